@@ -1,0 +1,76 @@
+# How things are built here: flags, and one function per kind of target.
+#
+#   orvane_module(name)        the .cpp files of this folder as an OBJECT library: a part of liborvane
+#   orvane_program(name ...)   the .cpp files of this folder as a program in bin/
+#   orvane_test(name ...)      the *Test.cpp files of this folder as one test program
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_C_STANDARD 11)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_C_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin)
+set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/lib)
+set(CMAKE_ARCHIVE_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/lib)
+
+add_compile_options(
+    -Wall -Wextra -Wshadow -Wconversion -Wno-sign-conversion -Werror
+    $<$<COMPILE_LANGUAGE:CXX>:-Wno-missing-field-initializers>
+    -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=)
+add_compile_definitions(
+    _GNU_SOURCE
+    GLIB_VERSION_MIN_REQUIRED=GLIB_VERSION_2_30)
+
+if(ORVANE_SANITIZE)
+    add_compile_options(-fsanitize=${ORVANE_SANITIZE} -fno-omit-frame-pointer)
+    add_link_options(-fsanitize=${ORVANE_SANITIZE})
+    if(ORVANE_SANITIZE MATCHES undefined)
+        add_compile_options(-fno-sanitize-recover=undefined)
+    endif()
+endif()
+
+# What every file of the library reads anyway, compiled once and shared by all modules.
+set(ORVANE_PCH
+    <glib-object.h> <libxml/tree.h> <atomic> <array> <memory> <span> <string> <string_view> <vector>)
+
+function(orvane_module name)
+    file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp)
+    if(NOT sources)
+        return()
+    endif()
+    add_library(${name} OBJECT ${sources})
+    target_compile_options(${name} PRIVATE $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti>)
+    target_compile_definitions(${name} PRIVATE ORVANE_NO_AUTOPTR)
+    target_include_directories(${name} PUBLIC
+        ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/include ${PROJECT_BINARY_DIR}/include)
+    target_link_libraries(${name} PUBLIC PkgConfig::GLIB PkgConfig::LIBXML PkgConfig::CURL Threads::Threads)
+    if(name STREQUAL misc)
+        target_precompile_headers(${name} PRIVATE ${ORVANE_PCH})
+    else()
+        target_precompile_headers(${name} REUSE_FROM misc)
+    endif()
+endfunction()
+
+function(orvane_program name)
+    file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp)
+    if(NOT sources)
+        return()
+    endif()
+    add_executable(${name} ${sources})
+    target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR})
+    target_link_libraries(${name} PRIVATE ${ARGN})
+endfunction()
+
+function(orvane_test name)
+    file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*Test.cpp)
+    if(NOT sources)
+        return()
+    endif()
+    add_executable(${name} ${sources})
+    target_link_libraries(${name} PRIVATE testSupport ${ARGN})
+    target_precompile_headers(${name} REUSE_FROM testSupport)
+    gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT 300)
+endfunction()

@@ -1,0 +1,1 @@
+# What an application developer finds after installing: libraries, headers, pkg-config, CMake package.

@@ -1,0 +1,28 @@
+# liborvane.so, with only the names of exports.map let out, and orvane_internal: the same objects as a
+# static library for tests and benches that need the inside.
+
+set(modules)
+foreach(module misc basicHttp schema runtime)
+    if(TARGET ${module})
+        list(APPEND modules ${module})
+    endif()
+endforeach()
+
+if(modules)
+    add_library(orvane SHARED)
+    target_link_libraries(orvane PRIVATE ${modules})
+    target_include_directories(orvane INTERFACE
+        ${PROJECT_SOURCE_DIR}/include ${PROJECT_BINARY_DIR}/include)
+    target_link_libraries(orvane INTERFACE PkgConfig::GLIB)
+    set_target_properties(orvane PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION 1)
+    target_link_options(orvane PRIVATE
+        -Wl,--version-script=${PROJECT_SOURCE_DIR}/exports.map -Wl,--no-undefined -Wl,-z,now -Wl,--as-needed)
+    set_target_properties(orvane PROPERTIES LINK_DEPENDS ${PROJECT_SOURCE_DIR}/exports.map)
+    if(ORVANE_SANITIZE MATCHES address OR ORVANE_SANITIZE MATCHES thread)
+        # clang leaves the sanitizer's symbols to the program
+        target_link_options(orvane PRIVATE $<$<CXX_COMPILER_ID:Clang>:-Wl,-z,undefs>)
+    endif()
+
+    add_library(orvane_internal STATIC)
+    target_link_libraries(orvane_internal PUBLIC ${modules})
+endif()

@@ -1,0 +1,48 @@
+/*
+ * loop.h -- how an application lends its event loop to the library
+ *
+ * The library owns no thread and no loop. Everything that waits (a socket, a time-out, the end of a
+ * request) is handed to two functions of the application, given once to orvane_init().
+ *
+ * Threads: the loop runs the library's callbacks on one thread, one at a time.
+ */
+#pragma once
+
+#include <glib.h>
+
+#include <orvane/export.h>
+
+G_BEGIN_DECLS
+
+/* The library's function that the loop is to call. */
+typedef void (*OrvanePollFunction)(gpointer clientData);
+
+/* Which loops serve a callback; the library always asks for the first bit of the first word. */
+typedef struct {
+    guint64 words[5];
+} PollClassSet;
+
+typedef enum {
+    POLL_REALTIME = 1, /* info is a delay in microseconds */
+    POLL_DEVICE = 2,   /* info is a descriptor */
+} PollEventType;
+
+enum {
+    POLL_FLAG_PERIODIC = 0x1, /* the callback stays after it has run */
+    POLL_FLAG_WRAPPER = 0x2,  /* set on all that the Poll_CB_* forms register; the loop may ignore it */
+    POLL_FLAG_READ = 0x4,
+    POLL_FLAG_WRITE = 0x8,
+};
+
+typedef gint (*OrvanePollCallback)(gint flags, OrvanePollFunction function, gpointer clientData,
+                                   gint eventType, gint64 info, gpointer lock,
+                                   PollClassSet classSet);
+typedef gint (*OrvanePollCallbackRemove)(gint flags, OrvanePollFunction function,
+                                         gpointer clientData, gint eventType,
+                                         PollClassSet classSet);
+
+ORVANE_EXPORT gboolean orvane_init(OrvanePollCallback pollCallback,
+                                   OrvanePollCallbackRemove pollCallbackRemove);
+ORVANE_EXPORT void orvane_shutdown(void);
+
+G_END_DECLS
