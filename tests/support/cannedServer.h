@@ -29,9 +29,9 @@ struct CannedRequest {
 };
 
 struct CannedAnswer {
-    std::string bytes;     /* the whole answer, status line first; empty: never answers */
-    bool close = false;    /* closes the connection after the last byte */
-    bool reset = false;    /* closes it with a reset */
+    std::string bytes;          /* the whole answer, status line first; empty: never answers */
+    bool close = false;         /* closes the connection after the last byte */
+    bool reset = false;         /* closes it with a reset */
     size_t cutAfter = SIZE_MAX; /* sends no more than so many bytes, then closes */
 };
 
@@ -41,7 +41,7 @@ CannedAnswer HttpReply(const std::string &body, int status = 200,
                        const std::vector<std::string> &headers = {});
 
 class CannedServer {
-  public:
+public:
     CannedServer();
     ~CannedServer();
     CannedServer(const CannedServer &) = delete;
@@ -57,7 +57,7 @@ class CannedServer {
     void Send(int connection, const std::string &bytes, bool close = false);
     void StopListening();
 
-  private:
+private:
     struct State;
     std::unique_ptr<State> state;
 };

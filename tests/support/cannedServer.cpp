@@ -1,0 +1,365 @@
+// Connections read until a request is whole, ask the test's function, then write what it said.
+#include "tests/support/cannedServer.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <charconv>
+#include <string_view>
+#include <utility>
+
+#include <arpa/inet.h>
+#include <glib.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include "tests/support/testLoop.h"
+
+namespace {
+
+constexpr std::string_view kLineEnd = "\r\n";
+constexpr std::string_view kHeadEnd = "\r\n\r\n";
+constexpr std::string_view kContinue = "HTTP/1.1 100 Continue\r\n\r\n";
+
+enum class Ending { kKeep, kClose, kReset };
+
+struct Connection {
+    int descriptor;
+    std::string in;
+    std::string out;
+    Ending ending = Ending::kKeep; /* when all of "out" is written */
+    bool isContinued = false; /* "100 Continue" has been sent for the request that is coming in */
+};
+
+std::string_view Trim(std::string_view text) {
+    while (!text.empty() && (text.front() == ' ' || text.front() == '\t'))
+        text.remove_prefix(1);
+    while (!text.empty() && (text.back() == ' ' || text.back() == '\t'))
+        text.remove_suffix(1);
+    return text;
+}
+
+bool IsSameName(std::string_view left, std::string_view right) {
+    return std::ranges::equal(
+        left, right, [](char a, char b) { return g_ascii_tolower(a) == g_ascii_tolower(b); });
+}
+
+size_t Number(std::string_view text, int base) {
+    size_t value = 0;
+    std::from_chars(text.data(), text.data() + text.size(), value, base);
+    return value;
+}
+
+/* A chunked body from a place on. Bytes used, with the body in "body"; 0 if it is not whole yet. */
+size_t ReadChunks(const std::string &in, size_t start, std::string *body) {
+    size_t at = start;
+    body->clear();
+    for (;;) {
+        const size_t lineEnd = in.find(kLineEnd, at);
+        if (lineEnd == std::string::npos)
+            return 0;
+        const size_t size = Number(std::string_view(in).substr(at, lineEnd - at), 16);
+        at = lineEnd + kLineEnd.size();
+        if (size == 0)
+            break;
+        if (in.size() < at + size + kLineEnd.size())
+            return 0;
+        body->append(in, at, size);
+        at += size + kLineEnd.size();
+    }
+    for (;;) { /* trailers, up to the empty line */
+        const size_t lineEnd = in.find(kLineEnd, at);
+        if (lineEnd == std::string::npos)
+            return 0;
+        const bool isLast = lineEnd == at;
+        at = lineEnd + kLineEnd.size();
+        if (isLast)
+            return at - start;
+    }
+}
+
+/* Fills in the head and returns true once it is there, with the place where the body starts. */
+bool ReadHead(const std::string &in, CannedRequest *request, size_t *bodyStart) {
+    const size_t end = in.find(kHeadEnd);
+    if (end == std::string::npos)
+        return false;
+    request->head = in.substr(0, end);
+    const std::string line = request->head.substr(0, request->head.find(kLineEnd));
+    const size_t first = line.find(' ');
+    const size_t second = line.find(' ', first == std::string::npos ? first : first + 1);
+    request->method = line.substr(0, first);
+    if (first != std::string::npos)
+        request->target = line.substr(first + 1, second - first - 1);
+    *bodyStart = end + kHeadEnd.size();
+    return true;
+}
+
+/* Takes one whole request off the front; false if it is not whole yet. */
+bool TakeRequest(Connection *connection, CannedRequest *request) {
+    size_t start = 0;
+    if (!ReadHead(connection->in, request, &start))
+        return false;
+
+    size_t length = 0;
+    if (IsSameName(request->Header("Transfer-Encoding"), "chunked")) {
+        length = ReadChunks(connection->in, start, &request->body);
+        if (length == 0)
+            return false;
+    } else {
+        length = Number(request->Header("Content-Length"), 10);
+        if (connection->in.size() - start < length)
+            return false;
+        request->body = connection->in.substr(start, length);
+    }
+    connection->in.erase(0, start + length);
+    connection->isContinued = false;
+    return true;
+}
+
+bool WantsContinue(const Connection &connection) {
+    CannedRequest request;
+    size_t start = 0;
+    return !connection.isContinued && ReadHead(connection.in, &request, &start) &&
+           IsSameName(request.Header("Expect"), "100-continue");
+}
+
+const char *Reason(int status) {
+    constexpr std::pair<int, const char *> kReasons[] = {
+        {200, "OK"},
+        {204, "No Content"},
+        {206, "Partial Content"},
+        {301, "Moved"},
+        {302, "Found"},
+        {307, "Temporary Redirect"},
+        {400, "Bad Request"},
+        {401, "Unauthorized"},
+        {403, "Forbidden"},
+        {404, "Not Found"},
+        {407, "Proxy Authentication Required"},
+        {416, "Bad Range"},
+        {500, "Internal Server Error"},
+        {503, "Unavailable"},
+    };
+    for (const auto &[code, reason] : kReasons) {
+        if (code == status)
+            return reason;
+    }
+    return "Status";
+}
+
+[[noreturn]] void Fail(const char *what) {
+    g_error("canned server: %s: %s", what, g_strerror(errno));
+}
+
+} // namespace
+
+std::string CannedRequest::Header(const std::string &name) const {
+    size_t at = head.find(kLineEnd);
+    while (at != std::string::npos) {
+        at += kLineEnd.size();
+        const size_t end = head.find(kLineEnd, at);
+        const std::string_view line = std::string_view(head).substr(at, end - at);
+        const size_t colon = line.find(':');
+        if (colon != std::string_view::npos && IsSameName(line.substr(0, colon), name))
+            return std::string(Trim(line.substr(colon + 1)));
+        at = end;
+    }
+    return "";
+}
+
+CannedAnswer HttpReply(const std::string &body, int status, const std::string &contentType,
+                       const std::vector<std::string> &headers) {
+    std::string bytes = "HTTP/1.1 " + std::to_string(status) + " " + Reason(status) + "\r\n";
+    if (!contentType.empty())
+        bytes += "Content-Type: " + contentType + "\r\n";
+    bytes += "Content-Length: " + std::to_string(body.size()) + "\r\n";
+    for (const std::string &header : headers)
+        bytes += header + "\r\n";
+    return {.bytes = bytes + "\r\n" + body};
+}
+
+struct CannedServer::State {
+    int listener = -1;
+    int port = 0;
+    std::function<CannedAnswer(const CannedRequest &)> answer;
+    std::vector<CannedRequest> requests;
+    std::map<int, Connection> connections; /* open ones, by number */
+    int numConnections = 0;
+
+    void Listen();
+    void Accept();
+    void Serve(int number, short events);
+    bool Read(int number);
+    void AnswerRequests(int number);
+    void Write(int number);
+    void WatchAgain(int number);
+    void Close(int number, bool withReset);
+};
+
+void CannedServer::State::Listen() {
+    listener = socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t length = sizeof address;
+    auto *generic = reinterpret_cast<sockaddr *>(&address);
+    if (listener < 0 || bind(listener, generic, length) != 0 || listen(listener, SOMAXCONN) != 0 ||
+        getsockname(listener, generic, &length) != 0)
+        Fail("listen");
+    port = ntohs(address.sin_port);
+    testLoop::Watch(listener, POLLIN, [this](short) { Accept(); });
+}
+
+void CannedServer::State::Accept() {
+    const int descriptor = accept4(listener, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
+    if (descriptor < 0)
+        return; /* the peer has gone again */
+    const int on = 1;
+    setsockopt(descriptor, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+    const int number = numConnections++;
+    connections.emplace(number, Connection{.descriptor = descriptor, .in = {}, .out = {}});
+    WatchAgain(number);
+}
+
+void CannedServer::State::WatchAgain(int number) {
+    const auto found = connections.find(number);
+    if (found == connections.end())
+        return;
+    const short events = short(POLLIN | (found->second.out.empty() ? 0 : POLLOUT));
+    testLoop::Watch(found->second.descriptor, events,
+                    [this, number](short happened) { Serve(number, happened); });
+}
+
+void CannedServer::State::Serve(int number, short events) {
+    if ((events & (POLLIN | POLLHUP | POLLERR)) && !Read(number))
+        return;
+    AnswerRequests(number);
+    Write(number);
+}
+
+/* Reads what is there; false if the connection has ended. */
+bool CannedServer::State::Read(int number) {
+    Connection &connection = connections.at(number);
+    char buffer[65536];
+    for (;;) {
+        const ssize_t count = recv(connection.descriptor, buffer, sizeof buffer, 0);
+        if (count > 0) {
+            connection.in.append(buffer, size_t(count));
+            continue;
+        }
+        if (count < 0 && (errno == EAGAIN || errno == EINTR))
+            return true;
+        Close(number, false);
+        return false;
+    }
+}
+
+void CannedServer::State::AnswerRequests(int number) {
+    CannedRequest request;
+    while (connections.contains(number) && connections.at(number).ending == Ending::kKeep &&
+           TakeRequest(&connections.at(number), &request)) {
+        request.connection = number;
+        requests.push_back(request);
+        const CannedAnswer said = answer ? answer(request) : HttpReply("", 404);
+        const auto found = connections.find(number);
+        if (found == connections.end())
+            return;
+        found->second.out += said.bytes.substr(0, said.cutAfter);
+        if (said.reset)
+            found->second.ending = Ending::kReset;
+        else if (said.close || said.cutAfter != SIZE_MAX)
+            found->second.ending = Ending::kClose;
+        request = {};
+    }
+    const auto found = connections.find(number);
+    if (found != connections.end() && WantsContinue(found->second)) {
+        found->second.out += kContinue;
+        found->second.isContinued = true;
+    }
+}
+
+void CannedServer::State::Write(int number) {
+    const auto found = connections.find(number);
+    if (found == connections.end())
+        return;
+    Connection &connection = found->second;
+    while (!connection.out.empty()) {
+        const ssize_t count =
+            send(connection.descriptor, connection.out.data(), connection.out.size(), MSG_NOSIGNAL);
+        if (count < 0 && errno == EINTR)
+            continue;
+        if (count < 0 && errno == EAGAIN)
+            return WatchAgain(number);
+        if (count < 0)
+            return Close(number, false);
+        connection.out.erase(0, size_t(count));
+    }
+    if (connection.ending != Ending::kKeep)
+        return Close(number, connection.ending == Ending::kReset);
+    WatchAgain(number);
+}
+
+void CannedServer::State::Close(int number, bool withReset) {
+    const int descriptor = connections.at(number).descriptor;
+    testLoop::Unwatch(descriptor);
+    if (withReset) {
+        const linger atOnce{.l_onoff = 1, .l_linger = 0};
+        setsockopt(descriptor, SOL_SOCKET, SO_LINGER, &atOnce, sizeof atOnce);
+    }
+    close(descriptor);
+    connections.erase(number);
+}
+
+CannedServer::CannedServer() : state(std::make_unique<State>()) {
+    state->Listen();
+}
+
+CannedServer::~CannedServer() {
+    StopListening();
+    while (!state->connections.empty())
+        state->Close(state->connections.begin()->first, false);
+}
+
+int CannedServer::Port() const {
+    return state->port;
+}
+
+std::string CannedServer::Url(const std::string &path) const {
+    return "http://127.0.0.1:" + std::to_string(state->port) + path;
+}
+
+void CannedServer::Answer(std::function<CannedAnswer(const CannedRequest &)> function) {
+    state->answer = std::move(function);
+}
+
+const std::vector<CannedRequest> &CannedServer::Requests() const {
+    return state->requests;
+}
+
+int CannedServer::NumConnections() const {
+    return state->numConnections;
+}
+
+int CannedServer::NumOpenConnections() const {
+    return int(state->connections.size());
+}
+
+void CannedServer::Send(int connection, const std::string &bytes, bool close) {
+    const auto found = state->connections.find(connection);
+    if (found == state->connections.end())
+        return; /* the peer has closed it meanwhile */
+    found->second.out += bytes;
+    if (close)
+        found->second.ending = Ending::kClose;
+    state->Write(connection);
+}
+
+void CannedServer::StopListening() {
+    if (state->listener < 0)
+        return;
+    testLoop::Unwatch(state->listener);
+    close(state->listener);
+    state->listener = -1;
+}
