@@ -94,10 +94,13 @@ typedef void (*BasicHttpSslCtxProc)(BasicHttpRequest *request, gpointer sslConte
 gboolean BasicHttp_Init(OrvanePollCallback pollCallback,
                         OrvanePollCallbackRemove pollCallbackRemove);
 gboolean BasicHttp_InitEx(OrvanePollCallback pollCallback,
-                          OrvanePollCallbackRemove pollCallbackRemove,
-                          gint maxOutstandingRequests);
+                          OrvanePollCallbackRemove pollCallbackRemove, gint maxOutstandingRequests);
 void BasicHttp_Shutdown(void);
 gboolean BasicHttp_IsInited(void);
+
+/* Number of the present start of the transport, counted from 1; 0 while it is not started.
+ * BasicHttp_Shutdown() frees every request, so one that was made under another number is gone. */
+guint BasicHttp_GetGeneration(void);
 
 BasicHttpRequest *BasicHttp_CreateRequest(const char *url, BasicHttpMethod method,
                                           BasicHttpCookieJar *cookieJar, const char *header,
@@ -135,8 +138,8 @@ void BasicHttp_ForbidReuse(BasicHttpRequest *request);
 void BasicHttp_SetConnectTimeout(BasicHttpRequest *request, guint seconds);
 void BasicHttp_DisableConnectionTimeoutWorkaround(BasicHttpRequest *request);
 void BasicHttp_SetProxy(BasicHttpRequest *request, const char *proxy, gint type);
-void BasicHttp_SetRequestNameAndPassword(BasicHttpRequest *request, gint authType,
-                                         const char *name, const char *password);
+void BasicHttp_SetRequestNameAndPassword(BasicHttpRequest *request, gint authType, const char *name,
+                                         const char *password);
 void BasicHttp_SetInactivityTimeout(BasicHttpRequest *request, gint kind, guint seconds);
 /* Largest response body that is taken, in bytes, for requests created from now on; 0: no limit. */
 void BasicHttp_SetMaxResponseSize(gsize bytes);
