@@ -12,7 +12,9 @@ if(modules)
     add_library(orvane SHARED)
     target_link_libraries(orvane PRIVATE ${modules})
     target_include_directories(orvane INTERFACE
-        ${PROJECT_SOURCE_DIR}/include ${PROJECT_BINARY_DIR}/include)
+        $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>
+        $<BUILD_INTERFACE:${PROJECT_BINARY_DIR}/include>
+        $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
     target_link_libraries(orvane INTERFACE PkgConfig::GLIB)
     set_target_properties(orvane PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION 1)
     target_link_options(orvane PRIVATE
