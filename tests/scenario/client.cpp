@@ -1,0 +1,235 @@
+// tests/scenario/client.cpp
+#include "tests/scenario/client.h"
+
+#include <poll.h>
+
+#include <fmt/format.h>
+#include <orvane/schema/ozy.h>
+
+#include "tests/support/testLoop.h"
+
+namespace scenario {
+
+namespace {
+
+constexpr const char *kMachine = "vm-101";
+constexpr int kQuietMs = 3;      /* the loop is idle when nothing came for so long */
+constexpr int kQuietRounds = 8;  /* nothing will come any more after so many idle rounds */
+constexpr int kTickMs = 500;     /* the simulator's clock moves on by this in an idle round */
+constexpr int kMaxSteps = 20000; /* a client that needs more is going in circles */
+
+} // namespace
+
+const char *StepName(Step step) {
+    constexpr const char *kNames[] = {"CONNECT", "LOAD",       "TASK", "UPDATE",
+                                      "CALL",    "DISCONNECT", "ENDED"};
+    return kNames[static_cast<int>(step)];
+}
+
+Client::Client(simulator::Options options)
+    : server([&options] {
+          options.frozenClock = true;
+          options.taskDurationMs = 2 * kTickMs;
+          return options;
+      }()) {
+    testLoop::Reset();
+    server.Start();
+    testLoop::Watch(server.PollDescriptor(), POLLIN, [this](short) { server.Run(); });
+    orvane_init(testLoop::Callback, testLoop::CallbackRemove);
+    session = orvane_session_new();
+}
+
+Client::~Client() {
+    End();
+    testLoop::Unwatch(server.PollDescriptor());
+    testLoop::Reset();
+}
+
+OrvaneListener *Client::NewListener() {
+    OrvaneListener *listener = orvane_listener_new();
+    Watched *watched = listeners.emplace_back(new Watched{this, listener, step, 0}).get();
+    g_object_weak_ref(G_OBJECT(listener), OnListenerGone, watched);
+    g_signal_connect(listener, "success", G_CALLBACK(OnFinal), watched);
+    g_signal_connect(listener, "failure", G_CALLBACK(OnFinal), watched);
+    return listener;
+}
+
+void Client::OnListenerGone(gpointer watched, GObject *) {
+    static_cast<Watched *>(watched)->listener = nullptr;
+}
+
+void Client::OnFinal(OrvaneListener *listener, Watched *watched) {
+    Client *client = watched->client;
+    const bool succeeded = orvane_listener_get_state(listener) == ORVANE_LISTENER_SUCCEEDED;
+    client->signals.push_back(
+        fmt::format("{} {}", StepName(watched->step), succeeded ? "success" : "failure"));
+    if (watched->numFinals++ > 0)
+        return;
+
+    const int number = client->numHandlers++;
+    if (client->inHandler)
+        client->inHandler(number);
+    if (!succeeded && watched->step != Step::kTask)
+        client->failed = true;
+
+    // the next step only if the client still stands where this listener was
+    if (client->step == watched->step) {
+        const bool goesOn = succeeded || watched->step == Step::kTask;
+        if (watched->step == Step::kConnect && !succeeded)
+            client->Begin(Step::kEnded);
+        else if (watched->step == Step::kDisconnect)
+            client->Begin(Step::kEnded);
+        else
+            client->Begin(goesOn ? static_cast<Step>(static_cast<int>(watched->step) + 1)
+                                 : Step::kDisconnect);
+    }
+    if (watched->listener)
+        g_object_unref(listener); // what was handed to the call
+}
+
+void Client::OnNameChanged(Client *client) {
+    client->numChanges++;
+    if (client->step != Step::kUpdate)
+        return;
+    const int number = client->numHandlers++;
+    if (client->inHandler)
+        client->inHandler(number);
+    if (client->step == Step::kUpdate)
+        client->Begin(Step::kCall);
+}
+
+void Client::Begin(Step next) {
+    step = next;
+    if (!session || isShutDown) {
+        step = Step::kEnded;
+        return;
+    }
+    switch (next) {
+    case Step::kConnect:
+        return Connect();
+    case Step::kLoad:
+        return Load();
+    case Step::kTask:
+        return PowerOn();
+    case Step::kUpdate:
+        return Rename();
+    case Step::kCall:
+        return Call();
+    case Step::kDisconnect:
+        return orvane_session_disconnect(session, NewListener());
+    case Step::kEnded:
+        return;
+    }
+}
+
+void Client::Connect() {
+    orvane_session_connect(session, server.Url().c_str(), "administrator", "secret", NewListener());
+}
+
+void Client::Load() {
+    machine = orvane_session_get_object(session, kMachine, skema_ozy_virtual_machine_get_type());
+    g_object_ref_sink(machine);
+    g_signal_connect_swapped(machine, "notify::name", G_CALLBACK(OnNameChanged), this);
+    orvane_session_load_object(session, TRUE, machine, NewListener());
+}
+
+void Client::PowerOn() {
+    skema_ozy_virtual_machine_power_on(SKEMA_OZY_VIRTUAL_MACHINE(machine), nullptr, NewListener());
+}
+
+void Client::Rename() {
+    server.SetProperty(kMachine, "name", "renamed");
+}
+
+void Client::Call() {
+    SkemaOzyServiceInstance *instance = nullptr;
+    g_object_get(session, "serviceInstance", &instance, nullptr);
+    skema_ozy_service_instance_current_time(instance, NewListener());
+    g_object_unref(instance);
+}
+
+void Client::ReleaseMachine() {
+    if (!machine)
+        return;
+    g_signal_handlers_disconnect_by_data(machine, this);
+    g_clear_object(&machine);
+}
+
+void Client::Run() {
+    Begin(Step::kConnect);
+    int idle = 0;
+    for (int i = 0; i < kMaxSteps && idle < kQuietRounds && step != Step::kEnded; i++) {
+        if (testLoop::Step(kQuietMs)) {
+            idle = 0;
+            continue;
+        }
+        idle++;
+        server.Advance(kTickMs);
+    }
+    testLoop::Settle();
+}
+
+Client::Watched *Client::Pending() {
+    for (const auto &watched : listeners) {
+        if (watched->listener && watched->numFinals == 0)
+            return watched.get();
+    }
+    return nullptr;
+}
+
+void Client::CancelListener() {
+    if (Watched *pending = Pending(); pending && session)
+        orvane_session_cancel_listener(session, pending->listener);
+}
+
+void Client::DropListener() {
+    if (Watched *pending = Pending())
+        g_object_unref(pending->listener);
+}
+
+void Client::DropSession() {
+    ReleaseMachine();
+    g_clear_object(&session);
+}
+
+void Client::Disconnect() {
+    if (!session || isShutDown || step == Step::kDisconnect || step == Step::kEnded)
+        return;
+    Begin(Step::kDisconnect);
+}
+
+void Client::ShutDown() {
+    if (!isShutDown)
+        orvane_shutdown();
+    isShutDown = true;
+}
+
+void Client::CloseConnections() {
+    server.ResetConnections();
+}
+
+std::string Client::End() {
+    testLoop::SetBeforeStep(nullptr);
+    inHandler = nullptr;
+    DropSession();
+    testLoop::Settle();
+    ShutDown();
+
+    std::string wrong;
+    for (const auto &watched : listeners) {
+        if (watched->numFinals > 1)
+            wrong +=
+                fmt::format("{}: told {} times; ", StepName(watched->step), watched->numFinals);
+        if (watched->listener) {
+            wrong += fmt::format("{}: listener never died; ", StepName(watched->step));
+            g_object_weak_unref(G_OBJECT(watched->listener), OnListenerGone, watched.get());
+            g_object_unref(watched->listener);
+        }
+    }
+    listeners.clear();
+    if (const size_t left = testLoop::Registrations().size(); left > 0)
+        wrong += fmt::format("{} callbacks still registered; ", left);
+    return wrong;
+}
+
+} // namespace scenario

@@ -1,0 +1,91 @@
+/*
+ * client.h -- an application that does a bit of everything, to be disturbed while it does it
+ *
+ *   CONNECT -> LOAD -> TASK -> UPDATE -> CALL -> DISCONNECT -> ENDED
+ *
+ * It connects to a simulator on the tests' loop, loads a machine, powers it on and follows the
+ * task, waits for a property to change, makes a plain call and disconnects. Each step begins in the
+ * signal handler that ended the one before. A step that fails goes on with DISCONNECT.
+ *
+ * A test may ask to be called before each callback of the library and inside each signal handler,
+ * and take something away there. Afterwards End() releases what is left and says what went wrong: a
+ * listener that was told twice, one that never died, a callback still registered.
+ *
+ * Threads: one; one client at a time.
+ */
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include <orvane/orvane.h>
+
+#include "tools/simulator/simulator.h"
+
+namespace scenario {
+
+enum class Step { kConnect, kLoad, kTask, kUpdate, kCall, kDisconnect, kEnded };
+
+class Client {
+public:
+    explicit Client(simulator::Options options = {});
+    ~Client();
+    Client(const Client &) = delete;
+    Client &operator=(const Client &) = delete;
+
+    /* Starts with CONNECT and runs until the end, or until nothing happens any more. */
+    void Run();
+
+    /* Gives everything back. Empty, or what is wrong. */
+    std::string End();
+
+    /* Things to take away. Harmless where there is nothing left to take. */
+    void CancelListener();
+    void DropListener();
+    void DropSession();
+    void Disconnect();
+    void ShutDown();
+    void CloseConnections();
+
+    simulator::Simulator server;
+    Step step = Step::kConnect;
+    bool failed = false;              /* a step ended in failure */
+    int numHandlers = 0;              /* signal handlers run so far */
+    int numChanges = 0;               /* changes of the machine's name seen */
+    std::vector<std::string> signals; /* "CONNECT success", in order */
+
+    /* Called inside each signal handler of a listener, with its number from 0. */
+    std::function<void(int)> inHandler;
+
+private:
+    struct Watched {
+        Client *client;
+        OrvaneListener *listener; /* NULL once it has died */
+        Step step;
+        int numFinals;
+    };
+
+    static void OnFinal(OrvaneListener *listener, Watched *watched);
+    static void OnListenerGone(gpointer watched, GObject *listener);
+    static void OnNameChanged(Client *client);
+    OrvaneListener *NewListener();
+    void Begin(Step next);
+    void Connect();
+    void Load();
+    void PowerOn();
+    void Rename();
+    void Call();
+    void ReleaseMachine();
+    Watched *Pending();
+
+    OrvaneSession *session = nullptr;
+    SkemaQormManagedObject *machine = nullptr;
+    std::vector<std::unique_ptr<Watched>> listeners;
+    bool isShutDown = false;
+};
+
+/* Name of a step, for messages. */
+const char *StepName(Step step);
+
+} // namespace scenario

@@ -1,0 +1,99 @@
+// What may be taken away from a client at any moment, taken away at every moment. Nothing may
+// crash, leak, hang, or tell a listener twice.
+//
+// The plain run tries a sample of the moments; with ORVANE_EXHAUSTIVE set it tries all of them.
+#include <cstdlib>
+
+#include <gtest/gtest.h>
+
+#include "tests/scenario/client.h"
+#include "tests/support/testLoop.h"
+
+namespace {
+
+using scenario::Client;
+using scenario::Step;
+
+struct Disturbance {
+    const char *name;
+    void (Client::*apply)();
+    bool goesOn; /* the client is to reach its end all the same */
+};
+
+constexpr Disturbance kDisturbances[] = {
+    {"CancelListener", &Client::CancelListener, false},
+    {"DropListener", &Client::DropListener, false},
+    {"DropSession", &Client::DropSession, false},
+    {"Disconnect", &Client::Disconnect, false},
+    {"ShutDown", &Client::ShutDown, false},
+    {"CloseConnections", &Client::CloseConnections, true},
+};
+
+void PrintTo(const Disturbance &disturbance, std::ostream *out) {
+    *out << disturbance.name;
+}
+
+bool IsExhaustive() {
+    return getenv("ORVANE_EXHAUSTIVE") != nullptr;
+}
+
+simulator::Options SmallService() {
+    return {.hosts = 1, .machines = 3};
+}
+
+class DestroyAtEveryStep : public testing::TestWithParam<Disturbance> {};
+
+TEST(Scenario, RunsUndisturbedToItsEnd) {
+    Client client(SmallService());
+    client.Run();
+    EXPECT_EQ(Step::kEnded, client.step) << scenario::StepName(client.step);
+    EXPECT_FALSE(client.failed);
+    EXPECT_EQ((std::vector<std::string>{"CONNECT success", "LOAD success", "TASK success",
+                                        "CALL success", "DISCONNECT success"}),
+              client.signals);
+    EXPECT_EQ(0, client.server.NumSessions());
+    EXPECT_EQ("", client.End());
+}
+
+TEST_P(DestroyAtEveryStep, BeforeACallback) {
+    const uint64_t stride = IsExhaustive() ? 1 : 9;
+    bool applied = true;
+    for (uint64_t n = 0; applied; n += stride) {
+        SCOPED_TRACE(testing::Message() << "at callback " << n);
+        Client client(SmallService());
+        applied = false;
+        testLoop::SetBeforeStep([&](uint64_t number) {
+            if (number != n)
+                return;
+            applied = true;
+            (client.*GetParam().apply)();
+        });
+        client.Run();
+        if (GetParam().goesOn) {
+            EXPECT_EQ(Step::kEnded, client.step) << "stuck in " << scenario::StepName(client.step);
+        }
+        ASSERT_EQ("", client.End());
+    }
+}
+
+TEST_P(DestroyAtEveryStep, InsideASignalHandler) {
+    bool applied = true;
+    for (int n = 0; applied; n++) {
+        SCOPED_TRACE(testing::Message() << "in handler " << n);
+        Client client(SmallService());
+        applied = false;
+        client.inHandler = [&](int number) {
+            if (number != n)
+                return;
+            applied = true;
+            (client.*GetParam().apply)();
+        };
+        client.Run();
+        ASSERT_EQ("", client.End());
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(, DestroyAtEveryStep, testing::ValuesIn(kDisturbances),
+                         [](const auto &info) { return info.param.name; });
+
+} // namespace
