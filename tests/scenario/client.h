@@ -9,7 +9,7 @@
  *
  * A test may ask to be called before each callback of the library and inside each signal handler,
  * and take something away there. Afterwards End() releases what is left and says what went wrong: a
- * listener that was told twice, one that never died, a callback still registered.
+ * listener that was told twice, one that outlived its end, a callback still registered.
  *
  * Threads: one; one client at a time.
  */
