@@ -45,7 +45,8 @@ enum SchemaValueKind : guint8 {
     SCHEMA_VALUE_ENUM,    /* the row's type says which */
     SCHEMA_VALUE_OBJECT,  /* a data object or fault; the row's type says which */
     SCHEMA_VALUE_MANAGED, /* a managed object; the row's type says which */
-    SCHEMA_VALUE_UNKNOWN, /* arguments only: the caller hands in a const GValue * */
+    SCHEMA_VALUE_UNKNOWN, /* arguments only: the caller hands in a const GValue *, or a GValueArray * of
+                             values of the caller's own types if there is SCHEMA_ARRAY */
 };
 
 enum : guint8 {

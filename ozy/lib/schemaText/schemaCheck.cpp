@@ -1,0 +1,232 @@
+#include "ozy/lib/schemaText/schemaCheck.h"
+
+#include "ozy/lib/orvane/versionTexts.h"
+#include "ozy/lib/schemaText/schemaNames.h"
+
+namespace {
+
+struct Checker {
+    const SchemaModel &model;
+    SchemaErrors *errors;
+    SchemaIndex index;
+
+    void fail(SchemaPlace place, const std::string &message) {
+        SchemaErrors_Add(errors, model, place, message);
+    }
+};
+
+/* "generated/ozy/data.schema:12" */
+std::string PlaceText(const SchemaModel &model, SchemaPlace place) {
+    return model.files[place.file] + ":" + std::to_string(place.line);
+}
+
+/* Names that must differ, and where each was seen first. */
+struct Uses {
+    const char *what;
+    std::unordered_map<std::string, SchemaPlace> seen = {};
+
+    void add(Checker *checker, const std::string &name, SchemaPlace place) {
+        const auto [first, isNew] = seen.emplace(name, place);
+        if (!isNew)
+            checker->fail(place, std::string(what) + " '" + name + "' stands already at " +
+                                     PlaceText(checker->model, first->second));
+    }
+};
+
+/* The one class of each kind that has a base outside the schema. */
+struct RootRow {
+    SchemaForm form;
+    const char *name;
+    const char *base;
+};
+
+constexpr auto kRoots = std::to_array<RootRow>({
+    {SCHEMA_FORM_DATA, "DataObject", "GObject"},
+    {SCHEMA_FORM_FAULT, "MethodFault", "GObject"},
+    {SCHEMA_FORM_MANAGED, "ManagedObject", "GInitiallyUnowned"},
+});
+
+bool IsRoot(const SchemaType &type) {
+    return std::ranges::any_of(kRoots, [&](const RootRow &root) {
+        return root.form == type.form && type.name == root.name && type.base == root.base;
+    });
+}
+
+/* Events are data objects; apart from that each kind has its own tree. */
+SchemaForm TreeOf(SchemaForm form) {
+    return form == SCHEMA_FORM_EVENT ? SCHEMA_FORM_DATA : form;
+}
+
+void CheckBase(Checker *checker, const SchemaType &type) {
+    if (type.form == SCHEMA_FORM_ENUM) {
+        if (!type.base.empty())
+            checker->fail(type.place, "enumeration '" + type.name + "' with a base");
+        return;
+    }
+    if (type.base.empty())
+        return checker->fail(type.place, "'" + type.name + "' has no base");
+    if (IsRoot(type))
+        return;
+
+    const SchemaType *base = SchemaIndex_Find(checker->index, checker->model, type.base);
+    if (base == nullptr)
+        return checker->fail(type.place, "unknown base '" + type.base + "' of '" + type.name + "'");
+    if (TreeOf(base->form) != TreeOf(type.form))
+        return checker->fail(
+            type.place, std::string(SchemaForm_Word(type.form)) + " '" + type.name + "' has the " +
+                            SchemaForm_Word(base->form) + " '" + base->name + "' as its base");
+    if (base->ns > type.ns)
+        checker->fail(type.place, "base '" + base->name + "' stands in a later namespace");
+}
+
+/* One message a cycle: at the type of it that comes first in the model. */
+void CheckCycles(Checker *checker) {
+    const auto &types = checker->model.types;
+    std::vector<guint32> visitedBy(types.size(), G_MAXUINT32);
+    for (guint32 start = 0; start < types.size(); start++) {
+        guint32 at = start;
+        while (visitedBy[at] == G_MAXUINT32) {
+            visitedBy[at] = start;
+            const auto base = checker->index.find(types[at].base);
+            if (base == checker->index.end())
+                break;
+            at = base->second;
+            if (visitedBy[at] == start)
+                checker->fail(types[at].place,
+                              "the bases of '" + types[at].name + "' lead back to itself");
+        }
+    }
+}
+
+void CheckVersion(Checker *checker, SchemaPlace place, const std::string &version) {
+    if (!version.empty() && version != "all" && VersionTexts_Index(version) < 0)
+        checker->fail(place, "unknown version '" + version + "'");
+}
+
+void CheckTypeText(Checker *checker, SchemaPlace place, const SchemaType &owner,
+                   const SchemaTypeText &type) {
+    if (type.name.empty())
+        return;
+    if (const auto kind = SchemaNames_BuiltIn(type.name)) {
+        if (*kind == SCHEMA_VALUE_URI && !type.isArray)
+            checker->fail(place, "'anyURI' outside an array");
+        return;
+    }
+    const SchemaType *named = SchemaIndex_Find(checker->index, checker->model, type.name);
+    if (named == nullptr)
+        return checker->fail(place, "unknown type '" + type.name + "'");
+    if (owner.ns == SCHEMA_NAMESPACE_QORM && named->ns != SCHEMA_NAMESPACE_QORM)
+        checker->fail(place, "type '" + type.name + "' of another namespace in the core");
+}
+
+void CheckFields(Checker *checker, const SchemaType &type) {
+    Uses names{"field"};
+    for (const SchemaField &field : type.fields) {
+        names.add(checker, field.name, field.place);
+        CheckVersion(checker, field.place, field.version);
+        CheckTypeText(checker, field.place, type, field.type);
+        if (!g_ascii_isalpha(field.name[0]))
+            checker->fail(field.place, "field '" + field.name + "' does not begin with a letter");
+        if (field.type.isUnknown || field.type.isLikely || field.type.isRequired)
+            checker->fail(field.place,
+                          "'*', '~' and '!' are for arguments, not for field '" + field.name + "'");
+    }
+}
+
+void CheckMethods(Checker *checker, const SchemaType &type) {
+    Uses methods{"method"};
+    for (const SchemaMethod &method : type.methods) {
+        methods.add(checker, method.wireName, method.place);
+        CheckTypeText(checker, method.place, type, method.result);
+        const SchemaTypeText &result = method.result;
+        if (result.isUnknown || result.isLikely || result.isRequired || result.isOptional)
+            checker->fail(method.place, "'*', '~', '?' and '!' mean nothing for the result of '" +
+                                            method.wireName + "'");
+        if (method.arguments.size() > G_MAXUINT8)
+            checker->fail(method.place, "too many arguments for '" + method.wireName + "'");
+
+        Uses arguments{"argument"};
+        for (const SchemaArgument &argument : method.arguments) {
+            arguments.add(checker, argument.name, argument.place);
+            CheckTypeText(checker, argument.place, type, argument.type);
+        }
+    }
+}
+
+void CheckWords(Checker *checker, const SchemaType &type) {
+    Uses words{"word"};
+    for (const SchemaWord &word : type.words)
+        words.add(checker, word.word, word.place);
+    if (type.words.empty())
+        checker->fail(type.place, "enumeration '" + type.name + "' without words");
+    if (!type.version.empty() || type.isPartial)
+        checker->fail(type.place, "enumeration '" + type.name + "' with a version or '...'");
+}
+
+void CheckType(Checker *checker, const SchemaType &type) {
+    CheckBase(checker, type);
+    CheckVersion(checker, type.place, type.version);
+    if (!type.enclosing.empty() &&
+        SchemaIndex_Find(checker->index, checker->model, type.enclosing) == nullptr)
+        checker->fail(type.place,
+                      "unknown class '" + type.enclosing + "' around '" + type.name + "'");
+    if (type.form == SCHEMA_FORM_ENUM)
+        return CheckWords(checker, type);
+    CheckFields(checker, type);
+    CheckMethods(checker, type);
+}
+
+void CheckWireNames(Checker *checker) {
+    Uses names{"type"};
+    for (const SchemaType &type : checker->model.types) {
+        names.add(checker, type.name, type.place);
+        if (SchemaNames_BuiltIn(type.name))
+            checker->fail(type.place, "type '" + type.name + "' is built in");
+    }
+}
+
+/* All names that one program may see at once. */
+void CheckCNames(Checker *checker) {
+    Uses names{"C name"};
+    const auto all = SchemaNames_Make(checker->model, checker->index);
+    for (gsize i = 0; i < all.size(); i++) {
+        const SchemaType &type = checker->model.types[i];
+        names.add(checker, all[i].type, type.place);
+        names.add(checker, all[i].prefix + "_get_type", type.place);
+        names.add(checker, SchemaNames_Macro(all[i].prefix, "TYPE"), type.place);
+        if (type.form != SCHEMA_FORM_ENUM) {
+            names.add(checker, SchemaNames_Macro(all[i].prefix, ""), type.place);
+            names.add(checker, SchemaNames_Macro(all[i].prefix, "IS"), type.place);
+        }
+        for (gsize j = 0; j < type.methods.size(); j++)
+            names.add(checker, all[i].stubs[j], type.methods[j].place);
+        for (gsize j = 0; j < type.words.size(); j++)
+            names.add(checker, all[i].constants[j], type.words[j].place);
+    }
+}
+
+/* Rows are numbered in 16 bits where there are many of them. */
+void CheckSizes(Checker *checker) {
+    const auto &types = checker->model.types;
+    if (types.size() >= kSchemaNoType)
+        checker->fail(types.back().place, "more types than the tables can number");
+    for (const SchemaType &type : types) {
+        if (std::max(type.fields.size(), type.words.size()) > G_MAXUINT16)
+            checker->fail(type.place,
+                          "more members in '" + type.name + "' than the tables can number");
+    }
+}
+
+} // namespace
+
+bool SchemaCheck_Run(const SchemaModel &model, SchemaErrors *errors) {
+    const gsize before = errors->count;
+    Checker checker{model, errors, SchemaIndex_Make(model)};
+    CheckWireNames(&checker);
+    for (const SchemaType &type : model.types)
+        CheckType(&checker, type);
+    CheckCycles(&checker);
+    CheckCNames(&checker);
+    CheckSizes(&checker);
+    return errors->count == before;
+}

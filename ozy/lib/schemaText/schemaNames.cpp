@@ -1,0 +1,133 @@
+#include "ozy/lib/schemaText/schemaNames.h"
+
+#include <array>
+
+namespace {
+
+struct BuiltInRow {
+    std::string_view word;
+    SchemaValueKind kind;
+};
+
+constexpr auto kBuiltIns = std::to_array<BuiltInRow>({
+    {"string", SCHEMA_VALUE_STRING},
+    {"boolean", SCHEMA_VALUE_BOOLEAN},
+    {"byte", SCHEMA_VALUE_BYTE},
+    {"short", SCHEMA_VALUE_SHORT},
+    {"int", SCHEMA_VALUE_INT},
+    {"long", SCHEMA_VALUE_LONG},
+    {"float", SCHEMA_VALUE_FLOAT},
+    {"double", SCHEMA_VALUE_DOUBLE},
+    {"dateTime", SCHEMA_VALUE_DATETIME},
+    {"binary", SCHEMA_VALUE_BINARY},
+    {"anyURI", SCHEMA_VALUE_URI},
+    {"any", SCHEMA_VALUE_ANY},
+});
+
+constexpr std::string_view kRoot = "Skema";
+
+std::string Capitalised(std::string_view word) {
+    std::string text(word);
+    if (!text.empty())
+        text[0] = g_ascii_toupper(text[0]);
+    return text;
+}
+
+std::string TypeName(const SchemaType &type, const SchemaModel &model, const SchemaIndex &index) {
+    std::string name = std::string(kRoot) + Capitalised(SchemaNamespace_Word(type.ns));
+    if (!type.path.empty())
+        return name + type.path;
+
+    const SchemaType *enclosing = SchemaIndex_Find(index, model, type.enclosing);
+    if (type.form == SCHEMA_FORM_FAULT ||
+        (enclosing != nullptr && enclosing->form == SCHEMA_FORM_FAULT))
+        name += "Fault";
+
+    std::string_view wireName = type.name;
+    if (type.ns == SCHEMA_NAMESPACE_FERRY && wireName.starts_with("Ferry"))
+        wireName.remove_prefix(5);
+    return name.append(wireName);
+}
+
+std::string StubName(const SchemaMethod &method, const std::string &prefix) {
+    if (!method.stub.empty())
+        return prefix + "_" + method.stub;
+
+    std::string_view wireName = method.wireName;
+    if (wireName.ends_with("_Task"))
+        wireName.remove_suffix(5);
+    return prefix + "_" + SchemaNames_Snake(wireName);
+}
+
+} // namespace
+
+SchemaIndex SchemaIndex_Make(const SchemaModel &model) {
+    SchemaIndex index;
+    index.reserve(model.types.size());
+    for (guint32 i = 0; i < model.types.size(); i++)
+        index.emplace(model.types[i].name, i);
+    return index;
+}
+
+const SchemaType *SchemaIndex_Find(const SchemaIndex &index, const SchemaModel &model,
+                                   std::string_view name) {
+    const auto found = index.find(name);
+    return found == index.end() ? nullptr : &model.types[found->second];
+}
+
+std::optional<SchemaValueKind> SchemaNames_BuiltIn(std::string_view word) {
+    for (const BuiltInRow &row : kBuiltIns) {
+        if (row.word == word)
+            return row.kind;
+    }
+    return std::nullopt;
+}
+
+/* A break stands only before a capital that follows a small letter; digits count as what they
+ * follow. */
+std::string SchemaNames_Snake(std::string_view camel) {
+    std::string snake;
+    bool isSmall = false;
+    for (char byte : camel) {
+        if (g_ascii_isupper(byte) && isSmall)
+            snake += '_';
+        if (!g_ascii_isdigit(byte))
+            isSmall = g_ascii_islower(byte);
+        snake += g_ascii_tolower(byte);
+    }
+    return snake;
+}
+
+std::string SchemaNames_Upper(std::string_view text) {
+    std::string upper(text);
+    for (char &byte : upper)
+        byte = g_ascii_toupper(byte);
+    return upper;
+}
+
+std::string SchemaNames_Macro(std::string_view prefix, std::string_view word) {
+    std::string macro = SchemaNames_Upper(prefix);
+    if (!word.empty())
+        macro.insert(kRoot.size(), "_" + std::string(word));
+    return macro;
+}
+
+std::vector<SchemaTypeNames> SchemaNames_Make(const SchemaModel &model, const SchemaIndex &index) {
+    std::vector<SchemaTypeNames> all(model.types.size());
+    for (gsize i = 0; i < all.size(); i++) {
+        const SchemaType &type = model.types[i];
+        SchemaTypeNames &names = all[i];
+        names.type = TypeName(type, model, index);
+        names.prefix = SchemaNames_Snake(names.type);
+        for (const SchemaMethod &method : type.methods)
+            names.stubs.push_back(StubName(method, names.prefix));
+
+        const SchemaType *enclosing = SchemaIndex_Find(index, model, type.enclosing);
+        const std::string path = enclosing == nullptr
+                                     ? names.prefix
+                                     : SchemaNames_Snake(TypeName(*enclosing, model, index));
+        for (const SchemaWord &word : type.words)
+            names.constants.push_back(SchemaNames_Upper(path + "_" + word.word));
+    }
+    return all;
+}

@@ -1,0 +1,23 @@
+/*
+ * emitSpelling.h -- how arguments of stubs are spelt in C, and types in comments; for the emitters
+ * only
+ */
+#pragma once
+
+#include "tools/schemagen/emit.h"
+
+/* The C type of a stub's parameter: "const gchar *", "gint ", "SkemaOzyTaskInfo *". */
+std::string Spelling_CType(const Emission &emission, const SchemaTypeText &type);
+/* The name of a parameter: the argument's own, with a "_" where C or the stub has that word
+ * already. */
+std::string Spelling_Parameter(const SchemaArgument &argument);
+/* All parameters of a stub, from the object to the listener, without parentheses. */
+std::string Spelling_Parameters(const Emission &emission, gsize type, const SchemaMethod &method);
+
+/* For comments: "#SkemaOzyTaskInfo", "list of string". */
+std::string Spelling_Words(const Emission &emission, const SchemaTypeText &type);
+/* What the engine takes the parameter as: does NULL leave the argument out? */
+bool Spelling_IsPointer(const Emission &emission, const SchemaTypeText &type);
+
+/* The type of a wire name, or NULL. */
+const SchemaType *Spelling_Type(const Emission &emission, std::string_view name);

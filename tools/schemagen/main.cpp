@@ -1,0 +1,119 @@
+/*
+ * schemagen: makes the library's rows, get_type functions, method stubs and headers from the
+ * schema's tables
+ *
+ *   schemagen --sources build/generated --headers build/include/orvane/schema
+ * generated/ozy/data.schema ... schemagen --count generated/ozy/data.schema ...
+ *
+ * Nothing is written unless all tables are sound; faults are listed by file and line, and the exit
+ * status is 1.
+ */
+#include <cstdio>
+
+#include <CLI/CLI.hpp>
+#include <glib.h>
+
+#include "lib/misc/glibPtr.h"
+#include "ozy/lib/schemaText/schemaCheck.h"
+#include "tools/schemagen/emit.h"
+#include "tools/schemagen/outputFile.h"
+
+namespace {
+
+/* So many files of each kind of function, to compile side by side. Known to
+ * generated/CMakeLists.txt. */
+constexpr gsize kNumTypeParts = 2;
+constexpr gsize kNumMethodParts = 2;
+
+struct Options {
+    std::vector<std::string> tables;
+    std::string sources;
+    std::string headers;
+    bool wantsCount = false;
+};
+
+bool ReadTables(const Options &options, SchemaModel *model, SchemaErrors *errors) {
+    for (const std::string &path : options.tables) {
+        gchar *raw = nullptr;
+        gsize size = 0;
+        GError *error = nullptr;
+        if (!g_file_get_contents(path.c_str(), &raw, &size, &error)) {
+            std::fprintf(stderr, "schemagen: %s\n", error->message);
+            g_error_free(error);
+            return false;
+        }
+        const GPtr<gchar> text(raw);
+        SchemaText_Parse(model, path.c_str(), {raw, size}, errors);
+    }
+    return errors->count == 0 && SchemaCheck_Run(*model, errors);
+}
+
+void ShowErrors(const SchemaErrors &errors) {
+    for (const std::string &message : errors.messages)
+        std::fprintf(stderr, "%s\n", message.c_str());
+    if (errors.count > errors.messages.size())
+        std::fprintf(stderr, "schemagen: and %zu more\n", errors.count - errors.messages.size());
+}
+
+struct File {
+    std::string path;
+    std::string text;
+};
+
+std::vector<File> MakeFiles(const Options &options, const Emission &emission) {
+    std::vector<File> files;
+    if (!options.sources.empty()) {
+        files.push_back({options.sources + "/schemaTables.cpp", Emit_Tables(emission)});
+        for (gsize i = 0; i < kNumTypeParts; i++)
+            files.push_back({options.sources + "/schemaTypes" + std::to_string(i + 1) + ".cpp",
+                             Emit_Types(emission, {i, kNumTypeParts})});
+        for (gsize i = 0; i < kNumMethodParts; i++)
+            files.push_back({options.sources + "/schemaMethods" + std::to_string(i + 1) + ".cpp",
+                             Emit_Methods(emission, {i, kNumMethodParts})});
+    }
+    for (int i = 0; i < SCHEMA_NUM_NAMESPACES && !options.headers.empty(); i++) {
+        const auto ns = static_cast<SchemaNamespace>(i);
+        files.push_back(
+            {options.headers + "/" + SchemaNamespace_Word(ns) + ".h", Emit_Header(emission, ns)});
+    }
+    return files;
+}
+
+bool WriteFiles(const std::vector<File> &files) {
+    for (const File &file : files) {
+        std::string error;
+        if (!OutputFile_Write(file.path, file.text, &error)) {
+            std::fprintf(stderr, "schemagen: %s\n", error.c_str());
+            return false;
+        }
+    }
+    return true;
+}
+
+int Run(const Options &options) {
+    SchemaModel model;
+    SchemaErrors errors;
+    if (!ReadTables(options, &model, &errors)) {
+        ShowErrors(errors);
+        return 1;
+    }
+
+    const Emission emission = Emission_Make(model);
+    if (options.wantsCount)
+        std::fputs(Emit_Counts(emission).c_str(), stdout);
+    return WriteFiles(MakeFiles(options, emission)) ? 0 : 1;
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+    Options options;
+    CLI::App app("Makes sources and headers from the tables of the schema.", "schemagen");
+    app.add_option("--sources", options.sources, "folder for the C++ sources");
+    app.add_option("--headers", options.headers, "folder for the headers");
+    app.add_flag("--count", options.wantsCount,
+                 "print how many types, methods and words there are");
+    app.add_option("tables", options.tables, "the *.schema files")->required();
+    CLI11_PARSE(app, argc, argv);
+    return Run(options);
+}
