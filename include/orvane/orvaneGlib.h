@@ -1,5 +1,17 @@
 /*
  * orvaneGlib.h -- runs the library on a GMainContext, for applications that have a GLib loop
+ *
+ *   orvane_glib_init(NULL);
+ *   ... make a session, connect, g_main_loop_run() ...
+ *   orvane_glib_shutdown();
+ *
+ * It stands in for orvane_init() and orvane_shutdown(), and lends the library that context: each timer
+ * and each socket becomes a source of default priority. Signals of listeners and changes of properties
+ * come while the context is iterated, and only then. Link with liborvane-glib.
+ *
+ * Ownership: the context is referenced until orvane_glib_shutdown().
+ * Errors:    orvane_glib_init() answers FALSE.
+ * Threads:   the thread that iterates the context makes all calls into the library.
  */
 #pragma once
 
@@ -9,7 +21,23 @@
 
 G_BEGIN_DECLS
 
+/**
+ * orvane_glib_init:
+ * @context: (nullable): the context that the application iterates; %NULL for the default one
+ *
+ * Starts the library, with its work done in @context. Call it once, before all other functions of the
+ * library, or again after orvane_glib_shutdown(). No callback comes before it returns.
+ *
+ * Returns: %TRUE; or %FALSE if the library does not start, and then nothing is held
+ */
 ORVANE_EXPORT gboolean orvane_glib_init(GMainContext *context);
+
+/**
+ * orvane_glib_shutdown:
+ *
+ * Ends the library. No callback comes afterwards: what was still waiting in the context is taken out of
+ * it. Release sessions and listeners first.
+ */
 ORVANE_EXPORT void orvane_glib_shutdown(void);
 
 G_END_DECLS

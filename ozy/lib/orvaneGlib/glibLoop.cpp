@@ -1,0 +1,129 @@
+#include "ozy/lib/orvaneGlib/glibLoop.h"
+
+#include <algorithm>
+#include <map>
+#include <tuple>
+
+namespace {
+
+/* Attributes by which a registration is found again: function, client data, flags, type of event. */
+using Key = std::tuple<OrvanePollFunction, gpointer, gint, gint>;
+
+struct LoopSource {
+    GSource base;
+    OrvanePollFunction function;
+    gpointer clientData;
+    gint flags;
+    gint eventType;
+    gint64 interval; /* of a timer, in microseconds */
+};
+
+struct GlibLoop {
+    GMainContext *context;
+    std::multimap<Key, GSource *> sources; /* equal ones in order of registration */
+};
+
+constinit GlibLoop *loop = nullptr;
+
+Key KeyOf(const LoopSource *source) {
+    return {source->function, source->clientData, source->flags, source->eventType};
+}
+
+/* The time after a delay, in the source's own clock. */
+gint64 DueAfter(gint64 delay) {
+    const gint64 now = g_get_monotonic_time();
+    return now + std::clamp<gint64>(delay, 0, G_MAXINT64 - now);
+}
+
+/* Takes a source out of the context. It may be running; GLib holds it until it has returned. */
+void GlibLoopDrop(std::multimap<Key, GSource *>::iterator where) {
+    GSource *source = where->second;
+    loop->sources.erase(where);
+    g_source_destroy(source);
+    g_source_unref(source);
+}
+
+void GlibLoopDropSource(LoopSource *source) {
+    const auto [first, last] = loop->sources.equal_range(KeyOf(source));
+    GlibLoopDrop(std::find_if(first, last,
+                              [&](const auto &entry) { return entry.second == &source->base; }));
+}
+
+/* GLib calls it only for a source that is still in the context. */
+gboolean GlibLoopDispatch(GSource *base, GSourceFunc, gpointer) {
+    auto *source = reinterpret_cast<LoopSource *>(base);
+    const OrvanePollFunction function = source->function;
+    gpointer clientData = source->clientData;
+    if (!(source->flags & POLL_FLAG_PERIODIC))
+        GlibLoopDropSource(source);
+    else if (source->eventType == POLL_REALTIME)
+        g_source_set_ready_time(base, DueAfter(source->interval));
+    function(clientData);
+    return G_SOURCE_CONTINUE; /* whether it stays has been settled by now */
+}
+
+/* With no functions of their own, a source is ready at its time or when its descriptor is. */
+GSourceFuncs kFunctions = {nullptr, nullptr, GlibLoopDispatch, nullptr, nullptr, nullptr};
+
+GIOCondition Condition(gint flags) {
+    return GIOCondition(((flags & POLL_FLAG_READ) ? G_IO_IN : 0) |
+                        ((flags & POLL_FLAG_WRITE) ? G_IO_OUT : 0));
+}
+
+bool CanWatch(gint flags, gint eventType, gint64 info) {
+    if (eventType == POLL_DEVICE)
+        return info >= 0 && info <= G_MAXINT && Condition(flags) != 0;
+    return eventType == POLL_REALTIME;
+}
+
+} // namespace
+
+void GlibLoop_Open(GMainContext *context) {
+    loop = new GlibLoop{g_main_context_ref(context), {}};
+}
+
+void GlibLoop_Close(void) {
+    while (!loop->sources.empty())
+        GlibLoopDrop(loop->sources.begin());
+    g_main_context_unref(loop->context);
+    delete loop;
+    loop = nullptr;
+}
+
+gboolean GlibLoop_IsOpen(void) {
+    return loop != nullptr;
+}
+
+gint GlibLoop_Callback(gint flags, OrvanePollFunction function, gpointer clientData, gint eventType,
+                       gint64 info, gpointer, PollClassSet) {
+    if (!loop || !CanWatch(flags, eventType, info))
+        return 1;
+    GSource *base = g_source_new(&kFunctions, sizeof(LoopSource));
+    auto *source = reinterpret_cast<LoopSource *>(base);
+    source->function = function;
+    source->clientData = clientData;
+    source->flags = flags;
+    source->eventType = eventType;
+    source->interval = info;
+    if (eventType == POLL_DEVICE) {
+        g_source_set_name(base, "orvane socket");
+        g_source_add_unix_fd(base, gint(info), Condition(flags));
+    } else {
+        g_source_set_name(base, "orvane timer");
+        g_source_set_ready_time(base, DueAfter(info));
+    }
+    loop->sources.emplace(KeyOf(source), base);
+    g_source_attach(base, loop->context);
+    return 0;
+}
+
+gint GlibLoop_CallbackRemove(gint flags, OrvanePollFunction function, gpointer clientData,
+                             gint eventType, PollClassSet) {
+    if (!loop)
+        return 1;
+    const auto [first, last] = loop->sources.equal_range({function, clientData, flags, eventType});
+    if (first == last)
+        return 1;
+    GlibLoopDrop(first);
+    return 0;
+}
