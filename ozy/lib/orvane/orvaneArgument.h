@@ -1,5 +1,5 @@
 /*
- * orvaneArgument.h -- a call's arguments as an array: how the method stubs hand them to the session
+ * orvaneArgument.h -- one argument of a call: how the method stubs hand theirs to the session
  *
  *   const OrvaneArgument arguments[] = {{"name", &name}, {"memory", &memory}};
  *   OrvaneSession_InvokeMethodV(session, object, "CreateSnapshot_Task", listener, arguments, 2);
@@ -8,23 +8,19 @@
  * for an argument that is left out.
  *
  * Ownership: names and values are the caller's and are used only until the call returns: the text
- * of the request is written by then. The listener's reference goes to the session. Threads:   the
- * thread of the loop.
+ * of the request is written by then.
  */
 #pragma once
 
-#include <orvane/runtime.h>
+#include <glib-object.h>
 
 G_BEGIN_DECLS
 
-typedef struct {
+typedef struct OrvaneArgument OrvaneArgument;
+
+struct OrvaneArgument {
     const char *name;
     const GValue *value; /* zeroed: left out */
-} OrvaneArgument;
-
-/* orvane_session_invoke_method() with the pairs in an array. */
-void OrvaneSession_InvokeMethodV(OrvaneSession *session, GObject *object, const char *methodName,
-                                 OrvaneListener *listener, const OrvaneArgument *arguments,
-                                 guint count);
+};
 
 G_END_DECLS

@@ -7,28 +7,20 @@
 #include <orvane/loop.h>
 #include <orvane/runtime.h>
 
+#include "ozy/lib/orvane/versionCatalogue.h"
+
 G_BEGIN_DECLS
 
-/* A release and what it includes. */
-typedef struct {
-    const char *name;    /* "ozy.version.version5" */
-    GPtrArray *versions; /* wire texts of all versions it includes, itself too; static strings */
-    gsize reserved;      /* always 4 */
-    guint32 mask;        /* the same members as bits: 1 << index in the catalogue */
-} OrvaneVersionEntry;
-
+/**
+ * orvane_lookup_version:
+ * @key: the wire text of a version, or one of the short forms "ozy2", "ozy25" and "ferry"
+ *
+ * Returns: (transfer none) (nullable): what the version includes; %NULL for an unknown key
+ */
 const OrvaneVersionEntry *orvane_lookup_version(const char *key);
-void OrvaneVersionEntryFree(gpointer entry);
 
-/* Index of a wire text in the catalogue (the bit in OrvaneVersionEntry::mask), -1 if unknown. */
-gint OrvaneVersion_Index(const char *wireText);
-/* Wire text of an index; NULL past the last. */
-const char *OrvaneVersion_Text(guint index);
-
-void skema_core_populate_version_map(GHashTable *table);
-void skema_ozy_populate_version_map(GHashTable *table);
-void skema_ferry_populate_version_map(GHashTable *table);
-void skema_reflect_populate_version_map(GHashTable *table);
+/* Each registers the types of its namespace and inserts them, keyed by wire name. The core's map
+ * leaves out the reflection types: no wire name leads to them. */
 void skema_core_populate_name_map(GHashTable *table);
 void skema_ozy_populate_name_map(GHashTable *table);
 void skema_ferry_populate_name_map(GHashTable *table);

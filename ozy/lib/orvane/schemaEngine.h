@@ -50,9 +50,8 @@ struct SchemaClass {
     const SchemaTypeRow *row;
     const char *name; /* "SkemaOzyTaskInfo" */
     GType type;
-    guint32 depth;                     /* number of bases */
-    guint32 sessionOffset;             /* of the OrvaneSession * in the instance, in bytes */
-    void (*finalize)(GObject *object); /* of a root: releases the root's own part and goes on up */
+    void (*chainUp)(GObject *object); /* finalises the part above the schema's root */
+    guint32 sessionOffset;            /* of the OrvaneSession * in the instance, in bytes */
     guint32 numFields;
     SchemaField *fields; /* own fields only; the field at place i has the property id i + 1 */
 };

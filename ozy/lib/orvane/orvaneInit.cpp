@@ -1,0 +1,20 @@
+// start and stop of the library
+#include "apps/lib/basicHttp/basicHttp.h"
+#include "ozy/lib/orvane/orvaneRuntime.h"
+
+constinit OrvanePollCallback orvane_poll_callback = nullptr;
+constinit OrvanePollCallbackRemove orvane_poll_callback_remove = nullptr;
+
+gboolean orvane_init(OrvanePollCallback pollCallback, OrvanePollCallbackRemove pollCallbackRemove) {
+    g_return_val_if_fail(pollCallback != nullptr, FALSE);
+    g_return_val_if_fail(pollCallbackRemove != nullptr, FALSE);
+
+    orvane_poll_callback = pollCallback;
+    orvane_poll_callback_remove = pollCallbackRemove;
+    g_type_init();
+    return BasicHttp_InitEx(pollCallback, pollCallbackRemove, -1);
+}
+
+void orvane_shutdown(void) {
+    BasicHttp_Shutdown();
+}
