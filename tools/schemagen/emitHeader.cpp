@@ -162,11 +162,23 @@ std::string ArgumentWords(const Header &header, const SchemaArgument &argument) 
     if (type.isLikely)
         text += "; its type is likely, not stated";
     if (type.isUnknown)
-        text += ", which goes out as it is; its type is not known";
+        text += ", sent as it is; the type is not known";
+    if (type.name == "any" && !type.isArray)
+        text += "; the parameter itself is read as a #GValue, so to send a value call "
+                "orvane_session_invoke_method()";
     if (type.isRequired)
         text += "; required";
     else if (Spelling_IsPointer(header.emission, type))
         text += "; %NULL leaves it out";
+    return text;
+}
+
+std::string ResultWords(const Header &header, const SchemaTypeText &result) {
+    if (result.name.empty())
+        return "none";
+    std::string text = Spelling_Words(header.emission, result);
+    if (result.name == "Task" && !result.isArray)
+        text += ", which the listener follows; its result is that of the task";
     return text;
 }
 
@@ -178,17 +190,11 @@ void EmitStub(const Header &header, gsize at, const SchemaMethod &method, const 
         fmt::format_to(header.out, " * @{}:{} {}\n", Spelling_Parameter(argument),
                        isNullable ? " (nullable):" : "", ArgumentWords(header, argument));
     }
-    const std::string result = method.result.name.empty()
-                                   ? "is empty"
-                                   : "holds a " + Spelling_Words(header.emission, method.result);
     fmt::format_to(header.out,
                    " * @listener: (nullable): takes the outcome\n *\n"
-                   " * Calls \"{}\". {} {}.\n */\nORVANE_EXPORT void {}({});\n",
-                   method.wireName,
-                   method.result.name == "Task" && !method.result.isArray
-                       ? "The listener follows the task to its end; the reply"
-                       : "The listener's result",
-                   result, stub, Spelling_Parameters(header.emission, at, method));
+                   " * Calls \"{}\". Result: {}.\n */\nORVANE_EXPORT void {}({});\n",
+                   method.wireName, ResultWords(header, method.result), stub,
+                   Spelling_Parameters(header.emission, at, method));
 }
 
 void EmitStubs(const Header &header) {

@@ -133,6 +133,15 @@ void CheckFields(Checker *checker, const SchemaType &type) {
     }
 }
 
+/* A class of another namespace can be declared where a stub takes one; an enumeration cannot. */
+void CheckArgumentEnum(Checker *checker, const SchemaArgument &argument, const SchemaType &owner) {
+    const SchemaType *type = SchemaIndex_Find(checker->index, checker->model, argument.type.name);
+    if (type != nullptr && type->form == SCHEMA_FORM_ENUM && !argument.type.isArray &&
+        type->ns != owner.ns && type->ns != SCHEMA_NAMESPACE_QORM)
+        checker->fail(argument.place,
+                      "argument '" + argument.name + "' is an enumeration of another namespace");
+}
+
 void CheckMethods(Checker *checker, const SchemaType &type) {
     Uses methods{"method"};
     for (const SchemaMethod &method : type.methods) {
@@ -149,6 +158,7 @@ void CheckMethods(Checker *checker, const SchemaType &type) {
         for (const SchemaArgument &argument : method.arguments) {
             arguments.add(checker, argument.name, argument.place);
             CheckTypeText(checker, argument.place, type, argument.type);
+            CheckArgumentEnum(checker, argument, type);
         }
     }
 }

@@ -358,10 +358,10 @@ void ParseTokens(Parser *parser) {
             SkipLine(parser);
             continue;
         }
+        parser->tokens[parser->at].isFirst = false; /* skipping the line takes it along */
         if (type == nullptr) {
             if (!hasHead)
                 FailWord(parser, token, "indented line below no type:");
-            parser->at++;
             SkipLine(parser);
             continue;
         }

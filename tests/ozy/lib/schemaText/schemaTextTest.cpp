@@ -1,0 +1,162 @@
+#include "ozy/lib/schemaText/schemaText.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/ozy/lib/schemaText/readSchema.h"
+
+namespace {
+
+using testing::ElementsAre;
+
+/* A type written back as the table has it. */
+std::string Text(const SchemaTypeText &type) {
+    return std::string(type.isLikely ? "~" : "") + (type.isUnknown ? "*" : type.name) +
+           (type.isArray ? "[]" : "") + (type.isOptional ? "?" : "") + (type.isRequired ? "!" : "");
+}
+
+TEST(SchemaText, ReadsHeads) {
+    const ReadSchema read = Read("# a comment\n"
+                                 "namespace ozy\n"
+                                 "\n"
+                                 "data A in B : C = D  @ozy25/r15i4x3CD75 # and another\n"
+                                 "event E : F ...\r\n"
+                                 "fault G : H  @all\n"
+                                 "namespace qorm unlisted\n"
+                                 "managed I : J\n"
+                                 "enum K in L");
+    ASSERT_THAT(read.errors.messages, ElementsAre());
+    ASSERT_EQ(5u, read.model.types.size());
+
+    const SchemaType &a = read.model.types[0];
+    EXPECT_EQ(SCHEMA_FORM_DATA, a.form);
+    EXPECT_EQ(SCHEMA_NAMESPACE_OZY, a.ns);
+    EXPECT_EQ("A B C D ozy25/r15i4x3CD75",
+              a.name + " " + a.enclosing + " " + a.base + " " + a.path + " " + a.version);
+    EXPECT_EQ(4u, a.place.line);
+    EXPECT_FALSE(a.isPartial);
+
+    EXPECT_TRUE(read.model.types[1].isPartial);
+    EXPECT_EQ("all", read.model.types[2].version);
+    EXPECT_FALSE(read.model.types[2].isUnlisted);
+    EXPECT_TRUE(read.model.types[3].isUnlisted);
+    EXPECT_EQ(SCHEMA_NAMESPACE_QORM, read.model.types[4].ns);
+    EXPECT_EQ("L", read.model.types[4].enclosing);
+}
+
+TEST(SchemaText, ReadsMembers) {
+    const ReadSchema read = Read("namespace ozy\n"
+                                 "managed M : B\n"
+                                 "  info  TaskInfo[]?  @ozy25/4.0\n"
+                                 "  Cancel() = stop\n"
+                                 "  Long_Task(\n"
+                                 "      a ~string!, b *,\n"
+                                 "      c *[]) Task[] = long_one\n"
+                                 "  Short(d any) int\n"
+                                 "  after  boolean\n"
+                                 "enum E\n"
+                                 "  one two\n"
+                                 "  3rd\n");
+    ASSERT_THAT(read.errors.messages, ElementsAre());
+
+    const SchemaType &type = read.model.types[0];
+    ASSERT_EQ(2u, type.fields.size());
+    EXPECT_EQ("TaskInfo[]?", Text(type.fields[0].type));
+    EXPECT_EQ("ozy25/4.0", type.fields[0].version);
+    EXPECT_EQ("", type.fields[1].version);
+
+    ASSERT_EQ(3u, type.methods.size());
+    EXPECT_EQ("stop", type.methods[0].stub);
+    EXPECT_EQ("", Text(type.methods[0].result));
+    const SchemaMethod &lengthy = type.methods[1];
+    ASSERT_EQ(3u, lengthy.arguments.size());
+    EXPECT_EQ("~string!", Text(lengthy.arguments[0].type));
+    EXPECT_EQ("*", Text(lengthy.arguments[1].type));
+    EXPECT_EQ("*[]", Text(lengthy.arguments[2].type));
+    EXPECT_EQ(7u, lengthy.arguments[2].place.line);
+    EXPECT_EQ("Task[]", Text(lengthy.result));
+    EXPECT_EQ("int", Text(type.methods[2].result));
+
+    const SchemaType &words = read.model.types[1];
+    ASSERT_EQ(3u, words.words.size());
+    EXPECT_EQ("3rd", words.words[2].word);
+    EXPECT_EQ(12u, words.words[2].place.line);
+}
+
+TEST(SchemaText, RefusesByFileAndLine) {
+    struct Row {
+        const char *text; /* below "namespace ozy" */
+        const char *message;
+    };
+    const Row rows[] = {
+        {"namespace mars\n", "a.schema:2: unknown namespace 'mars'"},
+        {"namespace ozy listed\n",
+         "a.schema:2: unexpected 'listed' where the end of the line belongs"},
+        {"struct A\n", "a.schema:2: unknown kind of type 'struct'"},
+        {"data\n", "a.schema:2: the name of a type missing at the end of the line"},
+        {"data 2A : B\n", "a.schema:2: name that begins with a digit: '2A'"},
+        {"data A-B : C\n", "a.schema:2: unexpected '-' where the end of the line belongs"},
+        {"data A :\n", "a.schema:2: a base missing at the end of the line"},
+        {"data A : B @\n", "a.schema:2: no version behind '@'"},
+        {"data A : B @all ...\n", "a.schema:2: unexpected '...' where the end of the line belongs"},
+        {"  field int\n", "a.schema:2: indented line below no type: 'field'"},
+        {"data A : B\n  field\n", "a.schema:3: a type missing at the end of the line"},
+        {"data A : B\n  field int?!\n",
+         "a.schema:3: unexpected '!' where the end of the line belongs"},
+        {"data A : B\n  field int = 3\n",
+         "a.schema:3: unexpected '=' where the end of the line belongs"},
+        {"data A : B\n  ~field int\n", "a.schema:3: no field or method can begin with '~'"},
+        {"data A : B\n  Method() int\n", "a.schema:3: method outside a managed class: 'Method'"},
+        {"managed A : B\n  Method(a)\n", "a.schema:3: unexpected ')' where a type belongs"},
+        {"managed A : B\n  Method(a int\n  Other()\n",
+         "a.schema:3: ',' or ')' missing at the end of the line"},
+        {"managed A : B\n  Method(\n      a int;\n      b int)\n  field int\n",
+         "a.schema:4: unexpected ';' where ',' or ')' belongs"},
+        {"managed A : B\n  Method() int = \n",
+         "a.schema:3: a stub's name missing at the end of the line"},
+        {"enum A\n  one, two\n", "a.schema:3: no word of an enumeration: ','"},
+        {"data \xc3\x84 : B\n", "a.schema:2: byte that is no printable ASCII"},
+    };
+    for (const Row &row : rows) {
+        const ReadSchema read = Read(std::string("namespace ozy\n") + row.text);
+        EXPECT_THAT(read.errors.messages, ElementsAre(row.message)) << row.text;
+    }
+    EXPECT_THAT(Read("data A : B\n").errors.messages,
+                ElementsAre("a.schema:1: no 'namespace' line before the first type"));
+    EXPECT_THAT(Read({"namespace ozy\0\n", 15}).errors.messages,
+                ElementsAre("a.schema:1: byte that is no printable ASCII"));
+}
+
+TEST(SchemaText, LinesHaveALimit) {
+    const std::string name(240 - 5, 'A');
+    EXPECT_EQ(0u, Read("namespace ozy\nenum " + name).errors.count);
+    EXPECT_THAT(Read("namespace ozy\nenum A" + name).errors.messages,
+                ElementsAre("a.schema:2: line of more than 240 bytes"));
+}
+
+TEST(SchemaText, ReadsOnBehindAFault) {
+    const ReadSchema read = Read("namespace ozy\n"
+                                 "data : A\n"
+                                 "  belowTheBrokenHead  int\n"
+                                 "data B : A\n"
+                                 "  broken\n"
+                                 "  fine  int\n"
+                                 "  broken\n");
+    EXPECT_THAT(read.errors.messages,
+                ElementsAre("a.schema:2: unexpected ':' where the name of a type belongs",
+                            "a.schema:5: a type missing at the end of the line",
+                            "a.schema:7: a type missing at the end of the line"));
+    ASSERT_EQ(1u, read.model.types.size());
+    EXPECT_EQ(1u, read.model.types[0].fields.size());
+}
+
+TEST(SchemaText, KeepsOnlyTheFirstFaults) {
+    std::string text;
+    for (int i = 0; i < 100; i++)
+        text += "bad\n";
+    const ReadSchema read = Read(text);
+    EXPECT_EQ(100u, read.errors.count);
+    EXPECT_EQ(SchemaErrors::kMaxMessages, read.errors.messages.size());
+}
+
+} // namespace
