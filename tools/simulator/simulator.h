@@ -75,6 +75,7 @@ struct Trouble {
 struct User {
     std::string name;
     std::string password;
+    bool readOnly = false; /* may look, but call nothing that changes */
 };
 
 struct Options {
@@ -91,7 +92,7 @@ struct Options {
     bool ferry = true; /* the second service is served at FerryUrl() */
     std::string ferryVersion = "ferry/5.0";
 
-    std::vector<User> users = {{"administrator", "secret"}, {"observer", "secret"}};
+    std::vector<User> users = {{"administrator", "secret"}, {"observer", "secret", true}};
     std::string ticketDirectory; /* for AcquireLocalTicket; empty: the call is refused */
     int64_t sessionTimeoutMs = 30 * 60 * 1000; /* unused for so long, a session ends; 0: never */
 

@@ -1,0 +1,150 @@
+/*
+ * collector.h -- property collectors: filters, what changed since a version, and long polls
+ *
+ * A version stands for the number of a change in the inventory's journal. An answer to "what
+ * changed since version v" is made from the journal each time, so a client may ask again for the
+ * same v and is told the same and more. Versions before the last one that came back are forgotten.
+ *
+ *   object enters a filter -> "enter" with all values;  changes -> "modify";  leaves it -> "leave"
+ *
+ * If an answer was cut off by maxObjectUpdates, its version keeps the rest ready.
+ */
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "tools/simulator/clock.h"
+#include "tools/simulator/filterSpec.h"
+#include "tools/simulator/sessions.h"
+
+namespace simulator {
+
+class Service;
+struct Call;
+using CallPtr = std::shared_ptr<Call>;
+
+/* The collector that every session has; others get ids of their own. */
+constexpr char kPropertyCollectorId[] = "propertyCollector";
+
+struct Filter {
+    struct Member {
+        ObjectPtr object;
+        uint64_t since; /* number of the change that brought it in */
+    };
+    struct Departure {
+        Value reference;
+        uint64_t since;
+        uint64_t left;
+    };
+
+    ObjectPtr self; /* the filter as an object of the inventory */
+    FilterSpec spec;
+    bool partialUpdates = false;
+    std::vector<Member> members;
+    std::unordered_map<const Object *, size_t> places; /* of the members */
+    std::vector<Departure> departures;
+    std::unordered_set<const Object *> visited;
+    std::vector<Value> missing;       /* starting points that did not exist */
+    std::vector<const Object *> keys; /* under which Collector::fixed has it */
+    uint64_t created = 0;
+    uint64_t lastEnter = 0;
+    uint64_t checkedTo = 0; /* the members are right as of this number */
+};
+
+/* What one filter has to tell, ready as text; an object update each. */
+struct FilterUpdate {
+    Value filter;
+    std::vector<std::string> objects;
+    std::string missing;
+};
+
+/* An object and the values that some of its properties had before. */
+struct OldValues {
+    ObjectPtr object;
+    std::vector<Field> properties;
+};
+
+struct Collector {
+    struct Version {
+        uint64_t number = 0;
+        std::vector<FilterUpdate> rest;
+    };
+    struct Retrieval {
+        std::vector<std::string> rest; /* object contents */
+        size_t maxObjects = 0;
+    };
+
+    ObjectPtr self;
+    SessionPtr owner;
+    std::vector<std::unique_ptr<Filter>> filters; /* in order of creation */
+    std::vector<Filter *> traversing;             /* those whose members come and go */
+    std::unordered_map<const Object *, std::vector<Filter *>> fixed; /* the others, by member */
+    std::map<uint64_t, Version> versions;
+    uint64_t lastVersion = 0;
+    std::map<std::string, Retrieval> retrievals; /* by token */
+};
+
+class Collectors {
+public:
+    explicit Collectors(Service &service);
+    ~Collectors();
+
+    /* The collector that a call is meant for; another session's is as good as none. */
+    Collector &Of(const Call &call);
+    Collector &Create(const SessionPtr &session);
+    void Destroy(Collector &collector);
+
+    Filter &CreateFilter(Collector &collector, const Element &spec, bool partialUpdates);
+    void DestroyFilter(const Call &call);
+
+    /* The update set since a version, without its returnval tags; nothing if nothing changed. */
+    std::optional<std::string> Updates(Collector &collector, const std::string &version,
+                                       size_t maxObjects);
+    /* Keeps the call until there are updates or the time is up; -1 for no limit. */
+    void Wait(Collector &collector, const CallPtr &call, const std::string &version,
+              size_t maxObjects, int64_t limitMs);
+    void CancelWaits(const Collector &collector, const Fault &fault);
+
+    /* One text per object of the filter specs. */
+    std::vector<std::string> Contents(const std::vector<const Element *> &specs,
+                                      const SessionPtr &session);
+
+    void EndSession(const SessionPtr &session);
+    void Settle();
+    int NumFilters() const;
+    int NumWaiting() const { return static_cast<int>(waits.size()); }
+
+private:
+    struct WaitRow {
+        Collector *collector;
+        CallPtr call;
+        std::string version;
+        size_t maxObjects;
+        Clock::TimerId timer;
+    };
+
+    bool TryAnswer(const WaitRow &wait);
+    void EndWait(const CallPtr &call);
+    void RefreshMembers(Filter &filter);
+    void SetMembers(Filter &filter, const Selection &selection);
+    std::vector<FilterUpdate> Changes(Collector &collector, uint64_t since);
+    /* What one filter has to tell; `changed` are the objects with the values they had. */
+    FilterUpdate ChangesOf(const Collector &collector, const Filter &filter, uint64_t since,
+                           const std::vector<OldValues> &changed) const;
+    std::string ModifyTextOf(const Filter &filter, const OldValues &old) const;
+    std::vector<Filter *> ConcernedFilters(const Collector &collector, uint64_t since) const;
+    void ForgetJournal();
+
+    Service &service;
+    std::vector<std::unique_ptr<Collector>> collectors;
+    std::vector<WaitRow> waits;
+    uint64_t settledAt = 0;
+};
+
+} // namespace simulator

@@ -1,0 +1,116 @@
+/*
+ * http.h -- the HTTP side: connections, whole requests in, answers out when they are ready
+ *
+ * A request reaches the handler once, when its body is there. The handler answers it at once or
+ * keeps the exchange and answers later; meanwhile the connection is suspended. When the client goes
+ * away before that, `gone` is called and later answers are dropped.
+ *
+ * Loop: Run() does what can be done without waiting; Descriptor() is readable when there is work.
+ */
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+struct MHD_Connection;
+struct MHD_Daemon;
+
+namespace simulator {
+
+struct HttpAnswer {
+    enum class Ending { Whole, Cut, Close, Reset };
+
+    int status = 200;
+    std::string body;
+    std::string contentType = "text/xml; charset=utf-8";
+    std::vector<std::pair<std::string, std::string>> headers;
+    Ending ending = Ending::Whole; /* Cut: the connection is closed after cutAfter bytes of body */
+    size_t cutAfter = 0;
+};
+
+class HttpServer;
+
+/* One request and its answer. */
+struct HttpExchange {
+    std::string method;
+    std::string path;
+    std::map<std::string, std::string> query;
+    std::map<std::string, std::string> headers; /* names in lower case */
+    std::string body;
+    std::string peer; /* the client's address */
+    std::function<void()> gone;
+
+    void Answer(HttpAnswer given);
+    bool IsAnswered() const { return answered; }
+
+private:
+    friend class HttpServer;
+    HttpServer *server = nullptr; /* null when the connection is gone */
+    MHD_Connection *connection = nullptr;
+    bool handled = false;
+    bool tooLarge = false;
+    bool answered = false;
+    bool suspended = false;
+    HttpAnswer answer;
+};
+using ExchangePtr = std::shared_ptr<HttpExchange>;
+
+class HttpServer {
+public:
+    struct Settings {
+        std::string address;
+        int port = 0;
+        std::string certificate;
+        std::string privateKey;
+    };
+    HttpServer(const Settings &settings, std::function<void(const ExchangePtr &)> handler);
+    ~HttpServer();
+    HttpServer(const HttpServer &) = delete;
+    HttpServer &operator=(const HttpServer &) = delete;
+
+    int Port() const { return port; }
+    int Descriptor() const { return pollDescriptor; }
+    int TimeoutMs() const; /* -1: none */
+    void Run();
+    void Wake(); /* makes the descriptor readable until the next Run() */
+    /* Makes the descriptor readable after so many milliseconds; -1 for never. */
+    void WakeAfter(int64_t milliseconds);
+
+    void SetListening(bool listening);
+    void ResetConnections();
+    int NumConnections() const { return numConnections; }
+    int NumOpen() const { return static_cast<int>(open.size()); }
+
+private:
+    friend struct HttpExchange;
+    struct Glue; /* the functions that libmicrohttpd calls */
+
+    void Open();
+    void Accept();
+    void WatchSuspended(const ExchangePtr &exchange);
+    void Unwatch(const HttpExchange &exchange);
+    void Drop(const ExchangePtr &exchange);
+    int Queue(const ExchangePtr &exchange);
+    int SocketOf(MHD_Connection *connection) const;
+
+    Settings settings;
+    std::function<void(const ExchangePtr &)> handler;
+    int port = 0;
+    int listenDescriptor = -1;
+    int pollDescriptor = -1;
+    int wakeDescriptor = -1;
+    int timerDescriptor = -1;
+    MHD_Daemon *daemon = nullptr;
+    int numConnections = 0;
+    std::unordered_map<MHD_Connection *, int> open; /* with their sockets */
+    std::unordered_map<int, ExchangePtr> suspended; /* by socket */
+    bool closing = false;
+};
+
+} // namespace simulator

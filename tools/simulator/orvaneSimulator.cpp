@@ -1,0 +1,152 @@
+// orvane-simulator: the stand-in for the service as a program.
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <iostream>
+#include <sstream>
+#include <stdexcept>
+#include <vector>
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+#include <poll.h>
+#include <sys/signalfd.h>
+#include <unistd.h>
+
+#include "tools/simulator/simulator.h"
+#include "tools/simulator/trouble.h"
+
+namespace {
+
+struct Settings {
+    simulator::Options options;
+    std::vector<std::string> users;
+    std::vector<std::string> troubles;
+    std::string versionsForm = "current";
+    std::string certificateFile;
+    std::string keyFile;
+    bool verbose = false;
+};
+
+void AddOptions(CLI::App &app, Settings &settings) {
+    simulator::Options &options = settings.options;
+    app.add_option("--address", options.address, "Address to listen at")->capture_default_str();
+    app.add_option("-p,--port", options.port, "Port; 0 for one that is free")
+        ->capture_default_str()
+        ->check(CLI::Range(0, 65535));
+    app.add_option("--clusters", options.clusters, "Number of clusters")
+        ->capture_default_str()
+        ->check(CLI::Range(1, 1000));
+    app.add_option("--hosts", options.hosts, "Number of hosts in all")
+        ->capture_default_str()
+        ->check(CLI::Range(0, 10000));
+    app.add_option("-m,--machines", options.machines, "Number of virtual machines")
+        ->capture_default_str()
+        ->check(CLI::Range(0, 100000));
+    app.add_option("--service-version", options.version, "Version that is spoken")
+        ->capture_default_str();
+    app.add_option("--versions", settings.versionsForm, "Form of the versions document")
+        ->capture_default_str();
+    app.add_flag("!--no-wsdl", options.wsdl, "Do not serve the WSDL of old clients");
+    app.add_flag("!--no-ferry", options.ferry, "Do not serve the second service");
+    app.add_option("-u,--user", settings.users,
+                   "Someone who may log in, as name:password; may be repeated");
+    app.add_option("--ticket-directory", options.ticketDirectory,
+                   "Directory for the files of local tickets");
+    app.add_option("--task-duration", options.taskDurationMs, "Duration of tasks in milliseconds")
+        ->capture_default_str();
+    app.add_option("--session-timeout", options.sessionTimeoutMs,
+                   "Milliseconds after which an unused session ends; 0 for never")
+        ->capture_default_str();
+    app.add_option("--trouble", settings.troubles,
+                   "What is to go wrong, as [METHOD:]KIND[:count=N][:skip=N][:bytes=N][:delay=MS]"
+                   "[:status=N][:fault=TYPE][:message=TEXT]; may be repeated");
+    app.add_option("--certificate", settings.certificateFile, "PEM file; with a key for https")
+        ->check(CLI::ExistingFile);
+    app.add_option("--key", settings.keyFile, "PEM file of the certificate's private key")
+        ->check(CLI::ExistingFile);
+    app.add_flag("--control", options.control, "Serve the switches at /control/");
+    app.add_flag("-v,--verbose", settings.verbose, "Log every request");
+}
+
+std::string ReadFile(const std::string &path) {
+    std::ifstream file(path);
+    std::ostringstream text;
+    text << file.rdbuf();
+    if (!file)
+        throw std::runtime_error(fmt::format("cannot read {}", path));
+    return text.str();
+}
+
+/* What the options say in words, put into the simulator's own terms. */
+simulator::Options Interpret(const Settings &settings) {
+    simulator::Options options = settings.options;
+    const auto form = simulator::VersionsFormOf(settings.versionsForm);
+    if (!form)
+        throw std::runtime_error(
+            fmt::format("\"{}\" is no form of the versions document", settings.versionsForm));
+    options.versionsForm = *form;
+    if (!settings.users.empty())
+        options.users.clear();
+    for (const std::string &user : settings.users) {
+        const size_t colon = user.find(':');
+        if (colon == std::string::npos || colon == 0)
+            throw std::runtime_error("a user is told as name:password");
+        options.users.push_back({user.substr(0, colon), user.substr(colon + 1)});
+    }
+    if (settings.certificateFile.empty() != settings.keyFile.empty())
+        throw std::runtime_error("--certificate and --key belong together");
+    if (!settings.certificateFile.empty()) {
+        options.certificate = ReadFile(settings.certificateFile);
+        options.privateKey = ReadFile(settings.keyFile);
+    }
+    if (settings.verbose)
+        options.log = [](std::string_view line) {
+            fmt::print(stderr, "{}\n", line);
+            std::fflush(stderr);
+        };
+    return options;
+}
+
+/* Runs until a signal asks to end. */
+void Serve(const Settings &settings) {
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGINT);
+    sigaddset(&signals, SIGTERM);
+    sigprocmask(SIG_BLOCK, &signals, nullptr);
+    const int ending = signalfd(-1, &signals, SFD_CLOEXEC);
+    if (ending < 0)
+        throw std::runtime_error("cannot watch for signals");
+
+    simulator::Simulator server(Interpret(settings));
+    for (const std::string &trouble : settings.troubles)
+        server.AddTrouble(simulator::ParseTrouble(trouble));
+    server.Start();
+    fmt::print("{}\n", server.Url());
+    std::fflush(stdout);
+
+    pollfd descriptors[] = {{server.PollDescriptor(), POLLIN, 0}, {ending, POLLIN, 0}};
+    while (descriptors[1].revents == 0) {
+        poll(descriptors, 2, server.TimeoutMs());
+        server.Run();
+    }
+    close(ending);
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+    CLI::App app("A stand-in for the service: inventory, sessions, tasks, updates, troubles.");
+    Settings settings;
+    AddOptions(app, settings);
+    CLI11_PARSE(app, argc, argv);
+    try {
+        Serve(settings);
+    } catch (const std::exception &error) {
+        fmt::print(stderr, "orvane-simulator: {}\n", error.what());
+        return EXIT_FAILURE;
+    }
+    return EXIT_SUCCESS;
+}

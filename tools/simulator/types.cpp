@@ -1,0 +1,111 @@
+#include "tools/simulator/types.h"
+
+#include <algorithm>
+#include <array>
+
+namespace simulator {
+
+namespace {
+
+constexpr auto kTypes = std::to_array<TypeRow>({
+    {"ManagedObject", "", ""},
+    {"ExtensibleManagedObject", "ManagedObject", "value availableField "},
+    {"ManagedEntity", "ExtensibleManagedObject",
+     "parent customValue overallStatus configStatus configIssue effectiveRole permission name "
+     "disabledMethod recentTask declaredAlarmState triggeredAlarmState alarmActionsEnabled tag "},
+    {"Folder", "ManagedEntity", "childType childEntity "},
+    {"Datacenter", "ManagedEntity",
+     "vmFolder hostFolder datastoreFolder networkFolder datastore network configuration "},
+    {"ComputeResource", "ManagedEntity",
+     "resourcePool host datastore network summary environmentBrowser configurationEx "},
+    {"ClusterComputeResource", "ComputeResource",
+     "configuration recommendation tillerRecommendation migrationHistory actionHistory "
+     "tillerFault "},
+    {"ResourcePool", "ManagedEntity",
+     "summary runtime owner resourcePool vm config childConfiguration "},
+    {"HostSystem", "ManagedEntity",
+     "runtime summary hardware capability configManager config vm datastore network "
+     "datastoreBrowser systemResources "},
+    {"VirtualMachine", "ManagedEntity",
+     "capability config layout layoutEx storage environmentBrowser resourcePool parentTessel "
+     "resourceConfig runtime guest guestInstallManager summary datastore network snapshot "
+     "rootSnapshot configLocked guestHeartbeatStatus "},
+    {"VirtualMachineSnapshot", "ExtensibleManagedObject", "config childSnapshot vm "},
+    {"Datastore", "ManagedEntity", "info summary host vm browser capability iormConfiguration "},
+    {"Network", "ManagedEntity", "summary host vm "},
+    {"Task", "ExtensibleManagedObject", "info "},
+    {"TaskManager", "ManagedObject", "recentTask description maxCollector "},
+    {"ServiceInstance", "ManagedObject", "serverClock capability content "},
+    {"SessionManager", "ManagedObject",
+     "sessionList currentSession message messageLocaleList supportedLocaleList defaultLocale "},
+    {"AuthorizationManager", "ManagedObject", "privilegeList roleList description "},
+    {"PropertyCollector", "ManagedObject", "filter "},
+    {"PropertyFilter", "ManagedObject", "spec partialUpdates "},
+    {"View", "ManagedObject", ""},
+    {"ManagedObjectView", "View", "view "},
+    {"ContainerView", "ManagedObjectView", "container type recursive "},
+    {"ListView", "ManagedObjectView", ""},
+    {"ViewManager", "ManagedObject", "viewList "},
+    {"SearchIndex", "ManagedObject", ""},
+    {"OptionManager", "ManagedObject", "supportedOption setting "},
+    {"UserDirectory", "ManagedObject", "domainList "},
+    {"ServiceManager", "ManagedObject", "service "},
+    {"PerformanceManager", "ManagedObject", "description historicalInterval perfCounter "},
+    {"ScheduledTaskManager", "ManagedObject", "scheduledTask description "},
+    {"AlarmManager", "ManagedObject", "defaultExpression description lastTriggerId "},
+    {"EventManager", "ManagedObject", "description latestEvent maxCollector "},
+    {"ExtensionManager", "ManagedObject", "extensionList "},
+    {"CustomizationSpecManager", "ManagedObject", "info encryptionKey "},
+    {"CustomFieldsManager", "ManagedObject", "field "},
+    {"DiagnosticManager", "ManagedObject", ""},
+    {"FileManager", "ManagedObject", ""},
+    {"VirtualDiskManager", "ManagedObject", ""},
+    {"OvfManager", "ManagedObject", "ovfImportOption ovfExportOption "},
+    {"StorageResourceManager", "ManagedObject", ""},
+    {"FerryServiceInstance", "ManagedObject", "content currentTime "},
+    {"FerrySessionManager", "ManagedObject",
+     "sessionList currentSession messageLocaleList supportedLocaleList defaultLocale "},
+    {"FerryTaskManager", "ManagedObject",
+     "description maxTask maxConnection recentTask maxCollector "},
+});
+
+const TypeRow *FindType(std::string_view name) {
+    const auto at = std::ranges::find(kTypes, name, &TypeRow::name);
+    return at == kTypes.end() ? nullptr : &*at;
+}
+
+bool Lists(std::string_view properties, std::string_view property) {
+    for (size_t at = 0; at < properties.size();) {
+        const size_t end = properties.find(' ', at);
+        if (properties.substr(at, end - at) == property)
+            return true;
+        at = end + 1;
+    }
+    return false;
+}
+
+} // namespace
+
+std::span<const TypeRow> AllTypes() {
+    return kTypes;
+}
+
+bool IsType(std::string_view name) {
+    return FindType(name) != nullptr;
+}
+
+bool IsA(std::string_view type, std::string_view base) {
+    for (const TypeRow *row = FindType(type); row != nullptr; row = FindType(row->base))
+        if (row->name == base)
+            return true;
+    return false;
+}
+
+bool HasProperty(std::string_view type, std::string_view property) {
+    for (const TypeRow *row = FindType(type); row != nullptr; row = FindType(row->base))
+        if (Lists(row->properties, property))
+            return true;
+    return false;
+}
+
+} // namespace simulator

@@ -1,0 +1,44 @@
+/*
+ * views.h -- container views: all entities below one, in a list that stays up to date
+ */
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "tools/simulator/inventory.h"
+#include "tools/simulator/sessions.h"
+
+namespace simulator {
+
+class Service;
+
+class Views {
+public:
+    explicit Views(Service &owner) : service(owner) {}
+
+    ObjectPtr CreateContainer(const SessionPtr &owner, const ObjectPtr &container,
+                              std::vector<std::string> types, bool recursive);
+    ObjectPtr CreateList(const SessionPtr &owner, std::vector<Value> members);
+    void Destroy(const ObjectPtr &view);
+    void EndSession(const SessionPtr &session);
+    void Settle(); /* brings the lists up to date after the inventory's structure changed */
+
+private:
+    struct Row {
+        ObjectPtr view;
+        SessionPtr owner;
+        ObjectPtr container; /* null for a list view */
+        std::vector<std::string> types;
+        bool recursive;
+    };
+    ObjectPtr Add(Row row, const std::string &type, std::vector<Field> fields);
+    Value Members(const Row &row) const;
+
+    Service &service;
+    std::vector<Row> rows;
+    uint64_t settledAt = 0;
+};
+
+} // namespace simulator
