@@ -1,0 +1,227 @@
+// Cookie jars: a share of libcurl's, or the name of a file; and the cookie that a jar starts with.
+#include "apps/lib/basicHttp/basicHttpInt.h"
+
+#include <array>
+#include <charconv>
+#include <cstring>
+#include <ctime>
+#include <memory>
+
+#include "lib/misc/glibPtr.h"
+#include "lib/misc/log.h"
+
+namespace {
+
+using CurlUrlPtr = std::unique_ptr<CURLU, Release<curl_url_cleanup>>;
+using CurlTextPtr = std::unique_ptr<char, Release<curl_free>>;
+
+constexpr std::string_view kSetCookie = "Set-Cookie:";
+constinit BasicHttpCookieJar *defaultCookieJar = nullptr;
+
+/* "Set-Cookie: name=value; Path=/; HttpOnly", taken apart. */
+struct BasicHttpCookieLine {
+    std::string_view pair; /* "name=value" */
+    std::string_view domain;
+    std::string_view path = "/";
+    std::string_view expires;
+    std::string_view maxAge;
+    bool isSecure = false;
+    bool isHttpOnly = false;
+};
+
+struct BasicHttpHost {
+    std::string name; /* an IPv6 address without its brackets; empty if the URL has none */
+    bool isHttps = false;
+};
+
+std::string_view BasicHttpTrim(std::string_view text) {
+    const size_t first = text.find_first_not_of(' ');
+    if (first == std::string_view::npos)
+        return {};
+    return text.substr(first, text.find_last_not_of(' ') - first + 1);
+}
+
+bool BasicHttpIsWord(std::string_view text, std::string_view word) {
+    return text.size() == word.size() &&
+           g_ascii_strncasecmp(text.data(), word.data(), word.size()) == 0;
+}
+
+void BasicHttpReadAttribute(std::string_view attribute, BasicHttpCookieLine *line) {
+    const size_t equals = attribute.find('=');
+    const std::string_view name = BasicHttpTrim(attribute.substr(0, equals));
+    const std::string_view value =
+        equals == std::string_view::npos ? "" : BasicHttpTrim(attribute.substr(equals + 1));
+    if (BasicHttpIsWord(name, "Domain"))
+        line->domain = value;
+    else if (BasicHttpIsWord(name, "Path") && value.starts_with('/'))
+        line->path = value;
+    else if (BasicHttpIsWord(name, "Expires"))
+        line->expires = value;
+    else if (BasicHttpIsWord(name, "Max-Age"))
+        line->maxAge = value;
+    else if (BasicHttpIsWord(name, "Secure"))
+        line->isSecure = true;
+    else if (BasicHttpIsWord(name, "HttpOnly"))
+        line->isHttpOnly = true;
+}
+
+bool BasicHttpIsSetCookie(std::string_view line) {
+    return BasicHttpIsWord(line.substr(0, kSetCookie.size()), kSetCookie);
+}
+
+BasicHttpCookieLine BasicHttpParseCookie(std::string_view text) {
+    BasicHttpCookieLine line;
+    text.remove_prefix(kSetCookie.size());
+    for (bool isFirst = true; !text.empty(); isFirst = false) {
+        const size_t end = std::min(text.find(';'), text.size());
+        if (isFirst)
+            line.pair = BasicHttpTrim(text.substr(0, end));
+        else
+            BasicHttpReadAttribute(text.substr(0, end), &line);
+        text.remove_prefix(std::min(end + 1, text.size()));
+    }
+    return line;
+}
+
+BasicHttpHost BasicHttpHostOf(const char *url) {
+    const CurlUrlPtr parsed(curl_url());
+    char *text = nullptr;
+    if (!parsed ||
+        curl_url_set(parsed.get(), CURLUPART_URL, url, CURLU_GUESS_SCHEME) != CURLUE_OK ||
+        curl_url_get(parsed.get(), CURLUPART_HOST, &text, CURLU_PUNYCODE) != CURLUE_OK)
+        return {};
+    const CurlTextPtr host(text);
+    BasicHttpHost result{host.get()};
+    if (result.name.starts_with('['))
+        result.name = result.name.substr(1, result.name.size() - 2);
+    text = nullptr;
+    curl_url_get(parsed.get(), CURLUPART_SCHEME, &text, 0);
+    const CurlTextPtr scheme(text);
+    result.isHttps = scheme && BasicHttpIsWord(scheme.get(), "https");
+    return result;
+}
+
+/* When a cookie ends, in seconds since 1970; 0: with the session. */
+gint64 BasicHttpCookieEnd(const BasicHttpCookieLine &line) {
+    if (!line.maxAge.empty()) {
+        gint64 seconds = 0;
+        const char *end = line.maxAge.data() + line.maxAge.size();
+        const auto read = std::from_chars(line.maxAge.data(), end, seconds);
+        if (read.ec == std::errc() && read.ptr == end)
+            return seconds > 0 ? time(nullptr) + std::min(seconds, gint64(G_MAXINT32)) : 1;
+    }
+    if (line.expires.empty())
+        return 0;
+    const time_t end = curl_getdate(std::string(line.expires).c_str(), nullptr);
+    return end > 0 ? gint64(end) : 0;
+}
+
+/* A line in the form of cookie files. Unlike a Domain, it can name a host without its subdomains. */
+std::string BasicHttpHostOnlyCookie(const BasicHttpCookieLine &line, const BasicHttpHost &host) {
+    const size_t equals = line.pair.find('=');
+    std::string text = line.isHttpOnly ? "#HttpOnly_" : "";
+    text += host.name + "\tFALSE\t";
+    text.append(line.path);
+    text += line.isSecure || host.isHttps ? "\tTRUE\t" : "\tFALSE\t";
+    text += std::to_string(BasicHttpCookieEnd(line)) + '\t';
+    text.append(BasicHttpTrim(line.pair.substr(0, equals)));
+    text += '\t';
+    text.append(BasicHttpTrim(line.pair.substr(equals + 1)));
+    return text;
+}
+
+bool BasicHttpIsCookieLine(const char *line) {
+    constexpr char kTab = '\t';
+    for (const char *at = line; *at; at++) {
+        if (g_ascii_iscntrl(*at) && *at != kTab)
+            return false;
+    }
+    if (!BasicHttpIsSetCookie(line))
+        return strchr(line, kTab) != nullptr;
+    if (strchr(line, kTab))
+        return false;
+    const size_t equals = BasicHttpParseCookie(line).pair.find('=');
+    return equals != std::string_view::npos && equals > 0;
+}
+
+BasicHttpCookieJar *BasicHttpAllocJar() {
+    auto *jar = new BasicHttpCookieJar{};
+    jar->numOwners = 1;
+    return jar;
+}
+
+} // namespace
+
+BasicHttpCookieJar *BasicHttp_CreateCookieJar() {
+    CURLSH *share = curl_share_init();
+    if (!share)
+        return nullptr;
+    curl_share_setopt(share, CURLSHOPT_SHARE, CURL_LOCK_DATA_COOKIE);
+    BasicHttpCookieJar *jar = BasicHttpAllocJar();
+    jar->share = share;
+    return jar;
+}
+
+BasicHttpCookieJar *BasicHttp_CreateCookieFile(const char *path) {
+    BasicHttpCookieJar *jar = BasicHttpAllocJar();
+    jar->fileName = g_strdup(path);
+    return jar;
+}
+
+void BasicHttp_FreeCookieJar(BasicHttpCookieJar *jar) {
+    if (!jar || --jar->numOwners > 0)
+        return;
+    if (jar->share) {
+        curl_share_setopt(jar->share, CURLSHOPT_UNSHARE, CURL_LOCK_DATA_COOKIE);
+        curl_share_cleanup(jar->share);
+    }
+    BasicHttp_SetInitialCookie(jar, nullptr);
+    g_free(jar->fileName);
+    delete jar;
+}
+
+gboolean BasicHttp_SetInitialCookie(BasicHttpCookieJar *jar, const char *line) {
+    if (line && !BasicHttpIsCookieLine(line)) {
+        Warning("BasicHTTP: A cookie of another form than \"Set-Cookie: name=value\" is "
+                "refused.\n");
+        return FALSE;
+    }
+    if (jar->initialCookie)
+        explicit_bzero(jar->initialCookie, strlen(jar->initialCookie));
+    g_free(jar->initialCookie);
+    jar->initialCookie = g_strdup(line);
+    return TRUE;
+}
+
+void BasicHttp_NewCookieSession(BasicHttpCookieJar *jar) {
+    jar->isNewSession = true;
+}
+
+BasicHttpCookieJar *BasicHttpHoldCookieJar(BasicHttpCookieJar *jar) {
+    if (jar)
+        jar->numOwners++;
+    return jar;
+}
+
+BasicHttpCookieJar *BasicHttpDefaultCookieJar() {
+    if (!defaultCookieJar)
+        defaultCookieJar = BasicHttp_CreateCookieJar();
+    return defaultCookieJar;
+}
+
+void BasicHttpFreeDefaultCookieJar() {
+    BasicHttp_FreeCookieJar(defaultCookieJar);
+    defaultCookieJar = nullptr;
+}
+
+std::string BasicHttpBindCookie(const char *line, const char *url) {
+    const BasicHttpHost host = BasicHttpHostOf(url);
+    if (host.name.empty())
+        return {};
+    if (!BasicHttpIsSetCookie(line))
+        return line; /* the form of cookie files always names its host */
+    const BasicHttpCookieLine cookie = BasicHttpParseCookie(line);
+    if (cookie.domain.empty())
+        return BasicHttpHostOnlyCookie(cookie, host);
+    return host.isHttps && !cookie.isSecure ? std::string(line) + "; Secure" : line;
+}

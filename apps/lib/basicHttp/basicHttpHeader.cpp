@@ -1,0 +1,194 @@
+// Response headers as they come in, a line at a time: kept for the application, and some of them read.
+#include "apps/lib/basicHttp/basicHttpInt.h"
+
+#include <array>
+#include <charconv>
+#include <cstring>
+#include <string_view>
+
+#include "lib/misc/log.h"
+
+namespace {
+
+constexpr std::string_view kLineEnd = "\r\n";
+constexpr std::string_view kContentLength = "Content-Length: ";
+constexpr std::string_view kContentRange = "Content-Range: ";
+constexpr auto kKnownHeaders = std::to_array<std::string_view>(
+    {kContentLength, kContentRange,
+     "Content-Type: ", "Last-Modified: ", "Accept-Ranges: ", "Date: "});
+
+bool BasicHttpStartsWith(std::string_view text, std::string_view start) {
+    return text.size() >= start.size() &&
+           g_ascii_strncasecmp(text.data(), start.data(), start.size()) == 0;
+}
+
+/* The known header that a line starts with; empty for none. */
+std::string_view BasicHttpKnownHeader(std::string_view line) {
+    for (std::string_view name : kKnownHeaders) {
+        if (BasicHttpStartsWith(line, name))
+            return name;
+    }
+    return {};
+}
+
+/* Takes digits off the front of a text. */
+bool BasicHttpTakeNumber(std::string_view *text, gint64 *number) {
+    if (text->empty() || !g_ascii_isdigit(text->front()))
+        return false; /* no sign either */
+    const auto read = std::from_chars(text->data(), text->data() + text->size(), *number);
+    if (read.ec != std::errc())
+        return false;
+    text->remove_prefix(gsize(read.ptr - text->data()));
+    return true;
+}
+
+bool BasicHttpTake(std::string_view *text, char wanted) {
+    if (text->empty() || text->front() != wanted)
+        return false;
+    text->remove_prefix(1);
+    return true;
+}
+
+bool BasicHttpParseLength(std::string_view value, BasicHttpContentInfo *info) {
+    gint64 length = 0;
+    while (BasicHttpTake(&value, ' ')) {
+    }
+    const bool isNumber = BasicHttpTakeNumber(&value, &length);
+    while (BasicHttpTake(&value, ' ')) {
+    }
+    if (!isNumber || !value.empty()) {
+        Log("BasicHTTP: Unexpected error parsing Content-Length.\n");
+        return false;
+    }
+    info->contentLength = length;
+    return true;
+}
+
+/* What is wrong with a "bytes 0-99/200"; NULL if nothing is. */
+const char *BasicHttpReadRange(std::string_view value, BasicHttpContentInfo *info) {
+    constexpr std::string_view kUnit = "bytes ";
+    BasicHttpContentInfo read = *info;
+    if (!BasicHttpStartsWith(value, kUnit))
+        return "Range-Type bytes expected.";
+    value.remove_prefix(kUnit.size());
+    if (!BasicHttpTakeNumber(&value, &read.rangeStart) || !BasicHttpTake(&value, '-'))
+        return "<digits>- expected.";
+    if (!BasicHttpTakeNumber(&value, &read.rangeEnd))
+        return "<digits>-<digits> expected.";
+    if (!value.empty() && (!BasicHttpTake(&value, '/') ||
+                           !BasicHttpTakeNumber(&value, &read.totalSize) || !value.empty()))
+        return "<digits>-<digits>/<digits> expected.";
+    *info = read;
+    return nullptr;
+}
+
+bool BasicHttpParseRange(std::string_view value, BasicHttpContentInfo *info) {
+    const char *fault = BasicHttpReadRange(value, info);
+    if (!fault)
+        return true;
+    Log("BasicHTTP: Error parsing Content-Range. %s\n", fault);
+    Log("BasicHTTP: Parsing Content-Range header failed.\n");
+    return false;
+}
+
+bool BasicHttpKeepHeader(BasicHttpRequest *request, std::string_view line) {
+    if (line.find(": ") == std::string_view::npos)
+        return true;
+    const std::string text(line);
+    curl_slist *node = curl_slist_append(nullptr, text.c_str());
+    if (!node) {
+        Log("BasicHTTP: Failed to allocate memory for received data.\n");
+        return false;
+    }
+    (request->lastResponseHeader ? request->lastResponseHeader->next : request->responseHeaders) =
+        node;
+    request->lastResponseHeader = node;
+    request->numResponseHeaders++;
+    return true;
+}
+
+/* "HTTP/1.1 302 Found" begins another response: what the one before told of its content is void. */
+void BasicHttpNoteStatus(BasicHttpRequest *request, std::string_view line) {
+    if (!BasicHttpStartsWith(line, "HTTP/"))
+        return;
+    request->responseStatus = 0;
+    request->hasWholeHead = false;
+    request->recvContentInfo = {-1, -1, 0, -1};
+    const gsize blank = line.find(' ');
+    if (blank != std::string_view::npos)
+        std::from_chars(line.data() + blank + 1, line.data() + line.size(),
+                        request->responseStatus);
+}
+
+bool BasicHttpTakeUnknownHeader(BasicHttpRequest *request, std::string_view line) {
+    if (line == kLineEnd) {
+        request->hasWholeHead = true;
+        return true;
+    }
+    if (line.size() < kLineEnd.size()) {
+        Log("BasicHTTP: Unexpected error null-terminating unknown header.\n");
+        return false;
+    }
+    line = line.substr(0, line.find_last_not_of(kLineEnd) + 1);
+    BasicHttpNoteStatus(request, line);
+    return BasicHttpKeepHeader(request, line) &&
+           BasicHttpCheckRedirect(request, line.data(), line.size());
+}
+
+bool BasicHttpTakeKnownHeader(BasicHttpRequest *request, std::string_view line,
+                              std::string_view name) {
+    std::string_view value = line.substr(name.size());
+    if (value.size() < 3 || !value.ends_with(kLineEnd)) {
+        Log("BasicHTTP: Unexpected error parsing header.\n");
+        return false;
+    }
+    value.remove_suffix(kLineEnd.size());
+    if (!BasicHttpKeepHeader(request, line.substr(0, line.size() - kLineEnd.size())))
+        return false;
+    if (name == kContentLength)
+        return BasicHttpParseLength(value, &request->recvContentInfo);
+    if (name == kContentRange)
+        return BasicHttpParseRange(value, &request->recvContentInfo);
+    return true;
+}
+
+} // namespace
+
+size_t BasicHttpHeaderCallback(char *text, size_t size, size_t count, void *data) {
+    auto *request = static_cast<BasicHttpRequest *>(data);
+    const std::string_view line(text, size * count);
+    if (line.empty()) {
+        Log("BasicHTTP: Header callback called with empty buffer. Not expected. No harm. Nothing "
+            "to do.\n");
+        return 0;
+    }
+    if (request->state == BASICHTTP_STATE_DONE)
+        return 0; /* cancelled; libcurl is about to be told */
+
+    const std::string_view name = BasicHttpKnownHeader(line);
+    const bool isTaken = name.empty() ? BasicHttpTakeUnknownHeader(request, line)
+                                      : BasicHttpTakeKnownHeader(request, line, name);
+    return isTaken ? line.size() : 0;
+}
+
+guint BasicHttp_GetNumResponseHeaders(BasicHttpRequest *request) {
+    return request ? request->numResponseHeaders : 0;
+}
+
+const char *BasicHttp_GetResponseHeader(BasicHttpRequest *request, guint index) {
+    if (!request || index >= request->numResponseHeaders)
+        return nullptr;
+    const curl_slist *node = request->responseHeaders;
+    for (; index > 0; index--)
+        node = node->next;
+    return node->data;
+}
+
+gboolean BasicHttp_GetRecvContentInfo(BasicHttpRequest *request, BasicHttpContentInfo *out) {
+    if (!request || !out) {
+        Log("%s: Invalid argument.\n", __func__);
+        return FALSE;
+    }
+    *out = request->recvContentInfo;
+    return TRUE;
+}

@@ -1,0 +1,104 @@
+// Pausing and resuming the two directions of a transfer.
+#include "apps/lib/basicHttp/basicHttpInt.h"
+
+#include "lib/misc/log.h"
+
+namespace {
+
+void BasicHttpRemoveResumePollCallback(BasicHttpRequest *request) {
+    if (request->bandwidthGroup)
+        pollCallbackRemoveProc(0, BasicHttpResumePollCallback, request, POLL_REALTIME,
+                               POLL_CLASS_MAIN);
+}
+
+/* Hands the mask to libcurl. It may deliver kept data at once, and so reach a progress proc that frees
+ * the request: nothing of it may be used after this. */
+bool BasicHttpSetPaused(BasicHttpRequest *request, guint32 mask) {
+    const guint32 oldMask = request->pausedMask;
+    request->pausedMask = mask;
+    request->lastActivityTime = basicHttpNow();
+    BasicHttpInsideCurl inside(request->owner);
+    if (curl_easy_pause(request->curl, int(mask)) == CURLE_OK)
+        return true;
+    request->pausedMask = oldMask;
+    return false;
+}
+
+bool BasicHttpPauseRequest(BasicHttpRequest *request, guint32 mask, bool noKick) {
+    BasicHttpRemoveResumePollCallback(request);
+    if (!BasicHttpSetPaused(request, mask))
+        return false;
+    if (!noKick)
+        BasicHttpRunEngine(BasicHttpWake::kAll, CURL_SOCKET_BAD);
+    return true;
+}
+
+gboolean BasicHttpPauseDirection(BasicHttpRequest *request, guint32 bit, gboolean pause) {
+    if (!request || !request->curl)
+        return FALSE;
+    const guint32 mask = pause ? request->pausedMask | bit : request->pausedMask & ~bit;
+    return BasicHttpPauseRequest(request, mask, pause);
+}
+
+/* Whether the receive side is as wanted; a request that has been freed is not. */
+bool BasicHttpIsRecvPaused(BasicHttpRequest *request, bool wanted) {
+    const bool isPaused = request->pausedMask & kPausedRecv;
+    return !request->isFreed && isPaused == wanted;
+}
+
+} // namespace
+
+void BasicHttpResumePollCallback(gpointer clientData) {
+    auto *request = static_cast<BasicHttpRequest *>(clientData);
+    if (!request->curl)
+        return;
+    {
+        BasicHttpInsideCurl inside(request->owner);
+        curl_easy_pause(request->curl, int(request->pausedMask));
+    }
+    BasicHttpRunEngine(BasicHttpWake::kAll, CURL_SOCKET_BAD);
+}
+
+gboolean BasicHttp_PauseSendRequest(BasicHttpRequest *request, gboolean pause) {
+    return BasicHttpPauseDirection(request, kPausedSend, pause);
+}
+
+gboolean BasicHttp_PauseRecvRequest(BasicHttpRequest *request, gboolean pause) {
+    return BasicHttpPauseDirection(request, kPausedRecv, pause);
+}
+
+gboolean BasicHttp_KickRecvRequest(BasicHttpRequest *request) {
+    if (!request)
+        return FALSE;
+    const auto *shown = static_cast<void *>(request);
+    Log("BasicHTTP: Kicking request %p which currently has pausedMask = 0x%08x.\n", shown,
+        request->pausedMask);
+    const BasicHttpHold hold(request);
+    if (!BasicHttp_PauseRecvRequest(request, TRUE)) {
+        Log("BasicHTTP: %s: Failed to pause request %p.\n", __func__, shown);
+        return FALSE;
+    }
+    if (!BasicHttpIsRecvPaused(request, true)) {
+        Log("BasicHTTP: %s: Request %p is not paused after pausing.\n", __func__, shown);
+        return FALSE;
+    }
+    if (!BasicHttp_PauseRecvRequest(request, FALSE)) {
+        Log("BasicHTTP: %s: Failed to resume request %p.\n", __func__, shown);
+        return FALSE;
+    }
+    if (!BasicHttpIsRecvPaused(request, false)) {
+        Log("BasicHTTP: %s: Request %p is still paused after resuming.\n", __func__, shown);
+        return FALSE;
+    }
+    return TRUE;
+}
+
+gboolean BasicHttp_IsPaused(BasicHttpRequest *request, gboolean *recv, gboolean *send) {
+    if (!request)
+        return FALSE;
+    if (recv)
+        *recv = (request->pausedMask & kPausedRecv) != 0;
+    if (send)
+        *send = (request->pausedMask & kPausedSend) != 0;
+    return TRUE;
+}

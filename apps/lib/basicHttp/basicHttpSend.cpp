@@ -1,0 +1,313 @@
+// A request is started: an easy handle gets its options, in groups that depend on nothing but order.
+#include "apps/lib/basicHttp/basicHttpInt.h"
+
+#include <algorithm>
+#include <charconv>
+
+#include "lib/misc/log.h"
+#include "lib/misc/panic.h"
+
+namespace {
+
+constexpr char kDefaultUserAgent[] = "Halden-client";
+constexpr char kProtocols[] = "http,https";
+constexpr long kMaxRedirects = 10;
+constexpr long kWorkaroundConnectTimeout = 60; /* seconds */
+/* Handles kept for later requests; more than so many seldom run at once. */
+constexpr size_t kMaxIdleHandles = 16;
+/* libcurl sends a body of up to this size together with the headers, in one piece. */
+constexpr gsize kMaxJoinedBody = 64 * 1024 - 1;
+
+/* Sets options of an easy handle until one fails. */
+struct BasicHttpOptions {
+    CURL *curl;
+    CURLcode result = CURLE_OK;
+
+    template <class T> void Set(CURLoption option, T value) {
+        if (result == CURLE_OK)
+            result = curl_easy_setopt(curl, option, value);
+    }
+    /* Leaves libcurl's default where there is no text. */
+    void SetText(CURLoption option, const char *text) {
+        if (text)
+            Set(option, text);
+    }
+};
+
+long BasicHttpCurlAuth(gint authType) {
+    switch (authType) {
+    case BASICHTTP_AUTH_BASIC:
+        return long(CURLAUTH_BASIC);
+    case BASICHTTP_AUTH_DIGEST:
+        return long(CURLAUTH_DIGEST);
+    case BASICHTTP_AUTH_NTLM:
+        return long(CURLAUTH_NTLM);
+    }
+    return long(CURLAUTH_ANY);
+}
+
+/* libcurl sets up the TLS context of a connection: the application may add to it. */
+CURLcode BasicHttpSslCtxCb(CURL *, void *sslContext, void *data) {
+    auto *request = static_cast<BasicHttpRequest *>(data);
+    if (request->state == BASICHTTP_STATE_DONE)
+        return CURLE_ABORTED_BY_CALLBACK;
+    request->sslCtxProc(request, sslContext, request->clientData);
+    return request->state == BASICHTTP_STATE_DONE ? CURLE_ABORTED_BY_CALLBACK : CURLE_OK;
+}
+
+void BasicHttpSetUrl(BasicHttpOptions *options, BasicHttpRequest *request) {
+    const BasicHttpZone split = BasicHttpTakeZone(request->url);
+    if (!split.zone.empty()) {
+        g_free(request->url);
+        request->url = g_strdup(split.url.c_str());
+        long scope = 0;
+        const char *end = split.zone.data() + split.zone.size();
+        const auto read = std::from_chars(split.zone.data(), end, scope);
+        if (read.ec == std::errc() && read.ptr == end)
+            options->Set(CURLOPT_ADDRESS_SCOPE, scope);
+        else
+            options->Set(CURLOPT_INTERFACE, split.zone.c_str());
+    }
+    options->Set(CURLOPT_URL, request->url);
+    options->Set(CURLOPT_DEFAULT_PROTOCOL, "http");
+    options->Set(CURLOPT_PROTOCOLS_STR, kProtocols);
+    options->Set(CURLOPT_REDIR_PROTOCOLS_STR, kProtocols);
+    options->Set(CURLOPT_MAXREDIRS, kMaxRedirects);
+}
+
+void BasicHttpSetConnection(BasicHttpOptions *options, BasicHttpRequest *request) {
+    if (request->freshConnection) {
+        options->Set(CURLOPT_FRESH_CONNECT, 1L);
+        request->freshConnection = false;
+    }
+    if (request->forbidReuse)
+        options->Set(CURLOPT_FORBID_REUSE, 1L);
+}
+
+void BasicHttpSetTls(BasicHttpOptions *options, BasicHttpRequest *request) {
+    const bool isVerified = request->sslCAInfo || request->sslCAPath;
+    options->Set(CURLOPT_SSL_VERIFYPEER, request->sslManualVerification || isVerified ? 1L : 0L);
+    options->Set(CURLOPT_SSL_VERIFYHOST, !request->sslManualVerification && isVerified ? 2L : 0L);
+    if (!request->sslManualVerification && isVerified) {
+        options->SetText(CURLOPT_CAINFO, request->sslCAInfo);
+        options->SetText(CURLOPT_CAPATH, request->sslCAPath);
+        options->SetText(CURLOPT_CRLFILE, request->sslCrlFile);
+    }
+    /* A resumed TLS session skips the application's look at the certificate, and handles are kept. */
+    options->Set(CURLOPT_SSL_SESSIONID_CACHE, 0L);
+    if (request->sslCtxProc) {
+        options->Set(CURLOPT_SSL_CTX_FUNCTION, BasicHttpSslCtxCb);
+        options->Set(CURLOPT_SSL_CTX_DATA, request);
+    }
+}
+
+void BasicHttpSetBehaviour(BasicHttpOptions *options, BasicHttpRequest *request) {
+    options->Set(CURLOPT_FOLLOWLOCATION, 1L);
+    options->Set(CURLOPT_POSTREDIR, long(CURL_REDIR_POST_301));
+    options->Set(CURLOPT_NOSIGNAL, 1L);
+    options->Set(CURLOPT_SOCKOPTFUNCTION, BasicHttpSetSockOpts);
+    options->Set(CURLOPT_SOCKOPTDATA, request);
+    options->Set(CURLOPT_OPENSOCKETDATA, request);
+    if (request->flags & BASICHTTP_REQUEST_TUNNEL)
+        options->Set(CURLOPT_HTTPPROXYTUNNEL, 1L);
+    /* What a proxy says while it opens a tunnel is not the response. */
+    options->Set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
+}
+
+void BasicHttpSetIdentity(BasicHttpOptions *options, BasicHttpRequest *request) {
+    if (request->authType != 0 && request->userName && request->userPassword) {
+        options->Set(CURLOPT_USERNAME, request->userName);
+        options->Set(CURLOPT_PASSWORD, request->userPassword);
+        options->Set(CURLOPT_HTTPAUTH, BasicHttpCurlAuth(request->authType));
+    }
+    options->Set(CURLOPT_USERAGENT, request->userAgent ? request->userAgent : kDefaultUserAgent);
+}
+
+void BasicHttpSetCookies(BasicHttpOptions *options, BasicHttpRequest *request) {
+    BasicHttpCookieJar *jar = request->cookieJar;
+    if (!jar) {
+        options->Set(CURLOPT_COOKIEFILE, "");
+        return;
+    }
+    if (jar->isNewSession) {
+        options->Set(CURLOPT_COOKIESESSION, 1L);
+        jar->isNewSession = false;
+    }
+    if (jar->share) {
+        options->Set(CURLOPT_SHARE, jar->share);
+        options->Set(CURLOPT_COOKIEFILE, "");
+    } else if (jar->fileName) {
+        options->Set(CURLOPT_COOKIEFILE, jar->fileName);
+        options->Set(CURLOPT_COOKIEJAR, jar->fileName);
+    } else {
+        NOT_REACHED();
+    }
+    if (jar->initialCookie) {
+        const std::string line = BasicHttpBindCookie(jar->initialCookie, request->url);
+        options->Set(CURLOPT_COOKIELIST, line.c_str());
+        g_free(jar->initialCookie);
+        jar->initialCookie = nullptr;
+    }
+}
+
+void BasicHttpSetProxyOptions(BasicHttpOptions *options, BasicHttpRequest *request) {
+    switch (request->proxyType) {
+    case BASICHTTP_PROXY_NONE:
+        break;
+    case BASICHTTP_PROXY_HTTP:
+        options->Set(CURLOPT_PROXYTYPE, long(CURLPROXY_HTTP));
+        if (!(request->flags & BASICHTTP_REQUEST_TUNNEL))
+            options->Set(CURLOPT_FRESH_CONNECT, 1L);
+        break;
+    case BASICHTTP_PROXY_SOCKS4:
+        options->Set(CURLOPT_PROXYTYPE, long(CURLPROXY_SOCKS4));
+        break;
+    default:
+        NOT_IMPLEMENTED();
+    }
+    options->SetText(CURLOPT_PROXY, request->proxy);
+    options->SetText(CURLOPT_NOPROXY, request->noProxy);
+    if (request->proxyAuth != 0 && request->proxyUserName && request->proxyPassword) {
+        options->Set(CURLOPT_PROXYUSERNAME, request->proxyUserName);
+        options->Set(CURLOPT_PROXYPASSWORD, request->proxyPassword);
+        options->Set(CURLOPT_PROXYAUTH, BasicHttpCurlAuth(request->proxyAuth));
+    }
+}
+
+void BasicHttpSetTrace(BasicHttpOptions *options, BasicHttpRequest *request) {
+    if (!basicHttpTrace)
+        return;
+    options->Set(CURLOPT_VERBOSE, 1L);
+    options->Set(CURLOPT_DEBUGFUNCTION, BasicHttpDebugCurlCallback);
+    options->Set(CURLOPT_DEBUGDATA, request);
+}
+
+/* A short body of our own that nobody watches needs no read callback: libcurl then sends it with the
+ * headers in one piece, which saves a call of the system and a turn of the loop. */
+const BasicHttpMemorySource *BasicHttpJoinableBody(const BasicHttpRequest *request) {
+    if (!request->ownsBody || request->sendProgressProc || request->bandwidthGroup)
+        return nullptr;
+    const BasicHttpMemorySource *memory = BasicHttpMemoryOf(request->body);
+    return memory && memory->length <= kMaxJoinedBody ? memory : nullptr;
+}
+
+void BasicHttpSetMethod(BasicHttpOptions *options, BasicHttpRequest *request) {
+    const auto length = curl_off_t(BasicHttpBodyLength(request));
+    switch (request->method) {
+    case BASICHTTP_METHOD_GET:
+        options->Set(CURLOPT_HTTPGET, 1L);
+        break;
+    case BASICHTTP_METHOD_POST:
+        options->Set(CURLOPT_POST, 1L);
+        options->Set(CURLOPT_POSTFIELDSIZE_LARGE, length);
+        if (const BasicHttpMemorySource *memory = BasicHttpJoinableBody(request))
+            options->Set(CURLOPT_POSTFIELDS, memory->data);
+        break;
+    case BASICHTTP_METHOD_HEAD:
+        options->Set(CURLOPT_NOBODY, 1L);
+        break;
+    case BASICHTTP_METHOD_DELETE:
+        options->Set(CURLOPT_HTTPGET, 1L);
+        options->Set(CURLOPT_CUSTOMREQUEST, "DELETE");
+        break;
+    case BASICHTTP_METHOD_PUT:
+        options->Set(CURLOPT_UPLOAD, 1L);
+        options->Set(CURLOPT_INFILESIZE_LARGE, length);
+        break;
+    }
+    if (request->requestHeaders)
+        options->Set(CURLOPT_HTTPHEADER, request->requestHeaders);
+}
+
+void BasicHttpSetCallbacks(BasicHttpOptions *options, BasicHttpRequest *request) {
+    options->Set(CURLOPT_HEADERFUNCTION, BasicHttpHeaderCallback);
+    options->Set(CURLOPT_HEADERDATA, request);
+    options->Set(CURLOPT_READFUNCTION, BasicHttpReadCallback);
+    options->Set(CURLOPT_READDATA, request);
+    options->Set(CURLOPT_WRITEFUNCTION, BasicHttpWriteCallback);
+    options->Set(CURLOPT_WRITEDATA, request);
+    options->Set(CURLOPT_IOCTLFUNCTION, BasicHttpIoctlCallback);
+    options->Set(CURLOPT_IOCTLDATA, request);
+    options->Set(CURLOPT_PRIVATE, request);
+}
+
+/* libcurl opens sockets that children would inherit, so ours is used in either case. */
+void BasicHttpSetConnectTimeout(BasicHttpOptions *options, BasicHttpRequest *request) {
+    options->Set(CURLOPT_OPENSOCKETFUNCTION, BasicHttpOpenSocketCurlCallback);
+    options->Set(CURLOPT_CONNECTTIMEOUT, request->connectionTimeoutWorkaround
+                                             ? kWorkaroundConnectTimeout
+                                             : long(request->connectTimeout));
+}
+
+bool BasicHttpSetOptions(BasicHttpRequest *request) {
+    BasicHttpOptions options{request->curl};
+    for (auto set :
+         {BasicHttpSetUrl, BasicHttpSetConnection, BasicHttpSetTls, BasicHttpSetBehaviour,
+          BasicHttpSetIdentity, BasicHttpSetCookies, BasicHttpSetProxyOptions, BasicHttpSetTrace,
+          BasicHttpSetMethod, BasicHttpSetCallbacks, BasicHttpSetConnectTimeout})
+        set(&options, request);
+    if (options.result != CURLE_OK)
+        Warning("BasicHTTP: Request %p could not be set up: %s\n", static_cast<void *>(request),
+                curl_easy_strerror(options.result));
+    return options.result == CURLE_OK;
+}
+
+CURL *BasicHttpTakeHandle(BasicHttpGlobalState *state) {
+    if (state->idleHandles.empty())
+        return curl_easy_init();
+    CURL *handle = state->idleHandles.back();
+    state->idleHandles.pop_back();
+    return handle;
+}
+
+/* The end of a start that failed; it may be tried again. */
+bool BasicHttpFailStart(BasicHttpRequest *request) {
+    BasicHttpFinishRequest(request, BASICHTTP_STATE_IDLE);
+    BasicHttpReleaseHandle(request->owner, request);
+    return false;
+}
+
+bool BasicHttpAddToMulti(BasicHttpGlobalState *state, BasicHttpRequest *request) {
+    request->inActive = true;
+    HashTable_Insert(state->active, request, request);
+    BasicHttpInsideCurl inside(state);
+    request->inMulti = curl_multi_add_handle(state->multi, request->curl) == CURLM_OK;
+    return request->inMulti;
+}
+
+} // namespace
+
+bool BasicHttpStartRequest(BasicHttpRequest *request) {
+    BasicHttpGlobalState *state = request->owner;
+    request->state = BASICHTTP_STATE_SENDING;
+    request->keepsHandle = !request->cookieJar || request->cookieJar->share;
+    request->curl = BasicHttpTakeHandle(state);
+    if (!request->curl || !BasicHttpSetOptions(request))
+        return BasicHttpFailStart(request);
+
+    BasicHttpStartConnectionTimeout(request);
+    request->lastActivityTime = basicHttpNow();
+    BasicHttpStartInactivityTimeout(request);
+    if (!BasicHttpAddToMulti(state, request))
+        return BasicHttpFailStart(request);
+
+    BasicHttpTraceSending(request);
+    BasicHttpRunEngine(BasicHttpWake::kStarted, CURL_SOCKET_BAD);
+    return true; /* the request may have been freed meanwhile */
+}
+
+void BasicHttpReleaseHandle(BasicHttpGlobalState *state, BasicHttpRequest *request) {
+    CURL *handle = request->curl;
+    request->curl = nullptr;
+    if (!handle)
+        return;
+    if (!request->keepsHandle || state->isTearingDown ||
+        state->idleHandles.size() >= kMaxIdleHandles) {
+        curl_easy_cleanup(handle); /* this writes a cookie file */
+        return;
+    }
+    curl_easy_setopt(handle, CURLOPT_SHARE, nullptr);
+    curl_easy_setopt(handle, CURLOPT_COOKIEFILE, nullptr); /* a reset keeps cookies */
+    curl_easy_reset(handle);
+    state->idleHandles.push_back(handle);
+}

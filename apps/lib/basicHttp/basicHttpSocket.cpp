@@ -1,0 +1,260 @@
+// libcurl says which descriptors it wants watched and when it wants to be woken; the loop does it, and
+// every event ends in the engine below.
+#include "apps/lib/basicHttp/basicHttpInt.h"
+
+#include <cerrno>
+#include <cstring>
+
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
+
+#include "lib/misc/log.h"
+
+namespace {
+
+/* The loop's meaning of 0x10 and 0x100 is its own business; they are always passed. */
+constexpr gint kReadFlags = 0x110 | POLL_FLAG_PERIODIC | POLL_FLAG_READ;
+constexpr gint kWriteFlags = 0x110 | POLL_FLAG_PERIODIC | POLL_FLAG_WRITE;
+constexpr gint64 kMicrosecondsPerMillisecond = 1000;
+
+/* What the engine is registered with for libcurl's timer. */
+gpointer BasicHttpTimerData() {
+    return GINT_TO_POINTER(1);
+}
+
+void BasicHttpPollAdd(BasicHttpSocketEntry *entry) {
+    gint failed = 0;
+    if (entry->events & CURL_POLL_IN)
+        failed |= pollCallbackProc(kReadFlags, BasicHttpSocketPollCallback, entry, POLL_DEVICE,
+                                   entry->socket, nullptr, POLL_CLASS_MAIN);
+    if (entry->events & CURL_POLL_OUT)
+        failed |= pollCallbackProc(kWriteFlags, BasicHttpSocketPollCallback, entry, POLL_DEVICE,
+                                   entry->socket, nullptr, POLL_CLASS_MAIN);
+    if (failed)
+        Warning("BasicHTTP: The loop does not take socket %d.\n", entry->socket);
+}
+
+void BasicHttpPollRemove(BasicHttpSocketEntry *entry) {
+    if (entry->events & CURL_POLL_IN)
+        pollCallbackRemoveProc(kReadFlags, BasicHttpSocketPollCallback, entry, POLL_DEVICE,
+                               POLL_CLASS_MAIN);
+    if (entry->events & CURL_POLL_OUT)
+        pollCallbackRemoveProc(kWriteFlags, BasicHttpSocketPollCallback, entry, POLL_DEVICE,
+                               POLL_CLASS_MAIN);
+}
+
+void BasicHttpForgetSocket(BasicHttpGlobalState *state, curl_socket_t descriptor) {
+    for (BasicHttpSocketEntry **link = &state->sockets; *link;) {
+        BasicHttpSocketEntry *entry = *link;
+        if (entry->socket != descriptor) {
+            link = &entry->next;
+            continue;
+        }
+        *link = entry->next;
+        BasicHttpPollRemove(entry);
+        delete entry;
+    }
+}
+
+void BasicHttpRemoveTimer(BasicHttpGlobalState *state) {
+    if (!state->hasTimer)
+        return;
+    state->hasTimer = false;
+    pollCallbackRemoveProc(0, BasicHttpSocketPollCallback, BasicHttpTimerData(), POLL_REALTIME,
+                           POLL_CLASS_MAIN);
+}
+
+/* Lets libcurl work once. */
+CURLMcode BasicHttpDrive(BasicHttpGlobalState *state, BasicHttpWake wake, curl_socket_t socket) {
+    int running = 0;
+    BasicHttpInsideCurl inside(state);
+    switch (wake) {
+    case BasicHttpWake::kTimer:
+        return curl_multi_socket_action(state->multi, CURL_SOCKET_TIMEOUT, 0, &running);
+    case BasicHttpWake::kSocket:
+        return curl_multi_socket_action(state->multi, socket, 0, &running);
+    case BasicHttpWake::kAll:
+        return curl_multi_socket_all(state->multi, &running);
+    case BasicHttpWake::kStarted:
+        /* A request that was just added counts as one whose time has come. Looking at all would cost
+         * a call of the system for each of the others. */
+        return curl_multi_socket_action(state->multi, CURL_SOCKET_TIMEOUT, 0, &running);
+    }
+    return CURLM_OK;
+}
+
+void BasicHttpFinishTransfer(BasicHttpRequest *request, CURLcode result) {
+    BasicHttpRemoveFromMulti(request);
+    if (request->cookieJar)
+        curl_easy_setopt(request->curl, CURLOPT_SHARE, nullptr);
+    request->curlResult = result;
+    /* a connection that ends among the headers is an empty response to libcurl */
+    if (result == CURLE_OK && !request->hasWholeHead)
+        request->curlResult = CURLE_RECV_ERROR;
+    BasicHttpInvokeCallback(request);
+}
+
+void BasicHttpProcessCURLMulti(BasicHttpGlobalState *state) {
+    int numLeft = 0;
+    while (CURLMsg *message = curl_multi_info_read(state->multi, &numLeft)) {
+        if (message->msg != CURLMSG_DONE)
+            continue;
+        /* the message goes away with the handle */
+        const CURLcode result = message->data.result;
+        char *request = nullptr;
+        curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &request);
+        BasicHttpFinishTransfer(reinterpret_cast<BasicHttpRequest *>(request), result);
+    }
+}
+
+/* Its sender has been told that it will hear of it, so it does. */
+void BasicHttpFailQueued(BasicHttpRequest *request) {
+    BasicHttpFinishRequest(request, BASICHTTP_STATE_DONE);
+    request->errorOverride = BASICHTTP_ERROR_GENERIC;
+    BasicHttpInvokeCallback(request);
+}
+
+void BasicHttpStartQueued(BasicHttpGlobalState *state) {
+    if (state->isStartingQueued)
+        return; /* a start runs the engine; the loop below goes on by itself */
+    state->isStartingQueued = true;
+    while (curlGlobalState == state && !g_queue_is_empty(&state->waiting) &&
+           BasicHttpHasCapacity(state)) {
+        auto *request = static_cast<BasicHttpRequest *>(g_queue_pop_head(&state->waiting));
+        request->queued = false;
+        if (!BasicHttpStartRequest(request))
+            BasicHttpFailQueued(request);
+    }
+    if (curlGlobalState == state)
+        state->isStartingQueued = false;
+}
+
+} // namespace
+
+void BasicHttpRunEngine(BasicHttpWake wake, curl_socket_t socket) {
+    BasicHttpGlobalState *state = curlGlobalState;
+    if (!state)
+        return;
+    if (state->curlDepth > 0) {
+        state->wantsKick = true;
+        return;
+    }
+    if (wake == BasicHttpWake::kAll || wake == BasicHttpWake::kStarted)
+        BasicHttpProcessCURLMulti(state);
+
+    for (;;) {
+        const CURLMcode result = BasicHttpDrive(state, wake, socket);
+        /* a progress proc may have shut everything down, and even started it anew */
+        if (curlGlobalState != state)
+            return;
+        if (result != CURLM_CALL_MULTI_PERFORM && result != CURLM_BAD_SOCKET)
+            break;
+        if (result == CURLM_BAD_SOCKET && wake == BasicHttpWake::kSocket) {
+            BasicHttpProcessCURLMulti(state);
+            wake = BasicHttpWake::kAll;
+        }
+    }
+    BasicHttpProcessCURLMulti(state);
+    BasicHttpStartQueued(state);
+}
+
+void BasicHttpSocketPollCallback(gpointer clientData) {
+    if (clientData == BasicHttpTimerData()) {
+        if (curlGlobalState)
+            curlGlobalState->hasTimer = false;
+        return BasicHttpRunEngine(BasicHttpWake::kTimer, CURL_SOCKET_TIMEOUT);
+    }
+    if (clientData) {
+        const auto *entry = static_cast<BasicHttpSocketEntry *>(clientData);
+        return BasicHttpRunEngine(BasicHttpWake::kSocket, entry->socket);
+    }
+    if (curlGlobalState)
+        curlGlobalState->hasKick = false;
+    BasicHttpRunEngine(BasicHttpWake::kAll, CURL_SOCKET_BAD);
+}
+
+void BasicHttpScheduleKick(BasicHttpGlobalState *state) {
+    if (state->hasKick)
+        return;
+    state->hasKick = pollCallbackProc(0, BasicHttpSocketPollCallback, nullptr, POLL_REALTIME, 0,
+                                      nullptr, POLL_CLASS_MAIN) == 0;
+    if (!state->hasKick)
+        Warning("BasicHTTP: The loop does not take a callback; waiting requests stay where they "
+                "are.\n");
+}
+
+int BasicHttpSocketCurlCallback(CURL *easy, curl_socket_t descriptor, int what, void *, void *) {
+    BasicHttpGlobalState *state = BasicHttpInsideCurl::Current();
+    if (!state || what == CURL_POLL_NONE)
+        return 0;
+    if (what == CURL_POLL_REMOVE) {
+        BasicHttpForgetSocket(state, descriptor);
+        return 0;
+    }
+
+    for (BasicHttpSocketEntry *entry = state->sockets; entry; entry = entry->next) {
+        if (entry->socket != descriptor)
+            continue;
+        if (entry->curl == easy && entry->events == what)
+            return 0;
+        BasicHttpPollRemove(entry);
+        entry->curl = easy;
+        entry->events = what;
+        BasicHttpPollAdd(entry);
+        return 0;
+    }
+    state->sockets = new BasicHttpSocketEntry{state->sockets, descriptor, easy, what};
+    BasicHttpPollAdd(state->sockets);
+    return 0;
+}
+
+int BasicHttpTimerCurlCallback(CURLM *, long timeoutMs, void *) {
+    BasicHttpGlobalState *state = BasicHttpInsideCurl::Current();
+    if (!state)
+        return 0;
+    BasicHttpRemoveTimer(state);
+    if (timeoutMs < 0)
+        return 0;
+    state->hasTimer =
+        pollCallbackProc(0, BasicHttpSocketPollCallback, BasicHttpTimerData(), POLL_REALTIME,
+                         timeoutMs * kMicrosecondsPerMillisecond, nullptr, POLL_CLASS_MAIN) == 0;
+    if (!state->hasTimer)
+        Warning("BasicHTTP: The loop does not take libcurl's timer.\n");
+    return 0;
+}
+
+void BasicHttpLeaveLoop(BasicHttpGlobalState *state) {
+    while (state->sockets)
+        BasicHttpForgetSocket(state, state->sockets->socket);
+    BasicHttpRemoveTimer(state);
+    if (state->hasKick)
+        pollCallbackRemoveProc(0, BasicHttpSocketPollCallback, nullptr, POLL_REALTIME,
+                               POLL_CLASS_MAIN);
+    state->hasKick = false;
+}
+
+curl_socket_t BasicHttpOpenSocketCurlCallback(void *data, curlsocktype, curl_sockaddr *address) {
+    auto *request = static_cast<BasicHttpRequest *>(data);
+    const int descriptor =
+        socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
+    if (descriptor < 0) {
+        Log("BasicHTTP: Failed to create socket of family: %d\ttype: %d\tprotocol: %d\n",
+            address->family, address->socktype, address->protocol);
+        return CURL_SOCKET_BAD;
+    }
+    if (request->connectionTimeoutWorkaround)
+        request->socket = descriptor;
+    return descriptor;
+}
+
+int BasicHttpSetSockOpts(void *data, curl_socket_t descriptor, curlsocktype) {
+    const auto *request = static_cast<BasicHttpRequest *>(data);
+    if (!(request->flags & BASICHTTP_REQUEST_NODELAY))
+        return CURL_SOCKOPT_OK;
+    const int on = 1;
+    if (setsockopt(descriptor, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on) == 0)
+        return CURL_SOCKOPT_OK;
+    Log("BasicHttpSetSockOpts: Failed to set TCP_NODELAY.\n");
+    return CURL_SOCKOPT_ERROR;
+}

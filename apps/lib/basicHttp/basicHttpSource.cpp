@@ -1,0 +1,75 @@
+// Request bodies: the source in memory, which can be read again after its end.
+#include "apps/lib/basicHttp/basicHttpInt.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace {
+
+gboolean BasicHttpMemoryRewind(gpointer priv) {
+    auto *source = static_cast<BasicHttpMemorySource *>(priv);
+    source->position = 0;
+    source->remaining = source->length;
+    return TRUE;
+}
+
+gssize BasicHttpMemoryRead(gpointer priv, char *buffer, gsize size, gsize count) {
+    auto *source = static_cast<BasicHttpMemorySource *>(priv);
+    const gsize bytes = std::min(size * count, source->remaining);
+    if (bytes == 0) {
+        BasicHttpMemoryRewind(source);
+        return 0;
+    }
+    memcpy(buffer, source->data + source->position, bytes);
+    source->position += bytes;
+    source->remaining -= bytes;
+    return gssize(bytes);
+}
+
+gsize BasicHttpMemoryLength(gpointer priv) {
+    return static_cast<BasicHttpMemorySource *>(priv)->length;
+}
+
+void BasicHttpMemoryDestruct(gpointer priv) {
+    auto *source = static_cast<BasicHttpMemorySource *>(priv);
+    if (source->free)
+        source->free(source->data);
+    delete source;
+}
+
+} // namespace
+
+constexpr BasicHttpSourceOps BasicHttpMemorySourceOps = {
+    BasicHttpMemoryRead,
+    BasicHttpMemoryRewind,
+    BasicHttpMemoryLength,
+    BasicHttpMemoryDestruct,
+};
+
+const BasicHttpMemorySource *BasicHttpMemoryOf(const BasicHttpSource *source) {
+    if (!source || source->ops != &BasicHttpMemorySourceOps)
+        return nullptr;
+    return static_cast<const BasicHttpMemorySource *>(source->priv);
+}
+
+BasicHttpSource *BasicHttp_AllocStringSource(const char *text) {
+    const gsize length = strlen(text);
+    return BasicHttp_AllocSource(
+        &BasicHttpMemorySourceOps,
+        new BasicHttpMemorySource{g_strdup(text), length, g_free, 0, length});
+}
+
+BasicHttpSource *BasicHttp_AllocSource(const BasicHttpSourceOps *ops, gpointer priv) {
+    return new BasicHttpSource{ops, priv};
+}
+
+void BasicHttp_FreeSource(BasicHttpSource *source) {
+    if (!source)
+        return;
+    source->ops->destruct(source->priv);
+    delete source;
+}
+
+gboolean BasicHttp_RewindSource(BasicHttpSource *source) {
+    return source && source->ops->rewind(source->priv);
+}

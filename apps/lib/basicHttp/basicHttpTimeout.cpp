@@ -1,0 +1,161 @@
+// Two time-outs of our own: one for the connection to stand, one for a transfer that stops moving.
+#include "apps/lib/basicHttp/basicHttpInt.h"
+
+#include <cerrno>
+
+#include <sys/socket.h>
+
+#include "lib/misc/log.h"
+#include "lib/misc/panic.h"
+
+namespace {
+
+constexpr gint64 kInactivityCheckInterval = 2000000; /* microseconds */
+/* Enough to be told whether there is a peer; who it is does not matter. */
+constexpr socklen_t kPeerNameSize = 16;
+
+bool BasicHttpHasInactivityTimeout(const BasicHttpRequest *request) {
+    return request->inactivityTimeoutSending || request->inactivityTimeoutSent ||
+           request->inactivityTimeoutReceiving;
+}
+
+guint BasicHttpInactivityLimit(const BasicHttpRequest *request) {
+    switch (request->state) {
+    case BASICHTTP_STATE_SENDING:
+        return request->inactivityTimeoutSending;
+    case BASICHTTP_STATE_SENT:
+        return request->inactivityTimeoutSent;
+    case BASICHTTP_STATE_RECEIVING:
+        return request->inactivityTimeoutReceiving;
+    case BASICHTTP_STATE_IDLE:
+    case BASICHTTP_STATE_DONE:
+        break;
+    }
+    return 0;
+}
+
+/* Ends a request with an error of ours. Unlike any other cancelled one, its sender hears of it. */
+void BasicHttpCancelWith(BasicHttpRequest *request, BasicHttpErrorCode error) {
+    BasicHttp_CancelRequest(request);
+    request->errorOverride = error;
+    BasicHttpInvokeCallback(request);
+}
+
+void BasicHttpLogInactivity(const BasicHttpRequest *request, gint64 elapsed) {
+    curl_off_t sent = 0;
+    curl_off_t received = 0;
+    curl_easy_getinfo(request->curl, CURLINFO_SIZE_UPLOAD_T, &sent);
+    curl_easy_getinfo(request->curl, CURLINFO_SIZE_DOWNLOAD_T, &received);
+    Log("BasicHTTP: Request %p in state %u timed out after %.3f seconds having sent %lu/%lu and "
+        "received %lu/%li bytes. Cancelling request.\n",
+        static_cast<const void *>(request), guint(request->state),
+        double(elapsed) / double(kMicrosecondsPerSecond), gulong(sent),
+        BasicHttpBodyLength(request), gulong(received), request->recvContentInfo.contentLength);
+}
+
+void BasicHttpInactivityTimeoutCallback(gpointer clientData) {
+    auto *request = static_cast<BasicHttpRequest *>(clientData);
+    if (request->pausedMask != 0)
+        return;
+    BasicHttpUpdateSendState(request);
+    const gint64 limit = BasicHttpInactivityLimit(request) * kMicrosecondsPerSecond;
+    const gint64 elapsed = basicHttpNow() - request->lastActivityTime;
+    if (limit == 0 || elapsed < limit)
+        return;
+    BasicHttpLogInactivity(request, elapsed);
+    BasicHttpCancelWith(request, BASICHTTP_ERROR_INACTIVITY_TIMEOUT);
+}
+
+/* A request on a connection that stood before opens no socket. */
+bool BasicHttpHasConnection(const BasicHttpRequest *request) {
+    curl_off_t microseconds = 0;
+    return curl_easy_getinfo(request->curl, CURLINFO_PRETRANSFER_TIME_T, &microseconds) ==
+               CURLE_OK &&
+           microseconds > 0;
+}
+
+bool BasicHttpIsWatched(const BasicHttpRequest *request) {
+    for (const BasicHttpSocketEntry *entry = request->owner->sockets; entry; entry = entry->next) {
+        if (entry->socket == request->socket && entry->curl == request->curl)
+            return true;
+    }
+    return false;
+}
+
+bool BasicHttpIsConnected(curl_socket_t descriptor) {
+    sockaddr_storage peer;
+    socklen_t length = kPeerNameSize;
+    if (getpeername(descriptor, reinterpret_cast<sockaddr *>(&peer), &length) == 0)
+        return true;
+    if (errno == ENOTCONN)
+        Log("BasicHTTP: Socket %d not connected.\n", descriptor);
+    return false;
+}
+
+void BasicHttpConnectionTimeoutCallback(gpointer clientData) {
+    auto *request = static_cast<BasicHttpRequest *>(clientData);
+    void *shown = request;
+    request->hasConnectionTimer = false;
+    BasicHttpClearConnectionTimeout(request);
+    if (request->socket == CURL_SOCKET_BAD) {
+        if (BasicHttpHasConnection(request))
+            return;
+        Log("BasicHTTP: Request %p timed out before connecting to host.\n", shown);
+        return BasicHttpCancelWith(request, BASICHTTP_ERROR_CONNECT_TIMEOUT);
+    }
+    if (request->socket < 0) {
+        Log("BasicHTTP: Unknown socket for request: %p. Ignoring connection timeout.\n", shown);
+        return;
+    }
+    Log("BasicHTTP: Connection timed out. Request: %p. Socket: %d\n", shown, request->socket);
+    if (!BasicHttpIsWatched(request)) {
+        Log("BasicHTTP: Could not find socket for request: %p CURL: %p. Ignoring connection "
+            "timeout.\n",
+            shown, request->curl);
+        return;
+    }
+    if (BasicHttpIsConnected(request->socket))
+        return;
+    Log("BasicHTTP: Connection timed out. Cancelling request %p.\n", shown);
+    BasicHttpCancelWith(request, BASICHTTP_ERROR_CONNECT_TIMEOUT);
+}
+
+} // namespace
+
+void BasicHttpStartConnectionTimeout(BasicHttpRequest *request) {
+    if (!request->connectionTimeoutWorkaround || request->connectTimeout == 0)
+        return;
+    if (pollCallbackProc(0, BasicHttpConnectionTimeoutCallback, request, POLL_REALTIME,
+                         request->connectTimeout * kMicrosecondsPerSecond, nullptr,
+                         POLL_CLASS_MAIN) != 0)
+        NOT_REACHED();
+    request->hasConnectionTimer = true;
+    BasicHttp_SetFreshConnection(request); /* only for a start after a failed one */
+}
+
+void BasicHttpClearConnectionTimeout(BasicHttpRequest *request) {
+    if (request->hasConnectionTimer)
+        pollCallbackRemoveProc(0, BasicHttpConnectionTimeoutCallback, request, POLL_REALTIME,
+                               POLL_CLASS_MAIN);
+    request->hasConnectionTimer = false;
+    request->connectTimeout = 0;
+}
+
+void BasicHttpStartInactivityTimeout(BasicHttpRequest *request) {
+    if (!BasicHttpHasInactivityTimeout(request))
+        return;
+    if (pollCallbackProc(POLL_FLAG_PERIODIC, BasicHttpInactivityTimeoutCallback, request,
+                         POLL_REALTIME, kInactivityCheckInterval, nullptr, POLL_CLASS_MAIN) != 0)
+        NOT_REACHED();
+    request->hasInactivityTimer = true;
+}
+
+void BasicHttpClearInactivityTimeout(BasicHttpRequest *request) {
+    if (request->hasInactivityTimer)
+        pollCallbackRemoveProc(POLL_FLAG_PERIODIC, BasicHttpInactivityTimeoutCallback, request,
+                               POLL_REALTIME, POLL_CLASS_MAIN);
+    request->hasInactivityTimer = false;
+    request->inactivityTimeoutSending = 0;
+    request->inactivityTimeoutSent = 0;
+    request->inactivityTimeoutReceiving = 0;
+}

@@ -1,0 +1,205 @@
+// What goes wrong on the way, and the code that tells of it.
+#include "tests/apps/lib/basicHttp/httpFixture.h"
+
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace {
+
+using BasicHttpErrors = BasicHttpFixture;
+
+/* A port that nobody listens on. */
+int ClosedPort() {
+    CannedServer server;
+    return server.Port();
+}
+
+Outcome RunUrl(const std::string &url) {
+    Outcome outcome;
+    BasicHttpRequest *request =
+        BasicHttp_CreateRequest(url.c_str(), BASICHTTP_METHOD_GET, nullptr, nullptr, nullptr);
+    EXPECT_TRUE(BasicHttp_SendRequest(request, NoteOutcome, &outcome));
+    EXPECT_TRUE(testLoop::RunUntil([&] { return outcome.numCalls > 0; }));
+    return outcome;
+}
+
+TEST_F(BasicHttpErrors, NoConnection) {
+    const std::pair<std::string, BasicHttpErrorCode> rows[] = {
+        {"http://127.0.0.1:" + std::to_string(ClosedPort()), BASICHTTP_ERROR_COULDNT_CONNECT},
+        {"http://name.invalid/", BASICHTTP_ERROR_COULDNT_RESOLVE_HOST},
+        {"ftp://127.0.0.1/x", BASICHTTP_ERROR_UNSUPPORTED_PROTOCOL},
+        {"file:///etc/passwd", BASICHTTP_ERROR_UNSUPPORTED_PROTOCOL},
+        {"http://host name/", BASICHTTP_ERROR_URL_MALFORMAT},
+        {"http://[::1/", BASICHTTP_ERROR_URL_MALFORMAT},
+        {"http://h/\r\nX: 1", BASICHTTP_ERROR_URL_MALFORMAT},
+        {"https://127.0.0.1:" + std::to_string(server.Port()), BASICHTTP_ERROR_SSL_CONNECT_ERROR},
+    };
+    server.Answer([](const CannedRequest &) { return HttpReply(""); });
+    for (const auto &[url, error] : rows) {
+        if (url.starts_with("https:"))
+            continue;
+        const Outcome outcome = RunUrl(url);
+        EXPECT_EQ(error, outcome.error) << url;
+        EXPECT_EQ("", outcome.content);
+        EXPECT_EQ(0, outcome.status);
+    }
+    BasicHttpRequest *request = Request("/x");
+    BasicHttp_SetProxy(request, "http://name.invalid:1", BASICHTTP_PROXY_HTTP);
+    EXPECT_EQ(BASICHTTP_ERROR_COULDNT_RESOLVE_PROXY, Run(request).error);
+}
+
+/* A server that answers a TLS greeting with plain text. */
+TEST_F(BasicHttpErrors, TlsToAPlainPort) {
+    const int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t length = sizeof address;
+    auto *generic = reinterpret_cast<sockaddr *>(&address);
+    ASSERT_EQ(0, bind(listener, generic, length));
+    ASSERT_EQ(0, listen(listener, 1));
+    ASSERT_EQ(0, getsockname(listener, generic, &length));
+    int peer = -1;
+    testLoop::Watch(listener, POLLIN, [&](short) {
+        testLoop::Unwatch(listener);
+        peer = accept(listener, nullptr, nullptr);
+        ASSERT_LT(0, send(peer, "HTTP/1.1 400 no\r\n\r\n", 19, MSG_NOSIGNAL));
+    });
+    const Outcome outcome = RunUrl("https://127.0.0.1:" + std::to_string(ntohs(address.sin_port)));
+    EXPECT_EQ(BASICHTTP_ERROR_SSL_CONNECT_ERROR, outcome.error);
+    close(peer);
+    close(listener);
+}
+
+TEST_F(BasicHttpErrors, AResetWhileTheBodyComes) {
+    CannedAnswer answer{"HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\nabc"};
+    answer.reset = true;
+    AnswerAll(answer);
+    const Outcome outcome = Run(Request("/x"));
+    EXPECT_EQ(BASICHTTP_ERROR_TRANSFER, outcome.error);
+}
+
+TEST_F(BasicHttpErrors, AReplyCutAtEverySeventhByte) {
+    const CannedAnswer whole = HttpReply("<a>reply</a>", 200, "text/xml", {"Date: today"});
+    for (size_t cut = 0; cut < whole.bytes.size(); cut += 7) {
+        CannedAnswer answer = whole;
+        answer.cutAfter = cut;
+        AnswerAll(answer);
+        const Outcome outcome = Run(Request("/x"));
+        EXPECT_NE(BASICHTTP_ERROR_NONE, outcome.error) << cut;
+        EXPECT_TRUE(std::string("<a>reply</a>").starts_with(outcome.content)) << cut;
+    }
+    AnswerAll(whole);
+    EXPECT_EQ("<a>reply</a>", Run(Request("/x")).content);
+}
+
+TEST_F(BasicHttpErrors, AnswersThatAreNotHttp) {
+    for (const char *bytes : {"<html>none</html>", "\r\n\r\n", "HTTP/9 maybe\r\n\r\n"}) {
+        CannedAnswer answer{bytes};
+        answer.close = true;
+        AnswerAll(answer);
+        EXPECT_NE(BASICHTTP_ERROR_NONE, Run(Request("/x")).error) << bytes;
+    }
+}
+
+struct HeaderRow {
+    const char *line;
+    const char *logged; /* NULL: it is taken */
+};
+
+constexpr HeaderRow kHeaderRows[] = {
+    {"Content-Length: 2", nullptr},
+    {"CONTENT-LENGTH: 2", nullptr},
+    {"Content-Length:  2 ", nullptr},
+    {"Content-Length: 2x", "Unexpected error parsing Content-Length."},
+    {"Content-Length: -2", "Weird server reply"},
+    {"Content-Length: +2", "Unexpected error parsing Content-Length."},
+    {"Content-Length: 0x2", "Unexpected error parsing Content-Length."},
+    {"Content-Length: ", "Weird server reply"},
+    {"Content-Type: ", "Unexpected error parsing header."},
+    {"Content-Range: bytes 0-99", nullptr},
+    {"Content-Range: BYTES 0-99/200", nullptr},
+    {"Content-Range: lines 0-99", "Error parsing Content-Range. Range-Type bytes expected."},
+    {"Content-Range: bytes x-99", "Error parsing Content-Range. <digits>- expected."},
+    {"Content-Range: bytes */9", "Error parsing Content-Range. <digits>- expected."},
+    {"Content-Range: bytes 0", "Error parsing Content-Range. <digits>- expected."},
+    {"Content-Range: bytes 0-", "Error parsing Content-Range. <digits>-<digits> expected."},
+    {"Content-Range: bytes 0-9/",
+     "Error parsing Content-Range. <digits>-<digits>/<digits> expected."},
+    {"Content-Range: bytes 0-9/1x",
+     "Error parsing Content-Range. <digits>-<digits>/<digits> expected."},
+    {"Content-Range: bytes 0-9/99999999999999999999",
+     "Error parsing Content-Range. <digits>-<digits>/<digits> expected."},
+};
+
+TEST_F(BasicHttpErrors, MalformedLengthsAndRangesEndTheRequest) {
+    for (const HeaderRow &row : kHeaderRows) {
+        LogRing_Clear();
+        CannedAnswer answer{"HTTP/1.1 200 OK\r\n" + std::string(row.line) + "\r\n\r\nok"};
+        answer.close = true;
+        AnswerAll(answer);
+        const Outcome outcome = Run(Request("/x"));
+        if (!row.logged) {
+            EXPECT_EQ(BASICHTTP_ERROR_NONE, outcome.error) << row.line;
+            continue;
+        }
+        EXPECT_NE(BASICHTTP_ERROR_NONE, outcome.error) << row.line;
+        EXPECT_NE(std::string::npos, LogText().find(row.logged)) << row.line << "\n" << LogText();
+        EXPECT_NE("ok", outcome.content);
+    }
+}
+
+TEST_F(BasicHttpErrors, ALengthThatNoNumberHoldsEndsTheRequest) {
+    AnswerAll({"HTTP/1.1 200 OK\r\nContent-Length: 99999999999999999999\r\n\r\nok"});
+    EXPECT_NE(BASICHTTP_ERROR_NONE, Run(Request("/x")).error);
+}
+
+TEST_F(BasicHttpErrors, ResponsesAboveTheLimitAreGivenUp) {
+    const std::pair<gsize, BasicHttpErrorCode> rows[] = {
+        {1000, BASICHTTP_ERROR_NONE}, {999, BASICHTTP_ERROR_TRANSFER}, {0, BASICHTTP_ERROR_NONE}};
+    AnswerAll(HttpReply(std::string(1000, 'x')));
+    for (const auto &[limit, error] : rows) {
+        BasicHttp_SetMaxResponseSize(limit);
+        const Outcome outcome = Run(Request("/x"));
+        EXPECT_EQ(error, outcome.error) << limit;
+        EXPECT_EQ(error == BASICHTTP_ERROR_NONE ? 1000u : 0u, outcome.content.size());
+    }
+    EXPECT_NE(std::string::npos, LogText().find("is larger than 999 bytes."));
+}
+
+TEST_F(BasicHttpErrors, StatusesAreNoErrors) {
+    for (int status : {204, 404, 500, 503}) {
+        AnswerAll(HttpReply(status == 204 ? "" : "told", status));
+        const Outcome outcome = Run(Request("/x"));
+        EXPECT_EQ(BASICHTTP_ERROR_NONE, outcome.error);
+        EXPECT_EQ(status, outcome.status);
+        EXPECT_EQ(status == 204 ? "" : "told", outcome.content);
+    }
+}
+
+TEST_F(BasicHttpErrors, HeadersAndRangesOfTheResponseCanBeRead) {
+    AnswerAll({"HTTP/1.1 206 Part\r\nContent-Length: 2\r\nContent-Range: bytes 10-11/30\r\n"
+               "X-Own: a: b\r\nX-Bare:c\r\nEtag: \"1\"\r\n\r\nok"});
+    const Outcome outcome = Run(Request("/x"));
+    EXPECT_EQ((std::vector<std::string>{"Content-Length: 2", "Content-Range: bytes 10-11/30",
+                                        "X-Own: a: b", "Etag: \"1\""}),
+              outcome.headers);
+    EXPECT_EQ(30, outcome.info.totalSize);
+    EXPECT_EQ(2, outcome.info.contentLength);
+    EXPECT_EQ(10, outcome.info.rangeStart);
+    EXPECT_EQ(11, outcome.info.rangeEnd);
+    EXPECT_FALSE(BasicHttp_GetRecvContentInfo(nullptr, nullptr));
+    EXPECT_NE(std::string::npos, LogText().find("BasicHttp_GetRecvContentInfo: Invalid argument."));
+
+    CannedAnswer bare{"HTTP/1.1 200 OK\r\n\r\nok"};
+    bare.close = true;
+    AnswerAll(bare);
+    const BasicHttpContentInfo info = Run(Request("/x")).info;
+    EXPECT_EQ(
+        (std::vector<gint64>{-1, -1, 0, -1}),
+        (std::vector<gint64>{info.totalSize, info.contentLength, info.rangeStart, info.rangeEnd}));
+}
+
+} // namespace

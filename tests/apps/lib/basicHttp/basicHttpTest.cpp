@@ -1,0 +1,401 @@
+// Life of requests: what is sent, when they wait, and that they can be ended at any time.
+#include "tests/apps/lib/basicHttp/httpFixture.h"
+
+namespace {
+
+using BasicHttp = BasicHttpFixture;
+
+struct MethodRow {
+    BasicHttpMethod method;
+    const char *body;
+    const char *head; /* %d is the port */
+};
+
+constexpr MethodRow kMethods[] = {
+    {BASICHTTP_METHOD_GET, nullptr,
+     "GET /x HTTP/1.1\r\nHost: 127.0.0.1:%d\r\nUser-Agent: Halden-client\r\nAccept: */*"},
+    {BASICHTTP_METHOD_POST, "<x/>",
+     "POST /x HTTP/1.1\r\nHost: 127.0.0.1:%d\r\nUser-Agent: Halden-client\r\nAccept: */*\r\n"
+     "Content-Length: 4\r\nContent-Type: application/x-www-form-urlencoded"},
+    {BASICHTTP_METHOD_POST, nullptr,
+     "POST /x HTTP/1.1\r\nHost: 127.0.0.1:%d\r\nUser-Agent: Halden-client\r\nAccept: */*\r\n"
+     "Content-Length: 0\r\nContent-Type: application/x-www-form-urlencoded"},
+    {BASICHTTP_METHOD_HEAD, nullptr,
+     "HEAD /x HTTP/1.1\r\nHost: 127.0.0.1:%d\r\nUser-Agent: Halden-client\r\nAccept: */*"},
+    {BASICHTTP_METHOD_DELETE, nullptr,
+     "DELETE /x HTTP/1.1\r\nHost: 127.0.0.1:%d\r\nUser-Agent: Halden-client\r\nAccept: */*"},
+    {BASICHTTP_METHOD_PUT, "abc",
+     "PUT /x HTTP/1.1\r\nHost: 127.0.0.1:%d\r\nUser-Agent: Halden-client\r\nAccept: */*\r\n"
+     "Content-Length: 3\r\nExpect: 100-continue"},
+};
+
+TEST_F(BasicHttp, MethodsGoOutAsTheyShould) {
+    server.Answer([](const CannedRequest &request) {
+        return request.method == "HEAD"
+                   ? CannedAnswer{"HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\n"}
+                   : HttpReply("reply");
+    });
+    for (const MethodRow &row : kMethods) {
+        const Outcome outcome = Run(Request("/x", row.method, row.body));
+        EXPECT_EQ(BASICHTTP_ERROR_NONE, outcome.error);
+        EXPECT_EQ(200, outcome.status);
+        EXPECT_EQ(row.method == BASICHTTP_METHOD_HEAD ? "" : "reply", outcome.content);
+        EXPECT_EQ(server.Url("/x"), outcome.url);
+        const CannedRequest &seen = server.Requests().back();
+        const GPtr<char> head(g_strdup_printf(row.head, server.Port()));
+        EXPECT_STREQ(head.get(), seen.head.c_str());
+        EXPECT_EQ(row.body ? row.body : "", seen.body);
+    }
+    EXPECT_EQ(1, server.NumConnections());
+}
+
+TEST_F(BasicHttp, HeadersOfTheApplicationGoOut) {
+    AnswerAll(HttpReply(""));
+    BasicHttpRequest *request = BasicHttp_CreateRequest(
+        server.Url("/x").c_str(), BASICHTTP_METHOD_POST, nullptr, "X-First: 1", "<x/>");
+    EXPECT_TRUE(BasicHttp_AppendRequestHeader(request, "Expect: "));
+    EXPECT_TRUE(BasicHttp_AppendRequestHeader(request, "Content-Type: text/xml; charset=utf-8"));
+    EXPECT_TRUE(BasicHttp_AppendRequestHeader(request, "SOAPAction: \"urn:ozy25/6.0\""));
+    EXPECT_TRUE(BasicHttp_AppendRangeRequestHeader(request, 100, 0));
+    BasicHttp_SetUserAgent(request, "tester");
+    Run(request);
+
+    request = Request("/y");
+    EXPECT_TRUE(BasicHttp_AppendRangeRequestHeader(request, 5, 10));
+    Run(request);
+
+    const GPtr<char> head(g_strdup_printf(
+        "POST /x HTTP/1.1\r\nHost: 127.0.0.1:%d\r\nUser-Agent: tester\r\nAccept: */*\r\n"
+        "X-First: 1\r\nContent-Type: text/xml; charset=utf-8\r\nSOAPAction: \"urn:ozy25/6.0\"\r\n"
+        "Range:bytes=100-\r\nContent-Length: 4",
+        server.Port()));
+    EXPECT_STREQ(head.get(), server.Requests()[0].head.c_str());
+    EXPECT_EQ("bytes=5-14", server.Requests()[1].Header("Range"));
+    EXPECT_EQ("Halden-client", server.Requests()[1].Header("User-Agent"));
+}
+
+TEST_F(BasicHttp, LineBreaksInHeadersAreRefused) {
+    for (const char *text : {"X: 1\r\nY: 2", "X: 1\n", "\rX: 1"}) {
+        EXPECT_EQ(nullptr, BasicHttp_CreateRequest("http://h/", BASICHTTP_METHOD_GET, nullptr, text,
+                                                   "body"));
+        BasicHttpRequest *request = Request("/x");
+        EXPECT_FALSE(BasicHttp_AppendRequestHeader(request, text));
+        BasicHttp_SetUserAgent(request, text);
+        AnswerAll(HttpReply(""));
+        Run(request);
+        EXPECT_EQ("Halden-client", server.Requests().back().Header("User-Agent"));
+    }
+}
+
+TEST_F(BasicHttp, WhatCannotBeIsRefused) {
+    EXPECT_EQ(nullptr,
+              BasicHttp_CreateRequest(nullptr, BASICHTTP_METHOD_GET, nullptr, nullptr, nullptr));
+    for (int method : {-1, 5})
+        EXPECT_EQ(nullptr, BasicHttp_CreateRequest("http://h/", BasicHttpMethod(method), nullptr,
+                                                   nullptr, nullptr));
+    EXPECT_FALSE(BasicHttp_SendRequest(nullptr, NoteOutcome, nullptr));
+    BasicHttpRequest *request = Request("/x");
+    EXPECT_FALSE(BasicHttp_SendRequest(request, nullptr, nullptr));
+    EXPECT_FALSE(BasicHttp_AppendRequestHeader(request, nullptr));
+    EXPECT_FALSE(BasicHttp_GetState(request, nullptr));
+    long code = 0;
+    EXPECT_FALSE(BasicHttp_GetResponseCode(request, &code)) << "not started";
+    BasicHttp_CancelRequest(nullptr);
+    BasicHttp_FreeRequest(nullptr);
+    BasicHttp_FreeResponse(nullptr);
+
+    AnswerAll(HttpReply("one"));
+    Outcome outcome;
+    outcome.then = [](BasicHttpRequest *done) {
+        EXPECT_FALSE(BasicHttp_SendRequest(done, NoteOutcome, nullptr)) << "done";
+        BasicHttp_FreeRequest(done);
+    };
+    Send(request, &outcome);
+    EXPECT_FALSE(BasicHttp_SendRequest(request, NoteOutcome, nullptr)) << "on its way";
+    RunUntilDone(outcome);
+    EXPECT_EQ("one", outcome.content);
+}
+
+TEST_F(BasicHttp, AStartThatFailsSaysSoAtOnceAndLeavesTheRequestIdle) {
+    const std::string url = "http://127.0.0.1/" + std::string(8000001, 'x');
+    BasicHttpRequest *request =
+        BasicHttp_CreateRequest(url.c_str(), BASICHTTP_METHOD_GET, nullptr, nullptr, nullptr);
+    Outcome outcome;
+    EXPECT_FALSE(BasicHttp_SendRequest(request, NoteOutcome, &outcome));
+    EXPECT_EQ(BASICHTTP_STATE_IDLE, State(request));
+    testLoop::Settle();
+    EXPECT_EQ(0, outcome.numCalls);
+    BasicHttp_FreeRequest(request);
+}
+
+TEST_F(BasicHttp, AQueuedRequestWhoseStartFailsIsHeardOf) {
+    InitAgain(1);
+    AnswerAll(HttpReply(""));
+    const std::string url = "http://127.0.0.1/" + std::string(8000001, 'x');
+    Outcome first, second;
+    Send(Request("/1"), &first);
+    Send(BasicHttp_CreateRequest(url.c_str(), BASICHTTP_METHOD_GET, nullptr, nullptr, nullptr),
+         &second);
+    RunUntilDone(second);
+    EXPECT_EQ(BASICHTTP_ERROR_GENERIC, second.error);
+    EXPECT_EQ("", second.content);
+}
+
+TEST_F(BasicHttp, ContentKeepsItsNulBytes) {
+    const std::string body("a\0b\0", 4);
+    AnswerAll(HttpReply(body));
+    EXPECT_EQ(body, Run(Request("/x")).content);
+}
+
+TEST_F(BasicHttp, LargeBodiesComeAndGoWhole) {
+    server.Answer([](const CannedRequest &request) { return HttpReply(request.body); });
+    for (size_t size : {65535, 65536, 3000000}) {
+        std::string body(size, 'x');
+        for (size_t i = 0; i < size; i += 97)
+            body[i] = char('a' + i % 26);
+        BasicHttpRequest *request = Request("/x", BASICHTTP_METHOD_POST, body.c_str());
+        BasicHttp_AppendRequestHeader(request, "Expect: ");
+        EXPECT_EQ(body, Run(request).content) << size;
+    }
+}
+
+TEST_F(BasicHttp, RequestsWaitTheirTurn) {
+    InitAgain(2);
+    AnswerAll(HttpReply(""));
+    Outcome outcomes[6];
+    for (int i = 0; i < 6; i++)
+        Send(Request("/" + std::to_string(i)), &outcomes[i]);
+    size_t most = 0;
+    EXPECT_TRUE(testLoop::RunUntil([&] {
+        most = std::max(most, HashTable_GetNumElements(curlGlobalState->active));
+        return std::ranges::all_of(outcomes, [](const Outcome &o) { return o.numCalls == 1; });
+    }));
+    EXPECT_EQ(2u, most);
+    for (int i = 0; i < 6; i++)
+        EXPECT_EQ("/" + std::to_string(i), server.Requests()[i].target);
+}
+
+TEST_F(BasicHttp, AFinishedRequestKeepsItsSlotUntilItIsFreed) {
+    InitAgain(1);
+    AnswerAll(HttpReply(""));
+    Outcome first, second;
+    BasicHttpRequest *kept = nullptr;
+    first.then = [&](BasicHttpRequest *request) { kept = request; };
+    Send(Request("/1"), &first);
+    Send(Request("/2"), &second);
+    RunUntilDone(first);
+    testLoop::Settle();
+    EXPECT_EQ(0, second.numCalls);
+    BasicHttp_FreeRequest(kept);
+    RunUntilDone(second);
+}
+
+TEST_F(BasicHttp, ARequestThatWaitsCanBeCancelledOrFreedAndIsNeverSent) {
+    InitAgain(1);
+    AnswerAll(HttpReply(""));
+    Outcome outcomes[4];
+    BasicHttpRequest *requests[4];
+    for (int i = 0; i < 4; i++) {
+        requests[i] = Request("/" + std::to_string(i));
+        Send(requests[i], &outcomes[i]);
+    }
+    EXPECT_FALSE(BasicHttp_SendRequest(requests[1], NoteOutcome, nullptr)) << "waits already";
+    BasicHttp_CancelRequest(requests[1]);
+    EXPECT_EQ(BASICHTTP_STATE_DONE, State(requests[1]));
+    BasicHttp_FreeRequest(requests[2]);
+    RunUntilDone(outcomes[3]);
+    EXPECT_EQ(2u, server.Requests().size());
+    EXPECT_EQ(0, outcomes[1].numCalls + outcomes[2].numCalls);
+    BasicHttp_FreeRequest(requests[1]);
+}
+
+/* At every callback of the loop, one after the other, something ends the request. */
+void EndAtEveryStep(CannedServer *server, const std::function<void(BasicHttpRequest *)> &end) {
+    server->Answer([](const CannedRequest &request) {
+        return request.target == "/" ? CannedAnswer{"HTTP/1.1 302 Found\r\nContent-Length: 0\r\n"
+                                                    "Location: /there\r\n\r\n"}
+                                     : HttpReply(std::string(100000, 'x'));
+    });
+    bool isOver = false;
+    for (uint64_t step = 0; !isOver; step++) {
+        ASSERT_LT(step, 1000u);
+        BasicHttpRequest *request = BasicHttp_CreateRequest(
+            server->Url("/").c_str(), BASICHTTP_METHOD_POST, nullptr, nullptr, "<x/>");
+        Outcome outcome;
+        const uint64_t first = testLoop::NumSteps();
+        testLoop::SetBeforeStep([&](uint64_t number) {
+            if (request && outcome.numCalls == 0 && number == first + step)
+                end(std::exchange(request, nullptr));
+        });
+        outcome.then = [&](BasicHttpRequest *done) {
+            EXPECT_EQ(done, request) << "heard of after its end";
+            request = nullptr;
+            isOver = true;
+            BasicHttp_FreeRequest(done);
+        };
+        ASSERT_TRUE(BasicHttp_SendRequest(request, NoteOutcome, &outcome));
+        ASSERT_TRUE(testLoop::RunUntil([&] { return !request; }));
+        testLoop::Settle();
+        testLoop::SetBeforeStep(nullptr);
+    }
+}
+
+TEST_F(BasicHttp, CanBeFreedAtEveryStep) {
+    EndAtEveryStep(&server, BasicHttp_FreeRequest);
+}
+
+TEST_F(BasicHttp, CanBeCancelledAtEveryStep) {
+    EndAtEveryStep(&server, [](BasicHttpRequest *request) {
+        BasicHttp_CancelRequest(request);
+        EXPECT_EQ(BASICHTTP_STATE_DONE, State(request));
+        BasicHttp_CancelRequest(request);
+        BasicHttp_FreeRequest(request);
+    });
+}
+
+TEST_F(BasicHttp, CanBeShutDownAtEveryStep) {
+    EndAtEveryStep(&server, [](BasicHttpRequest *) {
+        BasicHttp_Shutdown();
+        EXPECT_EQ(0u, testLoop::Registrations().size());
+        Init();
+    });
+}
+
+TEST_F(BasicHttp, ShutdownEndsRequestsOfAllKinds) {
+    InitAgain(2);
+    AnswerNothing();
+    Outcome outcomes[4];
+    for (Outcome &outcome : outcomes)
+        Send(Request("/x", BASICHTTP_METHOD_POST, "<x/>"), &outcome);
+    EXPECT_TRUE(RunUntilServed(2));
+    const guint generation = BasicHttp_GetGeneration();
+    BasicHttp_Shutdown();
+    EXPECT_FALSE(BasicHttp_IsInited());
+    EXPECT_EQ(0u, BasicHttp_GetGeneration());
+    EXPECT_EQ(0u, testLoop::Registrations().size());
+    BasicHttp_Shutdown();
+
+    BasicHttpRequest *request = Request("/y");
+    EXPECT_FALSE(BasicHttp_SendRequest(request, NoteOutcome, nullptr)) << "not started";
+    Init();
+    EXPECT_EQ(generation + 1, BasicHttp_GetGeneration());
+    AnswerAll(HttpReply("again"));
+    EXPECT_EQ("again", Run(request).content);
+    for (const Outcome &outcome : outcomes)
+        EXPECT_EQ(0, outcome.numCalls);
+}
+
+TEST_F(BasicHttp, ShutdownIsAllowedWhereARequestEnds) {
+    AnswerAll(HttpReply(""));
+    Outcome outcome;
+    outcome.then = [](BasicHttpRequest *) { BasicHttp_Shutdown(); };
+    Send(Request("/x"), &outcome);
+    RunUntilDone(outcome);
+    EXPECT_EQ(0u, testLoop::Registrations().size());
+}
+
+TEST_F(BasicHttp, ASecondInitIsTheEndOfTheProgram) {
+    EXPECT_DEATH(BasicHttp_Init(testLoop::Callback, testLoop::CallbackRemove),
+                 "NOT_IMPLEMENTED .*basicHttp.cpp:");
+}
+
+TEST_F(BasicHttp, NewRequestsMayBeSentWhereOneEnds) {
+    AnswerAll(HttpReply(""));
+    Outcome second;
+    Outcome first;
+    first.then = [&](BasicHttpRequest *request) {
+        Send(Request("/2"), &second);
+        BasicHttp_FreeRequest(request);
+    };
+    Send(Request("/1"), &first);
+    RunUntilDone(second);
+    EXPECT_EQ(1, server.NumConnections());
+}
+
+TEST_F(BasicHttp, ConnectionsAreKeptUnlessToldOtherwise) {
+    AnswerAll(HttpReply(""));
+    Run(Request("/1"));
+    BasicHttpRequest *request = Request("/2");
+    BasicHttp_SetFreshConnection(request);
+    BasicHttp_ForbidReuse(request);
+    Run(request);
+    testLoop::Settle();
+    EXPECT_EQ(2, server.NumConnections());
+    EXPECT_EQ(1, server.NumOpenConnections());
+    Run(Request("/3"));
+    EXPECT_EQ(2, server.NumConnections());
+}
+
+/* Easy handles are used again, so nothing of a request may show in a later one. */
+TEST_F(BasicHttp, NothingOfARequestStaysForTheNext) {
+    AnswerAll(HttpReply("", 200, "text/xml", {"Set-Cookie: a=b; Path=/"}));
+    BasicHttpRequest *request = Request("/1", BASICHTTP_METHOD_DELETE);
+    BasicHttp_SetRequestNameAndPassword(request, BASICHTTP_AUTH_BASIC, "user", "secret");
+    BasicHttp_AppendRequestHeader(request, "X-Own: 1");
+    BasicHttp_SetUserAgent(request, "other");
+    Run(request);
+    Run(Request("/2"));
+    EXPECT_EQ("Basic dXNlcjpzZWNyZXQ=", server.Requests()[0].Header("Authorization"));
+    const GPtr<char> head(g_strdup_printf("GET /2 HTTP/1.1\r\nHost: 127.0.0.1:%d\r\n"
+                                          "User-Agent: Halden-client\r\nAccept: */*",
+                                          server.Port()));
+    EXPECT_STREQ(head.get(), server.Requests()[1].head.c_str());
+}
+
+TEST_F(BasicHttp, CredentialsAnswerAChallenge) {
+    server.Answer([](const CannedRequest &request) {
+        if (request.Header("Authorization").empty() ||
+            request.Header("Authorization").find("response=\"\"") != std::string::npos)
+            return HttpReply("", 401, "text/plain",
+                             {"WWW-Authenticate: Digest realm=\"r\", nonce=\"n\", qop=\"auth\""});
+        return HttpReply("in");
+    });
+    BasicHttpRequest *request = Request("/x", BASICHTTP_METHOD_POST, "<x/>");
+    BasicHttp_SetRequestNameAndPassword(request, BASICHTTP_AUTH_DIGEST, "user", "secret");
+    const Outcome outcome = Run(request);
+    EXPECT_EQ("in", outcome.content);
+    EXPECT_EQ(0u,
+              server.Requests().back().Header("Authorization").find("Digest username=\"user\""));
+    EXPECT_EQ("<x/>", server.Requests().back().body);
+
+    request = Request("/y");
+    BasicHttp_SetRequestNameAndPassword(request, BASICHTTP_AUTH_BASIC, "user", "secret");
+    BasicHttp_SetRequestNameAndPassword(request, -1, "other", "other");
+    BasicHttp_SetRequestNameAndPassword(request, BASICHTTP_AUTH_BASIC, "other", nullptr);
+    EXPECT_EQ(401, Run(request).status) << "cleared";
+}
+
+struct ZoneRow {
+    const char *url;
+    const char *rewritten;
+    const char *zone;
+};
+
+constexpr ZoneRow kZones[] = {
+    {"https://[fe80::1%eth0]:443", "https://[fe80::1]:443/", "eth0"},
+    {"http://[fe80::1%3]:80/x%20y", "http://[fe80::1]:80/x%20y", "3"},
+    {"http://[fe80::1%25eth0]/x", "http://[fe80::1]/x", "eth0"},
+    {"http://[fe80::1%25]/x", "http://[fe80::1]/x", "25"},
+    {"[fe80::1%eth0]/x", "http://[fe80::1]/x", "eth0"},
+    {"http://user%40home:pw@[fe80::1%eth0]/x", "http://user%40home:pw@[fe80::1]/x", "eth0"},
+    {"http://user%40home:pw@host/x", "http://user%40home:pw@host/x", ""},
+    {"http://host?a=%41", "http://host?a=%41", ""},
+    {"http://host/%41", "http://host/%41", ""},
+    {"http://host/x", "http://host/x", ""},
+};
+
+TEST_F(BasicHttp, ZonesAreCutOutOfTheUrl) {
+    for (const ZoneRow &row : kZones) {
+        const BasicHttpZone split = BasicHttpTakeZone(row.url);
+        EXPECT_EQ(row.rewritten, split.url) << row.url;
+        EXPECT_EQ(row.zone, split.zone) << row.url;
+    }
+    BasicHttpRequest *request = BasicHttp_CreateRequest(
+        "http://[fe80::1%lo]:9/x", BASICHTTP_METHOD_GET, nullptr, nullptr, nullptr);
+    Outcome outcome;
+    Send(request, &outcome);
+    EXPECT_STREQ("http://[fe80::1]:9/x", request->url);
+    BasicHttp_FreeRequest(request);
+}
+
+} // namespace

@@ -1,0 +1,139 @@
+/*
+ * httpFixture.h -- the transport on the tests' loop, with a clock that moves by hand, a canned server,
+ * and requests whose end is noted
+ *
+ *   Outcome outcome;
+ *   Send(Request("/x"), &outcome);
+ *   RunUntilDone(outcome);
+ *   EXPECT_EQ("<x/>", outcome.content);
+ *
+ * After each test nothing may be left on the loop.
+ */
+#pragma once
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "apps/lib/basicHttp/basicHttp.h"
+#include "apps/lib/basicHttp/basicHttpInt.h"
+#include "lib/misc/glibPtr.h"
+#include "lib/misc/log.h"
+#include "tests/support/cannedServer.h"
+#include "tests/support/testLoop.h"
+
+inline gint64 testClockOffset;
+
+inline gint64 TestClock() {
+    return g_get_monotonic_time() + testClockOffset;
+}
+
+/* Moves the loop's clock and the transport's. */
+inline void AdvanceClock(gint64 microseconds) {
+    testClockOffset += microseconds;
+    testLoop::Advance(microseconds);
+}
+
+inline std::string LogText() {
+    const GPtr<char> text(LogRing_Copy());
+    return text.get();
+}
+
+/* How a request ended. Unless told otherwise, it is then freed. */
+struct Outcome {
+    int numCalls = 0;
+    BasicHttpErrorCode error = BASICHTTP_ERROR_NONE;
+    long status = 0;
+    std::string content;
+    std::string url;
+    std::vector<std::string> headers;
+    BasicHttpContentInfo info{};
+    std::function<void(BasicHttpRequest *)> then = BasicHttp_FreeRequest;
+};
+
+inline void NoteOutcome(BasicHttpRequest *request, BasicHttpResponse *response, gpointer data) {
+    auto *outcome = static_cast<Outcome *>(data);
+    outcome->numCalls++;
+    outcome->error = response->errorCode;
+    outcome->status = response->responseCode;
+    EXPECT_EQ('\0', response->content[response->contentLength]);
+    outcome->content.assign(response->content, response->contentLength);
+    outcome->url = response->effectiveURL ? response->effectiveURL : "";
+    for (guint i = 0; i < BasicHttp_GetNumResponseHeaders(request); i++)
+        outcome->headers.push_back(BasicHttp_GetResponseHeader(request, i));
+    EXPECT_EQ(nullptr, BasicHttp_GetResponseHeader(request, guint(outcome->headers.size())));
+    BasicHttp_GetRecvContentInfo(request, &outcome->info);
+    BasicHttp_FreeResponse(response);
+    if (outcome->then)
+        outcome->then(request);
+}
+
+class BasicHttpFixture : public testing::Test {
+protected:
+    static constexpr const char *kVariables[] = {
+        "http_proxy", "https_proxy", "all_proxy",  "ALL_PROXY",         "HTTPS_PROXY",
+        "no_proxy",   "NO_PROXY",    "HTTP_PROXY", "HALDEN_HTTPSPROXY", "HALDEN_BASICHTTP_TRACE"};
+
+    void SetUp() override {
+        for (const char *variable : kVariables)
+            g_unsetenv(variable);
+        testLoop::Reset();
+        testClockOffset = 0;
+        basicHttpNow = TestClock;
+        LogRing_Clear();
+        Init();
+    }
+    void TearDown() override {
+        BasicHttp_Shutdown();
+        BasicHttp_SetMaxResponseSize(gsize(256) << 20);
+        EXPECT_EQ(0u, testLoop::Registrations().size());
+        for (const char *variable : kVariables)
+            g_unsetenv(variable);
+    }
+
+    static void Init(gint maxOutstandingRequests = -1) {
+        ASSERT_TRUE(
+            BasicHttp_InitEx(testLoop::Callback, testLoop::CallbackRemove, maxOutstandingRequests));
+    }
+    static void InitAgain(gint maxOutstandingRequests = -1) {
+        BasicHttp_Shutdown();
+        Init(maxOutstandingRequests);
+    }
+
+    BasicHttpRequest *Request(const std::string &path,
+                              BasicHttpMethod method = BASICHTTP_METHOD_GET,
+                              const char *body = nullptr, BasicHttpCookieJar *jar = nullptr) {
+        return BasicHttp_CreateRequest(server.Url(path).c_str(), method, jar, nullptr, body);
+    }
+    static void Send(BasicHttpRequest *request, Outcome *outcome) {
+        ASSERT_TRUE(BasicHttp_SendRequest(request, NoteOutcome, outcome));
+    }
+    static void RunUntilDone(const Outcome &outcome) {
+        EXPECT_TRUE(testLoop::RunUntil([&] { return outcome.numCalls > 0; }));
+        EXPECT_EQ(1, outcome.numCalls);
+    }
+    static Outcome Run(BasicHttpRequest *request) {
+        Outcome outcome;
+        Send(request, &outcome);
+        RunUntilDone(outcome);
+        return outcome;
+    }
+    void AnswerAll(const CannedAnswer &answer) {
+        server.Answer([answer](const CannedRequest &) { return answer; });
+    }
+    /* Never answers, so that the request stays where it is. */
+    void AnswerNothing() { AnswerAll(CannedAnswer{}); }
+    bool RunUntilServed(size_t numRequests = 1) {
+        return testLoop::RunUntil([=, this] { return server.Requests().size() >= numRequests; });
+    }
+    static BasicHttpState State(BasicHttpRequest *request) {
+        BasicHttpState state = BASICHTTP_STATE_IDLE;
+        EXPECT_TRUE(BasicHttp_GetState(request, &state));
+        return state;
+    }
+
+    CannedServer server;
+};
