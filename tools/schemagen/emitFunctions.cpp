@@ -21,9 +21,9 @@ bool IsIn(EmitPart part, gsize row, gsize rows) {
 }
 
 std::string Stub(const Emission &emission, gsize type, gsize method, gsize row) {
-    const SchemaMethod &text = emission.model.types[type].methods[method];
+    const TableMethod &text = emission.model.types[type].methods[method];
     std::string values;
-    for (const SchemaArgument &argument : text.arguments)
+    for (const TableArgument &argument : text.arguments)
         values += ", " + Spelling_Parameter(argument);
     return fmt::format("void {}({}) {{\n    orvane_schema_invoke({}, object, listener{});\n}}\n",
                        emission.names[type].stubs[method],

@@ -58,16 +58,16 @@ struct Header {
     }
 };
 
-bool IsClass(const SchemaType &type) {
+bool IsClass(const TableType &type) {
     return type.form != SCHEMA_FORM_ENUM;
 }
 
 /* Classes of the third namespace that stubs of this one take, declared without their header. */
 std::set<std::string> ForeignClasses(const Header &header) {
     std::set<std::string> foreign;
-    header.eachType([&](const SchemaType &type, const SchemaTypeNames &) {
-        for (const SchemaMethod &method : type.methods) {
-            for (const SchemaArgument &argument : method.arguments) {
+    header.eachType([&](const TableType &type, const SchemaTypeNames &) {
+        for (const TableMethod &method : type.methods) {
+            for (const TableArgument &argument : method.arguments) {
                 const auto at = header.emission.index.find(argument.type.name);
                 if (at == header.emission.index.end())
                     continue;
@@ -83,14 +83,14 @@ std::set<std::string> ForeignClasses(const Header &header) {
 void EmitClasses(const Header &header) {
     for (const std::string &name : ForeignClasses(header))
         fmt::format_to(header.out, "typedef struct _{0} {0};\n", name);
-    header.eachType([&](const SchemaType &type, const SchemaTypeNames &names) {
+    header.eachType([&](const TableType &type, const SchemaTypeNames &names) {
         if (IsClass(type) && std::ranges::find(kRootNames, type.name) == kRootNames.end())
             fmt::format_to(header.out, "typedef struct _{0} {0};\n", names.type);
     });
 }
 
 void EmitEnumerations(const Header &header) {
-    header.eachType([&](const SchemaType &type, const SchemaTypeNames &names) {
+    header.eachType([&](const TableType &type, const SchemaTypeNames &names) {
         if (IsClass(type))
             return;
         fmt::format_to(header.out, "\n/* {} */\ntypedef enum {{\n", type.name);
@@ -101,7 +101,7 @@ void EmitEnumerations(const Header &header) {
     });
 }
 
-std::string ReleaseText(const SchemaType &type, const SchemaField &field) {
+std::string ReleaseText(const TableType &type, const TableField &field) {
     const std::string &version = field.version.empty() ? type.version : field.version;
     if (version.empty() || version == "all")
         return "";
@@ -125,13 +125,13 @@ const char *FormWords(SchemaForm form) {
 }
 
 /* What an application can set and read, as the structs are opaque. */
-void EmitProperties(const Header &header, const SchemaType &type, const SchemaTypeNames &names) {
+void EmitProperties(const Header &header, const TableType &type, const SchemaTypeNames &names) {
     fmt::format_to(
         header.out,
         "\n/**\n * {}:\n *\n * {} \"{}\", derived from {}. Properties of its own{}:\n *\n",
         names.type, FormWords(type.form), type.name, Spelling_Words(header.emission, {type.base}),
         type.isPartial ? " (there may be more)" : "");
-    for (const SchemaField &field : type.fields)
+    for (const TableField &field : type.fields)
         fmt::format_to(header.out, " * - {}: {}{}{}\n", field.name,
                        Spelling_Words(header.emission, field.type),
                        field.type.isOptional ? ", optional" : "", ReleaseText(type, field));
@@ -139,7 +139,7 @@ void EmitProperties(const Header &header, const SchemaType &type, const SchemaTy
 }
 
 void EmitGetTypes(const Header &header) {
-    header.eachType([&](const SchemaType &type, const SchemaTypeNames &names) {
+    header.eachType([&](const TableType &type, const SchemaTypeNames &names) {
         if (!type.fields.empty())
             EmitProperties(header, type, names);
         const std::string typeMacro = SchemaNames_Macro(names.prefix, "TYPE");
@@ -156,8 +156,8 @@ void EmitGetTypes(const Header &header) {
     });
 }
 
-std::string ArgumentWords(const Header &header, const SchemaArgument &argument) {
-    const SchemaTypeText &type = argument.type;
+std::string ArgumentWords(const Header &header, const TableArgument &argument) {
+    const TableTypeRef &type = argument.type;
     std::string text = Spelling_Words(header.emission, type);
     if (type.isLikely)
         text += "; its type is likely, not stated";
@@ -173,7 +173,7 @@ std::string ArgumentWords(const Header &header, const SchemaArgument &argument) 
     return text;
 }
 
-std::string ResultWords(const Header &header, const SchemaTypeText &result) {
+std::string ResultWords(const Header &header, const TableTypeRef &result) {
     if (result.name.empty())
         return "none";
     std::string text = Spelling_Words(header.emission, result);
@@ -182,9 +182,9 @@ std::string ResultWords(const Header &header, const SchemaTypeText &result) {
     return text;
 }
 
-void EmitStub(const Header &header, gsize at, const SchemaMethod &method, const std::string &stub) {
+void EmitStub(const Header &header, gsize at, const TableMethod &method, const std::string &stub) {
     fmt::format_to(header.out, "\n/**\n * {}:\n * @object: the object to call\n", stub);
-    for (const SchemaArgument &argument : method.arguments) {
+    for (const TableArgument &argument : method.arguments) {
         const bool isNullable =
             Spelling_IsPointer(header.emission, argument.type) && !argument.type.isRequired;
         fmt::format_to(header.out, " * @{}:{} {}\n", Spelling_Parameter(argument),
@@ -198,7 +198,7 @@ void EmitStub(const Header &header, gsize at, const SchemaMethod &method, const 
 }
 
 void EmitStubs(const Header &header) {
-    header.eachType([&](const SchemaType &type, const SchemaTypeNames &names) {
+    header.eachType([&](const TableType &type, const SchemaTypeNames &names) {
         const gsize at = static_cast<gsize>(&type - header.emission.model.types.data());
         for (gsize i = 0; i < type.methods.size(); i++)
             EmitStub(header, at, type.methods[i], names.stubs[i]);
@@ -206,7 +206,7 @@ void EmitStubs(const Header &header) {
 }
 
 void EmitAutoptr(const Header &header) {
-    header.eachType([&](const SchemaType &type, const SchemaTypeNames &names) {
+    header.eachType([&](const TableType &type, const SchemaTypeNames &names) {
         if (IsClass(type))
             fmt::format_to(header.out, "G_DEFINE_AUTOPTR_CLEANUP_FUNC({}, g_object_unref)\n",
                            names.type);
@@ -240,7 +240,7 @@ std::string Emit_Counts(const Emission &emission) {
     gsize reflection = 0;
     gsize others[SCHEMA_NUM_NAMESPACES] = {};
     gsize enumerations = 0;
-    for (const SchemaType &type : emission.model.types) {
+    for (const TableType &type : emission.model.types) {
         enumerations += !IsClass(type);
         others[type.ns]++;
         core += type.ns == SCHEMA_NAMESPACE_QORM && !type.isUnlisted;

@@ -48,11 +48,11 @@ Emission Emission_Make(const SchemaModel &model) {
     return emission;
 }
 
-const SchemaType *Spelling_Type(const Emission &emission, std::string_view name) {
+const TableType *Spelling_Type(const Emission &emission, std::string_view name) {
     return SchemaIndex_Find(emission.index, emission.model, name);
 }
 
-std::string Spelling_CType(const Emission &emission, const SchemaTypeText &type) {
+std::string Spelling_CType(const Emission &emission, const TableTypeRef &type) {
     if (type.isArray)
         return "GValueArray *";
     if (type.isUnknown)
@@ -67,23 +67,23 @@ std::string Spelling_CType(const Emission &emission, const SchemaTypeText &type)
     return emission.names[at].type + (isValue ? " " : " *");
 }
 
-bool Spelling_IsPointer(const Emission &emission, const SchemaTypeText &type) {
+bool Spelling_IsPointer(const Emission &emission, const TableTypeRef &type) {
     return Spelling_CType(emission, type).ends_with('*') || type.name == "any";
 }
 
-std::string Spelling_Parameter(const SchemaArgument &argument) {
+std::string Spelling_Parameter(const TableArgument &argument) {
     const bool isTaken = std::ranges::binary_search(kTakenWords, std::string_view(argument.name));
     return isTaken ? argument.name + "_" : argument.name;
 }
 
-std::string Spelling_Parameters(const Emission &emission, gsize type, const SchemaMethod &method) {
+std::string Spelling_Parameters(const Emission &emission, gsize type, const TableMethod &method) {
     std::string text = emission.names[type].type + " *object";
-    for (const SchemaArgument &argument : method.arguments)
+    for (const TableArgument &argument : method.arguments)
         text += ", " + Spelling_CType(emission, argument.type) + Spelling_Parameter(argument);
     return text + ", OrvaneListener *listener";
 }
 
-std::string Spelling_Words(const Emission &emission, const SchemaTypeText &type) {
+std::string Spelling_Words(const Emission &emission, const TableTypeRef &type) {
     if (type.isUnknown)
         return type.isArray ? "list of any values" : "any value";
     const auto at = emission.index.find(type.name);

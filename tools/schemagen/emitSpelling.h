@@ -7,17 +7,17 @@
 #include "tools/schemagen/emit.h"
 
 /* The C type of a stub's parameter: "const gchar *", "gint ", "SkemaOzyTaskInfo *". */
-std::string Spelling_CType(const Emission &emission, const SchemaTypeText &type);
+std::string Spelling_CType(const Emission &emission, const TableTypeRef &type);
 /* The name of a parameter: the argument's own, with a "_" where C or the stub has that word
  * already. */
-std::string Spelling_Parameter(const SchemaArgument &argument);
+std::string Spelling_Parameter(const TableArgument &argument);
 /* All parameters of a stub, from the object to the listener, without parentheses. */
-std::string Spelling_Parameters(const Emission &emission, gsize type, const SchemaMethod &method);
+std::string Spelling_Parameters(const Emission &emission, gsize type, const TableMethod &method);
 
 /* For comments: "#SkemaOzyTaskInfo", "list of string". */
-std::string Spelling_Words(const Emission &emission, const SchemaTypeText &type);
+std::string Spelling_Words(const Emission &emission, const TableTypeRef &type);
 /* What the engine takes the parameter as: does NULL leave the argument out? */
-bool Spelling_IsPointer(const Emission &emission, const SchemaTypeText &type);
+bool Spelling_IsPointer(const Emission &emission, const TableTypeRef &type);
 
 /* The type of a wire name, or NULL. */
-const SchemaType *Spelling_Type(const Emission &emission, std::string_view name);
+const TableType *Spelling_Type(const Emission &emission, std::string_view name);

@@ -20,17 +20,17 @@ struct Builder {
 std::vector<std::string_view> Texts(const Builder &builder) {
     std::vector<std::string_view> texts = {""};
     for (gsize i = 0; i < builder.model.types.size(); i++) {
-        const SchemaType &type = builder.model.types[i];
+        const TableType &type = builder.model.types[i];
         texts.insert(texts.end(), {builder.names[i].type, type.name});
-        for (const SchemaField &field : type.fields)
+        for (const TableField &field : type.fields)
             texts.push_back(field.name);
-        for (const SchemaWord &word : type.words)
+        for (const TableWord &word : type.words)
             texts.push_back(word.word);
         texts.insert(texts.end(), builder.names[i].constants.begin(),
                      builder.names[i].constants.end());
-        for (const SchemaMethod &method : type.methods) {
+        for (const TableMethod &method : type.methods) {
             texts.push_back(method.wireName);
-            for (const SchemaArgument &argument : method.arguments)
+            for (const TableArgument &argument : method.arguments)
                 texts.push_back(argument.name);
         }
     }
@@ -91,7 +91,7 @@ struct Value {
     guint16 type;
 };
 
-Value ValueOf(const Builder &builder, const SchemaTypeText &text) {
+Value ValueOf(const Builder &builder, const TableTypeRef &text) {
     if (text.isUnknown)
         return {SCHEMA_VALUE_UNKNOWN, kSchemaNoType};
     if (text.name.empty())
@@ -103,24 +103,24 @@ Value ValueOf(const Builder &builder, const SchemaTypeText &text) {
     return {ValueKindOf(builder.model.types[at].form), builder.rows[at]};
 }
 
-guint8 FlagsOf(const SchemaTypeText &text) {
+guint8 FlagsOf(const TableTypeRef &text) {
     return static_cast<guint8>(
         (text.isArray ? SCHEMA_ARRAY : 0) | (text.isOptional ? SCHEMA_OPTIONAL : 0) |
         (text.isLikely ? SCHEMA_LIKELY : 0) | (text.isRequired ? SCHEMA_REQUIRED : 0));
 }
 
-guint8 VersionOf(const SchemaType &type, const SchemaField &field) {
+guint8 VersionOf(const TableType &type, const TableField &field) {
     const std::string &version = field.version.empty() ? type.version : field.version;
     return version == "all" ? 0 : static_cast<guint8>(VersionTexts_Index(version));
 }
 
 /* The one array of any whose elements may be managed objects. */
-bool IsDynamic(const SchemaType &type, const SchemaField &field) {
+bool IsDynamic(const TableType &type, const TableField &field) {
     return type.ns == SCHEMA_NAMESPACE_QORM && type.name == "DynamicArray" && field.name == "val";
 }
 
-void BuildFields(Builder *builder, const SchemaType &type) {
-    for (const SchemaField &field : type.fields) {
+void BuildFields(Builder *builder, const TableType &type) {
+    for (const TableField &field : type.fields) {
         const Value value = ValueOf(*builder, field.type);
         const guint8 dynamic = IsDynamic(type, field) ? SCHEMA_DYNAMIC : 0;
         builder->built->fields.push_back({builder->offsets.at(field.name), value.type, value.kind,
@@ -129,15 +129,15 @@ void BuildFields(Builder *builder, const SchemaType &type) {
     }
 }
 
-void BuildMethods(Builder *builder, const SchemaType &type) {
+void BuildMethods(Builder *builder, const TableType &type) {
     SchemaBuilt *built = builder->built;
-    for (const SchemaMethod &method : type.methods) {
+    for (const TableMethod &method : type.methods) {
         const Value result = ValueOf(*builder, method.result);
         built->methods.push_back({builder->offsets.at(method.wireName),
                                   static_cast<guint32>(built->arguments.size()), result.type,
                                   static_cast<guint8>(method.arguments.size()), result.kind,
                                   FlagsOf(method.result)});
-        for (const SchemaArgument &argument : method.arguments) {
+        for (const TableArgument &argument : method.arguments) {
             const Value value = ValueOf(*builder, argument.type);
             built->arguments.push_back({builder->offsets.at(argument.name), value.type, value.kind,
                                         FlagsOf(argument.type)});
@@ -147,7 +147,7 @@ void BuildMethods(Builder *builder, const SchemaType &type) {
 
 void BuildType(Builder *builder, guint32 at) {
     SchemaBuilt *built = builder->built;
-    const SchemaType &type = builder->model.types[at];
+    const TableType &type = builder->model.types[at];
     const SchemaTypeNames &names = builder->names[at];
     const bool isEnum = type.form == SCHEMA_FORM_ENUM;
     const auto base = builder->index.find(type.base);

@@ -10,22 +10,22 @@ struct Checker {
     SchemaErrors *errors;
     SchemaIndex index;
 
-    void fail(SchemaPlace place, const std::string &message) {
+    void fail(TablePlace place, const std::string &message) {
         SchemaErrors_Add(errors, model, place, message);
     }
 };
 
 /* "generated/ozy/data.schema:12" */
-std::string PlaceText(const SchemaModel &model, SchemaPlace place) {
+std::string PlaceText(const SchemaModel &model, TablePlace place) {
     return model.files[place.file] + ":" + std::to_string(place.line);
 }
 
 /* Names that must differ, and where each was seen first. */
 struct Uses {
     const char *what;
-    std::unordered_map<std::string, SchemaPlace> seen = {};
+    std::unordered_map<std::string, TablePlace> seen = {};
 
-    void add(Checker *checker, const std::string &name, SchemaPlace place) {
+    void add(Checker *checker, const std::string &name, TablePlace place) {
         const auto [first, isNew] = seen.emplace(name, place);
         if (!isNew)
             checker->fail(place, std::string(what) + " '" + name + "' stands already at " +
@@ -46,7 +46,7 @@ constexpr auto kRoots = std::to_array<RootRow>({
     {SCHEMA_FORM_MANAGED, "ManagedObject", "GInitiallyUnowned"},
 });
 
-bool IsRoot(const SchemaType &type) {
+bool IsRoot(const TableType &type) {
     return std::ranges::any_of(kRoots, [&](const RootRow &root) {
         return root.form == type.form && type.name == root.name && type.base == root.base;
     });
@@ -57,7 +57,7 @@ SchemaForm TreeOf(SchemaForm form) {
     return form == SCHEMA_FORM_EVENT ? SCHEMA_FORM_DATA : form;
 }
 
-void CheckBase(Checker *checker, const SchemaType &type) {
+void CheckBase(Checker *checker, const TableType &type) {
     if (type.form == SCHEMA_FORM_ENUM) {
         if (!type.base.empty())
             checker->fail(type.place, "enumeration '" + type.name + "' with a base");
@@ -68,7 +68,7 @@ void CheckBase(Checker *checker, const SchemaType &type) {
     if (IsRoot(type))
         return;
 
-    const SchemaType *base = SchemaIndex_Find(checker->index, checker->model, type.base);
+    const TableType *base = SchemaIndex_Find(checker->index, checker->model, type.base);
     if (base == nullptr)
         return checker->fail(type.place, "unknown base '" + type.base + "' of '" + type.name + "'");
     if (TreeOf(base->form) != TreeOf(type.form))
@@ -98,13 +98,13 @@ void CheckCycles(Checker *checker) {
     }
 }
 
-void CheckVersion(Checker *checker, SchemaPlace place, const std::string &version) {
+void CheckVersion(Checker *checker, TablePlace place, const std::string &version) {
     if (!version.empty() && version != "all" && VersionTexts_Index(version) < 0)
         checker->fail(place, "unknown version '" + version + "'");
 }
 
-void CheckTypeText(Checker *checker, SchemaPlace place, const SchemaType &owner,
-                   const SchemaTypeText &type) {
+void CheckTypeText(Checker *checker, TablePlace place, const TableType &owner,
+                   const TableTypeRef &type) {
     if (type.name.empty())
         return;
     if (const auto kind = SchemaNames_BuiltIn(type.name)) {
@@ -112,16 +112,16 @@ void CheckTypeText(Checker *checker, SchemaPlace place, const SchemaType &owner,
             checker->fail(place, "'anyURI' outside an array");
         return;
     }
-    const SchemaType *named = SchemaIndex_Find(checker->index, checker->model, type.name);
+    const TableType *named = SchemaIndex_Find(checker->index, checker->model, type.name);
     if (named == nullptr)
         return checker->fail(place, "unknown type '" + type.name + "'");
     if (owner.ns == SCHEMA_NAMESPACE_QORM && named->ns != SCHEMA_NAMESPACE_QORM)
         checker->fail(place, "type '" + type.name + "' of another namespace in the core");
 }
 
-void CheckFields(Checker *checker, const SchemaType &type) {
+void CheckFields(Checker *checker, const TableType &type) {
     Uses names{"field"};
-    for (const SchemaField &field : type.fields) {
+    for (const TableField &field : type.fields) {
         names.add(checker, field.name, field.place);
         CheckVersion(checker, field.place, field.version);
         CheckTypeText(checker, field.place, type, field.type);
@@ -134,20 +134,20 @@ void CheckFields(Checker *checker, const SchemaType &type) {
 }
 
 /* A class of another namespace can be declared where a stub takes one; an enumeration cannot. */
-void CheckArgumentEnum(Checker *checker, const SchemaArgument &argument, const SchemaType &owner) {
-    const SchemaType *type = SchemaIndex_Find(checker->index, checker->model, argument.type.name);
+void CheckArgumentEnum(Checker *checker, const TableArgument &argument, const TableType &owner) {
+    const TableType *type = SchemaIndex_Find(checker->index, checker->model, argument.type.name);
     if (type != nullptr && type->form == SCHEMA_FORM_ENUM && !argument.type.isArray &&
         type->ns != owner.ns && type->ns != SCHEMA_NAMESPACE_QORM)
         checker->fail(argument.place,
                       "argument '" + argument.name + "' is an enumeration of another namespace");
 }
 
-void CheckMethods(Checker *checker, const SchemaType &type) {
+void CheckMethods(Checker *checker, const TableType &type) {
     Uses methods{"method"};
-    for (const SchemaMethod &method : type.methods) {
+    for (const TableMethod &method : type.methods) {
         methods.add(checker, method.wireName, method.place);
         CheckTypeText(checker, method.place, type, method.result);
-        const SchemaTypeText &result = method.result;
+        const TableTypeRef &result = method.result;
         if (result.isUnknown || result.isLikely || result.isRequired || result.isOptional)
             checker->fail(method.place, "'*', '~', '?' and '!' mean nothing for the result of '" +
                                             method.wireName + "'");
@@ -155,7 +155,7 @@ void CheckMethods(Checker *checker, const SchemaType &type) {
             checker->fail(method.place, "too many arguments for '" + method.wireName + "'");
 
         Uses arguments{"argument"};
-        for (const SchemaArgument &argument : method.arguments) {
+        for (const TableArgument &argument : method.arguments) {
             arguments.add(checker, argument.name, argument.place);
             CheckTypeText(checker, argument.place, type, argument.type);
             CheckArgumentEnum(checker, argument, type);
@@ -163,9 +163,9 @@ void CheckMethods(Checker *checker, const SchemaType &type) {
     }
 }
 
-void CheckWords(Checker *checker, const SchemaType &type) {
+void CheckWords(Checker *checker, const TableType &type) {
     Uses words{"word"};
-    for (const SchemaWord &word : type.words)
+    for (const TableWord &word : type.words)
         words.add(checker, word.word, word.place);
     if (type.words.empty())
         checker->fail(type.place, "enumeration '" + type.name + "' without words");
@@ -173,7 +173,7 @@ void CheckWords(Checker *checker, const SchemaType &type) {
         checker->fail(type.place, "enumeration '" + type.name + "' with a version or '...'");
 }
 
-void CheckType(Checker *checker, const SchemaType &type) {
+void CheckType(Checker *checker, const TableType &type) {
     CheckBase(checker, type);
     CheckVersion(checker, type.place, type.version);
     if (!type.enclosing.empty() &&
@@ -188,7 +188,7 @@ void CheckType(Checker *checker, const SchemaType &type) {
 
 void CheckWireNames(Checker *checker) {
     Uses names{"type"};
-    for (const SchemaType &type : checker->model.types) {
+    for (const TableType &type : checker->model.types) {
         names.add(checker, type.name, type.place);
         if (SchemaNames_BuiltIn(type.name))
             checker->fail(type.place, "type '" + type.name + "' is built in");
@@ -200,7 +200,7 @@ void CheckCNames(Checker *checker) {
     Uses names{"C name"};
     const auto all = SchemaNames_Make(checker->model, checker->index);
     for (gsize i = 0; i < all.size(); i++) {
-        const SchemaType &type = checker->model.types[i];
+        const TableType &type = checker->model.types[i];
         names.add(checker, all[i].type, type.place);
         names.add(checker, all[i].prefix + "_get_type", type.place);
         names.add(checker, SchemaNames_Macro(all[i].prefix, "TYPE"), type.place);
@@ -220,7 +220,7 @@ void CheckSizes(Checker *checker) {
     const auto &types = checker->model.types;
     if (types.size() >= kSchemaNoType)
         checker->fail(types.back().place, "more types than the tables can number");
-    for (const SchemaType &type : types) {
+    for (const TableType &type : types) {
         if (std::max(type.fields.size(), type.words.size()) > G_MAXUINT16)
             checker->fail(type.place,
                           "more members in '" + type.name + "' than the tables can number");
@@ -233,7 +233,7 @@ bool SchemaCheck_Run(const SchemaModel &model, SchemaErrors *errors) {
     const gsize before = errors->count;
     Checker checker{model, errors, SchemaIndex_Make(model)};
     CheckWireNames(&checker);
-    for (const SchemaType &type : model.types)
+    for (const TableType &type : model.types)
         CheckType(&checker, type);
     CheckCycles(&checker);
     CheckCNames(&checker);

@@ -33,12 +33,12 @@ std::string Capitalised(std::string_view word) {
     return text;
 }
 
-std::string TypeName(const SchemaType &type, const SchemaModel &model, const SchemaIndex &index) {
+std::string TypeName(const TableType &type, const SchemaModel &model, const SchemaIndex &index) {
     std::string name = std::string(kRoot) + Capitalised(SchemaNamespace_Word(type.ns));
     if (!type.path.empty())
         return name + type.path;
 
-    const SchemaType *enclosing = SchemaIndex_Find(index, model, type.enclosing);
+    const TableType *enclosing = SchemaIndex_Find(index, model, type.enclosing);
     if (type.form == SCHEMA_FORM_FAULT ||
         (enclosing != nullptr && enclosing->form == SCHEMA_FORM_FAULT))
         name += "Fault";
@@ -49,7 +49,7 @@ std::string TypeName(const SchemaType &type, const SchemaModel &model, const Sch
     return name.append(wireName);
 }
 
-std::string StubName(const SchemaMethod &method, const std::string &prefix) {
+std::string StubName(const TableMethod &method, const std::string &prefix) {
     if (!method.stub.empty())
         return prefix + "_" + method.stub;
 
@@ -69,8 +69,8 @@ SchemaIndex SchemaIndex_Make(const SchemaModel &model) {
     return index;
 }
 
-const SchemaType *SchemaIndex_Find(const SchemaIndex &index, const SchemaModel &model,
-                                   std::string_view name) {
+const TableType *SchemaIndex_Find(const SchemaIndex &index, const SchemaModel &model,
+                                  std::string_view name) {
     const auto found = index.find(name);
     return found == index.end() ? nullptr : &model.types[found->second];
 }
@@ -115,18 +115,18 @@ std::string SchemaNames_Macro(std::string_view prefix, std::string_view word) {
 std::vector<SchemaTypeNames> SchemaNames_Make(const SchemaModel &model, const SchemaIndex &index) {
     std::vector<SchemaTypeNames> all(model.types.size());
     for (gsize i = 0; i < all.size(); i++) {
-        const SchemaType &type = model.types[i];
+        const TableType &type = model.types[i];
         SchemaTypeNames &names = all[i];
         names.type = TypeName(type, model, index);
         names.prefix = SchemaNames_Snake(names.type);
-        for (const SchemaMethod &method : type.methods)
+        for (const TableMethod &method : type.methods)
             names.stubs.push_back(StubName(method, names.prefix));
 
-        const SchemaType *enclosing = SchemaIndex_Find(index, model, type.enclosing);
+        const TableType *enclosing = SchemaIndex_Find(index, model, type.enclosing);
         const std::string path = enclosing == nullptr
                                      ? names.prefix
                                      : SchemaNames_Snake(TypeName(*enclosing, model, index));
-        for (const SchemaWord &word : type.words)
+        for (const TableWord &word : type.words)
             names.constants.push_back(SchemaNames_Upper(path + "_" + word.word));
     }
     return all;

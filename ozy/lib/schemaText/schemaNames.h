@@ -29,8 +29,8 @@ using SchemaIndex = std::unordered_map<std::string_view, guint32>;
 SchemaIndex SchemaIndex_Make(const SchemaModel &model);
 
 /* The type of a name, or NULL. */
-const SchemaType *SchemaIndex_Find(const SchemaIndex &index, const SchemaModel &model,
-                                   std::string_view name);
+const TableType *SchemaIndex_Find(const SchemaIndex &index, const SchemaModel &model,
+                                  std::string_view name);
 
 /* The kind of a type that the schema has built in: string, boolean, ... any; nothing for other
  * words. */

@@ -168,7 +168,7 @@ bool ParseVersion(Parser *parser, std::string *version) {
     return true;
 }
 
-bool ParseType(Parser *parser, SchemaTypeText *type) {
+bool ParseType(Parser *parser, TableTypeRef *type) {
     if (Accept(parser, "*")) {
         type->isUnknown = true;
         type->isArray = Accept(parser, "[]");
@@ -194,9 +194,9 @@ void JoinLine(Parser *parser) {
         parser->tokens[parser->at].isFirst = false;
 }
 
-bool ParseArgument(Parser *parser, SchemaMethod *method) {
+bool ParseArgument(Parser *parser, TableMethod *method) {
     JoinLine(parser);
-    SchemaArgument argument;
+    TableArgument argument;
     argument.place = {parser->file, PreviousLine(*parser)};
     if (!LineEnded(*parser))
         argument.place.line = parser->tokens[parser->at].line;
@@ -208,7 +208,7 @@ bool ParseArgument(Parser *parser, SchemaMethod *method) {
     return true;
 }
 
-bool ParseArguments(Parser *parser, SchemaMethod *method) {
+bool ParseArguments(Parser *parser, TableMethod *method) {
     JoinLine(parser);
     if (Accept(parser, ")"))
         return true;
@@ -220,8 +220,8 @@ bool ParseArguments(Parser *parser, SchemaMethod *method) {
 }
 
 /* Behind the opening parenthesis. */
-bool ParseMethod(Parser *parser, const Token &name, SchemaType *type) {
-    SchemaMethod method;
+bool ParseMethod(Parser *parser, const Token &name, TableType *type) {
+    TableMethod method;
     method.place = {parser->file, name.line};
     method.wireName = name.text;
     if (!ParseArguments(parser, &method))
@@ -234,8 +234,8 @@ bool ParseMethod(Parser *parser, const Token &name, SchemaType *type) {
     return true;
 }
 
-bool ParseField(Parser *parser, const Token &name, SchemaType *type) {
-    SchemaField field;
+bool ParseField(Parser *parser, const Token &name, TableType *type) {
+    TableField field;
     field.place = {parser->file, name.line};
     field.name = name.text;
     if (!ParseType(parser, &field.type) || !ParseVersion(parser, &field.version))
@@ -245,7 +245,7 @@ bool ParseField(Parser *parser, const Token &name, SchemaType *type) {
 }
 
 /* Words may begin with a digit: in C they follow the name of their class. */
-bool ParseWords(Parser *parser, SchemaType *type) {
+bool ParseWords(Parser *parser, TableType *type) {
     do {
         const Token &token = parser->tokens[parser->at];
         if (!IsNameByte(token.text[0]))
@@ -256,7 +256,7 @@ bool ParseWords(Parser *parser, SchemaType *type) {
     return true;
 }
 
-bool ParseMember(Parser *parser, SchemaType *type) {
+bool ParseMember(Parser *parser, TableType *type) {
     const Token name = parser->tokens[parser->at];
     parser->memberColumn = name.column;
     if (type->form == SCHEMA_FORM_ENUM)
@@ -293,7 +293,7 @@ bool ParseNamespace(Parser *parser) {
 }
 
 /* Behind the kind. */
-bool ParseHead(Parser *parser, SchemaType *type) {
+bool ParseHead(Parser *parser, TableType *type) {
     if (!ParseName(parser, "the name of a type", &type->name))
         return false;
     if (Accept(parser, "in") && !ParseName(parser, "the enclosing class", &type->enclosing))
@@ -311,14 +311,14 @@ bool ParseHead(Parser *parser, SchemaType *type) {
 
 /* The words that begin at the margin. Hands out the new type, or NULL for a namespace or a failure.
  */
-SchemaType *ParseMargin(Parser *parser) {
+TableType *ParseMargin(Parser *parser) {
     const Token word = parser->tokens[parser->at++];
     if (word.text == "namespace") {
         ParseNamespace(parser);
         return nullptr;
     }
 
-    SchemaType type;
+    TableType type;
     type.place = {parser->file, word.line};
     if (!ParseForm(word.text, &type.form)) {
         FailWord(parser, word, "unknown kind of type");
@@ -348,7 +348,7 @@ void SkipMember(Parser *parser) {
 }
 
 void ParseTokens(Parser *parser) {
-    SchemaType *type = nullptr;
+    TableType *type = nullptr;
     bool hasHead = false; /* even one that could not be read; its members are passed over then */
     while (!AtEnd(*parser)) {
         const Token token = parser->tokens[parser->at];
@@ -380,7 +380,7 @@ static_assert(kFormWords.size() == SCHEMA_FORM_ENUM + 1);
 
 } // namespace
 
-void SchemaErrors_Add(SchemaErrors *errors, const SchemaModel &model, SchemaPlace place,
+void SchemaErrors_Add(SchemaErrors *errors, const SchemaModel &model, TablePlace place,
                       std::string_view message) {
     errors->count++;
     if (errors->messages.size() == SchemaErrors::kMaxMessages)

@@ -33,7 +33,7 @@
 #include "ozy/lib/orvane/schemaRows.h"
 
 /* Where something stands: an index into SchemaModel::files and a line counted from 1. */
-struct SchemaPlace {
+struct TablePlace {
     guint32 file = 0;
     guint32 line = 0;
 };
@@ -48,7 +48,7 @@ enum SchemaForm : guint8 {
 };
 
 /* How a field, an argument or a result names its type: "~Name[]?". */
-struct SchemaTypeText {
+struct TableTypeRef {
     std::string name; /* empty for "*", and for a method without result */
     bool isArray = false;
     bool isOptional = false; /* ? */
@@ -57,34 +57,34 @@ struct SchemaTypeText {
     bool isUnknown = false;  /* * */
 };
 
-struct SchemaField {
-    SchemaPlace place;
+struct TableField {
+    TablePlace place;
     std::string name;
-    SchemaTypeText type;
+    TableTypeRef type;
     std::string version; /* wire text, "all", or empty: the version of the class */
 };
 
-struct SchemaArgument {
-    SchemaPlace place;
+struct TableArgument {
+    TablePlace place;
     std::string name;
-    SchemaTypeText type;
+    TableTypeRef type;
 };
 
-struct SchemaMethod {
-    SchemaPlace place;
+struct TableMethod {
+    TablePlace place;
     std::string wireName;
-    std::vector<SchemaArgument> arguments;
-    SchemaTypeText result;
+    std::vector<TableArgument> arguments;
+    TableTypeRef result;
     std::string stub; /* "= stub", or empty */
 };
 
-struct SchemaWord {
-    SchemaPlace place;
+struct TableWord {
+    TablePlace place;
     std::string word;
 };
 
-struct SchemaType {
-    SchemaPlace place;
+struct TableType {
+    TablePlace place;
     SchemaForm form = SCHEMA_FORM_DATA;
     SchemaNamespace ns = SCHEMA_NAMESPACE_QORM;
     bool isUnlisted = false; /* stands in a file that opens with "namespace x unlisted" */
@@ -94,14 +94,14 @@ struct SchemaType {
     std::string base;        /* ": Name", or empty */
     std::string path;        /* "= Path", or empty */
     std::string version;     /* "@version", or empty */
-    std::vector<SchemaField> fields;
-    std::vector<SchemaMethod> methods;
-    std::vector<SchemaWord> words;
+    std::vector<TableField> fields;
+    std::vector<TableMethod> methods;
+    std::vector<TableWord> words;
 };
 
 struct SchemaModel {
     std::vector<std::string> files;
-    std::vector<SchemaType> types; /* in the order of the texts */
+    std::vector<TableType> types; /* in the order of the texts */
 };
 
 /* The first kMaxMessages faults found; any more are only counted. */
@@ -111,7 +111,7 @@ struct SchemaErrors {
     gsize count = 0;
 };
 
-void SchemaErrors_Add(SchemaErrors *errors, const SchemaModel &model, SchemaPlace place,
+void SchemaErrors_Add(SchemaErrors *errors, const SchemaModel &model, TablePlace place,
                       std::string_view message);
 
 /* "ozy", and back; a word that is no namespace gives SCHEMA_NUM_NAMESPACES. */

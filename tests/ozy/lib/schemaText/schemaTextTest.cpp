@@ -10,7 +10,7 @@ namespace {
 using testing::ElementsAre;
 
 /* A type written back as the table has it. */
-std::string Text(const SchemaTypeText &type) {
+std::string Text(const TableTypeRef &type) {
     return std::string(type.isLikely ? "~" : "") + (type.isUnknown ? "*" : type.name) +
            (type.isArray ? "[]" : "") + (type.isOptional ? "?" : "") + (type.isRequired ? "!" : "");
 }
@@ -28,7 +28,7 @@ TEST(SchemaText, ReadsHeads) {
     ASSERT_THAT(read.errors.messages, ElementsAre());
     ASSERT_EQ(5u, read.model.types.size());
 
-    const SchemaType &a = read.model.types[0];
+    const TableType &a = read.model.types[0];
     EXPECT_EQ(SCHEMA_FORM_DATA, a.form);
     EXPECT_EQ(SCHEMA_NAMESPACE_OZY, a.ns);
     EXPECT_EQ("A B C D ozy25/r15i4x3CD75",
@@ -59,7 +59,7 @@ TEST(SchemaText, ReadsMembers) {
                                  "  3rd\n");
     ASSERT_THAT(read.errors.messages, ElementsAre());
 
-    const SchemaType &type = read.model.types[0];
+    const TableType &type = read.model.types[0];
     ASSERT_EQ(2u, type.fields.size());
     EXPECT_EQ("TaskInfo[]?", Text(type.fields[0].type));
     EXPECT_EQ("ozy25/4.0", type.fields[0].version);
@@ -68,7 +68,7 @@ TEST(SchemaText, ReadsMembers) {
     ASSERT_EQ(3u, type.methods.size());
     EXPECT_EQ("stop", type.methods[0].stub);
     EXPECT_EQ("", Text(type.methods[0].result));
-    const SchemaMethod &lengthy = type.methods[1];
+    const TableMethod &lengthy = type.methods[1];
     ASSERT_EQ(3u, lengthy.arguments.size());
     EXPECT_EQ("~string!", Text(lengthy.arguments[0].type));
     EXPECT_EQ("*", Text(lengthy.arguments[1].type));
@@ -77,7 +77,7 @@ TEST(SchemaText, ReadsMembers) {
     EXPECT_EQ("Task[]", Text(lengthy.result));
     EXPECT_EQ("int", Text(type.methods[2].result));
 
-    const SchemaType &words = read.model.types[1];
+    const TableType &words = read.model.types[1];
     ASSERT_EQ(3u, words.words.size());
     EXPECT_EQ("3rd", words.words[2].word);
     EXPECT_EQ(12u, words.words[2].place.line);

@@ -1,0 +1,151 @@
+#include <glib/gstdio.h>
+#include <utime.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "lib/misc/glibPtr.h"
+
+namespace {
+
+using testing::HasSubstr;
+
+struct Outcome {
+    int status;
+    std::string out;
+    std::string error;
+};
+
+/* Runs schemagen in the source folder. */
+Outcome Schemagen(std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), ORVANE_BUILD_DIR "/bin/schemagen");
+    std::vector<char *> argv;
+    for (std::string &argument : arguments)
+        argv.push_back(argument.data());
+    argv.push_back(nullptr);
+
+    char *out = nullptr;
+    char *error = nullptr;
+    int status = -1;
+    EXPECT_TRUE(g_spawn_sync(ORVANE_SOURCE_DIR, argv.data(), nullptr, G_SPAWN_DEFAULT, nullptr,
+                             nullptr, &out, &error, &status, nullptr));
+    const GPtr<char> outOwner(out);
+    const GPtr<char> errorOwner(error);
+    return {status, out, error};
+}
+
+std::vector<std::string> ShippedTables() {
+    std::vector<std::string> tables;
+    for (const char *ns : {"qorm", "ozy", "ferry"}) {
+        const std::string folder = std::string("generated/") + ns;
+        GDir *dir = g_dir_open((ORVANE_SOURCE_DIR "/" + folder).c_str(), 0, nullptr);
+        while (const char *name = g_dir_read_name(dir)) {
+            if (g_str_has_suffix(name, ".schema"))
+                tables.push_back(folder + "/" + name);
+        }
+        g_dir_close(dir);
+    }
+    return tables;
+}
+
+/* A folder that goes away with all files in it. */
+struct Folder {
+    std::string path;
+
+    Folder() : path(GPtr<char>(g_dir_make_tmp("schemagen-XXXXXX", nullptr)).get()) {}
+    ~Folder() {
+        GDir *dir = g_dir_open(path.c_str(), 0, nullptr);
+        while (const char *name = g_dir_read_name(dir))
+            g_unlink((path + "/" + name).c_str());
+        g_dir_close(dir);
+        g_rmdir(path.c_str());
+    }
+    std::string write(const char *name, const char *text) const {
+        const std::string file = path + "/" + name;
+        EXPECT_TRUE(g_file_set_contents(file.c_str(), text, -1, nullptr));
+        return file;
+    }
+    std::string read(const char *name) const {
+        char *text = nullptr;
+        if (!g_file_get_contents((path + "/" + name).c_str(), &text, nullptr, nullptr))
+            return "";
+        return GPtr<char>(text).get();
+    }
+    /* Seconds since the epoch. */
+    gint64 time(const char *name) const {
+        GStatBuf status;
+        EXPECT_EQ(0, g_stat((path + "/" + name).c_str(), &status));
+        return status.st_mtime;
+    }
+    void setTime(const char *name, gint64 seconds) const {
+        utimbuf times = {seconds, seconds};
+        EXPECT_EQ(0, g_utime((path + "/" + name).c_str(), &times));
+    }
+};
+
+constexpr const char *kSmall = "namespace qorm\n"
+                               "data DataObject : GObject\n"
+                               "fault MethodFault : GObject = MethodFault\n"
+                               "managed ManagedObject : GInitiallyUnowned\n"
+                               "namespace ozy\n"
+                               "managed Task : ManagedObject\n"
+                               "  CancelTask()\n";
+
+TEST(Schemagen, ShippedTablesHoldTheWholeSchema) {
+    std::vector<std::string> arguments = ShippedTables();
+    arguments.push_back("--count");
+    const Outcome outcome = Schemagen(arguments);
+    EXPECT_EQ(0, outcome.status) << outcome.error;
+    EXPECT_EQ("types 3985: core 45, reflection 20, ozy 3223, ferry 697\n"
+              "fields 490\n"
+              "methods 1191\n"
+              "arguments 1827\n"
+              "enumerations 376\n"
+              "words 1724\n",
+              outcome.out);
+}
+
+TEST(Schemagen, FaultsAreListedAndLeaveTheFilesAlone) {
+    const Folder folder;
+    const std::string good = folder.write("good.schema", kSmall);
+    const std::string bad = folder.write("bad.schema", "namespace ozy\n"
+                                                       "data A : Foo\n"
+                                                       "data B : Bar\n");
+    ASSERT_EQ(0, Schemagen({"--sources", folder.path, "--headers", folder.path, good}).status);
+    const std::string before = folder.read("ozy.h");
+    ASSERT_THAT(before, HasSubstr("skema_ozy_task_cancel_task"));
+
+    const Outcome outcome =
+        Schemagen({"--sources", folder.path, "--headers", folder.path, good, bad});
+    EXPECT_NE(0, outcome.status);
+    EXPECT_EQ(bad + ":2: unknown base 'Foo' of 'A'\n" + bad + ":3: unknown base 'Bar' of 'B'\n",
+              outcome.error);
+    EXPECT_EQ(before, folder.read("ozy.h"));
+}
+
+TEST(Schemagen, SaysWhatItCannotReadOrWrite) {
+    const Folder folder;
+    const std::string good = folder.write("good.schema", kSmall);
+    const Outcome unread = Schemagen({good, folder.path + "/missing.schema"});
+    EXPECT_NE(0, unread.status);
+    EXPECT_THAT(unread.error, HasSubstr("missing.schema"));
+
+    const Outcome unwritten = Schemagen({"--headers", good + "/below", good});
+    EXPECT_NE(0, unwritten.status);
+    EXPECT_THAT(unwritten.error, HasSubstr("good.schema/below"));
+}
+
+TEST(Schemagen, FilesThatStayTheSameKeepTheirTime) {
+    const Folder folder;
+    const std::string table = folder.write("a.schema", kSmall);
+    ASSERT_EQ(0, Schemagen({"--headers", folder.path, table}).status);
+    folder.setTime("ozy.h", 1000);
+    folder.setTime("ferry.h", 1000);
+
+    folder.write("a.schema", (std::string(kSmall) + "  UpdateProgress(percentDone int)\n").c_str());
+    ASSERT_EQ(0, Schemagen({"--headers", folder.path, table}).status);
+    EXPECT_NE(1000, folder.time("ozy.h"));
+    EXPECT_EQ(1000, folder.time("ferry.h"));
+}
+
+} // namespace
