@@ -27,6 +27,12 @@ void FreeWeakRef(gpointer data) {
     g_free(ref);
 }
 
+/* To be called when a step's call was made: one that could not be sent fails now. */
+void MOMgrStepSent(OrvaneMOMgr *momgr, OrvaneListener *internal) {
+    if (!OrvaneSession_HasCall(momgr->priv->session, internal))
+        orvane_listener_acknowledge(internal, FALSE, nullptr);
+}
+
 /* The proxy that a CreateFilter call was made for, unless it died or was replaced since. */
 ObjectPtr<SkemaQormManagedObject> MOMgrFilterObject(OrvaneMOMgr *momgr, OrvaneListener *internal) {
     auto *ref = static_cast<GWeakRef *>(g_object_get_data(G_OBJECT(internal), kFilterObject));
@@ -50,16 +56,14 @@ ObjectPtr<GObject> MOMgrNewFilterSpec(SkemaQormManagedObject *proxy) {
     return ObjectPtr<GObject>(orvane_filter_spec_new(TRUE, properties, object, nullptr));
 }
 
-/* FALSE if the call could not be sent; such a call tells nobody. */
-gboolean MOMgrCreateFilter(OrvaneMOMgr *momgr, SkemaQormManagedObject *proxy,
-                           gboolean partialUpdates) {
+void MOMgrCreateFilter(OrvaneMOMgr *momgr, SkemaQormManagedObject *proxy, gboolean partialUpdates) {
     const auto spec = MOMgrNewFilterSpec(proxy);
-    const auto internal = MOMgrHold(MOMgrNewStep(momgr, orvane_momgr_create_filter_cb));
-    MOMgrSetFilterObject(internal.get(), proxy);
+    OrvaneListener *internal = MOMgrNewStep(momgr, orvane_momgr_create_filter_cb);
+    MOMgrSetFilterObject(internal, proxy);
     skema_qorm_core_property_collector_create_filter(
         SKEMA_QORM_CORE_PROPERTY_COLLECTOR(momgr->priv->collector),
-        SKEMA_QORM_CORE_PROPERTY_COLLECTOR_FILTER_SPEC(spec.get()), partialUpdates, internal.get());
-    return OrvaneSession_HasCall(momgr->priv->session, internal.get());
+        SKEMA_QORM_CORE_PROPERTY_COLLECTOR_FILTER_SPEC(spec.get()), partialUpdates, internal);
+    MOMgrStepSent(momgr, internal);
 }
 
 /* A proxy has one filter; the one that an abandoned load left behind goes. */
@@ -88,8 +92,7 @@ void MOMgrStartLoad(OrvaneMOMgr *momgr) {
     if (load == nullptr)
         return;
     priv->outstandingLoads++;
-    if (!MOMgrCreateFilter(momgr, load->proxy, load->partialUpdates))
-        orvane_momgr_acknowledge_load(momgr, load->proxy, FALSE, nullptr);
+    MOMgrCreateFilter(momgr, load->proxy, load->partialUpdates);
 }
 
 /* The filter of a load that was answered or given up need not be asked for any more. */
@@ -405,10 +408,21 @@ void orvane_momgr_load_listener_weak_notify(gpointer data, GObject *listener) {
     g_hash_table_remove(priv->pendingLoads, proxy);
 }
 
+void orvane_session_retrieve_contents(OrvaneSession *session, GValueArray *filterSpecSet,
+                                      OrvaneListener *listener) {
+    g_return_if_fail(ORVANE_IS_SESSION(session));
+    if (orvane_session_get_state(session) != ORVANE_SESSION_CONNECTED) {
+        MOMgrAnswerAtOnce(listener, FALSE);
+        return;
+    }
+    OrvaneMOMgr *moMgr = orvane_session_get_momgr(session);
+    g_return_if_fail(moMgr);
+    orvane_momgr_retrieve_contents(moMgr, filterSpecSet, listener);
+}
+
 void orvane_momgr_retrieve_contents(OrvaneMOMgr *momgr, GValueArray *filterSpecSet,
                                     OrvaneListener *listener) {
-    OrvaneMOMgr *moMgr = momgr;
-    g_return_if_fail(moMgr);
+    g_return_if_fail(momgr);
     const auto holdManager = MOMgrHold(momgr);
     if (MOMgrSession(momgr) == nullptr || momgr->priv->collector == nullptr) {
         MOMgrAnswerAtOnce(listener, FALSE);
@@ -420,6 +434,7 @@ void orvane_momgr_retrieve_contents(OrvaneMOMgr *momgr, GValueArray *filterSpecS
         orvane_bind_listener(G_OBJECT(internal), listener);
     skema_qorm_core_property_collector_retrieve_contents(
         SKEMA_QORM_CORE_PROPERTY_COLLECTOR(momgr->priv->collector), filterSpecSet, internal);
+    MOMgrStepSent(momgr, internal);
 }
 
 void orvane_momgr_retrieve_contents_cb(OrvaneListener *internal, gpointer data) {

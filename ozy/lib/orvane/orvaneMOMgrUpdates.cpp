@@ -179,6 +179,7 @@ void orvane_momgr_wait_for_updates(OrvaneMOMgr *momgr) {
 
     /* No reply will come for a call that could not be sent, so nothing would start the next. */
     if (!OrvaneSession_HasCall(session, internal.get())) {
+        g_object_unref(internal.get()); /* the reference that was the call's */
         priv->updatesInFlight = FALSE;
         MOMgrInterrupt(momgr);
     }
