@@ -1,0 +1,122 @@
+// Redirects: which are followed, with what, and that a refused one reaches nobody.
+#include "tests/apps/lib/basicHttp/httpFixture.h"
+
+namespace {
+
+using BasicHttpRedirect = BasicHttpFixture;
+
+CannedAnswer RedirectTo(const std::string &where, int status) {
+    return HttpReply("moved", status, "text/plain", {"Location: " + where});
+}
+
+struct FollowRow {
+    const char *from;
+    const char *location;
+    bool isFollowed;
+};
+
+constexpr FollowRow kFollowRows[] = {
+    {"http://h/a", "http://h/b", true},
+    {"http://h/a", "http://H:80/b", true},
+    {"http://h:80/a", "/b", true},
+    {"http://h/a/b", "c?d=e f", true},
+    {"http://h/a", "//h/b", true},
+    {"http://h/a", "https://h/b", true},
+    {"http://h:8080/a", "https://h:8443/b", true},
+    {"https://h/a", "https://h:443/b", true},
+    {"https://[::1]:8443/a", "https://[::1]:8443/b", true},
+    {"h/a", "http://h/b", true},
+    {"https://h/a", "http://h/b", false},
+    {"http://h/a", "http://h:81/b", false},
+    {"https://h/a", "https://h:444/b", false},
+    {"http://h/a", "http://h2/b", false},
+    {"http://h/a", "https://h2/b", false},
+    {"http://h/a", "//h2/b", false},
+    {"http://h/a", "http://h@h2/b", false},
+    {"http://h/a", "http://h.evil/b", false},
+    {"http://h/a", "http:\\\\h2/b", false},
+    {"http://h/a", "ftp://h/b", false},
+    {"http://h/a", "file:///etc/passwd", false},
+    {"http://127.0.0.1/a", "http://localhost/b", false},
+};
+
+TEST_F(BasicHttpRedirect, OnlyTheSamePlaceIsFollowed) {
+    for (const FollowRow &row : kFollowRows)
+        EXPECT_EQ(row.isFollowed, BasicHttpMayFollow(row.from, row.location))
+            << row.from << " to " << row.location;
+}
+
+TEST_F(BasicHttpRedirect, ARefusedOneNeverReachesTheOtherServer) {
+    CannedServer other;
+    for (int status : {301, 302, 303, 307, 308, 300}) {
+        AnswerAll(RedirectTo(other.Url("/there"), status));
+        LogRing_Clear();
+        const Outcome outcome = Run(Request("/x", BASICHTTP_METHOD_POST, "<login/>"));
+        EXPECT_EQ(BASICHTTP_ERROR_TRANSFER, outcome.error) << status;
+        EXPECT_EQ(status, outcome.status);
+        EXPECT_NE(std::string::npos, LogText().find("which is not followed.")) << LogText();
+    }
+    testLoop::Settle();
+    EXPECT_EQ(0, other.NumConnections());
+}
+
+TEST_F(BasicHttpRedirect, ALocationOfAnotherKindOfResponseIsNothing) {
+    CannedServer other;
+    for (int status : {200, 404}) {
+        AnswerAll(RedirectTo(other.Url("/there"), status));
+        EXPECT_EQ(BASICHTTP_ERROR_NONE, Run(Request("/x")).error);
+    }
+}
+
+struct MethodRow {
+    int status;
+    const char *method;
+};
+
+TEST_F(BasicHttpRedirect, MethodAndBodyFollowByStatus) {
+    for (const MethodRow &row : {MethodRow{301, "POST"}, MethodRow{302, "GET"},
+                                 MethodRow{303, "GET"}, MethodRow{307, "POST"}}) {
+        server.Answer([&](const CannedRequest &request) {
+            return request.target == "/x" ? RedirectTo("/there", row.status)
+                                          : HttpReply(request.method + request.body);
+        });
+        /* one that libcurl has as a whole, and one that must be rewound */
+        for (const std::string &body : {std::string("<x/>"), std::string(100000, 'y')}) {
+            BasicHttpRequest *request = Request("/x", BASICHTTP_METHOD_POST, body.c_str());
+            BasicHttp_AppendRequestHeader(request, "Expect: ");
+            const Outcome outcome = Run(request);
+            const std::string method = row.method;
+            EXPECT_EQ(BASICHTTP_ERROR_NONE, outcome.error);
+            EXPECT_EQ(method + (method == "POST" ? body : ""), outcome.content) << row.status;
+            EXPECT_EQ(server.Url("/there"), outcome.url);
+        }
+    }
+}
+
+TEST_F(BasicHttpRedirect, TenAreFollowedAndNoMore) {
+    int numRedirects = 10;
+    server.Answer([&](const CannedRequest &request) {
+        const int number = atoi(request.target.c_str() + 1);
+        return number < numRedirects ? RedirectTo("/" + std::to_string(number + 1), 302)
+                                     : HttpReply("here");
+    });
+    EXPECT_EQ("here", Run(Request("/0")).content);
+    numRedirects = 11;
+    EXPECT_EQ(BASICHTTP_ERROR_TOO_MANY_REDIRECTS, Run(Request("/0")).error);
+}
+
+TEST_F(BasicHttpRedirect, WhatTheFirstResponseToldOfItsContentIsForgotten) {
+    server.Answer([](const CannedRequest &request) {
+        if (request.target == "/x")
+            return RedirectTo("/there", 302);
+        CannedAnswer answer{"HTTP/1.1 200 OK\r\nX-Last: 1\r\n\r\nall"};
+        answer.close = true;
+        return answer;
+    });
+    const Outcome outcome = Run(Request("/x"));
+    EXPECT_EQ("all", outcome.content);
+    EXPECT_EQ(-1, outcome.info.contentLength);
+    EXPECT_EQ("X-Last: 1", outcome.headers.back());
+}
+
+} // namespace

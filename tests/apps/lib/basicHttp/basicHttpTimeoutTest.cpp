@@ -1,0 +1,222 @@
+// Connection and inactivity time-outs, by a clock that moves by hand.
+#include "tests/apps/lib/basicHttp/httpFixture.h"
+
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr gint64 kSecond = 1000000;
+
+using BasicHttpTimeouts = BasicHttpFixture;
+
+/* A port on which connections are not refused, but never come to stand: its queue is full. */
+class FullPort {
+public:
+    FullPort() {
+        listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        auto *generic = reinterpret_cast<sockaddr *>(&address);
+        socklen_t length = sizeof address;
+        EXPECT_EQ(0, bind(listener, generic, length));
+        EXPECT_EQ(0, listen(listener, 0));
+        EXPECT_EQ(0, getsockname(listener, generic, &length));
+        url = "http://127.0.0.1:" + std::to_string(ntohs(address.sin_port));
+        for (int &filler : fillers) {
+            filler = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+            if (connect(filler, generic, length) == 0)
+                continue;
+            pollfd wait{filler, POLLOUT, 0};
+            poll(&wait, 1, 20);
+        }
+    }
+    ~FullPort() {
+        for (int filler : fillers)
+            close(filler);
+        close(listener);
+    }
+    std::string url;
+
+private:
+    int listener;
+    int fillers[3];
+};
+
+TEST_F(BasicHttpTimeouts, AConnectionThatDoesNotComeToStand) {
+    const FullPort port;
+    for (bool isWatched : {true, false}) {
+        BasicHttpRequest *request = BasicHttp_CreateRequest(port.url.c_str(), BASICHTTP_METHOD_GET,
+                                                            nullptr, nullptr, nullptr);
+        BasicHttp_SetConnectTimeout(request, 10);
+        Outcome outcome;
+        Send(request, &outcome);
+        testLoop::Settle();
+        EXPECT_LE(0, request->socket);
+        if (!isWatched)
+            request->socket = CURL_SOCKET_BAD; /* as while a name is being looked up */
+        AdvanceClock(9 * kSecond);
+        testLoop::Settle();
+        EXPECT_EQ(0, outcome.numCalls);
+        AdvanceClock(kSecond);
+        RunUntilDone(outcome);
+        EXPECT_EQ(BASICHTTP_ERROR_CONNECT_TIMEOUT, outcome.error);
+        EXPECT_EQ(503, outcome.status);
+        EXPECT_NE(std::string::npos,
+                  LogText().find(isWatched ? " not connected." : "before connecting to host."));
+    }
+}
+
+TEST_F(BasicHttpTimeouts, AConnectionThatStandsMayGoOnWaiting) {
+    AnswerNothing();
+    for (const char *how : {"new", "used again"}) {
+        BasicHttpRequest *request = Request("/x");
+        BasicHttp_SetConnectTimeout(request, 10);
+        Outcome outcome;
+        Send(request, &outcome);
+        EXPECT_TRUE(RunUntilServed(server.Requests().size() + 1));
+        AdvanceClock(11 * kSecond);
+        testLoop::Settle();
+        EXPECT_EQ(0, outcome.numCalls) << how;
+        EXPECT_EQ(0u, request->connectTimeout);
+        server.Send(server.Requests().back().connection, HttpReply("late").bytes);
+        RunUntilDone(outcome);
+        EXPECT_EQ("late", outcome.content) << how;
+    }
+    EXPECT_EQ(1, server.NumConnections());
+}
+
+TEST_F(BasicHttpTimeouts, TheWorkaroundCanBeTurnedOff) {
+    const FullPort port;
+    BasicHttpRequest *request =
+        BasicHttp_CreateRequest(port.url.c_str(), BASICHTTP_METHOD_GET, nullptr, nullptr, nullptr);
+    BasicHttp_SetConnectTimeout(request, 1);
+    BasicHttp_DisableConnectionTimeoutWorkaround(request);
+    Outcome outcome;
+    Send(request, &outcome);
+    EXPECT_EQ(CURL_SOCKET_BAD, request->socket);
+    const gint64 start = g_get_monotonic_time();
+    RunUntilDone(outcome); /* libcurl's own clock, so this takes its second */
+    EXPECT_LE(kSecond / 2, g_get_monotonic_time() - start);
+    EXPECT_EQ(BASICHTTP_ERROR_OPERATION_TIMEDOUT, outcome.error);
+}
+
+struct InactivityRow {
+    const char *name;
+    const char *body;
+    const char *answer;
+    BasicHttpState state;
+    int kind;
+};
+
+constexpr InactivityRow kInactivityRows[] = {
+    {"sending", nullptr, "", BASICHTTP_STATE_SENDING, BASICHTTP_TIMEOUT_SENDING},
+    {"sent", "<x/>", "", BASICHTTP_STATE_SENT, BASICHTTP_TIMEOUT_SENT},
+    {"receiving", "<x/>", "HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nabc",
+     BASICHTTP_STATE_RECEIVING, BASICHTTP_TIMEOUT_RECEIVING},
+};
+
+TEST_F(BasicHttpTimeouts, InactivityEndsARequestByTheLimitOfItsState) {
+    for (const InactivityRow &row : kInactivityRows) {
+        for (int kind :
+             {BASICHTTP_TIMEOUT_SENDING, BASICHTTP_TIMEOUT_SENT, BASICHTTP_TIMEOUT_RECEIVING}) {
+            AnswerAll({row.answer});
+            BasicHttpRequest *request =
+                Request("/x", row.body ? BASICHTTP_METHOD_POST : BASICHTTP_METHOD_GET, row.body);
+            BasicHttp_SetInactivityTimeout(request, kind, 5);
+            Outcome outcome;
+            Send(request, &outcome);
+            EXPECT_TRUE(RunUntilServed(server.Requests().size() + 1));
+            testLoop::Settle();
+            EXPECT_EQ(row.state, State(request)) << row.name;
+            AdvanceClock(4 * kSecond);
+            testLoop::Settle();
+            EXPECT_EQ(0, outcome.numCalls) << row.name;
+            AdvanceClock(2 * kSecond);
+            testLoop::Settle();
+            if (kind != row.kind) {
+                EXPECT_EQ(0, outcome.numCalls) << row.name << kind;
+                BasicHttp_FreeRequest(request);
+                continue;
+            }
+            EXPECT_EQ(1, outcome.numCalls) << row.name;
+            EXPECT_EQ(BASICHTTP_ERROR_INACTIVITY_TIMEOUT, outcome.error);
+            EXPECT_EQ(row.state == BASICHTTP_STATE_RECEIVING ? "abc" : "", outcome.content);
+        }
+    }
+    EXPECT_NE(std::string::npos,
+              LogText().find("seconds having sent 4/4 and received 3/9 bytes. Cancelling request."))
+        << LogText();
+}
+
+TEST_F(BasicHttpTimeouts, ByteByByteIsActivity) {
+    AnswerAll({"HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\n"});
+    BasicHttpRequest *request = Request("/x");
+    BasicHttp_SetInactivityTimeout(request, BASICHTTP_TIMEOUT_RECEIVING, 5);
+    BasicHttp_SetInactivityTimeout(request, BASICHTTP_TIMEOUT_SENDING, 5);
+    Outcome outcome;
+    Send(request, &outcome);
+    EXPECT_TRUE(RunUntilServed());
+    for (int i = 0; i < 9; i++) {
+        EXPECT_EQ(0, outcome.numCalls);
+        server.Send(0, "x");
+        testLoop::Settle();
+        AdvanceClock(4 * kSecond);
+        testLoop::Settle();
+    }
+    RunUntilDone(outcome);
+    EXPECT_EQ("xxxxxxxxx", outcome.content);
+}
+
+TEST_F(BasicHttpTimeouts, APausedRequestIsNotInactive) {
+    AnswerAll({"HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nabc"});
+    BasicHttpRequest *request = Request("/x");
+    BasicHttp_SetInactivityTimeout(request, BASICHTTP_TIMEOUT_RECEIVING, 5);
+    Outcome outcome;
+    Send(request, &outcome);
+    EXPECT_TRUE(RunUntilServed());
+    testLoop::Settle();
+    EXPECT_TRUE(BasicHttp_PauseRecvRequest(request, TRUE));
+    AdvanceClock(100 * kSecond);
+    testLoop::Settle();
+    EXPECT_EQ(0, outcome.numCalls);
+    EXPECT_TRUE(BasicHttp_PauseRecvRequest(request, FALSE));
+    AdvanceClock(4 * kSecond);
+    testLoop::Settle();
+    EXPECT_EQ(0, outcome.numCalls) << "counts from the end of the pause";
+    AdvanceClock(2 * kSecond);
+    RunUntilDone(outcome);
+}
+
+TEST_F(BasicHttpTimeouts, AreOnlyTakenBeforeARequestIsSent) {
+    AnswerNothing();
+    BasicHttpRequest *request = Request("/x");
+    EXPECT_DEATH(BasicHttp_SetInactivityTimeout(request, 4, 1), "NOT_IMPLEMENTED ");
+    Outcome outcome;
+    Send(request, &outcome);
+    BasicHttp_SetInactivityTimeout(request, BASICHTTP_TIMEOUT_SENDING, 1);
+    AdvanceClock(100 * kSecond);
+    testLoop::Settle();
+    EXPECT_EQ(0, outcome.numCalls);
+    BasicHttp_FreeRequest(request);
+}
+
+TEST_F(BasicHttpTimeouts, ALoopThatTakesNoTimerIsTheEndOfTheProgram) {
+    const auto send = [&](bool isConnection) {
+        BasicHttpRequest *request = Request("/x");
+        if (isConnection)
+            BasicHttp_SetConnectTimeout(request, 1);
+        else
+            BasicHttp_SetInactivityTimeout(request, BASICHTTP_TIMEOUT_SENT, 1);
+        testLoop::SetRefusing(true);
+        BasicHttp_SendRequest(request, NoteOutcome, nullptr);
+    };
+    EXPECT_DEATH(send(true), "NOT_REACHED .*basicHttpTimeout.cpp:");
+    EXPECT_DEATH(send(false), "NOT_REACHED .*basicHttpTimeout.cpp:");
+}
+
+} // namespace

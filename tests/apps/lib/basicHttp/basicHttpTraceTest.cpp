@@ -1,0 +1,102 @@
+// The trace: when it is on, what it says, and what it hides.
+#include "tests/apps/lib/basicHttp/httpFixture.h"
+
+namespace {
+
+using BasicHttpTrace = BasicHttpFixture;
+
+TEST_F(BasicHttpTrace, IsOnByAnyValueButZero) {
+    const std::pair<const char *, bool> rows[] = {{nullptr, false}, {"", true},  {"0", false},
+                                                  {"00", true},     {"1", true}, {"no", true}};
+    for (const auto &[value, isOn] : rows) {
+        if (value)
+            g_setenv("HALDEN_BASICHTTP_TRACE", value, TRUE);
+        else
+            g_unsetenv("HALDEN_BASICHTTP_TRACE");
+        InitAgain();
+        EXPECT_EQ(isOn, basicHttpTrace) << (value ? value : "not set");
+    }
+}
+
+TEST_F(BasicHttpTrace, ShowsATransferWithoutItsSecrets) {
+    g_setenv("HALDEN_BASICHTTP_TRACE", "1", TRUE);
+    InitAgain();
+    const std::string reply = "<reply><cloneTicket>HIDDEN4</cloneTicket><name>shown</name></reply>";
+    AnswerAll(
+        HttpReply(reply, 200, "text/xml", {"Set-Cookie: soap=HIDDEN1; Path=/", "X-Own: shown"}));
+    BasicHttpCookieJar *jar = BasicHttp_CreateCookieJar();
+    for (int i = 0; i < 2; i++) {
+        BasicHttpRequest *request =
+            Request("/x", BASICHTTP_METHOD_POST, "<password>HIDDEN2</password>", jar);
+        BasicHttp_SetRequestNameAndPassword(request, BASICHTTP_AUTH_BASIC, "u", "HIDDEN3");
+        Run(request);
+    }
+    BasicHttp_FreeCookieJar(jar);
+    const std::string log = LogText();
+    for (const std::string &text :
+         {std::string("BasicHTTP: SENDING SENDING SENDING SENDING SENDING SENDING"),
+          "  URL: " + server.Url("/x"),
+          std::string("BasicHTTP: RECEIVED RECEIVED RECEIVED RECEIVED RECEIVED RECEIVED"),
+          "  Content-Length: " + std::to_string(reply.size()) + ".",
+          std::string("  Content: <reply><cloneTicket>[redacted]</cloneTicket><name>shown</name>"),
+          std::string("BasicHTTP: curl (TEXT) on request "),
+          std::string("BasicHTTP: curl (HEADER_IN) on request "),
+          std::string("BasicHTTP: curl (HEADER_OUT) on request "), std::string("X-Own: shown"),
+          std::string("Cookie: [redacted]"), std::string("Authorization: [redacted]"),
+          std::string(": 28 bytes of data.")})
+        EXPECT_NE(std::string::npos, log.find(text)) << text;
+    for (const char *secret : {"HIDDEN", "dTpISURERU4z"})
+        EXPECT_EQ(std::string::npos, log.find(secret)) << log;
+}
+
+struct RedactRow {
+    const char *text;
+    const char *shown;
+};
+
+TEST_F(BasicHttpTrace, SecretHeadersAreHidden) {
+    const RedactRow rows[] = {
+        {"X: 1\r\n", "X: 1\r\n"},
+        {"cookie: a=b\r\n", "cookie: [redacted]\n"},
+        {"SET-COOKIE:a=b", "SET-COOKIE: [redacted]"},
+        {"GET / HTTP/1.1\r\nProxy-Authorization: Basic x\r\nHost: h\r\n\r\n",
+         "GET / HTTP/1.1\r\nProxy-Authorization: [redacted]\nHost: h\r\n\r\n"},
+        {"X-Cookie: a\n", "X-Cookie: a\n"},
+    };
+    for (const RedactRow &row : rows)
+        EXPECT_EQ(row.shown, BasicHttpRedactHeaders(row.text));
+}
+
+TEST_F(BasicHttpTrace, SecretsInRemarksAreHidden) {
+    const RedactRow rows[] = {
+        {"Connected to h (1.2.3.4) port 80 (#0)\n", "Connected to h (1.2.3.4) port 80 (#0)\n"},
+        {"Replaced cookie soap=\"abc\" for domain h, path /, expire 0\n",
+         "Replaced cookie soap=[redacted]\n"},
+        {"h2h3 [cookie: soap=abc]\n", "h2h3 [cookie:[redacted]\n"},
+        {"h2h3 [authorization: Basic x]\n", "h2h3 [authorization:[redacted]\n"},
+    };
+    for (const RedactRow &row : rows)
+        EXPECT_EQ(row.shown, BasicHttpRedactText(row.text));
+}
+
+TEST_F(BasicHttpTrace, SecretElementsAreHidden) {
+    const RedactRow rows[] = {
+        {"<a>b</a>", "<a>b</a>"},
+        {"<password>p</password><b/>", "<password>[redacted]</password><b/>"},
+        {"<o:Password xsi:type=\"s\">p</o:Password>",
+         "<o:Password xsi:type=\"s\">[redacted]</o:Password>"},
+        {"<localTicket><file>f</file></localTicket>c", "<localTicket>[redacted]</localTicket>c"},
+        {"<base64Token>t</base64Token><cookie>c</cookie>",
+         "<base64Token>[redacted]</base64Token><cookie>[redacted]</cookie>"},
+        {"<token/><a>b</a><token></token>", "<token/><a>b</a><token></token>"},
+        {"<password>cut", "<password>[redacted]"},
+        {"<password><![CDATA[<x>]]></password>", "<password>[redacted]</password>"},
+        {"<password", "<password"},
+        {"no <", "no <"},
+        {"", ""},
+    };
+    for (const RedactRow &row : rows)
+        EXPECT_EQ(row.shown, BasicHttpRedactContent(row.text)) << row.text;
+}
+
+} // namespace
