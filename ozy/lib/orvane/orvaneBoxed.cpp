@@ -1,4 +1,4 @@
-// the boxed types for what GLib has no fundamental type for
+// The boxed types for what GLib has no fundamental type for.
 #include <cstring>
 
 #include <orvane/runtime.h>

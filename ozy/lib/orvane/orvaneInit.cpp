@@ -1,4 +1,4 @@
-// start and stop of the library
+// The start and stop of the library.
 #include "apps/lib/basicHttp/basicHttp.h"
 #include "ozy/lib/orvane/orvaneRuntime.h"
 

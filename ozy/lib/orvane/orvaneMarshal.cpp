@@ -1,4 +1,4 @@
-// the marshaller of "array_notify"
+// The marshaller of "array_notify".
 #include <utility>
 
 #include "ozy/lib/orvane/orvaneRuntime.h"

@@ -1,4 +1,3 @@
-// ozy/lib/orvane/orvaneRuntime.cpp
 #include "ozy/lib/orvane/orvaneRuntime.h"
 
 #include <atomic>

@@ -1,4 +1,3 @@
-// ozy/lib/orvane/schemaEngine.cpp
 #include "ozy/lib/orvane/schemaEngine.h"
 
 #include <atomic>
@@ -76,16 +75,16 @@ guint RoundUp(guint offset, guint size) {
     return (offset + alignment - 1) & ~(alignment - 1);
 }
 
-guint FirstOffset(const SchemaTypeRow &row, GType parent) {
+guint InstanceSize(const SchemaTypeRow &row);
+
+guint FirstOffset(const SchemaTypeRow &row) {
     if (row.base == kSchemaNoType)
         return LayoutOf(row.kind).firstField;
-    GTypeQuery query;
-    g_type_query(parent, &query);
-    return query.instance_size;
+    return InstanceSize(SchemaEngine_Tables()->types[row.base]);
 }
 
-guint InstanceSize(const SchemaTypeRow &row, GType parent) {
-    guint offset = FirstOffset(row, parent);
+guint InstanceSize(const SchemaTypeRow &row) {
+    guint offset = FirstOffset(row);
     for (const SchemaFieldRow &field : FieldsOf(row)) {
         const guint size = SchemaStore_For(field)->size;
         offset = RoundUp(offset, size) + size;
@@ -268,7 +267,7 @@ SchemaClass *SchemaClassNew(const SchemaRootClass &from, const SchemaTypeRow &ro
     schema->numFields = row.count;
     schema->fields = g_new0(SchemaField, row.count);
 
-    guint offset = FirstOffset(row, g_type_parent(type));
+    guint offset = FirstOffset(row);
     for (guint i = 0; i < row.count; i++) {
         SchemaField &field = schema->fields[i];
         FieldInit(field, FieldsOf(row)[i]);
@@ -306,6 +305,17 @@ void SchemaClassInit(gpointer klass, gpointer index) {
 
 /* ---- registration ---- */
 
+/* One lock for all: a type pulls its bases, and a name map pulls thousands of types at a stretch, each at the
+ * price of a look at the owner. Nothing that waits for another thread runs under it. */
+GRecMutex registration;
+
+struct RegistrationLock {
+    RegistrationLock() { g_rec_mutex_lock(&registration); }
+    ~RegistrationLock() { g_rec_mutex_unlock(&registration); }
+    RegistrationLock(const RegistrationLock &) = delete;
+    RegistrationLock &operator=(const RegistrationLock &) = delete;
+};
+
 GType ParentOf(const SchemaTypeRow &row) {
     if (row.base != kSchemaNoType)
         return orvane_schema_get_type(row.base);
@@ -318,7 +328,7 @@ GType ClassRegister(const SchemaTypeRow &row, const char *name, guint index) {
         .class_size = sizeof(SchemaRootClass),
         .class_init = SchemaClassInit,
         .class_data = GUINT_TO_POINTER(index),
-        .instance_size = static_cast<guint16>(InstanceSize(row, parent)),
+        .instance_size = static_cast<guint16>(InstanceSize(row)),
     };
     return g_type_register_static(parent, name, &info, static_cast<GTypeFlags>(0));
 }
@@ -332,17 +342,40 @@ GType EnumRegister(const SchemaTypeRow &row, const char *name) {
     return g_enum_register_static(name, values);
 }
 
+/* Thousands of types are registered at a stretch, so the quark is looked up once. Names are left to GLib
+ * to copy: to intern each before would cost more than the registration's own look-up. */
+GQuark WireNameQuark() {
+    static constinit std::atomic<GQuark> kept{0};
+    GQuark quark = kept.load(std::memory_order_relaxed);
+    if (quark == 0) {
+        quark = orvane_quark_wsdlname();
+        kept.store(quark, std::memory_order_relaxed);
+    }
+    return quark;
+}
+
 GType TypeRegister(const SchemaTypeRow &row, guint index) {
-    isAnyRegistered = true;
-    const char *name = g_intern_static_string(Text(row.name));
+    isAnyRegistered.store(true, std::memory_order_relaxed);
+    const char *name = Text(row.name);
     const GType type =
         row.kind == SCHEMA_KIND_ENUM ? EnumRegister(row, name) : ClassRegister(row, name, index);
-    g_type_set_qdata(type, orvane_quark_wsdlname(), const_cast<char *>(Text(row.wireName)));
+    g_type_set_qdata(type, WireNameQuark(), const_cast<char *>(Text(row.wireName)));
+    return type;
+}
+
+GType TypeRegisterOnce(const SchemaTypeRow &row, guint index, std::atomic_ref<GType> id) {
+    const RegistrationLock lock;
+    GType type = id.load(std::memory_order_relaxed);
+    if (type == 0) {
+        type = TypeRegister(row, index);
+        id.store(type, std::memory_order_release);
+    }
     return type;
 }
 
 void PopulateNameMap(GHashTable *table, SchemaNamespace ns) {
     const SchemaTables *tables = SchemaEngine_Tables();
+    const RegistrationLock lock;
     for (guint i = 0; i < tables->numTypes; i++) {
         const SchemaTypeRow &row = tables->types[i];
         if (row.ns != ns || (row.flags & SCHEMA_TYPE_UNLISTED))
@@ -404,10 +437,9 @@ GType SchemaEngine_ValueType(SchemaValueKind kind, guint16 type) {
 GType orvane_schema_get_type(guint index) {
     const SchemaTables *tables = SchemaEngine_Tables();
     VERIFY(index < tables->numTypes);
-    GType *id = tables->ids + index;
-    if (g_once_init_enter(id))
-        g_once_init_leave(id, TypeRegister(tables->types[index], index));
-    return *id;
+    const std::atomic_ref<GType> id(tables->ids[index]);
+    const GType type = id.load(std::memory_order_acquire);
+    return type != 0 ? type : TypeRegisterOnce(tables->types[index], index, id);
 }
 
 const SchemaClass *SchemaClass_Get(gpointer klass) {

@@ -1,5 +1,3 @@
-// ozy/lib/orvane/schemaInvoke.cpp
-//
 // The one function behind all method stubs: reads the stub's parameters by the method's rows, packs
 // each into a value, and hands names and values to the session in the schema's order. What is left
 // out stays a zeroed value. The values live during the call only, so texts, lists and boxed values

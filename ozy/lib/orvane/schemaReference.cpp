@@ -1,4 +1,3 @@
-// ozy/lib/orvane/schemaReference.cpp
 #include "ozy/lib/orvane/schemaReference.h"
 
 #include <span>

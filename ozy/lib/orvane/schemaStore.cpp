@@ -1,4 +1,3 @@
-// ozy/lib/orvane/schemaStore.cpp
 #include "ozy/lib/orvane/schemaStore.h"
 
 #include <utility>

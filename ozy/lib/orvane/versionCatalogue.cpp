@@ -1,4 +1,3 @@
-// ozy/lib/orvane/versionCatalogue.cpp
 #include "ozy/lib/orvane/versionCatalogue.h"
 
 #include <array>
