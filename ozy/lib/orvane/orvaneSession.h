@@ -13,9 +13,9 @@
 
 #include <orvane/session.h>
 
-G_BEGIN_DECLS
+#include "ozy/lib/orvane/orvaneArgument.h"
 
-typedef struct OrvaneArgument OrvaneArgument;
+G_BEGIN_DECLS
 
 /* Whether the pointer is that of a session that was not finalised yet; any pointer may be asked. */
 gboolean OrvaneSession_IsLive(const OrvaneSession *session);
