@@ -45,6 +45,16 @@ void TearDown(OrvaneSession *session) {
     orvane_session_cleanup_private_state(session);
 }
 
+/* An operation that the session's state does not allow. */
+void FailAtOnce(OrvaneListener *listener) {
+    if (listener == nullptr)
+        return;
+    ObjectWatch<OrvaneListener> watch(listener);
+    orvane_listener_initiate(listener);
+    if (watch)
+        orvane_listener_acknowledge(listener, FALSE, nullptr);
+}
+
 /* Whether the role grants the privilege. */
 bool RoleHas(GHashTable *roles, gint roleId, const char *privilege) {
     auto *set = static_cast<GHashTable *>(g_hash_table_lookup(roles, GINT_TO_POINTER(roleId)));
@@ -260,12 +270,7 @@ void orvane_session_load_object(OrvaneSession *session, gboolean partialUpdates,
         orvane_momgr_load_object(session->priv->moMgr, partialUpdates, object, listener);
         return;
     }
-    if (listener == nullptr)
-        return;
-    ObjectWatch<OrvaneListener> watch(listener);
-    orvane_listener_initiate(listener);
-    if (watch)
-        orvane_listener_acknowledge(listener, FALSE, nullptr);
+    FailAtOnce(listener);
 }
 
 void orvane_session_unload_object(OrvaneSession *session, SkemaQormManagedObject *object,
@@ -274,6 +279,16 @@ void orvane_session_unload_object(OrvaneSession *session, SkemaQormManagedObject
     g_return_if_fail(object != nullptr);
     g_return_if_fail(session->priv->moMgr != nullptr);
     orvane_momgr_unload_object(session->priv->moMgr, object, clear);
+}
+
+void orvane_session_retrieve_contents(OrvaneSession *session, GValueArray *filterSpecSet,
+                                      OrvaneListener *listener) {
+    g_return_if_fail(ORVANE_IS_SESSION(session));
+    g_return_if_fail(filterSpecSet != nullptr);
+    if (session->priv->state == ORVANE_SESSION_CONNECTED)
+        orvane_momgr_retrieve_contents(session->priv->moMgr, filterSpecSet, listener);
+    else
+        FailAtOnce(listener);
 }
 
 gboolean orvane_session_query_privilege(OrvaneSession *session, SkemaQormManagedObject *object,

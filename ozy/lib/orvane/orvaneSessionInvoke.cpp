@@ -158,6 +158,8 @@ RequestPtr NewRequest(OrvaneSession *session, GObject *object, const char *metho
     BasicHttp_AppendRequestHeader(request.get(), "Expect: ");
     BasicHttp_AppendRequestHeader(request.get(), "Content-Type: text/xml; charset=utf-8");
     BasicHttp_AppendRequestHeader(request.get(), action.get());
+    BasicHttp_AppendRequestHeader(request.get(),
+                                  "Accept:"); /* keeps libcurl from sending its own */
     return request;
 }
 

@@ -38,7 +38,7 @@ struct Value {
 /* A listener and all that it says, each with the state that it was in: "success 16". It releases the
  * listener when it says a certain thing. */
 class Recorder {
-  public:
+public:
     Events events;
     std::string dropAt;
     OrvaneListener *listener;
@@ -57,19 +57,21 @@ class Recorder {
         return fault ? G_OBJECT_TYPE(fault.get()) : 0;
     }
 
-  private:
+private:
     struct Handler {
         Recorder *recorder;
         const char *name;
     };
 
     void Connect(const char *name) {
+        const bool isNotify = strncmp(name, "notify", 6) == 0;
         GClosure *closure =
-            g_cclosure_new_swap(G_CALLBACK(strncmp(name, "notify", 6) == 0 ? OnNotify : OnSignal),
-                                new Handler{this, name}, [](gpointer handler, GClosure *) {
-                                    delete static_cast<Handler *>(handler);
-                                });
+            g_cclosure_new_swap(isNotify ? G_CALLBACK(OnNotify) : G_CALLBACK(OnSignal),
+                                new Handler{this, name}, FreeHandler);
         g_signal_connect_closure(listener, name, closure, FALSE);
+    }
+    static void FreeHandler(gpointer handler, GClosure *) {
+        delete static_cast<Handler *>(handler);
     }
     static void OnSignal(Handler *handler, OrvaneListener *from) {
         Recorder *recorder = handler->recorder;
@@ -104,24 +106,40 @@ TEST(Listener, TellsOfAReplyInOrder) {
         Events events;
         GType fault;
     } rows[] = {
-        {"success", TRUE, nullptr,
-         {"notify::state 4", "acknowledge 4", "notify::state 16", "success 16"}, 0},
-        {"success with an unset value", TRUE, new Value(),
-         {"notify::state 4", "acknowledge 4", "notify::state 16", "success 16"}, 0},
-        {"result", TRUE, new Value(7),
-         {"notify::result 2", "notify::state 4", "acknowledge 4", "notify::state 16",
-          "success 16"}, 0},
-        {"failure", FALSE, nullptr,
-         {"notify::state 4", "acknowledge 4", "notify::state 32", "failure 32"}, 0},
-        {"fault", FALSE,
+        {"success",
+         TRUE,
+         nullptr,
+         {"notify::state 4", "acknowledge 4", "notify::state 16", "success 16"},
+         0},
+        {"success with an unset value",
+         TRUE,
+         new Value(),
+         {"notify::state 4", "acknowledge 4", "notify::state 16", "success 16"},
+         0},
+        {"result",
+         TRUE,
+         new Value(7),
+         {"notify::result 2", "notify::state 4", "acknowledge 4", "notify::state 16", "success 16"},
+         0},
+        {"failure",
+         FALSE,
+         nullptr,
+         {"notify::state 4", "acknowledge 4", "notify::state 32", "failure 32"},
+         0},
+        {"fault",
+         FALSE,
          new Value(SKEMA_TYPE_QORM_METHOD_FAULT,
                    g_object_new(SKEMA_TYPE_QORM_FAULT_REQUEST_CANCELED, nullptr)),
          {"notify::fault 2", "notify::state 4", "acknowledge 4", "notify::state 32", "failure 32"},
          SKEMA_TYPE_QORM_FAULT_REQUEST_CANCELED},
-        {"no fault given", FALSE, new Value(SKEMA_TYPE_QORM_METHOD_FAULT, nullptr),
+        {"no fault given",
+         FALSE,
+         new Value(SKEMA_TYPE_QORM_METHOD_FAULT, nullptr),
          {"notify::fault 2", "notify::state 4", "acknowledge 4", "notify::state 32", "failure 32"},
          ORVANE_TYPE_FAULT_UNEXPECTED},
-        {"a value that is no fault", FALSE, new Value(7),
+        {"a value that is no fault",
+         FALSE,
+         new Value(7),
          {"notify::fault 2", "notify::state 4", "acknowledge 4", "notify::state 32", "failure 32"},
          ORVANE_TYPE_FAULT_UNEXPECTED},
     };
@@ -164,8 +182,10 @@ TEST(Listener, KnowsWhatTheCallReturns) {
         GType type;
         gboolean isArray;
         GType expected;
-    } rows[] = {{G_TYPE_NONE, FALSE, 0}, {G_TYPE_STRING, FALSE, G_TYPE_STRING},
-                {G_TYPE_STRING, TRUE, G_TYPE_STRING}, {G_TYPE_INT64, FALSE, G_TYPE_INT64}};
+    } rows[] = {{G_TYPE_NONE, FALSE, 0},
+                {G_TYPE_STRING, FALSE, G_TYPE_STRING},
+                {G_TYPE_STRING, TRUE, G_TYPE_STRING},
+                {G_TYPE_INT64, FALSE, G_TYPE_INT64}};
     Recorder recorder; /* one listener, call after call */
     for (const auto &row : rows) {
         gboolean isArray = !row.isArray;
@@ -178,7 +198,7 @@ TEST(Listener, KnowsWhatTheCallReturns) {
 TEST(Listener, RefusesAStateThatIsNone) {
     Recorder recorder;
     g_test_expect_message(nullptr, G_LOG_LEVEL_CRITICAL, "*should not be reached*");
-    orvane_listener_set_state(recorder.listener, static_cast<OrvaneListenerState>(64));
+    orvane_listener_set_state(recorder.listener, static_cast<OrvaneListenerState>(3));
     g_test_assert_expected_messages();
     EXPECT_EQ(ORVANE_LISTENER_UNUSED, orvane_listener_get_state(recorder.listener));
     EXPECT_THAT(recorder.Take(), IsEmpty());
@@ -189,8 +209,9 @@ TEST(Listener, SaysNothingMoreOnceDropped) {
         {"notify::result", {"notify::result 2"}},
         {"notify::state", {"notify::result 2", "notify::state 4"}},
         {"acknowledge", {"notify::result 2", "notify::state 4", "acknowledge 4"}},
-        {"success", {"notify::result 2", "notify::state 4", "acknowledge 4", "notify::state 16",
-                     "success 16"}},
+        {"success",
+         {"notify::result 2", "notify::state 4", "acknowledge 4", "notify::state 16",
+          "success 16"}},
     };
     for (const auto &[dropAt, events] : rows) {
         SCOPED_TRACE(dropAt);
@@ -216,9 +237,9 @@ struct Info {
 
 /* A task without a session: its info is set by hand. */
 class Task {
-  public:
-    ObjectPtr<SkemaOzyTask> task{SKEMA_OZY_TASK(
-        g_object_ref_sink(g_object_new(SKEMA_TYPE_OZY_TASK, nullptr)))};
+public:
+    ObjectPtr<SkemaOzyTask> task{
+        SKEMA_OZY_TASK(g_object_ref_sink(g_object_new(SKEMA_TYPE_OZY_TASK, nullptr)))};
 
     void Acknowledge(Recorder &recorder) {
         orvane_listener_initiate(recorder.listener);
@@ -231,7 +252,8 @@ class Task {
         ObjectPtr<GObject> error(
             G_OBJECT(g_object_new(SKEMA_TYPE_QORM_FAULT_REQUEST_CANCELED, nullptr)));
         g_object_set(object.get(), "state", info.state, "cancelled", info.cancelled, "progress",
-                     info.progress, "cancelable", info.progress == 1, "error", error.get(), nullptr);
+                     info.progress, "cancelable", info.progress == 1, "error", error.get(),
+                     nullptr);
         orvane_object_set_any(object.get(), "result", &result.value);
         g_object_set(task.get(), "info", object.get(), nullptr);
     }

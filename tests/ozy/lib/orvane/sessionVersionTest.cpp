@@ -63,8 +63,8 @@ TEST(SessionVersion, IsNotTakenFromOtherDocuments) {
     EXPECT_EQ("", FromDocument("<other>" + good + "</other>"));
     EXPECT_EQ("", FromDocument("<namespaces>" + good));
     EXPECT_EQ("", FromDocument(""));
-    EXPECT_EQ("", FromDocument("<!DOCTYPE x [<!ENTITY e 'x'>]><namespaces>" + good +
-                               "</namespaces>"));
+    EXPECT_EQ("",
+              FromDocument("<!DOCTYPE x [<!ENTITY e 'x'>]><namespaces>" + good + "</namespaces>"));
 }
 
 TEST(SessionVersion, IsFoundInAnOldServicesWsdl) {
