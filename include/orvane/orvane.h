@@ -9,6 +9,7 @@
 #include <orvane/export.h>
 #include <orvane/listener.h>
 #include <orvane/loop.h>
+#include <orvane/privilege.h>
 #include <orvane/runtime.h>
 #include <orvane/session.h>
 #include <orvane/specBuilders.h>
