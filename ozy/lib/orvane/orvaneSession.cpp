@@ -281,16 +281,6 @@ void orvane_session_unload_object(OrvaneSession *session, SkemaQormManagedObject
     orvane_momgr_unload_object(session->priv->moMgr, object, clear);
 }
 
-void orvane_session_retrieve_contents(OrvaneSession *session, GValueArray *filterSpecSet,
-                                      OrvaneListener *listener) {
-    g_return_if_fail(ORVANE_IS_SESSION(session));
-    g_return_if_fail(filterSpecSet != nullptr);
-    if (session->priv->state == ORVANE_SESSION_CONNECTED)
-        orvane_momgr_retrieve_contents(session->priv->moMgr, filterSpecSet, listener);
-    else
-        FailAtOnce(listener);
-}
-
 gboolean orvane_session_query_privilege(OrvaneSession *session, SkemaQormManagedObject *object,
                                         const char *privilege) {
     g_return_val_if_fail(ORVANE_IS_SESSION(session), FALSE);
