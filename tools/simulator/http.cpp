@@ -49,10 +49,11 @@ void CloseDescriptor(int &descriptor) {
     descriptor = -1;
 }
 
-/* The socket sends a reset instead of an orderly end when it is closed. */
-void LingerReset(int socket) {
-    const linger immediately{1, 0};
-    setsockopt(socket, SOL_SOCKET, SO_LINGER, &immediately, sizeof immediately);
+/* Breaks the connection off with a reset; an orderly end by libmicrohttpd comes too late then. */
+void BreakOff(int socket) {
+    sockaddr none{};
+    none.sa_family = AF_UNSPEC;
+    connect(socket, &none, sizeof none);
 }
 
 MHD_Result AddToMap(void *map, MHD_ValueKind, const char *key, const char *value) {
@@ -343,8 +344,7 @@ void HttpServer::ResetConnections() {
     for (const auto &[socket, exchange] : waiting)
         exchange->Answer({.ending = HttpAnswer::Ending::Reset});
     for (const auto &[connection, socket] : open) {
-        LingerReset(socket);
-        shutdown(socket, SHUT_RD);
+        BreakOff(socket);
     }
     Wake();
 }
@@ -379,7 +379,7 @@ void HttpServer::Drop(const ExchangePtr &exchange) {
 int HttpServer::Queue(const ExchangePtr &exchange) {
     HttpAnswer &answer = exchange->answer;
     if (answer.ending == HttpAnswer::Ending::Reset)
-        LingerReset(SocketOf(exchange->connection));
+        BreakOff(SocketOf(exchange->connection));
     if (answer.ending == HttpAnswer::Ending::Reset || answer.ending == HttpAnswer::Ending::Close)
         return 0;
     MHD_Response *response = MakeResponse(answer);

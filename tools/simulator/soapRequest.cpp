@@ -125,7 +125,9 @@ Fault InvalidArgument(const std::string &argument, const std::string &message) {
     return Fault("InvalidArgument", message, {{"invalidProperty", Text(argument)}});
 }
 
-Fault InvalidRequest(const std::string &message) { return Fault("InvalidRequest", message); }
+Fault InvalidRequest(const std::string &message) {
+    return Fault("InvalidRequest", message);
+}
 
 Fault ObjectNotFound(const std::string &type, const std::string &id) {
     return Fault("ManagedObjectNotFound",

@@ -25,13 +25,12 @@ struct Step {
 };
 
 Step FirstStep(std::string_view path) {
-    Step step;
     size_t end = path.find_first_of(".[");
-    step.name = path.substr(0, end);
+    Step step{path.substr(0, end), {}, {}};
     if (end != std::string_view::npos && path[end] == '[') {
         const size_t close = path.find(']', end);
         if (close == std::string_view::npos)
-            return step;
+            return {path, {}, {}}; /* a name that nothing has */
         step.key = path.substr(end + 1, close - end - 1);
         end = close + 1;
     }
@@ -279,9 +278,6 @@ void AppendEscaped(std::string &out, std::string_view text) {
             break;
         case '>':
             out.append("&gt;");
-            break;
-        case '"':
-            out.append("&quot;");
             break;
         case '\r':
             out.append("&#13;");

@@ -80,7 +80,7 @@ struct PropertyChange {
 void AppendDifference(const Value &before, const Value &after, const std::string &path,
                       bool inParts, std::vector<PropertyChange> &changes);
 
-/* Appends text with markup escaped; bytes that XML cannot carry become question marks. */
+/* Appends text for inside an element; bytes that XML cannot carry become question marks. */
 void AppendEscaped(std::string &out, std::string_view text);
 
 /* Appends <name>...</name>. A typed element tells its type; a list makes one element per item,

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <map>
 #include <set>
 
 #include "tools/simulator/estate.h"
@@ -33,6 +34,20 @@ void GatherChildren(const Inventory &inventory, const Object &parent,
     }
 }
 
+/* What a view had already comes first, so that clients are told of what is new alone. */
+Value InOldOrder(const ObjectPtr &view, std::vector<Value> members) {
+    std::map<std::string_view, size_t> old;
+    if (view)
+        for (const Value &item : view->Get("view")->items)
+            old.emplace(item->text, old.size());
+    const auto place = [&old](const Value &item) {
+        const auto at = old.find(item->text);
+        return at == old.end() ? SIZE_MAX : at->second;
+    };
+    std::ranges::stable_sort(members, {}, place);
+    return References(std::move(members));
+}
+
 } // namespace
 
 Value Views::Members(const Row &row) const {
@@ -51,7 +66,7 @@ Value Views::Members(const Row &row) const {
         if (row.recursive)
             GatherChildren(service.inventory, *object, open);
     }
-    return References(std::move(members));
+    return InOldOrder(row.view, std::move(members));
 }
 
 ObjectPtr Views::Add(Row row, const std::string &type, std::vector<Field> fields) {

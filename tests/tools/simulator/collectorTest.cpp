@@ -1,0 +1,432 @@
+#include "tests/tools/simulator/soapClient.h"
+
+#include <chrono>
+
+#include <gtest/gtest.h>
+
+using simulator::Options;
+using simulator::Simulator;
+
+namespace {
+
+std::string Version(const std::string &version) {
+    return Argument("version", "string", version);
+}
+
+std::string WaitOptions(const std::string &fields) {
+    return "<options xsi:type=\"WaitOptions\">" + fields + "</options>";
+}
+
+const std::string kAtOnce = WaitOptions(Argument("maxWaitSeconds", "int", "0"));
+
+/* A frozen server of ten machines with a client that is logged in. */
+class Collector : public testing::Test {
+protected:
+    static Options Settings() {
+        Options options;
+        options.machines = 10;
+        options.frozenClock = true;
+        return options;
+    }
+
+    Collector() : server(Settings()) {
+        server.RunInThread();
+        client = std::make_unique<SoapClient>(server.Url());
+        client->Login();
+    }
+
+    /* The filter's id. */
+    std::string CreateFilter(const std::string &spec, bool partial = true) {
+        return client
+            ->Collect("CreateFilter",
+                      spec + Argument("partialUpdates", "boolean", partial ? "1" : "0"))
+            .Between("<returnval type=\"PropertyFilter\">", "<");
+    }
+
+    /* What changed since the last call of this. */
+    SoapReply Updates(const std::string &options = kAtOnce) {
+        SoapReply reply = client->Collect("WaitForUpdatesEx",
+                                          (version.empty() ? "" : Version(version)) + options);
+        const std::string next = reply.Between("<version>", "<");
+        if (!next.empty())
+            version = next;
+        return reply;
+    }
+
+    Simulator server;
+    std::unique_ptr<SoapClient> client;
+    std::string version;
+};
+
+TEST_F(Collector, TellsAllValuesFirstAndThenWhatChanged) {
+    const std::string filter =
+        CreateFilter(ObjectSpecText("spec", "VirtualMachine", "vm-101", {"name", "configLocked"}));
+    EXPECT_EQ("<returnval><version>1</version><filterSet><filter type=\"PropertyFilter\">" +
+                  filter +
+                  "</filter><objectSet><kind>enter</kind><obj type=\"VirtualMachine\">vm-101</obj>"
+                  "<changeSet><name>name</name><op>assign</op>"
+                  "<val xsi:type=\"xsd:string\">machine-0001</val></changeSet>"
+                  "<changeSet><name>configLocked</name><op>assign</op>"
+                  "<val xsi:type=\"xsd:boolean\">false</val></changeSet>"
+                  "</objectSet></filterSet></returnval></WaitForUpdatesExResponse>",
+              Updates().Result());
+    EXPECT_EQ("</WaitForUpdatesExResponse>", Updates().Result()) << "nothing changed since";
+
+    server.SetProperty("vm-101", "overallStatus", "red"); /* not in the filter */
+    server.SetProperty("vm-101", "name", "interim");
+    server.SetProperty("vm-101", "name", "renamed");
+    const SoapReply reply = Updates();
+    EXPECT_EQ("<kind>modify</kind><obj type=\"VirtualMachine\">vm-101</obj><changeSet><name>name"
+              "</name><op>assign</op><val xsi:type=\"xsd:string\">renamed</val></changeSet>",
+              reply.Between("<objectSet>", "</objectSet>"));
+
+    server.RemoveMachine("vm-101");
+    EXPECT_EQ("<kind>leave</kind><obj type=\"VirtualMachine\">vm-101</obj>",
+              Updates().Between("<objectSet>", "</objectSet>"));
+}
+
+TEST_F(Collector, APropertyThatCameBackHasNotChanged) {
+    CreateFilter(ObjectSpecText("spec", "VirtualMachine", "vm-101", {"name"}));
+    Updates();
+    server.SetProperty("vm-101", "name", "other");
+    server.SetProperty("vm-101", "name", "machine-0001");
+    EXPECT_FALSE(Updates().Has("returnval"));
+}
+
+TEST_F(Collector, AVersionCanBeAskedForAgainUntilALaterOneComesBack) {
+    CreateFilter(ObjectSpecText("spec", "VirtualMachine", "vm-101", {"name"}));
+    Updates();
+    const std::string first = version;
+    server.SetProperty("vm-101", "name", "a");
+    EXPECT_TRUE(Updates().Has(">a</val>"));
+    const std::string second = version;
+    server.SetProperty("vm-101", "name", "b");
+    version = first;
+    EXPECT_TRUE(Updates().Has(">b</val>")) << "the answer may have been lost";
+
+    version = second;
+    EXPECT_TRUE(Updates().Has(">b</val>"));
+    for (const std::string &wrong : {first, std::string("999"), std::string("x")})
+        EXPECT_EQ("InvalidCollectorVersion",
+                  client->Collect("CheckForUpdates", Version(wrong)).Fault())
+            << wrong;
+    EXPECT_TRUE(client->Collect("CheckForUpdates").Has("<kind>enter</kind>"))
+        << "without a version all begins anew";
+}
+
+TEST_F(Collector, WalksDownTheInventoryAndNoticesWhoComesAndGoes) {
+    CreateFilter(WalkSpecText("spec"));
+    EXPECT_EQ(10, Updates().Count("<kind>enter</kind>"));
+
+    const std::string id = server.AddMachine("late");
+    const SoapReply came = Updates();
+    EXPECT_EQ(1, came.Count("<objectSet>"));
+    EXPECT_TRUE(came.Has("<kind>enter</kind><obj type=\"VirtualMachine\">" + id));
+
+    /* It leaves and another comes while nobody asks. */
+    server.RemoveMachine(id);
+    server.AddMachine("later");
+    const SoapReply both = Updates();
+    EXPECT_EQ(1, both.Count("<kind>leave</kind>"));
+    EXPECT_EQ(1, both.Count("<kind>enter</kind>"));
+
+    /* One that came and went meanwhile is not told of at all. */
+    server.RemoveMachine(server.AddMachine("short"));
+    EXPECT_FALSE(Updates().Has("returnval"));
+}
+
+TEST_F(Collector, AMovedMachineStaysInAFilterThatWalksIntoFolders) {
+    CreateFilter(WalkSpecText("spec"));
+    Updates();
+    const std::string folder =
+        client->Call("CreateFolder", "Folder", "group-v3", Argument("name", "string", "inner"))
+            .Between("<returnval type=\"Folder\">", "<");
+    client->Call("MoveIntoFolder_Task", "Folder", folder,
+                 ObjectArgument("list", "VirtualMachine", "vm-101"));
+    server.Advance(10000);
+    EXPECT_EQ(folder, server.Property("vm-101", "parent"));
+    EXPECT_FALSE(Updates().Has("returnval"));
+}
+
+TEST_F(Collector, PartsOfATaskAndOfListsAreNamedAlone) {
+    const std::string task = client->Call("PowerOnVM_Task", "VirtualMachine", "vm-101")
+                                 .Between("<returnval type=\"Task\">", "<");
+    CreateFilter(ObjectSpecText("spec", "Task", task));
+    CreateFilter(ObjectSpecText("spec", "VirtualMachine", "vm-101", {"recentTask"}));
+    EXPECT_TRUE(Updates().Has("<state>queued</state>"));
+    server.Advance(200);
+    const SoapReply running = Updates();
+    EXPECT_TRUE(running.Has("<name>info.state</name><op>assign</op>"
+                            "<val xsi:type=\"TaskInfoState\">running</val>"));
+    EXPECT_TRUE(running.Has("<name>info.progress</name><op>assign</op>"
+                            "<val xsi:type=\"xsd:int\">10</val>"));
+    server.Advance(1800);
+    const SoapReply ended = Updates();
+    EXPECT_TRUE(ended.Has("<val xsi:type=\"TaskInfoState\">success</val>"));
+    EXPECT_TRUE(ended.Has("<name>recentTask[\"" + task + "\"]</name><op>remove</op></changeSet>"));
+}
+
+TEST_F(Collector, WithoutPartialUpdatesPropertiesComeWhole) {
+    const std::string task = client->Call("PowerOnVM_Task", "VirtualMachine", "vm-101")
+                                 .Between("<returnval type=\"Task\">", "<");
+    CreateFilter(ObjectSpecText("spec", "Task", task), false);
+    CreateFilter(ObjectSpecText("spec", "Task", task, {"info.state"}), false);
+    Updates();
+    server.Advance(200);
+    const SoapReply reply = Updates();
+    EXPECT_TRUE(reply.Has("<name>info</name><op>assign</op><val xsi:type=\"TaskInfo\"><key>"));
+    EXPECT_TRUE(reply.Has("<name>info.state</name><op>assign</op>"
+                          "<val xsi:type=\"TaskInfoState\">running</val>"));
+}
+
+TEST_F(Collector, LongAnswersComeInPieces) {
+    CreateFilter(WalkSpecText("spec"));
+    const std::string four = WaitOptions(Argument("maxWaitSeconds", "int", "0") +
+                                         Argument("maxObjectUpdates", "int", "4"));
+    std::vector<int> sizes;
+    for (int i = 0; i < 3; i++) {
+        if (i == 1)
+            server.SetProperty("vm-101", "name", "meanwhile");
+        const SoapReply reply = Updates(four);
+        sizes.push_back(reply.Count("<kind>enter</kind>"));
+        EXPECT_EQ(i < 2, reply.Has("<truncated>true</truncated>")) << i;
+    }
+    EXPECT_EQ((std::vector<int>{4, 4, 2}), sizes);
+    const SoapReply rest = Updates(four);
+    EXPECT_EQ(1, rest.Count("<objectSet>")) << "what changed between the pieces";
+    EXPECT_TRUE(rest.Has(">meanwhile</val>"));
+}
+
+TEST_F(Collector, ALongPollEndsWithAChange) {
+    CreateFilter(ObjectSpecText("spec", "VirtualMachine", "vm-101", {"name"}));
+    Updates();
+    auto waiting = std::async(std::launch::async, [this] { return Updates(""); });
+    ASSERT_TRUE(Eventually([this] { return server.NumWaiting() == 1; }));
+    server.SetProperty("vm-102", "name", "not this one");
+    EXPECT_EQ(1, server.NumWaiting());
+    server.SetProperty("vm-101", "name", "this one");
+    EXPECT_TRUE(waiting.get().Has(">this one</val>"));
+    EXPECT_EQ(0, server.NumWaiting());
+}
+
+/* A second client of the same session. */
+std::unique_ptr<SoapClient> Companion(const SoapClient &client, const std::string &key) {
+    auto companion = std::make_unique<SoapClient>(client.url);
+    curl_easy_setopt(companion->handle, CURLOPT_COOKIE, ("orvane_session=" + key).c_str());
+    return companion;
+}
+
+TEST_F(Collector, ALongPollEndsWithItsTime) {
+    auto waiting = std::async(std::launch::async, [this] {
+        return Updates(WaitOptions(Argument("maxWaitSeconds", "int", "300")));
+    });
+    ASSERT_TRUE(Eventually([this] { return server.NumWaiting() == 1; }));
+    server.Advance(299999);
+    EXPECT_EQ(1, server.NumWaiting());
+    server.Advance(1);
+    const SoapReply reply = waiting.get();
+    EXPECT_EQ(200, reply.status);
+    EXPECT_EQ("</WaitForUpdatesExResponse>", reply.Result());
+}
+
+TEST_F(Collector, ALongPollEndsByOtherCallsOfItsSession) {
+    const struct {
+        std::function<void(SoapClient &)> end;
+        const char *outcome; /* a part of the answer */
+    } rows[] = {
+        {[](SoapClient &other) {
+             other.Collect("CreateFilter", ObjectSpecText("spec", "VirtualMachine", "vm-101") +
+                                               Argument("partialUpdates", "boolean", "0"));
+         },
+         "<kind>enter</kind>"},
+        {[](SoapClient &other) { other.Collect("CancelWaitForUpdates"); },
+         "xsi:type=\"RequestCanceled\""},
+        {[](SoapClient &other) { other.Collect("DestroyPropertyCollector"); },
+         "xsi:type=\"RequestCanceled\""},
+        {[](SoapClient &other) { other.Call("Logout", "SessionManager", "SessionManager"); },
+         "xsi:type=\"NotAuthenticated\""},
+        {[this](SoapClient &) { server.ExpireSessions(); }, "xsi:type=\"NotAuthenticated\""},
+    };
+    for (const auto &row : rows) {
+        const auto other = Companion(*client, client->Login().Between("<key>", "<"));
+        auto waiting =
+            std::async(std::launch::async, [this] { return client->Collect("WaitForUpdates"); });
+        ASSERT_TRUE(Eventually([this] { return server.NumWaiting() == 1; }));
+        row.end(*other);
+        const SoapReply reply = waiting.get();
+        EXPECT_TRUE(reply.Has(row.outcome)) << reply.body;
+        EXPECT_EQ(0, server.NumWaiting());
+    }
+}
+
+TEST_F(Collector, AClientThatGoesAwayDoesNotKeepItsPoll) {
+    curl_easy_setopt(client->handle, CURLOPT_TIMEOUT_MS, 200L);
+    EXPECT_EQ(CURLE_OPERATION_TIMEDOUT, client->Collect("WaitForUpdates").error);
+    EXPECT_TRUE(Eventually([this] { return server.NumWaiting() == 0; }));
+}
+
+TEST_F(Collector, FiltersBelongToTheirCollectorAndSession) {
+    const std::string filter =
+        CreateFilter(ObjectSpecText("spec", "VirtualMachine", "vm-101", {"name"}));
+    const std::string own = client->Collect("CreatePropertyCollector")
+                                .Between("<returnval type=\"PropertyCollector\">", "<");
+    EXPECT_FALSE(client->Collect("CheckForUpdates", "", own).Has("returnval"));
+    client->Collect("CreateFilter",
+                    ObjectSpecText("spec", "VirtualMachine", "vm-102", {"name"}) +
+                        Argument("partialUpdates", "boolean", "0"),
+                    own);
+    const SoapReply updates = client->Collect("CheckForUpdates", "", own);
+    EXPECT_TRUE(updates.Has("vm-102"));
+    EXPECT_FALSE(updates.Has("vm-101"));
+
+    SoapClient stranger(server.Url());
+    stranger.Login();
+    EXPECT_EQ("ManagedObjectNotFound",
+              stranger.Call("DestroyPropertyFilter", "PropertyFilter", filter).Fault());
+    EXPECT_EQ("ManagedObjectNotFound", stranger.Collect("CheckForUpdates", "", own).Fault());
+    EXPECT_EQ(2, server.NumFilters());
+
+    EXPECT_EQ(200, client->Collect("DestroyPropertyCollector", "", own).status);
+    EXPECT_EQ(1, server.NumFilters());
+    EXPECT_EQ(200, client->Call("DestroyPropertyFilter", "PropertyFilter", filter).status);
+    EXPECT_EQ("ManagedObjectNotFound",
+              client->Call("DestroyPropertyFilter", "PropertyFilter", filter).Fault());
+}
+
+TEST_F(Collector, WrongSpecsAreRefused) {
+    const auto machine = [](const std::string &path) {
+        return ObjectSpecText("spec", "VirtualMachine", "vm-101", {path});
+    };
+    const std::string unnamed = [] {
+        std::string text = WalkSpecText("spec");
+        const std::string wanted = ">machines</name></selectSet>";
+        return text.replace(text.find(wanted), wanted.size(), ">nowhere</name></selectSet>");
+    }();
+    const std::pair<std::string, const char *> rows[] = {
+        {machine("nothing"), "InvalidProperty"},
+        {machine("nothing.deeper"), "InvalidProperty"},
+        {ObjectSpecText("spec", "NoSuchType", "vm-101"), "InvalidType"},
+        {ObjectSpecText("spec", "VirtualMachine", "vm-999"), "ManagedObjectNotFound"},
+        {ObjectSpecText("spec", "HostSystem", "vm-101"), "ManagedObjectNotFound"},
+        {WalkSpecText("spec", "childEntity"), "InvalidProperty"},
+        {unnamed, "InvalidArgument"},
+        {"<spec xsi:type=\"PropertyFilterSpec\"></spec>", "InvalidArgument"},
+        {"", "InvalidArgument"},
+    };
+    for (const auto &[spec, fault] : rows)
+        EXPECT_EQ(fault,
+                  client->Collect("CreateFilter", spec + Argument("partialUpdates", "boolean", "0"))
+                      .Fault())
+            << spec;
+    EXPECT_EQ("InvalidArgument",
+              client
+                  ->Collect("CreateFilter",
+                            machine("name") + Argument("partialUpdates", "boolean", "maybe"))
+                  .Fault());
+    EXPECT_EQ(0, server.NumFilters());
+}
+
+TEST_F(Collector, MissingObjectsAreReportedIfThatIsWanted) {
+    std::string spec = ObjectSpecText("spec", "VirtualMachine", "vm-999");
+    spec.insert(spec.size() - sizeof("</spec>") + 1,
+                Argument("reportMissingObjectsInResults", "boolean", "1"));
+    CreateFilter(spec);
+    EXPECT_TRUE(Updates().Has("<missingSet><obj type=\"VirtualMachine\">vm-999</obj><fault "
+                              "xsi:type=\"LocalizedMethodFault\"><fault "
+                              "xsi:type=\"ManagedObjectNotFound\">"));
+}
+
+TEST_F(Collector, DeniedPropertiesStandInTheMissingSet) {
+    server.DenyProperty("VirtualMachine", "name");
+    const SoapReply reply =
+        client->Collect("RetrieveProperties", ObjectSpecText("specSet", "VirtualMachine", "vm-101",
+                                                             {"name", "configLocked"}));
+    EXPECT_EQ("<obj type=\"VirtualMachine\">vm-101</obj><propSet><name>configLocked</name>"
+              "<val xsi:type=\"xsd:boolean\">false</val></propSet><missingSet><path>name</path>"
+              "<fault xsi:type=\"LocalizedMethodFault\"><fault xsi:type=\"NoPermission\"></fault>"
+              "<localizedMessage>The property may not be read.</localizedMessage></fault>"
+              "</missingSet>",
+              reply.Between("<returnval>", "</returnval>"));
+    CreateFilter(ObjectSpecText("spec", "VirtualMachine", "vm-101"));
+    EXPECT_TRUE(Updates().Has("<missingSet><path>name</path>"));
+    server.SetProperty("vm-101", "name", "secret");
+    EXPECT_FALSE(Updates().Has("returnval"));
+}
+
+TEST_F(Collector, RetrievalsComeInPiecesByToken) {
+    const std::string options = "<options xsi:type=\"RetrieveOptions\">" +
+                                Argument("maxObjects", "int", "4") + "</options>";
+    SoapReply reply = client->Collect("RetrievePropertiesEx", WalkSpecText("specSet") + options);
+    std::vector<int> sizes = {reply.Count("<objects>")};
+    std::string token;
+    while (reply.Has("<token>") && sizes.size() < 10) {
+        token = reply.Between("<token>", "<");
+        reply = client->Collect("ContinueRetrievePropertiesEx", Argument("token", "string", token));
+        sizes.push_back(reply.Count("<objects>"));
+    }
+    EXPECT_EQ((std::vector<int>{4, 4, 2}), sizes);
+    EXPECT_EQ("InvalidArgument",
+              client->Collect("ContinueRetrievePropertiesEx", Argument("token", "string", token))
+                  .Fault());
+    EXPECT_EQ(10,
+              client->Collect("RetrieveProperties", WalkSpecText("specSet")).Count("<returnval>"));
+}
+
+TEST_F(Collector, ContainerViewsStayUpToDate) {
+    const std::string view = client
+                                 ->Call("CreateContainerView", "ViewManager", "ViewManager",
+                                        ObjectArgument("container", "Folder", "group-d1") +
+                                            Argument("type", "string", "VirtualMachine") +
+                                            Argument("type", "string", "HostSystem") +
+                                            Argument("recursive", "boolean", "1"))
+                                 .Between("<returnval type=\"ContainerView\">", "<");
+    CreateFilter(ObjectSpecText("spec", "ContainerView", view, {"view"}));
+    EXPECT_EQ(10 + 4, Updates().Count("<ManagedObjectReference "));
+    const std::string id = server.AddMachine("late");
+    EXPECT_TRUE(Updates().Has("<name>view[\"" + id +
+                              "\"]</name><op>add</op><val "
+                              "type=\"VirtualMachine\" xsi:type=\"ManagedObjectReference\">" +
+                              id + "</val>"));
+}
+
+TEST(CollectorOfOldVersions, HasNoNewerMethods) {
+    Options options;
+    options.machines = 1;
+    options.version = "ozy25/4.0";
+    Simulator server(options);
+    server.RunInThread();
+    SoapClient client(server.Url());
+    client.Login();
+    EXPECT_EQ("MethodNotFound", client.Collect("WaitForUpdatesEx").Fault());
+    EXPECT_EQ(200, client.Collect("CheckForUpdates").status);
+}
+
+TEST(CollectorOfALargeEstate, DoesNotPassOverAllMachinesForEachChange) {
+    using std::chrono::steady_clock;
+    Options options;
+    options.machines = 3000;
+    options.frozenClock = true;
+    Simulator server(options);
+    server.RunInThread();
+    SoapClient client(server.Url());
+    client.Login();
+    const auto start = steady_clock::now();
+    client.Collect("CreateFilter",
+                   WalkSpecText("spec") + Argument("partialUpdates", "boolean", "1"));
+    SoapReply reply = client.Collect("CheckForUpdates");
+    EXPECT_EQ(3000, reply.Count("<kind>enter</kind>"));
+    const auto full = steady_clock::now() - start;
+
+    constexpr int kNumRounds = 100;
+    for (int i = 0; i < kNumRounds; i++) {
+        const std::string id = "vm-" + std::to_string(101 + i);
+        client.Collect("CreateFilter", ObjectSpecText("spec", "VirtualMachine", id) +
+                                           Argument("partialUpdates", "boolean", "1"));
+        server.SetProperty(id, "name", "n" + id);
+        reply = client.Collect("CheckForUpdates", Version(reply.Between("<version>", "<")));
+        ASSERT_EQ(2, reply.Count("<objectSet>")) << "entered the one filter, changed in the other";
+    }
+    EXPECT_LT((steady_clock::now() - start - full) / kNumRounds, full / 3);
+}
+
+} // namespace

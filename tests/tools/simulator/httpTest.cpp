@@ -1,0 +1,209 @@
+#include "tools/simulator/http.h"
+
+#include <gtest/gtest.h>
+#include <poll.h>
+
+#include "tests/tools/simulator/soapClient.h"
+
+using simulator::Options;
+using simulator::Simulator;
+
+namespace {
+
+Options Small() {
+    Options options;
+    options.machines = 1;
+    options.frozenClock = true;
+    return options;
+}
+
+std::string Body(const std::string &inner) {
+    return "<e:Envelope xmlns:e=\"http://schemas.xmlsoap.org/soap/envelope/\" "
+           "xmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\"><e:Body>" +
+           inner + "</e:Body></e:Envelope>";
+}
+
+TEST(Requests, ThatAreNoCallsAreRefusedWithAFault) {
+    Simulator server(Small());
+    server.RunInThread();
+    SoapClient client(server.Url());
+    const std::string good =
+        "<RetrieveServiceContent xmlns=\"urn:ozy25\"><_this type=\"ServiceInstance\">"
+        "ServiceInstance</_this></RetrieveServiceContent>";
+    EXPECT_EQ(200, client.Post(Body(good)).status);
+    const std::pair<std::string, const char *> rows[] = {
+        {"", "InvalidRequest"},
+        {"\xff\xfe<<<", "InvalidRequest"},
+        {"<a>", "InvalidRequest"},
+        {"<a/>", "InvalidRequest"},
+        {Body(""), "InvalidRequest"},
+        {"<!DOCTYPE a [<!ENTITY b \"c\">]>" + Body(good), "InvalidRequest"},
+        {Body("<Login/>"), "InvalidRequest"},
+        {Body("<Login xmlns=\"urn:ozy25\"/>"), "InvalidRequest"},
+        {Body("<Login xmlns=\"urn:other\"><_this type=\"SessionManager\">SessionManager</_this>"
+              "</Login>"),
+         "InvalidRequest"},
+        {Body("<Login xmlns=\"urn:ozy25\"><_this type=\"SessionManager\">SessionManager</_this>"
+              "</Login>"),
+         "InvalidArgument"},
+        {Body("<Login xmlns=\"urn:ozy25\"><_this type=\"SessionManager\">SessionManager</_this>"
+              "<userName xsi:type=\"xsd:int\">1</userName></Login>"),
+         "InvalidArgument"},
+        {Body("<Dance xmlns=\"urn:ozy25\"><_this type=\"ServiceInstance\">ServiceInstance</_this>"
+              "</Dance>"),
+         "MethodNotFound"},
+        {Body("<Login xmlns=\"urn:ozy25\"><_this type=\"Folder\">ServiceInstance</_this></Login>"),
+         "ManagedObjectNotFound"},
+    };
+    for (const auto &[text, fault] : rows) {
+        const SoapReply reply = client.Post(text);
+        EXPECT_EQ(500, reply.status) << text;
+        EXPECT_EQ(fault, reply.Fault()) << text;
+    }
+    client.action = "RetrieveServiceContent";
+    EXPECT_EQ("InvalidRequest", client.Post(Body(good)).Fault()) << "not in quotes";
+    client.action = "\"\"";
+    EXPECT_EQ(200, client.Post(Body(good)).status) << "as old clients send it";
+}
+
+TEST(Requests, DeepAndLongOnesAreSurvived) {
+    Simulator server(Small());
+    server.RunInThread();
+    SoapClient client(server.Url());
+    std::string deep;
+    for (int i = 0; i < 100000; i++)
+        deep += "<a>";
+    EXPECT_EQ("InvalidRequest", client.Post(deep).Fault());
+    client.Login();
+    const std::string name(3 * 1024 * 1024, 'n');
+    EXPECT_EQ(
+        200,
+        client.Call("Rename_Task", "ManagedEntity", "vm-101", Argument("newName", "string", name))
+            .status);
+    EXPECT_GT(server.BytesIn(), name.size());
+    server.Advance(10000);
+    EXPECT_EQ(name, server.Property("vm-101", "name"));
+}
+
+TEST(Requests, AreCountedAndKept) {
+    Simulator server(Small());
+    server.RunInThread();
+    SoapClient client(server.Url());
+    client.Login();
+    client.Login();
+    EXPECT_EQ(2, server.NumCalls("Login"));
+    EXPECT_EQ(2, server.NumCalls());
+    EXPECT_EQ(1, server.NumConnections()) << "it is kept";
+    EXPECT_NE(std::string::npos, server.LastRequest("Login").find("<userName"));
+    EXPECT_EQ("\"urn:ozy25/6.0\"", server.LastHeader("Login", "SOAPAction"));
+    EXPECT_NE(std::string::npos, server.LastReply("Login").find("UserSession"));
+    server.ResetCounters();
+    EXPECT_EQ(0, server.NumCalls());
+}
+
+TEST(Requests, ToOtherPathsAreNotFound) {
+    Options options = Small();
+    options.ferry = false;
+    Simulator server(options);
+    server.RunInThread();
+    const std::string root = server.Url().substr(0, server.Url().size() - 4);
+    SoapClient client(root + "/other");
+    EXPECT_EQ(404, client.Post("x").status);
+    for (const char *path :
+         {"/", "/sdk", "/sdk/x", "/ferry/ferryServiceVersions.xml", "/control/counters"})
+        EXPECT_EQ(404, client.Get(root + path).status) << path;
+}
+
+TEST(Control, MovesTheSwitchesByUrl) {
+    Options options = Small();
+    options.control = true;
+    Simulator server(options);
+    server.RunInThread();
+    SoapClient client(server.Url());
+    const std::string control = server.Url().substr(0, server.Url().size() - 4) + "/control/";
+    EXPECT_EQ("done\n", client.Get(control + "set?id=vm-101&property=name&value=a%20b").body);
+    EXPECT_EQ("a b", server.Property("vm-101", "name"));
+    EXPECT_EQ("done\n", client.Get(control + "trouble?is=Login:page:status=418").body);
+    EXPECT_EQ(418, client.Login().status);
+    const int64_t before = server.NowMs();
+    EXPECT_EQ("done\n", client.Get(control + "advance?ms=1234").body);
+    EXPECT_EQ(before + 1234, server.NowMs());
+    EXPECT_TRUE(client.Get(control + "counters").Has("calls 1\n"));
+    for (const char *wrong : {"advance", "advance?ms=-1", "trouble?is=nothing", "set?id=vm-1",
+                              "versions?form=x", "remove?id=group-d1"})
+        EXPECT_EQ(400, client.Get(control + wrong).status) << wrong;
+    EXPECT_EQ(404, client.Get(control + "nothing").status);
+}
+
+/* Runs the simulator in this thread until the condition holds, waiting at its descriptor only. */
+bool RunUntil(Simulator &server, const std::function<bool()> &condition) {
+    pollfd descriptor{server.PollDescriptor(), POLLIN, 0};
+    for (int i = 0; i < 1000 && !condition(); i++) {
+        if (poll(&descriptor, 1, 20) > 0)
+            server.Run();
+    }
+    return condition();
+}
+
+TEST(OutsideLoop, NeedsNothingButTheDescriptor) {
+    Options options = Small();
+    options.frozenClock = false;
+    options.taskDurationMs = 50;
+    Simulator server(options);
+    server.Start();
+    SoapClient client(server.Url());
+    auto started = std::async(std::launch::async, [&] {
+        client.Login();
+        return client.Call("PowerOnVM_Task", "VirtualMachine", "vm-101")
+            .Between("<returnval type=\"Task\">", "<");
+    });
+    /* The task's steps come by the clock alone. */
+    EXPECT_TRUE(RunUntil(
+        server, [&] { return server.Property("vm-101", "runtime.powerState") == "poweredOn"; }));
+    EXPECT_EQ("success", server.Property(started.get(), "info.state"));
+}
+
+TEST(OutsideLoop, AdvanceMakesTheDescriptorReadable) {
+    Simulator server(Small());
+    server.Start();
+    SoapClient client(server.Url());
+    auto waiting = std::async(std::launch::async, [&] {
+        client.Login();
+        return client.Collect("WaitForUpdatesEx", "<options xsi:type=\"WaitOptions\">" +
+                                                      Argument("maxWaitSeconds", "int", "60") +
+                                                      "</options>");
+    });
+    ASSERT_TRUE(RunUntil(server, [&] { return server.NumWaiting() == 1; }));
+    server.Advance(60000);
+    EXPECT_TRUE(RunUntil(server, [&] {
+        return waiting.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
+    }));
+    EXPECT_EQ(200, waiting.get().status);
+}
+
+TEST(Life, CanStartAgainOnItsPort) {
+    Simulator server(Small());
+    server.RunInThread();
+    const std::string url = server.Url();
+    SoapClient client(url);
+    auto waiting = std::async(std::launch::async, [&] {
+        client.Login();
+        return client.Collect("WaitForUpdates");
+    });
+    ASSERT_TRUE(Eventually([&] { return server.NumWaiting() == 1; }));
+    server.Stop();
+    waiting.get(); /* ends, with a fault or a broken connection */
+    SoapClient late(url);
+    EXPECT_EQ(CURLE_COULDNT_CONNECT, late.Login().error);
+    server.RunInThread();
+    EXPECT_EQ(url, server.Url());
+    EXPECT_EQ(200, late.Login().status);
+
+    Options same = Small();
+    same.port = server.Port();
+    Simulator other(same);
+    EXPECT_THROW(other.Start(), std::runtime_error) << "the port is taken";
+    EXPECT_THROW(Simulator({.version = "6.0"}), std::runtime_error);
+}
+
+} // namespace

@@ -1,0 +1,191 @@
+/*
+ * soapClient.h -- a plain client for the simulator's tests: texts out, texts in, one call at a time
+ *
+ *   SoapClient client(server.Url());
+ *   client.Login();
+ *   EXPECT_TRUE(client.Call("CurrentTime", "ServiceInstance", "ServiceInstance").Has("returnval"));
+ */
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <future>
+#include <memory>
+#include <string>
+#include <thread>
+
+#include <curl/curl.h>
+
+#include "tools/simulator/simulator.h"
+
+struct SoapReply {
+    CURLcode error = CURLE_OK;
+    long status = 0;
+    std::string body;
+    std::string head;
+
+    bool Has(const std::string &text) const { return body.find(text) != std::string::npos; }
+    int Count(const std::string &text) const {
+        int count = 0;
+        for (size_t at = body.find(text); at != std::string::npos; at = body.find(text, at + 1))
+            count++;
+        return count;
+    }
+    /* What stands between two texts; empty without them. */
+    std::string Between(const std::string &before, const std::string &after) const {
+        const size_t first = body.find(before);
+        if (first == std::string::npos)
+            return "";
+        const size_t start = first + before.size();
+        const size_t end = body.find(after, start);
+        return end == std::string::npos ? "" : body.substr(start, end - start);
+    }
+    /* The class of the fault; empty if it is none. */
+    std::string Fault() const { return Between("Fault xmlns=\"urn:ozy25\" xsi:type=\"", "\""); }
+    /* What the body's one element holds: the answer without its envelope. */
+    std::string Result() const { return Between("Response xmlns=\"urn:ozy25\">", "\n</soapenv"); }
+};
+
+class SoapClient {
+public:
+    explicit SoapClient(const std::string &where) : url(where), handle(curl_easy_init()) {
+        curl_easy_setopt(handle, CURLOPT_COOKIEFILE, "");
+        curl_easy_setopt(handle, CURLOPT_TIMEOUT_MS, 20000L);
+        curl_easy_setopt(handle, CURLOPT_NOPROXY, "*");
+        curl_easy_setopt(handle, CURLOPT_SSL_VERIFYPEER, 0L);
+        curl_easy_setopt(handle, CURLOPT_SSL_VERIFYHOST, 0L);
+        curl_easy_setopt(handle, CURLOPT_WRITEFUNCTION, Append);
+        curl_easy_setopt(handle, CURLOPT_HEADERFUNCTION, Append);
+    }
+    ~SoapClient() { curl_easy_cleanup(handle); }
+    SoapClient(const SoapClient &) = delete;
+    SoapClient &operator=(const SoapClient &) = delete;
+
+    static std::string Text(const std::string &method, const std::string &type,
+                            const std::string &id, const std::string &arguments,
+                            const std::string &nameSpace = "ozy25") {
+        return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+               "<soapenv:Envelope xmlns:soapenc=\"http://schemas.xmlsoap.org/soap/encoding/\"\n"
+               " xmlns:soapenv=\"http://schemas.xmlsoap.org/soap/envelope/\"\n"
+               " xmlns:xsd=\"http://www.w3.org/2001/XMLSchema\"\n"
+               " xmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\">\n"
+               "<soapenv:Body>\n<" +
+               method + " xmlns=\"urn:" + nameSpace + "\"><_this type=\"" + type + "\">" + id +
+               "</_this>" + arguments + "</" + method + ">\n</soapenv:Body>\n</soapenv:Envelope>";
+    }
+
+    SoapReply Call(const std::string &method, const std::string &type, const std::string &id,
+                   const std::string &arguments = "") {
+        return Post(Text(method, type, id, arguments));
+    }
+
+    SoapReply Post(const std::string &text) {
+        curl_slist *headers = curl_slist_append(nullptr, "Expect:");
+        headers = curl_slist_append(headers, "Content-Type: text/xml; charset=utf-8");
+        headers = curl_slist_append(headers, ("SOAPAction: " + action).c_str());
+        curl_easy_setopt(handle, CURLOPT_HTTPHEADER, headers);
+        curl_easy_setopt(handle, CURLOPT_POSTFIELDSIZE, static_cast<long>(text.size()));
+        curl_easy_setopt(handle, CURLOPT_COPYPOSTFIELDS, text.c_str());
+        SoapReply reply = Perform(url);
+        curl_easy_setopt(handle, CURLOPT_HTTPHEADER, nullptr);
+        curl_slist_free_all(headers);
+        return reply;
+    }
+
+    SoapReply Get(const std::string &where) {
+        curl_easy_setopt(handle, CURLOPT_HTTPGET, 1L);
+        return Perform(where);
+    }
+
+    SoapReply Login(const std::string &user = "administrator",
+                    const std::string &password = "secret") {
+        return Call("Login", "SessionManager", "SessionManager",
+                    "<userName xsi:type=\"xsd:string\">" + user + "</userName>" +
+                        "<password xsi:type=\"xsd:string\">" + password + "</password>");
+    }
+
+    SoapReply Collect(const std::string &method, const std::string &arguments = "",
+                      const std::string &collector = "propertyCollector") {
+        return Call(method, "PropertyCollector", collector, arguments);
+    }
+
+    std::string url;
+    std::string action = "\"urn:ozy25/6.0\"";
+    CURL *handle;
+
+private:
+    static size_t Append(char *data, size_t size, size_t count, void *text) {
+        static_cast<std::string *>(text)->append(data, size * count);
+        return size * count;
+    }
+
+    SoapReply Perform(const std::string &where) {
+        SoapReply reply;
+        curl_easy_setopt(handle, CURLOPT_URL, where.c_str());
+        curl_easy_setopt(handle, CURLOPT_WRITEDATA, &reply.body);
+        curl_easy_setopt(handle, CURLOPT_HEADERDATA, &reply.head);
+        reply.error = curl_easy_perform(handle);
+        curl_easy_getinfo(handle, CURLINFO_RESPONSE_CODE, &reply.status);
+        return reply;
+    }
+};
+
+/* True once the condition holds; false if that takes more than ten seconds. */
+inline bool Eventually(const std::function<bool()> &condition) {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > end)
+            return false;
+        std::this_thread::yield();
+    }
+    return true;
+}
+
+/* An argument or field of a simple type. */
+inline std::string Argument(const std::string &name, const std::string &type,
+                            const std::string &value) {
+    return "<" + name + " xsi:type=\"xsd:" + type + "\">" + value + "</" + name + ">";
+}
+
+/* A reference as an argument. */
+inline std::string ObjectArgument(const std::string &name, const std::string &type,
+                                  const std::string &id) {
+    return "<" + name + " type=\"" + type + "\" xsi:type=\"ManagedObjectReference\">" + id + "</" +
+           name + ">";
+}
+
+/* The spec of a filter: all properties of one object, or some of its paths. */
+inline std::string ObjectSpecText(const std::string &name, const std::string &type,
+                                  const std::string &id,
+                                  const std::vector<std::string> &paths = {}) {
+    std::string properties = Argument("type", "string", type);
+    if (paths.empty())
+        properties += Argument("all", "boolean", "1");
+    for (const auto &path : paths)
+        properties += Argument("pathSet", "string", path);
+    return "<" + name + " xsi:type=\"PropertyFilterSpec\"><propSet xsi:type=\"PropertySpec\">" +
+           properties + "</propSet><objectSet xsi:type=\"ObjectSpec\">" +
+           ObjectArgument("obj", type, id) + Argument("skip", "boolean", "0") + "</objectSet></" +
+           name + ">";
+}
+
+/* A spec that walks from the root folder down to all machines, folders in folders included. */
+inline std::string WalkSpecText(const std::string &name, const std::string &path = "name") {
+    const auto selection = [](const std::string &selected) {
+        return "<selectSet xsi:type=\"SelectionSpec\">" + Argument("name", "string", selected) +
+               "</selectSet>";
+    };
+    const auto traversal = [](const std::string &named, const std::string &type,
+                              const std::string &over, const std::string &next) {
+        return "<selectSet xsi:type=\"TraversalSpec\">" + Argument("name", "string", named) +
+               Argument("type", "string", type) + Argument("path", "string", over) +
+               Argument("skip", "boolean", "0") + next + "</selectSet>";
+    };
+    return "<" + name + " xsi:type=\"PropertyFilterSpec\"><propSet xsi:type=\"PropertySpec\">" +
+           Argument("type", "string", "VirtualMachine") + Argument("pathSet", "string", path) +
+           "</propSet><objectSet xsi:type=\"ObjectSpec\">" +
+           ObjectArgument("obj", "Folder", "group-d1") + Argument("skip", "boolean", "1") +
+           traversal("down", "Folder", "childEntity", selection("down") + selection("machines")) +
+           traversal("machines", "Datacenter", "vmFolder", selection("down")) + "</objectSet></" +
+           name + ">";
+}

@@ -1,0 +1,170 @@
+#include "tests/tools/simulator/soapClient.h"
+
+#include <gtest/gtest.h>
+
+using simulator::Options;
+using simulator::Simulator;
+
+namespace {
+
+class Tasks : public testing::Test {
+protected:
+    static Options Settings() {
+        Options options;
+        options.machines = 8;
+        options.frozenClock = true;
+        options.taskDurationMs = 1000;
+        return options;
+    }
+
+    Tasks() : server(Settings()) {
+        server.RunInThread();
+        client = std::make_unique<SoapClient>(server.Url());
+        client->Login();
+    }
+
+    /* Starts a task; its id. */
+    std::string Start(const std::string &method, const std::string &id,
+                      const std::string &arguments = "",
+                      const std::string &type = "VirtualMachine") {
+        return client->Call(method, type, id, arguments).Between("<returnval type=\"Task\">", "<");
+    }
+
+    std::string Info(const std::string &task, const std::string &field) {
+        return server.Property(task, "info." + field);
+    }
+
+    Simulator server;
+    std::unique_ptr<SoapClient> client;
+};
+
+TEST_F(Tasks, RunFromQueuedOverRunningToSuccess) {
+    const std::string task = Start("PowerOnVM_Task", "vm-101");
+    EXPECT_EQ("queued", Info(task, "state"));
+    EXPECT_EQ("vm-101", Info(task, "entity"));
+    server.Advance(100);
+    EXPECT_EQ("running", Info(task, "state"));
+    EXPECT_EQ("10", Info(task, "progress"));
+    server.Advance(899);
+    EXPECT_EQ("90", Info(task, "progress"));
+    EXPECT_EQ("poweredOff", server.Property("vm-101", "runtime.powerState"));
+    server.Advance(1);
+    EXPECT_EQ("success", Info(task, "state"));
+    EXPECT_EQ("100", Info(task, "progress"));
+    EXPECT_NE("", Info(task, "completeTime"));
+    EXPECT_EQ("poweredOn", server.Property("vm-101", "runtime.powerState"));
+    EXPECT_EQ("green", server.Property("vm-101", "guestHeartbeatStatus"));
+    server.Advance(10 * 60 * 1000);
+    EXPECT_EQ("", Info(task, "state")) << "an old task is cleared away";
+}
+
+TEST_F(Tasks, FailWithATypedFaultInItsWrapper) {
+    const std::string task = Start("PowerOffVM_Task", "vm-101"); /* which is off */
+    server.Advance(1000);
+    EXPECT_EQ("error", Info(task, "state"));
+    EXPECT_TRUE(
+        client->Collect("RetrieveProperties", ObjectSpecText("specSet", "Task", task))
+            .Has(
+                "<error xsi:type=\"LocalizedMethodFault\"><fault xsi:type=\"InvalidPowerState\">"));
+
+    server.FailTasks("PowerOnVM_Task", "GenericVmConfigFault", "as told");
+    const std::string told = Start("PowerOnVM_Task", "vm-102");
+    server.Advance(1000);
+    EXPECT_EQ("as told", Info(told, "error.localizedMessage"));
+    EXPECT_EQ("poweredOff", server.Property("vm-102", "runtime.powerState"));
+    server.FailTasks("PowerOnVM_Task", "");
+    const std::string again = Start("PowerOnVM_Task", "vm-102");
+    server.Advance(1000);
+    EXPECT_EQ("success", Info(again, "state"));
+}
+
+TEST_F(Tasks, CanBeCancelledIfTheySaySo) {
+    const std::string task = Start("PowerOnVM_Task", "vm-101");
+    server.Advance(500);
+    EXPECT_EQ(200, client->Call("CancelTask", "Task", task).status);
+    EXPECT_EQ("true", Info(task, "cancelled"));
+    EXPECT_EQ("error", Info(task, "state"));
+    server.Advance(1000);
+    EXPECT_EQ("50", Info(task, "progress")) << "it has stopped";
+    EXPECT_EQ("poweredOff", server.Property("vm-101", "runtime.powerState"));
+    EXPECT_EQ("NotSupported", client->Call("CancelTask", "Task", task).Fault());
+
+    const std::string rename =
+        Start("Rename_Task", "vm-101", Argument("newName", "string", "x"), "ManagedEntity");
+    EXPECT_EQ("NotSupported", client->Call("CancelTask", "Task", rename).Fault());
+}
+
+TEST_F(Tasks, HaveTheirEffectsOnTheInventory) {
+    const std::string snapshot =
+        Start("CreateSnapshot_Task", "vm-101",
+              Argument("name", "string", "s") + Argument("memory", "boolean", "0") +
+                  Argument("quiesce", "boolean", "0"));
+    const std::string rename =
+        Start("Rename_Task", "vm-102", Argument("newName", "string", "renamed"), "ManagedEntity");
+    const std::string taken = Start("Rename_Task", "vm-103",
+                                    Argument("newName", "string", "machine-0001"), "ManagedEntity");
+    const std::string clone =
+        Start("CloneVM_Task", "vm-101",
+              ObjectArgument("folder", "Folder", "group-v3") + Argument("name", "string", "copy"));
+    const std::string destroy = Start("Destroy_Task", "vm-103", "", "ManagedEntity");
+    EXPECT_EQ(8u, server.Ids("VirtualMachine").size());
+    server.Advance(1000);
+
+    EXPECT_EQ("snapshot-1", Info(snapshot, "result"));
+    EXPECT_EQ(1u, server.Ids("VirtualMachineSnapshot").size());
+    EXPECT_EQ("renamed", server.Property("vm-102", "name"));
+    EXPECT_EQ("DuplicateName", [&] {
+        return client->Collect("RetrieveProperties", ObjectSpecText("specSet", "Task", taken))
+            .Between("<error xsi:type=\"LocalizedMethodFault\"><fault xsi:type=\"", "\"");
+    }());
+    EXPECT_EQ("copy", server.Property(Info(clone, "result"), "name"));
+    EXPECT_EQ("success", Info(destroy, "state"));
+    EXPECT_EQ("", server.Property("vm-103", "name"));
+    EXPECT_FALSE(client
+                     ->Collect("RetrieveProperties",
+                               ObjectSpecText("specSet", "Folder", "group-v3", {"childEntity"}))
+                     .Has(">vm-103<"));
+}
+
+TEST_F(Tasks, OfAClientAreDrivenByIt) {
+    const SoapReply created = client->Call("CreateTask", "TaskManager", "TaskManager",
+                                           ObjectArgument("obj", "VirtualMachine", "vm-101") +
+                                               Argument("taskTypeId", "string", "example.work") +
+                                               Argument("cancelable", "boolean", "0"));
+    const std::string task = created.Between("<task type=\"Task\">", "<");
+    EXPECT_EQ(
+        200,
+        client->Call("UpdateProgress", "Task", task, Argument("percentDone", "int", "40")).status);
+    EXPECT_EQ("40", Info(task, "progress"));
+    const std::string state = "<state xsi:type=\"TaskInfoState\">success</state>" +
+                              Argument("result", "string", "all done");
+    EXPECT_EQ(200, client->Call("SetTaskState", "Task", task, state).status);
+    EXPECT_EQ("all done", Info(task, "result"));
+    EXPECT_EQ("InvalidState", client->Call("SetTaskState", "Task", task, state).Fault());
+    EXPECT_EQ(
+        "InvalidState",
+        client->Call("UpdateProgress", "Task", task, Argument("percentDone", "int", "50")).Fault());
+}
+
+TEST_F(Tasks, OnAMachineThatGoesAwayFail) {
+    const std::string task = Start("PowerOnVM_Task", "vm-101");
+    server.RemoveMachine("vm-101");
+    server.Advance(1000);
+    EXPECT_EQ("error", Info(task, "state"));
+}
+
+TEST(TasksWithoutDuration, HaveEndedWhenTheCallIsAnswered) {
+    Options options;
+    options.machines = 1;
+    options.frozenClock = true;
+    options.taskDurationMs = 0;
+    Simulator server(options);
+    server.RunInThread();
+    SoapClient client(server.Url());
+    client.Login();
+    const std::string task = client.Call("PowerOnVM_Task", "VirtualMachine", "vm-101")
+                                 .Between("<returnval type=\"Task\">", "<");
+    EXPECT_EQ("success", server.Property(task, "info.state"));
+}
+
+} // namespace

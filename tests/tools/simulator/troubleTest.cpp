@@ -1,0 +1,168 @@
+#include "tools/simulator/trouble.h"
+
+#include <fstream>
+#include <sstream>
+
+#include <gtest/gtest.h>
+#include <poll.h>
+
+#include "tests/tools/simulator/soapClient.h"
+
+using namespace simulator;
+
+namespace {
+
+Options Small() {
+    Options options;
+    options.machines = 1;
+    options.frozenClock = true;
+    return options;
+}
+
+SoapReply Content(SoapClient &client) {
+    return client.Call("RetrieveServiceContent", "ServiceInstance", "ServiceInstance");
+}
+
+TEST(Trouble, OfEachKindHappensOnce) {
+    const struct {
+        const char *trouble;
+        CURLcode error;
+        long status;
+        const char *body; /* a part of it */
+    } rows[] = {
+        {"close", CURLE_GOT_NOTHING, 0, ""},
+        {"reset", CURLE_RECV_ERROR, 0, ""},
+        {"drop:bytes=100", CURLE_PARTIAL_FILE, 200, "<?xml"},
+        {"page:status=502", CURLE_OK, 502, "<h1>502</h1>"},
+        {"empty-body:status=500", CURLE_OK, 500, ""},
+        {"not-xml", CURLE_OK, 200, "this is no XML"},
+        {"dtd", CURLE_OK, 200, "<!DOCTYPE"},
+        {"wrong-prefix", CURLE_OK, 200, "<soap:Body>"},
+        {"fault:fault=NotSupported:message=as told", CURLE_OK, 500,
+         "<faultstring>as told</faultstring><detail><NotSupportedFault xmlns=\"urn:ozy25\" "
+         "xsi:type=\"NotSupported\"></NotSupportedFault></detail>"},
+        {"fault-no-detail", CURLE_OK, 500, "</faultstring></soapenv:Fault>"},
+        {"no-result", CURLE_OK, 200,
+         "<RetrieveServiceContentResponse xmlns=\"urn:ozy25\"></RetrieveServiceContentResponse>"},
+    };
+    Simulator server(Small());
+    server.RunInThread();
+    for (const auto &row : rows) {
+        SoapClient client(server.Url());
+        server.AddTrouble(ParseTrouble(row.trouble));
+        const SoapReply reply = Content(client);
+        EXPECT_EQ(row.error, reply.error) << row.trouble;
+        EXPECT_EQ(row.status, reply.status) << row.trouble;
+        EXPECT_TRUE(reply.Has(row.body)) << row.trouble << "\n" << reply.body;
+        EXPECT_TRUE(Content(client).Has("</returnval>")) << "after " << row.trouble;
+    }
+}
+
+TEST(Trouble, IsForTheMethodsAndTimesItNames) {
+    Simulator server(Small());
+    server.RunInThread();
+    SoapClient client(server.Url());
+    server.AddTrouble(ParseTrouble("Login:fault:fault=InvalidLogin:skip=1:count=2"));
+    EXPECT_EQ("", Content(client).Fault());
+    std::vector<long> statuses;
+    for (int i = 0; i < 4; i++)
+        statuses.push_back(client.Login().status);
+    EXPECT_EQ((std::vector<long>{200, 500, 500, 200}), statuses);
+
+    server.AddTrouble({.kind = TroubleKind::NotXml, .count = -1});
+    for (int i = 0; i < 3; i++)
+        EXPECT_TRUE(Content(client).Has("no XML"));
+    server.ClearTroubles();
+    EXPECT_TRUE(Content(client).Has("</returnval>"));
+}
+
+TEST(Trouble, SlowAnswersWaitForTheClock) {
+    Simulator server(Small());
+    server.RunInThread();
+    SoapClient client(server.Url());
+    server.AddTrouble({.kind = TroubleKind::Slow, .delayMs = 60000});
+    auto slow = std::async(std::launch::async, [&] { return Content(client); });
+    ASSERT_TRUE(Eventually([&] { return server.NumCalls("RetrieveServiceContent") == 1; }));
+    EXPECT_EQ("", server.LastReply("RetrieveServiceContent"));
+    server.Advance(59999);
+    EXPECT_EQ("", server.LastReply("RetrieveServiceContent"));
+    server.Advance(1);
+    EXPECT_EQ(200, slow.get().status);
+}
+
+TEST(Trouble, SilenceEndsWithAReset) {
+    Simulator server(Small());
+    server.RunInThread();
+    SoapClient client(server.Url());
+    server.AddTrouble({.kind = TroubleKind::Silent});
+    auto silent = std::async(std::launch::async, [&] { return Content(client); });
+    ASSERT_TRUE(Eventually([&] { return server.NumCalls() == 1; }));
+    server.ResetConnections();
+    EXPECT_EQ(CURLE_RECV_ERROR, silent.get().error);
+    EXPECT_TRUE(Eventually([&] { return server.NumOpenConnections() == 0; }));
+}
+
+TEST(Trouble, ExpiredSessionsAndRefusedConnections) {
+    Simulator server(Small());
+    server.RunInThread();
+    SoapClient client(server.Url());
+    client.Login();
+    server.AddTrouble(ParseTrouble("CurrentTime:expire-session"));
+    EXPECT_EQ("NotAuthenticated",
+              client.Call("CurrentTime", "ServiceInstance", "ServiceInstance").Fault());
+
+    server.SetListening(false);
+    SoapClient late(server.Url());
+    EXPECT_EQ(CURLE_COULDNT_CONNECT, Content(late).error);
+    EXPECT_EQ(CURLE_OK, Content(client).error) << "open connections stay";
+    server.SetListening(true);
+    EXPECT_EQ(CURLE_OK, Content(late).error);
+}
+
+TEST(Trouble, TheVersionsDocumentHasManyForms) {
+    const struct {
+        VersionsForm form;
+        long status;
+        const char *text;
+        long wsdlStatus;
+    } rows[] = {
+        {VersionsForm::Current, 200, "<name>urn:ozy25</name>\n    <version>6.0</version>", 404},
+        {VersionsForm::UnknownCurrent, 200, "<version>99.0</version>", 404},
+        {VersionsForm::SeveralNamespaces, 200, "<name>urn:lodestone1</name>", 404},
+        {VersionsForm::UnknownOnly, 200, "<name>urn:lodestone1</name>", 404},
+        {VersionsForm::WrongRoot, 200, "<versions version=\"1.0\">", 404},
+        {VersionsForm::Unusable, 200, "no XML", 404},
+        {VersionsForm::Empty, 200, "", 404},
+        {VersionsForm::Missing, 404, "not found", 404},
+        {VersionsForm::MissingWithWsdl, 404, "not found", 200},
+    };
+    Options options = Small();
+    options.wsdl = false;
+    Simulator server(options);
+    server.RunInThread();
+    SoapClient client(server.Url());
+    for (const auto &row : rows) {
+        server.SetVersionsForm(row.form);
+        const SoapReply reply = client.Get(server.Url() + "/ozyServiceVersions.xml");
+        EXPECT_EQ(row.status, reply.status) << row.text;
+        EXPECT_TRUE(reply.Has(row.text)) << reply.body;
+        EXPECT_EQ(row.wsdlStatus, client.Get(server.Url() + "/ozyService?wsdl").status);
+    }
+    server.SetVersionsDocument("<own/>");
+    EXPECT_EQ("<own/>", client.Get(server.Url() + "/ozyServiceVersions.xml").body);
+    server.AddTrouble(ParseTrouble("versions:page:status=500"));
+    EXPECT_EQ(500, client.Get(server.Url() + "/ozyServiceVersions.xml").status);
+}
+
+TEST(Trouble, TextsSayWhatTheyMeanOrAreRefused) {
+    const Trouble trouble = ParseTrouble("Login:drop:count=-1:bytes=7");
+    EXPECT_EQ("Login", trouble.method);
+    EXPECT_EQ(TroubleKind::Drop, trouble.kind);
+    EXPECT_EQ(-1, trouble.count);
+    EXPECT_EQ(7u, trouble.bytes);
+    for (const char *text : {"", "Login", "close:close", "Login:close:x",
+                             "close:count=", "close:count=1x", "close:colour=red"})
+        EXPECT_THROW(ParseTrouble(text), std::runtime_error) << text;
+}
+
+} // namespace
