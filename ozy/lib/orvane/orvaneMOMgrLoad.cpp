@@ -8,6 +8,7 @@
 #include <orvane/schema/qorm.h>
 #include <orvane/specBuilders.h>
 
+#include "ozy/lib/orvane/objectWatch.h"
 #include "ozy/lib/orvane/orvaneMOMgrInt.h"
 #include "ozy/lib/orvane/orvaneRuntime.h"
 #include "ozy/lib/orvane/orvaneSession.h"
@@ -136,13 +137,10 @@ gboolean MOMgrAdopt(OrvaneMOMgr *momgr, SkemaQormManagedObject *proxy) {
 void MOMgrAnswerAtOnce(OrvaneListener *listener, gboolean success) {
     if (listener == nullptr)
         return;
-    gpointer watch = nullptr;
-    g_set_weak_pointer(&watch, listener);
+    ObjectWatch<OrvaneListener> watch(listener);
     orvane_listener_initiate(listener);
-    if (watch == nullptr)
-        return; /* a handler dropped it */
-    g_clear_weak_pointer(&watch);
-    orvane_listener_acknowledge(listener, success, nullptr);
+    if (watch)
+        orvane_listener_acknowledge(listener, success, nullptr);
 }
 
 /* Sets every property to the default of its type. */
@@ -411,6 +409,7 @@ void orvane_momgr_load_listener_weak_notify(gpointer data, GObject *listener) {
 void orvane_session_retrieve_contents(OrvaneSession *session, GValueArray *filterSpecSet,
                                       OrvaneListener *listener) {
     g_return_if_fail(ORVANE_IS_SESSION(session));
+    g_return_if_fail(filterSpecSet);
     if (orvane_session_get_state(session) != ORVANE_SESSION_CONNECTED) {
         MOMgrAnswerAtOnce(listener, FALSE);
         return;
