@@ -1,0 +1,121 @@
+#include "tests/tools/orvane/program.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+
+#include <fcntl.h>
+#include <glib.h>
+#include <poll.h>
+#include <pty.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr int kTextLimitMs = 20000;
+constexpr int kEndLimitMs = 60000;
+
+std::vector<char *> Pointers(std::vector<std::string> &words) {
+    std::vector<char *> all;
+    for (std::string &word : words)
+        all.push_back(word.data());
+    all.push_back(nullptr);
+    return all;
+}
+
+/* Adds what can be read now; false at the end. */
+bool Append(int descriptor, std::string *text) {
+    char buffer[4096];
+    const ssize_t count = read(descriptor, buffer, sizeof buffer);
+    if (count > 0)
+        text->append(buffer, size_t(count));
+    return count > 0 || (count < 0 && errno == EINTR);
+}
+
+} // namespace
+
+Program::Program(const std::string &path, const std::vector<std::string> &arguments,
+                 bool onTerminal)
+    : out(-1), err(-1) {
+    std::vector<std::string> words = arguments;
+    words.insert(words.begin(), std::string(ORVANE_BUILD_DIR) + "/" + path);
+    std::vector<char *> argv = Pointers(words);
+    /* for a build with sanitizers */
+    setenv("ASAN_OPTIONS", "fast_unwind_on_malloc=0", 1);
+    setenv("LSAN_OPTIONS",
+           "print_suppressions=0:suppressions=" ORVANE_SOURCE_DIR "/tests/tools/orvane/glib.supp",
+           1);
+
+    int outPipe[2];
+    int errPipe[2];
+    if (!onTerminal && (pipe2(outPipe, O_CLOEXEC) != 0 || pipe2(errPipe, O_CLOEXEC) != 0))
+        g_error("pipe: %s", g_strerror(errno));
+    child = onTerminal ? forkpty(&out, nullptr, nullptr, nullptr) : fork();
+    if (child < 0)
+        g_error("fork: %s", g_strerror(errno));
+    if (child == 0) {
+        if (!onTerminal) {
+            dup2(outPipe[1], STDOUT_FILENO);
+            dup2(errPipe[1], STDERR_FILENO);
+        }
+        execv(argv[0], argv.data());
+        _exit(127);
+    }
+    if (onTerminal)
+        return;
+    close(outPipe[1]);
+    close(errPipe[1]);
+    out = outPipe[0];
+    err = errPipe[0];
+}
+
+Program::~Program() {
+    if (child > 0) {
+        kill(child, SIGKILL);
+        waitpid(child, nullptr, 0);
+    }
+    for (int descriptor : {out, err}) {
+        if (descriptor >= 0)
+            close(descriptor);
+    }
+}
+
+/* False once both outputs have ended, or if nothing came in time. */
+bool Program::ReadSome(int timeoutMs) {
+    pollfd descriptors[] = {{out, POLLIN, 0}, {err, POLLIN, 0}};
+    if (poll(descriptors, 2, timeoutMs) <= 0)
+        return false;
+    if (descriptors[0].revents && !Append(out, &outText)) {
+        close(out);
+        out = -1;
+    }
+    if (descriptors[1].revents && !Append(err, &errText)) {
+        close(err);
+        err = -1;
+    }
+    return out >= 0 || err >= 0;
+}
+
+bool Program::WaitFor(const std::string &text) {
+    while (outText.find(text) == std::string::npos) {
+        if (!ReadSome(kTextLimitMs))
+            return outText.find(text) != std::string::npos;
+    }
+    return true;
+}
+
+void Program::Interrupt() {
+    kill(child, SIGINT);
+}
+
+Ended Program::Wait() {
+    while (ReadSome(kEndLimitMs)) {
+    }
+    if (out >= 0 || err >= 0)
+        kill(child, SIGKILL); /* it hangs */
+    int status = 0;
+    waitpid(child, &status, 0);
+    child = 0;
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, outText, errText};
+}

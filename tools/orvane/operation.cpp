@@ -1,0 +1,171 @@
+#include "tools/orvane/operation.h"
+
+#include <utility>
+
+#include <fmt/format.h>
+
+namespace orvaneCli {
+
+namespace {
+
+struct UnsetValue {
+    GValue value = G_VALUE_INIT;
+    ~UnsetValue() { orvane_value_cond_unset(&value); }
+};
+
+gboolean SetFlag(gpointer flag) {
+    *static_cast<bool *>(flag) = true;
+    return G_SOURCE_REMOVE;
+}
+
+std::string ArrayText(const GValueArray *array) {
+    if (!array || array->n_values == 0)
+        return "";
+    std::string all;
+    for (guint i = 0; i < array->n_values && i < 3; i++)
+        all += (i > 0 ? ", " : "") + ValueText(&array->values[i]);
+    return array->n_values > 3 ? fmt::format("{}, ... ({} in all)", all, array->n_values) : all;
+}
+
+std::string ObjectText(gpointer object) {
+    if (!object)
+        return "";
+    if (g_type_is_a(G_OBJECT_TYPE(object), g_type_from_name("SkemaQormManagedObject")))
+        return static_cast<SkemaQormManagedObject *>(object)->id;
+    return ClassName(object);
+}
+
+std::string EnumText(const GValue *value) {
+    auto *enumClass = static_cast<GEnumClass *>(g_type_class_ref(G_VALUE_TYPE(value)));
+    const GEnumValue *found = g_enum_get_value(enumClass, g_value_get_enum(value));
+    const std::string text = found ? found->value_nick : "";
+    g_type_class_unref(enumClass);
+    return text;
+}
+
+} // namespace
+
+bool RunUntil(const std::function<bool()> &condition, int seconds) {
+    bool isLate = false;
+    GSource *limit = g_timeout_source_new(guint(seconds) * 1000);
+    g_source_set_callback(limit, SetFlag, &isLate, nullptr);
+    g_source_attach(limit, nullptr);
+    while (!condition() && !isLate)
+        g_main_context_iteration(nullptr, TRUE);
+    g_source_destroy(limit);
+    g_source_unref(limit);
+    return condition();
+}
+
+Operation::Operation(std::string operationName, int seconds)
+    : name(std::move(operationName)), timeoutSeconds(seconds), listener(orvane_listener_new()) {
+    g_object_ref(listener.get()); /* the call's own, given up when it ends */
+    g_signal_connect(listener.get(), "success", G_CALLBACK(OnEnd), this);
+    g_signal_connect(listener.get(), "failure", G_CALLBACK(OnEnd), this);
+    g_signal_connect(listener.get(), "progress", G_CALLBACK(OnListenerProgress), this);
+}
+
+Operation::~Operation() {
+    g_signal_handlers_disconnect_by_data(listener.get(), this);
+}
+
+void Operation::OnEnd(OrvaneListener *ended, gpointer data) {
+    auto *self = static_cast<Operation *>(data);
+    if (std::exchange(self->isOver, true))
+        return; /* a task may change its mind */
+    g_object_unref(ended);
+}
+
+void Operation::OnListenerProgress(OrvaneListener *running, gpointer data) {
+    const auto *self = static_cast<Operation *>(data);
+    const gint percent = orvane_listener_get_progress(running);
+    if (self->onProgress && percent >= 0)
+        self->onProgress(percent);
+}
+
+void Operation::Wait() {
+    if (!RunUntil([this] { return isOver; }, timeoutSeconds))
+        throw Failure(fmt::format("{}: no answer within {} s", name, timeoutSeconds));
+}
+
+void Operation::Succeed() {
+    Wait();
+    if (State() == ORVANE_LISTENER_SUCCEEDED)
+        return;
+    const ObjectPtr<SkemaQormMethodFault> fault(orvane_listener_get_fault(listener.get()));
+    throw Failure(fmt::format("{}: {}", name, FaultText(fault.get())));
+}
+
+ObjectPtr<GObject> Operation::Object() {
+    Succeed();
+    UnsetValue result;
+    if (!orvane_listener_get_result(listener.get(), &result.value) ||
+        !G_VALUE_HOLDS_OBJECT(&result.value))
+        throw Failure(name + ": the answer holds no object");
+    return ObjectPtr<GObject>(G_OBJECT(g_value_dup_object(&result.value)));
+}
+
+std::vector<ObjectPtr<GObject>> Operation::Objects() {
+    Succeed();
+    UnsetValue result;
+    std::vector<ObjectPtr<GObject>> objects;
+    if (!orvane_listener_get_result(listener.get(), &result.value) ||
+        !G_VALUE_HOLDS_BOXED(&result.value))
+        throw Failure(name + ": the answer holds no list");
+    const auto *array = static_cast<GValueArray *>(g_value_get_boxed(&result.value));
+    for (guint i = 0; array && i < array->n_values; i++)
+        objects.emplace_back(G_OBJECT(g_value_dup_object(&array->values[i])));
+    return objects;
+}
+
+ObjectPtr<SkemaQormMethodFault> Operation::Fail() {
+    Wait();
+    ObjectPtr<SkemaQormMethodFault> fault(orvane_listener_get_fault(listener.get()));
+    if (State() != ORVANE_LISTENER_FAILED || !fault)
+        throw Failure(name + ": was to fail with a fault, and did not");
+    return fault;
+}
+
+std::string ClassName(gpointer object) {
+    const auto *wireName =
+        static_cast<const char *>(g_type_get_qdata(G_OBJECT_TYPE(object), orvane_quark_wsdlname()));
+    return wireName ? wireName : G_OBJECT_TYPE_NAME(object);
+}
+
+std::string FaultText(SkemaQormMethodFault *fault) {
+    if (!fault)
+        return "failed, and the service did not say why";
+    if (!g_type_is_a(G_OBJECT_TYPE(fault), ORVANE_TYPE_FAULT_INVALID_RESPONSE))
+        return fmt::format("{}: {}", ClassName(fault),
+                           fault->fault_string ? fault->fault_string : "(no text)");
+    guint errorCode = 0;
+    glong responseCode = 0;
+    g_object_get(fault, "errorCode", &errorCode, "responseCode", &responseCode, nullptr);
+    if (errorCode == 7 || errorCode == 6)
+        return errorCode == 7 ? "no service answers there" : "there is no such host";
+    return fmt::format("no usable answer (transfer error {}, HTTP status {})", errorCode,
+                       responseCode);
+}
+
+std::string ValueText(const GValue *value) {
+    if (G_VALUE_HOLDS_STRING(value))
+        return g_value_get_string(value) ? g_value_get_string(value) : "";
+    if (G_VALUE_HOLDS_ENUM(value))
+        return EnumText(value);
+    if (G_VALUE_HOLDS_OBJECT(value))
+        return ObjectText(g_value_get_object(value));
+    if (g_type_is_a(G_VALUE_TYPE(value), g_type_from_name("GValueArray")))
+        return ArrayText(static_cast<GValueArray *>(g_value_get_boxed(value)));
+    if (G_VALUE_HOLDS_BOOLEAN(value))
+        return g_value_get_boolean(value) ? "true" : "false";
+    GValue text = G_VALUE_INIT;
+    g_value_init(&text, G_TYPE_STRING);
+    std::string shown;
+    if (g_value_type_transformable(G_VALUE_TYPE(value), G_TYPE_STRING) &&
+        g_value_transform(value, &text) && g_value_get_string(&text))
+        shown = g_value_get_string(&text);
+    g_value_unset(&text);
+    return shown;
+}
+
+} // namespace orvaneCli

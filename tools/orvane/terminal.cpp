@@ -1,0 +1,107 @@
+#include "tools/orvane/terminal.h"
+
+#include <algorithm>
+#include <clocale>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include <fmt/format.h>
+#include <langinfo.h>
+#include <unistd.h>
+
+namespace orvaneCli {
+
+namespace {
+
+constexpr int kBarWidth = 30;
+constexpr char kClearLine[] = "\r\033[K";
+
+bool StdoutTakesStyles() {
+    const char *noColor = getenv("NO_COLOR");
+    const char *term = getenv("TERM");
+    return isatty(STDOUT_FILENO) && !(noColor && *noColor) && term && *term &&
+           strcmp(term, "dumb") != 0;
+}
+
+bool LocaleIsUnicode() {
+    setlocale(LC_CTYPE, "");
+    return strcmp(nl_langinfo(CODESET), "UTF-8") == 0;
+}
+
+const char *Code(Style style) {
+    switch (style) {
+    case Style::kPlain:
+        return "";
+    case Style::kHeading:
+        return "\033[1;36m";
+    case Style::kGood:
+        return "\033[32m";
+    case Style::kBad:
+        return "\033[31m";
+    case Style::kFaint:
+        return "\033[2m";
+    }
+    return "";
+}
+
+std::string Repeated(std::string_view text, int count) {
+    std::string all;
+    for (int i = 0; i < count; i++)
+        all += text;
+    return all;
+}
+
+} // namespace
+
+Terminal::Terminal() : isLive(StdoutTakesStyles()), hasUnicode(LocaleIsUnicode()) {}
+
+std::string Terminal::Styled(Style style, std::string_view text) const {
+    if (!isLive || style == Style::kPlain)
+        return std::string(text);
+    return fmt::format("{}{}\033[0m", Code(style), text);
+}
+
+void Terminal::Line(std::string_view text) {
+    if (isLive && !label.empty())
+        fmt::print("{}{}\n{}", kClearLine, text, Bar());
+    else
+        fmt::print("{}\n", text);
+    fflush(stdout);
+}
+
+void Terminal::Heading(std::string_view title, std::string_view remark) {
+    Line(Styled(Style::kHeading, title) + (remark.empty() ? "" : "  ") +
+         Styled(Style::kFaint, remark));
+}
+
+void Terminal::Progress(std::string_view newLabel, int newPercent) {
+    label = newLabel;
+    percent = std::clamp(newPercent, 0, 100);
+    if (seen.empty() || seen.back() != percent)
+        seen.push_back(percent);
+    if (!isLive)
+        return;
+    fmt::print("{}{}", kClearLine, Bar());
+    fflush(stdout);
+}
+
+void Terminal::EndProgress(Style style, std::string_view word) {
+    if (isLive)
+        fmt::print("{}{} {}\n", kClearLine, Bar(), Styled(style, word));
+    else
+        fmt::print("  {}  {} %  {}\n", label, fmt::join(seen, " "), word);
+    fflush(stdout);
+    label.clear();
+    seen.clear();
+}
+
+std::string Terminal::Bar() const {
+    const int full = percent * kBarWidth / 100;
+    const std::string filled = Repeated(hasUnicode ? "\u2588" : "#", full);
+    const std::string empty = Repeated(hasUnicode ? "\u2591" : ".", kBarWidth - full);
+    return fmt::format("  {}  {}{} {:3} %", label, Styled(Style::kGood, filled),
+                       Styled(Style::kFaint, empty), percent);
+}
+
+} // namespace orvaneCli
