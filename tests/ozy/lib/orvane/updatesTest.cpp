@@ -322,8 +322,9 @@ protected:
                     lose(run);
             });
             Begin(run);
-            if (loseAt == UINT64_MAX)
+            if (loseAt == UINT64_MAX) {
                 EXPECT_TRUE(testLoop::RunUntil([&] { return run.isUpdated; }));
+            }
             testLoop::Settle();
             numSteps = testLoop::NumSteps();
             for (const Outcome *outcome : {&run.load, &run.contents})
