@@ -102,6 +102,41 @@ TEST(SoapPrimitive, WholeNumbersReadLikeScanfForAnyText) {
     }
 }
 
+TEST(SoapPrimitive, TimesAreReadAsByGLib) {
+    std::vector<std::string> texts = {"2014-03-01T09:26:53.",       "2014-03-01T09:26:53.Z",
+                                      "2014-03-01T09:26:53,5Z",     "2014-03-01T09:26:53.1234567Z",
+                                      "2014-03-01T09:26:53z",       "2014-03-01T09:26:53+02:00",
+                                      "2014-03-01T09:26:53.5-0130", " 2014-03-01T09:26:53Z",
+                                      "2014-03-01T09:26:53Z ",      "20140301T092653Z",
+                                      "2014-03-01T09:26Z",          "2014-03-01",
+                                      "2014-02-30T00:00:00Z",       "2014-13-01T00:00:00Z",
+                                      "2014-03-00T00:00:00Z",       "2014-03-01T24:00:00Z",
+                                      "2014-03-01T00:00:60Z",       "1969-12-31T23:59:59Z",
+                                      "1970-01-01T00:00:00.000001Z"};
+    for (int year : {1970, 1972, 1999, 2000, 2014, 2038, 2100, 2400, 9999}) {
+        for (int month = 1; month <= 12; month++) {
+            for (int day : {1, 15, 28, 29, 31}) {
+                const GPtr<char> text(g_strdup_printf("%04d-%02d-%02dT%02d:%02d:%02d.%0*dZ", year,
+                                                      month, day, day % 24, 59 - day, month * 4,
+                                                      1 + month % 6, month % 10));
+                texts.emplace_back(text.get());
+            }
+        }
+    }
+    const Warnings refusals;
+    for (const std::string &text : texts) {
+        GTimeVal wanted = {};
+        const bool isTime = g_time_val_from_iso8601(text.c_str(), &wanted);
+        Value value(ORVANE_TYPE_TIMEVAL);
+        ASSERT_EQ(isTime, orvane_soap_deserialize_timeval(text.c_str(), value.get())) << text;
+        if (!isTime)
+            continue;
+        const auto *read = static_cast<GTimeVal *>(g_value_get_boxed(value.get()));
+        EXPECT_EQ(wanted.tv_sec, read->tv_sec) << text;
+        EXPECT_EQ(wanted.tv_usec, read->tv_usec) << text;
+    }
+}
+
 TEST(SoapPrimitive, RefusalsAreReportedAsFailedChecks) {
     struct Row {
         Reader read;
