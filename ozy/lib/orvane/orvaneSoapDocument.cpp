@@ -70,6 +70,8 @@ xmlDoc *OrvaneSoap_ParseDocument(const char *content, gsize length, const char *
 
     SoapParse parse{name, 0, false};
     parser->_private = &parse;
+    parser->keepBlanks = 1; // whatever the application made the default
+    parser->sax->ignorableWhitespace = parser->sax->characters;
     parser->sax->serror = SoapLogMessage;
     parser->sax->internalSubset = SoapRefuseDocumentType;
     XmlDocPtr doc(xmlCtxtReadMemory(parser.get(), content, static_cast<int>(length), name, nullptr,

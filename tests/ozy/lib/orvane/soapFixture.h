@@ -14,6 +14,7 @@
 #include "lib/misc/glibPtr.h"
 #include "ozy/lib/orvane/orvaneRuntime.h"
 #include "ozy/lib/orvane/orvaneSoapInt.h"
+#include "ozy/lib/orvane/orvaneSoapTree.h"
 
 /* A GValue that releases what it holds. */
 class Value {
@@ -176,8 +177,9 @@ struct ReplyShape {
 
 /* Reads a whole reply as the session does. */
 inline bool ReadReply(const std::string &text, const ReplyShape &shape, Value *value) {
-    const XmlDocPtr doc(OrvaneSoap_ParseDocument(text.data(), text.size(), "test"));
-    xmlNode *body = doc != nullptr ? FindElement(xmlDocGetRootElement(doc.get()), "Body") : nullptr;
+    const SoapTreePtr tree(OrvaneSoapTree_Parse(text.data(), text.size(), "test"));
+    xmlNode *body =
+        tree != nullptr ? FindElement(OrvaneSoapTree_Root(tree.get()), "Body") : nullptr;
     return body != nullptr && orvane_soap_deserialize(nullptr, shape.method, body, shape.type,
                                                       shape.isArray, value->get());
 }

@@ -1,0 +1,35 @@
+/*
+ * orvaneSoapTree.h -- a reply's tree of nodes, made in a few big blocks
+ *
+ * libxml2 allocates each node, text and attribute of a tree by itself and releases each by itself,
+ * which is most of the time that a big reply takes. Here the parser's events make the same nodes in
+ * blocks of memory that go away, or serve the next reply, as a whole. The nodes are ordinary xmlNodes to
+ * read; nothing may be added, freed or unlinked, and libxml2 is never to free the document.
+ *
+ *   SoapTreePtr tree(OrvaneSoapTree_Parse(content, length, "noname.xml"));
+ *   if (tree == nullptr) ...
+ *   xmlNode *root = OrvaneSoapTree_Root(tree.get());
+ *
+ * What the fast way does not cover (a reference inside an attribute, a prefix that is not declared,
+ * anything with an error) is parsed by OrvaneSoap_ParseDocument(), under whose guards and with
+ * whose words in the log it is then read or refused.
+ *
+ * Ownership: the tree is the caller's; nodes, names and texts live as long as it.
+ * Errors:    NULL for a text that is refused.
+ * Threads:   a tree belongs to one thread at a time; any thread may make and free trees.
+ */
+#pragma once
+
+#include <libxml/tree.h>
+
+#include "lib/misc/glibPtr.h"
+
+struct OrvaneSoapTree;
+
+OrvaneSoapTree *OrvaneSoapTree_Parse(const char *content, gsize length, const char *name);
+xmlNode *OrvaneSoapTree_Root(const OrvaneSoapTree *tree);
+/* Whether the nodes are in blocks; if not, the text was parsed in the plain way. */
+bool OrvaneSoapTree_IsInBlocks(const OrvaneSoapTree *tree);
+void OrvaneSoapTree_Free(OrvaneSoapTree *tree);
+
+using SoapTreePtr = std::unique_ptr<OrvaneSoapTree, Release<OrvaneSoapTree_Free>>;

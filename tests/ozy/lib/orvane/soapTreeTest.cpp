@@ -1,0 +1,153 @@
+#include "tests/ozy/lib/orvane/soapFixture.h"
+
+#include <thread>
+
+#include <gmock/gmock.h>
+
+#include "lib/misc/log.h"
+#include "ozy/lib/orvane/orvaneSoapTree.h"
+
+namespace {
+
+std::string Text(const xmlChar *text) {
+    return text != nullptr ? reinterpret_cast<const char *>(text) : "(NULL)";
+}
+
+std::string Name(const xmlChar *name, const xmlNs *ns) {
+    return ns == nullptr ? Text(name)
+                         : "{" + Text(ns->prefix) + "=" + Text(ns->href) + "}" + Text(name);
+}
+
+/* Everything that a reader could see of a list of nodes, and that their links agree. */
+std::string Shape(const xmlNode *node) {
+    std::string shape;
+    for (const xmlNode *before = nullptr; node != nullptr; before = node, node = node->next) {
+        EXPECT_EQ(before, node->prev);
+        if (node->type != XML_ELEMENT_NODE) {
+            shape += std::to_string(node->type) + "'" + Text(node->content) + "'";
+            continue;
+        }
+        shape += "<" + Name(node->name, node->ns);
+        for (const xmlNs *ns = node->nsDef; ns != nullptr; ns = ns->next)
+            shape += " xmlns:" + Text(ns->prefix) + "=" + Text(ns->href);
+        for (const xmlAttr *attribute = node->properties; attribute != nullptr;
+             attribute = attribute->next)
+            shape += " " + Name(attribute->name, attribute->ns) + "=" + Shape(attribute->children);
+        shape += ">" + Shape(node->children) + "</>";
+        const xmlNode *last = node->children;
+        while (last != nullptr && last->next != nullptr)
+            last = last->next;
+        EXPECT_EQ(last, node->last);
+        if (last != nullptr) {
+            EXPECT_EQ(node->name, last->parent->name);
+            EXPECT_EQ(node->doc, last->doc);
+        }
+    }
+    return shape;
+}
+
+/* The root stands alone: what comes before and behind it is not kept. */
+std::string RootShape(const xmlNode *root) {
+    xmlNode alone = *root;
+    alone.prev = alone.next = nullptr;
+    return Shape(&alone);
+}
+
+std::string PlainShape(const std::string &text) {
+    const XmlDocPtr doc(OrvaneSoap_ParseDocument(text.data(), text.size(), "plain"));
+    return doc != nullptr ? RootShape(xmlDocGetRootElement(doc.get())) : "refused";
+}
+
+std::string TreeShape(const std::string &text, bool *isInBlocks = nullptr) {
+    const SoapTreePtr tree(OrvaneSoapTree_Parse(text.data(), text.size(), "tree"));
+    if (isInBlocks != nullptr)
+        *isInBlocks = tree != nullptr && OrvaneSoapTree_IsInBlocks(tree.get());
+    return tree != nullptr ? RootShape(OrvaneSoapTree_Root(tree.get())) : "refused";
+}
+
+TEST(SoapTree, IsTheTreeThatLibxml2Makes) {
+    const std::string big(3 * 1024 * 1024, 'x');
+    std::string pieces;
+    for (int i = 0; i < 50000; i++)
+        pieces += "a&lt;b&#10;";
+    struct Row {
+        std::string text;
+        bool isInBlocks;
+    };
+    const Row rows[] = {
+        {"<a/>", true},
+        {"<a></a>", true},
+        {"<!-- c --><?pi x?><a>t</a><!-- d -->\n", true},
+        {"<a> <b>1</b>t&amp;u<c/> &#65;</a>", true},
+        {"<a>one<!-- c -->two<![CDATA[<three>]]>four</a>", true},
+        {"<a x='1' y=\"it's\" z=''/>", true},
+        {"<a x=' spaced\n out ' y='&#65;'/>", true},
+        {"<p:a xmlns:p='urn:p' xmlns='urn:d' p:x='1' x='2'><b/><p:b xmlns:p='urn:q'/><c xmlns=''/>"
+         "<p:b/></p:a>",
+         true},
+        {"<a>" + big + "</a>", true},
+        {"<a><b>" + pieces + "</b>" + pieces + "</a>", true},
+        {ReplyText("retrieveProperties.xml"), true},
+        {ReplyText("login.xml"), true},
+        {ReplyText("faultInvalidLogin.xml"), true},
+        {"<a x='1 &lt; 2 &amp; 3'/>", false},
+        {"<a>one<?pi two?>three</a>", false},
+        {"<a xml:lang='en'/>", false},
+        {"<p:a/>", false},
+        {"<a p:x='1'/>", false},
+        {"<a xmlns:p=''/>", false},
+        {ReplyText("billionLaughs.xml"), false},
+        {ReplyText("proxyErrorPage.html"), false},
+        {"<a>&nbsp;</a>", false},
+        {"<a><b></a>", false},
+        {"<a/><b/>", false},
+        {std::string("<a>\0</a>", 8), false},
+        {"", false},
+    };
+    for (const Row &row : rows) {
+        bool isInBlocks = false;
+        EXPECT_EQ(PlainShape(row.text), TreeShape(row.text, &isInBlocks)) << row.text.substr(0, 80);
+        EXPECT_EQ(row.isInBlocks, isInBlocks) << row.text.substr(0, 80);
+    }
+}
+
+TEST(SoapTree, ADocumentIsReportedOnceAndOnlyIfItIsBad) {
+    LogRing_Clear();
+    TreeShape("<a x='1'>text</a>");
+    const GPtr<char> nothing(LogRing_Copy());
+    EXPECT_STREQ("", nothing.get());
+
+    TreeShape("<a><b></a>");
+    const GPtr<char> lines(LogRing_Copy());
+    EXPECT_THAT(lines.get(), testing::HasSubstr("SOAP: tree, line 1: "));
+    EXPECT_EQ(2, std::count(lines.get(), lines.get() + strlen(lines.get()), '\n'))
+        << "what libxml2 itself reports of two mismatches:\n"
+        << lines.get();
+}
+
+TEST(SoapTree, DepthIsLimitedAsInThePlainWay) {
+    for (int levels : {200, 256, 257, 300}) {
+        std::string text;
+        for (int i = 0; i < levels; i++)
+            text += "<a>";
+        for (int i = 0; i < levels; i++)
+            text += "</a>";
+        EXPECT_EQ(PlainShape(text) == "refused", TreeShape(text) == "refused") << levels;
+    }
+    EXPECT_EQ("refused", TreeShape(std::string(100000 * 3, '<')));
+}
+
+TEST(SoapTree, TreesOfSeveralThreadsShareTheKeptBlocks) {
+    const std::string text = ReplyText("retrieveProperties.xml");
+    const std::string wanted = PlainShape(text);
+    std::thread threads[4];
+    for (std::thread &thread : threads)
+        thread = std::thread([&] {
+            for (int i = 0; i < 50; i++)
+                EXPECT_EQ(wanted, TreeShape(text));
+        });
+    for (std::thread &thread : threads)
+        thread.join();
+}
+
+} // namespace
