@@ -22,6 +22,7 @@
 #include "ozy/lib/orvane/orvaneRuntime.h"
 #include "ozy/lib/orvane/orvaneSessionInt.h"
 #include "ozy/lib/orvane/orvaneSoap.h"
+#include "ozy/lib/orvane/orvaneSoapTree.h"
 
 namespace {
 
@@ -186,8 +187,7 @@ bool IsSoapElement(const xmlNode *node, const char *name) {
 }
 
 /* The body of the envelope; NULL, after a line in the log, if this is no envelope with a body. */
-xmlNode *SoapBody(const xmlDoc *document) {
-    const xmlNode *root = xmlDocGetRootElement(document);
+xmlNode *SoapBody(const xmlNode *root) {
     if (!IsSoapElement(root, "Envelope")) {
         Log("%s: xmlStrcmp\n", kOnSent);
         return nullptr;
@@ -200,8 +200,7 @@ xmlNode *SoapBody(const xmlDoc *document) {
     return nullptr;
 }
 
-/* What the reply says: the value, and whether it is a result. The document is freed before anybody is
- * told. */
+/* What the reply says: the value, and whether it is a result. The tree is freed before anybody is told. */
 bool ReadReply(OrvaneSession *session, OrvaneListener *listener, const char *methodName,
                const BasicHttpResponse *response, GValue *value) {
     gboolean isArray = FALSE;
@@ -215,9 +214,9 @@ bool ReadReply(OrvaneSession *session, OrvaneListener *listener, const char *met
         return false;
     }
 
-    const XmlDocPtr document(
-        OrvaneSoap_ParseDocument(response->content, response->contentLength, "noname.xml"));
-    if (!document) {
+    const SoapTreePtr tree(
+        OrvaneSoapTree_Parse(response->content, response->contentLength, "noname.xml"));
+    if (!tree) {
         SetFault(value, OrvaneFault_NewInvalidResponse(response->errorCode, response->responseCode,
                                                        response->content));
         Log("%s: xmlReadMemory (NULL == xmlDoc) errorCode %d responseCode %d message %s\n", kOnSent,
@@ -225,7 +224,7 @@ bool ReadReply(OrvaneSession *session, OrvaneListener *listener, const char *met
             response->content);
         return false;
     }
-    xmlNode *body = SoapBody(document.get());
+    xmlNode *body = SoapBody(OrvaneSoapTree_Root(tree.get()));
     if (body == nullptr || methodName == nullptr)
         return false;
     const gboolean isRead =
