@@ -1,6 +1,7 @@
 #include "tools/simulator/soapRequest.h"
 
 #include <algorithm>
+#include <cctype>
 #include <charconv>
 #include <memory>
 #include <span>
@@ -102,6 +103,17 @@ constexpr std::string_view kText[] = {"xsd:string", "xsd:anyURI"};
 constexpr std::string_view kTruth[] = {"xsd:boolean"};
 constexpr std::string_view kInt[] = {"xsd:int", "xsd:short", "xsd:byte", "xsd:long"};
 constexpr std::string_view kReference[] = {"ManagedObjectReference"};
+
+/* The word behind "ArrayOf" for a list of such items. */
+std::string ItemWord(const Value &item) {
+    if (item->kind == ValueKind::Reference)
+        return "ManagedObjectReference";
+    if (!item->type.starts_with("xsd:"))
+        return item->type;
+    std::string word = item->type.substr(4);
+    word[0] = static_cast<char>(std::toupper(static_cast<unsigned char>(word[0])));
+    return word;
+}
 
 /* Checks the parts around the call; the call's node. */
 const xmlNode *FindCall(const xmlDoc *document) {
@@ -248,7 +260,7 @@ Value ToValue(const Element &element) {
         else if (at->value->kind == ValueKind::List)
             at->value = WithItem(at->value, value);
         else
-            at->value = List(value->type, {at->value, value});
+            at->value = List(ItemWord(value), {at->value, value});
     }
     return Structure(element.xsiType, std::move(fields));
 }

@@ -4,6 +4,7 @@
 #include <cctype>
 #include <optional>
 #include <set>
+#include <unordered_map>
 
 namespace simulator {
 
@@ -64,6 +65,13 @@ std::optional<std::vector<std::string>> KeysOf(const Value &list) {
     return keys;
 }
 
+std::unordered_map<std::string, size_t> Places(const std::vector<std::string> &keys) {
+    std::unordered_map<std::string, size_t> places;
+    for (size_t i = 0; i < keys.size(); i++)
+        places.emplace(keys[i], i);
+    return places;
+}
+
 /* Names additions, removals and changed items. False if the lists cannot be told apart so. */
 bool AppendListDifference(const Value &before, const Value &after, const std::string &path,
                           std::vector<PropertyChange> &changes) {
@@ -72,8 +80,8 @@ bool AppendListDifference(const Value &before, const Value &after, const std::st
     if (!oldKeys || !newKeys)
         return false;
 
-    const std::set<std::string> olds(oldKeys->begin(), oldKeys->end());
-    const std::set<std::string> news(newKeys->begin(), newKeys->end());
+    const std::unordered_map<std::string, size_t> olds = Places(*oldKeys);
+    const std::unordered_map<std::string, size_t> news = Places(*newKeys);
     std::vector<std::string> expected; /* the order after removing and adding at the end */
     for (const auto &key : *oldKeys)
         if (news.contains(key))
@@ -86,12 +94,12 @@ bool AppendListDifference(const Value &before, const Value &after, const std::st
 
     for (size_t i = 0; i < oldKeys->size(); i++) {
         const std::string &key = (*oldKeys)[i];
-        if (!news.contains(key)) {
+        const auto place = news.find(key);
+        if (place == news.end())
             changes.push_back({"remove", path + "[" + key + "]", nullptr});
-            continue;
-        }
-        const auto at = std::find(newKeys->begin(), newKeys->end(), key) - newKeys->begin();
-        AppendDifference(before->items[i], after->items[at], path + "[" + key + "]", true, changes);
+        else if (before->items[i] != after->items[place->second])
+            AppendDifference(before->items[i], after->items[place->second], path + "[" + key + "]",
+                             true, changes);
     }
     for (size_t i = 0; i < newKeys->size(); i++)
         if (!olds.contains((*newKeys)[i]))

@@ -85,6 +85,20 @@ TEST(Requests, DeepAndLongOnesAreSurvived) {
     EXPECT_EQ(name, server.Property("vm-101", "name"));
 }
 
+TEST(Requests, ThatBreakOffAnywhereAreRefused) {
+    Simulator server(Small());
+    server.RunInThread();
+    SoapClient client(server.Url());
+    client.Login();
+    const std::string whole =
+        SoapClient::Text("CreateFilter", "PropertyCollector", "propertyCollector",
+                         WalkSpecText("spec") + Argument("partialUpdates", "boolean", "1"));
+    for (size_t size = 0; size < whole.size(); size += 13)
+        EXPECT_EQ("InvalidRequest", client.Post(whole.substr(0, size)).Fault()) << size;
+    EXPECT_EQ(0, server.NumFilters());
+    EXPECT_EQ(200, client.Post(whole).status);
+}
+
 TEST(Requests, AreCountedAndKept) {
     Simulator server(Small());
     server.RunInThread();
