@@ -111,7 +111,8 @@ std::string ItemWord(const Value &item) {
     if (!item->type.starts_with("xsd:"))
         return item->type;
     std::string word = item->type.substr(4);
-    word[0] = static_cast<char>(std::toupper(static_cast<unsigned char>(word[0])));
+    if (!word.empty())
+        word[0] = static_cast<char>(std::toupper(static_cast<unsigned char>(word[0])));
     return word;
 }
 
