@@ -1,8 +1,9 @@
 // What does the first look-up of a type cost, which registers the whole schema?
 //
-// Ours is orvane_lookup_type() in a fresh process; the peer registers the same tree of names with bare
-// g_type_register_static(). A type can be registered once per process, so each measurement is a child
-// that reports through a pipe. Memory is what the allocator has handed out more than before.
+// Ours is orvane_lookup_type() in a fresh process; the peer registers the same tree of names with
+// bare g_type_register_static(). A type can be registered once per process, so each measurement is
+// a child that reports through a pipe. Memory is what the allocator has handed out more than
+// before.
 #include <malloc.h>
 #include <sys/wait.h>
 #include <unistd.h>

@@ -29,7 +29,7 @@ typedef enum {
 
 enum {
     POLL_FLAG_PERIODIC = 0x1, /* the callback stays after it has run */
-    POLL_FLAG_WRAPPER = 0x2,  /* set on all that the Poll_CB_* forms register; the loop may ignore it */
+    POLL_FLAG_WRAPPER = 0x2,  /* set on all that the Poll_CB_* forms register; may be ignored */
     POLL_FLAG_READ = 0x4,
     POLL_FLAG_WRITE = 0x8,
 };
@@ -41,8 +41,26 @@ typedef gint (*OrvanePollCallbackRemove)(gint flags, OrvanePollFunction function
                                          gpointer clientData, gint eventType,
                                          PollClassSet classSet);
 
+/**
+ * orvane_init:
+ * @pollCallback: (scope notified): registers a callback of the library with the application's loop
+ * @pollCallbackRemove: (scope notified): takes one registration away again
+ *
+ * Starts the library, before any session is made. Both functions are kept until orvane_shutdown(),
+ * and are called on the thread of the loop. A second start without a shutdown between them ends the
+ * process.
+ *
+ * Returns: whether the library has started; %FALSE with a warning if a function is %NULL
+ */
 ORVANE_EXPORT gboolean orvane_init(OrvanePollCallback pollCallback,
                                    OrvanePollCallbackRemove pollCallbackRemove);
+
+/**
+ * orvane_shutdown:
+ *
+ * Stops the library, when no session is left. The types of the schema stay registered. Does nothing
+ * if the library is not started.
+ */
 ORVANE_EXPORT void orvane_shutdown(void);
 
 G_END_DECLS

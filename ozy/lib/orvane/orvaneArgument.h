@@ -7,8 +7,8 @@
  * The order of the array is the order of the elements on the wire. A value that is zeroed stands
  * for an argument that is left out.
  *
- * Ownership: names and values are the caller's and are used only until the call returns: the text
- * of the request is written by then.
+ * Ownership: names and values are the caller's and are used only until the call returns: the text of
+ *            the request is written by then.
  */
 #pragma once
 

@@ -305,8 +305,8 @@ void SchemaClassInit(gpointer klass, gpointer index) {
 
 /* ---- registration ---- */
 
-/* One lock for all: a type pulls its bases, and a name map pulls thousands of types at a stretch, each at the
- * price of a look at the owner. Nothing that waits for another thread runs under it. */
+/* One lock for all: a type pulls its bases, and a name map pulls thousands of types at a stretch,
+ * each at the price of a look at the owner. Nothing that waits for another thread runs under it. */
 GRecMutex registration;
 
 struct RegistrationLock {
@@ -342,8 +342,8 @@ GType EnumRegister(const SchemaTypeRow &row, const char *name) {
     return g_enum_register_static(name, values);
 }
 
-/* Thousands of types are registered at a stretch, so the quark is looked up once. Names are left to GLib
- * to copy: to intern each before would cost more than the registration's own look-up. */
+/* Thousands of types are registered at a stretch, so the quark is looked up once. Names are left to
+ * GLib to copy: to intern each before would cost more than the registration's own look-up. */
 GQuark WireNameQuark() {
     static constinit std::atomic<GQuark> kept{0};
     GQuark quark = kept.load(std::memory_order_relaxed);

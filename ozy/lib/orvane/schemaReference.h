@@ -7,10 +7,12 @@
  * floating: when an object that mentions it lets go, look-up, ref_sink and unref destroy it, and
  * change nothing for one with owners.
  *
- * A store first protects the proxies it is about to keep: an object that mentions a floating proxy
+ * A store puts the new in place before it lets the old go, since the end of a proxy may run the
+ * application's code; and it guards the new ones meanwhile: an object that mentions a floating proxy
  * and is given the same one again must not destroy it on the way.
  *
- * Errors:  a read without a manager logs a warning and leaves the value as it was.
+ * Errors:  a read without a manager logs a warning and leaves the value as it was; of an any it makes
+ *          an empty value of the proxy's type.
  * Threads: the loop's.
  */
 #pragma once

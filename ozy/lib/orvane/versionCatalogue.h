@@ -1,6 +1,5 @@
 /*
- * versionCatalogue.h -- the releases of the services, and which earlier releases' additions each
- * has
+ * versionCatalogue.h -- the releases of the services, and what earlier ones brought that each has
  *
  *   "ozy25/2.5u2" (also "ozy25")  is "ozy.version.version3" and includes
  *                                 "", "ozy2/2.0", "ozy25/2.5", "ozy25/2.5u2"

@@ -1,6 +1,6 @@
 /*
- * schemaKinds.h -- types with a field, and methods with arguments, of every kind of value: the shipped
- * schema does not use all of them
+ * schemaKinds.h -- types with a field, and methods with arguments, of every kind of value: the
+ * shipped schema does not use all of them
  *
  *   data TestKinds : DynamicData      oneKind, maybeKind? and allKind[] for each Kind of Rows()
  *   data TestNumbers : TestKinds      no fields
@@ -10,8 +10,8 @@
  *
  * and for each Kind a method TakeKind(one Kind, maybe Kind?, all Kind[]?, likely ~Kind!) AnyEnum[].
  *
- * They stand behind the shipped types, in tables that the test program puts in force before its first
- * test.
+ * They stand behind the shipped types, in tables that the test program puts in force before its
+ * first test.
  *
  * Ownership: the tables live as long as the program.
  */
