@@ -1,0 +1,120 @@
+// How much more than libcurl alone does a call cost, one at a time and sixteen in flight?
+#include <memory>
+#include <string>
+
+#include <benchmark/benchmark.h>
+
+#include "apps/lib/basicHttp/basicHttp.h"
+#include "bench/bareCurl.h"
+#include "bench/bareServer.h"
+#include "bench/epollLoop.h"
+#include "bench/ratio.h"
+
+namespace {
+
+constexpr long kCallsARound = 64;
+
+/* A plain call and its reply, as the service speaks them. */
+constexpr char kRequest[] =
+    R"(<?xml version="1.0" encoding="UTF-8"?>)"
+    R"(<soapenv:Envelope xmlns:soapenc="http://schemas.xmlsoap.org/soap/encoding/")"
+    R"( xmlns:soapenv="http://schemas.xmlsoap.org/soap/envelope/")"
+    R"( xmlns:xsd="http://www.w3.org/2001/XMLSchema")"
+    R"( xmlns:xsi="http://www.w3.org/2001/XMLSchema-instance"><soapenv:Body>)"
+    R"(<CurrentTime xmlns="urn:ozy25"><_this type="ServiceInstance">ServiceInstance</_this>)"
+    R"(</CurrentTime></soapenv:Body></soapenv:Envelope>)";
+constexpr char kReply[] =
+    R"(<?xml version="1.0" encoding="UTF-8"?>)"
+    R"(<soapenv:Envelope xmlns:soapenc="http://schemas.xmlsoap.org/soap/encoding/")"
+    R"( xmlns:soapenv="http://schemas.xmlsoap.org/soap/envelope/")"
+    R"( xmlns:xsd="http://www.w3.org/2001/XMLSchema")"
+    R"( xmlns:xsi="http://www.w3.org/2001/XMLSchema-instance"><soapenv:Body>)"
+    R"(<CurrentTimeResponse xmlns="urn:ozy25"><returnval>2024-05-06T07:08:09.123456Z</returnval>)"
+    R"(</CurrentTimeResponse></soapenv:Body></soapenv:Envelope>)";
+constexpr const char *kHeaders[] = {"Expect: ", "Content-Type: text/xml; charset=utf-8",
+                                    "SOAPAction: \"urn:ozy25/6.0\"", "User-Agent: Halden-client"};
+
+BareServer &TheServer() {
+    static BareServer server(HttpOk(kReply));
+    return server;
+}
+
+void Peer(benchmark::State &state, int numInFlight) {
+    BareCurl peer({.url = TheServer().Url("/sdk"),
+                   .body = kRequest,
+                   .headers = {std::begin(kHeaders), std::end(kHeaders)},
+                   .numInFlight = numInFlight});
+    peer.Post(numInFlight);
+    for (auto _ : state)
+        peer.Post(kCallsARound);
+}
+
+/* Calls as a session makes them, without what it does with the texts. */
+struct Calls {
+    std::string url = TheServer().Url("/sdk");
+    BasicHttpCookieJar *jar = BasicHttp_CreateCookieJar();
+    long numToStart = 0;
+    long numRunning = 0;
+
+    ~Calls() { BasicHttp_FreeCookieJar(jar); }
+    void Start();
+    void Run(long count, int numInFlight);
+};
+
+void OnSent(BasicHttpRequest *request, BasicHttpResponse *response, gpointer data) {
+    auto *calls = static_cast<Calls *>(data);
+    if (response->errorCode != BASICHTTP_ERROR_NONE || response->responseCode != 200)
+        g_error("call: error %d, status %ld", response->errorCode, response->responseCode);
+    BasicHttp_FreeResponse(response);
+    BasicHttp_FreeRequest(request);
+    calls->numRunning--;
+    calls->Start();
+}
+
+void Calls::Start() {
+    if (numToStart == 0)
+        return;
+    numToStart--;
+    numRunning++;
+    BasicHttpRequest *request =
+        BasicHttp_CreateRequest(url.c_str(), BASICHTTP_METHOD_POST, jar, nullptr, kRequest);
+    BasicHttp_SetProxy(request, "", BASICHTTP_PROXY_NONE);
+    for (const char *header : kHeaders)
+        BasicHttp_AppendRequestHeader(request, header);
+    if (!BasicHttp_SendRequest(request, OnSent, this))
+        g_error("call: not sent");
+}
+
+void Calls::Run(long count, int numInFlight) {
+    numToStart = count;
+    for (int i = 0; i < numInFlight; i++)
+        Start();
+    while (numRunning > 0)
+        epollLoop::RunOnce();
+}
+
+void Ours(benchmark::State &state, int numInFlight) {
+    BasicHttp_Init(epollLoop::Callback, epollLoop::CallbackRemove);
+    {
+        Calls calls;
+        calls.Run(numInFlight, numInFlight);
+        for (auto _ : state)
+            calls.Run(kCallsARound, numInFlight);
+    }
+    BasicHttp_Shutdown();
+}
+
+constexpr RatioRow kRows[] = {
+    {"transport1", "64 posts through the transport, 1 in flight : bare libcurl", 1.3},
+    {"transport16", "64 posts through the transport, 16 in flight : bare libcurl", 1.4},
+};
+
+} // namespace
+
+int main(int argc, char **argv) {
+    benchmark::RegisterBenchmark("transport1/ours", Ours, 1);
+    benchmark::RegisterBenchmark("transport1/peer", Peer, 1);
+    benchmark::RegisterBenchmark("transport16/ours", Ours, 16);
+    benchmark::RegisterBenchmark("transport16/peer", Peer, 16);
+    return Ratio_Main(argc, argv, kRows);
+}
