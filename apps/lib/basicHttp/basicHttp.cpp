@@ -1,6 +1,7 @@
 // Life of the transport, creation and end of requests, and their settings.
 #include "apps/lib/basicHttp/basicHttp.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 
@@ -221,8 +222,8 @@ void BasicHttpDestroyState(BasicHttpGlobalState *state) {
     }
     g_queue_clear(&state->waiting);
     HashTable_Free(state->active);
-    for (CURL *handle : state->idleHandles)
-        curl_easy_cleanup(handle);
+    for (const auto &handles : {state->idleHandles, state->plainHandles})
+        std::ranges::for_each(handles, curl_easy_cleanup);
     curl_multi_cleanup(state->multi);
     curl_global_cleanup();
     delete state;

@@ -19,6 +19,7 @@ constexpr auto kKnownHeaders = std::to_array<std::string_view>(
 
 bool BasicHttpStartsWith(std::string_view text, std::string_view start) {
     return text.size() >= start.size() &&
+           g_ascii_tolower(text.front()) == g_ascii_tolower(start.front()) && /* mostly ends here */
            g_ascii_strncasecmp(text.data(), start.data(), start.size()) == 0;
 }
 

@@ -27,8 +27,7 @@
  */
 #pragma once
 
-// libcurl has moved on from three interfaces that this transport is defined on: socket_all, ioctl and
-// the HTTP version of its message texts; they work as they always did.
+// libcurl calls curl_multi_socket_all() and the ioctl callback outdated; they work as they always did.
 #define CURL_DISABLE_DEPRECATION
 
 #include <string>
@@ -144,7 +143,8 @@ struct BasicHttpRequest {
     bool inActive;           /* in the table of active requests */
     bool isDeferred;         /* in the list of what to end when libcurl has returned */
     bool isFreed;            /* its owner has let it go */
-    bool keepsHandle;        /* the easy handle can serve another request afterwards */
+    bool keepsHandle;        /* the easy handle can serve another request afterwards, */
+    bool isPlainCall;        /* and most of its options too */
     bool hasCompletion;      /* registered with the loop: completion, */
     bool hasConnectionTimer; /* connection time-out, */
     bool hasInactivityTimer; /* inactivity check */
@@ -167,8 +167,9 @@ struct BasicHttpGlobalState {
     guint maxOutstandingRequests = 0;
     GQueue waiting = G_QUEUE_INIT; /* requests that wait for a slot */
 
-    std::vector<CURL *> idleHandles; /* kept for the next requests, reset */
-    unsigned curlDepth = 0;          /* calls of libcurl that are running */
+    std::vector<CURL *> idleHandles;  /* kept for the next requests, reset */
+    std::vector<CURL *> plainHandles; /* kept with the options of a plain call */
+    unsigned curlDepth = 0;           /* calls of libcurl that are running */
     std::vector<BasicHttpRequest *> deferred;
     bool wantsKick = false; /* the engine was asked for while libcurl ran */
     bool hasKick = false;   /* registered with the loop */

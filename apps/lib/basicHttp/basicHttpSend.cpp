@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cstring>
 
 #include "lib/misc/log.h"
 #include "lib/misc/panic.h"
@@ -106,8 +107,6 @@ void BasicHttpSetBehaviour(BasicHttpOptions *options, BasicHttpRequest *request)
     options->Set(CURLOPT_POSTREDIR, long(CURL_REDIR_POST_301));
     options->Set(CURLOPT_NOSIGNAL, 1L);
     options->Set(CURLOPT_SOCKOPTFUNCTION, BasicHttpSetSockOpts);
-    options->Set(CURLOPT_SOCKOPTDATA, request);
-    options->Set(CURLOPT_OPENSOCKETDATA, request);
     if (request->flags & BASICHTTP_REQUEST_TUNNEL)
         options->Set(CURLOPT_HTTPPROXYTUNNEL, 1L);
     /* What a proxy says while it opens a tunnel is not the response. */
@@ -123,31 +122,34 @@ void BasicHttpSetIdentity(BasicHttpOptions *options, BasicHttpRequest *request) 
     options->Set(CURLOPT_USERAGENT, request->userAgent ? request->userAgent : kDefaultUserAgent);
 }
 
+/* The share that a jar is, and the cookie that it starts with. */
+void BasicHttpSetJar(BasicHttpOptions *options, BasicHttpRequest *request) {
+    BasicHttpCookieJar *jar = request->cookieJar;
+    if (jar->share)
+        options->Set(CURLOPT_SHARE, jar->share);
+    if (!jar->initialCookie)
+        return;
+    const std::string line = BasicHttpBindCookie(jar->initialCookie, request->url);
+    if (!line.empty())
+        options->Set(CURLOPT_COOKIELIST, line.c_str());
+    BasicHttp_SetInitialCookie(jar, nullptr);
+}
+
 void BasicHttpSetCookies(BasicHttpOptions *options, BasicHttpRequest *request) {
     BasicHttpCookieJar *jar = request->cookieJar;
     if (!jar) {
         options->Set(CURLOPT_COOKIEFILE, "");
         return;
     }
+    if (!jar->share && !jar->fileName)
+        NOT_REACHED();
     if (jar->isNewSession) {
         options->Set(CURLOPT_COOKIESESSION, 1L);
         jar->isNewSession = false;
     }
-    if (jar->share) {
-        options->Set(CURLOPT_SHARE, jar->share);
-        options->Set(CURLOPT_COOKIEFILE, "");
-    } else if (jar->fileName) {
-        options->Set(CURLOPT_COOKIEFILE, jar->fileName);
-        options->Set(CURLOPT_COOKIEJAR, jar->fileName);
-    } else {
-        NOT_REACHED();
-    }
-    if (jar->initialCookie) {
-        const std::string line = BasicHttpBindCookie(jar->initialCookie, request->url);
-        options->Set(CURLOPT_COOKIELIST, line.c_str());
-        g_free(jar->initialCookie);
-        jar->initialCookie = nullptr;
-    }
+    options->Set(CURLOPT_COOKIEFILE, jar->share ? "" : jar->fileName);
+    options->SetText(CURLOPT_COOKIEJAR, jar->fileName);
+    BasicHttpSetJar(options, request);
 }
 
 void BasicHttpSetProxyOptions(BasicHttpOptions *options, BasicHttpRequest *request) {
@@ -191,17 +193,20 @@ const BasicHttpMemorySource *BasicHttpJoinableBody(const BasicHttpRequest *reque
     return memory && memory->length <= kMaxJoinedBody ? memory : nullptr;
 }
 
+void BasicHttpSetPostBody(BasicHttpOptions *options, BasicHttpRequest *request) {
+    options->Set(CURLOPT_POSTFIELDSIZE_LARGE, curl_off_t(BasicHttpBodyLength(request)));
+    if (const BasicHttpMemorySource *memory = BasicHttpJoinableBody(request))
+        options->Set(CURLOPT_POSTFIELDS, memory->data);
+}
+
 void BasicHttpSetMethod(BasicHttpOptions *options, BasicHttpRequest *request) {
-    const auto length = curl_off_t(BasicHttpBodyLength(request));
     switch (request->method) {
     case BASICHTTP_METHOD_GET:
         options->Set(CURLOPT_HTTPGET, 1L);
         break;
     case BASICHTTP_METHOD_POST:
         options->Set(CURLOPT_POST, 1L);
-        options->Set(CURLOPT_POSTFIELDSIZE_LARGE, length);
-        if (const BasicHttpMemorySource *memory = BasicHttpJoinableBody(request))
-            options->Set(CURLOPT_POSTFIELDS, memory->data);
+        BasicHttpSetPostBody(options, request);
         break;
     case BASICHTTP_METHOD_HEAD:
         options->Set(CURLOPT_NOBODY, 1L);
@@ -212,23 +217,26 @@ void BasicHttpSetMethod(BasicHttpOptions *options, BasicHttpRequest *request) {
         break;
     case BASICHTTP_METHOD_PUT:
         options->Set(CURLOPT_UPLOAD, 1L);
-        options->Set(CURLOPT_INFILESIZE_LARGE, length);
+        options->Set(CURLOPT_INFILESIZE_LARGE, curl_off_t(BasicHttpBodyLength(request)));
         break;
     }
     if (request->requestHeaders)
         options->Set(CURLOPT_HTTPHEADER, request->requestHeaders);
 }
 
+void BasicHttpSetCallbackData(BasicHttpOptions *options, BasicHttpRequest *request) {
+    for (CURLoption option :
+         {CURLOPT_HEADERDATA, CURLOPT_READDATA, CURLOPT_WRITEDATA, CURLOPT_IOCTLDATA,
+          CURLOPT_PRIVATE, CURLOPT_SOCKOPTDATA, CURLOPT_OPENSOCKETDATA})
+        options->Set(option, request);
+}
+
 void BasicHttpSetCallbacks(BasicHttpOptions *options, BasicHttpRequest *request) {
     options->Set(CURLOPT_HEADERFUNCTION, BasicHttpHeaderCallback);
-    options->Set(CURLOPT_HEADERDATA, request);
     options->Set(CURLOPT_READFUNCTION, BasicHttpReadCallback);
-    options->Set(CURLOPT_READDATA, request);
     options->Set(CURLOPT_WRITEFUNCTION, BasicHttpWriteCallback);
-    options->Set(CURLOPT_WRITEDATA, request);
     options->Set(CURLOPT_IOCTLFUNCTION, BasicHttpIoctlCallback);
-    options->Set(CURLOPT_IOCTLDATA, request);
-    options->Set(CURLOPT_PRIVATE, request);
+    BasicHttpSetCallbackData(options, request);
 }
 
 /* libcurl opens sockets that children would inherit, so ours is used in either case. */
@@ -239,30 +247,74 @@ void BasicHttpSetConnectTimeout(BasicHttpOptions *options, BasicHttpRequest *req
                                              : long(request->connectTimeout));
 }
 
-bool BasicHttpSetOptions(BasicHttpRequest *request) {
-    BasicHttpOptions options{request->curl};
+void BasicHttpSetAll(BasicHttpOptions *options, BasicHttpRequest *request) {
     for (auto set :
          {BasicHttpSetUrl, BasicHttpSetConnection, BasicHttpSetTls, BasicHttpSetBehaviour,
           BasicHttpSetIdentity, BasicHttpSetCookies, BasicHttpSetProxyOptions, BasicHttpSetTrace,
           BasicHttpSetMethod, BasicHttpSetCallbacks, BasicHttpSetConnectTimeout})
-        set(&options, request);
+        set(options, request);
+}
+
+/* A session's calls differ in little but their bodies: posts without a proxy, through a shared jar. What
+ * all such have in common is left in the handles that they have used. */
+bool BasicHttpIsPlainCall(const BasicHttpRequest *request) {
+    const bool isSpecial = request->freshConnection || request->forbidReuse ||
+                           request->authType != 0 || request->sslManualVerification ||
+                           request->sslCtxProc || request->sslCAInfo || request->sslCAPath ||
+                           request->noProxy || (request->flags & BASICHTTP_REQUEST_TUNNEL) ||
+                           !request->connectionTimeoutWorkaround || basicHttpTrace;
+    const BasicHttpCookieJar *jar = request->cookieJar;
+    return request->method == BASICHTTP_METHOD_POST && !isSpecial && jar && jar->share &&
+           !jar->isNewSession && request->proxy && request->proxyType == BASICHTTP_PROXY_NONE &&
+           BasicHttpJoinableBody(request) && !strchr(request->url, '%');
+}
+
+/* What a handle of a plain call needs for another: all that BasicHttpIsPlainCall() leaves open. */
+void BasicHttpSetPlainCall(BasicHttpOptions *options, BasicHttpRequest *request) {
+    options->Set(CURLOPT_URL, request->url);
+    BasicHttpSetIdentity(options, request);
+    BasicHttpSetJar(options, request);
+    BasicHttpSetPostBody(options, request);
+    options->Set(CURLOPT_HTTPHEADER, request->requestHeaders);
+    BasicHttpSetCallbackData(options, request);
+}
+
+CURL *BasicHttpTake(std::vector<CURL *> *handles) {
+    if (handles->empty())
+        return nullptr;
+    CURL *handle = handles->back();
+    handles->pop_back();
+    return handle;
+}
+
+/* Gives the request a handle with all its options. */
+bool BasicHttpSetUp(BasicHttpGlobalState *state, BasicHttpRequest *request) {
+    request->isPlainCall = BasicHttpIsPlainCall(request);
+    request->keepsHandle = !request->cookieJar || request->cookieJar->share;
+    request->curl = request->isPlainCall ? BasicHttpTake(&state->plainHandles) : nullptr;
+    const bool isPrepared = request->curl != nullptr;
+    if (!isPrepared)
+        request->curl = BasicHttpTake(&state->idleHandles);
+    if (!request->curl)
+        request->curl = curl_easy_init();
+    if (!request->curl)
+        return false;
+
+    BasicHttpOptions options{request->curl};
+    if (isPrepared)
+        BasicHttpSetPlainCall(&options, request);
+    else
+        BasicHttpSetAll(&options, request);
     if (options.result != CURLE_OK)
         Warning("BasicHTTP: Request %p could not be set up: %s\n", static_cast<void *>(request),
                 curl_easy_strerror(options.result));
     return options.result == CURLE_OK;
 }
 
-CURL *BasicHttpTakeHandle(BasicHttpGlobalState *state) {
-    if (state->idleHandles.empty())
-        return curl_easy_init();
-    CURL *handle = state->idleHandles.back();
-    state->idleHandles.pop_back();
-    return handle;
-}
-
 /* The end of a start that failed; it may be tried again. */
 bool BasicHttpFailStart(BasicHttpRequest *request) {
     BasicHttpFinishRequest(request, BASICHTTP_STATE_IDLE);
+    request->keepsHandle = false;
     BasicHttpReleaseHandle(request->owner, request);
     return false;
 }
@@ -280,9 +332,7 @@ bool BasicHttpAddToMulti(BasicHttpGlobalState *state, BasicHttpRequest *request)
 bool BasicHttpStartRequest(BasicHttpRequest *request) {
     BasicHttpGlobalState *state = request->owner;
     request->state = BASICHTTP_STATE_SENDING;
-    request->keepsHandle = !request->cookieJar || request->cookieJar->share;
-    request->curl = BasicHttpTakeHandle(state);
-    if (!request->curl || !BasicHttpSetOptions(request))
+    if (!BasicHttpSetUp(state, request))
         return BasicHttpFailStart(request);
 
     BasicHttpStartConnectionTimeout(request);
@@ -301,13 +351,16 @@ void BasicHttpReleaseHandle(BasicHttpGlobalState *state, BasicHttpRequest *reque
     request->curl = nullptr;
     if (!handle)
         return;
-    if (!request->keepsHandle || state->isTearingDown ||
-        state->idleHandles.size() >= kMaxIdleHandles) {
+    std::vector<CURL *> *kept = request->isPlainCall ? &state->plainHandles : &state->idleHandles;
+    if (!request->keepsHandle || state->isTearingDown || kept->size() >= kMaxIdleHandles) {
         curl_easy_cleanup(handle); /* this writes a cookie file */
         return;
     }
-    curl_easy_setopt(handle, CURLOPT_SHARE, nullptr);
-    curl_easy_setopt(handle, CURLOPT_COOKIEFILE, nullptr); /* a reset keeps cookies */
-    curl_easy_reset(handle);
-    state->idleHandles.push_back(handle);
+    if (request->cookieJar)
+        curl_easy_setopt(handle, CURLOPT_SHARE, nullptr);
+    if (!request->isPlainCall) {
+        curl_easy_setopt(handle, CURLOPT_COOKIEFILE, nullptr); /* a reset keeps cookies */
+        curl_easy_reset(handle);
+    }
+    kept->push_back(handle);
 }

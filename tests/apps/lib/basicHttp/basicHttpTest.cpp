@@ -342,6 +342,59 @@ TEST_F(BasicHttp, NothingOfARequestStaysForTheNext) {
     EXPECT_STREQ(head.get(), server.Requests()[1].head.c_str());
 }
 
+/* Calls of a session leave most of their options in the handle; what differs must not stay. */
+TEST_F(BasicHttp, NothingOfACallStaysForTheNext) {
+    BasicHttpCookieJar *jars[] = {BasicHttp_CreateCookieJar(), BasicHttp_CreateCookieJar()};
+    BasicHttp_SetInitialCookie(jars[0], "Set-Cookie: a=b");
+    server.Answer([](const CannedRequest &request) {
+        return request.target == "/moved"   ? CannedAnswer{"HTTP/1.1 302 Found\r\nLocation: /x\r\n"
+                                                           "Content-Length: 0\r\n\r\n"}
+               : request.target == "/never" ? CannedAnswer{}
+                                            : HttpReply("");
+    });
+    const auto call = [&](const char *path, const char *body, BasicHttpCookieJar *jar) {
+        BasicHttpRequest *request = Request(path, BASICHTTP_METHOD_POST, body, jar);
+        BasicHttp_SetProxy(request, "", BASICHTTP_PROXY_NONE);
+        return request;
+    };
+    BasicHttpRequest *first = call("/1", "<one/>", jars[0]);
+    BasicHttp_AppendRequestHeader(first, "X-Own: 1");
+    BasicHttp_SetUserAgent(first, "other");
+    Run(first);
+    Run(call("/moved", "<two/>", jars[1]));
+    Outcome never;
+    BasicHttpRequest *cancelled = call("/never", "<a longer body/>", jars[0]);
+    Send(cancelled, &never);
+    EXPECT_TRUE(RunUntilServed(4));
+    BasicHttp_FreeRequest(cancelled);
+    Run(call("/5", "", jars[1]));
+    Run(call("/6", "<six/>", jars[0]));
+    EXPECT_EQ(1u, curlGlobalState->plainHandles.size());
+
+    const char *heads[] = {
+        "POST /1 HTTP/1.1\r\nHost: %h\r\nUser-Agent: other\r\nAccept: */*\r\nCookie: a=b\r\n"
+        "X-Own: 1\r\nContent-Length: 6\r\n%t",
+        "POST /moved HTTP/1.1\r\nHost: %h\r\n%u\r\nAccept: */*\r\nContent-Length: 6\r\n%t",
+        "GET /x HTTP/1.1\r\nHost: %h\r\n%u\r\nAccept: */*",
+        "POST /never HTTP/1.1\r\nHost: %h\r\n%u\r\nAccept: */*\r\nCookie: a=b\r\n"
+        "Content-Length: 16\r\n%t",
+        "POST /5 HTTP/1.1\r\nHost: %h\r\n%u\r\nAccept: */*\r\nContent-Length: 0\r\n%t",
+        "POST /6 HTTP/1.1\r\nHost: %h\r\n%u\r\nAccept: */*\r\nCookie: a=b\r\n"
+        "Content-Length: 6\r\n%t",
+    };
+    ASSERT_EQ(std::size(heads), server.Requests().size());
+    for (size_t i = 0; i < std::size(heads); i++) {
+        GString *head = g_string_new(heads[i]);
+        const GStringPtr owner(head);
+        g_string_replace(head, "%h", server.Url().c_str() + strlen("http://"), 0);
+        g_string_replace(head, "%u", "User-Agent: Halden-client", 0);
+        g_string_replace(head, "%t", "Content-Type: application/x-www-form-urlencoded", 0);
+        EXPECT_EQ(head->str, server.Requests()[i].head);
+    }
+    for (BasicHttpCookieJar *jar : jars)
+        BasicHttp_FreeCookieJar(jar);
+}
+
 TEST_F(BasicHttp, CredentialsAnswerAChallenge) {
     server.Answer([](const CannedRequest &request) {
         if (request.Header("Authorization").empty() ||
