@@ -10,6 +10,9 @@ namespace {
 
 using BasicHttpErrors = BasicHttpFixture;
 
+/* A name that is looked up in vain without asking anybody: a part of it is too long. */
+const std::string kNoName = std::string(64, 'a') + ".invalid";
+
 /* A port that nobody listens on. */
 int ClosedPort() {
     CannedServer server;
@@ -28,7 +31,7 @@ Outcome RunUrl(const std::string &url) {
 TEST_F(BasicHttpErrors, NoConnection) {
     const std::pair<std::string, BasicHttpErrorCode> rows[] = {
         {"http://127.0.0.1:" + std::to_string(ClosedPort()), BASICHTTP_ERROR_COULDNT_CONNECT},
-        {"http://name.invalid/", BASICHTTP_ERROR_COULDNT_RESOLVE_HOST},
+        {"http://" + kNoName, BASICHTTP_ERROR_COULDNT_RESOLVE_HOST},
         {"ftp://127.0.0.1/x", BASICHTTP_ERROR_UNSUPPORTED_PROTOCOL},
         {"file:///etc/passwd", BASICHTTP_ERROR_UNSUPPORTED_PROTOCOL},
         {"http://host name/", BASICHTTP_ERROR_URL_MALFORMAT},
@@ -42,7 +45,7 @@ TEST_F(BasicHttpErrors, NoConnection) {
         EXPECT_EQ(0, outcome.status);
     }
     BasicHttpRequest *request = Request("/x");
-    BasicHttp_SetProxy(request, "http://name.invalid:1", BASICHTTP_PROXY_HTTP);
+    BasicHttp_SetProxy(request, ("http://" + kNoName + ":1").c_str(), BASICHTTP_PROXY_HTTP);
     EXPECT_EQ(BASICHTTP_ERROR_COULDNT_RESOLVE_PROXY, Run(request).error);
 }
 
