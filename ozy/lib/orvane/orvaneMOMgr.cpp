@@ -20,10 +20,6 @@ OrvaneMOMgr *MOMgrCast(gpointer object) {
     return static_cast<OrvaneMOMgr *>(object);
 }
 
-void FreeQueue(gpointer queue) {
-    g_queue_free(static_cast<GQueue *>(queue));
-}
-
 /* Destroys the proxy if nobody took ownership of it; changes nothing for one with owners. */
 void SinkAndRelease(SkemaQormManagedObject *proxy) {
     g_object_ref_sink(proxy);
@@ -154,8 +150,8 @@ static void orvane_momgr_init(OrvaneMOMgr *momgr) {
     priv->objectsById = g_hash_table_new_full(g_str_hash, g_str_equal, g_free, nullptr);
     priv->idsByObject = g_hash_table_new_full(nullptr, nullptr, nullptr, g_free);
     priv->filtersByObject = g_hash_table_new_full(nullptr, nullptr, nullptr, g_free);
-    priv->loadListeners = g_hash_table_new(nullptr, nullptr);
-    priv->pendingLoads = g_hash_table_new_full(nullptr, nullptr, nullptr, FreeQueue);
+    priv->loadListeners = g_hash_table_new_full(nullptr, nullptr, nullptr, g_free);
+    priv->pendingLoads = g_hash_table_new_full(nullptr, nullptr, nullptr, MOMgrFreePending);
     priv->loadQueue = g_queue_new();
     priv->activeListeners = g_queue_new();
     priv->answering = g_queue_new();

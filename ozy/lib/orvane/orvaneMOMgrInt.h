@@ -26,14 +26,26 @@ struct MOMgrLoad {
     gboolean partialUpdates;
 };
 
+/* What is known of a load that was not answered yet. */
+struct MOMgrPending {
+    GQueue waiting; /* of listeners, in order of arrival; NULL for a load without one */
+    GList *record;  /* its MOMgrLoad, until it is started */
+};
+
+/* What a listener waits for. */
+struct MOMgrWaiter {
+    SkemaQormManagedObject *proxy; /* NULL: contents */
+    GList *active;                 /* its place in activeListeners */
+};
+
 struct OrvaneMOMgrPrivate {
     OrvaneSession *session;      /* not owned; ask whether it is live */
     GHashTable *objectsById;     /* owned id -> proxy */
     GHashTable *idsByObject;     /* proxy -> owned id */
     GHashTable *filtersByObject; /* proxy -> owned id of its filter */
-    GHashTable *loadListeners;   /* listener -> proxy that it waits for, NULL for contents */
-    GHashTable *pendingLoads; /* proxy -> GQueue of listeners, in order of arrival, NULL for none */
-    GQueue *loadQueue;        /* of MOMgrLoad, in at the head, out at the tail */
+    GHashTable *loadListeners;   /* listener -> owned MOMgrWaiter */
+    GHashTable *pendingLoads;    /* proxy -> owned MOMgrPending */
+    GQueue *loadQueue;           /* of MOMgrLoad, in at the head, out at the tail */
     guint32 outstandingLoads; /* CreateFilter calls whose load was not answered; may go below 0 */
     SkemaQormManagedObject *collector;
     char *collectorVersion; /* of the last updates; NULL: from the beginning */
@@ -41,7 +53,8 @@ struct OrvaneMOMgrPrivate {
     gboolean updatesInFlight;
     OrvaneListener *updatesListener; /* of the open call, which owns it; a weak pointer */
     GQueue *activeListeners;         /* all that are still to be answered, the newest at the head */
-    GQueue *answering; /* of GQueue: lists taken from pendingLoads whose listeners are being told */
+    GQueue
+        *answering; /* of MOMgrPending, taken from pendingLoads, whose listeners are being told */
     guint startsWanted; /* loads to start before orvane_momgr_dequeue_pending_load() returns */
     gboolean isClosed;  /* the connection is over */
 };
@@ -93,6 +106,9 @@ void MOMgrDestroyFilter(OrvaneMOMgr *momgr, const char *filterId);
 
 /* The fault of a call that failed, as a value. */
 void MOMgrTakeFault(OrvaneListener *internal, GValue *value);
+
+/* Frees one; no listener is told. */
+void MOMgrFreePending(gpointer pending);
 
 /* Starts as many queued loads as there is room for. */
 void MOMgrStartLoads(OrvaneMOMgr *momgr);

@@ -78,6 +78,10 @@ void MOMgrKeepFilter(OrvaneMOMgr *momgr, SkemaQormManagedObject *proxy, const ch
         MOMgrDestroyFilter(momgr, owner.get());
 }
 
+MOMgrPending *MOMgrPendingOf(OrvaneMOMgrPrivate *priv, gpointer proxy) {
+    return static_cast<MOMgrPending *>(g_hash_table_lookup(priv->pendingLoads, proxy));
+}
+
 /* Takes the oldest load that is waiting, if there is room for it. */
 void MOMgrStartLoad(OrvaneMOMgr *momgr) {
     OrvaneMOMgrPrivate *priv = momgr->priv;
@@ -92,30 +96,41 @@ void MOMgrStartLoad(OrvaneMOMgr *momgr) {
     GPtr<MOMgrLoad> load(static_cast<MOMgrLoad *>(g_queue_pop_tail(priv->loadQueue)));
     if (load == nullptr)
         return;
+    MOMgrPendingOf(priv, load->proxy)->record = nullptr;
     priv->outstandingLoads++;
     MOMgrCreateFilter(momgr, load->proxy, load->partialUpdates);
 }
 
-/* The filter of a load that was answered or given up need not be asked for any more. */
-void MOMgrUnqueue(OrvaneMOMgrPrivate *priv, gpointer proxy) {
-    for (GList *at = priv->loadQueue->head; at != nullptr; at = at->next) {
-        if (static_cast<MOMgrLoad *>(at->data)->proxy != proxy)
-            continue;
-        g_free(at->data);
-        g_queue_delete_link(priv->loadQueue, at);
-        return;
-    }
+/* Enters a load that nobody waits for yet, and has its filter asked for when its turn comes. */
+MOMgrPending *MOMgrNewPending(OrvaneMOMgr *momgr, SkemaQormManagedObject *proxy) {
+    OrvaneMOMgrPrivate *priv = momgr->priv;
+    MOMgrLoad *load = g_new(MOMgrLoad, 1);
+    *load = {proxy, static_cast<gboolean>(proxy->partialUpdates)};
+    g_queue_push_head(priv->loadQueue, load);
+    MOMgrPending *pending = g_new0(MOMgrPending, 1);
+    pending->record = priv->loadQueue->head;
+    g_hash_table_insert(priv->pendingLoads, proxy, pending);
+    g_object_weak_ref(G_OBJECT(proxy), orvane_momgr_load_object_weak_notify, momgr);
+    return pending;
 }
 
-/* Takes a listener from all that the manager still has to answer. */
-void MOMgrRemoveActive(OrvaneMOMgrPrivate *priv, gpointer listener) {
-    /* answers mostly come in the order of the loads, so the listener is near the tail */
-    GList *at = priv->activeListeners->tail;
-    while (at != nullptr && at->data != listener)
-        at = at->prev;
-    if (at != nullptr)
-        g_queue_delete_link(priv->activeListeners, at);
+/* The filter of a load that was answered or given up need not be asked for any more. */
+void MOMgrUnqueue(OrvaneMOMgrPrivate *priv, MOMgrPending *pending) {
+    if (pending->record == nullptr)
+        return;
+    g_free(pending->record->data);
+    g_queue_delete_link(priv->loadQueue, pending->record);
+    pending->record = nullptr;
+}
+
+/* Takes a listener from all that the manager still has to answer; the proxy that it waited for. */
+SkemaQormManagedObject *MOMgrRemoveActive(OrvaneMOMgrPrivate *priv, gpointer listener) {
+    const auto *waiter =
+        static_cast<MOMgrWaiter *>(g_hash_table_lookup(priv->loadListeners, listener));
+    SkemaQormManagedObject *proxy = waiter->proxy;
+    g_queue_delete_link(priv->activeListeners, waiter->active);
     g_hash_table_remove(priv->loadListeners, listener);
+    return proxy;
 }
 
 /* Whether the proxy is this manager's, or can become so: the application may have kept it from a former
@@ -212,6 +227,12 @@ void MOMgrTakeFault(OrvaneListener *internal, GValue *value) {
     g_value_take_object(value, orvane_listener_get_fault(internal));
 }
 
+void MOMgrFreePending(gpointer data) {
+    auto *pending = static_cast<MOMgrPending *>(data);
+    g_queue_clear(&pending->waiting);
+    g_free(pending);
+}
+
 gboolean MOMgrWatchListener(OrvaneMOMgr *momgr, OrvaneListener *listener,
                             SkemaQormManagedObject *proxy) {
     OrvaneMOMgrPrivate *priv = momgr->priv;
@@ -219,9 +240,11 @@ gboolean MOMgrWatchListener(OrvaneMOMgr *momgr, OrvaneListener *listener,
         g_warning("A listener can wait for one load at a time.");
         return FALSE;
     }
-    g_hash_table_insert(priv->loadListeners, listener, proxy);
-    g_object_weak_ref(G_OBJECT(listener), orvane_momgr_load_listener_weak_notify, momgr);
     g_queue_push_head(priv->activeListeners, listener);
+    MOMgrWaiter *waiter = g_new(MOMgrWaiter, 1);
+    *waiter = {proxy, priv->activeListeners->head};
+    g_hash_table_insert(priv->loadListeners, listener, waiter);
+    g_object_weak_ref(G_OBJECT(listener), orvane_momgr_load_listener_weak_notify, momgr);
     orvane_listener_initiate(listener);
     return g_hash_table_contains(priv->loadListeners, listener);
 }
@@ -263,19 +286,13 @@ void orvane_momgr_load_object(OrvaneMOMgr *momgr, gboolean partialUpdates,
     if (listener != nullptr && !MOMgrWatchListener(momgr, listener, proxy))
         listener = nullptr;
 
-    auto *waiting = static_cast<GQueue *>(g_hash_table_lookup(priv->pendingLoads, proxy));
-    if (waiting != nullptr) {
-        g_queue_push_tail(waiting, listener);
-        return;
-    }
-    waiting = g_queue_new();
-    g_queue_push_tail(waiting, listener);
-    g_hash_table_insert(priv->pendingLoads, proxy, waiting);
-    g_object_weak_ref(G_OBJECT(proxy), orvane_momgr_load_object_weak_notify, momgr);
-    MOMgrLoad *load = g_new(MOMgrLoad, 1);
-    *load = {proxy, partialUpdates};
-    g_queue_push_head(priv->loadQueue, load);
-    orvane_momgr_dequeue_pending_load(momgr);
+    MOMgrPending *pending = MOMgrPendingOf(priv, proxy);
+    const bool isFirst = pending == nullptr;
+    if (isFirst)
+        pending = MOMgrNewPending(momgr, proxy);
+    g_queue_push_tail(&pending->waiting, listener);
+    if (isFirst)
+        orvane_momgr_dequeue_pending_load(momgr);
 }
 
 void orvane_momgr_dequeue_pending_load(OrvaneMOMgr *momgr) {
@@ -331,19 +348,19 @@ void orvane_momgr_acknowledge_load(OrvaneMOMgr *momgr, SkemaQormManagedObject *p
     gpointer taken = nullptr;
     if (g_hash_table_steal_extended(priv->pendingLoads, proxy, nullptr, &taken)) {
         g_object_weak_unref(G_OBJECT(proxy), orvane_momgr_load_object_weak_notify, momgr);
-        MOMgrUnqueue(priv, proxy);
-        auto *waiting = static_cast<GQueue *>(taken);
+        auto *pending = static_cast<MOMgrPending *>(taken);
+        MOMgrUnqueue(priv, pending);
         /* A handler may drop listeners that stand further back; they leave the list then. */
-        g_queue_push_tail(priv->answering, waiting);
-        while (!g_queue_is_empty(waiting)) {
-            auto *listener = static_cast<OrvaneListener *>(g_queue_pop_head(waiting));
+        g_queue_push_tail(priv->answering, pending);
+        while (!g_queue_is_empty(&pending->waiting)) {
+            auto *listener = static_cast<OrvaneListener *>(g_queue_pop_head(&pending->waiting));
             if (listener == nullptr)
                 continue;
             MOMgrForgetListener(momgr, listener);
             orvane_listener_acknowledge(listener, success, value);
         }
-        g_queue_remove(priv->answering, waiting);
-        g_queue_free(waiting);
+        g_queue_remove(priv->answering, pending);
+        MOMgrFreePending(pending);
     }
 
     priv->outstandingLoads--;
@@ -375,9 +392,9 @@ void orvane_momgr_unload_object(OrvaneMOMgr *momgr, SkemaQormManagedObject *prox
 void orvane_momgr_load_object_weak_notify(gpointer data, GObject *proxy) {
     OrvaneMOMgr *momgr = MOMgrCast(data);
     OrvaneMOMgrPrivate *priv = momgr->priv;
-    auto *waiting = static_cast<GQueue *>(g_hash_table_lookup(priv->pendingLoads, proxy));
-    while (waiting != nullptr && !g_queue_is_empty(waiting)) {
-        auto *listener = static_cast<OrvaneListener *>(g_queue_pop_head(waiting));
+    MOMgrPending *pending = MOMgrPendingOf(priv, proxy);
+    while (!g_queue_is_empty(&pending->waiting)) {
+        auto *listener = static_cast<OrvaneListener *>(g_queue_pop_head(&pending->waiting));
         if (listener == nullptr)
             continue;
         MOMgrForgetListener(momgr, listener);
@@ -385,24 +402,24 @@ void orvane_momgr_load_object_weak_notify(gpointer data, GObject *proxy) {
         if (OrvaneListener_IsInternal(listener))
             g_object_unref(listener);
     }
-    MOMgrUnqueue(priv, proxy);
+    MOMgrUnqueue(priv, pending);
     g_hash_table_remove(priv->pendingLoads, proxy);
 }
 
 void orvane_momgr_load_listener_weak_notify(gpointer data, GObject *listener) {
     OrvaneMOMgr *momgr = MOMgrCast(data);
     OrvaneMOMgrPrivate *priv = momgr->priv;
-    gpointer proxy = g_hash_table_lookup(priv->loadListeners, listener);
-    MOMgrRemoveActive(priv, listener);
+    SkemaQormManagedObject *proxy = MOMgrRemoveActive(priv, listener);
     for (GList *at = priv->answering->head; at != nullptr; at = at->next)
-        g_queue_remove(static_cast<GQueue *>(at->data), listener);
+        g_queue_remove(&static_cast<MOMgrPending *>(at->data)->waiting, listener);
 
-    auto *waiting = static_cast<GQueue *>(g_hash_table_lookup(priv->pendingLoads, proxy));
-    if (waiting == nullptr || !g_queue_remove(waiting, listener) || !g_queue_is_empty(waiting))
+    MOMgrPending *pending = MOMgrPendingOf(priv, proxy);
+    if (pending == nullptr || !g_queue_remove(&pending->waiting, listener) ||
+        !g_queue_is_empty(&pending->waiting))
         return;
     /* The filter, if it was asked for, comes all the same. */
-    g_object_weak_unref(static_cast<GObject *>(proxy), orvane_momgr_load_object_weak_notify, momgr);
-    MOMgrUnqueue(priv, proxy);
+    g_object_weak_unref(G_OBJECT(proxy), orvane_momgr_load_object_weak_notify, momgr);
+    MOMgrUnqueue(priv, pending);
     g_hash_table_remove(priv->pendingLoads, proxy);
 }
 

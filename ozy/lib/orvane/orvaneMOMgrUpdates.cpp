@@ -50,10 +50,10 @@ void MOMgrApplyChanges(OrvaneMOMgr *momgr, SkemaQormManagedObject *proxy,
 /* The object's first values are in the proxy. The service also sends such an update for an object that is
  * loaded, when the stream starts from the beginning again; the loads then still count. */
 void MOMgrEnter(OrvaneMOMgr *momgr, SkemaQormManagedObject *proxy) {
-    const auto *waiting =
-        static_cast<GQueue *>(g_hash_table_lookup(momgr->priv->pendingLoads, proxy));
-    if (waiting != nullptr)
-        proxy->loadCount = waiting->length;
+    const auto *pending =
+        static_cast<MOMgrPending *>(g_hash_table_lookup(momgr->priv->pendingLoads, proxy));
+    if (pending != nullptr)
+        proxy->loadCount = pending->waiting.length;
     orvane_momgr_acknowledge_load(momgr, proxy, TRUE, nullptr);
 }
 

@@ -192,6 +192,19 @@ TEST_F(Loads, OfAProxyThatDiesTellNobodyAndLeaveNoFilter) {
     EXPECT_EQ(0, service.NumFilters() - 1) << "the authorization manager's is left";
 }
 
+/* The request for its filter is all that mentions such a proxy, so it goes with the request. */
+TEST_F(Loads, OfProxiesThatNobodyOwnsTellNobody) {
+    Outcome outcomes[14];
+    for (int i = 0; i < 14; i++)
+        Load(orvane_session_get_object(session.get(), std::to_string(i).c_str(),
+                                       skema_ozy_virtual_machine_get_type()),
+             outcomes[i].listener);
+    ASSERT_TRUE(RunUntilCount("DestroyPropertyFilter", 11));
+    Disconnect();
+    for (int i = 0; i < 14; i++)
+        EXPECT_EQ(i < 11 ? "" : "acknowledge failure", outcomes[i].told) << i;
+}
+
 TEST_F(Loads, AProxyThatGoesTakesItsFilterAlong) {
     Load(Machine("vm-1"));
     ASSERT_TRUE(RunUntilCount("CreateFilter", 1));
