@@ -1,15 +1,20 @@
 /* inventory URL USER PASSWORD -- connects to a service and prints what is in its inventory */
 #define GLIB_DISABLE_DEPRECATION_WARNINGS /* lists are GValueArrays */
+#include <stdlib.h>
+
 #include <orvane/orvane.h>
 #include <orvane/orvaneGlib.h>
 #include <orvane/schema/ozy.h>
 
-/* Runs the loop until the operation has ended, which must be well. */
+/* Runs the loop until the operation has ended; ends the program if it failed. */
 static void Await(OrvaneListener *listener) {
     while (orvane_listener_get_state(listener) < ORVANE_LISTENER_SUCCEEDED)
         g_main_context_iteration(NULL, TRUE);
-    if (orvane_listener_get_state(listener) == ORVANE_LISTENER_FAILED)
-        g_error("the service did not do it");
+    if (orvane_listener_get_state(listener) == ORVANE_LISTENER_SUCCEEDED)
+        return;
+    SkemaQormMethodFault *fault = orvane_listener_get_fault(listener);
+    g_printerr("%s\n", fault && fault->fault_string ? fault->fault_string : "no usable answer");
+    exit(EXIT_FAILURE);
 }
 
 /* The names of all that "childEntity" of folders and "vmFolder" of datacenters lead to. */

@@ -121,6 +121,10 @@ TEST(Examples, InventoryNamesAllMachines) {
     EXPECT_THAT(ended.out, AllOf(HasSubstr("SkemaOzyVirtualMachine       machine-0001\n"),
                                  HasSubstr("SkemaOzyVirtualMachine       machine-0005\n")));
     EXPECT_EQ(0, server.NumSessions());
+
+    const Ended refused = RunProgram("examples/inventory", {server.Url(), "administrator", "no"});
+    EXPECT_EQ(1, refused.status);
+    EXPECT_EQ(1, std::ranges::count(refused.err, '\n')) << refused.err;
 }
 
 TEST(Examples, PowerOnFollowsTheTaskAndTellsTheFault) {
