@@ -355,7 +355,7 @@ void orvane_session_set_interrupted(OrvaneSession *session) {
 
 /* -- how to log in -------------------------------------------------------------------------------- */
 
-OrvaneCnxParams *orvane_session_create_cnxparams(OrvaneCnxKind kind, ...) {
+OrvaneCnxParams *orvane_session_create_cnxparams(gint kind, ...) {
     va_list arguments;
     va_start(arguments, kind);
     const char *first = va_arg(arguments, const char *);
@@ -367,7 +367,7 @@ OrvaneCnxParams *orvane_session_create_cnxparams(OrvaneCnxKind kind, ...) {
     if (second == nullptr && kind == ORVANE_CNX_PASSWORD)
         return nullptr;
     OrvaneCnxParams *params = g_new0(OrvaneCnxParams, 1);
-    params->kind = kind;
+    params->kind = static_cast<OrvaneCnxKind>(kind);
     params->first = g_strdup(first);
     params->second = g_strdup(second);
     return params;

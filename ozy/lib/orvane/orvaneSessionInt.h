@@ -40,8 +40,9 @@ struct OrvaneCnxParams {
     char *second;
 };
 
-/* Takes copies of the strings that the kind has; NULL if a required one is missing. */
-OrvaneCnxParams *orvane_session_create_cnxparams(OrvaneCnxKind kind, ...);
+/* Takes copies of the strings that the kind (an OrvaneCnxKind, as an int for va_start) has; NULL if a required
+ * one is missing. */
+OrvaneCnxParams *orvane_session_create_cnxparams(gint kind, ...);
 /* Wipes and frees; NULL is accepted. */
 void orvane_session_destroy_cnxparams(OrvaneCnxParams *params);
 
