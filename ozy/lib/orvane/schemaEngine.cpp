@@ -324,11 +324,13 @@ GType ParentOf(const SchemaTypeRow &row) {
 
 GType ClassRegister(const SchemaTypeRow &row, const char *name, guint index) {
     const GType parent = ParentOf(row);
+    const guint instanceSize = InstanceSize(row);
+    VERIFY(instanceSize <= G_MAXUINT16); /* as much as GLib can tell */
     const GTypeInfo info = {
         .class_size = sizeof(SchemaRootClass),
         .class_init = SchemaClassInit,
         .class_data = GUINT_TO_POINTER(index),
-        .instance_size = static_cast<guint16>(InstanceSize(row)),
+        .instance_size = static_cast<guint16>(instanceSize),
     };
     return g_type_register_static(parent, name, &info, static_cast<GTypeFlags>(0));
 }
