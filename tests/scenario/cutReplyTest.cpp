@@ -39,6 +39,6 @@ TEST_P(CutReply, AtEverySeventhByte) {
 }
 
 INSTANTIATE_TEST_SUITE_P(, CutReply, testing::ValuesIn(kAnswers),
-                         [](const auto &info) { return std::string(info.param); });
+                         [](const auto &row) { return std::string(row.param); });
 
 } // namespace

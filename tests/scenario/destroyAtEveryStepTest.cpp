@@ -94,6 +94,6 @@ TEST_P(DestroyAtEveryStep, InsideASignalHandler) {
 }
 
 INSTANTIATE_TEST_SUITE_P(, DestroyAtEveryStep, testing::ValuesIn(kDisturbances),
-                         [](const auto &info) { return info.param.name; });
+                         [](const auto &row) { return row.param.name; });
 
 } // namespace
