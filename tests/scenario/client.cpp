@@ -6,6 +6,7 @@
 #include <fmt/format.h>
 #include <orvane/schema/ozy.h>
 
+#include "lib/misc/glibPtr.h"
 #include "tests/support/testLoop.h"
 
 namespace scenario {
@@ -17,6 +18,20 @@ constexpr int kQuietMs = 3;      /* the loop is idle when nothing came for so lo
 constexpr int kQuietRounds = 8;  /* nothing will come any more after so many idle rounds */
 constexpr int kTickMs = 500;     /* the simulator's clock moves on by this in an idle round */
 constexpr int kMaxSteps = 20000; /* a client that needs more is going in circles */
+
+/* "failure", the fault's class, and the error of a reply that was none. */
+std::string Failure(OrvaneListener *listener) {
+    const ObjectPtr<SkemaQormMethodFault> fault(orvane_listener_get_fault(listener));
+    if (!fault)
+        return "failure";
+    std::string text = fmt::format("failure {}", G_OBJECT_TYPE_NAME(fault.get()));
+    if (G_TYPE_CHECK_INSTANCE_TYPE(fault.get(), ORVANE_TYPE_FAULT_INVALID_RESPONSE)) {
+        guint error = 0;
+        g_object_get(fault.get(), "errorCode", &error, nullptr);
+        text += fmt::format(" {}", error);
+    }
+    return text;
+}
 
 } // namespace
 
@@ -62,7 +77,7 @@ void Client::OnFinal(OrvaneListener *listener, Watched *watched) {
     Client *client = watched->client;
     const bool succeeded = orvane_listener_get_state(listener) == ORVANE_LISTENER_SUCCEEDED;
     client->signals.push_back(
-        fmt::format("{} {}", StepName(watched->step), succeeded ? "success" : "failure"));
+        fmt::format("{} {}", StepName(watched->step), succeeded ? "success" : Failure(listener)));
     if (watched->numFinals++ > 0)
         return;
 

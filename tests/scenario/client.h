@@ -50,10 +50,11 @@ public:
 
     simulator::Simulator server;
     Step step = Step::kConnect;
-    bool failed = false;              /* a step ended in failure */
-    int numHandlers = 0;              /* signal handlers run so far */
-    int numChanges = 0;               /* changes of the machine's name seen */
-    std::vector<std::string> signals; /* "CONNECT success", in order */
+    bool failed = false; /* a step ended in failure */
+    int numHandlers = 0; /* signal handlers run so far */
+    int numChanges = 0;  /* changes of the machine's name seen */
+    std::vector<std::string>
+        signals; /* in order: "CONNECT success", "CALL failure" and the fault */
 
     /* Called inside each signal handler of a listener, with its number from 0. */
     std::function<void(int)> inHandler;
