@@ -15,7 +15,7 @@ namespace {
 using scenario::Client;
 using scenario::Step;
 
-constexpr const char *kInvalid = "OrvaneFaultInvalidResponse 48";
+constexpr const char *kInvalid = "OrvaneFaultInvalidResponse 52";
 
 struct Row {
     const char *answer;
