@@ -61,9 +61,9 @@ std::string Emit_Tables(const Emission &emission) {
         fmt::format_to(out, "    {{{}, {}}},\n", row.identifier, row.word);
     });
     EmitRows(out, "SchemaMethodRow", "kMethods", built.methods, [&](const SchemaMethodRow &row) {
-        fmt::format_to(out, "    {{{}, {}, {}, {}, SCHEMA_VALUE_{}, {}}}, // {}\n", row.wireName,
-                       row.firstArgument, row.resultType, row.numArguments, kValues[row.resultKind],
-                       row.resultFlags, text + row.wireName);
+        fmt::format_to(out, "    {{{}, {}, {}, {}, SCHEMA_VALUE_{}, {}, {}}}, // {}\n",
+                       row.wireName, row.firstArgument, row.resultType, row.numArguments,
+                       kValues[row.resultKind], row.resultFlags, row.owner, text + row.wireName);
     });
     EmitRows(out, "SchemaArgumentRow", "kArguments", built.arguments,
              [&](const SchemaArgumentRow &row) {
@@ -75,7 +75,7 @@ std::string Emit_Tables(const Emission &emission) {
                    "\nconstinit GType gIds[{}] = {{}};\n\n}} // namespace\n\n"
                    "constinit const SchemaTables kSchemaTables = {{\n"
                    "    kText, kTypes, kFields, kWords, kMethods, kArguments, gIds,\n"
-                   "    {}, {}, {}, {}, {},\n}};\n",
+                   "    {}, {}, {}, {}, {}, sizeof kText - 1,\n}};\n",
                    std::max<gsize>(built.ids.size(), 1), built.types.size(), built.fields.size(),
                    built.words.size(), built.methods.size(), built.arguments.size());
     return tables;

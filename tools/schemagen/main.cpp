@@ -5,16 +5,17 @@
  *   schemagen --sources build/generated --headers build/include/orvane/schema
  * generated/ozy/data.schema ... schemagen --count generated/ozy/data.schema ...
  *
+ * --overlay adds tables that may complete and extend the others, but not contradict them.
+ *
  * Nothing is written unless all tables are sound; faults are listed by file and line, and the exit
  * status is 1.
  */
 #include <cstdio>
 
 #include <CLI/CLI.hpp>
-#include <glib.h>
 
-#include "lib/misc/glibPtr.h"
-#include "ozy/lib/schemaText/schemaCheck.h"
+#include "ozy/lib/schemaText/schemaFiles.h"
+#include "ozy/lib/schemaText/schemaOverlay.h"
 #include "tools/schemagen/emit.h"
 #include "tools/schemagen/outputFile.h"
 
@@ -27,25 +28,51 @@ constexpr gsize kNumMethodParts = 2;
 
 struct Options {
     std::vector<std::string> tables;
+    std::vector<std::string> overlays; /* files, and folders of them */
     std::string sources;
     std::string headers;
     bool wantsCount = false;
 };
 
+bool FailWith(const std::string &message) {
+    std::fprintf(stderr, "schemagen: %s\n", message.c_str());
+    return false;
+}
+
+bool ReadTable(const std::string &path, SchemaModel *model, SchemaErrors *errors) {
+    std::string text;
+    std::string why;
+    if (!SchemaFiles_Read(path, &text, &why))
+        return FailWith(why);
+    SchemaText_Parse(model, path.c_str(), text, errors);
+    return true;
+}
+
+/* Each over all that was read before. */
+bool ApplyOverlays(const Options &options, SchemaModel *model, SchemaErrors *errors) {
+    std::vector<std::string> files;
+    for (const std::string &path : options.overlays) {
+        std::string why;
+        if (!SchemaFiles_List(path, &files, &why))
+            return FailWith(why);
+    }
+    for (const std::string &file : files) {
+        SchemaModel overlay;
+        if (!ReadTable(file, &overlay, errors))
+            return false;
+        if (errors->count > 0 || !SchemaOverlay_Apply(model, std::move(overlay), errors))
+            return false;
+    }
+    return true;
+}
+
 bool ReadTables(const Options &options, SchemaModel *model, SchemaErrors *errors) {
     for (const std::string &path : options.tables) {
-        gchar *raw = nullptr;
-        gsize size = 0;
-        GError *error = nullptr;
-        if (!g_file_get_contents(path.c_str(), &raw, &size, &error)) {
-            std::fprintf(stderr, "schemagen: %s\n", error->message);
-            g_error_free(error);
+        if (!ReadTable(path, model, errors))
             return false;
-        }
-        const GPtr<gchar> text(raw);
-        SchemaText_Parse(model, path.c_str(), {raw, size}, errors);
     }
-    return errors->count == 0 && SchemaCheck_Run(*model, errors);
+    return errors->count == 0 && ApplyOverlays(options, model, errors) &&
+           SchemaOverlay_Check(*model, errors);
 }
 
 void ShowErrors(const SchemaErrors &errors) {
@@ -113,6 +140,10 @@ int main(int argc, char **argv) {
     app.add_option("--headers", options.headers, "folder for the headers");
     app.add_flag("--count", options.wantsCount,
                  "print how many types, methods and words there are");
+    app.add_option(
+           "--overlay", options.overlays,
+           "tables that complete the others: a file, or a folder of *.schema; may be repeated")
+        ->allow_extra_args(false);
     app.add_option("tables", options.tables, "the *.schema files")->required();
     CLI11_PARSE(app, argc, argv);
     return Run(options);

@@ -60,6 +60,7 @@ enum : guint8 {
 enum : guint8 {
     SCHEMA_TYPE_UNLISTED = 0x1, /* in no name map: the wire name does not lead to the type */
     SCHEMA_TYPE_PARTIAL = 0x2,  /* not all fields are known; an overlay may add them */
+    SCHEMA_TYPE_UNDATED = 0x4,  /* managed: use and release of the properties are not known */
 };
 
 /* In the order in which the name maps are filled; reflection types count to the core. */
@@ -103,6 +104,7 @@ struct SchemaMethodRow {
     guint8 numArguments;
     SchemaValueKind resultKind; /* SCHEMA_VALUE_NONE without a result */
     guint8 resultFlags;         /* SCHEMA_ARRAY for a list */
+    guint16 owner;              /* index of the class that has it */
 };
 
 struct SchemaArgumentRow {
@@ -125,6 +127,7 @@ struct SchemaTables {
     guint32 numWords;
     guint32 numMethods;
     guint32 numArguments;
+    guint32 textSize; /* in bytes */
 };
 
 /* The tables built into the library, made by schemagen. Types of one namespace stand together. */

@@ -57,6 +57,15 @@ void BuildText(Builder *builder) {
     }
 }
 
+/* Texts that were not gathered before go behind the pool. */
+guint32 OffsetOf(Builder *builder, std::string_view text) {
+    std::string &pool = builder->built->text;
+    const auto [at, isNew] = builder->offsets.emplace(text, static_cast<guint32>(pool.size()));
+    if (isNew)
+        pool.append(text).push_back('\0');
+    return at->second;
+}
+
 SchemaKind KindOf(SchemaForm form) {
     switch (form) {
     case SCHEMA_FORM_DATA:
@@ -123,29 +132,32 @@ void BuildFields(Builder *builder, const TableType &type) {
     for (const TableField &field : type.fields) {
         const Value value = ValueOf(*builder, field.type);
         const guint8 dynamic = IsDynamic(type, field) ? SCHEMA_DYNAMIC : 0;
-        builder->built->fields.push_back({builder->offsets.at(field.name), value.type, value.kind,
+        builder->built->fields.push_back({OffsetOf(builder, field.name), value.type, value.kind,
                                           static_cast<guint8>(FlagsOf(field.type) | dynamic),
                                           VersionOf(type, field)});
     }
 }
 
-void BuildMethods(Builder *builder, const TableType &type) {
+void BuildMethod(Builder *builder, guint16 owner, const TableMethod &method) {
     SchemaBuilt *built = builder->built;
-    for (const TableMethod &method : type.methods) {
-        const Value result = ValueOf(*builder, method.result);
-        built->methods.push_back({builder->offsets.at(method.wireName),
-                                  static_cast<guint32>(built->arguments.size()), result.type,
-                                  static_cast<guint8>(method.arguments.size()), result.kind,
-                                  FlagsOf(method.result)});
-        for (const TableArgument &argument : method.arguments) {
-            const Value value = ValueOf(*builder, argument.type);
-            built->arguments.push_back({builder->offsets.at(argument.name), value.type, value.kind,
-                                        FlagsOf(argument.type)});
-        }
+    const Value result = ValueOf(*builder, method.result);
+    built->methods.push_back({OffsetOf(builder, method.wireName),
+                              static_cast<guint32>(built->arguments.size()), result.type,
+                              static_cast<guint8>(method.arguments.size()), result.kind,
+                              FlagsOf(method.result), owner});
+    for (const TableArgument &argument : method.arguments) {
+        const Value value = ValueOf(*builder, argument.type);
+        built->arguments.push_back(
+            {OffsetOf(builder, argument.name), value.type, value.kind, FlagsOf(argument.type)});
     }
 }
 
-void BuildType(Builder *builder, guint32 at) {
+bool IsUndated(const TableType &type) {
+    return type.form == SCHEMA_FORM_MANAGED && type.version.empty() && !type.isPartial;
+}
+
+/* The type with its fields or words, which go behind all others. */
+SchemaTypeRow BuildType(Builder *builder, guint32 at) {
     SchemaBuilt *built = builder->built;
     const TableType &type = builder->model.types[at];
     const SchemaTypeNames &names = builder->names[at];
@@ -153,22 +165,22 @@ void BuildType(Builder *builder, guint32 at) {
     const auto base = builder->index.find(type.base);
 
     SchemaTypeRow row = {};
-    row.name = builder->offsets.at(names.type);
-    row.wireName = builder->offsets.at(type.name);
+    row.name = OffsetOf(builder, names.type);
+    row.wireName = OffsetOf(builder, type.name);
     row.first = static_cast<guint32>(isEnum ? built->words.size() : built->fields.size());
     row.count = static_cast<guint16>(isEnum ? type.words.size() : type.fields.size());
     row.base = base == builder->index.end() ? kSchemaNoType : builder->rows[base->second];
     row.kind = KindOf(type.form);
     row.ns = type.ns;
     row.flags = static_cast<guint8>((type.isUnlisted ? SCHEMA_TYPE_UNLISTED : 0) |
-                                    (type.isPartial ? SCHEMA_TYPE_PARTIAL : 0));
-    built->types.push_back(row);
+                                    (type.isPartial ? SCHEMA_TYPE_PARTIAL : 0) |
+                                    (IsUndated(type) ? SCHEMA_TYPE_UNDATED : 0));
 
     BuildFields(builder, type);
-    BuildMethods(builder, type);
     for (gsize i = 0; i < type.words.size(); i++)
         built->words.push_back(
-            {builder->offsets.at(names.constants[i]), builder->offsets.at(type.words[i].word)});
+            {OffsetOf(builder, names.constants[i]), OffsetOf(builder, type.words[i].word)});
+    return row;
 }
 
 void BuildOrder(Builder *builder) {
@@ -182,6 +194,29 @@ void BuildOrder(Builder *builder) {
         builder->rows[order[row]] = static_cast<guint16>(row);
 }
 
+/* ---- tables that stand on others ---- */
+
+SchemaBuilt CopyOf(const SchemaTables &base) {
+    SchemaBuilt built;
+    built.text.assign(base.text, base.textSize);
+    built.types.assign(base.types, base.types + base.numTypes);
+    built.fields.assign(base.fields, base.fields + base.numFields);
+    built.words.assign(base.words, base.words + base.numWords);
+    built.methods.assign(base.methods, base.methods + base.numMethods);
+    built.arguments.assign(base.arguments, base.arguments + base.numArguments);
+    return built;
+}
+
+/* Does a type say anything that its row does not? */
+bool IsChanged(const SchemaTypeRow &row, const TableType &type) {
+    const gsize count = type.form == SCHEMA_FORM_ENUM ? type.words.size() : type.fields.size();
+    const bool wasPartial = row.flags & SCHEMA_TYPE_PARTIAL;
+    const bool wasUndated = row.flags & SCHEMA_TYPE_UNDATED;
+    return count != row.count || type.isPartial != wasPartial || IsUndated(type) != wasUndated ||
+           std::ranges::any_of(type.fields,
+                               [](const TableField &field) { return field.place.line != 0; });
+}
+
 } // namespace
 
 SchemaBuilt SchemaBuild_Run(const SchemaModel &model) {
@@ -190,8 +225,34 @@ SchemaBuilt SchemaBuild_Run(const SchemaModel &model) {
     builder.names = SchemaNames_Make(model, builder.index);
     BuildText(&builder);
     BuildOrder(&builder);
-    for (guint32 at : built.order)
-        BuildType(&builder, at);
+    for (guint32 at : built.order) {
+        built.types.push_back(BuildType(&builder, at));
+        for (const TableMethod &method : model.types[at].methods)
+            BuildMethod(&builder, builder.rows[at], method);
+    }
+    built.ids.resize(built.types.size());
+    return built;
+}
+
+SchemaBuilt SchemaBuild_Extend(const SchemaTables &base, const SchemaModel &model) {
+    SchemaBuilt built = CopyOf(base);
+    Builder builder{model, SchemaIndex_Make(model), {}, {}, {}, &built};
+    builder.names = SchemaNames_Make(model, builder.index);
+    built.order.resize(model.types.size());
+    std::iota(built.order.begin(), built.order.end(), 0);
+    builder.rows.assign(built.order.begin(), built.order.end());
+
+    for (guint32 at = 0; at < model.types.size(); at++) {
+        const bool isNew = at >= base.numTypes;
+        if (isNew)
+            built.types.push_back(BuildType(&builder, at));
+        else if (IsChanged(base.types[at], model.types[at]))
+            built.types[at] = BuildType(&builder, at);
+        for (const TableMethod &method : model.types[at].methods) {
+            if (method.place.line != 0)
+                BuildMethod(&builder, static_cast<guint16>(at), method);
+        }
+    }
     built.ids.resize(built.types.size());
     return built;
 }
@@ -210,5 +271,6 @@ SchemaTables SchemaBuild_Tables(SchemaBuilt *built) {
         static_cast<guint32>(built->words.size()),
         static_cast<guint32>(built->methods.size()),
         static_cast<guint32>(built->arguments.size()),
+        static_cast<guint32>(built->text.size()),
     };
 }

@@ -26,4 +26,12 @@ struct SchemaBuilt {
 
 SchemaBuilt SchemaBuild_Run(const SchemaModel &model);
 
+/*
+ * Tables that stand on others, which are already known to code that was made from them: types keep
+ * their number and new ones follow; methods, arguments and texts keep number and content, and new ones follow.
+ * The model is that of SchemaRecover_Run() for the base with overlays applied. What it says of methods that
+ * the base has is left aside, since their stubs are compiled.
+ */
+SchemaBuilt SchemaBuild_Extend(const SchemaTables &base, const SchemaModel &model);
+
 SchemaTables SchemaBuild_Tables(SchemaBuilt *built);

@@ -5,6 +5,9 @@
 
 namespace {
 
+constexpr gsize kMaxDepth = 100;
+constexpr gsize kMaxFields = 8000; /* an object is smaller than 64 KiB; a field takes 8 bytes */
+
 struct Checker {
     const SchemaModel &model;
     SchemaErrors *errors;
@@ -15,11 +18,6 @@ struct Checker {
     }
 };
 
-/* "generated/ozy/data.schema:12" */
-std::string PlaceText(const SchemaModel &model, TablePlace place) {
-    return model.files[place.file] + ":" + std::to_string(place.line);
-}
-
 /* Names that must differ, and where each was seen first. */
 struct Uses {
     const char *what;
@@ -29,7 +27,7 @@ struct Uses {
         const auto [first, isNew] = seen.emplace(name, place);
         if (!isNew)
             checker->fail(place, std::string(what) + " '" + name + "' stands already at " +
-                                     PlaceText(checker->model, first->second));
+                                     SchemaPlace_Text(checker->model, first->second));
     }
 };
 
@@ -127,6 +125,8 @@ void CheckFields(Checker *checker, const TableType &type) {
         CheckTypeText(checker, field.place, type, field.type);
         if (!g_ascii_isalpha(field.name[0]))
             checker->fail(field.place, "field '" + field.name + "' does not begin with a letter");
+        if (field.name.find('_') != std::string::npos) /* the property system would make it "-" */
+            checker->fail(field.place, "field '" + field.name + "' has a '_'");
         if (field.type.isUnknown || field.type.isLikely || field.type.isRequired)
             checker->fail(field.place,
                           "'*', '~' and '!' are for arguments, not for field '" + field.name + "'");
@@ -190,7 +190,9 @@ void CheckWireNames(Checker *checker) {
     Uses names{"type"};
     for (const TableType &type : checker->model.types) {
         names.add(checker, type.name, type.place);
-        if (SchemaNames_BuiltIn(type.name))
+        const bool isOutside = std::ranges::any_of(
+            kRoots, [&](const RootRow &root) { return type.name == root.base; });
+        if (isOutside || SchemaNames_BuiltIn(type.name))
             checker->fail(type.place, "type '" + type.name + "' is built in");
     }
 }
@@ -208,10 +210,29 @@ void CheckCNames(Checker *checker) {
             names.add(checker, SchemaNames_Macro(all[i].prefix, ""), type.place);
             names.add(checker, SchemaNames_Macro(all[i].prefix, "IS"), type.place);
         }
-        for (gsize j = 0; j < type.methods.size(); j++)
-            names.add(checker, all[i].stubs[j], type.methods[j].place);
+        for (gsize j = 0; j < type.methods.size(); j++) {
+            if (type.methods[j].place.line != 0) /* rows do not tell how a stub is called */
+                names.add(checker, all[i].stubs[j], type.methods[j].place);
+        }
         for (gsize j = 0; j < type.words.size(); j++)
             names.add(checker, all[i].constants[j], type.words[j].place);
+    }
+}
+
+/* A chain of bases is walked by recursion, and GLib counts it and the size of an object in few bits.
+ * The first one tells: all below it have too many as well. */
+void CheckChains(Checker *checker) {
+    for (const TableType &type : checker->model.types) {
+        gsize depth = 1;
+        gsize numFields = type.fields.size();
+        const TableType *base = &type;
+        while ((base = SchemaIndex_Find(checker->index, checker->model, base->base)) != nullptr) {
+            numFields += base->fields.size();
+            if (++depth > kMaxDepth || numFields > kMaxFields)
+                return checker->fail(type.place, "'" + type.name +
+                                                     "' has more bases, or with them more fields, "
+                                                     "than a class can have");
+        }
     }
 }
 
@@ -235,7 +256,10 @@ bool SchemaCheck_Run(const SchemaModel &model, SchemaErrors *errors) {
     CheckWireNames(&checker);
     for (const TableType &type : model.types)
         CheckType(&checker, type);
+    const gsize beforeCycles = errors->count;
     CheckCycles(&checker);
+    if (errors->count == beforeCycles)
+        CheckChains(&checker);
     CheckCNames(&checker);
     CheckSizes(&checker);
     return errors->count == before;

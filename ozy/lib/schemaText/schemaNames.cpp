@@ -34,19 +34,9 @@ std::string Capitalised(std::string_view word) {
 }
 
 std::string TypeName(const TableType &type, const SchemaModel &model, const SchemaIndex &index) {
-    std::string name = std::string(kRoot) + Capitalised(SchemaNamespace_Word(type.ns));
-    if (!type.path.empty())
-        return name + type.path;
-
     const TableType *enclosing = SchemaIndex_Find(index, model, type.enclosing);
-    if (type.form == SCHEMA_FORM_FAULT ||
-        (enclosing != nullptr && enclosing->form == SCHEMA_FORM_FAULT))
-        name += "Fault";
-
-    std::string_view wireName = type.name;
-    if (type.ns == SCHEMA_NAMESPACE_FERRY && wireName.starts_with("Ferry"))
-        wireName.remove_prefix(5);
-    return name.append(wireName);
+    const bool isInFault = enclosing != nullptr && enclosing->form == SCHEMA_FORM_FAULT;
+    return SchemaNames_Root(type.ns) + SchemaNames_Path(type, isInFault);
 }
 
 std::string StubName(const TableMethod &method, const std::string &prefix) {
@@ -83,6 +73,22 @@ std::optional<SchemaValueKind> SchemaNames_BuiltIn(std::string_view word) {
     return std::nullopt;
 }
 
+std::string_view SchemaNames_BuiltInWord(SchemaValueKind kind) {
+    for (const BuiltInRow &row : kBuiltIns) {
+        if (row.kind == kind)
+            return row.word;
+    }
+    return {};
+}
+
+std::string SchemaNames_Root(SchemaNamespace ns) {
+    return std::string(kRoot) + Capitalised(SchemaNamespace_Word(ns));
+}
+
+std::string SchemaNames_ConstantPath(std::string_view typeName) {
+    return SchemaNames_Upper(SchemaNames_Snake(typeName));
+}
+
 /* A break stands only before a capital that follows a small letter; digits count as what they
  * follow. */
 std::string SchemaNames_Snake(std::string_view camel) {
@@ -105,6 +111,15 @@ std::string SchemaNames_Upper(std::string_view text) {
     return upper;
 }
 
+std::string SchemaNames_Path(const TableType &type, bool isInFault) {
+    if (!type.path.empty())
+        return type.path;
+    std::string_view wireName = type.name;
+    if (type.ns == SCHEMA_NAMESPACE_FERRY && wireName.starts_with("Ferry"))
+        wireName.remove_prefix(5);
+    return std::string(type.form == SCHEMA_FORM_FAULT || isInFault ? "Fault" : "").append(wireName);
+}
+
 std::string SchemaNames_Macro(std::string_view prefix, std::string_view word) {
     std::string macro = SchemaNames_Upper(prefix);
     if (!word.empty())
@@ -123,11 +138,10 @@ std::vector<SchemaTypeNames> SchemaNames_Make(const SchemaModel &model, const Sc
             names.stubs.push_back(StubName(method, names.prefix));
 
         const TableType *enclosing = SchemaIndex_Find(index, model, type.enclosing);
-        const std::string path = enclosing == nullptr
-                                     ? names.prefix
-                                     : SchemaNames_Snake(TypeName(*enclosing, model, index));
+        const std::string path = SchemaNames_ConstantPath(
+            enclosing == nullptr ? names.type : TypeName(*enclosing, model, index));
         for (const TableWord &word : type.words)
-            names.constants.push_back(SchemaNames_Upper(path + "_" + word.word));
+            names.constants.push_back(path + "_" + SchemaNames_Upper(word.word));
     }
     return all;
 }

@@ -36,9 +36,21 @@ const TableType *SchemaIndex_Find(const SchemaIndex &index, const SchemaModel &m
  * words. */
 std::optional<SchemaValueKind> SchemaNames_BuiltIn(std::string_view word);
 
+/* The word of a kind that is built in; empty for the others. */
+std::string_view SchemaNames_BuiltInWord(SchemaValueKind kind);
+
+/* What the C names of a namespace begin with: "SkemaOzy". */
+std::string SchemaNames_Root(SchemaNamespace ns);
+
+/* What the constants of an enumeration in a class begin with: "SKEMA_OZY_TASK" of "SkemaOzyTask". */
+std::string SchemaNames_ConstantPath(std::string_view typeName);
+
 /* "ForceTwoGBSplitDisks" gives "force_two_gbsplit_disks". */
 std::string SchemaNames_Snake(std::string_view camel);
 std::string SchemaNames_Upper(std::string_view text);
+
+/* What stands behind the namespace in the C name of a type: "= Path", or what the rule makes. */
+std::string SchemaNames_Path(const TableType &type, bool isInFault);
 
 /* The C names that one type brings. */
 struct SchemaTypeNames {

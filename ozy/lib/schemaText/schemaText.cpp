@@ -380,13 +380,17 @@ static_assert(kFormWords.size() == SCHEMA_FORM_ENUM + 1);
 
 } // namespace
 
+std::string SchemaPlace_Text(const SchemaModel &model, TablePlace place) {
+    const std::string &file = model.files[place.file];
+    return place.line == 0 ? file : file + ":" + std::to_string(place.line);
+}
+
 void SchemaErrors_Add(SchemaErrors *errors, const SchemaModel &model, TablePlace place,
                       std::string_view message) {
     errors->count++;
     if (errors->messages.size() == SchemaErrors::kMaxMessages)
         return;
-    errors->messages.push_back(model.files[place.file] + ":" + std::to_string(place.line) + ": " +
-                               std::string(message));
+    errors->messages.push_back(SchemaPlace_Text(model, place) + ": " + std::string(message));
 }
 
 const char *SchemaNamespace_Word(SchemaNamespace ns) {

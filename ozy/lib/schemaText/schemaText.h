@@ -32,7 +32,8 @@
 
 #include "ozy/lib/orvane/schemaRows.h"
 
-/* Where something stands: an index into SchemaModel::files and a line counted from 1. */
+/* Where something stands: an index into SchemaModel::files and a line counted from 1; no line, 0, if
+ * it was not read from a text. */
 struct TablePlace {
     guint32 file = 0;
     guint32 line = 0;
@@ -61,7 +62,8 @@ struct TableField {
     TablePlace place;
     std::string name;
     TableTypeRef type;
-    std::string version; /* wire text, "all", or empty: the version of the class */
+    std::string version;  /* wire text, "all", or empty: the version of the class */
+    bool isAdded = false; /* by an overlay: no table before it had this field */
 };
 
 struct TableArgument {
@@ -110,6 +112,9 @@ struct SchemaErrors {
     std::vector<std::string> messages;
     gsize count = 0;
 };
+
+/* "generated/ozy/data.schema:12"; the name of the file alone where there is no line. */
+std::string SchemaPlace_Text(const SchemaModel &model, TablePlace place);
 
 void SchemaErrors_Add(SchemaErrors *errors, const SchemaModel &model, TablePlace place,
                       std::string_view message);

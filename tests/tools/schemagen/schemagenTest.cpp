@@ -148,4 +148,33 @@ TEST(Schemagen, FilesThatStayTheSameKeepTheirTime) {
     EXPECT_EQ(1000, folder.time("ferry.h"));
 }
 
+TEST(Schemagen, OverlaysCompleteWhatTheTablesLeaveOpen) {
+    const Folder folder;
+    const Folder overlays;
+    const std::string table = folder.write("a.schema", kSmall);
+    overlays.write("1.schema", "namespace ozy\nmanaged Task\n  info string\n  Extra()\n");
+    overlays.write("2.schema", "namespace ozy\nmanaged Task\n  info string\n  more Word\n"
+                               "enum Word\n  one\n");
+    const auto make = [&](const std::string &overlay) {
+        return Schemagen(
+            {"--sources", folder.path, "--headers", folder.path, "--overlay", overlay, table});
+    };
+    ASSERT_EQ("", make(overlays.path).error);
+    EXPECT_THAT(folder.read("ozy.h"), HasSubstr("skema_ozy_task_extra("));
+    EXPECT_THAT(folder.read("ozy.h"), HasSubstr("SKEMA_OZY_WORD_ONE"));
+    EXPECT_THAT(folder.read("schemaTables.cpp"), HasSubstr("// more"));
+
+    folder.setTime("schemaTables.cpp", 1000);
+    ASSERT_EQ(0, make(overlays.path).status);
+    EXPECT_EQ(1000, folder.time("schemaTables.cpp")); /* the same bytes */
+
+    const std::string bad = overlays.write("3.schema", "namespace ozy\nmanaged Task\n  more int\n");
+    const Outcome outcome = make(overlays.path);
+    EXPECT_NE(0, outcome.status);
+    EXPECT_EQ(bad + ":3: field 'more' of 'Task' is int, but " + overlays.path +
+                  "/2.schema:4 says Word\n",
+              outcome.error);
+    EXPECT_THAT(make(folder.path + "/none").error, HasSubstr("/none: "));
+}
+
 } // namespace

@@ -62,7 +62,8 @@ TEST(SchemaBuild, TypesStandByNamespaceWithTheirBases) {
     EXPECT_EQ(kSchemaNoType, built.type("Word").base);
     EXPECT_EQ(SCHEMA_TYPE_PARTIAL, built.type("FerryA").flags);
     EXPECT_EQ(SCHEMA_TYPE_UNLISTED, built.type("Hidden").flags);
-    EXPECT_EQ(0, built.type("Late").flags);
+    EXPECT_EQ(SCHEMA_TYPE_UNDATED, built.type("Late").flags);
+    EXPECT_EQ(0, built.type("Bad").flags);
 
     ASSERT_EQ(2, built.type("Word").count);
     const SchemaWordRow &two = tables.words[built.type("Word").first + 1];

@@ -1,0 +1,386 @@
+#include "ozy/lib/schemaText/schemaOverlay.h"
+
+#include <random>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "ozy/lib/orvane/versionTexts.h"
+#include "ozy/lib/schemaText/schemaRecover.h"
+#include "tests/ozy/lib/schemaText/readSchema.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+constexpr const char *kShipped =
+    "namespace ozy\n"                                                // 1
+    "data Full : DynamicData  @ozy25/4.0\n"                          // 2
+    "  a  string\n"                                                  // 3
+    "  b  int?  @ozy25/5.0\n"                                        // 4
+    "data Open : DynamicData ...\n"                                  // 5
+    "  p  string    @ozy2/2.0\n"                                     // 6
+    "  q  Full[]?   @ozy25/4.0\n"                                    // 7
+    "  r  int\n"                                                     // 8
+    "data Below : Open ...\n"                                        // 9
+    "fault Bad : MethodFault ...\n"                                  // 10
+    "enum Word in Open\n"                                            // 11
+    "  one two\n"                                                    // 12
+    "managed Site : ManagedObject\n"                                 // 13
+    "  info  Open\n"                                                 // 14
+    "  Build(what *, how *[], by ~Open, at int?, in Full!) Word[]\n" // 15
+    "data Inner in Bad : DynamicData ...\n";                         // 16
+
+/* The shipped tables with overlays over them, each read as "1.schema", "2.schema", ... */
+struct Merged {
+    SchemaModel model;
+    SchemaErrors errors;
+
+    explicit Merged(const std::vector<std::string> &overlays, bool isRecovered = false) {
+        SchemaText_Parse(&model, "core.schema", kCoreTable, &errors);
+        SchemaText_Parse(&model, "a.schema", kShipped, &errors);
+        if (isRecovered) {
+            SchemaBuilt built = SchemaBuild_Run(model);
+            model = SchemaRecover_Run(SchemaBuild_Tables(&built));
+        }
+        int number = 0;
+        for (const std::string &text : overlays) {
+            SchemaModel overlay;
+            const std::string name = std::to_string(++number) + ".schema";
+            if (!SchemaText_Parse(&overlay, name.c_str(), "namespace ozy\n" + text, &errors) ||
+                !SchemaOverlay_Apply(&model, std::move(overlay), &errors))
+                return;
+        }
+        SchemaOverlay_Check(model, &errors);
+    }
+    const TableType &type(const char *name) const {
+        return *SchemaIndex_Find(SchemaIndex_Make(model), model, name);
+    }
+    /* "a string @ozy25/4.0, b int? @all" */
+    std::string fields(const char *name) const {
+        std::string text;
+        for (const TableField &field : type(name).fields) {
+            const std::string &version = field.version.empty() ? type(name).version : field.version;
+            text += (text.empty() ? "" : ", ") + field.name + " " + field.type.name +
+                    (field.type.isArray ? "[]" : "") + (field.type.isOptional ? "?" : "") +
+                    (version.empty() ? "" : " @" + version);
+        }
+        return text;
+    }
+};
+
+TEST(SchemaOverlay, FieldsGoToTheirPlace) {
+    struct Row {
+        std::vector<std::string> overlays;
+        const char *name;
+        const char *fields;
+    };
+    const Row rows[] = {
+        {{"data Open ...\n  x int\n"},
+         "Open",
+         "p string @ozy2/2.0, q Full[]? @ozy25/4.0, r int, x int"},
+        {{"data Open : DynamicData ...\n  p string\n  x int  @ozy25/5.5\n  r int\n  y int\n"},
+         "Open",
+         "p string @ozy2/2.0, x int @ozy25/5.5, q Full[]? @ozy25/4.0, r int, y int"},
+        {{"data Open ...\n  x int\n  q Full[]?\n"},
+         "Open",
+         "p string @ozy2/2.0, x int, q Full[]? @ozy25/4.0, r int"},
+        /* a field without release may get one, and its use */
+        {{"data Open ...\n  r int?  @ozy25/6.0\n"},
+         "Open",
+         "p string @ozy2/2.0, q Full[]? @ozy25/4.0, r int? @ozy25/6.0"},
+        /* the full list's order counts */
+        {{"data Open  @ozy25/4.0\n  x int\n  r int?\n  q Full[]?\n  p string @ozy2/2.0\n"},
+         "Open",
+         "x int @ozy25/4.0, r int? @ozy25/4.0, q Full[]? @ozy25/4.0, p string @ozy2/2.0"},
+        {{"data Open ...\n  x int\n", "data Open ...\n  x int\n  y Word?\n"},
+         "Open",
+         "p string @ozy2/2.0, q Full[]? @ozy25/4.0, r int, x int, y Word?"},
+        {{"managed Site\n  more int[]?\n  info Open?  @ozy2/2.0\n"},
+         "Site",
+         "more int[]?, info Open? @ozy2/2.0"},
+        {{"data Full ...\n  b int?\n", "data Full @ozy25/4.0\n  a string\n  b int? @ozy25/5.0\n"},
+         "Full",
+         "a string @ozy25/4.0, b int? @ozy25/5.0"},
+        {{"data New : Below  @ozy25/5.0\n  w Extra\nenum Extra\n  yes no\n"},
+         "New",
+         "w Extra @ozy25/5.0"},
+    };
+    for (const Row &row : rows) {
+        for (const bool isRecovered : {false, true}) {
+            const Merged merged(row.overlays, isRecovered);
+            EXPECT_THAT(merged.errors.messages, ElementsAre()) << row.overlays[0];
+            EXPECT_EQ(row.fields, merged.fields(row.name)) << row.overlays[0];
+        }
+    }
+}
+
+TEST(SchemaOverlay, OpenClassesStayOpenUntilTheirListIsFull) {
+    EXPECT_TRUE(Merged({"data Open ...\n  x int\n"}).type("Open").isPartial);
+    const Merged full({"data Below @all\n"});
+    EXPECT_FALSE(full.type("Below").isPartial);
+    EXPECT_THAT(Merged({"data Below @all\n", "data Below ...\n  x int\n"}).errors.messages,
+                ElementsAre("2.schema:3: field 'x' of 'Below' is new, but 1.schema:2 says that the "
+                            "fields are complete"));
+}
+
+TEST(SchemaOverlay, MethodsWordsAndEnclosingClasses) {
+    const Merged merged({"managed Site\n"
+                         "  Build(what string?, how int[], by Below!, at *, in Full) Word[]\n"
+                         "  Extra(x int)\n"
+                         "enum Word in Open\n"
+                         "  one two three\n"
+                         "data Inner in Bad ...\n"});
+    EXPECT_THAT(merged.errors.messages, ElementsAre());
+    const TableType &site = merged.type("Site");
+    ASSERT_EQ(2u, site.methods.size());
+    EXPECT_EQ("Extra", site.methods[1].wireName);
+    std::vector<std::string> types;
+    for (const TableArgument &argument : site.methods[0].arguments)
+        types.push_back(argument.type.name + (argument.type.isLikely ? "~" : "") +
+                        (argument.type.isOptional ? "?" : "") +
+                        (argument.type.isRequired ? "!" : ""));
+    EXPECT_THAT(types, ElementsAre("string?", "int", "Below!", "int?", "Full!"));
+    EXPECT_EQ("three", merged.type("Word").words[2].word);
+}
+
+/* Each with the place of what is said and of what is known. */
+TEST(SchemaOverlay, ContradictionsNameBothPlaces) {
+    struct Row {
+        const char *overlay;
+        const char *message;
+    };
+    const Row rows[] = {
+        {"data Full ...\n  a int\n",
+         "1.schema:3: field 'a' of 'Full' is int, but a.schema:3 says string"},
+        {"data Full ...\n  b int\n",
+         "1.schema:3: field 'b' of 'Full' is int, but a.schema:4 says int?"},
+        {"data Full ...\n  b int?  @ozy25/5.5\n",
+         "1.schema:3: field 'b' of 'Full' is of @ozy25/5.5, but a.schema:4 says @ozy25/5.0"},
+        {"data Full ...\n  c int\n", "1.schema:3: field 'c' of 'Full' is new, but a.schema:2 says "
+                                     "that the fields are complete"},
+        {"data Full ...\n  b int?\n  a string\n",
+         "1.schema:4: field 'a' of 'Full' stands behind 'b', but a.schema:3 says it stands before"},
+        {"data Full @ozy25/4.0\n  a string\n", "1.schema:2: 'Full' has no field 'b' in its full "
+                                               "list, but a.schema:4 says it has"},
+        {"data Open @ozy2/2.0\n  p string\n  r int\n",
+         "1.schema:2: 'Open' has no field 'q' in its full list, but a.schema:7 says it has"},
+        {"data Open ...\n  r long\n",
+         "1.schema:3: field 'r' of 'Open' is long, but a.schema:8 says int"},
+        {"data Open ...\n  q Full?\n",
+         "1.schema:3: field 'q' of 'Open' is Full?, but a.schema:7 says Full[]?"},
+        {"fault Full ...\n", "1.schema:2: 'Full' is fault, but a.schema:2 says data"},
+        {"data Open : Full ...\n",
+         "1.schema:2: 'Open' has the base Full, but a.schema:5 says DynamicData"},
+        {"data Open = Wide ...\n",
+         "1.schema:2: 'Open' has the path Wide, but a.schema:5 says Open"},
+        {"enum Word in Full\n  one two\n",
+         "1.schema:2: 'Word' stands in Full, but a.schema:11 says Open"},
+        {"namespace ferry\ndata Open ...\n",
+         "1.schema:3: 'Open' stands in namespace ferry, but a.schema:5 says ozy"},
+        {"enum Word\n  one\n",
+         "1.schema:2: word 2 of 'Word' is missing, but a.schema:12 says 'two'"},
+        {"enum Word\n  one three\n",
+         "1.schema:3: word 2 of 'Word' is 'three', but a.schema:12 says 'two'"},
+        {"managed Site\n  Build(what *, how *[], by *, at int, in *) Word[]\n",
+         "1.schema:3: argument 'at' of 'Build' is int, but a.schema:15 says int?"},
+        {"managed Site\n  Build(what *, how int, by *, at *, in *) Word[]\n",
+         "1.schema:3: argument 'how' of 'Build' is int, but a.schema:15 says *[]"},
+        {"managed Site\n  Build(what *, which *[], by *, at *, in *) Word[]\n",
+         "1.schema:3: an argument of 'Build' is 'which', but a.schema:15 says 'how'"},
+        {"managed Site\n  Build(what *) Word[]\n",
+         "1.schema:3: method 'Build' has 1 arguments, but a.schema:15 says 5"},
+        {"managed Site\n  Build(what *, how *[], by *, at *, in *)\n",
+         "1.schema:3: method 'Build' returns nothing, but a.schema:15 says Word[]"},
+        {"managed ManagedObject\n  x int\n", "1.schema:3: field 'x' of 'ManagedObject' is new, but "
+                                             "core.schema:5 says that the fields are complete"},
+    };
+    for (const Row &row : rows) {
+        std::string overlay = row.overlay;
+        if (g_str_has_prefix(row.overlay, "managed ManagedObject"))
+            overlay = "namespace qorm\n" + overlay;
+        const Merged merged({overlay});
+        std::string message = row.message;
+        if (overlay != row.overlay)
+            message.replace(0, strlen("1.schema:3"), "1.schema:4");
+        EXPECT_THAT(merged.errors.messages, ElementsAre(message)) << row.overlay;
+    }
+}
+
+TEST(SchemaOverlay, RefusesWhatCannotBe) {
+    const std::pair<const char *, const char *> rows[] = {
+        {"data Open\n  x int\n", "1.schema:2: 'Open' says neither '...' nor '@version'"},
+        {"data Open ...\n  x int\n  x int\n", "1.schema:4: field 'x' stands already at 1.schema:3"},
+        {"data Open ...\ndata Open ...\n", "1.schema:3: type 'Open' stands already at 1.schema:2"},
+        {"data Below ...\n  p int\n",
+         "1.schema:3: field 'p' of 'Below' stands already in 'Open' at a.schema:6"},
+        {"data Below ...\n  x int\ndata Open ...\n  x int\n",
+         "1.schema:3: field 'x' of 'Below' stands already in 'Open' at 1.schema:5"},
+        {"data Open ...\n  x Nothing\n", "1.schema:3: unknown type 'Nothing'"},
+        {"data Open ...\n  x int @ozy25/99\n", "1.schema:3: unknown version 'ozy25/99'"},
+        {"data Open ...\n  x_y int\n", "1.schema:3: field 'x_y' has a '_'"},
+        {"data A : B @all\ndata B : A @all\n", "1.schema:2: the bases of 'A' lead back to itself"},
+        {"data A @all\n", "1.schema:2: 'A' has no base"},
+        {"data GObject : DynamicData @all\n", "1.schema:2: type 'GObject' is built in"},
+        {"data New : DynamicData = Open @all\n",
+         "1.schema:2: C name 'SkemaOzyOpen' stands already at "},
+        {"enum Word ...\n  one two\n", "1.schema:2: enumeration 'Word' with a version"},
+        {"enum Word\n  one two two\n", "1.schema:3: word 'two' stands already at "},
+    };
+    for (const auto &[overlay, message] : rows) {
+        for (const bool isRecovered : {false, true}) {
+            const Merged merged({overlay}, isRecovered);
+            ASSERT_FALSE(merged.errors.messages.empty()) << overlay;
+            if (isRecovered && strstr(message, "a.schema") != nullptr)
+                continue;
+            EXPECT_THAT(merged.errors.messages[0], HasSubstr(message)) << overlay;
+        }
+    }
+    EXPECT_THAT(Merged({"data Full ...\n  a int\n"}, true).errors.messages,
+                ElementsAre("1.schema:3: field 'a' of 'Full' is int, but the built-in schema says "
+                            "string"));
+}
+
+TEST(SchemaOverlay, ChainsAndObjectsHaveTheirLimits) {
+    const auto chain = [](int length) {
+        std::string text = "data C0 : DynamicData @all\n";
+        for (int i = 1; i < length; i++)
+            text += "data C" + std::to_string(i) + " : C" + std::to_string(i - 1) + " @all\n";
+        return text;
+    };
+    EXPECT_THAT(Merged({chain(98)}).errors.messages, ElementsAre()); /* and two bases */
+    EXPECT_THAT(Merged({chain(99)}).errors.messages, ElementsAre(HasSubstr("'C98' has more")));
+
+    const auto wide = [](int count) {
+        std::string text = "data Wide : Full @all\n";
+        for (int i = 0; i < count; i++)
+            text += "  f" + std::to_string(i) + " string\n";
+        return text;
+    };
+    EXPECT_THAT(Merged({wide(7998)}).errors.messages, ElementsAre());
+    EXPECT_THAT(Merged({wide(7999)}).errors.messages, ElementsAre(HasSubstr("'Wide' has more")));
+}
+
+/* Rows -> model -> rows: the recovered model is what the rows were made from. */
+TEST(SchemaRecover, NothingOnTopGivesTheSameRows) {
+    const Merged shipped({});
+    SchemaBuilt built = SchemaBuild_Run(shipped.model);
+    const SchemaTables tables = SchemaBuild_Tables(&built);
+    const Merged merged({}, true);
+    const SchemaBuilt again = SchemaBuild_Extend(tables, merged.model);
+    EXPECT_EQ(built.text, again.text);
+    EXPECT_EQ(built.types.size(), again.types.size());
+    EXPECT_EQ(built.fields.size(), again.fields.size());
+
+    const SchemaBuilt anew = SchemaBuild_Run(merged.model);
+    EXPECT_EQ(built.text, anew.text);
+    ASSERT_EQ(built.fields.size(), anew.fields.size());
+    for (gsize i = 0; i < built.fields.size(); i++) {
+        const SchemaFieldRow &a = built.fields[i];
+        const SchemaFieldRow &b = anew.fields[i];
+        EXPECT_EQ(std::tie(a.name, a.type, a.kind, a.flags, a.version),
+                  std::tie(b.name, b.type, b.kind, b.flags, b.version));
+    }
+    ASSERT_EQ(built.words.size(), anew.words.size());
+    for (gsize i = 0; i < built.words.size(); i++)
+        EXPECT_EQ(built.words[i].identifier, anew.words[i].identifier);
+    ASSERT_EQ(built.methods.size(), anew.methods.size());
+    for (gsize i = 0; i < built.methods.size(); i++)
+        EXPECT_EQ(built.methods[i].owner, anew.methods[i].owner);
+    ASSERT_EQ(built.arguments.size(), anew.arguments.size());
+    for (gsize i = 0; i < built.arguments.size(); i++) {
+        const SchemaArgumentRow &a = built.arguments[i];
+        const SchemaArgumentRow &b = anew.arguments[i];
+        EXPECT_EQ(std::tie(a.name, a.type, a.kind, a.flags),
+                  std::tie(b.name, b.type, b.kind, b.flags));
+    }
+}
+
+TEST(SchemaRecover, ExtendedTablesKeepAllNumbers) {
+    const Merged shipped({});
+    SchemaBuilt built = SchemaBuild_Run(shipped.model);
+    const SchemaTables base = SchemaBuild_Tables(&built);
+    const Merged merged({"managed Site\n"
+                         "  Build(what int, how *[], by Full, at *, in *) Word[]\n"
+                         "  Extra(x int)\n"
+                         "enum Word\n"
+                         "  one two three\n"
+                         "data Open ...\n"
+                         "  x New?  @ozy25/5.5\n"
+                         "managed Early : ManagedObject\n"
+                         "  Run()\n"
+                         "namespace qorm\n"
+                         "data New : DynamicData @all\n"},
+                        true);
+    ASSERT_THAT(merged.errors.messages, ElementsAre());
+    SchemaBuilt extended = SchemaBuild_Extend(base, merged.model);
+    const SchemaTables tables = SchemaBuild_Tables(&extended);
+    const auto text = [&](guint32 offset) { return std::string(tables.text + offset); };
+
+    ASSERT_EQ(base.numTypes + 2, tables.numTypes);
+    for (guint32 i = 0; i < base.numTypes; i++)
+        EXPECT_EQ(text(base.types[i].name), text(tables.types[i].name));
+    EXPECT_EQ("SkemaQormNew", text(tables.types[base.numTypes + 1].name));
+    EXPECT_EQ(SCHEMA_NAMESPACE_QORM, tables.types[base.numTypes + 1].ns);
+
+    /* compiled stubs go by the arguments that they were compiled with */
+    ASSERT_EQ(base.numMethods + 2, tables.numMethods);
+    EXPECT_EQ(0, memcmp(base.methods, tables.methods, sizeof *base.methods));
+    EXPECT_EQ(0,
+              memcmp(base.arguments, tables.arguments, sizeof *base.arguments * base.numArguments));
+    EXPECT_EQ("Extra", text(tables.methods[base.numMethods].wireName));
+    EXPECT_EQ("Run", text(tables.methods[base.numMethods + 1].wireName));
+    EXPECT_EQ(base.numTypes, tables.methods[base.numMethods + 1].owner);
+
+    for (guint32 i = 0; i < tables.numTypes; i++) {
+        const SchemaTypeRow &row = tables.types[i];
+        if (text(row.wireName) == "Word") {
+            ASSERT_EQ(3, row.count);
+            EXPECT_EQ("SKEMA_OZY_OPEN_THREE", text(tables.words[row.first + 2].identifier));
+        } else if (text(row.wireName) == "Open") {
+            ASSERT_EQ(4, row.count);
+            const SchemaFieldRow &field = tables.fields[row.first + 3];
+            EXPECT_EQ("x", text(field.name));
+            EXPECT_EQ(base.numTypes + 1, field.type);
+            EXPECT_EQ(VersionTexts_Index("ozy25/5.5"), field.version);
+        }
+    }
+}
+
+/* Whatever is done to a good overlay, it is taken or refused; nothing else happens. */
+TEST(SchemaOverlay, SurvivesDamagedTexts) {
+    const std::string good =
+        "data Open ...\n  x New[]?  @ozy25/5.5\n"
+        "data New : Open = Path  @all\n  y Word\n"
+        "enum Word in Open\n  one two three\n"
+        "managed Site\n  Build(what int, how *[], by Full, at *, in *) Word[]\n";
+    const std::vector<std::string> words = {"data ",  "enum ", " : ",  "Open", "GObject", " in ",
+                                            " ...\n", "[]",    "@all", "\n",   "  ",      "Word",
+                                            "(",      ")",     "*",    "~",    "\xff",    "New"};
+    const Merged shipped({});
+    SchemaBuilt built = SchemaBuild_Run(shipped.model);
+    const SchemaTables base = SchemaBuild_Tables(&built);
+    std::mt19937 random(20);
+    int numTaken = 0;
+    for (int round = 0; round < 500; round++) {
+        std::string text = good;
+        for (int change = 0; change < 1 + round % 4; change++) {
+            const gsize at = random() % text.size();
+            if (random() % 2 == 0)
+                text.erase(at, 1 + random() % 6);
+            else
+                text.insert(at, words[random() % words.size()]);
+        }
+        const Merged merged({text}, true);
+        if (!merged.errors.messages.empty())
+            continue;
+        numTaken++;
+        const SchemaBuilt extended = SchemaBuild_Extend(base, merged.model);
+        for (const SchemaTypeRow &row : extended.types)
+            ASSERT_LT(row.wireName, extended.text.size());
+    }
+    EXPECT_GT(numTaken, 0);
+}
+
+} // namespace
