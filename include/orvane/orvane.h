@@ -11,5 +11,6 @@
 #include <orvane/loop.h>
 #include <orvane/privilege.h>
 #include <orvane/runtime.h>
+#include <orvane/schemaOverlay.h>
 #include <orvane/session.h>
 #include <orvane/specBuilders.h>

@@ -1,6 +1,16 @@
 // The start and stop of the library.
+#include <atomic>
+#include <cstdlib>
+
 #include "apps/lib/basicHttp/basicHttp.h"
 #include "ozy/lib/orvane/orvaneRuntime.h"
+#include "ozy/lib/orvane/schemaLoad.h"
+
+namespace {
+
+constinit std::atomic<bool> isEnvironmentRead{false};
+
+} // namespace
 
 constinit OrvanePollCallback orvane_poll_callback = nullptr;
 constinit OrvanePollCallbackRemove orvane_poll_callback_remove = nullptr;
@@ -12,6 +22,8 @@ gboolean orvane_init(OrvanePollCallback pollCallback, OrvanePollCallbackRemove p
     orvane_poll_callback = pollCallback;
     orvane_poll_callback_remove = pollCallbackRemove;
     g_type_init();
+    if (!isEnvironmentRead.exchange(true))
+        SchemaLoad_FromEnvironment(secure_getenv);
     return BasicHttp_InitEx(pollCallback, pollCallbackRemove, -1);
 }
 

@@ -365,11 +365,14 @@ GType TypeRegister(const SchemaTypeRow &row, guint index) {
     return type;
 }
 
-GType TypeRegisterOnce(const SchemaTypeRow &row, guint index, std::atomic_ref<GType> id) {
+/* Looks at the tables again: others may have come in their place before the lock was had. */
+GType TypeRegisterOnce(guint index) {
     const RegistrationLock lock;
+    const SchemaTables *tables = SchemaEngine_Tables();
+    const std::atomic_ref<GType> id(tables->ids[index]);
     GType type = id.load(std::memory_order_relaxed);
     if (type == 0) {
-        type = TypeRegister(row, index);
+        type = TypeRegister(tables->types[index], index);
         id.store(type, std::memory_order_release);
     }
     return type;
@@ -394,10 +397,15 @@ const SchemaTables *SchemaEngine_Tables() {
 }
 
 gboolean SchemaEngine_SetTables(const SchemaTables *tables) {
+    const RegistrationLock lock;
     if (isAnyRegistered)
         return FALSE;
     currentTables.store(tables, std::memory_order_release);
     return TRUE;
+}
+
+gboolean SchemaEngine_IsInUse() {
+    return isAnyRegistered;
 }
 
 GType SchemaEngine_ValueType(SchemaValueKind kind, guint16 type) {
@@ -441,7 +449,7 @@ GType orvane_schema_get_type(guint index) {
     VERIFY(index < tables->numTypes);
     const std::atomic_ref<GType> id(tables->ids[index]);
     const GType type = id.load(std::memory_order_acquire);
-    return type != 0 ? type : TypeRegisterOnce(tables->types[index], index, id);
+    return type != 0 ? type : TypeRegisterOnce(index);
 }
 
 const SchemaClass *SchemaClass_Get(gpointer klass) {

@@ -73,5 +73,8 @@ const SchemaTables *SchemaEngine_Tables();
  * is registered. */
 gboolean SchemaEngine_SetTables(const SchemaTables *tables);
 
+/* Is a type registered? Then the tables stay. */
+gboolean SchemaEngine_IsInUse();
+
 /* The GType of elements of a kind; type is an index for ENUM, OBJECT and MANAGED. */
 GType SchemaEngine_ValueType(SchemaValueKind kind, guint16 type);

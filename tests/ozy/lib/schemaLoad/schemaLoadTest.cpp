@@ -1,0 +1,325 @@
+#include "ozy/lib/orvane/schemaLoad.h"
+
+#include <sys/stat.h>
+
+#include <glib/gstdio.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <orvane/schema/ferry.h>
+#include <orvane/schema/ozy.h>
+
+#include "lib/misc/log.h"
+#include "ozy/lib/orvane/schemaEngine.h"
+#include "tests/ozy/lib/orvane/soapFixture.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+constexpr const char *kOverlay = "namespace ozy\n"
+                                 "data VirtualMachineSummary ...\n"
+                                 "  overallState   SiteState?\n"
+                                 "  vm             VirtualMachine?      @ozy2/2.0\n"
+                                 "  display        SiteDisplay[]?       @ozy25/4.0\n"
+                                 "  note           string               @ozy25/5.5\n"
+                                 "data SiteDisplay : DynamicData  @all\n"
+                                 "  width          int\n"
+                                 "enum SiteState\n"
+                                 "  fine broken\n"
+                                 "enum TaskInfoState\n"
+                                 "  queued running success error paused\n"
+                                 "managed SiteManager : ManagedObject\n"
+                                 "  CleanSite(deep boolean) SiteState\n";
+
+/* A folder of overlays that goes away with all in it. */
+class Folder {
+public:
+    Folder() : path(GPtr<char>(g_dir_make_tmp("overlay-XXXXXX", nullptr)).get()) {}
+    Folder(const Folder &) = delete;
+    Folder &operator=(const Folder &) = delete;
+    ~Folder() {
+        GDir *dir = g_dir_open(path.c_str(), 0, nullptr);
+        while (const char *name = g_dir_read_name(dir))
+            g_unlink((path + "/" + name).c_str());
+        g_dir_close(dir);
+        g_rmdir(path.c_str());
+    }
+    std::string write(const char *name, const std::string &text) const {
+        const std::string file = path + "/" + name;
+        EXPECT_TRUE(g_file_set_contents(file.c_str(), text.data(), static_cast<gssize>(text.size()),
+                                        nullptr));
+        return file;
+    }
+
+    const std::string path;
+};
+
+constexpr int kLoaded = -1;
+
+struct Outcome {
+    int code = kLoaded; /* of the domain, or kLoaded */
+    std::string message;
+};
+
+Outcome Load(const std::string &path) {
+    GError *error = nullptr;
+    const gboolean isLoaded = orvane_schema_load_overlay(path.c_str(), &error);
+    EXPECT_EQ(isLoaded, error == nullptr);
+    if (error == nullptr)
+        return {};
+    EXPECT_EQ(ORVANE_SCHEMA_ERROR, error->domain);
+    const Outcome outcome = {error->code, error->message};
+    g_error_free(error);
+    return outcome;
+}
+
+/* The names of the properties of a class, without those of its base. */
+std::vector<std::string> Properties(const char *wireName) {
+    const ObjectPtr<GObject> object = New(wireName);
+    guint count = 0;
+    const GPtr<GParamSpec *> specs(
+        g_object_class_list_properties(G_OBJECT_GET_CLASS(object.get()), &count));
+    std::vector<std::string> names;
+    for (guint i = 0; i < count; i++) {
+        if (specs.get()[i]->owner_type == G_OBJECT_TYPE(object.get()))
+            names.emplace_back(specs.get()[i]->name);
+    }
+    return names;
+}
+
+bool HasProperty(const char *wireName, const char *name) {
+    const auto names = Properties(wireName);
+    return std::find(names.begin(), names.end(), name) != names.end();
+}
+
+TEST(SchemaLoad, FieldsAndTypesAreLikeAllOthers) {
+    const Folder folder;
+    const Outcome outcome = Load(folder.write("a.schema", kOverlay));
+    ASSERT_EQ(kLoaded, outcome.code) << outcome.message;
+
+    EXPECT_THAT(Properties("VirtualMachineSummary"),
+                ElementsAre("overallState", "vm", "display", "note"));
+    EXPECT_STREQ("SkemaOzySiteDisplay", g_type_name(orvane_lookup_type("SiteDisplay")));
+    EXPECT_TRUE(g_type_is_a(orvane_lookup_type("SiteDisplay"), SKEMA_TYPE_QORM_DYNAMIC_DATA));
+    EXPECT_TRUE(g_type_is_a(orvane_lookup_type("SiteManager"), SKEMA_TYPE_QORM_MANAGED_OBJECT));
+
+    const GEnumValue *state = orvane_enum_get_by_nick(orvane_lookup_type("SiteState"), "broken");
+    ASSERT_NE(nullptr, state);
+    EXPECT_EQ(1, state->value);
+    EXPECT_STREQ("SKEMA_OZY_SITE_STATE_BROKEN", state->value_name);
+    const GEnumValue *paused = orvane_enum_get_by_nick(SKEMA_TYPE_OZY_TASK_INFO_STATE, "paused");
+    ASSERT_NE(nullptr, paused);
+    EXPECT_EQ(4, paused->value);
+    EXPECT_STREQ("SKEMA_OZY_TASK_INFO_PAUSED", paused->value_name);
+}
+
+TEST(SchemaLoad, FieldsCrossTheWireByTheirRelease) {
+    const Folder folder;
+    ASSERT_EQ(kLoaded, Load(folder.write("a.schema", kOverlay)).code);
+    const ObjectPtr<GObject> summary = New("VirtualMachineSummary");
+    const ObjectPtr<GObject> display = New("SiteDisplay");
+    g_object_set(display.get(), "width", 640, nullptr);
+    const Value displayValue = ObjectValue(display);
+    const Value displays = ArrayValue({&displayValue, &displayValue});
+    g_object_set(summary.get(), "overallState", 1, "display", g_value_get_boxed(displays.get()),
+                 "note", "by the door", nullptr);
+
+    const std::string begin = "<s xsi:type=\"VirtualMachineSummary\">"
+                              "<overallState xsi:type=\"SiteState\">broken</overallState>";
+    const std::string one =
+        "<display xsi:type=\"SiteDisplay\"><width xsi:type=\"xsd:int\">640</width></display>";
+    const std::string note = "<note xsi:type=\"xsd:string\">by the door</note>";
+    const Value value = ObjectValue(summary);
+    EXPECT_EQ(begin + "</s>", Written("s", value.get(), "ozy2/2.0"));
+    EXPECT_EQ(begin + one + one + "</s>", Written("s", value.get(), "ozy25/5.0"));
+    const std::string all = begin + one + one + note + "</s>";
+    EXPECT_EQ(all, Written("s", value.get(), "ozy25/6.0"));
+
+    const Value back = ReadElement(all, SKEMA_TYPE_OZY_VIRTUAL_MACHINE_SUMMARY);
+    ASSERT_NE(nullptr, back.Object());
+    EXPECT_EQ("by the door", GetString(back.Object(), "note"));
+    EXPECT_TRUE(IsMarked(back.Object(), "overallState"));
+    EXPECT_FALSE(IsMarked(back.Object(), "vm"));
+    EXPECT_EQ(all, Written("s", back.get(), "ozy25/6.0"));
+}
+
+TEST(SchemaLoad, CompiledCodeFindsItsTypesAndMethods) {
+    const SchemaTables *shipped = SchemaEngine_Tables();
+    const Folder folder;
+    ASSERT_EQ(kLoaded, Load(folder.write("a.schema", kOverlay)).code);
+    const SchemaTables *tables = SchemaEngine_Tables();
+    ASSERT_NE(shipped, tables);
+    for (guint i = 0; i < shipped->numTypes; i++)
+        ASSERT_STREQ(shipped->text + shipped->types[i].name, tables->text + tables->types[i].name);
+    for (guint i = 0; i < shipped->numMethods; i++) {
+        ASSERT_STREQ(shipped->text + shipped->methods[i].wireName,
+                     tables->text + tables->methods[i].wireName);
+        ASSERT_EQ(shipped->methods[i].firstArgument, tables->methods[i].firstArgument);
+    }
+    EXPECT_STREQ("SkemaOzyTask", g_type_name(SKEMA_TYPE_OZY_TASK));
+    EXPECT_STREQ("SkemaFerryServiceContent", g_type_name(SKEMA_TYPE_FERRY_SERVICE_CONTENT));
+    for (guint i = 0; i < tables->numTypes; i++)
+        ASSERT_STREQ(tables->text + tables->types[i].name, g_type_name(orvane_schema_get_type(i)));
+}
+
+TEST(SchemaLoad, FoldersByNameAndCallsOneOverTheOther) {
+    const Folder folder;
+    folder.write("2.schema", "namespace ozy\ndata SiteDisplay ...\n  depth SiteState\n");
+    folder.write("1.schema", "namespace ozy\ndata SiteDisplay : DynamicData ...\n  width int\n"
+                             "enum SiteState\n  fine\n");
+    folder.write("ignored.txt", "no table");
+    EXPECT_EQ("", Load(folder.path).message);
+
+    const Folder other;
+    EXPECT_EQ("", Load(other.path).message); /* empty */
+    EXPECT_EQ("", Load(other.write("a.schema", "namespace ozy\ndata SiteDisplay @ozy25/4.0\n"
+                                               "  width int @all\n  height int\n"
+                                               "  depth SiteState @all\n"
+                                               "enum SiteState\n  fine broken\n"))
+                      .message);
+    EXPECT_THAT(
+        Load(other.write("a.schema", "namespace ozy\ndata SiteDisplay ...\n  more int\n")).message,
+        HasSubstr("field 'more' of 'SiteDisplay' is new, but the built-in schema says"));
+    EXPECT_THAT(Properties("SiteDisplay"), ElementsAre("width", "height", "depth"));
+    EXPECT_NE(nullptr, orvane_enum_get_by_nick(orvane_lookup_type("SiteState"), "broken"));
+}
+
+TEST(SchemaLoad, RefusesAsAWhole) {
+    struct Row {
+        std::string text;
+        int code;
+        const char *message; /* behind the file's name */
+    };
+    const std::string good = std::string(kOverlay);
+    const Row rows[] = {
+        {good + "dato X : DynamicData ...\n", ORVANE_SCHEMA_ERROR_SYNTAX,
+         ":15: unknown kind of type 'dato'"},
+        {good + "  Foo(9a int)\n", ORVANE_SCHEMA_ERROR_SYNTAX,
+         ":15: name that begins with a digit: '9a'"},
+        {good + std::string(10 << 20, 'x'), ORVANE_SCHEMA_ERROR_SYNTAX,
+         ":15: line of more than 240 bytes"},
+        {good + "# \xc3\n", ORVANE_SCHEMA_ERROR_SYNTAX, ":15: byte that is no printable ASCII"},
+        {good + std::string("\0", 1), ORVANE_SCHEMA_ERROR_SYNTAX,
+         ":15: byte that is no printable ASCII"},
+        {good + "data X : DynamicData ...\n  a Nothing\n", ORVANE_SCHEMA_ERROR_UNSOUND,
+         ":16: unknown type 'Nothing'"},
+        {good + "data TaskInfo ...\n  key int\n", ORVANE_SCHEMA_ERROR_CONTRADICTION,
+         ":16: field 'key' of 'TaskInfo' is int, but the built-in schema says string"},
+        {good + "data DynamicData ...\n", ORVANE_SCHEMA_ERROR_CONTRADICTION,
+         ":15: 'DynamicData' stands in namespace ozy, but the built-in schema says qorm"},
+        {good + "data X : DynamicData ...\n  a Nothing\n  b Nobody\n", ORVANE_SCHEMA_ERROR_UNSOUND,
+         ":16: unknown type 'Nothing' (and 1 more)"},
+    };
+    const SchemaTables *before = SchemaEngine_Tables();
+    const Folder folder;
+    for (const Row &row : rows) {
+        const std::string file = folder.write("a.schema", row.text);
+        const Outcome outcome = Load(file);
+        EXPECT_EQ(row.code, outcome.code) << row.message;
+        EXPECT_EQ(file + row.message, outcome.message);
+        EXPECT_EQ(before, SchemaEngine_Tables());
+    }
+    /* one bad file among good ones */
+    folder.write("b.schema", "namespace ozy\ndata B : DynamicData ...\n");
+    EXPECT_EQ(ORVANE_SCHEMA_ERROR_UNSOUND, Load(folder.path).code);
+    EXPECT_EQ(before, SchemaEngine_Tables());
+    EXPECT_FALSE(HasProperty("VirtualMachineSummary", "note"));
+    EXPECT_EQ(0u, orvane_lookup_type("SiteDisplay"));
+}
+
+TEST(SchemaLoad, SaysWhatItCannotRead) {
+    const Folder folder;
+    const std::string missing = folder.path + "/missing";
+    const Outcome none = Load(missing);
+    EXPECT_EQ(ORVANE_SCHEMA_ERROR_IO, none.code);
+    EXPECT_THAT(none.message, StartsWith(missing + ": "));
+
+    const std::string fifo = folder.path + "/fifo.schema";
+    ASSERT_EQ(0, mkfifo(fifo.c_str(), 0600));
+    EXPECT_EQ(fifo + ": is no regular file", Load(fifo).message);
+    EXPECT_EQ(ORVANE_SCHEMA_ERROR_IO, Load(folder.path).code);
+    EXPECT_FALSE(orvane_schema_load_overlay(missing.c_str(), nullptr));
+}
+
+TEST(SchemaLoad, ComesTooLateOnceATypeIsInUse) {
+    const Folder folder;
+    const std::string file = folder.write("a.schema", kOverlay);
+    EXPECT_EQ(kLoaded, Load(file).code);
+    EXPECT_NE(0u, SKEMA_TYPE_OZY_TASK);
+    EXPECT_EQ(ORVANE_SCHEMA_ERROR_TOO_LATE, Load(file).code);
+    EXPECT_EQ(ORVANE_SCHEMA_ERROR_TOO_LATE, Load(folder.path + "/missing").code);
+    EXPECT_TRUE(HasProperty("VirtualMachineSummary", "note"));
+}
+
+TEST(SchemaLoad, RefusesTheNameOfATypeOfTheApplication) {
+    g_type_register_static_simple(G_TYPE_OBJECT, "SkemaOzySiteDisplay", sizeof(GObjectClass),
+                                  nullptr, sizeof(GObject), nullptr, static_cast<GTypeFlags>(0));
+    const Folder folder;
+    const std::string file = folder.write("a.schema", kOverlay);
+    const Outcome outcome = Load(file);
+    EXPECT_EQ(ORVANE_SCHEMA_ERROR_CONTRADICTION, outcome.code);
+    EXPECT_EQ(file + ":7: type 'SkemaOzySiteDisplay' is registered already", outcome.message);
+}
+
+gint PollAdd(gint, OrvanePollFunction, gpointer, gint, gint64, gpointer, PollClassSet) {
+    return 0;
+}
+
+gboolean PollRemove(gint, OrvanePollFunction, gpointer, gint, PollClassSet) {
+    return TRUE;
+}
+
+std::string LogText() {
+    return GPtr<char>(LogRing_Copy()).get();
+}
+
+TEST(SchemaLoad, InitLoadsWhatTheEnvironmentNames) {
+    const Folder folder;
+    const Folder other;
+    folder.write("a.schema", kOverlay);
+    const std::string file =
+        other.write("b.schema", "namespace ozy\ndata SiteDisplay ...\n  width int\n");
+    g_setenv("ORVANE_SCHEMA_OVERLAY", (folder.path + "::" + file).c_str(), TRUE);
+    ASSERT_TRUE(orvane_init(PollAdd, PollRemove));
+    EXPECT_TRUE(HasProperty("VirtualMachineSummary", "note"));
+    orvane_shutdown();
+    ASSERT_TRUE(orvane_init(PollAdd, PollRemove)); /* not again */
+    orvane_shutdown();
+    EXPECT_EQ(std::string::npos, LogText().find("ORVANE_SCHEMA_OVERLAY"));
+}
+
+TEST(SchemaLoad, InitGoesOnWithoutABrokenOverlay) {
+    const Folder folder;
+    const std::string good = folder.write("good.schema", kOverlay);
+    const std::string bad = folder.write("bad.schema", "data X\n");
+    g_setenv("ORVANE_SCHEMA_OVERLAY", (good + ":" + bad).c_str(), TRUE);
+    ASSERT_TRUE(orvane_init(PollAdd, PollRemove));
+    EXPECT_THAT(LogText(), HasSubstr("W Schema: ORVANE_SCHEMA_OVERLAY is not loaded: " + bad +
+                                     ":1: no 'namespace' line before the first type"));
+    EXPECT_FALSE(HasProperty("VirtualMachineSummary", "note"));
+    orvane_shutdown();
+}
+
+/* As secure_getenv() answers in a process with raised rights. */
+char *NoVariable(const char *) {
+    return nullptr;
+}
+
+char *EmptyVariable(const char *) {
+    static char text[] = ":";
+    return text;
+}
+
+TEST(SchemaLoad, NothingIsLoadedWithoutAVariable) {
+    const SchemaTables *before = SchemaEngine_Tables();
+    const Folder folder;
+    g_setenv("ORVANE_SCHEMA_OVERLAY", folder.write("a.schema", kOverlay).c_str(), TRUE);
+    SchemaLoad_FromEnvironment(NoVariable);
+    SchemaLoad_FromEnvironment(EmptyVariable);
+    EXPECT_EQ(before, SchemaEngine_Tables());
+}
+
+} // namespace
