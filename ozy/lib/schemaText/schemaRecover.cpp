@@ -138,7 +138,7 @@ void RecoverEnclosing(const Recovery &from) {
 
 SchemaModel SchemaRecover_Run(const SchemaTables &tables) {
     SchemaModel model;
-    model.files.push_back("the built-in schema");
+    model.files.emplace_back("the built-in schema");
     model.types.reserve(tables.numTypes);
     const Recovery from{tables, &model};
     for (guint32 i = 0; i < tables.numTypes; i++)
