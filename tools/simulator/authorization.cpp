@@ -78,13 +78,10 @@ constexpr auto kPrivileges = std::to_array<const char *>({"Global.CancelTask",
 
 Value Role(int id, const std::string &name, const std::vector<std::string> &privileges,
            bool isBuiltIn) {
-    std::vector<Value> items;
-    for (const std::string &privilege : privileges)
-        items.push_back(Text(privilege));
     return Structure("AuthorizationRole", {{"roleId", Int(id)},
                                            {"system", Truth(isBuiltIn)},
                                            {"name", Text(name)},
-                                           {"privilege", List("String", std::move(items))}});
+                                           {"privilege", Texts(privileges)}});
 }
 
 std::vector<std::string> AllPrivileges() {

@@ -205,6 +205,7 @@ std::vector<Filter *> Collectors::ConcernedFilters(const Collector &collector,
                     concerned.emplace(filter->created, filter);
     }
     std::vector<Filter *> filters;
+    filters.reserve(concerned.size());
     for (const auto &[created, filter] : concerned)
         filters.push_back(filter);
     return filters;

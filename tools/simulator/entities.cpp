@@ -31,7 +31,7 @@ ObjectPtr FindChildOf(const Service &service, const ObjectPtr &parent, const std
             continue;
         const bool isList = value->kind == ValueKind::List;
         for (const Value &item : isList ? value->items : std::vector<Value>{value}) {
-            const ObjectPtr child = service.inventory.Find(item->text);
+            ObjectPtr child = service.inventory.Find(item->text);
             if (child && child->Get("name") && child->Get("name")->text == name)
                 return child;
         }

@@ -346,7 +346,7 @@ ObjectPtr AddMachine(Service &service, const ObjectPtr &folder, const std::strin
     const auto hosts = service.inventory.OfType("HostSystem");
     const size_t turn = service.inventory.LastNumber();
     const ObjectPtr host = hosts.empty() ? nullptr : hosts[turn % hosts.size()];
-    const ObjectPtr machine = MakeMachine(service, folder, host, name, false);
+    ObjectPtr machine = MakeMachine(service, folder, host, name, false);
     AddToList(service, folder, "childEntity", machine);
     AddToList(service, host, "vm", machine);
     for (const char *property : {"resourcePool", "datastore", "network"}) {
@@ -365,7 +365,7 @@ ObjectPtr AddFolder(Service &service, const ObjectPtr &parent, const std::string
     if (const Value list = parent->Get("childType"))
         for (const Value &type : list->items)
             types.push_back(type->text);
-    const ObjectPtr folder =
+    ObjectPtr folder =
         MakeFolder(service.inventory, service.inventory.NextId("group-v"), name, parent, types);
     AddToList(service, parent, "childEntity", folder);
     return folder;

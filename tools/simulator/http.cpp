@@ -22,7 +22,7 @@ namespace simulator {
 
 namespace {
 
-constexpr size_t kMaxBody = 64 * 1024 * 1024;
+constexpr size_t kMaxBody = size_t{64} << 20;
 
 std::system_error Failed(const std::string &what) {
     return std::system_error(errno, std::generic_category(), what);
@@ -53,7 +53,7 @@ void CloseDescriptor(int &descriptor) {
 void BreakOff(int socket) {
     sockaddr none{};
     none.sa_family = AF_UNSPEC;
-    connect(socket, &none, sizeof none);
+    (void)connect(socket, &none, sizeof none); /* a connection that is over needs no end */
 }
 
 MHD_Result AddToMap(void *map, MHD_ValueKind, const char *key, const char *value) {
@@ -221,7 +221,7 @@ HttpServer::HttpServer(const Settings &given, std::function<void(const ExchangeP
                                   MHD_OPTION_EXTERNAL_LOGGER, Glue::OnLog, nullptr,
                                   MHD_OPTION_NOTIFY_COMPLETED, Glue::OnCompleted, this,
                                   MHD_OPTION_NOTIFY_CONNECTION, Glue::OnConnection, this,
-                                  MHD_OPTION_CONNECTION_MEMORY_LIMIT, size_t{128 * 1024},
+                                  MHD_OPTION_CONNECTION_MEMORY_LIMIT, size_t{128} << 10,
                                   MHD_OPTION_ARRAY, tls, MHD_OPTION_END);
         const auto *info =
             daemon == nullptr ? nullptr : MHD_get_daemon_info(daemon, MHD_DAEMON_INFO_EPOLL_FD);

@@ -3,7 +3,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
-#include <iostream>
 #include <sstream>
 #include <stdexcept>
 #include <vector>
@@ -137,16 +136,14 @@ void Serve(const Settings &settings) {
 
 } // namespace
 
-int main(int argc, char **argv) {
+int main(int argc, char **argv) try {
     CLI::App app("A stand-in for the service: inventory, sessions, tasks, updates, troubles.");
     Settings settings;
     AddOptions(app, settings);
     CLI11_PARSE(app, argc, argv);
-    try {
-        Serve(settings);
-    } catch (const std::exception &error) {
-        fmt::print(stderr, "orvane-simulator: {}\n", error.what());
-        return EXIT_FAILURE;
-    }
+    Serve(settings);
     return EXIT_SUCCESS;
+} catch (const std::exception &error) {
+    std::fprintf(stderr, "orvane-simulator: %s\n", error.what());
+    return EXIT_FAILURE;
 }

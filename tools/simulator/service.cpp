@@ -230,7 +230,7 @@ void Service::HandleDocument(const ExchangePtr &exchange, const std::string &nam
 }
 
 HttpAnswer Service::DocumentAnswer(const std::string &name) const {
-    const HttpAnswer missing{404, "not found\n", "text/plain"};
+    HttpAnswer missing{404, "not found\n", "text/plain"};
     const VersionsForm form = troubles.versionsForm;
     if (name == "wsdl") {
         const bool isServed = options.wsdl || form == VersionsForm::MissingWithWsdl;
@@ -258,7 +258,7 @@ Value Service::Read(const Object &object, std::string_view property,
 }
 
 ObjectPtr Service::Require(const Element &reference, std::string_view type) const {
-    const ObjectPtr object = inventory.Find(reference.text);
+    ObjectPtr object = inventory.Find(reference.text);
     if (!object || !IsA(object->type, reference.type))
         throw ObjectNotFound(reference.type, reference.text);
     if (!IsA(object->type, type))

@@ -98,7 +98,7 @@ SessionPtr Sessions::Impersonate(const std::string &name) {
 }
 
 std::string Sessions::CloneTicket(const SessionPtr &session) {
-    const std::string ticket = "cst-" + RandomText();
+    std::string ticket = "cst-" + RandomText();
     cloneTickets[ticket] = session->user;
     return ticket;
 }

@@ -278,7 +278,7 @@ bool Simulator::SetProperty(const std::string &id, const std::string &property,
 std::string Simulator::AddMachine(const std::string &name) {
     const std::lock_guard lock(state->mutex);
     const ObjectPtr folder = state->ozy.inventory.Find(kMachineFolderId);
-    const std::string id = simulator::AddMachine(state->ozy, folder, name)->id;
+    std::string id = simulator::AddMachine(state->ozy, folder, name)->id;
     state->Settle();
     return id;
 }

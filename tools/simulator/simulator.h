@@ -93,8 +93,8 @@ struct Options {
     std::string ferryVersion = "ferry/5.0";
 
     std::vector<User> users = {{"administrator", "secret"}, {"observer", "secret", true}};
-    std::string ticketDirectory; /* for AcquireLocalTicket; empty: the call is refused */
-    int64_t sessionTimeoutMs = 30 * 60 * 1000; /* unused for so long, a session ends; 0: never */
+    std::string ticketDirectory;        /* for AcquireLocalTicket; empty: the call is refused */
+    int64_t sessionTimeoutMs = 1800000; /* unused for so long, a session ends; 0: never */
 
     int64_t taskDurationMs = 2000; /* from the call to the end of a task */
     bool frozenClock = false;

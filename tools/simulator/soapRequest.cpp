@@ -194,7 +194,8 @@ std::string ReadText(const Element &parent, std::string_view name) {
     return FindTyped(parent, name, true, kText)->text;
 }
 
-std::string OptionalText(const Element &parent, std::string_view name, std::string otherwise) {
+std::string OptionalText(const Element &parent, std::string_view name,
+                         const std::string &otherwise) {
     const Element *element = FindTyped(parent, name, false, kText);
     return element == nullptr ? otherwise : element->text;
 }

@@ -54,7 +54,8 @@ Request ParseRequest(std::string_view text);
 
 /* Arguments and fields by name. A missing one is a fault; the Optional... give what was passed. */
 std::string ReadText(const Element &parent, std::string_view name);
-std::string OptionalText(const Element &parent, std::string_view name, std::string otherwise = "");
+std::string OptionalText(const Element &parent, std::string_view name,
+                         const std::string &otherwise = "");
 bool ReadTruth(const Element &parent, std::string_view name);
 bool OptionalTruth(const Element &parent, std::string_view name, bool otherwise);
 int ReadInt(const Element &parent, std::string_view name);

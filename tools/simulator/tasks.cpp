@@ -11,7 +11,7 @@ namespace {
 
 constexpr int kNumSteps = 10;
 /* So long after its end a task can still be looked at. */
-constexpr int64_t kKeptMs = 10 * 60 * 1000;
+constexpr int64_t kKeptMs = 600000;
 constexpr char kTaskManagerId[] = "TaskManager";
 
 Value State(const std::string &state) {
@@ -28,7 +28,7 @@ std::string DescriptionId(const TaskPlan &plan) {
 
 } // namespace
 
-ObjectPtr Tasks::Create(TaskPlan plan) {
+ObjectPtr Tasks::Create(const TaskPlan &plan) {
     const std::string id = service.inventory.NextId("task-");
     const Value name = plan.entity->Get("name");
     const bool isEntity = IsA(plan.entity->type, "ManagedEntity");
@@ -46,14 +46,14 @@ ObjectPtr Tasks::Create(TaskPlan plan) {
          {"reason", Structure("TaskReasonUser", {{"userName", Text(plan.userName)}})},
          {"queueTime", Time(service.clock.WallTime())},
          {"eventChainId", Int(static_cast<int64_t>(service.inventory.LastNumber() & INT32_MAX))}});
-    const ObjectPtr task = service.inventory.Create("Task", id, {{"info", info}});
+    ObjectPtr task = service.inventory.Create("Task", id, {{"info", info}});
     Link(task, plan.entity);
     return task;
 }
 
 ObjectPtr Tasks::Start(TaskPlan plan) {
     const auto kept = std::make_shared<TaskPlan>(std::move(plan));
-    const ObjectPtr task = Create(*kept);
+    ObjectPtr task = Create(*kept);
     if (service.options.taskDurationMs <= 0)
         Finish(task, *kept);
     else
@@ -220,7 +220,7 @@ Result CreateTask(Service &service, const CallPtr &call) {
     plan.method = ReadText(arguments, "taskTypeId");
     plan.userName = call->session->user.name;
     plan.cancelable = OptionalTruth(arguments, "cancelable", false);
-    return Returned(service.tasks.Create(std::move(plan))->Get("info"));
+    return Returned(service.tasks.Create(plan)->Get("info"));
 }
 
 constexpr auto kMethods = std::to_array<MethodRow>({

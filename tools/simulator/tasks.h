@@ -35,7 +35,7 @@ public:
     /* Starts it; the task's object. */
     ObjectPtr Start(TaskPlan plan);
     /* One that a client drives itself. */
-    ObjectPtr Create(TaskPlan plan);
+    ObjectPtr Create(const TaskPlan &plan);
     void Cancel(const ObjectPtr &task);
     void SetProgress(const ObjectPtr &task, int percent);
     void SetState(const ObjectPtr &task, const std::string &state, const Value &result,

@@ -6,6 +6,8 @@
 #include <set>
 #include <unordered_map>
 
+#include <fmt/format.h>
+
 namespace simulator {
 
 namespace {
@@ -92,18 +94,19 @@ bool AppendListDifference(const Value &before, const Value &after, const std::st
     if (expected != *newKeys)
         return false;
 
+    const auto place = [&path](const std::string &key) { return fmt::format("{}[{}]", path, key); };
     for (size_t i = 0; i < oldKeys->size(); i++) {
         const std::string &key = (*oldKeys)[i];
-        const auto place = news.find(key);
-        if (place == news.end())
-            changes.push_back({"remove", path + "[" + key + "]", nullptr});
-        else if (before->items[i] != after->items[place->second])
-            AppendDifference(before->items[i], after->items[place->second], path + "[" + key + "]",
-                             true, changes);
+        const auto now = news.find(key);
+        if (now == news.end())
+            changes.push_back({"remove", place(key), nullptr});
+        else if (before->items[i] != after->items[now->second])
+            AppendDifference(before->items[i], after->items[now->second], place(key), true,
+                             changes);
     }
     for (size_t i = 0; i < newKeys->size(); i++)
         if (!olds.contains((*newKeys)[i]))
-            changes.push_back({"add", path + "[" + (*newKeys)[i] + "]", after->items[i]});
+            changes.push_back({"add", place((*newKeys)[i]), after->items[i]});
     return true;
 }
 
@@ -184,6 +187,7 @@ Value References(std::vector<Value> items) {
 
 Value Texts(const std::vector<std::string> &items) {
     std::vector<Value> values;
+    values.reserve(items.size());
     for (const auto &item : items)
         values.push_back(Text(item));
     return List("String", std::move(values));

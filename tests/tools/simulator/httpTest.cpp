@@ -75,7 +75,7 @@ TEST(Requests, DeepAndLongOnesAreSurvived) {
         deep += "<a>";
     EXPECT_EQ("InvalidRequest", client.Post(deep).Fault());
     client.Login();
-    const std::string name(3 * 1024 * 1024, 'n');
+    const std::string name(3000000, 'n');
     EXPECT_EQ(
         200,
         client.Call("Rename_Task", "ManagedEntity", "vm-101", Argument("newName", "string", name))

@@ -64,10 +64,8 @@ TEST(Trouble, IsForTheMethodsAndTimesItNames) {
     SoapClient client(server.Url());
     server.AddTrouble(ParseTrouble("Login:fault:fault=InvalidLogin:skip=1:count=2"));
     EXPECT_EQ("", Content(client).Fault());
-    std::vector<long> statuses;
-    for (int i = 0; i < 4; i++)
-        statuses.push_back(client.Login().status);
-    EXPECT_EQ((std::vector<long>{200, 500, 500, 200}), statuses);
+    for (const long status : {200, 500, 500, 200})
+        EXPECT_EQ(status, client.Login().status);
 
     server.AddTrouble({.kind = TroubleKind::NotXml, .count = -1});
     for (int i = 0; i < 3; i++)
