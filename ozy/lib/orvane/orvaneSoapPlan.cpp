@@ -117,7 +117,32 @@ guint32 SoapPropertyVersions(GParamSpec *pspec) {
     return index < 0 ? 0 : 1u << index; // a version outside the catalogue is in no list
 }
 
-SoapProperty SoapMakeProperty(GParamSpec *pspec) {
+/* The field of a schema class that the property shows, NULL if it is none. */
+const SchemaField *SoapFieldOf(const SchemaClass *schema, const GParamSpec *pspec) {
+    for (; schema != nullptr; schema = schema->base) {
+        for (const SchemaField &field : std::span(schema->fields, schema->numFields)) {
+            if (field.pspec == pspec)
+                return &field;
+        }
+    }
+    return nullptr;
+}
+
+/*
+ * Where a field is kept as one pointer, which the writer may then look at without having a copy made.
+ * References to managed objects are kept in other ways, and so are any values.
+ */
+guint32 SoapHeldAt(const SchemaField *field, SoapKind kind) {
+    if (field == nullptr || field->row->kind == SCHEMA_VALUE_MANAGED ||
+        (field->row->flags & SCHEMA_DYNAMIC))
+        return 0;
+    const bool isPointer = kind == SoapKind::String || kind == SoapKind::Array ||
+                           kind == SoapKind::Timeval || kind == SoapKind::ByteArray ||
+                           kind == SoapKind::Fault || kind == SoapKind::Object;
+    return isPointer ? field->offset : 0;
+}
+
+SoapProperty SoapMakeProperty(const SchemaClass *schema, GParamSpec *pspec) {
     SoapProperty property{};
     property.pspec = pspec;
     property.name = pspec->name;
@@ -127,6 +152,7 @@ SoapProperty SoapMakeProperty(GParamSpec *pspec) {
         GPOINTER_TO_SIZE(g_param_spec_get_qdata(pspec, orvane_quark_arraytype()));
     property.elementKind =
         property.elementType != 0 ? OrvaneSoapKind_Of(property.elementType) : SoapKind::Other;
+    property.heldAt = SoapHeldAt(SoapFieldOf(schema, pspec), property.kind);
     property.versions = SoapPropertyVersions(pspec);
     if (pspec->flags & kOptional)
         property.mark = g_quark_from_string(("_" + property.name).c_str());
@@ -147,8 +173,7 @@ SoapProperty SoapMakeProperty(GParamSpec *pspec) {
  * shows no difference from construction through the property system. A class that an application
  * registered may do anything there, also below a schema class.
  */
-bool SoapPlanIsDirect(gpointer klass, GType type) {
-    const SchemaClass *schema = SchemaClass_Get(klass);
+bool SoapPlanIsDirect(const SchemaClass *schema, GType type) {
     return schema != nullptr && schema->type == type;
 }
 
@@ -170,12 +195,13 @@ SoapPlan *SoapMakePlan(GType type) {
     plan->type = type;
     plan->wireName = static_cast<const char *>(g_type_get_qdata(type, orvane_quark_wsdlname()));
 
+    const SchemaClass *schema = SchemaClass_Get(klass);
     guint count = 0;
     const GPtr<GParamSpec *> specs(g_object_class_list_properties(klass, &count));
     plan->properties.reserve(count);
     for (guint i = 0; i < count; i++)
-        plan->properties.push_back(SoapMakeProperty(specs.get()[i]));
-    plan->isDirect = SoapPlanIsDirect(klass, type);
+        plan->properties.push_back(SoapMakeProperty(schema, specs.get()[i]));
+    plan->isDirect = SoapPlanIsDirect(schema, type);
     SoapPlanIndex(plan);
     return plan;
 }

@@ -51,6 +51,7 @@ struct SoapProperty {
     GType elementType; /* of an array, 0 if the class does not say */
     SoapKind kind;
     SoapKind elementKind;
+    guint32 heldAt;   /* where in the object the pointer to the value is kept; 0: ask the class */
     bool isPlain;     /* GLib would store any value of the type and range unchanged */
     guint32 versions; /* as OrvaneVersionEntry::mask; 0 if the property is never written */
     GQuark mark;      /* the object's data under it tells that the property was set; 0: required */

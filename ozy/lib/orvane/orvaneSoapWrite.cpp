@@ -108,7 +108,23 @@ constexpr bool SoapOwnsNothing(SoapKind kind) {
     return kind < SoapKind::String;
 }
 
+/* What an object keeps a pointer to, without a copy. */
+bool SoapWriteHeld(const SoapWriter &writer, const SoapProperty &property, gpointer held) {
+    const std::string_view name = property.name;
+    if (property.kind == SoapKind::String)
+        return OrvaneSoapWriteEscaped(writer.out, name, "xsd:string", static_cast<char *>(held));
+    if (property.kind == SoapKind::Array)
+        return SoapWriteArray(writer, name, static_cast<const GValueArray *>(held));
+    if (property.kind == SoapKind::Timeval)
+        return OrvaneSoapWriteTimeval(writer.out, name, static_cast<const GTimeVal *>(held));
+    if (property.kind == SoapKind::ByteArray)
+        return OrvaneSoapWriteByteArray(writer.out, name, static_cast<const GByteArray *>(held));
+    return OrvaneSoapWriteObject(writer, name, static_cast<GObject *>(held));
+}
+
 bool SoapWriteProperty(const SoapWriter &writer, const SoapProperty &property, GObject *object) {
+    if (property.heldAt != 0)
+        return SoapWriteHeld(writer, property, G_STRUCT_MEMBER(gpointer, object, property.heldAt));
     GValue value = G_VALUE_INIT;
     g_value_init(&value, property.type);
     if (property.get != nullptr)
