@@ -1,6 +1,7 @@
 // How long does a big reply take from its text to typed objects and back to nothing, compared with
 // merely parsing that text into a tree and freeing it?
 #include <benchmark/benchmark.h>
+#include <fmt/format.h>
 #include <libxml/parser.h>
 #include <libxml/tree.h>
 
@@ -26,18 +27,18 @@ const std::string &ReplyText() {
             " xmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\">\n<soapenv:Body>\n"
             "<ListSessionsResponse xmlns=\"urn:ozy25\">";
         for (int i = 0; i < kNumObjects; i++) {
-            const std::string number = std::to_string(i);
-            all += "<returnval><dynamicType>UserSession</dynamicType><key>52b5395a-" + number +
-                   "</key><userName>operator-" + number + "</userName><fullName>Operator " +
-                   number +
-                   "</fullName><loginTime>2014-03-01T09:26:53.589793Z</loginTime>"
-                   "<lastActiveTime>2014-03-01T10:11:12.131415Z</lastActiveTime>"
-                   "<locale>en</locale><messageLocale>en</messageLocale>"
-                   "<extensionSession>false</extensionSession><ipAddress>192.0.2.17</ipAddress>"
-                   "<userAgent>Orvane/1.0</userAgent><callCount>" +
-                   number + "</callCount></returnval>\n";
+            all += fmt::format(
+                "<returnval><dynamicType>UserSession</dynamicType><key>52b5395a-{0}</key>"
+                "<userName>operator-{0}</userName><fullName>Operator {0}</fullName>"
+                "<loginTime>2014-03-01T09:26:53.589793Z</loginTime>"
+                "<lastActiveTime>2014-03-01T10:11:12.131415Z</lastActiveTime>"
+                "<locale>en</locale><messageLocale>en</messageLocale>"
+                "<extensionSession>false</extensionSession><ipAddress>192.0.2.17</ipAddress>"
+                "<userAgent>Orvane/1.0</userAgent><callCount>{0}</callCount></returnval>\n",
+                i);
         }
-        return all + "</ListSessionsResponse>\n</soapenv:Body>\n</soapenv:Envelope>";
+        all += "</ListSessionsResponse>\n</soapenv:Body>\n</soapenv:Envelope>";
+        return all;
     }();
     return text;
 }

@@ -10,12 +10,13 @@ struct SoapBlock {
 
 namespace {
 
-constexpr gsize kFirstSize = 16 * 1024 - sizeof(SoapBlock);
-constexpr gsize kLargestSize = 1024 * 1024 - sizeof(SoapBlock);
+constexpr gsize kKiB = 1024;
+constexpr gsize kFirstSize = 16 * kKiB - sizeof(SoapBlock);
+constexpr gsize kLargestSize = 1024 * kKiB - sizeof(SoapBlock);
 #ifdef __SANITIZE_ADDRESS__
 constexpr gsize kKeptBytes = 0; // so that a use after release is found
 #else
-constexpr gsize kKeptBytes = 4 * 1024 * 1024;
+constexpr gsize kKeptBytes = 4096 * kKiB;
 #endif
 
 /* The blocks that wait for the next reply; whoever needs blocks takes them all. */

@@ -7,6 +7,7 @@
  */
 #include "ozy/lib/orvane/orvaneSoapInt.h"
 
+#include <array>
 #include <charconv>
 #include <cstdio>
 #include <cstring>

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <bit>
 #include <cstring>
+#include <span>
 
 #include <orvane/runtime.h>
 #include <orvane/schema/qorm.h>

@@ -1,7 +1,6 @@
 #include "ozy/lib/orvane/orvaneSoapInt.h"
 
-#include <cmath>
-#include <cstring>
+#include <span>
 #include <string>
 
 #include "lib/misc/glibPtr.h"

@@ -137,12 +137,12 @@ xmlNs *SoapFindNs(const SoapBuilder *builder, const xmlChar *prefix) {
 
 void SoapDeclare(SoapBuilder *builder, xmlNode *node, int count, const xmlChar **pairs) {
     xmlNs **end = &node->nsDef;
-    for (int i = 0; i < count; i++) {
+    for (int i = 0; i < count; i++, pairs += 2) {
         auto *ns = static_cast<xmlNs *>(builder->blocks.Take(SoapBlocks_Round(sizeof(xmlNs))));
         *ns = xmlNs{};
         ns->type = XML_LOCAL_NAMESPACE;
-        ns->prefix = pairs[2 * i];
-        ns->href = pairs[2 * i + 1];
+        ns->prefix = pairs[0];
+        ns->href = pairs[1];
         builder->scope.push_back(ns);
         *end = ns;
         end = &ns->next;

@@ -1,6 +1,8 @@
 /* Which type an element of a reply has. */
 #include "ozy/lib/orvane/orvaneSoapInt.h"
 
+#include <array>
+#include <span>
 #include <string>
 
 #include "lib/misc/glibPtr.h"

@@ -1,6 +1,6 @@
 #include "ozy/lib/orvane/orvaneSoapInt.h"
 
-#include <cstring>
+#include <span>
 
 #include "lib/misc/glibPtr.h"
 #include "ozy/lib/orvane/orvaneRuntime.h"
