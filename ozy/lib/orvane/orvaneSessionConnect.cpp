@@ -17,6 +17,8 @@
 
 namespace {
 
+constexpr const char *kStepKey = "orvane_session_step";
+
 /* An https URL cannot be opened while a function of the application is to decide on certificates, since
  * nothing would ask it. */
 bool IsUndecidable(const OrvaneSessionPrivate *priv, const char *url) {
@@ -101,6 +103,7 @@ OrvaneListener *OrvaneSessionBound(gpointer object) {
 OrvaneListener *OrvaneSessionNewStep(OrvaneSession *session, OrvaneListenerCallback callback,
                                      OrvaneListener *application) {
     OrvaneListener *step = OrvaneListener_NewInternal(callback, session);
+    g_object_set_data(G_OBJECT(step), kStepKey, step);
     if (application != nullptr)
         orvane_bind_listener(G_OBJECT(step), application);
     return step;
@@ -109,6 +112,13 @@ OrvaneListener *OrvaneSessionNewStep(OrvaneSession *session, OrvaneListenerCallb
 void OrvaneSessionStepSent(OrvaneSession *session, OrvaneListener *step) {
     if (!OrvaneSession_HasCall(session, step))
         orvane_listener_acknowledge(step, FALSE, nullptr);
+}
+
+void OrvaneSessionDropListener(OrvaneListener *listener) {
+    const bool isStep = g_object_get_data(G_OBJECT(listener), kStepKey) != nullptr;
+    ObjectWatch<OrvaneListener> application(isStep ? OrvaneSessionBound(listener) : nullptr);
+    g_object_unref(listener);
+    OrvaneSessionAcknowledgeFault(application.Get(), OrvaneFault_NewUnexpected());
 }
 
 void OrvaneSessionAcknowledgeSuccess(OrvaneListener *application) {

@@ -146,6 +146,9 @@ OrvaneListener *OrvaneSessionNewStep(OrvaneSession *session, OrvaneListenerCallb
                                      OrvaneListener *application);
 /* To be called when the step's call was made: one that could not be sent fails now. */
 void OrvaneSessionStepSent(OrvaneSession *session, OrvaneListener *step);
+/* Gives up a call's reference on its listener after a reply that came too late to be told. If it is a
+ * step's, somebody still waits for the end of the chain, and is told that this is it. */
+void OrvaneSessionDropListener(OrvaneListener *listener);
 
 void OrvaneSessionAcknowledgeSuccess(OrvaneListener *application);
 /* Tells the listener, if there is one, of a fault, which it takes over; NULL is "no fault given". */

@@ -246,10 +246,11 @@ void OnListenerReply(OrvaneCall *call, OrvaneListener *listener, RequestPtr requ
     if (call != nullptr)
         ForgetListener(call);
     if (data == nullptr || data == Unlinked()) {
-        /* the request stays with its session, which frees it later */
-        if (call != nullptr)
+        if (call != nullptr) { /* the request stays with its session, which frees it later */
+            g_hash_table_remove(call->session->priv->listeners, listener);
             call->session->priv->hasDoneCalls = true;
-        (void)(call != nullptr ? request.release() : nullptr);
+            (void)request.release();
+        }
         response.reset();
         if (data == nullptr) {
             Log("%s: g_object_get_data returned null session\n", kOnSent);
@@ -271,7 +272,7 @@ void OnListenerReply(OrvaneCall *call, OrvaneListener *listener, RequestPtr requ
         Log("%s: ORVANE_SESSION_DISCONNECTED == orvane_session_get_state\n", kOnSent);
         request.reset();
         response.reset();
-        g_object_unref(listener);
+        OrvaneSessionDropListener(listener);
         return;
     }
 
