@@ -38,6 +38,13 @@ struct ShippedSchema {
     }
 };
 
+/* Whether the library was built from these tables alone. */
+#ifdef ORVANE_HAS_OVERLAY
+inline constexpr bool kIsShippedAlone = false;
+#else
+inline constexpr bool kIsShippedAlone = true;
+#endif
+
 inline std::unique_ptr<ShippedSchema> ShippedSchema_Read() {
     auto schema = std::make_unique<ShippedSchema>();
     SchemaErrors errors;

@@ -123,6 +123,8 @@ GType ResultOf(const TableMethod &method) {
 }
 
 TEST_F(StubRows, EveryMethodSendsItsNameAndNoMoreThanItMust) {
+    if (!kIsShippedAlone)
+        GTEST_SKIP() << "the library has an overlay's methods as well";
     const Warnings warnings; /* one for each required text that is NULL */
     size_t numNullTexts = 0;
     guint index = 0;
