@@ -2,11 +2,13 @@
 #include <CLI/CLI.hpp>
 
 #include "tools/orvane/demo.h"
+#include "tools/orvane/schemaCommand.h"
 
 namespace {
 
 constexpr int kMaxMachines = 100000;
 constexpr int kMaxSeconds = 3600;
+constexpr int kBadUsage = 2; /* exit status for a wrong command line */
 
 void AddDemo(CLI::App &program, orvaneCli::DemoOptions &options, int &status) {
     CLI::App *demo = program.add_subcommand("demo", "Shows what the library does, on one screen");
@@ -44,6 +46,12 @@ int main(int argc, char **argv) {
     orvaneCli::DemoOptions options;
     int status = 0;
     AddDemo(program, options, status);
-    CLI11_PARSE(program, argc, argv);
+    schemaImport::ImportOptions importOptions;
+    orvaneCli::AddSchema(program, importOptions, status);
+    try {
+        program.parse(argc, argv);
+    } catch (const CLI::ParseError &error) {
+        return program.exit(error) == 0 ? 0 : kBadUsage;
+    }
     return status;
 }

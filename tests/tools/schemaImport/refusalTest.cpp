@@ -1,0 +1,242 @@
+// What documents say and the tables cannot hold: noted with its place, while the rest is imported.
+#include "tests/tools/schemaImport/importFixture.h"
+
+namespace {
+
+using schemaImport::ImportOptions;
+using testing::HasSubstr;
+using testing::Not;
+
+/* A class below DynamicData with these elements, one a line, the first on line 3. */
+std::string Class(const std::string &name, const std::string &elements,
+                  const std::string &base = "t:DynamicData") {
+    return "<s:complexType name='" + name + "'><s:complexContent><s:extension base='" + base +
+           "'><s:sequence>\n" + elements +
+           "</s:sequence></s:extension></s:complexContent></s:complexType>";
+}
+
+std::string Element(const std::string &name, const std::string &type,
+                    const std::string &more = "") {
+    return "<s:element name='" + name + "' type='" + type + "' " + more + "/>\n";
+}
+
+struct RefusalRow {
+    const char *name;
+    std::string components;
+    std::vector<std::string> report; /* lines of it */
+    std::string tables;              /* behind the namespace; empty: none are written */
+};
+
+const std::string kGood = Element("good", "s:int");
+const std::string kHalf = "\ndata Half : DynamicData ...\n"
+                          "  good              int                 @ozy25/5.0\n";
+
+const RefusalRow kRefusals[] = {
+    {"unknown type",
+     Class("Half", kGood + Element("bad", "t:Nowhere")),
+     {"a.xsd:4: element 'bad' of 'Half' has the type 'Nowhere', which is not known"},
+     kHalf},
+    {"type that the tables lack",
+     Class("Half", kGood + Element("bad", "s:unsignedLong")),
+     {"a.xsd:4: element 'bad' of 'Half' has the type xsd:unsignedLong, which the tables do not "
+      "have"},
+     kHalf},
+    {"choice",
+     Class("Half", kGood + "<s:choice>" + Element("a", "s:int") + "</s:choice>"),
+     {"a.xsd:4: unknown construct 's:choice' in 'Half'"},
+     kHalf},
+    {"type without a name",
+     Class("Half", kGood + "<s:element name='bad'><s:complexType/></s:element>"),
+     {"a.xsd:4: element 'bad' of 'Half' has a type without a name"},
+     kHalf},
+    {"name that is no identifier",
+     Class("Half", kGood + Element("is-bad", "s:int")),
+     {"a.xsd:4: element 'is-bad' of 'Half' has a name that the tables cannot hold"},
+     kHalf},
+    {"element that stands twice",
+     Class("Half", kGood + kGood),
+     {"a.xsd:4: element 'good' of 'Half' stands there twice"},
+     kHalf},
+    {"element of a base class",
+     Class("Sub", kGood + Element("name", "s:string"), "t:Sealed"),
+     {"a.xsd:4: left out: field 'name' of 'Sub' stands already in 'Sealed' at shipped.schema:19"},
+     "\ndata Sub : Sealed ...\n  good              int                 @ozy25/5.0\n"},
+    {"wrapper outside an any",
+     "<s:complexType name='ArrayOfInt'><s:sequence>" + Element("int", "s:int", "maxOccurs='9'") +
+         "</s:sequence></s:complexType>" + Class("Half", kGood + Element("bad", "t:ArrayOfInt")),
+     {"a.xsd:5: element 'bad' of 'Half' has the type 'ArrayOfInt', which cannot be used"},
+     kHalf},
+    {"class without a base",
+     "<s:complexType name='Loose'/>",
+     {"a.xsd:2: 'Loose' cannot be used: no base of it is a class that is known"},
+     ""},
+    {"bases in a circle",
+     Class("A", "", "t:B") + Class("B", "", "t:A"),
+     {"a.xsd:2: 'A' cannot be used: no base of it is a class that is known",
+      "a.xsd:3: 'B' cannot be used: no base of it is a class that is known"},
+     ""},
+    {"type that stands twice",
+     Class("Twice", "") + Class("Twice", kGood),
+     {"a.xsd:3: type 'Twice' stands already at a.xsd:2"},
+     "\ndata Twice : DynamicData  @ozy25/5.0\n"},
+    {"complete class",
+     Class("Sealed", Element("name", "s:int") + Element("lid", "s:int")),
+     {"a.xsd:3: element 'name' of 'Sealed' is int, but the schema says string",
+      "a.xsd:4: element 'lid' of 'Sealed' is new, but the schema says that its fields are "
+      "complete"},
+     ""},
+    {"other base",
+     Class("Burner", kGood, "t:Boiler"),
+     {"a.xsd:2: 'Burner' has the base Boiler, but the schema says DynamicData"},
+     "\ndata Burner : DynamicData  @ozy25/5.0\n  good              int\n"},
+    {"stated field of another type",
+     Class("Boiler", kGood + Element("inlet", "s:string")),
+     {"a.xsd:4: element 'inlet' of 'Boiler' is string, but the schema says Site"},
+     "\ndata Boiler : DynamicData  @ozy25/5.0\n  good              int\n"
+     "  inlet             Site                @ozy2/2.0\n"},
+    {"stated field missing",
+     Class("Boiler", kGood),
+     {"a.xsd:2: 'Boiler' has no element 'inlet', but the schema has it"},
+     "\ndata Boiler : DynamicData ...\n  good              int                 @ozy25/5.0\n"},
+    {"words that cannot be constants",
+     "<s:simpleType name='Odd'><s:restriction base='s:string'><s:enumeration value='a b'/>"
+     "<s:enumeration value='up'/>\n<s:enumeration value='UP'/></s:restriction></s:simpleType>",
+     {"a.xsd:2: word 'a b' of 'Odd' cannot stand in the tables",
+      "a.xsd:3: left out: C name 'SKEMA_OZY_ODD_UP' stands already at a.xsd:2"},
+     ""},
+    {"operation of no known class",
+     "<s:complexType name='FlyRequestType'><s:sequence>" + Element("_this", "t:X") +
+         "</s:sequence></s:complexType>",
+     {"a.xsd:2: operation 'Fly' is new: no class is known that could have it"},
+     ""},
+    {"operation with other arguments",
+     "<s:complexType name='DrainRequestType'><s:sequence>" + Element("_this", "t:X") +
+         Element("gallons", "s:int") + "</s:sequence></s:complexType>",
+     {"a.xsd:2: operation 'Drain' has other arguments than in the schema"},
+     ""},
+    {"places that are not below the document",
+     "<s:include schemaLocation='../../etc/passwd'/>\n<s:include schemaLocation='http://h/a.xsd'/>",
+     {"a.xsd:3: 'http://h/a.xsd' is no local file; nothing is fetched without --url"},
+     ""},
+};
+
+TEST(SchemaImportRefusal, IsNotedWithItsPlace) {
+    for (const RefusalRow &row : kRefusals) {
+        SCOPED_TRACE(row.name);
+        const DocumentFolder folder;
+        const Imported imported =
+            Import({.documents = {"ozy25/5.0=" + folder.WriteSchema("a.xsd", row.components)}});
+        const std::string report = "\n" + folder.Shorten(imported.report);
+        for (const std::string &line : row.report)
+            EXPECT_THAT(report, HasSubstr("\n" + line + "\n"));
+        if (row.tables.empty())
+            EXPECT_EQ("", imported.tables);
+        else
+            EXPECT_EQ("# made by orvane schema import\nnamespace ozy\n" + row.tables,
+                      imported.tables);
+        EXPECT_EQ(row.tables.empty() ? 1 : 0, imported.status);
+        EXPECT_EQ("{}", Refusals(imported.tables));
+    }
+}
+
+TEST(SchemaImportRefusal, FilesOutsideTheFolderAreNotRead) {
+    const DocumentFolder folder;
+    folder.WriteSchema("secret.xsd", Class("Secret", ""));
+    const std::string document =
+        folder.WriteSchema("in/a.xsd", "<s:include schemaLocation='../secret.xsd'/>");
+    std::filesystem::create_symlink("../secret.xsd",
+                                    std::filesystem::path(document).parent_path() / "link.xsd");
+    const std::string other =
+        folder.WriteSchema("in/b.xsd", "<s:include schemaLocation='link.xsd'/>");
+    for (const std::string &path : {document, other}) {
+        const Imported imported = Import({.documents = {path}});
+        EXPECT_EQ(1, imported.status);
+        EXPECT_THAT(imported.report,
+                    HasSubstr("lies outside the folders of the documents that were named"));
+    }
+}
+
+TEST(SchemaImportRefusal, DocumentsThatAreNoSchemas) {
+    const std::pair<const char *, const char *> rows[] = {
+        {"<!DOCTYPE a [<!ENTITY b SYSTEM '/etc/passwd'>]><a>&b;</a>",
+         "a.xsd:1: refused: it has a document type declaration"},
+        {"<a>\n<b></a>", "a.xsd:2: Opening and ending tag mismatch: b line 2 and a"},
+        {"", "a.xsd:1: Document is empty"},
+        {"<a/>", "a.xsd:1: neither a schema nor a WSDL: 'a'"},
+    };
+    for (const auto &[text, line] : rows) {
+        const DocumentFolder folder;
+        const Imported imported = Import({.documents = {folder.Write("a.xsd", text)}});
+        EXPECT_EQ(1, imported.status);
+        EXPECT_THAT(folder.Shorten(imported.report), HasSubstr(line));
+    }
+}
+
+TEST(SchemaImportRefusal, WhatALaterReleaseSaysDifferently) {
+    const DocumentFolder folder;
+    const std::string old =
+        folder.WriteSchema("old.xsd", Class("Half", Element("a", "s:int") + Element("b", "s:int") +
+                                                        Element("c", "s:int")));
+    const std::string later =
+        folder.WriteSchema("new.xsd", Class("Half", Element("b", "s:long") + Element("d", "s:int") +
+                                                        Element("a", "s:int", "minOccurs='0'")));
+    const Imported imported = Import({.documents = {"ozy25/5.0=" + old, "ozy25/5.5=" + later}});
+    EXPECT_EQ("# made by orvane schema import\nnamespace ozy\n\n"
+              "data Half : DynamicData  @ozy25/5.0\n"
+              "  a                 int?\n"
+              "  b                 int\n"
+              "  d                 int                 @ozy25/5.5\n"
+              "  c                 int?\n",
+              imported.tables);
+    EXPECT_EQ(
+        "new.xsd:3: element 'b' of 'Half' is long in release ozy25/5.5, but old.xsd:4 says int\n"
+        "new.xsd:5: element 'a' of 'Half' is int? in release ozy25/5.5, but old.xsd:3 says int\n"
+        "new.xsd:5: element 'a' of 'Half' stands behind 'd' in release ozy25/5.5, but before "
+        "it at old.xsd:3\n"
+        "new.xsd:2: element 'c' of 'Half' is gone in release ozy25/5.5; it stays, as optional, "
+        "from old.xsd:5\n"
+        "1 class (1 new), 0 enumerations (0 new), 0 methods; 4 things not used\n",
+        folder.Shorten(imported.report));
+}
+
+TEST(SchemaImportRefusal, CommandLinesThatMeanNothing) {
+    const ImportOptions rows[] = {
+        {},
+        {.documents = {"ozy25/9.9=a.xsd"}},
+        {.documents = {"ozy25/5.0=a.xsd", "ferry/1.0=b.xsd"}},
+        {.documents = {"a.xsd"}, .ns = "mill"},
+    };
+    for (const ImportOptions &row : rows)
+        EXPECT_EQ(2, Import(row).status);
+    EXPECT_EQ(1, Import({.documents = {"/nonexistent.xsd"}}).status);
+}
+
+/* Each quoted value of the document gets each of a few others of its own, so that names meet where
+ * they should not: whatever comes out of it, the schema takes it. */
+TEST(SchemaImportRefusal, WhateverNamesMeetTheTablesStaySound) {
+    std::ifstream file(ORVANE_SOURCE_DIR "/tests/tools/schemaImport/documents/plant.wsdl");
+    const std::string text(std::istreambuf_iterator<char>(file), {});
+    std::vector<std::pair<size_t, size_t>> values; /* place and length */
+    for (size_t at = text.find('"'); at != std::string::npos; at = text.find('"', at + 1)) {
+        const size_t end = text.find('"', at + 1);
+        values.push_back({at + 1, end - at - 1});
+        at = end;
+    }
+    ASSERT_GT(values.size(), 100u);
+    const DocumentFolder folder;
+    size_t numImported = 0;
+    for (size_t i = 0; i < values.size(); i++) {
+        for (size_t step : {1, 7, 53}) {
+            const auto [place, length] = values[i];
+            const auto [otherPlace, otherLength] = values[(i + step) % values.size()];
+            std::string changed = text;
+            changed.replace(place, length, text.substr(otherPlace, otherLength));
+            const Imported imported = Import({.documents = {folder.Write("a.wsdl", changed)}});
+            numImported += imported.status == 0;
+            ASSERT_EQ("{}", Refusals(imported.tables)) << changed;
+        }
+    }
+    EXPECT_GT(numImported, values.size());
+}
+
+} // namespace

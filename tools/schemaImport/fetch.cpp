@@ -1,0 +1,187 @@
+#include "tools/schemaImport/fetch.h"
+
+#include <memory>
+
+#include <curl/curl.h>
+
+#include "apps/lib/basicHttp/basicHttp.h"
+#include "lib/misc/glibPtr.h"
+#include "ozy/lib/orvaneGlib/glibLoop.h"
+
+namespace schemaImport {
+
+namespace {
+
+constexpr gsize kMaxDocument = gsize(32) << 20;
+constexpr const char *kSystemCertificates = "/etc/ssl/certs";
+
+using UrlPtr = std::unique_ptr<CURLU, Release<curl_url_cleanup>>;
+
+std::string UrlPart(CURLU *url, CURLUPart part) {
+    char *text = nullptr;
+    if (curl_url_get(url, part, &text, CURLU_DEFAULT_PORT) != CURLUE_OK)
+        return "";
+    const std::string copy = text;
+    curl_free(text);
+    return copy;
+}
+
+/* Without the fragment, which no server sees. */
+std::string UrlText(CURLU *url) {
+    curl_url_set(url, CURLUPART_FRAGMENT, nullptr, 0);
+    char *text = nullptr;
+    if (curl_url_get(url, CURLUPART_URL, &text, 0) != CURLUE_OK)
+        return "";
+    const std::string copy = text;
+    curl_free(text);
+    return copy;
+}
+
+std::string OriginOf(CURLU *url) {
+    return UrlPart(url, CURLUPART_SCHEME) + "://" + UrlPart(url, CURLUPART_HOST) + ":" +
+           UrlPart(url, CURLUPART_PORT);
+}
+
+struct Fetched {
+    bool isOver = false;
+    BasicHttpErrorCode error = BASICHTTP_ERROR_NONE;
+    long status = 0;
+    std::string bytes;
+};
+
+void OnFetched(BasicHttpRequest *, BasicHttpResponse *response, gpointer data) {
+    auto *fetched = static_cast<Fetched *>(data);
+    fetched->isOver = true;
+    fetched->error = response->errorCode;
+    fetched->status = response->responseCode;
+    fetched->bytes.assign(response->content, response->contentLength);
+    BasicHttp_FreeResponse(response);
+}
+
+std::string WhyNot(const Fetched &fetched) {
+    switch (fetched.error) {
+    case BASICHTTP_ERROR_NONE:
+        break;
+    case BASICHTTP_ERROR_COULDNT_RESOLVE_HOST:
+        return "the host is not known";
+    case BASICHTTP_ERROR_COULDNT_CONNECT:
+        return "no connection";
+    case BASICHTTP_ERROR_SSL_CONNECT_ERROR:
+    case BASICHTTP_ERROR_SSL_SECURITY:
+        return "no secure connection: is the certificate one that --ca-file knows?";
+    case BASICHTTP_ERROR_CONNECT_TIMEOUT:
+    case BASICHTTP_ERROR_INACTIVITY_TIMEOUT:
+        return "no answer in time";
+    case BASICHTTP_ERROR_TRANSFER:
+        return "the transfer broke off, the document is too large, or it stands on another host";
+    default:
+        return "the transfer broke off (error " + std::to_string(fetched.error) + ")";
+    }
+    return fetched.status == 200
+               ? ""
+               : "the service answers with status " + std::to_string(fetched.status);
+}
+
+} // namespace
+
+UrlSource::UrlSource(FetchLoop fetchLoop, FetchOptions fetchOptions)
+    : loop(std::move(fetchLoop)), options(std::move(fetchOptions)) {
+    BasicHttp_Init(loop.callback, loop.callbackRemove);
+    BasicHttp_SetMaxResponseSize(kMaxDocument);
+}
+
+UrlSource::~UrlSource() {
+    BasicHttp_Shutdown();
+}
+
+bool UrlSource::Name(const std::string &url, DocumentRef *document, std::string *why) {
+    const UrlPtr parsed(curl_url());
+    const bool isUrl = curl_url_set(parsed.get(), CURLUPART_URL, url.c_str(), 0) == CURLUE_OK;
+    const std::string scheme = isUrl ? UrlPart(parsed.get(), CURLUPART_SCHEME) : "";
+    if (scheme != "http" && scheme != "https") {
+        *why = "is no http or https address";
+        return false;
+    }
+    const std::string text = UrlText(parsed.get());
+    *document = {text, text};
+    return true;
+}
+
+bool UrlSource::Resolve(const DocumentRef &from, const std::string &location, DocumentRef *found,
+                        std::string *why) {
+    const UrlPtr base(curl_url());
+    const UrlPtr url(curl_url());
+    curl_url_set(base.get(), CURLUPART_URL, from.key.c_str(), 0);
+    curl_url_set(url.get(), CURLUPART_URL, from.key.c_str(), 0);
+    if (curl_url_set(url.get(), CURLUPART_URL, location.c_str(), 0) != CURLUE_OK) {
+        *why = "is no address";
+        return false;
+    }
+    if (OriginOf(base.get()) != OriginOf(url.get())) {
+        *why = "leads to another scheme, host or port, and is not fetched";
+        return false;
+    }
+    const std::string text = UrlText(url.get());
+    *found = {text, text};
+    return true;
+}
+
+bool UrlSource::Read(const DocumentRef &document, std::string *bytes, std::string *why) {
+    using RequestPtr = std::unique_ptr<BasicHttpRequest, Release<BasicHttp_FreeRequest>>;
+    const bool isChecked = !options.isInsecure;
+    const bool hasFile = !options.caFile.empty();
+    const RequestPtr request(BasicHttp_CreateRequestWithSSL(
+        document.key.c_str(), BASICHTTP_METHOD_GET, nullptr, "Accept: text/xml, application/xml",
+        nullptr, isChecked && hasFile ? options.caFile.c_str() : nullptr,
+        isChecked && !hasFile ? kSystemCertificates : nullptr));
+    Fetched fetched;
+    if (request != nullptr) {
+        BasicHttp_SetConnectTimeout(request.get(), options.timeoutSeconds);
+        for (gint kind :
+             {BASICHTTP_TIMEOUT_SENDING, BASICHTTP_TIMEOUT_SENT, BASICHTTP_TIMEOUT_RECEIVING})
+            BasicHttp_SetInactivityTimeout(request.get(), kind, options.timeoutSeconds);
+    }
+    if (request == nullptr || !BasicHttp_SendRequest(request.get(), OnFetched, &fetched)) {
+        *why = "the request cannot be started";
+        return false;
+    }
+    if (!loop.runUntil([&] { return fetched.isOver; })) {
+        *why = "no answer in time";
+        return false;
+    }
+    *why = WhyNot(fetched);
+    *bytes = std::move(fetched.bytes);
+    return why->empty();
+}
+
+GlibFetchLoop::GlibFetchLoop() : context(g_main_context_new()) {
+    GlibLoop_Open(context);
+}
+
+GlibFetchLoop::~GlibFetchLoop() {
+    GlibLoop_Close();
+    g_main_context_unref(context);
+}
+
+FetchLoop GlibFetchLoop::Loop(int limitSeconds) {
+    const auto runUntil = [this, limitSeconds](const std::function<bool()> &condition) {
+        bool isLate = false;
+        GSource *timer = g_timeout_source_new_seconds(static_cast<guint>(limitSeconds));
+        g_source_set_callback(
+            timer,
+            [](gpointer data) -> gboolean {
+                *static_cast<bool *>(data) = true;
+                return G_SOURCE_REMOVE;
+            },
+            &isLate, nullptr);
+        g_source_attach(timer, context);
+        while (!condition() && !isLate)
+            g_main_context_iteration(context, TRUE);
+        g_source_destroy(timer);
+        g_source_unref(timer);
+        return condition();
+    };
+    return {GlibLoop_Callback, GlibLoop_CallbackRemove, runUntil};
+}
+
+} // namespace schemaImport

@@ -1,0 +1,241 @@
+#include "tools/schemaImport/importCommand.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <filesystem>
+#include <optional>
+
+#include <fmt/format.h>
+
+#include "ozy/lib/orvane/versionTexts.h"
+#include "ozy/lib/schemaText/schemaRecover.h"
+#include "tools/schemaImport/fetch.h"
+#include "tools/schemaImport/overlayWriter.h"
+#include "tools/schemaImport/xsdReader.h"
+#include "tools/schemagen/outputFile.h"
+
+namespace schemaImport {
+
+namespace {
+
+constexpr const char *kComment = "made by orvane schema import";
+constexpr const char *kOutputName = "imported.schema"; /* in a folder */
+constexpr int kLimitFactor = 20; /* a document may take so many time-outs, as long as bytes come */
+
+/* An argument of the command line, taken apart. */
+struct Named {
+    std::string version; /* empty if none was named */
+    std::string where;
+    bool isUrl;
+};
+
+/* "RELEASE=" counts as such only if it is one; a file's name may have a "=" in it. */
+bool TakeApart(const std::string &text, bool isUrl, Named *named, std::string *why) {
+    const size_t equal = text.find('=');
+    const std::string word = equal == std::string::npos ? "" : text.substr(0, equal);
+    *named = {"", text, isUrl};
+    if (!word.empty() && VersionTexts_Index(word) > 0) {
+        *named = {word, text.substr(equal + 1), isUrl};
+        return true;
+    }
+    std::error_code error;
+    if (word.empty() ||
+        (isUrl ? word.find("://") != std::string::npos : std::filesystem::exists(text, error)))
+        return true;
+    *why = "unknown release '" + word + "'";
+    return false;
+}
+
+/* "ozy" of "ozy25/5.0" */
+std::string FamilyOf(const std::string &version) {
+    std::string family = version.substr(0, version.find('/'));
+    while (!family.empty() && g_ascii_isdigit(family.back()))
+        family.pop_back();
+    return family;
+}
+
+/* Releases of one service only, in their order; documents without one are older than all. */
+bool SortNamed(std::vector<Named> *all, std::string *why) {
+    std::string family;
+    for (const Named &named : *all) {
+        if (named.version.empty())
+            continue;
+        if (!family.empty() && family != FamilyOf(named.version)) {
+            *why = "releases of two services: '" + named.version + "' beside those of " + family;
+            return false;
+        }
+        family = FamilyOf(named.version);
+    }
+    std::ranges::stable_sort(*all, {}, [](const Named &named) {
+        return named.version.empty() ? 0 : VersionTexts_Index(named.version);
+    });
+    return true;
+}
+
+bool ParseNamed(const ImportOptions &options, std::vector<Named> *all, std::string *why) {
+    Named named;
+    for (const std::string &text : options.documents) {
+        if (!TakeApart(text, false, &named, why))
+            return false;
+        all->push_back(named);
+    }
+    for (const std::string &text : options.urls) {
+        if (!TakeApart(text, true, &named, why))
+            return false;
+        all->push_back(named);
+    }
+    *why = "no document named";
+    return !all->empty() && SortNamed(all, why);
+}
+
+void Append(XsdSchema *to, XsdSchema from, Notes *notes) {
+    for (XsdType &type : from.types) {
+        const auto found = std::ranges::find(to->types, type.name, &XsdType::name);
+        if (found == to->types.end())
+            to->types.push_back(std::move(type));
+        else
+            notes->push_back({type.place, "type '" + type.name + "' stands already at " +
+                                              PlaceText(found->place)});
+    }
+    std::ranges::move(from.operations, std::back_inserter(to->operations));
+}
+
+/* Reads what is named for one release. */
+struct ReleaseReader {
+    const ImportOptions &options;
+    Notes *notes;
+    std::optional<GlibFetchLoop> loop = {};
+
+    void note(const Named &named, const std::string &why) {
+        notes->push_back({{named.where}, why});
+    }
+
+    XsdSchema readFiles(const std::vector<Named> &all) {
+        FileSource source;
+        std::vector<DocumentRef> documents;
+        for (const Named &named : all) {
+            std::string why;
+            if (!named.isUrl && !source.Name(named.where, &documents, &why))
+                note(named, why);
+        }
+        return ReadDocuments(source, documents, notes);
+    }
+    XsdSchema readUrls(const std::vector<Named> &all) {
+        if (!loop)
+            loop.emplace();
+        UrlSource source(
+            loop->Loop(options.timeoutSeconds * kLimitFactor),
+            {options.caFile, options.isInsecure, static_cast<guint>(options.timeoutSeconds)});
+        std::vector<DocumentRef> documents;
+        for (const Named &named : all) {
+            DocumentRef document;
+            std::string why;
+            if (!named.isUrl)
+                continue;
+            if (source.Name(named.where, &document, &why))
+                documents.push_back(document);
+            else
+                note(named, why);
+        }
+        return ReadDocuments(source, documents, notes);
+    }
+};
+
+std::vector<Release> ReadReleases(const ImportOptions &options, const std::vector<Named> &all,
+                                  Notes *notes) {
+    ReleaseReader reader{options, notes};
+    std::vector<Release> releases;
+    for (size_t begin = 0; begin < all.size();) {
+        std::vector<Named> same;
+        while (begin < all.size() && (same.empty() || same[0].version == all[begin].version))
+            same.push_back(all[begin++]);
+        Release release{same[0].version, reader.readFiles(same)};
+        if (std::ranges::any_of(same, &Named::isUrl))
+            Append(&release.schema, reader.readUrls(same), notes);
+        releases.push_back(std::move(release));
+    }
+    return releases;
+}
+
+std::string Counted(size_t count, const char *noun) {
+    const std::string plural = std::string(noun) == "class" ? "es" : "s";
+    return fmt::format("{} {}{}", count, noun, count == 1 ? "" : plural);
+}
+
+std::string Report(const Merged &merged, const Notes &notes) {
+    std::string report;
+    for (const Note &note : notes)
+        report += PlaceText(note.place) + ": " + note.text + "\n";
+    report += fmt::format("{} ({} new), {} ({} new), {}; {} not used\n",
+                          Counted(merged.numClasses, "class"), merged.numNewClasses,
+                          Counted(merged.numEnums, "enumeration"), merged.numNewEnums,
+                          Counted(merged.numMethods, "method"), Counted(notes.size(), "thing"));
+    return report;
+}
+
+/* What was written must read as what was meant. */
+bool IsReadable(const std::string &tables, std::string *report) {
+    SchemaModel model;
+    SchemaErrors errors;
+    if (SchemaText_Parse(&model, kOutputName, tables, &errors))
+        return true;
+    for (const std::string &message : errors.messages)
+        *report += message + "\n";
+    return false;
+}
+
+bool WriteTables(const std::string &output, const std::string &tables) {
+    if (output.empty())
+        return std::fwrite(tables.data(), 1, tables.size(), stdout) == tables.size() &&
+               std::fflush(stdout) == 0;
+    std::error_code error;
+    const bool isFolder = output.ends_with('/') || std::filesystem::is_directory(output, error);
+    const std::string path =
+        isFolder ? std::filesystem::path(output) / kOutputName : std::filesystem::path(output);
+    std::string why;
+    if (OutputFile_Write(path, tables, &why))
+        return true;
+    std::fprintf(stderr, "orvane: %s\n", why.c_str());
+    return false;
+}
+
+} // namespace
+
+SchemaModel BuiltInSchema() {
+    return SchemaRecover_Run(kSchemaTables);
+}
+
+int ImportText(const SchemaModel &shipped, const ImportOptions &options, std::string *tables,
+               std::string *report) {
+    std::vector<Named> all;
+    const SchemaNamespace ns = SchemaNamespace_Parse(options.ns);
+    if (ns == SCHEMA_NUM_NAMESPACES) {
+        *report = "unknown namespace '" + options.ns + "'\n";
+        return kBadUsage;
+    }
+    std::string why;
+    if (!ParseNamed(options, &all, &why)) {
+        *report = why + "\n";
+        return kBadUsage;
+    }
+    Notes notes;
+    const std::vector<Release> releases = ReadReleases(options, all, &notes);
+    const Merged merged = MergeImport(shipped, releases, {ns, options.isOldestAll}, &notes);
+    *report = Report(merged, notes);
+    if (merged.IsEmpty())
+        return kNothingUsable;
+    *tables = WriteOverlay(merged.overlay, kComment);
+    return IsReadable(*tables, report) ? kImported : kNothingUsable;
+}
+
+int RunImport(const ImportOptions &options) {
+    std::string tables;
+    std::string report;
+    int status = ImportText(BuiltInSchema(), options, &tables, &report);
+    if (status == kImported && !WriteTables(options.output, tables))
+        status = kNothingUsable;
+    std::fputs(report.c_str(), stderr);
+    return status;
+}
+
+} // namespace schemaImport

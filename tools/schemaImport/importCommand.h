@@ -1,0 +1,40 @@
+/*
+ * importCommand.h -- "orvane schema import": documents in, tables out, a report of the rest
+ *
+ *   orvane schema import -o overlay.schema ozy25/5.0=old/service.wsdl ozy25/5.5=new/service.wsdl
+ *
+ * The tables go to a file, written whole or not at all, or to stdout; the report goes to stderr.
+ */
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "tools/schemaImport/importMerge.h"
+
+namespace schemaImport {
+
+enum ExitStatus { kImported = 0, kNothingUsable = 1, kBadUsage = 2 };
+
+struct ImportOptions {
+    std::vector<std::string> documents; /* "[RELEASE=]FILE or folder" */
+    std::vector<std::string> urls;      /* "[RELEASE=]URL" */
+    std::string ns = "ozy";
+    std::string output; /* a file, or a folder; empty: stdout */
+    std::string caFile;
+    bool isInsecure = false;
+    bool isOldestAll = false;
+    int timeoutSeconds = 30;
+};
+
+/* The built-in schema, which the documents are compared with. */
+SchemaModel BuiltInSchema();
+
+/* The tables, and the report, one line each. */
+int ImportText(const SchemaModel &shipped, const ImportOptions &options, std::string *tables,
+               std::string *report);
+
+/* All of the command. Returns an ExitStatus. */
+int RunImport(const ImportOptions &options);
+
+} // namespace schemaImport
