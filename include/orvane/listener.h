@@ -1,5 +1,38 @@
 /*
- * listener.h -- the completion object of one asynchronous operation
+ * listener.h -- the completion object of one asynchronous operation: a call, a connect, a load
+ *
+ *   OrvaneListener *listener = orvane_listener_new();
+ *   g_signal_connect(listener, "success", G_CALLBACK(on_success), data);
+ *   g_signal_connect(listener, "failure", G_CALLBACK(on_failure), data);
+ *   skema_ozy_virtual_machine_power_on(machine, NULL, listener);
+ *   ...
+ *   void on_success(OrvaneListener *listener, gpointer data) { ...; g_object_unref(listener); }
+ *
+ * A method that returns a Task looks like one that does its work at once: the listener goes on
+ * following the task, and succeeds or fails when the task does.
+ *
+ *   plain:  UNUSED -> PENDING -> ACKNOWLEDGED -> SUCCEEDED | FAILED
+ *   task:   UNUSED -> PENDING -> ACKNOWLEDGED <-> RUNNING -> SUCCEEDED | FAILED
+ *
+ * Signals, none of which has arguments. "notify::state" comes first each time, and "notify::result" or
+ * "notify::fault" before both where a plain operation has one:
+ *   acknowledge   the service has accepted the operation. A task that is first seen running skips it
+ *   progress      the task's progress has changed
+ *   success       there may be a result
+ *   failure       there may be a fault; without one the reason was not reported
+ *
+ * Ownership: a listener is handed to one operation with one reference, which the handler of "success"
+ *            or "failure" gives up. An operation that ends without either leaves it to the application,
+ *            except after orvane_session_cancel_listener(). The library holds on to no listener of an
+ *            application: to release the last reference ends the operation, and nothing is told any
+ *            more; a task goes on at the service all the same.
+ * Errors:    never returned: a failed operation carries a SkemaQormMethodFault.
+ * Ends without a signal: a call that cannot be sent; whatever is open when its session is disconnected or
+ *            released, but loads and retrievals of contents, which fail with a RequestCanceled. So watch
+ *            the session's state too.
+ * Callbacks: handlers run inside the loop's callbacks. They may do anything, also release the
+ *            listener, disconnect or release the session, or start other operations.
+ * Threads:   the loop's.
  */
 #pragma once
 
@@ -7,6 +40,17 @@
 
 G_BEGIN_DECLS
 
+/**
+ * OrvaneListenerState:
+ * @ORVANE_LISTENER_UNUSED: new
+ * @ORVANE_LISTENER_PENDING: the operation was started
+ * @ORVANE_LISTENER_ACKNOWLEDGED: the service has accepted it; a task is queued
+ * @ORVANE_LISTENER_RUNNING: its task is running
+ * @ORVANE_LISTENER_SUCCEEDED: it is over, perhaps with a result
+ * @ORVANE_LISTENER_FAILED: it is over, perhaps with a fault
+ *
+ * Each is a bit, so that several can be asked for at once.
+ */
 typedef enum {
     ORVANE_LISTENER_UNUSED = 1,
     ORVANE_LISTENER_PENDING = 2,
@@ -18,13 +62,29 @@ typedef enum {
 
 typedef struct _OrvaneListenerPrivate OrvaneListenerPrivate;
 
+/**
+ * OrvaneListener:
+ *
+ * Properties, all readable: "state", an OrvaneListenerState; "result", a boxed #GValue; "fault", a
+ * SkemaQormMethodFault.
+ */
 struct _OrvaneListener {
+    /*< private >*/
     GObject parent;
     OrvaneListenerPrivate *priv;
 };
 
+/**
+ * OrvaneListenerClass:
+ * @acknowledge: default handler of "acknowledge"
+ * @progress: default handler of "progress"
+ * @success: default handler of "success"
+ * @failure: default handler of "failure"
+ */
 typedef struct {
+    /*< private >*/
     GObjectClass parent;
+    /*< public >*/
     void (*acknowledge)(OrvaneListener *listener);
     void (*progress)(OrvaneListener *listener);
     void (*success)(OrvaneListener *listener);
@@ -32,18 +92,82 @@ typedef struct {
 } OrvaneListenerClass;
 
 #define ORVANE_TYPE_LISTENER (orvane_listener_get_type())
-#define ORVANE_LISTENER(obj) (G_TYPE_CHECK_INSTANCE_CAST((obj), ORVANE_TYPE_LISTENER, OrvaneListener))
+#define ORVANE_LISTENER(obj)                                                                       \
+    (G_TYPE_CHECK_INSTANCE_CAST((obj), ORVANE_TYPE_LISTENER, OrvaneListener))
 #define ORVANE_IS_LISTENER(obj) (G_TYPE_CHECK_INSTANCE_TYPE((obj), ORVANE_TYPE_LISTENER))
 
 ORVANE_EXPORT GType orvane_listener_get_type(void);
 ORVANE_EXPORT GType orvane_listener_state_get_type(void);
+
+/**
+ * orvane_listener_new:
+ *
+ * Returns: (transfer full): a listener in state %ORVANE_LISTENER_UNUSED
+ */
 ORVANE_EXPORT OrvaneListener *orvane_listener_new(void);
+
+/**
+ * orvane_listener_get_state:
+ * @listener: a listener
+ *
+ * Returns: where its operation stands
+ */
 ORVANE_EXPORT OrvaneListenerState orvane_listener_get_state(OrvaneListener *listener);
+
+/**
+ * orvane_listener_is_task:
+ * @listener: a listener
+ *
+ * Returns: %TRUE from the reply on that named a task
+ */
 ORVANE_EXPORT gboolean orvane_listener_is_task(OrvaneListener *listener);
+
+/**
+ * orvane_listener_get_progress:
+ * @listener: a listener
+ *
+ * Returns: how much of the task is done, in percent; the most negative number if that is not known
+ */
 ORVANE_EXPORT gint orvane_listener_get_progress(OrvaneListener *listener);
+
+/**
+ * orvane_listener_is_cancellable:
+ * @listener: a listener
+ *
+ * Returns: whether the service says that the task can be cancelled; %FALSE without a task
+ */
 ORVANE_EXPORT gboolean orvane_listener_is_cancellable(OrvaneListener *listener);
+
+/**
+ * orvane_listener_cancel:
+ * @listener: a listener
+ *
+ * Asks the service to cancel the task. The state changes when the task's does: a cancelled one fails
+ * with a RequestCanceled, but it may as well have come to its end first.
+ *
+ * To give up a plain call release its listener, or use orvane_session_cancel_listener().
+ *
+ * Returns: %FALSE if there is no task, or none that can be cancelled; nothing is sent then
+ */
 ORVANE_EXPORT gboolean orvane_listener_cancel(OrvaneListener *listener);
+
+/**
+ * orvane_listener_get_fault:
+ * @listener: a listener
+ *
+ * Returns: (transfer full) (nullable): why it failed; %NULL in any other state, or if the reason was not
+ *     reported
+ */
 ORVANE_EXPORT SkemaQormMethodFault *orvane_listener_get_fault(OrvaneListener *listener);
+
+/**
+ * orvane_listener_get_result:
+ * @listener: a listener
+ * @value: (inout): zeroed, or holding a value, which is released; on success a copy of the result, to
+ *     be released with g_value_unset(), or zeroed if the operation has none
+ *
+ * Returns: %TRUE in state %ORVANE_LISTENER_SUCCEEDED; otherwise %FALSE, with @value as it was
+ */
 ORVANE_EXPORT gboolean orvane_listener_get_result(OrvaneListener *listener, GValue *value);
 
 G_DEFINE_AUTOPTR_CLEANUP_FUNC(OrvaneListener, g_object_unref)

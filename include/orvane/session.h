@@ -1,5 +1,44 @@
 /*
  * session.h -- one connection to one service endpoint
+ *
+ *   OrvaneSession *session = orvane_session_new();
+ *   orvane_session_connect(session, "https://host.example/sdk", "root", password, listener);
+ *   ... the loop runs; listener: "success" ...
+ *   SkemaQormManagedObject *vm = orvane_session_get_object(session, "vm-42", SKEMA_TYPE_OZY_VIRTUAL_MACHINE);
+ *   ...
+ *   orvane_session_disconnect(session, other);
+ *
+ *   DISCONNECTED -> CONNECTING -> CONNECTED -> DISCONNECTING -> DISCONNECTED
+ *                       |             |
+ *                  DISCONNECTED   INTERRUPTED -> DISCONNECTING
+ *
+ * All that a connect makes belongs to that connection and ends with it: URL, version, cookies, proxies,
+ * calls. What the setters store stays, and holds for the next request or connect. An object can be
+ * connected again once it is DISCONNECTED.
+ *
+ * INTERRUPTED means that the service can no longer be reached or no longer grants the login. Nothing is
+ * tried again by itself: disconnect, then connect.
+ *
+ * While connected the session holds one request open, in which the service tells of changes, and calls the
+ * main service every 25 minutes to be kept alive there.
+ *
+ * Ownership: the application's. Proxies and data objects only point to their session; those that
+ *            outlive it are safe to keep and release, but their references to managed objects read as
+ *            %NULL and calls on them are refused with a warning. After a disconnect the proxies of
+ *            the old connection know the session, but no manager.
+ * Errors:    reported through the listener. %NULL or a wrong type for the session, a listener or a
+ *            required object is refused with GLib's warning of a failed check, and then no
+ *            listener is told.
+ * Signals:   "notify::state" at every change of the state. "roles-changed" when the roles of the service
+ *            were read, which for the main service is right before the end of a connect, and at each
+ *            change of them. Handlers may do anything, also release the session.
+ * Release:   to release a session is allowed at any time; it sends nothing, and tells no listener but
+ *            those of loads and retrievals, which fail with a RequestCanceled. The service ends the
+ *            login by itself later; disconnect first to end it now.
+ * Threads:   the loop's, between orvane_init() and orvane_shutdown(). A session may be released after
+ *            orvane_shutdown(), which ends its requests without a word.
+ * Environment: HALDEN_HTTPSPROXY, a proxy for all requests; without it no other variable makes the
+ *            session use one. HALDEN_PROXY_FILEPATH, see orvane_session_get_local_soap_url().
  */
 #pragma once
 
@@ -7,6 +46,15 @@
 
 G_BEGIN_DECLS
 
+/**
+ * OrvaneSessionState:
+ * @ORVANE_SESSION_DISCONNECTED: nothing is connected
+ * @ORVANE_SESSION_CONNECTING: a connect is under way, up to the login
+ * @ORVANE_SESSION_CONNECTED: logged in
+ * @ORVANE_SESSION_DISCONNECTING: a disconnect is under way; for good after a hijack
+ * @ORVANE_SESSION_INTERRUPTED: connected, but the service is gone. The value is no member of the
+ *     enumeration's #GType
+ */
 typedef enum {
     ORVANE_SESSION_DISCONNECTED = 1,
     ORVANE_SESSION_CONNECTING = 2,
@@ -17,13 +65,26 @@ typedef enum {
 
 typedef struct _OrvaneSessionPrivate OrvaneSessionPrivate;
 
+/**
+ * OrvaneSession:
+ *
+ * Properties, all readable: "state", an OrvaneSessionState; "serviceInstanceContent", the service's
+ * ServiceContent, and "serviceInstance", both %NULL before the login's first step.
+ */
 struct _OrvaneSession {
+    /*< private >*/
     GObject parent;
     OrvaneSessionPrivate *priv;
 };
 
+/**
+ * OrvaneSessionClass:
+ * @roles_changed: default handler of "roles-changed"
+ */
 typedef struct {
+    /*< private >*/
     GObjectClass parent;
+    /*< public >*/
     void (*roles_changed)(OrvaneSession *session);
 } OrvaneSessionClass;
 
@@ -31,66 +92,360 @@ typedef struct {
 #define ORVANE_SESSION(obj) (G_TYPE_CHECK_INSTANCE_CAST((obj), ORVANE_TYPE_SESSION, OrvaneSession))
 #define ORVANE_IS_SESSION(obj) (G_TYPE_CHECK_INSTANCE_TYPE((obj), ORVANE_TYPE_SESSION))
 
+/**
+ * OrvaneVerifyCertificateDoneFunc:
+ * @context: (transfer full): what the application's function was called with
+ * @accepted: the decision
+ *
+ * To be called exactly once for each call of an #OrvaneVerifyCertificateFunc.
+ */
 typedef void (*OrvaneVerifyCertificateDoneFunc)(GObject *context, gboolean accepted);
+
+/**
+ * OrvaneVerifyCertificateFunc:
+ * @context: to be handed to @done
+ * @storeContext: the X509_STORE_CTX of the verification
+ * @certificate: the X509 of the peer
+ * @data: what was given with the function
+ * @done: (scope async): takes the decision, now or later
+ *
+ * Returns: not looked at
+ */
 typedef gint (*OrvaneVerifyCertificateFunc)(GObject *context, gpointer storeContext,
                                             gpointer certificate, gpointer data,
                                             OrvaneVerifyCertificateDoneFunc done);
 
 ORVANE_EXPORT GType orvane_session_get_type(void);
 ORVANE_EXPORT GType orvane_session_state_get_type(void);
+
+/**
+ * orvane_session_new:
+ *
+ * Returns: (transfer full): a session for the main service, in state %ORVANE_SESSION_DISCONNECTED
+ */
 ORVANE_EXPORT OrvaneSession *orvane_session_new(void);
+
+/**
+ * orvane_session_get_state:
+ * @session: a session
+ *
+ * Returns: its state; %ORVANE_SESSION_INTERRUPTED too, although the property's type does not list it
+ */
 ORVANE_EXPORT OrvaneSessionState orvane_session_get_state(OrvaneSession *session);
+
+/**
+ * orvane_session_get_version:
+ * @session: a session
+ *
+ * Returns: (transfer none) (nullable): the version agreed on, such as "ozy25/6.0"; valid until the
+ *     connection ends. %NULL until it is known
+ */
 ORVANE_EXPORT const char *orvane_session_get_version(OrvaneSession *session);
+
+/**
+ * orvane_session_get_namespace:
+ * @session: a session
+ *
+ * Returns: (transfer none) (nullable): the namespace agreed on, such as "ozy25"; as the version
+ */
 ORVANE_EXPORT const char *orvane_session_get_namespace(OrvaneSession *session);
+
+/**
+ * orvane_session_get_all_versions:
+ * @session: a session
+ *
+ * Returns: (transfer none) (nullable) (element-type utf8): all versions that the session's includes, itself
+ *     and the empty text too; %NULL until the version is known
+ */
 ORVANE_EXPORT GPtrArray *orvane_session_get_all_versions(OrvaneSession *session);
+
+/**
+ * orvane_session_has_version:
+ * @session: a session
+ * @version: a version, such as "ozy25/4.1"
+ *
+ * Returns: whether the session's version includes it
+ */
 ORVANE_EXPORT gboolean orvane_session_has_version(OrvaneSession *session, const char *version);
+
+/**
+ * orvane_session_get_authorization_manager:
+ * @session: a session
+ *
+ * Returns: (transfer none) (nullable): the AuthorizationManager of the main service, once connected
+ */
 ORVANE_EXPORT SkemaQormManagedObject *
 orvane_session_get_authorization_manager(OrvaneSession *session);
+
+/**
+ * orvane_session_get_momgr: (skip)
+ * @session: (nullable): a session, or what was one
+ *
+ * Returns: (transfer none) (nullable): the manager of its proxies; %NULL before the first connect, after a
+ *     disconnect, and for a session that has gone
+ */
 ORVANE_EXPORT OrvaneMOMgr *orvane_session_get_momgr(OrvaneSession *session);
+
+/**
+ * orvane_session_get_object:
+ * @session: a session that was connected
+ * @id: id of a managed object
+ * @type: its class, used if there is no proxy of that id yet
+ *
+ * Returns: (transfer floating) (nullable): the one proxy of that id; sink it to keep it
+ */
 ORVANE_EXPORT SkemaQormManagedObject *orvane_session_get_object(OrvaneSession *session,
                                                                 const char *id, GType type);
+
+/**
+ * orvane_session_load_object:
+ * @session: a session
+ * @partialUpdates: whether the service may tell of changes inside a property one by one
+ * @object: the proxy to fill
+ * @listener: (nullable): succeeds, without a result, once the first values are in @object
+ *
+ * From then on the properties are kept up to date, with a notify at each change. Loads are counted; each
+ * wants an orvane_session_unload_object(). On a session that is not CONNECTED, @listener fails without a
+ * fault before this returns.
+ */
 ORVANE_EXPORT void orvane_session_load_object(OrvaneSession *session, gboolean partialUpdates,
                                               SkemaQormManagedObject *object,
                                               OrvaneListener *listener);
+
+/**
+ * orvane_session_unload_object:
+ * @session: the session of @object
+ * @object: a loaded proxy
+ * @clear: whether its properties are set back when the last load is undone
+ */
 ORVANE_EXPORT void orvane_session_unload_object(OrvaneSession *session,
                                                 SkemaQormManagedObject *object, gboolean clear);
+
+/**
+ * orvane_session_retrieve_contents:
+ * @session: a session
+ * @filterSpecSet: what to retrieve, see orvane_filter_spec_set_new(); not kept
+ * @listener: (nullable): succeeds with an array of the proxies that were filled. A failure of the call is
+ *     told only when the connection ends, as RequestCanceled
+ *
+ * Reads properties once. On a session that is not CONNECTED, @listener fails without a fault before this
+ * returns.
+ */
 ORVANE_EXPORT void orvane_session_retrieve_contents(OrvaneSession *session,
                                                     GValueArray *filterSpecSet,
                                                     OrvaneListener *listener);
+
+/**
+ * orvane_session_load_properties: (skip)
+ * @session: a session
+ * @object: the proxy to fill
+ * @listener: (nullable): as with orvane_session_retrieve_contents()
+ * @all: whether all properties are wanted
+ * @...: paths of those that are, ended by %NULL
+ *
+ * Reads properties of one object once.
+ */
 ORVANE_EXPORT void orvane_session_load_properties(OrvaneSession *session,
                                                   SkemaQormManagedObject *object,
-                                                  OrvaneListener *listener, gboolean all, ...)
-    G_GNUC_NULL_TERMINATED;
+                                                  OrvaneListener *listener, gboolean all,
+                                                  ...) G_GNUC_NULL_TERMINATED;
+
+/**
+ * orvane_session_query_privilege:
+ * @session: a session to the main service
+ * @object: a proxy whose "effectiveRole" is loaded
+ * @privilege: such as "Folder.Create"
+ *
+ * Returns: whether one of the user's roles on @object has the privilege; nothing is sent
+ */
 ORVANE_EXPORT gboolean orvane_session_query_privilege(OrvaneSession *session,
                                                       SkemaQormManagedObject *object,
                                                       const char *privilege);
 
+/**
+ * orvane_session_set_useragent:
+ * @session: a session
+ * @text: (nullable): the value of User-Agent; %NULL for the library's own
+ */
 ORVANE_EXPORT void orvane_session_set_useragent(OrvaneSession *session, const char *text);
+
+/**
+ * orvane_session_set_use_fresh_connection:
+ * @session: a session
+ * @value: whether each request opens a connection of its own and closes it after
+ */
 ORVANE_EXPORT void orvane_session_set_use_fresh_connection(OrvaneSession *session, gboolean value);
+
+/**
+ * orvane_session_set_ssl_certificate_location:
+ * @session: a session
+ * @file: (nullable) (type filename): a file of CA certificates
+ * @path: (nullable) (type filename): a directory of them
+ *
+ * With either set, the requests by which a connect finds out the version check the server's certificate
+ * and name against them. The login and the calls after it do not check, and without either nothing
+ * does.
+ */
 ORVANE_EXPORT void orvane_session_set_ssl_certificate_location(OrvaneSession *session,
                                                                const char *file, const char *path);
-ORVANE_EXPORT void
-orvane_session_set_verify_certificate_func(OrvaneSession *session, OrvaneVerifyCertificateFunc func,
-                                           gpointer data);
+
+/**
+ * orvane_session_set_verify_certificate_func: (skip)
+ * @session: a session
+ * @func: (nullable) (scope forever) (closure data): decides on server certificates
+ * @data: handed to @func
+ *
+ * In this release @func is never called. So that nothing is taken for verified that was not, a connect
+ * to anything but a plain http URL then fails before anything is sent, with an
+ * OrvaneFaultInvalidResponse of errorCode 49, and an audit line in the log says why. So does one that is
+ * redirected from http to https.
+ */
+ORVANE_EXPORT void orvane_session_set_verify_certificate_func(OrvaneSession *session,
+                                                              OrvaneVerifyCertificateFunc func,
+                                                              gpointer data);
+
+/**
+ * orvane_session_target_ferry:
+ * @session: a session that is not connected yet
+ *
+ * Makes it one to the second service, for good.
+ */
 ORVANE_EXPORT void orvane_session_target_ferry(OrvaneSession *session);
+
+/**
+ * orvane_session_target_is_ferry:
+ * @session: a session
+ *
+ * Returns: whether it is one to the second service
+ */
 ORVANE_EXPORT gboolean orvane_session_target_is_ferry(OrvaneSession *session);
 
+/**
+ * orvane_session_connect:
+ * @session: a session in state %ORVANE_SESSION_DISCONNECTED
+ * @url: SOAP URL of the main service ("https://host/sdk"), or root URL of the second ("https://host")
+ * @user: user name
+ * @password: password; the copy that is kept is wiped once it was sent
+ * @listener: (nullable): succeeds without a result when the session can be used: for the main service,
+ *     when the roles of the user are known; otherwise with the login
+ *
+ * Finds out the version of the service, logs in, starts the update stream. May return before anything is
+ * sent.
+ *
+ * If any step fails, the state is %ORVANE_SESSION_DISCONNECTED again, and @listener has the fault: that
+ * of the call; an OrvaneFaultInvalidResponse with the transport's error and the HTTP status; or an
+ * OrvaneFaultUnexpected where neither is known. The last is also told, before this returns, for a %NULL
+ * or unusable @url, and on a session in any other state. That session's connection, or the connect
+ * that is under way, then is over as well: its state becomes DISCONNECTED, and who waits for the
+ * connect is told the same.
+ *
+ * Without @user or @password this only warns.
+ */
 ORVANE_EXPORT void orvane_session_connect(OrvaneSession *session, const char *url, const char *user,
                                           const char *password, OrvaneListener *listener);
+
+/**
+ * orvane_session_clone:
+ * @session: a session in state %ORVANE_SESSION_DISCONNECTED, for the main service
+ * @url: SOAP URL
+ * @cloneTicket: a ticket that another session got by AcquireCloneTicket
+ * @listener: (nullable): see orvane_session_connect()
+ *
+ * Connects as the user of another session. The second service has no such thing: to try is a
+ * programmer's error, which ends the process at the login.
+ */
 ORVANE_EXPORT void orvane_session_clone(OrvaneSession *session, const char *url,
                                         const char *cloneTicket, OrvaneListener *listener);
+
+/**
+ * orvane_session_sspi_connect:
+ * @session: a session in state %ORVANE_SESSION_DISCONNECTED
+ * @url: SOAP URL
+ * @sspiArgument: (nullable): argument of the single sign-on
+ * @listener: (nullable): see orvane_session_connect()
+ *
+ * Connects by single sign-on, which this platform does not have: always fails at the login, with an
+ * OrvaneFaultUnexpected.
+ */
 ORVANE_EXPORT void orvane_session_sspi_connect(OrvaneSession *session, const char *url,
                                                const char *sspiArgument, OrvaneListener *listener);
+
+/**
+ * orvane_session_hijack:
+ * @session: a session in state %ORVANE_SESSION_DISCONNECTED
+ * @url: SOAP URL
+ * @cookie: the cookie of a session that exists, as "name=value"; sent to the URL's host only. One with
+ *     control bytes is refused with an OrvaneFaultUnexpected
+ * @listener: (nullable): see orvane_session_connect()
+ *
+ * Uses a login that belongs to somebody else. It is never logged out: orvane_session_disconnect() tells its
+ * listener success from the loop, and leaves the object in %ORVANE_SESSION_DISCONNECTING, to be released.
+ */
 ORVANE_EXPORT void orvane_session_hijack(OrvaneSession *session, const char *url,
                                          const char *cookie, OrvaneListener *listener);
+
+/**
+ * orvane_session_connect_local:
+ * @session: a session in state %ORVANE_SESSION_DISCONNECTED, for the main service
+ * @useHttps: whether to use https
+ * @user: user name
+ * @listener: (nullable): see orvane_session_connect()
+ *
+ * Connects to the service of this machine, without a password: the service leaves a ticket in a file that
+ * only the user can read. The file must be a regular one of at most 4 KiB, and no link.
+ */
 ORVANE_EXPORT void orvane_session_connect_local(OrvaneSession *session, gboolean useHttps,
                                                 const char *user, OrvaneListener *listener);
+
+/**
+ * orvane_session_disconnect:
+ * @session: a session in state %ORVANE_SESSION_CONNECTED or %ORVANE_SESSION_INTERRUPTED
+ * @listener: (nullable): told last, when all state is gone: success, or the fault of the logout
+ *
+ * Logs out. The session is disconnected by any answer, also by none that could be read. In another state
+ * @listener fails without a fault before this returns, and nothing changes.
+ */
 ORVANE_EXPORT void orvane_session_disconnect(OrvaneSession *session, OrvaneListener *listener);
+
+/**
+ * orvane_session_get_local_soap_url:
+ * @session: a session for the main service; with the second one this ends the process
+ * @useHttps: whether to use https
+ *
+ * Looks up the port in the configuration of this machine's web proxy: the file named by
+ * HALDEN_PROXY_FILEPATH, or /etc/halden/nodehub/proxy.xml.
+ *
+ * Returns: (transfer full): such as "https://127.0.0.1:443/sdk"; "https://localhost/sdk" if the file does
+ *     not tell
+ */
 ORVANE_EXPORT char *orvane_session_get_local_soap_url(OrvaneSession *session, gboolean useHttps);
 
+/**
+ * orvane_session_invoke_method: (skip)
+ * @session: the session of @object
+ * @object: the managed object to call
+ * @methodName: the operation's name on the wire
+ * @listener: (nullable): takes the outcome. It is to have been told the type of the result, which the
+ *     method stubs do
+ * @...: pairs of a name and a const #GValue *, ended by a %NULL name; a zeroed value is left out. Used only
+ *     until this returns
+ *
+ * What all method stubs do in the end. A call that cannot be sent (the session has no URL or version, the
+ * transport is shut down) tells nobody: @listener stays as it is.
+ */
 ORVANE_EXPORT void orvane_session_invoke_method(OrvaneSession *session, GObject *object,
                                                 const char *methodName, OrvaneListener *listener,
                                                 ...) G_GNUC_NULL_TERMINATED;
+
+/**
+ * orvane_session_cancel_listener:
+ * @session: the session of a call
+ * @listener: (transfer full): the listener that was handed to it
+ *
+ * Gives up a call: nothing is told on @listener any more. The request stays open, and the reference that
+ * was handed over is released when its reply comes or the connection ends; hold another to use @listener
+ * after this.
+ */
 ORVANE_EXPORT void orvane_session_cancel_listener(OrvaneSession *session, OrvaneListener *listener);
 
 G_DEFINE_AUTOPTR_CLEANUP_FUNC(OrvaneSession, g_object_unref)

@@ -7,6 +7,8 @@
  * weakly, so that the death of the latter only means that nobody is told. The first step that fails
  * ends the chain, with the state DISCONNECTED.
  */
+#include <utility>
+
 #include "lib/misc/log.h"
 #include "lib/misc/secret.h"
 #include "ozy/lib/orvane/orvaneFault.h"
@@ -159,7 +161,11 @@ void orvane_session_connect_internal(OrvaneSession *session, const char *url,
     if (!sessionWatch || (listener != nullptr && !listenerWatch))
         return;
     if (priv->state != ORVANE_SESSION_DISCONNECTED || url == nullptr) {
+        const ObjectPtr<OrvaneListener> load(std::exchange(priv->rolesLoadListener, nullptr));
         OrvaneSessionConnectFailed(session, listener, OrvaneFault_NewUnexpected());
+        if (load) /* the connect that this one ended was nearly done */
+            OrvaneSessionAcknowledgeFault(OrvaneSessionBound(load.get()),
+                                          OrvaneFault_NewUnexpected());
         return;
     }
     if (IsUndecidable(priv, url)) {

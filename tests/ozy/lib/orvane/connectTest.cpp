@@ -335,16 +335,18 @@ TEST_F(Connect, NeedsADisconnectedSession) {
 }
 
 TEST_F(Connect, EndsWhenAnotherIsAskedForMeanwhile) {
-    for (const char *step : {"ozyServiceVersions.xml", "RetrieveServiceContent", "Login"}) {
+    for (const char *step :
+         {"ozyServiceVersions.xml", "RetrieveServiceContent", "Login", "WaitForUpdatesEx"}) {
         SCOPED_TRACE(step);
         service = std::make_unique<Service>();
+        service->isQuiet = true; /* so that the roles do not come */
         Told first;
         orvane_session_connect(session, Url().c_str(), "u", "p", first.listener);
         EXPECT_TRUE(testLoop::RunUntil([&] { return service->Count(step) > 0; }));
         EXPECT_EQ("failure Unexpected", SessionTest::Connect());
         Wait(first);
         EXPECT_EQ("failure Unexpected", first.text);
-        EXPECT_EQ(step, service->Last(step).method == "GET" ? step : service->Methods().back());
+        service->isQuiet = false;
         EXPECT_EQ("success", SessionTest::Connect());
         EXPECT_EQ("success", Disconnect());
     }
