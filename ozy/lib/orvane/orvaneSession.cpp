@@ -1,6 +1,7 @@
 #include "ozy/lib/orvane/orvaneSession.h"
 
 #include <cstdarg>
+#include <span>
 #include <utility>
 
 #include <orvane/privilege.h>

@@ -7,6 +7,7 @@
  * The callback of each step owns the step's listener, and finds the application's through it each time
  * that it has called out.
  */
+#include <span>
 #include <utility>
 
 #include <orvane/privilege.h>

@@ -39,6 +39,11 @@ bool IsKnown(const std::string &version) {
     return orvane_lookup_version(version.c_str()) != nullptr;
 }
 
+/* "ozy25" and "6.0" as "ozy25/6.0". */
+std::string WireText(std::string nameSpace, const std::string &version) {
+    return nameSpace.append("/").append(version);
+}
+
 OrvaneServiceVersion NewVersion(const std::string &version, const std::string &nameSpace) {
     return {GPtr<char>(g_strdup(version.c_str())), GPtr<char>(g_strdup(nameSpace.c_str()))};
 }
@@ -50,7 +55,7 @@ std::string HighestPrior(const xmlNode *nameSpaceNode, const std::string &nameSp
     const xmlNode *node = prior != nullptr ? FirstNamed(prior->children, "version") : nullptr;
     for (; node != nullptr; node = FirstNamed(node->next, "version")) {
         const std::string version = TextOf(node);
-        if (IsKnown(nameSpace + "/" + version) &&
+        if (IsKnown(WireText(nameSpace, version)) &&
             (highest.empty() || Util_CompareDotted(version.c_str(), highest.c_str()) > 0))
             highest = version;
     }
@@ -62,10 +67,10 @@ OrvaneServiceVersion SelectFrom(const xmlNode *nameSpaceNode) {
     std::string version = TextOf(FirstNamed(nameSpaceNode->children, "version"));
     if (nameSpace.empty() || version.empty())
         return {};
-    if (!IsKnown(nameSpace + "/" + version))
+    if (!IsKnown(WireText(nameSpace, version)))
         version = HighestPrior(nameSpaceNode, nameSpace);
     return version.empty() ? OrvaneServiceVersion{}
-                           : NewVersion(nameSpace + "/" + version, nameSpace);
+                           : NewVersion(WireText(nameSpace, version), nameSpace);
 }
 
 } // namespace

@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "ozy/lib/orvane/orvaneSessionInt.h"
 #include "tests/ozy/lib/orvane/sessionFixture.h"
 
 namespace {
@@ -256,6 +257,27 @@ TEST_F(LocalConnect, LogsInWithTheTicketOfALocalFile) {
     EXPECT_EQ(1u, service->Count("Logout"));
 }
 
+TEST_F(LocalConnect, KnowsThisMachineByItsAddress) {
+    const std::pair<const char *, bool> rows[] = {
+        {"http://localhost/sdk", true},
+        {"https://LOCALHOST:8443/sdk", true},
+        {"http://127.0.0.1:80/sdk", true},
+        {"http://127.255.3.4/sdk", true},
+        {"http://[::1]/sdk", true},
+        {"localhost", true},
+        {"http://128.0.0.1/sdk", false},
+        {"http://10.0.0.1/sdk", false},
+        {"http://[::2]/sdk", false},
+        {"http://localhost.example/sdk", false},
+        {"http://127.0.0.1.example/", false},
+        {"http://127.0.0.1@host.example/", false},
+        {"http://host.example/127.0.0.1", false},
+        {"", false},
+    };
+    for (const auto &[url, isLocal] : rows)
+        EXPECT_EQ(isLocal, OrvaneSessionIsLoopback(url)) << url;
+}
+
 TEST_F(LocalConnect, ReadsNoOtherFiles) {
     WriteProxy();
     Write("ticket", std::string(4096, 'x'));
@@ -398,6 +420,28 @@ TEST_F(Connect, IsNotGuessedWhereTheApplicationWantsToVerify) {
         "be shown to the application's verify function\n",
         LogText());
     EXPECT_EQ("success", SessionTest::Connect()) << "plain http has no certificate";
+    EXPECT_EQ("success", Disconnect());
+
+    service->answers["ozyServiceVersions.xml"] =
+        HttpReply("", 302, "", {"Location: https://127.0.0.1:1/"});
+    EXPECT_THAT(SessionTest::Connect(), HasSubstr("failure InvalidResponse 49 "));
+}
+
+TEST_F(Connect, GoesThroughTheProxyThatIsSet) {
+    g_setenv("HALDEN_HTTPSPROXY", service->server.Url().c_str(), TRUE);
+    Told told;
+    orvane_session_connect(session, "http://service.invalid/sdk", "u", "p", told.listener);
+    Wait(told);
+    EXPECT_EQ("success", told.text);
+    EXPECT_EQ("http://service.invalid/sdk/ozyServiceVersions.xml",
+              service->Last("ozyServiceVersions.xml").target);
+    EXPECT_EQ("http://service.invalid/sdk", service->Last("Login").target);
+    EXPECT_EQ("success", Disconnect());
+    g_unsetenv("HALDEN_HTTPSPROXY");
+
+    g_setenv("http_proxy", "http://127.0.0.1:1", TRUE);
+    EXPECT_EQ("success", SessionTest::Connect()) << "no other variable counts";
+    g_unsetenv("http_proxy");
 }
 
 } // namespace
