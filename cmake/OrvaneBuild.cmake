@@ -72,7 +72,7 @@ function(orvane_test name)
     add_executable(${name} ${sources})
     # g++ 12 sees copies past the end in std::string's own "text" + string
     target_compile_options(${name} PRIVATE
-        "$<$<AND:$<CXX_COMPILER_ID:GNU>,$<VERSION_LESS:$<CXX_COMPILER_VERSION>,13>>:-Wno-array-bounds;-Wno-stringop-overflow>")
+        "$<$<AND:$<CXX_COMPILER_ID:GNU>,$<VERSION_LESS:$<CXX_COMPILER_VERSION>,13>>:-Wno-array-bounds;-Wno-restrict;-Wno-stringop-overflow;-Wno-stringop-overread>")
     target_link_libraries(${name} PRIVATE testSupport ${ARGN})
     target_precompile_headers(${name} REUSE_FROM testSupport)
     gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT 300)
