@@ -237,17 +237,18 @@ SchemaBuilt SchemaBuild_Run(const SchemaModel &model) {
 SchemaBuilt SchemaBuild_Extend(const SchemaTables &base, const SchemaModel &model) {
     SchemaBuilt built = CopyOf(base);
     Builder builder{model, SchemaIndex_Make(model), {}, {}, {}, &built};
-    builder.names = SchemaNames_Make(model, builder.index);
+    builder.names.resize(model.types.size());
     built.order.resize(model.types.size());
     std::iota(built.order.begin(), built.order.end(), 0);
     builder.rows.assign(built.order.begin(), built.order.end());
 
     for (guint32 at = 0; at < model.types.size(); at++) {
         const bool isNew = at >= base.numTypes;
-        if (isNew)
-            built.types.push_back(BuildType(&builder, at));
-        else if (IsChanged(base.types[at], model.types[at]))
+        if (isNew || IsChanged(base.types[at], model.types[at])) {
+            builder.names[at] = SchemaNames_Of(model.types[at], model, builder.index);
+            built.types.resize(std::max<gsize>(built.types.size(), at + 1));
             built.types[at] = BuildType(&builder, at);
+        }
         for (const TableMethod &method : model.types[at].methods) {
             if (method.place.line != 0)
                 BuildMethod(&builder, static_cast<guint16>(at), method);

@@ -201,17 +201,20 @@ void CheckWireNames(Checker *checker) {
 void CheckCNames(Checker *checker) {
     Uses names{"C name"};
     const auto all = SchemaNames_Make(checker->model, checker->index);
+    names.seen.reserve(all.size() * 4);
     for (gsize i = 0; i < all.size(); i++) {
         const TableType &type = checker->model.types[i];
         names.add(checker, all[i].type, type.place);
         names.add(checker, all[i].prefix + "_get_type", type.place);
-        names.add(checker, SchemaNames_Macro(all[i].prefix, "TYPE"), type.place);
-        if (type.form != SCHEMA_FORM_ENUM) {
+        const bool isClass = type.form != SCHEMA_FORM_ENUM;
+        if (isClass)
             names.add(checker, SchemaNames_Macro(all[i].prefix, ""), type.place);
+        if (type.place.line != 0) /* rows: what meets these meets a name above as well */
+            names.add(checker, SchemaNames_Macro(all[i].prefix, "TYPE"), type.place);
+        if (isClass && type.place.line != 0)
             names.add(checker, SchemaNames_Macro(all[i].prefix, "IS"), type.place);
-        }
         for (gsize j = 0; j < type.methods.size(); j++) {
-            if (type.methods[j].place.line != 0) /* rows do not tell how a stub is called */
+            if (!all[i].stubs[j].empty())
                 names.add(checker, all[i].stubs[j], type.methods[j].place);
         }
         for (gsize j = 0; j < type.words.size(); j++)

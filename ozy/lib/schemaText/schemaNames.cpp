@@ -93,6 +93,7 @@ std::string SchemaNames_ConstantPath(std::string_view typeName) {
  * follow. */
 std::string SchemaNames_Snake(std::string_view camel) {
     std::string snake;
+    snake.reserve(camel.size() + camel.size() / 2);
     bool isSmall = false;
     for (char byte : camel) {
         if (g_ascii_isupper(byte) && isSmall)
@@ -127,21 +128,30 @@ std::string SchemaNames_Macro(std::string_view prefix, std::string_view word) {
     return macro;
 }
 
-std::vector<SchemaTypeNames> SchemaNames_Make(const SchemaModel &model, const SchemaIndex &index) {
-    std::vector<SchemaTypeNames> all(model.types.size());
-    for (gsize i = 0; i < all.size(); i++) {
-        const TableType &type = model.types[i];
-        SchemaTypeNames &names = all[i];
-        names.type = TypeName(type, model, index);
-        names.prefix = SchemaNames_Snake(names.type);
-        for (const TableMethod &method : type.methods)
-            names.stubs.push_back(StubName(method, names.prefix));
-
-        const TableType *enclosing = SchemaIndex_Find(index, model, type.enclosing);
-        const std::string path = SchemaNames_ConstantPath(
-            enclosing == nullptr ? names.type : TypeName(*enclosing, model, index));
-        for (const TableWord &word : type.words)
-            names.constants.push_back(path + "_" + SchemaNames_Upper(word.word));
+SchemaTypeNames SchemaNames_Of(const TableType &type, const SchemaModel &model,
+                               const SchemaIndex &index) {
+    SchemaTypeNames names;
+    names.type = TypeName(type, model, index);
+    names.prefix = SchemaNames_Snake(names.type);
+    for (const TableMethod &method : type.methods) {
+        const bool isFromRows = method.place.line == 0;
+        names.stubs.push_back(isFromRows ? "" : StubName(method, names.prefix));
     }
+    if (type.words.empty())
+        return names;
+
+    const TableType *enclosing = SchemaIndex_Find(index, model, type.enclosing);
+    const std::string path = SchemaNames_ConstantPath(
+        enclosing == nullptr ? names.type : TypeName(*enclosing, model, index));
+    for (const TableWord &word : type.words)
+        names.constants.push_back(path + "_" + SchemaNames_Upper(word.word));
+    return names;
+}
+
+std::vector<SchemaTypeNames> SchemaNames_Make(const SchemaModel &model, const SchemaIndex &index) {
+    std::vector<SchemaTypeNames> all;
+    all.reserve(model.types.size());
+    for (const TableType &type : model.types)
+        all.push_back(SchemaNames_Of(type, model, index));
     return all;
 }

@@ -56,9 +56,13 @@ std::string SchemaNames_Path(const TableType &type, bool isInFault);
 struct SchemaTypeNames {
     std::string type;                   /* SkemaOzyTask */
     std::string prefix;                 /* skema_ozy_task */
-    std::vector<std::string> stubs;     /* skema_ozy_task_cancel, one a method */
+    std::vector<std::string> stubs;     /* skema_ozy_task_cancel, one a method; empty if only
+                                           rows tell of it, which do not say its name */
     std::vector<std::string> constants; /* SKEMA_OZY_TASK_INFO_QUEUED, one a word */
 };
+
+SchemaTypeNames SchemaNames_Of(const TableType &type, const SchemaModel &model,
+                               const SchemaIndex &index);
 
 /* Those of all types, in the order of the model. */
 std::vector<SchemaTypeNames> SchemaNames_Make(const SchemaModel &model, const SchemaIndex &index);
