@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <stdexcept>
 
+#include "tools/simulator/overlay.h"
+
 namespace simulator {
 
 namespace {
@@ -27,6 +29,8 @@ ObjectPtr Inventory::Create(const std::string &type, const std::string &id,
     object->id = id;
     object->type = type;
     std::erase_if(properties, [](const Field &field) { return !field.value; });
+    if (overlay)
+        overlay->Complete(type, id, properties);
     object->properties = std::move(properties);
     if (!objects.emplace(id, object).second)
         throw std::logic_error("two objects of the id " + id);

@@ -42,8 +42,12 @@ struct Change {
     Value before;
 };
 
+class Overlay;
+
 class Inventory {
 public:
+    /* Completes the properties of objects that are created from then on. */
+    void Use(const Overlay *given) { overlay = given; }
     /* Ids are unique; a second object of the same id is a mistake of the caller. */
     ObjectPtr Create(const std::string &type, const std::string &id, std::vector<Field> properties);
     ObjectPtr Find(const std::string &id) const; /* null if there is none */
@@ -64,6 +68,7 @@ public:
 private:
     void Note(const ObjectPtr &object, const std::string &property, const Value &before);
 
+    const Overlay *overlay = nullptr;
     std::unordered_map<std::string, ObjectPtr> objects;
     std::map<uint64_t, ObjectPtr> inOrder;
     std::map<std::string, int> nextIds;

@@ -51,6 +51,10 @@ void AddOptions(CLI::App &app, Settings &settings) {
     app.add_flag("!--no-ferry", options.ferry, "Do not serve the second service");
     app.add_option("-u,--user", settings.users,
                    "Someone who may log in, as name:password; may be repeated");
+    app.add_option("--overlay", options.overlay,
+                   "Tables of the schema whose fields objects are given: a file, or a folder of "
+                   "*.schema; may be repeated")
+        ->allow_extra_args(false);
     app.add_option("--ticket-directory", options.ticketDirectory,
                    "Directory for the files of local tickets");
     app.add_option("--task-duration", options.taskDurationMs, "Duration of tasks in milliseconds")

@@ -53,12 +53,13 @@ Service::Service(Kind given, const Options &settings, Clock &time, Troubles &swi
                  Record &happened)
     : kind(given), options(settings), clock(time), troubles(switches), record(happened),
       names(VersionNames::Of(given == Kind::Ferry ? settings.ferryVersion : settings.version)),
-      version(names.nameSpace + "/" + names.version), sessions(settings, time,
-                                                               [this](const SessionPtr &session) {
-                                                                   collectors.EndSession(session);
-                                                                   views.EndSession(session);
-                                                                   UpdateSessionList();
-                                                               }),
+      version(names.nameSpace + "/" + names.version), overlay(settings.overlay, version),
+      sessions(settings, time,
+               [this](const SessionPtr &session) {
+                   collectors.EndSession(session);
+                   views.EndSession(session);
+                   UpdateSessionList();
+               }),
       tasks(*this), collectors(*this), views(*this) {
     const auto add = [this](std::span<const MethodRow> rows) {
         for (const MethodRow &row : rows)
@@ -73,6 +74,8 @@ Service::Service(Kind given, const Options &settings, Clock &time, Troubles &swi
               ViewMethods(), AuthorizationMethods()})
             add(rows);
     }
+    if (!settings.overlay.empty())
+        inventory.Use(&overlay);
     BuildEstate(*this);
 }
 

@@ -22,6 +22,7 @@
 #include "tools/simulator/collector.h"
 #include "tools/simulator/http.h"
 #include "tools/simulator/inventory.h"
+#include "tools/simulator/overlay.h"
 #include "tools/simulator/sessions.h"
 #include "tools/simulator/soapReply.h"
 #include "tools/simulator/tasks.h"
@@ -95,6 +96,7 @@ public:
     const VersionNames names;
     const std::string version;
 
+    const Overlay overlay; /* of the schema */
     Inventory inventory;
     Sessions sessions;
     Tasks tasks;

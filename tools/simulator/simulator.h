@@ -8,7 +8,7 @@
  *   server.SetProperty("vm-101", "name", "renamed");   // the client hears of it
  *   EXPECT_EQ(1, server.NumCalls("Login"));
  *
- * It shares no code with the library, so that a mistake in one is not hidden by the same in the
+ * But for the reader of overlays it shares no code with the library, so that a mistake in one is not hidden by the same in the
  * other.
  *
  * Loop:      Start() opens the port and starts no thread. Call Run() whenever PollDescriptor() is
@@ -102,6 +102,9 @@ struct Options {
     /* PEM texts; with both the service speaks https. */
     std::string certificate;
     std::string privateKey;
+
+    /* Tables of the schema, files or folders of them, whose fields objects are given; see overlay.h. */
+    std::vector<std::string> overlay;
 
     bool control = false; /* serves /control/..., see docs/simulator.md */
     /* Called with a line per request, without a line end. */

@@ -1,0 +1,84 @@
+#include "tools/simulator/overlay.h"
+
+#include <fstream>
+#include <stdexcept>
+
+#include <gtest/gtest.h>
+
+#include "tests/tools/simulator/soapClient.h"
+
+namespace {
+
+using simulator::Overlay;
+
+/* A file with an overlay that goes away. */
+class OverlayFile {
+public:
+    explicit OverlayFile(const std::string &text) {
+        char name[] = "/tmp/overlay-XXXXXX";
+        close(mkstemp(name));
+        path = name;
+        std::ofstream(path) << text;
+    }
+    OverlayFile(const OverlayFile &) = delete;
+    OverlayFile &operator=(const OverlayFile &) = delete;
+    ~OverlayFile() { unlink(path.c_str()); }
+
+    std::string path;
+};
+
+/* A property of a new machine, as it would stand in an answer. */
+std::string Shown(const std::string &text, const std::string &version) {
+    const OverlayFile file("namespace ozy\n" + text);
+    std::vector<simulator::Field> properties = {
+        {"runtime", simulator::Structure("Runtime", {{"state", simulator::Text("on")}})}};
+    Overlay({file.path}, version).Complete("VirtualMachine", "vm-102", properties);
+    std::string shown;
+    for (const simulator::Field &property : properties)
+        simulator::AppendElement(shown, property.name, property.value);
+    return shown;
+}
+
+TEST(SimulatorOverlay, GivesMachinesWhatItNames) {
+    const std::string before = "<runtime xsi:type=\"Runtime\"><state>on</state>";
+    const std::pair<const char *, const char *> rows[] = {
+        {"data Runtime ...\n  state int\n  note string\n  number int\n  even boolean\n",
+         "<note>note of vm-102</note><number>102</number><even>true</even></runtime>"},
+        {"data Runtime ...\n  list int[]?\n  small byte\n",
+         "<list>102</list><small>102</small></runtime>"},
+        {"data Runtime ...\n  word Word\n  host HostSystem?\nenum Word\n  one two\n",
+         "<word>one</word></runtime>"},
+        {"data Runtime ...\n  old int @ozy25/4.0\n  new int @ozy25/6.0\n",
+         "<old>102</old></runtime>"},
+        {"managed VirtualMachine\n  summary Summary\ndata Summary : Base @all\n  a int\n"
+         "data Base : DynamicData @all\n  b int\n",
+         "</runtime><summary xsi:type=\"Summary\"><b>102</b><a>102</a></summary>"},
+        /* classes that hold each other have an end */
+        {"managed VirtualMachine\n  a Loop\ndata Loop : Loop @all\n  l Loop\n",
+         "</runtime><a xsi:type=\"Loop\"><l xsi:type=\"Loop\"><l xsi:type=\"Loop\"></l></l></a>"},
+    };
+    for (const auto &[text, shown] : rows) {
+        EXPECT_EQ(before + shown, Shown(text, "ozy25/5.0")) << text;
+    }
+}
+
+TEST(SimulatorOverlay, SaysWhatIsWrong) {
+    const OverlayFile file("namespace ozy\ndata X\n  a\n");
+    EXPECT_THROW(Overlay({file.path}, "ozy25/6.0"), std::runtime_error);
+    EXPECT_THROW(Overlay({file.path + "-none"}, "ozy25/6.0"), std::runtime_error);
+    const OverlayFile empty("namespace ozy\nenum X\n");
+    EXPECT_THROW(Overlay({empty.path}, "ozy25/6.0"), std::runtime_error);
+}
+
+TEST(SimulatorOverlay, ClientsReadTheExample) {
+    simulator::Simulator server(
+        {.machines = 1, .overlay = {ORVANE_SOURCE_DIR "/examples/overlay"}});
+    server.RunInThread();
+    EXPECT_EQ("low", server.Property("vm-101", "summary.priority"));
+    EXPECT_EQ("note of vm-101", server.Property("vm-101", "summary.note"));
+    EXPECT_EQ("poweredOff", server.Property("vm-101", "runtime.powerState"));
+    EXPECT_EQ("101", server.Property("vm-101", "runtime.uptimeMinutes"));
+    EXPECT_EQ("9.5", server.Property("host-9", "summary.fanSpeed"));
+}
+
+} // namespace
