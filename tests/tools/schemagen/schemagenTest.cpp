@@ -18,8 +18,8 @@ struct Outcome {
 
 /* Runs schemagen in the source folder. */
 Outcome Schemagen(std::vector<std::string> arguments) {
-    arguments.insert(arguments.begin(), ORVANE_BUILD_DIR "/bin/schemagen");
-    std::vector<char *> argv;
+    std::string program(ORVANE_BUILD_DIR "/bin/schemagen");
+    std::vector<char *> argv = {program.data()};
     for (std::string &argument : arguments)
         argv.push_back(argument.data());
     argv.push_back(nullptr);
@@ -142,7 +142,8 @@ TEST(Schemagen, FilesThatStayTheSameKeepTheirTime) {
     folder.setTime("ozy.h", 1000);
     folder.setTime("ferry.h", 1000);
 
-    folder.write("a.schema", (std::string(kSmall) + "  UpdateProgress(percentDone int)\n").c_str());
+    folder.write("a.schema",
+                 std::string(kSmall).append("  UpdateProgress(percentDone int)\n").c_str());
     ASSERT_EQ(0, Schemagen({"--headers", folder.path, table}).status);
     EXPECT_NE(1000, folder.time("ozy.h"));
     EXPECT_EQ(1000, folder.time("ferry.h"));

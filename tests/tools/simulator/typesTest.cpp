@@ -19,7 +19,7 @@ struct SchemaClass {
 
 /* The managed classes of a table: heads at the left edge, a property a line below, methods with "(". */
 void ReadTable(const std::string &path, std::map<std::string, SchemaClass> &classes) {
-    std::ifstream file(std::string(ORVANE_SOURCE_DIR) + "/generated/" + path);
+    std::ifstream file(ORVANE_SOURCE_DIR "/generated/" + path);
     ASSERT_TRUE(file) << path;
     SchemaClass *current = nullptr;
     for (std::string line; std::getline(file, line);) {
