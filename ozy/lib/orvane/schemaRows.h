@@ -51,10 +51,11 @@ enum SchemaValueKind : guint8 {
 
 enum : guint8 {
     SCHEMA_ARRAY = 0x1,
-    SCHEMA_OPTIONAL = 0x2,  /* fields: flag 259; arguments: handed in by pointer, NULL leaves it out */
-    SCHEMA_LIKELY = 0x4,    /* arguments: the type is likely, not stated */
-    SCHEMA_REQUIRED = 0x8,  /* arguments: stated to be required, passed on even if NULL */
-    SCHEMA_DYNAMIC = 0x10,  /* fields: an array of any whose elements may be managed objects */
+    SCHEMA_OPTIONAL =
+        0x2,             /* fields: flag 259; arguments: handed in by pointer, NULL leaves it out */
+    SCHEMA_LIKELY = 0x4, /* arguments: the type is likely, not stated */
+    SCHEMA_REQUIRED = 0x8, /* arguments: stated to be required, passed on even if NULL */
+    SCHEMA_DYNAMIC = 0x10, /* fields: an array of any whose elements may be managed objects */
 };
 
 enum : guint8 {

@@ -127,7 +127,7 @@ TEST_F(StubRows, EveryMethodSendsItsNameAndNoMoreThanItMust) {
         GTEST_SKIP() << "the library has an overlay's methods as well";
     for (guint i = 0; i < SchemaEngine_Tables()->numTypes; i++)
         orvane_schema_get_type(i); /* also those that no name leads to */
-    const Warnings warnings; /* one for each required text that is NULL */
+    const Warnings warnings;       /* one for each required text that is NULL */
     size_t numNullTexts = 0;
     guint index = 0;
     std::map<std::string, Call> expected;
