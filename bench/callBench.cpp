@@ -3,12 +3,15 @@
 #include <string>
 
 #include <benchmark/benchmark.h>
+#include <orvane/orvane.h>
+#include <orvane/schema/ozy.h>
 
 #include "apps/lib/basicHttp/basicHttp.h"
 #include "bench/bareCurl.h"
 #include "bench/bareServer.h"
 #include "bench/epollLoop.h"
 #include "bench/ratio.h"
+#include "ozy/lib/orvane/orvaneSessionInt.h"
 
 namespace {
 
@@ -104,7 +107,75 @@ void Ours(benchmark::State &state, int numInFlight) {
     BasicHttp_Shutdown();
 }
 
+/* ---- the whole way: stub, request text, transport, reply, listener ---- */
+
+/* A session as a login leaves it, without an update stream beside the calls. */
+struct ConnectedSession {
+    OrvaneSession *session = orvane_session_new();
+    GObject *instance;
+    long numToStart = 0;
+    long numRunning = 0;
+
+    ConnectedSession() {
+        OrvaneSessionPrivate *priv = session->priv;
+        priv->url = g_strdup(TheServer().Url("/sdk").c_str());
+        priv->version = g_strdup("ozy25/6.0");
+        priv->nameSpace = g_strdup("ozy25");
+        priv->cookieJar = BasicHttp_CreateCookieJar();
+        priv->moMgr = orvane_momgr_new(session);
+        orvane_session_set_state(session, ORVANE_SESSION_CONNECTED);
+        instance = G_OBJECT(g_object_ref_sink(orvane_session_get_object(
+            session, "ServiceInstance", skema_ozy_service_instance_get_type())));
+    }
+    ~ConnectedSession() {
+        g_object_unref(instance);
+        g_object_unref(session);
+    }
+    void Start();
+    void Run(long count, int numInFlight);
+};
+
+void OnAnswer(OrvaneListener *listener, ConnectedSession *calls) {
+    if (orvane_listener_get_state(listener) != ORVANE_LISTENER_SUCCEEDED)
+        g_error("call: failed");
+    g_object_unref(listener);
+    calls->numRunning--;
+    calls->Start();
+}
+
+void ConnectedSession::Start() {
+    if (numToStart == 0)
+        return;
+    numToStart--;
+    numRunning++;
+    OrvaneListener *listener = orvane_listener_new();
+    g_signal_connect(listener, "success", G_CALLBACK(OnAnswer), this);
+    g_signal_connect(listener, "failure", G_CALLBACK(OnAnswer), this);
+    skema_ozy_service_instance_current_time(SKEMA_OZY_SERVICE_INSTANCE(instance), listener);
+}
+
+void ConnectedSession::Run(long count, int numInFlight) {
+    numToStart = count;
+    for (int i = 0; i < numInFlight; i++)
+        Start();
+    while (numRunning > 0)
+        epollLoop::RunOnce();
+}
+
+void OursWhole(benchmark::State &state, int numInFlight) {
+    orvane_init(epollLoop::Callback, epollLoop::CallbackRemove);
+    {
+        ConnectedSession calls;
+        calls.Run(numInFlight, numInFlight);
+        for (auto _ : state)
+            calls.Run(kCallsARound, numInFlight);
+    }
+    orvane_shutdown();
+}
+
 constexpr RatioRow kRows[] = {
+    {"call1", "64 calls of a stub, 1 in flight : bare libcurl", 1.5},
+    {"call16", "64 calls of a stub, 16 in flight : bare libcurl", 1.8},
     {"transport1", "64 posts through the transport, 1 in flight : bare libcurl", 1.3},
     {"transport16", "64 posts through the transport, 16 in flight : bare libcurl", 1.4},
 };
@@ -112,6 +183,10 @@ constexpr RatioRow kRows[] = {
 } // namespace
 
 int main(int argc, char **argv) {
+    benchmark::RegisterBenchmark("call1/ours", OursWhole, 1);
+    benchmark::RegisterBenchmark("call1/peer", Peer, 1);
+    benchmark::RegisterBenchmark("call16/ours", OursWhole, 16);
+    benchmark::RegisterBenchmark("call16/peer", Peer, 16);
     benchmark::RegisterBenchmark("transport1/ours", Ours, 1);
     benchmark::RegisterBenchmark("transport1/peer", Peer, 1);
     benchmark::RegisterBenchmark("transport16/ours", Ours, 16);

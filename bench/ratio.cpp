@@ -69,6 +69,7 @@ int Ratio_Main(int argc, char **argv, std::span<const RatioRow> rows) {
                                       "--benchmark_enable_random_interleaving=true"};
     words.insert(words.end(), argv + 1, argv + argc);
     std::vector<char *> pointers;
+    pointers.reserve(words.size());
     for (std::string &word : words)
         pointers.push_back(word.data());
     int count = static_cast<int>(pointers.size());

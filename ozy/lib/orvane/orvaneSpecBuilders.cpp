@@ -1,6 +1,7 @@
 // Filter specs from lists of arguments. They are objects of the schema like any other; what is built here
 // could be built with g_object_new() too, at ten times the length.
 #include <cstdarg>
+#include <span>
 
 #include <orvane/schema/qorm.h>
 #include <orvane/session.h>
