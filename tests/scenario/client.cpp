@@ -16,7 +16,7 @@ namespace {
 constexpr const char *kMachine = "vm-101";
 constexpr int kQuietMs = 3;      /* the loop is idle when nothing came for so long */
 constexpr int kQuietRounds = 8;  /* nothing will come any more after so many idle rounds */
-constexpr int kTickMs = 500;     /* the simulator's clock moves on by this in an idle round */
+constexpr int64_t kTickMs = 500; /* the simulator's clock moves on by this in an idle round */
 constexpr int kMaxSteps = 20000; /* a client that needs more is going in circles */
 
 /* "failure", the fault's class, and the error of a reply that was none. */

@@ -37,7 +37,8 @@ TEST(DynBuf, HandsItsTextOutWithANulWhateverRoomIsLeft) {
         EXPECT_TRUE(DynBuf_Append(&buffer, "ab\0cd", 5));
         gsize size = 0;
         const MallocText text(DynBuf_DetachText(&buffer, &size));
-        EXPECT_EQ(std::string("ab\0cd", 6), std::string(text.get(), size + 1)) << reserved;
+        EXPECT_EQ(std::string{'a', 'b', '\0', 'c', 'd', '\0'}, std::string(text.get(), size + 1))
+            << reserved;
         EXPECT_EQ(nullptr, buffer.data);
 
         const MallocText empty(DynBuf_DetachText(&buffer, &size));

@@ -5,7 +5,6 @@ namespace {
 
 using schemaImport::ImportOptions;
 using testing::HasSubstr;
-using testing::Not;
 
 /* A class below DynamicData with these elements, one a line, the first on line 3. */
 std::string Class(const std::string &name, const std::string &elements,

@@ -8,7 +8,6 @@ namespace {
 
 using schemaImport::ImportOptions;
 using testing::HasSubstr;
-using testing::Not;
 
 const std::string kDocuments = ORVANE_SOURCE_DIR "/tests/tools/schemaImport/documents/";
 

@@ -8,6 +8,7 @@
 #include <set>
 #include <span>
 
+#include <gmock/gmock.h>
 #include <orvane/schema/qorm.h>
 
 #include "ozy/lib/orvane/orvaneSessionInt.h"

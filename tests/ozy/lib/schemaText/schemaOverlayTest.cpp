@@ -326,7 +326,9 @@ TEST(SchemaRecover, ExtendedTablesKeepAllNumbers) {
 
     /* compiled stubs go by the arguments that they were compiled with */
     ASSERT_EQ(base.numMethods + 2, tables.numMethods);
-    EXPECT_EQ(0, memcmp(base.methods, tables.methods, sizeof *base.methods));
+    EXPECT_EQ(base.methods->wireName, tables.methods->wireName);
+    EXPECT_EQ(base.methods->firstArgument, tables.methods->firstArgument);
+    EXPECT_EQ(base.methods->numArguments, tables.methods->numArguments);
     EXPECT_EQ(0,
               memcmp(base.arguments, tables.arguments, sizeof *base.arguments * base.numArguments));
     EXPECT_EQ("Extra", text(tables.methods[base.numMethods].wireName));
