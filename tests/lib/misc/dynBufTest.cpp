@@ -12,6 +12,8 @@ namespace {
 
 using MallocText = std::unique_ptr<char, Release<free>>;
 
+const std::string kWithEnd = {'a', 'b', '\0', 'c', 'd', '\0'};
+
 TEST(DynBuf, KeepsWhatIsAppendedByteByByteAndInPieces) {
     DynBuf buffer;
     DynBuf_Init(&buffer);
@@ -37,8 +39,7 @@ TEST(DynBuf, HandsItsTextOutWithANulWhateverRoomIsLeft) {
         EXPECT_TRUE(DynBuf_Append(&buffer, "ab\0cd", 5));
         gsize size = 0;
         const MallocText text(DynBuf_DetachText(&buffer, &size));
-        EXPECT_EQ(std::string{'a', 'b', '\0', 'c', 'd', '\0'}, std::string(text.get(), size + 1))
-            << reserved;
+        EXPECT_EQ(kWithEnd, std::string(text.get(), size + 1)) << reserved;
         EXPECT_EQ(nullptr, buffer.data);
 
         const MallocText empty(DynBuf_DetachText(&buffer, &size));

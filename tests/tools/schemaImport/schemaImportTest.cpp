@@ -6,7 +6,6 @@
 
 namespace {
 
-using schemaImport::ImportOptions;
 using testing::HasSubstr;
 
 const std::string kDocuments = ORVANE_SOURCE_DIR "/tests/tools/schemaImport/documents/";
