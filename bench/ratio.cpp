@@ -31,6 +31,8 @@ private:
     Samples &samples;
 };
 
+constexpr int kRounds = 15;
+
 double Median(std::vector<double> values) {
     std::ranges::sort(values);
     const size_t middle = values.size() / 2;
@@ -64,9 +66,7 @@ bool RatioPrint(const RatioRow &row, const Samples &samples) {
 
 int Ratio_Main(int argc, char **argv, std::span<const RatioRow> rows) {
     // what the command line says comes after the defaults and wins
-    std::vector<std::string> words = {argv[0], "--benchmark_repetitions=15",
-                                      "--benchmark_min_time=0.05",
-                                      "--benchmark_enable_random_interleaving=true"};
+    std::vector<std::string> words = {argv[0], "--benchmark_min_time=0.05"};
     words.insert(words.end(), argv + 1, argv + argc);
     std::vector<char *> pointers;
     pointers.reserve(words.size());
@@ -79,7 +79,9 @@ int Ratio_Main(int argc, char **argv, std::span<const RatioRow> rows) {
 
     Samples samples;
     Collector collector(samples);
-    benchmark::RunSpecifiedBenchmarks(&collector);
+    for (int round = 0; round < kRounds; round++)
+        benchmark::RunSpecifiedBenchmarks(
+            &collector); // in order, so that the two of a row are neighbours
 
     bool complete = true;
     for (const RatioRow &row : rows)
