@@ -109,7 +109,7 @@ Result MoveIntoFolder(Service &service, const CallPtr &call) {
     });
 }
 
-/* A specification's name is all that is understood of it. */
+/* Of the machine's description only the name is understood. */
 Result CreateMachine(Service &service, const CallPtr &call) {
     const Element &config = ReadElement(call->Arguments(), "config");
     const std::string name = OptionalText(config, "name", "new machine");

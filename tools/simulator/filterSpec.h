@@ -62,7 +62,7 @@ struct Selection {
     std::vector<const ObjectRow *> missing; /* starting points that do not exist */
 };
 
-/* Follows the spec. A starting point that does not exist is a fault unless it is to be reported. */
+/* Follows the filter. A starting point that does not exist is a fault unless it is to be reported. */
 Selection Select(const FilterSpec &spec, const Inventory &inventory, bool reportMissing);
 
 } // namespace simulator

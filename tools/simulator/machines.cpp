@@ -134,7 +134,7 @@ Result RemoveAllSnapshots(Service &service, const CallPtr &call) {
     });
 }
 
-/* Of a specification only the name is understood; everything else is taken as done. The machine is
+/* Of the description only the name is understood; everything else is taken as done. The machine is
  * locked while the task runs. */
 Result Reconfigure(Service &service, const CallPtr &call) {
     const Element &spec = ReadElement(call->Arguments(), "spec");
