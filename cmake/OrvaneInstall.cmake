@@ -6,7 +6,7 @@ include(CMakePackageConfigHelpers)
 install(TARGETS orvane orvane-glib EXPORT orvaneTargets
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(TARGETS orvane-cli orvane-simulator RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
-install(DIRECTORY include/orvane DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(DIRECTORY include/orvane include/ssl DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(DIRECTORY ${PROJECT_BINARY_DIR}/include/orvane/schema
     DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/orvane FILES_MATCHING PATTERN "*.h")
 install(EXPORT orvaneTargets NAMESPACE orvane::

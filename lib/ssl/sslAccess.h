@@ -1,0 +1,53 @@
+/*
+ * sslAccess.h -- what OpenSSL 1.0.2 keeps in fields of its structures, and later versions behind functions
+ *
+ *   X509 + 72 (ex_flags)    <->    X509_get_extension_flags()
+ *
+ * Each accessor calls the function if the opened OpenSSL has it, and else reads the field where 1.0.2 has it on
+ * 64-bit x86. Which of the two is found out once per SSL_Init(), function by function, so that one binary
+ * serves both. No other file looks into a structure of OpenSSL.
+ *
+ * Ownership: said with each function.
+ * Threads:   as the OpenSSL object that is asked.
+ */
+#pragma once
+
+#include "lib/ssl/sslThunks.h"
+
+/* Looks the functions up in the two opened libraries; called by SSL_Init(), which holds the state lock. */
+void SSLAccess_Resolve(void *libcryptoHandle);
+
+/* Whether OpenSSL hides its structures, as the versions after 1.0.2 do. */
+bool SSLAccess_IsOpaque();
+
+/* EXFLAG_ bits. They are filled by __wrap_X509_check_ca(), which is to be called first. */
+guint32 SSLAccess_CertExFlags(X509 *cert);
+
+/* KU_ bits; means something only if the EX flags have EXFLAG_KUSAGE. */
+guint32 SSLAccess_CertKeyUsage(X509 *cert);
+
+/* The version field as it stands in the certificate: 2 for version 3, 0 if it is absent. */
+long SSLAccess_CertVersion(const X509 *cert);
+
+/* The NID of the algorithm of the certificate's signature. */
+int SSLAccess_CertSignatureNid(const X509 *cert);
+
+/* The store that a verification runs on; owned by the verification. */
+X509_STORE *SSLAccess_VerifyStore(X509_STORE_CTX *storeContext);
+
+/* X509_V_FLAG_ bits of a verification. */
+unsigned long SSLAccess_VerifyFlags(X509_STORE_CTX *storeContext);
+
+/*
+ * The verify state of a store. It hangs in a slot of the store's own kind, so that it is released by
+ * FreeSSLVerifyState() when the store dies without a verification. Setting NULL detaches what was there without
+ * releasing it. False: no memory, and the state stays the caller's.
+ */
+bool SSLAccess_SetStoreState(X509_STORE *store, void *state);
+void *SSLAccess_StoreState(X509_STORE *store);
+
+/* Gives a DH object its prime and generator, which it then owns. False: both stay the caller's. */
+bool SSLAccess_SetDHParams(DH *dh, BIGNUM *prime, BIGNUM *generator);
+
+/* Tells a connection which side it is, where SSL_get_certificate() depends on that (1.0.2). */
+void SSLAccess_SetIsServer(SSL *ssl, bool isServer);
