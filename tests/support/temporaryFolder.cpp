@@ -1,0 +1,47 @@
+#include "tests/support/temporaryFolder.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <system_error>
+
+#include <sys/stat.h>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+[[noreturn]] void Fail(const char *what, const std::string &path) {
+    throw fs::filesystem_error(what, path, std::error_code(errno, std::generic_category()));
+}
+
+} // namespace
+
+TemporaryFolder::TemporaryFolder()
+    : path((fs::temp_directory_path() / "orvaneTestXXXXXX").string()) {
+    if (mkdtemp(path.data()) == nullptr)
+        Fail("cannot make a folder", path);
+}
+
+TemporaryFolder::~TemporaryFolder() {
+    std::error_code ignored; /* what cannot be removed stays behind in the folder for such things */
+    fs::remove_all(path, ignored);
+}
+
+std::string TemporaryFolder::Write(std::string_view name, std::string_view text,
+                                   mode_t mode) const {
+    const std::string file = Path(name);
+    std::ofstream stream(file, std::ios::binary);
+    stream << text;
+    stream.close();
+    if (!stream || chmod(file.c_str(), mode) != 0)
+        Fail("cannot write", file);
+    return file;
+}
+
+std::string TemporaryFolder::Read(std::string_view name) const {
+    std::ifstream stream(Path(name), std::ios::binary);
+    return {std::istreambuf_iterator<char>(stream), {}};
+}

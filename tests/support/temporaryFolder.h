@@ -1,0 +1,35 @@
+/*
+ * temporaryFolder.h -- a folder that lives as long as its object, for files that a test needs
+ *
+ *   const TemporaryFolder folder;
+ *   const std::string path = folder.Write("server.pem", certificate.pem, 0600);
+ *
+ * Errors:  std::filesystem::filesystem_error.
+ * Threads: any.
+ */
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include <sys/types.h>
+
+class TemporaryFolder {
+public:
+    TemporaryFolder();
+    ~TemporaryFolder(); /* with all that is in it */
+    TemporaryFolder(const TemporaryFolder &) = delete;
+    TemporaryFolder &operator=(const TemporaryFolder &) = delete;
+
+    const std::string &Path() const { return path; }
+    std::string Path(std::string_view name) const { return path + "/" + std::string(name); }
+
+    /* Writes a file, over one that is there; its path. */
+    std::string Write(std::string_view name, std::string_view text, mode_t mode = 0600) const;
+
+    /* What is in a file; empty if there is none. */
+    std::string Read(std::string_view name) const;
+
+private:
+    std::string path;
+};
