@@ -1,0 +1,35 @@
+#include "lib/misc/hostinfo.h"
+
+#include <climits>
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+namespace {
+
+std::string Take(char *path) {
+    std::string text = path == nullptr ? "(null)" : path;
+    free(path);
+    return text;
+}
+
+/* Also from another directory, in which a program that was found by its bare name is not. */
+TEST(Hostinfo, ProgramAndLibrariesAreNamedByAbsolutePaths) {
+    const auto before = std::filesystem::current_path();
+    std::filesystem::current_path("/");
+    const std::string program = Take(Hostinfo_GetModulePath(0));
+    EXPECT_EQ("miscTest", std::filesystem::path(program).filename());
+    EXPECT_EQ('/', program[0]);
+    EXPECT_EQ(program,
+              Take(Hostinfo_GetLibraryPath(reinterpret_cast<void *>(&Hostinfo_GetModulePath))));
+    const std::string glib = Take(Hostinfo_GetLibraryPath(reinterpret_cast<void *>(&g_strdup)));
+    EXPECT_TRUE(glib.starts_with("/") && glib.find("/libglib-2.0.so.0.") != std::string::npos)
+        << "links are followed: " << glib;
+    EXPECT_EQ("(null)", Take(Hostinfo_GetLibraryPath(nullptr)));
+    std::filesystem::current_path(before);
+}
+
+} // namespace
