@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include "lib/misc/log.h"
+#include "lib/misc/threadId.h"
 
 namespace {
 
@@ -20,7 +21,7 @@ constinit std::atomic<pid_t> panickingThread = 0;
 /* Lets the first thread through. The others wait here for the end; one that comes back, from a
  * signal handler that ran while it was ending, is ended at once. */
 void PanicEnter() {
-    const pid_t self = gettid();
+    const pid_t self = Util_GetCurrentThreadId();
     pid_t first = 0;
     if (panickingThread.compare_exchange_strong(first, self))
         return;

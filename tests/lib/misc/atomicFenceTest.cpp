@@ -1,0 +1,36 @@
+#include "lib/misc/atomicFence.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+TEST(AtomicFence, IsForTheFirstModelsOfOneMaker) {
+    const struct {
+        const char *maker;
+        guint32 family; /* eax of cpuid leaf 1 */
+        bool isNeeded;
+    } rows[] = {
+        {"AuthenticAMD", 0x00000f51, true},  {"AuthenticAMD", 0x00030ff1, true},
+        {"AuthenticAMD", 0x00040f12, false}, /* model 0x41 */
+        {"AuthenticAMD", 0x00100f22, false}, /* a later family */
+        {"AuthenticAMD", 0x00000e51, false}, {"GenuineIntel", 0x00000f51, false},
+    };
+    for (const auto &row : rows)
+        EXPECT_EQ(row.isNeeded, AtomicNeedsFence(row.maker, row.family))
+            << row.maker << std::hex << row.family;
+}
+
+TEST(AtomicFence, OperationsStayWhatTheyAre) {
+    for (const bool isNeeded : {true, false}) {
+        AtomicUseFence = isNeeded;
+        std::atomic<int> number = 1;
+        EXPECT_EQ(1, Atomic_FetchAdd(&number, 2));
+        EXPECT_EQ(3, Atomic_Exchange(&number, 7));
+        int expected = 3;
+        EXPECT_FALSE(Atomic_CompareExchange(&number, &expected, 9));
+        EXPECT_TRUE(Atomic_CompareExchange(&number, &expected, 9));
+        EXPECT_EQ(9, number);
+    }
+}
+
+} // namespace
