@@ -1,0 +1,118 @@
+#include "lib/lock/mxUserInt.h"
+
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <new>
+
+#include "lib/misc/log.h"
+#include "lib/misc/utilSafe.h"
+
+namespace {
+
+constexpr guint32 kProcessBits = 0x0fffffff;
+constexpr size_t kMaxPanicText = 1024;
+
+constinit std::atomic<guint32> processSignature = 0;
+constinit std::atomic<guint32> lastSerialNumber = 0;
+
+/* All locks, in a circle through any one of them. */
+constinit std::atomic<MXRecLock *> listLockStorage = nullptr;
+constinit MXUserHeader *listHead = nullptr;
+
+} // namespace
+
+guint32 MXUserProcessSignature() {
+    guint32 found = processSignature.load(std::memory_order_relaxed);
+    if (found != 0)
+        return found;
+    guint32 chosen = guint32(time(nullptr)) & kProcessBits;
+    if (chosen == 0)
+        chosen = 1;
+    return Atomic_CompareExchange(&processSignature, &found, chosen) ? chosen : found;
+}
+
+void MXUserInitHeader(MXUserHeader *header, const MXUserIdentity &identity, const char *name,
+                      guint32 rank, const void *caller) {
+    char madeUp[48];
+    if (!name) {
+        snprintf(madeUp, sizeof madeUp, "%s-%p", identity.prefix, caller);
+        name = madeUp;
+    }
+    header->signature = MXUserSignature(identity.type);
+    header->name = UtilSafeStrdup0(name);
+    header->rank = rank;
+    header->serialNumber = Atomic_FetchAdd(&lastSerialNumber, 1) + 1;
+    header->dumpFunc = identity.dumpFunc;
+    header->statsAction = nullptr;
+    header->previous = nullptr;
+    header->next = nullptr;
+}
+
+void MXUserClearHeader(MXUserHeader *header) {
+    header->signature = 0;
+    free(header->name);
+    header->name = nullptr;
+}
+
+MXRecLock *MXUserInternalSingleton(std::atomic<MXRecLock *> *storage) {
+    MXRecLock *lock = storage->load(std::memory_order_acquire);
+    if (lock)
+        return lock;
+    auto *made = new (UtilSafeMalloc0(sizeof(MXRecLock))) MXRecLock;
+    VERIFY(MXRecLockInit(made));
+    if (Atomic_CompareExchange(storage, &lock, made))
+        return made;
+    MXRecLockDestroy(made);
+    free(made);
+    return lock;
+}
+
+void MXUserAddToList(MXUserHeader *header) {
+    MXRecLock *listLock = MXUserInternalSingleton(&listLockStorage);
+    MXRecLockAcquire(listLock);
+    if (listHead) {
+        header->next = listHead;
+        header->previous = listHead->previous;
+        header->previous->next = header;
+        listHead->previous = header;
+    } else {
+        header->next = header;
+        header->previous = header;
+        listHead = header;
+    }
+    MXRecLockRelease(listLock);
+}
+
+void MXUserRemoveFromList(MXUserHeader *header) {
+    if (!header->next)
+        return;
+    MXRecLock *listLock = MXUserInternalSingleton(&listLockStorage);
+    MXRecLockAcquire(listLock);
+    if (listHead == header)
+        listHead = header->next == header ? nullptr : header->next;
+    header->previous->next = header->next;
+    header->next->previous = header->previous;
+    MXRecLockRelease(listLock);
+    header->previous = nullptr;
+    header->next = nullptr;
+}
+
+void MXUserDumpHeader(const char *function, const char *kind, const MXUserHeader *header) {
+    Warning("%s: %s lock @ %p\n", function, kind, static_cast<const void *>(header));
+    Warning("\tsignature 0x%X\n", header->signature);
+    Warning("\tname %s\n", header->name);
+    Warning("\trank 0x%X\n", header->rank);
+    Warning("\tserial number %u\n", header->serialNumber);
+}
+
+void MXUserDumpAndPanic(const MXUserHeader *header, const char *format, ...) {
+    header->dumpFunc(header);
+    char text[kMaxPanicText];
+    va_list arguments;
+    va_start(arguments, format);
+    vsnprintf(text, sizeof text, format, arguments);
+    va_end(arguments);
+    Panic("%s", text);
+}

@@ -1,0 +1,144 @@
+#include "lib/lock/mxUserInt.h"
+
+#include <cstdlib>
+#include <new>
+
+#include "lib/misc/log.h"
+#include "lib/misc/utilSafe.h"
+
+namespace {
+
+void MXUserDumpRecLock(const MXUserHeader *header) {
+    const auto *lock = reinterpret_cast<const MXUserRecLock *>(header);
+    MXUserDumpHeader(__func__, "Recursive", header);
+    Warning("\treference count %u\n", lock->refCount.load(std::memory_order_relaxed));
+    if (lock->vmmLock) {
+        Warning("\tvmmLock %p\n", lock->vmmLock);
+        return;
+    }
+    Warning("\tlock count %d\n", MXRecLockCount(&lock->recursiveLock));
+    Warning("\taddress of owner data %p\n",
+            static_cast<const void *>(&lock->recursiveLock.nativeThreadID));
+}
+
+constexpr MXUserIdentity kIdentity = {MXUserType::RecLock, "R", MXUserDumpRecLock};
+
+MXUserRecLock *MXUserCreateRecLock(const char *name, guint32 rank, const void *caller) {
+    auto *lock = new (UtilSafeCalloc0(1, sizeof(MXUserRecLock))) MXUserRecLock;
+    if (!MXRecLockInit(&lock->recursiveLock)) {
+        free(lock);
+        return nullptr;
+    }
+    MXUserInitHeader(&lock->header, kIdentity, name, rank, caller);
+    MXUserAddToList(&lock->header);
+    return lock;
+}
+
+/* Lets go of the lock; whoever is the last one destroys it. */
+void MXUserCondDestroyRecLock(MXUserRecLock *lock) {
+    if (Atomic_FetchAdd(&lock->refCount, guint32(-1)) != 1)
+        return;
+    if (!lock->vmmLock && MXRecLockCount(&lock->recursiveLock) > 0)
+        MXUserDumpAndPanic(&lock->header, "%s: Destroy of an acquired recursive lock\n", __func__);
+    MXUserRemoveFromList(&lock->header);
+    MXUserClearHeader(&lock->header);
+    if (!lock->vmmLock)
+        MXRecLockDestroy(&lock->recursiveLock);
+    free(lock);
+}
+
+void MXUserEnterRecLock(MXUserRecLock *lock) {
+    MXUserValidate(&lock->header, MXUserType::RecLock);
+    Atomic_FetchAdd(&lock->refCount, 1);
+}
+
+/* The end of a call that must leave the lock alive. */
+void MXUserLeaveRecLock(MXUserRecLock *lock, const char *function) {
+    if (Atomic_FetchAdd(&lock->refCount, guint32(-1)) == 1)
+        MXUserDumpAndPanic(&lock->header, "%s: Zero reference count upon exit\n", function);
+}
+
+} // namespace
+
+MXUserRecLock *MXUser_CreateRecLock(const char *name, guint32 rank) {
+    return MXUserCreateRecLock(name, rank, __builtin_return_address(0));
+}
+
+MXUserRecLock *MXUser_CreateRecLockSilent(const char *name, guint32 rank) {
+    return MXUserCreateRecLock(name, rank, __builtin_return_address(0));
+}
+
+MXUserRecLock *MXUser_CreateSingletonRecLock(MXUserRecLock **storage, const char *name,
+                                             guint32 rank) {
+    const void *caller = __builtin_return_address(0);
+    return MXUserSingleton(
+        storage, [&] { return MXUserCreateRecLock(name, rank, caller); }, MXUser_DestroyRecLock);
+}
+
+void MXUser_DestroyRecLock(MXUserRecLock *lock) {
+    if (!lock)
+        return;
+    MXUserValidate(&lock->header, MXUserType::RecLock);
+    MXUserCondDestroyRecLock(lock);
+}
+
+void MXUser_AcquireRecLock(MXUserRecLock *lock) {
+    MXUserEnterRecLock(lock);
+    MXRecLockAcquire(&lock->recursiveLock);
+    MXUserLeaveRecLock(lock, __func__);
+}
+
+gboolean MXUser_TryAcquireRecLock(MXUserRecLock *lock) {
+    MXUserEnterRecLock(lock);
+    const bool isTaken = MXRecLockTryAcquire(&lock->recursiveLock);
+    MXUserLeaveRecLock(lock, __func__);
+    return isTaken;
+}
+
+void MXUser_ReleaseRecLock(MXUserRecLock *lock) {
+    MXUserEnterRecLock(lock);
+    MXRecLockRelease(&lock->recursiveLock);
+    MXUserCondDestroyRecLock(lock);
+}
+
+gboolean MXUser_IsCurThreadHoldingRecLock(MXUserRecLock *lock) {
+    MXUserEnterRecLock(lock);
+    const bool isHeld = MXRecLockIsOwner(&lock->recursiveLock);
+    MXUserLeaveRecLock(lock, __func__);
+    return isHeld;
+}
+
+gboolean MXUser_ControlRecLock(MXUserRecLock *lock, guint32 /* command */, guint32 /* argument */) {
+    MXUserEnterRecLock(lock);
+    MXUserLeaveRecLock(lock, __func__);
+    return FALSE;
+}
+
+void MXUser_IncRefRecLock(MXUserRecLock *lock) {
+    MXUserEnterRecLock(lock);
+}
+
+void MXUser_DecRefRecLock(MXUserRecLock *lock) {
+    MXUserValidate(&lock->header, MXUserType::RecLock);
+    MXUserCondDestroyRecLock(lock);
+}
+
+void MXUser_DumpRecLock(MXUserRecLock *lock) {
+    MXUserEnterRecLock(lock);
+    MXUserDumpRecLock(&lock->header);
+    MXUserLeaveRecLock(lock, __func__);
+}
+
+guint32 MXUser_GetRecLockRank(MXUserRecLock *lock) {
+    MXUserEnterRecLock(lock);
+    const guint32 rank = lock->header.rank;
+    MXUserLeaveRecLock(lock, __func__);
+    return rank;
+}
+
+gpointer MXUser_GetRecLockVmm(MXUserRecLock *lock) {
+    MXUserEnterRecLock(lock);
+    gpointer vmmLock = lock->vmmLock;
+    MXUserLeaveRecLock(lock, __func__);
+    return vmmLock;
+}
