@@ -31,6 +31,9 @@ typedef struct ssl_ctx_st SSL_CTX;
 typedef struct x509_st X509;
 typedef struct x509_store_ctx_st X509_STORE_CTX;
 
+/* A socket, plain or with TLS. */
+typedef struct SSLSock SSLSock;
+
 /* ---- the module ---- */
 
 /**
@@ -78,5 +81,290 @@ ORVANE_EXPORT gboolean SSL_IsSSLModuleInitialized(void);
  * To be called before SSL_Init() to have an effect on the default context.
  */
 ORVANE_EXPORT void SSL_SetUseCompression(gboolean useCompression);
+
+/* ---- checks of certificates ---- */
+
+/*
+ * What is wrong with a certificate, as bits of one mask. Most come in two: one for the peer's own certificate,
+ * the leaf, and one (..._CHAIN_...) for a certificate above it.
+ */
+#define SSL_CERT_SELF_SIGNED G_GUINT64_CONSTANT(0x1)
+#define SSL_CERT_NAME_MISMATCH G_GUINT64_CONSTANT(0x2)
+#define SSL_CERT_CHAIN_TIME G_GUINT64_CONSTANT(0x4)
+#define SSL_CERT_CHAIN_REVOKED G_GUINT64_CONSTANT(0x10)
+#define SSL_CERT_CHAIN_SIGNATURE G_GUINT64_CONSTANT(0x20)
+#define SSL_CERT_CHAIN_INVALID G_GUINT64_CONSTANT(0x40)
+#define SSL_CERT_CHAIN_ISSUER_UNKNOWN G_GUINT64_CONSTANT(0x80)
+#define SSL_CERT_CHAIN_CRL G_GUINT64_CONSTANT(0x100)
+#define SSL_CERT_CHAIN_PATH_LENGTH G_GUINT64_CONSTANT(0x200)
+#define SSL_CERT_CHAIN_UNTRUSTED G_GUINT64_CONSTANT(0x400)
+#define SSL_CERT_CHAIN_NO_CA G_GUINT64_CONSTANT(0x2000)
+#define SSL_CERT_CHAIN_CRITICAL_EXTENSION G_GUINT64_CONSTANT(0x200000)
+#define SSL_CERT_TIME G_GUINT64_CONSTANT(0x400000)
+#define SSL_CERT_REVOKED G_GUINT64_CONSTANT(0x1000000)
+#define SSL_CERT_SIGNATURE G_GUINT64_CONSTANT(0x2000000)
+#define SSL_CERT_INVALID G_GUINT64_CONSTANT(0x4000000)
+#define SSL_CERT_ISSUER_UNKNOWN G_GUINT64_CONSTANT(0x8000000)
+#define SSL_CERT_CRL G_GUINT64_CONSTANT(0x10000000)
+#define SSL_CERT_PATH_LENGTH G_GUINT64_CONSTANT(0x20000000)
+#define SSL_CERT_UNTRUSTED G_GUINT64_CONSTANT(0x40000000)
+#define SSL_CERT_FAILURE G_GUINT64_CONSTANT(0x800000000)
+#define SSL_CERT_KEY_TOO_SMALL G_GUINT64_CONSTANT(0x1000000000)
+#define SSL_CERT_UNSAFE_DIGEST G_GUINT64_CONSTANT(0x2000000000)
+#define SSL_CERT_OLD_VERSION G_GUINT64_CONSTANT(0x4000000000)
+#define SSL_CERT_NO_SERVER_USAGE G_GUINT64_CONSTANT(0x8000000000)
+#define SSL_CERT_CRITICAL_EXTENSION G_GUINT64_CONSTANT(0x10000000000)
+#define SSL_CERT_UNKNOWN G_GUINT64_CONSTANT(0x8000000000000000)
+
+/* Room for the text of a SHA-1 and of a SHA-256 thumbprint, with the NUL. */
+enum { SSL_THUMBPRINT_SIZE = 61, SSL_THUMBPRINT256_SIZE = 96 };
+
+/* SSLVerifyParam.verifyMode; any other value: the usage is not checked, a failure rejects. */
+enum {
+    SSL_VERIFY_MODE_STRICT = 0, /* the usage is checked, a failure rejects */
+    SSL_VERIFY_MODE_REPORT = 1, /* the usage is not checked, a failure is only reported */
+};
+
+/* SSLVerifyParam.verifyResult. */
+enum {
+    SSL_VERIFY_RESULT_REJECTED = 1, /* or not decided yet */
+    SSL_VERIFY_RESULT_DISABLED = 2, /* accepted, since checks are switched off */
+    SSL_VERIFY_RESULT_REPORTED = 3, /* left to the caller: SSL_VERIFY_MODE_REPORT */
+    SSL_VERIFY_RESULT_PINNED = 4,   /* accepted by its thumbprint, whatever else is wrong */
+    SSL_VERIFY_RESULT_TRUSTED = 5,  /* nothing is wrong */
+};
+
+/**
+ * SSLVerifyParam:
+ * @hostName: name that the peer must bear; empty: the name cannot match
+ * @expectedThumbprint: a pin, see SSL_SetExpectedThumbprint(); empty for none
+ * @trustedCerts: (array length=numTrustedCerts) (nullable): PEM texts; not %NULL: they take the place of what
+ *   the context trusts
+ * @numTrustedCerts: length of @trustedCerts
+ * @verifyMode: one of the SSL_VERIFY_MODE_ values
+ * @thumbprint: (out): SHA-1 thumbprint of the peer's certificate
+ * @chainTrusted: (out): chain, version and usage are good
+ * @verifyResult: (out): one of the SSL_VERIFY_RESULT_ values
+ * @selfSigned: (out): the certificate names itself as its issuer
+ * @errorText: (out): what is wrong, for a person to read
+ * @errorFlags: (out): the same as a mask of SSL_CERT_ bits
+ * @progress: the library's own
+ *
+ * What SSL_ConnectAndVerify() is to check, and what came of it. The caller's; set it to zero first. It must live
+ * until that call returns.
+ */
+typedef struct {
+    char hostName[512];
+    char expectedThumbprint[64];
+    const char *const *trustedCerts;
+    gint32 numTrustedCerts;
+    gint32 verifyMode;
+    char thumbprint[SSL_THUMBPRINT_SIZE];
+    gboolean chainTrusted;
+    gint32 verifyResult;
+    gboolean selfSigned;
+    char errorText[512];
+    guint64 errorFlags;
+    guint32 progress;
+} SSLVerifyParam;
+
+/* A certificate in its DER form, with its SHA-1 thumbprint. */
+typedef struct {
+    gsize size; /* of bytes */
+    guint8 *bytes;
+    char *thumbprint;
+} SSLDERCert;
+
+/* What a person wants to know of a certificate before trusting it. Bytes that could mislead on a terminal are
+ * shown as "\u{202e}" or "\9b". */
+typedef struct {
+    char *subject;   /* "CN=localhost, O=Some Company" */
+    char *issuer;    /* in the same form */
+    char *notBefore; /* "Nov 23 00:52:52 2026 GMT" */
+    char *notAfter;
+    char *thumbprint;    /* SHA-1, "AA:BB:..." */
+    char *thumbprint256; /* SHA-256, in the same form */
+} SSLCertInfo;
+
+/**
+ * SSL_GetCertThumbprint:
+ * @cert: a certificate
+ * @buf: (out caller-allocates): its SHA-1 as "AA:BB:...", 59 characters; cut if @size is below 60
+ * @size: of @buf, in bytes
+ *
+ * Returns: %FALSE, and an empty @buf, if no digest can be made
+ */
+ORVANE_EXPORT gboolean SSL_GetCertThumbprint(X509 *cert, char *buf, gsize size);
+
+/* The same with SHA-256: 95 characters. */
+ORVANE_EXPORT gboolean SSL_GetCertThumbprint256(X509 *cert, char *buf, gsize size);
+
+/**
+ * SSL_CertThumbprintFromContext:
+ * @ctx: a context with a certificate of its own
+ * @buf: (out caller-allocates): as with SSL_GetCertThumbprint(); left as it is if there is no certificate
+ * @size: of @buf, in bytes
+ *
+ * Returns: 1; 0 if there is no certificate
+ */
+ORVANE_EXPORT int SSL_CertThumbprintFromContext(SSL_CTX *ctx, char *buf, gsize size);
+
+/**
+ * SSL_IsThumbprint:
+ * @text: (nullable): a text
+ *
+ * Returns: whether @text can be a pin: the hexadecimal digits of a SHA-1 or a SHA-256, in either case, all pairs
+ *   joined by ":" or none
+ */
+ORVANE_EXPORT gboolean SSL_IsThumbprint(const char *text);
+
+/**
+ * SSL_MatchThumbprint:
+ * @cert: a certificate
+ * @expected: (nullable): a pin
+ *
+ * Takes the same time wherever the two differ. What is no pin matches nothing, and is logged.
+ *
+ * Returns: whether @expected is a thumbprint of @cert
+ */
+ORVANE_EXPORT gboolean SSL_MatchThumbprint(X509 *cert, const char *expected);
+
+/**
+ * SSL_SetExpectedThumbprint:
+ * @param: the record
+ * @text: (nullable): a pin, see SSL_IsThumbprint(); %NULL for none
+ *
+ * Puts a pin into @expectedThumbprint, which holds a SHA-1 as "AA:BB:..." or the 64 digits of a SHA-256 without
+ * a NUL.
+ *
+ * Returns: %FALSE if @text is no pin: then the field holds one that nothing matches
+ */
+ORVANE_EXPORT gboolean SSL_SetExpectedThumbprint(SSLVerifyParam *param, const char *text);
+
+/* The peer's own certificate of a verification, which stays its owner; NULL if there is no chain. */
+ORVANE_EXPORT X509 *SSL_GetPeerCertificate(X509_STORE_CTX *storeContext);
+
+/**
+ * SSL_GetDERCert:
+ * @cert: a certificate
+ *
+ * Returns: (transfer full) (nullable): to be released with SSL_FreeDERCert(); %NULL if no thumbprint can be made
+ */
+ORVANE_EXPORT SSLDERCert *SSL_GetDERCert(X509 *cert);
+
+/* A copy, to be released in the same way; NULL of NULL. */
+ORVANE_EXPORT SSLDERCert *SSL_CopyDERCert(SSLDERCert *cert);
+
+/* NULL is allowed. */
+ORVANE_EXPORT void SSL_FreeDERCert(SSLDERCert *cert);
+
+/**
+ * SSL_GetCertInfo:
+ * @cert: a certificate
+ *
+ * Returns: (transfer full) (nullable): to be released with SSL_FreeCertInfo(); %NULL if it cannot be read
+ */
+ORVANE_EXPORT SSLCertInfo *SSL_GetCertInfo(X509 *cert);
+
+/* NULL is allowed. */
+ORVANE_EXPORT void SSL_FreeCertInfo(SSLCertInfo *info);
+
+/**
+ * SSL_GetCertErrors:
+ * @storeContext: the verification that is running
+ * @leaf: the peer's certificate
+ * @host: the name that it must bear; an IP address without abbreviation, as "0:0:0:0:0:0:0:1"
+ * @thumbprint: (nullable): a pin: with a match nothing else counts
+ *
+ * For the function given to SSL_SetVerifyCb(), or an application's OrvaneVerifyCertificateFunc while it has not
+ * returned: once per verification, as it takes what the walk over the chain found.
+ *
+ * A key on an elliptic curve counts as too small, having fewer bits than the limit of 1023.
+ *
+ * Returns: what is wrong, a mask of SSL_CERT_ bits; 0 for nothing, and while checks are switched off
+ */
+ORVANE_EXPORT guint64 SSL_GetCertErrors(X509_STORE_CTX *storeContext, X509 *leaf, const char *host,
+                                        const char *thumbprint);
+
+/**
+ * SSL_DescribeCertErrors:
+ * @errors: a mask of SSL_CERT_ bits
+ *
+ * Returns: (transfer full): a sentence per bit, one a line, to be released with g_free(); empty for none
+ */
+ORVANE_EXPORT char *SSL_DescribeCertErrors(guint64 errors);
+
+/**
+ * SSL_MatchX509SubjectName:
+ * @cert: a certificate
+ * @host: a name
+ *
+ * Returns: whether the first common name of the subject is @host, in any case; "*." in front of it stands for
+ *   exactly the first label
+ */
+ORVANE_EXPORT gboolean SSL_MatchX509SubjectName(X509 *cert, const char *host);
+
+/**
+ * SSL_MatchX509v3SubjectAltNames:
+ * @cert: a certificate
+ * @type: 2 for DNS names, 7 for IP addresses
+ * @name: what to look for
+ * @nameLen: length of @name, in bytes
+ *
+ * Returns: whether one of the subject's alternative names of @type is @name
+ */
+ORVANE_EXPORT gboolean SSL_MatchX509v3SubjectAltNames(X509 *cert, int type, const char *name,
+                                                      int nameLen);
+
+/**
+ * SSLVerifyCertificateFn:
+ * @storeContext: the verification
+ * @certificate: (nullable): the peer's certificate
+ * @data: what was given with the function
+ *
+ * Called inside the handshake, on its thread, at the end of the walk over the chain: once per context.
+ *
+ * Returns: 1 to accept the peer, 0 to fail the handshake
+ */
+typedef int (*SSLVerifyCertificateFn)(X509_STORE_CTX *storeContext, X509 *certificate,
+                                      gpointer data);
+
+/**
+ * SSL_SetVerifyCb:
+ * @ctx: the context of one connection
+ * @func: decides on the peer's certificate
+ * @data: handed to @func
+ * @destroy: (nullable): releases @data, when @func has returned, or with the context if it was never called
+ *
+ * From now on the context trusts the machine's CA certificates, and its next handshake asks @func.
+ */
+ORVANE_EXPORT void SSL_SetVerifyCb(SSL_CTX *ctx, SSLVerifyCertificateFn func, gpointer data,
+                                   GDestroyNotify destroy);
+
+/* The verify callback that SSL_SetVerifyCb() installs. */
+ORVANE_EXPORT int SSL_ValidateCertCb(int ok, X509_STORE_CTX *storeContext);
+
+/* Whether a function given to SSL_SetVerifyCb() has accepted the peer of this very connection. */
+ORVANE_EXPORT gboolean SSL_IsPeerAccepted(SSL *ssl);
+
+/**
+ * SSL_CheckCert:
+ * @sock: a connection whose handshake is over
+ * @host: the name that must be the subject's common name, in any case; no wildcards, no alternative names
+ * @allowSelfSigned: whether a self-signed certificate passes, or one in the chain
+ *
+ * The check of older callers; SSL_ConnectAndVerify() checks more, and before anything is sent.
+ *
+ * Returns: whether the peer's certificate verified and bears the name
+ */
+ORVANE_EXPORT gboolean SSL_CheckCert(SSLSock *sock, const char *host, gboolean allowSelfSigned);
+
+/* The switch for all checks: 0, as at first, is on, any other value off. For trials only. */
+ORVANE_EXPORT void SSL_SetVerifySSLCertificates(gint32 value);
+ORVANE_EXPORT gint32 SSL_GetVerifySSLCertificates(void);
+ORVANE_EXPORT gboolean SSL_IsVerifyEnabled(void);
+
+/* Index of the SSLVerifyParam in the extra data of an SSL, while it is connected. */
+ORVANE_EXPORT int SSL_GetSSLVerifyParamIx(void);
 
 G_END_DECLS
