@@ -13,6 +13,7 @@
 #include <sys/signalfd.h>
 #include <unistd.h>
 
+#include "tools/certificates/certificateKind.h"
 #include "tools/simulator/simulator.h"
 #include "tools/simulator/trouble.h"
 
@@ -23,10 +24,19 @@ struct Settings {
     std::vector<std::string> users;
     std::vector<std::string> troubles;
     std::string versionsForm = "current";
-    std::string certificateFile;
+    std::string certificate; /* a kind, or a file if there is a key's */
     std::string keyFile;
+    std::string anchorFile;
+    bool isTls = false;
     bool verbose = false;
 };
+
+std::string CertificateHelp() {
+    std::string text = "Kinds of certificates:\n";
+    for (const certificates::KindRow &row : certificates::Kinds())
+        text += fmt::format("  {:<22}{}\n", row.name, row.text);
+    return text;
+}
 
 void AddOptions(CLI::App &app, Settings &settings) {
     simulator::Options &options = settings.options;
@@ -65,10 +75,22 @@ void AddOptions(CLI::App &app, Settings &settings) {
     app.add_option("--trouble", settings.troubles,
                    "What is to go wrong, as [METHOD:]KIND[:count=N][:skip=N][:bytes=N][:delay=MS]"
                    "[:status=N][:fault=TYPE][:message=TEXT]; may be repeated");
-    app.add_option("--certificate", settings.certificateFile, "PEM file; with a key for https")
-        ->check(CLI::ExistingFile);
-    app.add_option("--key", settings.keyFile, "PEM file of the certificate's private key")
-        ->check(CLI::ExistingFile);
+    CLI::Option *tls = app.add_flag("--tls", settings.isTls,
+                                    "Serve https with a self-signed certificate made at start");
+    CLI::Option *certificate =
+        app.add_option("--certificate", settings.certificate,
+                       "Serve https with a certificate of a kind below, made at start; or, with "
+                       "--key, that of a PEM file")
+            ->excludes(tls);
+    CLI::Option *key =
+        app.add_option("--key", settings.keyFile, "PEM file of the certificate's private key")
+            ->check(CLI::ExistingFile)
+            ->needs(certificate);
+    app.add_option("--anchor", settings.anchorFile,
+                   "Write what clients have to trust there, as PEM: the issuer of a certificate "
+                   "made at start, and the list of those it has revoked")
+        ->excludes(key);
+    app.footer(CertificateHelp());
     app.add_flag("--control", options.control, "Serve the switches at /control/");
     app.add_flag("-v,--verbose", settings.verbose, "Log every request");
 }
@@ -98,11 +120,11 @@ simulator::Options Interpret(const Settings &settings) {
             throw std::runtime_error("a user is told as name:password");
         options.users.push_back({user.substr(0, colon), user.substr(colon + 1)});
     }
-    if (settings.certificateFile.empty() != settings.keyFile.empty())
-        throw std::runtime_error("--certificate and --key belong together");
-    if (!settings.certificateFile.empty()) {
-        options.certificate = ReadFile(settings.certificateFile);
+    if (!settings.keyFile.empty()) {
+        options.certificate = ReadFile(settings.certificate);
         options.privateKey = ReadFile(settings.keyFile);
+    } else {
+        options.certificateKind = settings.isTls ? "self-signed" : settings.certificate;
     }
     if (settings.verbose)
         options.log = [](std::string_view line) {
@@ -110,6 +132,23 @@ simulator::Options Interpret(const Settings &settings) {
             std::fflush(stderr);
         };
     return options;
+}
+
+/* What a client needs to know of a certificate that was made here. */
+void TellCertificate(const simulator::Simulator &server, const std::string &anchorFile) {
+    const certificates::Presented *shown = server.Certificate();
+    if (shown == nullptr && !anchorFile.empty())
+        throw std::runtime_error("--anchor needs --tls or --certificate");
+    if (shown == nullptr)
+        return;
+    fmt::print("SHA-1 {}\nSHA-256 {}\n", shown->Leaf().thumbprint, shown->Leaf().thumbprint256);
+    if (anchorFile.empty())
+        return;
+    std::ofstream file(anchorFile);
+    file << shown->anchor.pem << shown->revocationList;
+    file.close();
+    if (!file)
+        throw std::runtime_error(fmt::format("cannot write {}", anchorFile));
 }
 
 /* Runs until a signal asks to end. */
@@ -128,6 +167,7 @@ void Serve(const Settings &settings) {
         server.AddTrouble(simulator::ParseTrouble(trouble));
     server.Start();
     fmt::print("{}\n", server.Url());
+    TellCertificate(server, settings.anchorFile);
     std::fflush(stdout);
 
     pollfd descriptors[] = {{server.PollDescriptor(), POLLIN, 0}, {ending, POLLIN, 0}};

@@ -9,6 +9,7 @@
 #include <libxml/parser.h>
 #include <poll.h>
 
+#include "tools/certificates/certificateKind.h"
 #include "tools/simulator/control.h"
 #include "tools/simulator/estate.h"
 #include "tools/simulator/service.h"
@@ -29,12 +30,21 @@ std::string DocumentOf(const HttpExchange &exchange) {
     return "";
 }
 
+std::optional<certificates::Presented> MakeCertificate(const std::string &kind) {
+    if (kind.empty())
+        return std::nullopt;
+    auto made = certificates::MakeKind(kind);
+    if (!made)
+        throw std::runtime_error(fmt::format("\"{}\" is no kind of certificate", kind));
+    return made;
+}
+
 } // namespace
 
 struct Simulator::State {
     explicit State(Options given)
-        : options(std::move(given)), clock(options.frozenClock),
-          ozy(Service::Kind::Ozy, options, clock, troubles, record) {
+        : options(std::move(given)), certificate(MakeCertificate(options.certificateKind)),
+          clock(options.frozenClock), ozy(Service::Kind::Ozy, options, clock, troubles, record) {
         troubles.versionsForm = options.versionsForm;
         if (options.ferry)
             ferry.emplace(Service::Kind::Ferry, options, clock, troubles, record);
@@ -46,7 +56,12 @@ struct Simulator::State {
     void RunThread(Simulator &simulator);
     void ForEachService(const std::function<void(Service &)> &function);
 
+    bool IsTls() const {
+        return certificate || (!options.certificate.empty() && !options.privateKey.empty());
+    }
+
     const Options options;
+    const std::optional<certificates::Presented> certificate; /* made here */
     mutable std::recursive_mutex mutex;
     Clock clock;
     Troubles troubles;
@@ -118,8 +133,10 @@ void Simulator::Start() {
         return;
     const int port = state->port != 0 ? state->port : state->options.port;
     state->http = std::make_unique<HttpServer>(
-        HttpServer::Settings{state->options.address, port, state->options.certificate,
-                             state->options.privateKey},
+        HttpServer::Settings{
+            state->options.address, port,
+            state->certificate ? state->certificate->Pem() : state->options.certificate,
+            state->certificate ? state->certificate->KeyPem() : state->options.privateKey},
         [this](const ExchangePtr &exchange) { state->Handle(*this, exchange); });
     state->port = state->http->Port();
 }
@@ -151,8 +168,12 @@ int Simulator::Port() const {
 }
 
 std::string Simulator::Url() const {
-    const bool isTls = !state->options.certificate.empty() && !state->options.privateKey.empty();
-    return fmt::format("{}://{}:{}/sdk", isTls ? "https" : "http", state->options.address, Port());
+    return fmt::format("{}://{}:{}/sdk", state->IsTls() ? "https" : "http", state->options.address,
+                       Port());
+}
+
+const certificates::Presented *Simulator::Certificate() const {
+    return state->certificate ? &*state->certificate : nullptr;
 }
 
 std::string Simulator::FerryUrl() const {

@@ -15,7 +15,8 @@
  *            readable or TimeoutMs() has passed. RunInThread() does that in a thread of its own.
  * Time:      all periods go by one clock, which is the machine's plus what Advance() added; with
  *            `frozenClock` only Advance() moves it, and nothing happens by itself.
- * Errors:    Start() throws std::runtime_error; bad input from a client is answered with a fault.
+ * Errors:    Start() throws std::runtime_error, and so does the constructor if there is no such kind
+ *            of certificate; bad input from a client is answered with a fault.
  * Threads:   every function may be called from any thread; each call locks the whole simulator.
  */
 #pragma once
@@ -27,6 +28,10 @@
 #include <string>
 #include <string_view>
 #include <vector>
+
+namespace certificates {
+struct Presented;
+}
 
 namespace simulator {
 
@@ -99,7 +104,9 @@ struct Options {
     int64_t taskDurationMs = 2000; /* from the call to the end of a task */
     bool frozenClock = false;
 
-    /* PEM texts; with both the service speaks https. */
+    /* With a kind of certificateKind.h, "self-signed", or with a certificate and its key as PEM
+     * texts, the service speaks https. */
+    std::string certificateKind;
     std::string certificate;
     std::string privateKey;
 
@@ -125,6 +132,8 @@ public:
     int Port() const;
     std::string Url() const;      /* "http://127.0.0.1:PORT/sdk": what a client connects to */
     std::string FerryUrl() const; /* the same for the second service */
+    /* What is presented, if it is of a kind that was made here; null otherwise. Stays the same. */
+    const certificates::Presented *Certificate() const;
 
     /* For an outside loop. The descriptor stays the same from Start() to Stop() and becomes
      * readable also when only the clock makes work, so a loop may watch it and nothing else. */
