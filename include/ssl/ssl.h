@@ -28,6 +28,7 @@ G_BEGIN_DECLS
 /* OpenSSL's objects, named as OpenSSL names them: nothing here looks inside. */
 typedef struct ssl_st SSL;
 typedef struct ssl_ctx_st SSL_CTX;
+typedef struct bio_st BIO;
 typedef struct x509_st X509;
 typedef struct x509_store_ctx_st X509_STORE_CTX;
 
@@ -81,6 +82,83 @@ ORVANE_EXPORT gboolean SSL_IsSSLModuleInitialized(void);
  * To be called before SSL_Init() to have an effect on the default context.
  */
 ORVANE_EXPORT void SSL_SetUseCompression(gboolean useCompression);
+
+/* ---- contexts ---- */
+
+/**
+ * SSL_NewContext:
+ *
+ * A context for connections of either side: TLS 1.0 and all later versions, no session cache, no tickets, strong
+ * ciphers first. It has no certificate and checks none. Without memory for it the process ends.
+ *
+ * Returns: (transfer full): to be released with SSL_FreeContext()
+ */
+ORVANE_EXPORT SSL_CTX *SSL_NewContext(void);
+
+/* The context that SSL_Init() made, which also trusts the machine's CA certificates; owned by the layer. */
+ORVANE_EXPORT SSL_CTX *SSL_DefaultContext(void);
+
+/* Connections that were made from it go on. */
+ORVANE_EXPORT void SSL_FreeContext(SSL_CTX *ctx);
+
+/**
+ * SSL_SetVerifyLocations:
+ * @ctx: (nullable): a context; %NULL for the default one
+ * @caFile: (nullable): a file of CA certificates in PEM form
+ * @caDir: (nullable): a directory of such files, named by their hashes
+ *
+ * Adds to what the context trusts.
+ *
+ * Returns: OpenSSL's result: 1 for success
+ */
+ORVANE_EXPORT int SSL_SetVerifyLocations(SSL_CTX *ctx, const char *caFile, const char *caDir);
+
+/**
+ * SSL_SetDHParamFiles:
+ * @f1024: (nullable): file of Diffie-Hellman parameters for keys of up to 1024 bits, in PEM form
+ * @f2048: (nullable): the same for keys of up to 2048 bits
+ * @f4096: (nullable): the same for longer ones
+ *
+ * Replaces those file names that are given. A file is read when a handshake first needs it, and never again:
+ * what was tried already stays as it was. SSL_Init() sets all three to files in /etc/halden/ssl.
+ */
+ORVANE_EXPORT void SSL_SetDHParamFiles(const char *f1024, const char *f2048, const char *f4096);
+
+/* Uses parameters of 2048 bits where 1024 were asked for, on all connections from now on. */
+ORVANE_EXPORT void SSL_Disable1024DHParams(void);
+
+/* Lets a connection take parameters from the files only, never the built-in ones. */
+ORVANE_EXPORT void SSL_DisableSKIPDHParams(SSL *ssl);
+
+/**
+ * SSL_GetCerts:
+ * @certFile: (out) (optional) (transfer full): path of the server certificate, to be released with free()
+ * @keyFile: (out) (optional) (transfer full): path of its key, likewise
+ */
+ORVANE_EXPORT void SSL_GetCerts(char **certFile, char **keyFile);
+
+/**
+ * SSL_LoadCertificatesWithContext:
+ * @ctx: a context
+ *
+ * Gives a context the certificate and the key of SSL_GetCerts(), in PEM form, read with root's rights where the
+ * process can have them.
+ *
+ * Returns: %FALSE, and a warning in the log, if one cannot be read or the two do not belong together
+ */
+ORVANE_EXPORT gboolean SSL_LoadCertificatesWithContext(SSL_CTX *ctx);
+
+/* The same for the default context, which is loaded once. */
+ORVANE_EXPORT gboolean SSL_LoadCertificates(void);
+
+/**
+ * SSL_BIO_new_file:
+ * @path: name of a file, in UTF-8
+ * @mode: as for fopen()
+ *
+ * Returns: (transfer full) (nullable): to be released with BIO_free(); %NULL if it cannot be opened
+ */
+ORVANE_EXPORT BIO *SSL_BIO_new_file(const char *path, const char *mode);
 
 /* ---- checks of certificates ---- */
 
@@ -366,5 +444,161 @@ ORVANE_EXPORT gboolean SSL_IsVerifyEnabled(void);
 
 /* Index of the SSLVerifyParam in the extra data of an SSL, while it is connected. */
 ORVANE_EXPORT int SSL_GetSSLVerifyParamIx(void);
+
+/* ---- connections ---- */
+
+/*
+ *   SSLSock *sock = SSL_New(fd, TRUE);
+ *   if (SSL_ConnectAndVerify(sock, &param))
+ *       SSL_Write(sock, "hello", 5);
+ *   SSL_Shutdown(sock);
+ *
+ * A connection is plain until connect or accept makes it encrypted; one that stays plain is of use too. If that
+ * fails, the connection has failed for ever. It belongs to one thread at a time; different ones run in parallel.
+ * A peer that has gone shows as an error: no function here raises SIGPIPE.
+ */
+
+/**
+ * SSL_New:
+ * @fd: a connected socket, blocking or not
+ * @closeFdOnShutdown: whether SSL_Shutdown() closes it
+ *
+ * Returns: (transfer full): a plain connection, to be released with SSL_Shutdown()
+ */
+ORVANE_EXPORT SSLSock *SSL_New(int fd, gboolean closeFdOnShutdown);
+
+/* From now on SSL_Shutdown() closes the socket. */
+ORVANE_EXPORT void SSL_SetCloseOnShutdownFlag(SSLSock *sock);
+
+ORVANE_EXPORT int SSL_GetFd(SSLSock *sock);
+
+/**
+ * SSL_ConnectAndVerifyWithContext:
+ * @sock: a plain connection
+ * @param: (nullable): what to check of the peer's certificate; %NULL checks nothing
+ * @ctx: a context; trusted certificates in @param replace what it trusts, for its other connections too
+ *
+ * Shakes hands as the client, and returns when that is over. With a socket that does not block it tries ten times
+ * a second, for 120 seconds at most; with one that does, for as long as the peer lets it wait.
+ *
+ * Returns: %FALSE if there is no encrypted connection now, and a warning in the log; what was wrong with the
+ *   certificate is in @param
+ */
+ORVANE_EXPORT gboolean SSL_ConnectAndVerifyWithContext(SSLSock *sock, SSLVerifyParam *param,
+                                                       SSL_CTX *ctx);
+
+/* The same with the default context. */
+ORVANE_EXPORT gboolean SSL_ConnectAndVerify(SSLSock *sock, SSLVerifyParam *param);
+
+/* The same without any check of the peer, which the log warns of. */
+ORVANE_EXPORT gboolean SSL_Connect(SSLSock *sock);
+
+/**
+ * SSL_SetupAcceptWithContext:
+ * @sock: a plain connection
+ * @ctx: a context with a certificate; the default one gets its certificate here
+ *
+ * Makes the connection an encrypted one whose handshake, as the server, is still to come: by
+ * SSL_TryCompleteAccept(), or by the first SSL_Read() or SSL_Write().
+ *
+ * Returns: %FALSE if that is not possible, and a warning in the log
+ */
+ORVANE_EXPORT gboolean SSL_SetupAcceptWithContext(SSLSock *sock, SSL_CTX *ctx);
+
+/**
+ * SSL_TryCompleteAccept:
+ * @sock: a connection after SSL_SetupAcceptWithContext()
+ *
+ * Goes on with the handshake as far as it comes without waiting, if the socket does not block.
+ *
+ * Returns: 1 if it is over, 0 if it has to wait for the peer, see SSL_WantRead(), -1 if it has failed
+ */
+ORVANE_EXPORT int SSL_TryCompleteAccept(SSLSock *sock);
+
+/* Sets up and tries once. TRUE says that it was set up: the handshake may still go on, or have failed. */
+ORVANE_EXPORT gboolean SSL_AcceptWithContext(SSLSock *sock, SSL_CTX *ctx);
+
+/* The same with the default context. */
+ORVANE_EXPORT gboolean SSL_Accept(SSLSock *sock);
+
+/**
+ * SSL_CompleteAccept:
+ * @sock: a connection after SSL_AcceptWithContext() or SSL_Accept()
+ *
+ * Tries ten times a second until the handshake is over. No time limits that: where a peer may stall, call
+ * SSL_TryCompleteAccept() when the socket is ready, and give up when you like.
+ *
+ * Returns: %FALSE if the connection has failed
+ */
+ORVANE_EXPORT gboolean SSL_CompleteAccept(SSLSock *sock);
+
+/**
+ * SSL_Read:
+ * @sock: a connection
+ * @buf: (out caller-allocates) (array length=len): where the bytes go
+ * @len: room there, in bytes
+ *
+ * Returns: number of bytes; -1 with errno EAGAIN if it has to wait, and with errno 1 if the connection has failed
+ *   before. With any other -1 SSL_GetIOError() tells a clean end (6) from a failure. A plain connection answers as
+ *   read() does: 0 at the end.
+ */
+ORVANE_EXPORT ssize_t SSL_Read(SSLSock *sock, void *buf, int len);
+
+/**
+ * SSL_Write:
+ * @sock: a connection
+ * @buf: (array length=len): the bytes
+ * @len: their number
+ *
+ * After a -1 with errno EAGAIN, the next call on an encrypted connection must be given the same bytes at the same
+ * place, unless SSL_SetMode() says otherwise.
+ *
+ * Returns: number of bytes written; -1 as with SSL_Read()
+ */
+ORVANE_EXPORT ssize_t SSL_Write(SSLSock *sock, const void *buf, int len);
+
+/**
+ * SSL_RecvDataAndFd:
+ * @sock: a connection
+ * @buf: (out caller-allocates) (array length=len): where the bytes go
+ * @len: room there, in bytes
+ * @fd: (out): a descriptor that came with the bytes, now the caller's; -1 if none did
+ *
+ * Descriptors come over plain Unix sockets only, one per call; further ones in the same message are closed.
+ *
+ * Returns: as SSL_Read()
+ */
+ORVANE_EXPORT ssize_t SSL_RecvDataAndFd(SSLSock *sock, void *buf, gsize len, int *fd);
+
+/* Bytes that SSL_Read() gives without looking at the socket. Ask before waiting for the socket. */
+ORVANE_EXPORT int SSL_Pending(SSLSock *sock);
+
+/* What the last operation waits for: 1 nothing, 2 to write, 3 to read, or another of OpenSSL's SSL_want() codes. */
+ORVANE_EXPORT int SSL_Want(SSLSock *sock);
+ORVANE_EXPORT gboolean SSL_WantRead(SSLSock *sock);
+ORVANE_EXPORT gboolean SSL_WantWrite(SSLSock *sock);
+
+/**
+ * SSL_GetIOError:
+ * @sock: a connection
+ *
+ * Returns: OpenSSL's SSL_get_error() code of the last operation on an encrypted connection: 0 success, 1 a failure
+ *   of TLS, 2 and 3 it has to wait, 5 the connection below broke off (errno says why, unless it just ended), 6 the
+ *   peer has closed it properly
+ */
+ORVANE_EXPORT int SSL_GetIOError(SSLSock *sock);
+
+/* Adds bits of OpenSSL's SSL_MODE_ to an encrypted connection; all that are set now. 0 on a plain one. */
+ORVANE_EXPORT long SSL_SetMode(SSLSock *sock, long mode);
+
+/**
+ * SSL_Shutdown:
+ * @sock: (transfer full): a connection in any state
+ *
+ * Releases it. On contexts of SSL_NewContext() the peer is told nothing but what closing the socket tells it.
+ *
+ * Returns: 0, or what close() answered
+ */
+ORVANE_EXPORT int SSL_Shutdown(SSLSock *sock);
 
 G_END_DECLS

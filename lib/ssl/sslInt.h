@@ -31,7 +31,8 @@ struct SSLModuleState {
     int SSLVerifyParamIx; /* ex-data of an SSL: SSLVerifyParam */
     int SSLVerifyStateIx; /* ex-data of an SSL; the state itself hangs on the store, see sslAccess.h */
 
-    char *SSLCertFile; /* these strings are malloc()ed */
+    bool areCertificatesLoaded; /* into the default context; under the state lock */
+    char *SSLCertFile;          /* these strings are malloc()ed */
     char *SSLKeyFile;
     char *SSLCertStoreName;
     char *SSLCertSubject;

@@ -32,7 +32,6 @@ typedef struct x509_store_st X509_STORE;
 typedef struct x509_lookup_st X509_LOOKUP;
 typedef struct x509_lookup_method_st X509_LOOKUP_METHOD;
 typedef struct X509_VERIFY_PARAM_st X509_VERIFY_PARAM;
-typedef struct bio_st BIO;
 typedef struct bio_method_st BIO_METHOD;
 typedef struct bignum_st BIGNUM;
 typedef struct dh_st DH;
@@ -66,7 +65,7 @@ enum {
     SSL_ERROR_ZERO_RETURN = 6,
 };
 
-enum { SSL_WRITING = 2, SSL_READING = 3 }; /* SSL_want() */
+enum { SSL_NOTHING = 1, SSL_WRITING = 2, SSL_READING = 3 }; /* SSL_want() */
 enum { SSL_VERIFY_NONE = 0, SSL_VERIFY_PEER = 1 };
 
 enum { SSL_CTRL_OPTIONS = 32, SSL_CTRL_MODE = 33, SSL_CTRL_SET_SESS_CACHE_MODE = 44 };
@@ -168,6 +167,7 @@ int __wrap_SSL_CTX_check_private_key(const SSL_CTX *ctx);
 SSL *__wrap_SSL_new(SSL_CTX *ctx);
 void __wrap_SSL_free(SSL *ssl);
 int __wrap_SSL_set_fd(SSL *ssl, int fd);
+void __wrap_SSL_set_bio(SSL *ssl, BIO *readFrom, BIO *writeTo);
 void __wrap_SSL_set_connect_state(SSL *ssl);
 void __wrap_SSL_set_accept_state(SSL *ssl);
 void __wrap_SSL_set_verify(SSL *ssl, int mode, SSLVerifyFn callback);
@@ -205,6 +205,9 @@ BIO *__wrap_BIO_new_file(const char *file, const char *mode);
 BIO *__wrap_BIO_new_mem_buf(const void *bytes, int length);
 const BIO_METHOD *__wrap_BIO_s_mem(void);
 int __wrap_BIO_write(BIO *bio, const void *bytes, int length);
+long __wrap_BIO_ctrl(BIO *bio, int command, long number, void *pointer);
+void __wrap_BIO_set_flags(BIO *bio, int flags);
+void __wrap_BIO_clear_flags(BIO *bio, int flags);
 int __wrap_BIO_free(BIO *bio);
 int __wrap_sk_num(const OPENSSL_STACK *stack);
 void *__wrap_sk_value(const OPENSSL_STACK *stack, int index);
