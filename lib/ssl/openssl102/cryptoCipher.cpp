@@ -1,0 +1,155 @@
+// Ciphers on contexts that the caller allocates (168 bytes in 1.0.2), and those that OpenSSL 3 has set aside.
+#include "lib/ssl/openssl102/openssl102.h"
+#include "lib/ssl/openssl102/shadowRecord.h"
+
+#include <openssl/provider.h>
+
+namespace {
+
+using CipherRecord =
+    ShadowRecord<EVP_CIPHER_CTX, EVP_CIPHER_CTX_new, EVP_CIPHER_CTX_reset, EVP_CIPHER_CTX_free>;
+
+using InitFn = decltype(EVP_EncryptInit_ex);
+using UpdateFn = decltype(EVP_EncryptUpdate);
+using FinalFn = decltype(EVP_EncryptFinal_ex);
+
+int CipherInit(InitFn *init, void *ctx, const EVP_CIPHER *cipher, ENGINE *engine,
+               const unsigned char *key, const unsigned char *iv) {
+    EVP_CIPHER_CTX *inner = CipherRecord::Use(ctx);
+    return inner != nullptr ? init(inner, cipher, engine, key, iv) : 0;
+}
+
+int CipherUpdate(UpdateFn *update, void *ctx, unsigned char *out, int *outSize,
+                 const unsigned char *in, int inSize) {
+    EVP_CIPHER_CTX *inner = CipherRecord::Use(ctx);
+    return inner != nullptr ? update(inner, out, outSize, in, inSize) : 0;
+}
+
+int CipherFinal(FinalFn *final, void *ctx, unsigned char *out, int *outSize) {
+    EVP_CIPHER_CTX *inner = CipherRecord::Use(ctx);
+    return inner != nullptr ? final(inner, out, outSize) : 0;
+}
+
+/* Ciphers of the provider "legacy", fetched once from a library context of our own: what the rest of the process
+ * sees stays as the administrator set it up. NULL where the provider is not installed. */
+const EVP_CIPHER *desCbc;
+const EVP_CIPHER *bfCbc;
+
+void FetchLegacyCiphers() {
+    OSSL_LIB_CTX *library = OSSL_LIB_CTX_new();
+    if (library == nullptr)
+        return;
+    OSSL_PROVIDER *legacy = OSSL_PROVIDER_load(library, "legacy");
+    OSSL_PROVIDER *standard = OSSL_PROVIDER_load(library, "default");
+    if (legacy != nullptr && standard != nullptr) {
+        desCbc = EVP_CIPHER_fetch(library, "DES-CBC", nullptr);
+        bfCbc = EVP_CIPHER_fetch(library, "BF-CBC", nullptr);
+    }
+    if (desCbc != nullptr || bfCbc != nullptr)
+        return; // the library context lives as long as they do: to the end of the process
+    if (legacy != nullptr)
+        OSSL_PROVIDER_unload(legacy);
+    if (standard != nullptr)
+        OSSL_PROVIDER_unload(standard);
+    OSSL_LIB_CTX_free(library);
+}
+
+CRYPTO_ONCE legacyOnce = CRYPTO_ONCE_STATIC_INIT;
+
+/* Without the provider it is OpenSSL 3's own, whose initialisation fails with a reason. */
+const EVP_CIPHER *LegacyCipher(const EVP_CIPHER *const *fetched, const EVP_CIPHER *(*genuine)()) {
+    CRYPTO_THREAD_run_once(&legacyOnce, FetchLegacyCiphers);
+    return *fetched != nullptr ? *fetched : genuine();
+}
+
+} // namespace
+
+USES_GENUINE(EVP_des_cbc);
+USES_GENUINE(EVP_bf_cbc);
+USES_GENUINE(EVP_CIPHER_CTX_set_padding);
+USES_GENUINE(EVP_EncryptInit_ex);
+USES_GENUINE(EVP_EncryptUpdate);
+USES_GENUINE(EVP_EncryptFinal_ex);
+USES_GENUINE(EVP_DecryptInit_ex);
+USES_GENUINE(EVP_DecryptUpdate);
+USES_GENUINE(EVP_DecryptFinal_ex);
+
+OPENSSL102(const EVP_CIPHER *, EVP_des_cbc) {
+    return LegacyCipher(&desCbc, GENUINE(EVP_des_cbc));
+}
+
+OPENSSL102(const EVP_CIPHER *, EVP_bf_cbc) {
+    return LegacyCipher(&bfCbc, GENUINE(EVP_bf_cbc));
+}
+
+OPENSSL102(void, EVP_CIPHER_CTX_init, void *ctx) {
+    CipherRecord::Init(ctx);
+}
+
+OPENSSL102(int, EVP_CIPHER_CTX_cleanup, void *ctx) {
+    return CipherRecord::Cleanup(ctx);
+}
+
+OPENSSL102(int, EVP_CIPHER_CTX_block_size, const void *ctx) {
+    const EVP_CIPHER_CTX *inner = CipherRecord::Peek(ctx);
+    return inner != nullptr ? EVP_CIPHER_CTX_get_block_size(inner) : 0;
+}
+
+/* Before a cipher is set it is remembered for the one that comes, as in 1.0.2. */
+OPENSSL102(int, EVP_CIPHER_CTX_set_padding, void *ctx, int padding) {
+    EVP_CIPHER_CTX *inner = CipherRecord::Use(ctx);
+    if (inner == nullptr)
+        return 0;
+    const int isDone = GENUINE(EVP_CIPHER_CTX_set_padding)(inner, padding);
+    return EVP_CIPHER_CTX_get0_cipher(inner) == nullptr ? 1 : isDone;
+}
+
+OPENSSL102(int, EVP_EncryptInit, void *ctx, const EVP_CIPHER *cipher, const unsigned char *key,
+           const unsigned char *iv) {
+    if (cipher != nullptr)
+        CipherRecord::Init(ctx);
+    return CipherInit(GENUINE(EVP_EncryptInit_ex), ctx, cipher, nullptr, key, iv);
+}
+
+OPENSSL102(int, EVP_EncryptInit_ex, void *ctx, const EVP_CIPHER *cipher, ENGINE *engine,
+           const unsigned char *key, const unsigned char *iv) {
+    return CipherInit(GENUINE(EVP_EncryptInit_ex), ctx, cipher, engine, key, iv);
+}
+
+OPENSSL102(int, EVP_EncryptUpdate, void *ctx, unsigned char *out, int *outSize,
+           const unsigned char *in, int inSize) {
+    return CipherUpdate(GENUINE(EVP_EncryptUpdate), ctx, out, outSize, in, inSize);
+}
+
+OPENSSL102(int, EVP_EncryptFinal, void *ctx, unsigned char *out, int *outSize) {
+    return CipherFinal(GENUINE(EVP_EncryptFinal_ex), ctx, out, outSize);
+}
+
+OPENSSL102(int, EVP_EncryptFinal_ex, void *ctx, unsigned char *out, int *outSize) {
+    return CipherFinal(GENUINE(EVP_EncryptFinal_ex), ctx, out, outSize);
+}
+
+OPENSSL102(int, EVP_DecryptInit, void *ctx, const EVP_CIPHER *cipher, const unsigned char *key,
+           const unsigned char *iv) {
+    if (cipher != nullptr)
+        CipherRecord::Init(ctx);
+    return CipherInit(GENUINE(EVP_DecryptInit_ex), ctx, cipher, nullptr, key, iv);
+}
+
+OPENSSL102(int, EVP_DecryptInit_ex, void *ctx, const EVP_CIPHER *cipher, ENGINE *engine,
+           const unsigned char *key, const unsigned char *iv) {
+    return CipherInit(GENUINE(EVP_DecryptInit_ex), ctx, cipher, engine, key, iv);
+}
+
+OPENSSL102(int, EVP_DecryptUpdate, void *ctx, unsigned char *out, int *outSize,
+           const unsigned char *in, int inSize) {
+    return CipherUpdate(GENUINE(EVP_DecryptUpdate), ctx, out, outSize, in, inSize);
+}
+
+OPENSSL102(int, EVP_DecryptFinal, void *ctx, unsigned char *out, int *outSize) {
+    return CipherFinal(GENUINE(EVP_DecryptFinal_ex), ctx, out, outSize);
+}
+
+OPENSSL102(int, EVP_DecryptFinal_ex, void *ctx, unsigned char *out, int *outSize) {
+    return CipherFinal(GENUINE(EVP_DecryptFinal_ex), ctx, out, outSize);
+}
