@@ -17,6 +17,9 @@
 /* Looks the functions up in the two opened libraries; called by SSL_Init(), which holds the state lock. */
 void SSLAccess_Resolve(void *libcryptoHandle);
 
+/* Takes the slot of SSLAccess_SetStoreState(), once a process; called by SSL_Init(). */
+void SSLAccess_MakeStoreSlot();
+
 /* Whether OpenSSL hides its structures, as the versions after 1.0.2 do. */
 bool SSLAccess_IsOpaque();
 

@@ -24,7 +24,7 @@ struct SSLModuleState {
 
     SSL_CTX *ssl_ctx; /* the default context */
     std::atomic<bool> SSLModuleInitialized;
-    bool weSetLockingCallback; /* OpenSSL's locking callback is ours */
+    std::atomic<bool> weSetLockingCallback; /* OpenSSL's locking callback is ours */
     std::atomic<bool> useSSLCompression;
     std::atomic<gint32> SSLVerifySSLCertificates; /* not 0: verification is switched off */
 
@@ -41,7 +41,7 @@ struct SSLModuleState {
     bool SSLDHParamsFilesTriedLoad[SSL_DH_FILES];
     std::atomic<DH *>
         SSLDHParamsCache[SSL_DH_CACHE_SLOTS]; /* 0 to 2 from the files, 3 to 5 built in */
-    bool allowDH1024;
+    bool allowDH1024 = true;
 };
 
 extern SSLModuleState sslModule;

@@ -1,0 +1,152 @@
+#include "lib/ssl/sslAccess.h"
+
+#include <cstring>
+
+#include <dlfcn.h>
+
+#include "lib/misc/panic.h"
+#include "lib/ssl/sslInt.h"
+
+namespace {
+
+/* Number of the ex-data class of X509_STORE, in 1.0.2; the adapter turns it into that of OpenSSL 3. */
+constexpr int kStoreClass = 4;
+
+/* Where 1.0.2 keeps what the functions below answer, in bytes, on 64-bit x86. */
+constexpr size_t kCertInfo = 0;
+constexpr size_t kCertInfoVersion = 0;
+constexpr size_t kCertAlgorithm = 8;
+constexpr size_t kAlgorithmObject = 0;
+constexpr size_t kCertExFlags = 72;
+constexpr size_t kCertKeyUsage = 80;
+constexpr size_t kVerifyStore = 0;
+constexpr size_t kVerifyParam = 40;
+constexpr size_t kParamFlags = 24;
+constexpr size_t kStoreExData = 120;
+constexpr size_t kDHPrime = 8;
+constexpr size_t kDHGenerator = 16;
+constexpr size_t kSSLServer = 56;
+
+/* The functions, NULL where OpenSSL has none. */
+struct Functions {
+    guint32 (*certExFlags)(X509 *cert);
+    guint32 (*certKeyUsage)(X509 *cert);
+    long (*certVersion)(const X509 *cert);
+    int (*certSignatureNid)(const X509 *cert);
+    X509_STORE *(*verifyStore)(const X509_STORE_CTX *storeContext);
+    X509_VERIFY_PARAM *(*verifyParam)(const X509_STORE_CTX *storeContext);
+    unsigned long (*paramFlags)(const X509_VERIFY_PARAM *param);
+    void *(*storeExData)(const X509_STORE *store, int index);
+    int (*setStoreExData)(X509_STORE *store, int index, void *data);
+    int (*setDHParams)(DH *dh, BIGNUM *prime, BIGNUM *order, BIGNUM *generator);
+};
+
+constinit Functions functions{};
+constinit int storeStateIx = -1;
+
+template <class Function> void Find(void *library, const char *name, Function **function) {
+    *function = reinterpret_cast<Function *>(dlsym(library, name));
+    dlerror(); // an absent one is no failure
+}
+
+template <class Value> Value *Field(const void *object, size_t offset) {
+    return reinterpret_cast<Value *>(static_cast<char *>(const_cast<void *>(object)) + offset);
+}
+
+template <class Value> Value Read(const void *object, size_t offset) {
+    Value value;
+    memcpy(&value, Field<void>(object, offset), sizeof value);
+    return value;
+}
+
+} // namespace
+
+void SSLAccess_Resolve(void *libcryptoHandle) {
+    Find(libcryptoHandle, "X509_get_extension_flags", &functions.certExFlags);
+    Find(libcryptoHandle, "X509_get_key_usage", &functions.certKeyUsage);
+    Find(libcryptoHandle, "X509_get_version", &functions.certVersion);
+    Find(libcryptoHandle, "X509_get_signature_nid", &functions.certSignatureNid);
+    Find(libcryptoHandle, "X509_STORE_CTX_get0_store", &functions.verifyStore);
+    Find(libcryptoHandle, "X509_STORE_CTX_get0_param", &functions.verifyParam);
+    Find(libcryptoHandle, "X509_VERIFY_PARAM_get_flags", &functions.paramFlags);
+    Find(libcryptoHandle, "X509_STORE_get_ex_data", &functions.storeExData);
+    Find(libcryptoHandle, "X509_STORE_set_ex_data", &functions.setStoreExData);
+    Find(libcryptoHandle, "DH_set0_pqg", &functions.setDHParams);
+}
+
+void SSLAccess_MakeStoreSlot() {
+    if (storeStateIx >= 0)
+        return;
+    storeStateIx = __wrap_CRYPTO_get_ex_new_index(kStoreClass, 0, nullptr, nullptr, nullptr,
+                                                  FreeSSLVerifyState);
+    VERIFY(storeStateIx >= 0);
+}
+
+bool SSLAccess_IsOpaque() {
+    return functions.verifyStore != nullptr;
+}
+
+guint32 SSLAccess_CertExFlags(X509 *cert) {
+    if (functions.certExFlags != nullptr)
+        return functions.certExFlags(cert);
+    return static_cast<guint32>(Read<guint64>(cert, kCertExFlags));
+}
+
+guint32 SSLAccess_CertKeyUsage(X509 *cert) {
+    if (functions.certKeyUsage != nullptr)
+        return functions.certKeyUsage(cert);
+    return static_cast<guint32>(Read<guint64>(cert, kCertKeyUsage));
+}
+
+long SSLAccess_CertVersion(const X509 *cert) {
+    if (functions.certVersion != nullptr)
+        return functions.certVersion(cert);
+    const auto *version =
+        Read<const ASN1_INTEGER *>(Read<const void *>(cert, kCertInfo), kCertInfoVersion);
+    return version != nullptr ? __wrap_ASN1_INTEGER_get(version) : 0;
+}
+
+int SSLAccess_CertSignatureNid(const X509 *cert) {
+    if (functions.certSignatureNid != nullptr)
+        return functions.certSignatureNid(cert);
+    return __wrap_OBJ_obj2nid(
+        Read<const ASN1_OBJECT *>(Read<const void *>(cert, kCertAlgorithm), kAlgorithmObject));
+}
+
+X509_STORE *SSLAccess_VerifyStore(X509_STORE_CTX *storeContext) {
+    if (functions.verifyStore != nullptr)
+        return functions.verifyStore(storeContext);
+    return Read<X509_STORE *>(storeContext, kVerifyStore);
+}
+
+unsigned long SSLAccess_VerifyFlags(X509_STORE_CTX *storeContext) {
+    if (functions.verifyParam != nullptr && functions.paramFlags != nullptr)
+        return functions.paramFlags(functions.verifyParam(storeContext));
+    return Read<unsigned long>(Read<const void *>(storeContext, kVerifyParam), kParamFlags);
+}
+
+bool SSLAccess_SetStoreState(X509_STORE *store, void *state) {
+    if (functions.setStoreExData != nullptr)
+        return functions.setStoreExData(store, storeStateIx, state) == 1;
+    return __wrap_CRYPTO_set_ex_data(Field<CRYPTO_EX_DATA>(store, kStoreExData), storeStateIx,
+                                     state) == 1;
+}
+
+void *SSLAccess_StoreState(X509_STORE *store) {
+    if (functions.storeExData != nullptr)
+        return functions.storeExData(store, storeStateIx);
+    return __wrap_CRYPTO_get_ex_data(Field<CRYPTO_EX_DATA>(store, kStoreExData), storeStateIx);
+}
+
+bool SSLAccess_SetDHParams(DH *dh, BIGNUM *prime, BIGNUM *generator) {
+    if (functions.setDHParams != nullptr)
+        return functions.setDHParams(dh, prime, nullptr, generator) == 1;
+    *Field<BIGNUM *>(dh, kDHPrime) = prime;
+    *Field<BIGNUM *>(dh, kDHGenerator) = generator;
+    return true;
+}
+
+void SSLAccess_SetIsServer(SSL *ssl, bool isServer) {
+    if (functions.certExFlags == nullptr)
+        *Field<int>(ssl, kSSLServer) = isServer ? 1 : 0;
+}

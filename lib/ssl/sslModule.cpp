@@ -1,0 +1,234 @@
+// The layer's start and stop, its state and lock, and what OpenSSL calls back.
+#include <cerrno>
+#include <cstdlib>
+#include <memory>
+#include <utility>
+
+#include "lib/lock/mxUser.h"
+#include "lib/misc/atomicFence.h"
+#include "lib/misc/glibPtr.h"
+#include "lib/misc/log.h"
+#include "lib/misc/panic.h"
+#include "lib/misc/threadId.h"
+#include "lib/misc/utilSafe.h"
+#include "lib/ssl/sslAccess.h"
+#include "lib/ssl/sslInt.h"
+#include "lib/ssl/sslLoader.h"
+#include "lib/ssl/sslVerify.h"
+
+constinit SSLModuleState sslModule{};
+
+namespace {
+
+constexpr char kDefaultLibraryDir[] = "/usr/lib/halden";
+constexpr char kCertFile[] = "/etc/halden/ssl/rui.crt";
+constexpr char kKeyFile[] = "/etc/halden/ssl/rui.key";
+constexpr const char *kDHParamsFiles[SSL_DH_FILES] = {
+    "/etc/halden/ssl/dh1024.pem", "/etc/halden/ssl/dh2048.pem", "/etc/halden/ssl/dh4096.pem"};
+
+constexpr guint32 kStateLockRank = 0xf0007085;
+constexpr guint32 kOpenSSLLockRank = 0;
+constexpr int kZlibMethod = 1; /* number of the compression method in TLS */
+
+using StringPtr = std::unique_ptr<char, Release<free>>;
+
+constinit MXUserRecLock *sslStateLockStorage = nullptr;
+
+/* One for each kind of lock that OpenSSL numbers. */
+constinit MXUserExclLock **ssl_locks = nullptr;
+constinit int numSslLocks = 0;
+
+MXUserRecLock *SSLStateLockOf() {
+    MXUserRecLock *lock =
+        MXUser_CreateSingletonRecLock(&sslStateLockStorage, "sslStateLock", kStateLockRank);
+    VERIFY(lock != nullptr);
+    return lock;
+}
+
+/* ---- what OpenSSL calls ---- */
+
+/* Callers report through errno, so it is kept. */
+void SSLLockingCb(int mode, int n, const char *, int) {
+    if (!sslModule.SSLModuleInitialized)
+        return;
+    const int savedErrno = errno;
+    VERIFY(n >= 0 && n < numSslLocks);
+    if ((mode & CRYPTO_LOCK) != 0)
+        MXUser_AcquireExclLock(ssl_locks[n]);
+    else if ((mode & CRYPTO_UNLOCK) != 0)
+        MXUser_ReleaseExclLock(ssl_locks[n]);
+    errno = savedErrno;
+}
+
+int SSLAddLockCb(int *pointer, int amount, int, const char *, int) {
+    const int result = __atomic_add_fetch(pointer, amount, __ATOMIC_SEQ_CST);
+    AtomicFence();
+    return result;
+}
+
+unsigned long SSLThreadIdCb() {
+    return static_cast<unsigned long>(Util_GetCurrentThreadId());
+}
+
+/* ---- start ---- */
+
+void SSLLoadSharedLibraries(const char *libraryDir) {
+    SSLLibraryPair pair;
+    if (!SSLOpenLibraries(libraryDir, true, &pair))
+        Panic("%s: Failed to load OpenSSL libraries. libdir is %s\n", "SSLLoadSharedLibraries",
+              libraryDir != nullptr ? libraryDir : "(null)");
+    sslModule.libcryptoHandle = pair.crypto;
+    sslModule.libsslHandle = pair.ssl;
+    SSLResolveThunks(pair);
+    SSLAccess_Resolve(pair.crypto);
+}
+
+void SSLStartOpenSSL() {
+    __wrap_SSL_library_init();
+    if (sslModule.useSSLCompression)
+        __wrap_SSL_COMP_add_compression_method(kZlibMethod, __wrap_COMP_zlib());
+    __wrap_SSL_load_error_strings();
+    __wrap_OPENSSL_add_all_algorithms_noconf();
+    __wrap_RAND_status();
+}
+
+void SSLInstallCallbacks() {
+    numSslLocks = __wrap_CRYPTO_num_locks();
+    ssl_locks =
+        static_cast<MXUserExclLock **>(UtilSafeCalloc0(numSslLocks, sizeof(MXUserExclLock *)));
+    for (int i = 0; i < numSslLocks; i++) {
+        char name[32];
+        g_snprintf(name, sizeof name, "sslLock_%u", i);
+        ssl_locks[i] = MXUser_CreateExclLock(name, kOpenSSLLockRank);
+        if (ssl_locks[i] == nullptr)
+            Panic("%s: Failed to create lock %s\n", "SSL_Init", name);
+    }
+    // an application that has its own callback locks for OpenSSL in its own way
+    if (__wrap_CRYPTO_get_locking_callback() == nullptr) {
+        __wrap_CRYPTO_set_locking_callback(SSLLockingCb);
+        sslModule.weSetLockingCallback = true;
+        SSLCheckLockingCallback();
+    }
+    __wrap_CRYPTO_set_id_callback(SSLThreadIdCb);
+    __wrap_CRYPTO_set_add_lock_callback(SSLAddLockCb);
+}
+
+/* A name that was set before the start stays. */
+void SSLSetDefaultFile(char **file, const char *standard) {
+    if (*file == nullptr)
+        *file = UtilSafeStrdup0(standard);
+}
+
+void SSLSetDefaultFiles() {
+    SSLSetDefaultFile(&sslModule.SSLCertFile, kCertFile);
+    SSLSetDefaultFile(&sslModule.SSLKeyFile, kKeyFile);
+    for (int i = 0; i < SSL_DH_FILES; i++)
+        SSLSetDefaultFile(&sslModule.SSLDHParamsFiles[i], kDHParamsFiles[i]);
+}
+
+/* ---- stop ---- */
+
+void SSLRemoveCallbacks() {
+    __wrap_CRYPTO_set_id_callback(nullptr);
+    __wrap_CRYPTO_set_add_lock_callback(nullptr);
+    if (sslModule.weSetLockingCallback) {
+        __wrap_CRYPTO_set_locking_callback(nullptr);
+        sslModule.weSetLockingCallback = false;
+    }
+    for (int i = 0; i < numSslLocks; i++)
+        MXUser_DestroyExclLock(ssl_locks[i]);
+    free(std::exchange(ssl_locks, nullptr));
+    numSslLocks = 0;
+}
+
+void SSLFreeFiles() {
+    for (char **text : {&sslModule.SSLCertFile, &sslModule.SSLKeyFile, &sslModule.SSLCertStoreName,
+                        &sslModule.SSLCertSubject})
+        free(std::exchange(*text, nullptr));
+    for (std::atomic<DH *> &dh : sslModule.SSLDHParamsCache)
+        __wrap_DH_free(dh.exchange(nullptr));
+    for (int i = 0; i < SSL_DH_FILES; i++) {
+        free(std::exchange(sslModule.SSLDHParamsFiles[i], nullptr));
+        sslModule.SSLDHParamsFilesTriedLoad[i] = false;
+    }
+}
+
+} // namespace
+
+void SSLStateLock() {
+    MXUser_AcquireRecLock(SSLStateLockOf());
+}
+
+void SSLStateUnlock() {
+    MXUser_ReleaseRecLock(SSLStateLockOf());
+}
+
+bool SSLStateIsLocked() {
+    return MXUser_IsCurThreadHoldingRecLock(SSLStateLockOf());
+}
+
+void SSLCheckLockingCallback() {
+    if (!sslModule.weSetLockingCallback)
+        return;
+    const SSLLockingFn seen = __wrap_CRYPTO_get_locking_callback();
+    if (seen != SSLLockingCb)
+        Warning("%s: locking callback overwritten! Expected %p, saw %p\n",
+                "SSLCheckLockingCallback", reinterpret_cast<void *>(SSLLockingCb),
+                reinterpret_cast<void *>(seen));
+}
+
+void FreeSSLVerifyState(void *, void *ptr, CRYPTO_EX_DATA *, int, long, void *) {
+    SSLVerifyState_Free(static_cast<SSLVerifyState *>(ptr));
+}
+
+void SSL_Init(SSLGetLibraryDirFn getLibFn, const char *defaultLib, const char *name) {
+    SSLStateGuard guard;
+    if (sslModule.SSLModuleInitialized)
+        return;
+
+    StringPtr libraryDir;
+    if (getLibFn != nullptr) {
+        // it may itself enter the layer, on this thread or by way of another
+        SSLStateUnlock();
+        libraryDir.reset(getLibFn(defaultLib, name));
+        SSLStateLock();
+        if (sslModule.SSLModuleInitialized)
+            return;
+    } else {
+        libraryDir.reset(UtilSafeStrdup0(defaultLib != nullptr ? defaultLib : kDefaultLibraryDir));
+    }
+
+    SSLLoadSharedLibraries(libraryDir.get());
+    SSLStartOpenSSL();
+    SSLInstallCallbacks();
+    sslModule.ssl_ctx = SSL_NewContext();
+    sslModule.SSLVerifyParamIx = __wrap_SSL_get_ex_new_index(0, nullptr, nullptr, nullptr, nullptr);
+    sslModule.SSLVerifyStateIx =
+        __wrap_SSL_get_ex_new_index(0, nullptr, nullptr, nullptr, FreeSSLVerifyState);
+    SSLAccess_MakeStoreSlot();
+    SSLAddHostCAStore(sslModule.ssl_ctx);
+    SSLSetDefaultFiles();
+    __wrap_ENGINE_register_all_ciphers();
+    __wrap_ENGINE_register_all_digests();
+    sslModule.SSLModuleInitialized = true;
+}
+
+void SSL_Exit(void) {
+    if (!sslModule.SSLModuleInitialized)
+        return;
+    __wrap_SSL_CTX_free(std::exchange(sslModule.ssl_ctx, nullptr));
+    SSLRemoveCallbacks();
+    __wrap_ENGINE_cleanup();
+    __wrap_EVP_cleanup();
+    sslModule.SSLModuleInitialized = false;
+    SSLFreeFiles();
+    MXUser_DestroyRecLock(std::exchange(sslStateLockStorage, nullptr));
+}
+
+gboolean SSL_IsSSLModuleInitialized(void) {
+    return sslModule.SSLModuleInitialized;
+}
+
+void SSL_SetUseCompression(gboolean useCompression) {
+    sslModule.useSSLCompression = useCompression != FALSE;
+}

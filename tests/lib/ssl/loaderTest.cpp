@@ -1,0 +1,178 @@
+// Where OpenSSL is looked for and what is refused, with stand-ins for it in trees of folders; each row is a process.
+#include "lib/ssl/sslLoader.h"
+
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include "lib/misc/glibPtr.h"
+#include "tests/support/temporaryFolder.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr char kCrypto[] = "libcrypto.so.1.0.2";
+constexpr char kSsl[] = "libssl.so.1.0.2";
+
+struct Outcome {
+    int status; /* as waitpid() has it */
+    std::string out;
+    std::string err;
+};
+
+Outcome RunProcess(std::vector<std::string> words, std::vector<std::string> environment = {}) {
+    std::vector<char *> argv;
+    for (std::string &word : words)
+        argv.push_back(word.data());
+    argv.push_back(nullptr);
+    char **all = g_get_environ();
+    for (const std::string &entry : environment) {
+        const size_t equals = entry.find('=');
+        all = g_environ_setenv(all, entry.substr(0, equals).c_str(), &entry[equals + 1], TRUE);
+    }
+    char *out = nullptr;
+    char *err = nullptr;
+    int status = -1;
+    EXPECT_TRUE(g_spawn_sync(nullptr, argv.data(), all, G_SPAWN_DEFAULT, nullptr, nullptr, &out,
+                             &err, &status, nullptr));
+    g_strfreev(all);
+    const GPtr<char> outOwner(out);
+    const GPtr<char> errOwner(err);
+    return {status, out != nullptr ? out : "", err != nullptr ? err : ""};
+}
+
+/* A tree with the probe in bin/ and a library directory beside it. */
+struct Tree {
+    TemporaryFolder folder;
+    fs::path root{folder.Path()};
+    fs::path probe = root / "bin" / "probe";
+    fs::path library = root / "lib0";
+
+    Tree() {
+        fs::create_directories(probe.parent_path());
+        fs::create_directories(library);
+        fs::copy_file(SSL_PROBE, probe);
+    }
+
+    /* Puts a stand-in (a name of tests/lib/ssl/CMakeLists.txt, or a path) where the loader may look. */
+    void Put(const fs::path &at, const std::string &what) const {
+        fs::create_directories(at.parent_path());
+        fs::create_symlink(what.starts_with("/") ? what : SSL_DOUBLES "/" + what + ".so", at);
+    }
+
+    void PutPair(const std::string &crypto, const std::string &ssl, const std::string &what) const {
+        Put(root / crypto, what);
+        Put(root / ssl, "noVersion");
+    }
+
+    std::string Open(const char *how = "open") const {
+        return RunProcess({probe.string(), how, library.string()}).out;
+    }
+
+    std::string Lines(const std::string &crypto, const std::string &ssl) const {
+        return (root / crypto).string() + "\n" + (root / ssl).string() + "\n";
+    }
+};
+
+/* In the order of the search; each is found when all before it are gone. */
+const std::pair<std::string, std::string> kForms[] = {
+    {"bin/libcrypto.so.1.0.2", "bin/libssl.so.1.0.2"},
+    {"bin/libdir/lib/libcrypto.so.1.0.2/libcrypto.so.1.0.2",
+     "bin/libdir/lib/libssl.so.1.0.2/libssl.so.1.0.2"},
+    {"lib0/lib/libcrypto.so.1.0.2-x86-64/libcrypto.so.1.0.2",
+     "lib0/lib/libssl.so.1.0.2-x86-64/libssl.so.1.0.2"},
+    {"lib0/lib/libcrypto.so.1.0.2/libcrypto.so.1.0.2", "lib0/lib/libssl.so.1.0.2/libssl.so.1.0.2"},
+    {"lib0/lib/libcrypto.so.1.0.2", "lib0/lib/libssl.so.1.0.2"},
+    {"lib0/libcrypto.so.1.0.2", "lib0/libssl.so.1.0.2"},
+};
+
+TEST(SSLLoader, FormsAreTriedInOrderAndTheOldAndTheHalfAreSkipped) {
+    for (const char *refused : {"tooOld", "nullVersion", "half", "noLibrary"}) {
+        Tree tree;
+        for (const auto &[crypto, ssl] : kForms) {
+            SCOPED_TRACE(refused + (": " + crypto));
+            if (fs::is_directory(tree.root / crypto)) // two forms have one name for file and folder
+                fs::remove_all(tree.root / crypto);
+            if (fs::is_directory(tree.root / ssl))
+                fs::remove_all(tree.root / ssl);
+            tree.PutPair(crypto, ssl, "newEnough");
+            EXPECT_EQ(tree.Lines(crypto, ssl), tree.Open());
+            fs::remove(tree.root / (refused == std::string("half") ? ssl : crypto));
+            if (refused == std::string("noLibrary"))
+                std::ofstream(tree.root / crypto) << "no ELF file";
+            else if (refused != std::string("half"))
+                tree.Put(tree.root / crypto, refused);
+        }
+        EXPECT_EQ("none\n", tree.Open());
+    }
+}
+
+TEST(SSLLoader, SetGidProcessIgnoresWhatLiesBesideTheProgram) {
+    if (geteuid() != 0)
+        GTEST_SKIP() << "only root can run as another group";
+    Tree tree;
+    tree.PutPair(kForms[0].first, kForms[0].second, "newEnough");
+    EXPECT_EQ("none\n", tree.Open("open-setgid"));
+    tree.PutPair(kForms[5].first, kForms[5].second, "newEnough");
+    EXPECT_EQ(tree.Lines(kForms[5].first, kForms[5].second), tree.Open("open-setgid"));
+    EXPECT_EQ(tree.Lines(kForms[0].first, kForms[0].second), tree.Open());
+}
+
+/* Each ends the process, with a text that says what to mend. */
+TEST(SSLLoader, StartsThatCannotBe) {
+    struct Row {
+        const char *crypto;
+        const char *what;
+        const char *text;
+    };
+    const Row rows[] = {
+        {"tooOld", "init", "SSLLoadSharedLibraries: Failed to load OpenSSL libraries. libdir is "},
+        {"noVersion", "init", "DLSYM: Failed to resolve SSLeay: "},
+        {"newEnough", "init", "DLSYM: Failed to resolve SSL_load_error_strings: "},
+        {"nullFunction", "egd", "SSL wrapper: invoked uninitialized function RAND_egd!\n"},
+    };
+    for (const Row &row : rows) {
+        Tree tree;
+        tree.Put(tree.library / kCrypto, row.crypto);
+        tree.Put(tree.library / kSsl,
+                 row.what == std::string("egd") ? SSL_ADAPTERS "/libssl.so.1.0.2" : "noVersion");
+        const Outcome outcome = RunProcess({tree.probe.string(), row.what, tree.library.string()});
+        EXPECT_TRUE(WIFSIGNALED(outcome.status) && WTERMSIG(outcome.status) == SIGABRT) << row.text;
+        EXPECT_NE(std::string::npos, outcome.err.find(row.text)) << outcome.err;
+    }
+}
+
+/* Every user of OpenSSL in the process must stay bound to OpenSSL itself, also one that comes later. */
+TEST(SSLLoader, NobodyElseIsBoundToTheAdapters) {
+    Tree tree;
+    const std::string log = (tree.root / "bindings").string();
+    const Outcome outcome = RunProcess({SSL_PROBE, "curl", SSL_ADAPTERS},
+                                       {"LD_DEBUG=bindings", "LD_DEBUG_OUTPUT=" + log});
+    EXPECT_EQ("done\n", outcome.out) << outcome.err;
+
+    int toOpenSSL = 0;
+    for (const auto &file : fs::directory_iterator(tree.root)) {
+        std::ifstream lines(file.path());
+        for (std::string line; file.is_regular_file() && std::getline(lines, line);) {
+            const size_t to = line.find(" to ");
+            if (line.find("binding file ") == std::string::npos || to == std::string::npos)
+                continue;
+            const bool isFromAdapter = line.find(".so.1.0.2") < to;
+            const bool isToAdapter = line.find(".so.1.0.2", to) != std::string::npos;
+            const bool isNamed = line.find("[HALDEN_LIB") != std::string::npos;
+            EXPECT_TRUE(!isToAdapter || isFromAdapter || line.find("probe/sslLoaderProbe") < to)
+                << line;
+            EXPECT_FALSE(isNamed && !isToAdapter) << line;
+            toOpenSSL += line.find("libcurl.so") < to && line.find("libssl.so.3", to) < line.size();
+        }
+    }
+    EXPECT_LT(10, toOpenSSL) << "libcurl's bindings are in the log";
+}
+
+} // namespace
