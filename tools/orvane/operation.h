@@ -11,18 +11,14 @@
 #pragma once
 
 #include <functional>
-#include <stdexcept>
 #include <string>
 
 #include <orvane/orvane.h>
 
 #include "lib/misc/glibPtr.h"
+#include "tools/orvane/failure.h"
 
 namespace orvaneCli {
-
-struct Failure : std::runtime_error {
-    using std::runtime_error::runtime_error;
-};
 
 /* Iterates the default context until the condition holds; false if that took longer. */
 bool RunUntil(const std::function<bool()> &condition, int seconds);

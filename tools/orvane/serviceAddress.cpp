@@ -1,0 +1,79 @@
+#include "tools/orvane/serviceAddress.h"
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <cstdlib>
+#include <memory>
+
+#include <arpa/inet.h>
+#include <curl/curl.h>
+#include <fmt/format.h>
+
+#include "lib/misc/glibPtr.h"
+
+namespace orvaneCli {
+
+namespace {
+
+using UrlPtr = std::unique_ptr<CURLU, Release<curl_url_cleanup>>;
+
+std::string PartOf(CURLU *url, CURLUPart part) {
+    char *text = nullptr;
+    if (curl_url_get(url, part, &text, CURLU_DEFAULT_PORT) != CURLUE_OK)
+        return "";
+    const std::string copy = text;
+    curl_free(text);
+    return copy;
+}
+
+/* Without brackets and a dot at the end; addresses as inet_ntop() writes them. */
+std::string PlainHost(std::string host) {
+    if (host.starts_with('['))
+        host = host.substr(1, host.size() - 2);
+    if (host.size() > 1 && host.ends_with('.'))
+        host.pop_back();
+    std::ranges::transform(host, host.begin(),
+                           [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    in6_addr bytes{};
+    std::array<char, INET6_ADDRSTRLEN> text{};
+    if (inet_pton(AF_INET6, host.c_str(), &bytes) == 1 &&
+        inet_ntop(AF_INET6, &bytes, text.data(), text.size()) != nullptr)
+        return text.data();
+    return host;
+}
+
+} // namespace
+
+std::string ServiceAddress::Key() const {
+    const bool isV6 = host.find(':') != std::string::npos;
+    return isV6 ? fmt::format("[{}]:{}", host, port) : fmt::format("{}:{}", host, port);
+}
+
+std::string ServiceAddress::CertificateHost() const {
+    in6_addr bytes{};
+    if (inet_pton(AF_INET6, host.substr(0, host.find('%')).c_str(), &bytes) != 1)
+        return host;
+    std::string text;
+    for (int i = 0; i < 16; i += 2)
+        text += fmt::format("{}{:X}", i == 0 ? "" : ":",
+                            bytes.s6_addr[i] * 256u + bytes.s6_addr[i + 1]);
+    return text;
+}
+
+std::optional<ServiceAddress> ParseServiceAddress(const std::string &url) {
+    const UrlPtr parsed(curl_url());
+    if (parsed == nullptr || curl_url_set(parsed.get(), CURLUPART_URL, url.c_str(), 0) != CURLUE_OK)
+        return std::nullopt;
+    const std::string scheme = PartOf(parsed.get(), CURLUPART_SCHEME);
+    std::string host = PlainHost(PartOf(parsed.get(), CURLUPART_HOST));
+    const std::string zone = PartOf(parsed.get(), CURLUPART_ZONEID);
+    if ((scheme != "http" && scheme != "https") || host.empty())
+        return std::nullopt;
+    if (!zone.empty())
+        host += "%" + zone;
+    return ServiceAddress{scheme == "https", host,
+                          std::atoi(PartOf(parsed.get(), CURLUPART_PORT).c_str())};
+}
+
+} // namespace orvaneCli
