@@ -5,18 +5,26 @@
 
 constinit std::atomic<bool> AtomicUseFence = false;
 
+namespace {
+
+constinit std::atomic<bool> hasLooked = false;
+
+} // namespace
+
 void AtomicInitFence() {
+    if (hasLooked.load(std::memory_order_acquire))
+        return;
     unsigned highest = 0;
     unsigned maker[3] = {};
-    if (__get_cpuid(0, &highest, &maker[0], &maker[2], &maker[1]) == 0)
-        return;
     unsigned family = 0;
     unsigned unused = 0;
-    if (__get_cpuid(1, &family, &unused, &unused, &unused) == 0)
-        return;
-    char letters[sizeof maker];
-    memcpy(letters, maker, sizeof letters);
-    AtomicUseFence.store(AtomicNeedsFence(letters, family), std::memory_order_relaxed);
+    if (__get_cpuid(0, &highest, &maker[0], &maker[2], &maker[1]) != 0 &&
+        __get_cpuid(1, &family, &unused, &unused, &unused) != 0) {
+        char letters[sizeof maker];
+        memcpy(letters, maker, sizeof letters);
+        AtomicUseFence.store(AtomicNeedsFence(letters, family), std::memory_order_relaxed);
+    }
+    hasLooked.store(true, std::memory_order_release);
 }
 
 bool AtomicNeedsFence(const char maker[12], guint32 family) {

@@ -19,7 +19,7 @@
 
 extern std::atomic<bool> AtomicUseFence; /* this processor needs the fence */
 
-/* Looks at the processor and sets AtomicUseFence. May run again; the answer stays. */
+/* Looks at the processor, once, and sets AtomicUseFence. */
 void AtomicInitFence();
 
 /* Whether a processor needs the fence: what cpuid says in leaf 0 (ebx, edx, ecx: its maker in

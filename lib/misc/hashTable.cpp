@@ -9,6 +9,7 @@
 #include <cstring>
 #include <new>
 
+#include "lib/misc/atomicFence.h"
 #include "lib/misc/panic.h"
 #include "lib/misc/utilSafe.h"
 
@@ -121,14 +122,14 @@ bool HashTablePublish(const HashTable *table, Bucket *bucket, HashTableEntry *he
                       HashTableEntry *entry) {
     entry->next = head;
     if (table->atomic)
-        return bucket->compare_exchange_strong(head, entry, std::memory_order_acq_rel);
+        return Atomic_CompareExchange(bucket, &head, entry);
     bucket->store(entry, std::memory_order_relaxed);
     return true;
 }
 
 void HashTableCount(HashTable *table, gssize change) {
     if (table->atomic)
-        table->numElements.fetch_add(change, std::memory_order_relaxed);
+        Atomic_FetchAdd(&table->numElements, change, std::memory_order_relaxed);
     else
         table->numElements.store(table->numElements.load(std::memory_order_relaxed) + change,
                                  std::memory_order_relaxed);
@@ -204,7 +205,7 @@ HashTable *HashTable_AllocOnce(HashTable **storage, guint buckets, gint flags,
     if (table)
         return table;
     HashTable *made = HashTable_Alloc(buckets, flags, freeEntryFn);
-    if (shared.compare_exchange_strong(table, made, std::memory_order_acq_rel))
+    if (Atomic_CompareExchange(&shared, &table, made))
         return made;
     HashTable_FreeUnsafe(made);
     return table;
@@ -224,7 +225,7 @@ void HashTable_FreeUnsafe(HashTable *table) {
 
 void HashTable_Clear(HashTable *table) {
     for (guint32 i = 0; i < table->numEntries; i++) {
-        HashTableEntry *entry = table->buckets[i].exchange(nullptr, std::memory_order_acq_rel);
+        HashTableEntry *entry = Atomic_Exchange(&table->buckets[i], nullptr);
         while (entry) {
             HashTableEntry *next = entry->next;
             HashTableFreeValue(table, entry->value.load(std::memory_order_relaxed));
@@ -256,7 +257,7 @@ gboolean HashTable_ReplaceOrInsert(HashTable *table, gconstpointer key, gpointer
     if (!found)
         return FALSE;
     if (table->freeEntryFn)
-        table->freeEntryFn(found->value.exchange(value, std::memory_order_acq_rel));
+        table->freeEntryFn(Atomic_Exchange(&found->value, value));
     else
         found->value.store(value, std::memory_order_release);
     return TRUE;
@@ -266,7 +267,7 @@ gboolean HashTable_ReplaceIfEqual(HashTable *table, gconstpointer key, gpointer 
                                   gpointer newValue) {
     HashTableEntry *entry = HashTableLookup(table, key);
     gpointer expected = oldValue;
-    if (!entry || !entry->value.compare_exchange_strong(expected, newValue))
+    if (!entry || !Atomic_CompareExchange(&entry->value, &expected, newValue))
         return FALSE;
     HashTableFreeValue(table, oldValue);
     return TRUE;

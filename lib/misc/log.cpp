@@ -23,6 +23,7 @@
 #include <string>
 #include <string_view>
 
+#include "lib/misc/atomicFence.h"
 #include "lib/misc/glibPtr.h"
 
 namespace {
@@ -83,8 +84,7 @@ bool RingWriteSlot(guint64 ticket, const SlotHead &head, std::string_view text) 
     Slot &slot = ring.slots[ticket % kNumSlots];
     guint64 state = slot.state.load(std::memory_order_relaxed);
     const guint64 writing = 2 * ticket + 1;
-    if (state % 2 != 0 || state > writing ||
-        !slot.state.compare_exchange_strong(state, writing, std::memory_order_acq_rel))
+    if (state % 2 != 0 || state > writing || !Atomic_CompareExchange(&slot.state, &state, writing))
         return false;
 
     guint64 word = 0;
@@ -103,7 +103,7 @@ bool RingWriteSlot(guint64 ticket, const SlotHead &head, std::string_view text) 
 void RingAdd(gint level, bool isContinued, std::string_view line) {
     line = line.substr(0, kMaxLine);
     const size_t count = std::max<size_t>(1, (line.size() + kSlotText - 1) / kSlotText);
-    const guint64 ticket = ring.next.fetch_add(count, std::memory_order_acq_rel);
+    const guint64 ticket = Atomic_FetchAdd(&ring.next, count);
     for (size_t i = 0; i < count; i++) {
         const std::string_view text = line.substr(i * kSlotText, kSlotText);
         const SlotHead head{guint8(level), isContinued, guint16(text.size()), guint16(i),
