@@ -49,9 +49,12 @@ inline bool MXRecLockIsOwner(const MXRecLock *lock) {
 /* The mutex is this thread's: writes so, with the count that it holds. */
 inline void MXRecLockEnter(MXRecLock *lock, gint32 count) {
     const gint32 before = MXRecLockCount(lock);
-    if (before == 0)
-        lock->nativeThreadID.store(pthread_self(), std::memory_order_relaxed);
-    lock->referenceCount.store(before + count, std::memory_order_relaxed);
+    if (before != 0) {
+        lock->referenceCount.store(before + count, std::memory_order_relaxed);
+        return;
+    }
+    lock->nativeThreadID.store(pthread_self(), std::memory_order_relaxed);
+    lock->referenceCount.store(count, std::memory_order_relaxed);
 }
 
 /* Before the mutex is given up: the count that is given up with it. */
@@ -90,10 +93,24 @@ inline bool MXRecLockTryAcquire(MXRecLock *lock) {
 }
 
 inline void MXRecLockRelease(MXRecLock *lock) {
-    const gint32 left = MXRecLockCount(lock) - 1;
-    lock->referenceCount.store(left, std::memory_order_relaxed);
-    if (left != 0)
+    const gint32 count = MXRecLockCount(lock);
+    if (count != 1) {
+        lock->referenceCount.store(count - 1, std::memory_order_relaxed);
         return;
+    }
+    lock->referenceCount.store(0, std::memory_order_relaxed);
     lock->nativeThreadID.store(kMXNoThread, std::memory_order_relaxed);
-    VERIFY(pthread_mutex_unlock(&lock->nativeLock) == 0);
+    pthread_mutex_unlock(&lock->nativeLock); /* a default mutex has nothing to refuse */
 }
+
+/* Holds a lock until the end of the scope. */
+class MXRecLockGuard {
+public:
+    explicit MXRecLockGuard(MXRecLock *lock) : held(lock) { MXRecLockAcquire(held); }
+    ~MXRecLockGuard() { MXRecLockRelease(held); }
+    MXRecLockGuard(const MXRecLockGuard &) = delete;
+    MXRecLockGuard &operator=(const MXRecLockGuard &) = delete;
+
+private:
+    MXRecLock *held;
+};

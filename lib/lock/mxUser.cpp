@@ -9,32 +9,33 @@
 #include "lib/misc/log.h"
 #include "lib/misc/utilSafe.h"
 
+constinit std::atomic<guint32> MXUserProcessSignature = 0;
+
 namespace {
 
 constexpr guint32 kProcessBits = 0x0fffffff;
 constexpr size_t kMaxPanicText = 1024;
 
-constinit std::atomic<guint32> processSignature = 0;
 constinit std::atomic<guint32> lastSerialNumber = 0;
 
 /* All locks, in a circle through any one of them. */
 constinit std::atomic<MXRecLock *> listLockStorage = nullptr;
 constinit MXUserHeader *listHead = nullptr;
 
-} // namespace
-
-guint32 MXUserProcessSignature() {
-    guint32 found = processSignature.load(std::memory_order_relaxed);
-    if (found != 0)
-        return found;
-    guint32 chosen = guint32(time(nullptr)) & kProcessBits;
-    if (chosen == 0)
-        chosen = 1;
-    return Atomic_CompareExchange(&processSignature, &found, chosen) ? chosen : found;
+/* The first lock says what its process is known by. */
+void MXUserChooseProcessSignature() {
+    guint32 found = 0;
+    if (MXUserProcessSignature.load(std::memory_order_relaxed) != 0)
+        return;
+    const guint32 chosen = guint32(time(nullptr)) & kProcessBits;
+    Atomic_CompareExchange(&MXUserProcessSignature, &found, chosen == 0 ? 1 : chosen);
 }
+
+} // namespace
 
 void MXUserInitHeader(MXUserHeader *header, const MXUserIdentity &identity, const char *name,
                       guint32 rank, const void *caller) {
+    MXUserChooseProcessSignature();
     char madeUp[48];
     if (!name) {
         snprintf(madeUp, sizeof madeUp, "%s-%p", identity.prefix, caller);
@@ -69,9 +70,12 @@ MXRecLock *MXUserInternalSingleton(std::atomic<MXRecLock *> *storage) {
     return lock;
 }
 
+MXRecLock *MXUserListLock() {
+    return MXUserInternalSingleton(&listLockStorage);
+}
+
 void MXUserAddToList(MXUserHeader *header) {
-    MXRecLock *listLock = MXUserInternalSingleton(&listLockStorage);
-    MXRecLockAcquire(listLock);
+    const MXRecLockGuard guard(MXUserListLock());
     if (listHead) {
         header->next = listHead;
         header->previous = listHead->previous;
@@ -82,25 +86,29 @@ void MXUserAddToList(MXUserHeader *header) {
         header->previous = header;
         listHead = header;
     }
-    MXRecLockRelease(listLock);
 }
 
 void MXUserRemoveFromList(MXUserHeader *header) {
     if (!header->next)
         return;
-    MXRecLock *listLock = MXUserInternalSingleton(&listLockStorage);
-    MXRecLockAcquire(listLock);
+    const MXRecLockGuard guard(MXUserListLock());
     if (listHead == header)
         listHead = header->next == header ? nullptr : header->next;
     header->previous->next = header->next;
     header->next->previous = header->previous;
-    MXRecLockRelease(listLock);
     header->previous = nullptr;
     header->next = nullptr;
 }
 
-void MXUserDumpHeader(const char *function, const char *kind, const MXUserHeader *header) {
-    Warning("%s: %s lock @ %p\n", function, kind, static_cast<const void *>(header));
+void MXUserForEachLock(void (*function)(MXUserHeader *header, gpointer data), gpointer data) {
+    MXUserHeader *header = listHead;
+    while (header) {
+        function(header, data);
+        header = header->next == listHead ? nullptr : header->next;
+    }
+}
+
+void MXUserDumpCommon(const MXUserHeader *header) {
     Warning("\tsignature 0x%X\n", header->signature);
     Warning("\tname %s\n", header->name);
     Warning("\trank 0x%X\n", header->rank);

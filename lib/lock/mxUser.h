@@ -30,6 +30,12 @@ G_BEGIN_DECLS
 
 typedef struct MXUserExclLock MXUserExclLock;
 typedef struct MXUserRecLock MXUserRecLock;
+typedef struct MXUserRWLock MXUserRWLock;
+typedef struct MXUserCondVar MXUserCondVar;
+
+/* The command of a control operation that asks for statistics: without histograms (argument 0), or
+ * with them (1). */
+#define MXUSER_CONTROL_STATS 0
 
 /*
  * Exclusive locks. One thread holds it. A thread that acquires it again counts up, and releases it
@@ -105,5 +111,128 @@ guint32 MXUser_GetRecLockRank(MXUserRecLock *lock);
 
 /* (transfer none) (nullable): the mutex of the host that the lock stands for */
 gpointer MXUser_GetRecLockVmm(MXUserRecLock *lock);
+
+/**
+ * MXUser_BindMXMutexRec:
+ * @externalMutex: a mutex of the host's
+ * @rank: its place in the order of locks
+ *
+ * Makes a recursive lock that stands for a mutex of the host's, which MXUserInstallMxHooks() says
+ * how to use. It is on no list and counts nothing; condition variables cannot be made for it.
+ *
+ * Returns: (transfer full) (nullable): the lock; %NULL unless the hooks for locking, unlocking,
+ * trying and asking are there
+ */
+MXUserRecLock *MXUser_BindMXMutexRec(gpointer externalMutex, guint32 rank);
+
+/*
+ * Read-write locks. Many threads hold it for reading, or one for writing. A thread that holds it in
+ * any way and asks again ends the process, as does one that releases what it does not hold.
+ */
+
+/* As MXUser_CreateExclLock() and its companions. */
+MXUserRWLock *MXUser_CreateRWLock(const char *name, guint32 rank);
+MXUserRWLock *MXUser_CreateSingletonRWLock(MXUserRWLock **storage, const char *name, guint32 rank);
+void MXUser_DestroyRWLock(MXUserRWLock *lock);
+void MXUser_AcquireForRead(MXUserRWLock *lock);
+void MXUser_AcquireForWrite(MXUserRWLock *lock);
+void MXUser_ReleaseRWLock(MXUserRWLock *lock);
+gboolean MXUser_ControlRWLock(MXUserRWLock *lock, guint32 command, guint32 argument);
+
+enum { MXUSER_RW_FOR_READ = 0, MXUSER_RW_FOR_WRITE = 1, MXUSER_RW_LOCKED = 2 };
+
+/* Whether the thread holds the lock in the way asked for; another question ends the process. */
+gboolean MXUser_IsCurThreadHoldingRWLock(const MXUserRWLock *lock, guint32 queryType);
+
+/*
+ * Condition variables. Each belongs to one exclusive or recursive lock, and goes before it. While a
+ * thread waits, the lock is free however often the thread held it; afterwards it holds it as often
+ * as before. Waits may end early for no reason: ask again what you wait for.
+ */
+
+#define MXUSER_WAIT_INFINITE 0xffffffffu
+
+/* Returns: (transfer full) (nullable): %NULL if the system has none to give */
+MXUserCondVar *MXUser_CreateCondVarExclLock(MXUserExclLock *lock);
+MXUserCondVar *MXUser_CreateCondVarRecLock(MXUserRecLock *lock);
+
+/* The lock must be held. */
+void MXUser_WaitCondVarExclLock(MXUserExclLock *lock, MXUserCondVar *condVar);
+void MXUser_WaitCondVarRecLock(MXUserRecLock *lock, MXUserCondVar *condVar);
+
+/* The same, for so long at most. What ended the wait is not told. */
+void MXUser_TimedWaitCondVarExclLock(MXUserExclLock *lock, MXUserCondVar *condVar,
+                                     guint32 milliseconds);
+void MXUser_TimedWaitCondVarRecLock(MXUserRecLock *lock, MXUserCondVar *condVar,
+                                    guint32 milliseconds);
+
+/* Wake one of the threads that wait, or all of them. The lock need not be held. */
+void MXUser_SignalCondVar(MXUserCondVar *condVar);
+void MXUser_BroadcastCondVar(MXUserCondVar *condVar);
+
+/* Accepts NULL. A variable that is waited for ends the process. */
+void MXUser_DestroyCondVar(MXUserCondVar *condVar);
+
+/*
+ * Panic, and a host with locks of its own.
+ */
+
+/* Notes that the process is ending in a panic; told to the host if it wants to know. */
+void MXUser_SetInPanic(void);
+gboolean MXUser_InPanic(void);
+
+typedef void (*MXUserMxLockLister)(void);
+typedef void (*MXUserMxCheckRank)(guint32 rank);
+typedef void (*MXUserMxLockRec)(gpointer mutex);
+typedef void (*MXUserMxUnlockRec)(gpointer mutex);
+typedef gboolean (*MXUserMxTryLockRec)(gpointer mutex);
+typedef gboolean (*MXUserMxIsLockedByCurThreadRec)(gpointer mutex);
+typedef void (*MXUserMxSetInPanic)(void);
+typedef gboolean (*MXUserMxInPanic)(void);
+
+/* Installs all of a host's functions, each of which may be NULL, for the life of the process. Does
+ * nothing if any is installed. Locks and ranks of the host are not looked at here. */
+void MXUserInstallMxHooks(MXUserMxLockLister lockLister, MXUserMxCheckRank checkRank,
+                          MXUserMxLockRec lockRec, MXUserMxUnlockRec unlockRec,
+                          MXUserMxTryLockRec tryLockRec,
+                          MXUserMxIsLockedByCurThreadRec isLockedByCurThreadRec,
+                          MXUserMxSetInPanic setInPanic, MXUserMxInPanic inPanic);
+
+/*
+ * Statistics. For hosts that count the use of locks; see mxUserStats.h for the lines. Locks do not
+ * count by themselves.
+ */
+
+/**
+ * MXUserStatsFunc:
+ * @context: as given to MXUser_SetStatsFunc()
+ * @line: (transfer none): what to report, with a newline at its end
+ *
+ * Called in MXUser_PerLockData() on its thread. May make locks, but not destroy any.
+ */
+typedef void (*MXUserStatsFunc)(gpointer context, const char *line);
+
+/**
+ * MXUser_SetStatsFunc:
+ * @context: for @statsFunc
+ * @maxLineLength: the longest text, in bytes, that is handed out where there is a choice
+ * @trackHeldTimes: whether locks that begin to count from now on count how long they are held, too
+ * @statsFunc: (scope notified) (nullable): takes the reports; %NULL for nobody
+ */
+void MXUser_SetStatsFunc(gpointer context, guint maxLineLength, gboolean trackHeldTimes,
+                         MXUserStatsFunc statsFunc);
+
+/**
+ * MXUser_StatisticsControl:
+ * @contentionRatioFloor: a lock is hot if more than this part of its uses collide
+ * @contentionCountFloor: attempts before it is judged; 0: never, 0xffffffff: all are hot
+ * @contentionDurationFloor: a wait shorter than so many nanoseconds is no collision
+ */
+void MXUser_StatisticsControl(double contentionRatioFloor, guint32 contentionCountFloor,
+                              guint64 contentionDurationFloor);
+
+/* Reports the locks made since the last report, and what each lock has counted. Does nothing if
+ * nobody takes reports, or while another thread reports, or makes or destroys a lock. */
+void MXUser_PerLockData(void);
 
 G_END_DECLS

@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <new>
 
+#include "lib/lock/mxUserLockStats.h"
 #include "lib/misc/log.h"
 #include "lib/misc/utilSafe.h"
 
@@ -10,7 +11,8 @@ namespace {
 
 void MXUserDumpExclLock(const MXUserHeader *header) {
     const auto *lock = reinterpret_cast<const MXUserExclLock *>(header);
-    MXUserDumpHeader(__func__, "Exclusive", header);
+    Warning("%s: Exclusive lock @ %p\n", __func__, static_cast<const void *>(lock));
+    MXUserDumpCommon(header);
     Warning("\tlock count %d\n", MXRecLockCount(&lock->recursiveLock));
     Warning("\taddress of owner data %p\n",
             static_cast<const void *>(&lock->recursiveLock.nativeThreadID));
@@ -18,7 +20,11 @@ void MXUserDumpExclLock(const MXUserHeader *header) {
 
 constexpr MXUserIdentity kIdentity = {MXUserType::ExclLock, "X", MXUserDumpExclLock};
 
-MXUserExclLock *MXUserCreateExclLock(const char *name, guint32 rank, const void *caller) {
+gboolean MXUserControlExclHeader(MXUserHeader *header, guint32 command, guint32 argument) {
+    return MXUser_ControlExclLock(reinterpret_cast<MXUserExclLock *>(header), command, argument);
+}
+
+MXUserExclLock *MXUserCreateExclLockSilent(const char *name, guint32 rank, const void *caller) {
     auto *lock = new (UtilSafeCalloc0(1, sizeof(MXUserExclLock))) MXUserExclLock;
     if (!MXRecLockInit(&lock->recursiveLock)) {
         free(lock);
@@ -29,6 +35,21 @@ MXUserExclLock *MXUserCreateExclLock(const char *name, guint32 rank, const void 
     return lock;
 }
 
+MXUserExclLock *MXUserCreateExclLock(const char *name, guint32 rank, const void *caller) {
+    MXUserExclLock *lock = MXUserCreateExclLockSilent(name, rank, caller);
+    if (lock)
+        MXUserLockStatsInit(&lock->header, &lock->stats, MXUserStatsMode(),
+                            MXUserControlExclHeader);
+    return lock;
+}
+
+void MXUserWaitExclLock(MXUserExclLock *lock, MXUserCondVar *condVar, guint32 milliseconds,
+                        const void *caller) {
+    MXUserValidate(&lock->header, MXUserType::ExclLock);
+    MXUserWaitCondVar(&lock->header, &lock->recursiveLock, &lock->stats, condVar, milliseconds,
+                      caller);
+}
+
 } // namespace
 
 MXUserExclLock *MXUser_CreateExclLock(const char *name, guint32 rank) {
@@ -36,7 +57,7 @@ MXUserExclLock *MXUser_CreateExclLock(const char *name, guint32 rank) {
 }
 
 MXUserExclLock *MXUser_CreateExclLockSilent(const char *name, guint32 rank) {
-    return MXUserCreateExclLock(name, rank, __builtin_return_address(0));
+    return MXUserCreateExclLockSilent(name, rank, __builtin_return_address(0));
 }
 
 MXUserExclLock *MXUser_CreateSingletonExclLock(MXUserExclLock **storage, const char *name,
@@ -55,21 +76,31 @@ void MXUser_DestroyExclLock(MXUserExclLock *lock) {
     MXUserRemoveFromList(&lock->header);
     MXUserClearHeader(&lock->header);
     MXRecLockDestroy(&lock->recursiveLock);
+    MXUserLockStatsFree(&lock->stats);
     free(lock);
 }
 
 void MXUser_AcquireExclLock(MXUserExclLock *lock) {
     MXUserValidate(&lock->header, MXUserType::ExclLock);
+    if (MXUserIsCounted(&lock->header)) [[unlikely]]
+        return MXUserLockStatsAcquire(&lock->stats, &lock->recursiveLock,
+                                      __builtin_return_address(0));
     MXRecLockAcquire(&lock->recursiveLock);
 }
 
 gboolean MXUser_TryAcquireExclLock(MXUserExclLock *lock) {
     MXUserValidate(&lock->header, MXUserType::ExclLock);
+    if (MXUserIsCounted(&lock->header)) [[unlikely]]
+        return MXUserLockStatsTryAcquire(&lock->stats, &lock->recursiveLock,
+                                         __builtin_return_address(0));
     return MXRecLockTryAcquire(&lock->recursiveLock);
 }
 
 void MXUser_ReleaseExclLock(MXUserExclLock *lock) {
     MXUserValidate(&lock->header, MXUserType::ExclLock);
+    if (MXUserIsCounted(&lock->header)) [[unlikely]]
+        return MXUserLockStatsRelease(&lock->stats, &lock->recursiveLock,
+                                      __builtin_return_address(0));
     MXRecLockRelease(&lock->recursiveLock);
 }
 
@@ -82,4 +113,18 @@ gboolean MXUser_ControlExclLock(MXUserExclLock *lock, guint32 /* command */,
                                 guint32 /* argument */) {
     MXUserValidate(&lock->header, MXUserType::ExclLock);
     return FALSE;
+}
+
+MXUserCondVar *MXUser_CreateCondVarExclLock(MXUserExclLock *lock) {
+    MXUserValidate(&lock->header, MXUserType::ExclLock);
+    return MXUserCreateCondVar(&lock->header, &lock->recursiveLock);
+}
+
+void MXUser_WaitCondVarExclLock(MXUserExclLock *lock, MXUserCondVar *condVar) {
+    MXUserWaitExclLock(lock, condVar, MXUSER_WAIT_INFINITE, __builtin_return_address(0));
+}
+
+void MXUser_TimedWaitCondVarExclLock(MXUserExclLock *lock, MXUserCondVar *condVar,
+                                     guint32 milliseconds) {
+    MXUserWaitExclLock(lock, condVar, milliseconds, __builtin_return_address(0));
 }

@@ -1,8 +1,10 @@
 #include "lib/lock/mxUserInt.h"
 
+#include <cstdio>
 #include <cstdlib>
 #include <new>
 
+#include "lib/lock/mxUserLockStats.h"
 #include "lib/misc/log.h"
 #include "lib/misc/utilSafe.h"
 
@@ -10,7 +12,8 @@ namespace {
 
 void MXUserDumpRecLock(const MXUserHeader *header) {
     const auto *lock = reinterpret_cast<const MXUserRecLock *>(header);
-    MXUserDumpHeader(__func__, "Recursive", header);
+    Warning("%s: Recursive lock @ %p\n", __func__, static_cast<const void *>(lock));
+    MXUserDumpCommon(header);
     Warning("\treference count %u\n", lock->refCount.load(std::memory_order_relaxed));
     if (lock->vmmLock) {
         Warning("\tvmmLock %p\n", lock->vmmLock);
@@ -23,7 +26,11 @@ void MXUserDumpRecLock(const MXUserHeader *header) {
 
 constexpr MXUserIdentity kIdentity = {MXUserType::RecLock, "R", MXUserDumpRecLock};
 
-MXUserRecLock *MXUserCreateRecLock(const char *name, guint32 rank, const void *caller) {
+gboolean MXUserControlRecHeader(MXUserHeader *header, guint32 command, guint32 argument) {
+    return MXUser_ControlRecLock(reinterpret_cast<MXUserRecLock *>(header), command, argument);
+}
+
+MXUserRecLock *MXUserCreateRecLockSilent(const char *name, guint32 rank, const void *caller) {
     auto *lock = new (UtilSafeCalloc0(1, sizeof(MXUserRecLock))) MXUserRecLock;
     if (!MXRecLockInit(&lock->recursiveLock)) {
         free(lock);
@@ -31,6 +38,13 @@ MXUserRecLock *MXUserCreateRecLock(const char *name, guint32 rank, const void *c
     }
     MXUserInitHeader(&lock->header, kIdentity, name, rank, caller);
     MXUserAddToList(&lock->header);
+    return lock;
+}
+
+MXUserRecLock *MXUserCreateRecLock(const char *name, guint32 rank, const void *caller) {
+    MXUserRecLock *lock = MXUserCreateRecLockSilent(name, rank, caller);
+    if (lock)
+        MXUserLockStatsInit(&lock->header, &lock->stats, MXUserStatsMode(), MXUserControlRecHeader);
     return lock;
 }
 
@@ -44,6 +58,7 @@ void MXUserCondDestroyRecLock(MXUserRecLock *lock) {
     MXUserClearHeader(&lock->header);
     if (!lock->vmmLock)
         MXRecLockDestroy(&lock->recursiveLock);
+    MXUserLockStatsFree(&lock->stats);
     free(lock);
 }
 
@@ -58,6 +73,14 @@ void MXUserLeaveRecLock(MXUserRecLock *lock, const char *function) {
         MXUserDumpAndPanic(&lock->header, "%s: Zero reference count upon exit\n", function);
 }
 
+void MXUserWaitRecLock(MXUserRecLock *lock, MXUserCondVar *condVar, guint32 milliseconds,
+                       const void *caller) {
+    MXUserEnterRecLock(lock);
+    MXUserWaitCondVar(&lock->header, &lock->recursiveLock, &lock->stats, condVar, milliseconds,
+                      caller);
+    MXUserLeaveRecLock(lock, __func__);
+}
+
 } // namespace
 
 MXUserRecLock *MXUser_CreateRecLock(const char *name, guint32 rank) {
@@ -65,7 +88,7 @@ MXUserRecLock *MXUser_CreateRecLock(const char *name, guint32 rank) {
 }
 
 MXUserRecLock *MXUser_CreateRecLockSilent(const char *name, guint32 rank) {
-    return MXUserCreateRecLock(name, rank, __builtin_return_address(0));
+    return MXUserCreateRecLockSilent(name, rank, __builtin_return_address(0));
 }
 
 MXUserRecLock *MXUser_CreateSingletonRecLock(MXUserRecLock **storage, const char *name,
@@ -73,6 +96,20 @@ MXUserRecLock *MXUser_CreateSingletonRecLock(MXUserRecLock **storage, const char
     const void *caller = __builtin_return_address(0);
     return MXUserSingleton(
         storage, [&] { return MXUserCreateRecLock(name, rank, caller); }, MXUser_DestroyRecLock);
+}
+
+MXUserRecLock *MXUser_BindMXMutexRec(gpointer externalMutex, guint32 rank) {
+    const MXUserHooks *hooks = MXUserInstalledHooks();
+    if (!hooks->lockRec || !hooks->unlockRec || !hooks->tryLockRec ||
+        !hooks->isLockedByCurThreadRec)
+        return nullptr;
+    VERIFY(externalMutex != nullptr);
+    char name[32];
+    snprintf(name, sizeof name, "MX_%p", externalMutex);
+    auto *lock = new (UtilSafeCalloc0(1, sizeof(MXUserRecLock))) MXUserRecLock;
+    MXUserInitHeader(&lock->header, kIdentity, name, rank, nullptr);
+    lock->vmmLock = externalMutex;
+    return lock;
 }
 
 void MXUser_DestroyRecLock(MXUserRecLock *lock) {
@@ -84,26 +121,45 @@ void MXUser_DestroyRecLock(MXUserRecLock *lock) {
 
 void MXUser_AcquireRecLock(MXUserRecLock *lock) {
     MXUserEnterRecLock(lock);
-    MXRecLockAcquire(&lock->recursiveLock);
+    if (lock->vmmLock)
+        MXUserInstalledHooks()->lockRec(lock->vmmLock);
+    else if (MXUserIsCounted(&lock->header))
+        MXUserLockStatsAcquire(&lock->stats, &lock->recursiveLock, __builtin_return_address(0));
+    else
+        MXRecLockAcquire(&lock->recursiveLock);
     MXUserLeaveRecLock(lock, __func__);
 }
 
 gboolean MXUser_TryAcquireRecLock(MXUserRecLock *lock) {
     MXUserEnterRecLock(lock);
-    const bool isTaken = MXRecLockTryAcquire(&lock->recursiveLock);
+    bool isTaken = false;
+    if (lock->vmmLock)
+        isTaken = MXUserInstalledHooks()->tryLockRec(lock->vmmLock) != FALSE;
+    else if (MXUserIsCounted(&lock->header))
+        isTaken = MXUserLockStatsTryAcquire(&lock->stats, &lock->recursiveLock,
+                                            __builtin_return_address(0));
+    else
+        isTaken = MXRecLockTryAcquire(&lock->recursiveLock);
     MXUserLeaveRecLock(lock, __func__);
     return isTaken;
 }
 
 void MXUser_ReleaseRecLock(MXUserRecLock *lock) {
     MXUserEnterRecLock(lock);
-    MXRecLockRelease(&lock->recursiveLock);
+    if (lock->vmmLock)
+        MXUserInstalledHooks()->unlockRec(lock->vmmLock);
+    else if (MXUserIsCounted(&lock->header))
+        MXUserLockStatsRelease(&lock->stats, &lock->recursiveLock, __builtin_return_address(0));
+    else
+        MXRecLockRelease(&lock->recursiveLock);
     MXUserCondDestroyRecLock(lock);
 }
 
 gboolean MXUser_IsCurThreadHoldingRecLock(MXUserRecLock *lock) {
     MXUserEnterRecLock(lock);
-    const bool isHeld = MXRecLockIsOwner(&lock->recursiveLock);
+    const bool isHeld = lock->vmmLock
+                            ? MXUserInstalledHooks()->isLockedByCurThreadRec(lock->vmmLock) != FALSE
+                            : MXRecLockIsOwner(&lock->recursiveLock);
     MXUserLeaveRecLock(lock, __func__);
     return isHeld;
 }
@@ -141,4 +197,21 @@ gpointer MXUser_GetRecLockVmm(MXUserRecLock *lock) {
     gpointer vmmLock = lock->vmmLock;
     MXUserLeaveRecLock(lock, __func__);
     return vmmLock;
+}
+
+MXUserCondVar *MXUser_CreateCondVarRecLock(MXUserRecLock *lock) {
+    MXUserEnterRecLock(lock);
+    VERIFY(!lock->vmmLock); /* the host's mutex is not ours to wait with */
+    MXUserCondVar *condVar = MXUserCreateCondVar(&lock->header, &lock->recursiveLock);
+    MXUserLeaveRecLock(lock, __func__);
+    return condVar;
+}
+
+void MXUser_WaitCondVarRecLock(MXUserRecLock *lock, MXUserCondVar *condVar) {
+    MXUserWaitRecLock(lock, condVar, MXUSER_WAIT_INFINITE, __builtin_return_address(0));
+}
+
+void MXUser_TimedWaitCondVarRecLock(MXUserRecLock *lock, MXUserCondVar *condVar,
+                                    guint32 milliseconds) {
+    MXUserWaitRecLock(lock, condVar, milliseconds, __builtin_return_address(0));
 }

@@ -1,6 +1,5 @@
-#include "lib/lock/mxUser.h"
+#include "lib/lock/mxUserInt.h"
 
-#include <atomic>
 #include <memory>
 #include <thread>
 #include <vector>
@@ -8,25 +7,12 @@
 #include <gtest/gtest.h>
 
 #include "lib/misc/glibPtr.h"
+#include "tests/lib/lock/inThreads.h"
 
 namespace {
 
 constexpr int kThreads = 8;
 constexpr int kRounds = 2000;
-
-/* Runs a function in threads that begin together. */
-template <class Function> void InThreads(int count, Function function) {
-    std::atomic<int> waiting = count;
-    std::vector<std::thread> threads;
-    for (int i = 0; i < count; i++)
-        threads.emplace_back([&, i] {
-            for (waiting--; waiting > 0;)
-                std::this_thread::yield();
-            function(i);
-        });
-    for (std::thread &thread : threads)
-        thread.join();
-}
 
 /* The same questions to both kinds that count. */
 struct ExclKind {
@@ -38,6 +24,9 @@ struct ExclKind {
     static constexpr auto TryAcquire = MXUser_TryAcquireExclLock;
     static constexpr auto Release = MXUser_ReleaseExclLock;
     static constexpr auto IsHeld = MXUser_IsCurThreadHoldingExclLock;
+    static constexpr auto CreateCondVar = MXUser_CreateCondVarExclLock;
+    static constexpr auto Wait = MXUser_WaitCondVarExclLock;
+    static constexpr auto TimedWait = MXUser_TimedWaitCondVarExclLock;
 };
 struct RecKind {
     using Lock = MXUserRecLock;
@@ -48,25 +37,44 @@ struct RecKind {
     static constexpr auto TryAcquire = MXUser_TryAcquireRecLock;
     static constexpr auto Release = MXUser_ReleaseRecLock;
     static constexpr auto IsHeld = MXUser_IsCurThreadHoldingRecLock;
+    static constexpr auto CreateCondVar = MXUser_CreateCondVarRecLock;
+    static constexpr auto Wait = MXUser_WaitCondVarRecLock;
+    static constexpr auto TimedWait = MXUser_TimedWaitCondVarRecLock;
 };
-template <class Kind> class MXUserLock : public testing::Test {};
+template <class Kind> class MXUserLock : public testing::Test {
+protected:
+    using LockPtr = std::unique_ptr<typename Kind::Lock, Release<Kind::Destroy>>;
+    using CondVarPtr = std::unique_ptr<MXUserCondVar, Release<MXUser_DestroyCondVar>>;
+
+    LockPtr owner{Kind::Create(nullptr, 1)};
+
+    /* Whether another thread could take the lock now. */
+    bool IsFree() {
+        bool isTaken = false;
+        std::thread([&] {
+            isTaken = Kind::TryAcquire(owner.get());
+            if (isTaken)
+                Kind::Release(owner.get());
+        }).join();
+        return isTaken;
+    }
+};
 using Kinds = testing::Types<ExclKind, RecKind>;
 TYPED_TEST_SUITE(MXUserLock, Kinds);
 
 TYPED_TEST(MXUserLock, ThreadsThatContendLoseNoCount) {
-    const std::unique_ptr<typename TypeParam::Lock, Release<TypeParam::Destroy>> lock(
-        TypeParam::Create("counted", 1));
+    auto *lock = this->owner.get();
     int count = 0; /* plain: the lock is its only guard */
     InThreads(kThreads, [&](int) {
         for (int i = 0; i < kRounds; i++) {
-            if (i % 3 != 0 || !TypeParam::TryAcquire(lock.get()))
-                TypeParam::Acquire(lock.get());
-            TypeParam::Acquire(lock.get());
+            if (i % 3 != 0 || !TypeParam::TryAcquire(lock))
+                TypeParam::Acquire(lock);
+            TypeParam::Acquire(lock);
             count++;
-            TypeParam::Release(lock.get());
-            EXPECT_TRUE(TypeParam::IsHeld(lock.get()));
-            TypeParam::Release(lock.get());
-            EXPECT_FALSE(TypeParam::IsHeld(lock.get()));
+            TypeParam::Release(lock);
+            EXPECT_TRUE(TypeParam::IsHeld(lock));
+            TypeParam::Release(lock);
+            EXPECT_FALSE(TypeParam::IsHeld(lock));
         }
     });
     EXPECT_EQ(kThreads * kRounds, count);
@@ -77,30 +85,82 @@ TYPED_TEST(MXUserLock, ThreadsGetOneSingleton) {
     storage = nullptr;
     std::vector<typename TypeParam::Lock *> seen(kThreads);
     InThreads(kThreads, [&](int i) { seen[size_t(i)] = TypeParam::Singleton(&storage, "one", 1); });
-    EXPECT_EQ(std::vector(kThreads, storage), seen);
+    EXPECT_EQ(std::vector(kThreads, storage),
+              seen); /* that the others are gone, leaks would tell */
     TypeParam::Destroy(storage);
 }
 
 TYPED_TEST(MXUserLock, IsFreeForOthersAtTheLastRelease) {
-    const std::unique_ptr<typename TypeParam::Lock, Release<TypeParam::Destroy>> lock(
-        TypeParam::Create(nullptr, 1));
-    const auto isFree = [&] {
-        bool isTaken = false;
-        std::thread([&] {
-            isTaken = TypeParam::TryAcquire(lock.get());
-            if (isTaken)
-                TypeParam::Release(lock.get());
-        }).join();
-        return isTaken;
-    };
-    TypeParam::Acquire(lock.get());
-    EXPECT_TRUE(TypeParam::TryAcquire(lock.get()));
-    EXPECT_FALSE(isFree());
-    TypeParam::Release(lock.get());
-    EXPECT_FALSE(isFree());
-    TypeParam::Release(lock.get());
-    EXPECT_TRUE(isFree());
+    auto *lock = this->owner.get();
+    TypeParam::Acquire(lock);
+    EXPECT_TRUE(TypeParam::TryAcquire(lock));
+    EXPECT_FALSE(this->IsFree());
+    TypeParam::Release(lock);
+    EXPECT_FALSE(this->IsFree());
+    TypeParam::Release(lock);
+    EXPECT_TRUE(this->IsFree());
     TypeParam::Destroy(nullptr);
+}
+
+TYPED_TEST(MXUserLock, ThreadsPassATurnRound) {
+    auto *lock = this->owner.get();
+    const typename TestFixture::CondVarPtr changed(TypeParam::CreateCondVar(lock));
+    int turn = 0;
+    InThreads(kThreads, [&](int i) {
+        for (int round = 0; round < 20; round++) {
+            TypeParam::Acquire(lock);
+            while (turn % kThreads != i) {
+                if (round % 2 == 0)
+                    TypeParam::Wait(lock, changed.get());
+                else
+                    TypeParam::TimedWait(lock, changed.get(), 60000);
+            }
+            turn++;
+            MXUser_BroadcastCondVar(changed.get());
+            TypeParam::Release(lock);
+        }
+    });
+    EXPECT_EQ(20 * kThreads, turn);
+}
+
+TYPED_TEST(MXUserLock, IsFreeWhileAThreadWaitsAndHeldAsOftenAfterwards) {
+    auto *lock = this->owner.get();
+    const typename TestFixture::CondVarPtr changed(TypeParam::CreateCondVar(lock));
+    TypeParam::Acquire(lock);
+    TypeParam::Acquire(lock);
+    bool isChanged = false;
+    std::thread other([&] {
+        TypeParam::Acquire(lock); /* while the other waits; it holds it twice */
+        isChanged = true;
+        MXUser_SignalCondVar(changed.get());
+        TypeParam::Release(lock);
+    });
+    while (!isChanged)
+        TypeParam::Wait(lock, changed.get());
+    other.join();
+    TypeParam::TimedWait(lock, changed.get(), 0); /* nobody signals: comes back by itself */
+    TypeParam::Release(lock);
+    EXPECT_TRUE(TypeParam::IsHeld(lock));
+    EXPECT_FALSE(this->IsFree());
+    TypeParam::Release(lock);
+    EXPECT_TRUE(this->IsFree());
+}
+
+TEST(MXUserRecLock, LivesUntilTheLastOneLetsGo) {
+    MXUserRecLock *lock = MXUser_CreateRecLock("kept", 0xF0007085);
+    MXUser_IncRefRecLock(lock);
+    MXUser_DestroyRecLock(lock);
+    MXUser_AcquireRecLock(lock);
+    EXPECT_EQ(0xF0007085, MXUser_GetRecLockRank(lock));
+    EXPECT_EQ(nullptr, MXUser_GetRecLockVmm(lock));
+    MXUser_ReleaseRecLock(lock);
+    MXUser_DecRefRecLock(lock); /* a leak if this does not free it */
+
+    // destroyed by another thread at the moment in which this one releases it
+    lock = MXUser_CreateRecLock("left", 0);
+    MXUser_AcquireRecLock(lock);
+    lock->refCount--;
+    MXUser_ReleaseRecLock(lock);
 }
 
 } // namespace

@@ -1,0 +1,142 @@
+#include "lib/lock/vthreadBase.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <set>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "lib/misc/glibPtr.h"
+#include "lib/misc/log.h"
+#include "lib/misc/utilSafe.h"
+#include "tests/lib/lock/inThreads.h"
+
+namespace {
+
+guint32 IdOfANewThread() {
+    guint32 id = 0;
+    std::thread([&] {
+        id = VThreadBase_CurID();
+        EXPECT_EQ("vthread-" + std::to_string(id), VThreadBase_CurName());
+    }).join();
+    return id;
+}
+
+int CountLines(const char *text) {
+    const GPtr<char> all(LogRing_Copy());
+    int count = 0;
+    for (const char *at = all.get(); (at = strstr(at, text)); at++)
+        count++;
+    return count;
+}
+
+TEST(VThreadBase, AThreadThatEndsGivesItsNumberBack) {
+    VThreadBase_ForgetSelf(); /* so that nobody has one */
+    EXPECT_EQ(4u, VThreadBase_CurID());
+    EXPECT_EQ(5u, IdOfANewThread());
+    EXPECT_EQ(5u, IdOfANewThread());
+    EXPECT_EQ(4u, VThreadBase_CurID());
+    std::thread([] {
+        EXPECT_EQ(5u, VThreadBase_CurID());
+        EXPECT_EQ(6u, IdOfANewThread());
+        VThreadBase_ForgetSelf();
+        EXPECT_EQ(5u, IdOfANewThread());
+    }).join();
+}
+
+TEST(VThreadBase, ThreadsThatAskAtOnceGetNumbersOfTheirOwn) {
+    constexpr int kThreads = 8;
+    for (int round = 0; round < 20; round++) {
+        std::vector<guint32> ids(kThreads);
+        std::atomic<int> numWithId = 0;
+        InThreads(kThreads, [&](int i) {
+            ids[size_t(i)] = VThreadBase_CurID();
+            for (numWithId++; numWithId < kThreads;) /* alive until all have one */
+                std::this_thread::yield();
+        });
+        const std::set<guint32> different(ids.begin(), ids.end());
+        EXPECT_EQ(size_t(kThreads), different.size());
+        EXPECT_GE(4u + kThreads, *different.rbegin()); /* with this one, and no gaps */
+    }
+}
+
+TEST(VThreadBase, ANameIsCutAndStaysTheThreads) {
+    std::thread([] {
+        VThreadBase_SetName("a name of more than thirty-one characters");
+        EXPECT_STREQ("a name of more than thirty-one ", VThreadBase_CurName());
+    }).join();
+    EXPECT_STRNE("a name of more than thirty-one ", VThreadBase_CurName());
+}
+
+TEST(VThreadBase, SignalsNest) {
+    EXPECT_FALSE(VThreadBase_IsInSignal());
+    const guint32 id = VThreadBase_CurID();
+    for (const bool isBegin : {true, true, false})
+        VThreadBase_SetIsInSignal(id, isBegin);
+    EXPECT_TRUE(VThreadBase_IsInSignal());
+    std::thread([] { EXPECT_FALSE(VThreadBase_IsInSignal()); }).join();
+    VThreadBase_SetIsInSignal(id, FALSE);
+    EXPECT_FALSE(VThreadBase_IsInSignal());
+}
+
+TEST(VThreadBase, ASecondRecordIsRefused) {
+    VThreadBase_SetName("first");
+    VThreadBaseData second = {99, "second", 0};
+    LogRing_Clear();
+    EXPECT_FALSE(VThreadBase_InitWithTLS(&second));
+    const std::string line =
+        "VThreadBase reinitialization, old: " + std::to_string(VThreadBase_CurID()) +
+        " first, new: 99 second.\n";
+    EXPECT_EQ(1, CountLines(line.c_str()));
+    EXPECT_STREQ("first", VThreadBase_CurName());
+}
+
+/* A host with numbers of its own. */
+std::string nameWhileStarting;
+std::string nameWhileEnding;
+
+void HostNoID() {
+    nameWhileStarting = VThreadBase_CurName();
+    auto *record = static_cast<VThreadBaseData *>(UtilSafeCalloc0(1, sizeof(VThreadBaseData)));
+    *record = {77, "host's own", 0};
+    EXPECT_TRUE(VThreadBase_InitWithTLS(record));
+}
+
+void HostFreeID(VThreadBaseData *record) {
+    memset(record, 0, sizeof *record);
+    free(record);
+    nameWhileEnding = VThreadBase_CurName();
+}
+
+/* In processes of their own, in which nobody has a number yet. */
+TEST(VThreadBaseDeathTest, AHostNumbersItsThreads) {
+    testing::FLAGS_gtest_death_test_style = "threadsafe";
+    EXPECT_EXIT(
+        {
+            VThreadBase_SetNoIDFunc(HostNoID, HostFreeID);
+            std::thread([] { EXPECT_EQ(77u, VThreadBase_CurID()); }).join();
+            EXPECT_EQ(0u, nameWhileStarting.find("host-")) << nameWhileStarting;
+            EXPECT_EQ("host's own", nameWhileEnding);
+            exit(testing::Test::HasFailure() ? 1 : 0);
+        },
+        testing::ExitedWithCode(0), "");
+}
+
+TEST(VThreadBaseDeathTest, TheSecondThreadIsNewsOnce) {
+    testing::FLAGS_gtest_death_test_style = "threadsafe";
+    EXPECT_EXIT(
+        {
+            IdOfANewThread();
+            IdOfANewThread();
+            const int numBefore = CountLines("VThreadBase detected multiple threads.\n");
+            VThreadBase_CurID();
+            IdOfANewThread();
+            IdOfANewThread();
+            exit(numBefore == 0 && CountLines("VThreadBase detected multiple threads.\n") == 1 ? 0
+                                                                                               : 1);
+        },
+        testing::ExitedWithCode(0), "");
+}
+
+} // namespace
