@@ -3,8 +3,21 @@
 
 include(CMakePackageConfigHelpers)
 
-install(TARGETS orvane orvane-glib EXPORT orvaneTargets
-    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+# The library lies beside its OpenSSL adapters, where it looks for them first, and in a folder of their own: in
+# one that is searched for everybody's libraries their names could be those of others. What is linked finds it
+# by links in the usual folder.
+set(ORVANE_INSTALL_DIR lib/halden)
+install(TARGETS orvane EXPORT orvaneTargets LIBRARY DESTINATION ${ORVANE_INSTALL_DIR} NAMELINK_SKIP)
+install(TARGETS openssl102-crypto openssl102-ssl LIBRARY DESTINATION ${ORVANE_INSTALL_DIR})
+install(TARGETS orvane-glib EXPORT orvaneTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+file(RELATIVE_PATH libdir_to_library /${CMAKE_INSTALL_LIBDIR} /${ORVANE_INSTALL_DIR})
+install(CODE "
+    foreach(link liborvane.so liborvane.so.1)
+        file(CREATE_LINK ${libdir_to_library}/liborvane.so.1
+            \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_LIBDIR}/\${link}\" SYMBOLIC)
+    endforeach()")
+set_target_properties(orvane-glib PROPERTIES INSTALL_RPATH "\$ORIGIN")
+set_target_properties(orvane-cli PROPERTIES INSTALL_RPATH "\$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
 install(TARGETS orvane-cli orvane-simulator RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(DIRECTORY include/orvane include/ssl DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(DIRECTORY ${PROJECT_BINARY_DIR}/include/orvane/schema

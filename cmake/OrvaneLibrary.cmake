@@ -18,7 +18,8 @@ if(modules)
     target_link_libraries(orvane INTERFACE PkgConfig::GLIB)
     set_target_properties(orvane PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION 1)
     target_link_options(orvane PRIVATE
-        -Wl,--version-script=${PROJECT_SOURCE_DIR}/exports.map -Wl,--no-undefined -Wl,-z,now -Wl,--as-needed)
+        -Wl,--version-script=${PROJECT_SOURCE_DIR}/exports.map -Wl,--no-undefined -Wl,-z,now -Wl,--as-needed
+        -Wl,-z,nodelete) # OpenSSL keeps callbacks of it for ever
     set_target_properties(orvane PROPERTIES LINK_DEPENDS ${PROJECT_SOURCE_DIR}/exports.map)
     if(ORVANE_SANITIZE MATCHES address OR ORVANE_SANITIZE MATCHES thread)
         # clang leaves the sanitizer's symbols to the program

@@ -2,6 +2,8 @@
 #include <atomic>
 #include <cstdlib>
 
+#include <ssl/ssl.h>
+
 #include "apps/lib/basicHttp/basicHttp.h"
 #include "ozy/lib/orvane/orvaneRuntime.h"
 #include "ozy/lib/orvane/schemaLoad.h"
@@ -24,9 +26,11 @@ gboolean orvane_init(OrvanePollCallback pollCallback, OrvanePollCallbackRemove p
     g_type_init();
     if (!isEnvironmentRead.exchange(true))
         SchemaLoad_FromEnvironment(secure_getenv);
+    SSL_Init(nullptr, nullptr, nullptr);
     return BasicHttp_InitEx(pollCallback, pollCallbackRemove, -1);
 }
 
 void orvane_shutdown(void) {
     BasicHttp_Shutdown();
+    SSL_Exit();
 }
