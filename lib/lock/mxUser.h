@@ -12,7 +12,7 @@
  *   ...
  *   MXUser_ReleaseRecLock(lock);
  *
- * Ranks tell people in which order locks are meant to be taken: the lower rank later. Nothing
+ * Ranks tell people in which order locks are meant to be taken: the lower rank first. Nothing
  * compares them.
  *
  * Ownership: whoever creates a lock destroys it. Singletons live as long as the process. Names are

@@ -142,6 +142,7 @@ void SSLRemoveCallbacks() {
 }
 
 void SSLFreeFiles() {
+    sslModule.areCertificatesLoaded = false;
     for (char **text : {&sslModule.SSLCertFile, &sslModule.SSLKeyFile, &sslModule.SSLCertStoreName,
                         &sslModule.SSLCertSubject})
         free(std::exchange(*text, nullptr));

@@ -159,6 +159,7 @@ int __wrap_SSL_CTX_load_verify_locations(SSL_CTX *ctx, const char *caFile, const
 X509_STORE *__wrap_SSL_CTX_get_cert_store(const SSL_CTX *ctx);
 void __wrap_SSL_CTX_set_cert_store(SSL_CTX *ctx, X509_STORE *store);
 int __wrap_SSL_CTX_use_certificate_file(SSL_CTX *ctx, const char *file, int type);
+int __wrap_SSL_CTX_use_certificate_chain_file(SSL_CTX *ctx, const char *file);
 int __wrap_SSL_CTX_use_PrivateKey_file(SSL_CTX *ctx, const char *file, int type);
 int __wrap_SSL_CTX_check_private_key(const SSL_CTX *ctx);
 

@@ -7,7 +7,7 @@
 #include "tools/certificates/certificate.h"
 
 #include <array>
-#include <atomic>
+#include <cctype>
 #include <ctime>
 #include <stdexcept>
 
@@ -199,6 +199,32 @@ std::string ThumbprintOf(gnutls_digest_algorithm_t algorithm, std::string_view d
     return text;
 }
 
+/* One part of a name as OpenSSL compares it: in small letters, single blanks between words. */
+std::string CanonicalPart(std::string_view oid, const std::string &text) {
+    std::string plain;
+    for (const char c : text) {
+        if (c != ' ')
+            plain += static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+        else if (!plain.empty() && plain.back() != ' ')
+            plain += ' ';
+    }
+    const auto wrap = [](char tag, const std::string &content) {
+        return std::string{tag, static_cast<char>(content.size())} + content;
+    };
+    return wrap('\x31', wrap('\x30', wrap('\x06', std::string(oid)) + wrap('\x0c', plain)));
+}
+
+std::string FileNameOf(const Traits &traits) {
+    std::string name;
+    if (!traits.organization.empty())
+        name += CanonicalPart("\x55\x04\x0a", traits.organization);
+    if (!traits.commonName.empty())
+        name += CanonicalPart("\x55\x04\x03", traits.commonName);
+    std::array<unsigned char, 20> hash{};
+    Check(gnutls_hash_fast(GNUTLS_DIG_SHA1, name.data(), name.size(), hash.data()), "name");
+    return fmt::format("{:02x}{:02x}{:02x}{:02x}.0", hash[3], hash[2], hash[1], hash[0]);
+}
+
 Certificate Finish(std::string der, std::shared_ptr<const Key> key) {
     Certificate made;
     made.pem = ToPem("CERTIFICATE", der);
@@ -241,7 +267,9 @@ Certificate Make(const Certificate *issuer, const Traits &traits, std::shared_pt
     std::string der = Taken(bytes);
     if (traits.signatureIsBroken)
         der.back() = static_cast<char>(der.back() ^ 1);
-    return Finish(std::move(der), std::move(key));
+    Certificate finished = Finish(std::move(der), std::move(key));
+    finished.fileName = FileNameOf(traits);
+    return finished;
 }
 
 } // namespace

@@ -65,6 +65,7 @@ struct Certificate {
     std::string pem;
     std::string thumbprint;    /* SHA-1, "AA:BB:..." */
     std::string thumbprint256; /* SHA-256, "AA:BB:..." */
+    std::string fileName;      /* "0123abcd.0": under which OpenSSL finds it in a folder */
     std::shared_ptr<const Key> key;
 };
 

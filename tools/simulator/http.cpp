@@ -36,6 +36,47 @@ void AddToPoll(int poll, int descriptor, uint32_t events) {
         throw Failed("epoll_ctl");
 }
 
+/* An IPv4 or IPv6 address with its port. */
+struct SocketAddress {
+    sockaddr_storage storage{};
+    socklen_t size = sizeof storage;
+
+    sockaddr *Generic() { return reinterpret_cast<sockaddr *>(&storage); }
+    int Family() const { return storage.ss_family; }
+    in_port_t &Port() {
+        return Family() == AF_INET6 ? reinterpret_cast<sockaddr_in6 &>(storage).sin6_port
+                                    : reinterpret_cast<sockaddr_in &>(storage).sin_port;
+    }
+};
+
+SocketAddress ParseAddress(const std::string &text) {
+    SocketAddress address;
+    auto &v4 = reinterpret_cast<sockaddr_in &>(address.storage);
+    auto &v6 = reinterpret_cast<sockaddr_in6 &>(address.storage);
+    if (inet_pton(AF_INET, text.c_str(), &v4.sin_addr) == 1) {
+        address.storage.ss_family = AF_INET;
+        address.size = sizeof v4;
+    } else if (inet_pton(AF_INET6, text.c_str(), &v6.sin6_addr) == 1) {
+        address.storage.ss_family = AF_INET6;
+        address.size = sizeof v6;
+    } else {
+        throw std::runtime_error(fmt::format("\"{}\" is no IP address", text));
+    }
+    return address;
+}
+
+std::string TextOf(const sockaddr &address) {
+    std::array<char, INET6_ADDRSTRLEN> text{};
+    const void *bytes = nullptr;
+    if (address.sa_family == AF_INET)
+        bytes = &reinterpret_cast<const sockaddr_in &>(address).sin_addr;
+    else if (address.sa_family == AF_INET6)
+        bytes = &reinterpret_cast<const sockaddr_in6 &>(address).sin6_addr;
+    if (bytes != nullptr)
+        inet_ntop(address.sa_family, bytes, text.data(), text.size());
+    return text.data();
+}
+
 std::string LowerCase(const char *text) {
     std::string lower = text;
     std::ranges::transform(lower, lower.begin(),
@@ -149,13 +190,8 @@ struct HttpServer::Glue {
         MHD_get_connection_values(connection, MHD_HEADER_KIND, AddToMap, &exchange->headers);
         MHD_get_connection_values(connection, MHD_GET_ARGUMENT_KIND, AddToMap, &exchange->query);
         const auto *info = MHD_get_connection_info(connection, MHD_CONNECTION_INFO_CLIENT_ADDRESS);
-        std::array<char, INET6_ADDRSTRLEN> text{};
-        if (info != nullptr && info->client_addr != nullptr &&
-            info->client_addr->sa_family == AF_INET) {
-            const auto *address = reinterpret_cast<const sockaddr_in *>(info->client_addr);
-            inet_ntop(AF_INET, &address->sin_addr, text.data(), text.size());
-        }
-        exchange->peer = text.data();
+        if (info != nullptr && info->client_addr != nullptr)
+            exchange->peer = TextOf(*info->client_addr);
         return exchange;
     }
 
@@ -254,36 +290,31 @@ HttpServer::~HttpServer() {
 }
 
 void HttpServer::Open() {
-    listenDescriptor = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    SocketAddress address = ParseAddress(settings.address);
+    listenDescriptor = socket(address.Family(), SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
     if (listenDescriptor < 0)
         throw Failed("socket");
     const int on = 1;
     setsockopt(listenDescriptor, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(static_cast<uint16_t>(port));
-    if (inet_pton(AF_INET, settings.address.c_str(), &address.sin_addr) != 1)
-        throw std::runtime_error(fmt::format("\"{}\" is no IPv4 address", settings.address));
-    socklen_t size = sizeof address;
-    auto *generic = reinterpret_cast<sockaddr *>(&address);
-    if (bind(listenDescriptor, generic, size) != 0 || listen(listenDescriptor, 512) != 0 ||
-        getsockname(listenDescriptor, generic, &size) != 0)
+    address.Port() = htons(static_cast<uint16_t>(port));
+    if (bind(listenDescriptor, address.Generic(), address.size) != 0 ||
+        listen(listenDescriptor, 512) != 0 ||
+        getsockname(listenDescriptor, address.Generic(), &address.size) != 0)
         throw Failed(fmt::format("cannot listen at {}:{}", settings.address, port));
-    port = ntohs(address.sin_port);
+    port = ntohs(address.Port());
     AddToPoll(pollDescriptor, listenDescriptor, EPOLLIN);
 }
 
 void HttpServer::Accept() {
     for (;;) {
-        sockaddr_in address{};
-        socklen_t size = sizeof address;
-        const int socket = accept4(listenDescriptor, reinterpret_cast<sockaddr *>(&address), &size,
+        SocketAddress address;
+        const int socket = accept4(listenDescriptor, address.Generic(), &address.size,
                                    SOCK_CLOEXEC | SOCK_NONBLOCK);
         if (socket < 0)
             return;
         numConnections++;
         /* It closes the socket itself if it cannot take it. */
-        MHD_add_connection(daemon, socket, reinterpret_cast<sockaddr *>(&address), size);
+        MHD_add_connection(daemon, socket, address.Generic(), address.size);
     }
 }
 

@@ -168,8 +168,10 @@ int Simulator::Port() const {
 }
 
 std::string Simulator::Url() const {
-    return fmt::format("{}://{}:{}/sdk", state->IsTls() ? "https" : "http", state->options.address,
-                       Port());
+    const std::string &address = state->options.address;
+    const bool isV6 = address.find(':') != std::string::npos;
+    return fmt::format("{}://{}:{}/sdk", state->IsTls() ? "https" : "http",
+                       isV6 ? "[" + address + "]" : address, Port());
 }
 
 const certificates::Presented *Simulator::Certificate() const {

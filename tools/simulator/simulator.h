@@ -84,8 +84,8 @@ struct User {
 };
 
 struct Options {
-    std::string address = "127.0.0.1";
-    int port = 0; /* 0: one that is free */
+    std::string address = "127.0.0.1"; /* of IPv4 or IPv6 */
+    int port = 0;                      /* 0: one that is free */
 
     int clusters = 1;
     int hosts = 4; /* in all, spread over the clusters */

@@ -70,6 +70,7 @@ TEST(MXUserRWLock, ThreadsReadAtOnceAndEachKnowsWhatItHolds) {
 
 TEST(MXUserRWLock, ThreadsGetOneSingleton) {
     static MXUserRWLock *storage;
+    storage = nullptr;
     InThreads(kThreads, [&](int) {
         MXUserRWLock *lock = MXUser_CreateSingletonRWLock(&storage, "productStateLock", 0xFF000000);
         EXPECT_EQ(lock, MXUser_CreateSingletonRWLock(&storage, nullptr, 0));

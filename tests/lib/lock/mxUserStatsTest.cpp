@@ -140,6 +140,7 @@ TEST_F(MXUserStats, ALockIsNamedOnceAndReportsOnlyIfItCounts) {
 
 TEST_F(MXUserStats, AModeAsksTheControlOperation) {
     static std::vector<guint32> arguments;
+    arguments.clear();
     const MXUserControl control = [](MXUserHeader *, guint32, guint32 argument) {
         arguments.push_back(argument);
         return FALSE;

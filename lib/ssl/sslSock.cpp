@@ -1,0 +1,171 @@
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+#include <span>
+
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include "lib/misc/panic.h"
+#include "lib/ssl/sslErrors.h"
+#include "lib/ssl/sslInt.h"
+#include "lib/ssl/sslSockInt.h"
+#include "lib/ssl/sslSocketBio.h"
+
+namespace {
+
+constexpr guint32 kConnectionLockRank = 0xFEFFFFFF;
+
+ssize_t Fail(int error) {
+    errno = error;
+    return -1;
+}
+
+/* No more input or output on a connection that has failed. */
+ssize_t Refuse() {
+    SSLSetSystemError(SSL_SYSTEM_ERROR_LOST);
+    return -1;
+}
+
+/* What the caller of SSL_Read() or SSL_Write() gets, from what OpenSSL's function answered. */
+ssize_t Finish(SSLSock *sock, int result) {
+    sock->sslIOError = SSLSetErrorState(sock->sslCnx, result);
+    return sock->sslIOError == SSL_ERROR_NONE ? result : -1;
+}
+
+ssize_t ReadEncrypted(SSLSock *sock, void *buf, int len) {
+    __wrap_ERR_clear_error();
+    return Finish(sock, __wrap_SSL_read(sock->sslCnx, buf, len));
+}
+
+/* Keeps the first descriptor of a message. A sender may put in as many as the buffer holds: nobody else would
+ * ever close the others. */
+int TakeDescriptor(const cmsghdr *message) {
+    int fds[2] = {-1, -1};
+    const size_t size = std::min(message->cmsg_len - CMSG_LEN(0), sizeof fds);
+    memcpy(fds, CMSG_DATA(message), size);
+    if (fds[1] >= 0)
+        close(fds[1]);
+    return fds[0];
+}
+
+void CollectDescriptors(msghdr *header, int *fd) {
+    for (cmsghdr *message = CMSG_FIRSTHDR(header); message != nullptr;
+         message = CMSG_NXTHDR(header, message)) {
+        if (message->cmsg_level != SOL_SOCKET || message->cmsg_type != SCM_RIGHTS)
+            continue;
+        if (*fd >= 0)
+            close(*fd); /* the last one wins */
+        *fd = TakeDescriptor(message);
+    }
+}
+
+ssize_t ReceivePlain(int from, void *buf, size_t len, int *fd) {
+    alignas(cmsghdr) char control[CMSG_SPACE(sizeof *fd)];
+    iovec vector{buf, len};
+    msghdr header{};
+    header.msg_iov = &vector;
+    header.msg_iovlen = 1;
+    header.msg_control = control;
+    header.msg_controllen = sizeof control;
+    const ssize_t count = recvmsg(from, &header, 0);
+    if (count >= 0)
+        CollectDescriptors(&header, fd);
+    return count;
+}
+
+} // namespace
+
+SSLSock *SSL_New(int fd, gboolean closeFdOnShutdown) {
+    SSLCheckLockingCallback();
+    auto *sock = static_cast<SSLSock *>(calloc(1, sizeof(SSLSock)));
+    VERIFY(sock != nullptr);
+    sock->fd = fd;
+    sock->closeFdOnShutdown = closeFdOnShutdown;
+    sock->connectionLock = MXUser_CreateRecLock("sslConnectionLock", kConnectionLockRank);
+    VERIFY(sock->connectionLock != nullptr);
+    return sock;
+}
+
+void SSL_SetCloseOnShutdownFlag(SSLSock *sock) {
+    sock->closeFdOnShutdown = TRUE;
+}
+
+int SSL_GetFd(SSLSock *sock) {
+    return sock->fd;
+}
+
+int SSL_GetIOError(SSLSock *sock) {
+    return sock->sslIOError;
+}
+
+ssize_t SSL_Read(SSLSock *sock, void *buf, int len) {
+    SSLCheckLockingCallback();
+    if (sock->connectionFailed)
+        return Refuse();
+    if (sock->encrypted)
+        return ReadEncrypted(sock, buf, len);
+    return len >= 0 ? read(sock->fd, buf, static_cast<size_t>(len)) : Fail(EINVAL);
+}
+
+ssize_t SSL_Write(SSLSock *sock, const void *buf, int len) {
+    SSLCheckLockingCallback();
+    if (sock->connectionFailed)
+        return Refuse();
+    if (!sock->encrypted)
+        return len >= 0 ? SSLSocket_Write(sock->fd, buf, static_cast<size_t>(len)) : Fail(EINVAL);
+    __wrap_ERR_clear_error();
+    return Finish(sock, __wrap_SSL_write(sock->sslCnx, buf, len));
+}
+
+ssize_t SSL_RecvDataAndFd(SSLSock *sock, void *buf, size_t len, int *fd) {
+    SSLCheckLockingCallback();
+    *fd = -1;
+    if (sock->connectionFailed)
+        return Refuse();
+    if (sock->encrypted)
+        return ReadEncrypted(sock, buf, static_cast<int>(std::min<size_t>(len, INT_MAX)));
+    return ReceivePlain(sock->fd, buf, len, fd);
+}
+
+int SSL_Pending(SSLSock *sock) {
+    SSLCheckLockingCallback();
+    return sock->encrypted ? __wrap_SSL_pending(sock->sslCnx) : 0;
+}
+
+int SSL_Want(SSLSock *sock) {
+    return sock->sslCnx != nullptr ? __wrap_SSL_want(sock->sslCnx) : SSL_NOTHING;
+}
+
+gboolean SSL_WantRead(SSLSock *sock) {
+    return SSL_Want(sock) == SSL_READING;
+}
+
+gboolean SSL_WantWrite(SSLSock *sock) {
+    return SSL_Want(sock) == SSL_WRITING;
+}
+
+long SSL_SetMode(SSLSock *sock, long mode) {
+    return sock->sslCnx != nullptr ? __wrap_SSL_ctrl(sock->sslCnx, SSL_CTRL_MODE, mode, nullptr)
+                                   : 0;
+}
+
+int SSL_Shutdown(SSLSock *sock) {
+    SSLCheckLockingCallback();
+    if (sock->encrypted) {
+        /* Nothing is sent, and nothing waited for. It can only fail on a handshake that is not over, for which
+         * freeing is as good. */
+        __wrap_SSL_shutdown(sock->sslCnx);
+        __wrap_ERR_clear_error();
+    }
+    if (sock->sslCnx != nullptr)
+        __wrap_SSL_free(sock->sslCnx);
+    const int result = sock->closeFdOnShutdown ? close(sock->fd) : 0;
+    const int savedErrno = errno;
+    MXUser_DestroyRecLock(sock->connectionLock);
+    free(sock);
+    errno = savedErrno;
+    return result;
+}

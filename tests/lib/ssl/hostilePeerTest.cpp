@@ -1,0 +1,214 @@
+// What a peer may send or leave out: always an error, never an end of the process, and nothing stays behind.
+#include <cstdlib>
+
+#include <unistd.h>
+
+#include "tests/lib/ssl/tlsPair.h"
+
+namespace {
+
+const std::string kPlainReply = "HTTP/1.1 400 Bad Request\r\nContent-Length: 0\r\n\r\n";
+const std::string kPlainRequest =
+    "POST /sdk HTTP/1.1\r\nHost: localhost\r\nContent-Length: 0\r\n\r\n";
+const std::string kLongRecord = std::string("\x16\x03\x03\xff\xff", 5) + std::string(65535, 'x');
+const std::string kShortRecord("\x16\x03\x03\x00\x00", 5);
+const std::string kUnknownRecord("\x63\x03\x03\x00\x01\x00", 6);
+const std::string kAlert("\x15\x03\x03\x00\x02\x02\x28", 7);
+const std::string kOldHello("\x80\x2e\x01\x00\x02\x00\x15\x00\x00\x00\x10", 11);
+const std::string kDataTooEarly("\x17\x03\x03\x00\x02hi", 7);
+
+void Send(int fd, const std::string &bytes) {
+    EXPECT_EQ(ssize_t(bytes.size()), write(fd, bytes.data(), bytes.size()));
+}
+
+class SslHostilePeer : public SslTest {
+protected:
+    ContextPtr serverCtx = ServerContext(ServerCertificate());
+    ContextPtr clientCtx{SSL_NewContext()};
+};
+
+struct BytesRow {
+    const char *what;
+    std::string bytes;
+    int code;
+};
+
+TEST_F(SslHostilePeer, AClientGetsAnErrorFromWhatIsNoHandshake) {
+    const BytesRow rows[] = {
+        {"a plain port", kPlainReply, SSL_ERROR_SSL},
+        {"nothing", "", SSL_ERROR_SYSCALL},
+        {"noise", std::string(5000, '\x93'), SSL_ERROR_SSL},
+        {"zeros", std::string(5000, '\0'), SSL_ERROR_SSL},
+        {"a long record", kLongRecord, SSL_ERROR_SSL},
+        {"an empty record", kShortRecord, SSL_ERROR_SYSCALL},
+        {"an unknown record", kUnknownRecord, SSL_ERROR_SSL},
+        {"an alert", kAlert, SSL_ERROR_SSL},
+        {"data too early", kDataTooEarly, SSL_ERROR_SSL},
+        {"half a record head", "\x16\x03", SSL_ERROR_SYSCALL},
+    };
+    for (const BytesRow &row : rows) {
+        LogRing_Clear();
+        TlsPair ends;
+        Send(SSL_GetFd(ends.server.get()), row.bytes);
+        ends.clock.whileAsleep = [&] { ends.server.reset(); };
+        EXPECT_FALSE(
+            SSLSockConnect(ends.client.get(), nullptr, clientCtx.get(), ends.clock.Clock()))
+            << row.what;
+        EXPECT_EQ(row.code, SSL_GetIOError(ends.client.get())) << row.what;
+        EXPECT_TRUE(ends.client->connectionFailed) << row.what;
+        EXPECT_EQ(1, LogCount("W SSL: connect failed\n")) << row.what;
+    }
+}
+
+TEST_F(SslHostilePeer, AServerGetsAnErrorFromWhatIsNoHandshake) {
+    const BytesRow rows[] = {
+        {"a plain client", kPlainRequest, SSL_ERROR_SSL},
+        {"nothing", "", SSL_ERROR_SYSCALL},
+        {"noise", std::string(5000, '\x93'), SSL_ERROR_SSL},
+        {"zeros", std::string(5000, '\0'), SSL_ERROR_SSL},
+        {"a long record", kLongRecord, SSL_ERROR_SSL},
+        {"an empty record", kShortRecord, SSL_ERROR_SYSCALL},
+        {"an unknown record", kUnknownRecord, SSL_ERROR_SSL},
+        {"an alert", kAlert, SSL_ERROR_SSL},
+        {"a hello of SSL 2", kOldHello, SSL_ERROR_SYSCALL},
+        {"data too early", kDataTooEarly, SSL_ERROR_SSL},
+    };
+    for (const BytesRow &row : rows) {
+        TlsPair ends;
+        Send(SSL_GetFd(ends.client.get()), row.bytes);
+        ends.client.reset();
+        EXPECT_TRUE(SSL_AcceptWithContext(ends.server.get(), serverCtx.get())) << row.what;
+        EXPECT_EQ(row.code, SSL_GetIOError(ends.server.get())) << row.what;
+        EXPECT_TRUE(ends.server->connectionFailed) << row.what;
+        EXPECT_FALSE(SSL_CompleteAccept(ends.server.get())) << row.what;
+    }
+}
+
+/* Carries bytes between two ends, and cuts the line after so many of them in one direction. */
+class CutLine {
+public:
+    CutLine(int clientSide, int serverSide) : toClient(clientSide), toServer(serverSide) {}
+    ~CutLine() { Cut(); }
+    CutLine(const CutLine &) = delete;
+    CutLine &operator=(const CutLine &) = delete;
+
+    void Carry() {
+        Move(toServer, toClient, &leftToClient, &numToClient);
+        Move(toClient, toServer, &leftToServer, &numToServer);
+    }
+
+    size_t leftToClient = SIZE_MAX;
+    size_t leftToServer = SIZE_MAX;
+    size_t numToClient = 0;
+    size_t numToServer = 0;
+
+private:
+    void Move(int &from, int &to, size_t *left, size_t *count) {
+        char buffer[65536];
+        const ssize_t got = from >= 0 ? read(from, buffer, std::min(sizeof buffer, *left)) : -1;
+        if (got > 0) {
+            Send(to, std::string(buffer, size_t(got)));
+            *left -= size_t(got);
+            *count += size_t(got);
+        }
+        if (*left == 0)
+            Cut();
+    }
+    void Cut() {
+        for (int *fd : {&toClient, &toServer}) {
+            if (*fd >= 0)
+                close(*fd);
+            *fd = -1;
+        }
+    }
+
+    int toClient;
+    int toServer;
+};
+
+/* A whole conversation over a line: the handshake, and a word each way. What came through, as "client,server". */
+std::string Converse(CutLine *line, TlsPair *ends, SSL_CTX *clientCtx, SSL_CTX *serverCtx) {
+    SSLSock *client = ends->client.get();
+    SSLSock *server = ends->server.get();
+    EXPECT_TRUE(SSL_SetupAcceptWithContext(server, serverCtx));
+    int accepted = 0;
+    const auto goOn = [&] {
+        line->Carry();
+        accepted = accepted == 0 ? SSL_TryCompleteAccept(server) : accepted;
+        line->Carry();
+    };
+    ends->clock.whileAsleep = goOn;
+    if (!SSLSockConnect(client, nullptr, clientCtx, ends->clock.Clock()))
+        return "failed";
+    goOn();
+    std::string heard;
+    for (const auto &[from, to] : {std::pair(client, server), {server, client}}) {
+        char buffer[10] = "-";
+        SSL_Write(from, "hello", 6);
+        line->Carry();
+        const ssize_t got = SSL_Read(to, buffer, sizeof buffer);
+        heard += got > 0 ? std::string(buffer) + "," : errno == EAGAIN ? "waits," : "failed,";
+    }
+    return heard;
+}
+
+TEST_F(SslHostilePeer, ALineCutAtAnyByteIsAnErrorOnBothSides) {
+    const size_t step = getenv("ORVANE_EXHAUSTIVE") != nullptr ? 1 : 37;
+    const auto run = [&](size_t toClient, size_t toServer) {
+        const SocketPair near;
+        const SocketPair far;
+        SocketPair outer(SOCK_NONBLOCK);
+        close(outer.fds[0]);
+        close(outer.fds[1]);
+        outer.fds[0] = near.fds[0];
+        outer.fds[1] = far.fds[0];
+        TlsPair ends(outer);
+        CutLine line(near.fds[1], far.fds[1]);
+        line.leftToClient = toClient;
+        line.leftToServer = toServer;
+        const std::string heard = Converse(&line, &ends, clientCtx.get(), serverCtx.get());
+        return std::tuple(heard, line.numToClient, line.numToServer);
+    };
+    const auto [heard, numToClient, numToServer] = run(SIZE_MAX, SIZE_MAX);
+    ASSERT_EQ("hello,hello,", heard);
+    for (size_t at = 0; at < numToClient; at += step)
+        EXPECT_NE("hello,hello,", std::get<0>(run(at, SIZE_MAX))) << at;
+    for (size_t at = 0; at < numToServer; at += step)
+        EXPECT_NE("hello,hello,", std::get<0>(run(SIZE_MAX, at))) << at;
+}
+
+/* Says nothing, or begins well and then says nothing more: both end after two minutes. */
+TEST_F(SslHostilePeer, AStallingServerIsGivenUpAfterTwoMinutes) {
+    for (const std::string &beginning :
+         {std::string(), std::string("\x16\x03\x03\x00\x7a\x02\x00\x00", 8)}) {
+        LogRing_Clear();
+        TlsPair ends;
+        Send(SSL_GetFd(ends.server.get()), beginning);
+        EXPECT_FALSE(
+            SSLSockConnect(ends.client.get(), nullptr, clientCtx.get(), ends.clock.Clock()));
+        EXPECT_EQ(1200, ends.clock.numSleeps);
+        EXPECT_EQ(120 * G_USEC_PER_SEC, ends.clock.microseconds);
+        EXPECT_EQ(SSL_ERROR_WANT_READ, SSL_GetIOError(ends.client.get()));
+        EXPECT_TRUE(ends.client->connectionFailed);
+        EXPECT_EQ("W SSL: connect failed\n", LogText());
+    }
+}
+
+/* OpenSSL takes chains of up to 100 KB. */
+TEST_F(SslHostilePeer, AChainOfCertificatesMayBeLongButNotEndless) {
+    for (const auto &[padding, isTaken] :
+         {std::pair(size_t(45000), true), {size_t(52000), false}}) {
+        const auto root = certificates::SelfSigned(
+            {.commonName = "Root", .isAuthority = true, .padding = padding});
+        const auto leaf = certificates::IssuedBy(root, {.padding = padding});
+        const ContextPtr ctx = ServerContext(leaf);
+        const TemporaryFolder folder;
+        const std::string chain = folder.Write("chain", certificates::PemOf({leaf, root}));
+        ASSERT_EQ(1, __wrap_SSL_CTX_use_certificate_chain_file(ctx.get(), chain.c_str()));
+        TlsPair ends;
+        EXPECT_EQ(isTaken, ends.ShakeHands(clientCtx.get(), ctx.get())) << LogText();
+        EXPECT_EQ(isTaken ? SSL_ERROR_NONE : SSL_ERROR_SSL, SSL_GetIOError(ends.client.get()));
+    }
+}
+
+} // namespace

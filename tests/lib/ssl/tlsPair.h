@@ -1,0 +1,126 @@
+/*
+ * tlsPair.h -- two ends of a TLS connection in one thread, and a clock that moves by hand
+ *
+ *   TlsPair pair;                       a socket pair that does not block, with a connection on each end
+ *   ASSERT_TRUE(pair.ShakeHands(clientCtx, serverCtx));
+ *   SSL_Write(pair.client.get(), ...);  SSL_Read(pair.server.get(), ...);
+ *
+ * While the client waits, the server goes on: that is what the clock's sleep does.
+ */
+#pragma once
+
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+
+#include "lib/misc/glibPtr.h"
+#include "lib/misc/log.h"
+#include "lib/ssl/sslInt.h"
+#include "lib/ssl/sslSockInt.h"
+#include "tests/support/temporaryFolder.h"
+#include "tools/certificates/certificate.h"
+
+using SockPtr = std::unique_ptr<SSLSock, Release<SSL_Shutdown>>;
+using ContextPtr = std::unique_ptr<SSL_CTX, Release<SSL_FreeContext>>;
+
+inline std::string LogText() {
+    return GPtr<char>(LogRing_Copy()).get();
+}
+
+/* How often a text is in the log. */
+inline int LogCount(const std::string &wanted) {
+    const std::string text = LogText();
+    int count = 0;
+    for (size_t at = text.find(wanted); at != std::string::npos; at = text.find(wanted, at + 1))
+        count++;
+    return count;
+}
+
+inline long CountDescriptors() {
+    const std::filesystem::directory_iterator all("/proc/self/fd");
+    return std::distance(begin(all), end(all));
+}
+
+/* Time passes only while a handshake sleeps. */
+struct HandClock {
+    gint64 microseconds = 0;
+    int numSleeps = 0;
+    std::function<void()> whileAsleep = [] {};
+
+    SSLSockClock Clock() {
+        return {
+            [](void *data) {
+                return static_cast<HandClock *>(data)->microseconds / G_USEC_PER_SEC;
+            },
+            [](void *data, gint64 duration) {
+                auto *clock = static_cast<HandClock *>(data);
+                clock->microseconds += duration;
+                clock->numSleeps++;
+                clock->whileAsleep();
+            },
+            this,
+        };
+    }
+};
+
+struct SocketPair {
+    int fds[2] = {-1, -1};
+    explicit SocketPair(int flags = SOCK_NONBLOCK) {
+        EXPECT_EQ(0, socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | flags, 0, fds));
+    }
+};
+
+struct TlsPair {
+    explicit TlsPair(const SocketPair &sockets = SocketPair())
+        : client(SSL_New(sockets.fds[0], TRUE)), server(SSL_New(sockets.fds[1], TRUE)) {}
+
+    /* Whether both sides came through with it. */
+    bool ShakeHands(SSL_CTX *clientCtx, SSL_CTX *serverCtx, SSLVerifyParam *param = nullptr) {
+        if (!SSL_SetupAcceptWithContext(server.get(), serverCtx))
+            return false;
+        int accepted = 0;
+        clock.whileAsleep = [&] { accepted = SSL_TryCompleteAccept(server.get()); };
+        if (!SSLSockConnect(client.get(), param, clientCtx, clock.Clock()))
+            return false;
+        return accepted == 1 || SSL_TryCompleteAccept(server.get()) == 1;
+    }
+
+    SockPtr client;
+    SockPtr server;
+    HandClock clock;
+};
+
+/* A context that presents a certificate. */
+inline ContextPtr ServerContext(const certificates::Certificate &certificate) {
+    const TemporaryFolder folder;
+    const std::string cert = folder.Write("server.pem", certificate.pem);
+    const std::string key = folder.Write("server.key", certificate.key->Pem());
+    ContextPtr ctx(SSL_NewContext());
+    EXPECT_EQ(1, __wrap_SSL_CTX_use_certificate_file(ctx.get(), cert.c_str(), X509_FILETYPE_PEM));
+    EXPECT_EQ(1, __wrap_SSL_CTX_use_PrivateKey_file(ctx.get(), key.c_str(), X509_FILETYPE_PEM));
+    return ctx;
+}
+
+inline const certificates::Certificate &ServerCertificate() {
+    static const certificates::Certificate certificate = certificates::SelfSigned({});
+    return certificate;
+}
+
+/* Starts the layer, with an empty log; sees to it that no descriptor stays open. */
+class SslTest : public testing::Test {
+protected:
+    SslTest() {
+        SSL_Init(nullptr, nullptr, nullptr);
+        ServerCertificate(); /* what it opens for good is not the test's */
+        LogRing_Clear();
+        numDescriptors = CountDescriptors();
+    }
+    ~SslTest() override { EXPECT_EQ(numDescriptors, CountDescriptors()); }
+
+private:
+    long numDescriptors = 0;
+};
