@@ -6,8 +6,8 @@
 #include <ctime>
 #include <new>
 
+#include "lib/lock/mxUserLockStats.h"
 #include "lib/misc/log.h"
-#include "lib/misc/utilSafe.h"
 
 constinit std::atomic<guint32> MXUserProcessSignature = 0;
 
@@ -33,22 +33,26 @@ void MXUserChooseProcessSignature() {
 
 } // namespace
 
-void MXUserInitHeader(MXUserHeader *header, const MXUserIdentity &identity, const char *name,
-                      guint32 rank, const void *caller) {
+void MXUserInitHeader(MXUserHeader *header, const MXUserKind &kind, const MXUserWish &wish) {
     MXUserChooseProcessSignature();
     char madeUp[48];
-    if (!name) {
-        snprintf(madeUp, sizeof madeUp, "%s-%p", identity.prefix, caller);
-        name = madeUp;
-    }
-    header->signature = MXUserSignature(identity.type);
-    header->name = UtilSafeStrdup0(name);
-    header->rank = rank;
+    snprintf(madeUp, sizeof madeUp, "%s-%p", kind.prefix, wish.caller);
+    header->signature = MXUserSignature(kind.type);
+    header->name = UtilSafeStrdup0(wish.name ? wish.name : madeUp);
+    header->rank = wish.rank;
     header->serialNumber = Atomic_FetchAdd(&lastSerialNumber, 1) + 1;
-    header->dumpFunc = identity.dumpFunc;
+    header->dumpFunc = kind.dumpFunc;
     header->statsAction = nullptr;
     header->previous = nullptr;
     header->next = nullptr;
+}
+
+void MXUserInitLock(MXUserHeader *header, MXUserLockStats *stats, const MXUserKind &kind,
+                    const MXUserWish &wish) {
+    MXUserInitHeader(header, kind, wish);
+    if (!wish.isSilent)
+        MXUserLockStatsInit(header, stats, MXUserStatsMode(), kind.control);
+    MXUserAddToList(header);
 }
 
 void MXUserClearHeader(MXUserHeader *header) {

@@ -1,11 +1,7 @@
 #include "lib/lock/mxUserInt.h"
 
-#include <cstdlib>
-#include <new>
-
 #include "lib/lock/mxUserLockStats.h"
 #include "lib/misc/log.h"
-#include "lib/misc/utilSafe.h"
 
 namespace {
 
@@ -18,30 +14,12 @@ void MXUserDumpExclLock(const MXUserHeader *header) {
             static_cast<const void *>(&lock->recursiveLock.nativeThreadID));
 }
 
-constexpr MXUserIdentity kIdentity = {MXUserType::ExclLock, "X", MXUserDumpExclLock};
-
 gboolean MXUserControlExclHeader(MXUserHeader *header, guint32 command, guint32 argument) {
     return MXUser_ControlExclLock(reinterpret_cast<MXUserExclLock *>(header), command, argument);
 }
 
-MXUserExclLock *MXUserCreateExclLockSilent(const char *name, guint32 rank, const void *caller) {
-    auto *lock = new (UtilSafeCalloc0(1, sizeof(MXUserExclLock))) MXUserExclLock;
-    if (!MXRecLockInit(&lock->recursiveLock)) {
-        free(lock);
-        return nullptr;
-    }
-    MXUserInitHeader(&lock->header, kIdentity, name, rank, caller);
-    MXUserAddToList(&lock->header);
-    return lock;
-}
-
-MXUserExclLock *MXUserCreateExclLock(const char *name, guint32 rank, const void *caller) {
-    MXUserExclLock *lock = MXUserCreateExclLockSilent(name, rank, caller);
-    if (lock)
-        MXUserLockStatsInit(&lock->header, &lock->stats, MXUserStatsMode(),
-                            MXUserControlExclHeader);
-    return lock;
-}
+constexpr MXUserKind kKind = {MXUserType::ExclLock, "X", MXUserDumpExclLock,
+                              MXUserControlExclHeader};
 
 void MXUserWaitExclLock(MXUserExclLock *lock, MXUserCondVar *condVar, guint32 milliseconds,
                         const void *caller) {
@@ -53,18 +31,19 @@ void MXUserWaitExclLock(MXUserExclLock *lock, MXUserCondVar *condVar, guint32 mi
 } // namespace
 
 MXUserExclLock *MXUser_CreateExclLock(const char *name, guint32 rank) {
-    return MXUserCreateExclLock(name, rank, __builtin_return_address(0));
+    return MXUserNewLock<MXUserExclLock>(kKind, {name, rank, __builtin_return_address(0)});
 }
 
 MXUserExclLock *MXUser_CreateExclLockSilent(const char *name, guint32 rank) {
-    return MXUserCreateExclLockSilent(name, rank, __builtin_return_address(0));
+    return MXUserNewLock<MXUserExclLock>(kKind, {name, rank, __builtin_return_address(0), true});
 }
 
 MXUserExclLock *MXUser_CreateSingletonExclLock(MXUserExclLock **storage, const char *name,
                                                guint32 rank) {
-    const void *caller = __builtin_return_address(0);
+    const MXUserWish wish = {name, rank, __builtin_return_address(0)};
     return MXUserSingleton(
-        storage, [&] { return MXUserCreateExclLock(name, rank, caller); }, MXUser_DestroyExclLock);
+        storage, [&] { return MXUserNewLock<MXUserExclLock>(kKind, wish); },
+        MXUser_DestroyExclLock);
 }
 
 void MXUser_DestroyExclLock(MXUserExclLock *lock) {

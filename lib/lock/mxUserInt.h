@@ -6,6 +6,8 @@
 #pragma once
 
 #include <atomic>
+#include <cstdlib>
+#include <new>
 
 #include <glib.h>
 
@@ -14,6 +16,7 @@
 #include "lib/misc/atomicFence.h"
 #include "lib/misc/hashTable.h"
 #include "lib/misc/panic.h"
+#include "lib/misc/utilSafe.h"
 
 enum class MXUserType : guint32 { RWLock = 1, RecLock = 2, ExclLock = 4, CondVar = 6 };
 
@@ -83,15 +86,40 @@ inline bool MXUserIsCounted(const MXUserHeader *header) {
     return header->statsAction.load(std::memory_order_acquire) != nullptr;
 }
 
-struct MXUserIdentity {
+using MXUserControl = gboolean (*)(MXUserHeader *header, guint32 command, guint32 argument);
+
+/* What the locks of one kind have in common. */
+struct MXUserKind {
     MXUserType type;
     const char *prefix; /* of the name that is made if the caller gives none */
     void (*dumpFunc)(const MXUserHeader *header);
+    MXUserControl control;
 };
 
-/* Fills in all but statistics and list. */
-void MXUserInitHeader(MXUserHeader *header, const MXUserIdentity &identity, const char *name,
-                      guint32 rank, const void *caller);
+/* What the caller says of a new lock. */
+struct MXUserWish {
+    const char *name; /* or NULL */
+    guint32 rank;
+    const void *caller;
+    bool isSilent = false;
+};
+
+void MXUserInitHeader(MXUserHeader *header, const MXUserKind &kind, const MXUserWish &wish);
+
+/* The same, and the statistics, unless silent; then the lock is on the list. */
+void MXUserInitLock(MXUserHeader *header, MXUserLockStats *stats, const MXUserKind &kind,
+                    const MXUserWish &wish);
+
+/* A new lock with a native core; NULL if the system has none to give. */
+template <class Lock> Lock *MXUserNewLock(const MXUserKind &kind, const MXUserWish &wish) {
+    auto *lock = new (UtilSafeCalloc0(1, sizeof(Lock))) Lock;
+    if (!MXRecLockInit(&lock->recursiveLock)) {
+        free(lock);
+        return nullptr;
+    }
+    MXUserInitLock(&lock->header, &lock->stats, kind, wish);
+    return lock;
+}
 
 /* Ends the life of a header that is on no list any more. */
 void MXUserClearHeader(MXUserHeader *header);

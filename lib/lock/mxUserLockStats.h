@@ -24,8 +24,6 @@ constexpr guint32 MXUserStatsMode() {
     return 0;
 }
 
-using MXUserControl = gboolean (*)(MXUserHeader *header, guint32 command, guint32 argument);
-
 /* Clears the statistics of a new lock, then does what the mode says. */
 void MXUserLockStatsInit(MXUserHeader *header, MXUserLockStats *stats, guint32 mode,
                          MXUserControl control);

@@ -1,12 +1,8 @@
-#include <cstdlib>
-#include <new>
-
 #include "lib/lock/mxUserInt.h"
 #include "lib/lock/mxUserLockStats.h"
 #include "lib/lock/mxUserStats.h"
 #include "lib/lock/vthreadBase.h"
 #include "lib/misc/log.h"
-#include "lib/misc/utilSafe.h"
 
 namespace {
 
@@ -31,8 +27,6 @@ void MXUserDumpRWLock(const MXUserHeader *header) {
     Warning("\tholderCount %d\n", int(lock->holderCount.load()));
 }
 
-constexpr MXUserIdentity kIdentity = {MXUserType::RWLock, "RW", MXUserDumpRWLock};
-
 void MXUserFreeHashEntry(gpointer context) {
     free(context);
 }
@@ -41,18 +35,15 @@ gboolean MXUserControlRWHeader(MXUserHeader *header, guint32 command, guint32 ar
     return MXUser_ControlRWLock(reinterpret_cast<MXUserRWLock *>(header), command, argument);
 }
 
-MXUserRWLock *MXUserCreateRWLock(const char *name, guint32 rank, const void *caller) {
-    auto *lock = new (UtilSafeCalloc0(1, sizeof(MXUserRWLock))) MXUserRWLock;
-    if (!MXRecLockInit(&lock->recursiveLock)) {
-        free(lock);
+constexpr MXUserKind kKind = {MXUserType::RWLock, "RW", MXUserDumpRWLock, MXUserControlRWHeader};
+
+MXUserRWLock *MXUserCreateRWLock(const MXUserWish &wish) {
+    auto *lock = MXUserNewLock<MXUserRWLock>(kKind, wish);
+    if (!lock)
         return nullptr;
-    }
     lock->useNative = pthread_rwlock_init(&lock->nativeLock, nullptr) == 0;
     lock->holderTable =
         HashTable_Alloc(kHolderBuckets, HASHTABLE_INT | HASHTABLE_ATOMIC, MXUserFreeHashEntry);
-    MXUserInitHeader(&lock->header, kIdentity, name, rank, caller);
-    MXUserLockStatsInit(&lock->header, &lock->stats, MXUserStatsMode(), MXUserControlRWHeader);
-    MXUserAddToList(&lock->header);
     return lock;
 }
 
@@ -120,13 +111,13 @@ void MXUserAcquisition(MXUserRWLock *lock, guint32 state, const void *caller) {
 } // namespace
 
 MXUserRWLock *MXUser_CreateRWLock(const char *name, guint32 rank) {
-    return MXUserCreateRWLock(name, rank, __builtin_return_address(0));
+    return MXUserCreateRWLock({name, rank, __builtin_return_address(0)});
 }
 
 MXUserRWLock *MXUser_CreateSingletonRWLock(MXUserRWLock **storage, const char *name, guint32 rank) {
-    const void *caller = __builtin_return_address(0);
+    const MXUserWish wish = {name, rank, __builtin_return_address(0)};
     return MXUserSingleton(
-        storage, [&] { return MXUserCreateRWLock(name, rank, caller); }, MXUser_DestroyRWLock);
+        storage, [&] { return MXUserCreateRWLock(wish); }, MXUser_DestroyRWLock);
 }
 
 void MXUser_DestroyRWLock(MXUserRWLock *lock) {

@@ -1,12 +1,9 @@
 #include "lib/lock/mxUserInt.h"
 
 #include <cstdio>
-#include <cstdlib>
-#include <new>
 
 #include "lib/lock/mxUserLockStats.h"
 #include "lib/misc/log.h"
-#include "lib/misc/utilSafe.h"
 
 namespace {
 
@@ -24,29 +21,11 @@ void MXUserDumpRecLock(const MXUserHeader *header) {
             static_cast<const void *>(&lock->recursiveLock.nativeThreadID));
 }
 
-constexpr MXUserIdentity kIdentity = {MXUserType::RecLock, "R", MXUserDumpRecLock};
-
 gboolean MXUserControlRecHeader(MXUserHeader *header, guint32 command, guint32 argument) {
     return MXUser_ControlRecLock(reinterpret_cast<MXUserRecLock *>(header), command, argument);
 }
 
-MXUserRecLock *MXUserCreateRecLockSilent(const char *name, guint32 rank, const void *caller) {
-    auto *lock = new (UtilSafeCalloc0(1, sizeof(MXUserRecLock))) MXUserRecLock;
-    if (!MXRecLockInit(&lock->recursiveLock)) {
-        free(lock);
-        return nullptr;
-    }
-    MXUserInitHeader(&lock->header, kIdentity, name, rank, caller);
-    MXUserAddToList(&lock->header);
-    return lock;
-}
-
-MXUserRecLock *MXUserCreateRecLock(const char *name, guint32 rank, const void *caller) {
-    MXUserRecLock *lock = MXUserCreateRecLockSilent(name, rank, caller);
-    if (lock)
-        MXUserLockStatsInit(&lock->header, &lock->stats, MXUserStatsMode(), MXUserControlRecHeader);
-    return lock;
-}
+constexpr MXUserKind kKind = {MXUserType::RecLock, "R", MXUserDumpRecLock, MXUserControlRecHeader};
 
 /* Lets go of the lock; whoever is the last one destroys it. */
 void MXUserCondDestroyRecLock(MXUserRecLock *lock) {
@@ -84,18 +63,18 @@ void MXUserWaitRecLock(MXUserRecLock *lock, MXUserCondVar *condVar, guint32 mill
 } // namespace
 
 MXUserRecLock *MXUser_CreateRecLock(const char *name, guint32 rank) {
-    return MXUserCreateRecLock(name, rank, __builtin_return_address(0));
+    return MXUserNewLock<MXUserRecLock>(kKind, {name, rank, __builtin_return_address(0)});
 }
 
 MXUserRecLock *MXUser_CreateRecLockSilent(const char *name, guint32 rank) {
-    return MXUserCreateRecLockSilent(name, rank, __builtin_return_address(0));
+    return MXUserNewLock<MXUserRecLock>(kKind, {name, rank, __builtin_return_address(0), true});
 }
 
 MXUserRecLock *MXUser_CreateSingletonRecLock(MXUserRecLock **storage, const char *name,
                                              guint32 rank) {
-    const void *caller = __builtin_return_address(0);
+    const MXUserWish wish = {name, rank, __builtin_return_address(0)};
     return MXUserSingleton(
-        storage, [&] { return MXUserCreateRecLock(name, rank, caller); }, MXUser_DestroyRecLock);
+        storage, [&] { return MXUserNewLock<MXUserRecLock>(kKind, wish); }, MXUser_DestroyRecLock);
 }
 
 MXUserRecLock *MXUser_BindMXMutexRec(gpointer externalMutex, guint32 rank) {
@@ -107,7 +86,7 @@ MXUserRecLock *MXUser_BindMXMutexRec(gpointer externalMutex, guint32 rank) {
     char name[32];
     snprintf(name, sizeof name, "MX_%p", externalMutex);
     auto *lock = new (UtilSafeCalloc0(1, sizeof(MXUserRecLock))) MXUserRecLock;
-    MXUserInitHeader(&lock->header, kIdentity, name, rank, nullptr);
+    MXUserInitHeader(&lock->header, kKind, {name, rank, nullptr});
     lock->vmmLock = externalMutex;
     return lock;
 }
