@@ -61,7 +61,7 @@ SSL_CTX *SSL_NewContext(void) {
 }
 
 SSL_CTX *SSL_DefaultContext(void) {
-    return sslModule.ssl_ctx;
+    return SSLTrustingContext();
 }
 
 void SSL_FreeContext(SSL_CTX *ctx) {
@@ -69,7 +69,7 @@ void SSL_FreeContext(SSL_CTX *ctx) {
 }
 
 int SSL_SetVerifyLocations(SSL_CTX *ctx, const char *caFile, const char *caDir) {
-    return __wrap_SSL_CTX_load_verify_locations(ctx != nullptr ? ctx : sslModule.ssl_ctx, caFile,
+    return __wrap_SSL_CTX_load_verify_locations(ctx != nullptr ? ctx : SSLTrustingContext(), caFile,
                                                 caDir);
 }
 

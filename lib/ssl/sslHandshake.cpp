@@ -119,7 +119,7 @@ gboolean SSL_ConnectAndVerifyWithContext(SSLSock *sock, SSLVerifyParam *param, S
 }
 
 gboolean SSL_ConnectAndVerify(SSLSock *sock, SSLVerifyParam *param) {
-    return SSL_ConnectAndVerifyWithContext(sock, param, sslModule.ssl_ctx);
+    return SSL_ConnectAndVerifyWithContext(sock, param, SSLTrustingContext());
 }
 
 gboolean SSL_Connect(SSLSock *sock) {

@@ -22,7 +22,8 @@ struct SSLModuleState {
     void *libcryptoHandle; /* stays open after SSL_Exit() */
     void *libsslHandle;
 
-    SSL_CTX *ssl_ctx; /* the default context */
+    SSL_CTX *ssl_ctx; /* the default context; for what may verify a peer see SSLTrustingContext() */
+    bool hasHostCAs;  /* the default context trusts the machine's CA certificates by now */
     std::atomic<bool> SSLModuleInitialized;
     std::atomic<bool> weSetLockingCallback; /* OpenSSL's locking callback is ours */
     std::atomic<bool> useSSLCompression;
@@ -52,6 +53,13 @@ void SSLStateUnlock();
 
 /* Whether the calling thread holds it; for assertions only. */
 bool SSLStateIsLocked();
+
+/*
+ * The default context, trusting the machine's CA certificates; NULL before SSL_Init(). Every way by which the context
+ * gets out of the module or verifies a peer leads through here. The certificates are read when that happens
+ * first: it takes some 30 ms, and a process whose connections are all libcurl's never needs them.
+ */
+SSL_CTX *SSLTrustingContext();
 
 struct SSLStateGuard {
     SSLStateGuard() { SSLStateLock(); }

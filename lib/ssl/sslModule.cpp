@@ -168,6 +168,15 @@ bool SSLStateIsLocked() {
     return MXUser_IsCurThreadHoldingRecLock(SSLStateLockOf());
 }
 
+SSL_CTX *SSLTrustingContext() {
+    SSLStateGuard guard;
+    if (sslModule.ssl_ctx != nullptr && !sslModule.hasHostCAs) {
+        SSLAddHostCAStore(sslModule.ssl_ctx);
+        sslModule.hasHostCAs = true;
+    }
+    return sslModule.ssl_ctx;
+}
+
 void SSLCheckLockingCallback() {
     if (!sslModule.weSetLockingCallback)
         return;
@@ -207,7 +216,6 @@ void SSL_Init(SSLGetLibraryDirFn getLibFn, const char *defaultLib, const char *n
     sslModule.SSLVerifyStateIx =
         __wrap_SSL_get_ex_new_index(0, nullptr, nullptr, nullptr, FreeSSLVerifyState);
     SSLAccess_MakeStoreSlot();
-    SSLAddHostCAStore(sslModule.ssl_ctx);
     SSLSetDefaultFiles();
     __wrap_ENGINE_register_all_ciphers();
     __wrap_ENGINE_register_all_digests();
@@ -218,6 +226,7 @@ void SSL_Exit(void) {
     if (!sslModule.SSLModuleInitialized)
         return;
     __wrap_SSL_CTX_free(std::exchange(sslModule.ssl_ctx, nullptr));
+    sslModule.hasHostCAs = false;
     SSLRemoveCallbacks();
     __wrap_ENGINE_cleanup();
     __wrap_EVP_cleanup();
