@@ -12,6 +12,8 @@
 }
 
 [[gnu::weak]] void SSLVerifyState_Free(SSLVerifyState *state) {
+    if (state != nullptr && state->destroy != nullptr)
+        state->destroy(state->verifyClientData);
     g_free(state);
 }
 
