@@ -166,7 +166,7 @@ DH *SSLTmpDHFilesSKIPCallback(SSL *ssl, int isExport, int keyLength) {
     DH *dh = SSLTmpDHFilesCallback(ssl, isExport, keyLength);
     if (dh != nullptr)
         return dh;
-    __wrap_ERR_clear_error(); /* what the failed reading left would pass for a fault of the handshake */
+    SSLClearErrors(); /* what the failed reading left would pass for a fault of the handshake */
     SSLStateGuard guard;
     const BuiltInRow &row = BuiltIn(keyLength);
     return SSLTmpDHFromConstants(ssl, row.slot, row.prime, kGenerator);

@@ -16,6 +16,9 @@
  * errno. */
 void SSLPrintErrors(int level);
 
+/* Empties the queue, if there is anything in it. */
+void SSLClearErrors();
+
 enum SSLSystemError {
     SSL_SYSTEM_ERROR_RETRY = 0, /* EAGAIN */
     SSL_SYSTEM_ERROR_LOST = 1,  /* 1, on a connection that has failed before */

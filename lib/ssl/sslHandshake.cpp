@@ -26,7 +26,7 @@ bool MustWait(const SSLSock *sock) {
 
 /* Makes the connection structure, in place of one that an earlier failure has left. */
 bool MakeConnection(SSLSock *sock, SSL_CTX *ctx, const char *failure) {
-    __wrap_ERR_clear_error();
+    SSLClearErrors();
     if (sock->sslCnx != nullptr)
         __wrap_SSL_free(sock->sslCnx);
     sock->sslCnx = __wrap_SSL_new(ctx);
@@ -67,7 +67,7 @@ bool PrepareConnect(SSLSock *sock, SSLVerifyParam *param, SSL_CTX *ctx) {
 }
 
 int TryConnect(SSLSock *sock) {
-    __wrap_ERR_clear_error();
+    SSLClearErrors();
     return __wrap_SSL_connect(sock->sslCnx);
 }
 
@@ -88,7 +88,7 @@ bool PollConnect(SSLSock *sock, const SSLSockClock &clock) {
 }
 
 void TryAccept(SSLSock *sock) {
-    __wrap_ERR_clear_error();
+    SSLClearErrors();
     sock->sslIOError = __wrap_SSL_get_error(sock->sslCnx, __wrap_SSL_accept(sock->sslCnx));
 }
 

@@ -36,7 +36,7 @@ ssize_t Finish(SSLSock *sock, int result) {
 }
 
 ssize_t ReadEncrypted(SSLSock *sock, void *buf, int len) {
-    __wrap_ERR_clear_error();
+    SSLClearErrors();
     return Finish(sock, __wrap_SSL_read(sock->sslCnx, buf, len));
 }
 
@@ -116,7 +116,7 @@ ssize_t SSL_Write(SSLSock *sock, const void *buf, int len) {
         return Refuse();
     if (!sock->encrypted)
         return len >= 0 ? SSLSocket_Write(sock->fd, buf, static_cast<size_t>(len)) : Fail(EINVAL);
-    __wrap_ERR_clear_error();
+    SSLClearErrors();
     return Finish(sock, __wrap_SSL_write(sock->sslCnx, buf, len));
 }
 
@@ -158,7 +158,7 @@ int SSL_Shutdown(SSLSock *sock) {
         /* Nothing is sent, and nothing waited for. It can only fail on a handshake that is not over, for which
          * freeing is as good. */
         __wrap_SSL_shutdown(sock->sslCnx);
-        __wrap_ERR_clear_error();
+        SSLClearErrors();
     }
     if (sock->sslCnx != nullptr)
         __wrap_SSL_free(sock->sslCnx);
