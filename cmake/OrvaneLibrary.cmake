@@ -19,7 +19,8 @@ if(modules)
     set_target_properties(orvane PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION 1)
     target_link_options(orvane PRIVATE
         -Wl,--version-script=${PROJECT_SOURCE_DIR}/exports.map -Wl,--no-undefined -Wl,-z,now -Wl,--as-needed
-        -Wl,-z,nodelete) # OpenSSL keeps callbacks of it for ever
+        -Wl,-z,nodelete # OpenSSL keeps callbacks of it for ever
+        -Wl,-Bsymbolic-functions) # its own calls need no look-up in all libraries of the process
     set_target_properties(orvane PROPERTIES LINK_DEPENDS ${PROJECT_SOURCE_DIR}/exports.map)
     if(ORVANE_SANITIZE MATCHES address OR ORVANE_SANITIZE MATCHES thread)
         # clang leaves the sanitizer's symbols to the program
@@ -28,4 +29,9 @@ if(modules)
 
     add_library(orvane_internal STATIC)
     target_link_libraries(orvane_internal PUBLIC ${modules})
+
+    # opened at run time, so whatever contains the library needs them built
+    foreach(library orvane orvane_internal)
+        add_dependencies(${library} openssl102-crypto openssl102-ssl)
+    endforeach()
 endif()

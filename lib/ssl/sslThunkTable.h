@@ -4,8 +4,8 @@
  *   row 7:  "SSL_SESSION_free", SSL_LIBSSL    <->    sslThunkTargets[7]    <->    __wrap_SSL_SESSION_free
  *
  * Names and libraries are constant and need no relocation; the targets are one array, which SSL_Init() fills in
- * the order of the rows and nothing ever clears. __wrap_NAME loads its target and jumps to it. It touches one
- * register that no caller uses, so arguments in registers and on the stack, variadic ones and results pass as
+ * the order of the rows and nothing ever clears. __wrap_NAME loads its target and jumps to it. It touches no
+ * register, so arguments in registers and on the stack, variadic ones and results pass as
  * they are, and the caller is the next frame of a backtrace.
  *
  * Threads: targets are stored under sslStateLock and read without it; a later SSL_Init() stores the same again.
