@@ -7,6 +7,7 @@
  */
 #include <cstdint>
 #include <iterator>
+#include <string>
 
 #include <orvane/orvane.h>
 #include <sanitizer/lsan_interface.h>
@@ -75,8 +76,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     if (size < 1)
         return 0;
     const Method &method = kMethods[data[0] % std::size(kMethods)];
-    SoapTreePtr tree(
-        OrvaneSoapTree_Parse(reinterpret_cast<const char *>(data) + 1, size - 1, "fuzz"));
+    const std::string text(reinterpret_cast<const char *>(data) + 1, size - 1);
+    SoapTreePtr tree(OrvaneSoapTree_Parse(text.data(), text.size(), "fuzz"));
     xmlNode *body = tree != nullptr ? Child(OrvaneSoapTree_Root(tree.get()), "Body") : nullptr;
     if (body == nullptr)
         return 0;

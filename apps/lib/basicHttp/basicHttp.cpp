@@ -18,6 +18,7 @@ gint64 (*basicHttpNow)(void) = g_get_monotonic_time;
 namespace {
 
 constexpr guint kNumBuckets = 16;
+constexpr long kMaxKeptConnections = 32;
 constexpr gsize kDefaultMaxResponseSize = gsize(256) << 20;
 
 constinit guint lastGeneration = 0;
@@ -107,6 +108,8 @@ BasicHttpGlobalState *BasicHttpAllocState(guint maxOutstandingRequests) {
     curl_multi_setopt(multi, CURLMOPT_SOCKETDATA, nullptr);
     curl_multi_setopt(multi, CURLMOPT_TIMERFUNCTION, BasicHttpTimerCurlCallback);
     curl_multi_setopt(multi, CURLMOPT_TIMERDATA, nullptr);
+    /* By itself libcurl keeps four for each request that runs, and closes the rest of a burst's. */
+    curl_multi_setopt(multi, CURLMOPT_MAXCONNECTS, kMaxKeptConnections);
 
     auto *state = new BasicHttpGlobalState;
     state->multi = multi;

@@ -77,12 +77,18 @@ BasicHttpResponse *BasicHttpMakeResponse(BasicHttpRequest *request) {
     return response;
 }
 
+void BasicHttpSetCompletion(BasicHttpRequest *request, bool isRegistered) {
+    if (request->hasCompletion != isRegistered)
+        request->owner->numCompletions += isRegistered ? 1U : -1U;
+    request->hasCompletion = isRegistered;
+}
+
 } // namespace
 
 void BasicHttpFinishRequest(BasicHttpRequest *request, BasicHttpState state) {
     request->state = state;
     if (request->hasCompletion) {
-        request->hasCompletion = false;
+        BasicHttpSetCompletion(request, false);
         pollCallbackRemoveProc(0, BasicHttpCompleteRequestCallback, request, POLL_REALTIME,
                                POLL_CLASS_MAIN);
     }
@@ -94,8 +100,9 @@ void BasicHttpFinishRequest(BasicHttpRequest *request, BasicHttpState state) {
 void BasicHttpInvokeCallback(BasicHttpRequest *request) {
     if (!request->onSentProc)
         return;
-    request->hasCompletion = pollCallbackProc(0, BasicHttpCompleteRequestCallback, request,
-                                              POLL_REALTIME, 0, nullptr, POLL_CLASS_MAIN) == 0;
+    BasicHttpSetCompletion(request,
+                           pollCallbackProc(0, BasicHttpCompleteRequestCallback, request,
+                                            POLL_REALTIME, 0, nullptr, POLL_CLASS_MAIN) == 0);
     if (!request->hasCompletion)
         Warning("BasicHTTP: The loop does not take a callback; the end of request %p goes "
                 "unheard.\n",
@@ -104,7 +111,7 @@ void BasicHttpInvokeCallback(BasicHttpRequest *request) {
 
 void BasicHttpCompleteRequestCallback(gpointer clientData) {
     auto *request = static_cast<BasicHttpRequest *>(clientData);
-    request->hasCompletion = false;
+    BasicHttpSetCompletion(request, false);
     BasicHttpFinishRequest(request, BASICHTTP_STATE_DONE);
     BasicHttpResponse *response = BasicHttpMakeResponse(request);
     BasicHttpTraceReceived(response);

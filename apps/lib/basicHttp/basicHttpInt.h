@@ -175,6 +175,7 @@ struct BasicHttpGlobalState {
     bool hasKick = false;   /* registered with the loop */
     bool hasTimer = false;
     bool isStartingQueued = false;
+    guint numCompletions = 0; /* ended requests whose senders are about to hear of it */
 };
 
 extern BasicHttpGlobalState *curlGlobalState;

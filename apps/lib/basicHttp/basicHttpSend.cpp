@@ -342,7 +342,10 @@ bool BasicHttpStartRequest(BasicHttpRequest *request) {
         return BasicHttpFailStart(request);
 
     BasicHttpTraceSending(request);
-    BasicHttpRunEngine(BasicHttpWake::kStarted, CURL_SOCKET_BAD);
+    /* While others are still to hear of their ends, libcurl's timer, or the start made by the last of
+     * them, sends for all: requests that leave together wake the server once. */
+    if (state->numCompletions == 0)
+        BasicHttpRunEngine(BasicHttpWake::kStarted, CURL_SOCKET_BAD);
     return true; /* the request may have been freed meanwhile */
 }
 

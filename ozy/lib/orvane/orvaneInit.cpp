@@ -6,6 +6,7 @@
 
 #include "apps/lib/basicHttp/basicHttp.h"
 #include "ozy/lib/orvane/orvaneRuntime.h"
+#include "ozy/lib/orvane/orvaneSoapTree.h"
 #include "ozy/lib/orvane/schemaLoad.h"
 
 namespace {
@@ -33,4 +34,5 @@ gboolean orvane_init(OrvanePollCallback pollCallback, OrvanePollCallbackRemove p
 void orvane_shutdown(void) {
     BasicHttp_Shutdown();
     SSL_Exit();
+    OrvaneSoapTree_ReleaseKept();
 }

@@ -1,7 +1,6 @@
 #include "ozy/lib/orvane/orvaneListener.h"
 
 #include "lib/misc/log.h"
-#include "ozy/lib/orvane/objectWatch.h"
 #include "ozy/lib/orvane/orvaneFault.h"
 #include "ozy/lib/orvane/orvaneListenerInt.h"
 #include "ozy/lib/orvane/orvaneRuntime.h"
@@ -88,6 +87,7 @@ static void orvane_listener_get_property(GObject *object, guint id, GValue *valu
 static void orvane_listener_dispose(GObject *object) {
     OrvaneListenerReleaseTask(ORVANE_LISTENER(object));
     G_OBJECT_CLASS(orvane_listener_parent_class)->dispose(object);
+    ObjectWatch<OrvaneListener>::EndAll(ORVANE_LISTENER(object));
 }
 
 static void orvane_listener_finalize(GObject *object) {
@@ -96,6 +96,7 @@ static void orvane_listener_finalize(GObject *object) {
     g_clear_object(&priv->fault);
     orvane_value_cond_unset(&priv->result);
     orvane_unbind_listener(object);
+    ObjectWatch<OrvaneListener>::EndAll(ORVANE_LISTENER(object));
     G_OBJECT_CLASS(orvane_listener_parent_class)->finalize(object);
 }
 

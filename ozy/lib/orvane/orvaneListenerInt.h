@@ -5,6 +5,7 @@
 
 #include <orvane/schema/ozy.h>
 
+#include "ozy/lib/orvane/objectWatch.h"
 #include "ozy/lib/orvane/orvaneListener.h"
 
 constexpr gint32 kListenerNoProgress = G_MININT32;
@@ -21,6 +22,7 @@ struct _OrvaneListenerPrivate {
     gulong taskLoadHandler;
     gboolean taskLoaded; /* an unload is due */
     gboolean isInternal;
+    ObjectWatch<OrvaneListener> *watches;
 };
 
 void OrvaneListenerEmitProgress(OrvaneListener *listener);

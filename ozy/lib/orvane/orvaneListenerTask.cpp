@@ -7,7 +7,6 @@
  * The task may outlive its session, and its session pointer with it; orvane_session_get_momgr() knows.
  */
 #include "lib/misc/glibPtr.h"
-#include "ozy/lib/orvane/objectWatch.h"
 #include "ozy/lib/orvane/orvaneFault.h"
 #include "ozy/lib/orvane/orvaneListenerInt.h"
 #include "ozy/lib/orvane/orvaneMOMgr.h"

@@ -8,7 +8,7 @@
 #include <orvane/schema/qorm.h>
 #include <orvane/specBuilders.h>
 
-#include "ozy/lib/orvane/objectWatch.h"
+#include "ozy/lib/orvane/orvaneListenerInt.h"
 #include "ozy/lib/orvane/orvaneMOMgrInt.h"
 #include "ozy/lib/orvane/orvaneRuntime.h"
 #include "ozy/lib/orvane/orvaneSession.h"

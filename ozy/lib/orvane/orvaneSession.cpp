@@ -119,6 +119,7 @@ static void orvane_session_get_property(GObject *object, guint id, GValue *value
  * the tear-down calls out to may look at it, and it is still whole enough for a reference. */
 static void orvane_session_dispose(GObject *object) {
     G_OBJECT_CLASS(orvane_session_parent_class)->dispose(object);
+    ObjectWatch<OrvaneSession>::EndAll(ORVANE_SESSION(object));
     TearDown(ORVANE_SESSION(object));
 }
 
@@ -127,6 +128,7 @@ static void orvane_session_finalize(GObject *object) {
     OrvaneSessionPrivate *priv = session->priv;
     TearDown(session); /* of what a handler may have begun in between */
     LeaveLive(session);
+    ObjectWatch<OrvaneSession>::EndAll(session);
     g_hash_table_destroy(priv->roles);
     g_hash_table_destroy(priv->listeners);
     g_object_unref(priv->server);

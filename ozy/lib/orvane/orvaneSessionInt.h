@@ -19,7 +19,7 @@
 #include "apps/lib/basicHttp/basicHttp.h"
 #include "lib/misc/glibPtr.h"
 #include "ozy/lib/orvane/objectWatch.h"
-#include "ozy/lib/orvane/orvaneListener.h"
+#include "ozy/lib/orvane/orvaneListenerInt.h"
 #include "ozy/lib/orvane/orvaneMOMgr.h"
 #include "ozy/lib/orvane/orvaneServer.h"
 #include "ozy/lib/orvane/orvaneSession.h"
@@ -114,6 +114,7 @@ struct _OrvaneSessionPrivate {
     bool hasDoneCalls; /* some of them are over, and only wait to be freed */
 
     OrvaneSession *nextLive;
+    ObjectWatch<OrvaneSession> *watches;
 };
 
 /* All sessions that were not finalised yet, by nextLive. */

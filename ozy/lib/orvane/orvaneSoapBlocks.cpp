@@ -72,3 +72,7 @@ void SoapBlocks::AddBlock(gsize size) {
     at = reinterpret_cast<char *>(block + 1);
     limit = at + block->size;
 }
+
+void SoapBlocks_ReleaseKept() {
+    SoapFreeBlocks(gKept.exchange(nullptr, std::memory_order_acq_rel));
+}

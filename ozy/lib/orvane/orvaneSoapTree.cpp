@@ -1,8 +1,10 @@
 #include "ozy/lib/orvane/orvaneSoapTree.h"
 
+#include <atomic>
 #include <climits>
 #include <cstddef>
 #include <cstring>
+#include <utility>
 #include <vector>
 
 #include <libxml/parser.h>
@@ -20,6 +22,26 @@ struct OrvaneSoapTree {
 namespace {
 
 using ParserPtr = std::unique_ptr<xmlParserCtxt, Release<xmlFreeParserCtxt>>;
+
+/* Names stay in a parser's dictionary; one that has seen more than these is not used again. */
+constexpr int kMaxNames = 2000;
+
+/* The parser that waits for the next reply, whole as after a reset. */
+constinit std::atomic<xmlParserCtxt *> gParser;
+
+ParserPtr SoapTakeParser() {
+    xmlParserCtxt *parser = gParser.exchange(nullptr, std::memory_order_acq_rel);
+    return ParserPtr(parser != nullptr ? parser : xmlNewParserCtxt());
+}
+
+/* Only for a parser that met no error. */
+void SoapKeepParser(ParserPtr parser) {
+    if (xmlDictSize(parser->dict) > kMaxNames)
+        return;
+    parser->_private = nullptr;
+    xmlCtxtReset(parser.get());
+    const ParserPtr other(gParser.exchange(parser.release(), std::memory_order_acq_rel));
+}
 
 /*
  * A text stands inside its node, in place of the fields that only elements have; the node ends where
@@ -245,20 +267,36 @@ void SoapUseBuilder(xmlParserCtxt *parser, SoapBuilder *builder) {
     sax->serror = [](void *context, xmlError *) { SoapGiveUp(context); };
 }
 
-/* The tree in blocks, or NULL if the text needs the plain way or is to be refused. */
-OrvaneSoapTree *SoapParseInBlocks(const char *content, gsize length, const char *name) {
-    if (content == nullptr || length == 0 || length > INT_MAX ||
-        std::memchr(content, '\0', length) != nullptr)
+bool SoapIsUtf8(const xmlParserCtxt *parser) {
+    return parser->encoding == nullptr || xmlStrcasecmp(parser->encoding, BAD_CAST "UTF-8") == 0;
+}
+
+/* Reads the text where it is. The parser neither copies nor converts it: it ends at its NUL, and any
+ * encoding but UTF-8 is an error. */
+XmlDocPtr SoapParseInPlace(xmlParserCtxt *parser, const char *content) {
+    xmlCtxtUseOptions(parser, XML_PARSE_NONET);
+    xmlParserInput *input = xmlNewStringInputStream(parser, BAD_CAST content);
+    if (input == nullptr || inputPush(parser, input) < 0)
         return nullptr;
-    const ParserPtr parser(xmlNewParserCtxt());
+    xmlParseDocument(parser);
+    XmlDocPtr doc(std::exchange(parser->myDoc, nullptr));
+    return parser->wellFormed && SoapIsUtf8(parser) ? std::move(doc) : nullptr;
+}
+
+/* The tree in blocks, or NULL if the text needs the plain way or is to be refused. */
+OrvaneSoapTree *SoapParseInBlocks(const char *content, gsize length) {
+    if (content == nullptr || length == 0 || length > INT_MAX ||
+        std::memchr(content, '\0', length + 1) != content + length)
+        return nullptr;
+    ParserPtr parser = SoapTakeParser();
     if (parser == nullptr)
         return nullptr;
     SoapBuilder builder;
     SoapUseBuilder(parser.get(), &builder);
-    XmlDocPtr doc(xmlCtxtReadMemory(parser.get(), content, static_cast<int>(length), name, nullptr,
-                                    XML_PARSE_NONET));
+    XmlDocPtr doc = SoapParseInPlace(parser.get(), content);
     if (doc == nullptr || builder.hasFailed || builder.root == nullptr)
         return nullptr;
+    SoapKeepParser(std::move(parser));
     builder.root->parent = reinterpret_cast<xmlNode *>(doc.get());
     return new OrvaneSoapTree{doc.release(), builder.root, std::move(builder.blocks)};
 }
@@ -266,7 +304,7 @@ OrvaneSoapTree *SoapParseInBlocks(const char *content, gsize length, const char 
 } // namespace
 
 OrvaneSoapTree *OrvaneSoapTree_Parse(const char *content, gsize length, const char *name) {
-    if (OrvaneSoapTree *tree = SoapParseInBlocks(content, length, name))
+    if (OrvaneSoapTree *tree = SoapParseInBlocks(content, length))
         return tree;
     xmlDoc *doc = OrvaneSoap_ParseDocument(content, length, name);
     if (doc == nullptr)
@@ -285,4 +323,9 @@ bool OrvaneSoapTree_IsInBlocks(const OrvaneSoapTree *tree) {
 void OrvaneSoapTree_Free(OrvaneSoapTree *tree) {
     xmlFreeDoc(tree->doc);
     delete tree;
+}
+
+void OrvaneSoapTree_ReleaseKept() {
+    const ParserPtr parser(gParser.exchange(nullptr, std::memory_order_acq_rel));
+    SoapBlocks_ReleaseKept();
 }

@@ -14,6 +14,8 @@
  * anything with an error) is parsed by OrvaneSoap_ParseDocument(), under whose guards and with
  * whose words in the log it is then read or refused.
  *
+ * The content ends with a NUL behind its length bytes, as a response's does.
+ *
  * Ownership: the tree is the caller's; nodes, names and texts live as long as it.
  * Errors:    NULL for a text that is refused.
  * Threads:   a tree belongs to one thread at a time; any thread may make and free trees.
@@ -31,5 +33,7 @@ xmlNode *OrvaneSoapTree_Root(const OrvaneSoapTree *tree);
 /* Whether the nodes are in blocks; if not, the text was parsed in the plain way. */
 bool OrvaneSoapTree_IsInBlocks(const OrvaneSoapTree *tree);
 void OrvaneSoapTree_Free(OrvaneSoapTree *tree);
+/* Gives up what is kept between replies: a parser and some blocks. */
+void OrvaneSoapTree_ReleaseKept();
 
 using SoapTreePtr = std::unique_ptr<OrvaneSoapTree, Release<OrvaneSoapTree_Free>>;

@@ -70,6 +70,9 @@ TEST(SoapTree, IsTheTreeThatLibxml2Makes) {
     std::string pieces;
     for (int i = 0; i < 50000; i++)
         pieces += "a&lt;b&#10;";
+    std::string names;
+    for (int i = 0; i < 5000; i++)
+        names += "<n" + std::to_string(i) + "/>";
     struct Row {
         std::string text;
         bool isInBlocks;
@@ -90,6 +93,12 @@ TEST(SoapTree, IsTheTreeThatLibxml2Makes) {
         {ReplyText("retrieveProperties.xml"), true},
         {ReplyText("login.xml"), true},
         {ReplyText("faultInvalidLogin.xml"), true},
+        {"\xef\xbb\xbf<?xml version='1.0' encoding='utf-8'?><a>\xc3\xa4</a>", true},
+        {"<a>" + names + "</a>", true},
+        {"<?xml version='1.0' encoding='ISO-8859-1'?><a>\xe4</a>", false},
+        {"<?xml version='1.0' encoding='UTF-16'?><a/>", false},
+        {std::string("\xff\xfe<\0a\0/\0>\0", 10), false},
+        {"<a>\xe4</a>", false},
         {"<a x='1 &lt; 2 &amp; 3'/>", false},
         {"<a>one<?pi two?>three</a>", false},
         {"<a xml:lang='en'/>", false},
