@@ -6,7 +6,7 @@
 
 #include "apps/lib/basicHttp/basicHttp.h"
 #include "ozy/lib/orvane/orvaneRuntime.h"
-#include "ozy/lib/orvane/orvaneSoapTree.h"
+#include "ozy/lib/orvane/orvaneSoapBlocks.h"
 #include "ozy/lib/orvane/schemaLoad.h"
 
 namespace {
@@ -34,5 +34,5 @@ gboolean orvane_init(OrvanePollCallback pollCallback, OrvanePollCallbackRemove p
 void orvane_shutdown(void) {
     BasicHttp_Shutdown();
     SSL_Exit();
-    OrvaneSoapTree_ReleaseKept();
+    SoapBlocks_ReleaseKept();
 }

@@ -1,77 +1,299 @@
 #include "ozy/lib/orvane/orvaneSoapTree.h"
 
-#include <atomic>
+#include <array>
 #include <climits>
 #include <cstddef>
 #include <cstring>
+#include <span>
+#include <string_view>
 #include <utility>
 #include <vector>
 
-#include <libxml/parser.h>
 #include <libxml/parserInternals.h>
 
 #include "ozy/lib/orvane/orvaneSoapBlocks.h"
 #include "ozy/lib/orvane/orvaneSoapInt.h"
+#include "ozy/lib/orvane/orvaneSoapScan.h"
 
 struct OrvaneSoapTree {
-    xmlDoc *doc; /* without children if the nodes are in blocks */
+    XmlDocPtr doc; /* NULL if the nodes are in blocks */
     xmlNode *root;
     SoapBlocks blocks;
 };
 
 namespace {
 
-using ParserPtr = std::unique_ptr<xmlParserCtxt, Release<xmlFreeParserCtxt>>;
-
-/* Names stay in a parser's dictionary; one that has seen more than these is not used again. */
-constexpr int kMaxNames = 2000;
-
-/* The parser that waits for the next reply, whole as after a reset. */
-constinit std::atomic<xmlParserCtxt *> gParser;
-
-ParserPtr SoapTakeParser() {
-    xmlParserCtxt *parser = gParser.exchange(nullptr, std::memory_order_acq_rel);
-    return ParserPtr(parser != nullptr ? parser : xmlNewParserCtxt());
-}
-
-/* Only for a parser that met no error. */
-void SoapKeepParser(ParserPtr parser) {
-    if (xmlDictSize(parser->dict) > kMaxNames)
-        return;
-    parser->_private = nullptr;
-    xmlCtxtReset(parser.get());
-    const ParserPtr other(gParser.exchange(parser.release(), std::memory_order_acq_rel));
-}
-
 /*
  * A text stands inside its node, in place of the fields that only elements have; the node ends where
  * the text does, before its last fields or behind them.
  */
 constexpr gsize kTextOffset = offsetof(xmlNode, properties);
+constexpr int kMaxDepth = 200;      /* open elements; libxml2 allows a few more */
+constexpr gsize kMaxAttributes = 8; /* of one element, namespaces included */
 
-/* The document so far; the parser's _private. */
-struct SoapBuilder {
-    SoapBlocks blocks;
+/* An attribute as it stands in the text. */
+struct SoapGiven {
+    std::string_view prefix;
+    std::string_view name;
+    std::string_view value;
+};
+
+struct SoapGivenList {
+    std::array<SoapGiven, kMaxAttributes> items;
+    gsize count = 0;
+};
+
+/* "soapenv:Envelope" in two. */
+void SoapSplit(std::string_view whole, std::string_view *prefix, std::string_view *name) {
+    const gsize colon = whole.find(':');
+    *prefix = colon == std::string_view::npos ? std::string_view() : whole.substr(0, colon);
+    *name = colon == std::string_view::npos ? whole : whole.substr(colon + 1);
+}
+
+/* The names "xmlns" and "xmlns:p". */
+bool SoapIsDeclaration(const SoapGiven &given) {
+    return given.prefix == "xmlns" || (given.prefix.empty() && given.name == "xmlns");
+}
+
+std::string_view SoapText(const xmlChar *text) {
+    return text != nullptr ? reinterpret_cast<const char *>(text) : std::string_view();
+}
+
+/* Makes the nodes of one text. Each of its functions but Make is false where the text is not plain. */
+class SoapBuilder {
+public:
+    explicit SoapBuilder(const char *content) : scan{content} {}
+
+    bool Make();
+
     xmlNode *root = nullptr;
+    SoapBlocks blocks;
+
+private:
+    bool Content();
+    bool Start();
+    bool End();
+    bool TakeAttribute(SoapGivenList *given);
+    bool Declare(xmlNode *node, const SoapGivenList &given);
+    bool AddAttributes(xmlNode *node, const SoapGivenList &given);
+    void AddText(std::string_view text);
+    void ExtendText(std::string_view text);
+
+    void Open(xmlNode *node);
+    void Close();
+    void Link(xmlNode *node);
+    xmlNs *FindNs(std::string_view prefix) const;
+    const xmlChar *Copy(std::string_view text);
+    const xmlChar *Intern(std::string_view name);
+    xmlNode *MakeText(std::string_view text, gsize *capacity);
+    template <class T> T *Zeroed() {
+        gpointer memory = blocks.Take(SoapBlocks_Round(sizeof(T)));
+        return static_cast<T *>(std::memset(memory, 0, sizeof(T)));
+    }
+
+    SoapScan scan;
+    xmlDoc *doc = nullptr;     /* in the blocks; nothing but what all nodes point to */
     xmlNode *parent = nullptr; /* the innermost open element; NULL outside the root */
-    xmlNode *text = nullptr;   /* the last child of parent if more text belongs to it */
+    int depth = 0;
+    xmlNode *text = nullptr; /* the last child of parent if more text belongs to it */
     gsize textLength = 0;
     gsize textCapacity = 0;
     std::vector<xmlNs *> scope; /* declared by the open elements, the innermost last */
-    bool hasFailed = false;
+    /* Names met lately, by a cheap hash: most elements have the name of one before. */
+    std::array<const xmlChar *, 64> names{};
 };
 
-SoapBuilder *SoapBuilderOf(void *context) {
-    return static_cast<SoapBuilder *>(static_cast<xmlParserCtxt *>(context)->_private);
+bool SoapBuilder::Make() {
+    if (!SoapScan_Head(&scan))
+        return false;
+    doc = Zeroed<xmlDoc>();
+    doc->type = XML_DOCUMENT_NODE;
+    SoapScan_Blanks(&scan);
+    if (!SoapScan_Char(&scan, '<') || !Start())
+        return false;
+    while (parent != nullptr) {
+        if (!Content())
+            return false;
+    }
+    SoapScan_Blanks(&scan);
+    return *scan.at == '\0';
 }
 
-void SoapGiveUp(void *context) {
-    SoapBuilderOf(context)->hasFailed = true;
-    xmlStopParser(static_cast<xmlParserCtxt *>(context));
+/* A piece of what is between two tags, or a tag. */
+bool SoapBuilder::Content() {
+    const std::string_view plain = SoapScan_Text(&scan);
+    if (!plain.empty())
+        AddText(plain);
+    if (SoapScan_Char(&scan, '<'))
+        return SoapScan_Char(&scan, '/') ? End() : Start();
+    char bytes[8];
+    gsize length = 0;
+    if (!SoapScan_Replaced(&scan, bytes, &length))
+        return false;
+    AddText({bytes, length});
+    return true;
 }
 
-void SoapLink(SoapBuilder *builder, xmlNode *node) {
-    xmlNode *parent = builder->parent;
+/* Behind the '<' of a start tag. */
+bool SoapBuilder::Start() {
+    const std::string_view whole = SoapScan_Name(&scan);
+    SoapGivenList given;
+    bool hasBlanks = SoapScan_Blanks(&scan);
+    while (*scan.at != '>' && *scan.at != '/') {
+        if (!hasBlanks || !TakeAttribute(&given))
+            return false;
+        hasBlanks = SoapScan_Blanks(&scan);
+    }
+    const bool isEmpty = SoapScan_Char(&scan, '/');
+    if (whole.empty() || depth == kMaxDepth || !SoapScan_Char(&scan, '>'))
+        return false;
+
+    auto *node = Zeroed<xmlNode>();
+    std::string_view prefix;
+    std::string_view name;
+    SoapSplit(whole, &prefix, &name);
+    node->type = XML_ELEMENT_NODE;
+    node->name = Intern(name);
+    node->doc = doc;
+    if (!Declare(node, given))
+        return false;
+    node->ns = FindNs(prefix);
+    if ((node->ns == nullptr && !prefix.empty()) || !AddAttributes(node, given))
+        return false;
+    Open(node);
+    if (isEmpty)
+        Close();
+    return true;
+}
+
+/* Behind the "</" of an end tag. */
+bool SoapBuilder::End() {
+    std::string_view prefix;
+    std::string_view name;
+    SoapSplit(SoapScan_Name(&scan), &prefix, &name);
+    SoapScan_Blanks(&scan);
+    const std::string_view opened =
+        parent->ns != nullptr ? SoapText(parent->ns->prefix) : std::string_view();
+    if (name != SoapText(parent->name) || prefix != opened || !SoapScan_Char(&scan, '>'))
+        return false;
+    Close();
+    return true;
+}
+
+bool SoapBuilder::TakeAttribute(SoapGivenList *given) {
+    const std::string_view whole = SoapScan_Name(&scan);
+    SoapScan_Blanks(&scan);
+    if (whole.empty() || !SoapScan_Char(&scan, '=') || given->count == kMaxAttributes)
+        return false;
+    SoapScan_Blanks(&scan);
+    bool isPlain = false;
+    SoapGiven taken;
+    taken.value = SoapScan_Value(&scan, &isPlain);
+    SoapSplit(whole, &taken.prefix, &taken.name);
+    /* two of one name may be an error, even if their prefixes differ */
+    for (const SoapGiven &before : std::span(given->items).first(given->count)) {
+        if (before.name == taken.name &&
+            (before.prefix == taken.prefix ||
+             (!before.prefix.empty() && !taken.prefix.empty() && !SoapIsDeclaration(before))))
+            return false;
+    }
+    given->items[given->count++] = taken;
+    return isPlain;
+}
+
+/* Names that begin with "xml" have rules of their own, and so have the namespaces that they stand for. */
+bool SoapIsPlainNs(std::string_view prefix, std::string_view href) {
+    return !prefix.starts_with("xml") && !href.empty() &&
+           !href.starts_with("http://www.w3.org/XML/") &&
+           !href.starts_with("http://www.w3.org/2000/xmlns");
+}
+
+bool SoapBuilder::Declare(xmlNode *node, const SoapGivenList &given) {
+    xmlNs **end = &node->nsDef;
+    for (const SoapGiven &attribute : std::span(given.items).first(given.count)) {
+        if (!SoapIsDeclaration(attribute))
+            continue;
+        const std::string_view prefix =
+            attribute.prefix.empty() ? std::string_view() : attribute.name;
+        if (!SoapIsPlainNs(prefix, attribute.value))
+            return false;
+        auto *ns = Zeroed<xmlNs>();
+        ns->type = XML_LOCAL_NAMESPACE;
+        ns->prefix = prefix.empty() ? nullptr : Intern(prefix);
+        ns->href = Copy(attribute.value);
+        scope.push_back(ns);
+        *end = ns;
+        end = &ns->next;
+    }
+    return true;
+}
+
+bool SoapBuilder::AddAttributes(xmlNode *node, const SoapGivenList &given) {
+    xmlAttr **end = &node->properties;
+    xmlAttr *before = nullptr;
+    for (const SoapGiven &taken : std::span(given.items).first(given.count)) {
+        if (SoapIsDeclaration(taken))
+            continue;
+        xmlNs *ns = taken.prefix.empty() ? nullptr : FindNs(taken.prefix);
+        if (ns == nullptr && !taken.prefix.empty())
+            return false;
+        auto *attribute = Zeroed<xmlAttr>();
+        attribute->type = XML_ATTRIBUTE_NODE;
+        attribute->name = Intern(taken.name);
+        attribute->parent = node;
+        attribute->doc = doc;
+        attribute->ns = ns;
+        attribute->prev = before;
+        gsize capacity = 0;
+        attribute->children = attribute->last = MakeText(taken.value, &capacity);
+        attribute->children->parent = reinterpret_cast<xmlNode *>(attribute);
+        before = *end = attribute;
+        end = &attribute->next;
+    }
+    return true;
+}
+
+void SoapBuilder::AddText(std::string_view more) {
+    if (text != nullptr)
+        return ExtendText(more);
+    text = MakeText(more, &textCapacity);
+    textLength = more.size();
+    Link(text);
+}
+
+void SoapBuilder::ExtendText(std::string_view more) {
+    const gsize needed = textLength + more.size() + 1;
+    if (needed > textCapacity) {
+        const gsize wanted = SoapBlocks_Round(needed * 2);
+        auto *moved = static_cast<xmlChar *>(blocks.Take(wanted));
+        std::memcpy(moved, text->content, textLength);
+        text->content = moved;
+        textCapacity = wanted;
+    }
+    std::memcpy(text->content + textLength, more.data(), more.size());
+    textLength += more.size();
+    text->content[textLength] = 0;
+}
+
+void SoapBuilder::Open(xmlNode *node) {
+    if (parent != nullptr)
+        Link(node);
+    else
+        root = node;
+    parent = node;
+    text = nullptr;
+    depth++;
+}
+
+void SoapBuilder::Close() {
+    for (const xmlNs *ns = parent->nsDef; ns != nullptr; ns = ns->next)
+        scope.pop_back();
+    parent = parent->parent;
+    text = nullptr;
+    depth--;
+}
+
+void SoapBuilder::Link(xmlNode *node) {
     node->parent = parent;
     node->prev = parent->last;
     if (parent->last != nullptr)
@@ -81,224 +303,53 @@ void SoapLink(SoapBuilder *builder, xmlNode *node) {
     parent->last = node;
 }
 
-/* A node with text; capacity is the room for it, with the NUL. */
-xmlNode *SoapMakeText(SoapBuilder *builder, xmlDoc *doc, xmlElementType type, const xmlChar *text,
-                      gsize length, gsize *capacity) {
-    const gsize size = SoapBlocks_Round(kTextOffset + length + 1);
-    auto *node = static_cast<xmlNode *>(builder->blocks.Take(size));
-    std::memset(node, 0, kTextOffset);
-    node->type = type;
-    node->name = type == XML_COMMENT_NODE ? xmlStringComment : xmlStringText;
-    node->doc = doc;
-    node->content = reinterpret_cast<xmlChar *>(node) + kTextOffset;
-    std::memcpy(node->content, text, length);
-    node->content[length] = 0;
-    *capacity = size - kTextOffset;
-    return node;
-}
-
-/* More of the text that is the last child of the open element. */
-void SoapExtendText(SoapBuilder *builder, const xmlChar *text, gsize length) {
-    const gsize needed = builder->textLength + length + 1;
-    if (needed > builder->textCapacity) {
-        const gsize wanted = SoapBlocks_Round(needed * 2);
-        auto *moved = static_cast<xmlChar *>(builder->blocks.Take(wanted));
-        std::memcpy(moved, builder->text->content, builder->textLength);
-        builder->text->content = moved;
-        builder->textCapacity = wanted;
-    }
-    std::memcpy(builder->text->content + builder->textLength, text, length);
-    builder->textLength += length;
-    builder->text->content[builder->textLength] = 0;
-}
-
-void SoapOnCharacters(void *context, const xmlChar *text, int length) {
-    SoapBuilder *builder = SoapBuilderOf(context);
-    if (builder->parent == nullptr)
-        return;
-    if (builder->text != nullptr) {
-        SoapExtendText(builder, text, static_cast<gsize>(length));
-        return;
-    }
-    builder->textLength = static_cast<gsize>(length);
-    builder->text = SoapMakeText(builder, builder->parent->doc, XML_TEXT_NODE, text,
-                                 builder->textLength, &builder->textCapacity);
-    SoapLink(builder, builder->text);
-}
-
-void SoapOnOther(void *context, xmlElementType type, const xmlChar *text, gsize length) {
-    SoapBuilder *builder = SoapBuilderOf(context);
-    if (builder->parent == nullptr)
-        return; // before or behind the root, where nothing is read
-    gsize capacity = 0;
-    SoapLink(builder, SoapMakeText(builder, builder->parent->doc, type, text, length, &capacity));
-    builder->text = nullptr;
-}
-
-void SoapOnComment(void *context, const xmlChar *text) {
-    SoapOnOther(context, XML_COMMENT_NODE, text, std::strlen(reinterpret_cast<const char *>(text)));
-}
-
-void SoapOnCData(void *context, const xmlChar *text, int length) {
-    SoapOnOther(context, XML_CDATA_SECTION_NODE, text, static_cast<gsize>(length));
-}
-
-void SoapOnInstruction(void *context, const xmlChar *, const xmlChar *) {
-    if (SoapBuilderOf(context)->parent != nullptr)
-        SoapGiveUp(context);
-}
-
-/* Names and prefixes come from the parser's dictionary: equal ones are the same text. */
-xmlNs *SoapFindNs(const SoapBuilder *builder, const xmlChar *prefix) {
-    for (std::size_t i = builder->scope.size(); i > 0; i--) {
-        if (builder->scope[i - 1]->prefix == prefix)
-            return builder->scope[i - 1];
+xmlNs *SoapBuilder::FindNs(std::string_view prefix) const {
+    for (gsize i = scope.size(); i > 0; i--) {
+        if (SoapText(scope[i - 1]->prefix) == prefix)
+            return scope[i - 1];
     }
     return nullptr;
 }
 
-void SoapDeclare(SoapBuilder *builder, xmlNode *node, int count, const xmlChar **pairs) {
-    xmlNs **end = &node->nsDef;
-    for (int i = 0; i < count; i++, pairs += 2) {
-        auto *ns = static_cast<xmlNs *>(builder->blocks.Take(SoapBlocks_Round(sizeof(xmlNs))));
-        *ns = xmlNs{};
-        ns->type = XML_LOCAL_NAMESPACE;
-        ns->prefix = pairs[0];
-        ns->href = pairs[1];
-        builder->scope.push_back(ns);
-        *end = ns;
-        end = &ns->next;
-    }
+const xmlChar *SoapBuilder::Copy(std::string_view from) {
+    auto *copy = static_cast<char *>(blocks.Take(SoapBlocks_Round(from.size() + 1)));
+    std::memcpy(copy, from.data(), from.size());
+    copy[from.size()] = 0;
+    return BAD_CAST copy;
 }
 
-/* One attribute as the parser hands it over. */
-struct SoapAttribute {
-    const xmlChar *name;
-    const xmlChar *prefix;
-    const xmlChar *uri;
-    const xmlChar *value;
-    const xmlChar *end;
-};
-
-bool SoapAddAttribute(SoapBuilder *builder, xmlNode *node, const SoapAttribute &given,
-                      xmlAttr **end) {
-    const gsize length = static_cast<gsize>(given.end - given.value);
-    xmlNs *ns = given.prefix != nullptr ? SoapFindNs(builder, given.prefix) : nullptr;
-    if ((given.prefix != nullptr && ns == nullptr) || std::memchr(given.value, '&', length))
-        return false;
-    auto *attribute =
-        static_cast<xmlAttr *>(builder->blocks.Take(SoapBlocks_Round(sizeof(xmlAttr))));
-    *attribute = xmlAttr{};
-    attribute->type = XML_ATTRIBUTE_NODE;
-    attribute->name = given.name;
-    attribute->parent = node;
-    attribute->doc = node->doc;
-    attribute->ns = ns;
-    gsize capacity = 0;
-    attribute->children =
-        SoapMakeText(builder, node->doc, XML_TEXT_NODE, given.value, length, &capacity);
-    attribute->children->parent = reinterpret_cast<xmlNode *>(attribute);
-    attribute->last = attribute->children;
-    *end = attribute;
-    return true;
+const xmlChar *SoapBuilder::Intern(std::string_view name) {
+    const gsize hash = name.size() * 7 + guchar(name.front()) + guchar(name.back()) * 3;
+    const xmlChar *&known = names[hash % names.size()];
+    if (known == nullptr || SoapText(known) != name)
+        known = Copy(name);
+    return known;
 }
 
-void SoapOnStart(void *context, const xmlChar *name, const xmlChar *prefix, const xmlChar *uri,
-                 int numNamespaces, const xmlChar **namespaces, int numAttributes, int,
-                 const xmlChar **attributes) {
-    SoapBuilder *builder = SoapBuilderOf(context);
-    auto *node = static_cast<xmlNode *>(builder->blocks.Take(SoapBlocks_Round(sizeof(xmlNode))));
-    std::memset(node, 0, sizeof(xmlNode));
-    node->type = XML_ELEMENT_NODE;
-    node->name = name;
-    node->doc = static_cast<xmlParserCtxt *>(context)->myDoc;
-    SoapDeclare(builder, node, numNamespaces, namespaces);
-    if (uri != nullptr)
-        node->ns = SoapFindNs(builder, prefix);
-    if (node->ns == nullptr && (uri != nullptr || prefix != nullptr))
-        return SoapGiveUp(context);
-
-    xmlAttr **end = &node->properties;
-    xmlAttr *before = nullptr;
-    for (int i = 0; i < numAttributes; i++, attributes += 5) {
-        if (!SoapAddAttribute(
-                builder, node,
-                {attributes[0], attributes[1], attributes[2], attributes[3], attributes[4]}, end))
-            return SoapGiveUp(context);
-        (*end)->prev = before;
-        before = *end;
-        end = &before->next;
-    }
-
-    if (builder->parent != nullptr)
-        SoapLink(builder, node);
-    else
-        builder->root = node;
-    builder->parent = node;
-    builder->text = nullptr;
+/* A node with text; capacity is the room for it, with the NUL. */
+xmlNode *SoapBuilder::MakeText(std::string_view from, gsize *capacity) {
+    const gsize size = SoapBlocks_Round(kTextOffset + from.size() + 1);
+    auto *node = static_cast<xmlNode *>(blocks.Take(size));
+    std::memset(node, 0, kTextOffset);
+    node->type = XML_TEXT_NODE;
+    node->name = xmlStringText;
+    node->doc = doc;
+    node->content = reinterpret_cast<xmlChar *>(node) + kTextOffset;
+    std::memcpy(node->content, from.data(), from.size());
+    node->content[from.size()] = 0;
+    *capacity = size - kTextOffset;
+    return node;
 }
 
-void SoapOnEnd(void *context, const xmlChar *, const xmlChar *, const xmlChar *) {
-    SoapBuilder *builder = SoapBuilderOf(context);
-    if (builder->hasFailed)
-        return;
-    for (const xmlNs *ns = builder->parent->nsDef; ns != nullptr; ns = ns->next)
-        builder->scope.pop_back();
-    builder->parent = builder->parent->parent;
-    builder->text = nullptr;
-}
-
-void SoapUseBuilder(xmlParserCtxt *parser, SoapBuilder *builder) {
-    parser->_private = builder;
-    parser->keepBlanks = 1;
-    xmlSAXHandler *sax = parser->sax;
-    sax->startElementNs = SoapOnStart;
-    sax->endElementNs = SoapOnEnd;
-    sax->characters = SoapOnCharacters;
-    sax->ignorableWhitespace = SoapOnCharacters;
-    sax->cdataBlock = SoapOnCData;
-    sax->comment = SoapOnComment;
-    sax->processingInstruction = SoapOnInstruction;
-    sax->reference = [](void *context, const xmlChar *) { SoapGiveUp(context); };
-    sax->internalSubset = [](void *context, const xmlChar *, const xmlChar *, const xmlChar *) {
-        SoapGiveUp(context);
-    };
-    // Any word of the parser is a reason to let the plain way read the text, and report it.
-    sax->serror = [](void *context, xmlError *) { SoapGiveUp(context); };
-}
-
-bool SoapIsUtf8(const xmlParserCtxt *parser) {
-    return parser->encoding == nullptr || xmlStrcasecmp(parser->encoding, BAD_CAST "UTF-8") == 0;
-}
-
-/* Reads the text where it is. The parser neither copies nor converts it: it ends at its NUL, and any
- * encoding but UTF-8 is an error. */
-XmlDocPtr SoapParseInPlace(xmlParserCtxt *parser, const char *content) {
-    xmlCtxtUseOptions(parser, XML_PARSE_NONET);
-    xmlParserInput *input = xmlNewStringInputStream(parser, BAD_CAST content);
-    if (input == nullptr || inputPush(parser, input) < 0)
-        return nullptr;
-    xmlParseDocument(parser);
-    XmlDocPtr doc(std::exchange(parser->myDoc, nullptr));
-    return parser->wellFormed && SoapIsUtf8(parser) ? std::move(doc) : nullptr;
-}
-
-/* The tree in blocks, or NULL if the text needs the plain way or is to be refused. */
+/* The tree in blocks, or NULL if the text is not plain or is to be refused. */
 OrvaneSoapTree *SoapParseInBlocks(const char *content, gsize length) {
     if (content == nullptr || length == 0 || length > INT_MAX ||
         std::memchr(content, '\0', length + 1) != content + length)
         return nullptr;
-    ParserPtr parser = SoapTakeParser();
-    if (parser == nullptr)
+    SoapBuilder builder(content);
+    if (!builder.Make())
         return nullptr;
-    SoapBuilder builder;
-    SoapUseBuilder(parser.get(), &builder);
-    XmlDocPtr doc = SoapParseInPlace(parser.get(), content);
-    if (doc == nullptr || builder.hasFailed || builder.root == nullptr)
-        return nullptr;
-    SoapKeepParser(std::move(parser));
-    builder.root->parent = reinterpret_cast<xmlNode *>(doc.get());
-    return new OrvaneSoapTree{doc.release(), builder.root, std::move(builder.blocks)};
+    return new OrvaneSoapTree{nullptr, builder.root, std::move(builder.blocks)};
 }
 
 } // namespace
@@ -306,10 +357,11 @@ OrvaneSoapTree *SoapParseInBlocks(const char *content, gsize length) {
 OrvaneSoapTree *OrvaneSoapTree_Parse(const char *content, gsize length, const char *name) {
     if (OrvaneSoapTree *tree = SoapParseInBlocks(content, length))
         return tree;
-    xmlDoc *doc = OrvaneSoap_ParseDocument(content, length, name);
+    XmlDocPtr doc(OrvaneSoap_ParseDocument(content, length, name));
     if (doc == nullptr)
         return nullptr;
-    return new OrvaneSoapTree{doc, xmlDocGetRootElement(doc), {}};
+    xmlNode *root = xmlDocGetRootElement(doc.get());
+    return new OrvaneSoapTree{std::move(doc), root, {}};
 }
 
 xmlNode *OrvaneSoapTree_Root(const OrvaneSoapTree *tree) {
@@ -317,15 +369,9 @@ xmlNode *OrvaneSoapTree_Root(const OrvaneSoapTree *tree) {
 }
 
 bool OrvaneSoapTree_IsInBlocks(const OrvaneSoapTree *tree) {
-    return tree->doc->children == nullptr;
+    return tree->doc == nullptr;
 }
 
 void OrvaneSoapTree_Free(OrvaneSoapTree *tree) {
-    xmlFreeDoc(tree->doc);
     delete tree;
-}
-
-void OrvaneSoapTree_ReleaseKept() {
-    const ParserPtr parser(gParser.exchange(nullptr, std::memory_order_acq_rel));
-    SoapBlocks_ReleaseKept();
 }

@@ -2,17 +2,17 @@
  * orvaneSoapTree.h -- a reply's tree of nodes, made in a few big blocks
  *
  * libxml2 allocates each node, text and attribute of a tree by itself and releases each by itself,
- * which is most of the time that a big reply takes. Here the parser's events make the same nodes in
- * blocks of memory that go away, or serve the next reply, as a whole. The nodes are ordinary xmlNodes to
- * read; nothing may be added, freed or unlinked, and libxml2 is never to free the document.
+ * which is most of the time that a reply takes. Here the same nodes are made in blocks of memory that go
+ * away, or serve the next reply, as a whole. They are ordinary xmlNodes to read; nothing may be
+ * added, freed or unlinked, and libxml2 is never to free them.
  *
  *   SoapTreePtr tree(OrvaneSoapTree_Parse(content, length, "noname.xml"));
  *   if (tree == nullptr) ...
  *   xmlNode *root = OrvaneSoapTree_Root(tree.get());
  *
- * What the fast way does not cover (a reference inside an attribute, a prefix that is not declared,
- * anything with an error) is parsed by OrvaneSoap_ParseDocument(), under whose guards and with
- * whose words in the log it is then read or refused.
+ * Only the plain part of XML is read so, see orvaneSoapScan.h. All else, and with it every error, is
+ * parsed by OrvaneSoap_ParseDocument(), under whose guards and with whose words in the log it is then
+ * read or refused.
  *
  * The content ends with a NUL behind its length bytes, as a response's does.
  *
@@ -33,7 +33,5 @@ xmlNode *OrvaneSoapTree_Root(const OrvaneSoapTree *tree);
 /* Whether the nodes are in blocks; if not, the text was parsed in the plain way. */
 bool OrvaneSoapTree_IsInBlocks(const OrvaneSoapTree *tree);
 void OrvaneSoapTree_Free(OrvaneSoapTree *tree);
-/* Gives up what is kept between replies: a parser and some blocks. */
-void OrvaneSoapTree_ReleaseKept();
 
 using SoapTreePtr = std::unique_ptr<OrvaneSoapTree, Release<OrvaneSoapTree_Free>>;
