@@ -125,6 +125,14 @@ void BasicHttpUnlinkWaiting(BasicHttpRequest *request) {
     request->queued = false;
 }
 
+BasicHttpRequest *BasicHttpOwnBody(BasicHttpRequest *request, BasicHttpSource *body) {
+    if (request)
+        request->ownsBody = true;
+    else
+        BasicHttp_FreeSource(body);
+    return request;
+}
+
 } // namespace
 
 BasicHttpInsideCurl::BasicHttpInsideCurl(BasicHttpGlobalState *now)
@@ -243,14 +251,16 @@ BasicHttpRequest *BasicHttp_CreateRequestWithSSL(const char *url, BasicHttpMetho
                                                  const char *body, const char *sslCAInfo,
                                                  const char *sslCAPath) {
     BasicHttpSource *source = body ? BasicHttp_AllocStringSource(body) : nullptr;
-    BasicHttpRequest *request =
-        BasicHttp_CreateRequestEx(url, method, 0, cookieJar, header, source, sslCAInfo, sslCAPath);
-    if (!request) {
-        BasicHttp_FreeSource(source);
-        return nullptr;
-    }
-    request->ownsBody = true;
-    return request;
+    return BasicHttpOwnBody(
+        BasicHttp_CreateRequestEx(url, method, 0, cookieJar, header, source, sslCAInfo, sslCAPath),
+        source);
+}
+
+BasicHttpRequest *BasicHttp_CreatePost(const char *url, BasicHttpCookieJar *cookieJar,
+                                       BasicHttpSource *body) {
+    return BasicHttpOwnBody(BasicHttp_CreateRequestEx(url, BASICHTTP_METHOD_POST, 0, cookieJar,
+                                                      nullptr, body, nullptr, nullptr),
+                            body);
 }
 
 BasicHttpRequest *BasicHttp_CreateRequestEx(const char *url, BasicHttpMethod method, guint32 flags,

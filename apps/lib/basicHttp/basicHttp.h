@@ -205,6 +205,10 @@ BasicHttpRequest *BasicHttp_CreateRequest(const char *url, BasicHttpMethod metho
                                           BasicHttpCookieJar *cookieJar, const char *header,
                                           const char *body);
 
+/* BasicHttp_CreateRequest() for a POST with a body that becomes the request's, also if none is made. */
+BasicHttpRequest *BasicHttp_CreatePost(const char *url, BasicHttpCookieJar *cookieJar,
+                                       BasicHttpSource *body);
+
 /* BasicHttp_CreateRequestEx() with a body that is a text, which is copied; NULL for none. */
 BasicHttpRequest *BasicHttp_CreateRequestWithSSL(const char *url, BasicHttpMethod method,
                                                  BasicHttpCookieJar *cookieJar, const char *header,
@@ -353,8 +357,12 @@ gboolean BasicHttp_SetInitialCookie(BasicHttpCookieJar *jar, const char *line);
 /* The next request leaves out the cookies of its file that were meant for one session only. */
 void BasicHttp_NewCookieSession(BasicHttpCookieJar *jar);
 
-/* A source with a copy of a text, without its NUL. After its last byte it can be read again. */
+/* A source with a copy of a text, without its NUL. After its last byte it can be read again. The copy is
+ * wiped before it is freed. */
 BasicHttpSource *BasicHttp_AllocStringSource(const char *text);
+
+/* The same, with the text itself, which g_free() is to free. */
+BasicHttpSource *BasicHttp_TakeStringSource(char *text, gsize length);
 
 /* A source of the application's own. The table must outlive it; priv is its own from now on. */
 BasicHttpSource *BasicHttp_AllocSource(const BasicHttpSourceOps *ops, gpointer priv);

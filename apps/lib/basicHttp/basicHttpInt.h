@@ -46,9 +46,8 @@ struct BasicHttpSource {
 };
 
 struct BasicHttpMemorySource {
-    char *data;
+    char *data; /* owned; wiped before it is freed, as it may be a login */
     gsize length;
-    void (*free)(gpointer data); /* NULL: the data is not the source's */
     gsize position;
     gsize remaining;
 };

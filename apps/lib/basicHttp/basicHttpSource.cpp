@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "lib/misc/secret.h"
+
 namespace {
 
 gboolean BasicHttpMemoryRewind(gpointer priv) {
@@ -32,8 +34,8 @@ gsize BasicHttpMemoryLength(gpointer priv) {
 
 void BasicHttpMemoryDestruct(gpointer priv) {
     auto *source = static_cast<BasicHttpMemorySource *>(priv);
-    if (source->free)
-        source->free(source->data);
+    Secret_Wipe(source->data, source->length);
+    g_free(source->data);
     delete source;
 }
 
@@ -53,10 +55,12 @@ const BasicHttpMemorySource *BasicHttpMemoryOf(const BasicHttpSource *source) {
 }
 
 BasicHttpSource *BasicHttp_AllocStringSource(const char *text) {
-    const gsize length = strlen(text);
-    return BasicHttp_AllocSource(
-        &BasicHttpMemorySourceOps,
-        new BasicHttpMemorySource{g_strdup(text), length, g_free, 0, length});
+    return BasicHttp_TakeStringSource(g_strdup(text), strlen(text));
+}
+
+BasicHttpSource *BasicHttp_TakeStringSource(char *text, gsize length) {
+    return BasicHttp_AllocSource(&BasicHttpMemorySourceOps,
+                                 new BasicHttpMemorySource{text, length, 0, length});
 }
 
 BasicHttpSource *BasicHttp_AllocSource(const BasicHttpSourceOps *ops, gpointer priv) {

@@ -17,7 +17,6 @@
 #include <orvane/schema/qorm.h>
 
 #include "lib/misc/log.h"
-#include "lib/misc/secret.h"
 #include "ozy/lib/orvane/orvaneFault.h"
 #include "ozy/lib/orvane/orvaneRuntime.h"
 #include "ozy/lib/orvane/orvaneSessionInt.h"
@@ -147,9 +146,7 @@ RequestPtr NewRequest(OrvaneSession *session, GObject *object, const char *metho
     if (body == nullptr)
         return nullptr;
     RequestPtr request(
-        BasicHttp_CreateRequest(priv->url, BASICHTTP_METHOD_POST, priv->cookieJar, nullptr, body));
-    Secret_Wipe(body, length); /* it may be a login */
-    g_free(body);
+        BasicHttp_CreatePost(priv->url, priv->cookieJar, BasicHttp_TakeStringSource(body, length)));
     if (!request)
         return nullptr;
 
