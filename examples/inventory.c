@@ -1,31 +1,19 @@
 /* inventory URL USER PASSWORD -- connects to a service and prints what is in its inventory */
 #define GLIB_DISABLE_DEPRECATION_WARNINGS /* lists are GValueArrays */
-#include <stdlib.h>
-
 #include <orvane/orvane.h>
 #include <orvane/orvaneGlib.h>
 #include <orvane/schema/ozy.h>
 
-static void Await(OrvaneListener *listener, GValue *result) {
-    while (orvane_listener_get_state(listener) < ORVANE_LISTENER_SUCCEEDED)
-        g_main_context_iteration(NULL, TRUE);
-    g_autoptr(SkemaQormMethodFault) fault = orvane_listener_get_fault(listener);
-    if (!orvane_listener_get_result(listener, result)) {
-        g_printerr("%s\n", fault ? G_OBJECT_TYPE_NAME(fault) : "no usable answer");
-        exit(1);
-    }
-    g_object_unref(listener);
-}
-
 int main(int argc, char **argv) {
     if (argc != 4 || !orvane_glib_init(NULL))
         return 2;
-    g_auto(GValue) result = G_VALUE_INIT;
-    OrvaneListener *listener = orvane_listener_new();
     g_autoptr(OrvaneSession) session = orvane_session_new();
-    orvane_session_connect(session, argv[1], argv[2], argv[3], listener);
-    Await(listener, &result);
-
+    g_autoptr(OrvaneListener) step = orvane_listener_new();
+    orvane_session_connect(session, argv[1], argv[2], argv[3], step);
+    if (!orvane_glib_wait(step, -1)) {
+        g_autoptr(SkemaQormMethodFault) fault = orvane_listener_get_fault(step);
+        return g_printerr("not connected: %s\n", G_OBJECT_TYPE_NAME(fault)), 1;
+    }
     g_autoptr(GObject) content = NULL;
     g_autoptr(SkemaQormManagedObject) root = NULL;
     g_object_get(session, "serviceInstanceContent", &content, NULL);
@@ -39,18 +27,18 @@ int main(int argc, char **argv) {
     GObject *names = orvane_property_spec_new(SKEMA_TYPE_OZY_MANAGED_ENTITY, FALSE, "name", NULL);
     GObject *filter = orvane_filter_spec_new(TRUE, from, names, NULL);
     GValueArray *filters = orvane_filter_spec_set_new(TRUE, filter, NULL);
-    orvane_session_retrieve_contents(session, filters, listener = orvane_listener_new());
+    orvane_session_retrieve_contents(session, filters, step);
     g_value_array_free(filters);
-    Await(listener, &result);
-
-    const GValueArray *objects = g_value_get_boxed(&result);
-    for (guint i = 0; i < objects->n_values; i++) {
+    g_auto(GValue) result = G_VALUE_INIT;
+    if (!orvane_glib_wait(step, 60000) || !orvane_listener_get_result(step, &result))
+        return 1;
+    const GValueArray *found = g_value_get_boxed(&result);
+    for (guint i = 0; i < found->n_values; i++) {
+        GObject *object = g_value_get_object(&found->values[i]);
         g_autofree char *name = NULL;
-        GObject *object = g_value_get_object(&objects->values[i]);
         g_object_get(object, "name", &name, NULL);
         g_print("%-28s %s\n", G_OBJECT_TYPE_NAME(object), name);
     }
-    orvane_session_disconnect(session, listener = orvane_listener_new());
-    Await(listener, &result);
-    return 0;
+    orvane_session_disconnect(session, step);
+    return !orvane_glib_wait(step, 60000);
 }

@@ -17,6 +17,7 @@
 
 #include <glib.h>
 
+#include <orvane/listener.h>
 #include <orvane/loop.h>
 
 G_BEGIN_DECLS
@@ -39,5 +40,19 @@ ORVANE_EXPORT gboolean orvane_glib_init(GMainContext *context);
  * it. Release sessions and listeners first.
  */
 ORVANE_EXPORT void orvane_glib_shutdown(void);
+
+/**
+ * orvane_glib_wait:
+ * @listener: (transfer none): the listener of an operation that was begun
+ * @timeout: how long to wait at most, in milliseconds; -1 without a limit
+ *
+ * Iterates the context until the operation has ended, for programs that have nothing else to do. Handlers
+ * run meanwhile, and may wait for other listeners in turn. An operation that its session gave up without
+ * a word, as it does on orvane_session_cancel_listener(), never ends, so give a time where that may be.
+ *
+ * Returns: %TRUE if the operation succeeded; %FALSE if it failed, has not ended in time, or was never
+ * begun: orvane_listener_get_state() tells which, and orvane_listener_get_fault() why
+ */
+ORVANE_EXPORT gboolean orvane_glib_wait(OrvaneListener *listener, gint timeout);
 
 G_END_DECLS

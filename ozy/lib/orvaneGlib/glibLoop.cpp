@@ -94,6 +94,10 @@ gboolean GlibLoop_IsOpen(void) {
     return loop != nullptr;
 }
 
+GMainContext *GlibLoop_Context(void) {
+    return loop ? loop->context : nullptr;
+}
+
 gint GlibLoop_Callback(gint flags, OrvanePollFunction function, gpointer clientData, gint eventType,
                        gint64 info, gpointer, PollClassSet) {
     if (!loop || !CanWatch(flags, eventType, info))

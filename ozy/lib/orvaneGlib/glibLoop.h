@@ -23,6 +23,9 @@ void GlibLoop_Close(void);
 
 gboolean GlibLoop_IsOpen(void);
 
+/* NULL while it is not open. */
+GMainContext *GlibLoop_Context(void);
+
 gint GlibLoop_Callback(gint flags, OrvanePollFunction function, gpointer clientData, gint eventType,
                        gint64 info, gpointer lock, PollClassSet classSet);
 

@@ -2,6 +2,49 @@
 
 #include "ozy/lib/orvaneGlib/glibLoop.h"
 
+namespace {
+
+struct Deadline {
+    GSource *source = nullptr;
+    bool hasPassed = false;
+
+    Deadline(GMainContext *context, gint timeout) {
+        if (timeout < 0)
+            return;
+        source = g_timeout_source_new(guint(timeout));
+        g_source_set_callback(source, Pass, this, nullptr);
+        g_source_attach(source, context);
+    }
+    ~Deadline() {
+        if (source == nullptr)
+            return;
+        g_source_destroy(source);
+        g_source_unref(source);
+    }
+
+private:
+    static gboolean Pass(gpointer deadline) {
+        static_cast<Deadline *>(deadline)->hasPassed = true;
+        return G_SOURCE_REMOVE;
+    }
+};
+
+bool IsUnderWay(OrvaneListener *listener) {
+    switch (orvane_listener_get_state(listener)) {
+    case ORVANE_LISTENER_PENDING:
+    case ORVANE_LISTENER_ACKNOWLEDGED:
+    case ORVANE_LISTENER_RUNNING:
+        return true;
+    case ORVANE_LISTENER_UNUSED:
+    case ORVANE_LISTENER_SUCCEEDED:
+    case ORVANE_LISTENER_FAILED:
+        break;
+    }
+    return false;
+}
+
+} // namespace
+
 gboolean orvane_glib_init(GMainContext *context) {
     g_return_val_if_fail(!GlibLoop_IsOpen(), FALSE);
     GlibLoop_Open(context ? context : g_main_context_default());
@@ -15,4 +58,20 @@ void orvane_glib_shutdown(void) {
     g_return_if_fail(GlibLoop_IsOpen());
     orvane_shutdown();
     GlibLoop_Close();
+}
+
+gboolean orvane_glib_wait(OrvaneListener *listener, gint timeout) {
+    g_return_val_if_fail(ORVANE_IS_LISTENER(listener), FALSE);
+    g_return_val_if_fail(GlibLoop_IsOpen(), FALSE);
+    g_object_ref(listener); /* a handler may let both go */
+    GMainContext *context = g_main_context_ref(GlibLoop_Context());
+    {
+        const Deadline deadline(context, timeout);
+        while (IsUnderWay(listener) && !deadline.hasPassed && GlibLoop_Context() == context)
+            g_main_context_iteration(context, TRUE);
+    }
+    g_main_context_unref(context);
+    const gboolean hasSucceeded = orvane_listener_get_state(listener) == ORVANE_LISTENER_SUCCEEDED;
+    g_object_unref(listener);
+    return hasSucceeded;
 }
