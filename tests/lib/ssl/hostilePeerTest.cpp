@@ -154,19 +154,16 @@ std::string Converse(CutLine *line, TlsPair *ends, SSL_CTX *clientCtx, SSL_CTX *
 
 TEST_F(SslHostilePeer, ALineCutAtAnyByteIsAnErrorOnBothSides) {
     const size_t step = getenv("ORVANE_EXHAUSTIVE") != nullptr ? 1 : 37;
+    /* signatures of RSA are of one length, so that all runs are */
+    const ContextPtr ctx = ServerContext(certificates::SelfSigned({.rsaBits = 2048}));
     const auto run = [&](size_t toClient, size_t toServer) {
         const SocketPair near;
         const SocketPair far;
-        SocketPair outer(SOCK_NONBLOCK);
-        close(outer.fds[0]);
-        close(outer.fds[1]);
-        outer.fds[0] = near.fds[0];
-        outer.fds[1] = far.fds[0];
-        TlsPair ends(outer);
+        TlsPair ends(near.fds[0], far.fds[0]);
         CutLine line(near.fds[1], far.fds[1]);
         line.leftToClient = toClient;
         line.leftToServer = toServer;
-        const std::string heard = Converse(&line, &ends, clientCtx.get(), serverCtx.get());
+        const std::string heard = Converse(&line, &ends, clientCtx.get(), ctx.get());
         return std::tuple(heard, line.numToClient, line.numToServer);
     };
     const auto [heard, numToClient, numToServer] = run(SIZE_MAX, SIZE_MAX);

@@ -76,7 +76,9 @@ struct SocketPair {
 
 struct TlsPair {
     explicit TlsPair(const SocketPair &sockets = SocketPair())
-        : client(SSL_New(sockets.fds[0], TRUE)), server(SSL_New(sockets.fds[1], TRUE)) {}
+        : TlsPair(sockets.fds[0], sockets.fds[1]) {}
+    TlsPair(int clientFd, int serverFd)
+        : client(SSL_New(clientFd, TRUE)), server(SSL_New(serverFd, TRUE)) {}
 
     /* Whether both sides came through with it. */
     bool ShakeHands(SSL_CTX *clientCtx, SSL_CTX *serverCtx, SSLVerifyParam *param = nullptr) {
