@@ -5,6 +5,8 @@
 
 #include "tests/lib/ssl/tlsPair.h"
 
+using namespace std::string_literals;
+
 namespace {
 
 void Send(int fd, const std::string &bytes) {
@@ -19,7 +21,6 @@ protected:
 
 TEST_F(SslHostilePeer, WhatIsNoHandshakeIsAnErrorOnEitherSide) {
     enum { TLS = SSL_ERROR_SSL, EOF_EARLY = SSL_ERROR_SYSCALL };
-    const auto bytes = [](const char *text, size_t size) { return std::string(text, size); };
     const struct {
         const char *what;
         std::string bytes;
@@ -30,12 +31,12 @@ TEST_F(SslHostilePeer, WhatIsNoHandshakeIsAnErrorOnEitherSide) {
         {"nothing", "", EOF_EARLY},
         {"noise", std::string(5000, '\x93'), TLS},
         {"zeros", std::string(5000, '\0'), TLS},
-        {"a long record", bytes("\x16\x03\x03\xff\xff", 5) + std::string(65535, 'x'), TLS},
-        {"an empty record", bytes("\x16\x03\x03\x00\x00", 5), EOF_EARLY},
-        {"half a record's head", bytes("\x16\x03", 2), EOF_EARLY},
-        {"an unknown record", bytes("\x63\x03\x03\x00\x01\x00", 6), TLS},
-        {"an alert", bytes("\x15\x03\x03\x00\x02\x02\x28", 7), TLS},
-        {"data too early", bytes("\x17\x03\x03\x00\x02hi", 7), TLS},
+        {"a long record", "\x16\x03\x03\xff\xff"s + std::string(65535, 'x'), TLS},
+        {"an empty record", "\x16\x03\x03\x00\x00"s, EOF_EARLY},
+        {"half a record's head", "\x16\x03"s, EOF_EARLY},
+        {"an unknown record", "\x63\x03\x03\x00\x01\x00"s, TLS},
+        {"an alert", "\x15\x03\x03\x00\x02\x02\x28"s, TLS},
+        {"data too early", "\x17\x03\x03\x00\x02hi"s, TLS},
     };
     for (const auto &row : rows) {
         LogRing_Clear();
@@ -149,8 +150,7 @@ TEST_F(SslHostilePeer, ALineCutAtAnyByteIsAnErrorOnBothSides) {
 
 /* Says nothing, or begins well and then says nothing more: both end after two minutes. */
 TEST_F(SslHostilePeer, AStallingServerIsGivenUpAfterTwoMinutes) {
-    for (const std::string &beginning :
-         {std::string(), std::string("\x16\x03\x03\x00\x7a\x02\x00\x00", 8)}) {
+    for (const std::string &beginning : {std::string(), "\x16\x03\x03\x00\x7a\x02\x00\x00"s}) {
         LogRing_Clear();
         TlsPair ends;
         Send(SSL_GetFd(ends.server.get()), beginning);
