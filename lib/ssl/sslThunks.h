@@ -185,6 +185,7 @@ int __wrap_SSL_get_error(const SSL *ssl, int result);
 long __wrap_SSL_get_verify_result(const SSL *ssl);
 X509 *__wrap_SSL_get_peer_certificate(const SSL *ssl);
 X509 *__wrap_SSL_get_certificate(const SSL *ssl);
+const char *__wrap_SSL_get_version(const SSL *ssl);
 const SSL_CIPHER *__wrap_SSL_get_current_cipher(const SSL *ssl);
 int __wrap_SSL_CIPHER_get_bits(const SSL_CIPHER *cipher, int *algorithmBits);
 const char *__wrap_SSL_CIPHER_get_name(const SSL_CIPHER *cipher);
