@@ -55,7 +55,7 @@ template <class Value> Value *Field(const void *object, size_t offset) {
 
 template <class Value> Value Read(const void *object, size_t offset) {
     Value value;
-    memcpy(&value, Field<void>(object, offset), sizeof value);
+    memcpy(&value, Field<void>(object, offset), sizeof(Value));
     return value;
 }
 

@@ -21,7 +21,6 @@ int __wrap_EVP_DigestFinal(void *ctx, unsigned char *result, unsigned int *size)
 int __wrap_EVP_DigestFinal_ex(void *ctx, unsigned char *result, unsigned int *size);
 const EVP_MD *__wrap_EVP_sha(void);
 const BIO_METHOD *__wrap_BIO_f_md(void);
-long __wrap_BIO_ctrl(BIO *bio, int command, long number, void *pointer);
 void __wrap_EVP_CIPHER_CTX_init(void *ctx);
 int __wrap_EVP_CIPHER_CTX_cleanup(void *ctx);
 int __wrap_EVP_CIPHER_CTX_block_size(const void *ctx);

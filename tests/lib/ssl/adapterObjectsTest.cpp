@@ -66,6 +66,14 @@ TEST(SSLAdapterObjects, TheLibraryItselfNeedsNoOpenSSLAndIsNeverUnloaded) {
     EXPECT_NE(std::string::npos, needed.find("NODELETE"));
 }
 
+TEST(SSLAdapterObjects, TheLibraryLetsEachThunkOut) {
+    const std::string symbols = Readelf("--dyn-syms", SSL_LIBRARY);
+    for (std::size_t row = 0; row < SSL_THUNK_COUNT; row++)
+        EXPECT_NE(std::string::npos,
+                  symbols.find(std::string(" __wrap_") + SSLThunkName(row) + "@@"))
+            << SSLThunkName(row);
+}
+
 /* The rows of the tables: name -> class. */
 std::map<std::string, std::string> DocumentedNames() {
     std::map<std::string, std::string> rows;

@@ -26,7 +26,8 @@ struct Outcome {
     std::string err;
 };
 
-Outcome RunProcess(std::vector<std::string> words, std::vector<std::string> environment = {}) {
+Outcome RunProcess(std::vector<std::string> words,
+                   const std::vector<std::string> &environment = {}) {
     std::vector<char *> argv;
     for (std::string &word : words)
         argv.push_back(word.data());
