@@ -93,9 +93,9 @@ void MXUserAddToList(MXUserHeader *header) {
 }
 
 void MXUserRemoveFromList(MXUserHeader *header) {
+    const MXRecLockGuard guard(MXUserListLock()); // neighbours write this header's links
     if (!header->next)
         return;
-    const MXRecLockGuard guard(MXUserListLock());
     if (listHead == header)
         listHead = header->next == header ? nullptr : header->next;
     header->previous->next = header->next;
