@@ -24,6 +24,10 @@ add_compile_definitions(
     _GNU_SOURCE
     GLIB_VERSION_MIN_REQUIRED=GLIB_VERSION_2_30)
 
+if(ORVANE_FUZZ)
+    # a fuzzer is blind to code that does not tell it where it goes
+    add_compile_options(-fsanitize=fuzzer-no-link)
+endif()
 if(ORVANE_SANITIZE)
     add_compile_options(-fsanitize=${ORVANE_SANITIZE} -fno-omit-frame-pointer)
     add_link_options(-fsanitize=${ORVANE_SANITIZE})
