@@ -163,6 +163,7 @@ TEST(SchemaImport, TheProgramTellsHowItEnded) {
         {{"schema", "import"}, 2},
         {{"schema", "import", "ozy99/1.0=a.xsd"}, 2},
         {{"schema", "import", "--nonsense"}, 2},
+        {{"schema", "import", "a.xsd", "--insecure", "--ca-file", "/dev/null"}, 2},
         {{"schema"}, 2},
     };
     for (const auto &[arguments, status] : rows) {
