@@ -135,7 +135,7 @@ TYPED_TEST(MXUserLock, IsFreeWhileAThreadWaitsAndHeldAsOftenAfterwards) {
         MXUser_SignalCondVar(changed.get());
         TypeParam::Release(lock);
     });
-    while (!isChanged)
+    for (bool isSeen = isChanged; !isSeen; isSeen = isChanged)
         TypeParam::Wait(lock, changed.get());
     other.join();
     TypeParam::TimedWait(lock, changed.get(), 0); /* nobody signals: comes back by itself */
