@@ -172,7 +172,9 @@ struct Object102 {
 
 TEST_F(SSLModule, WithoutFunctionsTheAccessorsReadTheFields) {
     Start();
-    SSLAccess_Resolve(dlopen(SSL_DOUBLES "/noVersion.so", RTLD_NOW));
+    void *nothing = dlopen(SSL_DOUBLES "/noVersion.so", RTLD_NOW);
+    ASSERT_NE(nullptr, nothing);
+    SSLAccess_Resolve(nothing);
     EXPECT_FALSE(SSLAccess_IsOpaque());
 
     Object102 info, param, store, algorithm;
