@@ -371,7 +371,7 @@ void BasicHttpDestroyRequest(BasicHttpRequest *request) {
         g_free(text);
     BasicHttpReplaceSecret(&request->userPassword, nullptr);
     BasicHttpReplaceSecret(&request->proxyPassword, nullptr);
-    curl_slist_free_all(request->requestHeaders);
+    BasicHttpFreeRequestHeaders(request);
     curl_slist_free_all(request->responseHeaders);
     DynBuf_Destroy(&request->receiveBuffer);
     if (request->ownsBody)
@@ -402,36 +402,6 @@ gboolean BasicHttp_GetEffectiveURL(BasicHttpRequest *request, const char **url) 
         return FALSE;
     *url = text;
     return TRUE;
-}
-
-bool BasicHttpHasLineBreak(const char *text) {
-    return strpbrk(text, "\r\n") != nullptr;
-}
-
-gboolean BasicHttp_AppendRequestHeader(BasicHttpRequest *request, const char *text) {
-    if (!request || !text)
-        return FALSE;
-    if (BasicHttpHasLineBreak(text)) {
-        Warning("BasicHTTP: A request header with a line break is refused.\n");
-        return FALSE;
-    }
-    curl_slist *list = curl_slist_append(request->requestHeaders, text);
-    if (!list) {
-        Log("BasicHTTP: AppendRequestHeader failed to append to the request header. "
-            "Insufficient memory.\n");
-        return FALSE;
-    }
-    request->requestHeaders = list;
-    return TRUE;
-}
-
-gboolean BasicHttp_AppendRangeRequestHeader(BasicHttpRequest *request, gint64 start, gint64 size) {
-    char text[64];
-    if (size < 1)
-        g_snprintf(text, sizeof text, "Range:bytes=%ld-", long(start));
-    else
-        g_snprintf(text, sizeof text, "Range:bytes=%ld-%ld", long(start), long(start + size - 1));
-    return BasicHttp_AppendRequestHeader(request, text);
 }
 
 void BasicHttp_SetUserAgent(BasicHttpRequest *request, const char *text) {

@@ -205,6 +205,17 @@ BasicHttpRequest *BasicHttp_CreateRequest(const char *url, BasicHttpMethod metho
                                           BasicHttpCookieJar *cookieJar, const char *header,
                                           const char *body);
 
+/* Request headers that many requests have alike. They belong to whoever made them and to every request
+ * that was given them. */
+typedef struct BasicHttpHeaders BasicHttpHeaders;
+
+/* Copies the texts, up to a NULL; NULL, after a line in the log, if one has a line break. */
+BasicHttpHeaders *BasicHttp_CreateHeaders(const char *const *texts);
+/* NULL is allowed. */
+void BasicHttp_FreeHeaders(BasicHttpHeaders *headers);
+/* In place of the headers that the request has. More may be appended, to this request only. */
+void BasicHttp_SetHeaders(BasicHttpRequest *request, BasicHttpHeaders *headers);
+
 /* BasicHttp_CreateRequest() for a POST with a body that becomes the request's, also if none is made. */
 BasicHttpRequest *BasicHttp_CreatePost(const char *url, BasicHttpCookieJar *cookieJar,
                                        BasicHttpSource *body);

@@ -1,6 +1,7 @@
 // Response headers as they come in, a line at a time: kept for the application, and some of them read.
 #include "apps/lib/basicHttp/basicHttpInt.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cstring>
@@ -17,10 +18,13 @@ constexpr auto kKnownHeaders = std::to_array<std::string_view>(
     {kContentLength, kContentRange,
      "Content-Type: ", "Last-Modified: ", "Accept-Ranges: ", "Date: "});
 
+constexpr char BasicHttpLower(char c) {
+    return c >= 'A' && c <= 'Z' ? char(c - 'A' + 'a') : c;
+}
+
 bool BasicHttpStartsWith(std::string_view text, std::string_view start) {
-    return text.size() >= start.size() &&
-           g_ascii_tolower(text.front()) == g_ascii_tolower(start.front()) && /* mostly ends here */
-           g_ascii_strncasecmp(text.data(), start.data(), start.size()) == 0;
+    return text.size() >= start.size() && std::ranges::equal(text.substr(0, start.size()), start,
+                                                             {}, BasicHttpLower, BasicHttpLower);
 }
 
 /* The known header that a line starts with; empty for none. */

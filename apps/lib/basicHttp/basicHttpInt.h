@@ -54,6 +54,11 @@ struct BasicHttpMemorySource {
 
 extern const BasicHttpSourceOps BasicHttpMemorySourceOps;
 
+struct BasicHttpHeaders {
+    curl_slist *list = nullptr;
+    unsigned numOwners = 1;
+};
+
 struct BasicHttpCookieJar {
     CURLSH *share;       /* NULL for a jar that is a file */
     char *initialCookie; /* consumed by the next request */
@@ -83,7 +88,8 @@ struct BasicHttpRequest {
     BasicHttpCookieJar *cookieJar; /* holds one of its owners */
     CURL *curl;                    /* made on start */
     bool inMulti;
-    curl_slist *requestHeaders;
+    curl_slist *requestHeaders;      /* of its own */
+    BasicHttpHeaders *sharedHeaders; /* holds one of their owners; NULL if it has its own */
     curl_slist *responseHeaders;
     curl_slist *lastResponseHeader; /* end of that list */
     guint numResponseHeaders;
@@ -221,7 +227,6 @@ void BasicHttpDestroyRequest(BasicHttpRequest *request);
 void BasicHttpDestroyState(BasicHttpGlobalState *state);
 /* Takes a request out of the multi handle; outside of libcurl only. */
 void BasicHttpRemoveFromMulti(BasicHttpRequest *request);
-bool BasicHttpHasLineBreak(const char *text);
 
 /* basicHttpSend.cpp */
 bool BasicHttpStartRequest(BasicHttpRequest *request);
@@ -279,6 +284,12 @@ void BasicHttpClearInactivityTimeout(BasicHttpRequest *request);
 /* basicHttpSource.cpp */
 /* The bytes of a memory source; NULL for any other. */
 const BasicHttpMemorySource *BasicHttpMemoryOf(const BasicHttpSource *source);
+
+/* basicHttpRequestHeader.cpp */
+/* What a request sends, its own or shared; NULL for none. */
+curl_slist *BasicHttpRequestHeaders(const BasicHttpRequest *request);
+void BasicHttpFreeRequestHeaders(BasicHttpRequest *request);
+bool BasicHttpHasLineBreak(const char *text);
 
 /* basicHttpCookie.cpp */
 BasicHttpCookieJar *BasicHttpHoldCookieJar(BasicHttpCookieJar *jar);

@@ -220,8 +220,8 @@ void BasicHttpSetMethod(BasicHttpOptions *options, BasicHttpRequest *request) {
         options->Set(CURLOPT_INFILESIZE_LARGE, curl_off_t(BasicHttpBodyLength(request)));
         break;
     }
-    if (request->requestHeaders)
-        options->Set(CURLOPT_HTTPHEADER, request->requestHeaders);
+    if (curl_slist *headers = BasicHttpRequestHeaders(request))
+        options->Set(CURLOPT_HTTPHEADER, headers);
 }
 
 void BasicHttpSetCallbackData(BasicHttpOptions *options, BasicHttpRequest *request) {
@@ -275,7 +275,7 @@ void BasicHttpSetPlainCall(BasicHttpOptions *options, BasicHttpRequest *request)
     BasicHttpSetIdentity(options, request);
     BasicHttpSetJar(options, request);
     BasicHttpSetPostBody(options, request);
-    options->Set(CURLOPT_HTTPHEADER, request->requestHeaders);
+    options->Set(CURLOPT_HTTPHEADER, BasicHttpRequestHeaders(request));
     BasicHttpSetCallbackData(options, request);
 }
 

@@ -132,6 +132,7 @@ static void orvane_session_finalize(GObject *object) {
     g_hash_table_destroy(priv->roles);
     g_hash_table_destroy(priv->listeners);
     g_object_unref(priv->server);
+    OrvaneSessionFreeCallHeaders(priv);
     g_free(priv->userAgent);
     g_free(priv->sslCertificateFile);
     g_free(priv->sslCertificatePath);

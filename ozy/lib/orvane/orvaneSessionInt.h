@@ -69,6 +69,7 @@ OrvaneCall *OrvaneSessionTakeCall(BasicHttpRequest *request);
 void OrvaneSessionAddDiscovery(OrvaneSession *session, BasicHttpRequest *request, GObject *context);
 /* Frees all requests, and the internal listeners that would have had their replies. */
 void OrvaneSessionFreeCalls(OrvaneSession *session);
+void OrvaneSessionFreeCallHeaders(OrvaneSessionPrivate *priv);
 /* What every request of a session has alike. */
 void OrvaneSessionSetUpRequest(const OrvaneSession *session, BasicHttpRequest *request);
 void OrvaneSessionUnlinkAllListeners(OrvaneSession *session);
@@ -112,6 +113,9 @@ struct _OrvaneSessionPrivate {
     GObject *userSession;
     OrvaneCall *calls; /* newest first */
     bool hasDoneCalls; /* some of them are over, and only wait to be freed */
+
+    BasicHttpHeaders *callHeaders; /* kept between calls, and connections */
+    char *callHeadersVersion;      /* that they were made for */
 
     OrvaneSession *nextLive;
     ObjectWatch<OrvaneSession> *watches;

@@ -12,6 +12,7 @@
  */
 #include <cstdarg>
 #include <cstdlib>
+#include <cstring>
 #include <vector>
 
 #include <orvane/schema/qorm.h>
@@ -133,6 +134,22 @@ const char *WireName(GType type) {
     return name;
 }
 
+/* What all calls under one version of the service have for headers, made when the version is new. */
+BasicHttpHeaders *CallHeaders(OrvaneSessionPrivate *priv) {
+    const char *version = priv->useLegacy ? "" : priv->version;
+    if (priv->callHeaders != nullptr && strcmp(priv->callHeadersVersion, version) == 0)
+        return priv->callHeaders;
+    OrvaneSessionFreeCallHeaders(priv);
+    const GPtr<char> action(
+        g_strdup_printf("SOAPAction: \"%s%s\"", priv->useLegacy ? "" : "urn:", version));
+    const char *texts[] = {"Expect: ", "Content-Type: text/xml; charset=utf-8", action.get(),
+                           "Accept:", /* keeps libcurl from sending its own */
+                           nullptr};
+    priv->callHeaders = BasicHttp_CreateHeaders(texts);
+    priv->callHeadersVersion = g_strdup(version);
+    return priv->callHeaders;
+}
+
 RequestPtr NewRequest(OrvaneSession *session, GObject *object, const char *methodName,
                       const OrvaneArgument *arguments, guint count) {
     const OrvaneSessionPrivate *priv = session->priv;
@@ -151,13 +168,7 @@ RequestPtr NewRequest(OrvaneSession *session, GObject *object, const char *metho
         return nullptr;
 
     OrvaneSessionSetUpRequest(session, request.get());
-    const GPtr<char> action(g_strdup_printf("SOAPAction: \"%s%s\"", priv->useLegacy ? "" : "urn:",
-                                            priv->useLegacy ? "" : priv->version));
-    BasicHttp_AppendRequestHeader(request.get(), "Expect: ");
-    BasicHttp_AppendRequestHeader(request.get(), "Content-Type: text/xml; charset=utf-8");
-    BasicHttp_AppendRequestHeader(request.get(), action.get());
-    BasicHttp_AppendRequestHeader(request.get(),
-                                  "Accept:"); /* keeps libcurl from sending its own */
+    BasicHttp_SetHeaders(request.get(), CallHeaders(session->priv));
     return request;
 }
 
@@ -411,6 +422,12 @@ OrvaneCall *OrvaneSessionTakeCall(BasicHttpRequest *request) {
 void OrvaneSessionAddDiscovery(OrvaneSession *session, BasicHttpRequest *request,
                                GObject *context) {
     AddCall(session, request)->context = context;
+}
+
+void OrvaneSessionFreeCallHeaders(OrvaneSessionPrivate *priv) {
+    BasicHttp_FreeHeaders(priv->callHeaders);
+    priv->callHeaders = nullptr;
+    g_clear_pointer(&priv->callHeadersVersion, g_free);
 }
 
 void OrvaneSessionFreeCalls(OrvaneSession *session) {

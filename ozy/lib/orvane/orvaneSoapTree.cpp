@@ -7,7 +7,6 @@
 #include <span>
 #include <string_view>
 #include <utility>
-#include <vector>
 
 #include <libxml/parserInternals.h>
 
@@ -30,6 +29,7 @@ namespace {
 constexpr gsize kTextOffset = offsetof(xmlNode, properties);
 constexpr int kMaxDepth = 200;      /* open elements; libxml2 allows a few more */
 constexpr gsize kMaxAttributes = 8; /* of one element, namespaces included */
+constexpr gsize kMaxScope = 16;     /* namespaces that are declared at one place */
 
 /* An attribute as it stands in the text. */
 struct SoapGiven {
@@ -98,7 +98,8 @@ private:
     xmlNode *text = nullptr; /* the last child of parent if more text belongs to it */
     gsize textLength = 0;
     gsize textCapacity = 0;
-    std::vector<xmlNs *> scope; /* declared by the open elements, the innermost last */
+    std::array<xmlNs *, kMaxScope> scope; /* declared by the open elements, the innermost last */
+    gsize scopeSize = 0;
     /* Names met lately, by a cheap hash: most elements have the name of one before. */
     std::array<const xmlChar *, 64> names{};
 };
@@ -215,13 +216,13 @@ bool SoapBuilder::Declare(xmlNode *node, const SoapGivenList &given) {
             continue;
         const std::string_view prefix =
             attribute.prefix.empty() ? std::string_view() : attribute.name;
-        if (!SoapIsPlainNs(prefix, attribute.value))
+        if (!SoapIsPlainNs(prefix, attribute.value) || scopeSize == kMaxScope)
             return false;
         auto *ns = Zeroed<xmlNs>();
         ns->type = XML_LOCAL_NAMESPACE;
         ns->prefix = prefix.empty() ? nullptr : Intern(prefix);
         ns->href = Copy(attribute.value);
-        scope.push_back(ns);
+        scope[scopeSize++] = ns;
         *end = ns;
         end = &ns->next;
     }
@@ -287,7 +288,7 @@ void SoapBuilder::Open(xmlNode *node) {
 
 void SoapBuilder::Close() {
     for (const xmlNs *ns = parent->nsDef; ns != nullptr; ns = ns->next)
-        scope.pop_back();
+        scopeSize--;
     parent = parent->parent;
     text = nullptr;
     depth--;
@@ -304,7 +305,7 @@ void SoapBuilder::Link(xmlNode *node) {
 }
 
 xmlNs *SoapBuilder::FindNs(std::string_view prefix) const {
-    for (gsize i = scope.size(); i > 0; i--) {
+    for (gsize i = scopeSize; i > 0; i--) {
         if (SoapText(scope[i - 1]->prefix) == prefix)
             return scope[i - 1];
     }

@@ -74,12 +74,40 @@ TEST_F(BasicHttp, HeadersOfTheApplicationGoOut) {
     EXPECT_EQ("Halden-client", server.Requests()[1].Header("User-Agent"));
 }
 
+TEST_F(BasicHttp, HeadersMayBeSharedByRequestsAndOutliveTheirMaker) {
+    AnswerAll(HttpReply(""));
+    const char *texts[] = {"X-All: 1", "Accept:", nullptr};
+    BasicHttpHeaders *headers = BasicHttp_CreateHeaders(texts);
+    BasicHttpRequest *plain = Request("/plain");
+    BasicHttpRequest *more = Request("/more");
+    EXPECT_TRUE(BasicHttp_AppendRequestHeader(plain, "X-Replaced: 1"));
+    BasicHttp_SetHeaders(plain, headers);
+    BasicHttp_SetHeaders(more, headers);
+    BasicHttp_FreeHeaders(headers);
+    EXPECT_TRUE(BasicHttp_AppendRequestHeader(more, "X-More: 2"));
+    Run(plain);
+    Run(more);
+
+    const struct {
+        const char *header;
+        const char *plain;
+        const char *more;
+    } rows[] = {
+        {"X-All", "1", "1"}, {"Accept", "", ""}, {"X-Replaced", "", ""}, {"X-More", "", "2"}};
+    for (const auto &row : rows) {
+        EXPECT_EQ(row.plain, server.Requests()[0].Header(row.header)) << row.header;
+        EXPECT_EQ(row.more, server.Requests()[1].Header(row.header)) << row.header;
+    }
+}
+
 TEST_F(BasicHttp, LineBreaksInHeadersAreRefused) {
     for (const char *text : {"X: 1\r\nY: 2", "X: 1\n", "\rX: 1"}) {
         EXPECT_EQ(nullptr, BasicHttp_CreateRequest("http://h/", BASICHTTP_METHOD_GET, nullptr, text,
                                                    "body"));
         BasicHttpRequest *request = Request("/x");
         EXPECT_FALSE(BasicHttp_AppendRequestHeader(request, text));
+        const char *texts[] = {"X: 1", text, nullptr};
+        EXPECT_EQ(nullptr, BasicHttp_CreateHeaders(texts));
         BasicHttp_SetUserAgent(request, text);
         AnswerAll(HttpReply(""));
         Run(request);
