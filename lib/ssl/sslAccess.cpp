@@ -15,6 +15,9 @@ constexpr int kStoreClass = 4;
 /* Where 1.0.2 keeps what the functions below answer, in bytes, on 64-bit x86. */
 constexpr size_t kCertInfo = 0;
 constexpr size_t kCertInfoVersion = 0;
+constexpr size_t kCertInfoValidity = 32;
+constexpr size_t kValidityNotBefore = 0;
+constexpr size_t kValidityNotAfter = 8;
 constexpr size_t kCertAlgorithm = 8;
 constexpr size_t kAlgorithmObject = 0;
 constexpr size_t kCertExFlags = 72;
@@ -33,6 +36,8 @@ struct Functions {
     guint32 (*certKeyUsage)(X509 *cert);
     long (*certVersion)(const X509 *cert);
     int (*certSignatureNid)(const X509 *cert);
+    const ASN1_TIME *(*certNotBefore)(const X509 *cert);
+    const ASN1_TIME *(*certNotAfter)(const X509 *cert);
     X509_STORE *(*verifyStore)(const X509_STORE_CTX *storeContext);
     X509_VERIFY_PARAM *(*verifyParam)(const X509_STORE_CTX *storeContext);
     unsigned long (*paramFlags)(const X509_VERIFY_PARAM *param);
@@ -59,6 +64,11 @@ template <class Value> Value Read(const void *object, size_t offset) {
     return value;
 }
 
+const ASN1_TIME *ReadValidity(const X509 *cert, size_t offset) {
+    return Read<const ASN1_TIME *>(
+        Read<const void *>(Read<const void *>(cert, kCertInfo), kCertInfoValidity), offset);
+}
+
 } // namespace
 
 void SSLAccess_Resolve(void *libcryptoHandle) {
@@ -66,6 +76,8 @@ void SSLAccess_Resolve(void *libcryptoHandle) {
     Find(libcryptoHandle, "X509_get_key_usage", &functions.certKeyUsage);
     Find(libcryptoHandle, "X509_get_version", &functions.certVersion);
     Find(libcryptoHandle, "X509_get_signature_nid", &functions.certSignatureNid);
+    Find(libcryptoHandle, "X509_get0_notBefore", &functions.certNotBefore);
+    Find(libcryptoHandle, "X509_get0_notAfter", &functions.certNotAfter);
     Find(libcryptoHandle, "X509_STORE_CTX_get0_store", &functions.verifyStore);
     Find(libcryptoHandle, "X509_STORE_CTX_get0_param", &functions.verifyParam);
     Find(libcryptoHandle, "X509_VERIFY_PARAM_get_flags", &functions.paramFlags);
@@ -111,6 +123,18 @@ int SSLAccess_CertSignatureNid(const X509 *cert) {
         return functions.certSignatureNid(cert);
     return __wrap_OBJ_obj2nid(
         Read<const ASN1_OBJECT *>(Read<const void *>(cert, kCertAlgorithm), kAlgorithmObject));
+}
+
+const ASN1_TIME *SSLAccess_CertNotBefore(const X509 *cert) {
+    if (functions.certNotBefore != nullptr)
+        return functions.certNotBefore(cert);
+    return ReadValidity(cert, kValidityNotBefore);
+}
+
+const ASN1_TIME *SSLAccess_CertNotAfter(const X509 *cert) {
+    if (functions.certNotAfter != nullptr)
+        return functions.certNotAfter(cert);
+    return ReadValidity(cert, kValidityNotAfter);
 }
 
 X509_STORE *SSLAccess_VerifyStore(X509_STORE_CTX *storeContext) {

@@ -35,6 +35,10 @@ long SSLAccess_CertVersion(const X509 *cert);
 /* The NID of the algorithm of the certificate's signature. */
 int SSLAccess_CertSignatureNid(const X509 *cert);
 
+/* From when to when the certificate is valid; owned by it. */
+const ASN1_TIME *SSLAccess_CertNotBefore(const X509 *cert);
+const ASN1_TIME *SSLAccess_CertNotAfter(const X509 *cert);
+
 /* The store that a verification runs on; owned by the verification. */
 X509_STORE *SSLAccess_VerifyStore(X509_STORE_CTX *storeContext);
 

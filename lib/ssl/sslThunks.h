@@ -42,6 +42,7 @@ typedef struct evp_md_st EVP_MD;
 typedef struct evp_cipher_st EVP_CIPHER;
 typedef struct asn1_string_st ASN1_STRING;
 typedef struct asn1_string_st ASN1_INTEGER;
+typedef struct asn1_string_st ASN1_TIME;
 typedef struct asn1_object_st ASN1_OBJECT;
 typedef struct crypto_ex_data_st CRYPTO_EX_DATA;
 typedef struct stack_st OPENSSL_STACK; /* STACK_OF(any) */
@@ -94,6 +95,18 @@ enum {
     NID_subject_alt_name = 85,
     NID_ext_key_usage = 126,
     NID_server_auth = 129,
+};
+
+/* X509_NAME_print_ex() */
+enum {
+    XN_FLAG_SEP_CPLUS_SPC = 2 << 16,
+    XN_FLAG_DN_REV = 1 << 20,
+    XN_FLAG_DUMP_UNKNOWN_FIELDS = 1 << 24,
+    ASN1_STRFLGS_ESC_2253 = 0x1,
+    ASN1_STRFLGS_ESC_CTRL = 0x2,
+    ASN1_STRFLGS_UTF8_CONVERT = 0x10,
+    ASN1_STRFLGS_DUMP_UNKNOWN = 0x100,
+    ASN1_STRFLGS_DUMP_DER = 0x200,
 };
 
 /* ---- callbacks ---- */
@@ -206,6 +219,7 @@ BIO *__wrap_BIO_new(const BIO_METHOD *method);
 BIO *__wrap_BIO_new_file(const char *file, const char *mode);
 BIO *__wrap_BIO_new_mem_buf(const void *bytes, int length);
 const BIO_METHOD *__wrap_BIO_s_mem(void);
+int __wrap_BIO_read(BIO *bio, void *bytes, int length);
 int __wrap_BIO_write(BIO *bio, const void *bytes, int length);
 long __wrap_BIO_ctrl(BIO *bio, int command, long number, void *pointer);
 void __wrap_BIO_set_flags(BIO *bio, int flags);
@@ -224,9 +238,12 @@ X509 *__wrap_d2i_X509(X509 **cert, const unsigned char **in, long length);
 int __wrap_X509_digest(const X509 *cert, const EVP_MD *digest, unsigned char *bytes,
                        unsigned int *length);
 const EVP_MD *__wrap_EVP_sha1(void);
+const EVP_MD *__wrap_EVP_sha256(void);
 X509_NAME *__wrap_X509_get_subject_name(const X509 *cert);
 X509_NAME *__wrap_X509_get_issuer_name(const X509 *cert);
 int __wrap_X509_NAME_cmp(const X509_NAME *first, const X509_NAME *second);
+int __wrap_X509_NAME_print_ex(BIO *out, const X509_NAME *name, int indent, unsigned long flags);
+int __wrap_ASN1_TIME_print(BIO *out, const ASN1_TIME *time);
 int __wrap_X509_NAME_get_text_by_NID(X509_NAME *name, int nid, char *buffer, int size);
 int __wrap_X509_NAME_get_index_by_NID(X509_NAME *name, int nid, int last);
 X509_NAME_ENTRY *__wrap_X509_NAME_get_entry(const X509_NAME *name, int index);

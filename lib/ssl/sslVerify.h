@@ -26,6 +26,10 @@ struct SSLVerifyState {
     GDestroyNotify destroy; /* of the client data; may be NULL */
 };
 
+/* SSL_SetVerifyCb() without the machine's CA certificates. */
+void SSLVerifyState_Attach(SSL_CTX *ctx, SSLVerifyCertificateFn func, gpointer data,
+                           GDestroyNotify destroy);
+
 /* NULL is allowed. */
 void SSLVerifyState_Free(SSLVerifyState *state);
 

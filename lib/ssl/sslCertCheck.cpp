@@ -1,0 +1,38 @@
+// The check of older callers, after the handshake.
+#include "lib/misc/glibPtr.h"
+#include "lib/misc/log.h"
+#include "lib/ssl/sslSockInt.h"
+#include "lib/ssl/sslVerify.h"
+
+namespace {
+
+using CertPtr = std::unique_ptr<X509, Release<__wrap_X509_free>>;
+
+bool IsSelfSigned(long code) {
+    return code == X509_V_ERR_DEPTH_ZERO_SELF_SIGNED_CERT ||
+           code == X509_V_ERR_SELF_SIGNED_CERT_IN_CHAIN;
+}
+
+} // namespace
+
+gboolean SSL_CheckCert(SSLSock *sock, const char *host, gboolean allowSelfSigned) {
+    const long code = __wrap_SSL_get_verify_result(sock->sslCnx);
+    if (code != X509_V_OK && !(allowSelfSigned && IsSelfSigned(code))) {
+        Warning("SSL: Peer certificate does not verify (%d)\n", static_cast<int>(code));
+        return FALSE;
+    }
+    if (code != X509_V_OK)
+        Warning("SSL: Self signed certificate in chain\n");
+    const CertPtr cert(__wrap_SSL_get_peer_certificate(sock->sslCnx));
+    if (!cert) {
+        Warning("SSL: Could not get the peer certificate\n");
+        return FALSE;
+    }
+    char name[256] = "";
+    __wrap_X509_NAME_get_text_by_NID(__wrap_X509_get_subject_name(cert.get()), NID_commonName, name,
+                                     sizeof name);
+    if (g_ascii_strcasecmp(name, host) == 0)
+        return TRUE;
+    Warning("SSL: Peer common name does not match host (%s != %s)!\n", name, host);
+    return FALSE;
+}

@@ -1,0 +1,119 @@
+/*
+ * Whether a certificate bears a name: in the subject's common name, or among its alternative names.
+ *
+ *   common name "*.a.b"      bears x.a.b, but neither a.b nor y.x.a.b; "*" stands nowhere else
+ *   DNS name "*.a.b"         the same
+ *   IP address               0A 00 00 01 is "10.0.0.1"; sixteen bytes are "FE80:0:0:0:0:0:0:1"
+ */
+#include <algorithm>
+#include <cstring>
+#include <string>
+#include <string_view>
+
+#include "lib/misc/glibPtr.h"
+#include "lib/misc/log.h"
+#include "lib/ssl/sslVerify.h"
+
+namespace {
+
+using AltNames = std::unique_ptr<OPENSSL_STACK, Release<__wrap_GENERAL_NAMES_free>>;
+
+bool EqualsInAnyCase(std::string_view left, std::string_view right) {
+    return left.size() == right.size() &&
+           std::ranges::equal(left, right, {}, g_ascii_tolower, g_ascii_tolower);
+}
+
+/* A character of a name as it is compared; 0 for one that names do not have. */
+char NameCharacter(char c) {
+    const char lower = g_ascii_tolower(c);
+    return g_ascii_isalnum(lower) || lower == '-' || lower == '.' || lower == ':' ? lower : '\0';
+}
+
+std::string_view StringOf(void *string) {
+    auto *text = static_cast<ASN1_STRING *>(string);
+    const int length = __wrap_ASN1_STRING_length(text);
+    return {reinterpret_cast<const char *>(__wrap_ASN1_STRING_data(text)),
+            static_cast<size_t>(std::max(length, 0))};
+}
+
+/* The whole name, or a wildcard for its first label. */
+bool MatchesDns(std::string_view entry, std::string_view name) {
+    if (EqualsInAnyCase(entry, name))
+        return true;
+    const size_t dot = name.find('.');
+    return dot != std::string_view::npos && entry.starts_with('*') &&
+           EqualsInAnyCase(entry.substr(1), name.substr(dot));
+}
+
+/* The text of an address; empty for a number of bytes that no address has. */
+std::string AddressText(std::string_view bytes) {
+    const auto byte = [&](size_t i) {
+        return static_cast<unsigned>(static_cast<guint8>(bytes[i]));
+    };
+    char text[40] = "";
+    if (bytes.size() == 4)
+        g_snprintf(text, sizeof text, "%u.%u.%u.%u", byte(0), byte(1), byte(2), byte(3));
+    size_t length = 0;
+    for (size_t i = 0; bytes.size() == 16 && i < bytes.size(); i += 2)
+        length +=
+            static_cast<size_t>(g_snprintf(text + length, sizeof text - length,
+                                           i == 0 ? "%X" : ":%X", byte(i) << 8 | byte(i + 1)));
+    return text;
+}
+
+bool MatchesAddress(std::string_view entry, std::string_view name) {
+    return EqualsInAnyCase(AddressText(entry), name);
+}
+
+} // namespace
+
+bool SSLCertCNHostnameMatch(const char *pattern, const char *host) {
+    if (*pattern == '*') {
+        if (pattern[1] != '.')
+            return false;
+        pattern += 2;
+        const char *dot = strchr(host, '.');
+        host = dot != nullptr ? dot + 1 : host + strlen(host);
+    }
+    for (; *pattern != '\0'; pattern++, host++) {
+        const char wanted = NameCharacter(*pattern);
+        if (wanted == '\0' || *host == '\0' || wanted != NameCharacter(*host))
+            return false;
+    }
+    return *host == '\0';
+}
+
+gboolean SSL_MatchX509SubjectName(X509 *cert, const char *host) {
+    X509_NAME *subject = __wrap_X509_get_subject_name(cert);
+    const int index = __wrap_X509_NAME_get_index_by_NID(subject, NID_commonName, -1);
+    if (index < 0 || *host == '\0')
+        return FALSE;
+    const std::string_view name =
+        StringOf(__wrap_X509_NAME_ENTRY_get_data(__wrap_X509_NAME_get_entry(subject, index)));
+    if (name.find('\0') != std::string_view::npos) {
+        Warning("%s: Certificate with embedded NUL in the CN rejected: CN is \"%s\", yet length is "
+                "claimed as %u.\n",
+                "SSL_MatchX509SubjectName", name.data(), static_cast<unsigned>(name.size()));
+        return FALSE;
+    }
+    char text[256] = "";
+    __wrap_X509_NAME_get_text_by_NID(subject, NID_commonName, text, sizeof text);
+    return SSLCertCNHostnameMatch(text, host);
+}
+
+gboolean SSL_MatchX509v3SubjectAltNames(X509 *cert, int type, const char *name, int nameLen) {
+    const AltNames names(static_cast<OPENSSL_STACK *>(
+        __wrap_X509_get_ext_d2i(cert, NID_subject_alt_name, nullptr, nullptr)));
+    if (!names || nameLen <= 0)
+        return FALSE;
+    const std::string_view wanted(name, static_cast<size_t>(nameLen));
+    for (int i = 0; i < __wrap_sk_num(names.get()); i++) {
+        const auto *entry = static_cast<GENERAL_NAME *>(__wrap_sk_value(names.get(), i));
+        if (entry->type != type)
+            continue;
+        if ((type == GEN_DNS && MatchesDns(StringOf(entry->d), wanted)) ||
+            (type == GEN_IPADD && MatchesAddress(StringOf(entry->d), wanted)))
+            return TRUE;
+    }
+    return FALSE;
+}

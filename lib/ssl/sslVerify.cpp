@@ -1,0 +1,310 @@
+// The verify callbacks, and the states that they work on.
+#include "lib/ssl/sslVerify.h"
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cstring>
+#include <string>
+
+#include "lib/misc/log.h"
+#include "lib/misc/panic.h"
+#include "lib/ssl/sslAccess.h"
+#include "lib/ssl/sslInt.h"
+
+namespace {
+
+/* SSLVerifyParam.progress. */
+enum {
+    PROGRESS_CHAIN = 1,   /* good so far */
+    PROGRESS_REFUSED = 2, /* by the platform's own store */
+    PROGRESS_NAME = 4,
+    PROGRESS_THUMBPRINT = 8,
+    PROGRESS_VERSION = 16,
+    PROGRESS_USAGE = 32,
+};
+
+constexpr char kTextHead[] = "The remote host certificate has these problems:";
+constexpr char kTextItem[] = "\n\n* ";
+
+/* Newer versions of OpenSSL check names against an authority's constraints when the walk is over and the
+ * decision made; in 1.0.2 these codes cannot come then. */
+constexpr auto kLateErrors = std::to_array<int>({46, 47, 48, 49, 51, 52, 53});
+
+/* Ex-data of an SSL: not NULL once the function of SSL_SetVerifyCb() accepted its peer. Taken on first use and
+ * for good; 0 is never handed out by CRYPTO_get_ex_new_index() after the module's own two. */
+constinit std::atomic<int> acceptedIx{0};
+
+int AcceptedIx() {
+    if (acceptedIx.load() == 0) {
+        const SSLStateGuard guard;
+        if (acceptedIx.load() == 0)
+            acceptedIx = __wrap_SSL_get_ex_new_index(0, nullptr, nullptr, nullptr, nullptr);
+    }
+    return acceptedIx.load();
+}
+
+SSL *ConnectionOf(X509_STORE_CTX *storeContext) {
+    return static_cast<SSL *>(__wrap_X509_STORE_CTX_get_ex_data(
+        storeContext, __wrap_SSL_get_ex_data_X509_STORE_CTX_idx()));
+}
+
+void SSLVerifyAppendError(SSLVerifyParam *param, const char *text, guint64 flag) {
+    const gsize length = strlen(param->errorText);
+    gsize room = sizeof param->errorText - 1 - length;
+    char *end = param->errorText + length;
+    const auto append = [&](const char *piece, gsize size) {
+        memcpy(end, piece, size);
+        end += size;
+        *end = '\0';
+        room -= size;
+    };
+    if (room > 1 && length == 0)
+        append(kTextHead, sizeof kTextHead - 1);
+    if (room > sizeof kTextItem - 1)
+        append(kTextItem, sizeof kTextItem - 1);
+    if (room > 1)
+        append(text, std::min(room, strlen(text)));
+    param->errorFlags |= flag;
+}
+
+/* For platforms with a store of certificates that OpenSSL does not read; this one has none. */
+bool SSLVerifyCertAgainstExternalStore() {
+    return true;
+}
+
+bool SSLMatchPeerName(SSLVerifyParam *param, X509 *leaf) {
+    const gsize length = strnlen(param->hostName, sizeof param->hostName);
+    if (length == 0)
+        return false;
+    const std::string host(param->hostName, length);
+    const int size = static_cast<int>(length);
+    if (SSL_MatchX509SubjectName(leaf, host.c_str()) ||
+        SSL_MatchX509v3SubjectAltNames(leaf, GEN_DNS, host.c_str(), size) ||
+        SSL_MatchX509v3SubjectAltNames(leaf, GEN_IPADD, host.c_str(), size))
+        return true;
+    SSLVerifyAppendError(param, "Host name does not match the subject name(s) in certificate.",
+                         SSL_CERT_NAME_MISMATCH);
+    return false;
+}
+
+bool IsVersion3(SSLVerifyParam *param, X509 *leaf) {
+    if (SSLAccess_CertVersion(leaf) > 1)
+        return true;
+    SSLVerifyAppendError(param, "Certificate with insecure version less than 3",
+                         SSL_CERT_OLD_VERSION);
+    return false;
+}
+
+bool HasServerUsage(SSLVerifyParam *param, X509 *leaf) {
+    if (param->verifyMode != SSL_VERIFY_MODE_STRICT ||
+        SSLCheckX509ExtendedKeyUsage(leaf, NID_server_auth))
+        return true;
+    SSLVerifyAppendError(param, "Invalid certificate usage. Non server auth key usage.",
+                         SSL_CERT_NO_SERVER_USAGE);
+    return false;
+}
+
+bool IsPinned(const SSLVerifyParam *param, X509 *leaf) {
+    const std::string pin(param->expectedThumbprint,
+                          strnlen(param->expectedThumbprint, sizeof param->expectedThumbprint));
+    return SSL_MatchThumbprint(leaf, pin.c_str());
+}
+
+/* The first callback of a walk: all that depends on the leaf alone. */
+void BeginWalk(SSLVerifyParam *param, X509 *leaf) {
+    if (!SSL_GetCertThumbprint(leaf, param->thumbprint, sizeof param->thumbprint)) {
+        Warning("SSL: Error extracting the certificate thumbprint\n");
+        param->thumbprint[0] = '\0';
+    }
+    param->chainTrusted = FALSE;
+    param->verifyResult = SSL_VERIFY_RESULT_REJECTED;
+    param->selfSigned = __wrap_X509_NAME_cmp(__wrap_X509_get_subject_name(leaf),
+                                             __wrap_X509_get_issuer_name(leaf)) == 0;
+    param->errorText[0] = '\0';
+    param->errorFlags = 0;
+
+    guint32 progress = PROGRESS_CHAIN;
+    if (param->trustedCerts == nullptr && !SSLVerifyCertAgainstExternalStore())
+        progress |= PROGRESS_REFUSED;
+    if (SSLMatchPeerName(param, leaf))
+        progress |= PROGRESS_NAME;
+    if (IsPinned(param, leaf))
+        progress |= PROGRESS_THUMBPRINT;
+    if (IsVersion3(param, leaf))
+        progress |= PROGRESS_VERSION;
+    if (HasServerUsage(param, leaf))
+        progress |= PROGRESS_USAGE;
+    param->progress = progress;
+}
+
+void ClearErrors(SSLVerifyParam *param) {
+    param->errorText[0] = '\0';
+    param->errorFlags = 0;
+}
+
+int Accept(SSLVerifyParam *param, int result) {
+    param->verifyResult = result;
+    return 1;
+}
+
+/* What becomes of a peer that is neither trusted nor pinned. */
+int DecideOnDoubt(SSLVerifyParam *param) {
+    param->verifyResult = SSL_VERIFY_RESULT_REJECTED;
+    if (param->verifyMode == SSL_VERIFY_MODE_REPORT)
+        return Accept(param, SSL_VERIFY_RESULT_REPORTED);
+    if (SSL_IsVerifyEnabled())
+        return 0;
+    Warning("%s: Certificate verification is disabled, so connection will proceed despite the "
+            "error\n",
+            "SSL_VerifyCbHelper");
+    return Accept(param, SSL_VERIFY_RESULT_DISABLED);
+}
+
+/* The end of a walk: the question is asked, once, and the state has served. */
+int Decide(X509_STORE_CTX *storeContext, SSLVerifyState *state) {
+    if (state->called)
+        Panic("%s: Bogus attempt to call callback twice!\n", "SSL_ValidateCertCb");
+    state->called = TRUE;
+    SSL *ssl = ConnectionOf(storeContext);
+    const int result = state->verifyCallback(storeContext, SSL_GetPeerCertificate(storeContext),
+                                             state->verifyClientData);
+    SSLVerifyState_Detach(storeContext); /* unless the callback did */
+    if (result != 0 && ssl != nullptr)
+        __wrap_SSL_set_ex_data(ssl, AcceptedIx(), &acceptedIx);
+    return result;
+}
+
+void NoteError(X509_STORE_CTX *storeContext, SSLVerifyState *state, int error) {
+    const int depth = __wrap_X509_STORE_CTX_get_error_depth(storeContext);
+    const guint64 flag = SSLMapErrorToFlag(error, depth == 0);
+    if (flag == SSL_CERT_UNKNOWN)
+        Log("SSL: OpenSSL refuses the certificate at depth %d of a chain: %s (%d)\n", depth,
+            __wrap_X509_verify_cert_error_string(error), error);
+    state->certErrors |= flag;
+    __wrap_X509_STORE_CTX_set_error(storeContext, X509_V_OK);
+}
+
+} // namespace
+
+/* -- the switch ----------------------------------------------------------------------------------- */
+
+void SSL_SetVerifySSLCertificates(gint32 value) {
+    sslModule.SSLVerifySSLCertificates = value;
+}
+
+gint32 SSL_GetVerifySSLCertificates(void) {
+    return sslModule.SSLVerifySSLCertificates;
+}
+
+gboolean SSL_IsVerifyEnabled(void) {
+    return sslModule.SSLVerifySSLCertificates == 0;
+}
+
+int SSL_GetSSLVerifyParamIx(void) {
+    return sslModule.SSLVerifyParamIx;
+}
+
+/* -- one connection with its SSLVerifyParam ------------------------------------------------------- */
+
+int SSL_VerifyCbHelper(X509_STORE_CTX *storeContext, SSLVerifyParam *param) {
+    const OPENSSL_STACK *chain = __wrap_X509_STORE_CTX_get_chain(storeContext);
+    const int last = chain != nullptr ? __wrap_sk_num(chain) - 1 : 0;
+    const int index =
+        chain != nullptr ? last - __wrap_X509_STORE_CTX_get_error_depth(storeContext) : 0;
+    X509 *leaf = SSL_GetPeerCertificate(storeContext);
+    if (leaf == nullptr) {
+        param->verifyResult = SSL_VERIFY_RESULT_REJECTED;
+        return 0;
+    }
+    if (index == 0)
+        BeginWalk(param, leaf);
+
+    const guint32 progress = param->progress;
+    const int error = __wrap_X509_STORE_CTX_get_error(storeContext);
+    if ((progress & PROGRESS_CHAIN) != 0 && error != X509_V_OK) {
+        SSLVerifyAppendError(param, __wrap_X509_verify_cert_error_string(error),
+                             SSLMapErrorToFlag(error, true));
+        param->progress &= ~guint32(PROGRESS_CHAIN);
+    }
+    const bool isGood =
+        (param->progress & PROGRESS_CHAIN) != 0 || (progress & PROGRESS_REFUSED) != 0;
+    const bool isTrusted =
+        isGood && (progress & PROGRESS_VERSION) != 0 && (progress & PROGRESS_USAGE) != 0;
+    param->chainTrusted = isTrusted;
+    if (isTrusted && (progress & PROGRESS_NAME) != 0) {
+        ClearErrors(param);
+        return Accept(param, SSL_VERIFY_RESULT_TRUSTED);
+    }
+    if ((progress & PROGRESS_THUMBPRINT) == 0)
+        return DecideOnDoubt(param);
+    ClearErrors(param);
+    return Accept(param, SSL_VERIFY_RESULT_PINNED);
+}
+
+/* A handshake that the peer starts anew on a connection that was made long ago has no record, and fails. */
+int SSLVerifyCb(int, X509_STORE_CTX *storeContext) {
+    SSL *ssl = ConnectionOf(storeContext);
+    auto *param =
+        static_cast<SSLVerifyParam *>(__wrap_SSL_get_ex_data(ssl, sslModule.SSLVerifyParamIx));
+    return param != nullptr ? SSL_VerifyCbHelper(storeContext, param) : 0;
+}
+
+/* -- one context with its SSLVerifyState ---------------------------------------------------------- */
+
+void SSLVerifyState_Free(SSLVerifyState *state) {
+    if (state == nullptr)
+        return;
+    if (state->destroy != nullptr)
+        state->destroy(state->verifyClientData);
+    g_free(state);
+}
+
+SSLVerifyState *SSLVerifyState_Of(X509_STORE_CTX *storeContext) {
+    return static_cast<SSLVerifyState *>(SSLAccess_StoreState(SSLAccess_VerifyStore(storeContext)));
+}
+
+void SSLVerifyState_Detach(X509_STORE_CTX *storeContext) {
+    SSLVerifyState *state = SSLVerifyState_Of(storeContext);
+    SSLAccess_SetStoreState(SSLAccess_VerifyStore(storeContext), nullptr);
+    SSLVerifyState_Free(state);
+}
+
+void SSLVerifyState_Attach(SSL_CTX *ctx, SSLVerifyCertificateFn func, gpointer data,
+                           GDestroyNotify destroy) {
+    __wrap_SSL_CTX_set_verify(ctx, SSL_VERIFY_PEER, SSL_ValidateCertCb);
+
+    SSLVerifyState *state = g_new0(SSLVerifyState, 1);
+    state->verifyCallback = func;
+    state->verifyClientData = data;
+    state->destroy = destroy;
+    VERIFY(SSLAccess_SetStoreState(__wrap_SSL_CTX_get_cert_store(ctx), state));
+}
+
+void SSL_SetVerifyCb(SSL_CTX *ctx, SSLVerifyCertificateFn func, gpointer data,
+                     GDestroyNotify destroy) {
+    Log("%s: ctx=%p func=%p data=%p\n", "SSL_SetVerifyCb", static_cast<void *>(ctx),
+        reinterpret_cast<void *>(func), data);
+    SSLAddHostCAStore(ctx);
+    SSLVerifyState_Attach(ctx, func, data, destroy);
+}
+
+int SSL_ValidateCertCb(int ok, X509_STORE_CTX *storeContext) {
+    SSLVerifyState *state = SSLVerifyState_Of(storeContext);
+    const int error = __wrap_X509_STORE_CTX_get_error(storeContext);
+    if (state == nullptr)
+        return ok == 0 && std::ranges::find(kLateErrors, error) != kLateErrors.end() ? 0 : 1;
+    VERIFY((SSLAccess_VerifyFlags(storeContext) & X509_V_FLAG_POLICY_CHECK) == 0);
+    if (ok == 0) {
+        NoteError(storeContext, state, error);
+        if (error != X509_V_ERR_UNABLE_TO_VERIFY_LEAF_SIGNATURE)
+            return 1; /* the walk goes on and finds what else is wrong; this one ends it */
+    } else if (__wrap_X509_STORE_CTX_get_error_depth(storeContext) != 0) {
+        return ok;
+    }
+    return Decide(storeContext, state);
+}
+
+gboolean SSL_IsPeerAccepted(SSL *ssl) {
+    return __wrap_SSL_get_ex_data(ssl, AcceptedIx()) != nullptr;
+}

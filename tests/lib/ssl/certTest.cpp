@@ -1,0 +1,169 @@
+// Certificates by themselves: their names, thumbprints, forms and what people are shown.
+#include <array>
+
+#include "tests/lib/ssl/certifiedPair.h"
+
+namespace {
+
+using certificates::SelfSigned;
+
+struct Cert : testing::Test {
+    Cert() { SSL_Init(nullptr, SSL_ADAPTERS, nullptr); }
+};
+
+TEST_F(Cert, CommonNamesMatchLabelByLabel) {
+    const struct {
+        const char *pattern, *host;
+        bool matches;
+    } rows[] = {
+        {"a.b", "a.b", true},         {"A.b", "a.B", true},
+        {"a.b", "a.b.c", false},      {"a.b.c", "a.b", false},
+        {"*.a.b", "x.a.b", true},     {"*.a.b", "y.x.a.b", false},
+        {"*.a.b", "a.b", false},      {"*a.b", "xa.b", false},
+        {"x.*.b", "x.a.b", false},    {"*", "a", false},
+        {"a$b", "a$b", false},        {"a b", "a b", false},
+        {"fe80::1", "FE80::1", true}, {"", "a", false},
+    };
+    for (const auto &row : rows)
+        EXPECT_EQ(row.matches, SSLCertCNHostnameMatch(row.pattern, row.host))
+            << row.pattern << " " << row.host;
+}
+
+TEST_F(Cert, AlternativeNamesMatchByKind) {
+    const CertPtr cert = Parse(SelfSigned({.commonName = "cn.example",
+                                           .dnsNames = {"a.example", "*.b.example", "*"},
+                                           .addresses = {"10.0.0.1", "fe80::1"}}));
+    const struct {
+        int type;
+        const char *name;
+        bool matches;
+    } rows[] = {
+        {2, "A.example", true},
+        {2, "x.b.example", true},
+        {2, "y.x.b.example", false},
+        {2, "b.example", false},
+        {2, "localhost", false},
+        {2, "cn.example", false},
+        {2, "10.0.0.1", false},
+        {7, "10.0.0.1", true},
+        {7, "10.0.0.2", false},
+        {7, "FE80:0:0:0:0:0:0:1", true},
+        {7, "fe80::1", false},
+        {7, "a.example", false},
+        {2, "", false},
+        {1, "a.example", false},
+    };
+    for (const auto &row : rows)
+        EXPECT_EQ(row.matches, SSL_MatchX509v3SubjectAltNames(cert.get(), row.type, row.name,
+                                                              int(strlen(row.name))))
+            << row.type << " " << row.name;
+    EXPECT_TRUE(SSL_MatchX509SubjectName(cert.get(), "CN.example"));
+    EXPECT_FALSE(SSL_MatchX509SubjectName(cert.get(), "a.example"));
+    EXPECT_FALSE(SSL_MatchX509SubjectName(cert.get(), ""));
+}
+
+TEST_F(Cert, ThumbprintsAreWrittenWholeOrCut) {
+    const auto made = SelfSigned({});
+    const CertPtr cert = Parse(made);
+    char text[SSL_THUMBPRINT256_SIZE];
+    EXPECT_TRUE(SSL_GetCertThumbprint(cert.get(), text, SSL_THUMBPRINT_SIZE));
+    EXPECT_EQ(made.thumbprint, text);
+    EXPECT_TRUE(SSL_GetCertThumbprint256(cert.get(), text, sizeof text));
+    EXPECT_EQ(made.thumbprint256, text);
+    EXPECT_TRUE(SSL_GetCertThumbprint(cert.get(), text, 10));
+    EXPECT_EQ(made.thumbprint.substr(0, 8), text);
+    for (gsize size : {1, 2, 3}) {
+        EXPECT_TRUE(SSL_GetCertThumbprint(cert.get(), text, size));
+        EXPECT_STREQ("", text);
+    }
+}
+
+TEST_F(Cert, PinsHaveFourForms) {
+    const auto made = SelfSigned({});
+    const CertPtr cert = Parse(made);
+    const auto bare = [](std::string text) {
+        std::erase(text, ':');
+        return text;
+    };
+    std::string changed = made.thumbprint256;
+    changed.back() = changed.back() == '0' ? '1' : '0';
+    const struct {
+        std::string pin;
+        bool isPin, matches;
+    } rows[] = {
+        {made.thumbprint, true, true},
+        {bare(made.thumbprint), true, true},
+        {made.thumbprint256, true, true},
+        {bare(made.thumbprint256), true, true},
+        {changed, true, false},
+        {"", false, false},
+        {made.thumbprint + ":", false, false},
+        {" " + made.thumbprint, false, false},
+        {std::string(59, 'A'), false, false},
+        {std::string(40, 'x'), false, false},
+        {made.thumbprint.substr(0, 56), false, false},
+    };
+    for (const auto &row : rows) {
+        EXPECT_EQ(row.isPin, SSL_IsThumbprint(row.pin.c_str())) << row.pin;
+        EXPECT_EQ(row.matches, SSL_MatchThumbprint(cert.get(), row.pin.c_str())) << row.pin;
+        SSLVerifyParam param{};
+        EXPECT_EQ(row.isPin || row.pin.empty(), SSL_SetExpectedThumbprint(&param, row.pin.c_str()));
+        EXPECT_EQ(row.pin.empty(), param.expectedThumbprint[0] == '\0') << "never ignored";
+    }
+    EXPECT_FALSE(SSL_IsThumbprint(nullptr));
+}
+
+TEST_F(Cert, PeopleSeeWhatCannotMislead) {
+    const auto made = SelfSigned({.commonName = "good\xe2\x80\xae"
+                                                "txt\x1b[2J, CN=M\xc3\xbcller",
+                                  .organization = "Some \"Company\""});
+    const CertPtr cert = Parse(made);
+    const std::unique_ptr<SSLCertInfo, Release<SSL_FreeCertInfo>> info(SSL_GetCertInfo(cert.get()));
+    ASSERT_TRUE(info);
+    EXPECT_STREQ("CN=good\\u{202e}txt\\1B[2J\\, CN=M\xc3\xbcller, O=Some \\\"Company\\\"",
+                 info->subject);
+    EXPECT_STREQ(info->subject, info->issuer);
+    EXPECT_EQ(made.thumbprint, info->thumbprint);
+    EXPECT_EQ(made.thumbprint256, info->thumbprint256);
+    for (const char *time : {info->notBefore, info->notAfter})
+        EXPECT_EQ(" GMT", std::string(time).substr(std::string(time).size() - 4));
+    EXPECT_STRNE(info->notBefore, info->notAfter);
+}
+
+TEST_F(Cert, DerFormsAreCopied) {
+    using DerPtr = std::unique_ptr<SSLDERCert, Release<SSL_FreeDERCert>>;
+    const auto made = SelfSigned({});
+    DerPtr der(SSL_GetDERCert(Parse(made).get()));
+    const DerPtr copy(SSL_CopyDERCert(der.get()));
+    der.reset();
+    EXPECT_EQ(made.der, std::string(reinterpret_cast<char *>(copy->bytes), copy->size));
+    EXPECT_EQ(made.thumbprint, copy->thumbprint);
+    EXPECT_EQ(nullptr, SSL_CopyDERCert(nullptr));
+}
+
+TEST_F(Cert, VerifyCodesBecomeBits) {
+    const struct {
+        int code;
+        guint64 leaf, chain;
+    } rows[] = {{0, 0, 0},
+                {1, SSL_CERT_UNKNOWN, SSL_CERT_UNKNOWN},
+                {10, SSL_CERT_TIME, SSL_CERT_CHAIN_TIME},
+                {17, SSL_CERT_FAILURE, SSL_CERT_FAILURE},
+                {21, SSL_CERT_SIGNATURE, SSL_CERT_CHAIN_SIGNATURE},
+                {36, SSL_CERT_CRITICAL_EXTENSION, SSL_CERT_CHAIN_CRITICAL_EXTENSION},
+                {40, SSL_CERT_INVALID, SSL_CERT_CHAIN_INVALID},
+                {41, SSL_CERT_UNKNOWN, SSL_CERT_UNKNOWN},
+                {50, SSL_CERT_FAILURE, SSL_CERT_FAILURE},
+                {66, SSL_CERT_UNKNOWN, SSL_CERT_UNKNOWN},
+                {-1, SSL_CERT_UNKNOWN, SSL_CERT_UNKNOWN}};
+    for (const auto &row : rows) {
+        EXPECT_EQ(row.leaf, SSLMapErrorToFlag(row.code, true)) << row.code;
+        EXPECT_EQ(row.chain, SSLMapErrorToFlag(row.code, false)) << row.code;
+    }
+    EXPECT_STREQ(
+        "It belongs to another host name.\nIt was revoked.",
+        GPtr<char>(SSL_DescribeCertErrors(SSL_CERT_REVOKED | SSL_CERT_NAME_MISMATCH)).get());
+    EXPECT_STREQ("", GPtr<char>(SSL_DescribeCertErrors(0)).get());
+}
+
+} // namespace

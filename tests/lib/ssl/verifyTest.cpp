@@ -1,0 +1,274 @@
+// The two ways to check a peer, each over real handshakes with certificates good and bad.
+#include <cstring>
+
+#include <gmock/gmock.h>
+
+#include "lib/misc/log.h"
+#include "tests/lib/ssl/certifiedPair.h"
+
+namespace {
+
+using certificates::MakeKind;
+using testing::HasSubstr;
+
+/* Keys on a curve, which most of these certificates have, are below the limit. */
+constexpr guint64 kCurve = SSL_CERT_KEY_TOO_SMALL;
+
+struct Verify : testing::Test {
+    Verify() {
+        SSL_Init(nullptr, SSL_ADAPTERS, nullptr);
+        LogRing_Clear();
+    }
+    ~Verify() override { SSL_SetVerifySSLCertificates(0); }
+
+    static std::string LogText() { return GPtr<char>(LogRing_Copy()).get(); }
+};
+
+/* What a function given to SSL_SetVerifyCb() saw, and what it answers. */
+struct Asked {
+    int answer = 1;
+    bool looks = true; /* at what is wrong */
+    std::string host = "localhost";
+    std::string pin;
+    int times = 0;
+    int released = 0;
+    guint64 errors = 0;
+
+    static int Ask(X509_STORE_CTX *storeContext, X509 *leaf, gpointer data) {
+        auto *asked = static_cast<Asked *>(data);
+        asked->times++;
+        EXPECT_EQ(leaf, SSL_GetPeerCertificate(storeContext));
+        if (asked->looks)
+            asked->errors =
+                SSL_GetCertErrors(storeContext, leaf, asked->host.c_str(), asked->pin.c_str());
+        return asked->answer;
+    }
+    static void OnRelease(gpointer data) { static_cast<Asked *>(data)->released++; }
+    /* Without the machine's authorities, which take long to read. */
+    void Watch(CertifiedPair &pair) {
+        SSLVerifyState_Attach(pair.client.get(), Ask, this, OnRelease);
+    }
+};
+
+/* -- a function decides ---------------------------------------------------------------------------- */
+
+struct SeenRow {
+    const char *kind;
+    guint64 errors;
+    bool isTrusted = true; /* the client knows the anchor */
+    const char *host = "localhost";
+    bool passes = true; /* if the function says so */
+};
+
+const SeenRow kSeen[] = {
+    {"good", kCurve},
+    {"good-chain", kCurve},
+    {"good-rsa", 0},
+    {"good-rsa", SSL_CERT_NAME_MISMATCH, true, "::1"},
+    {"good-rsa", 0, true, "0:0:0:0:0:0:0:1"},
+    {"good-rsa", 0, true, "127.0.0.1"},
+    {"wildcard", kCurve, true, "x.localhost"},
+    {"wildcard", kCurve | SSL_CERT_NAME_MISMATCH, true, "y.x.localhost"},
+    {"name-only", kCurve},
+    {"self-signed", kCurve | SSL_CERT_SELF_SIGNED, false},
+    {"expired", kCurve | SSL_CERT_TIME},
+    {"not-yet-valid", kCurve | SSL_CERT_TIME},
+    {"wrong-host", kCurve | SSL_CERT_NAME_MISMATCH},
+    {"good", kCurve | SSL_CERT_ISSUER_UNKNOWN | SSL_CERT_SIGNATURE, false},
+    {"expired", kCurve | SSL_CERT_ISSUER_UNKNOWN | SSL_CERT_SIGNATURE, false},
+    {"good-chain", kCurve | SSL_CERT_CHAIN_ISSUER_UNKNOWN, false},
+    {"root-expired", kCurve | SSL_CERT_CHAIN_TIME},
+    {"intermediate-expired", kCurve | SSL_CERT_CHAIN_TIME},
+    {"intermediate-no-ca", kCurve | SSL_CERT_CHAIN_INVALID | SSL_CERT_CHAIN_NO_CA},
+    {"intermediate-no-sign", kCurve | SSL_CERT_CHAIN_INVALID | SSL_CERT_CHAIN_SIGNATURE},
+    {"name-constraint", kCurve, true, "localhost", false},
+    {"path-length", kCurve | SSL_CERT_CHAIN_PATH_LENGTH},
+    {"client-only", kCurve | SSL_CERT_INVALID | SSL_CERT_NO_SERVER_USAGE},
+    {"critical-extension", kCurve | SSL_CERT_CRITICAL_EXTENSION},
+    {"revoked", kCurve | SSL_CERT_REVOKED},
+    {"bad-signature", kCurve | SSL_CERT_SIGNATURE},
+    {"rsa-1022", SSL_CERT_KEY_TOO_SMALL},
+    {"rsa-1023", 0},
+    {"md5", kCurve | SSL_CERT_UNSAFE_DIGEST},
+    {"sha1", kCurve},
+    {"embedded-nul", kCurve | SSL_CERT_NAME_MISMATCH},
+    {"version-1", kCurve | SSL_CERT_OLD_VERSION},
+};
+
+TEST_F(Verify, AFunctionSeesWhatIsWrongAndDecides) {
+    for (const SeenRow &row : kSeen) {
+        for (int answer : {1, 0}) {
+            SCOPED_TRACE(std::string(row.kind) + " " + std::to_string(answer));
+            Asked asked{.answer = answer, .host = row.host};
+            {
+                CertifiedPair pair(*MakeKind(row.kind));
+                if (row.isTrusted)
+                    pair.Trust(pair.shown.anchor);
+                if (!pair.shown.revocationList.empty())
+                    pair.TrustRevocations(pair.shown.revocationList);
+                asked.Watch(pair);
+                const bool passes = answer == 1 && row.passes;
+                EXPECT_EQ(passes, pair.Connect());
+                if (passes) {
+                    EXPECT_TRUE(SSL_IsPeerAccepted(pair.connection.get()));
+                }
+            }
+            EXPECT_EQ(row.errors, asked.errors) << std::hex << asked.errors;
+            EXPECT_EQ(1, asked.times);
+            EXPECT_EQ(1, asked.released);
+        }
+    }
+    EXPECT_THAT(LogText(), HasSubstr("Certificate with embedded NUL in the CN rejected: CN is "
+                                     "\"localhost\", yet length is claimed as 23."));
+}
+
+TEST_F(Verify, APinOutweighsAllElse) {
+    const auto shown = *MakeKind("self-signed");
+    std::string lower = shown.Leaf().thumbprint;
+    for (char &c : lower)
+        c = g_ascii_tolower(c);
+    std::string cut = shown.Leaf().thumbprint.substr(0, 56);
+    const guint64 wrong = kCurve | SSL_CERT_SELF_SIGNED | SSL_CERT_NAME_MISMATCH;
+    const struct {
+        std::string pin;
+        guint64 errors;
+    } rows[] = {{shown.Leaf().thumbprint, 0},
+                {lower, 0},
+                {shown.Leaf().thumbprint256, 0},
+                {MakeKind("good")->Leaf().thumbprint, wrong},
+                {MakeKind("good")->Leaf().thumbprint256, wrong},
+                {cut, wrong},
+                {"", wrong}};
+    for (const auto &row : rows) {
+        CertifiedPair pair(shown);
+        Asked asked{.host = "elsewhere", .pin = row.pin};
+        asked.Watch(pair);
+        EXPECT_TRUE(pair.Connect());
+        EXPECT_EQ(row.errors, asked.errors) << row.pin;
+        EXPECT_EQ(1, asked.released);
+    }
+    EXPECT_THAT(LogText(), HasSubstr("SSL: \"" + cut + "\" is no thumbprint"));
+}
+
+TEST_F(Verify, AStateIsReleasedHoweverTheHandshakeEnds) {
+    Asked silent{.looks = false};
+    Asked early;
+    Asked unused;
+    {
+        CertifiedPair pair(*MakeKind("good"));
+        silent.Watch(pair);
+        EXPECT_TRUE(pair.Connect());
+        EXPECT_EQ(1, silent.released) << "by the end of the walk, not with the context";
+
+        CertifiedPair refused(*MakeKind("large")); /* more than OpenSSL reads of a chain */
+        early.Watch(refused);
+        EXPECT_FALSE(refused.Connect());
+
+        CertifiedPair idle(*MakeKind("good"));
+        SSL_SetVerifyCb(idle.client.get(), Asked::Ask, &unused, Asked::OnRelease);
+    }
+    EXPECT_EQ(1, early.released);
+    EXPECT_EQ(0, early.times);
+    EXPECT_EQ(1, unused.released);
+}
+
+TEST_F(Verify, NothingIsWrongWhileChecksAreOff) {
+    SSL_SetVerifySSLCertificates(7);
+    EXPECT_FALSE(SSL_IsVerifyEnabled());
+    CertifiedPair pair(*MakeKind("self-signed"));
+    Asked asked{.host = "elsewhere"};
+    asked.Watch(pair);
+    EXPECT_TRUE(pair.Connect());
+    EXPECT_EQ(0u, asked.errors);
+    EXPECT_EQ(1, asked.released);
+}
+
+/* -- a record decides ------------------------------------------------------------------------------ */
+
+struct RecordRow {
+    const char *kind;
+    const char *host;
+    gint32 mode;
+    bool isPinned;
+    gint32 result;
+    guint64 flags;
+    const char *text;
+    bool isTrusted = true; /* the client knows the anchor */
+    bool isOff = false;    /* checks are switched off */
+};
+
+constexpr char kName[] = "Host name does not match the subject name(s) in certificate.";
+constexpr char kTime[] = "certificate has expired";
+
+const RecordRow kRecords[] = {
+    {"good", "localhost", 0, false, 5, 0, ""},
+    {"good", "LOCALHOST", 0, false, 5, 0, ""},
+    {"good-chain", "127.0.0.1", 0, false, 5, 0, ""},
+    {"good", "", 0, false, 1, 0, ""},
+    {"good", "elsewhere", 0, false, 1, SSL_CERT_NAME_MISMATCH, kName},
+    {"good", "elsewhere", 1, false, 3, SSL_CERT_NAME_MISMATCH, kName},
+    {"good", "elsewhere", 0, false, 2, SSL_CERT_NAME_MISMATCH, kName, true, true},
+    {"good", "elsewhere", 0, true, 4, 0, ""},
+    {"self-signed", "localhost", 0, false, 5, 0, ""},
+    {"self-signed", "localhost", 0, false, 1, SSL_CERT_SELF_SIGNED, "self signed", false},
+    {"self-signed", "elsewhere", 0, true, 4, 0, "", false},
+    {"expired", "localhost", 0, false, 1, SSL_CERT_TIME, kTime},
+    {"expired", "localhost", 1, false, 3, SSL_CERT_TIME, kTime},
+    {"expired", "localhost", 2, false, 1, SSL_CERT_TIME, kTime},
+    {"expired", "localhost", 0, false, 2, SSL_CERT_TIME, kTime, true, true},
+    {"expired", "localhost", 0, true, 4, 0, ""},
+    {"good-chain", "localhost", 1, false, 3, SSL_CERT_ISSUER_UNKNOWN, "issuer", false},
+    {"version-1", "localhost", 0, false, 1, SSL_CERT_OLD_VERSION,
+     "Certificate with insecure version less than 3"},
+    {"client-only", "localhost", 1, false, 3, SSL_CERT_INVALID, "purpose"},
+    {"name-constraint", "localhost", 0, false, 1, SSL_CERT_UNKNOWN, "subtree violation"},
+};
+
+TEST_F(Verify, ARecordSaysWhatIsWantedAndWhatCameOfIt) {
+    for (const RecordRow &row : kRecords) {
+        SCOPED_TRACE(std::string(row.kind) + " " + row.host + " " + std::to_string(row.mode));
+        CertifiedPair pair(*MakeKind(row.kind));
+        if (row.isTrusted)
+            pair.Trust(pair.shown.anchor);
+        SSLVerifyParam param{};
+        g_strlcpy(param.hostName, row.host, sizeof param.hostName);
+        param.verifyMode = row.mode;
+        SSL_SetExpectedThumbprint(&param,
+                                  row.isPinned ? pair.shown.Leaf().thumbprint256.c_str() : nullptr);
+        pair.param = &param;
+        SSL_SetVerifySSLCertificates(row.isOff);
+        EXPECT_EQ(row.result != SSL_VERIFY_RESULT_REJECTED, pair.Connect());
+        EXPECT_EQ(row.result, param.verifyResult);
+        EXPECT_EQ(row.flags, param.errorFlags) << std::hex << param.errorFlags;
+        EXPECT_EQ(pair.shown.Leaf().thumbprint, param.thumbprint);
+        EXPECT_EQ(row.kind == std::string("self-signed"), param.selfSigned);
+        const std::string text = param.errorText;
+        EXPECT_EQ(*row.text == '\0', text.empty()) << text;
+        EXPECT_THAT(text, HasSubstr(row.text));
+    }
+    EXPECT_THAT(LogText(), HasSubstr("Certificate verification is disabled, so connection will "
+                                     "proceed despite the error"));
+}
+
+TEST_F(Verify, NamedAuthoritiesTakeThePlaceOfTheContexts) {
+    const auto good = *MakeKind("good");
+    const std::string other = MakeKind("good")->anchor.pem;
+    const struct {
+        std::vector<const char *> list;
+        bool passes;
+    } rows[] = {{{good.anchor.pem.c_str()}, true},
+                {{"no certificate", other.c_str(), good.anchor.pem.c_str()}, true},
+                {{other.c_str()}, false},
+                {{}, false}};
+    for (const auto &row : rows) {
+        CertifiedPair pair(good);
+        pair.Trust(good.anchor);
+        SSLSetTrustedCAs(pair.client.get(), row.list.data(), static_cast<gint32>(row.list.size()));
+        SSLVerifyParam param{.hostName = "localhost"};
+        pair.param = &param;
+        EXPECT_EQ(row.passes, pair.Connect()) << row.list.size();
+    }
+    EXPECT_THAT(LogText(), HasSubstr("SSL: Invalid certificate in list (0)."));
+}
+
+} // namespace
