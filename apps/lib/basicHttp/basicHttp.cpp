@@ -233,7 +233,7 @@ void BasicHttpDestroyState(BasicHttpGlobalState *state) {
     }
     g_queue_clear(&state->waiting);
     HashTable_Free(state->active);
-    for (const auto &handles : {state->idleHandles, state->plainHandles})
+    for (const auto &handles : {state->idleHandles, state->plainHandles, state->guardedHandles})
         std::ranges::for_each(handles, curl_easy_cleanup);
     curl_multi_cleanup(state->multi);
     curl_global_cleanup();
@@ -426,6 +426,14 @@ void BasicHttp_SetSslManualVerification(BasicHttpRequest *request, gboolean valu
 
 void BasicHttp_SetSslCtxProc(BasicHttpRequest *request, BasicHttpSslCtxProc proc) {
     request->sslCtxProc = proc;
+}
+
+void BasicHttp_SetSslVerification(BasicHttpRequest *request, gboolean value) {
+    request->sslVerification = value;
+}
+
+void BasicHttp_SetConnectedProc(BasicHttpRequest *request, BasicHttpConnectedProc proc) {
+    request->connectedProc = proc;
 }
 
 void BasicHttp_SetFreshConnection(BasicHttpRequest *request) {

@@ -167,10 +167,27 @@ typedef gboolean (*BasicHttpProgressProc)(BasicHttpRequest *request, gsize bytes
  * @sslContext: the SSL_CTX of libcurl's new connection
  * @clientData: what was given to BasicHttp_SendRequest()
  *
- * Called from inside libcurl before a TLS handshake; not for a connection that is used again.
+ * Called from inside libcurl before a TLS handshake; not for a connection that is used again. Needs a libcurl
+ * of the OpenSSL that the TLS layer has opened: with any other the request ends with
+ * BASICHTTP_ERROR_SSL_SECURITY.
  */
 typedef void (*BasicHttpSslCtxProc)(BasicHttpRequest *request, gpointer sslContext,
                                     gpointer clientData);
+
+/**
+ * BasicHttpConnectedProc:
+ * @request: the request
+ * @isEncrypted: whether the connection is one of TLS
+ * @ssl: (nullable): its SSL; %NULL without TLS, and if libcurl's OpenSSL is not the one of the TLS layer
+ * @clientData: what was given to BasicHttp_SendRequest()
+ *
+ * Called from inside libcurl when the request has a connection, a new one or one that was kept, and no byte of
+ * it was sent there; once more after each redirect.
+ *
+ * Returns: %FALSE to send nothing: the request ends with BASICHTTP_ERROR_SSL_SECURITY
+ */
+typedef gboolean (*BasicHttpConnectedProc)(BasicHttpRequest *request, gboolean isEncrypted,
+                                           gpointer ssl, gpointer clientData);
 
 /* BasicHttp_InitEx() without a limit. */
 gboolean BasicHttp_Init(OrvanePollCallback pollCallback,
@@ -312,6 +329,11 @@ void BasicHttp_SetSslCrlFilePath(BasicHttpRequest *request, const char *file);
 void BasicHttp_SetSslManualVerification(BasicHttpRequest *request, gboolean value);
 void BasicHttp_SetSslCtxProc(BasicHttpRequest *request, BasicHttpSslCtxProc proc);
 
+/* TRUE: libcurl checks certificate and name also if no CA certificates were named, by those of the machine. */
+void BasicHttp_SetSslVerification(BasicHttpRequest *request, gboolean value);
+
+void BasicHttp_SetConnectedProc(BasicHttpRequest *request, BasicHttpConnectedProc proc);
+
 /* The request opens a connection of its own. */
 void BasicHttp_SetFreshConnection(BasicHttpRequest *request);
 
@@ -345,6 +367,10 @@ void BasicHttp_SetMaxResponseSize(gsize bytes);
 
 /* A jar in memory, which any number of requests may share at the same time; NULL without memory. */
 BasicHttpCookieJar *BasicHttp_CreateCookieJar(void);
+
+/* Requests with this jar use connections that they open, and no others do; they are closed when the jar goes.
+ * To be called before the jar's first request. FALSE: not for a file, or libcurl refuses. */
+gboolean BasicHttp_KeepConnectionsApart(BasicHttpCookieJar *jar);
 
 /* A jar that is a file: read when a request starts, written when it is freed. */
 BasicHttpCookieJar *BasicHttp_CreateCookieFile(const char *path);

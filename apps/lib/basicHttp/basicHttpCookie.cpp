@@ -162,6 +162,11 @@ BasicHttpCookieJar *BasicHttp_CreateCookieJar() {
     return jar;
 }
 
+gboolean BasicHttp_KeepConnectionsApart(BasicHttpCookieJar *jar) {
+    return jar && jar->share &&
+           curl_share_setopt(jar->share, CURLSHOPT_SHARE, CURL_LOCK_DATA_CONNECT) == CURLSHE_OK;
+}
+
 BasicHttpCookieJar *BasicHttp_CreateCookieFile(const char *path) {
     BasicHttpCookieJar *jar = BasicHttpAllocJar();
     jar->fileName = g_strdup(path);

@@ -11,6 +11,7 @@
  *   basicHttpPause.cpp     pausing
  *   basicHttpTimeout.cpp   connection and inactivity time-outs
  *   basicHttpSource.cpp    request bodies
+ *   basicHttpTls.cpp       what is checked of a peer, and by whom
  *   basicHttpCookie.cpp    cookie jars
  *   basicHttpUrl.cpp       zones of IPv6 hosts
  *   basicHttpTrace.cpp     the trace and what it hides
@@ -120,7 +121,9 @@ struct BasicHttpRequest {
     char *proxyPassword;
     char *noProxy;
     bool sslManualVerification;
+    bool sslVerification; /* by the machine's CA certificates, if no others are named */
     BasicHttpSslCtxProc sslCtxProc;
+    BasicHttpConnectedProc connectedProc;
     char *sslCAInfo;
     char *sslCAPath;
     char *sslCrlFile;
@@ -174,7 +177,9 @@ struct BasicHttpGlobalState {
 
     std::vector<CURL *> idleHandles;  /* kept for the next requests, reset */
     std::vector<CURL *> plainHandles; /* kept with the options of a plain call */
-    unsigned curlDepth = 0;           /* calls of libcurl that are running */
+    std::vector<CURL *>
+        guardedHandles;     /* kept with those of a plain call that has both TLS procs */
+    unsigned curlDepth = 0; /* calls of libcurl that are running */
     std::vector<BasicHttpRequest *> deferred;
     bool wantsKick = false; /* the engine was asked for while libcurl ran */
     bool hasKick = false;   /* registered with the loop */
@@ -232,6 +237,12 @@ void BasicHttpRemoveFromMulti(BasicHttpRequest *request);
 bool BasicHttpStartRequest(BasicHttpRequest *request);
 /* Gives up the easy handle, which must not be in the multi handle any more; none is fine. */
 void BasicHttpReleaseHandle(BasicHttpGlobalState *state, BasicHttpRequest *request);
+
+/* basicHttpTls.cpp */
+/* Whether a libcurl with this TLS library shares its OpenSSL with the TLS layer, whose OpenSSL is of version 3
+ * if opaque, else of 1.0.2. */
+bool BasicHttpIsSameOpenSsl(const char *tlsLibrary, bool isOpaque);
+CURLcode BasicHttpSetTlsOptions(CURL *curl, BasicHttpRequest *request);
 
 /* basicHttpSocket.cpp */
 enum class BasicHttpWake {

@@ -47,15 +47,6 @@ long BasicHttpCurlAuth(gint authType) {
     return long(CURLAUTH_ANY);
 }
 
-/* libcurl sets up the TLS context of a connection: the application may add to it. */
-CURLcode BasicHttpSslCtxCb(CURL *, void *sslContext, void *data) {
-    auto *request = static_cast<BasicHttpRequest *>(data);
-    if (request->state == BASICHTTP_STATE_DONE)
-        return CURLE_ABORTED_BY_CALLBACK;
-    request->sslCtxProc(request, sslContext, request->clientData);
-    return request->state == BASICHTTP_STATE_DONE ? CURLE_ABORTED_BY_CALLBACK : CURLE_OK;
-}
-
 void BasicHttpSetUrl(BasicHttpOptions *options, BasicHttpRequest *request) {
     const BasicHttpZone split = BasicHttpTakeZone(request->url);
     if (!split.zone.empty()) {
@@ -86,20 +77,8 @@ void BasicHttpSetConnection(BasicHttpOptions *options, BasicHttpRequest *request
 }
 
 void BasicHttpSetTls(BasicHttpOptions *options, BasicHttpRequest *request) {
-    const bool isVerified = request->sslCAInfo || request->sslCAPath;
-    options->Set(CURLOPT_SSL_VERIFYPEER, request->sslManualVerification || isVerified ? 1L : 0L);
-    options->Set(CURLOPT_SSL_VERIFYHOST, !request->sslManualVerification && isVerified ? 2L : 0L);
-    if (!request->sslManualVerification && isVerified) {
-        options->SetText(CURLOPT_CAINFO, request->sslCAInfo);
-        options->SetText(CURLOPT_CAPATH, request->sslCAPath);
-        options->SetText(CURLOPT_CRLFILE, request->sslCrlFile);
-    }
-    /* A resumed TLS session skips the application's look at the certificate, and handles are kept. */
-    options->Set(CURLOPT_SSL_SESSIONID_CACHE, 0L);
-    if (request->sslCtxProc) {
-        options->Set(CURLOPT_SSL_CTX_FUNCTION, BasicHttpSslCtxCb);
-        options->Set(CURLOPT_SSL_CTX_DATA, request);
-    }
+    if (options->result == CURLE_OK)
+        options->result = BasicHttpSetTlsOptions(options->curl, request);
 }
 
 void BasicHttpSetBehaviour(BasicHttpOptions *options, BasicHttpRequest *request) {
@@ -227,8 +206,10 @@ void BasicHttpSetMethod(BasicHttpOptions *options, BasicHttpRequest *request) {
 void BasicHttpSetCallbackData(BasicHttpOptions *options, BasicHttpRequest *request) {
     for (CURLoption option :
          {CURLOPT_HEADERDATA, CURLOPT_READDATA, CURLOPT_WRITEDATA, CURLOPT_IOCTLDATA,
-          CURLOPT_PRIVATE, CURLOPT_SOCKOPTDATA, CURLOPT_OPENSOCKETDATA})
+          CURLOPT_PRIVATE, CURLOPT_SOCKOPTDATA, CURLOPT_OPENSOCKETDATA, CURLOPT_PREREQDATA})
         options->Set(option, request);
+    if (request->sslCtxProc)
+        options->Set(CURLOPT_SSL_CTX_DATA, request);
 }
 
 void BasicHttpSetCallbacks(BasicHttpOptions *options, BasicHttpRequest *request) {
@@ -260,8 +241,9 @@ void BasicHttpSetAll(BasicHttpOptions *options, BasicHttpRequest *request) {
 bool BasicHttpIsPlainCall(const BasicHttpRequest *request) {
     const bool isSpecial = request->freshConnection || request->forbidReuse ||
                            request->authType != 0 || request->sslManualVerification ||
-                           request->sslCtxProc || request->sslCAInfo || request->sslCAPath ||
-                           request->noProxy || (request->flags & BASICHTTP_REQUEST_TUNNEL) ||
+                           request->sslVerification || request->sslCAInfo || request->sslCAPath ||
+                           request->noProxy || !request->sslCtxProc != !request->connectedProc ||
+                           (request->flags & BASICHTTP_REQUEST_TUNNEL) ||
                            !request->connectionTimeoutWorkaround || basicHttpTrace;
     const BasicHttpCookieJar *jar = request->cookieJar;
     return request->method == BASICHTTP_METHOD_POST && !isSpecial && jar && jar->share &&
@@ -279,6 +261,13 @@ void BasicHttpSetPlainCall(BasicHttpOptions *options, BasicHttpRequest *request)
     BasicHttpSetCallbackData(options, request);
 }
 
+std::vector<CURL *> *BasicHttpKeptHandles(BasicHttpGlobalState *state,
+                                          const BasicHttpRequest *request) {
+    if (!request->isPlainCall)
+        return &state->idleHandles;
+    return request->sslCtxProc ? &state->guardedHandles : &state->plainHandles;
+}
+
 CURL *BasicHttpTake(std::vector<CURL *> *handles) {
     if (handles->empty())
         return nullptr;
@@ -291,7 +280,8 @@ CURL *BasicHttpTake(std::vector<CURL *> *handles) {
 bool BasicHttpSetUp(BasicHttpGlobalState *state, BasicHttpRequest *request) {
     request->isPlainCall = BasicHttpIsPlainCall(request);
     request->keepsHandle = !request->cookieJar || request->cookieJar->share;
-    request->curl = request->isPlainCall ? BasicHttpTake(&state->plainHandles) : nullptr;
+    request->curl =
+        request->isPlainCall ? BasicHttpTake(BasicHttpKeptHandles(state, request)) : nullptr;
     const bool isPrepared = request->curl != nullptr;
     if (!isPrepared)
         request->curl = BasicHttpTake(&state->idleHandles);
@@ -354,7 +344,7 @@ void BasicHttpReleaseHandle(BasicHttpGlobalState *state, BasicHttpRequest *reque
     request->curl = nullptr;
     if (!handle)
         return;
-    std::vector<CURL *> *kept = request->isPlainCall ? &state->plainHandles : &state->idleHandles;
+    std::vector<CURL *> *kept = BasicHttpKeptHandles(state, request);
     if (!request->keepsHandle || state->isTearingDown || kept->size() >= kMaxIdleHandles) {
         curl_easy_cleanup(handle); /* this writes a cookie file */
         return;

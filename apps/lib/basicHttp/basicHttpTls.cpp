@@ -1,0 +1,98 @@
+/*
+ * What is checked of a peer, and by whom:
+ *
+ *   CA certificates named, or sslVerification   libcurl, certificate and name
+ *   sslManualVerification                       libcurl, the certificate only
+ *   sslCtxProc                                  the application, beside any of these
+ *   none of them                                nobody
+ *
+ * The application's procs are handed objects of OpenSSL. They look at them through the TLS layer, so that both
+ * must have the same OpenSSL.
+ */
+#include "apps/lib/basicHttp/basicHttpInt.h"
+
+#include <string_view>
+
+#include <ssl/ssl.h>
+
+#include "lib/misc/log.h"
+#include "lib/ssl/sslAccess.h"
+
+namespace {
+
+bool BasicHttpHasLayersOpenSsl() {
+    return SSL_IsSSLModuleInitialized() &&
+           BasicHttpIsSameOpenSsl(curl_version_info(CURLVERSION_NOW)->ssl_version,
+                                  SSLAccess_IsOpaque());
+}
+
+/* libcurl sets up the TLS context of a connection: the application may add to it. */
+CURLcode BasicHttpSslCtxCb(CURL *, void *sslContext, void *data) {
+    auto *request = static_cast<BasicHttpRequest *>(data);
+    if (request->state == BASICHTTP_STATE_DONE)
+        return CURLE_ABORTED_BY_CALLBACK;
+    if (!BasicHttpHasLayersOpenSsl()) {
+        Warning("BasicHTTP: Request %p cannot check its peer: libcurl has another TLS library "
+                "than the TLS layer.\n",
+                static_cast<void *>(request));
+        return CURLE_SSL_ENGINE_INITFAILED;
+    }
+    request->sslCtxProc(request, sslContext, request->clientData);
+    return request->state == BASICHTTP_STATE_DONE ? CURLE_ABORTED_BY_CALLBACK : CURLE_OK;
+}
+
+/* The request has a connection, and nothing was sent on it. */
+int BasicHttpConnectedCb(void *data, char *, char *, int, int) {
+    auto *request = static_cast<BasicHttpRequest *>(data);
+    if (request->state == BASICHTTP_STATE_DONE)
+        return CURL_PREREQFUNC_ABORT;
+    const curl_tlssessioninfo *tls = nullptr;
+    curl_easy_getinfo(request->curl, CURLINFO_TLS_SSL_PTR, &tls);
+    const bool isEncrypted = tls && tls->internals;
+    gpointer ssl = isEncrypted && BasicHttpHasLayersOpenSsl() ? tls->internals : nullptr;
+    if (!request->connectedProc(request, isEncrypted, ssl, request->clientData)) {
+        request->errorOverride = BASICHTTP_ERROR_SSL_SECURITY;
+        return CURL_PREREQFUNC_ABORT;
+    }
+    return request->state == BASICHTTP_STATE_DONE ? CURL_PREREQFUNC_ABORT : CURL_PREREQFUNC_OK;
+}
+
+} // namespace
+
+bool BasicHttpIsSameOpenSsl(const char *tlsLibrary, bool isOpaque) {
+    return tlsLibrary &&
+           std::string_view(tlsLibrary).starts_with(isOpaque ? "OpenSSL/3" : "OpenSSL/1.0.2");
+}
+
+CURLcode BasicHttpSetTlsOptions(CURL *curl, BasicHttpRequest *request) {
+    const bool hasAuthorities = request->sslCAInfo || request->sslCAPath;
+    const bool isWhole =
+        !request->sslManualVerification && (hasAuthorities || request->sslVerification);
+    CURLcode result = CURLE_OK;
+    const auto set = [&](CURLoption option, auto value) {
+        if (result == CURLE_OK)
+            result = curl_easy_setopt(curl, option, value);
+    };
+    set(CURLOPT_SSL_VERIFYPEER, request->sslManualVerification || isWhole ? 1L : 0L);
+    set(CURLOPT_SSL_VERIFYHOST, isWhole ? 2L : 0L);
+    if (isWhole && request->sslCAInfo)
+        set(CURLOPT_CAINFO, request->sslCAInfo);
+    if (isWhole && request->sslCAPath)
+        set(CURLOPT_CAPATH, request->sslCAPath);
+    if (isWhole && request->sslCrlFile)
+        set(CURLOPT_CRLFILE, request->sslCrlFile);
+    /* A resumed TLS session skips the application's look at the certificate, and handles are kept. */
+    set(CURLOPT_SSL_SESSIONID_CACHE, 0L);
+    if (request->sslCtxProc) {
+        set(CURLOPT_SSL_CTX_FUNCTION, BasicHttpSslCtxCb);
+        set(CURLOPT_SSL_CTX_DATA, request);
+#if LIBCURL_VERSION_NUM >= 0x075700
+        /* Otherwise libcurl may put a store of its own in the place of the one that the proc has changed, and
+         * the application is never asked. A libcurl that does not know the option has no such store. */
+        curl_easy_setopt(curl, CURLOPT_CA_CACHE_TIMEOUT, 0L);
+#endif
+    }
+    if (request->connectedProc)
+        set(CURLOPT_PREREQFUNCTION, BasicHttpConnectedCb);
+    return result;
+}
