@@ -97,17 +97,26 @@ typedef struct {
  * @context: (transfer full): what the application's function was called with
  * @accepted: the decision
  *
- * To be called exactly once for each call of an #OrvaneVerifyCertificateFunc.
+ * To be called exactly once for each call of an #OrvaneVerifyCertificateFunc, on the loop's thread. A connect
+ * that has ended meanwhile, or whose session has gone, is not affected.
  */
 typedef void (*OrvaneVerifyCertificateDoneFunc)(GObject *context, gboolean accepted);
 
 /**
  * OrvaneVerifyCertificateFunc:
- * @context: to be handed to @done
- * @storeContext: the X509_STORE_CTX of the verification
- * @certificate: the X509 of the peer
+ * @context: (transfer full): to be handed to @done
+ * @storeContext: the X509_STORE_CTX of the verification, valid until this returns
+ * @certificate: the X509 of the peer, valid until this returns
  * @data: what was given with the function
  * @done: (scope async): takes the decision, now or later
+ *
+ * Decides on the certificate of a server. It is called inside a TLS handshake, which cannot wait: if @done has
+ * not been called with %TRUE when this returns, the handshake fails. After a later %TRUE the connect starts over
+ * by itself, and this is called again, so the application is to remember what it has accepted, by its thumbprint
+ * say, and to answer that at once. SSL_GetCertErrors() tells what is wrong with @certificate, SSL_GetCertInfo()
+ * what a person wants to know of it; see <ssl/ssl.h>.
+ *
+ * It may do anything, also release the session, but not shut the library down.
  *
  * Returns: not looked at
  */
@@ -283,8 +292,8 @@ ORVANE_EXPORT void orvane_session_set_use_fresh_connection(OrvaneSession *sessio
  * @path: (nullable) (type filename): a directory of them
  *
  * With either set, the requests by which a connect finds out the version check the server's certificate
- * and name against them. The login and the calls after it do not check, and without either nothing
- * does.
+ * and name against them. The login and the calls after it do so only if the session is strict, see
+ * orvane_session_set_strict_tls().
  */
 ORVANE_EXPORT void orvane_session_set_ssl_certificate_location(OrvaneSession *session,
                                                                const char *file, const char *path);
@@ -295,14 +304,39 @@ ORVANE_EXPORT void orvane_session_set_ssl_certificate_location(OrvaneSession *se
  * @func: (nullable) (scope forever) (closure data): decides on server certificates
  * @data: handed to @func
  *
- * In this release @func is never called. So that nothing is taken for verified that was not, a connect
- * to anything but a plain http URL then fails before anything is sent, with an
- * OrvaneFaultInvalidResponse of errorCode 49, and an audit line in the log says why. So does one that is
- * redirected from http to https.
+ * To be set before connecting. Each request by which a connect finds out the version opens a connection of its own
+ * and has @func decide on it. A rejected certificate is told as an OrvaneFaultInvalidResponse of errorCode 49.
+ * Until the answer has come, the state is %ORVANE_SESSION_DISCONNECTED and the connect's listener waits; another
+ * connect in the meantime ends that one with an OrvaneFaultUnexpected.
+ *
+ * The calls that follow use the connection that was accepted if they can, and others unseen if they cannot,
+ * unless the session is strict; see orvane_session_set_strict_tls(). What is decided is in the log, at the audit
+ * level.
  */
 ORVANE_EXPORT void orvane_session_set_verify_certificate_func(OrvaneSession *session,
                                                               OrvaneVerifyCertificateFunc func,
                                                               gpointer data);
+
+/**
+ * orvane_session_set_strict_tls:
+ * @session: a session
+ * @value: whether every connection of the session is checked; %FALSE at first
+ *
+ * Holds from the next connect on. Then nothing of the session, logins above all, travels over a connection that
+ * was not checked:
+ *
+ * - with a function given to orvane_session_set_verify_certificate_func(), it decides on each. It is not asked
+ *   again about a certificate that it has accepted since the connect. If a call needs a new connection and its
+ *   certificate is another, the answer must come at once: otherwise the call fails with an
+ *   OrvaneFaultInvalidResponse of errorCode 49, and a later %TRUE counts for the connections after that;
+ * - otherwise certificate and name are checked by the CA certificates of
+ *   orvane_session_set_ssl_certificate_location(), or without any by those of this machine;
+ * - a plain http URL is refused with the same fault before anything is sent, unless it names this very machine
+ *   (127.0.0.1, ::1 or localhost) and no proxy is set.
+ *
+ * Without it, a login that goes over a connection that was not checked leaves an audit line in the log.
+ */
+ORVANE_EXPORT void orvane_session_set_strict_tls(OrvaneSession *session, gboolean value);
 
 /**
  * orvane_session_target_ferry:

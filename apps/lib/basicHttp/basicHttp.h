@@ -329,6 +329,10 @@ void BasicHttp_SetSslCrlFilePath(BasicHttpRequest *request, const char *file);
 void BasicHttp_SetSslManualVerification(BasicHttpRequest *request, gboolean value);
 void BasicHttp_SetSslCtxProc(BasicHttpRequest *request, BasicHttpSslCtxProc proc);
 
+/* As if the request had been created with these; NULL or an empty text for none. */
+void BasicHttp_SetSslAuthorities(BasicHttpRequest *request, const char *sslCAInfo,
+                                 const char *sslCAPath);
+
 /* TRUE: libcurl checks certificate and name also if no CA certificates were named, by those of the machine. */
 void BasicHttp_SetSslVerification(BasicHttpRequest *request, gboolean value);
 

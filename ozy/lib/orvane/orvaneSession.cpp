@@ -9,6 +9,7 @@
 #include "lib/misc/secret.h"
 #include "ozy/lib/orvane/orvaneRuntime.h"
 #include "ozy/lib/orvane/orvaneSessionInt.h"
+#include "ozy/lib/orvane/orvaneSessionVerify.h"
 
 namespace {
 
@@ -168,6 +169,7 @@ void orvane_session_cleanup_private_state(OrvaneSession *session) {
     OrvaneSessionPrivate *priv = session->priv;
     const guint connection = ++priv->connection;
     OrvaneSessionFreeCalls(session);
+    OrvaneSessionVerify_End(session);
     g_clear_pointer(&priv->url, g_free);
     g_clear_pointer(&priv->version, g_free);
     g_clear_pointer(&priv->nameSpace, g_free);

@@ -14,27 +14,15 @@
 #include "ozy/lib/orvane/orvaneFault.h"
 #include "ozy/lib/orvane/orvaneRuntime.h"
 #include "ozy/lib/orvane/orvaneSessionInt.h"
+#include "ozy/lib/orvane/orvaneSessionVerify.h"
 
 #include <orvane/schema/qorm.h>
 
 namespace {
 
+using ParamsPtr = std::unique_ptr<OrvaneCnxParams, Release<orvane_session_destroy_cnxparams>>;
+
 constexpr const char *kStepKey = "orvane_session_step";
-
-/* An https URL cannot be opened while a function of the application is to decide on certificates, since
- * nothing would ask it. */
-bool IsUndecidable(const OrvaneSessionPrivate *priv, const char *url) {
-    return priv->verifyFunc != nullptr && !OrvaneSessionIsPlainHttp(url);
-}
-
-void RefuseUndecidable(OrvaneSession *session, const char *url, OrvaneListener *listener) {
-    Log_Audit("Orvane: Refusing the connection to %s: its certificate cannot be shown to the "
-              "application's verify function\n",
-              url);
-    OrvaneSessionConnectFailed(
-        session, listener,
-        OrvaneFault_NewInvalidResponse(BASICHTTP_ERROR_SSL_SECURITY, 0, nullptr));
-}
 
 /* Adopts the cookie of a session that exists. */
 bool SetCookie(BasicHttpCookieJar *jar, const char *cookie) {
@@ -49,6 +37,8 @@ bool SetUp(OrvaneSession *session, const char *url, OrvaneCnxParams *cnxParams) 
     priv->cnxParams = cnxParams;
     priv->cookieJar = BasicHttp_CreateCookieJar();
     priv->moMgr = orvane_momgr_new(session);
+    if (!OrvaneSessionVerify_Begin(session))
+        return false;
     if (cnxParams->kind == ORVANE_CNX_SSPI)
         priv->sspiState = orvane_create_sspi_state(cnxParams->first);
     if (cnxParams->kind == ORVANE_CNX_HIJACK)
@@ -144,15 +134,10 @@ void OrvaneSessionConnectFailed(OrvaneSession *session, OrvaneListener *applicat
     OrvaneSessionAcknowledgeFault(watch.Get(), fault);
 }
 
-/* Between its call outs this goes on only as long as the connection is the one that it began. */
-void orvane_session_connect_internal(OrvaneSession *session, const char *url,
-                                     OrvaneListener *listener, OrvaneCnxParams *cnxParams) {
-    std::unique_ptr<OrvaneCnxParams, Release<orvane_session_destroy_cnxparams>> params(cnxParams);
-    g_return_if_fail(session);
-    g_return_if_fail(cnxParams);
-    g_return_if_fail(ORVANE_IS_SESSION(session));
-    g_return_if_fail(listener == nullptr || ORVANE_IS_LISTENER(listener));
+namespace {
 
+/* Between its call outs this goes on only as long as the connection is the one that it began. */
+void Begin(OrvaneSession *session, const char *url, OrvaneListener *listener, ParamsPtr params) {
     OrvaneSessionPrivate *priv = session->priv;
     ObjectWatch<OrvaneSession> sessionWatch(session);
     ObjectWatch<OrvaneListener> listenerWatch(listener);
@@ -168,8 +153,10 @@ void orvane_session_connect_internal(OrvaneSession *session, const char *url,
                                           OrvaneFault_NewUnexpected());
         return;
     }
-    if (IsUndecidable(priv, url)) {
-        RefuseUndecidable(session, url, listener);
+    if (!OrvaneSessionVerify_MayConnect(session, url)) {
+        OrvaneSessionConnectFailed(
+            session, listener,
+            OrvaneFault_NewInvalidResponse(BASICHTTP_ERROR_SSL_SECURITY, 0, nullptr));
         return;
     }
 
@@ -197,4 +184,19 @@ void orvane_session_connect_internal(OrvaneSession *session, const char *url,
     }
     if (!isGood)
         OrvaneSessionConnectFailed(session, listenerWatch.Get(), OrvaneFault_NewUnexpected());
+}
+
+} // namespace
+
+void orvane_session_connect_internal(OrvaneSession *session, const char *url,
+                                     OrvaneListener *listener, OrvaneCnxParams *cnxParams) {
+    ParamsPtr params(cnxParams);
+    g_return_if_fail(session);
+    g_return_if_fail(cnxParams);
+    g_return_if_fail(ORVANE_IS_SESSION(session));
+    g_return_if_fail(listener == nullptr || ORVANE_IS_LISTENER(listener));
+    ObjectWatch<OrvaneListener> resting(OrvaneSessionVerify_TakeResting(session));
+    Begin(session, url, listener, std::move(params));
+    if (resting && resting.Get() != listener) /* this connect has taken the place of its own */
+        OrvaneSessionAcknowledgeFault(resting.Get(), OrvaneFault_NewUnexpected());
 }

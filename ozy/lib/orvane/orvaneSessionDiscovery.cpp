@@ -4,11 +4,14 @@
  *   versions document -> a version: RetrieveContent
  *                     -> no usable document: WSDL -> a version, or the oldest one: RetrieveContent
  *                     -> transport error, or a status from 400 on but 404: failure
+ *
+ * Either GET may also end in a question about the server's certificate.
  */
 #include "lib/misc/log.h"
 #include "ozy/lib/orvane/orvaneFault.h"
 #include "ozy/lib/orvane/orvaneRuntime.h"
 #include "ozy/lib/orvane/orvaneSessionInt.h"
+#include "ozy/lib/orvane/orvaneSessionVerify.h"
 #include "ozy/lib/orvane/orvaneSessionVersion.h"
 
 namespace {
@@ -34,13 +37,6 @@ Discovery EndRequest(BasicHttpRequest *request, BasicHttpResponse *response, gpo
     return {session, listener, ResponsePtr(response)};
 }
 
-/* A redirect led to where the application's verify function should have been asked. */
-bool WasUndecided(const Discovery &reply) {
-    return reply.session->priv->verifyFunc != nullptr && reply.response &&
-           reply.response->effectiveURL != nullptr &&
-           !OrvaneSessionIsPlainHttp(reply.response->effectiveURL);
-}
-
 bool IsRefusal(const BasicHttpResponse *response) {
     return response->errorCode != BASICHTTP_ERROR_NONE ||
            (response->responseCode >= 400 && response->responseCode != 404);
@@ -60,31 +56,26 @@ void Fail(Discovery &reply, SkemaQormMethodFault *fault) {
     OrvaneSessionConnectFailed(reply.session, reply.listener, fault);
 }
 
-void FailUndecided(Discovery &reply) {
-    Log_Audit("Orvane: Refusing the connection to %s: its certificate cannot be shown to the "
-              "application's verify function\n",
-              reply.response->effectiveURL);
-    Fail(reply, OrvaneFault_NewInvalidResponse(BASICHTTP_ERROR_SSL_SECURITY,
-                                               reply.response->responseCode, nullptr));
-}
-
-/* Somebody ended the connect meanwhile, in a way that left its request alone. */
-bool FailAbandoned(Discovery &reply) {
-    if (reply.session->priv->state == ORVANE_SESSION_CONNECTING)
+/* Whether the chain ends here, or rests: somebody ended the connect meanwhile, in a way that left its request
+ * alone, or the certificate was not accepted. The listener has been told, or will be. */
+bool IsOver(const Discovery &reply) {
+    const OrvaneSessionPrivate *priv = reply.session->priv;
+    if (priv->state != ORVANE_SESSION_CONNECTING) {
+        OrvaneSessionAcknowledgeFault(reply.listener, OrvaneFault_NewUnexpected());
+        return true;
+    }
+    if (!priv->asksFunction || !reply.response ||
+        reply.response->errorCode != BASICHTTP_ERROR_SSL_SECURITY)
         return false;
-    OrvaneSessionAcknowledgeFault(reply.listener, OrvaneFault_NewUnexpected());
+    OrvaneSessionVerify_HandshakeOver(reply.session, reply.listener);
     return true;
 }
 
 void orvane_session_server_legacy_version_cb(BasicHttpRequest *request, BasicHttpResponse *response,
                                              gpointer context) {
     Discovery reply = EndRequest(request, response, context);
-    if (FailAbandoned(reply))
+    if (IsOver(reply))
         return;
-    if (WasUndecided(reply)) {
-        FailUndecided(reply);
-        return;
-    }
     OrvaneServiceVersion version;
     if (reply.response && reply.response->content != nullptr)
         version =
@@ -134,6 +125,7 @@ gboolean orvane_session_get_version_url(OrvaneSession *session, const char *url,
         return FALSE;
     BasicHttp_AppendRequestHeader(request.get(), "Accept: text/xml");
     OrvaneSessionSetUpRequest(session, request.get());
+    OrvaneSessionVerify_SetUpDiscovery(session, request.get());
 
     GObject *context = G_OBJECT(g_object_new(G_TYPE_OBJECT, nullptr));
     g_object_set_data(context, "session", session);
@@ -151,12 +143,8 @@ gboolean orvane_session_get_version_url(OrvaneSession *session, const char *url,
 void orvane_session_server_version_cb(BasicHttpRequest *request, BasicHttpResponse *response,
                                       gpointer context) {
     Discovery reply = EndRequest(request, response, context);
-    if (FailAbandoned(reply))
+    if (IsOver(reply))
         return;
-    if (WasUndecided(reply)) {
-        FailUndecided(reply);
-        return;
-    }
     if (reply.response && IsRefusal(reply.response.get())) {
         Fail(reply, OrvaneFault_NewInvalidResponse(reply.response->errorCode,
                                                    reply.response->responseCode, nullptr));

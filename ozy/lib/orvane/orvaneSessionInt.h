@@ -9,6 +9,7 @@
  *   orvaneSessionConnect.cpp     the entry points, and what the steps have in common
  *   orvaneSessionDiscovery.cpp   the documents that tell the version, read by orvaneSessionVersion.cpp
  *   orvaneSessionLogin.cpp       service content, the kinds of login, roles, keep-alive
+ *   orvaneSessionVerify.cpp      the decision on certificates
  *   orvaneSessionDisconnect.cpp  the way back
  *   orvaneSessionInvoke.cpp      calls and replies
  *   orvaneSessionLocal.cpp       what is on this machine
@@ -63,6 +64,8 @@ struct OrvaneCall {
     bool ownsListener;        /* nobody else would release it when no signal comes */
 };
 
+/* Whose request it is; NULL if it is nobody's any more. */
+OrvaneSession *OrvaneSessionOfRequest(const BasicHttpRequest *request);
 /* Takes the call of a request out of its session's list; NULL if there is none. */
 OrvaneCall *OrvaneSessionTakeCall(BasicHttpRequest *request);
 /* Enters a discovery request, and takes over the context. */
@@ -90,9 +93,11 @@ struct _OrvaneSessionPrivate {
     char *sslCertificatePath;
     OrvaneVerifyCertificateFunc verifyFunc;
     gpointer verifyData;
-    gboolean verifyHandshakeOver;
-    gboolean verifyDecided;
-    gint verifyDecision;
+    gboolean strictTls;           /* for the connections to come */
+    gboolean verifyHandshakeOver; /* nobody waits for the end of a handshake, */
+    gboolean verifyDecided;       /* nor for an answer */
+    gint verifyDecision;          /* 0 none, 1 accepted, 2 rejected */
+    GObject *verifyQuestion;      /* weak: the context of what a connect has asked last */
 
     /* of one connection, cleared by the clean-up */
     guint connection; /* its number */
@@ -105,6 +110,10 @@ struct _OrvaneSessionPrivate {
     OrvaneSspiState *sspiState;
     gboolean useLegacy;
     BasicHttpCookieJar *cookieJar;
+    bool isStrict;             /* every connection is checked, */
+    bool asksFunction;         /* by the application's function, otherwise by CA certificates */
+    bool isSendingLogin;       /* the call that is being made carries one */
+    GHashTable *acceptedCerts; /* set of SHA-256 thumbprints; NULL for none */
     OrvaneMOMgr *moMgr;
     SkemaQormManagedObject *authorizationManager;
     gulong roleListHandler;

@@ -21,6 +21,7 @@
 #include "ozy/lib/orvane/orvaneFault.h"
 #include "ozy/lib/orvane/orvaneRuntime.h"
 #include "ozy/lib/orvane/orvaneSessionInt.h"
+#include "ozy/lib/orvane/orvaneSessionVerify.h"
 #include "ozy/lib/orvane/orvaneSoap.h"
 #include "ozy/lib/orvane/orvaneSoapTree.h"
 
@@ -168,6 +169,7 @@ RequestPtr NewRequest(OrvaneSession *session, GObject *object, const char *metho
         return nullptr;
 
     OrvaneSessionSetUpRequest(session, request.get());
+    OrvaneSessionVerify_SetUpCall(session, request.get());
     BasicHttp_SetHeaders(request.get(), CallHeaders(session->priv));
     return request;
 }
@@ -410,6 +412,11 @@ void OrvaneSessionUnlinkAllListeners(OrvaneSession *session) {
     for (GList *item = linked; item != nullptr; item = item->next)
         orvane_session_unlink_listener(ORVANE_LISTENER(item->data));
     g_list_free(linked);
+}
+
+OrvaneSession *OrvaneSessionOfRequest(const BasicHttpRequest *request) {
+    const OrvaneCall *call = FindCall(request);
+    return call != nullptr ? call->session : nullptr;
 }
 
 OrvaneCall *OrvaneSessionTakeCall(BasicHttpRequest *request) {

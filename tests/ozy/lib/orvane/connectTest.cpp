@@ -406,27 +406,6 @@ TEST_F(Connect, WorksWithoutAListener) {
     EXPECT_EQ(1u, service->Count("Logout"));
 }
 
-TEST_F(Connect, IsNotGuessedWhereTheApplicationWantsToVerify) {
-    const auto verify = [](GObject *, gpointer, gpointer, gpointer,
-                           OrvaneVerifyCertificateDoneFunc) { return 0; };
-    orvane_session_set_verify_certificate_func(session, verify, nullptr);
-    Told told;
-    orvane_session_connect(session, "https://127.0.0.1:1/sdk", "u", "p", told.listener);
-    Wait(told);
-    EXPECT_EQ("failure InvalidResponse 49 0", told.text);
-    EXPECT_EQ(ORVANE_SESSION_DISCONNECTED, State());
-    EXPECT_EQ(
-        "A Orvane: Refusing the connection to https://127.0.0.1:1/sdk: its certificate cannot "
-        "be shown to the application's verify function\n",
-        LogText());
-    EXPECT_EQ("success", SessionTest::Connect()) << "plain http has no certificate";
-    EXPECT_EQ("success", Disconnect());
-
-    service->answers["ozyServiceVersions.xml"] =
-        HttpReply("", 302, "", {"Location: https://127.0.0.1:1/"});
-    EXPECT_THAT(SessionTest::Connect(), HasSubstr("failure InvalidResponse 49 "));
-}
-
 TEST_F(Connect, GoesThroughTheProxyThatIsSet) {
     g_setenv("HALDEN_HTTPSPROXY", service->server.Url().c_str(), TRUE);
     Told told;
