@@ -1,10 +1,21 @@
-// What a context trusts: the machine's CA certificates, or those that a caller names.
+/*
+ * What a context trusts: the machine's CA certificates, or those that a caller names.
+ *
+ * A file with all of the machine's takes some 30 ms to read, too long for every handshake in a loop that must not
+ * stand still. So what was read is kept, and read again when the file is another.
+ */
+#include <array>
 #include <cstring>
+#include <utility>
+#include <vector>
+
+#include <sys/stat.h>
 
 #include "lib/misc/glibPtr.h"
 #include "lib/misc/log.h"
 #include "lib/misc/panic.h"
 #include "lib/ssl/sslErrors.h"
+#include "lib/ssl/sslInt.h"
 #include "lib/ssl/sslVerify.h"
 
 namespace {
@@ -13,15 +24,52 @@ using BioPtr = std::unique_ptr<BIO, Release<__wrap_BIO_free>>;
 using CertPtr = std::unique_ptr<X509, Release<__wrap_X509_free>>;
 using StorePtr = std::unique_ptr<X509_STORE, Release<__wrap_X509_STORE_free>>;
 
-struct HostStoreRow {
-    bool isDirectory;
-    const char *path;
+constexpr const char *kHostDirectories[] = {"/etc/ssl/certs", "/etc/pki/tls"};
+constexpr auto kHostFiles = std::to_array<const char *>({
+    "/etc/ssl/certs/ca-certificates.crt",
+    "/etc/pki/tls/certs/ca-bundle.crt",
+    "/etc/pki/tls/cert.pem",
+});
+
+/* The certificates of a file as it was when it was read. */
+struct HostFile {
+    struct stat about = {};
+    std::vector<CertPtr> certs;
+
+    bool IsStill(const struct stat &now) const {
+        return now.st_dev == about.st_dev && now.st_ino == about.st_ino &&
+               now.st_size == about.st_size && now.st_mtim.tv_sec == about.st_mtim.tv_sec &&
+               now.st_mtim.tv_nsec == about.st_mtim.tv_nsec;
+    }
 };
-constexpr HostStoreRow kHostStores[] = {
-    {true, "/etc/ssl/certs"},         {false, "/etc/ssl/certs/ca-certificates.crt"},
-    {true, "/etc/pki/tls"},           {false, "/etc/pki/tls/certs/ca-bundle.crt"},
-    {false, "/etc/pki/tls/cert.pem"},
-};
+using HostFiles = std::array<HostFile, kHostFiles.size()>;
+
+/* Made on first use; the state lock guards it. */
+constinit HostFiles *hostFiles = nullptr;
+
+std::vector<CertPtr> ReadCerts(const char *path) {
+    std::vector<CertPtr> certs;
+    const BioPtr bio(__wrap_BIO_new_file(path, "r"));
+    while (bio) {
+        CertPtr cert(__wrap_PEM_read_bio_X509(bio.get(), nullptr, nullptr, nullptr));
+        if (!cert)
+            break;
+        certs.push_back(std::move(cert));
+    }
+    return certs;
+}
+
+/* A path that is not there has none. */
+const std::vector<CertPtr> &CertsOf(HostFile *file, const char *path) {
+    struct stat now = {};
+    if (stat(path, &now) != 0)
+        now = {};
+    if (!file->IsStill(now)) {
+        file->certs = now.st_size > 0 ? ReadCerts(path) : std::vector<CertPtr>();
+        file->about = now;
+    }
+    return file->certs;
+}
 
 /* A BIO to read the text from, its NUL included. */
 BioPtr BioOf(const char *text) {
@@ -42,14 +90,24 @@ BioPtr BioOf(const char *text) {
 void SSLAddHostCAStore(SSL_CTX *ctx) {
     X509_STORE *store = __wrap_SSL_CTX_get_cert_store(ctx);
     X509_LOOKUP *directories = __wrap_X509_STORE_add_lookup(store, __wrap_X509_LOOKUP_hash_dir());
-    X509_LOOKUP *files = __wrap_X509_STORE_add_lookup(store, __wrap_X509_LOOKUP_file());
-    if (directories == nullptr || files == nullptr)
+    if (directories == nullptr ||
+        __wrap_X509_STORE_add_lookup(store, __wrap_X509_LOOKUP_file()) == nullptr)
         Panic("SSL: Failed to add a lookup to the certificate store\n");
-    for (const HostStoreRow &row : kHostStores)
-        __wrap_X509_LOOKUP_ctrl(row.isDirectory ? directories : files,
-                                row.isDirectory ? X509_L_ADD_DIR : X509_L_FILE_LOAD, row.path,
-                                X509_FILETYPE_PEM, nullptr);
-    __wrap_ERR_clear_error(); /* paths that are not there */
+    for (const char *path : kHostDirectories)
+        __wrap_X509_LOOKUP_ctrl(directories, X509_L_ADD_DIR, path, X509_FILETYPE_PEM, nullptr);
+
+    const SSLStateGuard guard;
+    if (hostFiles == nullptr)
+        hostFiles = new HostFiles;
+    for (gsize i = 0; i < kHostFiles.size(); i++) {
+        for (const CertPtr &cert : CertsOf(&(*hostFiles)[i], kHostFiles[i]))
+            __wrap_X509_STORE_add_cert(store, cert.get());
+    }
+    __wrap_ERR_clear_error(); /* paths that are not there, and the end of each file */
+}
+
+void SSLForgetHostCAs() {
+    delete std::exchange(hostFiles, nullptr);
 }
 
 void SSLSetTrustedCAs(SSL_CTX *ctx, const char *const *list, gint32 count) {

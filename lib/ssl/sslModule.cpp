@@ -227,6 +227,7 @@ void SSL_Exit(void) {
         return;
     __wrap_SSL_CTX_free(std::exchange(sslModule.ssl_ctx, nullptr));
     sslModule.hasHostCAs = false;
+    SSLForgetHostCAs();
     SSLRemoveCallbacks();
     __wrap_ENGINE_cleanup();
     __wrap_EVP_cleanup();

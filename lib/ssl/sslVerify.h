@@ -53,5 +53,8 @@ bool SSLCertCNHostnameMatch(const char *pattern, const char *host);
 /* Makes the context trust the machine's CA certificates too. */
 void SSLAddHostCAStore(SSL_CTX *ctx);
 
+/* Releases what was read of them; part of SSL_Exit(). */
+void SSLForgetHostCAs();
+
 /* Makes the context, with all its connections to come, trust these PEM texts and nothing else. */
 void SSLSetTrustedCAs(SSL_CTX *ctx, const char *const *list, gint32 count);
