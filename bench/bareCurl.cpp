@@ -70,6 +70,8 @@ CURL *BareCurl::State::MakeHandle() {
     curl_easy_setopt(handle, CURLOPT_POSTFIELDSIZE, long(options.body.size()));
     curl_easy_setopt(handle, CURLOPT_HTTPHEADER, headers);
     curl_easy_setopt(handle, CURLOPT_PROXY, "");
+    curl_easy_setopt(handle, CURLOPT_SSL_VERIFYPEER, 0L);
+    curl_easy_setopt(handle, CURLOPT_SSL_VERIFYHOST, 0L);
     curl_easy_setopt(handle, CURLOPT_WRITEFUNCTION, Keep);
     auto *text = new std::string;
     curl_easy_setopt(handle, CURLOPT_WRITEDATA, text);

@@ -9,6 +9,7 @@
 
 #include <arpa/inet.h>
 #include <glib.h>
+#include <gnutls/gnutls.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <strings.h>
@@ -17,11 +18,23 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include "tools/certificates/certificate.h"
+
 namespace {
 
 struct Connection {
     std::string in;
     std::string out;
+    gnutls_session_t tls = nullptr;
+    bool hasShakenHands = false;
+
+    Connection() = default;
+    ~Connection() {
+        if (tls)
+            gnutls_deinit(tls);
+    }
+    Connection(const Connection &) = delete;
+    Connection &operator=(const Connection &) = delete;
 };
 
 /* Bytes of the first request, 0 while it is not whole. */
@@ -55,8 +68,12 @@ struct BareServer::State {
     int port = 0;
     std::unordered_map<int, Connection> connections;
     std::thread thread;
+    gnutls_certificate_credentials_t credentials = nullptr; /* NULL: no TLS */
 
     void Listen();
+    void MakeCertificate();
+    ssize_t Receive(int descriptor, Connection *connection, char *buffer, size_t size) const;
+    ssize_t Send(int descriptor, const Connection &connection) const;
     void Watch(int operation, int descriptor, unsigned what) const;
     void Run();
     void Accept();
@@ -112,7 +129,13 @@ void BareServer::State::Accept() {
         return; /* the peer has gone again */
     const int on = 1;
     setsockopt(descriptor, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
-    connections[descriptor];
+    Connection &connection = connections[descriptor];
+    if (credentials) {
+        gnutls_init(&connection.tls, GNUTLS_SERVER | GNUTLS_NONBLOCK);
+        gnutls_set_default_priority(connection.tls);
+        gnutls_credentials_set(connection.tls, GNUTLS_CRD_CERTIFICATE, credentials);
+        gnutls_transport_set_int(connection.tls, descriptor);
+    }
     Watch(EPOLL_CTL_ADD, descriptor, EPOLLIN);
 }
 
@@ -130,19 +153,58 @@ void BareServer::State::Serve(int descriptor) {
     close(descriptor);
 }
 
+void BareServer::State::MakeCertificate() {
+    const auto made = certificates::SelfSigned({});
+    const auto datum = [](const std::string &text) {
+        return gnutls_datum_t{reinterpret_cast<unsigned char *>(const_cast<char *>(text.data())),
+                              unsigned(text.size())};
+    };
+    const gnutls_datum_t certificate = datum(made.pem);
+    const gnutls_datum_t key = datum(made.key->Pem());
+    if (gnutls_certificate_allocate_credentials(&credentials) < 0 ||
+        gnutls_certificate_set_x509_key_mem(credentials, &certificate, &key, GNUTLS_X509_FMT_PEM) <
+            0)
+        g_error("bare server: no certificate");
+}
+
+/* As recv() and send() on a socket that does not block. */
+ssize_t BareServer::State::Receive(int descriptor, Connection *connection, char *buffer,
+                                   size_t size) const {
+    if (!connection->tls)
+        return recv(descriptor, buffer, size, 0);
+    ssize_t count = connection->hasShakenHands ? 0 : gnutls_handshake(connection->tls);
+    if (count == 0) {
+        connection->hasShakenHands = true;
+        count = gnutls_record_recv(connection->tls, buffer, size);
+    }
+    errno = count == GNUTLS_E_AGAIN || count == GNUTLS_E_INTERRUPTED ? EAGAIN : EPROTO;
+    return count;
+}
+
+ssize_t BareServer::State::Send(int descriptor, const Connection &connection) const {
+    if (!connection.tls)
+        return send(descriptor, connection.out.data(), connection.out.size(), MSG_NOSIGNAL);
+    const ssize_t count =
+        gnutls_record_send(connection.tls, connection.out.data(), connection.out.size());
+    errno = count == GNUTLS_E_AGAIN || count == GNUTLS_E_INTERRUPTED ? EAGAIN : EPROTO;
+    return count;
+}
+
 bool BareServer::State::Read(int descriptor, Connection *connection) const {
     char buffer[65536];
-    const ssize_t count = recv(descriptor, buffer, sizeof buffer, 0);
-    if (count > 0)
-        connection->in.append(buffer, size_t(count));
+    ssize_t count = 0;
+    do { /* a record may lie in memory where the socket does not show it */
+        count = Receive(descriptor, connection, buffer, sizeof buffer);
+        if (count > 0)
+            connection->in.append(buffer, size_t(count));
+    } while (count > 0 && connection->tls);
     return count > 0 || (count < 0 && (errno == EAGAIN || errno == EINTR));
 }
 
 bool BareServer::State::Write(int descriptor, Connection *connection) const {
     if (connection->out.empty())
         return true;
-    const ssize_t count =
-        send(descriptor, connection->out.data(), connection->out.size(), MSG_NOSIGNAL);
+    const ssize_t count = Send(descriptor, *connection);
     if (count < 0 && errno != EAGAIN && errno != EINTR)
         return false;
     connection->out.erase(0, size_t(count > 0 ? count : 0));
@@ -156,8 +218,10 @@ std::string HttpOk(const std::string &body) {
            std::to_string(body.size()) + "\r\n\r\n" + body;
 }
 
-BareServer::BareServer(const std::string &answer) : state(std::make_unique<State>()) {
+BareServer::BareServer(const std::string &answer, Wire wire) : state(std::make_unique<State>()) {
     state->answer = answer;
+    if (wire == Wire::kTls)
+        state->MakeCertificate();
     state->Listen();
     state->thread = std::thread([this] { state->Run(); });
 }
@@ -169,10 +233,14 @@ BareServer::~BareServer() {
     state->thread.join();
     for (const auto &[descriptor, connection] : state->connections)
         close(descriptor);
+    state->connections.clear();
+    if (state->credentials)
+        gnutls_certificate_free_credentials(state->credentials);
     for (int descriptor : {state->listener, state->events, state->stop})
         close(descriptor);
 }
 
 std::string BareServer::Url(const std::string &path) const {
-    return "http://127.0.0.1:" + std::to_string(state->port) + path;
+    return (state->credentials ? "https://127.0.0.1:" : "http://127.0.0.1:") +
+           std::to_string(state->port) + path;
 }

@@ -11,7 +11,7 @@
 #include "bench/bareServer.h"
 #include "bench/epollLoop.h"
 #include "bench/ratio.h"
-#include "ozy/lib/orvane/orvaneSessionInt.h"
+#include "ozy/lib/orvane/orvaneSessionVerify.h"
 
 namespace {
 
@@ -37,13 +37,16 @@ constexpr char kReply[] =
 constexpr const char *kHeaders[] = {"Expect: ", "Content-Type: text/xml; charset=utf-8",
                                     "SOAPAction: \"urn:ozy25/6.0\"", "User-Agent: Halden-client"};
 
-BareServer &TheServer() {
-    static BareServer server(HttpOk(kReply));
-    return server;
+using Wire = BareServer::Wire;
+
+std::string UrlOf(Wire wire) {
+    static BareServer plain(HttpOk(kReply));
+    static BareServer tls(HttpOk(kReply), Wire::kTls);
+    return (wire == Wire::kTls ? tls : plain).Url("/sdk");
 }
 
-void Peer(benchmark::State &state, int numInFlight) {
-    BareCurl peer({.url = TheServer().Url("/sdk"),
+void Peer(benchmark::State &state, int numInFlight, Wire wire) {
+    BareCurl peer({.url = UrlOf(wire),
                    .body = kRequest,
                    .headers = {std::begin(kHeaders), std::end(kHeaders)},
                    .numInFlight = numInFlight});
@@ -54,7 +57,7 @@ void Peer(benchmark::State &state, int numInFlight) {
 
 /* Calls as a session makes them, without what it does with the texts. */
 struct Calls {
-    std::string url = TheServer().Url("/sdk");
+    std::string url = UrlOf(Wire::kPlain);
     BasicHttpCookieJar *jar = BasicHttp_CreateCookieJar();
     long numToStart = 0;
     long numRunning = 0;
@@ -109,6 +112,13 @@ void Ours(benchmark::State &state, int numInFlight) {
 
 /* ---- the whole way: stub, request text, transport, reply, listener ---- */
 
+enum class Checks { kNone, kStrict };
+
+gint Accept(GObject *context, gpointer, gpointer, gpointer, OrvaneVerifyCertificateDoneFunc done) {
+    done(context, TRUE);
+    return 0;
+}
+
 /* A session as a login leaves it, without an update stream beside the calls. */
 struct ConnectedSession {
     OrvaneSession *session = orvane_session_new();
@@ -116,13 +126,18 @@ struct ConnectedSession {
     long numToStart = 0;
     long numRunning = 0;
 
-    ConnectedSession() {
+    ConnectedSession(Wire wire, Checks checks) {
         OrvaneSessionPrivate *priv = session->priv;
-        priv->url = g_strdup(TheServer().Url("/sdk").c_str());
+        priv->url = g_strdup(UrlOf(wire).c_str());
         priv->version = g_strdup("ozy25/6.0");
         priv->nameSpace = g_strdup("ozy25");
         priv->cookieJar = BasicHttp_CreateCookieJar();
         priv->moMgr = orvane_momgr_new(session);
+        if (checks == Checks::kStrict) {
+            orvane_session_set_strict_tls(session, TRUE);
+            orvane_session_set_verify_certificate_func(session, Accept, nullptr);
+            OrvaneSessionVerify_Begin(session);
+        }
         orvane_session_set_state(session, ORVANE_SESSION_CONNECTED);
         instance = G_OBJECT(g_object_ref_sink(orvane_session_get_object(
             session, "ServiceInstance", skema_ozy_service_instance_get_type())));
@@ -162,10 +177,10 @@ void ConnectedSession::Run(long count, int numInFlight) {
         epollLoop::RunOnce();
 }
 
-void OursWhole(benchmark::State &state, int numInFlight) {
+void OursWhole(benchmark::State &state, int numInFlight, Wire wire, Checks checks) {
     orvane_init(epollLoop::Callback, epollLoop::CallbackRemove);
     {
-        ConnectedSession calls;
+        ConnectedSession calls(wire, checks);
         calls.Run(numInFlight, numInFlight);
         for (auto _ : state)
             calls.Run(kCallsARound, numInFlight);
@@ -176,6 +191,10 @@ void OursWhole(benchmark::State &state, int numInFlight) {
 constexpr RatioRow kRows[] = {
     {"call1", "64 calls of a stub, 1 in flight : bare libcurl", 1.5},
     {"call16", "64 calls of a stub, 16 in flight : bare libcurl", 1.8},
+    {"https1", "64 calls of a stub over https, 1 in flight : bare libcurl", 1.5},
+    {"https16", "64 calls of a stub over https, 16 in flight : bare libcurl", 1.8},
+    {"strict1", "64 calls of a stub over checked https, 1 in flight : bare libcurl", 1.5},
+    {"strict16", "64 calls of a stub over checked https, 16 in flight : bare libcurl", 1.8},
     {"transport1", "64 posts through the transport, 1 in flight : bare libcurl", 1.3},
     {"transport16", "64 posts through the transport, 16 in flight : bare libcurl", 1.4},
 };
@@ -183,13 +202,24 @@ constexpr RatioRow kRows[] = {
 } // namespace
 
 int main(int argc, char **argv) {
-    benchmark::RegisterBenchmark("call1/ours", OursWhole, 1);
-    benchmark::RegisterBenchmark("call1/peer", Peer, 1);
-    benchmark::RegisterBenchmark("call16/ours", OursWhole, 16);
-    benchmark::RegisterBenchmark("call16/peer", Peer, 16);
+    const struct {
+        const char *name;
+        Wire wire;
+        Checks checks;
+    } ways[] = {{"call", Wire::kPlain, Checks::kNone},
+                {"https", Wire::kTls, Checks::kNone},
+                {"strict", Wire::kTls, Checks::kStrict}};
+    for (const auto &way : ways) {
+        for (int numInFlight : {1, 16}) {
+            const std::string name = way.name + std::to_string(numInFlight);
+            benchmark::RegisterBenchmark((name + "/ours").c_str(), OursWhole, numInFlight, way.wire,
+                                         way.checks);
+            benchmark::RegisterBenchmark((name + "/peer").c_str(), Peer, numInFlight, way.wire);
+        }
+    }
     benchmark::RegisterBenchmark("transport1/ours", Ours, 1);
-    benchmark::RegisterBenchmark("transport1/peer", Peer, 1);
+    benchmark::RegisterBenchmark("transport1/peer", Peer, 1, Wire::kPlain);
     benchmark::RegisterBenchmark("transport16/ours", Ours, 16);
-    benchmark::RegisterBenchmark("transport16/peer", Peer, 16);
+    benchmark::RegisterBenchmark("transport16/peer", Peer, 16, Wire::kPlain);
     return Ratio_Main(argc, argv, kRows);
 }

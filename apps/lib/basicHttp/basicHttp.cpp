@@ -282,8 +282,7 @@ BasicHttpRequest *BasicHttp_CreateRequestEx(const char *url, BasicHttpMethod met
     request->socket = CURL_SOCKET_BAD;
     request->maxResponseSize = maxResponseSize;
     DynBuf_Init(&request->receiveBuffer);
-    BasicHttpReplaceNonEmpty(&request->sslCAInfo, sslCAInfo);
-    BasicHttpReplaceNonEmpty(&request->sslCAPath, sslCAPath);
+    BasicHttp_SetSslAuthorities(request, sslCAInfo, sslCAPath);
 
     if (header && *header && !BasicHttp_AppendRequestHeader(request, header)) {
         BasicHttp_FreeRequest(request);
@@ -426,6 +425,12 @@ void BasicHttp_SetSslManualVerification(BasicHttpRequest *request, gboolean valu
 
 void BasicHttp_SetSslCtxProc(BasicHttpRequest *request, BasicHttpSslCtxProc proc) {
     request->sslCtxProc = proc;
+}
+
+void BasicHttp_SetSslAuthorities(BasicHttpRequest *request, const char *sslCAInfo,
+                                 const char *sslCAPath) {
+    BasicHttpReplaceNonEmpty(&request->sslCAInfo, sslCAInfo);
+    BasicHttpReplaceNonEmpty(&request->sslCAPath, sslCAPath);
 }
 
 void BasicHttp_SetSslVerification(BasicHttpRequest *request, gboolean value) {
