@@ -1,9 +1,7 @@
 /*
  * Replies from anybody: whatever the bytes, reading them ends, and what was read can be written and
- * released. The first byte picks the method whose reply they are taken for.
- *
- *   build/fuzz/bin/soapReplyFuzz CORPUS tests/replies      (the files there have no first byte to
- *                                                           spare, which only picks a method)
+ * released. The last byte, the newline of the recorded replies, picks the method whose reply they
+ * are taken for.
  */
 #include <cstdint>
 #include <iterator>
@@ -75,8 +73,8 @@ extern "C" int LLVMFuzzerInitialize(int *, char ***) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     if (size < 1)
         return 0;
-    const Method &method = kMethods[data[0] % std::size(kMethods)];
-    const std::string text(reinterpret_cast<const char *>(data) + 1, size - 1);
+    const Method &method = kMethods[data[size - 1] % std::size(kMethods)];
+    const std::string text(reinterpret_cast<const char *>(data), size - 1);
     SoapTreePtr tree(OrvaneSoapTree_Parse(text.data(), text.size(), "fuzz"));
     xmlNode *body = tree != nullptr ? Child(OrvaneSoapTree_Root(tree.get()), "Body") : nullptr;
     if (body == nullptr)
@@ -89,7 +87,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     tree.reset(); // nothing that was read may still need it
     if (G_IS_VALUE(&value)) {
         const OrvaneArgument argument{"value", &value};
-        const GPtr<char> text(
+        const GPtr<char> written(
             OrvaneSoap_Serialize(session.get(), "Task", "task-1", "Echo", &argument, 1, nullptr));
     }
     orvane_value_cond_unset(&value);

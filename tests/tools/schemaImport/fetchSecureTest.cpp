@@ -27,7 +27,6 @@ constexpr SecureRow kRows[] = {
     {"self-signed", Trust::Anchor, true},
     {"good", Trust::Stranger, false},
     {"good", Trust::System, false},
-    {"self-signed", Trust::System, false},
     {"good", Trust::NoFile, false},
     {"good", Trust::BadFile, false},
     {"expired", Trust::Anchor, false},
