@@ -13,6 +13,9 @@ namespace {
 
 using namespace schemaImport;
 
+/* The system's own certificates take seconds to read under a sanitizer. */
+constexpr int kLimitMs = 120000;
+
 enum class Trust { Anchor, Stranger, System, NoFile, BadFile, Insecure };
 
 struct SecureRow {
@@ -81,10 +84,11 @@ TEST_P(FetchSecure, TakesOnlyWhatItIsToldToTrust) {
     Notes notes;
     XsdSchema schema;
     {
-        UrlSource source(
-            {testLoop::Callback, testLoop::CallbackRemove,
-             [](const std::function<bool()> &condition) { return testLoop::RunUntil(condition); }},
-            Options(*presented));
+        UrlSource source({testLoop::Callback, testLoop::CallbackRemove,
+                          [](const std::function<bool()> &condition) {
+                              return testLoop::RunUntil(condition, kLimitMs);
+                          }},
+                         Options(*presented));
         DocumentRef document;
         std::string why;
         const std::string port = std::to_string(server.Port());
