@@ -75,6 +75,10 @@ ORVANE_EXPORT void SSL_Exit(void);
 /* Whether SSL_Init() has finished, and SSL_Exit() has not run since. */
 ORVANE_EXPORT gboolean SSL_IsSSLModuleInitialized(void);
 
+/* Whether the OpenSSL that was opened hides its structures, as the versions after 1.0.2 do; FALSE before
+ * SSL_Init(). */
+ORVANE_EXPORT gboolean SSL_IsOpaque(void);
+
 /**
  * SSL_SetUseCompression:
  * @useCompression: whether contexts made from now on allow TLS compression; they do not by default

@@ -243,3 +243,7 @@ gboolean SSL_IsSSLModuleInitialized(void) {
 void SSL_SetUseCompression(gboolean useCompression) {
     sslModule.useSSLCompression = useCompression != FALSE;
 }
+
+gboolean SSL_IsOpaque(void) {
+    return sslModule.SSLModuleInitialized && SSLAccess_IsOpaque();
+}

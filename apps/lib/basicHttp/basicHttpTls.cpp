@@ -16,14 +16,13 @@
 #include <ssl/ssl.h>
 
 #include "lib/misc/log.h"
-#include "lib/ssl/sslAccess.h"
 
 namespace {
 
 bool BasicHttpHasLayersOpenSsl() {
     return SSL_IsSSLModuleInitialized() &&
            BasicHttpIsSameOpenSsl(curl_version_info(CURLVERSION_NOW)->ssl_version,
-                                  SSLAccess_IsOpaque());
+                                  SSL_IsOpaque());
 }
 
 /* libcurl sets up the TLS context of a connection: the application may add to it. */
