@@ -9,6 +9,8 @@ int main(int argc, char **argv) {
         return 2;
     g_autoptr(OrvaneSession) session = orvane_session_new();
     g_autoptr(OrvaneListener) step = orvane_listener_new();
+    orvane_session_set_ssl_certificate_location(session, g_getenv("ORVANE_CA"), "/etc/ssl/certs");
+    orvane_session_set_strict_tls(session, TRUE);
     orvane_session_connect(session, argv[1], argv[2], argv[3], step);
     if (!orvane_glib_wait(step, -1)) {
         g_autoptr(SkemaQormMethodFault) fault = orvane_listener_get_fault(step);

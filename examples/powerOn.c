@@ -76,6 +76,8 @@ int main(int argc, char **argv) {
         return 2;
     loop = g_main_loop_new(NULL, FALSE);
     OrvaneSession *session = orvane_session_new();
+    orvane_session_set_ssl_certificate_location(session, g_getenv("ORVANE_CA"), "/etc/ssl/certs");
+    orvane_session_set_strict_tls(session, TRUE);
     OrvaneListener *listener = orvane_listener_new();
     g_object_set_data(G_OBJECT(listener), "session", session);
     g_signal_connect(listener, "success", G_CALLBACK(OnConnected), argv[4]);

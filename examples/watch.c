@@ -54,6 +54,8 @@ int main(int argc, char **argv) {
     if (argc != 5 || !orvane_glib_init(NULL))
         return 2;
     OrvaneSession *session = orvane_session_new();
+    orvane_session_set_ssl_certificate_location(session, g_getenv("ORVANE_CA"), "/etc/ssl/certs");
+    orvane_session_set_strict_tls(session, TRUE);
     OrvaneListener *connect = orvane_listener_new();
     orvane_session_connect(session, argv[1], argv[2], argv[3], connect);
     gboolean isWell = Await(connect);

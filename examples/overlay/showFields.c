@@ -63,6 +63,8 @@ int main(int argc, char **argv) {
     g_auto(GValue) result = G_VALUE_INIT;
     OrvaneListener *listener = orvane_listener_new();
     g_autoptr(OrvaneSession) session = orvane_session_new();
+    orvane_session_set_ssl_certificate_location(session, g_getenv("ORVANE_CA"), "/etc/ssl/certs");
+    orvane_session_set_strict_tls(session, TRUE);
     orvane_session_connect(session, argv[2], argv[3], argv[4], listener);
     Await(listener, &result);
 

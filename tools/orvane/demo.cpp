@@ -6,10 +6,12 @@
 
 #include <fmt/format.h>
 #include <orvane/orvane.h>
-#include <orvane/orvaneGlib.h>
 #include <orvane/schema/ozy.h>
 
+#include "tools/certificates/certificateKind.h"
+#include "tools/orvane/connection.h"
 #include "tools/orvane/inventoryTree.h"
+#include "tools/orvane/library.h"
 #include "tools/orvane/operation.h"
 #include "tools/orvane/terminal.h"
 #include "tools/simulator/simulator.h"
@@ -20,18 +22,6 @@ namespace {
 
 constexpr size_t kShownProperties = 8;
 constexpr char kNoSuchMachine[] = "vm-0";
-
-/* The library, started for as long as this lives. */
-class Library {
-public:
-    Library() {
-        if (!orvane_glib_init(nullptr))
-            throw Failure("the library does not start");
-    }
-    ~Library() { orvane_glib_shutdown(); }
-    Library(const Library &) = delete;
-    Library &operator=(const Library &) = delete;
-};
 
 /* Shows each property of an object that changes, while this lives. */
 class Watch {
@@ -72,7 +62,7 @@ public:
 
 private:
     void StartSimulator();
-    void Connect();
+    void LogIn();
     void ReadInventory();
     void LoadMachine();
     void ShowProperties();
@@ -92,19 +82,24 @@ private:
     Terminal terminal;
     std::chrono::steady_clock::time_point start = std::chrono::steady_clock::now();
     std::string url;
+    TrustOptions trustOptions;
 
     /* in this order: the last is released first */
     std::unique_ptr<simulator::Simulator> simulator;
     std::optional<Library> library;
     ObjectPtr<OrvaneSession> session;
+    std::optional<ServiceTrust> trust;
     std::optional<InventoryTree> inventory;
     ObjectPtr<GObject> machine;
     std::string machineName;
 };
 
 void Demo::StartSimulator() {
-    simulator = std::make_unique<simulator::Simulator>(simulator::Options{
-        .port = options.port, .machines = options.machines, .taskDurationMs = options.taskMs});
+    simulator = std::make_unique<simulator::Simulator>(
+        simulator::Options{.port = options.port,
+                           .machines = options.machines,
+                           .taskDurationMs = options.taskMs,
+                           .certificateKind = options.isTls ? "self-signed" : ""});
     try {
         simulator->RunInThread();
     } catch (const std::exception &error) {
@@ -113,19 +108,19 @@ void Demo::StartSimulator() {
                                   error.what()));
     }
     url = simulator->Url();
+    if (options.isTls)
+        trustOptions.pin = simulator->Certificate()->Leaf().thumbprint256;
 }
 
-void Demo::Connect() {
+void Demo::LogIn() {
     session.reset(orvane_session_new());
-    Operation connect("connecting to " + url, options.timeoutSeconds);
-    orvane_session_connect(session.get(), url.c_str(), options.user.c_str(),
-                           options.password.c_str(), connect.Listener());
-    connect.Succeed();
-    if (orvane_session_get_state(session.get()) != ORVANE_SESSION_CONNECTED)
-        throw Failure("the session is not connected");
+    trust.emplace(trustOptions, url);
+    Connect(session.get(), {url, options.user, options.password, options.timeoutSeconds}, *trust);
 
     const GPtrArray *versions = orvane_session_get_all_versions(session.get());
     terminal.Heading("Connected", fmt::format("{} as {}", url, options.user));
+    if (url.starts_with("https:"))
+        terminal.Line("  " + trust->Summary());
     terminal.Line(fmt::format("  negotiated {}, which includes {} versions",
                               orvane_session_get_version(session.get()),
                               versions ? versions->len : 0));
@@ -274,10 +269,11 @@ void Demo::Summarize() {
 
 void Demo::Run() {
     url = options.url;
+    trustOptions = options.trust;
     if (url.empty())
         StartSimulator();
     library.emplace();
-    Connect();
+    LogIn();
     ReadInventory();
     LoadMachine();
     if (MaySwitch()) {

@@ -8,12 +8,16 @@
 
 #include <string>
 
+#include "tools/orvane/serviceTrust.h"
+
 namespace orvaneCli {
 
 struct DemoOptions {
     std::string url; /* empty: the embedded simulator */
     std::string user = "administrator";
     std::string password = "secret";
+    TrustOptions trust;  /* of a given service */
+    bool isTls = false;  /* of the simulator */
     std::string machine; /* the one to switch on and off, by name; empty: the first that is off */
     int machines = 200;  /* of the simulator */
     int port = 0;        /* of the simulator; 0: a free one */

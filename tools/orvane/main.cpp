@@ -1,14 +1,18 @@
 // orvane: the command line program.
 #include <CLI/CLI.hpp>
 
+#include "tools/orvane/aboutCommand.h"
 #include "tools/orvane/demo.h"
 #include "tools/orvane/schemaCommand.h"
+#include "tools/orvane/trustOptions.h"
 
 namespace {
 
 constexpr int kMaxMachines = 100000;
 constexpr int kMaxSeconds = 3600;
 constexpr int kBadUsage = 2; /* exit status for a wrong command line */
+
+using orvaneCli::AddTrustOptions;
 
 void AddDemo(CLI::App &program, orvaneCli::DemoOptions &options, int &status) {
     CLI::App *demo = program.add_subcommand("demo", "Shows what the library does, on one screen");
@@ -33,6 +37,12 @@ void AddDemo(CLI::App &program, orvaneCli::DemoOptions &options, int &status) {
         ->capture_default_str()
         ->check(CLI::Range(0, kMaxSeconds * 1000))
         ->excludes(url);
+    demo->add_flag("--tls", options.isTls,
+                   "The simulator serves https, and its certificate is pinned")
+        ->excludes(url);
+    AddTrustOptions(*demo, options.trust);
+    for (const char *name : {"--pin", "--ca", "--insecure"})
+        demo->get_option(name)->needs(url);
     demo->callback([&] { status = orvaneCli::RunDemo(options); });
 }
 
@@ -46,8 +56,10 @@ int main(int argc, char **argv) {
     orvaneCli::DemoOptions options;
     int status = 0;
     AddDemo(program, options, status);
-    schemaImport::ImportOptions importOptions;
-    orvaneCli::AddSchema(program, importOptions, status);
+    orvaneCli::AboutOptions aboutOptions;
+    orvaneCli::AddAbout(program, aboutOptions, status);
+    orvaneCli::SchemaOptions schemaOptions;
+    orvaneCli::AddSchema(program, schemaOptions, status);
     try {
         program.parse(argc, argv);
     } catch (const CLI::ParseError &error) {

@@ -1,5 +1,7 @@
 #include "tools/orvane/operation.h"
 
+#include <algorithm>
+#include <array>
 #include <utility>
 
 #include <fmt/format.h>
@@ -17,6 +19,18 @@ gboolean SetFlag(gpointer flag) {
     *static_cast<bool *>(flag) = true;
     return G_SOURCE_REMOVE;
 }
+
+/* Errors of the transport that a person may do something about. */
+struct TransferError {
+    guint code;
+    const char *text;
+};
+constexpr auto kTransferErrors = std::to_array<TransferError>({
+    {6, "there is no such host"},
+    {7, "no service answers there"},
+    {35, "no TLS connection can be made there"},
+    {49, "the certificate of the service is not accepted: its issuer, host name or validity"},
+});
 
 std::string ArrayText(const GValueArray *array) {
     if (!array || array->n_values == 0)
@@ -83,9 +97,14 @@ void Operation::OnListenerProgress(OrvaneListener *running, gpointer data) {
         self->onProgress(percent);
 }
 
-void Operation::Wait() {
-    if (!RunUntil([this] { return isOver; }, timeoutSeconds))
+bool Operation::EndsBefore(const std::function<bool()> &condition) {
+    if (!RunUntil([&] { return isOver || condition(); }, timeoutSeconds))
         throw Failure(fmt::format("{}: no answer within {} s", name, timeoutSeconds));
+    return isOver;
+}
+
+void Operation::Wait() {
+    EndsBefore([] { return false; });
 }
 
 void Operation::Succeed() {
@@ -141,8 +160,9 @@ std::string FaultText(SkemaQormMethodFault *fault) {
     guint errorCode = 0;
     glong responseCode = 0;
     g_object_get(fault, "errorCode", &errorCode, "responseCode", &responseCode, nullptr);
-    if (errorCode == 7 || errorCode == 6)
-        return errorCode == 7 ? "no service answers there" : "there is no such host";
+    const auto *known = std::ranges::find(kTransferErrors, errorCode, &TransferError::code);
+    if (known != kTransferErrors.end())
+        return known->text;
     return fmt::format("no usable answer (transfer error {}, HTTP status {})", errorCode,
                        responseCode);
 }

@@ -36,6 +36,8 @@ public:
     /* Called with the percentage whenever a task reports one. */
     void OnProgress(std::function<void(int)> function) { onProgress = std::move(function); }
 
+    /* Waits for the end. False if the condition holds before. */
+    bool EndsBefore(const std::function<bool()> &condition);
     /* Waits for the end, which must be a success. */
     void Succeed();
     /* The same, then the result: an object, or the members of an array of objects. */

@@ -1,44 +1,101 @@
 #include "tools/orvane/schemaCommand.h"
 
+#include <map>
+
+#include <fmt/format.h>
+
+#include "tools/orvane/trustOptions.h"
+
 namespace orvaneCli {
 
 namespace {
 
 constexpr int kMaxSeconds = 3600;
 
+/* The TLS layer, started when an https document is fetched first, and what was decided on each service. */
+class Trusts {
+public:
+    explicit Trusts(const TrustOptions &trustOptions) : options(trustOptions) {}
+    ~Trusts() { SSL_Exit(); }
+    Trusts(const Trusts &) = delete;
+    Trusts &operator=(const Trusts &) = delete;
+
+    schemaImport::FetchTrust *Of(const std::string &url) {
+        const auto address = ParseServiceAddress(url);
+        if (!address)
+            return nullptr;
+        SSL_Init(nullptr, nullptr, nullptr);
+        return &all.try_emplace(address->Key(), options, url).first->second;
+    }
+
+private:
+    struct Trust : schemaImport::FetchTrust {
+        Trust(const TrustOptions &options, const std::string &url) : decided(options, url) {}
+        void Prepare(gpointer sslContext) override { decided.Install(sslContext); }
+        bool Reconsider() override { return decided.HasQuestion() && decided.Answer(); }
+        std::string WhyRefused() const override { return decided.WhyRefused(); }
+        ServiceTrust decided;
+    };
+
+    const TrustOptions &options;
+    std::map<std::string, Trust> all;
+};
+
+/* "[RELEASE=]URL" */
+bool LeadsToTls(const std::string &named) {
+    const size_t scheme = named.rfind("=", named.find("://"));
+    const auto address =
+        ParseServiceAddress(scheme == std::string::npos ? named : named.substr(scheme + 1));
+    return address && address->isTls;
+}
+
+int RunImport(const SchemaOptions &options) {
+    const bool isChosen = !options.trust.pin.empty() || !options.trust.ca.empty();
+    for (const std::string &url : options.wanted.urls) {
+        if (isChosen && !LeadsToTls(url)) {
+            fmt::print(stderr, "orvane: --pin and --ca need an https address, not {}\n", url);
+            return schemaImport::kBadUsage;
+        }
+    }
+    Trusts trusts(options.trust);
+    schemaImport::ImportOptions wanted = options.wanted;
+    wanted.authorities = options.trust.ca;
+    wanted.isInsecure = options.trust.isInsecure;
+    if (wanted.authorities.empty() && !wanted.isInsecure)
+        wanted.trustOf = [&](const std::string &url) { return trusts.Of(url); };
+    return schemaImport::RunImport(wanted);
+}
+
 } // namespace
 
-void AddSchema(CLI::App &program, schemaImport::ImportOptions &options, int &status) {
+void AddSchema(CLI::App &program, SchemaOptions &all, int &status) {
+    schemaImport::ImportOptions &options = all.wanted;
     CLI::App *schema = program.add_subcommand("schema", "Works on the tables of the schema");
     schema->require_subcommand(1);
-    CLI::App *import = schema->add_subcommand(
+    CLI::App *command = schema->add_subcommand(
         "import",
         "Makes overlay tables of XSD and WSDL documents; says on stderr what is not used");
-    import->footer("RELEASE is a release of the service, such as ozy25/5.5; documents of several "
-                   "releases give each field the first that has it. The exit status is 1 if "
-                   "nothing could be used, and 2 for a wrong command line.");
-    import->add_option("documents", options.documents,
-                       "[RELEASE=]PATH: a document, or a folder of *.wsdl and *.xsd");
-    import
+    command->footer("RELEASE is a release of the service, such as ozy25/5.5; documents of several "
+                    "releases give each field the first that has it. The exit status is 1 if "
+                    "nothing could be used, and 2 for a wrong command line.");
+    command->add_option("documents", options.documents,
+                        "[RELEASE=]PATH: a document, or a folder of *.wsdl and *.xsd");
+    command
         ->add_option("--url", options.urls,
                      "[RELEASE=]URL: a document to fetch, with those it refers to; may be repeated")
         ->allow_extra_args(false);
-    import->add_option("--namespace", options.ns, "Namespace of new types")
+    command->add_option("--namespace", options.ns, "Namespace of new types")
         ->capture_default_str()
         ->check(CLI::IsMember({"qorm", "ozy", "ferry"}));
-    import->add_option("-o,--output", options.output,
-                       "File for the tables, or folder for imported.schema; stdout without");
-    import->add_flag("--oldest-is-all", options.isOldestAll,
-                     "What the oldest release has is part of every release");
-    CLI::Option *caFile =
-        import->add_option("--ca-file", options.caFile, "Certificates to check the service by")
-            ->check(CLI::ExistingFile);
-    import->add_flag("--insecure", options.isInsecure, "Checks no certificate")->excludes(caFile);
-    import->add_option("--timeout", options.timeoutSeconds, "Seconds to wait for the service")
+    command->add_option("-o,--output", options.output,
+                        "File for the tables, or folder for imported.schema; stdout without");
+    command->add_flag("--oldest-is-all", options.isOldestAll,
+                      "What the oldest release has is part of every release");
+    AddTrustOptions(*command, all.trust);
+    command->add_option("--timeout", options.timeoutSeconds, "Seconds to wait for the service")
         ->capture_default_str()
         ->check(CLI::Range(1, kMaxSeconds));
-    import->callback([&] { status = schemaImport::RunImport(options);
-});
-} // namespace orvaneCli
+    command->callback([&] { status = RunImport(all); });
+}
 
 } // namespace orvaneCli

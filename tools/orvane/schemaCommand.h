@@ -5,11 +5,17 @@
 
 #include <CLI/CLI.hpp>
 
+#include "tools/orvane/serviceTrust.h"
 #include "tools/schemaImport/importCommand.h"
 
 namespace orvaneCli {
 
+struct SchemaOptions {
+    schemaImport::ImportOptions wanted;
+    TrustOptions trust;
+};
+
 /* Adds the command; the status is set when it has run. Both must outlive the parsing. */
-void AddSchema(CLI::App &program, schemaImport::ImportOptions &options, int &status);
+void AddSchema(CLI::App &program, SchemaOptions &options, int &status);
 
 } // namespace orvaneCli

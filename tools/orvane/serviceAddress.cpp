@@ -50,6 +50,13 @@ std::string ServiceAddress::Key() const {
     return isV6 ? fmt::format("[{}]:{}", host, port) : fmt::format("{}:{}", host, port);
 }
 
+bool ServiceAddress::IsLoopback() const {
+    in_addr bytes{};
+    if (inet_pton(AF_INET, host.c_str(), &bytes) == 1)
+        return ntohl(bytes.s_addr) >> 24 == 127;
+    return host == "localhost" || host == "::1";
+}
+
 std::string ServiceAddress::CertificateHost() const {
     in6_addr bytes{};
     if (inet_pton(AF_INET6, host.substr(0, host.find('%')).c_str(), &bytes) != 1)

@@ -17,6 +17,8 @@ struct ServiceAddress {
     int port;
 
     std::string Key() const;
+    /* Whether it is on this machine, by its name or address. */
+    bool IsLoopback() const;
     /* The host as SSL_GetCertErrors() wants it: an IPv6 address with all its groups. */
     std::string CertificateHost() const;
 };

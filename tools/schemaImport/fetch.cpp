@@ -42,24 +42,8 @@ std::string OriginOf(CURLU *url) {
            UrlPart(url, CURLUPART_PORT);
 }
 
-struct Fetched {
-    bool isOver = false;
-    BasicHttpErrorCode error = BASICHTTP_ERROR_NONE;
-    long status = 0;
-    std::string bytes;
-};
-
-void OnFetched(BasicHttpRequest *, BasicHttpResponse *response, gpointer data) {
-    auto *fetched = static_cast<Fetched *>(data);
-    fetched->isOver = true;
-    fetched->error = response->errorCode;
-    fetched->status = response->responseCode;
-    fetched->bytes.assign(response->content, response->contentLength);
-    BasicHttp_FreeResponse(response);
-}
-
-std::string WhyNot(const Fetched &fetched) {
-    switch (fetched.error) {
+std::string WhyNot(BasicHttpErrorCode error, long status) {
+    switch (error) {
     case BASICHTTP_ERROR_NONE:
         break;
     case BASICHTTP_ERROR_COULDNT_RESOLVE_HOST:
@@ -68,21 +52,39 @@ std::string WhyNot(const Fetched &fetched) {
         return "no connection";
     case BASICHTTP_ERROR_SSL_CONNECT_ERROR:
     case BASICHTTP_ERROR_SSL_SECURITY:
-        return "no secure connection: is the certificate one that --ca-file knows?";
+        return "no secure connection: is the certificate one that --ca or --pin knows?";
     case BASICHTTP_ERROR_CONNECT_TIMEOUT:
     case BASICHTTP_ERROR_INACTIVITY_TIMEOUT:
         return "no answer in time";
     case BASICHTTP_ERROR_TRANSFER:
         return "the transfer broke off, the document is too large, or it stands on another host";
     default:
-        return "the transfer broke off (error " + std::to_string(fetched.error) + ")";
+        return "the transfer broke off (error " + std::to_string(error) + ")";
     }
-    return fetched.status == 200
-               ? ""
-               : "the service answers with status " + std::to_string(fetched.status);
+    return status == 200 ? "" : "the service answers with status " + std::to_string(status);
 }
 
 } // namespace
+
+struct UrlSource::Fetched {
+    FetchTrust *trust = nullptr;
+    bool isOver = false;
+    BasicHttpErrorCode error = BASICHTTP_ERROR_NONE;
+    long status = 0;
+    std::string bytes;
+
+    static void OnContext(BasicHttpRequest *, gpointer sslContext, gpointer data) {
+        static_cast<Fetched *>(data)->trust->Prepare(sslContext);
+    }
+    static void OnResponse(BasicHttpRequest *, BasicHttpResponse *response, gpointer data) {
+        auto *fetched = static_cast<Fetched *>(data);
+        fetched->isOver = true;
+        fetched->error = response->errorCode;
+        fetched->status = response->responseCode;
+        fetched->bytes.assign(response->content, response->contentLength);
+        BasicHttp_FreeResponse(response);
+    }
+};
 
 UrlSource::UrlSource(FetchLoop fetchLoop, FetchOptions fetchOptions)
     : loop(std::move(fetchLoop)), options(std::move(fetchOptions)) {
@@ -126,32 +128,53 @@ bool UrlSource::Resolve(const DocumentRef &from, const std::string &location, Do
     return true;
 }
 
-bool UrlSource::Read(const DocumentRef &document, std::string *bytes, std::string *why) {
+bool UrlSource::Fetch(const std::string &url, FetchTrust *trust, Fetched *fetched,
+                      std::string *why) {
     using RequestPtr = std::unique_ptr<BasicHttpRequest, Release<BasicHttp_FreeRequest>>;
-    const bool isChecked = !options.isInsecure;
-    const bool hasFile = !options.caFile.empty();
+    const std::string authorities =
+        options.authorities.empty() ? kSystemCertificates : options.authorities;
+    const char *checkedBy = options.isInsecure || trust != nullptr ? nullptr : authorities.c_str();
+    const bool isFolder = g_file_test(authorities.c_str(), G_FILE_TEST_IS_DIR);
     const RequestPtr request(BasicHttp_CreateRequestWithSSL(
-        document.key.c_str(), BASICHTTP_METHOD_GET, nullptr, "Accept: text/xml, application/xml",
-        nullptr, isChecked && hasFile ? options.caFile.c_str() : nullptr,
-        isChecked && !hasFile ? kSystemCertificates : nullptr));
-    Fetched fetched;
+        url.c_str(), BASICHTTP_METHOD_GET, nullptr, "Accept: text/xml, application/xml", nullptr,
+        isFolder ? nullptr : checkedBy, isFolder ? checkedBy : nullptr));
     if (request != nullptr) {
         BasicHttp_SetConnectTimeout(request.get(), options.timeoutSeconds);
         for (gint kind :
              {BASICHTTP_TIMEOUT_SENDING, BASICHTTP_TIMEOUT_SENT, BASICHTTP_TIMEOUT_RECEIVING})
             BasicHttp_SetInactivityTimeout(request.get(), kind, options.timeoutSeconds);
     }
-    if (request == nullptr || !BasicHttp_SendRequest(request.get(), OnFetched, &fetched)) {
+    if (request != nullptr && trust != nullptr) {
+        fetched->trust = trust;
+        BasicHttp_SetSslManualVerification(request.get(), TRUE);
+        BasicHttp_SetSslCtxProc(request.get(), Fetched::OnContext);
+    }
+    if (request == nullptr || !BasicHttp_SendRequest(request.get(), Fetched::OnResponse, fetched)) {
         *why = "the request cannot be started";
         return false;
     }
-    if (!loop.runUntil([&] { return fetched.isOver; })) {
+    if (!loop.runUntil([&] { return fetched->isOver; })) {
         *why = "no answer in time";
         return false;
     }
-    *why = WhyNot(fetched);
-    *bytes = std::move(fetched.bytes);
+    *why = WhyNot(fetched->error, fetched->status);
     return why->empty();
+}
+
+bool UrlSource::Read(const DocumentRef &document, std::string *bytes, std::string *why) {
+    FetchTrust *trust = document.key.starts_with("https:") && options.trustOf
+                            ? options.trustOf(document.key)
+                            : nullptr;
+    Fetched fetched;
+    bool isRead = Fetch(document.key, trust, &fetched, why);
+    if (!isRead && trust != nullptr && trust->Reconsider()) {
+        fetched = {};
+        isRead = Fetch(document.key, trust, &fetched, why);
+    }
+    if (!isRead && trust != nullptr && !trust->WhyRefused().empty())
+        *why = trust->WhyRefused();
+    *bytes = std::move(fetched.bytes);
+    return isRead;
 }
 
 GlibFetchLoop::GlibFetchLoop() : context(g_main_context_new()) {

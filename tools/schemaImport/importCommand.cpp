@@ -123,9 +123,9 @@ struct ReleaseReader {
     XsdSchema readUrls(const std::vector<Named> &all) {
         if (!loop)
             loop.emplace();
-        UrlSource source(
-            loop->Loop(options.timeoutSeconds * kLimitFactor),
-            {options.caFile, options.isInsecure, static_cast<guint>(options.timeoutSeconds)});
+        UrlSource source(loop->Loop(options.timeoutSeconds * kLimitFactor),
+                         {options.trustOf, options.authorities, options.isInsecure,
+                          static_cast<guint>(options.timeoutSeconds)});
         std::vector<DocumentRef> documents;
         for (const Named &named : all) {
             DocumentRef document;

@@ -7,9 +7,11 @@
  */
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
+#include "tools/schemaImport/fetch.h"
 #include "tools/schemaImport/importMerge.h"
 
 namespace schemaImport {
@@ -20,9 +22,11 @@ struct ImportOptions {
     std::vector<std::string> documents; /* "[RELEASE=]FILE or folder" */
     std::vector<std::string> urls;      /* "[RELEASE=]URL" */
     std::string ns = "ozy";
-    std::string output; /* a file, or a folder; empty: stdout */
-    std::string caFile;
+    std::string output;      /* a file, or a folder; empty: stdout */
+    std::string authorities; /* of https; empty: those of the system */
     bool isInsecure = false;
+    /* Who decides on certificates in place of authorities; see FetchOptions. */
+    std::function<FetchTrust *(const std::string &url)> trustOf;
     bool isOldestAll = false;
     int timeoutSeconds = 30;
 };

@@ -21,8 +21,7 @@ namespace {
 
 bool BasicHttpHasLayersOpenSsl() {
     return SSL_IsSSLModuleInitialized() &&
-           BasicHttpIsSameOpenSsl(curl_version_info(CURLVERSION_NOW)->ssl_version,
-                                  SSL_IsOpaque());
+           BasicHttpIsSameOpenSsl(curl_version_info(CURLVERSION_NOW)->ssl_version, SSL_IsOpaque());
 }
 
 /* libcurl sets up the TLS context of a connection: the application may add to it. */

@@ -41,8 +41,9 @@ Program::Program(const std::string &path, const std::vector<std::string> &argume
     std::vector<std::string> words = arguments;
     words.insert(words.begin(), std::string(ORVANE_BUILD_DIR) + "/" + path);
     std::vector<char *> argv = Pointers(words);
-    /* for a build with sanitizers */
-    setenv("ASAN_OPTIONS", "fast_unwind_on_malloc=0", 1);
+    /* for a build with sanitizers: as deep as the suppressions need, since each allocation pays */
+    setenv("ASAN_OPTIONS",
+           looksForLeaks ? "fast_unwind_on_malloc=0:malloc_context_size=8" : "detect_leaks=0", 1);
     setenv("LSAN_OPTIONS",
            "print_suppressions=0:suppressions=" ORVANE_SOURCE_DIR "/tests/tools/orvane/glib.supp",
            1);
@@ -56,6 +57,7 @@ Program::Program(const std::string &path, const std::vector<std::string> &argume
         g_error("fork: %s", g_strerror(errno));
     if (child == 0) {
         if (!onTerminal) {
+            dup2(open("/dev/null", O_RDONLY | O_CLOEXEC), STDIN_FILENO);
             dup2(outPipe[1], STDOUT_FILENO);
             dup2(errPipe[1], STDERR_FILENO);
         }
@@ -103,6 +105,11 @@ bool Program::WaitFor(const std::string &text) {
             return outText.find(text) != std::string::npos;
     }
     return true;
+}
+
+void Program::Type(const std::string &text) {
+    if (write(out, text.data(), text.size()) != static_cast<ssize_t>(text.size()))
+        g_error("cannot type: %s", g_strerror(errno));
 }
 
 void Program::Interrupt() {

@@ -14,7 +14,11 @@ struct Ended {
 
 class Program {
 public:
-    /* Path below the build folder. On a terminal of its own, stdout and stderr come together. */
+    /* Whether a build with sanitizers looks for leaks, which takes a second or more a program. */
+    static inline bool looksForLeaks = true;
+
+    /* Path below the build folder. On a terminal of its own, stdout and stderr come together;
+     * elsewhere there is no input. */
     Program(const std::string &path, const std::vector<std::string> &arguments,
             bool onTerminal = false);
     ~Program(); /* kills it if it still runs */
@@ -23,6 +27,8 @@ public:
 
     /* Reads stdout until it holds the text; false if that took 20 seconds or the output ended. */
     bool WaitFor(const std::string &text);
+    /* As if somebody typed it, on a terminal. */
+    void Type(const std::string &text);
     void Interrupt();
     /* Waits for the end, at most 60 seconds. */
     Ended Wait();

@@ -51,15 +51,16 @@ protected:
     FetchOptions Options(const certificates::Presented &presented) const {
         switch (GetParam().trust) {
         case Trust::Anchor:
-            return {folder.Write("anchor.pem", presented.anchor.pem)};
+            return {.authorities = folder.Write("anchor.pem", presented.anchor.pem)};
         case Trust::Stranger:
-            return {folder.Write("other.pem", certificates::MakeKind("good")->anchor.pem)};
+            return {.authorities =
+                        folder.Write("other.pem", certificates::MakeKind("good")->anchor.pem)};
         case Trust::NoFile:
-            return {folder.Write("there.pem", "") + ".not"};
+            return {.authorities = folder.Write("there.pem", "") + ".not"};
         case Trust::BadFile:
-            return {folder.Write("bad.pem", "no certificate")};
+            return {.authorities = folder.Write("bad.pem", "no certificate")};
         case Trust::Insecure:
-            return {"", true};
+            return {.isInsecure = true};
         case Trust::System:
             break;
         }
@@ -101,7 +102,7 @@ TEST_P(FetchSecure, TakesOnlyWhatItIsToldToTrust) {
     EXPECT_EQ(GetParam().isTaken ? 1u : 0u, schema.types.size());
     EXPECT_EQ(GetParam().isTaken ? 0u : 1u, notes.size());
     for (const Note &note : notes)
-        EXPECT_EQ("cannot be read: no secure connection: is the certificate one that --ca-file "
+        EXPECT_EQ("cannot be read: no secure connection: is the certificate one that --ca or --pin "
                   "knows?",
                   note.text);
 }

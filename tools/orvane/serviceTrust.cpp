@@ -1,0 +1,263 @@
+#include "tools/orvane/serviceTrust.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <memory>
+#include <utility>
+
+#include <fmt/format.h>
+
+#include "lib/misc/glibPtr.h"
+#include "tools/orvane/question.h"
+
+namespace fs = std::filesystem;
+
+namespace orvaneCli {
+
+namespace {
+
+constexpr int kMostAttempts = 3;
+
+using CertInfoPtr = std::unique_ptr<SSLCertInfo, Release<SSL_FreeCertInfo>>;
+
+/* "0123abcd.0": how the authorities of a folder are found. */
+bool IsHashName(const std::string &name) {
+    return name.size() > 9 && name[8] == '.' && name.find_first_not_of("0123456789abcdef") == 8 &&
+           name.find_first_not_of("0123456789", 9) == std::string::npos;
+}
+
+std::string CheckFolder(const fs::path &path) {
+    std::error_code error;
+    for (fs::directory_iterator at(path, error), end; !error && at != end; at.increment(error)) {
+        if (IsHashName(at->path().filename().string()))
+            return "";
+    }
+    return error ? error.message()
+                 : "holds no certificate named by its hash; \"openssl rehash\" makes the names";
+}
+
+ServiceAddress AddressOf(const std::string &url) {
+    const auto address = ParseServiceAddress(url);
+    if (!address)
+        throw Failure(fmt::format("\"{}\" is no http or https address", url));
+    return *address;
+}
+
+/* An http service may lead to https on the same host, which is then asked about. */
+std::string KeyOf(ServiceAddress address) {
+    if (!address.isTls && address.port == 80)
+        address.port = 443;
+    return address.Key();
+}
+
+/* Lines, each behind a mark of its own. */
+std::string Indented(const std::string &lines, const char *mark) {
+    std::string text;
+    size_t begin = 0;
+    while (begin < lines.size()) {
+        const size_t end = std::min(lines.find('\n', begin), lines.size());
+        if (end > begin)
+            text += fmt::format("{}{}\n", mark, lines.substr(begin, end - begin));
+        begin = end + 1;
+    }
+    return text;
+}
+
+} // namespace
+
+std::string CheckPin(const std::string &text) {
+    return SSL_IsThumbprint(text.c_str())
+               ? ""
+               : "is no thumbprint: 20 bytes (SHA-1) or 32 (SHA-256) in hexadecimal, with \":\" "
+                 "between or without";
+}
+
+std::string CheckAuthorities(const std::string &path) {
+    std::error_code error;
+    if (fs::is_directory(path, error))
+        return CheckFolder(path);
+    std::ifstream file(path, std::ios::binary);
+    const std::string text{std::istreambuf_iterator<char>(file), {}};
+    if (!file)
+        return "cannot be read";
+    return text.find("-----BEGIN ") == std::string::npos ? "holds no certificate in PEM form" : "";
+}
+
+ServiceTrust::ServiceTrust(const TrustOptions &trustOptions, const std::string &url)
+    : options(trustOptions), address(AddressOf(url)), key(KeyOf(address)),
+      known(KnownServices::DefaultPath()) {
+    if (!address.isTls && (!options.pin.empty() || !options.ca.empty()))
+        throw Failure(fmt::format("--pin and --ca need an https address, which {} is not", url));
+}
+
+ServiceTrust::~ServiceTrust() {
+    if (question)
+        EndQuestion(false);
+}
+
+void ServiceTrust::Install(OrvaneSession *session) {
+    if (options.isInsecure)
+        return;
+    if (!address.isTls && !address.IsLoopback())
+        throw Failure(
+            fmt::format("http to {} is not encrypted and shows the password to whoever is "
+                        "on the way; --insecure connects nevertheless",
+                        address.host));
+    orvane_session_set_strict_tls(session, TRUE);
+    if (options.ca.empty()) {
+        orvane_session_set_verify_certificate_func(session, OnVerify, this);
+        return;
+    }
+    const bool isFolder = fs::is_directory(options.ca);
+    orvane_session_set_ssl_certificate_location(session, isFolder ? nullptr : options.ca.c_str(),
+                                                isFolder ? options.ca.c_str() : nullptr);
+}
+
+void ServiceTrust::Install(void *sslContext) {
+    SSL_SetVerifyCb(static_cast<SSL_CTX *>(sslContext), OnVerifyContext, this, nullptr);
+}
+
+gint ServiceTrust::OnVerify(GObject *context, gpointer storeContext, gpointer certificate,
+                            gpointer data, OrvaneVerifyCertificateDoneFunc done) {
+    auto *self = static_cast<ServiceTrust *>(data);
+    const Decision decision =
+        self->Decide(static_cast<X509_STORE_CTX *>(storeContext), static_cast<X509 *>(certificate));
+    if (decision == Decision::kUndecided)
+        self->tellSession = [context, done](bool isAccepted) { done(context, isAccepted); };
+    else
+        done(context, decision == Decision::kAccepted);
+    return 0;
+}
+
+int ServiceTrust::OnVerifyContext(X509_STORE_CTX *storeContext, X509 *certificate, gpointer data) {
+    return static_cast<ServiceTrust *>(data)->Decide(storeContext, certificate) ==
+           Decision::kAccepted;
+}
+
+ServiceTrust::Decision ServiceTrust::Accept(const char *why) {
+    how = why;
+    return Decision::kAccepted;
+}
+
+ServiceTrust::Decision ServiceTrust::Refuse(std::string why) {
+    refusal = std::move(why);
+    return Decision::kRefused;
+}
+
+ServiceTrust::Decision ServiceTrust::Decide(X509_STORE_CTX *storeContext, X509 *certificate) {
+    if (options.isInsecure)
+        return Accept("not checked");
+    const CertInfoPtr info(certificate == nullptr ? nullptr : SSL_GetCertInfo(certificate));
+    if (info == nullptr)
+        return Refuse(fmt::format("the certificate of {} cannot be read", key));
+    const Seen seen = {info->subject,
+                       info->issuer,
+                       info->notBefore,
+                       info->notAfter,
+                       info->thumbprint,
+                       info->thumbprint256,
+                       ""};
+    if (options.pin.empty())
+        return DecideByMemory(storeContext, certificate, seen);
+    if (SSL_MatchThumbprint(certificate, options.pin.c_str()))
+        return Accept("pinned");
+    return Refuse(fmt::format("the certificate of {} is not the pinned one\n"
+                              "  pinned     {}\n"
+                              "  presented  {} (SHA-1)\n"
+                              "             {} (SHA-256)",
+                              key, options.pin, seen.thumbprint, seen.thumbprint256));
+}
+
+ServiceTrust::Decision ServiceTrust::DecideByMemory(X509_STORE_CTX *storeContext, X509 *certificate,
+                                                    const Seen &seen) {
+    std::string expected = accepted;
+    try {
+        if (expected.empty())
+            expected = known.Find(key);
+    } catch (const Failure &failure) {
+        return Refuse(fmt::format("what is known of {} cannot be used: {}", key, failure.what()));
+    }
+    if (!expected.empty() && SSL_MatchThumbprint(certificate, expected.c_str()))
+        return Accept("known");
+    if (!expected.empty())
+        return Refuse(fmt::format(
+            "THE CERTIFICATE OF {} HAS CHANGED: another service may answer in its place\n"
+            "  known      {}\n"
+            "  presented  {}\n"
+            "If it was renewed, and whoever runs the service confirms the new thumbprint, remove\n"
+            "the line of {} from {}",
+            key, expected, seen.thumbprint256, key, known.Path()));
+
+    const guint64 errors =
+        SSL_GetCertErrors(storeContext, certificate, address.CertificateHost().c_str(), nullptr);
+    if (errors == 0)
+        return Accept("by a trusted authority");
+    const GPtr<char> problems(SSL_DescribeCertErrors(errors));
+    if (!CanAsk())
+        return Refuse(fmt::format(
+            "the certificate of {} is not known, and there is no terminal to ask on; if it is the "
+            "right one, say so with --pin {}",
+            key, seen.thumbprint256));
+    question = seen;
+    question->problems = problems.get();
+    return Decision::kUndecided;
+}
+
+void ServiceTrust::Remember(const Seen &seen) {
+    try {
+        known.Remember(key, seen.thumbprint256);
+    } catch (const Failure &failure) {
+        fmt::print(stderr, "orvane: accepted, but not remembered: {}\n", failure.what());
+    }
+}
+
+void ServiceTrust::EndQuestion(bool isAccepted) {
+    question.reset();
+    if (const auto tell = std::exchange(tellSession, nullptr))
+        tell(isAccepted);
+}
+
+bool ServiceTrust::Answer() {
+    const Seen seen = question.value();
+    std::string text =
+        fmt::format("The certificate of {} is not known.\n"
+                    "  subject  {}\n"
+                    "  issuer   {}\n"
+                    "  valid    {} to {}\n"
+                    "  SHA-1    {}\n"
+                    "  SHA-256  {}\n"
+                    "{}"
+                    "Accept it: yes, once, or no? ",
+                    key, seen.subject, seen.issuer, seen.notBefore, seen.notAfter, seen.thumbprint,
+                    seen.thumbprint256, Indented(seen.problems, "  problem  "));
+    for (int i = 0; i < kMostAttempts; i++) {
+        const std::string answer = Ask(text).value_or("no");
+        text = "Please answer yes, once or no: ";
+        if (answer == "no")
+            break;
+        if (answer != "yes" && answer != "once")
+            continue;
+        if (answer == "yes")
+            Remember(seen);
+        accepted = seen.thumbprint256;
+        EndQuestion(true);
+        return true;
+    }
+    refusal = fmt::format("the certificate of {} was not accepted", key);
+    EndQuestion(false);
+    return false;
+}
+
+std::string ServiceTrust::Summary() const {
+    if (!address.isTls && how == nullptr)
+        return "not encrypted";
+    if (options.isInsecure)
+        return "TLS, certificate not checked";
+    if (!options.ca.empty())
+        return "TLS, certificate by an authority of " + options.ca;
+    return fmt::format("TLS, certificate {}", how == nullptr ? "not seen" : how);
+}
+
+} // namespace orvaneCli

@@ -1,0 +1,26 @@
+#include "tools/orvane/trustOptions.h"
+
+namespace orvaneCli {
+
+void AddTrustOptions(CLI::App &command, TrustOptions &options) {
+    CLI::Option *pin =
+        command
+            .add_option(
+                "--pin", options.pin,
+                "Accept the certificate with this SHA-1 or SHA-256 thumbprint, and no other")
+            ->check(CheckPin);
+    CLI::Option *ca =
+        command
+            .add_option("--ca,--ca-file", options.ca,
+                        "Accept certificates by these authorities only: a PEM file, or a folder of "
+                        "such files named by hash")
+            ->check(CheckAuthorities)
+            ->excludes(pin);
+    command
+        .add_flag("--insecure", options.isInsecure,
+                  "Accept any certificate: whoever is on the way may read and change everything")
+        ->excludes(pin)
+        ->excludes(ca);
+}
+
+} // namespace orvaneCli
