@@ -264,8 +264,10 @@ typedef struct {
     char *issuer;    /* in the same form */
     char *notBefore; /* "Nov 23 00:52:52 2026 GMT" */
     char *notAfter;
-    char *thumbprint;    /* SHA-1, "AA:BB:..." */
-    char *thumbprint256; /* SHA-256, in the same form */
+    char *thumbprint;         /* SHA-1, "AA:BB:..." */
+    char *thumbprint256;      /* SHA-256, in the same form */
+    gint keyBits;             /* 0: the key cannot be read */
+    gboolean isEllipticCurve; /* its key is on one, where 256 bits are as good as 3072 elsewhere */
 } SSLCertInfo;
 
 /**

@@ -61,6 +61,16 @@ char *TimeText(const ASN1_TIME *time) {
     return Visible(Written(bio.get()));
 }
 
+/* A signature is longer than the key on a curve, as long with RSA, shorter with DSA. */
+void DescribeKey(SSLCertInfo *info, X509 *cert) {
+    EVP_PKEY *key = __wrap_X509_get_pubkey(cert);
+    if (key == nullptr)
+        return;
+    info->keyBits = __wrap_EVP_PKEY_bits(key);
+    info->isEllipticCurve = __wrap_EVP_PKEY_size(key) * 8 > info->keyBits + 7;
+    __wrap_EVP_PKEY_free(key);
+}
+
 } // namespace
 
 SSLCertInfo *SSL_GetCertInfo(X509 *cert) {
@@ -76,6 +86,7 @@ SSLCertInfo *SSL_GetCertInfo(X509 *cert) {
     info->notAfter = TimeText(SSLAccess_CertNotAfter(cert));
     info->thumbprint = g_strdup(sha1);
     info->thumbprint256 = g_strdup(sha256);
+    DescribeKey(info, cert);
     if (info->subject != nullptr && info->issuer != nullptr && info->notBefore != nullptr &&
         info->notAfter != nullptr)
         return info;

@@ -259,6 +259,7 @@ void __wrap_GENERAL_NAME_free(GENERAL_NAME *name);
 void __wrap_GENERAL_NAMES_free(OPENSSL_STACK *names);
 EVP_PKEY *__wrap_X509_get_pubkey(X509 *cert);
 int __wrap_EVP_PKEY_bits(const EVP_PKEY *key);
+int __wrap_EVP_PKEY_size(const EVP_PKEY *key);
 void __wrap_EVP_PKEY_free(EVP_PKEY *key);
 int __wrap_X509_check_ca(X509 *cert);
 

@@ -19,6 +19,7 @@ namespace orvaneCli {
 namespace {
 
 constexpr int kMostAttempts = 3;
+constexpr int kFewestCurveBits = 224;
 
 using CertInfoPtr = std::unique_ptr<SSLCertInfo, Release<SSL_FreeCertInfo>>;
 
@@ -158,6 +159,8 @@ ServiceTrust::Decision ServiceTrust::Decide(X509_STORE_CTX *storeContext, X509 *
                        info->notAfter,
                        info->thumbprint,
                        info->thumbprint256,
+                       info->keyBits,
+                       info->isEllipticCurve != FALSE,
                        ""};
     if (options.pin.empty())
         return DecideByMemory(storeContext, certificate, seen);
@@ -190,8 +193,10 @@ ServiceTrust::Decision ServiceTrust::DecideByMemory(X509_STORE_CTX *storeContext
             "the line of {} from {}",
             key, expected, seen.thumbprint256, key, known.Path()));
 
-    const guint64 errors =
+    guint64 errors =
         SSL_GetCertErrors(storeContext, certificate, address.CertificateHost().c_str(), nullptr);
+    if (seen.isEllipticCurve && seen.keyBits >= kFewestCurveBits)
+        errors &= ~SSL_CERT_KEY_TOO_SMALL; /* which is measured for RSA */
     if (errors == 0)
         return Accept("by a trusted authority");
     const GPtr<char> problems(SSL_DescribeCertErrors(errors));
@@ -226,11 +231,13 @@ bool ServiceTrust::Answer() {
                     "  subject  {}\n"
                     "  issuer   {}\n"
                     "  valid    {} to {}\n"
+                    "  key      {} bits{}\n"
                     "  SHA-1    {}\n"
                     "  SHA-256  {}\n"
                     "{}"
                     "Accept it: yes, once, or no? ",
-                    key, seen.subject, seen.issuer, seen.notBefore, seen.notAfter, seen.thumbprint,
+                    key, seen.subject, seen.issuer, seen.notBefore, seen.notAfter, seen.keyBits,
+                    seen.isEllipticCurve ? ", elliptic curve" : "", seen.thumbprint,
                     seen.thumbprint256, Indented(seen.problems, "  problem  "));
     for (int i = 0; i < kMostAttempts; i++) {
         const std::string answer = Ask(text).value_or("no");

@@ -66,6 +66,8 @@ private:
     enum class Decision { kAccepted, kRefused, kUndecided };
     struct Seen {
         std::string subject, issuer, notBefore, notAfter, thumbprint, thumbprint256;
+        int keyBits;
+        bool isEllipticCurve;
         std::string problems; /* lines */
     };
 

@@ -97,6 +97,17 @@ TEST_F(ServiceTrust, OtherAnswersAreNotRemembered) {
     }
 }
 
+TEST_F(ServiceTrust, AShortKeyIsAProblemUnlessOnACurve) {
+    for (const auto &[kind, isProblem] :
+         {std::pair("rsa-1022", true), {"rsa-1023", false}, {"good", false}}) {
+        simulator::Simulator server(Secured(kind));
+        server.RunInThread();
+        EXPECT_EQ(isProblem,
+                  Answer(server, "no\n").out.find("fewer than 1023 bits") != std::string::npos)
+            << kind;
+    }
+}
+
 TEST_F(ServiceTrust, WithoutATerminalItSaysHowToGoOn) {
     simulator::Simulator server(Secured("expired"));
     server.RunInThread();
