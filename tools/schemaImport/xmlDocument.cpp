@@ -6,6 +6,8 @@
 #include <libxml/parser.h>
 #include <libxml/xmlerror.h>
 
+#include "lib/misc/xmlErrorScope.h"
+
 namespace schemaImport {
 
 namespace {
@@ -59,6 +61,7 @@ XmlDocPtr ParseXml(const std::string &bytes, int *line, std::string *why) {
     parser->_private = &parse;
     parser->sax->serror = OnError;
     parser->sax->internalSubset = OnDocumentType;
+    const XmlErrorScope scope(OnError, parser.get());
     XmlDocPtr document(xmlCtxtReadMemory(parser.get(), bytes.data(), static_cast<int>(bytes.size()),
                                          nullptr, nullptr, kOptions));
     *line = parse.line;

@@ -2,7 +2,7 @@
  * The way from a reply's bytes to a tree, under guards: whoever answers may be anyone.
  *
  * Everything is set on the one parser context. The application may use libxml2 as well, so its global
- * error handlers and defaults are neither changed nor relied on.
+ * error handlers and defaults are not relied on, and are as they were when the document is read.
  */
 #include "ozy/lib/orvane/orvaneSoap.h"
 
@@ -15,6 +15,7 @@
 
 #include "lib/misc/glibPtr.h"
 #include "lib/misc/log.h"
+#include "lib/misc/xmlErrorScope.h"
 
 namespace {
 
@@ -74,6 +75,7 @@ xmlDoc *OrvaneSoap_ParseDocument(const char *content, gsize length, const char *
     parser->sax->ignorableWhitespace = parser->sax->characters;
     parser->sax->serror = SoapLogMessage;
     parser->sax->internalSubset = SoapRefuseDocumentType;
+    const XmlErrorScope scope(SoapLogMessage, parser.get());
     XmlDocPtr doc(xmlCtxtReadMemory(parser.get(), content, static_cast<int>(length), name, nullptr,
                                     kOptions));
     if (parse.numMessages > kMaxMessages)

@@ -162,10 +162,14 @@ TEST(SchemaImportRefusal, DocumentsThatAreNoSchemas) {
         {"<a>\n<b></a>", "a.xsd:2: Opening and ending tag mismatch: b line 2 and a"},
         {"", "a.xsd:1: Document is empty"},
         {"<a/>", "a.xsd:1: neither a schema nor a WSDL: 'a'"},
+        {"<?xml version='1.0' encoding='GB18030'?><a>\xff\xff\x81 x</a>",
+         "input conversion failed due to input error"},
     };
     for (const auto &[text, line] : rows) {
         const DocumentFolder folder;
+        testing::internal::CaptureStderr();
         const Imported imported = Import({.documents = {folder.Write("a.xsd", text)}});
+        EXPECT_EQ("", testing::internal::GetCapturedStderr());
         EXPECT_EQ(1, imported.status);
         EXPECT_THAT(folder.Shorten(imported.report), HasSubstr(line));
     }

@@ -60,6 +60,9 @@ TEST(SoapDocument, MessagesGoToTheLogAndNowhereElse) {
     EXPECT_FALSE(Parses("<a b='1' b='2'/>"));
     EXPECT_FALSE(Parses("<a>\n<b\x1b[31m></a>"));
     EXPECT_FALSE(Parses("<!DOCTYPE a><a/>"));
+    for (const char *encoding : {"GB18030", "UTF-32", "ISO-2022-JP"})
+        EXPECT_FALSE(Parses("<?xml version='1.0' encoding='" + std::string(encoding) +
+                            "'?>\n<a>\xff\xff\x81 x</a>"));
     std::string many = "<a>";
     for (int i = 0; i < 1000; i++)
         many += "<x:b/>";
@@ -80,6 +83,7 @@ TEST(SoapDocument, TheApplicationsOwnHandlersStayAsTheyAre) {
     xmlStructuredErrorFunc mine = [](void *count, xmlErrorPtr) { ++*static_cast<int *>(count); };
     xmlSetStructuredErrorFunc(&numCalls, mine);
     EXPECT_FALSE(Parses("<a>"));
+    EXPECT_FALSE(Parses("<?xml version='1.0' encoding='GB18030'?><a>\xff\xff\x81 x</a>"));
     EXPECT_EQ(mine, xmlStructuredError);
     EXPECT_EQ(&numCalls, xmlStructuredErrorContext);
     EXPECT_EQ(0, numCalls);
