@@ -178,8 +178,10 @@ struct BasicHttpGlobalState {
     std::vector<CURL *> idleHandles;  /* kept for the next requests, reset */
     std::vector<CURL *> plainHandles; /* kept with the options of a plain call */
     std::vector<CURL *>
-        guardedHandles;     /* kept with those of a plain call that has both TLS procs */
-    unsigned curlDepth = 0; /* calls of libcurl that are running */
+        guardedHandles;              /* kept with those of a plain call that has both TLS procs */
+    bool hasLookedAtOpenSsl = false; /* whether libcurl's is that of the TLS layer, */
+    bool hasLayersOpenSsl = false;   /* and what was found */
+    unsigned curlDepth = 0;          /* calls of libcurl that are running */
     std::vector<BasicHttpRequest *> deferred;
     bool wantsKick = false; /* the engine was asked for while libcurl ran */
     bool hasKick = false;   /* registered with the loop */

@@ -19,9 +19,16 @@
 
 namespace {
 
-bool BasicHttpHasLayersOpenSsl() {
-    return SSL_IsSSLModuleInitialized() &&
-           BasicHttpIsSameOpenSsl(curl_version_info(CURLVERSION_NOW)->ssl_version, SSL_IsOpaque());
+/* libcurl puts its answer together anew each time, and every checked call asks. */
+bool BasicHttpHasLayersOpenSsl(BasicHttpGlobalState *state) {
+    if (!SSL_IsSSLModuleInitialized())
+        return false;
+    if (!state->hasLookedAtOpenSsl) {
+        state->hasLookedAtOpenSsl = true;
+        state->hasLayersOpenSsl =
+            BasicHttpIsSameOpenSsl(curl_version_info(CURLVERSION_NOW)->ssl_version, SSL_IsOpaque());
+    }
+    return state->hasLayersOpenSsl;
 }
 
 /* libcurl sets up the TLS context of a connection: the application may add to it. */
@@ -29,7 +36,7 @@ CURLcode BasicHttpSslCtxCb(CURL *, void *sslContext, void *data) {
     auto *request = static_cast<BasicHttpRequest *>(data);
     if (request->state == BASICHTTP_STATE_DONE)
         return CURLE_ABORTED_BY_CALLBACK;
-    if (!BasicHttpHasLayersOpenSsl()) {
+    if (!BasicHttpHasLayersOpenSsl(request->owner)) {
         Warning("BasicHTTP: Request %p cannot check its peer: libcurl has another TLS library "
                 "than the TLS layer.\n",
                 static_cast<void *>(request));
@@ -47,7 +54,8 @@ int BasicHttpConnectedCb(void *data, char *, char *, int, int) {
     const curl_tlssessioninfo *tls = nullptr;
     curl_easy_getinfo(request->curl, CURLINFO_TLS_SSL_PTR, &tls);
     const bool isEncrypted = tls && tls->internals;
-    gpointer ssl = isEncrypted && BasicHttpHasLayersOpenSsl() ? tls->internals : nullptr;
+    gpointer ssl =
+        isEncrypted && BasicHttpHasLayersOpenSsl(request->owner) ? tls->internals : nullptr;
     if (!request->connectedProc(request, isEncrypted, ssl, request->clientData)) {
         request->errorOverride = BASICHTTP_ERROR_SSL_SECURITY;
         return CURL_PREREQFUNC_ABORT;
