@@ -11,15 +11,13 @@
 #include <orvane/orvaneGlib.h>
 #include <orvane/schema/ozy.h>
 
-static void Await(OrvaneListener *listener, GValue *result) {
-    while (orvane_listener_get_state(listener) < ORVANE_LISTENER_SUCCEEDED)
-        g_main_context_iteration(NULL, TRUE);
-    g_autoptr(SkemaQormMethodFault) fault = orvane_listener_get_fault(listener);
-    if (!orvane_listener_get_result(listener, result)) {
-        g_printerr("%s\n", fault ? G_OBJECT_TYPE_NAME(fault) : "no usable answer");
-        exit(1);
-    }
-    g_object_unref(listener);
+/* Waits for the step that was begun, and ends the program if it fails. */
+static void Await(OrvaneListener *step) {
+    if (orvane_glib_wait(step, 60000))
+        return;
+    g_autoptr(SkemaQormMethodFault) fault = orvane_listener_get_fault(step);
+    g_printerr("%s\n", fault ? G_OBJECT_TYPE_NAME(fault) : "no answer");
+    exit(1);
 }
 
 static GObject *ListItem(const GValueArray *list, guint at) {
@@ -60,13 +58,12 @@ int main(int argc, char **argv) {
     if (!orvane_glib_init(NULL))
         return 1;
 
-    g_auto(GValue) result = G_VALUE_INIT;
-    OrvaneListener *listener = orvane_listener_new();
+    g_autoptr(OrvaneListener) step = orvane_listener_new();
     g_autoptr(OrvaneSession) session = orvane_session_new();
     orvane_session_set_ssl_certificate_location(session, g_getenv("ORVANE_CA"), "/etc/ssl/certs");
     orvane_session_set_strict_tls(session, TRUE);
-    orvane_session_connect(session, argv[2], argv[3], argv[4], listener);
-    Await(listener, &result);
+    orvane_session_connect(session, argv[2], argv[3], argv[4], step);
+    Await(step);
 
     g_autoptr(GObject) content = NULL;
     g_autoptr(SkemaQormManagedObject) root = NULL;
@@ -82,14 +79,17 @@ int main(int argc, char **argv) {
                                              "summary", "runtime", NULL);
     GValueArray *filters =
         orvane_filter_spec_set_new(TRUE, orvane_filter_spec_new(TRUE, from, what, NULL), NULL);
-    orvane_session_retrieve_contents(session, filters, listener = orvane_listener_new());
+    orvane_session_retrieve_contents(session, filters, step);
     g_value_array_free(filters);
-    Await(listener, &result);
+    Await(step);
+    g_auto(GValue) result = G_VALUE_INIT;
+    if (!orvane_listener_get_result(step, &result))
+        return 1;
 
     const GValueArray *machines = g_value_get_boxed(&result);
     for (guint i = 0; i < machines->n_values && i < 5; i++)
         ShowMachine(g_value_get_object(&machines->values[i]));
-    orvane_session_disconnect(session, listener = orvane_listener_new());
-    Await(listener, &result);
+    orvane_session_disconnect(session, step);
+    Await(step);
     return 0;
 }

@@ -8,9 +8,10 @@
  * but Poll_InitWithImpl() need an implementation; without one they end the process.
  *
  * Ownership: the table stays the application's and must live until Poll_Exit(). Client data belongs
- * to whoever registers it. Errors:    what the implementation answers is handed on: 0 for success.
+ *            to whoever registers it.
+ * Errors:    what the implementation answers is handed on: 0 for success.
  * Threads:   callbacks run on the thread of the loop. Poll_InitWithImpl() and Poll_Exit() are
- * called while no other thread is here.
+ *            called while no other thread is here.
  */
 #pragma once
 

@@ -5,7 +5,8 @@
  *
  * Ownership: results are the caller's, to be released with free().
  * Errors:    Panic("Unrecoverable memory allocation failure\n"). A size of zero that gives null is
- * no failure; a null text gives null. Threads:   any.
+ *            no failure; a null text gives null.
+ * Threads:   any.
  */
 #pragma once
 

@@ -14,7 +14,8 @@
  * steps of the library.
  *
  * Ownership: Reset() forgets all registrations; call it between tests. Watches and the idle
- * function belong to the servers, which take them away themselves. Threads:   one.
+ *            function belong to the servers, which take them away themselves.
+ * Threads:   one.
  */
 #pragma once
 

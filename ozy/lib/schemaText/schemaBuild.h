@@ -7,7 +7,8 @@
  * "SkemaOzyTaskInfo".
  *
  * Ownership: SchemaBuilt owns all rows; tables handed out live as long as it does and stays
- * unchanged. Errors:    none; a model that did not pass SchemaCheck_Run() must not come here.
+ *            unchanged.
+ * Errors:    none; a model that did not pass SchemaCheck_Run() must not come here.
  */
 #pragma once
 

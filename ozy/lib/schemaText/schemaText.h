@@ -20,7 +20,8 @@
  *
  * Ownership: the model holds copies; the text may go.
  * Errors:    "file:line: what is wrong" each, with the word in quotes; reading goes on behind a bad
- * line. Threads:   no state of its own.
+ *            line.
+ * Threads:   no state of its own.
  */
 #pragma once
 
