@@ -11,6 +11,7 @@
 #include <string_view>
 
 #include "ozy/lib/schemaText/schemaOverlay.h"
+#include "tests/tools/schemaImport/shippedTables.h"
 #include "tools/schemaImport/importMerge.h"
 #include "tools/schemaImport/overlayWriter.h"
 #include "tools/schemaImport/xsdReader.h"
@@ -20,29 +21,6 @@ namespace {
 using namespace schemaImport;
 
 constexpr auto kReleases = std::to_array<const char *>({"", "ozy2/2.0", "ozy25/4.0", "ozy25/5.0"});
-
-constexpr const char *kShipped = R"(namespace qorm
-data DataObject : GObject  @all
-data DynamicData : DataObject  @all
-fault MethodFault : GObject = MethodFault  @all
-managed ManagedObject : GInitiallyUnowned  @all
-namespace ozy
-data Event : DynamicData  @ozy2/2.0
-  key               int
-managed Task : ManagedObject
-managed Site : ManagedObject
-managed PumpHouse : ManagedObject
-  StartPump_Task(mode *, sites ~Site[]) Task
-  Drain(litres *)
-  Grind(grain *)
-data Boiler : DynamicData ...
-  inlet             Site             @ozy2/2.0
-data Burner : DynamicData ...
-data Sealed : DynamicData  @ozy25/4.0
-  name              string
-enum PumpMode in Boiler
-  turbo idle
-)";
 
 SchemaModel Shipped() {
     SchemaModel model;

@@ -4,28 +4,15 @@
 #include <array>
 #include <cctype>
 #include <cstdlib>
-#include <memory>
 
 #include <arpa/inet.h>
-#include <curl/curl.h>
 #include <fmt/format.h>
 
-#include "lib/misc/glibPtr.h"
+#include "tools/schemaImport/urlPart.h"
 
 namespace orvaneCli {
 
 namespace {
-
-using UrlPtr = std::unique_ptr<CURLU, Release<curl_url_cleanup>>;
-
-std::string PartOf(CURLU *url, CURLUPart part) {
-    char *text = nullptr;
-    if (curl_url_get(url, part, &text, CURLU_DEFAULT_PORT) != CURLUE_OK)
-        return "";
-    const std::string copy = text;
-    curl_free(text);
-    return copy;
-}
 
 /* Without brackets and a dot at the end; addresses as inet_ntop() writes them. */
 std::string PlainHost(std::string host) {
@@ -72,15 +59,15 @@ std::optional<ServiceAddress> ParseServiceAddress(const std::string &url) {
     const UrlPtr parsed(curl_url());
     if (parsed == nullptr || curl_url_set(parsed.get(), CURLUPART_URL, url.c_str(), 0) != CURLUE_OK)
         return std::nullopt;
-    const std::string scheme = PartOf(parsed.get(), CURLUPART_SCHEME);
-    std::string host = PlainHost(PartOf(parsed.get(), CURLUPART_HOST));
-    const std::string zone = PartOf(parsed.get(), CURLUPART_ZONEID);
+    const std::string scheme = UrlPart(parsed.get(), CURLUPART_SCHEME);
+    std::string host = PlainHost(UrlPart(parsed.get(), CURLUPART_HOST));
+    const std::string zone = UrlPart(parsed.get(), CURLUPART_ZONEID);
     if ((scheme != "http" && scheme != "https") || host.empty())
         return std::nullopt;
     if (!zone.empty())
         host += "%" + zone;
     return ServiceAddress{scheme == "https", host,
-                          std::atoi(PartOf(parsed.get(), CURLUPART_PORT).c_str())};
+                          std::atoi(UrlPart(parsed.get(), CURLUPART_PORT).c_str())};
 }
 
 } // namespace orvaneCli

@@ -1,12 +1,8 @@
 #include "tools/schemaImport/fetch.h"
 
-#include <memory>
-
-#include <curl/curl.h>
-
 #include "apps/lib/basicHttp/basicHttp.h"
-#include "lib/misc/glibPtr.h"
 #include "ozy/lib/orvaneGlib/glibLoop.h"
+#include "tools/schemaImport/urlPart.h"
 
 namespace schemaImport {
 
@@ -14,17 +10,6 @@ namespace {
 
 constexpr gsize kMaxDocument = gsize(32) << 20;
 constexpr const char *kSystemCertificates = "/etc/ssl/certs";
-
-using UrlPtr = std::unique_ptr<CURLU, Release<curl_url_cleanup>>;
-
-std::string UrlPart(CURLU *url, CURLUPart part) {
-    char *text = nullptr;
-    if (curl_url_get(url, part, &text, CURLU_DEFAULT_PORT) != CURLUE_OK)
-        return "";
-    const std::string copy = text;
-    curl_free(text);
-    return copy;
-}
 
 /* Without the fragment, which no server sees. */
 std::string UrlText(CURLU *url) {
