@@ -60,6 +60,7 @@ template <class Value> Value *Field(const void *object, size_t offset) {
 
 template <class Value> Value Read(const void *object, size_t offset) {
     Value value;
+    // NOLINTNEXTLINE(bugprone-sizeof-expression): a pointer is a value of a field too
     memcpy(&value, Field<void>(object, offset), sizeof(Value));
     return value;
 }

@@ -90,7 +90,7 @@ gboolean SSL_SetExpectedThumbprint(SSLVerifyParam *param, const char *text) {
             digits += ':';
         digits += {kDigits[pin.bytes[i] >> 4], kDigits[pin.bytes[i] & 15]};
     }
-    memcpy(field, digits.data(), digits.size());
+    digits.copy(field, digits.size()); /* the longest form fills the field, without a NUL */
     return TRUE;
 }
 

@@ -43,7 +43,7 @@ private:
 
 /* "[RELEASE=]URL" */
 bool LeadsToTls(const std::string &named) {
-    const size_t scheme = named.rfind("=", named.find("://"));
+    const size_t scheme = named.rfind('=', named.find("://"));
     const auto address =
         ParseServiceAddress(scheme == std::string::npos ? named : named.substr(scheme + 1));
     return address && address->isTls;

@@ -47,9 +47,9 @@ constexpr std::array<guint8, 256> SoapScan_MakeClasses() {
                    (!isMarkup && c != ']' ? SOAP_SCAN_TEXT : 0) |
                    (!isMarkup && c != '"' && c != '\'' ? SOAP_SCAN_VALUE : 0));
     }
-    for (unsigned c : {' ', '\t', '\n', '\r'})
+    for (guchar c : {' ', '\t', '\n', '\r'})
         classes[c] |= SOAP_SCAN_BLANK;
-    for (unsigned c : {'\t', '\n'})
+    for (guchar c : {'\t', '\n'})
         classes[c] |= SOAP_SCAN_TEXT;
     return classes;
 }

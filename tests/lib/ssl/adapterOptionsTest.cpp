@@ -12,7 +12,6 @@ const SSL_METHOD *__wrap_SSLv3_method(void);
 const SSL_METHOD *__wrap_TLSv1_method(void);
 const SSL_METHOD *__wrap_TLSv1_1_method(void);
 const SSL_METHOD *__wrap_TLSv1_2_method(void);
-const char *__wrap_SSL_get_version(const SSL *ssl);
 int __wrap_SSL_state(const SSL *ssl);
 }
 

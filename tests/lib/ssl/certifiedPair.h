@@ -25,7 +25,6 @@
 #include "tests/support/temporaryFolder.h"
 #include "tools/certificates/certificateKind.h"
 
-extern "C" int __wrap_SSL_CTX_use_certificate_chain_file(SSL_CTX *ctx, const char *file);
 extern "C" int __wrap_X509_STORE_add_crl(X509_STORE *store, void *crl);
 extern "C" int __wrap_X509_STORE_set_flags(X509_STORE *store, unsigned long flags);
 extern "C" void *__wrap_PEM_read_bio_X509_CRL(BIO *bio, void **crl, SSLPassphraseFn, void *data);

@@ -13,7 +13,6 @@ namespace {
 
 using testing::AllOf;
 using testing::HasSubstr;
-using testing::Not;
 
 constexpr char kKnown[] = "orvane/known_services";
 
