@@ -4,17 +4,13 @@
 // bare g_type_register_static(). A type can be registered once per process, so each measurement is
 // a child that reports through a pipe. Memory is what the allocator has handed out more than
 // before.
-#include <malloc.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cstdlib>
-#include <ctime>
 #include <vector>
 
 #include <fmt/format.h>
 
+#include "bench/freshProcess.h"
 #include "ozy/lib/orvane/schemaEngine.h"
 
 namespace {
@@ -22,22 +18,6 @@ namespace {
 constexpr int kRounds = 31;
 constexpr double kWantedRatio = 1.5;
 constexpr double kWantedMegabytes = 2.5;
-
-struct Cost {
-    double ms;
-    double megabytes;
-};
-
-double ProcessorTimeMs() {
-    timespec now = {};
-    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
-    return static_cast<double>(now.tv_sec) * 1e3 + static_cast<double>(now.tv_nsec) / 1e6;
-}
-
-double Megabytes() {
-    const struct mallinfo2 info = mallinfo2();
-    return static_cast<double>(info.uordblks + info.hblkhd) / 1e6;
-}
 
 void Ours() {
     if (orvane_lookup_type("TaskInfo") == 0)
@@ -74,37 +54,6 @@ void Peer() {
     }
 }
 
-Cost InChild(void (*work)()) {
-    int ends[2];
-    if (pipe(ends) != 0)
-        abort();
-    const pid_t child = fork();
-    if (child == 0) {
-        const double memory = Megabytes();
-        const double start = ProcessorTimeMs();
-        work();
-        const Cost cost = {ProcessorTimeMs() - start, Megabytes() - memory};
-        _exit(write(ends[1], &cost, sizeof cost) == sizeof cost ? 0 : 1);
-    }
-    close(ends[1]);
-    Cost cost = {};
-    const bool isRead = child > 0 && read(ends[0], &cost, sizeof cost) == sizeof cost;
-    close(ends[0]);
-    if (!isRead || waitpid(child, nullptr, 0) != child)
-        abort();
-    return cost;
-}
-
-double Median(std::vector<double> values) {
-    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-    std::ranges::nth_element(values, middle);
-    return *middle;
-}
-
-const char *Verdict(double value, double wanted) {
-    return value <= wanted ? "ok" : "ABOVE";
-}
-
 } // namespace
 
 int main() {
@@ -113,8 +62,8 @@ int main() {
     std::vector<double> ratios;
     double megabytes = 0;
     for (int i = 0; i < kRounds; i++) {
-        const Cost our = InChild(Ours);
-        const Cost peer = InChild(Peer);
+        const Cost our = InFreshProcess(Ours);
+        const Cost peer = InFreshProcess(Peer);
         ours.push_back(our.ms);
         peers.push_back(peer.ms);
         ratios.push_back(our.ms / peer.ms);

@@ -47,7 +47,6 @@ function(orvane_module name)
     endif()
     add_library(${name} OBJECT ${sources})
     target_compile_options(${name} PRIVATE $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti>)
-    target_compile_definitions(${name} PRIVATE ORVANE_NO_AUTOPTR)
     target_include_directories(${name} PUBLIC
         ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/include ${PROJECT_BINARY_DIR}/include)
     target_link_libraries(${name} PUBLIC PkgConfig::GLIB PkgConfig::LIBXML PkgConfig::CURL Threads::Threads)

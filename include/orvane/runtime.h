@@ -28,6 +28,8 @@
  */
 #pragma once
 
+#include <string.h>
+
 #include <glib-object.h>
 
 #include <orvane/export.h>
@@ -252,5 +254,24 @@ ORVANE_EXPORT GType orvane_fault_unexpected_get_type(void);
 
 #define ORVANE_TYPE_FAULT_INVALID_RESPONSE (orvane_fault_invalid_response_get_type())
 #define ORVANE_TYPE_FAULT_UNEXPECTED (orvane_fault_unexpected_get_type())
+
+/* For g_autoptr() and g_autolist() of all classes of the schema; not to be called otherwise. */
+typedef GList *OrvaneAutoList;
+
+static inline void orvane_autoptr_clear(gpointer object) {
+    if (object)
+        g_object_unref(object);
+}
+
+/* The variable holds a pointer of any class. */
+static inline void orvane_autoptr_cleanup(gpointer variable) {
+    gpointer object;
+    memcpy(&object, variable, sizeof object);
+    orvane_autoptr_clear(object);
+}
+
+static inline void orvane_autolist_cleanup(OrvaneAutoList *list) {
+    g_list_free_full(*list, orvane_autoptr_clear);
+}
 
 G_END_DECLS

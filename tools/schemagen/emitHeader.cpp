@@ -40,8 +40,7 @@ constexpr const char *kAbout = R"(
  *            as orvane_session_invoke_method() does it.
  * Threads:   stubs are for the thread of the loop; a get_type may be called anywhere.
  *
- * g_autoptr() works with all classes. Thousands of cleanup functions cost the compiler seconds a file, so
- * define ORVANE_NO_AUTOPTR before the include where you do not use it.
+ * g_autoptr() and g_autolist() work with all classes.
  */
 )";
 
@@ -205,10 +204,17 @@ void EmitStubs(const Header &header) {
     });
 }
 
+/* What G_DEFINE_AUTOPTR_CLEANUP_FUNC() makes, under the names that g_autoptr() looks for: but its four functions
+ * a class cost a compiler more than a second a file, so all classes have the same ones here. */
 void EmitAutoptr(const Header &header) {
     header.eachType([&](const TableType &type, const SchemaTypeNames &names) {
         if (IsClass(type))
-            fmt::format_to(header.out, "G_DEFINE_AUTOPTR_CLEANUP_FUNC({}, g_object_unref)\n",
+            fmt::format_to(header.out,
+                           "typedef {0} *{0}_autoptr;\n"
+                           "#define glib_autoptr_cleanup_{0} orvane_autoptr_cleanup\n"
+                           "#define glib_autoptr_clear_{0} orvane_autoptr_clear\n"
+                           "#define {0}_listautoptr OrvaneAutoList\n"
+                           "#define glib_listautoptr_cleanup_{0} orvane_autolist_cleanup\n",
                            names.type);
     });
 }
@@ -229,9 +235,9 @@ std::string Emit_Header(const Emission &emission, SchemaNamespace ns) {
     fmt::format_to(header.out, "\n");
     EmitGetTypes(header);
     EmitStubs(header);
-    fmt::format_to(header.out, "\n#ifndef ORVANE_NO_AUTOPTR\n");
+    fmt::format_to(header.out, "\n");
     EmitAutoptr(header);
-    fmt::format_to(header.out, "#endif\n\nG_GNUC_END_IGNORE_DEPRECATIONS\nG_END_DECLS\n");
+    fmt::format_to(header.out, "\nG_GNUC_END_IGNORE_DEPRECATIONS\nG_END_DECLS\n");
     return text;
 }
 

@@ -1,5 +1,4 @@
-/* Compiles as C, alone, and without cleanup functions. */
-#define ORVANE_NO_AUTOPTR
+/* Compiles as C and alone. */
 #include <orvane/schema/ferry.h>
 
 gboolean IsFerryTask(gpointer object);
