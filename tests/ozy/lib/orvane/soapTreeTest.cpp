@@ -1,5 +1,6 @@
 #include "tests/ozy/lib/orvane/soapFixture.h"
 
+#include <random>
 #include <thread>
 
 #include <gmock/gmock.h>
@@ -155,6 +156,80 @@ TEST(SoapTree, IsTheTreeThatLibxml2Makes) {
         EXPECT_EQ(PlainShape(row.text), TreeShape(row.text, &isInBlocks)) << row.text.substr(0, 80);
         EXPECT_EQ(row.isInBlocks, isInBlocks) << row.text.substr(0, 80);
     }
+}
+
+/* A few changes at random places: bytes, words that mean something, pieces of the text itself. */
+std::string Mutated(std::string text, std::mt19937 *random) {
+    constexpr const char *kWords[] = {"<",
+                                      "</",
+                                      "/>",
+                                      ">",
+                                      "&amp;",
+                                      "&#10;",
+                                      "&#x41;",
+                                      "'",
+                                      "\"",
+                                      "=",
+                                      "xmlns",
+                                      "xmlns:p",
+                                      "xml:",
+                                      "p:",
+                                      "]]>",
+                                      "<!--",
+                                      "<?",
+                                      "\r\n",
+                                      " ",
+                                      ":",
+                                      "\xc3\xa4",
+                                      "\xef\xbf\xbf",
+                                      "\xed\xa0\x80",
+                                      "\x01",
+                                      "urn:a",
+                                      "&",
+                                      "standalone='no'"};
+    const auto below = [&](gsize limit) {
+        return std::uniform_int_distribution<gsize>(0, limit - 1)(*random);
+    };
+    for (gsize left = below(5); left > 0 && !text.empty(); left--) {
+        const gsize at = below(text.size());
+        switch (below(4)) {
+        case 0:
+            text.insert(at, kWords[below(std::size(kWords))]);
+            break;
+        case 1:
+            text.erase(at, 1 + below(4));
+            break;
+        case 2:
+            text[at] = char(below(256));
+            break;
+        default:
+            text.insert(at, text.substr(below(text.size()), 1 + below(20)));
+        }
+    }
+    return text;
+}
+
+TEST(SoapTree, TakesNothingThatLibxml2WouldReadInAnotherWay) {
+    const std::string seeds[] = {
+        ReplyText("login.xml"),
+        ReplyText("faultInvalidLogin.xml"),
+        "<?xml version='1.0' encoding='UTF-8'?>\n<p:a xmlns:p='urn:p' xmlns='urn:d' p:x='1' "
+        "x='2'><b/>"
+        "<p:b xmlns:p='urn:q'/></p:a>",
+        "<a>&amp;&#65;&#x1F600;\r\n]] \xc3\xa4<b x=\"it's\">t</b></a >\n",
+    };
+    std::mt19937 random(1);
+    int numInBlocks = 0;
+    for (int i = 0; i < 20000; i++) {
+        const std::string text = Mutated(seeds[gsize(i) % std::size(seeds)], &random);
+        bool isInBlocks = false;
+        const std::string shape = TreeShape(text, &isInBlocks);
+        numInBlocks += isInBlocks;
+        if (isInBlocks) {
+            ASSERT_EQ(PlainShape(text), shape) << text;
+        }
+    }
+    EXPECT_LT(4000, numInBlocks); // or the test has not looked at much
 }
 
 TEST(SoapTree, ADocumentIsReportedOnceAndOnlyIfItIsBad) {
