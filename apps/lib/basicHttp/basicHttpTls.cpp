@@ -81,10 +81,11 @@ CURLcode BasicHttpSetTlsOptions(CURL *curl, BasicHttpRequest *request) {
     };
     set(CURLOPT_SSL_VERIFYPEER, request->sslManualVerification || isWhole ? 1L : 0L);
     set(CURLOPT_SSL_VERIFYHOST, isWhole ? 2L : 0L);
-    if (isWhole && request->sslCAInfo)
+    if (isWhole && hasAuthorities) {
+        /* both, as libcurl has the machine's for the one that is not named */
         set(CURLOPT_CAINFO, request->sslCAInfo);
-    if (isWhole && request->sslCAPath)
         set(CURLOPT_CAPATH, request->sslCAPath);
+    }
     if (isWhole && request->sslCrlFile)
         set(CURLOPT_CRLFILE, request->sslCrlFile);
     /* A resumed TLS session skips the application's look at the certificate, and handles are kept. */
@@ -92,12 +93,14 @@ CURLcode BasicHttpSetTlsOptions(CURL *curl, BasicHttpRequest *request) {
     if (request->sslCtxProc) {
         set(CURLOPT_SSL_CTX_FUNCTION, BasicHttpSslCtxCb);
         set(CURLOPT_SSL_CTX_DATA, request);
+    }
 #if LIBCURL_VERSION_NUM >= 0x075700
-        /* Otherwise libcurl may put a store of its own in the place of the one that the proc has changed, and
-         * the application is never asked. A libcurl that does not know the option has no such store. */
+    /* Otherwise libcurl may put a store that it has kept in the place of the one that the proc has changed, and
+     * the application is never asked; or go on with a file of authorities as it was a day ago. A libcurl that
+     * does not know the option keeps none. */
+    if (request->sslCtxProc || hasAuthorities)
         curl_easy_setopt(curl, CURLOPT_CA_CACHE_TIMEOUT, 0L);
 #endif
-    }
     if (request->connectedProc)
         set(CURLOPT_PREREQFUNCTION, BasicHttpConnectedCb);
     return result;
