@@ -99,12 +99,8 @@ bool BasicHttpParseRange(std::string_view value, BasicHttpContentInfo *info) {
 bool BasicHttpKeepHeader(BasicHttpRequest *request, std::string_view line) {
     if (line.find(": ") == std::string_view::npos)
         return true;
-    char nearby[256]; /* longer ones are rare */
-    const bool isShort = line.size() < sizeof nearby;
-    const std::string far(isShort ? std::string_view() : line);
-    if (isShort)
-        nearby[line.copy(nearby, line.size())] = 0;
-    curl_slist *node = curl_slist_append(nullptr, isShort ? nearby : far.c_str());
+    const std::string text(line);
+    curl_slist *node = curl_slist_append(nullptr, text.c_str());
     if (!node) {
         Log("BasicHTTP: Failed to allocate memory for received data.\n");
         return false;

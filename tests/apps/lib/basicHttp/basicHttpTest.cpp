@@ -74,6 +74,19 @@ TEST_F(BasicHttp, HeadersOfTheApplicationGoOut) {
     EXPECT_EQ("Halden-client", server.Requests()[1].Header("User-Agent"));
 }
 
+TEST_F(BasicHttp, TheConnectionsOfABurstAreKept) {
+    AnswerAll(HttpReply(""));
+    for (int round = 0; round < 3; round++) {
+        std::array<Outcome, 12> burst;
+        for (Outcome &outcome : burst)
+            Send(Request("/burst"), &outcome);
+        for (Outcome &outcome : burst)
+            RunUntilDone(outcome);
+        Run(Request("/alone")); /* few handles are left: now libcurl would close most */
+    }
+    EXPECT_EQ(12, server.NumConnections());
+}
+
 TEST_F(BasicHttp, HeadersMayBeSharedByRequestsAndOutliveTheirMaker) {
     AnswerAll(HttpReply(""));
     const char *texts[] = {"X-All: 1", "Accept:", nullptr};
