@@ -1,6 +1,8 @@
 // Life of requests: what is sent, when they wait, and that they can be ended at any time.
 #include "tests/apps/lib/basicHttp/httpFixture.h"
 
+#include <array>
+
 namespace {
 
 using BasicHttp = BasicHttpFixture;
