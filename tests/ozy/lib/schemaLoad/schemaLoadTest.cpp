@@ -1,4 +1,4 @@
-#include "ozy/lib/orvane/schemaLoad.h"
+#include "ozy/lib/orvane/schema/schemaLoad.h"
 
 #include <sys/stat.h>
 
@@ -10,8 +10,8 @@
 #include <orvane/schema/ozy.h>
 
 #include "lib/misc/log.h"
-#include "ozy/lib/orvane/schemaEngine.h"
-#include "tests/ozy/lib/orvane/soapFixture.h"
+#include "ozy/lib/orvane/schema/schemaEngine.h"
+#include "tests/ozy/lib/orvane/soap/soapFixture.h"
 
 namespace {
 
