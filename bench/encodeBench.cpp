@@ -9,6 +9,7 @@
 #include "bench/ratio.h"
 #include "lib/misc/glibPtr.h"
 #include "ozy/lib/orvane/runtime/orvaneRuntime.h"
+#include "ozy/lib/orvane/schema/schemaLookup.h"
 #include "ozy/lib/orvane/soap/orvaneSoapInt.h"
 
 namespace {

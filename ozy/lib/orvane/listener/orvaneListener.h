@@ -17,6 +17,8 @@
 
 #include <orvane/listener.h>
 
+#include "ozy/lib/orvane/runtime/roomsAbove.h"
+
 G_BEGIN_DECLS
 
 /* Both ends of an internal step; orvane_listener_get_state() tells which. Releases the listener. */
@@ -51,9 +53,6 @@ void orvane_listener_set_state(OrvaneListener *listener, OrvaneListenerState sta
  * Returns: the type of the result or of one of its elements; 0 if the call has none
  */
 GType orvane_listener_get_return_type(OrvaneListener *listener, gboolean *isArray);
-
-/* To be called before the call is sent; %G_TYPE_NONE for a call without result. */
-void orvane_listener_set_return_type(OrvaneListener *listener, GType type, gboolean isArray);
 
 /**
  * orvane_listener_acknowledge:

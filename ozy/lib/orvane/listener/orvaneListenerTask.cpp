@@ -9,9 +9,8 @@
 #include "lib/misc/glibPtr.h"
 #include "ozy/lib/orvane/listener/orvaneListenerInt.h"
 #include "ozy/lib/orvane/runtime/orvaneRuntime.h"
-#include "ozy/lib/orvane/session/orvaneSession.h"
+#include "ozy/lib/orvane/runtime/roomsAbove.h"
 #include "ozy/lib/orvane/soap/orvaneFault.h"
-#include "ozy/lib/orvane/updates/orvaneMOMgr.h"
 
 #include <orvane/schema/qorm.h>
 

@@ -6,8 +6,7 @@
 
 #include "apps/lib/basicHttp/basicHttp.h"
 #include "ozy/lib/orvane/runtime/orvaneRuntime.h"
-#include "ozy/lib/orvane/schema/schemaLoad.h"
-#include "ozy/lib/orvane/soap/orvaneSoapBlocks.h"
+#include "ozy/lib/orvane/runtime/roomsAbove.h"
 
 namespace {
 

@@ -1,33 +1,16 @@
 /*
  * orvaneRuntime.h -- what the library's own modules need of the object runtime beside
- * <orvane/runtime.h>: the version table and weak bindings to a listener
+ * <orvane/runtime.h>: weak bindings to a listener, the loop functions
  *
- * Ownership: tables are filled by the first look-up and live as long as the process, also after
- *            orvane_shutdown().
- * Threads:   the first look-up belongs on the loop's thread; the tables are only read after it.
+ * Ownership: a binding owns neither its object nor its listener.
+ * Threads:   the loop's.
  */
 #pragma once
 
 #include <orvane/loop.h>
 #include <orvane/runtime.h>
 
-#include "ozy/lib/orvane/schema/versionCatalogue.h"
-
 G_BEGIN_DECLS
-
-/**
- * orvane_lookup_version:
- * @key: the wire text of a version, or one of the short forms "ozy2", "ozy25" and "ferry"
- *
- * Returns: (transfer none) (nullable): what the version includes; %NULL for an unknown key
- */
-const OrvaneVersionEntry *orvane_lookup_version(const char *key);
-
-/* Each registers the types of its namespace and inserts them, keyed by wire name. The core's map
- * leaves out the reflection types: no wire name leads to them. */
-void skema_core_populate_name_map(GHashTable *table);
-void skema_ozy_populate_name_map(GHashTable *table);
-void skema_ferry_populate_name_map(GHashTable *table);
 
 /**
  * orvane_bind_listener:

@@ -9,6 +9,7 @@
 #include "lib/misc/glibPtr.h"
 #include "lib/misc/panic.h"
 #include "ozy/lib/orvane/runtime/orvaneRuntime.h"
+#include "ozy/lib/orvane/schema/schemaLookup.h"
 #include "ozy/lib/orvane/schema/schemaStore.h"
 
 namespace {

@@ -8,10 +8,9 @@
 #include <orvane/schema/qorm.h>
 
 #include "lib/misc/panic.h"
-#include "ozy/lib/orvane/listener/orvaneListener.h"
 #include "ozy/lib/orvane/runtime/orvaneArgument.h"
+#include "ozy/lib/orvane/runtime/roomsAbove.h"
 #include "ozy/lib/orvane/schema/schemaEngine.h"
-#include "ozy/lib/orvane/session/orvaneSession.h"
 
 namespace {
 

@@ -1,9 +1,13 @@
-#include "ozy/lib/orvane/schema/schemaLoad.h"
+// Overlays at run time: text -> model over the model of the tables in force -> new tables in force.
+// Tables that were in force are kept to the end of the process, since another thread may be reading
+// them.
+#include <orvane/schemaOverlay.h>
 
 #include <atomic>
 
 #include "lib/misc/glibPtr.h"
 #include "lib/misc/log.h"
+#include "ozy/lib/orvane/runtime/roomsAbove.h"
 #include "ozy/lib/orvane/schema/schemaEngine.h"
 #include "ozy/lib/schemaText/schemaBuild.h"
 #include "ozy/lib/schemaText/schemaFiles.h"

@@ -7,7 +7,7 @@
 #include <orvane/schema/qorm.h>
 
 #include "lib/misc/glibPtr.h"
-#include "ozy/lib/orvane/updates/orvaneMOMgr.h"
+#include "ozy/lib/orvane/runtime/roomsAbove.h"
 
 namespace {
 

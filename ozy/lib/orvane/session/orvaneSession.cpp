@@ -1,4 +1,4 @@
-#include "ozy/lib/orvane/session/orvaneSession.h"
+#include "ozy/lib/orvane/runtime/roomsAbove.h"
 
 #include <cstdarg>
 #include <span>
@@ -8,6 +8,7 @@
 
 #include "lib/misc/secret.h"
 #include "ozy/lib/orvane/runtime/orvaneRuntime.h"
+#include "ozy/lib/orvane/schema/schemaLookup.h"
 #include "ozy/lib/orvane/session/orvaneSessionInt.h"
 #include "ozy/lib/orvane/session/orvaneSessionVerify.h"
 

@@ -21,9 +21,12 @@
 #include "lib/misc/glibPtr.h"
 #include "ozy/lib/orvane/listener/objectWatch.h"
 #include "ozy/lib/orvane/listener/orvaneListenerInt.h"
+#include "ozy/lib/orvane/runtime/roomsAbove.h"
 #include "ozy/lib/orvane/session/orvaneServer.h"
-#include "ozy/lib/orvane/session/orvaneSession.h"
 #include "ozy/lib/orvane/updates/orvaneMOMgr.h"
+
+/* Stores and notifies "state"; nothing for an equal state. */
+void orvane_session_set_state(OrvaneSession *session, OrvaneSessionState state);
 
 /* -- how to log in ----------------------------------------------------------------------------- */
 

@@ -4,6 +4,7 @@
 
 #include "lib/misc/dottedVersion.h"
 #include "ozy/lib/orvane/runtime/orvaneRuntime.h"
+#include "ozy/lib/orvane/schema/schemaLookup.h"
 #include "ozy/lib/orvane/soap/orvaneSoap.h"
 
 namespace {

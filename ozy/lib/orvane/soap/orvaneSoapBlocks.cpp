@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <atomic>
 
+#include "ozy/lib/orvane/runtime/roomsAbove.h"
+
 struct SoapBlock {
     SoapBlock *next;
     gsize size; /* of what follows this head, in bytes */

@@ -49,6 +49,3 @@ private:
     char *limit = nullptr;
     SoapBlock *kept = nullptr; /* of an earlier reply, not yet used again */
 };
-
-/* Gives up the blocks that wait for the next reply. */
-void SoapBlocks_ReleaseKept();

@@ -11,6 +11,7 @@
 #include "lib/misc/glibPtr.h"
 #include "ozy/lib/orvane/runtime/orvaneRuntime.h"
 #include "ozy/lib/orvane/schema/schemaEngine.h"
+#include "ozy/lib/orvane/schema/versionCatalogue.h"
 
 namespace {
 

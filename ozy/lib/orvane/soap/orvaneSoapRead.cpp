@@ -4,7 +4,7 @@
 #include <string>
 
 #include "lib/misc/glibPtr.h"
-#include "ozy/lib/orvane/updates/orvaneMOMgr.h"
+#include "ozy/lib/orvane/runtime/roomsAbove.h"
 
 namespace {
 

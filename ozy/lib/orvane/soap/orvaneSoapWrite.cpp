@@ -4,6 +4,7 @@
 
 #include "lib/misc/glibPtr.h"
 #include "ozy/lib/orvane/runtime/orvaneRuntime.h"
+#include "ozy/lib/orvane/schema/schemaLookup.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 
 #include <orvane/schema/qorm.h>
 
-#include "ozy/lib/orvane/session/orvaneSession.h"
+#include "ozy/lib/orvane/runtime/roomsAbove.h"
 #include "ozy/lib/orvane/updates/orvaneMOMgrInt.h"
 
 struct OrvaneMOMgrClass {

@@ -27,6 +27,8 @@
 
 #include <orvane/session.h>
 
+#include "ozy/lib/orvane/runtime/roomsAbove.h"
+
 G_BEGIN_DECLS
 
 #define ORVANE_TYPE_MOMGR (orvane_momgr_get_type())
@@ -41,51 +43,11 @@ GType orvane_momgr_get_type(void);
  */
 OrvaneMOMgr *orvane_momgr_new(OrvaneSession *session);
 
-/* (transfer none) (nullable): the proxy with an id. */
-SkemaQormManagedObject *orvane_momgr_lookup(OrvaneMOMgr *momgr, const char *id);
-
-/**
- * orvane_momgr_lookup_or_create:
- * @momgr: the manager
- * @id: id of the object on the service
- * @type: class of the proxy, if it has to be made; a proxy that exists is returned whatever its class
- *
- * Returns: (transfer floating) (nullable): the proxy, owned by whoever sinks it; %NULL if @type is no
- *   managed object's or the connection is over
- */
-SkemaQormManagedObject *orvane_momgr_lookup_or_create(OrvaneMOMgr *momgr, const char *id,
-                                                      GType type);
-
 /* Enters a proxy that has a session and an id; it takes the place of another of that id. */
 void orvane_momgr_insert(OrvaneMOMgr *momgr, SkemaQormManagedObject *proxy);
 
 /* Forgets a proxy; frees it if nobody owns it. Warns if there is none. */
 void orvane_momgr_discard_by_id(OrvaneMOMgr *momgr, const char *id);
-
-/**
- * orvane_momgr_load_object:
- * @momgr: the manager
- * @partialUpdates: whether changes inside a property may come one by one
- * @proxy: the object to load
- * @listener: (nullable): succeeds when the first values are in the proxy
- *
- * Loads are counted. Only the first asks the service; a later one is answered together with it, or at
- * once if the object is loaded. A proxy of a former connection is taken over unless another has its
- * id by now; then the load fails. A listener can wait for one load at a time: a second one goes on
- * without it. If the proxy dies first, the listener is told nothing.
- */
-void orvane_momgr_load_object(OrvaneMOMgr *momgr, gboolean partialUpdates,
-                              SkemaQormManagedObject *proxy, OrvaneListener *listener);
-
-/**
- * orvane_momgr_unload_object:
- * @momgr: the manager
- * @proxy: an object that was loaded
- * @clear: whether its properties go back to the defaults of their types when this was the last load
- *
- * Takes one load back; the last destroys the filter.
- */
-void orvane_momgr_unload_object(OrvaneMOMgr *momgr, SkemaQormManagedObject *proxy, gboolean clear);
 
 /* Answers all listeners that wait for a proxy, and lets the next load start. */
 void orvane_momgr_acknowledge_load(OrvaneMOMgr *momgr, SkemaQormManagedObject *proxy,

@@ -10,7 +10,7 @@
 
 #include "ozy/lib/orvane/listener/orvaneListenerInt.h"
 #include "ozy/lib/orvane/runtime/orvaneRuntime.h"
-#include "ozy/lib/orvane/session/orvaneSession.h"
+#include "ozy/lib/orvane/runtime/roomsAbove.h"
 #include "ozy/lib/orvane/updates/orvaneMOMgrInt.h"
 
 namespace {

@@ -6,7 +6,7 @@
 #include <orvane/schema/qorm.h>
 
 #include "apps/lib/basicHttp/basicHttp.h"
-#include "ozy/lib/orvane/session/orvaneSession.h"
+#include "ozy/lib/orvane/runtime/roomsAbove.h"
 #include "ozy/lib/orvane/updates/orvaneMOMgrInt.h"
 
 namespace {

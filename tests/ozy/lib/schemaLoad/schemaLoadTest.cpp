@@ -1,5 +1,3 @@
-#include "ozy/lib/orvane/schema/schemaLoad.h"
-
 #include <sys/stat.h>
 
 #include <glib/gstdio.h>
@@ -8,8 +6,10 @@
 
 #include <orvane/schema/ferry.h>
 #include <orvane/schema/ozy.h>
+#include <orvane/schemaOverlay.h>
 
 #include "lib/misc/log.h"
+#include "ozy/lib/orvane/runtime/roomsAbove.h"
 #include "ozy/lib/orvane/schema/schemaEngine.h"
 #include "tests/ozy/lib/orvane/soap/soapFixture.h"
 

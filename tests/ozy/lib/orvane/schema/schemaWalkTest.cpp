@@ -6,6 +6,7 @@
 
 #include "ozy/lib/orvane/runtime/orvaneRuntime.h"
 #include "ozy/lib/orvane/schema/schemaEngine.h"
+#include "ozy/lib/orvane/schema/schemaLookup.h"
 #include "ozy/lib/orvane/soap/orvaneSoap.h"
 #include "tests/ozy/lib/orvane/schema/shippedSchema.h"
 #include "tests/ozy/lib/orvane/soap/soapFixture.h"

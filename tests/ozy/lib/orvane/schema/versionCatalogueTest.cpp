@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "ozy/lib/orvane/runtime/orvaneRuntime.h"
+#include "ozy/lib/orvane/schema/schemaLookup.h"
 #include "ozy/lib/schemaRows/versionTexts.h"
 
 namespace {

@@ -1,6 +1,6 @@
 // Calls: what is sent, what each reply is told as, and who owns what when things end early.
 #include "ozy/lib/orvane/listener/orvaneListener.h"
-#include "ozy/lib/orvane/session/orvaneSession.h"
+#include "ozy/lib/orvane/runtime/roomsAbove.h"
 #include "tests/ozy/lib/orvane/session/sessionFixture.h"
 
 namespace {

@@ -1,5 +1,5 @@
 // The session as an object: states, properties, roles, what it says of its version.
-#include "ozy/lib/orvane/session/orvaneSession.h"
+#include "ozy/lib/orvane/runtime/roomsAbove.h"
 #include "tests/ozy/lib/orvane/session/sessionFixture.h"
 
 namespace {

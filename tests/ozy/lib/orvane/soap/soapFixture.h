@@ -13,6 +13,7 @@
 
 #include "lib/misc/glibPtr.h"
 #include "ozy/lib/orvane/runtime/orvaneRuntime.h"
+#include "ozy/lib/orvane/schema/schemaLookup.h"
 #include "ozy/lib/orvane/soap/orvaneSoapInt.h"
 #include "ozy/lib/orvane/soap/orvaneSoapTree.h"
 
