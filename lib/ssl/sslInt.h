@@ -12,7 +12,7 @@
 
 #include <atomic>
 
-#include <ssl/ssl.h>
+#include <orvane/ssl.h>
 
 #include "lib/ssl/sslThunks.h"
 
