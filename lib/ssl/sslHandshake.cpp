@@ -51,12 +51,10 @@ bool PrepareVerification(SSLSock *sock, SSLVerifyParam *param, SSL_CTX *ctx) {
         return true;
     if (param->trustedCerts != nullptr)
         SSLSetTrustedCAs(ctx, param->trustedCerts, param->numTrustedCerts);
-    if (__wrap_SSL_set_ex_data(sock->sslCnx, sslModule.SSLVerifyParamIx, param) != 1) {
-        SSLPrintErrors(LOG_LEVEL_WARNING); /* no memory: the check would have nothing to go by */
-        return false;
-    }
-    __wrap_SSL_set_verify(sock->sslCnx, SSL_VERIFY_PEER, SSLVerifyCb);
-    return true;
+    if (SSLVerifyParam_Attach(sock->sslCnx, param))
+        return true;
+    SSLPrintErrors(LOG_LEVEL_WARNING);
+    return false;
 }
 
 bool PrepareConnect(SSLSock *sock, SSLVerifyParam *param, SSL_CTX *ctx) {

@@ -22,6 +22,7 @@ enum {
     PROGRESS_THUMBPRINT = 8,
     PROGRESS_VERSION = 16,
     PROGRESS_USAGE = 32,
+    PROGRESS_BEGUN = 64, /* the walk has begun on this connection */
 };
 
 constexpr char kTextHead[] = "The remote host certificate has these problems:";
@@ -124,7 +125,7 @@ void BeginWalk(SSLVerifyParam *param, X509 *leaf) {
     param->errorText[0] = '\0';
     param->errorFlags = 0;
 
-    guint32 progress = PROGRESS_CHAIN;
+    guint32 progress = PROGRESS_CHAIN | PROGRESS_BEGUN;
     if (param->trustedCerts == nullptr && !SSLVerifyCertAgainstExternalStore())
         progress |= PROGRESS_REFUSED;
     if (SSLMatchPeerName(param, leaf))
@@ -217,8 +218,8 @@ int SSL_VerifyCbHelper(X509_STORE_CTX *storeContext, SSLVerifyParam *param) {
         param->verifyResult = SSL_VERIFY_RESULT_REJECTED;
         return 0;
     }
-    if (index == 0)
-        BeginWalk(param, leaf);
+    if (index == 0 || (param->progress & PROGRESS_BEGUN) == 0)
+        BeginWalk(param, leaf); /* a check of extensions begins with the leaf */
 
     const guint32 progress = param->progress;
     const int error = __wrap_X509_STORE_CTX_get_error(storeContext);
@@ -240,6 +241,19 @@ int SSL_VerifyCbHelper(X509_STORE_CTX *storeContext, SSLVerifyParam *param) {
         return DecideOnDoubt(param);
     ClearErrors(param);
     return Accept(param, SSL_VERIFY_RESULT_PINNED);
+}
+
+bool SSLVerifyParam_Attach(SSL *ssl, SSLVerifyParam *param) {
+    param->thumbprint[0] = '\0';
+    param->chainTrusted = FALSE;
+    param->verifyResult = SSL_VERIFY_RESULT_REJECTED;
+    param->selfSigned = FALSE;
+    ClearErrors(param);
+    param->progress = 0;
+    if (__wrap_SSL_set_ex_data(ssl, sslModule.SSLVerifyParamIx, param) != 1)
+        return false;
+    __wrap_SSL_set_verify(ssl, SSL_VERIFY_PEER, SSLVerifyCb);
+    return true;
 }
 
 /* A handshake that the peer starts anew on a connection that was made long ago has no record, and fails. */

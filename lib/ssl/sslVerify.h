@@ -37,6 +37,10 @@ void SSLVerifyState_Free(SSLVerifyState *state);
 SSLVerifyState *SSLVerifyState_Of(X509_STORE_CTX *storeContext);
 void SSLVerifyState_Detach(X509_STORE_CTX *storeContext);
 
+/* Has a connection check its peer as the record says. Clears what an earlier connection left in the record. False:
+ * no memory. */
+bool SSLVerifyParam_Attach(SSL *ssl, SSLVerifyParam *param);
+
 /* The verify callback of a connection that has a SSLVerifyParam, and its decision. */
 int SSLVerifyCb(int ok, X509_STORE_CTX *storeContext);
 int SSL_VerifyCbHelper(X509_STORE_CTX *storeContext, SSLVerifyParam *param);

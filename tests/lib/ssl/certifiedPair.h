@@ -81,8 +81,7 @@ public:
         __wrap_SSL_set_fd(accepting.get(), sockets[0]);
         __wrap_SSL_set_fd(connection.get(), sockets[1]);
         if (param != nullptr) {
-            __wrap_SSL_set_ex_data(connection.get(), SSL_GetSSLVerifyParamIx(), param);
-            __wrap_SSL_set_verify(connection.get(), SSL_VERIFY_PEER, SSLVerifyCb);
+            EXPECT_TRUE(SSLVerifyParam_Attach(connection.get(), param));
         }
         for (int round = 0; round < 100; round++) {
             __wrap_ERR_clear_error();

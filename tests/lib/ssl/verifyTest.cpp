@@ -222,6 +222,16 @@ const RecordRow kRecords[] = {
      "Certificate with insecure version less than 3"},
     {"client-only", "localhost", 1, false, 3, SSL_CERT_INVALID, "purpose"},
     {"name-constraint", "localhost", 0, false, 1, SSL_CERT_UNKNOWN, "subtree violation"},
+    {"name-constraint", "localhost", 0, true, 4, 0, ""},
+    {"client-only", "localhost", 0, false, 1, SSL_CERT_INVALID | SSL_CERT_NO_SERVER_USAGE,
+     "unsupported certificate purpose"},
+    {"client-only", "localhost", 0, true, 4, 0, ""},
+    {"critical-extension", "localhost", 0, false, 1, SSL_CERT_CRITICAL_EXTENSION, "critical"},
+    {"critical-extension", "localhost", 0, true, 4, 0, ""},
+    {"path-length", "localhost", 0, false, 1, SSL_CERT_PATH_LENGTH, "path length"},
+    {"path-length", "localhost", 0, true, 4, 0, ""},
+    {"intermediate-no-ca", "localhost", 0, false, 1, SSL_CERT_INVALID, "invalid CA"},
+    {"intermediate-no-ca", "localhost", 0, true, 4, 0, ""},
 };
 
 TEST_F(Verify, ARecordSaysWhatIsWantedAndWhatCameOfIt) {
@@ -248,6 +258,24 @@ TEST_F(Verify, ARecordSaysWhatIsWantedAndWhatCameOfIt) {
     }
     EXPECT_THAT(LogText(), HasSubstr("Certificate verification is disabled, so connection will "
                                      "proceed despite the error"));
+}
+
+TEST_F(Verify, ARecordThatIsUsedAgainTellsOfItsLastConnection) {
+    SSLVerifyParam param{.hostName = "localhost"};
+    for (const auto &[kind, result] : {std::pair("good", 5), {"client-only", 1}, {"good", 5}}) {
+        CertifiedPair pair(*MakeKind(kind));
+        pair.Trust(pair.shown.anchor);
+        pair.param = &param;
+        pair.Connect();
+        EXPECT_EQ(result, param.verifyResult) << kind;
+        EXPECT_EQ(pair.shown.Leaf().thumbprint, param.thumbprint) << kind;
+    }
+    CertifiedPair unread(*MakeKind("large")); /* more than OpenSSL reads of a chain */
+    unread.param = &param;
+    EXPECT_FALSE(unread.Connect());
+    EXPECT_EQ(SSL_VERIFY_RESULT_REJECTED, param.verifyResult);
+    EXPECT_STREQ("", param.thumbprint);
+    EXPECT_FALSE(param.chainTrusted);
 }
 
 TEST_F(Verify, NamedAuthoritiesTakeThePlaceOfTheContexts) {
