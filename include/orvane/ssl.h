@@ -196,6 +196,8 @@ ORVANE_EXPORT BIO *SSL_BIO_new_file(const char *path, const char *mode);
 #define SSL_CERT_OLD_VERSION G_GUINT64_CONSTANT(0x4000000000)
 #define SSL_CERT_NO_SERVER_USAGE G_GUINT64_CONSTANT(0x8000000000)
 #define SSL_CERT_CRITICAL_EXTENSION G_GUINT64_CONSTANT(0x10000000000)
+#define SSL_CERT_NAME_CONSTRAINT                                                                   \
+    G_GUINT64_CONSTANT(0x20000000000) /* SSL_GetServerCertErrors() only */
 #define SSL_CERT_UNKNOWN G_GUINT64_CONSTANT(0x8000000000000000)
 
 /* Room for the text of a SHA-1 and of a SHA-256 thumbprint, with the NUL. */
@@ -363,12 +365,35 @@ ORVANE_EXPORT void SSL_FreeCertInfo(SSLCertInfo *info);
  * For the function given to SSL_SetVerifyCb(), or an application's OrvaneVerifyCertificateFunc while it has not
  * returned: once per verification, as it takes what the walk over the chain found.
  *
- * A key on an elliptic curve counts as too small, having fewer bits than the limit of 1023.
+ * Its rules are those of older services: a key on an elliptic curve counts as too small, having fewer bits than the
+ * limit of 1023, and the common name counts beside alternative names. New applications call
+ * SSL_GetServerCertErrors() in its place.
  *
  * Returns: what is wrong, a mask of SSL_CERT_ bits; 0 for nothing, and while checks are switched off
  */
 ORVANE_EXPORT guint64 SSL_GetCertErrors(X509_STORE_CTX *storeContext, X509 *leaf, const char *host,
                                         const char *thumbprint);
+
+/**
+ * SSL_GetServerCertErrors:
+ * @storeContext: the verification that is running
+ * @leaf: the peer's certificate
+ * @host: the name that it must bear, as in the URL; or an IP address in any numeric form, without brackets
+ * @thumbprint: (nullable): a pin: with a match nothing else counts
+ *
+ * Called in the same places as SSL_GetCertErrors(), with stricter rules for names and exact ones for keys:
+ *
+ * - If the certificate has alternative names, its common name does not count.
+ * - An IP address must be one of the alternative names of that type; neither a DNS name nor a common name matches it.
+ * - "*" replaces exactly the first label of a name of at least three.
+ * - A key on an elliptic curve needs 224 bits, another one 1023.
+ * - Names that an authority in the chain was not entitled to certify give SSL_CERT_NAME_CONSTRAINT, for which
+ *   SSL_GetCertErrors() has SSL_CERT_UNKNOWN.
+ *
+ * Returns: what is wrong, a mask of SSL_CERT_ bits; 0 for nothing, and while checks are switched off
+ */
+ORVANE_EXPORT guint64 SSL_GetServerCertErrors(X509_STORE_CTX *storeContext, X509 *leaf,
+                                              const char *host, const char *thumbprint);
 
 /**
  * SSL_DescribeCertErrors:
@@ -406,9 +431,11 @@ ORVANE_EXPORT gboolean SSL_MatchX509v3SubjectAltNames(X509 *cert, int type, cons
  * @certificate: (nullable): the peer's certificate
  * @data: what was given with the function
  *
- * Called inside the handshake, on its thread, at the end of the walk over the chain: once per context.
+ * Called inside the handshake, on its thread, at the end of the walk over the chain: once per context. All that is
+ * wrong with the chain is known by then, except violations that only this OpenSSL's later checks find (address
+ * blocks of RFC 3779): those fail the handshake in any case, with a warning in the log.
  *
- * Returns: 1 to accept the peer, 0 to fail the handshake
+ * Returns: 1 to accept the peer, whatever is wrong with it; 0 to fail the handshake
  */
 typedef int (*SSLVerifyCertificateFn)(X509_STORE_CTX *storeContext, X509 *certificate,
                                       gpointer data);
@@ -439,7 +466,8 @@ ORVANE_EXPORT gboolean SSL_IsPeerAccepted(SSL *ssl);
  *
  * The check of older callers; SSL_ConnectAndVerify() checks more, and before anything is sent.
  *
- * Returns: whether the peer's certificate verified and bears the name
+ * Returns: whether the peer's certificate verified and bears the name; %FALSE on a connection without a peer's
+ *   certificate, such as a plain one
  */
 ORVANE_EXPORT gboolean SSL_CheckCert(SSLSock *sock, const char *host, gboolean allowSelfSigned);
 

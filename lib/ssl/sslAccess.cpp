@@ -30,6 +30,8 @@ constexpr size_t kDHPrime = 8;
 constexpr size_t kDHGenerator = 16;
 constexpr size_t kSSLServer = 56;
 
+constexpr unsigned kNoPartialWildcards = 0x4; /* X509_CHECK_FLAG_NO_PARTIAL_WILDCARDS */
+
 /* The functions, NULL where OpenSSL has none. */
 struct Functions {
     guint32 (*certExFlags)(X509 *cert);
@@ -44,6 +46,11 @@ struct Functions {
     void *(*storeExData)(const X509_STORE *store, int index);
     int (*setStoreExData)(X509_STORE *store, int index, void *data);
     int (*setDHParams)(DH *dh, BIGNUM *prime, BIGNUM *order, BIGNUM *generator);
+    int (*checkHost)(X509 *cert, const char *name, size_t length, unsigned flags, char **found);
+    int (*checkAddress)(X509 *cert, const unsigned char *bytes, size_t length, unsigned flags);
+    int (*checkConstraints)(X509 *cert, void *constraints);
+    int (*checkCommonNameConstraints)(X509 *cert, void *constraints); /* not in 1.0.2 */
+    void (*freeConstraints)(void *constraints);
 };
 
 constinit Functions functions{};
@@ -85,6 +92,11 @@ void SSLAccess_Resolve(void *libcryptoHandle) {
     Find(libcryptoHandle, "X509_STORE_get_ex_data", &functions.storeExData);
     Find(libcryptoHandle, "X509_STORE_set_ex_data", &functions.setStoreExData);
     Find(libcryptoHandle, "DH_set0_pqg", &functions.setDHParams);
+    Find(libcryptoHandle, "X509_check_host", &functions.checkHost);
+    Find(libcryptoHandle, "X509_check_ip", &functions.checkAddress);
+    Find(libcryptoHandle, "NAME_CONSTRAINTS_check", &functions.checkConstraints);
+    Find(libcryptoHandle, "NAME_CONSTRAINTS_check_CN", &functions.checkCommonNameConstraints);
+    Find(libcryptoHandle, "NAME_CONSTRAINTS_free", &functions.freeConstraints);
 }
 
 void SSLAccess_MakeStoreSlot() {
@@ -124,6 +136,34 @@ int SSLAccess_CertSignatureNid(const X509 *cert) {
         return functions.certSignatureNid(cert);
     return __wrap_OBJ_obj2nid(
         Read<const ASN1_OBJECT *>(Read<const void *>(cert, kCertAlgorithm), kAlgorithmObject));
+}
+
+bool SSLAccess_CertIsForName(X509 *cert, std::string_view name) {
+    return functions.checkHost != nullptr &&
+           functions.checkHost(cert, name.data(), name.size(), kNoPartialWildcards, nullptr) == 1;
+}
+
+bool SSLAccess_CertIsForAddress(X509 *cert, std::string_view bytes) {
+    return functions.checkAddress != nullptr &&
+           functions.checkAddress(cert, reinterpret_cast<const unsigned char *>(bytes.data()),
+                                  bytes.size(), 0) == 1;
+}
+
+bool SSLAccess_ChecksConstraintsLate() {
+    return functions.checkConstraints != nullptr &&
+           functions.checkCommonNameConstraints != nullptr && functions.freeConstraints != nullptr;
+}
+
+int SSLAccess_CheckConstraints(X509 *cert, void *constraints) {
+    return functions.checkConstraints(cert, constraints);
+}
+
+int SSLAccess_CheckCommonNameConstraints(X509 *cert, void *constraints) {
+    return functions.checkCommonNameConstraints(cert, constraints);
+}
+
+void SSLAccess_FreeConstraints(void *constraints) {
+    functions.freeConstraints(constraints);
 }
 
 const ASN1_TIME *SSLAccess_CertNotBefore(const X509 *cert) {

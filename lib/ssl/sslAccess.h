@@ -12,6 +12,8 @@
  */
 #pragma once
 
+#include <string_view>
+
 #include "lib/ssl/sslThunks.h"
 
 /* Looks the functions up in the two opened libraries; called by SSL_Init(), which holds the state lock. */
@@ -34,6 +36,26 @@ long SSLAccess_CertVersion(const X509 *cert);
 
 /* The NID of the algorithm of the certificate's signature. */
 int SSLAccess_CertSignatureNid(const X509 *cert);
+
+/*
+ * Whether the certificate is for a host name. Only alternative names count if it has a DNS name among them, else
+ * common names. A wildcard replaces exactly the first of three or more labels. False without the function.
+ */
+bool SSLAccess_CertIsForName(X509 *cert, std::string_view name);
+
+/* Whether the bytes, 4 or 16, are an address among its alternative names. False without the function. */
+bool SSLAccess_CertIsForAddress(X509 *cert, std::string_view bytes);
+
+/* Whether this OpenSSL checks name constraints after the walk over a chain, as the versions after 1.0.2 do. */
+bool SSLAccess_ChecksConstraintsLate();
+
+/* The verify code of the names of a certificate under the constraints of an authority; X509_V_OK if they are
+ * permitted. Only where SSLAccess_ChecksConstraintsLate(). */
+int SSLAccess_CheckConstraints(X509 *cert, void *constraints);
+int SSLAccess_CheckCommonNameConstraints(X509 *cert, void *constraints);
+
+/* Decoded name constraints, X509_get_ext_d2i() of NID_name_constraints. NULL is allowed. */
+void SSLAccess_FreeConstraints(void *constraints);
 
 /* From when to when the certificate is valid; owned by it. */
 const ASN1_TIME *SSLAccess_CertNotBefore(const X509 *cert);

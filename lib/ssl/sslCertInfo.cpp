@@ -61,17 +61,20 @@ char *TimeText(const ASN1_TIME *time) {
     return Visible(Written(bio.get()));
 }
 
-/* A signature is longer than the key on a curve, as long with RSA, shorter with DSA. */
 void DescribeKey(SSLCertInfo *info, X509 *cert) {
     EVP_PKEY *key = __wrap_X509_get_pubkey(cert);
     if (key == nullptr)
         return;
     info->keyBits = __wrap_EVP_PKEY_bits(key);
-    info->isEllipticCurve = __wrap_EVP_PKEY_size(key) * 8 > info->keyBits + 7;
+    info->isEllipticCurve = SSLKeyIsOnCurve(key);
     __wrap_EVP_PKEY_free(key);
 }
 
 } // namespace
+
+bool SSLKeyIsOnCurve(const EVP_PKEY *key) {
+    return __wrap_EVP_PKEY_size(key) * 8 > __wrap_EVP_PKEY_bits(key) + 7;
+}
 
 SSLCertInfo *SSL_GetCertInfo(X509 *cert) {
     char sha1[SSL_THUMBPRINT_SIZE];

@@ -10,6 +10,7 @@
 #include "lib/misc/log.h"
 #include "lib/misc/panic.h"
 #include "lib/ssl/sslAccess.h"
+#include "lib/ssl/sslCertConstraints.h"
 #include "lib/ssl/sslInt.h"
 
 namespace {
@@ -28,12 +29,16 @@ enum {
 constexpr char kTextHead[] = "The remote host certificate has these problems:";
 constexpr char kTextItem[] = "\n\n* ";
 
-/* Newer versions of OpenSSL check names against an authority's constraints when the walk is over and the
- * decision made; in 1.0.2 these codes cannot come then. */
-constexpr auto kLateErrors = std::to_array<int>({46, 47, 48, 49, 51, 52, 53});
+/* Errors that the versions of OpenSSL after 1.0.2 find when the walk is over and the decision made: violated name
+ * constraints, and address blocks (41, 46). In 1.0.2 these codes cannot come then. */
+constexpr auto kLateErrors = std::to_array<int>({1, 41, 46, 47, 48, 49, 51, 52, 53});
 
-/* Ex-data of an SSL: not NULL once the function of SSL_SetVerifyCb() accepted its peer. Taken on first use and
- * for good; 0 is never handed out by CRYPTO_get_ex_new_index() after the module's own two. */
+/* How the function of SSL_SetVerifyCb() accepted a peer. */
+enum class Acceptance : guint8 { Whole, DespiteConstraints };
+constinit Acceptance acceptances[] = {Acceptance::Whole, Acceptance::DespiteConstraints};
+
+/* Ex-data of an SSL: an Acceptance, NULL without one. Taken on first use and for good; 0 is never handed out by
+ * CRYPTO_get_ex_new_index() after the module's own two. */
 constinit std::atomic<int> acceptedIx{0};
 
 int AcceptedIx() {
@@ -162,28 +167,51 @@ int DecideOnDoubt(SSLVerifyParam *param) {
     return Accept(param, SSL_VERIFY_RESULT_DISABLED);
 }
 
-/* The end of a walk: the question is asked, once, and the state has served. */
-int Decide(X509_STORE_CTX *storeContext, SSLVerifyState *state) {
-    if (state->called)
-        Panic("%s: Bogus attempt to call callback twice!\n", "SSL_ValidateCertCb");
-    state->called = TRUE;
-    SSL *ssl = ConnectionOf(storeContext);
-    const int result = state->verifyCallback(storeContext, SSL_GetPeerCertificate(storeContext),
-                                             state->verifyClientData);
-    SSLVerifyState_Detach(storeContext); /* unless the callback did */
-    if (result != 0 && ssl != nullptr)
-        __wrap_SSL_set_ex_data(ssl, AcceptedIx(), &acceptedIx);
-    return result;
+bool IsConstraintError(int error) {
+    return std::ranges::find(kConstraintCodes, error) != kConstraintCodes.end();
 }
 
-void NoteError(X509_STORE_CTX *storeContext, SSLVerifyState *state, int error) {
-    const int depth = __wrap_X509_STORE_CTX_get_error_depth(storeContext);
+void NoteError(SSLVerifyState *state, int error, int depth) {
     const guint64 flag = SSLMapErrorToFlag(error, depth == 0);
     if (flag == SSL_CERT_UNKNOWN)
         Log("SSL: OpenSSL refuses the certificate at depth %d of a chain: %s (%d)\n", depth,
             __wrap_X509_verify_cert_error_string(error), error);
     state->certErrors |= flag;
-    __wrap_X509_STORE_CTX_set_error(storeContext, X509_V_OK);
+    state->exactErrors |= IsConstraintError(error) ? SSL_CERT_NAME_CONSTRAINT : flag;
+}
+
+/* The end of a walk. Notes what OpenSSL would find later, and invokes the function, once; the state is not needed any
+ * more. */
+int Decide(X509_STORE_CTX *storeContext, SSLVerifyState *state) {
+    if (state->called)
+        Panic("%s: Bogus attempt to call callback twice!\n", "SSL_ValidateCertCb");
+    state->called = TRUE;
+    if (const auto [code, depth] = SSLCertConstraints_Check(storeContext); code != X509_V_OK)
+        NoteError(state, code, depth);
+    const bool isConstrained = (state->exactErrors & SSL_CERT_NAME_CONSTRAINT) != 0;
+    SSL *ssl = ConnectionOf(storeContext);
+    const int result = state->verifyCallback(storeContext, SSL_GetPeerCertificate(storeContext),
+                                             state->verifyClientData);
+    SSLVerifyState_Detach(storeContext); /* unless the callback did */
+    if (result != 0 && ssl != nullptr)
+        __wrap_SSL_set_ex_data(ssl, AcceptedIx(), &acceptances[isConstrained ? 1 : 0]);
+    return result;
+}
+
+/* What becomes of an error that is found after the decision. One that was known then does not change it. */
+int DecideLate(X509_STORE_CTX *storeContext, int error) {
+    if (std::ranges::find(kLateErrors, error) == kLateErrors.end())
+        return 1;
+    SSL *ssl = ConnectionOf(storeContext);
+    const auto *acceptance = static_cast<const Acceptance *>(
+        ssl != nullptr ? __wrap_SSL_get_ex_data(ssl, AcceptedIx()) : nullptr);
+    if (acceptance != nullptr && *acceptance == Acceptance::DespiteConstraints &&
+        IsConstraintError(error))
+        return 1;
+    Warning("SSL: The handshake fails, since an error was found after the decision on the "
+            "certificate: %s (%d)\n",
+            __wrap_X509_verify_cert_error_string(error), error);
+    return 0;
 }
 
 } // namespace
@@ -307,10 +335,11 @@ int SSL_ValidateCertCb(int ok, X509_STORE_CTX *storeContext) {
     SSLVerifyState *state = SSLVerifyState_Of(storeContext);
     const int error = __wrap_X509_STORE_CTX_get_error(storeContext);
     if (state == nullptr)
-        return ok == 0 && std::ranges::find(kLateErrors, error) != kLateErrors.end() ? 0 : 1;
+        return ok == 0 ? DecideLate(storeContext, error) : 1;
     VERIFY((SSLAccess_VerifyFlags(storeContext) & X509_V_FLAG_POLICY_CHECK) == 0);
     if (ok == 0) {
-        NoteError(storeContext, state, error);
+        NoteError(state, error, __wrap_X509_STORE_CTX_get_error_depth(storeContext));
+        __wrap_X509_STORE_CTX_set_error(storeContext, X509_V_OK);
         if (error != X509_V_ERR_UNABLE_TO_VERIFY_LEAF_SIGNATURE)
             return 1; /* the walk goes on and finds what else is wrong; this one ends it */
     } else if (__wrap_X509_STORE_CTX_get_error_depth(storeContext) != 0) {

@@ -14,7 +14,10 @@
  */
 #pragma once
 
-#include <ssl/ssl.h>
+#include <optional>
+#include <string_view>
+
+#include <orvane/ssl.h>
 
 #include "lib/ssl/sslThunks.h"
 
@@ -24,6 +27,7 @@ struct SSLVerifyState {
     gboolean called;
     guint64 certErrors;
     GDestroyNotify destroy; /* of the client data; may be NULL */
+    guint64 exactErrors; /* as certErrors, with SSL_CERT_NAME_CONSTRAINT for violated constraints */
 };
 
 /* SSL_SetVerifyCb() without the machine's CA certificates. */
@@ -48,8 +52,24 @@ int SSL_VerifyCbHelper(X509_STORE_CTX *storeContext, SSLVerifyParam *param);
 /* The bit for one of OpenSSL's verify codes. */
 guint64 SSLMapErrorToFlag(int code, bool isLeaf);
 
+/* Whether a key is one on an elliptic curve: its signatures are longer than the key. They are as long with RSA, and
+ * shorter with DSA. */
+bool SSLKeyIsOnCurve(const EVP_PKEY *key);
+
 /* Whether the certificate is good for a purpose, given by its NID: one without the extension is. */
 bool SSLCheckX509ExtendedKeyUsage(X509 *cert, int nid);
+
+/* The text of a string of a certificate, with all NULs in it; valid as long as the string. */
+std::string_view SSLCertName_TextOf(ASN1_STRING *string);
+
+/* The first common name of the subject, byte for byte; nothing if there is none. Valid as long as the certificate. */
+std::optional<std::string_view> SSLCertName_CommonName(X509 *cert);
+
+/* Whether the certificate has alternative names of one type: GEN_DNS or GEN_IPADD. */
+bool SSLCertName_HasType(X509 *cert, int type);
+
+/* Whether the certificate is for a host, judged as SSL_GetServerCertErrors() says. */
+bool SSLCertName_IsForServer(X509 *cert, const char *host);
 
 /* Whether a host has the common name of a certificate. */
 bool SSLCertCNHostnameMatch(const char *pattern, const char *host);
