@@ -1,4 +1,4 @@
-#include "lib/lock/mxUserInt.h"
+#include "lib/lock/mxUserCondVar.h"
 
 #include <cstdlib>
 #include <ctime>
@@ -6,7 +6,6 @@
 
 #include <sys/time.h>
 
-#include "lib/lock/mxUserLockStats.h"
 #include "lib/misc/utilSafe.h"
 
 struct MXUserCondVar {

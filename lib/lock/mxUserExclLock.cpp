@@ -1,6 +1,5 @@
-#include "lib/lock/mxUserInt.h"
-
-#include "lib/lock/mxUserLockStats.h"
+#include "lib/lock/mxUserCondVar.h"
+#include "lib/lock/mxUserLock.h"
 #include "lib/misc/log.h"
 
 namespace {

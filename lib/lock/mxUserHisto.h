@@ -17,7 +17,7 @@
 
 #include <glib.h>
 
-#include "lib/lock/mxUserInt.h"
+#include "lib/lock/mxUserHeader.h"
 
 struct MXUserHisto;
 

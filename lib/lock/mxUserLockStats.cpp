@@ -6,6 +6,7 @@
 
 #include "lib/lock/mxUserHisto.h"
 #include "lib/lock/mxUserStats.h"
+#include "lib/misc/atomicFence.h"
 #include "lib/misc/utilSafe.h"
 
 constexpr guint64 kHistoMin = 100;   /* ns */

@@ -14,9 +14,21 @@
  */
 #pragma once
 
+#include <atomic>
+
 #include <glib.h>
 
-#include "lib/lock/mxUserInt.h"
+#include "lib/lock/mxRecLock.h"
+#include "lib/lock/mxUserHeader.h"
+
+struct MXUserAcquireStats;
+struct MXUserHeldStats;
+
+struct MXUserLockStats {
+    std::atomic<MXUserAcquireStats *> acquire = nullptr;
+    std::atomic<MXUserHeldStats *> held = nullptr;
+    guint64 heldSince = 0; /* written by the holder; a read-write lock notes it per thread */
+};
 
 /* What creation does about statistics: 0 nothing, 1 and 2 ask the lock's control operation, with
  * the argument 0 and 1. */

@@ -1,5 +1,4 @@
-#include "lib/lock/mxUserInt.h"
-#include "lib/lock/mxUserLockStats.h"
+#include "lib/lock/mxUserLock.h"
 #include "lib/lock/mxUserStats.h"
 #include "lib/lock/vthreadBase.h"
 #include "lib/misc/log.h"

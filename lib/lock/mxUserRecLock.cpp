@@ -1,8 +1,9 @@
-#include "lib/lock/mxUserInt.h"
+#include "lib/lock/mxUserLock.h"
 
 #include <cstdio>
 
-#include "lib/lock/mxUserLockStats.h"
+#include "lib/lock/mxUserCondVar.h"
+#include "lib/lock/mxUserHooks.h"
 #include "lib/misc/log.h"
 
 namespace {

@@ -15,7 +15,8 @@
 
 #include <glib.h>
 
-#include "lib/lock/mxUserInt.h"
+#include "lib/lock/mxUser.h"
+#include "lib/lock/mxUserHeader.h"
 
 /* How one measured time is distributed. */
 struct MXUserBasicStats {

@@ -1,4 +1,4 @@
-#include "lib/lock/mxUserInt.h"
+#include "lib/lock/mxUserHeader.h"
 
 #include <cstdarg>
 #include <cstdio>
@@ -6,8 +6,9 @@
 #include <ctime>
 #include <new>
 
-#include "lib/lock/mxUserLockStats.h"
+#include "lib/misc/atomicFence.h"
 #include "lib/misc/log.h"
+#include "lib/misc/utilSafe.h"
 
 constinit std::atomic<guint32> MXUserProcessSignature = 0;
 
@@ -45,14 +46,6 @@ void MXUserInitHeader(MXUserHeader *header, const MXUserKind &kind, const MXUser
     header->statsAction = nullptr;
     header->previous = nullptr;
     header->next = nullptr;
-}
-
-void MXUserInitLock(MXUserHeader *header, MXUserLockStats *stats, const MXUserKind &kind,
-                    const MXUserWish &wish) {
-    MXUserInitHeader(header, kind, wish);
-    if (!wish.isSilent)
-        MXUserLockStatsInit(header, stats, MXUserStatsMode(), kind.control);
-    MXUserAddToList(header);
 }
 
 void MXUserClearHeader(MXUserHeader *header) {
