@@ -16,11 +16,8 @@
 
 #include "lib/ssl/sslThunks.h"
 
-/* Looks the functions up in the two opened libraries; called by SSL_Init(), which holds the state lock. */
-void SSLAccess_Resolve(void *libcryptoHandle);
-
-/* Takes the slot of SSLAccess_SetStoreState(), once a process; called by SSL_Init(). */
-void SSLAccess_MakeStoreSlot();
+/* Looks the functions up in an opened libcrypto; called by SSL_Init(), which holds the state lock. */
+void SSLAccess_Resolve(void *libcrypto);
 
 /* Whether OpenSSL hides its structures, as the versions after 1.0.2 do. */
 bool SSLAccess_IsOpaque();
@@ -67,13 +64,9 @@ X509_STORE *SSLAccess_VerifyStore(X509_STORE_CTX *storeContext);
 /* X509_V_FLAG_ bits of a verification. */
 unsigned long SSLAccess_VerifyFlags(X509_STORE_CTX *storeContext);
 
-/*
- * The verify state of a store. It hangs in a slot of the store's own kind, so that it is released by
- * FreeSSLVerifyState() when the store dies without a verification. Setting NULL detaches what was there without
- * releasing it. False: no memory, and the state stays the caller's.
- */
-bool SSLAccess_SetStoreState(X509_STORE *store, void *state);
-void *SSLAccess_StoreState(X509_STORE *store);
+/* The ex-data of a store, at an index of its own class. False: no memory, and the data stays the caller's. */
+bool SSLAccess_SetStoreExData(X509_STORE *store, int index, void *data);
+void *SSLAccess_StoreExData(X509_STORE *store, int index);
 
 /* Gives a DH object its prime and generator, which it then owns. False: both stay the caller's. */
 bool SSLAccess_SetDHParams(DH *dh, BIGNUM *prime, BIGNUM *generator);

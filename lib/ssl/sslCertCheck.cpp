@@ -2,14 +2,12 @@
 #include <cstring>
 #include <string>
 
-#include "lib/misc/glibPtr.h"
 #include "lib/misc/log.h"
+#include "lib/ssl/sslCertName.h"
+#include "lib/ssl/sslPtr.h"
 #include "lib/ssl/sslSockInt.h"
-#include "lib/ssl/sslVerify.h"
 
 namespace {
-
-using CertPtr = std::unique_ptr<X509, Release<__wrap_X509_free>>;
 
 bool IsSelfSigned(long code) {
     return code == X509_V_ERR_DEPTH_ZERO_SELF_SIGNED_CERT ||

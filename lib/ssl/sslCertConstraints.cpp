@@ -4,7 +4,7 @@
 
 #include "lib/misc/glibPtr.h"
 #include "lib/ssl/sslAccess.h"
-#include "lib/ssl/sslVerify.h"
+#include "lib/ssl/sslCertName.h"
 
 namespace {
 

@@ -1,19 +1,19 @@
-// What is wrong with a certificate, as a mask.
+#include "lib/ssl/sslCertErrors.h"
+
 #include <algorithm>
 #include <array>
 #include <cstring>
 #include <string>
 
-#include "lib/misc/glibPtr.h"
 #include "lib/misc/log.h"
 #include "lib/misc/panic.h"
 #include "lib/ssl/sslAccess.h"
 #include "lib/ssl/sslCertConstraints.h"
-#include "lib/ssl/sslVerify.h"
+#include "lib/ssl/sslCertName.h"
+#include "lib/ssl/sslPtr.h"
+#include "lib/ssl/sslVerifyState.h"
 
 namespace {
-
-using KeyPtr = std::unique_ptr<EVP_PKEY, Release<__wrap_EVP_PKEY_free>>;
 
 /* What SSL_GetCertErrors() and SSL_GetServerCertErrors() judge differently. */
 struct Rules {
@@ -201,6 +201,10 @@ guint64 FindErrors(X509_STORE_CTX *storeContext, X509 *leaf, const char *host,
 }
 
 } // namespace
+
+bool SSLKeyIsOnCurve(const EVP_PKEY *key) {
+    return __wrap_EVP_PKEY_size(key) * 8 > __wrap_EVP_PKEY_bits(key) + 7;
+}
 
 guint64 SSLMapErrorToFlag(int code, bool isLeaf) {
     if (code == X509_V_ERR_APPLICATION_VERIFICATION)

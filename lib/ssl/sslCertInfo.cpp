@@ -2,13 +2,11 @@
 // stand for another.
 #include <string>
 
-#include "lib/misc/glibPtr.h"
 #include "lib/ssl/sslAccess.h"
-#include "lib/ssl/sslVerify.h"
+#include "lib/ssl/sslCertErrors.h"
+#include "lib/ssl/sslPtr.h"
 
 namespace {
-
-using BioPtr = std::unique_ptr<BIO, Release<__wrap_BIO_free>>;
 
 /* As RFC 2253 has it, "CN=localhost, O=Some Company", but for letters beyond ASCII, which stay. */
 constexpr unsigned long kNameForm = XN_FLAG_SEP_CPLUS_SPC | XN_FLAG_DN_REV |
@@ -62,19 +60,14 @@ char *TimeText(const ASN1_TIME *time) {
 }
 
 void DescribeKey(SSLCertInfo *info, X509 *cert) {
-    EVP_PKEY *key = __wrap_X509_get_pubkey(cert);
+    const KeyPtr key(__wrap_X509_get_pubkey(cert));
     if (key == nullptr)
         return;
-    info->keyBits = __wrap_EVP_PKEY_bits(key);
-    info->isEllipticCurve = SSLKeyIsOnCurve(key);
-    __wrap_EVP_PKEY_free(key);
+    info->keyBits = __wrap_EVP_PKEY_bits(key.get());
+    info->isEllipticCurve = SSLKeyIsOnCurve(key.get());
 }
 
 } // namespace
-
-bool SSLKeyIsOnCurve(const EVP_PKEY *key) {
-    return __wrap_EVP_PKEY_size(key) * 8 > __wrap_EVP_PKEY_bits(key) + 7;
-}
 
 SSLCertInfo *SSL_GetCertInfo(X509 *cert) {
     char sha1[SSL_THUMBPRINT_SIZE];

@@ -7,6 +7,8 @@
  *
  * SSLCertName_IsForServer() judges more strictly, as libcurl does.
  */
+#include "lib/ssl/sslCertName.h"
+
 #include <algorithm>
 #include <array>
 #include <cstring>
@@ -15,14 +17,11 @@
 
 #include <arpa/inet.h>
 
-#include "lib/misc/glibPtr.h"
 #include "lib/misc/log.h"
 #include "lib/ssl/sslAccess.h"
-#include "lib/ssl/sslVerify.h"
+#include "lib/ssl/sslPtr.h"
 
 namespace {
-
-using AltNames = std::unique_ptr<OPENSSL_STACK, Release<__wrap_GENERAL_NAMES_free>>;
 
 bool EqualsInAnyCase(std::string_view left, std::string_view right) {
     return left.size() == right.size() &&
@@ -64,8 +63,8 @@ bool MatchesAddress(std::string_view entry, std::string_view name) {
     return EqualsInAnyCase(AddressText(entry), name);
 }
 
-AltNames AltNamesOf(X509 *cert) {
-    return AltNames(static_cast<OPENSSL_STACK *>(
+AltNamesPtr AltNamesOf(X509 *cert) {
+    return AltNamesPtr(static_cast<OPENSSL_STACK *>(
         __wrap_X509_get_ext_d2i(cert, NID_subject_alt_name, nullptr, nullptr)));
 }
 
@@ -105,7 +104,7 @@ std::optional<std::string_view> SSLCertName_CommonName(X509 *cert) {
 }
 
 bool SSLCertName_HasType(X509 *cert, int type) {
-    const AltNames names = AltNamesOf(cert);
+    const AltNamesPtr names = AltNamesOf(cert);
     for (int i = 0; names && i < __wrap_sk_num(names.get()); i++) {
         if (static_cast<GENERAL_NAME *>(__wrap_sk_value(names.get(), i))->type == type)
             return true;
@@ -161,7 +160,7 @@ gboolean SSL_MatchX509SubjectName(X509 *cert, const char *host) {
 }
 
 gboolean SSL_MatchX509v3SubjectAltNames(X509 *cert, int type, const char *name, int nameLen) {
-    const AltNames names = AltNamesOf(cert);
+    const AltNamesPtr names = AltNamesOf(cert);
     if (!names || nameLen <= 0 || (type != GEN_DNS && type != GEN_IPADD))
         return FALSE;
     const std::string_view wanted(name, static_cast<size_t>(nameLen));

@@ -1,10 +1,12 @@
 #include "lib/misc/log.h"
 #include "lib/misc/panic.h"
 #include "lib/misc/utilSleep.h"
+#include "lib/ssl/sslCertStore.h"
 #include "lib/ssl/sslErrors.h"
-#include "lib/ssl/sslInt.h"
+#include "lib/ssl/sslModule.h"
 #include "lib/ssl/sslSockInt.h"
 #include "lib/ssl/sslSocketBio.h"
+#include "lib/ssl/sslState.h"
 #include "lib/ssl/sslVerify.h"
 
 namespace {
@@ -51,7 +53,7 @@ bool PrepareVerification(SSLSock *sock, SSLVerifyParam *param, SSL_CTX *ctx) {
         return true;
     if (param->trustedCerts != nullptr)
         SSLSetTrustedCAs(ctx, param->trustedCerts, param->numTrustedCerts);
-    if (SSLVerifyParam_Attach(sock->sslCnx, param))
+    if (SSLVerify_SetParam(sock->sslCnx, param))
         return true;
     SSLPrintErrors(LOG_LEVEL_WARNING);
     return false;

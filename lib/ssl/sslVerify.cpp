@@ -11,7 +11,10 @@
 #include "lib/misc/panic.h"
 #include "lib/ssl/sslAccess.h"
 #include "lib/ssl/sslCertConstraints.h"
-#include "lib/ssl/sslInt.h"
+#include "lib/ssl/sslCertErrors.h"
+#include "lib/ssl/sslCertStore.h"
+#include "lib/ssl/sslState.h"
+#include "lib/ssl/sslVerifyState.h"
 
 namespace {
 
@@ -216,20 +219,6 @@ int DecideLate(X509_STORE_CTX *storeContext, int error) {
 
 } // namespace
 
-/* -- the switch ----------------------------------------------------------------------------------- */
-
-void SSL_SetVerifySSLCertificates(gint32 value) {
-    sslModule.SSLVerifySSLCertificates = value;
-}
-
-gint32 SSL_GetVerifySSLCertificates(void) {
-    return sslModule.SSLVerifySSLCertificates;
-}
-
-gboolean SSL_IsVerifyEnabled(void) {
-    return sslModule.SSLVerifySSLCertificates == 0;
-}
-
 int SSL_GetSSLVerifyParamIx(void) {
     return sslModule.SSLVerifyParamIx;
 }
@@ -271,7 +260,7 @@ int SSL_VerifyCbHelper(X509_STORE_CTX *storeContext, SSLVerifyParam *param) {
     return Accept(param, SSL_VERIFY_RESULT_PINNED);
 }
 
-bool SSLVerifyParam_Attach(SSL *ssl, SSLVerifyParam *param) {
+bool SSLVerify_SetParam(SSL *ssl, SSLVerifyParam *param) {
     param->thumbprint[0] = '\0';
     param->chainTrusted = FALSE;
     param->verifyResult = SSL_VERIFY_RESULT_REJECTED;
@@ -294,33 +283,11 @@ int SSLVerifyCb(int, X509_STORE_CTX *storeContext) {
 
 /* -- one context with its SSLVerifyState ---------------------------------------------------------- */
 
-void SSLVerifyState_Free(SSLVerifyState *state) {
-    if (state == nullptr)
-        return;
-    if (state->destroy != nullptr)
-        state->destroy(state->verifyClientData);
-    g_free(state);
-}
-
-SSLVerifyState *SSLVerifyState_Of(X509_STORE_CTX *storeContext) {
-    return static_cast<SSLVerifyState *>(SSLAccess_StoreState(SSLAccess_VerifyStore(storeContext)));
-}
-
-void SSLVerifyState_Detach(X509_STORE_CTX *storeContext) {
-    SSLVerifyState *state = SSLVerifyState_Of(storeContext);
-    SSLAccess_SetStoreState(SSLAccess_VerifyStore(storeContext), nullptr);
-    SSLVerifyState_Free(state);
-}
-
-void SSLVerifyState_Attach(SSL_CTX *ctx, SSLVerifyCertificateFn func, gpointer data,
+void SSLVerify_SetFunction(SSL_CTX *ctx, SSLVerifyCertificateFn func, gpointer data,
                            GDestroyNotify destroy) {
     __wrap_SSL_CTX_set_verify(ctx, SSL_VERIFY_PEER, SSL_ValidateCertCb);
-
-    SSLVerifyState *state = g_new0(SSLVerifyState, 1);
-    state->verifyCallback = func;
-    state->verifyClientData = data;
-    state->destroy = destroy;
-    VERIFY(SSLAccess_SetStoreState(__wrap_SSL_CTX_get_cert_store(ctx), state));
+    SSLVerifyState_Attach(__wrap_SSL_CTX_get_cert_store(ctx),
+                          {.verifyCallback = func, .verifyClientData = data, .destroy = destroy});
 }
 
 void SSL_SetVerifyCb(SSL_CTX *ctx, SSLVerifyCertificateFn func, gpointer data,
@@ -328,7 +295,7 @@ void SSL_SetVerifyCb(SSL_CTX *ctx, SSLVerifyCertificateFn func, gpointer data,
     Log("%s: ctx=%p func=%p data=%p\n", "SSL_SetVerifyCb", static_cast<void *>(ctx),
         reinterpret_cast<void *>(func), data);
     SSLAddHostCAStore(ctx);
-    SSLVerifyState_Attach(ctx, func, data, destroy);
+    SSLVerify_SetFunction(ctx, func, data, destroy);
 }
 
 int SSL_ValidateCertCb(int ok, X509_STORE_CTX *storeContext) {

@@ -1,6 +1,8 @@
 // Certificates by themselves: their names, thumbprints, forms and what people are shown.
 #include <array>
 
+#include "lib/ssl/sslCertErrors.h"
+#include "lib/ssl/sslCertName.h"
 #include "tests/lib/ssl/certifiedPair.h"
 
 namespace {

@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 
 #include "lib/misc/log.h"
+#include "lib/ssl/sslCertStore.h"
 #include "tests/lib/ssl/certifiedPair.h"
 
 namespace {
@@ -48,7 +49,7 @@ struct Asked {
     static void OnRelease(gpointer data) { static_cast<Asked *>(data)->released++; }
     /* Without the machine's authorities, which take long to read. */
     void Watch(CertifiedPair &pair) {
-        SSLVerifyState_Attach(pair.client.get(), Ask, this, OnRelease);
+        SSLVerify_SetFunction(pair.client.get(), Ask, this, OnRelease);
     }
 };
 
@@ -187,16 +188,15 @@ TEST_F(Verify, AServersNamesAreTakenAsLibcurlTakesThem) {
 
 /* Whoever has decided could not know of these; without a decision at all they count as well. */
 TEST_F(Verify, ErrorsAfterTheDecisionFailTheHandshakeUnlessTheyWereKnown) {
-    X509_STORE *store = __wrap_X509_STORE_new();
+    const StorePtr store(__wrap_X509_STORE_new());
     X509_STORE_CTX *storeContext = __wrap_X509_STORE_CTX_new();
-    __wrap_X509_STORE_CTX_init(storeContext, store, nullptr, nullptr);
+    __wrap_X509_STORE_CTX_init(storeContext, store.get(), nullptr, nullptr);
     for (const auto &[error, answer] : {std::pair(1, 0), {10, 1}, {19, 1}, {46, 0}, {47, 0}}) {
         __wrap_X509_STORE_CTX_set_error(storeContext, error);
         EXPECT_EQ(answer, SSL_ValidateCertCb(0, storeContext)) << error;
         EXPECT_EQ(1, SSL_ValidateCertCb(1, storeContext)) << error;
     }
     __wrap_X509_STORE_CTX_free(storeContext);
-    __wrap_X509_STORE_free(store);
     EXPECT_THAT(LogText(), HasSubstr("found after the decision on the certificate: permitted "
                                      "subtree violation (47)"));
 }
