@@ -39,9 +39,9 @@ MXUserExclLock *MXUser_CreateExclLockSilent(const char *name, guint32 rank) {
 
 MXUserExclLock *MXUser_CreateSingletonExclLock(MXUserExclLock **storage, const char *name,
                                                guint32 rank) {
-    const MXUserWish wish = {name, rank, __builtin_return_address(0)};
+    const MXUserLockOptions options = {name, rank, __builtin_return_address(0)};
     return MXUserSingleton(
-        storage, [&] { return MXUserNewLock<MXUserExclLock>(kKind, wish); },
+        storage, [&] { return MXUserNewLock<MXUserExclLock>(kKind, options); },
         MXUser_DestroyExclLock);
 }
 

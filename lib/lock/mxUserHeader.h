@@ -1,5 +1,5 @@
 /*
- * mxUserHeader.h -- what all kinds of locks begin with, and the list that they are on
+ * mxUserHeader.h -- the header of all kinds of locks, and the list of locks
  *
  * For this folder and its tests. Each module of the folder uses only those above it:
  *
@@ -22,29 +22,30 @@ enum class MXUserType : guint32 { RWLock = 1, RecLock = 2, ExclLock = 4, CondVar
 
 struct MXUserHeader;
 
-/* Reports what was counted. */
+/* Reports the statistics of a lock. */
 using MXUserStatsAction = void (*)(MXUserHeader *header);
 
-/* Stands first in every lock. */
+/* The first member of every lock. */
 struct MXUserHeader {
-    guint32 signature; /* the type in the upper four bits, this process in the others; 0 is dead */
+    guint32
+        signature; /* type in the upper four bits, a value of the process in the others; 0: destroyed */
     char *name;
     guint32 rank;
     guint32 serialNumber;
     void (*dumpFunc)(const MXUserHeader *header);
-    std::atomic<MXUserStatsAction> statsAction; /* NULL unless the use is counted */
-    MXUserHeader *previous;                     /* in the list of locks; NULL for one not on it */
+    std::atomic<MXUserStatsAction> statsAction; /* NULL: no statistics */
+    MXUserHeader *previous;                     /* in the list of locks; NULL: not on it */
     MXUserHeader *next;
 };
 
-/* What the signatures of this process have in the lower 28 bits; 0 before the first lock. */
+/* The lower 28 bits of all signatures of this process; 0 before the first lock. */
 extern std::atomic<guint32> MXUserProcessSignature;
 
 inline guint32 MXUserSignature(MXUserType type) {
     return guint32(type) << 28 | MXUserProcessSignature.load(std::memory_order_relaxed);
 }
 
-/* The signature that a live lock of the type has; nothing else gets past. */
+/* Ends the process unless this is a live lock of the type. */
 inline void MXUserValidate(const MXUserHeader *header, MXUserType type) {
     VERIFY(header->signature == MXUserSignature(type));
 }
@@ -58,39 +59,40 @@ using MXUserControl = gboolean (*)(MXUserHeader *header, guint32 command, guint3
 /* What the locks of one kind have in common. */
 struct MXUserKind {
     MXUserType type;
-    const char *prefix; /* of the name that is made if the caller gives none */
+    const char *prefix; /* of names that are generated */
     void (*dumpFunc)(const MXUserHeader *header);
     MXUserControl control;
 };
 
-/* What the caller says of a new lock. */
-struct MXUserWish {
+/* What the caller specifies for a new lock. */
+struct MXUserLockOptions {
     const char *name; /* or NULL */
     guint32 rank;
     const void *caller;
     bool isSilent = false;
 };
 
-void MXUserInitHeader(MXUserHeader *header, const MXUserKind &kind, const MXUserWish &wish);
+void MXUserInitHeader(MXUserHeader *header, const MXUserKind &kind,
+                      const MXUserLockOptions &options);
 
-/* Ends the life of a header that is on no list any more. */
+/* Marks the header of a lock, which is no longer on the list, as destroyed. */
 void MXUserClearHeader(MXUserHeader *header);
 
 void MXUserAddToList(MXUserHeader *header);
 void MXUserRemoveFromList(MXUserHeader *header);
 
-/* What guards the list, and all that is said of statistics. */
+/* Guards the list and the settings of the statistics. */
 MXRecLock *MXUserListLock();
 
-/* Calls with each lock of the list, the oldest first. The list's lock is held by the caller; locks
- * may be made meanwhile. */
+/* Calls a function with each lock of the list, the oldest first. The caller holds the list's lock. The function may
+ * create locks. */
 void MXUserForEachLock(void (*function)(MXUserHeader *header, gpointer data), gpointer data);
 
-/* The lines that the dumps of all kinds have. */
+/* Writes the lines that the dumps of all kinds have in common. */
 void MXUserDumpCommon(const MXUserHeader *header);
 
 void MXUserDumpAndPanic(const MXUserHeader *header, const char *format, ...)
     G_GNUC_PRINTF(2, 3) G_GNUC_NORETURN;
 
-/* A lock for the making of locks: made on first use out of nothing but memory. */
+/* Returns a lock for use by the functions that create locks. It is created on first use. */
 MXRecLock *MXUserInternalSingleton(std::atomic<MXRecLock *> *storage);

@@ -1,9 +1,9 @@
 #include "lib/lock/mxUserLock.h"
 
 void MXUserInitLock(MXUserHeader *header, MXUserLockStats *stats, const MXUserKind &kind,
-                    const MXUserWish &wish) {
-    MXUserInitHeader(header, kind, wish);
-    if (!wish.isSilent)
+                    const MXUserLockOptions &options) {
+    MXUserInitHeader(header, kind, options);
+    if (!options.isSilent)
         MXUserLockStatsInit(header, stats, MXUserStatsMode(), kind.control);
     MXUserAddToList(header);
 }

@@ -1,5 +1,5 @@
 /*
- * mxUserLock.h -- the three kinds of locks from within, and how they are created
+ * mxUserLock.h -- the structures of the three kinds of locks, and how they are created
  *
  * Threads: any.
  */
@@ -27,12 +27,12 @@ struct MXUserRecLock {
     MXRecLock recursiveLock;
     MXUserLockStats stats;
     std::atomic<guint32> refCount = 1;
-    gpointer vmmLock; /* the host's mutex to use instead of ours, or NULL */
+    gpointer vmmLock; /* the host's mutex to forward to, or NULL */
 };
 
 struct MXUserRWLock {
     MXUserHeader header;
-    bool useNative; /* else one thread at a time, by recursiveLock */
+    bool useNative; /* FALSE: recursiveLock serialises all holders */
     pthread_rwlock_t nativeLock;
     MXRecLock recursiveLock;
     std::atomic<guint32> holderCount = 0;
@@ -42,21 +42,22 @@ struct MXUserRWLock {
 
 /* Initialises the header and, unless silent, the statistics of a new lock. Then it puts the lock on the list. */
 void MXUserInitLock(MXUserHeader *header, MXUserLockStats *stats, const MXUserKind &kind,
-                    const MXUserWish &wish);
+                    const MXUserLockOptions &options);
 
-/* A new lock with a native core; NULL if the system has none to give. */
-template <class Lock> Lock *MXUserNewLock(const MXUserKind &kind, const MXUserWish &wish) {
+/* Returns a new lock with a native core; NULL if the system has no more. */
+template <class Lock>
+Lock *MXUserNewLock(const MXUserKind &kind, const MXUserLockOptions &options) {
     auto *lock = new (UtilSafeCalloc0(1, sizeof(Lock))) Lock;
     if (!MXRecLockInit(&lock->recursiveLock)) {
         free(lock);
         return nullptr;
     }
-    MXUserInitLock(&lock->header, &lock->stats, kind, wish);
+    MXUserInitLock(&lock->header, &lock->stats, kind, options);
     return lock;
 }
 
-/* The lock in the storage; if there is none yet, the one that create() gives. Of threads that make
- * one at once, the first to store wins, and the others destroy() theirs. */
+/* Returns the lock in the storage, after storing what create() returns if there is none. Of several threads that create
+ * one, the first to store it wins, and the others destroy() theirs. */
 template <class Lock, class Create>
 Lock *MXUserSingleton(Lock **storage, Create create, void (*destroy)(Lock *)) {
     std::atomic_ref<Lock *> shared(*storage);
