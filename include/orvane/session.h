@@ -332,7 +332,7 @@ ORVANE_EXPORT void orvane_session_set_verify_certificate_func(OrvaneSession *ses
  * - otherwise certificate and name are checked by the CA certificates of
  *   orvane_session_set_ssl_certificate_location(), or without any by those of this machine;
  * - a plain http URL is refused with the same fault before anything is sent, unless it names this very machine
- *   (127.0.0.1, ::1 or localhost) and no proxy is set.
+ *   ("localhost", ::1 or any address of 127.0.0.0/8) and no proxy is set.
  *
  * Without it, a login that goes over a connection that was not checked leaves an audit line in the log.
  */

@@ -16,7 +16,7 @@
 #include <stddef.h>
 
 #include <glib.h>
-#include <ssl/ssl.h>
+#include <orvane/ssl.h>
 
 G_BEGIN_DECLS
 
@@ -81,6 +81,7 @@ enum { X509_L_FILE_LOAD = 1, X509_L_ADD_DIR = 2 };
 
 enum {
     X509_V_OK = 0,
+    X509_V_ERR_UNSPECIFIED = 1,
     X509_V_ERR_DEPTH_ZERO_SELF_SIGNED_CERT = 18,
     X509_V_ERR_SELF_SIGNED_CERT_IN_CHAIN = 19,
     X509_V_ERR_UNABLE_TO_VERIFY_LEAF_SIGNATURE = 21,
@@ -88,13 +89,15 @@ enum {
     X509_V_ERR_APPLICATION_VERIFICATION = 50,
 };
 enum { X509_V_FLAG_POLICY_CHECK = 0x80 };
-enum { EXFLAG_BCONS = 0x1, EXFLAG_KUSAGE = 0x2, EXFLAG_CA = 0x10, KU_KEY_CERT_SIGN = 0x4 };
+enum { EXFLAG_BCONS = 0x1, EXFLAG_KUSAGE = 0x2, EXFLAG_CA = 0x10, EXFLAG_SELF_ISSUED = 0x20 };
+enum { KU_KEY_CERT_SIGN = 0x4 };
 enum { GEN_DNS = 2, GEN_IPADD = 7 };
 enum {
     NID_commonName = 13,
     NID_subject_alt_name = 85,
     NID_ext_key_usage = 126,
     NID_server_auth = 129,
+    NID_name_constraints = 666,
 };
 
 /* X509_NAME_print_ex() */
@@ -252,6 +255,7 @@ unsigned char *__wrap_ASN1_STRING_data(ASN1_STRING *string);
 int __wrap_ASN1_STRING_length(const ASN1_STRING *string);
 int __wrap_ASN1_STRING_type(const ASN1_STRING *string);
 long __wrap_ASN1_INTEGER_get(const ASN1_INTEGER *number);
+int __wrap_X509_get_ext_by_NID(const X509 *cert, int nid, int last);
 void *__wrap_X509_get_ext_d2i(const X509 *cert, int nid, int *isCritical, int *index);
 int __wrap_OBJ_obj2nid(const ASN1_OBJECT *object);
 void __wrap_ASN1_OBJECT_free(ASN1_OBJECT *object);

@@ -19,7 +19,6 @@ namespace orvaneCli {
 namespace {
 
 constexpr int kMostAttempts = 3;
-constexpr int kFewestCurveBits = 224;
 
 using CertInfoPtr = std::unique_ptr<SSLCertInfo, Release<SSL_FreeCertInfo>>;
 
@@ -193,10 +192,8 @@ ServiceTrust::Decision ServiceTrust::DecideByMemory(X509_STORE_CTX *storeContext
             "the line of {} from {}",
             key, expected, seen.thumbprint256, key, known.Path()));
 
-    guint64 errors =
-        SSL_GetCertErrors(storeContext, certificate, address.CertificateHost().c_str(), nullptr);
-    if (seen.isEllipticCurve && seen.keyBits >= kFewestCurveBits)
-        errors &= ~SSL_CERT_KEY_TOO_SMALL; /* which is measured for RSA */
+    const guint64 errors =
+        SSL_GetServerCertErrors(storeContext, certificate, address.host.c_str(), nullptr);
     if (errors == 0)
         return Accept("by a trusted authority");
     const GPtr<char> problems(SSL_DescribeCertErrors(errors));

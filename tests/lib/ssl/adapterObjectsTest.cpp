@@ -7,7 +7,7 @@
 
 #include <dlfcn.h>
 #include <gtest/gtest.h>
-#include <ssl/ssl.h>
+#include <orvane/ssl.h>
 
 #include "lib/misc/glibPtr.h"
 #include "lib/ssl/sslThunkTable.h"
