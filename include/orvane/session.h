@@ -286,6 +286,23 @@ ORVANE_EXPORT void orvane_session_set_useragent(OrvaneSession *session, const ch
 ORVANE_EXPORT void orvane_session_set_use_fresh_connection(OrvaneSession *session, gboolean value);
 
 /**
+ * orvane_session_set_reply_limits:
+ * @session: a session
+ * @bodyBytes: largest body of a reply, in bytes; 0 for no limit; 256 MiB at first
+ * @treeBytes: largest memory of the tree that a reply is read into, in bytes; 0 for no limit; 1 GiB at
+ *   first
+ *
+ * Limits what a service can make the process allocate. Both count for replies to calls and for the documents of
+ * a connect. A larger body ends the transfer: the call fails with an OrvaneFaultInvalidResponse whose errorCode
+ * is not 0. A larger tree fails the call as a reply that is no XML does, with a line in the log. The tree of a
+ * plain reply takes 3 to 38 times its text; the memory is exceeded by no more than the reply's longest text.
+ *
+ * To be called before the requests that it is to limit.
+ */
+ORVANE_EXPORT void orvane_session_set_reply_limits(OrvaneSession *session, guint64 bodyBytes,
+                                                   guint64 treeBytes);
+
+/**
  * orvane_session_set_ssl_certificate_location:
  * @session: a session
  * @file: (nullable) (type filename): a file of CA certificates

@@ -11,6 +11,7 @@
 #include "ozy/lib/orvane/schema/schemaLookup.h"
 #include "ozy/lib/orvane/session/orvaneSessionInt.h"
 #include "ozy/lib/orvane/session/orvaneSessionVerify.h"
+#include "ozy/lib/orvane/soap/orvaneSoap.h"
 
 namespace {
 
@@ -94,6 +95,7 @@ static void orvane_session_init(OrvaneSession *session) {
     priv->roles = g_hash_table_new_full(g_direct_hash, g_direct_equal, nullptr,
                                         reinterpret_cast<GDestroyNotify>(g_hash_table_unref));
     priv->listeners = g_hash_table_new_full(g_direct_hash, g_direct_equal, nullptr, g_free);
+    priv->maxTreeBytes = kOrvaneSoapMaxTreeBytes;
     priv->verifyHandshakeOver = TRUE;
     priv->verifyDecided = TRUE;
     priv->server = ORVANE_SERVER(g_object_new(ORVANE_TYPE_OZY_SERVER, nullptr));
@@ -273,6 +275,7 @@ void orvane_session_load_object(OrvaneSession *session, gboolean partialUpdates,
                                 SkemaQormManagedObject *object, OrvaneListener *listener) {
     g_return_if_fail(ORVANE_IS_SESSION(session));
     g_return_if_fail(object != nullptr);
+    g_return_if_fail(listener == nullptr || ORVANE_IS_LISTENER(listener));
     if (session->priv->state == ORVANE_SESSION_CONNECTED && session->priv->moMgr != nullptr) {
         orvane_momgr_load_object(session->priv->moMgr, partialUpdates, object, listener);
         return;
@@ -319,6 +322,13 @@ void orvane_session_set_useragent(OrvaneSession *session, const char *text) {
 void orvane_session_set_use_fresh_connection(OrvaneSession *session, gboolean value) {
     g_return_if_fail(ORVANE_IS_SESSION(session));
     session->priv->useFreshConnection = value;
+}
+
+void orvane_session_set_reply_limits(OrvaneSession *session, guint64 bodyBytes, guint64 treeBytes) {
+    g_return_if_fail(ORVANE_IS_SESSION(session));
+    session->priv->hasReplyLimits = true;
+    session->priv->maxBodyBytes = bodyBytes;
+    session->priv->maxTreeBytes = treeBytes;
 }
 
 void orvane_session_set_ssl_certificate_location(OrvaneSession *session, const char *file,

@@ -91,6 +91,9 @@ struct _OrvaneSessionPrivate {
     OrvaneServer *server;
     char *userAgent;
     gboolean useFreshConnection;
+    bool hasReplyLimits;  /* the application has set them */
+    guint64 maxBodyBytes; /* of a reply, if so; 0: no limit */
+    guint64 maxTreeBytes; /* of a reply's tree; 0: no limit */
     gboolean keepAliveActive;
     char *sslCertificateFile;
     char *sslCertificatePath;
