@@ -168,7 +168,8 @@ static void orvane_session_class_init(OrvaneSessionClass *klass) {
  */
 void orvane_session_cleanup_private_state(OrvaneSession *session) {
     OrvaneSessionPrivate *priv = session->priv;
-    const guint connection = ++priv->connection;
+    ++priv->connection;
+    ConnectionWatch watch(session);
     OrvaneSessionFreeCalls(session);
     OrvaneSessionVerify_End(session);
     g_clear_pointer(&priv->url, g_free);
@@ -179,7 +180,6 @@ void orvane_session_cleanup_private_state(OrvaneSession *session) {
     g_clear_pointer(&priv->cookieJar, BasicHttp_FreeCookieJar);
     g_clear_pointer(&priv->sspiState, orvane_destroy_sspi_state);
 
-    ObjectPtr<OrvaneListener> load(std::exchange(priv->rolesLoadListener, nullptr));
     ObjectPtr<GObject> userSession(std::exchange(priv->userSession, nullptr));
     ObjectPtr<SkemaQormManagedObject> sessionManager(std::exchange(priv->sessionManager, nullptr));
     ObjectPtr<SkemaQormManagedObject> authorization(
@@ -191,13 +191,14 @@ void orvane_session_cleanup_private_state(OrvaneSession *session) {
     ObjectPtr<SkemaQormManagedObject> serviceInstance(
         std::exchange(priv->serviceInstance, nullptr));
 
-    load.reset();
     userSession.reset();
     sessionManager.reset();
     authorization.reset();
     serviceContent.reset();
     serviceInstance.reset();
-    if (priv->connection == connection)
+    if (watch.IsSame())
+        OrvaneSessionCancelConnect(session);
+    if (watch.IsSame())
         g_clear_object(&priv->moMgr);
 }
 
@@ -356,8 +357,13 @@ void orvane_session_set_state(OrvaneSession *session, OrvaneSessionState state) 
     g_object_notify_by_pspec(G_OBJECT(session), properties[PROP_STATE]);
 }
 
+/* The update that would answer the load of the roles does not come any more. */
 void orvane_session_set_interrupted(OrvaneSession *session) {
+    g_return_if_fail(ORVANE_IS_SESSION(session));
+    ConnectionWatch watch(session);
     orvane_session_set_state(session, ORVANE_SESSION_INTERRUPTED);
+    if (watch.IsSame())
+        OrvaneSessionCancelConnect(session);
 }
 
 /* -- how to log in -------------------------------------------------------------------------------- */
