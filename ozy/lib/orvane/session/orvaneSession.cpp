@@ -273,7 +273,8 @@ SkemaQormManagedObject *orvane_session_get_object(OrvaneSession *session, const 
 void orvane_session_load_object(OrvaneSession *session, gboolean partialUpdates,
                                 SkemaQormManagedObject *object, OrvaneListener *listener) {
     g_return_if_fail(ORVANE_IS_SESSION(session));
-    g_return_if_fail(object != nullptr);
+    g_return_if_fail(object != nullptr && SKEMA_IS_QORM_MANAGED_OBJECT(object));
+    g_return_if_fail(listener == nullptr || ORVANE_IS_LISTENER(listener));
     if (session->priv->state == ORVANE_SESSION_CONNECTED && session->priv->moMgr != nullptr) {
         orvane_momgr_load_object(session->priv->moMgr, partialUpdates, object, listener);
         return;
@@ -284,7 +285,7 @@ void orvane_session_load_object(OrvaneSession *session, gboolean partialUpdates,
 void orvane_session_unload_object(OrvaneSession *session, SkemaQormManagedObject *object,
                                   gboolean clear) {
     g_return_if_fail(ORVANE_IS_SESSION(session));
-    g_return_if_fail(object != nullptr);
+    g_return_if_fail(object != nullptr && SKEMA_IS_QORM_MANAGED_OBJECT(object));
     g_return_if_fail(session->priv->moMgr != nullptr);
     orvane_momgr_unload_object(session->priv->moMgr, object, clear);
 }
@@ -292,7 +293,8 @@ void orvane_session_unload_object(OrvaneSession *session, SkemaQormManagedObject
 gboolean orvane_session_query_privilege(OrvaneSession *session, SkemaQormManagedObject *object,
                                         const char *privilege) {
     g_return_val_if_fail(ORVANE_IS_SESSION(session), FALSE);
-    g_return_val_if_fail(object != nullptr && privilege != nullptr, FALSE);
+    g_return_val_if_fail(object != nullptr && SKEMA_IS_QORM_MANAGED_OBJECT(object), FALSE);
+    g_return_val_if_fail(privilege != nullptr, FALSE);
     GValueArray *effectiveRole = nullptr;
     g_object_get(object, "effectiveRole", &effectiveRole, nullptr);
     if (effectiveRole == nullptr)
