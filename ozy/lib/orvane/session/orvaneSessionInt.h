@@ -123,7 +123,8 @@ struct _OrvaneSessionPrivate {
     OrvaneMOMgr *moMgr;
     SkemaQormManagedObject *authorizationManager;
     gulong roleListHandler;
-    OrvaneListener *rolesLoadListener; /* owned; loads the authorization manager */
+    /* owned; loads the roles. The connect's listener is bound to it from CONNECTED until it is acknowledged */
+    OrvaneListener *rolesLoadListener;
     SkemaQormManagedObject *sessionManager;
     GObject *userSession;
     OrvaneCall *calls; /* newest first */
@@ -176,6 +177,9 @@ void OrvaneSessionAcknowledgeFault(OrvaneListener *application, SkemaQormMethodF
 /* The same after the state went to DISCONNECTED. */
 void OrvaneSessionConnectFailed(OrvaneSession *session, OrvaneListener *application,
                                 SkemaQormMethodFault *fault);
+
+/* Ends a connect whose roles will not be loaded any more: its listener fails with a RequestCanceled. */
+void OrvaneSessionCancelConnect(OrvaneSession *session);
 
 /* Step 1 on takes over the parameters. */
 void orvane_session_connect_internal(OrvaneSession *session, const char *url,

@@ -149,7 +149,7 @@ GValueArray *orvane_filter_spec_set_new(gboolean takeOwnership, ...) {
 
 void orvane_session_load_properties(OrvaneSession *session, SkemaQormManagedObject *object,
                                     OrvaneListener *listener, gboolean all, ...) {
-    g_return_if_fail(object);
+    g_return_if_fail(object && SKEMA_IS_QORM_MANAGED_OBJECT(object));
     va_list paths;
     va_start(paths, all);
     GObject *propertySpec = orvane_property_spec_newv(G_OBJECT_TYPE(object), all, paths);
