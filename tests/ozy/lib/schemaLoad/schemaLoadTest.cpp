@@ -1,5 +1,3 @@
-#include "ozy/lib/orvane/schemaLoad.h"
-
 #include <sys/stat.h>
 
 #include <glib/gstdio.h>
@@ -8,10 +6,12 @@
 
 #include <orvane/schema/ferry.h>
 #include <orvane/schema/ozy.h>
+#include <orvane/schemaOverlay.h>
 
 #include "lib/misc/log.h"
-#include "ozy/lib/orvane/schemaEngine.h"
-#include "tests/ozy/lib/orvane/soapFixture.h"
+#include "ozy/lib/orvane/runtime/roomsAbove.h"
+#include "ozy/lib/orvane/schema/schemaEngine.h"
+#include "tests/ozy/lib/orvane/soap/soapFixture.h"
 
 namespace {
 
