@@ -318,6 +318,32 @@ ORVANE_EXPORT void orvane_session_set_verify_certificate_func(OrvaneSession *ses
                                                               gpointer data);
 
 /**
+ * OrvaneUrlKind:
+ * @ORVANE_URL_INVALID: no http or https URL, or one that parsers read differently, such as "http://localhos%74/"
+ * @ORVANE_URL_UNENCRYPTED: http to another machine
+ * @ORVANE_URL_LOOPBACK: http to this machine, named as "localhost", an address of 127.0.0.0/8, or ::1
+ * @ORVANE_URL_ENCRYPTED: https
+ */
+typedef enum {
+    ORVANE_URL_INVALID = 0,
+    ORVANE_URL_UNENCRYPTED = 1,
+    ORVANE_URL_LOOPBACK = 2,
+    ORVANE_URL_ENCRYPTED = 3,
+} OrvaneUrlKind;
+
+/**
+ * orvane_session_judge_url:
+ * @url: (nullable): a URL, as given to a connect
+ *
+ * Reads a URL as the transport does; without a scheme it is http, whatever its host is called. A strict session
+ * connects to %ORVANE_URL_ENCRYPTED and, without a proxy, to %ORVANE_URL_LOOPBACK. May be called before
+ * orvane_init().
+ *
+ * Returns: its kind
+ */
+ORVANE_EXPORT OrvaneUrlKind orvane_session_judge_url(const char *url);
+
+/**
  * orvane_session_set_strict_tls:
  * @session: a session
  * @value: whether every connection of the session is checked; %FALSE at first
@@ -331,8 +357,14 @@ ORVANE_EXPORT void orvane_session_set_verify_certificate_func(OrvaneSession *ses
  *   OrvaneFaultInvalidResponse of errorCode 49, and a later %TRUE counts for the connections after that;
  * - otherwise certificate and name are checked by the CA certificates of
  *   orvane_session_set_ssl_certificate_location(), or without any by those of this machine;
- * - a plain http URL is refused with the same fault before anything is sent, unless it names this very machine
- *   (127.0.0.1, ::1 or localhost) and no proxy is set.
+ * - a URL that is not https is refused with the same fault before anything is sent, unless it is
+ *   %ORVANE_URL_LOOPBACK, no proxy is set, and the connection leads to a loopback address;
+ *   see orvane_session_judge_url().
+ *
+ * With a function and a CA location, the function's yes takes the place of the check of the chain: a certificate that
+ * no authority vouches for is then accepted. libcurl still checks the host's name, so that a yes to a certificate for
+ * another host does not help. A function that asks for both calls SSL_GetCertErrors() and looks for its bits of the
+ * chain.
  *
  * Without it, a login that goes over a connection that was not checked leaves an audit line in the log.
  */
