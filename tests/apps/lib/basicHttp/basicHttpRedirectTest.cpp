@@ -1,5 +1,6 @@
 // Redirects: which are followed, with what, and that a refused one reaches nobody.
 #include "tests/apps/lib/basicHttp/httpFixture.h"
+#include "tests/apps/lib/basicHttp/tlsPeer.h"
 
 namespace {
 
@@ -79,6 +80,22 @@ TEST_F(BasicHttpRedirect, NoFormOfTheStatusLinePassesTheGuard) {
                    "\r\nContent-Length: 0\r\n\r\n"});
         EXPECT_EQ("", Run(Request("/x", BASICHTTP_METHOD_POST, "<login/>")).content) << start;
         InitAgain(); /* libcurl keeps a connection whose response it could not read */
+    }
+    testLoop::Settle();
+    EXPECT_EQ(0, other.NumConnections());
+}
+
+TEST_F(BasicHttpRedirect, WhatBeganEncryptedStaysSo) {
+    CannedServer other;
+    const std::string plain = other.Url("/there");
+    for (const char *start :
+         {"HTTP/1.1 307 x", "HTTP/1.1  301 x", "HTTP/1.0  302", "HTTP/2 0307 x"}) {
+        const TlsPeer peer([&](const std::string &) {
+            return start + std::string("\r\nLocation: ") + plain + "\r\nContent-Length: 0\r\n\r\n";
+        });
+        const Outcome outcome = Run(BasicHttp_CreateRequest(
+            peer.Url("/x").c_str(), BASICHTTP_METHOD_POST, nullptr, nullptr, "<login/>"));
+        EXPECT_EQ(BASICHTTP_ERROR_TRANSFER, outcome.error) << start;
     }
     testLoop::Settle();
     EXPECT_EQ(0, other.NumConnections());
