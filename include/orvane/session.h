@@ -359,6 +359,32 @@ ORVANE_EXPORT void orvane_session_set_verify_certificate_func(OrvaneSession *ses
                                                               gpointer data);
 
 /**
+ * OrvaneUrlKind:
+ * @ORVANE_URL_INVALID: no http or https URL, or one that parsers read differently, such as "http://localhos%74/"
+ * @ORVANE_URL_UNENCRYPTED: http to another machine
+ * @ORVANE_URL_LOOPBACK: http to this machine, named as "localhost", an address of 127.0.0.0/8, or ::1
+ * @ORVANE_URL_ENCRYPTED: https
+ */
+typedef enum {
+    ORVANE_URL_INVALID = 0,
+    ORVANE_URL_UNENCRYPTED = 1,
+    ORVANE_URL_LOOPBACK = 2,
+    ORVANE_URL_ENCRYPTED = 3,
+} OrvaneUrlKind;
+
+/**
+ * orvane_session_judge_url:
+ * @url: (nullable): a URL, as given to a connect
+ *
+ * Reads a URL as the transport does; without a scheme it is http, whatever its host is called. A strict session
+ * connects to %ORVANE_URL_ENCRYPTED and, without a proxy, to %ORVANE_URL_LOOPBACK. May be called before
+ * orvane_init().
+ *
+ * Returns: its kind
+ */
+ORVANE_EXPORT OrvaneUrlKind orvane_session_judge_url(const char *url);
+
+/**
  * orvane_session_set_strict_tls:
  * @session: a session
  * @value: whether every connection of the session is checked; %FALSE at first
@@ -372,8 +398,9 @@ ORVANE_EXPORT void orvane_session_set_verify_certificate_func(OrvaneSession *ses
  *   call fails with an OrvaneFaultInvalidResponse of errorCode 49, and a later %TRUE counts for later connections.
  * - Without a function, certificate and name are checked by the CA certificates of
  *   orvane_session_set_ssl_certificate_location(), or by those of this machine if no location is set.
- * - A plain http URL is refused with the same fault before anything is sent, unless it names this machine
- *   (localhost, an address in 127.0.0.0/8, or ::1) and no proxy is set.
+ * - A URL that is not https is refused with the same fault before anything is sent, unless it is
+ *   %ORVANE_URL_LOOPBACK, no proxy is set, and the connection leads to a loopback address;
+ *   see orvane_session_judge_url().
  *
  * Without it, a login that goes over a connection that was not checked leaves an audit line in the log.
  */

@@ -100,7 +100,7 @@ ServiceTrust::~ServiceTrust() {
 void ServiceTrust::Install(OrvaneSession *session) {
     if (options.isInsecure)
         return;
-    if (!address.isTls && !address.IsLoopback())
+    if (!address.isSafe)
         throw Failure(
             fmt::format("http to {} is not encrypted and shows the password to whoever is "
                         "on the way; --insecure connects nevertheless",

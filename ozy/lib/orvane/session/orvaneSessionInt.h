@@ -195,10 +195,6 @@ void OrvaneSessionStopKeepAlive(OrvaneSession *session);
 
 /* -- what is on this machine, what is of which kind ------------------------------------------------ */
 
-/* Whether the URL names a host that is this machine whatever the network says. */
-bool OrvaneSessionIsLoopback(const char *url);
-/* Whether the URL is plain http; FALSE for all others and for what is no URL. */
-bool OrvaneSessionIsPlainHttp(const char *url);
 /* The text of a ticket file: a regular one of at most 4 KiB, not reached over a link. NULL otherwise. */
 char *OrvaneSessionReadTicket(const char *path);
 

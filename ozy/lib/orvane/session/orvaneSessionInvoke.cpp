@@ -10,9 +10,12 @@
  * "session"; once unlinked that data is kUnlinked. The reference that came with the listener is given up
  * by the handler of its final signal; where no signal comes any more, here.
  */
+#include <algorithm>
+#include <array>
 #include <cstdarg>
 #include <cstdlib>
 #include <cstring>
+#include <string_view>
 #include <vector>
 
 #include <orvane/schema/qorm.h>
@@ -37,6 +40,11 @@ gpointer Unlinked() {
 
 using ResponsePtr = std::unique_ptr<BasicHttpResponse, Release<BasicHttp_FreeResponse>>;
 using RequestPtr = std::unique_ptr<BasicHttpRequest, Release<BasicHttp_FreeRequest>>;
+
+/* Methods that only read: one that the service may have received already is sent again all the same. */
+constexpr auto kRepeatableMethods =
+    std::to_array<std::string_view>({"RetrieveProperties", "RetrievePropertiesEx", "WaitForUpdates",
+                                     "WaitForUpdatesEx", "CurrentTime", "RetrieveServiceContent"});
 
 /* -- the list of calls ---------------------------------------------------------------------------- */
 
@@ -127,6 +135,11 @@ void FreeDoneCalls(OrvaneSessionPrivate *priv) {
 
 /* -- sending -------------------------------------------------------------------------------------- */
 
+bool IsRepeatable(const char *methodName) {
+    return std::ranges::find(kRepeatableMethods, std::string_view(methodName)) !=
+           kRepeatableMethods.end();
+}
+
 /* What all calls under one version of the service have for headers, made when the version is new. */
 BasicHttpHeaders *CallHeaders(OrvaneSessionPrivate *priv) {
     const char *version = priv->useLegacy ? "" : priv->version;
@@ -163,6 +176,7 @@ RequestPtr NewRequest(OrvaneSession *session, GObject *object, const char *metho
     OrvaneSessionSetUpRequest(session, request.get());
     OrvaneSessionVerify_SetUpCall(session, request.get());
     BasicHttp_SetHeaders(request.get(), CallHeaders(session->priv));
+    BasicHttp_SetRepeatable(request.get(), IsRepeatable(methodName));
     return request;
 }
 
@@ -221,9 +235,11 @@ bool ReadReply(OrvaneSession *session, OrvaneListener *listener, const char *met
     if (!tree) {
         SetFault(value, OrvaneFault_NewInvalidResponse(response->errorCode, response->responseCode,
                                                        response->content));
+        /* a gateway's page may quote the request */
+        const GPtr<char> shown(BasicHttp_Redact(response->content));
         Log("%s: xmlReadMemory (NULL == xmlDoc) errorCode %d responseCode %d message %s\n", kOnSent,
             static_cast<int>(response->errorCode), static_cast<int>(response->responseCode),
-            response->content);
+            shown.get());
         return false;
     }
     xmlNode *body = SoapBody(OrvaneSoapTree_Root(tree.get()));

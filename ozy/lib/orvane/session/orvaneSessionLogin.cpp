@@ -248,7 +248,7 @@ OrvaneCnxParams *TicketParams(const OrvaneSessionPrivate *priv, GObject *ticket)
     const GPtr<char> path(ReadProperty<char>(ticket, "passwordFilePath"));
     if (!user || !path)
         return nullptr;
-    if (!OrvaneSessionIsLoopback(priv->url)) {
+    if (!BasicHttp_IsLoopbackUrl(priv->url)) {
         Warning("Orvane: %s is not on this machine: its ticket file is not read.\n", priv->url);
         return nullptr;
     }

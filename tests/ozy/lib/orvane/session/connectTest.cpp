@@ -275,7 +275,7 @@ TEST_F(LocalConnect, KnowsThisMachineByItsAddress) {
         {"", false},
     };
     for (const auto &[url, isLocal] : rows)
-        EXPECT_EQ(isLocal, OrvaneSessionIsLoopback(url)) << url;
+        EXPECT_EQ(isLocal, BasicHttp_IsLoopbackUrl(url)) << url;
 }
 
 /* The text of a URL is never a format. */
