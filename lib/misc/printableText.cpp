@@ -29,7 +29,7 @@ bool IsPrintable(gunichar code) {
     });
 }
 
-/* "\\x1b", "\\u202e": a letter, then so many hexadecimal digits. */
+/* "\x1b", "\u202e": a letter, then so many hexadecimal digits. */
 void AppendNumber(std::string *text, char letter, int digits, unsigned number) {
     std::array<char, 16> escape{};
     const int size = snprintf(escape.data(), escape.size(), "\\%c%0*x", letter, digits, number);
