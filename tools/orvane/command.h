@@ -1,5 +1,5 @@
 /*
- * command.h -- what all commands have in common: standard streams, exit status, one line for a failure
+ * command.h -- how a command ends: its exit status, and one line for a failure
  *
  * Errors: a failure is reported here once, on stderr, as "orvane: ..."; nothing is thrown.
  */
@@ -9,10 +9,6 @@
 #include <string>
 
 namespace orvaneCli {
-
-/* Makes sure that descriptors 0 to 2 are in use, so that no file or socket of the program becomes one of
- * them. Reading or writing a stream that was closed then fails. Call it before anything else. */
-void HoldStandardStreams();
 
 /* Runs a command and returns its exit status; a Failure is reported. */
 int RunCommand(const std::function<int()> &command);

@@ -10,6 +10,7 @@
 #include "tools/orvane/nearestWord.h"
 #include "tools/orvane/schemaCommand.h"
 #include "tools/orvane/terminal.h"
+#include "tools/standardStreams.h"
 
 namespace {
 
