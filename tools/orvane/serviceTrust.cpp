@@ -11,6 +11,7 @@
 
 #include "lib/misc/glibPtr.h"
 #include "tools/orvane/question.h"
+#include "tools/orvane/terminal.h"
 
 namespace fs = std::filesystem;
 
@@ -152,8 +153,8 @@ ServiceTrust::Decision ServiceTrust::Decide(X509_STORE_CTX *storeContext, X509 *
     const CertInfoPtr info(certificate == nullptr ? nullptr : SSL_GetCertInfo(certificate));
     if (info == nullptr)
         return Refuse(fmt::format("the certificate of {} cannot be read", key));
-    const Seen seen = {info->subject,
-                       info->issuer,
+    const Seen seen = {Printable(info->subject),
+                       Printable(info->issuer),
                        info->notBefore,
                        info->notAfter,
                        info->thumbprint,
