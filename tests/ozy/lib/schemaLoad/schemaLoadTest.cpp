@@ -2,8 +2,6 @@
 // of each test runs in a child process, and the program itself registers none.
 #include "ozy/lib/orvane/schemaLoad.h"
 
-#include <cstdlib>
-
 #include <sys/stat.h>
 
 #include <glib/gstdio.h>
@@ -16,12 +14,13 @@
 #include "lib/misc/log.h"
 #include "ozy/lib/orvane/schemaEngine.h"
 #include "tests/ozy/lib/orvane/soapFixture.h"
+#include "tests/support/inChild.h"
 
 /* A test whose body runs in a child. */
 #define TEST_IN_CHILD(suite, name)                                                                 \
     void suite##name();                                                                            \
     TEST(suite, name) {                                                                            \
-        EXPECT_EXIT((suite##name(), exit(HasFailure())), testing::ExitedWithCode(0), "");          \
+        InChild(suite##name);                                                                      \
     }                                                                                              \
     void suite##name()
 
