@@ -11,7 +11,7 @@
 #include "bench/bareServer.h"
 #include "bench/epollLoop.h"
 #include "bench/ratio.h"
-#include "ozy/lib/orvane/orvaneSessionVerify.h"
+#include "ozy/lib/orvane/session/orvaneSessionVerify.h"
 
 namespace {
 

@@ -9,8 +9,8 @@
 
 #include "bench/ratio.h"
 #include "lib/misc/glibPtr.h"
-#include "ozy/lib/orvane/orvaneSoap.h"
-#include "ozy/lib/orvane/orvaneSoapTree.h"
+#include "ozy/lib/orvane/soap/orvaneSoap.h"
+#include "ozy/lib/orvane/soap/orvaneSoapTree.h"
 
 namespace {
 

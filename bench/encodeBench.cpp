@@ -8,8 +8,9 @@
 
 #include "bench/ratio.h"
 #include "lib/misc/glibPtr.h"
-#include "ozy/lib/orvane/orvaneRuntime.h"
-#include "ozy/lib/orvane/orvaneSoapInt.h"
+#include "ozy/lib/orvane/runtime/orvaneRuntime.h"
+#include "ozy/lib/orvane/schema/schemaLookup.h"
+#include "ozy/lib/orvane/soap/orvaneSoapInt.h"
 
 namespace {
 

@@ -11,7 +11,7 @@
 #include <fmt/format.h>
 
 #include "bench/freshProcess.h"
-#include "ozy/lib/orvane/schemaEngine.h"
+#include "ozy/lib/orvane/schema/schemaEngine.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 #include <orvane/orvane.h>
 
 #include "bench/freshProcess.h"
-#include "ozy/lib/orvane/schemaEngine.h"
+#include "ozy/lib/orvane/schema/schemaEngine.h"
 
 namespace {
 

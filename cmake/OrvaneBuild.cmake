@@ -1,8 +1,9 @@
 # How things are built here: flags, and one function per kind of target.
 #
-#   orvane_module(name)        the .cpp files of this folder as an OBJECT library: a part of liborvane
+#   orvane_module(name ...)    the .cpp files of this folder, and of the folders below it that are named,
+#                              as an OBJECT library: a part of liborvane
 #   orvane_program(name ...)   the .cpp files of this folder as a program in bin/
-#   orvane_test(name ...)      the *Test.cpp files of this folder as one test program
+#   orvane_test(name ...)      the *Test.cpp files of this folder and of those below it as one test program
 
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
@@ -41,7 +42,11 @@ set(ORVANE_PCH
     <glib-object.h> <libxml/tree.h> <atomic> <array> <memory> <span> <string> <string_view> <vector>)
 
 function(orvane_module name)
-    file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp)
+    set(patterns ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp)
+    foreach(room ${ARGN})
+        list(APPEND patterns ${CMAKE_CURRENT_SOURCE_DIR}/${room}/*.cpp)
+    endforeach()
+    file(GLOB sources CONFIGURE_DEPENDS ${patterns})
     if(NOT sources)
         return()
     endif()
@@ -68,7 +73,8 @@ function(orvane_program name)
 endfunction()
 
 function(orvane_test name)
-    file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*Test.cpp)
+    file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*Test.cpp
+        ${CMAKE_CURRENT_SOURCE_DIR}/*/*Test.cpp)
     if(NOT sources)
         return()
     endif()

@@ -11,9 +11,9 @@
 #include <sanitizer/lsan_interface.h>
 
 #include "lib/misc/glibPtr.h"
-#include "ozy/lib/orvane/orvaneSessionInt.h"
-#include "ozy/lib/orvane/orvaneSoap.h"
-#include "ozy/lib/orvane/orvaneSoapTree.h"
+#include "ozy/lib/orvane/session/orvaneSessionInt.h"
+#include "ozy/lib/orvane/soap/orvaneSoap.h"
+#include "ozy/lib/orvane/soap/orvaneSoapTree.h"
 
 namespace {
 

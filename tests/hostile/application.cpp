@@ -1,7 +1,7 @@
 #include "tests/hostile/application.h"
 
 #include "tests/hostile/ledger.h"
-#include "tests/ozy/lib/orvane/sessionFixture.h"
+#include "tests/ozy/lib/orvane/session/sessionFixture.h"
 
 namespace hostile {
 

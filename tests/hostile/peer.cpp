@@ -8,7 +8,7 @@
 #include <unistd.h>
 
 #include "tests/hostile/tlsFront.h"
-#include "tests/ozy/lib/orvane/sessionFixture.h"
+#include "tests/ozy/lib/orvane/session/sessionFixture.h"
 
 namespace hostile {
 

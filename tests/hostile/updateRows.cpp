@@ -1,6 +1,6 @@
 #include "tests/hostile/rows.h"
 
-#include "tests/ozy/lib/orvane/sessionFixture.h"
+#include "tests/ozy/lib/orvane/session/sessionFixture.h"
 
 namespace hostile {
 

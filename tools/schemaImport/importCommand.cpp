@@ -7,7 +7,7 @@
 
 #include <fmt/format.h>
 
-#include "ozy/lib/orvane/versionTexts.h"
+#include "ozy/lib/schemaRows/versionTexts.h"
 #include "ozy/lib/schemaText/schemaRecover.h"
 #include "tools/schemaImport/fetch.h"
 #include "tools/schemaImport/overlayWriter.h"

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <set>
 
-#include "ozy/lib/orvane/versionTexts.h"
+#include "ozy/lib/schemaRows/versionTexts.h"
 #include "tools/schemaImport/importMethods.h"
 #include "tools/schemaImport/importVerify.h"
 

@@ -11,7 +11,7 @@ std::string Opening(const char *what) {
                        "// {}\n\n"
                        "#include <orvane/schema/ferry.h>\n"
                        "#include <orvane/schema/ozy.h>\n\n"
-                       "#include \"ozy/lib/orvane/schemaEngine.h\"\n\n",
+                       "#include \"ozy/lib/orvane/schema/schemaEngine.h\"\n\n",
                        what);
 }
 

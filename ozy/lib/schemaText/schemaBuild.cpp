@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <numeric>
 
-#include "ozy/lib/orvane/versionTexts.h"
+#include "ozy/lib/schemaRows/versionTexts.h"
 
 namespace {
 

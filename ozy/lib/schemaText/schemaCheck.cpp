@@ -1,6 +1,6 @@
 #include "ozy/lib/schemaText/schemaCheck.h"
 
-#include "ozy/lib/orvane/versionTexts.h"
+#include "ozy/lib/schemaRows/versionTexts.h"
 #include "ozy/lib/schemaText/schemaNames.h"
 
 namespace {

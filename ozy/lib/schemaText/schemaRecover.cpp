@@ -2,7 +2,7 @@
 
 #include <unordered_map>
 
-#include "ozy/lib/orvane/versionTexts.h"
+#include "ozy/lib/schemaRows/versionTexts.h"
 #include "ozy/lib/schemaText/schemaNames.h"
 
 namespace {

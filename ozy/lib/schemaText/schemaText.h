@@ -31,7 +31,7 @@
 #include <string_view>
 #include <vector>
 
-#include "ozy/lib/orvane/schemaRows.h"
+#include "ozy/lib/schemaRows/schemaRows.h"
 
 /* Where something stands: an index into SchemaModel::files and a line counted from 1; no line, 0, if
  * it was not read from a text. */

@@ -3,7 +3,7 @@
 #include <orvane/orvaneGlib.h>
 
 #include "lib/misc/glibPtr.h"
-#include "ozy/lib/orvane/orvaneListener.h"
+#include "ozy/lib/orvane/listener/orvaneListener.h"
 
 namespace {
 

@@ -1,7 +1,5 @@
 // Overlays at run time. Tables change only before the first type of a process is registered, so the body
 // of each test runs in a child process, and the program itself registers none.
-#include "ozy/lib/orvane/schemaLoad.h"
-
 #include <sys/stat.h>
 
 #include <glib/gstdio.h>
@@ -10,10 +8,12 @@
 
 #include <orvane/schema/ferry.h>
 #include <orvane/schema/ozy.h>
+#include <orvane/schemaOverlay.h>
 
 #include "lib/misc/log.h"
-#include "ozy/lib/orvane/schemaEngine.h"
-#include "tests/ozy/lib/orvane/soapFixture.h"
+#include "ozy/lib/orvane/runtime/roomsAbove.h"
+#include "ozy/lib/orvane/schema/schemaEngine.h"
+#include "tests/ozy/lib/orvane/soap/soapFixture.h"
 #include "tests/support/inChild.h"
 
 /* A test whose body runs in a child. */

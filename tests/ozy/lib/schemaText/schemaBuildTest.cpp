@@ -3,7 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "ozy/lib/orvane/versionTexts.h"
+#include "ozy/lib/schemaRows/versionTexts.h"
 #include "tests/ozy/lib/schemaText/readSchema.h"
 
 namespace {

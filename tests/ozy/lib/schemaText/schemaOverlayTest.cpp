@@ -5,7 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "ozy/lib/orvane/versionTexts.h"
+#include "ozy/lib/schemaRows/versionTexts.h"
 #include "ozy/lib/schemaText/schemaRecover.h"
 #include "tests/ozy/lib/schemaText/readSchema.h"
 

@@ -1,0 +1,34 @@
+/*
+ * orvaneListenerInt.h -- the record of a listener, shared by its two sources
+ */
+#pragma once
+
+#include <orvane/schema/ozy.h>
+
+#include "ozy/lib/orvane/listener/objectWatch.h"
+#include "ozy/lib/orvane/listener/orvaneListener.h"
+
+constexpr gint32 kListenerNoProgress = G_MININT32;
+
+struct _OrvaneListenerPrivate {
+    OrvaneListenerState state;
+    GValue result;               /* zeroed until a type or a value is known */
+    SkemaQormMethodFault *fault; /* owned */
+    SkemaOzyTask *task;          /* owned; set while one is followed */
+    gint32 progress;
+    GType returnElementType; /* 0 unless the result is an array */
+    gulong taskInfoHandler;
+    OrvaneListener *taskLoadListener; /* owned; loads the task, until it is loaded */
+    gulong taskLoadHandler;
+    gboolean taskLoaded; /* an unload is due */
+    gboolean isInternal;
+    ObjectWatch<OrvaneListener> *watches;
+};
+
+void OrvaneListenerEmitProgress(OrvaneListener *listener);
+/* Stores the fault, which it takes over, without a word to anybody. */
+void OrvaneListenerTakeFault(OrvaneListener *listener, SkemaQormMethodFault *fault);
+
+/* Goes on with the task that a reply named. */
+void OrvaneListenerFollowTask(OrvaneListener *listener, SkemaOzyTask *task);
+void OrvaneListenerReleaseTask(OrvaneListener *listener);

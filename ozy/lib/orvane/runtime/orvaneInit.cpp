@@ -1,0 +1,37 @@
+// The start and stop of the library.
+#include <atomic>
+#include <cstdlib>
+
+#include <ssl/ssl.h>
+
+#include "apps/lib/basicHttp/basicHttp.h"
+#include "ozy/lib/orvane/runtime/orvaneRuntime.h"
+#include "ozy/lib/orvane/runtime/roomsAbove.h"
+
+namespace {
+
+constinit std::atomic<bool> isEnvironmentRead{false};
+
+} // namespace
+
+constinit OrvanePollCallback orvane_poll_callback = nullptr;
+constinit OrvanePollCallbackRemove orvane_poll_callback_remove = nullptr;
+
+gboolean orvane_init(OrvanePollCallback pollCallback, OrvanePollCallbackRemove pollCallbackRemove) {
+    g_return_val_if_fail(pollCallback != nullptr, FALSE);
+    g_return_val_if_fail(pollCallbackRemove != nullptr, FALSE);
+
+    orvane_poll_callback = pollCallback;
+    orvane_poll_callback_remove = pollCallbackRemove;
+    g_type_init();
+    if (!isEnvironmentRead.exchange(true))
+        SchemaLoad_FromEnvironment(secure_getenv);
+    SSL_Init(nullptr, nullptr, nullptr);
+    return BasicHttp_InitEx(pollCallback, pollCallbackRemove, -1);
+}
+
+void orvane_shutdown(void) {
+    BasicHttp_Shutdown();
+    SSL_Exit();
+    SoapBlocks_ReleaseKept();
+}

@@ -1,0 +1,120 @@
+/*
+ * roomsAbove.h -- what a lower room calls in a higher one
+ *
+ *   runtime <- schema <- soap <- listener <- updates <- session
+ *
+ * A room includes headers of its own and of those to its left. A few calls go the other way: a stub
+ * of the schema starts a call of a session, the reader looks a proxy up. Each such function is
+ * declared here once, under its stated name, and defined in the room that its section names.
+ *
+ * Threads: the loop's.
+ */
+#pragma once
+
+#include <orvane/session.h>
+
+#include "ozy/lib/orvane/runtime/orvaneArgument.h"
+
+/* schema/: overlays */
+
+/* Loads the overlays that ORVANE_SCHEMA_OVERLAY names. A failure is a line in the log. @getVariable
+ * reads the variable: secure_getenv(). */
+void SchemaLoad_FromEnvironment(char *(*getVariable)(const char *name));
+
+/* soap/: the memory of reply trees */
+
+/* Frees the blocks that are kept between replies. */
+void SoapBlocks_ReleaseKept(void);
+
+G_BEGIN_DECLS
+
+/* listener/ */
+
+/* To be called before the call is sent; %G_TYPE_NONE for a call without result. */
+void orvane_listener_set_return_type(OrvaneListener *listener, GType type, gboolean isArray);
+
+/* updates/: the registry of proxies, and loads */
+
+/* (transfer none) (nullable): the proxy with an id. */
+SkemaQormManagedObject *orvane_momgr_lookup(OrvaneMOMgr *momgr, const char *id);
+
+/**
+ * orvane_momgr_lookup_or_create:
+ * @momgr: the manager
+ * @id: id of the object on the service
+ * @type: class of the proxy, if it has to be made; a proxy that exists is returned whatever its class
+ *
+ * Returns: (transfer floating) (nullable): the proxy, owned by whoever sinks it; %NULL if @type is no
+ *   managed object's or the connection is over
+ */
+SkemaQormManagedObject *orvane_momgr_lookup_or_create(OrvaneMOMgr *momgr, const char *id,
+                                                      GType type);
+
+/**
+ * orvane_momgr_load_object:
+ * @momgr: the manager
+ * @partialUpdates: whether changes inside a property may come one by one
+ * @proxy: the object to load
+ * @listener: (nullable): succeeds when the first values are in the proxy
+ *
+ * Loads are counted. Only the first asks the service; a later one is answered together with it, or at
+ * once if the object is loaded. A proxy of a former connection is taken over unless another has its
+ * id by now; then the load fails. A listener can wait for one load at a time: a second one goes on
+ * without it. If the proxy dies first, the listener is told nothing.
+ */
+void orvane_momgr_load_object(OrvaneMOMgr *momgr, gboolean partialUpdates,
+                              SkemaQormManagedObject *proxy, OrvaneListener *listener);
+
+/**
+ * orvane_momgr_unload_object:
+ * @momgr: the manager
+ * @proxy: an object that was loaded
+ * @clear: whether its properties go back to the defaults of their types when this was the last load
+ *
+ * Takes one load back; the last destroys the filter.
+ */
+void orvane_momgr_unload_object(OrvaneMOMgr *momgr, SkemaQormManagedObject *proxy, gboolean clear);
+
+/*
+ * session/: calls
+ *
+ * Proxies and data objects point to their session without owning it, and applications keep them
+ * longer than the session. So orvane_session_get_momgr() and OrvaneSession_InvokeMethodV() accept a
+ * pointer to a session that was finalised: the one returns %NULL, the other warns. Nothing else may be
+ * called on such a pointer; check OrvaneSession_IsLive() first.
+ */
+
+/* Whether the pointer is that of a session that was not finalised yet; any pointer may be asked. */
+gboolean OrvaneSession_IsLive(const OrvaneSession *session);
+
+/* The update stream found the connection or the permission gone. */
+void orvane_session_set_interrupted(OrvaneSession *session);
+
+/**
+ * OrvaneSession_InvokeMethodV:
+ * @session: the session of @object
+ * @object: the proxy to call
+ * @methodName: the operation's name on the wire
+ * @listener: (nullable): learns the outcome; see orvane_session_invoke_method()
+ * @arguments: (array length=count): names and values, read before the call returns
+ * @count: number of arguments
+ */
+void OrvaneSession_InvokeMethodV(OrvaneSession *session, GObject *object, const char *methodName,
+                                 OrvaneListener *listener, const OrvaneArgument *arguments,
+                                 guint count);
+
+/**
+ * OrvaneSession_HasCall:
+ * @session: a session
+ * @listener: a listener that was handed to a call of it
+ *
+ * A call that cannot be sent tells nobody, so whoever waits for one asks right after sending.
+ *
+ * Returns: whether a reply for @listener is still to come
+ */
+gboolean OrvaneSession_HasCall(OrvaneSession *session, OrvaneListener *listener);
+
+/* Takes the listener from its session's calls; the reply will emit nothing on it. */
+void orvane_session_unlink_listener(OrvaneListener *listener);
+
+G_END_DECLS

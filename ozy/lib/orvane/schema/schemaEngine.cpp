@@ -1,0 +1,482 @@
+#include "ozy/lib/orvane/schema/schemaEngine.h"
+
+#include <atomic>
+#include <cfloat>
+#include <span>
+
+#include <orvane/schema/qorm.h>
+
+#include "lib/misc/glibPtr.h"
+#include "lib/misc/panic.h"
+#include "ozy/lib/orvane/runtime/orvaneRuntime.h"
+#include "ozy/lib/orvane/schema/schemaLookup.h"
+#include "ozy/lib/orvane/schema/schemaStore.h"
+
+namespace {
+
+/* The class struct of the roots, and so of all classes below them. The slots are the default
+ * handlers: array_notify of data objects and faults; leave, then array_notify, of managed objects.
+ */
+struct SchemaRootClass {
+    GObjectClass parent;
+    void (*slots[2])();
+    const SchemaClass *schema;
+};
+
+constexpr guint kFirstSlot = offsetof(SchemaRootClass, slots);
+constexpr guint kSecondSlot = kFirstSlot + sizeof(void (*)());
+
+constexpr auto kArrayNotifyFlags =
+    static_cast<GSignalFlags>(G_SIGNAL_RUN_FIRST | G_SIGNAL_NO_RECURSE | G_SIGNAL_DETAILED |
+                              G_SIGNAL_ACTION | G_SIGNAL_NO_HOOKS);
+constexpr auto kLeaveFlags =
+    static_cast<GSignalFlags>(G_SIGNAL_RUN_FIRST | G_SIGNAL_NO_RECURSE | G_SIGNAL_ACTION);
+
+constinit std::atomic<const SchemaTables *> currentTables{&kSchemaTables};
+constinit std::atomic<bool> isAnyRegistered{false};
+
+const char *Text(guint32 offset) {
+    return SchemaEngine_Tables()->text + offset;
+}
+
+std::span<const SchemaFieldRow> FieldsOf(const SchemaTypeRow &row) {
+    return std::span(SchemaEngine_Tables()->fields + row.first, row.count);
+}
+
+const SchemaClass *SchemaOf(gpointer object) {
+    return reinterpret_cast<const SchemaRootClass *>(G_OBJECT_GET_CLASS(object))->schema;
+}
+
+/* ---- where things are in an instance ---- */
+
+struct RootLayout {
+    guint firstField; /* a fault's two properties stand inside its root's struct */
+    guint session;
+    guint size;
+};
+
+constexpr RootLayout kDataLayout = {sizeof(SkemaQormDataObject),
+                                    offsetof(SkemaQormDataObject, session),
+                                    sizeof(SkemaQormDataObject)};
+constexpr RootLayout kFaultLayout = {offsetof(SkemaQormMethodFault, faultCause),
+                                     offsetof(SkemaQormMethodFault, session),
+                                     sizeof(SkemaQormMethodFault)};
+constexpr RootLayout kManagedLayout = {sizeof(SkemaQormManagedObject),
+                                       offsetof(SkemaQormManagedObject, session),
+                                       sizeof(SkemaQormManagedObject)};
+
+const RootLayout &LayoutOf(SchemaKind kind) {
+    if (kind == SCHEMA_KIND_MANAGED)
+        return kManagedLayout;
+    return kind == SCHEMA_KIND_FAULT ? kFaultLayout : kDataLayout;
+}
+
+guint RoundUp(guint offset, guint size) {
+    const guint alignment = MIN(size, static_cast<guint>(sizeof(gpointer)));
+    return (offset + alignment - 1) & ~(alignment - 1);
+}
+
+guint InstanceSize(const SchemaTypeRow &row);
+
+guint FirstOffset(const SchemaTypeRow &row) {
+    if (row.base == kSchemaNoType)
+        return LayoutOf(row.kind).firstField;
+    return InstanceSize(SchemaEngine_Tables()->types[row.base]);
+}
+
+guint InstanceSize(const SchemaTypeRow &row) {
+    guint offset = FirstOffset(row);
+    for (const SchemaFieldRow &field : FieldsOf(row)) {
+        const guint size = SchemaStore_For(field)->size;
+        offset = RoundUp(offset, size) + size;
+    }
+    if (row.base != kSchemaNoType)
+        return RoundUp(offset, sizeof(gpointer));
+    /* a root is the very struct that applications see */
+    const RootLayout &layout = LayoutOf(row.kind);
+    VERIFY(row.count == 0 || offset <= layout.session);
+    return layout.size;
+}
+
+/* ---- the property system's way in ---- */
+
+/* The class that a property id is meant for: the owner of the pspec; in a call that did not come
+ * through the property system, the closest class that has properties. */
+const SchemaClass *ClassFor(const SchemaClass *klass, guint id, const GParamSpec *pspec) {
+    if (pspec != nullptr && pspec->param_id == id) {
+        for (const SchemaClass *owner = klass; owner != nullptr; owner = owner->base) {
+            if (owner->type == pspec->owner_type)
+                return owner;
+        }
+    }
+    while (klass->numFields == 0 && klass->base != nullptr)
+        klass = klass->base;
+    return klass;
+}
+
+/* The field with a property id; NULL, with a word in the log, if there is none. */
+const SchemaField *FieldFor(GObject *object, guint id, const GParamSpec *pspec) {
+    const SchemaClass *klass = ClassFor(SchemaOf(object), id, pspec);
+    if (id - 1 < klass->numFields)
+        return klass->fields + id - 1;
+    g_log(nullptr, G_LOG_LEVEL_WARNING, "Invalid property %d on object of type %s.\n",
+          static_cast<int>(id), klass->name);
+    return nullptr;
+}
+
+SchemaPlace PlaceOf(GObject *object, const SchemaClass *klass, const SchemaField *field) {
+    return {field, G_STRUCT_MEMBER_P(object, field->offset),
+            &G_STRUCT_MEMBER(OrvaneSession *, object, klass->sessionOffset)};
+}
+
+void SchemaSetProperty(GObject *object, guint id, const GValue *value, GParamSpec *pspec) {
+    if (const SchemaField *field = FieldFor(object, id, pspec))
+        SchemaClass_SetField(object, field, value);
+}
+
+void SchemaGetProperty(GObject *object, guint id, GValue *value, GParamSpec *pspec) {
+    if (const SchemaField *field = FieldFor(object, id, pspec))
+        field->store->get(PlaceOf(object, SchemaOf(object), field), value);
+}
+
+void ReleaseFields(GObject *object, const SchemaClass *klass) {
+    for (const SchemaField &field : std::span(klass->fields, klass->numFields)) {
+        if (field.store->release != nullptr)
+            field.store->release(PlaceOf(object, klass, &field));
+    }
+}
+
+/* What a root's struct owns beside fields. */
+void ReleaseRoot(GObject *object, SchemaKind kind) {
+    if (kind == SCHEMA_KIND_FAULT) {
+        auto *fault = reinterpret_cast<SkemaQormMethodFault *>(object);
+        g_free(fault->fault_code);
+        g_free(fault->fault_string);
+    } else if (kind == SCHEMA_KIND_MANAGED) {
+        g_free(reinterpret_cast<SkemaQormManagedObject *>(object)->id);
+    }
+}
+
+/* One for all: from the object's own class up to the root, each class's fields in their order. */
+void SchemaFinalize(GObject *object) {
+    const SchemaClass *own = SchemaOf(object);
+    for (const SchemaClass *klass = own; klass != nullptr; klass = klass->base)
+        ReleaseFields(object, klass);
+    ReleaseRoot(object, own->row->kind);
+    own->chainUp(object);
+}
+
+/* ---- param specs ---- */
+
+/* What the schema calls an element in the blurb of a list. */
+const char *ElementName(const SchemaFieldRow &row) {
+    switch (row.kind) {
+    case SCHEMA_VALUE_STRING:
+    case SCHEMA_VALUE_URI:
+        return "gchar *";
+    case SCHEMA_VALUE_BYTE:
+        return "gint8";
+    case SCHEMA_VALUE_SHORT:
+        return "gint16";
+    case SCHEMA_VALUE_INT:
+        return "gint32";
+    case SCHEMA_VALUE_LONG:
+        return "gint64";
+    case SCHEMA_VALUE_ANY:
+        return "GValue";
+    default:
+        return g_type_name(SchemaEngine_ValueType(row.kind, row.type));
+    }
+}
+
+GParamSpec *ArraySpecNew(const SchemaFieldRow &row, const char *name, GParamFlags flags) {
+    const GPtr<char> blurb(g_strdup_printf("Array of '%s'", ElementName(row)));
+    return g_param_spec_boxed(name, "", blurb.get(), G_TYPE_VALUE_ARRAY, flags);
+}
+
+GParamSpec *ParamSpecNew(const SchemaFieldRow &row, GType type, const char *name,
+                         GParamFlags flags) {
+    if (row.flags & SCHEMA_ARRAY)
+        return ArraySpecNew(row, name, flags);
+    switch (row.kind) {
+    case SCHEMA_VALUE_BOOLEAN:
+        return g_param_spec_boolean(name, "", "", FALSE, flags);
+    case SCHEMA_VALUE_BYTE:
+        return g_param_spec_char(name, "", "", G_MININT8, G_MAXINT8, 0, flags);
+    case SCHEMA_VALUE_SHORT:
+        return g_param_spec_int(name, "", "", G_MINSHORT, G_MAXSHORT, 0, flags);
+    case SCHEMA_VALUE_INT:
+        return g_param_spec_int(name, "", "", G_MININT, G_MAXINT, 0, flags);
+    case SCHEMA_VALUE_LONG:
+        return g_param_spec_int64(name, "", "", G_MININT64, G_MAXINT64, 0, flags);
+    case SCHEMA_VALUE_FLOAT:
+        return g_param_spec_float(name, "", "", -FLT_MAX, FLT_MAX, 0, flags);
+    case SCHEMA_VALUE_DOUBLE:
+        return g_param_spec_double(name, "", "", -DBL_MAX, DBL_MAX, 0, flags);
+    case SCHEMA_VALUE_STRING:
+    case SCHEMA_VALUE_URI:
+        return g_param_spec_string(name, "", "", "", flags);
+    case SCHEMA_VALUE_DATETIME:
+    case SCHEMA_VALUE_BINARY:
+    case SCHEMA_VALUE_ANY:
+        return g_param_spec_boxed(name, "", "", type, flags);
+    case SCHEMA_VALUE_ENUM:
+        return g_param_spec_enum(name, "", "", type, 0, flags);
+    case SCHEMA_VALUE_OBJECT:
+    case SCHEMA_VALUE_MANAGED:
+        return g_param_spec_object(name, "", "", type, flags);
+    case SCHEMA_VALUE_NONE:
+    case SCHEMA_VALUE_UNKNOWN:
+        break;
+    }
+    NOT_REACHED();
+}
+
+void FieldInit(SchemaField &field, const SchemaFieldRow &row) {
+    /* names live as long as the process, so GLib need not copy them */
+    const char *name = g_intern_static_string(Text(row.name));
+    const bool isOptional = row.flags & SCHEMA_OPTIONAL;
+    const auto flags =
+        static_cast<GParamFlags>(G_PARAM_READWRITE | (isOptional ? 1 << G_PARAM_USER_SHIFT : 0));
+
+    field.row = &row;
+    field.store = SchemaStore_For(row);
+    field.valueType = SchemaEngine_ValueType(row.kind, row.type);
+    field.pspec = ParamSpecNew(row, field.valueType, name, flags);
+    if (isOptional)
+        field.mark = g_quark_from_string(GPtr<char>(g_strconcat("_", name, nullptr)).get());
+
+    const char *version = g_intern_static_string(OrvaneVersion_Text(row.version));
+    g_param_spec_set_qdata(field.pspec, orvane_quark_version(), const_cast<char *>(version));
+    if (row.flags & SCHEMA_ARRAY)
+        g_param_spec_set_qdata(field.pspec, orvane_quark_arraytype(),
+                               GSIZE_TO_POINTER(field.valueType));
+}
+
+/* ---- classes ---- */
+
+SchemaClass *SchemaClassNew(const SchemaRootClass &from, const SchemaTypeRow &row) {
+    const GType type = G_TYPE_FROM_CLASS(&from);
+    auto *schema = g_new0(SchemaClass, 1);
+    schema->base = row.base == kSchemaNoType ? nullptr : from.schema; /* still the base's */
+    schema->row = &row;
+    schema->name = Text(row.name);
+    schema->type = type;
+    schema->chainUp =
+        schema->base != nullptr ? schema->base->chainUp : from.parent.finalize; /* GObject's */
+    schema->sessionOffset = LayoutOf(row.kind).session;
+    schema->numFields = row.count;
+    schema->fields = g_new0(SchemaField, row.count);
+
+    guint offset = FirstOffset(row);
+    for (guint i = 0; i < row.count; i++) {
+        SchemaField &field = schema->fields[i];
+        FieldInit(field, FieldsOf(row)[i]);
+        field.offset = RoundUp(offset, field.store->size);
+        offset = field.offset + field.store->size;
+    }
+    return schema;
+}
+
+void RootSignalsNew(GType type, SchemaKind kind) {
+    const bool isManaged = kind == SCHEMA_KIND_MANAGED;
+    if (isManaged)
+        g_signal_new("leave", type, kLeaveFlags, kFirstSlot, nullptr, nullptr,
+                     g_cclosure_marshal_VOID__VOID, G_TYPE_NONE, 0);
+    g_signal_new("array_notify", type, kArrayNotifyFlags, isManaged ? kSecondSlot : kFirstSlot,
+                 nullptr, nullptr, orvane_marshal_VOID__PARAM_BOOLEAN_BOXED, G_TYPE_NONE, 3,
+                 G_TYPE_PARAM, G_TYPE_BOOLEAN, G_TYPE_VALUE);
+}
+
+void SchemaClassInit(gpointer klass, gpointer index) {
+    const SchemaTypeRow &row = SchemaEngine_Tables()->types[GPOINTER_TO_UINT(index)];
+    auto *root = static_cast<SchemaRootClass *>(klass);
+    const SchemaClass *schema = SchemaClassNew(*root, row);
+    root->schema = schema;
+    root->parent.finalize = SchemaFinalize;
+    if (row.count > 0) {
+        root->parent.set_property = SchemaSetProperty;
+        root->parent.get_property = SchemaGetProperty;
+    }
+    for (guint i = 0; i < schema->numFields; i++)
+        g_object_class_install_property(&root->parent, i + 1, schema->fields[i].pspec);
+    if (row.base == kSchemaNoType)
+        RootSignalsNew(G_TYPE_FROM_CLASS(klass), row.kind);
+}
+
+/* ---- registration ---- */
+
+/* One lock for all: a type pulls its bases, and a name map pulls thousands of types at a stretch,
+ * each at the price of a look at the owner. Nothing that waits for another thread runs under it. */
+GRecMutex registration;
+
+struct RegistrationLock {
+    RegistrationLock() { g_rec_mutex_lock(&registration); }
+    ~RegistrationLock() { g_rec_mutex_unlock(&registration); }
+    RegistrationLock(const RegistrationLock &) = delete;
+    RegistrationLock &operator=(const RegistrationLock &) = delete;
+};
+
+GType ParentOf(const SchemaTypeRow &row) {
+    if (row.base != kSchemaNoType)
+        return orvane_schema_get_type(row.base);
+    return row.kind == SCHEMA_KIND_MANAGED ? G_TYPE_INITIALLY_UNOWNED : G_TYPE_OBJECT;
+}
+
+GType ClassRegister(const SchemaTypeRow &row, const char *name, guint index) {
+    const GType parent = ParentOf(row);
+    const guint instanceSize = InstanceSize(row);
+    VERIFY(instanceSize <= G_MAXUINT16); /* as much as GLib can tell */
+    const GTypeInfo info = {
+        .class_size = sizeof(SchemaRootClass),
+        .class_init = SchemaClassInit,
+        .class_data = GUINT_TO_POINTER(index),
+        .instance_size = static_cast<guint16>(instanceSize),
+    };
+    return g_type_register_static(parent, name, &info, static_cast<GTypeFlags>(0));
+}
+
+GType EnumRegister(const SchemaTypeRow &row, const char *name) {
+    auto *values = g_new0(GEnumValue, row.count + 1u); /* kept by the type */
+    for (guint i = 0; i < row.count; i++) {
+        const SchemaWordRow &word = SchemaEngine_Tables()->words[row.first + i];
+        values[i] = {static_cast<gint>(i), Text(word.identifier), Text(word.word)};
+    }
+    return g_enum_register_static(name, values);
+}
+
+/* Thousands of types are registered at a stretch, so the quark is looked up once. Names are left to
+ * GLib to copy: to intern each before would cost more than the registration's own look-up. */
+GQuark WireNameQuark() {
+    static constinit std::atomic<GQuark> kept{0};
+    GQuark quark = kept.load(std::memory_order_relaxed);
+    if (quark == 0) {
+        quark = orvane_quark_wsdlname();
+        kept.store(quark, std::memory_order_relaxed);
+    }
+    return quark;
+}
+
+GType TypeRegister(const SchemaTypeRow &row, guint index) {
+    isAnyRegistered.store(true, std::memory_order_relaxed);
+    const char *name = Text(row.name);
+    const GType type =
+        row.kind == SCHEMA_KIND_ENUM ? EnumRegister(row, name) : ClassRegister(row, name, index);
+    g_type_set_qdata(type, WireNameQuark(), const_cast<char *>(Text(row.wireName)));
+    return type;
+}
+
+/* Looks at the tables again: others may have come in their place before the lock was had. */
+GType TypeRegisterOnce(guint index) {
+    const RegistrationLock lock;
+    const SchemaTables *tables = SchemaEngine_Tables();
+    const std::atomic_ref<GType> id(tables->ids[index]);
+    GType type = id.load(std::memory_order_relaxed);
+    if (type == 0) {
+        type = TypeRegister(tables->types[index], index);
+        id.store(type, std::memory_order_release);
+    }
+    return type;
+}
+
+void PopulateNameMap(GHashTable *table, SchemaNamespace ns) {
+    const SchemaTables *tables = SchemaEngine_Tables();
+    const RegistrationLock lock;
+    for (guint i = 0; i < tables->numTypes; i++) {
+        const SchemaTypeRow &row = tables->types[i];
+        if (row.ns != ns || (row.flags & SCHEMA_TYPE_UNLISTED))
+            continue;
+        const GType type = orvane_schema_get_type(i);
+        g_hash_table_insert(table, const_cast<char *>(Text(row.wireName)), GSIZE_TO_POINTER(type));
+    }
+}
+
+} // namespace
+
+const SchemaTables *SchemaEngine_Tables() {
+    return currentTables.load(std::memory_order_acquire);
+}
+
+gboolean SchemaEngine_SetTables(const SchemaTables *tables) {
+    const RegistrationLock lock;
+    if (isAnyRegistered)
+        return FALSE;
+    currentTables.store(tables, std::memory_order_release);
+    return TRUE;
+}
+
+gboolean SchemaEngine_IsInUse() {
+    return isAnyRegistered;
+}
+
+GType SchemaEngine_ValueType(SchemaValueKind kind, guint16 type) {
+    switch (kind) {
+    case SCHEMA_VALUE_BOOLEAN:
+        return G_TYPE_BOOLEAN;
+    case SCHEMA_VALUE_BYTE:
+        return G_TYPE_CHAR;
+    case SCHEMA_VALUE_SHORT:
+    case SCHEMA_VALUE_INT:
+        return G_TYPE_INT;
+    case SCHEMA_VALUE_LONG:
+        return G_TYPE_INT64;
+    case SCHEMA_VALUE_FLOAT:
+        return G_TYPE_FLOAT;
+    case SCHEMA_VALUE_DOUBLE:
+        return G_TYPE_DOUBLE;
+    case SCHEMA_VALUE_STRING:
+        return G_TYPE_STRING;
+    case SCHEMA_VALUE_URI:
+        return ORVANE_TYPE_URI;
+    case SCHEMA_VALUE_DATETIME:
+        return ORVANE_TYPE_TIMEVAL;
+    case SCHEMA_VALUE_BINARY:
+        return ORVANE_TYPE_BYTE_ARRAY;
+    case SCHEMA_VALUE_ANY:
+        return G_TYPE_VALUE;
+    case SCHEMA_VALUE_ENUM:
+    case SCHEMA_VALUE_OBJECT:
+    case SCHEMA_VALUE_MANAGED:
+        return orvane_schema_get_type(type);
+    case SCHEMA_VALUE_NONE:
+    case SCHEMA_VALUE_UNKNOWN:
+        break;
+    }
+    return G_TYPE_NONE;
+}
+
+GType orvane_schema_get_type(guint index) {
+    const SchemaTables *tables = SchemaEngine_Tables();
+    VERIFY(index < tables->numTypes);
+    const std::atomic_ref<GType> id(tables->ids[index]);
+    const GType type = id.load(std::memory_order_acquire);
+    return type != 0 ? type : TypeRegisterOnce(index);
+}
+
+const SchemaClass *SchemaClass_Get(gpointer klass) {
+    const GType type = G_TYPE_FROM_CLASS(klass);
+    for (GType root : {SKEMA_TYPE_QORM_DATA_OBJECT, SKEMA_TYPE_QORM_METHOD_FAULT,
+                       SKEMA_TYPE_QORM_MANAGED_OBJECT}) {
+        if (g_type_is_a(type, root))
+            return static_cast<const SchemaRootClass *>(klass)->schema;
+    }
+    return nullptr;
+}
+
+void SchemaClass_SetField(GObject *object, const SchemaField *field, const GValue *value) {
+    field->store->set(PlaceOf(object, SchemaOf(object), field), value);
+    if (field->mark != 0)
+        g_object_set_qdata(object, field->mark, GINT_TO_POINTER(1));
+}
+
+void skema_core_populate_name_map(GHashTable *table) {
+    PopulateNameMap(table, SCHEMA_NAMESPACE_QORM);
+}
+
+void skema_ozy_populate_name_map(GHashTable *table) {
+    PopulateNameMap(table, SCHEMA_NAMESPACE_OZY);
+}
+
+void skema_ferry_populate_name_map(GHashTable *table) {
+    PopulateNameMap(table, SCHEMA_NAMESPACE_FERRY);
+}

@@ -1,0 +1,80 @@
+/*
+ * schemaEngine.h -- registers the rows of the schema as classes and enumerations, stores and
+ * releases the values of their fields, and packs the arguments of method stubs
+ *
+ * Generated code is one line a function: a get_type is orvane_schema_get_type(index), a method stub
+ * is orvane_schema_invoke(index, object, listener, arguments...). Everything else is here, once:
+ *
+ *   schemaEngine.cpp     rows -> types, classes, param specs, signals; name maps
+ *   schemaStore.cpp      set, get and release, one entry per kind of value
+ *   schemaReference.cpp  managed objects, which are kept as ids and never held
+ *   schemaInvoke.cpp     arguments of a stub -> values -> the session
+ *
+ * An instance is its root's struct from <orvane/runtime.h>, then the fields of each class below it,
+ * from the base down. The class struct of a root ends in a pointer to the class's SchemaClass,
+ * which every class below has in the same place; one that an application registers below a schema
+ * class inherits the pointer of its closest schema ancestor.
+ *
+ * Ownership: a SchemaClass lives as long as the process, like the class it describes.
+ * Errors:    an index past the tables is a broken program and panics.
+ * Threads:   classes may be registered from any thread; objects belong to the thread of the loop.
+ */
+#pragma once
+
+#include <orvane/runtime.h>
+
+#include "ozy/lib/schemaRows/schemaRows.h"
+
+G_BEGIN_DECLS
+
+GType orvane_schema_get_type(guint index);
+void orvane_schema_invoke(guint method, gpointer object, OrvaneListener *listener, ...);
+
+G_END_DECLS
+
+struct SchemaStore; /* how one kind of value is kept; schemaStore.h */
+
+/* One field as its class keeps it. */
+struct SchemaField {
+    const SchemaFieldRow *row;
+    const SchemaStore *store;
+    GParamSpec *pspec;
+    GType valueType; /* the type of one element of an array, otherwise of the value */
+    GQuark mark;     /* of the object data that says "was set"; 0 for a required field */
+    guint32 offset;  /* in the instance, in bytes */
+};
+
+/* A class of the schema once it is initialised. */
+struct SchemaClass {
+    const SchemaClass *base; /* NULL for a root */
+    const SchemaTypeRow *row;
+    const char *name; /* "SkemaOzyTaskInfo" */
+    GType type;
+    void (*chainUp)(GObject *object); /* finalises the part above the schema's root */
+    guint32 sessionOffset;            /* of the OrvaneSession * in the instance, in bytes */
+    guint32 numFields;
+    SchemaField *fields; /* own fields only; the field at place i has the property id i + 1 */
+};
+
+/* What a class is made of: of the class itself, or of its closest ancestor from the schema (an
+ * application may have registered it below one). NULL if it has none. */
+const SchemaClass *SchemaClass_Get(gpointer klass);
+
+/* Does what the class's set_property does for this field, without the way through the property
+ * system: no check of the value, which must hold the pspec's value type, and no "notify".
+ * The field must be one of a class that the object is of. */
+void SchemaClass_SetField(GObject *object, const SchemaField *field, const GValue *value);
+
+/* The tables in force: those built into the library unless others were put in their place. */
+const SchemaTables *SchemaEngine_Tables();
+
+/* Puts other tables in force. They must hold all types of the built-in ones at the same indexes,
+ * since the get_type functions name their type by index. FALSE, with nothing changed, once a type
+ * is registered. */
+gboolean SchemaEngine_SetTables(const SchemaTables *tables);
+
+/* Is a type registered? Then the tables stay. */
+gboolean SchemaEngine_IsInUse();
+
+/* The GType of elements of a kind; type is an index for ENUM, OBJECT and MANAGED. */
+GType SchemaEngine_ValueType(SchemaValueKind kind, guint16 type);

@@ -1,0 +1,296 @@
+#include "ozy/lib/orvane/schema/schemaReference.h"
+
+#include <span>
+#include <utility>
+#include <vector>
+
+#include <orvane/schema/qorm.h>
+
+#include "lib/misc/glibPtr.h"
+#include "ozy/lib/orvane/runtime/roomsAbove.h"
+
+namespace {
+
+template <class T> T &Held(const SchemaPlace &place) {
+    return *static_cast<T *>(place.data);
+}
+
+/* NULL without a session, too, and for a session that has gone. */
+OrvaneMOMgr *ManagerOf(OrvaneSession *session) {
+    return session != nullptr ? orvane_session_get_momgr(session) : nullptr;
+}
+
+void WarnNoManager(const char *id, GType type) {
+    g_log(nullptr, G_LOG_LEVEL_WARNING,
+          "Failed to get the OrvaneMOMgr to get property %s of type %s.\n", id, g_type_name(type));
+}
+
+/* The value itself, or the one that it boxes. */
+const GValue *Unboxed(const GValue *value) {
+    const bool isBox = G_VALUE_HOLDS(value, G_TYPE_VALUE);
+    return isBox ? static_cast<const GValue *>(g_value_get_boxed(value)) : value;
+}
+
+/* Whether a value is of a managed-object type, with a proxy in it or not. */
+bool HoldsManaged(const GValue *value) {
+    return value != nullptr && g_type_is_a(G_VALUE_TYPE(value), SKEMA_TYPE_QORM_MANAGED_OBJECT);
+}
+
+/* The proxy in a value; NULL if there is none. */
+SkemaQormManagedObject *ProxyIn(const GValue *value) {
+    return HoldsManaged(value) ? static_cast<SkemaQormManagedObject *>(g_value_get_object(value))
+                               : nullptr;
+}
+
+/* Lets go of the proxy with this id: the end of it, if nobody ever took ownership. The manager is
+ * asked for anew each time, since the end of a proxy may run the application's code. */
+void LetGo(OrvaneSession *session, const char *id) {
+    OrvaneMOMgr *manager = id != nullptr ? ManagerOf(session) : nullptr;
+    SkemaQormManagedObject *proxy = manager != nullptr ? orvane_momgr_lookup(manager, id) : nullptr;
+    if (proxy == nullptr)
+        return;
+    g_object_ref_sink(proxy);
+    g_object_unref(proxy);
+}
+
+/* Keeps a proxy alive, and floating if it was, while what was held before is let go of. */
+class Guard {
+public:
+    explicit Guard(SkemaQormManagedObject *kept) : proxy(kept) {
+        if (proxy != nullptr) {
+            wasFloating = g_object_is_floating(proxy);
+            g_object_ref(proxy);
+        }
+    }
+    Guard(Guard &&other) noexcept
+        : proxy(std::exchange(other.proxy, nullptr)), wasFloating(other.wasFloating) {}
+    Guard &operator=(Guard &&) = delete;
+    ~Guard() {
+        if (proxy == nullptr)
+            return;
+        if (wasFloating && !g_object_is_floating(proxy))
+            g_object_force_floating(G_OBJECT(proxy)); /* our reference is now the floating one */
+        else
+            g_object_unref(proxy);
+    }
+
+private:
+    SkemaQormManagedObject *proxy;
+    bool wasFloating = false;
+};
+
+/* ---- one managed object ---- */
+
+void ReferenceSet(const SchemaPlace &place, const GValue *value) {
+    SkemaQormManagedObject *proxy = ProxyIn(value);
+    OrvaneSession *oldSession = *place.session;
+    SchemaReference next = {nullptr, place.field->valueType};
+    if (proxy != nullptr) {
+        next = {g_strdup(proxy->id), G_OBJECT_TYPE(proxy)};
+        *place.session = proxy->session;
+    }
+    const GPtr<char> oldId(std::exchange(Held<SchemaReference>(place), next).id);
+    if (oldId != nullptr) {
+        const Guard guard(proxy);
+        LetGo(oldSession, oldId.get());
+    }
+}
+
+void ReferenceGet(const SchemaPlace &place, GValue *value) {
+    const auto &[id, type] = Held<SchemaReference>(place);
+    if (id == nullptr)
+        return;
+    if (OrvaneMOMgr *manager = ManagerOf(*place.session))
+        g_value_set_object(value, orvane_momgr_lookup_or_create(manager, id, type));
+    else
+        WarnNoManager(id, type);
+}
+
+void ReferenceRelease(const SchemaPlace &place) {
+    const SchemaReference none = {nullptr, place.field->valueType};
+    const GPtr<char> id(std::exchange(Held<SchemaReference>(place), none).id);
+    LetGo(*place.session, id.get());
+}
+
+/* ---- a list of managed objects ---- */
+
+/* The ids and types of the proxies in a list; elements without a proxy are left out. */
+SchemaReferenceArray ReferencesIn(const GValueArray *proxies) {
+    SchemaReferenceArray references = {
+        g_value_array_new(proxies->n_values),
+        g_array_sized_new(FALSE, FALSE, sizeof(GType), proxies->n_values),
+    };
+    for (const GValue &element : std::span(proxies->values, proxies->n_values)) {
+        const SkemaQormManagedObject *proxy = ProxyIn(Unboxed(&element));
+        if (proxy == nullptr || proxy->id == nullptr)
+            continue;
+        GValue id = G_VALUE_INIT;
+        g_value_init(&id, G_TYPE_STRING);
+        g_value_set_static_string(&id, proxy->id);
+        g_value_array_append(references.ids, &id); /* copies the text */
+        const GType type = G_OBJECT_TYPE(proxy);
+        g_array_append_val(references.types, type);
+    }
+    return references;
+}
+
+/* Frees the list; a list of ids lets go of each proxy before. */
+void ReferencesLetGo(OrvaneSession *session, const SchemaReferenceArray &references) {
+    if (references.types != nullptr) {
+        for (guint i = 0; i < references.ids->n_values; i++)
+            LetGo(session, g_value_get_string(references.ids->values + i));
+        g_array_free(references.types, TRUE);
+    }
+    if (references.ids != nullptr)
+        g_value_array_free(references.ids);
+}
+
+/* Takes the session of the first proxy in the list. */
+void AdoptSession(const SchemaPlace &place, const GValueArray *proxies) {
+    if (proxies->n_values == 0)
+        return;
+    if (const SkemaQormManagedObject *first = ProxyIn(Unboxed(proxies->values)))
+        *place.session = first->session;
+}
+
+void ReplaceReferences(const SchemaPlace &place, const SchemaReferenceArray &next,
+                       OrvaneSession *oldSession, const GValueArray *proxies) {
+    const auto old = std::exchange(Held<SchemaReferenceArray>(place), next);
+    std::vector<Guard> guards;
+    if (old.types != nullptr && next.types != nullptr) {
+        guards.reserve(proxies->n_values);
+        for (const GValue &element : std::span(proxies->values, proxies->n_values))
+            guards.emplace_back(ProxyIn(Unboxed(&element)));
+    }
+    ReferencesLetGo(oldSession, old);
+}
+
+void ReferenceArraySet(const SchemaPlace &place, const GValue *value) {
+    const auto *proxies = static_cast<const GValueArray *>(g_value_get_boxed(value));
+    OrvaneSession *oldSession = *place.session;
+    SchemaReferenceArray next = {};
+    if (proxies != nullptr) {
+        next = ReferencesIn(proxies);
+        AdoptSession(place, proxies);
+    }
+    ReplaceReferences(place, next, oldSession, proxies);
+}
+
+void ReferenceArrayGet(const SchemaPlace &place, GValue *value) {
+    const auto &[ids, types] = Held<SchemaReferenceArray>(place);
+    if (ids == nullptr)
+        return;
+    OrvaneMOMgr *manager = ManagerOf(*place.session);
+    if (manager == nullptr) {
+        g_log(nullptr, G_LOG_LEVEL_WARNING, "Failed to get the OrvaneMOMgr to get an array\n");
+        return;
+    }
+    GValueArray *proxies = g_value_array_new(ids->n_values);
+    for (guint i = 0; i < ids->n_values; i++) {
+        const GType type = g_array_index(types, GType, i);
+        auto *proxy =
+            orvane_momgr_lookup_or_create(manager, g_value_get_string(ids->values + i), type);
+        g_value_array_append(proxies, nullptr);
+        GValue *element = proxies->values + i;
+        g_value_init(element, proxy != nullptr ? G_OBJECT_TYPE(proxy) : type);
+        g_value_set_object(element, proxy);
+    }
+    g_value_take_boxed(value, proxies);
+}
+
+void ReferenceArrayRelease(const SchemaPlace &place) {
+    const auto old = std::exchange(Held<SchemaReferenceArray>(place), SchemaReferenceArray{});
+    ReferencesLetGo(*place.session, old);
+}
+
+/* ---- a list of any: of managed objects if its first element is one ---- */
+
+void DynamicArraySet(const SchemaPlace &place, const GValue *value) {
+    const auto *source = static_cast<const GValueArray *>(g_value_get_boxed(value));
+    if (source != nullptr && source->n_values > 0 && HoldsManaged(Unboxed(source->values))) {
+        ReferenceArraySet(place, value);
+        return;
+    }
+    const SchemaReferenceArray next = {static_cast<GValueArray *>(g_value_dup_boxed(value)),
+                                       nullptr};
+    ReplaceReferences(place, next, *place.session, source);
+}
+
+void DynamicArrayGet(const SchemaPlace &place, GValue *value) {
+    const auto &held = Held<SchemaReferenceArray>(place);
+    if (held.types != nullptr)
+        ReferenceArrayGet(place, value);
+    else
+        g_value_set_boxed(value, held.ids);
+}
+
+/* ---- any ---- */
+
+void AnyLetGo(OrvaneSession *session, SchemaAny any) {
+    if (G_VALUE_TYPE(&any.value) == 0)
+        return;
+    if (any.moType != 0)
+        LetGo(session, g_value_get_string(&any.value));
+    g_value_unset(&any.value);
+}
+
+void AnySet(const SchemaPlace &place, const GValue *value) {
+    const auto *source = static_cast<const GValue *>(g_value_get_boxed(value));
+    SkemaQormManagedObject *proxy = ProxyIn(source);
+    OrvaneSession *oldSession = *place.session;
+    SchemaAny next = {};
+    if (HoldsManaged(source)) {
+        g_value_init(&next.value, G_TYPE_STRING);
+        g_value_set_string(&next.value, proxy != nullptr ? proxy->id : nullptr);
+        next.moType = G_VALUE_TYPE(source);
+    } else if (source != nullptr && G_VALUE_TYPE(source) != 0) {
+        g_value_init(&next.value, G_VALUE_TYPE(source));
+        g_value_copy(source, &next.value);
+    }
+    if (proxy != nullptr)
+        *place.session = proxy->session;
+    const auto old = std::exchange(Held<SchemaAny>(place), next);
+    const Guard guard(old.moType != 0 ? proxy : nullptr);
+    AnyLetGo(oldSession, old);
+}
+
+void AnyGet(const SchemaPlace &place, GValue *value) {
+    const SchemaAny &held = Held<SchemaAny>(place);
+    if (held.moType == 0) {
+        g_value_set_boxed(value, &held.value);
+        return;
+    }
+    GType type = held.moType;
+    SkemaQormManagedObject *proxy = nullptr;
+    if (const char *id = g_value_get_string(&held.value)) {
+        if (OrvaneMOMgr *manager = ManagerOf(*place.session))
+            proxy = orvane_momgr_lookup_or_create(manager, id, type);
+        else
+            WarnNoManager(id, type);
+    }
+    /* the manager may know the id already as an object of a class less specific */
+    if (proxy != nullptr && !g_type_is_a(G_OBJECT_TYPE(proxy), type))
+        type = G_OBJECT_TYPE(proxy);
+    GValue shown = G_VALUE_INIT;
+    g_value_init(&shown, type);
+    g_value_set_object(&shown, proxy);
+    g_value_set_boxed(value, &shown);
+    g_value_unset(&shown);
+}
+
+void AnyRelease(const SchemaPlace &place) {
+    AnyLetGo(*place.session, std::exchange(Held<SchemaAny>(place), SchemaAny{}));
+}
+
+} // namespace
+
+constinit const SchemaStore kSchemaReferenceStore = {sizeof(SchemaReference), ReferenceSet,
+                                                     ReferenceGet, ReferenceRelease};
+
+constinit const SchemaStore kSchemaReferenceArrayStore = {
+    sizeof(SchemaReferenceArray), ReferenceArraySet, ReferenceArrayGet, ReferenceArrayRelease};
+
+constinit const SchemaStore kSchemaDynamicArrayStore = {
+    sizeof(SchemaReferenceArray), DynamicArraySet, DynamicArrayGet, ReferenceArrayRelease};
+
+constinit const SchemaStore kSchemaAnyStore = {sizeof(SchemaAny), AnySet, AnyGet, AnyRelease};

@@ -1,0 +1,43 @@
+/*
+ * schemaReference.h -- managed objects in fields: kept as an id and a type, never held
+ *
+ * To hold a proxy would tie its life to every data object that mentions it. So a store takes the
+ * proxy's id, its type and, for the object, its session; a read asks the session's manager for the
+ * proxy again, which makes it if it is gone. A proxy that nobody took ownership of is still
+ * floating: when an object that mentions it lets go, look-up, ref_sink and unref destroy it, and
+ * change nothing for one with owners.
+ *
+ * A store puts the new in place before it lets the old go, since the end of a proxy may run the
+ * application's code; and it guards the new ones meanwhile: an object that mentions a floating proxy
+ * and is given the same one again must not destroy it on the way.
+ *
+ * Errors:  a read without a manager logs a warning and leaves the value as it was; of an any it makes
+ *          an empty value of the proxy's type.
+ * Threads: the loop's.
+ */
+#pragma once
+
+#include "ozy/lib/orvane/schema/schemaStore.h"
+
+/* A field of a managed-object type. */
+struct SchemaReference {
+    char *id;   /* owned; NULL: nothing held */
+    GType type; /* the proxy's own class */
+};
+
+/* A list of managed objects. Either both are NULL or they are of the same length. */
+struct SchemaReferenceArray {
+    GValueArray *ids; /* of strings */
+    GArray *types;    /* of GType; in a list of any NULL if ids holds the values themselves */
+};
+
+/* A field of any type. */
+struct SchemaAny {
+    GValue value; /* zeroed: nothing held */
+    GType moType; /* not 0: value is a string with the id of a managed object of this type */
+};
+
+extern const SchemaStore kSchemaReferenceStore;
+extern const SchemaStore kSchemaReferenceArrayStore;
+extern const SchemaStore kSchemaDynamicArrayStore;
+extern const SchemaStore kSchemaAnyStore;

@@ -1,0 +1,41 @@
+/*
+ * schemaStore.h -- how each kind of value is kept in an object: its size there, and how it is set,
+ * read and released
+ *
+ *   string          char *             owned
+ *   numbers, enums  by value           a short through a gint value
+ *   dateTime        GTimeVal *         owned; binary is a GByteArray * likewise
+ *   any             SchemaAny          inline; a managed object in it is kept as its id
+ *   object          GObject *          an owned reference
+ *   managed object  SchemaReference    its id and type; the proxy itself is never held
+ *   arrays          GValueArray *      owned; of managed objects SchemaReferenceArray
+ *
+ * All state starts zeroed, and zeroed state is "nothing held".
+ *
+ * Threads: those of the object.
+ */
+#pragma once
+
+#include "ozy/lib/orvane/schema/schemaEngine.h"
+
+/* A field of one object. */
+struct SchemaPlace {
+    const SchemaField *field;
+    gpointer data;           /* where in the object the field is kept */
+    OrvaneSession **session; /* the object's session, borrowed; may have gone */
+};
+
+struct SchemaStore {
+    guint16 size; /* in the object, in bytes; also the alignment, up to that of a pointer */
+
+    /* Releases what is held and keeps what the value holds. */
+    void (*set)(const SchemaPlace &place, const GValue *value);
+    /* Puts what is held into the value, which is of the pspec's type; leaves it alone if nothing
+     * can be had. */
+    void (*get)(const SchemaPlace &place, GValue *value);
+    /* Releases what is held and leaves the place zeroed. NULL: nothing is ever owned. */
+    void (*release)(const SchemaPlace &place);
+};
+
+/* The store for a field. */
+const SchemaStore *SchemaStore_For(const SchemaFieldRow &row);

@@ -1,0 +1,389 @@
+#include "ozy/lib/orvane/runtime/roomsAbove.h"
+
+#include <cstdarg>
+#include <span>
+#include <utility>
+
+#include <orvane/privilege.h>
+
+#include "lib/misc/secret.h"
+#include "ozy/lib/orvane/runtime/orvaneRuntime.h"
+#include "ozy/lib/orvane/schema/schemaLookup.h"
+#include "ozy/lib/orvane/session/orvaneSessionInt.h"
+#include "ozy/lib/orvane/session/orvaneSessionVerify.h"
+
+namespace {
+
+enum { PROP_0, PROP_STATE, PROP_SERVICE_INSTANCE_CONTENT, PROP_SERVICE_INSTANCE, NUM_PROPERTIES };
+
+/* Filled once, when the class is made. */
+constinit GParamSpec *properties[NUM_PROPERTIES] = {};
+
+void SetText(char **field, const char *text) {
+    char *copy = g_strdup(text);
+    g_free(*field);
+    *field = copy;
+}
+
+void EnterLive(OrvaneSession *session) {
+    session->priv->nextLive = orvaneSessionLive;
+    orvaneSessionLive = session;
+}
+
+void LeaveLive(OrvaneSession *session) {
+    OrvaneSession **link = &orvaneSessionLive;
+    while (*link != nullptr && *link != session)
+        link = &(*link)->priv->nextLive;
+    if (*link != nullptr)
+        *link = session->priv->nextLive;
+}
+
+/* Ends whatever the session has under way, without a word to anybody. Calls out. */
+void TearDown(OrvaneSession *session) {
+    OrvaneSessionPrivate *priv = session->priv;
+    if (priv->moMgr != nullptr)
+        orvane_momgr_cancel_updates(priv->moMgr, nullptr);
+    OrvaneSessionUnlinkAllListeners(session);
+    OrvaneSessionStopKeepAlive(session);
+    orvane_session_cleanup_private_state(session);
+}
+
+/* An operation that the session's state does not allow. */
+void FailAtOnce(OrvaneListener *listener) {
+    if (listener == nullptr)
+        return;
+    ObjectWatch<OrvaneListener> watch(listener);
+    orvane_listener_initiate(listener);
+    if (watch)
+        orvane_listener_acknowledge(listener, FALSE, nullptr);
+}
+
+/* Whether the role grants the privilege. */
+bool RoleHas(GHashTable *roles, gint roleId, const char *privilege) {
+    auto *set = static_cast<GHashTable *>(g_hash_table_lookup(roles, GINT_TO_POINTER(roleId)));
+    return set != nullptr && skema_privilege_check(set, privilege) != 0;
+}
+
+} // namespace
+
+OrvaneSession *orvaneSessionLive = nullptr;
+
+GType orvane_session_state_get_type(void) {
+    static gsize type = 0;
+    if (g_once_init_enter(&type)) {
+        /* without INTERRUPTED, which is no step of a connection's way */
+        static constexpr GEnumValue kValues[] = {
+            {ORVANE_SESSION_DISCONNECTED, "ORVANE_SESSION_DISCONNECTED", "disconnected"},
+            {ORVANE_SESSION_CONNECTING, "ORVANE_SESSION_CONNECTING", "connecting"},
+            {ORVANE_SESSION_CONNECTED, "ORVANE_SESSION_CONNECTED", "connected"},
+            {ORVANE_SESSION_DISCONNECTING, "ORVANE_SESSION_DISCONNECTING", "disconnecting"},
+            {0, nullptr, nullptr},
+        };
+        g_once_init_leave(&type, g_enum_register_static("OrvaneSessionState", kValues));
+    }
+    return type;
+}
+
+G_DEFINE_TYPE_WITH_PRIVATE(OrvaneSession, orvane_session, G_TYPE_OBJECT)
+
+static void orvane_session_init(OrvaneSession *session) {
+    auto *priv = static_cast<OrvaneSessionPrivate *>(orvane_session_get_instance_private(session));
+    session->priv = priv;
+    EnterLive(session);
+    orvane_session_set_state(session, ORVANE_SESSION_DISCONNECTED);
+    priv->roles = g_hash_table_new_full(g_direct_hash, g_direct_equal, nullptr,
+                                        reinterpret_cast<GDestroyNotify>(g_hash_table_unref));
+    priv->listeners = g_hash_table_new_full(g_direct_hash, g_direct_equal, nullptr, g_free);
+    priv->verifyHandshakeOver = TRUE;
+    priv->verifyDecided = TRUE;
+    priv->server = ORVANE_SERVER(g_object_new(ORVANE_TYPE_OZY_SERVER, nullptr));
+}
+
+static void orvane_session_get_property(GObject *object, guint id, GValue *value,
+                                        GParamSpec *pspec) {
+    const OrvaneSessionPrivate *priv = ORVANE_SESSION(object)->priv;
+    switch (id) {
+    case PROP_STATE:
+        g_value_set_enum(value, priv->state);
+        return;
+    case PROP_SERVICE_INSTANCE_CONTENT:
+        g_value_set_object(value, priv->serviceContent);
+        return;
+    case PROP_SERVICE_INSTANCE:
+        g_value_set_object(value, priv->serviceInstance);
+        return;
+    default:
+        G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, pspec);
+    }
+}
+
+/* The parent goes first: the application's watches and handlers on the session are gone before what
+ * the tear-down calls out to may look at it, and it is still whole enough for a reference. */
+static void orvane_session_dispose(GObject *object) {
+    G_OBJECT_CLASS(orvane_session_parent_class)->dispose(object);
+    ObjectWatch<OrvaneSession>::EndAll(ORVANE_SESSION(object));
+    TearDown(ORVANE_SESSION(object));
+}
+
+static void orvane_session_finalize(GObject *object) {
+    OrvaneSession *session = ORVANE_SESSION(object);
+    OrvaneSessionPrivate *priv = session->priv;
+    TearDown(session); /* of what a handler may have begun in between */
+    LeaveLive(session);
+    ObjectWatch<OrvaneSession>::EndAll(session);
+    g_hash_table_destroy(priv->roles);
+    g_hash_table_destroy(priv->listeners);
+    g_object_unref(priv->server);
+    OrvaneSessionFreeCallHeaders(priv);
+    g_free(priv->userAgent);
+    g_free(priv->sslCertificateFile);
+    g_free(priv->sslCertificatePath);
+    G_OBJECT_CLASS(orvane_session_parent_class)->finalize(object);
+}
+
+static void orvane_session_class_init(OrvaneSessionClass *klass) {
+    GObjectClass *object = G_OBJECT_CLASS(klass);
+    object->get_property = orvane_session_get_property;
+    object->dispose = orvane_session_dispose;
+    object->finalize = orvane_session_finalize;
+
+    properties[PROP_STATE] =
+        g_param_spec_enum("state", "State", "The current state.", orvane_session_state_get_type(),
+                          ORVANE_SESSION_DISCONNECTED, G_PARAM_READABLE);
+    properties[PROP_SERVICE_INSTANCE_CONTENT] =
+        g_param_spec_object("serviceInstanceContent", "", "", G_TYPE_OBJECT, G_PARAM_READABLE);
+    properties[PROP_SERVICE_INSTANCE] =
+        g_param_spec_object("serviceInstance", "", "", G_TYPE_OBJECT, G_PARAM_READABLE);
+    g_object_class_install_properties(object, NUM_PROPERTIES, properties);
+
+    g_signal_new("roles-changed", G_TYPE_FROM_CLASS(klass), G_SIGNAL_RUN_LAST,
+                 G_STRUCT_OFFSET(OrvaneSessionClass, roles_changed), nullptr, nullptr,
+                 g_cclosure_marshal_VOID__VOID, G_TYPE_NONE, 0);
+}
+
+/*
+ * Every field is cleared before what it held is released, since a release may run the application's
+ * code, and that may start the next connection. Requests go before the cookie jar that they share, and
+ * the manager after the objects whose proxies are found through it.
+ */
+void orvane_session_cleanup_private_state(OrvaneSession *session) {
+    OrvaneSessionPrivate *priv = session->priv;
+    const guint connection = ++priv->connection;
+    OrvaneSessionFreeCalls(session);
+    OrvaneSessionVerify_End(session);
+    g_clear_pointer(&priv->url, g_free);
+    g_clear_pointer(&priv->version, g_free);
+    g_clear_pointer(&priv->nameSpace, g_free);
+    g_clear_pointer(&priv->cnxParams, orvane_session_destroy_cnxparams);
+    priv->useLegacy = FALSE;
+    g_clear_pointer(&priv->cookieJar, BasicHttp_FreeCookieJar);
+    g_clear_pointer(&priv->sspiState, orvane_destroy_sspi_state);
+
+    ObjectPtr<OrvaneListener> load(std::exchange(priv->rolesLoadListener, nullptr));
+    ObjectPtr<GObject> userSession(std::exchange(priv->userSession, nullptr));
+    ObjectPtr<SkemaQormManagedObject> sessionManager(std::exchange(priv->sessionManager, nullptr));
+    ObjectPtr<SkemaQormManagedObject> authorization(
+        std::exchange(priv->authorizationManager, nullptr));
+    if (priv->roleListHandler != 0)
+        g_signal_handler_disconnect(authorization.get(), priv->roleListHandler);
+    priv->roleListHandler = 0;
+    ObjectPtr<GObject> serviceContent(std::exchange(priv->serviceContent, nullptr));
+    ObjectPtr<SkemaQormManagedObject> serviceInstance(
+        std::exchange(priv->serviceInstance, nullptr));
+
+    load.reset();
+    userSession.reset();
+    sessionManager.reset();
+    authorization.reset();
+    serviceContent.reset();
+    serviceInstance.reset();
+    if (priv->connection == connection)
+        g_clear_object(&priv->moMgr);
+}
+
+/* -- construction and reading --------------------------------------------------------------------- */
+
+OrvaneSession *orvane_session_new(void) {
+    return ORVANE_SESSION(g_object_new(ORVANE_TYPE_SESSION, nullptr));
+}
+
+gboolean OrvaneSession_IsLive(const OrvaneSession *session) {
+    if (session == nullptr)
+        return FALSE;
+    const OrvaneSession *live = orvaneSessionLive;
+    while (live != nullptr && live != session)
+        live = live->priv->nextLive;
+    return live != nullptr;
+}
+
+OrvaneSessionState orvane_session_get_state(OrvaneSession *session) {
+    g_return_val_if_fail(ORVANE_IS_SESSION(session), ORVANE_SESSION_DISCONNECTED);
+    return session->priv->state;
+}
+
+const char *orvane_session_get_version(OrvaneSession *session) {
+    g_return_val_if_fail(ORVANE_IS_SESSION(session), nullptr);
+    return session->priv->version;
+}
+
+const char *orvane_session_get_namespace(OrvaneSession *session) {
+    g_return_val_if_fail(ORVANE_IS_SESSION(session), nullptr);
+    return session->priv->nameSpace;
+}
+
+GPtrArray *orvane_session_get_all_versions(OrvaneSession *session) {
+    g_return_val_if_fail(ORVANE_IS_SESSION(session), nullptr);
+    if (session->priv->version == nullptr)
+        return nullptr;
+    const OrvaneVersionEntry *entry = orvane_lookup_version(session->priv->version);
+    return entry != nullptr ? entry->versions : nullptr;
+}
+
+gboolean orvane_session_has_version(OrvaneSession *session, const char *version) {
+    g_return_val_if_fail(version != nullptr, FALSE);
+    const GPtrArray *versions = orvane_session_get_all_versions(session);
+    if (versions == nullptr)
+        return FALSE;
+    for (gpointer has : std::span(versions->pdata, versions->len)) {
+        if (strcmp(static_cast<const char *>(has), version) == 0)
+            return TRUE;
+    }
+    return FALSE;
+}
+
+SkemaQormManagedObject *orvane_session_get_authorization_manager(OrvaneSession *session) {
+    g_return_val_if_fail(ORVANE_IS_SESSION(session), nullptr);
+    return session->priv->authorizationManager;
+}
+
+/* Asked for each reference that an object gives back, so by objects that outlived their session too. */
+OrvaneMOMgr *orvane_session_get_momgr(OrvaneSession *session) {
+    return OrvaneSession_IsLive(session) ? session->priv->moMgr : nullptr;
+}
+
+SkemaQormManagedObject *orvane_session_get_object(OrvaneSession *session, const char *id,
+                                                  GType type) {
+    g_return_val_if_fail(ORVANE_IS_SESSION(session), nullptr);
+    g_return_val_if_fail(id != nullptr, nullptr);
+    g_return_val_if_fail(session->priv->moMgr != nullptr, nullptr);
+    return orvane_momgr_lookup_or_create(session->priv->moMgr, id, type);
+}
+
+void orvane_session_load_object(OrvaneSession *session, gboolean partialUpdates,
+                                SkemaQormManagedObject *object, OrvaneListener *listener) {
+    g_return_if_fail(ORVANE_IS_SESSION(session));
+    g_return_if_fail(object != nullptr);
+    if (session->priv->state == ORVANE_SESSION_CONNECTED && session->priv->moMgr != nullptr) {
+        orvane_momgr_load_object(session->priv->moMgr, partialUpdates, object, listener);
+        return;
+    }
+    FailAtOnce(listener);
+}
+
+void orvane_session_unload_object(OrvaneSession *session, SkemaQormManagedObject *object,
+                                  gboolean clear) {
+    g_return_if_fail(ORVANE_IS_SESSION(session));
+    g_return_if_fail(object != nullptr);
+    g_return_if_fail(session->priv->moMgr != nullptr);
+    orvane_momgr_unload_object(session->priv->moMgr, object, clear);
+}
+
+gboolean orvane_session_query_privilege(OrvaneSession *session, SkemaQormManagedObject *object,
+                                        const char *privilege) {
+    g_return_val_if_fail(ORVANE_IS_SESSION(session), FALSE);
+    g_return_val_if_fail(object != nullptr && privilege != nullptr, FALSE);
+    GValueArray *effectiveRole = nullptr;
+    g_object_get(object, "effectiveRole", &effectiveRole, nullptr);
+    if (effectiveRole == nullptr)
+        return FALSE;
+
+    gboolean granted = FALSE;
+    for (const GValue &role : std::span(effectiveRole->values, effectiveRole->n_values)) {
+        if (G_VALUE_HOLDS_INT(&role) &&
+            RoleHas(session->priv->roles, g_value_get_int(&role), privilege)) {
+            granted = TRUE;
+            break;
+        }
+    }
+    g_value_array_free(effectiveRole);
+    return granted;
+}
+
+/* -- setters -------------------------------------------------------------------------------------- */
+
+void orvane_session_set_useragent(OrvaneSession *session, const char *text) {
+    g_return_if_fail(ORVANE_IS_SESSION(session));
+    SetText(&session->priv->userAgent, text);
+}
+
+void orvane_session_set_use_fresh_connection(OrvaneSession *session, gboolean value) {
+    g_return_if_fail(ORVANE_IS_SESSION(session));
+    session->priv->useFreshConnection = value;
+}
+
+void orvane_session_set_ssl_certificate_location(OrvaneSession *session, const char *file,
+                                                 const char *path) {
+    g_return_if_fail(ORVANE_IS_SESSION(session));
+    SetText(&session->priv->sslCertificateFile, file);
+    SetText(&session->priv->sslCertificatePath, path);
+}
+
+void orvane_session_set_verify_certificate_func(OrvaneSession *session,
+                                                OrvaneVerifyCertificateFunc func, gpointer data) {
+    g_return_if_fail(ORVANE_IS_SESSION(session));
+    session->priv->verifyFunc = func;
+    session->priv->verifyData = data;
+}
+
+void orvane_session_target_ferry(OrvaneSession *session) {
+    g_return_if_fail(ORVANE_IS_SESSION(session));
+    g_object_unref(session->priv->server);
+    session->priv->server = ORVANE_SERVER(g_object_new(ORVANE_TYPE_FERRY_SERVER, nullptr));
+}
+
+gboolean orvane_session_target_is_ferry(OrvaneSession *session) {
+    g_return_val_if_fail(ORVANE_IS_SESSION(session), FALSE);
+    return session->priv->server != nullptr && ORVANE_IS_FERRY_SERVER(session->priv->server);
+}
+
+/* -- state ---------------------------------------------------------------------------------------- */
+
+void orvane_session_set_state(OrvaneSession *session, OrvaneSessionState state) {
+    g_return_if_fail(ORVANE_IS_SESSION(session));
+    if (session->priv->state == state)
+        return;
+    session->priv->state = state;
+    g_object_notify_by_pspec(G_OBJECT(session), properties[PROP_STATE]);
+}
+
+void orvane_session_set_interrupted(OrvaneSession *session) {
+    orvane_session_set_state(session, ORVANE_SESSION_INTERRUPTED);
+}
+
+/* -- how to log in -------------------------------------------------------------------------------- */
+
+OrvaneCnxParams *orvane_session_create_cnxparams(gint kind, ...) {
+    va_list arguments;
+    va_start(arguments, kind);
+    const char *first = va_arg(arguments, const char *);
+    const char *second = kind == ORVANE_CNX_PASSWORD ? va_arg(arguments, const char *) : nullptr;
+    va_end(arguments);
+
+    if (first == nullptr && kind != ORVANE_CNX_SSPI)
+        return nullptr;
+    if (second == nullptr && kind == ORVANE_CNX_PASSWORD)
+        return nullptr;
+    OrvaneCnxParams *params = g_new0(OrvaneCnxParams, 1);
+    params->kind = static_cast<OrvaneCnxKind>(kind);
+    params->first = g_strdup(first);
+    params->second = g_strdup(second);
+    return params;
+}
+
+void orvane_session_destroy_cnxparams(OrvaneCnxParams *params) {
+    if (params == nullptr)
+        return;
+    Secret_FreeText(params->first); /* a ticket or a cookie with some kinds */
+    Secret_FreeText(params->second);
+    g_free(params);
+}

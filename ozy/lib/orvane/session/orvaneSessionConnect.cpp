@@ -1,0 +1,202 @@
+/*
+ * A connect is a chain of steps, each begun by the end of the one before:
+ *
+ *   discovery -> [legacy document] -> RetrieveContent -> [ticket] -> login -> roles
+ *
+ * Each step has an internal listener (or, for a GET, a plain object) to which the application's is bound
+ * weakly, so that the death of the latter only means that nobody is told. The first step that fails
+ * ends the chain, with the state DISCONNECTED.
+ */
+#include <utility>
+
+#include "lib/misc/log.h"
+#include "lib/misc/secret.h"
+#include "ozy/lib/orvane/runtime/orvaneRuntime.h"
+#include "ozy/lib/orvane/session/orvaneSessionInt.h"
+#include "ozy/lib/orvane/session/orvaneSessionVerify.h"
+#include "ozy/lib/orvane/soap/orvaneFault.h"
+
+#include <orvane/schema/qorm.h>
+
+namespace {
+
+using ParamsPtr = std::unique_ptr<OrvaneCnxParams, Release<orvane_session_destroy_cnxparams>>;
+
+constexpr const char *kStepKey = "orvane_session_step";
+
+/* Adopts the cookie of a session that exists. */
+bool SetCookie(BasicHttpCookieJar *jar, const char *cookie) {
+    const SecretText line(g_strdup_printf("Set-Cookie: %s; Path=/;", cookie));
+    return BasicHttp_SetInitialCookie(jar, line.get());
+}
+
+/* Makes what a connection has from its beginning. */
+bool SetUp(OrvaneSession *session, const char *url, OrvaneCnxParams *cnxParams) {
+    OrvaneSessionPrivate *priv = session->priv;
+    priv->url = g_strdup(url);
+    priv->cnxParams = cnxParams;
+    priv->cookieJar = BasicHttp_CreateCookieJar();
+    priv->moMgr = orvane_momgr_new(session);
+    if (!OrvaneSessionVerify_Begin(session))
+        return false;
+    if (cnxParams->kind == ORVANE_CNX_SSPI)
+        priv->sspiState = orvane_create_sspi_state(cnxParams->first);
+    if (cnxParams->kind == ORVANE_CNX_HIJACK)
+        return SetCookie(priv->cookieJar, cnxParams->first);
+    return true;
+}
+
+void ConnectWith(OrvaneSession *session, const char *url, OrvaneListener *listener,
+                 OrvaneCnxParams *cnxParams) {
+    g_return_if_fail(cnxParams);
+    orvane_session_connect_internal(session, url, listener, cnxParams);
+}
+
+} // namespace
+
+void orvane_session_connect(OrvaneSession *session, const char *url, const char *user,
+                            const char *password, OrvaneListener *listener) {
+    ConnectWith(session, url, listener,
+                orvane_session_create_cnxparams(ORVANE_CNX_PASSWORD, user, password));
+}
+
+void orvane_session_clone(OrvaneSession *session, const char *url, const char *cloneTicket,
+                          OrvaneListener *listener) {
+    ConnectWith(session, url, listener,
+                orvane_session_create_cnxparams(ORVANE_CNX_CLONE, cloneTicket));
+}
+
+void orvane_session_sspi_connect(OrvaneSession *session, const char *url, const char *sspiArgument,
+                                 OrvaneListener *listener) {
+    ConnectWith(session, url, listener,
+                orvane_session_create_cnxparams(ORVANE_CNX_SSPI, sspiArgument));
+}
+
+void orvane_session_hijack(OrvaneSession *session, const char *url, const char *cookie,
+                           OrvaneListener *listener) {
+    ConnectWith(session, url, listener, orvane_session_create_cnxparams(ORVANE_CNX_HIJACK, cookie));
+}
+
+void orvane_session_connect_local(OrvaneSession *session, gboolean useHttps, const char *user,
+                                  OrvaneListener *listener) {
+    g_return_if_fail(ORVANE_IS_SESSION(session));
+    const GPtr<char> url(orvane_session_get_local_soap_url(session, useHttps));
+    ConnectWith(session, url.get(), listener,
+                orvane_session_create_cnxparams(ORVANE_CNX_LOCAL, user));
+}
+
+/* -- steps ---------------------------------------------------------------------------------------- */
+
+OrvaneListener *OrvaneSessionBound(gpointer object) {
+    return static_cast<OrvaneListener *>(
+        g_object_get_qdata(static_cast<GObject *>(object), orvane_quark_listener()));
+}
+
+OrvaneListener *OrvaneSessionNewStep(OrvaneSession *session, OrvaneListenerCallback callback,
+                                     OrvaneListener *application) {
+    OrvaneListener *step = OrvaneListener_NewInternal(callback, session);
+    g_object_set_data(G_OBJECT(step), kStepKey, step);
+    if (application != nullptr)
+        orvane_bind_listener(G_OBJECT(step), application);
+    return step;
+}
+
+void OrvaneSessionStepSent(OrvaneSession *session, OrvaneListener *step) {
+    if (!OrvaneSession_HasCall(session, step))
+        orvane_listener_acknowledge(step, FALSE, nullptr);
+}
+
+void OrvaneSessionDropListener(OrvaneListener *listener) {
+    const bool isStep = g_object_get_data(G_OBJECT(listener), kStepKey) != nullptr;
+    ObjectWatch<OrvaneListener> application(isStep ? OrvaneSessionBound(listener) : nullptr);
+    g_object_unref(listener);
+    OrvaneSessionAcknowledgeFault(application.Get(), OrvaneFault_NewUnexpected());
+}
+
+void OrvaneSessionAcknowledgeSuccess(OrvaneListener *application) {
+    if (application != nullptr)
+        orvane_listener_acknowledge(application, TRUE, nullptr);
+}
+
+void OrvaneSessionAcknowledgeFault(OrvaneListener *application, SkemaQormMethodFault *fault) {
+    GValue value = G_VALUE_INIT;
+    g_value_init(&value, SKEMA_TYPE_QORM_METHOD_FAULT);
+    g_value_take_object(&value, fault);
+    if (application != nullptr)
+        orvane_listener_acknowledge(application, FALSE, &value);
+    g_value_unset(&value);
+}
+
+void OrvaneSessionConnectFailed(OrvaneSession *session, OrvaneListener *application,
+                                SkemaQormMethodFault *fault) {
+    ObjectWatch<OrvaneListener> watch(application);
+    orvane_session_set_state(session, ORVANE_SESSION_DISCONNECTED);
+    OrvaneSessionAcknowledgeFault(watch.Get(), fault);
+}
+
+namespace {
+
+/* Between its call outs this goes on only as long as the connection is the one that it began. */
+void Begin(OrvaneSession *session, const char *url, OrvaneListener *listener, ParamsPtr params) {
+    OrvaneSessionPrivate *priv = session->priv;
+    ObjectWatch<OrvaneSession> sessionWatch(session);
+    ObjectWatch<OrvaneListener> listenerWatch(listener);
+    if (listener != nullptr && orvane_listener_get_state(listener) != ORVANE_LISTENER_PENDING)
+        orvane_listener_initiate(listener);
+    if (!sessionWatch || (listener != nullptr && !listenerWatch))
+        return;
+    if (priv->state != ORVANE_SESSION_DISCONNECTED || url == nullptr) {
+        const ObjectPtr<OrvaneListener> load(std::exchange(priv->rolesLoadListener, nullptr));
+        OrvaneSessionConnectFailed(session, listener, OrvaneFault_NewUnexpected());
+        if (load) /* the connect that this one ended was nearly done */
+            OrvaneSessionAcknowledgeFault(OrvaneSessionBound(load.get()),
+                                          OrvaneFault_NewUnexpected());
+        return;
+    }
+    if (!OrvaneSessionVerify_MayConnect(session, url)) {
+        OrvaneSessionConnectFailed(
+            session, listener,
+            OrvaneFault_NewInvalidResponse(BASICHTTP_ERROR_SSL_SECURITY, 0, nullptr));
+        return;
+    }
+
+    const GPtr<char> ownUrl(g_strdup(url)); /* the clean-up may release whose it is */
+    const guint connection = priv->connection + 1;
+    orvane_session_cleanup_private_state(session);
+    if (!sessionWatch || priv->connection != connection ||
+        priv->state != ORVANE_SESSION_DISCONNECTED) {
+        OrvaneSessionAcknowledgeFault(listenerWatch.Get(), OrvaneFault_NewUnexpected());
+        return;
+    }
+
+    ConnectionWatch watch(session);
+    bool isGood = SetUp(session, ownUrl.get(), params.release());
+    if (isGood) {
+        orvane_session_set_state(session, ORVANE_SESSION_CONNECTING);
+        if (!watch.IsIn(ORVANE_SESSION_CONNECTING)) {
+            OrvaneSessionAcknowledgeFault(listenerWatch.Get(), OrvaneFault_NewUnexpected());
+            return;
+        }
+        const GPtr<char> versionsUrl(
+            orvane_server_get_service_versions_url(priv->server, ownUrl.get()));
+        isGood = orvane_session_get_version_url(
+            session, versionsUrl.get(), orvane_session_server_version_cb, listenerWatch.Get());
+    }
+    if (!isGood)
+        OrvaneSessionConnectFailed(session, listenerWatch.Get(), OrvaneFault_NewUnexpected());
+}
+
+} // namespace
+
+void orvane_session_connect_internal(OrvaneSession *session, const char *url,
+                                     OrvaneListener *listener, OrvaneCnxParams *cnxParams) {
+    ParamsPtr params(cnxParams);
+    g_return_if_fail(session);
+    g_return_if_fail(cnxParams);
+    g_return_if_fail(ORVANE_IS_SESSION(session));
+    g_return_if_fail(listener == nullptr || ORVANE_IS_LISTENER(listener));
+    ObjectWatch<OrvaneListener> resting(OrvaneSessionVerify_TakeResting(session));
+    Begin(session, url, listener, std::move(params));
+    if (resting && resting.Get() != listener) /* this connect has taken the place of its own */
+        OrvaneSessionAcknowledgeFault(resting.Get(), OrvaneFault_NewUnexpected());
+}

@@ -1,0 +1,100 @@
+/*
+ * The way back: stop updates and keep-alive, log out, and on the answer, whatever it is, unlink, clean
+ * up, and tell the application last, when all state is gone.
+ *
+ * A hijacked session belongs to somebody else and is not logged out: the application is told in a moment,
+ * and the object stays in DISCONNECTING until it is released.
+ */
+#include <orvane/schema/qorm.h>
+
+#include "ozy/lib/orvane/runtime/orvaneRuntime.h"
+#include "ozy/lib/orvane/session/orvaneSessionInt.h"
+
+namespace {
+
+constexpr PollClassSet kPollClassMain = {{1}};
+
+void OnDelayedListenerGone(gpointer, GObject *listener);
+
+void orvane_session_delayed_acknowledge_success(gpointer data) {
+    OrvaneListener *listener = ORVANE_LISTENER(data);
+    g_object_weak_unref(G_OBJECT(listener), OnDelayedListenerGone, nullptr);
+    orvane_listener_acknowledge(listener, TRUE, nullptr);
+}
+
+void OnDelayedListenerGone(gpointer, GObject *listener) {
+    orvane_poll_callback_remove(0, orvane_session_delayed_acknowledge_success, listener,
+                                POLL_REALTIME, kPollClassMain);
+}
+
+/* Tells the listener from the loop, if it is still there then. */
+void AcknowledgeSoon(OrvaneListener *listener) {
+    g_object_weak_ref(G_OBJECT(listener), OnDelayedListenerGone, nullptr);
+    const gint refused = orvane_poll_callback(0, orvane_session_delayed_acknowledge_success,
+                                              listener, POLL_REALTIME, 0, nullptr, kPollClassMain);
+    if (refused != 0)
+        orvane_session_delayed_acknowledge_success(listener);
+}
+
+/* What the application is to be told of the logout. */
+bool NoteOutcome(OrvaneListener *internal, GValue *outcome) {
+    if (orvane_listener_get_result(internal, outcome))
+        return true;
+    g_value_init(outcome, SKEMA_TYPE_QORM_METHOD_FAULT);
+    g_value_take_object(outcome, orvane_listener_get_fault(internal));
+    return false;
+}
+
+void orvane_session_logout_cb(OrvaneListener *internal, gpointer data) {
+    OrvaneSession *session = ORVANE_SESSION(data);
+    ObjectWatch<OrvaneListener> application(OrvaneSessionBound(internal));
+    GValue outcome = G_VALUE_INIT;
+    const bool succeeded = NoteOutcome(internal, &outcome);
+    g_object_unref(internal);
+
+    OrvaneSessionUnlinkAllListeners(session);
+    ConnectionWatch watch(session);
+    orvane_session_set_state(session, ORVANE_SESSION_DISCONNECTED);
+    if (watch.IsSame())
+        orvane_session_cleanup_private_state(session);
+    if (application)
+        orvane_listener_acknowledge(application.Get(), succeeded, &outcome);
+    orvane_value_cond_unset(&outcome);
+}
+
+} // namespace
+
+void orvane_session_disconnect(OrvaneSession *session, OrvaneListener *listener) {
+    g_return_if_fail(session);
+    g_return_if_fail(ORVANE_IS_SESSION(session));
+    g_return_if_fail(listener == nullptr || ORVANE_IS_LISTENER(listener));
+
+    OrvaneSessionPrivate *priv = session->priv;
+    ObjectWatch<OrvaneSession> sessionWatch(session);
+    ObjectWatch<OrvaneListener> application(listener);
+    if (listener != nullptr)
+        orvane_listener_initiate(listener);
+    if (!sessionWatch)
+        return;
+    if (priv->state != ORVANE_SESSION_CONNECTED && priv->state != ORVANE_SESSION_INTERRUPTED) {
+        if (application)
+            orvane_listener_acknowledge(application.Get(), FALSE, nullptr);
+        return;
+    }
+
+    ConnectionWatch watch(session);
+    orvane_session_set_state(session, ORVANE_SESSION_DISCONNECTING);
+    if (!watch.IsIn(ORVANE_SESSION_DISCONNECTING))
+        return;
+    orvane_momgr_cancel_updates(priv->moMgr, nullptr);
+    OrvaneSessionStopKeepAlive(session);
+    if (priv->cnxParams->kind == ORVANE_CNX_HIJACK) {
+        if (application)
+            AcknowledgeSoon(application.Get());
+        return;
+    }
+    OrvaneListener *internal =
+        OrvaneSessionNewStep(session, orvane_session_logout_cb, application.Get());
+    orvane_server_session_manager_logout(priv->server, priv->sessionManager, internal);
+    OrvaneSessionStepSent(session, internal);
+}

@@ -1,0 +1,141 @@
+/*
+ * What is on this machine: the port of its own web proxy, tickets handed over in local files.
+ *
+ *   <ConfigRoot>
+ *     <httpsPort>443</httpsPort>      the first of each counts, anything else is passed over
+ *     <httpPort>80</httpPort>
+ *   </ConfigRoot>
+ */
+#include <arpa/inet.h>
+#include <cerrno>
+#include <cstdlib>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <curl/curl.h>
+#include <libxml/parser.h>
+
+#include "lib/misc/log.h"
+#include "lib/misc/panic.h"
+#include "lib/misc/secret.h"
+#include "ozy/lib/orvane/session/orvaneSessionInt.h"
+
+namespace {
+
+constexpr const char *kProxyVariable = "HALDEN_PROXY_FILEPATH";
+constexpr const char *kProxyFile = "/etc/halden/nodehub/proxy.xml";
+constexpr gsize kMaxTicketSize = 4096;
+
+using UrlPtr = std::unique_ptr<CURLU, Release<curl_url_cleanup>>;
+using CurlText = std::unique_ptr<char, Release<curl_free>>;
+struct FreeXmlText {
+    void operator()(xmlChar *text) const { xmlFree(text); }
+};
+using XmlText = std::unique_ptr<xmlChar, FreeXmlText>;
+
+bool IsNamed(const xmlNode *node, const char *name) {
+    return node->type == XML_ELEMENT_NODE && xmlStrcmp(node->name, BAD_CAST name) == 0;
+}
+
+/* The text of the root's first child of that name; NULL if there is none. */
+XmlText ConfigText(const xmlDoc *document, const char *name) {
+    const xmlNode *root = xmlDocGetRootElement(document);
+    if (root == nullptr || !IsNamed(root, "ConfigRoot"))
+        return nullptr;
+    for (xmlNode *child = root->children; child != nullptr; child = child->next) {
+        if (IsNamed(child, name))
+            return XmlText(xmlNodeGetContent(child));
+    }
+    return nullptr;
+}
+
+char *LocalSoapUrlOzy(bool useHttps) {
+    const char *path = secure_getenv(kProxyVariable);
+    if (path == nullptr)
+        path = kProxyFile;
+    const char *scheme = useHttps ? "https" : "http";
+    XmlDocPtr document(
+        xmlReadFile(path, nullptr, XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING));
+    if (!document) {
+        Log("%s: Failed to load %s file. Set the env var %s to specify proxy filepath.\n",
+            "orvane_session_get_local_soap_url_ozy", path, kProxyVariable);
+        return g_strdup_printf("%s://localhost/sdk", scheme);
+    }
+    const XmlText port = ConfigText(document.get(), useHttps ? "httpsPort" : "httpPort");
+    if (!port)
+        return g_strdup_printf("%s://localhost/sdk", scheme);
+    return g_strdup_printf("%s://127.0.0.1:%s/sdk", scheme, reinterpret_cast<char *>(port.get()));
+}
+
+/* A part of the URL as the transport will understand it; NULL if it is no URL. */
+CurlText UrlPart(const char *url, CURLUPart part) {
+    UrlPtr parsed(curl_url());
+    char *text = nullptr;
+    if (url == nullptr || !parsed ||
+        curl_url_set(parsed.get(), CURLUPART_URL, url, CURLU_GUESS_SCHEME) != CURLUE_OK ||
+        curl_url_get(parsed.get(), part, &text, 0) != CURLUE_OK)
+        return nullptr;
+    return CurlText(text);
+}
+
+struct Descriptor {
+    int number;
+    ~Descriptor() {
+        if (number >= 0)
+            close(number);
+    }
+};
+
+} // namespace
+
+char *orvane_session_get_local_soap_url(OrvaneSession *session, gboolean useHttps) {
+    g_return_val_if_fail(ORVANE_IS_SESSION(session), nullptr);
+    if (orvane_session_target_is_ferry(session))
+        NOT_IMPLEMENTED();
+    return LocalSoapUrlOzy(useHttps);
+}
+
+bool OrvaneSessionIsPlainHttp(const char *url) {
+    const CurlText scheme = UrlPart(url, CURLUPART_SCHEME);
+    return scheme && g_ascii_strcasecmp(scheme.get(), "http") == 0;
+}
+
+bool OrvaneSessionIsLoopback(const char *url) {
+    const CurlText host = UrlPart(url, CURLUPART_HOST);
+    if (!host)
+        return false;
+    if (g_ascii_strcasecmp(host.get(), "localhost") == 0)
+        return true;
+    std::string bare(host.get());
+    if (bare.size() > 2 && bare.front() == '[')
+        bare = bare.substr(1, bare.size() - 2);
+    in_addr v4;
+    if (inet_pton(AF_INET, bare.c_str(), &v4) == 1)
+        return (ntohl(v4.s_addr) >> 24) == IN_LOOPBACKNET;
+    in6_addr v6;
+    return inet_pton(AF_INET6, bare.c_str(), &v6) == 1 && IN6_IS_ADDR_LOOPBACK(&v6);
+}
+
+char *OrvaneSessionReadTicket(const char *path) {
+    /* non-blocking, so that a pipe in the file's place is refused and not waited for */
+    const Descriptor file{open(path, O_RDONLY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK)};
+    struct stat about;
+    if (file.number < 0 || fstat(file.number, &about) != 0 || !S_ISREG(about.st_mode))
+        return nullptr;
+
+    char bytes[kMaxTicketSize + 1];
+    gsize size = 0;
+    gssize count = 1;
+    while (size < sizeof bytes && count > 0) {
+        do
+            count = read(file.number, bytes + size, sizeof bytes - size);
+        while (count < 0 && errno == EINTR);
+        if (count > 0)
+            size += static_cast<gsize>(count);
+    }
+    const bool isGood = count == 0 && size <= kMaxTicketSize && memchr(bytes, 0, size) == nullptr;
+    char *text = isGood ? g_strndup(bytes, size) : nullptr;
+    Secret_Wipe(bytes, sizeof bytes);
+    return text;
+}

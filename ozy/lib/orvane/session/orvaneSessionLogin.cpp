@@ -1,0 +1,337 @@
+/*
+ * The second half of a connect:
+ *
+ *   RetrieveContent -> login -> CONNECTED, updates, keep-alive -> roles of the main service -> told
+ *                   -> AcquireLocalTicket -> login with the ticket -> ...
+ *
+ * The callback of each step owns the step's listener, and finds the application's through it each time
+ * that it has called out.
+ */
+#include <span>
+#include <utility>
+
+#include <orvane/privilege.h>
+#include <orvane/schema/ozy.h>
+#include <orvane/schema/qorm.h>
+
+#include "lib/misc/log.h"
+#include "lib/misc/secret.h"
+#include "ozy/lib/orvane/runtime/orvaneRuntime.h"
+#include "ozy/lib/orvane/session/orvaneSessionInt.h"
+
+namespace {
+
+constexpr gint64 kKeepAliveUs = G_GINT64_CONSTANT(1500000000); /* 25 minutes */
+constexpr PollClassSet kPollClassMain = {{1}};
+
+using ListenerPtr = ObjectPtr<OrvaneListener>;
+
+/* The object that a step has as its result, a new reference; NULL if it failed or has none. */
+ObjectPtr<GObject> ResultObject(OrvaneListener *step) {
+    GValue value = G_VALUE_INIT;
+    GObject *object = nullptr;
+    if (orvane_listener_get_result(step, &value) && G_IS_VALUE(&value) &&
+        G_VALUE_HOLDS_OBJECT(&value))
+        object = G_OBJECT(g_value_dup_object(&value));
+    orvane_value_cond_unset(&value);
+    return ObjectPtr<GObject>(object);
+}
+
+/* A text or a proxy out of a data object; NULL where the object has no such property. */
+template <class T> T *ReadProperty(GObject *object, const char *name) {
+    T *read = nullptr;
+    if (g_object_class_find_property(G_OBJECT_GET_CLASS(object), name) != nullptr)
+        g_object_get(object, name, &read, nullptr);
+    return read;
+}
+
+/* Ends the chain with the fault of a step. Where the step itself went well there is none, and the
+ * application learns that no fault was given. */
+void StepFailed(OrvaneSession *session, OrvaneListener *step) {
+    OrvaneSessionConnectFailed(session, OrvaneSessionBound(step), orvane_listener_get_fault(step));
+}
+
+/* -- service content ------------------------------------------------------------------------------ */
+
+void orvane_session_retrieveServiceInstanceContent_cb(OrvaneListener *internal, gpointer data) {
+    const ListenerPtr step(internal);
+    OrvaneSession *session = ORVANE_SESSION(data);
+    OrvaneSessionPrivate *priv = session->priv;
+    ObjectPtr<GObject> content = ResultObject(internal);
+    if (content) {
+        g_clear_object(&priv->serviceContent);
+        priv->serviceContent = content.release();
+        priv->sessionManager =
+            ReadProperty<SkemaQormManagedObject>(priv->serviceContent, "sessionManager");
+    }
+    if (priv->sessionManager == nullptr ||
+        !orvane_session_invoke_login(session, OrvaneSessionBound(internal)))
+        StepFailed(session, internal);
+}
+
+/* -- after the login ------------------------------------------------------------------------------ */
+
+void orvane_session_keep_alive_cb(gpointer data) {
+    const OrvaneSessionPrivate *priv = ORVANE_SESSION(data)->priv;
+    if (priv->serviceInstance != nullptr)
+        orvane_server_keep_alive(priv->server, priv->serviceInstance, nullptr);
+}
+
+void StartKeepAlive(OrvaneSession *session) {
+    OrvaneSessionPrivate *priv = session->priv;
+    if (priv->keepAliveActive)
+        return; /* left by a connection whose last step failed */
+    const gint refused =
+        orvane_poll_callback(POLL_FLAG_PERIODIC, orvane_session_keep_alive_cb, session,
+                             POLL_REALTIME, kKeepAliveUs, nullptr, kPollClassMain);
+    if (refused != 0)
+        Warning("Orvane: The loop took no timer: the session will not be kept alive.\n");
+    priv->keepAliveActive = refused == 0;
+}
+
+GHashTable *RoleSet(GHashTable *roles, gint roleId) {
+    auto *set = static_cast<GHashTable *>(g_hash_table_lookup(roles, GINT_TO_POINTER(roleId)));
+    if (set == nullptr) {
+        set = g_hash_table_new_full(g_str_hash, g_str_equal, g_free, nullptr);
+        g_hash_table_insert(roles, GINT_TO_POINTER(roleId), set);
+    }
+    return set;
+}
+
+void AddRole(GHashTable *roles, GObject *role) {
+    gint roleId = 0;
+    GValueArray *privilege = nullptr;
+    g_object_get(role, "roleId", &roleId, "privilege", &privilege, nullptr);
+    if (privilege == nullptr)
+        return;
+    GHashTable *set = RoleSet(roles, roleId);
+    for (const GValue &name : std::span(privilege->values, privilege->n_values)) {
+        if (G_VALUE_HOLDS_STRING(&name) && g_value_get_string(&name) != nullptr)
+            skema_privilege_update(set, g_value_get_string(&name), TRUE);
+    }
+    g_value_array_free(privilege);
+}
+
+void orvane_session_role_list_cb(OrvaneSession *session) {
+    OrvaneSessionPrivate *priv = session->priv;
+    g_hash_table_remove_all(priv->roles);
+    GValueArray *roleList = nullptr;
+    g_object_get(priv->authorizationManager, "roleList", &roleList, nullptr);
+    if (roleList != nullptr) {
+        for (const GValue &role : std::span(roleList->values, roleList->n_values)) {
+            if (G_VALUE_HOLDS(&role, SKEMA_TYPE_OZY_AUTHORIZATION_ROLE) &&
+                g_value_get_object(&role) != nullptr)
+                AddRole(priv->roles, G_OBJECT(g_value_get_object(&role)));
+        }
+        g_value_array_free(roleList);
+    }
+    g_signal_emit_by_name(session, "roles-changed");
+}
+
+/* Both signals of the load of the authorization manager, whose listener is the session's. */
+void orvane_session_load_authorization_manager_cb(OrvaneListener *internal,
+                                                  OrvaneSession *session) {
+    OrvaneSessionPrivate *priv = session->priv;
+    if (priv->rolesLoadListener != internal)
+        return; /* the clean-up has it */
+    const ListenerPtr step(std::exchange(priv->rolesLoadListener, nullptr));
+    if (orvane_listener_get_state(internal) != ORVANE_LISTENER_SUCCEEDED) {
+        StepFailed(session, internal);
+        return;
+    }
+    if (priv->state == ORVANE_SESSION_CONNECTED) {
+        priv->roleListHandler =
+            g_signal_connect_swapped(priv->authorizationManager, "notify::roleList",
+                                     G_CALLBACK(orvane_session_role_list_cb), session);
+        orvane_session_role_list_cb(session);
+    }
+    OrvaneSessionAcknowledgeSuccess(OrvaneSessionBound(internal));
+}
+
+/* Loads the roles of the main service. A service without an authorization manager has none: FALSE. */
+bool LoadRoles(OrvaneSession *session, OrvaneListener *application) {
+    OrvaneSessionPrivate *priv = session->priv;
+    priv->authorizationManager =
+        ReadProperty<SkemaQormManagedObject>(priv->serviceContent, "authorizationManager");
+    if (priv->authorizationManager == nullptr)
+        return false;
+
+    /* not an internal listener: a load may end without a signal, so the session keeps it */
+    OrvaneListener *load = orvane_listener_new();
+    priv->rolesLoadListener = load;
+    if (application != nullptr)
+        orvane_bind_listener(G_OBJECT(load), application);
+    for (const char *signal : {"success", "failure"})
+        g_signal_connect(load, signal, G_CALLBACK(orvane_session_load_authorization_manager_cb),
+                         session);
+    orvane_momgr_load_object(priv->moMgr, FALSE, priv->authorizationManager, load);
+    return true;
+}
+
+/* Starts what lives as long as the connection. Calls out. FALSE if the service has no collector. */
+bool StartUpdates(OrvaneSession *session) {
+    OrvaneSessionPrivate *priv = session->priv;
+    ObjectPtr<SkemaQormManagedObject> collector(
+        ReadProperty<SkemaQormManagedObject>(priv->serviceContent, "propertyCollector"));
+    if (collector)
+        orvane_momgr_set_collector(priv->moMgr, collector.get());
+    return collector != nullptr;
+}
+
+void LoggedIn(OrvaneSession *session, OrvaneListener *step) {
+    OrvaneSessionPrivate *priv = session->priv;
+    ConnectionWatch watch(session);
+    orvane_session_set_state(session, ORVANE_SESSION_CONNECTED);
+    if (!watch.IsIn(ORVANE_SESSION_CONNECTED))
+        return; /* ended by who heard of it, who needs not be told again */
+    const bool hasUpdates = StartUpdates(session);
+    StartKeepAlive(session);
+    if (!watch.IsIn(ORVANE_SESSION_CONNECTED))
+        return;
+
+    const bool isMain = ORVANE_IS_OZY_SERVER(priv->server);
+    if (isMain && !hasUpdates)
+        StepFailed(session, step); /* nothing could ever be loaded */
+    else if (!isMain || !LoadRoles(session, OrvaneSessionBound(step)))
+        OrvaneSessionAcknowledgeSuccess(OrvaneSessionBound(step));
+}
+
+/* Answers the challenge of a single sign-on; FALSE if the fault is no such thing. */
+bool AnswerChallenge(OrvaneSession *session, OrvaneListener *step) {
+    ObjectPtr<SkemaQormMethodFault> fault(orvane_listener_get_fault(step));
+    if (!fault || !SKEMA_IS_OZY_FAULT_SSPICHALLENGE(fault.get()))
+        return false;
+    const GPtr<char> token(ReadProperty<char>(G_OBJECT(fault.get()), "base64Token"));
+    return orvane_set_sspi_challenge(session->priv->sspiState, token.get()) &&
+           orvane_session_invoke_login(session, OrvaneSessionBound(step));
+}
+
+void orvane_session_login_cb(OrvaneListener *internal, gpointer data) {
+    const ListenerPtr step(internal);
+    OrvaneSession *session = ORVANE_SESSION(data);
+    OrvaneSessionPrivate *priv = session->priv;
+    if (orvane_listener_get_state(internal) != ORVANE_LISTENER_SUCCEEDED) {
+        if (!AnswerChallenge(session, internal))
+            StepFailed(session, internal);
+        return;
+    }
+    if (priv->cnxParams->kind != ORVANE_CNX_HIJACK) {
+        priv->userSession = ResultObject(internal).release();
+        if (priv->userSession == nullptr) {
+            StepFailed(session, internal);
+            return;
+        }
+    }
+    LoggedIn(session, internal);
+}
+
+/* -- local ticket --------------------------------------------------------------------------------- */
+
+/* The parameters that the ticket stands for; NULL if it cannot be used. Only a service on this machine
+ * may name a file of it. */
+OrvaneCnxParams *TicketParams(const OrvaneSessionPrivate *priv, GObject *ticket) {
+    const GPtr<char> user(ReadProperty<char>(ticket, "userName"));
+    const GPtr<char> path(ReadProperty<char>(ticket, "passwordFilePath"));
+    if (!user || !path)
+        return nullptr;
+    if (!OrvaneSessionIsLoopback(priv->url)) {
+        Warning("Orvane: %s is not on this machine: its ticket file is not read.\n", priv->url);
+        return nullptr;
+    }
+    const SecretText password(OrvaneSessionReadTicket(path.get()));
+    return orvane_session_create_cnxparams(ORVANE_CNX_PASSWORD, user.get(), password.get());
+}
+
+void orvane_session_localticket_cb(OrvaneListener *internal, gpointer data) {
+    const ListenerPtr step(internal);
+    OrvaneSession *session = ORVANE_SESSION(data);
+    OrvaneSessionPrivate *priv = session->priv;
+    const ObjectPtr<GObject> ticket = ResultObject(internal);
+    OrvaneCnxParams *params = ticket ? TicketParams(priv, ticket.get()) : nullptr;
+    if (params != nullptr) {
+        orvane_session_destroy_cnxparams(priv->cnxParams);
+        priv->cnxParams = params;
+    }
+    if (params == nullptr || !orvane_session_invoke_login(session, OrvaneSessionBound(internal)))
+        StepFailed(session, internal);
+}
+
+/* Sends what the kind of login asks for. FALSE if there is nothing to send, as the listener then still
+ * is the caller's. */
+bool SendLogin(OrvaneSession *session, OrvaneListener *internal) {
+    OrvaneSessionPrivate *priv = session->priv;
+    OrvaneCnxParams *params = priv->cnxParams;
+    priv->isSendingLogin = params->kind != ORVANE_CNX_LOCAL; /* which only asks for a ticket */
+    switch (params->kind) {
+    case ORVANE_CNX_PASSWORD:
+        orvane_server_session_manager_login(priv->server, priv->sessionManager, params->first,
+                                            params->second, nullptr, internal);
+        Secret_FreeText(std::exchange(params->second, nullptr));
+        return true;
+    case ORVANE_CNX_CLONE:
+        orvane_server_session_manager_clone_session(priv->server, priv->sessionManager,
+                                                    params->first, internal);
+        return true;
+    case ORVANE_CNX_LOCAL:
+        orvane_server_session_manager_acquire_local_ticket(priv->server, priv->sessionManager,
+                                                           params->first, internal);
+        return true;
+    case ORVANE_CNX_SSPI: {
+        char *token = nullptr;
+        if (!orvane_get_sspi_response(priv->sspiState, &token))
+            return false;
+        const SecretText owner(token);
+        orvane_server_session_manager_login_by_sspi(priv->server, priv->sessionManager, token, "",
+                                                    internal);
+        return true;
+    }
+    case ORVANE_CNX_HIJACK:
+        return true;
+    }
+    return false;
+}
+
+} // namespace
+
+void orvane_session_retrieveServiceInstanceContent(OrvaneSession *session,
+                                                   OrvaneListener *listener) {
+    OrvaneSessionPrivate *priv = session->priv;
+    SkemaQormManagedObject *instance = orvane_server_create_service_instance(priv->server);
+    g_clear_object(&priv->serviceInstance);
+    priv->serviceInstance = SKEMA_QORM_MANAGED_OBJECT(g_object_ref_sink(instance));
+    instance->session = session;
+    instance->id = g_strdup("ServiceInstance");
+
+    OrvaneListener *internal =
+        OrvaneSessionNewStep(session, orvane_session_retrieveServiceInstanceContent_cb, listener);
+    priv->isSendingLogin = priv->cnxParams->kind == ORVANE_CNX_HIJACK; /* its cookie is one */
+    orvane_server_service_instance_retrieve_content(priv->server, instance, internal);
+    OrvaneSessionStepSent(session, internal);
+}
+
+gboolean orvane_session_invoke_login(OrvaneSession *session, OrvaneListener *listener) {
+    const OrvaneCnxKind kind = session->priv->cnxParams->kind;
+    OrvaneListener *internal = OrvaneSessionNewStep(
+        session, kind == ORVANE_CNX_LOCAL ? orvane_session_localticket_cb : orvane_session_login_cb,
+        listener);
+    if (!SendLogin(session, internal)) {
+        g_object_unref(internal);
+        return FALSE;
+    }
+    if (kind == ORVANE_CNX_HIJACK) {
+        orvane_listener_initiate(internal);
+        orvane_listener_acknowledge(internal, TRUE, nullptr); /* the session exists already */
+    } else {
+        OrvaneSessionStepSent(session, internal);
+    }
+    return TRUE;
+}
+
+void OrvaneSessionStopKeepAlive(OrvaneSession *session) {
+    OrvaneSessionPrivate *priv = session->priv;
+    if (!priv->keepAliveActive)
+        return;
+    priv->keepAliveActive = FALSE;
+    orvane_poll_callback_remove(POLL_FLAG_PERIODIC, orvane_session_keep_alive_cb, session,
+                                POLL_REALTIME, kPollClassMain);
+}

@@ -1,0 +1,294 @@
+// The questions that handshakes put to the application, and what is done with the answers.
+#include "ozy/lib/orvane/session/orvaneSessionVerify.h"
+
+#include <cstdlib>
+#include <string>
+#include <utility>
+
+#include <ssl/ssl.h>
+
+#include "lib/misc/log.h"
+#include "ozy/lib/orvane/soap/orvaneFault.h"
+
+namespace {
+
+enum { DECISION_NONE = 0, DECISION_ACCEPTED = 1, DECISION_REJECTED = 2 };
+
+constexpr const char *kQuestionKey = "orvane_session_question";
+
+/* What the context of a call of the application's function is about. */
+struct Question {
+    ObjectWatch<OrvaneSession> session;
+    ObjectWatch<OrvaneListener> listener;
+    guint connection;     /* the session's, when it was asked */
+    bool isForConnect;    /* of discovery; otherwise of a call that opened another connection */
+    bool isAsked = false; /* and who was asked holds the context until the answer */
+    bool isAnswered = false;
+    bool isAccepted = false;
+    std::string thumbprint; /* SHA-256 */
+
+    bool IsCurrent() const { return session && session.Get()->priv->connection == connection; }
+};
+
+Question *QuestionOf(GObject *context) {
+    return static_cast<Question *>(g_object_get_data(context, kQuestionKey));
+}
+
+void DeleteQuestion(gpointer question) {
+    delete static_cast<Question *>(question);
+}
+
+/* A certificate that was accepted need not be asked about again. */
+void Remember(OrvaneSessionPrivate *priv, const std::string &thumbprint) {
+    if (!priv->isStrict || thumbprint.empty())
+        return;
+    if (priv->acceptedCerts == nullptr)
+        priv->acceptedCerts = g_hash_table_new_full(g_str_hash, g_str_equal, g_free, nullptr);
+    g_hash_table_add(priv->acceptedCerts, g_strdup(thumbprint.c_str()));
+}
+
+bool IsRemembered(const OrvaneSessionPrivate *priv, const std::string &thumbprint) {
+    return priv->acceptedCerts != nullptr &&
+           g_hash_table_contains(priv->acceptedCerts, thumbprint.c_str());
+}
+
+OrvaneCnxParams *CopyParams(const OrvaneCnxParams *params) {
+    return orvane_session_create_cnxparams(params->kind, params->first, params->second);
+}
+
+/* The answer and the end of the handshake are both there. Calls out. */
+void orvane_session_ssl_verify_perform_response(OrvaneSession *session, OrvaneListener *listener) {
+    OrvaneSessionPrivate *priv = session->priv;
+    g_clear_weak_pointer(&priv->verifyQuestion);
+    if (priv->verifyDecision == DECISION_ACCEPTED) {
+        const GPtr<char> url(g_strdup(priv->url));
+        orvane_session_connect_internal(session, url.get(), listener, CopyParams(priv->cnxParams));
+        return;
+    }
+    OrvaneSessionAcknowledgeFault(
+        listener, OrvaneFault_NewInvalidResponse(BASICHTTP_ERROR_SSL_SECURITY, 0, nullptr));
+}
+
+void orvane_session_verify_certificate_done(GObject *context, gboolean accepted) {
+    g_return_if_fail(G_IS_OBJECT(context));
+    Question *question = QuestionOf(context);
+    g_return_if_fail(question != nullptr && question->isAsked && !question->isAnswered);
+    const ObjectPtr<GObject> owner(context);
+    question->isAnswered = true;
+    question->isAccepted = accepted != FALSE;
+    if (!question->IsCurrent())
+        return;
+
+    OrvaneSession *session = question->session.Get();
+    OrvaneSessionPrivate *priv = session->priv;
+    if (!question->isForConnect) {
+        if (question->isAccepted)
+            Remember(priv, question->thumbprint);
+        return;
+    }
+    if (priv->verifyQuestion != context)
+        return;
+    priv->verifyDecision = accepted ? DECISION_ACCEPTED : DECISION_REJECTED;
+    priv->verifyDecided = TRUE;
+    if (priv->verifyHandshakeOver)
+        orvane_session_ssl_verify_perform_response(session, question->listener.Get());
+}
+
+/* Asks the application; the answer may be there when this returns, and the session gone. */
+void Ask(GObject *context, Question *question, X509_STORE_CTX *storeContext, X509 *certificate) {
+    const OrvaneSessionPrivate *priv = question->session.Get()->priv;
+    char thumbprint[SSL_THUMBPRINT_SIZE];
+    SSL_GetCertThumbprint(certificate, thumbprint, sizeof thumbprint);
+    Log_Audit("Orvane: Verifying SSL certificate with thumbprint %s\n",
+              *thumbprint != '\0' ? thumbprint : "(undefined)");
+    question->isAsked = true;
+    priv->verifyFunc(G_OBJECT(g_object_ref(context)), storeContext, certificate, priv->verifyData,
+                     orvane_session_verify_certificate_done);
+}
+
+void LogOutcome(bool isAccepted) {
+    Log_Audit("Orvane: Certificate %s\n", isAccepted ? "accepted" : "rejected");
+}
+
+int VerifyForConnect(GObject *context, Question *question, X509_STORE_CTX *storeContext,
+                     X509 *certificate) {
+    OrvaneSessionPrivate *priv = question->session.Get()->priv;
+    priv->verifyDecision = DECISION_NONE;
+    priv->verifyHandshakeOver = FALSE;
+    priv->verifyDecided = FALSE;
+    g_set_weak_pointer(&priv->verifyQuestion, context);
+    Log_Audit("Orvane: Instantiating QORM session at %s\n", priv->url);
+    Ask(context, question, storeContext, certificate);
+    if (!question->IsCurrent() || priv->verifyQuestion != context)
+        return 0;
+
+    const bool isAccepted = priv->verifyDecision == DECISION_ACCEPTED;
+    LogOutcome(isAccepted);
+    if (!isAccepted)
+        return 0;
+    g_clear_weak_pointer(&priv->verifyQuestion);
+    priv->verifyDecision = DECISION_NONE;
+    priv->verifyHandshakeOver = TRUE;
+    Remember(priv, question->thumbprint);
+    return 1;
+}
+
+int VerifyForCall(GObject *context, Question *question, X509_STORE_CTX *storeContext,
+                  X509 *certificate) {
+    if (IsRemembered(question->session.Get()->priv, question->thumbprint))
+        return 1;
+    Ask(context, question, storeContext, certificate);
+    LogOutcome(question->isAccepted);
+    return question->isAccepted ? 1 : 0;
+}
+
+/* The end of the walk over a peer's chain. */
+int orvane_session_ssl_verify_cb(X509_STORE_CTX *storeContext, X509 *certificate, gpointer data) {
+    const ObjectPtr<GObject> context(G_OBJECT(g_object_ref(data)));
+    Question *question = QuestionOf(context.get());
+    char thumbprint[SSL_THUMBPRINT256_SIZE];
+    if (!question->IsCurrent() || question->session.Get()->priv->verifyFunc == nullptr ||
+        certificate == nullptr ||
+        !SSL_GetCertThumbprint256(certificate, thumbprint, sizeof thumbprint))
+        return 0;
+    question->thumbprint = thumbprint;
+    return question->isForConnect
+               ? VerifyForConnect(context.get(), question, storeContext, certificate)
+               : VerifyForCall(context.get(), question, storeContext, certificate);
+}
+
+/* The connection's next handshake will ask. Without a session the answer is no. */
+void SetUpContext(gpointer sslContext, OrvaneSession *session, OrvaneListener *listener,
+                  bool isForConnect) {
+    GObject *context = G_OBJECT(g_object_new(G_TYPE_OBJECT, nullptr));
+    const guint connection = session != nullptr ? session->priv->connection : 0;
+    auto *question =
+        new Question{ObjectWatch(session), ObjectWatch(listener), connection, isForConnect};
+    g_object_set_data_full(context, kQuestionKey, question, DeleteQuestion);
+    SSL_SetVerifyCb(static_cast<SSL_CTX *>(sslContext), orvane_session_ssl_verify_cb, context,
+                    g_object_unref);
+}
+
+/* libcurl sets up the TLS context for a discovery request, whose client data is the context. */
+void orvane_session_ssl_ctx_proc_cb(BasicHttpRequest *, gpointer sslContext, gpointer context) {
+    SetUpContext(sslContext,
+                 static_cast<OrvaneSession *>(g_object_get_data(G_OBJECT(context), "session")),
+                 OrvaneSessionBound(context), true);
+}
+
+void OnCallContext(BasicHttpRequest *request, gpointer sslContext, gpointer) {
+    SetUpContext(sslContext, OrvaneSessionOfRequest(request), nullptr, false);
+}
+
+const char *UrlOf(BasicHttpRequest *request) {
+    const char *url = nullptr;
+    return BasicHttp_GetEffectiveURL(request, &url) && url != nullptr ? url : "(undefined)";
+}
+
+/* Nothing goes to a peer that the function has not accepted, however the connection came about. */
+gboolean OnGuardedConnected(BasicHttpRequest *request, gboolean isEncrypted, gpointer ssl,
+                            gpointer) {
+    if (!isEncrypted || (ssl != nullptr && SSL_IsPeerAccepted(static_cast<SSL *>(ssl))))
+        return TRUE;
+    Log_Audit("Orvane: Nothing is sent to %s: the application's verify function has not accepted "
+              "the certificate of this connection\n",
+              UrlOf(request));
+    return FALSE;
+}
+
+gboolean OnLoginConnected(BasicHttpRequest *request, gboolean isEncrypted, gpointer ssl, gpointer) {
+    if (!isEncrypted)
+        Log_Audit("Orvane: Sending a login to %s without encryption\n", UrlOf(request));
+    else if (ssl == nullptr || !SSL_IsPeerAccepted(static_cast<SSL *>(ssl)))
+        Log_Audit("Orvane: Sending a login to %s over a connection that was not checked\n",
+                  UrlOf(request));
+    return TRUE;
+}
+
+} // namespace
+
+void orvane_session_set_strict_tls(OrvaneSession *session, gboolean value) {
+    g_return_if_fail(ORVANE_IS_SESSION(session));
+    session->priv->strictTls = value;
+}
+
+bool OrvaneSessionVerify_MayConnect(const OrvaneSession *session, const char *url) {
+    if (!session->priv->strictTls || !OrvaneSessionIsPlainHttp(url))
+        return true;
+    if (OrvaneSessionIsLoopback(url) && secure_getenv("HALDEN_HTTPSPROXY") == nullptr)
+        return true;
+    Log_Audit("Orvane: Refusing the connection to %s: it would not be encrypted\n", url);
+    return false;
+}
+
+bool OrvaneSessionVerify_Begin(OrvaneSession *session) {
+    OrvaneSessionPrivate *priv = session->priv;
+    priv->isStrict = priv->strictTls;
+    priv->asksFunction = priv->verifyFunc != nullptr;
+    return !priv->isStrict || BasicHttp_KeepConnectionsApart(priv->cookieJar);
+}
+
+void OrvaneSessionVerify_End(OrvaneSession *session) {
+    OrvaneSessionPrivate *priv = session->priv;
+    g_clear_weak_pointer(&priv->verifyQuestion);
+    g_clear_pointer(&priv->acceptedCerts, g_hash_table_unref);
+    priv->verifyHandshakeOver = TRUE;
+    priv->verifyDecided = TRUE;
+    priv->verifyDecision = DECISION_NONE;
+}
+
+void OrvaneSessionVerify_SetUpDiscovery(const OrvaneSession *session, BasicHttpRequest *request) {
+    const OrvaneSessionPrivate *priv = session->priv;
+    if (!priv->asksFunction) {
+        BasicHttp_SetSslVerification(request, priv->isStrict);
+        return;
+    }
+    BasicHttp_SetSslCtxProc(request, orvane_session_ssl_ctx_proc_cb);
+    BasicHttp_SetConnectedProc(request, OnGuardedConnected);
+    BasicHttp_SetFreshConnection(request); /* one that was kept may be anybody's */
+    if (priv->isStrict)
+        BasicHttp_ForbidReuse(request);
+}
+
+void OrvaneSessionVerify_SetUpCall(OrvaneSession *session, BasicHttpRequest *request) {
+    OrvaneSessionPrivate *priv = session->priv;
+    const bool isLogin = std::exchange(priv->isSendingLogin, false);
+    if (!priv->isStrict) {
+        if (isLogin)
+            BasicHttp_SetConnectedProc(request, OnLoginConnected);
+        return;
+    }
+    BasicHttp_SetSslAuthorities(request, priv->sslCertificateFile, priv->sslCertificatePath);
+    if (!priv->asksFunction) {
+        BasicHttp_SetSslVerification(request, TRUE);
+        return;
+    }
+    BasicHttp_SetSslCtxProc(request, OnCallContext);
+    BasicHttp_SetConnectedProc(request, OnGuardedConnected);
+}
+
+void OrvaneSessionVerify_HandshakeOver(OrvaneSession *session, OrvaneListener *listener) {
+    OrvaneSessionPrivate *priv = session->priv;
+    ObjectWatch<OrvaneSession> sessionWatch(session);
+    ObjectWatch<OrvaneListener> told(listener);
+    ConnectionWatch watch(session);
+    const bool rests = !priv->verifyDecided;
+    priv->verifyHandshakeOver = TRUE;
+    priv->useLegacy = TRUE;
+    orvane_session_set_state(session, ORVANE_SESSION_DISCONNECTED);
+    if (rests || !sessionWatch)
+        return; /* the answer, another connect or nobody tells the listener */
+    if (watch.IsIn(ORVANE_SESSION_DISCONNECTED))
+        orvane_session_ssl_verify_perform_response(session, told.Get());
+    else
+        OrvaneSessionAcknowledgeFault(told.Get(), OrvaneFault_NewUnexpected());
+}
+
+OrvaneListener *OrvaneSessionVerify_TakeResting(OrvaneSession *session) {
+    OrvaneSessionPrivate *priv = session->priv;
+    if (priv->verifyQuestion == nullptr || !priv->verifyHandshakeOver)
+        return nullptr;
+    OrvaneListener *listener = QuestionOf(priv->verifyQuestion)->listener.Get();
+    g_clear_weak_pointer(&priv->verifyQuestion);
+    return listener;
+}

@@ -1,0 +1,211 @@
+/*
+ * The forms of elements with simple content:
+ *
+ *   <NAME xsi:type="TYPE">CONTENT</NAME>
+ *
+ * Nothing but strings and URIs is escaped.
+ */
+#include "ozy/lib/orvane/soap/orvaneSoapInt.h"
+
+#include <array>
+#include <charconv>
+#include <cstdio>
+#include <cstring>
+#include <limits>
+
+#include "lib/misc/glibPtr.h"
+
+namespace {
+
+/* Makes room for so many more bytes and the NUL; g_string_set_size() grows the text by doubling. */
+char *SoapReserve(GString *out, gsize length) {
+    const gsize before = out->len;
+    if (before + length >= out->allocated_len) {
+        g_string_set_size(out, before + length);
+        out->len = before;
+    }
+    return out->str + before;
+}
+
+/* Bytes that g_markup_escape_text() may write in another way; it decides. */
+constexpr auto kMayNeedEscape = [] {
+    std::array<bool, 256> table{};
+    for (unsigned byte = 0; byte < 256; byte++)
+        table[byte] = byte < 0x20 || byte >= 0x7f;
+    for (unsigned char byte : {'&', '<', '>', '\'', '"'})
+        table[byte] = true;
+    return table;
+}();
+
+bool SoapIsClean(std::string_view text) {
+    for (unsigned char byte : text) {
+        if (kMayNeedEscape[byte])
+            return false;
+    }
+    return true;
+}
+
+template <class Number>
+bool SoapWriteNumber(GString *out, std::string_view name, std::string_view xsiType, Number number) {
+    char digits[std::numeric_limits<Number>::digits10 + 3];
+    const auto end = std::to_chars(digits, digits + sizeof digits, number).ptr;
+    return OrvaneSoapWriteText(out, name, xsiType, {digits, end});
+}
+
+template <class Number> Number SoapLoad(gconstpointer data) {
+    Number number;
+    std::memcpy(&number, data, sizeof number);
+    return number;
+}
+
+} // namespace
+
+void OrvaneSoapAppend(GString *out, std::initializer_list<std::string_view> pieces) {
+    gsize length = 0;
+    for (std::string_view piece : pieces)
+        length += piece.size();
+    char *at = SoapReserve(out, length);
+    for (std::string_view piece : pieces) {
+        std::memcpy(at, piece.data(), piece.size());
+        at += piece.size();
+    }
+    *at = '\0';
+    out->len += length;
+}
+
+bool OrvaneSoapWriteText(GString *out, std::string_view name, std::string_view xsiType,
+                         std::string_view content) {
+    OrvaneSoapAppend(out, {"<", name, " xsi:type=\"", xsiType, "\">", content, "</", name, ">"});
+    return true;
+}
+
+bool OrvaneSoapWriteEscaped(GString *out, std::string_view name, std::string_view xsiType,
+                            const char *text) {
+    if (text != nullptr && SoapIsClean(text))
+        return OrvaneSoapWriteText(out, name, xsiType, text);
+    const GPtr<char> escaped(g_markup_escape_text(text, -1)); // warns if the text is NULL
+    return OrvaneSoapWriteText(out, name, xsiType, OrvaneSoapSpell(escaped.get()));
+}
+
+bool OrvaneSoapWriteSigned(GString *out, std::string_view name, std::string_view xsiType,
+                           gint64 number) {
+    return SoapWriteNumber(out, name, xsiType, number);
+}
+
+bool OrvaneSoapWriteUnsigned(GString *out, std::string_view name, std::string_view xsiType,
+                             guint64 number) {
+    return SoapWriteNumber(out, name, xsiType, number);
+}
+
+bool OrvaneSoapWriteReal(GString *out, std::string_view name, std::string_view xsiType,
+                         gdouble number) {
+    char text[std::numeric_limits<gdouble>::max_exponent10 + 16];
+    const int length = std::snprintf(text, sizeof text, "%f", number);
+    return OrvaneSoapWriteText(out, name, xsiType, {text, static_cast<gsize>(length)});
+}
+
+bool OrvaneSoapWriteEnum(GString *out, std::string_view name, GType enumType, gint value) {
+    auto *klass = static_cast<GEnumClass *>(g_type_class_ref(enumType));
+    const GEnumValue *row = g_enum_get_value(klass, value);
+    if (row != nullptr) {
+        const auto *wireName =
+            static_cast<const char *>(g_type_get_qdata(enumType, orvane_quark_wsdlname()));
+        OrvaneSoapWriteText(out, name, OrvaneSoapSpell(wireName), row->value_nick);
+    }
+    g_type_class_unref(klass);
+    return row != nullptr;
+}
+
+bool OrvaneSoapWriteTimeval(GString *out, std::string_view name, const GTimeVal *value) {
+    if (value == nullptr)
+        return false;
+    GTimeVal time = *value;
+    const GPtr<char> text(g_time_val_to_iso8601(&time));
+    return text != nullptr && OrvaneSoapWriteText(out, name, "xsd:dateTime", text.get());
+}
+
+bool OrvaneSoapWriteByteArray(GString *out, std::string_view name, const GByteArray *value) {
+    if (value == nullptr)
+        return false;
+    const GPtr<char> text(g_base64_encode(value->data, value->len));
+    return text != nullptr && OrvaneSoapWriteText(out, name, "xsd:base64Binary", text.get());
+}
+
+bool OrvaneSoapWriteManaged(GString *out, std::string_view name,
+                            const SkemaQormManagedObject *proxy) {
+    if (proxy == nullptr)
+        return false;
+    const auto *wireName =
+        static_cast<const char *>(g_type_get_qdata(G_OBJECT_TYPE(proxy), orvane_quark_wsdlname()));
+    OrvaneSoapAppend(out, {"<", name, " type=\"", OrvaneSoapSpell(wireName),
+                           "\" xsi:type=\"ManagedObjectReference\">", OrvaneSoapSpell(proxy->id),
+                           "</", name, ">"});
+    return true;
+}
+
+gboolean orvane_soap_serialize_managed_object(GString *out, const char *name,
+                                              SkemaQormManagedObject *proxy) {
+    return OrvaneSoapWriteManaged(out, name, proxy);
+}
+
+gboolean orvane_soap_serialize_signed(GString *out, const char *name, gsize size,
+                                      gconstpointer data) {
+    switch (size) {
+    case 1:
+        return OrvaneSoapWriteSigned(out, name, "xsd:byte", SoapLoad<gint8>(data));
+    case 2:
+        return OrvaneSoapWriteSigned(out, name, "xsd:short", SoapLoad<gint16>(data));
+    case 4:
+        return OrvaneSoapWriteSigned(out, name, "xsd:int", SoapLoad<gint32>(data));
+    case 8:
+        return OrvaneSoapWriteSigned(out, name, "xsd:long", SoapLoad<gint64>(data));
+    }
+    return FALSE;
+}
+
+gboolean orvane_soap_serialize_unsigned(GString *out, const char *name, gsize size,
+                                        gconstpointer data) {
+    switch (size) {
+    case 1:
+        return OrvaneSoapWriteUnsigned(out, name, "xsd:unsignedBtype", SoapLoad<guint8>(data));
+    case 2:
+        return OrvaneSoapWriteUnsigned(out, name, "xsd:unsignedShort", SoapLoad<guint16>(data));
+    case 4:
+        return OrvaneSoapWriteUnsigned(out, name, "xsd:unsignedInt", SoapLoad<guint32>(data));
+    case 8:
+        return OrvaneSoapWriteUnsigned(out, name, "xsd:unsignedLong", SoapLoad<guint64>(data));
+    }
+    return FALSE;
+}
+
+gboolean orvane_soap_serialize_bool(GString *out, const char *name, gboolean value) {
+    return OrvaneSoapWriteText(out, name, "xsd:boolean", value ? "1" : "0");
+}
+
+gboolean orvane_soap_serialize_float(GString *out, const char *name, gfloat value) {
+    return OrvaneSoapWriteReal(out, name, "xsd:float", static_cast<gdouble>(value));
+}
+
+gboolean orvane_soap_serialize_double(GString *out, const char *name, gdouble value) {
+    return OrvaneSoapWriteReal(out, name, "xsd:double", value);
+}
+
+gboolean orvane_soap_serialize_string(GString *out, const char *name, const char *value) {
+    return OrvaneSoapWriteEscaped(out, name, "xsd:string", value);
+}
+
+gboolean orvane_soap_serialize_uri(GString *out, const char *name, const char *value) {
+    return OrvaneSoapWriteEscaped(out, name, "xsd:anyURI", value);
+}
+
+gboolean orvane_soap_serialize_timeval(GString *out, const char *name, const GTimeVal *value) {
+    return OrvaneSoapWriteTimeval(out, name, value);
+}
+
+gboolean orvane_soap_serialize_byte_array(GString *out, const char *name, const GByteArray *value) {
+    return OrvaneSoapWriteByteArray(out, name, value);
+}
+
+gboolean orvane_soap_serialize_enum(GString *out, const char *name, GType enumType, gint value) {
+    return OrvaneSoapWriteEnum(out, name, enumType, value);
+}

@@ -1,0 +1,112 @@
+/*
+ * orvaneSoapInt.h -- what the parts of the codec share: the state of one write and of one read
+ *
+ * The exported routines are thin: each makes such a state from the session and calls the routine below
+ * that does the work. Tests use these where they have no session.
+ *
+ * Ownership: states live on the stack of the outermost call and borrow everything they name.
+ * Errors:    as in orvaneSoap.h.
+ * Threads:   a state belongs to one call.
+ */
+#pragma once
+
+#include <initializer_list>
+#include <string_view>
+#include <vector>
+
+#include "ozy/lib/orvane/soap/orvaneSoap.h"
+#include "ozy/lib/orvane/soap/orvaneSoapPlan.h"
+
+/* Where a request goes. */
+struct SoapDestination {
+    const char *ns;   /* "ozy25" */
+    guint32 versions; /* what the service's version includes, as OrvaneVersionEntry::mask */
+};
+
+struct SoapWriter {
+    GString *out;
+    guint32 versions;
+};
+
+char *OrvaneSoapWriteRequest(const SoapDestination &destination, const char *typeName,
+                             const char *objectId, const char *methodName,
+                             const OrvaneArgument *arguments, guint count, gsize *length);
+bool OrvaneSoapWriteValue(const SoapWriter &writer, std::string_view name, const GValue *value);
+bool OrvaneSoapWriteObject(const SoapWriter &writer, std::string_view name, GObject *object);
+
+/* Simple values; each writes one element, or nothing if it yields false. */
+bool OrvaneSoapWriteText(GString *out, std::string_view name, std::string_view xsiType,
+                         std::string_view content);
+bool OrvaneSoapWriteEscaped(GString *out, std::string_view name, std::string_view xsiType,
+                            const char *text);
+bool OrvaneSoapWriteSigned(GString *out, std::string_view name, std::string_view xsiType,
+                           gint64 number);
+bool OrvaneSoapWriteUnsigned(GString *out, std::string_view name, std::string_view xsiType,
+                             guint64 number);
+bool OrvaneSoapWriteReal(GString *out, std::string_view name, std::string_view xsiType,
+                         gdouble number);
+bool OrvaneSoapWriteEnum(GString *out, std::string_view name, GType enumType, gint value);
+bool OrvaneSoapWriteTimeval(GString *out, std::string_view name, const GTimeVal *value);
+bool OrvaneSoapWriteByteArray(GString *out, std::string_view name, const GByteArray *value);
+bool OrvaneSoapWriteManaged(GString *out, std::string_view name,
+                            const SkemaQormManagedObject *proxy);
+
+/* Appends the pieces to the text, one behind the other. */
+void OrvaneSoapAppend(GString *out, std::initializer_list<std::string_view> pieces);
+
+/* A text that may be NULL, spelled as printf does then. */
+inline std::string_view OrvaneSoapSpell(const char *text) {
+    return text != nullptr ? text : "(null)";
+}
+
+/* The children of an object's element that belong to one property. */
+struct SoapRun {
+    xmlNode *first; /* NULL: there is none */
+    xmlNode *last;
+    guint count;
+};
+
+struct SoapReader {
+    explicit SoapReader(OrvaneSession *owner) : session(owner) {}
+
+    OrvaneSession *session;
+    std::vector<SoapRun> runs;       /* of all objects that are being read, the innermost last */
+    const SoapPlan *recent[16] = {}; /* plans met in this reply, by their types' addresses */
+};
+
+bool OrvaneSoapReadValue(SoapReader *reader, xmlNode *node, GType expectedType, GValue *value);
+bool OrvaneSoapReadObject(SoapReader *reader, xmlNode *node, GType objectType, GValue *value);
+bool OrvaneSoapReadFault(SoapReader *reader, xmlNode *node, GValue *value);
+bool OrvaneSoapReadLocalizedFault(SoapReader *reader, xmlNode *node, GValue *value);
+
+/*
+ * Reports a check that failed in the words of g_return_if_fail(), which in C++ would name a function
+ * with all its parameters. Returns whether the check holds.
+ */
+inline bool OrvaneSoapCheck(bool holds, const char *function, const char *expression) {
+    if (!holds)
+        g_return_if_fail_warning(nullptr, function, expression);
+    return holds;
+}
+
+/* The first child of node that is text; NULL without one. CDATA sections do not count. */
+const char *OrvaneSoapContent(const xmlNode *node);
+
+/* The first child of node that is an element, NULL without one. */
+inline xmlNode *OrvaneSoapFirstElement(const xmlNode *node) {
+    xmlNode *child = node->children;
+    while (child != nullptr && child->type != XML_ELEMENT_NODE)
+        child = child->next;
+    return child;
+}
+
+inline bool OrvaneSoapIsElement(const xmlNode *node, const char *name) {
+    return node->type == XML_ELEMENT_NODE &&
+           std::string_view(reinterpret_cast<const char *>(node->name)) == name;
+}
+
+/*
+ * The type of an element: what the place calls for, narrowed by the attributes "type" and "xsi:type",
+ * or else what the element's name says; 0 if nothing does. elementType is that of an array type.
+ */
+GType OrvaneSoapFindType(const xmlNode *node, GType expectedType, GType *elementType);

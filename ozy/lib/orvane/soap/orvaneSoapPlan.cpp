@@ -1,0 +1,282 @@
+#include "ozy/lib/orvane/soap/orvaneSoapPlan.h"
+
+#include <atomic>
+#include <bit>
+#include <cstring>
+#include <span>
+
+#include <orvane/runtime.h>
+#include <orvane/schema/qorm.h>
+
+#include "lib/misc/glibPtr.h"
+#include "ozy/lib/orvane/runtime/orvaneRuntime.h"
+#include "ozy/lib/orvane/schema/schemaEngine.h"
+#include "ozy/lib/orvane/schema/versionCatalogue.h"
+
+namespace {
+
+constexpr GParamFlags kOptional = static_cast<GParamFlags>(1 << G_PARAM_USER_SHIFT);
+constexpr int kConstruct = G_PARAM_CONSTRUCT | G_PARAM_CONSTRUCT_ONLY;
+
+constinit GMutex gPlanLock;
+
+constinit std::atomic<GQuark> gPlanQuark;
+
+/* The key of a type's plan; asked for per object, so the quark is looked up only once. */
+GQuark SoapPlanQuark() {
+    GQuark quark = gPlanQuark.load(std::memory_order_relaxed);
+    if (quark == 0) {
+        quark = g_quark_from_static_string("ORVANE_SOAP_PLAN");
+        gPlanQuark.store(quark, std::memory_order_relaxed);
+    }
+    return quark;
+}
+
+guint32 SoapNameHash(const char *name) {
+    guint32 hash = 2166136261u;
+    for (; *name != '\0'; name++)
+        hash = (hash ^ static_cast<guchar>(*name)) * 16777619u;
+    return hash ^ (hash >> 15);
+}
+
+SoapKind SoapKindOfBoxed(GType type) {
+    if (g_type_is_a(type, G_TYPE_VALUE))
+        return SoapKind::Any;
+    if (g_type_is_a(type, G_TYPE_VALUE_ARRAY))
+        return SoapKind::Array;
+    if (g_type_is_a(type, ORVANE_TYPE_TIMEVAL))
+        return SoapKind::Timeval;
+    if (g_type_is_a(type, ORVANE_TYPE_URI))
+        return SoapKind::Uri;
+    if (g_type_is_a(type, ORVANE_TYPE_BYTE_ARRAY))
+        return SoapKind::ByteArray;
+    return SoapKind::Other;
+}
+
+SoapKind SoapKindOfObject(GType type) {
+    if (g_type_is_a(type, skema_qorm_managed_object_get_type()))
+        return SoapKind::Managed;
+    if (g_type_is_a(type, skema_qorm_method_fault_get_type()) ||
+        g_type_is_a(type, skema_qorm_localized_method_fault_get_type()))
+        return SoapKind::Fault;
+    return SoapKind::Object;
+}
+
+/* Whether GLib stores every value that SoapValueFits() lets pass as it is, without validation. */
+bool SoapPropertyIsPlain(const GParamSpec *pspec, SoapKind kind) {
+    if (!(pspec->flags & G_PARAM_WRITABLE) || (pspec->flags & kConstruct))
+        return false;
+    const GType spec = G_PARAM_SPEC_TYPE(pspec);
+    switch (kind) {
+    case SoapKind::Byte:
+        return spec == G_TYPE_PARAM_CHAR;
+    case SoapKind::UnsignedByte:
+        return spec == G_TYPE_PARAM_UCHAR;
+    case SoapKind::Boolean:
+        return spec == G_TYPE_PARAM_BOOLEAN;
+    case SoapKind::Int:
+        return spec == G_TYPE_PARAM_INT;
+    case SoapKind::Int64:
+        return spec == G_TYPE_PARAM_INT64;
+    case SoapKind::Float:
+        return spec == G_TYPE_PARAM_FLOAT;
+    case SoapKind::Double:
+        return spec == G_TYPE_PARAM_DOUBLE;
+    case SoapKind::Enum:
+        return spec == G_TYPE_PARAM_ENUM;
+    case SoapKind::String: {
+        const auto *text = reinterpret_cast<const GParamSpecString *>(pspec);
+        return spec == G_TYPE_PARAM_STRING && text->cset_first == nullptr &&
+               text->cset_nth == nullptr && !text->null_fold_if_empty && !text->ensure_non_null;
+    }
+    case SoapKind::Any:
+    case SoapKind::Array:
+    case SoapKind::Timeval:
+    case SoapKind::Uri:
+    case SoapKind::ByteArray:
+        return spec == G_TYPE_PARAM_BOXED;
+    case SoapKind::Managed:
+    case SoapKind::Fault:
+    case SoapKind::Object:
+        return spec == G_TYPE_PARAM_OBJECT;
+    case SoapKind::None:
+    case SoapKind::UnsignedInt:
+    case SoapKind::Long:
+    case SoapKind::UnsignedLong:
+    case SoapKind::UnsignedInt64:
+    case SoapKind::Other:
+        return false;
+    }
+    return false;
+}
+
+guint32 SoapPropertyVersions(GParamSpec *pspec) {
+    const auto *version =
+        static_cast<const char *>(g_param_spec_get_qdata(pspec, orvane_quark_version()));
+    if (version == nullptr || !(pspec->flags & G_PARAM_READABLE))
+        return 0;
+    const gint index = OrvaneVersion_Index(version);
+    return index < 0 ? 0 : 1u << index; // a version outside the catalogue is in no list
+}
+
+/* The field of a schema class that the property shows, NULL if it is none. */
+const SchemaField *SoapFieldOf(const SchemaClass *schema, const GParamSpec *pspec) {
+    for (; schema != nullptr; schema = schema->base) {
+        for (const SchemaField &field : std::span(schema->fields, schema->numFields)) {
+            if (field.pspec == pspec)
+                return &field;
+        }
+    }
+    return nullptr;
+}
+
+/*
+ * Where a field is kept as one pointer, which the writer may then look at without having a copy made.
+ * References to managed objects are kept in other ways, and so are any values.
+ */
+guint32 SoapHeldAt(const SchemaField *field, SoapKind kind) {
+    if (field == nullptr || field->row->kind == SCHEMA_VALUE_MANAGED ||
+        (field->row->flags & SCHEMA_DYNAMIC))
+        return 0;
+    const bool isPointer = kind == SoapKind::String || kind == SoapKind::Array ||
+                           kind == SoapKind::Timeval || kind == SoapKind::ByteArray ||
+                           kind == SoapKind::Fault || kind == SoapKind::Object;
+    return isPointer ? field->offset : 0;
+}
+
+SoapProperty SoapMakeProperty(const SchemaClass *schema, GParamSpec *pspec) {
+    SoapProperty property{};
+    property.pspec = pspec;
+    property.name = pspec->name;
+    property.type = G_PARAM_SPEC_VALUE_TYPE(pspec);
+    property.kind = OrvaneSoapKind_Of(property.type);
+    property.elementType =
+        GPOINTER_TO_SIZE(g_param_spec_get_qdata(pspec, orvane_quark_arraytype()));
+    property.elementKind =
+        property.elementType != 0 ? OrvaneSoapKind_Of(property.elementType) : SoapKind::Other;
+    property.heldAt = SoapHeldAt(SoapFieldOf(schema, pspec), property.kind);
+    property.versions = SoapPropertyVersions(pspec);
+    if (pspec->flags & kOptional)
+        property.mark = g_quark_from_string(("_" + property.name).c_str());
+
+    // A redirected spec or one of an interface is stored by whoever overrides it; by name, then.
+    if (g_param_spec_get_redirect_target(pspec) == nullptr &&
+        G_TYPE_IS_CLASSED(pspec->owner_type)) {
+        const auto *owner = static_cast<GObjectClass *>(g_type_class_peek(pspec->owner_type));
+        property.set = owner->set_property;
+        property.get = owner->get_property;
+    }
+    property.isPlain = property.set != nullptr && SoapPropertyIsPlain(pspec, property.kind);
+    return property;
+}
+
+/*
+ * Classes of the schema have no hand in their own construction, so filling one by its set functions
+ * shows no difference from construction through the property system. A class that an application
+ * registered may do anything there, also below a schema class.
+ */
+bool SoapPlanIsDirect(const SchemaClass *schema, GType type) {
+    return schema != nullptr && schema->type == type;
+}
+
+void SoapPlanIndex(SoapPlan *plan) {
+    plan->slots.assign(std::bit_ceil(plan->properties.size() * 2 + 1), 0);
+    const guint32 last = static_cast<guint32>(plan->slots.size()) - 1;
+    for (std::size_t i = 0; i < plan->properties.size(); i++) {
+        guint32 at = SoapNameHash(plan->properties[i].name.c_str()) & last;
+        while (plan->slots[at] != 0)
+            at = (at + 1) & last;
+        plan->slots[at] = static_cast<guint16>(i + 1);
+    }
+}
+
+SoapPlan *SoapMakePlan(GType type) {
+    auto *klass =
+        static_cast<GObjectClass *>(g_type_class_ref(type)); // kept: the plan uses its specs
+    auto *plan = new SoapPlan{};
+    plan->type = type;
+    plan->wireName = static_cast<const char *>(g_type_get_qdata(type, orvane_quark_wsdlname()));
+
+    const SchemaClass *schema = SchemaClass_Get(klass);
+    guint count = 0;
+    const GPtr<GParamSpec *> specs(g_object_class_list_properties(klass, &count));
+    plan->properties.reserve(count);
+    for (guint i = 0; i < count; i++)
+        plan->properties.push_back(SoapMakeProperty(schema, specs.get()[i]));
+    plan->isDirect = SoapPlanIsDirect(schema, type);
+    SoapPlanIndex(plan);
+    return plan;
+}
+
+} // namespace
+
+SoapKind OrvaneSoapKind_Of(GType type) {
+    switch (type) {
+    case G_TYPE_NONE:
+        return SoapKind::None;
+    case G_TYPE_CHAR:
+        return SoapKind::Byte;
+    case G_TYPE_UCHAR:
+        return SoapKind::UnsignedByte;
+    case G_TYPE_BOOLEAN:
+        return SoapKind::Boolean;
+    case G_TYPE_INT:
+        return SoapKind::Int;
+    case G_TYPE_UINT:
+        return SoapKind::UnsignedInt;
+    case G_TYPE_LONG:
+        return SoapKind::Long;
+    case G_TYPE_ULONG:
+        return SoapKind::UnsignedLong;
+    case G_TYPE_INT64:
+        return SoapKind::Int64;
+    case G_TYPE_UINT64:
+        return SoapKind::UnsignedInt64;
+    case G_TYPE_FLOAT:
+        return SoapKind::Float;
+    case G_TYPE_DOUBLE:
+        return SoapKind::Double;
+    case G_TYPE_STRING:
+        return SoapKind::String;
+    }
+    switch (G_TYPE_FUNDAMENTAL(type)) {
+    case G_TYPE_ENUM:
+        return SoapKind::Enum;
+    case G_TYPE_BOXED:
+        return SoapKindOfBoxed(type);
+    case G_TYPE_OBJECT:
+        return SoapKindOfObject(type);
+    }
+    return SoapKind::Other;
+}
+
+const SoapPlan *OrvaneSoapPlan_Get(GType type) {
+    if (const auto *plan = static_cast<SoapPlan *>(g_type_get_qdata(type, SoapPlanQuark())))
+        return plan;
+    if (G_TYPE_FUNDAMENTAL(type) != G_TYPE_OBJECT)
+        return nullptr;
+
+    SoapPlan *made = SoapMakePlan(type);
+    g_mutex_lock(&gPlanLock);
+    auto *first = static_cast<SoapPlan *>(g_type_get_qdata(type, SoapPlanQuark()));
+    if (first == nullptr)
+        g_type_set_qdata(type, SoapPlanQuark(), made);
+    g_mutex_unlock(&gPlanLock);
+    if (first == nullptr)
+        return made;
+    delete made;
+    return first;
+}
+
+gint OrvaneSoapPlan_Find(const SoapPlan *plan, const char *name, gint likely) {
+    if (static_cast<std::size_t>(likely) < plan->properties.size() &&
+        std::strcmp(plan->properties[likely].name.c_str(), name) == 0)
+        return likely;
+    const guint32 last = static_cast<guint32>(plan->slots.size()) - 1;
+    for (guint32 at = SoapNameHash(name) & last; plan->slots[at] != 0; at = (at + 1) & last) {
+        const gint index = plan->slots[at] - 1;
+        if (std::strcmp(plan->properties[index].name.c_str(), name) == 0)
+            return index;
+    }
+    return -1;
+}

@@ -1,0 +1,392 @@
+#include "ozy/lib/orvane/soap/orvaneSoapInt.h"
+
+#include <span>
+#include <string>
+
+#include "lib/misc/glibPtr.h"
+#include "ozy/lib/orvane/runtime/roomsAbove.h"
+
+namespace {
+
+const char *SoapName(const xmlNode *node) {
+    return reinterpret_cast<const char *>(node->name);
+}
+
+/* Names come from the document's dictionary, so equal names are mostly the same text. */
+bool SoapSameName(const xmlNode *a, const xmlNode *b) {
+    return a->name == b->name || xmlStrEqual(a->name, b->name);
+}
+
+bool SoapHasPrefix(const xmlNode *node, const char *prefix) {
+    return node->ns != nullptr && node->ns->prefix != nullptr &&
+           xmlStrEqual(node->ns->prefix, BAD_CAST prefix);
+}
+
+xmlNode *SoapChild(const xmlNode *node, const char *name) {
+    xmlNode *child = node->children;
+    while (child != nullptr && !OrvaneSoapIsElement(child, name))
+        child = child->next;
+    return child;
+}
+
+/* All siblings of that name from first on. */
+SoapRun SoapRunFrom(xmlNode *first) {
+    SoapRun run{first, first, 0};
+    for (xmlNode *node = first; node != nullptr; node = node->next) {
+        if (node->type == XML_ELEMENT_NODE && SoapSameName(node, first)) {
+            run.last = node;
+            run.count++;
+        }
+    }
+    return run;
+}
+
+const SoapPlan *SoapReaderPlan(SoapReader *reader, GType type) {
+    const SoapPlan *&recent = reader->recent[(type >> 4) % G_N_ELEMENTS(reader->recent)];
+    if (recent == nullptr || recent->type != type)
+        recent = OrvaneSoapPlan_Get(type);
+    return recent;
+}
+
+bool SoapReadTyped(SoapReader *reader, xmlNode *node, GType type, SoapKind kind, GType elementType,
+                   GValue *value);
+
+/* Any: the element's attributes and name alone tell what it holds. */
+bool SoapReadAny(SoapReader *reader, xmlNode *node, GValue *value) {
+    GValue held = G_VALUE_INIT;
+    const bool isRead = OrvaneSoapReadValue(reader, node, 0, &held);
+    if (isRead)
+        g_value_set_boxed(value, &held);
+    orvane_value_cond_unset(&held);
+    return isRead;
+}
+
+/* One element of an array, where the array says which type its elements have. */
+bool SoapReadMember(SoapReader *reader, xmlNode *node, GType type, SoapKind kind, GValue *value) {
+    if (OrvaneSoapKind_IsLeaf(kind))
+        return SoapReadTyped(reader, node, type, kind, 0, value);
+    return OrvaneSoapReadValue(reader, node, type, value);
+}
+
+void SoapReadRun(SoapReader *reader, const SoapRun &run, GType type, SoapKind kind, GValue *value) {
+    if (!G_IS_VALUE(value))
+        g_value_init(value, G_TYPE_VALUE_ARRAY);
+    GValueArray *array = g_value_array_new(run.count);
+    for (xmlNode *node = run.first; run.count > 0; node = node->next) {
+        if (node->type == XML_ELEMENT_NODE && SoapSameName(node, run.first)) {
+            // Each is read in place; what cannot be read gives its place back.
+            g_value_array_append(array, nullptr);
+            GValue *member = &array->values[array->n_values - 1];
+            if (!SoapReadMember(reader, node, type, kind, member)) {
+                orvane_value_cond_unset(member);
+                g_value_array_remove(array, array->n_values - 1);
+            }
+        }
+        if (node == run.last)
+            break;
+    }
+    g_value_take_boxed(value, array);
+}
+
+bool SoapReadFaultOrObject(SoapReader *reader, xmlNode *node, GType type, GValue *value) {
+    if (OrvaneSoapReadLocalizedFault(reader, node, value))
+        return true;
+    if (G_VALUE_TYPE(value) != type) { // an earlier "fault" was taken over, but not the last
+        g_value_unset(value);
+        g_value_init(value, type);
+    }
+    return OrvaneSoapReadObject(reader, node, type, value);
+}
+
+bool SoapReadTyped(SoapReader *reader, xmlNode *node, GType type, SoapKind kind, GType elementType,
+                   GValue *value) {
+    if (kind == SoapKind::None)
+        return true; // no value can hold the type of nothing
+    const char *content = OrvaneSoapContent(node);
+    g_value_init(value, type);
+    switch (kind) {
+    case SoapKind::Byte:
+        return orvane_soap_deserialize_char(content, value);
+    case SoapKind::UnsignedByte:
+        return orvane_soap_deserialize_uchar(content, value);
+    case SoapKind::Boolean:
+        return orvane_soap_deserialize_bool(content, value);
+    case SoapKind::Int:
+        return orvane_soap_deserialize_int(content, value);
+    case SoapKind::UnsignedInt:
+        return orvane_soap_deserialize_uint(content, value);
+    case SoapKind::Long:
+        return orvane_soap_deserialize_long(content, value);
+    case SoapKind::UnsignedLong:
+        return orvane_soap_deserialize_ulong(content, value);
+    case SoapKind::Int64:
+        return orvane_soap_deserialize_int64(content, value);
+    case SoapKind::UnsignedInt64:
+        return orvane_soap_deserialize_uint64(content, value);
+    case SoapKind::Float:
+        return orvane_soap_deserialize_float(content, value);
+    case SoapKind::Double:
+        return orvane_soap_deserialize_double(content, value);
+    case SoapKind::String:
+        return orvane_soap_deserialize_string(content, value);
+    case SoapKind::Enum:
+        return orvane_soap_deserialize_enum(content, type, value);
+    case SoapKind::Any:
+        return SoapReadAny(reader, node, value);
+    case SoapKind::Array:
+        SoapReadRun(reader, SoapRunFrom(OrvaneSoapFirstElement(node)), elementType,
+                    OrvaneSoapKind_Of(elementType), value);
+        return true;
+    case SoapKind::Timeval:
+        return orvane_soap_deserialize_timeval(content, value);
+    case SoapKind::Uri:
+        return orvane_soap_deserialize_uri(content, value);
+    case SoapKind::ByteArray:
+        return orvane_soap_deserialize_byte_array(content, value);
+    case SoapKind::Managed:
+        return orvane_soap_deserialize_managed_object(reader->session, content, type, value);
+    case SoapKind::Fault:
+        return SoapReadFaultOrObject(reader, node, type, value);
+    case SoapKind::Object:
+        return OrvaneSoapReadObject(reader, node, type, value);
+    case SoapKind::None:
+    case SoapKind::Other:
+        return false;
+    }
+    return false;
+}
+
+/* Reads what belongs to a property; text is lent, as the tree outlives the object's construction. */
+bool SoapReadProperty(SoapReader *reader, const SoapProperty &property, const SoapRun &run,
+                      GValue *value) {
+    if (property.kind == SoapKind::Array) {
+        SoapReadRun(reader, run, property.elementType, property.elementKind, value);
+        return true;
+    }
+    if (property.kind == SoapKind::String) {
+        g_value_init(value, property.type);
+        g_value_set_static_string(value, OrvaneSoapContent(run.first));
+        return true;
+    }
+    return SoapReadMember(reader, run.first, property.type, property.kind, value);
+}
+
+/* Notes for each property which children of node are its; the first child of a name counts. */
+void SoapNoteChildren(const SoapPlan *plan, const xmlNode *node, std::span<SoapRun> runs) {
+    gint likely = 0;
+    const xmlNode *before = nullptr;
+    for (xmlNode *child = node->children; child != nullptr; child = child->next) {
+        if (child->type != XML_ELEMENT_NODE)
+            continue;
+        if (before != nullptr && SoapSameName(child, before))
+            likely--; // once more what the one before was
+        const gint index = OrvaneSoapPlan_Find(plan, SoapName(child), likely);
+        if (index < 0) {
+            before = nullptr;
+            continue;
+        }
+        SoapRun &run = runs[index];
+        if (run.first == nullptr)
+            run.first = child;
+        run.last = child;
+        run.count++;
+        likely = index + 1;
+        before = child;
+    }
+}
+
+template <class Spec, class Number> bool SoapInRange(const GParamSpec *pspec, Number number) {
+    const auto *range = reinterpret_cast<const Spec *>(pspec);
+    return range->minimum <= number && number <= range->maximum; // not so for a NaN
+}
+
+bool SoapObjectFits(const SoapProperty &property, const GValue *value) {
+    if (!g_type_is_a(G_VALUE_TYPE(value), property.type))
+        return false;
+    gpointer held = g_value_get_object(value);
+    return held == nullptr || g_type_is_a(G_OBJECT_TYPE(held), property.type);
+}
+
+/* Whether a plain property takes the value as it is. */
+bool SoapValueFits(const SoapProperty &property, const GValue *value) {
+    const GParamSpec *pspec = property.pspec;
+    switch (property.kind) {
+    case SoapKind::Byte:
+        return SoapInRange<GParamSpecChar>(pspec, g_value_get_schar(value));
+    case SoapKind::UnsignedByte:
+        return SoapInRange<GParamSpecUChar>(pspec, g_value_get_uchar(value));
+    case SoapKind::Int:
+        return SoapInRange<GParamSpecInt>(pspec, g_value_get_int(value));
+    case SoapKind::Int64:
+        return SoapInRange<GParamSpecInt64>(pspec, g_value_get_int64(value));
+    case SoapKind::Float:
+        return SoapInRange<GParamSpecFloat>(pspec, g_value_get_float(value));
+    case SoapKind::Double:
+        return SoapInRange<GParamSpecDouble>(pspec, g_value_get_double(value));
+    case SoapKind::Managed:
+    case SoapKind::Fault:
+    case SoapKind::Object:
+        return SoapObjectFits(property, value);
+    case SoapKind::Boolean:
+    case SoapKind::String:
+    case SoapKind::Enum:
+    case SoapKind::Any:
+    case SoapKind::Array:
+    case SoapKind::Timeval:
+    case SoapKind::Uri:
+    case SoapKind::ByteArray:
+        return true; // read as the property's very type, which no attribute changes
+    case SoapKind::None:
+    case SoapKind::UnsignedInt:
+    case SoapKind::Long:
+    case SoapKind::UnsignedLong:
+    case SoapKind::UnsignedInt64:
+    case SoapKind::Other:
+        return false; // never plain
+    }
+    return false;
+}
+
+/* What the property system refuses, it refuses here too, in its own words. */
+void SoapStore(GObject *object, const SoapProperty &property, const GValue *value) {
+    if (property.isPlain && SoapValueFits(property, value))
+        property.set(object, property.pspec->param_id, value, property.pspec);
+    else
+        g_object_set_property(object, property.name.c_str(), value);
+}
+
+GObject *SoapFillObject(SoapReader *reader, const SoapPlan *plan, std::size_t base) {
+    auto *object = static_cast<GObject *>(g_object_new(plan->type, nullptr));
+    for (std::size_t i = 0; i < plan->properties.size(); i++) {
+        const SoapRun run = reader->runs[base + i]; // a copy: reading may move the list
+        if (run.first == nullptr)
+            continue;
+        GValue value = G_VALUE_INIT;
+        if (SoapReadProperty(reader, plan->properties[i], run, &value))
+            SoapStore(object, plan->properties[i], &value);
+        orvane_value_cond_unset(&value);
+    }
+    return object;
+}
+
+/* For classes that have a hand in their own construction: everything is set while it goes on. */
+GObject *SoapConstructObject(SoapReader *reader, const SoapPlan *plan, std::size_t base) {
+    std::vector<const char *> names;
+    std::vector<GValue> values;
+    names.reserve(plan->properties.size());
+    values.reserve(plan->properties.size());
+    for (std::size_t i = 0; i < plan->properties.size(); i++) {
+        const SoapRun run = reader->runs[base + i];
+        GValue value = G_VALUE_INIT;
+        if (run.first == nullptr)
+            continue;
+        if (!SoapReadProperty(reader, plan->properties[i], run, &value)) {
+            orvane_value_cond_unset(&value);
+            continue;
+        }
+        names.push_back(plan->properties[i].name.c_str());
+        values.push_back(value);
+    }
+    GObject *object = g_object_new_with_properties(plan->type, static_cast<guint>(names.size()),
+                                                   names.data(), values.data());
+    for (GValue &value : values)
+        g_value_unset(&value);
+    return object;
+}
+
+bool SoapReadResult(SoapReader *reader, xmlNode *response, GType returnType, bool isArray,
+                    GValue *value) {
+    const bool hasResult = returnType != 0 && returnType != G_TYPE_NONE;
+    xmlNode *result = hasResult ? SoapChild(response, "returnval") : nullptr;
+    orvane_value_cond_unset(value);
+    if (result == nullptr)
+        return true;
+    if (!isArray)
+        return OrvaneSoapReadValue(reader, result, returnType, value);
+    SoapReadRun(reader, SoapRunFrom(result), returnType, OrvaneSoapKind_Of(returnType), value);
+    return true;
+}
+
+} // namespace
+
+const char *OrvaneSoapContent(const xmlNode *node) {
+    if (!OrvaneSoapCheck(node->type == XML_ELEMENT_NODE, "orvane_get_node_text_content",
+                         "XML_ELEMENT_NODE == node->type"))
+        return nullptr;
+    const xmlNode *child = node->children;
+    while (child != nullptr && child->type != XML_TEXT_NODE)
+        child = child->next;
+    return child != nullptr ? reinterpret_cast<const char *>(child->content) : nullptr;
+}
+
+bool OrvaneSoapReadValue(SoapReader *reader, xmlNode *node, GType expectedType, GValue *value) {
+    GType elementType = 0;
+    const GType type = OrvaneSoapFindType(node, expectedType, &elementType);
+    return type != 0 &&
+           SoapReadTyped(reader, node, type, OrvaneSoapKind_Of(type), elementType, value);
+}
+
+bool OrvaneSoapReadObject(SoapReader *reader, xmlNode *node, GType objectType, GValue *value) {
+    const SoapPlan *plan = SoapReaderPlan(reader, objectType);
+    if (plan == nullptr || G_TYPE_IS_ABSTRACT(objectType))
+        return false;
+    const std::size_t base = reader->runs.size();
+    reader->runs.resize(base + plan->properties.size());
+    SoapNoteChildren(plan, node, std::span(reader->runs).subspan(base));
+    GObject *object = plan->isDirect ? SoapFillObject(reader, plan, base)
+                                     : SoapConstructObject(reader, plan, base);
+    reader->runs.resize(base);
+    if (G_IS_INITIALLY_UNOWNED(object))
+        g_object_ref_sink(object);
+    g_value_take_object(value, object);
+    return true;
+}
+
+gboolean orvane_soap_deserialize(OrvaneSession *session, const char *methodName, xmlNode *body,
+                                 GType returnType, gboolean isArray, GValue *value) {
+    if (!OrvaneSoapIsElement(body, "Body") || !SoapHasPrefix(body, "soapenv"))
+        return FALSE;
+    SoapReader reader(session);
+    const std::string response = std::string(OrvaneSoapSpell(methodName)) + "Response";
+    for (xmlNode *child = body->children; child != nullptr; child = child->next) {
+        if (OrvaneSoapIsElement(child, response.c_str())) {
+            if (SoapReadResult(&reader, child, returnType, isArray, value))
+                return TRUE;
+        } else if (OrvaneSoapIsElement(child, "Fault") && SoapHasPrefix(child, "soapenv")) {
+            if (OrvaneSoapReadFault(&reader, child, value))
+                return TRUE;
+        }
+    }
+    return FALSE;
+}
+
+gboolean orvane_soap_deserialize_value(OrvaneSession *session, xmlNode *node, GType expectedType,
+                                       GValue *value) {
+    SoapReader reader(session);
+    return OrvaneSoapReadValue(&reader, node, expectedType, value);
+}
+
+gboolean orvane_soap_deserialize_value_array(OrvaneSession *session, xmlNode *first,
+                                             GType elementType, GValue *value) {
+    SoapReader reader(session);
+    SoapReadRun(&reader, SoapRunFrom(first), elementType, OrvaneSoapKind_Of(elementType), value);
+    return TRUE;
+}
+
+gboolean orvane_soap_deserialize_object(OrvaneSession *session, xmlNode *node, GType objectType,
+                                        GValue *value) {
+    SoapReader reader(session);
+    return OrvaneSoapReadObject(&reader, node, objectType, value);
+}
+
+gboolean orvane_soap_deserialize_managed_object(OrvaneSession *session, const char *content,
+                                                GType objectType, GValue *value) {
+    if (!OrvaneSoapCheck(session != nullptr, __func__, "session") ||
+        !OrvaneSoapCheck(content != nullptr, __func__, "content"))
+        return FALSE;
+    OrvaneMOMgr *momgr = orvane_session_get_momgr(session);
+    if (!OrvaneSoapCheck(momgr != nullptr, __func__, "momgr"))
+        return FALSE;
+    g_value_set_object(value, orvane_momgr_lookup_or_create(momgr, content, objectType));
+    return TRUE;
+}

@@ -1,0 +1,140 @@
+/* Which type an element of a reply has. */
+#include "ozy/lib/orvane/soap/orvaneSoapInt.h"
+
+#include <array>
+#include <span>
+#include <string>
+
+#include "lib/misc/glibPtr.h"
+
+namespace {
+
+constexpr char kSchemaInstance[] = "http://www.w3.org/2001/XMLSchema-instance";
+constexpr std::string_view kArrayPrefix = "ArrayOf";
+
+struct SoapTypeRow {
+    std::string_view name;
+    GType fundamental;
+    GType (*boxed)(void); /* where fundamental is 0 */
+};
+
+constexpr auto kSimpleTypes = std::to_array<SoapTypeRow>({
+    {"xsd:boolean", G_TYPE_BOOLEAN},
+    {"xsd:byte", G_TYPE_CHAR},
+    {"xsd:short", G_TYPE_INT},
+    {"xsd:int", G_TYPE_INT},
+    {"xsd:long", G_TYPE_INT64},
+    {"xsd:unsignedBtype", G_TYPE_UCHAR},
+    {"xsd:unsignedShort", G_TYPE_UINT},
+    {"xsd:unsignedInt", G_TYPE_UINT},
+    {"xsd:unsignedLong", G_TYPE_UINT64},
+    {"xsd:float", G_TYPE_FLOAT},
+    {"xsd:double", G_TYPE_DOUBLE},
+    {"xsd:string", G_TYPE_STRING},
+    {"xsd:anyURI", 0, orvane_uri_get_type},
+    {"xsd:dateTime", 0, orvane_timeval_get_type},
+    {"xsd:base64Binary", 0, orvane_byte_array_get_type},
+});
+
+constexpr auto kArrayTypes = std::to_array<SoapTypeRow>({
+    {"ArrayOfBoolean", G_TYPE_BOOLEAN},
+    {"ArrayOfByte", G_TYPE_CHAR},
+    {"ArrayOfShort", G_TYPE_INT},
+    {"ArrayOfInt", G_TYPE_INT},
+    {"ArrayOfLong", G_TYPE_INT64},
+    {"ArrayOfFloat", G_TYPE_FLOAT},
+    {"ArrayOfDouble", G_TYPE_DOUBLE},
+    {"ArrayOfString", G_TYPE_STRING},
+    {"ArrayOfAnyURI", 0, orvane_uri_get_type},
+    {"ArrayOfDateTime", 0, orvane_timeval_get_type},
+    {"ArrayOfBase64Binary", 0, orvane_byte_array_get_type},
+});
+
+GType SoapRowType(std::span<const SoapTypeRow> rows, std::string_view name) {
+    for (const SoapTypeRow &row : rows) {
+        if (row.name.size() == name.size() &&
+            g_ascii_strncasecmp(row.name.data(), name.data(), name.size()) == 0)
+            return row.boxed != nullptr ? row.boxed() : row.fundamental;
+    }
+    return 0;
+}
+
+/* The text of an attribute; it is put together in store if it is in several pieces. */
+const char *SoapAttributeText(const xmlAttr *attribute, std::string *store) {
+    const xmlNode *piece = attribute->children;
+    if (piece == nullptr)
+        return "";
+    if (piece->next == nullptr && piece->type == XML_TEXT_NODE && piece->content != nullptr)
+        return reinterpret_cast<const char *>(piece->content);
+    xmlChar *joined = xmlNodeListGetString(attribute->doc, piece, 1);
+    store->assign(joined != nullptr ? reinterpret_cast<const char *>(joined) : "");
+    xmlFree(joined);
+    return store->c_str();
+}
+
+struct SoapTypeAttributes {
+    const xmlAttr *plain = nullptr;    /* type="VirtualMachine" */
+    const xmlAttr *instance = nullptr; /* xsi:type="xsd:string" */
+};
+
+SoapTypeAttributes SoapFindAttributes(const xmlNode *node) {
+    SoapTypeAttributes found;
+    if (node->type != XML_ELEMENT_NODE)
+        return found;
+    for (const xmlAttr *attribute = node->properties; attribute != nullptr;
+         attribute = attribute->next) {
+        if (std::string_view(reinterpret_cast<const char *>(attribute->name)) != "type")
+            continue;
+        if (attribute->ns == nullptr)
+            found.plain = attribute;
+        else if (xmlStrEqual(attribute->ns->href, BAD_CAST kSchemaInstance))
+            found.instance = attribute;
+    }
+    return found;
+}
+
+/* An attribute narrows what is known of the type; it never widens or contradicts it. */
+GType SoapNarrow(GType type, GType found) {
+    return found != 0 && (type == 0 || g_type_is_a(found, type)) ? found : type;
+}
+
+/* <InvalidLoginFault> without attributes is an InvalidLogin. */
+GType SoapTypeOfName(const xmlNode *node) {
+    std::string name(
+        reinterpret_cast<const char *>(node->name != nullptr ? node->name : BAD_CAST ""));
+    const std::size_t end = name.rfind("Fault");
+    if (end != std::string::npos)
+        name.resize(end);
+    return orvane_lookup_type(name.c_str());
+}
+
+} // namespace
+
+GType orvane_soap_lookup_type(const char *name, GType *elementType) {
+    const std::string_view text(name);
+    *elementType = 0;
+    if (const GType simple = SoapRowType(kSimpleTypes, text))
+        return simple;
+    if (g_ascii_strncasecmp(name, kArrayPrefix.data(), kArrayPrefix.size()) != 0)
+        return 0;
+    *elementType = SoapRowType(kArrayTypes, text);
+    return G_TYPE_VALUE_ARRAY;
+}
+
+GType OrvaneSoapFindType(const xmlNode *node, GType expectedType, GType *elementType) {
+    const SoapTypeAttributes attributes = SoapFindAttributes(node);
+    std::string store;
+    GType type = expectedType;
+    *elementType = 0;
+
+    if (attributes.plain != nullptr)
+        type = SoapNarrow(type, orvane_lookup_type(SoapAttributeText(attributes.plain, &store)));
+    if (attributes.instance != nullptr) {
+        const char *name = SoapAttributeText(attributes.instance, &store);
+        GType found = orvane_soap_lookup_type(name, elementType);
+        if (found == 0)
+            found = orvane_lookup_type(name);
+        type = SoapNarrow(type, found);
+    }
+    return type != 0 ? type : SoapTypeOfName(node);
+}

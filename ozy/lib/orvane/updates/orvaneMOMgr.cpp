@@ -1,0 +1,233 @@
+// The manager as an object, and its registry of proxies: id -> proxy and back.
+#include "ozy/lib/orvane/updates/orvaneMOMgr.h"
+
+#include <orvane/schema/qorm.h>
+
+#include "ozy/lib/orvane/runtime/roomsAbove.h"
+#include "ozy/lib/orvane/updates/orvaneMOMgrInt.h"
+
+struct OrvaneMOMgrClass {
+    GObjectClass parent;
+};
+
+G_DEFINE_TYPE_WITH_PRIVATE(OrvaneMOMgr, orvane_momgr, G_TYPE_OBJECT)
+
+namespace {
+
+enum { PROP_SESSION = 1 };
+
+OrvaneMOMgr *MOMgrCast(gpointer object) {
+    return static_cast<OrvaneMOMgr *>(object);
+}
+
+/* Destroys the proxy if nobody took ownership of it; changes nothing for one with owners. */
+void SinkAndRelease(SkemaQormManagedObject *proxy) {
+    g_object_ref_sink(proxy);
+    g_object_unref(proxy);
+}
+
+/* Takes a proxy from the tables. The text that named it there is freed. */
+void MOMgrRemoveEntries(OrvaneMOMgrPrivate *priv, gpointer proxy) {
+    const auto *id = static_cast<const char *>(g_hash_table_lookup(priv->idsByObject, proxy));
+    if (g_hash_table_lookup(priv->objectsById, id) == proxy)
+        g_hash_table_remove(priv->objectsById, id);
+    g_hash_table_remove(priv->idsByObject, proxy);
+}
+
+/* Nobody can unload a proxy that is unknown, so its filter goes as well, if there is a service to tell.
+ * While a connection ends the service drops all filters by itself. */
+void MOMgrAbandonFilter(OrvaneMOMgr *momgr, gpointer proxy) {
+    gpointer filterId = nullptr;
+    if (!g_hash_table_steal_extended(momgr->priv->filtersByObject, proxy, nullptr, &filterId))
+        return;
+
+    GPtr<char> owner(static_cast<char *>(filterId));
+    OrvaneSession *session = MOMgrSession(momgr);
+    if (session != nullptr && !momgr->priv->updatesStopped &&
+        orvane_session_get_state(session) == ORVANE_SESSION_CONNECTED)
+        MOMgrDestroyFilter(momgr, owner.get());
+}
+
+void MOMgrUnregister(OrvaneMOMgr *momgr, SkemaQormManagedObject *proxy) {
+    g_object_weak_unref(G_OBJECT(proxy), orvane_momgr_discard_by_obj, momgr);
+    MOMgrRemoveEntries(momgr->priv, proxy);
+    MOMgrAbandonFilter(momgr, proxy);
+}
+
+/* The listeners stay as they are: they are told by MOMgrCancelListeners(). */
+void MOMgrDropLoads(OrvaneMOMgr *momgr) {
+    OrvaneMOMgrPrivate *priv = momgr->priv;
+    GHashTableIter iter;
+    gpointer proxy;
+    g_hash_table_iter_init(&iter, priv->pendingLoads);
+    while (g_hash_table_iter_next(&iter, &proxy, nullptr))
+        g_object_weak_unref(G_OBJECT(proxy), orvane_momgr_load_object_weak_notify, momgr);
+    g_hash_table_remove_all(priv->pendingLoads);
+    g_queue_clear_full(priv->loadQueue, g_free);
+}
+
+/* Handlers may start another connect, or drop what is left of this one. */
+void MOMgrCancelListeners(OrvaneMOMgr *momgr) {
+    while (!g_queue_is_empty(momgr->priv->activeListeners)) {
+        auto *listener =
+            static_cast<OrvaneListener *>(g_queue_peek_head(momgr->priv->activeListeners));
+        MOMgrForgetListener(momgr, listener);
+        if (orvane_listener_get_state(listener) != ORVANE_LISTENER_PENDING)
+            continue;
+        ScopedValue fault(skema_qorm_method_fault_get_type());
+        g_value_take_object(&fault.value,
+                            g_object_new(skema_qorm_fault_request_canceled_get_type(), nullptr));
+        orvane_listener_acknowledge(listener, FALSE, &fault.value);
+    }
+}
+
+/* Those that nobody owns die here, and may take others along or have new ones made. */
+void MOMgrReleaseProxies(OrvaneMOMgr *momgr) {
+    OrvaneMOMgrPrivate *priv = momgr->priv;
+    while (g_hash_table_size(priv->idsByObject) > 0) {
+        guint count;
+        GPtr<gpointer[]> proxies(g_hash_table_get_keys_as_array(priv->idsByObject, &count));
+        for (guint i = 0; i < count; i++) {
+            if (!g_hash_table_contains(priv->idsByObject, proxies[i]))
+                continue;
+            auto *proxy = static_cast<SkemaQormManagedObject *>(proxies[i]);
+            MOMgrUnregister(momgr, proxy);
+            SinkAndRelease(proxy);
+        }
+    }
+}
+
+void MOMgrDispose(GObject *object) {
+    OrvaneMOMgr *momgr = MOMgrCast(object);
+    OrvaneMOMgrPrivate *priv = momgr->priv;
+
+    priv->isClosed = TRUE;
+    priv->updatesStopped = TRUE;
+    MOMgrDropLoads(momgr);
+    MOMgrCancelListeners(momgr);
+    g_clear_weak_pointer(&priv->updatesListener);
+    g_clear_object(&priv->collector);
+    MOMgrReleaseProxies(momgr);
+    G_OBJECT_CLASS(orvane_momgr_parent_class)->dispose(object);
+}
+
+void MOMgrFinalize(GObject *object) {
+    OrvaneMOMgrPrivate *priv = MOMgrCast(object)->priv;
+    g_free(priv->collectorVersion);
+    for (GHashTable *table : {priv->objectsById, priv->idsByObject, priv->filtersByObject,
+                              priv->loadListeners, priv->pendingLoads})
+        g_hash_table_destroy(table);
+    g_queue_free_full(priv->loadQueue, g_free);
+    g_queue_free(priv->activeListeners);
+    g_queue_free(priv->answering);
+    G_OBJECT_CLASS(orvane_momgr_parent_class)->finalize(object);
+}
+
+void MOMgrSetProperty(GObject *object, guint id, const GValue *value, GParamSpec *pspec) {
+    if (id != PROP_SESSION) {
+        G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, pspec);
+        return;
+    }
+    MOMgrCast(object)->priv->session = static_cast<OrvaneSession *>(g_value_get_object(value));
+}
+
+} // namespace
+
+static void orvane_momgr_class_init(OrvaneMOMgrClass *cls) {
+    GObjectClass *objectClass = G_OBJECT_CLASS(cls);
+    objectClass->dispose = MOMgrDispose;
+    objectClass->finalize = MOMgrFinalize;
+    objectClass->set_property = MOMgrSetProperty;
+    g_object_class_install_property(
+        objectClass, PROP_SESSION,
+        g_param_spec_object("session", "", "", ORVANE_TYPE_SESSION,
+                            static_cast<GParamFlags>(G_PARAM_WRITABLE | G_PARAM_CONSTRUCT_ONLY)));
+}
+
+static void orvane_momgr_init(OrvaneMOMgr *momgr) {
+    auto *priv = static_cast<OrvaneMOMgrPrivate *>(orvane_momgr_get_instance_private(momgr));
+    momgr->priv = priv;
+    priv->objectsById = g_hash_table_new_full(g_str_hash, g_str_equal, g_free, nullptr);
+    priv->idsByObject = g_hash_table_new_full(nullptr, nullptr, nullptr, g_free);
+    priv->filtersByObject = g_hash_table_new_full(nullptr, nullptr, nullptr, g_free);
+    priv->loadListeners = g_hash_table_new_full(nullptr, nullptr, nullptr, g_free);
+    priv->pendingLoads = g_hash_table_new_full(nullptr, nullptr, nullptr, MOMgrFreePending);
+    priv->loadQueue = g_queue_new();
+    priv->activeListeners = g_queue_new();
+    priv->answering = g_queue_new();
+}
+
+GObject *MOMgrGetObject(const GValue *value, GType type) {
+    if (!G_IS_VALUE(value) || !G_VALUE_HOLDS_OBJECT(value))
+        return nullptr;
+    auto *object = static_cast<GObject *>(g_value_get_object(value));
+    return g_type_check_instance_is_a(reinterpret_cast<GTypeInstance *>(object), type) ? object
+                                                                                       : nullptr;
+}
+
+OrvaneSession *MOMgrSession(OrvaneMOMgr *momgr) {
+    OrvaneSession *session = momgr->priv->session;
+    if (momgr->priv->isClosed || !OrvaneSession_IsLive(session))
+        return nullptr;
+    return orvane_session_get_momgr(session) == momgr ? session : nullptr;
+}
+
+OrvaneMOMgr *orvane_momgr_new(OrvaneSession *session) {
+    return MOMgrCast(g_object_new(ORVANE_TYPE_MOMGR, "session", session, nullptr));
+}
+
+SkemaQormManagedObject *orvane_momgr_lookup(OrvaneMOMgr *momgr, const char *id) {
+    g_return_val_if_fail(momgr, nullptr);
+    if (id == nullptr)
+        return nullptr;
+    return static_cast<SkemaQormManagedObject *>(g_hash_table_lookup(momgr->priv->objectsById, id));
+}
+
+SkemaQormManagedObject *orvane_momgr_lookup_or_create(OrvaneMOMgr *momgr, const char *id,
+                                                      GType type) {
+    g_return_val_if_fail(momgr, nullptr);
+    g_return_val_if_fail(id, nullptr);
+    if (SkemaQormManagedObject *known = orvane_momgr_lookup(momgr, id))
+        return known;
+
+    g_return_val_if_fail(g_type_is_a(type, skema_qorm_managed_object_get_type()), nullptr);
+    auto *proxy = static_cast<SkemaQormManagedObject *>(g_object_new(type, nullptr));
+    proxy->session = momgr->priv->session;
+    proxy->id = g_strdup(id);
+    orvane_momgr_insert(momgr, proxy);
+    return proxy;
+}
+
+void orvane_momgr_insert(OrvaneMOMgr *momgr, SkemaQormManagedObject *proxy) {
+    g_return_if_fail(momgr);
+    g_return_if_fail(proxy);
+    g_return_if_fail(proxy->id);
+
+    OrvaneMOMgrPrivate *priv = momgr->priv;
+    if (g_hash_table_contains(priv->idsByObject, proxy))
+        MOMgrUnregister(momgr, proxy);
+    if (SkemaQormManagedObject *former = orvane_momgr_lookup(momgr, proxy->id))
+        MOMgrUnregister(momgr, former);
+    g_hash_table_insert(priv->objectsById, g_strdup(proxy->id), proxy);
+    g_hash_table_insert(priv->idsByObject, proxy, g_strdup(proxy->id));
+    g_object_weak_ref(G_OBJECT(proxy), orvane_momgr_discard_by_obj, momgr);
+}
+
+void orvane_momgr_discard_by_id(OrvaneMOMgr *momgr, const char *id) {
+    g_return_if_fail(momgr);
+    SkemaQormManagedObject *object = orvane_momgr_lookup(momgr, id);
+    g_return_if_fail(object);
+
+    MOMgrUnregister(momgr, object);
+    SinkAndRelease(object);
+}
+
+void orvane_momgr_discard_by_obj(gpointer momgr, GObject *proxy) {
+    OrvaneMOMgrPrivate *priv = MOMgrCast(momgr)->priv;
+    g_return_if_fail(priv != NULL);
+    gpointer instanceID = g_hash_table_lookup(priv->idsByObject, proxy);
+    g_return_if_fail(instanceID);
+
+    MOMgrRemoveEntries(priv, proxy);
+    MOMgrAbandonFilter(MOMgrCast(momgr), proxy);
+}

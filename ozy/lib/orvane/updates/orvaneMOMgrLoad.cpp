@@ -1,0 +1,480 @@
+// Loads: filters on the service's property collector, created a few at a time, and whoever waits for
+// them; and reading contents once, without a filter.
+//
+// A load is in up to three places. Its entry in pendingLoads says that it was not answered yet; its
+// record in loadQueue, that its filter was not asked for yet; filtersByObject, that the filter exists.
+#include <span>
+
+#include <orvane/schema/qorm.h>
+#include <orvane/specBuilders.h>
+
+#include "ozy/lib/orvane/listener/orvaneListenerInt.h"
+#include "ozy/lib/orvane/runtime/orvaneRuntime.h"
+#include "ozy/lib/orvane/runtime/roomsAbove.h"
+#include "ozy/lib/orvane/updates/orvaneMOMgrInt.h"
+
+namespace {
+
+constexpr gint32 kMaxOutstandingLoads = 10; /* no further load starts beyond it */
+constexpr char kFilterObject[] = "orvane_momgr_filter_object";
+
+OrvaneMOMgr *MOMgrCast(gpointer object) {
+    return static_cast<OrvaneMOMgr *>(object);
+}
+
+void FreeWeakRef(gpointer data) {
+    auto *ref = static_cast<GWeakRef *>(data);
+    g_weak_ref_clear(ref);
+    g_free(ref);
+}
+
+/* To be called when a step's call was made: one that could not be sent fails now. */
+void MOMgrStepSent(OrvaneMOMgr *momgr, OrvaneListener *internal) {
+    if (!OrvaneSession_HasCall(momgr->priv->session, internal))
+        orvane_listener_acknowledge(internal, FALSE, nullptr);
+}
+
+/* The proxy that a CreateFilter call was made for, unless it died or was replaced since. */
+ObjectPtr<SkemaQormManagedObject> MOMgrFilterObject(OrvaneMOMgr *momgr, OrvaneListener *internal) {
+    auto *ref = static_cast<GWeakRef *>(g_object_get_data(G_OBJECT(internal), kFilterObject));
+    ObjectPtr<SkemaQormManagedObject> proxy(
+        static_cast<SkemaQormManagedObject *>(g_weak_ref_get(ref)));
+    if (!g_hash_table_contains(momgr->priv->idsByObject, proxy.get()))
+        return nullptr;
+    return proxy;
+}
+
+void MOMgrSetFilterObject(OrvaneListener *internal, SkemaQormManagedObject *proxy) {
+    GWeakRef *ref = g_new(GWeakRef, 1);
+    g_weak_ref_init(ref, proxy);
+    g_object_set_data_full(G_OBJECT(internal), kFilterObject, ref, FreeWeakRef);
+}
+
+/* Everything that one object has, as a filter to create. */
+ObjectPtr<GObject> MOMgrNewFilterSpec(SkemaQormManagedObject *proxy) {
+    GObject *properties = orvane_property_spec_new(G_OBJECT_TYPE(proxy), TRUE, nullptr);
+    GObject *object = orvane_object_spec_new(proxy, FALSE, TRUE, nullptr);
+    return ObjectPtr<GObject>(orvane_filter_spec_new(TRUE, properties, object, nullptr));
+}
+
+void MOMgrCreateFilter(OrvaneMOMgr *momgr, SkemaQormManagedObject *proxy, gboolean partialUpdates) {
+    const auto spec = MOMgrNewFilterSpec(proxy);
+    OrvaneListener *internal = MOMgrNewStep(momgr, orvane_momgr_create_filter_cb);
+    MOMgrSetFilterObject(internal, proxy);
+    skema_qorm_core_property_collector_create_filter(
+        SKEMA_QORM_CORE_PROPERTY_COLLECTOR(momgr->priv->collector),
+        SKEMA_QORM_CORE_PROPERTY_COLLECTOR_FILTER_SPEC(spec.get()), partialUpdates, internal);
+    MOMgrStepSent(momgr, internal);
+}
+
+/* A proxy has one filter; the one that an abandoned load left behind goes. */
+void MOMgrKeepFilter(OrvaneMOMgr *momgr, SkemaQormManagedObject *proxy, const char *filterId) {
+    gpointer former = nullptr;
+    g_hash_table_steal_extended(momgr->priv->filtersByObject, proxy, nullptr, &former);
+    g_hash_table_insert(momgr->priv->filtersByObject, proxy, g_strdup(filterId));
+
+    GPtr<char> owner(static_cast<char *>(former));
+    if (former != nullptr && strcmp(owner.get(), filterId) != 0)
+        MOMgrDestroyFilter(momgr, owner.get());
+}
+
+MOMgrPending *MOMgrPendingOf(OrvaneMOMgrPrivate *priv, gpointer proxy) {
+    return static_cast<MOMgrPending *>(g_hash_table_lookup(priv->pendingLoads, proxy));
+}
+
+/* Takes the oldest load that is waiting, if there is room for it. */
+void MOMgrStartLoad(OrvaneMOMgr *momgr) {
+    OrvaneMOMgrPrivate *priv = momgr->priv;
+    /* Updates that nobody waited for count down too, so the number may stand below 0. */
+    if (static_cast<gint32>(priv->outstandingLoads) > kMaxOutstandingLoads)
+        return;
+    /* Before the login is complete loads are only collected. */
+    if (priv->collector == nullptr || MOMgrSession(momgr) == nullptr)
+        return;
+
+    /* The record of a load that ended was taken out then, so all that are left are alive. */
+    GPtr<MOMgrLoad> load(static_cast<MOMgrLoad *>(g_queue_pop_tail(priv->loadQueue)));
+    if (load == nullptr)
+        return;
+    MOMgrPendingOf(priv, load->proxy)->record = nullptr;
+    priv->outstandingLoads++;
+    MOMgrCreateFilter(momgr, load->proxy, load->partialUpdates);
+}
+
+/* Enters a load that nobody waits for yet, and has its filter asked for when its turn comes. */
+MOMgrPending *MOMgrNewPending(OrvaneMOMgr *momgr, SkemaQormManagedObject *proxy) {
+    OrvaneMOMgrPrivate *priv = momgr->priv;
+    MOMgrLoad *load = g_new(MOMgrLoad, 1);
+    *load = {proxy, static_cast<gboolean>(proxy->partialUpdates)};
+    g_queue_push_head(priv->loadQueue, load);
+    MOMgrPending *pending = g_new0(MOMgrPending, 1);
+    pending->record = priv->loadQueue->head;
+    g_hash_table_insert(priv->pendingLoads, proxy, pending);
+    g_object_weak_ref(G_OBJECT(proxy), orvane_momgr_load_object_weak_notify, momgr);
+    return pending;
+}
+
+/* The filter of a load that was answered or given up need not be asked for any more. */
+void MOMgrUnqueue(OrvaneMOMgrPrivate *priv, MOMgrPending *pending) {
+    if (pending->record == nullptr)
+        return;
+    g_free(pending->record->data);
+    g_queue_delete_link(priv->loadQueue, pending->record);
+    pending->record = nullptr;
+}
+
+/* Takes a listener from all that the manager still has to answer; the proxy that it waited for. */
+SkemaQormManagedObject *MOMgrRemoveActive(OrvaneMOMgrPrivate *priv, gpointer listener) {
+    const auto *waiter =
+        static_cast<MOMgrWaiter *>(g_hash_table_lookup(priv->loadListeners, listener));
+    SkemaQormManagedObject *proxy = waiter->proxy;
+    g_queue_delete_link(priv->activeListeners, waiter->active);
+    g_hash_table_remove(priv->loadListeners, listener);
+    return proxy;
+}
+
+/* Whether the proxy is this manager's, or can become so: the application may have kept it from a former
+ * connection, whose loads are gone. */
+gboolean MOMgrAdopt(OrvaneMOMgr *momgr, SkemaQormManagedObject *proxy) {
+    if (g_hash_table_contains(momgr->priv->idsByObject, proxy))
+        return TRUE;
+    if (proxy->id == nullptr || orvane_momgr_lookup(momgr, proxy->id) != nullptr)
+        return FALSE;
+    if (proxy->session != nullptr && proxy->session != momgr->priv->session)
+        return FALSE;
+    proxy->session = momgr->priv->session;
+    proxy->loadCount = 0;
+    orvane_momgr_insert(momgr, proxy);
+    return TRUE;
+}
+
+/* Answers a load or a retrieval that needs no reply, or that cannot have one. */
+void MOMgrAnswerAtOnce(OrvaneListener *listener, gboolean success) {
+    if (listener == nullptr)
+        return;
+    ObjectWatch<OrvaneListener> watch(listener);
+    orvane_listener_initiate(listener);
+    if (watch)
+        orvane_listener_acknowledge(listener, success, nullptr);
+}
+
+/* Sets every property to the default of its type. */
+void MOMgrClear(SkemaQormManagedObject *proxy) {
+    guint count;
+    GPtr<GParamSpec *[]> pspecs(g_object_class_list_properties(G_OBJECT_GET_CLASS(proxy), &count));
+    for (guint i = 0; i < count; i++) {
+        if (!(pspecs[i]->flags & G_PARAM_WRITABLE) || (pspecs[i]->flags & G_PARAM_CONSTRUCT_ONLY))
+            continue;
+        ScopedValue empty(pspecs[i]->value_type);
+        g_object_set_property(G_OBJECT(proxy), pspecs[i]->name, &empty.value);
+    }
+}
+
+/* Writes what was read of one object into its proxy, which is returned; NULL if there is none. */
+ObjectPtr<GObject> MOMgrApplyContent(OrvaneMOMgr *momgr, GObject *content) {
+    GObject *object = nullptr;
+    GValueArray *properties = nullptr;
+    g_object_get(content, "obj", &object, "propSet", &properties, nullptr);
+    ObjectPtr<GObject> proxy(object);
+    ValueArrayPtr propSet(properties);
+    if (proxy == nullptr || propSet == nullptr)
+        return proxy;
+
+    for (const GValue &element : std::span(propSet->values, propSet->n_values)) {
+        GObject *property = MOMgrGetObject(&element, skema_qorm_dynamic_property_get_type());
+        if (property == nullptr || MOMgrSession(momgr) == nullptr)
+            continue;
+        char *name = nullptr;
+        g_object_get(property, "name", &name, nullptr);
+        GPtr<char> owner(name);
+        ScopedValue value;
+        orvane_object_get_any(property, "val", &value.value);
+        if (name != nullptr)
+            orvane_momgr_update_property(momgr, proxy.get(), name, &value.value,
+                                         SKEMA_QORM_CORE_PROPERTY_COLLECTOR_CHANGE_ASSIGN);
+    }
+    return proxy;
+}
+
+/* Applies all contents; the proxies that they were for. */
+ValueArrayPtr MOMgrApplyContents(OrvaneMOMgr *momgr, const GValueArray *contents) {
+    ValueArrayPtr proxies(g_value_array_new(contents->n_values));
+    const GType contentType = skema_qorm_core_property_collector_object_content_get_type();
+    for (const GValue &element : std::span(contents->values, contents->n_values)) {
+        GObject *content = MOMgrGetObject(&element, contentType);
+        if (content == nullptr)
+            continue;
+        const auto proxy = MOMgrApplyContent(momgr, content);
+        if (proxy == nullptr)
+            continue;
+        ScopedValue value(G_OBJECT_TYPE(proxy.get()));
+        g_value_set_object(&value.value, proxy.get());
+        g_value_array_append(proxies.get(), &value.value);
+    }
+    return proxies;
+}
+
+} // namespace
+
+OrvaneListener *MOMgrNewStep(OrvaneMOMgr *momgr, OrvaneListenerCallback callback) {
+    OrvaneListener *internal = OrvaneListener_NewInternal(callback, momgr);
+    g_object_set_data_full(G_OBJECT(internal), "orvane_momgr", g_object_ref(momgr), g_object_unref);
+    return internal;
+}
+
+void MOMgrTakeFault(OrvaneListener *internal, GValue *value) {
+    g_value_init(value, skema_qorm_method_fault_get_type());
+    g_value_take_object(value, orvane_listener_get_fault(internal));
+}
+
+void MOMgrFreePending(gpointer data) {
+    auto *pending = static_cast<MOMgrPending *>(data);
+    g_queue_clear(&pending->waiting);
+    g_free(pending);
+}
+
+gboolean MOMgrWatchListener(OrvaneMOMgr *momgr, OrvaneListener *listener,
+                            SkemaQormManagedObject *proxy) {
+    OrvaneMOMgrPrivate *priv = momgr->priv;
+    if (g_hash_table_contains(priv->loadListeners, listener)) {
+        g_warning("A listener can wait for one load at a time.");
+        return FALSE;
+    }
+    g_queue_push_head(priv->activeListeners, listener);
+    MOMgrWaiter *waiter = g_new(MOMgrWaiter, 1);
+    *waiter = {proxy, priv->activeListeners->head};
+    g_hash_table_insert(priv->loadListeners, listener, waiter);
+    g_object_weak_ref(G_OBJECT(listener), orvane_momgr_load_listener_weak_notify, momgr);
+    orvane_listener_initiate(listener);
+    return g_hash_table_contains(priv->loadListeners, listener);
+}
+
+void MOMgrForgetListener(OrvaneMOMgr *momgr, OrvaneListener *listener) {
+    g_object_weak_unref(G_OBJECT(listener), orvane_momgr_load_listener_weak_notify, momgr);
+    MOMgrRemoveActive(momgr->priv, listener);
+}
+
+void MOMgrDestroyFilter(OrvaneMOMgr *momgr, const char *filterId) {
+    const GType type = skema_qorm_core_property_collector_filter_get_type();
+    SkemaQormManagedObject *filter = orvane_momgr_lookup_or_create(momgr, filterId, type);
+    g_object_ref_sink(filter);
+    if (g_type_check_instance_is_a(reinterpret_cast<GTypeInstance *>(filter), type))
+        skema_qorm_core_property_collector_filter_destroy(
+            SKEMA_QORM_CORE_PROPERTY_COLLECTOR_FILTER(filter), nullptr);
+    g_object_unref(filter);
+}
+
+void orvane_momgr_load_object(OrvaneMOMgr *momgr, gboolean partialUpdates,
+                              SkemaQormManagedObject *proxy, OrvaneListener *listener) {
+    g_return_if_fail(momgr);
+    g_return_if_fail(proxy);
+    const auto holdManager = MOMgrHold(momgr);
+    const auto holdProxy = MOMgrHold(proxy);
+
+    OrvaneMOMgrPrivate *priv = momgr->priv;
+    if (priv->isClosed || !MOMgrAdopt(momgr, proxy)) {
+        MOMgrAnswerAtOnce(listener, FALSE);
+        return;
+    }
+    if (proxy->loadCount != 0) {
+        proxy->loadCount++;
+        MOMgrAnswerAtOnce(listener, TRUE);
+        return;
+    }
+
+    proxy->partialUpdates = partialUpdates;
+    if (listener != nullptr && !MOMgrWatchListener(momgr, listener, proxy))
+        listener = nullptr;
+
+    MOMgrPending *pending = MOMgrPendingOf(priv, proxy);
+    const bool isFirst = pending == nullptr;
+    if (isFirst)
+        pending = MOMgrNewPending(momgr, proxy);
+    g_queue_push_tail(&pending->waiting, listener);
+    if (isFirst)
+        orvane_momgr_dequeue_pending_load(momgr);
+}
+
+void orvane_momgr_dequeue_pending_load(OrvaneMOMgr *momgr) {
+    OrvaneMOMgrPrivate *priv = momgr->priv;
+    /* A load that cannot be sent is answered at once, which starts the next: in turn, not inside. */
+    if (priv->startsWanted++ > 0)
+        return;
+    const auto holdManager = MOMgrHold(momgr);
+    for (; priv->startsWanted > 0; priv->startsWanted--)
+        MOMgrStartLoad(momgr);
+}
+
+void MOMgrStartLoads(OrvaneMOMgr *momgr) {
+    for (guint left = momgr->priv->loadQueue->length; left > 0; left--)
+        orvane_momgr_dequeue_pending_load(momgr);
+}
+
+/* The load is answered by the first update that the filter causes, not here. */
+void orvane_momgr_create_filter_cb(OrvaneListener *internal, gpointer data) {
+    OrvaneMOMgr *momgr = MOMgrCast(data);
+    const auto holdManager = MOMgrHold(momgr);
+    const ObjectPtr<OrvaneListener> release(internal);
+    const auto proxy = MOMgrFilterObject(momgr, internal);
+
+    if (orvane_listener_get_state(internal) != ORVANE_LISTENER_SUCCEEDED) {
+        ScopedValue fault;
+        MOMgrTakeFault(internal, &fault.value);
+        if (proxy != nullptr)
+            orvane_momgr_acknowledge_load(momgr, proxy.get(), FALSE, &fault.value);
+        return;
+    }
+
+    ScopedValue result;
+    orvane_listener_get_result(internal, &result.value);
+    auto *filter = reinterpret_cast<SkemaQormManagedObject *>(
+        MOMgrGetObject(&result.value, skema_qorm_core_property_collector_filter_get_type()));
+    if (filter == nullptr)
+        return;
+    g_object_ref_sink(filter);
+    if (proxy != nullptr)
+        MOMgrKeepFilter(momgr, proxy.get(), filter->id);
+    else
+        MOMgrDestroyFilter(momgr, filter->id);
+    g_object_unref(filter);
+}
+
+void orvane_momgr_acknowledge_load(OrvaneMOMgr *momgr, SkemaQormManagedObject *proxy,
+                                   gboolean success, const GValue *value) {
+    const auto holdManager = MOMgrHold(momgr);
+    const auto holdProxy = MOMgrHold(proxy);
+    OrvaneMOMgrPrivate *priv = momgr->priv;
+
+    gpointer taken = nullptr;
+    if (g_hash_table_steal_extended(priv->pendingLoads, proxy, nullptr, &taken)) {
+        g_object_weak_unref(G_OBJECT(proxy), orvane_momgr_load_object_weak_notify, momgr);
+        auto *pending = static_cast<MOMgrPending *>(taken);
+        MOMgrUnqueue(priv, pending);
+        /* A handler may drop listeners that stand further back; they leave the list then. */
+        g_queue_push_tail(priv->answering, pending);
+        while (!g_queue_is_empty(&pending->waiting)) {
+            auto *listener = static_cast<OrvaneListener *>(g_queue_pop_head(&pending->waiting));
+            if (listener == nullptr)
+                continue;
+            MOMgrForgetListener(momgr, listener);
+            orvane_listener_acknowledge(listener, success, value);
+        }
+        g_queue_remove(priv->answering, pending);
+        MOMgrFreePending(pending);
+    }
+
+    priv->outstandingLoads--;
+    orvane_momgr_dequeue_pending_load(momgr);
+}
+
+void orvane_momgr_unload_object(OrvaneMOMgr *momgr, SkemaQormManagedObject *proxy, gboolean clear) {
+    g_return_if_fail(momgr);
+    g_return_if_fail(proxy);
+    if (proxy->loadCount == 0) {
+        g_warning("%s: unbalanced unload count for object %p (%s)\n", __func__,
+                  static_cast<void *>(proxy), G_OBJECT_TYPE_NAME(proxy));
+        return;
+    }
+    if (--proxy->loadCount > 0)
+        return;
+
+    const auto holdManager = MOMgrHold(momgr);
+    const auto holdProxy = MOMgrHold(proxy);
+    gpointer filterId = nullptr;
+    if (g_hash_table_steal_extended(momgr->priv->filtersByObject, proxy, nullptr, &filterId)) {
+        GPtr<char> owner(static_cast<char *>(filterId));
+        MOMgrDestroyFilter(momgr, owner.get());
+    }
+    if (clear)
+        MOMgrClear(proxy);
+}
+
+void orvane_momgr_load_object_weak_notify(gpointer data, GObject *proxy) {
+    OrvaneMOMgr *momgr = MOMgrCast(data);
+    OrvaneMOMgrPrivate *priv = momgr->priv;
+    MOMgrPending *pending = MOMgrPendingOf(priv, proxy);
+    while (!g_queue_is_empty(&pending->waiting)) {
+        auto *listener = static_cast<OrvaneListener *>(g_queue_pop_head(&pending->waiting));
+        if (listener == nullptr)
+            continue;
+        MOMgrForgetListener(momgr, listener);
+        /* Nobody will hear of the operation, and a listener of the library's own belongs to it. */
+        if (OrvaneListener_IsInternal(listener))
+            g_object_unref(listener);
+    }
+    MOMgrUnqueue(priv, pending);
+    g_hash_table_remove(priv->pendingLoads, proxy);
+}
+
+void orvane_momgr_load_listener_weak_notify(gpointer data, GObject *listener) {
+    OrvaneMOMgr *momgr = MOMgrCast(data);
+    OrvaneMOMgrPrivate *priv = momgr->priv;
+    SkemaQormManagedObject *proxy = MOMgrRemoveActive(priv, listener);
+    for (GList *at = priv->answering->head; at != nullptr; at = at->next)
+        g_queue_remove(&static_cast<MOMgrPending *>(at->data)->waiting, listener);
+
+    MOMgrPending *pending = MOMgrPendingOf(priv, proxy);
+    if (pending == nullptr || !g_queue_remove(&pending->waiting, listener) ||
+        !g_queue_is_empty(&pending->waiting))
+        return;
+    /* The filter, if it was asked for, comes all the same. */
+    g_object_weak_unref(G_OBJECT(proxy), orvane_momgr_load_object_weak_notify, momgr);
+    MOMgrUnqueue(priv, pending);
+    g_hash_table_remove(priv->pendingLoads, proxy);
+}
+
+void orvane_session_retrieve_contents(OrvaneSession *session, GValueArray *filterSpecSet,
+                                      OrvaneListener *listener) {
+    g_return_if_fail(ORVANE_IS_SESSION(session));
+    g_return_if_fail(filterSpecSet);
+    if (orvane_session_get_state(session) != ORVANE_SESSION_CONNECTED) {
+        MOMgrAnswerAtOnce(listener, FALSE);
+        return;
+    }
+    OrvaneMOMgr *moMgr = orvane_session_get_momgr(session);
+    g_return_if_fail(moMgr);
+    orvane_momgr_retrieve_contents(moMgr, filterSpecSet, listener);
+}
+
+void orvane_momgr_retrieve_contents(OrvaneMOMgr *momgr, GValueArray *filterSpecSet,
+                                    OrvaneListener *listener) {
+    g_return_if_fail(momgr);
+    const auto holdManager = MOMgrHold(momgr);
+    if (MOMgrSession(momgr) == nullptr || momgr->priv->collector == nullptr) {
+        MOMgrAnswerAtOnce(listener, FALSE);
+        return;
+    }
+
+    OrvaneListener *internal = MOMgrNewStep(momgr, orvane_momgr_retrieve_contents_cb);
+    if (listener != nullptr && MOMgrWatchListener(momgr, listener, nullptr))
+        orvane_bind_listener(G_OBJECT(internal), listener);
+    skema_qorm_core_property_collector_retrieve_contents(
+        SKEMA_QORM_CORE_PROPERTY_COLLECTOR(momgr->priv->collector), filterSpecSet, internal);
+    MOMgrStepSent(momgr, internal);
+}
+
+void orvane_momgr_retrieve_contents_cb(OrvaneListener *internal, gpointer data) {
+    OrvaneMOMgr *momgr = MOMgrCast(data);
+    const auto holdManager = MOMgrHold(momgr);
+    const ObjectPtr<OrvaneListener> release(internal);
+    /* After a failure the application is not told now, but when the connection ends. */
+    if (orvane_listener_get_state(internal) != ORVANE_LISTENER_SUCCEEDED)
+        return;
+
+    ScopedValue result;
+    orvane_listener_get_result(internal, &result.value);
+    const GValueArray *contents = nullptr;
+    if (G_IS_VALUE(&result.value) && G_VALUE_HOLDS(&result.value, G_TYPE_VALUE_ARRAY))
+        contents = static_cast<GValueArray *>(g_value_get_boxed(&result.value));
+    ScopedValue proxies(G_TYPE_VALUE_ARRAY);
+    if (contents != nullptr)
+        g_value_take_boxed(&proxies.value, MOMgrApplyContents(momgr, contents).release());
+
+    auto *listener = static_cast<OrvaneListener *>(
+        g_object_get_qdata(G_OBJECT(internal), orvane_quark_listener()));
+    if (listener == nullptr || !g_hash_table_contains(momgr->priv->loadListeners, listener))
+        return;
+    MOMgrForgetListener(momgr, listener);
+    orvane_listener_set_return_type(listener, skema_qorm_managed_object_get_type(), TRUE);
+    orvane_listener_acknowledge(listener, TRUE, &proxies.value);
+}

@@ -1,0 +1,226 @@
+// The update stream: one call to the service's property collector that waits for changes, is answered,
+// has its changes applied, and is sent again.
+#include <span>
+
+#include <orvane/schema/ozy.h>
+#include <orvane/schema/qorm.h>
+
+#include "apps/lib/basicHttp/basicHttp.h"
+#include "ozy/lib/orvane/runtime/roomsAbove.h"
+#include "ozy/lib/orvane/updates/orvaneMOMgrInt.h"
+
+namespace {
+
+constexpr gint kMaxWaitSeconds = 300;
+/* The first version whose service can be told how long to wait. */
+constexpr char kVersionWithWaitOptions[] = "ozy25/4.1";
+
+/* Whether changes may still be applied; handlers of earlier ones may have ended the connection. */
+gboolean MOMgrIsFollowing(OrvaneMOMgr *momgr) {
+    return !momgr->priv->updatesStopped && MOMgrSession(momgr) != nullptr;
+}
+
+gboolean IsFault(gpointer fault, GType type) {
+    return g_type_check_instance_is_a(static_cast<GTypeInstance *>(fault), type);
+}
+
+void MOMgrApplyChange(OrvaneMOMgr *momgr, SkemaQormManagedObject *proxy, GObject *change) {
+    char *name = nullptr;
+    gint op = SKEMA_QORM_CORE_PROPERTY_COLLECTOR_CHANGE_ADD;
+    g_object_get(change, "name", &name, "op", &op, nullptr);
+    GPtr<char> owner(name);
+    if (name == nullptr)
+        return;
+    ScopedValue value;
+    orvane_object_get_any(change, "val", &value.value);
+    orvane_momgr_update_property(momgr, G_OBJECT(proxy), name, &value.value, op);
+}
+
+void MOMgrApplyChanges(OrvaneMOMgr *momgr, SkemaQormManagedObject *proxy,
+                       const GValueArray *changeSet) {
+    const GType changeType = skema_qorm_core_property_collector_change_get_type();
+    for (const GValue &element : std::span(changeSet->values, changeSet->n_values)) {
+        if (!MOMgrIsFollowing(momgr))
+            return;
+        if (GObject *change = MOMgrGetObject(&element, changeType))
+            MOMgrApplyChange(momgr, proxy, change);
+    }
+}
+
+/* The object's first values are in the proxy. The service also sends such an update for an object that is
+ * loaded, when the stream starts from the beginning again; the loads then still count. */
+void MOMgrEnter(OrvaneMOMgr *momgr, SkemaQormManagedObject *proxy) {
+    const auto *pending =
+        static_cast<MOMgrPending *>(g_hash_table_lookup(momgr->priv->pendingLoads, proxy));
+    if (pending != nullptr)
+        proxy->loadCount = pending->waiting.length;
+    orvane_momgr_acknowledge_load(momgr, proxy, TRUE, nullptr);
+}
+
+void MOMgrApplyObject(OrvaneMOMgr *momgr, GObject *update) {
+    SkemaQormManagedObject *object = nullptr;
+    GValueArray *changes = nullptr;
+    gint kind = SKEMA_QORM_CORE_PROPERTY_COLLECTOR_OBJECT_UPDATE_MODIFY;
+    g_object_get(update, "obj", &object, "kind", &kind, "changeSet", &changes, nullptr);
+    ObjectPtr<SkemaQormManagedObject> proxy(object);
+    ValueArrayPtr changeSet(changes);
+    if (proxy == nullptr)
+        return;
+
+    if (kind == SKEMA_QORM_CORE_PROPERTY_COLLECTOR_OBJECT_UPDATE_LEAVE) {
+        g_signal_emit_by_name(proxy.get(), "leave");
+        return;
+    }
+    if (changeSet != nullptr)
+        MOMgrApplyChanges(momgr, proxy.get(), changeSet.get());
+    if (kind == SKEMA_QORM_CORE_PROPERTY_COLLECTOR_OBJECT_UPDATE_ENTER && MOMgrIsFollowing(momgr))
+        MOMgrEnter(momgr, proxy.get());
+}
+
+void MOMgrApplyFilter(OrvaneMOMgr *momgr, GObject *filterUpdate) {
+    GValueArray *updates = nullptr;
+    g_object_get(filterUpdate, "objectSet", &updates, nullptr);
+    ValueArrayPtr objectSet(updates);
+    if (objectSet == nullptr)
+        return;
+
+    const GType updateType = skema_qorm_core_property_collector_object_update_get_type();
+    for (const GValue &element : std::span(objectSet->values, objectSet->n_values)) {
+        if (!MOMgrIsFollowing(momgr))
+            return;
+        if (GObject *update = MOMgrGetObject(&element, updateType))
+            MOMgrApplyObject(momgr, update);
+    }
+}
+
+void MOMgrApplyUpdates(OrvaneMOMgr *momgr, GObject *updateSet) {
+    OrvaneMOMgrPrivate *priv = momgr->priv;
+    GValueArray *filters = nullptr;
+    g_free(priv->collectorVersion);
+    g_object_get(updateSet, "version", &priv->collectorVersion, "filterSet", &filters, nullptr);
+    ValueArrayPtr filterSet(filters);
+    if (filterSet == nullptr)
+        return;
+
+    const GType filterType = skema_qorm_core_property_collector_filter_update_get_type();
+    for (const GValue &element : std::span(filterSet->values, filterSet->n_values)) {
+        if (!MOMgrIsFollowing(momgr))
+            return;
+        if (GObject *filterUpdate = MOMgrGetObject(&element, filterType))
+            MOMgrApplyFilter(momgr, filterUpdate);
+    }
+}
+
+void MOMgrInterrupt(OrvaneMOMgr *momgr) {
+    momgr->priv->updatesStopped = TRUE;
+    g_clear_weak_pointer(&momgr->priv->updatesListener);
+    if (OrvaneSession *session = MOMgrSession(momgr))
+        orvane_session_set_interrupted(session);
+}
+
+gboolean IsConnectionRefused(gpointer fault) {
+    if (!IsFault(fault, ORVANE_TYPE_FAULT_INVALID_RESPONSE))
+        return FALSE;
+    guint errorCode = 0;
+    g_object_get(fault, "errorCode", &errorCode, nullptr);
+    return errorCode == BASICHTTP_ERROR_COULDNT_CONNECT;
+}
+
+void MOMgrUpdatesFailed(OrvaneMOMgr *momgr, OrvaneListener *internal) {
+    const ObjectPtr<SkemaQormMethodFault> fault(orvane_listener_get_fault(internal));
+    if (IsFault(fault.get(), skema_qorm_core_invalid_collector_version_get_type()))
+        g_clear_pointer(&momgr->priv->collectorVersion, g_free);
+    else if (IsFault(fault.get(), skema_ozy_fault_no_permission_get_type()) ||
+             IsConnectionRefused(fault.get()))
+        MOMgrInterrupt(momgr);
+}
+
+void MOMgrSendWait(OrvaneMOMgr *momgr, OrvaneSession *session, OrvaneListener *internal) {
+    auto *collector = SKEMA_QORM_CORE_PROPERTY_COLLECTOR(momgr->priv->collector);
+    const char *version = momgr->priv->collectorVersion;
+    if (!orvane_session_has_version(session, kVersionWithWaitOptions)) {
+        skema_qorm_core_property_collector_wait_for_updates(collector, version, internal);
+        return;
+    }
+    const ObjectPtr<SkemaQormCorePropertyCollectorWaitOptions> options(
+        SKEMA_QORM_CORE_PROPERTY_COLLECTOR_WAIT_OPTIONS(
+            g_object_new(skema_qorm_core_property_collector_wait_options_get_type(),
+                         "maxWaitSeconds", kMaxWaitSeconds, nullptr)));
+    skema_qorm_core_property_collector_wait_for_updates_ex(collector, version, options.get(),
+                                                           internal);
+}
+
+} // namespace
+
+void orvane_momgr_set_collector(OrvaneMOMgr *momgr, SkemaQormManagedObject *collector) {
+    g_return_if_fail(momgr);
+    g_return_if_fail(collector);
+    const auto holdManager = MOMgrHold(momgr);
+    SkemaQormManagedObject *former = momgr->priv->collector;
+    momgr->priv->collector = static_cast<SkemaQormManagedObject *>(g_object_ref_sink(collector));
+    if (former != nullptr)
+        g_object_unref(former);
+    orvane_momgr_wait_for_updates(momgr);
+    MOMgrStartLoads(momgr);
+}
+
+void orvane_momgr_wait_for_updates(OrvaneMOMgr *momgr) {
+    g_return_if_fail(momgr);
+    OrvaneMOMgrPrivate *priv = momgr->priv;
+    OrvaneSession *session = MOMgrSession(momgr);
+    if (priv->updatesInFlight || priv->collector == nullptr || session == nullptr)
+        return;
+
+    const auto internal = MOMgrHold(MOMgrNewStep(momgr, orvane_momgr_updates_cb));
+    g_set_weak_pointer(&priv->updatesListener, internal.get());
+    priv->updatesInFlight = TRUE;
+    priv->updatesStopped = FALSE;
+    MOMgrSendWait(momgr, session, internal.get());
+
+    /* No reply will come for a call that could not be sent, so nothing would start the next. */
+    if (!OrvaneSession_HasCall(session, internal.get())) {
+        g_object_unref(internal.get()); /* the reference that was the call's */
+        priv->updatesInFlight = FALSE;
+        MOMgrInterrupt(momgr);
+    }
+}
+
+void orvane_momgr_cancel_updates(OrvaneMOMgr *momgr, OrvaneListener *listener) {
+    g_return_if_fail(momgr);
+    const auto holdManager = MOMgrHold(momgr);
+    OrvaneMOMgrPrivate *priv = momgr->priv;
+    OrvaneListener *open = priv->updatesListener;
+    if (open != nullptr && orvane_listener_get_state(open) != ORVANE_LISTENER_SUCCEEDED) {
+        g_clear_weak_pointer(&priv->updatesListener);
+        if (OrvaneSession_IsLive(priv->session))
+            orvane_session_cancel_listener(priv->session, open);
+    }
+    priv->updatesStopped = TRUE;
+    if (listener != nullptr && priv->collector != nullptr)
+        skema_qorm_core_property_collector_cancel_wait_for_updates(
+            SKEMA_QORM_CORE_PROPERTY_COLLECTOR(priv->collector), listener);
+}
+
+void orvane_momgr_updates_cb(OrvaneListener *internal, gpointer data) {
+    auto *momgr = static_cast<OrvaneMOMgr *>(data);
+    OrvaneMOMgrPrivate *priv = momgr->priv;
+    /* The session goes last: the objects of the update look for the manager through it. */
+    const auto holdSession = MOMgrHold(MOMgrSession(momgr));
+    const auto holdManager = MOMgrHold(momgr);
+    priv->updatesInFlight = FALSE;
+    {
+        const ObjectPtr<OrvaneListener> release(internal);
+        ScopedValue result;
+        orvane_listener_get_result(internal, &result.value);
+        GObject *updateSet =
+            MOMgrGetObject(&result.value, skema_qorm_core_property_collector_update_set_get_type());
+        if (updateSet != nullptr)
+            MOMgrApplyUpdates(momgr, updateSet);
+        else
+            MOMgrUpdatesFailed(momgr, internal);
+        if (priv->updatesListener == internal)
+            g_clear_weak_pointer(&priv->updatesListener);
+    }
+    if (MOMgrIsFollowing(momgr))
+        orvane_momgr_wait_for_updates(momgr);
+}

@@ -1,0 +1,244 @@
+#include "ozy/lib/orvane/updates/orvaneUpdatePath.h"
+
+#include <cstdio>
+#include <cstring>
+#include <optional>
+#include <span>
+
+#include <orvane/schema/qorm.h>
+
+#include "ozy/lib/orvane/updates/orvaneMOMgrInt.h"
+
+namespace {
+
+/* Deeper than any real path. Objects that are made on the way nest as deep as the path. */
+constexpr int kMaxDepth = 100;
+
+struct FreeClass {
+    void operator()(gpointer cls) const { g_type_class_unref(cls); }
+};
+
+/* Where the first piece of a path ends; npos if it is the last. Dots between brackets are part of it. */
+size_t PieceEnd(std::string_view path) {
+    const size_t dot = path.find('.');
+    if (dot == path.npos || path.substr(0, dot).find('[') == path.npos)
+        return dot;
+    const size_t bracket = path.find(']');
+    return bracket == path.npos ? path.npos : path.find('.', bracket);
+}
+
+/* The object in a property, made if there is none yet. */
+ObjectPtr<GObject> EnterProperty(GObject *object, const std::string &name) {
+    const GParamSpec *pspec = OrvaneUpdatePath_FindProperty(object, name.c_str());
+    if (pspec == nullptr || !g_type_is_a(pspec->value_type, G_TYPE_OBJECT))
+        return nullptr;
+
+    ScopedValue value(pspec->value_type);
+    g_object_get_property(object, pspec->name, &value.value);
+    if (gpointer held = g_value_get_object(&value.value))
+        return MOMgrHold(static_cast<GObject *>(held));
+
+    /* a managed object without an id would be no object of the service */
+    if (g_type_is_a(pspec->value_type, skema_qorm_managed_object_get_type()) ||
+        G_TYPE_IS_ABSTRACT(pspec->value_type))
+        return nullptr;
+    ObjectPtr<GObject> made(static_cast<GObject *>(g_object_new(pspec->value_type, nullptr)));
+    g_value_set_object(&value.value, made.get());
+    g_object_set_property(object, pspec->name, &value.value);
+    return made;
+}
+
+/* The object at an index of an array. */
+ObjectPtr<GObject> EnterElement(OrvaneMOMgr *momgr, GObject *object, const std::string &piece) {
+    gint index = 0;
+    ValueArrayPtr array(orvane_momgr_extract_array_element(momgr, object, piece.c_str(), &index));
+    if (array == nullptr || index < 0 || static_cast<guint>(index) >= array->n_values)
+        return nullptr;
+    return MOMgrHold(MOMgrGetObject(&array->values[index], G_TYPE_OBJECT));
+}
+
+std::optional<gint64> Integer(const GValue *value) {
+    switch (G_TYPE_FUNDAMENTAL(G_VALUE_TYPE(value))) {
+    case G_TYPE_CHAR:
+    case G_TYPE_UCHAR:
+    case G_TYPE_INT:
+    case G_TYPE_UINT:
+    case G_TYPE_LONG:
+    case G_TYPE_ULONG:
+    case G_TYPE_INT64:
+    case G_TYPE_UINT64:
+    case G_TYPE_ENUM: {
+        ScopedValue wide(G_TYPE_INT64);
+        g_value_transform(value, &wide.value);
+        return g_value_get_int64(&wide.value);
+    }
+    default:
+        return std::nullopt;
+    }
+}
+
+/* Whether a value is the text, or the number if there is no text. */
+bool Equals(const GValue *value, const char *text, gint number) {
+    if (G_VALUE_HOLDS_STRING(value))
+        return text != nullptr && g_strcmp0(g_value_get_string(value), text) == 0;
+    return text == nullptr && Integer(value) == number;
+}
+
+/* Index of the first element that satisfies the condition; -1 for none. */
+template <class Condition> gint FindElement(const GValueArray *array, Condition condition) {
+    for (guint i = 0; i < array->n_values; i++) {
+        if (G_IS_VALUE(&array->values[i]) && condition(&array->values[i]))
+            return static_cast<gint>(i);
+    }
+    return -1;
+}
+
+/* Whether an element is an object whose property "key" is the text or number. */
+bool HasKey(const GValue *element, const char *text, gint number) {
+    GObject *object = MOMgrGetObject(element, G_TYPE_OBJECT);
+    const GParamSpec *pspec =
+        object != nullptr ? OrvaneUpdatePath_FindProperty(object, "key") : nullptr;
+    if (pspec == nullptr)
+        return false;
+    ScopedValue key(pspec->value_type);
+    g_object_get_property(object, "key", &key.value);
+    return Equals(&key.value, text, number);
+}
+
+/* What the elements of an array are, which the first one tells: the property "key" of objects. */
+const GParamSpec *KeyOfElements(const GValue *first) {
+    GObject *object = MOMgrGetObject(first, G_TYPE_OBJECT);
+    const GType type = object != nullptr ? G_OBJECT_TYPE(object) : G_VALUE_TYPE(first);
+    std::unique_ptr<void, FreeClass> cls(g_type_class_ref(type));
+    return g_object_class_find_property(static_cast<GObjectClass *>(cls.get()), "key");
+}
+
+/* How an array is searched: whether its elements can have a key at all, and where the key was found. */
+struct Search {
+    bool isPossible;
+    gint index;
+};
+
+/* A key that no object of the array has falls on the first. */
+Search FindDataObject(const GValueArray *array, const char *key) {
+    const GParamSpec *pspec = KeyOfElements(&array->values[0]);
+    if (pspec == nullptr)
+        return {false, 0};
+
+    gint index = -1;
+    if (pspec->value_type == G_TYPE_STRING) {
+        GPtr<char> text(orvane_momgr_key_get_string(key));
+        if (text != nullptr)
+            index = FindElement(array, [&](auto *value) { return HasKey(value, text.get(), 0); });
+    } else {
+        const gint number = orvane_momgr_key_get_int(key);
+        if (number != -1)
+            index = FindElement(array, [&](auto *value) { return HasKey(value, nullptr, number); });
+    }
+    return {true, std::max(index, 0)};
+}
+
+Search FindManagedObject(OrvaneMOMgr *momgr, const GValueArray *array, const char *key) {
+    GPtr<char> id(orvane_momgr_key_get_string(key));
+    const gpointer proxy = orvane_momgr_lookup(momgr, id.get());
+    if (proxy == nullptr)
+        return {false, 0};
+    const gint index = FindElement(
+        array, [&](auto *value) { return MOMgrGetObject(value, G_TYPE_OBJECT) == proxy; });
+    return {true, std::max(index, 0)};
+}
+
+Search FindPlain(const GValueArray *array, const char *key) {
+    GPtr<char> text;
+    gint number = 0;
+    if (G_VALUE_HOLDS_STRING(&array->values[0])) {
+        text.reset(orvane_momgr_key_get_string(key));
+        if (text == nullptr)
+            return {true, -1};
+    } else {
+        number = orvane_momgr_key_get_int(key);
+    }
+    return {true,
+            FindElement(array, [&](auto *value) { return Equals(value, text.get(), number); })};
+}
+
+Search FindByKey(OrvaneMOMgr *momgr, const GValueArray *array, const char *key) {
+    const GValue *first = &array->values[0];
+    if (!G_IS_VALUE(first))
+        return {false, 0};
+    if (g_type_is_a(G_VALUE_TYPE(first), skema_qorm_managed_object_get_type()))
+        return FindManagedObject(momgr, array, key);
+    if (G_VALUE_HOLDS_OBJECT(first))
+        return FindDataObject(array, key);
+    return FindPlain(array, key);
+}
+
+} // namespace
+
+GParamSpec *OrvaneUpdatePath_FindProperty(GObject *object, const char *name) {
+    GParamSpec *pspec = g_object_class_find_property(G_OBJECT_GET_CLASS(object), name);
+    if (pspec == nullptr || (pspec->flags & G_PARAM_READWRITE) != G_PARAM_READWRITE ||
+        (pspec->flags & G_PARAM_CONSTRUCT_ONLY))
+        return nullptr;
+    return pspec;
+}
+
+std::string OrvaneUpdatePath_PropertyName(std::string_view piece) {
+    return std::string(piece.substr(0, piece.find('[')));
+}
+
+OrvaneUpdateTarget OrvaneUpdatePath_Resolve(OrvaneMOMgr *momgr, GObject *object,
+                                            std::string_view path) {
+    ObjectPtr<GObject> current = MOMgrHold(object);
+    for (int depth = 0; current != nullptr && depth < kMaxDepth; depth++) {
+        const size_t end = PieceEnd(path);
+        if (end == path.npos)
+            return {std::move(current), std::string(path)};
+
+        const std::string piece(path.substr(0, end));
+        current = piece.find('[') == piece.npos ? EnterProperty(current.get(), piece)
+                                                : EnterElement(momgr, current.get(), piece);
+        path.remove_prefix(end + 1);
+    }
+    return {};
+}
+
+gint orvane_momgr_key_get_int(const char *text) {
+    gint number = -1;
+    const int numScanned = sscanf(text, "%d", &number);
+    g_return_val_if_fail(numScanned == 1, -1);
+    return number;
+}
+
+char *orvane_momgr_key_get_string(const char *text) {
+    const size_t len = strlen(text);
+    g_return_val_if_fail(len >= 3, nullptr);
+    return g_strndup(text + 1, len - 2);
+}
+
+GValueArray *orvane_momgr_extract_array_element(OrvaneMOMgr *momgr, GObject *object,
+                                                const char *path, gint *indexOut) {
+    *indexOut = 0;
+    const std::string_view all(path);
+    const size_t nameEnd = all.find_first_of("[]");
+    if (nameEnd == all.npos)
+        return nullptr;
+    const std::string name(all.substr(0, nameEnd));
+    const std::string_view rest = all.substr(nameEnd + 1);
+    const std::string key(rest.substr(0, rest.find_first_of("[]")));
+
+    const GParamSpec *pspec = OrvaneUpdatePath_FindProperty(object, name.c_str());
+    if (pspec == nullptr || pspec->value_type != G_TYPE_VALUE_ARRAY)
+        return nullptr;
+    ScopedValue value(G_TYPE_VALUE_ARRAY);
+    g_object_get_property(object, pspec->name, &value.value);
+    ValueArrayPtr array(static_cast<GValueArray *>(g_value_dup_boxed(&value.value)));
+    if (array == nullptr || array->n_values == 0)
+        return nullptr;
+
+    const Search search = FindByKey(momgr, array.get(), key.c_str());
+    if (!search.isPossible)
+        return nullptr;
+    *indexOut = search.index;
+    return array.release();
+}

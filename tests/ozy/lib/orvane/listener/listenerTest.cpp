@@ -1,0 +1,351 @@
+#include "ozy/lib/orvane/listener/orvaneListener.h"
+
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <orvane/schema/ozy.h>
+#include <orvane/schema/qorm.h>
+
+#include "lib/misc/glibPtr.h"
+#include "lib/misc/log.h"
+#include "ozy/lib/orvane/runtime/orvaneRuntime.h"
+#include "ozy/lib/orvane/soap/orvaneFault.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using Events = std::vector<std::string>;
+
+struct Value {
+    GValue value = G_VALUE_INIT;
+    Value() = default;
+    Value(GType type, gpointer object) {
+        g_value_init(&value, type);
+        g_value_take_object(&value, object);
+    }
+    explicit Value(int number) {
+        g_value_init(&value, G_TYPE_INT);
+        g_value_set_int(&value, number);
+    }
+    ~Value() { orvane_value_cond_unset(&value); }
+    Value(const Value &) = delete;
+};
+
+/* A listener and all that it says, each with the state that it was in: "success 16". It releases the
+ * listener when it says a certain thing. */
+class Recorder {
+public:
+    Events events;
+    std::string dropAt;
+    OrvaneListener *listener;
+
+    Recorder() : listener(orvane_listener_new()) {
+        for (const char *name : {"notify::state", "notify::result", "notify::fault", "acknowledge",
+                                 "progress", "success", "failure"})
+            Connect(name);
+        g_object_add_weak_pointer(G_OBJECT(listener), reinterpret_cast<gpointer *>(&listener));
+    }
+    ~Recorder() { g_clear_object(&listener); }
+
+    Events Take() { return std::exchange(events, {}); }
+    GType FaultType() {
+        const ObjectPtr<SkemaQormMethodFault> fault(orvane_listener_get_fault(listener));
+        return fault ? G_OBJECT_TYPE(fault.get()) : 0;
+    }
+
+private:
+    struct Handler {
+        Recorder *recorder;
+        const char *name;
+    };
+
+    void Connect(const char *name) {
+        const bool isNotify = strncmp(name, "notify", 6) == 0;
+        GClosure *closure =
+            g_cclosure_new_swap(isNotify ? G_CALLBACK(OnNotify) : G_CALLBACK(OnSignal),
+                                new Handler{this, name}, FreeHandler);
+        g_signal_connect_closure(listener, name, closure, FALSE);
+    }
+    static void FreeHandler(gpointer handler, GClosure *) {
+        delete static_cast<Handler *>(handler);
+    }
+    static void OnSignal(Handler *handler, OrvaneListener *from) {
+        Recorder *recorder = handler->recorder;
+        recorder->events.push_back(std::string(handler->name) + " " +
+                                   std::to_string(orvane_listener_get_state(from)));
+        if (recorder->dropAt == handler->name)
+            g_object_unref(from);
+    }
+    static void OnNotify(Handler *handler, GParamSpec *, OrvaneListener *from) {
+        OnSignal(handler, from);
+    }
+};
+
+/* -- plain calls ---------------------------------------------------------------------------------- */
+
+TEST(Listener, IsUnusedWhenNew) {
+    Recorder recorder;
+    Value result;
+    EXPECT_EQ(ORVANE_LISTENER_UNUSED, orvane_listener_get_state(recorder.listener));
+    EXPECT_EQ(G_MININT32, orvane_listener_get_progress(recorder.listener));
+    EXPECT_FALSE(orvane_listener_get_result(recorder.listener, &result.value));
+    EXPECT_EQ(nullptr, orvane_listener_get_fault(recorder.listener));
+    EXPECT_FALSE(orvane_listener_is_task(recorder.listener));
+    EXPECT_FALSE(orvane_listener_cancel(recorder.listener));
+}
+
+TEST(Listener, TellsOfAReplyInOrder) {
+    const struct {
+        const char *name;
+        gboolean success;
+        Value *value;
+        Events events;
+        GType fault;
+    } rows[] = {
+        {"success",
+         TRUE,
+         nullptr,
+         {"notify::state 4", "acknowledge 4", "notify::state 16", "success 16"},
+         0},
+        {"success with an unset value",
+         TRUE,
+         new Value(),
+         {"notify::state 4", "acknowledge 4", "notify::state 16", "success 16"},
+         0},
+        {"result",
+         TRUE,
+         new Value(7),
+         {"notify::result 2", "notify::state 4", "acknowledge 4", "notify::state 16", "success 16"},
+         0},
+        {"failure",
+         FALSE,
+         nullptr,
+         {"notify::state 4", "acknowledge 4", "notify::state 32", "failure 32"},
+         0},
+        {"fault",
+         FALSE,
+         new Value(SKEMA_TYPE_QORM_METHOD_FAULT,
+                   g_object_new(SKEMA_TYPE_QORM_FAULT_REQUEST_CANCELED, nullptr)),
+         {"notify::fault 2", "notify::state 4", "acknowledge 4", "notify::state 32", "failure 32"},
+         SKEMA_TYPE_QORM_FAULT_REQUEST_CANCELED},
+        {"no fault given",
+         FALSE,
+         new Value(SKEMA_TYPE_QORM_METHOD_FAULT, nullptr),
+         {"notify::fault 2", "notify::state 4", "acknowledge 4", "notify::state 32", "failure 32"},
+         ORVANE_TYPE_FAULT_UNEXPECTED},
+        {"a value that is no fault",
+         FALSE,
+         new Value(7),
+         {"notify::fault 2", "notify::state 4", "acknowledge 4", "notify::state 32", "failure 32"},
+         ORVANE_TYPE_FAULT_UNEXPECTED},
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.name);
+        Recorder recorder;
+        LogRing_Clear();
+        orvane_listener_set_return_type(recorder.listener, G_TYPE_INT, FALSE);
+        orvane_listener_initiate(recorder.listener);
+        EXPECT_EQ((Events{"notify::state 2"}), recorder.Take());
+        orvane_listener_acknowledge(recorder.listener, row.success,
+                                    row.value ? &row.value->value : nullptr);
+        EXPECT_EQ(row.events, recorder.Take());
+        EXPECT_EQ(row.fault, recorder.FaultType());
+        const GPtr<char> log(LogRing_Copy());
+        EXPECT_STREQ(row.fault == ORVANE_TYPE_FAULT_UNEXPECTED
+                         ? "I Orvane method failed without a specified fault.\n"
+                         : "",
+                     log.get());
+        delete row.value;
+    }
+}
+
+TEST(Listener, HandsOutCopiesOfItsResult) {
+    Recorder recorder;
+    const Value reply(7);
+    orvane_listener_set_return_type(recorder.listener, G_TYPE_INT, FALSE);
+    orvane_listener_acknowledge(recorder.listener, TRUE, &reply.value);
+    Value result(1); /* what the caller had in it is released */
+    EXPECT_TRUE(orvane_listener_get_result(recorder.listener, &result.value));
+    EXPECT_EQ(7, g_value_get_int(&result.value));
+    GValue *property = nullptr;
+    g_object_get(recorder.listener, "result", &property, nullptr);
+    EXPECT_EQ(7, g_value_get_int(property));
+    g_boxed_free(G_TYPE_VALUE, property);
+}
+
+TEST(Listener, KnowsWhatTheCallReturns) {
+    const struct {
+        GType type;
+        gboolean isArray;
+        GType expected;
+    } rows[] = {{G_TYPE_NONE, FALSE, 0},
+                {G_TYPE_STRING, FALSE, G_TYPE_STRING},
+                {G_TYPE_STRING, TRUE, G_TYPE_STRING},
+                {G_TYPE_INT64, FALSE, G_TYPE_INT64}};
+    Recorder recorder; /* one listener, call after call */
+    for (const auto &row : rows) {
+        gboolean isArray = !row.isArray;
+        orvane_listener_set_return_type(recorder.listener, row.type, row.isArray);
+        EXPECT_EQ(row.expected, orvane_listener_get_return_type(recorder.listener, &isArray));
+        EXPECT_EQ(row.isArray, isArray);
+    }
+}
+
+TEST(Listener, RefusesAStateThatIsNone) {
+    Recorder recorder;
+    g_test_expect_message(nullptr, G_LOG_LEVEL_CRITICAL, "*should not be reached*");
+    orvane_listener_set_state(recorder.listener, static_cast<OrvaneListenerState>(3));
+    g_test_assert_expected_messages();
+    EXPECT_EQ(ORVANE_LISTENER_UNUSED, orvane_listener_get_state(recorder.listener));
+    EXPECT_THAT(recorder.Take(), IsEmpty());
+}
+
+TEST(Listener, SaysNothingMoreOnceDropped) {
+    const std::pair<const char *, Events> rows[] = {
+        {"notify::result", {"notify::result 2"}},
+        {"notify::state", {"notify::result 2", "notify::state 4"}},
+        {"acknowledge", {"notify::result 2", "notify::state 4", "acknowledge 4"}},
+        {"success",
+         {"notify::result 2", "notify::state 4", "acknowledge 4", "notify::state 16",
+          "success 16"}},
+    };
+    for (const auto &[dropAt, events] : rows) {
+        SCOPED_TRACE(dropAt);
+        Recorder recorder;
+        const Value reply(7);
+        orvane_listener_set_return_type(recorder.listener, G_TYPE_INT, FALSE);
+        orvane_listener_initiate(recorder.listener);
+        recorder.Take();
+        recorder.dropAt = dropAt;
+        orvane_listener_acknowledge(recorder.listener, TRUE, &reply.value);
+        EXPECT_EQ(events, recorder.events);
+        EXPECT_EQ(nullptr, recorder.listener);
+    }
+}
+
+/* -- tasks ---------------------------------------------------------------------------------------- */
+
+struct Info {
+    gint state;
+    gboolean cancelled;
+    gint progress;
+};
+
+/* A task without a session: its info is set by hand. */
+class Task {
+public:
+    ObjectPtr<SkemaOzyTask> task{
+        SKEMA_OZY_TASK(g_object_ref_sink(g_object_new(SKEMA_TYPE_OZY_TASK, nullptr)))};
+
+    void Acknowledge(Recorder &recorder) {
+        orvane_listener_initiate(recorder.listener);
+        const Value reply(SKEMA_TYPE_OZY_TASK, g_object_ref(task.get()));
+        orvane_listener_acknowledge(recorder.listener, FALSE, &reply.value);
+    }
+    void Set(const Info &info) {
+        const Value result(7);
+        ObjectPtr<GObject> object(G_OBJECT(g_object_new(SKEMA_TYPE_OZY_TASK_INFO, nullptr)));
+        ObjectPtr<GObject> error(
+            G_OBJECT(g_object_new(SKEMA_TYPE_QORM_FAULT_REQUEST_CANCELED, nullptr)));
+        g_object_set(object.get(), "state", info.state, "cancelled", info.cancelled, "progress",
+                     info.progress, "cancelable", info.progress == 1, "error", error.get(),
+                     nullptr);
+        orvane_object_set_any(object.get(), "result", &result.value);
+        g_object_set(task.get(), "info", object.get(), nullptr);
+    }
+};
+
+TEST(Listener, FollowsATask) {
+    enum { kQueued, kRunning, kSuccess, kError };
+    const struct {
+        const char *name;
+        std::vector<Info> infos;
+        Events events;
+    } rows[] = {
+        {"queued, running, done",
+         {{kQueued, FALSE, 0}, {kRunning, FALSE, 0}, {kRunning, FALSE, 50}, {kSuccess, FALSE, 50}},
+         {"progress 2", "notify::state 4", "acknowledge 4", "notify::state 8", "progress 8",
+          "notify::state 16", "success 16"}},
+        {"seen running first: not acknowledged",
+         {{kRunning, FALSE, 0}, {kError, FALSE, 0}},
+         {"progress 2", "notify::state 8", "notify::state 32", "failure 32"}},
+        {"queued again",
+         {{kRunning, FALSE, 0}, {kQueued, FALSE, 0}},
+         {"progress 2", "notify::state 8", "notify::state 4", "acknowledge 4"}},
+        {"cancelled beats success",
+         {{kSuccess, TRUE, 0}},
+         {"progress 2", "notify::state 32", "failure 32"}},
+        {"told once",
+         {{kSuccess, FALSE, 0}, {kSuccess, FALSE, 0}},
+         {"progress 2", "notify::state 16", "success 16"}},
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.name);
+        Task task;
+        Recorder recorder;
+        task.Acknowledge(recorder);
+        EXPECT_THAT(recorder.Take(), ElementsAre("notify::state 2"));
+        EXPECT_TRUE(orvane_listener_is_task(recorder.listener));
+        for (const Info &info : row.infos)
+            task.Set(info);
+        EXPECT_EQ(row.events, recorder.Take());
+        const bool hasFailed =
+            orvane_listener_get_state(recorder.listener) == ORVANE_LISTENER_FAILED;
+        EXPECT_EQ(hasFailed ? SKEMA_TYPE_QORM_FAULT_REQUEST_CANCELED : 0, recorder.FaultType());
+    }
+}
+
+TEST(Listener, ReadsTheTaskOnDemand) {
+    Task task;
+    Recorder recorder;
+    task.Acknowledge(recorder);
+    for (int i = 0; i < 2; i++)
+        g_test_expect_message(nullptr, G_LOG_LEVEL_CRITICAL, "*assertion 'taskInfo' failed*");
+    EXPECT_EQ(G_MININT32, orvane_listener_get_progress(recorder.listener));
+    EXPECT_FALSE(orvane_listener_is_cancellable(recorder.listener));
+    g_test_assert_expected_messages();
+
+    task.Set({1, FALSE, 1});
+    EXPECT_EQ(1, orvane_listener_get_progress(recorder.listener));
+    EXPECT_TRUE(orvane_listener_is_cancellable(recorder.listener));
+    task.Set({1, FALSE, 2});
+    EXPECT_FALSE(orvane_listener_cancel(recorder.listener));
+    task.Set({2, FALSE, 2});
+    Value result;
+    EXPECT_TRUE(orvane_listener_get_result(recorder.listener, &result.value));
+    EXPECT_EQ(7, g_value_get_int(&result.value));
+}
+
+TEST(Listener, MayBeDroppedInEachWordOfATask) {
+    for (const char *dropAt : {"progress", "notify::state", "acknowledge", "success"}) {
+        SCOPED_TRACE(dropAt);
+        Task task;
+        Recorder recorder;
+        task.Acknowledge(recorder);
+        recorder.Take();
+        recorder.dropAt = dropAt;
+        for (gint state : {0, 1, 2})
+            task.Set({state, FALSE, state});
+        EXPECT_EQ(nullptr, recorder.listener);
+        EXPECT_EQ(dropAt, recorder.events.back().substr(0, recorder.events.back().find(' ')));
+    }
+}
+
+TEST(Listener, LetsGoOfAFormerTask) {
+    Task first;
+    Task second;
+    Recorder recorder;
+    first.Acknowledge(recorder);
+    second.Acknowledge(recorder);
+    recorder.Take();
+    first.Set({2, FALSE, 5});
+    EXPECT_THAT(recorder.Take(), IsEmpty());
+    second.Set({1, FALSE, 5});
+    EXPECT_THAT(recorder.Take(), ElementsAre("progress 2", "notify::state 8"));
+}
+
+} // namespace

@@ -1,0 +1,146 @@
+#include "ozy/lib/orvane/runtime/orvaneRuntime.h"
+
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include <orvane/schema/qorm.h>
+
+#include "lib/misc/log.h"
+#include "ozy/lib/orvane/schema/schemaEngine.h"
+#include "tests/ozy/lib/orvane/soap/soapFixture.h"
+#include "tests/support/testLoop.h"
+
+namespace {
+
+std::string LogText() {
+    const GPtr<char> lines(LogRing_Copy());
+    return lines.get();
+}
+
+TEST(LookupType, FindsAWireNameBehindTheFirstColonOnly) {
+    const GType task = orvane_lookup_type("Task");
+    EXPECT_STREQ("SkemaOzyTask", g_type_name(task));
+    EXPECT_EQ(task, orvane_lookup_type("ozy25:Task"));
+    EXPECT_EQ(task, orvane_lookup_type(":Task"));
+    for (const char *name : {"", "a:b:Task", "task", "Task ", "SkemaOzyTask", "Task:"})
+        EXPECT_EQ(0u, orvane_lookup_type(name)) << name;
+}
+
+TEST(LookupType, EveryListedTypeIsFoundAndNoReflectionType) {
+    const SchemaTables *tables = SchemaEngine_Tables();
+    guint numUnlisted = 0;
+    for (guint i = 0; i < tables->numTypes; i++) {
+        const char *wireName = tables->text + tables->types[i].wireName;
+        const bool isUnlisted = tables->types[i].flags & SCHEMA_TYPE_UNLISTED;
+        const GType type = orvane_schema_get_type(i);
+        EXPECT_EQ(isUnlisted ? 0 : type, orvane_lookup_type(wireName)) << wireName;
+        EXPECT_EQ(wireName, g_type_get_qdata(type, orvane_quark_wsdlname()));
+        numUnlisted += isUnlisted;
+    }
+    EXPECT_EQ(20u, numUnlisted);
+}
+
+TEST(EnumByNick, FindsAWordAndIsSilentAboutAnUnknownOne) {
+    const GType type = orvane_lookup_type("ObjectUpdateKind");
+    EXPECT_EQ(1, orvane_enum_get_by_nick(type, "enter")->value);
+    LogRing_Clear();
+    EXPECT_EQ(nullptr, orvane_enum_get_by_nick(type, "Enter"));
+    EXPECT_EQ("", LogText());
+}
+
+TEST(EnumByNick, WarnsOfATypeThatIsNoEnumeration) {
+    LogRing_Clear();
+    EXPECT_EQ(nullptr, orvane_enum_get_by_nick(G_TYPE_INT, "x"));
+    EXPECT_EQ("W orvane_enum_get_by_nick: Attempted lookup 'x' on non-enum type\n", LogText());
+}
+
+TEST(ValueCondUnset, LeavesAloneWhatIsNotInitialised) {
+    GValue value = G_VALUE_INIT;
+    orvane_value_cond_unset(nullptr);
+    orvane_value_cond_unset(&value);
+    g_value_init(&value, G_TYPE_STRING);
+    g_value_set_string(&value, "x");
+    orvane_value_cond_unset(&value);
+    EXPECT_EQ(0u, G_VALUE_TYPE(&value));
+}
+
+TEST(BoxedTypes, CopiesAreOfTheSameContentAndApart) {
+    GByteArray *bytes = g_byte_array_new();
+    auto *copy = static_cast<GByteArray *>(g_boxed_copy(ORVANE_TYPE_BYTE_ARRAY, bytes));
+    EXPECT_EQ(0u, copy->len);
+    g_boxed_free(ORVANE_TYPE_BYTE_ARRAY, copy);
+    g_byte_array_append(bytes, reinterpret_cast<const guint8 *>("a\0b"), 3);
+    copy = static_cast<GByteArray *>(g_boxed_copy(ORVANE_TYPE_BYTE_ARRAY, bytes));
+    bytes->data[0] = 'x';
+    EXPECT_EQ(std::string("a\0b", 3), std::string(reinterpret_cast<char *>(copy->data), copy->len));
+    g_boxed_free(ORVANE_TYPE_BYTE_ARRAY, copy);
+    g_boxed_free(ORVANE_TYPE_BYTE_ARRAY, bytes);
+
+    const GTimeVal time = {5, 7};
+    const GPtr<GTimeVal> timeCopy(
+        static_cast<GTimeVal *>(g_boxed_copy(ORVANE_TYPE_TIMEVAL, &time)));
+    EXPECT_EQ(5, timeCopy->tv_sec);
+    EXPECT_EQ(7, timeCopy->tv_usec);
+    EXPECT_STREQ("GTimeVal", g_type_name(ORVANE_TYPE_TIMEVAL));
+    EXPECT_STREQ("OrvaneByteArray", g_type_name(ORVANE_TYPE_BYTE_ARRAY));
+    EXPECT_STREQ("OrvaneURI", g_type_name(ORVANE_TYPE_URI));
+}
+
+/* Any object does for a listener: a binding is a matter of weak references alone. */
+class Binding : public testing::Test {
+protected:
+    GObject *Bound() {
+        return static_cast<GObject *>(g_object_get_qdata(object.get(), orvane_quark_listener()));
+    }
+    void Bind(const ObjectPtr<GObject> &listener) {
+        orvane_bind_listener(object.get(), reinterpret_cast<OrvaneListener *>(listener.get()));
+    }
+    ObjectPtr<GObject> object{New("DataObject")};
+    ObjectPtr<GObject> first{New("DataObject")};
+    ObjectPtr<GObject> second{New("DataObject")};
+};
+
+TEST_F(Binding, EndsWithTheListenerOrWhenItIsUndone) {
+    orvane_unbind_listener(object.get());
+    Bind(first);
+    EXPECT_EQ(first.get(), Bound());
+    first.reset();
+    EXPECT_EQ(nullptr, Bound());
+
+    Bind(second);
+    orvane_unbind_listener(object.get());
+    EXPECT_EQ(nullptr, Bound());
+    object.reset();
+    second.reset(); /* must not reach for the object */
+}
+
+TEST_F(Binding, ALaterOneIsClearedByTheEndOfTheEarlierListener) {
+    Bind(first);
+    Bind(second);
+    EXPECT_EQ(second.get(), Bound());
+    first.reset();
+    EXPECT_EQ(nullptr, Bound());
+}
+
+TEST(Init, RefusesALoopWithoutBothFunctions) {
+    const Warnings warnings;
+    EXPECT_FALSE(orvane_init(nullptr, testLoop::CallbackRemove));
+    EXPECT_FALSE(orvane_init(testLoop::Callback, nullptr));
+    EXPECT_EQ(2u, warnings.texts.size());
+}
+
+TEST(Init, KeepsTheLoopAndCanBeDoneAgainAfterAShutdown) {
+    orvane_shutdown(); /* before the first start, too */
+    for (int i = 0; i < 2; i++) {
+        EXPECT_TRUE(orvane_init(testLoop::Callback, testLoop::CallbackRemove));
+        EXPECT_EQ(&testLoop::Callback, orvane_poll_callback);
+        EXPECT_EQ(&testLoop::CallbackRemove, orvane_poll_callback_remove);
+        const GType before = orvane_lookup_type("Task");
+        orvane_shutdown();
+        EXPECT_EQ(before, orvane_lookup_type("Task"));
+        EXPECT_TRUE(testLoop::Registrations().empty());
+    }
+}
+
+} // namespace

@@ -1,0 +1,254 @@
+#include "ozy/lib/orvane/schema/schemaEngine.h"
+
+#include <algorithm>
+#include <cfloat>
+#include <set>
+#include <span>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <orvane/schema/ozy.h>
+
+#include "lib/misc/glibPtr.h"
+#include "ozy/lib/orvane/runtime/orvaneRuntime.h"
+
+namespace {
+
+struct ClassUnref {
+    void operator()(GObjectClass *klass) const { g_type_class_unref(klass); }
+};
+using ClassPtr = std::unique_ptr<GObjectClass, ClassUnref>;
+
+ClassPtr ClassOf(GType type) {
+    return ClassPtr(static_cast<GObjectClass *>(g_type_class_ref(type)));
+}
+
+ClassPtr ClassOf(const char *wireName) {
+    return ClassOf(orvane_lookup_type(wireName));
+}
+
+std::vector<std::string> PropertyNames(const char *wireName) {
+    const ClassPtr klass = ClassOf(wireName);
+    guint count = 0;
+    const GPtr<GParamSpec *> specs(g_object_class_list_properties(klass.get(), &count));
+    std::vector<std::string> names;
+    for (GParamSpec *spec : std::span(specs.get(), count))
+        names.emplace_back(spec->name);
+    return names;
+}
+
+/* Shapes a person can compare: "GParamBoxed flags 259 since ozy2/2.0 'Array of ...' of GValue". */
+std::string Shape(const char *wireName, const char *property) {
+    const ClassPtr klass = ClassOf(wireName);
+    GParamSpec *spec = g_object_class_find_property(klass.get(), property);
+    if (spec == nullptr)
+        return "none";
+    std::string shape =
+        std::string(G_PARAM_SPEC_TYPE_NAME(spec)) + " of " + g_type_name(spec->value_type) +
+        ", flags " + std::to_string(spec->flags) + ", since '" +
+        static_cast<char *>(g_param_spec_get_qdata(spec, orvane_quark_version())) + "'";
+    const GType element = GPOINTER_TO_SIZE(g_param_spec_get_qdata(spec, orvane_quark_arraytype()));
+    if (element != 0)
+        shape += std::string(", ") + g_param_spec_get_blurb(spec) + " = " + g_type_name(element);
+    return shape;
+}
+
+TEST(SchemaClass, EveryClassIsMadeReadAndReleased) {
+    const SchemaTables *tables = SchemaEngine_Tables();
+    for (guint i = 0; i < tables->numTypes; i++) {
+        if (tables->types[i].kind == SCHEMA_KIND_ENUM)
+            continue;
+        const ObjectPtr<GObject> object(
+            static_cast<GObject *>(g_object_new(orvane_schema_get_type(i), nullptr)));
+        if (g_object_is_floating(object.get()))
+            g_object_ref_sink(object.get());
+        guint count = 0;
+        const GPtr<GParamSpec *> specs(
+            g_object_class_list_properties(G_OBJECT_GET_CLASS(object.get()), &count));
+        std::set<std::string> names; /* a class may declare a property of its base again */
+        for (GParamSpec *spec : std::span(specs.get(), count)) {
+            EXPECT_TRUE(names.insert(spec->name).second) << spec->name << " stands twice";
+            GValue value = G_VALUE_INIT;
+            g_value_init(&value, spec->value_type);
+            g_object_get_property(object.get(), spec->name, &value);
+            EXPECT_TRUE(spec->flags == 3 || spec->flags == 259) << spec->name;
+            EXPECT_STREQ("", g_param_spec_get_nick(spec));
+            EXPECT_NE(nullptr, g_param_spec_get_qdata(spec, orvane_quark_version()));
+            g_value_unset(&value);
+        }
+    }
+}
+
+TEST(SchemaClass, PropertiesComeBaseFirstThenInTheOrderOfTheSchema) {
+    using testing::ElementsAre;
+    EXPECT_THAT(PropertyNames("SelectionSpec"),
+                ElementsAre("dynamicType", "dynamicProperty", "name"));
+    EXPECT_THAT(PropertyNames("MethodFault"), ElementsAre("faultCause", "faultMessage"));
+}
+
+TEST(SchemaClass, ParamSpecsAreWhatTheWireNeeds) {
+    const struct {
+        const char *wireName, *property, *shape;
+    } rows[] = {
+        {"DynamicData", "dynamicType", "GParamString of gchararray, flags 259, since ''"},
+        {"DynamicData", "dynamicProperty",
+         "GParamBoxed of GValueArray, flags 259, since '', "
+         "Array of 'SkemaQormDynamicProperty' = SkemaQormDynamicProperty"},
+        {"DynamicArray", "val",
+         "GParamBoxed of GValueArray, flags 3, since '', Array of 'GValue' = GValue"},
+        {"DynamicProperty", "val", "GParamBoxed of GValue, flags 3, since ''"},
+        {"TaskInfo", "queueTime", "GParamBoxed of GTimeVal, flags 3, since 'ozy2/2.0'"},
+        {"TaskInfo", "state", "GParamEnum of SkemaOzyTaskInfoState, flags 3, since 'ozy2/2.0'"},
+        {"TaskInfo", "task", "GParamObject of SkemaOzyTask, flags 3, since 'ozy2/2.0'"},
+        {"UserSession", "callCount", "GParamInt64 of gint64, flags 3, since 'ozy25/5.1'"},
+        {"ManagedEntity", "effectiveRole",
+         "GParamBoxed of GValueArray, flags 3, since '', Array of 'gint32' = gint"},
+        {"CustomizationSpecManager", "encryptionKey",
+         "GParamBoxed of GValueArray, flags 3, since '', Array of 'gint8' = gchar"},
+        {"PropertySpec", "pathSet",
+         "GParamBoxed of GValueArray, flags 259, since '', Array of 'gchar *' = gchararray"},
+        {"TestKinds", "allShort",
+         "GParamBoxed of GValueArray, flags 3, since 'ozy25/5.0', Array of 'gint16' = gint"},
+        {"TestKinds", "allLong",
+         "GParamBoxed of GValueArray, flags 3, since 'ozy25/5.0', Array of 'gint64' = gint64"},
+        {"TestKinds", "allDouble",
+         "GParamBoxed of GValueArray, flags 3, since 'ozy25/5.0', Array of 'gdouble' = gdouble"},
+        {"TestKinds", "oneBinary", "GParamBoxed of OrvaneByteArray, flags 3, since 'ozy25/5.0'"},
+    };
+    for (const auto &[wireName, property, shape] : rows)
+        EXPECT_EQ(shape, Shape(wireName, property)) << wireName << "." << property;
+}
+
+TEST(SchemaClass, NumbersHaveTheRangesOfTheWire) {
+    const ClassPtr klass = ClassOf("TestKinds");
+    const auto spec = [&](const char *name) {
+        return g_object_class_find_property(klass.get(), name);
+    };
+    EXPECT_EQ(-128, G_PARAM_SPEC_CHAR(spec("oneByte"))->minimum);
+    EXPECT_EQ(127, G_PARAM_SPEC_CHAR(spec("oneByte"))->maximum);
+    EXPECT_EQ(-32768, G_PARAM_SPEC_INT(spec("oneShort"))->minimum);
+    EXPECT_EQ(32767, G_PARAM_SPEC_INT(spec("oneShort"))->maximum);
+    EXPECT_EQ(G_MININT, G_PARAM_SPEC_INT(spec("oneInt"))->minimum);
+    EXPECT_EQ(G_MAXINT64, G_PARAM_SPEC_INT64(spec("oneLong"))->maximum);
+    EXPECT_EQ(-FLT_MAX, G_PARAM_SPEC_FLOAT(spec("oneFloat"))->minimum);
+    EXPECT_EQ(DBL_MAX, G_PARAM_SPEC_DOUBLE(spec("oneDouble"))->maximum);
+    EXPECT_STREQ("", G_PARAM_SPEC_STRING(spec("oneString"))->default_value);
+}
+
+TEST(SchemaClass, RootsHaveTheirSignalsAndWhatIsBelowHasNoOther) {
+    const struct {
+        const char *wireName, *signal;
+        guint flags, numParameters;
+    } rows[] = {
+        {"DataObject", "array_notify", 121, 3},
+        {"MethodFault", "array_notify", 121, 3},
+        {"ManagedObject", "array_notify", 121, 3},
+        {"ManagedObject", "leave", 41, 0},
+    };
+    for (const auto &row : rows) {
+        const GType type = orvane_lookup_type(row.wireName);
+        const ClassPtr klass = ClassOf(type);
+        GSignalQuery query;
+        g_signal_query(g_signal_lookup(row.signal, type), &query);
+        EXPECT_EQ(type, query.itype) << row.wireName << row.signal;
+        EXPECT_EQ(row.flags, query.signal_flags) << row.wireName << row.signal;
+        EXPECT_EQ(row.numParameters, query.n_params) << row.wireName << row.signal;
+    }
+    guint count = 99;
+    const ClassPtr below = ClassOf("TaskInfo");
+    g_free(g_signal_list_ids(orvane_lookup_type("TaskInfo"), &count));
+    EXPECT_EQ(0u, count);
+}
+
+/* Default handlers of an application's class, in the places behind GObjectClass. */
+struct AppProxyClass {
+    GObjectClass parent;
+    void (*leave)(GObject *);
+    void (*arrayNotify)(GObject *, GParamSpec *, gboolean, const GValue *);
+};
+
+std::string heard;
+
+void AppProxyClassInit(gpointer klass, gpointer) {
+    auto *app = static_cast<AppProxyClass *>(klass);
+    app->leave = [](GObject *) { heard += "leave "; };
+    app->arrayNotify = [](GObject *, GParamSpec *spec, gboolean flag, const GValue *value) {
+        heard += std::string(spec->name) + (flag ? " yes " : " no ") +
+                 std::to_string(g_value_get_int(value));
+    };
+}
+
+TEST(SchemaClass, DefaultHandlersStandBehindTheObjectClassLeaveFirst) {
+    GTypeQuery base;
+    g_type_query(orvane_lookup_type("TestProxy"), &base);
+    const GType type =
+        g_type_register_static_simple(base.type, "AppProxy", base.class_size, AppProxyClassInit,
+                                      base.instance_size, nullptr, static_cast<GTypeFlags>(0));
+    const ObjectPtr<GObject> proxy(
+        static_cast<GObject *>(g_object_ref_sink(g_object_new(type, nullptr))));
+    GParamSpec *spec = g_object_class_find_property(G_OBJECT_GET_CLASS(proxy.get()), "proxies");
+    GValue value = G_VALUE_INIT;
+    g_value_init(&value, G_TYPE_INT);
+    g_value_set_int(&value, 7);
+    heard.clear();
+    g_signal_emit_by_name(proxy.get(), "leave");
+    g_signal_emit_by_name(proxy.get(), "array_notify::proxies", spec, TRUE, &value);
+    EXPECT_EQ("leave proxies yes 7", heard);
+}
+
+TEST(SchemaClass, RootsAreTheStructsThatApplicationsSee) {
+    const struct {
+        const char *wireName;
+        GType parent;
+        gsize size;
+    } rows[] = {
+        {"DataObject", G_TYPE_OBJECT, sizeof(SkemaQormDataObject)},
+        {"MethodFault", G_TYPE_OBJECT, sizeof(SkemaQormMethodFault)},
+        {"ManagedObject", G_TYPE_INITIALLY_UNOWNED, sizeof(SkemaQormManagedObject)},
+    };
+    for (const auto &row : rows) {
+        GTypeQuery query;
+        g_type_query(orvane_lookup_type(row.wireName), &query);
+        EXPECT_EQ(row.parent, g_type_parent(query.type)) << row.wireName;
+        EXPECT_EQ(row.size, query.instance_size) << row.wireName;
+    }
+    EXPECT_FALSE(g_type_is_a(SKEMA_TYPE_QORM_METHOD_FAULT, SKEMA_TYPE_QORM_DATA_OBJECT));
+}
+
+TEST(SchemaClass, EnumerationsHaveTheWireWordsAsNicks) {
+    const GType type = orvane_lookup_type("ObjectUpdateKind");
+    EXPECT_STREQ("SkemaQormCorePropertyCollectorObjectUpdateKind", g_type_name(type));
+    const auto *leave = orvane_enum_get_by_nick(type, "leave");
+    ASSERT_NE(nullptr, leave);
+    EXPECT_EQ(SKEMA_QORM_CORE_PROPERTY_COLLECTOR_OBJECT_UPDATE_LEAVE, leave->value);
+    EXPECT_STREQ("SKEMA_QORM_CORE_PROPERTY_COLLECTOR_OBJECT_UPDATE_LEAVE", leave->value_name);
+    const auto *remove =
+        orvane_enum_get_by_nick(orvane_lookup_type("PropertyChangeOp"), "indirectRemove");
+    ASSERT_NE(nullptr, remove);
+    EXPECT_STREQ("SKEMA_QORM_CORE_PROPERTY_COLLECTOR_CHANGE_INDIRECTREMOVE", remove->value_name);
+}
+
+TEST(SchemaClass, RegistersFromManyThreadsAtOnce) {
+    const guint numTypes = SchemaEngine_Tables()->numTypes;
+    std::vector<std::vector<GType>> seen(8);
+    std::vector<std::thread> threads;
+    threads.reserve(seen.size());
+    for (auto &types : seen) {
+        threads.emplace_back([&types, numTypes] {
+            for (guint i = 0; i < numTypes; i++)
+                types.push_back(orvane_schema_get_type(numTypes - 1 - i));
+            g_type_class_unref(g_type_class_ref(SKEMA_TYPE_OZY_TASK_INFO));
+        });
+    }
+    for (std::thread &thread : threads)
+        thread.join();
+    for (const auto &types : seen)
+        EXPECT_EQ(seen[0], types);
+    EXPECT_EQ(0, std::ranges::count(seen[0], GType{0}));
+}
+
+} // namespace

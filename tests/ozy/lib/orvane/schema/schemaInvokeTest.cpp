@@ -1,0 +1,208 @@
+// Method stubs: which values their parameters become, as the service sees them.
+#include "ozy/lib/orvane/listener/orvaneListener.h"
+#include "ozy/lib/orvane/schema/schemaEngine.h"
+#include "ozy/lib/orvane/updates/orvaneMOMgr.h"
+#include "tests/ozy/lib/orvane/schema/schemaKinds.h"
+#include "tests/ozy/lib/orvane/session/sessionFixture.h"
+#include "tests/ozy/lib/orvane/soap/soapFixture.h"
+
+namespace {
+
+class SchemaInvoke : public SessionTest {
+protected:
+    void SetUp() override { ASSERT_EQ("success", Connect()); }
+
+    template <class T> T *Proxy(const char *wireName) {
+        SkemaQormManagedObject *proxy = orvane_momgr_lookup_or_create(
+            orvane_session_get_momgr(session), wireName, orvane_lookup_type(wireName));
+        proxies.emplace_back(G_OBJECT(g_object_ref_sink(proxy)));
+        return reinterpret_cast<T *>(proxy);
+    }
+
+    /* The arguments of the last call of a method. */
+    std::string Sent(const std::string &method) {
+        testLoop::Settle();
+        const std::string body = service->Last(method).body;
+        const size_t start = body.find("</_this>");
+        const size_t end = body.find("</" + method + ">");
+        if (start == std::string::npos || end == std::string::npos)
+            return "no call in " + body;
+        return body.substr(start + 8, end - start - 8);
+    }
+
+    /* Calls the method that takes each form of one kind, and tells what was sent. */
+    template <class... Arguments>
+    std::string Take(const std::string &word, Arguments... arguments) {
+        orvane_schema_invoke(schemaKinds::MethodOf("Take" + word), Proxy<void>("TestProxy"),
+                             nullptr, arguments...);
+        return Sent("Take" + word);
+    }
+
+    std::vector<ObjectPtr<GObject>> proxies;
+};
+
+std::string Element(const std::string &name, const std::string &type, const std::string &text) {
+    return "<" + name + " xsi:type=\"" + type + "\">" + text + "</" + name + ">";
+}
+
+/* All four arguments of Take...(): the third is a list of two. */
+std::string All(const std::string &type, const std::string &text) {
+    return Element("one", type, text) + Element("maybe", type, text) + Element("all", type, text) +
+           Element("all", type, text) + Element("likely", type, text);
+}
+
+TEST_F(SchemaInvoke, NumbersComeByValueOrByPointer) {
+    const gboolean boolean = FALSE;
+    const gint8 byte = -128;
+    const gint number = -5;
+    const gint64 big = G_MAXINT64;
+    const gfloat real = 0.5F;
+    const gdouble precise = 0.25;
+    const SkemaQormCorePropertyCollectorObjectUpdateKind kind =
+        SKEMA_QORM_CORE_PROPERTY_COLLECTOR_OBJECT_UPDATE_LEAVE;
+    const auto list = [](GType type, auto set, auto element) {
+        Value value(type);
+        set(value.get(), element);
+        return ArrayValue({&value, &value});
+    };
+    EXPECT_EQ(All("xsd:boolean", "0"),
+              Take("Boolean", FALSE, &boolean,
+                   list(G_TYPE_BOOLEAN, g_value_set_boolean, FALSE).Array(), FALSE));
+    EXPECT_EQ(All("xsd:byte", "-128"),
+              Take("Byte", -128, &byte, list(G_TYPE_CHAR, g_value_set_schar, byte).Array(), -128));
+    EXPECT_EQ(All("xsd:int", "-5"),
+              Take("Short", -5, &number, list(G_TYPE_INT, g_value_set_int, -5).Array(), -5));
+    EXPECT_EQ(All("xsd:int", "-5"),
+              Take("Int", -5, &number, list(G_TYPE_INT, g_value_set_int, -5).Array(), -5));
+    EXPECT_EQ(All("xsd:long", "9223372036854775807"),
+              Take("Long", big, &big, list(G_TYPE_INT64, g_value_set_int64, big).Array(), big));
+    EXPECT_EQ(All("ObjectUpdateKind", "leave"),
+              Take("Enum", kind, &kind,
+                   list(orvane_lookup_type("ObjectUpdateKind"), g_value_set_enum, kind).Array(),
+                   kind));
+    EXPECT_EQ(
+        All("xsd:float", "0.500000"),
+        Take("Float", real, &real, list(G_TYPE_FLOAT, g_value_set_float, real).Array(), real));
+    EXPECT_EQ(All("xsd:double", "0.250000"),
+              Take("Double", precise, &precise,
+                   list(G_TYPE_DOUBLE, g_value_set_double, precise).Array(), precise));
+}
+
+TEST_F(SchemaInvoke, WhatComesByPointerIsLeftOutIfThatIsNull) {
+    const Value text = StringValue("x");
+    EXPECT_EQ(All("xsd:string", "x"),
+              Take("String", "x", "x", ArrayValue({&text, &text}).Array(), "x"));
+    EXPECT_EQ(Element("one", "xsd:int", "1") + Element("likely", "xsd:int", "2"),
+              Take("Int", 1, nullptr, nullptr, 2));
+
+    const GTimeVal time = {0, 0};
+    EXPECT_EQ(Element("one", "xsd:dateTime", "1970-01-01T00:00:00Z") +
+                  Element("likely", "xsd:dateTime", "1970-01-01T00:00:00Z"),
+              Take("Time", &time, nullptr, nullptr, &time));
+}
+
+TEST_F(SchemaInvoke, ARequiredTextIsPassedOnEvenIfItIsNull) {
+    const Warnings warnings; /* the writer's */
+    EXPECT_EQ(Element("likely", "xsd:string", "(null)"),
+              Take("String", nullptr, nullptr, nullptr, nullptr));
+    EXPECT_EQ(1u, warnings.texts.size());
+}
+
+TEST_F(SchemaInvoke, AnObjectIsOfItsOwnClassWhereTheDeclaredOneIsOnlyLikely) {
+    const ObjectPtr<GObject> declared = New("SelectionSpec");
+    const ObjectPtr<GObject> below = New("TraversalSpec");
+    const ObjectPtr<GObject> other = New("PropertySpec");
+    g_object_set(below.get(), "type", "t", "path", "p", nullptr);
+    g_object_set(other.get(), "type", "t", nullptr);
+    const std::string sent = Take("Object", below.get(), nullptr, nullptr, other.get());
+    EXPECT_THAT(sent, testing::StartsWith("<one xsi:type=\"TraversalSpec\">"));
+    EXPECT_THAT(sent, testing::HasSubstr("<likely xsi:type=\"PropertySpec\">"));
+
+    const Warnings warnings; /* GObject's own check refuses it where the class is stated */
+    EXPECT_EQ("<likely xsi:type=\"SelectionSpec\"></likely>",
+              Take("Object", nullptr, nullptr, nullptr, declared.get()));
+    Take("Object", other.get(), nullptr, nullptr, declared.get());
+    EXPECT_EQ(1u, warnings.texts.size());
+}
+
+TEST_F(SchemaInvoke, AnAnyIsReadFromTheParameterItselfAndNeverFollowed) {
+    const Value value = StringValue("never looked at");
+    const std::string unset = Take("Any", nullptr, nullptr, nullptr, value.get());
+    EXPECT_EQ(std::string::npos, unset.find("never"));
+    for (const gsize garbage : {gsize{1}, gsize{0xff}, gsize{1} << 40, G_MAXSIZE})
+        EXPECT_EQ(unset, Take("Any", nullptr, nullptr, nullptr, GSIZE_TO_POINTER(garbage)));
+    for (const GType type : {G_TYPE_INTERFACE, G_TYPE_NONE, G_TYPE_BOXED})
+        EXPECT_EQ(unset, Take("Any", nullptr, nullptr, nullptr, GSIZE_TO_POINTER(type)));
+    EXPECT_EQ(Element("likely", "xsd:int", "0"),
+              Take("Any", nullptr, nullptr, nullptr, GSIZE_TO_POINTER(G_TYPE_INT)));
+}
+
+TEST_F(SchemaInvoke, AnUnknownArgumentGoesOutAsItIs) {
+    auto *manager = Proxy<SkemaOzyCustomFieldsManager>("CustomFieldsManager");
+    auto *folder = Proxy<SkemaOzyManagedEntity>("Folder");
+    const Value key = IntValue(3);
+    const Value text = StringValue("x");
+    skema_ozy_custom_fields_manager_set_field(manager, folder, key.get(), text.get(), nullptr);
+    EXPECT_THAT(Sent("SetField"), testing::EndsWith(Element("key", "xsd:int", "3") +
+                                                    Element("value", "xsd:string", "x")));
+    const Value unset;
+    skema_ozy_custom_fields_manager_set_field(manager, nullptr, unset.get(), nullptr, nullptr);
+    EXPECT_EQ("", Sent("SetField"));
+}
+
+TEST_F(SchemaInvoke, ArgumentsKeepTheOrderOfTheSchemaWhateverIsLeftOut) {
+    auto *machine = Proxy<SkemaOzyVirtualMachine>("VirtualMachine");
+    skema_ozy_virtual_machine_create_snapshot(machine, "n", nullptr, TRUE, FALSE, nullptr);
+    EXPECT_EQ(Element("name", "xsd:string", "n") + Element("memory", "xsd:boolean", "1") +
+                  Element("quiesce", "xsd:boolean", "0"),
+              Sent("CreateSnapshot_Task"));
+
+    skema_ozy_virtual_machine_remove_all_snapshots(machine, nullptr, nullptr);
+    EXPECT_EQ("", Sent("RemoveAllSnapshots_Task"));
+    gboolean consolidate = FALSE;
+    skema_ozy_virtual_machine_remove_all_snapshots(machine, &consolidate, nullptr);
+    EXPECT_EQ(Element("consolidate", "xsd:boolean", "0"), Sent("RemoveAllSnapshots_Task"));
+}
+
+TEST_F(SchemaInvoke, TheListenerLearnsTheResultsType) {
+    const struct {
+        const char *method;
+        GType type;
+        bool isArray;
+    } rows[] = {
+        {"CancelTask", 0, false},
+        {"CurrentTime", ORVANE_TYPE_TIMEVAL, false},
+        {"WaitForUpdatesEx", SKEMA_TYPE_QORM_CORE_PROPERTY_COLLECTOR_UPDATE_SET, false},
+        {"DownloadScript", ORVANE_TYPE_BYTE_ARRAY, false},
+        {"TakeInt", orvane_lookup_type("TestKinds"), true},
+    };
+    for (const auto &row : rows) {
+        const ObjectPtr<OrvaneListener> listener(orvane_listener_new());
+        orvane_schema_invoke(schemaKinds::MethodOf(row.method), Proxy<void>("TestProxy"),
+                             listener.get(), 0, nullptr, nullptr, 0);
+        gboolean isArray = 7;
+        EXPECT_EQ(row.type, orvane_listener_get_return_type(listener.get(), &isArray))
+            << row.method;
+        EXPECT_EQ(row.isArray, isArray) << row.method;
+    }
+}
+
+TEST_F(SchemaInvoke, AnObjectThatCannotBeCalledIsAWarningAndNoRequest) {
+    const size_t before = service->server.Requests().size();
+    const Warnings warnings;
+    skema_ozy_task_cancel(nullptr, nullptr);
+    const ObjectPtr<GObject> data = New("TaskInfo");
+    skema_ozy_task_cancel(reinterpret_cast<SkemaOzyTask *>(data.get()), nullptr);
+    auto *task = Proxy<SkemaOzyTask>("Task");
+    OrvaneSession *const kept =
+        std::exchange(reinterpret_cast<SkemaQormManagedObject *>(task)->session, nullptr);
+    skema_ozy_task_cancel(task, nullptr);
+    reinterpret_cast<SkemaQormManagedObject *>(task)->session = kept;
+    g_clear_object(&session);
+    skema_ozy_task_cancel(task, nullptr); /* its session has gone */
+    testLoop::Settle();
+    EXPECT_EQ(4u, warnings.texts.size());
+    EXPECT_EQ(before, service->server.Requests().size());
+}
+
+} // namespace

@@ -1,0 +1,283 @@
+#include "tests/ozy/lib/orvane/schema/schemaKinds.h"
+
+#include <algorithm>
+#include <array>
+#include <cfloat>
+#include <cstring>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include <orvane/schema/qorm.h>
+
+#include "ozy/lib/orvane/runtime/orvaneRuntime.h"
+#include "tests/ozy/lib/orvane/soap/soapFixture.h"
+
+namespace schemaKinds {
+namespace {
+
+void FillTime(GValue *value) {
+    const GTimeVal time = {5, 7};
+    g_value_set_boxed(value, &time);
+}
+
+void FillBytes(GValue *value) {
+    GByteArray *bytes = g_byte_array_new();
+    g_byte_array_append(bytes, reinterpret_cast<const guint8 *>("\0\xff"), 2);
+    g_value_take_boxed(value, bytes);
+}
+
+void FillAny(GValue *value) {
+    g_value_set_boxed(value, IntValue(7).get());
+}
+
+void FillSpec(GValue *value) {
+    g_value_take_object(value, g_object_new(orvane_lookup_type("SelectionSpec"), nullptr));
+}
+
+constexpr auto kRows = std::to_array<KindRow>({
+    {SCHEMA_VALUE_BOOLEAN, "Boolean", nullptr, [](GValue *v) { g_value_set_boolean(v, TRUE); },
+     "1"},
+    {SCHEMA_VALUE_BYTE, "Byte", nullptr, [](GValue *v) { g_value_set_schar(v, -128); }, "-128"},
+    {SCHEMA_VALUE_SHORT, "Short", nullptr, [](GValue *v) { g_value_set_int(v, -32768); }, "-32768"},
+    {SCHEMA_VALUE_INT, "Int", nullptr, [](GValue *v) { g_value_set_int(v, G_MININT); },
+     "-2147483648"},
+    {SCHEMA_VALUE_LONG, "Long", nullptr, [](GValue *v) { g_value_set_int64(v, G_MAXINT64); },
+     "9223372036854775807"},
+    {SCHEMA_VALUE_FLOAT, "Float", nullptr, [](GValue *v) { g_value_set_float(v, -FLT_MAX); },
+     "-3.40282e+38"},
+    {SCHEMA_VALUE_DOUBLE, "Double", nullptr, [](GValue *v) { g_value_set_double(v, DBL_MAX); },
+     "1.79769e+308"},
+    {SCHEMA_VALUE_STRING, "String", nullptr, [](GValue *v) { g_value_set_string(v, "text"); },
+     "\"text\""},
+    {SCHEMA_VALUE_DATETIME, "Time", nullptr, FillTime, "5.7s"},
+    {SCHEMA_VALUE_BINARY, "Binary", nullptr, FillBytes, "00ff"},
+    {SCHEMA_VALUE_ANY, "Any", nullptr, FillAny, "any(7)"},
+    {SCHEMA_VALUE_ENUM, "Enum", "ObjectUpdateKind", [](GValue *v) { g_value_set_enum(v, 2); },
+     "leave"},
+    {SCHEMA_VALUE_OBJECT, "Object", "SelectionSpec", FillSpec, "a SelectionSpec"},
+});
+
+/* The shipped tables and what is added to them. */
+class Extension {
+public:
+    Extension() {
+        const SchemaTables &from = *SchemaEngine_Tables();
+        types.assign(from.types, from.types + from.numTypes);
+        fields.assign(from.fields, from.fields + from.numFields);
+        methods.assign(from.methods, from.methods + from.numMethods);
+        arguments.assign(from.arguments, from.arguments + from.numArguments);
+        text.assign(from.text, TextSize(from));
+        tables = from;
+
+        const guint16 kinds = AddType("TestKinds", SCHEMA_KIND_DATA, "DynamicData");
+        for (const KindRow &row : kRows) {
+            AddField("one", row, 0);
+            AddField("maybe", row, SCHEMA_OPTIONAL);
+            AddField("all", row, SCHEMA_ARRAY);
+            AddMethod(row, kinds);
+        }
+        AddType("TestNumbers", SCHEMA_KIND_DATA, "TestKinds");
+        AddType("TestFault", SCHEMA_KIND_FAULT, "MethodFault");
+        AddField("proxy", kReference, 0);
+        AddType("TestProxy", SCHEMA_KIND_MANAGED, "ManagedObject");
+        AddField("proxy", kReference, 0);
+        AddField("proxies", kReference, SCHEMA_ARRAY | SCHEMA_OPTIONAL);
+        AddField("value", {SCHEMA_VALUE_ANY, "", nullptr, nullptr, ""}, SCHEMA_OPTIONAL);
+        AddType("TestProxyBelow", SCHEMA_KIND_MANAGED, "TestProxy");
+
+        ids.resize(types.size());
+        tables.text = text.data();
+        tables.types = types.data();
+        tables.fields = fields.data();
+        tables.methods = methods.data();
+        tables.arguments = arguments.data();
+        tables.ids = ids.data();
+        tables.numTypes = static_cast<guint32>(types.size());
+        tables.numFields = static_cast<guint32>(fields.size());
+        tables.numMethods = static_cast<guint32>(methods.size());
+        tables.numArguments = static_cast<guint32>(arguments.size());
+    }
+
+    SchemaTables tables;
+
+private:
+    static constexpr KindRow kReference = {SCHEMA_VALUE_MANAGED, "", "ManagedObject", nullptr, ""};
+
+    static gsize TextSize(const SchemaTables &from) {
+        guint32 last = 0;
+        for (guint32 i = 0; i < from.numTypes; i++)
+            last = std::max({last, from.types[i].name, from.types[i].wireName});
+        for (guint32 i = 0; i < from.numFields; i++)
+            last = std::max(last, from.fields[i].name);
+        for (guint32 i = 0; i < from.numWords; i++)
+            last = std::max({last, from.words[i].identifier, from.words[i].word});
+        for (guint32 i = 0; i < from.numMethods; i++)
+            last = std::max(last, from.methods[i].wireName);
+        for (guint32 i = 0; i < from.numArguments; i++)
+            last = std::max(last, from.arguments[i].name);
+        return last + strlen(from.text + last) + 1;
+    }
+
+    guint32 AddText(const std::string &added) {
+        const auto at = static_cast<guint32>(text.size());
+        text.append(added).push_back('\0');
+        return at;
+    }
+
+    guint16 IndexOf(const char *wireName) const {
+        for (gsize i = 0; wireName != nullptr && i < types.size(); i++) {
+            if (strcmp(text.data() + types[i].wireName, wireName) == 0)
+                return static_cast<guint16>(i);
+        }
+        return kSchemaNoType;
+    }
+
+    guint16 AddType(const std::string &name, SchemaKind kind, const char *base) {
+        const guint16 baseIndex = IndexOf(base);
+        types.push_back({AddText("Skema" + name), AddText(name),
+                         static_cast<guint32>(fields.size()), 0, baseIndex, kind,
+                         SCHEMA_NAMESPACE_FERRY, 0});
+        return static_cast<guint16>(types.size() - 1);
+    }
+
+    void AddField(const std::string &prefix, const KindRow &row, int flags) {
+        fields.push_back({AddText(prefix + row.word), IndexOf(row.type), row.kind,
+                          static_cast<guint8>(flags), 7});
+        types.back().count++;
+    }
+
+    void AddMethod(const KindRow &row, guint16 result) {
+        methods.push_back({AddText(std::string("Take") + row.word),
+                           static_cast<guint32>(arguments.size()), result, 4, SCHEMA_VALUE_OBJECT,
+                           SCHEMA_ARRAY});
+        const guint16 type = IndexOf(row.type);
+        const auto add = [&](const char *name, int flags) {
+            arguments.push_back({AddText(name), type, row.kind, static_cast<guint8>(flags)});
+        };
+        add("one", 0);
+        add("maybe", SCHEMA_OPTIONAL);
+        add("all", SCHEMA_ARRAY | SCHEMA_OPTIONAL);
+        add("likely", SCHEMA_LIKELY | SCHEMA_REQUIRED);
+    }
+
+    std::string text;
+    std::vector<SchemaTypeRow> types;
+    std::vector<SchemaFieldRow> fields;
+    std::vector<SchemaMethodRow> methods;
+    std::vector<SchemaArgumentRow> arguments;
+    std::vector<GType> ids;
+};
+
+class Tables : public testing::Environment {
+public:
+    void SetUp() override {
+        static const Extension extension;
+        ASSERT_TRUE(SchemaEngine_SetTables(&extension.tables));
+    }
+};
+
+[[maybe_unused]] const testing::Environment *const kTables =
+    testing::AddGlobalTestEnvironment(new Tables);
+
+std::string ShowBytes(const GByteArray *bytes) {
+    std::string text;
+    for (const guint8 byte : std::span(bytes->data, bytes->len)) {
+        text += "0123456789abcdef"[byte >> 4];
+        text += "0123456789abcdef"[byte & 15];
+    }
+    return text;
+}
+
+std::string ShowArray(const GValueArray *array) {
+    std::string text;
+    for (const GValue &element : std::span(array->values, array->n_values))
+        text += (text.empty() ? "" : " ") + Show(&element);
+    return "[" + text + "]";
+}
+
+std::string ShowBoxed(const GValue *value) {
+    gpointer boxed = g_value_get_boxed(value);
+    if (boxed == nullptr)
+        return "NULL";
+    if (G_VALUE_HOLDS(value, G_TYPE_VALUE))
+        return "any(" + Show(static_cast<const GValue *>(boxed)) + ")";
+    if (G_VALUE_HOLDS(value, G_TYPE_VALUE_ARRAY))
+        return ShowArray(static_cast<const GValueArray *>(boxed));
+    if (G_VALUE_HOLDS(value, ORVANE_TYPE_BYTE_ARRAY))
+        return ShowBytes(static_cast<const GByteArray *>(boxed));
+    const auto *time = static_cast<const GTimeVal *>(boxed);
+    return std::to_string(time->tv_sec) + "." + std::to_string(time->tv_usec) + "s";
+}
+
+std::string ShowObject(gpointer object) {
+    if (object == nullptr)
+        return "NULL";
+    const char *name =
+        static_cast<const char *>(g_type_get_qdata(G_OBJECT_TYPE(object), orvane_quark_wsdlname()));
+    const std::string text = std::string("a ") + name;
+    return SKEMA_IS_QORM_MANAGED_OBJECT(object)
+               ? text + " " + static_cast<SkemaQormManagedObject *>(object)->id
+               : text;
+}
+
+} // namespace
+
+std::span<const KindRow> Rows() {
+    return kRows;
+}
+
+guint MethodOf(const std::string &wireName) {
+    const SchemaTables *tables = SchemaEngine_Tables();
+    guint found = tables->numMethods;
+    for (guint i = 0; i < tables->numMethods; i++) {
+        if (wireName == tables->text + tables->methods[i].wireName)
+            found = i;
+    }
+    EXPECT_LT(found, tables->numMethods) << wireName;
+    return found;
+}
+
+std::string Show(const GValue *value) {
+    if (G_VALUE_TYPE(value) == 0)
+        return "unset";
+    if (G_VALUE_HOLDS_BOXED(value))
+        return ShowBoxed(value);
+    if (G_VALUE_HOLDS_OBJECT(value))
+        return ShowObject(g_value_get_object(value));
+    if (G_VALUE_HOLDS_ENUM(value)) {
+        const auto *klass = static_cast<GEnumClass *>(g_type_class_peek(G_VALUE_TYPE(value)));
+        return g_enum_get_value(const_cast<GEnumClass *>(klass), g_value_get_enum(value))
+            ->value_nick;
+    }
+    if (G_VALUE_HOLDS_STRING(value)) {
+        const char *text = g_value_get_string(value);
+        return text != nullptr ? std::string("\"") + text + "\"" : "NULL";
+    }
+    if (G_VALUE_HOLDS_BOOLEAN(value))
+        return std::to_string(g_value_get_boolean(value));
+    if (G_VALUE_HOLDS_CHAR(value))
+        return std::to_string(g_value_get_schar(value));
+    GValue number = G_VALUE_INIT;
+    g_value_init(&number, G_TYPE_DOUBLE);
+    if (G_VALUE_HOLDS_INT(value) || G_VALUE_HOLDS_INT64(value))
+        return std::to_string(G_VALUE_HOLDS_INT(value) ? g_value_get_int(value)
+                                                       : g_value_get_int64(value));
+    g_value_transform(value, &number);
+    char text[32];
+    g_ascii_formatd(text, sizeof text, "%g", g_value_get_double(&number));
+    return text;
+}
+
+} // namespace schemaKinds
+
+namespace {
+
+TEST(SchemaTables, CannotBeReplacedOnceATypeIsRegistered) {
+    const SchemaTables *before = SchemaEngine_Tables();
+    EXPECT_NE(0u, orvane_lookup_type("TestKinds"));
+    EXPECT_FALSE(SchemaEngine_SetTables(&kSchemaTables));
+    EXPECT_EQ(before, SchemaEngine_Tables());
+}
+
+} // namespace

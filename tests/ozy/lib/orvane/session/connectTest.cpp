@@ -1,0 +1,426 @@
+// Connecting: the requests of each kind of connection, and what ends the chain.
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "ozy/lib/orvane/session/orvaneSessionInt.h"
+#include "tests/ozy/lib/orvane/session/sessionFixture.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+class Connect : public SessionTest {
+protected:
+    /* The whole head of a request but its first line. */
+    std::string Head(const std::string &name, const std::string &rest) const {
+        const CannedRequest request = service->Last(name);
+        return "Host: 127.0.0.1:" + std::to_string(service->server.Port()) + "\r\n" + rest +
+               (request.method == "POST"
+                    ? "\r\nContent-Length: " + std::to_string(request.body.size())
+                    : "");
+    }
+    std::string Clone(const char *ticket) {
+        Told told;
+        orvane_session_clone(session, Url().c_str(), ticket, told.listener);
+        Wait(told);
+        return told.text;
+    }
+    std::string Hijack(const char *cookie) {
+        Told told;
+        orvane_session_hijack(session, Url().c_str(), cookie, told.listener);
+        Wait(told);
+        return told.text;
+    }
+};
+
+/* -- requests ------------------------------------------------------------------------------------- */
+
+TEST_F(Connect, SendsWhatTheServiceExpects) {
+    orvane_session_set_useragent(session, "tests/1");
+    EXPECT_EQ("success", SessionTest::Connect());
+    EXPECT_THAT(states, ElementsAre(ORVANE_SESSION_CONNECTING, ORVANE_SESSION_CONNECTED));
+    EXPECT_STREQ("ozy25/6.0", orvane_session_get_version(session));
+    EXPECT_STREQ("ozy25", orvane_session_get_namespace(session));
+    EXPECT_THAT(service->Methods(), ElementsAre("GET /sdk/ozyServiceVersions.xml",
+                                                "RetrieveServiceContent", "Login", "CreateFilter"));
+
+    EXPECT_EQ("GET /sdk/ozyServiceVersions.xml HTTP/1.1\r\n" +
+                  Head("ozyServiceVersions.xml", "User-Agent: tests/1\r\nAccept: text/xml"),
+              service->Last("ozyServiceVersions.xml").head);
+    EXPECT_EQ("POST /sdk HTTP/1.1\r\n" + Head("Login", "User-Agent: tests/1\r\n"
+                                                       "Content-Type: text/xml; charset=utf-8\r\n"
+                                                       "SOAPAction: \"urn:ozy25/6.0\""),
+              service->Last("Login").head);
+    EXPECT_EQ(Envelope("<Login xmlns=\"urn:ozy25\"><_this type=\"SessionManager\">SessionManager"
+                       "</_this><userName xsi:type=\"xsd:string\">root</userName>"
+                       "<password xsi:type=\"xsd:string\">pass&lt;word&gt;</password></Login>"),
+              service->Last("Login").body);
+    EXPECT_EQ(
+        Envelope("<RetrieveServiceContent xmlns=\"urn:ozy25\"><_this type=\"ServiceInstance\">"
+                 "ServiceInstance</_this></RetrieveServiceContent>"),
+        service->Last("RetrieveServiceContent").body);
+}
+
+TEST_F(Connect, FallsBackToTheOldDocument) {
+    const struct {
+        const char *name;
+        CannedAnswer versions, wsdl;
+        const char *version;
+    } rows[] = {
+        {"404 and a WSDL", HttpReply("", 404),
+         HttpReply("<definitions><import namespace='urn:ozy25'/></definitions>"), "ozy25"},
+        {"no XML, and a WSDL with an unknown version", HttpReply("plain"),
+         HttpReply("<definitions><import namespace='urn:new'/></definitions>"), "ozy2/2.0"},
+        {"no version, no WSDL", HttpReply("<namespaces/>"), HttpReply("", 500), "ozy2/2.0"},
+        {"other document, reset", HttpReply("<other/>"), {.bytes = "", .reset = true}, "ozy2/2.0"},
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.name);
+        service->answers["ozyServiceVersions.xml"] = row.versions;
+        service->answers["ozyService?wsdl"] = row.wsdl;
+        EXPECT_EQ("success", SessionTest::Connect());
+        EXPECT_STREQ(row.version, orvane_session_get_version(session));
+        EXPECT_STREQ(row.version, orvane_session_get_namespace(session));
+        EXPECT_EQ("POST /sdk HTTP/1.1\r\n" +
+                      Head("Login", "User-Agent: Halden-client\r\n"
+                                    "Content-Type: text/xml; charset=utf-8\r\nSOAPAction: \"\""),
+                  service->Last("Login").head);
+        EXPECT_EQ("success", Disconnect());
+    }
+}
+
+TEST_F(Connect, ReachesTheSecondService) {
+    orvane_session_target_ferry(session);
+    EXPECT_TRUE(orvane_session_target_is_ferry(session));
+    service->answers["ferryServiceVersions.xml"] =
+        HttpReply("<namespaces><namespace><name>urn:ferry</name><version>4.0</version></namespace>"
+                  "</namespaces>");
+    service->answers["FerryRetrieveServiceContent"] =
+        Reply("FerryRetrieveServiceContent",
+              Reference("sessionManager", "FerrySessionManager", "sm") +
+                  Reference("propertyCollector", "PropertyCollector", "pc"),
+              "xsi:type=\"FerryServiceContent\"");
+    service->answers["FerryLogin"] = Reply("FerryLogin", "", "xsi:type=\"FerryUserSession\"");
+    service->answers["FerryLogout"] = Reply("FerryLogout");
+
+    Told told;
+    orvane_session_connect(session, service->server.Url().c_str(), "u", "p", told.listener);
+    Wait(told);
+    EXPECT_EQ("success", told.text);
+    EXPECT_THAT(service->Methods(), ElementsAre("GET /ferryServiceVersions.xml",
+                                                "FerryRetrieveServiceContent", "FerryLogin"));
+    EXPECT_EQ("/sdk", service->Last("FerryLogin").target);
+    EXPECT_EQ("\"urn:ferry/4.0\"", service->Last("FerryLogin").Header("SOAPAction"));
+    EXPECT_EQ(nullptr, orvane_session_get_authorization_manager(session));
+
+    testLoop::Advance(G_GINT64_CONSTANT(1500000000));
+    testLoop::Settle();
+    EXPECT_EQ(3u, service->Methods().size()) << "there is nothing to keep alive";
+    EXPECT_EQ("success", Disconnect());
+    EXPECT_EQ(1u, service->Count("FerryLogout"));
+}
+
+TEST_F(Connect, ClonesASession) {
+    EXPECT_EQ("success", Clone("ticket-1"));
+    EXPECT_EQ(Envelope("<CloneSession xmlns=\"urn:ozy25\"><_this type=\"SessionManager\">"
+                       "SessionManager</_this><cloneTicket xsi:type=\"xsd:string\">ticket-1"
+                       "</cloneTicket></CloneSession>"),
+              service->Last("CloneSession").body);
+    EXPECT_EQ("success", Disconnect());
+}
+
+TEST_F(Connect, AdoptsASessionByItsCookieAndLeavesItThere) {
+    EXPECT_EQ("success", Hijack("soap_session=\"52\""));
+    EXPECT_EQ(ORVANE_SESSION_CONNECTED, State());
+    EXPECT_EQ(0u, service->Count("Login"));
+    EXPECT_EQ("soap_session=\"52\"", service->Last("RetrieveServiceContent").Header("Cookie"));
+    EXPECT_EQ("soap_session=\"52\"", service->Last("CreateFilter").Header("Cookie"));
+
+    Told told;
+    orvane_session_disconnect(session, told.listener);
+    EXPECT_EQ(0, told.times) << "not from inside the call";
+    Wait(told);
+    EXPECT_EQ("success", told.text);
+    EXPECT_EQ(0u, service->Count("Logout"));
+    EXPECT_EQ(ORVANE_SESSION_DISCONNECTING, State());
+    EXPECT_EQ("failure", Disconnect());
+}
+
+TEST_F(Connect, OfAHijackedSessionEndsQuietlyWithItsListener) {
+    EXPECT_EQ("success", Hijack("a=b"));
+    Told told;
+    orvane_session_disconnect(session, told.listener);
+    g_clear_object(&told.listener);
+    testLoop::Settle();
+    EXPECT_EQ(0, told.times);
+}
+
+TEST_F(Connect, RefusesACookieThatIsMoreThanOne) {
+    EXPECT_EQ("failure Unexpected", Hijack("a=b\r\nX-Header: 1"));
+    EXPECT_EQ(ORVANE_SESSION_DISCONNECTED, State());
+    EXPECT_TRUE(service->Methods().empty());
+}
+
+TEST_F(Connect, HasNoSingleSignOn) {
+    Told told;
+    orvane_session_sspi_connect(session, Url().c_str(), nullptr, told.listener);
+    Wait(told);
+    EXPECT_EQ("failure Unexpected", told.text);
+    EXPECT_EQ(ORVANE_SESSION_DISCONNECTED, State());
+}
+
+/* -- local ---------------------------------------------------------------------------------------- */
+
+class LocalConnect : public Connect {
+protected:
+    std::string folder = GPtr<char>(g_dir_make_tmp("orvane-XXXXXX", nullptr)).get();
+
+    LocalConnect() { g_setenv("HALDEN_PROXY_FILEPATH", Path("proxy.xml").c_str(), TRUE); }
+    ~LocalConnect() override {
+        g_unsetenv("HALDEN_PROXY_FILEPATH");
+        for (const char *name : {"proxy.xml", "ticket", "link"})
+            unlink(Path(name).c_str());
+        rmdir(folder.c_str());
+    }
+    std::string Path(const char *name) const { return folder + "/" + name; }
+    void Write(const char *name, const std::string &content) const {
+        ASSERT_TRUE(g_file_set_contents(Path(name).c_str(), content.data(), gssize(content.size()),
+                                        nullptr));
+    }
+    void NameTicket(const std::string &path) {
+        service->answers["AcquireLocalTicket"] =
+            Reply("AcquireLocalTicket",
+                  "<userName>root-7</userName><passwordFilePath>" + path + "</passwordFilePath>",
+                  "xsi:type=\"SessionManagerLocalTicket\"");
+    }
+    std::string ConnectLocal() {
+        Told told;
+        orvane_session_connect_local(session, FALSE, "root", told.listener);
+        Wait(told);
+        return told.text;
+    }
+    void WriteProxy() const {
+        Write("proxy.xml", "<ConfigRoot><httpPort>" + std::to_string(service->server.Port()) +
+                               "</httpPort></ConfigRoot>");
+    }
+};
+
+TEST_F(LocalConnect, FindsThePortOfTheLocalService) {
+    const struct {
+        const char *file;
+        gboolean useHttps;
+        const char *url;
+    } rows[] = {
+        {nullptr, TRUE, "https://localhost/sdk"},
+        {nullptr, FALSE, "http://localhost/sdk"},
+        {"<ConfigRoot><httpPort>80</httpPort></ConfigRoot>", TRUE, "https://localhost/sdk"},
+        {"<ConfigRoot><httpPort>80</httpPort></ConfigRoot>", FALSE, "http://127.0.0.1:80/sdk"},
+        {"<ConfigRoot><x/><httpsPort>1</httpsPort><httpPort>2</httpPort><httpsPort>3</httpsPort>"
+         "</ConfigRoot>",
+         TRUE, "https://127.0.0.1:1/sdk"},
+        {"<ConfigRoot><x><httpPort>80</httpPort></x></ConfigRoot>", FALSE, "http://localhost/sdk"},
+        {"<Other><httpPort>80</httpPort></Other>", FALSE, "http://localhost/sdk"},
+        {"<ConfigRoot>", FALSE, "http://localhost/sdk"},
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.file ? row.file : "no file");
+        LogRing_Clear();
+        if (row.file)
+            Write("proxy.xml", row.file);
+        EXPECT_STREQ(row.url,
+                     GPtr<char>(orvane_session_get_local_soap_url(session, row.useHttps)).get());
+        if (!row.file) {
+            EXPECT_EQ("I orvane_session_get_local_soap_url_ozy: Failed to load " +
+                          Path("proxy.xml") +
+                          " file. Set the env var HALDEN_PROXY_FILEPATH to "
+                          "specify proxy filepath.\n",
+                      LogText());
+        }
+    }
+}
+
+TEST_F(LocalConnect, LogsInWithTheTicketOfALocalFile) {
+    WriteProxy();
+    Write("ticket", "one-time");
+    NameTicket(Path("ticket"));
+    EXPECT_EQ("success", ConnectLocal());
+    EXPECT_THAT(service->Methods(),
+                ElementsAre("GET /sdk/ozyServiceVersions.xml", "RetrieveServiceContent",
+                            "AcquireLocalTicket", "Login", "CreateFilter"));
+    EXPECT_EQ(Envelope("<Login xmlns=\"urn:ozy25\"><_this type=\"SessionManager\">SessionManager"
+                       "</_this><userName xsi:type=\"xsd:string\">root-7</userName>"
+                       "<password xsi:type=\"xsd:string\">one-time</password></Login>"),
+              service->Last("Login").body);
+    EXPECT_EQ("success", Disconnect());
+    EXPECT_EQ(1u, service->Count("Logout"));
+}
+
+TEST_F(LocalConnect, KnowsThisMachineByItsAddress) {
+    const std::pair<const char *, bool> rows[] = {
+        {"http://localhost/sdk", true},
+        {"https://LOCALHOST:8443/sdk", true},
+        {"http://127.0.0.1:80/sdk", true},
+        {"http://127.255.3.4/sdk", true},
+        {"http://[::1]/sdk", true},
+        {"localhost", true},
+        {"http://128.0.0.1/sdk", false},
+        {"http://10.0.0.1/sdk", false},
+        {"http://[::2]/sdk", false},
+        {"http://localhost.example/sdk", false},
+        {"http://127.0.0.1.example/", false},
+        {"http://127.0.0.1@host.example/", false},
+        {"http://host.example/127.0.0.1", false},
+        {"", false},
+    };
+    for (const auto &[url, isLocal] : rows)
+        EXPECT_EQ(isLocal, OrvaneSessionIsLoopback(url)) << url;
+}
+
+TEST_F(LocalConnect, ReadsNoOtherFiles) {
+    WriteProxy();
+    Write("ticket", std::string(4096, 'x'));
+    NameTicket(Path("ticket"));
+    EXPECT_EQ("success", ConnectLocal()) << "the largest that is read";
+    EXPECT_EQ("success", Disconnect());
+
+    Write("ticket", std::string(4097, 'x'));
+    EXPECT_EQ("failure Unexpected", ConnectLocal());
+    Write("ticket", "one-time");
+    ASSERT_EQ(0, symlink(Path("ticket").c_str(), Path("link").c_str()));
+    for (const std::string &path : {Path("link"), Path("none"), folder, std::string("/dev/zero")}) {
+        NameTicket(path);
+        EXPECT_EQ("failure Unexpected", ConnectLocal()) << path;
+    }
+    unlink(Path("ticket").c_str());
+    ASSERT_EQ(0, mkfifo(Path("ticket").c_str(), 0600));
+    NameTicket(Path("ticket"));
+    EXPECT_EQ("failure Unexpected", ConnectLocal()) << "a pipe";
+    service->answers["AcquireLocalTicket"] = Reply("AcquireLocalTicket");
+    EXPECT_EQ("failure Unexpected", ConnectLocal()) << "no result";
+    EXPECT_EQ(1u, service->Count("Login"));
+}
+
+/* -- failures ------------------------------------------------------------------------------------- */
+
+TEST_F(Connect, TellsWhichStepFailed) {
+    const std::string noManager = Reference("propertyCollector", "PropertyCollector", "pc");
+    const std::string noCollector = Reference("sessionManager", "SessionManager", "sm");
+    const auto content = [](const std::string &inner) {
+        return Reply("RetrieveServiceContent", inner, "xsi:type=\"ServiceContent\"");
+    };
+    const struct {
+        const char *step;
+        CannedAnswer answer;
+        const char *told;
+    } rows[] = {
+        {"ozyServiceVersions.xml", HttpReply("no", 403), "failure InvalidResponse 0 403"},
+        {"ozyServiceVersions.xml", HttpReply(kVersions, 500), "failure InvalidResponse 0 500"},
+        {"ozyServiceVersions.xml", {.bytes = "", .reset = true}, "failure InvalidResponse 48 0"},
+        {"RetrieveServiceContent", Fault("NotSupported"), "failure NotSupported"},
+        {"RetrieveServiceContent", Reply("RetrieveServiceContent"), "failure Unexpected"},
+        {"RetrieveServiceContent", content(noManager), "failure Unexpected"},
+        {"RetrieveServiceContent", content(noCollector), "failure Unexpected"},
+        {"Login", Fault("InvalidLogin"), "failure InvalidLogin"},
+        {"Login", Fault("SSPIChallenge", "<base64Token>x</base64Token>"), "failure SSPIChallenge"},
+        {"Login", Reply("Login"), "failure Unexpected"},
+        {"Login", HttpReply("<html/>", 503), "failure Unexpected"},
+        {"Login", HttpReply("busy", 503), "failure InvalidResponse 0 503 busy"},
+        {"CreateFilter", Fault("NotAuthenticated"), "failure NotAuthenticated"},
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.step);
+        service = std::make_unique<Service>();
+        service->answers[row.step] = row.answer;
+        if (std::string(row.step) == "CreateFilter")
+            service->answers["WaitForUpdatesEx"] = {}; /* says nothing of any object */
+        states.clear();
+        EXPECT_EQ(row.told, SessionTest::Connect());
+        EXPECT_EQ(ORVANE_SESSION_DISCONNECTED, State());
+        EXPECT_EQ(ORVANE_SESSION_CONNECTING, states.front());
+    }
+    service = std::make_unique<Service>();
+    EXPECT_EQ("success", SessionTest::Connect()) << "the same object connects after all that";
+    EXPECT_EQ("success", Disconnect());
+    testLoop::Advance(G_GINT64_CONSTANT(1500000000));
+    testLoop::Settle();
+    EXPECT_EQ(0u, service->Count("CurrentTime")) << "no keep-alive is left";
+}
+
+TEST_F(Connect, NeedsADisconnectedSession) {
+    EXPECT_EQ("success", SessionTest::Connect());
+    EXPECT_EQ("failure Unexpected", SessionTest::Connect());
+    EXPECT_EQ(ORVANE_SESSION_DISCONNECTED, State());
+    EXPECT_NE(nullptr, orvane_session_get_momgr(session)) << "kept until the next connect";
+    EXPECT_EQ("success", SessionTest::Connect());
+}
+
+TEST_F(Connect, EndsWhenAnotherIsAskedForMeanwhile) {
+    for (const char *step :
+         {"ozyServiceVersions.xml", "RetrieveServiceContent", "Login", "WaitForUpdatesEx"}) {
+        SCOPED_TRACE(step);
+        service = std::make_unique<Service>();
+        service->isQuiet = true; /* so that the roles do not come */
+        Told first;
+        orvane_session_connect(session, Url().c_str(), "u", "p", first.listener);
+        EXPECT_TRUE(testLoop::RunUntil([&] { return service->Count(step) > 0; }));
+        EXPECT_EQ("failure Unexpected", SessionTest::Connect());
+        Wait(first);
+        EXPECT_EQ("failure Unexpected", first.text);
+        service->isQuiet = false;
+        EXPECT_EQ("success", SessionTest::Connect());
+        EXPECT_EQ("success", Disconnect());
+    }
+}
+
+TEST_F(Connect, ChecksWhatItIsGiven) {
+    Told told;
+    g_test_expect_message(nullptr, G_LOG_LEVEL_CRITICAL, "*'cnxParams' failed*");
+    orvane_session_connect(session, Url().c_str(), "u", nullptr, told.listener);
+    g_test_expect_message(nullptr, G_LOG_LEVEL_CRITICAL, "*'cnxParams' failed*");
+    orvane_session_hijack(session, Url().c_str(), nullptr, told.listener);
+    g_test_expect_message(nullptr, G_LOG_LEVEL_CRITICAL, "*'session' failed*");
+    orvane_session_connect(nullptr, Url().c_str(), "u", "p", told.listener);
+    g_test_expect_message(nullptr, G_LOG_LEVEL_CRITICAL, "*'session' failed*");
+    orvane_session_disconnect(nullptr, told.listener);
+    g_test_assert_expected_messages();
+    EXPECT_EQ(0, told.times);
+
+    for (const char *url : {static_cast<const char *>(nullptr), "", "ftp://127.0.0.1/", "::"}) {
+        Told one;
+        orvane_session_connect(session, url, "u", "p", one.listener);
+        Wait(one);
+        EXPECT_THAT(one.text, HasSubstr("failure ")) << (url ? url : "NULL");
+        EXPECT_EQ(ORVANE_SESSION_DISCONNECTED, State());
+    }
+}
+
+TEST_F(Connect, WorksWithoutAListener) {
+    orvane_session_connect(session, Url().c_str(), "u", "p", nullptr);
+    EXPECT_TRUE(testLoop::RunUntil([&] { return service->Count("CreateFilter") > 0; }));
+    testLoop::Settle();
+    EXPECT_EQ(ORVANE_SESSION_CONNECTED, State());
+    orvane_session_disconnect(session, nullptr);
+    EXPECT_TRUE(testLoop::RunUntil([&] { return State() == ORVANE_SESSION_DISCONNECTED; }));
+    EXPECT_EQ(1u, service->Count("Logout"));
+}
+
+TEST_F(Connect, GoesThroughTheProxyThatIsSet) {
+    g_setenv("HALDEN_HTTPSPROXY", service->server.Url().c_str(), TRUE);
+    Told told;
+    orvane_session_connect(session, "http://service.invalid/sdk", "u", "p", told.listener);
+    Wait(told);
+    EXPECT_EQ("success", told.text);
+    EXPECT_EQ("http://service.invalid/sdk/ozyServiceVersions.xml",
+              service->Last("ozyServiceVersions.xml").target);
+    EXPECT_EQ("http://service.invalid/sdk", service->Last("Login").target);
+    EXPECT_EQ("success", Disconnect());
+    g_unsetenv("HALDEN_HTTPSPROXY");
+
+    g_setenv("http_proxy", "http://127.0.0.1:1", TRUE);
+    EXPECT_EQ("success", SessionTest::Connect()) << "no other variable counts";
+    g_unsetenv("http_proxy");
+}
+
+} // namespace

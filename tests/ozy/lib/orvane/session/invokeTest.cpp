@@ -1,0 +1,384 @@
+// Calls: what is sent, what each reply is told as, and who owns what when things end early.
+#include "ozy/lib/orvane/listener/orvaneListener.h"
+#include "ozy/lib/orvane/runtime/roomsAbove.h"
+#include "tests/ozy/lib/orvane/session/sessionFixture.h"
+
+namespace {
+
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+class Invoke : public SessionTest {
+protected:
+    Invoke() {
+        EXPECT_EQ("success", Connect());
+        LogRing_Clear();
+    }
+    std::string Call() {
+        Told told;
+        CurrentTime(told.listener);
+        Wait(told);
+        return told.text;
+    }
+    /* Without what the parser has to say. */
+    static std::string SessionLog() {
+        const std::string text = LogText();
+        return text.starts_with("I SOAP: ") ? text.substr(text.find('\n') + 1) : text;
+    }
+    /* Leaves the call's request without an answer. */
+    void Begin(Told &told) {
+        service->answers["CurrentTime"] = {};
+        const size_t before = service->Count("CurrentTime");
+        CurrentTime(told.listener);
+        EXPECT_TRUE(
+            testLoop::RunUntil([&] { return service->Count("CurrentTime") == before + 1; }));
+    }
+    void Answer() {
+        service->server.Send(
+            service->Last("CurrentTime").connection,
+            Reply("CurrentTime", "2026-01-02T03:04:05Z", "xsi:type=\"xsd:dateTime\"").bytes);
+        testLoop::Settle();
+    }
+};
+
+std::string Body(const std::string &inner, const char *prefix = "soapenv",
+                 const char *root = "Envelope", const char *body = "Body") {
+    const std::string start = std::string("<") + prefix + ":";
+    return start + root + " xmlns:" + prefix + "=\"http://schemas.xmlsoap.org/soap/envelope/\">" +
+           start + body + ">" + inner + "</" + prefix + ":" + body + "></" + prefix + ":" + root +
+           ">";
+}
+
+TEST_F(Invoke, TellsOfEachReply) {
+    const std::string good = "<CurrentTimeResponse/>";
+    const struct {
+        const char *name;
+        CannedAnswer answer;
+        const char *told;
+        const char *log;
+    } rows[] = {
+        {"result", Reply("CurrentTime", "2026-01-02T03:04:05Z", "type=\"x\""), "success", ""},
+        {"no result", Reply("CurrentTime"), "success", ""},
+        {"fault", Fault("NoPermission"), "failure NoPermission", ""},
+        {"result with a status of 500", HttpReply(Body(good), 500), "success", ""},
+        {"another method's response", HttpReply(Body("<XResponse/>")), "failure", ""},
+        {"fault without detail",
+         HttpReply(Body("<soapenv:Fault><faultcode>c</faultcode></soapenv:Fault>"), 500), "failure",
+         ""},
+        {"a page that is no XML", HttpReply("busy", 503), "failure InvalidResponse 0 503 busy",
+         "I BasicHttpOnSent: xmlReadMemory (NULL == xmlDoc) errorCode 0 responseCode 503 message "
+         "busy\n"},
+        {"nothing", HttpReply("", 200), "failure InvalidResponse 0 200",
+         "I BasicHttpOnSent: xmlReadMemory (NULL == xmlDoc) errorCode 0 responseCode 200 message "
+         "\n"},
+        {"a page that is XML", HttpReply("<html/>", 503), "failure",
+         "I BasicHttpOnSent: xmlStrcmp\n"},
+        {"another prefix", HttpReply(Body(good, "env")), "failure",
+         "I BasicHttpOnSent: xmlStrcmp\n"},
+        {"another root", HttpReply(Body(good, "soapenv", "Other")), "failure",
+         "I BasicHttpOnSent: xmlStrcmp\n"},
+        {"no body", HttpReply(Body(good, "soapenv", "Envelope", "Header")), "failure",
+         "I BasicHttpOnSent: (NULL == soapBodyNode)\n"},
+        {"a document with a DTD", HttpReply("<!DOCTYPE x>" + Body(good)),
+         "failure InvalidResponse 0 200", nullptr},
+        {"no answer", {.bytes = "", .reset = true}, "failure InvalidResponse 48 0", nullptr},
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.name);
+        LogRing_Clear();
+        service->answers["CurrentTime"] = row.answer;
+        EXPECT_EQ(row.told, Call().substr(0, strlen(row.told)));
+        if (row.log) {
+            EXPECT_EQ(row.log, SessionLog());
+        }
+    }
+}
+
+TEST_F(Invoke, SendsTheCallersOwnValues) {
+    service->answers["Own"] = Reply("Own");
+    GValue number = G_VALUE_INIT;
+    GValue unset = G_VALUE_INIT;
+    g_value_init(&number, G_TYPE_INT);
+    g_value_set_int(&number, 7);
+    Told told;
+    orvane_session_invoke_method(session, G_OBJECT(Instance().get()), "Own", told.listener, "left",
+                                 &unset, "count", &number, nullptr);
+    Wait(told);
+    EXPECT_EQ("success", told.text);
+    EXPECT_EQ(Envelope("<Own xmlns=\"urn:ozy25\"><_this type=\"ServiceInstance\">ServiceInstance"
+                       "</_this><count xsi:type=\"xsd:int\">7</count></Own>"),
+              service->Last("Own").body);
+}
+
+TEST_F(Invoke, UsesAFreshConnectionIfAskedTo) {
+    EXPECT_EQ("success", Call());
+    const int kept = service->server.NumConnections();
+    EXPECT_EQ("success", Call());
+    EXPECT_EQ(kept, service->server.NumConnections());
+    orvane_session_set_use_fresh_connection(session, TRUE);
+    EXPECT_EQ("success", Call());
+    EXPECT_EQ("success", Call());
+    EXPECT_EQ(kept + 2, service->server.NumConnections());
+}
+
+TEST_F(Invoke, LeavesNothingOfACallWithoutAListener) {
+    CurrentTime(nullptr);
+    EXPECT_TRUE(testLoop::RunUntil([&] { return service->Count("CurrentTime") == 1; }));
+    testLoop::Settle();
+    EXPECT_THAT(LogText(), IsEmpty());
+}
+
+TEST_F(Invoke, KeepsTheSessionAlive) {
+    testLoop::Advance(G_GINT64_CONSTANT(1499000000));
+    testLoop::Settle();
+    EXPECT_EQ(0u, service->Count("CurrentTime"));
+    for (size_t count : {1u, 2u}) {
+        testLoop::Advance(G_GINT64_CONSTANT(1500000000));
+        EXPECT_TRUE(testLoop::RunUntil([&] { return service->Count("CurrentTime") == count; }));
+    }
+    EXPECT_EQ("success", Disconnect());
+    testLoop::Advance(G_GINT64_CONSTANT(1500000000));
+    testLoop::Settle();
+    EXPECT_EQ(2u, service->Count("CurrentTime"));
+}
+
+/* -- early ends ----------------------------------------------------------------------------------- */
+
+TEST_F(Invoke, IsCancelledByTheDeathOfItsListener) {
+    const int open = service->server.NumOpenConnections();
+    for (int i = 0; i < 3; i++) { /* what is left of one goes with the next */
+        Told told;
+        Begin(told);
+        g_clear_object(&told.listener);
+        testLoop::Settle();
+        EXPECT_EQ(0, told.times);
+        EXPECT_LE(service->server.NumOpenConnections(), open);
+    }
+    EXPECT_THAT(LogText(), IsEmpty());
+}
+
+TEST_F(Invoke, TellsNothingOnceCancelled) {
+    Told told;
+    Begin(told);
+    EXPECT_TRUE(OrvaneSession_HasCall(session, told.listener));
+    orvane_session_cancel_listener(session, told.listener);
+    EXPECT_FALSE(OrvaneSession_HasCall(session, told.listener));
+    g_object_ref(told.listener);
+    Answer();
+    EXPECT_EQ("I BasicHttpOnSent: g_object_get_data returned ORVANE_SESSION_DATA_UNLINK_VALUE "
+              "session\n",
+              LogText());
+    ASSERT_NE(nullptr, told.listener);
+    EXPECT_EQ(1u, G_OBJECT(told.listener)->ref_count) << "the call's reference is gone";
+    EXPECT_EQ(ORVANE_LISTENER_PENDING, orvane_listener_get_state(told.listener));
+    EXPECT_EQ(0, told.times);
+    g_clear_object(&told.listener);
+    service->answers.erase("CurrentTime");
+    EXPECT_EQ("failure NotSupported", Call()) << "the session goes on";
+}
+
+TEST_F(Invoke, GivesUpACancelledListenerWithTheSession) {
+    Told told;
+    Begin(told);
+    orvane_session_cancel_listener(session, told.listener);
+    g_clear_object(&session);
+    EXPECT_EQ(nullptr, told.listener);
+}
+
+TEST_F(Invoke, FailsWithoutFaultIfTheListenerForgotItsSession) {
+    Told told;
+    Begin(told);
+    g_object_set_data(G_OBJECT(told.listener), "session", nullptr);
+    Answer();
+    EXPECT_EQ("failure", told.text);
+    EXPECT_EQ("I BasicHttpOnSent: g_object_get_data returned null session\n", LogText());
+}
+
+TEST_F(Invoke, TellsNothingOnceDisconnected) {
+    Told told;
+    Begin(told);
+    Told second; /* of a session that is not disconnected */
+    orvane_session_connect(session, Url().c_str(), "u", "p", second.listener);
+    EXPECT_EQ("failure Unexpected", second.text);
+    Answer();
+    EXPECT_EQ("I BasicHttpOnSent: ORVANE_SESSION_DISCONNECTED == orvane_session_get_state\n",
+              LogText());
+    EXPECT_EQ(0, told.times);
+    EXPECT_EQ(nullptr, told.listener);
+}
+
+TEST_F(Invoke, TellsNothingWhenTheSessionEnds) {
+    for (bool isDropped : {false, true}) {
+        Told told;
+        Begin(told);
+        if (isDropped) {
+            g_clear_object(&session);
+        } else {
+            EXPECT_EQ("success", Disconnect());
+        }
+        EXPECT_EQ(0, told.times);
+        ASSERT_NE(nullptr, told.listener) << "the application's own";
+        EXPECT_EQ(ORVANE_LISTENER_PENDING, orvane_listener_get_state(told.listener));
+        if (!isDropped) {
+            EXPECT_EQ("success", Connect());
+        }
+    }
+}
+
+TEST_F(Invoke, SurvivesAShutdownOfTheTransport) {
+    Told told;
+    Begin(told);
+    orvane_shutdown();
+    Told late;
+    CurrentTime(late.listener);
+    EXPECT_FALSE(OrvaneSession_HasCall(session, late.listener));
+    EXPECT_EQ(0, late.times) << "a call that cannot be sent tells nobody";
+    EXPECT_TRUE(orvane_init(testLoop::Callback, testLoop::CallbackRemove));
+    g_clear_object(&told.listener); /* of a request that is gone */
+    service->answers["CurrentTime"] = Reply("CurrentTime");
+    EXPECT_EQ("success", Call());
+}
+
+TEST_F(Invoke, AllowsAnythingInAHandler) {
+    const std::pair<const char *, std::function<void()>> rows[] = {
+        {"another call", [&] { CurrentTime(nullptr); }},
+        {"disconnect", [&] { orvane_session_disconnect(session, nullptr); }},
+        {"drop the session", [&] { g_clear_object(&session); }},
+        {"shut down", [&] { orvane_shutdown(); }},
+        {"drop the session and shut down",
+         [&] {
+             g_clear_object(&session);
+             orvane_shutdown();
+         }},
+    };
+    for (const auto &[name, action] : rows) {
+        for (const char *signal : {"notify::state", "acknowledge", "success"}) {
+            SCOPED_TRACE(std::string(name) + " at " + signal);
+            Told told;
+            service->answers["CurrentTime"] = Reply("CurrentTime");
+            CurrentTime(told.listener);
+            bool isFirst = true;
+            const std::function<void()> once = [&, &run = action] {
+                if (std::exchange(isFirst, false))
+                    run();
+            };
+            g_signal_connect_swapped(told.listener, signal,
+                                     G_CALLBACK(+[](const std::function<void()> *f) { (*f)(); }),
+                                     const_cast<std::function<void()> *>(&once));
+            Wait(told);
+            EXPECT_EQ("success", told.text);
+            EXPECT_EQ(1, told.times);
+
+            if (!BasicHttp_IsInited()) {
+                g_clear_object(&session);
+                orvane_init(testLoop::Callback, testLoop::CallbackRemove);
+            }
+            g_clear_object(&session);
+            session = orvane_session_new();
+            ASSERT_EQ("success", Connect());
+        }
+    }
+}
+
+TEST_F(Invoke, ChecksWhatItIsGiven) {
+    Told told;
+    GObject *instance = G_OBJECT(Instance().get());
+    g_test_expect_message(nullptr, G_LOG_LEVEL_CRITICAL, "*'OrvaneSession_IsLive*' failed*");
+    orvane_session_invoke_method(nullptr, instance, "X", told.listener, nullptr);
+    g_test_expect_message(nullptr, G_LOG_LEVEL_CRITICAL, "*'object*' failed*");
+    orvane_session_invoke_method(session, nullptr, "X", told.listener, nullptr);
+    g_test_expect_message(nullptr, G_LOG_LEVEL_CRITICAL, "*'object*' failed*");
+    orvane_session_invoke_method(session, G_OBJECT(session), "X", told.listener, nullptr);
+    g_test_expect_message(nullptr, G_LOG_LEVEL_CRITICAL, "*'methodName*' failed*");
+    orvane_session_invoke_method(session, instance, nullptr, told.listener, nullptr);
+    g_test_assert_expected_messages();
+    EXPECT_EQ(ORVANE_LISTENER_UNUSED, orvane_listener_get_state(told.listener));
+}
+
+TEST_F(Invoke, OfAnObjectThatOutlivedItsSessionOnlyWarns) {
+    ObjectPtr<SkemaOzyServiceInstance> instance = Instance();
+    g_clear_object(&session);
+    Told told;
+    g_test_expect_message(nullptr, G_LOG_LEVEL_CRITICAL, "*'OrvaneSession_IsLive*' failed*");
+    skema_ozy_service_instance_current_time(instance.get(), told.listener);
+    g_test_assert_expected_messages();
+    EXPECT_EQ(ORVANE_LISTENER_UNUSED, orvane_listener_get_state(told.listener));
+}
+
+/* -- tasks ---------------------------------------------------------------------------------------- */
+
+class TaskCall : public Invoke {
+protected:
+    static std::string Info(const char *kind, const std::string &state, int progress) {
+        return std::string("<kind>") + kind + "</kind>" + Reference("obj", "Task", "task-1") +
+               "<changeSet><name>info</name><op>assign</op><val "
+               "xsi:type=\"TaskInfo\"><key>k</key>" +
+               Reference("task", "Task", "task-1") + "<state>" + state +
+               "</state><cancelled>false</cancelled><cancelable>true</cancelable><progress>" +
+               std::to_string(progress) + "</progress></val></changeSet>";
+    }
+    /* Up to the task's load, whose values are still to come. */
+    void Begin(Told &told) {
+        service->answers["Own"] = Reply("Own", "task-1", "type=\"Task\"");
+        orvane_listener_set_return_type(told.listener, SKEMA_TYPE_OZY_TASK, FALSE);
+        orvane_session_invoke_method(session, G_OBJECT(Instance().get()), "Own", told.listener,
+                                     nullptr);
+        testLoop::RunUntil([&] { return service->Count("CreateFilter") == 2; });
+        testLoop::Settle();
+    }
+    void Update(const std::string &update) {
+        service->Update(update);
+        testLoop::Settle();
+    }
+};
+
+TEST_F(TaskCall, FollowsTheTaskAndLetsGoOfItInTheEnd) {
+    service->answers["CancelTask"] = Reply("CancelTask");
+    Told told;
+    Begin(told);
+    EXPECT_TRUE(orvane_listener_is_task(told.listener));
+    EXPECT_EQ(ORVANE_LISTENER_PENDING, orvane_listener_get_state(told.listener));
+    Update(Info("enter", "running", 30));
+    EXPECT_EQ(ORVANE_LISTENER_RUNNING, orvane_listener_get_state(told.listener));
+    EXPECT_EQ(30, orvane_listener_get_progress(told.listener));
+    EXPECT_TRUE(orvane_listener_cancel(told.listener));
+    testLoop::Settle();
+    EXPECT_EQ(1u, service->Count("CancelTask"));
+    Update(Info("modify", "success", 100));
+    EXPECT_EQ("success", told.text);
+    testLoop::Settle();
+    EXPECT_EQ(1u, service->Count("DestroyPropertyFilter"));
+}
+
+TEST_F(TaskCall, FailsIfTheServiceDoesNotTellOfTheTask) {
+    service->answers["CreateFilter"] = Fault("ManagedObjectNotFound");
+    Told told;
+    Begin(told);
+    EXPECT_THAT(told.text, HasSubstr("ManagedObjectNotFound"));
+}
+
+TEST_F(TaskCall, EndsWithoutAWordWhenTheConnectionDoes) {
+    for (const bool isLoaded : {false, true}) {
+        for (const bool isDropped : {false, true}) {
+            SCOPED_TRACE(testing::Message() << isLoaded << isDropped);
+            service = std::make_unique<Service>();
+            g_clear_object(&session);
+            session = orvane_session_new();
+            ASSERT_EQ("success", Connect());
+            Told told;
+            Begin(told);
+            if (isLoaded)
+                Update(Info("enter", "running", 30));
+            if (isDropped) {
+                g_clear_object(&session);
+            } else {
+                EXPECT_EQ("success", Disconnect());
+            }
+            EXPECT_EQ(0, told.times);
+            ASSERT_NE(nullptr, told.listener);
+            g_clear_object(&told.listener); /* which has a task of a session that is gone */
+        }
+    }
+}
+
+} // namespace

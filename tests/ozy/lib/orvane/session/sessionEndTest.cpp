@@ -1,0 +1,165 @@
+// Connections of every kind, with something taken away before each callback of the library: nothing may
+// crash, leak, stay registered, or be told twice.
+#include <unistd.h>
+
+#include "tests/ozy/lib/orvane/session/sessionFixture.h"
+
+namespace {
+
+enum class Kind { kPassword, kClone, kHijack, kLocal, kFerry, kLegacy, kSspi };
+
+struct KindRow {
+    const char *name;
+    Kind kind;
+};
+constexpr KindRow kKinds[] = {
+    {"Password", Kind::kPassword}, {"Clone", Kind::kClone}, {"Hijack", Kind::kHijack},
+    {"Local", Kind::kLocal},       {"Ferry", Kind::kFerry}, {"Legacy", Kind::kLegacy},
+    {"Sspi", Kind::kSspi},
+};
+
+void PrintTo(const KindRow &row, std::ostream *out) {
+    *out << row.name;
+}
+
+constexpr int kIdleSteps = 10; /* nothing will come any more after so many without work */
+
+class SessionEnd : public SessionTest, public testing::WithParamInterface<KindRow> {
+protected:
+    std::string folder = GPtr<char>(g_dir_make_tmp("orvane-XXXXXX", nullptr)).get();
+    std::vector<std::unique_ptr<Told>> told;
+
+    SessionEnd() { g_setenv("HALDEN_PROXY_FILEPATH", (folder + "/proxy.xml").c_str(), TRUE); }
+    ~SessionEnd() override {
+        g_unsetenv("HALDEN_PROXY_FILEPATH");
+        for (const char *name : {"/proxy.xml", "/ticket"})
+            unlink((folder + name).c_str());
+        rmdir(folder.c_str());
+    }
+
+    /* Everything anew, as the kind needs it. */
+    void Begin() {
+        testLoop::SetBeforeStep(nullptr);
+        told.clear();
+        g_clear_object(&session);
+        ASSERT_EQ(0, Living<OrvaneListener>::count);
+        ASSERT_EQ(0, Living<OrvaneMOMgr>::count);
+        if (!BasicHttp_IsInited())
+            orvane_init(testLoop::Callback, testLoop::CallbackRemove);
+        service = std::make_unique<Service>();
+        session = orvane_session_new();
+        if (GetParam().kind == Kind::kLegacy)
+            service->answers.erase("ozyServiceVersions.xml");
+        if (GetParam().kind == Kind::kLocal)
+            PrepareLocal();
+        if (GetParam().kind == Kind::kFerry)
+            PrepareFerry();
+    }
+    OrvaneListener *NewListener() { return told.emplace_back(std::make_unique<Told>())->listener; }
+    void StartConnect() {
+        const std::string url = Url();
+        OrvaneListener *listener = NewListener();
+        switch (GetParam().kind) {
+        case Kind::kPassword:
+        case Kind::kLegacy:
+        case Kind::kFerry:
+            return orvane_session_connect(session, url.c_str(), "u", "p", listener);
+        case Kind::kClone:
+            return orvane_session_clone(session, url.c_str(), "t", listener);
+        case Kind::kHijack:
+            return orvane_session_hijack(session, url.c_str(), "a=b", listener);
+        case Kind::kLocal:
+            return orvane_session_connect_local(session, FALSE, "u", listener);
+        case Kind::kSspi:
+            return orvane_session_sspi_connect(session, url.c_str(), nullptr, listener);
+        }
+    }
+    /* Connects, makes a call, disconnects, as far as it comes. */
+    void Run() {
+        StartConnect();
+        int idle = 0;
+        for (int i = 0; i < 300 && idle < kIdleSteps; i++) {
+            if (session == nullptr || !BasicHttp_IsInited())
+                break;
+            const size_t begun = told.size();
+            if (told.back()->times > 0 && State() == ORVANE_SESSION_CONNECTED && begun == 1)
+                CurrentTime(NewListener());
+            else if (told.back()->times > 0 && State() == ORVANE_SESSION_CONNECTED && begun == 2)
+                orvane_session_disconnect(session, NewListener());
+            idle = testLoop::Step(2) || told.size() != begun ? 0 : idle + 1;
+        }
+        testLoop::Settle();
+    }
+    void DropListener() {
+        for (const auto &each : told)
+            g_clear_object(&each->listener);
+    }
+
+private:
+    void PrepareLocal() {
+        const std::string port = std::to_string(service->server.Port());
+        const std::string proxy = "<ConfigRoot><httpPort>" + port + "</httpPort></ConfigRoot>";
+        g_file_set_contents((folder + "/proxy.xml").c_str(), proxy.c_str(), -1, nullptr);
+        g_file_set_contents((folder + "/ticket").c_str(), "secret", -1, nullptr);
+        service->answers["AcquireLocalTicket"] = Reply("AcquireLocalTicket",
+                                                       "<userName>u</userName><passwordFilePath>" +
+                                                           folder + "/ticket</passwordFilePath>",
+                                                       "xsi:type=\"SessionManagerLocalTicket\"");
+    }
+    void PrepareFerry() {
+        orvane_session_target_ferry(session);
+        service->answers["ferryServiceVersions.xml"] = HttpReply("", 404);
+        service->answers["FerryRetrieveServiceContent"] = Reply(
+            "FerryRetrieveServiceContent", Reference("sessionManager", "FerrySessionManager", "sm"),
+            "xsi:type=\"FerryServiceContent\"");
+        service->answers["FerryLogin"] = Reply("FerryLogin", "", "xsi:type=\"FerryUserSession\"");
+        service->answers["FerryLogout"] = Reply("FerryLogout");
+    }
+};
+
+TEST_P(SessionEnd, IsCleanAtEveryStep) {
+    Begin();
+    Run();
+    ASSERT_EQ(GetParam().kind == Kind::kSspi ? 1u : 3u, told.size()) << "undisturbed";
+    for (const auto &each : told)
+        EXPECT_EQ(1, each->times);
+
+    const std::pair<const char *, std::function<void()>> actions[] = {
+        {"drop the listener", [&] { DropListener(); }},
+        {"drop the session", [&] { g_clear_object(&session); }},
+        {"shut down", [&] { BasicHttp_IsInited() ? orvane_shutdown() : void(); }},
+        {"disconnect", [&] { orvane_session_disconnect(session, NewListener()); }},
+        {"connect again", [&] { StartConnect(); }},
+        {"cancel all",
+         [&] {
+             for (const auto &each : told) {
+                 if (each->listener != nullptr)
+                     orvane_session_cancel_listener(session, each->listener);
+             }
+         }},
+    };
+    for (const auto &[name, action] : actions) {
+        bool applied = true;
+        for (uint64_t n = 0; applied; n += 3) {
+            SCOPED_TRACE(testing::Message() << name << " at callback " << n);
+            Begin();
+            applied = false;
+            const uint64_t start = testLoop::NumSteps();
+            testLoop::SetBeforeStep([&, &apply = action](uint64_t number) {
+                if (number == start + n && session != nullptr) {
+                    applied = true;
+                    apply();
+                }
+            });
+            Run();
+            for (const auto &each : told)
+                ASSERT_LE(each->times, 1);
+        }
+    }
+    Begin();
+}
+
+INSTANTIATE_TEST_SUITE_P(, SessionEnd, testing::ValuesIn(kKinds),
+                         [](const auto &row) { return std::string(row.param.name); });
+
+} // namespace

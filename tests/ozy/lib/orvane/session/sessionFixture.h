@@ -1,0 +1,324 @@
+/*
+ * sessionFixture.h -- a service that answers by the name of the method, and an application with one
+ * session to it
+ *
+ *   class Connect : public SessionTest {};
+ *   service.answers["Login"] = Fault("InvalidLogin");
+ *   Outcome connect = Run([&](OrvaneListener *l) { orvane_session_connect(session, ..., l); });
+ *   EXPECT_EQ("failure InvalidLogin", connect.text);
+ *   EXPECT_THAT(service.Methods(), ElementsAre("GET /sdk/ozyServiceVersions.xml", ...));
+ *
+ * A call of which nothing is known is answered by a SOAP fault. The update stream waits until a filter is
+ * created, and then tells the first values of the authorization manager.
+ */
+#pragma once
+
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <orvane/orvane.h>
+#include <orvane/schema/ferry.h>
+#include <orvane/schema/ozy.h>
+#include <orvane/schema/qorm.h>
+
+#include "apps/lib/basicHttp/basicHttp.h"
+#include "lib/misc/glibPtr.h"
+#include "lib/misc/log.h"
+#include "ozy/lib/orvane/updates/orvaneMOMgr.h"
+#include "tests/support/cannedServer.h"
+#include "tests/support/testLoop.h"
+
+constexpr const char *kEnvelopeHead =
+    "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+    "<soapenv:Envelope xmlns:soapenc=\"http://schemas.xmlsoap.org/soap/encoding/\"\n"
+    " xmlns:soapenv=\"http://schemas.xmlsoap.org/soap/envelope/\"\n"
+    " xmlns:xsd=\"http://www.w3.org/2001/XMLSchema\"\n"
+    " xmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\">\n"
+    "<soapenv:Body>\n";
+constexpr const char *kEnvelopeTail = "\n</soapenv:Body>\n</soapenv:Envelope>";
+
+inline std::string Envelope(const std::string &inner) {
+    return kEnvelopeHead + inner + kEnvelopeTail;
+}
+
+/* The reply to a method; the inner text is of its "returnval". */
+inline CannedAnswer Reply(const std::string &method, const std::string &returnval = "",
+                          const std::string &attributes = "") {
+    const std::string element =
+        attributes.empty() ? "" : "<returnval " + attributes + ">" + returnval + "</returnval>";
+    return HttpReply(Envelope("<" + method + "Response xmlns=\"urn:ozy25\">" + element + "</" +
+                              method + "Response>"));
+}
+
+inline CannedAnswer Fault(const std::string &type, const std::string &inner = "") {
+    return HttpReply(Envelope("<soapenv:Fault><faultcode>ServerFaultCode</faultcode>"
+                              "<faultstring>no</faultstring><detail><" +
+                              type + "Fault xsi:type=\"" + type + "\">" + inner + "</" + type +
+                              "Fault></detail></soapenv:Fault>"),
+                     500);
+}
+
+inline std::string Reference(const std::string &name, const std::string &type,
+                             const std::string &id) {
+    return "<" + name + " type=\"" + type + "\">" + id + "</" + name + ">";
+}
+
+inline const std::string kVersions = "<namespaces version=\"1.0\"><namespace><name>urn:ozy25</name>"
+                                     "<version>6.0</version></namespace></namespaces>";
+
+class Service {
+public:
+    CannedServer server;
+    std::map<std::string, CannedAnswer>
+        answers; /* by method, or by the last part of a GET's target */
+
+    bool isQuiet = false; /* does not tell the first values of the authorization manager */
+
+    Service() {
+        server.Answer([this](const CannedRequest &request) { return Answer(request); });
+        const std::string content =
+            Reference("rootFolder", "Folder", "group-d1") +
+            Reference("propertyCollector", "PropertyCollector", "pc") +
+            Reference("sessionManager", "SessionManager", "SessionManager") +
+            Reference("authorizationManager", "AuthorizationManager", "AuthorizationManager");
+        const std::string user = "<key>52</key><userName>root</userName>";
+        answers["ozyServiceVersions.xml"] = HttpReply(kVersions);
+        answers["RetrieveServiceContent"] =
+            Reply("RetrieveServiceContent", content, "xsi:type=\"ServiceContent\"");
+        for (const char *login : {"Login", "CloneSession"})
+            answers[login] = Reply(login, user, "xsi:type=\"UserSession\"");
+        answers["Logout"] = Reply("Logout");
+        answers["CreateFilter"] = Reply("CreateFilter", "filter-1", "type=\"PropertyFilter\"");
+        answers["DestroyPropertyFilter"] = Reply("DestroyPropertyFilter");
+        answers["CurrentTime"] =
+            Reply("CurrentTime", "2026-01-02T03:04:05Z", "xsi:type=\"xsd:dateTime\"");
+    }
+
+    /* "GET target", or the name of the method, in order. The update stream is left out. */
+    std::vector<std::string> Methods() const {
+        std::vector<std::string> methods;
+        for (const CannedRequest &request : server.Requests()) {
+            if (Name(request) != "WaitForUpdatesEx" && Name(request) != "WaitForUpdates")
+                methods.push_back(request.method == "GET" ? "GET " + request.target
+                                                          : Name(request));
+        }
+        return methods;
+    }
+    size_t Count(const std::string &name) const {
+        size_t count = 0;
+        for (const CannedRequest &request : server.Requests())
+            count += Name(request) == name;
+        return count;
+    }
+    /* The last request for a method or document. */
+    CannedRequest Last(const std::string &name) const {
+        for (auto at = server.Requests().rbegin(); at != server.Requests().rend(); ++at) {
+            if (Name(*at) == name)
+                return *at;
+        }
+        ADD_FAILURE() << "no request for " << name;
+        return {};
+    }
+    /* Tells the update stream, if it waits, of one object's values. */
+    void Update(const std::string &objectUpdate) {
+        if (waiting < 0)
+            return;
+        const int connection = std::exchange(waiting, -1);
+        server.Send(
+            connection,
+            Reply(waitMethod,
+                  "<version>" + std::to_string(++version) +
+                      "</version><filterSet><filter type=\"PropertyFilter\">filter-1</filter>"
+                      "<objectSet>" +
+                      objectUpdate + "</objectSet></filterSet>",
+                  "xsi:type=\"UpdateSet\"")
+                .bytes);
+    }
+
+private:
+    static std::string Name(const CannedRequest &request) {
+        if (request.method == "GET")
+            return request.target.substr(request.target.rfind('/') + 1);
+        const size_t start = request.body.find("<soapenv:Body>\n<") + 16;
+        return request.body.substr(start, request.body.find(' ', start) - start);
+    }
+    CannedAnswer Answer(const CannedRequest &request) {
+        const std::string name = Name(request);
+        const auto found = answers.find(name);
+        if (found != answers.end()) {
+            if (name == "CreateFilter" && !isQuiet)
+                Update("<kind>enter</kind>" +
+                       Reference("obj", "AuthorizationManager", "AuthorizationManager") + roles);
+            return found->second;
+        }
+        if (name == "WaitForUpdatesEx" || name == "WaitForUpdates") {
+            waiting = request.connection;
+            waitMethod = name;
+            return {};
+        }
+        return request.method == "GET" ? HttpReply("<html/>", 404) : Fault("NotSupported");
+    }
+
+    const std::string roles =
+        "<changeSet><name>roleList</name><op>assign</op><val xsi:type=\"ArrayOfAuthorizationRole\">"
+        "<AuthorizationRole xsi:type=\"AuthorizationRole\"><roleId>-1</roleId>"
+        "<privilege>Folder.Create</privilege><privilege>Folder.Rename</privilege>"
+        "</AuthorizationRole></val></changeSet>";
+    int waiting = -1; /* the connection on which the update stream waits */
+    std::string waitMethod;
+    int version = 0;
+};
+
+/* What one listener says, and when. Releases what was handed over when told the end. */
+class Told {
+public:
+    std::string text; /* "success", "failure", "failure InvalidLogin"; empty until then */
+    int times = 0;
+    OrvaneListener *listener; /* NULL once it has died */
+    std::function<void()> then;
+
+    Told() : listener(orvane_listener_new()) {
+        g_signal_connect_swapped(listener, "success", G_CALLBACK(OnEnd), this);
+        g_signal_connect_swapped(listener, "failure", G_CALLBACK(OnEnd), this);
+        g_object_add_weak_pointer(G_OBJECT(listener), reinterpret_cast<gpointer *>(&listener));
+    }
+    ~Told() { g_clear_object(&listener); }
+    Told(const Told &) = delete;
+    Told &operator=(const Told &) = delete;
+
+private:
+    static void OnEnd(Told *told) {
+        OrvaneListener *from = told->listener;
+        const ObjectPtr<SkemaQormMethodFault> fault(orvane_listener_get_fault(from));
+        const bool succeeded = orvane_listener_get_state(from) == ORVANE_LISTENER_SUCCEEDED;
+        told->text = succeeded ? "success" : "failure";
+        told->times++;
+        if (fault)
+            told->text += " " + FaultText(G_OBJECT(fault.get()));
+        if (told->then)
+            told->then();
+        g_clear_object(&told->listener);
+    }
+    static std::string FaultText(GObject *fault) {
+        if (G_OBJECT_TYPE(fault) != ORVANE_TYPE_FAULT_INVALID_RESPONSE) {
+            const std::string name = G_OBJECT_TYPE_NAME(fault);
+            const size_t prefix = name.find("Fault");
+            return prefix == std::string::npos ? name : name.substr(prefix + 5);
+        }
+        guint errorCode = 0;
+        glong responseCode = 0;
+        char *message = nullptr;
+        g_object_get(fault, "errorCode", &errorCode, "responseCode", &responseCode,
+                     "responseMessage", &message, nullptr);
+        const GPtr<char> owner(message);
+        std::string text =
+            "InvalidResponse " + std::to_string(errorCode) + " " + std::to_string(responseCode);
+        return message && *message ? text + " " + message : text;
+    }
+};
+
+/* How many objects of a type there are. A leaked object with a handler is no leak to the sanitizer, since
+ * GLib's table of handlers knows it. */
+template <class T> class Living {
+public:
+    static int count;
+
+    static void Watch(GType type) {
+        static GObjectClass *klass = nullptr;
+        if (klass != nullptr)
+            return;
+        klass = G_OBJECT_CLASS(g_type_class_ref(type));
+        constructed = std::exchange(klass->constructed, OnConstructed);
+        finalize = std::exchange(klass->finalize, OnFinalize);
+    }
+
+private:
+    static void (*constructed)(GObject *);
+    static void (*finalize)(GObject *);
+    static void OnConstructed(GObject *object) {
+        count++;
+        constructed(object);
+    }
+    static void OnFinalize(GObject *object) {
+        count--;
+        finalize(object);
+    }
+};
+template <class T> int Living<T>::count = 0;
+template <class T> void (*Living<T>::constructed)(GObject *) = nullptr;
+template <class T> void (*Living<T>::finalize)(GObject *) = nullptr;
+
+class SessionTest : public testing::Test {
+protected:
+    SessionTest() {
+        Living<OrvaneListener>::Watch(ORVANE_TYPE_LISTENER);
+        Living<OrvaneSession>::Watch(ORVANE_TYPE_SESSION);
+        Living<OrvaneMOMgr>::Watch(orvane_momgr_get_type());
+        testLoop::Reset();
+        EXPECT_TRUE(orvane_init(testLoop::Callback, testLoop::CallbackRemove));
+        LogRing_Clear();
+        service = std::make_unique<Service>();
+        session = orvane_session_new();
+        WatchState();
+    }
+    ~SessionTest() override {
+        g_clear_object(&session);
+        if (BasicHttp_IsInited())
+            orvane_shutdown();
+        EXPECT_TRUE(testLoop::Registrations().empty());
+        EXPECT_EQ(0, Living<OrvaneListener>::count);
+        EXPECT_EQ(0, Living<OrvaneSession>::count);
+        EXPECT_EQ(0, Living<OrvaneMOMgr>::count);
+        service.reset();
+        testLoop::Reset();
+    }
+
+    void WatchState() {
+        g_signal_connect_swapped(session, "notify::state", G_CALLBACK(OnState), this);
+    }
+    std::string Url() const { return service->server.Url("/sdk"); }
+    /* Runs the loop until the listener is told, or nothing moves any more. */
+    void Wait(Told &told) {
+        testLoop::RunUntil([&] { return told.times > 0; }, 300);
+        testLoop::Settle();
+    }
+    std::string Connect() {
+        Told told;
+        orvane_session_connect(session, Url().c_str(), "root", "pass<word>", told.listener);
+        Wait(told);
+        return told.text;
+    }
+    std::string Disconnect() {
+        Told told;
+        orvane_session_disconnect(session, told.listener);
+        Wait(told);
+        return told.text;
+    }
+    OrvaneSessionState State() const { return orvane_session_get_state(session); }
+    ObjectPtr<SkemaOzyServiceInstance> Instance() const {
+        SkemaOzyServiceInstance *instance = nullptr;
+        g_object_get(session, "serviceInstance", &instance, nullptr);
+        return ObjectPtr<SkemaOzyServiceInstance>(instance);
+    }
+    void CurrentTime(OrvaneListener *listener) {
+        skema_ozy_service_instance_current_time(Instance().get(), listener);
+    }
+    static std::string LogText() { return GPtr<char>(LogRing_Copy()).get(); }
+
+    std::unique_ptr<Service> service;
+    OrvaneSession *session;
+    std::vector<int> states; /* that the session went through */
+    std::function<void(int)> onState;
+
+private:
+    static void OnState(SessionTest *test, GParamSpec *, OrvaneSession *from) {
+        test->states.push_back(orvane_session_get_state(from));
+        if (test->onState)
+            test->onState(test->states.back());
+    }
+};

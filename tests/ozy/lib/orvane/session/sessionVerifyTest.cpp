@@ -1,0 +1,312 @@
+// The application decides on certificates, over real https; and strict sessions.
+#include <set>
+
+#include <poll.h>
+
+#include <ssl/ssl.h>
+
+#include "lib/ssl/sslThunks.h"
+#include "ozy/lib/orvane/session/orvaneSessionInt.h"
+#include "tests/ozy/lib/orvane/session/sessionFixture.h"
+#include "tests/support/temporaryFolder.h"
+#include "tools/certificates/certificateKind.h"
+#include "tools/simulator/simulator.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::Not;
+
+enum class Answer { Yes, No, Later };
+
+/* The application's side: answers in one way, but at once what it has accepted before. */
+struct Application {
+    Answer answer = Answer::Yes;
+    std::set<std::string> accepted; /* thumbprints */
+    std::vector<std::string> asked;
+    std::function<void()> inside; /* called while it is asked */
+    GObject *open = nullptr;      /* a question that waits for its answer */
+    OrvaneVerifyCertificateDoneFunc done = nullptr;
+
+    static gint Ask(GObject *context, gpointer, gpointer certificate, gpointer data,
+                    OrvaneVerifyCertificateDoneFunc done) {
+        auto *self = static_cast<Application *>(data);
+        char thumbprint[SSL_THUMBPRINT_SIZE];
+        EXPECT_TRUE(
+            SSL_GetCertThumbprint(static_cast<X509 *>(certificate), thumbprint, sizeof thumbprint));
+        self->asked.push_back(thumbprint);
+        if (self->inside)
+            self->inside();
+        if (self->accepted.contains(thumbprint) || self->answer == Answer::Yes)
+            done(context, TRUE);
+        else if (self->answer == Answer::No)
+            done(context, FALSE);
+        else {
+            self->open = context;
+            self->done = done;
+        }
+        return 0;
+    }
+    void Decide(bool accepts) {
+        ASSERT_NE(nullptr, open);
+        if (accepts)
+            accepted.insert(asked.back());
+        done(std::exchange(open, nullptr), accepts);
+    }
+};
+
+class SessionVerify : public SessionTest {
+protected:
+    ~SessionVerify() override {
+        if (server)
+            testLoop::Unwatch(server->PollDescriptor());
+    }
+    void Serve(const std::string &kind, int port = 0) {
+        if (server)
+            testLoop::Unwatch(server->PollDescriptor());
+        server.reset();
+        simulator::Options options;
+        options.hosts = 1;
+        options.machines = 1;
+        options.port = port;
+        options.frozenClock = true;
+        options.certificateKind = kind;
+        server = std::make_unique<simulator::Simulator>(options);
+        server->Start();
+        testLoop::Watch(server->PollDescriptor(), POLLIN, [this](short) { server->Run(); });
+    }
+    void AskApplication() {
+        orvane_session_set_verify_certificate_func(session, Application::Ask, &application);
+    }
+    void Begin(Told &told) {
+        orvane_session_connect(session, server->Url().c_str(), "administrator", "secret",
+                               told.listener);
+    }
+    void WaitLong(Told &told) {
+        EXPECT_TRUE(testLoop::RunUntil([&] { return told.times > 0; }));
+        testLoop::Settle();
+    }
+    std::string Connect() {
+        Told told;
+        Begin(told);
+        WaitLong(told);
+        return told.text;
+    }
+    /* If that is needed. */
+    void End() {
+        if (State() != ORVANE_SESSION_DISCONNECTED) {
+            EXPECT_EQ("success", Disconnect());
+        }
+    }
+    std::string Disconnect() {
+        Told told;
+        orvane_session_disconnect(session, told.listener);
+        WaitLong(told);
+        return told.text;
+    }
+    /* Until it was put or, later, the failed handshake was reported and the connect rests. */
+    void WaitForQuestion(bool onlyPut = false) {
+        EXPECT_TRUE(testLoop::RunUntil([&] {
+            return application.open && (onlyPut || State() == ORVANE_SESSION_DISCONNECTED);
+        }));
+    }
+    std::string Thumbprint() const { return server->Certificate()->Leaf().thumbprint; }
+
+    Application application;
+    std::unique_ptr<simulator::Simulator> server;
+};
+
+constexpr char kRefused[] = "failure InvalidResponse 49 0";
+
+TEST_F(SessionVerify, AnAnswerAtOnceSettlesIt) {
+    const struct {
+        const char *kind;
+        const char *ifAccepted;
+    } rows[] = {
+        {"self-signed", "success"},
+        {"expired", "success"},
+        {"good", "success"},
+        {"good-chain", "success"},
+        {"intermediate-no-ca", "success"},
+        {"name-constraint", kRefused},
+    };
+    AskApplication();
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.kind);
+        Serve(row.kind);
+        application.asked.clear();
+        for (Answer answer : {Answer::No, Answer::Yes}) {
+            application.answer = answer;
+            LogRing_Clear();
+            EXPECT_EQ(answer == Answer::Yes ? row.ifAccepted : kRefused, Connect());
+            EXPECT_THAT(LogText(),
+                        HasSubstr("A Orvane: Instantiating QORM session at " + server->Url() +
+                                  "\nA Orvane: Verifying SSL certificate with thumbprint " +
+                                  Thumbprint() + "\nA Orvane: Certificate " +
+                                  (answer == Answer::Yes ? "accepted\n" : "rejected\n")));
+            End();
+        }
+        EXPECT_THAT(application.asked, ElementsAre(Thumbprint(), Thumbprint()));
+    }
+}
+
+TEST_F(SessionVerify, ALaterYesStartsOver) {
+    Serve("self-signed");
+    AskApplication();
+    application.answer = Answer::Later;
+    for (bool isBeforeTheError : {false, true}) {
+        application.accepted.clear();
+        application.asked.clear();
+        Told told;
+        Begin(told);
+        WaitForQuestion(isBeforeTheError);
+        EXPECT_EQ(0, told.times);
+        application.Decide(true);
+        WaitLong(told);
+        EXPECT_EQ("success", told.text);
+        EXPECT_EQ(1, told.times);
+        EXPECT_EQ(2u, application.asked.size());
+        EXPECT_EQ("success", Disconnect());
+    }
+}
+
+TEST_F(SessionVerify, ALaterNoFails) {
+    Serve("self-signed");
+    AskApplication();
+    application.answer = Answer::Later;
+    Told told;
+    Begin(told);
+    WaitForQuestion();
+    application.Decide(false);
+    EXPECT_EQ(kRefused, told.text);
+    EXPECT_EQ(ORVANE_SESSION_DISCONNECTED, State());
+    EXPECT_EQ(0, server->NumDocuments());
+}
+
+TEST_F(SessionVerify, WhoeverGoesWhileTheQuestionIsOpenLeavesNoTrace) {
+    Serve("self-signed");
+    application.answer = Answer::Later;
+    for (const char *what : {"listener", "session", "another connect", "shutdown", "at once"}) {
+        SCOPED_TRACE(what);
+        const std::string who = what;
+        AskApplication();
+        application.inside = nullptr;
+        if (who == "at once")
+            application.inside = [this] { g_clear_object(&session); };
+        Told told;
+        Told second;
+        Begin(told);
+        WaitForQuestion(who == "at once");
+        if (who == "listener")
+            g_clear_object(&told.listener);
+        if (who == "session")
+            g_clear_object(&session);
+        if (who == "shutdown")
+            orvane_shutdown();
+        if (who == "another connect") {
+            GObject *first = std::exchange(application.open, nullptr);
+            Begin(second);
+            EXPECT_EQ("failure Unexpected", told.text);
+            WaitForQuestion();
+            application.done(first, TRUE); /* in vain */
+            EXPECT_EQ(ORVANE_SESSION_DISCONNECTED, State());
+        }
+        application.Decide(false);
+        testLoop::Settle();
+        EXPECT_EQ(who == "shutdown" ? kRefused : "", who == "another connect" ? "" : told.text);
+        EXPECT_EQ(who == "another connect" ? kRefused : "", second.text);
+
+        if (!session) {
+            session = orvane_session_new();
+            WatchState();
+        }
+        if (!BasicHttp_IsInited())
+            orvane_init(testLoop::Callback, testLoop::CallbackRemove);
+    }
+}
+
+/* -- strict ---------------------------------------------------------------------------------------- */
+
+TEST_F(SessionVerify, AStrictSessionAsksAboutEachCertificateOnce) {
+    Serve("self-signed");
+    Application other;
+    OrvaneSession *careless = orvane_session_new();
+    Told hasConnected;
+    orvane_session_connect(careless, server->Url().c_str(), "administrator", "secret",
+                           hasConnected.listener);
+    WaitLong(hasConnected);
+    EXPECT_EQ("success", hasConnected.text);
+    EXPECT_THAT(LogText(), HasSubstr("A Orvane: Sending a login to " + server->Url() +
+                                     " over a connection that was not checked\n"));
+    LogRing_Clear();
+
+    AskApplication();
+    orvane_session_set_strict_tls(session, TRUE);
+    const int before = server->NumConnections();
+    EXPECT_EQ("success", Connect());
+    EXPECT_LE(before + 3, server->NumConnections()) << "discovery, calls, updates";
+    EXPECT_THAT(application.asked, ElementsAre(Thumbprint()));
+    EXPECT_THAT(LogText(), Not(HasSubstr("not checked")));
+
+    /* another certificate under the same address */
+    const int port = server->Port();
+    Serve("self-signed", port);
+    application.answer = Answer::No;
+    Told told;
+    CurrentTime(told.listener);
+    WaitLong(told);
+    EXPECT_EQ(kRefused, told.text);
+    EXPECT_EQ(Thumbprint(), application.asked.back());
+    EXPECT_EQ(0, server->NumCalls());
+
+    application.answer = Answer::Later;
+    Told later;
+    CurrentTime(later.listener);
+    WaitLong(later);
+    EXPECT_EQ(kRefused, later.text);
+    application.Decide(true); /* for the next */
+    const size_t asked = application.asked.size();
+    Told next;
+    CurrentTime(next.listener);
+    WaitLong(next);
+    EXPECT_THAT(next.text, Not(HasSubstr("InvalidResponse")));
+    EXPECT_EQ(1, server->NumCalls("CurrentTime"));
+    EXPECT_EQ(asked, application.asked.size());
+    g_object_unref(careless);
+}
+
+TEST_F(SessionVerify, AStrictSessionWithoutAFunctionGoesByAuthorities) {
+    const TemporaryFolder folder;
+    const struct {
+        const char *kind;
+        bool isNamed;
+        const char *outcome;
+    } rows[] = {{"good", true, "success"},      {"good-chain", true, "success"},
+                {"good", false, kRefused},      {"self-signed", false, kRefused},
+                {"wrong-host", true, kRefused}, {"expired", true, kRefused}};
+    orvane_session_set_strict_tls(session, TRUE);
+    for (const auto &row : rows) {
+        Serve(row.kind);
+        const std::string file = folder.Write("root.pem", server->Certificate()->anchor.pem);
+        orvane_session_set_ssl_certificate_location(session, row.isNamed ? file.c_str() : nullptr,
+                                                    nullptr);
+        EXPECT_EQ(row.outcome, Connect()) << row.kind;
+        End();
+    }
+}
+
+TEST_F(SessionVerify, AStrictSessionSendsNothingInTheClearToAnotherMachine) {
+    orvane_session_set_strict_tls(session, TRUE);
+    EXPECT_EQ("success", SessionTest::Connect()) << "this machine";
+    EXPECT_EQ("success", SessionTest::Disconnect());
+    LogRing_Clear();
+    Told told;
+    orvane_session_connect(session, "http://service.invalid/sdk", "u", "p", told.listener);
+    EXPECT_EQ(kRefused, told.text);
+    EXPECT_EQ("A Orvane: Refusing the connection to http://service.invalid/sdk: it would not be "
+              "encrypted\n",
+              LogText());
+}
+
+} // namespace

@@ -1,0 +1,131 @@
+#include "tests/ozy/lib/orvane/soap/soapFixture.h"
+
+namespace {
+
+/* What a fault reads as: "InvalidLogin code|message", or "-" if it is none. */
+std::string Shown(const Value &value) {
+    GObject *object = value.IsSet() ? value.Object() : nullptr;
+    if (object == nullptr || !g_type_is_a(G_OBJECT_TYPE(object), orvane_lookup_type("MethodFault")))
+        return "-";
+    const auto *fault = reinterpret_cast<SkemaQormMethodFault *>(object);
+    const auto *name =
+        static_cast<const char *>(g_type_get_qdata(G_OBJECT_TYPE(object), orvane_quark_wsdlname()));
+    return std::string(name) + " " + (fault->fault_code != nullptr ? fault->fault_code : "NULL") +
+           "|" + (fault->fault_string != nullptr ? fault->fault_string : "NULL");
+}
+
+std::string ReadFault(const std::string &inner) {
+    const Element element("<soapenv:Fault>" + inner + "</soapenv:Fault>");
+    Value value;
+    const bool isRead = orvane_soap_deserialize_fault(nullptr, element, value.get());
+    EXPECT_EQ(isRead, Shown(value) != "-") << inner;
+    return Shown(value);
+}
+
+TEST(SoapFault, ASoapFaultByItsDetail) {
+    const std::pair<const char *, const char *> rows[] = {
+        {"<faultcode>c</faultcode><faultstring>s</faultstring>"
+         "<detail><f xsi:type='InvalidLogin'/></detail>",
+         "InvalidLogin c|s"},
+        {"<detail> <NotAuthenticatedFault/><InvalidLoginFault/></detail><faultcode>c</faultcode>",
+         "NotAuthenticated c|NULL"},
+        {"<faultstring/><soapenv:faultcode>c</soapenv:faultcode>"
+         "<detail><InvalidLoginFault/></detail>",
+         "InvalidLogin c|NULL"},
+        {"<detail><f xsi:type='LocalizedMethodFault'><fault xsi:type='InvalidLogin'/>"
+         "<localizedMessage>m</localizedMessage></f></detail><faultstring>s</faultstring>",
+         "InvalidLogin NULL|s"},
+        {"<detail><InvalidLoginFault/></detail><detail><NotAuthenticatedFault/></detail>",
+         "NotAuthenticated NULL|NULL"},
+        {"<detail><InvalidLoginFault/></detail><detail/>", "InvalidLogin NULL|NULL"},
+        {"<faultcode>c</faultcode><faultstring>s</faultstring><detail/>", "-"},
+        {"<faultcode>c</faultcode><faultstring>s</faultstring>", "-"},
+        {"<faultstring>s</faultstring><detail><f xsi:type='FromTheFuture'/></detail>", "-"},
+        {"<detail><f xsi:type='xsd:string'>text</f></detail>", "-"},
+        {"<detail><f xsi:type='WaitOptions'/></detail>", "-"},
+        {"", "-"},
+    };
+    for (const auto &[text, wanted] : rows)
+        EXPECT_EQ(wanted, ReadFault(text)) << text;
+}
+
+TEST(SoapFault, AWholeReplyWithAFault) {
+    Value value;
+    EXPECT_TRUE(ReadReply(ReplyText("faultInvalidLogin.xml"), {"Login", G_TYPE_STRING}, &value));
+    EXPECT_EQ("InvalidLogin ServerFaultCode|Cannot complete login due to an incorrect user name or "
+              "password.",
+              Shown(value));
+
+    std::string other = ReplyText("faultInvalidLogin.xml");
+    for (std::size_t at = other.find("soapenv:Fault"); at != std::string::npos;
+         at = other.find("soapenv:Fault", at))
+        other.replace(at, strlen("soapenv"), "soapenc");
+    Value none;
+    EXPECT_FALSE(ReadReply(other, {"Login", G_TYPE_STRING}, &none)) << "a fault of another prefix";
+}
+
+TEST(SoapFault, WrappersYieldTheFaultInside) {
+    const std::pair<const char *, const char *> rows[] = {
+        {"<e xsi:type='LocalizedMethodFault'><fault xsi:type='InvalidLogin'/>"
+         "<localizedMessage>m</localizedMessage></e>",
+         "InvalidLogin NULL|m"},
+        {"<e xsi:type='LocalizedMethodFault'><localizedMessage>m</localizedMessage>"
+         "<fault xsi:type='InvalidLogin'/></e>",
+         "InvalidLogin NULL|m"},
+        {"<e xsi:type='LocalizedMethodFault'><fault xsi:type='InvalidLogin'/></e>",
+         "InvalidLogin NULL|NULL"},
+        {"<e xsi:type='UnexpectedFault'><faultName>n</faultName><fault "
+         "xsi:type='InvalidLogin'/></e>",
+         "InvalidLogin NULL|NULL"},
+        {"<e xsi:type='UnexpectedFault'><faultName>n</faultName></e>", "UnexpectedFault NULL|NULL"},
+        {"<e xsi:type='UnexpectedFault'><fault>no type</fault></e>", "UnexpectedFault NULL|NULL"},
+        {"<e xsi:type='UnexpectedFault'><fault xsi:type='xsd:string'>s</fault></e>",
+         "UnexpectedFault NULL|NULL"},
+        {"<e xsi:type='UnexpectedFault'><fault xsi:type='InvalidLogin'/><fault/></e>",
+         "UnexpectedFault NULL|NULL"},
+        {"<e xsi:type='LocalizedMethodFault'><fault xsi:type='LocalizedMethodFault'>"
+         "<fault xsi:type='InvalidLogin'/><localizedMessage>in</localizedMessage></fault>"
+         "<localizedMessage>out</localizedMessage></e>",
+         "InvalidLogin NULL|out"},
+        {"<e xsi:type='LocalizedMethodFault'><localizedMessage>m</localizedMessage></e>", "-"},
+    };
+    for (const auto &[text, wanted] : rows)
+        EXPECT_EQ(wanted, Shown(ReadElement(text, 0))) << text;
+}
+
+TEST(SoapFault, AWrapperWithoutFaultIsAnObjectOfItsClass) {
+    const Value value = ReadElement("<e xsi:type='LocalizedMethodFault'>"
+                                    "<localizedMessage>m</localizedMessage></e>",
+                                    0);
+    ASSERT_NE(nullptr, value.Object());
+    EXPECT_EQ("m", GetString(value.Object(), "localizedMessage"));
+}
+
+TEST(SoapFault, APropertyOfAFaultsTypeReceivesTheFaultInside) {
+    Value info;
+    EXPECT_TRUE(ReadReply(ReplyText("taskFailed.xml"),
+                          {"WaitForTask", orvane_lookup_type("TaskInfo")}, &info));
+    GObject *fault = nullptr;
+    g_object_get(info.Object(), "error", &fault, nullptr);
+    ASSERT_NE(nullptr, fault);
+    const ObjectPtr<GObject> owner(fault);
+    EXPECT_EQ("spec.name", GetString(fault, "invalidProperty"));
+    EXPECT_STREQ("A specified parameter was not correct.",
+                 reinterpret_cast<SkemaQormMethodFault *>(fault)->fault_string);
+}
+
+TEST(SoapFault, ACauseIsUnwrappedToo) {
+    const Value value = ReadElement(
+        "<e xsi:type='InvalidLogin'><faultCause xsi:type='LocalizedMethodFault'>"
+        "<fault "
+        "xsi:type='NotAuthenticated'/><localizedMessage>m</localizedMessage></faultCause></e>",
+        0);
+    GObject *cause = nullptr;
+    g_object_get(value.Object(), "faultCause", &cause, nullptr);
+    const ObjectPtr<GObject> owner(cause);
+    ASSERT_NE(nullptr, cause);
+    EXPECT_EQ(orvane_lookup_type("NotAuthenticated"), G_OBJECT_TYPE(cause));
+    EXPECT_STREQ("m", reinterpret_cast<SkemaQormMethodFault *>(cause)->fault_string);
+}
+
+} // namespace

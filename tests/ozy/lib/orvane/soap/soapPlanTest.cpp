@@ -1,0 +1,166 @@
+#include "tests/ozy/lib/orvane/soap/soapFixture.h"
+
+#include <thread>
+
+namespace {
+
+/*
+ * A class as an application would register one below the schema's: every kind of value, kept
+ * in GValues. "made" is set by construction; "seen" has no version and never reaches the wire.
+ */
+struct Row {
+    GParamSpec *pspec;
+    GType elementType;
+};
+
+constexpr auto kFlags = static_cast<GParamFlags>(G_PARAM_READWRITE);
+constexpr auto kOptional = static_cast<GParamFlags>(G_PARAM_READWRITE | 1 << G_PARAM_USER_SHIFT);
+constexpr auto kConstruct = static_cast<GParamFlags>(G_PARAM_READWRITE | G_PARAM_CONSTRUCT_ONLY);
+
+std::vector<Row> Rows() {
+    return {
+        {g_param_spec_string("made", "", "", "by default", kConstruct)},
+        {g_param_spec_int("short", "", "", -32768, 32767, 0, kOptional)},
+        {g_param_spec_uint("uint", "", "", 0, G_MAXUINT, 0, kOptional)},
+        {g_param_spec_uint64("uint64", "", "", 0, G_MAXUINT64, 0, kOptional)},
+        {g_param_spec_long("long", "", "", G_MINLONG, G_MAXLONG, 0, kOptional)},
+        {g_param_spec_ulong("ulong", "", "", 0, G_MAXULONG, 0, kOptional)},
+        {g_param_spec_uchar("uchar", "", "", 0, 255, 0, kOptional)},
+        {g_param_spec_char("char", "", "", -128, 127, 0, kOptional)},
+        {g_param_spec_float("float", "", "", -G_MAXFLOAT, G_MAXFLOAT, 0, kOptional)},
+        {g_param_spec_double("double", "", "", -G_MAXDOUBLE, G_MAXDOUBLE, 0, kOptional)},
+        {g_param_spec_boxed("bytes", "", "", ORVANE_TYPE_BYTE_ARRAY, kOptional)},
+        {g_param_spec_boxed("time", "", "", ORVANE_TYPE_TIMEVAL, kOptional)},
+        {g_param_spec_boxed("uri", "", "", ORVANE_TYPE_URI, kOptional)},
+        {g_param_spec_boxed("any", "", "", G_TYPE_VALUE, kOptional)},
+        {g_param_spec_boxed("uris", "", "", G_TYPE_VALUE_ARRAY, kOptional), ORVANE_TYPE_URI},
+        {g_param_spec_enum("op", "", "", orvane_lookup_type("PropertyChangeOp"), 0, kOptional)},
+        {g_param_spec_string("seen", "", "", nullptr, kFlags)},
+    };
+}
+
+struct Custom {
+    GObject parent;
+    gpointer session;
+    GValue values[32];
+};
+
+void CustomSet(GObject *object, guint id, const GValue *value, GParamSpec *pspec) {
+    GValue *kept = &reinterpret_cast<Custom *>(object)->values[id];
+    orvane_value_cond_unset(kept);
+    g_value_init(kept, G_VALUE_TYPE(value));
+    g_value_copy(value, kept);
+    if (pspec->flags & (1 << G_PARAM_USER_SHIFT))
+        g_object_set_data(object, (std::string("_") + pspec->name).c_str(), GINT_TO_POINTER(1));
+}
+
+void CustomGet(GObject *object, guint id, GValue *value, GParamSpec *) {
+    const GValue *kept = &reinterpret_cast<Custom *>(object)->values[id];
+    if (G_IS_VALUE(kept))
+        g_value_copy(kept, value);
+}
+
+void CustomFinalize(GObject *object) {
+    for (GValue &kept : reinterpret_cast<Custom *>(object)->values)
+        orvane_value_cond_unset(&kept);
+    G_OBJECT_CLASS(g_type_class_peek(orvane_lookup_type("DataObject")))->finalize(object);
+}
+
+void CustomInit(gpointer klass, gpointer) {
+    auto *object = static_cast<GObjectClass *>(klass);
+    object->set_property = CustomSet;
+    object->get_property = CustomGet;
+    object->finalize = CustomFinalize;
+    guint id = 0;
+    for (const Row &row : Rows()) {
+        if (std::string(row.pspec->name) != "seen")
+            g_param_spec_set_qdata(row.pspec, orvane_quark_version(), const_cast<char *>(""));
+        if (row.elementType != 0)
+            g_param_spec_set_qdata(row.pspec, orvane_quark_arraytype(),
+                                   GSIZE_TO_POINTER(row.elementType));
+        g_object_class_install_property(object, ++id, row.pspec);
+    }
+}
+
+GType Register(const char *name) {
+    GTypeQuery query;
+    g_type_query(orvane_lookup_type("DataObject"), &query);
+    const GType type = g_type_register_static_simple(orvane_lookup_type("DataObject"), name,
+                                                     query.class_size, CustomInit, sizeof(Custom),
+                                                     nullptr, static_cast<GTypeFlags>(0));
+    g_type_set_qdata(type, orvane_quark_wsdlname(), const_cast<char *>("Custom"));
+    return type;
+}
+
+GType CustomType() {
+    static const GType type = Register("TestSoapCustom");
+    return type;
+}
+
+TEST(SoapPlan, AClassOfTheApplicationCrossesTheWireInEveryKind) {
+    const std::string text =
+        "<c xsi:type=\"Custom\"><made xsi:type=\"xsd:string\">by the reply</made>"
+        "<short xsi:type=\"xsd:int\">-32768</short>"
+        "<uint xsi:type=\"xsd:unsignedInt\">4294967295</uint>"
+        "<uint64 xsi:type=\"xsd:unsignedLong\">18446744073709551615</uint64>"
+        "<long xsi:type=\"xsd:long\">-5</long>"
+        "<ulong xsi:type=\"xsd:unsignedLong\">5</ulong>"
+        "<uchar xsi:type=\"xsd:unsignedBtype\">255</uchar>"
+        "<char xsi:type=\"xsd:byte\">-128</char>"
+        "<float xsi:type=\"xsd:float\">1.500000</float>"
+        "<double xsi:type=\"xsd:double\">-0.250000</double>"
+        "<bytes xsi:type=\"xsd:base64Binary\">AP8Q</bytes>"
+        "<time xsi:type=\"xsd:dateTime\">2014-03-01T09:26:53Z</time>"
+        "<uri xsi:type=\"xsd:anyURI\">http://h/?a&amp;b</uri>"
+        "<any xsi:type=\"xsd:int\">7</any>"
+        "<uris xsi:type=\"xsd:anyURI\">a:</uris><uris xsi:type=\"xsd:anyURI\">b:</uris>"
+        "<op xsi:type=\"PropertyChangeOp\">assign</op></c>";
+    const Value value = ReadElement(text, CustomType());
+    ASSERT_NE(nullptr, value.Object());
+    EXPECT_EQ(text, Written("c", value.get(), "ozy25/6.0"));
+}
+
+TEST(SoapPlan, WhatAPropertyRefusesStaysOutOfTheObject) {
+    Warnings warnings;
+    const Value value = ReadElement("<c><short>32768</short><float>inf</float><double>nan</double>"
+                                    "<uchar>7</uchar><seen>yes</seen></c>",
+                                    CustomType());
+    ASSERT_NE(nullptr, value.Object());
+    for (const char *name : {"short", "float", "double"})
+        EXPECT_FALSE(IsMarked(value.Object(), name)) << name;
+    EXPECT_TRUE(IsMarked(value.Object(), "uchar"));
+    EXPECT_EQ("yes", GetString(value.Object(), "seen"));
+    EXPECT_EQ("<c xsi:type=\"Custom\"><made xsi:type=\"xsd:string\">by default</made>"
+              "<uchar xsi:type=\"xsd:unsignedBtype\">7</uchar></c>",
+              Written("c", value.get(), ""));
+    ASSERT_EQ(3u, warnings.texts.size());
+    EXPECT_EQ("value \"32768\" of type 'gint' is invalid or out of range for property 'short' of "
+              "type 'gint'",
+              warnings.texts[0]);
+}
+
+TEST(SoapPlan, TwoThreadsGetTheSamePlan) {
+    const GType type = Register("TestSoapRaced");
+    const SoapPlan *plans[2] = {};
+    std::thread threads[2];
+    for (int i = 0; i < 2; i++)
+        threads[i] = std::thread([&, i] { plans[i] = OrvaneSoapPlan_Get(type); });
+    for (std::thread &thread : threads)
+        thread.join();
+    ASSERT_NE(nullptr, plans[0]);
+    EXPECT_EQ(plans[0], plans[1]);
+    EXPECT_EQ(plans[0], OrvaneSoapPlan_Get(type));
+}
+
+TEST(SoapPlan, EveryPropertyIsFoundFromAnyGuess) {
+    const SoapPlan *plan = OrvaneSoapPlan_Get(orvane_lookup_type("UserSession"));
+    for (std::size_t i = 0; i < plan->properties.size(); i++) {
+        for (gint likely : {-1, 0, static_cast<gint>(i), 999})
+            EXPECT_EQ(static_cast<gint>(i),
+                      OrvaneSoapPlan_Find(plan, plan->properties[i].name.c_str(), likely));
+    }
+    EXPECT_EQ(-1, OrvaneSoapPlan_Find(plan, "nothing", 0));
+    EXPECT_EQ(nullptr, OrvaneSoapPlan_Get(G_TYPE_STRING));
+}
+
+} // namespace

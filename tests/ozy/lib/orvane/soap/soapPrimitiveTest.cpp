@@ -1,0 +1,196 @@
+#include "tests/ozy/lib/orvane/soap/soapFixture.h"
+
+#include <cmath>
+
+namespace {
+
+using Reader = gboolean (*)(const char *, GValue *);
+
+/* What the reader makes of a text, as GLib spells it; "-" if it refuses it. */
+std::string Scanned(Reader read, GType type, const char *content) {
+    Value value(type);
+    if (!read(content, value.get()))
+        return "-";
+    const GPtr<char> text(g_strdup_value_contents(value.get()));
+    return text.get();
+}
+
+TEST(SoapPrimitive, NumbersAreScannedAndCutAsByScanf) {
+    struct Row {
+        Reader read;
+        GType type;
+        const char *content;
+        const char *wanted;
+    };
+    const Row rows[] = {
+        {orvane_soap_deserialize_char, G_TYPE_CHAR, "-128", "-128"},
+        {orvane_soap_deserialize_char, G_TYPE_CHAR, "300", "44"},
+        {orvane_soap_deserialize_uchar, G_TYPE_UCHAR, "255", "255"},
+        {orvane_soap_deserialize_uchar, G_TYPE_UCHAR, "257", "1"},
+        {orvane_soap_deserialize_int, G_TYPE_INT, " \n 42 ms", "42"},
+        {orvane_soap_deserialize_int, G_TYPE_INT, "+7", "7"},
+        {orvane_soap_deserialize_int, G_TYPE_INT, "0x10", "0"},
+        {orvane_soap_deserialize_int, G_TYPE_INT, "4294967297", "1"},
+        {orvane_soap_deserialize_int, G_TYPE_INT, "2147483648", "-2147483648"},
+        {orvane_soap_deserialize_int, G_TYPE_INT, "99999999999999999999", "-1"},
+        {orvane_soap_deserialize_uint, G_TYPE_UINT, "-1", "4294967295"},
+        {orvane_soap_deserialize_long, G_TYPE_LONG, "-9223372036854775808", "-9223372036854775808"},
+        {orvane_soap_deserialize_ulong, G_TYPE_ULONG, "18446744073709551615",
+         "18446744073709551615"},
+        {orvane_soap_deserialize_int64, G_TYPE_INT64, "9223372036854775807", "9223372036854775807"},
+        {orvane_soap_deserialize_int64, G_TYPE_INT64, "1.9", "1"},
+        {orvane_soap_deserialize_uint64, G_TYPE_UINT64, "18446744073709551615",
+         "18446744073709551615"},
+        {orvane_soap_deserialize_float, G_TYPE_FLOAT, "1.5e3x", "1500.000000"},
+        {orvane_soap_deserialize_double, G_TYPE_DOUBLE, " -0.25", "-0.250000"},
+        {orvane_soap_deserialize_double, G_TYPE_DOUBLE, "INF", "inf"},
+        {orvane_soap_deserialize_bool, G_TYPE_BOOLEAN, "true", "TRUE"},
+        {orvane_soap_deserialize_bool, G_TYPE_BOOLEAN, "1", "TRUE"},
+        {orvane_soap_deserialize_bool, G_TYPE_BOOLEAN, "false", "FALSE"},
+        {orvane_soap_deserialize_bool, G_TYPE_BOOLEAN, "0", "FALSE"},
+        {orvane_soap_deserialize_string, G_TYPE_STRING, " as it is ", "\" as it is \""},
+        {orvane_soap_deserialize_string, G_TYPE_STRING, nullptr, "NULL"},
+        {orvane_soap_deserialize_uri, ORVANE_TYPE_URI, nullptr, "NULL"},
+    };
+    for (const Row &row : rows)
+        EXPECT_EQ(row.wanted, Scanned(row.read, row.type, row.content))
+            << g_type_name(row.type) << " " << (row.content != nullptr ? row.content : "NULL");
+}
+
+TEST(SoapPrimitive, WholeNumbersReadLikeScanfForAnyText) {
+    const char *texts[] = {"",
+                           " ",
+                           "-",
+                           "+",
+                           "--1",
+                           "1-",
+                           "007",
+                           "-0",
+                           "1e3",
+                           "٣",
+                           "\t9",
+                           "- 1",
+                           "0b1",
+                           "\v\f\r12abc",
+                           "1,000",
+                           "-99999999999999999999",
+                           "18446744073709551616",
+                           "-18446744073709551615"};
+    const Warnings refusals;
+    for (const char *text : texts) {
+        gint number = 0;
+        guint whole = 0;
+        glong wide = 0;
+        gulong wideWhole = 0;
+        const auto wanted = [](int count, auto read) {
+            return count == 1 ? std::to_string(read) : std::string("-");
+        };
+        // The count is taken first: the argument is read when the scan has happened.
+        int count = sscanf(text, "%d", &number);
+        EXPECT_EQ(wanted(count, number), Scanned(orvane_soap_deserialize_int, G_TYPE_INT, text))
+            << text;
+        count = sscanf(text, "%u", &whole);
+        EXPECT_EQ(wanted(count, whole), Scanned(orvane_soap_deserialize_uint, G_TYPE_UINT, text))
+            << text;
+        count = sscanf(text, "%ld", &wide);
+        EXPECT_EQ(wanted(count, wide), Scanned(orvane_soap_deserialize_int64, G_TYPE_INT64, text))
+            << text;
+        count = sscanf(text, "%lu", &wideWhole);
+        EXPECT_EQ(wanted(count, wideWhole),
+                  Scanned(orvane_soap_deserialize_uint64, G_TYPE_UINT64, text))
+            << text;
+    }
+}
+
+TEST(SoapPrimitive, TimesAreReadAsByGLib) {
+    std::vector<std::string> texts = {"2014-03-01T09:26:53.",       "2014-03-01T09:26:53.Z",
+                                      "2014-03-01T09:26:53,5Z",     "2014-03-01T09:26:53.1234567Z",
+                                      "2014-03-01T09:26:53z",       "2014-03-01T09:26:53+02:00",
+                                      "2014-03-01T09:26:53.5-0130", " 2014-03-01T09:26:53Z",
+                                      "2014-03-01T09:26:53Z ",      "20140301T092653Z",
+                                      "2014-03-01T09:26Z",          "2014-03-01",
+                                      "2014-02-30T00:00:00Z",       "2014-13-01T00:00:00Z",
+                                      "2014-03-00T00:00:00Z",       "2014-03-01T24:00:00Z",
+                                      "2014-03-01T00:00:60Z",       "1969-12-31T23:59:59Z",
+                                      "1970-01-01T00:00:00.000001Z"};
+    for (int year : {1970, 1972, 1999, 2000, 2014, 2038, 2100, 2400, 9999}) {
+        for (int month = 1; month <= 12; month++) {
+            for (int day : {1, 15, 28, 29, 31}) {
+                const GPtr<char> text(g_strdup_printf("%04d-%02d-%02dT%02d:%02d:%02d.%0*dZ", year,
+                                                      month, day, day % 24, 59 - day, month * 4,
+                                                      1 + month % 6, month % 10));
+                texts.emplace_back(text.get());
+            }
+        }
+    }
+    const Warnings refusals;
+    for (const std::string &text : texts) {
+        GTimeVal wanted = {};
+        const bool isTime = g_time_val_from_iso8601(text.c_str(), &wanted);
+        Value value(ORVANE_TYPE_TIMEVAL);
+        ASSERT_EQ(isTime, orvane_soap_deserialize_timeval(text.c_str(), value.get())) << text;
+        if (!isTime)
+            continue;
+        const auto *read = static_cast<GTimeVal *>(g_value_get_boxed(value.get()));
+        EXPECT_EQ(wanted.tv_sec, read->tv_sec) << text;
+        EXPECT_EQ(wanted.tv_usec, read->tv_usec) << text;
+    }
+}
+
+TEST(SoapPrimitive, RefusalsAreReportedAsFailedChecks) {
+    struct Row {
+        Reader read;
+        GType type;
+        const char *content;
+        const char *report; /* empty: refused without a word */
+    };
+    const Row rows[] = {
+        {orvane_soap_deserialize_int, G_TYPE_INT, nullptr,
+         "orvane_soap_deserialize_int: assertion 'content' failed"},
+        {orvane_soap_deserialize_int, G_TYPE_INT, "five",
+         "orvane_soap_deserialize_int: assertion '1 == numScanned' failed"},
+        {orvane_soap_deserialize_uint64, G_TYPE_UINT64, "x",
+         "orvane_soap_deserialize_uint64: assertion '1 == numScanned' failed"},
+        {orvane_soap_deserialize_float, G_TYPE_FLOAT, "",
+         "orvane_soap_deserialize_float: assertion '1 == numScanned' failed"},
+        {orvane_soap_deserialize_double, G_TYPE_DOUBLE, nullptr,
+         "orvane_soap_deserialize_double: assertion 'content' failed"},
+        {orvane_soap_deserialize_bool, G_TYPE_BOOLEAN, nullptr,
+         "orvane_soap_deserialize_bool: assertion 'content' failed"},
+        {orvane_soap_deserialize_bool, G_TYPE_BOOLEAN, "TRUE", ""},
+        {orvane_soap_deserialize_bool, G_TYPE_BOOLEAN, " true", ""},
+        {orvane_soap_deserialize_byte_array, ORVANE_TYPE_BYTE_ARRAY, nullptr,
+         "orvane_soap_deserialize_byte_array: assertion 'content' failed"},
+        {orvane_soap_deserialize_timeval, ORVANE_TYPE_TIMEVAL, nullptr,
+         "orvane_soap_deserialize_timeval: assertion 'content' failed"},
+        {orvane_soap_deserialize_timeval, ORVANE_TYPE_TIMEVAL, "tomorrow",
+         "orvane_soap_deserialize_timeval: assertion 'g_time_val_from_iso8601((const gchar *) "
+         "content, &timevalue)' failed"},
+    };
+    for (const Row &row : rows) {
+        const Warnings warnings;
+        EXPECT_EQ("-", Scanned(row.read, row.type, row.content)) << row.report;
+        const std::vector<std::string> wanted(*row.report != '\0' ? 1 : 0, row.report);
+        EXPECT_EQ(wanted, warnings.texts);
+    }
+}
+
+TEST(SoapPrimitive, EnumerationsAreReadByNick) {
+    const GType type = orvane_lookup_type("TaskInfoState");
+    Value value(type);
+    EXPECT_TRUE(orvane_soap_deserialize_enum("success", type, value.get()));
+    EXPECT_STREQ("success", orvane_enum_get_by_nick(type, "success")->value_nick);
+    EXPECT_EQ(orvane_enum_get_by_nick(type, "success")->value, g_value_get_enum(value.get()));
+
+    const Warnings warnings;
+    EXPECT_FALSE(orvane_soap_deserialize_enum("Success", type, value.get()));
+    EXPECT_TRUE(warnings.texts.empty());
+    EXPECT_FALSE(orvane_soap_deserialize_enum(nullptr, type, value.get()));
+    EXPECT_FALSE(orvane_soap_deserialize_enum("x", G_TYPE_INT, value.get()));
+    EXPECT_EQ(
+        (std::vector<std::string>{"orvane_soap_deserialize_enum: assertion 'content' failed",
+                                  "orvane_soap_deserialize_enum: assertion 'enumClass' failed"}),
+        warnings.texts);
+}
+
+} // namespace

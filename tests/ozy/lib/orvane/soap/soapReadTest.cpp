@@ -1,0 +1,345 @@
+#include "tests/ozy/lib/orvane/soap/soapFixture.h"
+
+namespace {
+
+/* The value as text: its type's name and, for simple types, what it holds. */
+std::string Shown(const GValue *value) {
+    if (!G_IS_VALUE(value))
+        return "(unset)";
+    const GPtr<char> text(g_strdup_value_contents(value));
+    const std::string name = G_VALUE_TYPE_NAME(value);
+    if (G_VALUE_HOLDS(value, ORVANE_TYPE_URI))
+        return name + " " + static_cast<const char *>(g_value_get_boxed(value));
+    return G_VALUE_HOLDS_BOXED(value) || G_VALUE_HOLDS_OBJECT(value) ? name
+                                                                     : name + " " + text.get();
+}
+
+TEST(SoapRead, TheTypeTables) {
+    struct Row {
+        const char *name;
+        GType type;
+        GType elementType;
+    };
+    const Row rows[] = {
+        {"xsd:boolean", G_TYPE_BOOLEAN, 0},
+        {"xsd:byte", G_TYPE_CHAR, 0},
+        {"xsd:short", G_TYPE_INT, 0},
+        {"XSD:INT", G_TYPE_INT, 0},
+        {"xsd:long", G_TYPE_INT64, 0},
+        {"xsd:unsignedBtype", G_TYPE_UCHAR, 0},
+        {"xsd:unsignedShort", G_TYPE_UINT, 0},
+        {"xsd:unsignedInt", G_TYPE_UINT, 0},
+        {"xsd:unsignedLong", G_TYPE_UINT64, 0},
+        {"xsd:float", G_TYPE_FLOAT, 0},
+        {"xsd:double", G_TYPE_DOUBLE, 0},
+        {"xsd:string", G_TYPE_STRING, 0},
+        {"xsd:anyURI", ORVANE_TYPE_URI, 0},
+        {"xsd:dateTime", ORVANE_TYPE_TIMEVAL, 0},
+        {"xsd:base64Binary", ORVANE_TYPE_BYTE_ARRAY, 0},
+        {"ArrayOfBoolean", G_TYPE_VALUE_ARRAY, G_TYPE_BOOLEAN},
+        {"ArrayOfByte", G_TYPE_VALUE_ARRAY, G_TYPE_CHAR},
+        {"ArrayOfShort", G_TYPE_VALUE_ARRAY, G_TYPE_INT},
+        {"ArrayOfInt", G_TYPE_VALUE_ARRAY, G_TYPE_INT},
+        {"ArrayOfLong", G_TYPE_VALUE_ARRAY, G_TYPE_INT64},
+        {"ArrayOfFloat", G_TYPE_VALUE_ARRAY, G_TYPE_FLOAT},
+        {"ArrayOfDouble", G_TYPE_VALUE_ARRAY, G_TYPE_DOUBLE},
+        {"arrayOfSTRING", G_TYPE_VALUE_ARRAY, G_TYPE_STRING},
+        {"ArrayOfAnyURI", G_TYPE_VALUE_ARRAY, ORVANE_TYPE_URI},
+        {"ArrayOfDateTime", G_TYPE_VALUE_ARRAY, ORVANE_TYPE_TIMEVAL},
+        {"ArrayOfBase64Binary", G_TYPE_VALUE_ARRAY, ORVANE_TYPE_BYTE_ARRAY},
+        {"ArrayOfManagedObjectReference", G_TYPE_VALUE_ARRAY, 0},
+        {"int", 0, 0},
+        {"xsd:unsignedByte", 0, 0},
+        {"xs:int", 0, 0},
+        {"xsd:ArrayOfInt", 0, 0},
+        {"", 0, 0},
+    };
+    for (const Row &row : rows) {
+        GType elementType = 99;
+        EXPECT_EQ(row.type, orvane_soap_lookup_type(row.name, &elementType)) << row.name;
+        EXPECT_EQ(row.elementType, elementType) << row.name;
+    }
+}
+
+TEST(SoapRead, AttributesNarrowATypeAndNeverContradictIt) {
+    const GType base = orvane_lookup_type("SelectionSpec");
+    const GType sub = orvane_lookup_type("TraversalSpec");
+    struct Row {
+        const char *text;
+        GType expected;
+        GType wanted; /* 0: not read */
+    };
+    const Row rows[] = {
+        {"<v xsi:type='TraversalSpec'/>", base, sub},
+        {"<v xsi:type='ozy25:TraversalSpec'/>", base, sub},
+        {"<v type='TraversalSpec'/>", base, sub},
+        {"<v xsi:type='SelectionSpec'/>", sub, sub},
+        {"<v xsi:type='WaitOptions'/>", base, base},
+        {"<v xsi:type='FromTheFuture'/>", base, base},
+        {"<v xsi:type='xsd:int'/>", base, base},
+        {"<v/>", base, base},
+        {"<v xsi:type='xsd:int'>5</v>", G_TYPE_STRING, G_TYPE_STRING},
+        {"<v xsi:type='XSD:INT'>5</v>", 0, G_TYPE_INT},
+        {"<v xsi:type='int'>5</v>", 0, 0},
+        {"<v xsd:type='xsd:int'>5</v>", 0, 0},
+        {"<v type='SelectionSpec' xsi:type='TraversalSpec'/>", 0, sub},
+        {"<v type='TraversalSpec' xsi:type='SelectionSpec'/>", 0, sub},
+        {"<v type='WaitOptions' xsi:type='TraversalSpec'/>", base, sub},
+        {"<v xsi:type='Traversal&#83;pec'/>", base, sub},
+        {"<v xsi:type=''/>", base, base},
+        {"<SelectionSpec/>", 0, base},
+        {"<NotAuthenticatedFault/>", 0, orvane_lookup_type("NotAuthenticated")},
+        {"<NotAuthenticatedFaultFault/>", 0, 0},
+        {"<InvalidLoginFaultInfo/>", 0, orvane_lookup_type("InvalidLogin")},
+        {"<Fault/>", 0, 0},
+        {"<FromTheFuture xsi:type='FromTheFuture'/>", 0, 0},
+        {"<v xsi:type='ReflectManagedMethodExecuterSoapFault'/>", 0, 0},
+    };
+    for (const Row &row : rows)
+        EXPECT_STREQ(row.wanted != 0 ? g_type_name(row.wanted) : "", [&] {
+            const Value value = ReadElement(row.text, row.expected);
+            return value.IsSet() ? G_VALUE_TYPE_NAME(value.get()) : "";
+        }()) << row.text;
+}
+
+TEST(SoapRead, SimpleValuesInAnAny) {
+    const std::pair<const char *, const char *> rows[] = {
+        {"<v xsi:type='xsd:short'>-5</v>", "gint -5"},
+        {"<v xsi:type='xsd:unsignedLong'>5</v>", "guint64 5"},
+        {"<v xsi:type='xsd:boolean'>1</v>", "gboolean TRUE"},
+        {"<v xsi:type='xsd:string'>a&lt;b</v>", "gchararray \"a<b\""},
+        {"<v xsi:type='xsd:string'/>", "gchararray NULL"},
+        {"<v xsi:type='xsd:string'>one<!-- -->two</v>", "gchararray \"one\""},
+        {"<v xsi:type='xsd:string'><![CDATA[no]]></v>", "gchararray NULL"},
+        {"<v xsi:type='xsd:string'><![CDATA[no]]>yes</v>", "gchararray \"yes\""},
+        {"<v xsi:type='xsd:anyURI'>http://h/</v>", "OrvaneURI http://h/"},
+        {"<v xsi:type='xsd:dateTime'>2014-03-01T09:26:53Z</v>", "GTimeVal"},
+        {"<v xsi:type='xsd:base64Binary'>AAE=</v>", "OrvaneByteArray"},
+        {"<v xsi:type='TaskInfoState'>queued</v>",
+         "SkemaOzyTaskInfoState ((SkemaOzyTaskInfoState) SKEMA_OZY_TASK_INFO_QUEUED)"},
+        {"<v xsi:type='xsd:int'>five</v>", "(unset)"},
+        {"<v xsi:type='xsd:int'/>", "(unset)"},
+        {"<v xsi:type='TaskInfoState'>paused</v>", "(unset)"},
+        {"<v xsi:type='xsd:dateTime'>soon</v>", "(unset)"},
+        {"<v>5</v>", "(unset)"},
+    };
+    const Warnings quiet;
+    for (const auto &[text, wanted] : rows) {
+        Value value = ReadElement(text, G_TYPE_VALUE);
+        const auto *held =
+            value.IsSet() ? static_cast<GValue *>(g_value_get_boxed(value.get())) : value.get();
+        EXPECT_EQ(wanted, Shown(held)) << text;
+    }
+}
+
+TEST(SoapRead, ArraysKeepWhatCanBeRead) {
+    struct Row {
+        const char *text;
+        std::vector<std::string> wanted;
+    };
+    const Row rows[] = {
+        {"<v xsi:type='ArrayOfString'/>", {}},
+        {"<v xsi:type='ArrayOfString'> text "
+         "<string>a</string><other>b</other><string>c</string></v>",
+         {"gchararray \"a\"", "gchararray \"c\""}},
+        {"<v xsi:type='ArrayOfInt'><int>1</int><int>x</int><int/><int "
+         "xsi:type='xsd:string'>4</int></v>",
+         {"gint 1", "gint 4"}},
+        {"<v xsi:type='ArrayOfAnything'><e xsi:type='xsd:int'>1</e><e>2</e><e "
+         "xsi:type='xsd:string'>3</e></v>",
+         {"gint 1", "gchararray \"3\""}},
+        {"<v xsi:type='ArrayOfSelectionSpec'><SelectionSpec/><SelectionSpec "
+         "xsi:type='TraversalSpec'/></v>",
+         {"SkemaQormCorePropertyCollectorSelectionSpec",
+          "SkemaQormCorePropertyCollectorTraversalSpec"}},
+    };
+    const Warnings quiet;
+    for (const Row &row : rows) {
+        const Value value = ReadElement(row.text, 0);
+        ASSERT_NE(nullptr, value.Array()) << row.text;
+        std::vector<std::string> shown;
+        for (guint i = 0; i < value.Array()->n_values; i++)
+            shown.push_back(Shown(&value.Array()->values[i]));
+        EXPECT_EQ(row.wanted, shown) << row.text;
+    }
+}
+
+TEST(SoapRead, AnArrayFromAGivenElementOn) {
+    const Element first("<a>1</a><b/><a>2</a>");
+    Value value;
+    EXPECT_TRUE(orvane_soap_deserialize_value_array(nullptr, first, G_TYPE_INT64, value.get()));
+    ASSERT_EQ(2u, value.Array()->n_values);
+    EXPECT_EQ("gint64 2", Shown(&value.Array()->values[1]));
+
+    Value empty;
+    EXPECT_TRUE(orvane_soap_deserialize_value_array(nullptr, nullptr, G_TYPE_INT64, empty.get()));
+    EXPECT_EQ(0u, empty.Array()->n_values);
+}
+
+TEST(SoapRead, ObjectsTakeWhatTheirClassNames) {
+    const Value value = ReadElement("<v><future>1</future><pathSet>a</pathSet><type>Task</type>"
+                                    "<pathSet xsi:type='xsd:int'>2</pathSet><type>later</type>"
+                                    "<!-- --><all>maybe</all><pathSet/></v>",
+                                    orvane_lookup_type("PropertySpec"));
+    GObject *object = value.Object();
+    ASSERT_NE(nullptr, object);
+    EXPECT_EQ("Task", GetString(object, "type")) << "the first of two counts";
+    EXPECT_FALSE(IsMarked(object, "all")) << "a value that cannot be read is left out";
+    EXPECT_FALSE(IsMarked(object, "dynamicType"));
+    EXPECT_TRUE(IsMarked(object, "pathSet"));
+    GValueArray *paths = nullptr;
+    g_object_get(object, "pathSet", &paths, nullptr);
+    ASSERT_NE(nullptr, paths);
+    ASSERT_EQ(3u, paths->n_values);
+    EXPECT_STREQ("2", g_value_get_string(&paths->values[1]));
+    EXPECT_EQ(nullptr, g_value_get_string(&paths->values[2]));
+    g_value_array_free(paths);
+}
+
+TEST(SoapRead, ReadingGoesOnBehindABadProperty) {
+    const Warnings quiet;
+    const Value value =
+        ReadElement("<v><key>k</key><loginTime>never</loginTime>"
+                    "<callCount>many</callCount><extensionSession>1</extensionSession></v>",
+                    orvane_lookup_type("UserSession"));
+    ASSERT_NE(nullptr, value.Object());
+    gboolean isExtension = FALSE;
+    g_object_get(value.Object(), "extensionSession", &isExtension, nullptr);
+    EXPECT_TRUE(isExtension);
+    EXPECT_EQ("k", GetString(value.Object(), "key"));
+}
+
+TEST(SoapRead, WhatWasReadWritesBack) {
+    const std::string texts[] = {
+        "<v xsi:type=\"PropertyFilterSpec\"><propSet xsi:type=\"PropertySpec\">"
+        "<type xsi:type=\"xsd:string\">Task</type><all xsi:type=\"xsd:boolean\">0</all>"
+        "<pathSet xsi:type=\"xsd:string\">a</pathSet><pathSet xsi:type=\"xsd:string\">b</pathSet>"
+        "</propSet></v>",
+        "<v xsi:type=\"KeyAnyValue\"><dynamicType xsi:type=\"xsd:string\">d</dynamicType>"
+        "<key xsi:type=\"xsd:string\">k</key><value xsi:type=\"xsd:int\">-1</value></v>",
+        "<v xsi:type=\"KeyAnyValue\"><key xsi:type=\"xsd:string\">k</key>"
+        "<value xsi:type=\"KeyAnyValue\"><key xsi:type=\"xsd:string\">&amp;</key>"
+        "<value xsi:type=\"xsd:dateTime\">2014-03-01T09:26:53Z</value></value></v>",
+    };
+    for (const std::string &text : texts) {
+        const Value value = ReadElement(text, 0);
+        EXPECT_EQ(text, Written("v", value.get(), "ozy25/6.0"));
+    }
+}
+
+TEST(SoapRead, AReferenceNeedsASessionAndAnId) {
+    Warnings warnings;
+    EXPECT_FALSE(ReadElement("<v type='Task'>task-1</v>", 0).IsSet());
+    EXPECT_EQ((std::vector<std::string>{
+                  "orvane_soap_deserialize_managed_object: assertion 'session' failed"}),
+              warnings.texts);
+}
+
+TEST(SoapRead, DeepNestingIsReadToTheParsersLimit) {
+    const auto nested = [](int levels) {
+        std::string text;
+        for (int i = 0; i < levels; i++)
+            text += "<selectSet xsi:type='TraversalSpec'>";
+        for (int i = 0; i < levels; i++)
+            text += "</selectSet>";
+        return text;
+    };
+    EXPECT_TRUE(ReadElement(nested(250), 0).IsSet());
+    EXPECT_EQ(nullptr, static_cast<xmlNode *>(Element(nested(300))));
+}
+
+TEST(SoapReply, AMethodWithoutResultHasNone) {
+    for (GType type : {GType(0), G_TYPE_NONE, G_TYPE_STRING}) {
+        Value value = StringValue("before");
+        EXPECT_TRUE(ReadReply(ReplyText("cancelTask.xml"), {"CancelTask", type}, &value));
+        EXPECT_FALSE(value.IsSet());
+    }
+    Value value;
+    EXPECT_TRUE(ReadReply(ReplyText("currentTime.xml"), {"CurrentTime", G_TYPE_NONE}, &value));
+    EXPECT_FALSE(value.IsSet());
+    EXPECT_TRUE(
+        ReadReply(ReplyText("cancelTask.xml"), {"CancelTask", G_TYPE_STRING, true}, &value));
+    EXPECT_FALSE(value.IsSet()) << "an absent list is no empty list";
+}
+
+TEST(SoapReply, ResultsByTheDeclaredType) {
+    Value time;
+    EXPECT_TRUE(
+        ReadReply(ReplyText("currentTime.xml"), {"CurrentTime", ORVANE_TYPE_TIMEVAL}, &time));
+    const auto *held = static_cast<GTimeVal *>(g_value_get_boxed(time.get()));
+    ASSERT_NE(nullptr, held);
+    EXPECT_EQ(1393666013, held->tv_sec);
+    EXPECT_EQ(589793, held->tv_usec);
+
+    Value login;
+    EXPECT_TRUE(
+        ReadReply(ReplyText("login.xml"), {"Login", orvane_lookup_type("UserSession")}, &login));
+    gint64 callCount = 0;
+    g_object_get(login.Object(), "callCount", &callCount, nullptr);
+    EXPECT_EQ(G_GINT64_CONSTANT(4294967297), callCount);
+    EXPECT_EQ("Ada & Co. <ops>", GetString(login.Object(), "fullName"));
+    EXPECT_EQ("(NULL)", GetString(login.Object(), "userAgent"));
+}
+
+TEST(SoapReply, AListIsAllReturnvalSiblings) {
+    Value contents;
+    EXPECT_TRUE(ReadReply(ReplyText("retrieveContents.xml"),
+                          {"RetrieveProperties", orvane_lookup_type("ObjectContent"), true},
+                          &contents));
+    ASSERT_EQ(2u, contents.Array()->n_values);
+    // "obj" is required and has no reference here: nothing is written for it.
+    EXPECT_EQ("<c xsi:type=\"ObjectContent\"><propSet xsi:type=\"DynamicProperty\">"
+              "<name xsi:type=\"xsd:string\">name</name><val xsi:type=\"xsd:string\">web-02</val>"
+              "</propSet></c>",
+              Written("c", &contents.Array()->values[1], ""));
+    Value one;
+    EXPECT_TRUE(
+        ReadReply(ReplyText("currentTime.xml"), {"CurrentTime", ORVANE_TYPE_TIMEVAL, true}, &one));
+    EXPECT_EQ(1u, one.Array()->n_values);
+}
+
+TEST(SoapReply, OnlyTheSoapenvPrefixAndTheRightMethodAreRead) {
+    const auto body = [](const std::string &text) {
+        return "<e:Envelope xmlns:e='http://schemas.xmlsoap.org/soap/envelope/' "
+               "xmlns:soapenv='http://schemas.xmlsoap.org/soap/envelope/'>" +
+               text + "</e:Envelope>";
+    };
+    const std::pair<const char *, bool> rows[] = {
+        {"<soapenv:Body><AResponse><returnval>1</returnval></AResponse></soapenv:Body>", true},
+        {"<soapenv:Body><x/>text<BResponse/><AResponse><y/><returnval>1</returnval></AResponse></"
+         "soapenv:Body>",
+         true},
+        {"<soapenv:Body><AResponse><returnval>x</returnval></AResponse><AResponse><returnval>1</"
+         "returnval></AResponse></soapenv:Body>",
+         true},
+        {"<e:Body><AResponse><returnval>1</returnval></AResponse></e:Body>", false},
+        {"<Body><AResponse><returnval>1</returnval></AResponse></Body>", false},
+        {"<soapenv:Body><BResponse><returnval>1</returnval></BResponse></soapenv:Body>", false},
+        {"<soapenv:Body><AResponse><returnval>x</returnval></AResponse></soapenv:Body>", false},
+        {"<soapenv:Body/>", false},
+    };
+    const Warnings quiet;
+    for (const auto &[text, isRead] : rows) {
+        Value value;
+        EXPECT_EQ(isRead, ReadReply(body(text), {"A", G_TYPE_INT}, &value)) << text;
+        if (isRead) {
+            EXPECT_EQ("gint 1", Shown(value.get())) << text;
+        }
+    }
+}
+
+TEST(SoapReply, ARepliesCutAtAnyByteIsHarmless) {
+    const Warnings quiet;
+    for (const char *file : {"retrieveProperties.xml", "taskFailed.xml", "faultInvalidLogin.xml"}) {
+        const std::string text = ReplyText(file);
+        const ReplyShape shape{"RetrievePropertiesEx", orvane_lookup_type("RetrieveResult")};
+        for (std::size_t length = 0; length < text.size(); length++) {
+            Value value;
+            EXPECT_FALSE(ReadReply(text.substr(0, length), shape, &value) &&
+                         length + 1 < text.size())
+                << file << " at " << length;
+        }
+    }
+}
+
+} // namespace

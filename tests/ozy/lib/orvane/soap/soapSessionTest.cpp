@@ -1,0 +1,122 @@
+/* What the codec takes from a session: namespace, version, and the proxies of references. */
+#include "tests/ozy/lib/orvane/soap/soapFixture.h"
+
+#include <gmock/gmock.h>
+
+#include "ozy/lib/orvane/session/orvaneSessionInt.h"
+
+namespace {
+
+/* A session as it is once its service's version is known, without a service. */
+class SoapSession : public testing::Test {
+protected:
+    SoapSession() : session(orvane_session_new()) {
+        session->priv->version = g_strdup("ozy25/4.1");
+        session->priv->nameSpace = g_strdup("ozy25");
+        session->priv->moMgr = orvane_momgr_new(session.get());
+    }
+
+    Value Read(const std::string &text, GType expected = 0) {
+        const Element element(text);
+        Value value;
+        if (!orvane_soap_deserialize_value(session.get(), element, expected, value.get()))
+            orvane_value_cond_unset(value.get());
+        return value;
+    }
+
+    std::string Write(const char *name, const Value &value) {
+        const GStringPtr out(g_string_new(nullptr));
+        orvane_soap_serialize_value(session.get(), out.get(), name, value.get());
+        return out->str;
+    }
+
+    ObjectPtr<OrvaneSession> session;
+};
+
+TEST_F(SoapSession, ARequestNamesTheNamespaceAndKeepsToTheVersion) {
+    const ObjectPtr<GObject> login = New("UserSession");
+    g_object_set(login.get(), "key", "k", "userName", "u", "fullName", "f", "locale", "l",
+                 "messageLocale", "m", "extensionSession", TRUE, nullptr);
+    const GTimeVal time = {1393666013, 0};
+    g_object_set(login.get(), "loginTime", &time, "lastActiveTime", &time, nullptr);
+    const Value value = ObjectValue(login);
+    const OrvaneArgument argument{"session", value.get()};
+    const GPtr<char> text(OrvaneSoap_Serialize(session.get(), "SessionManager", "SessionManager",
+                                               "Impersonate", &argument, 1, nullptr));
+    EXPECT_STREQ(
+        "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+        "<soapenv:Envelope xmlns:soapenc=\"http://schemas.xmlsoap.org/soap/encoding/\"\n"
+        " xmlns:soapenv=\"http://schemas.xmlsoap.org/soap/envelope/\"\n"
+        " xmlns:xsd=\"http://www.w3.org/2001/XMLSchema\"\n"
+        " xmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\">\n"
+        "<soapenv:Body>\n"
+        "<Impersonate xmlns=\"urn:ozy25\"><_this type=\"SessionManager\">SessionManager</_this>"
+        "<session xsi:type=\"UserSession\"><key xsi:type=\"xsd:string\">k</key>"
+        "<userName xsi:type=\"xsd:string\">u</userName>"
+        "<fullName xsi:type=\"xsd:string\">f</fullName>"
+        "<loginTime xsi:type=\"xsd:dateTime\">2014-03-01T09:26:53Z</loginTime>"
+        "<lastActiveTime xsi:type=\"xsd:dateTime\">2014-03-01T09:26:53Z</lastActiveTime>"
+        "<locale xsi:type=\"xsd:string\">l</locale>"
+        "<messageLocale xsi:type=\"xsd:string\">m</messageLocale></session></Impersonate>\n"
+        "</soapenv:Body>\n</soapenv:Envelope>",
+        text.get());
+}
+
+TEST_F(SoapSession, AReferenceIsTheProxyOfItsId) {
+    const Value value = Read("<v type='VirtualMachine' xsi:type='ManagedObjectReference'>vm-1</v>");
+    ASSERT_NE(nullptr, value.Object());
+    EXPECT_STREQ("SkemaOzyVirtualMachine", G_OBJECT_TYPE_NAME(value.Object()));
+    EXPECT_STREQ("vm-1", reinterpret_cast<SkemaQormManagedObject *>(value.Object())->id);
+    EXPECT_EQ(value.Object(), Read("<v>vm-1</v>", orvane_lookup_type("ManagedEntity")).Object());
+    const Warnings quiet;
+    EXPECT_EQ(nullptr, Read("<v type='Folder'>vm-1</v>", G_TYPE_OBJECT).Object())
+        << "narrowed to a class that the proxy is not of";
+}
+
+TEST_F(SoapSession, ReferencesInObjectsAreReadAndWrittenBack) {
+    const Warnings quiet; // required texts that the objects do not have are written as "(null)"
+    const std::string texts[] = {
+        "<v xsi:type=\"ObjectUpdate\"><kind xsi:type=\"ObjectUpdateKind\">enter</kind>"
+        "<obj type=\"VirtualMachine\" xsi:type=\"ManagedObjectReference\">vm-1</obj>"
+        "<changeSet xsi:type=\"PropertyChange\"><name xsi:type=\"xsd:string\">parent</name>"
+        "<op xsi:type=\"PropertyChangeOp\">assign</op>"
+        "<val type=\"Folder\" xsi:type=\"ManagedObjectReference\">group-v3</val></changeSet></v>",
+        "<v xsi:type=\"DynamicArray\">"
+        "<val type=\"Folder\" xsi:type=\"ManagedObjectReference\">group-v3</val>"
+        "<val type=\"Datacenter\" xsi:type=\"ManagedObjectReference\">datacenter-2</val></v>",
+    };
+    for (const std::string &text : texts)
+        EXPECT_EQ(text, Write("v", Read(text)));
+
+    const Value info =
+        Read("<v><locked type='VirtualMachine'>vm-1</locked><locked type='Folder'>group-v3</locked>"
+             "<locked/></v>",
+             orvane_lookup_type("TaskInfo"));
+    EXPECT_THAT(Write("v", info),
+                testing::HasSubstr("<locked type=\"VirtualMachine\" "
+                                   "xsi:type=\"ManagedObjectReference\">vm-1</locked>"
+                                   "<locked type=\"Folder\" "
+                                   "xsi:type=\"ManagedObjectReference\">group-v3</locked>"));
+}
+
+TEST_F(SoapSession, AReferenceWithoutIdIsAFailedCheck) {
+    const Warnings warnings;
+    EXPECT_FALSE(Read("<v type='Task'/>").IsSet());
+    EXPECT_EQ((std::vector<std::string>{
+                  "orvane_soap_deserialize_managed_object: assertion 'content' failed"}),
+              warnings.texts);
+}
+
+TEST_F(SoapSession, AnIdOfAnotherClassStaysOutOfAnObject) {
+    const Value folder = Read("<v type='Folder'>x-1</v>");
+    const Warnings quiet;
+    const Value info =
+        Read("<v><task type='Task'>x-1</task><key>k</key></v>", orvane_lookup_type("TaskInfo"));
+    ASSERT_NE(nullptr, info.Object());
+    GObject *task = nullptr;
+    g_object_get(info.Object(), "task", &task, nullptr);
+    EXPECT_EQ(nullptr, task);
+    EXPECT_EQ("k", GetString(info.Object(), "key"));
+}
+
+} // namespace

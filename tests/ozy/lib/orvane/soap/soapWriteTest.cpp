@@ -1,0 +1,183 @@
+#include "tests/ozy/lib/orvane/soap/soapFixture.h"
+
+namespace {
+
+const std::string kHead =
+    "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+    "<soapenv:Envelope xmlns:soapenc=\"http://schemas.xmlsoap.org/soap/encoding/\"\n"
+    " xmlns:soapenv=\"http://schemas.xmlsoap.org/soap/envelope/\"\n"
+    " xmlns:xsd=\"http://www.w3.org/2001/XMLSchema\"\n"
+    " xmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\">\n"
+    "<soapenv:Body>\n";
+const std::string kTrailer = "\n</soapenv:Body>\n</soapenv:Envelope>";
+
+std::string Request(const std::vector<OrvaneArgument> &arguments) {
+    gsize length = 0;
+    const GPtr<char> text(OrvaneSoapWriteRequest(
+        {"ozy25", orvane_lookup_version("ozy25/6.0")->mask}, "Task", "task-1", "CancelTask",
+        arguments.data(), static_cast<guint>(arguments.size()), &length));
+    EXPECT_EQ(length, strlen(text.get()));
+    return text.get();
+}
+
+std::string Whole(const std::string &arguments) {
+    return kHead + "<CancelTask xmlns=\"urn:ozy25\"><_this type=\"Task\">task-1</_this>" +
+           arguments + "</CancelTask>" + kTrailer;
+}
+
+char *SerializePairs(const char *first, ...) {
+    va_list arguments;
+    va_start(arguments, first);
+    char *text = orvane_soap_serialize(nullptr, "Task", "task-1", first, arguments);
+    va_end(arguments);
+    return text;
+}
+
+TEST(SoapWrite, ARequestWithoutArguments) {
+    EXPECT_EQ(Whole(""), Request({}));
+}
+
+TEST(SoapWrite, ArgumentsInOrderWithoutTheOmittedOnes) {
+    const Value text = StringValue("50% <done> & %s");
+    const Value number = IntValue(-3);
+    const Value omitted;
+    EXPECT_EQ(
+        Whole("<a xsi:type=\"xsd:string\">50% &lt;done&gt; &amp; %s</a>"
+              "<b xsi:type=\"xsd:int\">-3</b>"),
+        Request(
+            {{"a", text.get()}, {"left", omitted.get()}, {"out", nullptr}, {"b", number.get()}}));
+}
+
+TEST(SoapWrite, PairsOfAVariableListAreTheSame) {
+    const Value text = StringValue("x");
+    const Value omitted;
+    const GPtr<char> request(
+        SerializePairs("CancelTask", "o", omitted.get(), "a", text.get(), NULL));
+    EXPECT_EQ(kHead +
+                  "<CancelTask xmlns=\"urn:(null)\"><_this type=\"Task\">task-1</_this>"
+                  "<a xsi:type=\"xsd:string\">x</a></CancelTask>" +
+                  kTrailer,
+              request.get());
+}
+
+TEST(SoapWrite, WhatCannotBeWrittenEndsTheArguments) {
+    const Value before = IntValue(1);
+    const Value after = IntValue(2);
+    const Value empty = ArrayValue({});
+    const Value none(G_TYPE_VALUE_ARRAY);
+    const Value flags(G_TYPE_POINTER);
+    for (const Value *stopper : {&empty, &none, &flags})
+        EXPECT_EQ(Whole("<a xsi:type=\"xsd:int\">1</a>"),
+                  Request({{"a", before.get()}, {"b", stopper->get()}, {"c", after.get()}}));
+}
+
+TEST(SoapWrite, ArraysAreSiblingsWithoutAWrapper) {
+    const Value a = StringValue("a");
+    const Value b = StringValue("b");
+    const Value empty = ArrayValue({});
+    const Value texts = ArrayValue({&a, &b});
+    const Value nested = ArrayValue({&a, &empty, &b});
+    const Value none;
+    const std::string both = "<p xsi:type=\"xsd:string\">a</p><p xsi:type=\"xsd:string\">b</p>";
+    bool isWritten = false;
+
+    EXPECT_EQ(both, Written("p", texts.get(), "", &isWritten));
+    EXPECT_TRUE(isWritten);
+    EXPECT_EQ(both, Written("p", AnyValue(texts).get(), "", &isWritten));
+    EXPECT_TRUE(isWritten);
+    EXPECT_EQ("<p xsi:type=\"xsd:string\">a</p>", Written("p", nested.get(), "", &isWritten));
+    EXPECT_FALSE(isWritten) << "the member that fails ends the array";
+    EXPECT_EQ("", Written("p", AnyValue(none).get(), "", &isWritten));
+    EXPECT_FALSE(isWritten);
+}
+
+TEST(SoapWrite, OptionalPropertiesGoByTheMarkNotByTheValue) {
+    const ObjectPtr<GObject> options = New("WaitOptions");
+    EXPECT_EQ("<o xsi:type=\"WaitOptions\"></o>", Written("o", ObjectValue(options).get(), ""));
+    g_object_set(options.get(), "maxObjectUpdates", 0, nullptr);
+    EXPECT_EQ("<o xsi:type=\"WaitOptions\">"
+              "<maxObjectUpdates xsi:type=\"xsd:int\">0</maxObjectUpdates></o>",
+              Written("o", ObjectValue(options).get(), ""));
+}
+
+TEST(SoapWrite, BaseClassesComeFirstAndNestedObjectsNameTheirOwnClass) {
+    const ObjectPtr<GObject> inner = New("TraversalSpec");
+    g_object_set(inner.get(), "path", "vm", "type", "Folder", "skip", TRUE, "name", "f", nullptr);
+    const Value member = ObjectValue(inner);
+    const Value members = ArrayValue({&member});
+    const ObjectPtr<GObject> outer = New("TraversalSpec");
+    g_object_set(outer.get(), "type", "A", "path", "b", "selectSet",
+                 g_value_get_boxed(members.get()), "dynamicType", "dyn", nullptr);
+    EXPECT_EQ("<s xsi:type=\"TraversalSpec\">"
+              "<dynamicType xsi:type=\"xsd:string\">dyn</dynamicType>"
+              "<type xsi:type=\"xsd:string\">A</type><path xsi:type=\"xsd:string\">b</path>"
+              "<selectSet xsi:type=\"TraversalSpec\"><name xsi:type=\"xsd:string\">f</name>"
+              "<type xsi:type=\"xsd:string\">Folder</type><path xsi:type=\"xsd:string\">vm</path>"
+              "<skip xsi:type=\"xsd:boolean\">1</skip></selectSet></s>",
+              Written("s", ObjectValue(outer).get(), "ozy25/4.0"));
+}
+
+TEST(SoapWrite, APropertyIsWrittenToServicesThatKnowIt) {
+    const ObjectPtr<GObject> session = New("UserSession");
+    g_object_set(session.get(), "key", "k", "userName", "u", "fullName", "f", "locale", "l",
+                 "messageLocale", "m", "ipAddress", "i", "userAgent", "a", nullptr);
+    const Value value = ObjectValue(session);
+    struct Row {
+        const char *version;
+        bool hasKey, hasExtensionSession, hasIpAddress;
+    };
+    const Row rows[] = {
+        {"", false, false, false},         {"ozy2", true, false, false},
+        {"ozy25/4.1", true, false, false}, {"ozy25/5.0", true, true, false},
+        {"ozy25/5.1", true, true, true},   {"ozy25/6.0", true, true, true},
+        {"ferry/2.0", true, false, false}, {"ferry/3.0", true, true, false},
+        {"ferry/5.0", true, true, true},   {"reflect/1.0", false, false, false},
+    };
+    for (const Row &row : rows) {
+        const std::string text = Written("s", value.get(), row.version);
+        const auto has = [&text](const char *tag) { return text.find(tag) != std::string::npos; };
+        EXPECT_EQ(row.hasKey, has("<key ")) << row.version;
+        EXPECT_EQ(row.hasExtensionSession, has("<extensionSession ")) << row.version;
+        EXPECT_EQ(row.hasIpAddress, has("<ipAddress ")) << row.version;
+    }
+    const GStringPtr out(g_string_new(nullptr));
+    EXPECT_TRUE(orvane_soap_serialize_value(nullptr, out.get(), "s", value.get()));
+    EXPECT_STREQ("<s xsi:type=\"UserSession\"></s>", out->str) << "no session knows no version";
+}
+
+TEST(SoapWrite, AnObjectsResultIsThatOfItsLastProperty) {
+    const Value empty = ArrayValue({});
+    bool isWritten = false;
+
+    const ObjectPtr<GObject> first = New("PropertyFilterSpec"); // an array in front of a boolean
+    g_object_set(first.get(), "propSet", g_value_get_boxed(empty.get()), "objectSet",
+                 g_value_get_boxed(empty.get()), "reportMissingObjectsInResults", FALSE, nullptr);
+    EXPECT_EQ("<s xsi:type=\"PropertyFilterSpec\"><reportMissingObjectsInResults "
+              "xsi:type=\"xsd:boolean\">0</reportMissingObjectsInResults></s>",
+              Written("s", ObjectValue(first).get(), "", &isWritten));
+    EXPECT_TRUE(isWritten);
+
+    const ObjectPtr<GObject> last = New("PropertySpec"); // an array at the end
+    g_object_set(last.get(), "type", "Task", "pathSet", g_value_get_boxed(empty.get()), nullptr);
+    EXPECT_EQ("<s xsi:type=\"PropertySpec\"><type xsi:type=\"xsd:string\">Task</type></s>",
+              Written("s", ObjectValue(last).get(), "", &isWritten));
+    EXPECT_FALSE(isWritten);
+}
+
+TEST(SoapWrite, AClassWithoutPropertiesIsNotWritten) {
+    bool isWritten = true;
+    EXPECT_EQ("", Written("s", ObjectValue(New("DataObject")).get(), "", &isWritten));
+    EXPECT_FALSE(isWritten);
+}
+
+TEST(SoapWrite, AnyIsWrittenAsWhatItHolds) {
+    const ObjectPtr<GObject> property = New("DynamicProperty");
+    g_object_set(property.get(), "name", "size", nullptr);
+    const Value number = IntValue(5);
+    orvane_object_set_any(property.get(), "val", number.get());
+    EXPECT_EQ("<p xsi:type=\"DynamicProperty\"><name xsi:type=\"xsd:string\">size</name>"
+              "<val xsi:type=\"xsd:int\">5</val></p>",
+              Written("p", ObjectValue(property).get(), ""));
+}
+
+} // namespace

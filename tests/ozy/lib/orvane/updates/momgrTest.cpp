@@ -1,0 +1,474 @@
+// The registry of proxies, and loads from the call to the answer.
+#include "ozy/lib/orvane/updates/orvaneMOMgr.h"
+
+#include <memory>
+#include <utility>
+
+#include "ozy/lib/orvane/updates/orvaneMOMgrInt.h"
+#include "tests/ozy/lib/orvane/soap/soapFixture.h"
+#include "tests/ozy/lib/orvane/updates/momgrFixture.h"
+
+namespace momgr {
+namespace {
+
+class Registry : public testing::Test {
+protected:
+    SkemaQormManagedObject *Get(const char *id) {
+        return orvane_momgr_lookup_or_create(manager.get(), id, skema_ozy_folder_get_type());
+    }
+    SkemaQormManagedObject *Find(const char *id) { return orvane_momgr_lookup(manager.get(), id); }
+    static ObjectPtr<SkemaQormManagedObject> Own(SkemaQormManagedObject *proxy) {
+        return ObjectPtr<SkemaQormManagedObject>(
+            static_cast<SkemaQormManagedObject *>(g_object_ref_sink(proxy)));
+    }
+
+    ObjectPtr<OrvaneSession> session{orvane_session_new()};
+    ObjectPtr<OrvaneMOMgr> manager{orvane_momgr_new(session.get())};
+};
+
+TEST_F(Registry, KeepsOneProxyForAnId) {
+    EXPECT_EQ(nullptr, Find("a"));
+    const auto proxy = Own(Get("a"));
+    EXPECT_EQ(proxy.get(), Find("a"));
+    EXPECT_EQ(proxy.get(),
+              orvane_momgr_lookup_or_create(manager.get(), "a", skema_ozy_task_get_type()));
+    EXPECT_EQ(session.get(), proxy->session);
+    EXPECT_STREQ("a", proxy->id);
+    EXPECT_TRUE(g_object_is_floating(Get("b")));
+}
+
+TEST_F(Registry, AProxyLeavesWithItsLastOwner) {
+    auto proxy = Own(Get("a"));
+    proxy.reset();
+    EXPECT_EQ(nullptr, Find("a"));
+    proxy = Own(Get("a"));
+    manager.reset();
+    EXPECT_STREQ("a", proxy->id) << "a manager that goes leaves owned proxies alone";
+}
+
+TEST_F(Registry, DiscardingFreesOnlyWhatNobodyOwns) {
+    const auto owned = Own(Get("owned"));
+    gpointer unowned = Get("unowned");
+    g_object_add_weak_pointer(static_cast<GObject *>(unowned), &unowned);
+    orvane_momgr_discard_by_id(manager.get(), "owned");
+    orvane_momgr_discard_by_id(manager.get(), "unowned");
+    EXPECT_EQ(nullptr, unowned);
+    EXPECT_EQ(nullptr, Find("owned"));
+    const auto next = Own(Get("owned"));
+    EXPECT_NE(owned.get(), next.get());
+
+    Warnings warnings;
+    orvane_momgr_discard_by_id(manager.get(), "unknown");
+    ASSERT_EQ(1u, warnings.texts.size());
+    EXPECT_THAT(warnings.texts[0], testing::HasSubstr("'object'"));
+}
+
+TEST_F(Registry, AnotherProxyOfTheSameIdTakesThePlace) {
+    const auto first = Own(Get("a"));
+    const auto second = Own(Get("b"));
+    g_free(second->id);
+    second->id = g_strdup("a");
+    orvane_momgr_insert(manager.get(), second.get());
+    EXPECT_EQ(second.get(), Find("a"));
+    EXPECT_EQ(nullptr, Find("b"));
+}
+
+TEST_F(Registry, ProxiesThatNobodyOwnsGoWithTheManager) {
+    gpointer proxies[100];
+    for (gpointer &proxy : proxies) {
+        proxy = Get(std::to_string(&proxy - proxies).c_str());
+        g_object_add_weak_pointer(static_cast<GObject *>(proxy), &proxy);
+    }
+    manager.reset();
+    for (gpointer proxy : proxies)
+        EXPECT_EQ(nullptr, proxy);
+}
+
+using Loads = ManagerTest;
+
+TEST_F(Loads, ElevenFiltersAreCreatedAtATime) {
+    service.answers["CreateFilter"] = [] { return ""; };
+    Outcome outcomes[12];
+    for (int i = 0; i < 12; i++)
+        Load(Machine("vm-" + std::to_string(i)), outcomes[i].listener);
+    EXPECT_TRUE(RunUntilCount("CreateFilter", 11));
+    testLoop::Settle();
+    EXPECT_EQ(11, service.Count("CreateFilter"));
+
+    Update(Enter("VirtualMachine", "vm-3", Assign("name", String("third"))));
+    EXPECT_EQ("acknowledge success", outcomes[3].told);
+    EXPECT_EQ("third", Name(Machine("vm-3")));
+    EXPECT_TRUE(RunUntilCount("CreateFilter", 12));
+    EXPECT_NE(service.Arguments("CreateFilter").find(">vm-11<"), std::string::npos);
+}
+
+TEST_F(Loads, AsksForAllOfOneObject) {
+    orvane_session_load_object(session.get(), TRUE, Machine("vm-1"), nullptr);
+    ASSERT_TRUE(RunUntilCount("CreateFilter", 1));
+    EXPECT_EQ("<spec xsi:type=\"PropertyFilterSpec\">"
+              "<propSet xsi:type=\"PropertySpec\">"
+              "<type xsi:type=\"xsd:string\">VirtualMachine</type>"
+              "<all xsi:type=\"xsd:boolean\">1</all></propSet>"
+              "<objectSet xsi:type=\"ObjectSpec\">"
+              "<obj type=\"VirtualMachine\" xsi:type=\"ManagedObjectReference\">vm-1</obj>"
+              "<skip xsi:type=\"xsd:boolean\">0</skip></objectSet></spec>"
+              "<partialUpdates xsi:type=\"xsd:boolean\">1</partialUpdates>",
+              service.Arguments("CreateFilter"));
+}
+
+TEST_F(Loads, AreCountedAndShareOneFilter) {
+    SkemaQormManagedObject *machine = Machine("vm-1");
+    Outcome first, second, third;
+    Load(machine, first.listener);
+    Load(machine, second.listener);
+    EXPECT_EQ(0u, machine->loadCount);
+    ASSERT_TRUE(RunUntilCount("CreateFilter", 1));
+    Update(Enter("VirtualMachine", "vm-1"));
+    EXPECT_EQ(2u, machine->loadCount);
+    EXPECT_EQ("acknowledge success", first.told);
+    EXPECT_EQ("acknowledge success", second.told);
+
+    Load(machine, third.listener);
+    EXPECT_EQ("acknowledge success", third.told) << "at once";
+    for (int left = 2; left >= 0; left--) {
+        EXPECT_EQ(0, service.Count("DestroyPropertyFilter"));
+        orvane_session_unload_object(session.get(), machine, FALSE);
+    }
+    EXPECT_TRUE(RunUntilCount("DestroyPropertyFilter", 1));
+    EXPECT_EQ(1, service.Count("CreateFilter"));
+
+    Warnings warnings;
+    orvane_session_unload_object(session.get(), machine, FALSE);
+    ASSERT_EQ(1u, warnings.texts.size());
+    EXPECT_THAT(warnings.texts[0],
+                testing::MatchesRegex("orvane_momgr_unload_object: unbalanced unload count for "
+                                      "object 0x[0-9a-f]+ \\(SkemaOzyVirtualMachine\\)\n"));
+}
+
+TEST_F(Loads, AnUnloadMayClearTheProperties) {
+    SkemaQormManagedObject *machine = Machine("vm-1");
+    for (const bool clear : {false, true}) {
+        Outcome outcome;
+        Load(machine, outcome.listener);
+        Update(Enter("VirtualMachine", "vm-1", Assign("name", String("a"))));
+        int numNotified = 0;
+        const gulong handler = g_signal_connect_swapped(
+            machine, "notify::name", G_CALLBACK(+[](int *number) { ++*number; }), &numNotified);
+        orvane_session_unload_object(session.get(), machine, clear);
+        EXPECT_EQ(clear ? "(NULL)" : "a", Name(machine));
+        EXPECT_EQ(clear ? 1 : 0, numNotified);
+        g_signal_handler_disconnect(machine, handler);
+    }
+}
+
+TEST_F(Loads, AFilterThatIsRefusedAnswersAllThatWait) {
+    service.answers["CreateFilter"] = [] { return momgr::Fault("NoPermission"); };
+    SkemaQormManagedObject *machine = Machine("vm-1");
+    Outcome first, second;
+    Load(machine, first.listener);
+    Load(machine, second.listener);
+    ASSERT_TRUE(testLoop::RunUntil([&] { return second.IsOver(); }));
+    for (const Outcome *outcome : {&first, &second}) {
+        EXPECT_EQ("acknowledge failure", outcome->told);
+        EXPECT_EQ("SkemaOzyFaultNoPermission", outcome->Fault());
+    }
+    EXPECT_EQ(0u, machine->loadCount);
+
+    service.answers.clear();
+    Outcome third;
+    Load(machine, third.listener);
+    Update(Enter("VirtualMachine", "vm-1"));
+    EXPECT_EQ("acknowledge success", third.told);
+}
+
+TEST_F(Loads, OfAProxyThatDiesTellNobodyAndLeaveNoFilter) {
+    Outcome outcome;
+    Load(Machine("vm-1"), outcome.listener);
+    proxies.clear();
+    ASSERT_TRUE(RunUntilCount("DestroyPropertyFilter", 1));
+    Update(Enter("VirtualMachine", "vm-1"));
+    EXPECT_EQ("", outcome.told);
+    EXPECT_EQ(ORVANE_LISTENER_PENDING, orvane_listener_get_state(outcome.listener));
+    EXPECT_EQ(0, service.NumFilters() - 1) << "the authorization manager's is left";
+}
+
+/* The request for its filter is all that mentions such a proxy, so it goes with the request. */
+TEST_F(Loads, OfProxiesThatNobodyOwnsTellNobody) {
+    Outcome outcomes[14];
+    for (int i = 0; i < 14; i++)
+        Load(orvane_session_get_object(session.get(), std::to_string(i).c_str(),
+                                       skema_ozy_virtual_machine_get_type()),
+             outcomes[i].listener);
+    ASSERT_TRUE(RunUntilCount("DestroyPropertyFilter", 11));
+    Disconnect();
+    for (int i = 0; i < 14; i++)
+        EXPECT_EQ(i < 11 ? "" : "acknowledge failure", outcomes[i].told) << i;
+}
+
+TEST_F(Loads, AProxyThatGoesTakesItsFilterAlong) {
+    Load(Machine("vm-1"));
+    ASSERT_TRUE(RunUntilCount("CreateFilter", 1));
+    Update(Enter("VirtualMachine", "vm-1"));
+    proxies.clear();
+    EXPECT_TRUE(RunUntilCount("DestroyPropertyFilter", 1));
+    EXPECT_EQ("", service.Arguments("DestroyPropertyFilter"));
+}
+
+TEST_F(Loads, AListenerThatDiesIsForgotten) {
+    service.answers["CreateFilter"] = [] { return ""; };
+    SkemaQormManagedObject *queued = nullptr;
+    std::vector<std::unique_ptr<Outcome>> outcomes;
+    for (int i = 0; i < 13; i++) {
+        queued = Machine("vm-" + std::to_string(i));
+        outcomes.push_back(std::make_unique<Outcome>());
+        Load(queued, outcomes.back()->listener);
+    }
+    Outcome second;
+    Load(Machine("vm-0"), second.listener);
+    ASSERT_TRUE(RunUntilCount("CreateFilter", 11));
+    outcomes.clear();
+
+    /* two that were waiting for a filter's turn are no longer wanted */
+    Update(Enter("VirtualMachine", "vm-0") + Enter("VirtualMachine", "vm-1"));
+    testLoop::Settle();
+    EXPECT_EQ(11, service.Count("CreateFilter"));
+    EXPECT_EQ("acknowledge success", second.told);
+    EXPECT_EQ(1u, Machine("vm-0")->loadCount);
+    EXPECT_EQ(0u, Machine("vm-1")->loadCount);
+}
+
+TEST_F(Loads, AHandlerMayDropTheListenersBehindItAndLoadAgain) {
+    SkemaQormManagedObject *machine = Machine("vm-1");
+    Outcome first, second, third, again;
+    first.onSuccess = [&] {
+        second.Drop();
+        first.Drop();
+        Load(machine, again.listener);
+    };
+    for (Outcome *outcome : {&first, &second, &third})
+        Load(machine, outcome->listener);
+    Update(Enter("VirtualMachine", "vm-1"));
+    EXPECT_EQ("acknowledge success", first.told);
+    EXPECT_EQ("", second.told);
+    EXPECT_EQ("acknowledge success", third.told);
+    EXPECT_EQ("acknowledge success", again.told);
+    EXPECT_EQ(4u, machine->loadCount);
+}
+
+TEST_F(Loads, AListenerWaitsForOneLoadAtATime) {
+    Outcome outcome;
+    Load(Machine("vm-1"), outcome.listener);
+    {
+        Warnings warnings;
+        Load(Machine("vm-2"), outcome.listener);
+        EXPECT_EQ(1u, warnings.texts.size());
+    }
+    Update(Enter("VirtualMachine", "vm-2"));
+    EXPECT_EQ("", outcome.told);
+    EXPECT_EQ(1u, Machine("vm-2")->loadCount);
+    Update(Enter("VirtualMachine", "vm-1"));
+    EXPECT_EQ("acknowledge success", outcome.told);
+}
+
+TEST_F(Loads, AreCanceledWhenTheConnectionEnds) {
+    service.answers["CreateFilter"] = [] { return ""; };
+    Outcome first, second;
+    Load(Machine("vm-1"), first.listener);
+    Load(Machine("vm-2"), second.listener);
+    ASSERT_TRUE(RunUntilCount("CreateFilter", 2));
+    Disconnect();
+    for (const Outcome *outcome : {&first, &second}) {
+        EXPECT_EQ("acknowledge failure", outcome->told);
+        EXPECT_EQ("SkemaQormFaultRequestCanceled", outcome->Fault());
+    }
+}
+
+TEST_F(Loads, WhoeverHearsOfTheCancelingMayDoAnything) {
+    for (const bool drops : {false, true}) {
+        service.answers["CreateFilter"] = [] { return ""; };
+        Outcome first, second, connect;
+        Load(Machine("vm-1"), first.listener);
+        Load(Machine("vm-2"), second.listener);
+        ASSERT_TRUE(RunUntilCount("CreateFilter", 2));
+        service.calls.clear();
+        second.onFailure = [&] {
+            first.Drop();
+            second.Drop();
+            service.answers.clear();
+            if (drops) {
+                session.reset();
+                return;
+            }
+            service.Update(Enter("AuthorizationManager", "auth"));
+            orvane_session_connect(session.get(), service.Url().c_str(), "u", "p",
+                                   connect.listener);
+        };
+        orvane_session_disconnect(session.get(), nullptr);
+        ASSERT_TRUE(testLoop::RunUntil([&] { return second.IsOver(); }));
+        testLoop::Settle();
+        EXPECT_EQ("", first.told);
+        if (!drops) {
+            EXPECT_TRUE(testLoop::RunUntil([&] { return connect.IsOver(); }));
+        }
+        proxies.clear();
+    }
+}
+
+TEST_F(Loads, ASessionThatIsDroppedCancelsThem) {
+    Outcome load, contents;
+    SkemaQormManagedObject *machine = Machine("vm-1");
+    Load(machine, load.listener);
+    orvane_session_load_properties(session.get(), machine, contents.listener, TRUE, nullptr);
+    session.reset();
+    testLoop::Settle();
+    EXPECT_EQ("acknowledge failure", load.told);
+    EXPECT_EQ("acknowledge failure", contents.told);
+    EXPECT_STREQ("vm-1", machine->id);
+}
+
+TEST_F(Loads, AProxyOfAFormerConnectionCanBeLoadedAgain) {
+    SkemaQormManagedObject *machine = Machine("vm-1");
+    Load(machine);
+    Update(Enter("VirtualMachine", "vm-1"));
+    EXPECT_EQ(1u, machine->loadCount);
+    Disconnect();
+    Connect();
+
+    Outcome outcome;
+    Load(machine, outcome.listener);
+    EXPECT_EQ("", outcome.told);
+    EXPECT_TRUE(RunUntilCount("CreateFilter", 1));
+    Update(Enter("VirtualMachine", "vm-1", Assign("name", String("b"))));
+    EXPECT_EQ("acknowledge success", outcome.told);
+    EXPECT_EQ("b", Name(machine));
+
+    /* but not if another has its place by now */
+    SkemaQormManagedObject *second = Machine("vm-2");
+    Disconnect();
+    Connect();
+    Machine("vm-2");
+    Outcome refused;
+    Load(second, refused.listener);
+    EXPECT_EQ("acknowledge failure", refused.told);
+}
+
+TEST_F(Loads, AFilterOfALoadGivenUpIsReplacedByTheNext) {
+    auto outcome = std::make_unique<Outcome>();
+    SkemaQormManagedObject *machine = Machine("vm-1");
+    Load(machine, outcome->listener);
+    ASSERT_TRUE(RunUntilCount("CreateFilter", 1));
+    testLoop::Settle();
+    outcome.reset();
+    Load(machine);
+    ASSERT_TRUE(RunUntilCount("CreateFilter", 2));
+    EXPECT_TRUE(RunUntilCount("DestroyPropertyFilter", 1));
+    EXPECT_NE(service.calls.back().body.find(">filter-2<"), std::string::npos)
+        << "filter-1 is the authorization manager's";
+}
+
+/* A proxy without an id cannot be called, so nothing is sent; nobody would ever answer. */
+TEST_F(Loads, ThatCannotBeSentFailAtOnce) {
+    SkemaQormManagedObject *collector =
+        orvane_momgr_lookup(orvane_session_get_momgr(session.get()), "collector");
+    char *id = std::exchange(collector->id, nullptr);
+    Outcome first;
+    Load(Machine("vm-0"), first.listener);
+    EXPECT_EQ("acknowledge failure", first.told);
+
+    /* each failure starts the next that waits, which must not nest */
+    collector->id = id;
+    service.answers["CreateFilter"] = [] { return ""; };
+    constexpr int kNumLoads = 200;
+    std::vector<std::unique_ptr<Outcome>> outcomes;
+    std::vector<const char *> frames;
+    for (int i = 1; i <= kNumLoads; i++) {
+        outcomes.push_back(std::make_unique<Outcome>());
+        outcomes.back()->onFailure = [&] {
+            frames.push_back(static_cast<const char *>(__builtin_frame_address(0)));
+        };
+        Load(Machine("vm-" + std::to_string(i)), outcomes.back()->listener);
+    }
+    collector->id = nullptr;
+    service.Update(Enter("VirtualMachine", "vm-1"));
+    EXPECT_TRUE(testLoop::RunUntil([&] { return outcomes.back()->IsOver(); }));
+    EXPECT_EQ("acknowledge success", outcomes[0]->told);
+    EXPECT_EQ("", outcomes[1]->told) << "its filter was asked for in time";
+    EXPECT_EQ("acknowledge failure", outcomes[11]->told);
+    ASSERT_EQ(kNumLoads - 11u, frames.size());
+    EXPECT_EQ(frames.front(), frames.back());
+    EXPECT_EQ(ORVANE_SESSION_INTERRUPTED, orvane_session_get_state(session.get()))
+        << "the next wait could not be sent either";
+    collector->id = id;
+}
+
+/* Reading contents once. */
+class Contents : public ManagerTest {
+protected:
+    static std::string Content(const std::string &id, const std::string &name) {
+        return Element("returnval", Reference("obj", "VirtualMachine", id) +
+                                        Element("propSet", Element("name", "name") + String(name)));
+    }
+    void Answer(const std::string &results) {
+        service.answers["RetrieveProperties"] = [=] {
+            return Envelope(Element("RetrievePropertiesResponse", results));
+        };
+    }
+};
+
+TEST_F(Contents, AreWrittenIntoTheProxiesThatAreTheResult) {
+    Answer(Content("vm-1", "a") + Content("vm-2", "b"));
+    SkemaQormManagedObject *machine = Machine("vm-1");
+    Outcome outcome;
+    orvane_session_load_properties(session.get(), machine, outcome.listener, FALSE, "name",
+                                   nullptr);
+    ASSERT_TRUE(testLoop::RunUntil([&] { return outcome.IsOver(); }));
+    EXPECT_EQ("<specSet xsi:type=\"PropertyFilterSpec\">"
+              "<propSet xsi:type=\"PropertySpec\">"
+              "<type xsi:type=\"xsd:string\">VirtualMachine</type>"
+              "<all xsi:type=\"xsd:boolean\">0</all>"
+              "<pathSet xsi:type=\"xsd:string\">name</pathSet></propSet>"
+              "<objectSet xsi:type=\"ObjectSpec\">"
+              "<obj type=\"VirtualMachine\" xsi:type=\"ManagedObjectReference\">vm-1</obj>"
+              "<skip xsi:type=\"xsd:boolean\">0</skip></objectSet></specSet>",
+              service.Arguments("RetrieveProperties"));
+    EXPECT_EQ("a", Name(machine));
+
+    Value result;
+    ASSERT_TRUE(orvane_listener_get_result(outcome.listener, result.get()));
+    ASSERT_EQ(2u, result.Array()->n_values);
+    EXPECT_EQ(machine, g_value_get_object(&result.Array()->values[0]));
+    EXPECT_EQ("b", Name(Machine("vm-2")));
+}
+
+TEST_F(Contents, MayBeNone) {
+    Answer("");
+    Outcome outcome;
+    orvane_session_load_properties(session.get(), Machine("vm-1"), outcome.listener, TRUE, nullptr);
+    ASSERT_TRUE(testLoop::RunUntil([&] { return outcome.IsOver(); }));
+    Value result;
+    EXPECT_TRUE(orvane_listener_get_result(outcome.listener, result.get()));
+    EXPECT_EQ(nullptr, result.Array());
+}
+
+TEST_F(Contents, OfACallThatFailsAreAnsweredWhenTheConnectionEnds) {
+    service.answers["RetrieveProperties"] = [] { return momgr::Fault("NoPermission"); };
+    SkemaQormManagedObject *machine = Machine("vm-1");
+    Outcome outcome;
+    auto dropped = std::make_unique<Outcome>();
+    for (Outcome *each : {&outcome, dropped.get()})
+        orvane_session_load_properties(session.get(), machine, each->listener, TRUE, nullptr);
+    ASSERT_TRUE(RunUntilCount("RetrieveProperties", 2));
+    testLoop::Settle();
+    EXPECT_EQ("", outcome.told);
+    dropped.reset();
+    Disconnect();
+    EXPECT_EQ("SkemaQormFaultRequestCanceled", outcome.Fault());
+
+    Outcome late;
+    orvane_session_load_properties(session.get(), machine, late.listener, TRUE, nullptr);
+    EXPECT_EQ("acknowledge failure", late.told);
+    EXPECT_EQ("", late.Fault());
+}
+
+} // namespace
+} // namespace momgr

@@ -1,0 +1,531 @@
+// Paths and operations of updates, applied to objects of classes that an application registered itself:
+// one property per kind of value, and elements with every kind of key.
+#include "ozy/lib/orvane/updates/orvaneUpdatePath.h"
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <orvane/schema/ozy.h>
+
+#include "ozy/lib/orvane/updates/orvaneMOMgrInt.h"
+#include "tests/ozy/lib/orvane/soap/soapFixture.h"
+
+namespace {
+
+constexpr gint kAdd = SKEMA_QORM_CORE_PROPERTY_COLLECTOR_CHANGE_ADD;
+constexpr gint kRemove = SKEMA_QORM_CORE_PROPERTY_COLLECTOR_CHANGE_REMOVE;
+constexpr gint kAssign = SKEMA_QORM_CORE_PROPERTY_COLLECTOR_CHANGE_ASSIGN;
+constexpr gint kIndirectRemove = SKEMA_QORM_CORE_PROPERTY_COLLECTOR_CHANGE_INDIRECTREMOVE;
+
+constexpr guint kMaxFields = 16;
+
+/* A data object that keeps whatever it is given. */
+struct Box {
+    SkemaQormDataObject parent;
+    GValue values[kMaxFields];
+};
+
+void BoxSet(GObject *object, guint id, const GValue *value, GParamSpec *) {
+    GValue *held = &reinterpret_cast<Box *>(object)->values[id];
+    orvane_value_cond_unset(held);
+    g_value_init(held, G_VALUE_TYPE(value));
+    g_value_copy(value, held);
+}
+
+void BoxGet(GObject *object, guint id, GValue *value, GParamSpec *) {
+    const GValue *held = &reinterpret_cast<Box *>(object)->values[id];
+    if (G_IS_VALUE(held))
+        g_value_copy(held, value);
+}
+
+void BoxFinalize(GObject *object) {
+    for (GValue &value : reinterpret_cast<Box *>(object)->values)
+        orvane_value_cond_unset(&value);
+    G_OBJECT_CLASS(g_type_class_peek(skema_qorm_data_object_get_type()))->finalize(object);
+}
+
+GParamSpec *Array(const char *name, GType elementType) {
+    GParamSpec *pspec = g_param_spec_boxed(name, "", "", G_TYPE_VALUE_ARRAY, G_PARAM_READWRITE);
+    g_param_spec_set_qdata(pspec, orvane_quark_arraytype(), GSIZE_TO_POINTER(elementType));
+    return pspec;
+}
+
+GParamSpec *Object(const char *name, GType type) {
+    return g_param_spec_object(name, "", "", type, G_PARAM_READWRITE);
+}
+
+GType BoxType();
+GType ItemType();
+
+void BoxClassInit(gpointer cls, gpointer) {
+    auto *object = static_cast<GObjectClass *>(cls);
+    object->set_property = BoxSet;
+    object->get_property = BoxGet;
+    object->finalize = BoxFinalize;
+    GParamSpec *const pspecs[] = {
+        g_param_spec_string("text", "", "", "", G_PARAM_READWRITE),
+        g_param_spec_int("number", "", "", -100, 100, 0, G_PARAM_READWRITE),
+        g_param_spec_enum("state", "", "", skema_ozy_task_info_state_get_type(), 0,
+                          G_PARAM_READWRITE),
+        g_param_spec_boxed("any", "", "", G_TYPE_VALUE, G_PARAM_READWRITE),
+        Object("box", BoxType()),
+        Object("machine", skema_ozy_managed_entity_get_type()),
+        Array("texts", G_TYPE_STRING),
+        Array("numbers", G_TYPE_INT),
+        Array("boxes", BoxType()),
+        Array("items", ItemType()),
+        Array("entries", skema_qorm_key_any_value_get_type()),
+        Array("machines", skema_ozy_virtual_machine_get_type()),
+    };
+    guint id = 1;
+    for (GParamSpec *pspec : pspecs)
+        g_object_class_install_property(object, id++, pspec);
+}
+
+void ItemClassInit(gpointer cls, gpointer) {
+    auto *object = static_cast<GObjectClass *>(cls);
+    object->set_property = BoxSet;
+    object->get_property = BoxGet;
+    g_object_class_install_property(
+        object, kMaxFields - 1,
+        g_param_spec_int("key", "", "", G_MININT, G_MAXINT, 0, G_PARAM_READWRITE));
+}
+
+GType Register(GType parent, const char *name, GClassInitFunc classInit) {
+    GTypeQuery query;
+    g_type_query(parent, &query);
+    const GTypeInfo info = {.class_size = static_cast<guint16>(query.class_size),
+                            .class_init = classInit,
+                            .instance_size = sizeof(Box)};
+    return g_type_register_static(parent, name, &info, static_cast<GTypeFlags>(0));
+}
+
+GType BoxType() {
+    static const GType type = Register(skema_qorm_data_object_get_type(), "TestBox", BoxClassInit);
+    return type;
+}
+
+/* A box with a number as its key. */
+GType ItemType() {
+    static const GType type = Register(BoxType(), "TestItem", ItemClassInit);
+    return type;
+}
+
+/* ---- what an object holds, as a text ---- */
+
+std::string Shown(const GValue *value);
+
+std::string ShownObject(GObject *object) {
+    if (object == nullptr)
+        return "none";
+    if (g_type_is_a(G_OBJECT_TYPE(object), skema_qorm_managed_object_get_type()))
+        return reinterpret_cast<SkemaQormManagedObject *>(object)->id;
+    std::string text;
+    guint count;
+    GPtr<GParamSpec *[]> pspecs(g_object_class_list_properties(G_OBJECT_GET_CLASS(object), &count));
+    for (guint i = 0; i < count; i++) {
+        Value value(pspecs[i]->value_type);
+        g_object_get_property(object, pspecs[i]->name, value.get());
+        const std::string shown = Shown(value.get());
+        if (!shown.empty())
+            text += (text.empty() ? "" : " ") + std::string(pspecs[i]->name) + "=" + shown;
+    }
+    return "{" + text + "}";
+}
+
+/* Empty for a default. */
+std::string Shown(const GValue *value) {
+    if (!G_IS_VALUE(value))
+        return "";
+    if (G_VALUE_HOLDS_STRING(value))
+        return g_value_get_string(value) != nullptr ? g_value_get_string(value) : "";
+    if (G_VALUE_HOLDS_INT(value))
+        return g_value_get_int(value) != 0 ? std::to_string(g_value_get_int(value)) : "";
+    if (G_VALUE_HOLDS_ENUM(value))
+        return g_value_get_enum(value) != 0 ? std::to_string(g_value_get_enum(value)) : "";
+    if (G_VALUE_HOLDS_OBJECT(value)) {
+        auto *object = static_cast<GObject *>(g_value_get_object(value));
+        return object != nullptr ? ShownObject(object) : "";
+    }
+    if (G_VALUE_HOLDS(value, G_TYPE_VALUE)) {
+        const auto *inner = static_cast<const GValue *>(g_value_get_boxed(value));
+        return inner != nullptr ? Shown(inner) : "";
+    }
+    if (!G_VALUE_HOLDS(value, G_TYPE_VALUE_ARRAY))
+        return "?";
+    const auto *array = static_cast<const GValueArray *>(g_value_get_boxed(value));
+    if (array == nullptr)
+        return "";
+    std::string text;
+    for (guint i = 0; i < array->n_values; i++)
+        text += (i == 0 ? "" : ",") + Shown(&array->values[i]);
+    return "[" + text + "]";
+}
+
+Value Make(GType type) {
+    return ObjectValue(ObjectPtr<GObject>(static_cast<GObject *>(g_object_new(type, nullptr))));
+}
+
+Value Item(gint key, const char *text) {
+    Value item = Make(ItemType());
+    g_object_set(item.Object(), "key", key, "text", text, nullptr);
+    return item;
+}
+
+Value Entry(const char *key) {
+    Value entry = Make(skema_qorm_key_any_value_get_type());
+    g_object_set(entry.Object(), "key", key, nullptr);
+    return entry;
+}
+
+Value Enum(gint number) {
+    Value value(skema_ozy_task_info_state_get_type());
+    g_value_set_enum(value.get(), number);
+    return value;
+}
+
+class UpdatePath : public testing::Test {
+protected:
+    void SetUp() override {
+        object.reset(static_cast<GObject *>(g_object_new(BoxType(), nullptr)));
+        const Value four = IntValue(4);
+        const Value y = StringValue("y");
+        const Value one = Item(1, "a");
+        const Value two = Item(2, "b");
+        const Value a = Entry("a.b");
+        const Value b = Entry("c");
+        Give("texts", ArrayValue({&x, &y}));
+        Give("numbers", ArrayValue({&three, &four}));
+        Give("items", ArrayValue({&one, &two}));
+        Give("entries", ArrayValue({&a, &b}));
+        for (const char *id : {"vm-1", "vm-2"})
+            machines.emplace_back(static_cast<SkemaQormManagedObject *>(
+                g_object_ref_sink(orvane_momgr_lookup_or_create(
+                    momgr.get(), id, skema_ozy_virtual_machine_get_type()))));
+        const Value first = Machine(0);
+        const Value second = Machine(1);
+        Give("machines", ArrayValue({&first, &second}));
+        before = Fields();
+        g_signal_connect(object.get(), "notify", G_CALLBACK(OnNotify), this);
+        g_signal_connect(object.get(), "array_notify", G_CALLBACK(OnArrayNotify), this);
+    }
+
+    Value Machine(size_t index) {
+        Value value(skema_ozy_virtual_machine_get_type());
+        g_value_set_object(value.get(), machines[index].get());
+        return value;
+    }
+
+    void Give(const char *name, const Value &value) {
+        g_object_set_property(object.get(), name, value.get());
+    }
+
+    std::string Held(const char *name) {
+        const GParamSpec *pspec =
+            g_object_class_find_property(G_OBJECT_GET_CLASS(object.get()), name);
+        Value value(pspec->value_type);
+        g_object_get_property(object.get(), name, value.get());
+        return Shown(value.get());
+    }
+
+    std::map<std::string, std::string> Fields() {
+        std::map<std::string, std::string> fields;
+        for (const char *name : {"text", "number", "state", "any", "box", "machine", "texts",
+                                 "numbers", "boxes", "items", "entries", "machines"})
+            fields[name] = Held(name);
+        return fields;
+    }
+
+    /* Which fields have another content than at the start. */
+    std::string Changes() {
+        std::string text;
+        for (const auto &[name, shown] : Fields()) {
+            if (shown != before[name])
+                text += (text.empty() ? "" : " ") + name + "=" + shown;
+        }
+        return text;
+    }
+
+    /* Applies one change to an object as SetUp() made it. */
+    std::string Apply(gint op, const std::string &path, const Value &value) {
+        TearDown();
+        SetUp();
+        orvane_momgr_update_property(momgr.get(), object.get(), path.c_str(), value.get(), op);
+        return Changes();
+    }
+
+    void TearDown() override {
+        object.reset();
+        machines.clear();
+        signals.clear();
+    }
+
+    static void OnNotify(GObject *, GParamSpec *pspec, UpdatePath *self) {
+        self->signals.push_back(std::string("notify ") + pspec->name);
+    }
+    static void OnArrayNotify(GObject *, GParamSpec *pspec, gboolean isAdded, const GValue *element,
+                              UpdatePath *self) {
+        self->signals.push_back(std::string(isAdded ? "+ " : "- ") + pspec->name + " " +
+                                Shown(element) + " of " + self->Held(pspec->name));
+    }
+
+    Value none;
+    Value x = StringValue("x");
+    Value three = IntValue(3);
+    ObjectPtr<OrvaneSession> session{orvane_session_new()};
+    ObjectPtr<OrvaneMOMgr> momgr{orvane_momgr_new(session.get())};
+    ObjectPtr<GObject> object;
+    std::vector<ObjectPtr<SkemaQormManagedObject>> machines;
+    std::map<std::string, std::string> before;
+    std::vector<std::string> signals;
+};
+
+TEST_F(UpdatePath, LeadsToThePropertyItNames) {
+    const struct {
+        gint op;
+        const char *path;
+        Value value;
+        const char *changes;
+    } rows[] = {
+        {kAssign, "text", StringValue("new"), "text=new"},
+        {kAssign, "number", IntValue(7), "number=7"},
+        {kAssign, "state", Enum(2), "state=2"},
+        {kAssign, "any", IntValue(7), "any=7"},
+        {kAssign, "texts", {}, "texts="},
+        {kAssign, "machine", {}, ""},
+        /* through objects that are made on the way */
+        {kAssign, "box.number", IntValue(7), "box={number=7}"},
+        {kAssign, "box.box.box.text", StringValue("deep"), "box={box={box={text=deep}}}"},
+        {kAdd, "box.texts", StringValue("z"), "box={texts=[z]}"},
+        /* through elements, by every kind of key */
+        {kAssign, "items[2].text", StringValue("new"), "items=[{text=a key=1},{text=new key=2}]"},
+        {kAssign, "entries[\"a.b\"].value", IntValue(7), "entries=[{key=a.b value=7},{key=c}]"},
+        {kAssign, "entries[\"c\"].value", IntValue(7), "entries=[{key=a.b},{key=c value=7}]"},
+        {kAssign, "items[1].box.text", StringValue("new"),
+         "items=[{text=a box={text=new} key=1},{text=b key=2}]"},
+        /* a key that is missing falls on the first object, and on no text or number */
+        {kAssign, "items[9].text", StringValue("new"), "items=[{text=new key=1},{text=b key=2}]"},
+        {kAssign, "entries[\"?\"].value", IntValue(7), "entries=[{key=a.b value=7},{key=c}]"},
+        {kAssign, "texts[\"?\"].text", StringValue("new"), ""},
+        {kAssign, "numbers[3].text", StringValue("new"), ""},
+        /* arrays */
+        {kAdd, "texts", StringValue("z"), "texts=[x,y,z]"},
+        {kAdd, "texts[\"z\"]", StringValue("z"), "texts=[x,y,z]"},
+        {kAdd, "boxes", Make(BoxType()), "boxes=[{}]"},
+        {kAdd, "items[2].entries", Entry("n"),
+         "items=[{text=a key=1},{text=b entries=[{key=n}] key=2}]"},
+        {kRemove, "texts[\"x\"]", {}, "texts=[y]"},
+        {kRemove, "numbers[4]", {}, "numbers=[3]"},
+        {kRemove, "items[2]", {}, "items=[{text=a key=1}]"},
+        {kIndirectRemove, "entries[\"a.b\"]", {}, "entries=[{key=c}]"},
+        {kRemove, "entries[\"?\"]", {}, "entries=[{key=c}]"},
+        {kRemove, "machines[\"vm-2\"]", {}, "machines=[vm-1]"},
+        {kRemove, "machines[\"vm-9\"]", {}, ""},
+    };
+    for (const auto &row : rows)
+        EXPECT_EQ(row.changes, Apply(row.op, row.path, row.value)) << row.op << " " << row.path;
+}
+
+TEST_F(UpdatePath, ManagedObjectsGoInAndOutOfArrays) {
+    const Value vm = Machine(0);
+    EXPECT_EQ("machines=[vm-1,vm-2,vm-1]", Apply(kAdd, "machines", vm));
+    EXPECT_EQ("machine=vm-1", Apply(kAssign, "machine", vm));
+    EXPECT_EQ("machines=[vm-2]", Apply(kRemove, "machines[\"vm-1\"]", none));
+}
+
+/* A bracket that is never closed takes all the rest into its key. */
+TEST_F(UpdatePath, ABracketMayStayOpen) {
+    const Value z = StringValue("z");
+    EXPECT_EQ("texts=[x,y,z]", Apply(kAdd, "texts[", z));
+    EXPECT_EQ("items=[{text=a key=1}]", Apply(kRemove, "items[2", none));
+    EXPECT_EQ("items=[{text=a key=1}]", Apply(kRemove, "items[2.text.and.more", none));
+    EXPECT_EQ("", Apply(kAssign, "items[2.text", z));
+}
+
+TEST_F(UpdatePath, NothingHappensWhereThePathLeadsNowhere) {
+    const std::string deep(100000, '.');
+    std::string boxes;
+    for (int i = 0; i < 100000; i++)
+        boxes += "box.";
+    const std::string paths[] = {
+        "",
+        ".",
+        "..",
+        "text.",
+        ".text",
+        "nothing",
+        "nothing.text",
+        "text.number",
+        "number.text",
+        "any.text",
+        "texts.text",
+        "machine.name",
+        "box.nothing.x",
+        "[",
+        "]",
+        "[]",
+        "a[b].c",
+        "text[\"x\"]",
+        "text[0].x",
+        "box[1].text",
+        "boxes[1].text",
+        "machines[\"vm-9\"].name",
+        "\xff\xfe",
+        "a::b",
+        "TestBox::nothing",
+        "%s%n",
+        std::string(1 << 20, 'x'),
+        deep,
+        boxes + "text",
+    };
+    Warnings warnings;
+    for (const std::string &path : paths) {
+        for (gint op : {kAssign, kAdd, kRemove, kIndirectRemove, 17, -1}) {
+            const std::string changes = Apply(op, path, x);
+            const bool hasMadeBoxes = path.starts_with("box.");
+            EXPECT_TRUE(changes.empty() || hasMadeBoxes) << op << " " << path.substr(0, 40);
+        }
+    }
+    EXPECT_TRUE(warnings.texts.empty()) << warnings.texts[0];
+}
+
+TEST_F(UpdatePath, KeysOfAnotherFormWarnAndFindNothing) {
+    const struct {
+        const char *path;
+        const char *changes;
+        const char *warning; /* NULL: none */
+    } rows[] = {
+        {"texts[]", "", "len >= 3"},
+        {"texts[\"\"]", "", "len >= 3"},
+        {"entries[]", "entries=[{key=c}]", "len >= 3"},
+        {"numbers[x]", "", "numScanned == 1"},
+        {"items[\"a\"]", "items=[{text=b key=2}]", "numScanned == 1"},
+        {"items[-1]", "items=[{text=b key=2}]", nullptr},
+        {"texts[\"?\"]", "", "n_values"}, /* the array refuses the index -1 */
+        {"numbers[9]", "", "n_values"},
+    };
+    for (const auto &row : rows) {
+        Warnings warnings;
+        EXPECT_EQ(row.changes, Apply(kRemove, row.path, none)) << row.path;
+        EXPECT_EQ(row.warning == nullptr, warnings.texts.empty()) << row.path;
+        if (row.warning != nullptr) {
+            EXPECT_THAT(warnings.texts, testing::Contains(testing::HasSubstr(row.warning)))
+                << row.path;
+        }
+    }
+}
+
+TEST_F(UpdatePath, ValuesThatDoNotFitAreDropped) {
+    const Value item = Make(ItemType());
+    const Value noItem(ItemType());
+    const Value machine = Machine(0);
+    const Value texts = ArrayValue({&x});
+    const Value numbers = ArrayValue({&three, &x});
+    const struct {
+        gint op;
+        const char *path;
+        const Value &value;
+    } rows[] = {
+        {kAssign, "number", x},
+        {kAssign, "number", item},
+        {kAssign, "number", texts},
+        {kAssign, "text", item},
+        {kAssign, "text", texts},
+        {kAssign, "state", x},
+        {kAssign, "box", x},
+        {kAssign, "box", machine},
+        {kAssign, "machine", item},
+        {kAssign, "numbers", texts},
+        {kAssign, "numbers", numbers},
+        {kAssign, "boxes", texts},
+        {kAssign, "texts", x},
+        {kAssign, "machines", texts},
+        {kAdd, "texts", three},
+        {kAdd, "numbers", x},
+        {kAdd, "boxes", x},
+        {kAdd, "boxes", noItem},
+        {kAdd, "boxes", none},
+        {kAdd, "machines", item},
+        {kAdd, "machines", none},
+        {kAdd, "text", x},
+        {kAdd, "items", machine},
+    };
+    Warnings warnings;
+    for (const auto &row : rows)
+        EXPECT_EQ("", Apply(row.op, row.path, row.value)) << row.op << " " << row.path;
+    const Value far = IntValue(101);
+    EXPECT_EQ("", Apply(kAssign, "number", far));
+    const Value unknown = Enum(99);
+    EXPECT_EQ("", Apply(kAssign, "state", unknown));
+    EXPECT_TRUE(warnings.texts.empty()) << warnings.texts[0];
+}
+
+TEST_F(UpdatePath, AnObjectOfASubclassAndNoObjectAtAllFit) {
+    const Value item = Make(ItemType());
+    const Value noBox(BoxType());
+    EXPECT_EQ("box={}", Apply(kAssign, "box", item));
+    orvane_momgr_update_property(momgr.get(), object.get(), "box", noBox.get(), kAssign);
+    EXPECT_EQ("", Changes());
+}
+
+TEST_F(UpdatePath, SignalsComeInTheOrderThatHandlersNeed) {
+    using Signals = std::vector<std::string>;
+    Apply(kAdd, "texts", StringValue("z"));
+    EXPECT_EQ((Signals{"+ texts z of [x,y]", "notify texts"}), signals);
+    Apply(kRemove, "texts[\"x\"]", none);
+    EXPECT_EQ((Signals{"- texts x of [x,y]", "notify texts"}), signals);
+    Apply(kAdd, "boxes", Make(BoxType()));
+    EXPECT_EQ((Signals{"+ boxes {} of ", "notify boxes"}), signals);
+    Apply(kAssign, "text", StringValue("new"));
+    EXPECT_EQ((Signals{"notify text"}), signals);
+    Apply(kAssign, "box.text", StringValue("new"));
+    EXPECT_EQ((Signals{"notify box"}), signals);
+    Apply(kAssign, "items[1].text", StringValue("new"));
+    EXPECT_EQ(Signals{}, signals) << "the element is the array's own, and notifies by itself";
+    Warnings warnings;
+    Apply(kRemove, "texts[\"?\"]", none);
+    EXPECT_EQ(Signals{}, signals);
+}
+
+TEST_F(UpdatePath, AnArrayThatIsSetAgainAfterAChangeInsideNotifies) {
+    Value array(G_TYPE_VALUE_ARRAY);
+    g_object_get_property(object.get(), "items", array.get());
+    g_object_set(static_cast<GObject *>(g_value_get_object(&array.Array()->values[0])), "text",
+                 "new", nullptr);
+    EXPECT_EQ("items=[{text=new key=1},{text=b key=2}]", Changes());
+    orvane_momgr_update_property(momgr.get(), object.get(), "items", array.get(), kAssign);
+    EXPECT_EQ(std::vector<std::string>{"notify items"}, signals);
+}
+
+/* Lets everything go from inside a handler of the change. */
+TEST_F(UpdatePath, ObjectAndManagerMayGoInAHandler) {
+    for (gint op : {kAssign, kAdd, kRemove}) {
+        ObjectPtr<OrvaneMOMgr> other(orvane_momgr_new(session.get()));
+        GObject *doomed = static_cast<GObject *>(g_object_new(BoxType(), nullptr));
+        const Value texts = ArrayValue({&x});
+        g_object_set_property(doomed, "texts", texts.get());
+        struct Both {
+            ObjectPtr<OrvaneMOMgr> &manager;
+            GObject *box;
+        } both = {other, doomed};
+        const auto drop = +[](gpointer, gpointer, gpointer, gpointer, Both *last) {
+            g_clear_object(&last->box);
+            last->manager.reset();
+        };
+        g_signal_connect(doomed, "array_notify", G_CALLBACK(drop), &both);
+        const auto dropAtNotify = +[](gpointer, gpointer, Both *last) {
+            g_clear_object(&last->box);
+            last->manager.reset();
+        };
+        g_signal_connect(doomed, "notify", G_CALLBACK(dropAtNotify), &both);
+        const char *path = op == kRemove ? "texts[\"x\"]" : op == kAdd ? "texts" : "box.text";
+        orvane_momgr_update_property(other.get(), doomed, path, x.get(), op);
+        EXPECT_EQ(nullptr, both.box);
+        EXPECT_EQ(nullptr, both.manager);
+    }
+}
+
+} // namespace

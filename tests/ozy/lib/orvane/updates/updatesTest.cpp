@@ -1,0 +1,359 @@
+// The update stream: what is asked, what is done with each kind of answer, and what handlers of the
+// application may do in the middle of one.
+#include "ozy/lib/orvane/updates/orvaneMOMgr.h"
+
+#include "ozy/lib/orvane/updates/orvaneMOMgrInt.h"
+#include "tests/ozy/lib/orvane/soap/soapFixture.h"
+#include "tests/ozy/lib/orvane/updates/momgrFixture.h"
+
+namespace momgr {
+namespace {
+
+class Updates : public ManagerTest {
+protected:
+    /* A machine that is loaded, and whose signals are kept. */
+    SkemaQormManagedObject *Watched(const std::string &id) {
+        SkemaQormManagedObject *machine = Machine(id);
+        Load(machine);
+        Update(Enter("VirtualMachine", id, Assign("name", String("first"))));
+        g_signal_connect(machine, "notify", G_CALLBACK(OnNotify), this);
+        g_signal_connect(machine, "leave", G_CALLBACK(OnLeave), this);
+        return machine;
+    }
+    static void OnNotify(SkemaQormManagedObject *proxy, GParamSpec *pspec, Updates *self) {
+        self->signals.push_back(std::string(proxy->id) + " " + pspec->name);
+        if (self->onNotify)
+            self->onNotify();
+    }
+    static void OnLeave(SkemaQormManagedObject *proxy, Updates *self) {
+        self->signals.push_back(std::string(proxy->id) + " leaves");
+    }
+
+    bool RunUntilInterrupted() {
+        return testLoop::RunUntil([this] {
+            return orvane_session_get_state(session.get()) == ORVANE_SESSION_INTERRUPTED;
+        });
+    }
+
+    std::vector<std::string> signals;
+    std::function<void()> onNotify;
+};
+
+TEST_F(Updates, TheVersionDecidesHowIsWaited) {
+    EXPECT_EQ(0, service.Count("WaitForUpdates"));
+    Update("");
+    EXPECT_EQ("<version xsi:type=\"xsd:string\">2</version><options xsi:type=\"WaitOptions\">"
+              "<maxWaitSeconds xsi:type=\"xsd:int\">300</maxWaitSeconds></options>",
+              service.Arguments("WaitForUpdatesEx"));
+
+    Disconnect();
+    service.newestVersion = "4.0";
+    Connect();
+    service.calls.clear();
+    Update("");
+    EXPECT_EQ("<version xsi:type=\"xsd:string\">4</version>", service.Arguments("WaitForUpdates"));
+    EXPECT_EQ(0, service.Count("WaitForUpdatesEx"));
+}
+
+TEST_F(Updates, BecomePropertiesAndSignals) {
+    SkemaQormManagedObject *machine = Watched("vm-1");
+    Update(Modify("vm-1", Assign("name", String("second"))) + Modify("vm-1", "") +
+           Object("leave", "VirtualMachine", "vm-1", Assign("name", String("third"))));
+    EXPECT_EQ("second", Name(machine));
+    EXPECT_EQ((std::vector<std::string>{"vm-1 name", "vm-1 leaves"}), signals);
+}
+
+TEST_F(Updates, ArraysOfManagedObjectsReadAsProxies) {
+    SkemaQormManagedObject *machine = Watched("vm-1");
+    proxies.emplace_back(static_cast<SkemaQormManagedObject *>(g_object_ref_sink(
+        orvane_session_get_object(session.get(), "ds-3", skema_ozy_datastore_get_type()))));
+    std::string added;
+    const auto keep = +[](SkemaQormManagedObject *, GParamSpec *, gboolean isAdded,
+                          const GValue *element, std::string *text) {
+        const auto *proxy = static_cast<SkemaQormManagedObject *>(g_value_get_object(element));
+        *text += std::string(isAdded ? "+" : "-") + proxy->id;
+    };
+    g_signal_connect(machine, "array_notify::datastore", G_CALLBACK(keep), &added);
+    const auto add = [](const char *id) {
+        return Change("add", "datastore", " " + Reference("val", "Datastore", id));
+    };
+    Update(Modify("vm-1", add("ds-1") + add("ds-2") + add("ds-3") +
+                              Change("remove", "datastore[\"ds-2\"]") +
+                              Assign("datastore[\"ds-3\"].name", String("third"))));
+    EXPECT_EQ("+ds-1+ds-2+ds-3-ds-2", added);
+    GValueArray *array = nullptr;
+    g_object_get(machine, "datastore", &array, nullptr);
+    const ValueArrayPtr owner(array);
+    ASSERT_EQ(2u, array->n_values);
+    EXPECT_EQ("third",
+              Name(static_cast<SkemaQormManagedObject *>(g_value_get_object(&array->values[1]))));
+    EXPECT_EQ(signals, std::vector<std::string>(4, "vm-1 datastore"));
+}
+
+TEST_F(Updates, OfObjectsThatNobodyKnowsLeaveNoProxyBehind) {
+    Update(Enter("VirtualMachine", "vm-7", Assign("name", String("a"))) +
+           Modify("vm-8", Assign("name", String("a"))));
+    OrvaneMOMgr *manager = orvane_session_get_momgr(session.get());
+    EXPECT_EQ(nullptr, orvane_momgr_lookup(manager, "vm-7"));
+    EXPECT_EQ(nullptr, orvane_momgr_lookup(manager, "vm-8"));
+}
+
+/* An update that answers no load makes room for one more all the same; loads go on after it. */
+TEST_F(Updates, OfObjectsThatNobodyWaitsForDoNotStopLoads) {
+    for (int i = 0; i < 3; i++)
+        Update(Enter("VirtualMachine", "vm-7"));
+    Outcome outcome;
+    Load(Machine("vm-1"), outcome.listener);
+    ASSERT_TRUE(RunUntilCount("CreateFilter", 1));
+    Update(Enter("VirtualMachine", "vm-1"));
+    EXPECT_EQ("acknowledge success", outcome.told);
+}
+
+TEST_F(Updates, AVersionThatIsRefusedStartsFromTheBeginning) {
+    SkemaQormManagedObject *machine = Watched("vm-1");
+    service.Fail("InvalidCollectorVersion");
+    ASSERT_TRUE(RunUntilWaiting());
+    EXPECT_EQ(std::string::npos, service.Arguments("WaitForUpdatesEx").find("<version"));
+
+    /* the service then sends all that it has again; loads still count */
+    Update(Enter("VirtualMachine", "vm-1", Assign("name", String("again"))));
+    EXPECT_EQ("again", Name(machine));
+    EXPECT_EQ(1u, machine->loadCount);
+    orvane_session_unload_object(session.get(), machine, FALSE);
+    EXPECT_TRUE(RunUntilCount("DestroyPropertyFilter", 1));
+}
+
+TEST_F(Updates, AnswersOfNoUseAreFollowedByTheNextWait) {
+    SkemaQormManagedObject *machine = Watched("vm-1");
+    const std::string useless[] = {
+        "",
+        "<returnval></returnval>",
+        "<returnval><version></version></returnval>",
+        "<returnval><version>9</version><filterSet></filterSet></returnval>",
+        "<returnval xsi:type=\"xsd:string\">x</returnval>",
+        "<returnval><version>9</version><filterSet><objectSet><kind>enter</kind></objectSet>"
+        "<objectSet><kind>nonsense</kind><obj type=\"Nonsense\">x</obj></objectSet></filterSet>"
+        "</returnval>"};
+    for (const std::string &result : useless) {
+        const int before = service.Count("WaitForUpdatesEx");
+        service.Reply(result);
+        ASSERT_TRUE(RunUntilWaiting()) << result;
+        EXPECT_EQ(before + 1, service.Count("WaitForUpdatesEx")) << result;
+    }
+    for (const char *fault : {"SystemError", "RuntimeFault", "Unheard"}) {
+        service.Fail(fault);
+        ASSERT_TRUE(RunUntilWaiting()) << fault;
+    }
+    service.Cut();
+    ASSERT_TRUE(RunUntilWaiting());
+    Update(Modify("vm-1", Assign("name", String("second"))));
+    EXPECT_EQ("second", Name(machine));
+    EXPECT_EQ(ORVANE_SESSION_CONNECTED, orvane_session_get_state(session.get()));
+}
+
+TEST_F(Updates, EndWhenThePermissionIsGone) {
+    for (const char *fault : {"NoPermission", "NotAuthenticated"}) {
+        service.Fail(fault);
+        ASSERT_TRUE(RunUntilInterrupted()) << fault;
+        testLoop::Settle();
+        EXPECT_FALSE(service.IsWaiting());
+        Disconnect();
+        Connect();
+    }
+}
+
+TEST_F(Updates, EndWhenTheServiceIsGone) {
+    service.server.StopListening();
+    /* each try first takes up one of the connections that are still open */
+    const auto isInterrupted = [this] {
+        if (service.IsWaiting())
+            service.Cut();
+        return orvane_session_get_state(session.get()) == ORVANE_SESSION_INTERRUPTED;
+    };
+    EXPECT_TRUE(testLoop::RunUntil(isInterrupted));
+    testLoop::Settle();
+    EXPECT_FALSE(service.IsWaiting());
+}
+
+TEST_F(Updates, MayBeStoppedFromWithin) {
+    SkemaQormManagedObject *machine = Watched("vm-1");
+    Watched("vm-2");
+    const auto changes = Modify("vm-1", Assign("name", String("2")) + Assign("name", String("3"))) +
+                         Modify("vm-2", Assign("name", String("2"))) +
+                         Enter("VirtualMachine", "vm-3");
+    Outcome outcome, load;
+    Load(Machine("vm-3"), load.listener);
+    onNotify = [&] {
+        onNotify = nullptr;
+        orvane_session_disconnect(session.get(), outcome.listener);
+    };
+    service.Update(changes);
+    ASSERT_TRUE(testLoop::RunUntil([&] { return outcome.IsOver(); }));
+    EXPECT_EQ("2", Name(machine)) << "what came after the disconnect is not applied";
+    EXPECT_EQ(std::vector<std::string>{"vm-1 name"}, signals);
+    EXPECT_EQ("acknowledge failure", load.told);
+    EXPECT_EQ(0, service.Count("WaitForUpdates"));
+}
+
+TEST_F(Updates, SessionAndProxiesMayGoInTheMiddle) {
+    Watched("vm-1");
+    Watched("vm-2");
+    Outcome load;
+    Load(Machine("vm-3"), load.listener);
+    onNotify = [&] {
+        proxies.clear();
+        session.reset();
+    };
+    service.Update(Modify("vm-1", Assign("name", String("2")) + Change("remove", "tag[1]")) +
+                   Modify("vm-2", Assign("name", String("2"))) + Enter("VirtualMachine", "vm-3"));
+    ASSERT_TRUE(testLoop::RunUntil([&] { return session == nullptr; }));
+    testLoop::Settle();
+    EXPECT_EQ(std::vector<std::string>{"vm-1 name"}, signals);
+    EXPECT_EQ("", load.told) << "its proxy died first";
+}
+
+TEST_F(Updates, AnUnloadInTheMiddleIsNoHarm) {
+    SkemaQormManagedObject *machine = Watched("vm-1");
+    onNotify = [&] {
+        onNotify = nullptr;
+        orvane_session_unload_object(session.get(), machine, TRUE);
+        proxies.clear();
+    };
+    Update(Modify("vm-1", Assign("name", String("2")) + Assign("name", String("3"))));
+    EXPECT_EQ(0u, service.Arguments("DestroyPropertyFilter").size());
+}
+
+TEST_F(Updates, HostileOnesAreDropped) {
+    Watched("vm-1");
+    const std::string changes[] = {
+        Assign("name", Typed("ArrayOfString", "<string>a</string>")),
+        Assign("name", Reference("val", "Folder", "group-1")),
+        Assign("name", Typed("VirtualMachine", "vm-1")),
+        Assign("name", "<val/>"),
+        Assign("parent", String("group-1")),
+        Assign("parent", Reference("val", "Task", "task-1")),
+        Assign("parent.name.name", String("x")),
+        Assign("&#xfffd;[]", String("x")),
+        Assign("&lt;x&gt;", String("x")),
+        Assign(std::string(100000, 'x'), String("x")),
+        Assign("config.hardware.device[", String("x")),
+        Change("add", "name", String("x")),
+        Change("add", "datastore", String("x")),
+        Change("add", "datastore", Reference("val", "Task", "task-1")),
+        Change("remove", "datastore[\"datastore-9\"]"),
+        Change("indirectRemove", "name[\"x\"]"),
+        Change("nonsense", "name", String("x")),
+    };
+    std::string all;
+    for (const std::string &change : changes)
+        all += change;
+    signals.clear();
+    Update(Modify("vm-1", all) + Object("modify", "PropertyCollector", "collector", all) +
+           Object("leave", "PropertyCollector", "collector"));
+    for (const std::string &signal : signals)
+        EXPECT_TRUE(signal == "vm-1 name" || signal == "vm-1 config") << signal;
+    Update(Modify("vm-1", Change("assign", "name")));
+    EXPECT_EQ("(NULL)", Name(Machine("vm-1"))) << "no value clears the property";
+}
+
+TEST_F(Updates, CancelingTellsTheServiceIfSomebodyListens) {
+    Outcome outcome;
+    OrvaneMOMgr *manager = orvane_session_get_momgr(session.get());
+    orvane_momgr_cancel_updates(manager, outcome.listener);
+    ASSERT_TRUE(testLoop::RunUntil([&] { return outcome.IsOver(); }));
+    EXPECT_EQ("acknowledge success", outcome.told);
+    EXPECT_EQ(1, service.Count("CancelWaitForUpdates"));
+    service.Update("");
+    testLoop::Settle();
+    EXPECT_EQ(0, service.Count("WaitForUpdatesEx"));
+}
+
+/* The manager may outlive its session, if somebody holds it. */
+TEST_F(Updates, AManagerWithoutASessionDoesNothing) {
+    const auto manager = MOMgrHold(orvane_session_get_momgr(session.get()));
+    session.reset();
+    Outcome outcome;
+    orvane_momgr_cancel_updates(manager.get(), nullptr);
+    orvane_momgr_wait_for_updates(manager.get());
+    orvane_momgr_retrieve_contents(manager.get(), nullptr, outcome.listener);
+    EXPECT_EQ("acknowledge failure", outcome.told);
+}
+
+/* Walks the whole life of a connection, and at each callback of the loop takes something away. */
+class EveryStep : public testing::Test {
+protected:
+    struct Run {
+        Service service;
+        ObjectPtr<OrvaneSession> session{orvane_session_new()};
+        Outcome connect, load, contents;
+        ObjectPtr<SkemaQormManagedObject> machine;
+        bool isUpdated = false;
+    };
+
+    static void Begin(Run &run) {
+        run.service.Update(Enter("AuthorizationManager", "auth"));
+        run.connect.onSuccess = [&run] {
+            run.machine.reset(
+                static_cast<SkemaQormManagedObject *>(g_object_ref_sink(orvane_session_get_object(
+                    run.session.get(), "vm-1", skema_ozy_virtual_machine_get_type()))));
+            orvane_session_load_object(run.session.get(), TRUE, run.machine.get(),
+                                       run.load.listener);
+            orvane_session_load_properties(run.session.get(), run.machine.get(),
+                                           run.contents.listener, FALSE, "name", nullptr);
+            run.service.Update(Enter("VirtualMachine", "vm-1", Assign("name", String("a"))));
+        };
+        run.load.onSuccess = [&run] {
+            run.service.Update(Modify("vm-1", Assign("name", String("b"))));
+            run.isUpdated = true;
+        };
+        orvane_session_connect(run.session.get(), run.service.Url().c_str(), "u", "p",
+                               run.connect.listener);
+    }
+
+    /* How many steps there were. */
+    static uint64_t Walk(uint64_t loseAt, const std::function<void(Run &)> &lose) {
+        testLoop::Reset();
+        EXPECT_TRUE(orvane_init(testLoop::Callback, testLoop::CallbackRemove));
+        uint64_t numSteps = 0;
+        {
+            Run run;
+            testLoop::SetBeforeStep([&](uint64_t step) {
+                if (step == loseAt)
+                    lose(run);
+            });
+            Begin(run);
+            if (loseAt == UINT64_MAX) {
+                EXPECT_TRUE(testLoop::RunUntil([&] { return run.isUpdated; }));
+            }
+            testLoop::Settle();
+            numSteps = testLoop::NumSteps();
+            for (const Outcome *outcome : {&run.load, &run.contents})
+                EXPECT_TRUE(outcome->told.empty() || outcome->IsOver()) << outcome->told;
+        }
+        testLoop::SetBeforeStep(nullptr);
+        testLoop::Settle();
+        orvane_shutdown();
+        EXPECT_TRUE(testLoop::Registrations().empty()) << loseAt;
+        return numSteps;
+    }
+};
+
+TEST_F(EveryStep, AnythingMayGo) {
+    const uint64_t numSteps = Walk(UINT64_MAX, [](Run &) {});
+    ASSERT_GT(numSteps, 10u);
+    const std::function<void(Run &)> losses[] = {
+        [](Run &run) { run.session.reset(); },
+        [](Run &run) { run.machine.reset(); },
+        [](Run &run) {
+            run.load.Drop();
+            run.contents.Drop();
+        },
+    };
+    for (const auto &lose : losses) {
+        for (uint64_t at = 0; at < numSteps; at++)
+            Walk(at, lose);
+    }
+}
+
+} // namespace
+} // namespace momgr
