@@ -20,6 +20,7 @@ lib/ssl/             sslTest orvaneTest orvaneCliTest hostileTest
 lib/crypto/          cryptoTest
 lib/keyLocator/      keyLocatorTest
 apps/lib/basicHttp/  basicHttpTest orvaneTest hostileTest scenarioTest
+ozy/lib/schemaRows/  schemaTextTest orvaneTest
 ozy/lib/schemaText/  schemaTextTest schemagenTest schemaImportTest schemaLoadTest
 ozy/lib/orvaneGlib/  orvaneGlibTest
 ozy/lib/orvane/      orvaneTest schemaLoadTest orvaneGlibTest scenarioTest hostileTest

@@ -7,8 +7,6 @@ namespace hostile {
 
 namespace {
 
-constexpr int kLimitMs = 30000;
-
 std::string Secret(const char *what) {
     return kCanary + std::string(what);
 }
@@ -37,7 +35,7 @@ public:
         Told early;
         ending = &early;
         Begin(connect.listener);
-        testLoop::RunUntil([&] { return connect.times > 0 || early.times > 0; }, kLimitMs);
+        testLoop::RunUntil([&] { return connect.times > 0 || early.times > 0; }, visit.limitMs);
         ending = nullptr;
         Note("connect", connect);
         if (const char *version = orvane_session_get_version(session))
@@ -77,7 +75,7 @@ private:
         }
     }
     void Finish(const char *step, Told &told) {
-        testLoop::RunUntil([&] { return told.times > 0; }, kLimitMs);
+        testLoop::RunUntil([&] { return told.times > 0; }, visit.limitMs);
         Note(step, told);
     }
     void Note(const char *step, const Told &told) {

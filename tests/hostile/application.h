@@ -18,7 +18,8 @@ struct Visit {
     Login login = Login::kPassword;
     std::string authorities; /* a file of them, which makes the session strict; empty: not */
     bool isEndedBySelf =
-        false; /* disconnects as soon as it is connected, while the roles are loaded */
+        false;           /* disconnects as soon as it is connected, while the roles are loaded */
+    int limitMs = 30000; /* for each step, real time */
 };
 
 /* The steps and how their listeners ended: "success", "failure CLASS ..." as Told has it, or "nothing", and behind the

@@ -1,5 +1,6 @@
 #include "tests/hostile/ledger.h"
 
+#include <atomic>
 #include <filesystem>
 #include <fstream>
 
@@ -8,11 +9,20 @@
 #include <unistd.h>
 
 #include <fmt/format.h>
+#include <gtest/gtest.h>
 
 #include "lib/misc/glibPtr.h"
 #include "lib/misc/log.h"
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#ifdef __has_feature
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+#define IS_SANITIZED
+#endif
+#elif defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#define IS_SANITIZED
+#endif
+#ifdef IS_SANITIZED
+#include <sanitizer/allocator_interface.h>
 #include <sanitizer/common_interface_defs.h>
 #endif
 
@@ -20,21 +30,10 @@ namespace hostile {
 
 namespace {
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool kIsSanitized = true;
-void ReportTo(int descriptor) {
-    __sanitizer_set_report_fd(reinterpret_cast<void *>(intptr_t(descriptor)));
-}
-#else
-constexpr bool kIsSanitized = false;
-void ReportTo(int) {}
-#endif
-
-constexpr uint64_t kTimeFactor = kIsSanitized ? 10 : 1;
 constexpr uint64_t kMicrosecondsPerByte = 1;
 constexpr uint64_t kMicroseconds = 50000;
-constexpr uint64_t kMemoryPerByte = 64;
-constexpr uint64_t kMemory = uint64_t(8) << 20;
+constexpr int64_t kMemoryPerByte = 64;
+constexpr int64_t kMemory = int64_t(8) << 20;
 
 uint64_t ProcessorTime() {
     rusage usage;
@@ -45,19 +44,69 @@ uint64_t ProcessorTime() {
     return microseconds(usage.ru_utime) + microseconds(usage.ru_stime);
 }
 
-/* A figure of /proc/self/status in bytes: "VmRSS:" for memory now, "VmHWM:" for the most since it was reset. */
-uint64_t Memory(std::string_view name) {
+#ifdef IS_SANITIZED
+
+constexpr uint64_t kTimeFactor = 10;
+
+/* What is allocated. The resident set tells little, since a sanitizer keeps freed memory on purpose. */
+std::atomic<int64_t> heap;
+std::atomic<int64_t> mostHeap;
+
+void OnAllocated(const volatile void *, size_t size) {
+    const int64_t now = heap += int64_t(size);
+    int64_t most = mostHeap;
+    while (now > most && !mostHeap.compare_exchange_weak(most, now)) {
+    }
+}
+
+void OnFree(const volatile void *block) {
+    if (block)
+        heap -= int64_t(__sanitizer_get_allocated_size(block));
+}
+
+void ReportTo(int descriptor) {
+    __sanitizer_set_report_fd(reinterpret_cast<void *>(intptr_t(descriptor)));
+}
+
+/* What is in use now; from here on the most is counted. */
+int64_t BeginMemory() {
+    static const int installed = __sanitizer_install_malloc_and_free_hooks(OnAllocated, OnFree);
+    EXPECT_NE(0, installed);
+    return mostHeap = heap.load();
+}
+
+int64_t MostMemory() {
+    return mostHeap;
+}
+
+#else
+
+constexpr uint64_t kTimeFactor = 1;
+
+void ReportTo(int) {}
+
+/* A figure of /proc/self/status in bytes. */
+int64_t ResidentSet(std::string_view name) {
     std::ifstream status("/proc/self/status");
     for (std::string line; std::getline(status, line);) {
         if (line.starts_with(name))
-            return std::stoull(line.substr(name.size())) * 1024;
+            return std::stoll(line.substr(name.size())) * 1024;
     }
+    ADD_FAILURE() << "/proc/self/status has no " << name;
     return 0;
 }
 
-void ResetMostMemory() {
+/* What is in use now; from here on the most is counted. */
+int64_t BeginMemory() {
     std::ofstream("/proc/self/clear_refs") << "5";
+    return ResidentSet("VmRSS:");
 }
+
+int64_t MostMemory() {
+    return ResidentSet("VmHWM:");
+}
+
+#endif
 
 int NumDescriptors() {
     int count = 0;
@@ -73,8 +122,7 @@ Ledger::Ledger() : realStderr(dup(STDERR_FILENO)), output(memfd_create("stderr",
     ReportTo(realStderr);
     numDescriptors = NumDescriptors();
     LogRing_Clear();
-    ResetMostMemory();
-    memory = Memory("VmRSS:");
+    memory = BeginMemory();
     microseconds = ProcessorTime();
 }
 
@@ -97,7 +145,7 @@ std::string Ledger::TakeOutput() {
 
 std::string Ledger::Close(uint64_t numBytesReceived) {
     const uint64_t time = ProcessorTime() - microseconds;
-    const uint64_t most = Memory("VmHWM:");
+    const int64_t most = MostMemory() - memory;
     const int descriptors = NumDescriptors();
     const GPtr<char> log(LogRing_Copy());
     const std::string printed = TakeOutput();
@@ -108,10 +156,9 @@ std::string Ledger::Close(uint64_t numBytesReceived) {
         kTimeFactor * (kMicroseconds + numBytesReceived * kMicrosecondsPerByte);
     if (time > timeBound)
         enter(fmt::format("{} us of processor time, {} are allowed", time, timeBound));
-    /* a sanitizer keeps freed memory on purpose */
-    const uint64_t memoryBound = kMemory + numBytesReceived * kMemoryPerByte;
-    if (!kIsSanitized && most > memory + memoryBound)
-        enter(fmt::format("{} bytes of memory, {} are allowed", most - memory, memoryBound));
+    const int64_t memoryBound = kMemory + int64_t(numBytesReceived) * kMemoryPerByte;
+    if (most > memoryBound)
+        enter(fmt::format("{} bytes of memory, {} are allowed", most, memoryBound));
     if (descriptors != numDescriptors)
         enter(fmt::format("{} descriptors, {} before", descriptors, numDescriptors));
     if (!printed.empty())

@@ -5,7 +5,7 @@
  *   ... talk to a peer ...
  *   EXPECT_EQ("", ledger.Close(numBytesReceived));
  *
- * Memory:     the resident set grows by at most 64 bytes for each byte received, and 8 MiB.
+ * Memory:     the resident set, under a sanitizer the heap, grows by at most 64 bytes for each byte received, and 8 MiB.
  * Time:       the process uses at most 1 us for each byte received, and 50 ms; ten times that under a sanitizer.
  * Descriptors: as many are open at the end as at the beginning.
  * Output:     nothing is written to stderr.
@@ -40,7 +40,7 @@ private:
 
     int realStderr = -1;
     int output = -1; /* the file that stands in for stderr */
-    uint64_t memory;
+    int64_t memory;
     uint64_t microseconds;
     int numDescriptors;
 };

@@ -8,61 +8,20 @@
 #include <unistd.h>
 
 #include "tests/hostile/tlsFront.h"
-#include "tests/ozy/lib/orvane/session/sessionFixture.h"
+#include "tests/support/testLoop.h"
 
 namespace hostile {
 
 namespace {
 
-constexpr char kWait[] = "WaitForUpdatesEx";
-constexpr char kCall[] = "CurrentTime";
-constexpr gint64 kPatience = 300 * G_TIME_SPAN_MILLISECOND;
-
-/* The attack on the update stream, see the header. */
-class StreamAttack {
-public:
-    StreamAttack(Service *its, const CannedAnswer &what)
-        : service(its), answer(what), reply(its->answers[kCall]) {
-        service->answers[kCall] = {}; /* later */
-    }
-    void GoOn() {
-        if (begun == 0 && service->Count(kCall) > 0 && service->Count(kWait) > 0) {
-            begun = g_get_monotonic_time();
-            numWaits = service->Count(kWait);
-            service->server.Send(service->Last(kWait).connection, answer.bytes, answer.close);
-        }
-        const bool isTaken = begun != 0 && (service->Count(kWait) > numWaits ||
-                                            g_get_monotonic_time() > begun + kPatience);
-        if (isTaken && !isAnswered) {
-            isAnswered = true;
-            service->server.Send(service->Last(kCall).connection, reply.bytes);
-            service->answers[kCall] = reply;
-        }
-    }
-
-private:
-    Service *service;
-    CannedAnswer answer;
-    CannedAnswer reply;
-    gint64 begun = 0;
-    size_t numWaits = 0;
-    bool isAnswered = false;
-};
-
 [[noreturn]] void Serve(const Attack &attack, PeerDeeds *deeds) {
     testLoop::Reset();
-    Service service;
-    std::unique_ptr<StreamAttack> stream;
-    if (attack.method == kWait)
-        stream = std::make_unique<StreamAttack>(&service, attack.answer);
-    else if (!attack.method.empty())
-        service.answers[attack.method] = attack.answer;
+    AttackedService service(attack);
     deeds->port = service.server.Port();
     for (;;) {
         testLoop::RunUntil(
             [&] {
-                if (stream)
-                    stream->GoOn();
+                service.GoOn();
                 deeds->numConnections = service.server.NumConnections();
                 deeds->numAttacks = int(service.Count(attack.method));
                 deeds->numBytes = service.server.NumBytesWritten();

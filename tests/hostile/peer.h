@@ -1,13 +1,11 @@
 /*
- * peer.h -- a service in a process of its own that gives one answer of the attacker's and plays by the rules otherwise
+ * peer.h -- an attacked service in a process of its own
  *
  *   Peer peer({.method = "Login", .answer = {"HTTP/1.1 200 OK\r\nContent-Length: -1\r\n\r\n"}});
  *   ... connect to peer.Url() ...
  *   EXPECT_LE(peer.Deeds().numAttacks, 1);
  *
- * It is the service of sessionFixture.h, so what it costs is not on the ledger of the test. An attack on
- * "WaitForUpdatesEx" is launched when the application makes its first call, "CurrentTime", and that call is answered
- * once the attack was taken: when the next wait for updates comes in, or soon.
+ * What it costs is not on the ledger of the test.
  *
  * Ownership: the process ends with its object, or with the test's process.
  * Threads:   make a peer before there are threads.
@@ -20,15 +18,10 @@
 #include <netinet/in.h>
 #include <sys/types.h>
 
-#include "tests/support/cannedServer.h"
+#include "tests/hostile/attackedService.h"
 #include "tools/certificates/certificateKind.h"
 
 namespace hostile {
-
-struct Attack {
-    std::string method;  /* by the name of the call, or of the document's file; empty: none */
-    CannedAnswer answer; /* the attacker's; without bytes and without an end, silence */
-};
 
 /* What a peer has seen and done, in memory that it shares with the test. */
 struct PeerDeeds {
