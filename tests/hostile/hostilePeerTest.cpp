@@ -25,23 +25,6 @@ using namespace hostile;
 
 constexpr rlim_t kSeconds = 30; /* of processor time, after which a row is given up */
 
-std::string WithPort(std::string text, int port) {
-    constexpr std::string_view kPort = "@PORT@";
-    for (size_t at = 0; (at = text.find(kPort)) != std::string::npos;)
-        text.replace(at, kPort.size(), std::to_string(port));
-    return text;
-}
-
-CannedAnswer Answer(const Row &row, int strangersPort) {
-    CannedAnswer answer{.bytes = WithPort(row.answer, strangersPort), .close = row.isClosed};
-    answer.bytes.reserve(answer.bytes.size() + row.piece.size() * size_t(row.times) +
-                         row.tail.size());
-    for (int i = 0; i < row.times; i++)
-        answer.bytes += row.piece;
-    answer.bytes += row.tail;
-    return answer;
-}
-
 /* Failed checks of the reader's that are stated, of values that are none. All else of GLib fails the test. */
 void TakeStatedChecks(const gchar *domain, GLogLevelFlags level, const gchar *text, gpointer) {
     if (!std::string_view(text).starts_with("orvane_soap_deserialize_"))
@@ -59,7 +42,9 @@ void Attacked(const Row &row) {
         visit.authorities = folder.Write("root.pem", presented->anchor.pem);
     const auto *shown = presented ? &*presented : nullptr;
     const Peer stranger;
-    const Peer peer({row.method, Answer(row, stranger.Port())}, shown);
+    const Peer peer(
+        {row.method, {.bytes = WithPort(AnswerOf(row), stranger.Port()), .close = row.isClosed}},
+        shown);
     {
         /* what is made once in a process is no matter of this peer */
         const Peer friendly({}, shown);

@@ -6,6 +6,7 @@
  */
 #pragma once
 
+#include <climits>
 #include <string>
 #include <vector>
 
@@ -40,5 +41,12 @@ std::vector<Row> TransportRows();
 std::vector<Row> DocumentRows();
 /* The update stream. */
 std::vector<Row> UpdateRows();
+std::vector<Row> AllRows();
+
+/* A text with the port of a stranger in it. */
+std::string WithPort(std::string text, int port);
+
+/* All bytes of a row's answer, with the piece at most so many times. */
+std::string AnswerOf(const Row &row, int maxTimes = INT_MAX);
 
 } // namespace hostile
