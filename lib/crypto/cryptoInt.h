@@ -10,7 +10,7 @@
  */
 #pragma once
 
-#include <array>
+#include <algorithm>
 #include <cstring>
 #include <span>
 
@@ -167,4 +167,17 @@ template <class Row> Row *CryptoFindRow(Row *const *table, const char *name) {
             return *table;
     }
     return nullptr;
+}
+
+/* Calls function(piece, size) for pieces of the data that one call of a running hash takes. */
+template <class Function>
+void CryptoForEachPiece(gconstpointer data, gsize size, Function function) {
+    constexpr gsize kPieceSize = 0x40000000;
+    const auto *at = static_cast<const guint8 *>(data);
+    while (size > 0) {
+        const gsize pieceSize = std::min(size, kPieceSize);
+        function(at, pieceSize);
+        at += pieceSize;
+        size -= pieceSize;
+    }
 }
