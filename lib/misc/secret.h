@@ -100,6 +100,10 @@ template <class T> struct SecretValue : T {
     ~SecretValue() { Secret_Wipe(static_cast<T *>(this), sizeof(T)); }
     SecretValue(const SecretValue &) = delete;
     SecretValue &operator=(const SecretValue &) = delete;
+    SecretValue &operator=(const T &value) {
+        static_cast<T &>(*this) = value;
+        return *this;
+    }
 };
 
 /* Bytes on the stack, zeroed at first. */
