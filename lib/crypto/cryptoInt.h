@@ -110,6 +110,18 @@ struct CryptoKey {
 /* All ciphers, in the order in which an import tries them; ends with nullptr. */
 extern CryptoCipher *const allCiphers[];
 
+/* ---- operations of the AES rows ---- */
+
+CryptoError CryptoAES_InitKey(CryptoKey *key);
+CryptoError CryptoAES_GenerateKey(CryptoCipher *cipher, guint8 **data, gsize *size);
+void CryptoAES_FreeKey(CryptoKey *key);
+CryptoError CryptoAES_ECBEncrypt(CryptoKey *key, const guint8 *in, guint8 *out, gsize size);
+CryptoError CryptoAES_ECBDecrypt(CryptoKey *key, const guint8 *in, guint8 *out, gsize size);
+CryptoError CryptoAES_CBCEncrypt(CryptoKey *key, guint8 *iv, const guint8 *in, guint8 *out,
+                                 gsize size);
+CryptoError CryptoAES_CBCDecrypt(CryptoKey *key, guint8 *iv, const guint8 *in, guint8 *out,
+                                 gsize size);
+
 /* ---- operations of the public-key rows ---- */
 
 CryptoError CryptoRSA_InitKey(CryptoKey *key);
