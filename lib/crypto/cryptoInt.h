@@ -10,7 +10,7 @@
  */
 #pragma once
 
-#include <array>
+#include <algorithm>
 #include <cstring>
 #include <span>
 
@@ -110,6 +110,18 @@ struct CryptoKey {
 /* All ciphers, in the order in which an import tries them; ends with nullptr. */
 extern CryptoCipher *const allCiphers[];
 
+/* ---- operations of the AES rows ---- */
+
+CryptoError CryptoAES_InitKey(CryptoKey *key);
+CryptoError CryptoAES_GenerateKey(CryptoCipher *cipher, guint8 **data, gsize *size);
+void CryptoAES_FreeKey(CryptoKey *key);
+CryptoError CryptoAES_ECBEncrypt(CryptoKey *key, const guint8 *in, guint8 *out, gsize size);
+CryptoError CryptoAES_ECBDecrypt(CryptoKey *key, const guint8 *in, guint8 *out, gsize size);
+CryptoError CryptoAES_CBCEncrypt(CryptoKey *key, guint8 *iv, const guint8 *in, guint8 *out,
+                                 gsize size);
+CryptoError CryptoAES_CBCDecrypt(CryptoKey *key, guint8 *iv, const guint8 *in, guint8 *out,
+                                 gsize size);
+
 /* ---- operations of the public-key rows ---- */
 
 CryptoError CryptoRSA_InitKey(CryptoKey *key);
@@ -167,4 +179,17 @@ template <class Row> Row *CryptoFindRow(Row *const *table, const char *name) {
             return *table;
     }
     return nullptr;
+}
+
+/* Calls function(piece, size) for pieces of the data that one call of a running hash takes. */
+template <class Function>
+void CryptoForEachPiece(gconstpointer data, gsize size, Function function) {
+    constexpr gsize kPieceSize = 0x40000000;
+    const auto *at = static_cast<const guint8 *>(data);
+    while (size > 0) {
+        const gsize pieceSize = std::min(size, kPieceSize);
+        function(at, pieceSize);
+        at += pieceSize;
+        size -= pieceSize;
+    }
 }

@@ -94,10 +94,17 @@ private:
     gsize count = 0;
 };
 
-/* Bytes on the stack or in a record. */
-template <gsize N> struct SecretArray : std::array<guint8, N> {
-    SecretArray() : std::array<guint8, N>{} {}
-    ~SecretArray() { Secret_Wipe(this->data(), N); }
-    SecretArray(const SecretArray &) = delete;
-    SecretArray &operator=(const SecretArray &) = delete;
+/* A record without pointers, zeroed at first. */
+template <class T> struct SecretValue : T {
+    SecretValue() : T{} {}
+    ~SecretValue() { Secret_Wipe(static_cast<T *>(this), sizeof(T)); }
+    SecretValue(const SecretValue &) = delete;
+    SecretValue &operator=(const SecretValue &) = delete;
+    SecretValue &operator=(const T &value) {
+        static_cast<T &>(*this) = value;
+        return *this;
+    }
 };
+
+/* Bytes on the stack, zeroed at first. */
+template <gsize N> using SecretArray = SecretValue<std::array<guint8, N>>;

@@ -229,6 +229,37 @@ int __wrap_sk_num(const OPENSSL_STACK *stack);
 void *__wrap_sk_value(const OPENSSL_STACK *stack, int index);
 void __wrap_sk_pop_free(OPENSSL_STACK *stack, void (*freeFn)(void *element));
 
+/* ---- AES, random bytes ---- */
+
+enum { AES_DECRYPT = 0, AES_ENCRYPT = 1 };
+
+/* The same in 1.0.2 and in 3. */
+typedef struct {
+    unsigned int roundKeys[60];
+    int rounds;
+} AES_KEY;
+
+/* The same in 1.0.2 and in 3, where seed and add return an int. */
+typedef struct {
+    int (*seed)(const void *bytes, int size);
+    int (*bytes)(unsigned char *bytes, int size);
+    void (*cleanup)(void);
+    int (*add)(const void *bytes, int size, double entropy);
+    int (*pseudorand)(unsigned char *bytes, int size);
+    int (*status)(void);
+} RAND_METHOD;
+
+int __wrap_AES_set_encrypt_key(const unsigned char *bytes, int bits, AES_KEY *key);
+int __wrap_AES_set_decrypt_key(const unsigned char *bytes, int bits, AES_KEY *key);
+void __wrap_AES_ecb_encrypt(const unsigned char *in, unsigned char *out, const AES_KEY *key,
+                            int encrypt);
+void __wrap_AES_cbc_encrypt(const unsigned char *in, unsigned char *out, size_t size,
+                            const AES_KEY *key, unsigned char *iv, int encrypt);
+int __wrap_RAND_set_rand_method(const RAND_METHOD *method);
+const RAND_METHOD *__wrap_RAND_get_rand_method(void);
+int __wrap_RAND_bytes(unsigned char *bytes, int size);
+void __wrap_RAND_seed(const void *bytes, int size);
+
 /* ---- certificates ---- */
 
 X509 *__wrap_PEM_read_bio_X509(BIO *bio, X509 **cert, SSLPassphraseFn passphrase, void *data);
