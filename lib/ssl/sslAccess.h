@@ -35,8 +35,9 @@ long SSLAccess_CertVersion(const X509 *cert);
 int SSLAccess_CertSignatureNid(const X509 *cert);
 
 /*
- * Whether the certificate is for a host name. Only alternative names count if it has a DNS name among them, else
- * common names. A wildcard replaces exactly the first of three or more labels. False without the function.
+ * Whether the certificate is for a host name. Only alternative names count if it has a DNS name among them,
+ * else common names. A wildcard replaces exactly the first of three or more labels. False without the
+ * function.
  */
 bool SSLAccess_CertIsForName(X509 *cert, std::string_view name);
 

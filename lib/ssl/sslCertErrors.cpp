@@ -153,8 +153,8 @@ bool IsForHost(X509_STORE_CTX *, X509 *leaf, const char *host) {
            SSL_MatchX509v3SubjectAltNames(leaf, GEN_IPADD, host, length);
 }
 
-/* OpenSSL checks no constraints on a common name without a dot, and 1.0.2 on none at all. Below an authority that has
- * constraints, such a name does not count. */
+/* OpenSSL checks no constraints on a common name without a dot, and 1.0.2 on none at all. Below an authority
+ * that has constraints, such a name does not count. */
 bool IsForServer(X509_STORE_CTX *storeContext, X509 *leaf, const char *host) {
     const bool hasUncheckedForm =
         strchr(host, '.') == nullptr || !SSLAccess_ChecksConstraintsLate();

@@ -1,6 +1,6 @@
 /*
- * A file with all CA certificates of the machine takes some 30 ms to read. That is too long for every handshake in an
- * event loop, so the certificates are kept, and read again when the file has changed.
+ * A file with all CA certificates of the machine takes some 30 ms to read. That is too long for every
+ * handshake in an event loop, so the certificates are kept, and read again when the file has changed.
  */
 #include "lib/ssl/sslCertStore.h"
 

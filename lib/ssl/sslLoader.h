@@ -6,9 +6,9 @@
  *       beside the program:     the same
  *       under the directory:    DIR/lib/FILE-x86-64/FILE    DIR/lib/FILE/FILE    DIR/lib/FILE    DIR/FILE
  *
- * FILE is libcrypto.so.1.0.2 and libssl.so.1.0.2, both from the same place. The first pair that opens and is not too
- * old is taken. A process that runs set-uid or set-gid looks under the directory only, since its user can put
- * a program and what lies beside it where he likes (by a link).
+ * FILE is libcrypto.so.1.0.2 and libssl.so.1.0.2, both from the same place. The first pair that opens and is
+ * not too old is taken. A process that runs set-uid or set-gid looks under the directory only, since its user
+ * can put a program and what lies beside it where he likes (by a link).
  *
  * Ownership: an opened pair is the caller's.
  * Errors:    what was tried and did not do goes to the log. A libcrypto that has no version at all ends the
@@ -32,5 +32,6 @@ bool SSLOpenLibrariesDirect(const char *cryptoPath, const char *sslPath, bool is
 /* Searches; libraryDir may be NULL. */
 bool SSLOpenLibraries(const char *libraryDir, bool isVersionChecked, SSLLibraryPair *pair);
 
-/* Looks all functions of sslNames.inc up and stores them behind their thunks; one that is missing ends the process. */
+/* Looks all functions of sslNames.inc up and stores them behind their thunks; one that is missing ends the
+ * process. */
 void SSLResolveThunks(const SSLLibraryPair &pair);

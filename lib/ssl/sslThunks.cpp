@@ -52,9 +52,10 @@ SSLThunkUnresolved(void *const *target) {
 }
 
 /*
- * In assembly, since no C function can jump on with arguments that it does not know. One statement, so that the
- * targets stay in the order of the rows whatever the compiler does. Testing and jumping through memory takes 32 bytes a
- * thunk, and one cycle less than by way of a register. A target never becomes NULL again, so it may be read twice.
+ * In assembly, since no C function can jump on with arguments that it does not know. One statement, so that
+ * the targets stay in the order of the rows whatever the compiler does. Testing and jumping through memory
+ * takes 32 bytes a thunk, and one cycle less than by way of a register. A target never becomes NULL again, so
+ * it may be read twice.
  */
 __asm__(R"(
 .pushsection .bss.sslthunk, "aw", @nobits

@@ -32,8 +32,8 @@ enum {
 constexpr char kTextHead[] = "The remote host certificate has these problems:";
 constexpr char kTextItem[] = "\n\n* ";
 
-/* Errors that the versions of OpenSSL after 1.0.2 find when the walk is over and the decision made: violated name
- * constraints, and address blocks (41, 46). In 1.0.2 these codes cannot come then. */
+/* Errors that the versions of OpenSSL after 1.0.2 find when the walk is over and the decision made: violated
+ * name constraints, and address blocks (41, 46). In 1.0.2 these codes cannot come then. */
 constexpr auto kLateErrors = std::to_array<int>({1, 41, 46, 47, 48, 49, 51, 52, 53});
 
 /* How the function of SSL_SetVerifyCb() accepted a peer. */
@@ -183,8 +183,8 @@ void NoteError(SSLVerifyState *state, int error, int depth) {
     state->exactErrors |= IsConstraintError(error) ? SSL_CERT_NAME_CONSTRAINT : flag;
 }
 
-/* The end of a walk. Notes what OpenSSL would find later, and invokes the function, once; the state is not needed any
- * more. */
+/* The end of a walk. Notes what OpenSSL would find later, and invokes the function, once; the state is not
+ * needed any more. */
 int Decide(X509_STORE_CTX *storeContext, SSLVerifyState *state) {
     if (state->called)
         Panic("%s: Bogus attempt to call callback twice!\n", "SSL_ValidateCertCb");

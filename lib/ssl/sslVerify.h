@@ -2,8 +2,9 @@
  * sslVerify.h -- the verify callbacks that the layer gives OpenSSL
  *
  * Two ways lead through here. SSL_ConnectAndVerify() installs SSLVerifyCb() on one connection, and an
- * SSLVerifyParam says what is required and receives the result. SSL_SetVerifyCb() installs SSL_ValidateCertCb() on
- * a context that is used for one handshake; the function to invoke is in the SSLVerifyState of its store.
+ * SSLVerifyParam says what is required and receives the result. SSL_SetVerifyCb() installs
+ * SSL_ValidateCertCb() on a context that is used for one handshake; the function to invoke is in the
+ * SSLVerifyState of its store.
  *
  * Threads: that of the handshake.
  */
@@ -17,8 +18,8 @@
 void SSLVerify_SetFunction(SSL_CTX *ctx, SSLVerifyCertificateFn func, gpointer data,
                            GDestroyNotify destroy);
 
-/* Has a connection check its peer as the record says. Clears what an earlier connection left in the record. False:
- * no memory. */
+/* Has a connection check its peer as the record says. Clears what an earlier connection left in the record.
+ * False: no memory. */
 bool SSLVerify_SetParam(SSL *ssl, SSLVerifyParam *param);
 
 /* The verify callback of a connection that has a SSLVerifyParam, and its decision. */
