@@ -166,7 +166,7 @@ TEST_F(Cert, VerifyCodesBecomeBits) {
         EXPECT_EQ(row.chain, SSLMapErrorToFlag(row.code, false)) << row.code;
     }
     EXPECT_STREQ(
-        "It belongs to another host name.\nIt was revoked.",
+        "It is for another host name.\nIt was revoked.",
         GPtr<char>(SSL_DescribeCertErrors(SSL_CERT_REVOKED | SSL_CERT_NAME_MISMATCH)).get());
     EXPECT_STREQ("", GPtr<char>(SSL_DescribeCertErrors(0)).get());
 }
