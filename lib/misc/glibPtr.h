@@ -1,9 +1,10 @@
 /*
- * glibPtr.h -- owners for what GLib, libxml2 and malloc() hand out: released on every path out of a scope
+ * glibPtr.h -- owners for objects of GLib, libxml2 and malloc(), which are released on every path out of a
+ * scope
  *
  *   GPtr<char> text(g_strdup("x"));     ObjectPtr<GObject> object(...);     XmlDocPtr doc(...);
  *
- * Leave by .release() to hand the thing on.
+ * .release() passes the object to another owner.
  */
 #pragma once
 
