@@ -77,7 +77,7 @@ void EmitArrayNotify(GObject *object, GParamSpec *pspec, gboolean isAdded, const
 
 void SetArray(GObject *object, GParamSpec *pspec, const GValueArray *array) {
     ScopedValue value(G_TYPE_VALUE_ARRAY);
-    g_value_set_boxed(&value.value, array);
+    g_value_set_static_boxed(&value.value, array); /* the class copies it */
     g_object_set_property(object, pspec->name, &value.value);
 }
 
@@ -100,9 +100,7 @@ void Add(GObject *object, const std::string &piece, const GValue *value) {
         !IsElement(value, ElementType(pspec)))
         return;
 
-    ScopedValue held(G_TYPE_VALUE_ARRAY);
-    g_object_get_property(object, pspec->name, &held.value);
-    ValueArrayPtr array(static_cast<GValueArray *>(g_value_dup_boxed(&held.value)));
+    ValueArrayPtr array = OrvaneUpdatePath_GetArray(object, pspec);
     if (array == nullptr)
         array.reset(g_value_array_new(1));
     Append(array.get(), ElementType(pspec), value);

@@ -183,6 +183,16 @@ GParamSpec *OrvaneUpdatePath_FindProperty(GObject *object, const char *name) {
     return pspec;
 }
 
+ValueArrayPtr OrvaneUpdatePath_GetArray(GObject *object, const GParamSpec *pspec) {
+    ScopedValue held(G_TYPE_VALUE_ARRAY);
+    g_object_get_property(object, pspec->name, &held.value);
+    if (held.value.data[1].v_uint & G_VALUE_NOCOPY_CONTENTS)
+        return ValueArrayPtr(static_cast<GValueArray *>(g_value_dup_boxed(&held.value)));
+    ValueArrayPtr array(static_cast<GValueArray *>(g_value_get_boxed(&held.value)));
+    held.value = G_VALUE_INIT; /* the copy that it held is the caller's now */
+    return array;
+}
+
 std::string OrvaneUpdatePath_PropertyName(std::string_view piece) {
     return std::string(piece.substr(0, piece.find('[')));
 }
@@ -230,9 +240,7 @@ GValueArray *orvane_momgr_extract_array_element(OrvaneMOMgr *momgr, GObject *obj
     const GParamSpec *pspec = OrvaneUpdatePath_FindProperty(object, name.c_str());
     if (pspec == nullptr || pspec->value_type != G_TYPE_VALUE_ARRAY)
         return nullptr;
-    ScopedValue value(G_TYPE_VALUE_ARRAY);
-    g_object_get_property(object, pspec->name, &value.value);
-    ValueArrayPtr array(static_cast<GValueArray *>(g_value_dup_boxed(&value.value)));
+    ValueArrayPtr array = OrvaneUpdatePath_GetArray(object, pspec);
     if (array == nullptr || array->n_values == 0)
         return nullptr;
 

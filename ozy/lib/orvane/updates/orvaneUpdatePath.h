@@ -40,6 +40,9 @@ std::string OrvaneUpdatePath_PropertyName(std::string_view piece);
 /* The property with a name, if it can be read and written; otherwise NULL. */
 GParamSpec *OrvaneUpdatePath_FindProperty(GObject *object, const char *name);
 
+/* A copy of the array in a property; NULL if there is none. */
+ValueArrayPtr OrvaneUpdatePath_GetArray(GObject *object, const GParamSpec *pspec);
+
 G_BEGIN_DECLS
 
 /**
