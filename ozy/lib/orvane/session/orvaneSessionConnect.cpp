@@ -21,8 +21,8 @@
 
 namespace {
 
-constexpr const char *kStepKey =
-    "orvane_session_step"; /* set on listeners of OrvaneSessionNewListener() */
+/* Set on the internal listeners of a chain. */
+constexpr const char *kChainKey = "orvane_session_chain";
 
 /* Adopts the cookie of an existing session. */
 bool SetCookie(BasicHttpCookieJar *jar, const char *cookie) {
@@ -95,7 +95,7 @@ OrvaneListener *OrvaneSessionBound(gpointer object) {
 OrvaneListener *OrvaneSessionNewListener(OrvaneSession *session, OrvaneListenerCallback callback,
                                          OrvaneListener *application) {
     OrvaneListener *internal = OrvaneListener_NewInternal(callback, session);
-    g_object_set_data(G_OBJECT(internal), kStepKey, internal);
+    g_object_set_data(G_OBJECT(internal), kChainKey, internal);
     if (application != nullptr)
         orvane_bind_listener(G_OBJECT(internal), application);
     return internal;
@@ -107,8 +107,8 @@ void OrvaneSessionCheckSent(OrvaneSession *session, OrvaneListener *internal) {
 }
 
 void OrvaneSessionDropListener(OrvaneListener *listener) {
-    const bool isStep = g_object_get_data(G_OBJECT(listener), kStepKey) != nullptr;
-    ObjectWatch<OrvaneListener> application(isStep ? OrvaneSessionBound(listener) : nullptr);
+    const bool isInChain = g_object_get_data(G_OBJECT(listener), kChainKey) != nullptr;
+    ObjectWatch<OrvaneListener> application(isInChain ? OrvaneSessionBound(listener) : nullptr);
     g_object_unref(listener);
     OrvaneSessionAcknowledgeFault(application.Get(), OrvaneFault_NewUnexpected());
 }

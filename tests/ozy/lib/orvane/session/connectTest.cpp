@@ -406,10 +406,11 @@ protected:
     /* Runs the action once when the session gets into a state. */
     void At(int state, std::function<void()> action) {
         onState = [this, state, action](int now) {
-            if (now == state) {
-                onState = nullptr;
-                action();
-            }
+            if (now != state)
+                return;
+            const auto run = action;
+            onState = nullptr; /* frees this function */
+            run();
         };
     }
     void Disconnect() { orvane_session_disconnect(session, disconnect.listener); }

@@ -177,6 +177,30 @@ TEST_F(Invoke, EmitsNothingOnceCancelled) {
     EXPECT_EQ("failure NotSupported", Call()) << "the session goes on";
 }
 
+/* Each call has a reference of its own. */
+TEST_F(Invoke, AllowsOneListenerForSeveralCalls) {
+    Told dropped;
+    for (int i = 0; i < 3; i++)
+        Begin(dropped);
+    g_clear_object(&dropped.listener);
+    testLoop::Settle();
+    EXPECT_EQ(0, dropped.times);
+
+    Told cancelled;
+    Begin(cancelled);
+    for (int i = 0; i < 2; i++) {
+        g_object_ref(cancelled.listener);
+        Begin(cancelled);
+    }
+    orvane_session_cancel_listener(session, cancelled.listener);
+    Answer();
+    ASSERT_NE(nullptr, cancelled.listener);
+    EXPECT_EQ(2u, G_OBJECT(cancelled.listener)->ref_count);
+    g_clear_object(&session);
+    EXPECT_EQ(nullptr, cancelled.listener);
+    EXPECT_EQ(0, cancelled.times);
+}
+
 TEST_F(Invoke, GivesUpACancelledListenerWithTheSession) {
     Told told;
     Begin(told);
