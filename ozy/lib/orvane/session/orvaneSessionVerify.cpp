@@ -269,9 +269,9 @@ void OrvaneSessionVerify_SetUpDiscovery(const OrvaneSession *session, BasicHttpR
         BasicHttp_ForbidReuse(request);
 }
 
-void OrvaneSessionVerify_SetUpCall(OrvaneSession *session, BasicHttpRequest *request) {
-    OrvaneSessionPrivate *priv = session->priv;
-    const bool isLogin = std::exchange(priv->isSendingLogin, false);
+void OrvaneSessionVerify_SetUpCall(const OrvaneSession *session, BasicHttpRequest *request,
+                                   bool isLogin) {
+    const OrvaneSessionPrivate *priv = session->priv;
     if (!priv->isStrict) {
         if (isLogin)
             BasicHttp_SetConnectedProc(request, OnLoginConnected);

@@ -36,7 +36,8 @@ void OrvaneSessionVerify_End(OrvaneSession *session);
 
 /* Make a request check the connections that it will use. */
 void OrvaneSessionVerify_SetUpDiscovery(const OrvaneSession *session, BasicHttpRequest *request);
-void OrvaneSessionVerify_SetUpCall(OrvaneSession *session, BasicHttpRequest *request);
+void OrvaneSessionVerify_SetUpCall(const OrvaneSession *session, BasicHttpRequest *request,
+                                   bool isLogin);
 
 /* A discovery request has ended with error 49, and there is a function to ask. */
 void OrvaneSessionVerify_HandshakeOver(OrvaneSession *session, OrvaneListener *listener);
