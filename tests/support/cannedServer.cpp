@@ -29,6 +29,7 @@ struct Connection {
     int descriptor;
     std::string in;
     std::string out;
+    size_t numWritten = 0;         /* bytes of "out" that are gone */
     Ending ending = Ending::kKeep; /* when all of "out" is written */
     bool isContinued = false; /* "100 Continue" has been sent for the request that is coming in */
 };
@@ -187,6 +188,7 @@ struct CannedServer::State {
     std::vector<CannedRequest> requests;
     std::map<int, Connection> connections; /* open ones, by number */
     int numConnections = 0;
+    size_t numBytesWritten = 0; /* on all connections */
 
     void Listen();
     void Accept();
@@ -285,17 +287,21 @@ void CannedServer::State::Write(int number) {
     if (found == connections.end())
         return;
     Connection &connection = found->second;
-    while (!connection.out.empty()) {
+    while (connection.numWritten < connection.out.size()) {
         const ssize_t count =
-            send(connection.descriptor, connection.out.data(), connection.out.size(), MSG_NOSIGNAL);
+            send(connection.descriptor, connection.out.data() + connection.numWritten,
+                 connection.out.size() - connection.numWritten, MSG_NOSIGNAL);
         if (count < 0 && errno == EINTR)
             continue;
         if (count < 0 && errno == EAGAIN)
             return WatchAgain(number);
         if (count < 0)
             return Close(number, false);
-        connection.out.erase(0, size_t(count));
+        connection.numWritten += size_t(count);
+        numBytesWritten += size_t(count);
     }
+    connection.out.clear();
+    connection.numWritten = 0;
     if (connection.ending != Ending::kKeep)
         return Close(number, connection.ending == Ending::kReset);
     WatchAgain(number);
@@ -344,6 +350,10 @@ int CannedServer::NumConnections() const {
 
 int CannedServer::NumOpenConnections() const {
     return int(state->connections.size());
+}
+
+size_t CannedServer::NumBytesWritten() const {
+    return state->numBytesWritten;
 }
 
 void CannedServer::Send(int connection, const std::string &bytes, bool close) {

@@ -53,6 +53,7 @@ public:
     const std::vector<CannedRequest> &Requests() const;
     int NumConnections() const;     /* accepted so far */
     int NumOpenConnections() const; /* open now */
+    size_t NumBytesWritten() const; /* on all connections so far */
     /* Sends bytes now on a connection whose request was left unanswered. */
     void Send(int connection, const std::string &bytes, bool close = false);
     void StopListening();

@@ -43,9 +43,9 @@ gint CallbackRemove(gint flags, OrvanePollFunction function, gpointer clientData
 /* Forgets all callbacks and the hook, accepts again, sets the clock and the counter back. */
 void Reset();
 
-/* Runs callbacks until the condition holds. False if that took longer than the limit (real time),
- * or if nothing is left that could happen. */
-bool RunUntil(const std::function<bool()> &condition, int limitMs = 10000);
+/* Runs callbacks until the condition holds. False if that took longer than the limit (real time, long
+ * enough for a machine that is busy with other things), or if nothing is left that could happen. */
+bool RunUntil(const std::function<bool()> &condition, int limitMs = 120000);
 
 /* Runs whatever is due now or becomes due within a few milliseconds, until nothing more is. */
 void Settle();

@@ -1,4 +1,6 @@
-// The main() of all test programs.
+// The main() of all test programs. A warning or a critical of GLib that no test expects fails the test that raised it.
+#include <string_view>
+
 #include <glib.h>
 #include <gtest/gtest.h>
 
@@ -22,8 +24,25 @@ extern "C" ORVANE_EXPORT const char *__lsan_default_options() {
     return "print_suppressions=0";
 }
 
+namespace {
+
+/* What g_test_expect_message() or a handler of the test's own takes does not come here. */
+GLogWriterOutput FailOnComplaint(GLogLevelFlags level, const GLogField *fields, gsize numFields,
+                                 gpointer) {
+    if (level & (G_LOG_LEVEL_WARNING | G_LOG_LEVEL_CRITICAL)) {
+        for (gsize i = 0; i < numFields; i++) {
+            if (std::string_view(fields[i].key) == "MESSAGE")
+                ADD_FAILURE() << "GLib: " << static_cast<const char *>(fields[i].value);
+        }
+    }
+    return g_log_writer_default(level, fields, numFields, nullptr);
+}
+
+} // namespace
+
 int main(int argc, char **argv) {
     g_setenv("G_DEBUG", "", TRUE);
+    g_log_set_writer_func(FailOnComplaint, nullptr, nullptr);
     testing::InitGoogleTest(&argc, argv);
     return RUN_ALL_TESTS();
 }

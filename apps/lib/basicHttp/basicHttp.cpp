@@ -504,3 +504,7 @@ void BasicHttp_SetInactivityTimeout(BasicHttpRequest *request, gint kind, guint 
 void BasicHttp_SetMaxResponseSize(gsize bytes) {
     maxResponseSize = bytes;
 }
+
+void BasicHttp_SetRequestMaxResponseSize(BasicHttpRequest *request, gsize bytes) {
+    request->maxResponseSize = bytes;
+}

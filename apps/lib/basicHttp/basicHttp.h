@@ -394,6 +394,8 @@ void BasicHttp_SetInactivityTimeout(BasicHttpRequest *request, gint kind, guint 
 /* Largest response body that is kept, in bytes, for requests created from now on; 0: no limit. It is
  * 256 MiB at first. A larger one ends the request with BASICHTTP_ERROR_TRANSFER. */
 void BasicHttp_SetMaxResponseSize(gsize bytes);
+/* The same for one request. */
+void BasicHttp_SetRequestMaxResponseSize(BasicHttpRequest *request, gsize bytes);
 
 /* A jar in memory, which any number of requests may share at the same time; NULL without memory. */
 BasicHttpCookieJar *BasicHttp_CreateCookieJar(void);

@@ -91,6 +91,9 @@ struct _OrvaneSessionPrivate {
     OrvaneServer *server;
     char *userAgent;
     gboolean useFreshConnection;
+    bool hasReplyLimits;  /* the application has set them */
+    guint64 maxBodyBytes; /* of a reply, if so; 0: no limit */
+    guint64 maxTreeBytes; /* of a reply's tree; 0: no limit */
     gboolean keepAliveActive;
     char *sslCertificateFile;
     char *sslCertificatePath;
@@ -120,7 +123,8 @@ struct _OrvaneSessionPrivate {
     OrvaneMOMgr *moMgr;
     SkemaQormManagedObject *authorizationManager;
     gulong roleListHandler;
-    OrvaneListener *rolesLoadListener; /* owned; loads the authorization manager */
+    /* owned; loads the roles. The connect's listener is bound to it from CONNECTED until it is acknowledged */
+    OrvaneListener *rolesLoadListener;
     SkemaQormManagedObject *sessionManager;
     GObject *userSession;
     OrvaneCall *calls; /* newest first */
@@ -173,6 +177,9 @@ void OrvaneSessionAcknowledgeFault(OrvaneListener *application, SkemaQormMethodF
 /* The same after the state went to DISCONNECTED. */
 void OrvaneSessionConnectFailed(OrvaneSession *session, OrvaneListener *application,
                                 SkemaQormMethodFault *fault);
+
+/* Ends a connect whose roles will not be loaded any more: its listener fails with a RequestCanceled. */
+void OrvaneSessionCancelConnect(OrvaneSession *session);
 
 /* Step 1 on takes over the parameters. */
 void orvane_session_connect_internal(OrvaneSession *session, const char *url,

@@ -135,14 +135,6 @@ void FreeDoneCalls(OrvaneSessionPrivate *priv) {
 
 /* -- sending -------------------------------------------------------------------------------------- */
 
-/* A subclass of the application's has no wire name of its own. */
-const char *WireName(GType type) {
-    const char *name = nullptr;
-    for (; type != 0 && name == nullptr; type = g_type_parent(type))
-        name = static_cast<const char *>(g_type_get_qdata(type, orvane_quark_wsdlname()));
-    return name;
-}
-
 bool IsRepeatable(const char *methodName) {
     return std::ranges::find(kRepeatableMethods, std::string_view(methodName)) !=
            kRepeatableMethods.end();
@@ -167,7 +159,7 @@ BasicHttpHeaders *CallHeaders(OrvaneSessionPrivate *priv) {
 RequestPtr NewRequest(OrvaneSession *session, GObject *object, const char *methodName,
                       const OrvaneArgument *arguments, guint count) {
     const OrvaneSessionPrivate *priv = session->priv;
-    const char *typeName = WireName(G_OBJECT_TYPE(object));
+    const char *typeName = OrvaneType_WireName(G_OBJECT_TYPE(object));
     const char *id = SKEMA_QORM_MANAGED_OBJECT(object)->id;
     if (priv->url == nullptr || priv->version == nullptr || typeName == nullptr || id == nullptr)
         return nullptr;
@@ -238,8 +230,8 @@ bool ReadReply(OrvaneSession *session, OrvaneListener *listener, const char *met
         return false;
     }
 
-    const SoapTreePtr tree(
-        OrvaneSoapTree_Parse(response->content, response->contentLength, "noname.xml"));
+    const SoapTreePtr tree(OrvaneSoapTree_Parse(response->content, response->contentLength,
+                                                "noname.xml", session->priv->maxTreeBytes));
     if (!tree) {
         SetFault(value, OrvaneFault_NewInvalidResponse(response->errorCode, response->responseCode,
                                                        response->content));
@@ -334,6 +326,8 @@ void BasicHttpOnSent(BasicHttpRequest *request, BasicHttpResponse *response, gpo
 
 void OrvaneSessionSetUpRequest(const OrvaneSession *session, BasicHttpRequest *request) {
     const OrvaneSessionPrivate *priv = session->priv;
+    if (priv->hasReplyLimits)
+        BasicHttp_SetRequestMaxResponseSize(request, priv->maxBodyBytes);
     if (priv->useFreshConnection) {
         BasicHttp_SetFreshConnection(request);
         BasicHttp_ForbidReuse(request);

@@ -1,3 +1,5 @@
+// Overlays at run time. Tables change only before the first type of a process is registered, so the body
+// of each test runs in a child process, and the program itself registers none.
 #include <sys/stat.h>
 
 #include <glib/gstdio.h>
@@ -12,6 +14,15 @@
 #include "ozy/lib/orvane/runtime/roomsAbove.h"
 #include "ozy/lib/orvane/schema/schemaEngine.h"
 #include "tests/ozy/lib/orvane/soap/soapFixture.h"
+#include "tests/support/inChild.h"
+
+/* A test whose body runs in a child. */
+#define TEST_IN_CHILD(suite, name)                                                                 \
+    void suite##name();                                                                            \
+    TEST(suite, name) {                                                                            \
+        InChild(suite##name);                                                                      \
+    }                                                                                              \
+    void suite##name()
 
 namespace {
 
@@ -95,7 +106,7 @@ bool HasProperty(const char *wireName, const char *name) {
     return std::find(names.begin(), names.end(), name) != names.end();
 }
 
-TEST(SchemaLoad, FieldsAndTypesAreLikeAllOthers) {
+TEST_IN_CHILD(SchemaLoad, FieldsAndTypesAreLikeAllOthers) {
     const Folder folder;
     const Outcome outcome = Load(folder.write("a.schema", kOverlay));
     ASSERT_EQ(kLoaded, outcome.code) << outcome.message;
@@ -116,7 +127,7 @@ TEST(SchemaLoad, FieldsAndTypesAreLikeAllOthers) {
     EXPECT_STREQ("SKEMA_OZY_TASK_INFO_PAUSED", paused->value_name);
 }
 
-TEST(SchemaLoad, FieldsCrossTheWireByTheirRelease) {
+TEST_IN_CHILD(SchemaLoad, FieldsCrossTheWireByTheirRelease) {
     const Folder folder;
     ASSERT_EQ(kLoaded, Load(folder.write("a.schema", kOverlay)).code);
     const ObjectPtr<GObject> summary = New("VirtualMachineSummary");
@@ -146,7 +157,7 @@ TEST(SchemaLoad, FieldsCrossTheWireByTheirRelease) {
     EXPECT_EQ(all, Written("s", back.get(), "ozy25/6.0"));
 }
 
-TEST(SchemaLoad, CompiledCodeFindsItsTypesAndMethods) {
+TEST_IN_CHILD(SchemaLoad, CompiledCodeFindsItsTypesAndMethods) {
     const SchemaTables *shipped = SchemaEngine_Tables();
     const Folder folder;
     ASSERT_EQ(kLoaded, Load(folder.write("a.schema", kOverlay)).code);
@@ -165,7 +176,7 @@ TEST(SchemaLoad, CompiledCodeFindsItsTypesAndMethods) {
         ASSERT_STREQ(tables->text + tables->types[i].name, g_type_name(orvane_schema_get_type(i)));
 }
 
-TEST(SchemaLoad, FoldersByNameAndCallsOneOverTheOther) {
+TEST_IN_CHILD(SchemaLoad, FoldersByNameAndCallsOneOverTheOther) {
     const Folder folder;
     folder.write("2.schema", "namespace ozy\ndata SiteDisplay ...\n  depth SiteState\n");
     folder.write("1.schema", "namespace ozy\ndata SiteDisplay : DynamicData ...\n  width int\n"
@@ -187,7 +198,7 @@ TEST(SchemaLoad, FoldersByNameAndCallsOneOverTheOther) {
     EXPECT_NE(nullptr, orvane_enum_get_by_nick(orvane_lookup_type("SiteState"), "broken"));
 }
 
-TEST(SchemaLoad, RefusesAsAWhole) {
+TEST_IN_CHILD(SchemaLoad, RefusesAsAWhole) {
     struct Row {
         std::string text;
         int code;
@@ -230,7 +241,7 @@ TEST(SchemaLoad, RefusesAsAWhole) {
     EXPECT_EQ(0u, orvane_lookup_type("SiteDisplay"));
 }
 
-TEST(SchemaLoad, SaysWhatItCannotRead) {
+TEST_IN_CHILD(SchemaLoad, SaysWhatItCannotRead) {
     const Folder folder;
     const std::string missing = folder.path + "/missing";
     const Outcome none = Load(missing);
@@ -244,7 +255,7 @@ TEST(SchemaLoad, SaysWhatItCannotRead) {
     EXPECT_FALSE(orvane_schema_load_overlay(missing.c_str(), nullptr));
 }
 
-TEST(SchemaLoad, ComesTooLateOnceATypeIsInUse) {
+TEST_IN_CHILD(SchemaLoad, ComesTooLateOnceATypeIsInUse) {
     const Folder folder;
     const std::string file = folder.write("a.schema", kOverlay);
     EXPECT_EQ(kLoaded, Load(file).code);
@@ -254,7 +265,7 @@ TEST(SchemaLoad, ComesTooLateOnceATypeIsInUse) {
     EXPECT_TRUE(HasProperty("VirtualMachineSummary", "note"));
 }
 
-TEST(SchemaLoad, RefusesTheNameOfATypeOfTheApplication) {
+TEST_IN_CHILD(SchemaLoad, RefusesTheNameOfATypeOfTheApplication) {
     g_type_register_static_simple(G_TYPE_OBJECT, "SkemaOzySiteDisplay", sizeof(GObjectClass),
                                   nullptr, sizeof(GObject), nullptr, static_cast<GTypeFlags>(0));
     const Folder folder;
@@ -276,7 +287,7 @@ std::string LogText() {
     return GPtr<char>(LogRing_Copy()).get();
 }
 
-TEST(SchemaLoad, InitLoadsWhatTheEnvironmentNames) {
+TEST_IN_CHILD(SchemaLoad, InitLoadsWhatTheEnvironmentNames) {
     const Folder folder;
     const Folder other;
     folder.write("a.schema", kOverlay);
@@ -291,7 +302,7 @@ TEST(SchemaLoad, InitLoadsWhatTheEnvironmentNames) {
     EXPECT_EQ(std::string::npos, LogText().find("ORVANE_SCHEMA_OVERLAY"));
 }
 
-TEST(SchemaLoad, InitGoesOnWithoutABrokenOverlay) {
+TEST_IN_CHILD(SchemaLoad, InitGoesOnWithoutABrokenOverlay) {
     const Folder folder;
     const std::string good = folder.write("good.schema", kOverlay);
     const std::string bad = folder.write("bad.schema", "data X\n");
@@ -313,7 +324,7 @@ char *EmptyVariable(const char *) {
     return text;
 }
 
-TEST(SchemaLoad, NothingIsLoadedWithoutAVariable) {
+TEST_IN_CHILD(SchemaLoad, NothingIsLoadedWithoutAVariable) {
     const SchemaTables *before = SchemaEngine_Tables();
     const Folder folder;
     g_setenv("ORVANE_SCHEMA_OVERLAY", folder.write("a.schema", kOverlay).c_str(), TRUE);

@@ -1,0 +1,43 @@
+#include "fuzz/seeds.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+
+#include <glib.h>
+
+namespace {
+
+constexpr int kMaxTimes = 40;     /* of a row's piece */
+constexpr size_t kMaxSize = 8192; /* longer ones are left out */
+
+void OnComplaint(const gchar *, GLogLevelFlags, const gchar *text, gpointer) {
+    Require(std::string_view(text).starts_with("orvane_soap_deserialize_"), text);
+}
+
+} // namespace
+
+void WriteSeeds(
+    int argc, char **argv,
+    const std::function<std::string(const hostile::Row &row, const std::string &answer)> &seed) {
+    if (argc != 3 || std::string_view(argv[1]) != "--seeds")
+        return;
+    int number = 0;
+    for (const hostile::Row &row : hostile::AllRows()) {
+        const std::string text = seed(row, hostile::AnswerOf(row, kMaxTimes));
+        if (!text.empty() && text.size() <= kMaxSize)
+            std::ofstream(argv[2] + ("/row" + std::to_string(number++))) << text;
+    }
+    exit(0);
+}
+
+void Require(bool holds, const std::string &otherwise) {
+    if (holds)
+        return;
+    fprintf(stderr, "%s\n", otherwise.c_str());
+    abort();
+}
+
+void RequireNoComplaints() {
+    g_log_set_default_handler(OnComplaint, nullptr);
+}

@@ -1,0 +1,112 @@
+#include "tests/hostile/application.h"
+
+#include "tests/hostile/ledger.h"
+#include "tests/ozy/lib/orvane/session/sessionFixture.h"
+
+namespace hostile {
+
+namespace {
+
+std::string Secret(const char *what) {
+    return kCanary + std::string(what);
+}
+
+class Application {
+public:
+    explicit Application(const Visit &its) : visit(its) {
+        EXPECT_TRUE(orvane_init(testLoop::Callback, testLoop::CallbackRemove));
+        session = orvane_session_new();
+        if (!visit.authorities.empty()) {
+            orvane_session_set_ssl_certificate_location(session, visit.authorities.c_str(),
+                                                        nullptr);
+            orvane_session_set_strict_tls(session, TRUE);
+        }
+        g_signal_connect_swapped(session, "notify::state", G_CALLBACK(OnState), this);
+    }
+    ~Application() {
+        g_object_unref(session);
+        orvane_shutdown();
+    }
+    Application(const Application &) = delete;
+    Application &operator=(const Application &) = delete;
+
+    void Run() {
+        Told connect;
+        Told early;
+        ending = &early;
+        Begin(connect.listener);
+        testLoop::RunUntil([&] { return connect.times > 0 || early.times > 0; }, visit.limitMs);
+        ending = nullptr;
+        Note("connect", connect);
+        if (const char *version = orvane_session_get_version(session))
+            steps += " " + std::string(version);
+        if (visit.isEndedBySelf)
+            return Note("disconnect", early);
+        if (connect.text == "success") {
+            Told call;
+            SkemaOzyServiceInstance *instance = nullptr;
+            g_object_get(session, "serviceInstance", &instance, nullptr);
+            const ObjectPtr<SkemaOzyServiceInstance> owner(instance);
+            skema_ozy_service_instance_current_time(instance, call.listener);
+            Finish("call", call);
+        }
+        if (orvane_session_get_state(session) == ORVANE_SESSION_DISCONNECTED)
+            return;
+        Told disconnect;
+        orvane_session_disconnect(session, disconnect.listener);
+        Finish("disconnect", disconnect);
+    }
+
+    std::string steps;
+
+private:
+    void Begin(OrvaneListener *listener) {
+        const char *url = visit.url.c_str();
+        switch (visit.login) {
+        case Login::kPassword:
+            return orvane_session_connect(session, url, "root", Secret("password").c_str(),
+                                          listener);
+        case Login::kTicket:
+            return orvane_session_clone(session, url, Secret("ticket").c_str(), listener);
+        case Login::kCookie:
+            return orvane_session_hijack(
+                session, url, ("Set-Cookie: session=" + Secret("cookie") + "; Path=/").c_str(),
+                listener);
+        }
+    }
+    void Finish(const char *step, Told &told) {
+        testLoop::RunUntil([&] { return told.times > 0; }, visit.limitMs);
+        Note(step, told);
+    }
+    void Note(const char *step, const Told &told) {
+        steps += (steps.empty() ? "" : ", ") + std::string(step) + " " +
+                 (told.times == 0 ? "nothing" : told.text);
+        if (told.times > 1)
+            steps += " x" + std::to_string(told.times);
+    }
+    static void OnState(Application *self, GParamSpec *, OrvaneSession *session) {
+        if (self->visit.isEndedBySelf && self->ending &&
+            orvane_session_get_state(session) == ORVANE_SESSION_CONNECTED)
+            orvane_session_disconnect(session, std::exchange(self->ending, nullptr)->listener);
+    }
+
+    Visit visit;
+    OrvaneSession *session;
+    Told *ending = nullptr; /* takes the disconnect of visit.isEndedBySelf */
+};
+
+} // namespace
+
+std::string Run(const Visit &visit) {
+    testLoop::Reset();
+    std::string steps;
+    {
+        Application application(visit);
+        application.Run();
+        steps = application.steps;
+    }
+    EXPECT_TRUE(testLoop::Registrations().empty());
+    return steps;
+}
+
+} // namespace hostile

@@ -1,0 +1,101 @@
+// Whatever a peer does, the application's listeners end once, and what it costs stays within the ledger.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+
+#include "apps/lib/basicHttp/basicHttp.h"
+#include "lib/misc/glibPtr.h"
+#include "lib/misc/log.h"
+#include "tests/hostile/ledger.h"
+#include "tests/hostile/rows.h"
+#include "tests/support/inChild.h"
+#include "tests/support/temporaryFolder.h"
+
+namespace hostile {
+
+void PrintTo(const Row &row, std::ostream *out) {
+    *out << row.name;
+}
+
+} // namespace hostile
+
+namespace {
+
+using namespace hostile;
+
+constexpr rlim_t kSeconds = 30; /* of processor time, after which a row is given up */
+
+/* Failed checks of the reader's that are stated, of values that are none. All else of GLib fails the test. */
+void TakeStatedChecks(const gchar *domain, GLogLevelFlags level, const gchar *text, gpointer) {
+    if (!std::string_view(text).starts_with("orvane_soap_deserialize_"))
+        g_log_default_handler(domain, level, text, nullptr);
+}
+
+void Attacked(const Row &row) {
+    g_log_set_default_handler(TakeStatedChecks, nullptr);
+    const rlimit limit{kSeconds, kSeconds};
+    setrlimit(RLIMIT_CPU, &limit);
+    const TemporaryFolder folder;
+    const auto presented = row.isTls ? certificates::MakeKind("good") : std::nullopt;
+    Visit visit{.login = row.login, .isEndedBySelf = row.isEndedBySelf};
+    if (presented)
+        visit.authorities = folder.Write("root.pem", presented->anchor.pem);
+    const auto *shown = presented ? &*presented : nullptr;
+    const Peer stranger;
+    const Peer peer(
+        {row.method, {.bytes = WithPort(AnswerOf(row), stranger.Port()), .close = row.isClosed}},
+        shown);
+    {
+        /* what is made once in a process is no matter of this peer */
+        const Peer friendly({}, shown);
+        visit.url = friendly.Url();
+        hostile::Run(visit);
+    }
+    if (row.hasTrace)
+        g_setenv("HALDEN_BASICHTTP_TRACE", "1", TRUE);
+    if (row.bodyLimit != 0)
+        BasicHttp_SetMaxResponseSize(row.bodyLimit);
+
+    visit.url = peer.Url(row.path);
+    Ledger ledger;
+    const std::string steps = hostile::Run(visit);
+    g_usleep(50000); /* for the peer's last look at itself */
+    const GPtr<char> log(LogRing_Copy());
+    const PeerDeeds deeds = peer.Deeds();
+    EXPECT_EQ("", ledger.Close(deeds.numBytes));
+    EXPECT_THAT(steps, testing::MatchesRegex(row.steps)) << log.get();
+    EXPECT_EQ(0, stranger.Deeds().numConnections) << "a stranger was called";
+    EXPECT_GE(row.maxAttacks, deeds.numAttacks);
+    if (row.maxBytes != 0) {
+        EXPECT_GE(row.maxBytes, deeds.numBytes);
+    }
+    if (!row.logged.empty()) {
+        EXPECT_THAT(log.get(), testing::HasSubstr(row.logged));
+    }
+}
+
+class HostilePeer : public testing::TestWithParam<Row> {};
+
+TEST_P(HostilePeer, CannotDoHarm) {
+    InChild([] { Attacked(GetParam()); });
+}
+
+/* "document type, a file" as a name that a test can have. */
+std::string TestName(const testing::TestParamInfo<Row> &row) {
+    std::string name;
+    bool isStart = true;
+    for (char c : row.param.name) {
+        if (g_ascii_isalnum(c))
+            name += isStart ? g_ascii_toupper(c) : c;
+        else if (c == '-')
+            name += "Minus";
+        isStart = !g_ascii_isalnum(c);
+    }
+    return name;
+}
+
+INSTANTIATE_TEST_SUITE_P(Transport, HostilePeer, testing::ValuesIn(TransportRows()), TestName);
+INSTANTIATE_TEST_SUITE_P(Document, HostilePeer, testing::ValuesIn(DocumentRows()), TestName);
+INSTANTIATE_TEST_SUITE_P(Update, HostilePeer, testing::ValuesIn(UpdateRows()), TestName);
+
+} // namespace

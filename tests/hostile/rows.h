@@ -1,0 +1,52 @@
+/*
+ * rows.h -- attacks, a row each: what the peer does, and what the application must see of it
+ *
+ * A test of a row runs in a process of its own, with a limit of processor time, and passes the ledger. In an attack
+ * "@PORT@" becomes the port of a stranger: a second peer, which nobody may ever talk to.
+ */
+#pragma once
+
+#include <climits>
+#include <string>
+#include <vector>
+
+#include "tests/hostile/application.h"
+#include "tests/hostile/peer.h"
+
+namespace hostile {
+
+struct Row {
+    std::string name;
+    std::string steps;  /* a regular expression over what Run() returns */
+    std::string method; /* whose answer is the attacker's */
+    std::string answer; /* its bytes up to "piece"; without any, silence */
+    std::string piece;  /* comes "times" times */
+    int times = 0;
+    std::string tail;      /* the bytes after that */
+    bool isClosed = false; /* the peer closes the connection afterwards */
+    bool isTls = false;    /* over TLS, and the session is strict */
+    bool hasTrace = false;
+    int maxAttacks = 1;    /* requests for the method that the peer may get */
+    uint64_t maxBytes = 0; /* that it may get rid of; 0: any number */
+    size_t bodyLimit = 0;  /* of the transport; 0: as it is */
+    std::string logged;    /* must be in the log */
+    Login login = Login::kPassword;
+    bool isEndedBySelf = false;
+    std::string path = "/sdk";
+};
+
+/* Lengths, chunks, headers, redirects, connections. */
+std::vector<Row> TransportRows();
+/* What is in replies and documents. */
+std::vector<Row> DocumentRows();
+/* The update stream. */
+std::vector<Row> UpdateRows();
+std::vector<Row> AllRows();
+
+/* A text with the port of a stranger in it. */
+std::string WithPort(std::string text, int port);
+
+/* All bytes of a row's answer, with the piece at most so many times. */
+std::string AnswerOf(const Row &row, int maxTimes = INT_MAX);
+
+} // namespace hostile

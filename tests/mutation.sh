@@ -1,0 +1,174 @@
+#!/usr/bin/env bash
+# mutation.sh [N] [SEED] -- which single-line faults do the tests not notice?
+#
+# Draws N faults (200) with a seed (1) from all that mutation.awk finds in the library, puts all of them into a copy of
+# the tree, each behind a switch, builds that once, and runs for each fault the test programs that reach its file, the
+# nearest first, until one fails, dies or takes too long. Prints the survivors, and what is in mutation.equivalent apart
+# from the others. ORVANE_MUTATE=7 in the environment of a test program of the copy switches fault 7 on.
+#
+# All of it is in build/mutate: src and build, drawn.tsv with a row a fault, outcome/N, survivors.
+set -euo pipefail
+cd "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")/.."
+root=$PWD/build/mutate
+jobs=$(nproc)
+
+# Which test programs reach a file, by the start of its path, the nearest first.
+reach='
+lib/misc/            miscTest lockTest sslTest basicHttpTest orvaneTest orvaneGlibTest
+lib/lock/            lockTest sslTest
+lib/ssl/             sslTest orvaneTest orvaneCliTest hostileTest
+lib/crypto/          cryptoTest
+lib/keyLocator/      keyLocatorTest
+apps/lib/basicHttp/  basicHttpTest orvaneTest hostileTest scenarioTest
+ozy/lib/schemaRows/  schemaTextTest orvaneTest
+ozy/lib/schemaText/  schemaTextTest schemagenTest schemaImportTest schemaLoadTest
+ozy/lib/orvaneGlib/  orvaneGlibTest
+ozy/lib/orvane/      orvaneTest schemaLoadTest orvaneGlibTest scenarioTest hostileTest
+'
+
+say() { printf '%s\n' "$*" >&2; }
+
+sources() {
+    git ls-files 'lib/*.cpp' 'apps/lib/*.cpp' 'ozy/lib/*.cpp' | grep -v '^lib/ssl/openssl102/'
+}
+
+# The faults in an order that only the seed decides, at most one a line, a third more than wanted.
+draw() {
+    sources | xargs awk -f tests/mutation.awk |
+        awk -v seed="$2" 'BEGIN { x = seed }
+            { x = (x * 1103515 + 12345) % 2147483647; printf "%010d\t%s\n", x, $0 }' |
+        sort | cut -f2- | awk -F'\t' -v n=$(($1 * 4 / 3 + 10)) '!seen[$1 ":" $2]++ && ++count <= n { print }'
+}
+
+# The tree with the faults of drawn.tsv in it.
+copy_tree() {
+    mkdir -p "$root/src"
+    # what has not changed keeps its time, so that it is not built again
+    git ls-files | tar -cf - --files-from=- | tar -xf - -C "$root/src" --keep-newer-files 2>/dev/null || true
+    comm -13 <(git ls-files | sort) <(cd "$root/src" && find . ! -type d -printf '%P\n' | sort) |
+        (cd "$root/src" && xargs -r rm)
+    local file
+    for file in $(sources); do
+        awk -F'\t' -v file="$file" '
+            FILENAME ~ /drawn.tsv$/ { number++; if ($1 == file) { text = $4; sub(/@N@/, number, text); at[$2] = text }; next }
+            FNR in at { print at[FNR]; next }
+            { print }' "$root/drawn.tsv" "$file" >"$root/new"
+        cmp -s "$root/new" "$root/src/$file" || cp "$root/new" "$root/src/$file"
+    done
+    cat >"$root/mutant.h" <<'END'
+#pragma once
+#include <cstdlib>
+/* Whether a fault is switched on. */
+inline bool Mutant(int number) {
+    static const int active = [] {
+        const char *text = getenv("ORVANE_MUTATE");
+        return text != nullptr ? atoi(text) : 0;
+    }();
+    return active == number;
+}
+END
+}
+
+# Faults that do not compile become rows without a fault, so that the others keep their numbers.
+drop() {
+    awk -F'\t' -v OFS='\t' '
+        FNR == NR { bad[$1 ":" $2] = 1; next }
+        ($1 ":" $2) in bad { $1 = "-" }
+        { print }' "$1" "$root/drawn.tsv" >"$root/drawn.new"
+    mv "$root/drawn.new" "$root/drawn.tsv"
+}
+
+programs() { awk '{ for (i = 2; i <= NF; i++) print $i }' <<<"$reach" | sort -u; }
+
+build() {
+    local targets=() name round
+    # leaks count as noticed; the rest of the sanitizers would take too long
+    [[ -f $root/build/build.ninja ]] ||
+        cmake -S "$root/src" -B "$root/build" -G Ninja -DCMAKE_BUILD_TYPE=None -DORVANE_SANITIZE=leak \
+            -DCMAKE_C_FLAGS="-O1 -w" \
+            -DCMAKE_CXX_FLAGS="-O1 -w -Wno-error -fpermissive -include $root/mutant.h" >"$root/configure.log"
+    for name in $(programs); do
+        if ninja -C "$root/build" -t query "$name" >/dev/null 2>&1; then targets+=("$name"); fi
+    done
+    for round in 1 2 3 4; do
+        if ninja -C "$root/build" -j"$jobs" -k 0 "${targets[@]}" >"$root/build.log"; then return; fi
+        sed -nE 's|^([^ :]*/)?((lib\|apps\|ozy)/[^ :]*):([0-9]+):[0-9]*:? (fatal )?error.*|\2\t\4|p' "$root/build.log" |
+            sort -u >"$root/bad"
+        say "mutation: $(wc -l <"$root/bad") faults do not compile"
+        drop "$root/bad"
+        copy_tree
+    done
+    say "mutation: cannot build, see $root/build.log"
+    exit 1
+}
+
+# What each program does without a fault: how long it takes, and tests that fail anyway.
+baseline() {
+    local name start failed
+    for name in $(programs); do
+        [[ -x $root/build/bin/$name ]] || continue
+        start=$(date +%s)
+        (cd "$root/build" && timeout 600 "bin/$name" >"$root/outcome/$name.log" 2>&1) || true
+        failed=$(sed -nE 's/^\[  FAILED  \] ([^ ,]+\.[^ ,]+)( .*|,.*)?$/\1/p' "$root/outcome/$name.log" | sort -u | paste -sd:)
+        [[ -z $failed ]] || say "mutation: left out, as they fail without a fault: $name $failed"
+        printf '%s\t%d\t%s\n' "$name" $(($(date +%s) - start)) "$failed"
+    done >"$root/baseline.tsv"
+}
+
+# One fault: which program notices it.
+run_one() {
+    local number=$1 file name seconds failed code
+    file=$(awk -F'\t' -v n="$number" 'NR == n { print $1 }' "$root/drawn.tsv")
+    for name in $(awk -v file="$file" 'NF && index(file, $1) == 1 { $1 = ""; print; exit }' <<<"$reach"); do
+        IFS=$'\t' read -r _ seconds failed < <(grep "^$name"$'\t' "$root/baseline.tsv") || continue
+        code=0
+        (cd "$root/build" && ORVANE_MUTATE=$number timeout -k 5 $((seconds * 4 + 10)) "bin/$name" --gtest_fail_fast \
+            --gtest_brief=1 --gtest_filter="-$failed" >"$root/outcome/$number.log" 2>&1) || code=$?
+        if ((code)); then
+            echo "$name $code" >"$root/outcome/$number"
+            return
+        fi
+    done
+    echo survived >"$root/outcome/$number"
+}
+
+report() {
+    local number file line shown survivors=0 equivalents=0 reason original
+    : >"$root/survivors"
+    for number in $1; do
+        [[ $(<"$root/outcome/$number") == survived ]] || continue
+        IFS=$'\t' read -r file line shown _ < <(sed -n "${number}p" "$root/drawn.tsv")
+        original=$(sed -n "${line}p" "$file")
+        reason=$(awk -F'\t' -v file="$file" -v shown="${shown#"${shown%%[! ]*}"}" \
+            '$1 == file && $2 == shown { print $3; exit }' tests/mutation.equivalent)
+        if [[ -n $reason ]]; then
+            equivalents=$((equivalents + 1))
+            echo "equivalent $number $file:$line: $reason"
+        else
+            survivors=$((survivors + 1))
+            printf 'survivor %d %s:%d\n    - %s\n    + %s\n' "$number" "$file" "$line" \
+                "${original#"${original%%[! ]*}"}" "${shown#"${shown%%[! ]*}"}"
+        fi
+    done | tee "$root/survivors"
+    survivors=$(grep -c ^survivor "$root/survivors" || true)
+    equivalents=$(grep -c ^equivalent "$root/survivors" || true)
+    echo "$(wc -w <<<"$1") faults, $survivors not noticed, $equivalents that change nothing; $((SECONDS / 60)) minutes"
+}
+
+if [[ ${1:-} == --one ]]; then
+    run_one "$2"
+    exit
+fi
+count=${1:-200}
+seed=${2:-1}
+mkdir -p "$root"
+draw "$count" "$seed" >"$root/drawn.tsv"
+rm -rf "$root/outcome"
+mkdir "$root/outcome"
+copy_tree
+build
+baseline
+numbers=$(awk -F'\t' -v n="$count" '$1 != "-" && ++count <= n { print NR }' "$root/drawn.tsv")
+say "mutation: built after $((SECONDS / 60)) minutes"
+xargs -P"$jobs" -n1 "$0" --one <<<"$numbers"
+report "$numbers"
