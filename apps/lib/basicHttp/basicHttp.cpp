@@ -1,4 +1,4 @@
-// Life of the transport, creation and end of requests, and their settings.
+// Life of the transport, creation and end of requests.
 #include "apps/lib/basicHttp/basicHttp.h"
 
 #include <algorithm>
@@ -8,6 +8,7 @@
 #include "apps/lib/basicHttp/basicHttpInt.h"
 #include "lib/misc/log.h"
 #include "lib/misc/panic.h"
+#include "lib/misc/secret.h"
 
 BasicHttpGlobalState *curlGlobalState;
 OrvanePollCallback pollCallbackProc;
@@ -28,25 +29,6 @@ constinit BasicHttpGlobalState *drivenState = nullptr;
 bool BasicHttpIsTraceWanted() {
     const char *value = secure_getenv("HALDEN_BASICHTTP_TRACE");
     return value && strcmp(value, "0") != 0;
-}
-
-void BasicHttpReplace(char **field, const char *text) {
-    char *copy = g_strdup(text);
-    g_free(*field);
-    *field = copy;
-}
-
-/* Replaces a field; an empty text counts as none. */
-void BasicHttpReplaceNonEmpty(char **field, const char *text) {
-    BasicHttpReplace(field, text && *text ? text : nullptr);
-}
-
-void BasicHttpReplaceSecret(char **field, const char *text) {
-    char *copy = g_strdup(text);
-    if (*field)
-        explicit_bzero(*field, strlen(*field));
-    g_free(*field);
-    *field = copy;
 }
 
 /* Takes a request out of the table, which may let a waiting one in. */
@@ -233,8 +215,8 @@ void BasicHttpDestroyState(BasicHttpGlobalState *state) {
     }
     g_queue_clear(&state->waiting);
     HashTable_Free(state->active);
-    for (const auto &handles : {state->idleHandles, state->plainHandles, state->guardedHandles})
-        std::ranges::for_each(handles, curl_easy_cleanup);
+    std::ranges::for_each(state->idleHandles, curl_easy_cleanup);
+    std::ranges::for_each(state->keptHandles, curl_easy_cleanup, &BasicHttpKeptHandle::curl);
     curl_multi_cleanup(state->multi);
     curl_global_cleanup();
     delete state;
@@ -272,13 +254,12 @@ BasicHttpRequest *BasicHttp_CreateRequestEx(const char *url, BasicHttpMethod met
 
     auto *request = new BasicHttpRequest{};
     request->url = g_strdup(url);
-    request->method = method;
-    request->flags = flags;
+    request->settings.method = method;
+    request->settings.flags = flags;
     request->cookieJar = BasicHttpHoldCookieJar(
         cookieJar == BASICHTTP_DEFAULT_COOKIE_JAR ? BasicHttpDefaultCookieJar() : cookieJar);
     request->body = body;
     request->recvContentInfo = {-1, -1, 0, -1};
-    request->connectionTimeoutWorkaround = true;
     request->isRepeatable = method == BASICHTTP_METHOD_GET || method == BASICHTTP_METHOD_HEAD;
     request->socket = CURL_SOCKET_BAD;
     request->maxResponseSize = maxResponseSize;
@@ -365,12 +346,10 @@ void BasicHttp_FreeRequest(BasicHttpRequest *request) {
 
 void BasicHttpDestroyRequest(BasicHttpRequest *request) {
     BasicHttpReleaseHandle(request->owner, request);
-    for (char *text : {request->url, request->userAgent, request->userName, request->proxy,
-                       request->proxyUserName, request->noProxy, request->sslCAInfo,
-                       request->sslCAPath, request->sslCrlFile})
+    for (char *text : {request->url, request->userAgent, request->userName, request->proxyUserName})
         g_free(text);
-    BasicHttpReplaceSecret(&request->userPassword, nullptr);
-    BasicHttpReplaceSecret(&request->proxyPassword, nullptr);
+    Secret_FreeText(request->userPassword);
+    Secret_FreeText(request->proxyPassword);
     BasicHttpFreeRequestHeaders(request);
     curl_slist_free_all(request->responseHeaders);
     DynBuf_Destroy(&request->receiveBuffer);
@@ -402,103 +381,6 @@ gboolean BasicHttp_GetEffectiveURL(BasicHttpRequest *request, const char **url) 
         return FALSE;
     *url = text;
     return TRUE;
-}
-
-void BasicHttp_SetUserAgent(BasicHttpRequest *request, const char *text) {
-    if (text && BasicHttpHasLineBreak(text)) {
-        Warning("BasicHTTP: A user agent with a line break is refused.\n");
-        return;
-    }
-    BasicHttpReplace(&request->userAgent, text);
-}
-
-void BasicHttp_SetNoProxy(BasicHttpRequest *request, const char *text) {
-    BasicHttpReplace(&request->noProxy, text);
-}
-
-void BasicHttp_SetSslCrlFilePath(BasicHttpRequest *request, const char *file) {
-    BasicHttpReplaceNonEmpty(&request->sslCrlFile, file);
-}
-
-void BasicHttp_SetSslManualVerification(BasicHttpRequest *request, gboolean value) {
-    request->sslManualVerification = value;
-}
-
-void BasicHttp_SetSslCtxProc(BasicHttpRequest *request, BasicHttpSslCtxProc proc) {
-    request->sslCtxProc = proc;
-}
-
-void BasicHttp_SetSslAuthorities(BasicHttpRequest *request, const char *sslCAInfo,
-                                 const char *sslCAPath) {
-    BasicHttpReplaceNonEmpty(&request->sslCAInfo, sslCAInfo);
-    BasicHttpReplaceNonEmpty(&request->sslCAPath, sslCAPath);
-}
-
-void BasicHttp_SetSslVerification(BasicHttpRequest *request, gboolean value) {
-    request->sslVerification = value;
-}
-
-void BasicHttp_SetConnectedProc(BasicHttpRequest *request, BasicHttpConnectedProc proc) {
-    request->connectedProc = proc;
-}
-
-void BasicHttp_SetStrict(BasicHttpRequest *request, gboolean value) {
-    request->isStrict = value;
-}
-
-void BasicHttp_SetRepeatable(BasicHttpRequest *request, gboolean value) {
-    request->isRepeatable = value;
-}
-
-void BasicHttp_SetFreshConnection(BasicHttpRequest *request) {
-    request->freshConnection = true;
-}
-
-void BasicHttp_ForbidReuse(BasicHttpRequest *request) {
-    request->forbidReuse = true;
-}
-
-void BasicHttp_SetConnectTimeout(BasicHttpRequest *request, guint seconds) {
-    request->connectTimeout = seconds;
-}
-
-void BasicHttp_DisableConnectionTimeoutWorkaround(BasicHttpRequest *request) {
-    request->connectionTimeoutWorkaround = false;
-}
-
-void BasicHttp_SetProxy(BasicHttpRequest *request, const char *proxy, gint type) {
-    BasicHttpReplace(&request->proxy, type == BASICHTTP_PROXY_NONE ? "" : proxy);
-    request->proxyType = type;
-    request->proxyAuth = 0;
-    BasicHttpReplace(&request->proxyUserName, nullptr);
-    BasicHttpReplaceSecret(&request->proxyPassword, nullptr);
-}
-
-void BasicHttp_SetRequestNameAndPassword(BasicHttpRequest *request, gint authType, const char *name,
-                                         const char *password) {
-    if (authType < 0)
-        return;
-    const bool isWhole = name && password;
-    request->authType = authType;
-    BasicHttpReplace(&request->userName, isWhole ? name : nullptr);
-    BasicHttpReplaceSecret(&request->userPassword, isWhole ? password : nullptr);
-}
-
-void BasicHttp_SetInactivityTimeout(BasicHttpRequest *request, gint kind, guint seconds) {
-    if (request->state != BASICHTTP_STATE_IDLE)
-        return;
-    switch (kind) {
-    case BASICHTTP_TIMEOUT_SENDING:
-        request->inactivityTimeoutSending = seconds;
-        return;
-    case BASICHTTP_TIMEOUT_SENT:
-        request->inactivityTimeoutSent = seconds;
-        return;
-    case BASICHTTP_TIMEOUT_RECEIVING:
-        request->inactivityTimeoutReceiving = seconds;
-        return;
-    }
-    NOT_IMPLEMENTED();
 }
 
 void BasicHttp_SetMaxResponseSize(gsize bytes) {

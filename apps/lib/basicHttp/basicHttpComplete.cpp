@@ -92,7 +92,7 @@ void BasicHttpFinishRequest(BasicHttpRequest *request, BasicHttpState state) {
         pollCallbackRemoveProc(0, BasicHttpCompleteRequestCallback, request, POLL_REALTIME,
                                POLL_CLASS_MAIN);
     }
-    if (request->connectionTimeoutWorkaround)
+    if (request->settings.connectionTimeoutWorkaround)
         BasicHttpClearConnectionTimeout(request);
     BasicHttpClearInactivityTimeout(request);
 }

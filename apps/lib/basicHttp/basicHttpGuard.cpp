@@ -38,7 +38,7 @@ bool IsAllowedPlace(const BasicHttpRequest *request, const char *url) {
 
 /* A proxy beside the peer of the connection would see what is sent, and pass it on. */
 bool IsWithoutProxy(const BasicHttpRequest *request) {
-    return request->proxy && *request->proxy == '\0';
+    return request->settings.proxy == "";
 }
 
 bool IsStrictlyAllowed(const BasicHttpRequest *request, const char *url, const char *peerAddress) {

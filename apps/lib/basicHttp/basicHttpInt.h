@@ -1,7 +1,8 @@
 /*
  * basicHttpInt.h -- the records behind basicHttp.h, and what its sources call of each other
  *
- *   basicHttp.cpp          life of the library, creation and end of requests, settings
+ *   basicHttp.cpp          life of the library, creation and end of requests
+ *   basicHttpSettings.cpp  what a request was told to do
  *   basicHttpSend.cpp      a request is started: libcurl's options
  *   basicHttpSocket.cpp    libcurl's sockets and timer on the application's loop; the engine
  *   basicHttpComplete.cpp  a request ends: results, error codes, the response
@@ -85,10 +86,41 @@ struct BasicHttpGlobalState;
 /* In pausedMask, as curl_easy_pause() has them. */
 enum { kPausedRecv = CURLPAUSE_RECV, kPausedSend = CURLPAUSE_SEND };
 
+/*
+ * What a request was told to do, as far as it goes into the options of an easy handle and stays there. A handle is
+ * used again, with these options, for a request whose settings are equal; for any other it is reset.
+ *
+ * A new setting belongs here, where no reuse can forget it, unless SetCallOptions() of basicHttpSend.cpp sets its option for
+ * every request anew.
+ */
+struct BasicHttpSettings {
+    BasicHttpMethod method = BASICHTTP_METHOD_GET;
+    guint32 flags = 0;
+    std::optional<std::string> proxy; /* empty: none, whatever the environment says */
+    gint proxyType = BASICHTTP_PROXY_NONE;
+    std::optional<std::string> noProxy;
+    bool sslManualVerification = false;
+    bool sslVerification = false; /* by the machine's CA certificates, if no others are named */
+    BasicHttpSslCtxProc sslCtxProc = nullptr;
+    std::string sslCAInfo; /* empty: none, as with the next two */
+    std::string sslCAPath;
+    std::string sslCrlFile;
+    guint connectTimeout = 0; /* seconds, 0 for none */
+    bool connectionTimeoutWorkaround = true;
+    bool freshConnection = false;
+    bool forbidReuse = false;
+
+    /* found out when the request is started */
+    std::string zone; /* of the URL's host */
+    bool isTraced = false;
+    bool isBodyJoined = false; /* libcurl has the body as one text, and needs no read callback */
+
+    bool operator==(const BasicHttpSettings &) const = default;
+};
+
 struct BasicHttpRequest {
     char *url;
-    BasicHttpMethod method;
-    guint32 flags;
+    BasicHttpSettings settings;
     BasicHttpCookieJar *cookieJar; /* holds one of its owners */
     CURL *curl;                    /* made on start */
     bool inMulti;
@@ -117,21 +149,10 @@ struct BasicHttpRequest {
     char *userName;
     char *userPassword;
     char *userAgent;
-    char *proxy;
-    gint proxyType;
     gint proxyAuth;
     char *proxyUserName;
     char *proxyPassword;
-    char *noProxy;
-    bool sslManualVerification;
-    bool sslVerification; /* by the machine's CA certificates, if no others are named */
-    BasicHttpSslCtxProc sslCtxProc;
     BasicHttpConnectedProc connectedProc;
-    char *sslCAInfo;
-    char *sslCAPath;
-    char *sslCrlFile;
-    guint connectTimeout; /* seconds, 0 for none */
-    bool connectionTimeoutWorkaround;
     guint inactivityTimeoutSending; /* seconds, 0 for none */
     guint inactivityTimeoutSent;
     guint inactivityTimeoutReceiving;
@@ -139,8 +160,6 @@ struct BasicHttpRequest {
     curl_socket_t socket; /* the last that libcurl opened for it, -1 for none */
     CURLcode curlResult;
     BasicHttpErrorCode errorOverride; /* wins over curlResult unless 0 */
-    bool freshConnection;
-    bool forbidReuse;
     guint readEntries;
     guint writeEntries;
     bool queued;
@@ -156,16 +175,17 @@ struct BasicHttpRequest {
     bool wasSent;                /* on some connection; the two counts are from before that */
     long numSentBytes;
     gsize numHeaderBytesAtSend;
-    guint numHandshakes;     /* of TLS that began since the last socket was opened */
-    guint numHolds;          /* functions that still look at it; keeps it from being destroyed */
-    bool inActive;           /* in the table of active requests */
-    bool isDeferred;         /* in the list of what to end when libcurl has returned */
-    bool isFreed;            /* its owner has let it go */
-    bool keepsHandle;        /* the easy handle can serve another request afterwards, */
-    bool isPlainCall;        /* and most of its options too */
-    bool hasCompletion;      /* registered with the loop: completion, */
-    bool hasConnectionTimer; /* connection time-out, */
-    bool hasInactivityTimer; /* inactivity check */
+    guint numHandshakes; /* of TLS that began since the last socket was opened */
+    guint numHolds;      /* functions that still look at it; keeps it from being destroyed */
+    bool inActive;       /* in the table of active requests */
+    bool isDeferred;     /* in the list of what to end when libcurl has returned */
+    bool isFreed;        /* its owner has let it go */
+    BasicHttpSettings handleSettings; /* that the handle was set up with, */
+    bool keepsOptions;                /* where its options can serve another request afterwards, */
+    bool keepsHandle;                 /* or only the handle */
+    bool hasCompletion;               /* registered with the loop: completion, */
+    bool hasConnectionTimer;          /* connection time-out, */
+    bool hasInactivityTimer;          /* inactivity check */
 };
 
 /* One per descriptor that libcurl wants to have watched. */
@@ -174,6 +194,11 @@ struct BasicHttpSocketEntry {
     curl_socket_t socket;
     CURL *curl;
     int events; /* CURL_POLL_IN, CURL_POLL_OUT */
+};
+
+struct BasicHttpKeptHandle {
+    CURL *curl;
+    BasicHttpSettings settings;
 };
 
 struct BasicHttpGlobalState {
@@ -185,13 +210,11 @@ struct BasicHttpGlobalState {
     guint maxOutstandingRequests = 0;
     GQueue waiting = G_QUEUE_INIT; /* requests that wait for a slot */
 
-    std::vector<CURL *> idleHandles;  /* kept for the next requests, reset */
-    std::vector<CURL *> plainHandles; /* kept with the options of a plain call */
-    std::vector<CURL *>
-        guardedHandles;              /* kept with those of a plain call that has both TLS procs */
-    bool hasLookedAtOpenSsl = false; /* whether libcurl's is that of the TLS layer, */
-    bool hasLayersOpenSsl = false;   /* and what was found */
-    unsigned curlDepth = 0;          /* calls of libcurl that are running */
+    std::vector<CURL *> idleHandles;              /* kept for the next requests, reset */
+    std::vector<BasicHttpKeptHandle> keptHandles; /* kept with their options */
+    bool hasLookedAtOpenSsl = false;              /* whether libcurl's is that of the TLS layer, */
+    bool hasLayersOpenSsl = false;                /* and what was found */
+    unsigned curlDepth = 0;                       /* calls of libcurl that are running */
     std::vector<BasicHttpRequest *> deferred;
     bool wantsKick = false; /* the engine was asked for while libcurl ran */
     bool hasKick = false;   /* registered with the loop */

@@ -21,7 +21,7 @@ constexpr size_t kMaxIdleHandles = 16;
 constexpr gsize kMaxJoinedBody = 64 * 1024 - 1;
 
 /* Sets options of an easy handle until one fails. */
-struct BasicHttpOptions {
+struct CurlOptions {
     CURL *curl;
     CURLcode result = CURLE_OK;
 
@@ -49,24 +49,22 @@ long BasicHttpCurlAuth(gint authType) {
 }
 
 /* What began encrypted stays so. */
-void BasicHttpSetPlace(BasicHttpOptions *options, BasicHttpRequest *request) {
+void BasicHttpSetPlace(CurlOptions *options, BasicHttpRequest *request) {
     options->Set(CURLOPT_URL, request->url);
     options->Set(CURLOPT_REDIR_PROTOCOLS_STR,
                  BasicHttpIsHttpsUrl(request->url) ? kSafeProtocols : kProtocols);
 }
 
-void BasicHttpSetUrl(BasicHttpOptions *options, BasicHttpRequest *request) {
-    const BasicHttpZone split = BasicHttpTakeZone(request->url);
-    if (!split.zone.empty()) {
-        g_free(request->url);
-        request->url = g_strdup(split.url.c_str());
+void BasicHttpSetUrl(CurlOptions *options, BasicHttpRequest *request) {
+    const std::string &zone = request->settings.zone;
+    if (!zone.empty()) {
         long scope = 0;
-        const char *end = split.zone.data() + split.zone.size();
-        const auto read = std::from_chars(split.zone.data(), end, scope);
+        const char *end = zone.data() + zone.size();
+        const auto read = std::from_chars(zone.data(), end, scope);
         if (read.ec == std::errc() && read.ptr == end)
             options->Set(CURLOPT_ADDRESS_SCOPE, scope);
         else
-            options->Set(CURLOPT_INTERFACE, split.zone.c_str());
+            options->Set(CURLOPT_INTERFACE, zone.c_str());
     }
     BasicHttpSetPlace(options, request);
     options->Set(CURLOPT_DEFAULT_PROTOCOL, "http");
@@ -74,32 +72,30 @@ void BasicHttpSetUrl(BasicHttpOptions *options, BasicHttpRequest *request) {
     options->Set(CURLOPT_MAXREDIRS, kMaxRedirects);
 }
 
-void BasicHttpSetConnection(BasicHttpOptions *options, BasicHttpRequest *request) {
-    if (request->freshConnection) {
+void BasicHttpSetConnection(CurlOptions *options, BasicHttpRequest *request) {
+    if (request->settings.freshConnection)
         options->Set(CURLOPT_FRESH_CONNECT, 1L);
-        request->freshConnection = false;
-    }
-    if (request->forbidReuse)
+    if (request->settings.forbidReuse)
         options->Set(CURLOPT_FORBID_REUSE, 1L);
 }
 
-void BasicHttpSetTls(BasicHttpOptions *options, BasicHttpRequest *request) {
+void BasicHttpSetTls(CurlOptions *options, BasicHttpRequest *request) {
     if (options->result == CURLE_OK)
         options->result = BasicHttpSetTlsOptions(options->curl, request);
 }
 
-void BasicHttpSetBehaviour(BasicHttpOptions *options, BasicHttpRequest *request) {
+void BasicHttpSetBehaviour(CurlOptions *options, BasicHttpRequest *request) {
     options->Set(CURLOPT_FOLLOWLOCATION, 1L);
     options->Set(CURLOPT_POSTREDIR, long(CURL_REDIR_POST_301));
     options->Set(CURLOPT_NOSIGNAL, 1L);
     options->Set(CURLOPT_SOCKOPTFUNCTION, BasicHttpSetSockOpts);
-    if (request->flags & BASICHTTP_REQUEST_TUNNEL)
+    if (request->settings.flags & BASICHTTP_REQUEST_TUNNEL)
         options->Set(CURLOPT_HTTPPROXYTUNNEL, 1L);
     /* What a proxy says while it opens a tunnel is not the response. */
     options->Set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
 }
 
-void BasicHttpSetIdentity(BasicHttpOptions *options, BasicHttpRequest *request) {
+void BasicHttpSetIdentity(CurlOptions *options, BasicHttpRequest *request) {
     if (request->authType != 0 && request->userName && request->userPassword) {
         options->Set(CURLOPT_USERNAME, request->userName);
         options->Set(CURLOPT_PASSWORD, request->userPassword);
@@ -109,7 +105,7 @@ void BasicHttpSetIdentity(BasicHttpOptions *options, BasicHttpRequest *request) 
 }
 
 /* The share that a jar is, and the cookie that it starts with. */
-void BasicHttpSetJar(BasicHttpOptions *options, BasicHttpRequest *request) {
+void BasicHttpSetJar(CurlOptions *options, BasicHttpRequest *request) {
     BasicHttpCookieJar *jar = request->cookieJar;
     if (jar->share)
         options->Set(CURLOPT_SHARE, jar->share);
@@ -121,7 +117,7 @@ void BasicHttpSetJar(BasicHttpOptions *options, BasicHttpRequest *request) {
     BasicHttp_SetInitialCookie(jar, nullptr);
 }
 
-void BasicHttpSetCookies(BasicHttpOptions *options, BasicHttpRequest *request) {
+void BasicHttpSetCookies(CurlOptions *options, BasicHttpRequest *request) {
     BasicHttpCookieJar *jar = request->cookieJar;
     if (!jar) {
         options->Set(CURLOPT_COOKIEFILE, "");
@@ -138,13 +134,14 @@ void BasicHttpSetCookies(BasicHttpOptions *options, BasicHttpRequest *request) {
     BasicHttpSetJar(options, request);
 }
 
-void BasicHttpSetProxyOptions(BasicHttpOptions *options, BasicHttpRequest *request) {
-    switch (request->proxyType) {
+void BasicHttpSetProxyOptions(CurlOptions *options, BasicHttpRequest *request) {
+    const BasicHttpSettings &settings = request->settings;
+    switch (settings.proxyType) {
     case BASICHTTP_PROXY_NONE:
         break;
     case BASICHTTP_PROXY_HTTP:
         options->Set(CURLOPT_PROXYTYPE, long(CURLPROXY_HTTP));
-        if (!(request->flags & BASICHTTP_REQUEST_TUNNEL))
+        if (!(settings.flags & BASICHTTP_REQUEST_TUNNEL))
             options->Set(CURLOPT_FRESH_CONNECT, 1L);
         break;
     case BASICHTTP_PROXY_SOCKS4:
@@ -153,8 +150,10 @@ void BasicHttpSetProxyOptions(BasicHttpOptions *options, BasicHttpRequest *reque
     default:
         NOT_IMPLEMENTED();
     }
-    options->SetText(CURLOPT_PROXY, request->proxy);
-    options->SetText(CURLOPT_NOPROXY, request->noProxy);
+    if (settings.proxy)
+        options->Set(CURLOPT_PROXY, settings.proxy->c_str());
+    if (settings.noProxy)
+        options->Set(CURLOPT_NOPROXY, settings.noProxy->c_str());
     if (request->proxyAuth != 0 && request->proxyUserName && request->proxyPassword) {
         options->Set(CURLOPT_PROXYUSERNAME, request->proxyUserName);
         options->Set(CURLOPT_PROXYPASSWORD, request->proxyPassword);
@@ -162,31 +161,31 @@ void BasicHttpSetProxyOptions(BasicHttpOptions *options, BasicHttpRequest *reque
     }
 }
 
-void BasicHttpSetTrace(BasicHttpOptions *options, BasicHttpRequest *request) {
-    if (!basicHttpTrace)
+void BasicHttpSetTrace(CurlOptions *options, BasicHttpRequest *request) {
+    if (!request->settings.isTraced)
         return;
     options->Set(CURLOPT_VERBOSE, 1L);
     options->Set(CURLOPT_DEBUGFUNCTION, BasicHttpDebugCurlCallback);
-    options->Set(CURLOPT_DEBUGDATA, request);
 }
 
 /* A short body of our own that nobody watches needs no read callback: libcurl then sends it with the
  * headers in one piece, which saves a call of the system and a turn of the loop. */
-const BasicHttpMemorySource *BasicHttpJoinableBody(const BasicHttpRequest *request) {
-    if (!request->ownsBody || request->sendProgressProc || request->bandwidthGroup)
-        return nullptr;
+bool IsBodyJoined(const BasicHttpRequest *request) {
+    if (request->settings.method != BASICHTTP_METHOD_POST || !request->ownsBody ||
+        request->sendProgressProc || request->bandwidthGroup)
+        return false;
     const BasicHttpMemorySource *memory = BasicHttpMemoryOf(request->body);
-    return memory && memory->length <= kMaxJoinedBody ? memory : nullptr;
+    return memory && memory->length <= kMaxJoinedBody;
 }
 
-void BasicHttpSetPostBody(BasicHttpOptions *options, BasicHttpRequest *request) {
+void BasicHttpSetPostBody(CurlOptions *options, BasicHttpRequest *request) {
     options->Set(CURLOPT_POSTFIELDSIZE_LARGE, curl_off_t(BasicHttpBodyLength(request)));
-    if (const BasicHttpMemorySource *memory = BasicHttpJoinableBody(request))
-        options->Set(CURLOPT_POSTFIELDS, memory->data);
+    if (request->settings.isBodyJoined)
+        options->Set(CURLOPT_POSTFIELDS, BasicHttpMemoryOf(request->body)->data);
 }
 
-void BasicHttpSetMethod(BasicHttpOptions *options, BasicHttpRequest *request) {
-    switch (request->method) {
+void BasicHttpSetMethod(CurlOptions *options, BasicHttpRequest *request) {
+    switch (request->settings.method) {
     case BASICHTTP_METHOD_GET:
         options->Set(CURLOPT_HTTPGET, 1L);
         break;
@@ -210,16 +209,18 @@ void BasicHttpSetMethod(BasicHttpOptions *options, BasicHttpRequest *request) {
         options->Set(CURLOPT_HTTPHEADER, headers);
 }
 
-void BasicHttpSetCallbackData(BasicHttpOptions *options, BasicHttpRequest *request) {
+void BasicHttpSetCallbackData(CurlOptions *options, BasicHttpRequest *request) {
     for (CURLoption option :
          {CURLOPT_HEADERDATA, CURLOPT_READDATA, CURLOPT_WRITEDATA, CURLOPT_IOCTLDATA,
           CURLOPT_PRIVATE, CURLOPT_SOCKOPTDATA, CURLOPT_OPENSOCKETDATA, CURLOPT_PREREQDATA})
         options->Set(option, request);
-    if (request->sslCtxProc)
+    if (request->settings.sslCtxProc)
         options->Set(CURLOPT_SSL_CTX_DATA, request);
+    if (request->settings.isTraced)
+        options->Set(CURLOPT_DEBUGDATA, request);
 }
 
-void BasicHttpSetCallbacks(BasicHttpOptions *options, BasicHttpRequest *request) {
+void BasicHttpSetCallbacks(CurlOptions *options, BasicHttpRequest *request) {
     options->Set(CURLOPT_HEADERFUNCTION, BasicHttpHeaderCallback);
     options->Set(CURLOPT_READFUNCTION, BasicHttpReadCallback);
     options->Set(CURLOPT_WRITEFUNCTION, BasicHttpWriteCallback);
@@ -229,14 +230,14 @@ void BasicHttpSetCallbacks(BasicHttpOptions *options, BasicHttpRequest *request)
 }
 
 /* libcurl opens sockets that children would inherit, so ours is used in either case. */
-void BasicHttpSetConnectTimeout(BasicHttpOptions *options, BasicHttpRequest *request) {
+void BasicHttpSetConnectTimeout(CurlOptions *options, BasicHttpRequest *request) {
     options->Set(CURLOPT_OPENSOCKETFUNCTION, BasicHttpOpenSocketCurlCallback);
-    options->Set(CURLOPT_CONNECTTIMEOUT, request->connectionTimeoutWorkaround
+    options->Set(CURLOPT_CONNECTTIMEOUT, request->settings.connectionTimeoutWorkaround
                                              ? kWorkaroundConnectTimeout
-                                             : long(request->connectTimeout));
+                                             : long(request->settings.connectTimeout));
 }
 
-void BasicHttpSetAll(BasicHttpOptions *options, BasicHttpRequest *request) {
+void BasicHttpSetAll(CurlOptions *options, BasicHttpRequest *request) {
     for (auto set :
          {BasicHttpSetUrl, BasicHttpSetConnection, BasicHttpSetTls, BasicHttpSetBehaviour,
           BasicHttpSetIdentity, BasicHttpSetCookies, BasicHttpSetProxyOptions, BasicHttpSetTrace,
@@ -244,23 +245,8 @@ void BasicHttpSetAll(BasicHttpOptions *options, BasicHttpRequest *request) {
         set(options, request);
 }
 
-/* A session's calls differ in little but their bodies: posts without a proxy, through a shared jar. What
- * all such have in common is left in the handles that they have used. */
-bool BasicHttpIsPlainCall(const BasicHttpRequest *request) {
-    const bool isSpecial = request->freshConnection || request->forbidReuse ||
-                           request->authType != 0 || request->sslManualVerification ||
-                           request->sslVerification || request->sslCAInfo || request->sslCAPath ||
-                           request->noProxy || !request->sslCtxProc != !request->connectedProc ||
-                           (request->flags & BASICHTTP_REQUEST_TUNNEL) ||
-                           !request->connectionTimeoutWorkaround || basicHttpTrace;
-    const BasicHttpCookieJar *jar = request->cookieJar;
-    return request->method == BASICHTTP_METHOD_POST && !isSpecial && jar && jar->share &&
-           !jar->isNewSession && request->proxy && request->proxyType == BASICHTTP_PROXY_NONE &&
-           BasicHttpJoinableBody(request) && !strchr(request->url, '%');
-}
-
-/* What a handle of a plain call needs for another: all that BasicHttpIsPlainCall() leaves open. */
-void BasicHttpSetPlainCall(BasicHttpOptions *options, BasicHttpRequest *request) {
+/* What the settings do not tell is set for every request, also in a handle that has its options already. */
+void SetCallOptions(CurlOptions *options, BasicHttpRequest *request) {
     BasicHttpSetPlace(options, request);
     BasicHttpSetIdentity(options, request);
     BasicHttpSetJar(options, request);
@@ -269,40 +255,81 @@ void BasicHttpSetPlainCall(BasicHttpOptions *options, BasicHttpRequest *request)
     BasicHttpSetCallbackData(options, request);
 }
 
-std::vector<CURL *> *BasicHttpKeptHandles(BasicHttpGlobalState *state,
-                                          const BasicHttpRequest *request) {
-    if (!request->isPlainCall)
-        return &state->idleHandles;
-    return request->sslCtxProc ? &state->guardedHandles : &state->plainHandles;
+/* Completes the settings by what only the start can tell. */
+void CompleteSettings(BasicHttpRequest *request) {
+    BasicHttpSettings *settings = &request->settings;
+    BasicHttpZone split = BasicHttpTakeZone(request->url);
+    if (!split.zone.empty()) {
+        g_free(request->url);
+        request->url = g_strdup(split.url.c_str());
+        settings->zone = std::move(split.zone);
+    }
+    settings->isTraced = basicHttpTrace;
+    settings->isBodyJoined = IsBodyJoined(request);
 }
 
-CURL *BasicHttpTake(std::vector<CURL *> *handles) {
-    if (handles->empty())
-        return nullptr;
-    CURL *handle = handles->back();
-    handles->pop_back();
-    return handle;
+/* Whether the handle's options can serve another request: what else is in it does not stay. Cookies stay in a handle
+ * without a shared jar, and so does the state of an authentication. */
+bool KeepsOptions(const BasicHttpRequest *request) {
+    const BasicHttpCookieJar *jar = request->cookieJar;
+    return request->settings.isBodyJoined && request->authType == 0 && jar && jar->share &&
+           !jar->isNewSession;
+}
+
+/* Gives the request a kept handle whose options are those that it needs. */
+bool TakeKeptHandle(BasicHttpGlobalState *state, BasicHttpRequest *request) {
+    auto &kept = state->keptHandles;
+    /* the newest first: its memory is the likeliest to be in the processor's cache */
+    const auto found = std::find_if(kept.rbegin(), kept.rend(), [&](const auto &handle) {
+        return handle.settings == request->settings;
+    });
+    if (found == kept.rend())
+        return false;
+    request->curl = found->curl;
+    request->handleSettings = std::move(found->settings);
+    kept.erase(std::next(found).base());
+    return true;
+}
+
+/* In place of the oldest where there are enough: requests with its settings may come no more. */
+void KeepHandle(BasicHttpGlobalState *state, BasicHttpKeptHandle handle) {
+    auto &kept = state->keptHandles;
+    if (kept.size() >= kMaxIdleHandles) {
+        curl_easy_cleanup(kept.front().curl);
+        kept.erase(kept.begin());
+    }
+    kept.push_back(std::move(handle));
+}
+
+void TakeIdleHandle(BasicHttpGlobalState *state, BasicHttpRequest *request) {
+    if (state->idleHandles.empty()) {
+        request->curl = curl_easy_init();
+        return;
+    }
+    request->curl = state->idleHandles.back();
+    state->idleHandles.pop_back();
 }
 
 /* Gives the request a handle with all its options. */
 bool BasicHttpSetUp(BasicHttpGlobalState *state, BasicHttpRequest *request) {
-    request->isPlainCall = BasicHttpIsPlainCall(request);
+    CompleteSettings(request);
+    request->keepsOptions = KeepsOptions(request);
     request->keepsHandle = !request->cookieJar || request->cookieJar->share;
-    request->curl =
-        request->isPlainCall ? BasicHttpTake(BasicHttpKeptHandles(state, request)) : nullptr;
-    const bool isPrepared = request->curl != nullptr;
+    const bool isPrepared = request->keepsOptions && TakeKeptHandle(state, request);
     if (!isPrepared)
-        request->curl = BasicHttpTake(&state->idleHandles);
-    if (!request->curl)
-        request->curl = curl_easy_init();
+        TakeIdleHandle(state, request);
     if (!request->curl)
         return false;
 
-    BasicHttpOptions options{request->curl};
-    if (isPrepared)
-        BasicHttpSetPlainCall(&options, request);
-    else
+    CurlOptions options{request->curl};
+    if (isPrepared) {
+        SetCallOptions(&options, request);
+    } else {
+        if (request->keepsOptions)
+            request->handleSettings = request->settings;
         BasicHttpSetAll(&options, request);
+    }
+    request->settings.freshConnection = false; /* for this start only */
     if (options.result != CURLE_OK)
         Warning("BasicHTTP: Request %p could not be set up: %s\n", static_cast<void *>(request),
                 curl_easy_strerror(options.result));
@@ -352,16 +379,18 @@ void BasicHttpReleaseHandle(BasicHttpGlobalState *state, BasicHttpRequest *reque
     request->curl = nullptr;
     if (!handle)
         return;
-    std::vector<CURL *> *kept = BasicHttpKeptHandles(state, request);
-    if (!request->keepsHandle || state->isTearingDown || kept->size() >= kMaxIdleHandles) {
+    const bool isFull = !request->keepsOptions && state->idleHandles.size() >= kMaxIdleHandles;
+    if (!request->keepsHandle || state->isTearingDown || isFull) {
         curl_easy_cleanup(handle); /* this writes a cookie file */
         return;
     }
     if (request->cookieJar)
         curl_easy_setopt(handle, CURLOPT_SHARE, nullptr);
-    if (!request->isPlainCall) {
-        curl_easy_setopt(handle, CURLOPT_COOKIEFILE, nullptr); /* a reset keeps cookies */
-        curl_easy_reset(handle);
+    if (request->keepsOptions) {
+        KeepHandle(state, {handle, std::move(request->handleSettings)});
+        return;
     }
-    kept->push_back(handle);
+    curl_easy_setopt(handle, CURLOPT_COOKIEFILE, nullptr); /* a reset keeps cookies */
+    curl_easy_reset(handle);
+    state->idleHandles.push_back(handle);
 }

@@ -244,14 +244,14 @@ curl_socket_t BasicHttpOpenSocketCurlCallback(void *data, curlsocktype, curl_soc
         return CURL_SOCKET_BAD;
     }
     request->numHandshakes = 0;
-    if (request->connectionTimeoutWorkaround)
+    if (request->settings.connectionTimeoutWorkaround)
         request->socket = descriptor;
     return descriptor;
 }
 
 int BasicHttpSetSockOpts(void *data, curl_socket_t descriptor, curlsocktype) {
     const auto *request = static_cast<BasicHttpRequest *>(data);
-    if (!(request->flags & BASICHTTP_REQUEST_NODELAY))
+    if (!(request->settings.flags & BASICHTTP_REQUEST_NODELAY))
         return CURL_SOCKOPT_OK;
     const int on = 1;
     if (setsockopt(descriptor, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on) == 0)

@@ -123,10 +123,10 @@ void BasicHttpConnectionTimeoutCallback(gpointer clientData) {
 } // namespace
 
 void BasicHttpStartConnectionTimeout(BasicHttpRequest *request) {
-    if (!request->connectionTimeoutWorkaround || request->connectTimeout == 0)
+    if (!request->settings.connectionTimeoutWorkaround || request->settings.connectTimeout == 0)
         return;
     if (pollCallbackProc(0, BasicHttpConnectionTimeoutCallback, request, POLL_REALTIME,
-                         request->connectTimeout * kMicrosecondsPerSecond, nullptr,
+                         request->settings.connectTimeout * kMicrosecondsPerSecond, nullptr,
                          POLL_CLASS_MAIN) != 0)
         NOT_REACHED();
     request->hasConnectionTimer = true;
@@ -138,7 +138,7 @@ void BasicHttpClearConnectionTimeout(BasicHttpRequest *request) {
         pollCallbackRemoveProc(0, BasicHttpConnectionTimeoutCallback, request, POLL_REALTIME,
                                POLL_CLASS_MAIN);
     request->hasConnectionTimer = false;
-    request->connectTimeout = 0;
+    request->settings.connectTimeout = 0;
 }
 
 void BasicHttpStartInactivityTimeout(BasicHttpRequest *request) {

@@ -23,14 +23,19 @@
 
 namespace {
 
+const char *TextOrNull(const std::string &text) {
+    return text.empty() ? nullptr : text.c_str();
+}
+
 /* Whether the next handshake on a new socket is that of a proxy. Where libcurl finds the proxy in the environment,
  * or may go without it, this cannot be told, and the application decides on both certificates. */
 bool BeginsWithProxy(const BasicHttpRequest *request) {
     constexpr std::string_view kHttps = "https://";
     const bool isAlwaysUsed =
-        !request->noProxy && !secure_getenv("no_proxy") && !secure_getenv("NO_PROXY");
-    return isAlwaysUsed && request->proxy && request->proxyType == BASICHTTP_PROXY_HTTP &&
-           g_ascii_strncasecmp(request->proxy, kHttps.data(), kHttps.size()) == 0;
+        !request->settings.noProxy && !secure_getenv("no_proxy") && !secure_getenv("NO_PROXY");
+    return isAlwaysUsed && request->settings.proxy &&
+           request->settings.proxyType == BASICHTTP_PROXY_HTTP &&
+           g_ascii_strncasecmp(request->settings.proxy->c_str(), kHttps.data(), kHttps.size()) == 0;
 }
 
 /* libcurl sets up the TLS context of a connection: the application may add to it. */
@@ -46,7 +51,7 @@ CURLcode BasicHttpSslCtxCb(CURL *, void *sslContext, void *data) {
                 static_cast<void *>(request));
         return CURLE_SSL_ENGINE_INITFAILED;
     }
-    request->sslCtxProc(request, sslContext, request->clientData);
+    request->settings.sslCtxProc(request, sslContext, request->clientData);
     return request->state == BASICHTTP_STATE_DONE ? CURLE_ABORTED_BY_CALLBACK : CURLE_OK;
 }
 
@@ -70,26 +75,27 @@ bool BasicHttpIsSameOpenSsl(const char *tlsLibrary, bool isOpaque) {
 }
 
 CURLcode BasicHttpSetTlsOptions(CURL *curl, BasicHttpRequest *request) {
-    const bool hasAuthorities = request->sslCAInfo || request->sslCAPath;
+    const BasicHttpSettings &settings = request->settings;
+    const bool hasAuthorities = !settings.sslCAInfo.empty() || !settings.sslCAPath.empty();
     const bool isWhole =
-        !request->sslManualVerification && (hasAuthorities || request->sslVerification);
+        !settings.sslManualVerification && (hasAuthorities || settings.sslVerification);
     CURLcode result = CURLE_OK;
     const auto set = [&](CURLoption option, auto value) {
         if (result == CURLE_OK)
             result = curl_easy_setopt(curl, option, value);
     };
-    set(CURLOPT_SSL_VERIFYPEER, request->sslManualVerification || isWhole ? 1L : 0L);
+    set(CURLOPT_SSL_VERIFYPEER, settings.sslManualVerification || isWhole ? 1L : 0L);
     set(CURLOPT_SSL_VERIFYHOST, isWhole ? 2L : 0L);
     if (isWhole && hasAuthorities) {
         /* both, as libcurl has the machine's for the one that is not named */
-        set(CURLOPT_CAINFO, request->sslCAInfo);
-        set(CURLOPT_CAPATH, request->sslCAPath);
+        set(CURLOPT_CAINFO, TextOrNull(settings.sslCAInfo));
+        set(CURLOPT_CAPATH, TextOrNull(settings.sslCAPath));
     }
-    if (isWhole && request->sslCrlFile)
-        set(CURLOPT_CRLFILE, request->sslCrlFile);
+    if (isWhole && !settings.sslCrlFile.empty())
+        set(CURLOPT_CRLFILE, settings.sslCrlFile.c_str());
     /* A resumed TLS session skips the application's look at the certificate, and handles are kept. */
     set(CURLOPT_SSL_SESSIONID_CACHE, 0L);
-    if (request->sslCtxProc) {
+    if (settings.sslCtxProc) {
         set(CURLOPT_SSL_CTX_FUNCTION, BasicHttpSslCtxCb);
         set(CURLOPT_SSL_CTX_DATA, request);
     }
@@ -97,7 +103,7 @@ CURLcode BasicHttpSetTlsOptions(CURL *curl, BasicHttpRequest *request) {
     /* Otherwise libcurl may put a store that it has kept in the place of the one that the proc has changed, and
      * the application is never asked; or go on with a file of authorities as it was a day ago. A libcurl that
      * does not know the option keeps none. */
-    if (request->sslCtxProc || hasAuthorities)
+    if (settings.sslCtxProc || hasAuthorities)
         curl_easy_setopt(curl, CURLOPT_CA_CACHE_TIMEOUT, 0L);
 #endif
     return result;
