@@ -26,13 +26,13 @@ constinit guint lastGeneration = 0;
 constinit gsize maxResponseSize = kDefaultMaxResponseSize;
 constinit BasicHttpGlobalState *drivenState = nullptr;
 
-bool BasicHttpIsTraceWanted() {
+bool IsTraceWanted() {
     const char *value = secure_getenv("HALDEN_BASICHTTP_TRACE");
     return value && strcmp(value, "0") != 0;
 }
 
 /* Takes a request out of the table, which may let a waiting one in. */
-void BasicHttpLeaveActive(BasicHttpRequest *request) {
+void LeaveActive(BasicHttpRequest *request) {
     BasicHttpGlobalState *state = request->owner;
     if (!request->inActive || state->isTearingDown)
         return;
@@ -42,19 +42,19 @@ void BasicHttpLeaveActive(BasicHttpRequest *request) {
         BasicHttpScheduleKick(state);
 }
 
-void BasicHttpDefer(BasicHttpRequest *request) {
+void DeferEnd(BasicHttpRequest *request) {
     if (request->isDeferred)
         return;
     request->isDeferred = true;
     request->owner->deferred.push_back(request);
 }
 
-bool BasicHttpIsInsideCurl(const BasicHttpRequest *request) {
+bool IsInsideCurl(const BasicHttpRequest *request) {
     return request->owner && request->owner->curlDepth > 0;
 }
 
 /* Ends what was asked to end while libcurl ran. */
-void BasicHttpEndDeferred(BasicHttpGlobalState *state) {
+void EndDeferred(BasicHttpGlobalState *state) {
     while (!state->deferred.empty()) {
         BasicHttpRequest *request = state->deferred.back();
         state->deferred.pop_back();
@@ -68,21 +68,21 @@ void BasicHttpEndDeferred(BasicHttpGlobalState *state) {
     }
 }
 
-gint BasicHttpCollectRequest(gconstpointer, gpointer request, gpointer data) {
+gint CollectRequest(gconstpointer, gpointer request, gpointer data) {
     static_cast<std::vector<BasicHttpRequest *> *>(data)->push_back(
         static_cast<BasicHttpRequest *>(request));
     return 0;
 }
 
-std::vector<BasicHttpRequest *> BasicHttpAllRequests(BasicHttpGlobalState *state) {
+std::vector<BasicHttpRequest *> AllRequests(BasicHttpGlobalState *state) {
     std::vector<BasicHttpRequest *> all;
-    HashTable_ForEach(state->active, BasicHttpCollectRequest, &all);
+    HashTable_ForEach(state->active, CollectRequest, &all);
     for (GList *link = state->waiting.head; link; link = link->next)
         all.push_back(static_cast<BasicHttpRequest *>(link->data));
     return all;
 }
 
-BasicHttpGlobalState *BasicHttpAllocState(guint maxOutstandingRequests) {
+BasicHttpGlobalState *AllocState(guint maxOutstandingRequests) {
     CURLM *multi = curl_multi_init();
     if (!multi)
         return nullptr;
@@ -100,14 +100,14 @@ BasicHttpGlobalState *BasicHttpAllocState(guint maxOutstandingRequests) {
     return state;
 }
 
-void BasicHttpUnlinkWaiting(BasicHttpRequest *request) {
+void UnlinkWaiting(BasicHttpRequest *request) {
     if (!request->queued)
         return;
     g_queue_remove(&request->owner->waiting, request);
     request->queued = false;
 }
 
-BasicHttpRequest *BasicHttpOwnBody(BasicHttpRequest *request, BasicHttpSource *body) {
+BasicHttpRequest *LetOwnBody(BasicHttpRequest *request, BasicHttpSource *body) {
     if (request)
         request->ownsBody = true;
     else
@@ -131,7 +131,7 @@ BasicHttpInsideCurl::~BasicHttpInsideCurl() {
         BasicHttpDestroyState(state);
         return;
     }
-    BasicHttpEndDeferred(state);
+    EndDeferred(state);
     if (state->wantsKick) {
         state->wantsKick = false;
         BasicHttpScheduleKick(state);
@@ -159,13 +159,13 @@ gboolean BasicHttp_Init(OrvanePollCallback pollCallback,
 gboolean BasicHttp_InitEx(OrvanePollCallback pollCallback,
                           OrvanePollCallbackRemove pollCallbackRemove,
                           gint maxOutstandingRequests) {
-    basicHttpTrace = BasicHttpIsTraceWanted();
+    basicHttpTrace = IsTraceWanted();
     if (curlGlobalState)
         NOT_IMPLEMENTED();
     if (curl_global_init(CURL_GLOBAL_ALL) != CURLE_OK)
         return FALSE;
 
-    curlGlobalState = BasicHttpAllocState(guint(maxOutstandingRequests));
+    curlGlobalState = AllocState(guint(maxOutstandingRequests));
     if (!curlGlobalState) {
         curl_global_cleanup();
         return FALSE;
@@ -191,7 +191,7 @@ void BasicHttp_Shutdown() {
 
     /* From here on nothing of the old transport reaches the loop or an onSentProc. */
     state->isTearingDown = true;
-    for (BasicHttpRequest *request : BasicHttpAllRequests(state)) {
+    for (BasicHttpRequest *request : AllRequests(state)) {
         BasicHttpFinishRequest(request, BASICHTTP_STATE_DONE);
         request->onSentProc = nullptr;
     }
@@ -204,8 +204,8 @@ void BasicHttp_Shutdown() {
 
 void BasicHttpDestroyState(BasicHttpGlobalState *state) {
     state->isReleased = true;
-    BasicHttpEndDeferred(state);
-    for (BasicHttpRequest *request : BasicHttpAllRequests(state)) {
+    EndDeferred(state);
+    for (BasicHttpRequest *request : AllRequests(state)) {
         request->queued = false;
         request->inActive = false;
         BasicHttpRemoveFromMulti(request);
@@ -233,16 +233,16 @@ BasicHttpRequest *BasicHttp_CreateRequestWithSSL(const char *url, BasicHttpMetho
                                                  const char *body, const char *sslCAInfo,
                                                  const char *sslCAPath) {
     BasicHttpSource *source = body ? BasicHttp_AllocStringSource(body) : nullptr;
-    return BasicHttpOwnBody(
+    return LetOwnBody(
         BasicHttp_CreateRequestEx(url, method, 0, cookieJar, header, source, sslCAInfo, sslCAPath),
         source);
 }
 
 BasicHttpRequest *BasicHttp_CreatePost(const char *url, BasicHttpCookieJar *cookieJar,
                                        BasicHttpSource *body) {
-    return BasicHttpOwnBody(BasicHttp_CreateRequestEx(url, BASICHTTP_METHOD_POST, 0, cookieJar,
-                                                      nullptr, body, nullptr, nullptr),
-                            body);
+    return LetOwnBody(BasicHttp_CreateRequestEx(url, BASICHTTP_METHOD_POST, 0, cookieJar, nullptr,
+                                                body, nullptr, nullptr),
+                      body);
 }
 
 BasicHttpRequest *BasicHttp_CreateRequestEx(const char *url, BasicHttpMethod method, guint32 flags,
@@ -299,7 +299,7 @@ gboolean BasicHttp_SendRequestEx(BasicHttpRequest *request, guint32 options,
     request->clientData = clientData;
     request->lastProgressTime = basicHttpNow();
     request->owner = state;
-    BasicHttpLeaveActive(request); /* where a start that failed has left it */
+    LeaveActive(request); /* where a start that failed has left it */
     if (state->curlDepth == 0 && BasicHttpHasCapacity(state))
         return BasicHttpStartRequest(request);
 
@@ -321,9 +321,9 @@ void BasicHttpRemoveFromMulti(BasicHttpRequest *request) {
 void BasicHttp_CancelRequest(BasicHttpRequest *request) {
     if (!request)
         return;
-    BasicHttpUnlinkWaiting(request);
-    if (request->inMulti && BasicHttpIsInsideCurl(request))
-        BasicHttpDefer(request);
+    UnlinkWaiting(request);
+    if (request->inMulti && IsInsideCurl(request))
+        DeferEnd(request);
     else if (request->inMulti)
         BasicHttpRemoveFromMulti(request);
     BasicHttpFinishRequest(request, BASICHTTP_STATE_DONE);
@@ -333,7 +333,7 @@ void BasicHttp_FreeRequest(BasicHttpRequest *request) {
     if (!request)
         return;
     BasicHttp_CancelRequest(request);
-    BasicHttpLeaveActive(request);
+    LeaveActive(request);
     request->isFreed = true;
     if (!request->isDeferred && !request->inActive && request->numHolds == 0)
         return BasicHttpDestroyRequest(request);

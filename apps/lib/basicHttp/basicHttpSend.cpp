@@ -36,7 +36,7 @@ struct CurlOptions {
     }
 };
 
-long BasicHttpCurlAuth(gint authType) {
+long CurlAuth(gint authType) {
     switch (authType) {
     case BASICHTTP_AUTH_BASIC:
         return long(CURLAUTH_BASIC);
@@ -49,13 +49,13 @@ long BasicHttpCurlAuth(gint authType) {
 }
 
 /* What began encrypted stays so. */
-void BasicHttpSetPlace(CurlOptions *options, BasicHttpRequest *request) {
+void SetPlace(CurlOptions *options, BasicHttpRequest *request) {
     options->Set(CURLOPT_URL, request->url);
     options->Set(CURLOPT_REDIR_PROTOCOLS_STR,
                  BasicHttpIsHttpsUrl(request->url) ? kSafeProtocols : kProtocols);
 }
 
-void BasicHttpSetUrl(CurlOptions *options, BasicHttpRequest *request) {
+void SetUrl(CurlOptions *options, BasicHttpRequest *request) {
     const std::string &zone = request->settings.zone;
     if (!zone.empty()) {
         long scope = 0;
@@ -66,25 +66,25 @@ void BasicHttpSetUrl(CurlOptions *options, BasicHttpRequest *request) {
         else
             options->Set(CURLOPT_INTERFACE, zone.c_str());
     }
-    BasicHttpSetPlace(options, request);
+    SetPlace(options, request);
     options->Set(CURLOPT_DEFAULT_PROTOCOL, "http");
     options->Set(CURLOPT_PROTOCOLS_STR, kProtocols);
     options->Set(CURLOPT_MAXREDIRS, kMaxRedirects);
 }
 
-void BasicHttpSetConnection(CurlOptions *options, BasicHttpRequest *request) {
+void SetConnection(CurlOptions *options, BasicHttpRequest *request) {
     if (request->settings.freshConnection)
         options->Set(CURLOPT_FRESH_CONNECT, 1L);
     if (request->settings.forbidReuse)
         options->Set(CURLOPT_FORBID_REUSE, 1L);
 }
 
-void BasicHttpSetTls(CurlOptions *options, BasicHttpRequest *request) {
+void SetTls(CurlOptions *options, BasicHttpRequest *request) {
     if (options->result == CURLE_OK)
         options->result = BasicHttpSetTlsOptions(options->curl, request);
 }
 
-void BasicHttpSetBehaviour(CurlOptions *options, BasicHttpRequest *request) {
+void SetBehaviour(CurlOptions *options, BasicHttpRequest *request) {
     options->Set(CURLOPT_FOLLOWLOCATION, 1L);
     options->Set(CURLOPT_POSTREDIR, long(CURL_REDIR_POST_301));
     options->Set(CURLOPT_NOSIGNAL, 1L);
@@ -95,17 +95,17 @@ void BasicHttpSetBehaviour(CurlOptions *options, BasicHttpRequest *request) {
     options->Set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
 }
 
-void BasicHttpSetIdentity(CurlOptions *options, BasicHttpRequest *request) {
+void SetIdentity(CurlOptions *options, BasicHttpRequest *request) {
     if (request->authType != 0 && request->userName && request->userPassword) {
         options->Set(CURLOPT_USERNAME, request->userName);
         options->Set(CURLOPT_PASSWORD, request->userPassword);
-        options->Set(CURLOPT_HTTPAUTH, BasicHttpCurlAuth(request->authType));
+        options->Set(CURLOPT_HTTPAUTH, CurlAuth(request->authType));
     }
     options->Set(CURLOPT_USERAGENT, request->userAgent ? request->userAgent : kDefaultUserAgent);
 }
 
 /* The share that a jar is, and the cookie that it starts with. */
-void BasicHttpSetJar(CurlOptions *options, BasicHttpRequest *request) {
+void SetJar(CurlOptions *options, BasicHttpRequest *request) {
     BasicHttpCookieJar *jar = request->cookieJar;
     if (jar->share)
         options->Set(CURLOPT_SHARE, jar->share);
@@ -117,7 +117,7 @@ void BasicHttpSetJar(CurlOptions *options, BasicHttpRequest *request) {
     BasicHttp_SetInitialCookie(jar, nullptr);
 }
 
-void BasicHttpSetCookies(CurlOptions *options, BasicHttpRequest *request) {
+void SetCookies(CurlOptions *options, BasicHttpRequest *request) {
     BasicHttpCookieJar *jar = request->cookieJar;
     if (!jar) {
         options->Set(CURLOPT_COOKIEFILE, "");
@@ -131,10 +131,10 @@ void BasicHttpSetCookies(CurlOptions *options, BasicHttpRequest *request) {
     }
     options->Set(CURLOPT_COOKIEFILE, jar->share ? "" : jar->fileName);
     options->SetText(CURLOPT_COOKIEJAR, jar->fileName);
-    BasicHttpSetJar(options, request);
+    SetJar(options, request);
 }
 
-void BasicHttpSetProxyOptions(CurlOptions *options, BasicHttpRequest *request) {
+void SetProxyOptions(CurlOptions *options, BasicHttpRequest *request) {
     const BasicHttpSettings &settings = request->settings;
     switch (settings.proxyType) {
     case BASICHTTP_PROXY_NONE:
@@ -157,11 +157,11 @@ void BasicHttpSetProxyOptions(CurlOptions *options, BasicHttpRequest *request) {
     if (request->proxyAuth != 0 && request->proxyUserName && request->proxyPassword) {
         options->Set(CURLOPT_PROXYUSERNAME, request->proxyUserName);
         options->Set(CURLOPT_PROXYPASSWORD, request->proxyPassword);
-        options->Set(CURLOPT_PROXYAUTH, BasicHttpCurlAuth(request->proxyAuth));
+        options->Set(CURLOPT_PROXYAUTH, CurlAuth(request->proxyAuth));
     }
 }
 
-void BasicHttpSetTrace(CurlOptions *options, BasicHttpRequest *request) {
+void SetTrace(CurlOptions *options, BasicHttpRequest *request) {
     if (!request->settings.isTraced)
         return;
     options->Set(CURLOPT_VERBOSE, 1L);
@@ -178,20 +178,20 @@ bool IsBodyJoined(const BasicHttpRequest *request) {
     return memory && memory->length <= kMaxJoinedBody;
 }
 
-void BasicHttpSetPostBody(CurlOptions *options, BasicHttpRequest *request) {
+void SetPostBody(CurlOptions *options, BasicHttpRequest *request) {
     options->Set(CURLOPT_POSTFIELDSIZE_LARGE, curl_off_t(BasicHttpBodyLength(request)));
     if (request->settings.isBodyJoined)
         options->Set(CURLOPT_POSTFIELDS, BasicHttpMemoryOf(request->body)->data);
 }
 
-void BasicHttpSetMethod(CurlOptions *options, BasicHttpRequest *request) {
+void SetMethod(CurlOptions *options, BasicHttpRequest *request) {
     switch (request->settings.method) {
     case BASICHTTP_METHOD_GET:
         options->Set(CURLOPT_HTTPGET, 1L);
         break;
     case BASICHTTP_METHOD_POST:
         options->Set(CURLOPT_POST, 1L);
-        BasicHttpSetPostBody(options, request);
+        SetPostBody(options, request);
         break;
     case BASICHTTP_METHOD_HEAD:
         options->Set(CURLOPT_NOBODY, 1L);
@@ -209,7 +209,7 @@ void BasicHttpSetMethod(CurlOptions *options, BasicHttpRequest *request) {
         options->Set(CURLOPT_HTTPHEADER, headers);
 }
 
-void BasicHttpSetCallbackData(CurlOptions *options, BasicHttpRequest *request) {
+void SetCallbackData(CurlOptions *options, BasicHttpRequest *request) {
     for (CURLoption option :
          {CURLOPT_HEADERDATA, CURLOPT_READDATA, CURLOPT_WRITEDATA, CURLOPT_IOCTLDATA,
           CURLOPT_PRIVATE, CURLOPT_SOCKOPTDATA, CURLOPT_OPENSOCKETDATA, CURLOPT_PREREQDATA})
@@ -220,39 +220,37 @@ void BasicHttpSetCallbackData(CurlOptions *options, BasicHttpRequest *request) {
         options->Set(CURLOPT_DEBUGDATA, request);
 }
 
-void BasicHttpSetCallbacks(CurlOptions *options, BasicHttpRequest *request) {
+void SetCallbacks(CurlOptions *options, BasicHttpRequest *request) {
     options->Set(CURLOPT_HEADERFUNCTION, BasicHttpHeaderCallback);
     options->Set(CURLOPT_READFUNCTION, BasicHttpReadCallback);
     options->Set(CURLOPT_WRITEFUNCTION, BasicHttpWriteCallback);
     options->Set(CURLOPT_IOCTLFUNCTION, BasicHttpIoctlCallback);
     options->Set(CURLOPT_PREREQFUNCTION, BasicHttpPrereqCurlCallback);
-    BasicHttpSetCallbackData(options, request);
+    SetCallbackData(options, request);
 }
 
 /* libcurl opens sockets that children would inherit, so ours is used in either case. */
-void BasicHttpSetConnectTimeout(CurlOptions *options, BasicHttpRequest *request) {
+void SetConnectTimeout(CurlOptions *options, BasicHttpRequest *request) {
     options->Set(CURLOPT_OPENSOCKETFUNCTION, BasicHttpOpenSocketCurlCallback);
     options->Set(CURLOPT_CONNECTTIMEOUT, request->settings.connectionTimeoutWorkaround
                                              ? kWorkaroundConnectTimeout
                                              : long(request->settings.connectTimeout));
 }
 
-void BasicHttpSetAll(CurlOptions *options, BasicHttpRequest *request) {
-    for (auto set :
-         {BasicHttpSetUrl, BasicHttpSetConnection, BasicHttpSetTls, BasicHttpSetBehaviour,
-          BasicHttpSetIdentity, BasicHttpSetCookies, BasicHttpSetProxyOptions, BasicHttpSetTrace,
-          BasicHttpSetMethod, BasicHttpSetCallbacks, BasicHttpSetConnectTimeout})
+void SetAll(CurlOptions *options, BasicHttpRequest *request) {
+    for (auto set : {SetUrl, SetConnection, SetTls, SetBehaviour, SetIdentity, SetCookies,
+                     SetProxyOptions, SetTrace, SetMethod, SetCallbacks, SetConnectTimeout})
         set(options, request);
 }
 
 /* What the settings do not tell is set for every request, also in a handle that has its options already. */
 void SetCallOptions(CurlOptions *options, BasicHttpRequest *request) {
-    BasicHttpSetPlace(options, request);
-    BasicHttpSetIdentity(options, request);
-    BasicHttpSetJar(options, request);
-    BasicHttpSetPostBody(options, request);
+    SetPlace(options, request);
+    SetIdentity(options, request);
+    SetJar(options, request);
+    SetPostBody(options, request);
     options->Set(CURLOPT_HTTPHEADER, BasicHttpRequestHeaders(request));
-    BasicHttpSetCallbackData(options, request);
+    SetCallbackData(options, request);
 }
 
 /* Completes the settings by what only the start can tell. */
@@ -311,7 +309,7 @@ void TakeIdleHandle(BasicHttpGlobalState *state, BasicHttpRequest *request) {
 }
 
 /* Gives the request a handle with all its options. */
-bool BasicHttpSetUp(BasicHttpGlobalState *state, BasicHttpRequest *request) {
+bool SetUp(BasicHttpGlobalState *state, BasicHttpRequest *request) {
     CompleteSettings(request);
     request->keepsOptions = KeepsOptions(request);
     request->keepsHandle = !request->cookieJar || request->cookieJar->share;
@@ -327,7 +325,7 @@ bool BasicHttpSetUp(BasicHttpGlobalState *state, BasicHttpRequest *request) {
     } else {
         if (request->keepsOptions)
             request->handleSettings = request->settings;
-        BasicHttpSetAll(&options, request);
+        SetAll(&options, request);
     }
     request->settings.freshConnection = false; /* for this start only */
     if (options.result != CURLE_OK)
@@ -337,14 +335,14 @@ bool BasicHttpSetUp(BasicHttpGlobalState *state, BasicHttpRequest *request) {
 }
 
 /* The end of a start that failed; it may be tried again. */
-bool BasicHttpFailStart(BasicHttpRequest *request) {
+bool FailStart(BasicHttpRequest *request) {
     BasicHttpFinishRequest(request, BASICHTTP_STATE_IDLE);
     request->keepsHandle = false;
     BasicHttpReleaseHandle(request->owner, request);
     return false;
 }
 
-bool BasicHttpAddToMulti(BasicHttpGlobalState *state, BasicHttpRequest *request) {
+bool AddToMulti(BasicHttpGlobalState *state, BasicHttpRequest *request) {
     request->inActive = true;
     HashTable_Insert(state->active, request, request);
     BasicHttpInsideCurl inside(state);
@@ -357,14 +355,14 @@ bool BasicHttpAddToMulti(BasicHttpGlobalState *state, BasicHttpRequest *request)
 bool BasicHttpStartRequest(BasicHttpRequest *request) {
     BasicHttpGlobalState *state = request->owner;
     request->state = BASICHTTP_STATE_SENDING;
-    if (!BasicHttpSetUp(state, request))
-        return BasicHttpFailStart(request);
+    if (!SetUp(state, request))
+        return FailStart(request);
 
     BasicHttpStartConnectionTimeout(request);
     request->lastActivityTime = basicHttpNow();
     BasicHttpStartInactivityTimeout(request);
-    if (!BasicHttpAddToMulti(state, request))
-        return BasicHttpFailStart(request);
+    if (!AddToMulti(state, request))
+        return FailStart(request);
 
     BasicHttpTraceSending(request);
     /* While others are still to hear of their ends, libcurl's timer, or the start made by the last of

@@ -19,7 +19,7 @@ constexpr gint kWriteFlags = 0x110 | POLL_FLAG_PERIODIC | POLL_FLAG_WRITE;
 constexpr gint64 kMicrosecondsPerMillisecond = 1000;
 
 /* What the engine is registered with for libcurl's timer. */
-gpointer BasicHttpTimerData() {
+gpointer TimerData() {
     return GINT_TO_POINTER(1);
 }
 
@@ -44,7 +44,7 @@ void BasicHttpPollRemove(BasicHttpSocketEntry *entry) {
                                POLL_CLASS_MAIN);
 }
 
-void BasicHttpForgetSocket(BasicHttpGlobalState *state, curl_socket_t descriptor) {
+void ForgetSocket(BasicHttpGlobalState *state, curl_socket_t descriptor) {
     for (BasicHttpSocketEntry **link = &state->sockets; *link;) {
         BasicHttpSocketEntry *entry = *link;
         if (entry->socket != descriptor) {
@@ -57,16 +57,16 @@ void BasicHttpForgetSocket(BasicHttpGlobalState *state, curl_socket_t descriptor
     }
 }
 
-void BasicHttpRemoveTimer(BasicHttpGlobalState *state) {
+void RemoveTimer(BasicHttpGlobalState *state) {
     if (!state->hasTimer)
         return;
     state->hasTimer = false;
-    pollCallbackRemoveProc(0, BasicHttpSocketPollCallback, BasicHttpTimerData(), POLL_REALTIME,
+    pollCallbackRemoveProc(0, BasicHttpSocketPollCallback, TimerData(), POLL_REALTIME,
                            POLL_CLASS_MAIN);
 }
 
 /* Lets libcurl work once. */
-CURLMcode BasicHttpDrive(BasicHttpGlobalState *state, BasicHttpWake wake, curl_socket_t socket) {
+CURLMcode DriveCurl(BasicHttpGlobalState *state, BasicHttpWake wake, curl_socket_t socket) {
     int running = 0;
     BasicHttpInsideCurl inside(state);
     switch (wake) {
@@ -84,7 +84,7 @@ CURLMcode BasicHttpDrive(BasicHttpGlobalState *state, BasicHttpWake wake, curl_s
     return CURLM_OK;
 }
 
-void BasicHttpFinishTransfer(BasicHttpRequest *request, CURLcode result) {
+void FinishTransfer(BasicHttpRequest *request, CURLcode result) {
     BasicHttpRemoveFromMulti(request);
     if (request->cookieJar)
         curl_easy_setopt(request->curl, CURLOPT_SHARE, nullptr);
@@ -104,18 +104,18 @@ void BasicHttpProcessCURLMulti(BasicHttpGlobalState *state) {
         const CURLcode result = message->data.result;
         char *request = nullptr;
         curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &request);
-        BasicHttpFinishTransfer(reinterpret_cast<BasicHttpRequest *>(request), result);
+        FinishTransfer(reinterpret_cast<BasicHttpRequest *>(request), result);
     }
 }
 
 /* Its sender has been told that it will hear of it, so it does. */
-void BasicHttpFailQueued(BasicHttpRequest *request) {
+void FailQueued(BasicHttpRequest *request) {
     BasicHttpFinishRequest(request, BASICHTTP_STATE_DONE);
     request->errorOverride = BASICHTTP_ERROR_GENERIC;
     BasicHttpInvokeCallback(request);
 }
 
-void BasicHttpStartQueued(BasicHttpGlobalState *state) {
+void StartQueued(BasicHttpGlobalState *state) {
     if (state->isStartingQueued)
         return; /* a start runs the engine; the loop below goes on by itself */
     state->isStartingQueued = true;
@@ -124,7 +124,7 @@ void BasicHttpStartQueued(BasicHttpGlobalState *state) {
         auto *request = static_cast<BasicHttpRequest *>(g_queue_pop_head(&state->waiting));
         request->queued = false;
         if (!BasicHttpStartRequest(request))
-            BasicHttpFailQueued(request);
+            FailQueued(request);
     }
     if (curlGlobalState == state)
         state->isStartingQueued = false;
@@ -144,7 +144,7 @@ void BasicHttpRunEngine(BasicHttpWake wake, curl_socket_t socket) {
         BasicHttpProcessCURLMulti(state);
 
     for (;;) {
-        const CURLMcode result = BasicHttpDrive(state, wake, socket);
+        const CURLMcode result = DriveCurl(state, wake, socket);
         /* a progress proc may have shut everything down, and even started it anew */
         if (curlGlobalState != state)
             return;
@@ -156,11 +156,11 @@ void BasicHttpRunEngine(BasicHttpWake wake, curl_socket_t socket) {
         }
     }
     BasicHttpProcessCURLMulti(state);
-    BasicHttpStartQueued(state);
+    StartQueued(state);
 }
 
 void BasicHttpSocketPollCallback(gpointer clientData) {
-    if (clientData == BasicHttpTimerData()) {
+    if (clientData == TimerData()) {
         if (curlGlobalState)
             curlGlobalState->hasTimer = false;
         return BasicHttpRunEngine(BasicHttpWake::kTimer, CURL_SOCKET_TIMEOUT);
@@ -189,7 +189,7 @@ int BasicHttpSocketCurlCallback(CURL *easy, curl_socket_t descriptor, int what, 
     if (!state || what == CURL_POLL_NONE)
         return 0;
     if (what == CURL_POLL_REMOVE) {
-        BasicHttpForgetSocket(state, descriptor);
+        ForgetSocket(state, descriptor);
         return 0;
     }
 
@@ -213,11 +213,11 @@ int BasicHttpTimerCurlCallback(CURLM *, long timeoutMs, void *) {
     BasicHttpGlobalState *state = BasicHttpInsideCurl::Current();
     if (!state)
         return 0;
-    BasicHttpRemoveTimer(state);
+    RemoveTimer(state);
     if (timeoutMs < 0)
         return 0;
     state->hasTimer =
-        pollCallbackProc(0, BasicHttpSocketPollCallback, BasicHttpTimerData(), POLL_REALTIME,
+        pollCallbackProc(0, BasicHttpSocketPollCallback, TimerData(), POLL_REALTIME,
                          timeoutMs * kMicrosecondsPerMillisecond, nullptr, POLL_CLASS_MAIN) == 0;
     if (!state->hasTimer)
         Warning("BasicHTTP: The loop does not take libcurl's timer.\n");
@@ -226,8 +226,8 @@ int BasicHttpTimerCurlCallback(CURLM *, long timeoutMs, void *) {
 
 void BasicHttpLeaveLoop(BasicHttpGlobalState *state) {
     while (state->sockets)
-        BasicHttpForgetSocket(state, state->sockets->socket);
-    BasicHttpRemoveTimer(state);
+        ForgetSocket(state, state->sockets->socket);
+    RemoveTimer(state);
     if (state->hasKick)
         pollCallbackRemoveProc(0, BasicHttpSocketPollCallback, nullptr, POLL_REALTIME,
                                POLL_CLASS_MAIN);

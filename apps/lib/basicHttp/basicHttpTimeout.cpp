@@ -14,12 +14,12 @@ constexpr gint64 kInactivityCheckInterval = 2000000; /* microseconds */
 /* Enough to be told whether there is a peer; who it is does not matter. */
 constexpr socklen_t kPeerNameSize = 16;
 
-bool BasicHttpHasInactivityTimeout(const BasicHttpRequest *request) {
+bool HasInactivityTimeout(const BasicHttpRequest *request) {
     return request->inactivityTimeoutSending || request->inactivityTimeoutSent ||
            request->inactivityTimeoutReceiving;
 }
 
-guint BasicHttpInactivityLimit(const BasicHttpRequest *request) {
+guint InactivityLimit(const BasicHttpRequest *request) {
     switch (request->state) {
     case BASICHTTP_STATE_SENDING:
         return request->inactivityTimeoutSending;
@@ -35,13 +35,13 @@ guint BasicHttpInactivityLimit(const BasicHttpRequest *request) {
 }
 
 /* Ends a request with an error of ours. Unlike any other cancelled one, its sender hears of it. */
-void BasicHttpCancelWith(BasicHttpRequest *request, BasicHttpErrorCode error) {
+void CancelWithError(BasicHttpRequest *request, BasicHttpErrorCode error) {
     BasicHttp_CancelRequest(request);
     request->errorOverride = error;
     BasicHttpInvokeCallback(request);
 }
 
-void BasicHttpLogInactivity(const BasicHttpRequest *request, gint64 elapsed) {
+void LogInactivity(const BasicHttpRequest *request, gint64 elapsed) {
     curl_off_t sent = 0;
     curl_off_t received = 0;
     curl_easy_getinfo(request->curl, CURLINFO_SIZE_UPLOAD_T, &sent);
@@ -58,23 +58,23 @@ void BasicHttpInactivityTimeoutCallback(gpointer clientData) {
     if (request->pausedMask != 0)
         return;
     BasicHttpUpdateSendState(request);
-    const gint64 limit = BasicHttpInactivityLimit(request) * kMicrosecondsPerSecond;
+    const gint64 limit = InactivityLimit(request) * kMicrosecondsPerSecond;
     const gint64 elapsed = basicHttpNow() - request->lastActivityTime;
     if (limit == 0 || elapsed < limit)
         return;
-    BasicHttpLogInactivity(request, elapsed);
-    BasicHttpCancelWith(request, BASICHTTP_ERROR_INACTIVITY_TIMEOUT);
+    LogInactivity(request, elapsed);
+    CancelWithError(request, BASICHTTP_ERROR_INACTIVITY_TIMEOUT);
 }
 
 /* A request on a connection that stood before opens no socket. */
-bool BasicHttpHasConnection(const BasicHttpRequest *request) {
+bool HasConnection(const BasicHttpRequest *request) {
     curl_off_t microseconds = 0;
     return curl_easy_getinfo(request->curl, CURLINFO_PRETRANSFER_TIME_T, &microseconds) ==
                CURLE_OK &&
            microseconds > 0;
 }
 
-bool BasicHttpIsWatched(const BasicHttpRequest *request) {
+bool IsWatched(const BasicHttpRequest *request) {
     for (const BasicHttpSocketEntry *entry = request->owner->sockets; entry; entry = entry->next) {
         if (entry->socket == request->socket && entry->curl == request->curl)
             return true;
@@ -82,7 +82,7 @@ bool BasicHttpIsWatched(const BasicHttpRequest *request) {
     return false;
 }
 
-bool BasicHttpIsConnected(curl_socket_t descriptor) {
+bool IsConnected(curl_socket_t descriptor) {
     sockaddr_storage peer;
     socklen_t length = kPeerNameSize;
     if (getpeername(descriptor, reinterpret_cast<sockaddr *>(&peer), &length) == 0)
@@ -98,26 +98,26 @@ void BasicHttpConnectionTimeoutCallback(gpointer clientData) {
     request->hasConnectionTimer = false;
     BasicHttpClearConnectionTimeout(request);
     if (request->socket == CURL_SOCKET_BAD) {
-        if (BasicHttpHasConnection(request))
+        if (HasConnection(request))
             return;
         Log("BasicHTTP: Request %p timed out before connecting to host.\n", shown);
-        return BasicHttpCancelWith(request, BASICHTTP_ERROR_CONNECT_TIMEOUT);
+        return CancelWithError(request, BASICHTTP_ERROR_CONNECT_TIMEOUT);
     }
     if (request->socket < 0) {
         Log("BasicHTTP: Unknown socket for request: %p. Ignoring connection timeout.\n", shown);
         return;
     }
     Log("BasicHTTP: Connection timed out. Request: %p. Socket: %d\n", shown, request->socket);
-    if (!BasicHttpIsWatched(request)) {
+    if (!IsWatched(request)) {
         Log("BasicHTTP: Could not find socket for request: %p CURL: %p. Ignoring connection "
             "timeout.\n",
             shown, request->curl);
         return;
     }
-    if (BasicHttpIsConnected(request->socket))
+    if (IsConnected(request->socket))
         return;
     Log("BasicHTTP: Connection timed out. Cancelling request %p.\n", shown);
-    BasicHttpCancelWith(request, BASICHTTP_ERROR_CONNECT_TIMEOUT);
+    CancelWithError(request, BASICHTTP_ERROR_CONNECT_TIMEOUT);
 }
 
 } // namespace
@@ -142,7 +142,7 @@ void BasicHttpClearConnectionTimeout(BasicHttpRequest *request) {
 }
 
 void BasicHttpStartInactivityTimeout(BasicHttpRequest *request) {
-    if (!BasicHttpHasInactivityTimeout(request))
+    if (!HasInactivityTimeout(request))
         return;
     if (pollCallbackProc(POLL_FLAG_PERIODIC, BasicHttpInactivityTimeoutCallback, request,
                          POLL_REALTIME, kInactivityCheckInterval, nullptr, POLL_CLASS_MAIN) != 0)
