@@ -31,7 +31,7 @@ bool IsTraceWanted() {
     return value && strcmp(value, "0") != 0;
 }
 
-/* Takes a request out of the table, which may let a waiting one in. */
+/* Removes a request from the active table. A waiting one may be started then. */
 void LeaveActive(BasicHttpRequest *request) {
     BasicHttpGlobalState *state = request->owner;
     if (!request->inActive || state->isTearingDown)
@@ -53,7 +53,7 @@ bool IsInsideCurl(const BasicHttpRequest *request) {
     return request->owner && request->owner->curlDepth > 0;
 }
 
-/* Ends what was asked to end while libcurl ran. */
+/* Ends the requests that were cancelled or freed while libcurl ran. */
 void EndDeferred(BasicHttpGlobalState *state) {
     while (!state->deferred.empty()) {
         BasicHttpRequest *request = state->deferred.back();
@@ -90,7 +90,7 @@ BasicHttpGlobalState *AllocState(guint maxOutstandingRequests) {
     curl_multi_setopt(multi, CURLMOPT_SOCKETDATA, nullptr);
     curl_multi_setopt(multi, CURLMOPT_TIMERFUNCTION, BasicHttpTimerCurlCallback);
     curl_multi_setopt(multi, CURLMOPT_TIMERDATA, nullptr);
-    /* By itself libcurl keeps four for each request that runs, and closes the rest of a burst's. */
+    /* libcurl's default is four for each running request, which closes most connections of a burst. */
     curl_multi_setopt(multi, CURLMOPT_MAXCONNECTS, kMaxKeptConnections);
 
     auto *state = new BasicHttpGlobalState;
@@ -189,7 +189,7 @@ void BasicHttp_Shutdown() {
     if (!state)
         return;
 
-    /* From here on nothing of the old transport reaches the loop or an onSentProc. */
+    /* From here on no callback is registered with the loop, and no onSentProc is called. */
     state->isTearingDown = true;
     for (BasicHttpRequest *request : AllRequests(state)) {
         BasicHttpFinishRequest(request, BASICHTTP_STATE_DONE);
@@ -210,7 +210,7 @@ void BasicHttpDestroyState(BasicHttpGlobalState *state) {
         request->inActive = false;
         BasicHttpRemoveFromMulti(request);
         BasicHttpReleaseHandle(state, request);
-        request->owner = nullptr; /* one that is held outlives the state */
+        request->owner = nullptr; /* a held request outlives the state */
         BasicHttp_FreeRequest(request);
     }
     g_queue_clear(&state->waiting);
@@ -299,7 +299,7 @@ gboolean BasicHttp_SendRequestEx(BasicHttpRequest *request, guint32 options,
     request->clientData = clientData;
     request->lastProgressTime = basicHttpNow();
     request->owner = state;
-    LeaveActive(request); /* where a start that failed has left it */
+    LeaveActive(request); /* a failed start leaves it there */
     if (state->curlDepth == 0 && BasicHttpHasCapacity(state))
         return BasicHttpStartRequest(request);
 
@@ -338,7 +338,7 @@ void BasicHttp_FreeRequest(BasicHttpRequest *request) {
     if (!request->isDeferred && !request->inActive && request->numHolds == 0)
         return BasicHttpDestroyRequest(request);
 
-    /* libcurl, or a function of ours further up, still has it: nothing of the caller's may be used. */
+    /* libcurl or a caller of this function still uses the request. What belongs to the application may be gone. */
     request->onSentProc = nullptr;
     if (!request->ownsBody)
         request->body = nullptr;

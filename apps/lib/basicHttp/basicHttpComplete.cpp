@@ -1,5 +1,5 @@
-// The end of a request: its timers leave the loop, its result becomes a response, its sender hears of it
-// from a fresh callback of the loop.
+// The end of a request: its timers are removed from the loop, its result becomes a response, and onSentProc is
+// called from a new callback of the loop.
 #include "apps/lib/basicHttp/basicHttpInt.h"
 
 #include <algorithm>
@@ -53,7 +53,7 @@ BasicHttpErrorCode MapError(const BasicHttpRequest *request) {
     return BASICHTTP_ERROR_GENERIC;
 }
 
-/* Moves the received bytes over; they are not copied. */
+/* The response takes over the received bytes without a copy. */
 void FillContent(BasicHttpResponse *response, BasicHttpRequest *request) {
     response->content = DynBuf_DetachText(&request->receiveBuffer, &response->contentLength);
     if (response->content)
@@ -103,8 +103,8 @@ void BasicHttpInvokeCallback(BasicHttpRequest *request) {
     SetCompletion(request, pollCallbackProc(0, BasicHttpCompleteRequestCallback, request,
                                             POLL_REALTIME, 0, nullptr, POLL_CLASS_MAIN) == 0);
     if (!request->hasCompletion)
-        Warning("BasicHTTP: The loop does not take a callback; the end of request %p goes "
-                "unheard.\n",
+        Warning("BasicHTTP: The loop does not take a callback; the end of request %p is not "
+                "reported.\n",
                 static_cast<void *>(request));
 }
 

@@ -1,4 +1,4 @@
-// Cookie jars: a share of libcurl's, or the name of a file; and the cookie that a jar starts with.
+// Cookie jars: a share of libcurl, or the name of a file; and the initial cookie of a jar.
 #include "apps/lib/basicHttp/basicHttpInt.h"
 
 #include <array>
@@ -14,7 +14,7 @@ namespace {
 constexpr std::string_view kSetCookie = "Set-Cookie:";
 constinit BasicHttpCookieJar *defaultCookieJar = nullptr;
 
-/* "Set-Cookie: name=value; Path=/; HttpOnly", taken apart. */
+/* The parts of "Set-Cookie: name=value; Path=/; HttpOnly". */
 struct CookieLine {
     std::string_view pair; /* "name=value" */
     std::string_view domain;
@@ -97,7 +97,7 @@ CookieHost CookieHostOf(const char *url) {
     return result;
 }
 
-/* When a cookie ends, in seconds since 1970; 0: with the session. */
+/* The expiry time of a cookie in seconds since 1970; 0 for a session cookie. */
 gint64 CookieEnd(const CookieLine &line) {
     if (!line.maxAge.empty()) {
         gint64 seconds = 0;
@@ -112,7 +112,7 @@ gint64 CookieEnd(const CookieLine &line) {
     return end > 0 ? gint64(end) : 0;
 }
 
-/* A line in the form of cookie files. Unlike a Domain, it can name a host without its subdomains. */
+/* A line in the format of cookie files. Unlike a Domain attribute, it can name a host without its subdomains. */
 std::string HostOnlyCookie(const CookieLine &line, const CookieHost &host) {
     const size_t equals = line.pair.find('=');
     std::string text = line.isHttpOnly ? "#HttpOnly_" : "";
@@ -220,7 +220,7 @@ std::string BasicHttpBindCookie(const char *line, const char *url) {
     if (host.name.empty())
         return {};
     if (!IsSetCookie(line))
-        return line; /* the form of cookie files always names its host */
+        return line; /* a line of a cookie file always names its host */
     const CookieLine cookie = ParseCookie(line);
     if (cookie.domain.empty())
         return HostOnlyCookie(cookie, host);

@@ -1,4 +1,4 @@
-// Response headers as they come in, a line at a time: kept for the application, and some of them read.
+// Response headers, one line at a time: stored for the application; lengths and redirects are evaluated.
 #include "apps/lib/basicHttp/basicHttpInt.h"
 
 #include <algorithm>
@@ -11,7 +11,7 @@
 
 namespace {
 
-/* Bytes of header and trailer lines that a request takes, of all its responses together. */
+/* Limit for the header and trailer lines of all responses to one request, in bytes. */
 constexpr gsize kMaxHeaderBytes = 300 * 1024;
 constexpr std::string_view kLineEnd = "\r\n";
 constexpr std::string_view kContentLength = "Content-Length: ";
@@ -29,7 +29,7 @@ bool StartsWith(std::string_view text, std::string_view start) {
            std::ranges::equal(text.substr(0, start.size()), start, {}, LowerLetter, LowerLetter);
 }
 
-/* The known header that a line starts with; empty for none. */
+/* Returns the known header that a line starts with; empty for none. */
 std::string_view KnownHeader(std::string_view line) {
     for (std::string_view name : kKnownHeaders) {
         if (StartsWith(line, name))
@@ -38,10 +38,10 @@ std::string_view KnownHeader(std::string_view line) {
     return {};
 }
 
-/* Takes digits off the front of a text. */
+/* Removes digits from the front of a text. */
 bool TakeNumber(std::string_view *text, gint64 *number) {
     if (text->empty() || !g_ascii_isdigit(text->front()))
-        return false; /* no sign either */
+        return false; /* a sign is no digit */
     const auto read = std::from_chars(text->data(), text->data() + text->size(), *number);
     if (read.ec != std::errc())
         return false;
@@ -71,7 +71,7 @@ bool ParseLength(std::string_view value, BasicHttpContentInfo *info) {
     return true;
 }
 
-/* What is wrong with a "bytes 0-99/200"; NULL if nothing is. */
+/* Reads "bytes 0-99/200". Returns what is wrong with it, or NULL. */
 const char *ReadRange(std::string_view value, BasicHttpContentInfo *info) {
     constexpr std::string_view kUnit = "bytes ";
     BasicHttpContentInfo read = *info;
@@ -114,7 +114,7 @@ bool KeepHeader(BasicHttpRequest *request, std::string_view line) {
     return true;
 }
 
-/* "HTTP/1.1 302 Found" begins another response: what the one before told of its content is void. */
+/* "HTTP/1.1 302 Found" begins another response: the content information of the previous one is reset. */
 void NoteStatus(BasicHttpRequest *request, std::string_view line) {
     if (!StartsWith(line, "HTTP/"))
         return;
@@ -163,7 +163,7 @@ size_t BasicHttpHeaderCallback(char *text, size_t size, size_t count, void *data
         return 0;
     }
     if (request->state == BASICHTTP_STATE_DONE)
-        return 0; /* cancelled; libcurl is about to be told */
+        return 0; /* cancelled: this makes libcurl stop */
     request->numHeaderBytes += line.size();
     if (request->numHeaderBytes > kMaxHeaderBytes) {
         Warning("BasicHTTP: The headers of the response to request %p are larger than %lu bytes.\n",

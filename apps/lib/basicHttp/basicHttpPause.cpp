@@ -11,8 +11,8 @@ void BasicHttpRemoveResumePollCallback(BasicHttpRequest *request) {
                                POLL_CLASS_MAIN);
 }
 
-/* Hands the mask to libcurl. It may deliver kept data at once, and so reach a progress proc that frees
- * the request: nothing of it may be used after this. */
+/* Passes the mask to libcurl, which may deliver buffered data at once. A progress proc may then free the request, so
+ * the caller must not use it afterwards. */
 bool SetPaused(BasicHttpRequest *request, guint32 mask) {
     const guint32 oldMask = request->pausedMask;
     request->pausedMask = mask;
@@ -40,7 +40,7 @@ gboolean PauseDirection(BasicHttpRequest *request, guint32 bit, gboolean pause) 
     return BasicHttpPauseRequest(request, mask, pause);
 }
 
-/* Whether the receive side is as wanted; a request that has been freed is not. */
+/* Whether the receive side is in the given state; FALSE for a request that has been freed. */
 bool IsRecvPaused(BasicHttpRequest *request, bool wanted) {
     const bool isPaused = request->pausedMask & kPausedRecv;
     return !request->isFreed && isPaused == wanted;

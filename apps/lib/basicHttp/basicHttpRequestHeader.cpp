@@ -13,7 +13,7 @@ bool AppendHeader(curl_slist **list, const char *text) {
     return longer != nullptr;
 }
 
-/* What was shared becomes its own. */
+/* Replaces a shared list by a copy of its own. */
 void UnshareHeaders(BasicHttpRequest *request) {
     BasicHttpHeaders *shared = request->sharedHeaders;
     if (!shared)

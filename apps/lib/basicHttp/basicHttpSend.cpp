@@ -1,4 +1,4 @@
-// A request is started: an easy handle gets its options, in groups that depend on nothing but order.
+// The start of a request: the options of its easy handle are set, group by group, in a fixed order.
 #include "apps/lib/basicHttp/basicHttpInt.h"
 
 #include <algorithm>
@@ -15,9 +15,9 @@ constexpr char kProtocols[] = "http,https";
 constexpr char kSafeProtocols[] = "https";
 constexpr long kMaxRedirects = 10;
 constexpr long kWorkaroundConnectTimeout = 60; /* seconds */
-/* Handles kept for later requests; more than so many seldom run at once. */
+/* Number of handles of each kind that are kept for later requests. More requests seldom run at once. */
 constexpr size_t kMaxIdleHandles = 16;
-/* libcurl sends a body of up to this size together with the headers, in one piece. */
+/* libcurl sends a body of up to this size in one piece with the headers. */
 constexpr gsize kMaxJoinedBody = 64 * 1024 - 1;
 
 /* Sets options of an easy handle until one fails. */
@@ -29,7 +29,7 @@ struct CurlOptions {
         if (result == CURLE_OK)
             result = curl_easy_setopt(curl, option, value);
     }
-    /* Leaves libcurl's default where there is no text. */
+    /* Keeps libcurl's default if the text is NULL. */
     void SetText(CURLoption option, const char *text) {
         if (text)
             Set(option, text);
@@ -48,7 +48,7 @@ long CurlAuth(gint authType) {
     return long(CURLAUTH_ANY);
 }
 
-/* What began encrypted stays so. */
+/* A request that begins as https is redirected to https only. */
 void SetPlace(CurlOptions *options, BasicHttpRequest *request) {
     options->Set(CURLOPT_URL, request->url);
     options->Set(CURLOPT_REDIR_PROTOCOLS_STR,
@@ -91,7 +91,7 @@ void SetBehaviour(CurlOptions *options, BasicHttpRequest *request) {
     options->Set(CURLOPT_SOCKOPTFUNCTION, BasicHttpSetSockOpts);
     if (request->settings.flags & BASICHTTP_REQUEST_TUNNEL)
         options->Set(CURLOPT_HTTPPROXYTUNNEL, 1L);
-    /* What a proxy says while it opens a tunnel is not the response. */
+    /* The headers by which a proxy opens a tunnel are not those of the response. */
     options->Set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
 }
 
@@ -104,7 +104,7 @@ void SetIdentity(CurlOptions *options, BasicHttpRequest *request) {
     options->Set(CURLOPT_USERAGENT, request->userAgent ? request->userAgent : kDefaultUserAgent);
 }
 
-/* The share that a jar is, and the cookie that it starts with. */
+/* Sets the share of a jar and its initial cookie. */
 void SetJar(CurlOptions *options, BasicHttpRequest *request) {
     BasicHttpCookieJar *jar = request->cookieJar;
     if (jar->share)
@@ -168,8 +168,8 @@ void SetTrace(CurlOptions *options, BasicHttpRequest *request) {
     options->Set(CURLOPT_DEBUGFUNCTION, BasicHttpDebugCurlCallback);
 }
 
-/* A short body of our own that nobody watches needs no read callback: libcurl then sends it with the
- * headers in one piece, which saves a call of the system and a turn of the loop. */
+/* Whether libcurl is given the body as one text. It then sends a short body in one piece with the headers, which saves a
+ * system call and a turn of the loop. Progress procs need the read callback. */
 bool IsBodyJoined(const BasicHttpRequest *request) {
     if (request->settings.method != BASICHTTP_METHOD_POST || !request->ownsBody ||
         request->sendProgressProc || request->bandwidthGroup)
@@ -229,7 +229,7 @@ void SetCallbacks(CurlOptions *options, BasicHttpRequest *request) {
     SetCallbackData(options, request);
 }
 
-/* libcurl opens sockets that children would inherit, so ours is used in either case. */
+/* Child processes would inherit the sockets that libcurl opens, so our callback is set in both cases. */
 void SetConnectTimeout(CurlOptions *options, BasicHttpRequest *request) {
     options->Set(CURLOPT_OPENSOCKETFUNCTION, BasicHttpOpenSocketCurlCallback);
     options->Set(CURLOPT_CONNECTTIMEOUT, request->settings.connectionTimeoutWorkaround
@@ -243,7 +243,7 @@ void SetAll(CurlOptions *options, BasicHttpRequest *request) {
         set(options, request);
 }
 
-/* What the settings do not tell is set for every request, also in a handle that has its options already. */
+/* Sets the options that differ between requests of equal settings. */
 void SetCallOptions(CurlOptions *options, BasicHttpRequest *request) {
     SetPlace(options, request);
     SetIdentity(options, request);
@@ -253,7 +253,7 @@ void SetCallOptions(CurlOptions *options, BasicHttpRequest *request) {
     SetCallbackData(options, request);
 }
 
-/* Completes the settings by what only the start can tell. */
+/* Completes the settings by what is only known at the start. */
 void CompleteSettings(BasicHttpRequest *request) {
     BasicHttpSettings *settings = &request->settings;
     BasicHttpZone split = BasicHttpTakeZone(request->url);
@@ -266,18 +266,18 @@ void CompleteSettings(BasicHttpRequest *request) {
     settings->isBodyJoined = IsBodyJoined(request);
 }
 
-/* Whether the handle's options can serve another request: what else is in it does not stay. Cookies stay in a handle
- * without a shared jar, and so does the state of an authentication. */
+/* Whether the handle can be used with its options for another request. A handle without a shared jar holds cookies,
+ * and one with credentials holds the state of the authentication; these are reset. */
 bool KeepsOptions(const BasicHttpRequest *request) {
     const BasicHttpCookieJar *jar = request->cookieJar;
     return request->settings.isBodyJoined && request->authType == 0 && jar && jar->share &&
            !jar->isNewSession;
 }
 
-/* Gives the request a kept handle whose options are those that it needs. */
+/* Assigns a kept handle whose settings equal those of the request; FALSE if there is none. */
 bool TakeKeptHandle(BasicHttpGlobalState *state, BasicHttpRequest *request) {
     auto &kept = state->keptHandles;
-    /* the newest first: its memory is the likeliest to be in the processor's cache */
+    /* newest first, since its memory is likely to be in the processor's cache */
     const auto found = std::find_if(kept.rbegin(), kept.rend(), [&](const auto &handle) {
         return handle.settings == request->settings;
     });
@@ -289,7 +289,7 @@ bool TakeKeptHandle(BasicHttpGlobalState *state, BasicHttpRequest *request) {
     return true;
 }
 
-/* In place of the oldest where there are enough: requests with its settings may come no more. */
+/* Keeps a handle, in place of the oldest one if there are enough. */
 void KeepHandle(BasicHttpGlobalState *state, BasicHttpKeptHandle handle) {
     auto &kept = state->keptHandles;
     if (kept.size() >= kMaxIdleHandles) {
@@ -308,7 +308,7 @@ void TakeIdleHandle(BasicHttpGlobalState *state, BasicHttpRequest *request) {
     state->idleHandles.pop_back();
 }
 
-/* Gives the request a handle with all its options. */
+/* Assigns a handle and sets all its options. */
 bool SetUp(BasicHttpGlobalState *state, BasicHttpRequest *request) {
     CompleteSettings(request);
     request->keepsOptions = KeepsOptions(request);
@@ -334,7 +334,7 @@ bool SetUp(BasicHttpGlobalState *state, BasicHttpRequest *request) {
     return options.result == CURLE_OK;
 }
 
-/* The end of a start that failed; it may be tried again. */
+/* Undoes a failed start; the request can be sent again. */
 bool FailStart(BasicHttpRequest *request) {
     BasicHttpFinishRequest(request, BASICHTTP_STATE_IDLE);
     request->keepsHandle = false;
@@ -365,10 +365,10 @@ bool BasicHttpStartRequest(BasicHttpRequest *request) {
         return FailStart(request);
 
     BasicHttpTraceSending(request);
-    /* While others are still to hear of their ends, libcurl's timer, or the start made by the last of
-     * them, sends for all: requests that leave together wake the server once. */
+    /* While completions of other requests are pending, libcurl is not driven here: its timer, or the start made by
+     * the last of them, sends all new requests together and so wakes the server once. */
     if (state->numCompletions == 0)
-        BasicHttpRunEngine(BasicHttpWake::kStarted, CURL_SOCKET_BAD);
+        BasicHttpRunEngine(BasicHttpWake::kTimer, CURL_SOCKET_TIMEOUT);
     return true; /* the request may have been freed meanwhile */
 }
 

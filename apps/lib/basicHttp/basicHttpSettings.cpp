@@ -1,4 +1,4 @@
-// What a request is told to do before it is sent.
+// Settings of a request, made between its creation and its sending.
 #include "apps/lib/basicHttp/basicHttpInt.h"
 
 #include "lib/misc/log.h"

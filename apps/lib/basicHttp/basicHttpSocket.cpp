@@ -1,5 +1,5 @@
-// libcurl says which descriptors it wants watched and when it wants to be woken; the loop does it, and
-// every event ends in the engine below.
+// libcurl names the descriptors and the timer that it needs; they are registered with the loop, and every event of
+// theirs runs the engine below.
 #include "apps/lib/basicHttp/basicHttpInt.h"
 
 #include <cerrno>
@@ -13,12 +13,12 @@
 
 namespace {
 
-/* The loop's meaning of 0x10 and 0x100 is its own business; they are always passed. */
+/* The loop defines the meaning of 0x10 and 0x100; both are always passed. */
 constexpr gint kReadFlags = 0x110 | POLL_FLAG_PERIODIC | POLL_FLAG_READ;
 constexpr gint kWriteFlags = 0x110 | POLL_FLAG_PERIODIC | POLL_FLAG_WRITE;
 constexpr gint64 kMicrosecondsPerMillisecond = 1000;
 
-/* What the engine is registered with for libcurl's timer. */
+/* The client data of the callback for libcurl's timer. */
 gpointer TimerData() {
     return GINT_TO_POINTER(1);
 }
@@ -65,7 +65,7 @@ void RemoveTimer(BasicHttpGlobalState *state) {
                            POLL_CLASS_MAIN);
 }
 
-/* Lets libcurl work once. */
+/* Runs libcurl once. */
 CURLMcode DriveCurl(BasicHttpGlobalState *state, BasicHttpWake wake, curl_socket_t socket) {
     int running = 0;
     BasicHttpInsideCurl inside(state);
@@ -76,10 +76,6 @@ CURLMcode DriveCurl(BasicHttpGlobalState *state, BasicHttpWake wake, curl_socket
         return curl_multi_socket_action(state->multi, socket, 0, &running);
     case BasicHttpWake::kAll:
         return curl_multi_socket_all(state->multi, &running);
-    case BasicHttpWake::kStarted:
-        /* A request that was just added counts as one whose time has come. Looking at all would cost
-         * a call of the system for each of the others. */
-        return curl_multi_socket_action(state->multi, CURL_SOCKET_TIMEOUT, 0, &running);
     }
     return CURLM_OK;
 }
@@ -89,7 +85,7 @@ void FinishTransfer(BasicHttpRequest *request, CURLcode result) {
     if (request->cookieJar)
         curl_easy_setopt(request->curl, CURLOPT_SHARE, nullptr);
     request->curlResult = result;
-    /* a connection that ends among the headers is an empty response to libcurl */
+    /* libcurl takes a connection that ends within the headers for an empty response */
     if (result == CURLE_OK && !request->hasWholeHead)
         request->curlResult = CURLE_RECV_ERROR;
     BasicHttpInvokeCallback(request);
@@ -100,7 +96,7 @@ void BasicHttpProcessCURLMulti(BasicHttpGlobalState *state) {
     while (CURLMsg *message = curl_multi_info_read(state->multi, &numLeft)) {
         if (message->msg != CURLMSG_DONE)
             continue;
-        /* the message goes away with the handle */
+        /* the message is released with the handle */
         const CURLcode result = message->data.result;
         char *request = nullptr;
         curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &request);
@@ -108,7 +104,7 @@ void BasicHttpProcessCURLMulti(BasicHttpGlobalState *state) {
     }
 }
 
-/* Its sender has been told that it will hear of it, so it does. */
+/* The send function has returned TRUE, so onSentProc must be called. */
 void FailQueued(BasicHttpRequest *request) {
     BasicHttpFinishRequest(request, BASICHTTP_STATE_DONE);
     request->errorOverride = BASICHTTP_ERROR_GENERIC;
@@ -117,7 +113,7 @@ void FailQueued(BasicHttpRequest *request) {
 
 void StartQueued(BasicHttpGlobalState *state) {
     if (state->isStartingQueued)
-        return; /* a start runs the engine; the loop below goes on by itself */
+        return; /* a start runs the engine; the loop of the outer call continues */
     state->isStartingQueued = true;
     while (curlGlobalState == state && !g_queue_is_empty(&state->waiting) &&
            BasicHttpHasCapacity(state)) {
@@ -140,12 +136,12 @@ void BasicHttpRunEngine(BasicHttpWake wake, curl_socket_t socket) {
         state->wantsKick = true;
         return;
     }
-    if (wake == BasicHttpWake::kAll || wake == BasicHttpWake::kStarted)
+    if (wake == BasicHttpWake::kAll)
         BasicHttpProcessCURLMulti(state);
 
     for (;;) {
         const CURLMcode result = DriveCurl(state, wake, socket);
-        /* a progress proc may have shut everything down, and even started it anew */
+        /* a progress proc may have shut the transport down, and even started it again */
         if (curlGlobalState != state)
             return;
         if (result != CURLM_CALL_MULTI_PERFORM && result != CURLM_BAD_SOCKET)
@@ -180,8 +176,8 @@ void BasicHttpScheduleKick(BasicHttpGlobalState *state) {
     state->hasKick = pollCallbackProc(0, BasicHttpSocketPollCallback, nullptr, POLL_REALTIME, 0,
                                       nullptr, POLL_CLASS_MAIN) == 0;
     if (!state->hasKick)
-        Warning("BasicHTTP: The loop does not take a callback; waiting requests stay where they "
-                "are.\n");
+        Warning(
+            "BasicHTTP: The loop does not take a callback; waiting requests are not started.\n");
 }
 
 int BasicHttpSocketCurlCallback(CURL *easy, curl_socket_t descriptor, int what, void *, void *) {

@@ -1,4 +1,4 @@
-// Request bodies: the source in memory, which can be read again after its end.
+// Request bodies: the source in memory. It can be read again after its end.
 #include "apps/lib/basicHttp/basicHttpInt.h"
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-// Two time-outs of our own: one for the connection to stand, one for a transfer that stops moving.
+// Two time-outs: one for the connection to be established, one for a transfer without activity.
 #include "apps/lib/basicHttp/basicHttpInt.h"
 
 #include <cerrno>
@@ -11,7 +11,7 @@
 namespace {
 
 constexpr gint64 kInactivityCheckInterval = 2000000; /* microseconds */
-/* Enough to be told whether there is a peer; who it is does not matter. */
+/* Enough to learn whether there is a peer; its address is not used. */
 constexpr socklen_t kPeerNameSize = 16;
 
 bool HasInactivityTimeout(const BasicHttpRequest *request) {
@@ -34,7 +34,7 @@ guint InactivityLimit(const BasicHttpRequest *request) {
     return 0;
 }
 
-/* Ends a request with an error of ours. Unlike any other cancelled one, its sender hears of it. */
+/* Ends a request with an error. Unlike after BasicHttp_CancelRequest(), onSentProc is called. */
 void CancelWithError(BasicHttpRequest *request, BasicHttpErrorCode error) {
     BasicHttp_CancelRequest(request);
     request->errorOverride = error;
@@ -66,7 +66,7 @@ void BasicHttpInactivityTimeoutCallback(gpointer clientData) {
     CancelWithError(request, BASICHTTP_ERROR_INACTIVITY_TIMEOUT);
 }
 
-/* A request on a connection that stood before opens no socket. */
+/* Whether a request got a connection; on a kept one it opens no socket. */
 bool HasConnection(const BasicHttpRequest *request) {
     curl_off_t microseconds = 0;
     return curl_easy_getinfo(request->curl, CURLINFO_PRETRANSFER_TIME_T, &microseconds) ==
@@ -130,7 +130,7 @@ void BasicHttpStartConnectionTimeout(BasicHttpRequest *request) {
                          POLL_CLASS_MAIN) != 0)
         NOT_REACHED();
     request->hasConnectionTimer = true;
-    BasicHttp_SetFreshConnection(request); /* only for a start after a failed one */
+    BasicHttp_SetFreshConnection(request); /* has an effect only on a start after a failed one */
 }
 
 void BasicHttpClearConnectionTimeout(BasicHttpRequest *request) {

@@ -1,4 +1,4 @@
-// Bytes out and in: libcurl's read and write callbacks, and the progress procs behind them.
+// Bodies of requests and responses: libcurl's read and write callbacks, and the progress procs that they call.
 #include "apps/lib/basicHttp/basicHttpInt.h"
 
 #include <algorithm>
@@ -7,10 +7,10 @@
 
 namespace {
 
-/* A Content-Length is only a promise; more than so much is not reserved on its word. */
+/* Memory that is reserved because of a Content-Length, which may be wrong. */
 constexpr gint64 kMaxReserved = gint64(1) << 20;
 
-/* Tells when a callback runs within itself, which a progress proc can bring about. */
+/* Warns when a callback is called within itself, which a progress proc can cause. */
 class ReentryCheck {
 public:
     ReentryCheck(guint *entries, const char *function) : count(entries) {
@@ -28,7 +28,7 @@ private:
     guint *count;
 };
 
-/* Notes libcurl's running count; answers the time since the last progress, in microseconds. */
+/* Stores libcurl's running count. Returns the time since the last progress in microseconds. */
 gint64 NoteProgress(BasicHttpRequest *request, BasicHttpBandwidthStats *stats, CURLINFO counter) {
     curl_off_t bytes = 0;
     curl_easy_getinfo(request->curl, counter, &bytes);
@@ -50,7 +50,7 @@ gsize ReadBody(BasicHttpRequest *request, char *buffer, size_t size, size_t coun
         return CURL_READFUNC_ABORT;
     request->numBodyBytesRead += gsize(got);
     if (got == 0 && request->numBodyBytesRead < BasicHttpBodyLength(request)) {
-        /* the peer would wait for the rest for ever */
+        /* the peer would wait for the rest without end */
         Warning("BasicHTTP: The body of request %p ended after %lu of %lu bytes.\n",
                 static_cast<void *>(request), request->numBodyBytesRead,
                 BasicHttpBodyLength(request));
@@ -66,7 +66,7 @@ bool AppendReceived(BasicHttpRequest *request, const char *data, gsize size) {
                 static_cast<void *>(request), request->maxResponseSize);
         return false;
     }
-    /* with room for a NUL, so that the text can be handed on as it is; no matter if it fails */
+    /* with room for a NUL, so that the response can take the buffer over; a failure here has no effect */
     if (!buffer->data && request->recvContentInfo.contentLength > 0)
         DynBuf_Reserve(
             buffer,
@@ -97,7 +97,7 @@ size_t BasicHttpReadCallback(char *buffer, size_t size, size_t count, void *data
     auto *request = static_cast<BasicHttpRequest *>(data);
     const ReentryCheck entry(&request->readEntries, __func__);
     if (request->state == BASICHTTP_STATE_DONE)
-        return CURL_READFUNC_ABORT; /* cancelled; libcurl is about to be told */
+        return CURL_READFUNC_ABORT; /* cancelled: this makes libcurl stop */
 
     BasicHttpBandwidthStats *stats = &request->sendStats;
     const gint64 elapsed = NoteProgress(request, stats, CURLINFO_SIZE_UPLOAD_T);
@@ -123,7 +123,7 @@ size_t BasicHttpWriteCallback(char *buffer, size_t size, size_t count, void *dat
     const gsize length = size * count;
     const ReentryCheck entry(&request->writeEntries, __func__);
     if (request->state == BASICHTTP_STATE_DONE)
-        return 0; /* cancelled; libcurl is about to be told */
+        return 0; /* cancelled: this makes libcurl stop */
 
     BasicHttpBandwidthStats *stats = &request->recvStats;
     const gint64 elapsed = NoteProgress(request, stats, CURLINFO_SIZE_DOWNLOAD_T);
