@@ -273,7 +273,7 @@ void EndAtEveryStep(CannedServer *server, const std::function<void(BasicHttpRequ
                 end(std::exchange(request, nullptr));
         });
         outcome.then = [&](BasicHttpRequest *done) {
-            EXPECT_EQ(done, request) << "heard of after its end";
+            EXPECT_EQ(done, request) << "reported after its end";
             request = nullptr;
             isOver = true;
             BasicHttp_FreeRequest(done);
@@ -387,7 +387,6 @@ TEST_F(BasicHttp, NothingOfARequestStaysForTheNext) {
     EXPECT_STREQ(head.get(), server.Requests()[1].head.c_str());
 }
 
-/* A handle that was told something is no other's. */
 TEST_F(BasicHttp, HandlesAreSharedByRequestsWithEqualSettings) {
     using Set = void (*)(BasicHttpRequest *);
     const Set rows[] = {

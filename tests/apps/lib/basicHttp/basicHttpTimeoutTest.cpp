@@ -13,7 +13,7 @@ constexpr gint64 kSecond = 1000000;
 
 using BasicHttpTimeouts = BasicHttpFixture;
 
-/* A port on which connections are not refused, but never come to stand: its queue is full. */
+/* A port on which connections are neither refused nor established: its queue is full. */
 class FullPort {
 public:
     FullPort() {
