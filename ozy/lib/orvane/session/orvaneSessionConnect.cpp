@@ -195,7 +195,7 @@ void orvane_session_connect_internal(OrvaneSession *session, const char *url,
     g_return_if_fail(cnxParams);
     g_return_if_fail(ORVANE_IS_SESSION(session));
     g_return_if_fail(listener == nullptr || ORVANE_IS_LISTENER(listener));
-    ObjectWatch<OrvaneListener> resting(OrvaneSessionVerify_TakeResting(session));
+    ObjectWatch<OrvaneListener> resting(OrvaneSessionVerify_TakeWaiting(session));
     Begin(session, url, listener, std::move(params));
     if (resting && resting.Get() != listener) /* this connect has taken the place of its own */
         OrvaneSessionAcknowledgeFault(resting.Get(), OrvaneFault_NewUnexpected());

@@ -84,6 +84,20 @@ void OrvaneSessionUnlinkAllListeners(OrvaneSession *session);
 
 struct OrvaneSspiState;
 
+/*
+ * The decision on the certificate of a connect. The states are made of the flags verifyDecided, which means that the
+ * application has answered, and verifyHandshakeOver:
+ *
+ *   IDLE -> ASKED -> ANSWERED -> IDLE      the answer came first, then the end of the handshake
+ *                 -> WAITING  -> IDLE      the handshake has failed; the connect waits for the answer
+ */
+enum OrvaneVerifyState {
+    ORVANE_VERIFY_ASKED = 0,    /* the application's function was called, inside a handshake */
+    ORVANE_VERIFY_ANSWERED = 1, /* verifyDecided */
+    ORVANE_VERIFY_WAITING = 2,  /* verifyHandshakeOver */
+    ORVANE_VERIFY_IDLE = 3,     /* both: no decision is pending */
+};
+
 struct _OrvaneSessionPrivate {
     OrvaneSessionState state;
     GHashTable *roles;     /* role id to the set of its privileges */
@@ -99,11 +113,10 @@ struct _OrvaneSessionPrivate {
     char *sslCertificatePath;
     OrvaneVerifyCertificateFunc verifyFunc;
     gpointer verifyData;
-    gboolean strictTls;           /* for the connections to come */
-    gboolean verifyHandshakeOver; /* nobody waits for the end of a handshake, */
-    gboolean verifyDecided;       /* nor for an answer */
-    gint verifyDecision;          /* 0 none, 1 accepted, 2 rejected */
-    GObject *verifyQuestion;      /* weak: the context of what a connect has asked last */
+    gboolean strictTls; /* for the connections to come */
+    OrvaneVerifyState verifyState;
+    gint verifyDecision;    /* 0 none, 1 accepted, 2 rejected */
+    GObject *verifyContext; /* weak: the context of the connect's pending decision */
 
     /* of one connection, cleared by the clean-up */
     guint connection; /* its number */
@@ -118,7 +131,6 @@ struct _OrvaneSessionPrivate {
     BasicHttpCookieJar *cookieJar;
     bool isStrict;             /* every connection is checked, */
     bool asksFunction;         /* by the application's function, otherwise by CA certificates */
-    bool isSendingLogin;       /* the call that is being made carries one */
     GHashTable *acceptedCerts; /* set of SHA-256 thumbprints; NULL for none */
     OrvaneMOMgr *moMgr;
     SkemaQormManagedObject *authorizationManager;

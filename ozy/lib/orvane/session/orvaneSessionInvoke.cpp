@@ -135,6 +135,14 @@ void FreeDoneCalls(OrvaneSessionPrivate *priv) {
 
 /* -- sending -------------------------------------------------------------------------------------- */
 
+/* Whether a call logs in. A hijacked session's cookie does, in the first call with it. */
+bool CarriesLogin(const OrvaneSessionPrivate *priv, const char *methodName) {
+    if (strstr(methodName, "Login") != nullptr || strcmp(methodName, "CloneSession") == 0)
+        return true;
+    return priv->cnxParams != nullptr && priv->cnxParams->kind == ORVANE_CNX_HIJACK &&
+           priv->state == ORVANE_SESSION_CONNECTING;
+}
+
 bool IsRepeatable(const char *methodName) {
     return std::ranges::find(kRepeatableMethods, std::string_view(methodName)) !=
            kRepeatableMethods.end();
@@ -174,7 +182,7 @@ RequestPtr NewRequest(OrvaneSession *session, GObject *object, const char *metho
         return nullptr;
 
     OrvaneSessionSetUpRequest(session, request.get());
-    OrvaneSessionVerify_SetUpCall(session, request.get());
+    OrvaneSessionVerify_SetUpCall(session, request.get(), CarriesLogin(priv, methodName));
     BasicHttp_SetHeaders(request.get(), CallHeaders(session->priv));
     BasicHttp_SetRepeatable(request.get(), IsRepeatable(methodName));
     return request;

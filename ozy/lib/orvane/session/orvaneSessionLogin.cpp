@@ -275,7 +275,6 @@ void orvane_session_localticket_cb(OrvaneListener *internal, gpointer data) {
 bool SendLogin(OrvaneSession *session, OrvaneListener *internal) {
     OrvaneSessionPrivate *priv = session->priv;
     OrvaneCnxParams *params = priv->cnxParams;
-    priv->isSendingLogin = params->kind != ORVANE_CNX_LOCAL; /* which only asks for a ticket */
     switch (params->kind) {
     case ORVANE_CNX_PASSWORD:
         orvane_server_session_manager_login(priv->server, priv->sessionManager, params->first,
@@ -318,7 +317,6 @@ void orvane_session_retrieveServiceInstanceContent(OrvaneSession *session,
 
     OrvaneListener *internal =
         OrvaneSessionNewStep(session, orvane_session_retrieveServiceInstanceContent_cb, listener);
-    priv->isSendingLogin = priv->cnxParams->kind == ORVANE_CNX_HIJACK; /* its cookie is one */
     orvane_server_service_instance_retrieve_content(priv->server, instance, internal);
     OrvaneSessionStepSent(session, internal);
 }
