@@ -19,7 +19,6 @@ gint64 (*basicHttpNow)(void) = g_get_monotonic_time;
 namespace {
 
 constexpr guint kNumBuckets = 16;
-constexpr long kMaxKeptConnections = 32;
 constexpr gsize kDefaultMaxResponseSize = gsize(256) << 20;
 
 constinit guint lastGeneration = 0;
@@ -90,8 +89,6 @@ BasicHttpGlobalState *AllocState(guint maxOutstandingRequests) {
     curl_multi_setopt(multi, CURLMOPT_SOCKETDATA, nullptr);
     curl_multi_setopt(multi, CURLMOPT_TIMERFUNCTION, BasicHttpTimerCurlCallback);
     curl_multi_setopt(multi, CURLMOPT_TIMERDATA, nullptr);
-    /* libcurl's default is four for each running request, which closes most connections of a burst. */
-    curl_multi_setopt(multi, CURLMOPT_MAXCONNECTS, kMaxKeptConnections);
 
     auto *state = new BasicHttpGlobalState;
     state->multi = multi;

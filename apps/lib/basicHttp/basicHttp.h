@@ -394,6 +394,11 @@ void BasicHttp_SetMaxResponseSize(gsize bytes);
 /* The same for one request. */
 void BasicHttp_SetRequestMaxResponseSize(BasicHttpRequest *request, gsize bytes);
 
+/* Most connections that are kept open for later requests, those in use included; the default is 4,096. As many are kept as
+ * the jars and the requests of the last minute need, and at least 32. Idle ones beyond that, or older than libcurl's age
+ * limit, are closed when libcurl next looks at them, so a process without requests keeps some. */
+void BasicHttp_SetMaxKeptConnections(guint number);
+
 /* A jar in memory, which any number of requests may share at the same time; NULL without memory. */
 BasicHttpCookieJar *BasicHttp_CreateCookieJar(void);
 

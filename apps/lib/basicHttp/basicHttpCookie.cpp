@@ -13,6 +13,7 @@ namespace {
 
 constexpr std::string_view kSetCookie = "Set-Cookie:";
 constinit BasicHttpCookieJar *defaultCookieJar = nullptr;
+constinit gsize numSharedJars = 0;
 
 /* The parts of "Set-Cookie: name=value; Path=/; HttpOnly". */
 struct CookieLine {
@@ -155,6 +156,7 @@ BasicHttpCookieJar *BasicHttp_CreateCookieJar() {
     curl_share_setopt(share, CURLSHOPT_SHARE, CURL_LOCK_DATA_COOKIE);
     BasicHttpCookieJar *jar = AllocJar();
     jar->share = share;
+    numSharedJars++;
     return jar;
 }
 
@@ -173,6 +175,7 @@ void BasicHttp_FreeCookieJar(BasicHttpCookieJar *jar) {
     if (!jar || --jar->numOwners > 0)
         return;
     if (jar->share) {
+        numSharedJars--;
         curl_share_setopt(jar->share, CURLSHOPT_UNSHARE, CURL_LOCK_DATA_COOKIE);
         curl_share_cleanup(jar->share);
     }
@@ -202,6 +205,10 @@ BasicHttpCookieJar *BasicHttpHoldCookieJar(BasicHttpCookieJar *jar) {
     if (jar)
         jar->numOwners++;
     return jar;
+}
+
+gsize BasicHttpNumSharedJars() {
+    return numSharedJars;
 }
 
 BasicHttpCookieJar *BasicHttpDefaultCookieJar() {

@@ -15,6 +15,7 @@
  *   basicHttpSource.cpp    request bodies
  *   basicHttpTls.cpp       what of a peer is checked, and by what
  *   basicHttpCookie.cpp    cookie jars
+ *   basicHttpKeep.cpp      how many connections are kept
  *   basicHttpUrl.cpp       URLs: zones of IPv6 hosts, the place that one leads to
  *   basicHttpTrace.cpp     the trace
  *   basicHttpRedact.cpp    secrets are left out of texts for the log
@@ -225,6 +226,10 @@ struct BasicHttpGlobalState {
     bool hasKick = false;   /* a zero-delay callback of the engine is registered */
     bool hasTimer = false;
     bool isStartingQueued = false;
+    long keptConnections = 0;   /* libcurl's limit */
+    gint64 peakPeriodStart = 0; /* of the count of the most active requests */
+    gsize peak = 0;
+    gsize lastPeak = 0;       /* of the period before */
     guint numCompletions = 0; /* requests with a registered completion callback */
 };
 
@@ -352,6 +357,13 @@ BasicHttpCookieJar *BasicHttpDefaultCookieJar(void);
 void BasicHttpFreeDefaultCookieJar(void);
 /* Makes the line for CURLOPT_COOKIELIST that binds a cookie to the host of a URL; empty if the URL has no host. */
 std::string BasicHttpBindCookie(const char *line, const char *url);
+
+/* Number of jars that are no files. */
+gsize BasicHttpNumSharedJars(void);
+
+/* basicHttpKeep.cpp */
+/* Adapts the number of connections that libcurl keeps; called for each request that is started. */
+void BasicHttpUpdateKeptConnections(BasicHttpGlobalState *state);
 
 /* basicHttpUrl.cpp */
 struct BasicHttpZone {

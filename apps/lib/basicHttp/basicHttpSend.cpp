@@ -345,6 +345,7 @@ bool FailStart(BasicHttpRequest *request) {
 bool AddToMulti(BasicHttpGlobalState *state, BasicHttpRequest *request) {
     request->inActive = true;
     HashTable_Insert(state->active, request, request);
+    BasicHttpUpdateKeptConnections(state);
     BasicHttpInsideCurl inside(state);
     request->inMulti = curl_multi_add_handle(state->multi, request->curl) == CURLM_OK;
     return request->inMulti;
