@@ -168,6 +168,7 @@ size_t BasicHttpHeaderCallback(char *text, size_t size, size_t count, void *data
     if (request->numHeaderBytes > kMaxHeaderBytes) {
         Warning("BasicHTTP: The headers of the response to request %p are larger than %lu bytes.\n",
                 static_cast<void *>(request), kMaxHeaderBytes);
+        request->errorOverride = BASICHTTP_ERROR_TRANSFER;
         return 0;
     }
 

@@ -129,7 +129,7 @@ TEST_F(SessionVerify, AnAnswerAtOnceSettlesIt) {
         {"good", "success"},
         {"good-chain", "success"},
         {"intermediate-no-ca", "success"},
-        {"name-constraint", kRefused},
+        {"name-constraint", "success"},
     };
     AskApplication();
     for (const auto &row : rows) {

@@ -153,12 +153,12 @@ TEST_F(Updates, AnswersOfNoUseAreFollowedByTheNextWait) {
 
 TEST_F(Updates, AnotherCollectorTakesThePlaceOfTheFirst) {
     OrvaneMOMgr *manager = orvane_session_get_momgr(session.get());
-    SkemaQormManagedObject *first = orvane_momgr_lookup(manager, "collector");
-    const guint references = G_OBJECT(first)->ref_count;
+    const ObjectPtr<GObject> first(G_OBJECT(g_object_ref(orvane_momgr_lookup(manager, "collector"))));
+    const guint references = first->ref_count;
     orvane_momgr_set_collector(
         manager,
         orvane_session_get_object(session.get(), "other", SKEMA_TYPE_QORM_CORE_PROPERTY_COLLECTOR));
-    EXPECT_EQ(references - 1, G_OBJECT(first)->ref_count);
+    EXPECT_EQ(references - 1, first->ref_count);
     Update("");
     EXPECT_NE(service.calls.back().body.find(">other</_this>"), std::string::npos);
 }
