@@ -96,8 +96,7 @@ static void orvane_session_init(OrvaneSession *session) {
                                         reinterpret_cast<GDestroyNotify>(g_hash_table_unref));
     priv->listeners = g_hash_table_new_full(g_direct_hash, g_direct_equal, nullptr, g_free);
     priv->maxTreeBytes = kOrvaneSoapMaxTreeBytes;
-    priv->verifyHandshakeOver = TRUE;
-    priv->verifyDecided = TRUE;
+    priv->verifyState = ORVANE_VERIFY_IDLE;
     priv->server = ORVANE_SERVER(g_object_new(ORVANE_TYPE_OZY_SERVER, nullptr));
 }
 

@@ -194,7 +194,7 @@ void orvane_session_connect_internal(OrvaneSession *session, const char *url,
     g_return_if_fail(cnxParams);
     g_return_if_fail(ORVANE_IS_SESSION(session));
     g_return_if_fail(listener == nullptr || ORVANE_IS_LISTENER(listener));
-    ObjectWatch<OrvaneListener> deferred(OrvaneSessionVerify_TakeResting(session));
+    ObjectWatch<OrvaneListener> deferred(OrvaneSessionVerify_TakeWaiting(session));
     Begin(session, url, listener, std::move(params));
     if (deferred && deferred.Get() != listener) /* the connect that this one replaced */
         OrvaneSessionAcknowledgeFault(deferred.Get(), OrvaneFault_NewUnexpected());

@@ -68,18 +68,6 @@ struct OrvaneCall {
     GObject *context;  /* owned; the context of a discovery request, otherwise NULL */
     bool ownsListener; /* the session releases it if the call ends without a signal */
 };
-
-/* (transfer none) (nullable): the session of a request in flight. */
-OrvaneSession *OrvaneSessionOfRequest(const BasicHttpRequest *request);
-/* (transfer full) (nullable): the call of a request, which is taken from its session. */
-OrvaneCall *OrvaneSessionTakeCall(BasicHttpRequest *request);
-/* Adds a discovery request to the session. Takes over the context. */
-void OrvaneSessionAddDiscovery(OrvaneSession *session, BasicHttpRequest *request, GObject *context);
-/* Frees all requests, and the internal listeners of their calls. */
-void OrvaneSessionFreeCalls(OrvaneSession *session);
-void OrvaneSessionFreeCallHeaders(OrvaneSessionPrivate *priv);
-/* Says that the call which the listener will be handed to has a login with it. */
-void OrvaneSessionMarkLogin(OrvaneListener *internal);
 /* Sets what all requests of a session have in common: connection, proxy, user agent. */
 void OrvaneSessionSetUpRequest(const OrvaneSession *session, BasicHttpRequest *request);
 void OrvaneSessionUnlinkAllListeners(OrvaneSession *session);
@@ -87,6 +75,20 @@ void OrvaneSessionUnlinkAllListeners(OrvaneSession *session);
 /* -- the record ---------------------------------------------------------------------------------- */
 
 struct OrvaneSspiState;
+
+/*
+ * The decision on the certificate of a connect. The states are made of the flags verifyDecided, which means that the
+ * application has answered, and verifyHandshakeOver:
+ *
+ *   IDLE -> ASKED -> ANSWERED -> IDLE      the answer came first, then the end of the handshake
+ *                 -> WAITING  -> IDLE      the handshake has failed; the connect waits for the answer
+ */
+enum OrvaneVerifyState {
+    ORVANE_VERIFY_ASKED = 0,    /* the application's function was called, inside a handshake */
+    ORVANE_VERIFY_ANSWERED = 1, /* verifyDecided */
+    ORVANE_VERIFY_WAITING = 2,  /* verifyHandshakeOver */
+    ORVANE_VERIFY_IDLE = 3,     /* both: no decision is pending */
+};
 
 struct _OrvaneSessionPrivate {
     OrvaneSessionState state;
@@ -103,11 +105,10 @@ struct _OrvaneSessionPrivate {
     char *sslCertificatePath;
     OrvaneVerifyCertificateFunc verifyFunc;
     gpointer verifyData;
-    gboolean strictTls;           /* for the connections to come */
-    gboolean verifyHandshakeOver; /* nobody waits for the end of a handshake, */
-    gboolean verifyDecided;       /* nor for an answer */
-    gint verifyDecision;          /* 0 none, 1 accepted, 2 rejected */
-    GObject *verifyQuestion;      /* weak: the context of what a connect has asked last */
+    gboolean strictTls; /* for the connections to come */
+    OrvaneVerifyState verifyState;
+    gint verifyDecision;    /* 0 none, 1 accepted, 2 rejected */
+    GObject *verifyContext; /* weak: the context of the connect's pending decision */
 
     /* of one connection, cleared by the clean-up */
     guint connection; /* its number, from 1 */

@@ -33,7 +33,6 @@
 namespace {
 
 constexpr const char *kSessionKey = "session";
-constexpr const char *kLoginKey = "orvane_session_login";
 constexpr const char *kOnSent = "BasicHttpOnSent";
 
 /* The requests in flight of all sessions, with their calls; NULL while there are none. */
@@ -168,6 +167,14 @@ void FreeDoneCalls(OrvaneSessionPrivate *priv) {
 
 /* -- sending -------------------------------------------------------------------------------------- */
 
+/* Whether a call logs in. A hijacked session's cookie does, in the first call with it. */
+bool CarriesLogin(const OrvaneSessionPrivate *priv, const char *methodName) {
+    if (strstr(methodName, "Login") != nullptr || strcmp(methodName, "CloneSession") == 0)
+        return true;
+    return priv->cnxParams != nullptr && priv->cnxParams->kind == ORVANE_CNX_HIJACK &&
+           priv->state == ORVANE_SESSION_CONNECTING;
+}
+
 bool IsRepeatable(const char *methodName) {
     return std::ranges::find(kRepeatableMethods, std::string_view(methodName)) !=
            kRepeatableMethods.end();
@@ -207,15 +214,10 @@ RequestPtr NewRequest(OrvaneSession *session, GObject *object, const char *metho
         return nullptr;
 
     OrvaneSessionSetUpRequest(session, request.get());
+    OrvaneSessionVerify_SetUpCall(session, request.get(), CarriesLogin(priv, methodName));
     BasicHttp_SetHeaders(request.get(), CallHeaders(session->priv));
     BasicHttp_SetRepeatable(request.get(), IsRepeatable(methodName));
     return request;
-}
-
-/* Whether the call of this listener has a login with it. */
-bool IsLogin(OrvaneListener *listener) {
-    return listener != nullptr && OrvaneListener_IsInternal(listener) &&
-           g_object_get_data(G_OBJECT(listener), kLoginKey) != nullptr;
 }
 
 void Link(OrvaneCall *call, OrvaneListener *listener, const char *methodName) {
@@ -403,7 +405,6 @@ void OrvaneSession_InvokeMethodV(OrvaneSession *session, GObject *object, const 
     RequestPtr request = NewRequest(session, object, methodName, arguments, count);
     if (!request)
         return;
-    OrvaneSessionVerify_SetUpCall(session, request.get(), IsLogin(listener));
 
     if (listener != nullptr) {
         ConnectionWatch watch(session);
@@ -459,10 +460,6 @@ void OrvaneSessionUnlinkAllListeners(OrvaneSession *session) {
     for (GList *item = linked; item != nullptr; item = item->next)
         orvane_session_unlink_listener(ORVANE_LISTENER(item->data));
     g_list_free(linked);
-}
-
-void OrvaneSessionMarkLogin(OrvaneListener *internal) {
-    g_object_set_data(G_OBJECT(internal), kLoginKey, internal);
 }
 
 OrvaneSession *OrvaneSessionOfRequest(const BasicHttpRequest *request) {

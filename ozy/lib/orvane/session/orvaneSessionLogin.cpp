@@ -270,8 +270,6 @@ void orvane_session_localticket_cb(OrvaneListener *internal, gpointer data) {
 bool SendLogin(OrvaneSession *session, OrvaneListener *internal) {
     OrvaneSessionPrivate *priv = session->priv;
     OrvaneCnxParams *params = priv->cnxParams;
-    if (params->kind != ORVANE_CNX_LOCAL) /* which only asks for a ticket */
-        OrvaneSessionMarkLogin(internal);
     switch (params->kind) {
     case ORVANE_CNX_PASSWORD:
         orvane_server_session_manager_login(priv->server, priv->sessionManager, params->first,
@@ -314,8 +312,6 @@ void orvane_session_retrieveServiceInstanceContent(OrvaneSession *session,
 
     OrvaneListener *internal = OrvaneSessionNewListener(
         session, orvane_session_retrieveServiceInstanceContent_cb, listener);
-    if (priv->cnxParams->kind == ORVANE_CNX_HIJACK) /* whose cookie is a login */
-        OrvaneSessionMarkLogin(internal);
     orvane_server_service_instance_retrieve_content(priv->server, instance, internal);
     OrvaneSessionCheckSent(session, internal);
 }

@@ -49,6 +49,28 @@ std::string Body(const std::string &inner, const char *prefix = "soapenv",
            ">";
 }
 
+/* The service closes a kept connection when it has read the call. */
+TEST_F(Invoke, OnlyWhatReadsIsSentTwice) {
+    const std::pair<const char *, size_t> rows[] = {
+        {"RetrieveProperties", 2}, {"RetrievePropertiesEx", 2},   {"CurrentTime", 2},
+        {"PowerOnVM_Task", 1},     {"RetrieveServiceContent", 2}, {"RetrievePropertiesOfAll", 1}};
+    for (const auto &[method, times] : rows) {
+        EXPECT_EQ("success", Call()) << "leaves a connection";
+        service->answers[method] = HttpReply("");
+        service->answers[method].cutAfter = 0;
+        const size_t before = service->Count(method);
+        Told told;
+        orvane_session_invoke_method(session, G_OBJECT(Instance().get()), method, told.listener,
+                                     nullptr);
+        Wait(told);
+        EXPECT_EQ(times == 1 ? "failure InvalidResponse 48 0" : "failure InvalidResponse 52 0",
+                  told.text);
+        EXPECT_EQ(before + times, service->Count(method)) << method;
+        service->answers["CurrentTime"] =
+            Reply("CurrentTime", "2026-01-02T03:04:05Z", "xsi:type=\"xsd:dateTime\"");
+    }
+}
+
 TEST_F(Invoke, ReportsEachReply) {
     const std::string good = "<CurrentTimeResponse/>";
     const struct {
@@ -68,6 +90,10 @@ TEST_F(Invoke, ReportsEachReply) {
         {"a page that is no XML", HttpReply("busy", 503), "failure InvalidResponse 0 503 busy",
          "I BasicHttpOnSent: xmlReadMemory (NULL == xmlDoc) errorCode 0 responseCode 503 message "
          "busy\n"},
+        {"a page that quotes a login", HttpReply("busy: &lt;password&gt;p&lt;/password&gt;", 503),
+         "failure InvalidResponse 0 503 busy: &lt;password&gt;p&lt;/password&gt;",
+         "I BasicHttpOnSent: xmlReadMemory (NULL == xmlDoc) errorCode 0 responseCode 503 message "
+         "busy: &lt;password&gt;[redacted]&lt;/password&gt;\n"},
         {"nothing", HttpReply("", 200), "failure InvalidResponse 0 200",
          "I BasicHttpOnSent: xmlReadMemory (NULL == xmlDoc) errorCode 0 responseCode 200 message "
          "\n"},
