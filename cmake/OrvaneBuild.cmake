@@ -17,7 +17,8 @@ set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/lib)
 set(CMAKE_ARCHIVE_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/lib)
 
 add_compile_options(
-    -Wall -Wextra -Wshadow -Wconversion -Wno-sign-conversion -Werror
+    -Wall -Wextra -Wshadow -Wconversion -Wno-sign-conversion
+    $<$<BOOL:${ORVANE_WERROR}>:-Werror>
     $<$<COMPILE_LANGUAGE:CXX>:-Wno-missing-field-initializers>
     -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=)
 add_compile_definitions(
