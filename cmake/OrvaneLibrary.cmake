@@ -1,5 +1,23 @@
-# liborvane.so, with only the names of exports.map let out, and orvane_internal: the same objects as a
-# static library for tests and benches that need the inside.
+# liborvane.so, which exports the names of exports.map only; orvane-static, its form for static links; and
+# orvane_internal: the same objects as a static library for tests and benches that need the inside.
+
+# A static library whose one object is made of those of modules, with their hidden names made local.
+function(orvane_static_library name file)
+    set(objects)
+    foreach(module ${ARGN})
+        list(APPEND objects "$<FILTER:$<TARGET_OBJECTS:${module}>,INCLUDE,\\.o$>") # no precompiled header
+    endforeach()
+    set(whole ${PROJECT_BINARY_DIR}/static/${file}.o)
+    file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/static)
+    add_custom_command(OUTPUT ${whole}
+        COMMAND ${CMAKE_LINKER} -r -o ${whole} ${objects}
+        COMMAND ${CMAKE_OBJCOPY} --localize-hidden --strip-debug ${whole}
+        DEPENDS ${objects} COMMAND_EXPAND_LISTS VERBATIM
+        COMMENT "Joining the objects of lib${file}.a")
+    add_library(${name} STATIC EXCLUDE_FROM_ALL ${whole})
+    set_target_properties(${name} PROPERTIES LINKER_LANGUAGE CXX OUTPUT_NAME ${file}
+        ARCHIVE_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/static)
+endfunction()
 
 set(modules)
 foreach(module misc lock ssl basicHttp schemaText schema runtime)
@@ -29,6 +47,10 @@ if(modules)
 
     add_library(orvane_internal STATIC)
     target_link_libraries(orvane_internal PUBLIC ${modules})
+
+    # One object in which only the exported names are global: no name of the inside can meet one of the
+    # application. Made by "dev install", or by name.
+    orvane_static_library(orvane-static orvane ${modules})
 
     # opened at run time, so whatever contains the library needs them built
     foreach(library orvane orvane_internal)
