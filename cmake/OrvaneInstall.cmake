@@ -1,12 +1,11 @@
-# What an application developer finds after installing: libraries, headers, pkg-config, CMake package. All of it
-# can be moved as a whole: no file holds the prefix.
+# The installed files: programs, libraries, headers, pkg-config files, CMake package. They can be moved as a whole:
+# none contains the prefix.
 # The pkg-config files in the build folder's lib/pkgconfig work in place, for a tree that is not installed.
 
 include(CMakePackageConfigHelpers)
 
-# The library lies beside its OpenSSL adapters, where it looks for them first, and in a folder of their own: in
-# one that is searched for everybody's libraries their names could be those of others. What is linked finds it
-# by links in the usual folder.
+# The library is installed beside its OpenSSL adapters, where it looks for them first. They have a folder of their
+# own, since other libraries may have the adapters' names. The usual folder has links to the library.
 set(ORVANE_INSTALL_DIR lib/halden)
 install(TARGETS orvane EXPORT orvaneTargets LIBRARY DESTINATION ${ORVANE_INSTALL_DIR} NAMELINK_SKIP)
 install(TARGETS openssl102-crypto openssl102-ssl LIBRARY DESTINATION ${ORVANE_INSTALL_DIR})
@@ -20,7 +19,7 @@ install(CODE "
         list(APPEND CMAKE_INSTALL_MANIFEST_FILES \"\${path}\")
     endforeach()")
 
-# The static libraries are in a folder of their own, since a linker takes the shared one of the same folder.
+# The static libraries have a folder of their own, since a linker prefers a shared one in the same folder.
 set(ORVANE_STATIC_DIR ${CMAKE_INSTALL_LIBDIR}/orvane-static)
 install(TARGETS orvane-static orvane-glib-static ARCHIVE DESTINATION ${ORVANE_STATIC_DIR} OPTIONAL)
 
@@ -65,7 +64,7 @@ function(orvane_pkgconfig name description requires private)
         DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 endfunction()
 
-# Of a static link only these libraries are static; the others come as they are on the machine.
+# In a static link only these libraries are static; the others are linked as usual.
 orvane_pkgconfig(orvane "Client library for a SOAP management service" "glib-2.0 gobject-2.0"
     "-lxml2 -lcurl -lstdc++ -ldl -lm -pthread")
 orvane_pkgconfig(orvane-glib "liborvane on a GMainContext" "orvane" "")

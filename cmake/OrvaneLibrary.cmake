@@ -1,7 +1,7 @@
 # liborvane.so, which exports the names of exports.map only; orvane-static, its form for static links; and
 # orvane_internal: the same objects as a static library for tests and benches that need the inside.
 
-# A static library whose one object is made of those of modules, with their hidden names made local.
+# Adds a static library with one object, made of the objects of modules; their hidden names become local.
 function(orvane_static_library name file)
     set(objects)
     foreach(module ${ARGN})
@@ -37,7 +37,7 @@ if(modules)
     set_target_properties(orvane PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION 1)
     target_link_options(orvane PRIVATE
         -Wl,--version-script=${PROJECT_SOURCE_DIR}/exports.map -Wl,--no-undefined -Wl,-z,now -Wl,--as-needed
-        -Wl,-z,nodelete # OpenSSL keeps callbacks of it for ever
+        -Wl,-z,nodelete # OpenSSL keeps callbacks of it
         -Wl,-Bsymbolic-functions) # its own calls need no look-up in all libraries of the process
     set_target_properties(orvane PROPERTIES LINK_DEPENDS ${PROJECT_SOURCE_DIR}/exports.map)
     if(ORVANE_SANITIZE MATCHES address OR ORVANE_SANITIZE MATCHES thread)
@@ -48,11 +48,10 @@ if(modules)
     add_library(orvane_internal STATIC)
     target_link_libraries(orvane_internal PUBLIC ${modules})
 
-    # One object in which only the exported names are global: no name of the inside can meet one of the
-    # application. Made by "dev install", or by name.
+    # Internal names are local in it, so that none collides with one of the application. "dev install" builds it.
     orvane_static_library(orvane-static orvane ${modules})
 
-    # opened at run time, so whatever contains the library needs them built
+    # opened at run time, so every program with the library depends on them
     foreach(library orvane orvane_internal)
         add_dependencies(${library} openssl102-crypto openssl102-ssl)
     endforeach()
