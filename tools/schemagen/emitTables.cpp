@@ -9,7 +9,7 @@ namespace {
 
 using Out = std::back_insert_iterator<std::string>;
 
-/* One literal a line and text, so that no escape runs into the next text. */
+/* Writes one literal for each text, so that no escape extends into the next one. */
 void EmitText(Out out, const std::string &pool) {
     fmt::format_to(out, "/* Ends of texts are shared. */\nconstexpr char kText[] =");
     for (gsize at = 0; at < pool.size();) {
