@@ -1,6 +1,6 @@
 /*
  * The head of a response, and what comes with it, to a request that carries a secret: it ends once, what is kept is
- * bounded, and nobody but the server is talked to.
+ * bounded, and no other host is contacted.
  *
  * The input is the response's bytes; "@PORT@" is the port of a stranger. --seeds FOLDER writes what to start from.
  */

@@ -1,6 +1,6 @@
 /*
- * A whole session against a service of which one answer is the input: the application's listeners end once, nobody but
- * the service is talked to, and the costs stay within the ledger of tests/hostile.
+ * A whole session against a service of which one answer is the input: the application's listeners end once, no
+ * other host is contacted, and the costs stay within the ledger of tests/hostile.
  *
  * The first byte picks the answer, the second how it comes and how the application logs in; "@PORT@" is the port of a
  * stranger. --seeds FOLDER writes what to start from.

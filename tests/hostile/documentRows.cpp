@@ -238,7 +238,7 @@ void AddValues(std::vector<Row> *rows) {
             {property + " of class "s + type, kEnds, "RetrieveServiceContent",
              Reply("RetrieveServiceContent", content, "xsi:type=\"ServiceContent\"").bytes});
     }
-    /* one object under two classes: the first that is heard of makes the proxy */
+    /* one object under two classes: the first makes the proxy */
     rows->push_back({"one object of two classes", kEnds, "RetrieveServiceContent",
                      Reply("RetrieveServiceContent",
                            Reference("rootFolder", "Folder", "one") +

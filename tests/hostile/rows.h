@@ -2,7 +2,7 @@
  * rows.h -- attacks, a row each: what the peer does, and what the application must see of it
  *
  * A test of a row runs in a process of its own, with a limit of processor time, and passes the ledger. In an attack
- * "@PORT@" becomes the port of a stranger: a second peer, which nobody may ever talk to.
+ * "@PORT@" becomes the port of a stranger: a second peer, which must never be contacted.
  */
 #pragma once
 

@@ -139,8 +139,7 @@ void AddLengths(std::vector<Row> *rows) {
         {"NUL in the status", "HTTP/1.1 2\0000 OK\r\nContent-Length: 0\r\n\r\n"s},
         {"status 204 with a body", "HTTP/1.1 204 x\r\nContent-Length: 5\r\n\r\n<a/>\n"},
         {"status 999", "HTTP/1.1 999 x\r\nContent-Length: 0\r\n\r\n"},
-        {"gzip that nobody asked for", ok + "Content-Encoding: gzip\r\n\r\n\x1f\x8b\x08",
-         kCallEnds},
+        {"gzip unasked", ok + "Content-Encoding: gzip\r\n\r\n\x1f\x8b\x08", kCallEnds},
         {"chunk of size -1", chunked + "-1\r\nabc\r\n0\r\n\r\n"},
         {"chunk of 2^64", chunked + "10000000000000000\r\nabc\r\n0\r\n\r\n"},
         {"chunk of no number", chunked + "zz\r\nabc\r\n0\r\n\r\n"},
@@ -262,7 +261,7 @@ void AddConnections(std::vector<Row> *rows) {
                          .method = method,
                          .isClosed = true,
                          .isEndedBySelf = method == "CreateFilter"s});
-    /* the application goes while its roles are loaded: every listener hears of its end */
+    /* the application disconnects while its roles are loaded: each listener still ends */
     rows->push_back({.name = "says nothing while the roles are loaded",
                      .steps = "connect failure RequestCanceled, disconnect success",
                      .method = "CreateFilter",
