@@ -55,7 +55,7 @@ void Ours(benchmark::State &state) {
     const std::string &text = ReplyText();
     const GType type = orvane_lookup_type("UserSession");
     for (auto _ : state) {
-        SoapTreePtr tree(OrvaneSoapTree_Parse(text.data(), text.size(), "noname.xml"));
+        SoapTreePtr tree(OrvaneSoapTree_Parse(text.data(), text.size(), "noname.xml", 0));
         GValue value = G_VALUE_INIT;
         orvane_soap_deserialize(nullptr, "ListSessions",
                                 Child(OrvaneSoapTree_Root(tree.get()), "Body"), type, TRUE, &value);

@@ -10,7 +10,7 @@
 #include <benchmark/benchmark.h>
 #include <openssl/pem.h>
 #include <openssl/ssl.h>
-#include <ssl/ssl.h>
+#include <orvane/ssl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 

@@ -8,7 +8,7 @@
 #include <ctime>
 #include <vector>
 
-#include <ssl/ssl.h>
+#include <orvane/ssl.h>
 
 extern "C" unsigned long __wrap_SSLeay(void);
 extern "C" unsigned long DirectTarget(void);

@@ -19,7 +19,7 @@ install(CODE "
 set_target_properties(orvane-glib PROPERTIES INSTALL_RPATH "\$ORIGIN")
 set_target_properties(orvane-cli PROPERTIES INSTALL_RPATH "\$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
 install(TARGETS orvane-cli orvane-simulator RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
-install(DIRECTORY include/orvane include/ssl DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(DIRECTORY include/orvane include/ssl include/crypto DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(DIRECTORY ${PROJECT_BINARY_DIR}/include/orvane/schema
     DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/orvane FILES_MATCHING PATTERN "*.h")
 install(EXPORT orvaneTargets NAMESPACE orvane::

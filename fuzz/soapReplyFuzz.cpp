@@ -75,7 +75,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
         return 0;
     const Method &method = kMethods[data[size - 1] % std::size(kMethods)];
     const std::string text(reinterpret_cast<const char *>(data), size - 1);
-    SoapTreePtr tree(OrvaneSoapTree_Parse(text.data(), text.size(), "fuzz"));
+    SoapTreePtr tree(OrvaneSoapTree_Parse(text.data(), text.size(), "fuzz", 0));
     xmlNode *body = tree != nullptr ? Child(OrvaneSoapTree_Root(tree.get()), "Body") : nullptr;
     if (body == nullptr)
         return 0;

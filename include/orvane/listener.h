@@ -21,17 +21,30 @@
  *   success       there may be a result
  *   failure       there may be a fault; without one the reason was not reported
  *
+ * A task's end may be signalled more than once. While the listener exists it follows every change of the
+ * task: if the service reports another state after the end, the listener leaves SUCCEEDED or FAILED, and
+ * "success" or "failure" is emitted again when the task ends again. A handler that releases a reference
+ * each time it runs would release one too many. So disconnect the handler, or release the last
+ * reference, when it runs first.
+ *
+ * A listener can be used again after its operation ended. A new operation first drops the task that was
+ * followed, its progress, and the result and fault of the operation before.
+ *
  * Ownership: a listener is handed to one operation with one reference, which the handler of "success"
- *            or "failure" gives up. An operation that ends without either leaves it to the application,
- *            except after orvane_session_cancel_listener(). The library holds on to no listener of an
- *            application: to release the last reference ends the operation, and nothing is told any
- *            more; a task goes on at the service all the same.
- * Errors:    never returned: a failed operation carries a SkemaQormMethodFault.
- * Ends without a signal: a call that cannot be sent; whatever is open when its session is disconnected or
- *            released, but loads and retrievals of contents, which fail with a RequestCanceled. So watch
- *            the session's state too.
- * Callbacks: handlers run inside the loop's callbacks. They may do anything, also release the
- *            listener, disconnect or release the session, or start other operations.
+ *            or "failure" releases. If an operation ends without either signal, the reference still
+ *            belongs to the application, with two exceptions in which the library releases it:
+ *            - after orvane_session_cancel_listener();
+ *            - when the reply to a call arrives after the session's state became DISCONNECTED without
+ *              a disconnect, because a connect failed or was refused. An application that uses such a
+ *              listener afterwards needs a reference of its own.
+ *            The library holds no reference to a listener of an application. Releasing the last one
+ *            ends the operation without a signal; a task continues on the service.
+ * Errors:    never returned: a failed operation has a SkemaQormMethodFault.
+ * Ends without a signal: a call that cannot be sent; every call that is open when its session is
+ *            disconnected or released. Loads, retrievals of contents and a connect whose roles are being
+ *            loaded fail with a RequestCanceled then. So watch the session's state too.
+ * Callbacks: handlers run inside the loop's callbacks. They may do anything: release the listener,
+ *            disconnect or release the session, or start other operations.
  * Threads:   the loop's.
  */
 #pragma once
@@ -49,7 +62,7 @@ G_BEGIN_DECLS
  * @ORVANE_LISTENER_SUCCEEDED: it is over, perhaps with a result
  * @ORVANE_LISTENER_FAILED: it is over, perhaps with a fault
  *
- * Each is a bit, so that several can be asked for at once.
+ * Each is a bit, so a mask can name several.
  */
 typedef enum {
     ORVANE_LISTENER_UNUSED = 1,
@@ -110,15 +123,25 @@ ORVANE_EXPORT OrvaneListener *orvane_listener_new(void);
  * orvane_listener_get_state:
  * @listener: a listener
  *
- * Returns: where its operation stands
+ * Returns: the state of its operation
  */
 ORVANE_EXPORT OrvaneListenerState orvane_listener_get_state(OrvaneListener *listener);
+
+/**
+ * orvane_listener_get_operation_count:
+ * @listener: a listener
+ *
+ * Tells whether a call really began an operation: one that could not be sent does not.
+ *
+ * Returns: how many operations were begun with it
+ */
+ORVANE_EXPORT guint orvane_listener_get_operation_count(OrvaneListener *listener);
 
 /**
  * orvane_listener_is_task:
  * @listener: a listener
  *
- * Returns: %TRUE from the reply on that named a task
+ * Returns: %TRUE once the reply named a task, until the next operation begins
  */
 ORVANE_EXPORT gboolean orvane_listener_is_task(OrvaneListener *listener);
 
@@ -126,7 +149,7 @@ ORVANE_EXPORT gboolean orvane_listener_is_task(OrvaneListener *listener);
  * orvane_listener_get_progress:
  * @listener: a listener
  *
- * Returns: how much of the task is done, in percent; the most negative number if that is not known
+ * Returns: how much of the task is done, in percent; %G_MININT32 if that is not known
  */
 ORVANE_EXPORT gint orvane_listener_get_progress(OrvaneListener *listener);
 
@@ -142,8 +165,8 @@ ORVANE_EXPORT gboolean orvane_listener_is_cancellable(OrvaneListener *listener);
  * orvane_listener_cancel:
  * @listener: a listener
  *
- * Asks the service to cancel the task. The state changes when the task's does: a cancelled one fails
- * with a RequestCanceled, but it may as well have come to its end first.
+ * Asks the service to cancel the task. The state changes when the task's state does: a cancelled task fails
+ * with a RequestCanceled. It may have ended before the request arrived.
  *
  * To give up a plain call release its listener, or use orvane_session_cancel_listener().
  *

@@ -47,11 +47,16 @@ ORVANE_EXPORT void orvane_glib_shutdown(void);
  * @timeout: how long to wait at most, in milliseconds; -1 without a limit
  *
  * Iterates the context until the operation has ended, for programs that have nothing else to do. Handlers
- * run meanwhile, and may wait for other listeners in turn. An operation that its session gave up without
- * a word, as it does on orvane_session_cancel_listener(), never ends, so give a time where that may be.
+ * run meanwhile, and may wait for other listeners in turn. An operation that ends without a signal never
+ * ends here, see listener.h: after orvane_session_cancel_listener() for instance. Give a @timeout where
+ * that can happen.
  *
- * Returns: %TRUE if the operation succeeded; %FALSE if it failed, has not ended in time, or was never
- * begun: orvane_listener_get_state() tells which, and orvane_listener_get_fault() why
+ * Each wait is for an operation that began after the last completed wait for @listener. If there is none,
+ * because a call could not be sent for instance, this returns %FALSE at once, with a warning. A wait that
+ * timed out can be repeated.
+ *
+ * Returns: %TRUE if the operation succeeded; %FALSE if it failed, has not ended in time, or did not begin.
+ *     orvane_listener_get_state() and orvane_listener_get_fault() tell more
  */
 ORVANE_EXPORT gboolean orvane_glib_wait(OrvaneListener *listener, gint timeout);
 

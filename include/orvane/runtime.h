@@ -196,6 +196,17 @@ ORVANE_EXPORT GQuark orvane_quark_version_ferry_5_0(void);         /* "ferry/5.0
 ORVANE_EXPORT GType orvane_lookup_type(const char *name);
 
 /**
+ * orvane_set_reader_checks_to_log:
+ * @value: whether the reader's failed checks go to the library's log
+ *
+ * A reply that has no text where one is needed, or no number, is reported by default as a failed check of
+ * GLib: a critical message, though the application has made no mistake. A program that ends at such
+ * messages (G_DEBUG=fatal-criticals) can be ended by any service. With %TRUE they are lines of the
+ * library's log instead. What is read is the same. For the whole process, from any thread.
+ */
+ORVANE_EXPORT void orvane_set_reader_checks_to_log(gboolean value);
+
+/**
  * orvane_enum_get_by_nick:
  * @enumType: an enumeration
  * @nick: the word that stands for a value on the wire: "running"

@@ -32,9 +32,9 @@
  * Signals:   "notify::state" at every change of the state. "roles-changed" when the roles of the service
  *            were read, which for the main service is right before the end of a connect, and at each
  *            change of them. Handlers may do anything, also release the session.
- * Release:   to release a session is allowed at any time; it sends nothing, and tells no listener but
- *            those of loads and retrievals, which fail with a RequestCanceled. The service ends the
- *            login by itself later; disconnect first to end it now.
+ * Release:   a session may be released at any time. Nothing is sent. Listeners of loads, of retrievals and of a
+ *            connect whose roles are being loaded fail with a RequestCanceled; no other listener is
+ *            notified. The service ends the login when it expires; disconnect first to end it now.
  * Threads:   the loop's, between orvane_init() and orvane_shutdown(). A session may be released after
  *            orvane_shutdown(), which ends its requests without a word.
  * Environment: HALDEN_HTTPSPROXY, a proxy for all requests; without it no other variable makes the
@@ -97,8 +97,8 @@ typedef struct {
  * @context: (transfer full): what the application's function was called with
  * @accepted: the decision
  *
- * To be called exactly once for each call of an #OrvaneVerifyCertificateFunc, on the loop's thread. A connect
- * that has ended meanwhile, or whose session has gone, is not affected.
+ * To be called exactly once for each call of an #OrvaneVerifyCertificateFunc, on the loop's thread. It has no
+ * effect if the connect has ended in the meantime, or its session was released.
  */
 typedef void (*OrvaneVerifyCertificateDoneFunc)(GObject *context, gboolean accepted);
 
@@ -111,14 +111,17 @@ typedef void (*OrvaneVerifyCertificateDoneFunc)(GObject *context, gboolean accep
  * @done: (scope async): takes the decision, now or later
  *
  * Decides on the certificate of a server. It is called inside a TLS handshake, which cannot wait: if @done has
- * not been called with %TRUE when this returns, the handshake fails. After a later %TRUE the connect starts over
- * by itself, and this is called again, so the application is to remember what it has accepted, by its thumbprint
- * say, and to answer that at once. SSL_GetCertErrors() tells what is wrong with @certificate, SSL_GetCertInfo()
- * what a person wants to know of it; see <ssl/ssl.h>.
+ * not been called with %TRUE when this returns, the handshake fails. After a later %TRUE the connect starts again
+ * automatically, and this function is called again. So the application must remember what it has accepted, by
+ * its thumbprint for instance, and accept that certificate at once. SSL_GetCertErrors() tells what is wrong with
+ * @certificate, SSL_GetCertInfo() what a person needs to know about it; see <ssl/ssl.h>.
+ *
+ * With an https proxy the function is also called for the certificate of the proxy, in a handshake of its own
+ * before the one with the server. Nothing in the arguments tells the two apart but @certificate itself.
  *
  * It may do anything, also release the session, but not shut the library down.
  *
- * Returns: not looked at
+ * Returns: ignored
  */
 typedef gint (*OrvaneVerifyCertificateFunc)(GObject *context, gpointer storeContext,
                                             gpointer certificate, gpointer data,
@@ -213,9 +216,19 @@ ORVANE_EXPORT SkemaQormManagedObject *orvane_session_get_object(OrvaneSession *s
  * @object: the proxy to fill
  * @listener: (nullable): succeeds, without a result, once the first values are in @object
  *
- * From then on the properties are kept up to date, with a notify at each change. Loads are counted; each
- * wants an orvane_session_unload_object(). On a session that is not CONNECTED, @listener fails without a
+ * From then on the properties are kept up to date, with a notify at each change. Loads are counted; undo each
+ * with orvane_session_unload_object(). On a session that is not CONNECTED, @listener fails without a
  * fault before this returns.
+ *
+ * With @partialUpdates the service may report a change inside a property by its path, such as
+ * "summary.runtime.powerState". It is written into the nested object, and "notify" is emitted by that nested
+ * object, not by @object. Connect to the nested object to see such changes, or load without @partialUpdates.
+ *
+ * At most eleven loads are being answered at a time; more wait for their turn. If a proxy is released while
+ * the service creates its filter, that load keeps its place until the connection ends: after eleven of them no
+ * load is started any more. So hold a reference to @object until @listener has ended; to give up a load,
+ * release its listener and keep @object until the load is over. A session in which loads have stopped
+ * recovers by a disconnect and a connect.
  */
 ORVANE_EXPORT void orvane_session_load_object(OrvaneSession *session, gboolean partialUpdates,
                                               SkemaQormManagedObject *object,
@@ -286,6 +299,23 @@ ORVANE_EXPORT void orvane_session_set_useragent(OrvaneSession *session, const ch
 ORVANE_EXPORT void orvane_session_set_use_fresh_connection(OrvaneSession *session, gboolean value);
 
 /**
+ * orvane_session_set_reply_limits:
+ * @session: a session
+ * @bodyBytes: largest body of a reply, in bytes; 0 for no limit; 256 MiB at first
+ * @treeBytes: largest memory of the tree that a reply is read into, in bytes; 0 for no limit; 1 GiB at
+ *   first
+ *
+ * Limits what a service can make the process allocate. Both count for replies to calls and for the documents of
+ * a connect. A larger body ends the transfer: the call fails with an OrvaneFaultInvalidResponse whose errorCode
+ * is not 0. A larger tree fails the call as a reply that is no XML does, with a line in the log. The tree of a
+ * plain reply takes 3 to 38 times its text; the memory is exceeded by no more than the reply's longest text.
+ *
+ * To be called before the requests that it is to limit.
+ */
+ORVANE_EXPORT void orvane_session_set_reply_limits(OrvaneSession *session, guint64 bodyBytes,
+                                                   guint64 treeBytes);
+
+/**
  * orvane_session_set_ssl_certificate_location:
  * @session: a session
  * @file: (nullable) (type filename): a file of CA certificates
@@ -305,12 +335,23 @@ ORVANE_EXPORT void orvane_session_set_ssl_certificate_location(OrvaneSession *se
  * @data: handed to @func
  *
  * To be set before connecting. Each request by which a connect finds out the version opens a connection of its own
- * and has @func decide on it. A rejected certificate is told as an OrvaneFaultInvalidResponse of errorCode 49.
- * Until the answer has come, the state is %ORVANE_SESSION_DISCONNECTED and the connect's listener waits; another
- * connect in the meantime ends that one with an OrvaneFaultUnexpected.
+ * and has @func decide on it. A rejected certificate fails the connect with an OrvaneFaultInvalidResponse of
+ * errorCode 49. Until the answer has come, the state is %ORVANE_SESSION_DISCONNECTED and the connect's listener
+ * is pending; another connect in the meantime ends that one with an OrvaneFaultUnexpected.
  *
- * The calls that follow use the connection that was accepted if they can, and others unseen if they cannot,
- * unless the session is strict; see orvane_session_set_strict_tls(). What is decided is in the log, at the audit
+ * The answer of @func replaces the check of the chain: a certificate that @func accepts is not compared with the
+ * CA certificates of orvane_session_set_ssl_certificate_location(), also if both are set. Where a location is
+ * set, the name in the URL is still checked against the certificate, whatever @func answers. A function that
+ * requires the chain to be good as well asks SSL_GetCertErrors() and refuses what has errors:
+ *
+ *   const guint64 errors = SSL_GetCertErrors(storeContext, certificate, "host.example", NULL);
+ *   done(context, (errors & ~SSL_CERT_KEY_TOO_SMALL) == 0 && IsOneOfOurs(certificate));
+ *
+ * It checks issuer, time, use and name by the CA certificates of the location and of this machine. The example
+ * ignores one bit: keys on elliptic curves have fewer bits than the limit, so they always count as too small.
+ *
+ * The calls that follow use the accepted connection if they can. Otherwise they use others that were not
+ * checked, unless the session is strict; see orvane_session_set_strict_tls(). Each decision is logged at the audit
  * level.
  */
 ORVANE_EXPORT void orvane_session_set_verify_certificate_func(OrvaneSession *session,
@@ -318,21 +359,48 @@ ORVANE_EXPORT void orvane_session_set_verify_certificate_func(OrvaneSession *ses
                                                               gpointer data);
 
 /**
+ * OrvaneUrlKind:
+ * @ORVANE_URL_INVALID: no http or https URL, or one that parsers read differently, such as "http://localhos%74/"
+ * @ORVANE_URL_UNENCRYPTED: http to another machine
+ * @ORVANE_URL_LOOPBACK: http to this machine, named as "localhost", an address of 127.0.0.0/8, or ::1
+ * @ORVANE_URL_ENCRYPTED: https
+ */
+typedef enum {
+    ORVANE_URL_INVALID = 0,
+    ORVANE_URL_UNENCRYPTED = 1,
+    ORVANE_URL_LOOPBACK = 2,
+    ORVANE_URL_ENCRYPTED = 3,
+} OrvaneUrlKind;
+
+/**
+ * orvane_session_judge_url:
+ * @url: (nullable): a URL, as given to a connect
+ *
+ * Reads a URL as the transport does; without a scheme it is http, whatever its host is called. A strict session
+ * connects to %ORVANE_URL_ENCRYPTED and, without a proxy, to %ORVANE_URL_LOOPBACK. May be called before
+ * orvane_init().
+ *
+ * Returns: its kind
+ */
+ORVANE_EXPORT OrvaneUrlKind orvane_session_judge_url(const char *url);
+
+/**
  * orvane_session_set_strict_tls:
  * @session: a session
  * @value: whether every connection of the session is checked; %FALSE at first
  *
- * Holds from the next connect on. Then nothing of the session, logins above all, travels over a connection that
- * was not checked:
+ * Holds from the next connect on. Then nothing of the session, in particular no login, is sent over a connection
+ * that was not checked:
  *
- * - with a function given to orvane_session_set_verify_certificate_func(), it decides on each. It is not asked
- *   again about a certificate that it has accepted since the connect. If a call needs a new connection and its
- *   certificate is another, the answer must come at once: otherwise the call fails with an
- *   OrvaneFaultInvalidResponse of errorCode 49, and a later %TRUE counts for the connections after that;
- * - otherwise certificate and name are checked by the CA certificates of
- *   orvane_session_set_ssl_certificate_location(), or without any by those of this machine;
- * - a plain http URL is refused with the same fault before anything is sent, unless it names this very machine
- *   (127.0.0.1, ::1 or localhost) and no proxy is set.
+ * - A function given to orvane_session_set_verify_certificate_func() decides on each connection, in place of a
+ *   check of the chain. It is not called again for a certificate that it has accepted since the connect. If a
+ *   call needs a new connection whose certificate is another one, the answer must come at once: otherwise the
+ *   call fails with an OrvaneFaultInvalidResponse of errorCode 49, and a later %TRUE counts for later connections.
+ * - Without a function, certificate and name are checked by the CA certificates of
+ *   orvane_session_set_ssl_certificate_location(), or by those of this machine if no location is set.
+ * - A URL that is not https is refused with the same fault before anything is sent, unless it is
+ *   %ORVANE_URL_LOOPBACK, no proxy is set, and the connection leads to a loopback address;
+ *   see orvane_session_judge_url().
  *
  * Without it, a login that goes over a connection that was not checked leaves an audit line in the log.
  */
@@ -368,10 +436,14 @@ ORVANE_EXPORT gboolean orvane_session_target_is_ferry(OrvaneSession *session);
  *
  * If any step fails, the state is %ORVANE_SESSION_DISCONNECTED again, and @listener has the fault: that
  * of the call; an OrvaneFaultInvalidResponse with the transport's error and the HTTP status; or an
- * OrvaneFaultUnexpected where neither is known. The last is also told, before this returns, for a %NULL
- * or unusable @url, and on a session in any other state. That session's connection, or the connect
- * that is under way, then is over as well: its state becomes DISCONNECTED, and who waits for the
- * connect is told the same.
+ * OrvaneFaultUnexpected where neither is known. @listener fails with the last, before this returns, for a
+ * %NULL or unusable @url, and on a session in any other state. The connection of that session, or the connect
+ * in progress, is then over as well: its state becomes DISCONNECTED, and the listener of that connect
+ * fails with the same fault.
+ *
+ * If the session is disconnected, interrupted or released after it became CONNECTED and before the roles are
+ * known, @listener fails with a RequestCanceled: when the session is interrupted, or else before the
+ * disconnect's listener is notified.
  *
  * Without @user or @password this only warns.
  */
@@ -412,8 +484,10 @@ ORVANE_EXPORT void orvane_session_sspi_connect(OrvaneSession *session, const cha
  *     control bytes is refused with an OrvaneFaultUnexpected
  * @listener: (nullable): see orvane_session_connect()
  *
- * Uses a login that belongs to somebody else. It is never logged out: orvane_session_disconnect() tells its
- * listener success from the loop, and leaves the object in %ORVANE_SESSION_DISCONNECTING, to be released.
+ * Uses a login that belongs to somebody else. It is never logged out: the listener of
+ * orvane_session_disconnect() succeeds in the next turn of the loop, and the session stays in
+ * %ORVANE_SESSION_DISCONNECTING until it is released. A connect that was still loading the roles then fails
+ * with a RequestCanceled when the session is released.
  */
 ORVANE_EXPORT void orvane_session_hijack(OrvaneSession *session, const char *url,
                                          const char *cookie, OrvaneListener *listener);

@@ -1,13 +1,13 @@
 /*
- * mxRecLock.h -- what is inside exclusive and recursive locks: a mutex, its owner, and how often
+ * mxRecLock.h -- the core of exclusive and recursive locks: a mutex, its owner, and a count
  *
  *   count 0, no owner  -- Acquire ->  count 1, this thread  -- Acquire ->  count 2  ...
  *
- * Count and owner are written by the holder alone, but read by anyone who asks "is it me?". Only
- * the thread that wrote its own number there can find it there, so a relaxed read is enough.
+ * Only the holder writes count and owner. Any thread reads them to find out whether it is the holder. A thread
+ * finds its own number there only if it wrote it itself, so a relaxed read is enough.
  *
  * Ownership: the memory is the caller's.
- * Errors:    only MXRecLockInit() can fail. Releasing is not checked.
+ * Errors:    only MXRecLockInit() can fail. Release does not check that the caller is the holder.
  * Threads:   any.
  */
 #pragma once
@@ -46,7 +46,7 @@ inline bool MXRecLockIsOwner(const MXRecLock *lock) {
            lock->nativeThreadID.load(std::memory_order_relaxed) == pthread_self();
 }
 
-/* The mutex is this thread's: writes so, with the count that it holds. */
+/* Records the calling thread, which has just locked the mutex, as the holder, and adds to the count. */
 inline void MXRecLockEnter(MXRecLock *lock, gint32 count) {
     const gint32 before = MXRecLockCount(lock);
     if (before != 0) {
@@ -57,7 +57,7 @@ inline void MXRecLockEnter(MXRecLock *lock, gint32 count) {
     lock->referenceCount.store(count, std::memory_order_relaxed);
 }
 
-/* Before the mutex is given up: the count that is given up with it. */
+/* Clears count and owner before the mutex is unlocked. Returns the former count. */
 inline gint32 MXRecLockLeave(MXRecLock *lock) {
     const gint32 count = MXRecLockCount(lock);
     lock->referenceCount.store(0, std::memory_order_relaxed);
@@ -65,7 +65,7 @@ inline gint32 MXRecLockLeave(MXRecLock *lock) {
     return count;
 }
 
-/* Counts up if this thread holds it already. */
+/* Increments the count if the calling thread is the holder. Returns whether it is. */
 inline bool MXRecLockReenter(MXRecLock *lock) {
     if (!MXRecLockIsOwner(lock))
         return false;
@@ -100,7 +100,7 @@ inline void MXRecLockRelease(MXRecLock *lock) {
     }
     lock->referenceCount.store(0, std::memory_order_relaxed);
     lock->nativeThreadID.store(kMXNoThread, std::memory_order_relaxed);
-    pthread_mutex_unlock(&lock->nativeLock); /* a default mutex has nothing to refuse */
+    pthread_mutex_unlock(&lock->nativeLock); /* cannot fail for a default mutex */
 }
 
 /* Holds a lock until the end of the scope. */

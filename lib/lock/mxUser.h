@@ -1,9 +1,8 @@
 /*
  * mxUser.h -- the locks of the foundation
  *
- * A lock has a name, a rank and a number, knows its owner, and can say all that of itself when
- * something is wrong. A module that needs a lock of its own makes it where it uses it; there is
- * nothing to set up and no order of setting up:
+ * A lock has a name, a rank and a serial number, knows its owner, and can write all that to the log. A module
+ * creates its lock where it uses it, so there is no initialisation and no order of initialisation:
  *
  *   static MXUserRecLock *preferenceLock;
  *
@@ -12,14 +11,13 @@
  *   ...
  *   MXUser_ReleaseRecLock(lock);
  *
- * Ranks tell people in which order locks are meant to be taken: the lower rank first. Nothing
- * compares them.
+ * Ranks document the order in which locks are to be acquired: the lower rank first. No code compares them.
  *
- * Ownership: whoever creates a lock destroys it. Singletons live as long as the process. Names are
- *            copied; without one, the name tells who made the lock: "X-0x7f12..." for an exclusive
+ * Ownership: whoever creates a lock destroys it. Singletons live as long as the process. Names are copied. The
+ *            name of a lock without one contains the address of its creator: "X-0x7f12..." for an exclusive
  *            lock, "R-..." for a recursive, "RW-..." for a read-write lock.
- * Errors:    a lock that the system does not grant is NULL. Misuse ends the process, see panic.h:
- *            a lock of another kind or already destroyed, and what the functions below say.
+ * Errors:    creation returns NULL if the system has no more locks. Misuse ends the process, see panic.h: a lock of
+ *            another kind or one already destroyed, and the cases given below.
  * Threads:   any. Not for signal handlers.
  */
 #pragma once
@@ -33,62 +31,60 @@ typedef struct MXUserRecLock MXUserRecLock;
 typedef struct MXUserRWLock MXUserRWLock;
 typedef struct MXUserCondVar MXUserCondVar;
 
-/* The command of a control operation that asks for statistics: without histograms (argument 0), or
- * with them (1). */
+/* The command of a control operation that requests statistics: without histograms (argument 0) or with them (1). */
 #define MXUSER_CONTROL_STATS 0
 
 /*
- * Exclusive locks. One thread holds it. A thread that acquires it again counts up, and releases it
- * as often.
+ * Exclusive locks. One thread at a time is the holder. It may acquire the lock again, and then releases it as often.
  */
 
 /**
  * MXUser_CreateExclLock:
- * @name: (nullable): what people know it by
+ * @name: (nullable): its name in dumps and reports
  * @rank: its place in the order of locks
  *
- * Returns: (transfer full) (nullable): the lock; %NULL if the system has none to give
+ * Returns: (transfer full) (nullable): the lock; %NULL if the system has no more
  */
 MXUserExclLock *MXUser_CreateExclLock(const char *name, guint32 rank);
 
-/* The same, for a lock whose use is never counted: one that counting itself needs. */
+/* The same for a lock without statistics, such as one that the statistics themselves need. */
 MXUserExclLock *MXUser_CreateExclLockSilent(const char *name, guint32 rank);
 
 /**
  * MXUser_CreateSingletonExclLock:
- * @storage: where the module keeps its lock; %NULL before first use
+ * @storage: the module's pointer to its lock; %NULL before first use
  * @name: (nullable): its name
  * @rank: its place in the order of locks
  *
- * Makes the lock on first use. Threads that come at once get the same one.
+ * Creates the lock on first use. Threads that call at the same time get the same lock.
  *
  * Returns: (transfer none) (nullable): the lock in @storage
  */
 MXUserExclLock *MXUser_CreateSingletonExclLock(MXUserExclLock **storage, const char *name,
                                                guint32 rank);
 
-/* Accepts NULL. A lock that is held ends the process. */
+/* Accepts NULL. Destroying a held lock ends the process. */
 void MXUser_DestroyExclLock(MXUserExclLock *lock);
 
 void MXUser_AcquireExclLock(MXUserExclLock *lock);
 
-/* FALSE at once if another thread holds it. */
+/* Returns FALSE at once if another thread is the holder. */
 gboolean MXUser_TryAcquireExclLock(MXUserExclLock *lock);
 
-/* Takes the caller's word that it holds the lock. */
+/* Does not check that the caller is the holder. */
 void MXUser_ReleaseExclLock(MXUserExclLock *lock);
 
 gboolean MXUser_IsCurThreadHoldingExclLock(const MXUserExclLock *lock);
 
-/* For hosts that steer locks. Knows no command here: always FALSE. */
+/* For hosts that control locks. No command has an effect here: always FALSE. */
 gboolean MXUser_ControlExclLock(MXUserExclLock *lock, guint32 command, guint32 argument);
 
 /*
- * Recursive locks. As above; beyond that they may be destroyed while another thread is inside a
- * call that will leave the lock free: the last one out frees it.
+ * Recursive locks. As above. In addition a lock may be destroyed while another thread is inside a call that will
+ * leave it free: the last thread to leave frees the memory.
  */
 
-/* As MXUser_CreateExclLock() and its companions. */
+/* As MXUser_CreateExclLock() and the functions after it. */
 MXUserRecLock *MXUser_CreateRecLock(const char *name, guint32 rank);
 MXUserRecLock *MXUser_CreateRecLockSilent(const char *name, guint32 rank);
 MXUserRecLock *MXUser_CreateSingletonRecLock(MXUserRecLock **storage, const char *name,
@@ -100,16 +96,16 @@ void MXUser_ReleaseRecLock(MXUserRecLock *lock);
 gboolean MXUser_IsCurThreadHoldingRecLock(MXUserRecLock *lock);
 gboolean MXUser_ControlRecLock(MXUserRecLock *lock, guint32 command, guint32 argument);
 
-/* Keeps a lock from being freed, and lets go again: the last one to let go destroys it. */
+/* Take and drop a reference, which keeps the lock alive. Dropping the last one destroys it. */
 void MXUser_IncRefRecLock(MXUserRecLock *lock);
 void MXUser_DecRefRecLock(MXUserRecLock *lock);
 
-/* Writes what the lock knows of itself to the log. */
+/* Writes name, rank, owner and count to the log. */
 void MXUser_DumpRecLock(MXUserRecLock *lock);
 
 guint32 MXUser_GetRecLockRank(MXUserRecLock *lock);
 
-/* (transfer none) (nullable): the mutex of the host that the lock stands for */
+/* Returns: (transfer none) (nullable): the host's mutex that the lock is bound to */
 gpointer MXUser_GetRecLockVmm(MXUserRecLock *lock);
 
 /**
@@ -117,20 +113,20 @@ gpointer MXUser_GetRecLockVmm(MXUserRecLock *lock);
  * @externalMutex: a mutex of the host's
  * @rank: its place in the order of locks
  *
- * Makes a recursive lock that stands for a mutex of the host's, which MXUserInstallMxHooks() says
- * how to use. It is on no list and counts nothing; condition variables cannot be made for it.
+ * Creates a recursive lock that forwards to a mutex of the host, by the functions of MXUserInstallMxHooks(). It is not
+ * on the list of locks and has no statistics. Condition variables cannot be created for it.
  *
- * Returns: (transfer full) (nullable): the lock; %NULL unless the hooks for locking, unlocking,
- * trying and asking are there
+ * Returns: (transfer full) (nullable): the lock; %NULL unless the functions for locking, unlocking, trying and
+ *   querying are installed
  */
 MXUserRecLock *MXUser_BindMXMutexRec(gpointer externalMutex, guint32 rank);
 
 /*
- * Read-write locks. Many threads hold it for reading, or one for writing. A thread that holds it in
- * any way and asks again ends the process, as does one that releases what it does not hold.
+ * Read-write locks. Either several threads hold the lock for reading, or one for writing. A holder that acquires it
+ * again ends the process, and so does a thread that releases it without being a holder.
  */
 
-/* As MXUser_CreateExclLock() and its companions. */
+/* As MXUser_CreateExclLock() and the functions after it. */
 MXUserRWLock *MXUser_CreateRWLock(const char *name, guint32 rank);
 MXUserRWLock *MXUser_CreateSingletonRWLock(MXUserRWLock **storage, const char *name, guint32 rank);
 void MXUser_DestroyRWLock(MXUserRWLock *lock);
@@ -141,18 +137,18 @@ gboolean MXUser_ControlRWLock(MXUserRWLock *lock, guint32 command, guint32 argum
 
 enum { MXUSER_RW_FOR_READ = 0, MXUSER_RW_FOR_WRITE = 1, MXUSER_RW_LOCKED = 2 };
 
-/* Whether the thread holds the lock in the way asked for; another question ends the process. */
+/* Returns whether the thread holds the lock in the given way; any other query ends the process. */
 gboolean MXUser_IsCurThreadHoldingRWLock(const MXUserRWLock *lock, guint32 queryType);
 
 /*
- * Condition variables. Each belongs to one exclusive or recursive lock, and goes before it. While a
- * thread waits, the lock is free however often the thread held it; afterwards it holds it as often
- * as before. Waits may end early for no reason: ask again what you wait for.
+ * Condition variables. Each belongs to one exclusive or recursive lock and is destroyed before it. While a thread
+ * waits, the lock is free, whatever its count was. Afterwards the thread holds it with the same count. A wait may end
+ * early without a reason, so check the condition again.
  */
 
 #define MXUSER_WAIT_INFINITE 0xffffffffu
 
-/* Returns: (transfer full) (nullable): %NULL if the system has none to give */
+/* Returns: (transfer full) (nullable): %NULL if the system has no more */
 MXUserCondVar *MXUser_CreateCondVarExclLock(MXUserExclLock *lock);
 MXUserCondVar *MXUser_CreateCondVarRecLock(MXUserRecLock *lock);
 
@@ -160,7 +156,7 @@ MXUserCondVar *MXUser_CreateCondVarRecLock(MXUserRecLock *lock);
 void MXUser_WaitCondVarExclLock(MXUserExclLock *lock, MXUserCondVar *condVar);
 void MXUser_WaitCondVarRecLock(MXUserRecLock *lock, MXUserCondVar *condVar);
 
-/* The same, for so long at most. What ended the wait is not told. */
+/* The same with a time limit. The caller does not learn whether the time ran out. */
 void MXUser_TimedWaitCondVarExclLock(MXUserExclLock *lock, MXUserCondVar *condVar,
                                      guint32 milliseconds);
 void MXUser_TimedWaitCondVarRecLock(MXUserRecLock *lock, MXUserCondVar *condVar,
@@ -170,14 +166,14 @@ void MXUser_TimedWaitCondVarRecLock(MXUserRecLock *lock, MXUserCondVar *condVar,
 void MXUser_SignalCondVar(MXUserCondVar *condVar);
 void MXUser_BroadcastCondVar(MXUserCondVar *condVar);
 
-/* Accepts NULL. A variable that is waited for ends the process. */
+/* Accepts NULL. Destroying a variable that a thread waits for ends the process. */
 void MXUser_DestroyCondVar(MXUserCondVar *condVar);
 
 /*
  * Panic, and a host with locks of its own.
  */
 
-/* Notes that the process is ending in a panic; told to the host if it wants to know. */
+/* Records that the process is ending in a panic, and calls the host's function for that. */
 void MXUser_SetInPanic(void);
 gboolean MXUser_InPanic(void);
 
@@ -190,8 +186,8 @@ typedef gboolean (*MXUserMxIsLockedByCurThreadRec)(gpointer mutex);
 typedef void (*MXUserMxSetInPanic)(void);
 typedef gboolean (*MXUserMxInPanic)(void);
 
-/* Installs all of a host's functions, each of which may be NULL, for the life of the process. Does
- * nothing if any is installed. Locks and ranks of the host are not looked at here. */
+/* Installs all functions of a host, each of which may be NULL, for the life of the process. Does nothing if any is
+ * installed already. The first two are stored only. */
 void MXUserInstallMxHooks(MXUserMxLockLister lockLister, MXUserMxCheckRank checkRank,
                           MXUserMxLockRec lockRec, MXUserMxUnlockRec unlockRec,
                           MXUserMxTryLockRec tryLockRec,
@@ -199,40 +195,39 @@ void MXUserInstallMxHooks(MXUserMxLockLister lockLister, MXUserMxCheckRank check
                           MXUserMxSetInPanic setInPanic, MXUserMxInPanic inPanic);
 
 /*
- * Statistics. For hosts that count the use of locks; see mxUserStats.h for the lines. Locks do not
- * count by themselves.
+ * Statistics, for hosts that count the use of locks; see mxUserStats.h for the lines. By default nothing is counted.
  */
 
 /**
  * MXUserStatsFunc:
  * @context: as given to MXUser_SetStatsFunc()
- * @line: (transfer none): what to report, with a newline at its end
+ * @line: (transfer none): one line of a report, with a newline at its end
  *
- * Called in MXUser_PerLockData() on its thread. May make locks, but not destroy any.
+ * Called by MXUser_PerLockData() on its thread. May create locks, but not destroy any.
  */
 typedef void (*MXUserStatsFunc)(gpointer context, const char *line);
 
 /**
  * MXUser_SetStatsFunc:
  * @context: for @statsFunc
- * @maxLineLength: the longest text, in bytes, that is handed out where there is a choice
- * @trackHeldTimes: whether locks that begin to count from now on count how long they are held, too
- * @statsFunc: (scope notified) (nullable): takes the reports; %NULL for nobody
+ * @maxLineLength: length in bytes at which a histogram is continued in another text
+ * @trackHeldTimes: whether locks that are counted from now on also measure how long they are held
+ * @statsFunc: (scope notified) (nullable): receives the reports; %NULL for none
  */
 void MXUser_SetStatsFunc(gpointer context, guint maxLineLength, gboolean trackHeldTimes,
                          MXUserStatsFunc statsFunc);
 
 /**
  * MXUser_StatisticsControl:
- * @contentionRatioFloor: a lock is hot if more than this part of its uses collide
- * @contentionCountFloor: attempts before it is judged; 0: never, 0xffffffff: all are hot
- * @contentionDurationFloor: a wait shorter than so many nanoseconds is no collision
+ * @contentionRatioFloor: a lock is hot if more than this part of its acquisitions is contended
+ * @contentionCountFloor: number of attempts before a lock can be hot; 0: none is ever hot, 0xffffffff: all are
+ * @contentionDurationFloor: in nanoseconds; a shorter wait does not count as contention
  */
 void MXUser_StatisticsControl(double contentionRatioFloor, guint32 contentionCountFloor,
                               guint64 contentionDurationFloor);
 
-/* Reports the locks made since the last report, and what each lock has counted. Does nothing if
- * nobody takes reports, or while another thread reports, or makes or destroys a lock. */
+/* Reports the locks created since the last report, and the statistics of each lock. Does nothing without a function
+ * that receives reports, or while another thread reports, creates or destroys a lock. */
 void MXUser_PerLockData(void);
 
 G_END_DECLS

@@ -1,4 +1,4 @@
-#include "lib/lock/mxUserInt.h"
+#include "lib/lock/mxUserCondVar.h"
 
 #include <cstdlib>
 #include <ctime>
@@ -6,12 +6,11 @@
 
 #include <sys/time.h>
 
-#include "lib/lock/mxUserLockStats.h"
 #include "lib/misc/utilSafe.h"
 
 struct MXUserCondVar {
     guint32 signature;
-    const MXUserHeader *header; /* of the lock that it belongs to */
+    const MXUserHeader *header; /* of its lock */
     MXRecLock *ownerLock;
     std::atomic<guint32> waiters = 0;
     pthread_cond_t condObject;
@@ -30,8 +29,7 @@ timespec MXUserTimeAfter(guint32 milliseconds) {
     return {time_t(guint64(now.tv_sec) + ns / 1000000000), long(ns % 1000000000)};
 }
 
-/* Waits with the mutex only: count and owner are given up before, and are the caller's again
- * afterwards. */
+/* Waits with count and owner cleared, and restores them afterwards. */
 int MXUserWaitNative(MXRecLock *lock, MXUserCondVar *condVar, guint32 milliseconds) {
     const gint32 count = MXRecLockLeave(lock);
     int error = 0;

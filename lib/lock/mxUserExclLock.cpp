@@ -1,6 +1,5 @@
-#include "lib/lock/mxUserInt.h"
-
-#include "lib/lock/mxUserLockStats.h"
+#include "lib/lock/mxUserCondVar.h"
+#include "lib/lock/mxUserLock.h"
 #include "lib/misc/log.h"
 
 namespace {
@@ -40,9 +39,9 @@ MXUserExclLock *MXUser_CreateExclLockSilent(const char *name, guint32 rank) {
 
 MXUserExclLock *MXUser_CreateSingletonExclLock(MXUserExclLock **storage, const char *name,
                                                guint32 rank) {
-    const MXUserWish wish = {name, rank, __builtin_return_address(0)};
+    const MXUserLockOptions options = {name, rank, __builtin_return_address(0)};
     return MXUserSingleton(
-        storage, [&] { return MXUserNewLock<MXUserExclLock>(kKind, wish); },
+        storage, [&] { return MXUserNewLock<MXUserExclLock>(kKind, options); },
         MXUser_DestroyExclLock);
 }
 

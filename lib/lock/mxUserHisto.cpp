@@ -20,10 +20,10 @@ constexpr size_t kNumTopCallers = 10;
 
 struct TopCaller {
     const void *caller;
-    guint64 value; /* the largest of this caller; 0: the place is free */
+    guint64 value; /* the largest of this caller; 0: unused */
 };
 
-/* Puts a message together out of a head and pieces, and starts anew when a piece has no room. */
+/* Builds a text of a first line and pieces. A piece that has no room begins another text. */
 struct HistoMessage {
     std::string head;
     size_t limit;
@@ -70,7 +70,7 @@ guint32 HistoBin(const MXUserHisto *histo, guint64 value) {
     guint64 denominator = 0;
     LogFixed_Base10(value, &ofValue, &denominator);
     LogFixed_Base10(histo->minValue, &ofMin, &denominator);
-    // the logarithms are rounded: without a little more, a whole decade would be in the bin before
+    // The logarithms are rounded. Without the slack, a whole decade would be in the bin before.
     const guint64 slack = denominator / 1000;
     const guint64 bin = (kBinsPerDecade * (ofValue - ofMin) + slack) / denominator;
     return guint32(std::min<guint64>(bin, histo->numBins - 1));

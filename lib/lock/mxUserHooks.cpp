@@ -1,8 +1,10 @@
-#include "lib/lock/mxUserInt.h"
+#include "lib/lock/mxUserHooks.h"
 
+#include <atomic>
 #include <cstdlib>
 #include <new>
 
+#include "lib/misc/atomicFence.h"
 #include "lib/misc/utilSafe.h"
 
 namespace {

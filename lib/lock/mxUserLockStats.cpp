@@ -6,12 +6,13 @@
 
 #include "lib/lock/mxUserHisto.h"
 #include "lib/lock/mxUserStats.h"
+#include "lib/misc/atomicFence.h"
 #include "lib/misc/utilSafe.h"
 
 constexpr guint64 kHistoMin = 100;   /* ns */
 constexpr guint32 kHistoDecades = 7; /* up to a second */
 
-/* Several threads sample one record at once: those that fail to acquire, and readers. */
+/* Several threads write to one record at the same time: those that fail to acquire, and readers. */
 struct MXUserAcquireStats {
     MXRecLock guard;
     MXUserAcquisitionStats data;
@@ -40,7 +41,7 @@ template <class Record> void StatsFreeRecord(Record *record) {
     free(record);
 }
 
-/* The record in the place from now on; the one that was there first if there is one. */
+/* Stores a record. Returns the one that is in place then, which may be another thread's. */
 template <class Record> Record *StatsPublish(std::atomic<Record *> *place, Record *made) {
     Record *found = nullptr;
     if (Atomic_CompareExchange(place, &found, made))
@@ -118,7 +119,7 @@ void MXUserLockStatsReport(MXUserLockStats *stats, const MXUserHeader *header) {
         if (held->histo)
             MXUserHistoDump(held->histo, header);
     }
-    if (isHot) /* the next report shows who and how long */
+    if (isHot) /* the next report shows callers and times */
         StatsAddHistograms(stats);
 }
 

@@ -1,5 +1,4 @@
-#include "lib/lock/mxUserInt.h"
-#include "lib/lock/mxUserLockStats.h"
+#include "lib/lock/mxUserLock.h"
 #include "lib/lock/mxUserStats.h"
 #include "lib/lock/vthreadBase.h"
 #include "lib/misc/log.h"
@@ -10,7 +9,7 @@ constexpr guint kHolderBuckets = 256;
 
 enum RWState : guint32 { RW_UNLOCKED, RW_LOCKED_FOR_READ, RW_LOCKED_FOR_WRITE };
 
-/* What one thread does with one lock. Only that thread looks at it. */
+/* The state of one lock for one thread. Only that thread accesses it. */
 struct MXUserHolderContext {
     guint32 state;
     guint64 heldSince;
@@ -37,8 +36,8 @@ gboolean MXUserControlRWHeader(MXUserHeader *header, guint32 command, guint32 ar
 
 constexpr MXUserKind kKind = {MXUserType::RWLock, "RW", MXUserDumpRWLock, MXUserControlRWHeader};
 
-MXUserRWLock *MXUserCreateRWLock(const MXUserWish &wish) {
-    auto *lock = MXUserNewLock<MXUserRWLock>(kKind, wish);
+MXUserRWLock *MXUserCreateRWLock(const MXUserLockOptions &options) {
+    auto *lock = MXUserNewLock<MXUserRWLock>(kKind, options);
     if (!lock)
         return nullptr;
     lock->useNative = pthread_rwlock_init(&lock->nativeLock, nullptr) == 0;
@@ -51,7 +50,7 @@ gconstpointer MXUserHolderKey() {
     return reinterpret_cast<gconstpointer>(guintptr(VThreadBase_CurID()));
 }
 
-/* This thread's context; NULL if it has never held the lock. */
+/* Returns the calling thread's context; NULL if it has never held the lock. */
 MXUserHolderContext *MXUserFindHolder(const MXUserRWLock *lock) {
     gpointer found = nullptr;
     HashTable_Lookup(lock->holderTable, MXUserHolderKey(), &found);
@@ -68,7 +67,7 @@ MXUserHolderContext *MXUserGetHolder(MXUserRWLock *lock) {
     return static_cast<MXUserHolderContext *>(inTable);
 }
 
-/* Returns whether the lock was busy at first. */
+/* Returns whether the lock was busy at the first attempt. */
 bool MXUserAcquireNative(MXUserRWLock *lock, guint32 state, const char *function) {
     const bool isForRead = state == RW_LOCKED_FOR_READ;
     pthread_rwlock_t *native = &lock->nativeLock;
@@ -115,9 +114,9 @@ MXUserRWLock *MXUser_CreateRWLock(const char *name, guint32 rank) {
 }
 
 MXUserRWLock *MXUser_CreateSingletonRWLock(MXUserRWLock **storage, const char *name, guint32 rank) {
-    const MXUserWish wish = {name, rank, __builtin_return_address(0)};
+    const MXUserLockOptions options = {name, rank, __builtin_return_address(0)};
     return MXUserSingleton(
-        storage, [&] { return MXUserCreateRWLock(wish); }, MXUser_DestroyRWLock);
+        storage, [&] { return MXUserCreateRWLock(options); }, MXUser_DestroyRWLock);
 }
 
 void MXUser_DestroyRWLock(MXUserRWLock *lock) {

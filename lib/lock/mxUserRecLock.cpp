@@ -1,8 +1,9 @@
-#include "lib/lock/mxUserInt.h"
+#include "lib/lock/mxUserLock.h"
 
 #include <cstdio>
 
-#include "lib/lock/mxUserLockStats.h"
+#include "lib/lock/mxUserCondVar.h"
+#include "lib/lock/mxUserHooks.h"
 #include "lib/misc/log.h"
 
 namespace {
@@ -27,7 +28,7 @@ gboolean MXUserControlRecHeader(MXUserHeader *header, guint32 command, guint32 a
 
 constexpr MXUserKind kKind = {MXUserType::RecLock, "R", MXUserDumpRecLock, MXUserControlRecHeader};
 
-/* Lets go of the lock; whoever is the last one destroys it. */
+/* Drops a reference. Dropping the last one destroys the lock. */
 void MXUserCondDestroyRecLock(MXUserRecLock *lock) {
     if (Atomic_FetchAdd(&lock->refCount, guint32(-1)) != 1)
         return;
@@ -46,7 +47,7 @@ void MXUserEnterRecLock(MXUserRecLock *lock) {
     Atomic_FetchAdd(&lock->refCount, 1);
 }
 
-/* The end of a call that must leave the lock alive. */
+/* Drops the reference of a call that must leave the lock alive. */
 void MXUserLeaveRecLock(MXUserRecLock *lock, const char *function) {
     if (Atomic_FetchAdd(&lock->refCount, guint32(-1)) == 1)
         MXUserDumpAndPanic(&lock->header, "%s: Zero reference count upon exit\n", function);
@@ -72,9 +73,10 @@ MXUserRecLock *MXUser_CreateRecLockSilent(const char *name, guint32 rank) {
 
 MXUserRecLock *MXUser_CreateSingletonRecLock(MXUserRecLock **storage, const char *name,
                                              guint32 rank) {
-    const MXUserWish wish = {name, rank, __builtin_return_address(0)};
+    const MXUserLockOptions options = {name, rank, __builtin_return_address(0)};
     return MXUserSingleton(
-        storage, [&] { return MXUserNewLock<MXUserRecLock>(kKind, wish); }, MXUser_DestroyRecLock);
+        storage, [&] { return MXUserNewLock<MXUserRecLock>(kKind, options); },
+        MXUser_DestroyRecLock);
 }
 
 MXUserRecLock *MXUser_BindMXMutexRec(gpointer externalMutex, guint32 rank) {
@@ -180,7 +182,7 @@ gpointer MXUser_GetRecLockVmm(MXUserRecLock *lock) {
 
 MXUserCondVar *MXUser_CreateCondVarRecLock(MXUserRecLock *lock) {
     MXUserEnterRecLock(lock);
-    VERIFY(!lock->vmmLock); /* the host's mutex is not ours to wait with */
+    VERIFY(!lock->vmmLock); /* nothing can wait on the host's mutex */
     MXUserCondVar *condVar = MXUserCreateCondVar(&lock->header, &lock->recursiveLock);
     MXUserLeaveRecLock(lock, __func__);
     return condVar;

@@ -17,11 +17,11 @@ constinit std::atomic<double> contentionRatioFloor = 0.0;
 constinit std::atomic<guint32> contentionCountFloor = kNeverHot;
 constinit std::atomic<guint64> contentionDurationFloor = 0;
 
-/* Guarded by the list's lock, under which lines are written too. */
+/* Guarded by the list's lock, which is also held while lines are written. */
 constinit MXUserStatsSettings settings = {};
 constinit guint32 highestReported = 0;
 
-/* By Newton's iteration, from above. */
+/* Newton's iteration, from above. */
 double MXUserSquareRoot(double square) {
     if (square <= 0)
         return 0;
@@ -119,14 +119,14 @@ MXUserStatsSettings MXUserGetStatsSettings() {
 }
 
 void MXUserStatsLine(const char *format, ...) {
-    const MXUserStatsSettings wanted = MXUserGetStatsSettings();
-    if (!wanted.statsFunc)
+    const MXUserStatsSettings current = MXUserGetStatsSettings();
+    if (!current.statsFunc)
         return;
     va_list arguments;
     va_start(arguments, format);
     const GPtr<char> line(g_strdup_vprintf(format, arguments));
     va_end(arguments);
-    wanted.statsFunc(wanted.context, line.get());
+    current.statsFunc(current.context, line.get());
 }
 
 guint64 MXUserStatsClock() {

@@ -23,9 +23,9 @@ void VThreadBaseSimpleNoID();
 void VThreadBaseSimpleFreeID(VThreadBaseData *record);
 
 struct VThreadBaseGlobals {
-    std::atomic<pthread_key_t> recordKey = kNoKey; /* its destructor learns of a thread's end */
-    std::atomic<pthread_key_t> idKey = kNoKey;     /* the number plus one; 0 is none */
-    std::atomic<guint32> dynamicID = kFirstId;     /* the next number never used before */
+    std::atomic<pthread_key_t> recordKey = kNoKey; /* its destructor runs when a thread ends */
+    std::atomic<pthread_key_t> idKey = kNoKey;     /* the number plus one; 0: none */
+    std::atomic<guint32> dynamicID = kFirstId;     /* the next number that was never used */
     std::atomic<guint32> numThreads = 0;           /* that have a record */
     HashTable *ids = nullptr;                      /* number -> pthread_t of its owner, or 0 */
     std::atomic<VThreadBaseNoIDFunc> noIDFunc = VThreadBaseSimpleNoID;
@@ -36,7 +36,7 @@ constinit VThreadBaseGlobals vthreadBaseGlobals;
 constinit std::atomic<guint32> numFirstUses = 0; /* threads that are getting their identity */
 constinit std::atomic<bool> isMultipleLogged = false;
 
-/* What the keys hold, at the price of a plain read. */
+/* Copies of what the keys hold, since reading them is faster. */
 constinit thread_local guint32 currentId = VTHREADBASE_INVALID_ID;
 constinit thread_local VThreadBaseData *currentRecord = nullptr;
 
@@ -48,10 +48,10 @@ void VThreadBaseSetCurrent(VThreadBaseData *record) {
     currentId = record ? record->id : VTHREADBASE_INVALID_ID;
 }
 
-/* The thread ends, or is to be as if it did. */
-void VThreadBaseLetGo(void *pointer) {
+/* Releases the identity of the calling thread. */
+void VThreadBaseReleaseIdentity(void *pointer) {
     auto *record = static_cast<VThreadBaseData *>(pointer);
-    VThreadBaseData copy = *record; /* what is called from here on may log */
+    VThreadBaseData copy = *record; /* freeIDFunc may log, which needs an identity */
     VThreadBaseSetCurrent(&copy);
     if (const VThreadBaseFreeIDFunc freeIDFunc = vthreadBaseGlobals.freeIDFunc)
         freeIDFunc(record);
@@ -64,7 +64,7 @@ pthread_key_t VThreadBaseNewKey(void (*destructor)(void *)) {
     VERIFY(pthread_key_create(&key, destructor) == 0);
     if (key != 0)
         return key;
-    VERIFY(pthread_key_create(&key, destructor) == 0); /* 0 reads as "not set" */
+    VERIFY(pthread_key_create(&key, destructor) == 0); /* 0 means "not set" */
     VERIFY(pthread_key_delete(0) == 0);
     return key;
 }
@@ -81,7 +81,7 @@ void VThreadBaseMakeKey(std::atomic<pthread_key_t> *storage, void (*destructor)(
 void VThreadBaseInit() {
     AtomicInitFence();
     VThreadBaseMakeKey(&vthreadBaseGlobals.idKey, nullptr);
-    VThreadBaseMakeKey(&vthreadBaseGlobals.recordKey, VThreadBaseLetGo);
+    VThreadBaseMakeKey(&vthreadBaseGlobals.recordKey, VThreadBaseReleaseIdentity);
 }
 
 HashTable *VThreadBaseIds() {
@@ -97,7 +97,7 @@ gconstpointer VThreadBaseIdKey(guint32 id) {
     return reinterpret_cast<gconstpointer>(guintptr(id));
 }
 
-/* The lowest number that is free. */
+/* Claims the lowest free number. */
 guint32 VThreadBaseClaimId() {
     HashTable *ids = VThreadBaseIds();
     const guint32 end = vthreadBaseGlobals.dynamicID.load(std::memory_order_acquire);
@@ -111,8 +111,7 @@ guint32 VThreadBaseClaimId() {
     return id;
 }
 
-/* A handler that ran meanwhile could ask for the identity that is being made; only those that
- * report a crash may. */
+/* A signal handler could use the identity before it is complete. Only the handlers that report a crash may run. */
 void VThreadBaseBlockSignals(sigset_t *oldMask) {
     sigset_t mask;
     sigfillset(&mask);
@@ -163,7 +162,7 @@ const char *VThreadBase_CurName(void) {
         return currentRecord->name;
     if (numFirstUses.load(std::memory_order_acquire) == 0)
         return VThreadBaseRecord()->name;
-    // this thread may be inside that path, where it must not come again
+    // The thread may be inside VThreadBaseRecord(), which must not recurse.
     static constinit thread_local char hostName[47];
     snprintf(hostName, sizeof hostName, "host-%lu", static_cast<unsigned long>(pthread_self()));
     return hostName;
@@ -188,7 +187,7 @@ gboolean VThreadBase_InitWithTLS(VThreadBaseData *record) {
 
 void VThreadBase_ForgetSelf(void) {
     if (currentRecord)
-        VThreadBaseLetGo(currentRecord);
+        VThreadBaseReleaseIdentity(currentRecord);
 }
 
 void VThreadBase_SetNoIDFunc(VThreadBaseNoIDFunc noIDFunc, VThreadBaseFreeIDFunc freeIDFunc) {

@@ -1,17 +1,17 @@
 /*
- * vthreadBase.h -- who the calling thread is: a small number and a name
+ * vthreadBase.h -- the identity of the calling thread: a small number and a name
  *
- *   VThreadBase_CurID()    ->  4             the first thread that asks; then 5, 6, ...
- *   VThreadBase_CurName()  ->  "vthread-4"   until it is given a better one
+ *   VThreadBase_CurID()    ->  4             the first thread; then 5, 6, ...
+ *   VThreadBase_CurName()  ->  "vthread-4"   until VThreadBase_SetName()
  *
- * A thread gets both when it first asks, and gives the number back when it ends: the next new
- * thread gets the lowest one that is free. So numbers stay small enough for tables.
+ * A thread gets both on first use. Its number is free again when it ends, and the next new thread gets the lowest free
+ * one. So numbers stay small enough to index tables.
  *
- * Ownership: the record of a thread belongs to this module, which frees it when the thread ends. A
- *            host that hands in records of its own says with VThreadBase_SetNoIDFunc() how.
- * Errors:    a process that is out of numbers or keys is ended.
- * Threads:   each call is about the calling thread. Once a thread has its identity, asking for it
- *            is safe in signal handlers too.
+ * Ownership: the record of a thread belongs to this module, which releases it when the thread ends. A host that uses
+ *            records of its own installs functions for both with VThreadBase_SetNoIDFunc().
+ * Errors:    running out of numbers or keys ends the process.
+ * Threads:   each call concerns the calling thread. Once a thread has its identity, reading it is safe in signal
+ *            handlers too.
  */
 #pragma once
 
@@ -27,14 +27,14 @@ G_BEGIN_DECLS
 typedef struct VThreadBaseData {
     guint32 id;
     char name[VTHREADBASE_MAX_NAME];
-    gint32 signalNestCount; /* signal handlers that the thread is in; accessed atomically */
+    gint32 signalNestCount; /* depth of signal handlers; accessed atomically */
 } VThreadBaseData;
 
-/* Gives the calling thread a record by VThreadBase_InitWithTLS(). Comes on the thread's first use,
- * perhaps in a signal handler. */
+/* Gives the calling thread a record by VThreadBase_InitWithTLS(). Called on the thread's first use, possibly in a signal
+ * handler. */
 typedef void (*VThreadBaseNoIDFunc)(void);
 
-/* Takes back the record of a thread that ends, which can still log as itself meanwhile. */
+/* Releases the record of a thread that ends. Meanwhile the thread still has its identity, so that it can log. */
 typedef void (*VThreadBaseFreeIDFunc)(VThreadBaseData *record);
 
 guint32 VThreadBase_CurID(void);
@@ -42,8 +42,8 @@ guint32 VThreadBase_CurID(void);
 /**
  * VThreadBase_CurName:
  *
- * Returns: (transfer none): the name, valid until the thread changes it or ends; "host-" and a
- * number if the thread is only just getting its identity
+ * Returns: (transfer none): the name, valid until the thread changes it or ends; "host-" and a number while the thread
+ *   is getting its identity
  */
 const char *VThreadBase_CurName(void);
 
@@ -52,20 +52,20 @@ void VThreadBase_SetName(const char *name);
 
 /**
  * VThreadBase_InitWithTLS:
- * @record: (transfer full): who the calling thread is to be
+ * @record: (transfer full): the identity of the calling thread
  *
- * Returns: %TRUE; or %FALSE with a line in the log if the thread has a record, which it keeps; then
- * @record stays the caller's
+ * Returns: %TRUE; %FALSE with a line in the log if the thread has a record already, which it keeps. Then @record still
+ *   belongs to the caller
  */
 gboolean VThreadBase_InitWithTLS(VThreadBaseData *record);
 
-/* As if the thread ended and began again. */
+/* Releases the identity of the calling thread, as its end does. */
 void VThreadBase_ForgetSelf(void);
 
 /**
  * VThreadBase_SetNoIDFunc:
- * @noIDFunc: (scope forever): makes records
- * @freeIDFunc: (scope forever) (nullable): takes them back
+ * @noIDFunc: (scope forever): creates records
+ * @freeIDFunc: (scope forever) (nullable): releases them
  *
  * For a host that numbers its threads itself. To be called before any thread has an identity.
  */
@@ -73,7 +73,7 @@ void VThreadBase_SetNoIDFunc(VThreadBaseNoIDFunc noIDFunc, VThreadBaseFreeIDFunc
 
 /**
  * VThreadBase_SetIsInSignal:
- * @id: the calling thread's number, noted before it is changed
+ * @id: the calling thread's number
  * @isInSignal: %TRUE at the begin of a signal handler, %FALSE at its end; they nest
  */
 void VThreadBase_SetIsInSignal(guint32 id, gboolean isInSignal);

@@ -1,5 +1,5 @@
 /*
- * glibPtr.h -- owners for what GLib and libxml2 hand out: released on every path out of a scope
+ * glibPtr.h -- owners for what GLib, libxml2 and malloc() hand out: released on every path out of a scope
  *
  *   GPtr<char> text(g_strdup("x"));     ObjectPtr<GObject> object(...);     XmlDocPtr doc(...);
  *
@@ -7,6 +7,7 @@
  */
 #pragma once
 
+#include <cstdlib>
 #include <memory>
 
 #include <glib-object.h>
@@ -16,6 +17,7 @@ template <auto release> struct Release {
     template <class T> void operator()(T *p) const { release(p); }
 };
 template <class T> using GPtr = std::unique_ptr<T, Release<g_free>>;
+template <class T> using MallocPtr = std::unique_ptr<T, Release<free>>;
 template <class T> using ObjectPtr = std::unique_ptr<T, Release<g_object_unref>>;
 using XmlDocPtr = std::unique_ptr<xmlDoc, Release<xmlFreeDoc>>;
 

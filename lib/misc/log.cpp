@@ -184,7 +184,7 @@ void LogV(gint level, const char *format, va_list arguments) {
     const int length = vsnprintf(first, sizeof first, format, arguments);
     if (length >= int(sizeof first)) {
         const size_t size = std::min(size_t(length) + 1, kMaxMessage);
-        const std::unique_ptr<char, Release<free>> large(static_cast<char *>(malloc(size)));
+        const MallocPtr<char> large(static_cast<char *>(malloc(size)));
         if (large)
             vsnprintf(large.get(), size, format, again);
         LogAddLines(level, large ? large.get() : first);

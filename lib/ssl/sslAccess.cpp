@@ -2,15 +2,9 @@
 
 #include <cstring>
 
-#include <dlfcn.h>
-
-#include "lib/misc/panic.h"
-#include "lib/ssl/sslInt.h"
+#include "lib/ssl/sslState.h"
 
 namespace {
-
-/* Number of the ex-data class of X509_STORE, in 1.0.2; the adapter turns it into that of OpenSSL 3. */
-constexpr int kStoreClass = 4;
 
 /* Where 1.0.2 keeps what the functions below answer, in bytes, on 64-bit x86. */
 constexpr size_t kCertInfo = 0;
@@ -30,6 +24,8 @@ constexpr size_t kDHPrime = 8;
 constexpr size_t kDHGenerator = 16;
 constexpr size_t kSSLServer = 56;
 
+constexpr unsigned kNoPartialWildcards = 0x4; /* X509_CHECK_FLAG_NO_PARTIAL_WILDCARDS */
+
 /* The functions, NULL where OpenSSL has none. */
 struct Functions {
     guint32 (*certExFlags)(X509 *cert);
@@ -44,14 +40,17 @@ struct Functions {
     void *(*storeExData)(const X509_STORE *store, int index);
     int (*setStoreExData)(X509_STORE *store, int index, void *data);
     int (*setDHParams)(DH *dh, BIGNUM *prime, BIGNUM *order, BIGNUM *generator);
+    int (*checkHost)(X509 *cert, const char *name, size_t length, unsigned flags, char **found);
+    int (*checkAddress)(X509 *cert, const unsigned char *bytes, size_t length, unsigned flags);
+    int (*checkConstraints)(X509 *cert, void *constraints);
+    int (*checkCommonNameConstraints)(X509 *cert, void *constraints); /* not in 1.0.2 */
+    void (*freeConstraints)(void *constraints);
 };
 
 constinit Functions functions{};
-constinit int storeStateIx = -1;
 
 template <class Function> void Find(void *library, const char *name, Function **function) {
-    *function = reinterpret_cast<Function *>(dlsym(library, name));
-    dlerror(); // an absent one is no failure
+    *function = SSLFindFunction<Function *>(library, name);
 }
 
 template <class Value> Value *Field(const void *object, size_t offset) {
@@ -72,27 +71,24 @@ const ASN1_TIME *ReadValidity(const X509 *cert, size_t offset) {
 
 } // namespace
 
-void SSLAccess_Resolve(void *libcryptoHandle) {
-    Find(libcryptoHandle, "X509_get_extension_flags", &functions.certExFlags);
-    Find(libcryptoHandle, "X509_get_key_usage", &functions.certKeyUsage);
-    Find(libcryptoHandle, "X509_get_version", &functions.certVersion);
-    Find(libcryptoHandle, "X509_get_signature_nid", &functions.certSignatureNid);
-    Find(libcryptoHandle, "X509_get0_notBefore", &functions.certNotBefore);
-    Find(libcryptoHandle, "X509_get0_notAfter", &functions.certNotAfter);
-    Find(libcryptoHandle, "X509_STORE_CTX_get0_store", &functions.verifyStore);
-    Find(libcryptoHandle, "X509_STORE_CTX_get0_param", &functions.verifyParam);
-    Find(libcryptoHandle, "X509_VERIFY_PARAM_get_flags", &functions.paramFlags);
-    Find(libcryptoHandle, "X509_STORE_get_ex_data", &functions.storeExData);
-    Find(libcryptoHandle, "X509_STORE_set_ex_data", &functions.setStoreExData);
-    Find(libcryptoHandle, "DH_set0_pqg", &functions.setDHParams);
-}
-
-void SSLAccess_MakeStoreSlot() {
-    if (storeStateIx >= 0)
-        return;
-    storeStateIx = __wrap_CRYPTO_get_ex_new_index(kStoreClass, 0, nullptr, nullptr, nullptr,
-                                                  FreeSSLVerifyState);
-    VERIFY(storeStateIx >= 0);
+void SSLAccess_Resolve(void *libcrypto) {
+    Find(libcrypto, "X509_get_extension_flags", &functions.certExFlags);
+    Find(libcrypto, "X509_get_key_usage", &functions.certKeyUsage);
+    Find(libcrypto, "X509_get_version", &functions.certVersion);
+    Find(libcrypto, "X509_get_signature_nid", &functions.certSignatureNid);
+    Find(libcrypto, "X509_get0_notBefore", &functions.certNotBefore);
+    Find(libcrypto, "X509_get0_notAfter", &functions.certNotAfter);
+    Find(libcrypto, "X509_STORE_CTX_get0_store", &functions.verifyStore);
+    Find(libcrypto, "X509_STORE_CTX_get0_param", &functions.verifyParam);
+    Find(libcrypto, "X509_VERIFY_PARAM_get_flags", &functions.paramFlags);
+    Find(libcrypto, "X509_STORE_get_ex_data", &functions.storeExData);
+    Find(libcrypto, "X509_STORE_set_ex_data", &functions.setStoreExData);
+    Find(libcrypto, "DH_set0_pqg", &functions.setDHParams);
+    Find(libcrypto, "X509_check_host", &functions.checkHost);
+    Find(libcrypto, "X509_check_ip", &functions.checkAddress);
+    Find(libcrypto, "NAME_CONSTRAINTS_check", &functions.checkConstraints);
+    Find(libcrypto, "NAME_CONSTRAINTS_check_CN", &functions.checkCommonNameConstraints);
+    Find(libcrypto, "NAME_CONSTRAINTS_free", &functions.freeConstraints);
 }
 
 bool SSLAccess_IsOpaque() {
@@ -126,6 +122,34 @@ int SSLAccess_CertSignatureNid(const X509 *cert) {
         Read<const ASN1_OBJECT *>(Read<const void *>(cert, kCertAlgorithm), kAlgorithmObject));
 }
 
+bool SSLAccess_CertIsForName(X509 *cert, std::string_view name) {
+    return functions.checkHost != nullptr &&
+           functions.checkHost(cert, name.data(), name.size(), kNoPartialWildcards, nullptr) == 1;
+}
+
+bool SSLAccess_CertIsForAddress(X509 *cert, std::string_view bytes) {
+    return functions.checkAddress != nullptr &&
+           functions.checkAddress(cert, reinterpret_cast<const unsigned char *>(bytes.data()),
+                                  bytes.size(), 0) == 1;
+}
+
+bool SSLAccess_ChecksConstraintsLate() {
+    return functions.checkConstraints != nullptr &&
+           functions.checkCommonNameConstraints != nullptr && functions.freeConstraints != nullptr;
+}
+
+int SSLAccess_CheckConstraints(X509 *cert, void *constraints) {
+    return functions.checkConstraints(cert, constraints);
+}
+
+int SSLAccess_CheckCommonNameConstraints(X509 *cert, void *constraints) {
+    return functions.checkCommonNameConstraints(cert, constraints);
+}
+
+void SSLAccess_FreeConstraints(void *constraints) {
+    functions.freeConstraints(constraints);
+}
+
 const ASN1_TIME *SSLAccess_CertNotBefore(const X509 *cert) {
     if (functions.certNotBefore != nullptr)
         return functions.certNotBefore(cert);
@@ -150,17 +174,16 @@ unsigned long SSLAccess_VerifyFlags(X509_STORE_CTX *storeContext) {
     return Read<unsigned long>(Read<const void *>(storeContext, kVerifyParam), kParamFlags);
 }
 
-bool SSLAccess_SetStoreState(X509_STORE *store, void *state) {
+bool SSLAccess_SetStoreExData(X509_STORE *store, int index, void *data) {
     if (functions.setStoreExData != nullptr)
-        return functions.setStoreExData(store, storeStateIx, state) == 1;
-    return __wrap_CRYPTO_set_ex_data(Field<CRYPTO_EX_DATA>(store, kStoreExData), storeStateIx,
-                                     state) == 1;
+        return functions.setStoreExData(store, index, data) == 1;
+    return __wrap_CRYPTO_set_ex_data(Field<CRYPTO_EX_DATA>(store, kStoreExData), index, data) == 1;
 }
 
-void *SSLAccess_StoreState(X509_STORE *store) {
+void *SSLAccess_StoreExData(X509_STORE *store, int index) {
     if (functions.storeExData != nullptr)
-        return functions.storeExData(store, storeStateIx);
-    return __wrap_CRYPTO_get_ex_data(Field<CRYPTO_EX_DATA>(store, kStoreExData), storeStateIx);
+        return functions.storeExData(store, index);
+    return __wrap_CRYPTO_get_ex_data(Field<CRYPTO_EX_DATA>(store, kStoreExData), index);
 }
 
 bool SSLAccess_SetDHParams(DH *dh, BIGNUM *prime, BIGNUM *generator) {

@@ -6,7 +6,7 @@
 #include "lib/misc/log.h"
 #include "lib/ssl/sslAccess.h"
 #include "lib/ssl/sslCertPin.h"
-#include "lib/ssl/sslVerify.h"
+#include "lib/ssl/sslPtr.h"
 
 namespace {
 
@@ -44,14 +44,13 @@ gboolean SSL_GetCertThumbprint256(X509 *cert, char *buf, gsize size) {
 }
 
 int SSL_CertThumbprintFromContext(SSL_CTX *ctx, char *buf, gsize size) {
-    SSL *ssl = __wrap_SSL_new(ctx);
+    const SslPtr ssl(__wrap_SSL_new(ctx));
     if (ssl == nullptr)
         return 0;
-    SSLAccess_SetIsServer(ssl, false);
-    X509 *cert = __wrap_SSL_get_certificate(ssl);
+    SSLAccess_SetIsServer(ssl.get(), false);
+    X509 *cert = __wrap_SSL_get_certificate(ssl.get());
     const bool isWritten = cert != nullptr && SSL_GetCertThumbprint(cert, buf, size);
-    SSLAccess_SetIsServer(ssl, true);
-    __wrap_SSL_free(ssl);
+    SSLAccess_SetIsServer(ssl.get(), true);
     return isWritten ? 1 : 0;
 }
 

@@ -1,12 +1,13 @@
 // The check of older callers, after the handshake.
-#include "lib/misc/glibPtr.h"
+#include <cstring>
+#include <string>
+
 #include "lib/misc/log.h"
+#include "lib/ssl/sslCertName.h"
+#include "lib/ssl/sslPtr.h"
 #include "lib/ssl/sslSockInt.h"
-#include "lib/ssl/sslVerify.h"
 
 namespace {
-
-using CertPtr = std::unique_ptr<X509, Release<__wrap_X509_free>>;
 
 bool IsSelfSigned(long code) {
     return code == X509_V_ERR_DEPTH_ZERO_SELF_SIGNED_CERT ||
@@ -16,6 +17,10 @@ bool IsSelfSigned(long code) {
 } // namespace
 
 gboolean SSL_CheckCert(SSLSock *sock, const char *host, gboolean allowSelfSigned) {
+    if (sock->sslCnx == nullptr) {
+        Warning("SSL: Could not get the peer certificate\n");
+        return FALSE;
+    }
     const long code = __wrap_SSL_get_verify_result(sock->sslCnx);
     if (code != X509_V_OK && !(allowSelfSigned && IsSelfSigned(code))) {
         Warning("SSL: Peer certificate does not verify (%d)\n", static_cast<int>(code));
@@ -28,11 +33,9 @@ gboolean SSL_CheckCert(SSLSock *sock, const char *host, gboolean allowSelfSigned
         Warning("SSL: Could not get the peer certificate\n");
         return FALSE;
     }
-    char name[256] = "";
-    __wrap_X509_NAME_get_text_by_NID(__wrap_X509_get_subject_name(cert.get()), NID_commonName, name,
-                                     sizeof name);
-    if (g_ascii_strcasecmp(name, host) == 0)
+    const std::string name(SSLCertName_CommonName(cert.get()).value_or(""));
+    if (name.size() == strlen(host) && g_ascii_strcasecmp(name.c_str(), host) == 0)
         return TRUE;
-    Warning("SSL: Peer common name does not match host (%s != %s)!\n", name, host);
+    Warning("SSL: Peer common name does not match host (%s != %s)!\n", name.c_str(), host);
     return FALSE;
 }

@@ -1,20 +1,29 @@
-// What is wrong with a certificate, as a mask.
+#include "lib/ssl/sslCertErrors.h"
+
 #include <algorithm>
 #include <array>
 #include <cstring>
 #include <string>
 
-#include "lib/misc/glibPtr.h"
 #include "lib/misc/log.h"
 #include "lib/misc/panic.h"
 #include "lib/ssl/sslAccess.h"
-#include "lib/ssl/sslVerify.h"
+#include "lib/ssl/sslCertConstraints.h"
+#include "lib/ssl/sslCertName.h"
+#include "lib/ssl/sslPtr.h"
+#include "lib/ssl/sslVerifyState.h"
 
 namespace {
 
-using KeyPtr = std::unique_ptr<EVP_PKEY, Release<__wrap_EVP_PKEY_free>>;
+/* What SSL_GetCertErrors() and SSL_GetServerCertErrors() judge differently. */
+struct Rules {
+    bool (*isForHost)(X509_STORE_CTX *storeContext, X509 *leaf, const char *host);
+    int minCurveBits;
+    guint64 SSLVerifyState::*chainErrors;
+};
 
 constexpr int kMinKeyBits = 1023;
+constexpr int kMinCurveBits = 224; /* as strong as 2048 bits of RSA */
 constexpr size_t kMaxHostSize = 512;
 
 struct FlagPair {
@@ -82,11 +91,13 @@ constexpr auto kTexts = std::to_array<TextRow>({
     {SSL_CERT_PATH_LENGTH, "Its chain is too long."},
     {SSL_CERT_UNTRUSTED, "It is not trusted for this purpose."},
     {SSL_CERT_FAILURE, "It could not be checked: no memory, or its key cannot be read."},
-    {SSL_CERT_KEY_TOO_SMALL, "Its key has fewer than 1023 bits."},
+    {SSL_CERT_KEY_TOO_SMALL, "Its key is too short."},
     {SSL_CERT_UNSAFE_DIGEST, "It is signed with a digest that is not safe any more."},
     {SSL_CERT_OLD_VERSION, "It is older than version 3."},
     {SSL_CERT_NO_SERVER_USAGE, "It is not meant for servers."},
     {SSL_CERT_CRITICAL_EXTENSION, "It demands something unknown."},
+    {SSL_CERT_NAME_CONSTRAINT,
+     "It bears a name that an authority above it is not entitled to certify."},
     {SSL_CERT_UNKNOWN,
      "A rule of this machine's OpenSSL is broken, such as too weak a key or signature; the log "
      "says which."},
@@ -101,15 +112,15 @@ bool IsVersion3(X509 *leaf, const char *host) {
     return version == 2;
 }
 
-guint64 SSLCheckKeySizeAndAlgorithm(X509 *leaf, const char *host) {
+guint64 SSLCheckKeySizeAndAlgorithm(X509 *leaf, const char *host, const Rules &rules) {
     const KeyPtr key(__wrap_X509_get_pubkey(leaf));
     if (!key) {
         Warning("%s: Failed to get EVP_PKEY from X509 cert for '%s'.\n",
                 "SSLCheckKeySizeAndAlgorithm", host);
         return SSL_CERT_FAILURE;
     }
-    const guint64 errors =
-        __wrap_EVP_PKEY_bits(key.get()) < kMinKeyBits ? SSL_CERT_KEY_TOO_SMALL : 0;
+    const int minBits = SSLKeyIsOnCurve(key.get()) ? rules.minCurveBits : kMinKeyBits;
+    const guint64 errors = __wrap_EVP_PKEY_bits(key.get()) < minBits ? SSL_CERT_KEY_TOO_SMALL : 0;
     const int nid = SSLAccess_CertSignatureNid(leaf);
     if (std::ranges::binary_search(kSafeSignatures, nid))
         return errors;
@@ -135,14 +146,65 @@ guint64 SSLCheckX509IntermediateCerts(X509_STORE_CTX *storeContext) {
     return errors;
 }
 
-bool IsForHost(X509 *leaf, const char *host) {
+bool IsForHost(X509_STORE_CTX *, X509 *leaf, const char *host) {
     const int length = static_cast<int>(strnlen(host, kMaxHostSize));
     return SSL_MatchX509SubjectName(leaf, host) ||
            SSL_MatchX509v3SubjectAltNames(leaf, GEN_DNS, host, length) ||
            SSL_MatchX509v3SubjectAltNames(leaf, GEN_IPADD, host, length);
 }
 
+/* OpenSSL checks no constraints on a common name without a dot, and 1.0.2 on none at all. Below an authority that has
+ * constraints, such a name does not count. */
+bool IsForServer(X509_STORE_CTX *storeContext, X509 *leaf, const char *host) {
+    const bool hasUncheckedForm =
+        strchr(host, '.') == nullptr || !SSLAccess_ChecksConstraintsLate();
+    const bool isUnchecked = hasUncheckedForm && !SSLCertName_HasType(leaf, GEN_IPADD) &&
+                             !SSLCertName_HasType(leaf, GEN_DNS) &&
+                             SSLCertConstraints_Exist(storeContext);
+    return !isUnchecked && SSLCertName_IsForServer(leaf, host);
+}
+
+constexpr Rules kRules = {IsForHost, kMinKeyBits, &SSLVerifyState::certErrors};
+constexpr Rules kServerRules = {IsForServer, kMinCurveBits, &SSLVerifyState::exactErrors};
+
+guint64 FindErrors(X509_STORE_CTX *storeContext, X509 *leaf, const char *host,
+                   const char *thumbprint, const Rules &rules) {
+    const SSLVerifyState *state = SSLVerifyState_Of(storeContext);
+    VERIFY(state != nullptr);
+    if (!SSL_IsVerifyEnabled())
+        return 0;
+
+    char text[SSL_THUMBPRINT_SIZE];
+    if (leaf == nullptr || !SSL_GetCertThumbprint(leaf, text, sizeof text)) {
+        Warning("%s: SSL_GetCertThumbprint failed.\n", "SSL_GetCertErrors");
+        return SSL_CERT_FAILURE;
+    }
+    guint64 errors = IsVersion3(leaf, host) ? 0 : SSL_CERT_OLD_VERSION;
+    errors |= SSLCheckKeySizeAndAlgorithm(leaf, host, rules);
+    if (SSL_MatchThumbprint(leaf, thumbprint))
+        return 0;
+
+    if (__wrap_X509_NAME_cmp(__wrap_X509_get_subject_name(leaf),
+                             __wrap_X509_get_issuer_name(leaf)) == 0)
+        errors |= SSL_CERT_SELF_SIGNED;
+    errors |= SSLCheckX509IntermediateCerts(storeContext);
+    if (!SSLCheckX509ExtendedKeyUsage(leaf, NID_server_auth))
+        errors |= SSL_CERT_NO_SERVER_USAGE;
+    if (!rules.isForHost(storeContext, leaf, host))
+        errors |= SSL_CERT_NAME_MISMATCH;
+    const guint64 chainErrors = state->*rules.chainErrors;
+    if (chainErrors != 0)
+        Log("%s: OpenSSL internal validation failed! state->errors is %lu\n", "SSL_GetCertErrors",
+            chainErrors);
+    SSLVerifyState_Detach(storeContext);
+    return errors | chainErrors;
+}
+
 } // namespace
+
+bool SSLKeyIsOnCurve(const EVP_PKEY *key) {
+    return __wrap_EVP_PKEY_size(key) * 8 > __wrap_EVP_PKEY_bits(key) + 7;
+}
 
 guint64 SSLMapErrorToFlag(int code, bool isLeaf) {
     if (code == X509_V_ERR_APPLICATION_VERIFICATION)
@@ -169,36 +231,12 @@ bool SSLCheckX509ExtendedKeyUsage(X509 *cert, int nid) {
 
 guint64 SSL_GetCertErrors(X509_STORE_CTX *storeContext, X509 *leaf, const char *host,
                           const char *thumbprint) {
-    const SSLVerifyState *state = SSLVerifyState_Of(storeContext);
-    VERIFY(state != nullptr);
-    if (!SSL_IsVerifyEnabled())
-        return 0;
+    return FindErrors(storeContext, leaf, host, thumbprint, kRules);
+}
 
-    char text[SSL_THUMBPRINT_SIZE];
-    if (!SSL_GetCertThumbprint(leaf, text, sizeof text)) {
-        Warning("%s: SSL_GetCertThumbprint failed.\n", "SSL_GetCertErrors");
-        return SSL_CERT_FAILURE;
-    }
-    guint64 errors = IsVersion3(leaf, host) ? 0 : SSL_CERT_OLD_VERSION;
-    errors |= SSLCheckKeySizeAndAlgorithm(leaf, host);
-    if (SSL_MatchThumbprint(leaf, thumbprint))
-        return 0;
-
-    if (__wrap_X509_NAME_cmp(__wrap_X509_get_subject_name(leaf),
-                             __wrap_X509_get_issuer_name(leaf)) == 0)
-        errors |= SSL_CERT_SELF_SIGNED;
-    errors |= SSLCheckX509IntermediateCerts(storeContext);
-    if (!SSLCheckX509ExtendedKeyUsage(leaf, NID_server_auth))
-        errors |= SSL_CERT_NO_SERVER_USAGE;
-    if (!IsForHost(leaf, host))
-        errors |= SSL_CERT_NAME_MISMATCH;
-    if (state->certErrors != 0) {
-        Log("%s: OpenSSL internal validation failed! state->errors is %lu\n", "SSL_GetCertErrors",
-            state->certErrors);
-        errors |= state->certErrors;
-    }
-    SSLVerifyState_Detach(storeContext);
-    return errors;
+guint64 SSL_GetServerCertErrors(X509_STORE_CTX *storeContext, X509 *leaf, const char *host,
+                                const char *thumbprint) {
+    return FindErrors(storeContext, leaf, host, thumbprint, kServerRules);
 }
 
 char *SSL_DescribeCertErrors(guint64 errors) {

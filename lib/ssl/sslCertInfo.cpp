@@ -2,13 +2,11 @@
 // stand for another.
 #include <string>
 
-#include "lib/misc/glibPtr.h"
 #include "lib/ssl/sslAccess.h"
-#include "lib/ssl/sslVerify.h"
+#include "lib/ssl/sslCertErrors.h"
+#include "lib/ssl/sslPtr.h"
 
 namespace {
-
-using BioPtr = std::unique_ptr<BIO, Release<__wrap_BIO_free>>;
 
 /* As RFC 2253 has it, "CN=localhost, O=Some Company", but for letters beyond ASCII, which stay. */
 constexpr unsigned long kNameForm = XN_FLAG_SEP_CPLUS_SPC | XN_FLAG_DN_REV |
@@ -61,14 +59,12 @@ char *TimeText(const ASN1_TIME *time) {
     return Visible(Written(bio.get()));
 }
 
-/* A signature is longer than the key on a curve, as long with RSA, shorter with DSA. */
 void DescribeKey(SSLCertInfo *info, X509 *cert) {
-    EVP_PKEY *key = __wrap_X509_get_pubkey(cert);
+    const KeyPtr key(__wrap_X509_get_pubkey(cert));
     if (key == nullptr)
         return;
-    info->keyBits = __wrap_EVP_PKEY_bits(key);
-    info->isEllipticCurve = __wrap_EVP_PKEY_size(key) * 8 > info->keyBits + 7;
-    __wrap_EVP_PKEY_free(key);
+    info->keyBits = __wrap_EVP_PKEY_bits(key.get());
+    info->isEllipticCurve = SSLKeyIsOnCurve(key.get());
 }
 
 } // namespace

@@ -4,19 +4,24 @@
  *   common name "*.a.b"      bears x.a.b, but neither a.b nor y.x.a.b; "*" stands nowhere else
  *   DNS name "*.a.b"         the same
  *   IP address               0A 00 00 01 is "10.0.0.1"; sixteen bytes are "FE80:0:0:0:0:0:0:1"
+ *
+ * SSLCertName_IsForServer() judges more strictly, as libcurl does.
  */
+#include "lib/ssl/sslCertName.h"
+
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <string>
 #include <string_view>
 
-#include "lib/misc/glibPtr.h"
+#include <arpa/inet.h>
+
 #include "lib/misc/log.h"
-#include "lib/ssl/sslVerify.h"
+#include "lib/ssl/sslAccess.h"
+#include "lib/ssl/sslPtr.h"
 
 namespace {
-
-using AltNames = std::unique_ptr<OPENSSL_STACK, Release<__wrap_GENERAL_NAMES_free>>;
 
 bool EqualsInAnyCase(std::string_view left, std::string_view right) {
     return left.size() == right.size() &&
@@ -27,13 +32,6 @@ bool EqualsInAnyCase(std::string_view left, std::string_view right) {
 char NameCharacter(char c) {
     const char lower = g_ascii_tolower(c);
     return g_ascii_isalnum(lower) || lower == '-' || lower == '.' || lower == ':' ? lower : '\0';
-}
-
-std::string_view StringOf(void *string) {
-    auto *text = static_cast<ASN1_STRING *>(string);
-    const int length = __wrap_ASN1_STRING_length(text);
-    return {reinterpret_cast<const char *>(__wrap_ASN1_STRING_data(text)),
-            static_cast<size_t>(std::max(length, 0))};
 }
 
 /* The whole name, or a wildcard for its first label. */
@@ -65,7 +63,68 @@ bool MatchesAddress(std::string_view entry, std::string_view name) {
     return EqualsInAnyCase(AddressText(entry), name);
 }
 
+AltNamesPtr AltNamesOf(X509 *cert) {
+    return AltNamesPtr(static_cast<OPENSSL_STACK *>(
+        __wrap_X509_get_ext_d2i(cert, NID_subject_alt_name, nullptr, nullptr)));
+}
+
+/* The bytes of an IP address in network order; empty if the host is none. A zone, "%eth0", is ignored. */
+std::string AddressBytes(const std::string &host) {
+    std::array<char, 16> bytes{};
+    if (inet_pton(AF_INET, host.c_str(), bytes.data()) == 1)
+        return {bytes.data(), 4};
+    if (inet_pton(AF_INET6, host.substr(0, host.find('%')).c_str(), bytes.data()) == 1)
+        return {bytes.data(), 16};
+    return {};
+}
+
+/* Resolvers take such a text, "127.1" or "0x7f000001", for an address, so it is no name of a host. */
+bool EndsInNumber(std::string_view host) {
+    const std::string_view label = host.substr(host.rfind('.') + 1);
+    if (label.starts_with("0x") || label.starts_with("0X"))
+        return label.find_first_not_of("0123456789abcdefABCDEF", 2) == std::string_view::npos;
+    return label.find_first_not_of("0123456789") == std::string_view::npos;
+}
+
 } // namespace
+
+std::string_view SSLCertName_TextOf(ASN1_STRING *string) {
+    const int length = __wrap_ASN1_STRING_length(string);
+    return {reinterpret_cast<const char *>(__wrap_ASN1_STRING_data(string)),
+            static_cast<size_t>(std::max(length, 0))};
+}
+
+std::optional<std::string_view> SSLCertName_CommonName(X509 *cert) {
+    X509_NAME *subject = __wrap_X509_get_subject_name(cert);
+    const int index = __wrap_X509_NAME_get_index_by_NID(subject, NID_commonName, -1);
+    if (index < 0)
+        return std::nullopt;
+    return SSLCertName_TextOf(
+        __wrap_X509_NAME_ENTRY_get_data(__wrap_X509_NAME_get_entry(subject, index)));
+}
+
+bool SSLCertName_HasType(X509 *cert, int type) {
+    const AltNamesPtr names = AltNamesOf(cert);
+    for (int i = 0; names && i < __wrap_sk_num(names.get()); i++) {
+        if (static_cast<GENERAL_NAME *>(__wrap_sk_value(names.get(), i))->type == type)
+            return true;
+    }
+    return false;
+}
+
+bool SSLCertName_IsForServer(X509 *cert, const char *host) {
+    const std::string address = AddressBytes(host);
+    if (!address.empty())
+        return SSLAccess_CertIsForAddress(cert, address);
+    std::string_view name = host;
+    if (name.ends_with('.'))
+        name.remove_suffix(1);
+    if (name.empty() || name.starts_with('.') || EndsInNumber(name))
+        return false;
+    if (SSLCertName_HasType(cert, GEN_IPADD) && !SSLCertName_HasType(cert, GEN_DNS))
+        return false; /* it has alternative names, so its common name does not count */
+    return SSLAccess_CertIsForName(cert, name);
+}
 
 bool SSLCertCNHostnameMatch(const char *pattern, const char *host) {
     if (*pattern == '*') {
@@ -84,12 +143,10 @@ bool SSLCertCNHostnameMatch(const char *pattern, const char *host) {
 }
 
 gboolean SSL_MatchX509SubjectName(X509 *cert, const char *host) {
-    X509_NAME *subject = __wrap_X509_get_subject_name(cert);
-    const int index = __wrap_X509_NAME_get_index_by_NID(subject, NID_commonName, -1);
-    if (index < 0 || *host == '\0')
+    const auto found = SSLCertName_CommonName(cert);
+    if (!found || *host == '\0')
         return FALSE;
-    const std::string_view name =
-        StringOf(__wrap_X509_NAME_ENTRY_get_data(__wrap_X509_NAME_get_entry(subject, index)));
+    const std::string_view name = *found;
     if (name.find('\0') != std::string_view::npos) {
         Warning("%s: Certificate with embedded NUL in the CN rejected: CN is \"%s\", yet length is "
                 "claimed as %u.\n",
@@ -97,22 +154,22 @@ gboolean SSL_MatchX509SubjectName(X509 *cert, const char *host) {
         return FALSE;
     }
     char text[256] = "";
-    __wrap_X509_NAME_get_text_by_NID(subject, NID_commonName, text, sizeof text);
+    __wrap_X509_NAME_get_text_by_NID(__wrap_X509_get_subject_name(cert), NID_commonName, text,
+                                     sizeof text);
     return SSLCertCNHostnameMatch(text, host);
 }
 
 gboolean SSL_MatchX509v3SubjectAltNames(X509 *cert, int type, const char *name, int nameLen) {
-    const AltNames names(static_cast<OPENSSL_STACK *>(
-        __wrap_X509_get_ext_d2i(cert, NID_subject_alt_name, nullptr, nullptr)));
-    if (!names || nameLen <= 0)
+    const AltNamesPtr names = AltNamesOf(cert);
+    if (!names || nameLen <= 0 || (type != GEN_DNS && type != GEN_IPADD))
         return FALSE;
     const std::string_view wanted(name, static_cast<size_t>(nameLen));
     for (int i = 0; i < __wrap_sk_num(names.get()); i++) {
         const auto *entry = static_cast<GENERAL_NAME *>(__wrap_sk_value(names.get(), i));
         if (entry->type != type)
             continue;
-        if ((type == GEN_DNS && MatchesDns(StringOf(entry->d), wanted)) ||
-            (type == GEN_IPADD && MatchesAddress(StringOf(entry->d), wanted)))
+        const std::string_view text = SSLCertName_TextOf(static_cast<ASN1_STRING *>(entry->d));
+        if (type == GEN_DNS ? MatchesDns(text, wanted) : MatchesAddress(text, wanted))
             return TRUE;
     }
     return FALSE;

@@ -1,9 +1,9 @@
 /*
- * What a context trusts: the machine's CA certificates, or those that a caller names.
- *
- * A file with all of the machine's takes some 30 ms to read, too long for every handshake in a loop that must not
- * stand still. So what was read is kept, and read again when the file is another.
+ * A file with all CA certificates of the machine takes some 30 ms to read. That is too long for every handshake in an
+ * event loop, so the certificates are kept, and read again when the file has changed.
  */
+#include "lib/ssl/sslCertStore.h"
+
 #include <array>
 #include <cstring>
 #include <utility>
@@ -11,18 +11,13 @@
 
 #include <sys/stat.h>
 
-#include "lib/misc/glibPtr.h"
 #include "lib/misc/log.h"
 #include "lib/misc/panic.h"
 #include "lib/ssl/sslErrors.h"
-#include "lib/ssl/sslInt.h"
-#include "lib/ssl/sslVerify.h"
+#include "lib/ssl/sslPtr.h"
+#include "lib/ssl/sslState.h"
 
 namespace {
-
-using BioPtr = std::unique_ptr<BIO, Release<__wrap_BIO_free>>;
-using CertPtr = std::unique_ptr<X509, Release<__wrap_X509_free>>;
-using StorePtr = std::unique_ptr<X509_STORE, Release<__wrap_X509_STORE_free>>;
 
 constexpr const char *kHostDirectories[] = {"/etc/ssl/certs", "/etc/pki/tls"};
 constexpr auto kHostFiles = std::to_array<const char *>({
@@ -131,4 +126,13 @@ void SSLSetTrustedCAs(SSL_CTX *ctx, const char *const *list, gint32 count) {
         }
     }
     __wrap_SSL_CTX_set_cert_store(ctx, store.release());
+}
+
+SSL_CTX *SSLTrustingContext() {
+    const SSLStateGuard guard;
+    if (sslModule.ssl_ctx != nullptr && !sslModule.hasHostCAs) {
+        SSLAddHostCAStore(sslModule.ssl_ctx);
+        sslModule.hasHostCAs = true;
+    }
+    return sslModule.ssl_ctx;
 }

@@ -1,12 +1,11 @@
-#include "lib/misc/codeSet.h"
-#include "lib/misc/glibPtr.h"
 #include "lib/misc/id.h"
 #include "lib/misc/log.h"
 #include "lib/misc/panic.h"
 #include "lib/misc/utilSafe.h"
+#include "lib/ssl/sslCertStore.h"
 #include "lib/ssl/sslDhParams.h"
 #include "lib/ssl/sslErrors.h"
-#include "lib/ssl/sslInt.h"
+#include "lib/ssl/sslState.h"
 
 namespace {
 
@@ -28,18 +27,6 @@ bool UseCertificateFiles(SSL_CTX *ctx) {
         __wrap_SSL_CTX_use_PrivateKey_file(ctx, sslModule.SSLKeyFile, X509_FILETYPE_PEM) == 1;
     Id_EndSuperUser(before);
     return isRead;
-}
-
-/* The name that the system knows a file by, whose name in UTF-8 is path; NULL if there is none. */
-GPtr<char> SystemFileName(const char *path) {
-    char *name = nullptr;
-    if (CodeSet_Utf8ToCurrent(path, strlen(path), &name, nullptr))
-        return GPtr<char>(name);
-    gunichar2 *units = nullptr;
-    if (!CodeSet_Utf8ToUtf16le(path, strlen(path), &units, nullptr))
-        return nullptr;
-    const GPtr<gunichar2> owner(units);
-    return GPtr<char>(CodeSet_GetAltPathName(units));
 }
 
 } // namespace
@@ -101,9 +88,4 @@ gboolean SSL_LoadCertificates(void) {
     if (!sslModule.areCertificatesLoaded)
         sslModule.areCertificatesLoaded = SSL_LoadCertificatesWithContext(sslModule.ssl_ctx);
     return sslModule.areCertificatesLoaded;
-}
-
-BIO *SSL_BIO_new_file(const char *path, const char *mode) {
-    const GPtr<char> name = SystemFileName(path);
-    return name != nullptr ? __wrap_BIO_new_file(name.get(), mode) : nullptr;
 }

@@ -4,19 +4,14 @@
 #include <cstdlib>
 #include <span>
 
-#include "lib/misc/codeSet.h"
-#include "lib/misc/glibPtr.h"
 #include "lib/misc/log.h"
 #include "lib/misc/utilSafe.h"
 #include "lib/ssl/sslAccess.h"
 #include "lib/ssl/sslErrors.h"
-#include "lib/ssl/sslInt.h"
+#include "lib/ssl/sslPtr.h"
+#include "lib/ssl/sslState.h"
 
 namespace {
-
-using BioPtr = std::unique_ptr<BIO, Release<__wrap_BIO_free>>;
-using DhPtr = std::unique_ptr<DH, Release<__wrap_DH_free>>;
-using BigNumPtr = std::unique_ptr<BIGNUM, Release<__wrap_BN_free>>;
 
 enum { SSL_SLOT_BUILT_IN = SSL_DH_FILES }; /* the cache's slots behind those of the files */
 

@@ -1,10 +1,12 @@
 #include "lib/misc/log.h"
 #include "lib/misc/panic.h"
 #include "lib/misc/utilSleep.h"
+#include "lib/ssl/sslCertStore.h"
 #include "lib/ssl/sslErrors.h"
-#include "lib/ssl/sslInt.h"
+#include "lib/ssl/sslModule.h"
 #include "lib/ssl/sslSockInt.h"
 #include "lib/ssl/sslSocketBio.h"
+#include "lib/ssl/sslState.h"
 #include "lib/ssl/sslVerify.h"
 
 namespace {
@@ -51,12 +53,10 @@ bool PrepareVerification(SSLSock *sock, SSLVerifyParam *param, SSL_CTX *ctx) {
         return true;
     if (param->trustedCerts != nullptr)
         SSLSetTrustedCAs(ctx, param->trustedCerts, param->numTrustedCerts);
-    if (__wrap_SSL_set_ex_data(sock->sslCnx, sslModule.SSLVerifyParamIx, param) != 1) {
-        SSLPrintErrors(LOG_LEVEL_WARNING); /* no memory: the check would have nothing to go by */
-        return false;
-    }
-    __wrap_SSL_set_verify(sock->sslCnx, SSL_VERIFY_PEER, SSLVerifyCb);
-    return true;
+    if (SSLVerify_SetParam(sock->sslCnx, param))
+        return true;
+    SSLPrintErrors(LOG_LEVEL_WARNING);
+    return false;
 }
 
 bool PrepareConnect(SSLSock *sock, SSLVerifyParam *param, SSL_CTX *ctx) {

@@ -22,7 +22,6 @@ constexpr char kSslFile[] = "libssl.so.1.0.2";
 /* A library must be newer than this. */
 constexpr unsigned long kTooOld = 0x1000217e;
 
-using PathPtr = std::unique_ptr<char, Release<free>>;
 using VersionFn = unsigned long (*)();
 
 /* Where a file of the pair lies, seen from a directory: the directory, then the file's name once or twice. */
@@ -142,12 +141,12 @@ bool SSLOpenLibrariesDirect(const char *cryptoPath, const char *sslPath, bool is
 bool SSLOpenLibraries(const char *libraryDir, bool isVersionChecked, SSLLibraryPair *pair) {
     *pair = {nullptr, nullptr};
     if (!Id_IsSetUGid()) {
-        const PathPtr library(
+        const MallocPtr<char> library(
             Hostinfo_GetLibraryPath(reinterpret_cast<const void *>(&SSLOpenLibraries)));
         if (SSL_IsFullPath(library.get()) &&
             SSLOpenLibrariesDerived(library.get(), isVersionChecked, pair))
             return true;
-        const PathPtr program(Hostinfo_GetModulePath(0));
+        const MallocPtr<char> program(Hostinfo_GetModulePath(0));
         if (program && SSLOpenLibrariesDerived(program.get(), isVersionChecked, pair))
             return true;
     }

@@ -1,7 +1,7 @@
-// The layer's start and stop, its state and lock, and what OpenSSL calls back.
+#include "lib/ssl/sslModule.h"
+
 #include <cerrno>
 #include <cstdlib>
-#include <memory>
 #include <utility>
 
 #include "lib/lock/mxUser.h"
@@ -12,11 +12,10 @@
 #include "lib/misc/threadId.h"
 #include "lib/misc/utilSafe.h"
 #include "lib/ssl/sslAccess.h"
-#include "lib/ssl/sslInt.h"
+#include "lib/ssl/sslCertStore.h"
 #include "lib/ssl/sslLoader.h"
-#include "lib/ssl/sslVerify.h"
-
-constinit SSLModuleState sslModule{};
+#include "lib/ssl/sslState.h"
+#include "lib/ssl/sslVerifyState.h"
 
 namespace {
 
@@ -26,24 +25,12 @@ constexpr char kKeyFile[] = "/etc/halden/ssl/rui.key";
 constexpr const char *kDHParamsFiles[SSL_DH_FILES] = {
     "/etc/halden/ssl/dh1024.pem", "/etc/halden/ssl/dh2048.pem", "/etc/halden/ssl/dh4096.pem"};
 
-constexpr guint32 kStateLockRank = 0xf0007085;
 constexpr guint32 kOpenSSLLockRank = 0;
 constexpr int kZlibMethod = 1; /* number of the compression method in TLS */
-
-using StringPtr = std::unique_ptr<char, Release<free>>;
-
-constinit MXUserRecLock *sslStateLockStorage = nullptr;
 
 /* One for each kind of lock that OpenSSL numbers. */
 constinit MXUserExclLock **ssl_locks = nullptr;
 constinit int numSslLocks = 0;
-
-MXUserRecLock *SSLStateLockOf() {
-    MXUserRecLock *lock =
-        MXUser_CreateSingletonRecLock(&sslStateLockStorage, "sslStateLock", kStateLockRank);
-    VERIFY(lock != nullptr);
-    return lock;
-}
 
 /* ---- what OpenSSL calls ---- */
 
@@ -156,27 +143,6 @@ void SSLFreeFiles() {
 
 } // namespace
 
-void SSLStateLock() {
-    MXUser_AcquireRecLock(SSLStateLockOf());
-}
-
-void SSLStateUnlock() {
-    MXUser_ReleaseRecLock(SSLStateLockOf());
-}
-
-bool SSLStateIsLocked() {
-    return MXUser_IsCurThreadHoldingRecLock(SSLStateLockOf());
-}
-
-SSL_CTX *SSLTrustingContext() {
-    SSLStateGuard guard;
-    if (sslModule.ssl_ctx != nullptr && !sslModule.hasHostCAs) {
-        SSLAddHostCAStore(sslModule.ssl_ctx);
-        sslModule.hasHostCAs = true;
-    }
-    return sslModule.ssl_ctx;
-}
-
 void SSLCheckLockingCallback() {
     if (!sslModule.weSetLockingCallback)
         return;
@@ -187,16 +153,12 @@ void SSLCheckLockingCallback() {
                 reinterpret_cast<void *>(seen));
 }
 
-void FreeSSLVerifyState(void *, void *ptr, CRYPTO_EX_DATA *, int, long, void *) {
-    SSLVerifyState_Free(static_cast<SSLVerifyState *>(ptr));
-}
-
 void SSL_Init(SSLGetLibraryDirFn getLibFn, const char *defaultLib, const char *name) {
     SSLStateGuard guard;
     if (sslModule.SSLModuleInitialized)
         return;
 
-    StringPtr libraryDir;
+    MallocPtr<char> libraryDir;
     if (getLibFn != nullptr) {
         // it may itself enter the layer, on this thread or by way of another
         SSLStateUnlock();
@@ -215,7 +177,7 @@ void SSL_Init(SSLGetLibraryDirFn getLibFn, const char *defaultLib, const char *n
     sslModule.SSLVerifyParamIx = __wrap_SSL_get_ex_new_index(0, nullptr, nullptr, nullptr, nullptr);
     sslModule.SSLVerifyStateIx =
         __wrap_SSL_get_ex_new_index(0, nullptr, nullptr, nullptr, FreeSSLVerifyState);
-    SSLAccess_MakeStoreSlot();
+    SSLVerifyState_MakeSlot();
     SSLSetDefaultFiles();
     __wrap_ENGINE_register_all_ciphers();
     __wrap_ENGINE_register_all_digests();
@@ -233,7 +195,7 @@ void SSL_Exit(void) {
     __wrap_EVP_cleanup();
     sslModule.SSLModuleInitialized = false;
     SSLFreeFiles();
-    MXUser_DestroyRecLock(std::exchange(sslStateLockStorage, nullptr));
+    SSLStateDestroyLock();
 }
 
 gboolean SSL_IsSSLModuleInitialized(void) {

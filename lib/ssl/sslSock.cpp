@@ -10,9 +10,10 @@
 
 #include "lib/misc/panic.h"
 #include "lib/ssl/sslErrors.h"
-#include "lib/ssl/sslInt.h"
+#include "lib/ssl/sslModule.h"
 #include "lib/ssl/sslSockInt.h"
 #include "lib/ssl/sslSocketBio.h"
+#include "lib/ssl/sslState.h"
 
 namespace {
 

@@ -4,19 +4,16 @@
 #include <cerrno>
 #include <csignal>
 
-#include <dlfcn.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include "lib/misc/glibPtr.h"
-#include "lib/ssl/sslInt.h"
+#include "lib/ssl/sslPtr.h"
+#include "lib/ssl/sslState.h"
 
 namespace {
 
 enum { BIO_NOCLOSE = 0, BIO_C_SET_FD = 104, BIO_C_GET_FD = 105 };
 enum { BIO_FLAGS_WRITE = 0x2, BIO_FLAGS_RWS = 0x7, BIO_FLAGS_SHOULD_RETRY = 0x8 };
-
-using BioPtr = std::unique_ptr<BIO, Release<__wrap_BIO_free>>;
 
 /* A table of methods as 1.0.2 lays it out, in its public headers; later versions hide it. */
 struct OpenBioMethod {
@@ -57,11 +54,8 @@ int SocketBioWrite(BIO *bio, const char *bytes, int count) {
     return static_cast<int>(written);
 }
 
-/* Finds an optional function of the opened libcrypto; leaves no text behind if there is none. */
 template <class Function> Function LookUp(const char *name) {
-    void *symbol = dlsym(sslModule.libcryptoHandle, name);
-    dlerror();
-    return reinterpret_cast<Function>(symbol);
+    return SSLFindFunction<Function>(sslModule.libcryptoHandle, name);
 }
 
 /* Copies one method of the original into a new table; what is missing stays out. */

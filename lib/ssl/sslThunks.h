@@ -16,7 +16,7 @@
 #include <stddef.h>
 
 #include <glib.h>
-#include <ssl/ssl.h>
+#include <orvane/ssl.h>
 
 G_BEGIN_DECLS
 
@@ -81,6 +81,7 @@ enum { X509_L_FILE_LOAD = 1, X509_L_ADD_DIR = 2 };
 
 enum {
     X509_V_OK = 0,
+    X509_V_ERR_UNSPECIFIED = 1,
     X509_V_ERR_DEPTH_ZERO_SELF_SIGNED_CERT = 18,
     X509_V_ERR_SELF_SIGNED_CERT_IN_CHAIN = 19,
     X509_V_ERR_UNABLE_TO_VERIFY_LEAF_SIGNATURE = 21,
@@ -88,13 +89,16 @@ enum {
     X509_V_ERR_APPLICATION_VERIFICATION = 50,
 };
 enum { X509_V_FLAG_POLICY_CHECK = 0x80 };
-enum { EXFLAG_BCONS = 0x1, EXFLAG_KUSAGE = 0x2, EXFLAG_CA = 0x10, KU_KEY_CERT_SIGN = 0x4 };
+enum { EXFLAG_BCONS = 0x1, EXFLAG_KUSAGE = 0x2, EXFLAG_CA = 0x10, EXFLAG_SELF_ISSUED = 0x20 };
+enum { KU_KEY_CERT_SIGN = 0x4 };
 enum { GEN_DNS = 2, GEN_IPADD = 7 };
+enum { RSA_PKCS1_PADDING = 1, RSA_PKCS1_OAEP_PADDING = 4 };
 enum {
     NID_commonName = 13,
     NID_subject_alt_name = 85,
     NID_ext_key_usage = 126,
     NID_server_auth = 129,
+    NID_name_constraints = 666,
 };
 
 /* X509_NAME_print_ex() */
@@ -229,6 +233,37 @@ int __wrap_sk_num(const OPENSSL_STACK *stack);
 void *__wrap_sk_value(const OPENSSL_STACK *stack, int index);
 void __wrap_sk_pop_free(OPENSSL_STACK *stack, void (*freeFn)(void *element));
 
+/* ---- AES, random bytes ---- */
+
+enum { AES_DECRYPT = 0, AES_ENCRYPT = 1 };
+
+/* The same in 1.0.2 and in 3. */
+typedef struct {
+    unsigned int roundKeys[60];
+    int rounds;
+} AES_KEY;
+
+/* The same in 1.0.2 and in 3, where seed and add return an int. */
+typedef struct {
+    int (*seed)(const void *bytes, int size);
+    int (*bytes)(unsigned char *bytes, int size);
+    void (*cleanup)(void);
+    int (*add)(const void *bytes, int size, double entropy);
+    int (*pseudorand)(unsigned char *bytes, int size);
+    int (*status)(void);
+} RAND_METHOD;
+
+int __wrap_AES_set_encrypt_key(const unsigned char *bytes, int bits, AES_KEY *key);
+int __wrap_AES_set_decrypt_key(const unsigned char *bytes, int bits, AES_KEY *key);
+void __wrap_AES_ecb_encrypt(const unsigned char *in, unsigned char *out, const AES_KEY *key,
+                            int encrypt);
+void __wrap_AES_cbc_encrypt(const unsigned char *in, unsigned char *out, size_t size,
+                            const AES_KEY *key, unsigned char *iv, int encrypt);
+int __wrap_RAND_set_rand_method(const RAND_METHOD *method);
+const RAND_METHOD *__wrap_RAND_get_rand_method(void);
+int __wrap_RAND_bytes(unsigned char *bytes, int size);
+void __wrap_RAND_seed(const void *bytes, int size);
+
 /* ---- certificates ---- */
 
 X509 *__wrap_PEM_read_bio_X509(BIO *bio, X509 **cert, SSLPassphraseFn passphrase, void *data);
@@ -252,6 +287,7 @@ unsigned char *__wrap_ASN1_STRING_data(ASN1_STRING *string);
 int __wrap_ASN1_STRING_length(const ASN1_STRING *string);
 int __wrap_ASN1_STRING_type(const ASN1_STRING *string);
 long __wrap_ASN1_INTEGER_get(const ASN1_INTEGER *number);
+int __wrap_X509_get_ext_by_NID(const X509 *cert, int nid, int last);
 void *__wrap_X509_get_ext_d2i(const X509 *cert, int nid, int *isCritical, int *index);
 int __wrap_OBJ_obj2nid(const ASN1_OBJECT *object);
 void __wrap_ASN1_OBJECT_free(ASN1_OBJECT *object);
@@ -262,6 +298,56 @@ int __wrap_EVP_PKEY_bits(const EVP_PKEY *key);
 int __wrap_EVP_PKEY_size(const EVP_PKEY *key);
 void __wrap_EVP_PKEY_free(EVP_PKEY *key);
 int __wrap_X509_check_ca(X509 *cert);
+
+/* ---- keys of applications ---- */
+
+void __wrap_OpenSSL_add_all_ciphers(void);
+const EVP_CIPHER *__wrap_EVP_aes_128_cbc(void);
+EVP_PKEY *__wrap_EVP_PKEY_new(void);
+int __wrap_EVP_PKEY_set1_RSA(EVP_PKEY *key, RSA *rsa);
+int __wrap_EVP_PKEY_set1_DSA(EVP_PKEY *key, DSA *dsa);
+int __wrap_PEM_write_bio_PKCS8PrivateKey(BIO *bio, EVP_PKEY *key, const EVP_CIPHER *cipher,
+                                         const char *passphrase, int length,
+                                         SSLPassphraseFn passphraseFn, void *data);
+
+/* With the functions of a type, which are passed without their types. */
+typedef void *(*SSLDecodeFn)(void **object, const unsigned char **in, long length);
+typedef int (*SSLEncodeFn)(void *object, unsigned char **out);
+void *__wrap_PEM_ASN1_read_bio(SSLDecodeFn decode, const char *name, BIO *bio, void **object,
+                               SSLPassphraseFn passphrase, void *data);
+int __wrap_PEM_ASN1_write_bio(SSLEncodeFn encode, const char *name, BIO *bio, void *object,
+                              const EVP_CIPHER *cipher, unsigned char *passphrase, int length,
+                              SSLPassphraseFn passphraseFn, void *data);
+
+RSA *__wrap_RSA_generate_key(int bits, unsigned long exponent, void (*callback)(int, int, void *),
+                             void *data);
+void __wrap_RSA_free(RSA *rsa);
+int __wrap_RSA_size(const RSA *rsa);
+RSA *__wrap_PEM_read_bio_RSAPrivateKey(BIO *bio, RSA **rsa, SSLPassphraseFn passphrase, void *data);
+RSA *__wrap_PEM_read_bio_RSAPublicKey(BIO *bio, RSA **rsa, SSLPassphraseFn passphrase, void *data);
+int __wrap_PEM_write_bio_RSAPublicKey(BIO *bio, RSA *rsa);
+int __wrap_RSA_public_encrypt(int size, const unsigned char *in, unsigned char *out, RSA *rsa,
+                              int padding);
+int __wrap_RSA_private_decrypt(int size, const unsigned char *in, unsigned char *out, RSA *rsa,
+                               int padding);
+int __wrap_RSA_sign(int nid, const unsigned char *digest, unsigned int digestSize,
+                    unsigned char *sig, unsigned int *sigSize, RSA *rsa);
+int __wrap_RSA_verify(int nid, const unsigned char *digest, unsigned int digestSize,
+                      const unsigned char *sig, unsigned int sigSize, RSA *rsa);
+
+DSA *__wrap_DSA_generate_parameters(int bits, unsigned char *seed, int seedSize, int *counter,
+                                    unsigned long *h, void (*callback)(int, int, void *),
+                                    void *data);
+int __wrap_DSA_generate_key(DSA *dsa);
+void __wrap_DSA_free(DSA *dsa);
+int __wrap_DSA_size(const DSA *dsa);
+DSA *__wrap_PEM_read_bio_DSAPrivateKey(BIO *bio, DSA **dsa, SSLPassphraseFn passphrase, void *data);
+DSA *__wrap_d2i_DSA_PUBKEY(DSA **dsa, const unsigned char **in, long length);
+int __wrap_i2d_DSA_PUBKEY(DSA *dsa, unsigned char **out);
+int __wrap_DSA_sign(int nid, const unsigned char *digest, int digestSize, unsigned char *sig,
+                    unsigned int *sigSize, DSA *dsa);
+int __wrap_DSA_verify(int nid, const unsigned char *digest, int digestSize,
+                      const unsigned char *sig, int sigSize, DSA *dsa);
 
 /* ---- stores and verification ---- */
 

@@ -10,7 +10,11 @@
 #include "lib/misc/log.h"
 #include "lib/misc/panic.h"
 #include "lib/ssl/sslAccess.h"
-#include "lib/ssl/sslInt.h"
+#include "lib/ssl/sslCertConstraints.h"
+#include "lib/ssl/sslCertErrors.h"
+#include "lib/ssl/sslCertStore.h"
+#include "lib/ssl/sslState.h"
+#include "lib/ssl/sslVerifyState.h"
 
 namespace {
 
@@ -22,17 +26,22 @@ enum {
     PROGRESS_THUMBPRINT = 8,
     PROGRESS_VERSION = 16,
     PROGRESS_USAGE = 32,
+    PROGRESS_BEGUN = 64, /* the walk has begun on this connection */
 };
 
 constexpr char kTextHead[] = "The remote host certificate has these problems:";
 constexpr char kTextItem[] = "\n\n* ";
 
-/* Newer versions of OpenSSL check names against an authority's constraints when the walk is over and the
- * decision made; in 1.0.2 these codes cannot come then. */
-constexpr auto kLateErrors = std::to_array<int>({46, 47, 48, 49, 51, 52, 53});
+/* Errors that the versions of OpenSSL after 1.0.2 find when the walk is over and the decision made: violated name
+ * constraints, and address blocks (41, 46). In 1.0.2 these codes cannot come then. */
+constexpr auto kLateErrors = std::to_array<int>({1, 41, 46, 47, 48, 49, 51, 52, 53});
 
-/* Ex-data of an SSL: not NULL once the function of SSL_SetVerifyCb() accepted its peer. Taken on first use and
- * for good; 0 is never handed out by CRYPTO_get_ex_new_index() after the module's own two. */
+/* How the function of SSL_SetVerifyCb() accepted a peer. */
+enum class Acceptance : guint8 { Whole, DespiteConstraints };
+constinit Acceptance acceptances[] = {Acceptance::Whole, Acceptance::DespiteConstraints};
+
+/* Ex-data of an SSL: an Acceptance, NULL without one. Taken on first use and for good; 0 is never handed out by
+ * CRYPTO_get_ex_new_index() after the module's own two. */
 constinit std::atomic<int> acceptedIx{0};
 
 int AcceptedIx() {
@@ -124,7 +133,7 @@ void BeginWalk(SSLVerifyParam *param, X509 *leaf) {
     param->errorText[0] = '\0';
     param->errorFlags = 0;
 
-    guint32 progress = PROGRESS_CHAIN;
+    guint32 progress = PROGRESS_CHAIN | PROGRESS_BEGUN;
     if (param->trustedCerts == nullptr && !SSLVerifyCertAgainstExternalStore())
         progress |= PROGRESS_REFUSED;
     if (SSLMatchPeerName(param, leaf))
@@ -161,45 +170,54 @@ int DecideOnDoubt(SSLVerifyParam *param) {
     return Accept(param, SSL_VERIFY_RESULT_DISABLED);
 }
 
-/* The end of a walk: the question is asked, once, and the state has served. */
-int Decide(X509_STORE_CTX *storeContext, SSLVerifyState *state) {
-    if (state->called)
-        Panic("%s: Bogus attempt to call callback twice!\n", "SSL_ValidateCertCb");
-    state->called = TRUE;
-    SSL *ssl = ConnectionOf(storeContext);
-    const int result = state->verifyCallback(storeContext, SSL_GetPeerCertificate(storeContext),
-                                             state->verifyClientData);
-    SSLVerifyState_Detach(storeContext); /* unless the callback did */
-    if (result != 0 && ssl != nullptr)
-        __wrap_SSL_set_ex_data(ssl, AcceptedIx(), &acceptedIx);
-    return result;
+bool IsConstraintError(int error) {
+    return std::ranges::find(kConstraintCodes, error) != kConstraintCodes.end();
 }
 
-void NoteError(X509_STORE_CTX *storeContext, SSLVerifyState *state, int error) {
-    const int depth = __wrap_X509_STORE_CTX_get_error_depth(storeContext);
+void NoteError(SSLVerifyState *state, int error, int depth) {
     const guint64 flag = SSLMapErrorToFlag(error, depth == 0);
     if (flag == SSL_CERT_UNKNOWN)
         Log("SSL: OpenSSL refuses the certificate at depth %d of a chain: %s (%d)\n", depth,
             __wrap_X509_verify_cert_error_string(error), error);
     state->certErrors |= flag;
-    __wrap_X509_STORE_CTX_set_error(storeContext, X509_V_OK);
+    state->exactErrors |= IsConstraintError(error) ? SSL_CERT_NAME_CONSTRAINT : flag;
+}
+
+/* The end of a walk. Notes what OpenSSL would find later, and invokes the function, once; the state is not needed any
+ * more. */
+int Decide(X509_STORE_CTX *storeContext, SSLVerifyState *state) {
+    if (state->called)
+        Panic("%s: Bogus attempt to call callback twice!\n", "SSL_ValidateCertCb");
+    state->called = TRUE;
+    if (const auto [code, depth] = SSLCertConstraints_Check(storeContext); code != X509_V_OK)
+        NoteError(state, code, depth);
+    const bool isConstrained = (state->exactErrors & SSL_CERT_NAME_CONSTRAINT) != 0;
+    SSL *ssl = ConnectionOf(storeContext);
+    const int result = state->verifyCallback(storeContext, SSL_GetPeerCertificate(storeContext),
+                                             state->verifyClientData);
+    SSLVerifyState_Detach(storeContext); /* unless the callback did */
+    if (result != 0 && ssl != nullptr)
+        __wrap_SSL_set_ex_data(ssl, AcceptedIx(), &acceptances[isConstrained ? 1 : 0]);
+    return result;
+}
+
+/* What becomes of an error that is found after the decision. One that was known then does not change it. */
+int DecideLate(X509_STORE_CTX *storeContext, int error) {
+    if (std::ranges::find(kLateErrors, error) == kLateErrors.end())
+        return 1;
+    SSL *ssl = ConnectionOf(storeContext);
+    const auto *acceptance = static_cast<const Acceptance *>(
+        ssl != nullptr ? __wrap_SSL_get_ex_data(ssl, AcceptedIx()) : nullptr);
+    if (acceptance != nullptr && *acceptance == Acceptance::DespiteConstraints &&
+        IsConstraintError(error))
+        return 1;
+    Warning("SSL: The handshake fails, since an error was found after the decision on the "
+            "certificate: %s (%d)\n",
+            __wrap_X509_verify_cert_error_string(error), error);
+    return 0;
 }
 
 } // namespace
-
-/* -- the switch ----------------------------------------------------------------------------------- */
-
-void SSL_SetVerifySSLCertificates(gint32 value) {
-    sslModule.SSLVerifySSLCertificates = value;
-}
-
-gint32 SSL_GetVerifySSLCertificates(void) {
-    return sslModule.SSLVerifySSLCertificates;
-}
-
-gboolean SSL_IsVerifyEnabled(void) {
-    return sslModule.SSLVerifySSLCertificates == 0;
-}
 
 int SSL_GetSSLVerifyParamIx(void) {
     return sslModule.SSLVerifyParamIx;
@@ -217,8 +235,8 @@ int SSL_VerifyCbHelper(X509_STORE_CTX *storeContext, SSLVerifyParam *param) {
         param->verifyResult = SSL_VERIFY_RESULT_REJECTED;
         return 0;
     }
-    if (index == 0)
-        BeginWalk(param, leaf);
+    if (index == 0 || (param->progress & PROGRESS_BEGUN) == 0)
+        BeginWalk(param, leaf); /* a check of extensions begins with the leaf */
 
     const guint32 progress = param->progress;
     const int error = __wrap_X509_STORE_CTX_get_error(storeContext);
@@ -242,6 +260,19 @@ int SSL_VerifyCbHelper(X509_STORE_CTX *storeContext, SSLVerifyParam *param) {
     return Accept(param, SSL_VERIFY_RESULT_PINNED);
 }
 
+bool SSLVerify_SetParam(SSL *ssl, SSLVerifyParam *param) {
+    param->thumbprint[0] = '\0';
+    param->chainTrusted = FALSE;
+    param->verifyResult = SSL_VERIFY_RESULT_REJECTED;
+    param->selfSigned = FALSE;
+    ClearErrors(param);
+    param->progress = 0;
+    if (__wrap_SSL_set_ex_data(ssl, sslModule.SSLVerifyParamIx, param) != 1)
+        return false;
+    __wrap_SSL_set_verify(ssl, SSL_VERIFY_PEER, SSLVerifyCb);
+    return true;
+}
+
 /* A handshake that the peer starts anew on a connection that was made long ago has no record, and fails. */
 int SSLVerifyCb(int, X509_STORE_CTX *storeContext) {
     SSL *ssl = ConnectionOf(storeContext);
@@ -252,33 +283,11 @@ int SSLVerifyCb(int, X509_STORE_CTX *storeContext) {
 
 /* -- one context with its SSLVerifyState ---------------------------------------------------------- */
 
-void SSLVerifyState_Free(SSLVerifyState *state) {
-    if (state == nullptr)
-        return;
-    if (state->destroy != nullptr)
-        state->destroy(state->verifyClientData);
-    g_free(state);
-}
-
-SSLVerifyState *SSLVerifyState_Of(X509_STORE_CTX *storeContext) {
-    return static_cast<SSLVerifyState *>(SSLAccess_StoreState(SSLAccess_VerifyStore(storeContext)));
-}
-
-void SSLVerifyState_Detach(X509_STORE_CTX *storeContext) {
-    SSLVerifyState *state = SSLVerifyState_Of(storeContext);
-    SSLAccess_SetStoreState(SSLAccess_VerifyStore(storeContext), nullptr);
-    SSLVerifyState_Free(state);
-}
-
-void SSLVerifyState_Attach(SSL_CTX *ctx, SSLVerifyCertificateFn func, gpointer data,
+void SSLVerify_SetFunction(SSL_CTX *ctx, SSLVerifyCertificateFn func, gpointer data,
                            GDestroyNotify destroy) {
     __wrap_SSL_CTX_set_verify(ctx, SSL_VERIFY_PEER, SSL_ValidateCertCb);
-
-    SSLVerifyState *state = g_new0(SSLVerifyState, 1);
-    state->verifyCallback = func;
-    state->verifyClientData = data;
-    state->destroy = destroy;
-    VERIFY(SSLAccess_SetStoreState(__wrap_SSL_CTX_get_cert_store(ctx), state));
+    SSLVerifyState_Attach(__wrap_SSL_CTX_get_cert_store(ctx),
+                          {.verifyCallback = func, .verifyClientData = data, .destroy = destroy});
 }
 
 void SSL_SetVerifyCb(SSL_CTX *ctx, SSLVerifyCertificateFn func, gpointer data,
@@ -286,17 +295,18 @@ void SSL_SetVerifyCb(SSL_CTX *ctx, SSLVerifyCertificateFn func, gpointer data,
     Log("%s: ctx=%p func=%p data=%p\n", "SSL_SetVerifyCb", static_cast<void *>(ctx),
         reinterpret_cast<void *>(func), data);
     SSLAddHostCAStore(ctx);
-    SSLVerifyState_Attach(ctx, func, data, destroy);
+    SSLVerify_SetFunction(ctx, func, data, destroy);
 }
 
 int SSL_ValidateCertCb(int ok, X509_STORE_CTX *storeContext) {
     SSLVerifyState *state = SSLVerifyState_Of(storeContext);
     const int error = __wrap_X509_STORE_CTX_get_error(storeContext);
     if (state == nullptr)
-        return ok == 0 && std::ranges::find(kLateErrors, error) != kLateErrors.end() ? 0 : 1;
+        return ok == 0 ? DecideLate(storeContext, error) : 1;
     VERIFY((SSLAccess_VerifyFlags(storeContext) & X509_V_FLAG_POLICY_CHECK) == 0);
     if (ok == 0) {
-        NoteError(storeContext, state, error);
+        NoteError(state, error, __wrap_X509_STORE_CTX_get_error_depth(storeContext));
+        __wrap_X509_STORE_CTX_set_error(storeContext, X509_V_OK);
         if (error != X509_V_ERR_UNABLE_TO_VERIFY_LEAF_SIGNATURE)
             return 1; /* the walk goes on and finds what else is wrong; this one ends it */
     } else if (__wrap_X509_STORE_CTX_get_error_depth(storeContext) != 0) {

@@ -1,60 +1,26 @@
 /*
- * sslVerify.h -- checks of peer certificates, for the rest of the layer and for the session
+ * sslVerify.h -- the verify callbacks that the layer gives OpenSSL
  *
- * Two ways lead through here. SSL_ConnectAndVerify() installs SSLVerifyCb() on one connection, and a
- * SSLVerifyParam says what is wanted and takes the verdict. SSL_SetVerifyCb() installs SSL_ValidateCertCb() on a
- * context that is used for one handshake, and a SSLVerifyState on the context's store knows whom to ask:
+ * Two ways lead through here. SSL_ConnectAndVerify() installs SSLVerifyCb() on one connection, and an
+ * SSLVerifyParam says what is required and receives the result. SSL_SetVerifyCb() installs SSL_ValidateCertCb() on
+ * a context that is used for one handshake; the function to invoke is in the SSLVerifyState of its store.
  *
- *   attached -> walked: errors are gathered -> asked -> detached and released
- *            -> the handshake ended before the walk: released with the store
- *
- * Ownership: a state belongs to its store, and with it the client data.
- * Errors:    the certificate's are masks of SSL_CERT_ bits.
- * Threads:   that of the handshake.
+ * Threads: that of the handshake.
  */
 #pragma once
 
-#include <ssl/ssl.h>
+#include <orvane/ssl.h>
 
 #include "lib/ssl/sslThunks.h"
 
-struct SSLVerifyState {
-    SSLVerifyCertificateFn verifyCallback;
-    gpointer verifyClientData;
-    gboolean called;
-    guint64 certErrors;
-    GDestroyNotify destroy; /* of the client data; may be NULL */
-};
-
 /* SSL_SetVerifyCb() without the machine's CA certificates. */
-void SSLVerifyState_Attach(SSL_CTX *ctx, SSLVerifyCertificateFn func, gpointer data,
+void SSLVerify_SetFunction(SSL_CTX *ctx, SSLVerifyCertificateFn func, gpointer data,
                            GDestroyNotify destroy);
 
-/* NULL is allowed. */
-void SSLVerifyState_Free(SSLVerifyState *state);
-
-/* The state of a verification's store, or NULL; and its end. */
-SSLVerifyState *SSLVerifyState_Of(X509_STORE_CTX *storeContext);
-void SSLVerifyState_Detach(X509_STORE_CTX *storeContext);
+/* Has a connection check its peer as the record says. Clears what an earlier connection left in the record. False:
+ * no memory. */
+bool SSLVerify_SetParam(SSL *ssl, SSLVerifyParam *param);
 
 /* The verify callback of a connection that has a SSLVerifyParam, and its decision. */
 int SSLVerifyCb(int ok, X509_STORE_CTX *storeContext);
 int SSL_VerifyCbHelper(X509_STORE_CTX *storeContext, SSLVerifyParam *param);
-
-/* The bit for one of OpenSSL's verify codes. */
-guint64 SSLMapErrorToFlag(int code, bool isLeaf);
-
-/* Whether the certificate is good for a purpose, given by its NID: one without the extension is. */
-bool SSLCheckX509ExtendedKeyUsage(X509 *cert, int nid);
-
-/* Whether a host has the common name of a certificate. */
-bool SSLCertCNHostnameMatch(const char *pattern, const char *host);
-
-/* Makes the context trust the machine's CA certificates too. */
-void SSLAddHostCAStore(SSL_CTX *ctx);
-
-/* Releases what was read of them; part of SSL_Exit(). */
-void SSLForgetHostCAs();
-
-/* Makes the context, with all its connections to come, trust these PEM texts and nothing else. */
-void SSLSetTrustedCAs(SSL_CTX *ctx, const char *const *list, gint32 count);

@@ -2,9 +2,9 @@
 
 #include <fmt/format.h>
 
+#include "tools/orvane/command.h"
 #include "tools/orvane/library.h"
 #include "tools/orvane/operation.h"
-#include "tools/orvane/question.h"
 #include "tools/orvane/terminal.h"
 #include "tools/orvane/trustOptions.h"
 
@@ -14,7 +14,7 @@ namespace {
 
 constexpr int kMaxSeconds = 3600;
 
-/* What is shown of the service's description, in this order; what is not there is left out. */
+/* The fields of the service's description that are shown, in this order; absent ones are left out. */
 constexpr auto kShown = std::to_array<std::pair<const char *, const char *>>({
     {"version", "version"},
     {"build", "build"},
@@ -33,9 +33,9 @@ std::string TextOf(GObject *object, const char *property) {
     return text;
 }
 
-void Show(OrvaneSession *session, const Login &login, const ServiceTrust &trust) {
+void Show(const Connection &connection, const Login &login) {
     GObject *content = nullptr;
-    g_object_get(session, "serviceInstanceContent", &content, nullptr);
+    g_object_get(connection.Session(), "serviceInstanceContent", &content, nullptr);
     const ObjectPtr<GObject> contentOwner(content);
     GObject *about = nullptr;
     if (content != nullptr)
@@ -51,57 +51,35 @@ void Show(OrvaneSession *session, const Login &login, const ServiceTrust &trust)
         if (const std::string text = TextOf(about, property); !text.empty())
             terminal.Line(fmt::format("  {:<12}{}", label, text));
     }
-    const char *version = orvane_session_get_version(session);
+    const char *version = orvane_session_get_version(connection.Session());
     terminal.Line(fmt::format("  {:<12}{}", "negotiated", version ? version : "nothing"));
     terminal.Line(fmt::format("  {:<12}{} as {}", "address", login.url, login.user));
-    terminal.Line(fmt::format("  {:<12}{}", "connection", trust.Summary()));
-}
-
-std::string PasswordOf(const Login &login) {
-    if (!login.password.empty() || !CanAsk())
-        return login.password;
-    return AskSecretly(fmt::format("Password of {}: ", login.user)).value_or("");
-}
-
-void About(const AboutOptions &options) {
-    Login login = options.login;
-    const Library library;
-    const ObjectPtr<OrvaneSession> session(orvane_session_new());
-    ServiceTrust trust(options.trust, login.url);
-    login.password = PasswordOf(login);
-    Connect(session.get(), login, trust);
-    Show(session.get(), login, trust);
-    Operation disconnect("logging out", login.timeoutSeconds);
-    orvane_session_disconnect(session.get(), disconnect.Listener());
-    disconnect.Succeed();
+    terminal.Line(fmt::format("  {:<12}{}", "connection", connection.TrustSummary()));
 }
 
 int RunAbout(const AboutOptions &options) {
-    try {
-        About(options);
-        return 0;
-    } catch (const Failure &failure) {
-        std::fflush(stdout);
-        fmt::print(stderr, "orvane: {}\n", failure.what());
-        return 1;
-    }
+    const Password password = FindPassword(options.password, options.login.user);
+    const Library library;
+    Connection connection(options.login, password, options.trust);
+    Show(connection, options.login);
+    connection.LogOut();
+    return kDone;
 }
 
 } // namespace
 
 void AddAbout(CLI::App &program, AboutOptions &options, int &status) {
     CLI::App *about =
-        program.add_subcommand("about", "Connects to a service and says which one it is");
+        program.add_subcommand("about", "Connect to a service and show its description");
     about->add_option("url", options.login.url, "Service to connect to, such as https://host/sdk")
         ->required();
     about->add_option("user", options.login.user, "User name")->required();
-    about->add_option("--password", options.login.password, "Password; asked for without")
-        ->envname("ORVANE_PASSWORD");
-    about->add_option("--timeout", options.login.timeoutSeconds, "Seconds that a step may take")
+    AddPasswordOptions(*about, options.password);
+    about->add_option("--timeout", options.login.timeoutSeconds, "Time limit of a step, in seconds")
         ->capture_default_str()
         ->check(CLI::Range(1, kMaxSeconds));
     AddTrustOptions(*about, options.trust);
-    about->callback([&] { status = RunAbout(options); });
+    about->callback([&] { status = RunCommand([&] { return RunAbout(options); }); });
 }
 
 } // namespace orvaneCli

@@ -1,5 +1,5 @@
 /*
- * aboutCommand.h -- "orvane about": connects to a service and says which one it is
+ * aboutCommand.h -- "orvane about": connects to a service and shows its description
  */
 #pragma once
 
@@ -11,10 +11,11 @@ namespace orvaneCli {
 
 struct AboutOptions {
     Login login;
+    PasswordOptions password;
     TrustOptions trust;
 };
 
-/* Adds the command; the status is set when it has run. Both must outlive the parsing. */
+/* Adds the command, whose callback sets the status. Both must outlive the parsing. */
 void AddAbout(CLI::App &program, AboutOptions &options, int &status);
 
 } // namespace orvaneCli

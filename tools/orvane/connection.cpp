@@ -1,13 +1,32 @@
 #include "tools/orvane/connection.h"
 
+#include <algorithm>
+
 #include "tools/orvane/operation.h"
 
 namespace orvaneCli {
 
-void Connect(OrvaneSession *session, const Login &login, ServiceTrust &trust) {
-    trust.Install(session);
-    Operation connect("connecting to " + login.url, login.timeoutSeconds);
-    orvane_session_connect(session, login.url.c_str(), login.user.c_str(), login.password.c_str(),
+namespace {
+
+constexpr int kMostLogoutSeconds = 5; /* of a command that has failed */
+
+} // namespace
+
+Connection::Connection(const Login &login, const TrustOptions &trustOptions)
+    : timeoutSeconds(login.timeoutSeconds), trust(trustOptions, login.url),
+      session(orvane_session_new()) {}
+
+/* Delegates, so that the destructor runs if it throws after the login. */
+Connection::Connection(const Login &login, const Password &password,
+                       const TrustOptions &trustOptions)
+    : Connection(login, trustOptions) {
+    Connect(login, password);
+}
+
+void Connection::Connect(const Login &login, const Password &password) {
+    trust.Install(session.get());
+    Operation connect("connecting to " + login.url, timeoutSeconds);
+    orvane_session_connect(session.get(), login.url.c_str(), login.user.c_str(), password.Text(),
                            connect.Listener());
     while (!connect.EndsBefore([&] { return trust.HasQuestion(); }))
         trust.Answer();
@@ -18,8 +37,28 @@ void Connect(OrvaneSession *session, const Login &login, ServiceTrust &trust) {
             throw;
         throw Failure(trust.WhyRefused());
     }
-    if (orvane_session_get_state(session) != ORVANE_SESSION_CONNECTED)
+    if (orvane_session_get_state(session.get()) != ORVANE_SESSION_CONNECTED)
         throw Failure("the session is not connected");
+}
+
+void Connection::LogOut() {
+    Operation disconnect("logging out", timeoutSeconds);
+    orvane_session_disconnect(session.get(), disconnect.Listener());
+    disconnect.Succeed();
+    if (orvane_session_get_state(session.get()) != ORVANE_SESSION_DISCONNECTED)
+        throw Failure("the session is still connected");
+}
+
+Connection::~Connection() {
+    const OrvaneSessionState state = orvane_session_get_state(session.get());
+    if (state != ORVANE_SESSION_CONNECTED && state != ORVANE_SESSION_INTERRUPTED)
+        return;
+    timeoutSeconds = std::min(timeoutSeconds, kMostLogoutSeconds);
+    try {
+        LogOut();
+    } catch (const Failure &) {
+        /* the command has failed already, and reports why; the service ends the session in time */
+    }
 }
 
 } // namespace orvaneCli

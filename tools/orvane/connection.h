@@ -1,5 +1,14 @@
 /*
- * connection.h -- connects a session to a service that the user named
+ * connection.h -- a session with a service that the user named, connected for as long as this lives
+ *
+ *   Connection connection(login, trustOptions);       // asks about the service's certificate if need be
+ *   ... calls with connection.Session() ...
+ *   connection.LogOut();
+ *
+ * Where LogOut() was not reached, because something else failed, the destructor logs out.
+ *
+ * Errors:  Failure.
+ * Threads: the one that iterates the default GMainContext. A Library must live longer.
  */
 #pragma once
 
@@ -7,6 +16,8 @@
 
 #include <orvane/orvane.h>
 
+#include "lib/misc/glibPtr.h"
+#include "tools/orvane/password.h"
 #include "tools/orvane/serviceTrust.h"
 
 namespace orvaneCli {
@@ -14,12 +25,28 @@ namespace orvaneCli {
 struct Login {
     std::string url;
     std::string user;
-    std::string password;
     int timeoutSeconds = 30; /* without the time that the user takes to answer */
 };
 
-/* Waits until the session is connected; asks the user about the service's certificate if need be.
- * Throws Failure. */
-void Connect(OrvaneSession *session, const Login &login, ServiceTrust &trust);
+class Connection {
+public:
+    Connection(const Login &login, const Password &password, const TrustOptions &trustOptions);
+    ~Connection();
+    Connection(const Connection &) = delete;
+    Connection &operator=(const Connection &) = delete;
+
+    OrvaneSession *Session() const { return session.get(); }
+    /* How its certificate was accepted, for people. */
+    std::string TrustSummary() const { return trust.Summary(); }
+    void LogOut();
+
+private:
+    Connection(const Login &login, const TrustOptions &trustOptions); /* not connected yet */
+    void Connect(const Login &login, const Password &password);
+
+    int timeoutSeconds;
+    ServiceTrust trust; /* outlives the session, which asks it */
+    ObjectPtr<OrvaneSession> session;
+};
 
 } // namespace orvaneCli

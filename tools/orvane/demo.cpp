@@ -9,11 +9,12 @@
 #include <orvane/schema/ozy.h>
 
 #include "tools/certificates/certificateKind.h"
-#include "tools/orvane/connection.h"
+#include "tools/orvane/command.h"
 #include "tools/orvane/inventoryTree.h"
 #include "tools/orvane/library.h"
 #include "tools/orvane/operation.h"
 #include "tools/orvane/terminal.h"
+#include "tools/orvane/trustOptions.h"
 #include "tools/simulator/simulator.h"
 
 namespace orvaneCli {
@@ -22,6 +23,9 @@ namespace {
 
 constexpr size_t kShownProperties = 8;
 constexpr char kNoSuchMachine[] = "vm-0";
+constexpr char kSimulatorPassword[] = "secret"; /* of the user "administrator" */
+constexpr int kMaxMachines = 100000;
+constexpr int kMaxSeconds = 3600;
 
 /* Shows each property of an object that changes, while this lives. */
 class Watch {
@@ -57,7 +61,8 @@ private:
 
 class Demo {
 public:
-    explicit Demo(const DemoOptions &demoOptions) : options(demoOptions) {}
+    explicit Demo(const DemoOptions &demoOptions)
+        : options(demoOptions), login(demoOptions.login), trustOptions(demoOptions.trust) {}
     void Run();
 
 private:
@@ -75,20 +80,21 @@ private:
     void Summarize();
 
     bool IsEmbedded() const { return simulator != nullptr; }
+    OrvaneSession *Session() const { return connection->Session(); }
     bool MaySwitch() const { return IsEmbedded() || !options.machine.empty(); }
     SkemaOzyVirtualMachine *Machine() { return SKEMA_OZY_VIRTUAL_MACHINE(machine.get()); }
 
     const DemoOptions &options;
     Terminal terminal;
     std::chrono::steady_clock::time_point start = std::chrono::steady_clock::now();
-    std::string url;
+    Login login;
     TrustOptions trustOptions;
+    Password password;
 
     /* in this order: the last is released first */
     std::unique_ptr<simulator::Simulator> simulator;
     std::optional<Library> library;
-    ObjectPtr<OrvaneSession> session;
-    std::optional<ServiceTrust> trust;
+    std::optional<Connection> connection;
     std::optional<InventoryTree> inventory;
     ObjectPtr<GObject> machine;
     std::string machineName;
@@ -107,28 +113,25 @@ void Demo::StartSimulator() {
         throw Failure(fmt::format("the simulator does not start on 127.0.0.1:{}: {}", options.port,
                                   error.what()));
     }
-    url = simulator->Url();
+    login.url = simulator->Url();
+    password = Password(kSimulatorPassword);
     if (options.isTls)
         trustOptions.pin = simulator->Certificate()->Leaf().thumbprint256;
 }
 
 void Demo::LogIn() {
-    session.reset(orvane_session_new());
-    trust.emplace(trustOptions, url);
-    Connect(session.get(), {url, options.user, options.password, options.timeoutSeconds}, *trust);
-
-    const GPtrArray *versions = orvane_session_get_all_versions(session.get());
-    terminal.Heading("Connected", fmt::format("{} as {}", url, options.user));
-    if (url.starts_with("https:"))
-        terminal.Line("  " + trust->Summary());
+    connection.emplace(login, password, trustOptions);
+    const GPtrArray *versions = orvane_session_get_all_versions(Session());
+    terminal.Heading("Connected", fmt::format("{} as {}", login.url, login.user));
+    if (login.url.starts_with("https:"))
+        terminal.Line("  " + connection->TrustSummary());
     terminal.Line(fmt::format("  negotiated {}, which includes {} versions",
-                              orvane_session_get_version(session.get()),
-                              versions ? versions->len : 0));
+                              orvane_session_get_version(Session()), versions ? versions->len : 0));
 }
 
 void Demo::ReadInventory() {
     GObject *content = nullptr;
-    g_object_get(session.get(), "serviceInstanceContent", &content, nullptr);
+    g_object_get(Session(), "serviceInstanceContent", &content, nullptr);
     const ObjectPtr<GObject> contentOwner(content);
     GObject *about = nullptr;
     SkemaQormManagedObject *root = nullptr;
@@ -140,10 +143,11 @@ void Demo::ReadInventory() {
         throw Failure("the service does not name its root folder");
     gchar *fullName = nullptr;
     g_object_get(about, "fullName", &fullName, nullptr);
-    terminal.Line(fmt::format("  {}", fullName ? fullName : "(a service without a name)"));
+    terminal.Line(
+        fmt::format("  {}", fullName ? Printable(fullName) : "(a service without a name)"));
     g_free(fullName);
 
-    inventory = InventoryTree::Read(session.get(), root, options.timeoutSeconds);
+    inventory = InventoryTree::Read(Session(), root, login.timeoutSeconds);
     if (IsEmbedded() && inventory->Count("VirtualMachine") != size_t(options.machines))
         throw Failure(fmt::format("{} machines were read instead of {}",
                                   inventory->Count("VirtualMachine"), options.machines));
@@ -159,10 +163,10 @@ void Demo::LoadMachine() {
                           ? "no machine is switched off"
                           : fmt::format("there is no machine \"{}\"", options.machine));
     machine.reset(G_OBJECT(g_object_ref(found->object.get())));
-    machineName = found->name;
+    machineName = Printable(found->name);
 
-    Operation load("loading " + machineName, options.timeoutSeconds);
-    orvane_session_load_object(session.get(), FALSE,
+    Operation load("loading " + machineName, login.timeoutSeconds);
+    orvane_session_load_object(Session(), FALSE,
                                reinterpret_cast<SkemaQormManagedObject *>(machine.get()),
                                load.Listener());
     load.Succeed();
@@ -209,16 +213,16 @@ void Demo::RunTask(Operation &task, const char *label) {
 void Demo::SwitchOn() {
     terminal.Heading("A task", "progress and property updates come from the update stream");
     Watch watch(terminal, machine.get());
-    Operation task("switching on " + machineName, options.timeoutSeconds);
+    Operation task("switching on " + machineName, login.timeoutSeconds);
     skema_ozy_virtual_machine_power_on(Machine(), nullptr, task.Listener());
     RunTask(task, "PowerOnVM_Task");
-    if (!RunUntil([&] { return watch.NumUpdates() > 0; }, options.timeoutSeconds))
+    if (!RunUntil([&] { return watch.NumUpdates() > 0; }, login.timeoutSeconds))
         throw Failure(machineName + ": no update came");
 }
 
 void Demo::FailTask() {
     terminal.Heading("Faults", "typed, from a task and from a call");
-    Operation task("switching it on twice", options.timeoutSeconds);
+    Operation task("switching it on twice", login.timeoutSeconds);
     skema_ozy_virtual_machine_power_on(Machine(), nullptr, task.Listener());
     const ObjectPtr<SkemaQormMethodFault> fault = task.Fail();
     if (IsEmbedded() && ClassName(fault.get()) != "InvalidPowerState")
@@ -227,9 +231,9 @@ void Demo::FailTask() {
 }
 
 void Demo::FailCall() {
-    Operation call("calling an object that is not there", options.timeoutSeconds);
+    Operation call("calling an object that is not there", login.timeoutSeconds);
     const ObjectPtr<SkemaQormManagedObject> nobody(SKEMA_QORM_MANAGED_OBJECT(g_object_ref_sink(
-        orvane_session_get_object(session.get(), kNoSuchMachine, SKEMA_TYPE_OZY_VIRTUAL_MACHINE))));
+        orvane_session_get_object(Session(), kNoSuchMachine, SKEMA_TYPE_OZY_VIRTUAL_MACHINE))));
     skema_ozy_managed_entity_reload(SKEMA_OZY_MANAGED_ENTITY(nobody.get()), call.Listener());
     const ObjectPtr<SkemaQormMethodFault> fault = call.Fail();
     if (ClassName(fault.get()) != "ManagedObjectNotFound")
@@ -238,19 +242,15 @@ void Demo::FailCall() {
 }
 
 void Demo::SwitchOff() {
-    Operation task("switching off " + machineName, options.timeoutSeconds);
+    Operation task("switching off " + machineName, login.timeoutSeconds);
     skema_ozy_virtual_machine_power_off(Machine(), task.Listener());
     RunTask(task, "PowerOffVM_Task");
 }
 
 void Demo::Disconnect() {
-    orvane_session_unload_object(session.get(),
+    orvane_session_unload_object(Session(),
                                  reinterpret_cast<SkemaQormManagedObject *>(machine.get()), FALSE);
-    Operation disconnect("logging out", options.timeoutSeconds);
-    orvane_session_disconnect(session.get(), disconnect.Listener());
-    disconnect.Succeed();
-    if (orvane_session_get_state(session.get()) != ORVANE_SESSION_DISCONNECTED)
-        throw Failure("the session is still connected");
+    connection->LogOut();
     if (IsEmbedded() && simulator->NumSessions() != 0)
         throw Failure("the service still has a session");
     terminal.Heading("Logged out");
@@ -268,10 +268,10 @@ void Demo::Summarize() {
 }
 
 void Demo::Run() {
-    url = options.url;
-    trustOptions = options.trust;
-    if (url.empty())
+    if (login.url.empty())
         StartSimulator();
+    else
+        password = FindPassword(options.password, login.user);
     library.emplace();
     LogIn();
     ReadInventory();
@@ -289,17 +289,43 @@ void Demo::Run() {
     Summarize();
 }
 
+int RunDemo(const DemoOptions &options) {
+    Demo(options).Run();
+    return kDone;
+}
+
 } // namespace
 
-int RunDemo(const DemoOptions &options) {
-    try {
-        Demo(options).Run();
-        return 0;
-    } catch (const Failure &failure) {
-        fflush(stdout);
-        fmt::print(stderr, "orvane: {}\n", failure.what());
-        return 1;
-    }
+void AddDemo(CLI::App &program, DemoOptions &options, int &status) {
+    CLI::App *demo = program.add_subcommand("demo", "Show what the library does, on one screen");
+    demo->footer("Without --url it starts a simulator of the service inside this program. A given "
+                 "service is only read, unless --machine names one that may be switched.");
+    CLI::Option *url = demo->add_option("--url", options.login.url, "Service to connect to");
+    demo->add_option("--user", options.login.user, "User name")->capture_default_str();
+    AddPasswordOptions(*demo, options.password);
+    demo->add_option("--machine", options.machine, "Machine to switch on and off, by its name");
+    demo->add_option("--timeout", options.login.timeoutSeconds, "Time limit of a step, in seconds")
+        ->capture_default_str()
+        ->check(CLI::Range(1, kMaxSeconds));
+    demo->add_option("--machines", options.machines, "Machines in the simulator")
+        ->capture_default_str()
+        ->check(CLI::Range(1, kMaxMachines))
+        ->excludes(url);
+    demo->add_option("--port", options.port, "Loopback port of the simulator; 0 for a free one")
+        ->capture_default_str()
+        ->check(CLI::Range(0, 65535))
+        ->excludes(url);
+    demo->add_option("--task-ms", options.taskMs,
+                     "Duration of the simulator's tasks, in milliseconds")
+        ->capture_default_str()
+        ->check(CLI::Range(0, kMaxSeconds * 1000))
+        ->excludes(url);
+    demo->add_flag("--tls", options.isTls, "Let the simulator serve https, and pin its certificate")
+        ->excludes(url);
+    AddTrustOptions(*demo, options.trust);
+    for (const char *name : {"--password", "--password-stdin", "--pin", "--ca", "--insecure"})
+        demo->get_option(name)->needs(url);
+    demo->callback([&] { status = RunCommand([&] { return RunDemo(options); }); });
 }
 
 } // namespace orvaneCli

@@ -1,31 +1,31 @@
 /*
  * demo.h -- "orvane demo": what the library does, on one screen
  *
- * It speaks to the embedded simulator unless it is given a service. Each step is checked; the first
- * that does not work ends the demo.
+ * It connects to the embedded simulator unless it is given a service. Each step is checked; the first that
+ * fails ends the demo.
  */
 #pragma once
 
-#include <string>
+#include <CLI/CLI.hpp>
 
-#include "tools/orvane/serviceTrust.h"
+#include "tools/orvane/connection.h"
 
 namespace orvaneCli {
 
 struct DemoOptions {
-    std::string url; /* empty: the embedded simulator */
-    std::string user = "administrator";
-    std::string password = "secret";
-    TrustOptions trust;  /* of a given service */
-    bool isTls = false;  /* of the simulator */
+    Login login = {.user = "administrator"}; /* without a URL: the embedded simulator */
+    PasswordOptions password;                /* of a given service */
+    TrustOptions trust;                      /* of a given service */
     std::string machine; /* the one to switch on and off, by name; empty: the first that is off */
-    int machines = 200;  /* of the simulator */
-    int port = 0;        /* of the simulator; 0: a free one */
-    int taskMs = 2000;   /* how long a task of the simulator takes */
-    int timeoutSeconds = 30;
+
+    /* of the simulator */
+    bool isTls = false;
+    int machines = 200;
+    int port = 0; /* 0: a free one */
+    int taskMs = 2000;
 };
 
-/* Returns the exit status: 0 only if all of it worked. */
-int RunDemo(const DemoOptions &options);
+/* Adds the command, whose callback sets the status. Both must outlive the parsing. */
+void AddDemo(CLI::App &program, DemoOptions &options, int &status);
 
 } // namespace orvaneCli

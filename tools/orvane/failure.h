@@ -1,14 +1,35 @@
 /*
- * failure.h -- what ends a command: a line for people, or a few
+ * failure.h -- the exceptions that end a command: a message for the user, and the exit status
  */
 #pragma once
 
 #include <stdexcept>
+#include <string>
 
 namespace orvaneCli {
 
+enum ExitStatus {
+    kDone = 0,
+    kFailed = 1,       /* the service, a file or the output did not work */
+    kBadUsage = 2,     /* the command line, or what it needs and did not get */
+    kInterrupted = 128 /* and the number of the signal */
+};
+
+/* The message is one line; the questions of trust have a few. */
 struct Failure : std::runtime_error {
-    using std::runtime_error::runtime_error;
+    explicit Failure(const std::string &message, int exitStatus = kFailed)
+        : std::runtime_error(message), status(exitStatus) {}
+    int status;
+};
+
+/* The user has to call the program in another way. */
+struct BadUsage : Failure {
+    explicit BadUsage(const std::string &message) : Failure(message, kBadUsage) {}
+};
+
+/* A signal has asked the program to end. */
+struct Interrupted : Failure {
+    explicit Interrupted(int signal) : Failure("interrupted", kInterrupted + signal) {}
 };
 
 } // namespace orvaneCli

@@ -11,7 +11,7 @@ namespace {
 
 constexpr size_t kShown = 4; /* children of one kind */
 
-/* Which property of which class leads further down. */
+/* A property of a class that leads further down the tree. */
 struct Step {
     const char *name;
     GType (*type)();
@@ -25,7 +25,7 @@ const Step kSteps[] = {
     {"computeResourceToHosts", skema_ozy_compute_resource_get_type, "host"},
 };
 
-/* A step from which all steps may follow, named once each. */
+/* A step, after which any of the steps may follow. */
 GObject *Traversal(const Step &step) {
     return orvane_traversal_spec_new(
         step.name, step.type(), step.path, FALSE, TRUE, orvane_selection_spec_new(kSteps[0].name),
@@ -113,7 +113,8 @@ const Entity *InventoryTree::FindMachine(const std::string &name) const {
 void InventoryTree::Show(Terminal &terminal) const {
     const auto root = std::ranges::find(entities, rootId, &Entity::id);
     if (root != entities.end())
-        terminal.Line("  " + root->name + terminal.Styled(Style::kFaint, "  " + root->kind));
+        terminal.Line("  " + Printable(root->name) +
+                      terminal.Styled(Style::kFaint, "  " + root->kind));
     ShowChildren(terminal, rootId, "  ");
 }
 
@@ -130,7 +131,8 @@ void InventoryTree::ShowChildren(Terminal &terminal, const std::string &parentId
         const char *branch = isPretty ? (isLast ? "\u2514\u2500 " : "\u251c\u2500 ") : "|- ";
         const char *further = isLast ? "   " : (isPretty ? "\u2502  " : "|  ");
         const std::string word = all[i]->isRunning ? all[i]->kind + ", running" : all[i]->kind;
-        terminal.Line(indent + branch + all[i]->name + terminal.Styled(Style::kFaint, "  " + word));
+        terminal.Line(indent + branch + Printable(all[i]->name) +
+                      terminal.Styled(Style::kFaint, "  " + word));
         ShowChildren(terminal, all[i]->id, indent + further);
     }
     if (shown < all.size())

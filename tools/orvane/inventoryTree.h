@@ -23,7 +23,7 @@ struct Entity {
     std::string kind; /* name of its class on the wire */
     std::string name;
     std::string parentId;
-    bool isRunning; /* of a machine: its guest shows signs of life */
+    bool isRunning; /* a machine whose guest reports a heartbeat */
 };
 
 class InventoryTree {
@@ -37,9 +37,9 @@ public:
     size_t NumRunning() const;
     /* "1 Datacenter, 4 Folder, 4 HostSystem, 200 VirtualMachine" */
     std::string Summary() const;
-    /* By name, or the first that is not running; NULL if there is none. */
+    /* Returns the machine of a name, or with an empty name the first that is not running; or NULL. */
     const Entity *FindMachine(const std::string &name) const;
-    /* Of many children of one kind only the first few are shown. */
+    /* Shows the tree; of an entity with many children only the first few. */
     void Show(Terminal &terminal) const;
 
 private:

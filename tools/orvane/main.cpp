@@ -1,69 +1,89 @@
 // orvane: the command line program.
+#include <sstream>
+
 #include <CLI/CLI.hpp>
+#include <fmt/format.h>
 
 #include "tools/orvane/aboutCommand.h"
+#include "tools/orvane/command.h"
 #include "tools/orvane/demo.h"
+#include "tools/orvane/nearestWord.h"
 #include "tools/orvane/schemaCommand.h"
-#include "tools/orvane/trustOptions.h"
+#include "tools/orvane/terminal.h"
+#include "tools/standardStreams.h"
 
 namespace {
 
-constexpr int kMaxMachines = 100000;
-constexpr int kMaxSeconds = 3600;
-constexpr int kBadUsage = 2; /* exit status for a wrong command line */
+using namespace orvaneCli;
 
-using orvaneCli::AddTrustOptions;
+/* The command that the command line leads to as far as it is understood. */
+const CLI::App &LastCommand(const CLI::App &program) {
+    const CLI::App *last = &program;
+    for (auto next = last->get_subcommands(); !next.empty(); next = last->get_subcommands())
+        last = next.front();
+    return *last;
+}
 
-void AddDemo(CLI::App &program, orvaneCli::DemoOptions &options, int &status) {
-    CLI::App *demo = program.add_subcommand("demo", "Shows what the library does, on one screen");
-    demo->footer("Without --url it starts a simulator of the service inside this program. A given "
-                 "service is only read, unless --machine names one that may be switched.");
-    CLI::Option *url = demo->add_option("--url", options.url, "Service to connect to");
-    demo->add_option("--user", options.user, "User name")->capture_default_str();
-    demo->add_option("--password", options.password, "Password")->envname("ORVANE_PASSWORD");
-    demo->add_option("--machine", options.machine, "Machine to switch on and off, by its name");
-    demo->add_option("--timeout", options.timeoutSeconds, "Seconds that a step may take")
-        ->capture_default_str()
-        ->check(CLI::Range(1, kMaxSeconds));
-    demo->add_option("--machines", options.machines, "Machines in the simulator")
-        ->capture_default_str()
-        ->check(CLI::Range(1, kMaxMachines))
-        ->excludes(url);
-    demo->add_option("--port", options.port, "Loopback port of the simulator; 0 for a free one")
-        ->capture_default_str()
-        ->check(CLI::Range(0, 65535))
-        ->excludes(url);
-    demo->add_option("--task-ms", options.taskMs, "Milliseconds that a task takes in the simulator")
-        ->capture_default_str()
-        ->check(CLI::Range(0, kMaxSeconds * 1000))
-        ->excludes(url);
-    demo->add_flag("--tls", options.isTls,
-                   "The simulator serves https, and its certificate is pinned")
-        ->excludes(url);
-    AddTrustOptions(*demo, options.trust);
-    for (const char *name : {"--pin", "--ca", "--insecure"})
-        demo->get_option(name)->needs(url);
-    demo->callback([&] { status = orvaneCli::RunDemo(options); });
+/* "orvane schema": the words that lead to a command. */
+std::string FullName(const CLI::App &command) {
+    const CLI::App *parent = command.get_parent();
+    return parent == nullptr ? command.get_name() : FullName(*parent) + " " + command.get_name();
+}
+
+/* What to say of a word in the place of a command; empty if the command needs none, or none was given. */
+std::string UnknownCommandText(const CLI::App &command) {
+    std::vector<std::string> names;
+    for (const CLI::App *each : command.get_subcommands([](const CLI::App *) { return true; }))
+        names.push_back(each->get_name());
+    const std::vector<std::string> words = command.remaining();
+    if (names.empty() || words.empty())
+        return "";
+    const std::string nearest = NearestWord(words.front(), names);
+    return fmt::format("\"{}\" is no command of {}; {}", Printable(words.front()),
+                       FullName(command),
+                       nearest.empty() ? fmt::format("there are: {}", fmt::join(names, ", "))
+                                       : fmt::format("did you mean \"{}\"?", nearest));
+}
+
+int ReportUsage(const CLI::App &program, const CLI::ParseError &error) {
+    const CLI::App &command = LastCommand(program);
+    const std::string unknown = UnknownCommandText(command);
+    ReportFailure(!unknown.empty() ? unknown
+                                   : fmt::format("{}; see {} --help", Printable(error.what()),
+                                                 FullName(command)));
+    return kBadUsage;
+}
+
+int Run(int argc, char **argv) {
+    CLI::App program("Works with a SOAP management service through liborvane", "orvane");
+    program.require_subcommand(1);
+    program.set_version_flag("--version", ORVANE_VERSION);
+    program.footer(
+        "The exit status is 0 if all went well, 1 if the service or a file failed, 2 for a "
+        "wrong command line or a missing password, and 130 after Ctrl-C.");
+
+    int status = kDone;
+    DemoOptions demoOptions;
+    AddDemo(program, demoOptions, status);
+    AboutOptions aboutOptions;
+    AddAbout(program, aboutOptions, status);
+    SchemaOptions schemaOptions;
+    AddSchema(program, schemaOptions, status);
+    try {
+        program.parse(argc, argv);
+    } catch (const CLI::ParseError &error) {
+        if (error.get_exit_code() != 0)
+            return ReportUsage(program, error);
+        std::ostringstream text; /* the help or the version */
+        program.exit(error, text, text);
+        WriteOutput(text.str());
+    }
+    return status;
 }
 
 } // namespace
 
 int main(int argc, char **argv) {
-    CLI::App program("Works with a SOAP management service through liborvane", "orvane");
-    program.require_subcommand(1);
-    program.set_version_flag("--version", ORVANE_VERSION);
-
-    orvaneCli::DemoOptions options;
-    int status = 0;
-    AddDemo(program, options, status);
-    orvaneCli::AboutOptions aboutOptions;
-    orvaneCli::AddAbout(program, aboutOptions, status);
-    orvaneCli::SchemaOptions schemaOptions;
-    orvaneCli::AddSchema(program, schemaOptions, status);
-    try {
-        program.parse(argc, argv);
-    } catch (const CLI::ParseError &error) {
-        return program.exit(error) == 0 ? 0 : kBadUsage;
-    }
-    return status;
+    HoldStandardStreams();
+    return CheckOutput(Run(argc, argv));
 }

@@ -6,10 +6,14 @@
 
 #include <fmt/format.h>
 
+#include "tools/orvane/library.h"
+#include "tools/orvane/terminal.h"
+
 namespace orvaneCli {
 
 namespace {
 
+/* A value that may be set, and is released. */
 struct UnsetValue {
     GValue value = G_VALUE_INIT;
     ~UnsetValue() { orvane_value_cond_unset(&value); }
@@ -20,7 +24,7 @@ gboolean SetFlag(gpointer flag) {
     return G_SOURCE_REMOVE;
 }
 
-/* Errors of the transport that a person may do something about. */
+/* Errors of the transport that the user may do something about. */
 struct TransferError {
     guint code;
     const char *text;
@@ -45,7 +49,7 @@ std::string ObjectText(gpointer object) {
     if (!object)
         return "";
     if (g_type_is_a(G_OBJECT_TYPE(object), g_type_from_name("SkemaQormManagedObject")))
-        return static_cast<SkemaQormManagedObject *>(object)->id;
+        return Printable(static_cast<SkemaQormManagedObject *>(object)->id);
     return ClassName(object);
 }
 
@@ -64,16 +68,21 @@ bool RunUntil(const std::function<bool()> &condition, int seconds) {
     GSource *limit = g_timeout_source_new(guint(seconds) * 1000);
     g_source_set_callback(limit, SetFlag, &isLate, nullptr);
     g_source_attach(limit, nullptr);
-    while (!condition() && !isLate)
+    int signal = 0;
+    while (!condition() && !isLate && signal == 0) {
         g_main_context_iteration(nullptr, TRUE);
+        signal = Library::TakeSignal();
+    }
     g_source_destroy(limit);
     g_source_unref(limit);
+    if (signal != 0)
+        throw Interrupted(signal);
     return condition();
 }
 
 Operation::Operation(std::string operationName, int seconds)
     : name(std::move(operationName)), timeoutSeconds(seconds), listener(orvane_listener_new()) {
-    g_object_ref(listener.get()); /* the call's own, given up when it ends */
+    g_object_ref(listener.get()); /* the call's own, released when it ends */
     g_signal_connect(listener.get(), "success", G_CALLBACK(OnEnd), this);
     g_signal_connect(listener.get(), "failure", G_CALLBACK(OnEnd), this);
     g_signal_connect(listener.get(), "progress", G_CALLBACK(OnListenerProgress), this);
@@ -86,7 +95,7 @@ Operation::~Operation() {
 void Operation::OnEnd(OrvaneListener *ended, gpointer data) {
     auto *self = static_cast<Operation *>(data);
     if (std::exchange(self->isOver, true))
-        return; /* a task may change its mind */
+        return; /* a task may leave its final state and end again */
     g_object_unref(ended);
 }
 
@@ -115,15 +124,6 @@ void Operation::Succeed() {
     throw Failure(fmt::format("{}: {}", name, FaultText(fault.get())));
 }
 
-ObjectPtr<GObject> Operation::Object() {
-    Succeed();
-    UnsetValue result;
-    if (!orvane_listener_get_result(listener.get(), &result.value) ||
-        !G_VALUE_HOLDS_OBJECT(&result.value))
-        throw Failure(name + ": the answer holds no object");
-    return ObjectPtr<GObject>(G_OBJECT(g_value_dup_object(&result.value)));
-}
-
 std::vector<ObjectPtr<GObject>> Operation::Objects() {
     Succeed();
     UnsetValue result;
@@ -141,7 +141,7 @@ ObjectPtr<SkemaQormMethodFault> Operation::Fail() {
     Wait();
     ObjectPtr<SkemaQormMethodFault> fault(orvane_listener_get_fault(listener.get()));
     if (State() != ORVANE_LISTENER_FAILED || !fault)
-        throw Failure(name + ": was to fail with a fault, and did not");
+        throw Failure(name + ": it should have failed with a fault");
     return fault;
 }
 
@@ -156,7 +156,7 @@ std::string FaultText(SkemaQormMethodFault *fault) {
         return "failed, and the service did not say why";
     if (!g_type_is_a(G_OBJECT_TYPE(fault), ORVANE_TYPE_FAULT_INVALID_RESPONSE))
         return fmt::format("{}: {}", ClassName(fault),
-                           fault->fault_string ? fault->fault_string : "(no text)");
+                           fault->fault_string ? Printable(fault->fault_string) : "(no text)");
     guint errorCode = 0;
     glong responseCode = 0;
     g_object_get(fault, "errorCode", &errorCode, "responseCode", &responseCode, nullptr);
@@ -169,7 +169,7 @@ std::string FaultText(SkemaQormMethodFault *fault) {
 
 std::string ValueText(const GValue *value) {
     if (G_VALUE_HOLDS_STRING(value))
-        return g_value_get_string(value) ? g_value_get_string(value) : "";
+        return g_value_get_string(value) ? Printable(g_value_get_string(value)) : "";
     if (G_VALUE_HOLDS_ENUM(value))
         return EnumText(value);
     if (G_VALUE_HOLDS_OBJECT(value))
@@ -183,7 +183,7 @@ std::string ValueText(const GValue *value) {
     std::string shown;
     if (g_value_type_transformable(G_VALUE_TYPE(value), G_TYPE_STRING) &&
         g_value_transform(value, &text) && g_value_get_string(&text))
-        shown = g_value_get_string(&text);
+        shown = Printable(g_value_get_string(&text));
     g_value_unset(&text);
     return shown;
 }

@@ -5,7 +5,7 @@
  *   orvane_session_connect(session, url, user, password, login.Listener());
  *   login.Succeed();                    // iterates the loop; throws Failure otherwise
  *
- * Errors:  Failure, with a line for people.
+ * Errors:  Failure.
  * Threads: the one that iterates the default GMainContext.
  */
 #pragma once
@@ -20,18 +20,18 @@
 
 namespace orvaneCli {
 
-/* Iterates the default context until the condition holds; false if that took longer. */
+/* Iterates the default context until the condition holds; false if that took longer. Throws Interrupted. */
 bool RunUntil(const std::function<bool()> &condition, int seconds);
 
 class Operation {
 public:
-    /* What it is called in messages, and how many seconds it may take. */
+    /* The name is for messages. */
     Operation(std::string name, int timeoutSeconds);
     ~Operation();
     Operation(const Operation &) = delete;
     Operation &operator=(const Operation &) = delete;
 
-    /* For the one call that this operation is. */
+    /* The listener for the call; one call only. */
     OrvaneListener *Listener() const { return listener.get(); }
     /* Called with the percentage whenever a task reports one. */
     void OnProgress(std::function<void(int)> function) { onProgress = std::move(function); }
@@ -40,8 +40,7 @@ public:
     bool EndsBefore(const std::function<bool()> &condition);
     /* Waits for the end, which must be a success. */
     void Succeed();
-    /* The same, then the result: an object, or the members of an array of objects. */
-    ObjectPtr<GObject> Object();
+    /* The same; returns the result, which must be an array of objects. */
     std::vector<ObjectPtr<GObject>> Objects();
     /* Waits for the end, which must be a failure with a fault. */
     ObjectPtr<SkemaQormMethodFault> Fail();
@@ -61,9 +60,9 @@ private:
 
 /* "VirtualMachine": the name of an object's class on the wire. */
 std::string ClassName(gpointer object);
-/* "InvalidPowerState: The machine is ...", or what is known of a failed transfer. */
+/* "InvalidPowerState: The machine is ...", or the error of a failed transfer. */
 std::string FaultText(SkemaQormMethodFault *fault);
-/* A value for people; empty if there is nothing to show. */
+/* A value for people, in printable text; empty if there is nothing to show. */
 std::string ValueText(const GValue *value);
 
 } // namespace orvaneCli

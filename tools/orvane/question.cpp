@@ -1,20 +1,82 @@
 #include "tools/orvane/question.h"
 
+#include <array>
+#include <cerrno>
+#include <csignal>
 #include <cstdio>
-#include <iostream>
 
 #include <fmt/format.h>
+#include <poll.h>
 #include <termios.h>
 #include <unistd.h>
+
+#include "lib/misc/secret.h"
+#include "tools/orvane/failure.h"
 
 namespace orvaneCli {
 
 namespace {
 
+constexpr size_t kMaxAnswer = 4096;       /* a terminal has no longer lines */
+constexpr timespec kLook{0, 200'000'000}; /* for a signal that another thread got */
+constexpr auto kSignals =
+    std::to_array({SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGTSTP}); /* all that may end the question */
+
+constinit volatile sig_atomic_t gSignal = 0; /* the one that came, or 0 */
+
+void NoteSignal(int number) {
+    gSignal = number;
+}
+
+/* Delivers the signals to NoteSignal(), and only within WaitForInput(), while this lives. */
+class SignalScope {
+public:
+    SignalScope() {
+        gSignal = 0;
+        sigset_t blocked;
+        sigemptyset(&blocked);
+        for (const int number : kSignals)
+            sigaddset(&blocked, number);
+        sigprocmask(SIG_BLOCK, &blocked, &mask);
+        struct sigaction note {};
+        note.sa_handler = NoteSignal;
+        for (size_t i = 0; i < kSignals.size(); i++)
+            sigaction(kSignals[i], &note, &actions[i]);
+        open = mask;
+        for (size_t i = 0; i < kSignals.size(); i++) {
+            if (actions[i].sa_handler != SIG_IGN)
+                sigdelset(&open, kSignals[i]);
+        }
+    }
+    ~SignalScope() {
+        for (size_t i = 0; i < kSignals.size(); i++)
+            sigaction(kSignals[i], &actions[i], nullptr);
+        sigprocmask(SIG_SETMASK, &mask, nullptr);
+    }
+    SignalScope(const SignalScope &) = delete;
+    SignalScope &operator=(const SignalScope &) = delete;
+
+    /* False if a signal came first. */
+    bool WaitForInput() const {
+        pollfd input{STDIN_FILENO, POLLIN, 0};
+        while (gSignal == 0) {
+            const int count = ppoll(&input, 1, &kLook, &open);
+            if (count > 0 || (count < 0 && errno != EINTR))
+                return true; /* after an error, read() reports what is wrong */
+        }
+        return false;
+    }
+
+private:
+    sigset_t mask;
+    sigset_t open; /* while it waits */
+    std::array<struct sigaction, kSignals.size()> actions;
+};
+
 /* The terminal shows nothing that is typed while this lives. */
 class NoEcho {
 public:
-    NoEcho() : isChanged(tcgetattr(STDIN_FILENO, &before) == 0) {
+    explicit NoEcho(bool isWanted) : isChanged(isWanted && tcgetattr(STDIN_FILENO, &before) == 0) {
         if (!isChanged)
             return;
         termios silent = before;
@@ -34,6 +96,49 @@ private:
     bool isChanged;
 };
 
+/* A line without its end; nothing at the end of the input, or if a signal came. */
+std::optional<std::string> ReadLine(const SignalScope &signals) {
+    std::array<char, kMaxAnswer> bytes{};
+    std::string line;
+    line.reserve(kMaxAnswer); /* so that no part of a secret is left where it was before */
+    std::optional<std::string> answer;
+    while (!answer && signals.WaitForInput()) {
+        const ssize_t count = read(STDIN_FILENO, bytes.data(), bytes.size() - line.size());
+        if (count <= 0 && !(count < 0 && errno == EINTR))
+            break; /* the end, or a terminal that is gone */
+        if (count > 0)
+            line.append(bytes.data(), static_cast<size_t>(count));
+        if (line.ends_with('\n') || line.size() == kMaxAnswer) {
+            if (line.ends_with('\n'))
+                line.pop_back();
+            answer = std::move(line);
+        }
+    }
+    Secret_Wipe(bytes.data(), bytes.size());
+    return answer;
+}
+
+std::optional<std::string> AskOnce(const std::string &question, bool isSecret) {
+    const SignalScope signals;
+    const NoEcho silence(isSecret);
+    fmt::print(stderr, "{}", question);
+    std::fflush(stderr);
+    return ReadLine(signals);
+}
+
+std::optional<std::string> AskUntilAnswered(const std::string &question, bool isSecret) {
+    std::fflush(stdout);
+    for (;;) {
+        auto answer = AskOnce(question, isSecret);
+        if (answer || gSignal == 0)
+            return answer;
+        fmt::print(stderr, "\n");
+        if (gSignal != SIGTSTP)
+            throw Interrupted(gSignal);
+        raise(SIGTSTP); /* stops here; once it runs again the question is asked again */
+    }
+}
+
 } // namespace
 
 bool CanAsk() {
@@ -41,18 +146,11 @@ bool CanAsk() {
 }
 
 std::optional<std::string> Ask(const std::string &question) {
-    std::fflush(stdout);
-    fmt::print(stderr, "{}", question);
-    std::fflush(stderr);
-    std::string line;
-    if (!std::getline(std::cin, line))
-        return std::nullopt;
-    return line;
+    return AskUntilAnswered(question, false);
 }
 
 std::optional<std::string> AskSecretly(const std::string &question) {
-    const NoEcho silence;
-    return Ask(question);
+    return AskUntilAnswered(question, true);
 }
 
 } // namespace orvaneCli

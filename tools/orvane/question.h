@@ -1,7 +1,8 @@
 /*
- * question.h -- asks the person at the terminal
+ * question.h -- asks the user at the terminal
  *
- * Questions go to stderr and answers come from stdin; both must be a terminal.
+ * Questions go to stderr and answers come from stdin; both must be a terminal. A signal that ends the program
+ * ends the question as well: the terminal is as it was before, and Interrupted is thrown.
  *
  * Threads: one; it waits.
  */
@@ -14,7 +15,7 @@ namespace orvaneCli {
 
 bool CanAsk();
 
-/* A line without its end; nothing at the end of the input. */
+/* A line without its end; nothing at the end of the input. Throws Interrupted. */
 std::optional<std::string> Ask(const std::string &question);
 
 /* The same without showing what is typed. */

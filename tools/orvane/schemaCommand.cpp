@@ -4,6 +4,7 @@
 
 #include <fmt/format.h>
 
+#include "tools/orvane/command.h"
 #include "tools/orvane/trustOptions.h"
 
 namespace orvaneCli {
@@ -12,7 +13,7 @@ namespace {
 
 constexpr int kMaxSeconds = 3600;
 
-/* The TLS layer, started when an https document is fetched first, and what was decided on each service. */
+/* The decisions on the services' certificates. Starts the TLS layer with the first https document. */
 class Trusts {
 public:
     explicit Trusts(const TrustOptions &trustOptions) : options(trustOptions) {}
@@ -52,10 +53,8 @@ bool LeadsToTls(const std::string &named) {
 int RunImport(const SchemaOptions &options) {
     const bool isChosen = !options.trust.pin.empty() || !options.trust.ca.empty();
     for (const std::string &url : options.wanted.urls) {
-        if (isChosen && !LeadsToTls(url)) {
-            fmt::print(stderr, "orvane: --pin and --ca need an https address, not {}\n", url);
-            return schemaImport::kBadUsage;
-        }
+        if (isChosen && !LeadsToTls(url))
+            throw BadUsage(fmt::format("--pin and --ca need an https address, not {}", url));
     }
     Trusts trusts(options.trust);
     schemaImport::ImportOptions wanted = options.wanted;
@@ -70,11 +69,11 @@ int RunImport(const SchemaOptions &options) {
 
 void AddSchema(CLI::App &program, SchemaOptions &all, int &status) {
     schemaImport::ImportOptions &options = all.wanted;
-    CLI::App *schema = program.add_subcommand("schema", "Works on the tables of the schema");
+    CLI::App *schema = program.add_subcommand("schema", "Work on the tables of the schema");
     schema->require_subcommand(1);
     CLI::App *command = schema->add_subcommand(
         "import",
-        "Makes overlay tables of XSD and WSDL documents; says on stderr what is not used");
+        "Make overlay tables of XSD and WSDL documents; what is not used is listed on stderr");
     command->footer("RELEASE is a release of the service, such as ozy25/5.5; documents of several "
                     "releases give each field the first that has it. The exit status is 1 if "
                     "nothing could be used, and 2 for a wrong command line.");
@@ -87,15 +86,18 @@ void AddSchema(CLI::App &program, SchemaOptions &all, int &status) {
     command->add_option("--namespace", options.ns, "Namespace of new types")
         ->capture_default_str()
         ->check(CLI::IsMember({"qorm", "ozy", "ferry"}));
-    command->add_option("-o,--output", options.output,
-                        "File for the tables, or folder for imported.schema; stdout without");
+    command->add_option(
+        "-o,--output", options.output,
+        "File for the tables, or folder for imported.schema; \"-\", or nothing, for stdout");
     command->add_flag("--oldest-is-all", options.isOldestAll,
-                      "What the oldest release has is part of every release");
+                      "The fields of the oldest release are part of every release");
     AddTrustOptions(*command, all.trust);
-    command->add_option("--timeout", options.timeoutSeconds, "Seconds to wait for the service")
+    command
+        ->add_option("--timeout", options.timeoutSeconds,
+                     "Time limit for the service to send something, in seconds")
         ->capture_default_str()
         ->check(CLI::Range(1, kMaxSeconds));
-    command->callback([&] { status = RunImport(all); });
+    command->callback([&] { status = RunCommand([&] { return RunImport(all); }); });
 }
 
 } // namespace orvaneCli

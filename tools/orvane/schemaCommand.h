@@ -1,5 +1,5 @@
 /*
- * schemaCommand.h -- "orvane schema": work on the tables of the schema
+ * schemaCommand.h -- "orvane schema": works on the tables of the schema
  */
 #pragma once
 
@@ -15,7 +15,7 @@ struct SchemaOptions {
     TrustOptions trust;
 };
 
-/* Adds the command; the status is set when it has run. Both must outlive the parsing. */
+/* Adds the command, whose callback sets the status. Both must outlive the parsing. */
 void AddSchema(CLI::App &program, SchemaOptions &options, int &status);
 
 } // namespace orvaneCli

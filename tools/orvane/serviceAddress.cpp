@@ -7,6 +7,7 @@
 
 #include <arpa/inet.h>
 #include <fmt/format.h>
+#include <orvane/session.h>
 
 #include "tools/schemaImport/urlPart.h"
 
@@ -37,13 +38,6 @@ std::string ServiceAddress::Key() const {
     return isV6 ? fmt::format("[{}]:{}", host, port) : fmt::format("{}:{}", host, port);
 }
 
-bool ServiceAddress::IsLoopback() const {
-    in_addr bytes{};
-    if (inet_pton(AF_INET, host.c_str(), &bytes) == 1)
-        return ntohl(bytes.s_addr) >> 24 == 127;
-    return host == "localhost" || host == "::1";
-}
-
 std::string ServiceAddress::CertificateHost() const {
     in6_addr bytes{};
     if (inet_pton(AF_INET6, host.substr(0, host.find('%')).c_str(), &bytes) != 1)
@@ -56,17 +50,16 @@ std::string ServiceAddress::CertificateHost() const {
 }
 
 std::optional<ServiceAddress> ParseServiceAddress(const std::string &url) {
+    const OrvaneUrlKind kind = orvane_session_judge_url(url.c_str());
     const UrlPtr parsed(curl_url());
-    if (parsed == nullptr || curl_url_set(parsed.get(), CURLUPART_URL, url.c_str(), 0) != CURLUE_OK)
+    if (kind == ORVANE_URL_INVALID || parsed == nullptr ||
+        curl_url_set(parsed.get(), CURLUPART_URL, url.c_str(), 0) != CURLUE_OK)
         return std::nullopt;
-    const std::string scheme = UrlPart(parsed.get(), CURLUPART_SCHEME);
     std::string host = PlainHost(UrlPart(parsed.get(), CURLUPART_HOST));
     const std::string zone = UrlPart(parsed.get(), CURLUPART_ZONEID);
-    if ((scheme != "http" && scheme != "https") || host.empty())
-        return std::nullopt;
     if (!zone.empty())
         host += "%" + zone;
-    return ServiceAddress{scheme == "https", host,
+    return ServiceAddress{kind == ORVANE_URL_ENCRYPTED, kind != ORVANE_URL_UNENCRYPTED, host,
                           std::atoi(UrlPart(parsed.get(), CURLUPART_PORT).c_str())};
 }
 

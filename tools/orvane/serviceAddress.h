@@ -13,17 +13,16 @@ namespace orvaneCli {
 
 struct ServiceAddress {
     bool isTls;
+    bool isSafe;      /* nobody on the way can read along: https, or http to this machine */
     std::string host; /* an IPv6 address without brackets */
     int port;
 
     std::string Key() const;
-    /* Whether it is on this machine, by its name or address. */
-    bool IsLoopback() const;
     /* The host as SSL_GetCertErrors() wants it: an IPv6 address with all its groups. */
     std::string CertificateHost() const;
 };
 
-/* Nothing if the text is no http or https address. */
+/* Nothing if the text is no http or https address that the library and this program read in the same way. */
 std::optional<ServiceAddress> ParseServiceAddress(const std::string &url);
 
 } // namespace orvaneCli

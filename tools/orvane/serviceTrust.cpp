@@ -11,6 +11,7 @@
 
 #include "lib/misc/glibPtr.h"
 #include "tools/orvane/question.h"
+#include "tools/orvane/terminal.h"
 
 namespace fs = std::filesystem;
 
@@ -19,7 +20,6 @@ namespace orvaneCli {
 namespace {
 
 constexpr int kMostAttempts = 3;
-constexpr int kFewestCurveBits = 224;
 
 using CertInfoPtr = std::unique_ptr<SSLCertInfo, Release<SSL_FreeCertInfo>>;
 
@@ -101,7 +101,7 @@ ServiceTrust::~ServiceTrust() {
 void ServiceTrust::Install(OrvaneSession *session) {
     if (options.isInsecure)
         return;
-    if (!address.isTls && !address.IsLoopback())
+    if (!address.isSafe)
         throw Failure(
             fmt::format("http to {} is not encrypted and shows the password to whoever is "
                         "on the way; --insecure connects nevertheless",
@@ -153,8 +153,8 @@ ServiceTrust::Decision ServiceTrust::Decide(X509_STORE_CTX *storeContext, X509 *
     const CertInfoPtr info(certificate == nullptr ? nullptr : SSL_GetCertInfo(certificate));
     if (info == nullptr)
         return Refuse(fmt::format("the certificate of {} cannot be read", key));
-    const Seen seen = {info->subject,
-                       info->issuer,
+    const Seen seen = {Printable(info->subject),
+                       Printable(info->issuer),
                        info->notBefore,
                        info->notAfter,
                        info->thumbprint,
@@ -193,10 +193,8 @@ ServiceTrust::Decision ServiceTrust::DecideByMemory(X509_STORE_CTX *storeContext
             "the line of {} from {}",
             key, expected, seen.thumbprint256, key, known.Path()));
 
-    guint64 errors =
-        SSL_GetCertErrors(storeContext, certificate, address.CertificateHost().c_str(), nullptr);
-    if (seen.isEllipticCurve && seen.keyBits >= kFewestCurveBits)
-        errors &= ~SSL_CERT_KEY_TOO_SMALL; /* which is measured for RSA */
+    const guint64 errors =
+        SSL_GetServerCertErrors(storeContext, certificate, address.host.c_str(), nullptr);
     if (errors == 0)
         return Accept("by a trusted authority");
     const GPtr<char> problems(SSL_DescribeCertErrors(errors));

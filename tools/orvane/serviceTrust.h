@@ -20,7 +20,7 @@
 #include <string>
 
 #include <orvane/orvane.h>
-#include <ssl/ssl.h>
+#include <orvane/ssl.h>
 
 #include "tools/orvane/knownServices.h"
 #include "tools/orvane/serviceAddress.h"

@@ -1,6 +1,7 @@
 #include "tools/orvane/terminal.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <clocale>
 #include <cstdio>
 #include <cstdlib>
@@ -9,6 +10,8 @@
 #include <fmt/format.h>
 #include <langinfo.h>
 #include <unistd.h>
+
+#include "lib/misc/printableText.h"
 
 namespace orvaneCli {
 
@@ -45,6 +48,8 @@ const char *Code(Style style) {
     return "";
 }
 
+constinit int gOutputError = 0; /* errno of the first write that failed */
+
 std::string Repeated(std::string_view text, int count) {
     std::string all;
     for (int i = 0; i < count; i++)
@@ -53,6 +58,25 @@ std::string Repeated(std::string_view text, int count) {
 }
 
 } // namespace
+
+std::string Printable(std::string_view foreign) {
+    /* only a terminal reads single bytes of a character, and only if it does not expect UTF-8 */
+    static const bool isAscii =
+        !LocaleIsUnicode() && (isatty(STDOUT_FILENO) == 1 || isatty(STDERR_FILENO) == 1);
+    return PrintableText_Make(foreign, isAscii ? PrintableForm::Ascii : PrintableForm::Utf8);
+}
+
+/* Does not throw, since callbacks of the library write, too. */
+void WriteOutput(std::string_view text) {
+    const bool isWritten =
+        fwrite(text.data(), 1, text.size(), stdout) == text.size() && fflush(stdout) == 0;
+    if (!isWritten && gOutputError == 0)
+        gOutputError = errno;
+}
+
+int OutputError() {
+    return gOutputError;
+}
 
 Terminal::Terminal() : isLive(StdoutTakesStyles()), hasUnicode(LocaleIsUnicode()) {}
 
@@ -64,10 +88,9 @@ std::string Terminal::Styled(Style style, std::string_view text) const {
 
 void Terminal::Line(std::string_view text) {
     if (isLive && !label.empty())
-        fmt::print("{}{}\n{}", kClearLine, text, Bar());
+        WriteOutput(fmt::format("{}{}\n{}", kClearLine, text, Bar()));
     else
-        fmt::print("{}\n", text);
-    fflush(stdout);
+        WriteOutput(fmt::format("{}\n", text));
 }
 
 void Terminal::Heading(std::string_view title, std::string_view remark) {
@@ -80,20 +103,17 @@ void Terminal::Progress(std::string_view newLabel, int newPercent) {
     percent = std::clamp(newPercent, 0, 100);
     if (seen.empty() || seen.back() != percent)
         seen.push_back(percent);
-    if (!isLive)
-        return;
-    fmt::print("{}{}", kClearLine, Bar());
-    fflush(stdout);
+    if (isLive)
+        WriteOutput(kClearLine + Bar());
 }
 
 void Terminal::EndProgress(Style style, std::string_view word) {
-    if (isLive)
-        fmt::print("{}{} {}\n", kClearLine, Bar(), Styled(style, word));
-    else
-        fmt::print("  {}  {} %  {}\n", label, fmt::join(seen, " "), word);
-    fflush(stdout);
+    const std::string text =
+        isLive ? fmt::format("{}{} {}\n", kClearLine, Bar(), Styled(style, word))
+               : fmt::format("  {}  {} %  {}\n", label, fmt::join(seen, " "), word);
     label.clear();
     seen.clear();
+    WriteOutput(text);
 }
 
 std::string Terminal::Bar() const {

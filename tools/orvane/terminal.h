@@ -1,9 +1,11 @@
 /*
- * terminal.h -- what the program writes to stdout: lines, styled words, a progress bar
+ * terminal.h -- the program's output on stdout: lines, styled words, a progress bar
  *
  * On a terminal words are coloured and the bar moves in place. Elsewhere, and with NO_COLOR or
- * TERM=dumb in the environment, the same comes as plain lines.
+ * TERM=dumb in the environment, the output is plain lines. Texts of a service or a certificate go through
+ * Printable() first.
  *
+ * Errors:  output that cannot be written is dropped; OutputError() says so at the end.
  * Threads: one.
  */
 #pragma once
@@ -16,6 +18,14 @@ namespace orvaneCli {
 
 enum class Style { kPlain, kHeading, kGood, kBad, kFaint };
 
+/* Returns a text of a service or certificate as it may be written to stdout and stderr. */
+std::string Printable(std::string_view foreign);
+
+/* Writes to stdout. */
+void WriteOutput(std::string_view text);
+/* Returns the errno of the first write to stdout that failed; 0 if none did. */
+int OutputError();
+
 class Terminal {
 public:
     Terminal(); /* looks at stdout and the environment */
@@ -25,13 +35,13 @@ public:
     bool HasUnicode() const { return hasUnicode; }
 
     std::string Styled(Style style, std::string_view text) const;
-    /* A whole line; while a bar is shown, above it. */
+    /* Writes a line; above the bar, if one is shown. */
     void Line(std::string_view text);
     void Heading(std::string_view title, std::string_view remark = "");
 
-    /* Shows a bar, or moves the one that is shown. */
+    /* Shows a bar, or moves it. */
     void Progress(std::string_view label, int percent);
-    /* Ends the bar with a word behind it. */
+    /* Ends the bar, with a word after it. */
     void EndProgress(Style style, std::string_view word);
 
 private:
@@ -41,7 +51,7 @@ private:
     bool hasUnicode;
     std::string label; /* of the bar; empty if none is shown */
     int percent = 0;
-    std::vector<int> seen; /* what the bar has shown */
+    std::vector<int> seen; /* percentages that the bar has shown */
 };
 
 } // namespace orvaneCli

@@ -1,12 +1,14 @@
 #include "tools/schemaImport/importCommand.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <filesystem>
 #include <optional>
 
 #include <fmt/format.h>
 
+#include "lib/misc/printableText.h"
 #include "ozy/lib/schemaRows/versionTexts.h"
 #include "ozy/lib/schemaText/schemaRecover.h"
 #include "tools/schemaImport/fetch.h"
@@ -94,7 +96,7 @@ void Append(XsdSchema *to, XsdSchema from, Notes *notes) {
         if (found == to->types.end())
             to->types.push_back(std::move(type));
         else
-            notes->push_back({type.place, "type '" + type.name + "' stands already at " +
+            notes->push_back({type.place, "type '" + type.name + "' is already defined at " +
                                               PlaceText(found->place)});
     }
     std::ranges::move(from.operations, std::back_inserter(to->operations));
@@ -165,7 +167,7 @@ std::string Counted(size_t count, const char *noun) {
 std::string Report(const Merged &merged, const Notes &notes) {
     std::string report;
     for (const Note &note : notes)
-        report += PlaceText(note.place) + ": " + note.text + "\n";
+        report += PrintableText_Make(PlaceText(note.place) + ": " + note.text) + "\n";
     report += fmt::format("{} ({} new), {} ({} new), {}; {} not used\n",
                           Counted(merged.numClasses, "class"), merged.numNewClasses,
                           Counted(merged.numEnums, "enumeration"), merged.numNewEnums,
@@ -173,30 +175,33 @@ std::string Report(const Merged &merged, const Notes &notes) {
     return report;
 }
 
-/* What was written must read as what was meant. */
+/* Guards against tables that the schema's own reader would refuse. */
 bool IsReadable(const std::string &tables, std::string *report) {
     SchemaModel model;
     SchemaErrors errors;
     if (SchemaText_Parse(&model, kOutputName, tables, &errors))
         return true;
     for (const std::string &message : errors.messages)
-        *report += message + "\n";
+        *report += PrintableText_Make(message) + "\n";
     return false;
 }
 
-bool WriteTables(const std::string &output, const std::string &tables) {
-    if (output.empty())
-        return std::fwrite(tables.data(), 1, tables.size(), stdout) == tables.size() &&
-               std::fflush(stdout) == 0;
+bool WriteStdout(const std::string &tables, std::string *why) {
+    if (std::fwrite(tables.data(), 1, tables.size(), stdout) == tables.size() &&
+        std::fflush(stdout) == 0)
+        return true;
+    *why = std::string("stdout: ") + g_strerror(errno);
+    return false;
+}
+
+bool WriteTables(const std::string &output, const std::string &tables, std::string *why) {
+    if (output.empty() || output == "-")
+        return WriteStdout(tables, why);
     std::error_code error;
     const bool isFolder = output.ends_with('/') || std::filesystem::is_directory(output, error);
     const std::string path =
         isFolder ? std::filesystem::path(output) / kOutputName : std::filesystem::path(output);
-    std::string why;
-    if (OutputFile_Write(path, tables, &why))
-        return true;
-    std::fprintf(stderr, "orvane: %s\n", why.c_str());
-    return false;
+    return OutputFile_Write(path, tables, why);
 }
 
 } // namespace
@@ -232,8 +237,11 @@ int RunImport(const ImportOptions &options) {
     std::string tables;
     std::string report;
     int status = ImportText(BuiltInSchema(), options, &tables, &report);
-    if (status == kImported && !WriteTables(options.output, tables))
+    std::string why;
+    if (status == kImported && !WriteTables(options.output, tables, &why)) {
+        report += "orvane: the tables cannot be written: " + why + "\n";
         status = kNothingUsable;
+    }
     std::fputs(report.c_str(), stderr);
     return status;
 }

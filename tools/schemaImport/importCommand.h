@@ -1,5 +1,5 @@
 /*
- * importCommand.h -- "orvane schema import": documents in, tables out, a report of the rest
+ * importCommand.h -- "orvane schema import": documents in, tables out, and a report of what is not used
  *
  *   orvane schema import -o overlay.schema ozy25/5.0=old/service.wsdl ozy25/5.5=new/service.wsdl
  *
@@ -22,7 +22,7 @@ struct ImportOptions {
     std::vector<std::string> documents; /* "[RELEASE=]FILE or folder" */
     std::vector<std::string> urls;      /* "[RELEASE=]URL" */
     std::string ns = "ozy";
-    std::string output;      /* a file, or a folder; empty: stdout */
+    std::string output;      /* a file, or a folder that exists; empty, or "-": stdout */
     std::string authorities; /* of https; empty: those of the system */
     bool isInsecure = false;
     /* Who decides on certificates in place of authorities; see FetchOptions. */

@@ -109,7 +109,8 @@ std::vector<File> MakeFiles(const Options &options, const Emission &emission) {
 bool WriteFiles(const std::vector<File> &files) {
     for (const File &file : files) {
         std::string error;
-        if (!OutputFile_Write(file.path, file.text, &error)) {
+        if (!OutputFile_MakeFolder(file.path, &error) ||
+            !OutputFile_Write(file.path, file.text, &error)) {
             std::fprintf(stderr, "schemagen: %s\n", error.c_str());
             return false;
         }

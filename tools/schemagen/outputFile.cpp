@@ -1,11 +1,23 @@
 #include "tools/schemagen/outputFile.h"
 
+#include <cerrno>
+
+#include <fcntl.h>
 #include <glib.h>
 #include <glib/gstdio.h>
+#include <unistd.h>
 
 #include "lib/misc/glibPtr.h"
 
 namespace {
+
+constexpr int kReaderSeconds = 2; /* how long a pipe may be without a reader */
+constexpr int kLooksPerSecond = 20;
+
+bool Fail(const std::string &path, std::string *error) {
+    *error = path + ": " + g_strerror(errno);
+    return false;
+}
 
 bool HasBytes(const std::string &path, std::string_view bytes) {
     gchar *raw = nullptr;
@@ -16,22 +28,69 @@ bool HasBytes(const std::string &path, std::string_view bytes) {
     return std::string_view(raw, size) == bytes;
 }
 
+/* Written beside the old one, which it then replaces. */
+bool Replace(const std::string &path, std::string_view bytes, std::string *error) {
+    if (HasBytes(path, bytes))
+        return true;
+    GError *raw = nullptr;
+    if (g_file_set_contents(path.c_str(), bytes.data(), static_cast<gssize>(bytes.size()), &raw))
+        return true;
+    *error = raw->message;
+    g_error_free(raw);
+    return false;
+}
+
+/* A pipe without a reader refuses to be opened, and is tried again; it never makes the program hang. */
+int OpenThrough(const std::string &path) {
+    for (int i = 0;; i++) {
+        const int file = open(path.c_str(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+        if (file >= 0 || errno != ENXIO || i == kReaderSeconds * kLooksPerSecond)
+            return file;
+        g_usleep(G_USEC_PER_SEC / kLooksPerSecond);
+    }
+}
+
+bool WriteAll(int file, std::string_view bytes) {
+    while (!bytes.empty()) {
+        const ssize_t count = write(file, bytes.data(), bytes.size());
+        if (count < 0 && errno != EINTR)
+            return false;
+        bytes.remove_prefix(count < 0 ? 0 : static_cast<size_t>(count));
+    }
+    return true;
+}
+
+bool WriteThrough(const std::string &path, std::string_view bytes, std::string *error) {
+    const int file = OpenThrough(path);
+    if (file < 0)
+        return Fail(path, error);
+    const bool isWritten = fcntl(file, F_SETFL, O_WRONLY) == 0 && WriteAll(file, bytes);
+    const int saved = errno;
+    const bool isClosed = close(file) == 0;
+    if (!isWritten)
+        errno = saved;
+    return (isWritten && isClosed) || Fail(path, error);
+}
+
 } // namespace
 
 bool OutputFile_Write(const std::string &path, std::string_view bytes, std::string *error) {
-    if (HasBytes(path, bytes))
-        return true;
-
-    const GPtr<gchar> folder(g_path_get_dirname(path.c_str()));
-    if (g_mkdir_with_parents(folder.get(), 0777) != 0) {
-        *error = "cannot make folder " + std::string(folder.get()) + ": " + g_strerror(errno);
-        return false;
+    GStatBuf status;
+    if (g_stat(path.c_str(), &status) != 0) {
+        if (errno == ENOENT && !g_file_test(path.c_str(), G_FILE_TEST_IS_SYMLINK))
+            return Replace(path, bytes, error);
+        return Fail(path, error);
     }
+    if (!S_ISREG(status.st_mode))
+        return WriteThrough(path, bytes, error);
+    const GPtr<char> real(realpath(path.c_str(), nullptr));
+    return real ? Replace(real.get(), bytes, error) : Fail(path, error);
+}
 
-    GError *raw = nullptr;
-    if (g_file_set_contents(path.c_str(), bytes.data(), static_cast<gssize>(bytes.size()), &raw))
-        return true; /* written beside it and renamed */
-    *error = raw->message;
-    g_error_free(raw);
+bool OutputFile_MakeFolder(const std::string &path, std::string *error) {
+    const GPtr<gchar> folder(g_path_get_dirname(path.c_str()));
+    if (g_mkdir_with_parents(folder.get(), 0777) == 0)
+        return true;
+    *error = "cannot make folder " + std::string(folder.get()) + ": " + g_strerror(errno);
     return false;
 }

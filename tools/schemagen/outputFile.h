@@ -1,13 +1,19 @@
 /*
  * outputFile.h -- writes a file as a whole or not at all
  *
- * A file that has these bytes already is left alone with its time stamp, so that nothing that is
- * built from it is built again.
+ * A regular file that has these bytes already is left alone with its time stamp, so that nothing that is built
+ * from it is built again. A link is followed. Anything else (a device, a pipe) is written to and never replaced;
+ * a pipe has to be opened by its reader within two seconds.
+ *
+ * Errors: a false result with a text that says why; a regular file is then as it was.
  */
 #pragma once
 
 #include <string>
 #include <string_view>
 
-/* False if it could not be written; the error then says why, and the file is as it was. */
+/* The file's folder must exist. */
 bool OutputFile_Write(const std::string &path, std::string_view bytes, std::string *error);
+
+/* Makes the folder that a file is to be in, with those above it. */
+bool OutputFile_MakeFolder(const std::string &path, std::string *error);

@@ -13,6 +13,18 @@ namespace simulator {
 
 namespace {
 
+constexpr size_t kSmallJournal = 1000; /* changes that are not worth joining */
+constexpr size_t kMaxRetrievals = 100; /* of a collector; the oldest is dropped */
+
+/* Versions and tokens are numbers. */
+std::optional<uint64_t> ParseNumber(const std::string &text) {
+    uint64_t number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    if (error != std::errc() || end != text.data() + text.size())
+        return std::nullopt;
+    return number;
+}
+
 Fault UnknownVersion() {
     return Fault("InvalidCollectorVersion", "The collector does not know the version.");
 }
@@ -285,11 +297,9 @@ std::optional<std::string> Collectors::Updates(Collector &collector, const std::
     if (text.empty()) {
         collector.versions.clear();
     } else {
-        uint64_t id = 0;
-        const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), id);
-        const auto known = collector.versions.find(id);
-        if (error != std::errc() || end != text.data() + text.size() ||
-            known == collector.versions.end())
+        const auto id = ParseNumber(text);
+        const auto known = id ? collector.versions.find(*id) : collector.versions.end();
+        if (known == collector.versions.end())
             throw UnknownVersion();
         collector.versions.erase(collector.versions.begin(), known);
         base = known->second;
@@ -409,6 +419,23 @@ void Collectors::ForgetJournal() {
         for (const auto &[id, version] : collector->versions)
             needed = std::min(needed, version.number);
     service.inventory.Forget(needed);
+    JoinJournal();
+}
+
+/* A session that does not ask keeps its version, and with it all later changes. Joined, they are at most one per
+ * property and version. */
+void Collectors::JoinJournal() {
+    if (service.inventory.JournalSize() < std::max(joinAt, kSmallJournal))
+        return;
+    std::set<uint64_t> numbers = {service.views.SettledAt()};
+    for (const auto &collector : collectors) {
+        for (const auto &[id, version] : collector->versions)
+            numbers.insert(version.number);
+        for (const auto &filter : collector->filters)
+            numbers.insert(filter->checkedTo);
+    }
+    service.inventory.Join(numbers);
+    joinAt = 2 * service.inventory.JournalSize();
 }
 
 int Collectors::NumFilters() const {
@@ -499,9 +526,11 @@ std::string RetrieveResult(Collector &collector, std::vector<std::string> conten
         objects += "<objects>" + contents[i] + "</objects>";
     if (count < contents.size()) {
         contents.erase(contents.begin(), contents.begin() + static_cast<std::ptrdiff_t>(count));
-        const std::string token = std::to_string(++collector.lastVersion);
+        const uint64_t token = ++collector.lastVersion;
         collector.retrievals[token] = {std::move(contents), maxObjects};
-        text += "<token>" + token + "</token>";
+        if (collector.retrievals.size() > kMaxRetrievals)
+            collector.retrievals.erase(collector.retrievals.begin());
+        text += fmt::format("<token>{}</token>", token);
     }
     return text + objects + "</returnval>";
 }
@@ -522,7 +551,8 @@ Result RetrievePropertiesEx(Service &service, const CallPtr &call) {
 
 /* What a token stands for; it serves once. */
 Collector::Retrieval TakeRetrieval(Collector &collector, const Call &call) {
-    const auto at = collector.retrievals.find(ReadText(call.Arguments(), "token"));
+    const auto token = ParseNumber(ReadText(call.Arguments(), "token"));
+    const auto at = token ? collector.retrievals.find(*token) : collector.retrievals.end();
     if (at == collector.retrievals.end())
         throw InvalidArgument("token", "The token is not known.");
     Collector::Retrieval retrieval = std::move(at->second);

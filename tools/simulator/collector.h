@@ -87,7 +87,7 @@ struct Collector {
     std::unordered_map<const Object *, std::vector<Filter *>> fixed; /* the others, by member */
     std::map<uint64_t, Version> versions;
     uint64_t lastVersion = 0;
-    std::map<std::string, Retrieval> retrievals; /* by token */
+    std::map<uint64_t, Retrieval> retrievals; /* by token */
 };
 
 class Collectors {
@@ -140,11 +140,13 @@ private:
     std::string ModifyTextOf(const Filter &filter, const OldValues &old) const;
     std::vector<Filter *> ConcernedFilters(const Collector &collector, uint64_t since) const;
     void ForgetJournal();
+    void JoinJournal();
 
     Service &service;
     std::vector<std::unique_ptr<Collector>> collectors;
     std::vector<WaitRow> waits;
     uint64_t settledAt = 0;
+    size_t joinAt = 0; /* size of the journal at which it is joined next */
 };
 
 } // namespace simulator

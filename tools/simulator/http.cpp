@@ -4,6 +4,7 @@
 #include <array>
 #include <cctype>
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <stdexcept>
 #include <system_error>
@@ -12,6 +13,7 @@
 #include <fmt/format.h>
 #include <microhttpd.h>
 #include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <sys/epoll.h>
 #include <sys/eventfd.h>
 #include <sys/socket.h>
@@ -23,6 +25,25 @@ namespace simulator {
 namespace {
 
 constexpr size_t kMaxBody = size_t{64} << 20;
+constexpr int64_t kAcceptPauseMs = 100; /* without descriptors for new connections */
+
+int64_t MonotonicMs() {
+    return std::chrono::duration_cast<std::chrono::milliseconds>(
+               std::chrono::steady_clock::now().time_since_epoch())
+        .count();
+}
+
+/* Lets the kernel find out that a peer has vanished without a word, also while a call waits. */
+void KeepAlive(int socket) {
+    const int on = 1;
+    const int idle = 60;
+    const int interval = 20;
+    const int count = 3;
+    setsockopt(socket, SOL_SOCKET, SO_KEEPALIVE, &on, sizeof on);
+    setsockopt(socket, IPPROTO_TCP, TCP_KEEPIDLE, &idle, sizeof idle);
+    setsockopt(socket, IPPROTO_TCP, TCP_KEEPINTVL, &interval, sizeof interval);
+    setsockopt(socket, IPPROTO_TCP, TCP_KEEPCNT, &count, sizeof count);
+}
 
 std::system_error Failed(const std::string &what) {
     return std::system_error(errno, std::generic_category(), what);
@@ -253,12 +274,12 @@ HttpServer::HttpServer(const Settings &given, std::function<void(const ExchangeP
             {isTls ? MHD_OPTION_HTTPS_MEM_CERT : MHD_OPTION_END, 0, settings.certificate.data()},
             {MHD_OPTION_HTTPS_MEM_KEY, 0, settings.privateKey.data()},
             {MHD_OPTION_END, 0, nullptr}};
-        daemon = MHD_start_daemon(flags, 0, nullptr, nullptr, Glue::OnRequest, this,
-                                  MHD_OPTION_EXTERNAL_LOGGER, Glue::OnLog, nullptr,
-                                  MHD_OPTION_NOTIFY_COMPLETED, Glue::OnCompleted, this,
-                                  MHD_OPTION_NOTIFY_CONNECTION, Glue::OnConnection, this,
-                                  MHD_OPTION_CONNECTION_MEMORY_LIMIT, size_t{128} << 10,
-                                  MHD_OPTION_ARRAY, tls, MHD_OPTION_END);
+        daemon = MHD_start_daemon(
+            flags, 0, nullptr, nullptr, Glue::OnRequest, this, MHD_OPTION_EXTERNAL_LOGGER,
+            Glue::OnLog, nullptr, MHD_OPTION_NOTIFY_COMPLETED, Glue::OnCompleted, this,
+            MHD_OPTION_NOTIFY_CONNECTION, Glue::OnConnection, this,
+            MHD_OPTION_CONNECTION_MEMORY_LIMIT, size_t{128} << 10, MHD_OPTION_CONNECTION_TIMEOUT,
+            static_cast<unsigned>(settings.idleSeconds), MHD_OPTION_ARRAY, tls, MHD_OPTION_END);
         const auto *info =
             daemon == nullptr ? nullptr : MHD_get_daemon_info(daemon, MHD_DAEMON_INFO_EPOLL_FD);
         if (info == nullptr)
@@ -310,19 +331,37 @@ void HttpServer::Accept() {
         SocketAddress address;
         const int socket = accept4(listenDescriptor, address.Generic(), &address.size,
                                    SOCK_CLOEXEC | SOCK_NONBLOCK);
-        if (socket < 0)
+        if (socket < 0) {
+            /* else the descriptor would stay readable, and each Run() would fail again */
+            if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM)
+                PauseAccepting();
             return;
+        }
         numConnections++;
-        /* It closes the socket itself if it cannot take it. */
+        KeepAlive(socket);
+        /* libmicrohttpd closes the socket itself if it cannot take it. */
         MHD_add_connection(daemon, socket, address.Generic(), address.size);
     }
 }
 
+void HttpServer::PauseAccepting() {
+    epoll_ctl(pollDescriptor, EPOLL_CTL_DEL, listenDescriptor, nullptr);
+    acceptAgainAt = MonotonicMs() + kAcceptPauseMs;
+}
+
+void HttpServer::ResumeAccepting() {
+    acceptAgainAt = 0;
+    AddToPoll(pollDescriptor, listenDescriptor, EPOLLIN);
+}
+
 int HttpServer::TimeoutMs() const {
+    int64_t left = INT64_MAX;
     MHD_UNSIGNED_LONG_LONG timeout = 0;
-    if (MHD_get_timeout(daemon, &timeout) != MHD_YES)
-        return -1;
-    return static_cast<int>(std::min<MHD_UNSIGNED_LONG_LONG>(timeout, INT32_MAX));
+    if (MHD_get_timeout(daemon, &timeout) == MHD_YES)
+        left = static_cast<int64_t>(std::min<MHD_UNSIGNED_LONG_LONG>(timeout, INT32_MAX));
+    if (acceptAgainAt != 0)
+        left = std::min(left, std::max<int64_t>(acceptAgainAt - MonotonicMs(), 0));
+    return left == INT64_MAX ? -1 : static_cast<int>(left);
 }
 
 void HttpServer::Run() {
@@ -331,6 +370,8 @@ void HttpServer::Run() {
     (void)!read(wakeDescriptor, &count, sizeof count);
     (void)!read(timerDescriptor, &count, sizeof count);
 
+    if (acceptAgainAt != 0 && MonotonicMs() >= acceptAgainAt)
+        ResumeAccepting();
     std::array<epoll_event, 64> events{};
     const int numEvents = epoll_wait(pollDescriptor, events.data(), events.size(), 0);
     for (int i = 0; i < numEvents; i++) {
@@ -366,8 +407,10 @@ void HttpServer::WakeAfter(int64_t milliseconds) {
 void HttpServer::SetListening(bool listening) {
     if (listening && listenDescriptor < 0)
         Open();
-    else if (!listening)
+    else if (!listening) {
         CloseDescriptor(listenDescriptor);
+        acceptAgainAt = 0;
+    }
 }
 
 void HttpServer::ResetConnections() {

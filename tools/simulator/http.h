@@ -36,7 +36,7 @@ struct HttpAnswer {
 
 class HttpServer;
 
-/* One request and its answer. */
+/* A request and its answer. */
 struct HttpExchange {
     std::string method;
     std::string path;
@@ -68,6 +68,7 @@ public:
         int port = 0;
         std::string certificate;
         std::string privateKey;
+        int idleSeconds = 60; /* after which a connection is closed on which nothing moves */
     };
     HttpServer(const Settings &settings, std::function<void(const ExchangePtr &)> handler);
     ~HttpServer();
@@ -93,6 +94,8 @@ private:
 
     void Open();
     void Accept();
+    void PauseAccepting();
+    void ResumeAccepting();
     void WatchSuspended(const ExchangePtr &exchange);
     void Unwatch(const HttpExchange &exchange);
     void Drop(const ExchangePtr &exchange);
@@ -103,6 +106,7 @@ private:
     std::function<void(const ExchangePtr &)> handler;
     int port = 0;
     int listenDescriptor = -1;
+    int64_t acceptAgainAt = 0; /* on the monotonic clock in milliseconds; 0: accepting */
     int pollDescriptor = -1;
     int wakeDescriptor = -1;
     int timerDescriptor = -1;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <stdexcept>
+#include <utility>
 
 #include "tools/simulator/overlay.h"
 
@@ -102,6 +103,26 @@ void Inventory::Forget(uint64_t number) {
     if (journalStart < 1000 || journalStart < journal.size() / 2)
         return;
     journal.erase(journal.begin(), journal.begin() + static_cast<std::ptrdiff_t>(journalStart));
+    journalStart = 0;
+}
+
+void Inventory::Join(const std::set<uint64_t> &numbers) {
+    std::vector<Change> joined;
+    std::set<std::pair<const Object *, std::string_view>> known; /* since the last of the numbers */
+    uint64_t since = forgotten;
+    auto next = numbers.upper_bound(forgotten);
+    for (size_t i = journalStart; i < journal.size(); i++) {
+        const Change &change = journal[i];
+        for (; next != numbers.end() && *next < change.number; ++next) {
+            since = *next;
+            known.clear();
+        }
+        const Object &object = *change.object;
+        const bool hasComeAndGone = object.gone && object.order > since;
+        if (!hasComeAndGone && known.emplace(&object, change.property).second)
+            joined.push_back(change);
+    }
+    journal = std::move(joined);
     journalStart = 0;
 }
 

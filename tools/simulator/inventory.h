@@ -13,6 +13,7 @@
 #include <deque>
 #include <map>
 #include <memory>
+#include <set>
 #include <span>
 #include <string>
 #include <string_view>
@@ -64,6 +65,11 @@ public:
     bool JournalReaches(uint64_t number) const { return number >= forgotten; }
     /* Nobody will ask for changes before this one any more. */
     void Forget(uint64_t number);
+    size_t JournalSize() const { return journal.size() - journalStart; }
+    /* Joins the changes of a property between two of these numbers, which are all that anybody will ask from:
+     * only the first change counts there, since it tells the value before. Objects that came and went between
+     * two numbers are left out. */
+    void Join(const std::set<uint64_t> &numbers);
 
 private:
     void Note(const ObjectPtr &object, const std::string &property, const Value &before);

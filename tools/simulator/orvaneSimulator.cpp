@@ -1,7 +1,9 @@
 // orvane-simulator: the stand-in for the service as a program.
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
@@ -13,11 +15,20 @@
 #include <sys/signalfd.h>
 #include <unistd.h>
 
+#include "lib/misc/printableText.h"
 #include "tools/certificates/certificateKind.h"
 #include "tools/simulator/simulator.h"
 #include "tools/simulator/trouble.h"
+#include "tools/standardStreams.h"
 
 namespace {
+
+constexpr int kBadUsage = 2; /* exit status for a wrong command line */
+constexpr int64_t kMaxMs = int64_t{1000} * 86400 * 365;
+
+struct BadUsage : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
 
 struct Settings {
     simulator::Options options;
@@ -68,12 +79,18 @@ void AddOptions(CLI::App &app, Settings &settings) {
     app.add_option("--ticket-directory", options.ticketDirectory,
                    "Directory for the files of local tickets");
     app.add_option("--task-duration", options.taskDurationMs, "Duration of tasks in milliseconds")
-        ->capture_default_str();
+        ->capture_default_str()
+        ->check(CLI::Range(int64_t{0}, kMaxMs));
     app.add_option("--session-timeout", options.sessionTimeoutMs,
                    "Milliseconds after which an unused session ends; 0 for never")
-        ->capture_default_str();
+        ->capture_default_str()
+        ->check(CLI::Range(int64_t{0}, kMaxMs));
+    app.add_option("--idle-timeout", options.idleSeconds,
+                   "Seconds after which a connection is closed on which nothing moves")
+        ->capture_default_str()
+        ->check(CLI::Range(1, 86400));
     app.add_option("--trouble", settings.troubles,
-                   "What is to go wrong, as [METHOD:]KIND[:count=N][:skip=N][:bytes=N][:delay=MS]"
+                   "What goes wrong, as [METHOD:]KIND[:count=N][:skip=N][:bytes=N][:delay=MS]"
                    "[:status=N][:fault=TYPE][:message=TEXT]; may be repeated");
     CLI::Option *tls = app.add_flag("--tls", settings.isTls,
                                     "Serve https with a self-signed certificate made at start");
@@ -104,41 +121,59 @@ std::string ReadFile(const std::string &path) {
     return text.str();
 }
 
-/* What the options say in words, put into the simulator's own terms. */
+simulator::User ParseUser(const std::string &text) {
+    const size_t colon = text.find(':');
+    if (colon == std::string::npos || colon == 0)
+        throw BadUsage(fmt::format("--user {}: is not NAME:PASSWORD", text));
+    return {text.substr(0, colon), text.substr(colon + 1)};
+}
+
+std::vector<simulator::Trouble> ParseTroubles(const Settings &settings) {
+    std::vector<simulator::Trouble> troubles;
+    for (const std::string &text : settings.troubles) {
+        try {
+            troubles.push_back(simulator::ParseTrouble(text));
+        } catch (const std::runtime_error &error) {
+            throw BadUsage(fmt::format("--trouble {}: {}", text, error.what()));
+        }
+    }
+    return troubles;
+}
+
+/* Puts the texts of the command line into the simulator's own terms. Throws BadUsage. */
 simulator::Options Interpret(const Settings &settings) {
     simulator::Options options = settings.options;
     const auto form = simulator::VersionsFormOf(settings.versionsForm);
     if (!form)
-        throw std::runtime_error(
-            fmt::format("\"{}\" is no form of the versions document", settings.versionsForm));
+        throw BadUsage(fmt::format("--versions {}: there is no such form", settings.versionsForm));
     options.versionsForm = *form;
     if (!settings.users.empty())
         options.users.clear();
-    for (const std::string &user : settings.users) {
-        const size_t colon = user.find(':');
-        if (colon == std::string::npos || colon == 0)
-            throw std::runtime_error("a user is told as name:password");
-        options.users.push_back({user.substr(0, colon), user.substr(colon + 1)});
-    }
+    for (const std::string &user : settings.users)
+        options.users.push_back(ParseUser(user));
     if (!settings.keyFile.empty()) {
         options.certificate = ReadFile(settings.certificate);
         options.privateKey = ReadFile(settings.keyFile);
     } else {
         options.certificateKind = settings.isTls ? "self-signed" : settings.certificate;
     }
+    const bool isMade = !options.certificateKind.empty();
+    if (isMade && !certificates::MakeKind(options.certificateKind))
+        throw BadUsage(fmt::format("--certificate {}: there is no such kind, and no --key",
+                                   options.certificateKind));
+    if (!isMade && !settings.anchorFile.empty())
+        throw BadUsage("--anchor needs --tls, or --certificate with a kind");
     if (settings.verbose)
         options.log = [](std::string_view line) {
-            fmt::print(stderr, "{}\n", line);
+            fmt::print(stderr, "{}\n", PrintableText_Make(line));
             std::fflush(stderr);
         };
     return options;
 }
 
-/* What a client needs to know of a certificate that was made here. */
-void TellCertificate(const simulator::Simulator &server, const std::string &anchorFile) {
+/* Shows what a client needs to know of a certificate that was made here. */
+void ShowCertificate(const simulator::Simulator &server, const std::string &anchorFile) {
     const certificates::Presented *shown = server.Certificate();
-    if (shown == nullptr && !anchorFile.empty())
-        throw std::runtime_error("--anchor needs --tls or --certificate");
     if (shown == nullptr)
         return;
     fmt::print("SHA-1 {}\nSHA-256 {}\n", shown->Leaf().thumbprint, shown->Leaf().thumbprint256);
@@ -151,8 +186,10 @@ void TellCertificate(const simulator::Simulator &server, const std::string &anch
         throw std::runtime_error(fmt::format("cannot write {}", anchorFile));
 }
 
-/* Runs until a signal asks to end. */
+/* Runs until SIGINT or SIGTERM. */
 void Serve(const Settings &settings) {
+    const simulator::Options options = Interpret(settings);
+    const auto troubles = ParseTroubles(settings);
     sigset_t signals;
     sigemptyset(&signals);
     sigaddset(&signals, SIGINT);
@@ -162,13 +199,15 @@ void Serve(const Settings &settings) {
     if (ending < 0)
         throw std::runtime_error("cannot watch for signals");
 
-    simulator::Simulator server(Interpret(settings));
-    for (const std::string &trouble : settings.troubles)
-        server.AddTrouble(simulator::ParseTrouble(trouble));
+    simulator::Simulator server(options);
+    for (const simulator::Trouble &trouble : troubles)
+        server.AddTrouble(trouble);
     server.Start();
     fmt::print("{}\n", server.Url());
-    TellCertificate(server, settings.anchorFile);
-    std::fflush(stdout);
+    ShowCertificate(server, settings.anchorFile);
+    if (std::fflush(stdout) != 0)
+        throw std::runtime_error(
+            fmt::format("the output cannot be written: {}", std::strerror(errno)));
 
     pollfd descriptors[] = {{server.PollDescriptor(), POLLIN, 0}, {ending, POLLIN, 0}};
     while (descriptors[1].revents == 0) {
@@ -181,13 +220,28 @@ void Serve(const Settings &settings) {
 } // namespace
 
 int main(int argc, char **argv) try {
-    CLI::App app("A stand-in for the service: inventory, sessions, tasks, updates, troubles.");
+    HoldStandardStreams();
+    CLI::App app("A stand-in for the service: inventory, sessions, tasks, updates, troubles.",
+                 "orvane-simulator");
+    app.set_version_flag("--version", ORVANE_VERSION);
     Settings settings;
     AddOptions(app, settings);
-    CLI11_PARSE(app, argc, argv);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError &error) {
+        if (error.get_exit_code() != 0)
+            throw BadUsage(fmt::format("{}; see orvane-simulator --help", error.what()));
+        std::ostringstream text; /* the help or the version */
+        app.exit(error, text, text);
+        fmt::print("{}", text.str());
+        return std::fflush(stdout) == 0 ? EXIT_SUCCESS : EXIT_FAILURE;
+    }
     Serve(settings);
     return EXIT_SUCCESS;
+} catch (const BadUsage &error) {
+    std::fprintf(stderr, "orvane-simulator: %s\n", PrintableText_Make(error.what()).c_str());
+    return kBadUsage;
 } catch (const std::exception &error) {
-    std::fprintf(stderr, "orvane-simulator: %s\n", error.what());
+    std::fprintf(stderr, "orvane-simulator: %s\n", PrintableText_Make(error.what()).c_str());
     return EXIT_FAILURE;
 }

@@ -235,9 +235,11 @@ void Service::HandleDocument(const ExchangePtr &exchange, const std::string &nam
 HttpAnswer Service::DocumentAnswer(const std::string &name) const {
     HttpAnswer missing{404, "not found\n", "text/plain"};
     const VersionsForm form = troubles.versionsForm;
-    if (name == "wsdl") {
+    if (name == "wsdl" || name == "wsdl-types") {
         const bool isServed = options.wsdl || form == VersionsForm::MissingWithWsdl;
-        return isServed ? HttpAnswer{200, WsdlText(names)} : missing;
+        if (!isServed)
+            return missing;
+        return {200, name == "wsdl" ? WsdlText(names) : WsdlTypesText(names)};
     }
     if (!troubles.versionsText.empty())
         return {200, troubles.versionsText};

@@ -20,13 +20,15 @@ namespace {
 
 constexpr char kFerryPath[] = "/ferry";
 
-/* Which document of a service a path and its query mean; empty for none. */
-std::string DocumentOf(const HttpExchange &exchange) {
+/* The name of the service's document at a path; empty if there is none. */
+std::string DocumentOf(const HttpExchange &exchange, const Service &service) {
     if (exchange.path == "/sdk/ozyServiceVersions.xml" ||
         exchange.path == "/ferry/ferryServiceVersions.xml")
         return "versions";
     if (exchange.path == "/sdk/ozyService" && exchange.query.contains("wsdl"))
         return "wsdl";
+    if (exchange.path == "/sdk/" + service.names.nameSpace + ".wsdl")
+        return "wsdl-types";
     return "";
 }
 
@@ -82,8 +84,8 @@ void Simulator::State::Handle(Simulator &simulator, const ExchangePtr &exchange)
     if (service != nullptr && exchange->method == "POST" &&
         exchange->path == (isFerry ? "/ferry/sdk" : "/sdk"))
         return service->HandleCall(exchange);
-    const std::string document = DocumentOf(*exchange);
-    if (service != nullptr && exchange->method == "GET" && !document.empty())
+    const std::string document = service == nullptr ? "" : DocumentOf(*exchange, *service);
+    if (exchange->method == "GET" && !document.empty())
         return service->HandleDocument(exchange, document);
     if (options.log)
         options.log(
@@ -103,8 +105,12 @@ void Simulator::State::Settle() {
 }
 
 void Simulator::State::ArmTimer() {
-    if (http)
-        http->WakeAfter(clock.UntilNext());
+    if (!http)
+        return;
+    const int64_t byClock = clock.UntilNext();
+    const int64_t byHttp = http->TimeoutMs();
+    http->WakeAfter(byClock < 0 || byHttp < 0 ? std::max(byClock, byHttp)
+                                              : std::min(byClock, byHttp));
 }
 
 void Simulator::State::RunThread(Simulator &simulator) {
@@ -136,7 +142,8 @@ void Simulator::Start() {
         HttpServer::Settings{
             state->options.address, port,
             state->certificate ? state->certificate->Pem() : state->options.certificate,
-            state->certificate ? state->certificate->KeyPem() : state->options.privateKey},
+            state->certificate ? state->certificate->KeyPem() : state->options.privateKey,
+            state->options.idleSeconds},
         [this](const ExchangePtr &exchange) { state->Handle(*this, exchange); });
     state->port = state->http->Port();
 }
@@ -402,6 +409,13 @@ int Simulator::NumWaiting() const {
     int count = 0;
     state->ForEachService([&](Service &service) { count += service.collectors.NumWaiting(); });
     return count;
+}
+
+int Simulator::NumKeptChanges() const {
+    const std::lock_guard lock(state->mutex);
+    size_t count = 0;
+    state->ForEachService([&](Service &service) { count += service.inventory.JournalSize(); });
+    return static_cast<int>(count);
 }
 
 void Simulator::ResetCounters() {

@@ -101,6 +101,10 @@ struct Options {
     std::string ticketDirectory;        /* for AcquireLocalTicket; empty: the call is refused */
     int64_t sessionTimeoutMs = 1800000; /* unused for so long, a session ends; 0: never */
 
+    /* Connections are closed on which nothing moves for so long, by the machine's clock. Those of calls that
+     * are still to be answered stay. */
+    int idleSeconds = 60;
+
     int64_t taskDurationMs = 2000; /* from the call to the end of a task */
     bool frozenClock = false;
 
@@ -182,7 +186,8 @@ public:
     int NumOpenConnections() const;
     int NumSessions() const;
     int NumFilters() const;
-    int NumWaiting() const; /* long polls that are open now */
+    int NumWaiting() const;     /* long polls that are open now */
+    int NumKeptChanges() const; /* that sessions have not been told yet */
     void ResetCounters();
 
     /* The HTML or SOAP text of the last answer to a method. */

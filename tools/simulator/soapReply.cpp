@@ -133,6 +133,16 @@ std::string WsdlText(const VersionNames &names) {
                        names.nameSpace);
 }
 
+std::string WsdlTypesText(const VersionNames &names) {
+    return fmt::format("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+                       "<definitions targetNamespace=\"urn:{0}\"\n"
+                       "   xmlns=\"http://schemas.xmlsoap.org/wsdl/\"\n"
+                       "   xmlns:xsd=\"http://www.w3.org/2001/XMLSchema\">\n"
+                       "   <types><xsd:schema targetNamespace=\"urn:{0}\"/></types>\n"
+                       "</definitions>\n",
+                       names.nameSpace);
+}
+
 bool VersionHas(const std::string &version, std::string_view other) {
     return ReleaseRank(version) >= ReleaseRank(other);
 }

@@ -32,6 +32,8 @@ std::string Returned(const Value &value, bool typed = false);
 /* The body of the versions document; empty for Empty, Missing and MissingWithWsdl. */
 std::string VersionsText(const VersionNames &names, VersionsForm form);
 std::string WsdlText(const VersionNames &names);
+std::string
+WsdlTypesText(const VersionNames &names); /* what the WSDL imports; it describes no type */
 
 /* Whether a version is the other one or a later one of its family; "5.0" has what "4.1" brought. */
 bool VersionHas(const std::string &version, std::string_view other);

@@ -71,17 +71,19 @@ std::string Page(int status) {
                        status);
 }
 
-template <class Number> Number ParseNumber(std::string_view text) {
+template <class Number> Number ParseNumber(std::string_view text, Number least = 0) {
     Number number{};
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
     if (text.empty() || error != std::errc() || end != text.data() + text.size())
         throw std::runtime_error(fmt::format("\"{}\" is no number", text));
+    if (number < least)
+        throw std::runtime_error(fmt::format("{} is below {}", text, least));
     return number;
 }
 
 void SetPart(Trouble &trouble, const std::string &name, const std::string &value) {
     if (name == "count")
-        trouble.count = ParseNumber<int>(value);
+        trouble.count = ParseNumber<int>(value, -1);
     else if (name == "skip")
         trouble.skip = ParseNumber<int>(value);
     else if (name == "bytes")

@@ -24,6 +24,9 @@ public:
     void Destroy(const ObjectPtr &view);
     void EndSession(const SessionPtr &session);
     void Settle(); /* brings the lists up to date after the inventory's structure changed */
+    uint64_t SettledAt() const {
+        return settledAt;
+    } /* number of the last change that was looked at */
 
 private:
     struct Row {

@@ -279,6 +279,7 @@ BasicHttpRequest *BasicHttp_CreateRequestEx(const char *url, BasicHttpMethod met
     request->body = body;
     request->recvContentInfo = {-1, -1, 0, -1};
     request->connectionTimeoutWorkaround = true;
+    request->isRepeatable = method == BASICHTTP_METHOD_GET || method == BASICHTTP_METHOD_HEAD;
     request->socket = CURL_SOCKET_BAD;
     request->maxResponseSize = maxResponseSize;
     DynBuf_Init(&request->receiveBuffer);
@@ -441,6 +442,14 @@ void BasicHttp_SetConnectedProc(BasicHttpRequest *request, BasicHttpConnectedPro
     request->connectedProc = proc;
 }
 
+void BasicHttp_SetStrict(BasicHttpRequest *request, gboolean value) {
+    request->isStrict = value;
+}
+
+void BasicHttp_SetRepeatable(BasicHttpRequest *request, gboolean value) {
+    request->isRepeatable = value;
+}
+
 void BasicHttp_SetFreshConnection(BasicHttpRequest *request) {
     request->freshConnection = true;
 }
@@ -494,4 +503,8 @@ void BasicHttp_SetInactivityTimeout(BasicHttpRequest *request, gint kind, guint 
 
 void BasicHttp_SetMaxResponseSize(gsize bytes) {
     maxResponseSize = bytes;
+}
+
+void BasicHttp_SetRequestMaxResponseSize(BasicHttpRequest *request, gsize bytes) {
+    request->maxResponseSize = bytes;
 }

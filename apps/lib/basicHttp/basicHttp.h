@@ -23,8 +23,14 @@
  *
  * Guards: only http and https are spoken. At most 10 redirects are followed, and only to the same
  * scheme, host and port, or from http to https on the same host; any other ends the request with
- * BASICHTTP_ERROR_TRANSFER before the other host hears of it. Responses are taken up to a size. Header
- * values with line breaks are refused.
+ * BASICHTTP_ERROR_TRANSFER before anything is sent to the other host. Each connection is looked at before
+ * the request is sent on it: one that leads elsewhere, or is not encrypted although the URL is https, ends the
+ * request with BASICHTTP_ERROR_SSL_SECURITY. Response bodies are taken up to a size, header and trailer lines
+ * up to 300 KiB; more end the request with BASICHTTP_ERROR_TRANSFER. Header values with line breaks are refused.
+ *
+ * Repeats: when a kept connection ends without an answer, a GET or a HEAD is sent again on another one, and so is a
+ * request of which no byte was sent. Any other ends with BASICHTTP_ERROR_TRANSFER, since the peer may
+ * have done already what it was asked to; see BasicHttp_SetRepeatable().
  *
  * Environment, read with secure_getenv(): HALDEN_HTTPSPROXY is a proxy for every request created while
  * it is set. HALDEN_BASICHTTP_TRACE, looked at when the transport is started, has transfers logged
@@ -58,6 +64,14 @@ typedef enum {
     BASICHTTP_METHOD_PUT = 4,
 } BasicHttpMethod;
 
+/* What a URL says about the way to the peer. */
+typedef enum {
+    BASICHTTP_URL_INVALID = 0,     /* not http or https, or not understood in the same way by all */
+    BASICHTTP_URL_UNENCRYPTED = 1, /* http to another machine */
+    BASICHTTP_URL_LOOPBACK = 2,    /* http to this machine: localhost, 127.0.0.0/8, ::1 */
+    BASICHTTP_URL_ENCRYPTED = 3,   /* https */
+} BasicHttpUrlKind;
+
 typedef enum {
     BASICHTTP_STATE_IDLE = 0,      /* not sent, or waiting for its turn */
     BASICHTTP_STATE_SENDING = 1,   /* started; the body is not out yet */
@@ -77,8 +91,9 @@ typedef enum {
     BASICHTTP_ERROR_OPERATION_TIMEDOUT = 28,
     BASICHTTP_ERROR_SSL_CONNECT_ERROR = 35,
     BASICHTTP_ERROR_TOO_MANY_REDIRECTS = 47,
-    BASICHTTP_ERROR_TRANSFER = 48,           /* bytes could not be sent, received or kept */
-    BASICHTTP_ERROR_SSL_SECURITY = 49,       /* a certificate or a TLS engine was not accepted */
+    BASICHTTP_ERROR_TRANSFER = 48, /* bytes could not be sent, received or kept */
+    BASICHTTP_ERROR_SSL_SECURITY =
+        49, /* the peer, its certificate or a TLS engine was not accepted */
     BASICHTTP_ERROR_CONNECT_TIMEOUT = 50,    /* see BasicHttp_SetConnectTimeout() */
     BASICHTTP_ERROR_INACTIVITY_TIMEOUT = 51, /* see BasicHttp_SetInactivityTimeout() */
     BASICHTTP_ERROR_GENERIC = 52,            /* anything else; the log has libcurl's name for it */
@@ -167,7 +182,10 @@ typedef gboolean (*BasicHttpProgressProc)(BasicHttpRequest *request, gsize bytes
  * @sslContext: the SSL_CTX of libcurl's new connection
  * @clientData: what was given to BasicHttp_SendRequest()
  *
- * Called from inside libcurl before a TLS handshake; not for a connection that is used again. Needs a libcurl
+ * Called from inside libcurl before a TLS handshake with the peer of the URL; not for a connection that is used
+ * again. It is not called for an https proxy that was given to BasicHttp_SetProxy(), whose certificate libcurl checks by
+ * the authorities of the machine; with one that libcurl finds in the environment, or with hosts that are reached without a
+ * proxy, it is called for the proxy, too. Needs a libcurl
  * of the OpenSSL that the TLS layer has opened: with any other the request ends with
  * BASICHTTP_ERROR_SSL_SECURITY.
  */
@@ -338,6 +356,14 @@ void BasicHttp_SetSslVerification(BasicHttpRequest *request, gboolean value);
 
 void BasicHttp_SetConnectedProc(BasicHttpRequest *request, BasicHttpConnectedProc proc);
 
+/* TRUE: nothing is sent but over TLS, or without a proxy to a URL of this machine that has led to a loopback
+ * address. Ends the request with BASICHTTP_ERROR_SSL_SECURITY. */
+void BasicHttp_SetStrict(BasicHttpRequest *request, gboolean value);
+
+/* Whether the request may be sent again when its connection ended without an answer. At first TRUE for GET and HEAD
+ * and FALSE for the others. */
+void BasicHttp_SetRepeatable(BasicHttpRequest *request, gboolean value);
+
 /* The request opens a connection of its own. */
 void BasicHttp_SetFreshConnection(BasicHttpRequest *request);
 
@@ -368,6 +394,8 @@ void BasicHttp_SetInactivityTimeout(BasicHttpRequest *request, gint kind, guint 
 /* Largest response body that is kept, in bytes, for requests created from now on; 0: no limit. It is
  * 256 MiB at first. A larger one ends the request with BASICHTTP_ERROR_TRANSFER. */
 void BasicHttp_SetMaxResponseSize(gsize bytes);
+/* The same for one request. */
+void BasicHttp_SetRequestMaxResponseSize(BasicHttpRequest *request, gsize bytes);
 
 /* A jar in memory, which any number of requests may share at the same time; NULL without memory. */
 BasicHttpCookieJar *BasicHttp_CreateCookieJar(void);
@@ -413,6 +441,23 @@ void BasicHttp_FreeSource(BasicHttpSource *source);
 
 /* FALSE for NULL, or if the source cannot start over. */
 gboolean BasicHttp_RewindSource(BasicHttpSource *source);
+
+/* Judges the URL that a request to it would use: by libcurl's own parser, without the zone. NULL is invalid. */
+BasicHttpUrlKind BasicHttp_JudgeUrl(const char *url);
+
+/* Whether the URL, of either scheme, names this machine. */
+gboolean BasicHttp_IsLoopbackUrl(const char *url);
+
+/**
+ * BasicHttp_Redact:
+ * @text: (nullable): a text from a peer
+ *
+ * Makes a text for the log: its beginning, without the values of cookie and authorization headers and the texts of
+ * password, passphrase, ticket, token, cookie and key elements, also where their tags are escaped.
+ *
+ * Returns: (transfer full) (nullable): the text; free with g_free()
+ */
+char *BasicHttp_Redact(const char *text);
 
 /* Stop and go on with one direction of a transfer. FALSE before the request was started, or if libcurl
  * has no connection for it yet; nothing has changed then. Going on may call the progress procs at once,

@@ -5,15 +5,11 @@
 #include <charconv>
 #include <cstring>
 #include <ctime>
-#include <memory>
 
-#include "lib/misc/glibPtr.h"
+#include "apps/lib/basicHttp/basicHttpPtr.h"
 #include "lib/misc/log.h"
 
 namespace {
-
-using CurlUrlPtr = std::unique_ptr<CURLU, Release<curl_url_cleanup>>;
-using CurlTextPtr = std::unique_ptr<char, Release<curl_free>>;
 
 constexpr std::string_view kSetCookie = "Set-Cookie:";
 constinit BasicHttpCookieJar *defaultCookieJar = nullptr;

@@ -11,6 +11,8 @@
 
 namespace {
 
+/* Bytes of header and trailer lines that a request takes, of all its responses together. */
+constexpr gsize kMaxHeaderBytes = 300 * 1024;
 constexpr std::string_view kLineEnd = "\r\n";
 constexpr std::string_view kContentLength = "Content-Length: ";
 constexpr std::string_view kContentRange = "Content-Range: ";
@@ -116,13 +118,8 @@ bool BasicHttpKeepHeader(BasicHttpRequest *request, std::string_view line) {
 void BasicHttpNoteStatus(BasicHttpRequest *request, std::string_view line) {
     if (!BasicHttpStartsWith(line, "HTTP/"))
         return;
-    request->responseStatus = 0;
     request->hasWholeHead = false;
     request->recvContentInfo = {-1, -1, 0, -1};
-    const gsize blank = line.find(' ');
-    if (blank != std::string_view::npos)
-        std::from_chars(line.data() + blank + 1, line.data() + line.size(),
-                        request->responseStatus);
 }
 
 bool BasicHttpTakeUnknownHeader(BasicHttpRequest *request, std::string_view line) {
@@ -136,8 +133,7 @@ bool BasicHttpTakeUnknownHeader(BasicHttpRequest *request, std::string_view line
     }
     line = line.substr(0, line.find_last_not_of(kLineEnd) + 1);
     BasicHttpNoteStatus(request, line);
-    return BasicHttpKeepHeader(request, line) &&
-           BasicHttpCheckRedirect(request, line.data(), line.size());
+    return BasicHttpKeepHeader(request, line) && BasicHttpCheckRedirect(request, line);
 }
 
 bool BasicHttpTakeKnownHeader(BasicHttpRequest *request, std::string_view line,
@@ -169,6 +165,12 @@ size_t BasicHttpHeaderCallback(char *text, size_t size, size_t count, void *data
     }
     if (request->state == BASICHTTP_STATE_DONE)
         return 0; /* cancelled; libcurl is about to be told */
+    request->numHeaderBytes += line.size();
+    if (request->numHeaderBytes > kMaxHeaderBytes) {
+        Warning("BasicHTTP: The headers of the response to request %p are larger than %lu bytes.\n",
+                static_cast<void *>(request), kMaxHeaderBytes);
+        return 0;
+    }
 
     const std::string_view name = BasicHttpKnownHeader(line);
     const bool isTaken = name.empty() ? BasicHttpTakeUnknownHeader(request, line)

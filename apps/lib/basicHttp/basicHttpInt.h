@@ -8,13 +8,15 @@
  *   basicHttpTransfer.cpp  bytes out and in, progress
  *   basicHttpHeader.cpp    response headers
  *   basicHttpRedirect.cpp  which redirects are followed
+ *   basicHttpGuard.cpp     the last look at a connection before a request is sent on it
  *   basicHttpPause.cpp     pausing
  *   basicHttpTimeout.cpp   connection and inactivity time-outs
  *   basicHttpSource.cpp    request bodies
  *   basicHttpTls.cpp       what is checked of a peer, and by whom
  *   basicHttpCookie.cpp    cookie jars
- *   basicHttpUrl.cpp       zones of IPv6 hosts
- *   basicHttpTrace.cpp     the trace and what it hides
+ *   basicHttpUrl.cpp       URLs: zones of IPv6 hosts, the place that one leads to
+ *   basicHttpTrace.cpp     the trace
+ *   basicHttpRedact.cpp    secrets are left out of texts for the log
  *
  * Inside libcurl. libcurl refuses to change its requests from inside its own callbacks, yet a progress
  * proc may cancel or free a request, or end the whole transport. So each call of libcurl that may call
@@ -31,6 +33,7 @@
 // libcurl calls curl_multi_socket_all() and the ioctl callback outdated; they work as they always did.
 #define CURL_DISABLE_DEPRECATION
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -145,8 +148,15 @@ struct BasicHttpRequest {
     BasicHttpGlobalState *owner; /* the transport that it was sent with; NULL before */
     gsize maxResponseSize;       /* 0: no limit */
     gsize numBodyBytesRead;      /* taken from the source since it was last rewound */
-    int responseStatus;      /* of the response whose headers come in; 0 before its first line */
-    bool hasWholeHead;       /* the headers of that response are all there */
+    bool hasWholeHead;           /* the headers of the last response are all there */
+    bool isStrict;               /* sent over TLS or to this machine, or not at all */
+    bool isRepeatable;           /* may be sent again after a connection ended without an answer */
+    std::string redirectUrl;     /* the last redirect that was let through; empty for none */
+    gsize numHeaderBytes;        /* header and trailer lines received, of all responses */
+    bool wasSent;                /* on some connection; the two counts are from before that */
+    long numSentBytes;
+    gsize numHeaderBytesAtSend;
+    guint numHandshakes;     /* of TLS that began since the last socket was opened */
     guint numHolds;          /* functions that still look at it; keeps it from being destroyed */
     bool inActive;           /* in the table of active requests */
     bool isDeferred;         /* in the list of what to end when libcurl has returned */
@@ -245,6 +255,11 @@ void BasicHttpReleaseHandle(BasicHttpGlobalState *state, BasicHttpRequest *reque
  * if opaque, else of 1.0.2. */
 bool BasicHttpIsSameOpenSsl(const char *tlsLibrary, bool isOpaque);
 CURLcode BasicHttpSetTlsOptions(CURL *curl, BasicHttpRequest *request);
+bool BasicHttpHasLayersOpenSsl(BasicHttpGlobalState *state);
+
+/* basicHttpGuard.cpp */
+int BasicHttpPrereqCurlCallback(void *data, char *peerAddress, char *localAddress, int peerPort,
+                                int localPort);
 
 /* basicHttpSocket.cpp */
 enum class BasicHttpWake {
@@ -282,8 +297,8 @@ gsize BasicHttpBodyLength(const BasicHttpRequest *request);
 size_t BasicHttpHeaderCallback(char *line, size_t size, size_t count, void *data);
 
 /* basicHttpRedirect.cpp */
-bool BasicHttpMayFollow(const char *from, const char *location);
-bool BasicHttpCheckRedirect(BasicHttpRequest *request, const char *line, size_t length);
+/* Looks at a header line. FALSE if it is a redirect that is not followed. */
+bool BasicHttpCheckRedirect(BasicHttpRequest *request, std::string_view line);
 
 /* basicHttpPause.cpp */
 void BasicHttpResumePollCallback(gpointer clientData);
@@ -318,11 +333,28 @@ struct BasicHttpZone {
 };
 BasicHttpZone BasicHttpTakeZone(const std::string &url);
 
+/* Where a URL leads, as libcurl reads it. */
+struct BasicHttpPlace {
+    std::string scheme; /* "http" or "https" */
+    std::string host;   /* in lower case; an IPv6 address with its brackets */
+    std::string port;
+    bool operator==(const BasicHttpPlace &) const = default;
+    bool IsHttps() const { return scheme == "https"; }
+};
+/* None for a text that is no http or https URL. The URL has no zone. */
+std::optional<BasicHttpPlace> BasicHttpPlaceOf(const std::string &url);
+/* The URL that a redirect leads to; none if it is not followed. */
+std::optional<std::string> BasicHttpFollowedUrl(const char *from, const char *location);
+bool BasicHttpIsLoopbackAddress(const std::string &address);
+bool BasicHttpIsHttpsUrl(const char *url);
+
 /* basicHttpTrace.cpp */
 int BasicHttpDebugCurlCallback(CURL *handle, curl_infotype type, char *data, size_t size,
                                void *request);
+void BasicHttpTraceSending(const BasicHttpRequest *request);
+void BasicHttpTraceReceived(const BasicHttpResponse *response);
+
+/* basicHttpRedact.cpp */
 std::string BasicHttpRedactHeaders(std::string_view text);
 std::string BasicHttpRedactText(std::string_view text);
 std::string BasicHttpRedactContent(std::string_view text);
-void BasicHttpTraceSending(const BasicHttpRequest *request);
-void BasicHttpTraceReceived(const BasicHttpResponse *response);

@@ -12,6 +12,7 @@ namespace {
 
 constexpr char kDefaultUserAgent[] = "Halden-client";
 constexpr char kProtocols[] = "http,https";
+constexpr char kSafeProtocols[] = "https";
 constexpr long kMaxRedirects = 10;
 constexpr long kWorkaroundConnectTimeout = 60; /* seconds */
 /* Handles kept for later requests; more than so many seldom run at once. */
@@ -47,6 +48,13 @@ long BasicHttpCurlAuth(gint authType) {
     return long(CURLAUTH_ANY);
 }
 
+/* What began encrypted stays so. */
+void BasicHttpSetPlace(BasicHttpOptions *options, BasicHttpRequest *request) {
+    options->Set(CURLOPT_URL, request->url);
+    options->Set(CURLOPT_REDIR_PROTOCOLS_STR,
+                 BasicHttpIsHttpsUrl(request->url) ? kSafeProtocols : kProtocols);
+}
+
 void BasicHttpSetUrl(BasicHttpOptions *options, BasicHttpRequest *request) {
     const BasicHttpZone split = BasicHttpTakeZone(request->url);
     if (!split.zone.empty()) {
@@ -60,10 +68,9 @@ void BasicHttpSetUrl(BasicHttpOptions *options, BasicHttpRequest *request) {
         else
             options->Set(CURLOPT_INTERFACE, split.zone.c_str());
     }
-    options->Set(CURLOPT_URL, request->url);
+    BasicHttpSetPlace(options, request);
     options->Set(CURLOPT_DEFAULT_PROTOCOL, "http");
     options->Set(CURLOPT_PROTOCOLS_STR, kProtocols);
-    options->Set(CURLOPT_REDIR_PROTOCOLS_STR, kProtocols);
     options->Set(CURLOPT_MAXREDIRS, kMaxRedirects);
 }
 
@@ -217,6 +224,7 @@ void BasicHttpSetCallbacks(BasicHttpOptions *options, BasicHttpRequest *request)
     options->Set(CURLOPT_READFUNCTION, BasicHttpReadCallback);
     options->Set(CURLOPT_WRITEFUNCTION, BasicHttpWriteCallback);
     options->Set(CURLOPT_IOCTLFUNCTION, BasicHttpIoctlCallback);
+    options->Set(CURLOPT_PREREQFUNCTION, BasicHttpPrereqCurlCallback);
     BasicHttpSetCallbackData(options, request);
 }
 
@@ -253,7 +261,7 @@ bool BasicHttpIsPlainCall(const BasicHttpRequest *request) {
 
 /* What a handle of a plain call needs for another: all that BasicHttpIsPlainCall() leaves open. */
 void BasicHttpSetPlainCall(BasicHttpOptions *options, BasicHttpRequest *request) {
-    options->Set(CURLOPT_URL, request->url);
+    BasicHttpSetPlace(options, request);
     BasicHttpSetIdentity(options, request);
     BasicHttpSetJar(options, request);
     BasicHttpSetPostBody(options, request);

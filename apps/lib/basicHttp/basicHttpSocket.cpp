@@ -243,6 +243,7 @@ curl_socket_t BasicHttpOpenSocketCurlCallback(void *data, curlsocktype, curl_soc
             address->family, address->socktype, address->protocol);
         return CURL_SOCKET_BAD;
     }
+    request->numHandshakes = 0;
     if (request->connectionTimeoutWorkaround)
         request->socket = descriptor;
     return descriptor;

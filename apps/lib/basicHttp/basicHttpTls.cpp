@@ -6,11 +6,15 @@
  *   sslCtxProc                                  the application, beside any of these
  *   none of them                                nobody
  *
+ * The certificate of an https proxy is libcurl's to check, by the authorities of the machine. libcurl calls the
+ * context proc for both handshakes; the first one on a socket is the proxy's.
+ *
  * The application's procs are handed objects of OpenSSL. They look at them through the TLS layer, so that both
  * must have the same OpenSSL.
  */
 #include "apps/lib/basicHttp/basicHttpInt.h"
 
+#include <cstdlib>
 #include <string_view>
 
 #include <ssl/ssl.h>
@@ -18,6 +22,35 @@
 #include "lib/misc/log.h"
 
 namespace {
+
+/* Whether the next handshake on a new socket is that of a proxy. Where libcurl finds the proxy in the environment,
+ * or may go without it, this cannot be told, and the application decides on both certificates. */
+bool BeginsWithProxy(const BasicHttpRequest *request) {
+    constexpr std::string_view kHttps = "https://";
+    const bool isAlwaysUsed =
+        !request->noProxy && !secure_getenv("no_proxy") && !secure_getenv("NO_PROXY");
+    return isAlwaysUsed && request->proxy && request->proxyType == BASICHTTP_PROXY_HTTP &&
+           g_ascii_strncasecmp(request->proxy, kHttps.data(), kHttps.size()) == 0;
+}
+
+/* libcurl sets up the TLS context of a connection: the application may add to it. */
+CURLcode BasicHttpSslCtxCb(CURL *, void *sslContext, void *data) {
+    auto *request = static_cast<BasicHttpRequest *>(data);
+    if (request->state == BASICHTTP_STATE_DONE)
+        return CURLE_ABORTED_BY_CALLBACK;
+    if (request->numHandshakes++ == 0 && BeginsWithProxy(request))
+        return CURLE_OK;
+    if (!BasicHttpHasLayersOpenSsl(request->owner)) {
+        Warning("BasicHTTP: Request %p cannot check its peer: libcurl has another TLS library "
+                "than the TLS layer.\n",
+                static_cast<void *>(request));
+        return CURLE_SSL_ENGINE_INITFAILED;
+    }
+    request->sslCtxProc(request, sslContext, request->clientData);
+    return request->state == BASICHTTP_STATE_DONE ? CURLE_ABORTED_BY_CALLBACK : CURLE_OK;
+}
+
+} // namespace
 
 /* libcurl puts its answer together anew each time, and every checked call asks. */
 bool BasicHttpHasLayersOpenSsl(BasicHttpGlobalState *state) {
@@ -30,40 +63,6 @@ bool BasicHttpHasLayersOpenSsl(BasicHttpGlobalState *state) {
     }
     return state->hasLayersOpenSsl;
 }
-
-/* libcurl sets up the TLS context of a connection: the application may add to it. */
-CURLcode BasicHttpSslCtxCb(CURL *, void *sslContext, void *data) {
-    auto *request = static_cast<BasicHttpRequest *>(data);
-    if (request->state == BASICHTTP_STATE_DONE)
-        return CURLE_ABORTED_BY_CALLBACK;
-    if (!BasicHttpHasLayersOpenSsl(request->owner)) {
-        Warning("BasicHTTP: Request %p cannot check its peer: libcurl has another TLS library "
-                "than the TLS layer.\n",
-                static_cast<void *>(request));
-        return CURLE_SSL_ENGINE_INITFAILED;
-    }
-    request->sslCtxProc(request, sslContext, request->clientData);
-    return request->state == BASICHTTP_STATE_DONE ? CURLE_ABORTED_BY_CALLBACK : CURLE_OK;
-}
-
-/* The request has a connection, and nothing was sent on it. */
-int BasicHttpConnectedCb(void *data, char *, char *, int, int) {
-    auto *request = static_cast<BasicHttpRequest *>(data);
-    if (request->state == BASICHTTP_STATE_DONE)
-        return CURL_PREREQFUNC_ABORT;
-    const curl_tlssessioninfo *tls = nullptr;
-    curl_easy_getinfo(request->curl, CURLINFO_TLS_SSL_PTR, &tls);
-    const bool isEncrypted = tls && tls->internals;
-    gpointer ssl =
-        isEncrypted && BasicHttpHasLayersOpenSsl(request->owner) ? tls->internals : nullptr;
-    if (!request->connectedProc(request, isEncrypted, ssl, request->clientData)) {
-        request->errorOverride = BASICHTTP_ERROR_SSL_SECURITY;
-        return CURL_PREREQFUNC_ABORT;
-    }
-    return request->state == BASICHTTP_STATE_DONE ? CURL_PREREQFUNC_ABORT : CURL_PREREQFUNC_OK;
-}
-
-} // namespace
 
 bool BasicHttpIsSameOpenSsl(const char *tlsLibrary, bool isOpaque) {
     return tlsLibrary &&
@@ -101,7 +100,5 @@ CURLcode BasicHttpSetTlsOptions(CURL *curl, BasicHttpRequest *request) {
     if (request->sslCtxProc || hasAuthorities)
         curl_easy_setopt(curl, CURLOPT_CA_CACHE_TIMEOUT, 0L);
 #endif
-    if (request->connectedProc)
-        set(CURLOPT_PREREQFUNCTION, BasicHttpConnectedCb);
     return result;
 }

@@ -67,12 +67,6 @@ const EVP_CIPHER *LegacyCipher(const EVP_CIPHER *const *fetched, const EVP_CIPHE
 USES_GENUINE(EVP_des_cbc);
 USES_GENUINE(EVP_bf_cbc);
 USES_GENUINE(EVP_CIPHER_CTX_set_padding);
-USES_GENUINE(EVP_EncryptInit_ex);
-USES_GENUINE(EVP_EncryptUpdate);
-USES_GENUINE(EVP_EncryptFinal_ex);
-USES_GENUINE(EVP_DecryptInit_ex);
-USES_GENUINE(EVP_DecryptUpdate);
-USES_GENUINE(EVP_DecryptFinal_ex);
 
 OPENSSL102(const EVP_CIPHER *, EVP_des_cbc) {
     return LegacyCipher(&desCbc, GENUINE(EVP_des_cbc));
@@ -104,52 +98,32 @@ OPENSSL102(int, EVP_CIPHER_CTX_set_padding, void *ctx, int padding) {
     return EVP_CIPHER_CTX_get0_cipher(inner) == nullptr ? 1 : isDone;
 }
 
-OPENSSL102(int, EVP_EncryptInit, void *ctx, const EVP_CIPHER *cipher, const unsigned char *key,
-           const unsigned char *iv) {
-    if (cipher != nullptr)
-        CipherRecord::Init(ctx);
-    return CipherInit(GENUINE(EVP_EncryptInit_ex), ctx, cipher, nullptr, key, iv);
-}
+/* The functions of one direction, "Encrypt" or "Decrypt". The older Init begins with storage that may hold anything. */
+#define CIPHER_FUNCTIONS(Direction)                                                                \
+    USES_GENUINE(EVP_##Direction##Init_ex);                                                        \
+    USES_GENUINE(EVP_##Direction##Update);                                                         \
+    USES_GENUINE(EVP_##Direction##Final_ex);                                                       \
+                                                                                                   \
+    OPENSSL102(int, EVP_##Direction##Init_ex, void *ctx, const EVP_CIPHER *cipher, ENGINE *engine, \
+               const unsigned char *key, const unsigned char *iv) {                                \
+        return CipherInit(GENUINE(EVP_##Direction##Init_ex), ctx, cipher, engine, key, iv);        \
+    }                                                                                              \
+    OPENSSL102(int, EVP_##Direction##Init, void *ctx, const EVP_CIPHER *cipher,                    \
+               const unsigned char *key, const unsigned char *iv) {                                \
+        if (cipher != nullptr)                                                                     \
+            CipherRecord::Init(ctx);                                                               \
+        return CipherInit(GENUINE(EVP_##Direction##Init_ex), ctx, cipher, nullptr, key, iv);       \
+    }                                                                                              \
+    OPENSSL102(int, EVP_##Direction##Update, void *ctx, unsigned char *out, int *outSize,          \
+               const unsigned char *in, int inSize) {                                              \
+        return CipherUpdate(GENUINE(EVP_##Direction##Update), ctx, out, outSize, in, inSize);      \
+    }                                                                                              \
+    OPENSSL102(int, EVP_##Direction##Final_ex, void *ctx, unsigned char *out, int *outSize) {      \
+        return CipherFinal(GENUINE(EVP_##Direction##Final_ex), ctx, out, outSize);                 \
+    }                                                                                              \
+    OPENSSL102(int, EVP_##Direction##Final, void *ctx, unsigned char *out, int *outSize) {         \
+        return CipherFinal(GENUINE(EVP_##Direction##Final_ex), ctx, out, outSize);                 \
+    }
 
-OPENSSL102(int, EVP_EncryptInit_ex, void *ctx, const EVP_CIPHER *cipher, ENGINE *engine,
-           const unsigned char *key, const unsigned char *iv) {
-    return CipherInit(GENUINE(EVP_EncryptInit_ex), ctx, cipher, engine, key, iv);
-}
-
-OPENSSL102(int, EVP_EncryptUpdate, void *ctx, unsigned char *out, int *outSize,
-           const unsigned char *in, int inSize) {
-    return CipherUpdate(GENUINE(EVP_EncryptUpdate), ctx, out, outSize, in, inSize);
-}
-
-OPENSSL102(int, EVP_EncryptFinal, void *ctx, unsigned char *out, int *outSize) {
-    return CipherFinal(GENUINE(EVP_EncryptFinal_ex), ctx, out, outSize);
-}
-
-OPENSSL102(int, EVP_EncryptFinal_ex, void *ctx, unsigned char *out, int *outSize) {
-    return CipherFinal(GENUINE(EVP_EncryptFinal_ex), ctx, out, outSize);
-}
-
-OPENSSL102(int, EVP_DecryptInit, void *ctx, const EVP_CIPHER *cipher, const unsigned char *key,
-           const unsigned char *iv) {
-    if (cipher != nullptr)
-        CipherRecord::Init(ctx);
-    return CipherInit(GENUINE(EVP_DecryptInit_ex), ctx, cipher, nullptr, key, iv);
-}
-
-OPENSSL102(int, EVP_DecryptInit_ex, void *ctx, const EVP_CIPHER *cipher, ENGINE *engine,
-           const unsigned char *key, const unsigned char *iv) {
-    return CipherInit(GENUINE(EVP_DecryptInit_ex), ctx, cipher, engine, key, iv);
-}
-
-OPENSSL102(int, EVP_DecryptUpdate, void *ctx, unsigned char *out, int *outSize,
-           const unsigned char *in, int inSize) {
-    return CipherUpdate(GENUINE(EVP_DecryptUpdate), ctx, out, outSize, in, inSize);
-}
-
-OPENSSL102(int, EVP_DecryptFinal, void *ctx, unsigned char *out, int *outSize) {
-    return CipherFinal(GENUINE(EVP_DecryptFinal_ex), ctx, out, outSize);
-}
-
-OPENSSL102(int, EVP_DecryptFinal_ex, void *ctx, unsigned char *out, int *outSize) {
-    return CipherFinal(GENUINE(EVP_DecryptFinal_ex), ctx, out, outSize);
-}
+CIPHER_FUNCTIONS(Encrypt)
+CIPHER_FUNCTIONS(Decrypt)

@@ -4,6 +4,8 @@
 
 namespace {
 
+constexpr const char *kWaitedKey = "orvane_glib_waited";
+
 struct Deadline {
     GSource *source = nullptr;
     bool hasPassed = false;
@@ -29,7 +31,7 @@ private:
     }
 };
 
-bool IsUnderWay(OrvaneListener *listener) {
+bool IsInProgress(OrvaneListener *listener) {
     switch (orvane_listener_get_state(listener)) {
     case ORVANE_LISTENER_PENDING:
     case ORVANE_LISTENER_ACKNOWLEDGED:
@@ -41,6 +43,16 @@ bool IsUnderWay(OrvaneListener *listener) {
         break;
     }
     return false;
+}
+
+/* How many operations of the listener the waits have seen to their end. */
+guint CountWaited(OrvaneListener *listener) {
+    return GPOINTER_TO_UINT(g_object_get_data(G_OBJECT(listener), kWaitedKey));
+}
+
+void SetWaited(OrvaneListener *listener) {
+    g_object_set_data(G_OBJECT(listener), kWaitedKey,
+                      GUINT_TO_POINTER(orvane_listener_get_operation_count(listener)));
 }
 
 } // namespace
@@ -63,14 +75,20 @@ void orvane_glib_shutdown(void) {
 gboolean orvane_glib_wait(OrvaneListener *listener, gint timeout) {
     g_return_val_if_fail(ORVANE_IS_LISTENER(listener), FALSE);
     g_return_val_if_fail(GlibLoop_IsOpen(), FALSE);
-    g_object_ref(listener); /* a handler may let both go */
+    if (orvane_listener_get_operation_count(listener) == CountWaited(listener)) {
+        g_warning("%s: no operation was begun on the listener since the last wait", __func__);
+        return FALSE;
+    }
+    g_object_ref(listener); /* a handler may release it, and shut the library down */
     GMainContext *context = g_main_context_ref(GlibLoop_Context());
     {
         const Deadline deadline(context, timeout);
-        while (IsUnderWay(listener) && !deadline.hasPassed && GlibLoop_Context() == context)
+        while (IsInProgress(listener) && !deadline.hasPassed && GlibLoop_Context() == context)
             g_main_context_iteration(context, TRUE);
     }
     g_main_context_unref(context);
+    if (!IsInProgress(listener))
+        SetWaited(listener);
     const gboolean hasSucceeded = orvane_listener_get_state(listener) == ORVANE_LISTENER_SUCCEEDED;
     g_object_unref(listener);
     return hasSucceeded;

@@ -1,4 +1,4 @@
-#include "lib/lock/mxUserInt.h"
+#include "lib/lock/mxUserLock.h"
 
 #include <memory>
 #include <thread>

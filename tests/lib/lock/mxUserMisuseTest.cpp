@@ -6,7 +6,7 @@
 
 #include <gmock/gmock.h>
 
-#include "lib/lock/mxUserInt.h"
+#include "lib/lock/mxUserLock.h"
 #include "lib/misc/glibPtr.h"
 #include "lib/misc/log.h"
 

@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include "lib/lock/mxUserInt.h"
+#include "lib/lock/mxUserLock.h"
 #include "lib/misc/glibPtr.h"
 #include "tests/lib/lock/inThreads.h"
 

@@ -7,7 +7,7 @@
 #include <gmock/gmock.h>
 
 #include "lib/lock/mxUserHisto.h"
-#include "lib/lock/mxUserLockStats.h"
+#include "lib/lock/mxUserLock.h"
 #include "lib/misc/glibPtr.h"
 #include "tests/lib/lock/inThreads.h"
 

@@ -10,8 +10,6 @@
 
 namespace {
 
-using MallocText = std::unique_ptr<char, Release<free>>;
-
 const std::string kWithEnd = {'a', 'b', '\0', 'c', 'd', '\0'};
 
 TEST(DynBuf, KeepsWhatIsAppendedByteByByteAndInPieces) {
@@ -38,11 +36,11 @@ TEST(DynBuf, HandsItsTextOutWithANulWhateverRoomIsLeft) {
         EXPECT_TRUE(DynBuf_Reserve(&buffer, reserved));
         EXPECT_TRUE(DynBuf_Append(&buffer, "ab\0cd", 5));
         gsize size = 0;
-        const MallocText text(DynBuf_DetachText(&buffer, &size));
+        const MallocPtr<char> text(DynBuf_DetachText(&buffer, &size));
         EXPECT_EQ(kWithEnd, std::string(text.get(), size + 1)) << reserved;
         EXPECT_EQ(nullptr, buffer.data);
 
-        const MallocText empty(DynBuf_DetachText(&buffer, &size));
+        const MallocPtr<char> empty(DynBuf_DetachText(&buffer, &size));
         EXPECT_STREQ("", empty.get());
         EXPECT_EQ(0u, size);
     }

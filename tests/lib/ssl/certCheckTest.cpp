@@ -23,6 +23,8 @@ TEST_F(SslCertCheck, GoesByTheResultOfOpenSslAndTheCommonName) {
          "SSL: Peer common name does not match host (localhost != 127.0.0.1)!\n"},
         {certificates::IssuedBy(root, {}), "localhost", TRUE, false,
          "SSL: Peer certificate does not verify (2"},
+        {certificates::SelfSigned({.commonName = std::string("localhost\0.evil", 15)}), "localhost",
+         TRUE, false, "SSL: Peer common name does not match host"},
     };
     for (const auto &row : rows) {
         LogRing_Clear();
@@ -33,6 +35,12 @@ TEST_F(SslCertCheck, GoesByTheResultOfOpenSslAndTheCommonName) {
         EXPECT_EQ(row.passes, SSL_CheckCert(pair.client.get(), row.host, row.allowsSelfSigned));
         EXPECT_THAT(LogText(), testing::HasSubstr(row.log));
     }
+}
+
+TEST_F(SslCertCheck, AConnectionWithoutAPeersCertificateFails) {
+    const TlsPair pair;
+    EXPECT_FALSE(SSL_CheckCert(pair.client.get(), "localhost", TRUE));
+    EXPECT_THAT(LogText(), testing::HasSubstr("SSL: Could not get the peer certificate\n"));
 }
 
 TEST_F(SslCertCheck, AContextTellsItsOwnCertificate) {

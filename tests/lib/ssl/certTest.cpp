@@ -1,6 +1,9 @@
 // Certificates by themselves: their names, thumbprints, forms and what people are shown.
+#include <algorithm>
 #include <array>
 
+#include "lib/ssl/sslCertErrors.h"
+#include "lib/ssl/sslCertName.h"
 #include "tests/lib/ssl/certifiedPair.h"
 
 namespace {
@@ -70,12 +73,14 @@ TEST_F(Cert, ThumbprintsAreWrittenWholeOrCut) {
     EXPECT_EQ(made.thumbprint, text);
     EXPECT_TRUE(SSL_GetCertThumbprint256(cert.get(), text, sizeof text));
     EXPECT_EQ(made.thumbprint256, text);
-    EXPECT_TRUE(SSL_GetCertThumbprint(cert.get(), text, 10));
-    EXPECT_EQ(made.thumbprint.substr(0, 8), text);
-    for (gsize size : {1, 2, 3}) {
+    for (const auto &[size, length] :
+         {std::pair(1, 0), {3, 0}, {4, 2}, {5, 2}, {6, 5}, {59, 56}, {60, 59}, {70, 59}}) {
+        std::ranges::fill(text, 'x');
         EXPECT_TRUE(SSL_GetCertThumbprint(cert.get(), text, size));
-        EXPECT_STREQ("", text);
+        EXPECT_EQ(made.thumbprint.substr(0, length), text) << size;
+        EXPECT_EQ('x', text[size]) << "beyond the room given";
     }
+    EXPECT_TRUE(SSL_GetCertThumbprint(cert.get(), nullptr, 0));
 }
 
 TEST_F(Cert, PinsHaveFourForms) {

@@ -19,8 +19,7 @@
 
 #include <gtest/gtest.h>
 
-#include "lib/misc/glibPtr.h"
-#include "lib/ssl/sslThunks.h"
+#include "lib/ssl/sslPtr.h"
 #include "lib/ssl/sslVerify.h"
 #include "tests/support/temporaryFolder.h"
 #include "tools/certificates/certificateKind.h"
@@ -29,11 +28,6 @@ extern "C" int __wrap_X509_STORE_add_crl(X509_STORE *store, void *crl);
 extern "C" int __wrap_X509_STORE_set_flags(X509_STORE *store, unsigned long flags);
 extern "C" void *__wrap_PEM_read_bio_X509_CRL(BIO *bio, void **crl, SSLPassphraseFn, void *data);
 extern "C" void __wrap_X509_CRL_free(void *crl);
-
-using CertPtr = std::unique_ptr<X509, Release<__wrap_X509_free>>;
-using BioPtr = std::unique_ptr<BIO, Release<__wrap_BIO_free>>;
-using SslPtr = std::unique_ptr<SSL, Release<__wrap_SSL_free>>;
-using CertContextPtr = std::unique_ptr<SSL_CTX, Release<__wrap_SSL_CTX_free>>;
 
 inline BioPtr BioOf(const std::string &text) {
     return BioPtr(__wrap_BIO_new_mem_buf(text.data(), static_cast<int>(text.size())));
@@ -81,8 +75,7 @@ public:
         __wrap_SSL_set_fd(accepting.get(), sockets[0]);
         __wrap_SSL_set_fd(connection.get(), sockets[1]);
         if (param != nullptr) {
-            __wrap_SSL_set_ex_data(connection.get(), SSL_GetSSLVerifyParamIx(), param);
-            __wrap_SSL_set_verify(connection.get(), SSL_VERIFY_PEER, SSLVerifyCb);
+            EXPECT_TRUE(SSLVerify_SetParam(connection.get(), param));
         }
         for (int round = 0; round < 100; round++) {
             __wrap_ERR_clear_error();
@@ -99,8 +92,8 @@ public:
     }
 
     certificates::Presented shown;
-    CertContextPtr server{SSL_NewContext()};
-    CertContextPtr client{SSL_NewContext()};
+    ContextPtr server{SSL_NewContext()};
+    ContextPtr client{SSL_NewContext()};
     SslPtr connection;               /* the client's */
     SSLVerifyParam *param = nullptr; /* for the client, if it has one */
 

@@ -6,9 +6,6 @@
 
 namespace {
 
-using SslPtr = std::unique_ptr<SSL, Release<__wrap_SSL_free>>;
-using BigNumPtr = std::unique_ptr<BIGNUM, Release<__wrap_BN_free>>;
-
 enum { SSL_CTRL_SET_MAX_PROTO_VERSION = 124, TLS1_2_VERSION = 0x0303 };
 
 /* Calls a function of OpenSSL that only tests need. */

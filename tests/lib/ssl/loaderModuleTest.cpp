@@ -11,7 +11,8 @@
 #include <gtest/gtest.h>
 
 #include "lib/ssl/sslAccess.h"
-#include "lib/ssl/sslVerify.h"
+#include "lib/ssl/sslModule.h"
+#include "lib/ssl/sslVerifyState.h"
 #include "tests/lib/ssl/tlsPair.h"
 
 extern "C" {
@@ -209,14 +210,14 @@ TEST_F(SSLModule, AVerifyStateHangsOnItsStore) {
     Start();
     static int numReleased;
     numReleased = 0;
-    X509_STORE *store = __wrap_X509_STORE_new();
-    EXPECT_EQ(nullptr, SSLAccess_StoreState(store));
-    auto *state = static_cast<SSLVerifyState *>(g_malloc0(sizeof(SSLVerifyState)));
-    state->destroy = [](gpointer) { numReleased++; };
-    EXPECT_TRUE(SSLAccess_SetStoreState(store, state));
-    EXPECT_EQ(state, SSLAccess_StoreState(store));
-    __wrap_X509_STORE_free(store);
-    EXPECT_EQ(1, numReleased);
+    StorePtr store(__wrap_X509_STORE_new());
+    const SSLVerifyState state{.destroy = [](gpointer) { numReleased++; }};
+    SSLVerifyState_Attach(store.get(), state);
+    EXPECT_EQ(0, numReleased);
+    SSLVerifyState_Attach(store.get(), state);
+    EXPECT_EQ(1, numReleased) << "another takes its place";
+    store.reset();
+    EXPECT_EQ(2, numReleased);
 }
 
 } // namespace

@@ -12,7 +12,7 @@
 #include <link.h>
 #include <unistd.h>
 
-#include <ssl/ssl.h>
+#include <orvane/ssl.h>
 
 #include "lib/ssl/sslLoader.h"
 #include "lib/ssl/sslThunks.h"

@@ -17,15 +17,14 @@
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 
-#include "lib/misc/glibPtr.h"
 #include "lib/misc/log.h"
-#include "lib/ssl/sslInt.h"
+#include "lib/ssl/sslPtr.h"
 #include "lib/ssl/sslSockInt.h"
+#include "lib/ssl/sslState.h"
 #include "tests/support/temporaryFolder.h"
 #include "tools/certificates/certificate.h"
 
 using SockPtr = std::unique_ptr<SSLSock, Release<SSL_Shutdown>>;
-using ContextPtr = std::unique_ptr<SSL_CTX, Release<SSL_FreeContext>>;
 
 inline std::string LogText() {
     return GPtr<char>(LogRing_Copy()).get();

@@ -101,11 +101,14 @@ TEST(ServiceAddress, HasOneKeyHoweverItIsWritten) {
         const char *url;
         const char *key;
         const char *host;
+        bool isLoopback = false;
     } rows[] = {
         {"https://host.example/sdk", "host.example:443", "host.example"},
         {"HTTPS://user@Host.Example.:443", "host.example:443", "host.example"},
         {"https://host.example:8443/", "host.example:8443", "host.example"},
         {"http://host.example/", "host.example:80", "host.example"},
+        {"http://127.1/", "127.0.0.1:80", "127.0.0.1", true},
+        {"http://ftp.host.example/", "ftp.host.example:80", "ftp.host.example"},
         {"https://127.0.0.1:0443/x", "127.0.0.1:443", "127.0.0.1"},
         {"https://[::1]/sdk", "[::1]:443", "0:0:0:0:0:0:0:1"},
         {"https://[0:0:0:0:0:0:0:1]:443/sdk", "[::1]:443", "0:0:0:0:0:0:0:1"},
@@ -118,9 +121,11 @@ TEST(ServiceAddress, HasOneKeyHoweverItIsWritten) {
         EXPECT_EQ(row.key, address->Key()) << row.url;
         EXPECT_EQ(row.host, address->CertificateHost()) << row.url;
         EXPECT_EQ(tolower(row.url[4]) == 's', address->isTls) << row.url;
+        EXPECT_EQ(address->isTls || row.isLoopback, address->isSafe) << row.url;
     }
-    for (const char *url : {"", "host.example", "ftp://host/", "https://", "https://[::1",
-                            "file:///x", "https://host:99999/", "https://a b/"})
+    for (const char *url :
+         {"", "host.example", "ftp://host/", "https://", "https://[::1", "file:///x",
+          "http://localhos%74/", "https://h%6fst/", "https://host:99999/", "https://a b/"})
         EXPECT_FALSE(ParseServiceAddress(url).has_value()) << url;
 }
 

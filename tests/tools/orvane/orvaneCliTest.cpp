@@ -12,6 +12,9 @@
 
 namespace {
 
+constexpr char kDocument[] =
+    ORVANE_SOURCE_DIR "/tests/tools/schemaImport/documents/many/service.wsdl";
+
 using testing::AllOf;
 using testing::HasSubstr;
 using testing::Not;
@@ -26,6 +29,18 @@ Ended Demo(std::vector<std::string> arguments, bool onTerminal = false) {
     arguments.insert(arguments.begin(), "demo");
     return RunProgram("bin/orvane", arguments, onTerminal);
 }
+
+/* The demo with a given service, whose password is in the environment. */
+class OrvaneDemoAtAService : public testing::Test {
+protected:
+    OrvaneDemoAtAService() { setenv("ORVANE_PASSWORD", "secret", 1); }
+    ~OrvaneDemoAtAService() override { unsetenv("ORVANE_PASSWORD"); }
+
+    static Ended At(const std::string &url, std::vector<std::string> others = {}) {
+        others.insert(others.begin(), {"--url", url});
+        return Demo(others);
+    }
+};
 
 std::vector<std::string> With(const simulator::Simulator &server,
                               std::vector<std::string> others = {}) {
@@ -84,33 +99,103 @@ TEST(OrvaneDemo, ATakenPortIsOneLine) {
     close(taken);
 }
 
-TEST(OrvaneDemo, AServiceThatIsNotThereOrRefusesIsOneLine) {
-    ExpectOneLine(Demo({"--url", "http://127.0.0.1:1/sdk"}), "no service answers");
+TEST_F(OrvaneDemoAtAService, AFailureIsOneLineAndLogsOut) {
+    ExpectOneLine(At("http://127.0.0.1:1/sdk"), "no service answers");
     simulator::Simulator server({.machines = 3});
     server.RunInThread();
-    ExpectOneLine(Demo({"--url", server.Url(), "--password", "wrong"}), "InvalidLogin");
-    ExpectOneLine(Demo({"--url", server.Url(), "--machine", "nobody"}), "nobody");
+    ExpectOneLine(At(server.Url(), {"--password", "wrong"}), "InvalidLogin");
+    ExpectOneLine(At(server.Url(), {"--machine", "nobody"}), "nobody");
+    EXPECT_EQ(1, server.NumCalls("Logout"));
+    server.AddTrouble({.kind = simulator::TroubleKind::Fault,
+                       .method = "Login",
+                       .message = "no\nAll of it worked."});
+    ExpectOneLine(At(server.Url()), "SystemError: no\\nAll of it worked.");
+    EXPECT_EQ(0, server.NumSessions());
 }
 
-TEST(OrvaneDemo, AServiceThatFallsSilentEndsItInTime) {
+TEST_F(OrvaneDemoAtAService, AServiceThatFallsSilentEndsItInTime) {
     simulator::Simulator server({.machines = 3});
     server.RunInThread();
     for (const char *method : {"Login", "RetrieveProperties", "CreateFilter", "Logout"}) {
         server.AddTrouble({.kind = simulator::TroubleKind::Silent, .method = method, .count = -1});
-        ExpectOneLine(Demo({"--url", server.Url(), "--timeout", "1"}), "no answer within 1 s");
+        ExpectOneLine(At(server.Url(), {"--timeout", "1"}), "no answer within 1 s");
+        EXPECT_EQ(method == std::string("Logout") ? 1 : 0, server.NumSessions()) << method;
+        server.ExpireSessions();
         server.ClearTroubles();
     }
 }
 
-TEST(OrvaneDemo, AGivenServiceIsOnlyReadUnlessAMachineIsNamed) {
+TEST_F(OrvaneDemoAtAService, AGivenServiceIsOnlyReadUnlessAMachineIsNamed) {
     simulator::Simulator server({.machines = 3, .taskDurationMs = 200});
     server.RunInThread();
-    EXPECT_EQ(0, Demo({"--url", server.Url()}).status);
+    EXPECT_EQ(0, At(server.Url()).status);
     EXPECT_EQ(0, server.NumCalls("PowerOnVM_Task"));
-    EXPECT_EQ(0, Demo({"--url", server.Url(), "--machine", "machine-0002"}).status);
+    EXPECT_EQ(0, At(server.Url(), {"--machine", "machine-0002"}).status);
     EXPECT_EQ(2, server.NumCalls("PowerOnVM_Task"));
     EXPECT_EQ("gray", server.Property("vm-102", "guestHeartbeatStatus"));
     EXPECT_EQ(0, server.NumSessions());
+}
+
+/* XML carries no C0 but line breaks; U+0085 and U+009B are C1. */
+TEST_F(OrvaneDemoAtAService, NoNameForgesALineOrMovesTheCursor) {
+    simulator::Simulator server({.machines = 3});
+    server.RunInThread();
+    server.SetProperty("vm-101", "name", "a\nConnected  trusted\u0085\u009b2J\u202e\u2028z");
+    const Ended ended = At(server.Url());
+    EXPECT_EQ(0, ended.status) << ended.err;
+    EXPECT_THAT(ended.out,
+                HasSubstr("a\\nConnected  trusted\\u0085\\u009b2J\\u202e\\u2028z  Virtual"));
+}
+
+TEST_F(OrvaneDemoAtAService, AnInterruptLogsOut) {
+    simulator::Simulator server({.machines = 3});
+    server.RunInThread();
+    server.AddTrouble(
+        {.kind = simulator::TroubleKind::Silent, .method = "CreateFilter", .skip = 1});
+    Program demo("bin/orvane", {"demo", "--url", server.Url()});
+    ASSERT_TRUE(demo.WaitFor("Inventory"));
+    demo.Interrupt();
+    const Ended ended = demo.Wait();
+    EXPECT_EQ(130, ended.status);
+    EXPECT_EQ("orvane: interrupted\n", ended.err);
+    EXPECT_EQ(0, server.NumSessions());
+}
+
+TEST(OrvaneProgram, AWrongCommandLineIsOneLineThatSaysWhatToDo) {
+    const std::pair<std::vector<std::string>, const char *> rows[] = {
+        {{}, "see orvane --help"},
+        {{"abuot"}, "\"abuot\" is no command of orvane; did you mean \"about\"?"},
+        {{"frob\nnicate"}, "\"frob\\nnicate\" is no command of orvane; there are: demo, "},
+        {{"schema", "imprt"}, "\"imprt\" is no command of orvane schema; did you mean \"import\"?"},
+        {{"about"}, "url is required; see orvane about --help"},
+        {{"about", "a", "b", "c"}, "c; see orvane about --help"},
+        {{"demo", "--password", "x"}, "see orvane demo --help"},
+    };
+    for (const auto &[arguments, text] : rows) {
+        const Ended ended = RunProgram("bin/orvane", arguments);
+        EXPECT_EQ(2, ended.status) << ended.err;
+        EXPECT_THAT(ended.err, AllOf(StartsWith("orvane: "), HasSubstr(text)));
+        EXPECT_EQ(1, std::ranges::count(ended.err, '\n')) << ended.err;
+    }
+}
+
+TEST(OrvaneProgram, OutputThatCannotBeWrittenIsAFailure) {
+    const struct {
+        std::vector<std::string> arguments;
+        const char *output;
+        const char *reason;
+    } rows[] = {
+        {{"--version"}, "/dev/full", "No space left"},
+        {{"about", "--help"}, "closed", "Bad file descriptor"},
+        {{"demo", "--machines", "1", "--task-ms", "100"}, "/dev/full", "No space left"},
+        {{"schema", "import", "-o", "-", kDocument}, "closed", "Bad file descriptor"},
+    };
+    for (const auto &row : rows) {
+        const Ended ended =
+            Program("bin/orvane", row.arguments, false, {.output = row.output}).Wait();
+        EXPECT_EQ(1, ended.status) << ended.err;
+        EXPECT_THAT(ended.err, HasSubstr(row.reason));
+    }
 }
 
 TEST(Examples, InventoryNamesAllMachines) {

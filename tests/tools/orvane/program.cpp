@@ -36,7 +36,7 @@ bool Append(int descriptor, std::string *text) {
 } // namespace
 
 Program::Program(const std::string &path, const std::vector<std::string> &arguments,
-                 bool onTerminal)
+                 bool onTerminal, const Streams &streams)
     : out(-1), err(-1) {
     std::vector<std::string> words = arguments;
     words.insert(words.begin(), std::string(ORVANE_BUILD_DIR) + "/" + path);
@@ -48,24 +48,33 @@ Program::Program(const std::string &path, const std::vector<std::string> &argume
            "print_suppressions=0:suppressions=" ORVANE_SOURCE_DIR "/tests/tools/orvane/glib.supp",
            1);
 
+    int inPipe[2];
     int outPipe[2];
     int errPipe[2];
-    if (!onTerminal && (pipe2(outPipe, O_CLOEXEC) != 0 || pipe2(errPipe, O_CLOEXEC) != 0))
+    if (!onTerminal && (pipe2(inPipe, O_CLOEXEC) != 0 || pipe2(outPipe, O_CLOEXEC) != 0 ||
+                        pipe2(errPipe, O_CLOEXEC) != 0))
         g_error("pipe: %s", g_strerror(errno));
     child = onTerminal ? forkpty(&out, nullptr, nullptr, nullptr) : fork();
     if (child < 0)
         g_error("fork: %s", g_strerror(errno));
     if (child == 0) {
         if (!onTerminal) {
-            dup2(open("/dev/null", O_RDONLY | O_CLOEXEC), STDIN_FILENO);
-            dup2(outPipe[1], STDOUT_FILENO);
+            dup2(inPipe[0], STDIN_FILENO);
+            dup2(streams.output.empty() ? outPipe[1] : open(streams.output.c_str(), O_WRONLY),
+                 STDOUT_FILENO);
             dup2(errPipe[1], STDERR_FILENO);
+            if (streams.output == "closed")
+                close(STDOUT_FILENO);
         }
         execv(argv[0], argv.data());
         _exit(127);
     }
     if (onTerminal)
         return;
+    if (write(inPipe[1], streams.input.data(), streams.input.size()) < 0)
+        g_error("cannot write the input: %s", g_strerror(errno));
+    close(inPipe[0]);
+    close(inPipe[1]);
     close(outPipe[1]);
     close(errPipe[1]);
     out = outPipe[0];
@@ -110,6 +119,10 @@ bool Program::WaitFor(const std::string &text) {
 void Program::Type(const std::string &text) {
     if (write(out, text.data(), text.size()) != static_cast<ssize_t>(text.size()))
         g_error("cannot type: %s", g_strerror(errno));
+}
+
+int Program::OpenTerminal() const {
+    return open(ptsname(out), O_RDWR | O_NOCTTY | O_CLOEXEC);
 }
 
 void Program::Interrupt() {

@@ -1,5 +1,5 @@
 /*
- * program.h -- runs a program of the build folder and collects what it says
+ * program.h -- runs a program of the build folder and collects its output
  */
 #pragma once
 
@@ -12,15 +12,20 @@ struct Ended {
     std::string err;
 };
 
+/* Where a program's streams lead to, unless it is on a terminal. */
+struct Streams {
+    std::string input;  /* what stdin holds; at most a pipe full */
+    std::string output; /* a path for stdout; "closed"; or empty to collect it */
+};
+
 class Program {
 public:
     /* Whether a build with sanitizers looks for leaks, which takes a second or more a program. */
     static inline bool looksForLeaks = true;
 
-    /* Path below the build folder. On a terminal of its own, stdout and stderr come together;
-     * elsewhere there is no input. */
+    /* Path below the build folder. On a terminal of its own, stdout and stderr come together. */
     Program(const std::string &path, const std::vector<std::string> &arguments,
-            bool onTerminal = false);
+            bool onTerminal = false, const Streams &streams = {});
     ~Program(); /* kills it if it still runs */
     Program(const Program &) = delete;
     Program &operator=(const Program &) = delete;
@@ -30,6 +35,8 @@ public:
     /* As if somebody typed it, on a terminal. */
     void Type(const std::string &text);
     void Interrupt();
+    /* Opens the program's terminal, which then keeps its settings after the program's end. */
+    int OpenTerminal() const;
     /* Waits for the end, at most 60 seconds. */
     Ended Wait();
 

@@ -96,14 +96,23 @@ TEST_F(ServiceTrust, OtherAnswersAreNotRemembered) {
     }
 }
 
-TEST_F(ServiceTrust, AShortKeyIsAProblemUnlessOnACurve) {
-    for (const auto &[kind, isProblem] :
-         {std::pair("rsa-1022", true), {"rsa-1023", false}, {"good", false}}) {
-        simulator::Simulator server(Secured(kind));
+TEST_F(ServiceTrust, TheQuestionNamesTheProblemsAndAYesStands) {
+    constexpr char kKey[] = "key is too short";
+    constexpr char kName[] = "not entitled to certify";
+    const struct {
+        const char *kind, *problem;
+        bool isShown;
+    } rows[] = {{"rsa-1022", kKey, true},
+                {"rsa-1023", kKey, false},
+                {"good", kKey, false},
+                {"good", kName, false},
+                {"name-constraint", kName, true}};
+    for (const auto &row : rows) {
+        simulator::Simulator server(Secured(row.kind));
         server.RunInThread();
-        EXPECT_EQ(isProblem,
-                  Answer(server, "no\n").out.find("fewer than 1023 bits") != std::string::npos)
-            << kind;
+        const Ended ended = Answer(server, "once\n");
+        EXPECT_EQ(0, ended.status) << row.kind << ended.out;
+        EXPECT_EQ(row.isShown, ended.out.find(row.problem) != std::string::npos) << row.kind;
     }
 }
 

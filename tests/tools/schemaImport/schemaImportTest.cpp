@@ -1,4 +1,8 @@
 // What XSD and WSDL documents become, in both styles, and what they cannot become.
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include "tests/support/cannedServer.h"
 #include "tests/support/testLoop.h"
 #include "tests/tools/orvane/program.h"
@@ -156,9 +160,43 @@ TEST(SchemaImport, TheProgramFetchesAndWritesAFile) {
     EXPECT_THAT(text, HasSubstr("data Mill : DynamicData  @ozy25/5.5\n"));
 }
 
+int ImportTo(const std::string &output) {
+    return Program("bin/orvane",
+                   {"schema", "import", "-o", output, kDocuments + "many/service.wsdl"})
+        .Wait()
+        .status;
+}
+
+TEST(SchemaImport, TheProgramReplacesNothingButRegularFiles) {
+    const DocumentFolder folder;
+    const std::string target = folder.Write("target", "old");
+    const std::string base = target.substr(0, target.rfind('/'));
+    std::filesystem::create_symlink("target", base + "/link");
+    std::filesystem::create_symlink("nowhere", base + "/dangling");
+    ASSERT_EQ(0, mkfifo((base + "/pipe").c_str(), 0600));
+
+    EXPECT_EQ(0, ImportTo(base + "/link"));
+    EXPECT_TRUE(std::filesystem::is_symlink(base + "/link"));
+    EXPECT_GT(std::filesystem::file_size(target), 100u);
+    EXPECT_EQ(1, ImportTo(base + "/dangling"));
+    EXPECT_EQ(1, ImportTo(base + "/pipe")) << "nobody reads from it";
+    const int reader = open((base + "/pipe").c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    EXPECT_EQ(0, ImportTo(base + "/pipe"));
+    char first = 0;
+    EXPECT_EQ(1, read(reader, &first, 1));
+    EXPECT_EQ('#', first);
+    close(reader);
+    EXPECT_TRUE(std::filesystem::is_fifo(base + "/pipe"));
+
+    for (const char *name : {"/new/file", "/new/"})
+        EXPECT_EQ(1, ImportTo(base + name));
+    EXPECT_FALSE(std::filesystem::exists(base + "/new")) << "no folder is made unasked";
+}
+
 TEST(SchemaImport, TheProgramTellsHowItEnded) {
     const std::pair<std::vector<std::string>, int> rows[] = {
         {{"schema", "import", kDocuments + "many/service.wsdl"}, 0},
+        {{"schema", "import", "-o", "-", kDocuments + "many/service.wsdl"}, 0},
         {{"schema", "import", "/nonexistent.xsd"}, 1},
         {{"schema", "import"}, 2},
         {{"schema", "import", "ozy99/1.0=a.xsd"}, 2},

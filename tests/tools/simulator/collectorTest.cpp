@@ -58,6 +58,31 @@ protected:
     std::string version;
 };
 
+/* Two filters, one of which changes its members; a session with a version that never asks again, and one that
+ * asks now and then. */
+TEST_F(Collector, ChangesThatNobodyReadsAreJoined) {
+    SoapClient idle(server.Url());
+    idle.Login();
+    idle.Collect("CreateFilter", ObjectSpecText("spec", "VirtualMachine", "vm-101", {"name"}) +
+                                     Argument("partialUpdates", "boolean", "1"));
+    const std::string seen = idle.Collect("WaitForUpdatesEx", kAtOnce).Between("<version>", "<");
+    CreateFilter(WalkSpecText("spec"));
+    Updates();
+    for (int i = 0; i < 3000; i++) {
+        server.SetProperty("vm-101", "name", "name " + std::to_string(i));
+        if (i % 1000 == 500)
+            server.AddMachine("added " + std::to_string(i));
+        if (i % 1000 == 700) {
+            EXPECT_EQ(1, Updates().Count("<kind>enter</kind>")) << i;
+        }
+    }
+    EXPECT_LT(server.NumKeptChanges(), 1100);
+    EXPECT_TRUE(Updates().Has("name 2999<"));
+    const SoapReply late = idle.Collect("WaitForUpdatesEx", Version(seen) + kAtOnce);
+    EXPECT_EQ(1, late.Count("<changeSet>"));
+    EXPECT_TRUE(late.Has("name 2999<"));
+}
+
 TEST_F(Collector, TellsAllValuesFirstAndThenWhatChanged) {
     const std::string filter =
         CreateFilter(ObjectSpecText("spec", "VirtualMachine", "vm-101", {"name", "configLocked"}));

@@ -1,7 +1,11 @@
 #include "tools/simulator/http.h"
 
+#include <arpa/inet.h>
 #include <gtest/gtest.h>
 #include <poll.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include "tests/tools/simulator/soapClient.h"
 
@@ -149,6 +153,22 @@ TEST(Control, MovesTheSwitchesByUrl) {
     EXPECT_EQ(404, client.Get(control + "nothing").status);
 }
 
+TEST(Requests, AllDocumentsThatTheWsdlNamesAreServed) {
+    for (const bool isServed : {true, false}) {
+        Options options = Small();
+        options.wsdl = isServed;
+        Simulator server(options);
+        server.RunInThread();
+        SoapClient client(server.Url());
+        const SoapReply wsdl = client.Get(server.Url() + "/ozyService?wsdl");
+        EXPECT_EQ(isServed ? 200 : 404, wsdl.status);
+        const std::string named = isServed ? wsdl.Between("location=\"", "\"") : "ozy25.wsdl";
+        const SoapReply types = client.Get(server.Url() + "/" + named);
+        EXPECT_EQ(isServed ? 200 : 404, types.status);
+        EXPECT_EQ(isServed, types.Has("targetNamespace=\"urn:ozy25\""));
+    }
+}
+
 /* Runs the simulator in this thread until the condition holds, waiting at its descriptor only. */
 bool RunUntil(Simulator &server, const std::function<bool()> &condition) {
     pollfd descriptor{server.PollDescriptor(), POLLIN, 0};
@@ -193,6 +213,60 @@ TEST(OutsideLoop, AdvanceMakesTheDescriptorReadable) {
         return waiting.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
     }));
     EXPECT_EQ(200, waiting.get().status);
+}
+
+/* Connects, sends the text, and leaves it at that. */
+int ConnectAndSend(int port, const std::string &text) {
+    const int client = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(static_cast<uint16_t>(port));
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    EXPECT_EQ(0, connect(client, reinterpret_cast<sockaddr *>(&address), sizeof address));
+    EXPECT_EQ(ssize_t(text.size()), send(client, text.data(), text.size(), MSG_NOSIGNAL));
+    return client;
+}
+
+TEST(OutsideLoop, HalfOpenConnectionsAreDroppedAndWaitingOnesAreNot) {
+    Options options = Small();
+    options.idleSeconds = 1;
+    Simulator server(options);
+    server.Start();
+    SoapClient client(server.Url());
+    auto waiting = std::async(std::launch::async, [&] {
+        client.Login();
+        return client.Collect("WaitForUpdates");
+    });
+    ASSERT_TRUE(RunUntil(server, [&] { return server.NumWaiting() == 1; }));
+    const int sockets[] = {ConnectAndSend(server.Port(), ""),
+                           ConnectAndSend(server.Port(), "POST /sdk HTTP/1.1\r\nContent-Le")};
+    ASSERT_TRUE(RunUntil(server, [&] { return server.NumOpenConnections() == 3; }));
+    EXPECT_TRUE(RunUntil(server, [&] { return server.NumOpenConnections() == 1; }));
+    EXPECT_EQ(1, server.NumWaiting());
+    for (const int socket : sockets)
+        close(socket);
+    server.Stop();
+    waiting.get();
+}
+
+TEST(OutsideLoop, WithoutDescriptorsItRestsAndThenGoesOn) {
+    Simulator server(Small());
+    server.Start();
+    const int client = ConnectAndSend(server.Port(), "");
+    const int lowest = dup(client); /* the first that is free */
+    close(lowest);
+    rlimit before{};
+    getrlimit(RLIMIT_NOFILE, &before);
+    const rlimit none{static_cast<rlim_t>(lowest), before.rlim_max};
+    ASSERT_EQ(0, setrlimit(RLIMIT_NOFILE, &none));
+    int numRuns = 0;
+    RunUntil(server, [&] { return numRuns++ > 30; }); /* at most 20 ms each */
+    EXPECT_EQ(0, server.NumConnections());
+    pollfd descriptor{server.PollDescriptor(), POLLIN, 0};
+    EXPECT_EQ(0, poll(&descriptor, 1, 20)) << "there is nothing to do for now";
+    ASSERT_EQ(0, setrlimit(RLIMIT_NOFILE, &before));
+    EXPECT_TRUE(RunUntil(server, [&] { return server.NumConnections() == 1; }));
+    close(client);
 }
 
 TEST(Life, CanStartAgainOnItsPort) {

@@ -1,5 +1,8 @@
 #include "ozy/lib/orvane/listener/orvaneListener.h"
 
+#include <utility>
+
+#include "lib/misc/glibPtr.h"
 #include "lib/misc/log.h"
 #include "ozy/lib/orvane/listener/orvaneListenerInt.h"
 #include "ozy/lib/orvane/runtime/orvaneRuntime.h"
@@ -35,6 +38,17 @@ void StoreFault(OrvaneListener *listener, const GValue *value) {
         OrvaneListenerTakeFault(listener, SKEMA_QORM_METHOD_FAULT(g_object_ref(held)));
     }
     g_object_notify_by_pspec(G_OBJECT(listener), properties[PROP_FAULT]);
+}
+
+/* Clears what an earlier operation ended with. Releasing it may run the application's code. */
+void ClearOutcome(OrvaneListenerPrivate *priv) {
+    const ObjectPtr<SkemaQormMethodFault> fault(std::exchange(priv->fault, nullptr));
+    priv->progress = kListenerNoProgress;
+    if (std::exchange(priv->isReturnTypeFresh, FALSE))
+        return;
+    priv->returnElementType = 0;
+    GValue result = std::exchange(priv->result, GValue G_VALUE_INIT);
+    orvane_value_cond_unset(&result);
 }
 
 } // namespace
@@ -178,8 +192,20 @@ gboolean orvane_listener_get_result(OrvaneListener *listener, GValue *value) {
     return TRUE;
 }
 
+guint orvane_listener_get_operation_count(OrvaneListener *listener) {
+    g_return_val_if_fail(ORVANE_IS_LISTENER(listener), 0);
+    return listener->priv->numOperations;
+}
+
 void orvane_listener_initiate(OrvaneListener *listener) {
-    orvane_listener_set_state(listener, ORVANE_LISTENER_PENDING);
+    g_return_if_fail(ORVANE_IS_LISTENER(listener));
+    ObjectWatch<OrvaneListener> watch(listener);
+    listener->priv->numOperations++;
+    OrvaneListenerReleaseTask(listener);
+    if (watch)
+        ClearOutcome(listener->priv);
+    if (watch)
+        orvane_listener_set_state(listener, ORVANE_LISTENER_PENDING);
 }
 
 void orvane_listener_set_state(OrvaneListener *listener, OrvaneListenerState state) {
@@ -227,6 +253,7 @@ void orvane_listener_set_return_type(OrvaneListener *listener, GType type, gbool
     g_return_if_fail(ORVANE_IS_LISTENER(listener));
     OrvaneListenerPrivate *priv = listener->priv;
     orvane_value_cond_unset(&priv->result); /* of an earlier call with the same listener */
+    priv->isReturnTypeFresh = TRUE;
     priv->returnElementType = isArray ? type : 0;
     if (isArray)
         g_value_init(&priv->result, G_TYPE_VALUE_ARRAY);
@@ -256,8 +283,20 @@ void orvane_listener_acknowledge(OrvaneListener *listener, gboolean success, con
                                   success ? ORVANE_LISTENER_SUCCEEDED : ORVANE_LISTENER_FAILED);
 }
 
+void OrvaneListener_AcknowledgeCanceled(OrvaneListener *listener) {
+    GValue fault = G_VALUE_INIT;
+    g_value_init(&fault, SKEMA_TYPE_QORM_METHOD_FAULT);
+    g_value_take_object(&fault, OrvaneListenerNewRequestCanceled());
+    orvane_listener_acknowledge(listener, FALSE, &fault);
+    g_value_unset(&fault);
+}
+
 void OrvaneListenerEmitProgress(OrvaneListener *listener) {
     g_signal_emit(listener, signals[SIGNAL_PROGRESS], 0);
+}
+
+SkemaQormMethodFault *OrvaneListenerNewRequestCanceled(void) {
+    return SKEMA_QORM_METHOD_FAULT(g_object_new(SKEMA_TYPE_QORM_FAULT_REQUEST_CANCELED, nullptr));
 }
 
 void OrvaneListenerTakeFault(OrvaneListener *listener, SkemaQormMethodFault *fault) {

@@ -39,7 +39,14 @@ OrvaneListener *OrvaneListener_NewInternal(OrvaneListenerCallback callback, gpoi
 /* Whether OrvaneListener_NewInternal() made it. */
 gboolean OrvaneListener_IsInternal(OrvaneListener *listener);
 
-/* State PENDING. */
+/**
+ * orvane_listener_initiate:
+ * @listener: the listener of an operation that begins
+ *
+ * State PENDING. Before that it drops what an earlier operation left: the task that it followed, its
+ * progress, its fault, and its result unless orvane_listener_set_return_type() was called since. Runs the
+ * application's code, which may release the listener.
+ */
 void orvane_listener_initiate(OrvaneListener *listener);
 
 /* Stores the state, notifies "state", then emits the state's signal; nothing for an equal state. */
@@ -63,5 +70,8 @@ GType orvane_listener_get_return_type(OrvaneListener *listener, gboolean *isArra
  * Runs the application's handlers before it returns.
  */
 void orvane_listener_acknowledge(OrvaneListener *listener, gboolean success, const GValue *value);
+
+/* Acknowledges a failure with a RequestCanceled. */
+void OrvaneListener_AcknowledgeCanceled(OrvaneListener *listener);
 
 G_END_DECLS

@@ -16,7 +16,9 @@ struct _OrvaneListenerPrivate {
     SkemaQormMethodFault *fault; /* owned */
     SkemaOzyTask *task;          /* owned; set while one is followed */
     gint32 progress;
-    GType returnElementType; /* 0 unless the result is an array */
+    GType returnElementType;    /* 0 unless the result is an array */
+    gboolean isReturnTypeFresh; /* it was set for an operation that is still to begin */
+    guint numOperations;        /* that were begun */
     gulong taskInfoHandler;
     OrvaneListener *taskLoadListener; /* owned; loads the task, until it is loaded */
     gulong taskLoadHandler;
@@ -28,6 +30,8 @@ struct _OrvaneListenerPrivate {
 void OrvaneListenerEmitProgress(OrvaneListener *listener);
 /* Stores the fault, which it takes over, without a word to anybody. */
 void OrvaneListenerTakeFault(OrvaneListener *listener, SkemaQormMethodFault *fault);
+
+SkemaQormMethodFault *OrvaneListenerNewRequestCanceled(void);
 
 /* Goes on with the task that a reply named. */
 void OrvaneListenerFollowTask(OrvaneListener *listener, SkemaOzyTask *task);

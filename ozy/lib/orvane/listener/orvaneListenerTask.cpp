@@ -26,10 +26,6 @@ ObjectPtr<GObject> TaskInfo(SkemaOzyTask *task) {
     return ObjectPtr<GObject>(info);
 }
 
-SkemaQormMethodFault *NewRequestCanceled() {
-    return SKEMA_QORM_METHOD_FAULT(g_object_new(SKEMA_TYPE_QORM_FAULT_REQUEST_CANCELED, nullptr));
-}
-
 /* Takes over what the task says at its end, and tells the state that this is. */
 OrvaneListenerState ReadTaskState(OrvaneListener *listener, GObject *info, gint state) {
     OrvaneListenerPrivate *priv = listener->priv;
@@ -75,7 +71,7 @@ void orvane_listener_task_info_cb(OrvaneListener *listener) {
             return;
     }
     if (cancelled) {
-        OrvaneListenerTakeFault(listener, NewRequestCanceled());
+        OrvaneListenerTakeFault(listener, OrvaneListenerNewRequestCanceled());
         orvane_listener_set_state(listener, ORVANE_LISTENER_FAILED);
         return;
     }

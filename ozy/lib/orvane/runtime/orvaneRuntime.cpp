@@ -18,6 +18,13 @@ GQuark orvane_quark_version(void) {
     return g_quark_from_static_string("ORVANE_QUARK_VERSION");
 }
 
+const char *OrvaneType_WireName(GType type) {
+    gpointer name = nullptr;
+    for (; type != 0 && name == nullptr; type = g_type_parent(type))
+        name = g_type_get_qdata(type, orvane_quark_wsdlname());
+    return static_cast<const char *>(name);
+}
+
 GEnumValue *orvane_enum_get_by_nick(GType enumType, const char *nick) {
     if (g_type_fundamental(enumType) != G_TYPE_ENUM) {
         Warning("%s: Attempted lookup '%s' on non-enum type\n", "orvane_enum_get_by_nick",

@@ -25,6 +25,12 @@ void orvane_bind_listener(GObject *object, OrvaneListener *listener);
 /* Ends the binding of the object, if there is one. */
 void orvane_unbind_listener(GObject *object);
 
+/*
+ * Returns the service's name of a class or enumeration. A subclass that an application registered
+ * without one has that of its nearest ancestor; NULL if no ancestor has one.
+ */
+const char *OrvaneType_WireName(GType type);
+
 /* The weak notify of a binding. */
 void orvane_bound_listener_weak_notify(gpointer object, GObject *listener);
 

@@ -11,6 +11,7 @@
 #include "ozy/lib/orvane/schema/schemaLookup.h"
 #include "ozy/lib/orvane/session/orvaneSessionInt.h"
 #include "ozy/lib/orvane/session/orvaneSessionVerify.h"
+#include "ozy/lib/orvane/soap/orvaneSoap.h"
 
 namespace {
 
@@ -94,6 +95,7 @@ static void orvane_session_init(OrvaneSession *session) {
     priv->roles = g_hash_table_new_full(g_direct_hash, g_direct_equal, nullptr,
                                         reinterpret_cast<GDestroyNotify>(g_hash_table_unref));
     priv->listeners = g_hash_table_new_full(g_direct_hash, g_direct_equal, nullptr, g_free);
+    priv->maxTreeBytes = kOrvaneSoapMaxTreeBytes;
     priv->verifyHandshakeOver = TRUE;
     priv->verifyDecided = TRUE;
     priv->server = ORVANE_SERVER(g_object_new(ORVANE_TYPE_OZY_SERVER, nullptr));
@@ -168,7 +170,8 @@ static void orvane_session_class_init(OrvaneSessionClass *klass) {
  */
 void orvane_session_cleanup_private_state(OrvaneSession *session) {
     OrvaneSessionPrivate *priv = session->priv;
-    const guint connection = ++priv->connection;
+    ++priv->connection;
+    ConnectionWatch watch(session);
     OrvaneSessionFreeCalls(session);
     OrvaneSessionVerify_End(session);
     g_clear_pointer(&priv->url, g_free);
@@ -179,7 +182,6 @@ void orvane_session_cleanup_private_state(OrvaneSession *session) {
     g_clear_pointer(&priv->cookieJar, BasicHttp_FreeCookieJar);
     g_clear_pointer(&priv->sspiState, orvane_destroy_sspi_state);
 
-    ObjectPtr<OrvaneListener> load(std::exchange(priv->rolesLoadListener, nullptr));
     ObjectPtr<GObject> userSession(std::exchange(priv->userSession, nullptr));
     ObjectPtr<SkemaQormManagedObject> sessionManager(std::exchange(priv->sessionManager, nullptr));
     ObjectPtr<SkemaQormManagedObject> authorization(
@@ -191,13 +193,14 @@ void orvane_session_cleanup_private_state(OrvaneSession *session) {
     ObjectPtr<SkemaQormManagedObject> serviceInstance(
         std::exchange(priv->serviceInstance, nullptr));
 
-    load.reset();
     userSession.reset();
     sessionManager.reset();
     authorization.reset();
     serviceContent.reset();
     serviceInstance.reset();
-    if (priv->connection == connection)
+    if (watch.IsSame())
+        OrvaneSessionCancelConnect(session);
+    if (watch.IsSame())
         g_clear_object(&priv->moMgr);
 }
 
@@ -272,7 +275,8 @@ SkemaQormManagedObject *orvane_session_get_object(OrvaneSession *session, const 
 void orvane_session_load_object(OrvaneSession *session, gboolean partialUpdates,
                                 SkemaQormManagedObject *object, OrvaneListener *listener) {
     g_return_if_fail(ORVANE_IS_SESSION(session));
-    g_return_if_fail(object != nullptr);
+    g_return_if_fail(object != nullptr && SKEMA_IS_QORM_MANAGED_OBJECT(object));
+    g_return_if_fail(listener == nullptr || ORVANE_IS_LISTENER(listener));
     if (session->priv->state == ORVANE_SESSION_CONNECTED && session->priv->moMgr != nullptr) {
         orvane_momgr_load_object(session->priv->moMgr, partialUpdates, object, listener);
         return;
@@ -283,7 +287,7 @@ void orvane_session_load_object(OrvaneSession *session, gboolean partialUpdates,
 void orvane_session_unload_object(OrvaneSession *session, SkemaQormManagedObject *object,
                                   gboolean clear) {
     g_return_if_fail(ORVANE_IS_SESSION(session));
-    g_return_if_fail(object != nullptr);
+    g_return_if_fail(object != nullptr && SKEMA_IS_QORM_MANAGED_OBJECT(object));
     g_return_if_fail(session->priv->moMgr != nullptr);
     orvane_momgr_unload_object(session->priv->moMgr, object, clear);
 }
@@ -291,7 +295,8 @@ void orvane_session_unload_object(OrvaneSession *session, SkemaQormManagedObject
 gboolean orvane_session_query_privilege(OrvaneSession *session, SkemaQormManagedObject *object,
                                         const char *privilege) {
     g_return_val_if_fail(ORVANE_IS_SESSION(session), FALSE);
-    g_return_val_if_fail(object != nullptr && privilege != nullptr, FALSE);
+    g_return_val_if_fail(object != nullptr && SKEMA_IS_QORM_MANAGED_OBJECT(object), FALSE);
+    g_return_val_if_fail(privilege != nullptr, FALSE);
     GValueArray *effectiveRole = nullptr;
     g_object_get(object, "effectiveRole", &effectiveRole, nullptr);
     if (effectiveRole == nullptr)
@@ -319,6 +324,13 @@ void orvane_session_set_useragent(OrvaneSession *session, const char *text) {
 void orvane_session_set_use_fresh_connection(OrvaneSession *session, gboolean value) {
     g_return_if_fail(ORVANE_IS_SESSION(session));
     session->priv->useFreshConnection = value;
+}
+
+void orvane_session_set_reply_limits(OrvaneSession *session, guint64 bodyBytes, guint64 treeBytes) {
+    g_return_if_fail(ORVANE_IS_SESSION(session));
+    session->priv->hasReplyLimits = true;
+    session->priv->maxBodyBytes = bodyBytes;
+    session->priv->maxTreeBytes = treeBytes;
 }
 
 void orvane_session_set_ssl_certificate_location(OrvaneSession *session, const char *file,
@@ -356,8 +368,13 @@ void orvane_session_set_state(OrvaneSession *session, OrvaneSessionState state) 
     g_object_notify_by_pspec(G_OBJECT(session), properties[PROP_STATE]);
 }
 
+/* The update that would answer the load of the roles does not come any more. */
 void orvane_session_set_interrupted(OrvaneSession *session) {
+    g_return_if_fail(ORVANE_IS_SESSION(session));
+    ConnectionWatch watch(session);
     orvane_session_set_state(session, ORVANE_SESSION_INTERRUPTED);
+    if (watch.IsSame())
+        OrvaneSessionCancelConnect(session);
 }
 
 /* -- how to log in -------------------------------------------------------------------------------- */

@@ -79,7 +79,8 @@ void orvane_session_server_legacy_version_cb(BasicHttpRequest *request, BasicHtt
     OrvaneServiceVersion version;
     if (reply.response && reply.response->content != nullptr)
         version =
-            OrvaneServiceVersion_FromWsdl(reply.response->content, reply.response->contentLength);
+            OrvaneServiceVersion_FromWsdl(reply.response->content, reply.response->contentLength,
+                                          reply.session->priv->maxTreeBytes);
     reply.response.reset();
     GoOn(reply.session, version.version ? std::move(version) : OrvaneServiceVersion_Default(),
          reply.listener);
@@ -154,8 +155,8 @@ void orvane_session_server_version_cb(BasicHttpRequest *request, BasicHttpRespon
         FailWithoutValue(reply);
         return;
     }
-    OrvaneServiceVersion version =
-        OrvaneServiceVersion_FromDocument(reply.response->content, reply.response->contentLength);
+    OrvaneServiceVersion version = OrvaneServiceVersion_FromDocument(
+        reply.response->content, reply.response->contentLength, reply.session->priv->maxTreeBytes);
     reply.response.reset();
     if (version.version)
         UseVersion(reply.session, std::move(version), reply.listener);

@@ -91,6 +91,9 @@ struct _OrvaneSessionPrivate {
     OrvaneServer *server;
     char *userAgent;
     gboolean useFreshConnection;
+    bool hasReplyLimits;  /* the application has set them */
+    guint64 maxBodyBytes; /* of a reply, if so; 0: no limit */
+    guint64 maxTreeBytes; /* of a reply's tree; 0: no limit */
     gboolean keepAliveActive;
     char *sslCertificateFile;
     char *sslCertificatePath;
@@ -120,7 +123,8 @@ struct _OrvaneSessionPrivate {
     OrvaneMOMgr *moMgr;
     SkemaQormManagedObject *authorizationManager;
     gulong roleListHandler;
-    OrvaneListener *rolesLoadListener; /* owned; loads the authorization manager */
+    /* owned; loads the roles. The connect's listener is bound to it from CONNECTED until it is acknowledged */
+    OrvaneListener *rolesLoadListener;
     SkemaQormManagedObject *sessionManager;
     GObject *userSession;
     OrvaneCall *calls; /* newest first */
@@ -174,6 +178,9 @@ void OrvaneSessionAcknowledgeFault(OrvaneListener *application, SkemaQormMethodF
 void OrvaneSessionConnectFailed(OrvaneSession *session, OrvaneListener *application,
                                 SkemaQormMethodFault *fault);
 
+/* Ends a connect whose roles will not be loaded any more: its listener fails with a RequestCanceled. */
+void OrvaneSessionCancelConnect(OrvaneSession *session);
+
 /* Step 1 on takes over the parameters. */
 void orvane_session_connect_internal(OrvaneSession *session, const char *url,
                                      OrvaneListener *listener, OrvaneCnxParams *cnxParams);
@@ -188,10 +195,6 @@ void OrvaneSessionStopKeepAlive(OrvaneSession *session);
 
 /* -- what is on this machine, what is of which kind ------------------------------------------------ */
 
-/* Whether the URL names a host that is this machine whatever the network says. */
-bool OrvaneSessionIsLoopback(const char *url);
-/* Whether the URL is plain http; FALSE for all others and for what is no URL. */
-bool OrvaneSessionIsPlainHttp(const char *url);
 /* The text of a ticket file: a regular one of at most 4 KiB, not reached over a link. NULL otherwise. */
 char *OrvaneSessionReadTicket(const char *path);
 

@@ -10,9 +10,12 @@
  * "session"; once unlinked that data is kUnlinked. The reference that came with the listener is given up
  * by the handler of its final signal; where no signal comes any more, here.
  */
+#include <algorithm>
+#include <array>
 #include <cstdarg>
 #include <cstdlib>
 #include <cstring>
+#include <string_view>
 #include <vector>
 
 #include <orvane/schema/qorm.h>
@@ -37,6 +40,11 @@ gpointer Unlinked() {
 
 using ResponsePtr = std::unique_ptr<BasicHttpResponse, Release<BasicHttp_FreeResponse>>;
 using RequestPtr = std::unique_ptr<BasicHttpRequest, Release<BasicHttp_FreeRequest>>;
+
+/* Methods that only read: one that the service may have received already is sent again all the same. */
+constexpr auto kRepeatableMethods =
+    std::to_array<std::string_view>({"RetrieveProperties", "RetrievePropertiesEx", "WaitForUpdates",
+                                     "WaitForUpdatesEx", "CurrentTime", "RetrieveServiceContent"});
 
 /* -- the list of calls ---------------------------------------------------------------------------- */
 
@@ -127,12 +135,9 @@ void FreeDoneCalls(OrvaneSessionPrivate *priv) {
 
 /* -- sending -------------------------------------------------------------------------------------- */
 
-/* A subclass of the application's has no wire name of its own. */
-const char *WireName(GType type) {
-    const char *name = nullptr;
-    for (; type != 0 && name == nullptr; type = g_type_parent(type))
-        name = static_cast<const char *>(g_type_get_qdata(type, orvane_quark_wsdlname()));
-    return name;
+bool IsRepeatable(const char *methodName) {
+    return std::ranges::find(kRepeatableMethods, std::string_view(methodName)) !=
+           kRepeatableMethods.end();
 }
 
 /* What all calls under one version of the service have for headers, made when the version is new. */
@@ -154,7 +159,7 @@ BasicHttpHeaders *CallHeaders(OrvaneSessionPrivate *priv) {
 RequestPtr NewRequest(OrvaneSession *session, GObject *object, const char *methodName,
                       const OrvaneArgument *arguments, guint count) {
     const OrvaneSessionPrivate *priv = session->priv;
-    const char *typeName = WireName(G_OBJECT_TYPE(object));
+    const char *typeName = OrvaneType_WireName(G_OBJECT_TYPE(object));
     const char *id = SKEMA_QORM_MANAGED_OBJECT(object)->id;
     if (priv->url == nullptr || priv->version == nullptr || typeName == nullptr || id == nullptr)
         return nullptr;
@@ -171,6 +176,7 @@ RequestPtr NewRequest(OrvaneSession *session, GObject *object, const char *metho
     OrvaneSessionSetUpRequest(session, request.get());
     OrvaneSessionVerify_SetUpCall(session, request.get());
     BasicHttp_SetHeaders(request.get(), CallHeaders(session->priv));
+    BasicHttp_SetRepeatable(request.get(), IsRepeatable(methodName));
     return request;
 }
 
@@ -224,14 +230,16 @@ bool ReadReply(OrvaneSession *session, OrvaneListener *listener, const char *met
         return false;
     }
 
-    const SoapTreePtr tree(
-        OrvaneSoapTree_Parse(response->content, response->contentLength, "noname.xml"));
+    const SoapTreePtr tree(OrvaneSoapTree_Parse(response->content, response->contentLength,
+                                                "noname.xml", session->priv->maxTreeBytes));
     if (!tree) {
         SetFault(value, OrvaneFault_NewInvalidResponse(response->errorCode, response->responseCode,
                                                        response->content));
+        /* a gateway's page may quote the request */
+        const GPtr<char> shown(BasicHttp_Redact(response->content));
         Log("%s: xmlReadMemory (NULL == xmlDoc) errorCode %d responseCode %d message %s\n", kOnSent,
             static_cast<int>(response->errorCode), static_cast<int>(response->responseCode),
-            response->content);
+            shown.get());
         return false;
     }
     xmlNode *body = SoapBody(OrvaneSoapTree_Root(tree.get()));
@@ -318,6 +326,8 @@ void BasicHttpOnSent(BasicHttpRequest *request, BasicHttpResponse *response, gpo
 
 void OrvaneSessionSetUpRequest(const OrvaneSession *session, BasicHttpRequest *request) {
     const OrvaneSessionPrivate *priv = session->priv;
+    if (priv->hasReplyLimits)
+        BasicHttp_SetRequestMaxResponseSize(request, priv->maxBodyBytes);
     if (priv->useFreshConnection) {
         BasicHttp_SetFreshConnection(request);
         BasicHttp_ForbidReuse(request);

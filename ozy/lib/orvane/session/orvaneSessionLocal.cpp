@@ -6,14 +6,12 @@
  *     <httpPort>80</httpPort>
  *   </ConfigRoot>
  */
-#include <arpa/inet.h>
 #include <cerrno>
 #include <cstdlib>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <curl/curl.h>
 #include <libxml/parser.h>
 
 #include "lib/misc/log.h"
@@ -27,8 +25,6 @@ constexpr const char *kProxyVariable = "HALDEN_PROXY_FILEPATH";
 constexpr const char *kProxyFile = "/etc/halden/nodehub/proxy.xml";
 constexpr gsize kMaxTicketSize = 4096;
 
-using UrlPtr = std::unique_ptr<CURLU, Release<curl_url_cleanup>>;
-using CurlText = std::unique_ptr<char, Release<curl_free>>;
 struct FreeXmlText {
     void operator()(xmlChar *text) const { xmlFree(text); }
 };
@@ -68,17 +64,6 @@ char *LocalSoapUrlOzy(bool useHttps) {
     return g_strdup_printf("%s://127.0.0.1:%s/sdk", scheme, reinterpret_cast<char *>(port.get()));
 }
 
-/* A part of the URL as the transport will understand it; NULL if it is no URL. */
-CurlText UrlPart(const char *url, CURLUPart part) {
-    UrlPtr parsed(curl_url());
-    char *text = nullptr;
-    if (url == nullptr || !parsed ||
-        curl_url_set(parsed.get(), CURLUPART_URL, url, CURLU_GUESS_SCHEME) != CURLUE_OK ||
-        curl_url_get(parsed.get(), part, &text, 0) != CURLUE_OK)
-        return nullptr;
-    return CurlText(text);
-}
-
 struct Descriptor {
     int number;
     ~Descriptor() {
@@ -96,25 +81,14 @@ char *orvane_session_get_local_soap_url(OrvaneSession *session, gboolean useHttp
     return LocalSoapUrlOzy(useHttps);
 }
 
-bool OrvaneSessionIsPlainHttp(const char *url) {
-    const CurlText scheme = UrlPart(url, CURLUPART_SCHEME);
-    return scheme && g_ascii_strcasecmp(scheme.get(), "http") == 0;
-}
+/* The public names have the transport's values. */
+static_assert(int(ORVANE_URL_INVALID) == int(BASICHTTP_URL_INVALID));
+static_assert(int(ORVANE_URL_UNENCRYPTED) == int(BASICHTTP_URL_UNENCRYPTED));
+static_assert(int(ORVANE_URL_LOOPBACK) == int(BASICHTTP_URL_LOOPBACK));
+static_assert(int(ORVANE_URL_ENCRYPTED) == int(BASICHTTP_URL_ENCRYPTED));
 
-bool OrvaneSessionIsLoopback(const char *url) {
-    const CurlText host = UrlPart(url, CURLUPART_HOST);
-    if (!host)
-        return false;
-    if (g_ascii_strcasecmp(host.get(), "localhost") == 0)
-        return true;
-    std::string bare(host.get());
-    if (bare.size() > 2 && bare.front() == '[')
-        bare = bare.substr(1, bare.size() - 2);
-    in_addr v4;
-    if (inet_pton(AF_INET, bare.c_str(), &v4) == 1)
-        return (ntohl(v4.s_addr) >> 24) == IN_LOOPBACKNET;
-    in6_addr v6;
-    return inet_pton(AF_INET6, bare.c_str(), &v6) == 1 && IN6_IS_ADDR_LOOPBACK(&v6);
+OrvaneUrlKind orvane_session_judge_url(const char *url) {
+    return static_cast<OrvaneUrlKind>(BasicHttp_JudgeUrl(url));
 }
 
 char *OrvaneSessionReadTicket(const char *path) {

@@ -134,8 +134,13 @@ void orvane_session_load_authorization_manager_cb(OrvaneListener *internal,
     OrvaneSessionPrivate *priv = session->priv;
     if (priv->rolesLoadListener != internal)
         return; /* the clean-up has it */
+    const bool hasSucceeded = orvane_listener_get_state(internal) == ORVANE_LISTENER_SUCCEEDED;
+    if (!hasSucceeded && priv->state != ORVANE_SESSION_CONNECTED) {
+        OrvaneSessionCancelConnect(session); /* a disconnect has begun, which settles the state */
+        return;
+    }
     const ListenerPtr step(std::exchange(priv->rolesLoadListener, nullptr));
-    if (orvane_listener_get_state(internal) != ORVANE_LISTENER_SUCCEEDED) {
+    if (!hasSucceeded) {
         StepFailed(session, internal);
         return;
     }
@@ -148,23 +153,27 @@ void orvane_session_load_authorization_manager_cb(OrvaneListener *internal,
     OrvaneSessionAcknowledgeSuccess(OrvaneSessionBound(internal));
 }
 
-/* Loads the roles of the main service. A service without an authorization manager has none: FALSE. */
-bool LoadRoles(OrvaneSession *session, OrvaneListener *application) {
-    OrvaneSessionPrivate *priv = session->priv;
-    priv->authorizationManager =
-        ReadProperty<SkemaQormManagedObject>(priv->serviceContent, "authorizationManager");
-    if (priv->authorizationManager == nullptr)
-        return false;
-
-    /* not an internal listener: a load may end without a signal, so the session keeps it */
+/* Makes the listener that will load the roles. It is not an internal one: a load may end without a signal,
+ * so the session keeps it. */
+OrvaneListener *NewRolesLoad(OrvaneSession *session, OrvaneListener *application) {
     OrvaneListener *load = orvane_listener_new();
-    priv->rolesLoadListener = load;
     if (application != nullptr)
         orvane_bind_listener(G_OBJECT(load), application);
     for (const char *signal : {"success", "failure"})
         g_signal_connect(load, signal, G_CALLBACK(orvane_session_load_authorization_manager_cb),
                          session);
-    orvane_momgr_load_object(priv->moMgr, FALSE, priv->authorizationManager, load);
+    return load;
+}
+
+/* Loads the roles of the main service. A service without an authorization manager has none: FALSE. */
+bool LoadRoles(OrvaneSession *session) {
+    OrvaneSessionPrivate *priv = session->priv;
+    priv->authorizationManager =
+        ReadProperty<SkemaQormManagedObject>(priv->serviceContent, "authorizationManager");
+    if (priv->authorizationManager == nullptr)
+        return false;
+    orvane_momgr_load_object(priv->moMgr, FALSE, priv->authorizationManager,
+                             priv->rolesLoadListener);
     return true;
 }
 
@@ -181,19 +190,24 @@ bool StartUpdates(OrvaneSession *session) {
 void LoggedIn(OrvaneSession *session, OrvaneListener *step) {
     OrvaneSessionPrivate *priv = session->priv;
     ConnectionWatch watch(session);
+    priv->rolesLoadListener = NewRolesLoad(session, OrvaneSessionBound(step));
     orvane_session_set_state(session, ORVANE_SESSION_CONNECTED);
     if (!watch.IsIn(ORVANE_SESSION_CONNECTED))
-        return; /* ended by who heard of it, who needs not be told again */
+        return; /* a handler ended the connection; the clean-up notifies the connect's listener */
     const bool hasUpdates = StartUpdates(session);
-    StartKeepAlive(session);
+    if (watch.IsSame())
+        StartKeepAlive(session);
     if (!watch.IsIn(ORVANE_SESSION_CONNECTED))
         return;
 
     const bool isMain = ORVANE_IS_OZY_SERVER(priv->server);
+    if (isMain && hasUpdates && LoadRoles(session))
+        return;
+    const ListenerPtr load(std::exchange(priv->rolesLoadListener, nullptr));
     if (isMain && !hasUpdates)
-        StepFailed(session, step); /* nothing could ever be loaded */
-    else if (!isMain || !LoadRoles(session, OrvaneSessionBound(step)))
-        OrvaneSessionAcknowledgeSuccess(OrvaneSessionBound(step));
+        StepFailed(session, load.get()); /* nothing could ever be loaded */
+    else
+        OrvaneSessionAcknowledgeSuccess(OrvaneSessionBound(load.get()));
 }
 
 /* Answers the challenge of a single sign-on; FALSE if the fault is no such thing. */
@@ -234,7 +248,7 @@ OrvaneCnxParams *TicketParams(const OrvaneSessionPrivate *priv, GObject *ticket)
     const GPtr<char> path(ReadProperty<char>(ticket, "passwordFilePath"));
     if (!user || !path)
         return nullptr;
-    if (!OrvaneSessionIsLoopback(priv->url)) {
+    if (!BasicHttp_IsLoopbackUrl(priv->url)) {
         Warning("Orvane: %s is not on this machine: its ticket file is not read.\n", priv->url);
         return nullptr;
     }
@@ -307,6 +321,12 @@ void orvane_session_retrieveServiceInstanceContent(OrvaneSession *session,
     priv->isSendingLogin = priv->cnxParams->kind == ORVANE_CNX_HIJACK; /* its cookie is one */
     orvane_server_service_instance_retrieve_content(priv->server, instance, internal);
     OrvaneSessionStepSent(session, internal);
+}
+
+void OrvaneSessionCancelConnect(OrvaneSession *session) {
+    const ListenerPtr load(std::exchange(session->priv->rolesLoadListener, nullptr));
+    if (load && OrvaneSessionBound(load.get()) != nullptr)
+        OrvaneListener_AcknowledgeCanceled(OrvaneSessionBound(load.get()));
 }
 
 gboolean orvane_session_invoke_login(OrvaneSession *session, OrvaneListener *listener) {

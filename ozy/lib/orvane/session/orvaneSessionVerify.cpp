@@ -8,6 +8,7 @@
 #include <ssl/ssl.h>
 
 #include "lib/misc/log.h"
+#include "lib/ssl/sslThunks.h"
 #include "ozy/lib/orvane/soap/orvaneFault.h"
 
 namespace {
@@ -185,13 +186,24 @@ const char *UrlOf(BasicHttpRequest *request) {
     return BasicHttp_GetEffectiveURL(request, &url) && url != nullptr ? url : "(undefined)";
 }
 
-/* Nothing goes to a peer that the function has not accepted, however the connection came about. */
+/* Nothing goes to a peer that the function has not accepted, however the connection came about. Where there is no
+ * TLS, the transport decides. */
 gboolean OnGuardedConnected(BasicHttpRequest *request, gboolean isEncrypted, gpointer ssl,
                             gpointer) {
     if (!isEncrypted || (ssl != nullptr && SSL_IsPeerAccepted(static_cast<SSL *>(ssl))))
         return TRUE;
     Log_Audit("Orvane: Nothing is sent to %s: the application's verify function has not accepted "
               "the certificate of this connection\n",
+              UrlOf(request));
+    return FALSE;
+}
+
+/* The same for a session that checks by authorities. */
+gboolean OnAuthorityConnected(BasicHttpRequest *request, gboolean, gpointer ssl, gpointer) {
+    if (ssl == nullptr || __wrap_SSL_get_verify_result(static_cast<SSL *>(ssl)) == X509_V_OK)
+        return TRUE;
+    Log_Audit("Orvane: Nothing is sent to %s: no authority vouches for the certificate of this "
+              "connection\n",
               UrlOf(request));
     return FALSE;
 }
@@ -213,11 +225,15 @@ void orvane_session_set_strict_tls(OrvaneSession *session, gboolean value) {
 }
 
 bool OrvaneSessionVerify_MayConnect(const OrvaneSession *session, const char *url) {
-    if (!session->priv->strictTls || !OrvaneSessionIsPlainHttp(url))
+    if (!session->priv->strictTls)
         return true;
-    if (OrvaneSessionIsLoopback(url) && secure_getenv("HALDEN_HTTPSPROXY") == nullptr)
+    const BasicHttpUrlKind kind = BasicHttp_JudgeUrl(url);
+    const bool hasProxy = secure_getenv("HALDEN_HTTPSPROXY") != nullptr;
+    if (kind == BASICHTTP_URL_ENCRYPTED || (kind == BASICHTTP_URL_LOOPBACK && !hasProxy))
         return true;
-    Log_Audit("Orvane: Refusing the connection to %s: it would not be encrypted\n", url);
+    Log_Audit("Orvane: Refusing the connection to %s: %s\n", url,
+              kind == BASICHTTP_URL_INVALID ? "that is no unambiguous http or https URL"
+                                            : "it would not be encrypted");
     return false;
 }
 
@@ -239,8 +255,11 @@ void OrvaneSessionVerify_End(OrvaneSession *session) {
 
 void OrvaneSessionVerify_SetUpDiscovery(const OrvaneSession *session, BasicHttpRequest *request) {
     const OrvaneSessionPrivate *priv = session->priv;
+    BasicHttp_SetStrict(request, priv->isStrict);
     if (!priv->asksFunction) {
         BasicHttp_SetSslVerification(request, priv->isStrict);
+        if (priv->isStrict)
+            BasicHttp_SetConnectedProc(request, OnAuthorityConnected);
         return;
     }
     BasicHttp_SetSslCtxProc(request, orvane_session_ssl_ctx_proc_cb);
@@ -258,9 +277,11 @@ void OrvaneSessionVerify_SetUpCall(OrvaneSession *session, BasicHttpRequest *req
             BasicHttp_SetConnectedProc(request, OnLoginConnected);
         return;
     }
+    BasicHttp_SetStrict(request, TRUE);
     BasicHttp_SetSslAuthorities(request, priv->sslCertificateFile, priv->sslCertificatePath);
     if (!priv->asksFunction) {
         BasicHttp_SetSslVerification(request, TRUE);
+        BasicHttp_SetConnectedProc(request, OnAuthorityConnected);
         return;
     }
     BasicHttp_SetSslCtxProc(request, OnCallContext);

@@ -76,8 +76,10 @@ OrvaneServiceVersion SelectFrom(const xmlNode *nameSpaceNode) {
 
 } // namespace
 
-OrvaneServiceVersion OrvaneServiceVersion_FromDocument(const char *content, gsize length) {
-    const XmlDocPtr document(OrvaneSoap_ParseDocument(content, length, "ozyServiceVersions.xml"));
+OrvaneServiceVersion OrvaneServiceVersion_FromDocument(const char *content, gsize length,
+                                                       guint64 maxTreeBytes) {
+    const XmlDocPtr document(
+        OrvaneSoap_ParseDocument(content, length, "ozyServiceVersions.xml", maxTreeBytes));
     const xmlNode *root = document ? xmlDocGetRootElement(document.get()) : nullptr;
     if (root == nullptr || !IsNamed(root, "namespaces"))
         return {};
@@ -90,8 +92,10 @@ OrvaneServiceVersion OrvaneServiceVersion_FromDocument(const char *content, gsiz
     return {};
 }
 
-OrvaneServiceVersion OrvaneServiceVersion_FromWsdl(const char *content, gsize length) {
-    const XmlDocPtr document(OrvaneSoap_ParseDocument(content, length, "ozyService.wsdl"));
+OrvaneServiceVersion OrvaneServiceVersion_FromWsdl(const char *content, gsize length,
+                                                   guint64 maxTreeBytes) {
+    const XmlDocPtr document(
+        OrvaneSoap_ParseDocument(content, length, "ozyService.wsdl", maxTreeBytes));
     const xmlNode *root = document ? xmlDocGetRootElement(document.get()) : nullptr;
     if (root == nullptr || !IsNamed(root, "definitions"))
         return {};

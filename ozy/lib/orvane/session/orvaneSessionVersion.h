@@ -30,7 +30,10 @@ struct OrvaneServiceVersion {
     GPtr<char> nameSpace; /* "ozy25" */
 };
 
-OrvaneServiceVersion OrvaneServiceVersion_FromDocument(const char *content, gsize length);
-OrvaneServiceVersion OrvaneServiceVersion_FromWsdl(const char *content, gsize length);
+/* maxTreeBytes: as OrvaneSoap_ParseDocument() */
+OrvaneServiceVersion OrvaneServiceVersion_FromDocument(const char *content, gsize length,
+                                                       guint64 maxTreeBytes);
+OrvaneServiceVersion OrvaneServiceVersion_FromWsdl(const char *content, gsize length,
+                                                   guint64 maxTreeBytes);
 /* What a service speaks that tells nothing. */
 OrvaneServiceVersion OrvaneServiceVersion_Default();

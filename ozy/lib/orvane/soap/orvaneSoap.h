@@ -86,15 +86,23 @@ gboolean orvane_soap_serialize_enum(GString *out, const char *name, GType enumTy
 
 /* Reading replies */
 
+/* The memory that a reply's tree may take unless the session says otherwise. */
+inline constexpr guint64 kOrvaneSoapMaxTreeBytes = guint64(1) << 30;
+
 /*
  * Parses a reply's text under the guards against hostile documents: no network, no document type
- * declaration (which is refused before a word of it is read), no NUL, at most 256 levels. The name
- * stands for the document in the log, where the parser's messages go.
+ * declaration (which is refused before a word of it is read), no NUL but at the end, at most 256
+ * levels, at most 256 attributes and namespace declarations of an element. The name is that of the
+ * document in the log, where the parser's messages go.
  *
- * Returns the tree, to be released with xmlFreeDoc(); or NULL if the text is refused. Nothing that is
- * read from the tree points into it, so it can be released as soon as the value is there.
+ * maxTreeBytes limits the memory of the tree, 0 for no limit.
+ *
+ * Returns the tree, to be released with xmlFreeDoc(); or NULL if the text is refused, with a line in
+ * the log. Nothing that is read from the tree points into it, so it can be released as soon as the
+ * value is read.
  */
-xmlDoc *OrvaneSoap_ParseDocument(const char *content, gsize length, const char *name);
+xmlDoc *OrvaneSoap_ParseDocument(const char *content, gsize length, const char *name,
+                                 guint64 maxTreeBytes);
 
 /*
  * Reads a reply's body: the element "soapenv:Body". Fills value with the method's result or with the

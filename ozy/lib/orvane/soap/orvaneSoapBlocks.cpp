@@ -71,6 +71,7 @@ void SoapBlocks::AddBlock(gsize size) {
     }
     block->next = first;
     first = block;
+    total += sizeof(SoapBlock) + block->size;
     at = reinterpret_cast<char *>(block + 1);
     limit = at + block->size;
 }

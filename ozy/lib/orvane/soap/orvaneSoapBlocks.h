@@ -23,8 +23,10 @@ struct SoapBlock;
 class SoapBlocks {
 public:
     SoapBlocks() = default;
+    explicit SoapBlocks(guint64 maxBytes) : maxTotal(maxBytes) {}
     SoapBlocks(SoapBlocks &&other) noexcept
-        : first(other.first), at(other.at), limit(other.limit), kept(other.kept) {
+        : first(other.first), at(other.at), limit(other.limit), kept(other.kept),
+          total(other.total), maxTotal(other.maxTotal) {
         other.first = other.kept = nullptr;
         other.at = other.limit = nullptr;
     }
@@ -41,6 +43,9 @@ public:
         return taken;
     }
 
+    /* Whether more was taken than is allowed. */
+    bool IsOverLimit() const { return maxTotal != 0 && total > maxTotal; }
+
 private:
     void AddBlock(gsize size);
 
@@ -48,4 +53,6 @@ private:
     char *at = nullptr;
     char *limit = nullptr;
     SoapBlock *kept = nullptr; /* of an earlier reply, not yet used again */
+    guint64 total = 0;         /* bytes of the blocks in use */
+    guint64 maxTotal = 0;      /* 0: no limit */
 };

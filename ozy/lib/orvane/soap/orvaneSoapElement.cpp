@@ -14,6 +14,7 @@
 #include <limits>
 
 #include "lib/misc/glibPtr.h"
+#include "ozy/lib/orvane/runtime/orvaneRuntime.h"
 
 namespace {
 
@@ -107,11 +108,9 @@ bool OrvaneSoapWriteReal(GString *out, std::string_view name, std::string_view x
 bool OrvaneSoapWriteEnum(GString *out, std::string_view name, GType enumType, gint value) {
     auto *klass = static_cast<GEnumClass *>(g_type_class_ref(enumType));
     const GEnumValue *row = g_enum_get_value(klass, value);
-    if (row != nullptr) {
-        const auto *wireName =
-            static_cast<const char *>(g_type_get_qdata(enumType, orvane_quark_wsdlname()));
-        OrvaneSoapWriteText(out, name, OrvaneSoapSpell(wireName), row->value_nick);
-    }
+    if (row != nullptr)
+        OrvaneSoapWriteText(out, name, OrvaneSoapSpell(OrvaneType_WireName(enumType)),
+                            row->value_nick);
     g_type_class_unref(klass);
     return row != nullptr;
 }
@@ -135,8 +134,7 @@ bool OrvaneSoapWriteManaged(GString *out, std::string_view name,
                             const SkemaQormManagedObject *proxy) {
     if (proxy == nullptr)
         return false;
-    const auto *wireName =
-        static_cast<const char *>(g_type_get_qdata(G_OBJECT_TYPE(proxy), orvane_quark_wsdlname()));
+    const char *wireName = OrvaneType_WireName(G_OBJECT_TYPE(proxy));
     OrvaneSoapAppend(out, {"<", name, " type=\"", OrvaneSoapSpell(wireName),
                            "\" xsi:type=\"ManagedObjectReference\">", OrvaneSoapSpell(proxy->id),
                            "</", name, ">"});

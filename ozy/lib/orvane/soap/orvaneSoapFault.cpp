@@ -34,16 +34,40 @@ bool SoapReadDetail(SoapReader *reader, const xmlNode *detail, bool isRead, GVal
     return OrvaneSoapReadValue(reader, child, 0, value) && SoapHeldFault(value) != nullptr;
 }
 
-/* Reads the wrapped fault into value; the wrapper stays if that fails or yields no fault. */
-bool SoapUnwrap(SoapReader *reader, xmlNode *node, GValue *value) {
-    GValue inner = G_VALUE_INIT;
-    if (!OrvaneSoapReadValue(reader, node, 0, &inner) || SoapHeldFault(&inner) == nullptr) {
-        orvane_value_cond_unset(&inner);
-        return false;
+/* The last child "fault" of the element, NULL without one. */
+xmlNode *SoapFaultChild(const xmlNode *node) {
+    xmlNode *child = node->last;
+    while (child != nullptr && !OrvaneSoapIsElement(child, "fault"))
+        child = child->prev;
+    return child;
+}
+
+/* An element and the class that it is read as. */
+struct SoapWrapped {
+    xmlNode *node = nullptr; /* NULL: none */
+    GType type = 0;
+};
+
+/*
+ * Finds the fault that an element wraps, at any depth, by types alone:
+ *
+ *   <fault xsi:type="LocalizedMethodFault"> <fault xsi:type="InvalidLogin"/> </fault>
+ *
+ * Each element on the way must itself be a fault or a wrapper. The innermost that is a fault is the
+ * result; wrappers inside it have none, so it is read as a plain object. If elements were read to find
+ * out, each level of nesting would double the time.
+ */
+SoapWrapped SoapFindWrapped(const xmlNode *wrapper) {
+    SoapWrapped wrapped;
+    for (xmlNode *node = SoapFaultChild(wrapper); node != nullptr; node = SoapFaultChild(node)) {
+        GType elementType = 0;
+        const GType type = OrvaneSoapFindType(node, 0, &elementType);
+        if (OrvaneSoapKind_Of(type) != SoapKind::Fault)
+            break;
+        if (g_type_is_a(type, skema_qorm_method_fault_get_type()) && !G_TYPE_IS_ABSTRACT(type))
+            wrapped = {node, type};
     }
-    g_value_unset(value);
-    *value = inner; // the value moves as it is
-    return true;
+    return wrapped;
 }
 
 } // namespace
@@ -69,17 +93,19 @@ bool OrvaneSoapReadFault(SoapReader *reader, xmlNode *node, GValue *value) {
 }
 
 bool OrvaneSoapReadLocalizedFault(SoapReader *reader, xmlNode *node, GValue *value) {
+    const SoapWrapped wrapped = SoapFindWrapped(node);
+    if (wrapped.node == nullptr)
+        return false;
     GPtr<char> message;
-    bool isRead = false;
-    for (xmlNode *child = node->children; child != nullptr; child = child->next) {
-        if (OrvaneSoapIsElement(child, "fault"))
-            isRead = SoapUnwrap(reader, child, value);
-        else if (OrvaneSoapIsElement(child, "localizedMessage"))
+    for (const xmlNode *child = node->children; child != nullptr; child = child->next) {
+        if (OrvaneSoapIsElement(child, "localizedMessage"))
             SoapKeepContent(&message, child);
     }
-    if (isRead)
-        SoapTake(&SoapHeldFault(value)->fault_string, std::move(message));
-    return isRead;
+    g_value_unset(value);
+    g_value_init(value, wrapped.type);
+    OrvaneSoapReadObject(reader, wrapped.node, wrapped.type, value);
+    SoapTake(&SoapHeldFault(value)->fault_string, std::move(message));
+    return true;
 }
 
 gboolean orvane_soap_deserialize_fault(OrvaneSession *session, xmlNode *node, GValue *value) {

@@ -26,6 +26,8 @@ struct SoapDestination {
 struct SoapWriter {
     GString *out;
     guint32 versions;
+    guint numObjects = 0;    /* objects around the value that is being written */
+    guint numContainers = 0; /* any values and arrays around it */
 };
 
 char *OrvaneSoapWriteRequest(const SoapDestination &destination, const char *typeName,
@@ -79,13 +81,15 @@ bool OrvaneSoapReadObject(SoapReader *reader, xmlNode *node, GType objectType, G
 bool OrvaneSoapReadFault(SoapReader *reader, xmlNode *node, GValue *value);
 bool OrvaneSoapReadLocalizedFault(SoapReader *reader, xmlNode *node, GValue *value);
 
+void OrvaneSoapReportCheck(const char *function, const char *expression);
+
 /*
  * Reports a check that failed in the words of g_return_if_fail(), which in C++ would name a function
  * with all its parameters. Returns whether the check holds.
  */
 inline bool OrvaneSoapCheck(bool holds, const char *function, const char *expression) {
     if (!holds)
-        g_return_if_fail_warning(nullptr, function, expression);
+        OrvaneSoapReportCheck(function, expression);
     return holds;
 }
 

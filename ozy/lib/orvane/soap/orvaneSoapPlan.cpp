@@ -195,7 +195,7 @@ SoapPlan *SoapMakePlan(GType type) {
         static_cast<GObjectClass *>(g_type_class_ref(type)); // kept: the plan uses its specs
     auto *plan = new SoapPlan{};
     plan->type = type;
-    plan->wireName = static_cast<const char *>(g_type_get_qdata(type, orvane_quark_wsdlname()));
+    plan->wireName = OrvaneType_WireName(type);
 
     const SchemaClass *schema = SchemaClass_Get(klass);
     guint count = 0;

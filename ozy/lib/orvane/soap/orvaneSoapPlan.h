@@ -62,7 +62,7 @@ struct SoapProperty {
 
 struct SoapPlan {
     GType type;
-    const char *wireName; /* NULL if the class has none */
+    const char *wireName; /* as OrvaneType_WireName() */
     bool isDirect;        /* objects can be filled by the classes' own set functions */
     std::vector<SoapProperty> properties; /* in wire order: base classes first */
     std::vector<guint16> slots; /* by hash of the name: index plus 1; size a power of two */

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "lib/misc/glibPtr.h"
+#include "lib/misc/log.h"
 #include "ozy/lib/orvane/runtime/roomsAbove.h"
 
 namespace {
@@ -48,8 +49,15 @@ const SoapPlan *SoapReaderPlan(SoapReader *reader, GType type) {
     return recent;
 }
 
-bool SoapReadTyped(SoapReader *reader, xmlNode *node, GType type, SoapKind kind, GType elementType,
-                   GValue *value);
+/* What is known of an element's type. */
+struct SoapFound {
+    GType type; /* to read it as */
+    SoapKind kind;
+    GType elementType; /* of an array's elements; 0: each says itself */
+    GType expected;    /* what the place can hold; 0: anything */
+};
+
+bool SoapReadTyped(SoapReader *reader, xmlNode *node, const SoapFound &found, GValue *value);
 
 /* Any: the element's attributes and name alone tell what it holds. */
 bool SoapReadAny(SoapReader *reader, xmlNode *node, GValue *value) {
@@ -64,7 +72,7 @@ bool SoapReadAny(SoapReader *reader, xmlNode *node, GValue *value) {
 /* One element of an array, where the array says which type its elements have. */
 bool SoapReadMember(SoapReader *reader, xmlNode *node, GType type, SoapKind kind, GValue *value) {
     if (OrvaneSoapKind_IsLeaf(kind))
-        return SoapReadTyped(reader, node, type, kind, 0, value);
+        return SoapReadTyped(reader, node, {type, kind, 0, type}, value);
     return OrvaneSoapReadValue(reader, node, type, value);
 }
 
@@ -89,22 +97,58 @@ void SoapReadRun(SoapReader *reader, const SoapRun &run, GType type, SoapKind ki
 }
 
 bool SoapReadFaultOrObject(SoapReader *reader, xmlNode *node, GType type, GValue *value) {
-    if (OrvaneSoapReadLocalizedFault(reader, node, value))
-        return true;
-    if (G_VALUE_TYPE(value) != type) { // an earlier "fault" was taken over, but not the last
-        g_value_unset(value);
-        g_value_init(value, type);
-    }
-    return OrvaneSoapReadObject(reader, node, type, value);
+    return OrvaneSoapReadLocalizedFault(reader, node, value) ||
+           OrvaneSoapReadObject(reader, node, type, value);
 }
 
-bool SoapReadTyped(SoapReader *reader, xmlNode *node, GType type, SoapKind kind, GType elementType,
-                   GValue *value) {
-    if (kind == SoapKind::None)
+/* Finds or makes the proxy; FALSE if that cannot be tried. */
+bool SoapFindProxy(OrvaneSession *session, const char *content, GType type,
+                   SkemaQormManagedObject **proxy) {
+    constexpr char kFunction[] = "orvane_soap_deserialize_managed_object";
+    if (!OrvaneSoapCheck(session != nullptr, kFunction, "session") ||
+        !OrvaneSoapCheck(content != nullptr, kFunction, "content"))
+        return false;
+    OrvaneMOMgr *momgr = orvane_session_get_momgr(session);
+    if (!OrvaneSoapCheck(momgr != nullptr, kFunction, "momgr"))
+        return false;
+    *proxy = orvane_momgr_lookup_or_create(momgr, content, type);
+    return true;
+}
+
+/* The value stays NULL if it cannot hold the proxy. */
+void SoapSetProxy(GValue *value, SkemaQormManagedObject *proxy) {
+    if (proxy == nullptr || g_type_is_a(G_OBJECT_TYPE(proxy), G_VALUE_TYPE(value)))
+        g_value_set_object(value, proxy);
+    else
+        Log("SOAP: an object known as %s is a %s in a reply; it is left out\n",
+            G_OBJECT_TYPE_NAME(proxy), G_VALUE_TYPE_NAME(value));
+}
+
+/*
+ * An application may have made the proxy by a more general class than the reply names. It is then taken
+ * as it is wherever the place can hold it.
+ */
+bool SoapReadManaged(OrvaneSession *session, const char *content, const SoapFound &found,
+                     GValue *value) {
+    SkemaQormManagedObject *proxy = nullptr;
+    if (!SoapFindProxy(session, content, found.type, &proxy))
+        return false;
+    const GType actual = proxy != nullptr ? G_OBJECT_TYPE(proxy) : found.type;
+    if (!g_type_is_a(actual, found.type) &&
+        (found.expected == 0 || g_type_is_a(actual, found.expected))) {
+        g_value_unset(value);
+        g_value_init(value, actual);
+    }
+    SoapSetProxy(value, proxy);
+    return true;
+}
+
+bool SoapReadTyped(SoapReader *reader, xmlNode *node, const SoapFound &found, GValue *value) {
+    if (found.kind == SoapKind::None)
         return true; // no value can hold the type of nothing
     const char *content = OrvaneSoapContent(node);
-    g_value_init(value, type);
-    switch (kind) {
+    g_value_init(value, found.type);
+    switch (found.kind) {
     case SoapKind::Byte:
         return orvane_soap_deserialize_char(content, value);
     case SoapKind::UnsignedByte:
@@ -130,12 +174,12 @@ bool SoapReadTyped(SoapReader *reader, xmlNode *node, GType type, SoapKind kind,
     case SoapKind::String:
         return orvane_soap_deserialize_string(content, value);
     case SoapKind::Enum:
-        return orvane_soap_deserialize_enum(content, type, value);
+        return orvane_soap_deserialize_enum(content, found.type, value);
     case SoapKind::Any:
         return SoapReadAny(reader, node, value);
     case SoapKind::Array:
-        SoapReadRun(reader, SoapRunFrom(OrvaneSoapFirstElement(node)), elementType,
-                    OrvaneSoapKind_Of(elementType), value);
+        SoapReadRun(reader, SoapRunFrom(OrvaneSoapFirstElement(node)), found.elementType,
+                    OrvaneSoapKind_Of(found.elementType), value);
         return true;
     case SoapKind::Timeval:
         return orvane_soap_deserialize_timeval(content, value);
@@ -144,11 +188,11 @@ bool SoapReadTyped(SoapReader *reader, xmlNode *node, GType type, SoapKind kind,
     case SoapKind::ByteArray:
         return orvane_soap_deserialize_byte_array(content, value);
     case SoapKind::Managed:
-        return orvane_soap_deserialize_managed_object(reader->session, content, type, value);
+        return SoapReadManaged(reader->session, content, found, value);
     case SoapKind::Fault:
-        return SoapReadFaultOrObject(reader, node, type, value);
+        return SoapReadFaultOrObject(reader, node, found.type, value);
     case SoapKind::Object:
-        return OrvaneSoapReadObject(reader, node, type, value);
+        return OrvaneSoapReadObject(reader, node, found.type, value);
     case SoapKind::None:
     case SoapKind::Other:
         return false;
@@ -247,12 +291,36 @@ bool SoapValueFits(const SoapProperty &property, const GValue *value) {
     return false;
 }
 
-/* What the property system refuses, it refuses here too, in its own words. */
+/*
+ * Whether the property system stores the value, converted if need be. It reports any other in GLib's
+ * log, as if the application had made a mistake.
+ */
+bool SoapAccepts(const SoapProperty &property, const GValue *value) {
+    GParamSpec *pspec = property.pspec;
+    if (!(pspec->flags & G_PARAM_WRITABLE) ||
+        !g_value_type_transformable(G_VALUE_TYPE(value), property.type))
+        return false;
+    GValue converted = G_VALUE_INIT;
+    g_value_init(&converted, property.type);
+    const bool isAccepted =
+        g_value_transform(value, &converted) &&
+        (!g_param_value_validate(pspec, &converted) || (pspec->flags & G_PARAM_LAX_VALIDATION));
+    g_value_unset(&converted);
+    return isAccepted;
+}
+
+void SoapLogRefusal(const SoapProperty &property) {
+    Log("SOAP: the property %s of %s does not take what a reply has for it\n",
+        property.name.c_str(), g_type_name(property.pspec->owner_type));
+}
+
 void SoapStore(GObject *object, const SoapProperty &property, const GValue *value) {
     if (property.isPlain && SoapValueFits(property, value))
         property.set(object, property.pspec->param_id, value, property.pspec);
-    else
+    else if (SoapAccepts(property, value))
         g_object_set_property(object, property.name.c_str(), value);
+    else
+        SoapLogRefusal(property);
 }
 
 GObject *SoapFillObject(SoapReader *reader, const SoapPlan *plan, std::size_t base) {
@@ -280,12 +348,16 @@ GObject *SoapConstructObject(SoapReader *reader, const SoapPlan *plan, std::size
         GValue value = G_VALUE_INIT;
         if (run.first == nullptr)
             continue;
-        if (!SoapReadProperty(reader, plan->properties[i], run, &value)) {
-            orvane_value_cond_unset(&value);
+        const SoapProperty &property = plan->properties[i];
+        const bool isRead = SoapReadProperty(reader, property, run, &value);
+        if (isRead && SoapAccepts(property, &value)) {
+            names.push_back(property.name.c_str());
+            values.push_back(value);
             continue;
         }
-        names.push_back(plan->properties[i].name.c_str());
-        values.push_back(value);
+        if (isRead)
+            SoapLogRefusal(property);
+        orvane_value_cond_unset(&value);
     }
     GObject *object = g_object_new_with_properties(plan->type, static_cast<guint>(names.size()),
                                                    names.data(), values.data());
@@ -323,7 +395,8 @@ bool OrvaneSoapReadValue(SoapReader *reader, xmlNode *node, GType expectedType, 
     GType elementType = 0;
     const GType type = OrvaneSoapFindType(node, expectedType, &elementType);
     return type != 0 &&
-           SoapReadTyped(reader, node, type, OrvaneSoapKind_Of(type), elementType, value);
+           SoapReadTyped(reader, node, {type, OrvaneSoapKind_Of(type), elementType, expectedType},
+                         value);
 }
 
 bool OrvaneSoapReadObject(SoapReader *reader, xmlNode *node, GType objectType, GValue *value) {
@@ -381,12 +454,9 @@ gboolean orvane_soap_deserialize_object(OrvaneSession *session, xmlNode *node, G
 
 gboolean orvane_soap_deserialize_managed_object(OrvaneSession *session, const char *content,
                                                 GType objectType, GValue *value) {
-    if (!OrvaneSoapCheck(session != nullptr, __func__, "session") ||
-        !OrvaneSoapCheck(content != nullptr, __func__, "content"))
+    SkemaQormManagedObject *proxy = nullptr;
+    if (!SoapFindProxy(session, content, objectType, &proxy))
         return FALSE;
-    OrvaneMOMgr *momgr = orvane_session_get_momgr(session);
-    if (!OrvaneSoapCheck(momgr != nullptr, __func__, "momgr"))
-        return FALSE;
-    g_value_set_object(value, orvane_momgr_lookup_or_create(momgr, content, objectType));
+    SoapSetProxy(value, proxy);
     return TRUE;
 }

@@ -100,6 +100,15 @@ bool SoapScan_Head(SoapScan *scan) {
     return SoapTake(scan, "?>");
 }
 
+std::string_view SoapScan_Encoding(SoapScan *scan) {
+    std::string_view value;
+    SoapTake(scan, kByteOrderMark);
+    if (!SoapTake(scan, "<?xml") || !SoapTakeSetting(scan, "version", &value) ||
+        !SoapTakeSetting(scan, "encoding", &value))
+        return {};
+    return value;
+}
+
 std::string_view SoapScan_Name(SoapScan *scan) {
     const char *start = scan->at;
     if (!SoapIsNameStart(*start))

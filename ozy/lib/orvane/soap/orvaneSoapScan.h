@@ -76,6 +76,8 @@ inline bool SoapScan_Char(SoapScan *scan, char wanted) {
 }
 
 bool SoapScan_Head(SoapScan *scan);
+/* The encoding that <?xml?> declares; empty if it declares none. */
+std::string_view SoapScan_Encoding(SoapScan *scan);
 /* A name, or two with a colon in between. */
 std::string_view SoapScan_Name(SoapScan *scan);
 /* From an opening quote to behind the closing one; isPlain is false if it could not be taken. */

@@ -10,6 +10,7 @@
 
 #include <libxml/parserInternals.h>
 
+#include "lib/misc/log.h"
 #include "ozy/lib/orvane/soap/orvaneSoapBlocks.h"
 #include "ozy/lib/orvane/soap/orvaneSoapInt.h"
 #include "ozy/lib/orvane/soap/orvaneSoapScan.h"
@@ -62,7 +63,7 @@ std::string_view SoapText(const xmlChar *text) {
 /* Makes the nodes of one text. Each of its functions but Make is false where the text is not plain. */
 class SoapBuilder {
 public:
-    explicit SoapBuilder(const char *content) : scan{content} {}
+    SoapBuilder(const char *content, guint64 maxBytes) : blocks(maxBytes), scan{content} {}
 
     bool Make();
 
@@ -113,7 +114,7 @@ bool SoapBuilder::Make() {
     if (!SoapScan_Char(&scan, '<') || !Start())
         return false;
     while (parent != nullptr) {
-        if (!Content())
+        if (!Content() || blocks.IsOverLimit())
             return false;
     }
     SoapScan_Blanks(&scan);
@@ -342,27 +343,32 @@ xmlNode *SoapBuilder::MakeText(std::string_view from, gsize *capacity) {
     return node;
 }
 
-/* The tree in blocks, or NULL if the text is not plain or is to be refused. */
-OrvaneSoapTree *SoapParseInBlocks(const char *content, gsize length) {
-    if (content == nullptr || length == 0 || length > INT_MAX ||
-        std::memchr(content, '\0', length + 1) != content + length)
-        return nullptr;
-    SoapBuilder builder(content);
-    if (!builder.Make())
-        return nullptr;
-    return new OrvaneSoapTree{nullptr, builder.root, std::move(builder.blocks)};
+bool SoapIsOneText(const char *content, gsize length) {
+    return content != nullptr && length > 0 && length <= INT_MAX &&
+           std::memchr(content, '\0', length) == nullptr;
 }
 
 } // namespace
 
-OrvaneSoapTree *OrvaneSoapTree_Parse(const char *content, gsize length, const char *name) {
-    if (OrvaneSoapTree *tree = SoapParseInBlocks(content, length))
-        return tree;
-    XmlDocPtr doc(OrvaneSoap_ParseDocument(content, length, name));
+OrvaneSoapTree *OrvaneSoapTree_Parse(const char *content, gsize length, const char *name,
+                                     guint64 maxBytes) {
+    while (length > 0 && content[length - 1] == '\0')
+        length--;
+    if (SoapIsOneText(content, length)) {
+        SoapBuilder builder(content, maxBytes);
+        if (builder.Make())
+            return new OrvaneSoapTree{nullptr, builder.root, std::move(builder.blocks)};
+        if (builder.blocks.IsOverLimit()) {
+            Log("SOAP: %s refused: its tree takes more than %" G_GUINT64_FORMAT " bytes\n", name,
+                maxBytes);
+            return nullptr;
+        }
+    }
+    XmlDocPtr doc(OrvaneSoap_ParseDocument(content, length, name, maxBytes));
     if (doc == nullptr)
         return nullptr;
     xmlNode *root = xmlDocGetRootElement(doc.get());
-    return new OrvaneSoapTree{std::move(doc), root, {}};
+    return new OrvaneSoapTree{std::move(doc), root, SoapBlocks()};
 }
 
 xmlNode *OrvaneSoapTree_Root(const OrvaneSoapTree *tree) {

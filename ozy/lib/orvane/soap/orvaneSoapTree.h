@@ -6,7 +6,7 @@
  * away, or serve the next reply, as a whole. They are ordinary xmlNodes to read; nothing may be
  * added, freed or unlinked, and libxml2 is never to free them.
  *
- *   SoapTreePtr tree(OrvaneSoapTree_Parse(content, length, "noname.xml"));
+ *   SoapTreePtr tree(OrvaneSoapTree_Parse(content, length, "noname.xml", maxBytes));
  *   if (tree == nullptr) ...
  *   xmlNode *root = OrvaneSoapTree_Root(tree.get());
  *
@@ -14,7 +14,9 @@
  * parsed by OrvaneSoap_ParseDocument(), under whose guards and with whose words in the log it is then
  * read or refused.
  *
- * The content ends with a NUL behind its length bytes, as a response's does.
+ * The content ends with a NUL behind its length bytes, as a response's does. Further NULs at its end are
+ * ignored. maxBytes limits the memory of the tree, 0 for no limit; it is exceeded by no more than the
+ * longest text.
  *
  * Ownership: the tree is the caller's; nodes, names and texts live as long as it.
  * Errors:    NULL for a text that is refused.
@@ -28,7 +30,8 @@
 
 struct OrvaneSoapTree;
 
-OrvaneSoapTree *OrvaneSoapTree_Parse(const char *content, gsize length, const char *name);
+OrvaneSoapTree *OrvaneSoapTree_Parse(const char *content, gsize length, const char *name,
+                                     guint64 maxBytes);
 xmlNode *OrvaneSoapTree_Root(const OrvaneSoapTree *tree);
 /* Whether the nodes are in blocks; if not, the text was parsed in the plain way. */
 bool OrvaneSoapTree_IsInBlocks(const OrvaneSoapTree *tree);

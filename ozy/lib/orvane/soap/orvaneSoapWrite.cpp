@@ -3,6 +3,7 @@
 #include <span>
 
 #include "lib/misc/glibPtr.h"
+#include "lib/misc/log.h"
 #include "ozy/lib/orvane/runtime/orvaneRuntime.h"
 #include "ozy/lib/orvane/schema/schemaLookup.h"
 
@@ -19,6 +20,11 @@ constexpr std::string_view kHead =
 constexpr gsize kFirstSize = 1000;
 constexpr std::string_view kTrailer = "\n</soapenv:Body>\n</soapenv:Envelope>";
 
+/* An element has no more levels of objects than the reader takes of elements. */
+constexpr guint kMaxObjects = 256;
+/* An any value that holds an array per object, as the reader makes them. */
+constexpr guint kMaxContainers = 2 * kMaxObjects;
+
 /* What the session's version includes; nothing without a session or a version. */
 guint32 SoapSessionVersions(OrvaneSession *session) {
     const char *version = session != nullptr ? orvane_session_get_version(session) : nullptr;
@@ -29,8 +35,30 @@ guint32 SoapSessionVersions(OrvaneSession *session) {
 bool SoapWriteKind(const SoapWriter &writer, std::string_view name, SoapKind kind,
                    const GValue *value);
 
-bool SoapWriteArray(const SoapWriter &writer, std::string_view name, const GValueArray *array) {
-    if (array == nullptr || array->n_values == 0)
+/* Whether a value may be nested as deep as the writer says; if not, it is left out. */
+bool SoapMayNest(const SoapWriter &writer, std::string_view name) {
+    if (writer.numObjects <= kMaxObjects && writer.numContainers <= kMaxContainers)
+        return true;
+    Log("SOAP: %.*s is nested too deeply and is left out\n", static_cast<int>(name.size()),
+        name.data());
+    return false;
+}
+
+/* The writer of what an any value or an array holds. */
+SoapWriter SoapInContainer(const SoapWriter &writer) {
+    SoapWriter inner = writer;
+    inner.numContainers++;
+    return inner;
+}
+
+bool SoapWriteAny(const SoapWriter &outer, std::string_view name, const GValue *held) {
+    const SoapWriter writer = SoapInContainer(outer);
+    return SoapMayNest(writer, name) && OrvaneSoapWriteValue(writer, name, held);
+}
+
+bool SoapWriteArray(const SoapWriter &outer, std::string_view name, const GValueArray *array) {
+    const SoapWriter writer = SoapInContainer(outer);
+    if (array == nullptr || array->n_values == 0 || !SoapMayNest(writer, name))
         return false;
     GType type = 0;
     SoapKind kind = SoapKind::Other;
@@ -78,8 +106,7 @@ bool SoapWriteKind(const SoapWriter &writer, std::string_view name, SoapKind kin
     case SoapKind::Enum:
         return OrvaneSoapWriteEnum(out, name, G_VALUE_TYPE(value), g_value_get_enum(value));
     case SoapKind::Any:
-        return OrvaneSoapWriteValue(writer, name,
-                                    static_cast<const GValue *>(g_value_get_boxed(value)));
+        return SoapWriteAny(writer, name, static_cast<const GValue *>(g_value_get_boxed(value)));
     case SoapKind::Array:
         return SoapWriteArray(writer, name,
                               static_cast<const GValueArray *>(g_value_get_boxed(value)));
@@ -142,9 +169,11 @@ bool SoapWriteProperty(const SoapWriter &writer, const SoapProperty &property, G
 
 } // namespace
 
-bool OrvaneSoapWriteObject(const SoapWriter &writer, std::string_view name, GObject *object) {
+bool OrvaneSoapWriteObject(const SoapWriter &outer, std::string_view name, GObject *object) {
     const SoapPlan *plan = object != nullptr ? OrvaneSoapPlan_Get(G_OBJECT_TYPE(object)) : nullptr;
-    if (plan == nullptr || plan->properties.empty())
+    SoapWriter writer = outer;
+    writer.numObjects++;
+    if (plan == nullptr || !SoapMayNest(writer, name))
         return false;
 
     OrvaneSoapAppend(writer.out,

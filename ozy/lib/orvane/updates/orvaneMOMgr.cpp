@@ -72,12 +72,8 @@ void MOMgrCancelListeners(OrvaneMOMgr *momgr) {
         auto *listener =
             static_cast<OrvaneListener *>(g_queue_peek_head(momgr->priv->activeListeners));
         MOMgrForgetListener(momgr, listener);
-        if (orvane_listener_get_state(listener) != ORVANE_LISTENER_PENDING)
-            continue;
-        ScopedValue fault(skema_qorm_method_fault_get_type());
-        g_value_take_object(&fault.value,
-                            g_object_new(skema_qorm_fault_request_canceled_get_type(), nullptr));
-        orvane_listener_acknowledge(listener, FALSE, &fault.value);
+        if (orvane_listener_get_state(listener) == ORVANE_LISTENER_PENDING)
+            OrvaneListener_AcknowledgeCanceled(listener);
     }
 }
 

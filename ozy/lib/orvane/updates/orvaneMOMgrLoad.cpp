@@ -427,6 +427,7 @@ void orvane_session_retrieve_contents(OrvaneSession *session, GValueArray *filte
                                       OrvaneListener *listener) {
     g_return_if_fail(ORVANE_IS_SESSION(session));
     g_return_if_fail(filterSpecSet);
+    g_return_if_fail(listener == nullptr || ORVANE_IS_LISTENER(listener));
     if (orvane_session_get_state(session) != ORVANE_SESSION_CONNECTED) {
         MOMgrAnswerAtOnce(listener, FALSE);
         return;

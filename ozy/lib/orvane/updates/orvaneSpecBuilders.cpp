@@ -7,6 +7,7 @@
 #include <orvane/session.h>
 #include <orvane/specBuilders.h>
 
+#include "ozy/lib/orvane/runtime/orvaneRuntime.h"
 #include "ozy/lib/orvane/updates/orvaneMOMgrInt.h"
 
 namespace {
@@ -60,11 +61,6 @@ void SetSelections(GObject *object, gboolean takeOwnership, va_list arguments) {
         SetArray(object, "selectSet", heap.array.get());
 }
 
-/* What the service calls a class. */
-const char *WireName(GType type) {
-    return static_cast<const char *>(g_type_get_qdata(type, orvane_quark_wsdlname()));
-}
-
 } // namespace
 
 GObject *orvane_selection_spec_new(const char *name) {
@@ -81,7 +77,8 @@ GObject *orvane_traversal_spec_new(const char *name, GType type, const char *pat
     g_return_val_if_fail(traversalSpec, nullptr);
     if (name != nullptr)
         g_object_set(traversalSpec, "name", name, nullptr);
-    g_object_set(traversalSpec, "type", WireName(type), "path", path, "skip", skip, nullptr);
+    g_object_set(traversalSpec, "type", OrvaneType_WireName(type), "path", path, "skip", skip,
+                 nullptr);
     va_list arguments;
     va_start(arguments, takeOwnership);
     SetSelections(traversalSpec, takeOwnership, arguments);
@@ -112,7 +109,7 @@ GObject *orvane_property_spec_new(GType type, gboolean all, ...) {
 GObject *orvane_property_spec_newv(GType type, gboolean all, va_list arguments) {
     GObject *propertySpec = NewSpec(SpecTypes().property);
     g_return_val_if_fail(propertySpec, nullptr);
-    g_object_set(propertySpec, "type", WireName(type), "all", all, nullptr);
+    g_object_set(propertySpec, "type", OrvaneType_WireName(type), "all", all, nullptr);
 
     ValueArrayPtr paths(g_value_array_new(0));
     while (const char *path = va_arg(arguments, const char *)) {
@@ -152,7 +149,7 @@ GValueArray *orvane_filter_spec_set_new(gboolean takeOwnership, ...) {
 
 void orvane_session_load_properties(OrvaneSession *session, SkemaQormManagedObject *object,
                                     OrvaneListener *listener, gboolean all, ...) {
-    g_return_if_fail(object);
+    g_return_if_fail(object && SKEMA_IS_QORM_MANAGED_OBJECT(object));
     va_list paths;
     va_start(paths, all);
     GObject *propertySpec = orvane_property_spec_newv(G_OBJECT_TYPE(object), all, paths);

@@ -168,6 +168,31 @@ TEST_F(BasicHttpErrors, ResponsesAboveTheLimitAreGivenUp) {
     EXPECT_NE(std::string::npos, LogText().find("is larger than 999 bytes."));
 }
 
+TEST_F(BasicHttpErrors, HeadersAboveTheLimitAreGivenUp) {
+    const std::string chunked =
+        "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n2\r\nok\r\n0\r\n";
+    const struct {
+        std::string before, line, after;
+    } rows[] = {
+        {"HTTP/1.1 200 OK\r\n", "X: " + std::string(195, 'x') + "\r\n",
+         "Content-Length: 2\r\n\r\nok"},
+        {chunked, "X: " + std::string(195, 'x') + "\r\n", "\r\n"}, /* trailers */
+        {chunked, "X:" + std::string(196, 'x') + "\r\n", "\r\n"},  /* that are not kept */
+        {"", "HTTP/1.1 100 C\r\nX: " + std::string(177, 'x') + "\r\n\r\n",
+         "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok"},
+    };
+    for (const auto &row : rows) {
+        for (const auto &[numLines, error] :
+             {std::pair(1500, BASICHTTP_ERROR_NONE), std::pair(1540, BASICHTTP_ERROR_TRANSFER)}) {
+            std::string bytes = row.before;
+            for (int i = 0; i < numLines; i++)
+                bytes += row.line;
+            AnswerAll({bytes + row.after});
+            EXPECT_EQ(error, Run(Request("/x")).error) << row.line << numLines;
+        }
+    }
+}
+
 TEST_F(BasicHttpErrors, StatusesAreNoErrors) {
     for (int status : {204, 404, 500, 503}) {
         AnswerAll(HttpReply(status == 204 ? "" : "told", status));

@@ -1,5 +1,6 @@
 // Redirects: which are followed, with what, and that a refused one reaches nobody.
 #include "tests/apps/lib/basicHttp/httpFixture.h"
+#include "tests/apps/lib/basicHttp/tlsPeer.h"
 
 namespace {
 
@@ -26,6 +27,7 @@ constexpr FollowRow kFollowRows[] = {
     {"https://h/a", "https://h:443/b", true},
     {"https://[::1]:8443/a", "https://[::1]:8443/b", true},
     {"h/a", "http://h/b", true},
+    {"ftp.h/a", "/b", true},
     {"https://h/a", "http://h/b", false},
     {"http://h/a", "http://h:81/b", false},
     {"https://h/a", "https://h:444/b", false},
@@ -42,7 +44,7 @@ constexpr FollowRow kFollowRows[] = {
 
 TEST_F(BasicHttpRedirect, OnlyTheSamePlaceIsFollowed) {
     for (const FollowRow &row : kFollowRows)
-        EXPECT_EQ(row.isFollowed, BasicHttpMayFollow(row.from, row.location))
+        EXPECT_EQ(row.isFollowed, BasicHttpFollowedUrl(row.from, row.location).has_value())
             << row.from << " to " << row.location;
 }
 
@@ -66,6 +68,37 @@ TEST_F(BasicHttpRedirect, ALocationOfAnotherKindOfResponseIsNothing) {
         AnswerAll(RedirectTo(other.Url("/there"), status));
         EXPECT_EQ(BASICHTTP_ERROR_NONE, Run(Request("/x")).error);
     }
+}
+
+/* However a status line is written, the guard goes by what libcurl makes of it. */
+TEST_F(BasicHttpRedirect, NoFormOfTheStatusLinePassesTheGuard) {
+    CannedServer other;
+    for (const char *start :
+         {"HTTP/1.1  307 x", "HTTP/1.1\t307 x", "HTTP/1.0   307", "HTTP/1.1 307", "HTTP/1.1 0307 x",
+          "HTTP/2 0307 x", "HTTP/2  307", "HTTP/1.1 +307 x", "HTTP/1.1 3070 x", "http/1.1 307 x"}) {
+        AnswerAll({start + std::string("\r\nLOCATION:\t") + other.Url("/there") +
+                   "\r\nContent-Length: 0\r\n\r\n"});
+        EXPECT_EQ("", Run(Request("/x", BASICHTTP_METHOD_POST, "<login/>")).content) << start;
+        InitAgain(); /* libcurl keeps a connection whose response it could not read */
+    }
+    testLoop::Settle();
+    EXPECT_EQ(0, other.NumConnections());
+}
+
+TEST_F(BasicHttpRedirect, WhatBeganEncryptedStaysSo) {
+    CannedServer other;
+    const std::string plain = other.Url("/there");
+    for (const char *start :
+         {"HTTP/1.1 307 x", "HTTP/1.1  301 x", "HTTP/1.0  302", "HTTP/2 0307 x"}) {
+        const TlsPeer peer([&](const std::string &) {
+            return start + std::string("\r\nLocation: ") + plain + "\r\nContent-Length: 0\r\n\r\n";
+        });
+        const Outcome outcome = Run(BasicHttp_CreateRequest(
+            peer.Url("/x").c_str(), BASICHTTP_METHOD_POST, nullptr, nullptr, "<login/>"));
+        EXPECT_EQ(BASICHTTP_ERROR_TRANSFER, outcome.error) << start;
+    }
+    testLoop::Settle();
+    EXPECT_EQ(0, other.NumConnections());
 }
 
 struct MethodRow {

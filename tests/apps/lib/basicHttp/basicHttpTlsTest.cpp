@@ -1,6 +1,9 @@
 // Which OpenSSL fits, and the last look at a connection. Real certificates are the sessions' tests.
+#include <ssl/ssl.h>
+
 #include "apps/lib/basicHttp/basicHttpInt.h"
 #include "tests/apps/lib/basicHttp/httpFixture.h"
+#include "tests/apps/lib/basicHttp/tlsPeer.h"
 
 namespace {
 
@@ -48,6 +51,42 @@ TEST_F(BasicHttpTls, EachConnectionIsLookedAtBeforeItIsUsed) {
     }
     EXPECT_EQ(3, numLooks) << "once more after the redirect, and at the kept connection";
     EXPECT_EQ(2u, server.Requests().size());
+}
+
+void CountContext(BasicHttpRequest *, gpointer, gpointer outcome) {
+    static_cast<Outcome *>(outcome)->headers.push_back("context");
+}
+
+/* The peer presents a certificate that libcurl does not accept from a proxy, so the second handshake never comes. */
+TEST_F(BasicHttpTls, TheCertificateOfAProxyIsNotTheApplications) {
+    SSL_Init(nullptr, nullptr, nullptr);
+    const TlsPeer proxy([](const std::string &) { return ""; });
+    const struct {
+        const char *proxy, *noProxy;
+        bool isAsked;
+    } rows[] = {{"HTTPS", nullptr, false}, {"https", nullptr, false}, {"https", "h.invalid", true}};
+    for (const auto &row : rows) {
+        BasicHttpRequest *request = BasicHttp_CreateRequest(
+            "https://elsewhere.invalid/", BASICHTTP_METHOD_GET, nullptr, nullptr, nullptr);
+        BasicHttp_SetProxy(request, (row.proxy + proxy.Url("/").substr(5)).c_str(),
+                           BASICHTTP_PROXY_HTTP);
+        BasicHttp_SetNoProxy(request, row.noProxy);
+        BasicHttp_SetSslCtxProc(request, CountContext);
+        const Outcome outcome = Run(request);
+        EXPECT_EQ(BASICHTTP_ERROR_SSL_SECURITY, outcome.error);
+        EXPECT_EQ(row.isAsked ? 1u : 0u, outcome.headers.size());
+    }
+}
+
+TEST_F(BasicHttpTls, TheCertificateOfThePeerIsTheApplications) {
+    const TlsPeer peer(
+        [](const std::string &) { return "HTTP/1.1 200 x\r\nContent-Length: 2\r\n\r\nok"; });
+    BasicHttpRequest *request = BasicHttp_CreateRequest(peer.Url("/").c_str(), BASICHTTP_METHOD_GET,
+                                                        nullptr, nullptr, nullptr);
+    BasicHttp_SetSslCtxProc(request, CountContext);
+    const Outcome outcome = Run(request);
+    EXPECT_EQ("ok", outcome.content);
+    EXPECT_EQ(2u, outcome.headers.size()) << "the context, and one header";
 }
 
 TEST_F(BasicHttpTls, ConnectionsKeptApartAreNotShared) {

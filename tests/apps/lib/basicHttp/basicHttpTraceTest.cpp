@@ -92,11 +92,48 @@ TEST_F(BasicHttpTrace, SecretElementsAreHidden) {
         {"<password>cut", "<password>[redacted]"},
         {"<password><![CDATA[<x>]]></password>", "<password>[redacted]</password>"},
         {"<password", "<password"},
+        {"<password x", "<password x"},
+        {"<passphrase>p</passphrase><key>k</key><keys>1</keys>",
+         "<passphrase>[redacted]</passphrase><key>[redacted]</key><keys>1</keys>"},
+        {"<token x='1' /><a>b</a>", "<token x='1' /><a>b</a>"},
+        {"<token>a</tokens>b", "<token>[redacted]"},
+        {"<pre>&lt;password&gt;p&lt;/password&gt;</pre>",
+         "<pre>&lt;password&gt;[redacted]&lt;/password&gt;</pre>"},
+        {"&LT;n1:Password xsi:type=&quot;s&quot;&GT;p&LT;/n1:Password&GT;c",
+         "&LT;n1:Password xsi:type=&quot;s&quot;&GT;[redacted]&LT;/n1:Password&GT;c"},
+        {"&amp;lt;password&amp;gt;p&amp;lt;/password&amp;gt;",
+         "&amp;lt;password&amp;gt;[redacted]&amp;lt;/password&amp;gt;"},
+        {"&#60;password&#062;p&#x3c;&#x2f;password&#x03E;",
+         "&#60;password&#062;[redacted]&#x3c;&#x2f;password&#x03E;"},
+        {"%3Cpassword%3Ep%3C%2Fpassword%3E", "%3Cpassword%3E[redacted]%3C%2Fpassword%3E"},
+        {"%253Cpassword%253Ep%253C/password", "%253Cpassword%253E[redacted]%253C/password"},
+        {R"(\u003cpassword\u003Ep<\/password>)", R"(\u003cpassword\u003E[redacted]<\/password>)"},
+        {R"(\\x3cpassword\\x3ep\\x3c\\/password)",
+         R"(\\x3cpassword\\x3e[redacted]\\x3c\\/password)"},
+        {"&lt;token/&gt;&lt;a&gt;b", "&lt;token/&gt;&lt;a&gt;b"},
+        {"<pre>POST /\nCookie: soap=1\nX: 1</pre>", "<pre>POST /\nCookie: [redacted]\nX: 1</pre>"},
+        {"<b>Authorization: Basic eDp5</b>", "<b>Authorization: [redacted]"},
         {"no <", "no <"},
         {"", ""},
     };
     for (const RedactRow &row : rows)
         EXPECT_EQ(row.shown, BasicHttpRedactContent(row.text)) << row.text;
+}
+
+/* A peer chooses the text: none takes longer than a plain one, but for a factor. */
+TEST_F(BasicHttpTrace, NoTextTakesLong) {
+    for (const char *part : {"<", "<key ", "<key x/>", "&amp;", "\\", "%25", "<key>", "</key"}) {
+        std::string text;
+        while (text.size() < 32 * 1024)
+            text += part;
+        const gint64 start = g_get_monotonic_time();
+        for (const char *tail : {"", ">", "/>", "</key>"})
+            BasicHttpRedactContent(text.substr(0, 32 * 1024 - 6) + tail);
+        EXPECT_GT(500000, g_get_monotonic_time() - start) << part;
+    }
+    EXPECT_EQ(nullptr, BasicHttp_Redact(nullptr));
+    const GPtr<char> cut(BasicHttp_Redact(std::string(1 << 20, 'x').c_str()));
+    EXPECT_EQ(32u * 1024, strlen(cut.get()));
 }
 
 } // namespace

@@ -14,6 +14,12 @@ public: // for the loop's callbacks
         if (isOpen)
             orvane_glib_shutdown();
     }
+    gboolean WaitInVain() {
+        g_test_expect_message(nullptr, G_LOG_LEVEL_WARNING, "*no operation was begun*");
+        const gboolean result = orvane_glib_wait(listener, -1);
+        g_test_assert_expected_messages();
+        return result;
+    }
     /* Something that the loop does soon. */
     void Later(GSourceFunc function) { g_timeout_add(1, function, this); }
 
@@ -37,11 +43,25 @@ TEST_F(GlibWaitTest, EndsWithTheOperationAndTellsHowItEnded) {
 }
 
 TEST_F(GlibWaitTest, DoesNotWaitForWhatWasNeverBegunNorLongerThanItMay) {
-    EXPECT_FALSE(orvane_glib_wait(listener, -1));
+    EXPECT_FALSE(WaitInVain());
     orvane_listener_initiate(listener);
     EXPECT_FALSE(orvane_glib_wait(listener, 0));
     EXPECT_FALSE(orvane_glib_wait(listener, 2));
     EXPECT_EQ(ORVANE_LISTENER_PENDING, orvane_listener_get_state(listener));
+    orvane_listener_acknowledge(listener, TRUE, nullptr);
+    EXPECT_TRUE(orvane_glib_wait(listener, -1)) << "the same operation, after the time-outs";
+    g_object_unref(listener);
+}
+
+/* A call that could not be sent leaves the state of the operation before. */
+TEST_F(GlibWaitTest, TakesNoOldSuccessForANewOne) {
+    for (int i = 0; i < 2; i++) {
+        orvane_listener_initiate(
+            listener); /* an operation that ends inside the call that began it */
+        orvane_listener_acknowledge(listener, TRUE, nullptr);
+        EXPECT_TRUE(orvane_glib_wait(listener, -1));
+        EXPECT_FALSE(WaitInVain());
+    }
     g_object_unref(listener);
 }
 

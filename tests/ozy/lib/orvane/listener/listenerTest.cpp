@@ -335,6 +335,49 @@ TEST(Listener, MayBeDroppedInEachWordOfATask) {
     }
 }
 
+/* An operation may not show, or follow, anything of the one before. */
+TEST(Listener, BeginsEachOperationAnew) {
+    Task task;
+    Recorder recorder;
+    task.Acknowledge(recorder);
+    task.Set({2, FALSE, 5});
+    EXPECT_EQ(ORVANE_LISTENER_SUCCEEDED, orvane_listener_get_state(recorder.listener));
+    orvane_listener_initiate(recorder.listener);
+    recorder.Take();
+    task.Set({3, FALSE, 6});
+    EXPECT_THAT(recorder.Take(), IsEmpty());
+    EXPECT_FALSE(orvane_listener_is_task(recorder.listener));
+    EXPECT_EQ(G_MININT32, orvane_listener_get_progress(recorder.listener));
+    orvane_listener_acknowledge(recorder.listener, TRUE, nullptr);
+    Value result;
+    EXPECT_TRUE(orvane_listener_get_result(recorder.listener, &result.value));
+    EXPECT_FALSE(G_IS_VALUE(&result.value));
+
+    const Value fault(SKEMA_TYPE_QORM_METHOD_FAULT, OrvaneFault_NewUnexpected());
+    for (const auto &[value, type] : {std::pair{&fault.value, ORVANE_TYPE_FAULT_UNEXPECTED},
+                                      std::pair{static_cast<const GValue *>(nullptr), GType(0)}}) {
+        orvane_listener_initiate(recorder.listener);
+        orvane_listener_acknowledge(recorder.listener, FALSE, value);
+        EXPECT_EQ(type, recorder.FaultType());
+    }
+    EXPECT_EQ(4u, orvane_listener_get_operation_count(recorder.listener));
+}
+
+TEST(Listener, MayBeDroppedByWhatItsOldFaultReleases) {
+    Recorder recorder;
+    Value fault(SKEMA_TYPE_QORM_METHOD_FAULT, OrvaneFault_NewUnexpected());
+    orvane_listener_acknowledge(recorder.listener, FALSE, &fault.value);
+    recorder.Take();
+    g_object_weak_ref(
+        G_OBJECT(g_value_get_object(&fault.value)),
+        [](gpointer data, GObject *) { g_clear_object(&static_cast<Recorder *>(data)->listener); },
+        &recorder);
+    g_value_reset(&fault.value);
+    orvane_listener_initiate(recorder.listener);
+    EXPECT_EQ(nullptr, recorder.listener);
+    EXPECT_THAT(recorder.Take(), IsEmpty());
+}
+
 TEST(Listener, LetsGoOfAFormerTask) {
     Task first;
     Task second;

@@ -326,10 +326,6 @@ protected:
     void ThereAndBack(GType type) {
         const ObjectPtr<GObject> object = Filled(type, 0);
         const std::string text = Write(object.get());
-        if (OrvaneSoapPlan_Get(type)->properties.empty()) {
-            EXPECT_EQ("", text);
-            return;
-        }
         const Value read = Read(text, type);
         ASSERT_NE(nullptr, read.Object()) << text;
         if (const ObjectPtr<GObject> inner = InnerFault(object.get())) {

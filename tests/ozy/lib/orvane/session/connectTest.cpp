@@ -275,7 +275,20 @@ TEST_F(LocalConnect, KnowsThisMachineByItsAddress) {
         {"", false},
     };
     for (const auto &[url, isLocal] : rows)
-        EXPECT_EQ(isLocal, OrvaneSessionIsLoopback(url)) << url;
+        EXPECT_EQ(isLocal, BasicHttp_IsLoopbackUrl(url)) << url;
+}
+
+/* The text of a URL is never a format. */
+TEST_F(LocalConnect, ReadsNoFileForAServiceElsewhere) {
+    Write("proxy.xml", "<ConfigRoot><httpPort>1@service.invalid/%s%n%25</httpPort></ConfigRoot>");
+    g_setenv("HALDEN_HTTPSPROXY", service->server.Url().c_str(), TRUE);
+    NameTicket(Path("ticket"));
+    EXPECT_EQ("failure Unexpected", ConnectLocal());
+    g_unsetenv("HALDEN_HTTPSPROXY");
+    EXPECT_EQ(1u, service->Count("AcquireLocalTicket"));
+    EXPECT_THAT(LogText(),
+                HasSubstr("W Orvane: http://127.0.0.1:1@service.invalid/%s%n%25/sdk is not "
+                          "on this machine: its ticket file is not read.\n"));
 }
 
 TEST_F(LocalConnect, ReadsNoOtherFiles) {
@@ -371,6 +384,134 @@ TEST_F(Connect, EndsWhenAnotherIsAskedForMeanwhile) {
         service->isQuiet = false;
         EXPECT_EQ("success", SessionTest::Connect());
         EXPECT_EQ("success", Disconnect());
+    }
+}
+
+/* While the roles are being loaded, the connect's listener is all that the application may wait for. */
+class RolesLoad : public Connect {
+protected:
+    Told connect, disconnect;
+    std::vector<std::string> ends; /* of the connect and the disconnect, in order */
+
+    RolesLoad() {
+        service->isQuiet = true;
+        connect.then = [this] { ends.push_back("connect " + connect.text); };
+        disconnect.then = [this] { ends.push_back("disconnect " + disconnect.text); };
+    }
+    void Start() {
+        orvane_session_connect(session, Url().c_str(), "u", "p", connect.listener);
+        testLoop::RunUntil([&] { return service->Count("CreateFilter") > 0; }, 300);
+        testLoop::Settle();
+    }
+    /* Runs the action once when the session gets into a state. */
+    void At(int state, std::function<void()> action) {
+        onState = [this, state, action](int now) {
+            if (now == state) {
+                onState = nullptr;
+                action();
+            }
+        };
+    }
+    void Disconnect() { orvane_session_disconnect(session, disconnect.listener); }
+};
+
+TEST_F(RolesLoad, IsCanceledByADisconnect) {
+    Start();
+    Disconnect();
+    EXPECT_THAT(ends, ElementsAre());
+    Wait(disconnect);
+    EXPECT_THAT(ends, ElementsAre("connect failure RequestCanceled", "disconnect success"));
+}
+
+TEST_F(RolesLoad, IsCanceledByADisconnectOfAHandler) {
+    At(ORVANE_SESSION_CONNECTED, [&] { Disconnect(); });
+    Start();
+    Wait(disconnect);
+    EXPECT_THAT(ends, ElementsAre("connect failure RequestCanceled", "disconnect success"));
+}
+
+TEST_F(RolesLoad, IsCanceledBeforeALogoutThatCannotBeSentFails) {
+    At(ORVANE_SESSION_CONNECTED, [&] {
+        orvane_shutdown();
+        Disconnect();
+    });
+    Start();
+    EXPECT_THAT(ends,
+                ElementsAre("connect failure RequestCanceled", "disconnect failure Unexpected"));
+}
+
+/* The service may answer the logout first and then know the session no more. */
+TEST_F(RolesLoad, ThatFailsDuringADisconnectLeavesItToTheLogout) {
+    service->answers["CreateFilter"] = {};
+    service->answers["Logout"] = {};
+    Start();
+    Disconnect();
+    testLoop::RunUntil([&] { return service->Count("Logout") > 0; });
+    service->server.Send(service->Last("CreateFilter").connection, Fault("NotAuthenticated").bytes);
+    Wait(connect);
+    EXPECT_EQ(ORVANE_SESSION_DISCONNECTING, State());
+    service->server.Send(service->Last("Logout").connection, Reply("Logout").bytes);
+    Wait(disconnect);
+    EXPECT_THAT(ends, ElementsAre("connect failure RequestCanceled", "disconnect success"));
+}
+
+TEST_F(RolesLoad, IsCanceledWhenTheUpdatesCannotBegin) {
+    service->answers["WaitForUpdatesEx"] = Fault("NoPermission");
+    Start();
+    EXPECT_THAT(ends, ElementsAre("connect failure RequestCanceled"));
+    EXPECT_THAT(states, ElementsAre(2, 4, 16));
+}
+
+TEST_F(RolesLoad, IsCanceledWhenTheFirstWaitCannotBeSent) {
+    for (const bool drops : {false, true}) {
+        Told told;
+        At(ORVANE_SESSION_CONNECTED, [&] {
+            orvane_shutdown();
+            if (drops)
+                At(ORVANE_SESSION_INTERRUPTED, [&] { g_clear_object(&session); });
+        });
+        orvane_session_connect(session, Url().c_str(), "u", "p", told.listener);
+        Wait(told);
+        EXPECT_EQ("failure RequestCanceled", told.text);
+        g_clear_object(&session);
+        session = orvane_session_new();
+        WatchState();
+        orvane_init(testLoop::Callback, testLoop::CallbackRemove);
+    }
+}
+
+TEST_F(RolesLoad, OfAHijackedSessionIsCanceledWhenItIsReleased) {
+    orvane_session_hijack(session, Url().c_str(), "a=b", connect.listener);
+    EXPECT_TRUE(testLoop::RunUntil([&] { return service->Count("CreateFilter") > 0; }));
+    testLoop::Settle();
+    Disconnect();
+    Wait(disconnect);
+    EXPECT_THAT(ends, ElementsAre("disconnect success"));
+    g_clear_object(&session);
+    EXPECT_THAT(ends, ElementsAre("disconnect success", "connect failure RequestCanceled"));
+}
+
+TEST_F(RolesLoad, WhoeverHearsOfTheCancelingMayDoAnything) {
+    const std::function<void()> actions[] = {
+        [&] { orvane_session_connect(session, Url().c_str(), "u", "p", nullptr); },
+        [&] { g_clear_object(&session); },
+        [&] { orvane_shutdown(); },
+    };
+    for (const auto &action : actions) {
+        Told told;
+        told.then = action;
+        orvane_session_connect(session, Url().c_str(), "u", "p", told.listener);
+        EXPECT_TRUE(testLoop::RunUntil([&] { return service->Count("CreateFilter") > 0; }));
+        testLoop::Settle();
+        orvane_session_disconnect(session, nullptr);
+        Wait(told);
+        EXPECT_EQ("failure RequestCanceled", told.text);
+        if (!BasicHttp_IsInited())
+            orvane_init(testLoop::Callback, testLoop::CallbackRemove);
+        g_clear_object(&session);
+        session = orvane_session_new();
+        service = std::make_unique<Service>();
+        service->isQuiet = true;
     }
 }
 

@@ -94,6 +94,28 @@ TEST_F(Invoke, TellsOfEachReply) {
     }
 }
 
+TEST_F(Invoke, RepliesHaveTheLimitsOfTheirSession) {
+    std::string inner = "<CurrentTimeResponse/>";
+    for (int i = 0; i < 10000; i++)
+        inner += "<a/>";
+    service->answers["CurrentTime"] = HttpReply(Body(inner));
+    const struct {
+        guint64 bodyBytes, treeBytes;
+        const char *told;
+    } rows[] = {
+        {30000, 0, "failure InvalidResponse 48"},
+        {60000, 0, "success"},
+        {0, 1000000, "failure InvalidResponse 0 200"},
+        {0, 10000000, "success"},
+        {0, 0, "success"},
+    };
+    EXPECT_EQ("success", Call());
+    for (const auto &row : rows) {
+        orvane_session_set_reply_limits(session, row.bodyBytes, row.treeBytes);
+        EXPECT_EQ(row.told, Call().substr(0, strlen(row.told)));
+    }
+}
+
 TEST_F(Invoke, SendsTheCallersOwnValues) {
     service->answers["Own"] = Reply("Own");
     GValue number = G_VALUE_INIT;

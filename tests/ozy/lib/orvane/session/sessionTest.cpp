@@ -132,6 +132,79 @@ TEST_F(Session, LoadsOnlyWhileConnected) {
     Told told;
     orvane_session_load_object(session, FALSE, folder.get(), told.listener);
     EXPECT_EQ("failure", told.text);
+
+    testing::internal::CaptureStderr();
+    orvane_session_load_object(session, FALSE, folder.get(),
+                               reinterpret_cast<OrvaneListener *>(session));
+    EXPECT_THAT(testing::internal::GetCapturedStderr(), testing::HasSubstr("ORVANE_IS_LISTENER"));
+}
+
+/* A wrong type is refused with a warning and a result that says nothing, never looked into. */
+TEST_F(Session, RefusesWhatIsOfAnotherType) {
+    const ObjectPtr<GObject> object(G_OBJECT(g_object_new(G_TYPE_OBJECT, nullptr)));
+    auto *other = reinterpret_cast<OrvaneSession *>(object.get());
+    auto *proxy = reinterpret_cast<SkemaQormManagedObject *>(object.get());
+    auto *listener = reinterpret_cast<OrvaneListener *>(object.get());
+    const ObjectPtr<SkemaQormManagedObject> folder(
+        SKEMA_QORM_MANAGED_OBJECT(g_object_ref_sink(g_object_new(SKEMA_TYPE_OZY_FOLDER, nullptr))));
+    GValueArray *set = orvane_filter_spec_set_new(TRUE, nullptr);
+    const std::function<bool()> calls[] = {
+        [&] { return orvane_session_get_state(other) == ORVANE_SESSION_DISCONNECTED; },
+        [&] { return orvane_session_get_version(other) == nullptr; },
+        [&] { return orvane_session_get_namespace(other) == nullptr; },
+        [&] { return orvane_session_get_all_versions(other) == nullptr; },
+        [&] { return !orvane_session_has_version(other, ""); },
+        [&] { return !orvane_session_has_version(session, nullptr); },
+        [&] { return orvane_session_get_authorization_manager(other) == nullptr; },
+        [&] { return orvane_session_get_object(other, "x", SKEMA_TYPE_OZY_FOLDER) == nullptr; },
+        [&] { return orvane_session_get_object(session, nullptr, 0) == nullptr; },
+        [&] { return orvane_session_get_object(session, "x", 0) == nullptr; },
+        [&] { return !orvane_session_query_privilege(other, folder.get(), "x"); },
+        [&] { return !orvane_session_query_privilege(session, proxy, "x"); },
+        [&] { return !orvane_session_query_privilege(session, folder.get(), nullptr); },
+        [&] { return !orvane_session_target_is_ferry(other); },
+        [&] { return orvane_session_load_object(other, FALSE, folder.get(), nullptr), true; },
+        [&] { return orvane_session_load_object(session, FALSE, proxy, nullptr), true; },
+        [&] { return orvane_session_load_object(session, FALSE, folder.get(), listener), true; },
+        [&] { return orvane_session_unload_object(other, folder.get(), FALSE), true; },
+        [&] { return orvane_session_unload_object(session, proxy, FALSE), true; },
+        [&] { return orvane_session_unload_object(session, folder.get(), FALSE), true; },
+        [&] { return orvane_session_retrieve_contents(other, set, nullptr), true; },
+        [&] { return orvane_session_retrieve_contents(session, nullptr, nullptr), true; },
+        [&] { return orvane_session_retrieve_contents(session, set, listener), true; },
+        [&] {
+            return orvane_session_load_properties(session, proxy, nullptr, TRUE, nullptr), true;
+        },
+        [&] { return orvane_session_set_useragent(other, "x"), true; },
+        [&] { return orvane_session_set_use_fresh_connection(other, TRUE), true; },
+        [&] { return orvane_session_set_ssl_certificate_location(other, "x", "x"), true; },
+        [&] { return orvane_session_set_verify_certificate_func(other, nullptr, nullptr), true; },
+        [&] { return orvane_session_set_strict_tls(other, TRUE), true; },
+        [&] { return orvane_session_target_ferry(other), true; },
+        [&] { return orvane_session_connect(other, "x", "u", "p", nullptr), true; },
+        [&] { return orvane_session_connect(session, "x", "u", "p", listener), true; },
+        [&] { return orvane_session_disconnect(other, nullptr), true; },
+        [&] { return orvane_session_disconnect(session, listener), true; },
+        [&] { return orvane_session_cancel_listener(other, nullptr), true; },
+        [&] { return orvane_session_cancel_listener(session, listener), true; },
+        [&] { return orvane_listener_get_state(listener) == ORVANE_LISTENER_UNUSED; },
+        [&] { return orvane_listener_get_operation_count(listener) == 0; },
+        [&] { return !orvane_listener_is_task(listener); },
+        [&] { return orvane_listener_get_progress(listener) == G_MININT32; },
+        [&] { return !orvane_listener_is_cancellable(listener); },
+        [&] { return !orvane_listener_cancel(listener); },
+        [&] { return orvane_listener_get_fault(listener) == nullptr; },
+        [&] { return !orvane_listener_get_result(listener, nullptr); },
+    };
+    for (const auto &call : calls) {
+        SCOPED_TRACE(&call - calls);
+        g_test_expect_message(nullptr, G_LOG_LEVEL_CRITICAL, "*failed");
+        EXPECT_TRUE(call());
+        g_test_assert_expected_messages();
+    }
+    g_value_array_free(set);
+    EXPECT_EQ(1u, object->ref_count);
+    EXPECT_THAT(states, IsEmpty());
 }
 
 TEST_F(Session, DoesWhatAHandlerOfItsStateAsks) {

@@ -12,11 +12,11 @@ std::string Shown(const OrvaneServiceVersion &found) {
 }
 
 std::string FromDocument(const std::string &text) {
-    return Shown(OrvaneServiceVersion_FromDocument(text.c_str(), text.size()));
+    return Shown(OrvaneServiceVersion_FromDocument(text.c_str(), text.size(), 0));
 }
 
 std::string FromWsdl(const std::string &text) {
-    return Shown(OrvaneServiceVersion_FromWsdl(text.c_str(), text.size()));
+    return Shown(OrvaneServiceVersion_FromWsdl(text.c_str(), text.size(), 0));
 }
 
 std::string NameSpace(const std::string &name, const std::string &version,

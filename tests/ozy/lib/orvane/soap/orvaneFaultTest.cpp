@@ -25,14 +25,14 @@ TEST(OrvaneFault, AnInvalidResponseTellsWhatCame) {
     }
 }
 
-TEST(OrvaneFault, BothAreRuntimeFaultsThatNeverReachTheWire) {
+TEST(OrvaneFault, BothAreRuntimeFaultsWithoutDetailsOnTheWire) {
     for (GType type : {ORVANE_TYPE_FAULT_INVALID_RESPONSE, ORVANE_TYPE_FAULT_UNEXPECTED}) {
         EXPECT_TRUE(g_type_is_a(type, orvane_lookup_type("RuntimeFault")));
         EXPECT_EQ(nullptr, g_type_get_qdata(type, orvane_quark_wsdlname()));
     }
     const ObjectPtr<GObject> fault(
         reinterpret_cast<GObject *>(OrvaneFault_NewInvalidResponse(1, 2, "text")));
-    EXPECT_EQ("<f xsi:type=\"(null)\"></f>", Written("f", ObjectValue(fault).get(), ""));
+    EXPECT_EQ("<f xsi:type=\"RuntimeFault\"></f>", Written("f", ObjectValue(fault).get(), ""));
 }
 
 TEST(OrvaneFault, TheDetailsAreSetOnceAndForAll) {

@@ -1,6 +1,7 @@
 #include "tests/ozy/lib/orvane/soap/soapFixture.h"
 
 #include <chrono>
+#include <ctime>
 
 #include <gmock/gmock.h>
 #include <libxml/parser.h>
@@ -14,7 +15,7 @@ using testing::HasSubstr;
 using testing::Not;
 
 bool Parses(const std::string &text) {
-    const XmlDocPtr doc(OrvaneSoap_ParseDocument(text.data(), text.size(), "reply"));
+    const XmlDocPtr doc(OrvaneSoap_ParseDocument(text.data(), text.size(), "reply", 0));
     return doc != nullptr;
 }
 
@@ -24,8 +25,9 @@ TEST(SoapDocument, WhatIsRefusedBeforeAnythingIsRead) {
         {"blank", " \n"},
         {"cut", "<a><b></b>"},
         {"two roots", "<a/><b/>"},
-        {"a NUL at the end", std::string("<a/>\0", 5)},
+        {"only NULs", std::string("\0\0", 2)},
         {"a NUL inside", std::string("<a>\0</a>", 8)},
+        {"a NUL with a blank behind it", std::string("<a/>\0 ", 6)},
         {"a bare document type", "<!DOCTYPE a><a/>"},
         {"a document type elsewhere", "<!DOCTYPE a SYSTEM \"file:///etc/passwd\"><a/>"},
         {"an entity of its own", "<!DOCTYPE a [<!ENTITY e \"x\">]><a>&e;</a>"},
@@ -35,10 +37,11 @@ TEST(SoapDocument, WhatIsRefusedBeforeAnythingIsRead) {
     };
     for (const auto &[name, text] : rows)
         EXPECT_FALSE(Parses(text)) << name;
-    EXPECT_EQ(nullptr, OrvaneSoap_ParseDocument(nullptr, 0, "reply"));
+    EXPECT_EQ(nullptr, OrvaneSoap_ParseDocument(nullptr, 0, "reply", 0));
 }
 
 TEST(SoapDocument, HarmlessThingsAreRead) {
+    EXPECT_TRUE(Parses(std::string("<a/>\0\0", 6))) << "NULs at the end";
     for (const char *text : {"<a/>", "<?xml version='1.0'?><!-- c --><?pi x?><a>&amp;&#65;</a>\n",
                              "<a xsi:type='undeclared prefix'/>"})
         EXPECT_TRUE(Parses(text)) << text;
@@ -88,6 +91,100 @@ TEST(SoapDocument, TheApplicationsOwnHandlersStayAsTheyAre) {
     EXPECT_EQ(&numCalls, xmlStructuredErrorContext);
     EXPECT_EQ(0, numCalls);
     xmlSetStructuredErrorFunc(nullptr, nullptr);
+}
+
+/* " a0='' a1='' ..." */
+std::string Attributes(int count, const char *name = "a") {
+    std::string text;
+    for (int i = 0; i < count; i++)
+        text += " " + std::string(name) + std::to_string(i) + "='u'";
+    return text;
+}
+
+std::string Converted(const std::string &text, const char *encoding) {
+    gsize length = 0;
+    const GPtr<char> converted(
+        g_convert(text.data(), gssize(text.size()), encoding, "UTF-8", nullptr, &length, nullptr));
+    return std::string(converted.get(), length);
+}
+
+TEST(SoapDocument, AnElementHasALimitedNumberOfAttributes) {
+    const auto times = [](int count, const std::string &text) {
+        std::string all;
+        for (int i = 0; i < count; i++)
+            all += text;
+        return all;
+    };
+    const std::string most = Attributes(256);
+    const std::string scope = Attributes(250, "xmlns:n");
+    const struct {
+        const char *name;
+        std::string text;
+        bool isRead;
+    } rows[] = {
+        {"the limit", "<a" + most + "/>", true},
+        {"many elements", "<a" + most + ">" + times(50, "<b" + most + "/>") + "</a>", true},
+        {"one more", "<a" + Attributes(257) + "/>", false},
+        {"inside", "<a" + most + "><b" + Attributes(257) + "/></a>", false},
+        {"declarations count", "<a" + Attributes(200) + Attributes(57, "xmlns:n") + "/>", false},
+        {"'=' elsewhere",
+         "<a>" + times(999, "=") + "<!-- <b" + times(999, " c=''") + "> -->" + "<?p <b" +
+             times(999, " c=''") + "?><![CDATA[<b" + times(999, " c=''") + ">]]></a>",
+         true},
+        {"signs in values", "<a b='>" + times(300, "=") + "\"/>'" + Attributes(255) + "></a>",
+         true},
+        {"namespaces in scope",
+         times(4, "<a" + scope + ">") + times(9, "<b xmlns:x='u'/>") + times(4, "</a>"), true},
+        {"too many in scope", times(5, "<a" + scope + ">") + times(5, "</a>"), false},
+        {"names beyond ASCII", "<\xc3\xa4><?\xc3\xa4 p?>" + times(300, "<b c=''/>") + "</\xc3\xa4>",
+         true},
+    };
+    for (const auto &row : rows)
+        EXPECT_EQ(row.isRead, Parses(row.text)) << row.name;
+}
+
+TEST(SoapDocument, ManyAttributesAreRefusedInAnyEncodingAndBehindAnyMistake) {
+    const std::string many = "<b" + Attributes(50000) + "/>";
+    std::vector<std::string> texts = {
+        many,
+        "<!DOCTYPE [<!ENTITY e 'x'>]>" + many,
+        Converted("<a>" + many + "</a>", "EBCDIC-US"),
+        "<?xml version='1.0' encoding='UTF-7'?>" + Converted("<a>" + many + "</a>", "UTF-16BE"),
+    };
+    for (const char *encoding : {"ISO-8859-1", "GB18030", "UTF-7", "windows-1252", "Shift_JIS"})
+        texts.push_back("<?xml version='1.0' encoding='" + std::string(encoding) + "'?><a>" + many +
+                        "</a>");
+    /* every character of the tags as a group of UTF-7 */
+    std::string groups = "<?xml version='1.0' encoding='UTF-7'?>+ADw-a";
+    for (int i = 0; i < 50000; i++)
+        groups += " a" + std::to_string(i) + "+AD0-''";
+    texts.push_back(groups + "/+AD4-");
+    for (const char *mistake :
+         {"<c d='<", "<c d=\">\" e='", "<!-- -- ", "<!-- \x01 -->", "<? ", "<?p \x01 ?>",
+          "<![CDATA[ \x01 ]]>", "<!ELEMENT ", "</c '", "<c d", "<c d=e", "< ", "<>", "\xff",
+          "<!--\xed\xa0\x80-->", "&", "]]>", "<?xml ?>"}) {
+        texts.push_back("<a>" + std::string(mistake) + many + "--> ?> ]]> '>\"></a>");
+        texts.push_back(mistake + many);
+    }
+    for (const std::string &text : texts) {
+        const auto start = std::clock();
+        EXPECT_FALSE(Parses(text)) << text.substr(0, 60);
+        EXPECT_GT(CLOCKS_PER_SEC, std::clock() - start) << text.substr(0, 60);
+    }
+}
+
+TEST(SoapDocument, EncodingsAreReadByTheirNames) {
+    const std::string filler(2000, ' '); /* long enough to be converted */
+    for (const char *encoding : {"ISO-8859-1", "windows-1252", "GB18030", "utf-8", "UTF-7"}) {
+        const std::string head =
+            "<?xml version=\"1.0\" encoding='" + std::string(encoding) + "' ?>";
+        const std::string text = head + Converted("<a>\xc3\xa4</a>", encoding) + filler;
+        const XmlDocPtr doc(OrvaneSoap_ParseDocument(text.data(), text.size(), "reply", 0));
+        ASSERT_NE(nullptr, doc) << encoding;
+        EXPECT_STREQ("\xc3\xa4", OrvaneSoapContent(xmlDocGetRootElement(doc.get()))) << encoding;
+    }
+    EXPECT_FALSE(Parses("<?xml version='1.0' encoding='no-such'?><a/>" + filler));
+    EXPECT_FALSE(Parses("<?xml version='1.0' encoding='GB18030'?><a>\xff\xff</a>" + filler));
 }
 
 } // namespace

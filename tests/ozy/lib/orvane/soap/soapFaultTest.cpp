@@ -128,4 +128,44 @@ TEST(SoapFault, ACauseIsUnwrappedToo) {
     EXPECT_STREQ("m", reinterpret_cast<SkemaQormMethodFault *>(cause)->fault_string);
 }
 
+/* So many elements of a class, one in the other; each has a number that cannot be read. */
+std::string Nested(const char *type, int levels, const std::string &innermost) {
+    const std::string start =
+        std::string("<fault xsi:type='") + type +
+        "'><faultMessage><arg><value xsi:type='xsd:int'/></arg></faultMessage>"
+        "<faultCause><faultMessage><arg><value xsi:type='xsd:int'/></arg>"
+        "</faultMessage></faultCause>";
+    std::string text;
+    for (int i = 0; i < levels; i++)
+        text += start;
+    text += innermost;
+    for (int i = 0; i < levels; i++)
+        text += "</fault>";
+    return text;
+}
+
+TEST(SoapFault, NestedFaultsAreReadABoundedNumberOfTimes) {
+    const struct {
+        const char *type;
+        const char *innermost;
+        const char *wanted;
+    } rows[] = {
+        {"LocalizedMethodFault", "", "-"},
+        {"LocalizedMethodFault", "<fault/>", "-"},
+        {"LocalizedMethodFault", "<fault xsi:type='WaitOptions'/>", "-"},
+        {"LocalizedMethodFault", "<fault xsi:type='InvalidLogin'/>", "InvalidLogin NULL|NULL"},
+        {"UnexpectedFault", "<fault/>", "UnexpectedFault NULL|NULL"},
+        {"UnexpectedFault", "<fault xsi:type='InvalidLogin'/><fault/>",
+         "UnexpectedFault NULL|NULL"},
+    };
+    constexpr int kLevels = 190;
+    for (const auto &row : rows) {
+        const Warnings warnings;
+        EXPECT_EQ(row.wanted, Shown(ReadElement(Nested(row.type, kLevels, row.innermost), 0)))
+            << row.type << row.innermost;
+        /* one for each time that a number was read, of two in an element */
+        EXPECT_GE(std::size_t(4 * kLevels), warnings.texts.size()) << row.type << row.innermost;
+    }
+}
+
 } // namespace

@@ -25,6 +25,10 @@ public:
     Value(Value &&other) noexcept : value(other.value) { other.value = G_VALUE_INIT; }
     Value(const Value &) = delete;
     Value &operator=(const Value &) = delete;
+    Value &operator=(Value &&other) noexcept {
+        std::swap(value, other.value);
+        return *this;
+    }
     ~Value() { orvane_value_cond_unset(&value); }
 
     GValue *get() { return &value; }
@@ -101,6 +105,17 @@ inline ObjectPtr<GObject> New(const char *wireName) {
         static_cast<GObject *>(g_object_new(orvane_lookup_type(wireName), nullptr)));
 }
 
+/* A class as an application would register one below a class of the schema, without a wire name. */
+inline GType RegisterSubclass(GType base, const char *name, GClassInitFunc init = nullptr,
+                              gsize instanceSize = 0) {
+    GTypeQuery query;
+    g_type_query(base, &query);
+    return g_type_register_static_simple(base, name, query.class_size, init,
+                                         instanceSize != 0 ? static_cast<guint>(instanceSize)
+                                                           : query.instance_size,
+                                         nullptr, static_cast<GTypeFlags>(0));
+}
+
 inline std::string GetString(GObject *object, const char *property) {
     char *text = nullptr;
     g_object_get(object, property, &text, nullptr);
@@ -131,7 +146,7 @@ public:
                                 " xmlns:xsd='http://www.w3.org/2001/XMLSchema'"
                                 " xmlns:soapenv='http://schemas.xmlsoap.org/soap/envelope/'>" +
                                 text + "</root>";
-        doc.reset(OrvaneSoap_ParseDocument(all.data(), all.size(), "test"));
+        doc.reset(OrvaneSoap_ParseDocument(all.data(), all.size(), "test", 0));
         node = doc != nullptr ? OrvaneSoapFirstElement(xmlDocGetRootElement(doc.get())) : nullptr;
     }
     operator xmlNode *() const { return node; }
@@ -178,7 +193,7 @@ struct ReplyShape {
 
 /* Reads a whole reply as the session does. */
 inline bool ReadReply(const std::string &text, const ReplyShape &shape, Value *value) {
-    const SoapTreePtr tree(OrvaneSoapTree_Parse(text.data(), text.size(), "test"));
+    const SoapTreePtr tree(OrvaneSoapTree_Parse(text.data(), text.size(), "test", 0));
     xmlNode *body =
         tree != nullptr ? FindElement(OrvaneSoapTree_Root(tree.get()), "Body") : nullptr;
     return body != nullptr && orvane_soap_deserialize(nullptr, shape.method, body, shape.type,

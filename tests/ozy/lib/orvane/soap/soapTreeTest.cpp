@@ -55,12 +55,12 @@ std::string RootShape(const xmlNode *root) {
 }
 
 std::string PlainShape(const std::string &text) {
-    const XmlDocPtr doc(OrvaneSoap_ParseDocument(text.data(), text.size(), "plain"));
+    const XmlDocPtr doc(OrvaneSoap_ParseDocument(text.data(), text.size(), "plain", 0));
     return doc != nullptr ? RootShape(xmlDocGetRootElement(doc.get())) : "refused";
 }
 
 std::string TreeShape(const std::string &text, bool *isInBlocks = nullptr) {
-    const SoapTreePtr tree(OrvaneSoapTree_Parse(text.data(), text.size(), "tree"));
+    const SoapTreePtr tree(OrvaneSoapTree_Parse(text.data(), text.size(), "tree", 0));
     if (isInBlocks != nullptr)
         *isInBlocks = tree != nullptr && OrvaneSoapTree_IsInBlocks(tree.get());
     return tree != nullptr ? RootShape(OrvaneSoapTree_Root(tree.get())) : "refused";
@@ -269,6 +269,44 @@ TEST(SoapTree, TreesOfSeveralThreadsShareTheKeptBlocks) {
         });
     for (std::thread &thread : threads)
         thread.join();
+}
+
+TEST(SoapTree, ItsMemoryIsLimitedInBothWaysOfReading) {
+    const struct {
+        const char *name;
+        std::string piece;
+        gsize bytes; /* at least, of the tree, by piece */
+    } rows[] = {
+        {"elements", "<a/>", 120},
+        {"attributes", "<a b='c'/>", 300},
+        {"long values", "<a b='" + std::string(900, 'x') + "'/>", 1200},
+        {"namespaces", "<p:a xmlns:p='urn:p'/>", 160},
+        {"text", "<a/>" + std::string(900, 'x'), 1100},
+        {"text in pieces", "x&lt;", 2},
+        {"sections", "<![CDATA[x]]>", 120},
+        {"comments", "<!-- -->", 120},
+        {"instructions", "<?p q?>", 120},
+    };
+    for (const auto &row : rows) {
+        std::string text = "<a>";
+        for (gsize bytes = 0; bytes < 4000000; bytes += row.bytes)
+            text += row.piece;
+        text += "</a>";
+        for (const char *head : {"", "<!-- not plain -->"}) {
+            const std::string whole = head + text;
+            const auto parses = [&](guint64 limit) {
+                return SoapTreePtr(OrvaneSoapTree_Parse(whole.data(), whole.size(), "reply",
+                                                        limit)) != nullptr;
+            };
+            LogRing_Clear();
+            EXPECT_FALSE(parses(2000000)) << row.name << head;
+            const GPtr<char> lines(LogRing_Copy());
+            EXPECT_STREQ("I SOAP: reply refused: its tree takes more than 2000000 bytes\n",
+                         lines.get());
+            EXPECT_TRUE(parses(40000000)) << row.name << head;
+            EXPECT_TRUE(parses(0)) << row.name << head;
+        }
+    }
 }
 
 } // namespace

@@ -164,10 +164,47 @@ TEST(SoapWrite, AnObjectsResultIsThatOfItsLastProperty) {
     EXPECT_FALSE(isWritten);
 }
 
-TEST(SoapWrite, AClassWithoutPropertiesIsNotWritten) {
-    bool isWritten = true;
-    EXPECT_EQ("", Written("s", ObjectValue(New("DataObject")).get(), "", &isWritten));
-    EXPECT_FALSE(isWritten);
+TEST(SoapWrite, AClassWithoutPropertiesIsAnEmptyElement) {
+    bool isWritten = false;
+    EXPECT_EQ("<s xsi:type=\"DataObject\"></s>",
+              Written("s", ObjectValue(New("DataObject")).get(), "", &isWritten));
+    EXPECT_TRUE(isWritten);
+}
+
+/* So many objects, each the value of the one around it. */
+Value NestedObjects(int levels) {
+    Value value = IntValue(5);
+    for (int i = 0; i < levels; i++) {
+        const ObjectPtr<GObject> outer = New("DynamicProperty");
+        g_object_set(outer.get(), "name", "n", nullptr);
+        orvane_object_set_any(outer.get(), "val", value.get());
+        value = ObjectValue(outer);
+    }
+    return value;
+}
+
+/* So many arrays, each the only member of the one around it. */
+Value NestedArrays(int levels) {
+    Value value = IntValue(5);
+    for (int i = 0; i < levels; i++)
+        value = ArrayValue({&value});
+    return value;
+}
+
+TEST(SoapWrite, NestingHasALimit) {
+    const auto count = [](const std::string &text) {
+        gsize found = 0;
+        for (gsize at = text.find("<val "); at != text.npos; at = text.find("<val ", at + 1))
+            found++;
+        return found;
+    };
+    for (int levels : {255, 256, 257, 20000}) {
+        const std::string text = Written("s", NestedObjects(levels).get(), "ozy25/6.0");
+        EXPECT_EQ(levels <= 256, text.find(">5<") != text.npos) << levels;
+        EXPECT_EQ(levels <= 256 ? gsize(levels) : 255, count(text)) << levels;
+    }
+    for (int levels : {512, 513})
+        EXPECT_EQ(levels == 512, !Written("s", NestedArrays(levels).get(), "").empty()) << levels;
 }
 
 TEST(SoapWrite, AnyIsWrittenAsWhatItHolds) {

@@ -438,6 +438,10 @@ TEST_F(Contents, AreWrittenIntoTheProxiesThatAreTheResult) {
     ASSERT_EQ(2u, result.Array()->n_values);
     EXPECT_EQ(machine, g_value_get_object(&result.Array()->values[0]));
     EXPECT_EQ("b", Name(Machine("vm-2")));
+    gboolean isArray = FALSE;
+    EXPECT_EQ(SKEMA_TYPE_QORM_MANAGED_OBJECT,
+              orvane_listener_get_return_type(outcome.listener, &isArray));
+    EXPECT_TRUE(isArray);
 }
 
 TEST_F(Contents, MayBeNone) {

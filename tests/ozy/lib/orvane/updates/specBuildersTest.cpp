@@ -41,6 +41,20 @@ TEST(SpecBuilders, EmptyListsStayOffTheWire) {
               Text(orvane_traversal_spec_new(nullptr, task, "info", FALSE, TRUE, nullptr)));
 }
 
+TEST(SpecBuilders, ASubclassOfTheApplicationGoesByItsParentsName) {
+    const GType type = RegisterSubclass(skema_ozy_folder_get_type(), "TestSpecFolder");
+    EXPECT_EQ("<s xsi:type=\"PropertySpec\"><type xsi:type=\"xsd:string\">Folder</type>"
+              "<all xsi:type=\"xsd:boolean\">0</all></s>",
+              Text(orvane_property_spec_new(type, FALSE, nullptr)));
+    const ObjectPtr<SkemaQormManagedObject> folder(
+        static_cast<SkemaQormManagedObject *>(g_object_ref_sink(g_object_new(type, nullptr))));
+    folder->id = g_strdup("group-1");
+    Value reference(type);
+    g_value_set_object(reference.get(), folder.get());
+    EXPECT_EQ("<f type=\"Folder\" xsi:type=\"ManagedObjectReference\">group-1</f>",
+              Written("f", reference.get(), ""));
+}
+
 TEST(SpecBuilders, SpecsNestInOneExpression) {
     const GType folderType = skema_ozy_folder_get_type();
     EXPECT_EQ("<s xsi:type=\"TraversalSpec\"><name xsi:type=\"xsd:string\">down</name>"

@@ -151,6 +151,18 @@ TEST_F(Updates, AnswersOfNoUseAreFollowedByTheNextWait) {
     EXPECT_EQ(ORVANE_SESSION_CONNECTED, orvane_session_get_state(session.get()));
 }
 
+TEST_F(Updates, AnotherCollectorTakesThePlaceOfTheFirst) {
+    OrvaneMOMgr *manager = orvane_session_get_momgr(session.get());
+    SkemaQormManagedObject *first = orvane_momgr_lookup(manager, "collector");
+    const guint references = G_OBJECT(first)->ref_count;
+    orvane_momgr_set_collector(
+        manager,
+        orvane_session_get_object(session.get(), "other", SKEMA_TYPE_QORM_CORE_PROPERTY_COLLECTOR));
+    EXPECT_EQ(references - 1, G_OBJECT(first)->ref_count);
+    Update("");
+    EXPECT_NE(service.calls.back().body.find(">other</_this>"), std::string::npos);
+}
+
 TEST_F(Updates, EndWhenThePermissionIsGone) {
     for (const char *fault : {"NoPermission", "NotAuthenticated"}) {
         service.Fail(fault);

@@ -1,18 +1,29 @@
 /*
- * sslInt.h -- what the files of the TLS layer share: the module's state, its lock, functions that cross files
+ * sslState.h -- the state of the TLS layer that its modules share, and its lock
  *
  *   SSLStateGuard guard;
  *   sslModule.SSLCertFile = ...;
  *
+ * The modules of the folder, each of which uses only those above it:
+ *
+ *   sslThunks, sslState, sslErrors, sslFile, sslLoader
+ *   sslAccess, sslVerifyState                    fields of OpenSSL's structures; the state of a verification
+ *   sslCertPin, sslCert, sslCertName             certificates by themselves
+ *   sslCertConstraints, sslCertErrors, sslCertInfo, sslCertStore
+ *   sslVerify, sslDhParams, sslContext           what a handshake needs
+ *   sslModule                                    start and stop
+ *   sslSocketBio, sslSock, sslHandshake, sslCertCheck
+ *
  * Ownership: the strings and objects of the state belong to it; SSL_Exit() releases them.
  * Threads:   sslStateLock guards the file names, the certificate paths, allowDH1024 and the filling of the DH
- *            cache. What is atomic is read without it.
+ *            cache. Atomic members are read without it.
  */
 #pragma once
 
 #include <atomic>
 
-#include <ssl/ssl.h>
+#include <dlfcn.h>
+#include <orvane/ssl.h>
 
 #include "lib/ssl/sslThunks.h"
 
@@ -22,7 +33,7 @@ struct SSLModuleState {
     void *libcryptoHandle; /* stays open after SSL_Exit() */
     void *libsslHandle;
 
-    SSL_CTX *ssl_ctx; /* the default context; for what may verify a peer see SSLTrustingContext() */
+    SSL_CTX *ssl_ctx; /* the default context; see SSLTrustingContext() for verifying a peer */
     bool hasHostCAs;  /* the default context trusts the machine's CA certificates by now */
     std::atomic<bool> SSLModuleInitialized;
     std::atomic<bool> weSetLockingCallback; /* OpenSSL's locking callback is ours */
@@ -54,13 +65,6 @@ void SSLStateUnlock();
 /* Whether the calling thread holds it; for assertions only. */
 bool SSLStateIsLocked();
 
-/*
- * The default context, trusting the machine's CA certificates; NULL before SSL_Init(). Every way by which the context
- * gets out of the module or verifies a peer leads through here. The certificates are read when that happens
- * first: it takes some 30 ms, and a process whose connections are all libcurl's never needs them.
- */
-SSL_CTX *SSLTrustingContext();
-
 struct SSLStateGuard {
     SSLStateGuard() { SSLStateLock(); }
     ~SSLStateGuard() { SSLStateUnlock(); }
@@ -68,9 +72,12 @@ struct SSLStateGuard {
     SSLStateGuard &operator=(const SSLStateGuard &) = delete;
 };
 
-/* Warns if the application has replaced the locking callback that SSL_Init() installed. */
-void SSLCheckLockingCallback();
+/* Ends the lock; part of SSL_Exit(). A later use makes it anew. */
+void SSLStateDestroyLock();
 
-/* Releases a verify state when the store it hangs on goes away; also called with NULL. */
-void FreeSSLVerifyState(void *parent, void *ptr, CRYPTO_EX_DATA *data, int index, long argl,
-                        void *argp);
+/* Returns a function of an opened library that is not among the thunks; NULL if it has none of that name. */
+template <class Function> Function SSLFindFunction(void *library, const char *name) {
+    void *symbol = dlsym(library, name);
+    dlerror(); /* clears the text: a missing one is no failure */
+    return reinterpret_cast<Function>(symbol);
+}

@@ -1,4 +1,4 @@
-#include "lib/lock/mxUserInt.h"
+#include "lib/lock/mxUserHeader.h"
 
 #include <cstdarg>
 #include <cstdio>
@@ -6,8 +6,9 @@
 #include <ctime>
 #include <new>
 
-#include "lib/lock/mxUserLockStats.h"
+#include "lib/misc/atomicFence.h"
 #include "lib/misc/log.h"
+#include "lib/misc/utilSafe.h"
 
 constinit std::atomic<guint32> MXUserProcessSignature = 0;
 
@@ -18,11 +19,11 @@ constexpr size_t kMaxPanicText = 1024;
 
 constinit std::atomic<guint32> lastSerialNumber = 0;
 
-/* All locks, in a circle through any one of them. */
+/* All locks, as a circular list. */
 constinit std::atomic<MXRecLock *> listLockStorage = nullptr;
 constinit MXUserHeader *listHead = nullptr;
 
-/* The first lock says what its process is known by. */
+/* The first lock chooses the value. */
 void MXUserChooseProcessSignature() {
     guint32 found = 0;
     if (MXUserProcessSignature.load(std::memory_order_relaxed) != 0)
@@ -33,26 +34,19 @@ void MXUserChooseProcessSignature() {
 
 } // namespace
 
-void MXUserInitHeader(MXUserHeader *header, const MXUserKind &kind, const MXUserWish &wish) {
+void MXUserInitHeader(MXUserHeader *header, const MXUserKind &kind,
+                      const MXUserLockOptions &options) {
     MXUserChooseProcessSignature();
-    char madeUp[48];
-    snprintf(madeUp, sizeof madeUp, "%s-%p", kind.prefix, wish.caller);
+    char generated[48];
+    snprintf(generated, sizeof generated, "%s-%p", kind.prefix, options.caller);
     header->signature = MXUserSignature(kind.type);
-    header->name = UtilSafeStrdup0(wish.name ? wish.name : madeUp);
-    header->rank = wish.rank;
+    header->name = UtilSafeStrdup0(options.name ? options.name : generated);
+    header->rank = options.rank;
     header->serialNumber = Atomic_FetchAdd(&lastSerialNumber, 1) + 1;
     header->dumpFunc = kind.dumpFunc;
     header->statsAction = nullptr;
     header->previous = nullptr;
     header->next = nullptr;
-}
-
-void MXUserInitLock(MXUserHeader *header, MXUserLockStats *stats, const MXUserKind &kind,
-                    const MXUserWish &wish) {
-    MXUserInitHeader(header, kind, wish);
-    if (!wish.isSilent)
-        MXUserLockStatsInit(header, stats, MXUserStatsMode(), kind.control);
-    MXUserAddToList(header);
 }
 
 void MXUserClearHeader(MXUserHeader *header) {
@@ -93,7 +87,7 @@ void MXUserAddToList(MXUserHeader *header) {
 }
 
 void MXUserRemoveFromList(MXUserHeader *header) {
-    const MXRecLockGuard guard(MXUserListLock()); // neighbours write this header's links
+    const MXRecLockGuard guard(MXUserListLock()); // other threads write this header's links too
     if (!header->next)
         return;
     if (listHead == header)

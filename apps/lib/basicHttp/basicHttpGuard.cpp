@@ -1,0 +1,116 @@
+/*
+ * The last look at a connection before a request is sent on it. libcurl calls it for every connection that a
+ * request gets: the first, one after each redirect, and one for each further attempt of its own.
+ *
+ *   the URL leads elsewhere than the request's, and no redirect that was let through leads there   error 49
+ *   the request, or the last redirect, is https, and the connection is not encrypted               error 49
+ *   a strict request, and the connection is neither encrypted nor one to this machine              error 49
+ *   the request was sent before, and the peer may have read it                                     error 48
+ *   the application's proc says no                                                                 error 49
+ */
+#include "apps/lib/basicHttp/basicHttpInt.h"
+
+#include <cstring>
+
+#include "lib/misc/log.h"
+
+namespace {
+
+bool IsEncrypted(const BasicHttpRequest *request, gpointer *ssl) {
+    const curl_tlssessioninfo *tls = nullptr;
+    curl_easy_getinfo(request->curl, CURLINFO_TLS_SSL_PTR, &tls);
+    *ssl = tls ? tls->internals : nullptr;
+    return *ssl != nullptr;
+}
+
+/* Where the request may be sent: to its own place until a redirect was let through. */
+const char *AllowedUrl(const BasicHttpRequest *request) {
+    return request->redirectUrl.empty() ? request->url : request->redirectUrl.c_str();
+}
+
+bool IsAllowedPlace(const BasicHttpRequest *request, const char *url) {
+    const char *allowed = AllowedUrl(request);
+    if (strcmp(url, allowed) == 0)
+        return true;
+    const auto place = BasicHttpPlaceOf(url);
+    return place && place == BasicHttpPlaceOf(allowed);
+}
+
+/* A proxy beside the peer of the connection would see what is sent, and pass it on. */
+bool IsWithoutProxy(const BasicHttpRequest *request) {
+    return request->proxy && *request->proxy == '\0';
+}
+
+bool IsStrictlyAllowed(const BasicHttpRequest *request, const char *url, const char *peerAddress) {
+    switch (BasicHttp_JudgeUrl(url)) {
+    case BASICHTTP_URL_ENCRYPTED:
+        return true;
+    case BASICHTTP_URL_LOOPBACK:
+        return IsWithoutProxy(request) && BasicHttpIsLoopbackAddress(peerAddress);
+    case BASICHTTP_URL_UNENCRYPTED:
+    case BASICHTTP_URL_INVALID:
+        break;
+    }
+    return false;
+}
+
+bool IsAllowedConnection(const BasicHttpRequest *request, bool isEncrypted,
+                         const char *peerAddress) {
+    const char *url = nullptr;
+    if (!BasicHttp_GetEffectiveURL(const_cast<BasicHttpRequest *>(request), &url) || !url)
+        return false;
+    const bool isAllowed = IsAllowedPlace(request, url) &&
+                           (isEncrypted || !BasicHttpIsHttpsUrl(AllowedUrl(request))) &&
+                           (!request->isStrict || IsStrictlyAllowed(request, url, peerAddress));
+    if (!isAllowed)
+        Warning("BasicHTTP: Request %p is not sent to %s at %s: that is not where it may go.\n",
+                static_cast<const void *>(request), url, peerAddress);
+    return isAllowed;
+}
+
+/*
+ * libcurl sends a request again by itself when a kept connection ends without an answer. Then the first peer may
+ * have done what it was asked to. A redirect and a second try with credentials come after an answer.
+ */
+bool MaySendAgain(BasicHttpRequest *request) {
+    long sent = 0;
+    curl_easy_getinfo(request->curl, CURLINFO_REQUEST_SIZE, &sent);
+    const bool isAnswered = request->numHeaderBytes > request->numHeaderBytesAtSend;
+    const bool isRepeated = request->wasSent && !isAnswered && sent > request->numSentBytes;
+    request->wasSent = true;
+    request->numSentBytes = sent;
+    request->numHeaderBytesAtSend = request->numHeaderBytes;
+    if (!isRepeated || request->isRepeatable)
+        return true;
+    Warning(
+        "BasicHTTP: Request %p is not sent again: its connection ended without an answer, and the "
+        "peer may have read it.\n",
+        static_cast<void *>(request));
+    return false;
+}
+
+int Refuse(BasicHttpRequest *request, BasicHttpErrorCode error) {
+    request->errorOverride = error;
+    return CURL_PREREQFUNC_ABORT;
+}
+
+} // namespace
+
+int BasicHttpPrereqCurlCallback(void *data, char *peerAddress, char *, int, int) {
+    auto *request = static_cast<BasicHttpRequest *>(data);
+    if (request->state == BASICHTTP_STATE_DONE)
+        return CURL_PREREQFUNC_ABORT; /* cancelled */
+    gpointer ssl = nullptr;
+    const bool isEncrypted = IsEncrypted(request, &ssl);
+    if (!IsAllowedConnection(request, isEncrypted, peerAddress))
+        return Refuse(request, BASICHTTP_ERROR_SSL_SECURITY);
+    if (!MaySendAgain(request))
+        return Refuse(request, BASICHTTP_ERROR_TRANSFER);
+    if (!request->connectedProc)
+        return CURL_PREREQFUNC_OK;
+    if (!BasicHttpHasLayersOpenSsl(request->owner))
+        ssl = nullptr;
+    if (!request->connectedProc(request, isEncrypted, ssl, request->clientData))
+        return Refuse(request, BASICHTTP_ERROR_SSL_SECURITY);
+    return request->state == BASICHTTP_STATE_DONE ? CURL_PREREQFUNC_ABORT : CURL_PREREQFUNC_OK;
+}

@@ -1,0 +1,112 @@
+#include "tools/orvane/password.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <optional>
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include "lib/misc/secret.h"
+#include "tools/orvane/failure.h"
+#include "tools/orvane/question.h"
+#include "tools/orvane/terminal.h"
+
+namespace orvaneCli {
+
+namespace {
+
+constexpr size_t kMaxPassword = 64 * 1024;
+
+/* A text in the environment; nothing if it is empty. */
+std::optional<std::string> FromEnvironment(const char *name) {
+    const char *text = secure_getenv(name);
+    return text == nullptr || *text == '\0' ? std::nullopt : std::optional<std::string>(text);
+}
+
+/* The first line of a descriptor, without its end; `name` is for messages. */
+Password FirstLine(int descriptor, const std::string &name) {
+    std::string line;
+    line.reserve(kMaxPassword + 1); /* so that no part is left where the text was before */
+    char byte = '\0';
+    while (line.size() <= kMaxPassword) {
+        const ssize_t count = read(descriptor, &byte, 1);
+        if (count < 0 && errno == EINTR)
+            continue;
+        if (count < 0)
+            throw BadUsage(fmt::format("no password: {}: {}", name, std::strerror(errno)));
+        if (count == 0 || byte == '\n')
+            break;
+        line += byte;
+    }
+    if (line.ends_with('\r'))
+        line.pop_back();
+    const size_t size = line.size();
+    Password password(std::move(line));
+    if (size == 0)
+        throw BadUsage(fmt::format("no password: {} holds none", name));
+    if (size > kMaxPassword)
+        throw BadUsage(fmt::format("no password: the line of {} is too long", name));
+    return password;
+}
+
+Password FromFile(const std::string &path) {
+    const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY);
+    if (file < 0)
+        throw BadUsage(fmt::format("no password: {}: {}", path, std::strerror(errno)));
+    try {
+        Password password = FirstLine(file, path);
+        close(file);
+        return password;
+    } catch (const Failure &) {
+        close(file);
+        throw;
+    }
+}
+
+} // namespace
+
+void Password::Wipe() {
+    Secret_Wipe(text.data(), text.size());
+    text.clear();
+}
+
+void Password::Take(Password &other) {
+    Wipe();
+    text = other.text; /* a move may leave a short text behind */
+    other.Wipe();
+}
+
+void AddPasswordOptions(CLI::App &command, PasswordOptions &options) {
+    CLI::Option *isFromStdin =
+        command.add_flag("--password-stdin", options.isFromStdin,
+                         "Read the password from the first line of stdin; without, from the file "
+                         "in $ORVANE_PASSWORD_FILE, from $ORVANE_PASSWORD, or from the terminal");
+    command
+        .add_option("--password", options.text,
+                    "Password; other users of this machine can see it while the program runs")
+        ->excludes(isFromStdin);
+}
+
+Password FindPassword(const PasswordOptions &options, const std::string &user) {
+    if (options.isFromStdin)
+        return FirstLine(STDIN_FILENO, "stdin");
+    if (!options.text.empty())
+        return Password(options.text);
+    if (const auto path = FromEnvironment("ORVANE_PASSWORD_FILE"))
+        return FromFile(*path);
+    if (const auto text = FromEnvironment("ORVANE_PASSWORD"))
+        return Password(*text);
+    if (!CanAsk())
+        throw BadUsage(fmt::format("no password for {}, and no terminal to ask on; use "
+                                   "--password-stdin or ORVANE_PASSWORD_FILE",
+                                   Printable(user)));
+    auto answer = AskSecretly(fmt::format("Password of {}: ", Printable(user)));
+    if (!answer)
+        throw BadUsage("no password was given");
+    return Password(std::move(*answer));
+}
+
+} // namespace orvaneCli
