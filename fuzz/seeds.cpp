@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <fstream>
 
-#include <glib.h>
+#include <orvane/orvane.h>
 
 namespace {
 
@@ -12,7 +12,7 @@ constexpr int kMaxTimes = 40;     /* of a row's piece */
 constexpr size_t kMaxSize = 8192; /* longer ones are left out */
 
 void OnComplaint(const gchar *, GLogLevelFlags, const gchar *text, gpointer) {
-    Require(std::string_view(text).starts_with("orvane_soap_deserialize_"), text);
+    Require(false, text);
 }
 
 } // namespace
@@ -39,5 +39,6 @@ void Require(bool holds, const std::string &otherwise) {
 }
 
 void RequireNoComplaints() {
+    orvane_set_reader_checks_to_log(TRUE);
     g_log_set_default_handler(OnComplaint, nullptr);
 }

@@ -19,5 +19,5 @@ void WriteSeeds(
 /* Ends the process if what is expected does not hold. */
 void Require(bool holds, const std::string &otherwise);
 
-/* Complaints of GLib end the process, but for the stated checks of values that are none. */
+/* Complaints of GLib end the process from now on; failed checks of the reader go to the log. */
 void RequireNoComplaints();

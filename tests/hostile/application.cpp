@@ -21,6 +21,8 @@ public:
                                                         nullptr);
             orvane_session_set_strict_tls(session, TRUE);
         }
+        if (visit.bodyLimit != 0 || visit.treeLimit != 0)
+            orvane_session_set_reply_limits(session, visit.bodyLimit, visit.treeLimit);
         g_signal_connect_swapped(session, "notify::state", G_CALLBACK(OnState), this);
     }
     ~Application() {

@@ -7,6 +7,7 @@
  */
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 namespace hostile {
@@ -18,7 +19,9 @@ struct Visit {
     Login login = Login::kPassword;
     std::string authorities; /* a file of them, which makes the session strict; empty: not */
     bool isEndedBySelf =
-        false;           /* disconnects as soon as it is connected, while the roles are loaded */
+        false;              /* disconnects as soon as it is connected, while the roles are loaded */
+    uint64_t bodyLimit = 0; /* of a reply, with treeLimit; 0 for the usual ones */
+    uint64_t treeLimit = 0;
     int limitMs = 30000; /* for each step, real time */
 };
 
