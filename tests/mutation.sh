@@ -87,8 +87,9 @@ build() {
         cmake -S "$root/src" -B "$root/build" -G Ninja -DCMAKE_BUILD_TYPE=None -DORVANE_SANITIZE=leak \
             -DCMAKE_C_FLAGS="-O1 -w" \
             -DCMAKE_CXX_FLAGS="-O1 -w -Wno-error -fpermissive -include $root/mutant.h" >"$root/configure.log"
+    ninja -C "$root/build" --quiet build.ninja >"$root/build.log" 2>&1
     for name in $(programs); do
-        if ninja -C "$root/build" -t query "$name" >/dev/null 2>&1; then targets+=("$name"); fi
+        if grep -q "^build bin/$name:" "$root/build/build.ninja"; then targets+=("$name"); fi
     done
     for round in 1 2 3 4; do
         if ninja -C "$root/build" -j"$jobs" -k 0 "${targets[@]}" >"$root/build.log"; then return; fi
