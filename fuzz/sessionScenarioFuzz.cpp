@@ -65,17 +65,18 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     });
 
     Ledger ledger;
+    bool eachEndsOnce = false;
     const std::string steps =
         hostile::Run({.url = service.server.Url("/sdk"),
                       .login = kLogins[(data[1] >> kLoginShift) % std::size(kLogins)],
                       .isEndedBySelf = (data[1] & kIsEndedBySelf) != 0,
-                      .limitMs = 5000});
+                      .limitMs = 5000},
+                     &eachEndsOnce);
     testLoop::RunUntil([&] { return service.server.NumOpenConnections() == 0; }, 5000);
     const std::string wrong = ledger.Close(service.server.NumBytesWritten());
     testLoop::SetIdle(nullptr);
     Require(wrong.empty(), wrong);
     Require(stranger.NumConnections() == 0, "a stranger was called");
-    Require(steps.find("nothing") == std::string::npos && steps.find(" x") == std::string::npos,
-            steps);
+    Require(eachEndsOnce, steps);
     return 0;
 }

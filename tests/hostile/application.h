@@ -26,7 +26,8 @@ struct Visit {
 };
 
 /* The steps and how their listeners ended: "success", "failure CLASS ..." as Told has it, or "nothing", and behind the
- * connect the version. A listener that ended more than once has the number behind it. */
-std::string Run(const Visit &visit);
+ * connect the version. A listener that ended more than once has the number behind it. A
+ * peer has a say in the texts of faults; whether each listener ended, and once, is in "eachEndsOnce". */
+std::string Run(const Visit &visit, bool *eachEndsOnce = nullptr);
 
 } // namespace hostile
