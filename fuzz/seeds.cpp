@@ -4,15 +4,32 @@
 #include <cstdlib>
 #include <fstream>
 
-#include <glib.h>
+#include <orvane/orvane.h>
+#include <unistd.h>
+
+#include "tests/hostile/ledger.h"
+
+/* GLib leaves its table of quarks behind each time it grows, so that look-ups need no lock; whole stacks show which leak
+ * is that one. */
+extern "C" const char *__asan_default_options() {
+    return "fast_unwind_on_malloc=0";
+}
+extern "C" const char *__lsan_default_suppressions() {
+    return "leak:g_quark_from\nleak:g_intern_\nleak:call_init\n";
+}
+extern "C" const char *__lsan_default_options() {
+    return "print_suppressions=0";
+}
 
 namespace {
 
 constexpr int kMaxTimes = 40;     /* of a row's piece */
 constexpr size_t kMaxSize = 8192; /* longer ones are left out */
 
+int realStderr = STDERR_FILENO; /* also while a ledger is open */
+
 void OnComplaint(const gchar *, GLogLevelFlags, const gchar *text, gpointer) {
-    Require(std::string_view(text).starts_with("orvane_soap_deserialize_"), text);
+    Require(false, text);
 }
 
 } // namespace
@@ -34,10 +51,17 @@ void WriteSeeds(
 void Require(bool holds, const std::string &otherwise) {
     if (holds)
         return;
-    fprintf(stderr, "%s\n", otherwise.c_str());
+    dprintf(realStderr, "%s\n", otherwise.c_str());
     abort();
 }
 
+bool ShowsSecret(const uint8_t *data, size_t size) {
+    const std::string_view text(reinterpret_cast<const char *>(data), size);
+    return text.find(hostile::kCanary) != std::string_view::npos;
+}
+
 void RequireNoComplaints() {
+    realStderr = dup(STDERR_FILENO);
+    orvane_set_reader_checks_to_log(TRUE);
     g_log_set_default_handler(OnComplaint, nullptr);
 }

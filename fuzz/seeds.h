@@ -5,6 +5,7 @@
  */
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <string>
 
@@ -19,5 +20,9 @@ void WriteSeeds(
 /* Ends the process if what is expected does not hold. */
 void Require(bool holds, const std::string &otherwise);
 
-/* Complaints of GLib end the process, but for the stated checks of values that are none. */
+/* Whether the input has the beginning of the secrets of tests/hostile in it. What a peer repeats in a form of its own
+ * making cannot be recognised; the rows have the forms that are. */
+bool ShowsSecret(const uint8_t *data, size_t size);
+
+/* Complaints of GLib end the process from now on; failed checks of the reader go to the log. */
 void RequireNoComplaints();

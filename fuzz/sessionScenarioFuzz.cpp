@@ -1,6 +1,6 @@
 /*
- * A whole session against a service of which one answer is the input: the application's listeners end once, nobody but
- * the service is talked to, and the costs stay within the ledger of tests/hostile.
+ * A whole session against a service of which one answer is the input: the application's listeners end once, no
+ * other host is contacted, and the costs stay within the ledger of tests/hostile.
  *
  * The first byte picks the answer, the second how it comes and how the application logs in; "@PORT@" is the port of a
  * stranger. --seeds FOLDER writes what to start from.
@@ -50,7 +50,7 @@ extern "C" int LLVMFuzzerInitialize(int *argc, char ***argv) {
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
-    if (size < 2)
+    if (size < 2 || ShowsSecret(data, size))
         return 0;
     CannedServer stranger;
     CannedAnswer answer{
@@ -65,17 +65,18 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     });
 
     Ledger ledger;
+    bool eachEndsOnce = false;
     const std::string steps =
         hostile::Run({.url = service.server.Url("/sdk"),
                       .login = kLogins[(data[1] >> kLoginShift) % std::size(kLogins)],
                       .isEndedBySelf = (data[1] & kIsEndedBySelf) != 0,
-                      .limitMs = 5000});
+                      .limitMs = 5000},
+                     &eachEndsOnce);
     testLoop::RunUntil([&] { return service.server.NumOpenConnections() == 0; }, 5000);
     const std::string wrong = ledger.Close(service.server.NumBytesWritten());
     testLoop::SetIdle(nullptr);
     Require(wrong.empty(), wrong);
     Require(stranger.NumConnections() == 0, "a stranger was called");
-    Require(steps.find("nothing") == std::string::npos && steps.find(" x") == std::string::npos,
-            steps);
+    Require(eachEndsOnce, steps);
     return 0;
 }

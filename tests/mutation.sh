@@ -6,10 +6,12 @@
 # nearest first, until one fails, dies or takes too long. Prints the survivors, and what is in mutation.equivalent apart
 # from the others. ORVANE_MUTATE=7 in the environment of a test program of the copy switches fault 7 on.
 #
-# All of it is in build/mutate: src and build, drawn.tsv with a row a fault, outcome/N, survivors.
+# All of it is in build/mutate: src with its build folder, drawn.tsv with a row a fault, outcome/N, survivors. The tests
+# are compiled as the release preset does it, so that a compiler cache serves them.
 set -euo pipefail
 cd "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")/.."
 root=$PWD/build/mutate
+built=$root/src/build/release
 jobs=$(nproc)
 
 # Which test programs reach a file, by the start of its path, the nearest first.
@@ -45,7 +47,7 @@ copy_tree() {
     mkdir -p "$root/src"
     # what has not changed keeps its time, so that it is not built again
     git ls-files | tar -cf - --files-from=- | tar -xf - -C "$root/src" --keep-newer-files 2>/dev/null || true
-    comm -13 <(git ls-files | sort) <(cd "$root/src" && find . ! -type d -printf '%P\n' | sort) |
+    comm -13 <(git ls-files | sort) <(cd "$root/src" && find . -path ./build -prune -o ! -type d -printf '%P\n' | sort) |
         (cd "$root/src" && xargs -r rm)
     local file
     for file in $(sources); do
@@ -55,7 +57,14 @@ copy_tree() {
             { print }' "$root/drawn.tsv" "$file" >"$root/new"
         cmp -s "$root/new" "$root/src/$file" || cp "$root/new" "$root/src/$file"
     done
-    cat >"$root/mutant.h" <<'END'
+    {
+        cat CMakeLists.txt
+        echo 'foreach(module IN LISTS modules ITEMS orvane-glib)'
+        echo "    target_compile_options(\${module} PRIVATE -w -O1 -g0 -include $root/mutant.h)"
+        echo 'endforeach()'
+    } >"$root/new"
+    cmp -s "$root/new" "$root/src/CMakeLists.txt" || cp "$root/new" "$root/src/CMakeLists.txt"
+    cat >"$root/mutant.new" <<'END'
 #pragma once
 #include <cstdlib>
 /* Whether a fault is switched on. */
@@ -67,6 +76,7 @@ inline bool Mutant(int number) {
     return active == number;
 }
 END
+    cmp -s "$root/mutant.new" "$root/mutant.h" || cp "$root/mutant.new" "$root/mutant.h"
 }
 
 # Faults that do not compile become rows without a fault, so that the others keep their numbers.
@@ -82,17 +92,14 @@ programs() { awk '{ for (i = 2; i <= NF; i++) print $i }' <<<"$reach" | sort -u;
 
 build() {
     local targets=() name round
-    # leaks count as noticed; the rest of the sanitizers would take too long
-    [[ -f $root/build/build.ninja ]] ||
-        cmake -S "$root/src" -B "$root/build" -G Ninja -DCMAKE_BUILD_TYPE=None -DORVANE_SANITIZE=leak \
-            -DCMAKE_C_FLAGS="-O1 -w" \
-            -DCMAKE_CXX_FLAGS="-O1 -w -Wno-error -fpermissive -include $root/mutant.h" >"$root/configure.log"
+    # a leak counts as noticed; the other sanitizers would take too long
+    (cd "$root/src" && cmake --preset release -DCMAKE_EXE_LINKER_FLAGS=-fsanitize=leak >"$root/configure.log")
     for name in $(programs); do
-        if ninja -C "$root/build" -t query "$name" >/dev/null 2>&1; then targets+=("$name"); fi
+        if grep -q "^build bin/$name:" "$built/build.ninja"; then targets+=("$name"); fi
     done
     for round in 1 2 3 4; do
-        if ninja -C "$root/build" -j"$jobs" -k 0 "${targets[@]}" >"$root/build.log"; then return; fi
-        sed -nE 's|^([^ :]*/)?((lib\|apps\|ozy)/[^ :]*):([0-9]+):[0-9]*:? (fatal )?error.*|\2\t\4|p' "$root/build.log" |
+        if ninja -C "$built" -j"$jobs" -k 0 "${targets[@]}" >"$root/build.log"; then return; fi
+        sed -nE 's#^(\.\./)*((lib|apps|ozy)/[^ :]*):([0-9]+):[0-9]*:? (fatal )?error.*#\2\t\4#p' "$root/build.log" |
             sort -u >"$root/bad"
         say "mutation: $(wc -l <"$root/bad") faults do not compile"
         drop "$root/bad"
@@ -106,9 +113,9 @@ build() {
 baseline() {
     local name start failed
     for name in $(programs); do
-        [[ -x $root/build/bin/$name ]] || continue
+        [[ -x $built/bin/$name ]] || continue
         start=$(date +%s)
-        (cd "$root/build" && timeout 600 "bin/$name" >"$root/outcome/$name.log" 2>&1) || true
+        (cd "$built" && timeout 600 "bin/$name" >"$root/outcome/$name.log" 2>&1) || true
         failed=$(sed -nE 's/^\[  FAILED  \] ([^ ,]+\.[^ ,]+)( .*|,.*)?$/\1/p' "$root/outcome/$name.log" | sort -u | paste -sd:)
         [[ -z $failed ]] || say "mutation: left out, as they fail without a fault: $name $failed"
         printf '%s\t%d\t%s\n' "$name" $(($(date +%s) - start)) "$failed"
@@ -122,7 +129,7 @@ run_one() {
     for name in $(awk -v file="$file" 'NF && index(file, $1) == 1 { $1 = ""; print; exit }' <<<"$reach"); do
         IFS=$'\t' read -r _ seconds failed < <(grep "^$name"$'\t' "$root/baseline.tsv") || continue
         code=0
-        (cd "$root/build" && ORVANE_MUTATE=$number timeout -k 5 $((seconds * 4 + 10)) "bin/$name" --gtest_fail_fast \
+        (cd "$built" && ORVANE_MUTATE=$number timeout -k 5 $((seconds * 4 + 10)) "bin/$name" --gtest_fail_fast \
             --gtest_brief=1 --gtest_filter="-$failed" >"$root/outcome/$number.log" 2>&1) || code=$?
         if ((code)); then
             echo "$name $code" >"$root/outcome/$number"

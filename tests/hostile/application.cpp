@@ -21,6 +21,8 @@ public:
                                                         nullptr);
             orvane_session_set_strict_tls(session, TRUE);
         }
+        if (visit.bodyLimit != 0 || visit.treeLimit != 0)
+            orvane_session_set_reply_limits(session, visit.bodyLimit, visit.treeLimit);
         g_signal_connect_swapped(session, "notify::state", G_CALLBACK(OnState), this);
     }
     ~Application() {
@@ -58,6 +60,7 @@ public:
     }
 
     std::string steps;
+    bool eachEndsOnce = true;
 
 private:
     void Begin(OrvaneListener *listener) {
@@ -81,6 +84,7 @@ private:
     void Note(const char *step, const Told &told) {
         steps += (steps.empty() ? "" : ", ") + std::string(step) + " " +
                  (told.times == 0 ? "nothing" : told.text);
+        eachEndsOnce = eachEndsOnce && told.times == 1;
         if (told.times > 1)
             steps += " x" + std::to_string(told.times);
     }
@@ -97,13 +101,15 @@ private:
 
 } // namespace
 
-std::string Run(const Visit &visit) {
+std::string Run(const Visit &visit, bool *eachEndsOnce) {
     testLoop::Reset();
     std::string steps;
     {
         Application application(visit);
         application.Run();
         steps = application.steps;
+        if (eachEndsOnce)
+            *eachEndsOnce = application.eachEndsOnce;
     }
     EXPECT_TRUE(testLoop::Registrations().empty());
     return steps;

@@ -185,6 +185,15 @@ void AddLarge(std::vector<Row> *rows) {
         rows->push_back(discovery);
     }
     rows->push_back(Inside("16 MB of small elements", kCallEnds, "", "<a/>", 4 << 20));
+    rows->push_back(Inside("a tree above its limit", kCallFails, "", "<a/>", 1 << 20));
+    rows->back().treeLimit = 16 << 20;
+    rows->push_back(Inside("a tree above its limit in UTF-16",
+                           "connect success ozy25.6.0, call failure InvalidResponse .*", ""));
+    rows->back().answer = "HTTP/1.1 200 OK\r\nContent-Type: text/xml\r\n\r\n" + Utf16("<x>");
+    rows->back().piece = Utf16("<a/>").substr(2);
+    rows->back().times = 1 << 20;
+    rows->back().tail = Utf16("</x>").substr(2);
+    rows->back().treeLimit = 16 << 20;
     rows->push_back(Inside("16 MB of small texts", kCallEnds, "", "<a>b</a>", 2 << 20));
     rows->push_back(
         Inside("16 MB of one text", kCallEnds, "<a>", std::string(1000, 'b'), 16000, "</a>"));
@@ -238,7 +247,7 @@ void AddValues(std::vector<Row> *rows) {
             {property + " of class "s + type, kEnds, "RetrieveServiceContent",
              Reply("RetrieveServiceContent", content, "xsi:type=\"ServiceContent\"").bytes});
     }
-    /* one object under two classes: the first that is heard of makes the proxy */
+    /* one object under two classes: the first makes the proxy */
     rows->push_back({"one object of two classes", kEnds, "RetrieveServiceContent",
                      Reply("RetrieveServiceContent",
                            Reference("rootFolder", "Folder", "one") +

@@ -1,9 +1,9 @@
 // Whatever a peer does, the application's listeners end once, and what it costs stays within the ledger.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <orvane/orvane.h>
 #include <sys/resource.h>
 
-#include "apps/lib/basicHttp/basicHttp.h"
 #include "lib/misc/glibPtr.h"
 #include "lib/misc/log.h"
 #include "tests/hostile/ledger.h"
@@ -25,19 +25,16 @@ using namespace hostile;
 
 constexpr rlim_t kSeconds = 30; /* of processor time, after which a row is given up */
 
-/* Failed checks of the reader's that are stated, of values that are none. All else of GLib fails the test. */
-void TakeStatedChecks(const gchar *domain, GLogLevelFlags level, const gchar *text, gpointer) {
-    if (!std::string_view(text).starts_with("orvane_soap_deserialize_"))
-        g_log_default_handler(domain, level, text, nullptr);
-}
-
 void Attacked(const Row &row) {
-    g_log_set_default_handler(TakeStatedChecks, nullptr);
+    orvane_set_reader_checks_to_log(TRUE); /* all else that GLib says fails the test */
     const rlimit limit{kSeconds, kSeconds};
     setrlimit(RLIMIT_CPU, &limit);
     const TemporaryFolder folder;
     const auto presented = row.isTls ? certificates::MakeKind("good") : std::nullopt;
-    Visit visit{.login = row.login, .isEndedBySelf = row.isEndedBySelf};
+    Visit visit{.login = row.login,
+                .isEndedBySelf = row.isEndedBySelf,
+                .bodyLimit = row.bodyLimit,
+                .treeLimit = row.treeLimit};
     if (presented)
         visit.authorities = folder.Write("root.pem", presented->anchor.pem);
     const auto *shown = presented ? &*presented : nullptr;
@@ -53,8 +50,6 @@ void Attacked(const Row &row) {
     }
     if (row.hasTrace)
         g_setenv("HALDEN_BASICHTTP_TRACE", "1", TRUE);
-    if (row.bodyLimit != 0)
-        BasicHttp_SetMaxResponseSize(row.bodyLimit);
 
     visit.url = peer.Url(row.path);
     Ledger ledger;

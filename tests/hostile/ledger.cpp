@@ -165,7 +165,7 @@ std::string Ledger::Close(uint64_t numBytesReceived) {
         enter("on stderr: " + printed);
     for (const std::string &text : {printed, std::string(log.get())}) {
         if (const size_t at = text.find(kCanary); at != std::string::npos)
-            enter("a secret is told: " + text.substr(at - std::min(at, size_t(60)), 120));
+            enter("a secret is shown: " + text.substr(at - std::min(at, size_t(60)), 120));
     }
     return wrong;
 }

@@ -39,7 +39,7 @@ private:
     std::string TakeOutput();
 
     int realStderr = -1;
-    int output = -1; /* the file that stands in for stderr */
+    int output = -1; /* the file in the place of stderr */
     int64_t memory;
     uint64_t microseconds;
     int numDescriptors;

@@ -40,7 +40,7 @@ TEST(Ledger, NoticesEachExcess) {
         {"us of processor time", [] { Work(1600); }},
         {"descriptors", [] { open("/dev/null", O_RDONLY | O_CLOEXEC); }},
         {"on stderr: oh", [] { fputs("oh", stderr); }},
-        {"a secret is told: I my canary-x", [] { Log("my canary-x\n"); }},
+        {"a secret is shown: I my canary-x", [] { Log("my canary-x\n"); }},
     };
     for (const auto &row : rows) {
         InChild([&] {

@@ -14,6 +14,9 @@ namespace hostile {
 
 namespace {
 
+constexpr gulong kWaitUs = 1000;
+constexpr int kMaxWaits = 60000;
+
 [[noreturn]] void Serve(const Attack &attack, PeerDeeds *deeds) {
     testLoop::Reset();
     AttackedService service(attack);
@@ -66,8 +69,9 @@ Peer::Peer(const Attack &attack, const certificates::Presented *presented)
         mmap(nullptr, sizeof *deeds, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
     deeds = new (shared) PeerDeeds{};
     plainProcess = InAnotherProcess([&] { Serve(attack, deeds); });
-    while (deeds->port == 0)
-        g_usleep(1000);
+    for (int i = 0; deeds->port == 0 && i < kMaxWaits; i++)
+        g_usleep(kWaitUs);
+    EXPECT_NE(0, deeds->port) << "the peer does not start";
     port = deeds->port;
     if (!isTls)
         return;

@@ -2,7 +2,7 @@
  * rows.h -- attacks, a row each: what the peer does, and what the application must see of it
  *
  * A test of a row runs in a process of its own, with a limit of processor time, and passes the ledger. In an attack
- * "@PORT@" becomes the port of a stranger: a second peer, which nobody may ever talk to.
+ * "@PORT@" becomes the port of a stranger: a second peer, which must never be contacted.
  */
 #pragma once
 
@@ -26,10 +26,11 @@ struct Row {
     bool isClosed = false; /* the peer closes the connection afterwards */
     bool isTls = false;    /* over TLS, and the session is strict */
     bool hasTrace = false;
-    int maxAttacks = 1;    /* requests for the method that the peer may get */
-    uint64_t maxBytes = 0; /* that it may get rid of; 0: any number */
-    size_t bodyLimit = 0;  /* of the transport; 0: as it is */
-    std::string logged;    /* must be in the log */
+    int maxAttacks = 1;     /* requests for the method that the peer may get */
+    uint64_t maxBytes = 0;  /* that it may get rid of; 0: any number */
+    uint64_t bodyLimit = 0; /* of the session; 0 for the usual ones */
+    uint64_t treeLimit = 0;
+    std::string logged; /* must be in the log */
     Login login = Login::kPassword;
     bool isEndedBySelf = false;
     std::string path = "/sdk";

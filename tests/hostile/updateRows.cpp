@@ -86,7 +86,7 @@ std::vector<Row> UpdateRows() {
         Changes("20,000 assignments",
                 Repeated(Change("assign", "roleList", "<val xsi:type='ArrayOfAuthorizationRole'/>"),
                          20000)),
-        Updates("10,000 objects that nobody knows", keyed),
+        Updates("10,000 unknown objects", keyed),
         Updates("an object of an unknown class", Object(add, "enter", "Nothing", "n-1")),
         Updates("an object of another class",
                 Object(add, "enter", "Folder", "AuthorizationManager")),
