@@ -2,7 +2,7 @@
 # static library for tests and benches that need the inside.
 
 set(modules)
-foreach(module misc lock ssl crypto basicHttp schemaText schema runtime)
+foreach(module misc lock ssl crypto keyLocator basicHttp schemaText schema runtime)
     if(TARGET ${module})
         list(APPEND modules ${module})
     endif()
