@@ -22,7 +22,8 @@ using CryptoDictPtr = std::unique_ptr<CryptoDict, Release<CryptoDict_Free>>;
 /* A text up to its NUL. */
 using CryptoText = std::unique_ptr<char, Release<Crypto_FreeString>>;
 
-/* Receives the pointer that a function writes, and gives it to its owner when the statement has ended. */
+/* Receives the pointer that a function writes, and gives it to its owner when the statement has ended: until then, also
+ * behind "&&", the owner has nothing. */
 template <class Owner> class CryptoOut {
 public:
     explicit CryptoOut(Owner &to) : owner(to) {}

@@ -90,6 +90,7 @@ enum {
 enum { X509_V_FLAG_POLICY_CHECK = 0x80 };
 enum { EXFLAG_BCONS = 0x1, EXFLAG_KUSAGE = 0x2, EXFLAG_CA = 0x10, KU_KEY_CERT_SIGN = 0x4 };
 enum { GEN_DNS = 2, GEN_IPADD = 7 };
+enum { RSA_PKCS1_PADDING = 1, RSA_PKCS1_OAEP_PADDING = 4 };
 enum {
     NID_commonName = 13,
     NID_subject_alt_name = 85,
@@ -293,6 +294,56 @@ int __wrap_EVP_PKEY_bits(const EVP_PKEY *key);
 int __wrap_EVP_PKEY_size(const EVP_PKEY *key);
 void __wrap_EVP_PKEY_free(EVP_PKEY *key);
 int __wrap_X509_check_ca(X509 *cert);
+
+/* ---- keys of applications ---- */
+
+void __wrap_OpenSSL_add_all_ciphers(void);
+const EVP_CIPHER *__wrap_EVP_aes_128_cbc(void);
+EVP_PKEY *__wrap_EVP_PKEY_new(void);
+int __wrap_EVP_PKEY_set1_RSA(EVP_PKEY *key, RSA *rsa);
+int __wrap_EVP_PKEY_set1_DSA(EVP_PKEY *key, DSA *dsa);
+int __wrap_PEM_write_bio_PKCS8PrivateKey(BIO *bio, EVP_PKEY *key, const EVP_CIPHER *cipher,
+                                         const char *passphrase, int length,
+                                         SSLPassphraseFn passphraseFn, void *data);
+
+/* With the functions of a type, which are passed without their types. */
+typedef void *(*SSLDecodeFn)(void **object, const unsigned char **in, long length);
+typedef int (*SSLEncodeFn)(void *object, unsigned char **out);
+void *__wrap_PEM_ASN1_read_bio(SSLDecodeFn decode, const char *name, BIO *bio, void **object,
+                               SSLPassphraseFn passphrase, void *data);
+int __wrap_PEM_ASN1_write_bio(SSLEncodeFn encode, const char *name, BIO *bio, void *object,
+                              const EVP_CIPHER *cipher, unsigned char *passphrase, int length,
+                              SSLPassphraseFn passphraseFn, void *data);
+
+RSA *__wrap_RSA_generate_key(int bits, unsigned long exponent, void (*callback)(int, int, void *),
+                             void *data);
+void __wrap_RSA_free(RSA *rsa);
+int __wrap_RSA_size(const RSA *rsa);
+RSA *__wrap_PEM_read_bio_RSAPrivateKey(BIO *bio, RSA **rsa, SSLPassphraseFn passphrase, void *data);
+RSA *__wrap_PEM_read_bio_RSAPublicKey(BIO *bio, RSA **rsa, SSLPassphraseFn passphrase, void *data);
+int __wrap_PEM_write_bio_RSAPublicKey(BIO *bio, RSA *rsa);
+int __wrap_RSA_public_encrypt(int size, const unsigned char *in, unsigned char *out, RSA *rsa,
+                              int padding);
+int __wrap_RSA_private_decrypt(int size, const unsigned char *in, unsigned char *out, RSA *rsa,
+                               int padding);
+int __wrap_RSA_sign(int nid, const unsigned char *digest, unsigned int digestSize,
+                    unsigned char *sig, unsigned int *sigSize, RSA *rsa);
+int __wrap_RSA_verify(int nid, const unsigned char *digest, unsigned int digestSize,
+                      const unsigned char *sig, unsigned int sigSize, RSA *rsa);
+
+DSA *__wrap_DSA_generate_parameters(int bits, unsigned char *seed, int seedSize, int *counter,
+                                    unsigned long *h, void (*callback)(int, int, void *),
+                                    void *data);
+int __wrap_DSA_generate_key(DSA *dsa);
+void __wrap_DSA_free(DSA *dsa);
+int __wrap_DSA_size(const DSA *dsa);
+DSA *__wrap_PEM_read_bio_DSAPrivateKey(BIO *bio, DSA **dsa, SSLPassphraseFn passphrase, void *data);
+DSA *__wrap_d2i_DSA_PUBKEY(DSA **dsa, const unsigned char **in, long length);
+int __wrap_i2d_DSA_PUBKEY(DSA *dsa, unsigned char **out);
+int __wrap_DSA_sign(int nid, const unsigned char *digest, int digestSize, unsigned char *sig,
+                    unsigned int *sigSize, DSA *dsa);
+int __wrap_DSA_verify(int nid, const unsigned char *digest, int digestSize,
+                      const unsigned char *sig, int sigSize, DSA *dsa);
 
 /* ---- stores and verification ---- */
 

@@ -1,0 +1,301 @@
+#include <crypto/cryptoKey.h>
+
+#include <string>
+#include <thread>
+
+#include <gtest/gtest.h>
+
+#include "lib/crypto/cryptoOwner.h"
+#include "lib/misc/log.h"
+#include "tests/lib/crypto/bytes.h"
+
+namespace {
+
+constexpr gsize kBlock = 16;
+
+CryptoKeyPtr MakeKey(CryptoCipher *cipher, gsize size, guint32 seed = 7) {
+    const Bytes raw = SomeBytes(size, seed);
+    CryptoKeyPtr key;
+    EXPECT_EQ(0u, CryptoKey_Create(cipher, raw.data(), raw.size(), CryptoOut(key)));
+    return key;
+}
+
+CryptoKeyPtr MakeKey() {
+    return MakeKey(CryptoCipherAES_128, 16);
+}
+
+struct Result {
+    CryptoError error;
+    Bytes bytes;
+};
+
+/* Takes over a block. After a failure the outs must be cleared. */
+Result Take(CryptoError error, guint8 *data, gsize size) {
+    const SecretBlock owner(data, size);
+    EXPECT_EQ(error == 0, data != nullptr);
+    EXPECT_TRUE(error == 0 || size == 0);
+    return {error, Bytes(data, data + size)};
+}
+
+Bytes Seal(CryptoKey *key, const Bytes &plain, CryptoKeyedHash *mac = CryptoKeyedHash_HMAC_SHA_1) {
+    guint8 *data;
+    gsize size = 99;
+    const CryptoError error =
+        CryptoKey_EncryptWithMAC(key, mac, plain.data(), plain.size(), &data, &size);
+    EXPECT_EQ(0u, error);
+    return Take(error, data, size).bytes;
+}
+
+Result Open(CryptoKey *key, const Bytes &record,
+            CryptoKeyedHash *mac = CryptoKeyedHash_HMAC_SHA_1) {
+    auto *data = reinterpret_cast<guint8 *>(1);
+    gsize size = 99;
+    const CryptoError error =
+        CryptoKey_DecryptWithMAC(key, mac, record.data(), record.size(), &data, &size);
+    return Take(error, data, size);
+}
+
+Bytes Mac(CryptoKey *key, const Bytes &plain) {
+    const guint8 *raw;
+    gsize size;
+    CryptoKey_GetKeyData(key, &raw, &size);
+    Bytes mac(20);
+    CryptoKeyedHash_Compute(CryptoKeyedHash_HMAC_SHA_1, raw, size, plain.data(), plain.size(),
+                            mac.data(), mac.size());
+    return mac;
+}
+
+/* A record of a text with padding and a MAC that are as the test wants them. */
+Bytes Forge(CryptoKey *key, Bytes padded, const Bytes &mac) {
+    Bytes iv = SomeBytes(kBlock, 3);
+    Bytes record = iv;
+    EXPECT_EQ(0u, CryptoKey_CBCEncrypt(key, iv.data(), iv.size(), padded.data(), padded.data(),
+                                       padded.size()));
+    record.insert(record.end(), padded.begin(), padded.end());
+    record.insert(record.end(), mac.begin(), mac.end());
+    return record;
+}
+
+TEST(CryptoKey, SealedRecordsHaveTheirSizeAndOpen) {
+    const std::pair<CryptoCipher *, gsize> ciphers[] = {
+        {CryptoCipherAES_128, 16}, {CryptoCipherAES_192, 24}, {CryptoCipherAES_256, 32}};
+    CryptoKeyedHash *const macs[] = {CryptoKeyedHash_HMAC_SHA_1, CryptoKeyedHash_HMAC_SHA_1_128,
+                                     CryptoKeyedHash_HMAC_SHA_256};
+    for (const auto &[cipher, keySize] : ciphers) {
+        const CryptoKeyPtr key = MakeKey(cipher, keySize);
+        for (CryptoKeyedHash *mac : macs) {
+            for (gsize size : {0, 1, 15, 16, 17, 32, 1000}) {
+                const Bytes plain = SomeBytes(size);
+                const Bytes record = Seal(key.get(), plain, mac);
+                EXPECT_EQ(kBlock + (size / kBlock + 1) * kBlock +
+                              CryptoKeyedHash_GetOutputSize(mac),
+                          record.size());
+                EXPECT_EQ(plain, Open(key.get(), record, mac).bytes);
+                EXPECT_NE(record, Seal(key.get(), plain, mac));
+            }
+        }
+    }
+}
+
+TEST(CryptoKey, ARecordIsInitialVectorCipherTextAndMacOfThePlainText) {
+    const CryptoKeyPtr key = MakeKey();
+    const Bytes plain = SomeBytes(21);
+    Bytes record = Seal(key.get(), plain);
+    EXPECT_EQ(Mac(key.get(), plain), Bytes(record.end() - 20, record.end()));
+    Bytes iv(record.begin(), record.begin() + kBlock);
+    Bytes text(record.begin() + kBlock, record.end() - 20);
+    ASSERT_EQ(0u, CryptoKey_CBCDecrypt(key.get(), iv.data(), kBlock, text.data(), text.data(),
+                                       text.size()));
+    Bytes expected = plain;
+    expected.insert(expected.end(), 11, 11);
+    EXPECT_EQ(expected, text);
+    EXPECT_EQ(Bytes(record.end() - 36, record.end() - 20), iv) << "goes on behind the last block";
+}
+
+TEST(CryptoKey, EveryChangedBitIsNoticedWithTheSameCode) {
+    const CryptoKeyPtr key = MakeKey();
+    Bytes record = Seal(key.get(), SomeBytes(30));
+    for (gsize bit = 0; bit < record.size() * 8; bit++) {
+        record[bit / 8] ^= static_cast<guint8>(1 << (bit % 8));
+        LogRing_Clear();
+        EXPECT_EQ(1u, Open(key.get(), record).error) << bit;
+        char *log = LogRing_Copy();
+        EXPECT_STREQ("I SymmetricDecryptWithMAC: MAC verification failed\n", log) << bit;
+        g_free(log);
+        record[bit / 8] ^= static_cast<guint8>(1 << (bit % 8));
+    }
+    EXPECT_EQ(0u, Open(key.get(), record).error);
+    EXPECT_EQ(1u, Open(MakeKey(CryptoCipherAES_128, 16, 8).get(), record).error);
+    EXPECT_EQ(1u, Open(key.get(), record, CryptoKeyedHash_HMAC_SHA_1_128).error & ~2u);
+}
+
+TEST(CryptoKey, EveryCutIsRefused) {
+    const CryptoKeyPtr key = MakeKey();
+    const Bytes record = Seal(key.get(), SomeBytes(40));
+    for (gsize size = 0; size < record.size(); size++) {
+        const bool isMultiple = (size - 20) % kBlock == 0;
+        const CryptoError expected = size < 20 + 2 * kBlock || isMultiple ? 1 : 3;
+        EXPECT_EQ(expected, Open(key.get(), {record.begin(), record.begin() + size}).error) << size;
+    }
+}
+
+/* The padding of each row is the end of a block whose MAC is right. */
+TEST(CryptoKey, PaddingIsComparedButForItsFirstByte) {
+    const CryptoKeyPtr key = MakeKey();
+    const std::tuple<const char *, gsize, CryptoError> rows[] = {
+        {"00000000000000000000000000000001", 15, 0}, {"00000000000000000000000000000202", 14, 0},
+        {"00000000000000000000000000990003", 13, 1}, {"00000000000000000000000000990303", 13, 0},
+        {"99101010101010101010101010101010", 0, 0},  {"10101010101010101010101010101000", 16, 1},
+        {"11111111111111111111111111111111", 0, 1},  {"ffffffffffffffffffffffffffffffff", 0, 1},
+        {"10109910101010101010101010101010", 0, 1},
+    };
+    for (const auto &[hex, plainSize, error] : rows) {
+        const Bytes padded = FromHex(hex);
+        const Bytes plain(padded.begin(), padded.begin() + plainSize);
+        const Result result = Open(key.get(), Forge(key.get(), padded, Mac(key.get(), plain)));
+        EXPECT_EQ(error, result.error) << hex;
+        EXPECT_EQ(error == 0 ? plain : Bytes(), result.bytes) << hex;
+    }
+}
+
+TEST(CryptoKey, BlocksAndChainsRefuseWrongSizes) {
+    const CryptoKeyPtr key = MakeKey();
+    Bytes iv(17);
+    Bytes out(32, 9);
+    const Bytes in(32, 1);
+    EXPECT_EQ(3u, CryptoKey_ECBEncrypt(key.get(), in.data(), out.data(), 32));
+    EXPECT_EQ(3u, CryptoKey_ECBDecrypt(key.get(), in.data(), out.data(), 15));
+    EXPECT_EQ(0u, CryptoKey_ECBDecrypt(key.get(), in.data(), out.data(), 0));
+    EXPECT_EQ(Bytes(32, 9), out);
+    EXPECT_EQ(0u, CryptoKey_CBCEncrypt(key.get(), iv.data(), 16, in.data(), out.data(), 0));
+    EXPECT_EQ(Bytes(32, 9), out);
+
+    LogRing_Clear();
+    EXPECT_EQ(3u, CryptoKey_CBCEncrypt(key.get(), iv.data(), 17, in.data(), out.data(), 32));
+    EXPECT_EQ(Bytes(32, 0), out);
+    out.assign(32, 9);
+    EXPECT_EQ(3u, CryptoKey_CBCDecrypt(key.get(), iv.data(), 16, in.data(), out.data(), 31));
+    EXPECT_EQ(9, out.back());
+    out.pop_back();
+    EXPECT_EQ(Bytes(31, 0), out);
+    char *log = LogRing_Copy();
+    EXPECT_STREQ(
+        "I CryptoKey_CBCEncrypt: wrong IV size (expected 16 bytes, got 17)\n"
+        "I CryptoKey_CBCDecrypt: text size (31 bytes) not a multiple of block size (16 bytes)\n",
+        log);
+    g_free(log);
+}
+
+TEST(CryptoKey, AChainGoesOnFromCallToCall) {
+    const CryptoKeyPtr key = MakeKey();
+    const Bytes plain = SomeBytes(64);
+    for (const auto crypt : {CryptoKey_CBCEncrypt, CryptoKey_CBCDecrypt}) {
+        Bytes whole(64);
+        Bytes pieces(64);
+        Bytes iv = SomeBytes(16);
+        EXPECT_EQ(0u, crypt(key.get(), iv.data(), 16, plain.data(), whole.data(), 64));
+        iv = SomeBytes(16);
+        for (gsize at : {0, 16, 32, 48})
+            EXPECT_EQ(0u, crypt(key.get(), iv.data(), 16, &plain[at], &pieces[at], 16));
+        EXPECT_EQ(whole, pieces);
+    }
+}
+
+TEST(CryptoKey, ASymmetricKeyCannotDoWhatNeedsAPublicOne) {
+    const CryptoKeyPtr key = MakeKey();
+    auto *data = reinterpret_cast<guint8 *>(1);
+    gsize size = 16;
+    gpointer native;
+    EXPECT_EQ(4u, CryptoKey_GetNative(key.get(), &native));
+    EXPECT_EQ(4u, CryptoKey_PKEncrypt(key.get(), CRYPTO_RSA_PADDING_OAEP, "x", 1, &data, &size));
+    EXPECT_EQ(nullptr, data);
+    EXPECT_EQ(0u, size);
+    gsize inSize = 1;
+    EXPECT_EQ(
+        4u, CryptoKey_PKDecrypt(key.get(), CRYPTO_RSA_PADDING_OAEP, "x", &inSize, &data, nullptr));
+    EXPECT_EQ(nullptr, data);
+    EXPECT_EQ(4u, CryptoKey_Sign(key.get(), CryptoHash_SHA_1, "x", 1, &data, &size));
+    EXPECT_EQ(4u, CryptoKey_Verify(key.get(), CryptoHash_SHA_1, "x", 1, "y", 1));
+    EXPECT_EQ(4u, CryptoKey_Verify(key.get(), CryptoHash_SHA_1, "x", 1, nullptr, 0));
+    EXPECT_FALSE(CryptoKey_HasPrivateKey(key.get()));
+    CryptoKeyPtr publicKey;
+    EXPECT_EQ(0u, CryptoKey_GetPublicKey(key.get(), CryptoOut(publicKey)));
+    EXPECT_EQ(key.get(), publicKey.get());
+}
+
+TEST(CryptoKey, OnlyBytesOfTheCiphersSizeMakeAKey) {
+    LogRing_Clear();
+    for (gsize size : {0, 15, 17, 32}) {
+        const Bytes raw(size);
+        auto *key = reinterpret_cast<CryptoKey *>(1);
+        EXPECT_EQ(1u, CryptoKey_Create(CryptoCipherAES_128, raw.data(), size, &key)) << size;
+        EXPECT_EQ(nullptr, key);
+    }
+    char *log = LogRing_Copy();
+    EXPECT_NE(nullptr, strstr(log, "can't use 256-bit key with 128-bit cipher\n"));
+    g_free(log);
+    CryptoKey_Free(nullptr);
+}
+
+std::string Export(CryptoKey *key, const char *password = nullptr) {
+    CryptoText text;
+    gsize size = 0;
+    EXPECT_EQ(0u, CryptoKey_Export(key, password, CryptoOut(text), &size));
+    EXPECT_EQ(strlen(text.get()), size);
+    return text.get();
+}
+
+CryptoError Import(const std::string &text, const char *password, CryptoKeyPtr *key) {
+    return CryptoKey_Import(text.data(), text.size(), password, CryptoOut(*key));
+}
+
+TEST(CryptoKey, ExportedTextsAreReadBack) {
+    const Bytes raw = FromHex("000102030405060708090a0b0c0d0e0f");
+    CryptoKeyPtr key;
+    ASSERT_EQ(0u, CryptoKey_Create(CryptoCipherAES_128, raw.data(), raw.size(), CryptoOut(key)));
+    EXPECT_EQ("type=key:cipher=AES-128:key=AAECAwQFBgcICQoLDA0ODw%3d%3d", Export(key.get()));
+    for (const char *password : {static_cast<const char *>(nullptr), "", "secret"}) {
+        CryptoKeyPtr again;
+        EXPECT_EQ(0u, Import(Export(key.get(), password), password, &again));
+        EXPECT_EQ(Export(key.get()), Export(again.get()));
+    }
+}
+
+TEST(CryptoKey, TextsThatAreNoKeyGiveTheCodeOfTheLastForm) {
+    const std::string wrapped = Export(MakeKey().get(), "secret");
+    const std::pair<std::string, const char *> rows[] = {
+        {wrapped, nullptr},
+        {wrapped, "wrong"},
+        {"", nullptr},
+        {"type=other", nullptr},
+        {"type=key:cipher=AES-129:key=AAAA", nullptr},
+        {"type=key:cipher=AES-128", nullptr},
+        {"type=key:cipher=AES-128:key=AAAA", nullptr},
+        {"type=key:cipher=AES-128:key=!", nullptr},
+        {"type=key:cipher=RSA-512:key=AAAA", nullptr},
+        {std::string(200000, 'A'), nullptr},
+    };
+    for (const auto &[text, password] : rows) {
+        CryptoKeyPtr key;
+        EXPECT_EQ(1u, Import(text, password, &key)) << text.substr(0, 40);
+        EXPECT_EQ(nullptr, key);
+    }
+}
+
+TEST(CryptoKey, IsSharedByThreads) {
+    const CryptoKeyPtr key = MakeKey();
+    const Bytes plain = SomeBytes(100);
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 8; i++) {
+        threads.emplace_back([&key, &plain] {
+            for (int round = 0; round < 50; round++) {
+                const CryptoKeyPtr mine(CryptoKey_Clone(key.get()));
+                EXPECT_EQ(plain, Open(mine.get(), Seal(mine.get(), plain)).bytes);
+            }
+        });
+    }
+    for (std::thread &thread : threads)
+        thread.join();
+}
+
+} // namespace
