@@ -36,7 +36,7 @@ TEST(SSLAdapterObjects, EveryNameIsVersionedAndTheObjectsHaveNamesOfTheirOwn) {
         int count;
     };
     const Row rows[] = {
-        {"libcrypto.so.1.0.2", "libhalden-crypto-adapter.so.1", "HALDEN_LIBCRYPTO_ADAPTER_1", 69},
+        {"libcrypto.so.1.0.2", "libhalden-crypto-adapter.so.1", "HALDEN_LIBCRYPTO_ADAPTER_1", 73},
         {"libssl.so.1.0.2", "libhalden-ssl-adapter.so.1", "HALDEN_LIBSSL_ADAPTER_1", 17},
     };
     const std::regex defined(R"( (?:GLOBAL|WEAK) +DEFAULT +(?!UND)\S+ (\S+))");

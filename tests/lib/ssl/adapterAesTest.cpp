@@ -1,0 +1,170 @@
+// AES by the low-level names, beside OpenSSL's own functions of these names: byte for byte the same.
+#include <array>
+#include <cstring>
+#include <vector>
+
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+#include <ssl/ssl.h>
+
+#include "lib/ssl/sslThunks.h"
+
+namespace {
+
+using Bytes = std::vector<guint8>;
+
+/* OpenSSL's own functions, which the adapters do not hide from whoever looks into the object itself. */
+struct Genuine {
+    decltype(__wrap_AES_set_encrypt_key) *setEncryptKey;
+    decltype(__wrap_AES_set_decrypt_key) *setDecryptKey;
+    decltype(__wrap_AES_ecb_encrypt) *ecb;
+    decltype(__wrap_AES_cbc_encrypt) *cbc;
+};
+
+template <class Function> void Find(void *object, const char *name, Function **function) {
+    *function = reinterpret_cast<Function *>(dlsym(object, name));
+    ASSERT_NE(nullptr, *function) << name;
+}
+
+class SSLAdapterAes : public ::testing::Test {
+protected:
+    void SetUp() override {
+        SSL_Init(nullptr, nullptr, nullptr);
+        void *object = dlopen("libcrypto.so.3", RTLD_NOW | RTLD_LOCAL);
+        ASSERT_NE(nullptr, object) << dlerror();
+        Find(object, "AES_set_encrypt_key", &genuine.setEncryptKey);
+        Find(object, "AES_set_decrypt_key", &genuine.setDecryptKey);
+        Find(object, "AES_ecb_encrypt", &genuine.ecb);
+        Find(object, "AES_cbc_encrypt", &genuine.cbc);
+    }
+
+    Genuine genuine{};
+};
+
+Bytes SomeBytes(size_t size, guint32 seed) {
+    Bytes bytes(size);
+    for (guint8 &byte : bytes) {
+        seed = seed * 1664525 + 1013904223;
+        byte = static_cast<guint8>(seed >> 24);
+    }
+    return bytes;
+}
+
+AES_KEY EmptyKey() {
+    AES_KEY key;
+    memset(&key, 0xee, sizeof key);
+    return key;
+}
+
+std::string Text(const void *bytes, size_t size) {
+    return {static_cast<const char *>(bytes), size};
+}
+
+TEST_F(SSLAdapterAes, SchedulesAreTheGenuineOnes) {
+    for (int bits : {128, 192, 256}) {
+        for (guint32 seed = 1; seed <= 20; seed++) {
+            const Bytes bytes = SomeBytes(32, seed);
+            AES_KEY ours = EmptyKey();
+            AES_KEY theirs = EmptyKey();
+            EXPECT_EQ(0, __wrap_AES_set_encrypt_key(bytes.data(), bits, &ours));
+            EXPECT_EQ(0, genuine.setEncryptKey(bytes.data(), bits, &theirs));
+            EXPECT_EQ(0, memcmp(&ours, &theirs, sizeof ours)) << bits;
+            ours = theirs = EmptyKey();
+            EXPECT_EQ(0, __wrap_AES_set_decrypt_key(bytes.data(), bits, &ours));
+            EXPECT_EQ(0, genuine.setDecryptKey(bytes.data(), bits, &theirs));
+            EXPECT_EQ(0, memcmp(&ours, &theirs, sizeof ours)) << bits;
+        }
+    }
+    const Bytes bytes(32);
+    AES_KEY key = EmptyKey();
+    for (auto *set : {__wrap_AES_set_encrypt_key, __wrap_AES_set_decrypt_key}) {
+        for (int bits : {-128, 0, 127, 129, 160, 512})
+            EXPECT_EQ(-2, set(bytes.data(), bits, &key)) << bits;
+        EXPECT_EQ(-1, set(nullptr, 128, &key));
+        EXPECT_EQ(-1, set(bytes.data(), 128, nullptr));
+    }
+}
+
+TEST_F(SSLAdapterAes, BlocksOfPublishedExamples) {
+    // FIPS 197, appendix C: keys 00 01 02 ..., block 00 11 22 ...
+    Bytes bytes(32), plain(16);
+    for (size_t i = 0; i < bytes.size(); i++)
+        bytes[i] = static_cast<guint8>(i);
+    for (size_t i = 0; i < plain.size(); i++)
+        plain[i] = static_cast<guint8>(i * 0x11);
+    const std::pair<int, Bytes> rows[] = {
+        {128,
+         {0x69, 0xc4, 0xe0, 0xd8, 0x6a, 0x7b, 0x04, 0x30, 0xd8, 0xcd, 0xb7, 0x80, 0x70, 0xb4, 0xc5,
+          0x5a}},
+        {192,
+         {0xdd, 0xa9, 0x7c, 0xa4, 0x86, 0x4c, 0xdf, 0xe0, 0x6e, 0xaf, 0x70, 0xa0, 0xec, 0x0d, 0x71,
+          0x91}},
+        {256,
+         {0x8e, 0xa2, 0xb7, 0xca, 0x51, 0x67, 0x45, 0xbf, 0xea, 0xfc, 0x49, 0x90, 0x4b, 0x49, 0x60,
+          0x89}},
+    };
+    for (const auto &[bits, expected] : rows) {
+        AES_KEY key;
+        Bytes block(16);
+        __wrap_AES_set_encrypt_key(bytes.data(), bits, &key);
+        __wrap_AES_ecb_encrypt(plain.data(), block.data(), &key, AES_ENCRYPT);
+        EXPECT_EQ(expected, block) << bits;
+        __wrap_AES_set_decrypt_key(bytes.data(), bits, &key);
+        __wrap_AES_ecb_encrypt(block.data(), block.data(), &key, AES_DECRYPT);
+        EXPECT_EQ(plain, block) << bits;
+    }
+}
+
+/* Each length up to some blocks more than are decrypted side by side, whole blocks or not, into another buffer or in
+ * place; beyond it too, where OpenSSL completes a block. */
+TEST_F(SSLAdapterAes, ChainsOfAnyLengthAreTheGenuineOnes) {
+    constexpr size_t kRoom = 16 * 20;
+    for (int bits : {128, 192, 256}) {
+        AES_KEY keys[2];
+        const Bytes keyBytes = SomeBytes(32, static_cast<guint32>(bits));
+        __wrap_AES_set_encrypt_key(keyBytes.data(), bits, &keys[AES_ENCRYPT]);
+        __wrap_AES_set_decrypt_key(keyBytes.data(), bits, &keys[AES_DECRYPT]);
+        for (size_t size = 0; size <= kRoom - 16; size++) {
+            for (int direction : {AES_ENCRYPT, AES_DECRYPT}) {
+                for (bool isInPlace : {false, true}) {
+                    const Bytes in = SomeBytes(kRoom, 7);
+                    std::array<Bytes, 2> outs = {Bytes(kRoom, 0xee), Bytes(kRoom, 0xee)};
+                    std::array<Bytes, 2> ivs = {SomeBytes(16, 9), SomeBytes(16, 9)};
+                    if (isInPlace)
+                        outs = {in, in};
+                    for (size_t i = 0; i < 2; i++) {
+                        auto *cbc = i == 0 ? __wrap_AES_cbc_encrypt : genuine.cbc;
+                        cbc(isInPlace ? outs[i].data() : in.data(), outs[i].data(), size,
+                            &keys[direction], ivs[i].data(), direction);
+                    }
+                    ASSERT_EQ(outs[0], outs[1])
+                        << bits << " " << size << " " << direction << " " << isInPlace;
+                    ASSERT_EQ(Text(ivs[0].data(), 16), Text(ivs[1].data(), 16))
+                        << bits << " " << size << " " << direction << " " << isInPlace;
+                }
+            }
+        }
+    }
+}
+
+TEST_F(SSLAdapterAes, ACallGoesOnWhereTheLastOneEnded) {
+    AES_KEY keys[2];
+    const Bytes keyBytes = SomeBytes(32, 3);
+    __wrap_AES_set_encrypt_key(keyBytes.data(), 256, &keys[AES_ENCRYPT]);
+    __wrap_AES_set_decrypt_key(keyBytes.data(), 256, &keys[AES_DECRYPT]);
+    const Bytes in = SomeBytes(16 * 30, 4);
+    for (int direction : {AES_ENCRYPT, AES_DECRYPT}) {
+        Bytes whole(in.size()), parts(in.size());
+        Bytes iv(16, 5), goingOn(16, 5);
+        __wrap_AES_cbc_encrypt(in.data(), whole.data(), in.size(), &keys[direction], iv.data(),
+                               direction);
+        for (size_t at = 0, size = 16; at < in.size(); at += size, size = size * 2)
+            __wrap_AES_cbc_encrypt(in.data() + at, parts.data() + at,
+                                   std::min(size, in.size() - at), &keys[direction], goingOn.data(),
+                                   direction);
+        EXPECT_EQ(whole, parts);
+        EXPECT_EQ(iv, goingOn);
+    }
+}
+
+} // namespace
