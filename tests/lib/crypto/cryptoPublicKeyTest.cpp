@@ -195,8 +195,7 @@ TEST(CryptoPublicKey, OpenSSLsProgramAgrees) {
         "openssl genrsa -traditional -out key.pem 2048",
         "openssl genrsa -traditional -aes128 -passout pass:secret -out key.pem 1024",
         "openssl dsaparam -genkey -out key.pem 1024",
-        "openssl genpkey -algorithm RSA -pkeyopt rsa_keygen_bits:1024 -aes256 -pass pass:secret "
-        "-out key.pem",
+        "openssl genpkey -algorithm RSA -aes256 -pass pass:secret -out key.pem",
     };
     for (const char *maker : makers) {
         ASSERT_EQ(0, RunIn(folder, maker)) << maker;

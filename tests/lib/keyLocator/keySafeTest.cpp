@@ -127,7 +127,7 @@ TEST(KeySafeUserRing, ATextHoldsItsEntriesInOrder) {
     EXPECT_EQ(0u, first[1].second.find("type=wrappedData:"));
     const Pairs second = Fields(outer[1].second);
     EXPECT_EQ("locator key ", Names(second));
-    EXPECT_EQ(std::string("halden:key/null/%3cHALDEN%2dEMPTYSTRING%3e", 43), second[0].second);
+    EXPECT_EQ(std::string("halden:key/null/%3cHALDEN%2dEMPTYSTRING%3e") + '\0', second[0].second);
 
     const KeySafeUserRingPtr again = Import(Export(ring));
     EXPECT_EQ(2, KeySafeUserRing_GetNumKeys(again.get()));

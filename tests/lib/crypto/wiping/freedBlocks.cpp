@@ -61,6 +61,8 @@ void *Zeroed(void *block) {
 
 } // namespace
 
+/* The linker may let shared libraries refer to them, too. */
+#pragma GCC visibility push(default)
 extern "C" {
 
 void *__wrap_malloc(size_t size) {
@@ -112,6 +114,7 @@ void __wrap__ZdlPvm(void *block, size_t size) {
     __real__ZdlPvm(block, size);
 }
 }
+#pragma GCC visibility pop
 
 void FreedBlocks_Start(int failingAllocation) {
     gSize = 0;

@@ -333,7 +333,7 @@ TEST(Wiping, PemTexts) {
     ASSERT_EQ(0u, CryptoKey_Generate(cipher, CryptoOut(key)));
     const std::string pem = ExportKey(key.get());
     const std::string encrypted = ExportKey(key.get(), kPassword);
-    const size_t body = pem.find("\n") + 80; /* behind what all keys begin with */
+    const size_t body = pem.find('\n') + 80; /* behind what all keys begin with */
     guint8 *data;
     gsize size;
     ASSERT_EQ(0u,
