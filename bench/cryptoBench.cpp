@@ -29,8 +29,6 @@ using CipherCtxPtr = std::unique_ptr<EVP_CIPHER_CTX, Release<EVP_CIPHER_CTX_free
 using MacPtr = std::unique_ptr<EVP_MAC, Release<EVP_MAC_free>>;
 using MacCtxPtr = std::unique_ptr<EVP_MAC_CTX, Release<EVP_MAC_CTX_free>>;
 using KeyPtr = std::unique_ptr<CryptoKey, Release<CryptoKey_Free>>;
-using SectorPtr = std::unique_ptr<CryptoSectorCipherCtx, Release<CryptoSector_CipherCtxRelease>>;
-using DictPtr = std::unique_ptr<CryptoDict, Release<CryptoDict_Free>>;
 
 using Bytes = std::vector<guint8>;
 
@@ -50,7 +48,7 @@ void Check(bool isDone, const char *what) {
 }
 
 /* Registers the side of a row: round() is what is measured. */
-void Add(const std::string &name, std::function<void()> round) {
+void Add(const std::string &name, const std::function<void()> &round) {
     benchmark::RegisterBenchmark(name.c_str(), [round](benchmark::State &state) {
         for (auto _ : state)
             round();

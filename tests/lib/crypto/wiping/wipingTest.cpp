@@ -160,6 +160,81 @@ TEST(Wiping, Dictionaries) {
     });
 }
 
+/* What an HMAC makes of a key before it hashes it. */
+Secrets PaddedKeys(const std::string &key) {
+    Secrets secrets;
+    for (const char pad : {'\x36', '\x5c'}) {
+        std::string padded = key;
+        for (char &byte : padded)
+            byte = static_cast<char>(byte ^ pad);
+        secrets.push_back({"padded key", padded});
+    }
+    return secrets;
+}
+
+TEST(Wiping, HashesAndMacs) {
+    Secrets secrets = OfKey();
+    const std::string digestOfPassword = secrets[3].bytes;
+    for (const std::string &key : {RawKey(), digestOfPassword})
+        for (const Secret &padded : PaddedKeys(key))
+            secrets.push_back(padded);
+    Bytes digest(20);
+    CryptoHash_Compute(CryptoHash_SHA_1, kPlain, strlen(kPlain), digest.data(), digest.size());
+    secrets.push_back({"digest of the plain text", Text(digest)});
+
+    const std::string raw = RawKey();
+    ExpectWiped(secrets, [&raw] {
+        guint8 out[32];
+        for (CryptoHash *hash : {CryptoHash_SHA_1, CryptoHash_SHA_256}) {
+            CryptoHash_Compute(hash, kPlain, strlen(kPlain), out, CryptoHash_GetOutputSize(hash));
+            CryptoHashState *state = CryptoHashState_Create(hash);
+            if (state == nullptr)
+                continue;
+            CryptoHashState_Process(state, kPlain, strlen(kPlain));
+            guint8 *record;
+            gsize size;
+            if (CryptoHashState_ExportState(state, &record, &size) == 0)
+                Drop(record, size);
+            CryptoHashState_Finish(state, nullptr, 0);
+        }
+        for (const std::string_view key : {std::string_view(raw), std::string_view(kPassword)}) {
+            for (CryptoKeyedHash *keyedHash :
+                 {CryptoKeyedHash_HMAC_SHA_1, CryptoKeyedHash_HMAC_SHA_1_128,
+                  CryptoKeyedHash_HMAC_SHA_256}) {
+                // the right size, a wrong one, and none
+                for (const gsize size : {CryptoKeyedHash_GetOutputSize(keyedHash), gsize{5}})
+                    CryptoKeyedHash_Compute(keyedHash, key.data(), key.size(), kPlain,
+                                            strlen(kPlain), out, size);
+                CryptoKeyedHash_Compute(keyedHash, key.data(), key.size(), kPlain, strlen(kPlain),
+                                        nullptr, 0);
+            }
+        }
+    });
+}
+
+TEST(Wiping, Sectors) {
+    const CryptoKeyPtr key = MakeKey();
+    const std::string vector = Text(SomeBytes(16, 77));
+    Secrets secrets = OfKey();
+    secrets.push_back({"secret of the vectors", vector});
+    ExpectWiped(secrets, [&] {
+        CryptoSectorCipherCtx *ctx =
+            CryptoSector_CipherCtxCreate(key.get(), vector.data(), vector.size());
+        if (ctx == nullptr)
+            return;
+        SecretArray<CRYPTO_SECTOR_SIZE> sector;
+        CryptoSector_Crypt(TRUE, ctx, 1, sector.data(), sector.data());
+        const gsize size = strlen(kPlain);
+        memcpy(sector.data(), kPlain, size);
+        const gsize expansion = CryptoSector_CipherCtxExpansion(ctx, size);
+        if (CryptoSector_HMACEncrypt(ctx, 1, sector.data(), size, expansion, nullptr, 0) == 0) {
+            for (const guint64 number : {2, 1})
+                CryptoSector_HMACDecrypt(ctx, number, sector.data(), size, expansion, nullptr, 0);
+        }
+        CryptoSector_CipherCtxRelease(ctx);
+    });
+}
+
 TEST(Wiping, Keys) {
     const std::string raw = RawKey();
     ExpectWiped(OfKey(), [&raw] {
