@@ -20,7 +20,7 @@ function(orvane_static_library name file)
 endfunction()
 
 set(modules)
-foreach(module misc lock ssl crypto basicHttp schemaText schema runtime)
+foreach(module misc lock ssl crypto keyLocator basicHttp schemaText schema runtime)
     if(TARGET ${module})
         list(APPEND modules ${module})
     endif()

@@ -68,6 +68,15 @@ struct OrvaneCall {
     GObject *context;  /* owned; the context of a discovery request, otherwise NULL */
     bool ownsListener; /* the session releases it if the call ends without a signal */
 };
+/* (transfer none) (nullable): the session of a request in flight. */
+OrvaneSession *OrvaneSessionOfRequest(const BasicHttpRequest *request);
+/* (transfer full) (nullable): the call of a request, which is taken from its session. */
+OrvaneCall *OrvaneSessionTakeCall(BasicHttpRequest *request);
+/* Adds a discovery request to the session. Takes over the context. */
+void OrvaneSessionAddDiscovery(OrvaneSession *session, BasicHttpRequest *request, GObject *context);
+/* Frees all requests, and the internal listeners of their calls. */
+void OrvaneSessionFreeCalls(OrvaneSession *session);
+void OrvaneSessionFreeCallHeaders(OrvaneSessionPrivate *priv);
 /* Sets what all requests of a session have in common: connection, proxy, user agent. */
 void OrvaneSessionSetUpRequest(const OrvaneSession *session, BasicHttpRequest *request);
 void OrvaneSessionUnlinkAllListeners(OrvaneSession *session);
