@@ -3,7 +3,8 @@
 #   orvane_module(name ...)    the .cpp files of this folder, and of the folders below it that are named,
 #                              as an OBJECT library: a part of liborvane
 #   orvane_program(name ...)   the .cpp files of this folder as a program in bin/
-#   orvane_test(name ...)      the *Test.cpp files of this folder and of those below it as one test program
+#   orvane_test(name ...)      the *Test.cpp files of this folder, and of those below it without a
+#                              CMakeLists.txt, as one test program
 
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
@@ -74,8 +75,14 @@ function(orvane_program name)
 endfunction()
 
 function(orvane_test name)
-    file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*Test.cpp
-        ${CMAKE_CURRENT_SOURCE_DIR}/*/*Test.cpp)
+    set(patterns ${CMAKE_CURRENT_SOURCE_DIR}/*Test.cpp)
+    file(GLOB rooms LIST_DIRECTORIES true ${CMAKE_CURRENT_SOURCE_DIR}/*)
+    foreach(room ${rooms})
+        if(IS_DIRECTORY ${room} AND NOT EXISTS ${room}/CMakeLists.txt)
+            list(APPEND patterns ${room}/*Test.cpp)
+        endif()
+    endforeach()
+    file(GLOB sources CONFIGURE_DEPENDS ${patterns})
     if(NOT sources)
         return()
     endif()
