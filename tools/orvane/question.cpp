@@ -98,24 +98,21 @@ private:
 
 /* A line without its end; nothing at the end of the input, or if a signal came. */
 std::optional<std::string> ReadLine(const SignalScope &signals) {
-    std::array<char, kMaxAnswer> bytes{};
     std::string line;
     line.reserve(kMaxAnswer); /* so that no part of a secret is left where it was before */
-    std::optional<std::string> answer;
-    while (!answer && signals.WaitForInput()) {
-        const ssize_t count = read(STDIN_FILENO, bytes.data(), bytes.size() - line.size());
-        if (count <= 0 && !(count < 0 && errno == EINTR))
+    while (line.size() < kMaxAnswer && signals.WaitForInput()) {
+        char byte = '\0';
+        const ssize_t count = read(STDIN_FILENO, &byte, 1);
+        if (count < 0 && errno == EINTR)
+            continue;
+        if (count <= 0)
             break; /* the end, or a terminal that is gone */
-        if (count > 0)
-            line.append(bytes.data(), static_cast<size_t>(count));
-        if (line.ends_with('\n') || line.size() == kMaxAnswer) {
-            if (line.ends_with('\n'))
-                line.pop_back();
-            answer = std::move(line);
-        }
+        if (byte == '\n')
+            return line;
+        line += byte;
     }
-    Secret_Wipe(bytes.data(), bytes.size());
-    return answer;
+    Secret_Wipe(line.data(), line.size());
+    return std::nullopt;
 }
 
 std::optional<std::string> AskOnce(const std::string &question, bool isSecret) {
