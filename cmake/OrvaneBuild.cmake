@@ -1,4 +1,4 @@
-# How things are built here: flags, and one function per kind of target.
+# Compiler flags, and one function for each kind of target.
 #
 #   orvane_module(name ...)    the .cpp files of this folder, and of the folders below it that are named,
 #                              as an OBJECT library: a part of liborvane
@@ -18,7 +18,8 @@ set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/lib)
 set(CMAKE_ARCHIVE_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/lib)
 
 add_compile_options(
-    -Wall -Wextra -Wshadow -Wconversion -Wno-sign-conversion -Werror
+    -Wall -Wextra -Wshadow -Wconversion -Wno-sign-conversion
+    $<$<BOOL:${ORVANE_WERROR}>:-Werror>
     $<$<COMPILE_LANGUAGE:CXX>:-Wno-missing-field-initializers>
     -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=)
 add_compile_definitions(
@@ -26,7 +27,7 @@ add_compile_definitions(
     GLIB_VERSION_MIN_REQUIRED=GLIB_VERSION_2_30)
 
 if(ORVANE_FUZZ)
-    # a fuzzer is blind to code that does not tell it where it goes
+    # a fuzzer needs coverage of all code
     add_compile_options(-fsanitize=fuzzer-no-link)
 endif()
 if(ORVANE_SANITIZE)
@@ -39,7 +40,7 @@ if(ORVANE_SANITIZE)
     endif()
 endif()
 
-# What every file of the library reads anyway, compiled once and shared by all modules.
+# Headers that nearly all files of the library include, compiled once for all modules.
 set(ORVANE_PCH
     <glib-object.h> <libxml/tree.h> <atomic> <array> <memory> <span> <string> <string_view> <vector>)
 

@@ -1,51 +1,62 @@
-# What an application developer finds after installing: libraries, headers, pkg-config, CMake package.
-# The pkg-config files in the build folder's lib/pkgconfig work in place, for a tree not installed.
+# The installed files: programs, libraries, headers, pkg-config files, CMake package. They can be moved as a whole:
+# none contains the prefix.
+# The pkg-config files in the build folder's lib/pkgconfig work in place, for a tree that is not installed.
 
 include(CMakePackageConfigHelpers)
 
-# The library lies beside its OpenSSL adapters, where it looks for them first, and in a folder of their own: in
-# one that is searched for everybody's libraries their names could be those of others. What is linked finds it
-# by links in the usual folder.
+# The library is installed beside its OpenSSL adapters, where it looks for them first. They have a folder of their
+# own, since other libraries may have the adapters' names. The usual folder has links to the library.
 set(ORVANE_INSTALL_DIR lib/halden)
 install(TARGETS orvane EXPORT orvaneTargets LIBRARY DESTINATION ${ORVANE_INSTALL_DIR} NAMELINK_SKIP)
 install(TARGETS openssl102-crypto openssl102-ssl LIBRARY DESTINATION ${ORVANE_INSTALL_DIR})
+set_target_properties(orvane-glib PROPERTIES EXPORT_NAME glib INSTALL_RPATH "\$ORIGIN")
 install(TARGETS orvane-glib EXPORT orvaneTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 file(RELATIVE_PATH libdir_to_library /${CMAKE_INSTALL_LIBDIR} /${ORVANE_INSTALL_DIR})
 install(CODE "
     foreach(link liborvane.so liborvane.so.1)
-        file(CREATE_LINK ${libdir_to_library}/liborvane.so.1
-            \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_LIBDIR}/\${link}\" SYMBOLIC)
+        set(path \"\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_LIBDIR}/\${link}\")
+        file(CREATE_LINK ${libdir_to_library}/liborvane.so.1 \"\$ENV{DESTDIR}\${path}\" SYMBOLIC)
+        list(APPEND CMAKE_INSTALL_MANIFEST_FILES \"\${path}\")
     endforeach()")
-set_target_properties(orvane-glib PROPERTIES INSTALL_RPATH "\$ORIGIN")
+
+# The static libraries have a folder of their own, since a linker prefers a shared one in the same folder.
+set(ORVANE_STATIC_DIR ${CMAKE_INSTALL_LIBDIR}/orvane-static)
+install(TARGETS orvane-static orvane-glib-static ARCHIVE DESTINATION ${ORVANE_STATIC_DIR} OPTIONAL)
+
 set_target_properties(orvane-cli PROPERTIES INSTALL_RPATH "\$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
 install(TARGETS orvane-cli orvane-simulator RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(DIRECTORY include/orvane include/ssl include/crypto DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(DIRECTORY ${PROJECT_BINARY_DIR}/include/orvane/schema
     DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/orvane FILES_MATCHING PATTERN "*.h")
-install(EXPORT orvaneTargets NAMESPACE orvane::
-    DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/orvane)
+set(packageDir ${CMAKE_INSTALL_LIBDIR}/cmake/orvane)
+install(EXPORT orvaneTargets NAMESPACE orvane:: DESTINATION ${packageDir})
 configure_package_config_file(cmake/orvaneConfig.cmake.in orvaneConfig.cmake
-    INSTALL_DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/orvane)
+    INSTALL_DESTINATION ${packageDir})
 write_basic_package_version_file(orvaneConfigVersion.cmake COMPATIBILITY SameMajorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/orvaneConfig.cmake ${PROJECT_BINARY_DIR}/orvaneConfigVersion.cmake
-    DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/orvane)
+    DESTINATION ${packageDir})
 
 # Writes a library's two pkg-config files: for the build folder and for the installed tree.
-function(orvane_pkgconfig name description requires)
+function(orvane_pkgconfig name description requires private)
     set(PC_NAME ${name})
     set(PC_DESCRIPTION ${description})
     set(PC_REQUIRES ${requires})
+    set(PC_PRIVATE ${private})
 
     set(PC_PREFIX ${PROJECT_BINARY_DIR})
     set(PC_LIBDIR "\${prefix}/lib")
     set(PC_INCLUDEDIR "\${prefix}/include")
+    set(PC_STATICDIR "\${prefix}/lib")
     set(PC_LIBS "-Wl,-rpath,\${libdir}")
     set(PC_CFLAGS "-I${PROJECT_SOURCE_DIR}/include")
     configure_file(cmake/orvane.pc.in ${PROJECT_BINARY_DIR}/lib/pkgconfig/${name}.pc @ONLY)
 
-    set(PC_PREFIX ${CMAKE_INSTALL_PREFIX})
+    file(RELATIVE_PATH toPrefix /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
+    string(REGEX REPLACE "/$" "" toPrefix "${toPrefix}")
+    set(PC_PREFIX "\${pcfiledir}/${toPrefix}")
     set(PC_LIBDIR "\${prefix}/${CMAKE_INSTALL_LIBDIR}")
     set(PC_INCLUDEDIR "\${prefix}/${CMAKE_INSTALL_INCLUDEDIR}")
+    set(PC_STATICDIR "\${prefix}/${ORVANE_STATIC_DIR}")
     set(PC_LIBS "")
     set(PC_CFLAGS "")
     configure_file(cmake/orvane.pc.in ${PROJECT_BINARY_DIR}/installed/${name}.pc @ONLY)
@@ -53,5 +64,17 @@ function(orvane_pkgconfig name description requires)
         DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 endfunction()
 
-orvane_pkgconfig(orvane "Client library for a SOAP management service" "glib-2.0 gobject-2.0")
-orvane_pkgconfig(orvane-glib "liborvane on a GMainContext" "orvane")
+# In a static link only these libraries are static; the others are linked as usual.
+orvane_pkgconfig(orvane "Client library for a SOAP management service" "glib-2.0 gobject-2.0"
+    "-lxml2 -lcurl -lstdc++ -ldl -lm -pthread")
+orvane_pkgconfig(orvane-glib "liborvane on a GMainContext" "orvane" "")
+
+# Last: the installed files, from which "dev uninstall" removes them.
+install(CODE "
+    set(manifest \"\${CMAKE_INSTALL_PREFIX}/share/orvane/installed-files\")
+    set(names)
+    foreach(path IN LISTS CMAKE_INSTALL_MANIFEST_FILES ITEMS \"\${manifest}\")
+        file(RELATIVE_PATH name \"\${CMAKE_INSTALL_PREFIX}\" \"\${path}\")
+        string(APPEND names \"\${name}\\n\")
+    endforeach()
+    file(WRITE \"\$ENV{DESTDIR}\${manifest}\" \"\${names}\")")

@@ -1,8 +1,26 @@
-# liborvane.so, with only the names of exports.map let out, and orvane_internal: the same objects as a
-# static library for tests and benches that need the inside.
+# liborvane.so, which exports the names of exports.map only; orvane-static, its form for static links; and
+# orvane_internal: the same objects as a static library for tests and benches that need the inside.
+
+# Adds a static library with one object, made of the objects of modules; their hidden names become local.
+function(orvane_static_library name file)
+    set(objects)
+    foreach(module ${ARGN})
+        list(APPEND objects "$<FILTER:$<TARGET_OBJECTS:${module}>,INCLUDE,\\.o$>") # no precompiled header
+    endforeach()
+    set(whole ${PROJECT_BINARY_DIR}/static/${file}.o)
+    file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/static)
+    add_custom_command(OUTPUT ${whole}
+        COMMAND ${CMAKE_LINKER} -r -o ${whole} ${objects}
+        COMMAND ${CMAKE_OBJCOPY} --localize-hidden --strip-debug ${whole}
+        DEPENDS ${objects} COMMAND_EXPAND_LISTS VERBATIM
+        COMMENT "Joining the objects of lib${file}.a")
+    add_library(${name} STATIC EXCLUDE_FROM_ALL ${whole})
+    set_target_properties(${name} PROPERTIES LINKER_LANGUAGE CXX OUTPUT_NAME ${file}
+        ARCHIVE_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/static)
+endfunction()
 
 set(modules)
-foreach(module misc lock ssl crypto basicHttp schemaText schema runtime)
+foreach(module misc lock ssl crypto keyLocator basicHttp schemaText schema runtime)
     if(TARGET ${module})
         list(APPEND modules ${module})
     endif()
@@ -19,7 +37,7 @@ if(modules)
     set_target_properties(orvane PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION 1)
     target_link_options(orvane PRIVATE
         -Wl,--version-script=${PROJECT_SOURCE_DIR}/exports.map -Wl,--no-undefined -Wl,-z,now -Wl,--as-needed
-        -Wl,-z,nodelete # OpenSSL keeps callbacks of it for ever
+        -Wl,-z,nodelete # OpenSSL keeps callbacks of it
         -Wl,-Bsymbolic-functions) # its own calls need no look-up in all libraries of the process
     set_target_properties(orvane PROPERTIES LINK_DEPENDS ${PROJECT_SOURCE_DIR}/exports.map)
     if(ORVANE_SANITIZE MATCHES address OR ORVANE_SANITIZE MATCHES thread)
@@ -30,7 +48,10 @@ if(modules)
     add_library(orvane_internal STATIC)
     target_link_libraries(orvane_internal PUBLIC ${modules})
 
-    # opened at run time, so whatever contains the library needs them built
+    # Internal names are local in it, so that none collides with one of the application. "dev install" builds it.
+    orvane_static_library(orvane-static orvane ${modules})
+
+    # opened at run time, so every program with the library depends on them
     foreach(library orvane orvane_internal)
         add_dependencies(${library} openssl102-crypto openssl102-ssl)
     endforeach()

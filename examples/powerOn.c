@@ -34,7 +34,7 @@ static void OnSwitchedOn(OrvaneListener *task, OrvaneSession *session) {
     LogOut(session);
 }
 
-/* A fault is an object of a class of its own, so a program can tell one from another by type. */
+/* A fault is an object of a class of its own, so a program can distinguish faults by type. */
 static void OnRefused(OrvaneListener *task, OrvaneSession *session) {
     SkemaQormMethodFault *fault = orvane_listener_get_fault(task);
     if (fault && G_TYPE_CHECK_INSTANCE_TYPE(fault, skema_ozy_fault_invalid_power_state_get_type()))
@@ -47,7 +47,7 @@ static void OnRefused(OrvaneListener *task, OrvaneSession *session) {
 }
 
 static void SwitchOn(OrvaneSession *session, const char *id) {
-    /* a proxy is nobody's until it is referenced */
+    /* a new proxy is floating: sink it to keep it */
     SkemaQormManagedObject *machine =
         g_object_ref_sink(orvane_session_get_object(session, id, SKEMA_TYPE_OZY_VIRTUAL_MACHINE));
     g_object_set_data_full(G_OBJECT(session), "machine", machine, g_object_unref);

@@ -23,12 +23,20 @@ static void OnNotify(GObject *machine, GParamSpec *property, gpointer data) {
     g_value_unset(&value);
 }
 
-static gboolean Watch(OrvaneSession *session, OrvaneListener *step, const char *id) {
+/* Waits for the operation to which the listener was given, and releases the listener. */
+static gboolean Succeeds(OrvaneListener *listener, gint timeout) {
+    const gboolean isWell = orvane_glib_wait(listener, timeout);
+    g_object_unref(listener);
+    return isWell;
+}
+
+static gboolean Watch(OrvaneSession *session, const char *id) {
+    OrvaneListener *load = orvane_listener_new();
     SkemaQormManagedObject *machine =
         g_object_ref_sink(orvane_session_get_object(session, id, SKEMA_TYPE_OZY_VIRTUAL_MACHINE));
     g_signal_connect(machine, "notify", G_CALLBACK(OnNotify), NULL);
-    orvane_session_load_object(session, FALSE, machine, step);
-    const gboolean isLoaded = orvane_glib_wait(step, -1);
+    orvane_session_load_object(session, FALSE, machine, load);
+    const gboolean isLoaded = Succeeds(load, -1);
     if (isLoaded) {
         GMainLoop *loop = g_main_loop_new(NULL, FALSE);
         g_unix_signal_add(SIGINT, OnInterrupt, loop);
@@ -46,15 +54,15 @@ int main(int argc, char **argv) {
     OrvaneSession *session = orvane_session_new();
     orvane_session_set_ssl_certificate_location(session, g_getenv("ORVANE_CA"), "/etc/ssl/certs");
     orvane_session_set_strict_tls(session, TRUE);
-    OrvaneListener *step = orvane_listener_new(); /* serves one operation after the other */
-    orvane_session_connect(session, argv[1], argv[2], argv[3], step);
-    gboolean isWell = orvane_glib_wait(step, -1);
+    OrvaneListener *login = orvane_listener_new();
+    orvane_session_connect(session, argv[1], argv[2], argv[3], login);
+    gboolean isWell = Succeeds(login, -1);
     if (isWell) {
-        isWell = Watch(session, step, argv[4]);
-        orvane_session_disconnect(session, step);
-        isWell = orvane_glib_wait(step, 60000) && isWell;
+        isWell = Watch(session, argv[4]);
+        OrvaneListener *logout = orvane_listener_new();
+        orvane_session_disconnect(session, logout);
+        isWell = Succeeds(logout, 60000) && isWell;
     }
-    g_object_unref(step);
     g_object_unref(session);
     orvane_glib_shutdown();
     return isWell ? 0 : 1;

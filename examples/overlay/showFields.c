@@ -11,11 +11,11 @@
 #include <orvane/orvaneGlib.h>
 #include <orvane/schema/ozy.h>
 
-/* Waits for the step that was begun, and ends the program if it fails. */
-static void Await(OrvaneListener *step) {
-    if (orvane_glib_wait(step, 60000))
+/* Waits for the operation to which the listener was given; ends the program if it fails. */
+static void Await(OrvaneListener *listener) {
+    if (orvane_glib_wait(listener, 60000))
         return;
-    g_autoptr(SkemaQormMethodFault) fault = orvane_listener_get_fault(step);
+    g_autoptr(SkemaQormMethodFault) fault = orvane_listener_get_fault(listener);
     g_printerr("%s\n", fault ? G_OBJECT_TYPE_NAME(fault) : "no answer");
     exit(1);
 }
@@ -58,12 +58,14 @@ int main(int argc, char **argv) {
     if (!orvane_glib_init(NULL))
         return 1;
 
-    g_autoptr(OrvaneListener) step = orvane_listener_new();
+    g_autoptr(OrvaneListener) login = orvane_listener_new(); /* one listener for each operation */
+    g_autoptr(OrvaneListener) retrieval = orvane_listener_new();
+    g_autoptr(OrvaneListener) logout = orvane_listener_new();
     g_autoptr(OrvaneSession) session = orvane_session_new();
     orvane_session_set_ssl_certificate_location(session, g_getenv("ORVANE_CA"), "/etc/ssl/certs");
     orvane_session_set_strict_tls(session, TRUE);
-    orvane_session_connect(session, argv[2], argv[3], argv[4], step);
-    Await(step);
+    orvane_session_connect(session, argv[2], argv[3], argv[4], login);
+    Await(login);
 
     g_autoptr(GObject) content = NULL;
     g_autoptr(SkemaQormManagedObject) root = NULL;
@@ -79,17 +81,17 @@ int main(int argc, char **argv) {
                                              "summary", "runtime", NULL);
     GValueArray *filters =
         orvane_filter_spec_set_new(TRUE, orvane_filter_spec_new(TRUE, from, what, NULL), NULL);
-    orvane_session_retrieve_contents(session, filters, step);
+    orvane_session_retrieve_contents(session, filters, retrieval);
     g_value_array_free(filters);
-    Await(step);
+    Await(retrieval);
     g_auto(GValue) result = G_VALUE_INIT;
-    if (!orvane_listener_get_result(step, &result))
+    if (!orvane_listener_get_result(retrieval, &result))
         return 1;
 
     const GValueArray *machines = g_value_get_boxed(&result);
     for (guint i = 0; i < machines->n_values && i < 5; i++)
         ShowMachine(g_value_get_object(&machines->values[i]));
-    orvane_session_disconnect(session, step);
-    Await(step);
+    orvane_session_disconnect(session, logout);
+    Await(logout);
     return 0;
 }

@@ -261,6 +261,8 @@ ORVANE_EXPORT CryptoError CryptoKey_Export(CryptoKey *key, const char *password,
  * @password: (nullable): decrypts the text
  * @key: (out) (transfer full) (nullable): the key
  *
+ * A text that asks for more than 10,000,000 rounds of key derivation is refused.
+ *
  * Returns: 0, or the code of the last form that was tried
  */
 ORVANE_EXPORT CryptoError CryptoKey_Import(const char *text, gsize size, const char *password,

@@ -40,9 +40,9 @@
  *            The library holds no reference to a listener of an application. Releasing the last one
  *            ends the operation without a signal; a task continues on the service.
  * Errors:    never returned: a failed operation has a SkemaQormMethodFault.
- * Ends without a signal: a call that cannot be sent; every call that is open when its session is
- *            disconnected or released. Loads, retrievals of contents and a connect whose roles are being
- *            loaded fail with a RequestCanceled then. So watch the session's state too.
+ * Ends without a signal: a call that cannot be sent; a call, or a connect before its login, that is open when
+ *            its session is disconnected or released. Loads, retrievals of contents and a connect that loads
+ *            the roles fail with a RequestCanceled then. So watch the session's state too.
  * Callbacks: handlers run inside the loop's callbacks. They may do anything: release the listener,
  *            disconnect or release the session, or start other operations.
  * Threads:   the loop's.

@@ -1,8 +1,8 @@
 /*
  * loop.h -- how an application lends its event loop to the library
  *
- * The library owns no thread and no loop. Everything that waits (a socket, a time-out, the end of a
- * request) is handed to two functions of the application, given once to orvane_init().
+ * The library owns no thread and no loop. Whatever it waits for (a socket, a time-out, the end of a
+ * request) is registered by two functions of the application, which are given once to orvane_init().
  *
  * Threads: the loop runs the library's callbacks on one thread, one at a time.
  */
@@ -14,10 +14,10 @@
 
 G_BEGIN_DECLS
 
-/* The library's function that the loop is to call. */
+/* A function of the library, which the loop calls. */
 typedef void (*OrvanePollFunction)(gpointer clientData);
 
-/* Which loops serve a callback; the library always asks for the first bit of the first word. */
+/* The loops that serve a callback. The library always sets the first bit of the first word. */
 typedef struct {
     guint64 words[5];
 } PollClassSet;
@@ -29,7 +29,7 @@ typedef enum {
 
 enum {
     POLL_FLAG_PERIODIC = 0x1, /* the callback stays after it has run */
-    POLL_FLAG_WRAPPER = 0x2,  /* set on all that the Poll_CB_* forms register; may be ignored */
+    POLL_FLAG_WRAPPER = 0x2,  /* set by the Poll_CB_* functions; may be ignored */
     POLL_FLAG_READ = 0x4,
     POLL_FLAG_WRITE = 0x8,
 };
@@ -44,11 +44,11 @@ typedef gint (*OrvanePollCallbackRemove)(gint flags, OrvanePollFunction function
 /**
  * orvane_init:
  * @pollCallback: (scope notified): registers a callback of the library with the application's loop
- * @pollCallbackRemove: (scope notified): takes one registration away again
+ * @pollCallbackRemove: (scope notified): removes one registration
  *
- * Starts the library, before any session is made. Both functions are kept until orvane_shutdown(),
- * and are called on the thread of the loop. A second start without a shutdown between them ends the
- * process.
+ * Starts the library. Call it before any session is created. Both functions are kept until
+ * orvane_shutdown(), and are called on the thread of the loop. A second start without a shutdown in between
+ * ends the process.
  *
  * Returns: whether the library has started; %FALSE with a warning if a function is %NULL
  */
@@ -58,7 +58,7 @@ ORVANE_EXPORT gboolean orvane_init(OrvanePollCallback pollCallback,
 /**
  * orvane_shutdown:
  *
- * Stops the library, when no session is left. The types of the schema stay registered. Does nothing
+ * Stops the library. Release all sessions first. The types of the schema stay registered. Does nothing
  * if the library is not started.
  */
 ORVANE_EXPORT void orvane_shutdown(void);

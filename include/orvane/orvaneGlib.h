@@ -5,12 +5,12 @@
  *   ... make a session, connect, g_main_loop_run() ...
  *   orvane_glib_shutdown();
  *
- * It stands in for orvane_init() and orvane_shutdown(), and lends the library that context: each timer
- * and each socket becomes a source of default priority. Signals of listeners and changes of properties
- * come while the context is iterated, and only then. Link with liborvane-glib.
+ * It replaces orvane_init() and orvane_shutdown(). Each timer and each socket of the library becomes a source
+ * of default priority in the context. Signals of listeners and changes of properties are emitted only while
+ * the context is iterated. Link with liborvane-glib.
  *
  * Ownership: the context is referenced until orvane_glib_shutdown().
- * Errors:    orvane_glib_init() answers FALSE.
+ * Errors:    orvane_glib_init() returns FALSE.
  * Threads:   the thread that iterates the context makes all calls into the library.
  */
 #pragma once
@@ -26,18 +26,18 @@ G_BEGIN_DECLS
  * orvane_glib_init:
  * @context: (nullable): the context that the application iterates; %NULL for the default one
  *
- * Starts the library, with its work done in @context. Call it once, before all other functions of the
- * library, or again after orvane_glib_shutdown(). No callback comes before it returns.
+ * Starts the library in @context. Call it once, before all other functions of the library, or again after
+ * orvane_glib_shutdown(). No callback runs before it returns.
  *
- * Returns: %TRUE; or %FALSE if the library does not start, and then nothing is held
+ * Returns: %TRUE, or %FALSE if the library does not start; then @context is not referenced
  */
 ORVANE_EXPORT gboolean orvane_glib_init(GMainContext *context);
 
 /**
  * orvane_glib_shutdown:
  *
- * Ends the library. No callback comes afterwards: what was still waiting in the context is taken out of
- * it. Release sessions and listeners first.
+ * Ends the library, and removes its sources from the context. No callback runs afterwards. Release sessions
+ * and listeners first.
  */
 ORVANE_EXPORT void orvane_glib_shutdown(void);
 

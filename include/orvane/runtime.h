@@ -252,7 +252,8 @@ ORVANE_EXPORT void orvane_object_get_any(GObject *object, const char *propertyNa
  *
  * Returns: the class of the fault for a reply that did not come or could not be read. Properties:
  * "errorCode", the transport's error; "responseCode", the HTTP status; "responseMessage", what came
- * instead
+ * instead, as it came: the page of a gateway may quote the request with the password of a login, so show it to
+ * nobody else
  */
 ORVANE_EXPORT GType orvane_fault_invalid_response_get_type(void);
 

@@ -12,33 +12,33 @@
  *                       |             |
  *                  DISCONNECTED   INTERRUPTED -> DISCONNECTING
  *
- * All that a connect makes belongs to that connection and ends with it: URL, version, cookies, proxies,
- * calls. What the setters store stays, and holds for the next request or connect. An object can be
- * connected again once it is DISCONNECTED.
+ * URL, version, cookies, proxies and calls belong to one connection and end with it. What the setters store
+ * is kept, and used by the next request or connect. A session can be connected again once it is
+ * DISCONNECTED.
  *
- * INTERRUPTED means that the service can no longer be reached or no longer grants the login. Nothing is
- * tried again by itself: disconnect, then connect.
+ * INTERRUPTED means that the service can no longer be reached, or no longer accepts the login. The library does
+ * not try again: disconnect, then connect.
  *
- * While connected the session holds one request open, in which the service tells of changes, and calls the
- * main service every 25 minutes to be kept alive there.
+ * While connected, the session keeps one request open in which the service reports changes, and sends the
+ * main service a call every 25 minutes to keep the login alive.
  *
- * Ownership: the application's. Proxies and data objects only point to their session; those that
- *            outlive it are safe to keep and release, but their references to managed objects read as
- *            %NULL and calls on them are refused with a warning. After a disconnect the proxies of
- *            the old connection know the session, but no manager.
+ * Ownership: the application owns the session. Proxies and data objects point to their session without
+ *            a reference. Those that outlive it may be kept and released, but their references to
+ *            managed objects read as %NULL, and calls on them are refused with a warning. After a
+ *            disconnect the proxies of the old connection still have the session, but no manager.
  * Errors:    reported through the listener. %NULL or a wrong type for the session, a listener or a
- *            required object is refused with GLib's warning of a failed check, and then no
- *            listener is told.
- * Signals:   "notify::state" at every change of the state. "roles-changed" when the roles of the service
- *            were read, which for the main service is right before the end of a connect, and at each
- *            change of them. Handlers may do anything, also release the session.
+ *            required object is refused with GLib's warning of a failed check, and no listener is
+ *            notified.
+ * Signals:   "notify::state" at every change of the state. "roles-changed" after the roles of the service
+ *            were read: for the main service right before the end of a connect, and at each later change.
+ *            Handlers may do anything, also release the session.
  * Release:   a session may be released at any time. Nothing is sent. Listeners of loads, of retrievals and of a
  *            connect whose roles are being loaded fail with a RequestCanceled; no other listener is
  *            notified. The service ends the login when it expires; disconnect first to end it now.
  * Threads:   the loop's, between orvane_init() and orvane_shutdown(). A session may be released after
- *            orvane_shutdown(), which ends its requests without a word.
- * Environment: HALDEN_HTTPSPROXY, a proxy for all requests; without it no other variable makes the
- *            session use one. HALDEN_PROXY_FILEPATH, see orvane_session_get_local_soap_url().
+ *            orvane_shutdown(), which ends its requests without a signal.
+ * Environment: HALDEN_HTTPSPROXY, a proxy for all requests; no other variable sets a proxy.
+ *            HALDEN_PROXY_FILEPATH, see orvane_session_get_local_soap_url().
  */
 #pragma once
 
@@ -49,11 +49,11 @@ G_BEGIN_DECLS
 /**
  * OrvaneSessionState:
  * @ORVANE_SESSION_DISCONNECTED: nothing is connected
- * @ORVANE_SESSION_CONNECTING: a connect is under way, up to the login
+ * @ORVANE_SESSION_CONNECTING: a connect is in progress, up to the login
  * @ORVANE_SESSION_CONNECTED: logged in
- * @ORVANE_SESSION_DISCONNECTING: a disconnect is under way; for good after a hijack
- * @ORVANE_SESSION_INTERRUPTED: connected, but the service is gone. The value is no member of the
- *     enumeration's #GType
+ * @ORVANE_SESSION_DISCONNECTING: a disconnect is in progress; after a hijack the last state
+ * @ORVANE_SESSION_INTERRUPTED: the service cannot be reached or refuses. The value is not registered with
+ *     the enumeration's #GType
  */
 typedef enum {
     ORVANE_SESSION_DISCONNECTED = 1,
@@ -107,7 +107,7 @@ typedef void (*OrvaneVerifyCertificateDoneFunc)(GObject *context, gboolean accep
  * @context: (transfer full): to be handed to @done
  * @storeContext: the X509_STORE_CTX of the verification, valid until this returns
  * @certificate: the X509 of the peer, valid until this returns
- * @data: what was given with the function
+ * @data: the pointer that was set with the function
  * @done: (scope async): takes the decision, now or later
  *
  * Decides on the certificate of a server. It is called inside a TLS handshake, which cannot wait: if @done has
@@ -141,7 +141,7 @@ ORVANE_EXPORT OrvaneSession *orvane_session_new(void);
  * orvane_session_get_state:
  * @session: a session
  *
- * Returns: its state; %ORVANE_SESSION_INTERRUPTED too, although the property's type does not list it
+ * Returns: its state, which may be %ORVANE_SESSION_INTERRUPTED although the property's type does not list it
  */
 ORVANE_EXPORT OrvaneSessionState orvane_session_get_state(OrvaneSession *session);
 
@@ -149,7 +149,7 @@ ORVANE_EXPORT OrvaneSessionState orvane_session_get_state(OrvaneSession *session
  * orvane_session_get_version:
  * @session: a session
  *
- * Returns: (transfer none) (nullable): the version agreed on, such as "ozy25/6.0"; valid until the
+ * Returns: (transfer none) (nullable): the negotiated version, such as "ozy25/6.0"; valid until the
  *     connection ends. %NULL until it is known
  */
 ORVANE_EXPORT const char *orvane_session_get_version(OrvaneSession *session);
@@ -158,7 +158,7 @@ ORVANE_EXPORT const char *orvane_session_get_version(OrvaneSession *session);
  * orvane_session_get_namespace:
  * @session: a session
  *
- * Returns: (transfer none) (nullable): the namespace agreed on, such as "ozy25"; as the version
+ * Returns: (transfer none) (nullable): the negotiated namespace, such as "ozy25"; valid as the version is
  */
 ORVANE_EXPORT const char *orvane_session_get_namespace(OrvaneSession *session);
 
@@ -166,8 +166,8 @@ ORVANE_EXPORT const char *orvane_session_get_namespace(OrvaneSession *session);
  * orvane_session_get_all_versions:
  * @session: a session
  *
- * Returns: (transfer none) (nullable) (element-type utf8): all versions that the session's includes, itself
- *     and the empty text too; %NULL until the version is known
+ * Returns: (transfer none) (nullable) (element-type utf8): all versions that the session's version includes:
+ *     itself, older ones, and the empty text. %NULL until the version is known
  */
 ORVANE_EXPORT GPtrArray *orvane_session_get_all_versions(OrvaneSession *session);
 
@@ -191,10 +191,10 @@ orvane_session_get_authorization_manager(OrvaneSession *session);
 
 /**
  * orvane_session_get_momgr: (skip)
- * @session: (nullable): a session, or what was one
+ * @session: (nullable): a session, which may have been finalised
  *
  * Returns: (transfer none) (nullable): the manager of its proxies; %NULL before the first connect, after a
- *     disconnect, and for a session that has gone
+ *     disconnect, and for a session that was finalised
  */
 ORVANE_EXPORT OrvaneMOMgr *orvane_session_get_momgr(OrvaneSession *session);
 
@@ -204,7 +204,7 @@ ORVANE_EXPORT OrvaneMOMgr *orvane_session_get_momgr(OrvaneSession *session);
  * @id: id of a managed object
  * @type: its class, used if there is no proxy of that id yet
  *
- * Returns: (transfer floating) (nullable): the one proxy of that id; sink it to keep it
+ * Returns: (transfer floating) (nullable): the proxy of that id; sink it to keep it
  */
 ORVANE_EXPORT SkemaQormManagedObject *orvane_session_get_object(OrvaneSession *session,
                                                                 const char *id, GType type);
@@ -212,7 +212,7 @@ ORVANE_EXPORT SkemaQormManagedObject *orvane_session_get_object(OrvaneSession *s
 /**
  * orvane_session_load_object:
  * @session: a session
- * @partialUpdates: whether the service may tell of changes inside a property one by one
+ * @partialUpdates: whether the service may report changes inside a property one by one
  * @object: the proxy to fill
  * @listener: (nullable): succeeds, without a result, once the first values are in @object
  *
@@ -238,7 +238,7 @@ ORVANE_EXPORT void orvane_session_load_object(OrvaneSession *session, gboolean p
  * orvane_session_unload_object:
  * @session: the session of @object
  * @object: a loaded proxy
- * @clear: whether its properties are set back when the last load is undone
+ * @clear: whether its properties are reset when the last load is undone
  */
 ORVANE_EXPORT void orvane_session_unload_object(OrvaneSession *session,
                                                 SkemaQormManagedObject *object, gboolean clear);
@@ -246,9 +246,9 @@ ORVANE_EXPORT void orvane_session_unload_object(OrvaneSession *session,
 /**
  * orvane_session_retrieve_contents:
  * @session: a session
- * @filterSpecSet: what to retrieve, see orvane_filter_spec_set_new(); not kept
- * @listener: (nullable): succeeds with an array of the proxies that were filled. A failure of the call is
- *     told only when the connection ends, as RequestCanceled
+ * @filterSpecSet: (transfer none): what to retrieve, see orvane_filter_spec_set_new()
+ * @listener: (nullable): succeeds with an array of the proxies that were filled. If the call fails, @listener
+ *     fails only when the connection ends, with a RequestCanceled
  *
  * Reads properties once. On a session that is not CONNECTED, @listener fails without a fault before this
  * returns.
@@ -262,8 +262,8 @@ ORVANE_EXPORT void orvane_session_retrieve_contents(OrvaneSession *session,
  * @session: a session
  * @object: the proxy to fill
  * @listener: (nullable): as with orvane_session_retrieve_contents()
- * @all: whether all properties are wanted
- * @...: paths of those that are, ended by %NULL
+ * @all: whether all properties are read
+ * @...: paths of the properties to read otherwise, ended by %NULL
  *
  * Reads properties of one object once.
  */
@@ -294,7 +294,7 @@ ORVANE_EXPORT void orvane_session_set_useragent(OrvaneSession *session, const ch
 /**
  * orvane_session_set_use_fresh_connection:
  * @session: a session
- * @value: whether each request opens a connection of its own and closes it after
+ * @value: whether each request opens a connection of its own and closes it afterwards
  */
 ORVANE_EXPORT void orvane_session_set_use_fresh_connection(OrvaneSession *session, gboolean value);
 
@@ -321,8 +321,8 @@ ORVANE_EXPORT void orvane_session_set_reply_limits(OrvaneSession *session, guint
  * @file: (nullable) (type filename): a file of CA certificates
  * @path: (nullable) (type filename): a directory of them
  *
- * With either set, the requests by which a connect finds out the version check the server's certificate
- * and name against them. The login and the calls after it do so only if the session is strict, see
+ * If either is set, the requests by which a connect finds out the version check the server's certificate
+ * and name against them. The login and later calls do so only if the session is strict, see
  * orvane_session_set_strict_tls().
  */
 ORVANE_EXPORT void orvane_session_set_ssl_certificate_location(OrvaneSession *session,
@@ -410,7 +410,7 @@ ORVANE_EXPORT void orvane_session_set_strict_tls(OrvaneSession *session, gboolea
  * orvane_session_target_ferry:
  * @session: a session that is not connected yet
  *
- * Makes it one to the second service, for good.
+ * Makes it a session to the second service, permanently.
  */
 ORVANE_EXPORT void orvane_session_target_ferry(OrvaneSession *session);
 
@@ -418,7 +418,7 @@ ORVANE_EXPORT void orvane_session_target_ferry(OrvaneSession *session);
  * orvane_session_target_is_ferry:
  * @session: a session
  *
- * Returns: whether it is one to the second service
+ * Returns: whether it is a session to the second service
  */
 ORVANE_EXPORT gboolean orvane_session_target_is_ferry(OrvaneSession *session);
 
@@ -427,7 +427,7 @@ ORVANE_EXPORT gboolean orvane_session_target_is_ferry(OrvaneSession *session);
  * @session: a session in state %ORVANE_SESSION_DISCONNECTED
  * @url: SOAP URL of the main service ("https://host/sdk"), or root URL of the second ("https://host")
  * @user: user name
- * @password: password; the copy that is kept is wiped once it was sent
+ * @password: password; the library's copy is wiped once it was sent
  * @listener: (nullable): succeeds without a result when the session can be used: for the main service,
  *     when the roles of the user are known; otherwise with the login
  *
@@ -454,10 +454,10 @@ ORVANE_EXPORT void orvane_session_connect(OrvaneSession *session, const char *ur
  * orvane_session_clone:
  * @session: a session in state %ORVANE_SESSION_DISCONNECTED, for the main service
  * @url: SOAP URL
- * @cloneTicket: a ticket that another session got by AcquireCloneTicket
+ * @cloneTicket: a ticket that another session got from AcquireCloneTicket
  * @listener: (nullable): see orvane_session_connect()
  *
- * Connects as the user of another session. The second service has no such thing: to try is a
+ * Connects as the user of another session. The second service has no clone tickets: to try is a
  * programmer's error, which ends the process at the login.
  */
 ORVANE_EXPORT void orvane_session_clone(OrvaneSession *session, const char *url,
@@ -470,8 +470,8 @@ ORVANE_EXPORT void orvane_session_clone(OrvaneSession *session, const char *url,
  * @sspiArgument: (nullable): argument of the single sign-on
  * @listener: (nullable): see orvane_session_connect()
  *
- * Connects by single sign-on, which this platform does not have: always fails at the login, with an
- * OrvaneFaultUnexpected.
+ * Connects by single sign-on, which this platform does not have: the connect always fails at the login, with
+ * an OrvaneFaultUnexpected.
  */
 ORVANE_EXPORT void orvane_session_sspi_connect(OrvaneSession *session, const char *url,
                                                const char *sspiArgument, OrvaneListener *listener);
@@ -480,7 +480,7 @@ ORVANE_EXPORT void orvane_session_sspi_connect(OrvaneSession *session, const cha
  * orvane_session_hijack:
  * @session: a session in state %ORVANE_SESSION_DISCONNECTED
  * @url: SOAP URL
- * @cookie: the cookie of a session that exists, as "name=value"; sent to the URL's host only. One with
+ * @cookie: the cookie of an existing session, as "name=value"; sent to the URL's host only. A cookie with
  *     control bytes is refused with an OrvaneFaultUnexpected
  * @listener: (nullable): see orvane_session_connect()
  *
@@ -499,8 +499,8 @@ ORVANE_EXPORT void orvane_session_hijack(OrvaneSession *session, const char *url
  * @user: user name
  * @listener: (nullable): see orvane_session_connect()
  *
- * Connects to the service of this machine, without a password: the service leaves a ticket in a file that
- * only the user can read. The file must be a regular one of at most 4 KiB, and no link.
+ * Connects to the service of this machine, without a password: the service writes a ticket to a file that
+ * only the user can read. The file must be a regular file of at most 4 KiB, and not a link.
  */
 ORVANE_EXPORT void orvane_session_connect_local(OrvaneSession *session, gboolean useHttps,
                                                 const char *user, OrvaneListener *listener);
@@ -508,9 +508,10 @@ ORVANE_EXPORT void orvane_session_connect_local(OrvaneSession *session, gboolean
 /**
  * orvane_session_disconnect:
  * @session: a session in state %ORVANE_SESSION_CONNECTED or %ORVANE_SESSION_INTERRUPTED
- * @listener: (nullable): told last, when all state is gone: success, or the fault of the logout
+ * @listener: (nullable): acknowledged last, when the session is DISCONNECTED and cleaned up: succeeds, or
+ *     fails with the fault of the logout
  *
- * Logs out. The session is disconnected by any answer, also by none that could be read. In another state
+ * Logs out. The session is disconnected by any answer, and also if no answer could be read. In another state
  * @listener fails without a fault before this returns, and nothing changes.
  */
 ORVANE_EXPORT void orvane_session_disconnect(OrvaneSession *session, OrvaneListener *listener);
@@ -523,8 +524,8 @@ ORVANE_EXPORT void orvane_session_disconnect(OrvaneSession *session, OrvaneListe
  * Looks up the port in the configuration of this machine's web proxy: the file named by
  * HALDEN_PROXY_FILEPATH, or /etc/halden/nodehub/proxy.xml.
  *
- * Returns: (transfer full): such as "https://127.0.0.1:443/sdk"; "https://localhost/sdk" if the file does
- *     not tell
+ * Returns: (transfer full): a URL such as "https://127.0.0.1:443/sdk"; "https://localhost/sdk" if the file has
+ *     no port
  */
 ORVANE_EXPORT char *orvane_session_get_local_soap_url(OrvaneSession *session, gboolean useHttps);
 
@@ -533,13 +534,12 @@ ORVANE_EXPORT char *orvane_session_get_local_soap_url(OrvaneSession *session, gb
  * @session: the session of @object
  * @object: the managed object to call
  * @methodName: the operation's name on the wire
- * @listener: (nullable): takes the outcome. It is to have been told the type of the result, which the
- *     method stubs do
- * @...: pairs of a name and a const #GValue *, ended by a %NULL name; a zeroed value is left out. Used only
- *     until this returns
+ * @listener: (nullable): acknowledged with the outcome. The method stubs set the type of the result before
+ * @...: pairs of a name and a const #GValue *, ended by a %NULL name; a zeroed value is left out. They are not
+ *     used after this returns
  *
- * What all method stubs do in the end. A call that cannot be sent (the session has no URL or version, the
- * transport is shut down) tells nobody: @listener stays as it is.
+ * All method stubs call this. If the call cannot be sent (the session has no URL or version, the transport is
+ * shut down), @listener stays in the state that it has, and no signal is emitted.
  */
 ORVANE_EXPORT void orvane_session_invoke_method(OrvaneSession *session, GObject *object,
                                                 const char *methodName, OrvaneListener *listener,
@@ -550,9 +550,9 @@ ORVANE_EXPORT void orvane_session_invoke_method(OrvaneSession *session, GObject 
  * @session: the session of a call
  * @listener: (transfer full): the listener that was handed to it
  *
- * Gives up a call: nothing is told on @listener any more. The request stays open, and the reference that
- * was handed over is released when its reply comes or the connection ends; hold another to use @listener
- * after this.
+ * Gives up a call: no more signals are emitted on @listener. The request stays open, and the reference that
+ * was handed over is released when the reply comes or the connection ends. Hold another reference to use
+ * @listener after this.
  */
 ORVANE_EXPORT void orvane_session_cancel_listener(OrvaneSession *session, OrvaneListener *listener);
 

@@ -11,12 +11,14 @@
  */
 #include <crypto/cryptoDict.h>
 
+#include <algorithm>
 #include <array>
+#include <bit>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <string_view>
+#include <utility>
 
 #include <crypto/cryptoRandom.h>
 
@@ -28,15 +30,31 @@
 namespace {
 
 constexpr char kDigits[] = "0123456789abcdef";
-constexpr std::string_view kSeparators = ":\n\r";
 /* A shorter list is searched from its head. */
 constexpr gsize kIndexedFrom = 16;
 
 struct Entry {
     Entry *next;
-    char *key; /* begins the block that also holds the value */
+    char *key; /* the value follows it */
     char *value;
-    gsize room; /* size of that block; decoded texts may hold NULs before its end */
+    gsize room;       /* of both; decoded texts may hold NULs before their ends */
+    bool hasOwnBlock; /* whether key begins a block; else both are in one that an import made */
+};
+
+/* Entries that were allocated together. */
+struct EntryBlock {
+    EntryBlock *next;
+    gsize numUsed;
+    gsize numEntries;
+    Entry entries[];
+};
+constexpr gsize kMaxEntriesInBlock = 1024;
+
+/* The decoded texts of an import. */
+struct TextBlock {
+    TextBlock *next;
+    gsize room;
+    char texts[];
 };
 
 /* A place of the index, in the manner of open addressing. */
@@ -53,6 +71,23 @@ constexpr std::array<bool, 256> MakeEscaped() {
 }
 constexpr std::array<bool, 256> kEscaped = MakeEscaped();
 
+/* What a byte can be in a text that is read. */
+enum : guint8 { ENDS_KEY = 1, ENDS_VALUE = 2, BEGINS_ESCAPE = 4 };
+
+constexpr std::array<guint8, 256> MakeMeanings() {
+    std::array<guint8, 256> meanings = {};
+    for (const char separator : {':', '\n', '\r'})
+        meanings[static_cast<guint8>(separator)] = ENDS_KEY | ENDS_VALUE;
+    meanings['='] = ENDS_KEY;
+    meanings['%'] = BEGINS_ESCAPE;
+    return meanings;
+}
+constexpr std::array<guint8, 256> kMeanings = MakeMeanings();
+
+guint8 MeaningOf(char c) {
+    return kMeanings[static_cast<guint8>(c)];
+}
+
 } // namespace
 
 struct CryptoDict {
@@ -60,6 +95,8 @@ struct CryptoDict {
     Entry *head;
     Entry **tail; /* where the next entry is linked */
     gsize numEntries;
+    EntryBlock *entryBlocks; /* the newest first */
+    TextBlock *textBlocks;
     /* The index; NULL while the list is short, and when there was no memory for it: then the list is searched. */
     Slot *slots;
     gsize numSlots; /* a power of two, at least twice the entries */
@@ -104,36 +141,40 @@ void DropIndex(CryptoDict *dict) {
     dict->numSlots = 0;
 }
 
-/* Makes the index anew for twice the entries. A failure leaves none, which costs time only. */
+/* Returns the free slot where a key of this hash belongs that is not in the index. */
+Slot *FindFreeSlot(const CryptoDict *dict, guint64 hash) {
+    const gsize mask = dict->numSlots - 1;
+    gsize at = hash & mask;
+    while (dict->slots[at].entry)
+        at = (at + 1) & mask;
+    return &dict->slots[at];
+}
+
+/* Makes the index larger, or the first one. A failure leaves none, which costs time only. */
 void GrowIndex(CryptoDict *dict) {
     if (!dict->slots && CryptoRandom_GetBytes(&dict->hashKey, sizeof dict->hashKey) != 0)
         return;
-    DropIndex(dict);
     gsize numSlots = kIndexedFrom;
-    while (numSlots < dict->numEntries * 4)
+    while (numSlots < dict->numEntries * 2)
         numSlots *= 2;
-    dict->slots = static_cast<Slot *>(calloc(numSlots, sizeof(Slot)));
-    if (!dict->slots)
+    auto *slots = static_cast<Slot *>(calloc(numSlots, sizeof(Slot)));
+    if (!slots) {
+        DropIndex(dict);
         return;
-    dict->numSlots = numSlots;
+    }
+    Slot *old = std::exchange(dict->slots, slots);
+    const gsize numOld = std::exchange(dict->numSlots, numSlots);
+    if (old) {
+        for (gsize i = 0; i < numOld; i++)
+            if (old[i].entry)
+                *FindFreeSlot(dict, old[i].hash) = old[i];
+        Crypto_Free(old, numOld * sizeof(Slot));
+        return;
+    }
     for (Entry *entry = dict->head; entry; entry = entry->next) {
         const guint64 hash = HashOfKey(dict, entry->key);
-        *FindSlot(dict, hash, entry->key) = {hash, entry};
+        *FindFreeSlot(dict, hash) = {hash, entry};
     }
-}
-
-void AppendEntry(CryptoDict *dict, Entry *entry) {
-    *dict->tail = entry;
-    dict->tail = &entry->next;
-    dict->numEntries++;
-    if (dict->numEntries < kIndexedFrom)
-        return;
-    if (dict->numEntries * 2 > dict->numSlots) {
-        GrowIndex(dict);
-        return;
-    }
-    const guint64 hash = HashOfKey(dict, entry->key);
-    *FindSlot(dict, hash, entry->key) = {hash, entry};
 }
 
 CryptoError FailSet(CryptoDict *dict) {
@@ -141,58 +182,109 @@ CryptoError FailSet(CryptoDict *dict) {
     return CRYPTO_ERROR_NO_MEMORY;
 }
 
-/*
- * Adds or replaces an entry. The two functions write the key and the value, of at most so many bytes, and return
- * the place behind; what is replaced is read before it is released.
- */
-template <class Write>
-CryptoError PutPair(CryptoDict *dict, std::string_view key, std::string_view value, Write write) {
-    const gsize room = key.size() + value.size() + 2;
-    auto *block = static_cast<char *>(malloc(room));
-    if (!block)
-        return FailSet(dict);
-    char *end = write(key, block);
-    *end++ = '\0';
-    char *valueStart = end;
-    end = write(value, valueStart);
-    *end = '\0';
+/* Returns room for an entry, or nullptr without memory. */
+Entry *NewEntry(CryptoDict *dict) {
+    EntryBlock *block = dict->entryBlocks;
+    if (!block || block->numUsed == block->numEntries) {
+        const gsize numEntries = std::clamp<gsize>(dict->numEntries, 4, kMaxEntriesInBlock);
+        block = static_cast<EntryBlock *>(malloc(sizeof *block + numEntries * sizeof(Entry)));
+        if (!block)
+            return nullptr;
+        block->next = std::exchange(dict->entryBlocks, block);
+        block->numUsed = 0;
+        block->numEntries = numEntries;
+    }
+    return &block->entries[block->numUsed++];
+}
 
-    Entry *entry = FindEntry(dict, block);
-    if (entry) {
+void WipeTexts(const Entry *entry) {
+    if (entry->hasOwnBlock)
         Crypto_Free(entry->key, entry->room);
-        entry->key = block;
-        entry->value = valueStart;
-        entry->room = room;
+    else
+        Secret_Wipe(entry->key, entry->room);
+}
+
+/* Adds or replaces an entry by one that holds these texts. A failure leaves the dictionary as it was. */
+CryptoError PutTexts(CryptoDict *dict, char *key, char *value, gsize room, bool hasOwnBlock) {
+    guint64 hash = 0;
+    Slot *slot = nullptr;
+    Entry *entry;
+    if (dict->slots) {
+        hash = HashOfKey(dict, key);
+        slot = FindSlot(dict, hash, key);
+        entry = slot->entry;
+    } else {
+        entry = FindEntry(dict, key);
+    }
+
+    if (entry) {
+        WipeTexts(entry);
+        *entry = {entry->next, key, value, room, hasOwnBlock};
         return CRYPTO_ERROR_SUCCESS;
     }
-    entry = static_cast<Entry *>(malloc(sizeof(Entry)));
-    if (!entry) {
-        Crypto_Free(block, room);
+    entry = NewEntry(dict);
+    if (!entry)
         return FailSet(dict);
-    }
-    *entry = {nullptr, block, valueStart, room};
-    AppendEntry(dict, entry);
+    *entry = {nullptr, key, value, room, hasOwnBlock};
+    *dict->tail = entry;
+    dict->tail = &entry->next;
+    dict->numEntries++;
+    if (slot)
+        *slot = {hash, entry};
+    if (dict->numEntries >= kIndexedFrom && dict->numEntries * 2 > dict->numSlots)
+        GrowIndex(dict);
     return CRYPTO_ERROR_SUCCESS;
 }
 
-char *WritePlain(std::string_view text, char *to) {
-    memcpy(to, text.data(), text.size());
-    return to + text.size();
+constexpr gssize kCopiedAtOnce = 16;
+using Bytes16 = guint8 __attribute__((vector_size(kCopiedAtOnce)));
+
+/* Copies 16 bytes of a text, and returns how many stand before the first one that means something. */
+gsize CopyPlain(const char *from, char *to) {
+    Bytes16 bytes;
+    memcpy(&bytes, from, sizeof bytes);
+    memcpy(to, &bytes, sizeof bytes);
+    const auto special =
+        (bytes == ':') | (bytes == '\n') | (bytes == '\r') | (bytes == '=') | (bytes == '%');
+    guint64 halves[2];
+    memcpy(halves, &special, sizeof halves);
+    const int first = std::countr_zero(GUINT64_FROM_LE(halves[0])) / 8;
+    return static_cast<gsize>(first < 8 ? first
+                                        : 8 + std::countr_zero(GUINT64_FROM_LE(halves[1])) / 8);
 }
 
-char *WriteDecoded(std::string_view text, char *to) {
-    for (;;) {
-        const gsize percent = std::min(text.find('%'), text.size());
-        to = WritePlain(text.substr(0, percent), to);
-        text.remove_prefix(percent);
-        if (text.empty())
-            return to;
-        const int high = text.size() > 2 ? g_ascii_xdigit_value(text[1]) : -1;
-        const int low = text.size() > 2 ? g_ascii_xdigit_value(text[2]) : -1;
+/*
+ * Decodes a side of a pair, which ends before a byte of the meaning or with the text. Returns the place behind what
+ * was written, at most as many bytes as were read; up to 16 more are overwritten.
+ */
+char *ReadSide(const char **text, const char *end, guint8 meaning, char *to) {
+    const char *at = *text;
+    for (; at < end; at++) {
+        while (end - at >= kCopiedAtOnce) {
+            const gsize plain = CopyPlain(at, to);
+            at += plain;
+            to += plain;
+            if (plain < kCopiedAtOnce)
+                break;
+        }
+        if (at == end)
+            break;
+        const guint8 met = MeaningOf(*at) & (meaning | BEGINS_ESCAPE);
+        if (met == 0) {
+            *to++ = *at;
+            continue;
+        }
+        if (met & meaning)
+            break;
+        // what ends the side is no digit
+        const int high = end - at > 2 ? g_ascii_xdigit_value(at[1]) : -1;
+        const int low = end - at > 2 ? g_ascii_xdigit_value(at[2]) : -1;
         const bool isEscape = high >= 0 && low >= 0;
         *to++ = isEscape ? static_cast<char>(high * 16 + low) : '%';
-        text.remove_prefix(isEscape ? 3 : 1);
+        at += isEscape ? 2 : 0;
     }
+    *text = at;
+    return to;
 }
 
 gsize EscapedLength(const char *text) {
@@ -230,17 +322,31 @@ void CryptoDict_Free(CryptoDict *dict) {
     if (!dict)
         return;
     DropIndex(dict);
-    for (Entry *entry = dict->head; entry;) {
-        Entry *next = entry->next;
-        Crypto_Free(entry->key, entry->room);
-        free(entry);
-        entry = next;
+    for (Entry *entry = dict->head; entry; entry = entry->next)
+        if (entry->hasOwnBlock)
+            Crypto_Free(entry->key, entry->room);
+    for (EntryBlock *block = dict->entryBlocks; block;)
+        free(std::exchange(block, block->next));
+    for (TextBlock *block = dict->textBlocks; block;) {
+        TextBlock *next = block->next;
+        Crypto_Free(block, sizeof *block + block->room);
+        block = next;
     }
     Crypto_Free(dict, sizeof *dict);
 }
 
 CryptoError CryptoDict_Set(CryptoDict *dict, const char *key, const char *value) {
-    return PutPair(dict, key, value, WritePlain);
+    const gsize keyRoom = strlen(key) + 1;
+    const gsize valueRoom = strlen(value) + 1;
+    auto *block = static_cast<char *>(malloc(keyRoom + valueRoom));
+    if (!block)
+        return FailSet(dict);
+    memcpy(block, key, keyRoom);
+    memcpy(block + keyRoom, value, valueRoom);
+    const CryptoError error = PutTexts(dict, block, block + keyRoom, keyRoom + valueRoom, true);
+    if (error != CRYPTO_ERROR_SUCCESS)
+        Crypto_Free(block, keyRoom + valueRoom);
+    return error;
 }
 
 CryptoError CryptoDict_SetUint32(CryptoDict *dict, const char *key, guint32 value) {
@@ -323,19 +429,38 @@ CryptoError CryptoDict_Export(const CryptoDict *dict, gboolean multiLine, char *
 }
 
 CryptoError CryptoDict_Import(CryptoDict *dict, const char *text, gsize size) {
-    std::string_view rest(text, size);
+    if (size == 0)
+        return CRYPTO_ERROR_SUCCESS;
+    // a field of n bytes and its separator become at most n + 2 bytes, with both NULs
+    const gsize room = size <= G_MAXSIZE / 4 ? size + size / 2 + 2 + kCopiedAtOnce : 0;
+    auto *block = room ? static_cast<TextBlock *>(malloc(sizeof(TextBlock) + room)) : nullptr;
+    if (!block)
+        return FailSet(dict);
+    block->next = std::exchange(dict->textBlocks, block);
+    block->room = room;
+
+    char *to = block->texts;
+    const char *const end = text + size;
     for (;;) {
-        rest.remove_prefix(std::min(rest.find_first_not_of(kSeparators), rest.size()));
-        if (rest.empty())
-            return CRYPTO_ERROR_SUCCESS;
-        const std::string_view field = rest.substr(0, rest.find_first_of(kSeparators));
-        rest.remove_prefix(field.size());
-        const gsize equals = std::min(field.find('='), field.size());
-        const std::string_view value = field.substr(std::min(equals + 1, field.size()));
-        const CryptoError error = PutPair(dict, field.substr(0, equals), value, WriteDecoded);
-        if (error != CRYPTO_ERROR_SUCCESS)
+        while (text < end && MeaningOf(*text) & ENDS_VALUE)
+            text++;
+        if (text == end)
+            break;
+        char *key = to;
+        to = ReadSide(&text, end, ENDS_KEY, to);
+        *to++ = '\0';
+        if (text < end && *text == '=')
+            text++;
+        char *value = to;
+        to = ReadSide(&text, end, ENDS_VALUE, to);
+        *to++ = '\0';
+        const CryptoError error = PutTexts(dict, key, value, static_cast<gsize>(to - key), false);
+        if (error != CRYPTO_ERROR_SUCCESS) {
+            Secret_Wipe(key, static_cast<gsize>(to - key));
             return error;
+        }
     }
+    return CRYPTO_ERROR_SUCCESS;
 }
 
 CryptoError CryptoDict_CreateAndImport(const char *text, gsize size, CryptoDict **dict) {

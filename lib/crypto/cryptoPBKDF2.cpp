@@ -86,7 +86,7 @@ void RunRounds(const KeptStates &kept, int rounds, guint8 *sum) {
 CryptoError CryptoPBKDF2_HMAC_SHA1_Compute(int rounds, const guint8 *password, gsize passwordSize,
                                            const guint8 *salt, gsize saltSize, guint8 *out,
                                            gsize outSize) {
-    memset(out, 0, outSize);
+    std::fill_n(out, outSize, guint8{0});
     if (rounds < 1) {
         Log("PBKDF2: at least one round required (%d requested)\n", rounds);
         return CRYPTO_ERROR_FAILED;

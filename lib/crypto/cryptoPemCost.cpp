@@ -133,7 +133,9 @@ bool CryptoPemCost_IsBearable(std::string_view pem) {
         pem.remove_prefix(begin + kBegin.size());
         const std::string_view label = pem.substr(0, pem.find(kDashes));
         pem.remove_prefix(std::min(label.size() + kDashes.size(), pem.size()));
-        const std::string_view body = pem.substr(0, std::min(pem.find(kEnd), pem.find(kBegin)));
+        /* the next block is looked for first: without an end in sight, each search would go through all the rest */
+        std::string_view body = pem.substr(0, pem.find(kBegin));
+        body = body.substr(0, body.find(kEnd));
         if (!IsBlockBearable(label, body))
             return false;
         pem.remove_prefix(body.size());

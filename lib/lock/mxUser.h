@@ -16,8 +16,8 @@
  * Ownership: whoever creates a lock destroys it. Singletons live as long as the process. Names are copied. The
  *            name of a lock without one contains the address of its creator: "X-0x7f12..." for an exclusive
  *            lock, "R-..." for a recursive, "RW-..." for a read-write lock.
- * Errors:    creation returns NULL if the system has no more locks. Misuse ends the process, see panic.h: a lock of
- *            another kind or one already destroyed, and the cases given below.
+ * Errors:    creation returns NULL if the system has no more locks. Misuse ends the process, see panic.h: a
+ *            lock of another kind or one already destroyed, and the cases given below.
  * Threads:   any. Not for signal handlers.
  */
 #pragma once
@@ -31,11 +31,13 @@ typedef struct MXUserRecLock MXUserRecLock;
 typedef struct MXUserRWLock MXUserRWLock;
 typedef struct MXUserCondVar MXUserCondVar;
 
-/* The command of a control operation that requests statistics: without histograms (argument 0) or with them (1). */
+/* The command of a control operation that requests statistics: without histograms (argument 0) or with them
+ * (1). */
 #define MXUSER_CONTROL_STATS 0
 
 /*
- * Exclusive locks. One thread at a time is the holder. It may acquire the lock again, and then releases it as often.
+ * Exclusive locks. One thread at a time is the holder. It may acquire the lock again, and then releases it as
+ * often.
  */
 
 /**
@@ -80,8 +82,8 @@ gboolean MXUser_IsCurThreadHoldingExclLock(const MXUserExclLock *lock);
 gboolean MXUser_ControlExclLock(MXUserExclLock *lock, guint32 command, guint32 argument);
 
 /*
- * Recursive locks. As above. In addition a lock may be destroyed while another thread is inside a call that will
- * leave it free: the last thread to leave frees the memory.
+ * Recursive locks. As above. In addition a lock may be destroyed while another thread is inside a call that
+ * will leave it free: the last thread to leave frees the memory.
  */
 
 /* As MXUser_CreateExclLock() and the functions after it. */
@@ -113,8 +115,8 @@ gpointer MXUser_GetRecLockVmm(MXUserRecLock *lock);
  * @externalMutex: a mutex of the host's
  * @rank: its place in the order of locks
  *
- * Creates a recursive lock that forwards to a mutex of the host, by the functions of MXUserInstallMxHooks(). It is not
- * on the list of locks and has no statistics. Condition variables cannot be created for it.
+ * Creates a recursive lock that forwards to a mutex of the host, by the functions of MXUserInstallMxHooks().
+ * It is not on the list of locks and has no statistics. Condition variables cannot be created for it.
  *
  * Returns: (transfer full) (nullable): the lock; %NULL unless the functions for locking, unlocking, trying and
  *   querying are installed
@@ -122,8 +124,8 @@ gpointer MXUser_GetRecLockVmm(MXUserRecLock *lock);
 MXUserRecLock *MXUser_BindMXMutexRec(gpointer externalMutex, guint32 rank);
 
 /*
- * Read-write locks. Either several threads hold the lock for reading, or one for writing. A holder that acquires it
- * again ends the process, and so does a thread that releases it without being a holder.
+ * Read-write locks. Either several threads hold the lock for reading, or one for writing. A holder that
+ * acquires it again ends the process, and so does a thread that releases it without being a holder.
  */
 
 /* As MXUser_CreateExclLock() and the functions after it. */
@@ -141,9 +143,9 @@ enum { MXUSER_RW_FOR_READ = 0, MXUSER_RW_FOR_WRITE = 1, MXUSER_RW_LOCKED = 2 };
 gboolean MXUser_IsCurThreadHoldingRWLock(const MXUserRWLock *lock, guint32 queryType);
 
 /*
- * Condition variables. Each belongs to one exclusive or recursive lock and is destroyed before it. While a thread
- * waits, the lock is free, whatever its count was. Afterwards the thread holds it with the same count. A wait may end
- * early without a reason, so check the condition again.
+ * Condition variables. Each belongs to one exclusive or recursive lock and is destroyed before it. While a
+ * thread waits, the lock is free, whatever its count was. Afterwards the thread holds it with the same count.
+ * A wait may end early without a reason, so check the condition again.
  */
 
 #define MXUSER_WAIT_INFINITE 0xffffffffu
@@ -186,8 +188,8 @@ typedef gboolean (*MXUserMxIsLockedByCurThreadRec)(gpointer mutex);
 typedef void (*MXUserMxSetInPanic)(void);
 typedef gboolean (*MXUserMxInPanic)(void);
 
-/* Installs all functions of a host, each of which may be NULL, for the life of the process. Does nothing if any is
- * installed already. The first two are stored only. */
+/* Installs all functions of a host, each of which may be NULL, for the life of the process. Does nothing if
+ * any is installed already. The first two are stored only. */
 void MXUserInstallMxHooks(MXUserMxLockLister lockLister, MXUserMxCheckRank checkRank,
                           MXUserMxLockRec lockRec, MXUserMxUnlockRec unlockRec,
                           MXUserMxTryLockRec tryLockRec,
@@ -195,7 +197,8 @@ void MXUserInstallMxHooks(MXUserMxLockLister lockLister, MXUserMxCheckRank check
                           MXUserMxSetInPanic setInPanic, MXUserMxInPanic inPanic);
 
 /*
- * Statistics, for hosts that count the use of locks; see mxUserStats.h for the lines. By default nothing is counted.
+ * Statistics, for hosts that count the use of locks; see mxUserStats.h for the lines. By default nothing is
+ * counted.
  */
 
 /**
@@ -226,8 +229,8 @@ void MXUser_SetStatsFunc(gpointer context, guint maxLineLength, gboolean trackHe
 void MXUser_StatisticsControl(double contentionRatioFloor, guint32 contentionCountFloor,
                               guint64 contentionDurationFloor);
 
-/* Reports the locks created since the last report, and the statistics of each lock. Does nothing without a function
- * that receives reports, or while another thread reports, creates or destroys a lock. */
+/* Reports the locks created since the last report, and the statistics of each lock. Does nothing without a
+ * function that receives reports, or while another thread reports, creates or destroys a lock. */
 void MXUser_PerLockData(void);
 
 G_END_DECLS

@@ -84,8 +84,8 @@ void MXUserRemoveFromList(MXUserHeader *header);
 /* Guards the list and the settings of the statistics. */
 MXRecLock *MXUserListLock();
 
-/* Calls a function with each lock of the list, the oldest first. The caller holds the list's lock. The function may
- * create locks. */
+/* Calls a function with each lock of the list, the oldest first. The caller holds the list's lock. The
+ * function may create locks. */
 void MXUserForEachLock(void (*function)(MXUserHeader *header, gpointer data), gpointer data);
 
 /* Writes the lines that the dumps of all kinds have in common. */

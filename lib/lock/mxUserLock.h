@@ -40,7 +40,8 @@ struct MXUserRWLock {
     MXUserLockStats stats;
 };
 
-/* Initialises the header and, unless silent, the statistics of a new lock. Then it puts the lock on the list. */
+/* Initialises the header and, unless silent, the statistics of a new lock. Then it puts the lock on the
+ * list. */
 void MXUserInitLock(MXUserHeader *header, MXUserLockStats *stats, const MXUserKind &kind,
                     const MXUserLockOptions &options);
 
@@ -56,8 +57,8 @@ Lock *MXUserNewLock(const MXUserKind &kind, const MXUserLockOptions &options) {
     return lock;
 }
 
-/* Returns the lock in the storage, after storing what create() returns if there is none. Of several threads that create
- * one, the first to store it wins, and the others destroy() theirs. */
+/* Returns the lock in the storage, after storing what create() returns if there is none. Of several threads
+ * that create one, the first to store it wins, and the others destroy() theirs. */
 template <class Lock, class Create>
 Lock *MXUserSingleton(Lock **storage, Create create, void (*destroy)(Lock *)) {
     std::atomic_ref<Lock *> shared(*storage);

@@ -1,13 +1,13 @@
 /*
  * mxUserLockStats.h -- the optional statistics of a lock
  *
- * A lock has two pointers to records: how it was acquired, and how long it was held. Both are NULL, and its header's
- * statsAction too, until a host attaches records:
+ * A lock has two pointers to records: how it was acquired, and how long it was held. Both are NULL, and its
+ * header's statsAction too, until a host attaches records:
  *
  *   MXUserLockStatsAttach(&lock->header, &lock->stats, action, MXUserHistograms::Now)
  *
- * That may happen while the lock is in use. The records stay until the lock is destroyed. Each call of a lock reads
- * statsAction once, and nothing else while there are no statistics.
+ * That may happen while the lock is in use. The records stay until the lock is destroyed. Each call of a lock
+ * reads statsAction once, and nothing else while there are no statistics.
  *
  * Ownership: the records belong to the lock; MXUserLockStatsFree() releases them.
  * Threads:   any.
@@ -30,8 +30,8 @@ struct MXUserLockStats {
     guint64 heldSince = 0; /* written by the holder; a read-write lock has one per thread */
 };
 
-/* What creation does about statistics: 0 nothing; 1 and 2 call the lock's control operation with the argument 0 and
- * 1. */
+/* What creation does about statistics: 0 nothing; 1 and 2 call the lock's control operation with the argument
+ * 0 and 1. */
 constexpr guint32 MXUserStatsMode() {
     return 0;
 }
@@ -43,8 +43,8 @@ void MXUserLockStatsInit(MXUserHeader *header, MXUserLockStats *stats, guint32 m
 /* When histograms begin; WhenHot: once a report finds that the lock is contended. */
 enum class MXUserHistograms { WhenHot, Now };
 
-/* Begins to count; does nothing if the lock has statistics already. Held times are measured only if the host tracks
- * them. */
+/* Begins to count; does nothing if the lock has statistics already. Held times are measured only if the host
+ * tracks them. */
 void MXUserLockStatsAttach(MXUserHeader *header, MXUserLockStats *stats, MXUserStatsAction action,
                            MXUserHistograms histograms);
 
@@ -67,7 +67,8 @@ struct MXUserAttempt {
 };
 void MXUserLockStatsSampleAcquire(MXUserLockStats *stats, const MXUserAttempt &attempt);
 
-/* Returns the time from which the lock is held, for MXUserLockStatsSampleHeld(); 0 if held times are not measured. */
+/* Returns the time from which the lock is held, for MXUserLockStatsSampleHeld(); 0 if held times are not
+ * measured. */
 guint64 MXUserLockStatsHeldSince(const MXUserLockStats *stats);
 
 /* Adds the time since then to the held times. */

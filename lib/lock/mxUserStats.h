@@ -4,10 +4,10 @@
  *   MXUser: e l=7 t=a c=1200 min=61 max=80211 mean=140 sd=902
  *   MXUser: ce l=7 a=1204 s=1200 sc=31 sct=401220 t=568000
  *
- * "l" is the lock's serial number. In the first line "t" is the quantity, "a" for the time to acquire and "h" for the
- * time held, and "c" is the number of samples. In the second line "a" is the number of attempts, "s" of those that
- * succeeded, "sc" of those that had to wait before, "sct" is the time of these waits and "t" the time of all attempts.
- * Times are nanoseconds.
+ * "l" is the lock's serial number. In the first line "t" is the quantity, "a" for the time to acquire and "h"
+ * for the time held, and "c" is the number of samples. In the second line "a" is the number of attempts, "s"
+ * of those that succeeded, "sc" of those that had to wait before, "sct" is the time of these waits and "t"
+ * the time of all attempts. Times are nanoseconds.
  *
  * Ownership: records are plain memory of the caller.
  * Threads:   the owner guards its records. Settings and lines: any.

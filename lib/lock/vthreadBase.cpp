@@ -111,7 +111,8 @@ guint32 VThreadBaseClaimId() {
     return id;
 }
 
-/* A signal handler could use the identity before it is complete. Only the handlers that report a crash may run. */
+/* A signal handler could use the identity before it is complete. Only the handlers that report a crash may
+ * run. */
 void VThreadBaseBlockSignals(sigset_t *oldMask) {
     sigset_t mask;
     sigfillset(&mask);

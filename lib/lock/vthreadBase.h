@@ -4,14 +4,14 @@
  *   VThreadBase_CurID()    ->  4             the first thread; then 5, 6, ...
  *   VThreadBase_CurName()  ->  "vthread-4"   until VThreadBase_SetName()
  *
- * A thread gets both on first use. Its number is free again when it ends, and the next new thread gets the lowest free
- * one. So numbers stay small enough to index tables.
+ * A thread gets both on first use. Its number is free again when it ends, and the next new thread gets the
+ * lowest free one. So numbers stay small enough to index tables.
  *
- * Ownership: the record of a thread belongs to this module, which releases it when the thread ends. A host that uses
- *            records of its own installs functions for both with VThreadBase_SetNoIDFunc().
+ * Ownership: the record of a thread belongs to this module, which releases it when the thread ends. A host
+ *            that uses records of its own installs functions for both with VThreadBase_SetNoIDFunc().
  * Errors:    running out of numbers or keys ends the process.
- * Threads:   each call concerns the calling thread. Once a thread has its identity, reading it is safe in signal
- *            handlers too.
+ * Threads:   each call concerns the calling thread. Once a thread has its identity, reading it is safe in
+ *            signal handlers too.
  */
 #pragma once
 
@@ -30,11 +30,12 @@ typedef struct VThreadBaseData {
     gint32 signalNestCount; /* depth of signal handlers; accessed atomically */
 } VThreadBaseData;
 
-/* Gives the calling thread a record by VThreadBase_InitWithTLS(). Called on the thread's first use, possibly in a signal
- * handler. */
+/* Gives the calling thread a record by VThreadBase_InitWithTLS(). Called on the thread's first use, possibly
+ * in a signal handler. */
 typedef void (*VThreadBaseNoIDFunc)(void);
 
-/* Releases the record of a thread that ends. Meanwhile the thread still has its identity, so that it can log. */
+/* Releases the record of a thread that ends. Meanwhile the thread still has its identity, so that it can
+ * log. */
 typedef void (*VThreadBaseFreeIDFunc)(VThreadBaseData *record);
 
 guint32 VThreadBase_CurID(void);
@@ -42,8 +43,8 @@ guint32 VThreadBase_CurID(void);
 /**
  * VThreadBase_CurName:
  *
- * Returns: (transfer none): the name, valid until the thread changes it or ends; "host-" and a number while the thread
- *   is getting its identity
+ * Returns: (transfer none): the name, valid until the thread changes it or ends; "host-" and a number while
+ *   the thread is getting its identity
  */
 const char *VThreadBase_CurName(void);
 
@@ -54,8 +55,8 @@ void VThreadBase_SetName(const char *name);
  * VThreadBase_InitWithTLS:
  * @record: (transfer full): the identity of the calling thread
  *
- * Returns: %TRUE; %FALSE with a line in the log if the thread has a record already, which it keeps. Then @record still
- *   belongs to the caller
+ * Returns: %TRUE; %FALSE with a line in the log if the thread has a record already, which it keeps. Then
+ *   @record still belongs to the caller
  */
 gboolean VThreadBase_InitWithTLS(VThreadBaseData *record);
 

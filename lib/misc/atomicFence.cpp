@@ -7,12 +7,12 @@ constinit std::atomic<bool> AtomicUseFence = false;
 
 namespace {
 
-constinit std::atomic<bool> hasLooked = false;
+constinit std::atomic<bool> isIdentified = false;
 
 } // namespace
 
 void AtomicInitFence() {
-    if (hasLooked.load(std::memory_order_acquire))
+    if (isIdentified.load(std::memory_order_acquire))
         return;
     unsigned highest = 0;
     unsigned maker[3] = {};
@@ -24,7 +24,7 @@ void AtomicInitFence() {
         memcpy(letters, maker, sizeof letters);
         AtomicUseFence.store(AtomicNeedsFence(letters, family), std::memory_order_relaxed);
     }
-    hasLooked.store(true, std::memory_order_release);
+    isIdentified.store(true, std::memory_order_release);
 }
 
 bool AtomicNeedsFence(const char maker[12], guint32 family) {

@@ -1,14 +1,13 @@
 /*
- * atomicFence.h -- the read-modify-write operations of the foundation, right on early 64-bit processors too
+ * atomicFence.h -- atomic read-modify-write operations that are also correct on early 64-bit AMD processors
  *
- * On some early 64-bit AMD processors, reads that follow a locked operation may pass it. There,
- * each such operation is followed by a load fence; elsewhere the price is a branch not taken.
+ * On some of these processors a read may be executed before a locked operation that precedes it. There a load
+ * fence follows each such operation. On other processors the cost is a branch that is not taken.
  *
  *   if (Atomic_CompareExchange(&storage, &found, made)) ...
  *
- * Ownership: none is touched.
- * Threads:   any. AtomicInitFence() runs once the first thread asks for its identity; until then
- *            there is one thread, or one that has not met a lock yet, and no fence is needed.
+ * Threads:   any. AtomicInitFence() runs when the first thread gets its identity. Before that no lock has
+ *            been shared between threads, so no fence is required.
  */
 #pragma once
 
@@ -17,13 +16,13 @@
 
 #include <glib.h>
 
-extern std::atomic<bool> AtomicUseFence; /* this processor needs the fence */
+extern std::atomic<bool> AtomicUseFence; /* this processor requires the fence */
 
-/* Looks at the processor, once, and sets AtomicUseFence. */
+/* Identifies the processor, once, and sets AtomicUseFence. */
 void AtomicInitFence();
 
-/* Whether a processor needs the fence: what cpuid says in leaf 0 (ebx, edx, ecx: its maker in
- * twelve letters) and leaf 1 (eax: family and model). */
+/* Returns whether a processor requires the fence, given the twelve letters of its maker (leaf 0 of cpuid:
+ * ebx, edx, ecx) and its family and model (leaf 1: eax). */
 bool AtomicNeedsFence(const char maker[12], guint32 family);
 
 inline void AtomicFence() {
@@ -31,7 +30,7 @@ inline void AtomicFence() {
         __builtin_ia32_lfence();
 }
 
-/* Adds; the value before. */
+/* Adds. Returns the value before. */
 template <class T> T Atomic_FetchAdd(std::atomic<T> *where, std::type_identity_t<T> value,
                                      std::memory_order order = std::memory_order_seq_cst) {
     const T before = where->fetch_add(value, order);
@@ -39,7 +38,7 @@ template <class T> T Atomic_FetchAdd(std::atomic<T> *where, std::type_identity_t
     return before;
 }
 
-/* Stores; the value before. */
+/* Stores. Returns the value before. */
 template <class T> T Atomic_Exchange(std::atomic<T> *where, std::type_identity_t<T> value,
                                      std::memory_order order = std::memory_order_seq_cst) {
     const T before = where->exchange(value, order);
@@ -47,7 +46,8 @@ template <class T> T Atomic_Exchange(std::atomic<T> *where, std::type_identity_t
     return before;
 }
 
-/* Stores if *expected is there; otherwise *expected becomes what is. Also for a std::atomic_ref. */
+/* Stores if the value is *expected; otherwise sets *expected to the value. Returns whether it stored. Also
+ * for a std::atomic_ref. */
 template <class Where, class T, class U>
 bool Atomic_CompareExchange(Where *where, T *expected, U desired) {
     const bool isDone = where->compare_exchange_strong(*expected, desired);

@@ -13,7 +13,7 @@ bool CodeSetIsAscii(std::string_view charset) {
            charset == "646";
 }
 
-gboolean CodeSetHandOut(void *converted, gsize size, void **result, gsize *resultSize) {
+gboolean CodeSetStoreResult(void *converted, gsize size, void **result, gsize *resultSize) {
     *result = converted;
     if (resultSize != nullptr)
         *resultSize = size;
@@ -34,7 +34,7 @@ gboolean CodeSet_Utf8ToCurrent(const char *text, gsize size, char **result, gsiz
             bytes = g_convert(text, size, charset, "UTF-8", nullptr, &converted, nullptr);
         }
     }
-    return CodeSetHandOut(bytes, converted, reinterpret_cast<void **>(result), resultSize);
+    return CodeSetStoreResult(bytes, converted, reinterpret_cast<void **>(result), resultSize);
 }
 
 gboolean CodeSet_Utf8ToUtf16le(const char *text, gsize size, gunichar2 **result,
@@ -45,8 +45,8 @@ gboolean CodeSet_Utf8ToUtf16le(const char *text, gsize size, gunichar2 **result,
         converted = g_utf8_to_utf16(text, size, nullptr, &units, nullptr);
     for (glong i = 0; i < units; i++)
         converted[i] = GUINT16_TO_LE(converted[i]);
-    return CodeSetHandOut(converted, units * sizeof *converted, reinterpret_cast<void **>(result),
-                          resultSize);
+    return CodeSetStoreResult(converted, units * sizeof *converted,
+                              reinterpret_cast<void **>(result), resultSize);
 }
 
 char *CodeSet_GetAltPathName(const gunichar2 *) {

@@ -1,14 +1,15 @@
 /*
- * codeSet.h -- UTF-8, in which the library keeps all text, and the encodings of the world around it
+ * codeSet.h -- conversion between UTF-8, the encoding of all text in the library, and other encodings
  *
- *   CodeSet_Utf8ToCurrent("/srv/Schlüssel.pem", ...)    ->   the bytes that open() wants
+ *   CodeSet_Utf8ToCurrent("/srv/Schlüssel.pem", ...)    ->   the bytes for open()
  *
- * The current encoding is the locale's. In a process that never called setlocale(), and in the locales "C" and
- * "POSIX", it is UTF-8 too: file names are bytes to the kernel, and UTF-8 is what they are elsewhere.
+ * The current encoding is the one of the locale. In the locales "C" and "POSIX", which are also those of a
+ * process that never called setlocale(), it is UTF-8: the kernel takes file names as bytes, and other
+ * programs write UTF-8.
  *
- * Ownership: results are the caller's, to be released with g_free().
- * Errors:    text that is no UTF-8, or that the other encoding cannot say, is refused as a whole.
- * Threads:   any, while none changes the locale.
+ * Ownership: the caller releases results with g_free().
+ * Errors:    text that is not valid UTF-8, or has no form in the other encoding, is refused as a whole.
+ * Threads:   any, unless one of them changes the locale.
  */
 #pragma once
 
@@ -19,9 +20,9 @@ G_BEGIN_DECLS
 /**
  * CodeSet_Utf8ToCurrent:
  * @text: (array length=size): the text, without embedded NULs
- * @size: number of bytes, without the closing NUL
- * @result: (out) (transfer full) (nullable): the text with a NUL behind it; %NULL after a failure
- * @resultSize: (out) (optional): number of bytes of @result, without the closing NUL; 0 after a failure
+ * @size: number of bytes, without the terminating NUL
+ * @result: (out) (transfer full) (nullable): the text, NUL-terminated; %NULL after a failure
+ * @resultSize: (out) (optional): number of bytes of @result, without the terminating NUL; 0 after a failure
  *
  * Returns: whether the text could be converted
  */
@@ -30,10 +31,10 @@ gboolean CodeSet_Utf8ToCurrent(const char *text, gsize size, char **result, gsiz
 /**
  * CodeSet_Utf8ToUtf16le:
  * @text: (array length=size): the text
- * @size: number of bytes, without the closing NUL
- * @result: (out) (transfer full) (nullable): the units in little-endian order, a 0 behind them; %NULL
+ * @size: number of bytes, without the terminating NUL
+ * @result: (out) (transfer full) (nullable): the units in little-endian order, 0-terminated; %NULL
  *   after a failure
- * @resultSize: (out) (optional): number of bytes of @result, without the closing 0; 0 after a failure
+ * @resultSize: (out) (optional): number of bytes of @result, without the terminating 0; 0 after a failure
  *
  * Returns: whether the text could be converted
  */
@@ -41,11 +42,11 @@ gboolean CodeSet_Utf8ToUtf16le(const char *text, gsize size, gunichar2 **result,
 
 /**
  * CodeSet_GetAltPathName:
- * @path: a path as UTF-16LE units, ended by a 0
+ * @path: a path as UTF-16LE units, 0-terminated
  *
- * The other name, in plain ASCII, that some file systems keep for a file. Those of Linux keep none.
+ * Some file systems store a second name in plain ASCII for each file. Those of Linux do not.
  *
- * Returns: (transfer full) (nullable): that name; always %NULL on this platform
+ * Returns: (transfer full) (nullable): the second name; always %NULL on this platform
  */
 char *CodeSet_GetAltPathName(const gunichar2 *path);
 

@@ -4,7 +4,7 @@
 
 namespace {
 
-/* Takes the text up to the next separator off the front, and the separator with it. */
+/* Removes the first component and its separator from the text, and returns the component. */
 std::string_view TakeComponent(std::string_view *rest) {
     const size_t end = rest->find('.');
     const std::string_view component = rest->substr(0, end);
@@ -12,7 +12,7 @@ std::string_view TakeComponent(std::string_view *rest) {
     return component;
 }
 
-/* Takes the digits off the front, and gives them without leading zeros. */
+/* Removes the digits at the beginning, and returns them without leading zeros. */
 std::string_view TakeNumber(std::string_view *text) {
     size_t end = 0;
     while (end < text->size() && g_ascii_isdigit((*text)[end]))
@@ -30,7 +30,7 @@ gint CompareNumbers(std::string_view first, std::string_view second) {
     return first.compare(second);
 }
 
-/* Numbers and other characters by turns, as they stand. */
+/* Compares numbers and other characters in turn. */
 gint CompareComponents(std::string_view first, std::string_view second) {
     do {
         const gint numbers = CompareNumbers(TakeNumber(&first), TakeNumber(&second));

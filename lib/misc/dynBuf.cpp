@@ -7,7 +7,7 @@
 namespace {
 
 constexpr gsize kFirstSize = 256;
-/* Slack that is not worth giving back when a text is detached, in bytes. */
+/* Unused bytes that are not worth a reallocation when a text is detached. */
 constexpr gsize kMaxSlack = 4096;
 
 } // namespace
@@ -40,7 +40,7 @@ gboolean DynBuf_Append(DynBuf *buffer, const void *data, gsize size) {
     const gsize needed = buffer->size + size;
     if (needed > buffer->allocated) {
         const gsize doubled = buffer->allocated > G_MAXSIZE / 2 ? G_MAXSIZE : buffer->allocated * 2;
-        /* short of memory for the double, the exact size may still fit */
+        /* where the doubled size does not fit into memory, the exact size may */
         if (!DynBuf_Reserve(buffer, std::max({needed, doubled, kFirstSize})) &&
             !DynBuf_Reserve(buffer, needed))
             return FALSE;

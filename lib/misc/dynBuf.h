@@ -6,11 +6,12 @@
  *   if (!DynBuf_Append(&buffer, bytes, count)) ...
  *   char *text = DynBuf_DetachText(&buffer, &size);
  *
- * Grows by doubling, so that appending a byte at a time costs no more than copying twice.
+ * The allocated size doubles when it is exhausted, so appending byte by byte copies each byte twice at most
+ * on average.
  *
- * Ownership: the buffer owns its bytes until they are detached or it is destroyed; what was detached is
- *            the caller's, to be released with free().
- * Errors:    what needs memory returns FALSE when there is none, and the contents then stay as they were.
+ * Ownership: the buffer owns its bytes until they are detached or it is destroyed. The caller releases
+ *            detached bytes with free().
+ * Errors:    without memory a function returns FALSE and leaves the contents unchanged.
  * Threads:   a buffer belongs to one thread at a time.
  */
 #pragma once
@@ -20,20 +21,20 @@
 G_BEGIN_DECLS
 
 typedef struct {
-    char *data;      /* NULL while nothing was allocated */
+    char *data;      /* NULL before the first allocation */
     gsize size;      /* bytes in use */
-    gsize allocated; /* bytes there is room for */
+    gsize allocated; /* room, in bytes */
 } DynBuf;
 
 void DynBuf_Init(DynBuf *buffer);
 
-/* Releases the bytes; the buffer is then empty and can be used again. */
+/* Releases the bytes. The buffer is empty afterwards and can be used again. */
 void DynBuf_Destroy(DynBuf *buffer);
 
 /**
  * DynBuf_Reserve:
  * @buffer: the buffer
- * @allocated: how many bytes there shall be room for in all
+ * @allocated: the total room required, in bytes
  *
  * Returns: %FALSE without memory
  */
@@ -42,7 +43,7 @@ gboolean DynBuf_Reserve(DynBuf *buffer, gsize allocated);
 /**
  * DynBuf_Append:
  * @buffer: the buffer
- * @data: (array length=size) (nullable): what to append, from outside the buffer; %NULL only if @size is 0
+ * @data: (array length=size) (nullable): the bytes, which are not part of the buffer; %NULL only if @size is 0
  * @size: number of bytes
  *
  * Returns: %FALSE without memory
@@ -55,12 +56,12 @@ gboolean DynBuf_AppendString(DynBuf *buffer, const char *text);
 /**
  * DynBuf_DetachText:
  * @buffer: the buffer, empty afterwards
- * @size: (out) (optional): number of bytes, without the closing NUL
+ * @size: (out) (optional): number of bytes, without the terminating NUL
  *
- * Hands out the bytes with a NUL behind them, without copying them. Inner NULs stay as they are.
+ * Passes the bytes with a terminating NUL to the caller, without copying them. NULs inside stay.
  *
- * Returns: (transfer full) (nullable): the text, never %NULL for want of bytes; %NULL without memory, and
- *   the buffer then keeps what it has
+ * Returns: (transfer full) (nullable): the text, also of an empty buffer; %NULL without memory, and the
+ *   buffer then keeps its contents
  */
 char *DynBuf_DetachText(DynBuf *buffer, gsize *size);
 

@@ -1,9 +1,10 @@
 /*
- * glibPtr.h -- owners for what GLib, libxml2 and malloc() hand out: released on every path out of a scope
+ * glibPtr.h -- owners for objects of GLib, libxml2 and malloc(), which are released on every path out of a
+ * scope
  *
  *   GPtr<char> text(g_strdup("x"));     ObjectPtr<GObject> object(...);     XmlDocPtr doc(...);
  *
- * Leave by .release() to hand the thing on.
+ * .release() passes the object to another owner.
  */
 #pragma once
 
@@ -25,3 +26,21 @@ struct FreeGString {
     void operator()(GString *text) const { g_string_free(text, TRUE); }
 };
 using GStringPtr = std::unique_ptr<GString, FreeGString>;
+
+struct FreeValueArray {
+    void operator()(GValueArray *array) const { g_value_array_free(array); }
+};
+using ValueArrayPtr = std::unique_ptr<GValueArray, FreeValueArray>;
+
+/* A value that is unset when the scope ends; zeroed, or of a type. */
+struct ScopedValue {
+    GValue value = G_VALUE_INIT;
+    ScopedValue() = default;
+    explicit ScopedValue(GType type) { g_value_init(&value, type); }
+    ~ScopedValue() {
+        if (G_IS_VALUE(&value))
+            g_value_unset(&value);
+    }
+    ScopedValue(const ScopedValue &) = delete;
+    ScopedValue &operator=(const ScopedValue &) = delete;
+};

@@ -1,6 +1,5 @@
-// A chain per bucket, newest entry first. Everything another thread may see change is atomic: the
-// heads of the chains, the values, the count. "next" and "key" are set before an entry is
-// published.
+// A chain per bucket, newest entry first. What another thread may read while it changes is atomic: the heads
+// of the chains, the values, the count. "next" and "key" are set before an entry is published.
 #include "lib/misc/hashTable.h"
 
 #include <atomic>
@@ -66,7 +65,7 @@ guint32 HashTableHashKey(const HashTable *table, gconstpointer key) {
 
 Bucket *HashTableBucket(const HashTable *table, gconstpointer key) {
     if (table->numBits == 0)
-        return table->buckets; /* nothing to fold to: the loop below would not end */
+        return table->buckets; /* the loop below would not end */
     const guint32 mask = table->numEntries - 1;
     guint32 hash = HashTableHashKey(table, key);
     while (hash > mask)
@@ -116,8 +115,7 @@ void HashTableFreeValue(const HashTable *table, gpointer value) {
         table->freeEntryFn(value);
 }
 
-/* Puts an entry in front of the head that was seen; false if another thread has changed it since.
- */
+/* Puts an entry in front of the given head. Returns false if another thread has changed the head since. */
 bool HashTablePublish(const HashTable *table, Bucket *bucket, HashTableEntry *head,
                       HashTableEntry *entry) {
     entry->next = head;
@@ -135,7 +133,7 @@ void HashTableCount(HashTable *table, gssize change) {
                                  std::memory_order_relaxed);
 }
 
-/* The entry that has the key; NULL if it was added now. */
+/* Returns the entry with the key; NULL if it was added now. */
 HashTableEntry *HashTableLookupOrInsert(HashTable *table, gconstpointer key, gpointer value) {
     Bucket *bucket = HashTableBucket(table, key);
     HashTableEntry *prepared = nullptr;
@@ -156,7 +154,7 @@ HashTableEntry *HashTableLookupOrInsert(HashTable *table, gconstpointer key, gpo
     }
 }
 
-/* Calls a function with each entry, in order of buckets, until one answers non-zero. */
+/* Calls a function with each entry, in order of buckets, until it returns non-zero. */
 template <class Function> gint HashTableVisit(const HashTable *table, Function function) {
     for (guint32 i = 0; i < table->numEntries; i++) {
         HashTableEntry *entry = table->buckets[i].load(std::memory_order_acquire);
@@ -170,7 +168,7 @@ template <class Function> gint HashTableVisit(const HashTable *table, Function f
     return 0;
 }
 
-/* An array with room for one pointer per entry; NULL for an empty table. */
+/* Returns an array with room for one pointer per entry; NULL for an empty table. */
 template <class T> T *HashTableNewArray(const HashTable *table) {
     const gsize count = HashTable_GetNumElements(table);
     return count == 0 ? nullptr : static_cast<T *>(UtilSafeCalloc0(count, sizeof(T)));

@@ -1,20 +1,21 @@
 /*
- * hashTable.h -- a chained hash table for text, text in any case, and numbers or pointers
+ * hashTable.h -- a chained hash table whose keys are texts, case-insensitive texts, or numbers
  *
  *   HashTable *ages = HashTable_Alloc(16, HASHTABLE_STRING | HASHTABLE_COPYKEY, NULL);
  *   HashTable_Insert(ages, "Eve", GINT_TO_POINTER(34));
  *   if (HashTable_Lookup(ages, "Eve", &value)) ...
  *
- * The number of buckets is fixed. Numbers are given as pointers (GINT_TO_POINTER). "Any case" means
- * the letters of ASCII, whatever the locale is.
+ * The number of buckets is fixed. Numbers are passed as pointers (GINT_TO_POINTER). Only the letters of ASCII
+ * are compared case-insensitively, in any locale.
  *
- * Ownership: keys stay the caller's and must outlive their entry, unless HASHTABLE_COPYKEY is
- * given. Values belong to the table if it has a freeEntryFn: it is called once for each value that
- *            leaves the table without being handed out.
- * Errors:    lack of memory ends the process; so does a table that cannot be (HashTable_Alloc).
- * Threads:   none of it takes a lock. With HASHTABLE_ATOMIC any number of threads may look up,
- * insert and replace at once; deleting, clearing, freeing and visiting need the table to
- *            themselves, and a replaced value must not be in use if freeEntryFn releases it.
+ * Ownership: keys belong to the caller and must outlive their entries, unless HASHTABLE_COPYKEY is given.
+ *            Values belong to the table if it has a freeEntryFn, which is called once for each value that
+ *            leaves the table without being passed to the caller.
+ * Errors:    lack of memory and invalid arguments of HashTable_Alloc() end the process.
+ * Threads:   no function takes a lock. With HASHTABLE_ATOMIC any number of threads may look up, insert and
+ *            replace at the same time. Deleting, clearing, freeing and visiting require that no other thread
+ *            uses the table. If freeEntryFn releases values, no thread may still use a value that is
+ *            replaced.
  */
 #pragma once
 
@@ -26,21 +27,21 @@ typedef struct HashTable HashTable;
 
 enum {
     HASHTABLE_STRING = 0,
-    HASHTABLE_ISTRING = 1, /* text, in any case */
-    HASHTABLE_INT = 2,     /* a number or an address */
+    HASHTABLE_ISTRING = 1, /* text, case-insensitive */
+    HASHTABLE_INT = 2,     /* number or address */
     HASHTABLE_ATOMIC = 8,
     HASHTABLE_COPYKEY = 16, /* text keys are copied, and freed with their entry */
 };
 
 typedef void (*HashTableFreeEntryFn)(gpointer value);
 
-/* A non-zero result ends the visit. */
+/* A non-zero result ends the iteration. */
 typedef gint (*HashTableForEachFn)(gconstpointer key, gpointer value, gpointer data);
 
 /**
  * HashTable_Alloc:
  * @buckets: number of buckets, a power of two
- * @flags: one of the kinds of key, with HASHTABLE_ATOMIC and HASHTABLE_COPYKEY if wanted
+ * @flags: one of the kinds of key, optionally with HASHTABLE_ATOMIC and HASHTABLE_COPYKEY
  * @freeEntryFn: (nullable): releases a value
  *
  * Returns: (transfer full): an empty table
@@ -49,12 +50,12 @@ HashTable *HashTable_Alloc(guint buckets, gint flags, HashTableFreeEntryFn freeE
 
 /**
  * HashTable_AllocOnce:
- * @storage: where the table is kept; %NULL before the first call
+ * @storage: the caller's pointer to the table; %NULL before the first call
  * @buckets: as for HashTable_Alloc()
  * @flags: as for HashTable_Alloc()
  * @freeEntryFn: (nullable): as for HashTable_Alloc()
  *
- * Makes a table on first use. Several threads may call at once; all get the same table.
+ * Creates the table on first use. Several threads may call at the same time; all get the same table.
  *
  * Returns: (transfer none): the table in @storage
  */
@@ -64,12 +65,12 @@ HashTable *HashTable_AllocOnce(HashTable **storage, guint buckets, gint flags,
 /* Frees a table with all its entries. %NULL is allowed. */
 void HashTable_Free(HashTable *table);
 
-/* The same for an atomic table: the caller vouches that no other thread can reach it any more. */
+/* The same for an atomic table. The caller guarantees that no other thread can reach it any more. */
 void HashTable_FreeUnsafe(HashTable *table);
 
 void HashTable_Clear(HashTable *table);
 
-/* Adds an entry; %FALSE, with nothing changed, if the key is there. */
+/* Adds an entry. Returns %FALSE and changes nothing if the key is present. */
 gboolean HashTable_Insert(HashTable *table, gconstpointer key, gpointer value);
 
 /**
@@ -78,7 +79,7 @@ gboolean HashTable_Insert(HashTable *table, gconstpointer key, gpointer value);
  * @key: the key
  * @value: (out) (optional) (transfer none): its value; %NULL if there is no such key
  *
- * Returns: whether the key is there
+ * Returns: whether the key is present
  */
 gboolean HashTable_Lookup(const HashTable *table, gconstpointer key, gpointer *value);
 
@@ -86,43 +87,42 @@ gboolean HashTable_Lookup(const HashTable *table, gconstpointer key, gpointer *v
  * HashTable_LookupOrInsert:
  * @table: the table
  * @key: the key
- * @value: value to add if the key is not there; otherwise it stays the caller's
+ * @value: value to add if the key is absent; otherwise it still belongs to the caller
  *
  * Returns: (transfer none): the value that is in the table afterwards
  */
 gpointer HashTable_LookupOrInsert(HashTable *table, gconstpointer key, gpointer value);
 
-/* Sets the value of a key. %TRUE if the key was there; its old value goes to freeEntryFn. */
+/* Sets the value of a key. Returns %TRUE if the key was present; its old value goes to freeEntryFn. */
 gboolean HashTable_ReplaceOrInsert(HashTable *table, gconstpointer key, gpointer value);
 
-/* Sets the value of a key whose value is oldValue, which then goes to freeEntryFn. %FALSE, with
- * nothing changed, if the key is absent or has another value. */
+/* Sets the value of a key whose value is oldValue, which then goes to freeEntryFn. Returns %FALSE and changes
+ * nothing if the key is absent or has another value. */
 gboolean HashTable_ReplaceIfEqual(HashTable *table, gconstpointer key, gpointer oldValue,
                                   gpointer newValue);
 
-/* Removes an entry; %FALSE if there is none. */
+/* Removes an entry. Returns %FALSE if there is none. */
 gboolean HashTable_Delete(HashTable *table, gconstpointer key);
 
 /**
  * HashTable_LookupAndDelete:
  * @table: the table
  * @key: the key
- * @value: (out) (optional) (transfer full): the value that was there, which is then not freed;
- * %NULL if there is no such key
+ * @value: (out) (optional) (transfer full): the value of the entry, which is then not freed; %NULL if there
+ *   is no such key
  *
- * Returns: whether the key was there
+ * Returns: whether the key was present
  */
 gboolean HashTable_LookupAndDelete(HashTable *table, gconstpointer key, gpointer *value);
 
-/* A hint while other threads insert. */
+/* Returns the number of entries, which is approximate while other threads insert. */
 gsize HashTable_GetNumElements(const HashTable *table);
 
 /**
  * HashTable_ForEach:
  * @table: the table
- * @callback: (scope call): called for each entry, in order of buckets; may delete the entry it is
- * given
- * @data: handed to @callback
+ * @callback: (scope call): called for each entry, in order of buckets; may delete its entry
+ * @data: passed to @callback
  *
  * Returns: the first result of @callback that is not zero; 0 if there was none
  */

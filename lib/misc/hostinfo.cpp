@@ -15,8 +15,8 @@ char *Hostinfo_GetLibraryPath(const void *address) {
     link_map *object = nullptr;
     if (dladdr1(address, &info, reinterpret_cast<void **>(&object), RTLD_DL_LINKMAP) == 0)
         return nullptr;
-    // The program itself has no name there. What dladdr() says of it is argv[0], which need not be a path:
-    // looked up from the current directory it may be anybody's file.
+    // The program itself has an empty name there. The name in info is argv[0], which need not be a path:
+    // resolved from the current directory it could be any file.
     if (object->l_name[0] == '\0')
         return Hostinfo_GetModulePath(0);
     return realpath(object->l_name, nullptr);

@@ -1,11 +1,11 @@
 /*
- * hostinfo.h -- where the running code came from
+ * hostinfo.h -- paths of the running program and of its libraries
  *
  *   Hostinfo_GetLibraryPath((void *)&SomeFunctionOfTheLibrary)   ->   "/usr/lib/halden/liborvane.so.1.0.0"
  *   Hostinfo_GetModulePath(0)                                    ->   "/usr/bin/orvane"
  *
- * Ownership: results are the caller's, to be released with free().
- * Errors:    NULL if it cannot be found out.
+ * Ownership: the caller releases results with free().
+ * Errors:    NULL if the path cannot be determined.
  * Threads:   any.
  */
 #pragma once
@@ -25,7 +25,7 @@ char *Hostinfo_GetLibraryPath(const void *address);
 
 /**
  * Hostinfo_GetModulePath:
- * @asSuperUser: not 0 to ask with root's rights where the process can have them
+ * @asSuperUser: not 0: read the path with root's rights, if the process may have them
  *
  * Returns: (transfer full) (nullable): the absolute path of the running program
  */

@@ -10,7 +10,7 @@ namespace {
 
 constexpr uid_t kUnchanged = static_cast<uid_t>(-1);
 
-/* By the bare system call: the C library's function would change all threads. */
+/* The plain system call, since the C library's function changes all threads. */
 bool IdSetEffectiveUser(uid_t user) {
     return syscall(SYS_setresuid, kUnchanged, user, kUnchanged) == 0;
 }

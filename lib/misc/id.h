@@ -1,11 +1,11 @@
 /*
- * id.h -- whose rights the process has, and taking back for a moment those that it gave up
+ * id.h -- the rights of the process, and temporary use of root's rights
  *
  *   const uid_t before = Id_BeginSuperUser();
  *   ... open a file that only root may read ...
  *   Id_EndSuperUser(before);
  *
- * Threads: rights are taken for the calling thread alone; the others keep theirs.
+ * Threads: only the rights of the calling thread change.
  */
 #pragma once
 
@@ -15,21 +15,22 @@
 
 G_BEGIN_DECLS
 
-/* Whether the process has rights that whoever started it need not have: set-uid, set-gid or by a file's
- * capabilities. Such a process does not take code or settings from where its user can put them. */
+/* Returns whether the process may have rights that its user does not have: by set-uid, set-gid or the
+ * capabilities of a file. Such a process must not take code or settings from places that its user can write
+ * to. */
 gboolean Id_IsSetUGid(void);
 
 /**
  * Id_BeginSuperUser:
  *
- * Makes the thread's effective user root, if the process may: a program that was started by root, or that is
- * set-uid root, and works as somebody else. Without that right nothing changes, and what needs it fails of itself.
+ * Makes root the effective user of the thread, if the process may do so: a program that was started by root
+ * or is set-uid root, and runs as another user. Without that right nothing changes.
  *
- * Returns: what Id_EndSuperUser() wants; (uid_t)-1 if nothing was changed
+ * Returns: the argument for Id_EndSuperUser(); (uid_t)-1 if nothing was changed
  */
 uid_t Id_BeginSuperUser(void);
 
-/* Gives the rights up again. The process ends if that is not possible. */
+/* Restores the former user. Ends the process if that is not possible. */
 void Id_EndSuperUser(uid_t before);
 
 G_END_DECLS

@@ -1,13 +1,13 @@
 /*
- * The ring is an array of small slots. A line takes as many in a row as its text needs; their
- * numbers (tickets) only ever grow, and slot = ticket modulo the number of slots.
+ * The ring is an array of small slots. A line takes as many consecutive slots as its text requires. Their
+ * numbers (tickets) always increase, and slot = ticket modulo the number of slots.
  *
  *   state of a slot:  2 * ticket + 1  while being written  ->  2 * ticket + 2  whole
  *
- * A reader takes the state before and after copying a slot, and believes the copy only if both are
- * those of the ticket it looks for. A writer that finds a slot still being written, by a thread
- * that was overtaken by a whole round, drops its line. So nobody ever waits. The text is kept in
- * atomic words since a reader may look while it changes.
+ * A reader reads the state before and after copying a slot, and uses the copy only if both belong to the
+ * ticket that it looks for. A writer drops its line if a slot is still being written by a thread that is a
+ * whole round behind. So no thread waits. The text is kept in atomic words because a reader may read it while
+ * it changes.
  */
 #include "lib/misc/log.h"
 
@@ -71,7 +71,7 @@ constexpr LevelRow kLevels[] = {
     {LOG_LEVEL_TRIVIA, LOG_LEVEL_TRIVIA, 'I'},   {LOG_LEVEL_DEBUG, LOG_LEVEL_DEBUG_LAST, 'D'},
 };
 
-/* The letter of a level; NUL if it is not known. */
+/* Returns the letter of a level; NUL if the level is unknown. */
 char LogLetter(gint level) {
     for (const LevelRow &row : kLevels) {
         if (level >= row.first && level <= row.last)
@@ -109,11 +109,11 @@ void RingAdd(gint level, bool isContinued, std::string_view line) {
         const SlotHead head{guint8(level), isContinued, guint16(text.size()), guint16(i),
                             guint16(count - 1 - i)};
         if (!RingWriteSlot(ticket + i, head, text))
-            return; /* overtaken: readers see that the line is not whole */
+            return; /* readers see that the line is incomplete */
     }
 }
 
-/* Copies a slot; false if it does not hold this ticket, or not all of it any more. */
+/* Copies a slot. Returns false unless it holds this ticket completely. */
 bool RingReadSlot(guint64 ticket, SlotHead *head, char *text) {
     const Slot &slot = ring.slots[ticket % kNumSlots];
     const guint64 whole = 2 * ticket + 2;
@@ -132,13 +132,13 @@ bool IsControl(guchar byte) {
     return (byte < 0x20 && byte != '\t') || byte == 0x7f;
 }
 
-/* U+0080 to U+009F, which terminals obey like the control bytes */
+/* U+0080 to U+009F, which terminals interpret like the control bytes. */
 bool IsHighControl(std::string_view rest) {
     return rest.size() > 1 && guchar(rest[0]) == 0xc2 && guchar(rest[1]) < 0xa0;
 }
 
-/* A text with its control bytes shown, written into a buffer as far as it goes. */
-std::string_view LogShowControls(std::string_view text, std::span<char> buffer) {
+/* Writes a text with its control bytes escaped, as far as the buffer has room. */
+std::string_view LogEscapeControls(std::string_view text, std::span<char> buffer) {
     constexpr char kDigits[] = "0123456789abcdef";
     size_t used = 0;
     for (size_t i = 0; i < text.size() && used + 4 <= buffer.size(); i++) {
@@ -154,7 +154,7 @@ std::string_view LogShowControls(std::string_view text, std::span<char> buffer) 
     return {buffer.data(), used};
 }
 
-/* Adds each line of a message; the newline at its end makes no empty one. */
+/* Adds each line of a message. A newline at the end adds no empty line. */
 void LogAddLines(gint level, std::string_view message) {
     char shown[kFirstTry * 4];
     for (bool isContinued = false;; isContinued = true) {
@@ -164,7 +164,7 @@ void LogAddLines(gint level, std::string_view message) {
             line.remove_suffix(1);
         const bool isClean = std::ranges::none_of(
             line, [](char c) { return IsControl(guchar(c)) || guchar(c) == 0xc2; });
-        RingAdd(level, isContinued, isClean ? line : LogShowControls(line, shown));
+        RingAdd(level, isContinued, isClean ? line : LogEscapeControls(line, shown));
         if (end == std::string_view::npos || end + 1 == message.size())
             return;
         message.remove_prefix(end + 1);
@@ -233,7 +233,7 @@ void LogRing_ForEach(LogRingFunc function, gpointer data) {
         SlotHead head;
         char text[kSlotText];
         const bool isWhole = RingReadSlot(ticket, &head, text);
-        if (!isWhole || head.slotsBefore == 0) { /* what went before has lost its end */
+        if (!isWhole || head.slotsBefore == 0) { /* the line before is incomplete */
             line.clear();
             slotsRead = 0;
         }

@@ -1,16 +1,16 @@
 /*
- * log.h -- where every module reports what a person may want to read later
+ * log.h -- messages for people, kept in memory
  *
  *   Warning("SSL: no CA file at \"%s\"\n", path);     ->  "W SSL: no CA file at "/etc/x""
  *
- * Nothing is printed. The newest lines stay in a ring in memory of about 56 KiB, where a debugger,
- * a core dump or a test finds them. A call is one message and ends its line. What a peer sent can
- * neither pass for a message of its own nor steer the terminal of whoever reads it: the second and
- * later lines of a message are marked as such, and control bytes inside a line are shown as "\x1b".
+ * Nothing is printed. The newest lines are kept in a ring buffer of about 56 KiB in memory, for debuggers,
+ * core dumps and tests. Each call is one message and ends its line. Text from a peer cannot be mistaken for
+ * another message, nor can it control the terminal of a reader: the second and later lines of a message are
+ * marked, and control bytes are shown as "\x1b".
  *
  * Ownership: formats and arguments are only read.
  * Errors:    none: a line that cannot be kept is dropped. errno is kept.
- * Threads:   any, also while the caller holds locks. Nothing here waits for anything.
+ * Threads:   any, also while the caller holds locks. No function waits.
  */
 #pragma once
 
@@ -38,7 +38,7 @@ void Log(const char *format, ...) G_GNUC_PRINTF(1, 2);
 
 void Warning(const char *format, ...) G_GNUC_PRINTF(1, 2);
 
-/* The audit line: a decision on trust, such as taking a certificate. */
+/* An audit line: a decision on trust, such as accepting a certificate. */
 void Log_Audit(const char *format, ...) G_GNUC_PRINTF(1, 2);
 
 void Log_Level(gint level, const char *format, ...) G_GNUC_PRINTF(2, 3);
@@ -50,16 +50,16 @@ void LogV(gint level, const char *format, va_list arguments) G_GNUC_PRINTF(2, 0)
  * @level: level of the line
  * @isContinued: whether it is the second or a later line of its message
  * @line: the line, without a newline; valid during the call
- * @data: what was given to LogRing_ForEach()
+ * @data: the argument of LogRing_ForEach()
  */
 typedef void (*LogRingFunc)(gint level, gboolean isContinued, const char *line, gpointer data);
 
 /**
  * LogRing_ForEach:
  * @function: (scope call): called for each line that is still kept, oldest first
- * @data: handed to @function
+ * @data: passed to @function
  *
- * Lines that come in meanwhile are not shown.
+ * Lines that are written meanwhile are not included.
  */
 void LogRing_ForEach(LogRingFunc function, gpointer data);
 
@@ -71,7 +71,7 @@ void LogRing_ForEach(LogRingFunc function, gpointer data);
  */
 char *LogRing_Copy(void);
 
-/* Forgets all lines so far. */
+/* Removes all lines. */
 void LogRing_Clear(void);
 
 G_END_DECLS

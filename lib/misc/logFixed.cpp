@@ -12,8 +12,8 @@ constexpr guint32 kFractionBits = 24;
 constexpr guint64 kTwoNumerator = 4004;
 constexpr guint64 kTwoDenominator = 13301;
 
-/* The logarithm to base 2, in units of 2^-24, rounded down. Squaring a number between 1 and 2
- * doubles its logarithm, and brings its next binary digit before the point. */
+/* Returns the logarithm to base 2 in units of 2^-24, rounded down. Squaring a number between 1 and 2 doubles
+ * its logarithm, which moves the next binary digit before the point. */
 guint64 LogFixedBase2(guint64 value) {
     const auto whole = guint32(std::bit_width(value)) - 1;
     guint64 mantissa = value << (63 - whole) >> 32; /* 1 to 2, in units of 2^-31 */

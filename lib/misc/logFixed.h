@@ -3,10 +3,10 @@
  *
  *   LogFixed_Base10(1000, &n, &d)   ->  n / d within a millionth of 3
  *
- * The denominator is the same for all values, so that logarithms compare and subtract by their
- * numerators. No floating point.
+ * The denominator is the same for all values, so numerators can be compared and subtracted. No floating point
+ * is used.
  *
- * Errors:    there is none of 0, which ends the process.
+ * Errors:    a value of 0 ends the process.
  * Threads:   no state; any thread may call.
  */
 #pragma once

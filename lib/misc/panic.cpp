@@ -18,8 +18,8 @@ constexpr size_t kMaxText = 1024;
 
 constinit std::atomic<pid_t> panickingThread = 0;
 
-/* Lets the first thread through. The others wait here for the end; one that comes back, from a
- * signal handler that ran while it was ending, is ended at once. */
+/* Returns in the first thread only. The others wait here for the end of the process. If the first thread
+ * enters again, from a signal handler, the process ends at once. */
 void PanicEnter() {
     const pid_t self = Util_GetCurrentThreadId();
     pid_t first = 0;
@@ -36,7 +36,7 @@ void PanicWrite(const char *text) {
     while (left > 0) {
         const ssize_t count = write(STDERR_FILENO, text, left);
         if (count < 0 && errno != EINTR)
-            return; /* nobody is left to be told */
+            return; /* there is no other place to report to */
         if (count > 0) {
             text += count;
             left -= size_t(count);
@@ -55,6 +55,6 @@ void Panic(const char *format, ...) {
         text[0] = '\0';
     va_end(arguments);
     PanicWrite(text);
-    Log_Level(LOG_LEVEL_ERROR, "PANIC: %s", text); /* for whoever reads the core */
+    Log_Level(LOG_LEVEL_ERROR, "PANIC: %s", text); /* for readers of the core dump */
     abort();
 }

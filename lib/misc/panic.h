@@ -1,15 +1,15 @@
 /*
- * panic.h -- the end of a process whose state is broken, and the checks that lead there
+ * panic.h -- ends a process whose state is broken, and the checks that do so
  *
  *   VERIFY(table != NULL);      ->  stderr: "VERIFY lib/misc/hashTable.cpp:120\n", then SIGABRT
  *
- * The checks stay in release builds. They are for what a correct program cannot do; what the world
- * can do is answered with a result code.
+ * The checks are active in release builds. They are for faults of the program. Faults of the environment are
+ * reported by result codes.
  *
  * Ownership: nothing is allocated.
  * Errors:    none of these returns after a failure.
- * Threads:   any, also while locks are held. If several threads fail at once, one speaks; the
- * others stand still until the process has ended.
+ * Threads:   any, also while locks are held. If several threads fail at the same time, the first one writes
+ *            its text and the others wait for the end of the process.
  */
 #pragma once
 
@@ -19,7 +19,7 @@ G_BEGIN_DECLS
 
 /**
  * Panic:
- * @format: printf() format of the text; no module word, with a newline at the end
+ * @format: printf() format of the text, which ends with a newline and names no module
  *
  * Writes the text, at most 1024 bytes of it, to stderr and ends the process by SIGABRT.
  */
@@ -32,17 +32,17 @@ void Panic(const char *format, ...) G_GNUC_PRINTF(1, 2) G_GNUC_NORETURN;
             Panic("VERIFY %s:%d\n", __FILE__, __LINE__);                                           \
     } while (0)
 
-/* The same, with the number under which the trouble is known. */
+/* The same, with the number of the known problem that the check guards against. */
 #define VERIFY_BUG(bugNr, condition)                                                               \
     do {                                                                                           \
         if (G_UNLIKELY(!(condition)))                                                              \
             Panic("VERIFY %s:%d bugNr=%d\n", __FILE__, __LINE__, bugNr);                           \
     } while (0)
 
-/* A place that no path leads to. */
+/* For code that cannot be reached. */
 #define NOT_REACHED() Panic("NOT_REACHED %s:%d\n", __FILE__, __LINE__)
 
-/* A case that is not served, or a failure that is not meant to happen and has no recovery. */
+/* For a case that is not supported, or a failure that is not expected and cannot be handled. */
 #define NOT_IMPLEMENTED() Panic("NOT_IMPLEMENTED %s:%d\n", __FILE__, __LINE__)
 
 #define PANIC() Panic("PANIC %s:%d\n", __FILE__, __LINE__)

@@ -1,17 +1,17 @@
 /*
- * poll.h -- the front of whatever loop an application brings, for the foundation's own use
+ * poll.h -- an interface to the application's event loop, for use by the foundation
  *
  *   Poll_InitWithImpl(&impl);   Poll_CB_RTime(Tick, NULL, 500000, TRUE, NULL);   Poll_Exit();
  *
- * The session and the transport do not come here: they use the two functions given to
- * orvane_init(). Nothing in the library installs an implementation or runs the loop. All functions
- * but Poll_InitWithImpl() need an implementation; without one they end the process.
+ * The session and the transport do not use it, but the two functions given to orvane_init(). The library
+ * neither installs an implementation nor runs the loop. All functions except Poll_InitWithImpl() end the
+ * process if there is no implementation.
  *
- * Ownership: the table stays the application's and must live until Poll_Exit(). Client data belongs
- *            to whoever registers it.
- * Errors:    what the implementation answers is handed on: 0 for success.
- * Threads:   callbacks run on the thread of the loop. Poll_InitWithImpl() and Poll_Exit() are
- *            called while no other thread is here.
+ * Ownership: the table belongs to the application and must live until Poll_Exit(). Client data belongs to the
+ *            code that registers it.
+ * Errors:    results of the implementation are returned unchanged: 0 for success.
+ * Threads:   callbacks run on the thread of the loop. Poll_InitWithImpl() and Poll_Exit() must not run at the
+ *            same time as other functions of this module.
  */
 #pragma once
 
@@ -29,16 +29,16 @@ typedef struct PollImpl {
     void (*Init)(gpointer initData);
     /* Called by Poll_Exit(). May be NULL. */
     void (*Exit)(void);
-    /* Runs callbacks: once, or if "loop" is set until *exit is set. */
+    /* Runs callbacks: once, or until *exit is set if "loop" is set. */
     void (*LoopTimeout)(guint8 loop, volatile gint *exit, gint pollClass, gint timeout);
     OrvanePollCallback Callback;
     OrvanePollCallbackRemove CallbackRemove;
     /* Removes one registration of a function, whatever its client data is. */
     OrvanePollCallbackRemove CallbackRemoveOneByCB;
-    /* Whether callbacks are run under the lock that was given with them. */
+    /* Returns whether callbacks run with the lock held that was registered with them. */
     gboolean (*LockingEnabled)(void);
 
-    gpointer initData; /* whatever the application passes on to Init */
+    gpointer initData; /* passed to Init */
 } PollImpl;
 
 /* The implementation in use; %NULL for none. */
@@ -47,7 +47,7 @@ extern const PollImpl *pollImpl;
 /* Stores the table and calls its Init. */
 void Poll_InitWithImpl(const PollImpl *impl);
 
-/* Calls Exit and forgets the table. */
+/* Calls Exit and drops the table. */
 void Poll_Exit(void);
 
 /* LoopTimeout with a time-out of 1,000,000. */

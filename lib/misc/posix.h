@@ -1,8 +1,9 @@
 /*
  * posix.h -- system calls that take file names, with names in UTF-8
  *
- * Errors:  as the system call's; a name that cannot be said in the current encoding is a failure, with errno EINVAL.
- * Threads: any, while none changes the locale.
+ * Errors:  those of the system call. A name without a form in the current encoding is a failure, with errno
+ *          EINVAL.
+ * Threads: any, unless one of them changes the locale.
  */
 #pragma once
 

@@ -1,7 +1,7 @@
 /*
- * secret.h -- passwords, keys, tickets and cookies, which are wiped before they are freed
+ * secret.h -- owners of passwords, keys, tickets and cookies that wipe them before they are freed
  *
- *   SecretText password(g_strdup(text));                // wiped on every way out of the scope
+ *   SecretText password(g_strdup(text));                // wiped on every path out of the scope
  *   SecretBlock plain = SecretBlock::Allocate(size);    // the same for bytes; empty without memory
  *   SecretArray<20> digest;                             // the same on the stack
  *
@@ -18,7 +18,7 @@
 
 #include "lib/misc/glibPtr.h"
 
-/* Overwrites the bytes, in a way that the compiler must not drop. */
+/* Overwrites the bytes in a way that the compiler must not remove. */
 inline void Secret_Wipe(void *bytes, gsize size) {
     if (bytes != nullptr)
         explicit_bzero(bytes, size);

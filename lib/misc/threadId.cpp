@@ -15,7 +15,7 @@ constinit std::atomic<bool> hasNoThreadIds = false;
 pid_t Util_GetCurrentThreadId(void) {
     if (!hasNoThreadIds.load(std::memory_order_relaxed)) {
         const int savedErrno = errno;
-        // not gettid(): the library's function promises success, and so has no way to say otherwise
+        // The C library's gettid() cannot report a failure.
         const long id = syscall(SYS_gettid);
         if (id != -1)
             return static_cast<pid_t>(id);

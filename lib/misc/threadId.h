@@ -1,11 +1,11 @@
 /*
  * threadId.h -- the kernel's number of the calling thread
  *
- * The number that top, gdb and /proc show. It is unique among the threads that live now, in all
- * processes; for small numbers that are counted per process, see lib/lock/vthreadBase.h.
+ * It is the number that top, gdb and /proc show, unique among the living threads of all processes. For small
+ * numbers counted per process see lib/lock/vthreadBase.h.
  *
- * Errors:    a kernel without such numbers gives the process's own, for every thread.
- * Threads:   any, also in signal handlers; errno is kept.
+ * Errors:    on a kernel without such numbers, the number of the process.
+ * Threads:   any, also in signal handlers. errno is kept.
  */
 #pragma once
 

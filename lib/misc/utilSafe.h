@@ -1,11 +1,11 @@
 /*
- * utilSafe.h -- allocation that never answers null: lack of memory ends the process
+ * utilSafe.h -- allocation that never returns NULL: lack of memory ends the process
  *
- * For what a program cannot go on without. Where a caller is promised a code, use malloc().
+ * For code that cannot continue without the memory. Use malloc() where the caller is promised a result code.
  *
- * Ownership: results are the caller's, to be released with free().
- * Errors:    Panic("Unrecoverable memory allocation failure\n"). A size of zero that gives null is
- *            no failure; a null text gives null.
+ * Ownership: the caller releases results with free().
+ * Errors:    Panic("Unrecoverable memory allocation failure\n"). NULL for a size of zero is no failure. A
+ *            NULL text gives NULL.
  * Threads:   any.
  */
 #pragma once
@@ -23,7 +23,7 @@ gpointer UtilSafeRealloc0(gpointer pointer, gsize size) G_GNUC_ALLOC_SIZE(2);
 
 char *UtilSafeStrdup0(const char *text) G_GNUC_MALLOC;
 
-/* At most limit bytes of the text, which need not end in a NUL before that. */
+/* Copies at most limit bytes of the text, which need not contain a NUL. */
 char *UtilSafeStrndup0(const char *text, gsize limit) G_GNUC_MALLOC;
 
 G_END_DECLS

@@ -1,5 +1,5 @@
 /*
- * utilSleep.h -- waiting for a while
+ * utilSleep.h -- suspends the calling thread
  */
 #pragma once
 
@@ -7,8 +7,8 @@
 
 G_BEGIN_DECLS
 
-/* Lets the calling thread sleep for at least so many microseconds, whatever signals come in. errno is kept.
- * Nothing up to 0 returns at once. */
+/* Sleeps for at least the given time, also if signals arrive. Returns at once if it is not above 0. errno is
+ * kept. */
 void Util_Usleep(gint64 microseconds);
 
 G_END_DECLS

@@ -1,10 +1,9 @@
 /*
- * xmlErrorScope.h -- what libxml2 says of no parser in particular, caught while a document is read
+ * xmlErrorScope.h -- receives libxml2's errors that belong to no parser while a document is read
  *
- * Most faults go to the handler of the parser that meets them. Bytes that do not fit the encoding
- * that a document claims are reported to the thread's own handler instead, and without one to
- * stderr. For the life of the scope that handler is the given one; then the application has its own
- * back.
+ * libxml2 reports most errors to the handler of the parser. Bytes that are invalid in the declared encoding
+ * of a document are reported to the handler of the thread instead, and without one to stderr. During the
+ * scope that handler is the given one. Afterwards the application's own handler is restored.
  *
  *   const XmlErrorScope scope(OnError, parser);
  *

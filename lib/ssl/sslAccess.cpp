@@ -6,7 +6,7 @@
 
 namespace {
 
-/* Where 1.0.2 keeps what the functions below answer, in bytes, on 64-bit x86. */
+/* Offsets of the fields in 1.0.2 on 64-bit x86, in bytes. */
 constexpr size_t kCertInfo = 0;
 constexpr size_t kCertInfoVersion = 0;
 constexpr size_t kCertInfoValidity = 32;
@@ -26,7 +26,7 @@ constexpr size_t kSSLServer = 56;
 
 constexpr unsigned kNoPartialWildcards = 0x4; /* X509_CHECK_FLAG_NO_PARTIAL_WILDCARDS */
 
-/* The functions, NULL where OpenSSL has none. */
+/* The functions; NULL where OpenSSL has none. */
 struct Functions {
     guint32 (*certExFlags)(X509 *cert);
     guint32 (*certKeyUsage)(X509 *cert);

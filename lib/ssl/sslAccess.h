@@ -1,14 +1,15 @@
 /*
- * sslAccess.h -- what OpenSSL 1.0.2 keeps in fields of its structures, and later versions behind functions
+ * sslAccess.h -- access to what is a field of a structure in OpenSSL 1.0.2 and a function in later versions
  *
  *   X509 + 72 (ex_flags)    <->    X509_get_extension_flags()
  *
- * Each accessor calls the function if the opened OpenSSL has it, and else reads the field where 1.0.2 has it on
- * 64-bit x86. Which of the two is found out once per SSL_Init(), function by function, so that one binary
- * serves both. No other file looks into a structure of OpenSSL.
+ * Each accessor calls the function if the opened OpenSSL has it. Otherwise it reads the field at its offset
+ * in 1.0.2 on 64-bit x86. SSL_Init() determines this for each function, so one binary supports both. No other
+ * file accesses a structure of OpenSSL. The module also has the few functions of OpenSSL that are not among
+ * the thunks.
  *
- * Ownership: said with each function.
- * Threads:   as the OpenSSL object that is asked.
+ * Ownership: documented with each function.
+ * Threads:   those of the OpenSSL object.
  */
 #pragma once
 
@@ -19,24 +20,25 @@
 /* Looks the functions up in an opened libcrypto; called by SSL_Init(), which holds the state lock. */
 void SSLAccess_Resolve(void *libcrypto);
 
-/* Whether OpenSSL hides its structures, as the versions after 1.0.2 do. */
+/* Returns whether OpenSSL hides its structures, as the versions after 1.0.2 do. */
 bool SSLAccess_IsOpaque();
 
-/* EXFLAG_ bits. They are filled by __wrap_X509_check_ca(), which is to be called first. */
+/* Returns EXFLAG_ bits. Call __wrap_X509_check_ca() first, which computes them. */
 guint32 SSLAccess_CertExFlags(X509 *cert);
 
-/* KU_ bits; means something only if the EX flags have EXFLAG_KUSAGE. */
+/* Returns KU_ bits, which are valid only if the EX flags have EXFLAG_KUSAGE. */
 guint32 SSLAccess_CertKeyUsage(X509 *cert);
 
-/* The version field as it stands in the certificate: 2 for version 3, 0 if it is absent. */
+/* Returns the version field of the certificate: 2 for version 3, 0 if it is absent. */
 long SSLAccess_CertVersion(const X509 *cert);
 
-/* The NID of the algorithm of the certificate's signature. */
+/* Returns the NID of the signature's algorithm. */
 int SSLAccess_CertSignatureNid(const X509 *cert);
 
 /*
- * Whether the certificate is for a host name. Only alternative names count if it has a DNS name among them, else
- * common names. A wildcard replaces exactly the first of three or more labels. False without the function.
+ * Whether the certificate is for a host name. Only alternative names count if it has a DNS name among them,
+ * else common names. A wildcard replaces exactly the first of three or more labels. False without the
+ * function.
  */
 bool SSLAccess_CertIsForName(X509 *cert, std::string_view name);
 
@@ -54,22 +56,23 @@ int SSLAccess_CheckCommonNameConstraints(X509 *cert, void *constraints);
 /* Decoded name constraints, X509_get_ext_d2i() of NID_name_constraints. NULL is allowed. */
 void SSLAccess_FreeConstraints(void *constraints);
 
-/* From when to when the certificate is valid; owned by it. */
+/* Return the begin and the end of the validity; owned by the certificate. */
 const ASN1_TIME *SSLAccess_CertNotBefore(const X509 *cert);
 const ASN1_TIME *SSLAccess_CertNotAfter(const X509 *cert);
 
-/* The store that a verification runs on; owned by the verification. */
+/* Returns the store of a verification; owned by the verification. */
 X509_STORE *SSLAccess_VerifyStore(X509_STORE_CTX *storeContext);
 
-/* X509_V_FLAG_ bits of a verification. */
+/* Returns the X509_V_FLAG_ bits of a verification. */
 unsigned long SSLAccess_VerifyFlags(X509_STORE_CTX *storeContext);
 
-/* The ex-data of a store, at an index of its own class. False: no memory, and the data stays the caller's. */
+/* Set and return the ex-data of a store at an index of its class. False: no memory, and the data still
+ * belongs to the caller. */
 bool SSLAccess_SetStoreExData(X509_STORE *store, int index, void *data);
 void *SSLAccess_StoreExData(X509_STORE *store, int index);
 
-/* Gives a DH object its prime and generator, which it then owns. False: both stay the caller's. */
+/* Sets prime and generator of a DH object, which then owns them. False: both still belong to the caller. */
 bool SSLAccess_SetDHParams(DH *dh, BIGNUM *prime, BIGNUM *generator);
 
-/* Tells a connection which side it is, where SSL_get_certificate() depends on that (1.0.2). */
+/* Sets the side of a connection in 1.0.2, where SSL_get_certificate() depends on it. */
 void SSLAccess_SetIsServer(SSL *ssl, bool isServer);

@@ -1,4 +1,4 @@
-// Certificates by themselves: thumbprints, pins, DER forms.
+// Certificates without a connection: thumbprints, pins, DER forms.
 #include <cstring>
 #include <string_view>
 

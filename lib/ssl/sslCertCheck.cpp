@@ -1,4 +1,4 @@
-// The check of older callers, after the handshake.
+// A check for older callers, after the handshake.
 #include <cstring>
 #include <string>
 

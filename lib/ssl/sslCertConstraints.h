@@ -22,7 +22,8 @@ struct SSLConstraintError {
     int depth; /* of the certificate that violates it */
 };
 
-/* Returns the first violation in the chain of a verification. None where OpenSSL itself looks before the walk. */
+/* Returns the first violation in the chain of a verification. None where OpenSSL itself looks before the
+ * walk. */
 SSLConstraintError SSLCertConstraints_Check(X509_STORE_CTX *storeContext);
 
 /* Whether any authority in the chain of a verification has name constraints. */

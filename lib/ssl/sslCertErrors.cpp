@@ -15,7 +15,7 @@
 
 namespace {
 
-/* What SSL_GetCertErrors() and SSL_GetServerCertErrors() judge differently. */
+/* The differences between SSL_GetCertErrors() and SSL_GetServerCertErrors(). */
 struct Rules {
     bool (*isForHost)(X509_STORE_CTX *storeContext, X509 *leaf, const char *host);
     int minCurveBits;
@@ -44,7 +44,7 @@ constexpr FlagPair kPathLength = {SSL_CERT_PATH_LENGTH, SSL_CERT_CHAIN_PATH_LENG
 constexpr FlagPair kUntrusted = {SSL_CERT_UNTRUSTED, SSL_CERT_CHAIN_UNTRUSTED};
 constexpr FlagPair kExtension = {SSL_CERT_CRITICAL_EXTENSION, SSL_CERT_CHAIN_CRITICAL_EXTENSION};
 
-/* By OpenSSL's verify code, from 0 on. */
+/* Indexed by OpenSSL's verify code. */
 constexpr auto kFlags = std::to_array<FlagPair>({
     kNone,                                            /*  0 */
     kUnknown,    kIssuer,     kCrl,       kSignature, /*  1 */
@@ -70,37 +70,38 @@ struct TextRow {
     const char *text;
 };
 constexpr auto kTexts = std::to_array<TextRow>({
-    {SSL_CERT_SELF_SIGNED, "It is signed by itself, so nobody vouches for it."},
-    {SSL_CERT_NAME_MISMATCH, "It belongs to another host name."},
+    {SSL_CERT_SELF_SIGNED, "It is self-signed: no authority has confirmed it."},
+    {SSL_CERT_NAME_MISMATCH, "It is for another host name."},
     {SSL_CERT_CHAIN_TIME, "A certificate above it has expired or is not valid yet."},
     {SSL_CERT_CHAIN_REVOKED, "A certificate above it was revoked."},
     {SSL_CERT_CHAIN_SIGNATURE, "The signature of a certificate above it is wrong."},
     {SSL_CERT_CHAIN_INVALID, "A certificate above it is invalid or must not sign others."},
     {SSL_CERT_CHAIN_ISSUER_UNKNOWN, "The authority at the top of its chain is not known here."},
-    {SSL_CERT_CHAIN_CRL, "Whether a certificate above it was revoked cannot be told."},
+    {SSL_CERT_CHAIN_CRL, "It cannot be checked whether a certificate above it was revoked."},
     {SSL_CERT_CHAIN_PATH_LENGTH, "Its chain is longer than an authority in it allows."},
     {SSL_CERT_CHAIN_UNTRUSTED, "A certificate above it is not trusted for this purpose."},
-    {SSL_CERT_CHAIN_NO_CA, "A certificate above it is not one of an authority."},
-    {SSL_CERT_CHAIN_CRITICAL_EXTENSION, "A certificate above it demands something unknown."},
+    {SSL_CERT_CHAIN_NO_CA, "A certificate above it is not that of an authority."},
+    {SSL_CERT_CHAIN_CRITICAL_EXTENSION,
+     "A certificate above it has a critical extension that is unknown here."},
     {SSL_CERT_TIME, "It has expired or is not valid yet."},
     {SSL_CERT_REVOKED, "It was revoked."},
     {SSL_CERT_SIGNATURE, "Its signature is wrong or cannot be checked."},
     {SSL_CERT_INVALID, "It is invalid or meant for another purpose."},
     {SSL_CERT_ISSUER_UNKNOWN, "The authority that issued it is not known here."},
-    {SSL_CERT_CRL, "Whether it was revoked cannot be told."},
+    {SSL_CERT_CRL, "It cannot be checked whether it was revoked."},
     {SSL_CERT_PATH_LENGTH, "Its chain is too long."},
     {SSL_CERT_UNTRUSTED, "It is not trusted for this purpose."},
     {SSL_CERT_FAILURE, "It could not be checked: no memory, or its key cannot be read."},
     {SSL_CERT_KEY_TOO_SMALL, "Its key is too short."},
-    {SSL_CERT_UNSAFE_DIGEST, "It is signed with a digest that is not safe any more."},
+    {SSL_CERT_UNSAFE_DIGEST, "It is signed with a digest that is no longer safe."},
     {SSL_CERT_OLD_VERSION, "It is older than version 3."},
     {SSL_CERT_NO_SERVER_USAGE, "It is not meant for servers."},
-    {SSL_CERT_CRITICAL_EXTENSION, "It demands something unknown."},
+    {SSL_CERT_CRITICAL_EXTENSION, "It has a critical extension that is unknown here."},
     {SSL_CERT_NAME_CONSTRAINT,
-     "It bears a name that an authority above it is not entitled to certify."},
+     "It contains a name that an authority above it is not entitled to certify."},
     {SSL_CERT_UNKNOWN,
-     "A rule of this machine's OpenSSL is broken, such as too weak a key or signature; the log "
-     "says which."},
+     "It violates a rule of this machine's OpenSSL, for example by a weak key or signature; see "
+     "the log."},
 });
 static_assert(std::ranges::is_sorted(kTexts, {}, &TextRow::flag));
 
@@ -129,14 +130,14 @@ guint64 SSLCheckKeySizeAndAlgorithm(X509 *leaf, const char *host, const Rules &r
     return errors | SSL_CERT_UNSAFE_DIGEST;
 }
 
-/* Those between the leaf and the top must be authorities and may sign certificates. */
+/* The certificates between the leaf and the top must be those of authorities and allow signing certificates. */
 guint64 SSLCheckX509IntermediateCerts(X509_STORE_CTX *storeContext) {
     const OPENSSL_STACK *chain = __wrap_X509_STORE_CTX_get_chain(storeContext);
     const int length = chain != nullptr ? __wrap_sk_num(chain) : 0;
     guint64 errors = 0;
     for (int i = 1; i < length - 1; i++) {
         auto *cert = static_cast<X509 *>(__wrap_sk_value(chain, i));
-        __wrap_X509_check_ca(cert); /* fills in the flags */
+        __wrap_X509_check_ca(cert); /* computes the flags */
         const guint32 flags = SSLAccess_CertExFlags(cert);
         if ((flags & EXFLAG_BCONS) == 0 || (flags & EXFLAG_CA) == 0)
             errors |= SSL_CERT_CHAIN_NO_CA;
@@ -153,8 +154,8 @@ bool IsForHost(X509_STORE_CTX *, X509 *leaf, const char *host) {
            SSL_MatchX509v3SubjectAltNames(leaf, GEN_IPADD, host, length);
 }
 
-/* OpenSSL checks no constraints on a common name without a dot, and 1.0.2 on none at all. Below an authority that has
- * constraints, such a name does not count. */
+/* OpenSSL checks no constraints on a common name without a dot, and 1.0.2 on none at all. Below an authority
+ * that has constraints, such a name does not count. */
 bool IsForServer(X509_STORE_CTX *storeContext, X509 *leaf, const char *host) {
     const bool hasUncheckedForm =
         strchr(host, '.') == nullptr || !SSLAccess_ChecksConstraintsLate();
@@ -220,7 +221,7 @@ bool SSLCheckX509ExtendedKeyUsage(X509 *cert, int nid) {
     auto *usages = static_cast<OPENSSL_STACK *>(
         __wrap_X509_get_ext_d2i(cert, NID_ext_key_usage, &isCritical, nullptr));
     if (usages == nullptr)
-        return isCritical == -1; /* absent; otherwise it is there and cannot be read */
+        return isCritical == -1; /* -1: absent; otherwise it is malformed */
     bool isFound = false;
     for (int i = 0; i < __wrap_sk_num(usages) && !isFound; i++)
         isFound = __wrap_OBJ_obj2nid(static_cast<ASN1_OBJECT *>(__wrap_sk_value(usages, i))) == nid;

@@ -1,5 +1,5 @@
-// What a person is shown of a certificate. Its issuer may be anybody, so no byte of it may steer a terminal or
-// stand for another.
+// The description of a certificate for people. Its issuer may be hostile, so its text must not control a
+// terminal or be mistaken for other text.
 #include <string>
 
 #include "lib/ssl/sslAccess.h"
@@ -8,13 +8,13 @@
 
 namespace {
 
-/* As RFC 2253 has it, "CN=localhost, O=Some Company", but for letters beyond ASCII, which stay. */
+/* The form of RFC 2253, "CN=localhost, O=Some Company", except that letters beyond ASCII are not escaped. */
 constexpr unsigned long kNameForm = XN_FLAG_SEP_CPLUS_SPC | XN_FLAG_DN_REV |
                                     XN_FLAG_DUMP_UNKNOWN_FIELDS | ASN1_STRFLGS_ESC_2253 |
                                     ASN1_STRFLGS_ESC_CTRL | ASN1_STRFLGS_UTF8_CONVERT |
                                     ASN1_STRFLGS_DUMP_UNKNOWN | ASN1_STRFLGS_DUMP_DER;
 
-std::string Written(BIO *bio) {
+std::string ReadAll(BIO *bio) {
     std::string text;
     char piece[256];
     for (int count; (count = __wrap_BIO_read(bio, piece, sizeof piece)) > 0;)
@@ -22,8 +22,8 @@ std::string Written(BIO *bio) {
     return text;
 }
 
-/* Characters that print nothing or turn the direction of others are shown by their number. */
-char *Visible(const std::string &text) {
+/* Escapes characters that are invisible or change the direction of others. */
+char *EscapeInvisible(const std::string &text) {
     std::string shown;
     const char *end = text.data() + text.size();
     for (const char *at = text.data(); at < end;) {
@@ -49,14 +49,14 @@ char *NameText(X509_NAME *name) {
     const BioPtr bio(__wrap_BIO_new(__wrap_BIO_s_mem()));
     if (!bio || name == nullptr || __wrap_X509_NAME_print_ex(bio.get(), name, 0, kNameForm) < 0)
         return nullptr;
-    return Visible(Written(bio.get()));
+    return EscapeInvisible(ReadAll(bio.get()));
 }
 
 char *TimeText(const ASN1_TIME *time) {
     const BioPtr bio(__wrap_BIO_new(__wrap_BIO_s_mem()));
     if (!bio || time == nullptr || __wrap_ASN1_TIME_print(bio.get(), time) <= 0)
         return nullptr;
-    return Visible(Written(bio.get()));
+    return EscapeInvisible(ReadAll(bio.get()));
 }
 
 void DescribeKey(SSLCertInfo *info, X509 *cert) {

@@ -1,11 +1,11 @@
 /*
- * Whether a certificate bears a name: in the subject's common name, or among its alternative names.
+ * Names are matched against the subject's common name and the alternative names:
  *
- *   common name "*.a.b"      bears x.a.b, but neither a.b nor y.x.a.b; "*" stands nowhere else
+ *   common name "*.a.b"      matches x.a.b, but neither a.b nor y.x.a.b; "*" is allowed nowhere else
  *   DNS name "*.a.b"         the same
  *   IP address               0A 00 00 01 is "10.0.0.1"; sixteen bytes are "FE80:0:0:0:0:0:0:1"
  *
- * SSLCertName_IsForServer() judges more strictly, as libcurl does.
+ * SSLCertName_IsForServer() has stricter rules, those of libcurl.
  */
 #include "lib/ssl/sslCertName.h"
 
@@ -28,13 +28,13 @@ bool EqualsInAnyCase(std::string_view left, std::string_view right) {
            std::ranges::equal(left, right, {}, g_ascii_tolower, g_ascii_tolower);
 }
 
-/* A character of a name as it is compared; 0 for one that names do not have. */
+/* Returns a character of a name in lower case; NUL for one that is not allowed in names. */
 char NameCharacter(char c) {
     const char lower = g_ascii_tolower(c);
     return g_ascii_isalnum(lower) || lower == '-' || lower == '.' || lower == ':' ? lower : '\0';
 }
 
-/* The whole name, or a wildcard for its first label. */
+/* Matches the whole name, or a wildcard for its first label. */
 bool MatchesDns(std::string_view entry, std::string_view name) {
     if (EqualsInAnyCase(entry, name))
         return true;
@@ -43,7 +43,7 @@ bool MatchesDns(std::string_view entry, std::string_view name) {
            EqualsInAnyCase(entry.substr(1), name.substr(dot));
 }
 
-/* The text of an address; empty for a number of bytes that no address has. */
+/* Returns the text of an address; empty if the number of bytes is not that of an address. */
 std::string AddressText(std::string_view bytes) {
     const auto byte = [&](size_t i) {
         return static_cast<unsigned>(static_cast<guint8>(bytes[i]));
@@ -68,7 +68,8 @@ AltNamesPtr AltNamesOf(X509 *cert) {
         __wrap_X509_get_ext_d2i(cert, NID_subject_alt_name, nullptr, nullptr)));
 }
 
-/* The bytes of an IP address in network order; empty if the host is none. A zone, "%eth0", is ignored. */
+/* Returns the bytes of an IP address in network order; empty if the host is no address. A zone, "%eth0", is
+ * ignored. */
 std::string AddressBytes(const std::string &host) {
     std::array<char, 16> bytes{};
     if (inet_pton(AF_INET, host.c_str(), bytes.data()) == 1)
@@ -78,7 +79,8 @@ std::string AddressBytes(const std::string &host) {
     return {};
 }
 
-/* Resolvers take such a text, "127.1" or "0x7f000001", for an address, so it is no name of a host. */
+/* Returns whether the last label is a number. Resolvers treat such a text, "127.1" or "0x7f000001", as an
+ * address, so it is not a host name. */
 bool EndsInNumber(std::string_view host) {
     const std::string_view label = host.substr(host.rfind('.') + 1);
     if (label.starts_with("0x") || label.starts_with("0X"))

@@ -2,7 +2,7 @@
 
 namespace {
 
-/* Between two pairs there is a ":", or nothing. */
+/* Parses pairs of digits. A step of 3 means that they are separated by ":". */
 SSLCertPin ParsePairs(std::string_view text, gsize size, gsize step) {
     SSLCertPin pin;
     for (gsize i = 0; i < size; i++) {
@@ -32,7 +32,7 @@ SSLCertPin SSLCertPin_Parse(std::string_view text) {
 bool SSLCertPin_Equals(const SSLCertPin &pin, const guint8 *digest, gsize size) {
     if (pin.size == 0 || pin.size != size)
         return false;
-    volatile guint8 difference = 0; /* keeps the compiler from ending the loop early */
+    volatile guint8 difference = 0; /* the compiler must not end the loop early */
     for (gsize i = 0; i < size; i++)
         difference = static_cast<guint8>(difference | (pin.bytes[i] ^ digest[i]));
     return difference == 0;

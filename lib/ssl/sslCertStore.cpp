@@ -1,6 +1,6 @@
 /*
- * A file with all CA certificates of the machine takes some 30 ms to read. That is too long for every handshake in an
- * event loop, so the certificates are kept, and read again when the file has changed.
+ * A file with all CA certificates of the machine takes some 30 ms to read. That is too long for every
+ * handshake in an event loop, so the certificates are kept, and read again when the file has changed.
  */
 #include "lib/ssl/sslCertStore.h"
 
@@ -26,12 +26,12 @@ constexpr auto kHostFiles = std::to_array<const char *>({
     "/etc/pki/tls/cert.pem",
 });
 
-/* The certificates of a file as it was when it was read. */
+/* The certificates of a file, with the state of the file when it was read. */
 struct HostFile {
     struct stat about = {};
     std::vector<CertPtr> certs;
 
-    bool IsStill(const struct stat &now) const {
+    bool IsUnchanged(const struct stat &now) const {
         return now.st_dev == about.st_dev && now.st_ino == about.st_ino &&
                now.st_size == about.st_size && now.st_mtim.tv_sec == about.st_mtim.tv_sec &&
                now.st_mtim.tv_nsec == about.st_mtim.tv_nsec;
@@ -39,7 +39,7 @@ struct HostFile {
 };
 using HostFiles = std::array<HostFile, kHostFiles.size()>;
 
-/* Made on first use; the state lock guards it. */
+/* Created on first use; guarded by the state lock. */
 constinit HostFiles *hostFiles = nullptr;
 
 std::vector<CertPtr> ReadCerts(const char *path) {
@@ -54,19 +54,19 @@ std::vector<CertPtr> ReadCerts(const char *path) {
     return certs;
 }
 
-/* A path that is not there has none. */
+/* Returns the certificates of a file; none if it does not exist. */
 const std::vector<CertPtr> &CertsOf(HostFile *file, const char *path) {
     struct stat now = {};
     if (stat(path, &now) != 0)
         now = {};
-    if (!file->IsStill(now)) {
+    if (!file->IsUnchanged(now)) {
         file->certs = now.st_size > 0 ? ReadCerts(path) : std::vector<CertPtr>();
         file->about = now;
     }
     return file->certs;
 }
 
-/* A BIO to read the text from, its NUL included. */
+/* Returns a BIO with the text, including its NUL. */
 BioPtr BioOf(const char *text) {
     BioPtr bio(__wrap_BIO_new(__wrap_BIO_s_mem()));
     if (!bio) {
@@ -98,7 +98,7 @@ void SSLAddHostCAStore(SSL_CTX *ctx) {
         for (const CertPtr &cert : CertsOf(&(*hostFiles)[i], kHostFiles[i]))
             __wrap_X509_STORE_add_cert(store, cert.get());
     }
-    __wrap_ERR_clear_error(); /* paths that are not there, and the end of each file */
+    __wrap_ERR_clear_error(); /* of missing paths, and of the end of each file */
 }
 
 void SSLForgetHostCAs() {

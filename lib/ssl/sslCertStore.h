@@ -17,8 +17,9 @@ void SSLForgetHostCAs();
 void SSLSetTrustedCAs(SSL_CTX *ctx, const char *const *list, gint32 count);
 
 /*
- * Returns the default context, which trusts the machine's CA certificates; NULL before SSL_Init(). Every function that
- * hands the context to an application or verifies a peer with it takes it from here. The certificates are read on the
- * first call, which takes some 30 ms. A process whose connections are all libcurl's never needs them.
+ * Returns the default context, which trusts the machine's CA certificates; NULL before SSL_Init(). Every
+ * function that hands the context to an application or verifies a peer with it takes it from here. The
+ * certificates are read on the first call, which takes some 30 ms. A process whose connections are all
+ * libcurl's never needs them.
  */
 SSL_CTX *SSLTrustingContext();

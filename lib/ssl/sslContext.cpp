@@ -11,15 +11,15 @@ namespace {
 
 /*
  * SSL_OP_ALL (0x80000BFF) with NO_TICKET, NO_COMPRESSION, SINGLE_DH_USE, CIPHER_SERVER_PREFERENCE, NO_SSLv2 and
- * NO_SSLv3, as 1.0.2 numbers them: TLS 1.0 and all that came after stay on.
+ * NO_SSLv3, with the values of 1.0.2. TLS 1.0 and all later versions stay enabled.
  */
 constexpr long kOptions = 0x83524BFF;
 
-/* RC4 at the end is meant: peers that have nothing else still connect. */
+/* RC4 at the end is deliberate, for peers that support nothing else. */
 constexpr char kCipherList[] =
     "HIGH:!aNULL:!ADH:!EXP:!MD5:!3DES:!CAMELLIA:!PSK:!SRP:@STRENGTH:RC4-SHA";
 
-/* Reads certificate and key as root, who alone may read the key in an installed system. */
+/* Reads certificate and key with root's rights, since only root may read the key in an installed system. */
 bool UseCertificateFiles(SSL_CTX *ctx) {
     const uid_t before = Id_BeginSuperUser();
     const bool isRead =

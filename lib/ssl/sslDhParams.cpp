@@ -13,13 +13,14 @@
 
 namespace {
 
-enum { SSL_SLOT_BUILT_IN = SSL_DH_FILES }; /* the cache's slots behind those of the files */
+/* The first of the cache's slots after those of the files. */
+enum { SSL_SLOT_BUILT_IN = SSL_DH_FILES };
 
 consteval guint8 Digit(char c) {
     return static_cast<guint8>(c <= '9' ? c - '0' : c - 'A' + 10);
 }
 
-/* The bytes that a text of hexadecimal digits says. */
+/* Converts hexadecimal digits to bytes. */
 template <size_t size> consteval auto Bytes(const char (&digits)[size]) {
     std::array<guint8, (size - 1) / 2> bytes{};
     for (size_t i = 0; i < bytes.size(); i++)
@@ -70,7 +71,8 @@ constexpr BuiltInRow kBuiltIn1024 = {SSL_SLOT_BUILT_IN + 0, kSkip1024};
 constexpr BuiltInRow kBuiltIn2048 = {SSL_SLOT_BUILT_IN + 1, kSkip2048};
 constexpr BuiltInRow kBuiltIn4096 = {SSL_SLOT_BUILT_IN + 2, kSkip4096};
 
-/* Puts an object into an empty slot; a filled one keeps what it has, and the object is released. */
+/* Stores an object in an empty slot. A filled slot keeps its object, and the new one is released. Returns the
+ * object in the slot. */
 DH *SSLSetCachedDHParams(size_t slot, DhPtr dh) {
     DH *present = nullptr;
     if (sslModule.SSLDHParamsCache[slot].compare_exchange_strong(present, dh.get(),
@@ -85,7 +87,7 @@ DH *CachedDHParams(size_t slot) {
 
 void SSLLoadDHParams(size_t slot, const char *path) {
     if (path == nullptr)
-        return; /* only SSL_SetDHParamFiles() has run so far, for another length */
+        return; /* before SSL_Init(), and SSL_SetDHParamFiles() has set the file of another length */
     const BioPtr bio(SSL_BIO_new_file(path, "r"));
     if (bio == nullptr) {
         Warning("Error opening DH parameter file \"%s\".\n", path);
@@ -103,7 +105,7 @@ BigNumPtr Number(std::span<const guint8> bytes) {
     return BigNumPtr(__wrap_BN_bin2bn(bytes.data(), static_cast<int>(bytes.size()), nullptr));
 }
 
-/* NULL for lack of memory. */
+/* Returns NULL without memory. */
 DhPtr NewDHParams(std::span<const guint8> prime, std::span<const guint8> generator) {
     DhPtr dh(__wrap_DH_new());
     BigNumPtr p = Number(prime);
@@ -111,7 +113,7 @@ DhPtr NewDHParams(std::span<const guint8> prime, std::span<const guint8> generat
     if (dh == nullptr || p == nullptr || g == nullptr ||
         !SSLAccess_SetDHParams(dh.get(), p.get(), g.get()))
         return nullptr;
-    (void)p.release(); /* dh has them now */
+    (void)p.release(); /* dh owns them now */
     (void)g.release();
     return dh;
 }
@@ -161,7 +163,7 @@ DH *SSLTmpDHFilesSKIPCallback(SSL *ssl, int isExport, int keyLength) {
     DH *dh = SSLTmpDHFilesCallback(ssl, isExport, keyLength);
     if (dh != nullptr)
         return dh;
-    SSLClearErrors(); /* what the failed reading left would pass for a fault of the handshake */
+    SSLClearErrors(); /* otherwise the errors of reading count as errors of the handshake */
     SSLStateGuard guard;
     const BuiltInRow &row = BuiltIn(keyLength);
     return SSLTmpDHFromConstants(ssl, row.slot, row.prime, kGenerator);

@@ -9,7 +9,7 @@ namespace {
 
 constexpr size_t kMaxErrorText = 256;
 
-/* A connection broke off below TLS. What the system said is still in errno. */
+/* The socket failed or ended. errno still has the reason. */
 void LogSyscallError(int result) {
     SSLPrintErrors(LOG_LEVEL_INFO);
     if (result != 0)

@@ -1,22 +1,22 @@
 /*
- * sslErrors.h -- what OpenSSL and the system say of a failed operation: into the log, and into errno
+ * sslErrors.h -- errors of OpenSSL and of the system, for the log and for errno
  *
  *   sock->sslIOError = SSLSetErrorState(ssl, __wrap_SSL_read(ssl, ...));    and then errno == EAGAIN: try again
  *
- * OpenSSL keeps a queue of errors per thread. SSL_get_error() takes whatever lies there for a fault of the
- * operation before it, so each operation begins with an empty one.
+ * OpenSSL has a queue of errors per thread. SSL_get_error() attributes any entry to the operation before it,
+ * so the queue must be empty when an operation begins.
  *
- * Threads: any; queue and errno are the calling thread's.
+ * Threads: any; queue and errno are those of the calling thread.
  */
 #pragma once
 
 #include "lib/ssl/sslThunks.h"
 
-/* Takes all entries out of the queue and logs each, as a warning at level 110, else as information. Keeps
+/* Removes and logs all entries of the queue, as warnings for level 110, otherwise as information. Keeps
  * errno. */
 void SSLPrintErrors(int level);
 
-/* Empties the queue, if there is anything in it. */
+/* Empties the queue. */
 void SSLClearErrors();
 
 enum SSLSystemError {
@@ -28,7 +28,7 @@ enum SSLSystemError {
 void SSLSetSystemError(int error);
 
 /*
- * The SSL_ERROR_ code of an operation that gave result, to be called at once after it. Logs what is worth it,
- * and makes errno EAGAIN if the operation would have to wait; otherwise errno stays as the operation left it.
+ * Returns the SSL_ERROR_ code of an operation, given its result; must be called immediately after it. Logs
+ * failures. Sets errno to EAGAIN if the operation would have to wait, and keeps it otherwise.
  */
 int SSLSetErrorState(SSL *ssl, int result);

@@ -12,8 +12,7 @@
 namespace {
 
 constexpr gint64 kPollUs = 100000;
-constexpr gint64 kMaxConnectSeconds =
-    119; /* the last try begins no later than so long after the first */
+constexpr gint64 kMaxConnectSeconds = 119; /* between the first try and the begin of the last */
 constexpr int kNotInitializedBug = 37562;
 
 constexpr SSLSockClock kSystemClock = {
@@ -26,7 +25,7 @@ bool MustWait(const SSLSock *sock) {
     return sock->sslIOError == SSL_ERROR_WANT_READ || sock->sslIOError == SSL_ERROR_WANT_WRITE;
 }
 
-/* Makes the connection structure, in place of one that an earlier failure has left. */
+/* Creates the connection structure. Replaces the one of an earlier failure. */
 bool MakeConnection(SSLSock *sock, SSL_CTX *ctx, const char *failure) {
     SSLClearErrors();
     if (sock->sslCnx != nullptr)
@@ -47,7 +46,7 @@ bool AttachDescriptor(SSLSock *sock) {
     return false;
 }
 
-/* Has the peer's certificate checked as the parameters say; without them nothing is checked. */
+/* Sets up the check of the peer's certificate. Without parameters nothing is checked. */
 bool PrepareVerification(SSLSock *sock, SSLVerifyParam *param, SSL_CTX *ctx) {
     if (param == nullptr)
         return true;
@@ -138,7 +137,7 @@ gboolean SSL_SetupAcceptWithContext(SSLSock *sock, SSL_CTX *ctx) {
 }
 
 int SSL_TryCompleteAccept(SSLSock *sock) {
-    if (sock->sslCnx == nullptr) { /* there is nothing to go on with */
+    if (sock->sslCnx == nullptr) { /* the set-up has failed */
         sock->connectionFailed = TRUE;
         return -1;
     }
@@ -155,7 +154,7 @@ int SSL_TryCompleteAccept(SSLSock *sock) {
 gboolean SSL_AcceptWithContext(SSLSock *sock, SSL_CTX *ctx) {
     if (!SSL_SetupAcceptWithContext(sock, ctx))
         return FALSE;
-    SSL_TryCompleteAccept(sock); /* a first step; how far it got is in sslIOError */
+    SSL_TryCompleteAccept(sock); /* the first try; its result is in sslIOError */
     return TRUE;
 }
 

@@ -24,13 +24,13 @@ constexpr unsigned long kTooOld = 0x1000217e;
 
 using VersionFn = unsigned long (*)();
 
-/* Where a file of the pair lies, seen from a directory: the directory, then the file's name once or twice. */
+/* The path of a file of the pair: a directory, then the file's name once or twice. */
 struct PathForm {
     int count;
     const char *format;
 };
 
-/* Derived forms get the directory with its length. */
+/* The directory of these forms is given with its length. */
 constexpr PathForm kDerivedForms[] = {
     {1, "%*.*s/%s"},
     {2, "%*.*s/libdir/lib/%s/%s"},
@@ -53,7 +53,7 @@ void *SSLOpenLibrary(const char *path) {
     return handle;
 }
 
-/* What a name stands for; an absent one ends the process. NULL is something that a name can stand for. */
+/* Returns the address of a symbol, which may be NULL. A missing symbol ends the process. */
 void *SSLResolve(void *library, const char *name) {
     dlerror();
     void *symbol = dlsym(library, name);
@@ -71,7 +71,7 @@ bool SSLIsNewEnough(void *libcrypto, const char *path) {
     return number > kTooOld;
 }
 
-/* Tries the forms in turn; path(form, file) is the path of a file in that form. */
+/* Tries the forms in order; path(form, file) returns the path of a file. */
 template <class Forms, class Path>
 bool SSLOpenFirst(const Forms &forms, bool isVersionChecked, SSLLibraryPair *pair, Path path) {
     for (const PathForm &form : forms) {
@@ -87,7 +87,7 @@ bool SSLOpenFirst(const Forms &forms, bool isVersionChecked, SSLLibraryPair *pai
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
 #pragma GCC diagnostic ignored "-Wformat-security"
 
-/* Looks beside a file. A form of one name takes no notice of the second. */
+/* Searches beside a file. */
 bool SSLOpenLibrariesDerived(const char *path, bool isVersionChecked, SSLLibraryPair *pair) {
     const char *slash = strrchr(path, G_DIR_SEPARATOR);
     if (slash == nullptr) {

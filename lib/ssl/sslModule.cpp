@@ -28,13 +28,13 @@ constexpr const char *kDHParamsFiles[SSL_DH_FILES] = {
 constexpr guint32 kOpenSSLLockRank = 0;
 constexpr int kZlibMethod = 1; /* number of the compression method in TLS */
 
-/* One for each kind of lock that OpenSSL numbers. */
+/* One for each number of OpenSSL's locks. */
 constinit MXUserExclLock **ssl_locks = nullptr;
 constinit int numSslLocks = 0;
 
-/* ---- what OpenSSL calls ---- */
+/* ---- callbacks of OpenSSL ---- */
 
-/* Callers report through errno, so it is kept. */
+/* Keeps errno, by which the callers report. */
 void SSLLockingCb(int mode, int n, const char *, int) {
     if (!sslModule.SSLModuleInitialized)
         return;
@@ -90,7 +90,7 @@ void SSLInstallCallbacks() {
         if (ssl_locks[i] == nullptr)
             Panic("%s: Failed to create lock %s\n", "SSL_Init", name);
     }
-    // an application that has its own callback locks for OpenSSL in its own way
+    // The application's own callback stays in place.
     if (__wrap_CRYPTO_get_locking_callback() == nullptr) {
         __wrap_CRYPTO_set_locking_callback(SSLLockingCb);
         sslModule.weSetLockingCallback = true;
@@ -100,7 +100,7 @@ void SSLInstallCallbacks() {
     __wrap_CRYPTO_set_add_lock_callback(SSLAddLockCb);
 }
 
-/* A name that was set before the start stays. */
+/* Keeps a name that was set before the start. */
 void SSLSetDefaultFile(char **file, const char *standard) {
     if (*file == nullptr)
         *file = UtilSafeStrdup0(standard);
@@ -160,7 +160,7 @@ void SSL_Init(SSLGetLibraryDirFn getLibFn, const char *defaultLib, const char *n
 
     MallocPtr<char> libraryDir;
     if (getLibFn != nullptr) {
-        // it may itself enter the layer, on this thread or by way of another
+        // The function may use the layer, on this thread or on another.
         SSLStateUnlock();
         libraryDir.reset(getLibFn(defaultLib, name));
         SSLStateLock();

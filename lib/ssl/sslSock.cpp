@@ -24,13 +24,13 @@ ssize_t Fail(int error) {
     return -1;
 }
 
-/* No more input or output on a connection that has failed. */
-ssize_t Refuse() {
+/* The result of input and output on a connection that has failed. */
+ssize_t FailAsLost() {
     SSLSetSystemError(SSL_SYSTEM_ERROR_LOST);
     return -1;
 }
 
-/* What the caller of SSL_Read() or SSL_Write() gets, from what OpenSSL's function answered. */
+/* Converts the result of OpenSSL's function to that of SSL_Read() or SSL_Write(). */
 ssize_t Finish(SSLSock *sock, int result) {
     sock->sslIOError = SSLSetErrorState(sock->sslCnx, result);
     return sock->sslIOError == SSL_ERROR_NONE ? result : -1;
@@ -41,8 +41,7 @@ ssize_t ReadEncrypted(SSLSock *sock, void *buf, int len) {
     return Finish(sock, __wrap_SSL_read(sock->sslCnx, buf, len));
 }
 
-/* Keeps the first descriptor of a message. A sender may put in as many as the buffer holds: nobody else would
- * ever close the others. */
+/* Returns the first descriptor of a message and closes the second, which the buffer also has room for. */
 int TakeDescriptor(const cmsghdr *message) {
     int fds[2] = {-1, -1};
     const size_t size = std::min(message->cmsg_len - CMSG_LEN(0), sizeof fds);
@@ -105,7 +104,7 @@ int SSL_GetIOError(SSLSock *sock) {
 ssize_t SSL_Read(SSLSock *sock, void *buf, int len) {
     SSLCheckLockingCallback();
     if (sock->connectionFailed)
-        return Refuse();
+        return FailAsLost();
     if (sock->encrypted)
         return ReadEncrypted(sock, buf, len);
     return len >= 0 ? read(sock->fd, buf, static_cast<size_t>(len)) : Fail(EINVAL);
@@ -114,7 +113,7 @@ ssize_t SSL_Read(SSLSock *sock, void *buf, int len) {
 ssize_t SSL_Write(SSLSock *sock, const void *buf, int len) {
     SSLCheckLockingCallback();
     if (sock->connectionFailed)
-        return Refuse();
+        return FailAsLost();
     if (!sock->encrypted)
         return len >= 0 ? SSLSocket_Write(sock->fd, buf, static_cast<size_t>(len)) : Fail(EINVAL);
     SSLClearErrors();
@@ -125,7 +124,7 @@ ssize_t SSL_RecvDataAndFd(SSLSock *sock, void *buf, size_t len, int *fd) {
     SSLCheckLockingCallback();
     *fd = -1;
     if (sock->connectionFailed)
-        return Refuse();
+        return FailAsLost();
     if (sock->encrypted)
         return ReadEncrypted(sock, buf, static_cast<int>(std::min<size_t>(len, INT_MAX)));
     return ReceivePlain(sock->fd, buf, len, fd);
@@ -156,8 +155,8 @@ long SSL_SetMode(SSLSock *sock, long mode) {
 int SSL_Shutdown(SSLSock *sock) {
     SSLCheckLockingCallback();
     if (sock->encrypted) {
-        /* Nothing is sent, and nothing waited for. It can only fail on a handshake that is not over, for which
-         * freeing is as good. */
+        /* Sends nothing and waits for nothing. It fails only while the handshake is incomplete, which does
+         * not matter here. */
         __wrap_SSL_shutdown(sock->sslCnx);
         SSLClearErrors();
     }

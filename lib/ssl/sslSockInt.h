@@ -1,8 +1,8 @@
 /*
- * sslSockInt.h -- inside of a connection, and its handshake with a clock that tests move by hand
+ * sslSockInt.h -- the structure of a connection, and its handshake with a clock that tests replace
  *
  *   plain  -- connect, or set up accept ->  encrypted
- *      \______________ a failure of either ____________->  failed, for ever
+ *      \______________ a failure of either ____________->  failed, permanently
  *
  * Threads: a connection belongs to one thread at a time.
  */
@@ -12,18 +12,18 @@
 #include "lib/ssl/sslThunks.h"
 
 struct SSLSock {
-    SSL *sslCnx;                /* NULL until connect or accept has made it */
-    gint32 fd;                  /* the caller's, unless closeFdOnShutdown */
-    gboolean encrypted;         /* TLS is set up; FALSE: bytes go through fd as they are */
+    SSL *sslCnx;                /* NULL until connect or accept creates it */
+    gint32 fd;                  /* belongs to the caller, unless closeFdOnShutdown */
+    gboolean encrypted;         /* TLS is set up; FALSE: plain bytes */
     gboolean closeFdOnShutdown; /* SSL_Shutdown() closes fd */
-    gboolean connectionFailed;  /* for ever: no more input or output */
+    gboolean connectionFailed;  /* permanently: no more input or output */
     gint32 sslIOError;          /* SSL_ERROR_ code of the last operation */
     MXUserRecLock *connectionLock;
 };
 
-/* Time as a handshake sees it. */
+/* The clock of a handshake. */
 struct SSLSockClock {
-    gint64 (*seconds)(void *data);                  /* of a clock that never goes back */
+    gint64 (*seconds)(void *data);                  /* monotonic */
     void (*sleep)(void *data, gint64 microseconds); /* between two tries */
     void *data;
 };

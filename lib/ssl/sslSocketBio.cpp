@@ -15,7 +15,7 @@ namespace {
 enum { BIO_NOCLOSE = 0, BIO_C_SET_FD = 104, BIO_C_GET_FD = 105 };
 enum { BIO_FLAGS_WRITE = 0x2, BIO_FLAGS_RWS = 0x7, BIO_FLAGS_SHOULD_RETRY = 0x8 };
 
-/* A table of methods as 1.0.2 lays it out, in its public headers; later versions hide it. */
+/* The table of methods, as in the public headers of 1.0.2. Later versions hide it. */
 struct OpenBioMethod {
     int type;
     const char *name;
@@ -29,7 +29,7 @@ struct OpenBioMethod {
     long (*callbackCtrl)(BIO *bio, int command, void *callback);
 };
 
-/* The peer is slow, or a signal came: to be tried again. */
+/* Returns whether the operation is to be tried again. */
 bool IsTemporary(int error) {
     switch (error) {
     case EAGAIN:
@@ -58,7 +58,7 @@ template <class Function> Function LookUp(const char *name) {
     return SSLFindFunction<Function>(sslModule.libcryptoHandle, name);
 }
 
-/* Copies one method of the original into a new table; what is missing stays out. */
+/* Copies one method of the original into a new table. */
 template <class Method>
 bool CopyMethod(BIO_METHOD *to, const BIO_METHOD *from, const char *getName, const char *setName) {
     const auto get = LookUp<Method (*)(const BIO_METHOD *)>(getName);
@@ -66,7 +66,8 @@ bool CopyMethod(BIO_METHOD *to, const BIO_METHOD *from, const char *getName, con
     return get != nullptr && set != nullptr && set(to, get(from)) == 1;
 }
 
-/* OpenSSL's table for sockets, with our write function, where tables are made by functions. */
+/* Returns a copy of OpenSSL's table for sockets with another write function, for versions that hide the
+ * table. */
 BIO_METHOD *MakeHiddenMethod(const BIO_METHOD *original) {
     using SetWriteFn = int (*)(BIO_METHOD *, decltype(&SocketBioWrite));
     const auto make = LookUp<BIO_METHOD *(*)(int, const char *)>("BIO_meth_new");
@@ -89,17 +90,17 @@ BIO_METHOD *MakeHiddenMethod(const BIO_METHOD *original) {
     return isMade ? method : nullptr;
 }
 
-/* The same in 1.0.2. The table lives as long as the process, as those of OpenSSL do. */
+/* The same for 1.0.2. The table lives as long as the process, as those of OpenSSL do. */
 BIO_METHOD *MakeOpenMethod(const BIO_METHOD *original) {
     auto *method = new OpenBioMethod(*reinterpret_cast<const OpenBioMethod *>(original));
     method->write = SocketBioWrite;
-    method->puts = nullptr; /* it would go past our write function, and nobody uses it */
+    method->puts = nullptr; /* it would bypass the write function, and is not used */
     return reinterpret_cast<BIO_METHOD *>(method);
 }
 
 std::atomic<BIO_METHOD *> socketMethod{nullptr};
 
-/* The table of methods, made on first use. Of threads that come at once the first keeps its own. */
+/* Returns the table of methods, which is created on first use. */
 const BIO_METHOD *SocketMethod() {
     BIO_METHOD *method = socketMethod.load(std::memory_order_acquire);
     if (method != nullptr)
@@ -115,8 +116,8 @@ const BIO_METHOD *SocketMethod() {
     return method;
 }
 
-/* write() to what is no socket. The signal is held back in this thread and taken away again, unless one was
- * waiting there before. */
+/* Calls write() with the signal blocked in this thread, and removes the signal that it raises, unless one was
+ * pending before. */
 ssize_t WriteWithSignalBlocked(int fd, const void *bytes, size_t count) {
     sigset_t pipeOnly;
     sigset_t before;
@@ -147,7 +148,7 @@ bool SSLSocketBio_Attach(SSL *ssl, int fd) {
     if (bio == nullptr)
         return false;
     __wrap_BIO_ctrl(bio, BIO_C_SET_FD, BIO_NOCLOSE, &fd);
-    __wrap_SSL_set_bio(ssl, bio, bio); /* the connection owns it now */
+    __wrap_SSL_set_bio(ssl, bio, bio); /* takes ownership */
     return true;
 }
 

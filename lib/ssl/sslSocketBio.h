@@ -1,14 +1,13 @@
 /*
- * sslSocketBio.h -- the BIO between a TLS connection and its socket: OpenSSL's own but for its write function
+ * sslSocketBio.h -- the BIO between a TLS connection and its socket: OpenSSL's own with another write function
  *
- * OpenSSL writes with write(), and a write to a peer that has gone raises SIGPIPE, which ends a process that has
- * no handler for it. A library cannot ignore the signal: that belongs to the application and to the programs it
- * starts. Blocking it in the thread around each call would do, but for three system calls each time, since TLS
- * writes where nobody asked for it (alerts and tickets while reading, even in a read that succeeds). So the
- * one thing that raises the signal is replaced: bytes leave by send() with MSG_NOSIGNAL, and the peer's absence
- * shows as EPIPE and as nothing else.
+ * OpenSSL calls write(). Writing to a socket that the peer has closed raises SIGPIPE, which ends a process
+ * without a handler for it. A library must not ignore the signal, since its disposition belongs to the
+ * application and is inherited by the programs that it starts. Blocking the signal in the thread costs three
+ * system calls for each operation, because TLS also writes while it reads (alerts and tickets). So only the
+ * write function is replaced: it calls send() with MSG_NOSIGNAL, and a closed peer is reported as EPIPE.
  *
- * Ownership: the descriptor stays the caller's.
+ * Ownership: the descriptor belongs to the caller.
  * Threads:   a BIO is used by one thread at a time.
  */
 #pragma once
@@ -17,8 +16,8 @@
 
 #include "lib/ssl/sslThunks.h"
 
-/* Makes a connection read from and write to a socket. False: nothing is changed, OpenSSL's queue says why. */
+/* Connects a TLS connection to a socket. False: nothing is changed, and OpenSSL's queue has the reason. */
 bool SSLSocketBio_Attach(SSL *ssl, int fd);
 
-/* As write(), but without SIGPIPE. The descriptor may be anything that can be written to. */
+/* As write(), but without SIGPIPE. The descriptor need not be a socket. */
 ssize_t SSLSocket_Write(int fd, const void *bytes, size_t count);

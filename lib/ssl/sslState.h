@@ -30,18 +30,18 @@
 enum { SSL_DH_FILES = 3, SSL_DH_CACHE_SLOTS = 6 };
 
 struct SSLModuleState {
-    void *libcryptoHandle; /* stays open after SSL_Exit() */
+    void *libcryptoHandle; /* both stay open after SSL_Exit() */
     void *libsslHandle;
 
     SSL_CTX *ssl_ctx; /* the default context; see SSLTrustingContext() for verifying a peer */
-    bool hasHostCAs;  /* the default context trusts the machine's CA certificates by now */
+    bool hasHostCAs;  /* the default context trusts the machine's CA certificates */
     std::atomic<bool> SSLModuleInitialized;
     std::atomic<bool> weSetLockingCallback; /* OpenSSL's locking callback is ours */
     std::atomic<bool> useSSLCompression;
-    std::atomic<gint32> SSLVerifySSLCertificates; /* not 0: verification is switched off */
+    std::atomic<gint32> SSLVerifySSLCertificates; /* not 0: verification is off */
 
     int SSLVerifyParamIx; /* ex-data of an SSL: SSLVerifyParam */
-    int SSLVerifyStateIx; /* ex-data of an SSL; the state itself hangs on the store, see sslAccess.h */
+    int SSLVerifyStateIx; /* ex-data of an SSL; the state itself is kept by the store */
 
     bool areCertificatesLoaded; /* into the default context; under the state lock */
     char *SSLCertFile;          /* these strings are malloc()ed */
@@ -58,11 +58,11 @@ struct SSLModuleState {
 
 extern SSLModuleState sslModule;
 
-/* The recursive lock "sslStateLock", made on first use. */
+/* The recursive lock "sslStateLock", created on first use. */
 void SSLStateLock();
 void SSLStateUnlock();
 
-/* Whether the calling thread holds it; for assertions only. */
+/* Returns whether the calling thread holds it; for assertions only. */
 bool SSLStateIsLocked();
 
 struct SSLStateGuard {
@@ -72,7 +72,7 @@ struct SSLStateGuard {
     SSLStateGuard &operator=(const SSLStateGuard &) = delete;
 };
 
-/* Ends the lock; part of SSL_Exit(). A later use makes it anew. */
+/* Destroys the lock; part of SSL_Exit(). A later use creates it again. */
 void SSLStateDestroyLock();
 
 /* Returns a function of an opened library that is not among the thunks; NULL if it has none of that name. */

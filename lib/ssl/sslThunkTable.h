@@ -1,12 +1,12 @@
 /*
- * sslThunkTable.h -- the table behind the thunks: one row a function of sslNames.inc
+ * sslThunkTable.h -- the table of the thunks: one row for each function of sslNames.inc
  *
  *   row 7:  "SSL_SESSION_free", SSL_LIBSSL    <->    sslThunkTargets[7]    <->    __wrap_SSL_SESSION_free
  *
- * Names and libraries are constant and need no relocation; the targets are one array, which SSL_Init() fills in
- * the order of the rows and nothing ever clears. __wrap_NAME loads its target and jumps to it. It touches no
- * register, so arguments in registers and on the stack, variadic ones and results pass as
- * they are, and the caller is the next frame of a backtrace.
+ * Names and libraries are constants without relocations. The targets are one array, which SSL_Init() fills in
+ * the order of the rows and which is never cleared. __wrap_NAME jumps to its target and changes no register.
+ * So arguments in registers and on the stack, variadic ones and results are passed unchanged, and the caller
+ * is the next frame of a backtrace.
  *
  * Threads: targets are stored under sslStateLock and read without it; a later SSL_Init() stores the same again.
  */
@@ -25,8 +25,8 @@ enum : std::size_t {
 
 extern "C" void *sslThunkTargets[SSL_THUNK_COUNT];
 
-/* Name of the OpenSSL function of a row. */
+/* Returns the name of the OpenSSL function of a row. */
 const char *SSLThunkName(std::size_t row);
 
-/* The library in which it is looked up. */
+/* Returns the library that has the function of a row. */
 SSLThunkLibrary SSLThunkLibraryOf(std::size_t row);

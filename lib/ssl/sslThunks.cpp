@@ -1,4 +1,4 @@
-// The thunks, and the table that leads to what they call.
+// The thunks and the table of their targets.
 #include "lib/ssl/sslThunks.h"
 
 #include <algorithm>
@@ -44,7 +44,7 @@ SSLThunkLibrary SSLThunkLibraryOf(std::size_t row) {
     return kLibraries[row];
 }
 
-/* Where a thunk ends that has no target; entered by a jump, with the address of the thunk's target. */
+/* The end of a thunk without a target; entered by a jump, with the address of the target in the table. */
 extern "C" [[gnu::used, gnu::visibility("hidden"), noreturn]] void
 SSLThunkUnresolved(void *const *target) {
     Panic("SSL wrapper: invoked uninitialized function %s!\n",
@@ -52,9 +52,9 @@ SSLThunkUnresolved(void *const *target) {
 }
 
 /*
- * In assembly, since no C function can jump on with arguments that it does not know. One statement, so that the
- * targets stay in the order of the rows whatever the compiler does. Testing and jumping through memory takes 32 bytes a
- * thunk, and one cycle less than by way of a register. A target never becomes NULL again, so it may be read twice.
+ * This is assembly because no C function can pass on arguments that it does not know. It is one statement, so
+ * that the targets stay in the order of the rows. Testing and jumping through memory takes 32 bytes per thunk
+ * and one cycle less than through a register. A target never becomes NULL again, so it may be read twice.
  */
 __asm__(R"(
 .pushsection .bss.sslthunk, "aw", @nobits

@@ -1,15 +1,14 @@
 /*
- * sslThunks.h -- OpenSSL as the library sees it: opaque types, the constants used, and the thunks
+ * sslThunks.h -- the part of OpenSSL that the library uses: opaque types, constants and thunks
  *
  *   SSL *ssl = __wrap_SSL_new(ctx);
  *
- * __wrap_NAME jumps to the function NAME of the OpenSSL that SSL_Init() opened, with all arguments as they
- * are. sslNames.inc lists all of them; a prototype stands here for each that the library itself calls, as the
- * interface of OpenSSL 1.0.2 has it. No OpenSSL header is read outside the adapters: those of OpenSSL 3 make
- * macros of many of these names.
+ * __wrap_NAME jumps to the function NAME of the OpenSSL that SSL_Init() opened, with unchanged arguments.
+ * sslNames.inc lists all of them. Those that the library itself calls have a prototype here, that of OpenSSL
+ * 1.0.2. Only the adapters include OpenSSL's headers: in those of OpenSSL 3 many of these names are macros.
  *
- * Errors:  a thunk called before SSL_Init() ends the process, with a text that names the function.
- * Threads: as OpenSSL says for the function.
+ * Errors:  a thunk called before SSL_Init() ends the process with a text that names the function.
+ * Threads: as OpenSSL documents for the function.
  */
 #pragma once
 
@@ -47,7 +46,7 @@ typedef struct asn1_object_st ASN1_OBJECT;
 typedef struct crypto_ex_data_st CRYPTO_EX_DATA;
 typedef struct stack_st OPENSSL_STACK; /* STACK_OF(any) */
 
-/* The same in 1.0.2 and in 3. */
+/* Has the same layout in 1.0.2 and in 3. */
 typedef struct {
     int type; /* GEN_DNS and so on */
     void *d;  /* an ASN1_STRING for the types used here */

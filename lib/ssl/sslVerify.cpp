@@ -1,4 +1,5 @@
-// The verify callbacks, and the states that they work on.
+// The verify callbacks: one for a connection with its SSLVerifyParam, one for a context with its
+// SSLVerifyState.
 #include "lib/ssl/sslVerify.h"
 
 #include <algorithm>
@@ -32,8 +33,8 @@ enum {
 constexpr char kTextHead[] = "The remote host certificate has these problems:";
 constexpr char kTextItem[] = "\n\n* ";
 
-/* Errors that the versions of OpenSSL after 1.0.2 find when the walk is over and the decision made: violated name
- * constraints, and address blocks (41, 46). In 1.0.2 these codes cannot come then. */
+/* Errors that the versions of OpenSSL after 1.0.2 find when the walk is over and the decision made: violated
+ * name constraints, and address blocks (41, 46). In 1.0.2 these codes cannot come then. */
 constexpr auto kLateErrors = std::to_array<int>({1, 41, 46, 47, 48, 49, 51, 52, 53});
 
 /* How the function of SSL_SetVerifyCb() accepted a peer. */
@@ -77,7 +78,7 @@ void SSLVerifyAppendError(SSLVerifyParam *param, const char *text, guint64 flag)
     param->errorFlags |= flag;
 }
 
-/* For platforms with a store of certificates that OpenSSL does not read; this one has none. */
+/* For platforms with a store of certificates that OpenSSL does not read; there is none on this platform. */
 bool SSLVerifyCertAgainstExternalStore() {
     return true;
 }
@@ -120,7 +121,7 @@ bool IsPinned(const SSLVerifyParam *param, X509 *leaf) {
     return SSL_MatchThumbprint(leaf, pin.c_str());
 }
 
-/* The first callback of a walk: all that depends on the leaf alone. */
+/* Checks all that depends on the leaf only, on the first callback of a walk. */
 void BeginWalk(SSLVerifyParam *param, X509 *leaf) {
     if (!SSL_GetCertThumbprint(leaf, param->thumbprint, sizeof param->thumbprint)) {
         Warning("SSL: Error extracting the certificate thumbprint\n");
@@ -157,8 +158,8 @@ int Accept(SSLVerifyParam *param, int result) {
     return 1;
 }
 
-/* What becomes of a peer that is neither trusted nor pinned. */
-int DecideOnDoubt(SSLVerifyParam *param) {
+/* Decides on a peer that is neither trusted nor pinned. */
+int DecideOnUntrusted(SSLVerifyParam *param) {
     param->verifyResult = SSL_VERIFY_RESULT_REJECTED;
     if (param->verifyMode == SSL_VERIFY_MODE_REPORT)
         return Accept(param, SSL_VERIFY_RESULT_REPORTED);
@@ -183,8 +184,8 @@ void NoteError(SSLVerifyState *state, int error, int depth) {
     state->exactErrors |= IsConstraintError(error) ? SSL_CERT_NAME_CONSTRAINT : flag;
 }
 
-/* The end of a walk. Notes what OpenSSL would find later, and invokes the function, once; the state is not needed any
- * more. */
+/* Ends a walk: adds the errors that OpenSSL finds only later, and invokes the function, once. The state is not
+ * needed any more. */
 int Decide(X509_STORE_CTX *storeContext, SSLVerifyState *state) {
     if (state->called)
         Panic("%s: Bogus attempt to call callback twice!\n", "SSL_ValidateCertCb");
@@ -195,13 +196,13 @@ int Decide(X509_STORE_CTX *storeContext, SSLVerifyState *state) {
     SSL *ssl = ConnectionOf(storeContext);
     const int result = state->verifyCallback(storeContext, SSL_GetPeerCertificate(storeContext),
                                              state->verifyClientData);
-    SSLVerifyState_Detach(storeContext); /* unless the callback did */
+    SSLVerifyState_Detach(storeContext); /* unless the function did */
     if (result != 0 && ssl != nullptr)
         __wrap_SSL_set_ex_data(ssl, AcceptedIx(), &acceptances[isConstrained ? 1 : 0]);
     return result;
 }
 
-/* What becomes of an error that is found after the decision. One that was known then does not change it. */
+/* Decides on an error that is found after the decision. One that was known then does not change the result. */
 int DecideLate(X509_STORE_CTX *storeContext, int error) {
     if (std::ranges::find(kLateErrors, error) == kLateErrors.end())
         return 1;
@@ -236,7 +237,7 @@ int SSL_VerifyCbHelper(X509_STORE_CTX *storeContext, SSLVerifyParam *param) {
         return 0;
     }
     if (index == 0 || (param->progress & PROGRESS_BEGUN) == 0)
-        BeginWalk(param, leaf); /* a check of extensions begins with the leaf */
+        BeginWalk(param, leaf); /* checks of extensions begin with the leaf */
 
     const guint32 progress = param->progress;
     const int error = __wrap_X509_STORE_CTX_get_error(storeContext);
@@ -255,7 +256,7 @@ int SSL_VerifyCbHelper(X509_STORE_CTX *storeContext, SSLVerifyParam *param) {
         return Accept(param, SSL_VERIFY_RESULT_TRUSTED);
     }
     if ((progress & PROGRESS_THUMBPRINT) == 0)
-        return DecideOnDoubt(param);
+        return DecideOnUntrusted(param);
     ClearErrors(param);
     return Accept(param, SSL_VERIFY_RESULT_PINNED);
 }
@@ -273,7 +274,7 @@ bool SSLVerify_SetParam(SSL *ssl, SSLVerifyParam *param) {
     return true;
 }
 
-/* A handshake that the peer starts anew on a connection that was made long ago has no record, and fails. */
+/* A renegotiation after the connect has no record, and fails. */
 int SSLVerifyCb(int, X509_STORE_CTX *storeContext) {
     SSL *ssl = ConnectionOf(storeContext);
     auto *param =
@@ -308,7 +309,7 @@ int SSL_ValidateCertCb(int ok, X509_STORE_CTX *storeContext) {
         NoteError(state, error, __wrap_X509_STORE_CTX_get_error_depth(storeContext));
         __wrap_X509_STORE_CTX_set_error(storeContext, X509_V_OK);
         if (error != X509_V_ERR_UNABLE_TO_VERIFY_LEAF_SIGNATURE)
-            return 1; /* the walk goes on and finds what else is wrong; this one ends it */
+            return 1; /* the walk continues and finds further errors; only this code ends it */
     } else if (__wrap_X509_STORE_CTX_get_error_depth(storeContext) != 0) {
         return ok;
     }

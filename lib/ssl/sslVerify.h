@@ -2,8 +2,9 @@
  * sslVerify.h -- the verify callbacks that the layer gives OpenSSL
  *
  * Two ways lead through here. SSL_ConnectAndVerify() installs SSLVerifyCb() on one connection, and an
- * SSLVerifyParam says what is required and receives the result. SSL_SetVerifyCb() installs SSL_ValidateCertCb() on
- * a context that is used for one handshake; the function to invoke is in the SSLVerifyState of its store.
+ * SSLVerifyParam says what is required and receives the result. SSL_SetVerifyCb() installs
+ * SSL_ValidateCertCb() on a context that is used for one handshake; the function to invoke is in the
+ * SSLVerifyState of its store.
  *
  * Threads: that of the handshake.
  */
@@ -13,12 +14,11 @@
 
 #include "lib/ssl/sslThunks.h"
 
-/* SSL_SetVerifyCb() without the machine's CA certificates. */
+/* As SSL_SetVerifyCb(), but without adding the machine's CA certificates. */
 void SSLVerify_SetFunction(SSL_CTX *ctx, SSLVerifyCertificateFn func, gpointer data,
                            GDestroyNotify destroy);
 
-/* Has a connection check its peer as the record says. Clears what an earlier connection left in the record. False:
- * no memory. */
+/* Makes a connection check its peer by a record, whose results are cleared first. False: no memory. */
 bool SSLVerify_SetParam(SSL *ssl, SSLVerifyParam *param);
 
 /* The verify callback of a connection that has a SSLVerifyParam, and its decision. */

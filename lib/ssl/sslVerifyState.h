@@ -1,5 +1,5 @@
 /*
- * sslVerifyState.h -- what a context's next handshake asks, and what was found so far
+ * sslVerifyState.h -- the function that decides in a context's next handshake, and the errors found so far
  *
  *   attached to the store -> errors are collected -> the function is invoked -> detached and released
  *                         -> the handshake ended before that: released with the store

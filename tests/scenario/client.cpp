@@ -87,7 +87,7 @@ void Client::OnFinal(OrvaneListener *listener, Watched *watched) {
     if (!succeeded && watched->step != Step::kTask)
         client->failed = true;
 
-    // the next step only if the client still stands where this listener was
+    // the next step begins only if the client is still at this listener's step
     if (client->step == watched->step) {
         const bool goesOn = succeeded || watched->step == Step::kTask;
         if (watched->step == Step::kConnect && !succeeded)
@@ -233,13 +233,13 @@ std::string Client::End() {
     std::string wrong;
     for (const auto &watched : listeners) {
         if (watched->numFinals > 1)
-            wrong +=
-                fmt::format("{}: told {} times; ", StepName(watched->step), watched->numFinals);
+            wrong += fmt::format("{}: signalled {} times; ", StepName(watched->step),
+                                 watched->numFinals);
         if (!watched->listener)
             continue;
         if (watched->numFinals > 0)
             wrong += fmt::format("{}: listener outlived its end; ", StepName(watched->step));
-        // a call that ended without a word leaves its listener to the application
+        // after a call that ended without a signal the application still owns the listener
         g_object_unref(watched->listener);
     }
     listeners.clear();

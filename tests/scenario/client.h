@@ -1,5 +1,5 @@
 /*
- * client.h -- an application that does a bit of everything, to be disturbed while it does it
+ * client.h -- an application that uses most of the library, to be disturbed at every step
  *
  *   CONNECT -> LOAD -> TASK -> UPDATE -> CALL -> DISCONNECT -> ENDED
  *
@@ -7,9 +7,9 @@
  * task, waits for a property to change, makes a plain call and disconnects. Each step begins in the
  * signal handler that ended the one before. A step that fails goes on with DISCONNECT.
  *
- * A test may ask to be called before each callback of the library and inside each signal handler,
- * and take something away there. Afterwards End() releases what is left and says what went wrong: a
- * listener that was told twice, one that outlived its end, a callback still registered.
+ * A test may set functions that run before each callback of the library and inside each signal handler, and
+ * release or end something there. Afterwards End() releases what is left and reports what went wrong: a
+ * listener that was signalled twice, one that outlived its end, a callback that is still registered.
  *
  * Threads: one; one client at a time.
  */
@@ -37,10 +37,10 @@ public:
     /* Starts with CONNECT and runs until the end, or until nothing happens any more. */
     void Run();
 
-    /* Gives everything back. Empty, or what is wrong. */
+    /* Releases everything. Returns what is wrong; empty if nothing is. */
     std::string End();
 
-    /* Things to take away. Harmless where there is nothing left to take. */
+    /* Disturbances. Each does nothing if there is nothing left to release or end. */
     void CancelListener();
     void DropListener();
     void DropSession();

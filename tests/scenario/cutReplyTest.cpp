@@ -1,5 +1,5 @@
-// Each answer of the service cut short at every 7th byte: the call's listener fails once, with the
-// fault of a reply that is none, and the session lives on.
+// Each answer of the service is cut short at every 7th byte. The call's listener fails once, with the fault of
+// an unreadable reply, and the session continues.
 //
 // The plain run tries a few places; with ORVANE_EXHAUSTIVE set it tries every 7th byte.
 #include <cstdlib>
@@ -19,13 +19,13 @@ constexpr const char *kInvalid = "OrvaneFaultInvalidResponse 52";
 
 struct Row {
     const char *answer;
-    const char *heard; /* what the client hears of the cut; NULL if it is to hear nothing */
+    const char *signal; /* the client's signal after the cut; NULL if there must be none */
 };
 
 constexpr Row kRows[] = {
     {"versions", "CONNECT failure"}, {"RetrieveServiceContent", "CONNECT failure"},
     {"Login", "CONNECT failure"},    {"PowerOnVM_Task", "TASK failure"},
-    {"WaitForUpdatesEx", nullptr}, /* asked again at once */
+    {"WaitForUpdatesEx", nullptr}, /* sent again at once */
     {"CurrentTime", "CALL failure"}, {"Logout", "DISCONNECT failure"},
 };
 
@@ -48,7 +48,7 @@ size_t LengthOf(const char *answer) {
 class CutReply : public testing::TestWithParam<Row> {};
 
 TEST_P(CutReply, AtEverySeventhByte) {
-    const auto &[answer, heard] = GetParam();
+    const auto &[answer, signal] = GetParam();
     const size_t length = LengthOf(answer);
     const size_t stride = getenv("ORVANE_EXHAUSTIVE") ? 7 : length / 5;
     for (size_t bytes = 0; bytes < length; bytes += stride) {
@@ -58,8 +58,8 @@ TEST_P(CutReply, AtEverySeventhByte) {
             {.kind = simulator::TroubleKind::Drop, .method = answer, .bytes = bytes});
         client.Run();
         EXPECT_EQ(Step::kEnded, client.step) << "stuck in " << scenario::StepName(client.step);
-        if (heard)
-            EXPECT_THAT(client.signals, testing::Contains(fmt::format("{} {}", heard, kInvalid)));
+        if (signal)
+            EXPECT_THAT(client.signals, testing::Contains(fmt::format("{} {}", signal, kInvalid)));
         else
             EXPECT_FALSE(client.failed);
         ASSERT_EQ("", client.End());

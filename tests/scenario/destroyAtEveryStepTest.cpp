@@ -1,5 +1,5 @@
-// What may be taken away from a client at any moment, taken away at every moment. Nothing may
-// crash, leak, hang, or tell a listener twice.
+// Whatever a client may lose at any moment is taken away at every moment. Nothing may crash, leak, hang, or
+// signal a listener twice.
 //
 // The plain run tries a sample of the moments; with ORVANE_EXHAUSTIVE set it tries all of them.
 #include <cstdlib>
@@ -17,7 +17,7 @@ using scenario::Step;
 struct Disturbance {
     const char *name;
     void (Client::*apply)();
-    bool goesOn; /* the client is to reach its end all the same */
+    bool goesOn; /* the client must reach its end all the same */
 };
 
 constexpr Disturbance kDisturbances[] = {

@@ -1,5 +1,5 @@
 /*
- * cannedServer.h -- an HTTP server on loopback that says what a test tells it to, byte for byte
+ * cannedServer.h -- an HTTP server on loopback that sends what a test sets, byte for byte
  *
  *   CannedServer server;
  *   server.Answer([](const CannedRequest &request) { return HttpReply("<x/>"); });

@@ -43,7 +43,9 @@ enum class Done { kNothing, kWatch, kStep };
 
 constexpr int kForever = -1;
 constexpr int kSettleMs = 4;
-constexpr int kSettleLimitMs = 10000;
+constexpr gint64 kSettleLimitUs = 10000000;
+constexpr int kProcessorShare =
+    10; /* how much more processor time than time without an event is allowed */
 
 Loop &TheLoop() {
     static Loop loop;
@@ -53,6 +55,13 @@ Loop &TheLoop() {
 gint64 RealNow() {
     timespec now;
     clock_gettime(CLOCK_MONOTONIC, &now);
+    return gint64(now.tv_sec) * 1000000 + now.tv_nsec / 1000;
+}
+
+/* Processor time of this thread, which the load of the machine does not change. */
+gint64 ProcessorNow() {
+    timespec now;
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
     return gint64(now.tv_sec) * 1000000 + now.tv_nsec / 1000;
 }
 
@@ -247,21 +256,26 @@ void testLoop::Reset() {
 }
 
 bool testLoop::RunUntil(const std::function<bool()> &condition, int limitMs) {
-    const gint64 end = RealNow() + gint64(limitMs) * 1000;
+    const gint64 limit = gint64(limitMs) * 1000;
+    const gint64 processorEnd = ProcessorNow() + kProcessorShare * limit;
+    gint64 quietEnd = RealNow() + limit;
     while (!condition()) {
-        if (RealNow() >= end || !CanHappenMore())
+        if (RealNow() >= quietEnd || ProcessorNow() >= processorEnd || !CanHappenMore())
             return false;
-        RunOnce(MsUntil(end));
+        if (RunOnce(MsUntil(quietEnd)) != Done::kNothing)
+            quietEnd = RealNow() + limit;
     }
     return true;
 }
 
 void testLoop::Settle() {
-    const gint64 end = RealNow() + gint64(kSettleLimitMs) * 1000;
+    const gint64 processorEnd = ProcessorNow() + kSettleLimitUs;
     gint64 quietEnd = RealNow() + kSettleMs * 1000;
-    while (RealNow() < std::min(end, quietEnd)) {
+    while (ProcessorNow() < processorEnd) {
         if (RunOnce(MsUntil(quietEnd)) != Done::kNothing)
             quietEnd = RealNow() + kSettleMs * 1000;
+        else if (RealNow() >= quietEnd)
+            return;
     }
 }
 

@@ -6,15 +6,15 @@
  * while a time-out of minutes passes at once when a test says so.
  *
  * A step is one callback of the library: due timers come first, by due time, then ready descriptors
- * in order of registration. What has run, or was registered since, waits until the others have had
- * their turn. A callback may register and remove whatever it likes, itself too; removing what is
- * not there answers non-zero and does nothing else. One removal undoes one registration.
+ * in order of registration. A callback that has run, or was registered since, waits until the others have
+ * run. A callback may register and remove any, itself too. To remove one that is not registered returns
+ * non-zero and changes nothing. One removal undoes one registration.
  *
  * Sockets of a server that runs inside the test are watched too (Watch), but are not counted as
  * steps of the library.
  *
- * Ownership: Reset() forgets all registrations; call it between tests. Watches and the idle
- *            function belong to the servers, which take them away themselves.
+ * Ownership: Reset() removes all registrations; call it between tests. The servers own their watches and the
+ *            idle function, and remove them.
  * Threads:   one.
  */
 #pragma once
@@ -40,12 +40,13 @@ gint Callback(gint flags, OrvanePollFunction function, gpointer clientData, gint
 gint CallbackRemove(gint flags, OrvanePollFunction function, gpointer clientData, gint eventType,
                     PollClassSet classSet);
 
-/* Forgets all callbacks and the hook, accepts again, sets the clock and the counter back. */
+/* Removes all callbacks and the hook, accepts again, resets the clock and the counter. */
 void Reset();
 
-/* Runs callbacks until the condition holds. False if that took longer than the limit (real time, long
- * enough for a machine that is busy with other things), or if nothing is left that could happen. */
-bool RunUntil(const std::function<bool()> &condition, int limitMs = 120000);
+/* Runs callbacks until the condition holds. False if nothing happened for the limit (real time), if ten times
+ * the limit of processor time was used, or if nothing is left that could happen. A busy machine thus changes no
+ * result. */
+bool RunUntil(const std::function<bool()> &condition, int limitMs = 10000);
 
 /* Runs whatever is due now or becomes due within a few milliseconds, until nothing more is. */
 void Settle();
@@ -66,7 +67,7 @@ void SetBeforeStep(std::function<void(uint64_t)> function);
 /* What is registered now, in order of registration. */
 std::vector<Registration> Registrations();
 
-/* From now on Callback() answers non-zero, as a loop that can take no more. */
+/* From now on Callback() returns non-zero, as a loop does that accepts no more. */
 void SetRefusing(bool refusing);
 
 /* Watches a descriptor for the test's own server; events are poll(2)'s. */

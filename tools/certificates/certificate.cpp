@@ -1,8 +1,8 @@
 /*
  * certificate.cpp -- certificates by GnuTLS
  *
- * GnuTLS takes the common name in its encoded form here, since a text with a NUL would be cut.
- * A broken signature is made in the finished certificate, whose last bytes the signature is.
+ * The common name is given to GnuTLS in encoded form, since a text would end at a NUL. A broken signature is made
+ * in the finished certificate: the signature is at its end.
  */
 #include "tools/certificates/certificate.h"
 
@@ -30,7 +30,7 @@ using PubkeyPtr = std::unique_ptr<gnutls_pubkey_st, Release<gnutls_pubkey_deinit
 using ConstraintsPtr =
     std::unique_ptr<gnutls_name_constraints_st, Release<gnutls_x509_name_constraints_deinit>>;
 
-constexpr char kPaddingOid[] = "1.3.6.1.4.1.55555.1.1"; /* assigned to nobody */
+constexpr char kPaddingOid[] = "1.3.6.1.4.1.55555.1.1"; /* not assigned */
 
 std::string Taken(gnutls_datum_t &datum) {
     std::string bytes(reinterpret_cast<const char *>(datum.data), datum.size);
@@ -72,7 +72,7 @@ gnutls_digest_algorithm_t AlgorithmOf(Digest digest) {
     throw std::logic_error("certificate: no such digest");
 }
 
-/* An UTF8String, encoded. */
+/* Returns an encoded UTF8String. */
 std::string Utf8String(const std::string &text) {
     if (text.size() > 0x7f)
         throw std::runtime_error("certificate: names have at most 127 bytes");
@@ -148,7 +148,7 @@ void SetNameConstraints(gnutls_x509_crt_t crt, const std::vector<std::string> &p
     Check(gnutls_x509_crt_set_name_constraints(crt, made, 1), "name constraints");
 }
 
-/* An OCTET STRING with so many bytes in it, encoded. */
+/* Returns an encoded OCTET STRING of a size. */
 std::string Padding(size_t size) {
     std::string encoded = "\x04\x84";
     for (int shift = 24; shift >= 0; shift -= 8)
@@ -199,7 +199,7 @@ std::string ThumbprintOf(gnutls_digest_algorithm_t algorithm, std::string_view d
     return text;
 }
 
-/* One part of a name as OpenSSL compares it: in small letters, single blanks between words. */
+/* Returns a part of a name as OpenSSL compares it: in lower case, with single blanks. */
 std::string CanonicalPart(std::string_view oid, const std::string &text) {
     std::string plain;
     for (const char c : text) {
@@ -235,7 +235,7 @@ Certificate Finish(std::string der, std::shared_ptr<const Key> key) {
     return made;
 }
 
-/* Without an issuer it is its own. */
+/* Without an issuer it is self-signed. */
 Certificate Make(const Certificate *issuer, const Traits &traits, std::shared_ptr<const Key> key) {
     const CrtPtr crt = NewCrt();
     const int64_t now = time(nullptr);

@@ -1,10 +1,10 @@
 /*
  * certificateKey.h -- private keys for certificates that are made at run time
  *
- * RSA keys take long to make, so there is one per size and number in a process. Keys on the curve
- * P-256 are made anew each time.
+ * RSA keys take long to generate, so a process has one for each size and number. Keys on the curve P-256 are
+ * generated each time.
  *
- * Ownership: keys are shared; one lives as long as somebody holds it, an RSA key to the end.
+ * Ownership: keys are shared and reference counted; RSA keys are kept until the end of the process.
  * Errors:    std::runtime_error.
  * Threads:   any.
  */
@@ -32,7 +32,7 @@ private:
     std::string pem;
 };
 
-/* The key of a size; another number gives another one of that size. */
+/* Returns the key with a size and number. */
 std::shared_ptr<const Key> KeyOf(int rsaBits, int number);
 
 /* Throws if a function of GnuTLS failed. */

@@ -8,7 +8,7 @@ namespace certificates {
 
 namespace {
 
-/* The certificates of a chain while it is made; rows change them from good ones. */
+/* The certificates of a chain while it is made: good ones, which the rows change. */
 struct Plan {
     Traits root{.commonName = "Orvane Test Root", .isAuthority = true};
     Traits intermediate{.commonName = "Orvane Test Intermediate", .isAuthority = true};
@@ -16,7 +16,7 @@ struct Plan {
     int intermediates = 0;
     bool isSelfSigned = false;
     bool isRevoked = false;
-    bool isOfUnknownIssuer = false; /* the anchor bears the issuer's name, but another key */
+    bool isOfUnknownIssuer = false; /* the anchor has the issuer's name, but another key */
 };
 
 struct Recipe {
@@ -48,7 +48,7 @@ constexpr auto kRecipes = std::to_array<Recipe>({
          p.leaf.dnsNames = {"elsewhere.example.test"};
          p.leaf.addresses = {"192.0.2.1"};
      }},
-    {{"unknown-issuer", "by a root that bears the name of the trusted one, with another key"},
+    {{"unknown-issuer", "by a root with the name of the trusted one, but another key"},
      [](Plan &p) { p.isOfUnknownIssuer = true; }},
     {{"root-expired", "by a root that has expired"}, [](Plan &p) { p.root.validUntil = -3600; }},
     {{"intermediate-expired", "by an intermediate that has expired"},
@@ -79,7 +79,7 @@ constexpr auto kRecipes = std::to_array<Recipe>({
          p.intermediate.pathLength = -1;
      }},
     {{"client-only", "for clients only"}, [](Plan &p) { p.leaf.purpose = Purpose::Client; }},
-    {{"critical-extension", "with a critical extension that nobody knows"},
+    {{"critical-extension", "with an unknown critical extension"},
      [](Plan &p) { p.leaf.criticalExtension = "1.3.6.1.4.1.55555.1.2"; }},
     {{"revoked", "revoked by its issuer's list"}, [](Plan &p) { p.isRevoked = true; }},
     {{"bad-signature", "with one bit of the signature turned"},

@@ -1,12 +1,12 @@
 /*
- * certificateKind.h -- certificates by name, "expired" or "wrong-host": what a server may present
+ * certificateKind.h -- certificates of servers by name, such as "expired" or "wrong-host"
  *
  *   const auto shown = MakeKind("intermediate-no-ca");
  *   serve(shown->Pem(), shown->KeyPem());
  *   trust(shown->anchor.pem);
  *
- * All but the self-signed ones come from an authority made along with them, "Orvane Test Root".
- * A good one bears "localhost", 127.0.0.1 and ::1.
+ * All but the self-signed ones are issued by an authority that is made with them, "Orvane Test Root".
+ * A good one has the names "localhost", 127.0.0.1 and ::1.
  *
  * Errors:  std::runtime_error.
  * Threads: any.
@@ -23,11 +23,11 @@
 
 namespace certificates {
 
-/* What a server presents, and what belongs to it. */
+/* The certificates that a server presents, and what clients need. */
 struct Presented {
     std::vector<Certificate> chain; /* the server's own first; without the anchor */
-    Certificate anchor;             /* what one has to trust; a self-signed one is its own */
-    std::string revocationList;     /* PEM, by the anchor; empty but for the revoked */
+    Certificate anchor;             /* the certificate to trust; a self-signed one is its own */
+    std::string revocationList;     /* PEM, issued by the anchor; only for "revoked" */
 
     const Certificate &Leaf() const { return chain.front(); }
     std::string Pem() const { return PemOf(chain); }
@@ -36,11 +36,11 @@ struct Presented {
 
 struct KindRow {
     const char *name;
-    const char *text; /* what is to be known of it, for a list */
+    const char *text; /* a description for lists */
 };
 std::span<const KindRow> Kinds();
 
-/* Nothing if there is no such kind. */
+/* Returns nothing if there is no such kind. */
 std::optional<Presented> MakeKind(std::string_view name);
 
 } // namespace certificates

@@ -27,7 +27,7 @@ constexpr char kSimulatorPassword[] = "secret"; /* of the user "administrator" *
 constexpr int kMaxMachines = 100000;
 constexpr int kMaxSeconds = 3600;
 
-/* Shows each property of an object that changes, while this lives. */
+/* Shows each change of a property of an object while this lives. */
 class Watch {
 public:
     Watch(Terminal &shownOn, GObject *watched) : terminal(shownOn), object(watched) {
@@ -191,7 +191,7 @@ void Demo::ShowProperties() {
         shown++;
     }
     if (shown == 0)
-        throw Failure(machineName + ": none of its properties came");
+        throw Failure(machineName + ": no property was received");
 }
 
 /* Follows a task to its end with a bar. */
@@ -207,7 +207,7 @@ void Demo::RunTask(Operation &task, const char *label) {
     }
     terminal.EndProgress(Style::kGood, "done");
     if (!orvane_listener_is_task(task.Listener()) || (IsEmbedded() && last != 100))
-        throw Failure(fmt::format("{}: its progress did not come ({} %)", label, last));
+        throw Failure(fmt::format("{}: its progress is missing ({} %)", label, last));
 }
 
 void Demo::SwitchOn() {
@@ -217,7 +217,7 @@ void Demo::SwitchOn() {
     skema_ozy_virtual_machine_power_on(Machine(), nullptr, task.Listener());
     RunTask(task, "PowerOnVM_Task");
     if (!RunUntil([&] { return watch.NumUpdates() > 0; }, login.timeoutSeconds))
-        throw Failure(machineName + ": no update came");
+        throw Failure(machineName + ": no update was received");
 }
 
 void Demo::FailTask() {
@@ -232,9 +232,9 @@ void Demo::FailTask() {
 
 void Demo::FailCall() {
     Operation call("calling an object that is not there", login.timeoutSeconds);
-    const ObjectPtr<SkemaQormManagedObject> nobody(SKEMA_QORM_MANAGED_OBJECT(g_object_ref_sink(
+    const ObjectPtr<SkemaQormManagedObject> missing(SKEMA_QORM_MANAGED_OBJECT(g_object_ref_sink(
         orvane_session_get_object(Session(), kNoSuchMachine, SKEMA_TYPE_OZY_VIRTUAL_MACHINE))));
-    skema_ozy_managed_entity_reload(SKEMA_OZY_MANAGED_ENTITY(nobody.get()), call.Listener());
+    skema_ozy_managed_entity_reload(SKEMA_OZY_MANAGED_ENTITY(missing.get()), call.Listener());
     const ObjectPtr<SkemaQormMethodFault> fault = call.Fail();
     if (ClassName(fault.get()) != "ManagedObjectNotFound")
         throw Failure("the call failed with another fault: " + FaultText(fault.get()));

@@ -42,18 +42,18 @@ Failure FileFailure(const std::string &path, const std::string &why) {
     return Failure(fmt::format("{}: {}", path, why));
 }
 
-/* Why the file must not be believed; empty if it may. */
+/* Returns why the file must not be used; empty if it may be. */
 std::string Distrust(const struct stat &status) {
     if (!S_ISREG(status.st_mode))
-        return "is no plain file";
+        return "is no regular file";
     if (status.st_uid != geteuid() && status.st_uid != 0)
-        return "belongs to somebody else";
+        return "belongs to another user";
     if ((status.st_mode & (S_IWGRP | S_IWOTH)) != 0)
-        return "may be written by others; chmod 600 helps if its content is right";
+        return "is writable for others; if its content is right, use chmod 600";
     return "";
 }
 
-/* Nothing if there is no such file. */
+/* Returns nothing if there is no such file. */
 std::optional<std::string> ReadFile(const std::string &path) {
     const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
     if (file.Number() < 0 && errno == ENOENT)
@@ -81,7 +81,7 @@ std::optional<std::string> ReadFile(const std::string &path) {
     return text;
 }
 
-/* Without their ends. */
+/* Returns the lines without their ends. */
 std::vector<std::string_view> LinesOf(std::string_view text) {
     std::vector<std::string_view> lines;
     while (!text.empty()) {
@@ -92,7 +92,7 @@ std::vector<std::string_view> LinesOf(std::string_view text) {
     return lines;
 }
 
-/* The next word of a line, taken off its front. */
+/* Removes the first word of a line and returns it. */
 std::string_view TakeWord(std::string_view *line) {
     constexpr std::string_view kBlanks = " \t\r";
     line->remove_prefix(std::min(line->find_first_not_of(kBlanks), line->size()));
@@ -107,7 +107,7 @@ bool IsOf(std::string_view line, std::string_view key) {
            g_ascii_strncasecmp(word.data(), key.data(), key.size()) == 0;
 }
 
-/* The text with the service's line replaced, or put at its end. */
+/* Returns the text with the service's line replaced, or appended. */
 std::string WithLine(std::string_view text, std::string_view key, std::string_view thumbprint) {
     const std::string wanted = fmt::format("{} {}\n", key, thumbprint);
     std::string changed;
@@ -121,7 +121,7 @@ std::string WithLine(std::string_view text, std::string_view key, std::string_vi
     return isThere ? changed : changed + wanted;
 }
 
-/* The folder, made if it is not there, and held by this program alone as long as it is open. */
+/* Opens the folder, creates it if needed, and locks it until it is closed. */
 int OpenFolder(const std::string &path) {
     const GPtr<char> folder(g_path_get_dirname(path.c_str()));
     if (g_mkdir_with_parents(folder.get(), kFolderMode) != 0)
@@ -129,7 +129,7 @@ int OpenFolder(const std::string &path) {
     const int opened = open(folder.get(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (opened < 0)
         throw FileFailure(folder.get(), g_strerror(errno));
-    (void)flock(opened, LOCK_EX); /* where folders cannot be locked, the last to write wins */
+    (void)flock(opened, LOCK_EX); /* where folders cannot be locked, the last writer wins */
     return opened;
 }
 

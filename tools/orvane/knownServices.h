@@ -1,15 +1,14 @@
 /*
- * knownServices.h -- the certificates that the user has accepted, in a file of one line per service
+ * knownServices.h -- the certificates that the user has accepted, in a file with a line for each service
  *
  *   # comments stay
  *   host.example:443 0A:1B:2C:...          the SHA-256 thumbprint of its certificate
  *
  * The file is $XDG_CONFIG_HOME/orvane/known_services, or ~/.config/orvane/known_services; it is written
- * with mode 0600 in a folder of mode 0700, beside the old one and then renamed, so that it is whole at
- * every moment. Two programs that write at a time wait for each other.
+ * with mode 0600 in a folder of mode 0700. A new file replaces the old one by a rename, so that it is complete at
+ * every moment. Programs that write at the same time wait for each other.
  *
- * Errors:  Failure, with a line for people. A file that cannot be trusted, because it is too large, no
- *          plain file or for others to write, is refused as a whole.
+ * Errors:  Failure. A file that is too large, is no regular file or is writable for others is refused as a whole.
  * Threads: one.
  */
 #pragma once
@@ -30,11 +29,11 @@ public:
 
     const std::string &Path() const { return path; }
 
-    /* The thumbprint that is known of a service, by its key; empty if it is not known. A line of the
-     * service with anything but a thumbprint is a Failure, not an unknown service. */
+    /* Returns the thumbprint of a service by its key; empty if it is not known. A line of the service with
+     * anything but a thumbprint is a Failure, not an unknown service. */
     std::string Find(std::string_view key) const;
 
-    /* Puts a line into the file, in place of one for the same service. */
+    /* Writes a line to the file, which replaces the line of the same service. */
     void Remember(std::string_view key, std::string_view thumbprint256) const;
 
 private:

@@ -46,7 +46,7 @@ struct PasswordOptions {
 /* Adds the options to a command. */
 void AddPasswordOptions(CLI::App &command, PasswordOptions &options);
 
-/* Throws BadUsage if there is no password and nobody can be asked, or no answer was given. */
+/* Throws BadUsage if there is no password and the user cannot be asked or gives no answer. */
 Password FindPassword(const PasswordOptions &options, const std::string &user);
 
 } // namespace orvaneCli

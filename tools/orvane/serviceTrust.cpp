@@ -23,7 +23,7 @@ constexpr int kMostAttempts = 3;
 
 using CertInfoPtr = std::unique_ptr<SSLCertInfo, Release<SSL_FreeCertInfo>>;
 
-/* "0123abcd.0": how the authorities of a folder are found. */
+/* Returns whether a name has the form "0123abcd.0", by which authorities are found in a folder. */
 bool IsHashName(const std::string &name) {
     return name.size() > 9 && name[8] == '.' && name.find_first_not_of("0123456789abcdef") == 8 &&
            name.find_first_not_of("0123456789", 9) == std::string::npos;
@@ -46,14 +46,14 @@ ServiceAddress AddressOf(const std::string &url) {
     return *address;
 }
 
-/* An http service may lead to https on the same host, which is then asked about. */
+/* An http service may redirect to https on the same host, whose certificate is then checked. */
 std::string KeyOf(ServiceAddress address) {
     if (!address.isTls && address.port == 80)
         address.port = 443;
     return address.Key();
 }
 
-/* Lines, each behind a mark of its own. */
+/* Returns the lines, each with a prefix. */
 std::string Indented(const std::string &lines, const char *mark) {
     std::string text;
     size_t begin = 0;

@@ -1,16 +1,16 @@
 /*
- * serviceTrust.h -- whether the certificate of a service is accepted: options, memory, the user
+ * serviceTrust.h -- decides on the certificate of a service by options, known services and the user
  *
  *   --insecure           any
- *   --pin THUMBPRINT     that one, whatever else is wrong with it
- *   --ca FILE-OR-DIR     one by these authorities that bears the host's name; libcurl checks that
- *   none of these        the one that known_services has; if it has none, one that the system's
- *                        authorities vouch for; otherwise the user is asked
+ *   --pin THUMBPRINT     that certificate, whatever else is wrong with it
+ *   --ca FILE-OR-DIR     one by these authorities with the name of the host; libcurl checks that
+ *   none of these        the one in known_services; if it has none, one by the system's authorities;
+ *                        otherwise the user decides
  *
  *   handshake -> accepted or refused at once
- *             -> undecided: it fails -> Answer() asks -> the connection is made again, and accepted
+ *             -> undecided: it fails -> Answer() asks the user -> the second connection is accepted
  *
- * Errors:  Failure; a refusal is told by WhyRefused().
+ * Errors:  Failure; WhyRefused() has the reason of a refusal.
  * Threads: that of the loop.
  */
 #pragma once
@@ -33,33 +33,33 @@ struct TrustOptions {
     bool isInsecure = false;
 };
 
-/* Why a text cannot be given as --pin or as --ca; empty if it can. */
+/* Return why a text is not valid for --pin or --ca; empty if it is. */
 std::string CheckPin(const std::string &text);
 std::string CheckAuthorities(const std::string &path);
 
 class ServiceTrust {
 public:
-    /* A pin or authorities for an address that is not https are a Failure: they would do nothing. */
+    /* A pin or authorities for an address that is not https are a Failure: they would have no effect. */
     ServiceTrust(const TrustOptions &options, const std::string &url);
     ~ServiceTrust();
     ServiceTrust(const ServiceTrust &) = delete;
     ServiceTrust &operator=(const ServiceTrust &) = delete;
 
-    /* Makes a session decide by this, on all of its connections. Once, before it connects; this must
-     * live as long as the session connects. */
+    /* Makes a session use this object for all of its connections. Call it once before the session connects. The
+     * object must outlive the connect. */
     void Install(OrvaneSession *session);
 
-    /* For a context of libcurl's whose next handshake shall be decided by this. */
+    /* Makes a context of libcurl use this object for its next handshake. */
     void Install(void *sslContext);
 
-    /* Whether somebody must be asked before it can go on. */
+    /* Returns whether the user must decide first. */
     bool HasQuestion() const { return question.has_value(); }
-    /* Asks. True if the connection is to be made again. */
+    /* Asks the user. Returns whether to connect again. */
     bool Answer();
 
-    /* Empty if nothing was refused. */
+    /* Returns the reason of a refusal; empty without one. */
     const std::string &WhyRefused() const { return refusal; }
-    /* "TLS, certificate pinned", for people; what was accepted last. */
+    /* Returns a description of what was accepted last: "TLS, certificate pinned". */
     std::string Summary() const;
 
 private:
@@ -92,7 +92,7 @@ private:
     std::string refusal;
 
     std::optional<Seen> question;
-    std::function<void(bool)> tellSession; /* takes the answer; empty if nobody waits for it */
+    std::function<void(bool)> tellSession; /* receives the decision; empty if none is pending */
 };
 
 } // namespace orvaneCli

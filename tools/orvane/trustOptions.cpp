@@ -18,7 +18,7 @@ void AddTrustOptions(CLI::App &command, TrustOptions &options) {
             ->excludes(pin);
     command
         .add_flag("--insecure", options.isInsecure,
-                  "Accept any certificate: whoever is on the way may read and change everything")
+                  "Accept any certificate: an attacker on the way can read and change everything")
         ->excludes(pin)
         ->excludes(ca);
 }

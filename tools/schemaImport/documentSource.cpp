@@ -72,7 +72,7 @@ bool FileSource::Resolve(const DocumentRef &from, const std::string &location, D
         return false;
     }
     if (!IsBelow(real)) {
-        *why = "lies outside the folders of the documents that were named";
+        *why = "is outside the folders of the documents that were named";
         return false;
     }
     *found = {named, real};

@@ -1,5 +1,5 @@
 /*
- * documentSource.h -- where schema documents come from: files, or a service (fetch.h)
+ * documentSource.h -- sources of schema documents: files, or a service (fetch.h)
  *
  * Errors:  a false result with a text that says why.
  * Threads: one.
@@ -20,16 +20,16 @@ struct DocumentRef {
 class DocumentSource {
 public:
     virtual ~DocumentSource() = default;
-    /* What a location that stands in a document leads to. */
+    /* Finds the document at a location that another document contains. */
     virtual bool Resolve(const DocumentRef &from, const std::string &location, DocumentRef *found,
                          std::string *why) = 0;
     virtual bool Read(const DocumentRef &document, std::string *bytes, std::string *why) = 0;
 };
 
-/* Files, none of which lies outside the folders of those that were named. */
+/* Reads files, but none outside the folders of those that were named. */
 class FileSource : public DocumentSource {
 public:
-    /* A file, or a folder, which stands for its *.wsdl and *.xsd by name. Adds what it stands for. */
+    /* Adds a file, or the *.wsdl and *.xsd files of a folder in the order of their names. */
     bool Name(const std::string &path, std::vector<DocumentRef> *documents, std::string *why);
 
     bool Resolve(const DocumentRef &from, const std::string &location, DocumentRef *found,

@@ -11,7 +11,7 @@ namespace {
 constexpr gsize kMaxDocument = gsize(32) << 20;
 constexpr const char *kSystemCertificates = "/etc/ssl/certs";
 
-/* Without the fragment, which no server sees. */
+/* Returns the URL without its fragment, which is not sent. */
 std::string UrlText(CURLU *url) {
     curl_url_set(url, CURLUPART_FRAGMENT, nullptr, 0);
     char *text = nullptr;
@@ -42,7 +42,7 @@ std::string WhyNot(BasicHttpErrorCode error, long status) {
     case BASICHTTP_ERROR_INACTIVITY_TIMEOUT:
         return "no answer in time";
     case BASICHTTP_ERROR_TRANSFER:
-        return "the transfer broke off, the document is too large, or it stands on another host";
+        return "the transfer broke off, the document is too large, or it is on another host";
     default:
         return "the transfer broke off (error " + std::to_string(error) + ")";
     }

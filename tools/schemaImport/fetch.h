@@ -2,8 +2,7 @@
  * fetch.h -- schema documents from a service, through the library's own transport
  *
  * Locations in a document are resolved against its address and must lead to the same scheme, host and
- * port. A document of more than 32 MiB is refused. Certificates are checked by whoever is given for
- * that, or by authorities.
+ * port. A document of more than 32 MiB is refused. Certificates are checked by a FetchTrust or by authorities.
  *
  * Errors:  a false result with a text that says why.
  * Threads: one; the transport is started and stopped with the source, of which there is one at a time.
@@ -21,7 +20,7 @@ namespace schemaImport {
 struct FetchLoop {
     OrvanePollCallback callback;
     OrvanePollCallbackRemove callbackRemove;
-    /* Runs the loop until the condition holds; false if that took too long. */
+    /* Runs the loop until the condition is true; returns false if that took too long. */
     std::function<bool(const std::function<bool()> &)> runUntil;
 };
 
@@ -29,21 +28,21 @@ struct FetchLoop {
 class FetchTrust {
 public:
     virtual ~FetchTrust() = default;
-    /* Makes the next handshake of this context of libcurl ask. */
+    /* Makes this object decide on the next handshake of a TLS context of libcurl. */
     virtual void Prepare(gpointer sslContext) = 0;
-    /* After a handshake that failed: true if it may succeed now. */
+    /* Called after a failed handshake; returns true if another one may succeed. */
     virtual bool Reconsider() = 0;
-    /* Why a certificate was refused; empty if none was. */
+    /* Returns why a certificate was refused; empty if none was. */
     virtual std::string WhyRefused() const = 0;
 };
 
 struct FetchOptions {
-    /* Who decides on the service at an https address; it stays the function's. Without a function,
-     * and where it gives none, authorities do. */
+    /* Returns who decides on the service at an https address (transfer none). Without a function, and if it
+     * returns null, authorities decide. */
     std::function<FetchTrust *(const std::string &url)> trustOf;
     std::string authorities;   /* a file, or a folder; empty: those of the system */
     bool isInsecure = false;   /* checks no certificate */
-    guint timeoutSeconds = 30; /* without a byte */
+    guint timeoutSeconds = 30; /* time without a byte */
 };
 
 class UrlSource : public DocumentSource {
@@ -53,7 +52,7 @@ public:
     UrlSource(const UrlSource &) = delete;
     UrlSource &operator=(const UrlSource &) = delete;
 
-    /* An http or https address that is given by the user. */
+    /* Checks an http or https address of the user and makes it a document. */
     bool Name(const std::string &url, DocumentRef *document, std::string *why);
 
     bool Resolve(const DocumentRef &from, const std::string &location, DocumentRef *found,
@@ -68,7 +67,7 @@ private:
     FetchOptions options;
 };
 
-/* A loop of its own over GLib's; one at a time. */
+/* A loop over a GMainContext of its own; one at a time. */
 class GlibFetchLoop {
 public:
     GlibFetchLoop();

@@ -22,16 +22,16 @@ namespace {
 
 constexpr const char *kComment = "made by orvane schema import";
 constexpr const char *kOutputName = "imported.schema"; /* in a folder */
-constexpr int kLimitFactor = 20; /* a document may take so many time-outs, as long as bytes come */
+constexpr int kLimitFactor = 20; /* time-outs that a whole document may take while bytes arrive */
 
-/* An argument of the command line, taken apart. */
+/* An argument of the command line, in parts. */
 struct Named {
     std::string version; /* empty if none was named */
     std::string where;
     bool isUrl;
 };
 
-/* "RELEASE=" counts as such only if it is one; a file's name may have a "=" in it. */
+/* A word before "=" is a release only if it is a known one; a file's name may contain "=". */
 bool TakeApart(const std::string &text, bool isUrl, Named *named, std::string *why) {
     const size_t equal = text.find('=');
     const std::string word = equal == std::string::npos ? "" : text.substr(0, equal);
@@ -56,7 +56,7 @@ std::string FamilyOf(const std::string &version) {
     return family;
 }
 
-/* Releases of one service only, in their order; documents without one are older than all. */
+/* Sorts by release, documents without one first. Returns false if the releases are of two services. */
 bool SortNamed(std::vector<Named> *all, std::string *why) {
     std::string family;
     for (const Named &named : *all) {
@@ -102,27 +102,27 @@ void Append(XsdSchema *to, XsdSchema from, Notes *notes) {
     std::ranges::move(from.operations, std::back_inserter(to->operations));
 }
 
-/* Reads what is named for one release. */
+/* Reads the documents of one release. */
 struct ReleaseReader {
     const ImportOptions &options;
     Notes *notes;
     std::optional<GlibFetchLoop> loop = {};
 
-    void note(const Named &named, const std::string &why) {
+    void AddNote(const Named &named, const std::string &why) {
         notes->push_back({{named.where}, why});
     }
 
-    XsdSchema readFiles(const std::vector<Named> &all) {
+    XsdSchema ReadFiles(const std::vector<Named> &all) {
         FileSource source;
         std::vector<DocumentRef> documents;
         for (const Named &named : all) {
             std::string why;
             if (!named.isUrl && !source.Name(named.where, &documents, &why))
-                note(named, why);
+                AddNote(named, why);
         }
         return ReadDocuments(source, documents, notes);
     }
-    XsdSchema readUrls(const std::vector<Named> &all) {
+    XsdSchema ReadUrls(const std::vector<Named> &all) {
         if (!loop)
             loop.emplace();
         UrlSource source(loop->Loop(options.timeoutSeconds * kLimitFactor),
@@ -137,7 +137,7 @@ struct ReleaseReader {
             if (source.Name(named.where, &document, &why))
                 documents.push_back(document);
             else
-                note(named, why);
+                AddNote(named, why);
         }
         return ReadDocuments(source, documents, notes);
     }
@@ -151,9 +151,9 @@ std::vector<Release> ReadReleases(const ImportOptions &options, const std::vecto
         std::vector<Named> same;
         while (begin < all.size() && (same.empty() || same[0].version == all[begin].version))
             same.push_back(all[begin++]);
-        Release release{same[0].version, reader.readFiles(same)};
+        Release release{same[0].version, reader.ReadFiles(same)};
         if (std::ranges::any_of(same, &Named::isUrl))
-            Append(&release.schema, reader.readUrls(same), notes);
+            Append(&release.schema, reader.ReadUrls(same), notes);
         releases.push_back(std::move(release));
     }
     return releases;

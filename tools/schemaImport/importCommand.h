@@ -25,20 +25,20 @@ struct ImportOptions {
     std::string output;      /* a file, or a folder that exists; empty, or "-": stdout */
     std::string authorities; /* of https; empty: those of the system */
     bool isInsecure = false;
-    /* Who decides on certificates in place of authorities; see FetchOptions. */
+    /* Returns who decides on certificates instead of authorities; see FetchOptions. */
     std::function<FetchTrust *(const std::string &url)> trustOf;
     bool isOldestAll = false;
     int timeoutSeconds = 30;
 };
 
-/* The built-in schema, which the documents are compared with. */
+/* Returns the built-in schema, with which the documents are compared. */
 SchemaModel BuiltInSchema();
 
-/* The tables, and the report, one line each. */
+/* Makes the tables and the report, which has a line for each thing that is not used. Returns an ExitStatus. */
 int ImportText(const SchemaModel &shipped, const ImportOptions &options, std::string *tables,
                std::string *report);
 
-/* All of the command. Returns an ExitStatus. */
+/* Runs the whole command. Returns an ExitStatus. */
 int RunImport(const ImportOptions &options);
 
 } // namespace schemaImport

@@ -20,7 +20,7 @@ struct Merger {
     Notes *notes;
     SchemaModel overlay = {};
 
-    void note(const Place &place, const std::string &text) { notes->push_back({place, text}); }
+    void AddNote(const Place &place, const std::string &text) { notes->push_back({place, text}); }
 
     TablePlace place(const Place &at) {
         const auto found = std::ranges::find(overlay.files, at.document);
@@ -29,7 +29,7 @@ struct Merger {
             overlay.files.push_back(at.document);
         return {file, static_cast<guint32>(at.line)};
     }
-    const std::string &versionOf(int release) const {
+    const std::string &VersionOf(int release) const {
         return versions[static_cast<size_t>(release)];
     }
 };
@@ -49,27 +49,27 @@ const TableField *FindField(const TableType *type, const std::string &name) {
     return found == type->fields.end() ? nullptr : &*found;
 }
 
-/* ---- what is known, compared ---- */
+/* ---- comparison with the schema ---- */
 
-/* A field is there from its release on: not in the documents of earlier ones, and in all later ones. */
+/* A field must be in the documents of its release and of all later ones, and in no earlier one. */
 void CompareVersion(Merger *merger, const XsdType &type, const XsdField &field,
                     const std::string &known) {
     const int stated = known == "all" ? 0 : VersionTexts_Index(known);
-    const int first = VersionTexts_Index(merger->versionOf(field.firstRelease));
+    const int first = VersionTexts_Index(merger->VersionOf(field.firstRelease));
     if (stated < 0 || first <= 0)
         return;
     const bool isEarlier = first < stated;
     bool isLater = false;
     for (int i = type.firstRelease; i < field.firstRelease; i++)
-        isLater |= VersionTexts_Index(merger->versionOf(i)) >= stated;
+        isLater |= VersionTexts_Index(merger->VersionOf(i)) >= stated;
     if (isEarlier || isLater)
-        merger->note(field.place, "element '" + field.name + "' of '" + type.name +
-                                      "' comes with " + merger->versionOf(field.firstRelease) +
-                                      ", but the schema says @" + known);
+        merger->AddNote(field.place, "element '" + field.name + "' of '" + type.name +
+                                         "' comes with " + merger->VersionOf(field.firstRelease) +
+                                         ", but the schema says @" + known);
 }
 
-/* True if the field's type agrees with what is known of it. A field without release may be optional
- * or not: nobody has said so yet. */
+/* Returns true if the field's type agrees with the schema. For a field without a release the schema does not
+ * state whether it is optional. */
 bool CompareField(Merger *merger, const XsdType &type, const XsdField &field,
                   const TableType &knownType, const TableField &known, const TableTypeRef &said) {
     const std::string &version = VersionOf(knownType, known);
@@ -79,8 +79,9 @@ bool CompareField(Merger *merger, const XsdType &type, const XsdField &field,
     if (isLoose ? known.type.name == said.name && known.type.isArray == said.isArray
                 : AgreesWith(known.type, said))
         return true;
-    merger->note(field.place, "element '" + field.name + "' of '" + type.name + "' is " +
-                                  RefText(said) + ", but the schema says " + RefText(known.type));
+    merger->AddNote(field.place, "element '" + field.name + "' of '" + type.name + "' is " +
+                                     RefText(said) + ", but the schema says " +
+                                     RefText(known.type));
     return false;
 }
 
@@ -90,11 +91,12 @@ void CompareClosed(Merger *merger, const XsdType &type, const TableType &known) 
         TableTypeRef said;
         std::string why;
         if (knownField == nullptr)
-            merger->note(field.place,
-                         "element '" + field.name + "' of '" + type.name +
-                             "' is new, but the schema says that its fields are complete");
+            merger->AddNote(field.place,
+                            "element '" + field.name + "' of '" + type.name +
+                                "' is new, but the schema says that its fields are complete");
         else if (!merger->types.RefOf(field, &knownField->type, &said, &why))
-            merger->note(field.place, "element '" + field.name + "' of '" + type.name + "' " + why);
+            merger->AddNote(field.place,
+                            "element '" + field.name + "' of '" + type.name + "' " + why);
         else
             CompareField(merger, type, field, known, *knownField, said);
     }
@@ -106,21 +108,21 @@ void CompareBase(Merger *merger, const XsdType &type, const TableType &known) {
     const TableType *base = merger->types.Shipped(known.base);
     const bool isBelowRoot = base == nullptr || merger->types.Shipped(base->base) == nullptr;
     if (said != known.base && !(said.empty() && isBelowRoot))
-        merger->note(type.place, "'" + type.name + "' has " +
-                                     (said.empty() ? "no base" : "the base " + said) +
-                                     ", but the schema says " + known.base);
+        merger->AddNote(type.place, "'" + type.name + "' has " +
+                                        (said.empty() ? "no base" : "the base " + said) +
+                                        ", but the schema says " + known.base);
 }
 
 /* ---- classes ---- */
 
-/* A class on its way into the overlay. */
+/* A class of the overlay while it is made. */
 struct ClassImport {
     Merger *merger;
     const XsdType &type;
     const TableType *known; /* NULL for a new one */
     TableType made = {};
-    bool isWhole = true; /* every field is known */
-    size_t numNew = 0;   /* fields that say more than the schema */
+    bool isWhole = true; /* every field can be used */
+    size_t numNew = 0;   /* fields that the schema does not have */
 
     void addField(const XsdField &field);
     void addMissing();
@@ -134,17 +136,17 @@ void ClassImport::addField(const XsdField &field) {
     TableField out;
     out.place = merger->place(field.place);
     out.name = field.name;
-    out.version = merger->versionOf(field.firstRelease);
+    out.version = merger->VersionOf(field.firstRelease);
     std::string why = "has a name that the tables cannot hold";
     if (!IsIdentifier(field.name) ||
         !merger->types.RefOf(field, knownField != nullptr ? &knownField->type : nullptr, &out.type,
                              &why)) {
-        merger->note(field.place, text + why);
+        merger->AddNote(field.place, text + why);
         isWhole = false;
         return;
     }
     if (FindField(&made, field.name) != nullptr) {
-        merger->note(field.place, text + "stands there twice");
+        merger->AddNote(field.place, text + "is defined twice");
         isWhole = false;
         return;
     }
@@ -162,7 +164,7 @@ void ClassImport::addField(const XsdField &field) {
     made.fields.push_back(std::move(out));
 }
 
-/* What the schema knows of the class and the documents do not have. */
+/* Notes the fields of the schema that the documents do not have. */
 void ClassImport::addMissing() {
     if (known == nullptr)
         return;
@@ -170,15 +172,15 @@ void ClassImport::addMissing() {
         if (FindField(&made, field.name) != nullptr)
             continue;
         if (std::ranges::find(type.fields, field.name, &XsdField::name) == type.fields.end())
-            merger->note(type.place, "'" + type.name + "' has no element '" + field.name +
-                                         "', but the schema has it");
+            merger->AddNote(type.place, "'" + type.name + "' has no element '" + field.name +
+                                            "', but the schema has it");
         isWhole = false;
     }
 }
 
-/* The release that most fields share stands in the head. */
+/* Writes the release of most fields in the head. */
 void ClassImport::finishWhole() {
-    made.version = merger->versionOf(type.firstRelease);
+    made.version = merger->VersionOf(type.firstRelease);
     std::map<std::string, size_t> counts;
     size_t most = 0;
     for (const TableField &field : made.fields)
@@ -195,7 +197,7 @@ void ClassImport::finishWhole() {
     }
 }
 
-/* Known fields only show where the others belong; those that stand in another order cannot. */
+/* Known fields mark the position of the others; where the order differs, they cannot. */
 void ClassImport::finishPartial() {
     made.isPartial = true;
     if (known == nullptr)
@@ -218,8 +220,8 @@ void ImportClass(Merger *merger, const XsdType &type) {
     if (!form || *form == SCHEMA_FORM_MANAGED || *form == SCHEMA_FORM_ENUM) {
         const char *why = form ? " is a complexType, but the schema says "
                                : " cannot be used: no base of it is a class that is known";
-        return merger->note(type.place,
-                            "'" + type.name + "'" + why + (form ? SchemaForm_Word(*form) : ""));
+        return merger->AddNote(type.place,
+                               "'" + type.name + "'" + why + (form ? SchemaForm_Word(*form) : ""));
     }
     if (known != nullptr)
         CompareBase(merger, type, *known);
@@ -260,7 +262,7 @@ void ImportEnum(Merger *merger, const XsdType &type) {
                                     ? std::string(" is an enumeration, but the schema says ") +
                                           SchemaForm_Word(known->form)
                                     : " has a name that the tables cannot hold";
-        return merger->note(type.place, "'" + type.name + "'" + why);
+        return merger->AddNote(type.place, "'" + type.name + "'" + why);
     }
     TableType made;
     made.place = merger->place(type.place);
@@ -276,8 +278,8 @@ void ImportEnum(Merger *merger, const XsdType &type) {
     const size_t numKnown = made.words.size();
     for (const XsdWord &word : type.words) {
         if (!IsWord(word.word))
-            merger->note(word.place, "word '" + word.word + "' of '" + type.name +
-                                         "' cannot stand in the tables");
+            merger->AddNote(word.place, "word '" + word.word + "' of '" + type.name +
+                                            "' cannot be written in the tables");
         else if (std::ranges::find(made.words, word.word, &TableWord::word) == made.words.end())
             made.words.push_back({merger->place(word.place), word.word});
     }
@@ -285,7 +287,7 @@ void ImportEnum(Merger *merger, const XsdType &type) {
         merger->overlay.types.push_back(std::move(made));
 }
 
-/* ---- all of it ---- */
+/* ---- the whole overlay ---- */
 
 std::vector<std::string> VersionWords(const std::vector<Release> &releases, bool isOldestAll) {
     std::vector<std::string> words;

@@ -1,14 +1,14 @@
 /*
- * importMerge.h -- what schema documents add to the schema, as an overlay
+ * importMerge.h -- an overlay with what schema documents add to the schema
  *
  *   a class that is known in full         nothing; what contradicts it is noted
  *   a class with "...", a new one         its fields with their releases: "@v" if all of them can be
  *                                         used, else "..."
- *   an enumeration                        its words, those that are known first
+ *   an enumeration                        its words, the known ones first
  *   a method with "*" or "~T"             the types of its arguments
  *
- * What is known stays, whatever the documents say. The overlay passes SchemaOverlay_Apply() and
- * SchemaOverlay_Check(): what they refuse is taken out and noted.
+ * The built-in schema is never changed. The overlay passes SchemaOverlay_Apply() and
+ * SchemaOverlay_Check(): what they refuse is removed and noted.
  *
  * Threads: no state.
  */
@@ -21,7 +21,7 @@ namespace schemaImport {
 
 struct MergeOptions {
     SchemaNamespace ns = SCHEMA_NAMESPACE_OZY; /* of new types */
-    bool isOldestAll = false;                  /* the oldest release given stands for all */
+    bool isOldestAll = false;                  /* the oldest release counts as "all" */
 };
 
 struct Merged {

@@ -14,7 +14,7 @@ struct Owned {
 
 using MethodIndex = std::multimap<std::string, Owned>;
 
-/* Of the service that the documents describe, and of the core. */
+/* Methods of the service that the documents describe, and of the core. */
 MethodIndex IndexMethods(const SchemaModel &shipped, SchemaNamespace ns) {
     MethodIndex index;
     for (const TableType &type : shipped.types) {
@@ -59,10 +59,10 @@ struct Importer {
     const TypeMap &types;
     Notes *notes;
 
-    void note(const Place &place, const std::string &text) { notes->push_back({place, text}); }
+    void AddNote(const Place &place, const std::string &text) { notes->push_back({place, text}); }
 };
 
-/* A reference says that there is a managed object, not of which class: a likely class stays likely. */
+/* A reference names no class, so the likely class of the schema stays. */
 TableTypeRef Supply(const TableTypeRef &known, const XsdField &argument, const TableTypeRef &said) {
     const bool isLikelyClass = known.isLikely && argument.type.local == "ManagedObjectReference" &&
                                !argument.type.isBuiltIn && known.name == said.name;
@@ -75,22 +75,22 @@ bool IsSame(const TableTypeRef &a, const TableTypeRef &b) {
     return RefText(a) == RefText(b);
 }
 
-/* True if the documents tell more than the schema. */
+/* Returns true if the documents have more types than the schema. */
 bool ImportArgument(Importer *importer, const Owned &owned, const XsdField &said,
                     TableArgument *argument) {
     const std::string text = "argument '" + said.name + "' of '" + owned.method->wireName + "' ";
     TableTypeRef ref;
     std::string why;
     if (!importer->types.RefOf(said, &argument->type, &ref, &why)) {
-        importer->note(said.place, text + why);
+        importer->AddNote(said.place, text + why);
         return false;
     }
     const TableTypeRef known = argument->type;
     const bool agrees = IsStated(known) ? AgreesWith(known, ref)
                                         : !known.isUnknown || !known.isArray || ref.isArray;
     if (!agrees) {
-        importer->note(said.place,
-                       text + "is " + RefText(ref) + ", but the schema says " + RefText(known));
+        importer->AddNote(said.place,
+                          text + "is " + RefText(ref) + ", but the schema says " + RefText(known));
         return false;
     }
     if (IsStated(known))
@@ -107,11 +107,11 @@ void CheckResult(Importer *importer, const Owned &owned, const XsdOperation &ope
     const TableTypeRef &known = owned.method->result;
     if (!operation.results.empty() &&
         !importer->types.RefOf(operation.results[0], &known, &said, &why))
-        return importer->note(operation.results[0].place,
-                              "the result of '" + operation.name + "' " + why);
+        return importer->AddNote(operation.results[0].place,
+                                 "the result of '" + operation.name + "' " + why);
     if (said.name != known.name || said.isArray != known.isArray)
-        importer->note(operation.place, "'" + operation.name + "' returns " + RefText(said) +
-                                            ", but the schema says " + RefText(known));
+        importer->AddNote(operation.place, "'" + operation.name + "' returns " + RefText(said) +
+                                               ", but the schema says " + RefText(known));
 }
 
 TableType *BlockOf(std::vector<TableType> *overlay, size_t begin, const TableType &owner) {
@@ -150,8 +150,8 @@ void ImportMethods(const SchemaModel &shipped, const XsdSchema &schema, const Ty
     for (const XsdOperation &operation : schema.operations) {
         const std::vector<Owned> methods = FindMethods(index, operation);
         if (methods.empty()) {
-            importer.note(operation.place, "operation '" + operation.name +
-                                               "' is new: no class is known that could have it");
+            importer.AddNote(operation.place, "operation '" + operation.name +
+                                                  "' is new: no class is known that could have it");
             continue;
         }
         const std::vector<XsdField> arguments = ArgumentsOf(operation);
@@ -170,8 +170,8 @@ void ImportMethods(const SchemaModel &shipped, const XsdSchema &schema, const Ty
                 BlockOf(overlay, begin, *owned.owner)->methods.push_back(std::move(method));
         }
         if (!isKnown)
-            importer.note(operation.place, "operation '" + operation.name +
-                                               "' has other arguments than in the schema");
+            importer.AddNote(operation.place, "operation '" + operation.name +
+                                                  "' has other arguments than in the schema");
     }
 }
 

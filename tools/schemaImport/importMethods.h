@@ -1,8 +1,8 @@
 /*
- * importMethods.h -- the types of arguments that operations of the documents tell
+ * importMethods.h -- types of arguments, taken from the operations of the documents
  *
- * An operation names no class, so only methods that the schema knows gain by it: each of that name, or
- * of that name with "_Task", whose arguments are called the same in the same order.
+ * An operation names no class, so it is used only for methods that the schema has: each with that name, or with
+ * that name and "_Task", whose arguments have the same names in the same order.
  *
  * Threads: no state.
  */
@@ -12,11 +12,11 @@
 
 namespace schemaImport {
 
-/* Appends a block per class with the methods that are now better known. */
+/* Appends a block for each class with methods for which the documents have more types. */
 void ImportMethods(const SchemaModel &shipped, const XsdSchema &schema, const TypeMap &types,
                    SchemaNamespace ns, std::vector<TableType> *overlay, Notes *notes);
 
-/* Does the schema's word agree with that of the documents? */
+/* Returns whether the schema's type agrees with that of the documents. */
 bool AgreesWith(const TableTypeRef &known, const TableTypeRef &said);
 /* "~Name[]?" */
 std::string RefText(const TableTypeRef &ref);

@@ -9,10 +9,10 @@ namespace schemaImport {
 namespace {
 
 constexpr std::string_view kMark =
-    "import:"; /* stands before a number, where a file and line would */
+    "import:"; /* followed by a number, in place of a file and line */
 constexpr gsize kWholeType = G_MAXSIZE;
 
-/* What one number in a message stands for. */
+/* The item of a number in a message. */
 struct Item {
     gsize type;
     gsize field = kWholeType;
@@ -20,7 +20,7 @@ struct Item {
     TablePlace place = {}; /* in the documents */
 };
 
-/* A copy whose places are numbers of items, from 1. */
+/* Returns a copy whose places are numbers of items, from 1. */
 SchemaModel Numbered(const SchemaModel &overlay, std::vector<Item> *items) {
     SchemaModel numbered = overlay;
     numbered.files = {"import"};
@@ -45,7 +45,7 @@ SchemaModel Numbered(const SchemaModel &overlay, std::vector<Item> *items) {
     return numbered;
 }
 
-/* The number behind the mark, and where it ends; 0 if there is none. */
+/* Returns the number after the mark, and its end; 0 if there is none. */
 gsize NumberAt(const std::string &message, gsize mark, gsize *end) {
     const char *begin = message.data() + mark + kMark.size();
     gsize number = 0;
@@ -54,7 +54,7 @@ gsize NumberAt(const std::string &message, gsize mark, gsize *end) {
     return number;
 }
 
-/* Numbers in a message, as places in the documents. */
+/* Replaces the numbers in a message by places in the documents. */
 std::string WithPlaces(const SchemaModel &overlay, const std::vector<Item> &items,
                        std::string message) {
     gsize at = 0;
@@ -71,7 +71,7 @@ std::string WithPlaces(const SchemaModel &overlay, const std::vector<Item> &item
     return message;
 }
 
-/* Removes what was refused, from behind, so that numbers stay good. */
+/* Removes what was refused, from the end, so that the other numbers stay valid. */
 void Remove(SchemaModel *overlay, const Item &item) {
     TableType &type = overlay->types[item.type];
     const auto drop = [](auto *list, gsize i) {
@@ -94,7 +94,7 @@ void Remove(SchemaModel *overlay, const Item &item) {
     drop(&overlay->types, item.type);
 }
 
-/* By type, then by member; a type as a whole comes before its members and makes them needless. */
+/* Sorts by type, then by member; a whole type comes before its members, which are then left out. */
 auto KeyOf(const Item &item) {
     const bool isWhole = item.field == kWholeType && item.method == kWholeType;
     return std::tuple(item.type, !isWhole, item.field, item.method);
@@ -105,7 +105,7 @@ struct Refused {
     std::string message;
 };
 
-/* False if a message names nothing of the overlay, which then cannot be mended. */
+/* Returns false if a message names no item of the overlay, which then cannot be repaired. */
 bool RefusedItems(const SchemaModel &overlay, const std::vector<Item> &items,
                   const SchemaErrors &errors, std::vector<Refused> *refused) {
     for (const std::string &message : errors.messages) {

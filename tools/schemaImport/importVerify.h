@@ -1,9 +1,9 @@
 /*
- * importVerify.h -- takes out of an overlay what the schema's own rules refuse
+ * importVerify.h -- removes from an overlay what the schema's rules refuse
  *
- * SchemaOverlay_Apply() and SchemaOverlay_Check() are asked until they have nothing to say. A field or a
- * method that they refuse goes alone, and its class then is one with "..."; anything else goes with the
- * whole type. Each is noted, with what they said.
+ * SchemaOverlay_Apply() and SchemaOverlay_Check() run until they report nothing. A field or a method that they
+ * refuse is removed, and its class becomes one with "..."; for anything else the whole type is removed. Each is
+ * noted, with their message.
  *
  * Threads: no state.
  */

@@ -12,7 +12,7 @@ namespace schemaImport {
 namespace {
 
 constexpr size_t kMaxLine = 100;
-constexpr size_t kNameColumn = 17; /* width of a field's name at least */
+constexpr size_t kNameColumn = 17; /* least width of a field's name */
 constexpr size_t kTypeColumn = 19;
 
 std::string HeadText(const TableType &type) {

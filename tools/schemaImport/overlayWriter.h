@@ -1,7 +1,7 @@
 /*
  * overlayWriter.h -- tables as text, in the form of those that are shipped
  *
- * The same model gives the same bytes: types stand by namespace, kind and name.
+ * The same model gives the same bytes: types are sorted by namespace, kind and name.
  *
  * Threads: no state.
  */
@@ -13,7 +13,7 @@
 
 namespace schemaImport {
 
-/* The comment stands in the first line. */
+/* The comment becomes the first line. */
 std::string WriteOverlay(const SchemaModel &overlay, const std::string &comment);
 
 } // namespace schemaImport

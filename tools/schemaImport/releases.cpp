@@ -14,7 +14,7 @@ struct Combiner {
     std::map<std::string, size_t> index = {};
     int release = 0; /* that is being added */
 
-    void note(const Place &place, const std::string &text) { notes->push_back({place, text}); }
+    void AddNote(const Place &place, const std::string &text) { notes->push_back({place, text}); }
     std::string now() const { return "release " + releases[static_cast<size_t>(release)].version; }
 };
 
@@ -34,16 +34,16 @@ void CombineField(Combiner *combiner, const XsdType &type, XsdField *earlier,
                   const XsdField &later) {
     if (earlier->type != later.type || earlier->isArray != later.isArray ||
         earlier->isOptional != later.isOptional)
-        combiner->note(later.place, FieldText(later, type) + " is " + UseText(later) + " in " +
-                                        combiner->now() + ", but " + PlaceText(earlier->place) +
-                                        " says " + UseText(*earlier));
+        combiner->AddNote(later.place, FieldText(later, type) + " is " + UseText(later) + " in " +
+                                           combiner->now() + ", but " + PlaceText(earlier->place) +
+                                           " says " + UseText(*earlier));
     earlier->isOptional |= later.isOptional;
 }
 
-/* New elements go behind the one before them, as in the later release. */
+/* Inserts new elements after the element that precedes them in the later release. */
 void CombineFields(Combiner *combiner, XsdType *earlier, const XsdType &later) {
     const std::vector<XsdField> before = earlier->fields;
-    size_t next = 0; /* behind the last one that both have */
+    size_t next = 0; /* index after the last element that both have */
     for (const XsdField &field : later.fields) {
         const auto found = FindNamed(earlier->fields, field.name);
         if (found == earlier->fields.end()) {
@@ -55,17 +55,18 @@ void CombineFields(Combiner *combiner, XsdType *earlier, const XsdType &later) {
         CombineField(combiner, *earlier, &*found, field);
         const size_t place = static_cast<size_t>(found - earlier->fields.begin());
         if (place < next)
-            combiner->note(field.place, FieldText(field, later) + " stands behind '" +
-                                            earlier->fields[next - 1].name + "' in " +
-                                            combiner->now() + ", but before it at " +
-                                            PlaceText(found->place));
+            combiner->AddNote(field.place, FieldText(field, later) + " comes after '" +
+                                               earlier->fields[next - 1].name + "' in " +
+                                               combiner->now() + ", but before it at " +
+                                               PlaceText(found->place));
         next = std::max(next, place + 1);
     }
     for (const XsdField &field : before) {
         if (later.isIncomplete || FindNamed(later.fields, field.name) != later.fields.end())
             continue;
-        combiner->note(later.place, FieldText(field, *earlier) + " is gone in " + combiner->now() +
-                                        "; it stays, as optional, from " + PlaceText(field.place));
+        combiner->AddNote(later.place, FieldText(field, *earlier) + " is gone in " +
+                                           combiner->now() + "; it stays, as optional, from " +
+                                           PlaceText(field.place));
         FindNamed(earlier->fields, field.name)->isOptional = true;
     }
 }
@@ -79,9 +80,9 @@ void CombineWords(XsdType *earlier, const XsdType &later) {
 
 void CombineType(Combiner *combiner, XsdType *earlier, const XsdType &later) {
     if (earlier->isSimple != later.isSimple || earlier->base != later.base) {
-        combiner->note(later.place, "'" + later.name + "' has another base or kind in " +
-                                        combiner->now() + " than at " + PlaceText(earlier->place) +
-                                        "; this one is not used");
+        combiner->AddNote(later.place, "'" + later.name + "' has another base or kind in " +
+                                           combiner->now() + " than at " +
+                                           PlaceText(earlier->place) + "; this one is not used");
         return;
     }
     earlier->isIncomplete |= later.isIncomplete;
@@ -98,7 +99,7 @@ void AddType(Combiner *combiner, const XsdType &type) {
     combiner->schema.types.push_back(std::move(added));
 }
 
-/* The latest form of an operation counts: arguments have no releases. */
+/* The latest form of an operation is used: arguments have no releases. */
 void AddOperation(Combiner *combiner, const XsdOperation &operation) {
     const auto found = FindNamed(combiner->schema.operations, operation.name);
     if (found == combiner->schema.operations.end())

@@ -1,9 +1,9 @@
 /*
- * releases.h -- what the documents of several releases say, as one schema with dates
+ * releases.h -- the documents of several releases as one schema
  *
- * The release in which a type or an element first stands becomes its firstRelease. What a later
- * release takes back or says differently is noted; the earlier word stays, except that an element
- * which any release leaves out or makes optional is optional.
+ * The first release that has a type or an element becomes its firstRelease. What a later release removes or
+ * changes is noted, and the earlier form is kept; but an element that any release leaves out or makes optional
+ * is optional.
  *
  * Threads: no state.
  */
@@ -19,7 +19,7 @@ struct Release {
     XsdSchema schema;
 };
 
-/* From the oldest to the newest. */
+/* The releases go from the oldest to the newest. */
 XsdSchema CombineReleases(const std::vector<Release> &releases, Notes *notes);
 
 } // namespace schemaImport

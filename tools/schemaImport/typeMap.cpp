@@ -71,7 +71,7 @@ bool TypeMap::IsWrapper(const XsdType &type) {
            type.fields.size() == 1 && type.fields[0].isArray;
 }
 
-/* The schema's word counts before that of the documents. Events are data objects below "Event". */
+/* The schema takes precedence over the documents. Events are data objects derived from "Event". */
 std::optional<SchemaForm> TypeMap::FormOf(const XsdType &type) const {
     std::string name = type.name;
     for (int i = 0; i < kMaxChain; i++) {

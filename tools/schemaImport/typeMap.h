@@ -1,7 +1,7 @@
 /*
  * typeMap.h -- types of schema documents as types of the tables
  *
- *   xsd:string, its kin, xsd:anyURI       string; an array of anyURI stays one
+ *   xsd:string, its kin, xsd:anyURI       string; an array of anyURI remains one
  *   xsd:unsignedByte, -Short, -Int        the next larger one: short, int, long
  *   xsd:base64Binary, xsd:anyType         binary, any
  *   ManagedObjectReference                ManagedObject, or the class that the schema states
@@ -22,21 +22,21 @@ namespace schemaImport {
 
 class TypeMap {
 public:
-    /* Both must stay as they are. */
+    /* Both must outlive this and stay unchanged. */
     TypeMap(const SchemaModel &shipped, const XsdSchema &schema);
 
-    /* NULL if the schema does not know it. */
+    /* Returns NULL if the schema does not have it. */
     const TableType *Shipped(const std::string &name) const;
 
-    /* What a complex type of the documents is, by its chain of bases; nothing if that leads nowhere. */
+    /* Returns the form of a complex type of the documents, by its chain of bases; nothing if its root is unknown. */
     std::optional<SchemaForm> FormOf(const XsdType &type) const;
 
-    /* How the tables name the type of an element, where "known" is what the schema says of it, or
-     * NULL; false with a reason if they cannot. */
+    /* Finds the type of an element in the terms of the tables; "known" is its type in the schema, or NULL.
+     * Returns false with a reason if the tables cannot express it. */
     bool RefOf(const XsdField &field, const TableTypeRef *known, TableTypeRef *ref,
                std::string *why) const;
 
-    /* ArrayOfString and its like, which stand in the text of an any only. */
+    /* Returns whether it is ArrayOfString or similar, which occurs only as the type of an any value. */
     static bool IsWrapper(const XsdType &type);
 
 private:
@@ -49,7 +49,7 @@ private:
     std::map<std::string, const XsdType *> documents;
 };
 
-/* Can the tables hold this name? */
+/* Returns whether a name can be written in the tables. */
 bool IsIdentifier(const std::string &name);
 
 } // namespace schemaImport

@@ -1,4 +1,4 @@
-// Parts of a parsed URL, as texts of their own.
+// Parts of a parsed URL as strings.
 #pragma once
 
 #include <memory>
@@ -10,7 +10,7 @@
 
 using UrlPtr = std::unique_ptr<CURLU, Release<curl_url_cleanup>>;
 
-/* Empty for a part that it has not; the port is the scheme's own if none is given. */
+/* Returns a part of a URL; empty if it is absent, but for the port, which defaults to the scheme's. */
 inline std::string UrlPart(CURLU *url, CURLUPart part) {
     char *text = nullptr;
     if (curl_url_get(url, part, &text, CURLU_DEFAULT_PORT) != CURLUE_OK)

@@ -16,10 +16,10 @@ using ParserPtr = std::unique_ptr<xmlParserCtxt, Release<xmlFreeParserCtxt>>;
 
 constexpr int kOptions = XML_PARSE_NONET | XML_PARSE_COMPACT | XML_PARSE_BIG_LINES;
 
-/* What the callbacks of one parse know; the context's _private. */
+/* State of one parse, in the context's _private. */
 struct Parse {
     int line = 0;
-    std::string why; /* the first thing that was wrong */
+    std::string why; /* the first error */
     bool hasDocumentType = false;
 };
 
@@ -37,7 +37,7 @@ void OnError(void *context, xmlError *error) {
         parse->why += g_ascii_isprint(*byte) ? *byte : '?';
 }
 
-/* The parser has read <!DOCTYPE and a name, and no word of what the declaration holds. */
+/* Called after <!DOCTYPE and its name, before the content of the declaration is read. */
 void OnDocumentType(void *context, const xmlChar *, const xmlChar *, const xmlChar *) {
     Parse *parse = ParseOf(context);
     parse->hasDocumentType = true;

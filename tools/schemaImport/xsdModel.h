@@ -1,7 +1,7 @@
 /*
- * xsdModel.h -- what schema documents say, as plain data: types, their elements, operations
+ * xsdModel.h -- the content of schema documents as plain data: types, their elements, operations
  *
- * Names are local ones: the namespaces of the documents are not kept, but for that of XML Schema itself.
+ * Names are local: the namespaces of the documents are dropped, except for that of XML Schema.
  *
  * Ownership: copies throughout.
  * Threads:   no state.
@@ -13,7 +13,7 @@
 
 namespace schemaImport {
 
-/* Where something stands; lines are counted from 1, 0 is the document as a whole. */
+/* A place in a document; lines are counted from 1, 0 is the document as a whole. */
 struct Place {
     std::string document;
     int line = 0;
@@ -44,7 +44,8 @@ struct XsdField {
     XsdName type;
     bool isOptional = false;
     bool isArray = false;
-    int firstRelease = 0; /* the release that brought it, counted from the oldest that was given */
+    int firstRelease =
+        0; /* the first release that has it, counted from the oldest that was given */
 };
 
 struct XsdWord {
@@ -52,7 +53,7 @@ struct XsdWord {
     std::string word;
 };
 
-/* A complexType, or a simpleType: an enumeration if it has words, else another name for its base. */
+/* A complexType, or a simpleType: an enumeration if it has words, otherwise another name for its base. */
 struct XsdType {
     Place place;
     std::string name;
@@ -70,7 +71,7 @@ struct XsdOperation {
     std::vector<XsdField> arguments; /* _this is the first if the service sends it */
     std::vector<XsdField> results;   /* one or none */
     bool isIncomplete = false;
-    bool isGuess = false; /* made of a type's name: no operation of a WSDL says so */
+    bool isGuess = false; /* derived from a type's name, without an operation of a WSDL */
 };
 
 struct XsdSchema {

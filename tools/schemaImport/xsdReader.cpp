@@ -18,13 +18,13 @@ namespace {
 
 constexpr int kMaxDepth = 32; /* of sequences in sequences */
 
-/* A node, and the name of the document that it stands in. */
+/* A node, and the name of its document. */
 struct Part {
     xmlNode *node = nullptr;
     std::string document;
 };
 
-/* What is in a group is optional, or an array, if the group is. */
+/* Elements of a group are optional, or arrays, if the group is. */
 struct Occurrence {
     bool isOptional = false;
     bool isArray = false;
@@ -45,7 +45,7 @@ struct Reader {
     std::map<std::string, Part> messages = {};
     std::vector<Part> portTypes = {};
 
-    void note(const Part &at, const std::string &text) {
+    void AddNote(const Part &at, const std::string &text) {
         notes->push_back({{at.document, static_cast<int>(xmlGetLineNo(at.node))}, text});
     }
     Place place(const Part &at) { return {at.document, static_cast<int>(xmlGetLineNo(at.node))}; }
@@ -66,7 +66,7 @@ void Enqueue(Reader *reader, const DocumentRef &document) {
         reader->queue.push_back(document);
 }
 
-/* A document that another one refers to. An import of a namespace alone means a schema beside it. */
+/* Adds a document that another one refers to. An import without a location means a schema in the same document. */
 void Follow(Reader *reader, const DocumentRef &from, xmlNode *node, const char *attribute) {
     if (!HasAttribute(node, attribute))
         return;
@@ -76,7 +76,7 @@ void Follow(Reader *reader, const DocumentRef &from, xmlNode *node, const char *
     if (reader->source.Resolve(from, location, &found, &why))
         Enqueue(reader, found);
     else
-        reader->note({node, from.name}, Quoted(location) + " " + why);
+        reader->AddNote({node, from.name}, Quoted(location) + " " + why);
 }
 
 void CollectSchema(Reader *reader, const DocumentRef &document, xmlNode *schema) {
@@ -89,7 +89,7 @@ void CollectSchema(Reader *reader, const DocumentRef &document, xmlNode *schema)
         else if (IsXsd(node, "element"))
             reader->elements.emplace(Attribute(node, "name"), part);
         else if (!IsAnnotation(node))
-            reader->note(part, "unknown construct " + Quoted(ElementText(node)));
+            reader->AddNote(part, "unknown construct " + Quoted(ElementText(node)));
     }
 }
 
@@ -108,7 +108,7 @@ void CollectDefinitions(Reader *reader, const DocumentRef &document, xmlNode *de
         } else if (IsElement(node, kWsdlNamespace, "portType")) {
             reader->portTypes.push_back(part);
         }
-        // bindings and services say how to reach what is described, not what it is
+        // bindings and services describe how to reach the service, and are not used
     }
 }
 
@@ -146,7 +146,7 @@ XsdName NameOf(xmlNode *node, const char *attribute) {
     return {LocalName(name), NamespaceOf(node, name) == kXsdNamespace};
 }
 
-/* An attribute that is a number; "unbounded" is more than any. */
+/* Returns an attribute that is a number; "unbounded" is greater than any. */
 guint64 Occurs(Reader *reader, const Part &at, const char *attribute) {
     if (!HasAttribute(at.node, attribute))
         return 1;
@@ -156,7 +156,7 @@ guint64 Occurs(Reader *reader, const Part &at, const char *attribute) {
         return G_MAXUINT64;
     if (g_ascii_string_to_unsigned(text.c_str(), 10, 0, G_MAXUINT32, &number, nullptr))
         return number;
-    reader->note(at, std::string(attribute) + " " + Quoted(text) + " is no number");
+    reader->AddNote(at, std::string(attribute) + " " + Quoted(text) + " is no number");
     return 1;
 }
 
@@ -166,7 +166,7 @@ Occurrence OccurrenceOf(Reader *reader, const Part &at, const Occurrence &outer)
             outer.isNone || most == 0};
 }
 
-/* The base of a simple type that stands inside an element; empty if it has another form. */
+/* Returns the base of a simple type inside an element; empty if it has another form. */
 XsdName InnerSimpleType(xmlNode *element) {
     for (xmlNode *child : Children(element)) {
         if (!IsXsd(child, "simpleType"))
@@ -179,7 +179,7 @@ XsdName InnerSimpleType(xmlNode *element) {
     return {};
 }
 
-/* The type of an element that is no reference; without any it may hold anything. */
+/* Returns the type of an element that is no reference; without one it is anyType. */
 XsdName ElementType(xmlNode *element) {
     if (HasAttribute(element, "type"))
         return NameOf(element, "type");
@@ -198,7 +198,7 @@ void ReadElement(Reader *reader, const Part &at, const Occurrence &outer, XsdTyp
     if (HasAttribute(element, "ref")) {
         const auto found = reader->elements.find(NameOf(element, "ref").local);
         if (found == reader->elements.end()) {
-            reader->note(at, "unknown element " + Quoted(Attribute(element, "ref")));
+            reader->AddNote(at, "unknown element " + Quoted(Attribute(element, "ref")));
             type->isIncomplete = true;
             return;
         }
@@ -212,8 +212,8 @@ void ReadElement(Reader *reader, const Part &at, const Occurrence &outer, XsdTyp
     field.isOptional = occurrence.isOptional;
     field.isArray = occurrence.isArray;
     if (field.type.local.empty()) {
-        reader->note(at, "element " + Quoted(field.name) + " of " + Quoted(type->name) +
-                             " has a type without a name");
+        reader->AddNote(at, "element " + Quoted(field.name) + " of " + Quoted(type->name) +
+                                " has a type without a name");
         type->isIncomplete = true;
         return;
     }
@@ -221,12 +221,12 @@ void ReadElement(Reader *reader, const Part &at, const Occurrence &outer, XsdTyp
 }
 
 void NoteUnknown(Reader *reader, const Part &at, XsdType *type) {
-    reader->note(at,
-                 "unknown construct " + Quoted(ElementText(at.node)) + " in " + Quoted(type->name));
+    reader->AddNote(at, "unknown construct " + Quoted(ElementText(at.node)) + " in " +
+                            Quoted(type->name));
     type->isIncomplete = true;
 }
 
-/* The members of a sequence or of "all". */
+/* Reads the members of a sequence or of "all". */
 void ReadGroup(Reader *reader, const Part &at, const Occurrence &outer, int depth, XsdType *type) {
     const Occurrence occurrence = OccurrenceOf(reader, at, outer);
     for (xmlNode *node : Children(at.node)) {
@@ -240,7 +240,7 @@ void ReadGroup(Reader *reader, const Part &at, const Occurrence &outer, int dept
     }
 }
 
-/* What stands below a complexType or an extension. */
+/* Reads the content of a complexType or an extension. */
 void ReadContent(Reader *reader, const Part &at, XsdType *type) {
     for (xmlNode *node : Children(at.node)) {
         const Part part{node, at.document};
@@ -269,7 +269,7 @@ void ReadComplexType(Reader *reader, const Part &at, XsdType *type) {
     }
 }
 
-/* Facets that narrow a value are no concern of the tables. */
+/* Facets that restrict a value are ignored: the tables do not have them. */
 void ReadSimpleType(Reader *reader, const Part &at, XsdType *type) {
     type->isSimple = true;
     for (xmlNode *node : Children(at.node)) {
@@ -303,14 +303,15 @@ void ReadTypes(Reader *reader) {
     std::map<std::string, Place> first;
     for (const Part &part : reader->types) {
         const std::string name = Attribute(part.node, "name");
-        if (name == "ManagedObjectReference") // the wire's own, of another form than all the rest
+        if (name ==
+            "ManagedObjectReference") // the form of references in XML, which is not described
             continue;
         const auto [found, isNew] = first.emplace(name, reader->place(part));
         if (isNew)
             reader->schema.types.push_back(ReadType(reader, part, name));
         else
-            reader->note(part,
-                         "type " + Quoted(name) + " stands already at " + PlaceText(found->second));
+            reader->AddNote(part, "type " + Quoted(name) + " is already defined at " +
+                                      PlaceText(found->second));
     }
 }
 
@@ -324,7 +325,7 @@ const XsdType *FindType(const Reader &reader, const std::string &name) {
     return nullptr;
 }
 
-/* The content of a global element, whose type has a name or stands inside it; false if there is none. */
+/* Finds the content of a global element, whose type has a name or is inside it; returns false if there is none. */
 bool ElementContent(Reader *reader, const std::string &name, XsdType *content) {
     const auto found = reader->elements.find(name);
     if (found == reader->elements.end())
@@ -346,7 +347,7 @@ bool ElementContent(Reader *reader, const std::string &name, XsdType *content) {
     return false;
 }
 
-/* What the input or the output of an operation holds. */
+/* Reads the elements of the input or the output of an operation. */
 bool MessageContent(Reader *reader, xmlNode *operation, const char *direction, XsdType *content) {
     for (xmlNode *node : Children(operation)) {
         if (!IsElement(node, kWsdlNamespace, direction))
@@ -368,8 +369,8 @@ void ReadOperation(Reader *reader, const Part &at, std::set<std::string> *reques
     operation.name = Attribute(at.node, "name");
     XsdType request;
     if (!MessageContent(reader, at.node, "input", &request)) {
-        reader->note(at,
-                     "the request of operation " + Quoted(operation.name) + " is not described");
+        reader->AddNote(at,
+                        "the request of operation " + Quoted(operation.name) + " is not described");
         return;
     }
     if (!request.name.empty())
@@ -399,7 +400,7 @@ bool IsRequestType(const XsdType &type) {
            !type.fields.empty() && type.fields[0].name == "_this";
 }
 
-/* Types of requests are no data objects. Those that no operation names tell by their own name. */
+/* Types of requests are no data objects. Those without an operation are found by their name. */
 void SplitRequests(Reader *reader, const std::set<std::string> &requests) {
     for (const XsdType &type : reader->schema.types) {
         if (requests.contains(type.name) || !IsRequestType(type))

@@ -1,10 +1,9 @@
 /*
  * xsdReader.h -- reads XSD and WSDL documents, and those that they include and import
  *
- * Each document is read once, however often and in whatever circle it is referred to. What is not
- * understood is noted with its place; the rest is read. A document with a document type declaration
- * is refused before a word of it is read, and no entity or other document is ever loaded by the XML
- * parser.
+ * Each document is read once, even if documents refer to one another in a circle. What is not understood is
+ * noted with its place; the rest is read. A document with a document type declaration is refused before the
+ * declaration is read, and the XML parser loads no entity and no other document.
  *
  *   complexType, extension, sequence, all     a type, its base, its elements in their order
  *   minOccurs="0", maxOccurs above 1          optional, array
@@ -21,7 +20,7 @@
 
 namespace schemaImport {
 
-/* Bounds for all that is read in one go. */
+/* Limits for all documents of one call. */
 inline constexpr size_t kMaxDocuments = 2000;
 inline constexpr size_t kMaxBytes = size_t(256) << 20;
 

@@ -1,14 +1,14 @@
 /*
  * emit.h -- prints a checked model of the schema as C++ sources and C headers
  *
- * One function a kind of file, each giving the whole text: equal models give equal bytes. Rows come
- * from schemaBuild.h as they are; nothing is decided here but how things are spelt.
+ * One function for each kind of file, which returns the whole text. Equal models give equal bytes. Rows come
+ * from schemaBuild.h unchanged; this module decides the spelling only.
  */
 #pragma once
 
 #include "ozy/lib/schemaText/schemaBuild.h"
 
-/* A model with all that is derived from it. */
+/* A model, with its rows and names. */
 struct Emission {
     const SchemaModel &model;
     SchemaIndex index;
@@ -24,13 +24,13 @@ struct EmitPart {
     gsize count;
 };
 
-/* kSchemaTables. */
+/* Returns the source of kSchemaTables. */
 std::string Emit_Tables(const Emission &emission);
-/* The get_type functions. */
+/* Returns the source of one part of the get_type functions. */
 std::string Emit_Types(const Emission &emission, EmitPart part);
-/* The method stubs. */
+/* Returns the source of one part of the method stubs. */
 std::string Emit_Methods(const Emission &emission, EmitPart part);
-/* <orvane/schema/NAMESPACE.h>. */
+/* Returns <orvane/schema/NAMESPACE.h>. */
 std::string Emit_Header(const Emission &emission, SchemaNamespace ns);
-/* How much of everything there is, for people. */
+/* Returns the numbers of types, fields and methods, for people. */
 std::string Emit_Counts(const Emission &emission);

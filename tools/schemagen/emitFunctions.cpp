@@ -15,7 +15,7 @@ std::string Opening(const char *what) {
                        what);
 }
 
-/* Does the row belong to this part of so many? */
+/* Returns whether the row belongs to this part. */
 bool IsIn(EmitPart part, gsize row, gsize rows) {
     return row * part.count / rows == part.number;
 }

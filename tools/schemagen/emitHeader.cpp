@@ -49,7 +49,7 @@ struct Header {
     SchemaNamespace ns;
     Out out;
 
-    template <class Visit> void eachType(Visit visit) const {
+    template <class Visit> void EachType(Visit visit) const {
         for (guint32 at : emission.built.order) {
             if (emission.model.types[at].ns == ns)
                 visit(emission.model.types[at], emission.names[at]);
@@ -61,10 +61,10 @@ bool IsClass(const TableType &type) {
     return type.form != SCHEMA_FORM_ENUM;
 }
 
-/* Classes of the third namespace that stubs of this one take, declared without their header. */
+/* Declares the classes of the third namespace that are used here, without its header. */
 std::set<std::string> ForeignClasses(const Header &header) {
     std::set<std::string> foreign;
-    header.eachType([&](const TableType &type, const SchemaTypeNames &) {
+    header.EachType([&](const TableType &type, const SchemaTypeNames &) {
         for (const TableMethod &method : type.methods) {
             for (const TableArgument &argument : method.arguments) {
                 const auto at = header.emission.index.find(argument.type.name);
@@ -82,14 +82,14 @@ std::set<std::string> ForeignClasses(const Header &header) {
 void EmitClasses(const Header &header) {
     for (const std::string &name : ForeignClasses(header))
         fmt::format_to(header.out, "typedef struct _{0} {0};\n", name);
-    header.eachType([&](const TableType &type, const SchemaTypeNames &names) {
+    header.EachType([&](const TableType &type, const SchemaTypeNames &names) {
         if (IsClass(type) && std::ranges::find(kRootNames, type.name) == kRootNames.end())
             fmt::format_to(header.out, "typedef struct _{0} {0};\n", names.type);
     });
 }
 
 void EmitEnumerations(const Header &header) {
-    header.eachType([&](const TableType &type, const SchemaTypeNames &names) {
+    header.EachType([&](const TableType &type, const SchemaTypeNames &names) {
         if (IsClass(type))
             return;
         fmt::format_to(header.out, "\n/* {} */\ntypedef enum {{\n", type.name);
@@ -123,7 +123,7 @@ const char *FormWords(SchemaForm form) {
     return "The enumeration";
 }
 
-/* What an application can set and read, as the structs are opaque. */
+/* Documents the properties of a class, since its struct is opaque. */
 void EmitProperties(const Header &header, const TableType &type, const SchemaTypeNames &names) {
     fmt::format_to(
         header.out,
@@ -138,7 +138,7 @@ void EmitProperties(const Header &header, const TableType &type, const SchemaTyp
 }
 
 void EmitGetTypes(const Header &header) {
-    header.eachType([&](const TableType &type, const SchemaTypeNames &names) {
+    header.EachType([&](const TableType &type, const SchemaTypeNames &names) {
         if (!type.fields.empty())
             EmitProperties(header, type, names);
         const std::string typeMacro = SchemaNames_Macro(names.prefix, "TYPE");
@@ -197,17 +197,17 @@ void EmitStub(const Header &header, gsize at, const TableMethod &method, const s
 }
 
 void EmitStubs(const Header &header) {
-    header.eachType([&](const TableType &type, const SchemaTypeNames &names) {
+    header.EachType([&](const TableType &type, const SchemaTypeNames &names) {
         const gsize at = static_cast<gsize>(&type - header.emission.model.types.data());
         for (gsize i = 0; i < type.methods.size(); i++)
             EmitStub(header, at, type.methods[i], names.stubs[i]);
     });
 }
 
-/* What G_DEFINE_AUTOPTR_CLEANUP_FUNC() makes, under the names that g_autoptr() looks for: but its four functions
- * a class cost a compiler more than a second a file, so all classes have the same ones here. */
+/* Does the work of G_DEFINE_AUTOPTR_CLEANUP_FUNC(), under the names that g_autoptr() uses. Four functions for each
+ * class would cost a compiler more than a second a file, so all classes share theirs. */
 void EmitAutoptr(const Header &header) {
-    header.eachType([&](const TableType &type, const SchemaTypeNames &names) {
+    header.EachType([&](const TableType &type, const SchemaTypeNames &names) {
         if (IsClass(type))
             fmt::format_to(header.out,
                            "typedef {0} *{0}_autoptr;\n"

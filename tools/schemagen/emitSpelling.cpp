@@ -3,28 +3,9 @@
 #include <algorithm>
 #include <array>
 
+#include "ozy/lib/schemaRows/schemaValues.h"
+
 namespace {
-
-struct SpellingRow {
-    SchemaValueKind kind;
-    const char *required; /* with the space or star that joins it to a name */
-    const char *optional;
-};
-
-constexpr auto kSpellings = std::to_array<SpellingRow>({
-    {SCHEMA_VALUE_BOOLEAN, "gboolean ", "gboolean *"},
-    {SCHEMA_VALUE_BYTE, "gint8 ", "gint8 *"},
-    {SCHEMA_VALUE_SHORT, "gint ", "gint *"},
-    {SCHEMA_VALUE_INT, "gint ", "gint *"},
-    {SCHEMA_VALUE_LONG, "gint64 ", "gint64 *"},
-    {SCHEMA_VALUE_FLOAT, "gfloat ", "gfloat *"},
-    {SCHEMA_VALUE_DOUBLE, "gdouble ", "gdouble *"},
-    {SCHEMA_VALUE_STRING, "const gchar *", "const gchar *"},
-    {SCHEMA_VALUE_URI, "const gchar *", "const gchar *"},
-    {SCHEMA_VALUE_DATETIME, "const GTimeVal *", "const GTimeVal *"},
-    {SCHEMA_VALUE_BINARY, "const GByteArray *", "const GByteArray *"},
-    {SCHEMA_VALUE_ANY, "gpointer ", "gpointer "},
-});
 
 /* Words of C and C++, and the two parameters that every stub has. */
 constexpr auto kTakenWords = std::to_array<std::string_view>({
@@ -58,8 +39,8 @@ std::string Spelling_CType(const Emission &emission, const TableTypeRef &type) {
     if (type.isUnknown)
         return "const GValue *";
     if (const auto kind = SchemaNames_BuiltIn(type.name)) {
-        const auto row = std::ranges::find(kSpellings, *kind, &SpellingRow::kind);
-        return type.isOptional ? row->optional : row->required;
+        const SchemaValueWords &words = SchemaValue_Words(*kind);
+        return std::string(type.isOptional ? words.byPointer : words.byValue);
     }
 
     const gsize at = emission.index.at(type.name);

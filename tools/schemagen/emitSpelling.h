@@ -1,23 +1,21 @@
 /*
- * emitSpelling.h -- how arguments of stubs are spelt in C, and types in comments; for the emitters
- * only
+ * emitSpelling.h -- spelling of stub arguments in C, and of types in comments; for the emitters only
  */
 #pragma once
 
 #include "tools/schemagen/emit.h"
 
-/* The C type of a stub's parameter: "const gchar *", "gint ", "SkemaOzyTaskInfo *". */
+/* Returns the C type of a stub's parameter: "const gchar *", "gint ", "SkemaOzyTaskInfo *". */
 std::string Spelling_CType(const Emission &emission, const TableTypeRef &type);
-/* The name of a parameter: the argument's own, with a "_" where C or the stub has that word
- * already. */
+/* Returns the name of a parameter: that of the argument, with a "_" if C or the stub uses that word. */
 std::string Spelling_Parameter(const TableArgument &argument);
-/* All parameters of a stub, from the object to the listener, without parentheses. */
+/* Returns all parameters of a stub, from the object to the listener, without parentheses. */
 std::string Spelling_Parameters(const Emission &emission, gsize type, const TableMethod &method);
 
-/* For comments: "#SkemaOzyTaskInfo", "list of string". */
+/* Returns a type for comments: "#SkemaOzyTaskInfo", "list of string". */
 std::string Spelling_Words(const Emission &emission, const TableTypeRef &type);
-/* What the engine takes the parameter as: does NULL leave the argument out? */
+/* Returns whether the parameter is a pointer, for which NULL leaves the argument out. */
 bool Spelling_IsPointer(const Emission &emission, const TableTypeRef &type);
 
-/* The type of a wire name, or NULL. */
+/* Returns the type with a wire name, or NULL. */
 const TableType *Spelling_Type(const Emission &emission, std::string_view name);

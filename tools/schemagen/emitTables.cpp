@@ -2,13 +2,14 @@
 
 #include <fmt/format.h>
 
+#include "ozy/lib/schemaRows/schemaValues.h"
 #include "tools/schemagen/emit.h"
 
 namespace {
 
 using Out = std::back_insert_iterator<std::string>;
 
-/* One literal a line and text, so that no escape runs into the next text. */
+/* Writes one literal for each text, so that no escape extends into the next one. */
 void EmitText(Out out, const std::string &pool) {
     fmt::format_to(out, "/* Ends of texts are shared. */\nconstexpr char kText[] =");
     for (gsize at = 0; at < pool.size();) {
@@ -23,10 +24,9 @@ constexpr const char *kKinds[] = {"SCHEMA_KIND_DATA", "SCHEMA_KIND_FAULT", "SCHE
                                   "SCHEMA_KIND_ENUM"};
 constexpr const char *kNamespaces[] = {"SCHEMA_NAMESPACE_QORM", "SCHEMA_NAMESPACE_OZY",
                                        "SCHEMA_NAMESPACE_FERRY"};
-constexpr const char *kValues[] = {"NONE",  "BOOLEAN", "BYTE",   "SHORT",   "INT",      "LONG",
-                                   "FLOAT", "DOUBLE",  "STRING", "URI",     "DATETIME", "BINARY",
-                                   "ANY",   "ENUM",    "OBJECT", "MANAGED", "UNKNOWN"};
-static_assert(std::size(kValues) == SCHEMA_VALUE_UNKNOWN + 1);
+std::string_view Identifier(SchemaValueKind kind) {
+    return SchemaValue_Words(kind).identifier;
+}
 
 /* An array of rows; an empty one gets a row, as C++ has no empty arrays. */
 template <class Row, class Print> void EmitRows(Out out, const char *type, const char *name,
@@ -55,7 +55,7 @@ std::string Emit_Tables(const Emission &emission) {
     });
     EmitRows(out, "SchemaFieldRow", "kFields", built.fields, [&](const SchemaFieldRow &row) {
         fmt::format_to(out, "    {{{}, {}, SCHEMA_VALUE_{}, {}, {}}}, // {}\n", row.name, row.type,
-                       kValues[row.kind], row.flags, row.version, text + row.name);
+                       Identifier(row.kind), row.flags, row.version, text + row.name);
     });
     EmitRows(out, "SchemaWordRow", "kWords", built.words, [&](const SchemaWordRow &row) {
         fmt::format_to(out, "    {{{}, {}}},\n", row.identifier, row.word);
@@ -63,12 +63,12 @@ std::string Emit_Tables(const Emission &emission) {
     EmitRows(out, "SchemaMethodRow", "kMethods", built.methods, [&](const SchemaMethodRow &row) {
         fmt::format_to(out, "    {{{}, {}, {}, {}, SCHEMA_VALUE_{}, {}, {}}}, // {}\n",
                        row.wireName, row.firstArgument, row.resultType, row.numArguments,
-                       kValues[row.resultKind], row.resultFlags, row.owner, text + row.wireName);
+                       Identifier(row.resultKind), row.resultFlags, row.owner, text + row.wireName);
     });
     EmitRows(out, "SchemaArgumentRow", "kArguments", built.arguments,
              [&](const SchemaArgumentRow &row) {
                  fmt::format_to(out, "    {{{}, {}, SCHEMA_VALUE_{}, {}}}, // {}\n", row.name,
-                                row.type, kValues[row.kind], row.flags, text + row.name);
+                                row.type, Identifier(row.kind), row.flags, text + row.name);
              });
 
     fmt::format_to(out,

@@ -2,13 +2,12 @@
  * schemagen: makes the library's rows, get_type functions, method stubs and headers from the
  * schema's tables
  *
- *   schemagen --sources build/generated --headers build/include/orvane/schema
- * generated/ozy/data.schema ... schemagen --count generated/ozy/data.schema ...
+ *   schemagen --sources build/generated --headers build/include/orvane/schema generated/ozy/data.schema ...
+ *   schemagen --count generated/ozy/data.schema ...
  *
- * --overlay adds tables that may complete and extend the others, but not contradict them.
+ * --overlay adds tables that complete and extend the others, but must not contradict them.
  *
- * Nothing is written unless all tables are sound; faults are listed by file and line, and the exit
- * status is 1.
+ * Nothing is written unless all tables are valid; errors are listed by file and line, and the exit status is 1.
  */
 #include <cstdio>
 
@@ -21,8 +20,7 @@
 
 namespace {
 
-/* So many files of each kind of function, to compile side by side. Known to
- * generated/CMakeLists.txt. */
+/* Numbers of files, which compile in parallel. generated/CMakeLists.txt lists the same files. */
 constexpr gsize kNumTypeParts = 2;
 constexpr gsize kNumMethodParts = 2;
 
@@ -48,7 +46,7 @@ bool ReadTable(const std::string &path, SchemaModel *model, SchemaErrors *errors
     return true;
 }
 
-/* Each over all that was read before. */
+/* Applies each overlay to all tables before it. */
 bool ApplyOverlays(const Options &options, SchemaModel *model, SchemaErrors *errors) {
     std::vector<std::string> files;
     for (const std::string &path : options.overlays) {

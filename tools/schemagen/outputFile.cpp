@@ -11,7 +11,7 @@
 
 namespace {
 
-constexpr int kReaderSeconds = 2; /* how long a pipe may be without a reader */
+constexpr int kReaderSeconds = 2; /* time limit for the reader of a pipe */
 constexpr int kLooksPerSecond = 20;
 
 bool Fail(const std::string &path, std::string *error) {
@@ -28,7 +28,7 @@ bool HasBytes(const std::string &path, std::string_view bytes) {
     return std::string_view(raw, size) == bytes;
 }
 
-/* Written beside the old one, which it then replaces. */
+/* Writes a new file beside the old one and renames it. */
 bool Replace(const std::string &path, std::string_view bytes, std::string *error) {
     if (HasBytes(path, bytes))
         return true;
@@ -40,7 +40,7 @@ bool Replace(const std::string &path, std::string_view bytes, std::string *error
     return false;
 }
 
-/* A pipe without a reader refuses to be opened, and is tried again; it never makes the program hang. */
+/* Opening a pipe without a reader fails, and is repeated for a limited time instead of waiting. */
 int OpenThrough(const std::string &path) {
     for (int i = 0;; i++) {
         const int file = open(path.c_str(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);

@@ -15,5 +15,5 @@
 /* The file's folder must exist. */
 bool OutputFile_Write(const std::string &path, std::string_view bytes, std::string *error);
 
-/* Makes the folder that a file is to be in, with those above it. */
+/* Creates the folder of a file, with its parents. */
 bool OutputFile_MakeFolder(const std::string &path, std::string *error);

@@ -16,7 +16,7 @@ using Result = std::optional<std::string>;
 
 constexpr char kManagerId[] = "AuthorizationManager";
 
-/* What administrators are granted. */
+/* Privileges of administrators. */
 constexpr auto kPrivileges = std::to_array<const char *>({"Global.CancelTask",
                                                           "Global.Diagnostics",
                                                           "Global.LogEvent",
@@ -102,8 +102,7 @@ Value RoleList(const Service &service) {
     return service.inventory.Find(kManagerId)->Get("roleList");
 }
 
-/* Replaces the role of the id; a null value takes it out. A fault if there is none or it is fixed.
- */
+/* Replaces the role with the id; a null value removes it. Throws a fault if there is none or it is fixed. */
 void ReplaceRole(Service &service, int id, const Value &role) {
     auto list = std::make_shared<ValueData>(*RoleList(service));
     const auto at = std::ranges::find_if(list->items, [&](const Value &item) {

@@ -1,5 +1,5 @@
 /*
- * authorization.h -- roles, and what a user may do by his role
+ * authorization.h -- roles, and the privileges that they grant to users
  */
 #pragma once
 
@@ -12,7 +12,7 @@ namespace simulator {
 constexpr int kAdminRole = -1;
 constexpr int kReadOnlyRole = -2;
 
-/* The properties of a fresh authorization manager. */
+/* Properties of a new authorization manager. */
 std::vector<Field> AuthorizationProperties();
 
 } // namespace simulator

@@ -58,7 +58,7 @@ void Clock::Cancel(const TimerId &id) {
 }
 
 void Clock::RunDue() {
-    /* What is added meanwhile for now or earlier waits for the next turn. */
+    /* Functions that are added meanwhile run in the next call, also if they are due. */
     const int64_t now = Now();
     const uint64_t last = lastTimer;
     for (auto next = timers.begin(); next != timers.end() && next->first.first <= now;) {

@@ -1,8 +1,8 @@
 /*
- * clock.h -- the simulator's time, and what is to happen at which time
+ * clock.h -- the simulator's time, and functions that are due at some time
  *
- * The time is the machine's plus what Advance() added; a frozen clock is moved by Advance() alone.
- * Advance() stops at every due time on the way, so that what happens there sees its own time.
+ * The time is the machine's plus what Advance() added; a frozen clock is moved by Advance() only.
+ * Advance() stops at every due time, so that each function runs at its own time.
  */
 #pragma once
 
@@ -18,17 +18,18 @@ class Clock {
 public:
     explicit Clock(bool frozen);
 
-    int64_t Now() const;          /* milliseconds since some past moment */
+    int64_t Now() const;          /* in milliseconds; only differences mean something */
     std::string WallTime() const; /* the date now, as xsd:dateTime in UTC */
     int64_t WallMs() const;       /* the same, in milliseconds since 1970 */
 
     using TimerId = std::pair<int64_t, uint64_t>;
     TimerId At(int64_t due, std::function<void()> function);
-    void Cancel(const TimerId &id); /* none is also fine */
+    void Cancel(const TimerId &id); /* an id that is not known is ignored */
 
     void RunDue();
     void Advance(int64_t milliseconds);
-    /* Milliseconds until something is due by itself; 0 if it is already, -1 if nothing will be. */
+    /* Returns the milliseconds until the next function is due: 0 if one is due now, -1 if none will be without
+     * Advance(). */
     int64_t UntilNext() const;
 
 private:

@@ -16,7 +16,7 @@ namespace {
 constexpr size_t kSmallJournal = 1000; /* changes that are not worth joining */
 constexpr size_t kMaxRetrievals = 100; /* of a collector; the oldest is dropped */
 
-/* Versions and tokens are numbers. */
+/* Reads a version or a token. */
 std::optional<uint64_t> ParseNumber(const std::string &text) {
     uint64_t number = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
@@ -29,7 +29,7 @@ Fault UnknownVersion() {
     return Fault("InvalidCollectorVersion", "The collector does not know the version.");
 }
 
-/* Takes up to `max` object updates off the front. */
+/* Removes up to `max` object updates from the front and returns them. */
 std::vector<FilterUpdate> TakeFirst(std::vector<FilterUpdate> &all, size_t max) {
     std::vector<FilterUpdate> taken;
     while (!all.empty() && (max > 0 || all.front().objects.empty())) {
@@ -66,8 +66,7 @@ std::string UpdateSetText(uint64_t version, const std::vector<FilterUpdate> &upd
     return text + "</returnval>";
 }
 
-/* Per object, the first value that each property had; objects in the order of their first change.
- */
+/* Returns each changed object with the earliest value of each property, in the order of the first change. */
 std::vector<OldValues> GatherChanges(std::span<const Change> changes) {
     std::vector<OldValues> gathered;
     std::unordered_map<const Object *, size_t> places;
@@ -162,7 +161,7 @@ void Collectors::DestroyFilter(const Call &call) {
     throw ObjectNotFound(call.request.targetType, call.request.targetId);
 }
 
-/* Brings the members in line with a selection; what is new came with the last change. */
+/* Sets the members to a selection; the number of a new one is that of the last change. */
 void Collectors::SetMembers(Filter &filter, const Selection &selection) {
     const uint64_t now = service.inventory.LastNumber();
     std::vector<Filter::Member> members;
@@ -198,9 +197,8 @@ void Collectors::RefreshMembers(Filter &filter) {
         SetMembers(filter, Select(filter.spec, inventory, true));
 }
 
-/* All filters at first; later those that are new, those whose members may have come or gone, and
- * those with a member that changed. With thousands of filters, looking at each would take too long.
- */
+/* Returns all filters for the first version; for a later one the new filters, those whose members may have
+ * changed, and those with a member that has changed. With thousands of filters, checking each takes too long. */
 std::vector<Filter *> Collectors::ConcernedFilters(const Collector &collector,
                                                    uint64_t since) const {
     std::map<uint64_t, Filter *> concerned;
@@ -278,7 +276,7 @@ std::vector<FilterUpdate> Collectors::Changes(Collector &collector, uint64_t sin
         RefreshMembers(*filter);
         std::erase_if(filter->departures,
                       [&](const auto &departure) { return departure.left <= oldest; });
-        std::vector<OldValues> own; /* a small filter does not look at all that changed */
+        std::vector<OldValues> own; /* a small filter is compared with its own members only */
         const bool isSmall = filter->members.size() < changed.size();
         if (isSmall)
             for (const auto &member : filter->members)
@@ -310,16 +308,16 @@ std::optional<std::string> Collectors::Updates(Collector &collector, const std::
     next.rest = isRest ? std::move(base.rest) : Changes(collector, base.number);
     next.number = isRest ? base.number : service.inventory.LastNumber();
     if (next.rest.empty()) {
-        /* What happened meanwhile was not for these filters, so it need not be looked at again. */
+        /* No filter matched the changes up to here, so they need not be checked again. */
         if (!text.empty())
             collector.versions.begin()->second.number = next.number;
         return std::nullopt;
     }
-    const auto told = TakeFirst(next.rest, maxObjects == 0 ? SIZE_MAX : maxObjects);
+    const auto taken = TakeFirst(next.rest, maxObjects == 0 ? SIZE_MAX : maxObjects);
     const bool truncated = !next.rest.empty();
     const uint64_t id = ++collector.lastVersion;
     collector.versions[id] = std::move(next);
-    return UpdateSetText(id, told, truncated);
+    return UpdateSetText(id, taken, truncated);
 }
 
 void Collectors::Wait(Collector &collector, const CallPtr &call, const std::string &version,
@@ -342,7 +340,7 @@ void Collectors::Wait(Collector &collector, const CallPtr &call, const std::stri
     waits.push_back(std::move(wait));
 }
 
-/* True if the call was answered, be it with a fault. */
+/* Returns true if the call was answered, with updates or a fault. */
 bool Collectors::TryAnswer(const WaitRow &wait) {
     try {
         const auto updates = Updates(*wait.collector, wait.version, wait.maxObjects);
@@ -412,7 +410,7 @@ void Collectors::Settle() {
     ForgetJournal();
 }
 
-/* Changes that every client has been told are not needed any more. */
+/* Drops the changes that are older than the versions of all collectors. */
 void Collectors::ForgetJournal() {
     uint64_t needed = service.inventory.LastNumber();
     for (const auto &collector : collectors)
@@ -422,8 +420,8 @@ void Collectors::ForgetJournal() {
     JoinJournal();
 }
 
-/* A session that does not ask keeps its version, and with it all later changes. Joined, they are at most one per
- * property and version. */
+/* A session that reads no updates keeps its version, and with it all later changes. Joined, they are at most one
+ * for each property and version. */
 void Collectors::JoinJournal() {
     if (service.inventory.JournalSize() < std::max(joinAt, kSmallJournal))
         return;
@@ -514,7 +512,7 @@ Result RetrieveProperties(Service &service, const CallPtr &call) {
     return text;
 }
 
-/* The first contents, and a token for the others if there are any. */
+/* Returns the first contents, and a token for the others if there are any. */
 std::string RetrieveResult(Collector &collector, std::vector<std::string> contents,
                            size_t maxObjects) {
     const size_t count = maxObjects == 0 ? contents.size() : std::min(maxObjects, contents.size());
@@ -549,7 +547,7 @@ Result RetrievePropertiesEx(Service &service, const CallPtr &call) {
                           static_cast<size_t>(maxObjects));
 }
 
-/* What a token stands for; it serves once. */
+/* Returns the contents that a token names; it can be used once. */
 Collector::Retrieval TakeRetrieval(Collector &collector, const Call &call) {
     const auto token = ParseNumber(ReadText(call.Arguments(), "token"));
     const auto at = token ? collector.retrievals.find(*token) : collector.retrievals.end();

@@ -1,13 +1,13 @@
 /*
- * collector.h -- property collectors: filters, what changed since a version, and long polls
+ * collector.h -- property collectors: filters, changes since a version, and long polls
  *
- * A version stands for the number of a change in the inventory's journal. An answer to "what
- * changed since version v" is made from the journal each time, so a client may ask again for the
- * same v and is told the same and more. Versions before the last one that came back are forgotten.
+ * A version is the name of a change's number in the inventory's journal. The reply with the changes since a
+ * version is made from the journal each time, so a client may send the same version again and gets the same
+ * changes and later ones. Once a client has sent a version, earlier ones are no longer valid.
  *
  *   object enters a filter -> "enter" with all values;  changes -> "modify";  leaves it -> "leave"
  *
- * If an answer was cut off by maxObjectUpdates, its version keeps the rest ready.
+ * If maxObjectUpdates cut a reply short, the rest is kept with its version.
  */
 #pragma once
 
@@ -29,13 +29,13 @@ class Service;
 struct Call;
 using CallPtr = std::shared_ptr<Call>;
 
-/* The collector that every session has; others get ids of their own. */
+/* Id of the collector that every session has; others get generated ids. */
 constexpr char kPropertyCollectorId[] = "propertyCollector";
 
 struct Filter {
     struct Member {
         ObjectPtr object;
-        uint64_t since; /* number of the change that brought it in */
+        uint64_t since; /* number of the change with which it became a member */
     };
     struct Departure {
         Value reference;
@@ -51,20 +51,20 @@ struct Filter {
     std::vector<Departure> departures;
     std::unordered_set<const Object *> visited;
     std::vector<Value> missing;       /* starting points that did not exist */
-    std::vector<const Object *> keys; /* under which Collector::fixed has it */
+    std::vector<const Object *> keys; /* its keys in Collector::fixed */
     uint64_t created = 0;
     uint64_t lastEnter = 0;
-    uint64_t checkedTo = 0; /* the members are right as of this number */
+    uint64_t checkedTo = 0; /* number of the last change that the members reflect */
 };
 
-/* What one filter has to tell, ready as text; an object update each. */
+/* The updates of one filter as text, one for each object. */
 struct FilterUpdate {
     Value filter;
     std::vector<std::string> objects;
     std::string missing;
 };
 
-/* An object and the values that some of its properties had before. */
+/* An object and earlier values of some of its properties. */
 struct OldValues {
     ObjectPtr object;
     std::vector<Field> properties;
@@ -83,8 +83,9 @@ struct Collector {
     ObjectPtr self;
     SessionPtr owner;
     std::vector<std::unique_ptr<Filter>> filters; /* in order of creation */
-    std::vector<Filter *> traversing;             /* those whose members come and go */
-    std::unordered_map<const Object *, std::vector<Filter *>> fixed; /* the others, by member */
+    std::vector<Filter *> traversing; /* filters with traversals, whose members change */
+    std::unordered_map<const Object *, std::vector<Filter *>>
+        fixed; /* the other filters, by member */
     std::map<uint64_t, Version> versions;
     uint64_t lastVersion = 0;
     std::map<uint64_t, Retrieval> retrievals; /* by token */
@@ -95,7 +96,7 @@ public:
     explicit Collectors(Service &service);
     ~Collectors();
 
-    /* The collector that a call is meant for; another session's is as good as none. */
+    /* Returns the collector of a call's target. That of another session counts as unknown. */
     Collector &Of(const Call &call);
     Collector &Create(const SessionPtr &session);
     void Destroy(Collector &collector);
@@ -103,15 +104,15 @@ public:
     Filter &CreateFilter(Collector &collector, const Element &spec, bool partialUpdates);
     void DestroyFilter(const Call &call);
 
-    /* The update set since a version, without its returnval tags; nothing if nothing changed. */
+    /* Returns the update set since a version; nothing if nothing changed. */
     std::optional<std::string> Updates(Collector &collector, const std::string &version,
                                        size_t maxObjects);
-    /* Keeps the call until there are updates or the time is up; -1 for no limit. */
+    /* Answers the call once there are updates or the time is over; -1 for no limit. */
     void Wait(Collector &collector, const CallPtr &call, const std::string &version,
               size_t maxObjects, int64_t limitMs);
     void CancelWaits(const Collector &collector, const Fault &fault);
 
-    /* One text per object of the filter specs. */
+    /* Returns a text for each object of the filter specs. */
     std::vector<std::string> Contents(const std::vector<const Element *> &specs,
                                       const SessionPtr &session);
 
@@ -134,7 +135,7 @@ private:
     void RefreshMembers(Filter &filter);
     void SetMembers(Filter &filter, const Selection &selection);
     std::vector<FilterUpdate> Changes(Collector &collector, uint64_t since);
-    /* What one filter has to tell; `changed` are the objects with the values they had. */
+    /* Returns the updates of one filter; `changed` are objects with their earlier values. */
     FilterUpdate ChangesOf(const Collector &collector, const Filter &filter, uint64_t since,
                            const std::vector<OldValues> &changed) const;
     std::string ModifyTextOf(const Filter &filter, const OldValues &old) const;

@@ -15,7 +15,7 @@ std::string_view FirstName(std::string_view path) {
     return path.substr(0, path.find_first_of(".["));
 }
 
-/* What of a path stands behind its first name and the point. */
+/* Returns the part of a path after its first name and the separator. */
 std::string_view BehindFirst(std::string_view path) {
     return path.substr(std::min(FirstName(path).size() + 1, path.size()));
 }

@@ -1,5 +1,5 @@
 /*
- * contents.h -- the texts in which a property collector tells objects, their properties and changes
+ * contents.h -- the texts of a property collector's replies: objects, their properties and changes
  */
 #pragma once
 
@@ -13,7 +13,7 @@ namespace simulator {
 
 class Service;
 
-/* Properties of an object that somebody may see, and those that are kept from him. */
+/* Properties of an object that a session may read, and those that it may not. */
 struct Properties {
     std::vector<Field> values; /* by path; without those that are not set */
     std::vector<Field> denied; /* path and wrapped fault */
@@ -21,23 +21,23 @@ struct Properties {
 Properties PropertiesOf(const Service &service, const Object &object, const PropertyRow &row,
                         const SessionPtr &session);
 
-/* <obj/><propSet/>...: what stands inside an ObjectContent. */
+/* Returns <obj/><propSet/>...: the content of an ObjectContent. */
 std::string ContentText(const Object &object, const Properties &properties);
 
-/* <objectSet>...</objectSet>: an update of one object. */
+/* Each returns <objectSet>...</objectSet>, an update of one object. */
 std::string EnterText(const Object &object, const Properties &properties);
 std::string ModifyText(const Object &object, const std::vector<simulator::PropertyChange> &changes);
 std::string LeaveText(const Value &reference);
 
-/* <missingSet>...</missingSet> of objects that do not exist. */
+/* Returns <missingSet>...</missingSet> for an object that does not exist. */
 std::string MissingObjectText(const Value &reference);
 
-/* The differences in the row's paths between a property's value then and now. */
+/* Appends the differences between two values of a property, in the row's paths. */
 void AppendRowDifference(const PropertyRow &row, const std::string &property, const Value &before,
                          const Value &after, bool inParts,
                          std::vector<simulator::PropertyChange> &changes);
 
-/* Whether a switch keeps the property from everybody. */
+/* Returns whether Simulator::DenyProperty() denies the property. */
 bool IsDenied(const Service &service, const Object &object, std::string_view path);
 
 } // namespace simulator

@@ -1,5 +1,5 @@
 /*
- * control.h -- the switches as URLs, for whoever runs the program:  /control/advance?ms=5000
+ * control.h -- the switches by URL:  /control/advance?ms=5000
  */
 #pragma once
 

@@ -1,5 +1,5 @@
 /*
- * entities.cpp -- what one can do to every entity of the inventory, to folders, and how to find one
+ * entities.cpp -- methods of all entities of the inventory, of folders and of the search index
  */
 #include <array>
 
@@ -22,7 +22,7 @@ Result Start(Service &service, const CallPtr &call, bool cancelable,
     return Returned(service.tasks.Start(std::move(plan))->Reference());
 }
 
-/* The child of that name in a folder or another holder of entities; null if there is none. */
+/* Returns the child with a name in a folder or another container of entities; null if there is none. */
 ObjectPtr FindChildOf(const Service &service, const ObjectPtr &parent, const std::string &name) {
     for (const char *property : {"childEntity", "vmFolder", "hostFolder", "datastoreFolder",
                                  "networkFolder", "host", "resourcePool"}) {
@@ -109,7 +109,7 @@ Result MoveIntoFolder(Service &service, const CallPtr &call) {
     });
 }
 
-/* Of the machine's description only the name is understood. */
+/* Only the name of the machine's description is used. */
 Result CreateMachine(Service &service, const CallPtr &call) {
     const Element &config = ReadElement(call->Arguments(), "config");
     const std::string name = OptionalText(config, "name", "new machine");

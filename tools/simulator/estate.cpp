@@ -63,7 +63,7 @@ Value Status(const std::string &word) {
     return Enum("ManagedEntityStatus", word);
 }
 
-/* What every entity has, and its own properties behind. */
+/* Returns the properties that every entity has, followed by its own. */
 std::vector<Field> Entity(const std::string &name, const ObjectPtr &parent,
                           std::vector<Field> own = {}) {
     static const Value green = Status("green");
@@ -90,7 +90,7 @@ ObjectPtr MakeFolder(Inventory &inventory, const std::string &id, const std::str
         Entity(name, parent, {{"childType", Texts(childTypes)}, {"childEntity", References({})}}));
 }
 
-/* Collects what is to stand in lists, so that large ones are set once. */
+/* Collects the items of lists, so that each list is set once. */
 struct Lists {
     std::map<std::pair<Object *, std::string>, std::vector<Value>> items;
 
@@ -210,7 +210,7 @@ void BuildMachines(Service &service, const Site &site, Lists &lists) {
         lists.Add(site.datastore, "host", host);
         lists.Add(site.network, "host", host);
     }
-    /* Its class has no simple form on the wire. */
+    /* Its class has no simple form in XML. */
     lists.items.erase({site.datastore.get(), "host"});
 }
 
@@ -243,7 +243,7 @@ void BuildManagers(Service &service) {
 
 void BuildOzy(Service &service) {
     Inventory &inventory = service.inventory;
-    inventory.StartIdsAt("group-v", 1001); /* folders made later do not meet those made here */
+    inventory.StartIdsAt("group-v", 1001); /* ids of later folders differ from those above */
     inventory.StartIdsAt("domain-c", 7);
     inventory.StartIdsAt("resgroup-", 8);
     inventory.StartIdsAt("host-", 9);
@@ -286,8 +286,7 @@ void BuildFerry(Service &service) {
                       {"maxCollector", Int(32)}});
 }
 
-/* Where, beside its folder, an entity stands: the property that refers, and that which is referred.
- */
+/* Removes the references to a machine that are not in its folder. */
 void UnlinkMachine(Service &service, const ObjectPtr &machine) {
     std::vector<Value> holders = {machine->Get("resourcePool"),
                                   FieldOf(machine->Get("runtime"), "host")};

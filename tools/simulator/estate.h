@@ -1,5 +1,5 @@
 /*
- * estate.h -- the inventory that a fresh service has, and the objects that can be added to it
+ * estate.h -- the inventory of a new service, and the objects that can be added to it
  *
  *   group-d1  Datacenters
  *     datacenter-2  Datacenter
@@ -24,20 +24,20 @@ constexpr char kMachineFolderId[] = "group-v3";
 /* Fills the inventory of a service of either kind. */
 void BuildEstate(Service &service);
 
-/* A switched-off machine in a folder, on the next host in turn. */
+/* Adds a machine that is switched off to a folder, on the next host in turn. */
 ObjectPtr AddMachine(Service &service, const ObjectPtr &folder, const std::string &name);
-/* Takes an entity, and what lies in it, out of everything that refers to it. */
+/* Removes an entity with its content, and all references to them. */
 void RemoveEntity(Service &service, const ObjectPtr &entity);
 ObjectPtr AddFolder(Service &service, const ObjectPtr &parent, const std::string &name);
 void MoveInto(Service &service, const ObjectPtr &folder, const ObjectPtr &entity);
 
-/* Puts a reference into, or takes it out of, a list that an object has. */
+/* Adds a reference to a list of an object, or removes it. */
 void AddToList(Service &service, const ObjectPtr &holder, const std::string &property,
                const ObjectPtr &item);
 void RemoveFromList(Service &service, const ObjectPtr &holder, const std::string &property,
                     const ObjectPtr &item);
 
-/* The ServiceContent of the main service in its version. */
+/* Returns the ServiceContent of the main service in its version. */
 Value ContentValue(const Service &service);
 
 } // namespace simulator

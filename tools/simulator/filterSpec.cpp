@@ -28,7 +28,7 @@ void RequireProperty(const std::string &type, std::string_view path) {
                     {{"name", Text(std::string(path))}});
 }
 
-/* Reads specs into rows; names are resolved when all rows are there. */
+/* Reads specs into rows; names are resolved at the end. */
 class SpecReader {
 public:
     FilterSpec Read(const Element &element) {
@@ -64,7 +64,7 @@ private:
         spec.objects[index].next = next;
     }
 
-    /* Where a list of selections stands: in an object row or in a traversal row. */
+    /* The row that has a list of selections: an object row or a traversal row. */
     struct Place {
         bool inObject;
         size_t index;
@@ -118,7 +118,7 @@ private:
     std::vector<std::pair<Place, std::string>> toResolve;
 };
 
-/* Walks from the starting points; every pair of an object and a traversal once. */
+/* Walks from the starting points; visits every pair of an object and a traversal once. */
 class Walk {
 public:
     Walk(const FilterSpec &filterSpec, const Inventory &objects, bool reportsMissing)

@@ -1,5 +1,5 @@
 /*
- * filterSpec.h -- which objects and properties a property collector is asked for
+ * filterSpec.h -- the objects and properties that a property filter selects
  *
  * An object set names objects to start from; selection specs lead from an object over a property
  * that refers to others, and on from there by the specs named in their select set, cycles included:
@@ -48,21 +48,22 @@ struct FilterSpec {
     std::vector<TraversalRow> traversals;
     bool reportMissing = false;
 
-    /* The row that tells an object's properties: that of its most derived class; null if none. */
+    /* Returns the row with an object's properties: that of its most derived class; null if there is none. */
     const PropertyRow *RowFor(std::string_view type) const;
-    /* Whether membership may hang on this property of some object. */
+    /* Returns whether a traversal reads this property. */
     bool Traverses(std::string_view property) const;
 };
 
 FilterSpec ParseFilterSpec(const Element &element);
 
 struct Selection {
-    std::vector<ObjectPtr> objects; /* in the order in which they were reached */
+    std::vector<ObjectPtr> objects; /* in the order of the traversal */
     std::unordered_set<const Object *> visited;
     std::vector<const ObjectRow *> missing; /* starting points that do not exist */
 };
 
-/* Follows the filter. A starting point that does not exist is a fault unless it is to be reported. */
+/* Returns the objects that a filter selects. A starting point that does not exist is a fault, unless missing
+ * ones are to be reported. */
 Selection Select(const FilterSpec &spec, const Inventory &inventory, bool reportMissing);
 
 } // namespace simulator

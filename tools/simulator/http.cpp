@@ -25,7 +25,7 @@ namespace simulator {
 namespace {
 
 constexpr size_t kMaxBody = size_t{64} << 20;
-constexpr int64_t kAcceptPauseMs = 100; /* without descriptors for new connections */
+constexpr int64_t kAcceptPauseMs = 100; /* after a connection could not be accepted */
 
 int64_t MonotonicMs() {
     return std::chrono::duration_cast<std::chrono::milliseconds>(
@@ -33,7 +33,7 @@ int64_t MonotonicMs() {
         .count();
 }
 
-/* Lets the kernel find out that a peer has vanished without a word, also while a call waits. */
+/* Makes the kernel detect a peer that has vanished without closing, also while a call waits. */
 void KeepAlive(int socket) {
     const int on = 1;
     const int idle = 60;
@@ -111,11 +111,11 @@ void CloseDescriptor(int &descriptor) {
     descriptor = -1;
 }
 
-/* Breaks the connection off with a reset; an orderly end by libmicrohttpd comes too late then. */
+/* Resets the connection, before libmicrohttpd can close it in order. */
 void BreakOff(int socket) {
     sockaddr none{};
     none.sa_family = AF_UNSPEC;
-    (void)connect(socket, &none, sizeof none); /* a connection that is over needs no end */
+    (void)connect(socket, &none, sizeof none); /* fails if the connection is closed already */
 }
 
 MHD_Result AddToMap(void *map, MHD_ValueKind, const char *key, const char *value) {
@@ -124,7 +124,7 @@ MHD_Result AddToMap(void *map, MHD_ValueKind, const char *key, const char *value
     return MHD_YES;
 }
 
-/* A body that ends too early, as if the line had been cut. */
+/* A body that ends too early, as after a broken connection. */
 struct CutBody {
     std::string bytes;
     size_t cutAfter;
@@ -167,7 +167,7 @@ MHD_Response *MakeResponse(HttpAnswer &answer) {
 } // namespace
 
 struct HttpServer::Glue {
-    /* Comes once with the head, then with pieces of the body, at last without; and once more after
+    /* Called once with the header, then with pieces of the body, then at its end; and once more after
      * a suspended connection was resumed. */
     static MHD_Result OnRequest(void *closure, MHD_Connection *connection, const char *url,
                                 const char *method, const char *, const char *data, size_t *size,
@@ -237,7 +237,7 @@ struct HttpServer::Glue {
     }
 
     static void OnLog(void *, const char *, va_list) {
-        /* Its messages tell of clients that broke off, which is no news here. */
+        /* The messages are about clients that closed their connection, which is normal here. */
     }
 };
 
@@ -332,7 +332,7 @@ void HttpServer::Accept() {
         const int socket = accept4(listenDescriptor, address.Generic(), &address.size,
                                    SOCK_CLOEXEC | SOCK_NONBLOCK);
         if (socket < 0) {
-            /* else the descriptor would stay readable, and each Run() would fail again */
+            /* otherwise the descriptor would stay readable, and each Run() would fail again */
             if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM)
                 PauseAccepting();
             return;
@@ -366,7 +366,7 @@ int HttpServer::TimeoutMs() const {
 
 void HttpServer::Run() {
     uint64_t count = 0;
-    /* Both only tell that there is work; when they hold nothing there is nothing to clear. */
+    /* Both only signal work; reading fails if there is nothing to clear. */
     (void)!read(wakeDescriptor, &count, sizeof count);
     (void)!read(timerDescriptor, &count, sizeof count);
 
@@ -390,7 +390,8 @@ void HttpServer::Run() {
 
 void HttpServer::Wake() {
     const uint64_t one = 1;
-    (void)!write(wakeDescriptor, &one, sizeof one); /* full means that it is readable already */
+    (void)!write(wakeDescriptor, &one,
+                 sizeof one); /* fails if it is full, and then it is readable already */
 }
 
 void HttpServer::WakeAfter(int64_t milliseconds) {
@@ -423,7 +424,7 @@ void HttpServer::ResetConnections() {
     Wake();
 }
 
-/* libmicrohttpd does not look at a suspended connection, so its end is watched for here. */
+/* libmicrohttpd does not poll a suspended connection, so its end is detected here. */
 void HttpServer::WatchSuspended(const ExchangePtr &exchange) {
     exchange->suspended = true;
     const int socket = SocketOf(exchange->connection);
@@ -437,7 +438,7 @@ void HttpServer::Unwatch(const HttpExchange &exchange) {
     epoll_ctl(pollDescriptor, EPOLL_CTL_DEL, socket, nullptr);
 }
 
-/* The exchange is over, whether it was answered or not. */
+/* Ends an exchange, whether it was answered or not. */
 void HttpServer::Drop(const ExchangePtr &exchange) {
     exchange->server = nullptr;
     exchange->connection = nullptr;

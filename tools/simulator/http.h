@@ -1,11 +1,11 @@
 /*
- * http.h -- the HTTP side: connections, whole requests in, answers out when they are ready
+ * http.h -- the HTTP server: connections, requests and replies
  *
- * A request reaches the handler once, when its body is there. The handler answers it at once or
- * keeps the exchange and answers later; meanwhile the connection is suspended. When the client goes
- * away before that, `gone` is called and later answers are dropped.
+ * A request is handed to the handler once, with its whole body. The handler answers it at once, or keeps
+ * the exchange and answers later; meanwhile the connection is suspended. When the client closes the
+ * connection before that, `gone` is called and later answers are dropped.
  *
- * Loop: Run() does what can be done without waiting; Descriptor() is readable when there is work.
+ * Loop: Run() does all work that needs no waiting; Descriptor() is readable when there is work.
  */
 #pragma once
 
@@ -68,7 +68,7 @@ public:
         int port = 0;
         std::string certificate;
         std::string privateKey;
-        int idleSeconds = 60; /* after which a connection is closed on which nothing moves */
+        int idleSeconds = 60; /* a connection without traffic is closed after this time */
     };
     HttpServer(const Settings &settings, std::function<void(const ExchangePtr &)> handler);
     ~HttpServer();
@@ -112,7 +112,7 @@ private:
     int timerDescriptor = -1;
     MHD_Daemon *daemon = nullptr;
     int numConnections = 0;
-    std::unordered_map<MHD_Connection *, int> open; /* with their sockets */
+    std::unordered_map<MHD_Connection *, int> open; /* connection -> socket */
     std::unordered_map<int, ExchangePtr> suspended; /* by socket */
     bool closing = false;
 };

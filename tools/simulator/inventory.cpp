@@ -10,7 +10,7 @@ namespace simulator {
 
 namespace {
 
-/* A session that never asks must not make the journal grow for ever. */
+/* Limits the journal, whatever sessions have not read. */
 constexpr size_t kMaxJournal = 1000000;
 
 } // namespace
@@ -35,7 +35,7 @@ ObjectPtr Inventory::Create(const std::string &type, const std::string &id,
     object->properties = std::move(properties);
     if (!objects.emplace(id, object).second)
         throw std::logic_error("two objects of the id " + id);
-    Note(object, "", nullptr);
+    RecordChange(object, "", nullptr);
     object->order = lastNumber;
     inOrder.emplace(object->order, object);
     return object;
@@ -58,7 +58,7 @@ void Inventory::Set(const ObjectPtr &object, const std::string &property, const 
         at->value = value;
     else
         object->properties.push_back({property, value});
-    Note(object, property, before);
+    RecordChange(object, property, before);
 }
 
 void Inventory::Remove(const ObjectPtr &object) {
@@ -67,7 +67,7 @@ void Inventory::Remove(const ObjectPtr &object) {
     object->gone = true;
     objects.erase(object->id);
     inOrder.erase(object->order);
-    Note(object, "", nullptr);
+    RecordChange(object, "", nullptr);
 }
 
 std::vector<ObjectPtr> Inventory::OfType(std::string_view type) const {
@@ -118,15 +118,16 @@ void Inventory::Join(const std::set<uint64_t> &numbers) {
             known.clear();
         }
         const Object &object = *change.object;
-        const bool hasComeAndGone = object.gone && object.order > since;
-        if (!hasComeAndGone && known.emplace(&object, change.property).second)
+        const bool isShortLived = object.gone && object.order > since;
+        if (!isShortLived && known.emplace(&object, change.property).second)
             joined.push_back(change);
     }
     journal = std::move(joined);
     journalStart = 0;
 }
 
-void Inventory::Note(const ObjectPtr &object, const std::string &property, const Value &before) {
+void Inventory::RecordChange(const ObjectPtr &object, const std::string &property,
+                             const Value &before) {
     journal.push_back({++lastNumber, object, property, before});
     if (journal.size() - journalStart > kMaxJournal)
         Forget(journal[journalStart + kMaxJournal / 2].number);

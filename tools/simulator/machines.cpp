@@ -1,8 +1,8 @@
 /*
- * machines.cpp -- what one can do to virtual machines and snapshots
+ * machines.cpp -- methods of virtual machines and snapshots
  *
- * Of a machine's power clients see "runtime.powerState" (if they know that class's fields), the
- * heartbeat (green while it runs) and the methods that its state disables.
+ * Clients see a machine's power in "runtime.powerState" (if they know that class's fields), in the
+ * heartbeat (green while it runs) and in the methods that its state disables.
  */
 #include <algorithm>
 #include <array>
@@ -52,7 +52,7 @@ Result Start(Service &service, const CallPtr &call, std::function<Value()> effec
     return Returned(service.tasks.Start(std::move(plan))->Reference());
 }
 
-/* A task that brings a machine from some states to another. */
+/* A task that changes the power state of a machine. */
 Result ChangePower(Service &service, const CallPtr &call,
                    std::initializer_list<std::string_view> from, const std::string &to) {
     const ObjectPtr machine = call->target;
@@ -81,7 +81,7 @@ Result Reset(Service &service, const CallPtr &call) {
     return ChangePower(service, call, {"poweredOn"}, "poweredOn");
 }
 
-/* The guest does as it is told by and by, so there is no task. */
+/* The guest acts later by itself, so there is no task. */
 Result ShutdownGuest(Service &service, const CallPtr &call) {
     RequirePower(call->target, {"poweredOn"});
     const ObjectPtr machine = call->target;
@@ -134,8 +134,7 @@ Result RemoveAllSnapshots(Service &service, const CallPtr &call) {
     });
 }
 
-/* Of the description only the name is understood; everything else is taken as done. The machine is
- * locked while the task runs. */
+/* Only the name of the description has an effect. The machine is locked while the task runs. */
 Result Reconfigure(Service &service, const CallPtr &call) {
     const Element &spec = ReadElement(call->Arguments(), "spec");
     const std::string name = OptionalText(spec, "name");

@@ -1,4 +1,4 @@
-// orvane-simulator: the stand-in for the service as a program.
+// orvane-simulator: the simulator as a program.
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
@@ -221,7 +221,7 @@ void Serve(const Settings &settings) {
 
 int main(int argc, char **argv) try {
     HoldStandardStreams();
-    CLI::App app("A stand-in for the service: inventory, sessions, tasks, updates, troubles.",
+    CLI::App app("A simulated service: inventory, sessions, tasks, updates, troubles.",
                  "orvane-simulator");
     app.set_version_flag("--version", ORVANE_VERSION);
     Settings settings;

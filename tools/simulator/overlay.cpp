@@ -5,6 +5,7 @@
 
 #include <fmt/format.h>
 
+#include "ozy/lib/schemaRows/schemaValues.h"
 #include "ozy/lib/schemaText/schemaFiles.h"
 #include "ozy/lib/schemaText/schemaNames.h"
 #include "ozy/lib/schemaText/schemaOverlay.h"
@@ -34,47 +35,15 @@ std::string Capitalised(std::string word) {
     return word;
 }
 
-/* Does it fit what numbers of the kind can hold? */
-std::string Fitting(const std::string &number, SchemaValueKind kind) {
-    const int limit = kind == SCHEMA_VALUE_BYTE ? 128 : kind == SCHEMA_VALUE_SHORT ? 32768 : 0;
-    return limit == 0 ? number : std::to_string(std::stoi(number) % limit);
-}
-
-/* One value of a type that is built in; null for a kind that has none. */
+/* An example of a value of a type that is built in. */
 Value BuiltIn(SchemaValueKind kind, const std::string &field, const std::string &id) {
-    const std::string number = NumberOf(id);
-    switch (kind) {
-    case SCHEMA_VALUE_BOOLEAN:
-        return Truth(std::stoi(number) % 2 == 0);
-    case SCHEMA_VALUE_BYTE:
-        return Simple("xsd:byte", Fitting(number, kind));
-    case SCHEMA_VALUE_SHORT:
-        return Simple("xsd:short", Fitting(number, kind));
-    case SCHEMA_VALUE_INT:
-        return Int(std::stoi(number));
-    case SCHEMA_VALUE_LONG:
-        return Long(std::stoi(number));
-    case SCHEMA_VALUE_FLOAT:
-        return Simple("xsd:float", number + ".5");
-    case SCHEMA_VALUE_DOUBLE:
-        return Simple("xsd:double", number + ".5");
-    case SCHEMA_VALUE_STRING:
-    case SCHEMA_VALUE_ANY:
-        return Text(field + " of " + id);
-    case SCHEMA_VALUE_URI:
-        return Simple("xsd:anyURI", "urn:" + field + ":" + id);
-    case SCHEMA_VALUE_DATETIME:
-        return Time("2014-03-01T12:00:00Z");
-    case SCHEMA_VALUE_BINARY:
-        return Simple("xsd:base64Binary", "b3J2YW5l");
-    case SCHEMA_VALUE_NONE:
-    case SCHEMA_VALUE_ENUM:
-    case SCHEMA_VALUE_OBJECT:
-    case SCHEMA_VALUE_MANAGED:
-    case SCHEMA_VALUE_UNKNOWN:
-        break;
-    }
-    return nullptr;
+    const SchemaValueWords &words = SchemaValue_Words(kind);
+    const int number = std::stoi(NumberOf(id));
+    return Simple(std::string(words.wireType.empty() ? "xsd:string" : words.wireType),
+                  fmt::format(fmt::runtime(words.example),
+                              fmt::arg("number", words.limit == 0 ? number : number % words.limit),
+                              fmt::arg("truth", number % 2 == 0), fmt::arg("field", field),
+                              fmt::arg("id", id)));
 }
 
 } // namespace

@@ -13,7 +13,7 @@ namespace {
 
 constexpr char kCookieName[] = "orvane_session";
 
-/* The session key in a Cookie header; empty if there is none. */
+/* Returns the session key in a Cookie header; empty if there is none. */
 std::string SessionKeyOf(const std::string &cookies) {
     const std::string start = std::string(kCookieName) + "=";
     for (size_t at = 0; at < cookies.size();) {
@@ -37,7 +37,7 @@ std::string HeaderOf(const HttpExchange &exchange, const std::string &name) {
     return at == exchange.headers.end() ? "" : at->second;
 }
 
-/* The parts of a request that are not in its body. */
+/* Checks the headers of a call. */
 void CheckHeaders(const HttpExchange &exchange) {
     if (!HeaderOf(exchange, "content-type").starts_with("text/xml"))
         throw InvalidRequest("The content type is not text/xml.");
@@ -88,39 +88,39 @@ void Service::HandleCall(const ExchangePtr &exchange) {
         CheckHeaders(*exchange);
         call->request = ParseRequest(exchange->body);
     } catch (const Fault &fault) {
-        Note(*exchange, call->request.method);
+        RecordCall(*exchange, call->request.method);
         return Answer(call, fault);
     }
-    Note(*exchange, call->request.method);
+    RecordCall(*exchange, call->request.method);
     call->trouble = troubles.Take(call->request.method);
     if (!call->trouble)
-        return Carry(call);
+        return RunCall(call);
 
     const Trouble trouble = *call->trouble;
-    if (auto instead = InsteadOfCall(trouble, names.nameSpace))
+    if (auto instead = ReplacementReply(trouble, names.nameSpace))
         return Send(call, std::move(*instead));
     if (trouble.kind == TroubleKind::Silent)
         return;
     if (trouble.kind == TroubleKind::Slow) {
-        clock.At(clock.Now() + trouble.delayMs, [this, call] { Carry(call); });
+        clock.At(clock.Now() + trouble.delayMs, [this, call] { RunCall(call); });
         return;
     }
     if (trouble.kind == TroubleKind::ExpireSession)
         if (const SessionPtr session = SessionOf(*exchange))
             sessions.End(session);
-    Carry(call);
+    RunCall(call);
 }
 
-void Service::Carry(const CallPtr &call) {
+void Service::RunCall(const CallPtr &call) {
     try {
-        CarryOut(call);
+        InvokeMethod(call);
     } catch (const Fault &fault) {
         Answer(call, fault);
     }
     Settle();
 }
 
-void Service::CarryOut(const CallPtr &call) {
+void Service::InvokeMethod(const CallPtr &call) {
     const Request &request = call->request;
     const bool isKnown = request.nameSpace == names.nameSpace || request.nameSpace == "ozy2" ||
                          request.nameSpace == "reflect";
@@ -135,7 +135,7 @@ void Service::CarryOut(const CallPtr &call) {
     }
     call->target = inventory.Find(request.targetId);
     if (!call->target || !IsA(call->target->type, request.targetType)) {
-        /* Who is not known is not told what exists. */
+        /* without a login no reply reveals which objects exist */
         if (!call->session && request.targetId != "ServiceInstance")
             throw Fault("NotAuthenticated", "The session is not authenticated.");
         throw ObjectNotFound(request.targetType, request.targetId);
@@ -183,14 +183,14 @@ void Service::Answer(const CallPtr &call, const Fault &fault) {
 
 void Service::Send(const CallPtr &call, HttpAnswer answer) {
     if (call->trouble)
-        Spoil(*call->trouble, answer);
+        ChangeReply(*call->trouble, answer);
     record.methods[call->request.method].reply = answer.body;
     record.bytesOut += answer.body.size();
     Log(*call->exchange, call->request.method, answer);
     call->exchange->Answer(std::move(answer));
 }
 
-void Service::Note(const HttpExchange &exchange, const std::string &method) {
+void Service::RecordCall(const HttpExchange &exchange, const std::string &method) {
     MethodRecord &row = record.methods[method];
     row.count++;
     row.request = exchange.body;
@@ -219,7 +219,7 @@ void Service::HandleDocument(const ExchangePtr &exchange, const std::string &nam
 
     call->trouble = troubles.Take(name);
     if (call->trouble) {
-        if (auto instead = InsteadOfCall(*call->trouble, names.nameSpace))
+        if (auto instead = ReplacementReply(*call->trouble, names.nameSpace))
             return Send(call, std::move(*instead));
         if (call->trouble->kind == TroubleKind::Silent)
             return;
@@ -277,7 +277,7 @@ void Service::UpdateSessionList() {
         inventory.Find(kind == Kind::Ferry ? "FerrySessionManager" : "SessionManager");
     std::vector<Value> items;
     for (const SessionPtr &session : sessions.All()) {
-        /* The list tells what a session was when it began, or each call would change it. */
+        /* The list has the state after the login; otherwise each call would change it. */
         Session begun = *session;
         begun.callCount = 0;
         begun.lastActiveTime = begun.loginTime;

@@ -1,9 +1,8 @@
 /*
- * service.h -- one service: what belongs together behind one SOAP URL, and how a call is carried
- * out
+ * service.h -- one service behind one SOAP URL, and how its calls are carried out
  *
  * A call goes: read -> session found -> trouble taken -> method's row found -> carried out ->
- * answered, at once or, for a long poll, later. Methods stand in tables, one per module; a row
+ * answered, at once or, for a long poll, later. Methods are rows of tables, one per module; a row
  * names the class that has the method and the function that carries it out.
  *
  * Errors: functions of methods throw Fault; that becomes the answer.
@@ -43,10 +42,10 @@ struct Call {
 };
 using CallPtr = std::shared_ptr<Call>;
 
-/* What stands inside the "...Response" element; nothing if the call is answered later. */
+/* Returns the content of the "...Response" element; nothing if the call is answered later. */
 using Method = std::optional<std::string> (*)(Service &service, const CallPtr &call);
 
-enum class Access { Anyone, Session, Change }; /* Change: not for users who may only look */
+enum class Access { Anyone, Session, Change }; /* Change: not for read-only users */
 
 struct MethodRow {
     std::string_view type;
@@ -80,10 +79,10 @@ public:
     void Answer(const CallPtr &call, const std::string &inner);
     void Answer(const CallPtr &call, const Fault &fault);
 
-    /* After anything that may have changed something: tells those who wait. */
+    /* Updates views and answers long polls. Call it after every change of the inventory. */
     void Settle();
 
-    /* A property as this session sees it. */
+    /* Returns a property as a session sees it. */
     Value Read(const Object &object, std::string_view property, const SessionPtr &session) const;
     ObjectPtr Require(const Element &reference, std::string_view type) const;
     void UpdateSessionList();
@@ -104,13 +103,13 @@ public:
     Views views;
 
 private:
-    void Carry(const CallPtr &call);
-    void CarryOut(const CallPtr &call);
+    void RunCall(const CallPtr &call);
+    void InvokeMethod(const CallPtr &call);
     const MethodRow &FindMethod(const Call &call) const;
     void CheckAccess(const Call &call, const MethodRow &row) const;
     SessionPtr SessionOf(const HttpExchange &exchange);
     void Send(const CallPtr &call, HttpAnswer answer);
-    void Note(const HttpExchange &exchange, const std::string &method);
+    void RecordCall(const HttpExchange &exchange, const std::string &method);
     HttpAnswer DocumentAnswer(const std::string &name) const;
     void Log(const HttpExchange &exchange, const std::string &method,
              const HttpAnswer &answer) const;

@@ -1,5 +1,5 @@
 /*
- * sessionMethods.cpp -- logging in and out of both services, and what needs no login
+ * sessionMethods.cpp -- login and logout of both services, and the methods that need no login
  */
 #include <array>
 
@@ -12,7 +12,7 @@ namespace {
 
 using Result = std::optional<std::string>;
 
-/* A login within a session takes its place. */
+/* A login within a session replaces it. */
 Result Welcome(Service &service, const CallPtr &call, const SessionPtr &session,
                const char *type = "UserSession") {
     if (call->session)

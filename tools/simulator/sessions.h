@@ -1,8 +1,8 @@
 /*
- * sessions.h -- who is logged in, and the one-time secrets with which one can be
+ * sessions.h -- sessions, and the tickets for a login without a password
  *
- * Session -> ended by Logout, by being unused too long, by TerminateSession or by the switches.
- * Clone tickets and local tickets serve once. A local ticket is a file with a password that only
+ * A session ends by Logout, after a time without use, by TerminateSession or by a switch.
+ * Clone tickets and local tickets can be used once. A local ticket is a file with a password that only
  * the owner of this process can read.
  */
 #pragma once
@@ -30,7 +30,7 @@ struct Session {
     std::string userAgent;
     int64_t lastUsed = 0; /* on the clock */
     int64_t callCount = 0;
-    int numWaiting = 0; /* open long polls: such a session is in use */
+    int numWaiting = 0; /* open long polls; with any, the session is in use */
     bool ended = false;
 };
 using SessionPtr = std::shared_ptr<Session>;
@@ -38,19 +38,19 @@ using SessionPtr = std::shared_ptr<Session>;
 class Sessions {
 public:
     Sessions(const Options &options, Clock &clock, std::function<void(const SessionPtr &)> onEnd);
-    ~Sessions(); /* removes ticket files that nobody used */
+    ~Sessions(); /* removes the files of unused tickets */
 
-    /* Each throws Fault if the person is not to be let in. */
+    /* Each throws Fault if the login is refused. */
     SessionPtr Login(const std::string &user, const std::string &password);
     SessionPtr LoginWithToken(const std::string &base64Token); /* of "user:password" */
     SessionPtr Clone(const std::string &ticket);
     SessionPtr Impersonate(const std::string &user);
 
     std::string CloneTicket(const SessionPtr &session);
-    /* Writes the file; its path. */
+    /* Writes the file and returns its path. */
     std::string LocalTicket(const std::string &user);
 
-    SessionPtr Find(const std::string &key); /* null if there is none, or it has just timed out */
+    SessionPtr Find(const std::string &key); /* null if there is none, or if it has expired */
     void End(const SessionPtr &session);
     void EndAll();
     std::vector<SessionPtr> All();
@@ -73,7 +73,7 @@ private:
     std::map<std::string, LocalTicketRow> localTickets; /* by path */
 };
 
-/* What a session looks like to clients; the second service has a class of its own for it. */
+/* Returns a session as clients see it. The type is UserSession or that of the second service. */
 Value SessionValue(const Session &session, const std::string &type);
 
 } // namespace simulator

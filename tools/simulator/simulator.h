@@ -1,20 +1,20 @@
 /*
- * simulator.h -- a stand-in for the service: an inventory, sessions, tasks and a property collector
+ * simulator.h -- a simulated service: an inventory, sessions, tasks and a property collector
  *
  *   simulator::Simulator server({.machines = 500});
  *   server.Start();
  *   ... connect to server.Url() as "administrator" with the password "secret" ...
  *   server.Advance(5000);                              // tasks move on, long polls run out
- *   server.SetProperty("vm-101", "name", "renamed");   // the client hears of it
+ *   server.SetProperty("vm-101", "name", "renamed");   // the client gets an update
  *   EXPECT_EQ(1, server.NumCalls("Login"));
  *
- * But for the reader of overlays it shares no code with the library, so that a mistake in one is not hidden by the same in the
- * other.
+ * It shares no code with the library, except for the reader of overlays, so that a mistake in one is not hidden
+ * by the same mistake in the other.
  *
  * Loop:      Start() opens the port and starts no thread. Call Run() whenever PollDescriptor() is
  *            readable or TimeoutMs() has passed. RunInThread() does that in a thread of its own.
- * Time:      all periods go by one clock, which is the machine's plus what Advance() added; with
- *            `frozenClock` only Advance() moves it, and nothing happens by itself.
+ * Time:      all periods are measured by one clock, the machine's plus what Advance() added; with
+ *            `frozenClock` only Advance() moves it, and no timer expires without it.
  * Errors:    Start() throws std::runtime_error, and so does the constructor if there is no such kind
  *            of certificate; bad input from a client is answered with a fault.
  * Threads:   every function may be called from any thread; each call locks the whole simulator.
@@ -35,17 +35,17 @@ struct Presented;
 
 namespace simulator {
 
-/* What the versions documents say. */
+/* Forms of the versions document. */
 enum class VersionsForm {
     Current,        /* the version of the options, and older ones of its family */
     UnknownCurrent, /* the current version is "99.0"; that of the options is among the prior ones */
-    SeveralNamespaces, /* two namespaces nobody knows before the right one */
+    SeveralNamespaces, /* two unknown namespaces before the right one */
     UnknownOnly,       /* well formed, but no version that a client can know */
     WrongRoot,         /* another root element */
     Unusable,          /* not XML */
     Empty,             /* status 200 without a body */
     Missing,           /* status 404: clients go on to the WSDL */
-    MissingWithWsdl,   /* as Missing; the WSDL is there also when it would not be otherwise */
+    MissingWithWsdl,   /* as Missing; the WSDL is served even if `wsdl` is false */
 };
 
 enum class TroubleKind {
@@ -69,18 +69,18 @@ struct Trouble {
     TroubleKind kind = TroubleKind::Close;
     std::string method;  /* which calls: a method's name, "versions", "wsdl", or empty for all */
     int count = 1;       /* how many of them; -1 for all until ClearTroubles() */
-    int skip = 0;        /* so many of them pass unharmed first */
+    int skip = 0;        /* how many of them are left alone first */
     size_t bytes = 0;    /* Drop */
     int64_t delayMs = 0; /* Slow */
     int status = 503;    /* Page, EmptyBody */
     std::string faultType = "SystemError";
-    std::string message = "The simulator was told to fail.";
+    std::string message = "The simulator fails on demand.";
 };
 
 struct User {
     std::string name;
     std::string password;
-    bool readOnly = false; /* may look, but call nothing that changes */
+    bool readOnly = false; /* may call no method that changes something */
 };
 
 struct Options {
@@ -99,22 +99,22 @@ struct Options {
 
     std::vector<User> users = {{"administrator", "secret"}, {"observer", "secret", true}};
     std::string ticketDirectory;        /* for AcquireLocalTicket; empty: the call is refused */
-    int64_t sessionTimeoutMs = 1800000; /* unused for so long, a session ends; 0: never */
+    int64_t sessionTimeoutMs = 1800000; /* a session ends after this time without use; 0: never */
 
-    /* Connections are closed on which nothing moves for so long, by the machine's clock. Those of calls that
-     * are still to be answered stay. */
+    /* A connection is closed after this time without traffic, by the machine's clock, unless a call on it is
+     * still to be answered. */
     int idleSeconds = 60;
 
     int64_t taskDurationMs = 2000; /* from the call to the end of a task */
     bool frozenClock = false;
 
-    /* With a kind of certificateKind.h, "self-signed", or with a certificate and its key as PEM
-     * texts, the service speaks https. */
+    /* The service speaks https with a kind of certificateKind.h, such as "self-signed", or with a
+     * certificate and its key as PEM texts. */
     std::string certificateKind;
     std::string certificate;
     std::string privateKey;
 
-    /* Tables of the schema, files or folders of them, whose fields objects are given; see overlay.h. */
+    /* Overlays of the schema, as files or folders, for whose fields objects get values; see overlay.h. */
     std::vector<std::string> overlay;
 
     bool control = false; /* serves /control/..., see docs/simulator.md */
@@ -136,11 +136,11 @@ public:
     int Port() const;
     std::string Url() const;      /* "http://127.0.0.1:PORT/sdk": what a client connects to */
     std::string FerryUrl() const; /* the same for the second service */
-    /* What is presented, if it is of a kind that was made here; null otherwise. Stays the same. */
+    /* Returns the certificate that is presented, if it was made here; null otherwise. */
     const certificates::Presented *Certificate() const;
 
-    /* For an outside loop. The descriptor stays the same from Start() to Stop() and becomes
-     * readable also when only the clock makes work, so a loop may watch it and nothing else. */
+    /* For an outside loop. The descriptor stays the same from Start() to Stop(). It becomes readable
+     * also when a timer expires, so a loop needs to watch nothing else. */
     int PollDescriptor() const;
     int TimeoutMs() const; /* -1: no limit */
     void Run();            /* does what is due; never waits */
@@ -152,7 +152,7 @@ public:
     void AddTrouble(const Trouble &trouble);
     void ClearTroubles();
     void SetVersionsForm(VersionsForm form);
-    void SetVersionsDocument(const std::string &text); /* literally; an empty text takes it back */
+    void SetVersionsDocument(const std::string &text); /* literally; empty: the form again */
     void SetListening(bool listening);                 /* false: new connections are refused */
     void ResetConnections();                           /* resets all that are open */
     void ExpireSessions();                             /* ends all sessions */
@@ -164,18 +164,18 @@ public:
     std::string RootFolder() const;
     std::vector<std::string>
     Ids(const std::string &type) const; /* of exactly this type, in order */
-    /* A simple property's value as text; empty if there is none. */
+    /* Returns the value of a simple property as text; empty if there is none. */
     std::string Property(const std::string &id, const std::string &path) const;
-    /* Gives a simple property (a text, number, truth value, enumeration) that the object has
-     * another value. False if there is no such thing. */
+    /* Changes a simple property (a text, number, truth value, enumeration) that the object has.
+     * Returns false if there is no such object or property. */
     bool SetProperty(const std::string &id, const std::string &property, const std::string &value);
     std::string AddMachine(const std::string &name); /* into the first machine folder; its id */
     bool RemoveMachine(const std::string &id);
     /* All further tasks of a method fail with the fault; with an empty type they succeed again. */
     void FailTasks(const std::string &method, const std::string &faultType,
-                   const std::string &message = "The simulator was told to fail.");
+                   const std::string &message = "The simulator fails on demand.");
 
-    /* What happened. Methods are counted when their request was read, also if they fail. */
+    /* Counters and records. Calls are counted when their request was read, also if they fail. */
     int NumCalls(const std::string &method = "") const;       /* empty: all methods together */
     int NumDocuments() const;                                 /* GET requests */
     std::string LastRequest(const std::string &method) const; /* body of the last such call */
@@ -187,10 +187,10 @@ public:
     int NumSessions() const;
     int NumFilters() const;
     int NumWaiting() const;     /* long polls that are open now */
-    int NumKeptChanges() const; /* that sessions have not been told yet */
+    int NumKeptChanges() const; /* of the inventory, for sessions that have not read them */
     void ResetCounters();
 
-    /* The HTML or SOAP text of the last answer to a method. */
+    /* Returns the body of the last reply to a method. */
     std::string LastReply(const std::string &method) const;
 
 private:

@@ -104,7 +104,7 @@ constexpr std::string_view kTruth[] = {"xsd:boolean"};
 constexpr std::string_view kInt[] = {"xsd:int", "xsd:short", "xsd:byte", "xsd:long"};
 constexpr std::string_view kReference[] = {"ManagedObjectReference"};
 
-/* The word behind "ArrayOf" for a list of such items. */
+/* Returns the word after "ArrayOf" for a list of such items. */
 std::string ItemWord(const Value &item) {
     if (item->kind == ValueKind::Reference)
         return "ManagedObjectReference";
@@ -116,7 +116,7 @@ std::string ItemWord(const Value &item) {
     return word;
 }
 
-/* Checks the parts around the call; the call's node. */
+/* Checks the envelope and returns the node of the call. */
 const xmlNode *FindCall(const xmlDoc *document) {
     const xmlNode *envelope = xmlDocGetRootElement(document);
     if (!IsSoap(envelope, "Envelope"))

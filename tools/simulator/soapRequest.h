@@ -1,8 +1,8 @@
 /*
  * soapRequest.h -- a request's text as a tree, and its arguments read with their types
  *
- * Reading is strict: what this service would not understand is refused with a fault, so that a
- * client's mistake shows at once.
+ * Reading is strict: what the service would not understand is refused with a fault, so that a
+ * client's mistake is noticed.
  *
  * Errors: everything here throws Fault.
  */
@@ -18,7 +18,7 @@
 
 namespace simulator {
 
-/* How a call fails: a fault of the schema, told to the client. */
+/* Makes a call fail: a fault of the schema for the client. */
 struct Fault : std::runtime_error {
     Fault(std::string faultType, const std::string &message, std::vector<Field> faultFields = {})
         : std::runtime_error(message), type(std::move(faultType)), fields(std::move(faultFields)) {}
@@ -52,7 +52,7 @@ struct Request {
 
 Request ParseRequest(std::string_view text);
 
-/* Arguments and fields by name. A missing one is a fault; the Optional... give what was passed. */
+/* Each returns an argument or a field by name. A missing one is a fault; the Optional... return a default. */
 std::string ReadText(const Element &parent, std::string_view name);
 std::string OptionalText(const Element &parent, std::string_view name,
                          const std::string &otherwise = "");
@@ -62,12 +62,12 @@ int ReadInt(const Element &parent, std::string_view name);
 int OptionalInt(const Element &parent, std::string_view name, int otherwise);
 std::vector<std::string> ReadTexts(const Element &parent, std::string_view name);
 const Element &ReadElement(const Element &parent, std::string_view name);
-/* The reference itself, with type and text. */
+/* Returns the element of a reference, with type and text. */
 const Element &ReadReference(const Element &parent, std::string_view name);
-/* The same, null without the element. */
+/* The same; null if it is missing. */
 const Element *OptionalReference(const Element &parent, std::string_view name);
 
-/* The element's content as a value; what has no known simple type is a structure. */
+/* Returns the element's content as a value; a structure, unless its type is a known simple one. */
 Value ToValue(const Element &element);
 
 } // namespace simulator

@@ -10,7 +10,7 @@ namespace simulator {
 namespace {
 
 constexpr int kNumSteps = 10;
-/* So long after its end a task can still be looked at. */
+/* How long a task can be read after its end. */
 constexpr int64_t kKeptMs = 600000;
 constexpr char kTaskManagerId[] = "TaskManager";
 
@@ -110,7 +110,7 @@ void Tasks::SetProgress(const ObjectPtr &task, int percent) {
     if (IsOver(task))
         throw Fault("InvalidState", "The task has ended.");
     if (percent < 0 || percent > 100)
-        throw InvalidArgument("percentDone", "A progress lies between 0 and 100.");
+        throw InvalidArgument("percentDone", "A progress is a number from 0 to 100.");
     SetInfo(task, "progress", Int(percent));
 }
 
@@ -157,7 +157,7 @@ void Tasks::SetInfo(const ObjectPtr &task, const std::string &field, const Value
     service.inventory.Set(task, "info", info);
 }
 
-/* A running task stands in "recentTask" of its entity and of the task manager. */
+/* A running task is listed in "recentTask" of its entity and of the task manager. */
 void Tasks::Link(const ObjectPtr &task, const ObjectPtr &entity) {
     for (const ObjectPtr &holder : {entity, service.inventory.Find(kTaskManagerId)})
         if (holder && HasProperty(holder->type, "recentTask")) {

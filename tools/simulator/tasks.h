@@ -1,9 +1,9 @@
 /*
- * tasks.h -- operations that take time:  queued -> running (progress 10, 20, ...) -> success or
+ * tasks.h -- long operations:  queued -> running (progress 10, 20, ...) -> success or
  * error
  *
- * A tenth of the task's duration passes between two steps. Its effect on the inventory happens with
- * the last one. With a duration of 0 a task has ended before the call is answered.
+ * A step takes a tenth of the task's duration. The last one changes the inventory. With a duration of 0 the task
+ * ends before the call is answered.
  */
 #pragma once
 
@@ -24,7 +24,7 @@ struct TaskPlan {
     ObjectPtr entity;
     std::string userName;
     bool cancelable = true;
-    /* The effect; its result, null for none. Throws Fault to make the task fail. */
+    /* Changes the inventory and returns the result, or null. Throws Fault to make the task fail. */
     std::function<Value()> effect;
 };
 
@@ -32,9 +32,9 @@ class Tasks {
 public:
     explicit Tasks(Service &owner) : service(owner) {}
 
-    /* Starts it; the task's object. */
+    /* Starts a task and returns its object. */
     ObjectPtr Start(TaskPlan plan);
-    /* One that a client drives itself. */
+    /* Creates a task whose state a client sets. */
     ObjectPtr Create(const TaskPlan &plan);
     void Cancel(const ObjectPtr &task);
     void SetProgress(const ObjectPtr &task, int percent);

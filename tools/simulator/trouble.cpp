@@ -57,7 +57,7 @@ void ReplaceAll(std::string &text, std::string_view from, std::string_view to) {
         text.replace(at, from.size(), to), at += to.size();
 }
 
-/* Takes the result elements out: all between the tags of the "...Response" element. */
+/* Removes the result elements, from the first to the last. */
 void RemoveResult(std::string &text) {
     const size_t first = text.find("<returnval");
     const size_t last = text.rfind("</returnval>");
@@ -67,7 +67,7 @@ void RemoveResult(std::string &text) {
 
 std::string Page(int status) {
     return fmt::format("<html><head><title>{0}</title></head>"
-                       "<body><h1>{0}</h1><p>The simulator was told to fail.</p></body></html>\n",
+                       "<body><h1>{0}</h1><p>The simulator fails on demand.</p></body></html>\n",
                        status);
 }
 
@@ -128,7 +128,7 @@ std::optional<Trouble> Troubles::Take(const std::string &method) {
     return std::nullopt;
 }
 
-std::optional<HttpAnswer> InsteadOfCall(const Trouble &trouble, const std::string &nameSpace) {
+std::optional<HttpAnswer> ReplacementReply(const Trouble &trouble, const std::string &nameSpace) {
     switch (trouble.kind) {
     case TroubleKind::Close:
         return HttpAnswer{.ending = HttpAnswer::Ending::Close};
@@ -156,7 +156,7 @@ std::optional<HttpAnswer> InsteadOfCall(const Trouble &trouble, const std::strin
     return std::nullopt;
 }
 
-void Spoil(const Trouble &trouble, HttpAnswer &answer) {
+void ChangeReply(const Trouble &trouble, HttpAnswer &answer) {
     switch (trouble.kind) {
     case TroubleKind::Drop:
         answer.ending = HttpAnswer::Ending::Cut;

@@ -1,5 +1,5 @@
 /*
- * trouble.h -- the switches for what goes wrong, and the record of what happened
+ * trouble.h -- faults to inject, and the record of calls
  */
 #pragma once
 
@@ -18,7 +18,7 @@ class Troubles {
 public:
     void Add(const Trouble &trouble);
     void Clear();
-    /* The first that is meant for the call; it is used up by that. */
+    /* Returns the first trouble for a call, and counts it as used. */
     std::optional<Trouble> Take(const std::string &method);
 
     struct Denial {
@@ -41,17 +41,17 @@ private:
     std::vector<Trouble> pending;
 };
 
-/* What to answer instead of carrying the call out; nothing if the trouble lies elsewhere. */
-std::optional<HttpAnswer> InsteadOfCall(const Trouble &trouble, const std::string &nameSpace);
-/* What a finished answer becomes. */
-void Spoil(const Trouble &trouble, HttpAnswer &answer);
+/* Returns the reply that replaces the call; nothing if the call is to be carried out. */
+std::optional<HttpAnswer> ReplacementReply(const Trouble &trouble, const std::string &nameSpace);
+/* Changes a finished reply. */
+void ChangeReply(const Trouble &trouble, HttpAnswer &answer);
 
-/* The kind of a name as the program's options and the control URLs have it ("reset", "no-result");
- * nothing if there is none of it. */
+/* Each returns the kind or form of a word of the command line and of the control URLs ("reset", "no-result");
+ * nothing if there is none. */
 std::optional<TroubleKind> TroubleKindOf(const std::string &name);
 std::optional<VersionsForm> VersionsFormOf(const std::string &name);
-/* "method:kind" or "kind", and any of ":count=", ":skip=", ":bytes=", ":delay=", ":status=",
- * ":fault=", ":message=" behind it. Throws std::runtime_error for another text. */
+/* Reads "method:kind" or "kind", followed by any of ":count=", ":skip=", ":bytes=", ":delay=", ":status=",
+ * ":fault=", ":message=". Throws std::runtime_error for another text. */
 Trouble ParseTrouble(const std::string &text);
 
 /* Calls by method. */

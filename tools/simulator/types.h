@@ -11,15 +11,15 @@ namespace simulator {
 struct TypeRow {
     std::string_view name;
     std::string_view base;
-    std::string_view properties; /* its own, each followed by a space */
+    std::string_view properties; /* without those of its base, each followed by a space */
 };
 
 std::span<const TypeRow> AllTypes();
 
 bool IsType(std::string_view name);
-/* Whether a class is the other one or derives from it. */
+/* Returns whether a class is the other one or derives from it. */
 bool IsA(std::string_view type, std::string_view base);
-/* Whether a class has the property, or inherits it. */
+/* Returns whether a class has the property, or inherits it. */
 bool HasProperty(std::string_view type, std::string_view property);
 
 } // namespace simulator

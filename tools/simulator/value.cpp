@@ -20,7 +20,7 @@ Value Make(ValueKind kind, std::string type, std::string text) {
     return data;
 }
 
-/* A path's next step: the name, the key in brackets with its quotes (if any), and the rest. */
+/* The first part of a path: the name, the key in brackets with its quotes (if any), and the rest. */
 struct Step {
     std::string_view name;
     std::string_view key;
@@ -33,7 +33,7 @@ Step FirstStep(std::string_view path) {
     if (end != std::string_view::npos && path[end] == '[') {
         const size_t close = path.find(']', end);
         if (close == std::string_view::npos)
-            return {path, {}, {}}; /* a name that nothing has */
+            return {path, {}, {}}; /* no field has such a name */
         step.key = path.substr(end + 1, close - end - 1);
         end = close + 1;
     }
@@ -42,7 +42,7 @@ Step FirstStep(std::string_view path) {
     return step;
 }
 
-/* The key of a list item as it stands between brackets; nothing for an item without one. */
+/* Returns the key of a list item as it is written in brackets; nothing for an item without one. */
 std::optional<std::string> KeyOf(const Value &item) {
     const Value key = item->kind == ValueKind::Structure ? FieldOf(item, "key") : item;
     if (!key || key->kind == ValueKind::List || key->kind == ValueKind::Structure)
@@ -54,7 +54,7 @@ std::optional<std::string> KeyOf(const Value &item) {
     return isNumber ? key->text : '"' + key->text + '"';
 }
 
-/* The keys of all items in order; nothing if an item has none or two have the same. */
+/* Returns the keys of all items in order; nothing if an item has none or two are equal. */
 std::optional<std::vector<std::string>> KeysOf(const Value &list) {
     std::vector<std::string> keys;
     std::set<std::string> seen;
@@ -74,7 +74,7 @@ std::unordered_map<std::string, size_t> Places(const std::vector<std::string> &k
     return places;
 }
 
-/* Names additions, removals and changed items. False if the lists cannot be told apart so. */
+/* Appends additions, removals and changed items. Returns false if these cannot describe the difference. */
 bool AppendListDifference(const Value &before, const Value &after, const std::string &path,
                           std::vector<PropertyChange> &changes) {
     const auto oldKeys = KeysOf(before);
@@ -120,7 +120,7 @@ void AppendFieldDifference(const Value &before, const Value &after, const std::s
             AppendDifference(nullptr, field.value, path + "." + field.name, true, changes);
 }
 
-/* The element name of an item inside its "ArrayOf..." element. */
+/* Returns the element name of an item inside its "ArrayOf..." element. */
 std::string ItemName(const Value &list) {
     std::string name = list->type.substr(sizeof("ArrayOf") - 1);
     if (!list->items.empty() && list->items[0]->type.starts_with("xsd:"))

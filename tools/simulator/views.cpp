@@ -13,14 +13,14 @@ namespace simulator {
 
 namespace {
 
-/* The properties over which entities contain others; no entity is met twice. */
+/* Properties through which entities contain others; they lead to each entity once. */
 constexpr auto kContaining =
     std::to_array<const char *>({"childEntity", "vmFolder", "hostFolder", "datastoreFolder",
                                  "networkFolder", "host", "resourcePool"});
 
 void GatherChildren(const Inventory &inventory, const Object &parent,
                     std::vector<ObjectPtr> &children) {
-    /* What these refer to lies beside or above them. */
+    /* Classes whose properties refer to entities beside or above them. */
     if (parent.type == "VirtualMachine" || parent.type == "Datastore" || parent.type == "Network")
         return;
     for (const char *property : kContaining) {
@@ -34,7 +34,7 @@ void GatherChildren(const Inventory &inventory, const Object &parent,
     }
 }
 
-/* What a view had already comes first, so that clients are told of what is new alone. */
+/* Members that the view has already come first, so that updates contain the new ones only. */
 Value InOldOrder(const ObjectPtr &view, std::vector<Value> members) {
     std::map<std::string_view, size_t> old;
     if (view)

@@ -1,5 +1,5 @@
 /*
- * views.h -- container views: all entities below one, in a list that stays up to date
+ * views.h -- container views: lists of all entities below one, kept up to date
  */
 #pragma once
 
@@ -23,7 +23,7 @@ public:
     ObjectPtr CreateList(const SessionPtr &owner, std::vector<Value> members);
     void Destroy(const ObjectPtr &view);
     void EndSession(const SessionPtr &session);
-    void Settle(); /* brings the lists up to date after the inventory's structure changed */
+    void Settle(); /* updates the lists after a change of the inventory's structure */
     uint64_t SettledAt() const {
         return settledAt;
     } /* number of the last change that was looked at */

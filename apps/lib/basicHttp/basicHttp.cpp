@@ -1,4 +1,4 @@
-// Life of the transport, creation and end of requests, and their settings.
+// Life of the transport, creation and end of requests.
 #include "apps/lib/basicHttp/basicHttp.h"
 
 #include <algorithm>
@@ -8,6 +8,7 @@
 #include "apps/lib/basicHttp/basicHttpInt.h"
 #include "lib/misc/log.h"
 #include "lib/misc/panic.h"
+#include "lib/misc/secret.h"
 
 BasicHttpGlobalState *curlGlobalState;
 OrvanePollCallback pollCallbackProc;
@@ -18,39 +19,19 @@ gint64 (*basicHttpNow)(void) = g_get_monotonic_time;
 namespace {
 
 constexpr guint kNumBuckets = 16;
-constexpr long kMaxKeptConnections = 32;
 constexpr gsize kDefaultMaxResponseSize = gsize(256) << 20;
 
 constinit guint lastGeneration = 0;
 constinit gsize maxResponseSize = kDefaultMaxResponseSize;
 constinit BasicHttpGlobalState *drivenState = nullptr;
 
-bool BasicHttpIsTraceWanted() {
+bool IsTraceWanted() {
     const char *value = secure_getenv("HALDEN_BASICHTTP_TRACE");
     return value && strcmp(value, "0") != 0;
 }
 
-void BasicHttpReplace(char **field, const char *text) {
-    char *copy = g_strdup(text);
-    g_free(*field);
-    *field = copy;
-}
-
-/* Replaces a field; an empty text counts as none. */
-void BasicHttpReplaceNonEmpty(char **field, const char *text) {
-    BasicHttpReplace(field, text && *text ? text : nullptr);
-}
-
-void BasicHttpReplaceSecret(char **field, const char *text) {
-    char *copy = g_strdup(text);
-    if (*field)
-        explicit_bzero(*field, strlen(*field));
-    g_free(*field);
-    *field = copy;
-}
-
-/* Takes a request out of the table, which may let a waiting one in. */
-void BasicHttpLeaveActive(BasicHttpRequest *request) {
+/* Removes a request from the active table. A waiting one may be started then. */
+void LeaveActive(BasicHttpRequest *request) {
     BasicHttpGlobalState *state = request->owner;
     if (!request->inActive || state->isTearingDown)
         return;
@@ -60,19 +41,19 @@ void BasicHttpLeaveActive(BasicHttpRequest *request) {
         BasicHttpScheduleKick(state);
 }
 
-void BasicHttpDefer(BasicHttpRequest *request) {
+void DeferEnd(BasicHttpRequest *request) {
     if (request->isDeferred)
         return;
     request->isDeferred = true;
     request->owner->deferred.push_back(request);
 }
 
-bool BasicHttpIsInsideCurl(const BasicHttpRequest *request) {
+bool IsInsideCurl(const BasicHttpRequest *request) {
     return request->owner && request->owner->curlDepth > 0;
 }
 
-/* Ends what was asked to end while libcurl ran. */
-void BasicHttpEndDeferred(BasicHttpGlobalState *state) {
+/* Ends the requests that were cancelled or freed while libcurl ran. */
+void EndDeferred(BasicHttpGlobalState *state) {
     while (!state->deferred.empty()) {
         BasicHttpRequest *request = state->deferred.back();
         state->deferred.pop_back();
@@ -86,21 +67,21 @@ void BasicHttpEndDeferred(BasicHttpGlobalState *state) {
     }
 }
 
-gint BasicHttpCollectRequest(gconstpointer, gpointer request, gpointer data) {
+gint CollectRequest(gconstpointer, gpointer request, gpointer data) {
     static_cast<std::vector<BasicHttpRequest *> *>(data)->push_back(
         static_cast<BasicHttpRequest *>(request));
     return 0;
 }
 
-std::vector<BasicHttpRequest *> BasicHttpAllRequests(BasicHttpGlobalState *state) {
+std::vector<BasicHttpRequest *> AllRequests(BasicHttpGlobalState *state) {
     std::vector<BasicHttpRequest *> all;
-    HashTable_ForEach(state->active, BasicHttpCollectRequest, &all);
+    HashTable_ForEach(state->active, CollectRequest, &all);
     for (GList *link = state->waiting.head; link; link = link->next)
         all.push_back(static_cast<BasicHttpRequest *>(link->data));
     return all;
 }
 
-BasicHttpGlobalState *BasicHttpAllocState(guint maxOutstandingRequests) {
+BasicHttpGlobalState *AllocState(guint maxOutstandingRequests) {
     CURLM *multi = curl_multi_init();
     if (!multi)
         return nullptr;
@@ -108,8 +89,6 @@ BasicHttpGlobalState *BasicHttpAllocState(guint maxOutstandingRequests) {
     curl_multi_setopt(multi, CURLMOPT_SOCKETDATA, nullptr);
     curl_multi_setopt(multi, CURLMOPT_TIMERFUNCTION, BasicHttpTimerCurlCallback);
     curl_multi_setopt(multi, CURLMOPT_TIMERDATA, nullptr);
-    /* By itself libcurl keeps four for each request that runs, and closes the rest of a burst's. */
-    curl_multi_setopt(multi, CURLMOPT_MAXCONNECTS, kMaxKeptConnections);
 
     auto *state = new BasicHttpGlobalState;
     state->multi = multi;
@@ -118,14 +97,14 @@ BasicHttpGlobalState *BasicHttpAllocState(guint maxOutstandingRequests) {
     return state;
 }
 
-void BasicHttpUnlinkWaiting(BasicHttpRequest *request) {
+void UnlinkWaiting(BasicHttpRequest *request) {
     if (!request->queued)
         return;
     g_queue_remove(&request->owner->waiting, request);
     request->queued = false;
 }
 
-BasicHttpRequest *BasicHttpOwnBody(BasicHttpRequest *request, BasicHttpSource *body) {
+BasicHttpRequest *LetOwnBody(BasicHttpRequest *request, BasicHttpSource *body) {
     if (request)
         request->ownsBody = true;
     else
@@ -149,7 +128,7 @@ BasicHttpInsideCurl::~BasicHttpInsideCurl() {
         BasicHttpDestroyState(state);
         return;
     }
-    BasicHttpEndDeferred(state);
+    EndDeferred(state);
     if (state->wantsKick) {
         state->wantsKick = false;
         BasicHttpScheduleKick(state);
@@ -177,13 +156,13 @@ gboolean BasicHttp_Init(OrvanePollCallback pollCallback,
 gboolean BasicHttp_InitEx(OrvanePollCallback pollCallback,
                           OrvanePollCallbackRemove pollCallbackRemove,
                           gint maxOutstandingRequests) {
-    basicHttpTrace = BasicHttpIsTraceWanted();
+    basicHttpTrace = IsTraceWanted();
     if (curlGlobalState)
         NOT_IMPLEMENTED();
     if (curl_global_init(CURL_GLOBAL_ALL) != CURLE_OK)
         return FALSE;
 
-    curlGlobalState = BasicHttpAllocState(guint(maxOutstandingRequests));
+    curlGlobalState = AllocState(guint(maxOutstandingRequests));
     if (!curlGlobalState) {
         curl_global_cleanup();
         return FALSE;
@@ -207,9 +186,9 @@ void BasicHttp_Shutdown() {
     if (!state)
         return;
 
-    /* From here on nothing of the old transport reaches the loop or an onSentProc. */
+    /* From here on no callback is registered with the loop, and no onSentProc is called. */
     state->isTearingDown = true;
-    for (BasicHttpRequest *request : BasicHttpAllRequests(state)) {
+    for (BasicHttpRequest *request : AllRequests(state)) {
         BasicHttpFinishRequest(request, BASICHTTP_STATE_DONE);
         request->onSentProc = nullptr;
     }
@@ -222,19 +201,19 @@ void BasicHttp_Shutdown() {
 
 void BasicHttpDestroyState(BasicHttpGlobalState *state) {
     state->isReleased = true;
-    BasicHttpEndDeferred(state);
-    for (BasicHttpRequest *request : BasicHttpAllRequests(state)) {
+    EndDeferred(state);
+    for (BasicHttpRequest *request : AllRequests(state)) {
         request->queued = false;
         request->inActive = false;
         BasicHttpRemoveFromMulti(request);
         BasicHttpReleaseHandle(state, request);
-        request->owner = nullptr; /* one that is held outlives the state */
+        request->owner = nullptr; /* a held request outlives the state */
         BasicHttp_FreeRequest(request);
     }
     g_queue_clear(&state->waiting);
     HashTable_Free(state->active);
-    for (const auto &handles : {state->idleHandles, state->plainHandles, state->guardedHandles})
-        std::ranges::for_each(handles, curl_easy_cleanup);
+    std::ranges::for_each(state->idleHandles, curl_easy_cleanup);
+    std::ranges::for_each(state->keptHandles, curl_easy_cleanup, &BasicHttpKeptHandle::curl);
     curl_multi_cleanup(state->multi);
     curl_global_cleanup();
     delete state;
@@ -251,16 +230,16 @@ BasicHttpRequest *BasicHttp_CreateRequestWithSSL(const char *url, BasicHttpMetho
                                                  const char *body, const char *sslCAInfo,
                                                  const char *sslCAPath) {
     BasicHttpSource *source = body ? BasicHttp_AllocStringSource(body) : nullptr;
-    return BasicHttpOwnBody(
+    return LetOwnBody(
         BasicHttp_CreateRequestEx(url, method, 0, cookieJar, header, source, sslCAInfo, sslCAPath),
         source);
 }
 
 BasicHttpRequest *BasicHttp_CreatePost(const char *url, BasicHttpCookieJar *cookieJar,
                                        BasicHttpSource *body) {
-    return BasicHttpOwnBody(BasicHttp_CreateRequestEx(url, BASICHTTP_METHOD_POST, 0, cookieJar,
-                                                      nullptr, body, nullptr, nullptr),
-                            body);
+    return LetOwnBody(BasicHttp_CreateRequestEx(url, BASICHTTP_METHOD_POST, 0, cookieJar, nullptr,
+                                                body, nullptr, nullptr),
+                      body);
 }
 
 BasicHttpRequest *BasicHttp_CreateRequestEx(const char *url, BasicHttpMethod method, guint32 flags,
@@ -272,13 +251,12 @@ BasicHttpRequest *BasicHttp_CreateRequestEx(const char *url, BasicHttpMethod met
 
     auto *request = new BasicHttpRequest{};
     request->url = g_strdup(url);
-    request->method = method;
-    request->flags = flags;
+    request->settings.method = method;
+    request->settings.flags = flags;
     request->cookieJar = BasicHttpHoldCookieJar(
         cookieJar == BASICHTTP_DEFAULT_COOKIE_JAR ? BasicHttpDefaultCookieJar() : cookieJar);
     request->body = body;
     request->recvContentInfo = {-1, -1, 0, -1};
-    request->connectionTimeoutWorkaround = true;
     request->isRepeatable = method == BASICHTTP_METHOD_GET || method == BASICHTTP_METHOD_HEAD;
     request->socket = CURL_SOCKET_BAD;
     request->maxResponseSize = maxResponseSize;
@@ -318,7 +296,7 @@ gboolean BasicHttp_SendRequestEx(BasicHttpRequest *request, guint32 options,
     request->clientData = clientData;
     request->lastProgressTime = basicHttpNow();
     request->owner = state;
-    BasicHttpLeaveActive(request); /* where a start that failed has left it */
+    LeaveActive(request); /* a failed start leaves it there */
     if (state->curlDepth == 0 && BasicHttpHasCapacity(state))
         return BasicHttpStartRequest(request);
 
@@ -340,9 +318,9 @@ void BasicHttpRemoveFromMulti(BasicHttpRequest *request) {
 void BasicHttp_CancelRequest(BasicHttpRequest *request) {
     if (!request)
         return;
-    BasicHttpUnlinkWaiting(request);
-    if (request->inMulti && BasicHttpIsInsideCurl(request))
-        BasicHttpDefer(request);
+    UnlinkWaiting(request);
+    if (request->inMulti && IsInsideCurl(request))
+        DeferEnd(request);
     else if (request->inMulti)
         BasicHttpRemoveFromMulti(request);
     BasicHttpFinishRequest(request, BASICHTTP_STATE_DONE);
@@ -352,12 +330,12 @@ void BasicHttp_FreeRequest(BasicHttpRequest *request) {
     if (!request)
         return;
     BasicHttp_CancelRequest(request);
-    BasicHttpLeaveActive(request);
+    LeaveActive(request);
     request->isFreed = true;
     if (!request->isDeferred && !request->inActive && request->numHolds == 0)
         return BasicHttpDestroyRequest(request);
 
-    /* libcurl, or a function of ours further up, still has it: nothing of the caller's may be used. */
+    /* libcurl or a caller of this function still uses the request. What belongs to the application may be gone. */
     request->onSentProc = nullptr;
     if (!request->ownsBody)
         request->body = nullptr;
@@ -365,12 +343,10 @@ void BasicHttp_FreeRequest(BasicHttpRequest *request) {
 
 void BasicHttpDestroyRequest(BasicHttpRequest *request) {
     BasicHttpReleaseHandle(request->owner, request);
-    for (char *text : {request->url, request->userAgent, request->userName, request->proxy,
-                       request->proxyUserName, request->noProxy, request->sslCAInfo,
-                       request->sslCAPath, request->sslCrlFile})
+    for (char *text : {request->url, request->userAgent, request->userName, request->proxyUserName})
         g_free(text);
-    BasicHttpReplaceSecret(&request->userPassword, nullptr);
-    BasicHttpReplaceSecret(&request->proxyPassword, nullptr);
+    Secret_FreeText(request->userPassword);
+    Secret_FreeText(request->proxyPassword);
     BasicHttpFreeRequestHeaders(request);
     curl_slist_free_all(request->responseHeaders);
     DynBuf_Destroy(&request->receiveBuffer);
@@ -402,103 +378,6 @@ gboolean BasicHttp_GetEffectiveURL(BasicHttpRequest *request, const char **url) 
         return FALSE;
     *url = text;
     return TRUE;
-}
-
-void BasicHttp_SetUserAgent(BasicHttpRequest *request, const char *text) {
-    if (text && BasicHttpHasLineBreak(text)) {
-        Warning("BasicHTTP: A user agent with a line break is refused.\n");
-        return;
-    }
-    BasicHttpReplace(&request->userAgent, text);
-}
-
-void BasicHttp_SetNoProxy(BasicHttpRequest *request, const char *text) {
-    BasicHttpReplace(&request->noProxy, text);
-}
-
-void BasicHttp_SetSslCrlFilePath(BasicHttpRequest *request, const char *file) {
-    BasicHttpReplaceNonEmpty(&request->sslCrlFile, file);
-}
-
-void BasicHttp_SetSslManualVerification(BasicHttpRequest *request, gboolean value) {
-    request->sslManualVerification = value;
-}
-
-void BasicHttp_SetSslCtxProc(BasicHttpRequest *request, BasicHttpSslCtxProc proc) {
-    request->sslCtxProc = proc;
-}
-
-void BasicHttp_SetSslAuthorities(BasicHttpRequest *request, const char *sslCAInfo,
-                                 const char *sslCAPath) {
-    BasicHttpReplaceNonEmpty(&request->sslCAInfo, sslCAInfo);
-    BasicHttpReplaceNonEmpty(&request->sslCAPath, sslCAPath);
-}
-
-void BasicHttp_SetSslVerification(BasicHttpRequest *request, gboolean value) {
-    request->sslVerification = value;
-}
-
-void BasicHttp_SetConnectedProc(BasicHttpRequest *request, BasicHttpConnectedProc proc) {
-    request->connectedProc = proc;
-}
-
-void BasicHttp_SetStrict(BasicHttpRequest *request, gboolean value) {
-    request->isStrict = value;
-}
-
-void BasicHttp_SetRepeatable(BasicHttpRequest *request, gboolean value) {
-    request->isRepeatable = value;
-}
-
-void BasicHttp_SetFreshConnection(BasicHttpRequest *request) {
-    request->freshConnection = true;
-}
-
-void BasicHttp_ForbidReuse(BasicHttpRequest *request) {
-    request->forbidReuse = true;
-}
-
-void BasicHttp_SetConnectTimeout(BasicHttpRequest *request, guint seconds) {
-    request->connectTimeout = seconds;
-}
-
-void BasicHttp_DisableConnectionTimeoutWorkaround(BasicHttpRequest *request) {
-    request->connectionTimeoutWorkaround = false;
-}
-
-void BasicHttp_SetProxy(BasicHttpRequest *request, const char *proxy, gint type) {
-    BasicHttpReplace(&request->proxy, type == BASICHTTP_PROXY_NONE ? "" : proxy);
-    request->proxyType = type;
-    request->proxyAuth = 0;
-    BasicHttpReplace(&request->proxyUserName, nullptr);
-    BasicHttpReplaceSecret(&request->proxyPassword, nullptr);
-}
-
-void BasicHttp_SetRequestNameAndPassword(BasicHttpRequest *request, gint authType, const char *name,
-                                         const char *password) {
-    if (authType < 0)
-        return;
-    const bool isWhole = name && password;
-    request->authType = authType;
-    BasicHttpReplace(&request->userName, isWhole ? name : nullptr);
-    BasicHttpReplaceSecret(&request->userPassword, isWhole ? password : nullptr);
-}
-
-void BasicHttp_SetInactivityTimeout(BasicHttpRequest *request, gint kind, guint seconds) {
-    if (request->state != BASICHTTP_STATE_IDLE)
-        return;
-    switch (kind) {
-    case BASICHTTP_TIMEOUT_SENDING:
-        request->inactivityTimeoutSending = seconds;
-        return;
-    case BASICHTTP_TIMEOUT_SENT:
-        request->inactivityTimeoutSent = seconds;
-        return;
-    case BASICHTTP_TIMEOUT_RECEIVING:
-        request->inactivityTimeoutReceiving = seconds;
-        return;
-    }
-    NOT_IMPLEMENTED();
 }
 
 void BasicHttp_SetMaxResponseSize(gsize bytes) {

@@ -1,5 +1,5 @@
-// The end of a request: its timers leave the loop, its result becomes a response, its sender hears of it
-// from a fresh callback of the loop.
+// The end of a request: its timers are removed from the loop, its result becomes a response, and onSentProc is
+// called from a new callback of the loop.
 #include "apps/lib/basicHttp/basicHttpInt.h"
 
 #include <algorithm>
@@ -10,12 +10,12 @@
 
 namespace {
 
-struct BasicHttpErrorRow {
+struct ErrorRow {
     CURLcode result;
     BasicHttpErrorCode error;
 };
 
-constexpr auto kErrors = std::to_array<BasicHttpErrorRow>({
+constexpr auto kErrors = std::to_array<ErrorRow>({
     {CURLE_OK, BASICHTTP_ERROR_NONE},
     {CURLE_UNSUPPORTED_PROTOCOL, BASICHTTP_ERROR_UNSUPPORTED_PROTOCOL},
     {CURLE_URL_MALFORMAT, BASICHTTP_ERROR_URL_MALFORMAT},
@@ -39,12 +39,12 @@ constexpr auto kErrors = std::to_array<BasicHttpErrorRow>({
     {CURLE_SSL_CACERT_BADFILE, BASICHTTP_ERROR_SSL_SECURITY},
     {CURLE_SSL_SHUTDOWN_FAILED, BASICHTTP_ERROR_SSL_SECURITY},
 });
-static_assert(std::ranges::is_sorted(kErrors, {}, &BasicHttpErrorRow::result));
+static_assert(std::ranges::is_sorted(kErrors, {}, &ErrorRow::result));
 
-BasicHttpErrorCode BasicHttpMapError(const BasicHttpRequest *request) {
+BasicHttpErrorCode MapError(const BasicHttpRequest *request) {
     if (request->errorOverride != BASICHTTP_ERROR_NONE)
         return request->errorOverride;
-    for (const BasicHttpErrorRow &row : kErrors) {
+    for (const ErrorRow &row : kErrors) {
         if (row.result == request->curlResult)
             return row.error;
     }
@@ -53,8 +53,8 @@ BasicHttpErrorCode BasicHttpMapError(const BasicHttpRequest *request) {
     return BASICHTTP_ERROR_GENERIC;
 }
 
-/* Moves the received bytes over; they are not copied. */
-void BasicHttpFillContent(BasicHttpResponse *response, BasicHttpRequest *request) {
+/* The response takes over the received bytes without a copy. */
+void FillContent(BasicHttpResponse *response, BasicHttpRequest *request) {
     response->content = DynBuf_DetachText(&request->receiveBuffer, &response->contentLength);
     if (response->content)
         return;
@@ -64,20 +64,20 @@ void BasicHttpFillContent(BasicHttpResponse *response, BasicHttpRequest *request
     response->errorCode = BASICHTTP_ERROR_TRANSFER;
 }
 
-BasicHttpResponse *BasicHttpMakeResponse(BasicHttpRequest *request) {
+BasicHttpResponse *MakeResponse(BasicHttpRequest *request) {
     auto *response = new BasicHttpResponse{};
     const char *url = nullptr;
     BasicHttp_GetResponseCode(request, &response->responseCode);
     if (BasicHttp_GetEffectiveURL(request, &url))
         response->effectiveURL = g_strdup(url);
-    response->errorCode = BasicHttpMapError(request);
+    response->errorCode = MapError(request);
     if (response->errorCode == BASICHTTP_ERROR_CONNECT_TIMEOUT)
         response->responseCode = 503;
-    BasicHttpFillContent(response, request);
+    FillContent(response, request);
     return response;
 }
 
-void BasicHttpSetCompletion(BasicHttpRequest *request, bool isRegistered) {
+void SetCompletion(BasicHttpRequest *request, bool isRegistered) {
     if (request->hasCompletion != isRegistered)
         request->owner->numCompletions += isRegistered ? 1U : -1U;
     request->hasCompletion = isRegistered;
@@ -88,11 +88,11 @@ void BasicHttpSetCompletion(BasicHttpRequest *request, bool isRegistered) {
 void BasicHttpFinishRequest(BasicHttpRequest *request, BasicHttpState state) {
     request->state = state;
     if (request->hasCompletion) {
-        BasicHttpSetCompletion(request, false);
+        SetCompletion(request, false);
         pollCallbackRemoveProc(0, BasicHttpCompleteRequestCallback, request, POLL_REALTIME,
                                POLL_CLASS_MAIN);
     }
-    if (request->connectionTimeoutWorkaround)
+    if (request->settings.connectionTimeoutWorkaround)
         BasicHttpClearConnectionTimeout(request);
     BasicHttpClearInactivityTimeout(request);
 }
@@ -100,20 +100,19 @@ void BasicHttpFinishRequest(BasicHttpRequest *request, BasicHttpState state) {
 void BasicHttpInvokeCallback(BasicHttpRequest *request) {
     if (!request->onSentProc)
         return;
-    BasicHttpSetCompletion(request,
-                           pollCallbackProc(0, BasicHttpCompleteRequestCallback, request,
+    SetCompletion(request, pollCallbackProc(0, BasicHttpCompleteRequestCallback, request,
                                             POLL_REALTIME, 0, nullptr, POLL_CLASS_MAIN) == 0);
     if (!request->hasCompletion)
-        Warning("BasicHTTP: The loop does not take a callback; the end of request %p goes "
-                "unheard.\n",
+        Warning("BasicHTTP: The loop does not take a callback; the end of request %p is not "
+                "reported.\n",
                 static_cast<void *>(request));
 }
 
 void BasicHttpCompleteRequestCallback(gpointer clientData) {
     auto *request = static_cast<BasicHttpRequest *>(clientData);
-    BasicHttpSetCompletion(request, false);
+    SetCompletion(request, false);
     BasicHttpFinishRequest(request, BASICHTTP_STATE_DONE);
-    BasicHttpResponse *response = BasicHttpMakeResponse(request);
+    BasicHttpResponse *response = MakeResponse(request);
     BasicHttpTraceReceived(response);
     request->onSentProc(request, response, request->clientData);
 }

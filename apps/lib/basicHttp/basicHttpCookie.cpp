@@ -1,4 +1,4 @@
-// Cookie jars: a share of libcurl's, or the name of a file; and the cookie that a jar starts with.
+// Cookie jars: a share of libcurl, or the name of a file; and the initial cookie of a jar.
 #include "apps/lib/basicHttp/basicHttpInt.h"
 
 #include <array>
@@ -13,9 +13,10 @@ namespace {
 
 constexpr std::string_view kSetCookie = "Set-Cookie:";
 constinit BasicHttpCookieJar *defaultCookieJar = nullptr;
+constinit gsize numSharedJars = 0;
 
-/* "Set-Cookie: name=value; Path=/; HttpOnly", taken apart. */
-struct BasicHttpCookieLine {
+/* The parts of "Set-Cookie: name=value; Path=/; HttpOnly". */
+struct CookieLine {
     std::string_view pair; /* "name=value" */
     std::string_view domain;
     std::string_view path = "/";
@@ -25,61 +26,61 @@ struct BasicHttpCookieLine {
     bool isHttpOnly = false;
 };
 
-struct BasicHttpHost {
+struct CookieHost {
     std::string name; /* an IPv6 address without its brackets; empty if the URL has none */
     bool isHttps = false;
 };
 
-std::string_view BasicHttpTrim(std::string_view text) {
+std::string_view Trim(std::string_view text) {
     const size_t first = text.find_first_not_of(' ');
     if (first == std::string_view::npos)
         return {};
     return text.substr(first, text.find_last_not_of(' ') - first + 1);
 }
 
-bool BasicHttpIsWord(std::string_view text, std::string_view word) {
+bool IsWord(std::string_view text, std::string_view word) {
     return text.size() == word.size() &&
            g_ascii_strncasecmp(text.data(), word.data(), word.size()) == 0;
 }
 
-void BasicHttpReadAttribute(std::string_view attribute, BasicHttpCookieLine *line) {
+void ReadAttribute(std::string_view attribute, CookieLine *line) {
     const size_t equals = attribute.find('=');
-    const std::string_view name = BasicHttpTrim(attribute.substr(0, equals));
+    const std::string_view name = Trim(attribute.substr(0, equals));
     const std::string_view value =
-        equals == std::string_view::npos ? "" : BasicHttpTrim(attribute.substr(equals + 1));
-    if (BasicHttpIsWord(name, "Domain"))
+        equals == std::string_view::npos ? "" : Trim(attribute.substr(equals + 1));
+    if (IsWord(name, "Domain"))
         line->domain = value;
-    else if (BasicHttpIsWord(name, "Path") && value.starts_with('/'))
+    else if (IsWord(name, "Path") && value.starts_with('/'))
         line->path = value;
-    else if (BasicHttpIsWord(name, "Expires"))
+    else if (IsWord(name, "Expires"))
         line->expires = value;
-    else if (BasicHttpIsWord(name, "Max-Age"))
+    else if (IsWord(name, "Max-Age"))
         line->maxAge = value;
-    else if (BasicHttpIsWord(name, "Secure"))
+    else if (IsWord(name, "Secure"))
         line->isSecure = true;
-    else if (BasicHttpIsWord(name, "HttpOnly"))
+    else if (IsWord(name, "HttpOnly"))
         line->isHttpOnly = true;
 }
 
-bool BasicHttpIsSetCookie(std::string_view line) {
-    return BasicHttpIsWord(line.substr(0, kSetCookie.size()), kSetCookie);
+bool IsSetCookie(std::string_view line) {
+    return IsWord(line.substr(0, kSetCookie.size()), kSetCookie);
 }
 
-BasicHttpCookieLine BasicHttpParseCookie(std::string_view text) {
-    BasicHttpCookieLine line;
+CookieLine ParseCookie(std::string_view text) {
+    CookieLine line;
     text.remove_prefix(kSetCookie.size());
     for (bool isFirst = true; !text.empty(); isFirst = false) {
         const size_t end = std::min(text.find(';'), text.size());
         if (isFirst)
-            line.pair = BasicHttpTrim(text.substr(0, end));
+            line.pair = Trim(text.substr(0, end));
         else
-            BasicHttpReadAttribute(text.substr(0, end), &line);
+            ReadAttribute(text.substr(0, end), &line);
         text.remove_prefix(std::min(end + 1, text.size()));
     }
     return line;
 }
 
-BasicHttpHost BasicHttpHostOf(const char *url) {
+CookieHost CookieHostOf(const char *url) {
     const CurlUrlPtr parsed(curl_url());
     char *text = nullptr;
     if (!parsed ||
@@ -87,18 +88,18 @@ BasicHttpHost BasicHttpHostOf(const char *url) {
         curl_url_get(parsed.get(), CURLUPART_HOST, &text, CURLU_PUNYCODE) != CURLUE_OK)
         return {};
     const CurlTextPtr host(text);
-    BasicHttpHost result{host.get()};
+    CookieHost result{host.get()};
     if (result.name.starts_with('['))
         result.name = result.name.substr(1, result.name.size() - 2);
     text = nullptr;
     curl_url_get(parsed.get(), CURLUPART_SCHEME, &text, 0);
     const CurlTextPtr scheme(text);
-    result.isHttps = scheme && BasicHttpIsWord(scheme.get(), "https");
+    result.isHttps = scheme && IsWord(scheme.get(), "https");
     return result;
 }
 
-/* When a cookie ends, in seconds since 1970; 0: with the session. */
-gint64 BasicHttpCookieEnd(const BasicHttpCookieLine &line) {
+/* The expiry time of a cookie in seconds since 1970; 0 for a session cookie. */
+gint64 CookieEnd(const CookieLine &line) {
     if (!line.maxAge.empty()) {
         gint64 seconds = 0;
         const char *end = line.maxAge.data() + line.maxAge.size();
@@ -112,35 +113,35 @@ gint64 BasicHttpCookieEnd(const BasicHttpCookieLine &line) {
     return end > 0 ? gint64(end) : 0;
 }
 
-/* A line in the form of cookie files. Unlike a Domain, it can name a host without its subdomains. */
-std::string BasicHttpHostOnlyCookie(const BasicHttpCookieLine &line, const BasicHttpHost &host) {
+/* A line in the format of cookie files. Unlike a Domain attribute, it can name a host without its subdomains. */
+std::string HostOnlyCookie(const CookieLine &line, const CookieHost &host) {
     const size_t equals = line.pair.find('=');
     std::string text = line.isHttpOnly ? "#HttpOnly_" : "";
     text += host.name + "\tFALSE\t";
     text.append(line.path);
     text += line.isSecure || host.isHttps ? "\tTRUE\t" : "\tFALSE\t";
-    text += std::to_string(BasicHttpCookieEnd(line)) + '\t';
-    text.append(BasicHttpTrim(line.pair.substr(0, equals)));
+    text += std::to_string(CookieEnd(line)) + '\t';
+    text.append(Trim(line.pair.substr(0, equals)));
     text += '\t';
-    text.append(BasicHttpTrim(line.pair.substr(equals + 1)));
+    text.append(Trim(line.pair.substr(equals + 1)));
     return text;
 }
 
-bool BasicHttpIsCookieLine(const char *line) {
+bool IsCookieLine(const char *line) {
     constexpr char kTab = '\t';
     for (const char *at = line; *at; at++) {
         if (g_ascii_iscntrl(*at) && *at != kTab)
             return false;
     }
-    if (!BasicHttpIsSetCookie(line))
+    if (!IsSetCookie(line))
         return strchr(line, kTab) != nullptr;
     if (strchr(line, kTab))
         return false;
-    const size_t equals = BasicHttpParseCookie(line).pair.find('=');
+    const size_t equals = ParseCookie(line).pair.find('=');
     return equals != std::string_view::npos && equals > 0;
 }
 
-BasicHttpCookieJar *BasicHttpAllocJar() {
+BasicHttpCookieJar *AllocJar() {
     auto *jar = new BasicHttpCookieJar{};
     jar->numOwners = 1;
     return jar;
@@ -153,8 +154,9 @@ BasicHttpCookieJar *BasicHttp_CreateCookieJar() {
     if (!share)
         return nullptr;
     curl_share_setopt(share, CURLSHOPT_SHARE, CURL_LOCK_DATA_COOKIE);
-    BasicHttpCookieJar *jar = BasicHttpAllocJar();
+    BasicHttpCookieJar *jar = AllocJar();
     jar->share = share;
+    numSharedJars++;
     return jar;
 }
 
@@ -164,7 +166,7 @@ gboolean BasicHttp_KeepConnectionsApart(BasicHttpCookieJar *jar) {
 }
 
 BasicHttpCookieJar *BasicHttp_CreateCookieFile(const char *path) {
-    BasicHttpCookieJar *jar = BasicHttpAllocJar();
+    BasicHttpCookieJar *jar = AllocJar();
     jar->fileName = g_strdup(path);
     return jar;
 }
@@ -173,6 +175,7 @@ void BasicHttp_FreeCookieJar(BasicHttpCookieJar *jar) {
     if (!jar || --jar->numOwners > 0)
         return;
     if (jar->share) {
+        numSharedJars--;
         curl_share_setopt(jar->share, CURLSHOPT_UNSHARE, CURL_LOCK_DATA_COOKIE);
         curl_share_cleanup(jar->share);
     }
@@ -182,7 +185,7 @@ void BasicHttp_FreeCookieJar(BasicHttpCookieJar *jar) {
 }
 
 gboolean BasicHttp_SetInitialCookie(BasicHttpCookieJar *jar, const char *line) {
-    if (line && !BasicHttpIsCookieLine(line)) {
+    if (line && !IsCookieLine(line)) {
         Warning("BasicHTTP: A cookie of another form than \"Set-Cookie: name=value\" is "
                 "refused.\n");
         return FALSE;
@@ -204,6 +207,10 @@ BasicHttpCookieJar *BasicHttpHoldCookieJar(BasicHttpCookieJar *jar) {
     return jar;
 }
 
+gsize BasicHttpNumSharedJars() {
+    return numSharedJars;
+}
+
 BasicHttpCookieJar *BasicHttpDefaultCookieJar() {
     if (!defaultCookieJar)
         defaultCookieJar = BasicHttp_CreateCookieJar();
@@ -216,13 +223,13 @@ void BasicHttpFreeDefaultCookieJar() {
 }
 
 std::string BasicHttpBindCookie(const char *line, const char *url) {
-    const BasicHttpHost host = BasicHttpHostOf(url);
+    const CookieHost host = CookieHostOf(url);
     if (host.name.empty())
         return {};
-    if (!BasicHttpIsSetCookie(line))
-        return line; /* the form of cookie files always names its host */
-    const BasicHttpCookieLine cookie = BasicHttpParseCookie(line);
+    if (!IsSetCookie(line))
+        return line; /* a line of a cookie file always names its host */
+    const CookieLine cookie = ParseCookie(line);
     if (cookie.domain.empty())
-        return BasicHttpHostOnlyCookie(cookie, host);
+        return HostOnlyCookie(cookie, host);
     return host.isHttps && !cookie.isSecure ? std::string(line) + "; Secure" : line;
 }

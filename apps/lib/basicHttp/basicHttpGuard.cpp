@@ -1,12 +1,12 @@
 /*
- * The last look at a connection before a request is sent on it. libcurl calls it for every connection that a
- * request gets: the first, one after each redirect, and one for each further attempt of its own.
+ * The last check of a connection before a request is sent on it. libcurl calls it for each connection that it assigns
+ * to a request: the first one, one after each redirect, and one for each further attempt.
  *
- *   the URL leads elsewhere than the request's, and no redirect that was let through leads there   error 49
+ *   the URL has another origin than the request's or that of the last accepted redirect            error 49
  *   the request, or the last redirect, is https, and the connection is not encrypted               error 49
  *   a strict request, and the connection is neither encrypted nor one to this machine              error 49
  *   the request was sent before, and the peer may have read it                                     error 48
- *   the application's proc says no                                                                 error 49
+ *   the application's proc refuses the connection                                                  error 49
  */
 #include "apps/lib/basicHttp/basicHttpInt.h"
 
@@ -23,7 +23,7 @@ bool IsEncrypted(const BasicHttpRequest *request, gpointer *ssl) {
     return *ssl != nullptr;
 }
 
-/* Where the request may be sent: to its own place until a redirect was let through. */
+/* The request may be sent to the origin of this URL: its own one, or that of the last accepted redirect. */
 const char *AllowedUrl(const BasicHttpRequest *request) {
     return request->redirectUrl.empty() ? request->url : request->redirectUrl.c_str();
 }
@@ -36,9 +36,9 @@ bool IsAllowedPlace(const BasicHttpRequest *request, const char *url) {
     return place && place == BasicHttpPlaceOf(allowed);
 }
 
-/* A proxy beside the peer of the connection would see what is sent, and pass it on. */
+/* With a proxy the peer of the connection is not the final recipient. */
 bool IsWithoutProxy(const BasicHttpRequest *request) {
-    return request->proxy && *request->proxy == '\0';
+    return request->settings.proxy == "";
 }
 
 bool IsStrictlyAllowed(const BasicHttpRequest *request, const char *url, const char *peerAddress) {
@@ -69,8 +69,8 @@ bool IsAllowedConnection(const BasicHttpRequest *request, bool isEncrypted,
 }
 
 /*
- * libcurl sends a request again by itself when a kept connection ends without an answer. Then the first peer may
- * have done what it was asked to. A redirect and a second try with credentials come after an answer.
+ * libcurl automatically sends a request again when a kept connection ends without an answer. The peer may have carried
+ * it out already. Redirects and second attempts with credentials follow an answer.
  */
 bool MaySendAgain(BasicHttpRequest *request) {
     long sent = 0;

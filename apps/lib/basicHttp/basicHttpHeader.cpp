@@ -1,4 +1,4 @@
-// Response headers as they come in, a line at a time: kept for the application, and some of them read.
+// Response headers, one line at a time: stored for the application; lengths and redirects are evaluated.
 #include "apps/lib/basicHttp/basicHttpInt.h"
 
 #include <algorithm>
@@ -11,7 +11,7 @@
 
 namespace {
 
-/* Bytes of header and trailer lines that a request takes, of all its responses together. */
+/* Limit for the header and trailer lines of all responses to one request, in bytes. */
 constexpr gsize kMaxHeaderBytes = 300 * 1024;
 constexpr std::string_view kLineEnd = "\r\n";
 constexpr std::string_view kContentLength = "Content-Length: ";
@@ -20,28 +20,28 @@ constexpr auto kKnownHeaders = std::to_array<std::string_view>(
     {kContentLength, kContentRange,
      "Content-Type: ", "Last-Modified: ", "Accept-Ranges: ", "Date: "});
 
-constexpr char BasicHttpLower(char c) {
+constexpr char LowerLetter(char c) {
     return c >= 'A' && c <= 'Z' ? char(c - 'A' + 'a') : c;
 }
 
-bool BasicHttpStartsWith(std::string_view text, std::string_view start) {
-    return text.size() >= start.size() && std::ranges::equal(text.substr(0, start.size()), start,
-                                                             {}, BasicHttpLower, BasicHttpLower);
+bool StartsWith(std::string_view text, std::string_view start) {
+    return text.size() >= start.size() &&
+           std::ranges::equal(text.substr(0, start.size()), start, {}, LowerLetter, LowerLetter);
 }
 
-/* The known header that a line starts with; empty for none. */
-std::string_view BasicHttpKnownHeader(std::string_view line) {
+/* Returns the known header that a line starts with; empty for none. */
+std::string_view KnownHeader(std::string_view line) {
     for (std::string_view name : kKnownHeaders) {
-        if (BasicHttpStartsWith(line, name))
+        if (StartsWith(line, name))
             return name;
     }
     return {};
 }
 
-/* Takes digits off the front of a text. */
-bool BasicHttpTakeNumber(std::string_view *text, gint64 *number) {
+/* Removes digits from the front of a text. */
+bool TakeNumber(std::string_view *text, gint64 *number) {
     if (text->empty() || !g_ascii_isdigit(text->front()))
-        return false; /* no sign either */
+        return false; /* a sign is no digit */
     const auto read = std::from_chars(text->data(), text->data() + text->size(), *number);
     if (read.ec != std::errc())
         return false;
@@ -49,19 +49,19 @@ bool BasicHttpTakeNumber(std::string_view *text, gint64 *number) {
     return true;
 }
 
-bool BasicHttpTake(std::string_view *text, char wanted) {
+bool TakeChar(std::string_view *text, char wanted) {
     if (text->empty() || text->front() != wanted)
         return false;
     text->remove_prefix(1);
     return true;
 }
 
-bool BasicHttpParseLength(std::string_view value, BasicHttpContentInfo *info) {
+bool ParseLength(std::string_view value, BasicHttpContentInfo *info) {
     gint64 length = 0;
-    while (BasicHttpTake(&value, ' ')) {
+    while (TakeChar(&value, ' ')) {
     }
-    const bool isNumber = BasicHttpTakeNumber(&value, &length);
-    while (BasicHttpTake(&value, ' ')) {
+    const bool isNumber = TakeNumber(&value, &length);
+    while (TakeChar(&value, ' ')) {
     }
     if (!isNumber || !value.empty()) {
         Log("BasicHTTP: Unexpected error parsing Content-Length.\n");
@@ -71,26 +71,26 @@ bool BasicHttpParseLength(std::string_view value, BasicHttpContentInfo *info) {
     return true;
 }
 
-/* What is wrong with a "bytes 0-99/200"; NULL if nothing is. */
-const char *BasicHttpReadRange(std::string_view value, BasicHttpContentInfo *info) {
+/* Reads "bytes 0-99/200". Returns what is wrong with it, or NULL. */
+const char *ReadRange(std::string_view value, BasicHttpContentInfo *info) {
     constexpr std::string_view kUnit = "bytes ";
     BasicHttpContentInfo read = *info;
-    if (!BasicHttpStartsWith(value, kUnit))
+    if (!StartsWith(value, kUnit))
         return "Range-Type bytes expected.";
     value.remove_prefix(kUnit.size());
-    if (!BasicHttpTakeNumber(&value, &read.rangeStart) || !BasicHttpTake(&value, '-'))
+    if (!TakeNumber(&value, &read.rangeStart) || !TakeChar(&value, '-'))
         return "<digits>- expected.";
-    if (!BasicHttpTakeNumber(&value, &read.rangeEnd))
+    if (!TakeNumber(&value, &read.rangeEnd))
         return "<digits>-<digits> expected.";
-    if (!value.empty() && (!BasicHttpTake(&value, '/') ||
-                           !BasicHttpTakeNumber(&value, &read.totalSize) || !value.empty()))
+    if (!value.empty() &&
+        (!TakeChar(&value, '/') || !TakeNumber(&value, &read.totalSize) || !value.empty()))
         return "<digits>-<digits>/<digits> expected.";
     *info = read;
     return nullptr;
 }
 
-bool BasicHttpParseRange(std::string_view value, BasicHttpContentInfo *info) {
-    const char *fault = BasicHttpReadRange(value, info);
+bool ParseRange(std::string_view value, BasicHttpContentInfo *info) {
+    const char *fault = ReadRange(value, info);
     if (!fault)
         return true;
     Log("BasicHTTP: Error parsing Content-Range. %s\n", fault);
@@ -98,7 +98,7 @@ bool BasicHttpParseRange(std::string_view value, BasicHttpContentInfo *info) {
     return false;
 }
 
-bool BasicHttpKeepHeader(BasicHttpRequest *request, std::string_view line) {
+bool KeepHeader(BasicHttpRequest *request, std::string_view line) {
     if (line.find(": ") == std::string_view::npos)
         return true;
     const std::string text(line);
@@ -114,15 +114,15 @@ bool BasicHttpKeepHeader(BasicHttpRequest *request, std::string_view line) {
     return true;
 }
 
-/* "HTTP/1.1 302 Found" begins another response: what the one before told of its content is void. */
-void BasicHttpNoteStatus(BasicHttpRequest *request, std::string_view line) {
-    if (!BasicHttpStartsWith(line, "HTTP/"))
+/* "HTTP/1.1 302 Found" begins another response: the content information of the previous one is reset. */
+void NoteStatus(BasicHttpRequest *request, std::string_view line) {
+    if (!StartsWith(line, "HTTP/"))
         return;
     request->hasWholeHead = false;
     request->recvContentInfo = {-1, -1, 0, -1};
 }
 
-bool BasicHttpTakeUnknownHeader(BasicHttpRequest *request, std::string_view line) {
+bool TakeUnknownHeader(BasicHttpRequest *request, std::string_view line) {
     if (line == kLineEnd) {
         request->hasWholeHead = true;
         return true;
@@ -132,24 +132,23 @@ bool BasicHttpTakeUnknownHeader(BasicHttpRequest *request, std::string_view line
         return false;
     }
     line = line.substr(0, line.find_last_not_of(kLineEnd) + 1);
-    BasicHttpNoteStatus(request, line);
-    return BasicHttpKeepHeader(request, line) && BasicHttpCheckRedirect(request, line);
+    NoteStatus(request, line);
+    return KeepHeader(request, line) && BasicHttpCheckRedirect(request, line);
 }
 
-bool BasicHttpTakeKnownHeader(BasicHttpRequest *request, std::string_view line,
-                              std::string_view name) {
+bool TakeKnownHeader(BasicHttpRequest *request, std::string_view line, std::string_view name) {
     std::string_view value = line.substr(name.size());
     if (value.size() < 3 || !value.ends_with(kLineEnd)) {
         Log("BasicHTTP: Unexpected error parsing header.\n");
         return false;
     }
     value.remove_suffix(kLineEnd.size());
-    if (!BasicHttpKeepHeader(request, line.substr(0, line.size() - kLineEnd.size())))
+    if (!KeepHeader(request, line.substr(0, line.size() - kLineEnd.size())))
         return false;
     if (name == kContentLength)
-        return BasicHttpParseLength(value, &request->recvContentInfo);
+        return ParseLength(value, &request->recvContentInfo);
     if (name == kContentRange)
-        return BasicHttpParseRange(value, &request->recvContentInfo);
+        return ParseRange(value, &request->recvContentInfo);
     return true;
 }
 
@@ -164,17 +163,18 @@ size_t BasicHttpHeaderCallback(char *text, size_t size, size_t count, void *data
         return 0;
     }
     if (request->state == BASICHTTP_STATE_DONE)
-        return 0; /* cancelled; libcurl is about to be told */
+        return 0; /* cancelled: this makes libcurl stop */
     request->numHeaderBytes += line.size();
     if (request->numHeaderBytes > kMaxHeaderBytes) {
         Warning("BasicHTTP: The headers of the response to request %p are larger than %lu bytes.\n",
                 static_cast<void *>(request), kMaxHeaderBytes);
+        request->errorOverride = BASICHTTP_ERROR_TRANSFER;
         return 0;
     }
 
-    const std::string_view name = BasicHttpKnownHeader(line);
-    const bool isTaken = name.empty() ? BasicHttpTakeUnknownHeader(request, line)
-                                      : BasicHttpTakeKnownHeader(request, line, name);
+    const std::string_view name = KnownHeader(line);
+    const bool isTaken =
+        name.empty() ? TakeUnknownHeader(request, line) : TakeKnownHeader(request, line, name);
     return isTaken ? line.size() : 0;
 }
 

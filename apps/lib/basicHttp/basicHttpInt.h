@@ -1,36 +1,41 @@
 /*
- * basicHttpInt.h -- the records behind basicHttp.h, and what its sources call of each other
+ * basicHttpInt.h -- the records of basicHttp.h, and the functions that its sources share
  *
- *   basicHttp.cpp          life of the library, creation and end of requests, settings
- *   basicHttpSend.cpp      a request is started: libcurl's options
+ *   basicHttp.cpp          life of the library, creation and end of requests
+ *   basicHttpSettings.cpp  settings of a request, made before it is sent
+ *   basicHttpSend.cpp      the start of a request: libcurl's options
  *   basicHttpSocket.cpp    libcurl's sockets and timer on the application's loop; the engine
- *   basicHttpComplete.cpp  a request ends: results, error codes, the response
- *   basicHttpTransfer.cpp  bytes out and in, progress
+ *   basicHttpComplete.cpp  the end of a request: results, error codes, the response
+ *   basicHttpTransfer.cpp  bodies in both directions, progress
  *   basicHttpHeader.cpp    response headers
  *   basicHttpRedirect.cpp  which redirects are followed
  *   basicHttpGuard.cpp     the last look at a connection before a request is sent on it
  *   basicHttpPause.cpp     pausing
  *   basicHttpTimeout.cpp   connection and inactivity time-outs
  *   basicHttpSource.cpp    request bodies
- *   basicHttpTls.cpp       what is checked of a peer, and by whom
+ *   basicHttpTls.cpp       what of a peer is checked, and by what
  *   basicHttpCookie.cpp    cookie jars
+ *   basicHttpKeep.cpp      how many connections are kept
  *   basicHttpUrl.cpp       URLs: zones of IPv6 hosts, the place that one leads to
  *   basicHttpTrace.cpp     the trace
  *   basicHttpRedact.cpp    secrets are left out of texts for the log
  *
- * Inside libcurl. libcurl refuses to change its requests from inside its own callbacks, yet a progress
- * proc may cancel or free a request, or end the whole transport. So each call of libcurl that may call
- * back is made within a BasicHttpInsideCurl; what is asked for meanwhile is only noted, and done when
- * the outermost of them ends:
+ * Start, engine, end, time-outs and pausing call one another in a circle, since each of them may complete a request,
+ * and the end of one starts the next; all other sources only serve them.
  *
- *   cancel, free   on "deferred"; the request's callbacks make libcurl give up at once
+ * Inside libcurl. libcurl does not allow changes to its requests from its own callbacks, but a progress
+ * proc may cancel or free a request, or shut the transport down. So each call of libcurl that may call
+ * back is made within a BasicHttpInsideCurl. What is requested meanwhile is recorded, and done when
+ * the outermost of these calls returns:
+ *
+ *   cancel, free   entered in "deferred"; the request's callbacks make libcurl stop it at once
  *   send           the request waits in the FIFO
  *   engine         "wantsKick", a zero-delay callback of the loop
- *   shutdown       everything leaves the loop at once; the state is released at the end
+ *   shutdown       all callbacks are removed from the loop at once; the state is released at the end
  */
 #pragma once
 
-// libcurl calls curl_multi_socket_all() and the ioctl callback outdated; they work as they always did.
+// libcurl has deprecated curl_multi_socket_all() and the ioctl callback; they still work.
 #define CURL_DISABLE_DEPRECATION
 
 #include <optional>
@@ -50,7 +55,7 @@ struct BasicHttpSource {
 };
 
 struct BasicHttpMemorySource {
-    char *data; /* owned; wiped before it is freed, as it may be a login */
+    char *data; /* owned; wiped before it is freed, since it may be a login */
     gsize length;
     gsize position;
     gsize remaining;
@@ -68,7 +73,7 @@ struct BasicHttpCookieJar {
     char *initialCookie; /* consumed by the next request */
     char *fileName;
     bool isNewSession;  /* the next request starts a new cookie session */
-    unsigned numOwners; /* whoever created it, and each request that names it */
+    unsigned numOwners; /* its creator, and each request that uses it */
 };
 
 struct BasicHttpBandwidthStats {
@@ -82,20 +87,51 @@ struct BasicHttpBandwidthStats {
 struct BasicHttpBandwidthGroup;
 struct BasicHttpGlobalState;
 
-/* In pausedMask, as curl_easy_pause() has them. */
+/* Bits of pausedMask, with the values of curl_easy_pause(). */
 enum { kPausedRecv = CURLPAUSE_RECV, kPausedSend = CURLPAUSE_SEND };
+
+/*
+ * Settings of a request that become options of its easy handle and remain there. A handle is used again with these
+ * options for a request whose settings are equal; for any other it is reset.
+ *
+ * A new setting belongs here, unless SetCallOptions() of basicHttpSend.cpp sets its option for each request.
+ */
+struct BasicHttpSettings {
+    BasicHttpMethod method = BASICHTTP_METHOD_GET;
+    guint32 flags = 0;
+    std::optional<std::string> proxy; /* empty: no proxy, also if the environment names one */
+    gint proxyType = BASICHTTP_PROXY_NONE;
+    std::optional<std::string> noProxy;
+    bool sslManualVerification = false;
+    bool sslVerification = false; /* by the machine's CA certificates if no others are set */
+    BasicHttpSslCtxProc sslCtxProc = nullptr;
+    std::string sslCAInfo;    /* empty for none */
+    std::string sslCAPath;    /* empty for none */
+    std::string sslCrlFile;   /* empty for none */
+    guint connectTimeout = 0; /* seconds, 0 for none */
+    bool connectionTimeoutWorkaround = true;
+    bool freshConnection = false;
+    bool forbidReuse = false;
+
+    /* set when the request is started */
+    std::string zone; /* of the URL's host */
+    bool isTraced = false;
+    bool isBodyJoined = false; /* libcurl is given the body as one text */
+
+    bool operator==(const BasicHttpSettings &) const = default;
+};
 
 struct BasicHttpRequest {
     char *url;
-    BasicHttpMethod method;
-    guint32 flags;
-    BasicHttpCookieJar *cookieJar; /* holds one of its owners */
-    CURL *curl;                    /* made on start */
+    BasicHttpSettings settings;
+    BasicHttpCookieJar *cookieJar; /* counts as one of its owners */
+    CURL *curl;                    /* assigned when the request is started */
     bool inMulti;
-    curl_slist *requestHeaders;      /* of its own */
-    BasicHttpHeaders *sharedHeaders; /* holds one of their owners; NULL if it has its own */
+    curl_slist *requestHeaders; /* owned */
+    BasicHttpHeaders
+        *sharedHeaders; /* counts as one of their owners; NULL if the list above is used */
     curl_slist *responseHeaders;
-    curl_slist *lastResponseHeader; /* end of that list */
+    curl_slist *lastResponseHeader; /* last node of responseHeaders */
     guint numResponseHeaders;
     BasicHttpState state;
     BasicHttpSource *body;
@@ -117,58 +153,47 @@ struct BasicHttpRequest {
     char *userName;
     char *userPassword;
     char *userAgent;
-    char *proxy;
-    gint proxyType;
     gint proxyAuth;
     char *proxyUserName;
     char *proxyPassword;
-    char *noProxy;
-    bool sslManualVerification;
-    bool sslVerification; /* by the machine's CA certificates, if no others are named */
-    BasicHttpSslCtxProc sslCtxProc;
     BasicHttpConnectedProc connectedProc;
-    char *sslCAInfo;
-    char *sslCAPath;
-    char *sslCrlFile;
-    guint connectTimeout; /* seconds, 0 for none */
-    bool connectionTimeoutWorkaround;
     guint inactivityTimeoutSending; /* seconds, 0 for none */
     guint inactivityTimeoutSent;
     guint inactivityTimeoutReceiving;
     gint64 lastActivityTime;
-    curl_socket_t socket; /* the last that libcurl opened for it, -1 for none */
+    curl_socket_t socket; /* the last one that libcurl opened for the request, -1 for none */
     CURLcode curlResult;
-    BasicHttpErrorCode errorOverride; /* wins over curlResult unless 0 */
-    bool freshConnection;
-    bool forbidReuse;
+    BasicHttpErrorCode errorOverride; /* takes precedence over curlResult unless 0 */
     guint readEntries;
     guint writeEntries;
     bool queued;
 
-    BasicHttpGlobalState *owner; /* the transport that it was sent with; NULL before */
+    BasicHttpGlobalState *owner; /* the transport that the request was sent with; NULL before */
     gsize maxResponseSize;       /* 0: no limit */
-    gsize numBodyBytesRead;      /* taken from the source since it was last rewound */
-    bool hasWholeHead;           /* the headers of the last response are all there */
-    bool isStrict;               /* sent over TLS or to this machine, or not at all */
+    gsize numBodyBytesRead;      /* read from the source since it was last rewound */
+    bool hasWholeHead;           /* all headers of the last response were received */
+    bool isStrict;               /* is only sent over TLS or to this machine */
     bool isRepeatable;           /* may be sent again after a connection ended without an answer */
-    std::string redirectUrl;     /* the last redirect that was let through; empty for none */
-    gsize numHeaderBytes;        /* header and trailer lines received, of all responses */
-    bool wasSent;                /* on some connection; the two counts are from before that */
-    long numSentBytes;
-    gsize numHeaderBytesAtSend;
-    guint numHandshakes;     /* of TLS that began since the last socket was opened */
-    guint numHolds;          /* functions that still look at it; keeps it from being destroyed */
-    bool inActive;           /* in the table of active requests */
-    bool isDeferred;         /* in the list of what to end when libcurl has returned */
-    bool isFreed;            /* its owner has let it go */
-    bool keepsHandle;        /* the easy handle can serve another request afterwards, */
-    bool isPlainCall;        /* and most of its options too */
-    bool hasCompletion;      /* registered with the loop: completion, */
-    bool hasConnectionTimer; /* connection time-out, */
-    bool hasInactivityTimer; /* inactivity check */
+    std::string redirectUrl;     /* the last redirect that was accepted; empty for none */
+    gsize numHeaderBytes;        /* of the header and trailer lines of all responses */
+    bool wasSent;                /* a connection was assigned; libcurl may have sent it */
+    long numSentBytes;           /* when the last connection was assigned */
+    gsize numHeaderBytesAtSend;  /* numHeaderBytes at that time */
+    guint numHandshakes;         /* TLS handshakes begun since the last socket was opened */
+    guint numHolds;              /* functions that still use the record; it is not deleted before */
+    bool inActive;               /* in the table of active requests */
+    bool isDeferred;             /* in the state's list "deferred" */
+    bool isFreed;                /* released by its owner */
+    BasicHttpSettings
+        handleSettings;      /* those that the handle was set up with; set if keepsOptions */
+    bool keepsOptions;       /* the handle can be kept with its options */
+    bool keepsHandle;        /* the handle can be kept when it was reset */
+    bool hasCompletion;      /* the completion callback is registered */
+    bool hasConnectionTimer; /* the connection time-out is registered */
+    bool hasInactivityTimer; /* the inactivity check is registered */
 };
 
-/* One per descriptor that libcurl wants to have watched. */
+/* A descriptor that libcurl wants to be watched. */
 struct BasicHttpSocketEntry {
     BasicHttpSocketEntry *next;
     curl_socket_t socket;
@@ -176,40 +201,48 @@ struct BasicHttpSocketEntry {
     int events; /* CURL_POLL_IN, CURL_POLL_OUT */
 };
 
+struct BasicHttpKeptHandle {
+    CURL *curl;
+    BasicHttpSettings settings;
+};
+
 struct BasicHttpGlobalState {
     CURLM *multi = nullptr;
     BasicHttpSocketEntry *sockets = nullptr; /* newest first */
     HashTable *active = nullptr;             /* keyed by the request */
-    bool isTearingDown = false;              /* freeing a request does not touch "active" */
-    bool isReleased = false;                 /* torn down, and libcurl has returned */
+    bool isTearingDown = false;              /* freeing a request does not change "active" */
+    bool isReleased = false; /* the tear-down is complete, and libcurl has returned */
     guint maxOutstandingRequests = 0;
     GQueue waiting = G_QUEUE_INIT; /* requests that wait for a slot */
 
-    std::vector<CURL *> idleHandles;  /* kept for the next requests, reset */
-    std::vector<CURL *> plainHandles; /* kept with the options of a plain call */
-    std::vector<CURL *>
-        guardedHandles;              /* kept with those of a plain call that has both TLS procs */
-    bool hasLookedAtOpenSsl = false; /* whether libcurl's is that of the TLS layer, */
-    bool hasLayersOpenSsl = false;   /* and what was found */
-    unsigned curlDepth = 0;          /* calls of libcurl that are running */
+    std::vector<CURL *> idleHandles; /* reset, for any request */
+    std::vector<BasicHttpKeptHandle>
+        keptHandles;                 /* for requests with the same settings, oldest first */
+    bool hasLookedAtOpenSsl = false; /* the next field is set */
+    bool hasLayersOpenSsl = false;   /* libcurl has the OpenSSL of the TLS layer */
+    unsigned curlDepth = 0;          /* nested calls of libcurl */
     std::vector<BasicHttpRequest *> deferred;
-    bool wantsKick = false; /* the engine was asked for while libcurl ran */
-    bool hasKick = false;   /* registered with the loop */
+    bool wantsKick = false; /* the engine was requested while libcurl ran */
+    bool hasKick = false;   /* a zero-delay callback of the engine is registered */
     bool hasTimer = false;
     bool isStartingQueued = false;
-    guint numCompletions = 0; /* ended requests whose senders are about to hear of it */
+    long keptConnections = 0;   /* libcurl's limit */
+    gint64 peakPeriodStart = 0; /* of the count of the most active requests */
+    gsize peak = 0;
+    gsize lastPeak = 0;       /* of the period before */
+    guint numCompletions = 0; /* requests with a registered completion callback */
 };
 
 extern BasicHttpGlobalState *curlGlobalState;
 extern OrvanePollCallback pollCallbackProc;
 extern OrvanePollCallbackRemove pollCallbackRemoveProc;
 extern bool basicHttpTrace;
-/* Microseconds that only grow; tests put a clock of their own here. */
+/* A monotonic clock in microseconds; replaced by tests. */
 extern gint64 (*basicHttpNow)(void);
 
 constexpr gint64 kMicrosecondsPerSecond = 1000000;
 
-/* A time during which libcurl runs; see above. */
+/* Exists while libcurl runs; see above. */
 class BasicHttpInsideCurl {
 public:
     explicit BasicHttpInsideCurl(BasicHttpGlobalState *state);
@@ -218,7 +251,7 @@ public:
     BasicHttpInsideCurl(const BasicHttpInsideCurl &) = delete;
     BasicHttpInsideCurl &operator=(const BasicHttpInsideCurl &) = delete;
 
-    /* The transport whose libcurl calls back at this moment; NULL when it is being torn down. */
+    /* The transport whose libcurl is calling back; NULL during its tear-down. */
     static BasicHttpGlobalState *Current();
 
 private:
@@ -226,7 +259,7 @@ private:
     BasicHttpGlobalState *outer;
 };
 
-/* Keeps the record of a request until the end of a scope, whatever is done to it meanwhile. */
+/* Keeps the record of a request until the end of a scope, also if the request is freed meanwhile. */
 class BasicHttpHold {
 public:
     explicit BasicHttpHold(BasicHttpRequest *request);
@@ -242,17 +275,17 @@ private:
 bool BasicHttpHasCapacity(const BasicHttpGlobalState *state);
 void BasicHttpDestroyRequest(BasicHttpRequest *request);
 void BasicHttpDestroyState(BasicHttpGlobalState *state);
-/* Takes a request out of the multi handle; outside of libcurl only. */
+/* Removes a request from the multi handle. Must not be called inside libcurl. */
 void BasicHttpRemoveFromMulti(BasicHttpRequest *request);
 
 /* basicHttpSend.cpp */
 bool BasicHttpStartRequest(BasicHttpRequest *request);
-/* Gives up the easy handle, which must not be in the multi handle any more; none is fine. */
+/* Keeps or frees the easy handle, if there is one. It must have been removed from the multi handle. */
 void BasicHttpReleaseHandle(BasicHttpGlobalState *state, BasicHttpRequest *request);
 
 /* basicHttpTls.cpp */
-/* Whether a libcurl with this TLS library shares its OpenSSL with the TLS layer, whose OpenSSL is of version 3
- * if opaque, else of 1.0.2. */
+/* Whether a libcurl with this TLS library uses the OpenSSL of the TLS layer, which is version 3 if opaque, otherwise
+ * 1.0.2. */
 bool BasicHttpIsSameOpenSsl(const char *tlsLibrary, bool isOpaque);
 CURLcode BasicHttpSetTlsOptions(CURL *curl, BasicHttpRequest *request);
 bool BasicHttpHasLayersOpenSsl(BasicHttpGlobalState *state);
@@ -263,10 +296,9 @@ int BasicHttpPrereqCurlCallback(void *data, char *peerAddress, char *localAddres
 
 /* basicHttpSocket.cpp */
 enum class BasicHttpWake {
-    kTimer,   /* libcurl's timer has run out */
-    kSocket,  /* something happened on a descriptor */
-    kAll,     /* look at all requests */
-    kStarted, /* look at those that were just added */
+    kTimer,  /* libcurl's timer expired, or a request was added, whose first step is due then */
+    kSocket, /* a descriptor is ready */
+    kAll,    /* all requests are examined, at the cost of a system call each */
 };
 void BasicHttpRunEngine(BasicHttpWake wake, curl_socket_t socket);
 void BasicHttpSocketPollCallback(gpointer clientData);
@@ -274,7 +306,7 @@ void BasicHttpScheduleKick(BasicHttpGlobalState *state);
 int BasicHttpSocketCurlCallback(CURL *easy, curl_socket_t descriptor, int what, void *userData,
                                 void *socketData);
 int BasicHttpTimerCurlCallback(CURLM *multi, long timeoutMs, void *userData);
-/* Takes libcurl's sockets, timer and kick off the loop. */
+/* Removes sockets, timer and kick from the loop. */
 void BasicHttpLeaveLoop(BasicHttpGlobalState *state);
 curl_socket_t BasicHttpOpenSocketCurlCallback(void *data, curlsocktype purpose,
                                               curl_sockaddr *address);
@@ -289,7 +321,7 @@ void BasicHttpFinishRequest(BasicHttpRequest *request, BasicHttpState state);
 size_t BasicHttpReadCallback(char *buffer, size_t size, size_t count, void *data);
 size_t BasicHttpWriteCallback(char *buffer, size_t size, size_t count, void *data);
 curlioerr BasicHttpIoctlCallback(CURL *handle, int command, void *data);
-/* Notes in the state that the body is out, which libcurl does not report by itself. */
+/* Updates the state if the whole body was sent, which libcurl does not report. */
 void BasicHttpUpdateSendState(BasicHttpRequest *request);
 gsize BasicHttpBodyLength(const BasicHttpRequest *request);
 
@@ -297,7 +329,7 @@ gsize BasicHttpBodyLength(const BasicHttpRequest *request);
 size_t BasicHttpHeaderCallback(char *line, size_t size, size_t count, void *data);
 
 /* basicHttpRedirect.cpp */
-/* Looks at a header line. FALSE if it is a redirect that is not followed. */
+/* Checks a header line. FALSE if it is a redirect that is not followed. */
 bool BasicHttpCheckRedirect(BasicHttpRequest *request, std::string_view line);
 
 /* basicHttpPause.cpp */
@@ -310,11 +342,11 @@ void BasicHttpStartInactivityTimeout(BasicHttpRequest *request);
 void BasicHttpClearInactivityTimeout(BasicHttpRequest *request);
 
 /* basicHttpSource.cpp */
-/* The bytes of a memory source; NULL for any other. */
+/* Returns the record of a memory source; NULL for any other source. */
 const BasicHttpMemorySource *BasicHttpMemoryOf(const BasicHttpSource *source);
 
 /* basicHttpRequestHeader.cpp */
-/* What a request sends, its own or shared; NULL for none. */
+/* The headers that a request sends, its own or shared ones; NULL for none. */
 curl_slist *BasicHttpRequestHeaders(const BasicHttpRequest *request);
 void BasicHttpFreeRequestHeaders(BasicHttpRequest *request);
 bool BasicHttpHasLineBreak(const char *text);
@@ -323,8 +355,15 @@ bool BasicHttpHasLineBreak(const char *text);
 BasicHttpCookieJar *BasicHttpHoldCookieJar(BasicHttpCookieJar *jar);
 BasicHttpCookieJar *BasicHttpDefaultCookieJar(void);
 void BasicHttpFreeDefaultCookieJar(void);
-/* The line for CURLOPT_COOKIELIST that binds a cookie to the host of a URL. */
+/* Makes the line for CURLOPT_COOKIELIST that binds a cookie to the host of a URL; empty if the URL has no host. */
 std::string BasicHttpBindCookie(const char *line, const char *url);
+
+/* Number of jars that are no files. */
+gsize BasicHttpNumSharedJars(void);
+
+/* basicHttpKeep.cpp */
+/* Adapts the number of connections that libcurl keeps; called for each request that is started. */
+void BasicHttpUpdateKeptConnections(BasicHttpGlobalState *state);
 
 /* basicHttpUrl.cpp */
 struct BasicHttpZone {
@@ -341,9 +380,9 @@ struct BasicHttpPlace {
     bool operator==(const BasicHttpPlace &) const = default;
     bool IsHttps() const { return scheme == "https"; }
 };
-/* None for a text that is no http or https URL. The URL has no zone. */
+/* Parses a URL without a zone; nothing if it is no http or https URL. */
 std::optional<BasicHttpPlace> BasicHttpPlaceOf(const std::string &url);
-/* The URL that a redirect leads to; none if it is not followed. */
+/* Resolves a redirect; nothing if it is not followed. */
 std::optional<std::string> BasicHttpFollowedUrl(const char *from, const char *location);
 bool BasicHttpIsLoopbackAddress(const std::string &address);
 bool BasicHttpIsHttpsUrl(const char *url);

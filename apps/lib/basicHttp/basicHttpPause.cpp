@@ -11,9 +11,9 @@ void BasicHttpRemoveResumePollCallback(BasicHttpRequest *request) {
                                POLL_CLASS_MAIN);
 }
 
-/* Hands the mask to libcurl. It may deliver kept data at once, and so reach a progress proc that frees
- * the request: nothing of it may be used after this. */
-bool BasicHttpSetPaused(BasicHttpRequest *request, guint32 mask) {
+/* Passes the mask to libcurl, which may deliver buffered data at once. A progress proc may then free the request, so
+ * the caller must not use it afterwards. */
+bool SetPaused(BasicHttpRequest *request, guint32 mask) {
     const guint32 oldMask = request->pausedMask;
     request->pausedMask = mask;
     request->lastActivityTime = basicHttpNow();
@@ -26,22 +26,22 @@ bool BasicHttpSetPaused(BasicHttpRequest *request, guint32 mask) {
 
 bool BasicHttpPauseRequest(BasicHttpRequest *request, guint32 mask, bool noKick) {
     BasicHttpRemoveResumePollCallback(request);
-    if (!BasicHttpSetPaused(request, mask))
+    if (!SetPaused(request, mask))
         return false;
     if (!noKick)
         BasicHttpRunEngine(BasicHttpWake::kAll, CURL_SOCKET_BAD);
     return true;
 }
 
-gboolean BasicHttpPauseDirection(BasicHttpRequest *request, guint32 bit, gboolean pause) {
+gboolean PauseDirection(BasicHttpRequest *request, guint32 bit, gboolean pause) {
     if (!request || !request->curl)
         return FALSE;
     const guint32 mask = pause ? request->pausedMask | bit : request->pausedMask & ~bit;
     return BasicHttpPauseRequest(request, mask, pause);
 }
 
-/* Whether the receive side is as wanted; a request that has been freed is not. */
-bool BasicHttpIsRecvPaused(BasicHttpRequest *request, bool wanted) {
+/* Whether the receive side is in the given state; FALSE for a request that has been freed. */
+bool IsRecvPaused(BasicHttpRequest *request, bool wanted) {
     const bool isPaused = request->pausedMask & kPausedRecv;
     return !request->isFreed && isPaused == wanted;
 }
@@ -60,11 +60,11 @@ void BasicHttpResumePollCallback(gpointer clientData) {
 }
 
 gboolean BasicHttp_PauseSendRequest(BasicHttpRequest *request, gboolean pause) {
-    return BasicHttpPauseDirection(request, kPausedSend, pause);
+    return PauseDirection(request, kPausedSend, pause);
 }
 
 gboolean BasicHttp_PauseRecvRequest(BasicHttpRequest *request, gboolean pause) {
-    return BasicHttpPauseDirection(request, kPausedRecv, pause);
+    return PauseDirection(request, kPausedRecv, pause);
 }
 
 gboolean BasicHttp_KickRecvRequest(BasicHttpRequest *request) {
@@ -78,7 +78,7 @@ gboolean BasicHttp_KickRecvRequest(BasicHttpRequest *request) {
         Log("BasicHTTP: %s: Failed to pause request %p.\n", __func__, shown);
         return FALSE;
     }
-    if (!BasicHttpIsRecvPaused(request, true)) {
+    if (!IsRecvPaused(request, true)) {
         Log("BasicHTTP: %s: Request %p is not paused after pausing.\n", __func__, shown);
         return FALSE;
     }
@@ -86,7 +86,7 @@ gboolean BasicHttp_KickRecvRequest(BasicHttpRequest *request) {
         Log("BasicHTTP: %s: Failed to resume request %p.\n", __func__, shown);
         return FALSE;
     }
-    if (!BasicHttpIsRecvPaused(request, false)) {
+    if (!IsRecvPaused(request, false)) {
         Log("BasicHTTP: %s: Request %p is still paused after resuming.\n", __func__, shown);
         return FALSE;
     }

@@ -1,5 +1,5 @@
-// Which redirects are followed. libcurl would carry the body and the cookies of a login to whatever host
-// a "Location" names, so it is read here, before libcurl can act on it.
+// Which redirects are followed. libcurl would send the body and the cookies of a login to any host that a
+// "Location" names, so the line is checked here before libcurl evaluates it.
 #include "apps/lib/basicHttp/basicHttpInt.h"
 
 #include <string_view>
@@ -13,7 +13,7 @@ bool BasicHttpCheckRedirect(BasicHttpRequest *request, std::string_view line) {
                             std::min(line.size(), kLocation.size())) != 0 ||
         line.size() < kLocation.size())
         return true;
-    /* libcurl's own reading of the status line decides whether it follows */
+    /* libcurl follows by its own parse of the status line */
     long status = 0;
     BasicHttp_GetResponseCode(request, &status);
     if (status < 300 || status > 399)

@@ -6,21 +6,21 @@
 
 namespace {
 
-bool BasicHttpAppend(curl_slist **list, const char *text) {
+bool AppendHeader(curl_slist **list, const char *text) {
     curl_slist *longer = curl_slist_append(*list, text);
     if (longer)
         *list = longer;
     return longer != nullptr;
 }
 
-/* What was shared becomes its own. */
-void BasicHttpUnshareHeaders(BasicHttpRequest *request) {
+/* Replaces a shared list by a copy of its own. */
+void UnshareHeaders(BasicHttpRequest *request) {
     BasicHttpHeaders *shared = request->sharedHeaders;
     if (!shared)
         return;
     request->sharedHeaders = nullptr;
     for (const curl_slist *node = shared->list; node; node = node->next)
-        BasicHttpAppend(&request->requestHeaders, node->data);
+        AppendHeader(&request->requestHeaders, node->data);
     BasicHttp_FreeHeaders(shared);
 }
 
@@ -37,8 +37,8 @@ gboolean BasicHttp_AppendRequestHeader(BasicHttpRequest *request, const char *te
         Warning("BasicHTTP: A request header with a line break is refused.\n");
         return FALSE;
     }
-    BasicHttpUnshareHeaders(request);
-    if (BasicHttpAppend(&request->requestHeaders, text))
+    UnshareHeaders(request);
+    if (AppendHeader(&request->requestHeaders, text))
         return TRUE;
     Log("BasicHTTP: AppendRequestHeader failed to append to the request header. "
         "Insufficient memory.\n");
@@ -62,7 +62,7 @@ BasicHttpHeaders *BasicHttp_CreateHeaders(const char *const *texts) {
             BasicHttp_FreeHeaders(headers);
             return nullptr;
         }
-        BasicHttpAppend(&headers->list, *texts);
+        AppendHeader(&headers->list, *texts);
     }
     return headers;
 }

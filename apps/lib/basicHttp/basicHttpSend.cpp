@@ -1,4 +1,4 @@
-// A request is started: an easy handle gets its options, in groups that depend on nothing but order.
+// The start of a request: the options of its easy handle are set, group by group, in a fixed order.
 #include "apps/lib/basicHttp/basicHttpInt.h"
 
 #include <algorithm>
@@ -15,13 +15,13 @@ constexpr char kProtocols[] = "http,https";
 constexpr char kSafeProtocols[] = "https";
 constexpr long kMaxRedirects = 10;
 constexpr long kWorkaroundConnectTimeout = 60; /* seconds */
-/* Handles kept for later requests; more than so many seldom run at once. */
+/* Number of handles of each kind that are kept for later requests. More requests seldom run at once. */
 constexpr size_t kMaxIdleHandles = 16;
-/* libcurl sends a body of up to this size together with the headers, in one piece. */
+/* libcurl sends a body of up to this size in one piece with the headers. */
 constexpr gsize kMaxJoinedBody = 64 * 1024 - 1;
 
 /* Sets options of an easy handle until one fails. */
-struct BasicHttpOptions {
+struct CurlOptions {
     CURL *curl;
     CURLcode result = CURLE_OK;
 
@@ -29,14 +29,14 @@ struct BasicHttpOptions {
         if (result == CURLE_OK)
             result = curl_easy_setopt(curl, option, value);
     }
-    /* Leaves libcurl's default where there is no text. */
+    /* Keeps libcurl's default if the text is NULL. */
     void SetText(CURLoption option, const char *text) {
         if (text)
             Set(option, text);
     }
 };
 
-long BasicHttpCurlAuth(gint authType) {
+long CurlAuth(gint authType) {
     switch (authType) {
     case BASICHTTP_AUTH_BASIC:
         return long(CURLAUTH_BASIC);
@@ -48,68 +48,64 @@ long BasicHttpCurlAuth(gint authType) {
     return long(CURLAUTH_ANY);
 }
 
-/* What began encrypted stays so. */
-void BasicHttpSetPlace(BasicHttpOptions *options, BasicHttpRequest *request) {
+/* A request that begins as https is redirected to https only. */
+void SetPlace(CurlOptions *options, BasicHttpRequest *request) {
     options->Set(CURLOPT_URL, request->url);
     options->Set(CURLOPT_REDIR_PROTOCOLS_STR,
                  BasicHttpIsHttpsUrl(request->url) ? kSafeProtocols : kProtocols);
 }
 
-void BasicHttpSetUrl(BasicHttpOptions *options, BasicHttpRequest *request) {
-    const BasicHttpZone split = BasicHttpTakeZone(request->url);
-    if (!split.zone.empty()) {
-        g_free(request->url);
-        request->url = g_strdup(split.url.c_str());
+void SetUrl(CurlOptions *options, BasicHttpRequest *request) {
+    const std::string &zone = request->settings.zone;
+    if (!zone.empty()) {
         long scope = 0;
-        const char *end = split.zone.data() + split.zone.size();
-        const auto read = std::from_chars(split.zone.data(), end, scope);
+        const char *end = zone.data() + zone.size();
+        const auto read = std::from_chars(zone.data(), end, scope);
         if (read.ec == std::errc() && read.ptr == end)
             options->Set(CURLOPT_ADDRESS_SCOPE, scope);
         else
-            options->Set(CURLOPT_INTERFACE, split.zone.c_str());
+            options->Set(CURLOPT_INTERFACE, zone.c_str());
     }
-    BasicHttpSetPlace(options, request);
+    SetPlace(options, request);
     options->Set(CURLOPT_DEFAULT_PROTOCOL, "http");
     options->Set(CURLOPT_PROTOCOLS_STR, kProtocols);
     options->Set(CURLOPT_MAXREDIRS, kMaxRedirects);
 }
 
-void BasicHttpSetConnection(BasicHttpOptions *options, BasicHttpRequest *request) {
-    if (request->freshConnection) {
+void SetConnection(CurlOptions *options, BasicHttpRequest *request) {
+    if (request->settings.freshConnection)
         options->Set(CURLOPT_FRESH_CONNECT, 1L);
-        request->freshConnection = false;
-    }
-    if (request->forbidReuse)
+    if (request->settings.forbidReuse)
         options->Set(CURLOPT_FORBID_REUSE, 1L);
 }
 
-void BasicHttpSetTls(BasicHttpOptions *options, BasicHttpRequest *request) {
+void SetTls(CurlOptions *options, BasicHttpRequest *request) {
     if (options->result == CURLE_OK)
         options->result = BasicHttpSetTlsOptions(options->curl, request);
 }
 
-void BasicHttpSetBehaviour(BasicHttpOptions *options, BasicHttpRequest *request) {
+void SetBehaviour(CurlOptions *options, BasicHttpRequest *request) {
     options->Set(CURLOPT_FOLLOWLOCATION, 1L);
     options->Set(CURLOPT_POSTREDIR, long(CURL_REDIR_POST_301));
     options->Set(CURLOPT_NOSIGNAL, 1L);
     options->Set(CURLOPT_SOCKOPTFUNCTION, BasicHttpSetSockOpts);
-    if (request->flags & BASICHTTP_REQUEST_TUNNEL)
+    if (request->settings.flags & BASICHTTP_REQUEST_TUNNEL)
         options->Set(CURLOPT_HTTPPROXYTUNNEL, 1L);
-    /* What a proxy says while it opens a tunnel is not the response. */
+    /* The headers by which a proxy opens a tunnel are not those of the response. */
     options->Set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
 }
 
-void BasicHttpSetIdentity(BasicHttpOptions *options, BasicHttpRequest *request) {
+void SetIdentity(CurlOptions *options, BasicHttpRequest *request) {
     if (request->authType != 0 && request->userName && request->userPassword) {
         options->Set(CURLOPT_USERNAME, request->userName);
         options->Set(CURLOPT_PASSWORD, request->userPassword);
-        options->Set(CURLOPT_HTTPAUTH, BasicHttpCurlAuth(request->authType));
+        options->Set(CURLOPT_HTTPAUTH, CurlAuth(request->authType));
     }
     options->Set(CURLOPT_USERAGENT, request->userAgent ? request->userAgent : kDefaultUserAgent);
 }
 
-/* The share that a jar is, and the cookie that it starts with. */
-void BasicHttpSetJar(BasicHttpOptions *options, BasicHttpRequest *request) {
+/* Sets the share of a jar and its initial cookie. */
+void SetJar(CurlOptions *options, BasicHttpRequest *request) {
     BasicHttpCookieJar *jar = request->cookieJar;
     if (jar->share)
         options->Set(CURLOPT_SHARE, jar->share);
@@ -121,7 +117,7 @@ void BasicHttpSetJar(BasicHttpOptions *options, BasicHttpRequest *request) {
     BasicHttp_SetInitialCookie(jar, nullptr);
 }
 
-void BasicHttpSetCookies(BasicHttpOptions *options, BasicHttpRequest *request) {
+void SetCookies(CurlOptions *options, BasicHttpRequest *request) {
     BasicHttpCookieJar *jar = request->cookieJar;
     if (!jar) {
         options->Set(CURLOPT_COOKIEFILE, "");
@@ -135,16 +131,17 @@ void BasicHttpSetCookies(BasicHttpOptions *options, BasicHttpRequest *request) {
     }
     options->Set(CURLOPT_COOKIEFILE, jar->share ? "" : jar->fileName);
     options->SetText(CURLOPT_COOKIEJAR, jar->fileName);
-    BasicHttpSetJar(options, request);
+    SetJar(options, request);
 }
 
-void BasicHttpSetProxyOptions(BasicHttpOptions *options, BasicHttpRequest *request) {
-    switch (request->proxyType) {
+void SetProxyOptions(CurlOptions *options, BasicHttpRequest *request) {
+    const BasicHttpSettings &settings = request->settings;
+    switch (settings.proxyType) {
     case BASICHTTP_PROXY_NONE:
         break;
     case BASICHTTP_PROXY_HTTP:
         options->Set(CURLOPT_PROXYTYPE, long(CURLPROXY_HTTP));
-        if (!(request->flags & BASICHTTP_REQUEST_TUNNEL))
+        if (!(settings.flags & BASICHTTP_REQUEST_TUNNEL))
             options->Set(CURLOPT_FRESH_CONNECT, 1L);
         break;
     case BASICHTTP_PROXY_SOCKS4:
@@ -153,46 +150,48 @@ void BasicHttpSetProxyOptions(BasicHttpOptions *options, BasicHttpRequest *reque
     default:
         NOT_IMPLEMENTED();
     }
-    options->SetText(CURLOPT_PROXY, request->proxy);
-    options->SetText(CURLOPT_NOPROXY, request->noProxy);
+    if (settings.proxy)
+        options->Set(CURLOPT_PROXY, settings.proxy->c_str());
+    if (settings.noProxy)
+        options->Set(CURLOPT_NOPROXY, settings.noProxy->c_str());
     if (request->proxyAuth != 0 && request->proxyUserName && request->proxyPassword) {
         options->Set(CURLOPT_PROXYUSERNAME, request->proxyUserName);
         options->Set(CURLOPT_PROXYPASSWORD, request->proxyPassword);
-        options->Set(CURLOPT_PROXYAUTH, BasicHttpCurlAuth(request->proxyAuth));
+        options->Set(CURLOPT_PROXYAUTH, CurlAuth(request->proxyAuth));
     }
 }
 
-void BasicHttpSetTrace(BasicHttpOptions *options, BasicHttpRequest *request) {
-    if (!basicHttpTrace)
+void SetTrace(CurlOptions *options, BasicHttpRequest *request) {
+    if (!request->settings.isTraced)
         return;
     options->Set(CURLOPT_VERBOSE, 1L);
     options->Set(CURLOPT_DEBUGFUNCTION, BasicHttpDebugCurlCallback);
-    options->Set(CURLOPT_DEBUGDATA, request);
 }
 
-/* A short body of our own that nobody watches needs no read callback: libcurl then sends it with the
- * headers in one piece, which saves a call of the system and a turn of the loop. */
-const BasicHttpMemorySource *BasicHttpJoinableBody(const BasicHttpRequest *request) {
-    if (!request->ownsBody || request->sendProgressProc || request->bandwidthGroup)
-        return nullptr;
+/* Whether libcurl is given the body as one text. It then sends a short body in one piece with the headers, which saves a
+ * system call and a turn of the loop. Progress procs need the read callback. */
+bool IsBodyJoined(const BasicHttpRequest *request) {
+    if (request->settings.method != BASICHTTP_METHOD_POST || !request->ownsBody ||
+        request->sendProgressProc || request->bandwidthGroup)
+        return false;
     const BasicHttpMemorySource *memory = BasicHttpMemoryOf(request->body);
-    return memory && memory->length <= kMaxJoinedBody ? memory : nullptr;
+    return memory && memory->length <= kMaxJoinedBody;
 }
 
-void BasicHttpSetPostBody(BasicHttpOptions *options, BasicHttpRequest *request) {
+void SetPostBody(CurlOptions *options, BasicHttpRequest *request) {
     options->Set(CURLOPT_POSTFIELDSIZE_LARGE, curl_off_t(BasicHttpBodyLength(request)));
-    if (const BasicHttpMemorySource *memory = BasicHttpJoinableBody(request))
-        options->Set(CURLOPT_POSTFIELDS, memory->data);
+    if (request->settings.isBodyJoined)
+        options->Set(CURLOPT_POSTFIELDS, BasicHttpMemoryOf(request->body)->data);
 }
 
-void BasicHttpSetMethod(BasicHttpOptions *options, BasicHttpRequest *request) {
-    switch (request->method) {
+void SetMethod(CurlOptions *options, BasicHttpRequest *request) {
+    switch (request->settings.method) {
     case BASICHTTP_METHOD_GET:
         options->Set(CURLOPT_HTTPGET, 1L);
         break;
     case BASICHTTP_METHOD_POST:
         options->Set(CURLOPT_POST, 1L);
-        BasicHttpSetPostBody(options, request);
+        SetPostBody(options, request);
         break;
     case BASICHTTP_METHOD_HEAD:
         options->Set(CURLOPT_NOBODY, 1L);
@@ -210,116 +209,143 @@ void BasicHttpSetMethod(BasicHttpOptions *options, BasicHttpRequest *request) {
         options->Set(CURLOPT_HTTPHEADER, headers);
 }
 
-void BasicHttpSetCallbackData(BasicHttpOptions *options, BasicHttpRequest *request) {
+void SetCallbackData(CurlOptions *options, BasicHttpRequest *request) {
     for (CURLoption option :
          {CURLOPT_HEADERDATA, CURLOPT_READDATA, CURLOPT_WRITEDATA, CURLOPT_IOCTLDATA,
           CURLOPT_PRIVATE, CURLOPT_SOCKOPTDATA, CURLOPT_OPENSOCKETDATA, CURLOPT_PREREQDATA})
         options->Set(option, request);
-    if (request->sslCtxProc)
+    if (request->settings.sslCtxProc)
         options->Set(CURLOPT_SSL_CTX_DATA, request);
+    if (request->settings.isTraced)
+        options->Set(CURLOPT_DEBUGDATA, request);
 }
 
-void BasicHttpSetCallbacks(BasicHttpOptions *options, BasicHttpRequest *request) {
+void SetCallbacks(CurlOptions *options, BasicHttpRequest *request) {
     options->Set(CURLOPT_HEADERFUNCTION, BasicHttpHeaderCallback);
     options->Set(CURLOPT_READFUNCTION, BasicHttpReadCallback);
     options->Set(CURLOPT_WRITEFUNCTION, BasicHttpWriteCallback);
     options->Set(CURLOPT_IOCTLFUNCTION, BasicHttpIoctlCallback);
     options->Set(CURLOPT_PREREQFUNCTION, BasicHttpPrereqCurlCallback);
-    BasicHttpSetCallbackData(options, request);
+    SetCallbackData(options, request);
 }
 
-/* libcurl opens sockets that children would inherit, so ours is used in either case. */
-void BasicHttpSetConnectTimeout(BasicHttpOptions *options, BasicHttpRequest *request) {
+/* Child processes would inherit the sockets that libcurl opens, so our callback is set in both cases. */
+void SetConnectTimeout(CurlOptions *options, BasicHttpRequest *request) {
     options->Set(CURLOPT_OPENSOCKETFUNCTION, BasicHttpOpenSocketCurlCallback);
-    options->Set(CURLOPT_CONNECTTIMEOUT, request->connectionTimeoutWorkaround
+    options->Set(CURLOPT_CONNECTTIMEOUT, request->settings.connectionTimeoutWorkaround
                                              ? kWorkaroundConnectTimeout
-                                             : long(request->connectTimeout));
+                                             : long(request->settings.connectTimeout));
 }
 
-void BasicHttpSetAll(BasicHttpOptions *options, BasicHttpRequest *request) {
-    for (auto set :
-         {BasicHttpSetUrl, BasicHttpSetConnection, BasicHttpSetTls, BasicHttpSetBehaviour,
-          BasicHttpSetIdentity, BasicHttpSetCookies, BasicHttpSetProxyOptions, BasicHttpSetTrace,
-          BasicHttpSetMethod, BasicHttpSetCallbacks, BasicHttpSetConnectTimeout})
+void SetAll(CurlOptions *options, BasicHttpRequest *request) {
+    for (auto set : {SetUrl, SetConnection, SetTls, SetBehaviour, SetIdentity, SetCookies,
+                     SetProxyOptions, SetTrace, SetMethod, SetCallbacks, SetConnectTimeout})
         set(options, request);
 }
 
-/* A session's calls differ in little but their bodies: posts without a proxy, through a shared jar. What
- * all such have in common is left in the handles that they have used. */
-bool BasicHttpIsPlainCall(const BasicHttpRequest *request) {
-    const bool isSpecial = request->freshConnection || request->forbidReuse ||
-                           request->authType != 0 || request->sslManualVerification ||
-                           request->sslVerification || request->sslCAInfo || request->sslCAPath ||
-                           request->noProxy || !request->sslCtxProc != !request->connectedProc ||
-                           (request->flags & BASICHTTP_REQUEST_TUNNEL) ||
-                           !request->connectionTimeoutWorkaround || basicHttpTrace;
-    const BasicHttpCookieJar *jar = request->cookieJar;
-    return request->method == BASICHTTP_METHOD_POST && !isSpecial && jar && jar->share &&
-           !jar->isNewSession && request->proxy && request->proxyType == BASICHTTP_PROXY_NONE &&
-           BasicHttpJoinableBody(request) && !strchr(request->url, '%');
-}
-
-/* What a handle of a plain call needs for another: all that BasicHttpIsPlainCall() leaves open. */
-void BasicHttpSetPlainCall(BasicHttpOptions *options, BasicHttpRequest *request) {
-    BasicHttpSetPlace(options, request);
-    BasicHttpSetIdentity(options, request);
-    BasicHttpSetJar(options, request);
-    BasicHttpSetPostBody(options, request);
+/* Sets the options that differ between requests of equal settings. */
+void SetCallOptions(CurlOptions *options, BasicHttpRequest *request) {
+    SetPlace(options, request);
+    SetIdentity(options, request);
+    SetJar(options, request);
+    SetPostBody(options, request);
     options->Set(CURLOPT_HTTPHEADER, BasicHttpRequestHeaders(request));
-    BasicHttpSetCallbackData(options, request);
+    SetCallbackData(options, request);
 }
 
-std::vector<CURL *> *BasicHttpKeptHandles(BasicHttpGlobalState *state,
-                                          const BasicHttpRequest *request) {
-    if (!request->isPlainCall)
-        return &state->idleHandles;
-    return request->sslCtxProc ? &state->guardedHandles : &state->plainHandles;
+/* Completes the settings by what is only known at the start. */
+void CompleteSettings(BasicHttpRequest *request) {
+    BasicHttpSettings *settings = &request->settings;
+    BasicHttpZone split = BasicHttpTakeZone(request->url);
+    if (!split.zone.empty()) {
+        g_free(request->url);
+        request->url = g_strdup(split.url.c_str());
+        settings->zone = std::move(split.zone);
+    }
+    settings->isTraced = basicHttpTrace;
+    settings->isBodyJoined = IsBodyJoined(request);
 }
 
-CURL *BasicHttpTake(std::vector<CURL *> *handles) {
-    if (handles->empty())
-        return nullptr;
-    CURL *handle = handles->back();
-    handles->pop_back();
-    return handle;
+/* Whether the handle can be used with its options for another request. A handle without a shared jar holds cookies,
+ * and one with credentials holds the state of the authentication; these are reset. */
+bool KeepsOptions(const BasicHttpRequest *request) {
+    const BasicHttpCookieJar *jar = request->cookieJar;
+    return request->settings.isBodyJoined && request->authType == 0 && jar && jar->share &&
+           !jar->isNewSession;
 }
 
-/* Gives the request a handle with all its options. */
-bool BasicHttpSetUp(BasicHttpGlobalState *state, BasicHttpRequest *request) {
-    request->isPlainCall = BasicHttpIsPlainCall(request);
-    request->keepsHandle = !request->cookieJar || request->cookieJar->share;
-    request->curl =
-        request->isPlainCall ? BasicHttpTake(BasicHttpKeptHandles(state, request)) : nullptr;
-    const bool isPrepared = request->curl != nullptr;
-    if (!isPrepared)
-        request->curl = BasicHttpTake(&state->idleHandles);
-    if (!request->curl)
+/* Assigns a kept handle whose settings equal those of the request; FALSE if there is none. */
+bool TakeKeptHandle(BasicHttpGlobalState *state, BasicHttpRequest *request) {
+    auto &kept = state->keptHandles;
+    /* newest first, since its memory is likely to be in the processor's cache */
+    const auto found = std::find_if(kept.rbegin(), kept.rend(), [&](const auto &handle) {
+        return handle.settings == request->settings;
+    });
+    if (found == kept.rend())
+        return false;
+    request->curl = found->curl;
+    request->handleSettings = std::move(found->settings);
+    kept.erase(std::next(found).base());
+    return true;
+}
+
+/* Keeps a handle, in place of the oldest one if there are enough. */
+void KeepHandle(BasicHttpGlobalState *state, BasicHttpKeptHandle handle) {
+    auto &kept = state->keptHandles;
+    if (kept.size() >= kMaxIdleHandles) {
+        curl_easy_cleanup(kept.front().curl);
+        kept.erase(kept.begin());
+    }
+    kept.push_back(std::move(handle));
+}
+
+void TakeIdleHandle(BasicHttpGlobalState *state, BasicHttpRequest *request) {
+    if (state->idleHandles.empty()) {
         request->curl = curl_easy_init();
+        return;
+    }
+    request->curl = state->idleHandles.back();
+    state->idleHandles.pop_back();
+}
+
+/* Assigns a handle and sets all its options. */
+bool SetUp(BasicHttpGlobalState *state, BasicHttpRequest *request) {
+    CompleteSettings(request);
+    request->keepsOptions = KeepsOptions(request);
+    request->keepsHandle = !request->cookieJar || request->cookieJar->share;
+    const bool isPrepared = request->keepsOptions && TakeKeptHandle(state, request);
+    if (!isPrepared)
+        TakeIdleHandle(state, request);
     if (!request->curl)
         return false;
 
-    BasicHttpOptions options{request->curl};
-    if (isPrepared)
-        BasicHttpSetPlainCall(&options, request);
-    else
-        BasicHttpSetAll(&options, request);
+    CurlOptions options{request->curl};
+    if (isPrepared) {
+        SetCallOptions(&options, request);
+    } else {
+        if (request->keepsOptions)
+            request->handleSettings = request->settings;
+        SetAll(&options, request);
+    }
+    request->settings.freshConnection = false; /* for this start only */
     if (options.result != CURLE_OK)
         Warning("BasicHTTP: Request %p could not be set up: %s\n", static_cast<void *>(request),
                 curl_easy_strerror(options.result));
     return options.result == CURLE_OK;
 }
 
-/* The end of a start that failed; it may be tried again. */
-bool BasicHttpFailStart(BasicHttpRequest *request) {
+/* Undoes a failed start; the request can be sent again. */
+bool FailStart(BasicHttpRequest *request) {
     BasicHttpFinishRequest(request, BASICHTTP_STATE_IDLE);
     request->keepsHandle = false;
     BasicHttpReleaseHandle(request->owner, request);
     return false;
 }
 
-bool BasicHttpAddToMulti(BasicHttpGlobalState *state, BasicHttpRequest *request) {
+bool AddToMulti(BasicHttpGlobalState *state, BasicHttpRequest *request) {
     request->inActive = true;
     HashTable_Insert(state->active, request, request);
+    BasicHttpUpdateKeptConnections(state);
     BasicHttpInsideCurl inside(state);
     request->inMulti = curl_multi_add_handle(state->multi, request->curl) == CURLM_OK;
     return request->inMulti;
@@ -330,20 +356,20 @@ bool BasicHttpAddToMulti(BasicHttpGlobalState *state, BasicHttpRequest *request)
 bool BasicHttpStartRequest(BasicHttpRequest *request) {
     BasicHttpGlobalState *state = request->owner;
     request->state = BASICHTTP_STATE_SENDING;
-    if (!BasicHttpSetUp(state, request))
-        return BasicHttpFailStart(request);
+    if (!SetUp(state, request))
+        return FailStart(request);
 
     BasicHttpStartConnectionTimeout(request);
     request->lastActivityTime = basicHttpNow();
     BasicHttpStartInactivityTimeout(request);
-    if (!BasicHttpAddToMulti(state, request))
-        return BasicHttpFailStart(request);
+    if (!AddToMulti(state, request))
+        return FailStart(request);
 
     BasicHttpTraceSending(request);
-    /* While others are still to hear of their ends, libcurl's timer, or the start made by the last of
-     * them, sends for all: requests that leave together wake the server once. */
+    /* While completions of other requests are pending, libcurl is not driven here: its timer, or the start made by
+     * the last of them, sends all new requests together and so wakes the server once. */
     if (state->numCompletions == 0)
-        BasicHttpRunEngine(BasicHttpWake::kStarted, CURL_SOCKET_BAD);
+        BasicHttpRunEngine(BasicHttpWake::kTimer, CURL_SOCKET_TIMEOUT);
     return true; /* the request may have been freed meanwhile */
 }
 
@@ -352,16 +378,18 @@ void BasicHttpReleaseHandle(BasicHttpGlobalState *state, BasicHttpRequest *reque
     request->curl = nullptr;
     if (!handle)
         return;
-    std::vector<CURL *> *kept = BasicHttpKeptHandles(state, request);
-    if (!request->keepsHandle || state->isTearingDown || kept->size() >= kMaxIdleHandles) {
+    const bool isFull = !request->keepsOptions && state->idleHandles.size() >= kMaxIdleHandles;
+    if (!request->keepsHandle || state->isTearingDown || isFull) {
         curl_easy_cleanup(handle); /* this writes a cookie file */
         return;
     }
     if (request->cookieJar)
         curl_easy_setopt(handle, CURLOPT_SHARE, nullptr);
-    if (!request->isPlainCall) {
-        curl_easy_setopt(handle, CURLOPT_COOKIEFILE, nullptr); /* a reset keeps cookies */
-        curl_easy_reset(handle);
+    if (request->keepsOptions) {
+        KeepHandle(state, {handle, std::move(request->handleSettings)});
+        return;
     }
-    kept->push_back(handle);
+    curl_easy_setopt(handle, CURLOPT_COOKIEFILE, nullptr); /* a reset keeps cookies */
+    curl_easy_reset(handle);
+    state->idleHandles.push_back(handle);
 }

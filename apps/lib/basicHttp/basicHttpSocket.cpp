@@ -1,5 +1,5 @@
-// libcurl says which descriptors it wants watched and when it wants to be woken; the loop does it, and
-// every event ends in the engine below.
+// libcurl names the descriptors and the timer that it needs; they are registered with the loop, and every event of
+// theirs runs the engine below.
 #include "apps/lib/basicHttp/basicHttpInt.h"
 
 #include <cerrno>
@@ -13,13 +13,13 @@
 
 namespace {
 
-/* The loop's meaning of 0x10 and 0x100 is its own business; they are always passed. */
+/* The loop defines the meaning of 0x10 and 0x100; both are always passed. */
 constexpr gint kReadFlags = 0x110 | POLL_FLAG_PERIODIC | POLL_FLAG_READ;
 constexpr gint kWriteFlags = 0x110 | POLL_FLAG_PERIODIC | POLL_FLAG_WRITE;
 constexpr gint64 kMicrosecondsPerMillisecond = 1000;
 
-/* What the engine is registered with for libcurl's timer. */
-gpointer BasicHttpTimerData() {
+/* The client data of the callback for libcurl's timer. */
+gpointer TimerData() {
     return GINT_TO_POINTER(1);
 }
 
@@ -44,7 +44,7 @@ void BasicHttpPollRemove(BasicHttpSocketEntry *entry) {
                                POLL_CLASS_MAIN);
 }
 
-void BasicHttpForgetSocket(BasicHttpGlobalState *state, curl_socket_t descriptor) {
+void ForgetSocket(BasicHttpGlobalState *state, curl_socket_t descriptor) {
     for (BasicHttpSocketEntry **link = &state->sockets; *link;) {
         BasicHttpSocketEntry *entry = *link;
         if (entry->socket != descriptor) {
@@ -57,16 +57,16 @@ void BasicHttpForgetSocket(BasicHttpGlobalState *state, curl_socket_t descriptor
     }
 }
 
-void BasicHttpRemoveTimer(BasicHttpGlobalState *state) {
+void RemoveTimer(BasicHttpGlobalState *state) {
     if (!state->hasTimer)
         return;
     state->hasTimer = false;
-    pollCallbackRemoveProc(0, BasicHttpSocketPollCallback, BasicHttpTimerData(), POLL_REALTIME,
+    pollCallbackRemoveProc(0, BasicHttpSocketPollCallback, TimerData(), POLL_REALTIME,
                            POLL_CLASS_MAIN);
 }
 
-/* Lets libcurl work once. */
-CURLMcode BasicHttpDrive(BasicHttpGlobalState *state, BasicHttpWake wake, curl_socket_t socket) {
+/* Runs libcurl once. */
+CURLMcode DriveCurl(BasicHttpGlobalState *state, BasicHttpWake wake, curl_socket_t socket) {
     int running = 0;
     BasicHttpInsideCurl inside(state);
     switch (wake) {
@@ -76,20 +76,16 @@ CURLMcode BasicHttpDrive(BasicHttpGlobalState *state, BasicHttpWake wake, curl_s
         return curl_multi_socket_action(state->multi, socket, 0, &running);
     case BasicHttpWake::kAll:
         return curl_multi_socket_all(state->multi, &running);
-    case BasicHttpWake::kStarted:
-        /* A request that was just added counts as one whose time has come. Looking at all would cost
-         * a call of the system for each of the others. */
-        return curl_multi_socket_action(state->multi, CURL_SOCKET_TIMEOUT, 0, &running);
     }
     return CURLM_OK;
 }
 
-void BasicHttpFinishTransfer(BasicHttpRequest *request, CURLcode result) {
+void FinishTransfer(BasicHttpRequest *request, CURLcode result) {
     BasicHttpRemoveFromMulti(request);
     if (request->cookieJar)
         curl_easy_setopt(request->curl, CURLOPT_SHARE, nullptr);
     request->curlResult = result;
-    /* a connection that ends among the headers is an empty response to libcurl */
+    /* libcurl takes a connection that ends within the headers for an empty response */
     if (result == CURLE_OK && !request->hasWholeHead)
         request->curlResult = CURLE_RECV_ERROR;
     BasicHttpInvokeCallback(request);
@@ -100,31 +96,31 @@ void BasicHttpProcessCURLMulti(BasicHttpGlobalState *state) {
     while (CURLMsg *message = curl_multi_info_read(state->multi, &numLeft)) {
         if (message->msg != CURLMSG_DONE)
             continue;
-        /* the message goes away with the handle */
+        /* the message is released with the handle */
         const CURLcode result = message->data.result;
         char *request = nullptr;
         curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &request);
-        BasicHttpFinishTransfer(reinterpret_cast<BasicHttpRequest *>(request), result);
+        FinishTransfer(reinterpret_cast<BasicHttpRequest *>(request), result);
     }
 }
 
-/* Its sender has been told that it will hear of it, so it does. */
-void BasicHttpFailQueued(BasicHttpRequest *request) {
+/* The send function has returned TRUE, so onSentProc must be called. */
+void FailQueued(BasicHttpRequest *request) {
     BasicHttpFinishRequest(request, BASICHTTP_STATE_DONE);
     request->errorOverride = BASICHTTP_ERROR_GENERIC;
     BasicHttpInvokeCallback(request);
 }
 
-void BasicHttpStartQueued(BasicHttpGlobalState *state) {
+void StartQueued(BasicHttpGlobalState *state) {
     if (state->isStartingQueued)
-        return; /* a start runs the engine; the loop below goes on by itself */
+        return; /* a start runs the engine; the loop of the outer call continues */
     state->isStartingQueued = true;
     while (curlGlobalState == state && !g_queue_is_empty(&state->waiting) &&
            BasicHttpHasCapacity(state)) {
         auto *request = static_cast<BasicHttpRequest *>(g_queue_pop_head(&state->waiting));
         request->queued = false;
         if (!BasicHttpStartRequest(request))
-            BasicHttpFailQueued(request);
+            FailQueued(request);
     }
     if (curlGlobalState == state)
         state->isStartingQueued = false;
@@ -140,12 +136,12 @@ void BasicHttpRunEngine(BasicHttpWake wake, curl_socket_t socket) {
         state->wantsKick = true;
         return;
     }
-    if (wake == BasicHttpWake::kAll || wake == BasicHttpWake::kStarted)
+    if (wake == BasicHttpWake::kAll)
         BasicHttpProcessCURLMulti(state);
 
     for (;;) {
-        const CURLMcode result = BasicHttpDrive(state, wake, socket);
-        /* a progress proc may have shut everything down, and even started it anew */
+        const CURLMcode result = DriveCurl(state, wake, socket);
+        /* a progress proc may have shut the transport down, and even started it again */
         if (curlGlobalState != state)
             return;
         if (result != CURLM_CALL_MULTI_PERFORM && result != CURLM_BAD_SOCKET)
@@ -156,11 +152,11 @@ void BasicHttpRunEngine(BasicHttpWake wake, curl_socket_t socket) {
         }
     }
     BasicHttpProcessCURLMulti(state);
-    BasicHttpStartQueued(state);
+    StartQueued(state);
 }
 
 void BasicHttpSocketPollCallback(gpointer clientData) {
-    if (clientData == BasicHttpTimerData()) {
+    if (clientData == TimerData()) {
         if (curlGlobalState)
             curlGlobalState->hasTimer = false;
         return BasicHttpRunEngine(BasicHttpWake::kTimer, CURL_SOCKET_TIMEOUT);
@@ -180,8 +176,8 @@ void BasicHttpScheduleKick(BasicHttpGlobalState *state) {
     state->hasKick = pollCallbackProc(0, BasicHttpSocketPollCallback, nullptr, POLL_REALTIME, 0,
                                       nullptr, POLL_CLASS_MAIN) == 0;
     if (!state->hasKick)
-        Warning("BasicHTTP: The loop does not take a callback; waiting requests stay where they "
-                "are.\n");
+        Warning(
+            "BasicHTTP: The loop does not take a callback; waiting requests are not started.\n");
 }
 
 int BasicHttpSocketCurlCallback(CURL *easy, curl_socket_t descriptor, int what, void *, void *) {
@@ -189,7 +185,7 @@ int BasicHttpSocketCurlCallback(CURL *easy, curl_socket_t descriptor, int what, 
     if (!state || what == CURL_POLL_NONE)
         return 0;
     if (what == CURL_POLL_REMOVE) {
-        BasicHttpForgetSocket(state, descriptor);
+        ForgetSocket(state, descriptor);
         return 0;
     }
 
@@ -213,11 +209,11 @@ int BasicHttpTimerCurlCallback(CURLM *, long timeoutMs, void *) {
     BasicHttpGlobalState *state = BasicHttpInsideCurl::Current();
     if (!state)
         return 0;
-    BasicHttpRemoveTimer(state);
+    RemoveTimer(state);
     if (timeoutMs < 0)
         return 0;
     state->hasTimer =
-        pollCallbackProc(0, BasicHttpSocketPollCallback, BasicHttpTimerData(), POLL_REALTIME,
+        pollCallbackProc(0, BasicHttpSocketPollCallback, TimerData(), POLL_REALTIME,
                          timeoutMs * kMicrosecondsPerMillisecond, nullptr, POLL_CLASS_MAIN) == 0;
     if (!state->hasTimer)
         Warning("BasicHTTP: The loop does not take libcurl's timer.\n");
@@ -226,8 +222,8 @@ int BasicHttpTimerCurlCallback(CURLM *, long timeoutMs, void *) {
 
 void BasicHttpLeaveLoop(BasicHttpGlobalState *state) {
     while (state->sockets)
-        BasicHttpForgetSocket(state, state->sockets->socket);
-    BasicHttpRemoveTimer(state);
+        ForgetSocket(state, state->sockets->socket);
+    RemoveTimer(state);
     if (state->hasKick)
         pollCallbackRemoveProc(0, BasicHttpSocketPollCallback, nullptr, POLL_REALTIME,
                                POLL_CLASS_MAIN);
@@ -244,14 +240,14 @@ curl_socket_t BasicHttpOpenSocketCurlCallback(void *data, curlsocktype, curl_soc
         return CURL_SOCKET_BAD;
     }
     request->numHandshakes = 0;
-    if (request->connectionTimeoutWorkaround)
+    if (request->settings.connectionTimeoutWorkaround)
         request->socket = descriptor;
     return descriptor;
 }
 
 int BasicHttpSetSockOpts(void *data, curl_socket_t descriptor, curlsocktype) {
     const auto *request = static_cast<BasicHttpRequest *>(data);
-    if (!(request->flags & BASICHTTP_REQUEST_NODELAY))
+    if (!(request->settings.flags & BASICHTTP_REQUEST_NODELAY))
         return CURL_SOCKOPT_OK;
     const int on = 1;
     if (setsockopt(descriptor, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on) == 0)

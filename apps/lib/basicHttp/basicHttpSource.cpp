@@ -1,4 +1,4 @@
-// Request bodies: the source in memory, which can be read again after its end.
+// Request bodies: the source in memory. It can be read again after its end.
 #include "apps/lib/basicHttp/basicHttpInt.h"
 
 #include <algorithm>
@@ -8,18 +8,18 @@
 
 namespace {
 
-gboolean BasicHttpMemoryRewind(gpointer priv) {
+gboolean MemoryRewind(gpointer priv) {
     auto *source = static_cast<BasicHttpMemorySource *>(priv);
     source->position = 0;
     source->remaining = source->length;
     return TRUE;
 }
 
-gssize BasicHttpMemoryRead(gpointer priv, char *buffer, gsize size, gsize count) {
+gssize MemoryRead(gpointer priv, char *buffer, gsize size, gsize count) {
     auto *source = static_cast<BasicHttpMemorySource *>(priv);
     const gsize bytes = std::min(size * count, source->remaining);
     if (bytes == 0) {
-        BasicHttpMemoryRewind(source);
+        MemoryRewind(source);
         return 0;
     }
     memcpy(buffer, source->data + source->position, bytes);
@@ -28,11 +28,11 @@ gssize BasicHttpMemoryRead(gpointer priv, char *buffer, gsize size, gsize count)
     return gssize(bytes);
 }
 
-gsize BasicHttpMemoryLength(gpointer priv) {
+gsize MemoryLength(gpointer priv) {
     return static_cast<BasicHttpMemorySource *>(priv)->length;
 }
 
-void BasicHttpMemoryDestruct(gpointer priv) {
+void MemoryDestruct(gpointer priv) {
     auto *source = static_cast<BasicHttpMemorySource *>(priv);
     Secret_Wipe(source->data, source->length);
     g_free(source->data);
@@ -42,10 +42,10 @@ void BasicHttpMemoryDestruct(gpointer priv) {
 } // namespace
 
 constexpr BasicHttpSourceOps BasicHttpMemorySourceOps = {
-    BasicHttpMemoryRead,
-    BasicHttpMemoryRewind,
-    BasicHttpMemoryLength,
-    BasicHttpMemoryDestruct,
+    MemoryRead,
+    MemoryRewind,
+    MemoryLength,
+    MemoryDestruct,
 };
 
 const BasicHttpMemorySource *BasicHttpMemoryOf(const BasicHttpSource *source) {

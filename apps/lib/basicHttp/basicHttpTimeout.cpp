@@ -1,4 +1,4 @@
-// Two time-outs of our own: one for the connection to stand, one for a transfer that stops moving.
+// Two time-outs: one for the connection to be established, one for a transfer without activity.
 #include "apps/lib/basicHttp/basicHttpInt.h"
 
 #include <cerrno>
@@ -11,15 +11,15 @@
 namespace {
 
 constexpr gint64 kInactivityCheckInterval = 2000000; /* microseconds */
-/* Enough to be told whether there is a peer; who it is does not matter. */
+/* Enough to learn whether there is a peer; its address is not used. */
 constexpr socklen_t kPeerNameSize = 16;
 
-bool BasicHttpHasInactivityTimeout(const BasicHttpRequest *request) {
+bool HasInactivityTimeout(const BasicHttpRequest *request) {
     return request->inactivityTimeoutSending || request->inactivityTimeoutSent ||
            request->inactivityTimeoutReceiving;
 }
 
-guint BasicHttpInactivityLimit(const BasicHttpRequest *request) {
+guint InactivityLimit(const BasicHttpRequest *request) {
     switch (request->state) {
     case BASICHTTP_STATE_SENDING:
         return request->inactivityTimeoutSending;
@@ -34,14 +34,14 @@ guint BasicHttpInactivityLimit(const BasicHttpRequest *request) {
     return 0;
 }
 
-/* Ends a request with an error of ours. Unlike any other cancelled one, its sender hears of it. */
-void BasicHttpCancelWith(BasicHttpRequest *request, BasicHttpErrorCode error) {
+/* Ends a request with an error. Unlike after BasicHttp_CancelRequest(), onSentProc is called. */
+void CancelWithError(BasicHttpRequest *request, BasicHttpErrorCode error) {
     BasicHttp_CancelRequest(request);
     request->errorOverride = error;
     BasicHttpInvokeCallback(request);
 }
 
-void BasicHttpLogInactivity(const BasicHttpRequest *request, gint64 elapsed) {
+void LogInactivity(const BasicHttpRequest *request, gint64 elapsed) {
     curl_off_t sent = 0;
     curl_off_t received = 0;
     curl_easy_getinfo(request->curl, CURLINFO_SIZE_UPLOAD_T, &sent);
@@ -58,23 +58,23 @@ void BasicHttpInactivityTimeoutCallback(gpointer clientData) {
     if (request->pausedMask != 0)
         return;
     BasicHttpUpdateSendState(request);
-    const gint64 limit = BasicHttpInactivityLimit(request) * kMicrosecondsPerSecond;
+    const gint64 limit = InactivityLimit(request) * kMicrosecondsPerSecond;
     const gint64 elapsed = basicHttpNow() - request->lastActivityTime;
     if (limit == 0 || elapsed < limit)
         return;
-    BasicHttpLogInactivity(request, elapsed);
-    BasicHttpCancelWith(request, BASICHTTP_ERROR_INACTIVITY_TIMEOUT);
+    LogInactivity(request, elapsed);
+    CancelWithError(request, BASICHTTP_ERROR_INACTIVITY_TIMEOUT);
 }
 
-/* A request on a connection that stood before opens no socket. */
-bool BasicHttpHasConnection(const BasicHttpRequest *request) {
+/* Whether a request got a connection; on a kept one it opens no socket. */
+bool HasConnection(const BasicHttpRequest *request) {
     curl_off_t microseconds = 0;
     return curl_easy_getinfo(request->curl, CURLINFO_PRETRANSFER_TIME_T, &microseconds) ==
                CURLE_OK &&
            microseconds > 0;
 }
 
-bool BasicHttpIsWatched(const BasicHttpRequest *request) {
+bool IsWatched(const BasicHttpRequest *request) {
     for (const BasicHttpSocketEntry *entry = request->owner->sockets; entry; entry = entry->next) {
         if (entry->socket == request->socket && entry->curl == request->curl)
             return true;
@@ -82,7 +82,7 @@ bool BasicHttpIsWatched(const BasicHttpRequest *request) {
     return false;
 }
 
-bool BasicHttpIsConnected(curl_socket_t descriptor) {
+bool IsConnected(curl_socket_t descriptor) {
     sockaddr_storage peer;
     socklen_t length = kPeerNameSize;
     if (getpeername(descriptor, reinterpret_cast<sockaddr *>(&peer), &length) == 0)
@@ -98,39 +98,39 @@ void BasicHttpConnectionTimeoutCallback(gpointer clientData) {
     request->hasConnectionTimer = false;
     BasicHttpClearConnectionTimeout(request);
     if (request->socket == CURL_SOCKET_BAD) {
-        if (BasicHttpHasConnection(request))
+        if (HasConnection(request))
             return;
         Log("BasicHTTP: Request %p timed out before connecting to host.\n", shown);
-        return BasicHttpCancelWith(request, BASICHTTP_ERROR_CONNECT_TIMEOUT);
+        return CancelWithError(request, BASICHTTP_ERROR_CONNECT_TIMEOUT);
     }
     if (request->socket < 0) {
         Log("BasicHTTP: Unknown socket for request: %p. Ignoring connection timeout.\n", shown);
         return;
     }
     Log("BasicHTTP: Connection timed out. Request: %p. Socket: %d\n", shown, request->socket);
-    if (!BasicHttpIsWatched(request)) {
+    if (!IsWatched(request)) {
         Log("BasicHTTP: Could not find socket for request: %p CURL: %p. Ignoring connection "
             "timeout.\n",
             shown, request->curl);
         return;
     }
-    if (BasicHttpIsConnected(request->socket))
+    if (IsConnected(request->socket))
         return;
     Log("BasicHTTP: Connection timed out. Cancelling request %p.\n", shown);
-    BasicHttpCancelWith(request, BASICHTTP_ERROR_CONNECT_TIMEOUT);
+    CancelWithError(request, BASICHTTP_ERROR_CONNECT_TIMEOUT);
 }
 
 } // namespace
 
 void BasicHttpStartConnectionTimeout(BasicHttpRequest *request) {
-    if (!request->connectionTimeoutWorkaround || request->connectTimeout == 0)
+    if (!request->settings.connectionTimeoutWorkaround || request->settings.connectTimeout == 0)
         return;
     if (pollCallbackProc(0, BasicHttpConnectionTimeoutCallback, request, POLL_REALTIME,
-                         request->connectTimeout * kMicrosecondsPerSecond, nullptr,
+                         request->settings.connectTimeout * kMicrosecondsPerSecond, nullptr,
                          POLL_CLASS_MAIN) != 0)
         NOT_REACHED();
     request->hasConnectionTimer = true;
-    BasicHttp_SetFreshConnection(request); /* only for a start after a failed one */
+    BasicHttp_SetFreshConnection(request); /* has an effect only on a start after a failed one */
 }
 
 void BasicHttpClearConnectionTimeout(BasicHttpRequest *request) {
@@ -138,11 +138,11 @@ void BasicHttpClearConnectionTimeout(BasicHttpRequest *request) {
         pollCallbackRemoveProc(0, BasicHttpConnectionTimeoutCallback, request, POLL_REALTIME,
                                POLL_CLASS_MAIN);
     request->hasConnectionTimer = false;
-    request->connectTimeout = 0;
+    request->settings.connectTimeout = 0;
 }
 
 void BasicHttpStartInactivityTimeout(BasicHttpRequest *request) {
-    if (!BasicHttpHasInactivityTimeout(request))
+    if (!HasInactivityTimeout(request))
         return;
     if (pollCallbackProc(POLL_FLAG_PERIODIC, BasicHttpInactivityTimeoutCallback, request,
                          POLL_REALTIME, kInactivityCheckInterval, nullptr, POLL_CLASS_MAIN) != 0)

@@ -1,4 +1,4 @@
-// Bytes out and in: libcurl's read and write callbacks, and the progress procs behind them.
+// Bodies of requests and responses: libcurl's read and write callbacks, and the progress procs that they call.
 #include "apps/lib/basicHttp/basicHttpInt.h"
 
 #include <algorithm>
@@ -7,30 +7,29 @@
 
 namespace {
 
-/* A Content-Length is only a promise; more than so much is not reserved on its word. */
+/* Memory that is reserved because of a Content-Length, which may be wrong. */
 constexpr gint64 kMaxReserved = gint64(1) << 20;
 
-/* Tells when a callback runs within itself, which a progress proc can bring about. */
-class BasicHttpEntry {
+/* Warns when a callback is called within itself, which a progress proc can cause. */
+class ReentryCheck {
 public:
-    BasicHttpEntry(guint *entries, const char *function) : count(entries) {
+    ReentryCheck(guint *entries, const char *function) : count(entries) {
         if ((*count)++ != 0)
             Warning("%s: Re-entrant call detected, entry count = %d.  This is considered unsafe.  "
                     "Please check that BasicHttp functions which can modify the request are not "
                     "being called from a BasicHttpProgressProc.\n",
                     function, int(*count));
     }
-    ~BasicHttpEntry() { (*count)--; }
-    BasicHttpEntry(const BasicHttpEntry &) = delete;
-    BasicHttpEntry &operator=(const BasicHttpEntry &) = delete;
+    ~ReentryCheck() { (*count)--; }
+    ReentryCheck(const ReentryCheck &) = delete;
+    ReentryCheck &operator=(const ReentryCheck &) = delete;
 
 private:
     guint *count;
 };
 
-/* Notes libcurl's running count; answers the time since the last progress, in microseconds. */
-gint64 BasicHttpNoteProgress(BasicHttpRequest *request, BasicHttpBandwidthStats *stats,
-                             CURLINFO counter) {
+/* Stores libcurl's running count. Returns the time since the last progress in microseconds. */
+gint64 NoteProgress(BasicHttpRequest *request, BasicHttpBandwidthStats *stats, CURLINFO counter) {
     curl_off_t bytes = 0;
     curl_easy_getinfo(request->curl, counter, &bytes);
     stats->transferredBytes = bytes;
@@ -42,7 +41,7 @@ gint64 BasicHttpNoteProgress(BasicHttpRequest *request, BasicHttpBandwidthStats 
     return elapsed;
 }
 
-gsize BasicHttpReadBody(BasicHttpRequest *request, char *buffer, size_t size, size_t count) {
+gsize ReadBody(BasicHttpRequest *request, char *buffer, size_t size, size_t count) {
     BasicHttpSource *body = request->body;
     if (!body)
         return 0;
@@ -51,7 +50,7 @@ gsize BasicHttpReadBody(BasicHttpRequest *request, char *buffer, size_t size, si
         return CURL_READFUNC_ABORT;
     request->numBodyBytesRead += gsize(got);
     if (got == 0 && request->numBodyBytesRead < BasicHttpBodyLength(request)) {
-        /* the peer would wait for the rest for ever */
+        /* the peer would wait for the rest without end */
         Warning("BasicHTTP: The body of request %p ended after %lu of %lu bytes.\n",
                 static_cast<void *>(request), request->numBodyBytesRead,
                 BasicHttpBodyLength(request));
@@ -60,14 +59,14 @@ gsize BasicHttpReadBody(BasicHttpRequest *request, char *buffer, size_t size, si
     return gsize(got);
 }
 
-bool BasicHttpAppendReceived(BasicHttpRequest *request, const char *data, gsize size) {
+bool AppendReceived(BasicHttpRequest *request, const char *data, gsize size) {
     DynBuf *buffer = &request->receiveBuffer;
     if (request->maxResponseSize != 0 && size > request->maxResponseSize - buffer->size) {
         Warning("BasicHTTP: The response to request %p is larger than %lu bytes.\n",
                 static_cast<void *>(request), request->maxResponseSize);
         return false;
     }
-    /* with room for a NUL, so that the text can be handed on as it is; no matter if it fails */
+    /* with room for a NUL, so that the response can take the buffer over; a failure here has no effect */
     if (!buffer->data && request->recvContentInfo.contentLength > 0)
         DynBuf_Reserve(
             buffer,
@@ -96,12 +95,12 @@ void BasicHttpUpdateSendState(BasicHttpRequest *request) {
 
 size_t BasicHttpReadCallback(char *buffer, size_t size, size_t count, void *data) {
     auto *request = static_cast<BasicHttpRequest *>(data);
-    const BasicHttpEntry entry(&request->readEntries, __func__);
+    const ReentryCheck entry(&request->readEntries, __func__);
     if (request->state == BASICHTTP_STATE_DONE)
-        return CURL_READFUNC_ABORT; /* cancelled; libcurl is about to be told */
+        return CURL_READFUNC_ABORT; /* cancelled: this makes libcurl stop */
 
     BasicHttpBandwidthStats *stats = &request->sendStats;
-    const gint64 elapsed = BasicHttpNoteProgress(request, stats, CURLINFO_SIZE_UPLOAD_T);
+    const gint64 elapsed = NoteProgress(request, stats, CURLINFO_SIZE_UPLOAD_T);
     request->state = gsize(stats->transferredBytes) == BasicHttpBodyLength(request)
                          ? BASICHTTP_STATE_SENT
                          : BASICHTTP_STATE_SENDING;
@@ -116,18 +115,18 @@ size_t BasicHttpReadCallback(char *buffer, size_t size, size_t count, void *data
             return CURL_READFUNC_PAUSE;
         }
     }
-    return BasicHttpReadBody(request, buffer, size, count);
+    return ReadBody(request, buffer, size, count);
 }
 
 size_t BasicHttpWriteCallback(char *buffer, size_t size, size_t count, void *data) {
     auto *request = static_cast<BasicHttpRequest *>(data);
     const gsize length = size * count;
-    const BasicHttpEntry entry(&request->writeEntries, __func__);
+    const ReentryCheck entry(&request->writeEntries, __func__);
     if (request->state == BASICHTTP_STATE_DONE)
-        return 0; /* cancelled; libcurl is about to be told */
+        return 0; /* cancelled: this makes libcurl stop */
 
     BasicHttpBandwidthStats *stats = &request->recvStats;
-    const gint64 elapsed = BasicHttpNoteProgress(request, stats, CURLINFO_SIZE_DOWNLOAD_T);
+    const gint64 elapsed = NoteProgress(request, stats, CURLINFO_SIZE_DOWNLOAD_T);
     request->state = BASICHTTP_STATE_RECEIVING;
     if (request->recvProgressProc) {
         const bool goesOn =
@@ -142,7 +141,7 @@ size_t BasicHttpWriteCallback(char *buffer, size_t size, size_t count, void *dat
     }
     if (request->options & BASICHTTP_OPTION_NO_BUFFER)
         return length;
-    return BasicHttpAppendReceived(request, buffer, length) ? length : 0;
+    return AppendReceived(request, buffer, length) ? length : 0;
 }
 
 curlioerr BasicHttpIoctlCallback(CURL *, int command, void *data) {

@@ -1,4 +1,4 @@
-// Certificates: verify codes and their texts, finding by subject, extensions from configuration text.
+// Certificates: verify codes and their texts, look-up by subject, extensions from configuration text.
 #include "lib/ssl/openssl102/openssl102.h"
 #include "lib/ssl/openssl102/verifyCode.h"
 
@@ -8,7 +8,7 @@
 
 namespace {
 
-/* Texts that OpenSSL 3 says in other words. They reach people, who look them up. */
+/* Texts that OpenSSL 3 has changed. People see them and search for them. */
 struct TextRow {
     long code;
     const char *text;
@@ -21,7 +21,7 @@ constexpr TextRow kTexts[] = {
     {26, "unsupported certificate purpose"},
 };
 
-/* What a search by subject fills in: a structure of the caller in 1.0.2, hidden in OpenSSL 3. */
+/* The result of a look-up by subject: a structure of the caller in 1.0.2, hidden in OpenSSL 3. */
 struct Object102 {
     int type; /* X509_LU_... */
     union {
@@ -31,11 +31,11 @@ struct Object102 {
 };
 static_assert(sizeof(Object102) == 16);
 
-/* OpenSSL 3 has one pointer more behind these. */
+/* OpenSSL 3 has one more pointer after these. */
 constexpr size_t kExtensionContextSize102 = 56;
 static_assert(sizeof(X509V3_CTX) > kExtensionContextSize102);
 
-/* Takes a reference of its own of what was found. */
+/* Stores the found object with a new reference. */
 bool TakeObject(const X509_OBJECT *found, Object102 *result) {
     result->type = X509_OBJECT_get_type(found);
     if (result->type == X509_LU_X509) {

@@ -1,4 +1,4 @@
-// Ciphers on contexts that the caller allocates (168 bytes in 1.0.2), and those that OpenSSL 3 has set aside.
+// Ciphers on contexts that the caller allocates (168 bytes in 1.0.2), and the ciphers of the provider "legacy".
 #include "lib/ssl/openssl102/openssl102.h"
 #include "lib/ssl/openssl102/shadowRecord.h"
 
@@ -30,8 +30,8 @@ int CipherFinal(FinalFn *final, void *ctx, unsigned char *out, int *outSize) {
     return inner != nullptr ? final(inner, out, outSize) : 0;
 }
 
-/* Ciphers of the provider "legacy", fetched once from a library context of our own: what the rest of the process
- * sees stays as the administrator set it up. NULL where the provider is not installed. */
+/* Ciphers of the provider "legacy", fetched once from a separate library context, so that nothing changes for
+ * the rest of the process. NULL if the provider is not installed. */
 const EVP_CIPHER *desCbc;
 const EVP_CIPHER *bfCbc;
 
@@ -46,7 +46,7 @@ void FetchLegacyCiphers() {
         bfCbc = EVP_CIPHER_fetch(library, "BF-CBC", nullptr);
     }
     if (desCbc != nullptr || bfCbc != nullptr)
-        return; // the library context lives as long as they do: to the end of the process
+        return; // the library context lives as long as they do, until the end of the process
     if (legacy != nullptr)
         OSSL_PROVIDER_unload(legacy);
     if (standard != nullptr)
@@ -56,7 +56,8 @@ void FetchLegacyCiphers() {
 
 CRYPTO_ONCE legacyOnce = CRYPTO_ONCE_STATIC_INIT;
 
-/* Without the provider it is OpenSSL 3's own, whose initialisation fails with a reason. */
+/* Returns the fetched cipher. Without the provider it is the one of OpenSSL 3, whose initialisation fails
+ * with a reason. */
 const EVP_CIPHER *LegacyCipher(const EVP_CIPHER *const *fetched, const EVP_CIPHER *(*genuine)()) {
     CRYPTO_THREAD_run_once(&legacyOnce, FetchLegacyCiphers);
     return *fetched != nullptr ? *fetched : genuine();
@@ -89,7 +90,7 @@ OPENSSL102(int, EVP_CIPHER_CTX_block_size, const void *ctx) {
     return inner != nullptr ? EVP_CIPHER_CTX_get_block_size(inner) : 0;
 }
 
-/* Before a cipher is set it is remembered for the one that comes, as in 1.0.2. */
+/* As in 1.0.2, padding that is set before a cipher applies to the next cipher. */
 OPENSSL102(int, EVP_CIPHER_CTX_set_padding, void *ctx, int padding) {
     EVP_CIPHER_CTX *inner = CipherRecord::Use(ctx);
     if (inner == nullptr)
@@ -98,7 +99,7 @@ OPENSSL102(int, EVP_CIPHER_CTX_set_padding, void *ctx, int padding) {
     return EVP_CIPHER_CTX_get0_cipher(inner) == nullptr ? 1 : isDone;
 }
 
-/* The functions of one direction, "Encrypt" or "Decrypt". The older Init begins with storage that may hold anything. */
+/* The functions of one direction, "Encrypt" or "Decrypt". Init accepts storage with any contents. */
 #define CIPHER_FUNCTIONS(Direction)                                                                \
     USES_GENUINE(EVP_##Direction##Init_ex);                                                        \
     USES_GENUINE(EVP_##Direction##Update);                                                         \

@@ -1,4 +1,4 @@
-// Digests, signatures and their checks on contexts that the caller allocates (48 bytes in 1.0.2).
+// Digests, signatures and their verification on contexts that the caller allocates (48 bytes in 1.0.2).
 #include "lib/ssl/openssl102/openssl102.h"
 #include "lib/ssl/openssl102/shadowRecord.h"
 

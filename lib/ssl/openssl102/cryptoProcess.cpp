@@ -1,4 +1,5 @@
-// What libcrypto keeps for the whole process: its version, start and clean-up, locking callbacks, memory, ex-data.
+// Functions of libcrypto for the whole process: version, start and clean-up, locking callbacks, memory,
+// ex-data.
 #include "lib/ssl/openssl102/openssl102.h"
 
 #include <array>
@@ -10,10 +11,10 @@ using LockingFn = void (*)(int mode, int type, const char *file, int line);
 using ThreadIdFn = unsigned long (*)();
 using AddLockFn = int (*)(int *pointer, int amount, int type, const char *file, int line);
 
-constexpr unsigned long kVersion = 0x100021ff; /* 1.0.2, behind its last patch letter */
+constexpr unsigned long kVersion = 0x100021ff; /* 1.0.2, after its last patch letter */
 constexpr int kLocks = 41;                     /* as many as 1.0.2 had */
 
-/* Kept for whoever asks: OpenSSL 3 locks for itself and calls none of them. */
+/* Stored for the getters only: OpenSSL 3 has its own locks and calls none of them. */
 constinit std::atomic<LockingFn> lockingCallback{nullptr};
 constinit std::atomic<ThreadIdFn> idCallback{nullptr};
 constinit std::atomic<AddLockFn> addLockCallback{nullptr};
@@ -64,8 +65,8 @@ OPENSSL102(void, ERR_load_crypto_strings) {
     OPENSSL_init_crypto(OPENSSL_INIT_LOAD_CRYPTO_STRINGS, nullptr);
 }
 
-// Others in the process go on using OpenSSL 3, which cannot be started again once it was cleaned up. It does that
-// for itself when the process ends.
+// Other code in the process continues to use OpenSSL 3, which cannot be started again after a clean-up. It
+// cleans up automatically when the process ends.
 OPENSSL102(void, EVP_cleanup) {}
 OPENSSL102(void, ENGINE_cleanup) {}
 OPENSSL102(void, ERR_free_strings) {}
@@ -93,7 +94,7 @@ OPENSSL102(void, CRYPTO_set_add_lock_callback, AddLockFn callback) {
     addLockCallback = callback;
 }
 
-/* Types below 0 were made by applications at run time; nothing makes them here. */
+/* Types below 0 are locks that applications create at run time, which is not supported here. */
 OPENSSL102(void, CRYPTO_lock, int mode, int type, const char *file, int line) {
     const LockingFn callback = lockingCallback;
     if (callback != nullptr && type >= 0)
@@ -102,7 +103,7 @@ OPENSSL102(void, CRYPTO_lock, int mode, int type, const char *file, int line) {
 
 /* ---- memory ---- */
 
-/* 1.0.2 takes an int: what stands in the upper half of the register is chance. */
+/* The size is an int in 1.0.2, so the upper half of the register is undefined. */
 OPENSSL102(void *, CRYPTO_malloc, int size, const char *file, int line) {
     return size > 0 ? GENUINE(CRYPTO_malloc)(static_cast<size_t>(size), file, line) : nullptr;
 }
@@ -131,9 +132,9 @@ OPENSSL102(int, X509_get_ex_new_index, long argl, void *argp, CRYPTO_EX_new *new
     return GENUINE(CRYPTO_get_ex_new_index)(CRYPTO_EX_INDEX_X509, argl, argp, newFn, dupFn, freeFn);
 }
 
-/* ---- what OpenSSL 3 does not have at all ---- */
+/* ---- functions without a counterpart in OpenSSL 3 ---- */
 
-/* An entropy daemon over a socket: never there. */
+/* An entropy daemon over a socket, which is never found. */
 OPENSSL102(int, RAND_egd, const char *) {
     return -1;
 }

@@ -1,4 +1,4 @@
-// Functions of libcrypto that OpenSSL 3 has under another name.
+// Functions of libcrypto that have another name in OpenSSL 3.
 #include "lib/ssl/openssl102/openssl102.h"
 
 #include <openssl/buffer.h>

@@ -1,4 +1,4 @@
-// Functions of libssl that have another name, another result, or nothing behind them in OpenSSL 3.
+// Functions of libssl that have another name or result in OpenSSL 3, or no counterpart.
 #include "lib/ssl/openssl102/openssl102.h"
 #include "lib/ssl/openssl102/verifyCode.h"
 
@@ -13,7 +13,7 @@ enum : int {
     kStateBefore = 0x4000,
 };
 
-/* Whether the stream below ended, rather than the TLS connection on it. */
+/* Returns whether the stream has ended, rather than the TLS connection on it. */
 bool HasStreamEnded(const SSL *ssl) {
     BIO *bio = SSL_get_rbio(ssl);
     if (bio == nullptr)
@@ -66,7 +66,7 @@ OPENSSL102(int, SSL_get_ex_new_index, long argl, void *argp, CRYPTO_EX_new *newF
     return CRYPTO_get_ex_new_index(CRYPTO_EX_INDEX_SSL, argl, argp, newFn, dupFn, freeFn);
 }
 
-/* Keys of export strength are not used any more. */
+/* Keys of export strength are no longer used. */
 OPENSSL102(void, SSL_CTX_set_tmp_rsa_callback, SSL_CTX *,
            RSA *(*)(SSL *ssl, int isExport, int keyLength)) {}
 
@@ -81,9 +81,9 @@ OPENSSL102(int, SSL_state, const SSL *ssl) {
     return SSL_in_before(ssl) ? side | kStateBefore : side;
 }
 
-/* A stream that ends without a close_notify is a failure of the stream in 1.0.2. OpenSSL 3 calls it a clean end,
- * since contexts are made with IGNORE_UNEXPECTED_EOF; without that it would write an alert into the closed
- * stream first, at the price of a SIGPIPE. */
+/* In 1.0.2 the end of a stream without a close_notify is a failure of the stream. OpenSSL 3 reports a clean
+ * end, because contexts have IGNORE_UNEXPECTED_EOF. Without that option it would write an alert into the
+ * closed stream first, which raises SIGPIPE. */
 OPENSSL102(int, SSL_get_error, const SSL *ssl, int result) {
     const int code = GENUINE(SSL_get_error)(ssl, result);
     return code == SSL_ERROR_ZERO_RETURN && HasStreamEnded(ssl) ? SSL_ERROR_SYSCALL : code;

@@ -1,11 +1,11 @@
-// Contexts as 1.0.2 made them, and the control commands whose meaning has changed.
+// Contexts with the defaults of 1.0.2, and the control commands whose meaning has changed.
 #include "lib/ssl/openssl102/openssl102.h"
 
 #include <cstdint>
 
 namespace {
 
-/* Commands of 1.0.2 that OpenSSL 3 does not know any more. */
+/* Commands of 1.0.2 that OpenSSL 3 no longer has. */
 enum : int {
     kNeedTmpRsa = 1,
     kSetTmpRsa = 2,
@@ -15,13 +15,14 @@ enum : int {
     kSetEcdhAuto = 94,
 };
 
-/* Option bits that mean the same in both. The others are remembered, so that they read back, and have no effect:
- * what 1.0.2 switched with them OpenSSL 3 either always does (a fresh DH key for each connection, no SSL 2)
- * or never. Taken as they are they would switch something else, such as renegotiation by clients. */
+/* Option bits with the same meaning in both. The others are stored, so that they read back, and have no
+ * effect: OpenSSL 3 either always or never does what they select in 1.0.2 (such as a new DH key for each
+ * connection, or no SSL 2). Passed to OpenSSL 3 they would select something else, such as renegotiation by
+ * clients. */
 constexpr uint64_t kKept = 0x9ec7f854;
 constexpr uint64_t kAll = 0xffffffff;
 
-/* Marks a remembered word of a connection as its own; until then its context's counts. */
+/* Marks the stored word of a connection. Without it the word of its context applies. */
 constexpr uint64_t kIsOwn = uint64_t{1} << 32;
 
 int contextSlot = -1;
@@ -39,7 +40,7 @@ uint64_t Word(void *pointer) {
     return reinterpret_cast<uintptr_t>(pointer);
 }
 
-/* The remembered bits of a context. */
+/* The stored bits of a context. */
 struct ContextBits {
     SSL_CTX *ctx;
     uint64_t Get() const { return Word(SSL_CTX_get_ex_data(ctx, contextSlot)); }
@@ -50,7 +51,7 @@ struct ContextBits {
     uint64_t ClearReal(uint64_t bits) const { return SSL_CTX_clear_options(ctx, bits); }
 };
 
-/* Those of a connection. */
+/* The stored bits of a connection. */
 struct ConnectionBits {
     SSL *ssl;
     uint64_t Get() const {
@@ -64,26 +65,26 @@ struct ConnectionBits {
     uint64_t ClearReal(uint64_t bits) const { return SSL_clear_options(ssl, bits); }
 };
 
-/* Sets or clears options and returns the word as 1.0.2 would have it. */
+/* Sets or clears options and returns the word of 1.0.2. */
 template <class Bits> long ChangeOptions(Bits bits, bool isSet, long number) {
     CRYPTO_THREAD_run_once(&slotsOnce, MakeSlots);
     const uint64_t wanted = static_cast<uint64_t>(number) & kAll;
     const uint64_t real = isSet ? bits.SetReal(wanted & kKept) : bits.ClearReal(wanted & kKept);
     const uint64_t before = bits.Get();
-    const uint64_t remembered = isSet ? before | (wanted & ~kKept) : before & ~wanted;
-    if (remembered != before)
-        bits.Set(remembered);
-    return static_cast<long>((real & kKept) | remembered);
+    const uint64_t stored = isSet ? before | (wanted & ~kKept) : before & ~wanted;
+    if (stored != before)
+        bits.Set(stored);
+    return static_cast<long>((real & kKept) | stored);
 }
 
-/* What both kinds of object have in common; false: the command goes to OpenSSL 3 as it is. */
+/* The commands for both kinds of object. Returns false if OpenSSL 3 handles the command. */
 template <class Bits> bool Control102(Bits bits, int command, long number, long *result) {
     switch (command) {
     case kOptions:
     case kClearOptions:
         *result = ChangeOptions(bits, command == kOptions, number);
         return true;
-    case kNeedTmpRsa: // keys of export strength: not needed, and taken for good where one is offered
+    case kNeedTmpRsa: // keys of export strength: never needed, and accepted without effect
         *result = 0;
         return true;
     case kSetTmpRsa:
@@ -102,9 +103,9 @@ USES_GENUINE(SSL_CTX_ctrl);
 USES_GENUINE(SSL_ctrl);
 
 /*
- * The settings of 1.0.2: what a distribution's or an administrator's policy adds (security level 2, a lowest
- * version) was not known to it, and the callers set versions and ciphers themselves. SSL_get_error() below needs
- * IGNORE_UNEXPECTED_EOF. There is no highest version: TLS 1.3 is used where both sides have it.
+ * Sets the defaults of 1.0.2. It had no policy of a distribution or an administrator (security level 2, a
+ * lowest version), and the callers set versions and ciphers themselves. SSL_get_error() requires
+ * IGNORE_UNEXPECTED_EOF. There is no highest version: TLS 1.3 is used if both sides support it.
  */
 OPENSSL102(SSL_CTX *, SSL_CTX_new, const SSL_METHOD *method) {
     SSL_CTX *ctx = GENUINE(SSL_CTX_new)(method);

@@ -1,8 +1,8 @@
 /*
  * verifyCode.h -- verify results of OpenSSL 3 as those of 1.0.2:  79  ->  24
  *
- * One code that 1.0.2 had was given another number: "invalid CA certificate". Those up to 40 mean the same in both,
- * and 24, as OpenSSL 3 uses it now (issuer without a public key), can stay what it is.
+ * "Invalid CA certificate" has another number in OpenSSL 3. All other codes up to 40 have the same meaning in
+ * both. 24, which OpenSSL 3 uses for an issuer without a public key, is left as it is.
  */
 #pragma once
 

@@ -6,7 +6,7 @@
 
 namespace {
 
-/* Attributes by which a registration is found again: function, client data, flags, type of event. */
+/* The attributes of a registration by which it is removed: function, client data, flags, type of event. */
 using Key = std::tuple<OrvanePollFunction, gpointer, gint, gint>;
 
 struct LoopSource {
@@ -23,47 +23,47 @@ struct GlibLoop {
     std::multimap<Key, GSource *> sources; /* equal ones in order of registration */
 };
 
-constinit GlibLoop *loop = nullptr;
+constinit GlibLoop *gLoop = nullptr; /* while it is open */
 
 Key KeyOf(const LoopSource *source) {
     return {source->function, source->clientData, source->flags, source->eventType};
 }
 
-/* The time after a delay, in the source's own clock. */
+/* The time after a delay, on the clock of sources. */
 gint64 DueAfter(gint64 delay) {
     const gint64 now = g_get_monotonic_time();
     return now + std::clamp<gint64>(delay, 0, G_MAXINT64 - now);
 }
 
-/* Takes a source out of the context. It may be running; GLib holds it until it has returned. */
-void GlibLoopDrop(std::multimap<Key, GSource *>::iterator where) {
+/* Removes a source from the context. It may be running; GLib holds a reference until it returns. */
+void Drop(std::multimap<Key, GSource *>::iterator where) {
     GSource *source = where->second;
-    loop->sources.erase(where);
+    gLoop->sources.erase(where);
     g_source_destroy(source);
     g_source_unref(source);
 }
 
-void GlibLoopDropSource(LoopSource *source) {
-    const auto [first, last] = loop->sources.equal_range(KeyOf(source));
-    GlibLoopDrop(std::find_if(first, last,
-                              [&](const auto &entry) { return entry.second == &source->base; }));
+void DropSource(LoopSource *source) {
+    const auto [first, last] = gLoop->sources.equal_range(KeyOf(source));
+    Drop(std::find_if(first, last,
+                      [&](const auto &entry) { return entry.second == &source->base; }));
 }
 
-/* GLib calls it only for a source that is still in the context. */
-gboolean GlibLoopDispatch(GSource *base, GSourceFunc, gpointer) {
+/* Runs a source. GLib does this only while it is in the context. */
+gboolean Dispatch(GSource *base, GSourceFunc, gpointer) {
     auto *source = reinterpret_cast<LoopSource *>(base);
     const OrvanePollFunction function = source->function;
     gpointer clientData = source->clientData;
     if (!(source->flags & POLL_FLAG_PERIODIC))
-        GlibLoopDropSource(source);
+        DropSource(source);
     else if (source->eventType == POLL_REALTIME)
         g_source_set_ready_time(base, DueAfter(source->interval));
     function(clientData);
-    return G_SOURCE_CONTINUE; /* whether it stays has been settled by now */
+    return G_SOURCE_CONTINUE; /* one that is not to stay was removed above */
 }
 
-/* With no functions of their own, a source is ready at its time or when its descriptor is. */
-GSourceFuncs kFunctions = {nullptr, nullptr, GlibLoopDispatch, nullptr, nullptr, nullptr};
+/* A source without prepare and check is ready at its time, or when its descriptor is. */
+GSourceFuncs kFunctions = {nullptr, nullptr, Dispatch, nullptr, nullptr, nullptr};
 
 GIOCondition Condition(gint flags) {
     return GIOCondition(((flags & POLL_FLAG_READ) ? G_IO_IN : 0) |
@@ -79,28 +79,28 @@ bool CanWatch(gint flags, gint eventType, gint64 info) {
 } // namespace
 
 void GlibLoop_Open(GMainContext *context) {
-    loop = new GlibLoop{g_main_context_ref(context), {}};
+    gLoop = new GlibLoop{g_main_context_ref(context), {}};
 }
 
 void GlibLoop_Close(void) {
-    while (!loop->sources.empty())
-        GlibLoopDrop(loop->sources.begin());
-    g_main_context_unref(loop->context);
-    delete loop;
-    loop = nullptr;
+    while (!gLoop->sources.empty())
+        Drop(gLoop->sources.begin());
+    g_main_context_unref(gLoop->context);
+    delete gLoop;
+    gLoop = nullptr;
 }
 
 gboolean GlibLoop_IsOpen(void) {
-    return loop != nullptr;
+    return gLoop != nullptr;
 }
 
 GMainContext *GlibLoop_Context(void) {
-    return loop ? loop->context : nullptr;
+    return gLoop ? gLoop->context : nullptr;
 }
 
 gint GlibLoop_Callback(gint flags, OrvanePollFunction function, gpointer clientData, gint eventType,
                        gint64 info, gpointer, PollClassSet) {
-    if (!loop || !CanWatch(flags, eventType, info))
+    if (!gLoop || !CanWatch(flags, eventType, info))
         return 1;
     GSource *base = g_source_new(&kFunctions, sizeof(LoopSource));
     auto *source = reinterpret_cast<LoopSource *>(base);
@@ -116,18 +116,18 @@ gint GlibLoop_Callback(gint flags, OrvanePollFunction function, gpointer clientD
         g_source_set_name(base, "orvane timer");
         g_source_set_ready_time(base, DueAfter(info));
     }
-    loop->sources.emplace(KeyOf(source), base);
-    g_source_attach(base, loop->context);
+    gLoop->sources.emplace(KeyOf(source), base);
+    g_source_attach(base, gLoop->context);
     return 0;
 }
 
 gint GlibLoop_CallbackRemove(gint flags, OrvanePollFunction function, gpointer clientData,
                              gint eventType, PollClassSet) {
-    if (!loop)
+    if (!gLoop)
         return 1;
-    const auto [first, last] = loop->sources.equal_range({function, clientData, flags, eventType});
+    const auto [first, last] = gLoop->sources.equal_range({function, clientData, flags, eventType});
     if (first == last)
         return 1;
-    GlibLoopDrop(first);
+    Drop(first);
     return 0;
 }

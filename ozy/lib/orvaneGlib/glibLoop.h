@@ -1,11 +1,11 @@
 /*
  * glibLoop.h -- the two functions of an event loop, over a GMainContext
  *
- * Each registration is one source. A callback may register and remove whatever it likes, itself too: a
- * source that has been removed is not run any more, even if it was already found to be ready.
+ * Each registration is one source. A callback may register and remove any, itself too. A source that was
+ * removed does not run, even if it was already found to be ready.
  *
  * Ownership: the context is referenced from GlibLoop_Open() to GlibLoop_Close().
- * Errors:    the loop functions answer 0, or 1 for what cannot be watched or is not there.
+ * Errors:    the loop functions return 0, or 1 for a registration that is not possible or does not exist.
  * Threads:   one, which iterates the context.
  */
 #pragma once
@@ -18,18 +18,18 @@ G_BEGIN_DECLS
 
 void GlibLoop_Open(GMainContext *context);
 
-/* Removes all that is still registered. */
+/* Removes all registrations. */
 void GlibLoop_Close(void);
 
 gboolean GlibLoop_IsOpen(void);
 
-/* NULL while it is not open. */
+/* (nullable): the context, while the loop is open. */
 GMainContext *GlibLoop_Context(void);
 
 gint GlibLoop_Callback(gint flags, OrvanePollFunction function, gpointer clientData, gint eventType,
                        gint64 info, gpointer lock, PollClassSet classSet);
 
-/* Removes one registration that has all these attributes, the oldest if there are several. */
+/* Removes one registration with these attributes, the oldest if there are several. */
 gint GlibLoop_CallbackRemove(gint flags, OrvanePollFunction function, gpointer clientData,
                              gint eventType, PollClassSet classSet);
 

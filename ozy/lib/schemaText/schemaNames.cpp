@@ -1,28 +1,10 @@
 #include "ozy/lib/schemaText/schemaNames.h"
 
-#include <array>
+#include <algorithm>
+
+#include "ozy/lib/schemaRows/schemaValues.h"
 
 namespace {
-
-struct BuiltInRow {
-    std::string_view word;
-    SchemaValueKind kind;
-};
-
-constexpr auto kBuiltIns = std::to_array<BuiltInRow>({
-    {"string", SCHEMA_VALUE_STRING},
-    {"boolean", SCHEMA_VALUE_BOOLEAN},
-    {"byte", SCHEMA_VALUE_BYTE},
-    {"short", SCHEMA_VALUE_SHORT},
-    {"int", SCHEMA_VALUE_INT},
-    {"long", SCHEMA_VALUE_LONG},
-    {"float", SCHEMA_VALUE_FLOAT},
-    {"double", SCHEMA_VALUE_DOUBLE},
-    {"dateTime", SCHEMA_VALUE_DATETIME},
-    {"binary", SCHEMA_VALUE_BINARY},
-    {"anyURI", SCHEMA_VALUE_URI},
-    {"any", SCHEMA_VALUE_ANY},
-});
 
 constexpr std::string_view kRoot = "Skema";
 
@@ -66,19 +48,14 @@ const TableType *SchemaIndex_Find(const SchemaIndex &index, const SchemaModel &m
 }
 
 std::optional<SchemaValueKind> SchemaNames_BuiltIn(std::string_view word) {
-    for (const BuiltInRow &row : kBuiltIns) {
-        if (row.word == word)
-            return row.kind;
-    }
-    return std::nullopt;
+    const auto row = std::ranges::find(kSchemaValues, word, &SchemaValueWords::word);
+    if (word.empty() || row == kSchemaValues.end())
+        return std::nullopt;
+    return row->kind;
 }
 
 std::string_view SchemaNames_BuiltInWord(SchemaValueKind kind) {
-    for (const BuiltInRow &row : kBuiltIns) {
-        if (row.kind == kind)
-            return row.word;
-    }
-    return {};
+    return SchemaValue_Words(kind).word;
 }
 
 std::string SchemaNames_Root(SchemaNamespace ns) {

@@ -195,8 +195,7 @@ TEST(CryptoPublicKey, OpenSSLsProgramAgrees) {
         "openssl genrsa -traditional -out key.pem 2048",
         "openssl genrsa -traditional -aes128 -passout pass:secret -out key.pem 1024",
         "openssl dsaparam -genkey -out key.pem 1024",
-        "openssl genpkey -algorithm RSA -pkeyopt rsa_keygen_bits:1024 -aes256 -pass pass:secret "
-        "-out key.pem",
+        "openssl genpkey -algorithm RSA -aes256 -pass pass:secret -out key.pem",
     };
     for (const char *maker : makers) {
         ASSERT_EQ(0, RunIn(folder, maker)) << maker;
@@ -259,11 +258,11 @@ TEST(CryptoPublicKey, OtherPemTextsAreRefused) {
     EXPECT_EQ(nullptr, key);
 }
 
-TEST(CryptoPublicKey, EveryCutOfAPemTextIsRefused) {
+TEST(CryptoPublicKey, CutPemTextsAreRefused) {
     for (const std::string &text :
          {Export(Shared("RSA-1024")), Export(PublicOf(Shared("DSA-1024")).get())}) {
         const size_t end = text.rfind("-----END");
-        for (size_t size = 0; size < end; size += 3) {
+        for (size_t size = 0; size < end; size += 29) {
             CryptoKeyPtr key;
             EXPECT_EQ(1u, Import(text.substr(0, size), nullptr, &key)) << size;
         }
@@ -404,6 +403,11 @@ TEST(CryptoPublicKey, KeysThatTakeHoursToDecryptAreRefused) {
     const std::string whole = deep + "0400";
     EXPECT_FALSE(CryptoPemCost_IsBearable(
         Pem("30" + ToHex(Bytes{static_cast<guint8>(whole.size() / 2)}) + whole)));
+
+    std::string many;
+    for (int i = 0; i < 100000; i++)
+        many += "-----BEGIN x-----\n";
+    EXPECT_TRUE(CryptoPemCost_IsBearable(many)) << "and in time";
 
     LogRing_Clear();
     CryptoKeyPtr key;

@@ -1,5 +1,5 @@
 /*
- * inThreads.h -- threads that begin together, so that they really meet
+ * inThreads.h -- threads that begin at the same moment
  *
  *   InThreads(8, [&](int number) { ... });     returns when all have ended
  */

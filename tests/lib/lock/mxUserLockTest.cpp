@@ -14,7 +14,7 @@ namespace {
 constexpr int kThreads = 8;
 constexpr int kRounds = 2000;
 
-/* The same questions to both kinds that count. */
+/* The same tests for both kinds that count. */
 struct ExclKind {
     using Lock = MXUserExclLock;
     static constexpr auto Create = MXUser_CreateExclLock;
@@ -48,7 +48,7 @@ protected:
 
     LockPtr owner{Kind::Create(nullptr, 1)};
 
-    /* Whether another thread could take the lock now. */
+    /* Whether another thread can acquire the lock now. */
     bool IsFree() {
         bool isTaken = false;
         std::thread([&] {
@@ -64,7 +64,7 @@ TYPED_TEST_SUITE(MXUserLock, Kinds);
 
 TYPED_TEST(MXUserLock, ThreadsThatContendLoseNoCount) {
     auto *lock = this->owner.get();
-    int count = 0; /* plain: the lock is its only guard */
+    int count = 0; /* not atomic: only the lock guards it */
     InThreads(kThreads, [&](int) {
         for (int i = 0; i < kRounds; i++) {
             if (i % 3 != 0 || !TypeParam::TryAcquire(lock))
@@ -86,7 +86,7 @@ TYPED_TEST(MXUserLock, ThreadsGetOneSingleton) {
     std::vector<typename TypeParam::Lock *> seen(kThreads);
     InThreads(kThreads, [&](int i) { seen[size_t(i)] = TypeParam::Singleton(&storage, "one", 1); });
     EXPECT_EQ(std::vector(kThreads, storage),
-              seen); /* that the others are gone, leaks would tell */
+              seen); /* the others are destroyed, or the leak check fails */
     TypeParam::Destroy(storage);
 }
 
@@ -130,7 +130,7 @@ TYPED_TEST(MXUserLock, IsFreeWhileAThreadWaitsAndHeldAsOftenAfterwards) {
     TypeParam::Acquire(lock);
     bool isChanged = false;
     std::thread other([&] {
-        TypeParam::Acquire(lock); /* while the other waits; it holds it twice */
+        TypeParam::Acquire(lock); /* while the other thread, which holds it twice, waits */
         isChanged = true;
         MXUser_SignalCondVar(changed.get());
         TypeParam::Release(lock);
@@ -138,7 +138,7 @@ TYPED_TEST(MXUserLock, IsFreeWhileAThreadWaitsAndHeldAsOftenAfterwards) {
     for (bool isSeen = isChanged; !isSeen; isSeen = isChanged)
         TypeParam::Wait(lock, changed.get());
     other.join();
-    TypeParam::TimedWait(lock, changed.get(), 0); /* nobody signals: comes back by itself */
+    TypeParam::TimedWait(lock, changed.get(), 0); /* returns without a signal */
     TypeParam::Release(lock);
     EXPECT_TRUE(TypeParam::IsHeld(lock));
     EXPECT_FALSE(this->IsFree());
@@ -146,7 +146,7 @@ TYPED_TEST(MXUserLock, IsFreeWhileAThreadWaitsAndHeldAsOftenAfterwards) {
     EXPECT_TRUE(this->IsFree());
 }
 
-TEST(MXUserRecLock, LivesUntilTheLastOneLetsGo) {
+TEST(MXUserRecLock, LivesUntilTheLastReferenceIsDropped) {
     MXUserRecLock *lock = MXUser_CreateRecLock("kept", 0xF0007085);
     MXUser_IncRefRecLock(lock);
     MXUser_DestroyRecLock(lock);
@@ -154,9 +154,9 @@ TEST(MXUserRecLock, LivesUntilTheLastOneLetsGo) {
     EXPECT_EQ(0xF0007085, MXUser_GetRecLockRank(lock));
     EXPECT_EQ(nullptr, MXUser_GetRecLockVmm(lock));
     MXUser_ReleaseRecLock(lock);
-    MXUser_DecRefRecLock(lock); /* a leak if this does not free it */
+    MXUser_DecRefRecLock(lock); /* frees it, or the leak check fails */
 
-    // destroyed by another thread at the moment in which this one releases it
+    // another thread destroys it while this one releases it
     lock = MXUser_CreateRecLock("left", 0);
     MXUser_AcquireRecLock(lock);
     lock->refCount--;

@@ -1,4 +1,4 @@
-// What a lock says of itself, and how a process ends that misuses one.
+// Dumps of locks, and how misuse of a lock ends the process.
 #include <csignal>
 #include <functional>
 #include <string>
@@ -16,7 +16,7 @@ void ExpectPanic(const char *pattern, const std::function<void()> &misuse) {
     EXPECT_EXIT(misuse(), testing::KilledBySignal(SIGABRT), pattern) << pattern;
 }
 
-/* What a dump writes, less the mark of the level. */
+/* Returns the lines of a dump, without their levels. */
 std::string Dump(const MXUserHeader &header) {
     LogRing_Clear();
     header.dumpFunc(&header);
@@ -30,7 +30,7 @@ std::string Dump(const MXUserHeader &header) {
     return text;
 }
 
-TEST(MXUserDump, SaysWhatTheLockKnows) {
+TEST(MXUserDump, HasTheStateOfTheLock) {
     const std::string common = " @ (0x)*0x[0-9a-f]+\n\tsignature 0x%1[0-9A-F]+\n\tname %2\n"
                                "\trank 0xF0007085\n\tserial number [0-9]+\n";
     const auto pattern = [&](const char *kind, char type, const char *name, const char *rest) {
@@ -81,7 +81,7 @@ TEST(MXUserMisuseDeathTest, OfALockEndsTheProcess) {
     });
     ExpectPanic("^MXUser_AcquireRecLock: Zero reference count upon exit\n$", [] {
         MXUserRecLock *lock = MXUser_CreateRecLock(nullptr, 0);
-        lock->refCount--; /* another thread destroyed it meanwhile */
+        lock->refCount--; /* as if another thread had destroyed it */
         MXUser_AcquireRecLock(lock);
     });
     ExpectPanic("^VERIFY lib/lock/", [] {
@@ -154,7 +154,7 @@ TEST(MXUserMisuseDeathTest, OfAConditionVariableEndsTheProcess) {
     MXUser_DestroyExclLock(lock);
 }
 
-/* A host's mutex that notes what is done with it. */
+/* A host's mutex that records the calls. */
 std::string calls;
 struct {
     int mutex;
@@ -172,7 +172,7 @@ void InstallHost() {
         [] { calls += "panic "; }, nullptr);
 }
 
-/* In a process of its own: hooks stay. */
+/* In a separate process, since hooks cannot be removed. */
 TEST(MXUserHooksDeathTest, ABoundLockForwardsToTheHost) {
     testing::FLAGS_gtest_death_test_style = "threadsafe";
     EXPECT_EXIT(

@@ -13,7 +13,7 @@ constexpr int kThreads = 8;
 
 using LockPtr = std::unique_ptr<MXUserRWLock, Release<MXUser_DestroyRWLock>>;
 
-/* With the system's lock, or as where there is none. */
+/* With the system's lock, or with the fallback. */
 LockPtr NewLock(bool useNative) {
     LockPtr lock(MXUser_CreateRWLock(nullptr, 1));
     EXPECT_TRUE(lock->useNative);
@@ -46,7 +46,7 @@ TEST(MXUserRWLock, ThreadsSeeWhatWritersHaveFinished) {
 
 using Held = std::array<bool, 3>; /* for reading, for writing, at all */
 
-TEST(MXUserRWLock, ThreadsReadAtOnceAndEachKnowsWhatItHolds) {
+TEST(MXUserRWLock, ThreadsReadTogetherAndEachKnowsItsOwnState) {
     const LockPtr lock = NewLock(true);
     const auto holds = [&] {
         return Held{MXUser_IsCurThreadHoldingRWLock(lock.get(), MXUSER_RW_FOR_READ) != FALSE,

@@ -17,7 +17,7 @@ using testing::ContainsRegex;
 using testing::HasSubstr;
 using testing::Not;
 
-/* A host that takes reports. */
+/* A host that receives reports. */
 class MXUserStats : public testing::Test {
 protected:
     MXUserStats() { Listen(120); }
@@ -45,7 +45,7 @@ protected:
         return Take();
     }
 
-    /* A text with "#" for the number of our lock. */
+    /* Replaces "#" in a text by the number of the lock. */
     std::string Ours(std::string text) const {
         for (size_t at; (at = text.find('#')) != std::string::npos;)
             text.replace(at, 1, std::to_string(lock->header.serialNumber));
@@ -76,9 +76,9 @@ TEST_F(MXUserStats, AttemptsAreJudged) {
     MXUserAcquisitionStatsSetUp(&stats);
     MXUser_StatisticsControl(0.3, 4, 50);
     MXUserAcquisitionStatsSample(&stats, true, false, 10);
-    MXUserAcquisitionStatsSample(&stats, true, true, 49); /* too short a wait */
+    MXUserAcquisitionStatsSample(&stats, true, true, 49); /* the wait is too short */
     MXUserAcquisitionStatsSample(&stats, false, true, 7);
-    EXPECT_EQ(0.0, MXUserKitchen(&stats).ratio); /* too few */
+    EXPECT_EQ(0.0, MXUserKitchen(&stats).ratio); /* too few attempts */
     MXUserAcquisitionStatsSample(&stats, true, true, 50);
     MXUserAcquisitionStatsDump(&stats, &lock->header);
     EXPECT_THAT(Take(), HasSubstr(Ours("MXUser: ce l=# a=4 s=3 sc=1 sct=50 t=116\n")));
@@ -106,7 +106,7 @@ TEST_F(MXUserStats, ValuesFallIntoBinsOfEqualRatio) {
     const auto *caller = reinterpret_cast<const char *>(0x1000);
     for (const guint64 value : {0, 99, 100, 102, 103, 200, 999, 1000, 99999, 100000, 7000000})
         MXUserHistoSample(histo.get(), value, caller++);
-    MXUserHistoSample(histo.get(), 5, caller - 1); /* no record of that caller */
+    MXUserHistoSample(histo.get(), 5, caller - 1); /* not the largest value of that caller */
     Listen(1000);
     MXUserHistoDump(histo.get(), &lock->header);
     EXPECT_EQ(Ours("MXUser: h l=# t=x min=100 max=100000\n"
@@ -118,7 +118,7 @@ TEST_F(MXUserStats, ValuesFallIntoBinsOfEqualRatio) {
 
     Listen(60);
     MXUserHistoDump(histo.get(), &lock->header);
-    EXPECT_LT(3u, reported.size()); /* more messages, each with its head, none too long */
+    EXPECT_LT(3u, reported.size()); /* several texts, each with the first line, none too long */
     for (const std::string &message : reported) {
         EXPECT_GE(60u, message.size()) << message;
         EXPECT_EQ(0u, message.find("MXUser: h")) << message;
@@ -138,7 +138,7 @@ TEST_F(MXUserStats, ALockIsNamedOnceAndReportsOnlyIfItCounts) {
     EXPECT_EQ("", Report());
 }
 
-TEST_F(MXUserStats, AModeAsksTheControlOperation) {
+TEST_F(MXUserStats, AModeCallsTheControlOperation) {
     static std::vector<guint32> arguments;
     arguments.clear();
     const MXUserControl control = [](MXUserHeader *, guint32, guint32 argument) {
@@ -164,7 +164,7 @@ TEST_F(MXUserStats, ThreadsAreCountedWhileAnotherReports) {
                 MXUser_PerLockData();
             if (i % 2 != 0 || !MXUser_TryAcquireExclLock(lock))
                 MXUser_AcquireExclLock(lock);
-            MXUser_AcquireExclLock(lock); /* by its owner: no attempt */
+            MXUser_AcquireExclLock(lock); /* by the holder: not counted as an attempt */
             count++;
             MXUser_ReleaseExclLock(lock);
             MXUser_ReleaseExclLock(lock);

@@ -31,8 +31,8 @@ int CountLines(const char *text) {
     return count;
 }
 
-TEST(VThreadBase, AThreadThatEndsGivesItsNumberBack) {
-    VThreadBase_ForgetSelf(); /* so that nobody has one */
+TEST(VThreadBase, TheNumberOfAThreadThatEndsIsFree) {
+    VThreadBase_ForgetSelf(); /* no thread has a number then */
     EXPECT_EQ(4u, VThreadBase_CurID());
     EXPECT_EQ(5u, IdOfANewThread());
     EXPECT_EQ(5u, IdOfANewThread());
@@ -45,19 +45,19 @@ TEST(VThreadBase, AThreadThatEndsGivesItsNumberBack) {
     }).join();
 }
 
-TEST(VThreadBase, ThreadsThatAskAtOnceGetNumbersOfTheirOwn) {
+TEST(VThreadBase, ThreadsThatStartTogetherGetDifferentNumbers) {
     constexpr int kThreads = 8;
     for (int round = 0; round < 20; round++) {
         std::vector<guint32> ids(kThreads);
         std::atomic<int> numWithId = 0;
         InThreads(kThreads, [&](int i) {
             ids[size_t(i)] = VThreadBase_CurID();
-            for (numWithId++; numWithId < kThreads;) /* alive until all have one */
+            for (numWithId++; numWithId < kThreads;) /* lives until all have a number */
                 std::this_thread::yield();
         });
         const std::set<guint32> different(ids.begin(), ids.end());
         EXPECT_EQ(size_t(kThreads), different.size());
-        EXPECT_GE(4u + kThreads, *different.rbegin()); /* with this one, and no gaps */
+        EXPECT_GE(4u + kThreads, *different.rbegin()); /* including this thread, without gaps */
     }
 }
 
@@ -92,7 +92,7 @@ TEST(VThreadBase, ASecondRecordIsRefused) {
     EXPECT_STREQ("first", VThreadBase_CurName());
 }
 
-/* A host with numbers of its own. */
+/* A host that numbers its threads. */
 std::string nameWhileStarting;
 std::string nameWhileEnding;
 
@@ -109,7 +109,7 @@ void HostFreeID(VThreadBaseData *record) {
     nameWhileEnding = VThreadBase_CurName();
 }
 
-/* In processes of their own, in which nobody has a number yet. */
+/* In separate processes, in which no thread has a number yet. */
 TEST(VThreadBaseDeathTest, AHostNumbersItsThreads) {
     testing::FLAGS_gtest_death_test_style = "threadsafe";
     EXPECT_EXIT(
@@ -123,7 +123,7 @@ TEST(VThreadBaseDeathTest, AHostNumbersItsThreads) {
         testing::ExitedWithCode(0), "");
 }
 
-TEST(VThreadBaseDeathTest, TheSecondThreadIsNewsOnce) {
+TEST(VThreadBaseDeathTest, TheSecondThreadIsLoggedOnce) {
     testing::FLAGS_gtest_death_test_style = "threadsafe";
     EXPECT_EXIT(
         {

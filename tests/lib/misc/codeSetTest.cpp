@@ -25,8 +25,8 @@ std::optional<std::string> Current(std::string_view text) {
     return std::string(result, size);
 }
 
-/* Tests run in the locale "C": file names pass as the UTF-8 that they are. */
-TEST(CodeSet, NamesPassInTheLocaleCAndWhatIsNoTextDoesNot) {
+/* Tests run in the locale "C", in which file names are UTF-8. */
+TEST(CodeSet, TheLocaleCKeepsUtf8AndInvalidTextIsRefused) {
     for (const char *name : {"", "/etc/ssl", "/srv/Schl\u00fcssel.pem", "\U0001f511"})
         EXPECT_EQ(name, Current(name));
     for (std::string_view bad : {"\xff"sv, "a\xc3"sv, "a\0b"sv, "\xed\xa0\x80"sv})

@@ -29,7 +29,7 @@ TEST(DynBuf, KeepsWhatIsAppendedByteByByteAndInPieces) {
     EXPECT_EQ(0u, buffer.size);
 }
 
-TEST(DynBuf, HandsItsTextOutWithANulWhateverRoomIsLeft) {
+TEST(DynBuf, DetachesItsTextWithANulWhateverRoomIsLeft) {
     for (gsize reserved : {0, 5, 6, 100, 1000000}) {
         DynBuf buffer;
         DynBuf_Init(&buffer);
@@ -46,7 +46,7 @@ TEST(DynBuf, HandsItsTextOutWithANulWhateverRoomIsLeft) {
     }
 }
 
-TEST(DynBuf, StaysAsItWasWithoutMemory) {
+TEST(DynBuf, IsUnchangedWithoutMemory) {
     DynBuf buffer;
     DynBuf_Init(&buffer);
     ASSERT_TRUE(DynBuf_AppendString(&buffer, "kept"));

@@ -27,7 +27,7 @@ void FreeLetter(gpointer value) {
     freed += char(GPOINTER_TO_INT(value));
 }
 
-/* The keys in order of buckets, by a space each. */
+/* Returns the keys in order of buckets, each followed by a space. */
 std::string Keys(const HashTable *table, bool areNumbers = false) {
     gconstpointer *keys = nullptr;
     gsize count = 99;
@@ -88,7 +88,7 @@ TEST(HashTable, KeysOfOtherCaseAreOneOrTwo) {
     }
 }
 
-TEST(HashTable, AValueIsFreedOnceUnlessItIsHandedOut) {
+TEST(HashTable, AValueIsFreedOnceUnlessItIsPassedOn) {
     const auto isLetter = [](char c) { return GINT_TO_POINTER(c); };
     for (gint flags : {0, int(HASHTABLE_ATOMIC)}) {
         freed.clear();
@@ -130,12 +130,13 @@ TEST(HashTable, CopiedKeysOutliveTheirOrigin) {
     HashTable_KeyArray(table.get(), &keys, &count);
     ASSERT_EQ(20u, count);
     for (gsize i = 0; i < count; i += 2)
-        EXPECT_TRUE(HashTable_Delete(table.get(), keys[i])); /* by the table's own copy */
+        EXPECT_TRUE(HashTable_Delete(table.get(), keys[i])); /* finds the table's own copy */
     free(keys);
     EXPECT_EQ(10u, HashTable_GetNumElements(table.get()));
 }
 
-/* The same random steps on a std::map: ends, middles and only links of chains are all taken out. */
+/* Compares random steps with a std::map. They delete at the ends, in the middle, and the only entry of
+ * chains. */
 TEST(HashTable, AgreesWithAMap) {
     std::minstd_rand random(1);
     std::map<guint64, gpointer> model;
@@ -156,7 +157,7 @@ TEST(HashTable, AgreesWithAMap) {
     }
 }
 
-TEST(HashTable, AVisitStopsAtTheFirstResultAndMayDelete) {
+TEST(HashTable, AnIterationStopsAtTheFirstResultAndMayDelete) {
     TablePtr table(HashTable_Alloc(16, HASHTABLE_INT, nullptr));
     gpointer *values = nullptr;
     gsize count = 99;
@@ -228,7 +229,7 @@ TEST(HashTable, ThreadsReplaceAndEachValueIsFreedOnce) {
     EXPECT_EQ(4u * 500500, sum);
 }
 
-TEST(HashTableDeathTest, ATableThatCannotBeEndsTheProcess) {
+TEST(HashTableDeathTest, InvalidArgumentsEndTheProcess) {
     for (guint buckets : {0u, 3u, 12u})
         EXPECT_EXIT(HashTable_Alloc(buckets, 0, nullptr), testing::KilledBySignal(SIGABRT),
                     "^HashTable_Alloc only takes powers of 2 \n$");

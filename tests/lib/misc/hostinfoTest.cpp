@@ -16,7 +16,7 @@ std::string Take(char *path) {
     return text;
 }
 
-/* Also from another directory, in which a program that was found by its bare name is not. */
+/* Also from another directory than the one in which the program was started. */
 TEST(Hostinfo, ProgramAndLibrariesAreNamedByAbsolutePaths) {
     const auto before = std::filesystem::current_path();
     std::filesystem::current_path("/");

@@ -7,7 +7,7 @@ namespace {
 
 constexpr uid_t kSomebody = 65534;
 
-/* Runs in a child, which has given root's rights up for the time being. */
+/* Runs in a child that has dropped root's rights temporarily. */
 int TakeRightsBack() {
     if (Id_IsSetUGid() || seteuid(kSomebody) != 0 || !Id_IsSetUGid())
         return 1;

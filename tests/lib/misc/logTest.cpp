@@ -43,7 +43,7 @@ TEST_F(LogRing, KeepsLinesWithTheirLevels) {
     EXPECT_EQ("", Ring());
 }
 
-TEST_F(LogRing, WhatAPeerSentPassesForNoMessageOfItsOwn) {
+TEST_F(LogRing, TextOfAPeerIsNotMistakenForAMessage) {
     Log("\"%s\"\n", "x\r\nE 1\x1b[2J\tq\x7f\xc2\x9b"
                     "1m \xc2\xa7 \xc3\x84\rend");
     Log("\n");
@@ -70,10 +70,10 @@ TEST_F(LogRing, NewLinesPushOutOldOnes) {
     const std::string all = Ring();
     EXPECT_NE(std::string::npos, all.find("I 4999 "));
     EXPECT_EQ(std::string::npos, all.find("I 10 "));
-    EXPECT_EQ(0u, all.find("I ")); /* the oldest is whole */
+    EXPECT_EQ(0u, all.find("I ")); /* the oldest is complete */
 }
 
-/* Every line that is shown must be one that was written, whole. */
+/* Every line in the ring is a complete line that was written. */
 TEST_F(LogRing, ThreadsNeverMixTheirLines) {
     std::atomic<bool> isDone = false;
     std::vector<std::thread> writers;

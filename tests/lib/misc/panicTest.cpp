@@ -13,11 +13,11 @@ namespace {
 
 const std::string kHere = "tests/lib/misc/panicTest\\.cpp:[0-9]+";
 
-/* The whole of what a dying child says must match. */
+/* Matches the whole output of a child that ends. */
 #define EXPECT_PANIC(statement, text)                                                              \
     EXPECT_EXIT(statement, testing::KilledBySignal(SIGABRT), "^" + std::string(text) + "\n$")
 
-TEST(PanicDeathTest, ChecksSayWhereTheyStand) {
+TEST(PanicDeathTest, ChecksNameFileAndLine) {
     EXPECT_PANIC(VERIFY(1 + 1 == 3), "VERIFY " + kHere);
     EXPECT_PANIC(VERIFY_BUG(4711, false), "VERIFY " + kHere + " bugNr=4711");
     EXPECT_PANIC(NOT_REACHED(), "NOT_REACHED " + kHere);
@@ -25,7 +25,7 @@ TEST(PanicDeathTest, ChecksSayWhereTheyStand) {
     EXPECT_PANIC(PANIC(), "PANIC " + kHere);
 }
 
-TEST(Panic, ChecksThatHoldDoNothingAndLookOnce) {
+TEST(Panic, ChecksThatHoldEvaluateOnce) {
     int looked = 0;
     VERIFY(++looked == 1);
     VERIFY_BUG(1, ++looked == 2);
@@ -37,7 +37,7 @@ TEST(PanicDeathTest, LongTextsAreCut) {
     EXPECT_EXIT(Panic("%s\n", text.c_str()), testing::KilledBySignal(SIGABRT), "^x{1023}$");
 }
 
-TEST(PanicDeathTest, OneOfManyThreadsSpeaks) {
+TEST(PanicDeathTest, OneOfManyThreadsWrites) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     EXPECT_PANIC(
         {
@@ -57,8 +57,8 @@ TEST(PanicDeathTest, APanicInsideAPanicEndsTheProcess) {
         testing::ExitedWithCode(EXIT_FAILURE), "^first\n$");
 }
 
-TEST(UtilSafeDeathTest, LackOfMemoryIsTheEnd) {
-    /* the sanitizers speak first */
+TEST(UtilSafeDeathTest, LackOfMemoryEndsTheProcess) {
+    /* the sanitizers report first */
     const auto died = testing::KilledBySignal(SIGABRT);
     const char *text = "Unrecoverable memory allocation failure\n$";
     volatile gsize tooMuch = SIZE_MAX / 2; /* the compiler must not see it */

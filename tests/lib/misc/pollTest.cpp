@@ -48,7 +48,7 @@ const PollImpl kImpl = {
     .initData = GINT_TO_POINTER(42),
 };
 
-TEST(Poll, HandsOnToTheImplementation) {
+TEST(Poll, ForwardsToTheImplementation) {
     Poll_InitWithImpl(&kImpl);
     EXPECT_EQ("init 42", called);
     EXPECT_EQ(&kImpl, pollImpl);

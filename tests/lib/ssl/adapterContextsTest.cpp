@@ -1,4 +1,4 @@
-// The adapter of libcrypto: contexts and records of the caller, and what else 1.0.2 did in its own way.
+// The adapter of libcrypto: contexts and records of the caller, and other behaviour of 1.0.2.
 #include <array>
 #include <cstring>
 #include <string>
@@ -39,7 +39,8 @@ const EVP_CIPHER *__wrap_EVP_des_cbc(void);
 const EVP_CIPHER *__wrap_EVP_bf_cbc(void);
 const EVP_CIPHER *__wrap_EVP_des_ede3_cbc(void);
 const EVP_CIPHER *__wrap_EVP_aes_128_cbc(void);
-void *__wrap_CRYPTO_malloc(long size, const char *file, int line); /* an int, with its upper half */
+void *__wrap_CRYPTO_malloc(long size, const char *file,
+                           int line); /* the size is an int: the upper half is ignored */
 void __wrap_CRYPTO_free(void *pointer);
 int __wrap_X509_STORE_get_by_subject(X509_STORE_CTX *storeContext, int type, X509_NAME *name,
                                      void *result);
@@ -51,7 +52,7 @@ namespace {
 
 using namespace std::string_view_literals;
 
-/* Storage of a caller: as much as 1.0.2 has for it, with a guard behind. */
+/* Storage of a caller with the size of 1.0.2, followed by guard bytes. */
 template <size_t size> struct Storage {
     alignas(8) std::array<unsigned char, size + 16> bytes;
     explicit Storage(unsigned char filling) {
@@ -112,8 +113,8 @@ TEST_F(SSLAdapterContexts, DigestsWorkInStorageOfAnyContents) {
     __wrap_ERR_clear_error();
 }
 
-/* OpenSSL hands out a context of its own there: it is used, and nothing is written into it. */
-TEST_F(SSLAdapterContexts, TheContextOfADigestBioIsTakenAsItIs) {
+/* OpenSSL returns a context of its own there. It is used, and nothing is written into it. */
+TEST_F(SSLAdapterContexts, TheContextOfADigestBioIsUsedDirectly) {
     constexpr int kSetDigest = 111;
     constexpr int kGetContext = 120;
     BIO *bio = __wrap_BIO_new(__wrap_BIO_f_md());
@@ -142,8 +143,8 @@ std::string Crypt(void *ctx, std::string_view text, CipherUpdateFn *update, Ciph
     return {reinterpret_cast<char *>(out), static_cast<size_t>(first + last)};
 }
 
-/* DES and Blowfish are out of use; only the provider "legacy" has them. */
-TEST_F(SSLAdapterContexts, CiphersWorkThereAndBackAlsoThoseSetAside) {
+/* Only the provider "legacy" has DES and Blowfish. */
+TEST_F(SSLAdapterContexts, CiphersEncryptAndDecryptAlsoTheLegacyOnes) {
     struct Row {
         const char *name;
         const EVP_CIPHER *cipher;
@@ -171,7 +172,7 @@ TEST_F(SSLAdapterContexts, CiphersWorkThereAndBackAlsoThoseSetAside) {
     }
 }
 
-TEST_F(SSLAdapterContexts, PaddingIsRememberedForTheCipherThatComes) {
+TEST_F(SSLAdapterContexts, PaddingIsKeptForTheNextCipher) {
     CipherStorage ctx(0xff);
     __wrap_EVP_CIPHER_CTX_init(ctx.At());
     EXPECT_EQ(0, __wrap_EVP_CIPHER_CTX_block_size(ctx.At()));
@@ -183,7 +184,7 @@ TEST_F(SSLAdapterContexts, PaddingIsRememberedForTheCipherThatComes) {
     EXPECT_EQ(1, __wrap_EVP_CIPHER_CTX_cleanup(ctx.At()));
 }
 
-TEST_F(SSLAdapterContexts, MemoryIsAskedForWithAnInt) {
+TEST_F(SSLAdapterContexts, TheSizeOfAnAllocationIsAnInt) {
     void *memory = __wrap_CRYPTO_malloc(0x7fffffff00000010L, __FILE__, __LINE__);
     ASSERT_NE(nullptr, memory);
     memset(memory, 1, 16);

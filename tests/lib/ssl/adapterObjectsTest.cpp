@@ -1,4 +1,4 @@
-// The adapters as objects: what they let out and how, and whether docs/openssl102.md tells the truth.
+// The adapters as shared objects: their exported names, and whether docs/openssl102.md is correct.
 #include <fstream>
 #include <map>
 #include <regex>
@@ -21,7 +21,7 @@ std::string Readelf(const std::string &options, const std::string &file) {
     return GPtr<char>(out).get();
 }
 
-/* Whether the function behind a thunk is one of an adapter. */
+/* Whether the target of a thunk is a function of an adapter. */
 bool IsOfAdapter(std::size_t row) {
     Dl_info info{};
     EXPECT_NE(0, dladdr(sslThunkTargets[row], &info)) << SSLThunkName(row);
@@ -66,7 +66,7 @@ TEST(SSLAdapterObjects, TheLibraryItselfNeedsNoOpenSSLAndIsNeverUnloaded) {
     EXPECT_NE(std::string::npos, needed.find("NODELETE"));
 }
 
-TEST(SSLAdapterObjects, TheLibraryLetsEachThunkOut) {
+TEST(SSLAdapterObjects, TheLibraryExportsEachThunk) {
     const std::string symbols = Readelf("--dyn-syms", SSL_LIBRARY);
     for (std::size_t row = 0; row < SSL_THUNK_COUNT; row++)
         EXPECT_NE(std::string::npos,
@@ -88,7 +88,7 @@ std::map<std::string, std::string> DocumentedNames() {
     return rows;
 }
 
-TEST(SSLAdapterObjects, TheDocumentSaysOfEachNameWhatIsSo) {
+TEST(SSLAdapterObjects, TheDocumentIsCorrectForEachName) {
     SSL_Init(nullptr, nullptr, nullptr);
     const auto documented = DocumentedNames();
     const std::set<std::string> classes = {"same", "renamed", "translated", "no-op", "unsupported"};

@@ -1,4 +1,4 @@
-// The adapter of libssl: options by meaning, contexts as 1.0.2 made them, versions and codes.
+// The adapter of libssl: options, defaults of contexts, versions and codes.
 #include <map>
 #include <string>
 
@@ -25,7 +25,7 @@ struct SSLAdapterOptions : SslTest {
         return ContextPtr(__wrap_SSL_CTX_new(method));
     }
 
-    /* What OpenSSL 3 itself has, past the adapter. */
+    /* The options of OpenSSL 3 itself, without the adapter. */
     static guint64 RealOptions(SSL_CTX *ctx) {
         using Function = guint64(const SSL_CTX *);
         return reinterpret_cast<Function *>(dlsym(sslModule.libsslHandle, "SSL_CTX_get_options"))(
@@ -33,7 +33,7 @@ struct SSLAdapterOptions : SslTest {
     }
 };
 
-TEST_F(SSLAdapterOptions, ReadBackAsSetAndNoneSwitchesSomethingElse) {
+TEST_F(SSLAdapterOptions, ReadBackAsSetAndNoneHasAnotherEffect) {
     for (long wanted : {0x83524bffL, 0x83504bffL, 0xffffffffL}) {
         const ContextPtr ctx = NewContext();
         EXPECT_EQ(4, __wrap_SSL_CTX_ctrl(ctx.get(), kOptions, 0, nullptr)) << "as 1.0.2 has it";
@@ -45,7 +45,7 @@ TEST_F(SSLAdapterOptions, ReadBackAsSetAndNoneSwitchesSomethingElse) {
     }
 }
 
-TEST_F(SSLAdapterOptions, AConnectionStartsFromItsContextAndGoesItsOwnWay) {
+TEST_F(SSLAdapterOptions, AConnectionInheritsFromItsContextAndThenDiffers) {
     const ContextPtr ctx = NewContext();
     __wrap_SSL_CTX_ctrl(ctx.get(), kOptions, 0x02100001, nullptr);
     SSL *ssl = __wrap_SSL_new(ctx.get());
@@ -69,7 +69,7 @@ TEST_F(SSLAdapterOptions, OldCommandsAnswer) {
     __wrap_ERR_clear_error();
 }
 
-/* Whatever the machine's policy says of old versions and small keys: the caller decides. */
+/* The caller decides on old versions and small keys, not the policy of the machine. */
 TEST_F(SSLAdapterOptions, OldAndNewVersionsShakeHands) {
     struct Row {
         const SSL_METHOD *client;
@@ -91,7 +91,7 @@ TEST_F(SSLAdapterOptions, OldAndNewVersionsShakeHands) {
     }
 }
 
-TEST_F(SSLAdapterOptions, StatesTellTheSideBeforeTheHandshake) {
+TEST_F(SSLAdapterOptions, StatesShowTheSideBeforeTheHandshake) {
     const ContextPtr ctx = NewContext();
     SSL *ssl = __wrap_SSL_new(ctx.get());
     __wrap_SSL_set_connect_state(ssl);

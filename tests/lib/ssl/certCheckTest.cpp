@@ -1,4 +1,4 @@
-// The check of older callers, and the certificate of a context.
+// The check for older callers, and the certificate of a context.
 #include <gmock/gmock.h>
 
 #include "tests/lib/ssl/tlsPair.h"
@@ -43,7 +43,7 @@ TEST_F(SslCertCheck, AConnectionWithoutAPeersCertificateFails) {
     EXPECT_THAT(LogText(), testing::HasSubstr("SSL: Could not get the peer certificate\n"));
 }
 
-TEST_F(SslCertCheck, AContextTellsItsOwnCertificate) {
+TEST_F(SslCertCheck, AContextHasAThumbprint) {
     char text[SSL_THUMBPRINT_SIZE] = "before";
     const ContextPtr without(SSL_NewContext());
     EXPECT_EQ(0, SSL_CertThumbprintFromContext(without.get(), text, sizeof text));

@@ -1,4 +1,4 @@
-// Certificates by themselves: their names, thumbprints, forms and what people are shown.
+// Certificates without a connection: names, thumbprints, forms, descriptions.
 #include <algorithm>
 #include <array>
 
@@ -118,7 +118,7 @@ TEST_F(Cert, PinsHaveFourForms) {
     EXPECT_FALSE(SSL_IsThumbprint(nullptr));
 }
 
-TEST_F(Cert, PeopleSeeWhatCannotMislead) {
+TEST_F(Cert, DescriptionsEscapeWhatCouldMislead) {
     const auto made = SelfSigned({.commonName = "good\xe2\x80\xae"
                                                 "txt\x1b[2J, CN=M\xc3\xbcller",
                                   .organization = "Some \"Company\""});
@@ -166,7 +166,7 @@ TEST_F(Cert, VerifyCodesBecomeBits) {
         EXPECT_EQ(row.chain, SSLMapErrorToFlag(row.code, false)) << row.code;
     }
     EXPECT_STREQ(
-        "It belongs to another host name.\nIt was revoked.",
+        "It is for another host name.\nIt was revoked.",
         GPtr<char>(SSL_DescribeCertErrors(SSL_CERT_REVOKED | SSL_CERT_NAME_MISMATCH)).get());
     EXPECT_STREQ("", GPtr<char>(SSL_DescribeCertErrors(0)).get());
 }

@@ -6,7 +6,7 @@
  *   SSL_SetVerifyCb(pair.client, ...);
  *   EXPECT_TRUE(pair.Connect());
  *
- * Errors: what is not the handshake's is a failure of the test.
+ * Errors: any error outside the handshake fails the test.
  */
 #pragma once
 

@@ -8,7 +8,7 @@ namespace {
 
 enum { SSL_CTRL_SET_MAX_PROTO_VERSION = 124, TLS1_2_VERSION = 0x0303 };
 
-/* Calls a function of OpenSSL that only tests need. */
+/* Calls a function of OpenSSL that is no thunk. */
 template <class Result, class... Arguments>
 Result Libcrypto(const char *name, Arguments... arguments) {
     void *symbol = dlsym(sslModule.libcryptoHandle, name);
@@ -16,7 +16,7 @@ Result Libcrypto(const char *name, Arguments... arguments) {
     return reinterpret_cast<Result (*)(Arguments...)>(symbol)(arguments...);
 }
 
-/* Each test begins as after a start of the layer: no file was tried, nothing switched off. */
+/* Each test begins with the state after a start of the layer: no file tried, nothing switched off. */
 class SslDhParams : public SslTest {
 protected:
     SslDhParams() : ctx(SSL_NewContext()), ssl(__wrap_SSL_new(ctx.get())) {
@@ -74,7 +74,7 @@ TEST_F(SslDhParams, TheLengthChoosesTheGroup) {
 }
 
 TEST_F(SslDhParams, FilesComeFirstAndAreTriedOnce) {
-    const std::string parameters = /* of 512 bits, as nothing built in is */
+    const std::string parameters = /* of 512 bits, unlike those built in */
         "-----BEGIN DH PARAMETERS-----\n"
         "MEYCQQDKgZTqlyp0aSIweHyZgqCgBIZZFaHj2Cqg9s49GUi+wRP8y6J3liVcZapn\n"
         "nVNZTiJwpElV8tr1zJwdXvm2zYRXAgEC\n"
@@ -83,7 +83,7 @@ TEST_F(SslDhParams, FilesComeFirstAndAreTriedOnce) {
     const struct {
         std::string path;
         int bits;        /* of the group that a handshake gets */
-        const char *log; /* once, however often it is asked for */
+        const char *log; /* written once, however often it is requested */
     } rows[] = {
         {folder.Write("good", parameters), 512, nullptr},
         {folder.Path("missing"), 2048, "opening"},
@@ -108,7 +108,7 @@ TEST_F(SslDhParams, FilesComeFirstAndAreTriedOnce) {
     }
 }
 
-/* With nothing else left to agree on, the callback decides whether there is a handshake. */
+/* With one cipher left, the callback decides whether the handshake succeeds. */
 TEST_F(SslDhParams, AHandshakeUsesThem) {
     const ContextPtr serverCtx = ServerContext(certificates::SelfSigned({.rsaBits = 2048}));
     __wrap_SSL_CTX_set_cipher_list(serverCtx.get(), "DHE-RSA-AES256-GCM-SHA384");

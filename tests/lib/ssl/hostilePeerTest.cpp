@@ -1,4 +1,4 @@
-// What a peer may send or leave out: always an error, never an end of the process, and nothing stays behind.
+// Hostile peers: any bytes give an error, never the end of the process, and no descriptor stays open.
 #include <cstdlib>
 
 #include <unistd.h>
@@ -58,7 +58,7 @@ TEST_F(SslHostilePeer, WhatIsNoHandshakeIsAnErrorOnEitherSide) {
     }
 }
 
-/* Carries bytes between two ends, and cuts the line after so many of them in one direction. */
+/* Carries bytes between two ends, and cuts the line after a number of bytes in one direction. */
 class CutLine {
 public:
     CutLine(int clientSide, int serverSide) : toClient(clientSide), toServer(serverSide) {}
@@ -100,7 +100,7 @@ private:
     int toServer;
 };
 
-/* A whole conversation over a line: the handshake, and a word each way. What came through, as "client,server". */
+/* Runs the handshake and sends a word in each direction. Returns what was received, as "client,server". */
 std::string Converse(CutLine *line, TlsPair *ends, SSL_CTX *clientCtx, SSL_CTX *serverCtx) {
     SSLSock *client = ends->client.get();
     SSLSock *server = ends->server.get();
@@ -128,7 +128,7 @@ std::string Converse(CutLine *line, TlsPair *ends, SSL_CTX *clientCtx, SSL_CTX *
 
 TEST_F(SslHostilePeer, ALineCutAtAnyByteIsAnErrorOnBothSides) {
     const size_t step = getenv("ORVANE_EXHAUSTIVE") != nullptr ? 1 : 37;
-    /* signatures of RSA are of one length, so that all runs are */
+    /* signatures of RSA have a fixed length, so all runs have the same length */
     const ContextPtr ctx = ServerContext(certificates::SelfSigned({.rsaBits = 2048}));
     const auto run = [&](size_t toClient, size_t toServer) {
         const SocketPair near;
@@ -148,7 +148,7 @@ TEST_F(SslHostilePeer, ALineCutAtAnyByteIsAnErrorOnBothSides) {
         EXPECT_NE("hello,hello,", std::get<0>(run(SIZE_MAX, at))) << at;
 }
 
-/* Says nothing, or begins well and then says nothing more: both end after two minutes. */
+/* A server that sends nothing, or only the beginning of a handshake. */
 TEST_F(SslHostilePeer, AStallingServerIsGivenUpAfterTwoMinutes) {
     for (const std::string &beginning : {std::string(), "\x16\x03\x03\x00\x7a\x02\x00\x00"s}) {
         LogRing_Clear();
@@ -164,7 +164,7 @@ TEST_F(SslHostilePeer, AStallingServerIsGivenUpAfterTwoMinutes) {
     }
 }
 
-/* OpenSSL takes chains of up to 100 KB. */
+/* OpenSSL accepts chains of up to 100 KB. */
 TEST_F(SslHostilePeer, AChainOfCertificatesMayBeLongButNotEndless) {
     for (const auto &[padding, isTaken] :
          {std::pair(size_t(45000), true), {size_t(52000), false}}) {

@@ -1,4 +1,4 @@
-// The layer's start and stop, again and again, beside others who use OpenSSL; its callbacks; and the accessors over
+// Start and stop of the layer, repeatedly and beside other users of OpenSSL; its callbacks; the accessors for
 // structures of 1.0.2.
 #include <array>
 #include <cerrno>
@@ -21,7 +21,7 @@ void __wrap_CRYPTO_lock(int mode, int type, const char *file, int line);
 
 namespace {
 
-/* Begins and ends with the layer stopped, but for OpenSSL, which stays open. */
+/* Begins and ends with the layer stopped. OpenSSL stays open. */
 struct SSLModule : testing::Test {
     SSLModule() {
         SSL_Exit();
@@ -41,7 +41,7 @@ struct SSLModule : testing::Test {
     }
 };
 
-TEST_F(SSLModule, StartsAgainAfterAStopWhileOthersGoOn) {
+TEST_F(SSLModule, StartsAgainAfterAStopBesideOtherUsers) {
     UseCurl();
     SSL_Exit(); // no effect yet
     for (int round = 0; round < 3; round++) {
@@ -60,15 +60,15 @@ TEST_F(SSLModule, StartsAgainAfterAStopWhileOthersGoOn) {
     }
 }
 
-TEST_F(SSLModule, ASecondStartTouchesNothing) {
+TEST_F(SSLModule, ASecondStartChangesNothing) {
     Start();
     SSL_CTX *before = sslModule.ssl_ctx;
     SSL_Init([](const char *, const char *) -> char * { abort(); }, "/nowhere", "name");
     EXPECT_EQ(before, sslModule.ssl_ctx);
 }
 
-/* The directory function may start the layer itself; what it then returns is only released. */
-TEST_F(SSLModule, TheDirectoryFunctionIsAskedWithoutTheLock) {
+/* The directory function may start the layer itself. Its result is then only released. */
+TEST_F(SSLModule, TheDirectoryFunctionIsCalledWithoutTheLock) {
     SSL_Init(
         [](const char *defaultLib, const char *name) {
             EXPECT_STREQ("/here", defaultLib);
@@ -82,7 +82,7 @@ TEST_F(SSLModule, TheDirectoryFunctionIsAskedWithoutTheLock) {
     EXPECT_FALSE(SSLStateIsLocked());
 }
 
-TEST_F(SSLModule, ThreadsThatStartAtOnceGetOneModule) {
+TEST_F(SSLModule, ThreadsThatStartTogetherGetOneModule) {
     std::array<SSL_CTX *, 4> contexts{};
     std::array<std::thread, 4> threads;
     for (size_t i = 0; i < threads.size(); i++)
@@ -139,7 +139,7 @@ TEST_F(SSLModule, TheLockingCallbackLocksAndKeepsErrno) {
     callback(CRYPTO_LOCK, 0, __FILE__, __LINE__); // one who kept it gets nothing
 }
 
-TEST_F(SSLModule, AnApplicationsOwnCallbackStaysAndOneThatTakesOursOutIsReported) {
+TEST_F(SSLModule, AnApplicationsCallbackStaysAndALaterOneIsReported) {
     Start();
     SSLCheckLockingCallback();
     EXPECT_EQ(0, LogCount("locking callback overwritten!"));
@@ -161,7 +161,7 @@ TEST_F(SSLModule, AnApplicationsOwnCallbackStaysAndOneThatTakesOursOutIsReported
     __wrap_CRYPTO_set_locking_callback(nullptr);
 }
 
-/* The fields as 1.0.2 has them, in a blob; with a library without functions the accessors read those. */
+/* An object with the fields of 1.0.2. */
 struct Object102 {
     alignas(8) std::array<char, 256> bytes{};
     template <class Value> Object102 &Put(size_t offset, Value value) {
@@ -205,8 +205,8 @@ TEST_F(SSLModule, WithoutFunctionsTheAccessorsReadTheFields) {
     EXPECT_TRUE(SSLAccess_IsOpaque());
 }
 
-/* A state that no verification took is released with its store, and only then. */
-TEST_F(SSLModule, AVerifyStateHangsOnItsStore) {
+/* An unused state is released with its store, or when another replaces it. */
+TEST_F(SSLModule, AVerifyStateBelongsToItsStore) {
     Start();
     static int numReleased;
     numReleased = 0;

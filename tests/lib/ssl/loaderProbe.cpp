@@ -1,10 +1,10 @@
-// loaderProbe -- does one thing of the loader and says what came of it, for loaderTest.cpp
+// loaderProbe -- runs one function of the loader and prints the result, for loaderTest.cpp
 //
 //   open DIR         searches as SSL_Init() does; prints the paths of the pair, or "none"
 //   open-setgid DIR  the same as a process that runs set-gid
 //   init DIR         starts the layer and stops it again
 //   egd DIR          starts the layer and calls a function
-//   curl DIR         starts the layer, then opens libcurl and everything that it needs
+//   curl DIR         starts the layer, then opens libcurl and its dependencies
 #include <cstdio>
 #include <cstring>
 

@@ -1,4 +1,4 @@
-// Where OpenSSL is looked for and what is refused, with stand-ins for it in trees of folders; each row is a process.
+// Where OpenSSL is searched and what is refused, with doubles of it in trees of folders. Each row is a process.
 #include "lib/ssl/sslLoader.h"
 
 #include <filesystem>
@@ -21,7 +21,7 @@ constexpr char kCrypto[] = "libcrypto.so.1.0.2";
 constexpr char kSsl[] = "libssl.so.1.0.2";
 
 struct Outcome {
-    int status; /* as waitpid() has it */
+    int status; /* of waitpid() */
     std::string out;
     std::string err;
 };
@@ -61,7 +61,7 @@ struct Tree {
         fs::copy_file(SSL_PROBE, probe);
     }
 
-    /* Puts a stand-in (a name of tests/lib/ssl/CMakeLists.txt, or a path) where the loader may look. */
+    /* Puts a double (a name of tests/lib/ssl/CMakeLists.txt, or a path) into the tree. */
     void Put(const fs::path &at, const std::string &what) const {
         fs::create_directories(at.parent_path());
         fs::create_symlink(what.starts_with("/") ? what : SSL_DOUBLES "/" + what + ".so", at);
@@ -81,7 +81,7 @@ struct Tree {
     }
 };
 
-/* In the order of the search; each is found when all before it are gone. */
+/* In the order of the search. Each is found when all before it are removed. */
 const std::pair<std::string, std::string> kForms[] = {
     {"bin/libcrypto.so.1.0.2", "bin/libssl.so.1.0.2"},
     {"bin/libdir/lib/libcrypto.so.1.0.2/libcrypto.so.1.0.2",
@@ -93,7 +93,7 @@ const std::pair<std::string, std::string> kForms[] = {
     {"lib0/libcrypto.so.1.0.2", "lib0/libssl.so.1.0.2"},
 };
 
-TEST(SSLLoader, FormsAreTriedInOrderAndTheOldAndTheHalfAreSkipped) {
+TEST(SSLLoader, FormsAreTriedInOrderAndOldOrIncompletePairsAreSkipped) {
     for (const char *refused : {"tooOld", "nullVersion", "half", "noLibrary"}) {
         Tree tree;
         for (const auto &[crypto, ssl] : kForms) {
@@ -114,7 +114,7 @@ TEST(SSLLoader, FormsAreTriedInOrderAndTheOldAndTheHalfAreSkipped) {
     }
 }
 
-TEST(SSLLoader, SetGidProcessIgnoresWhatLiesBesideTheProgram) {
+TEST(SSLLoader, ASetGidProcessIgnoresFilesBesideTheProgram) {
     if (geteuid() != 0)
         GTEST_SKIP() << "only root can run as another group";
     Tree tree;
@@ -125,8 +125,8 @@ TEST(SSLLoader, SetGidProcessIgnoresWhatLiesBesideTheProgram) {
     EXPECT_EQ(tree.Lines(kForms[0].first, kForms[0].second), tree.Open());
 }
 
-/* Each ends the process, with a text that says what to mend. */
-TEST(SSLLoader, StartsThatCannotBe) {
+/* Each ends the process with a text that has the reason. */
+TEST(SSLLoader, AStartWithoutAUsablePairEndsTheProcess) {
     struct Row {
         const char *crypto;
         const char *what;
@@ -149,8 +149,8 @@ TEST(SSLLoader, StartsThatCannotBe) {
     }
 }
 
-/* Every user of OpenSSL in the process must stay bound to OpenSSL itself, also one that comes later. */
-TEST(SSLLoader, NobodyElseIsBoundToTheAdapters) {
+/* Every other user of OpenSSL in the process stays bound to OpenSSL itself, also one that is loaded later. */
+TEST(SSLLoader, NoOtherObjectIsBoundToTheAdapters) {
     Tree tree;
     const std::string log = (tree.root / "bindings").string();
     const Outcome outcome = RunProcess({SSL_PROBE, "curl", SSL_ADAPTERS},

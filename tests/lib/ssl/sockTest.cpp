@@ -9,7 +9,7 @@
 
 namespace {
 
-/* Every byte another than its neighbours. */
+/* Bytes that differ from their neighbours. */
 std::string Pattern(size_t size) {
     std::string text(size, '\0');
     for (size_t i = 0; i < size; i++)
@@ -23,7 +23,7 @@ protected:
 
     bool Connect() { return pair.ShakeHands(clientCtx.get(), serverCtx.get()); }
 
-    /* What arrives when the other end sends bytes and either side waits as often as it must. */
+    /* Returns what arrives when one end sends bytes, with as many retries as both ends require. */
     static std::string Carry(SSLSock *from, SSLSock *to, const std::string &bytes) {
         std::string got;
         size_t sent = 0;
@@ -52,7 +52,7 @@ TEST_F(SslSock, BytesComeThroughInBothDirections) {
     for (const bool isEncrypted : {false, true}) {
         if (isEncrypted) {
             ASSERT_TRUE(Connect());
-            /* a retried write may start elsewhere, as the loop below does */
+            /* a retried write may pass another address, as the loop below does */
             EXPECT_EQ(7, SSL_SetMode(client, 3) & 7);
             EXPECT_EQ(7, SSL_SetMode(server, 3) & 7);
         }
@@ -65,7 +65,7 @@ TEST_F(SslSock, BytesComeThroughInBothDirections) {
     EXPECT_EQ("", LogText());
 }
 
-TEST_F(SslSock, WaitingShowsInErrnoAndInWhatIsWanted) {
+TEST_F(SslSock, WaitingIsReportedByErrnoAndSslWant) {
     EXPECT_EQ(1, SSL_Want(client));
     EXPECT_EQ(0, SSL_SetMode(client, 1));
     ASSERT_TRUE(Connect());
@@ -91,7 +91,7 @@ TEST_F(SslSock, WaitingShowsInErrnoAndInWhatIsWanted) {
     EXPECT_EQ("", LogText());
 }
 
-/* What others left in OpenSSL's queue is no fault of the connection. */
+/* Entries of other code in OpenSSL's queue are no errors of the connection. */
 TEST_F(SslSock, OldErrorsDoNotCount) {
     const auto spoil = [] { EXPECT_EQ(nullptr, SSL_BIO_new_file("/nonexistent", "r")); };
     ASSERT_TRUE(SSL_SetupAcceptWithContext(server, serverCtx.get()));
@@ -111,7 +111,7 @@ TEST_F(SslSock, OldErrorsDoNotCount) {
     __wrap_ERR_clear_error();
 }
 
-TEST_F(SslSock, TheEndShowsHowItCame) {
+TEST_F(SslSock, TheCodeTellsACleanEndFromAFailure) {
     const struct {
         bool isClean;
         int code;
@@ -124,7 +124,7 @@ TEST_F(SslSock, TheEndShowsHowItCame) {
         __wrap_SSL_CTX_set_quiet_shutdown(clientCtx.get(), !row.isClean);
         ASSERT_TRUE(ends.ShakeHands(clientCtx.get(), serverCtx.get()));
         char buffer[10];
-        EXPECT_EQ(-1, SSL_Read(ends.client.get(), buffer, sizeof buffer)); /* takes the tickets */
+        EXPECT_EQ(-1, SSL_Read(ends.client.get(), buffer, sizeof buffer)); /* reads the tickets */
         EXPECT_EQ(2, SSL_Write(ends.client.get(), "hi", 2));
         ends.client.reset();
         errno = 0;
@@ -159,7 +159,7 @@ TEST_F(SslSock, ConnectWarnsAndChecksNothing) {
     const ContextPtr expired =
         ServerContext(certificates::SelfSigned({.dnsNames = {"elsewhere"}, .validUntil = -60}));
     ASSERT_TRUE(SSL_SetupAcceptWithContext(server, expired.get()));
-    /* blocking, with the server's part done by another thread: the clock is the real one */
+    /* blocking, with the server in another thread and the system's clock */
     for (int fd : {SSL_GetFd(client), SSL_GetFd(server)})
         ASSERT_EQ(0, fcntl(fd, F_SETFL, 0));
     std::thread other([&] { EXPECT_EQ(1, SSL_TryCompleteAccept(server)); });
@@ -205,7 +205,7 @@ TEST_F(SslSock, ShutdownClosesOnlyWhatItOwns) {
     EXPECT_EQ(EBADF, errno);
 }
 
-/* The test process has no handler for SIGPIPE: one would end it. */
+/* The test process has no handler for SIGPIPE, so the signal would end it. */
 TEST_F(SslSock, AClosedPeerRaisesNoSignal) {
     struct sigaction action {};
     ASSERT_EQ(0, sigaction(SIGPIPE, nullptr, &action));
@@ -232,7 +232,7 @@ TEST_F(SslSock, AClosedPeerRaisesNoSignal) {
     write3(client);
     EXPECT_EQ(SSL_ERROR_SYSCALL, SSL_GetIOError(client));
 
-    TlsPair garbage; /* as the last that the peer has sent: a read answers with an alert */
+    TlsPair garbage; /* the last bytes of the peer: a read answers with an alert */
     ASSERT_TRUE(garbage.ShakeHands(clientCtx.get(), serverCtx.get()));
     ASSERT_EQ(20, write(SSL_GetFd(garbage.server.get()), Pattern(20).data(), 20));
     garbage.server.reset();
@@ -241,7 +241,7 @@ TEST_F(SslSock, AClosedPeerRaisesNoSignal) {
     EXPECT_EQ(SSL_ERROR_SSL, SSL_GetIOError(garbage.client.get()));
 }
 
-/* A pipe cannot be told to raise no signal: the application's own ones must come out as they went in. */
+/* Writing to a pipe blocks the signal. The application's own signals must be unaffected. */
 TEST_F(SslSock, SignalsOfTheApplicationAreLeftAlone) {
     sigset_t pipeOnly;
     sigset_t before;
@@ -289,7 +289,7 @@ void SendDescriptors(int to, const char *text, size_t count) {
 TEST_F(SslSock, ADescriptorComesWithItsBytes) {
     char buffer[10] = {};
     int fd = 4711;
-    for (size_t count : {0u, 1u, 2u, 5u}) { /* those beyond the first would stay open for ever */
+    for (size_t count : {0u, 1u, 2u, 5u}) { /* those after the first would stay open */
         SendDescriptors(SSL_GetFd(client), "abc", count);
         EXPECT_EQ(3, SSL_RecvDataAndFd(server, buffer, sizeof buffer, &fd)) << count;
         EXPECT_STREQ("abc", buffer);

@@ -1,4 +1,4 @@
-// Many handshakes at once, as clients and servers of one context.
+// Parallel handshakes of clients and servers of one context.
 #include <atomic>
 #include <thread>
 #include <vector>

@@ -1,4 +1,4 @@
-// The thunks without OpenSSL behind them: each leads to its own target, and changes nothing on the way.
+// The thunks with targets of the test: each jumps to its own target and changes no argument.
 #include "lib/ssl/sslThunkTable.h"
 
 #include <array>
@@ -22,7 +22,7 @@ const Function kThunks[] = {
 #undef SSL_NAME
 };
 
-/* The targets as they were are put back: other tests in this process may have OpenSSL behind them. */
+/* Restores the former targets, since other tests of the process may use OpenSSL. */
 struct SSLThunks : testing::Test {
     std::array<void *, SSL_THUNK_COUNT> before;
     SSLThunks() { memcpy(before.data(), sslThunkTargets, sizeof before); }
@@ -76,7 +76,7 @@ double Sum(int count, ...) {
     return sum;
 }
 
-TEST_F(SSLThunks, ArgumentsAndResultsPassAsTheyAre) {
+TEST_F(SSLThunks, ArgumentsAndResultsPassUnchanged) {
     const Big big =
         Through(SSL_THUNK_PEM_ASN1_write_bio, Many)(1, 2, 3, 4, 5, 6, 1L << 40, 0.75, 7, "ab");
     EXPECT_EQ((std::array<long, 6>{12, 34, 56, 1L << 40, 3, 9}), std::to_array(big.words));

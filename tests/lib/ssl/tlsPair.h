@@ -1,11 +1,11 @@
 /*
- * tlsPair.h -- two ends of a TLS connection in one thread, and a clock that moves by hand
+ * tlsPair.h -- two ends of a TLS connection in one thread, and a clock for tests
  *
- *   TlsPair pair;                       a socket pair that does not block, with a connection on each end
+ *   TlsPair pair;                       a non-blocking socket pair with a connection on each end
  *   ASSERT_TRUE(pair.ShakeHands(clientCtx, serverCtx));
  *   SSL_Write(pair.client.get(), ...);  SSL_Read(pair.server.get(), ...);
  *
- * While the client waits, the server goes on: that is what the clock's sleep does.
+ * While the client waits, the clock's sleep continues the server's handshake.
  */
 #pragma once
 
@@ -30,7 +30,7 @@ inline std::string LogText() {
     return GPtr<char>(LogRing_Copy()).get();
 }
 
-/* How often a text is in the log. */
+/* Returns how often a text is in the log. */
 inline int LogCount(const std::string &wanted) {
     const std::string text = LogText();
     int count = 0;
@@ -79,7 +79,7 @@ struct TlsPair {
     TlsPair(int clientFd, int serverFd)
         : client(SSL_New(clientFd, TRUE)), server(SSL_New(serverFd, TRUE)) {}
 
-    /* Whether both sides came through with it. */
+    /* Returns whether it succeeds on both sides. */
     bool ShakeHands(SSL_CTX *clientCtx, SSL_CTX *serverCtx, SSLVerifyParam *param = nullptr) {
         if (!SSL_SetupAcceptWithContext(server.get(), serverCtx))
             return false;
@@ -111,12 +111,12 @@ inline const certificates::Certificate &ServerCertificate() {
     return certificate;
 }
 
-/* Starts the layer, with an empty log; sees to it that no descriptor stays open. */
+/* Starts the layer with an empty log, and checks that no descriptor stays open. */
 class SslTest : public testing::Test {
 protected:
     SslTest() {
         SSL_Init(nullptr, nullptr, nullptr);
-        ServerCertificate(); /* what it opens for good is not the test's */
+        ServerCertificate(); /* descriptors that it keeps open do not count */
         LogRing_Clear();
         numDescriptors = CountDescriptors();
     }

@@ -1,4 +1,4 @@
-// The two ways to check a peer, each over real handshakes with certificates good and bad.
+// The two ways to check a peer, over real handshakes with good and bad certificates.
 #include <cstring>
 
 #include <gmock/gmock.h>
@@ -26,10 +26,10 @@ struct Verify : testing::Test {
     static std::string LogText() { return GPtr<char>(LogRing_Copy()).get(); }
 };
 
-/* What a function given to SSL_SetVerifyCb() saw, and what it answers. */
+/* A function given to SSL_SetVerifyCb(), with its result and what it was given. */
 struct Asked {
     int answer = 1;
-    bool looks = true; /* at what is wrong */
+    bool looks = true; /* it requests the errors */
     decltype(&SSL_GetCertErrors) question = SSL_GetCertErrors;
     std::string host = "localhost";
     std::string pin;
@@ -47,7 +47,7 @@ struct Asked {
         return asked->answer;
     }
     static void OnRelease(gpointer data) { static_cast<Asked *>(data)->released++; }
-    /* Without the machine's authorities, which take long to read. */
+    /* Leaves out the machine's authorities, which take long to read. */
     void Watch(CertifiedPair &pair) {
         SSLVerify_SetFunction(pair.client.get(), Ask, this, OnRelease);
     }
@@ -186,7 +186,7 @@ TEST_F(Verify, AServersNamesAreTakenAsLibcurlTakesThem) {
     }
 }
 
-/* Whoever has decided could not know of these; without a decision at all they count as well. */
+/* The connection has no state and no decision: errors that come late count, others do not. */
 TEST_F(Verify, ErrorsAfterTheDecisionFailTheHandshakeUnlessTheyWereKnown) {
     const StorePtr store(__wrap_X509_STORE_new());
     X509_STORE_CTX *storeContext = __wrap_X509_STORE_CTX_new();
@@ -313,7 +313,7 @@ const RecordRow kRecords[] = {
     {"intermediate-no-ca", "localhost", 0, true, 4, 0, ""},
 };
 
-TEST_F(Verify, ARecordSaysWhatIsWantedAndWhatCameOfIt) {
+TEST_F(Verify, ARecordHasTheRequestAndTheResult) {
     for (const RecordRow &row : kRecords) {
         SCOPED_TRACE(std::string(row.kind) + " " + row.host + " " + std::to_string(row.mode));
         CertifiedPair pair(*MakeKind(row.kind));
@@ -339,7 +339,7 @@ TEST_F(Verify, ARecordSaysWhatIsWantedAndWhatCameOfIt) {
                                      "proceed despite the error"));
 }
 
-TEST_F(Verify, ARecordThatIsUsedAgainTellsOfItsLastConnection) {
+TEST_F(Verify, ARecordThatIsUsedAgainHasTheLastResult) {
     SSLVerifyParam param{.hostName = "localhost"};
     for (const auto &[kind, result] : {std::pair("good", 5), {"client-only", 1}, {"good", 5}}) {
         CertifiedPair pair(*MakeKind(kind));
@@ -357,7 +357,7 @@ TEST_F(Verify, ARecordThatIsUsedAgainTellsOfItsLastConnection) {
     EXPECT_FALSE(param.chainTrusted);
 }
 
-TEST_F(Verify, NamedAuthoritiesTakeThePlaceOfTheContexts) {
+TEST_F(Verify, NamedAuthoritiesReplaceThoseOfTheContext) {
     const auto good = *MakeKind("good");
     const std::string other = MakeKind("good")->anchor.pem;
     const struct {

@@ -1,5 +1,5 @@
-// What another implementation says of each kind of certificate. A test elsewhere that expects a
-// refusal must not get it for a reason that nobody meant.
+// Another implementation checks each kind of certificate, so that tests which expect a refusal get it for the
+// intended reason.
 #include "tools/certificates/certificateKind.h"
 
 #include <map>
@@ -16,8 +16,8 @@ gnutls_datum_t DatumOf(const std::string &text) {
             static_cast<unsigned>(text.size())};
 }
 
-/* The verdict on a server named "localhost" by one who trusts the anchor alone; without the bit
- * that says only that there are others. */
+/* Checks a server named "localhost" with the anchor as the only authority. Returns the status without the bit
+ * that means only that there are others. */
 unsigned Verify(const Presented &shown) {
     gnutls_x509_trust_list_t trust = nullptr;
     gnutls_x509_trust_list_init(&trust, 0);

@@ -12,7 +12,7 @@ using namespace orvaneCli;
 
 namespace {
 
-/* A thumbprint that nothing has. */
+/* A thumbprint of no certificate. */
 std::string Thumbprint(const std::string &pair) {
     std::string text = pair;
     for (int i = 1; i < 32; i++)
@@ -78,8 +78,8 @@ TEST_F(KnownServicesTest, WhatCannotBeBelievedIsRefused) {
         {"\nhost:443 " + Thumbprint("0A").substr(3) + "\n", 0600, "line 2 is not"},
         {"host:443 " + Thumbprint("0G") + "\n", 0600, "line 1 is not"},
         {good + " more\n", 0600, "line 1 is not"},
-        {good, 0620, "may be written by others"},
-        {good, 0602, "may be written by others"},
+        {good, 0620, "is writable for others"},
+        {good, 0602, "is writable for others"},
         {std::string(KnownServices::kMaxBytes + 1, '\n'), 0600, "too large"},
     };
     for (const auto &row : rows) {

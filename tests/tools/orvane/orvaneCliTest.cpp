@@ -49,7 +49,7 @@ std::vector<std::string> With(const simulator::Simulator &server,
     return all;
 }
 
-/* One line on stderr, and only there, is all that a person gets of a failure. */
+/* A failure is reported by one line on stderr. */
 void ExpectOneLine(const Ended &ended, const std::string &text) {
     EXPECT_EQ(1, ended.status);
     EXPECT_THAT(ended.err, AllOf(StartsWith("orvane: "), HasSubstr(text)));
@@ -212,7 +212,7 @@ TEST(Examples, InventoryNamesAllMachines) {
     EXPECT_EQ(1, std::ranges::count(refused.err, '\n')) << refused.err;
 }
 
-TEST(Examples, PowerOnFollowsTheTaskAndTellsTheFault) {
+TEST(Examples, PowerOnFollowsTheTaskAndShowsTheFault) {
     simulator::Simulator server({.machines = 1, .taskDurationMs = 200});
     server.RunInThread();
     const Ended first = RunProgram("examples/powerOn", With(server, {"vm-101"}));

@@ -1,4 +1,4 @@
-// Where the password of a login comes from, as a user sees it; and that nothing is sent without one.
+// Where the password of a login comes from, and that nothing is sent without one.
 #include <gmock/gmock.h>
 #include <termios.h>
 #include <unistd.h>

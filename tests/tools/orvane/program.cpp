@@ -24,7 +24,7 @@ std::vector<char *> Pointers(std::vector<std::string> &words) {
     return all;
 }
 
-/* Adds what can be read now; false at the end. */
+/* Appends what can be read now; returns false at the end. */
 bool Append(int descriptor, std::string *text) {
     char buffer[4096];
     const ssize_t count = read(descriptor, buffer, sizeof buffer);
@@ -41,7 +41,7 @@ Program::Program(const std::string &path, const std::vector<std::string> &argume
     std::vector<std::string> words = arguments;
     words.insert(words.begin(), std::string(ORVANE_BUILD_DIR) + "/" + path);
     std::vector<char *> argv = Pointers(words);
-    /* for a build with sanitizers: as deep as the suppressions need, since each allocation pays */
+    /* for a build with sanitizers: stacks as deep as the suppressions need; each allocation records one */
     setenv("ASAN_OPTIONS",
            looksForLeaks ? "fast_unwind_on_malloc=0:malloc_context_size=8" : "detect_leaks=0", 1);
     setenv("LSAN_OPTIONS",
@@ -92,7 +92,7 @@ Program::~Program() {
     }
 }
 
-/* False once both outputs have ended, or if nothing came in time. */
+/* Returns false once both outputs have ended, or after the time limit. */
 bool Program::ReadSome(int timeoutMs) {
     pollfd descriptors[] = {{out, POLLIN, 0}, {err, POLLIN, 0}};
     if (poll(descriptors, 2, timeoutMs) <= 0)

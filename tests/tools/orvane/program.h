@@ -12,9 +12,9 @@ struct Ended {
     std::string err;
 };
 
-/* Where a program's streams lead to, unless it is on a terminal. */
+/* A program's streams, unless it is on a terminal. */
 struct Streams {
-    std::string input;  /* what stdin holds; at most a pipe full */
+    std::string input;  /* content of stdin, at most 64 KiB */
     std::string output; /* a path for stdout; "closed"; or empty to collect it */
 };
 
@@ -32,7 +32,7 @@ public:
 
     /* Reads stdout until it holds the text; false if that took 20 seconds or the output ended. */
     bool WaitFor(const std::string &text);
-    /* As if somebody typed it, on a terminal. */
+    /* Types a text at the terminal. */
     void Type(const std::string &text);
     void Interrupt();
     /* Opens the program's terminal, which then keeps its settings after the program's end. */

@@ -251,7 +251,7 @@ TEST_F(ServiceTrust, FetchingSchemaDocumentsDecidesTheSameWay) {
                                               server.Url() + "/ozyService?wsdl"};
         arguments.insert(arguments.end(), row.options.begin(), row.options.end());
         const Ended ended = Program("bin/orvane", arguments).Wait();
-        EXPECT_EQ(row.isFetched ? 1 : 0, server.NumDocuments()) << ended.err;
+        EXPECT_EQ(row.isFetched, server.NumDocuments() > 0) << ended.err;
         EXPECT_EQ(!row.isFetched, ended.err.find(shown.Leaf().thumbprint256) != std::string::npos)
             << ended.err;
     }

@@ -1,4 +1,4 @@
-// Documents over https: which certificates are taken, and what is said of the others.
+// Documents over https: which certificates are accepted, and the messages for the others.
 #include <poll.h>
 
 #include "lib/misc/glibPtr.h"
@@ -13,7 +13,7 @@ namespace {
 
 using namespace schemaImport;
 
-/* The system's own certificates take seconds to read under a sanitizer. */
+/* Reading the system's certificates takes seconds under a sanitizer. */
 constexpr int kLimitMs = 120000;
 
 enum class Trust { Anchor, Stranger, System, NoFile, BadFile, Insecure };

@@ -1,4 +1,4 @@
-// Documents from a service: what is asked for, and what is never asked for.
+// Documents from a service: which addresses are requested, and which never are.
 #include "tools/schemaImport/fetch.h"
 
 #include "lib/misc/glibPtr.h"

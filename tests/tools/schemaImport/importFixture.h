@@ -1,15 +1,15 @@
 /*
- * importFixture.h -- documents imported over a small schema of invented names
+ * importFixture.h -- imports over a small schema with invented names
  */
 #pragma once
 
 #include <filesystem>
-#include <fstream>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "ozy/lib/schemaText/schemaOverlay.h"
+#include "tests/support/temporaryFolder.h"
 #include "tests/tools/schemaImport/shippedTables.h"
 #include "tools/schemaImport/importCommand.h"
 
@@ -34,7 +34,7 @@ inline Imported Import(const schemaImport::ImportOptions &options,
     return imported;
 }
 
-/* What the schema's own rules say of the tables over what is shipped; empty if they take them. */
+/* Returns the errors of the schema's rules for tables over the shipped ones; an empty list if there are none. */
 inline std::string Refusals(const std::string &tables, SchemaModel shipped = Shipped()) {
     SchemaModel overlay;
     SchemaErrors errors;
@@ -44,36 +44,28 @@ inline std::string Refusals(const std::string &tables, SchemaModel shipped = Shi
     return testing::PrintToString(errors.messages);
 }
 
-/* A folder of its own for documents that a test writes. */
+/* A folder for documents that a test writes. */
 class DocumentFolder {
 public:
-    DocumentFolder() {
-        char name[] = "/tmp/schemaImportXXXXXX";
-        path = mkdtemp(name);
-    }
-    ~DocumentFolder() { std::filesystem::remove_all(path); }
-    DocumentFolder(const DocumentFolder &) = delete;
-    DocumentFolder &operator=(const DocumentFolder &) = delete;
-
+    /* The name may lead into a folder of the folder. */
     std::string Write(const std::string &name, const std::string &text) const {
-        std::filesystem::create_directories((path / name).parent_path());
-        std::ofstream(path / name) << text;
-        return path / name;
+        std::filesystem::create_directories(std::filesystem::path(folder.Path(name)).parent_path());
+        return folder.Write(name, text);
     }
-    /* A schema with these components, whose first line is line 2. */
+    /* Writes a schema with these components, whose first line is line 2. */
     std::string WriteSchema(const std::string &name, const std::string &components) const {
         return Write(name,
                      "<s:schema xmlns:s=\"http://www.w3.org/2001/XMLSchema\" xmlns:t=\"urn:t\">\n" +
                          components + "\n</s:schema>\n");
     }
-    /* The path of the folder taken out of a text. */
+    /* Removes the path of the folder from a text. */
     std::string Shorten(std::string text) const {
-        const std::string prefix = path.string() + "/";
+        const std::string prefix = folder.Path("");
         for (size_t at; (at = text.find(prefix)) != std::string::npos;)
             text.erase(at, prefix.size());
         return text;
     }
 
 private:
-    std::filesystem::path path;
+    const TemporaryFolder folder;
 };

@@ -1,4 +1,6 @@
-// What documents say and the tables cannot hold: noted with its place, while the rest is imported.
+// Parts of documents that the tables cannot express are noted with their place, and the rest is imported.
+#include <fstream>
+
 #include "tests/tools/schemaImport/importFixture.h"
 
 namespace {
@@ -6,7 +8,7 @@ namespace {
 using schemaImport::ImportOptions;
 using testing::HasSubstr;
 
-/* A class below DynamicData with these elements, one a line, the first on line 3. */
+/* A class derived from DynamicData with these elements, one per line, the first on line 3. */
 std::string Class(const std::string &name, const std::string &elements,
                   const std::string &base = "t:DynamicData") {
     return "<s:complexType name='" + name + "'><s:complexContent><s:extension base='" + base +
@@ -22,8 +24,8 @@ std::string Element(const std::string &name, const std::string &type,
 struct RefusalRow {
     const char *name;
     std::string components;
-    std::vector<std::string> report; /* lines of it */
-    std::string tables;              /* behind the namespace; empty: none are written */
+    std::vector<std::string> report; /* lines that it must contain */
+    std::string tables;              /* after the namespace; empty: none are written */
 };
 
 const std::string kGood = Element("good", "s:int");
@@ -52,9 +54,9 @@ const RefusalRow kRefusals[] = {
      Class("Half", kGood + Element("is-bad", "s:int")),
      {"a.xsd:4: element 'is-bad' of 'Half' has a name that the tables cannot hold"},
      kHalf},
-    {"element that stands twice",
+    {"element that is defined twice",
      Class("Half", kGood + kGood),
-     {"a.xsd:4: element 'good' of 'Half' stands there twice"},
+     {"a.xsd:4: element 'good' of 'Half' is defined twice"},
      kHalf},
     {"element of a base class",
      Class("Sub", kGood + Element("name", "s:string"), "t:Sealed"),
@@ -74,9 +76,9 @@ const RefusalRow kRefusals[] = {
      {"a.xsd:2: 'A' cannot be used: no base of it is a class that is known",
       "a.xsd:3: 'B' cannot be used: no base of it is a class that is known"},
      ""},
-    {"type that stands twice",
+    {"type that is defined twice",
      Class("Twice", "") + Class("Twice", kGood),
-     {"a.xsd:3: type 'Twice' stands already at a.xsd:2"},
+     {"a.xsd:3: type 'Twice' is already defined at a.xsd:2"},
      "\ndata Twice : DynamicData  @ozy25/5.0\n"},
     {"complete class",
      Class("Sealed", Element("name", "s:int") + Element("lid", "s:int")),
@@ -100,7 +102,7 @@ const RefusalRow kRefusals[] = {
     {"words that cannot be constants",
      "<s:simpleType name='Odd'><s:restriction base='s:string'><s:enumeration value='a b'/>"
      "<s:enumeration value='up'/>\n<s:enumeration value='UP'/></s:restriction></s:simpleType>",
-     {"a.xsd:2: word 'a b' of 'Odd' cannot stand in the tables",
+     {"a.xsd:2: word 'a b' of 'Odd' cannot be written in the tables",
       "a.xsd:3: left out: C name 'SKEMA_OZY_ODD_UP' stands already at a.xsd:2"},
      ""},
     {"operation of no known class",
@@ -151,7 +153,7 @@ TEST(SchemaImportRefusal, FilesOutsideTheFolderAreNotRead) {
         const Imported imported = Import({.documents = {path}});
         EXPECT_EQ(1, imported.status);
         EXPECT_THAT(imported.report,
-                    HasSubstr("lies outside the folders of the documents that were named"));
+                    HasSubstr("is outside the folders of the documents that were named"));
     }
 }
 
@@ -194,7 +196,7 @@ TEST(SchemaImportRefusal, WhatALaterReleaseSaysDifferently) {
     EXPECT_EQ(
         "new.xsd:3: element 'b' of 'Half' is long in release ozy25/5.5, but old.xsd:4 says int\n"
         "new.xsd:5: element 'a' of 'Half' is int? in release ozy25/5.5, but old.xsd:3 says int\n"
-        "new.xsd:5: element 'a' of 'Half' stands behind 'd' in release ozy25/5.5, but before "
+        "new.xsd:5: element 'a' of 'Half' comes after 'd' in release ozy25/5.5, but before "
         "it at old.xsd:3\n"
         "new.xsd:2: element 'c' of 'Half' is gone in release ozy25/5.5; it stays, as optional, "
         "from old.xsd:5\n"
@@ -214,8 +216,8 @@ TEST(SchemaImportRefusal, CommandLinesThatMeanNothing) {
     EXPECT_EQ(1, Import({.documents = {"/nonexistent.xsd"}}).status);
 }
 
-/* Each quoted value of the document gets each of a few others of its own, so that names meet where
- * they should not: whatever comes out of it, the schema takes it. */
+/* Each quoted value of the document is replaced by some of the others, so that names collide: the schema
+ * accepts every result. */
 TEST(SchemaImportRefusal, WhateverNamesMeetTheTablesStaySound) {
     std::ifstream file(ORVANE_SOURCE_DIR "/tests/tools/schemaImport/documents/plant.wsdl");
     const std::string text(std::istreambuf_iterator<char>(file), {});

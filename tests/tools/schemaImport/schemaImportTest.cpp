@@ -1,4 +1,6 @@
-// What XSD and WSDL documents become, in both styles, and what they cannot become.
+// XSD and WSDL documents of both styles become tables.
+#include <fstream>
+
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -97,7 +99,7 @@ TEST(SchemaImport, ManySmallFilesInACircle) {
               imported.report);
 }
 
-/* The tables that are shipped, as text, and as the program has them. */
+/* The shipped tables as text, and as the program has them. */
 SchemaModel ReadTables() {
     SchemaModel model;
     SchemaErrors errors;
@@ -179,7 +181,7 @@ TEST(SchemaImport, TheProgramReplacesNothingButRegularFiles) {
     EXPECT_TRUE(std::filesystem::is_symlink(base + "/link"));
     EXPECT_GT(std::filesystem::file_size(target), 100u);
     EXPECT_EQ(1, ImportTo(base + "/dangling"));
-    EXPECT_EQ(1, ImportTo(base + "/pipe")) << "nobody reads from it";
+    EXPECT_EQ(1, ImportTo(base + "/pipe")) << "it has no reader";
     const int reader = open((base + "/pipe").c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
     EXPECT_EQ(0, ImportTo(base + "/pipe"));
     char first = 0;
@@ -193,7 +195,7 @@ TEST(SchemaImport, TheProgramReplacesNothingButRegularFiles) {
     EXPECT_FALSE(std::filesystem::exists(base + "/new")) << "no folder is made unasked";
 }
 
-TEST(SchemaImport, TheProgramTellsHowItEnded) {
+TEST(SchemaImport, TheExitStatusOfTheProgram) {
     const std::pair<std::vector<std::string>, int> rows[] = {
         {{"schema", "import", kDocuments + "many/service.wsdl"}, 0},
         {{"schema", "import", "-o", "-", kDocuments + "many/service.wsdl"}, 0},

@@ -1,4 +1,4 @@
-// The tables that imports are merged with in tests.
+// The tables of the schema in tests of imports.
 #pragma once
 
 inline constexpr const char *kShipped = R"(namespace qorm

@@ -11,7 +11,7 @@ namespace {
 using testing::HasSubstr;
 using testing::Not;
 
-/* All files of a small schema, in one text. */
+/* Returns all files of a small schema in one text. */
 std::string EmitAll(const char *table) {
     const auto read = ReadAndCheck(table);
     EXPECT_THAT(read->errors.messages, testing::ElementsAre());
@@ -111,7 +111,7 @@ TEST(Emit, ParametersAvoidTakenWords) {
                                     "  F(default int, object string, listener int, fine int)\n");
     EXPECT_THAT(all, HasSubstr("orvane_schema_invoke(0, object, listener, default_, object_, "
                                "listener_, fine);"));
-    EXPECT_THAT(all, HasSubstr("\"default\\0\"")); /* the wire keeps its name */
+    EXPECT_THAT(all, HasSubstr("\"default\\0\"")); /* its name in XML is unchanged */
 }
 
 TEST(Emit, CommentsSayWhatTheTypesCannot) {

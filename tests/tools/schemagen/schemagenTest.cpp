@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "lib/misc/glibPtr.h"
+#include "tests/support/temporaryFolder.h"
 
 namespace {
 
@@ -48,40 +49,17 @@ std::vector<std::string> ShippedTables() {
     return tables;
 }
 
-/* A folder that goes away with all files in it. */
-struct Folder {
-    std::string path;
+/* Seconds since the epoch. */
+gint64 ModificationTime(const std::string &file) {
+    GStatBuf status;
+    EXPECT_EQ(0, g_stat(file.c_str(), &status));
+    return status.st_mtime;
+}
 
-    Folder() : path(GPtr<char>(g_dir_make_tmp("schemagen-XXXXXX", nullptr)).get()) {}
-    ~Folder() {
-        GDir *dir = g_dir_open(path.c_str(), 0, nullptr);
-        while (const char *name = g_dir_read_name(dir))
-            g_unlink((path + "/" + name).c_str());
-        g_dir_close(dir);
-        g_rmdir(path.c_str());
-    }
-    std::string write(const char *name, const char *text) const {
-        const std::string file = path + "/" + name;
-        EXPECT_TRUE(g_file_set_contents(file.c_str(), text, -1, nullptr));
-        return file;
-    }
-    std::string read(const char *name) const {
-        char *text = nullptr;
-        if (!g_file_get_contents((path + "/" + name).c_str(), &text, nullptr, nullptr))
-            return "";
-        return GPtr<char>(text).get();
-    }
-    /* Seconds since the epoch. */
-    gint64 time(const char *name) const {
-        GStatBuf status;
-        EXPECT_EQ(0, g_stat((path + "/" + name).c_str(), &status));
-        return status.st_mtime;
-    }
-    void setTime(const char *name, gint64 seconds) const {
-        utimbuf times = {seconds, seconds};
-        EXPECT_EQ(0, g_utime((path + "/" + name).c_str(), &times));
-    }
-};
+void SetModificationTime(const std::string &file, gint64 seconds) {
+    utimbuf times = {seconds, seconds};
+    EXPECT_EQ(0, g_utime(file.c_str(), &times));
+}
 
 constexpr const char *kSmall = "namespace qorm\n"
                                "data DataObject : GObject\n"
@@ -106,27 +84,27 @@ TEST(Schemagen, ShippedTablesHoldTheWholeSchema) {
 }
 
 TEST(Schemagen, FaultsAreListedAndLeaveTheFilesAlone) {
-    const Folder folder;
-    const std::string good = folder.write("good.schema", kSmall);
-    const std::string bad = folder.write("bad.schema", "namespace ozy\n"
+    const TemporaryFolder folder;
+    const std::string good = folder.Write("good.schema", kSmall);
+    const std::string bad = folder.Write("bad.schema", "namespace ozy\n"
                                                        "data A : Foo\n"
                                                        "data B : Bar\n");
-    ASSERT_EQ(0, Schemagen({"--sources", folder.path, "--headers", folder.path, good}).status);
-    const std::string before = folder.read("ozy.h");
+    ASSERT_EQ(0, Schemagen({"--sources", folder.Path(), "--headers", folder.Path(), good}).status);
+    const std::string before = folder.Read("ozy.h");
     ASSERT_THAT(before, HasSubstr("skema_ozy_task_cancel_task"));
 
     const Outcome outcome =
-        Schemagen({"--sources", folder.path, "--headers", folder.path, good, bad});
+        Schemagen({"--sources", folder.Path(), "--headers", folder.Path(), good, bad});
     EXPECT_NE(0, outcome.status);
     EXPECT_EQ(bad + ":2: unknown base 'Foo' of 'A'\n" + bad + ":3: unknown base 'Bar' of 'B'\n",
               outcome.error);
-    EXPECT_EQ(before, folder.read("ozy.h"));
+    EXPECT_EQ(before, folder.Read("ozy.h"));
 }
 
 TEST(Schemagen, SaysWhatItCannotReadOrWrite) {
-    const Folder folder;
-    const std::string good = folder.write("good.schema", kSmall);
-    const Outcome unread = Schemagen({good, folder.path + "/missing.schema"});
+    const TemporaryFolder folder;
+    const std::string good = folder.Write("good.schema", kSmall);
+    const Outcome unread = Schemagen({good, folder.Path() + "/missing.schema"});
     EXPECT_NE(0, unread.status);
     EXPECT_THAT(unread.error, HasSubstr("missing.schema"));
 
@@ -136,46 +114,46 @@ TEST(Schemagen, SaysWhatItCannotReadOrWrite) {
 }
 
 TEST(Schemagen, FilesThatStayTheSameKeepTheirTime) {
-    const Folder folder;
-    const std::string table = folder.write("a.schema", kSmall);
-    ASSERT_EQ(0, Schemagen({"--headers", folder.path, table}).status);
-    folder.setTime("ozy.h", 1000);
-    folder.setTime("ferry.h", 1000);
+    const TemporaryFolder folder;
+    const std::string table = folder.Write("a.schema", kSmall);
+    ASSERT_EQ(0, Schemagen({"--headers", folder.Path(), table}).status);
+    SetModificationTime(folder.Path("ozy.h"), 1000);
+    SetModificationTime(folder.Path("ferry.h"), 1000);
 
-    folder.write("a.schema",
+    folder.Write("a.schema",
                  std::string(kSmall).append("  UpdateProgress(percentDone int)\n").c_str());
-    ASSERT_EQ(0, Schemagen({"--headers", folder.path, table}).status);
-    EXPECT_NE(1000, folder.time("ozy.h"));
-    EXPECT_EQ(1000, folder.time("ferry.h"));
+    ASSERT_EQ(0, Schemagen({"--headers", folder.Path(), table}).status);
+    EXPECT_NE(1000, ModificationTime(folder.Path("ozy.h")));
+    EXPECT_EQ(1000, ModificationTime(folder.Path("ferry.h")));
 }
 
 TEST(Schemagen, OverlaysCompleteWhatTheTablesLeaveOpen) {
-    const Folder folder;
-    const Folder overlays;
-    const std::string table = folder.write("a.schema", kSmall);
-    overlays.write("1.schema", "namespace ozy\nmanaged Task\n  info string\n  Extra()\n");
-    overlays.write("2.schema", "namespace ozy\nmanaged Task\n  info string\n  more Word\n"
+    const TemporaryFolder folder;
+    const TemporaryFolder overlays;
+    const std::string table = folder.Write("a.schema", kSmall);
+    overlays.Write("1.schema", "namespace ozy\nmanaged Task\n  info string\n  Extra()\n");
+    overlays.Write("2.schema", "namespace ozy\nmanaged Task\n  info string\n  more Word\n"
                                "enum Word\n  one\n");
     const auto make = [&](const std::string &overlay) {
         return Schemagen(
-            {"--sources", folder.path, "--headers", folder.path, "--overlay", overlay, table});
+            {"--sources", folder.Path(), "--headers", folder.Path(), "--overlay", overlay, table});
     };
-    ASSERT_EQ("", make(overlays.path).error);
-    EXPECT_THAT(folder.read("ozy.h"), HasSubstr("skema_ozy_task_extra("));
-    EXPECT_THAT(folder.read("ozy.h"), HasSubstr("SKEMA_OZY_WORD_ONE"));
-    EXPECT_THAT(folder.read("schemaTables.cpp"), HasSubstr("// more"));
+    ASSERT_EQ("", make(overlays.Path()).error);
+    EXPECT_THAT(folder.Read("ozy.h"), HasSubstr("skema_ozy_task_extra("));
+    EXPECT_THAT(folder.Read("ozy.h"), HasSubstr("SKEMA_OZY_WORD_ONE"));
+    EXPECT_THAT(folder.Read("schemaTables.cpp"), HasSubstr("// more"));
 
-    folder.setTime("schemaTables.cpp", 1000);
-    ASSERT_EQ(0, make(overlays.path).status);
-    EXPECT_EQ(1000, folder.time("schemaTables.cpp")); /* the same bytes */
+    SetModificationTime(folder.Path("schemaTables.cpp"), 1000);
+    ASSERT_EQ(0, make(overlays.Path()).status);
+    EXPECT_EQ(1000, ModificationTime(folder.Path("schemaTables.cpp"))); /* the same bytes */
 
-    const std::string bad = overlays.write("3.schema", "namespace ozy\nmanaged Task\n  more int\n");
-    const Outcome outcome = make(overlays.path);
+    const std::string bad = overlays.Write("3.schema", "namespace ozy\nmanaged Task\n  more int\n");
+    const Outcome outcome = make(overlays.Path());
     EXPECT_NE(0, outcome.status);
-    EXPECT_EQ(bad + ":3: field 'more' of 'Task' is int, but " + overlays.path +
+    EXPECT_EQ(bad + ":3: field 'more' of 'Task' is int, but " + overlays.Path() +
                   "/2.schema:4 says Word\n",
               outcome.error);
-    EXPECT_THAT(make(folder.path + "/none").error, HasSubstr("/none: "));
+    EXPECT_THAT(make(folder.Path() + "/none").error, HasSubstr("/none: "));
 }
 
 } // namespace

@@ -19,7 +19,7 @@ std::string WaitOptions(const std::string &fields) {
 
 const std::string kAtOnce = WaitOptions(Argument("maxWaitSeconds", "int", "0"));
 
-/* A frozen server of ten machines with a client that is logged in. */
+/* A server with a frozen clock and ten machines, and a client that is logged in. */
 class Collector : public testing::Test {
 protected:
     static Options Settings() {
@@ -35,7 +35,7 @@ protected:
         client->Login();
     }
 
-    /* The filter's id. */
+    /* Creates a filter and returns its id. */
     std::string CreateFilter(const std::string &spec, bool partial = true) {
         return client
             ->Collect("CreateFilter",
@@ -43,7 +43,7 @@ protected:
             .Between("<returnval type=\"PropertyFilter\">", "<");
     }
 
-    /* What changed since the last call of this. */
+    /* Returns the changes since the last call. */
     SoapReply Updates(const std::string &options = kAtOnce) {
         SoapReply reply = client->Collect("WaitForUpdatesEx",
                                           (version.empty() ? "" : Version(version)) + options);
@@ -58,8 +58,7 @@ protected:
     std::string version;
 };
 
-/* Two filters, one of which changes its members; a session with a version that never asks again, and one that
- * asks now and then. */
+/* Two sessions: one does not read updates; the other does so now and then, with a filter whose members change. */
 TEST_F(Collector, ChangesThatNobodyReadsAreJoined) {
     SoapClient idle(server.Url());
     idle.Login();
@@ -148,14 +147,14 @@ TEST_F(Collector, WalksDownTheInventoryAndNoticesWhoComesAndGoes) {
     EXPECT_EQ(1, came.Count("<objectSet>"));
     EXPECT_TRUE(came.Has("<kind>enter</kind><obj type=\"VirtualMachine\">" + id));
 
-    /* It leaves and another comes while nobody asks. */
+    /* a member leaves and another one enters between two calls */
     server.RemoveMachine(id);
     server.AddMachine("later");
     const SoapReply both = Updates();
     EXPECT_EQ(1, both.Count("<kind>leave</kind>"));
     EXPECT_EQ(1, both.Count("<kind>enter</kind>"));
 
-    /* One that came and went meanwhile is not told of at all. */
+    /* one that was added and removed between two calls is not in the updates */
     server.RemoveMachine(server.AddMachine("short"));
     EXPECT_FALSE(Updates().Has("returnval"));
 }
@@ -257,7 +256,7 @@ TEST_F(Collector, ALongPollEndsWithItsTime) {
 TEST_F(Collector, ALongPollEndsByOtherCallsOfItsSession) {
     const struct {
         std::function<void(SoapClient &)> end;
-        const char *outcome; /* a part of the answer */
+        const char *outcome; /* a part of the reply */
     } rows[] = {
         {[](SoapClient &other) {
              other.Collect("CreateFilter", ObjectSpecText("spec", "VirtualMachine", "vm-101") +

@@ -169,7 +169,7 @@ TEST(Requests, AllDocumentsThatTheWsdlNamesAreServed) {
     }
 }
 
-/* Runs the simulator in this thread until the condition holds, waiting at its descriptor only. */
+/* Runs the simulator in this thread until the condition is true; polls its descriptor only. */
 bool RunUntil(Simulator &server, const std::function<bool()> &condition) {
     pollfd descriptor{server.PollDescriptor(), POLLIN, 0};
     for (int i = 0; i < 1000 && !condition(); i++) {
@@ -191,7 +191,7 @@ TEST(OutsideLoop, NeedsNothingButTheDescriptor) {
         return client.Call("PowerOnVM_Task", "VirtualMachine", "vm-101")
             .Between("<returnval type=\"Task\">", "<");
     });
-    /* The task's steps come by the clock alone. */
+    /* only timers make the task's steps */
     EXPECT_TRUE(RunUntil(
         server, [&] { return server.Property("vm-101", "runtime.powerState") == "poweredOn"; }));
     EXPECT_EQ("success", server.Property(started.get(), "info.state"));
@@ -215,7 +215,7 @@ TEST(OutsideLoop, AdvanceMakesTheDescriptorReadable) {
     EXPECT_EQ(200, waiting.get().status);
 }
 
-/* Connects, sends the text, and leaves it at that. */
+/* Connects, sends the text and nothing more. */
 int ConnectAndSend(int port, const std::string &text) {
     const int client = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     sockaddr_in address{};
@@ -227,7 +227,7 @@ int ConnectAndSend(int port, const std::string &text) {
     return client;
 }
 
-TEST(OutsideLoop, HalfOpenConnectionsAreDroppedAndWaitingOnesAreNot) {
+TEST(OutsideLoop, IdleConnectionsAreClosedButThoseOfWaitingCallsAreNot) {
     Options options = Small();
     options.idleSeconds = 1;
     Simulator server(options);
@@ -249,7 +249,7 @@ TEST(OutsideLoop, HalfOpenConnectionsAreDroppedAndWaitingOnesAreNot) {
     waiting.get();
 }
 
-TEST(OutsideLoop, WithoutDescriptorsItRestsAndThenGoesOn) {
+TEST(OutsideLoop, WithoutFreeDescriptorsItPausesAndThenGoesOn) {
     Simulator server(Small());
     server.Start();
     const int client = ConnectAndSend(server.Port(), "");

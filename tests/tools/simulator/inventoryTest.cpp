@@ -6,7 +6,7 @@ using namespace simulator;
 
 namespace {
 
-/* "vm-1.name=a" for each change after a number: the first letter of what a property was. */
+/* Returns "vm-1.name=a" for each change after a number, with the earlier value of the property. */
 std::string Since(const Inventory &inventory, uint64_t number) {
     std::string text;
     for (const Change &change : inventory.Since(number))
@@ -15,7 +15,7 @@ std::string Since(const Inventory &inventory, uint64_t number) {
     return text;
 }
 
-TEST(Inventory, JoinedChangesTellTheSameFromEachNumber) {
+TEST(Inventory, JoinedChangesAreTheSameDifferenceFromEachNumber) {
     Inventory inventory;
     const ObjectPtr kept = inventory.Create("VirtualMachine", "kept", {{"name", Text("a")}});
     const ObjectPtr removed = inventory.Create("VirtualMachine", "removed", {});
@@ -36,7 +36,7 @@ TEST(Inventory, JoinedChangesTellTheSameFromEachNumber) {
     EXPECT_EQ("kept.name=d removed.= task.= kept.name=e kept.note= ", Since(inventory, second));
     EXPECT_EQ("task.= kept.name=e kept.note= ", Since(inventory, third));
     EXPECT_TRUE(Since(inventory, first).starts_with("kept.name=a kept.name=d removed.= "))
-        << "what came and went again is left out";
+        << "short-lived objects are left out";
     EXPECT_EQ(7u, inventory.JournalSize());
 
     inventory.Join({first});

@@ -1,38 +1,23 @@
 #include "tools/simulator/overlay.h"
 
-#include <fstream>
 #include <stdexcept>
 
 #include <gtest/gtest.h>
 
+#include "tests/support/temporaryFolder.h"
 #include "tests/tools/simulator/soapClient.h"
 
 namespace {
 
 using simulator::Overlay;
 
-/* A file with an overlay that goes away. */
-class OverlayFile {
-public:
-    explicit OverlayFile(const std::string &text) {
-        char name[] = "/tmp/overlay-XXXXXX";
-        close(mkstemp(name));
-        path = name;
-        std::ofstream(path) << text;
-    }
-    OverlayFile(const OverlayFile &) = delete;
-    OverlayFile &operator=(const OverlayFile &) = delete;
-    ~OverlayFile() { unlink(path.c_str()); }
-
-    std::string path;
-};
-
-/* A property of a new machine, as it would stand in an answer. */
+/* Returns a property of a new machine as XML. */
 std::string Shown(const std::string &text, const std::string &version) {
-    const OverlayFile file("namespace ozy\n" + text);
+    const TemporaryFolder folder;
+    const std::string file = folder.Write("a.schema", "namespace ozy\n" + text);
     std::vector<simulator::Field> properties = {
         {"runtime", simulator::Structure("Runtime", {{"state", simulator::Text("on")}})}};
-    Overlay({file.path}, version).Complete("VirtualMachine", "vm-102", properties);
+    Overlay({file}, version).Complete("VirtualMachine", "vm-102", properties);
     std::string shown;
     for (const simulator::Field &property : properties)
         simulator::AppendElement(shown, property.name, property.value);
@@ -63,11 +48,12 @@ TEST(SimulatorOverlay, GivesMachinesWhatItNames) {
 }
 
 TEST(SimulatorOverlay, SaysWhatIsWrong) {
-    const OverlayFile file("namespace ozy\ndata X\n  a\n");
-    EXPECT_THROW(Overlay({file.path}, "ozy25/6.0"), std::runtime_error);
-    EXPECT_THROW(Overlay({file.path + "-none"}, "ozy25/6.0"), std::runtime_error);
-    const OverlayFile empty("namespace ozy\nenum X\n");
-    EXPECT_THROW(Overlay({empty.path}, "ozy25/6.0"), std::runtime_error);
+    const TemporaryFolder folder;
+    const std::string file = folder.Write("bad.schema", "namespace ozy\ndata X\n  a\n");
+    EXPECT_THROW(Overlay({file}, "ozy25/6.0"), std::runtime_error);
+    EXPECT_THROW(Overlay({file + "-none"}, "ozy25/6.0"), std::runtime_error);
+    const std::string empty = folder.Write("empty.schema", "namespace ozy\nenum X\n");
+    EXPECT_THROW(Overlay({empty}, "ozy25/6.0"), std::runtime_error);
 }
 
 TEST(SimulatorOverlay, ClientsReadTheExample) {

@@ -1,5 +1,5 @@
 /*
- * soapClient.h -- a plain client for the simulator's tests: texts out, texts in, one call at a time
+ * soapClient.h -- a client for the simulator's tests: sends and receives texts, one call at a time
  *
  *   SoapClient client(server.Url());
  *   client.Login();
@@ -31,7 +31,7 @@ struct SoapReply {
             count++;
         return count;
     }
-    /* What stands between two texts; empty without them. */
+    /* Returns the text between two others; empty without them. */
     std::string Between(const std::string &before, const std::string &after) const {
         const size_t first = body.find(before);
         if (first == std::string::npos)
@@ -40,9 +40,9 @@ struct SoapReply {
         const size_t end = body.find(after, start);
         return end == std::string::npos ? "" : body.substr(start, end - start);
     }
-    /* The class of the fault; empty if it is none. */
+    /* Returns the class of the fault; empty if the reply is none. */
     std::string Fault() const { return Between("Fault xmlns=\"urn:ozy25\" xsi:type=\"", "\""); }
-    /* What the body's one element holds: the answer without its envelope. */
+    /* Returns the content of the body's element: the reply without its envelope. */
     std::string Result() const { return Between("Response xmlns=\"urn:ozy25\">", "\n</soapenv"); }
 };
 
@@ -130,7 +130,7 @@ private:
     }
 };
 
-/* True once the condition holds; false if that takes more than ten seconds. */
+/* Waits until the condition is true; returns false after ten seconds. */
 inline bool Eventually(const std::function<bool()> &condition) {
     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
     while (!condition()) {
@@ -154,7 +154,7 @@ inline std::string ObjectArgument(const std::string &name, const std::string &ty
            name + ">";
 }
 
-/* The spec of a filter: all properties of one object, or some of its paths. */
+/* Returns a filter spec for all properties of an object, or for some paths. */
 inline std::string ObjectSpecText(const std::string &name, const std::string &type,
                                   const std::string &id,
                                   const std::vector<std::string> &paths = {}) {
@@ -169,7 +169,7 @@ inline std::string ObjectSpecText(const std::string &name, const std::string &ty
            name + ">";
 }
 
-/* A spec that walks from the root folder down to all machines, folders in folders included. */
+/* Returns a filter spec that leads from the root folder to all machines, through nested folders. */
 inline std::string WalkSpecText(const std::string &name, const std::string &path = "name") {
     const auto selection = [](const std::string &selected) {
         return "<selectSet xsi:type=\"SelectionSpec\">" + Argument("name", "string", selected) +

@@ -23,7 +23,7 @@ protected:
         client->Login();
     }
 
-    /* Starts a task; its id. */
+    /* Starts a task and returns its id. */
     std::string Start(const std::string &method, const std::string &id,
                       const std::string &arguments = "",
                       const std::string &type = "VirtualMachine") {
@@ -67,10 +67,10 @@ TEST_F(Tasks, FailWithATypedFaultInItsWrapper) {
             .Has(
                 "<error xsi:type=\"LocalizedMethodFault\"><fault xsi:type=\"InvalidPowerState\">"));
 
-    server.FailTasks("PowerOnVM_Task", "GenericVmConfigFault", "as told");
-    const std::string told = Start("PowerOnVM_Task", "vm-102");
+    server.FailTasks("PowerOnVM_Task", "GenericVmConfigFault", "as requested");
+    const std::string failing = Start("PowerOnVM_Task", "vm-102");
     server.Advance(1000);
-    EXPECT_EQ("as told", Info(told, "error.localizedMessage"));
+    EXPECT_EQ("as requested", Info(failing, "error.localizedMessage"));
     EXPECT_EQ("poweredOff", server.Property("vm-102", "runtime.powerState"));
     server.FailTasks("PowerOnVM_Task", "");
     const std::string again = Start("PowerOnVM_Task", "vm-102");

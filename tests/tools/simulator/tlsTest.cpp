@@ -1,4 +1,4 @@
-// https: the simulator's own part, with certificates made at start.
+// https, with certificates made at start.
 #include <gtest/gtest.h>
 
 #include "tests/tools/simulator/soapClient.h"
@@ -16,7 +16,7 @@ Options Secured(const std::string &kind = "self-signed") {
     return options;
 }
 
-/* The server's own certificate, as one sees it who checks nothing; empty if none comes. */
+/* Returns the server's certificate without checking it; empty if there is none. */
 std::string SeenCertificate(const std::string &url) {
     CURL *handle = curl_easy_init();
     curl_easy_setopt(handle, CURLOPT_URL, (url + "/ozyServiceVersions.xml").c_str());

@@ -38,8 +38,8 @@ TEST(Trouble, OfEachKindHappensOnce) {
         {"not-xml", CURLE_OK, 200, "this is no XML"},
         {"dtd", CURLE_OK, 200, "<!DOCTYPE"},
         {"wrong-prefix", CURLE_OK, 200, "<soap:Body>"},
-        {"fault:fault=NotSupported:message=as told", CURLE_OK, 500,
-         "<faultstring>as told</faultstring><detail><NotSupportedFault xmlns=\"urn:ozy25\" "
+        {"fault:fault=NotSupported:message=as requested", CURLE_OK, 500,
+         "<faultstring>as requested</faultstring><detail><NotSupportedFault xmlns=\"urn:ozy25\" "
          "xsi:type=\"NotSupported\"></NotSupportedFault></detail>"},
         {"fault-no-detail", CURLE_OK, 500, "</faultstring></soapenv:Fault>"},
         {"no-result", CURLE_OK, 200,

@@ -17,7 +17,7 @@ struct SchemaClass {
     std::set<std::string> properties;
 };
 
-/* The managed classes of a table: heads at the left edge, a property a line below, methods with "(". */
+/* Reads the managed classes of a table: heads without indent, then one property per line, methods with "(". */
 void ReadTable(const std::string &path, std::map<std::string, SchemaClass> &classes) {
     std::ifstream file(ORVANE_SOURCE_DIR "/generated/" + path);
     ASSERT_TRUE(file) << path;

@@ -12,7 +12,7 @@ std::string Written(const Value &value, bool typed) {
     return text;
 }
 
-/* The changes, a line each: "assign a.b <val>...</val>". */
+/* Returns the changes, one per line: "assign a.b <val>...</val>". */
 std::string Difference(const Value &before, const Value &after, bool inParts) {
     std::vector<simulator::PropertyChange> changes;
     AppendDifference(before, after, "p", inParts, changes);

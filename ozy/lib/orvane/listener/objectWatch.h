@@ -1,14 +1,14 @@
 /*
- * objectWatch.h -- tells whether a listener or a session outlived a call out
+ * objectWatch.h -- tells whether a listener or a session still exists after the application's code ran
  *
  *   ObjectWatch<OrvaneListener> listener(bound);
- *   orvane_session_set_state(session, ORVANE_SESSION_DISCONNECTED);   // runs the application's code
+ *   orvane_session_set_state(session, ORVANE_SESSION_DISCONNECTED);   // runs handlers
  *   if (listener)
  *       orvane_listener_acknowledge(listener.Get(), FALSE, nullptr);
  *
- * A reference would do as well against a crash, but it would keep alive what a handler just dropped,
- * and then emit on it. A weak pointer of the object would tell the same; the object's own list of its
- * watches, "watches" in its record, costs no memory, and several are made for every call.
+ * A reference would prevent a crash as well, but would keep an object alive that a handler has just
+ * released, and then emit signals on it. A GWeakRef would do the same as this class; the list of watches in the
+ * object's record, "watches", needs no memory of its own, and each call makes several.
  *
  * Threads: that of the object.
  */
@@ -33,7 +33,7 @@ public:
     ObjectWatch(const ObjectWatch &) = delete;
     ObjectWatch &operator=(const ObjectWatch &) = delete;
 
-    /* For the object's dispose and finalize: it is gone for all that watch it. */
+    /* For the object's dispose and finalize: clears all its watches. */
     static void EndAll(T *watched) {
         for (ObjectWatch *watch = watched->priv->watches; watch != nullptr; watch = watch->next)
             watch->object = nullptr;

@@ -17,7 +17,7 @@ enum { SIGNAL_ACKNOWLEDGE, SIGNAL_PROGRESS, SIGNAL_SUCCESS, SIGNAL_FAILURE, NUM_
 constinit GParamSpec *properties[NUM_PROPERTIES] = {};
 constinit guint signals[NUM_SIGNALS] = {};
 
-/* Copies the value into the result, whose type a call has set up before. */
+/* Copies the value into the result, whose type was set before the call. */
 void StoreResult(OrvaneListener *listener, const GValue *value) {
     GValue *result = &listener->priv->result;
     if (!G_IS_VALUE(result) ||
@@ -47,8 +47,8 @@ void ClearOutcome(OrvaneListenerPrivate *priv) {
     if (std::exchange(priv->isReturnTypeFresh, FALSE))
         return;
     priv->returnElementType = 0;
-    GValue result = std::exchange(priv->result, GValue G_VALUE_INIT);
-    orvane_value_cond_unset(&result);
+    ScopedValue result;
+    std::swap(result.value, priv->result);
 }
 
 } // namespace
@@ -97,7 +97,7 @@ static void orvane_listener_get_property(GObject *object, guint id, GValue *valu
     }
 }
 
-/* Unloading the task runs the application's code, so it belongs where the object is still whole. */
+/* Unloading the task runs the application's code, so it is done while the object is still complete. */
 static void orvane_listener_dispose(GObject *object) {
     OrvaneListenerReleaseTask(ORVANE_LISTENER(object));
     G_OBJECT_CLASS(orvane_listener_parent_class)->dispose(object);
@@ -252,7 +252,7 @@ GType orvane_listener_get_return_type(OrvaneListener *listener, gboolean *isArra
 void orvane_listener_set_return_type(OrvaneListener *listener, GType type, gboolean isArray) {
     g_return_if_fail(ORVANE_IS_LISTENER(listener));
     OrvaneListenerPrivate *priv = listener->priv;
-    orvane_value_cond_unset(&priv->result); /* of an earlier call with the same listener */
+    orvane_value_cond_unset(&priv->result); /* that of an earlier call */
     priv->isReturnTypeFresh = TRUE;
     priv->returnElementType = isArray ? type : 0;
     if (isArray)
@@ -270,7 +270,7 @@ void orvane_listener_acknowledge(OrvaneListener *listener, gboolean success, con
         return;
     }
 
-    /* Whoever drops the listener in one of its handlers does not want to hear the rest. */
+    /* A listener that is released in one of its handlers emits nothing more. */
     ObjectWatch<OrvaneListener> watch(listener);
     if (hasValue && success)
         StoreResult(listener, value);
@@ -284,11 +284,9 @@ void orvane_listener_acknowledge(OrvaneListener *listener, gboolean success, con
 }
 
 void OrvaneListener_AcknowledgeCanceled(OrvaneListener *listener) {
-    GValue fault = G_VALUE_INIT;
-    g_value_init(&fault, SKEMA_TYPE_QORM_METHOD_FAULT);
-    g_value_take_object(&fault, OrvaneListenerNewRequestCanceled());
-    orvane_listener_acknowledge(listener, FALSE, &fault);
-    g_value_unset(&fault);
+    ScopedValue fault(SKEMA_TYPE_QORM_METHOD_FAULT);
+    g_value_take_object(&fault.value, OrvaneListenerNewRequestCanceled());
+    orvane_listener_acknowledge(listener, FALSE, &fault.value);
 }
 
 void OrvaneListenerEmitProgress(OrvaneListener *listener) {

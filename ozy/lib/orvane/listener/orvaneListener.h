@@ -1,16 +1,15 @@
 /*
- * orvaneListener.h -- the library's own side of a listener: how an operation drives it, and the
- * listeners that the library makes for its own steps
+ * orvaneListener.h -- listeners inside the library: how an operation drives one, and the internal listeners
+ * of the library's own calls
  *
  *   UNUSED -> PENDING -> ACKNOWLEDGED -> SUCCEEDED | FAILED
  *   PENDING, with a task: -> ACKNOWLEDGED <-> RUNNING -> SUCCEEDED | FAILED
  *
- * Ownership: an operation never frees an application's listener but on the two paths of a reply that
- *            nobody is to hear of (cancelled, session over). An internal listener belongs to the
- *            operation it was handed to: its callback releases it, or the session when it frees a
- *            call whose reply will not be heard.
- * Callbacks: a handler may drop the listener, the session or both; nothing is emitted on a listener
- *            whose last reference went in one of its handlers.
+ * Ownership: an operation releases an application's listener only where a reply is dropped (the call was
+ *            cancelled, the session is over). An internal listener belongs to the operation that it was
+ *            handed to: its callback releases it, or the session when it frees a call without a signal.
+ * Callbacks: a handler may release the listener, the session or both. Nothing more is emitted on a listener
+ *            whose last reference was released in one of its handlers.
  * Threads:   the loop's.
  */
 #pragma once
@@ -21,18 +20,18 @@
 
 G_BEGIN_DECLS
 
-/* Both ends of an internal step; orvane_listener_get_state() tells which. Releases the listener. */
+/* Handles "success" and "failure" of an internal listener, which it releases. */
 typedef void (*OrvaneListenerCallback)(OrvaneListener *internal, gpointer data);
 
 /**
  * OrvaneListener_NewInternal:
- * @callback: what both "success" and "failure" run
- * @data: handed to it; must live as long as the operation
+ * @callback: handler of both "success" and "failure"
+ * @data: handed to @callback; must live as long as the operation
  *
  * Hand the result to exactly one operation, and release it at the end of @callback. If the operation
- * ends without a signal (the session goes, or drops the call) the session releases it.
+ * ends without a signal (the session is released, or drops the call) the session releases it.
  *
- * Returns: (transfer full): a listener of the library's own
+ * Returns: (transfer full): an internal listener
  */
 OrvaneListener *OrvaneListener_NewInternal(OrvaneListenerCallback callback, gpointer data);
 
@@ -55,7 +54,7 @@ void orvane_listener_set_state(OrvaneListener *listener, OrvaneListenerState sta
 /**
  * orvane_listener_get_return_type:
  * @listener: the listener of a call
- * @isArray: (out): whether a list of them is expected
+ * @isArray: (out): whether an array of the type is expected
  *
  * Returns: the type of the result or of one of its elements; 0 if the call has none
  */
@@ -64,7 +63,7 @@ GType orvane_listener_get_return_type(OrvaneListener *listener, gboolean *isArra
 /**
  * orvane_listener_acknowledge:
  * @listener: the listener of the operation that was answered
- * @success: whether it succeeded; not looked at if @value holds a task
+ * @success: whether it succeeded; ignored if @value holds a task
  * @value: (nullable): the result, the fault, or a task to follow; unset counts as %NULL
  *
  * Runs the application's handlers before it returns.

@@ -12,9 +12,9 @@ constexpr gint32 kListenerNoProgress = G_MININT32;
 
 struct _OrvaneListenerPrivate {
     OrvaneListenerState state;
-    GValue result;               /* zeroed until a type or a value is known */
+    GValue result;               /* zeroed while neither its type nor its value is known */
     SkemaQormMethodFault *fault; /* owned */
-    SkemaOzyTask *task;          /* owned; set while one is followed */
+    SkemaOzyTask *task;          /* owned; the one that is followed, or NULL */
     gint32 progress;
     GType returnElementType;    /* 0 unless the result is an array */
     gboolean isReturnTypeFresh; /* it was set for an operation that is still to begin */
@@ -24,15 +24,16 @@ struct _OrvaneListenerPrivate {
     gulong taskLoadHandler;
     gboolean taskLoaded; /* an unload is due */
     gboolean isInternal;
+    gpointer calls; /* for the session: the calls in flight with this listener, the newest first */
     ObjectWatch<OrvaneListener> *watches;
 };
 
 void OrvaneListenerEmitProgress(OrvaneListener *listener);
-/* Stores the fault, which it takes over, without a word to anybody. */
+/* Stores the fault, which it takes over. Emits nothing. */
 void OrvaneListenerTakeFault(OrvaneListener *listener, SkemaQormMethodFault *fault);
 
 SkemaQormMethodFault *OrvaneListenerNewRequestCanceled(void);
 
-/* Goes on with the task that a reply named. */
+/* Follows the task that a reply named. */
 void OrvaneListenerFollowTask(OrvaneListener *listener, SkemaOzyTask *task);
 void OrvaneListenerReleaseTask(OrvaneListener *listener);

@@ -1,10 +1,10 @@
 /*
- * A reply that names a task is not the end: the listener loads the task's proxy, so that the service
- * keeps its "info" up to date, and goes where that says.
+ * After a reply that names a task, the listener loads the task's proxy, so that the service keeps its
+ * "info" up to date, and takes its state from there.
  *
  *   queued -> ACKNOWLEDGED    running -> RUNNING    success -> SUCCEEDED    error, cancelled -> FAILED
  *
- * The task may outlive its session, and its session pointer with it; orvane_session_get_momgr() knows.
+ * The task may outlive its session. orvane_session_get_momgr() accepts the pointer to a session that is gone.
  */
 #include "lib/misc/glibPtr.h"
 #include "ozy/lib/orvane/listener/orvaneListenerInt.h"
@@ -26,7 +26,7 @@ ObjectPtr<GObject> TaskInfo(SkemaOzyTask *task) {
     return ObjectPtr<GObject>(info);
 }
 
-/* Takes over what the task says at its end, and tells the state that this is. */
+/* Stores the result or the fault of a task that ended. Returns the listener's state for the task's state. */
 OrvaneListenerState ReadTaskState(OrvaneListener *listener, GObject *info, gint state) {
     OrvaneListenerPrivate *priv = listener->priv;
     switch (state) {
@@ -48,7 +48,7 @@ OrvaneListenerState ReadTaskState(OrvaneListener *listener, GObject *info, gint 
     }
 }
 
-/* Runs at once and at every change of the task's info. */
+/* Runs at once, and after each change of the task's info. */
 void orvane_listener_task_info_cb(OrvaneListener *listener) {
     OrvaneListenerPrivate *priv = listener->priv;
     SkemaOzyTask *task = priv->task;
@@ -78,7 +78,7 @@ void orvane_listener_task_info_cb(OrvaneListener *listener) {
     orvane_listener_set_state(listener, ReadTaskState(listener, info.get(), state));
 }
 
-/* The load is over; from here on the load's own listener is nobody's. */
+/* Releases the load's listener when the load is over. */
 void ReleaseLoadListener(OrvaneListenerPrivate *priv) {
     OrvaneListener *load = priv->taskLoadListener;
     priv->taskLoadListener = nullptr;
@@ -92,8 +92,8 @@ void orvane_listener_on_task_loaded(OrvaneListener *, OrvaneListener *listener) 
     ReleaseLoadListener(listener->priv);
 }
 
-/* The service will not tell how the task goes on, so this is the end; unless it is the connection that
- * ends, of which the session's state tells. */
+/* The service will report no more of the task, so the listener fails. If the connection ended, nothing is
+ * emitted: the session's state tells. */
 void OnTaskLoadFailed(OrvaneListener *load, OrvaneListener *listener) {
     OrvaneListenerPrivate *priv = listener->priv;
     OrvaneSession *session = TaskProxy(priv)->session;

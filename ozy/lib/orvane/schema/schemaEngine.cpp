@@ -1,7 +1,6 @@
 #include "ozy/lib/orvane/schema/schemaEngine.h"
 
 #include <atomic>
-#include <cfloat>
 #include <span>
 
 #include <orvane/schema/qorm.h>
@@ -9,8 +8,8 @@
 #include "lib/misc/glibPtr.h"
 #include "lib/misc/panic.h"
 #include "ozy/lib/orvane/runtime/orvaneRuntime.h"
+#include "ozy/lib/orvane/schema/schemaKinds.h"
 #include "ozy/lib/orvane/schema/schemaLookup.h"
-#include "ozy/lib/orvane/schema/schemaStore.h"
 
 namespace {
 
@@ -168,68 +167,18 @@ void SchemaFinalize(GObject *object) {
 
 /* ---- param specs ---- */
 
-/* What the schema calls an element in the blurb of a list. */
-const char *ElementName(const SchemaFieldRow &row) {
-    switch (row.kind) {
-    case SCHEMA_VALUE_STRING:
-    case SCHEMA_VALUE_URI:
-        return "gchar *";
-    case SCHEMA_VALUE_BYTE:
-        return "gint8";
-    case SCHEMA_VALUE_SHORT:
-        return "gint16";
-    case SCHEMA_VALUE_INT:
-        return "gint32";
-    case SCHEMA_VALUE_LONG:
-        return "gint64";
-    case SCHEMA_VALUE_ANY:
-        return "GValue";
-    default:
-        return g_type_name(SchemaEngine_ValueType(row.kind, row.type));
-    }
-}
-
-GParamSpec *ArraySpecNew(const SchemaFieldRow &row, const char *name, GParamFlags flags) {
-    const GPtr<char> blurb(g_strdup_printf("Array of '%s'", ElementName(row)));
-    return g_param_spec_boxed(name, "", blurb.get(), G_TYPE_VALUE_ARRAY, flags);
+/* The type's name for an element, in the blurb of a list. */
+const char *ElementName(const SchemaKindRow &kind, GType type) {
+    return kind.elementName != nullptr ? kind.elementName : g_type_name(type);
 }
 
 GParamSpec *ParamSpecNew(const SchemaFieldRow &row, GType type, const char *name,
                          GParamFlags flags) {
-    if (row.flags & SCHEMA_ARRAY)
-        return ArraySpecNew(row, name, flags);
-    switch (row.kind) {
-    case SCHEMA_VALUE_BOOLEAN:
-        return g_param_spec_boolean(name, "", "", FALSE, flags);
-    case SCHEMA_VALUE_BYTE:
-        return g_param_spec_char(name, "", "", G_MININT8, G_MAXINT8, 0, flags);
-    case SCHEMA_VALUE_SHORT:
-        return g_param_spec_int(name, "", "", G_MINSHORT, G_MAXSHORT, 0, flags);
-    case SCHEMA_VALUE_INT:
-        return g_param_spec_int(name, "", "", G_MININT, G_MAXINT, 0, flags);
-    case SCHEMA_VALUE_LONG:
-        return g_param_spec_int64(name, "", "", G_MININT64, G_MAXINT64, 0, flags);
-    case SCHEMA_VALUE_FLOAT:
-        return g_param_spec_float(name, "", "", -FLT_MAX, FLT_MAX, 0, flags);
-    case SCHEMA_VALUE_DOUBLE:
-        return g_param_spec_double(name, "", "", -DBL_MAX, DBL_MAX, 0, flags);
-    case SCHEMA_VALUE_STRING:
-    case SCHEMA_VALUE_URI:
-        return g_param_spec_string(name, "", "", "", flags);
-    case SCHEMA_VALUE_DATETIME:
-    case SCHEMA_VALUE_BINARY:
-    case SCHEMA_VALUE_ANY:
-        return g_param_spec_boxed(name, "", "", type, flags);
-    case SCHEMA_VALUE_ENUM:
-        return g_param_spec_enum(name, "", "", type, 0, flags);
-    case SCHEMA_VALUE_OBJECT:
-    case SCHEMA_VALUE_MANAGED:
-        return g_param_spec_object(name, "", "", type, flags);
-    case SCHEMA_VALUE_NONE:
-    case SCHEMA_VALUE_UNKNOWN:
-        break;
-    }
-    NOT_REACHED();
+    const SchemaKindRow &kind = SchemaKind_Row(row.kind);
+    if (!(row.flags & SCHEMA_ARRAY))
+        return kind.makeSpec(name, type, flags);
+    const GPtr<char> blurb(g_strdup_printf("Array of '%s'", ElementName(kind, type)));
+    return g_param_spec_boxed(name, "", blurb.get(), G_TYPE_VALUE_ARRAY, flags);
 }
 
 void FieldInit(SchemaField &field, const SchemaFieldRow &row) {
@@ -410,39 +359,7 @@ gboolean SchemaEngine_IsInUse() {
 }
 
 GType SchemaEngine_ValueType(SchemaValueKind kind, guint16 type) {
-    switch (kind) {
-    case SCHEMA_VALUE_BOOLEAN:
-        return G_TYPE_BOOLEAN;
-    case SCHEMA_VALUE_BYTE:
-        return G_TYPE_CHAR;
-    case SCHEMA_VALUE_SHORT:
-    case SCHEMA_VALUE_INT:
-        return G_TYPE_INT;
-    case SCHEMA_VALUE_LONG:
-        return G_TYPE_INT64;
-    case SCHEMA_VALUE_FLOAT:
-        return G_TYPE_FLOAT;
-    case SCHEMA_VALUE_DOUBLE:
-        return G_TYPE_DOUBLE;
-    case SCHEMA_VALUE_STRING:
-        return G_TYPE_STRING;
-    case SCHEMA_VALUE_URI:
-        return ORVANE_TYPE_URI;
-    case SCHEMA_VALUE_DATETIME:
-        return ORVANE_TYPE_TIMEVAL;
-    case SCHEMA_VALUE_BINARY:
-        return ORVANE_TYPE_BYTE_ARRAY;
-    case SCHEMA_VALUE_ANY:
-        return G_TYPE_VALUE;
-    case SCHEMA_VALUE_ENUM:
-    case SCHEMA_VALUE_OBJECT:
-    case SCHEMA_VALUE_MANAGED:
-        return orvane_schema_get_type(type);
-    case SCHEMA_VALUE_NONE:
-    case SCHEMA_VALUE_UNKNOWN:
-        break;
-    }
-    return G_TYPE_NONE;
+    return SchemaKind_Row(kind).type(type);
 }
 
 GType orvane_schema_get_type(guint index) {

@@ -6,7 +6,7 @@
  * is orvane_schema_invoke(index, object, listener, arguments...). Everything else is here, once:
  *
  *   schemaEngine.cpp     rows -> types, classes, param specs, signals; name maps
- *   schemaStore.cpp      set, get and release, one entry per kind of value
+ *   schemaKinds.cpp      a row per kind of value: param spec, storing, packing
  *   schemaReference.cpp  managed objects, which are kept as ids and never held
  *   schemaInvoke.cpp     arguments of a stub -> values -> the session
  *

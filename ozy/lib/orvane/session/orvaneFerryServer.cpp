@@ -1,4 +1,4 @@
-/* The second service: its URL is a root under which "/sdk" takes the calls. */
+/* The second service. Calls are posted to "/sdk" under its URL. */
 #include <orvane/schema/ferry.h>
 
 #include "lib/misc/panic.h"
@@ -49,12 +49,26 @@ void Logout(OrvaneServer *, SkemaQormManagedObject *sessionManager, OrvaneListen
 }
 
 void KeepAlive(OrvaneServer *, SkemaQormManagedObject *, OrvaneListener *) {
-    /* this service has no call for it */
+    /* this service has no keep-alive call */
 }
 
 char *GetSoapUrl(OrvaneServer *, const char *url) {
     return g_strdup_printf("%s/sdk", url);
 }
+
+constexpr OrvaneServerSlots kSlots = {
+    .create_service_instance = CreateServiceInstance,
+    .service_instance_retrieve_content = RetrieveContent,
+    .get_service_versions_url = GetServiceVersionsUrl,
+    .get_legacy_versions_url = GetLegacyVersionsUrl,
+    .session_manager_login = Login,
+    .session_manager_login_by_sspi = LoginBySspi,
+    .session_manager_acquire_local_ticket = AcquireLocalTicket,
+    .session_manager_clone_session = CloneSession,
+    .session_manager_logout = Logout,
+    .keep_alive = KeepAlive,
+    .get_soap_url = GetSoapUrl,
+};
 
 } // namespace
 
@@ -66,15 +80,5 @@ G_DEFINE_TYPE(OrvaneFerryServer, orvane_ferry_server, ORVANE_TYPE_SERVER)
 static void orvane_ferry_server_init(OrvaneFerryServer *) {}
 
 static void orvane_ferry_server_class_init(OrvaneFerryServerClass *klass) {
-    klass->create_service_instance = CreateServiceInstance;
-    klass->service_instance_retrieve_content = RetrieveContent;
-    klass->get_service_versions_url = GetServiceVersionsUrl;
-    klass->get_legacy_versions_url = GetLegacyVersionsUrl;
-    klass->session_manager_login = Login;
-    klass->session_manager_login_by_sspi = LoginBySspi;
-    klass->session_manager_acquire_local_ticket = AcquireLocalTicket;
-    klass->session_manager_clone_session = CloneSession;
-    klass->session_manager_logout = Logout;
-    klass->keep_alive = KeepAlive;
-    klass->get_soap_url = GetSoapUrl;
+    klass->slots = kSlots;
 }

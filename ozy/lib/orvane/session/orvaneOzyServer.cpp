@@ -1,4 +1,4 @@
-/* The main service: its URL is the SOAP URL, and its documents lie under it. */
+/* The main service. Its URL is the SOAP URL; its documents are under it. */
 #include <orvane/schema/ozy.h>
 
 #include "ozy/lib/orvane/session/orvaneServer.h"
@@ -59,6 +59,20 @@ char *GetSoapUrl(OrvaneServer *, const char *url) {
     return g_strdup(url);
 }
 
+constexpr OrvaneServerSlots kSlots = {
+    .create_service_instance = CreateServiceInstance,
+    .service_instance_retrieve_content = RetrieveContent,
+    .get_service_versions_url = GetServiceVersionsUrl,
+    .get_legacy_versions_url = GetLegacyVersionsUrl,
+    .session_manager_login = Login,
+    .session_manager_login_by_sspi = LoginBySspi,
+    .session_manager_acquire_local_ticket = AcquireLocalTicket,
+    .session_manager_clone_session = CloneSession,
+    .session_manager_logout = Logout,
+    .keep_alive = KeepAlive,
+    .get_soap_url = GetSoapUrl,
+};
+
 } // namespace
 
 typedef OrvaneServer OrvaneOzyServer;
@@ -69,15 +83,5 @@ G_DEFINE_TYPE(OrvaneOzyServer, orvane_ozy_server, ORVANE_TYPE_SERVER)
 static void orvane_ozy_server_init(OrvaneOzyServer *) {}
 
 static void orvane_ozy_server_class_init(OrvaneOzyServerClass *klass) {
-    klass->create_service_instance = CreateServiceInstance;
-    klass->service_instance_retrieve_content = RetrieveContent;
-    klass->get_service_versions_url = GetServiceVersionsUrl;
-    klass->get_legacy_versions_url = GetLegacyVersionsUrl;
-    klass->session_manager_login = Login;
-    klass->session_manager_login_by_sspi = LoginBySspi;
-    klass->session_manager_acquire_local_ticket = AcquireLocalTicket;
-    klass->session_manager_clone_session = CloneSession;
-    klass->session_manager_logout = Logout;
-    klass->keep_alive = KeepAlive;
-    klass->get_soap_url = GetSoapUrl;
+    klass->slots = kSlots;
 }

@@ -1,17 +1,17 @@
 /*
- * orvaneServer.h -- what differs between the services that a session can talk to: the classes of its
- * service instance and session manager, the places of its documents, the keep-alive
+ * orvaneServer.h -- the differences between the services that a session can talk to: the classes of the
+ * service instance and the session manager, the URLs of the documents, the keep-alive
  *
  *   slot                       OrvaneOzyServer             OrvaneFerryServer
  *   get_service_versions_url   URL/ozyServiceVersions.xml  URL/ferryServiceVersions.xml
  *   get_legacy_versions_url    URL/ozyService?wsdl         none
  *   get_soap_url               URL                         URL/sdk
  *
- * The session names no class of a service; it asks its OrvaneServer, an object without state.
+ * The session names no class of a service; it calls its OrvaneServer, an object without state.
  *
- * Ownership: URLs and the service instance are the caller's; arguments stay the caller's.
- * Errors:    asking a service for what it does not have (clone and local ticket of the second one) is
- *            a programmer's error and panics.
+ * Ownership: the caller owns the URLs and the service instance that are returned, and all arguments.
+ * Errors:    to call a slot that a service does not have (clone and local ticket of the second one) is a
+ *            programmer's error and panics.
  * Threads:   the loop's.
  */
 #pragma once
@@ -24,9 +24,9 @@ typedef struct {
     GObject parent;
 } OrvaneServer;
 
+/* The functions of one service. None is NULL. */
 typedef struct {
-    GObjectClass parent;
-    /* a new proxy, one reference of which is the caller's */
+    /* (transfer floating): a new proxy */
     SkemaQormManagedObject *(*create_service_instance)(OrvaneServer *server);
     void (*service_instance_retrieve_content)(OrvaneServer *server,
                                               SkemaQormManagedObject *serviceInstance,
@@ -51,6 +51,11 @@ typedef struct {
     void (*keep_alive)(OrvaneServer *server, SkemaQormManagedObject *serviceInstance,
                        OrvaneListener *listener);
     char *(*get_soap_url)(OrvaneServer *server, const char *url);
+} OrvaneServerSlots;
+
+typedef struct {
+    GObjectClass parent;
+    OrvaneServerSlots slots;
 } OrvaneServerClass;
 
 #define ORVANE_TYPE_SERVER (orvane_server_get_type())

@@ -26,20 +26,22 @@ void SetText(char **field, const char *text) {
     *field = copy;
 }
 
+/* The set of all sessions that were not finalised yet; NULL while there are none. */
+constinit GHashTable *gLiveSessions = nullptr;
+
 void EnterLive(OrvaneSession *session) {
-    session->priv->nextLive = orvaneSessionLive;
-    orvaneSessionLive = session;
+    if (gLiveSessions == nullptr)
+        gLiveSessions = g_hash_table_new(nullptr, nullptr);
+    g_hash_table_add(gLiveSessions, session);
 }
 
 void LeaveLive(OrvaneSession *session) {
-    OrvaneSession **link = &orvaneSessionLive;
-    while (*link != nullptr && *link != session)
-        link = &(*link)->priv->nextLive;
-    if (*link != nullptr)
-        *link = session->priv->nextLive;
+    g_hash_table_remove(gLiveSessions, session);
+    if (g_hash_table_size(gLiveSessions) == 0)
+        g_clear_pointer(&gLiveSessions, g_hash_table_unref);
 }
 
-/* Ends whatever the session has under way, without a word to anybody. Calls out. */
+/* Ends all operations of the session. Runs the application's code. */
 void TearDown(OrvaneSession *session) {
     OrvaneSessionPrivate *priv = session->priv;
     if (priv->moMgr != nullptr)
@@ -67,12 +69,10 @@ bool RoleHas(GHashTable *roles, gint roleId, const char *privilege) {
 
 } // namespace
 
-OrvaneSession *orvaneSessionLive = nullptr;
-
 GType orvane_session_state_get_type(void) {
     static gsize type = 0;
     if (g_once_init_enter(&type)) {
-        /* without INTERRUPTED, which is no step of a connection's way */
+        /* INTERRUPTED is not registered: it is a state that the update stream sets from outside */
         static constexpr GEnumValue kValues[] = {
             {ORVANE_SESSION_DISCONNECTED, "ORVANE_SESSION_DISCONNECTED", "disconnected"},
             {ORVANE_SESSION_CONNECTING, "ORVANE_SESSION_CONNECTING", "connecting"},
@@ -96,8 +96,7 @@ static void orvane_session_init(OrvaneSession *session) {
                                         reinterpret_cast<GDestroyNotify>(g_hash_table_unref));
     priv->listeners = g_hash_table_new_full(g_direct_hash, g_direct_equal, nullptr, g_free);
     priv->maxTreeBytes = kOrvaneSoapMaxTreeBytes;
-    priv->verifyHandshakeOver = TRUE;
-    priv->verifyDecided = TRUE;
+    priv->verifyState = ORVANE_VERIFY_IDLE;
     priv->server = ORVANE_SERVER(g_object_new(ORVANE_TYPE_OZY_SERVER, nullptr));
 }
 
@@ -119,8 +118,9 @@ static void orvane_session_get_property(GObject *object, guint id, GValue *value
     }
 }
 
-/* The parent goes first: the application's watches and handlers on the session are gone before what
- * the tear-down calls out to may look at it, and it is still whole enough for a reference. */
+/* The parent's dispose runs first. It removes the application's weak references and handlers on the session
+ * before the application's code runs in the tear-down; the session is then still complete enough to be
+ * referenced. */
 static void orvane_session_dispose(GObject *object) {
     G_OBJECT_CLASS(orvane_session_parent_class)->dispose(object);
     ObjectWatch<OrvaneSession>::EndAll(ORVANE_SESSION(object));
@@ -130,7 +130,7 @@ static void orvane_session_dispose(GObject *object) {
 static void orvane_session_finalize(GObject *object) {
     OrvaneSession *session = ORVANE_SESSION(object);
     OrvaneSessionPrivate *priv = session->priv;
-    TearDown(session); /* of what a handler may have begun in between */
+    TearDown(session); /* a handler may have begun something since dispose */
     LeaveLive(session);
     ObjectWatch<OrvaneSession>::EndAll(session);
     g_hash_table_destroy(priv->roles);
@@ -164,9 +164,9 @@ static void orvane_session_class_init(OrvaneSessionClass *klass) {
 }
 
 /*
- * Every field is cleared before what it held is released, since a release may run the application's
- * code, and that may start the next connection. Requests go before the cookie jar that they share, and
- * the manager after the objects whose proxies are found through it.
+ * Every field is cleared before its object is released, since a release may run the application's code, which
+ * may start the next connection. Requests are freed before the cookie jar that they share, and the manager
+ * after the objects whose proxies are found through it.
  */
 void orvane_session_cleanup_private_state(OrvaneSession *session) {
     OrvaneSessionPrivate *priv = session->priv;
@@ -211,12 +211,7 @@ OrvaneSession *orvane_session_new(void) {
 }
 
 gboolean OrvaneSession_IsLive(const OrvaneSession *session) {
-    if (session == nullptr)
-        return FALSE;
-    const OrvaneSession *live = orvaneSessionLive;
-    while (live != nullptr && live != session)
-        live = live->priv->nextLive;
-    return live != nullptr;
+    return gLiveSessions != nullptr && g_hash_table_contains(gLiveSessions, session);
 }
 
 OrvaneSessionState orvane_session_get_state(OrvaneSession *session) {
@@ -259,7 +254,7 @@ SkemaQormManagedObject *orvane_session_get_authorization_manager(OrvaneSession *
     return session->priv->authorizationManager;
 }
 
-/* Asked for each reference that an object gives back, so by objects that outlived their session too. */
+/* Called for each reference that is read or released, also for objects that outlived their session. */
 OrvaneMOMgr *orvane_session_get_momgr(OrvaneSession *session) {
     return OrvaneSession_IsLive(session) ? session->priv->moMgr : nullptr;
 }
@@ -299,19 +294,15 @@ gboolean orvane_session_query_privilege(OrvaneSession *session, SkemaQormManaged
     g_return_val_if_fail(privilege != nullptr, FALSE);
     GValueArray *effectiveRole = nullptr;
     g_object_get(object, "effectiveRole", &effectiveRole, nullptr);
-    if (effectiveRole == nullptr)
+    const ValueArrayPtr roles(effectiveRole);
+    if (!roles)
         return FALSE;
-
-    gboolean granted = FALSE;
-    for (const GValue &role : std::span(effectiveRole->values, effectiveRole->n_values)) {
+    for (const GValue &role : std::span(roles->values, roles->n_values)) {
         if (G_VALUE_HOLDS_INT(&role) &&
-            RoleHas(session->priv->roles, g_value_get_int(&role), privilege)) {
-            granted = TRUE;
-            break;
-        }
+            RoleHas(session->priv->roles, g_value_get_int(&role), privilege))
+            return TRUE;
     }
-    g_value_array_free(effectiveRole);
-    return granted;
+    return FALSE;
 }
 
 /* -- setters -------------------------------------------------------------------------------------- */
@@ -368,7 +359,7 @@ void orvane_session_set_state(OrvaneSession *session, OrvaneSessionState state) 
     g_object_notify_by_pspec(G_OBJECT(session), properties[PROP_STATE]);
 }
 
-/* The update that would answer the load of the roles does not come any more. */
+/* The update that would answer the load of the roles will not come. */
 void orvane_session_set_interrupted(OrvaneSession *session) {
     g_return_if_fail(ORVANE_IS_SESSION(session));
     ConnectionWatch watch(session);
@@ -400,7 +391,7 @@ OrvaneCnxParams *orvane_session_create_cnxparams(gint kind, ...) {
 void orvane_session_destroy_cnxparams(OrvaneCnxParams *params) {
     if (params == nullptr)
         return;
-    Secret_FreeText(params->first); /* a ticket or a cookie with some kinds */
+    Secret_FreeText(params->first); /* may be a ticket or a cookie */
     Secret_FreeText(params->second);
     g_free(params);
 }

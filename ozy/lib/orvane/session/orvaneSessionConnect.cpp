@@ -1,11 +1,11 @@
 /*
- * A connect is a chain of steps, each begun by the end of the one before:
+ * A connect is a chain of steps. The end of each begins the next:
  *
  *   discovery -> [legacy document] -> RetrieveContent -> [ticket] -> login -> roles
  *
- * Each step has an internal listener (or, for a GET, a plain object) to which the application's is bound
- * weakly, so that the death of the latter only means that nobody is told. The first step that fails
- * ends the chain, with the state DISCONNECTED.
+ * Each step has an internal listener (or, for a GET, a plain object) to which the application's listener is
+ * bound weakly. If the application's listener dies, the chain continues without it. The first step that fails
+ * ends the chain with the state DISCONNECTED.
  */
 #include <utility>
 
@@ -14,23 +14,23 @@
 #include "ozy/lib/orvane/runtime/orvaneRuntime.h"
 #include "ozy/lib/orvane/session/orvaneSessionInt.h"
 #include "ozy/lib/orvane/session/orvaneSessionVerify.h"
+#include "ozy/lib/orvane/session/sessionOwners.h"
 #include "ozy/lib/orvane/soap/orvaneFault.h"
 
 #include <orvane/schema/qorm.h>
 
 namespace {
 
-using ParamsPtr = std::unique_ptr<OrvaneCnxParams, Release<orvane_session_destroy_cnxparams>>;
+/* Set on the internal listeners of a chain. */
+constexpr const char *kChainKey = "orvane_session_chain";
 
-constexpr const char *kStepKey = "orvane_session_step";
-
-/* Adopts the cookie of a session that exists. */
+/* Adopts the cookie of an existing session. */
 bool SetCookie(BasicHttpCookieJar *jar, const char *cookie) {
     const SecretText line(g_strdup_printf("Set-Cookie: %s; Path=/;", cookie));
     return BasicHttp_SetInitialCookie(jar, line.get());
 }
 
-/* Makes what a connection has from its beginning. */
+/* Creates what a connection has from its beginning. */
 bool SetUp(OrvaneSession *session, const char *url, OrvaneCnxParams *cnxParams) {
     OrvaneSessionPrivate *priv = session->priv;
     priv->url = g_strdup(url);
@@ -92,23 +92,23 @@ OrvaneListener *OrvaneSessionBound(gpointer object) {
         g_object_get_qdata(static_cast<GObject *>(object), orvane_quark_listener()));
 }
 
-OrvaneListener *OrvaneSessionNewStep(OrvaneSession *session, OrvaneListenerCallback callback,
-                                     OrvaneListener *application) {
-    OrvaneListener *step = OrvaneListener_NewInternal(callback, session);
-    g_object_set_data(G_OBJECT(step), kStepKey, step);
+OrvaneListener *OrvaneSessionNewListener(OrvaneSession *session, OrvaneListenerCallback callback,
+                                         OrvaneListener *application) {
+    OrvaneListener *internal = OrvaneListener_NewInternal(callback, session);
+    g_object_set_data(G_OBJECT(internal), kChainKey, internal);
     if (application != nullptr)
-        orvane_bind_listener(G_OBJECT(step), application);
-    return step;
+        orvane_bind_listener(G_OBJECT(internal), application);
+    return internal;
 }
 
-void OrvaneSessionStepSent(OrvaneSession *session, OrvaneListener *step) {
-    if (!OrvaneSession_HasCall(session, step))
-        orvane_listener_acknowledge(step, FALSE, nullptr);
+void OrvaneSessionCheckSent(OrvaneSession *session, OrvaneListener *internal) {
+    if (!OrvaneSession_HasCall(session, internal))
+        orvane_listener_acknowledge(internal, FALSE, nullptr);
 }
 
 void OrvaneSessionDropListener(OrvaneListener *listener) {
-    const bool isStep = g_object_get_data(G_OBJECT(listener), kStepKey) != nullptr;
-    ObjectWatch<OrvaneListener> application(isStep ? OrvaneSessionBound(listener) : nullptr);
+    const bool isInChain = g_object_get_data(G_OBJECT(listener), kChainKey) != nullptr;
+    ObjectWatch<OrvaneListener> application(isInChain ? OrvaneSessionBound(listener) : nullptr);
     g_object_unref(listener);
     OrvaneSessionAcknowledgeFault(application.Get(), OrvaneFault_NewUnexpected());
 }
@@ -119,12 +119,10 @@ void OrvaneSessionAcknowledgeSuccess(OrvaneListener *application) {
 }
 
 void OrvaneSessionAcknowledgeFault(OrvaneListener *application, SkemaQormMethodFault *fault) {
-    GValue value = G_VALUE_INIT;
-    g_value_init(&value, SKEMA_TYPE_QORM_METHOD_FAULT);
-    g_value_take_object(&value, fault);
+    ScopedValue value(SKEMA_TYPE_QORM_METHOD_FAULT);
+    g_value_take_object(&value.value, fault);
     if (application != nullptr)
-        orvane_listener_acknowledge(application, FALSE, &value);
-    g_value_unset(&value);
+        orvane_listener_acknowledge(application, FALSE, &value.value);
 }
 
 void OrvaneSessionConnectFailed(OrvaneSession *session, OrvaneListener *application,
@@ -136,7 +134,8 @@ void OrvaneSessionConnectFailed(OrvaneSession *session, OrvaneListener *applicat
 
 namespace {
 
-/* Between its call outs this goes on only as long as the connection is the one that it began. */
+/* Begins a connection. Each time the application's code has run, this continues only if the session still has
+ * the connection that it began. */
 void Begin(OrvaneSession *session, const char *url, OrvaneListener *listener, ParamsPtr params) {
     OrvaneSessionPrivate *priv = session->priv;
     ObjectWatch<OrvaneSession> sessionWatch(session);
@@ -146,9 +145,9 @@ void Begin(OrvaneSession *session, const char *url, OrvaneListener *listener, Pa
     if (!sessionWatch || (listener != nullptr && !listenerWatch))
         return;
     if (priv->state != ORVANE_SESSION_DISCONNECTED || url == nullptr) {
-        const ObjectPtr<OrvaneListener> load(std::exchange(priv->rolesLoadListener, nullptr));
+        const ListenerPtr load(std::exchange(priv->rolesLoadListener, nullptr));
         OrvaneSessionConnectFailed(session, listener, OrvaneFault_NewUnexpected());
-        if (load) /* the connect that this one ended was nearly done */
+        if (load) /* the connect that this one ended was loading the roles */
             OrvaneSessionAcknowledgeFault(OrvaneSessionBound(load.get()),
                                           OrvaneFault_NewUnexpected());
         return;
@@ -160,7 +159,7 @@ void Begin(OrvaneSession *session, const char *url, OrvaneListener *listener, Pa
         return;
     }
 
-    const GPtr<char> ownUrl(g_strdup(url)); /* the clean-up may release whose it is */
+    const GPtr<char> ownUrl(g_strdup(url)); /* the clean-up may release its owner */
     const guint connection = priv->connection + 1;
     orvane_session_cleanup_private_state(session);
     if (!sessionWatch || priv->connection != connection ||
@@ -195,8 +194,8 @@ void orvane_session_connect_internal(OrvaneSession *session, const char *url,
     g_return_if_fail(cnxParams);
     g_return_if_fail(ORVANE_IS_SESSION(session));
     g_return_if_fail(listener == nullptr || ORVANE_IS_LISTENER(listener));
-    ObjectWatch<OrvaneListener> resting(OrvaneSessionVerify_TakeResting(session));
+    ObjectWatch<OrvaneListener> deferred(OrvaneSessionVerify_TakeWaiting(session));
     Begin(session, url, listener, std::move(params));
-    if (resting && resting.Get() != listener) /* this connect has taken the place of its own */
-        OrvaneSessionAcknowledgeFault(resting.Get(), OrvaneFault_NewUnexpected());
+    if (deferred && deferred.Get() != listener) /* the connect that this one replaced */
+        OrvaneSessionAcknowledgeFault(deferred.Get(), OrvaneFault_NewUnexpected());
 }

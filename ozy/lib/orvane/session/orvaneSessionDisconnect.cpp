@@ -1,9 +1,9 @@
 /*
- * The way back: stop updates and keep-alive, log out, and on the answer, whatever it is, unlink, clean
- * up, and tell the application last, when all state is gone.
+ * A disconnect stops updates and keep-alive and logs out. After any answer it unlinks the listeners of open
+ * calls and cleans up; the application's listener is acknowledged last.
  *
- * A hijacked session belongs to somebody else and is not logged out: the application is told in a moment,
- * and the object stays in DISCONNECTING until it is released.
+ * A hijacked session belongs to somebody else and is not logged out: the application's listener succeeds in the
+ * next turn of the loop, and the session stays in DISCONNECTING until it is released.
  */
 #include <orvane/schema/qorm.h>
 
@@ -27,7 +27,7 @@ void OnDelayedListenerGone(gpointer, GObject *listener) {
                                 POLL_REALTIME, kPollClassMain);
 }
 
-/* Tells the listener from the loop, if it is still there then. */
+/* Acknowledges success from the loop, if the listener exists then. */
 void AcknowledgeSoon(OrvaneListener *listener) {
     g_object_weak_ref(G_OBJECT(listener), OnDelayedListenerGone, nullptr);
     const gint refused = orvane_poll_callback(0, orvane_session_delayed_acknowledge_success,
@@ -36,7 +36,7 @@ void AcknowledgeSoon(OrvaneListener *listener) {
         orvane_session_delayed_acknowledge_success(listener);
 }
 
-/* What the application is to be told of the logout. */
+/* Stores the result or the fault of the logout. Returns whether it succeeded. */
 bool NoteOutcome(OrvaneListener *internal, GValue *outcome) {
     if (orvane_listener_get_result(internal, outcome))
         return true;
@@ -48,8 +48,8 @@ bool NoteOutcome(OrvaneListener *internal, GValue *outcome) {
 void orvane_session_logout_cb(OrvaneListener *internal, gpointer data) {
     OrvaneSession *session = ORVANE_SESSION(data);
     ObjectWatch<OrvaneListener> application(OrvaneSessionBound(internal));
-    GValue outcome = G_VALUE_INIT;
-    const bool succeeded = NoteOutcome(internal, &outcome);
+    ScopedValue outcome;
+    const bool succeeded = NoteOutcome(internal, &outcome.value);
     g_object_unref(internal);
 
     OrvaneSessionUnlinkAllListeners(session);
@@ -58,8 +58,7 @@ void orvane_session_logout_cb(OrvaneListener *internal, gpointer data) {
     if (watch.IsSame())
         orvane_session_cleanup_private_state(session);
     if (application)
-        orvane_listener_acknowledge(application.Get(), succeeded, &outcome);
-    orvane_value_cond_unset(&outcome);
+        orvane_listener_acknowledge(application.Get(), succeeded, &outcome.value);
 }
 
 } // namespace
@@ -94,7 +93,7 @@ void orvane_session_disconnect(OrvaneSession *session, OrvaneListener *listener)
         return;
     }
     OrvaneListener *internal =
-        OrvaneSessionNewStep(session, orvane_session_logout_cb, application.Get());
+        OrvaneSessionNewListener(session, orvane_session_logout_cb, application.Get());
     orvane_server_session_manager_logout(priv->server, priv->sessionManager, internal);
-    OrvaneSessionStepSent(session, internal);
+    OrvaneSessionCheckSent(session, internal);
 }

@@ -1,32 +1,30 @@
 /*
- * The first steps of a connect: GETs for the documents that tell the version.
+ * The first steps of a connect: GETs of the version documents.
  *
  *   versions document -> a version: RetrieveContent
  *                     -> no usable document: WSDL -> a version, or the oldest one: RetrieveContent
- *                     -> transport error, or a status from 400 on but 404: failure
+ *                     -> transport error, or a status of 400 or more other than 404: failure
  *
- * Either GET may also end in a question about the server's certificate.
+ * Either GET may also need a decision on the server's certificate.
  */
 #include "lib/misc/log.h"
 #include "ozy/lib/orvane/runtime/orvaneRuntime.h"
 #include "ozy/lib/orvane/session/orvaneSessionInt.h"
 #include "ozy/lib/orvane/session/orvaneSessionVerify.h"
 #include "ozy/lib/orvane/session/orvaneSessionVersion.h"
+#include "ozy/lib/orvane/session/sessionOwners.h"
 #include "ozy/lib/orvane/soap/orvaneFault.h"
 
 namespace {
 
-using ResponsePtr = std::unique_ptr<BasicHttpResponse, Release<BasicHttp_FreeResponse>>;
-using RequestPtr = std::unique_ptr<BasicHttpRequest, Release<BasicHttp_FreeRequest>>;
-
-/* What a GET came back with: its session, and the application's listener, if there is one. */
+/* The reply to a GET, with its session and the application's listener, which may be NULL. */
 struct Discovery {
     OrvaneSession *session;
     OrvaneListener *listener;
     ResponsePtr response;
 };
 
-/* Frees all of the request but the response; nobody was called since the reply came. */
+/* Frees the request and its context. Runs no code of the application. */
 Discovery EndRequest(BasicHttpRequest *request, BasicHttpResponse *response, gpointer context) {
     const ObjectPtr<GObject> owner(G_OBJECT(context));
     auto *session = static_cast<OrvaneSession *>(g_object_get_data(owner.get(), "session"));
@@ -42,7 +40,7 @@ bool IsRefusal(const BasicHttpResponse *response) {
            (response->responseCode >= 400 && response->responseCode != 404);
 }
 
-void GoOn(OrvaneSession *session, OrvaneServiceVersion version, OrvaneListener *listener) {
+void Continue(OrvaneSession *session, OrvaneServiceVersion version, OrvaneListener *listener) {
     OrvaneSessionPrivate *priv = session->priv;
     g_free(priv->version);
     g_free(priv->nameSpace);
@@ -56,8 +54,8 @@ void Fail(Discovery &reply, SkemaQormMethodFault *fault) {
     OrvaneSessionConnectFailed(reply.session, reply.listener, fault);
 }
 
-/* Whether the chain ends here, or rests: somebody ended the connect meanwhile, in a way that left its request
- * alone, or the certificate was not accepted. The listener has been told, or will be. */
+/* Whether the chain does not continue: the application ended the connect in a way that left its request open, or
+ * the certificate has not been accepted. The listener was notified, or will be after the decision. */
 bool IsOver(const Discovery &reply) {
     const OrvaneSessionPrivate *priv = reply.session->priv;
     if (priv->state != ORVANE_SESSION_CONNECTING) {
@@ -82,8 +80,8 @@ void orvane_session_server_legacy_version_cb(BasicHttpRequest *request, BasicHtt
             OrvaneServiceVersion_FromWsdl(reply.response->content, reply.response->contentLength,
                                           reply.session->priv->maxTreeBytes);
     reply.response.reset();
-    GoOn(reply.session, version.version ? std::move(version) : OrvaneServiceVersion_Default(),
-         reply.listener);
+    Continue(reply.session, version.version ? std::move(version) : OrvaneServiceVersion_Default(),
+             reply.listener);
 }
 
 void TryLegacy(OrvaneSession *session, OrvaneListener *listener) {
@@ -93,7 +91,7 @@ void TryLegacy(OrvaneSession *session, OrvaneListener *listener) {
     if (url && orvane_session_get_version_url(session, url.get(),
                                               orvane_session_server_legacy_version_cb, listener))
         return;
-    GoOn(session, OrvaneServiceVersion_Default(), listener);
+    Continue(session, OrvaneServiceVersion_Default(), listener);
 }
 
 void UseVersion(OrvaneSession *session, OrvaneServiceVersion version, OrvaneListener *listener) {
@@ -102,10 +100,10 @@ void UseVersion(OrvaneSession *session, OrvaneServiceVersion version, OrvaneList
     g_free(priv->url);
     priv->url = soapUrl;
     priv->useLegacy = FALSE;
-    GoOn(session, std::move(version), listener);
+    Continue(session, std::move(version), listener);
 }
 
-/* Somebody to tell that there was no reply at all, or one without content. */
+/* Fails a connect that got no reply, or one without content. */
 void FailWithoutValue(Discovery &reply) {
     ObjectWatch<OrvaneListener> watch(reply.listener);
     reply.session->priv->useLegacy = TRUE;

@@ -1,18 +1,18 @@
 /*
  * orvaneSessionInt.h -- the record of a session, shared by its sources
  *
- * One connection is one run from a connect to the clean-up after it; it has a number. Whatever calls
- * out (a state's notify, a listener's signal, the release of an object that somebody watches) may come
- * back to another connection, or to none: ConnectionWatch tells.
+ * A connection lasts from a connect to the clean-up after it, and has a number. Whatever runs the
+ * application's code (the notify of a state, a listener's signal, the release of an object) may return when
+ * the session has another connection, or none: ConnectionWatch tells.
  *
  *   orvaneSession.cpp            the object: properties, setters, clean-up
- *   orvaneSessionConnect.cpp     the entry points, and what the steps have in common
- *   orvaneSessionDiscovery.cpp   the documents that tell the version, read by orvaneSessionVersion.cpp
+ *   orvaneSessionConnect.cpp     the connect functions, and what all steps of a connect use
+ *   orvaneSessionDiscovery.cpp   requests for the version documents, which orvaneSessionVersion.cpp reads
  *   orvaneSessionLogin.cpp       service content, the kinds of login, roles, keep-alive
- *   orvaneSessionVerify.cpp      the decision on certificates
- *   orvaneSessionDisconnect.cpp  the way back
+ *   orvaneSessionVerify.cpp      decisions on certificates
+ *   orvaneSessionDisconnect.cpp  disconnect
  *   orvaneSessionInvoke.cpp      calls and replies
- *   orvaneSessionLocal.cpp       what is on this machine
+ *   orvaneSessionLocal.cpp       services and ticket files of this machine
  *   orvaneSessionSspi.cpp        single sign-on
  */
 #pragma once
@@ -53,36 +53,51 @@ void orvane_session_destroy_cnxparams(OrvaneCnxParams *params);
 /* -- requests in flight ------------------------------------------------------------------------- */
 
 /*
- * One HTTP request of a session, from its sending to its reply or the clean-up. It belongs to the
- * session's list; the weak reference of a listener points to it and not to the request, so that it
- * always knows whether there still is one.
+ * One HTTP request of a session, from its sending to its reply or the clean-up. The session's list owns it.
+ * The weak reference on a listener has this record as its data, not the request, since the record knows
+ * whether the request still exists.
  */
 struct OrvaneCall {
     OrvaneCall *next;
+    OrvaneCall **link; /* the pointer to this record in the list that it is in */
     OrvaneSession *session;
     BasicHttpRequest *request;
-    guint generation;         /* the transport's when it was sent; under another one it is gone */
-    OrvaneListener *listener; /* weakly referenced; NULL without, or when nobody waits any more */
-    GObject *context;         /* owned; what a discovery request is about, otherwise NULL */
-    bool ownsListener;        /* nobody else would release it when no signal comes */
+    guint generation; /* of the transport that sent it; the request exists in that one only */
+    OrvaneListener *listener; /* weak; NULL without one, or once no reply is expected */
+    OrvaneCall *nextOfListener;
+    GObject *context;  /* owned; the context of a discovery request, otherwise NULL */
+    bool ownsListener; /* the session releases it if the call ends without a signal */
 };
-
-/* Whose request it is; NULL if it is nobody's any more. */
+/* (transfer none) (nullable): the session of a request in flight. */
 OrvaneSession *OrvaneSessionOfRequest(const BasicHttpRequest *request);
-/* Takes the call of a request out of its session's list; NULL if there is none. */
+/* (transfer full) (nullable): the call of a request, which is taken from its session. */
 OrvaneCall *OrvaneSessionTakeCall(BasicHttpRequest *request);
-/* Enters a discovery request, and takes over the context. */
+/* Adds a discovery request to the session. Takes over the context. */
 void OrvaneSessionAddDiscovery(OrvaneSession *session, BasicHttpRequest *request, GObject *context);
-/* Frees all requests, and the internal listeners that would have had their replies. */
+/* Frees all requests, and the internal listeners of their calls. */
 void OrvaneSessionFreeCalls(OrvaneSession *session);
 void OrvaneSessionFreeCallHeaders(OrvaneSessionPrivate *priv);
-/* What every request of a session has alike. */
+/* Sets what all requests of a session have in common: connection, proxy, user agent. */
 void OrvaneSessionSetUpRequest(const OrvaneSession *session, BasicHttpRequest *request);
 void OrvaneSessionUnlinkAllListeners(OrvaneSession *session);
 
 /* -- the record ---------------------------------------------------------------------------------- */
 
 struct OrvaneSspiState;
+
+/*
+ * The decision on the certificate of a connect. The states are made of the flags verifyDecided, which means that the
+ * application has answered, and verifyHandshakeOver:
+ *
+ *   IDLE -> ASKED -> ANSWERED -> IDLE      the answer came first, then the end of the handshake
+ *                 -> WAITING  -> IDLE      the handshake has failed; the connect waits for the answer
+ */
+enum OrvaneVerifyState {
+    ORVANE_VERIFY_ASKED = 0,    /* the application's function was called, inside a handshake */
+    ORVANE_VERIFY_ANSWERED = 1, /* verifyDecided */
+    ORVANE_VERIFY_WAITING = 2,  /* verifyHandshakeOver */
+    ORVANE_VERIFY_IDLE = 3,     /* both: no decision is pending */
+};
 
 struct _OrvaneSessionPrivate {
     OrvaneSessionState state;
@@ -99,14 +114,13 @@ struct _OrvaneSessionPrivate {
     char *sslCertificatePath;
     OrvaneVerifyCertificateFunc verifyFunc;
     gpointer verifyData;
-    gboolean strictTls;           /* for the connections to come */
-    gboolean verifyHandshakeOver; /* nobody waits for the end of a handshake, */
-    gboolean verifyDecided;       /* nor for an answer */
-    gint verifyDecision;          /* 0 none, 1 accepted, 2 rejected */
-    GObject *verifyQuestion;      /* weak: the context of what a connect has asked last */
+    gboolean strictTls; /* for the connections to come */
+    OrvaneVerifyState verifyState;
+    gint verifyDecision;    /* 0 none, 1 accepted, 2 rejected */
+    GObject *verifyContext; /* weak: the context of the connect's pending decision */
 
     /* of one connection, cleared by the clean-up */
-    guint connection; /* its number */
+    guint connection; /* its number, from 1 */
     GObject *serviceContent;
     SkemaQormManagedObject *serviceInstance;
     char *url; /* base URL during discovery, SOAP URL after it */
@@ -118,7 +132,6 @@ struct _OrvaneSessionPrivate {
     BasicHttpCookieJar *cookieJar;
     bool isStrict;             /* every connection is checked, */
     bool asksFunction;         /* by the application's function, otherwise by CA certificates */
-    bool isSendingLogin;       /* the call that is being made carries one */
     GHashTable *acceptedCerts; /* set of SHA-256 thumbprints; NULL for none */
     OrvaneMOMgr *moMgr;
     SkemaQormManagedObject *authorizationManager;
@@ -127,20 +140,16 @@ struct _OrvaneSessionPrivate {
     OrvaneListener *rolesLoadListener;
     SkemaQormManagedObject *sessionManager;
     GObject *userSession;
-    OrvaneCall *calls; /* newest first */
-    bool hasDoneCalls; /* some of them are over, and only wait to be freed */
+    OrvaneCall *calls;     /* in flight, newest first */
+    OrvaneCall *doneCalls; /* over, and freed with the next call or the clean-up */
 
-    BasicHttpHeaders *callHeaders; /* kept between calls, and connections */
-    char *callHeadersVersion;      /* that they were made for */
+    BasicHttpHeaders *callHeaders; /* kept between calls and connections */
+    char *callHeadersVersion;      /* the version that callHeaders were made for */
 
-    OrvaneSession *nextLive;
     ObjectWatch<OrvaneSession> *watches;
 };
 
-/* All sessions that were not finalised yet, by nextLive. */
-extern OrvaneSession *orvaneSessionLive;
-
-/* Whether a session lives and is still in the connection that it was in. */
+/* Tells whether a session exists and still has the connection that it had. */
 class ConnectionWatch {
 public:
     explicit ConnectionWatch(OrvaneSession *watched)
@@ -155,33 +164,33 @@ private:
     guint connection;
 };
 
-/* Ends the connection: frees and clears all that belongs to it. Calls out. */
+/* Ends the connection: frees and clears all that belongs to it. Runs the application's code. */
 void orvane_session_cleanup_private_state(OrvaneSession *session);
 
 /* -- steps of a connect --------------------------------------------------------------------------- */
 
-/* The listener bound to an object, or NULL. */
+/* (transfer none) (nullable): the listener that is bound to an object. */
 OrvaneListener *OrvaneSessionBound(gpointer object);
-/* An internal listener for the next step, to which the application's is bound if there is one. */
-OrvaneListener *OrvaneSessionNewStep(OrvaneSession *session, OrvaneListenerCallback callback,
-                                     OrvaneListener *application);
-/* To be called when the step's call was made: one that could not be sent fails now. */
-void OrvaneSessionStepSent(OrvaneSession *session, OrvaneListener *step);
-/* Gives up a call's reference on its listener after a reply that came too late to be told. If it is a
- * step's, somebody still waits for the end of the chain, and is told that this is it. */
+/* An internal listener for the next call. The application's listener, if any, is bound to it. */
+OrvaneListener *OrvaneSessionNewListener(OrvaneSession *session, OrvaneListenerCallback callback,
+                                         OrvaneListener *application);
+/* Fails a call that could not be sent; to be called right after it was made. */
+void OrvaneSessionCheckSent(OrvaneSession *session, OrvaneListener *internal);
+/* Releases a call's reference on its listener after a reply that came too late to be reported. If it is one of
+ * OrvaneSessionNewListener(), the application's listener fails with an OrvaneFaultUnexpected. */
 void OrvaneSessionDropListener(OrvaneListener *listener);
 
 void OrvaneSessionAcknowledgeSuccess(OrvaneListener *application);
-/* Tells the listener, if there is one, of a fault, which it takes over; NULL is "no fault given". */
+/* Acknowledges a failure, if there is a listener. Takes over the fault; NULL counts as an unspecified one. */
 void OrvaneSessionAcknowledgeFault(OrvaneListener *application, SkemaQormMethodFault *fault);
-/* The same after the state went to DISCONNECTED. */
+/* Sets the state DISCONNECTED, then does the same. */
 void OrvaneSessionConnectFailed(OrvaneSession *session, OrvaneListener *application,
                                 SkemaQormMethodFault *fault);
 
-/* Ends a connect whose roles will not be loaded any more: its listener fails with a RequestCanceled. */
+/* Ends a connect that waits for its roles: its listener fails with a RequestCanceled. */
 void OrvaneSessionCancelConnect(OrvaneSession *session);
 
-/* Step 1 on takes over the parameters. */
+/* The first step of a connect. Takes over the parameters. */
 void orvane_session_connect_internal(OrvaneSession *session, const char *url,
                                      OrvaneListener *listener, OrvaneCnxParams *cnxParams);
 gboolean orvane_session_get_version_url(OrvaneSession *session, const char *url,
@@ -193,12 +202,12 @@ void orvane_session_retrieveServiceInstanceContent(OrvaneSession *session,
 gboolean orvane_session_invoke_login(OrvaneSession *session, OrvaneListener *listener);
 void OrvaneSessionStopKeepAlive(OrvaneSession *session);
 
-/* -- what is on this machine, what is of which kind ------------------------------------------------ */
+/* -- this machine --------------------------------------------------------------------------------- */
 
 /* The text of a ticket file: a regular one of at most 4 KiB, not reached over a link. NULL otherwise. */
 char *OrvaneSessionReadTicket(const char *path);
 
-/* -- single sign-on: nothing on this platform ------------------------------------------------------- */
+/* -- single sign-on: not available on this platform ------------------------------------------------- */
 
 OrvaneSspiState *orvane_create_sspi_state(const char *argument);
 void orvane_destroy_sspi_state(OrvaneSspiState *state);

@@ -1,14 +1,14 @@
 /*
  * One call is one HTTP POST, and at most one acknowledgement of its listener.
  *
- *   not linked -> linked -> answered                  (the entry is gone, the listener told)
- *                        -> unlinked                  (nothing is told)
+ *   not linked -> linked -> answered                  (entry removed, listener acknowledged)
+ *                        -> unlinked                  (no signal)
  *                        -> the listener died         (its request is cancelled)
- *                        -> freed by the clean-up     (nothing is told)
+ *                        -> freed by the clean-up     (no signal)
  *
- * While linked, the listener is a key of the session's table and has the session as its object data
- * "session"; once unlinked that data is kUnlinked. The reference that came with the listener is given up
- * by the handler of its final signal; where no signal comes any more, here.
+ * While linked, the listener is a key of the session's table, and its object data "session" is the session.
+ * Once it is unlinked, that data is Unlinked(). The reference that came with the listener is released by the
+ * handler of its final signal, or here if there will be no signal.
  */
 #include <algorithm>
 #include <array>
@@ -16,6 +16,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include <orvane/schema/qorm.h>
@@ -24,6 +25,7 @@
 #include "ozy/lib/orvane/runtime/orvaneRuntime.h"
 #include "ozy/lib/orvane/session/orvaneSessionInt.h"
 #include "ozy/lib/orvane/session/orvaneSessionVerify.h"
+#include "ozy/lib/orvane/session/sessionOwners.h"
 #include "ozy/lib/orvane/soap/orvaneFault.h"
 #include "ozy/lib/orvane/soap/orvaneSoap.h"
 #include "ozy/lib/orvane/soap/orvaneSoapTree.h"
@@ -33,13 +35,13 @@ namespace {
 constexpr const char *kSessionKey = "session";
 constexpr const char *kOnSent = "BasicHttpOnSent";
 
-/* What a listener has for a session once nothing of its call will be told. */
+/* The requests in flight of all sessions, with their calls; NULL while there are none. */
+constinit GHashTable *gCallsByRequest = nullptr;
+
+/* Object data "session" of an unlinked listener. */
 gpointer Unlinked() {
     return GINT_TO_POINTER(1); /* ORVANE_SESSION_DATA_UNLINK_VALUE */
 }
-
-using ResponsePtr = std::unique_ptr<BasicHttpResponse, Release<BasicHttp_FreeResponse>>;
-using RequestPtr = std::unique_ptr<BasicHttpRequest, Release<BasicHttp_FreeRequest>>;
 
 /* Methods that only read: one that the service may have received already is sent again all the same. */
 constexpr auto kRepeatableMethods =
@@ -52,22 +54,78 @@ bool HasRequest(const OrvaneCall *call) {
     return call->generation == BasicHttp_GetGeneration();
 }
 
-/* The listener's death cancels its call. The request is freed later: this may be called from anywhere. */
+/* Puts the record at the head of a list. */
+void PutFirst(OrvaneCall **list, OrvaneCall *call) {
+    call->next = *list;
+    call->link = list;
+    if (call->next != nullptr)
+        call->next->link = &call->next;
+    *list = call;
+}
+
+/* Takes the record from the list that it is in. */
+void Unlist(OrvaneCall *call) {
+    *call->link = call->next;
+    if (call->next != nullptr)
+        call->next->link = call->link;
+}
+
+OrvaneCall *FindCall(const BasicHttpRequest *request) {
+    auto *call = gCallsByRequest != nullptr
+                     ? static_cast<OrvaneCall *>(g_hash_table_lookup(gCallsByRequest, request))
+                     : nullptr;
+    return call != nullptr && HasRequest(call) ? call : nullptr;
+}
+
+/* After a shutdown of the transport another request may have the address, and the entry, of this one. */
+void LeaveIndex(const OrvaneCall *call) {
+    if (gCallsByRequest == nullptr || g_hash_table_lookup(gCallsByRequest, call->request) != call)
+        return;
+    g_hash_table_remove(gCallsByRequest, call->request);
+    if (g_hash_table_size(gCallsByRequest) == 0)
+        g_clear_pointer(&gCallsByRequest, g_hash_table_unref);
+}
+
+/* Takes the call from its session. */
+void TakeCall(OrvaneCall *call) {
+    LeaveIndex(call);
+    Unlist(call);
+}
+
+/* Ends a call that expects no reply. Its request is freed with the next call, since this may run anywhere. */
+void SetDone(OrvaneCall *call) {
+    TakeCall(call);
+    PutFirst(&call->session->priv->doneCalls, call);
+}
+
+/* The listener's death cancels its call. */
 void OnListenerGone(gpointer data, GObject *listener) {
     auto *call = static_cast<OrvaneCall *>(data);
-    OrvaneSessionPrivate *priv = call->session->priv;
     call->listener = nullptr;
-    priv->hasDoneCalls = true;
-    g_hash_table_remove(priv->listeners, listener);
+    g_hash_table_remove(call->session->priv->listeners, listener);
+    SetDone(call);
     if (HasRequest(call))
         BasicHttp_CancelRequest(call->request);
 }
 
-/* Nobody waits for the reply through this call any more. */
+OrvaneCall *CallsOf(OrvaneListener *listener) {
+    return static_cast<OrvaneCall *>(listener->priv->calls);
+}
+
+/* Removes the call from its listener. */
 void ForgetListener(OrvaneCall *call) {
-    if (call->listener != nullptr)
-        g_object_weak_unref(G_OBJECT(call->listener), OnListenerGone, call);
-    call->listener = nullptr;
+    OrvaneListener *listener = std::exchange(call->listener, nullptr);
+    if (listener == nullptr)
+        return;
+    g_object_weak_unref(G_OBJECT(listener), OnListenerGone, call);
+    if (CallsOf(listener) == call) {
+        listener->priv->calls = call->nextOfListener;
+        return;
+    }
+    OrvaneCall *before = CallsOf(listener);
+    while (before->nextOfListener != call)
+        before = before->nextOfListener;
+    before->nextOfListener = call->nextOfListener;
 }
 
 /* Frees the record, and the request unless a shutdown of the transport did. */
@@ -92,55 +150,37 @@ OrvaneCall *AddCall(OrvaneSession *session, BasicHttpRequest *request) {
     call->session = session;
     call->request = request;
     call->generation = BasicHttp_GetGeneration();
-    call->next = session->priv->calls;
-    session->priv->calls = call;
+    PutFirst(&session->priv->calls, call);
+    if (gCallsByRequest == nullptr)
+        gCallsByRequest = g_hash_table_new(nullptr, nullptr);
+    g_hash_table_insert(gCallsByRequest, request, call);
     return call;
 }
 
-OrvaneCall *FindCall(const BasicHttpRequest *request) {
-    for (OrvaneSession *session = orvaneSessionLive; session; session = session->priv->nextLive) {
-        for (OrvaneCall *call = session->priv->calls; call != nullptr; call = call->next) {
-            if (call->request == request && HasRequest(call))
-                return call;
-        }
-    }
-    return nullptr;
-}
-
-void TakeCall(OrvaneCall *call) {
-    OrvaneCall **link = &call->session->priv->calls;
-    while (*link != call)
-        link = &(*link)->next;
-    *link = call->next;
-}
-
-/* Frees what cancelled calls left behind, lest a long session gathers it. */
+/* Frees the calls that are over, so that a long session does not accumulate them. */
 void FreeDoneCalls(OrvaneSessionPrivate *priv) {
-    OrvaneCall **link = &priv->calls;
-    while (priv->hasDoneCalls && *link != nullptr) {
-        OrvaneCall *call = *link;
-        BasicHttpState state = BASICHTTP_STATE_DONE;
-        const bool isLast = call->listener == nullptr && call->context == nullptr;
-        if (isLast && HasRequest(call))
-            BasicHttp_GetState(call->request, &state);
-        if (!isLast || state != BASICHTTP_STATE_DONE) {
-            link = &call->next;
-            continue;
-        }
-        *link = call->next;
+    while (OrvaneCall *call = priv->doneCalls) {
+        Unlist(call);
         FreeCall(call);
     }
-    priv->hasDoneCalls = false;
 }
 
 /* -- sending -------------------------------------------------------------------------------------- */
+
+/* Whether a call logs in. A hijacked session's cookie does, in the first call with it. */
+bool CarriesLogin(const OrvaneSessionPrivate *priv, const char *methodName) {
+    if (strstr(methodName, "Login") != nullptr || strcmp(methodName, "CloneSession") == 0)
+        return true;
+    return priv->cnxParams != nullptr && priv->cnxParams->kind == ORVANE_CNX_HIJACK &&
+           priv->state == ORVANE_SESSION_CONNECTING;
+}
 
 bool IsRepeatable(const char *methodName) {
     return std::ranges::find(kRepeatableMethods, std::string_view(methodName)) !=
            kRepeatableMethods.end();
 }
 
-/* What all calls under one version of the service have for headers, made when the version is new. */
+/* The headers of all calls, made anew when the version changes. */
 BasicHttpHeaders *CallHeaders(OrvaneSessionPrivate *priv) {
     const char *version = priv->useLegacy ? "" : priv->version;
     if (priv->callHeaders != nullptr && strcmp(priv->callHeadersVersion, version) == 0)
@@ -149,7 +189,7 @@ BasicHttpHeaders *CallHeaders(OrvaneSessionPrivate *priv) {
     const GPtr<char> action(
         g_strdup_printf("SOAPAction: \"%s%s\"", priv->useLegacy ? "" : "urn:", version));
     const char *texts[] = {"Expect: ", "Content-Type: text/xml; charset=utf-8", action.get(),
-                           "Accept:", /* keeps libcurl from sending its own */
+                           "Accept:", /* libcurl then sends none of its own */
                            nullptr};
     priv->callHeaders = BasicHttp_CreateHeaders(texts);
     priv->callHeadersVersion = g_strdup(version);
@@ -174,7 +214,7 @@ RequestPtr NewRequest(OrvaneSession *session, GObject *object, const char *metho
         return nullptr;
 
     OrvaneSessionSetUpRequest(session, request.get());
-    OrvaneSessionVerify_SetUpCall(session, request.get());
+    OrvaneSessionVerify_SetUpCall(session, request.get(), CarriesLogin(priv, methodName));
     BasicHttp_SetHeaders(request.get(), CallHeaders(session->priv));
     BasicHttp_SetRepeatable(request.get(), IsRepeatable(methodName));
     return request;
@@ -186,6 +226,8 @@ void Link(OrvaneCall *call, OrvaneListener *listener, const char *methodName) {
     g_object_set_data(G_OBJECT(listener), kSessionKey, session);
     call->listener = listener;
     call->ownsListener = OrvaneListener_IsInternal(listener);
+    call->nextOfListener = CallsOf(listener);
+    listener->priv->calls = call;
     g_object_weak_ref(G_OBJECT(listener), OnListenerGone, call);
 }
 
@@ -202,7 +244,7 @@ bool IsSoapElement(const xmlNode *node, const char *name) {
            xmlStrcmp(node->ns->prefix, BAD_CAST "soapenv") == 0;
 }
 
-/* The body of the envelope; NULL, after a line in the log, if this is no envelope with a body. */
+/* The body of the envelope. Logs a line and returns NULL if there is none. */
 xmlNode *SoapBody(const xmlNode *root) {
     if (!IsSoapElement(root, "Envelope")) {
         Log("%s: xmlStrcmp\n", kOnSent);
@@ -216,7 +258,7 @@ xmlNode *SoapBody(const xmlNode *root) {
     return nullptr;
 }
 
-/* What the reply says: the value, and whether it is a result. The tree is freed before anybody is told. */
+/* Reads a reply into a value. Returns whether it is a result. */
 bool ReadReply(OrvaneSession *session, OrvaneListener *listener, const char *methodName,
                const BasicHttpResponse *response, GValue *value) {
     gboolean isArray = FALSE;
@@ -250,7 +292,7 @@ bool ReadReply(OrvaneSession *session, OrvaneListener *listener, const char *met
     return isRead && !(G_IS_VALUE(value) && G_VALUE_HOLDS(value, SKEMA_TYPE_QORM_METHOD_FAULT));
 }
 
-/* The name of the method that the listener's reply is for, and the end of its entry. */
+/* (transfer full) (nullable): the name of the listener's method, whose entry is removed. */
 char *StealMethodName(OrvaneSession *session, OrvaneListener *listener) {
     gpointer name = nullptr;
     g_hash_table_steal_extended(session->priv->listeners, listener, nullptr, &name);
@@ -264,9 +306,9 @@ void OnListenerReply(OrvaneCall *call, OrvaneListener *listener, RequestPtr requ
     if (call != nullptr)
         ForgetListener(call);
     if (data == nullptr || data == Unlinked()) {
-        if (call != nullptr) { /* the request stays with its session, which frees it later */
+        if (call != nullptr) { /* the session frees the request later */
             g_hash_table_remove(call->session->priv->listeners, listener);
-            call->session->priv->hasDoneCalls = true;
+            SetDone(call);
             (void)request.release();
         }
         response.reset();
@@ -294,16 +336,16 @@ void OnListenerReply(OrvaneCall *call, OrvaneListener *listener, RequestPtr requ
         return;
     }
 
-    GValue value = G_VALUE_INIT;
-    const bool isResult = ReadReply(session, listener, methodName.get(), response.get(), &value);
-    /* before the application hears of it, which may shut the transport down */
+    ScopedValue value;
+    const bool isResult =
+        ReadReply(session, listener, methodName.get(), response.get(), &value.value);
+    /* the application's handlers may shut the transport down */
     request.reset();
     response.reset();
-    orvane_listener_acknowledge(listener, isResult, &value);
-    orvane_value_cond_unset(&value);
+    orvane_listener_acknowledge(listener, isResult, &value.value);
 }
 
-/* The client data is the listener, or the session for a call without one. */
+/* Handles the reply to a call. The client data is the listener, or the session for a call without one. */
 void BasicHttpOnSent(BasicHttpRequest *request, BasicHttpResponse *response, gpointer clientData) {
     RequestPtr ownRequest(request);
     ResponsePtr ownResponse(response);
@@ -332,7 +374,7 @@ void OrvaneSessionSetUpRequest(const OrvaneSession *session, BasicHttpRequest *r
         BasicHttp_SetFreshConnection(request);
         BasicHttp_ForbidReuse(request);
     }
-    /* an empty proxy keeps libcurl from its own variables */
+    /* with an empty proxy libcurl does not read its own variables */
     if (secure_getenv("HALDEN_HTTPSPROXY") == nullptr)
         BasicHttp_SetProxy(request, "", BASICHTTP_PROXY_NONE);
     BasicHttp_SetUserAgent(request, priv->userAgent);
@@ -350,10 +392,7 @@ void orvane_session_invoke_method(OrvaneSession *session, GObject *object, const
                                 static_cast<guint>(pairs.size()));
 }
 
-/*
- * A call that cannot be sent tells nobody, on purpose: its listener stays in the state that it had
- * reached. Only what was done is undone.
- */
+/* A call that cannot be sent emits nothing, on purpose: its listener stays in the state that it has reached. */
 void OrvaneSession_InvokeMethodV(OrvaneSession *session, GObject *object, const char *methodName,
                                  OrvaneListener *listener, const OrvaneArgument *arguments,
                                  guint count) {
@@ -362,8 +401,7 @@ void OrvaneSession_InvokeMethodV(OrvaneSession *session, GObject *object, const 
     g_return_if_fail(methodName != nullptr);
     g_return_if_fail(listener == nullptr || ORVANE_IS_LISTENER(listener));
 
-    OrvaneSessionPrivate *priv = session->priv;
-    FreeDoneCalls(priv);
+    FreeDoneCalls(session->priv);
     RequestPtr request = NewRequest(session, object, methodName, arguments, count);
     if (!request)
         return;
@@ -380,7 +418,7 @@ void OrvaneSession_InvokeMethodV(OrvaneSession *session, GObject *object, const 
         Link(call, listener, methodName);
     gpointer clientData = listener != nullptr ? static_cast<gpointer>(listener) : session;
     if (BasicHttp_SendRequest(request.get(), BasicHttpOnSent, clientData)) {
-        (void)request.release(); /* the call's now */
+        (void)request.release(); /* owned by the call */
         return;
     }
     ForgetListener(call);
@@ -409,9 +447,9 @@ void orvane_session_unlink_listener(OrvaneListener *listener) {
 void orvane_session_cancel_listener(OrvaneSession *session, OrvaneListener *listener) {
     g_return_if_fail(ORVANE_IS_SESSION(session));
     g_return_if_fail(ORVANE_IS_LISTENER(listener));
-    for (OrvaneCall *call = session->priv->calls; call != nullptr; call = call->next) {
-        if (call->listener == listener)
-            call->ownsListener = true; /* nothing will be told, whether a reply comes or not */
+    for (OrvaneCall *call = CallsOf(listener); call != nullptr; call = call->nextOfListener) {
+        if (call->session == session)
+            call->ownsListener = true; /* no signal will come, whether a reply does or not */
     }
     g_hash_table_remove(session->priv->listeners, listener);
     orvane_session_unlink_listener(listener);
@@ -449,7 +487,7 @@ void OrvaneSessionFreeCallHeaders(OrvaneSessionPrivate *priv) {
 
 void OrvaneSessionFreeCalls(OrvaneSession *session) {
     OrvaneSessionPrivate *priv = session->priv;
-    priv->hasDoneCalls = false;
+    FreeDoneCalls(priv);
     while (OrvaneCall *call = priv->calls) {
         TakeCall(call);
         FreeCall(call);

@@ -1,11 +1,11 @@
 /*
  * The second half of a connect:
  *
- *   RetrieveContent -> login -> CONNECTED, updates, keep-alive -> roles of the main service -> told
+ *   RetrieveContent -> login -> CONNECTED, updates, keep-alive -> roles of the main service -> success
  *                   -> AcquireLocalTicket -> login with the ticket -> ...
  *
- * The callback of each step owns the step's listener, and finds the application's through it each time
- * that it has called out.
+ * The callback of each call owns the internal listener. It reads the application's listener through it again
+ * each time the application's code has run.
  */
 #include <span>
 #include <utility>
@@ -17,27 +17,23 @@
 #include "lib/misc/log.h"
 #include "lib/misc/secret.h"
 #include "ozy/lib/orvane/runtime/orvaneRuntime.h"
-#include "ozy/lib/orvane/session/orvaneSessionInt.h"
+#include "ozy/lib/orvane/session/sessionOwners.h"
 
 namespace {
 
 constexpr gint64 kKeepAliveUs = G_GINT64_CONSTANT(1500000000); /* 25 minutes */
 constexpr PollClassSet kPollClassMain = {{1}};
 
-using ListenerPtr = ObjectPtr<OrvaneListener>;
-
-/* The object that a step has as its result, a new reference; NULL if it failed or has none. */
-ObjectPtr<GObject> ResultObject(OrvaneListener *step) {
-    GValue value = G_VALUE_INIT;
-    GObject *object = nullptr;
-    if (orvane_listener_get_result(step, &value) && G_IS_VALUE(&value) &&
-        G_VALUE_HOLDS_OBJECT(&value))
-        object = G_OBJECT(g_value_dup_object(&value));
-    orvane_value_cond_unset(&value);
-    return ObjectPtr<GObject>(object);
+/* A new reference to the object that is the result; NULL if the call failed or has none. */
+ObjectPtr<GObject> ResultObject(OrvaneListener *internal) {
+    ScopedValue result;
+    if (!orvane_listener_get_result(internal, &result.value) || !G_IS_VALUE(&result.value) ||
+        !G_VALUE_HOLDS_OBJECT(&result.value))
+        return nullptr;
+    return ObjectPtr<GObject>(static_cast<GObject *>(g_value_dup_object(&result.value)));
 }
 
-/* A text or a proxy out of a data object; NULL where the object has no such property. */
+/* Reads a text or a proxy from a data object. NULL if the object has no such property. */
 template <class T> T *ReadProperty(GObject *object, const char *name) {
     T *read = nullptr;
     if (g_object_class_find_property(G_OBJECT_GET_CLASS(object), name) != nullptr)
@@ -45,16 +41,17 @@ template <class T> T *ReadProperty(GObject *object, const char *name) {
     return read;
 }
 
-/* Ends the chain with the fault of a step. Where the step itself went well there is none, and the
- * application learns that no fault was given. */
-void StepFailed(OrvaneSession *session, OrvaneListener *step) {
-    OrvaneSessionConnectFailed(session, OrvaneSessionBound(step), orvane_listener_get_fault(step));
+/* Ends the chain with the fault of a call. A call that succeeded has none; then the fault is an
+ * OrvaneFaultUnexpected. */
+void FailConnect(OrvaneSession *session, OrvaneListener *internal) {
+    OrvaneSessionConnectFailed(session, OrvaneSessionBound(internal),
+                               orvane_listener_get_fault(internal));
 }
 
 /* -- service content ------------------------------------------------------------------------------ */
 
 void orvane_session_retrieveServiceInstanceContent_cb(OrvaneListener *internal, gpointer data) {
-    const ListenerPtr step(internal);
+    const ListenerPtr owner(internal);
     OrvaneSession *session = ORVANE_SESSION(data);
     OrvaneSessionPrivate *priv = session->priv;
     ObjectPtr<GObject> content = ResultObject(internal);
@@ -66,7 +63,7 @@ void orvane_session_retrieveServiceInstanceContent_cb(OrvaneListener *internal, 
     }
     if (priv->sessionManager == nullptr ||
         !orvane_session_invoke_login(session, OrvaneSessionBound(internal)))
-        StepFailed(session, internal);
+        FailConnect(session, internal);
 }
 
 /* -- after the login ------------------------------------------------------------------------------ */
@@ -80,7 +77,7 @@ void orvane_session_keep_alive_cb(gpointer data) {
 void StartKeepAlive(OrvaneSession *session) {
     OrvaneSessionPrivate *priv = session->priv;
     if (priv->keepAliveActive)
-        return; /* left by a connection whose last step failed */
+        return; /* armed by an earlier connection, whose roles could not be loaded */
     const gint refused =
         orvane_poll_callback(POLL_FLAG_PERIODIC, orvane_session_keep_alive_cb, session,
                              POLL_REALTIME, kKeepAliveUs, nullptr, kPollClassMain);
@@ -102,14 +99,14 @@ void AddRole(GHashTable *roles, GObject *role) {
     gint roleId = 0;
     GValueArray *privilege = nullptr;
     g_object_get(role, "roleId", &roleId, "privilege", &privilege, nullptr);
-    if (privilege == nullptr)
+    const ValueArrayPtr names(privilege);
+    if (!names)
         return;
     GHashTable *set = RoleSet(roles, roleId);
-    for (const GValue &name : std::span(privilege->values, privilege->n_values)) {
+    for (const GValue &name : std::span(names->values, names->n_values)) {
         if (G_VALUE_HOLDS_STRING(&name) && g_value_get_string(&name) != nullptr)
             skema_privilege_update(set, g_value_get_string(&name), TRUE);
     }
-    g_value_array_free(privilege);
 }
 
 void orvane_session_role_list_cb(OrvaneSession *session) {
@@ -117,31 +114,30 @@ void orvane_session_role_list_cb(OrvaneSession *session) {
     g_hash_table_remove_all(priv->roles);
     GValueArray *roleList = nullptr;
     g_object_get(priv->authorizationManager, "roleList", &roleList, nullptr);
-    if (roleList != nullptr) {
-        for (const GValue &role : std::span(roleList->values, roleList->n_values)) {
+    if (const ValueArrayPtr roles{roleList}) {
+        for (const GValue &role : std::span(roles->values, roles->n_values)) {
             if (G_VALUE_HOLDS(&role, SKEMA_TYPE_OZY_AUTHORIZATION_ROLE) &&
                 g_value_get_object(&role) != nullptr)
                 AddRole(priv->roles, G_OBJECT(g_value_get_object(&role)));
         }
-        g_value_array_free(roleList);
     }
     g_signal_emit_by_name(session, "roles-changed");
 }
 
-/* Both signals of the load of the authorization manager, whose listener is the session's. */
+/* Handles the end of the load of the authorization manager. */
 void orvane_session_load_authorization_manager_cb(OrvaneListener *internal,
                                                   OrvaneSession *session) {
     OrvaneSessionPrivate *priv = session->priv;
     if (priv->rolesLoadListener != internal)
-        return; /* the clean-up has it */
+        return; /* the clean-up took it */
     const bool hasSucceeded = orvane_listener_get_state(internal) == ORVANE_LISTENER_SUCCEEDED;
     if (!hasSucceeded && priv->state != ORVANE_SESSION_CONNECTED) {
         OrvaneSessionCancelConnect(session); /* a disconnect has begun, which settles the state */
         return;
     }
-    const ListenerPtr step(std::exchange(priv->rolesLoadListener, nullptr));
+    const ListenerPtr owner(std::exchange(priv->rolesLoadListener, nullptr));
     if (!hasSucceeded) {
-        StepFailed(session, internal);
+        FailConnect(session, internal);
         return;
     }
     if (priv->state == ORVANE_SESSION_CONNECTED) {
@@ -177,7 +173,7 @@ bool LoadRoles(OrvaneSession *session) {
     return true;
 }
 
-/* Starts what lives as long as the connection. Calls out. FALSE if the service has no collector. */
+/* Starts the update stream. Runs the application's code. FALSE if the service has no collector. */
 bool StartUpdates(OrvaneSession *session) {
     OrvaneSessionPrivate *priv = session->priv;
     ObjectPtr<SkemaQormManagedObject> collector(
@@ -187,10 +183,10 @@ bool StartUpdates(OrvaneSession *session) {
     return collector != nullptr;
 }
 
-void LoggedIn(OrvaneSession *session, OrvaneListener *step) {
+void HandleLogin(OrvaneSession *session, OrvaneListener *internal) {
     OrvaneSessionPrivate *priv = session->priv;
     ConnectionWatch watch(session);
-    priv->rolesLoadListener = NewRolesLoad(session, OrvaneSessionBound(step));
+    priv->rolesLoadListener = NewRolesLoad(session, OrvaneSessionBound(internal));
     orvane_session_set_state(session, ORVANE_SESSION_CONNECTED);
     if (!watch.IsIn(ORVANE_SESSION_CONNECTED))
         return; /* a handler ended the connection; the clean-up notifies the connect's listener */
@@ -205,44 +201,44 @@ void LoggedIn(OrvaneSession *session, OrvaneListener *step) {
         return;
     const ListenerPtr load(std::exchange(priv->rolesLoadListener, nullptr));
     if (isMain && !hasUpdates)
-        StepFailed(session, load.get()); /* nothing could ever be loaded */
+        FailConnect(session, load.get()); /* nothing could ever be loaded */
     else
         OrvaneSessionAcknowledgeSuccess(OrvaneSessionBound(load.get()));
 }
 
-/* Answers the challenge of a single sign-on; FALSE if the fault is no such thing. */
-bool AnswerChallenge(OrvaneSession *session, OrvaneListener *step) {
-    ObjectPtr<SkemaQormMethodFault> fault(orvane_listener_get_fault(step));
+/* Answers the challenge of a single sign-on. FALSE if the fault is none, or cannot be answered. */
+bool AnswerChallenge(OrvaneSession *session, OrvaneListener *internal) {
+    ObjectPtr<SkemaQormMethodFault> fault(orvane_listener_get_fault(internal));
     if (!fault || !SKEMA_IS_OZY_FAULT_SSPICHALLENGE(fault.get()))
         return false;
     const GPtr<char> token(ReadProperty<char>(G_OBJECT(fault.get()), "base64Token"));
     return orvane_set_sspi_challenge(session->priv->sspiState, token.get()) &&
-           orvane_session_invoke_login(session, OrvaneSessionBound(step));
+           orvane_session_invoke_login(session, OrvaneSessionBound(internal));
 }
 
 void orvane_session_login_cb(OrvaneListener *internal, gpointer data) {
-    const ListenerPtr step(internal);
+    const ListenerPtr owner(internal);
     OrvaneSession *session = ORVANE_SESSION(data);
     OrvaneSessionPrivate *priv = session->priv;
     if (orvane_listener_get_state(internal) != ORVANE_LISTENER_SUCCEEDED) {
         if (!AnswerChallenge(session, internal))
-            StepFailed(session, internal);
+            FailConnect(session, internal);
         return;
     }
     if (priv->cnxParams->kind != ORVANE_CNX_HIJACK) {
         priv->userSession = ResultObject(internal).release();
         if (priv->userSession == nullptr) {
-            StepFailed(session, internal);
+            FailConnect(session, internal);
             return;
         }
     }
-    LoggedIn(session, internal);
+    HandleLogin(session, internal);
 }
 
 /* -- local ticket --------------------------------------------------------------------------------- */
 
-/* The parameters that the ticket stands for; NULL if it cannot be used. Only a service on this machine
- * may name a file of it. */
+/* The user and the password of a ticket; NULL if it cannot be used. Only a service on this machine may name a
+ * file. */
 OrvaneCnxParams *TicketParams(const OrvaneSessionPrivate *priv, GObject *ticket) {
     const GPtr<char> user(ReadProperty<char>(ticket, "userName"));
     const GPtr<char> path(ReadProperty<char>(ticket, "passwordFilePath"));
@@ -257,7 +253,7 @@ OrvaneCnxParams *TicketParams(const OrvaneSessionPrivate *priv, GObject *ticket)
 }
 
 void orvane_session_localticket_cb(OrvaneListener *internal, gpointer data) {
-    const ListenerPtr step(internal);
+    const ListenerPtr owner(internal);
     OrvaneSession *session = ORVANE_SESSION(data);
     OrvaneSessionPrivate *priv = session->priv;
     const ObjectPtr<GObject> ticket = ResultObject(internal);
@@ -267,15 +263,13 @@ void orvane_session_localticket_cb(OrvaneListener *internal, gpointer data) {
         priv->cnxParams = params;
     }
     if (params == nullptr || !orvane_session_invoke_login(session, OrvaneSessionBound(internal)))
-        StepFailed(session, internal);
+        FailConnect(session, internal);
 }
 
-/* Sends what the kind of login asks for. FALSE if there is nothing to send, as the listener then still
- * is the caller's. */
+/* Sends the call for the kind of login. FALSE if there is none to send: the caller still owns the listener. */
 bool SendLogin(OrvaneSession *session, OrvaneListener *internal) {
     OrvaneSessionPrivate *priv = session->priv;
     OrvaneCnxParams *params = priv->cnxParams;
-    priv->isSendingLogin = params->kind != ORVANE_CNX_LOCAL; /* which only asks for a ticket */
     switch (params->kind) {
     case ORVANE_CNX_PASSWORD:
         orvane_server_session_manager_login(priv->server, priv->sessionManager, params->first,
@@ -316,11 +310,10 @@ void orvane_session_retrieveServiceInstanceContent(OrvaneSession *session,
     instance->session = session;
     instance->id = g_strdup("ServiceInstance");
 
-    OrvaneListener *internal =
-        OrvaneSessionNewStep(session, orvane_session_retrieveServiceInstanceContent_cb, listener);
-    priv->isSendingLogin = priv->cnxParams->kind == ORVANE_CNX_HIJACK; /* its cookie is one */
+    OrvaneListener *internal = OrvaneSessionNewListener(
+        session, orvane_session_retrieveServiceInstanceContent_cb, listener);
     orvane_server_service_instance_retrieve_content(priv->server, instance, internal);
-    OrvaneSessionStepSent(session, internal);
+    OrvaneSessionCheckSent(session, internal);
 }
 
 void OrvaneSessionCancelConnect(OrvaneSession *session) {
@@ -331,7 +324,7 @@ void OrvaneSessionCancelConnect(OrvaneSession *session) {
 
 gboolean orvane_session_invoke_login(OrvaneSession *session, OrvaneListener *listener) {
     const OrvaneCnxKind kind = session->priv->cnxParams->kind;
-    OrvaneListener *internal = OrvaneSessionNewStep(
+    OrvaneListener *internal = OrvaneSessionNewListener(
         session, kind == ORVANE_CNX_LOCAL ? orvane_session_localticket_cb : orvane_session_login_cb,
         listener);
     if (!SendLogin(session, internal)) {
@@ -342,7 +335,7 @@ gboolean orvane_session_invoke_login(OrvaneSession *session, OrvaneListener *lis
         orvane_listener_initiate(internal);
         orvane_listener_acknowledge(internal, TRUE, nullptr); /* the session exists already */
     } else {
-        OrvaneSessionStepSent(session, internal);
+        OrvaneSessionCheckSent(session, internal);
     }
     return TRUE;
 }

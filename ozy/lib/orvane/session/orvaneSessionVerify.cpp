@@ -1,4 +1,4 @@
-// The questions that handshakes put to the application, and what is done with the answers.
+// Decisions of the application on certificates, and what follows from them.
 #include "ozy/lib/orvane/session/orvaneSessionVerify.h"
 
 #include <cstdlib>
@@ -15,31 +15,32 @@ namespace {
 
 enum { DECISION_NONE = 0, DECISION_ACCEPTED = 1, DECISION_REJECTED = 2 };
 
-constexpr const char *kQuestionKey = "orvane_session_question";
+constexpr const char *kDecisionKey = "orvane_session_decision";
 
-/* What the context of a call of the application's function is about. */
-struct Question {
+enum class Answer { kNotAsked, kPending, kYes, kNo };
+
+/* A decision on a certificate; object data of the context that is passed to the application's function, which owns a
+ * reference to the context while the answer is pending. */
+struct PendingDecision {
     ObjectWatch<OrvaneSession> session;
     ObjectWatch<OrvaneListener> listener;
-    guint connection;     /* the session's, when it was asked */
-    bool isForConnect;    /* of discovery; otherwise of a call that opened another connection */
-    bool isAsked = false; /* and who was asked holds the context until the answer */
-    bool isAnswered = false;
-    bool isAccepted = false;
+    guint connection;  /* of the session when the handshake began */
+    bool isForConnect; /* discovery; otherwise a call that opened another connection */
+    Answer answer = Answer::kNotAsked;
     std::string thumbprint; /* SHA-256 */
 
     bool IsCurrent() const { return session && session.Get()->priv->connection == connection; }
 };
 
-Question *QuestionOf(GObject *context) {
-    return static_cast<Question *>(g_object_get_data(context, kQuestionKey));
+PendingDecision *DecisionOf(GObject *context) {
+    return static_cast<PendingDecision *>(g_object_get_data(context, kDecisionKey));
 }
 
-void DeleteQuestion(gpointer question) {
-    delete static_cast<Question *>(question);
+void DeleteDecision(gpointer decision) {
+    delete static_cast<PendingDecision *>(decision);
 }
 
-/* A certificate that was accepted need not be asked about again. */
+/* The function is not called again for a certificate that it has accepted. */
 void Remember(OrvaneSessionPrivate *priv, const std::string &thumbprint) {
     if (!priv->isStrict || thumbprint.empty())
         return;
@@ -57,10 +58,10 @@ OrvaneCnxParams *CopyParams(const OrvaneCnxParams *params) {
     return orvane_session_create_cnxparams(params->kind, params->first, params->second);
 }
 
-/* The answer and the end of the handshake are both there. Calls out. */
+/* Both the answer and the end of the handshake have come. Invokes the application's handlers. */
 void orvane_session_ssl_verify_perform_response(OrvaneSession *session, OrvaneListener *listener) {
     OrvaneSessionPrivate *priv = session->priv;
-    g_clear_weak_pointer(&priv->verifyQuestion);
+    g_clear_weak_pointer(&priv->verifyContext);
     if (priv->verifyDecision == DECISION_ACCEPTED) {
         const GPtr<char> url(g_strdup(priv->url));
         orvane_session_connect_internal(session, url.get(), listener, CopyParams(priv->cnxParams));
@@ -72,37 +73,38 @@ void orvane_session_ssl_verify_perform_response(OrvaneSession *session, OrvaneLi
 
 void orvane_session_verify_certificate_done(GObject *context, gboolean accepted) {
     g_return_if_fail(G_IS_OBJECT(context));
-    Question *question = QuestionOf(context);
-    g_return_if_fail(question != nullptr && question->isAsked && !question->isAnswered);
+    PendingDecision *decision = DecisionOf(context);
+    g_return_if_fail(decision != nullptr && decision->answer == Answer::kPending);
     const ObjectPtr<GObject> owner(context);
-    question->isAnswered = true;
-    question->isAccepted = accepted != FALSE;
-    if (!question->IsCurrent())
+    decision->answer = accepted ? Answer::kYes : Answer::kNo;
+    if (!decision->IsCurrent())
         return;
 
-    OrvaneSession *session = question->session.Get();
+    OrvaneSession *session = decision->session.Get();
     OrvaneSessionPrivate *priv = session->priv;
-    if (!question->isForConnect) {
-        if (question->isAccepted)
-            Remember(priv, question->thumbprint);
+    if (!decision->isForConnect) {
+        if (accepted)
+            Remember(priv, decision->thumbprint);
         return;
     }
-    if (priv->verifyQuestion != context)
+    if (priv->verifyContext != context)
         return;
     priv->verifyDecision = accepted ? DECISION_ACCEPTED : DECISION_REJECTED;
-    priv->verifyDecided = TRUE;
-    if (priv->verifyHandshakeOver)
-        orvane_session_ssl_verify_perform_response(session, question->listener.Get());
+    const bool isHandshakeOver = priv->verifyState == ORVANE_VERIFY_WAITING;
+    priv->verifyState = isHandshakeOver ? ORVANE_VERIFY_IDLE : ORVANE_VERIFY_ANSWERED;
+    if (isHandshakeOver)
+        orvane_session_ssl_verify_perform_response(session, decision->listener.Get());
 }
 
-/* Asks the application; the answer may be there when this returns, and the session gone. */
-void Ask(GObject *context, Question *question, X509_STORE_CTX *storeContext, X509 *certificate) {
-    const OrvaneSessionPrivate *priv = question->session.Get()->priv;
+/* Calls the application's function. When it returns it may have answered, and the session may be gone. */
+void Ask(GObject *context, PendingDecision *decision, X509_STORE_CTX *storeContext,
+         X509 *certificate) {
+    const OrvaneSessionPrivate *priv = decision->session.Get()->priv;
     char thumbprint[SSL_THUMBPRINT_SIZE];
     SSL_GetCertThumbprint(certificate, thumbprint, sizeof thumbprint);
     Log_Audit("Orvane: Verifying SSL certificate with thumbprint %s\n",
               *thumbprint != '\0' ? thumbprint : "(undefined)");
-    question->isAsked = true;
+    decision->answer = Answer::kPending;
     priv->verifyFunc(G_OBJECT(g_object_ref(context)), storeContext, certificate, priv->verifyData,
                      orvane_session_verify_certificate_done);
 }
@@ -111,61 +113,61 @@ void LogOutcome(bool isAccepted) {
     Log_Audit("Orvane: Certificate %s\n", isAccepted ? "accepted" : "rejected");
 }
 
-int VerifyForConnect(GObject *context, Question *question, X509_STORE_CTX *storeContext,
+int VerifyForConnect(GObject *context, PendingDecision *decision, X509_STORE_CTX *storeContext,
                      X509 *certificate) {
-    OrvaneSessionPrivate *priv = question->session.Get()->priv;
+    OrvaneSessionPrivate *priv = decision->session.Get()->priv;
     priv->verifyDecision = DECISION_NONE;
-    priv->verifyHandshakeOver = FALSE;
-    priv->verifyDecided = FALSE;
-    g_set_weak_pointer(&priv->verifyQuestion, context);
+    priv->verifyState = ORVANE_VERIFY_ASKED;
+    g_set_weak_pointer(&priv->verifyContext, context);
     Log_Audit("Orvane: Instantiating QORM session at %s\n", priv->url);
-    Ask(context, question, storeContext, certificate);
-    if (!question->IsCurrent() || priv->verifyQuestion != context)
+    Ask(context, decision, storeContext, certificate);
+    if (!decision->IsCurrent() || priv->verifyContext != context)
         return 0;
 
     const bool isAccepted = priv->verifyDecision == DECISION_ACCEPTED;
     LogOutcome(isAccepted);
     if (!isAccepted)
         return 0;
-    g_clear_weak_pointer(&priv->verifyQuestion);
+    g_clear_weak_pointer(&priv->verifyContext);
     priv->verifyDecision = DECISION_NONE;
-    priv->verifyHandshakeOver = TRUE;
-    Remember(priv, question->thumbprint);
+    priv->verifyState = ORVANE_VERIFY_IDLE;
+    Remember(priv, decision->thumbprint);
     return 1;
 }
 
-int VerifyForCall(GObject *context, Question *question, X509_STORE_CTX *storeContext,
+int VerifyForCall(GObject *context, PendingDecision *decision, X509_STORE_CTX *storeContext,
                   X509 *certificate) {
-    if (IsRemembered(question->session.Get()->priv, question->thumbprint))
+    if (IsRemembered(decision->session.Get()->priv, decision->thumbprint))
         return 1;
-    Ask(context, question, storeContext, certificate);
-    LogOutcome(question->isAccepted);
-    return question->isAccepted ? 1 : 0;
+    Ask(context, decision, storeContext, certificate);
+    const bool isAccepted = decision->answer == Answer::kYes;
+    LogOutcome(isAccepted);
+    return isAccepted ? 1 : 0;
 }
 
 /* The end of the walk over a peer's chain. */
 int orvane_session_ssl_verify_cb(X509_STORE_CTX *storeContext, X509 *certificate, gpointer data) {
     const ObjectPtr<GObject> context(G_OBJECT(g_object_ref(data)));
-    Question *question = QuestionOf(context.get());
+    PendingDecision *decision = DecisionOf(context.get());
     char thumbprint[SSL_THUMBPRINT256_SIZE];
-    if (!question->IsCurrent() || question->session.Get()->priv->verifyFunc == nullptr ||
+    if (!decision->IsCurrent() || decision->session.Get()->priv->verifyFunc == nullptr ||
         certificate == nullptr ||
         !SSL_GetCertThumbprint256(certificate, thumbprint, sizeof thumbprint))
         return 0;
-    question->thumbprint = thumbprint;
-    return question->isForConnect
-               ? VerifyForConnect(context.get(), question, storeContext, certificate)
-               : VerifyForCall(context.get(), question, storeContext, certificate);
+    decision->thumbprint = thumbprint;
+    return decision->isForConnect
+               ? VerifyForConnect(context.get(), decision, storeContext, certificate)
+               : VerifyForCall(context.get(), decision, storeContext, certificate);
 }
 
-/* The connection's next handshake will ask. Without a session the answer is no. */
+/* Makes the next handshake of a connection call the function. Without a session the certificate is rejected. */
 void SetUpContext(gpointer sslContext, OrvaneSession *session, OrvaneListener *listener,
                   bool isForConnect) {
     GObject *context = G_OBJECT(g_object_new(G_TYPE_OBJECT, nullptr));
     const guint connection = session != nullptr ? session->priv->connection : 0;
-    auto *question =
-        new Question{ObjectWatch(session), ObjectWatch(listener), connection, isForConnect};
-    g_object_set_data_full(context, kQuestionKey, question, DeleteQuestion);
+    auto *decision =
+        new PendingDecision{ObjectWatch(session), ObjectWatch(listener), connection, isForConnect};
+    g_object_set_data_full(context, kDecisionKey, decision, DeleteDecision);
     SSL_SetVerifyCb(static_cast<SSL_CTX *>(sslContext), orvane_session_ssl_verify_cb, context,
                     g_object_unref);
 }
@@ -246,10 +248,9 @@ bool OrvaneSessionVerify_Begin(OrvaneSession *session) {
 
 void OrvaneSessionVerify_End(OrvaneSession *session) {
     OrvaneSessionPrivate *priv = session->priv;
-    g_clear_weak_pointer(&priv->verifyQuestion);
+    g_clear_weak_pointer(&priv->verifyContext);
     g_clear_pointer(&priv->acceptedCerts, g_hash_table_unref);
-    priv->verifyHandshakeOver = TRUE;
-    priv->verifyDecided = TRUE;
+    priv->verifyState = ORVANE_VERIFY_IDLE;
     priv->verifyDecision = DECISION_NONE;
 }
 
@@ -269,9 +270,9 @@ void OrvaneSessionVerify_SetUpDiscovery(const OrvaneSession *session, BasicHttpR
         BasicHttp_ForbidReuse(request);
 }
 
-void OrvaneSessionVerify_SetUpCall(OrvaneSession *session, BasicHttpRequest *request) {
-    OrvaneSessionPrivate *priv = session->priv;
-    const bool isLogin = std::exchange(priv->isSendingLogin, false);
+void OrvaneSessionVerify_SetUpCall(const OrvaneSession *session, BasicHttpRequest *request,
+                                   bool isLogin) {
+    const OrvaneSessionPrivate *priv = session->priv;
     if (!priv->isStrict) {
         if (isLogin)
             BasicHttp_SetConnectedProc(request, OnLoginConnected);
@@ -293,23 +294,25 @@ void OrvaneSessionVerify_HandshakeOver(OrvaneSession *session, OrvaneListener *l
     ObjectWatch<OrvaneSession> sessionWatch(session);
     ObjectWatch<OrvaneListener> told(listener);
     ConnectionWatch watch(session);
-    const bool rests = !priv->verifyDecided;
-    priv->verifyHandshakeOver = TRUE;
+    const bool isPending = priv->verifyState == ORVANE_VERIFY_ASKED;
+    priv->verifyState = isPending ? ORVANE_VERIFY_WAITING : ORVANE_VERIFY_IDLE;
     priv->useLegacy = TRUE;
     orvane_session_set_state(session, ORVANE_SESSION_DISCONNECTED);
-    if (rests || !sessionWatch)
-        return; /* the answer, another connect or nobody tells the listener */
+    if (isPending || !sessionWatch)
+        return; /* the answer or another connect notifies the listener */
     if (watch.IsIn(ORVANE_SESSION_DISCONNECTED))
         orvane_session_ssl_verify_perform_response(session, told.Get());
     else
         OrvaneSessionAcknowledgeFault(told.Get(), OrvaneFault_NewUnexpected());
 }
 
-OrvaneListener *OrvaneSessionVerify_TakeResting(OrvaneSession *session) {
+OrvaneListener *OrvaneSessionVerify_TakeWaiting(OrvaneSession *session) {
     OrvaneSessionPrivate *priv = session->priv;
-    if (priv->verifyQuestion == nullptr || !priv->verifyHandshakeOver)
+    const bool isHandshakeOver =
+        priv->verifyState == ORVANE_VERIFY_WAITING || priv->verifyState == ORVANE_VERIFY_IDLE;
+    if (priv->verifyContext == nullptr || !isHandshakeOver)
         return nullptr;
-    OrvaneListener *listener = QuestionOf(priv->verifyQuestion)->listener.Get();
-    g_clear_weak_pointer(&priv->verifyQuestion);
+    OrvaneListener *listener = DecisionOf(priv->verifyContext)->listener.Get();
+    g_clear_weak_pointer(&priv->verifyContext);
     return listener;
 }

@@ -18,7 +18,7 @@ bool IsNamed(const xmlNode *node, const char *name) {
     return node->type == XML_ELEMENT_NODE && xmlStrcmp(node->name, BAD_CAST name) == 0;
 }
 
-/* The first element of that name from the node on, itself and then its siblings; NULL for none. */
+/* The first element of that name among the node and its next siblings; NULL for none. */
 const xmlNode *FirstNamed(const xmlNode *node, const char *name) {
     while (node != nullptr && !IsNamed(node, name))
         node = node->next;
@@ -30,7 +30,7 @@ std::string TextOf(const xmlNode *node) {
     return text ? reinterpret_cast<const char *>(text.get()) : "";
 }
 
-/* The rest of a namespace's name; empty if it does not begin as it should. */
+/* The name of a namespace without "urn:"; empty if it does not begin with that. */
 std::string WithoutUrn(const std::string &name) {
     constexpr std::string_view kUrn = "urn:";
     return name.starts_with(kUrn) ? name.substr(kUrn.size()) : "";
@@ -49,7 +49,7 @@ OrvaneServiceVersion NewVersion(const std::string &version, const std::string &n
     return {GPtr<char>(g_strdup(version.c_str())), GPtr<char>(g_strdup(nameSpace.c_str()))};
 }
 
-/* The highest of the namespace's prior versions that is known; empty if none is. */
+/* The highest known prior version of a namespace; empty if none is known. */
 std::string HighestPrior(const xmlNode *nameSpaceNode, const std::string &nameSpace) {
     std::string highest;
     const xmlNode *prior = FirstNamed(nameSpaceNode->children, "priorVersions");

@@ -1,5 +1,5 @@
 /*
- * orvaneSessionVersion.h -- which version of the schema a service speaks, out of the documents that it
+ * orvaneSessionVersion.h -- finds out which version of the schema a service uses, from the documents that it
  * publishes
  *
  *   <namespaces>
@@ -10,15 +10,15 @@
  *     </namespace>...
  *   </namespaces>
  *
- * The first namespace of which the library knows a version is taken: its current version if that is
- * known, otherwise the highest prior one that is.
+ * The first namespace with a version that the library knows is selected: its current version if that is
+ * known, otherwise the highest known prior version.
  *
  * An older service has a WSDL instead, whose first import names the version:
  *
  *   <definitions><import namespace="urn:ozy25"/>...</definitions>
  *
- * Ownership: texts are the caller's.
- * Errors:    what cannot be used yields no version; there is no reason to tell.
+ * Ownership: the caller owns the texts.
+ * Errors:    a document that cannot be used yields no version, without a reason.
  * Threads:   the loop's.
  */
 #pragma once
@@ -35,5 +35,5 @@ OrvaneServiceVersion OrvaneServiceVersion_FromDocument(const char *content, gsiz
                                                        guint64 maxTreeBytes);
 OrvaneServiceVersion OrvaneServiceVersion_FromWsdl(const char *content, gsize length,
                                                    guint64 maxTreeBytes);
-/* What a service speaks that tells nothing. */
+/* The version of a service that publishes none. */
 OrvaneServiceVersion OrvaneServiceVersion_Default();

@@ -53,10 +53,20 @@ bool SoapWriteNumber(GString *out, std::string_view name, std::string_view xsiTy
     return OrvaneSoapWriteText(out, name, xsiType, {digits, end});
 }
 
-template <class Number> Number SoapLoad(gconstpointer data) {
-    Number number;
-    std::memcpy(&number, data, sizeof number);
-    return number;
+/* Writes the number at data if it is as large as one of the types. */
+template <class... Numbers>
+bool SoapWriteSized(GString *out, std::string_view name,
+                    const std::array<std::string_view, sizeof...(Numbers)> &xsiTypes, gsize size,
+                    gconstpointer data) {
+    gsize row = 0;
+    const auto write = [&]<class Number>(Number number) {
+        const std::string_view xsiType = xsiTypes[row++];
+        if (size != sizeof number)
+            return false;
+        std::memcpy(&number, data, sizeof number);
+        return SoapWriteNumber(out, name, xsiType, number);
+    };
+    return (write(Numbers()) || ...);
 }
 
 } // namespace
@@ -148,32 +158,16 @@ gboolean orvane_soap_serialize_managed_object(GString *out, const char *name,
 
 gboolean orvane_soap_serialize_signed(GString *out, const char *name, gsize size,
                                       gconstpointer data) {
-    switch (size) {
-    case 1:
-        return OrvaneSoapWriteSigned(out, name, "xsd:byte", SoapLoad<gint8>(data));
-    case 2:
-        return OrvaneSoapWriteSigned(out, name, "xsd:short", SoapLoad<gint16>(data));
-    case 4:
-        return OrvaneSoapWriteSigned(out, name, "xsd:int", SoapLoad<gint32>(data));
-    case 8:
-        return OrvaneSoapWriteSigned(out, name, "xsd:long", SoapLoad<gint64>(data));
-    }
-    return FALSE;
+    return SoapWriteSized<gint8, gint16, gint32, gint64>(
+        out, name, {"xsd:byte", "xsd:short", "xsd:int", "xsd:long"}, size, data);
 }
 
 gboolean orvane_soap_serialize_unsigned(GString *out, const char *name, gsize size,
                                         gconstpointer data) {
-    switch (size) {
-    case 1:
-        return OrvaneSoapWriteUnsigned(out, name, "xsd:unsignedBtype", SoapLoad<guint8>(data));
-    case 2:
-        return OrvaneSoapWriteUnsigned(out, name, "xsd:unsignedShort", SoapLoad<guint16>(data));
-    case 4:
-        return OrvaneSoapWriteUnsigned(out, name, "xsd:unsignedInt", SoapLoad<guint32>(data));
-    case 8:
-        return OrvaneSoapWriteUnsigned(out, name, "xsd:unsignedLong", SoapLoad<guint64>(data));
-    }
-    return FALSE;
+    return SoapWriteSized<guint8, guint16, guint32, guint64>(
+        out, name,
+        {"xsd:unsignedBtype", "xsd:unsignedShort", "xsd:unsignedInt", "xsd:unsignedLong"}, size,
+        data);
 }
 
 gboolean orvane_soap_serialize_bool(GString *out, const char *name, gboolean value) {

@@ -36,6 +36,11 @@ char *OrvaneSoapWriteRequest(const SoapDestination &destination, const char *typ
 bool OrvaneSoapWriteValue(const SoapWriter &writer, std::string_view name, const GValue *value);
 bool OrvaneSoapWriteObject(const SoapWriter &writer, std::string_view name, GObject *object);
 
+bool OrvaneSoapWriteAny(const SoapWriter &writer, std::string_view name, const GValue *held);
+/* An element per member; an empty array is nothing, and false. */
+bool OrvaneSoapWriteArray(const SoapWriter &writer, std::string_view name,
+                          const GValueArray *array);
+
 /* Simple values; each writes one element, or nothing if it yields false. */
 bool OrvaneSoapWriteText(GString *out, std::string_view name, std::string_view xsiType,
                          std::string_view content);
@@ -78,6 +83,16 @@ struct SoapReader {
 
 bool OrvaneSoapReadValue(SoapReader *reader, xmlNode *node, GType expectedType, GValue *value);
 bool OrvaneSoapReadObject(SoapReader *reader, xmlNode *node, GType objectType, GValue *value);
+/* An element whose attributes and name alone say what it holds. */
+bool OrvaneSoapReadAny(SoapReader *reader, xmlNode *node, const SoapFound &found, GValue *value);
+/* An element whose children are the elements of an array. */
+bool OrvaneSoapReadArray(SoapReader *reader, xmlNode *node, const SoapFound &found, GValue *value);
+/*
+ * A reference. An application may have made the proxy by a more general class than the reply names; it
+ * is then taken as it is wherever the place can hold it.
+ */
+bool OrvaneSoapReadManaged(SoapReader *reader, xmlNode *node, const SoapFound &found,
+                           GValue *value);
 bool OrvaneSoapReadFault(SoapReader *reader, xmlNode *node, GValue *value);
 bool OrvaneSoapReadLocalizedFault(SoapReader *reader, xmlNode *node, GValue *value);
 

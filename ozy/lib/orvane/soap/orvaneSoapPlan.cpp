@@ -39,75 +39,10 @@ guint32 SoapNameHash(const char *name) {
     return hash ^ (hash >> 15);
 }
 
-SoapKind SoapKindOfBoxed(GType type) {
-    if (g_type_is_a(type, G_TYPE_VALUE))
-        return SoapKind::Any;
-    if (g_type_is_a(type, G_TYPE_VALUE_ARRAY))
-        return SoapKind::Array;
-    if (g_type_is_a(type, ORVANE_TYPE_TIMEVAL))
-        return SoapKind::Timeval;
-    if (g_type_is_a(type, ORVANE_TYPE_URI))
-        return SoapKind::Uri;
-    if (g_type_is_a(type, ORVANE_TYPE_BYTE_ARRAY))
-        return SoapKind::ByteArray;
-    return SoapKind::Other;
-}
-
-SoapKind SoapKindOfObject(GType type) {
-    if (g_type_is_a(type, skema_qorm_managed_object_get_type()))
-        return SoapKind::Managed;
-    if (g_type_is_a(type, skema_qorm_method_fault_get_type()) ||
-        g_type_is_a(type, skema_qorm_localized_method_fault_get_type()))
-        return SoapKind::Fault;
-    return SoapKind::Object;
-}
-
-/* Whether GLib stores every value that SoapValueFits() lets pass as it is, without validation. */
 bool SoapPropertyIsPlain(const GParamSpec *pspec, SoapKind kind) {
-    if (!(pspec->flags & G_PARAM_WRITABLE) || (pspec->flags & kConstruct))
-        return false;
-    const GType spec = G_PARAM_SPEC_TYPE(pspec);
-    switch (kind) {
-    case SoapKind::Byte:
-        return spec == G_TYPE_PARAM_CHAR;
-    case SoapKind::UnsignedByte:
-        return spec == G_TYPE_PARAM_UCHAR;
-    case SoapKind::Boolean:
-        return spec == G_TYPE_PARAM_BOOLEAN;
-    case SoapKind::Int:
-        return spec == G_TYPE_PARAM_INT;
-    case SoapKind::Int64:
-        return spec == G_TYPE_PARAM_INT64;
-    case SoapKind::Float:
-        return spec == G_TYPE_PARAM_FLOAT;
-    case SoapKind::Double:
-        return spec == G_TYPE_PARAM_DOUBLE;
-    case SoapKind::Enum:
-        return spec == G_TYPE_PARAM_ENUM;
-    case SoapKind::String: {
-        const auto *text = reinterpret_cast<const GParamSpecString *>(pspec);
-        return spec == G_TYPE_PARAM_STRING && text->cset_first == nullptr &&
-               text->cset_nth == nullptr && !text->null_fold_if_empty && !text->ensure_non_null;
-    }
-    case SoapKind::Any:
-    case SoapKind::Array:
-    case SoapKind::Timeval:
-    case SoapKind::Uri:
-    case SoapKind::ByteArray:
-        return spec == G_TYPE_PARAM_BOXED;
-    case SoapKind::Managed:
-    case SoapKind::Fault:
-    case SoapKind::Object:
-        return spec == G_TYPE_PARAM_OBJECT;
-    case SoapKind::None:
-    case SoapKind::UnsignedInt:
-    case SoapKind::Long:
-    case SoapKind::UnsignedLong:
-    case SoapKind::UnsignedInt64:
-    case SoapKind::Other:
-        return false;
-    }
-    return false;
+    const auto isPlain = OrvaneSoapKind_Row(kind).isPlain;
+    return isPlain != nullptr && (pspec->flags & G_PARAM_WRITABLE) &&
+           !(pspec->flags & kConstruct) && isPlain(pspec);
 }
 
 guint32 SoapPropertyVersions(GParamSpec *pspec) {
@@ -138,10 +73,7 @@ guint32 SoapHeldAt(const SchemaField *field, SoapKind kind) {
     if (field == nullptr || field->row->kind == SCHEMA_VALUE_MANAGED ||
         (field->row->flags & SCHEMA_DYNAMIC))
         return 0;
-    const bool isPointer = kind == SoapKind::String || kind == SoapKind::Array ||
-                           kind == SoapKind::Timeval || kind == SoapKind::ByteArray ||
-                           kind == SoapKind::Fault || kind == SoapKind::Object;
-    return isPointer ? field->offset : 0;
+    return OrvaneSoapKind_Row(kind).writeHeld != nullptr ? field->offset : 0;
 }
 
 SoapProperty SoapMakeProperty(const SchemaClass *schema, GParamSpec *pspec) {
@@ -209,46 +141,6 @@ SoapPlan *SoapMakePlan(GType type) {
 }
 
 } // namespace
-
-SoapKind OrvaneSoapKind_Of(GType type) {
-    switch (type) {
-    case G_TYPE_NONE:
-        return SoapKind::None;
-    case G_TYPE_CHAR:
-        return SoapKind::Byte;
-    case G_TYPE_UCHAR:
-        return SoapKind::UnsignedByte;
-    case G_TYPE_BOOLEAN:
-        return SoapKind::Boolean;
-    case G_TYPE_INT:
-        return SoapKind::Int;
-    case G_TYPE_UINT:
-        return SoapKind::UnsignedInt;
-    case G_TYPE_LONG:
-        return SoapKind::Long;
-    case G_TYPE_ULONG:
-        return SoapKind::UnsignedLong;
-    case G_TYPE_INT64:
-        return SoapKind::Int64;
-    case G_TYPE_UINT64:
-        return SoapKind::UnsignedInt64;
-    case G_TYPE_FLOAT:
-        return SoapKind::Float;
-    case G_TYPE_DOUBLE:
-        return SoapKind::Double;
-    case G_TYPE_STRING:
-        return SoapKind::String;
-    }
-    switch (G_TYPE_FUNDAMENTAL(type)) {
-    case G_TYPE_ENUM:
-        return SoapKind::Enum;
-    case G_TYPE_BOXED:
-        return SoapKindOfBoxed(type);
-    case G_TYPE_OBJECT:
-        return SoapKindOfObject(type);
-    }
-    return SoapKind::Other;
-}
 
 const SoapPlan *OrvaneSoapPlan_Get(GType type) {
     if (const auto *plan = static_cast<SoapPlan *>(g_type_get_qdata(type, SoapPlanQuark())))

@@ -18,32 +18,7 @@
 
 #include <glib-object.h>
 
-/* The kinds of value that the codec tells apart; each has one way of being written and of being read. */
-enum class SoapKind : guint8 {
-    None, /* G_TYPE_NONE: the result of a method without result */
-    Byte,
-    UnsignedByte,
-    Boolean,
-    Int,
-    UnsignedInt,
-    Long,
-    UnsignedLong,
-    Int64,
-    UnsignedInt64,
-    Float,
-    Double,
-    String,
-    Enum,
-    Any,
-    Array,
-    Timeval,
-    Uri,
-    ByteArray,
-    Managed,
-    Fault, /* a fault, or the wrapper with a fault's localised message; both unwrap when read */
-    Object,
-    Other, /* nothing that crosses the wire */
-};
+#include "ozy/lib/orvane/soap/orvaneSoapKinds.h"
 
 struct SoapProperty {
     GParamSpec *pspec; /* the class keeps it */
@@ -67,13 +42,6 @@ struct SoapPlan {
     std::vector<SoapProperty> properties; /* in wire order: base classes first */
     std::vector<guint16> slots; /* by hash of the name: index plus 1; size a power of two */
 };
-
-SoapKind OrvaneSoapKind_Of(GType type);
-
-/* TRUE for kinds whose type no attribute of an element can narrow. */
-constexpr bool OrvaneSoapKind_IsLeaf(SoapKind kind) {
-    return kind < SoapKind::Managed && kind != SoapKind::Array;
-}
 
 const SoapPlan *OrvaneSoapPlan_Get(GType type);
 

@@ -9,39 +9,28 @@
 
 namespace {
 
-/* As scanf's %d and %ld read: the caller's cast cuts the number as a smaller conversion does. */
-template <class Store> bool SoapScanSigned(const char *function, const char *content, Store store) {
+/* As scanf's %d, %u, %ld and %lu read: a smaller type takes the lowest bits of the number. */
+template <class Stored, auto scan, auto set>
+bool SoapReadWhole(const char *function, const char *content, GValue *value) {
     if (!OrvaneSoapCheck(content != nullptr, function, "content"))
         return false;
     char *end = nullptr;
-    const long number = std::strtol(content, &end, 10);
+    const auto number = scan(content, &end, 10);
     if (!OrvaneSoapCheck(end != content, function, "1 == numScanned"))
         return false;
-    store(number);
+    set(value, static_cast<Stored>(number));
     return true;
 }
 
-template <class Store>
-bool SoapScanUnsigned(const char *function, const char *content, Store store) {
+template <class Stored, auto set>
+bool SoapReadReal(const char *function, const char *format, const char *content, GValue *value) {
     if (!OrvaneSoapCheck(content != nullptr, function, "content"))
         return false;
-    char *end = nullptr;
-    const unsigned long number = std::strtoul(content, &end, 10);
-    if (!OrvaneSoapCheck(end != content, function, "1 == numScanned"))
-        return false;
-    store(number);
-    return true;
-}
-
-template <class Number, class Store>
-bool SoapScanReal(const char *function, const char *format, const char *content, Store store) {
-    if (!OrvaneSoapCheck(content != nullptr, function, "content"))
-        return false;
-    Number number = 0;
+    Stored number = 0;
     const int numScanned = std::sscanf(content, format, &number);
     if (!OrvaneSoapCheck(numScanned == 1, function, "1 == numScanned"))
         return false;
-    store(number);
+    set(value, number);
     return true;
 }
 
@@ -99,57 +88,43 @@ bool SoapReadUsualTime(const char *text, GTimeVal *time) {
 } // namespace
 
 gboolean orvane_soap_deserialize_char(const char *content, GValue *value) {
-    return SoapScanSigned(__func__, content, [value](long number) {
-        g_value_set_schar(value, static_cast<gint8>(number));
-    });
+    return SoapReadWhole<gint8, std::strtol, g_value_set_schar>(__func__, content, value);
 }
 
 gboolean orvane_soap_deserialize_uchar(const char *content, GValue *value) {
-    return SoapScanUnsigned(__func__, content, [value](unsigned long number) {
-        g_value_set_uchar(value, static_cast<guchar>(number));
-    });
+    return SoapReadWhole<guchar, std::strtoul, g_value_set_uchar>(__func__, content, value);
 }
 
 gboolean orvane_soap_deserialize_int(const char *content, GValue *value) {
-    return SoapScanSigned(__func__, content, [value](long number) {
-        g_value_set_int(value, static_cast<gint>(number));
-    });
+    return SoapReadWhole<gint, std::strtol, g_value_set_int>(__func__, content, value);
 }
 
 gboolean orvane_soap_deserialize_uint(const char *content, GValue *value) {
-    return SoapScanUnsigned(__func__, content, [value](unsigned long number) {
-        g_value_set_uint(value, static_cast<guint>(number));
-    });
+    return SoapReadWhole<guint, std::strtoul, g_value_set_uint>(__func__, content, value);
 }
 
 gboolean orvane_soap_deserialize_long(const char *content, GValue *value) {
-    return SoapScanSigned(__func__, content,
-                          [value](long number) { g_value_set_long(value, number); });
+    return SoapReadWhole<glong, std::strtol, g_value_set_long>(__func__, content, value);
 }
 
 gboolean orvane_soap_deserialize_ulong(const char *content, GValue *value) {
-    return SoapScanUnsigned(__func__, content,
-                            [value](unsigned long number) { g_value_set_ulong(value, number); });
+    return SoapReadWhole<gulong, std::strtoul, g_value_set_ulong>(__func__, content, value);
 }
 
 gboolean orvane_soap_deserialize_int64(const char *content, GValue *value) {
-    return SoapScanSigned(__func__, content,
-                          [value](long number) { g_value_set_int64(value, number); });
+    return SoapReadWhole<gint64, std::strtol, g_value_set_int64>(__func__, content, value);
 }
 
 gboolean orvane_soap_deserialize_uint64(const char *content, GValue *value) {
-    return SoapScanUnsigned(__func__, content,
-                            [value](unsigned long number) { g_value_set_uint64(value, number); });
+    return SoapReadWhole<guint64, std::strtoul, g_value_set_uint64>(__func__, content, value);
 }
 
 gboolean orvane_soap_deserialize_float(const char *content, GValue *value) {
-    return SoapScanReal<gfloat>(__func__, "%f", content,
-                                [value](gfloat number) { g_value_set_float(value, number); });
+    return SoapReadReal<gfloat, g_value_set_float>(__func__, "%f", content, value);
 }
 
 gboolean orvane_soap_deserialize_double(const char *content, GValue *value) {
-    return SoapScanReal<gdouble>(__func__, "%lf", content,
-                                 [value](gdouble number) { g_value_set_double(value, number); });
+    return SoapReadReal<gdouble, g_value_set_double>(__func__, "%lf", content, value);
 }
 
 gboolean orvane_soap_deserialize_bool(const char *content, GValue *value) {

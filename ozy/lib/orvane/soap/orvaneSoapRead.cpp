@@ -49,29 +49,17 @@ const SoapPlan *SoapReaderPlan(SoapReader *reader, GType type) {
     return recent;
 }
 
-/* What is known of an element's type. */
-struct SoapFound {
-    GType type; /* to read it as */
-    SoapKind kind;
-    GType elementType; /* of an array's elements; 0: each says itself */
-    GType expected;    /* what the place can hold; 0: anything */
-};
-
-bool SoapReadTyped(SoapReader *reader, xmlNode *node, const SoapFound &found, GValue *value);
-
-/* Any: the element's attributes and name alone tell what it holds. */
-bool SoapReadAny(SoapReader *reader, xmlNode *node, GValue *value) {
-    GValue held = G_VALUE_INIT;
-    const bool isRead = OrvaneSoapReadValue(reader, node, 0, &held);
-    if (isRead)
-        g_value_set_boxed(value, &held);
-    orvane_value_cond_unset(&held);
-    return isRead;
+/* The value is left as it is if the type is that of nothing, which no value can hold. */
+bool SoapReadTyped(SoapReader *reader, xmlNode *node, const SoapFound &found, GValue *value) {
+    if (found.kind == SoapKind::None)
+        return true;
+    g_value_init(value, found.type);
+    return OrvaneSoapKind_Row(found.kind).read(reader, node, found, value);
 }
 
 /* One element of an array, where the array says which type its elements have. */
 bool SoapReadMember(SoapReader *reader, xmlNode *node, GType type, SoapKind kind, GValue *value) {
-    if (OrvaneSoapKind_IsLeaf(kind))
+    if (OrvaneSoapKind_Row(kind).isLeaf)
         return SoapReadTyped(reader, node, {type, kind, 0, type}, value);
     return OrvaneSoapReadValue(reader, node, type, value);
 }
@@ -96,11 +84,6 @@ void SoapReadRun(SoapReader *reader, const SoapRun &run, GType type, SoapKind ki
     g_value_take_boxed(value, array);
 }
 
-bool SoapReadFaultOrObject(SoapReader *reader, xmlNode *node, GType type, GValue *value) {
-    return OrvaneSoapReadLocalizedFault(reader, node, value) ||
-           OrvaneSoapReadObject(reader, node, type, value);
-}
-
 /* Finds or makes the proxy; FALSE if that cannot be tried. */
 bool SoapFindProxy(OrvaneSession *session, const char *content, GType type,
                    SkemaQormManagedObject **proxy) {
@@ -122,82 +105,6 @@ void SoapSetProxy(GValue *value, SkemaQormManagedObject *proxy) {
     else
         Log("SOAP: an object known as %s is a %s in a reply; it is left out\n",
             G_OBJECT_TYPE_NAME(proxy), G_VALUE_TYPE_NAME(value));
-}
-
-/*
- * An application may have made the proxy by a more general class than the reply names. It is then taken
- * as it is wherever the place can hold it.
- */
-bool SoapReadManaged(OrvaneSession *session, const char *content, const SoapFound &found,
-                     GValue *value) {
-    SkemaQormManagedObject *proxy = nullptr;
-    if (!SoapFindProxy(session, content, found.type, &proxy))
-        return false;
-    const GType actual = proxy != nullptr ? G_OBJECT_TYPE(proxy) : found.type;
-    if (!g_type_is_a(actual, found.type) &&
-        (found.expected == 0 || g_type_is_a(actual, found.expected))) {
-        g_value_unset(value);
-        g_value_init(value, actual);
-    }
-    SoapSetProxy(value, proxy);
-    return true;
-}
-
-bool SoapReadTyped(SoapReader *reader, xmlNode *node, const SoapFound &found, GValue *value) {
-    if (found.kind == SoapKind::None)
-        return true; // no value can hold the type of nothing
-    const char *content = OrvaneSoapContent(node);
-    g_value_init(value, found.type);
-    switch (found.kind) {
-    case SoapKind::Byte:
-        return orvane_soap_deserialize_char(content, value);
-    case SoapKind::UnsignedByte:
-        return orvane_soap_deserialize_uchar(content, value);
-    case SoapKind::Boolean:
-        return orvane_soap_deserialize_bool(content, value);
-    case SoapKind::Int:
-        return orvane_soap_deserialize_int(content, value);
-    case SoapKind::UnsignedInt:
-        return orvane_soap_deserialize_uint(content, value);
-    case SoapKind::Long:
-        return orvane_soap_deserialize_long(content, value);
-    case SoapKind::UnsignedLong:
-        return orvane_soap_deserialize_ulong(content, value);
-    case SoapKind::Int64:
-        return orvane_soap_deserialize_int64(content, value);
-    case SoapKind::UnsignedInt64:
-        return orvane_soap_deserialize_uint64(content, value);
-    case SoapKind::Float:
-        return orvane_soap_deserialize_float(content, value);
-    case SoapKind::Double:
-        return orvane_soap_deserialize_double(content, value);
-    case SoapKind::String:
-        return orvane_soap_deserialize_string(content, value);
-    case SoapKind::Enum:
-        return orvane_soap_deserialize_enum(content, found.type, value);
-    case SoapKind::Any:
-        return SoapReadAny(reader, node, value);
-    case SoapKind::Array:
-        SoapReadRun(reader, SoapRunFrom(OrvaneSoapFirstElement(node)), found.elementType,
-                    OrvaneSoapKind_Of(found.elementType), value);
-        return true;
-    case SoapKind::Timeval:
-        return orvane_soap_deserialize_timeval(content, value);
-    case SoapKind::Uri:
-        return orvane_soap_deserialize_uri(content, value);
-    case SoapKind::ByteArray:
-        return orvane_soap_deserialize_byte_array(content, value);
-    case SoapKind::Managed:
-        return SoapReadManaged(reader->session, content, found, value);
-    case SoapKind::Fault:
-        return SoapReadFaultOrObject(reader, node, found.type, value);
-    case SoapKind::Object:
-        return OrvaneSoapReadObject(reader, node, found.type, value);
-    case SoapKind::None:
-    case SoapKind::Other:
-        return false;
-    }
-    return false;
 }
 
 /* Reads what belongs to a property; text is lent, as the tree outlives the object's construction. */
@@ -239,56 +146,10 @@ void SoapNoteChildren(const SoapPlan *plan, const xmlNode *node, std::span<SoapR
     }
 }
 
-template <class Spec, class Number> bool SoapInRange(const GParamSpec *pspec, Number number) {
-    const auto *range = reinterpret_cast<const Spec *>(pspec);
-    return range->minimum <= number && number <= range->maximum; // not so for a NaN
-}
-
-bool SoapObjectFits(const SoapProperty &property, const GValue *value) {
-    if (!g_type_is_a(G_VALUE_TYPE(value), property.type))
-        return false;
-    gpointer held = g_value_get_object(value);
-    return held == nullptr || g_type_is_a(G_OBJECT_TYPE(held), property.type);
-}
-
 /* Whether a plain property takes the value as it is. */
 bool SoapValueFits(const SoapProperty &property, const GValue *value) {
-    const GParamSpec *pspec = property.pspec;
-    switch (property.kind) {
-    case SoapKind::Byte:
-        return SoapInRange<GParamSpecChar>(pspec, g_value_get_schar(value));
-    case SoapKind::UnsignedByte:
-        return SoapInRange<GParamSpecUChar>(pspec, g_value_get_uchar(value));
-    case SoapKind::Int:
-        return SoapInRange<GParamSpecInt>(pspec, g_value_get_int(value));
-    case SoapKind::Int64:
-        return SoapInRange<GParamSpecInt64>(pspec, g_value_get_int64(value));
-    case SoapKind::Float:
-        return SoapInRange<GParamSpecFloat>(pspec, g_value_get_float(value));
-    case SoapKind::Double:
-        return SoapInRange<GParamSpecDouble>(pspec, g_value_get_double(value));
-    case SoapKind::Managed:
-    case SoapKind::Fault:
-    case SoapKind::Object:
-        return SoapObjectFits(property, value);
-    case SoapKind::Boolean:
-    case SoapKind::String:
-    case SoapKind::Enum:
-    case SoapKind::Any:
-    case SoapKind::Array:
-    case SoapKind::Timeval:
-    case SoapKind::Uri:
-    case SoapKind::ByteArray:
-        return true; // read as the property's very type, which no attribute changes
-    case SoapKind::None:
-    case SoapKind::UnsignedInt:
-    case SoapKind::Long:
-    case SoapKind::UnsignedLong:
-    case SoapKind::UnsignedInt64:
-    case SoapKind::Other:
-        return false; // never plain
-    }
-    return false;
+    const auto fits = OrvaneSoapKind_Row(property.kind).fits;
+    return fits == nullptr || fits(property, value);
 }
 
 /*
@@ -389,6 +250,37 @@ const char *OrvaneSoapContent(const xmlNode *node) {
     while (child != nullptr && child->type != XML_TEXT_NODE)
         child = child->next;
     return child != nullptr ? reinterpret_cast<const char *>(child->content) : nullptr;
+}
+
+/* Any: the element's attributes and name alone tell what it holds. */
+bool OrvaneSoapReadAny(SoapReader *reader, xmlNode *node, const SoapFound &, GValue *value) {
+    GValue held = G_VALUE_INIT;
+    const bool isRead = OrvaneSoapReadValue(reader, node, 0, &held);
+    if (isRead)
+        g_value_set_boxed(value, &held);
+    orvane_value_cond_unset(&held);
+    return isRead;
+}
+
+bool OrvaneSoapReadArray(SoapReader *reader, xmlNode *node, const SoapFound &found, GValue *value) {
+    SoapReadRun(reader, SoapRunFrom(OrvaneSoapFirstElement(node)), found.elementType,
+                OrvaneSoapKind_Of(found.elementType), value);
+    return true;
+}
+
+bool OrvaneSoapReadManaged(SoapReader *reader, xmlNode *node, const SoapFound &found,
+                           GValue *value) {
+    SkemaQormManagedObject *proxy = nullptr;
+    if (!SoapFindProxy(reader->session, OrvaneSoapContent(node), found.type, &proxy))
+        return false;
+    const GType actual = proxy != nullptr ? G_OBJECT_TYPE(proxy) : found.type;
+    if (!g_type_is_a(actual, found.type) &&
+        (found.expected == 0 || g_type_is_a(actual, found.expected))) {
+        g_value_unset(value);
+        g_value_init(value, actual);
+    }
+    SoapSetProxy(value, proxy);
+    return true;
 }
 
 bool OrvaneSoapReadValue(SoapReader *reader, xmlNode *node, GType expectedType, GValue *value) {

@@ -32,9 +32,6 @@ guint32 SoapSessionVersions(OrvaneSession *session) {
     return entry != nullptr ? entry->mask : 0;
 }
 
-bool SoapWriteKind(const SoapWriter &writer, std::string_view name, SoapKind kind,
-                   const GValue *value);
-
 /* Whether a value may be nested as deep as the writer says; if not, it is left out. */
 bool SoapMayNest(const SoapWriter &writer, std::string_view name) {
     if (writer.numObjects <= kMaxObjects && writer.numContainers <= kMaxContainers)
@@ -51,118 +48,19 @@ SoapWriter SoapInContainer(const SoapWriter &writer) {
     return inner;
 }
 
-bool SoapWriteAny(const SoapWriter &outer, std::string_view name, const GValue *held) {
-    const SoapWriter writer = SoapInContainer(outer);
-    return SoapMayNest(writer, name) && OrvaneSoapWriteValue(writer, name, held);
-}
-
-bool SoapWriteArray(const SoapWriter &outer, std::string_view name, const GValueArray *array) {
-    const SoapWriter writer = SoapInContainer(outer);
-    if (array == nullptr || array->n_values == 0 || !SoapMayNest(writer, name))
-        return false;
-    GType type = 0;
-    SoapKind kind = SoapKind::Other;
-    for (const GValue &member : std::span(array->values, array->n_values)) {
-        if (G_VALUE_TYPE(&member) != type) {
-            type = G_VALUE_TYPE(&member);
-            kind = OrvaneSoapKind_Of(type);
-        }
-        if (!SoapWriteKind(writer, name, kind, &member))
-            return false;
-    }
-    return true;
-}
-
-bool SoapWriteKind(const SoapWriter &writer, std::string_view name, SoapKind kind,
-                   const GValue *value) {
-    GString *out = writer.out;
-    switch (kind) {
-    case SoapKind::Byte:
-        return OrvaneSoapWriteSigned(out, name, "xsd:byte", g_value_get_schar(value));
-    case SoapKind::UnsignedByte:
-        return OrvaneSoapWriteUnsigned(out, name, "xsd:unsignedBtype", g_value_get_uchar(value));
-    case SoapKind::Boolean:
-        return OrvaneSoapWriteText(out, name, "xsd:boolean",
-                                   g_value_get_boolean(value) ? "1" : "0");
-    case SoapKind::Int:
-        return OrvaneSoapWriteSigned(out, name, "xsd:int", g_value_get_int(value));
-    case SoapKind::UnsignedInt:
-        return OrvaneSoapWriteUnsigned(out, name, "xsd:unsignedInt", g_value_get_uint(value));
-    case SoapKind::Long:
-        return OrvaneSoapWriteSigned(out, name, "xsd:long", g_value_get_long(value));
-    case SoapKind::Int64:
-        return OrvaneSoapWriteSigned(out, name, "xsd:long", g_value_get_int64(value));
-    case SoapKind::UnsignedLong:
-        return OrvaneSoapWriteUnsigned(out, name, "xsd:unsignedLong", g_value_get_ulong(value));
-    case SoapKind::UnsignedInt64:
-        return OrvaneSoapWriteUnsigned(out, name, "xsd:unsignedLong", g_value_get_uint64(value));
-    case SoapKind::Float:
-        return OrvaneSoapWriteReal(out, name, "xsd:float",
-                                   static_cast<gdouble>(g_value_get_float(value)));
-    case SoapKind::Double:
-        return OrvaneSoapWriteReal(out, name, "xsd:double", g_value_get_double(value));
-    case SoapKind::String:
-        return OrvaneSoapWriteEscaped(out, name, "xsd:string", g_value_get_string(value));
-    case SoapKind::Enum:
-        return OrvaneSoapWriteEnum(out, name, G_VALUE_TYPE(value), g_value_get_enum(value));
-    case SoapKind::Any:
-        return SoapWriteAny(writer, name, static_cast<const GValue *>(g_value_get_boxed(value)));
-    case SoapKind::Array:
-        return SoapWriteArray(writer, name,
-                              static_cast<const GValueArray *>(g_value_get_boxed(value)));
-    case SoapKind::Uri:
-        return OrvaneSoapWriteEscaped(out, name, "xsd:anyURI",
-                                      static_cast<const char *>(g_value_get_boxed(value)));
-    case SoapKind::Timeval:
-        return OrvaneSoapWriteTimeval(out, name,
-                                      static_cast<const GTimeVal *>(g_value_get_boxed(value)));
-    case SoapKind::ByteArray:
-        return OrvaneSoapWriteByteArray(out, name,
-                                        static_cast<const GByteArray *>(g_value_get_boxed(value)));
-    case SoapKind::Managed:
-        return OrvaneSoapWriteManaged(
-            out, name, static_cast<const SkemaQormManagedObject *>(g_value_get_object(value)));
-    case SoapKind::Fault:
-    case SoapKind::Object:
-        return OrvaneSoapWriteObject(writer, name,
-                                     static_cast<GObject *>(g_value_get_object(value)));
-    case SoapKind::None:
-    case SoapKind::Other:
-        return false;
-    }
-    return false;
-}
-
-/* Kinds whose values own nothing, so that there is nothing to release. */
-constexpr bool SoapOwnsNothing(SoapKind kind) {
-    return kind < SoapKind::String;
-}
-
-/* What an object keeps a pointer to, without a copy. */
-bool SoapWriteHeld(const SoapWriter &writer, const SoapProperty &property, gpointer held) {
-    const std::string_view name = property.name;
-    if (property.kind == SoapKind::String)
-        return OrvaneSoapWriteEscaped(writer.out, name, "xsd:string", static_cast<char *>(held));
-    if (property.kind == SoapKind::Array)
-        return SoapWriteArray(writer, name, static_cast<const GValueArray *>(held));
-    if (property.kind == SoapKind::Timeval)
-        return OrvaneSoapWriteTimeval(writer.out, name, static_cast<const GTimeVal *>(held));
-    if (property.kind == SoapKind::ByteArray)
-        return OrvaneSoapWriteByteArray(writer.out, name, static_cast<const GByteArray *>(held));
-    return OrvaneSoapWriteObject(writer, name, static_cast<GObject *>(held));
-}
-
 bool SoapWriteProperty(const SoapWriter &writer, const SoapProperty &property, GObject *object) {
+    const SoapKindRow &row = OrvaneSoapKind_Row(property.kind);
     if (property.heldAt != 0)
-        return SoapWriteHeld(writer, property, G_STRUCT_MEMBER(gpointer, object, property.heldAt));
+        return row.writeHeld(writer, property.name,
+                             G_STRUCT_MEMBER(gpointer, object, property.heldAt));
     GValue value = G_VALUE_INIT;
     g_value_init(&value, property.type);
     if (property.get != nullptr)
         property.get(object, property.pspec->param_id, &value, property.pspec);
     else
         g_object_get_property(object, property.name.c_str(), &value);
-    const bool isWritten = SoapWriteKind(writer, property.name, property.kind, &value);
-    if (!SoapOwnsNothing(property.kind))
+    const bool isWritten = row.write(writer, property.name, &value);
+    if (!row.ownsNothing)
         g_value_unset(&value);
     return isWritten;
 }
@@ -191,9 +89,32 @@ bool OrvaneSoapWriteObject(const SoapWriter &outer, std::string_view name, GObje
     return isWritten;
 }
 
+bool OrvaneSoapWriteAny(const SoapWriter &outer, std::string_view name, const GValue *held) {
+    const SoapWriter writer = SoapInContainer(outer);
+    return SoapMayNest(writer, name) && OrvaneSoapWriteValue(writer, name, held);
+}
+
+bool OrvaneSoapWriteArray(const SoapWriter &outer, std::string_view name,
+                          const GValueArray *array) {
+    const SoapWriter writer = SoapInContainer(outer);
+    if (array == nullptr || array->n_values == 0 || !SoapMayNest(writer, name))
+        return false;
+    GType type = 0;
+    SoapKind kind = SoapKind::Other;
+    for (const GValue &member : std::span(array->values, array->n_values)) {
+        if (G_VALUE_TYPE(&member) != type) {
+            type = G_VALUE_TYPE(&member);
+            kind = OrvaneSoapKind_Of(type);
+        }
+        if (!OrvaneSoapKind_Row(kind).write(writer, name, &member))
+            return false;
+    }
+    return true;
+}
+
 bool OrvaneSoapWriteValue(const SoapWriter &writer, std::string_view name, const GValue *value) {
     return G_IS_VALUE(value) &&
-           SoapWriteKind(writer, name, OrvaneSoapKind_Of(G_VALUE_TYPE(value)), value);
+           OrvaneSoapKind_Row(OrvaneSoapKind_Of(G_VALUE_TYPE(value))).write(writer, name, value);
 }
 
 char *OrvaneSoapWriteRequest(const SoapDestination &destination, const char *typeName,

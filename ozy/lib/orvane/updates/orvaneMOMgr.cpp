@@ -16,27 +16,27 @@ namespace {
 
 enum { PROP_SESSION = 1 };
 
-OrvaneMOMgr *MOMgrCast(gpointer object) {
+OrvaneMOMgr *Cast(gpointer object) {
     return static_cast<OrvaneMOMgr *>(object);
 }
 
-/* Destroys the proxy if nobody took ownership of it; changes nothing for one with owners. */
+/* Destroys a proxy that has no owner; changes nothing for one that has. */
 void SinkAndRelease(SkemaQormManagedObject *proxy) {
     g_object_ref_sink(proxy);
     g_object_unref(proxy);
 }
 
-/* Takes a proxy from the tables. The text that named it there is freed. */
-void MOMgrRemoveEntries(OrvaneMOMgrPrivate *priv, gpointer proxy) {
+/* Takes a proxy from the tables, and frees their copies of its id. */
+void RemoveEntries(OrvaneMOMgrPrivate *priv, gpointer proxy) {
     const auto *id = static_cast<const char *>(g_hash_table_lookup(priv->idsByObject, proxy));
     if (g_hash_table_lookup(priv->objectsById, id) == proxy)
         g_hash_table_remove(priv->objectsById, id);
     g_hash_table_remove(priv->idsByObject, proxy);
 }
 
-/* Nobody can unload a proxy that is unknown, so its filter goes as well, if there is a service to tell.
- * While a connection ends the service drops all filters by itself. */
-void MOMgrAbandonFilter(OrvaneMOMgr *momgr, gpointer proxy) {
+/* Destroys the filter of a proxy that leaves the tables, since it can no longer be unloaded. When a connection
+ * ends, the service drops all filters automatically. */
+void AbandonFilter(OrvaneMOMgr *momgr, gpointer proxy) {
     gpointer filterId = nullptr;
     if (!g_hash_table_steal_extended(momgr->priv->filtersByObject, proxy, nullptr, &filterId))
         return;
@@ -48,14 +48,14 @@ void MOMgrAbandonFilter(OrvaneMOMgr *momgr, gpointer proxy) {
         MOMgrDestroyFilter(momgr, owner.get());
 }
 
-void MOMgrUnregister(OrvaneMOMgr *momgr, SkemaQormManagedObject *proxy) {
+void Unregister(OrvaneMOMgr *momgr, SkemaQormManagedObject *proxy) {
     g_object_weak_unref(G_OBJECT(proxy), orvane_momgr_discard_by_obj, momgr);
-    MOMgrRemoveEntries(momgr->priv, proxy);
-    MOMgrAbandonFilter(momgr, proxy);
+    RemoveEntries(momgr->priv, proxy);
+    AbandonFilter(momgr, proxy);
 }
 
-/* The listeners stay as they are: they are told by MOMgrCancelListeners(). */
-void MOMgrDropLoads(OrvaneMOMgr *momgr) {
+/* The listeners are not notified here, but by CancelListeners(). */
+void DropLoads(OrvaneMOMgr *momgr) {
     OrvaneMOMgrPrivate *priv = momgr->priv;
     GHashTableIter iter;
     gpointer proxy;
@@ -66,8 +66,8 @@ void MOMgrDropLoads(OrvaneMOMgr *momgr) {
     g_queue_clear_full(priv->loadQueue, g_free);
 }
 
-/* Handlers may start another connect, or drop what is left of this one. */
-void MOMgrCancelListeners(OrvaneMOMgr *momgr) {
+/* Handlers may start another connect, or release what is left of this one. */
+void CancelListeners(OrvaneMOMgr *momgr) {
     while (!g_queue_is_empty(momgr->priv->activeListeners)) {
         auto *listener =
             static_cast<OrvaneListener *>(g_queue_peek_head(momgr->priv->activeListeners));
@@ -77,8 +77,8 @@ void MOMgrCancelListeners(OrvaneMOMgr *momgr) {
     }
 }
 
-/* Those that nobody owns die here, and may take others along or have new ones made. */
-void MOMgrReleaseProxies(OrvaneMOMgr *momgr) {
+/* Proxies without an owner die here. Their handlers may release others, or create new ones. */
+void ReleaseProxies(OrvaneMOMgr *momgr) {
     OrvaneMOMgrPrivate *priv = momgr->priv;
     while (g_hash_table_size(priv->idsByObject) > 0) {
         guint count;
@@ -87,28 +87,28 @@ void MOMgrReleaseProxies(OrvaneMOMgr *momgr) {
             if (!g_hash_table_contains(priv->idsByObject, proxies[i]))
                 continue;
             auto *proxy = static_cast<SkemaQormManagedObject *>(proxies[i]);
-            MOMgrUnregister(momgr, proxy);
+            Unregister(momgr, proxy);
             SinkAndRelease(proxy);
         }
     }
 }
 
-void MOMgrDispose(GObject *object) {
-    OrvaneMOMgr *momgr = MOMgrCast(object);
+void Dispose(GObject *object) {
+    OrvaneMOMgr *momgr = Cast(object);
     OrvaneMOMgrPrivate *priv = momgr->priv;
 
     priv->isClosed = TRUE;
     priv->updatesStopped = TRUE;
-    MOMgrDropLoads(momgr);
-    MOMgrCancelListeners(momgr);
+    DropLoads(momgr);
+    CancelListeners(momgr);
     g_clear_weak_pointer(&priv->updatesListener);
     g_clear_object(&priv->collector);
-    MOMgrReleaseProxies(momgr);
+    ReleaseProxies(momgr);
     G_OBJECT_CLASS(orvane_momgr_parent_class)->dispose(object);
 }
 
-void MOMgrFinalize(GObject *object) {
-    OrvaneMOMgrPrivate *priv = MOMgrCast(object)->priv;
+void Finalize(GObject *object) {
+    OrvaneMOMgrPrivate *priv = Cast(object)->priv;
     g_free(priv->collectorVersion);
     for (GHashTable *table : {priv->objectsById, priv->idsByObject, priv->filtersByObject,
                               priv->loadListeners, priv->pendingLoads})
@@ -119,21 +119,21 @@ void MOMgrFinalize(GObject *object) {
     G_OBJECT_CLASS(orvane_momgr_parent_class)->finalize(object);
 }
 
-void MOMgrSetProperty(GObject *object, guint id, const GValue *value, GParamSpec *pspec) {
+void SetProperty(GObject *object, guint id, const GValue *value, GParamSpec *pspec) {
     if (id != PROP_SESSION) {
         G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, pspec);
         return;
     }
-    MOMgrCast(object)->priv->session = static_cast<OrvaneSession *>(g_value_get_object(value));
+    Cast(object)->priv->session = static_cast<OrvaneSession *>(g_value_get_object(value));
 }
 
 } // namespace
 
 static void orvane_momgr_class_init(OrvaneMOMgrClass *cls) {
     GObjectClass *objectClass = G_OBJECT_CLASS(cls);
-    objectClass->dispose = MOMgrDispose;
-    objectClass->finalize = MOMgrFinalize;
-    objectClass->set_property = MOMgrSetProperty;
+    objectClass->dispose = Dispose;
+    objectClass->finalize = Finalize;
+    objectClass->set_property = SetProperty;
     g_object_class_install_property(
         objectClass, PROP_SESSION,
         g_param_spec_object("session", "", "", ORVANE_TYPE_SESSION,
@@ -169,7 +169,7 @@ OrvaneSession *MOMgrSession(OrvaneMOMgr *momgr) {
 }
 
 OrvaneMOMgr *orvane_momgr_new(OrvaneSession *session) {
-    return MOMgrCast(g_object_new(ORVANE_TYPE_MOMGR, "session", session, nullptr));
+    return Cast(g_object_new(ORVANE_TYPE_MOMGR, "session", session, nullptr));
 }
 
 SkemaQormManagedObject *orvane_momgr_lookup(OrvaneMOMgr *momgr, const char *id) {
@@ -201,9 +201,9 @@ void orvane_momgr_insert(OrvaneMOMgr *momgr, SkemaQormManagedObject *proxy) {
 
     OrvaneMOMgrPrivate *priv = momgr->priv;
     if (g_hash_table_contains(priv->idsByObject, proxy))
-        MOMgrUnregister(momgr, proxy);
+        Unregister(momgr, proxy);
     if (SkemaQormManagedObject *former = orvane_momgr_lookup(momgr, proxy->id))
-        MOMgrUnregister(momgr, former);
+        Unregister(momgr, former);
     g_hash_table_insert(priv->objectsById, g_strdup(proxy->id), proxy);
     g_hash_table_insert(priv->idsByObject, proxy, g_strdup(proxy->id));
     g_object_weak_ref(G_OBJECT(proxy), orvane_momgr_discard_by_obj, momgr);
@@ -214,16 +214,16 @@ void orvane_momgr_discard_by_id(OrvaneMOMgr *momgr, const char *id) {
     SkemaQormManagedObject *object = orvane_momgr_lookup(momgr, id);
     g_return_if_fail(object);
 
-    MOMgrUnregister(momgr, object);
+    Unregister(momgr, object);
     SinkAndRelease(object);
 }
 
 void orvane_momgr_discard_by_obj(gpointer momgr, GObject *proxy) {
-    OrvaneMOMgrPrivate *priv = MOMgrCast(momgr)->priv;
+    OrvaneMOMgrPrivate *priv = Cast(momgr)->priv;
     g_return_if_fail(priv != NULL);
     gpointer instanceID = g_hash_table_lookup(priv->idsByObject, proxy);
     g_return_if_fail(instanceID);
 
-    MOMgrRemoveEntries(priv, proxy);
-    MOMgrAbandonFilter(MOMgrCast(momgr), proxy);
+    RemoveEntries(priv, proxy);
+    AbandonFilter(Cast(momgr), proxy);
 }

@@ -1,26 +1,25 @@
 /*
- * orvaneMOMgr.h -- the manager of a session's managed objects: which proxies there are, which of them
- * the application wants loaded, and the update stream that keeps those up to date
+ * orvaneMOMgr.h -- the manager of a session's managed objects: the registry of proxies, their loads, and the
+ * update stream that keeps loaded proxies up to date
  *
  * There is one proxy per id. To load one is to create a filter for it on the service's property
  * collector; the load is answered by the first update that the filter causes:
  *
  *   load -> queued -> CreateFilter sent -> filter known -> "enter" update -> listeners answered
  *
- * At most 11 filters are being created at a time. The update stream is one long call that is repeated
- * as soon as it was answered:
+ * At most 11 filters are being created at a time. The update stream is one long call that is sent again
+ * as soon as it is answered:
  *
  *   IDLE -> WAITING -> applying -> WAITING ...      STOPPED after a disconnect or an interruption
  *
- * Ownership: the manager belongs to its session, made by each connect and released by the session's
- *            cleanup. It owns no proxy: a proxy starts floating and leaves the tables when its last
- *            owner lets it go. Sink a proxy before loading it; the request for its filter, being made
- *            and released, takes an unowned proxy along. A proxy that goes with its filter still on the
- *            service has the filter destroyed there. Proxies that nobody owns go with the manager.
- *            Listeners are the application's; the manager only watches them.
- * Errors:    loads report through their listener; slips of the caller by GLib's check warnings.
- * Callbacks: everything that answers a load or applies an update runs handlers of the application,
- *            which may unload, drop proxies, disconnect or drop the session.
+ * Ownership: each connect creates a manager, and the session's clean-up releases it. The manager owns no
+ *            proxy: a new proxy is floating, and leaves the tables when its last reference is released.
+ *            Sink a proxy before loading it: the release of the request for its filter would free a
+ *            floating one. When a proxy dies, its filter on the service is destroyed. Proxies without an
+ *            owner are freed with the manager. The application owns its listeners.
+ * Errors:    loads fail through their listeners; a caller's mistakes raise GLib's warnings.
+ * Callbacks: whatever answers a load or applies an update runs handlers of the application, which may
+ *            unload, release proxies, disconnect or release the session.
  * Threads:   the loop's.
  */
 #pragma once
@@ -43,13 +42,13 @@ GType orvane_momgr_get_type(void);
  */
 OrvaneMOMgr *orvane_momgr_new(OrvaneSession *session);
 
-/* Enters a proxy that has a session and an id; it takes the place of another of that id. */
+/* Enters a proxy that has a session and an id. It replaces another proxy of that id. */
 void orvane_momgr_insert(OrvaneMOMgr *momgr, SkemaQormManagedObject *proxy);
 
-/* Forgets a proxy; frees it if nobody owns it. Warns if there is none. */
+/* Removes a proxy from the registry, and frees it if it has no owner. Warns if there is none. */
 void orvane_momgr_discard_by_id(OrvaneMOMgr *momgr, const char *id);
 
-/* Answers all listeners that wait for a proxy, and lets the next load start. */
+/* Acknowledges all listeners that wait for a proxy, then starts the next load. */
 void orvane_momgr_acknowledge_load(OrvaneMOMgr *momgr, SkemaQormManagedObject *proxy,
                                    gboolean success, const GValue *value);
 
@@ -58,7 +57,7 @@ void orvane_momgr_acknowledge_load(OrvaneMOMgr *momgr, SkemaQormManagedObject *p
  * @momgr: the manager of a connected session
  * @filterSpecSet: what to read; see orvane_filter_spec_set_new()
  * @listener: (nullable): succeeds with an array of the proxies that were read, or with %NULL. If the
- *   call fails it is told nothing until the manager goes, and then of a canceled request.
+ *   call fails, it fails with a RequestCanceled when the manager is released, and not before.
  *
  * The values read are written into the proxies' properties.
  */
@@ -68,15 +67,15 @@ void orvane_momgr_retrieve_contents(OrvaneMOMgr *momgr, GValueArray *filterSpecS
 /* Takes a reference to the service's property collector and starts the update stream. */
 void orvane_momgr_set_collector(OrvaneMOMgr *momgr, SkemaQormManagedObject *collector);
 
-/* Asks for the next updates, unless a call is open. */
+/* Sends the next wait, unless one is open. */
 void orvane_momgr_wait_for_updates(OrvaneMOMgr *momgr);
 
 /**
  * orvane_momgr_cancel_updates:
  * @momgr: the manager
- * @listener: (nullable): if given, the service is told too, and this learns its answer
+ * @listener: (nullable): if given, CancelWaitForUpdates is called with it
  *
- * Ends the update stream. The reply of the open call will be dropped.
+ * Ends the update stream. The reply to the open call is dropped.
  */
 void orvane_momgr_cancel_updates(OrvaneMOMgr *momgr, OrvaneListener *listener);
 
@@ -88,7 +87,7 @@ void orvane_momgr_cancel_updates(OrvaneMOMgr *momgr, OrvaneListener *listener);
  * @value: (nullable): the new value or element; unset clears the property
  * @op: a #SkemaQormCorePropertyCollectorChangeOp
  *
- * A path that leads nowhere, or a value that the property cannot take, changes nothing.
+ * A path that does not resolve, or a value that the property cannot hold, changes nothing.
  */
 void orvane_momgr_update_property(OrvaneMOMgr *momgr, GObject *object, const char *name,
                                   const GValue *value, gint op);

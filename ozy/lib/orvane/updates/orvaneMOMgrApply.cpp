@@ -1,6 +1,6 @@
-// One change of one property, as the service reports it: where the path leads, something is assigned,
-// added to an array, or removed from one. What does not fit is dropped without a word, since the
-// service may be newer than the schema, or hostile.
+// Applies one change of one property: a value is assigned, added to an array, or removed from one, at the
+// place that the path names. A change that does not fit is dropped without a log line, since the service may
+// be newer than the schema, or hostile.
 #include <span>
 
 #include <orvane/schema/qorm.h>
@@ -38,14 +38,14 @@ bool IsArrayOf(const GValue *value, GType elementType) {
     return true;
 }
 
-/* Whether the property's type can hold the object that a value holds; none at all always fits. */
+/* Whether the object in a value is of the type; NULL always is. */
 bool IsObjectOf(const GValue *value, GType type) {
     if (!G_VALUE_HOLDS_OBJECT(value))
         return false;
     return g_value_get_object(value) == nullptr || MOMgrGetObject(value, type) != nullptr;
 }
 
-/* Converts a value to the property's type. False if it would not be the same any more. */
+/* Converts a value to the property's type. False if that would change the value. */
 bool Convert(GParamSpec *pspec, const GValue *value, GValue *converted) {
     if (pspec->value_type == G_TYPE_VALUE_ARRAY && !IsArrayOf(value, ElementType(pspec)))
         return false;
@@ -77,11 +77,11 @@ void EmitArrayNotify(GObject *object, GParamSpec *pspec, gboolean isAdded, const
 
 void SetArray(GObject *object, GParamSpec *pspec, const GValueArray *array) {
     ScopedValue value(G_TYPE_VALUE_ARRAY);
-    g_value_set_boxed(&value.value, array);
+    g_value_set_static_boxed(&value.value, array); /* the class copies it */
     g_object_set_property(object, pspec->name, &value.value);
 }
 
-/* Appends a value; an array of anything holds boxed values. */
+/* Appends a value; an array of the type "any" holds boxed values. */
 void Append(GValueArray *array, GType elementType, const GValue *value) {
     if (elementType != G_TYPE_VALUE || G_VALUE_HOLDS(value, G_TYPE_VALUE)) {
         g_value_array_append(array, value);
@@ -92,7 +92,7 @@ void Append(GValueArray *array, GType elementType, const GValue *value) {
     g_value_array_append(array, &boxed.value);
 }
 
-/* Handlers hear of the element before it is in the array, and of the array after that. */
+/* "array_notify" is emitted before the element is in the array, "notify" after that. */
 void Add(GObject *object, const std::string &piece, const GValue *value) {
     GParamSpec *pspec =
         OrvaneUpdatePath_FindProperty(object, OrvaneUpdatePath_PropertyName(piece).c_str());
@@ -100,9 +100,7 @@ void Add(GObject *object, const std::string &piece, const GValue *value) {
         !IsElement(value, ElementType(pspec)))
         return;
 
-    ScopedValue held(G_TYPE_VALUE_ARRAY);
-    g_object_get_property(object, pspec->name, &held.value);
-    ValueArrayPtr array(static_cast<GValueArray *>(g_value_dup_boxed(&held.value)));
+    ValueArrayPtr array = OrvaneUpdatePath_GetArray(object, pspec);
     if (array == nullptr)
         array.reset(g_value_array_new(1));
     Append(array.get(), ElementType(pspec), value);
@@ -115,7 +113,7 @@ void Add(GObject *object, const std::string &piece, const GValue *value) {
 
 } // namespace
 
-/* Handlers hear of the element while it is still in the array. */
+/* "array_notify" is emitted while the element is still in the array. */
 void orvane_momgr_remove_element(OrvaneMOMgr *momgr, GObject *object, const char *path) {
     gint index = 0;
     ValueArrayPtr array(orvane_momgr_extract_array_element(momgr, object, path, &index));
@@ -123,7 +121,7 @@ void orvane_momgr_remove_element(OrvaneMOMgr *momgr, GObject *object, const char
         return;
     GParamSpec *pspec =
         OrvaneUpdatePath_FindProperty(object, OrvaneUpdatePath_PropertyName(path).c_str());
-    /* A key that is not there has the index -1, which the array refuses with a warning. */
+    /* A key without an element has the index -1, which the array refuses with a warning. */
     const GValue *element = g_value_array_get_nth(array.get(), static_cast<guint>(index));
     if (element == nullptr || pspec == nullptr)
         return;

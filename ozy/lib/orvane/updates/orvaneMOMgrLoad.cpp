@@ -1,8 +1,8 @@
-// Loads: filters on the service's property collector, created a few at a time, and whoever waits for
-// them; and reading contents once, without a filter.
+// Loads: filters on the service's property collector, created a few at a time, and the listeners that
+// wait for them; and retrievals of contents, which need no filter.
 //
-// A load is in up to three places. Its entry in pendingLoads says that it was not answered yet; its
-// record in loadQueue, that its filter was not asked for yet; filtersByObject, that the filter exists.
+// A load is in up to three places. It has an entry in pendingLoads until it is answered, a record in
+// loadQueue until its CreateFilter call is sent, and an entry in filtersByObject while its filter exists.
 #include <span>
 
 #include <orvane/schema/qorm.h>
@@ -18,7 +18,7 @@ namespace {
 constexpr gint32 kMaxOutstandingLoads = 10; /* no further load starts beyond it */
 constexpr char kFilterObject[] = "orvane_momgr_filter_object";
 
-OrvaneMOMgr *MOMgrCast(gpointer object) {
+OrvaneMOMgr *Cast(gpointer object) {
     return static_cast<OrvaneMOMgr *>(object);
 }
 
@@ -28,14 +28,14 @@ void FreeWeakRef(gpointer data) {
     g_free(ref);
 }
 
-/* To be called when a step's call was made: one that could not be sent fails now. */
-void MOMgrStepSent(OrvaneMOMgr *momgr, OrvaneListener *internal) {
+/* Fails a call that could not be sent; to be called right after it was made. */
+void CheckSent(OrvaneMOMgr *momgr, OrvaneListener *internal) {
     if (!OrvaneSession_HasCall(momgr->priv->session, internal))
         orvane_listener_acknowledge(internal, FALSE, nullptr);
 }
 
-/* The proxy that a CreateFilter call was made for, unless it died or was replaced since. */
-ObjectPtr<SkemaQormManagedObject> MOMgrFilterObject(OrvaneMOMgr *momgr, OrvaneListener *internal) {
+/* The proxy that a CreateFilter call was made for; NULL if it died or was replaced since. */
+ObjectPtr<SkemaQormManagedObject> GetFilterObject(OrvaneMOMgr *momgr, OrvaneListener *internal) {
     auto *ref = static_cast<GWeakRef *>(g_object_get_data(G_OBJECT(internal), kFilterObject));
     ObjectPtr<SkemaQormManagedObject> proxy(
         static_cast<SkemaQormManagedObject *>(g_weak_ref_get(ref)));
@@ -44,31 +44,31 @@ ObjectPtr<SkemaQormManagedObject> MOMgrFilterObject(OrvaneMOMgr *momgr, OrvaneLi
     return proxy;
 }
 
-void MOMgrSetFilterObject(OrvaneListener *internal, SkemaQormManagedObject *proxy) {
+void SetFilterObject(OrvaneListener *internal, SkemaQormManagedObject *proxy) {
     GWeakRef *ref = g_new(GWeakRef, 1);
     g_weak_ref_init(ref, proxy);
     g_object_set_data_full(G_OBJECT(internal), kFilterObject, ref, FreeWeakRef);
 }
 
-/* Everything that one object has, as a filter to create. */
-ObjectPtr<GObject> MOMgrNewFilterSpec(SkemaQormManagedObject *proxy) {
+/* A filter on all properties of one object. */
+ObjectPtr<GObject> NewFilterSpec(SkemaQormManagedObject *proxy) {
     GObject *properties = orvane_property_spec_new(G_OBJECT_TYPE(proxy), TRUE, nullptr);
     GObject *object = orvane_object_spec_new(proxy, FALSE, TRUE, nullptr);
     return ObjectPtr<GObject>(orvane_filter_spec_new(TRUE, properties, object, nullptr));
 }
 
-void MOMgrCreateFilter(OrvaneMOMgr *momgr, SkemaQormManagedObject *proxy, gboolean partialUpdates) {
-    const auto spec = MOMgrNewFilterSpec(proxy);
-    OrvaneListener *internal = MOMgrNewStep(momgr, orvane_momgr_create_filter_cb);
-    MOMgrSetFilterObject(internal, proxy);
+void CreateFilter(OrvaneMOMgr *momgr, SkemaQormManagedObject *proxy, gboolean partialUpdates) {
+    const auto spec = NewFilterSpec(proxy);
+    OrvaneListener *internal = MOMgrNewListener(momgr, orvane_momgr_create_filter_cb);
+    SetFilterObject(internal, proxy);
     skema_qorm_core_property_collector_create_filter(
         SKEMA_QORM_CORE_PROPERTY_COLLECTOR(momgr->priv->collector),
         SKEMA_QORM_CORE_PROPERTY_COLLECTOR_FILTER_SPEC(spec.get()), partialUpdates, internal);
-    MOMgrStepSent(momgr, internal);
+    CheckSent(momgr, internal);
 }
 
-/* A proxy has one filter; the one that an abandoned load left behind goes. */
-void MOMgrKeepFilter(OrvaneMOMgr *momgr, SkemaQormManagedObject *proxy, const char *filterId) {
+/* Stores the filter of a proxy. One that an abandoned load left behind is destroyed. */
+void StoreFilter(OrvaneMOMgr *momgr, SkemaQormManagedObject *proxy, const char *filterId) {
     gpointer former = nullptr;
     g_hash_table_steal_extended(momgr->priv->filtersByObject, proxy, nullptr, &former);
     g_hash_table_insert(momgr->priv->filtersByObject, proxy, g_strdup(filterId));
@@ -78,31 +78,31 @@ void MOMgrKeepFilter(OrvaneMOMgr *momgr, SkemaQormManagedObject *proxy, const ch
         MOMgrDestroyFilter(momgr, owner.get());
 }
 
-MOMgrPending *MOMgrPendingOf(OrvaneMOMgrPrivate *priv, gpointer proxy) {
+MOMgrPending *FindPending(OrvaneMOMgrPrivate *priv, gpointer proxy) {
     return static_cast<MOMgrPending *>(g_hash_table_lookup(priv->pendingLoads, proxy));
 }
 
-/* Takes the oldest load that is waiting, if there is room for it. */
-void MOMgrStartLoad(OrvaneMOMgr *momgr) {
+/* Starts the oldest queued load, unless too many are unanswered. */
+void StartLoad(OrvaneMOMgr *momgr) {
     OrvaneMOMgrPrivate *priv = momgr->priv;
-    /* Updates that nobody waited for count down too, so the number may stand below 0. */
+    /* An update that answers no load decrements the number too, so it may be below 0. */
     if (static_cast<gint32>(priv->outstandingLoads) > kMaxOutstandingLoads)
         return;
-    /* Before the login is complete loads are only collected. */
+    /* Before the login is complete, loads are only queued. */
     if (priv->collector == nullptr || MOMgrSession(momgr) == nullptr)
         return;
 
-    /* The record of a load that ended was taken out then, so all that are left are alive. */
+    /* The record of a load is removed when the load ends, so every proxy in the queue exists. */
     GPtr<MOMgrLoad> load(static_cast<MOMgrLoad *>(g_queue_pop_tail(priv->loadQueue)));
     if (load == nullptr)
         return;
-    MOMgrPendingOf(priv, load->proxy)->record = nullptr;
+    FindPending(priv, load->proxy)->record = nullptr;
     priv->outstandingLoads++;
-    MOMgrCreateFilter(momgr, load->proxy, load->partialUpdates);
+    CreateFilter(momgr, load->proxy, load->partialUpdates);
 }
 
-/* Enters a load that nobody waits for yet, and has its filter asked for when its turn comes. */
-MOMgrPending *MOMgrNewPending(OrvaneMOMgr *momgr, SkemaQormManagedObject *proxy) {
+/* Enters a load, still without listeners, and queues the creation of its filter. */
+MOMgrPending *AddPending(OrvaneMOMgr *momgr, SkemaQormManagedObject *proxy) {
     OrvaneMOMgrPrivate *priv = momgr->priv;
     MOMgrLoad *load = g_new(MOMgrLoad, 1);
     *load = {proxy, static_cast<gboolean>(proxy->partialUpdates)};
@@ -114,8 +114,8 @@ MOMgrPending *MOMgrNewPending(OrvaneMOMgr *momgr, SkemaQormManagedObject *proxy)
     return pending;
 }
 
-/* The filter of a load that was answered or given up need not be asked for any more. */
-void MOMgrUnqueue(OrvaneMOMgrPrivate *priv, MOMgrPending *pending) {
+/* Removes the record of a load that was answered or given up before it started. */
+void Unqueue(OrvaneMOMgrPrivate *priv, MOMgrPending *pending) {
     if (pending->record == nullptr)
         return;
     g_free(pending->record->data);
@@ -123,8 +123,8 @@ void MOMgrUnqueue(OrvaneMOMgrPrivate *priv, MOMgrPending *pending) {
     pending->record = nullptr;
 }
 
-/* Takes a listener from all that the manager still has to answer; the proxy that it waited for. */
-SkemaQormManagedObject *MOMgrRemoveActive(OrvaneMOMgrPrivate *priv, gpointer listener) {
+/* Removes a listener from those that are to be answered. Returns the proxy that it waited for. */
+SkemaQormManagedObject *RemoveActive(OrvaneMOMgrPrivate *priv, gpointer listener) {
     const auto *waiter =
         static_cast<MOMgrWaiter *>(g_hash_table_lookup(priv->loadListeners, listener));
     SkemaQormManagedObject *proxy = waiter->proxy;
@@ -133,9 +133,9 @@ SkemaQormManagedObject *MOMgrRemoveActive(OrvaneMOMgrPrivate *priv, gpointer lis
     return proxy;
 }
 
-/* Whether the proxy is this manager's, or can become so: the application may have kept it from a former
- * connection, whose loads are gone. */
-gboolean MOMgrAdopt(OrvaneMOMgr *momgr, SkemaQormManagedObject *proxy) {
+/* Takes over a proxy that the application kept from a former connection, whose loads are gone. FALSE if
+ * another proxy has its id. */
+gboolean Adopt(OrvaneMOMgr *momgr, SkemaQormManagedObject *proxy) {
     if (g_hash_table_contains(momgr->priv->idsByObject, proxy))
         return TRUE;
     if (proxy->id == nullptr || orvane_momgr_lookup(momgr, proxy->id) != nullptr)
@@ -148,8 +148,8 @@ gboolean MOMgrAdopt(OrvaneMOMgr *momgr, SkemaQormManagedObject *proxy) {
     return TRUE;
 }
 
-/* Answers a load or a retrieval that needs no reply, or that cannot have one. */
-void MOMgrAnswerAtOnce(OrvaneListener *listener, gboolean success) {
+/* Answers a load or a retrieval that needs no reply, or cannot get one. */
+void AcknowledgeAtOnce(OrvaneListener *listener, gboolean success) {
     if (listener == nullptr)
         return;
     ObjectWatch<OrvaneListener> watch(listener);
@@ -159,7 +159,7 @@ void MOMgrAnswerAtOnce(OrvaneListener *listener, gboolean success) {
 }
 
 /* Sets every property to the default of its type. */
-void MOMgrClear(SkemaQormManagedObject *proxy) {
+void ClearProperties(SkemaQormManagedObject *proxy) {
     guint count;
     GPtr<GParamSpec *[]> pspecs(g_object_class_list_properties(G_OBJECT_GET_CLASS(proxy), &count));
     for (guint i = 0; i < count; i++) {
@@ -170,8 +170,8 @@ void MOMgrClear(SkemaQormManagedObject *proxy) {
     }
 }
 
-/* Writes what was read of one object into its proxy, which is returned; NULL if there is none. */
-ObjectPtr<GObject> MOMgrApplyContent(OrvaneMOMgr *momgr, GObject *content) {
+/* Writes the values that were read of one object into its proxy. Returns the proxy, or NULL. */
+ObjectPtr<GObject> ApplyContent(OrvaneMOMgr *momgr, GObject *content) {
     GObject *object = nullptr;
     GValueArray *properties = nullptr;
     g_object_get(content, "obj", &object, "propSet", &properties, nullptr);
@@ -196,15 +196,15 @@ ObjectPtr<GObject> MOMgrApplyContent(OrvaneMOMgr *momgr, GObject *content) {
     return proxy;
 }
 
-/* Applies all contents; the proxies that they were for. */
-ValueArrayPtr MOMgrApplyContents(OrvaneMOMgr *momgr, const GValueArray *contents) {
+/* Applies all contents. Returns their proxies. */
+ValueArrayPtr ApplyContents(OrvaneMOMgr *momgr, const GValueArray *contents) {
     ValueArrayPtr proxies(g_value_array_new(contents->n_values));
     const GType contentType = skema_qorm_core_property_collector_object_content_get_type();
     for (const GValue &element : std::span(contents->values, contents->n_values)) {
         GObject *content = MOMgrGetObject(&element, contentType);
         if (content == nullptr)
             continue;
-        const auto proxy = MOMgrApplyContent(momgr, content);
+        const auto proxy = ApplyContent(momgr, content);
         if (proxy == nullptr)
             continue;
         ScopedValue value(G_OBJECT_TYPE(proxy.get()));
@@ -216,7 +216,7 @@ ValueArrayPtr MOMgrApplyContents(OrvaneMOMgr *momgr, const GValueArray *contents
 
 } // namespace
 
-OrvaneListener *MOMgrNewStep(OrvaneMOMgr *momgr, OrvaneListenerCallback callback) {
+OrvaneListener *MOMgrNewListener(OrvaneMOMgr *momgr, OrvaneListenerCallback callback) {
     OrvaneListener *internal = OrvaneListener_NewInternal(callback, momgr);
     g_object_set_data_full(G_OBJECT(internal), "orvane_momgr", g_object_ref(momgr), g_object_unref);
     return internal;
@@ -251,7 +251,7 @@ gboolean MOMgrWatchListener(OrvaneMOMgr *momgr, OrvaneListener *listener,
 
 void MOMgrForgetListener(OrvaneMOMgr *momgr, OrvaneListener *listener) {
     g_object_weak_unref(G_OBJECT(listener), orvane_momgr_load_listener_weak_notify, momgr);
-    MOMgrRemoveActive(momgr->priv, listener);
+    RemoveActive(momgr->priv, listener);
 }
 
 void MOMgrDestroyFilter(OrvaneMOMgr *momgr, const char *filterId) {
@@ -272,13 +272,13 @@ void orvane_momgr_load_object(OrvaneMOMgr *momgr, gboolean partialUpdates,
     const auto holdProxy = MOMgrHold(proxy);
 
     OrvaneMOMgrPrivate *priv = momgr->priv;
-    if (priv->isClosed || !MOMgrAdopt(momgr, proxy)) {
-        MOMgrAnswerAtOnce(listener, FALSE);
+    if (priv->isClosed || !Adopt(momgr, proxy)) {
+        AcknowledgeAtOnce(listener, FALSE);
         return;
     }
     if (proxy->loadCount != 0) {
         proxy->loadCount++;
-        MOMgrAnswerAtOnce(listener, TRUE);
+        AcknowledgeAtOnce(listener, TRUE);
         return;
     }
 
@@ -286,10 +286,10 @@ void orvane_momgr_load_object(OrvaneMOMgr *momgr, gboolean partialUpdates,
     if (listener != nullptr && !MOMgrWatchListener(momgr, listener, proxy))
         listener = nullptr;
 
-    MOMgrPending *pending = MOMgrPendingOf(priv, proxy);
+    MOMgrPending *pending = FindPending(priv, proxy);
     const bool isFirst = pending == nullptr;
     if (isFirst)
-        pending = MOMgrNewPending(momgr, proxy);
+        pending = AddPending(momgr, proxy);
     g_queue_push_tail(&pending->waiting, listener);
     if (isFirst)
         orvane_momgr_dequeue_pending_load(momgr);
@@ -297,12 +297,12 @@ void orvane_momgr_load_object(OrvaneMOMgr *momgr, gboolean partialUpdates,
 
 void orvane_momgr_dequeue_pending_load(OrvaneMOMgr *momgr) {
     OrvaneMOMgrPrivate *priv = momgr->priv;
-    /* A load that cannot be sent is answered at once, which starts the next: in turn, not inside. */
-    if (priv->startsWanted++ > 0)
+    /* A load that cannot be sent is answered at once, which starts the next: in this loop, not recursively. */
+    if (priv->numStarts++ > 0)
         return;
     const auto holdManager = MOMgrHold(momgr);
-    for (; priv->startsWanted > 0; priv->startsWanted--)
-        MOMgrStartLoad(momgr);
+    for (; priv->numStarts > 0; priv->numStarts--)
+        StartLoad(momgr);
 }
 
 void MOMgrStartLoads(OrvaneMOMgr *momgr) {
@@ -312,10 +312,10 @@ void MOMgrStartLoads(OrvaneMOMgr *momgr) {
 
 /* The load is answered by the first update that the filter causes, not here. */
 void orvane_momgr_create_filter_cb(OrvaneListener *internal, gpointer data) {
-    OrvaneMOMgr *momgr = MOMgrCast(data);
+    OrvaneMOMgr *momgr = Cast(data);
     const auto holdManager = MOMgrHold(momgr);
     const ObjectPtr<OrvaneListener> release(internal);
-    const auto proxy = MOMgrFilterObject(momgr, internal);
+    const auto proxy = GetFilterObject(momgr, internal);
 
     if (orvane_listener_get_state(internal) != ORVANE_LISTENER_SUCCEEDED) {
         ScopedValue fault;
@@ -333,7 +333,7 @@ void orvane_momgr_create_filter_cb(OrvaneListener *internal, gpointer data) {
         return;
     g_object_ref_sink(filter);
     if (proxy != nullptr)
-        MOMgrKeepFilter(momgr, proxy.get(), filter->id);
+        StoreFilter(momgr, proxy.get(), filter->id);
     else
         MOMgrDestroyFilter(momgr, filter->id);
     g_object_unref(filter);
@@ -349,7 +349,7 @@ void orvane_momgr_acknowledge_load(OrvaneMOMgr *momgr, SkemaQormManagedObject *p
     if (g_hash_table_steal_extended(priv->pendingLoads, proxy, nullptr, &taken)) {
         g_object_weak_unref(G_OBJECT(proxy), orvane_momgr_load_object_weak_notify, momgr);
         auto *pending = static_cast<MOMgrPending *>(taken);
-        MOMgrUnqueue(priv, pending);
+        Unqueue(priv, pending);
         /* A handler may drop listeners that stand further back; they leave the list then. */
         g_queue_push_tail(priv->answering, pending);
         while (!g_queue_is_empty(&pending->waiting)) {
@@ -386,40 +386,40 @@ void orvane_momgr_unload_object(OrvaneMOMgr *momgr, SkemaQormManagedObject *prox
         MOMgrDestroyFilter(momgr, owner.get());
     }
     if (clear)
-        MOMgrClear(proxy);
+        ClearProperties(proxy);
 }
 
 void orvane_momgr_load_object_weak_notify(gpointer data, GObject *proxy) {
-    OrvaneMOMgr *momgr = MOMgrCast(data);
+    OrvaneMOMgr *momgr = Cast(data);
     OrvaneMOMgrPrivate *priv = momgr->priv;
-    MOMgrPending *pending = MOMgrPendingOf(priv, proxy);
+    MOMgrPending *pending = FindPending(priv, proxy);
     while (!g_queue_is_empty(&pending->waiting)) {
         auto *listener = static_cast<OrvaneListener *>(g_queue_pop_head(&pending->waiting));
         if (listener == nullptr)
             continue;
         MOMgrForgetListener(momgr, listener);
-        /* Nobody will hear of the operation, and a listener of the library's own belongs to it. */
+        /* The operation ends without a signal, so it releases its internal listener. */
         if (OrvaneListener_IsInternal(listener))
             g_object_unref(listener);
     }
-    MOMgrUnqueue(priv, pending);
+    Unqueue(priv, pending);
     g_hash_table_remove(priv->pendingLoads, proxy);
 }
 
 void orvane_momgr_load_listener_weak_notify(gpointer data, GObject *listener) {
-    OrvaneMOMgr *momgr = MOMgrCast(data);
+    OrvaneMOMgr *momgr = Cast(data);
     OrvaneMOMgrPrivate *priv = momgr->priv;
-    SkemaQormManagedObject *proxy = MOMgrRemoveActive(priv, listener);
+    SkemaQormManagedObject *proxy = RemoveActive(priv, listener);
     for (GList *at = priv->answering->head; at != nullptr; at = at->next)
         g_queue_remove(&static_cast<MOMgrPending *>(at->data)->waiting, listener);
 
-    MOMgrPending *pending = MOMgrPendingOf(priv, proxy);
+    MOMgrPending *pending = FindPending(priv, proxy);
     if (pending == nullptr || !g_queue_remove(&pending->waiting, listener) ||
         !g_queue_is_empty(&pending->waiting))
         return;
-    /* The filter, if it was asked for, comes all the same. */
+    /* A filter whose creation was sent is created all the same. */
     g_object_weak_unref(G_OBJECT(proxy), orvane_momgr_load_object_weak_notify, momgr);
-    MOMgrUnqueue(priv, pending);
+    Unqueue(priv, pending);
     g_hash_table_remove(priv->pendingLoads, proxy);
 }
 
@@ -429,7 +429,7 @@ void orvane_session_retrieve_contents(OrvaneSession *session, GValueArray *filte
     g_return_if_fail(filterSpecSet);
     g_return_if_fail(listener == nullptr || ORVANE_IS_LISTENER(listener));
     if (orvane_session_get_state(session) != ORVANE_SESSION_CONNECTED) {
-        MOMgrAnswerAtOnce(listener, FALSE);
+        AcknowledgeAtOnce(listener, FALSE);
         return;
     }
     OrvaneMOMgr *moMgr = orvane_session_get_momgr(session);
@@ -442,23 +442,23 @@ void orvane_momgr_retrieve_contents(OrvaneMOMgr *momgr, GValueArray *filterSpecS
     g_return_if_fail(momgr);
     const auto holdManager = MOMgrHold(momgr);
     if (MOMgrSession(momgr) == nullptr || momgr->priv->collector == nullptr) {
-        MOMgrAnswerAtOnce(listener, FALSE);
+        AcknowledgeAtOnce(listener, FALSE);
         return;
     }
 
-    OrvaneListener *internal = MOMgrNewStep(momgr, orvane_momgr_retrieve_contents_cb);
+    OrvaneListener *internal = MOMgrNewListener(momgr, orvane_momgr_retrieve_contents_cb);
     if (listener != nullptr && MOMgrWatchListener(momgr, listener, nullptr))
         orvane_bind_listener(G_OBJECT(internal), listener);
     skema_qorm_core_property_collector_retrieve_contents(
         SKEMA_QORM_CORE_PROPERTY_COLLECTOR(momgr->priv->collector), filterSpecSet, internal);
-    MOMgrStepSent(momgr, internal);
+    CheckSent(momgr, internal);
 }
 
 void orvane_momgr_retrieve_contents_cb(OrvaneListener *internal, gpointer data) {
-    OrvaneMOMgr *momgr = MOMgrCast(data);
+    OrvaneMOMgr *momgr = Cast(data);
     const auto holdManager = MOMgrHold(momgr);
     const ObjectPtr<OrvaneListener> release(internal);
-    /* After a failure the application is not told now, but when the connection ends. */
+    /* After a failure the application's listener is answered only when the connection ends. */
     if (orvane_listener_get_state(internal) != ORVANE_LISTENER_SUCCEEDED)
         return;
 
@@ -469,7 +469,7 @@ void orvane_momgr_retrieve_contents_cb(OrvaneListener *internal, gpointer data) 
         contents = static_cast<GValueArray *>(g_value_get_boxed(&result.value));
     ScopedValue proxies(G_TYPE_VALUE_ARRAY);
     if (contents != nullptr)
-        g_value_take_boxed(&proxies.value, MOMgrApplyContents(momgr, contents).release());
+        g_value_take_boxed(&proxies.value, ApplyContents(momgr, contents).release());
 
     auto *listener = static_cast<OrvaneListener *>(
         g_object_get_qdata(G_OBJECT(internal), orvane_quark_listener()));

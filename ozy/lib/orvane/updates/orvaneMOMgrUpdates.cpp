@@ -1,5 +1,5 @@
-// The update stream: one call to the service's property collector that waits for changes, is answered,
-// has its changes applied, and is sent again.
+// The update stream: one call to the service's property collector waits for changes; its reply is applied,
+// and the call is sent again.
 #include <span>
 
 #include <orvane/schema/ozy.h>
@@ -12,11 +12,11 @@
 namespace {
 
 constexpr gint kMaxWaitSeconds = 300;
-/* The first version whose service can be told how long to wait. */
+/* The first version whose wait has a time limit. */
 constexpr char kVersionWithWaitOptions[] = "ozy25/4.1";
 
-/* Whether changes may still be applied; handlers of earlier ones may have ended the connection. */
-gboolean MOMgrIsFollowing(OrvaneMOMgr *momgr) {
+/* Whether changes may still be applied. Handlers of earlier changes may have ended the connection. */
+gboolean IsFollowing(OrvaneMOMgr *momgr) {
     return !momgr->priv->updatesStopped && MOMgrSession(momgr) != nullptr;
 }
 
@@ -24,7 +24,7 @@ gboolean IsFault(gpointer fault, GType type) {
     return g_type_check_instance_is_a(static_cast<GTypeInstance *>(fault), type);
 }
 
-void MOMgrApplyChange(OrvaneMOMgr *momgr, SkemaQormManagedObject *proxy, GObject *change) {
+void ApplyChange(OrvaneMOMgr *momgr, SkemaQormManagedObject *proxy, GObject *change) {
     char *name = nullptr;
     gint op = SKEMA_QORM_CORE_PROPERTY_COLLECTOR_CHANGE_ADD;
     g_object_get(change, "name", &name, "op", &op, nullptr);
@@ -36,20 +36,19 @@ void MOMgrApplyChange(OrvaneMOMgr *momgr, SkemaQormManagedObject *proxy, GObject
     orvane_momgr_update_property(momgr, G_OBJECT(proxy), name, &value.value, op);
 }
 
-void MOMgrApplyChanges(OrvaneMOMgr *momgr, SkemaQormManagedObject *proxy,
-                       const GValueArray *changeSet) {
+void ApplyChanges(OrvaneMOMgr *momgr, SkemaQormManagedObject *proxy, const GValueArray *changeSet) {
     const GType changeType = skema_qorm_core_property_collector_change_get_type();
     for (const GValue &element : std::span(changeSet->values, changeSet->n_values)) {
-        if (!MOMgrIsFollowing(momgr))
+        if (!IsFollowing(momgr))
             return;
         if (GObject *change = MOMgrGetObject(&element, changeType))
-            MOMgrApplyChange(momgr, proxy, change);
+            ApplyChange(momgr, proxy, change);
     }
 }
 
-/* The object's first values are in the proxy. The service also sends such an update for an object that is
- * loaded, when the stream starts from the beginning again; the loads then still count. */
-void MOMgrEnter(OrvaneMOMgr *momgr, SkemaQormManagedObject *proxy) {
+/* Answers a load when the first values are in the proxy. The service also sends "enter" for a loaded object
+ * when the stream starts from the beginning; its load count then stays. */
+void Enter(OrvaneMOMgr *momgr, SkemaQormManagedObject *proxy) {
     const auto *pending =
         static_cast<MOMgrPending *>(g_hash_table_lookup(momgr->priv->pendingLoads, proxy));
     if (pending != nullptr)
@@ -57,7 +56,7 @@ void MOMgrEnter(OrvaneMOMgr *momgr, SkemaQormManagedObject *proxy) {
     orvane_momgr_acknowledge_load(momgr, proxy, TRUE, nullptr);
 }
 
-void MOMgrApplyObject(OrvaneMOMgr *momgr, GObject *update) {
+void ApplyObject(OrvaneMOMgr *momgr, GObject *update) {
     SkemaQormManagedObject *object = nullptr;
     GValueArray *changes = nullptr;
     gint kind = SKEMA_QORM_CORE_PROPERTY_COLLECTOR_OBJECT_UPDATE_MODIFY;
@@ -72,12 +71,12 @@ void MOMgrApplyObject(OrvaneMOMgr *momgr, GObject *update) {
         return;
     }
     if (changeSet != nullptr)
-        MOMgrApplyChanges(momgr, proxy.get(), changeSet.get());
-    if (kind == SKEMA_QORM_CORE_PROPERTY_COLLECTOR_OBJECT_UPDATE_ENTER && MOMgrIsFollowing(momgr))
-        MOMgrEnter(momgr, proxy.get());
+        ApplyChanges(momgr, proxy.get(), changeSet.get());
+    if (kind == SKEMA_QORM_CORE_PROPERTY_COLLECTOR_OBJECT_UPDATE_ENTER && IsFollowing(momgr))
+        Enter(momgr, proxy.get());
 }
 
-void MOMgrApplyFilter(OrvaneMOMgr *momgr, GObject *filterUpdate) {
+void ApplyFilter(OrvaneMOMgr *momgr, GObject *filterUpdate) {
     GValueArray *updates = nullptr;
     g_object_get(filterUpdate, "objectSet", &updates, nullptr);
     ValueArrayPtr objectSet(updates);
@@ -86,14 +85,14 @@ void MOMgrApplyFilter(OrvaneMOMgr *momgr, GObject *filterUpdate) {
 
     const GType updateType = skema_qorm_core_property_collector_object_update_get_type();
     for (const GValue &element : std::span(objectSet->values, objectSet->n_values)) {
-        if (!MOMgrIsFollowing(momgr))
+        if (!IsFollowing(momgr))
             return;
         if (GObject *update = MOMgrGetObject(&element, updateType))
-            MOMgrApplyObject(momgr, update);
+            ApplyObject(momgr, update);
     }
 }
 
-void MOMgrApplyUpdates(OrvaneMOMgr *momgr, GObject *updateSet) {
+void ApplyUpdates(OrvaneMOMgr *momgr, GObject *updateSet) {
     OrvaneMOMgrPrivate *priv = momgr->priv;
     GValueArray *filters = nullptr;
     g_free(priv->collectorVersion);
@@ -104,14 +103,14 @@ void MOMgrApplyUpdates(OrvaneMOMgr *momgr, GObject *updateSet) {
 
     const GType filterType = skema_qorm_core_property_collector_filter_update_get_type();
     for (const GValue &element : std::span(filterSet->values, filterSet->n_values)) {
-        if (!MOMgrIsFollowing(momgr))
+        if (!IsFollowing(momgr))
             return;
         if (GObject *filterUpdate = MOMgrGetObject(&element, filterType))
-            MOMgrApplyFilter(momgr, filterUpdate);
+            ApplyFilter(momgr, filterUpdate);
     }
 }
 
-void MOMgrInterrupt(OrvaneMOMgr *momgr) {
+void Interrupt(OrvaneMOMgr *momgr) {
     momgr->priv->updatesStopped = TRUE;
     g_clear_weak_pointer(&momgr->priv->updatesListener);
     if (OrvaneSession *session = MOMgrSession(momgr))
@@ -126,16 +125,16 @@ gboolean IsConnectionRefused(gpointer fault) {
     return errorCode == BASICHTTP_ERROR_COULDNT_CONNECT;
 }
 
-void MOMgrUpdatesFailed(OrvaneMOMgr *momgr, OrvaneListener *internal) {
+void HandleFailure(OrvaneMOMgr *momgr, OrvaneListener *internal) {
     const ObjectPtr<SkemaQormMethodFault> fault(orvane_listener_get_fault(internal));
     if (IsFault(fault.get(), skema_qorm_core_invalid_collector_version_get_type()))
         g_clear_pointer(&momgr->priv->collectorVersion, g_free);
     else if (IsFault(fault.get(), skema_ozy_fault_no_permission_get_type()) ||
              IsConnectionRefused(fault.get()))
-        MOMgrInterrupt(momgr);
+        Interrupt(momgr);
 }
 
-void MOMgrSendWait(OrvaneMOMgr *momgr, OrvaneSession *session, OrvaneListener *internal) {
+void SendWait(OrvaneMOMgr *momgr, OrvaneSession *session, OrvaneListener *internal) {
     auto *collector = SKEMA_QORM_CORE_PROPERTY_COLLECTOR(momgr->priv->collector);
     const char *version = momgr->priv->collectorVersion;
     if (!orvane_session_has_version(session, kVersionWithWaitOptions)) {
@@ -171,17 +170,17 @@ void orvane_momgr_wait_for_updates(OrvaneMOMgr *momgr) {
     if (priv->updatesInFlight || priv->collector == nullptr || session == nullptr)
         return;
 
-    const auto internal = MOMgrHold(MOMgrNewStep(momgr, orvane_momgr_updates_cb));
+    const auto internal = MOMgrHold(MOMgrNewListener(momgr, orvane_momgr_updates_cb));
     g_set_weak_pointer(&priv->updatesListener, internal.get());
     priv->updatesInFlight = TRUE;
     priv->updatesStopped = FALSE;
-    MOMgrSendWait(momgr, session, internal.get());
+    SendWait(momgr, session, internal.get());
 
-    /* No reply will come for a call that could not be sent, so nothing would start the next. */
+    /* A call that could not be sent gets no reply, so nothing would start the next. */
     if (!OrvaneSession_HasCall(session, internal.get())) {
-        g_object_unref(internal.get()); /* the reference that was the call's */
+        g_object_unref(internal.get()); /* the reference of the call */
         priv->updatesInFlight = FALSE;
-        MOMgrInterrupt(momgr);
+        Interrupt(momgr);
     }
 }
 
@@ -204,7 +203,7 @@ void orvane_momgr_cancel_updates(OrvaneMOMgr *momgr, OrvaneListener *listener) {
 void orvane_momgr_updates_cb(OrvaneListener *internal, gpointer data) {
     auto *momgr = static_cast<OrvaneMOMgr *>(data);
     OrvaneMOMgrPrivate *priv = momgr->priv;
-    /* The session goes last: the objects of the update look for the manager through it. */
+    /* The session is released last: the objects of the update find the manager through it. */
     const auto holdSession = MOMgrHold(MOMgrSession(momgr));
     const auto holdManager = MOMgrHold(momgr);
     priv->updatesInFlight = FALSE;
@@ -215,12 +214,12 @@ void orvane_momgr_updates_cb(OrvaneListener *internal, gpointer data) {
         GObject *updateSet =
             MOMgrGetObject(&result.value, skema_qorm_core_property_collector_update_set_get_type());
         if (updateSet != nullptr)
-            MOMgrApplyUpdates(momgr, updateSet);
+            ApplyUpdates(momgr, updateSet);
         else
-            MOMgrUpdatesFailed(momgr, internal);
+            HandleFailure(momgr, internal);
         if (priv->updatesListener == internal)
             g_clear_weak_pointer(&priv->updatesListener);
     }
-    if (MOMgrIsFollowing(momgr))
+    if (IsFollowing(momgr))
         orvane_momgr_wait_for_updates(momgr);
 }

@@ -1,5 +1,5 @@
-// Filter specs from lists of arguments. They are objects of the schema like any other; what is built here
-// could be built with g_object_new() too, at ten times the length.
+// Filter specs from lists of arguments. They are ordinary objects of the schema, which g_object_new() could
+// make as well, in ten times as many lines.
 #include <cstdarg>
 #include <span>
 
@@ -29,13 +29,13 @@ void Append(GValueArray *array, GType type, gpointer object) {
     g_value_array_append(array, &value.value);
 }
 
-/* Where the objects of a list go, by their class. */
+/* Collects the objects of a list that are of one class. */
 struct Heap {
     GType type;
     ValueArrayPtr array;
 };
 
-/* Sorts the objects of a list; those of no heap's class are left out. */
+/* Sorts the objects of a list into heaps. Objects of other classes are left out. */
 void Collect(std::span<Heap> heaps, gboolean takeOwnership, va_list arguments) {
     while (gpointer object = va_arg(arguments, gpointer)) {
         for (Heap &heap : heaps) {
@@ -53,7 +53,7 @@ void SetArray(GObject *object, const char *name, const GValueArray *array) {
     g_object_set(object, name, array, nullptr);
 }
 
-/* Collects selection specs in "selectSet"; none at all leave it out. */
+/* Collects selection specs in "selectSet", which is not set if there are none. */
 void SetSelections(GObject *object, gboolean takeOwnership, va_list arguments) {
     Heap heap = {SpecTypes().selection, ValueArrayPtr(g_value_array_new(0))};
     Collect({&heap, 1}, takeOwnership, arguments);

@@ -11,14 +11,14 @@
 
 namespace {
 
-/* Deeper than any real path. Objects that are made on the way nest as deep as the path. */
+/* More than any real path has. Objects that are created for a path nest as deep as the path. */
 constexpr int kMaxDepth = 100;
 
 struct FreeClass {
     void operator()(gpointer cls) const { g_type_class_unref(cls); }
 };
 
-/* Where the first piece of a path ends; npos if it is the last. Dots between brackets are part of it. */
+/* The end of the first piece of a path; npos if it is the last. Dots between brackets belong to the piece. */
 size_t PieceEnd(std::string_view path) {
     const size_t dot = path.find('.');
     if (dot == path.npos || path.substr(0, dot).find('[') == path.npos)
@@ -27,7 +27,7 @@ size_t PieceEnd(std::string_view path) {
     return bracket == path.npos ? path.npos : path.find('.', bracket);
 }
 
-/* The object in a property, made if there is none yet. */
+/* The object in a property, which is created if there is none. */
 ObjectPtr<GObject> EnterProperty(GObject *object, const std::string &name) {
     const GParamSpec *pspec = OrvaneUpdatePath_FindProperty(object, name.c_str());
     if (pspec == nullptr || !g_type_is_a(pspec->value_type, G_TYPE_OBJECT))
@@ -38,7 +38,7 @@ ObjectPtr<GObject> EnterProperty(GObject *object, const std::string &name) {
     if (gpointer held = g_value_get_object(&value.value))
         return MOMgrHold(static_cast<GObject *>(held));
 
-    /* a managed object without an id would be no object of the service */
+    /* a new proxy would have no id, so it could not be one of the service's objects */
     if (g_type_is_a(pspec->value_type, skema_qorm_managed_object_get_type()) ||
         G_TYPE_IS_ABSTRACT(pspec->value_type))
         return nullptr;
@@ -105,7 +105,7 @@ bool HasKey(const GValue *element, const char *text, gint number) {
     return Equals(&key.value, text, number);
 }
 
-/* What the elements of an array are, which the first one tells: the property "key" of objects. */
+/* The property "key" of the elements, by the class of the first; NULL if they have none. */
 const GParamSpec *KeyOfElements(const GValue *first) {
     GObject *object = MOMgrGetObject(first, G_TYPE_OBJECT);
     const GType type = object != nullptr ? G_OBJECT_TYPE(object) : G_VALUE_TYPE(first);
@@ -113,13 +113,13 @@ const GParamSpec *KeyOfElements(const GValue *first) {
     return g_object_class_find_property(static_cast<GObjectClass *>(cls.get()), "key");
 }
 
-/* How an array is searched: whether its elements can have a key at all, and where the key was found. */
+/* The result of a search in an array: whether its elements can have keys, and the index of the key. */
 struct Search {
     bool isPossible;
     gint index;
 };
 
-/* A key that no object of the array has falls on the first. */
+/* Searches an array. A key that no object has selects the first object. */
 Search FindDataObject(const GValueArray *array, const char *key) {
     const GParamSpec *pspec = KeyOfElements(&array->values[0]);
     if (pspec == nullptr)
@@ -183,6 +183,16 @@ GParamSpec *OrvaneUpdatePath_FindProperty(GObject *object, const char *name) {
     return pspec;
 }
 
+ValueArrayPtr OrvaneUpdatePath_GetArray(GObject *object, const GParamSpec *pspec) {
+    ScopedValue held(G_TYPE_VALUE_ARRAY);
+    g_object_get_property(object, pspec->name, &held.value);
+    if (held.value.data[1].v_uint & G_VALUE_NOCOPY_CONTENTS)
+        return ValueArrayPtr(static_cast<GValueArray *>(g_value_dup_boxed(&held.value)));
+    ValueArrayPtr array(static_cast<GValueArray *>(g_value_get_boxed(&held.value)));
+    held.value = G_VALUE_INIT; /* the copy that it held is the caller's now */
+    return array;
+}
+
 std::string OrvaneUpdatePath_PropertyName(std::string_view piece) {
     return std::string(piece.substr(0, piece.find('[')));
 }
@@ -230,9 +240,7 @@ GValueArray *orvane_momgr_extract_array_element(OrvaneMOMgr *momgr, GObject *obj
     const GParamSpec *pspec = OrvaneUpdatePath_FindProperty(object, name.c_str());
     if (pspec == nullptr || pspec->value_type != G_TYPE_VALUE_ARRAY)
         return nullptr;
-    ScopedValue value(G_TYPE_VALUE_ARRAY);
-    g_object_get_property(object, pspec->name, &value.value);
-    ValueArrayPtr array(static_cast<GValueArray *>(g_value_dup_boxed(&value.value)));
+    ValueArrayPtr array = OrvaneUpdatePath_GetArray(object, pspec);
     if (array == nullptr || array->n_values == 0)
         return nullptr;
 

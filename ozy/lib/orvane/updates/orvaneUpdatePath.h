@@ -1,5 +1,5 @@
 /*
- * orvaneUpdatePath.h -- where the path of an update leads
+ * orvaneUpdatePath.h -- resolves the paths of updates
  *
  *   path   = piece *("." piece)
  *   piece  = property / property "[" key "]"
@@ -10,12 +10,12 @@
  *   config.extraConfig["a.b"].value          the element whose "key" is the text a.b
  *   datastore["datastore-11"]                the managed object with that id
  *
- * A property on the way that holds no object gets a new one, so that an update can fill it. Paths come
- * from the service and may be anything: one that leads nowhere resolves to no object.
+ * If a property on the way holds no object, one is created, so that an update can fill it. Paths come from
+ * the service and may have any form: one that does not fit the objects resolves to no object.
  *
- * Ownership: results are the caller's.
- * Errors:    keys of another form warn, as GLib's checks do; all else is silent.
- * Callbacks: filling a property on the way notifies it.
+ * Ownership: the caller owns the results.
+ * Errors:    a key of another form raises a GLib warning; nothing else does.
+ * Callbacks: the creation of an object on the way emits "notify".
  * Threads:   the loop's.
  */
 #pragma once
@@ -27,8 +27,8 @@
 #include "ozy/lib/orvane/updates/orvaneMOMgr.h"
 
 struct OrvaneUpdateTarget {
-    ObjectPtr<GObject> object; /* NULL: the path leads nowhere */
-    std::string last;          /* the last piece, which is for the operation to read */
+    ObjectPtr<GObject> object; /* NULL if the path does not resolve */
+    std::string last;          /* the last piece, to which the operation applies */
 };
 
 OrvaneUpdateTarget OrvaneUpdatePath_Resolve(OrvaneMOMgr *momgr, GObject *object,
@@ -37,8 +37,11 @@ OrvaneUpdateTarget OrvaneUpdatePath_Resolve(OrvaneMOMgr *momgr, GObject *object,
 /* The piece without its key. */
 std::string OrvaneUpdatePath_PropertyName(std::string_view piece);
 
-/* The property of a class with a name, if it can be read and written; NULL otherwise. */
+/* The property with a name, if it can be read and written; otherwise NULL. */
 GParamSpec *OrvaneUpdatePath_FindProperty(GObject *object, const char *name);
+
+/* A copy of the array in a property; NULL if there is none. */
+ValueArrayPtr OrvaneUpdatePath_GetArray(GObject *object, const GParamSpec *pspec);
 
 G_BEGIN_DECLS
 
@@ -50,13 +53,13 @@ G_BEGIN_DECLS
  * @indexOut: (out): index of the element with that key. If there is none: 0 for an array of objects,
  *   -1 for one of texts or numbers.
  *
- * Returns: (transfer full) (nullable): a copy of the array, whose objects are the array's own; %NULL if
- *   the array is empty, has no such elements as can have keys, or is none
+ * Returns: (transfer full) (nullable): a copy of the array, with references to the same objects; %NULL if the
+ *   array is empty, its elements cannot have keys, or the property is not an array
  */
 GValueArray *orvane_momgr_extract_array_element(OrvaneMOMgr *momgr, GObject *object,
                                                 const char *path, gint *indexOut);
 
-/* The number that a key says; -1 with a warning if it is none. */
+/* The number in a key; -1 with a warning if it is not one. */
 gint orvane_momgr_key_get_int(const char *text);
 
 /* (transfer full) (nullable): the text between a key's quotes; NULL with a warning if it is too short. */

@@ -13,7 +13,7 @@ using BasicHttpErrors = BasicHttpFixture;
 /* A name that is looked up in vain without asking anybody: a part of it is too long. */
 const std::string kNoName = std::string(64, 'a') + ".invalid";
 
-/* A port that nobody listens on. */
+/* A port without a listener. */
 int ClosedPort() {
     CannedServer server;
     return server.Port();

@@ -1,4 +1,4 @@
-// Redirects: which are followed, with what, and that a refused one reaches nobody.
+// Redirects: which are followed, with what, and that a refused one has no effect on the other server.
 #include "tests/apps/lib/basicHttp/httpFixture.h"
 #include "tests/apps/lib/basicHttp/tlsPeer.h"
 

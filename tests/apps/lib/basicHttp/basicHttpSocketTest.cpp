@@ -121,4 +121,46 @@ TEST_F(BasicHttpSockets, ALoopThatTakesNothingIsLogged) {
     testLoop::SetRefusing(false);
 }
 
+/* Each row runs two rounds over 64 servers; a kept connection is accepted once. */
+TEST_F(BasicHttpSockets, AsManyConnectionsAreKeptAsAreNeeded) {
+    const struct {
+        guint limit;
+        size_t numJars; /* one for each server, or one for all */
+        bool isAtOnce;
+        bool isKept;
+    } rows[] = {{4096, 64, false, true}, {4096, 1, true, true}, {16, 64, false, false}};
+    std::vector<CannedServer> servers(64);
+    for (CannedServer &each : servers)
+        each.Answer([](const CannedRequest &) { return HttpReply(""); });
+    for (const auto &row : rows) {
+        InitAgain();
+        BasicHttp_SetMaxKeptConnections(row.limit);
+        std::vector<BasicHttpCookieJar *> jars;
+        for (size_t i = 0; i < row.numJars; i++)
+            jars.push_back(BasicHttp_CreateCookieJar());
+        std::vector<int> before;
+        for (const CannedServer &each : servers)
+            before.push_back(each.NumConnections());
+        for (int round = 0; round < 2; round++) {
+            std::vector<Outcome> outcomes(servers.size());
+            for (size_t i = 0; i < servers.size(); i++) {
+                Send(BasicHttp_CreateRequest(servers[i].Url("/").c_str(), BASICHTTP_METHOD_POST,
+                                             jars[i % row.numJars], nullptr, "<x/>"),
+                     &outcomes[i]);
+                if (!row.isAtOnce)
+                    RunUntilDone(outcomes[i]);
+            }
+            for (const Outcome &outcome : outcomes)
+                RunUntilDone(outcome);
+        }
+        size_t numAccepted = 0;
+        for (size_t i = 0; i < servers.size(); i++)
+            numAccepted += size_t(servers[i].NumConnections() - before[i]);
+        EXPECT_EQ(row.isKept, numAccepted == servers.size()) << numAccepted;
+        for (BasicHttpCookieJar *jar : jars)
+            BasicHttp_FreeCookieJar(jar);
+    }
+    BasicHttp_SetMaxKeptConnections(4096);
+}
+
 } // namespace

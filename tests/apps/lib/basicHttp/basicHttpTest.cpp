@@ -5,6 +5,8 @@
 
 namespace {
 
+void NoContext(BasicHttpRequest *, gpointer, gpointer) {}
+
 using BasicHttp = BasicHttpFixture;
 
 struct MethodRow {
@@ -271,7 +273,7 @@ void EndAtEveryStep(CannedServer *server, const std::function<void(BasicHttpRequ
                 end(std::exchange(request, nullptr));
         });
         outcome.then = [&](BasicHttpRequest *done) {
-            EXPECT_EQ(done, request) << "heard of after its end";
+            EXPECT_EQ(done, request) << "reported after its end";
             request = nullptr;
             isOver = true;
             BasicHttp_FreeRequest(done);
@@ -385,6 +387,44 @@ TEST_F(BasicHttp, NothingOfARequestStaysForTheNext) {
     EXPECT_STREQ(head.get(), server.Requests()[1].head.c_str());
 }
 
+TEST_F(BasicHttp, HandlesAreSharedByRequestsWithEqualSettings) {
+    using Set = void (*)(BasicHttpRequest *);
+    const Set rows[] = {
+        [](BasicHttpRequest *) {},
+        [](BasicHttpRequest *r) { r->settings.flags = BASICHTTP_REQUEST_NODELAY; },
+        [](BasicHttpRequest *r) { BasicHttp_SetProxy(r, nullptr, BASICHTTP_PROXY_NONE); },
+        [](BasicHttpRequest *r) { r->settings.proxyType = BASICHTTP_PROXY_HTTP; },
+        [](BasicHttpRequest *r) { BasicHttp_SetNoProxy(r, ""); },
+        [](BasicHttpRequest *r) { BasicHttp_SetSslManualVerification(r, TRUE); },
+        [](BasicHttpRequest *r) { BasicHttp_SetSslVerification(r, TRUE); },
+        [](BasicHttpRequest *r) { BasicHttp_SetSslCtxProc(r, NoContext); },
+        [](BasicHttpRequest *r) { BasicHttp_SetSslAuthorities(r, "x", nullptr); },
+        [](BasicHttpRequest *r) { BasicHttp_SetSslAuthorities(r, nullptr, "x"); },
+        [](BasicHttpRequest *r) { BasicHttp_SetSslCrlFilePath(r, "x"); },
+        [](BasicHttpRequest *r) { BasicHttp_DisableConnectionTimeoutWorkaround(r); },
+        [](BasicHttpRequest *r) { BasicHttp_SetConnectTimeout(r, 9); },
+        [](BasicHttpRequest *r) { BasicHttp_SetFreshConnection(r); },
+        [](BasicHttpRequest *r) { BasicHttp_ForbidReuse(r); },
+    };
+    AnswerAll(HttpReply(""));
+    BasicHttpCookieJar *jar = BasicHttp_CreateCookieJar();
+    const auto run = [&](Set set, const char *body) {
+        BasicHttpRequest *request = Request("/x", BASICHTTP_METHOD_POST, body, jar);
+        set(request);
+        Run(request);
+    };
+    for (size_t i = 0; i < std::size(rows); i++) {
+        for (int times = 0; times < 2; times++) {
+            run(rows[i], "<x/>");
+            EXPECT_EQ(i + 1, curlGlobalState->keptHandles.size()) << i;
+        }
+    }
+    run(rows[0], std::string(100000, 'x').c_str()); /* its body is read piece by piece */
+    EXPECT_EQ(std::size(rows), curlGlobalState->keptHandles.size());
+    EXPECT_EQ(1u, curlGlobalState->idleHandles.size());
+    BasicHttp_FreeCookieJar(jar);
+}
+
 /* Calls of a session leave most of their options in the handle; what differs must not stay. */
 TEST_F(BasicHttp, NothingOfACallStaysForTheNext) {
     BasicHttpCookieJar *jars[] = {BasicHttp_CreateCookieJar(), BasicHttp_CreateCookieJar()};
@@ -412,7 +452,7 @@ TEST_F(BasicHttp, NothingOfACallStaysForTheNext) {
     BasicHttp_FreeRequest(cancelled);
     Run(call("/5", "", jars[1]));
     Run(call("/6", "<six/>", jars[0]));
-    EXPECT_EQ(1u, curlGlobalState->plainHandles.size());
+    EXPECT_EQ(1u, curlGlobalState->keptHandles.size());
 
     const char *heads[] = {
         "POST /1 HTTP/1.1\r\nHost: %h\r\nUser-Agent: other\r\nAccept: */*\r\nCookie: a=b\r\n"

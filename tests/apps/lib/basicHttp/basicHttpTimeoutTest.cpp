@@ -13,7 +13,7 @@ constexpr gint64 kSecond = 1000000;
 
 using BasicHttpTimeouts = BasicHttpFixture;
 
-/* A port on which connections are not refused, but never come to stand: its queue is full. */
+/* A port on which connections are neither refused nor established: its queue is full. */
 class FullPort {
 public:
     FullPort() {
@@ -82,7 +82,7 @@ TEST_F(BasicHttpTimeouts, AConnectionThatStandsMayGoOnWaiting) {
         AdvanceClock(11 * kSecond);
         testLoop::Settle();
         EXPECT_EQ(0, outcome.numCalls) << how;
-        EXPECT_EQ(0u, request->connectTimeout);
+        EXPECT_EQ(0u, request->settings.connectTimeout);
         server.Send(server.Requests().back().connection, HttpReply("late").bytes);
         RunUntilDone(outcome);
         EXPECT_EQ("late", outcome.content) << how;

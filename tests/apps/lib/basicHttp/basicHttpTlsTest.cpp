@@ -79,6 +79,7 @@ TEST_F(BasicHttpTls, TheCertificateOfAProxyIsNotTheApplications) {
 }
 
 TEST_F(BasicHttpTls, TheCertificateOfThePeerIsTheApplications) {
+    SSL_Init(nullptr, nullptr, nullptr);
     const TlsPeer peer(
         [](const std::string &) { return "HTTP/1.1 200 x\r\nContent-Length: 2\r\n\r\nok"; });
     BasicHttpRequest *request = BasicHttp_CreateRequest(peer.Url("/").c_str(), BASICHTTP_METHOD_GET,

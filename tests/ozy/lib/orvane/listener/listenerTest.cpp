@@ -35,8 +35,8 @@ struct Value {
     Value(const Value &) = delete;
 };
 
-/* A listener and all that it says, each with the state that it was in: "success 16". It releases the
- * listener when it says a certain thing. */
+/* A listener and all its signals, each with the state at that time: "success 16". Releases the listener in the
+ * signal that dropAt names. */
 class Recorder {
 public:
     Events events;
@@ -98,7 +98,7 @@ TEST(Listener, IsUnusedWhenNew) {
     EXPECT_FALSE(orvane_listener_cancel(recorder.listener));
 }
 
-TEST(Listener, TellsOfAReplyInOrder) {
+TEST(Listener, EmitsTheSignalsOfAReplyInOrder) {
     const struct {
         const char *name;
         gboolean success;
@@ -168,7 +168,7 @@ TEST(Listener, HandsOutCopiesOfItsResult) {
     const Value reply(7);
     orvane_listener_set_return_type(recorder.listener, G_TYPE_INT, FALSE);
     orvane_listener_acknowledge(recorder.listener, TRUE, &reply.value);
-    Value result(1); /* what the caller had in it is released */
+    Value result(1); /* the value that the caller passed is released */
     EXPECT_TRUE(orvane_listener_get_result(recorder.listener, &result.value));
     EXPECT_EQ(7, g_value_get_int(&result.value));
     GValue *property = nullptr;
@@ -204,7 +204,7 @@ TEST(Listener, RefusesAStateThatIsNone) {
     EXPECT_THAT(recorder.Take(), IsEmpty());
 }
 
-TEST(Listener, SaysNothingMoreOnceDropped) {
+TEST(Listener, EmitsNothingMoreOnceReleased) {
     const std::pair<const char *, Events> rows[] = {
         {"notify::result", {"notify::result 2"}},
         {"notify::state", {"notify::result 2", "notify::state 4"}},
@@ -279,7 +279,7 @@ TEST(Listener, FollowsATask) {
         {"cancelled beats success",
          {{kSuccess, TRUE, 0}},
          {"progress 2", "notify::state 32", "failure 32"}},
-        {"told once",
+        {"the end is signalled once",
          {{kSuccess, FALSE, 0}, {kSuccess, FALSE, 0}},
          {"progress 2", "notify::state 16", "success 16"}},
     };
@@ -320,7 +320,7 @@ TEST(Listener, ReadsTheTaskOnDemand) {
     EXPECT_EQ(7, g_value_get_int(&result.value));
 }
 
-TEST(Listener, MayBeDroppedInEachWordOfATask) {
+TEST(Listener, MayBeReleasedInEachSignalOfATask) {
     for (const char *dropAt : {"progress", "notify::state", "acknowledge", "success"}) {
         SCOPED_TRACE(dropAt);
         Task task;
@@ -363,7 +363,7 @@ TEST(Listener, BeginsEachOperationAnew) {
     EXPECT_EQ(4u, orvane_listener_get_operation_count(recorder.listener));
 }
 
-TEST(Listener, MayBeDroppedByWhatItsOldFaultReleases) {
+TEST(Listener, MayDieWhenItsOldFaultIsReleased) {
     Recorder recorder;
     Value fault(SKEMA_TYPE_QORM_METHOD_FAULT, OrvaneFault_NewUnexpected());
     orvane_listener_acknowledge(recorder.listener, FALSE, &fault.value);
@@ -378,7 +378,7 @@ TEST(Listener, MayBeDroppedByWhatItsOldFaultReleases) {
     EXPECT_THAT(recorder.Take(), IsEmpty());
 }
 
-TEST(Listener, LetsGoOfAFormerTask) {
+TEST(Listener, FollowsOnlyTheLatestTask) {
     Task first;
     Task second;
     Recorder recorder;

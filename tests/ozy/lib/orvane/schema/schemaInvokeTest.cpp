@@ -205,4 +205,9 @@ TEST_F(SchemaInvoke, AnObjectThatCannotBeCalledIsAWarningAndNoRequest) {
     EXPECT_EQ(before, service->server.Requests().size());
 }
 
+TEST(SchemaInvokeDeathTest, AMethodPastTheTablesEndsTheProcess) {
+    EXPECT_DEATH(orvane_schema_invoke(SchemaEngine_Tables()->numMethods, nullptr, nullptr), "");
+    EXPECT_DEATH(orvane_schema_get_type(SchemaEngine_Tables()->numTypes), "");
+}
+
 } // namespace

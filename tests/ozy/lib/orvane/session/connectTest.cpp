@@ -1,4 +1,4 @@
-// Connecting: the requests of each kind of connection, and what ends the chain.
+// Connects: the requests of each kind, and each end of the chain.
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -317,7 +317,7 @@ TEST_F(LocalConnect, ReadsNoOtherFiles) {
 
 /* -- failures ------------------------------------------------------------------------------------- */
 
-TEST_F(Connect, TellsWhichStepFailed) {
+TEST_F(Connect, ReportsWhichStepFailed) {
     const std::string noManager = Reference("propertyCollector", "PropertyCollector", "pc");
     const std::string noCollector = Reference("sessionManager", "SessionManager", "sm");
     const auto content = [](const std::string &inner) {
@@ -347,7 +347,7 @@ TEST_F(Connect, TellsWhichStepFailed) {
         service = std::make_unique<Service>();
         service->answers[row.step] = row.answer;
         if (std::string(row.step) == "CreateFilter")
-            service->answers["WaitForUpdatesEx"] = {}; /* says nothing of any object */
+            service->answers["WaitForUpdatesEx"] = {}; /* sends no update */
         states.clear();
         EXPECT_EQ(row.told, SessionTest::Connect());
         EXPECT_EQ(ORVANE_SESSION_DISCONNECTED, State());
@@ -369,7 +369,7 @@ TEST_F(Connect, NeedsADisconnectedSession) {
     EXPECT_EQ("success", SessionTest::Connect());
 }
 
-TEST_F(Connect, EndsWhenAnotherIsAskedForMeanwhile) {
+TEST_F(Connect, EndsWhenAnotherBeginsMeanwhile) {
     for (const char *step :
          {"ozyServiceVersions.xml", "RetrieveServiceContent", "Login", "WaitForUpdatesEx"}) {
         SCOPED_TRACE(step);
@@ -387,7 +387,7 @@ TEST_F(Connect, EndsWhenAnotherIsAskedForMeanwhile) {
     }
 }
 
-/* While the roles are being loaded, the connect's listener is all that the application may wait for. */
+/* While the roles are being loaded, the application may have nothing but the listener of the connect. */
 class RolesLoad : public Connect {
 protected:
     Told connect, disconnect;
@@ -406,10 +406,11 @@ protected:
     /* Runs the action once when the session gets into a state. */
     void At(int state, std::function<void()> action) {
         onState = [this, state, action](int now) {
-            if (now == state) {
-                onState = nullptr;
-                action();
-            }
+            if (now != state)
+                return;
+            const auto run = action;
+            onState = nullptr; /* frees this function */
+            run();
         };
     }
     void Disconnect() { orvane_session_disconnect(session, disconnect.listener); }
@@ -491,7 +492,7 @@ TEST_F(RolesLoad, OfAHijackedSessionIsCanceledWhenItIsReleased) {
     EXPECT_THAT(ends, ElementsAre("disconnect success", "connect failure RequestCanceled"));
 }
 
-TEST_F(RolesLoad, WhoeverHearsOfTheCancelingMayDoAnything) {
+TEST_F(RolesLoad, AllowsAnythingInAHandlerOfTheCancel) {
     const std::function<void()> actions[] = {
         [&] { orvane_session_connect(session, Url().c_str(), "u", "p", nullptr); },
         [&] { g_clear_object(&session); },

@@ -1,7 +1,7 @@
-// Calls: what is sent, what each reply is told as, and who owns what when things end early.
+// Calls: requests, the report of each reply, and ownership when something ends early.
 #include "ozy/lib/orvane/listener/orvaneListener.h"
 #include "ozy/lib/orvane/runtime/roomsAbove.h"
-#include "tests/ozy/lib/orvane/session/sessionFixture.h"
+#include "tests/ozy/lib/orvane/updates/updateTexts.h"
 
 namespace {
 
@@ -20,7 +20,7 @@ protected:
         Wait(told);
         return told.text;
     }
-    /* Without what the parser has to say. */
+    /* Without the line of the parser. */
     static std::string SessionLog() {
         const std::string text = LogText();
         return text.starts_with("I SOAP: ") ? text.substr(text.find('\n') + 1) : text;
@@ -49,7 +49,29 @@ std::string Body(const std::string &inner, const char *prefix = "soapenv",
            ">";
 }
 
-TEST_F(Invoke, TellsOfEachReply) {
+/* The service closes a kept connection when it has read the call. */
+TEST_F(Invoke, OnlyWhatReadsIsSentTwice) {
+    const std::pair<const char *, size_t> rows[] = {
+        {"RetrieveProperties", 2}, {"RetrievePropertiesEx", 2},   {"CurrentTime", 2},
+        {"PowerOnVM_Task", 1},     {"RetrieveServiceContent", 2}, {"RetrievePropertiesOfAll", 1}};
+    for (const auto &[method, times] : rows) {
+        EXPECT_EQ("success", Call()) << "leaves a connection";
+        service->answers[method] = HttpReply("");
+        service->answers[method].cutAfter = 0;
+        const size_t before = service->Count(method);
+        Told told;
+        orvane_session_invoke_method(session, G_OBJECT(Instance().get()), method, told.listener,
+                                     nullptr);
+        Wait(told);
+        EXPECT_EQ(times == 1 ? "failure InvalidResponse 48 0" : "failure InvalidResponse 52 0",
+                  told.text);
+        EXPECT_EQ(before + times, service->Count(method)) << method;
+        service->answers["CurrentTime"] =
+            Reply("CurrentTime", "2026-01-02T03:04:05Z", "xsi:type=\"xsd:dateTime\"");
+    }
+}
+
+TEST_F(Invoke, ReportsEachReply) {
     const std::string good = "<CurrentTimeResponse/>";
     const struct {
         const char *name;
@@ -68,6 +90,10 @@ TEST_F(Invoke, TellsOfEachReply) {
         {"a page that is no XML", HttpReply("busy", 503), "failure InvalidResponse 0 503 busy",
          "I BasicHttpOnSent: xmlReadMemory (NULL == xmlDoc) errorCode 0 responseCode 503 message "
          "busy\n"},
+        {"a page that quotes a login", HttpReply("busy: &lt;password&gt;p&lt;/password&gt;", 503),
+         "failure InvalidResponse 0 503 busy: &lt;password&gt;p&lt;/password&gt;",
+         "I BasicHttpOnSent: xmlReadMemory (NULL == xmlDoc) errorCode 0 responseCode 503 message "
+         "busy: &lt;password&gt;[redacted]&lt;/password&gt;\n"},
         {"nothing", HttpReply("", 200), "failure InvalidResponse 0 200",
          "I BasicHttpOnSent: xmlReadMemory (NULL == xmlDoc) errorCode 0 responseCode 200 message "
          "\n"},
@@ -132,7 +158,7 @@ TEST_F(Invoke, SendsTheCallersOwnValues) {
               service->Last("Own").body);
 }
 
-TEST_F(Invoke, UsesAFreshConnectionIfAskedTo) {
+TEST_F(Invoke, UsesAFreshConnectionIfSet) {
     EXPECT_EQ("success", Call());
     const int kept = service->server.NumConnections();
     EXPECT_EQ("success", Call());
@@ -168,7 +194,7 @@ TEST_F(Invoke, KeepsTheSessionAlive) {
 
 TEST_F(Invoke, IsCancelledByTheDeathOfItsListener) {
     const int open = service->server.NumOpenConnections();
-    for (int i = 0; i < 3; i++) { /* what is left of one goes with the next */
+    for (int i = 0; i < 3; i++) { /* the next call frees what is left of one */
         Told told;
         Begin(told);
         g_clear_object(&told.listener);
@@ -179,7 +205,7 @@ TEST_F(Invoke, IsCancelledByTheDeathOfItsListener) {
     EXPECT_THAT(LogText(), IsEmpty());
 }
 
-TEST_F(Invoke, TellsNothingOnceCancelled) {
+TEST_F(Invoke, EmitsNothingOnceCancelled) {
     Told told;
     Begin(told);
     EXPECT_TRUE(OrvaneSession_HasCall(session, told.listener));
@@ -199,6 +225,30 @@ TEST_F(Invoke, TellsNothingOnceCancelled) {
     EXPECT_EQ("failure NotSupported", Call()) << "the session goes on";
 }
 
+/* Each call has a reference of its own. */
+TEST_F(Invoke, AllowsOneListenerForSeveralCalls) {
+    Told dropped;
+    for (int i = 0; i < 3; i++)
+        Begin(dropped);
+    g_clear_object(&dropped.listener);
+    testLoop::Settle();
+    EXPECT_EQ(0, dropped.times);
+
+    Told cancelled;
+    Begin(cancelled);
+    for (int i = 0; i < 2; i++) {
+        g_object_ref(cancelled.listener);
+        Begin(cancelled);
+    }
+    orvane_session_cancel_listener(session, cancelled.listener);
+    Answer();
+    ASSERT_NE(nullptr, cancelled.listener);
+    EXPECT_EQ(2u, G_OBJECT(cancelled.listener)->ref_count);
+    g_clear_object(&session);
+    EXPECT_EQ(nullptr, cancelled.listener);
+    EXPECT_EQ(0, cancelled.times);
+}
+
 TEST_F(Invoke, GivesUpACancelledListenerWithTheSession) {
     Told told;
     Begin(told);
@@ -216,7 +266,7 @@ TEST_F(Invoke, FailsWithoutFaultIfTheListenerForgotItsSession) {
     EXPECT_EQ("I BasicHttpOnSent: g_object_get_data returned null session\n", LogText());
 }
 
-TEST_F(Invoke, TellsNothingOnceDisconnected) {
+TEST_F(Invoke, EmitsNothingOnceDisconnected) {
     Told told;
     Begin(told);
     Told second; /* of a session that is not disconnected */
@@ -229,7 +279,7 @@ TEST_F(Invoke, TellsNothingOnceDisconnected) {
     EXPECT_EQ(nullptr, told.listener);
 }
 
-TEST_F(Invoke, TellsNothingWhenTheSessionEnds) {
+TEST_F(Invoke, EmitsNothingWhenTheSessionEnds) {
     for (bool isDropped : {false, true}) {
         Told told;
         Begin(told);
@@ -254,7 +304,7 @@ TEST_F(Invoke, SurvivesAShutdownOfTheTransport) {
     Told late;
     CurrentTime(late.listener);
     EXPECT_FALSE(OrvaneSession_HasCall(session, late.listener));
-    EXPECT_EQ(0, late.times) << "a call that cannot be sent tells nobody";
+    EXPECT_EQ(0, late.times) << "a call that cannot be sent emits nothing";
     EXPECT_TRUE(orvane_init(testLoop::Callback, testLoop::CallbackRemove));
     g_clear_object(&told.listener); /* of a request that is gone */
     service->answers["CurrentTime"] = Reply("CurrentTime");
@@ -332,14 +382,13 @@ TEST_F(Invoke, OfAnObjectThatOutlivedItsSessionOnlyWarns) {
 class TaskCall : public Invoke {
 protected:
     static std::string Info(const char *kind, const std::string &state, int progress) {
-        return std::string("<kind>") + kind + "</kind>" + Reference("obj", "Task", "task-1") +
-               "<changeSet><name>info</name><op>assign</op><val "
-               "xsi:type=\"TaskInfo\"><key>k</key>" +
-               Reference("task", "Task", "task-1") + "<state>" + state +
-               "</state><cancelled>false</cancelled><cancelable>true</cancelable><progress>" +
-               std::to_string(progress) + "</progress></val></changeSet>";
+        const std::string info = Tag("key", "k") + Reference("task", "Task", "task-1") +
+                                 Tag("state", state) + Tag("cancelled", "false") +
+                                 Tag("cancelable", "true") +
+                                 Tag("progress", std::to_string(progress));
+        return Object(kind, "Task", "task-1", Assign("info", Typed("TaskInfo", info)));
     }
-    /* Up to the task's load, whose values are still to come. */
+    /* Up to the load of the task, before its values arrive. */
     void Begin(Told &told) {
         service->answers["Own"] = Reply("Own", "task-1", "type=\"Task\"");
         orvane_listener_set_return_type(told.listener, SKEMA_TYPE_OZY_TASK, FALSE);
@@ -354,7 +403,7 @@ protected:
     }
 };
 
-TEST_F(TaskCall, FollowsTheTaskAndLetsGoOfItInTheEnd) {
+TEST_F(TaskCall, FollowsTheTaskAndReleasesItInTheEnd) {
     service->answers["CancelTask"] = Reply("CancelTask");
     Told told;
     Begin(told);
@@ -372,14 +421,14 @@ TEST_F(TaskCall, FollowsTheTaskAndLetsGoOfItInTheEnd) {
     EXPECT_EQ(1u, service->Count("DestroyPropertyFilter"));
 }
 
-TEST_F(TaskCall, FailsIfTheServiceDoesNotTellOfTheTask) {
+TEST_F(TaskCall, FailsIfTheTaskCannotBeLoaded) {
     service->answers["CreateFilter"] = Fault("ManagedObjectNotFound");
     Told told;
     Begin(told);
     EXPECT_THAT(told.text, HasSubstr("ManagedObjectNotFound"));
 }
 
-TEST_F(TaskCall, EndsWithoutAWordWhenTheConnectionDoes) {
+TEST_F(TaskCall, EndsWithoutASignalWhenTheConnectionDoes) {
     for (const bool isLoaded : {false, true}) {
         for (const bool isDropped : {false, true}) {
             SCOPED_TRACE(testing::Message() << isLoaded << isDropped);

@@ -1,5 +1,5 @@
-// Connections of every kind, with something taken away before each callback of the library: nothing may
-// crash, leak, stay registered, or be told twice.
+// Connections of every kind, with something released or ended before each callback of the library. Nothing may
+// crash, leak, stay registered, or be signalled twice.
 #include <unistd.h>
 
 #include "tests/ozy/lib/orvane/session/sessionFixture.h"
@@ -22,7 +22,7 @@ void PrintTo(const KindRow &row, std::ostream *out) {
     *out << row.name;
 }
 
-constexpr int kIdleSteps = 10; /* nothing will come any more after so many without work */
+constexpr int kIdleSteps = 10; /* after so many without work nothing more will happen */
 
 class SessionEnd : public SessionTest, public testing::WithParamInterface<KindRow> {
 protected:

@@ -1,6 +1,5 @@
 /*
- * sessionFixture.h -- a service that answers by the name of the method, and an application with one
- * session to it
+ * sessionFixture.h -- a service that answers by the name of the method, and an application with one session
  *
  *   class Connect : public SessionTest {};
  *   service.answers["Login"] = Fault("InvalidLogin");
@@ -8,13 +7,18 @@
  *   EXPECT_EQ("failure InvalidLogin", connect.text);
  *   EXPECT_THAT(service.Methods(), ElementsAre("GET /sdk/ozyServiceVersions.xml", ...));
  *
- * A call of which nothing is known is answered by a SOAP fault. The update stream waits until a filter is
- * created, and then tells the first values of the authorization manager.
+ * An unknown method is answered by a fault. Filters are named filter-1, filter-2 and so on, in the order of the
+ * calls. The creation of the one of the authorization manager sends its first values; other updates are sent by
+ * Update(), Reply(), Fail() and Cut().
  */
 #pragma once
 
+#include <algorithm>
+#include <deque>
 #include <functional>
 #include <map>
+#include <ranges>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -74,73 +78,91 @@ inline const std::string kVersions = "<namespaces version=\"1.0\"><namespace><na
 class Service {
 public:
     CannedServer server;
-    std::map<std::string, CannedAnswer>
-        answers; /* by method, or by the last part of a GET's target */
+    /* Other answers than the usual ones, by method or by the last part of a GET's target. An answer without
+     * bytes leaves the request open. */
+    std::map<std::string, CannedAnswer> answers;
 
-    bool isQuiet = false; /* does not tell the first values of the authorization manager */
+    bool isQuiet = false; /* does not send the first values of the authorization manager */
 
     Service() {
         server.Answer([this](const CannedRequest &request) { return Answer(request); });
         const std::string content =
             Reference("rootFolder", "Folder", "group-d1") +
-            Reference("propertyCollector", "PropertyCollector", "pc") +
+            Reference("propertyCollector", "PropertyCollector", "collector") +
             Reference("sessionManager", "SessionManager", "SessionManager") +
             Reference("authorizationManager", "AuthorizationManager", "AuthorizationManager");
         const std::string user = "<key>52</key><userName>root</userName>";
         answers["ozyServiceVersions.xml"] = HttpReply(kVersions);
         answers["RetrieveServiceContent"] =
-            Reply("RetrieveServiceContent", content, "xsi:type=\"ServiceContent\"");
+            ::Reply("RetrieveServiceContent", content, "xsi:type=\"ServiceContent\"");
         for (const char *login : {"Login", "CloneSession"})
-            answers[login] = Reply(login, user, "xsi:type=\"UserSession\"");
-        answers["Logout"] = Reply("Logout");
-        answers["CreateFilter"] = Reply("CreateFilter", "filter-1", "type=\"PropertyFilter\"");
-        answers["DestroyPropertyFilter"] = Reply("DestroyPropertyFilter");
+            answers[login] = ::Reply(login, user, "xsi:type=\"UserSession\"");
+        for (const char *method : {"Logout", "DestroyPropertyFilter", "CancelWaitForUpdates"})
+            answers[method] = ::Reply(method);
         answers["CurrentTime"] =
-            Reply("CurrentTime", "2026-01-02T03:04:05Z", "xsi:type=\"xsd:dateTime\"");
+            ::Reply("CurrentTime", "2026-01-02T03:04:05Z", "xsi:type=\"xsd:dateTime\"");
+    }
+
+    /* Requests before this are not counted any more. */
+    void Forget() { numForgotten = server.Requests().size(); }
+    std::span<const CannedRequest> Requests() const {
+        return std::span(server.Requests()).subspan(numForgotten);
     }
 
     /* "GET target", or the name of the method, in order. The update stream is left out. */
     std::vector<std::string> Methods() const {
         std::vector<std::string> methods;
-        for (const CannedRequest &request : server.Requests()) {
-            if (Name(request) != "WaitForUpdatesEx" && Name(request) != "WaitForUpdates")
+        for (const CannedRequest &request : Requests()) {
+            if (!IsWait(Name(request)))
                 methods.push_back(request.method == "GET" ? "GET " + request.target
                                                           : Name(request));
         }
         return methods;
     }
     size_t Count(const std::string &name) const {
-        size_t count = 0;
-        for (const CannedRequest &request : server.Requests())
-            count += Name(request) == name;
-        return count;
+        return std::ranges::count(Requests(), name, Name);
     }
     /* The last request for a method or document. */
     CannedRequest Last(const std::string &name) const {
-        for (auto at = server.Requests().rbegin(); at != server.Requests().rend(); ++at) {
-            if (Name(*at) == name)
-                return *at;
+        for (const CannedRequest &request : std::views::reverse(Requests())) {
+            if (Name(request) == name)
+                return request;
         }
         ADD_FAILURE() << "no request for " << name;
         return {};
     }
-    /* Tells the update stream, if it waits, of one object's values. */
-    void Update(const std::string &objectUpdate) {
-        if (waiting < 0)
-            return;
-        const int connection = std::exchange(waiting, -1);
-        server.Send(
-            connection,
-            Reply(waitMethod,
-                  "<version>" + std::to_string(++version) +
-                      "</version><filterSet><filter type=\"PropertyFilter\">filter-1</filter>"
-                      "<objectSet>" +
-                      objectUpdate + "</objectSet></filterSet>",
-                  "xsi:type=\"UpdateSet\"")
-                .bytes);
+    /* The body of the last call of a method, between _this and the end. */
+    std::string Arguments(const std::string &method) const {
+        const std::string body = Last(method).body;
+        const size_t begin = body.find("</_this>") + 8;
+        return body.substr(begin, body.find("</" + method + ">") - begin);
     }
 
+    /* Whether the update stream is open. */
+    bool IsWaiting() const { return waiting >= 0; }
+    /* Answers the open wait, or the next, with changes of objects. */
+    void Update(const std::string &objects) {
+        Reply("<returnval xsi:type=\"UpdateSet\"><version>" + std::to_string(++version) +
+              "</version><filterSet><filter type=\"PropertyFilter\">filter-1</filter>" + objects +
+              "</filterSet></returnval>");
+    }
+    /* Answers it with any result. */
+    void Reply(const std::string &result) {
+        updates.push_back([=](const std::string &method) {
+            return HttpReply(Envelope("<" + method + "Response xmlns=\"urn:ozy25\">" + result +
+                                      "</" + method + "Response>"));
+        });
+        Flush();
+    }
+    void Fail(const std::string &type) {
+        updates.push_back([=](const std::string &) { return Fault(type); });
+        Flush();
+    }
+    /* Closes the connection of the open wait. */
+    void Cut() { server.Send(std::exchange(waiting, -1), "", true); }
+
 private:
+    static bool IsWait(const std::string &name) { return name.starts_with("WaitForUpdates"); }
     static std::string Name(const CannedRequest &request) {
         if (request.method == "GET")
             return request.target.substr(request.target.rfind('/') + 1);
@@ -149,19 +171,33 @@ private:
     }
     CannedAnswer Answer(const CannedRequest &request) {
         const std::string name = Name(request);
+        if (request.method == "GET" || name == "Logout")
+            waiting = -1; /* the stream of an earlier connection */
+        if (name == "CreateFilter" && !isQuiet &&
+            request.body.find(">AuthorizationManager</obj>") != std::string::npos)
+            Update("<objectSet><kind>enter</kind>" +
+                   Reference("obj", "AuthorizationManager", "AuthorizationManager") + roles +
+                   "</objectSet>");
         const auto found = answers.find(name);
-        if (found != answers.end()) {
-            if (name == "CreateFilter" && !isQuiet)
-                Update("<kind>enter</kind>" +
-                       Reference("obj", "AuthorizationManager", "AuthorizationManager") + roles);
+        if (found != answers.end())
             return found->second;
-        }
-        if (name == "WaitForUpdatesEx" || name == "WaitForUpdates") {
+        if (name == "CreateFilter")
+            return ::Reply(name, "filter-" + std::to_string(++numFilters),
+                           "type=\"PropertyFilter\"");
+        if (IsWait(name)) {
             waiting = request.connection;
             waitMethod = name;
+            Flush();
             return {};
         }
         return request.method == "GET" ? HttpReply("<html/>", 404) : Fault("NotSupported");
+    }
+    void Flush() {
+        if (waiting < 0 || updates.empty())
+            return;
+        const CannedAnswer answer = updates.front()(waitMethod);
+        updates.pop_front();
+        server.Send(std::exchange(waiting, -1), answer.bytes);
     }
 
     const std::string roles =
@@ -169,16 +205,21 @@ private:
         "<AuthorizationRole xsi:type=\"AuthorizationRole\"><roleId>-1</roleId>"
         "<privilege>Folder.Create</privilege><privilege>Folder.Rename</privilege>"
         "</AuthorizationRole></val></changeSet>";
-    int waiting = -1; /* the connection on which the update stream waits */
+    int waiting = -1; /* the connection of the open wait */
     std::string waitMethod;
+    std::deque<std::function<CannedAnswer(const std::string &)>> updates;
     int version = 0;
+    int numFilters = 0;
+    size_t numForgotten = 0;
 };
 
-/* What one listener says, and when. Releases what was handed over when told the end. */
+/* A listener of the application, and how its operation ended. Releases the listener at the end, unless it keeps
+ * it. */
 class Told {
 public:
     std::string text; /* "success", "failure", "failure InvalidLogin"; empty until then */
     int times = 0;
+    bool keeps = false;
     OrvaneListener *listener; /* NULL once it has died */
     std::function<void()> then;
 
@@ -202,7 +243,8 @@ private:
             told->text += " " + FaultText(G_OBJECT(fault.get()));
         if (told->then)
             told->then();
-        g_clear_object(&told->listener);
+        if (!told->keeps)
+            g_clear_object(&told->listener);
     }
     static std::string FaultText(GObject *fault) {
         if (G_OBJECT_TYPE(fault) != ORVANE_TYPE_FAULT_INVALID_RESPONSE) {
@@ -282,7 +324,7 @@ protected:
         g_signal_connect_swapped(session, "notify::state", G_CALLBACK(OnState), this);
     }
     std::string Url() const { return service->server.Url("/sdk"); }
-    /* Runs the loop until the listener is told, or nothing moves any more. */
+    /* Runs the loop until the operation has ended, or nothing happens any more. */
     void Wait(Told &told) {
         testLoop::RunUntil([&] { return told.times > 0; }, 300);
         testLoop::Settle();

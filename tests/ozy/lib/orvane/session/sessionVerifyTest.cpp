@@ -129,7 +129,7 @@ TEST_F(SessionVerify, AnAnswerAtOnceSettlesIt) {
         {"good", "success"},
         {"good-chain", "success"},
         {"intermediate-no-ca", "success"},
-        {"name-constraint", kRefused},
+        {"name-constraint", "success"},
     };
     AskApplication();
     for (const auto &row : rows) {
@@ -300,13 +300,20 @@ TEST_F(SessionVerify, AStrictSessionSendsNothingInTheClearToAnotherMachine) {
     orvane_session_set_strict_tls(session, TRUE);
     EXPECT_EQ("success", SessionTest::Connect()) << "this machine";
     EXPECT_EQ("success", SessionTest::Disconnect());
-    LogRing_Clear();
-    Told told;
-    orvane_session_connect(session, "http://service.invalid/sdk", "u", "p", told.listener);
-    EXPECT_EQ(kRefused, told.text);
-    EXPECT_EQ("A Orvane: Refusing the connection to http://service.invalid/sdk: it would not be "
-              "encrypted\n",
-              LogText());
+    const std::pair<std::string, const char *> rows[] = {
+        {"http://service.invalid/sdk", "it would not be encrypted"},
+        {"ftp.service.invalid/sdk", "it would not be encrypted"},
+        {"http://127.0.0.1:80@service.invalid/sdk", "it would not be encrypted"},
+        {"http://localhos%74/sdk", "that is no unambiguous http or https URL"},
+        {"http:///", "that is no unambiguous http or https URL"},
+    };
+    for (const auto &[url, why] : rows) {
+        LogRing_Clear();
+        Told told;
+        orvane_session_connect(session, url.c_str(), "u", "p", told.listener);
+        EXPECT_EQ(kRefused, told.text);
+        EXPECT_EQ("A Orvane: Refusing the connection to " + url + ": " + why + "\n", LogText());
+    }
 }
 
 } // namespace

@@ -309,4 +309,15 @@ TEST(SoapTree, ItsMemoryIsLimitedInBothWaysOfReading) {
     }
 }
 
+TEST(SoapTree, ATextThatEndsInsideACharacterIsReadNoFurther) {
+    for (const std::string character : {"\xc3\xa4", "\xe2\x82\xac", "\xf0\x9f\x98\x80"}) {
+        for (gsize length = 1; length < character.size(); length++) {
+            const std::string text = "<a>" + character.substr(0, length);
+            /* of the exact length, so that a sanitizer sees a byte too many */
+            const GPtr<char> exact(g_strdup(text.c_str()));
+            EXPECT_EQ(nullptr, SoapTreePtr(OrvaneSoapTree_Parse(exact.get(), text.size(), "t", 0)));
+        }
+    }
+}
+
 } // namespace

@@ -1,0 +1,23 @@
+/* An application in C99, built from an installed copy: starts the library, uses the three schemas, the spec
+ * builders and the TLS layer. */
+#include <orvane/orvane.h>
+#include <orvane/orvaneGlib.h>
+#include <orvane/schema/ferry.h>
+#include <orvane/schema/ozy.h>
+#include <orvane/schema/qorm.h>
+#include <ssl/ssl.h>
+
+int main(void) {
+    OrvaneSession *session;
+    GObject *spec;
+    if (!orvane_glib_init(NULL))
+        return 1;
+    session = orvane_session_new();
+    spec = orvane_property_spec_new(SKEMA_TYPE_OZY_VIRTUAL_MACHINE, FALSE, "name", NULL);
+    g_print("%s %s %d\n", g_type_name(SKEMA_TYPE_OZY_VIRTUAL_MACHINE), G_OBJECT_TYPE_NAME(spec),
+            SSL_IsThumbprint("x"));
+    g_object_unref(spec);
+    g_object_unref(session);
+    orvane_glib_shutdown();
+    return 0;
+}

@@ -1,0 +1,475 @@
+/*
+ * No block of ours that held a key, a password, a plain text or a digest of one is freed as it is: not when all goes
+ * well, not after a refusal, and not when an allocation fails, whichever it is.
+ */
+#include <cstdlib>
+#include <cstring>
+#include <functional>
+#include <string>
+
+#include <crypto/crypto.h>
+#include <gtest/gtest.h>
+#include <ssl/ssl.h>
+
+#include "lib/keyLocator/keySafeInt.h"
+#include "lib/misc/base64.h"
+#include "tests/lib/crypto/bytes.h"
+#include "tests/lib/crypto/wiping/freedBlocks.h"
+
+namespace {
+
+constexpr const char *kPassword =
+    "a password that is longer than a block of the hash, so it is hashed first";
+constexpr const char *kPlain = "plain text of a few blocks, with something behind them";
+
+struct Secret {
+    const char *name;
+    std::string bytes;
+};
+using Secrets = std::vector<Secret>;
+
+std::string Text(const Bytes &bytes) {
+    return {reinterpret_cast<const char *>(bytes.data()), bytes.size()};
+}
+
+std::string Base64(const std::string &bytes) {
+    char *text;
+    EXPECT_TRUE(
+        Base64_EasyEncode(reinterpret_cast<const guint8 *>(bytes.data()), bytes.size(), &text));
+    const CryptoText owner(text);
+    return text;
+}
+
+/* The raw bytes of the key that all tests use, and what is made of them. */
+std::string RawKey() {
+    return Text(SomeBytes(32, 99));
+}
+
+Secrets OfKey() {
+    Bytes digest(20);
+    CryptoHash_Compute(CryptoHash_SHA_1, kPassword, strlen(kPassword), digest.data(), 20);
+    return {{"key", RawKey()},
+            {"key as text", Base64(RawKey())},
+            {"password", kPassword},
+            {"digest of the password", Text(digest)},
+            {"plain text", kPlain}};
+}
+
+/* The key that a text of ours says is derived of the password. */
+std::string Derived(const std::string &wrapped) {
+    CryptoDictPtr dict;
+    CryptoDict_CreateAndImport(wrapped.data(), wrapped.size(), CryptoOut(dict));
+    guint8 *salt;
+    gsize saltSize;
+    CryptoDict_GetBase64(dict.get(), "salt", &salt, &saltSize);
+    guint8 *key;
+    gsize size;
+    CryptoPass2Key_Compute(CryptoPass2Key_PBKDF2_HMAC_SHA_1, CryptoCipherAES_128, 1000, kPassword,
+                           strlen(kPassword), &salt, &saltSize, &key, &size);
+    Crypto_Free(salt, saltSize);
+    const SecretBlock owner(key, size);
+    return {reinterpret_cast<char *>(key), size};
+}
+
+/* Opening OpenSSL frees blocks of the system's, in which anything may be left over. */
+const class StartOpenSSL
+    : public testing::Environment{void SetUp() override{SSL_Init(nullptr, nullptr, nullptr);
+} // namespace
+}
+*gStart = static_cast<StartOpenSSL *>(testing::AddGlobalTestEnvironment(new StartOpenSSL));
+
+/* Runs the work once, and then once with each of its allocations failing. */
+void ExpectWiped(const Secrets &secrets, const std::function<void()> &work) {
+    int count = 0;
+    for (int failing = FREED_BLOCKS_NO_FAILURE; failing < count; failing++) {
+        FreedBlocks_Start(failing);
+        work();
+        const int allocations = FreedBlocks_Stop();
+        if (failing == FREED_BLOCKS_NO_FAILURE) {
+            count = allocations;
+            EXPECT_GT(count, 0);
+        }
+        for (const auto &[name, bytes] : secrets)
+            ASSERT_FALSE(FreedBlocks_Has(bytes)) << name << ", allocation " << failing;
+    }
+}
+
+CryptoKeyPtr MakeKey() {
+    const std::string raw = RawKey();
+    CryptoKeyPtr key;
+    EXPECT_EQ(0u, CryptoKey_Create(CryptoCipherAES_256, raw.data(), raw.size(), CryptoOut(key)));
+    return key;
+}
+
+std::string ExportKey(CryptoKey *key, const char *password = nullptr) {
+    CryptoText text;
+    gsize size;
+    EXPECT_EQ(0u, CryptoKey_Export(key, password, CryptoOut(text), &size));
+    return text.get();
+}
+
+/* What is exported behind this is always the same, so that a text of it can be looked for. */
+void Seed() {
+    const Bytes seed = SomeBytes(20);
+    EXPECT_EQ(0u, CryptoRandom_Seed(seed.data(), seed.size()));
+}
+
+/* Frees a result as its receiver should. */
+void Drop(guint8 *data, gsize size) {
+    Crypto_Free(data, size);
+}
+
+/* The seam itself: it must see what is not wiped. */
+TEST(Wiping, ASecretThatIsOnlyFreedIsSeen) {
+    FreedBlocks_Start(FREED_BLOCKS_NO_FAILURE);
+    char *copy = strdup(kPlain);
+    free(copy);
+    EXPECT_EQ(1, FreedBlocks_Stop());
+    EXPECT_TRUE(FreedBlocks_Has(kPlain));
+    EXPECT_FALSE(FreedBlocks_Has(RawKey()));
+}
+
+TEST(Wiping, Dictionaries) {
+    const Secrets secrets = {{"plain text", kPlain}, {"as text", Base64(kPlain)}};
+    const std::string text = std::string("a=") + kPlain + ":b=x%00" + kPlain + ":a=:c=" + kPlain;
+    ExpectWiped(secrets, [&text] {
+        CryptoDict *dict;
+        if (CryptoDict_CreateAndImport(text.data(), text.size(), &dict) != 0)
+            return;
+        CryptoDict_Set(dict, "d", kPlain);
+        CryptoDict_SetBase64(dict, "e", kPlain, strlen(kPlain));
+        for (char c = 'f'; c <= 'z'; c++) {
+            const char key[2] = {c, '\0'};
+            CryptoDict_Set(dict, key, kPlain);
+        }
+        CryptoDict_Set(dict, "d", "");
+        guint8 *data;
+        gsize size;
+        if (CryptoDict_GetBase64(dict, "e", &data, &size) == 0)
+            Drop(data, size);
+        char *exported;
+        if (CryptoDict_Export(dict, FALSE, &exported, &size) == 0)
+            Crypto_FreeString(exported);
+        CryptoDict_Free(dict);
+    });
+    const std::string broken = Base64(kPlain) + "!";
+    ExpectWiped(secrets, [&broken] {
+        guint8 *data;
+        gsize size;
+        EXPECT_FALSE(Base64_EasyDecode(broken.c_str(), &data, &size));
+    });
+}
+
+/* What an HMAC makes of a key before it hashes it. */
+Secrets PaddedKeys(const std::string &key) {
+    Secrets secrets;
+    for (const char pad : {'\x36', '\x5c'}) {
+        std::string padded = key;
+        for (char &byte : padded)
+            byte = static_cast<char>(byte ^ pad);
+        secrets.push_back({"padded key", padded});
+    }
+    return secrets;
+}
+
+TEST(Wiping, HashesAndMacs) {
+    Secrets secrets = OfKey();
+    const std::string digestOfPassword = secrets[3].bytes;
+    for (const std::string &key : {RawKey(), digestOfPassword})
+        for (const Secret &padded : PaddedKeys(key))
+            secrets.push_back(padded);
+    Bytes digest(20);
+    CryptoHash_Compute(CryptoHash_SHA_1, kPlain, strlen(kPlain), digest.data(), digest.size());
+    secrets.push_back({"digest of the plain text", Text(digest)});
+
+    const std::string raw = RawKey();
+    ExpectWiped(secrets, [&raw] {
+        guint8 out[32];
+        for (CryptoHash *hash : {CryptoHash_SHA_1, CryptoHash_SHA_256}) {
+            CryptoHash_Compute(hash, kPlain, strlen(kPlain), out, CryptoHash_GetOutputSize(hash));
+            CryptoHashState *state = CryptoHashState_Create(hash);
+            if (state == nullptr)
+                continue;
+            CryptoHashState_Process(state, kPlain, strlen(kPlain));
+            guint8 *record;
+            gsize size;
+            if (CryptoHashState_ExportState(state, &record, &size) == 0)
+                Drop(record, size);
+            CryptoHashState_Finish(state, nullptr, 0);
+        }
+        for (const std::string_view key : {std::string_view(raw), std::string_view(kPassword)}) {
+            for (CryptoKeyedHash *keyedHash :
+                 {CryptoKeyedHash_HMAC_SHA_1, CryptoKeyedHash_HMAC_SHA_1_128,
+                  CryptoKeyedHash_HMAC_SHA_256}) {
+                // the right size, a wrong one, and none
+                for (const gsize size : {CryptoKeyedHash_GetOutputSize(keyedHash), gsize{5}})
+                    CryptoKeyedHash_Compute(keyedHash, key.data(), key.size(), kPlain,
+                                            strlen(kPlain), out, size);
+                CryptoKeyedHash_Compute(keyedHash, key.data(), key.size(), kPlain, strlen(kPlain),
+                                        nullptr, 0);
+            }
+        }
+    });
+}
+
+TEST(Wiping, Sectors) {
+    const CryptoKeyPtr key = MakeKey();
+    const std::string vector = Text(SomeBytes(16, 77));
+    Secrets secrets = OfKey();
+    secrets.push_back({"secret of the vectors", vector});
+    ExpectWiped(secrets, [&] {
+        CryptoSectorCipherCtx *ctx =
+            CryptoSector_CipherCtxCreate(key.get(), vector.data(), vector.size());
+        if (ctx == nullptr)
+            return;
+        SecretArray<CRYPTO_SECTOR_SIZE> sector;
+        CryptoSector_Crypt(TRUE, ctx, 1, sector.data(), sector.data());
+        const gsize size = strlen(kPlain);
+        memcpy(sector.data(), kPlain, size);
+        const gsize expansion = CryptoSector_CipherCtxExpansion(ctx, size);
+        if (CryptoSector_HMACEncrypt(ctx, 1, sector.data(), size, expansion, nullptr, 0) == 0) {
+            for (const guint64 number : {2, 1})
+                CryptoSector_HMACDecrypt(ctx, number, sector.data(), size, expansion, nullptr, 0);
+        }
+        CryptoSector_CipherCtxRelease(ctx);
+    });
+}
+
+TEST(Wiping, Keys) {
+    const std::string raw = RawKey();
+    ExpectWiped(OfKey(), [&raw] {
+        CryptoKey *key;
+        if (CryptoKey_Create(CryptoCipherAES_256, raw.data(), raw.size(), &key) == 0)
+            CryptoKey_Free(key);
+        CryptoKey_Create(CryptoCipherAES_128, raw.data(), raw.size(), &key);
+    });
+    const CryptoKeyPtr key = MakeKey();
+    const std::string plainText = ExportKey(key.get());
+    const std::string wrapped = ExportKey(key.get(), kPassword);
+    Secrets secrets = OfKey();
+    secrets.push_back({"derived key", Derived(wrapped)});
+    ExpectWiped(secrets, [&] {
+        CryptoKey *again;
+        if (CryptoKey_Import(plainText.data(), plainText.size(), nullptr, &again) == 0)
+            CryptoKey_Free(again);
+        if (CryptoKey_Import(wrapped.data(), wrapped.size(), kPassword, &again) == 0)
+            CryptoKey_Free(again);
+        CryptoKey_Import(wrapped.data(), wrapped.size(), "wrong", &again);
+        char *text;
+        gsize size;
+        for (const char *password : {static_cast<const char *>(nullptr), kPassword}) {
+            if (CryptoKey_Export(key.get(), password, &text, &size) == 0)
+                Crypto_FreeString(text);
+        }
+    });
+}
+
+TEST(Wiping, SealedRecords) {
+    const CryptoKeyPtr key = MakeKey();
+    Bytes mac(20);
+    const std::string raw = RawKey();
+    CryptoKeyedHash_Compute(CryptoKeyedHash_HMAC_SHA_1, raw.data(), raw.size(), kPlain,
+                            strlen(kPlain), mac.data(), mac.size());
+    guint8 *data;
+    gsize size;
+    ASSERT_EQ(0u, CryptoKey_EncryptWithMAC(key.get(), CryptoKeyedHash_HMAC_SHA_1, kPlain,
+                                           strlen(kPlain), &data, &size));
+    SecretBlock record(data, size);
+    Secrets secrets = OfKey();
+    const auto open = [&] {
+        guint8 *out;
+        gsize outSize;
+        if (CryptoKey_DecryptWithMAC(key.get(), CryptoKeyedHash_HMAC_SHA_1, record.data(),
+                                     record.size(), &out, &outSize) == 0)
+            Drop(out, outSize);
+    };
+    ExpectWiped(secrets, open);
+    secrets.push_back({"MAC that was expected", Text(mac)});
+    record.data()[record.size() - 1] ^= 1; // wrong MAC
+    ExpectWiped(secrets, open);
+    record.data()[record.size() - 21] ^= 1; // wrong padding
+    ExpectWiped(secrets, open);
+    ExpectWiped(OfKey(), [&] {
+        guint8 *out;
+        gsize outSize;
+        if (CryptoKey_EncryptWithMAC(key.get(), CryptoKeyedHash_HMAC_SHA_256, kPlain,
+                                     strlen(kPlain), &out, &outSize) == 0)
+            Drop(out, outSize);
+    });
+}
+
+TEST(Wiping, Passwords) {
+    CryptoText wrapped;
+    gsize wrappedSize;
+    ASSERT_EQ(0u, Crypto_PasswordWrapData(kPassword, strlen(kPassword), kPlain, strlen(kPlain),
+                                          CryptoOut(wrapped), &wrappedSize));
+    CryptoText mangled;
+    ASSERT_EQ(0u, Crypto_ManglePassphrase(kPassword, strlen(kPassword), CryptoOut(mangled)));
+    Secrets secrets = OfKey();
+    secrets.push_back({"derived key", Derived(wrapped.get())});
+    secrets.push_back({"mangled phrase", mangled.get()});
+    ExpectWiped(secrets, [&] {
+        guint8 *data;
+        char *text;
+        gsize size;
+        for (gsize length : {strlen(kPassword), gsize{3}}) {
+            if (Crypto_PasswordUnwrapData(kPassword, length, wrapped.get(), wrappedSize, &data,
+                                          &size) == 0)
+                Drop(data, size);
+        }
+        if (Crypto_PasswordWrapData(kPassword, strlen(kPassword), kPlain, strlen(kPlain), &text,
+                                    &size) == 0)
+            Crypto_FreeString(text);
+        if (Crypto_ManglePassphrase(kPassword, strlen(kPassword), &text) == 0)
+            Crypto_FreeString(text);
+        CryptoEncryptedPassword record;
+        Crypto_InitializeEncryptedPassword(&record);
+        if (!Crypto_EncryptPassword(kPassword, strlen(kPassword), &record))
+            return;
+        gpointer plain = Crypto_DecryptPassword(&record, &size);
+        Crypto_Free(plain, size);
+        Crypto_ClearEncryptedPassword(&record);
+    });
+}
+
+TEST(Wiping, PemTexts) {
+    CryptoCipher *cipher;
+    ASSERT_EQ(0u, CryptoCipher_FromString("RSA-512", &cipher));
+    CryptoKeyPtr key;
+    ASSERT_EQ(0u, CryptoKey_Generate(cipher, CryptoOut(key)));
+    const std::string pem = ExportKey(key.get());
+    const std::string encrypted = ExportKey(key.get(), kPassword);
+    const size_t body = pem.find('\n') + 80; /* behind what all keys begin with */
+    guint8 *data;
+    gsize size;
+    ASSERT_EQ(0u,
+              CryptoKey_PKEncrypt(key.get(), CRYPTO_RSA_PADDING_OAEP, kPlain, 20, &data, &size));
+    const SecretBlock sealed(data, size);
+    Secrets secrets = OfKey();
+    secrets.push_back({"PEM text", pem.substr(body, 300)});
+    ExpectWiped(secrets, [&] {
+        CryptoKey *again;
+        if (CryptoKey_Import(pem.data(), pem.size(), nullptr, &again) == 0)
+            CryptoKey_Free(again);
+        if (CryptoKey_Import(encrypted.data(), encrypted.size(), kPassword, &again) == 0)
+            CryptoKey_Free(again);
+        if (CryptoKey_GetPublicKey(key.get(), &again) == 0)
+            CryptoKey_Free(again);
+        char *text;
+        gsize textSize;
+        for (const char *password : {static_cast<const char *>(nullptr), kPassword}) {
+            if (CryptoKey_Export(key.get(), password, &text, &textSize) == 0)
+                Crypto_FreeString(text);
+        }
+        guint8 *out;
+        gsize inSize = sealed.size();
+        gsize outSize;
+        if (CryptoKey_PKDecrypt(key.get(), CRYPTO_RSA_PADDING_OAEP, sealed.data(), &inSize, &out,
+                                &outSize) == 0)
+            Drop(out, outSize);
+    });
+}
+
+gboolean ReturnPassword(KeyLocatorState *, gpointer, const KeyLocatorIndirect *, char **data,
+                        gsize *size) {
+    *data = strdup(kPassword);
+    *size = *data ? strlen(*data) : 0;
+    return *data != nullptr;
+}
+
+TEST(Wiping, LocatorsAndTheirCache) {
+    const CryptoKeyPtr key = MakeKey();
+    KeyLocatorPtr leaf;
+    ASSERT_EQ(0u, KeyLocator_CreateLeaf(key.get(), CryptoOut(leaf)));
+    CryptoText text;
+    Seed();
+    ASSERT_EQ(0u, KeyLocator_Export(leaf.get(), CryptoOut(text)));
+    KeyLocatorPtr phrase;
+    ASSERT_EQ(0u, KeyLocator_CreateLinkToPassphrase("AES-128", CryptoOut(phrase)));
+    KeyLocatorPtr pair;
+    ASSERT_EQ(0u, KeyLocator_CreatePair(phrase.get(), key.get(), kPlain, strlen(kPlain),
+                                        CryptoOut(pair)));
+    Secrets secrets = OfKey();
+    secrets.push_back({"derived key", Derived(phrase->u.indirect.u.phrase.keyGenData)});
+    KeyLocatorState *state;
+    ASSERT_TRUE(KeyLocator_AllocState(ReturnPassword, nullptr, &state)); // a lock needs its memory
+    KeyLocator_EnableKeyCache(state);
+    secrets.push_back({"locator's text", strstr(text.get(), "data%3d") + 7});
+    ExpectWiped(secrets, [&] {
+        KeyLocator *locator;
+        if (KeyLocator_Import(text.get(), &locator) == 0)
+            KeyLocator_Destroy(locator);
+        if (KeyLocator_Clone(leaf.get(), &locator) == 0)
+            KeyLocator_Destroy(locator);
+        char *again;
+        Seed();
+        if (KeyLocator_Export(leaf.get(), &again) == 0)
+            Crypto_FreeString(again);
+        CryptoKey *found;
+        if (KeyLocator_FollowExtract(state, phrase.get(), TRUE, nullptr, nullptr, &found) == 0)
+            CryptoKey_Free(found);
+        guint8 *data;
+        gsize size;
+        if (KeyLocator_UnlockPair(state, pair.get(), key.get(), TRUE, &data, &size) == 0)
+            Drop(data, size);
+        if (KeyLocator_ExportKeyCache(state, &again, &size) == 0) {
+            KeyLocator_ImportKeyCache(state, again, size);
+            Crypto_FreeString(again);
+        }
+        KeyLocator_ClearKeyCache(state);
+    });
+    KeyLocator_FreeState(state);
+}
+
+TEST(Wiping, RingsAndSafes) {
+    const CryptoKeyPtr key = MakeKey();
+    KeySafeUserRingPtr ring;
+    ASSERT_EQ(0u, KeySafeUserRing_Create(CryptoOut(ring)));
+    ASSERT_EQ(0u, KeySafeUserRing_AddPassphrase(ring.get(), kPassword, "AES-128"));
+    CryptoText ringText;
+    gsize ringSize;
+    Seed();
+    ASSERT_EQ(0u, KeySafeUserRing_Export(ring.get(), TRUE, CryptoOut(ringText), &ringSize));
+    CryptoKey *sealed = key.get();
+    CryptoText text;
+    gsize size;
+    ASSERT_EQ(0u, KeySafe_Seal(ring.get(), &sealed, nullptr, CryptoOut(text), &size));
+    Secrets secrets = OfKey();
+    secrets.push_back(
+        {"passphrase's key", Derived(ring->first->locator->u.indirect.u.phrase.keyGenData)});
+    const guint8 *passkey;
+    gsize passkeySize;
+    CryptoKey_GetKeyData(ring->first->passkey, &passkey, &passkeySize);
+    /* behind the locator, which is no secret */
+    secrets.push_back({"ring's text", ringText.get() + ringSize / 2});
+    secrets.push_back({"key of the passphrase in memory",
+                       {reinterpret_cast<const char *>(passkey), passkeySize}});
+    ExpectWiped(secrets, [&] {
+        KeySafeUserRing *again;
+        if (KeySafeUserRing_Import(ringText.get(), ringSize, &again) == 0) {
+            KeySafe *safe;
+            CryptoKey *found;
+            if (KeySafe_Unseal(nullptr, text.get(), size, again, &safe, &found) == 0) {
+                KeySafe_AddLocators(safe, again);
+                KeySafe_Destroy(safe);
+                CryptoKey_Free(found);
+            }
+            char *phrase;
+            if (KeySafeUserRing_GetOnePassphrase(again, &phrase) == 0)
+                Crypto_FreeString(phrase);
+            KeySafeUserRing_AddPassphrase(again, kPassword, "AES-128");
+            KeySafeUserRing_Destroy(again);
+        }
+        char *exported;
+        gsize exportedSize;
+        Seed();
+        if (KeySafeUserRing_Export(ring.get(), TRUE, &exported, &exportedSize) == 0)
+            Crypto_FreeString(exported);
+        CryptoKey *mine = key.get();
+        KeySafe *safe;
+        if (KeySafe_Seal(ring.get(), &mine, &safe, nullptr, nullptr) == 0)
+            KeySafe_Destroy(safe);
+    });
+}
+
+} // namespace

@@ -1,0 +1,160 @@
+// After a login over TLS no copy of the password is left in the process, but those of libcurl's allocator.
+#include <csignal>
+#include <cstdlib>
+#include <fstream>
+
+#include <fcntl.h>
+#include <malloc.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <curl/curl.h>
+
+#include "lib/misc/secret.h"
+#include "tests/ozy/lib/orvane/session/sessionFixture.h"
+#include "tools/simulator/simulator.h"
+
+namespace {
+
+constexpr size_t kLength = 24;
+
+/* The password, letter by letter: the test itself holds it only as long as it must. */
+char Letter(size_t at) {
+    return static_cast<char>('a' + at * 7 % 26);
+}
+
+struct Password {
+    char text[kLength + 1] = {};
+    Password() {
+        for (size_t i = 0; i < kLength; i++)
+            text[i] = Letter(i);
+    }
+    ~Password() { Secret_Wipe(text, sizeof text); }
+};
+
+bool IsAt(const char *bytes) {
+    for (size_t i = 0; i < kLength; i++) {
+        if (bytes[i] != Letter(i))
+            return false;
+    }
+    return true;
+}
+
+/* How often the password is in what the process may write to. */
+size_t NumCopies() {
+    constexpr size_t kPiece = 1 << 20;
+    constexpr unsigned long kLargest = 1UL << 32; /* a sanitizer's own are larger */
+    static char piece[kPiece + kLength];
+    const int memory = open("/proc/self/mem", O_RDONLY | O_CLOEXEC);
+    std::ifstream maps("/proc/self/maps");
+    size_t copies = 0;
+    for (std::string line; std::getline(maps, line);) {
+        unsigned long from = 0, to = 0;
+        char mode[5] = "";
+        if (sscanf(line.c_str(), "%lx-%lx %4s", &from, &to, mode) != 3 ||
+            strncmp(mode, "rw", 2) != 0 || to - from > kLargest)
+            continue;
+        for (unsigned long at = from; at < to; at += kPiece) {
+            const size_t wanted = std::min<unsigned long>(sizeof piece, to - at);
+            const ssize_t got = pread(memory, piece, wanted, static_cast<off_t>(at));
+            for (ssize_t i = 0; i + static_cast<ssize_t>(kLength) <= got && i < ssize_t(kPiece);
+                 i++)
+                copies += IsAt(piece + i);
+            Secret_Wipe(piece, sizeof piece);
+        }
+    }
+    close(memory);
+    return copies;
+}
+
+/* -- an allocator for libcurl that wipes ---------------------------------------------------------- */
+
+void WipingFree(void *block) {
+    if (block != nullptr)
+        Secret_Wipe(block, malloc_usable_size(block));
+    free(block);
+}
+
+void *WipingRealloc(void *block, size_t size) {
+    void *grown = malloc(size);
+    if (block == nullptr || grown == nullptr)
+        return grown;
+    memcpy(grown, block, std::min(size, malloc_usable_size(block)));
+    WipingFree(block);
+    return grown;
+}
+
+/* A service in a process of its own. */
+class Peer {
+public:
+    Peer() {
+        int ends[2];
+        EXPECT_EQ(0, pipe(ends));
+        process = fork();
+        if (process == 0)
+            Serve(ends[1]);
+        close(ends[1]);
+        char text[256] = "";
+        EXPECT_LT(0, read(ends[0], text, sizeof text - 1));
+        close(ends[0]);
+        url = text;
+    }
+    ~Peer() {
+        kill(process, SIGKILL);
+        waitpid(process, nullptr, 0);
+    }
+    std::string url;
+
+private:
+    [[noreturn]] static void Serve(int end) {
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        const Password password;
+        simulator::Options options;
+        options.hosts = options.machines = 1;
+        options.certificateKind = "self-signed";
+        options.users = {{"u", password.text}};
+        simulator::Simulator server(options);
+        server.RunInThread();
+        const std::string url = server.Url();
+        if (write(end, url.data(), url.size()) < 0)
+            _exit(1);
+        for (;;)
+            pause();
+    }
+    pid_t process;
+};
+
+/* How many copies a login leaves after the shutdown. One that is refused is the last thing that is sent. */
+size_t CopiesAfterLogin(const char *user, const char *outcome) {
+    const Peer peer;
+    testLoop::Reset();
+    EXPECT_TRUE(orvane_init(testLoop::Callback, testLoop::CallbackRemove));
+    OrvaneSession *session = orvane_session_new();
+    {
+        Told told;
+        {
+            const Password password;
+            orvane_session_connect(session, peer.url.c_str(), user, password.text, told.listener);
+        }
+        EXPECT_TRUE(testLoop::RunUntil([&] { return told.times > 0; }));
+        EXPECT_EQ(outcome, told.text);
+    }
+    g_object_unref(session);
+    orvane_shutdown();
+    return NumCopies();
+}
+
+TEST(SecretMemory, ALoginLeavesNoCopyOfThePasswordThatIsOurs) {
+    {
+        const Password probe;
+        EXPECT_LT(0u, NumCopies()) << "the scan finds one";
+    }
+    ASSERT_EQ(CURLE_OK, curl_global_init_mem(CURL_GLOBAL_ALL, malloc, WipingFree, WipingRealloc,
+                                             strdup, calloc));
+    EXPECT_EQ(0u, CopiesAfterLogin("u", "success"));
+    EXPECT_EQ(0u, CopiesAfterLogin("nobody", "failure InvalidLogin"));
+    curl_global_cleanup();
+}
+
+} // namespace
