@@ -36,6 +36,8 @@ if(ORVANE_SANITIZE)
     add_link_options(-fsanitize=${ORVANE_SANITIZE})
     if(ORVANE_SANITIZE MATCHES undefined)
         add_compile_options(-fno-sanitize-recover=undefined)
+        # GLib calls functions through pointers of its own types: g_clear_pointer() for one
+        add_compile_options($<$<CXX_COMPILER_ID:Clang>:-fno-sanitize=function>)
     endif()
 endif()
 
