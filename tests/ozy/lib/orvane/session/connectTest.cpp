@@ -404,7 +404,7 @@ protected:
         testLoop::Settle();
     }
     /* Runs the action once when the session gets into a state. */
-    void At(int state, std::function<void()> action) {
+    void At(int state, const std::function<void()> &action) {
         onState = [this, state, action](int now) {
             if (now != state)
                 return;

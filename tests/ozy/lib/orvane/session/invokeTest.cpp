@@ -236,14 +236,17 @@ TEST_F(Invoke, AllowsOneListenerForSeveralCalls) {
 
     Told cancelled;
     Begin(cancelled);
+    const int first = service->Last("CurrentTime").connection;
     for (int i = 0; i < 2; i++) {
         g_object_ref(cancelled.listener);
         Begin(cancelled);
     }
     orvane_session_cancel_listener(session, cancelled.listener);
-    Answer();
+    service->server.Send(first, Reply("CurrentTime").bytes);
+    testLoop::Settle();
     ASSERT_NE(nullptr, cancelled.listener);
     EXPECT_EQ(2u, G_OBJECT(cancelled.listener)->ref_count);
+    orvane_session_cancel_listener(session, cancelled.listener);
     g_clear_object(&session);
     EXPECT_EQ(nullptr, cancelled.listener);
     EXPECT_EQ(0, cancelled.times);

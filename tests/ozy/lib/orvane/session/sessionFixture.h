@@ -17,7 +17,6 @@
 #include <deque>
 #include <functional>
 #include <map>
-#include <ranges>
 #include <span>
 #include <string>
 #include <vector>
@@ -124,10 +123,10 @@ public:
     }
     /* The last request for a method or document. */
     CannedRequest Last(const std::string &name) const {
-        for (const CannedRequest &request : std::views::reverse(Requests())) {
-            if (Name(request) == name)
-                return request;
-        }
+        const auto requests = Requests();
+        const auto found = std::ranges::find(requests.rbegin(), requests.rend(), name, Name);
+        if (found != requests.rend())
+            return *found;
         ADD_FAILURE() << "no request for " << name;
         return {};
     }
