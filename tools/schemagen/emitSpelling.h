@@ -16,7 +16,7 @@ std::string Spelling_Parameters(const Emission &emission, gsize type, const Tabl
 
 /* For comments: "#SkemaOzyTaskInfo", "list of string". */
 std::string Spelling_Words(const Emission &emission, const TableTypeRef &type);
-/* What the engine takes the parameter as: does NULL leave the argument out? */
+/* Whether the parameter is a pointer to the engine, so that NULL leaves the argument out. */
 bool Spelling_IsPointer(const Emission &emission, const TableTypeRef &type);
 
 /* The type of a wire name, or NULL. */

@@ -9,5 +9,5 @@
 #include <string>
 #include <string_view>
 
-/* False if it could not be written; the error then says why, and the file is as it was. */
+/* False if it could not be written; the error then has the reason, and the file is unchanged. */
 bool OutputFile_Write(const std::string &path, std::string_view bytes, std::string *error);

@@ -275,7 +275,6 @@ void orvane_session_load_object(OrvaneSession *session, gboolean partialUpdates,
                                 SkemaQormManagedObject *object, OrvaneListener *listener) {
     g_return_if_fail(ORVANE_IS_SESSION(session));
     g_return_if_fail(object != nullptr);
-    g_return_if_fail(listener == nullptr || ORVANE_IS_LISTENER(listener));
     if (session->priv->state == ORVANE_SESSION_CONNECTED && session->priv->moMgr != nullptr) {
         orvane_momgr_load_object(session->priv->moMgr, partialUpdates, object, listener);
         return;
