@@ -21,6 +21,8 @@ template <class T> using GPtr = std::unique_ptr<T, Release<g_free>>;
 template <class T> using MallocPtr = std::unique_ptr<T, Release<free>>;
 template <class T> using ObjectPtr = std::unique_ptr<T, Release<g_object_unref>>;
 using XmlDocPtr = std::unique_ptr<xmlDoc, Release<xmlFreeDoc>>;
+using StrvPtr = std::unique_ptr<char *, Release<g_strfreev>>;
+using TypeClassPtr = std::unique_ptr<void, Release<g_type_class_unref>>;
 
 struct FreeGString {
     void operator()(GString *text) const { g_string_free(text, TRUE); }

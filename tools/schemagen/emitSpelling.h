@@ -14,7 +14,7 @@ std::string Spelling_Parameters(const Emission &emission, gsize type, const Tabl
 
 /* Returns a type for comments: "#SkemaOzyTaskInfo", "list of string". */
 std::string Spelling_Words(const Emission &emission, const TableTypeRef &type);
-/* Returns whether the parameter is a pointer, for which NULL leaves the argument out. */
+/* Returns whether the parameter is a pointer to the engine, so that NULL leaves the argument out. */
 bool Spelling_IsPointer(const Emission &emission, const TableTypeRef &type);
 
 /* Returns the type with a wire name, or NULL. */

@@ -12,7 +12,8 @@
 #include <string>
 #include <string_view>
 
-/* The file's folder must exist. */
+/* The file's folder must exist. False if it could not be written; @error then has the reason, and the file is
+ * unchanged. */
 bool OutputFile_Write(const std::string &path, std::string_view bytes, std::string *error);
 
 /* Creates the folder of a file, with its parents. */

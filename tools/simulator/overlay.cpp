@@ -55,7 +55,7 @@ struct Overlay::State {
 
     void Read(const std::string &path);
     bool IsShown(const TableType &type, const TableField &field) const;
-    /* The classes from the base down, as far as overlays tell them. */
+    /* The classes from the base down, as far as the overlays have them. */
     std::vector<const TableType *> ChainOf(const std::string &type) const;
     Value One(const TableField &field, const std::string &id, int depth) const;
     Value ValueFor(const TableField &field, const std::string &id, int depth) const;

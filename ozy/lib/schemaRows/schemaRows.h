@@ -1,7 +1,7 @@
 /*
  * schemaRows.h -- the schema as constant rows: what schemagen writes and the engine reads
  *
- * One row says all about one type, one field, one word of an enumeration, one method or one
+ * One row describes one type, one field, one word of an enumeration, one method or one
  * argument. Rows refer to each other by index and to texts by offset into one pool, so the tables need
  * no relocation and no code at load. A run of rows that belong together (the fields of a class, the
  * words of an enumeration, the arguments of a method) is a first index and a count.
@@ -27,7 +27,7 @@ enum SchemaKind : guint8 {
     SCHEMA_KIND_ENUM,
 };
 
-/* What one value is on its own; with SCHEMA_ARRAY there is a list of such. */
+/* The kind of one value; with SCHEMA_ARRAY there is a list of such values. */
 enum SchemaValueKind : guint8 {
     SCHEMA_VALUE_NONE, /* a method without result */
     SCHEMA_VALUE_BOOLEAN,
@@ -42,18 +42,17 @@ enum SchemaValueKind : guint8 {
     SCHEMA_VALUE_DATETIME,
     SCHEMA_VALUE_BINARY,
     SCHEMA_VALUE_ANY,
-    SCHEMA_VALUE_ENUM,    /* the row's type says which */
-    SCHEMA_VALUE_OBJECT,  /* a data object or fault; the row's type says which */
-    SCHEMA_VALUE_MANAGED, /* a managed object; the row's type says which */
-    SCHEMA_VALUE_UNKNOWN, /* arguments only: the caller hands in a const GValue *, or a GValueArray * of
+    SCHEMA_VALUE_ENUM,    /* the row's type is its index */
+    SCHEMA_VALUE_OBJECT,  /* a data object or fault; the row's type is its index */
+    SCHEMA_VALUE_MANAGED, /* a managed object; the row's type is its index */
+    SCHEMA_VALUE_UNKNOWN, /* arguments only: the caller passes a const GValue *, or a GValueArray * of
                              values of the caller's own types if there is SCHEMA_ARRAY */
 };
 
 enum : guint8 {
     SCHEMA_ARRAY = 0x1,
-    SCHEMA_OPTIONAL =
-        0x2,             /* fields: flag 259; arguments: handed in by pointer, NULL leaves it out */
-    SCHEMA_LIKELY = 0x4, /* arguments: the type is likely, not stated */
+    SCHEMA_OPTIONAL = 0x2, /* fields: flag 259; arguments: passed by pointer, NULL leaves it out */
+    SCHEMA_LIKELY = 0x4,   /* arguments: the type is likely, not stated */
     SCHEMA_REQUIRED = 0x8, /* arguments: stated to be required, passed on even if NULL */
     SCHEMA_DYNAMIC = 0x10, /* fields: an array of any whose elements may be managed objects */
 };
@@ -131,5 +130,5 @@ struct SchemaTables {
     guint32 textSize; /* in bytes */
 };
 
-/* The tables built into the library, made by schemagen. Types of one namespace stand together. */
+/* The tables built into the library, made by schemagen. Types of one namespace are adjacent. */
 extern const SchemaTables kSchemaTables;

@@ -2,7 +2,7 @@
  * schemaValues.h -- the words for each kind of value: in the schema's text tables, in C, on the wire
  *
  * A new kind is a SCHEMA_VALUE_... in schemaRows.h, a row here, and a row in
- * ozy/lib/orvane/schema/schemaKinds.cpp, which says how its values are stored and packed. If it has a
+ * ozy/lib/orvane/schema/schemaKinds.cpp, which describes how its values are stored and packed. If it has a
  * form of its own on the wire, that is a row in ozy/lib/orvane/soap/orvaneSoapKinds.cpp.
  *
  * Threads: constant data.
@@ -18,7 +18,7 @@
 struct SchemaValueWords {
     SchemaValueKind kind;
     std::string_view identifier; /* behind "SCHEMA_VALUE_" */
-    std::string_view word;       /* in the text tables; empty: the name of a type stands there */
+    std::string_view word;       /* in the text tables; empty: the name of a type is used */
     std::string_view byValue;    /* a stub's parameter, with the space or star before its name */
     std::string_view byPointer;  /* one that may be left out */
     std::string_view wireType;   /* xsi:type; empty: the value decides */

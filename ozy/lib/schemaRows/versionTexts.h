@@ -3,7 +3,7 @@
  * "" (part of every release), "ozy2/2.0", "ozy25/2.5", ...
  *
  * The place in this list is the number by which the rows of the schema name the release that
- * brought a field, and the bit that stands for it in OrvaneVersionEntry::mask. schemagen and the
+ * brought a field, and its bit in OrvaneVersionEntry::mask. schemagen and the
  * version catalogue both read it here, so the two cannot drift apart.
  *
  * Threads: constant data.

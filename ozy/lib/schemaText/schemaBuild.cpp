@@ -194,7 +194,7 @@ void BuildOrder(Builder *builder) {
         builder->rows[order[row]] = static_cast<guint16>(row);
 }
 
-/* ---- tables that stand on others ---- */
+/* ---- tables that extend others ---- */
 
 SchemaBuilt CopyOf(const SchemaTables &base) {
     SchemaBuilt built;
@@ -207,7 +207,7 @@ SchemaBuilt CopyOf(const SchemaTables &base) {
     return built;
 }
 
-/* Does a type say anything that its row does not? */
+/* Whether a type has anything that its row does not have. */
 bool IsChanged(const SchemaTypeRow &row, const TableType &type) {
     const gsize count = type.form == SCHEMA_FORM_ENUM ? type.words.size() : type.fields.size();
     const bool wasPartial = row.flags & SCHEMA_TYPE_PARTIAL;

@@ -2,11 +2,11 @@
  * schemaBuild.h -- makes the rows of schemaRows.h from a checked model
  *
  * schemagen prints them as constants; they can as well be used where they are, as they are in
- * memory. Types stand in the order of the namespaces and within one in the order of the texts.
+ * memory. Types are in the order of the namespaces and within one in the order of the texts.
  * Equal texts are kept once, and a text that ends another one lies inside it: "TaskInfo" in
  * "SkemaOzyTaskInfo".
  *
- * Ownership: SchemaBuilt owns all rows; tables handed out live as long as it does and stays
+ * Ownership: SchemaBuilt owns all rows; tables that are returned live as long as it does and stays
  *            unchanged.
  * Errors:    none; a model that did not pass SchemaCheck_Run() must not come here.
  */
@@ -28,9 +28,9 @@ struct SchemaBuilt {
 SchemaBuilt SchemaBuild_Run(const SchemaModel &model);
 
 /*
- * Tables that stand on others, which are already known to code that was made from them: types keep
+ * Tables that extend others, from which code was generated already: types keep
  * their number and new ones follow; methods, arguments and texts keep number and content, and new ones follow.
- * The model is that of SchemaRecover_Run() for the base with overlays applied. What it says of methods that
+ * The model is that of SchemaRecover_Run() for the base with overlays applied. Its methods that
  * the base has is left aside, since their stubs are compiled.
  */
 SchemaBuilt SchemaBuild_Extend(const SchemaTables &base, const SchemaModel &model);

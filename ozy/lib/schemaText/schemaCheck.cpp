@@ -26,7 +26,7 @@ struct Uses {
     void add(Checker *checker, const std::string &name, TablePlace place) {
         const auto [first, isNew] = seen.emplace(name, place);
         if (!isNew)
-            checker->fail(place, std::string(what) + " '" + name + "' stands already at " +
+            checker->fail(place, std::string(what) + " '" + name + "' is already declared at " +
                                      SchemaPlace_Text(checker->model, first->second));
     }
 };
@@ -74,7 +74,7 @@ void CheckBase(Checker *checker, const TableType &type) {
             type.place, std::string(SchemaForm_Word(type.form)) + " '" + type.name + "' has the " +
                             SchemaForm_Word(base->form) + " '" + base->name + "' as its base");
     if (base->ns > type.ns)
-        checker->fail(type.place, "base '" + base->name + "' stands in a later namespace");
+        checker->fail(type.place, "base '" + base->name + "' is in a later namespace");
 }
 
 /* One message a cycle: at the type of it that comes first in the model. */
@@ -223,7 +223,7 @@ void CheckCNames(Checker *checker) {
 }
 
 /* A chain of bases is walked by recursion, and GLib counts it and the size of an object in few bits.
- * The first one tells: all below it have too many as well. */
+ * Only the first is reported: all below it have too many as well. */
 void CheckChains(Checker *checker) {
     for (const TableType &type : checker->model.types) {
         gsize depth = 1;

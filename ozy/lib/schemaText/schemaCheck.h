@@ -12,5 +12,5 @@
 
 #include "ozy/lib/schemaText/schemaText.h"
 
-/* True if the model is sound; otherwise the errors say where it is not. */
+/* True if the model is sound; otherwise the errors name the places. */
 bool SchemaCheck_Run(const SchemaModel &model, SchemaErrors *errors);

@@ -66,8 +66,8 @@ std::string SchemaNames_ConstantPath(std::string_view typeName) {
     return SchemaNames_Upper(SchemaNames_Snake(typeName));
 }
 
-/* A break stands only before a capital that follows a small letter; digits count as what they
- * follow. */
+/* A break is only made before a capital that follows a small letter; a digit is of the kind of the
+ * character before it. */
 std::string SchemaNames_Snake(std::string_view camel) {
     std::string snake;
     snake.reserve(camel.size() + camel.size() / 2);

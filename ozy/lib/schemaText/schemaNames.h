@@ -6,10 +6,10 @@
  *   CreateSnapshot_Task                 skema_ozy_virtual_machine_create_snapshot
  *   enum  TaskInfoState in TaskInfo     SKEMA_OZY_TASK_INFO_QUEUED
  *
- * A type is "Skema", its namespace, "Fault" for a fault or for what stands in one, and its wire
+ * A type is "Skema", its namespace, "Fault" for a fault or a type inside one, and its wire
  * name (ferry drops a leading "Ferry"); "= Path" replaces all behind the namespace. Prefixes are
  * the snake case of that. A stub is the prefix of its class and the snake case of the wire name
- * without "_Task", or what "= stub" says. A constant is the prefix, in capitals, of the class that
+ * without "_Task", or the name after "= stub". A constant is the prefix, in capitals, of the class that
  * encloses the enumeration, or else of the enumeration, and the word in capitals.
  *
  * Threads: no state.
@@ -49,7 +49,7 @@ std::string SchemaNames_ConstantPath(std::string_view typeName);
 std::string SchemaNames_Snake(std::string_view camel);
 std::string SchemaNames_Upper(std::string_view text);
 
-/* What stands behind the namespace in the C name of a type: "= Path", or what the rule makes. */
+/* The part of a type's C name behind the namespace: "= Path", or the name by the rule. */
 std::string SchemaNames_Path(const TableType &type, bool isInFault);
 
 /* The C names that one type brings. */

@@ -18,10 +18,10 @@ struct Merger {
     void fail(TablePlace place, const std::string &message) {
         SchemaErrors_Add(errors, *model, place, message);
     }
-    /* Two places that say different things about the same. */
-    void contradict(TablePlace place, const std::string &said, TablePlace other,
+    /* Reports two places that contradict each other. */
+    void contradict(TablePlace place, const std::string &declared, TablePlace other,
                     const std::string &otherSaid) {
-        fail(place, said + ", but " + SchemaPlace_Text(*model, other) + " says " + otherSaid);
+        fail(place, declared + ", but " + SchemaPlace_Text(*model, other) + " says " + otherSaid);
     }
 };
 
@@ -33,7 +33,7 @@ std::string FieldText(const TableField &field, const TableType &type) {
     return "field " + Quoted(field.name) + " of " + Quoted(type.name);
 }
 
-/* As it stands in a table: "~Name[]?". */
+/* As it is spelt in a table: "~Name[]?". */
 std::string TypeText(const TableTypeRef &type) {
     if (type.name.empty() && !type.isUnknown)
         return "nothing";
@@ -72,23 +72,23 @@ bool MergeHead(Merger *merger, const TableType &known, const TableType &over) {
     }
     struct Row {
         const char *what;
-        std::string said;
+        std::string declared;
         std::string known;
         bool isComparable;
     };
     const Row rows[] = {
-        {" stands in namespace ", SchemaNamespace_Word(over.ns), SchemaNamespace_Word(known.ns),
+        {" is in namespace ", SchemaNamespace_Word(over.ns), SchemaNamespace_Word(known.ns),
          true},
         {" has the base ", over.base, known.base, !over.base.empty()},
         {" has the path ", over.path, PathOf(*merger, known), !over.path.empty()},
-        {" stands in ", over.enclosing, known.enclosing.empty() ? "nothing" : known.enclosing,
+        {" is in ", over.enclosing, known.enclosing.empty() ? "nothing" : known.enclosing,
          !over.enclosing.empty() && IsEnclosingKnown(known)},
     };
     bool agrees = true;
     for (const Row &row : rows) {
-        if (!row.isComparable || row.said == row.known)
+        if (!row.isComparable || row.declared == row.known)
             continue;
-        merger->contradict(over.place, name + row.what + row.said, known.place, row.known);
+        merger->contradict(over.place, name + row.what + row.declared, known.place, row.known);
         agrees = false;
     }
     return agrees;
@@ -122,30 +122,31 @@ std::string VersionText(const std::string &version) {
     return version.empty() ? "@all" : "@" + version;
 }
 
-/* One field as both say it. The known one stays unless the other says more. */
+/* Merges two declarations of a field. The known one is kept unless the other has more. */
 bool MergeField(Merger *merger, const TableType &type, const TableField &known,
-                const TableType &over, const TableField &said, TableField *merged) {
+                const TableType &over, const TableField &declared, TableField *merged) {
     const bool isLoose = IsLoose(type, known);
     const TableTypeRef &a = known.type;
-    const TableTypeRef &b = said.type;
+    const TableTypeRef &b = declared.type;
     if (a.name != b.name || a.isArray != b.isArray || (!isLoose && a.isOptional != b.isOptional) ||
         b.isUnknown || b.isLikely || b.isRequired) {
-        merger->contradict(said.place, FieldText(said, over) + " is " + TypeText(b), known.place,
-                           TypeText(a));
+        merger->contradict(declared.place, FieldText(declared, over) + " is " + TypeText(b),
+                           known.place, TypeText(a));
         return false;
     }
 
-    const std::string &saidVersion = VersionOf(over, said);
+    const std::string &saidVersion = VersionOf(over, declared);
     const std::string version = VersionText(VersionOf(type, known));
     if (!isLoose && !saidVersion.empty() && VersionText(saidVersion) != version) {
-        merger->contradict(said.place, FieldText(said, over) + " is of " + VersionText(saidVersion),
+        merger->contradict(declared.place,
+                           FieldText(declared, over) + " is of " + VersionText(saidVersion),
                            known.place, version);
         return false;
     }
 
-    const bool saysMore = isLoose && (!saidVersion.empty() || a.isOptional != b.isOptional);
-    *merged = saysMore ? said : known;
-    merged->version = saysMore ? saidVersion : VersionOf(type, known);
+    const bool hasMore = isLoose && (!saidVersion.empty() || a.isOptional != b.isOptional);
+    *merged = hasMore ? declared : known;
+    merged->version = hasMore ? saidVersion : VersionOf(type, known);
     return true;
 }
 
@@ -167,18 +168,18 @@ struct FieldList {
             fields.push_back(std::move(field));
         }
     }
-    void addNew(const TableField &said) {
-        TableField field = said;
+    void addNew(const TableField &declared) {
+        TableField field = declared;
         field.isAdded = true;
         (numTaken == 0 ? leading : fields).push_back(std::move(field));
     }
-    void addKnown(gsize place, const TableField &said) {
+    void addKnown(gsize place, const TableField &declared) {
         const TableField &known = type.fields[place];
         if (place < numTaken) {
-            merger->contradict(said.place,
-                               FieldText(said, over) + " stands behind " +
+            merger->contradict(declared.place,
+                               FieldText(declared, over) + " is after " +
                                    Quoted(type.fields[numTaken - 1].name),
-                               known.place, "it stands before");
+                               known.place, "it is before");
             agrees = false;
             return;
         }
@@ -187,7 +188,7 @@ struct FieldList {
         if (isFirst)
             std::ranges::move(leading, std::back_inserter(fields));
         TableField merged = known;
-        agrees &= MergeField(merger, type, known, over, said, &merged);
+        agrees &= MergeField(merger, type, known, over, declared, &merged);
         fields.push_back(std::move(merged));
         numTaken = place + 1;
     }
@@ -213,7 +214,7 @@ bool CheckTwice(Merger *merger, const TableType &over) {
         const auto [first, isNew] = seen.emplace(field.name, field.place);
         if (isNew)
             continue;
-        merger->fail(field.place, "field " + Quoted(field.name) + " stands already at " +
+        merger->fail(field.place, "field " + Quoted(field.name) + " is already declared at " +
                                       SchemaPlace_Text(*merger->model, first->second));
         agrees = false;
     }
@@ -236,7 +237,7 @@ bool CheckFull(Merger *merger, const TableType &known, const TableType &over) {
     return agrees;
 }
 
-/* A class whose fields are known may only be repeated. */
+/* A class with all its fields may only be repeated. */
 bool CheckClosed(Merger *merger, const TableType &known, const TableType &over) {
     const auto places = PlacesOf(known.fields);
     bool agrees = true;
@@ -255,11 +256,12 @@ bool MergeFullList(Merger *merger, const TableType &known, const TableType &over
                    std::vector<TableField> *merged) {
     const auto places = PlacesOf(known.fields);
     bool agrees = true;
-    for (const TableField &said : over.fields) {
-        const auto found = places.find(said.name);
-        TableField field = said;
+    for (const TableField &declared : over.fields) {
+        const auto found = places.find(declared.name);
+        TableField field = declared;
         if (found != places.end())
-            agrees &= MergeField(merger, known, known.fields[found->second], over, said, &field);
+            agrees &=
+                MergeField(merger, known, known.fields[found->second], over, declared, &field);
         else
             field.isAdded = true;
         merged->push_back(std::move(field));
@@ -270,12 +272,12 @@ bool MergeFullList(Merger *merger, const TableType &known, const TableType &over
 bool MergeList(Merger *merger, const TableType &known, const TableType &over,
                std::vector<TableField> *merged) {
     FieldList list{merger, known, over, PlacesOf(known.fields)};
-    for (const TableField &said : over.fields) {
-        const auto found = list.places.find(said.name);
+    for (const TableField &declared : over.fields) {
+        const auto found = list.places.find(declared.name);
         if (found == list.places.end())
-            list.addNew(said);
+            list.addNew(declared);
         else
-            list.addKnown(found->second, said);
+            list.addKnown(found->second, declared);
     }
     list.finish();
     *merged = std::move(list.fields);
@@ -309,72 +311,74 @@ bool IsStated(const TableTypeRef &type) {
     return !type.isUnknown && !type.isLikely;
 }
 
-/* "T" says nothing against "T!". */
-bool IsSameType(const TableTypeRef &known, const TableTypeRef &said) {
-    return known.name == said.name && known.isArray == said.isArray &&
-           known.isOptional == said.isOptional && (known.isRequired || !said.isRequired);
+/* "T" does not contradict "T!". */
+bool IsSameType(const TableTypeRef &known, const TableTypeRef &declared) {
+    return known.name == declared.name && known.isArray == declared.isArray &&
+           known.isOptional == declared.isOptional && (known.isRequired || !declared.isRequired);
 }
 
 bool MergeArgument(Merger *merger, const TableMethod &method, TableArgument *known,
-                   const TableArgument &said) {
-    bool agrees = known->name == said.name;
+                   const TableArgument &declared) {
+    bool agrees = known->name == declared.name;
     if (!agrees) {
-        merger->contradict(said.place,
-                           "an argument of " + Quoted(method.wireName) + " is " + Quoted(said.name),
+        merger->contradict(declared.place,
+                           "an argument of " + Quoted(method.wireName) + " is " +
+                               Quoted(declared.name),
                            known->place, Quoted(known->name));
         return false;
     }
-    if (said.type.isUnknown && !said.type.isArray)
+    if (declared.type.isUnknown && !declared.type.isArray)
         return true;
     if (IsStated(known->type))
-        agrees = IsSameType(known->type, said.type);
+        agrees = IsSameType(known->type, declared.type);
     else
-        agrees = !known->type.isUnknown || !known->type.isArray || said.type.isArray;
+        agrees = !known->type.isUnknown || !known->type.isArray || declared.type.isArray;
     if (!agrees)
-        merger->contradict(said.place,
-                           "argument " + Quoted(said.name) + " of " + Quoted(method.wireName) +
-                               " is " + TypeText(said.type),
+        merger->contradict(declared.place,
+                           "argument " + Quoted(declared.name) + " of " + Quoted(method.wireName) +
+                               " is " + TypeText(declared.type),
                            known->place, TypeText(known->type));
-    else if (!IsStated(known->type) && !said.type.isUnknown)
-        known->type = said.type;
+    else if (!IsStated(known->type) && !declared.type.isUnknown)
+        known->type = declared.type;
     return agrees;
 }
 
-bool MergeMethod(Merger *merger, TableMethod *known, const TableMethod &said) {
-    const std::string name = "method " + Quoted(said.wireName);
-    if (known->arguments.size() != said.arguments.size()) {
-        merger->contradict(said.place,
-                           name + " has " + std::to_string(said.arguments.size()) + " arguments",
+bool MergeMethod(Merger *merger, TableMethod *known, const TableMethod &declared) {
+    const std::string name = "method " + Quoted(declared.wireName);
+    if (known->arguments.size() != declared.arguments.size()) {
+        merger->contradict(declared.place,
+                           name + " has " + std::to_string(declared.arguments.size()) +
+                               " arguments",
                            known->place, std::to_string(known->arguments.size()));
         return false;
     }
-    if (!IsSameType(known->result, said.result)) {
-        merger->contradict(said.place, name + " returns " + TypeText(said.result), known->place,
-                           TypeText(known->result));
+    if (!IsSameType(known->result, declared.result)) {
+        merger->contradict(declared.place, name + " returns " + TypeText(declared.result),
+                           known->place, TypeText(known->result));
         return false;
     }
     const bool isStubKnown = known->place.line != 0;
-    if (isStubKnown && !said.stub.empty() && said.stub != known->stub) {
-        merger->contradict(said.place, name + " has the stub " + said.stub, known->place,
+    if (isStubKnown && !declared.stub.empty() && declared.stub != known->stub) {
+        merger->contradict(declared.place, name + " has the stub " + declared.stub, known->place,
                            known->stub.empty() ? "none" : known->stub);
         return false;
     }
     bool agrees = true;
-    for (gsize i = 0; i < said.arguments.size(); i++)
-        agrees &= MergeArgument(merger, *known, &known->arguments[i], said.arguments[i]);
+    for (gsize i = 0; i < declared.arguments.size(); i++)
+        agrees &= MergeArgument(merger, *known, &known->arguments[i], declared.arguments[i]);
     return agrees;
 }
 
 bool MergeMethods(Merger *merger, TableType *known, const TableType &over) {
     bool agrees = true;
     const gsize numKnown = known->methods.size();
-    for (const TableMethod &said : over.methods) {
+    for (const TableMethod &declared : over.methods) {
         const auto methods = std::span(known->methods).first(numKnown);
-        const auto found = std::ranges::find(methods, said.wireName, &TableMethod::wireName);
+        const auto found = std::ranges::find(methods, declared.wireName, &TableMethod::wireName);
         if (found == methods.end())
-            known->methods.push_back(said);
+            known->methods.push_back(declared);
         else
-            agrees &= MergeMethod(merger, &*found, said);
+            agrees &= MergeMethod(merger, &*found, declared);
     }
     return agrees;
 }
@@ -407,13 +411,13 @@ bool MergeWords(Merger *merger, TableType *known, const TableType &over) {
 
 /* ---- types ---- */
 
-/* In an overlay a class that says nothing of the kind would be taken for either. */
+/* In an overlay, a class without the word could be of either kind. */
 bool CheckCompleteness(Merger *merger, const TableType &over) {
     if (over.form == SCHEMA_FORM_ENUM || over.form == SCHEMA_FORM_MANAGED ||
         !over.version.empty() || over.isPartial)
         return true;
     merger->fail(over.place,
-                 Quoted(over.name) + " says neither '...' nor '@version' of its fields");
+                 Quoted(over.name) + " has neither '...' nor '@version' of its fields");
     return false;
 }
 
@@ -470,7 +474,7 @@ void CheckBaseField(const SchemaModel &model, const TableType &type, const Table
     const TableField &added = own.isAdded ? own : inherited;
     const TableField &other = own.isAdded ? inherited : own;
     SchemaErrors_Add(errors, model, added.place,
-                     FieldText(added, own.isAdded ? type : base) + " stands already in " +
+                     FieldText(added, own.isAdded ? type : base) + " is already declared in " +
                          Quoted(own.isAdded ? base.name : type.name) + " at " +
                          SchemaPlace_Text(model, other.place));
 }
@@ -518,7 +522,7 @@ bool SchemaOverlay_Apply(SchemaModel *model, SchemaModel overlay, SchemaErrors *
         if (isNew)
             MergeType(&merger, std::move(type));
         else
-            merger.fail(type.place, "type " + Quoted(type.name) + " stands already at " +
+            merger.fail(type.place, "type " + Quoted(type.name) + " is already declared at " +
                                         SchemaPlace_Text(*model, first->second));
     }
     return errors->count == before;

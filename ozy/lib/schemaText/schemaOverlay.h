@@ -9,10 +9,10 @@
  *   data VirtualMachineDisplaySummary : DynamicData  @ozy25/4.0       a new class
  *     screens         int
  *
- * An overlay has the form of schemaText.h. It may say more than the model, never anything else:
+ * An overlay has the form of schemaText.h. It may add to the model, but not contradict it:
  *
  *   new types          are appended, in any namespace
- *   known types        base, path and enclosing class may be left out; where they stand, they agree
+ *   known types        base, path and enclosing class may be left out; where given, they agree
  *   classes with "..." and managed classes whose use and releases are not known, get the fields.
  *                      "..." adds some: each goes behind the one that is listed before it, and
  *                      without one before it, in front of the next that is known, else behind all.
@@ -39,5 +39,5 @@
  */
 bool SchemaOverlay_Apply(SchemaModel *model, SchemaModel overlay, SchemaErrors *errors);
 
-/* SchemaCheck_Run(), and that no field of an overlay stands in a base class as well. */
+/* SchemaCheck_Run(), and that no field of an overlay is in a base class as well. */
 bool SchemaOverlay_Check(const SchemaModel &model, SchemaErrors *errors);

@@ -49,7 +49,7 @@ std::string_view PathOf(const Recovery &from, const SchemaTypeRow &row) {
     return name;
 }
 
-/* GObject's classes stand below no type of the schema. */
+/* GObject's classes are below no type of the schema. */
 std::string_view BaseOf(const Recovery &from, const SchemaTypeRow &row) {
     if (row.base != kSchemaNoType)
         return from.text(from.tables.types[row.base].wireName);
@@ -58,7 +58,7 @@ std::string_view BaseOf(const Recovery &from, const SchemaTypeRow &row) {
     return row.kind == SCHEMA_KIND_MANAGED ? "GInitiallyUnowned" : "GObject";
 }
 
-/* No release stands for one that is not known, where that can be: an overlay may then say it. */
+/* An unknown release is left empty where that is allowed; an overlay may then state it. */
 void RecoverFields(const Recovery &from, const SchemaTypeRow &row, TableType *type) {
     const bool isOpen = row.flags & (SCHEMA_TYPE_PARTIAL | SCHEMA_TYPE_UNDATED);
     for (guint i = 0; i < row.count; i++) {

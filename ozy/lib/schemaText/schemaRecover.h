@@ -16,6 +16,6 @@
 
 #include "ozy/lib/schemaText/schemaText.h"
 
-/* The type at place n is that of row n. All of it stands in one file, "the built-in schema", which
+/* The type at place n is that of row n. All of it is in one file, "the built-in schema", which
  * has no lines. */
 SchemaModel SchemaRecover_Run(const SchemaTables &tables);

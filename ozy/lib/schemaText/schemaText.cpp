@@ -126,7 +126,7 @@ guint32 PreviousLine(const Parser &parser) {
     return parser.at > 0 ? parser.tokens[parser.at - 1].line : 1;
 }
 
-/* Says what was wanted instead of what stands at this place. */
+/* Reports what was expected instead of the token at this place. */
 bool FailWanted(Parser *parser, const char *wanted) {
     if (LineEnded(*parser)) {
         parser->fail(PreviousLine(*parser),
@@ -183,7 +183,7 @@ bool ParseType(Parser *parser, TableTypeRef *type) {
     return true;
 }
 
-/* Does the next token stand deeper than the member that is being read? */
+/* Whether the next token is indented deeper than the member that is being read. */
 bool IsDeeper(const Parser &parser) {
     return !AtEnd(parser) && parser.tokens[parser.at].column > parser.memberColumn;
 }

@@ -14,7 +14,7 @@
  *   enum TaskInfoState in TaskInfo
  *     queued running success error
  *
- * Reading looks at the form only and takes each name as it stands. Whether the names lead anywhere
+ * Reading checks the form only and keeps each name as it is. Whether the names exist
  * is schemaCheck.h's business, what they make is schemaBuild.h's. Several texts are read one after
  * the other into one model.
  *
@@ -33,7 +33,7 @@
 
 #include "ozy/lib/schemaRows/schemaRows.h"
 
-/* Where something stands: an index into SchemaModel::files and a line counted from 1; no line, 0, if
+/* A place: an index into SchemaModel::files and a line counted from 1; no line, 0, if
  * it was not read from a text. */
 struct TablePlace {
     guint32 file = 0;
@@ -90,7 +90,7 @@ struct TableType {
     TablePlace place;
     SchemaForm form = SCHEMA_FORM_DATA;
     SchemaNamespace ns = SCHEMA_NAMESPACE_QORM;
-    bool isUnlisted = false; /* stands in a file that opens with "namespace x unlisted" */
+    bool isUnlisted = false; /* is in a file that begins with "namespace x unlisted" */
     bool isPartial = false;  /* "..." */
     std::string name;        /* wire name */
     std::string enclosing;   /* "in Name", or empty */
@@ -128,7 +128,7 @@ SchemaNamespace SchemaNamespace_Parse(std::string_view word);
 const char *SchemaForm_Word(SchemaForm form);
 
 /*
- * Reads a text and appends what it says to the model. The name stands in messages. False if
+ * Reads a text and appends its content to the model. The name is used in messages. False if
  * anything was wrong; the model then holds what could be read and is good for nothing but further
  * messages.
  */

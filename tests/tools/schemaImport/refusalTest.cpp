@@ -60,7 +60,7 @@ const RefusalRow kRefusals[] = {
      kHalf},
     {"element of a base class",
      Class("Sub", kGood + Element("name", "s:string"), "t:Sealed"),
-     {"a.xsd:4: left out: field 'name' of 'Sub' stands already in 'Sealed' at shipped.schema:19"},
+     {"a.xsd:4: left out: field 'name' of 'Sub' is already declared in 'Sealed' at shipped.schema:19"},
      "\ndata Sub : Sealed ...\n  good              int                 @ozy25/5.0\n"},
     {"wrapper outside an any",
      "<s:complexType name='ArrayOfInt'><s:sequence>" + Element("int", "s:int", "maxOccurs='9'") +
@@ -103,7 +103,7 @@ const RefusalRow kRefusals[] = {
      "<s:simpleType name='Odd'><s:restriction base='s:string'><s:enumeration value='a b'/>"
      "<s:enumeration value='up'/>\n<s:enumeration value='UP'/></s:restriction></s:simpleType>",
      {"a.xsd:2: word 'a b' of 'Odd' cannot be written in the tables",
-      "a.xsd:3: left out: C name 'SKEMA_OZY_ODD_UP' stands already at a.xsd:2"},
+      "a.xsd:3: left out: C name 'SKEMA_OZY_ODD_UP' is already declared at a.xsd:2"},
      ""},
     {"operation of no known class",
      "<s:complexType name='FlyRequestType'><s:sequence>" + Element("_this", "t:X") +

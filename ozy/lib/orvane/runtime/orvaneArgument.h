@@ -4,8 +4,8 @@
  *   const OrvaneArgument arguments[] = {{"name", &name}, {"memory", &memory}};
  *   OrvaneSession_InvokeMethodV(session, object, "CreateSnapshot_Task", listener, arguments, 2);
  *
- * The order of the array is the order of the elements on the wire. A value that is zeroed stands
- * for an argument that is left out.
+ * The order of the array is the order of the elements on the wire. A zeroed value is an
+ * argument that is left out.
  *
  * Ownership: names and values are the caller's and are used only until the call returns: the text of
  *            the request is written by then.

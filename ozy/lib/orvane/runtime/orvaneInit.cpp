@@ -10,7 +10,7 @@
 
 namespace {
 
-constinit std::atomic<bool> isEnvironmentRead{false};
+constinit std::atomic<bool> gIsEnvironmentRead{false};
 
 } // namespace
 
@@ -24,7 +24,7 @@ gboolean orvane_init(OrvanePollCallback pollCallback, OrvanePollCallbackRemove p
     orvane_poll_callback = pollCallback;
     orvane_poll_callback_remove = pollCallbackRemove;
     g_type_init();
-    if (!isEnvironmentRead.exchange(true))
+    if (!gIsEnvironmentRead.exchange(true))
         SchemaLoad_FromEnvironment(secure_getenv);
     SSL_Init(nullptr, nullptr, nullptr);
     return BasicHttp_InitEx(pollCallback, pollCallbackRemove, -1);

@@ -1,5 +1,5 @@
 /*
- * orvaneRuntime.h -- what the library's own modules need of the object runtime beside
+ * orvaneRuntime.h -- the parts of the object runtime that only the library uses, beside
  * <orvane/runtime.h>: weak bindings to a listener, the loop functions
  *
  * Ownership: a binding owns neither its object nor its listener.
@@ -14,11 +14,11 @@ G_BEGIN_DECLS
 
 /**
  * orvane_bind_listener:
- * @object: what the listener waits for; must be unbound before it ends
- * @listener: not owned; the binding ends with it
+ * @object: the object; must be unbound before it is finalised
+ * @listener: not owned; when it is finalised the binding ends
  *
- * An earlier binding of @object is not looked at: its listener's end clears the binding of the later
- * one.
+ * An earlier binding of @object is not checked: when its listener is finalised, the later binding ends
+ * as well.
  */
 void orvane_bind_listener(GObject *object, OrvaneListener *listener);
 

@@ -1,5 +1,5 @@
 /*
- * roomsAbove.h -- what a lower room calls in a higher one
+ * roomsAbove.h -- functions of higher rooms that lower ones call
  *
  *   runtime <- schema <- soap <- listener <- updates <- session
  *
@@ -57,10 +57,10 @@ SkemaQormManagedObject *orvane_momgr_lookup_or_create(OrvaneMOMgr *momgr, const 
  * @proxy: the object to load
  * @listener: (nullable): succeeds when the first values are in the proxy
  *
- * Loads are counted. Only the first asks the service; a later one is answered together with it, or at
+ * Loads are counted. Only the first sends a request; a later one completes together with it, or at
  * once if the object is loaded. A proxy of a former connection is taken over unless another has its
  * id by now; then the load fails. A listener can wait for one load at a time: a second one goes on
- * without it. If the proxy dies first, the listener is told nothing.
+ * without it. If the proxy is finalised first, no signal is emitted.
  */
 void orvane_momgr_load_object(OrvaneMOMgr *momgr, gboolean partialUpdates,
                               SkemaQormManagedObject *proxy, OrvaneListener *listener);
@@ -71,7 +71,7 @@ void orvane_momgr_load_object(OrvaneMOMgr *momgr, gboolean partialUpdates,
  * @proxy: an object that was loaded
  * @clear: whether its properties go back to the defaults of their types when this was the last load
  *
- * Takes one load back; the last destroys the filter.
+ * Undoes one load; the last one destroys the filter.
  */
 void orvane_momgr_unload_object(OrvaneMOMgr *momgr, SkemaQormManagedObject *proxy, gboolean clear);
 
@@ -84,7 +84,7 @@ void orvane_momgr_unload_object(OrvaneMOMgr *momgr, SkemaQormManagedObject *prox
  * called on such a pointer; check OrvaneSession_IsLive() first.
  */
 
-/* Whether the pointer is that of a session that was not finalised yet; any pointer may be asked. */
+/* Whether the pointer is that of a session that was not finalised yet; @session may be any pointer. */
 gboolean OrvaneSession_IsLive(const OrvaneSession *session);
 
 /* The update stream found the connection or the permission gone. */
@@ -95,7 +95,7 @@ void orvane_session_set_interrupted(OrvaneSession *session);
  * @session: the session of @object
  * @object: the proxy to call
  * @methodName: the operation's name on the wire
- * @listener: (nullable): learns the outcome; see orvane_session_invoke_method()
+ * @listener: (nullable): receives the outcome; see orvane_session_invoke_method()
  * @arguments: (array length=count): names and values, read before the call returns
  * @count: number of arguments
  */
@@ -106,9 +106,9 @@ void OrvaneSession_InvokeMethodV(OrvaneSession *session, GObject *object, const 
 /**
  * OrvaneSession_HasCall:
  * @session: a session
- * @listener: a listener that was handed to a call of it
+ * @listener: a listener that was passed to a call of it
  *
- * A call that cannot be sent tells nobody, so whoever waits for one asks right after sending.
+ * A call that cannot be sent emits no signal. Internal callers therefore check this right after sending.
  *
  * Returns: whether a reply for @listener is still to come
  */

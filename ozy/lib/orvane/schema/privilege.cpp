@@ -2,9 +2,11 @@
 
 #include <array>
 
+#include "lib/misc/glibPtr.h"
+
 namespace {
 
-/* Identifiers that begin with the same word; the rest of each stands in the list. */
+/* Identifiers that begin with the same word; the list has the rest of each. */
 struct PrivilegeGroup {
     const char *name;
     const char *words;
@@ -92,11 +94,10 @@ GHashTable *skema_privilege_create_table(void) {
     GHashTable *table = g_hash_table_new_full(g_str_hash, g_str_equal, g_free, nullptr);
     g_return_val_if_fail(table != NULL, nullptr);
     for (const PrivilegeGroup &group : kGroups) {
-        gchar **words = g_strsplit(group.words, " ", -1);
-        for (gchar **word = words; *word != nullptr; word++)
+        const StrvPtr words(g_strsplit(group.words, " ", -1));
+        for (gchar **word = words.get(); *word != nullptr; word++)
             g_hash_table_replace(table, g_strconcat(group.name, ".", *word, nullptr),
                                  GINT_TO_POINTER(FALSE));
-        g_strfreev(words);
     }
     return table;
 }

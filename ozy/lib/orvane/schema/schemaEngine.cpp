@@ -31,8 +31,8 @@ constexpr auto kArrayNotifyFlags =
 constexpr auto kLeaveFlags =
     static_cast<GSignalFlags>(G_SIGNAL_RUN_FIRST | G_SIGNAL_NO_RECURSE | G_SIGNAL_ACTION);
 
-constinit std::atomic<const SchemaTables *> currentTables{&kSchemaTables};
-constinit std::atomic<bool> isAnyRegistered{false};
+constinit std::atomic<const SchemaTables *> gTables{&kSchemaTables};
+constinit std::atomic<bool> gIsAnyRegistered{false};
 
 const char *Text(guint32 offset) {
     return SchemaEngine_Tables()->text + offset;
@@ -49,7 +49,7 @@ const SchemaClass *SchemaOf(gpointer object) {
 /* ---- where things are in an instance ---- */
 
 struct RootLayout {
-    guint firstField; /* a fault's two properties stand inside its root's struct */
+    guint firstField; /* a fault's two properties are part of its root's struct */
     guint session;
     guint size;
 };
@@ -97,7 +97,7 @@ guint InstanceSize(const SchemaTypeRow &row) {
     return layout.size;
 }
 
-/* ---- the property system's way in ---- */
+/* ---- called by the property system ---- */
 
 /* The class that a property id is meant for: the owner of the pspec; in a call that did not come
  * through the property system, the closest class that has properties. */
@@ -113,7 +113,7 @@ const SchemaClass *ClassFor(const SchemaClass *klass, guint id, const GParamSpec
     return klass;
 }
 
-/* The field with a property id; NULL, with a word in the log, if there is none. */
+/* The field with a property id; NULL, with a warning in the log, if there is none. */
 const SchemaField *FieldFor(GObject *object, guint id, const GParamSpec *pspec) {
     const SchemaClass *klass = ClassFor(SchemaOf(object), id, pspec);
     if (id - 1 < klass->numFields)
@@ -145,7 +145,7 @@ void ReleaseFields(GObject *object, const SchemaClass *klass) {
     }
 }
 
-/* What a root's struct owns beside fields. */
+/* Releases what a root's struct owns beside fields. */
 void ReleaseRoot(GObject *object, SchemaKind kind) {
     if (kind == SCHEMA_KIND_FAULT) {
         auto *fault = reinterpret_cast<SkemaQormMethodFault *>(object);
@@ -172,7 +172,7 @@ const char *ElementName(const SchemaKindRow &kind, GType type) {
     return kind.elementName != nullptr ? kind.elementName : g_type_name(type);
 }
 
-GParamSpec *ParamSpecNew(const SchemaFieldRow &row, GType type, const char *name,
+GParamSpec *NewParamSpec(const SchemaFieldRow &row, GType type, const char *name,
                          GParamFlags flags) {
     const SchemaKindRow &kind = SchemaKind_Row(row.kind);
     if (!(row.flags & SCHEMA_ARRAY))
@@ -181,7 +181,7 @@ GParamSpec *ParamSpecNew(const SchemaFieldRow &row, GType type, const char *name
     return g_param_spec_boxed(name, "", blurb.get(), G_TYPE_VALUE_ARRAY, flags);
 }
 
-void FieldInit(SchemaField &field, const SchemaFieldRow &row) {
+void InitField(SchemaField &field, const SchemaFieldRow &row) {
     /* names live as long as the process, so GLib need not copy them */
     const char *name = g_intern_static_string(Text(row.name));
     const bool isOptional = row.flags & SCHEMA_OPTIONAL;
@@ -191,7 +191,7 @@ void FieldInit(SchemaField &field, const SchemaFieldRow &row) {
     field.row = &row;
     field.store = SchemaStore_For(row);
     field.valueType = SchemaEngine_ValueType(row.kind, row.type);
-    field.pspec = ParamSpecNew(row, field.valueType, name, flags);
+    field.pspec = NewParamSpec(row, field.valueType, name, flags);
     if (isOptional)
         field.mark = g_quark_from_string(GPtr<char>(g_strconcat("_", name, nullptr)).get());
 
@@ -204,7 +204,7 @@ void FieldInit(SchemaField &field, const SchemaFieldRow &row) {
 
 /* ---- classes ---- */
 
-SchemaClass *SchemaClassNew(const SchemaRootClass &from, const SchemaTypeRow &row) {
+SchemaClass *NewSchemaClass(const SchemaRootClass &from, const SchemaTypeRow &row) {
     const GType type = G_TYPE_FROM_CLASS(&from);
     auto *schema = g_new0(SchemaClass, 1);
     schema->base = row.base == kSchemaNoType ? nullptr : from.schema; /* still the base's */
@@ -220,14 +220,14 @@ SchemaClass *SchemaClassNew(const SchemaRootClass &from, const SchemaTypeRow &ro
     guint offset = FirstOffset(row);
     for (guint i = 0; i < row.count; i++) {
         SchemaField &field = schema->fields[i];
-        FieldInit(field, FieldsOf(row)[i]);
+        InitField(field, FieldsOf(row)[i]);
         field.offset = RoundUp(offset, field.store->size);
         offset = field.offset + field.store->size;
     }
     return schema;
 }
 
-void RootSignalsNew(GType type, SchemaKind kind) {
+void NewRootSignals(GType type, SchemaKind kind) {
     const bool isManaged = kind == SCHEMA_KIND_MANAGED;
     if (isManaged)
         g_signal_new("leave", type, kLeaveFlags, kFirstSlot, nullptr, nullptr,
@@ -240,7 +240,7 @@ void RootSignalsNew(GType type, SchemaKind kind) {
 void SchemaClassInit(gpointer klass, gpointer index) {
     const SchemaTypeRow &row = SchemaEngine_Tables()->types[GPOINTER_TO_UINT(index)];
     auto *root = static_cast<SchemaRootClass *>(klass);
-    const SchemaClass *schema = SchemaClassNew(*root, row);
+    const SchemaClass *schema = NewSchemaClass(*root, row);
     root->schema = schema;
     root->parent.finalize = SchemaFinalize;
     if (row.count > 0) {
@@ -250,18 +250,18 @@ void SchemaClassInit(gpointer klass, gpointer index) {
     for (guint i = 0; i < schema->numFields; i++)
         g_object_class_install_property(&root->parent, i + 1, schema->fields[i].pspec);
     if (row.base == kSchemaNoType)
-        RootSignalsNew(G_TYPE_FROM_CLASS(klass), row.kind);
+        NewRootSignals(G_TYPE_FROM_CLASS(klass), row.kind);
 }
 
-/* ---- registration ---- */
+/* ---- gRegistration ---- */
 
 /* One lock for all: a type pulls its bases, and a name map pulls thousands of types at a stretch,
- * each at the price of a look at the owner. Nothing that waits for another thread runs under it. */
-GRecMutex registration;
+ * so it is taken once for all of them. Nothing that waits for another thread runs under it. */
+GRecMutex gRegistration;
 
 struct RegistrationLock {
-    RegistrationLock() { g_rec_mutex_lock(&registration); }
-    ~RegistrationLock() { g_rec_mutex_unlock(&registration); }
+    RegistrationLock() { g_rec_mutex_lock(&gRegistration); }
+    ~RegistrationLock() { g_rec_mutex_unlock(&gRegistration); }
     RegistrationLock(const RegistrationLock &) = delete;
     RegistrationLock &operator=(const RegistrationLock &) = delete;
 };
@@ -272,10 +272,10 @@ GType ParentOf(const SchemaTypeRow &row) {
     return row.kind == SCHEMA_KIND_MANAGED ? G_TYPE_INITIALLY_UNOWNED : G_TYPE_OBJECT;
 }
 
-GType ClassRegister(const SchemaTypeRow &row, const char *name, guint index) {
+GType RegisterClass(const SchemaTypeRow &row, const char *name, guint index) {
     const GType parent = ParentOf(row);
     const guint instanceSize = InstanceSize(row);
-    VERIFY(instanceSize <= G_MAXUINT16); /* as much as GLib can tell */
+    VERIFY(instanceSize <= G_MAXUINT16); /* the range of GTypeInfo::instance_size */
     const GTypeInfo info = {
         .class_size = sizeof(SchemaRootClass),
         .class_init = SchemaClassInit,
@@ -285,7 +285,7 @@ GType ClassRegister(const SchemaTypeRow &row, const char *name, guint index) {
     return g_type_register_static(parent, name, &info, static_cast<GTypeFlags>(0));
 }
 
-GType EnumRegister(const SchemaTypeRow &row, const char *name) {
+GType RegisterEnum(const SchemaTypeRow &row, const char *name) {
     auto *values = g_new0(GEnumValue, row.count + 1u); /* kept by the type */
     for (guint i = 0; i < row.count; i++) {
         const SchemaWordRow &word = SchemaEngine_Tables()->words[row.first + i];
@@ -295,8 +295,8 @@ GType EnumRegister(const SchemaTypeRow &row, const char *name) {
 }
 
 /* Thousands of types are registered at a stretch, so the quark is looked up once. Names are left to
- * GLib to copy: to intern each before would cost more than the registration's own look-up. */
-GQuark WireNameQuark() {
+ * GLib to copy: to intern each before would cost more than the gRegistration's own look-up. */
+GQuark GetWireNameQuark() {
     static constinit std::atomic<GQuark> kept{0};
     GQuark quark = kept.load(std::memory_order_relaxed);
     if (quark == 0) {
@@ -306,23 +306,23 @@ GQuark WireNameQuark() {
     return quark;
 }
 
-GType TypeRegister(const SchemaTypeRow &row, guint index) {
-    isAnyRegistered.store(true, std::memory_order_relaxed);
+GType RegisterType(const SchemaTypeRow &row, guint index) {
+    gIsAnyRegistered.store(true, std::memory_order_relaxed);
     const char *name = Text(row.name);
     const GType type =
-        row.kind == SCHEMA_KIND_ENUM ? EnumRegister(row, name) : ClassRegister(row, name, index);
-    g_type_set_qdata(type, WireNameQuark(), const_cast<char *>(Text(row.wireName)));
+        row.kind == SCHEMA_KIND_ENUM ? RegisterEnum(row, name) : RegisterClass(row, name, index);
+    g_type_set_qdata(type, GetWireNameQuark(), const_cast<char *>(Text(row.wireName)));
     return type;
 }
 
-/* Looks at the tables again: others may have come in their place before the lock was had. */
-GType TypeRegisterOnce(guint index) {
+/* Reads the tables again: they may have been replaced before the lock was taken. */
+GType RegisterTypeOnce(guint index) {
     const RegistrationLock lock;
     const SchemaTables *tables = SchemaEngine_Tables();
     const std::atomic_ref<GType> id(tables->ids[index]);
     GType type = id.load(std::memory_order_relaxed);
     if (type == 0) {
-        type = TypeRegister(tables->types[index], index);
+        type = RegisterType(tables->types[index], index);
         id.store(type, std::memory_order_release);
     }
     return type;
@@ -343,19 +343,19 @@ void PopulateNameMap(GHashTable *table, SchemaNamespace ns) {
 } // namespace
 
 const SchemaTables *SchemaEngine_Tables() {
-    return currentTables.load(std::memory_order_acquire);
+    return gTables.load(std::memory_order_acquire);
 }
 
 gboolean SchemaEngine_SetTables(const SchemaTables *tables) {
     const RegistrationLock lock;
-    if (isAnyRegistered)
+    if (gIsAnyRegistered)
         return FALSE;
-    currentTables.store(tables, std::memory_order_release);
+    gTables.store(tables, std::memory_order_release);
     return TRUE;
 }
 
 gboolean SchemaEngine_IsInUse() {
-    return isAnyRegistered;
+    return gIsAnyRegistered;
 }
 
 GType SchemaEngine_ValueType(SchemaValueKind kind, guint16 type) {
@@ -367,7 +367,7 @@ GType orvane_schema_get_type(guint index) {
     VERIFY(index < tables->numTypes);
     const std::atomic_ref<GType> id(tables->ids[index]);
     const GType type = id.load(std::memory_order_acquire);
-    return type != 0 ? type : TypeRegisterOnce(index);
+    return type != 0 ? type : RegisterTypeOnce(index);
 }
 
 const SchemaClass *SchemaClass_Get(gpointer klass) {

@@ -73,7 +73,7 @@ const SchemaTables *SchemaEngine_Tables();
  * is registered. */
 gboolean SchemaEngine_SetTables(const SchemaTables *tables);
 
-/* Is a type registered? Then the tables stay. */
+/* Whether a type is registered; the tables can then no longer be replaced. */
 gboolean SchemaEngine_IsInUse();
 
 /* The GType of elements of a kind; type is an index for ENUM, OBJECT and MANAGED. */

@@ -157,7 +157,7 @@ void PackPointer(const SchemaArgumentRow &row, SchemaParameters &from, GValue *v
     PackTyped<set>(row, SchemaEngine_ValueType(row.kind, row.type), from, value);
 }
 
-/* A type that is only likely must not stand in the way of an object of another. */
+/* Where the type is only likely, an object of another type is accepted. */
 void PackObject(const SchemaArgumentRow &row, SchemaParameters &from, GValue *value) {
     auto *instance = Next<GObject *>(from);
     if (IsLeftOut(row, instance))

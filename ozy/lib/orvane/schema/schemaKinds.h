@@ -13,7 +13,7 @@
 
 #include "ozy/lib/orvane/schema/schemaStore.h"
 
-/* The parameters of a stub, as a va_list that can be handed on by reference. */
+/* The parameters of a stub, as a va_list that can be passed by reference. */
 struct SchemaParameters {
     va_list list;
 };

@@ -16,19 +16,19 @@
 
 namespace {
 
-/* Tables made at run time, each with those that it took the place of. */
+/* Tables made at run time, each with those that it replaced. */
 struct LoadedTables {
     SchemaBuilt built;
     SchemaTables tables;
     const LoadedTables *former;
 };
 
-constinit std::atomic<const LoadedTables *> loadedTables{nullptr};
-GMutex loading;
+constinit std::atomic<const LoadedTables *> gLoadedTables{nullptr};
+GMutex gLoading;
 
 struct LoadingLock {
-    LoadingLock() { g_mutex_lock(&loading); }
-    ~LoadingLock() { g_mutex_unlock(&loading); }
+    LoadingLock() { g_mutex_lock(&gLoading); }
+    ~LoadingLock() { g_mutex_unlock(&gLoading); }
     LoadingLock(const LoadingLock &) = delete;
     LoadingLock &operator=(const LoadingLock &) = delete;
 };
@@ -43,7 +43,7 @@ bool FailTooLate(GError **error) {
                 "types of the schema are in use already, an overlay comes too late");
 }
 
-/* The first fault, and how many there are beside it. */
+/* Reports the first error and the number of further ones. */
 bool FailWith(GError **error, OrvaneSchemaError code, const SchemaErrors &errors) {
     std::string message = errors.messages.front();
     if (errors.count > 1)
@@ -63,7 +63,7 @@ bool ReadFile(const std::string &path, std::vector<SchemaModel> *overlays, GErro
     return true;
 }
 
-/* What each file says, in the order in which they are applied. */
+/* Reads all files, in the order in which they are applied. */
 bool ReadPaths(const std::vector<std::string> &paths, std::vector<SchemaModel> *overlays,
                GError **error) {
     std::vector<std::string> files;
@@ -79,7 +79,7 @@ bool ReadPaths(const std::vector<std::string> &paths, std::vector<SchemaModel> *
     return true;
 }
 
-/* Each over all that is known before. */
+/* Applies each overlay to the model with those before it. */
 bool Apply(SchemaModel *model, std::vector<SchemaModel> &&overlays, GError **error) {
     SchemaErrors errors;
     for (SchemaModel &overlay : overlays) {
@@ -91,7 +91,7 @@ bool Apply(SchemaModel *model, std::vector<SchemaModel> &&overlays, GError **err
     return true;
 }
 
-/* Types that the application registered itself have their names already. */
+/* Fails if the application has registered a type of one of the names itself. */
 bool CheckTypeNames(const SchemaModel &model, const LoadedTables &loaded, guint32 numKnown,
                     GError **error) {
     for (guint32 i = numKnown; i < loaded.tables.numTypes; i++) {
@@ -105,7 +105,7 @@ bool CheckTypeNames(const SchemaModel &model, const LoadedTables &loaded, guint3
     return true;
 }
 
-/* All of the paths or none. */
+/* Loads all of the paths, or none if one fails. */
 bool Load(const std::vector<std::string> &paths, GError **error) {
     const LoadingLock lock;
     if (SchemaEngine_IsInUse())
@@ -122,12 +122,12 @@ bool Load(const std::vector<std::string> &paths, GError **error) {
     auto loaded = std::make_unique<LoadedTables>();
     loaded->built = SchemaBuild_Extend(base, model);
     loaded->tables = SchemaBuild_Tables(&loaded->built);
-    loaded->former = loadedTables.load();
+    loaded->former = gLoadedTables.load();
     if (!CheckTypeNames(model, *loaded, base.numTypes, error))
         return false;
     if (!SchemaEngine_SetTables(&loaded->tables))
         return FailTooLate(error);
-    loadedTables.store(loaded.release());
+    gLoadedTables.store(loaded.release());
     return true;
 }
 
@@ -148,7 +148,7 @@ void SchemaLoad_FromEnvironment(char *(*getVariable)(const char *name)) {
     if (variable == nullptr)
         return;
     std::vector<std::string> paths;
-    const std::unique_ptr<char *, Release<g_strfreev>> parts(g_strsplit(variable, ":", -1));
+    const StrvPtr parts(g_strsplit(variable, ":", -1));
     for (char **part = parts.get(); *part != nullptr; part++) {
         if (**part != '\0')
             paths.emplace_back(*part);

@@ -6,12 +6,12 @@
 namespace {
 
 /* Filled by the first look-up, then only read, and kept to the end of the process. */
-constinit std::atomic<GHashTable *> typeTable{nullptr};
-constinit std::atomic<GHashTable *> versionTable{nullptr};
+constinit std::atomic<GHashTable *> gTypeTable{nullptr};
+constinit std::atomic<GHashTable *> gVersionTable{nullptr};
 
 /* The table, made and filled if this is the first call; of two that fill it at once, one is kept.
  */
-template <class Fill> GHashTable *TableGet(std::atomic<GHashTable *> &kept, Fill fill) {
+template <class Fill> GHashTable *GetTable(std::atomic<GHashTable *> &kept, Fill fill) {
     GHashTable *table = kept.load(std::memory_order_acquire);
     if (table != nullptr)
         return table;
@@ -22,7 +22,7 @@ template <class Fill> GHashTable *TableGet(std::atomic<GHashTable *> &kept, Fill
     return table;
 }
 
-GHashTable *TypeTableNew() {
+GHashTable *NewTypeTable() {
     GHashTable *table = g_hash_table_new(g_str_hash, g_str_equal);
     g_return_val_if_fail(table != nullptr, nullptr);
     skema_core_populate_name_map(table);
@@ -31,7 +31,7 @@ GHashTable *TypeTableNew() {
     return table;
 }
 
-GHashTable *VersionTableNew() {
+GHashTable *NewVersionTable() {
     GHashTable *table =
         g_hash_table_new_full(g_str_hash, g_str_equal, nullptr, OrvaneVersionEntryFree);
     g_return_val_if_fail(table != nullptr, nullptr);
@@ -45,7 +45,7 @@ GHashTable *VersionTableNew() {
 
 GType orvane_lookup_type(const char *name) {
     g_return_val_if_fail(name != nullptr, 0);
-    GHashTable *table = TableGet(typeTable, TypeTableNew);
+    GHashTable *table = GetTable(gTypeTable, NewTypeTable);
     g_return_val_if_fail(table != nullptr, 0);
 
     const char *colon = strchr(name, ':');
@@ -54,7 +54,7 @@ GType orvane_lookup_type(const char *name) {
 
 const OrvaneVersionEntry *orvane_lookup_version(const char *key) {
     g_return_val_if_fail(key != nullptr, nullptr);
-    GHashTable *table = TableGet(versionTable, VersionTableNew);
+    GHashTable *table = GetTable(gVersionTable, NewVersionTable);
     g_return_val_if_fail(table != nullptr, nullptr);
     return static_cast<const OrvaneVersionEntry *>(g_hash_table_lookup(table, key));
 }

@@ -15,7 +15,7 @@ template <class T> T &Held(const SchemaPlace &place) {
     return *static_cast<T *>(place.data);
 }
 
-/* NULL without a session, too, and for a session that has gone. */
+/* Returns NULL without a session, and for a session that was finalised. */
 OrvaneMOMgr *ManagerOf(OrvaneSession *session) {
     return session != nullptr ? orvane_session_get_momgr(session) : nullptr;
 }
@@ -42,9 +42,9 @@ SkemaQormManagedObject *ProxyIn(const GValue *value) {
                                : nullptr;
 }
 
-/* Lets go of the proxy with this id: the end of it, if nobody ever took ownership. The manager is
- * asked for anew each time, since the end of a proxy may run the application's code. */
-void LetGo(OrvaneSession *session, const char *id) {
+/* Releases the proxy with this id, which destroys it if it has no owner. The manager is looked up each
+ * time, since finalising a proxy may run the application's code. */
+void ReleaseProxy(OrvaneSession *session, const char *id) {
     OrvaneMOMgr *manager = id != nullptr ? ManagerOf(session) : nullptr;
     SkemaQormManagedObject *proxy = manager != nullptr ? orvane_momgr_lookup(manager, id) : nullptr;
     if (proxy == nullptr)
@@ -53,19 +53,19 @@ void LetGo(OrvaneSession *session, const char *id) {
     g_object_unref(proxy);
 }
 
-/* Keeps a proxy alive, and floating if it was, while what was held before is let go of. */
-class Guard {
+/* Keeps a proxy alive, and floating if it was, while the old value is released. */
+class ProxyGuard {
 public:
-    explicit Guard(SkemaQormManagedObject *kept) : proxy(kept) {
+    explicit ProxyGuard(SkemaQormManagedObject *kept) : proxy(kept) {
         if (proxy != nullptr) {
             wasFloating = g_object_is_floating(proxy);
             g_object_ref(proxy);
         }
     }
-    Guard(Guard &&other) noexcept
+    ProxyGuard(ProxyGuard &&other) noexcept
         : proxy(std::exchange(other.proxy, nullptr)), wasFloating(other.wasFloating) {}
-    Guard &operator=(Guard &&) = delete;
-    ~Guard() {
+    ProxyGuard &operator=(ProxyGuard &&) = delete;
+    ~ProxyGuard() {
         if (proxy == nullptr)
             return;
         if (wasFloating && !g_object_is_floating(proxy))
@@ -91,8 +91,8 @@ void ReferenceSet(const SchemaPlace &place, const GValue *value) {
     }
     const GPtr<char> oldId(std::exchange(Held<SchemaReference>(place), next).id);
     if (oldId != nullptr) {
-        const Guard guard(proxy);
-        LetGo(oldSession, oldId.get());
+        const ProxyGuard guard(proxy);
+        ReleaseProxy(oldSession, oldId.get());
     }
 }
 
@@ -109,7 +109,7 @@ void ReferenceGet(const SchemaPlace &place, GValue *value) {
 void ReferenceRelease(const SchemaPlace &place) {
     const SchemaReference none = {nullptr, place.field->valueType};
     const GPtr<char> id(std::exchange(Held<SchemaReference>(place), none).id);
-    LetGo(*place.session, id.get());
+    ReleaseProxy(*place.session, id.get());
 }
 
 /* ---- a list of managed objects ---- */
@@ -134,11 +134,11 @@ SchemaReferenceArray ReferencesIn(const GValueArray *proxies) {
     return references;
 }
 
-/* Frees the list; a list of ids lets go of each proxy before. */
-void ReferencesLetGo(OrvaneSession *session, const SchemaReferenceArray &references) {
+/* Frees the list. Releases each proxy before, if it is a list of ids. */
+void FreeReferences(OrvaneSession *session, const SchemaReferenceArray &references) {
     if (references.types != nullptr) {
         for (guint i = 0; i < references.ids->n_values; i++)
-            LetGo(session, g_value_get_string(references.ids->values + i));
+            ReleaseProxy(session, g_value_get_string(references.ids->values + i));
         g_array_free(references.types, TRUE);
     }
     if (references.ids != nullptr)
@@ -156,13 +156,13 @@ void AdoptSession(const SchemaPlace &place, const GValueArray *proxies) {
 void ReplaceReferences(const SchemaPlace &place, const SchemaReferenceArray &next,
                        OrvaneSession *oldSession, const GValueArray *proxies) {
     const auto old = std::exchange(Held<SchemaReferenceArray>(place), next);
-    std::vector<Guard> guards;
+    std::vector<ProxyGuard> guards;
     if (old.types != nullptr && next.types != nullptr) {
         guards.reserve(proxies->n_values);
         for (const GValue &element : std::span(proxies->values, proxies->n_values))
             guards.emplace_back(ProxyIn(Unboxed(&element)));
     }
-    ReferencesLetGo(oldSession, old);
+    FreeReferences(oldSession, old);
 }
 
 void ReferenceArraySet(const SchemaPlace &place, const GValue *value) {
@@ -200,7 +200,7 @@ void ReferenceArrayGet(const SchemaPlace &place, GValue *value) {
 
 void ReferenceArrayRelease(const SchemaPlace &place) {
     const auto old = std::exchange(Held<SchemaReferenceArray>(place), SchemaReferenceArray{});
-    ReferencesLetGo(*place.session, old);
+    FreeReferences(*place.session, old);
 }
 
 /* ---- a list of any: of managed objects if its first element is one ---- */
@@ -226,11 +226,11 @@ void DynamicArrayGet(const SchemaPlace &place, GValue *value) {
 
 /* ---- any ---- */
 
-void AnyLetGo(OrvaneSession *session, SchemaAny any) {
+void FreeAny(OrvaneSession *session, SchemaAny any) {
     if (G_VALUE_TYPE(&any.value) == 0)
         return;
     if (any.moType != 0)
-        LetGo(session, g_value_get_string(&any.value));
+        ReleaseProxy(session, g_value_get_string(&any.value));
     g_value_unset(&any.value);
 }
 
@@ -250,8 +250,8 @@ void AnySet(const SchemaPlace &place, const GValue *value) {
     if (proxy != nullptr)
         *place.session = proxy->session;
     const auto old = std::exchange(Held<SchemaAny>(place), next);
-    const Guard guard(old.moType != 0 ? proxy : nullptr);
-    AnyLetGo(oldSession, old);
+    const ProxyGuard guard(old.moType != 0 ? proxy : nullptr);
+    FreeAny(oldSession, old);
 }
 
 void AnyGet(const SchemaPlace &place, GValue *value) {
@@ -268,7 +268,7 @@ void AnyGet(const SchemaPlace &place, GValue *value) {
         else
             WarnNoManager(id, type);
     }
-    /* the manager may know the id already as an object of a class less specific */
+    /* the manager may have a proxy of a less specific class for the id */
     if (proxy != nullptr && !g_type_is_a(G_OBJECT_TYPE(proxy), type))
         type = G_OBJECT_TYPE(proxy);
     GValue shown = G_VALUE_INIT;
@@ -279,7 +279,7 @@ void AnyGet(const SchemaPlace &place, GValue *value) {
 }
 
 void AnyRelease(const SchemaPlace &place) {
-    AnyLetGo(*place.session, std::exchange(Held<SchemaAny>(place), SchemaAny{}));
+    FreeAny(*place.session, std::exchange(Held<SchemaAny>(place), SchemaAny{}));
 }
 
 } // namespace

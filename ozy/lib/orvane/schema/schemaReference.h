@@ -1,15 +1,15 @@
 /*
  * schemaReference.h -- managed objects in fields: kept as an id and a type, never held
  *
- * To hold a proxy would tie its life to every data object that mentions it. So a store takes the
+ * A reference would keep a proxy alive as long as any data object that mentions it. So a store takes the
  * proxy's id, its type and, for the object, its session; a read asks the session's manager for the
- * proxy again, which makes it if it is gone. A proxy that nobody took ownership of is still
- * floating: when an object that mentions it lets go, look-up, ref_sink and unref destroy it, and
- * change nothing for one with owners.
+ * proxy again, which makes it if it is gone. A proxy without an owner is still floating. When an
+ * object that mentions it releases it, look-up, ref_sink and unref destroy it; they change nothing
+ * for a proxy with owners.
  *
- * A store puts the new in place before it lets the old go, since the end of a proxy may run the
- * application's code; and it guards the new ones meanwhile: an object that mentions a floating proxy
- * and is given the same one again must not destroy it on the way.
+ * A store puts the new value in place before it releases the old one, since finalising a proxy may run
+ * the application's code. It keeps the new proxies alive meanwhile: an object that mentions a
+ * floating proxy and is given the same one again must not destroy it.
  *
  * Errors:  a read without a manager logs a warning and leaves the value as it was; of an any it makes
  *          an empty value of the proxy's type.

@@ -1,5 +1,5 @@
 /*
- * versionCatalogue.h -- the releases of the services, and what earlier ones brought that each has
+ * versionCatalogue.h -- the releases of the services, and the earlier releases that each includes
  *
  *   "ozy25/2.5u2" (also "ozy25")  is "ozy.version.version3" and includes
  *                                 "", "ozy2/2.0", "ozy25/2.5", "ozy25/2.5u2"
@@ -9,7 +9,7 @@
  * order: a newer release is one that is not in the list. The empty text is in every list.
  *
  * Ownership: texts are static; a table owns its entries and frees one that is replaced.
- * Threads:   constant data; a table belongs to whoever fills it.
+ * Threads:   constant data; a table belongs to the thread that fills it.
  */
 #pragma once
 

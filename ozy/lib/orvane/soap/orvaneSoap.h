@@ -60,7 +60,8 @@ gboolean orvane_soap_serialize_value(OrvaneSession *session, GString *out, const
 
 /*
  * A data object or fault. The result is that of the last property written: an empty array in the
- * middle neither stops the object nor is remembered. FALSE without text for a class without properties.
+ * middle neither stops the object nor is remembered. An object without properties is an
+ * empty element. Objects nested deeper than 256 levels are left out, with a line in the log.
  */
 gboolean orvane_soap_serialize_object(OrvaneSession *session, GString *out, const char *name,
                                       GObject *object);
@@ -114,13 +115,13 @@ gboolean orvane_soap_deserialize(OrvaneSession *session, const char *methodName,
 
 /*
  * The type that the text of an xsi:type means if it is that of a simple type or of an array, in
- * either case; 0 for any other. elementType is 0 unless the name of the array tells it.
+ * either case; 0 for any other. elementType is 0 unless the array's name determines it.
  */
 GType orvane_soap_lookup_type(const char *name, GType *elementType);
 
 /*
- * Reads one element into value, which must be zeroed. expectedType is what the place calls for, or 0 to
- * go by the element's attributes and name alone.
+ * Reads one element into value, which must be zeroed. expectedType is the declared type, or 0 if the
+ * element's attributes and name alone determine it.
  */
 gboolean orvane_soap_deserialize_value(OrvaneSession *session, xmlNode *node, GType expectedType,
                                        GValue *value);
@@ -136,7 +137,8 @@ gboolean orvane_soap_deserialize_value_array(OrvaneSession *session, xmlNode *fi
 gboolean orvane_soap_deserialize_object(OrvaneSession *session, xmlNode *node, GType objectType,
                                         GValue *value);
 
-/* Finds or makes the proxy of the id that content says; the session keeps it. */
+/* Finds or makes the proxy of the id in content. The value is NULL, with a line in the log, if it cannot
+ * hold the proxy. */
 gboolean orvane_soap_deserialize_managed_object(OrvaneSession *session, const char *content,
                                                 GType objectType, GValue *value);
 
@@ -152,7 +154,7 @@ gboolean orvane_soap_deserialize_localized_fault(OrvaneSession *session, xmlNode
 
 /*
  * One simple value from the text of an element, into a value initialised with its type. Numbers are
- * read as by scanf: white space before and anything behind is passed over. NULL, the text of an empty
+ * read as by scanf: white space before the number and any text behind it are ignored. NULL, the text of an empty
  * element, is a failed check, but for strings and URIs, which it makes NULL.
  */
 gboolean orvane_soap_deserialize_char(const char *content, GValue *value);

@@ -21,7 +21,7 @@ constexpr gsize kKeptBytes = 0; // so that a use after release is found
 constexpr gsize kKeptBytes = 4096 * kKiB;
 #endif
 
-/* The blocks that wait for the next reply; whoever needs blocks takes them all. */
+/* Blocks kept for the next reply. A SoapBlocks that needs blocks takes all of them. */
 constinit std::atomic<SoapBlock *> gKept;
 
 void SoapFreeBlocks(SoapBlock *block) {

@@ -1,13 +1,12 @@
 /*
- * orvaneSoapBlocks.h -- memory for the nodes of one reply, taken piece by piece and given back as a
- * whole
+ * orvaneSoapBlocks.h -- memory for the nodes of one reply, taken piece by piece and freed as a whole
  *
  * Blocks grow with the reply, from 16 KiB to 1 MiB each. Those of the last reply, up to kKeptBytes in
  * all, are kept for the next one, since fresh pages cost as much as the parsing that fills them.
  *
  * Ownership: the blocks belong to their SoapBlocks; moving moves them.
- * Errors:    none; lack of memory ends the process.
- * Threads:   one SoapBlocks belongs to one thread at a time; the kept blocks are handed over atomically.
+ * Errors:    none; the process ends if memory runs out.
+ * Threads:   one SoapBlocks belongs to one thread at a time; the kept blocks are passed on atomically.
  */
 #pragma once
 
@@ -34,7 +33,7 @@ public:
     SoapBlocks &operator=(const SoapBlocks &) = delete;
     ~SoapBlocks();
 
-    /* Memory of that size, which holds what was there before. */
+    /* Memory of that size, not initialised. */
     gpointer Take(gsize size) {
         if (size > static_cast<gsize>(limit - at))
             AddBlock(size);

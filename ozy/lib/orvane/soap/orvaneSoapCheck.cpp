@@ -1,8 +1,10 @@
-/* Where the reader's failed checks are reported. */
+#include "ozy/lib/orvane/soap/orvaneSoapCheck.h"
+
 #include <atomic>
 
+#include <orvane/runtime.h>
+
 #include "lib/misc/log.h"
-#include "ozy/lib/orvane/soap/orvaneSoapInt.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 /*
- * The way from a reply's bytes to a tree, under guards: whoever answers may be anyone.
+ * Parses a reply's bytes into a tree. Replies are hostile until proved otherwise.
  *
  * Everything is set on the one parser context. The application may use libxml2 as well, so its global
  * error handlers and defaults are not relied on, and are as they were when the document is read.
@@ -65,7 +65,7 @@ void SoapLogMessage(void *context, xmlError *error) {
     Log("SOAP: %s, line %d: %.*s\n", parse->name, error->line, length, text);
 }
 
-/* The parser has read <!DOCTYPE and a name, and no word of what the declaration holds. */
+/* Called when the parser has read <!DOCTYPE and a name, before it reads the declaration itself. */
 void SoapRefuseDocumentType(void *context, const xmlChar *, const xmlChar *, const xmlChar *) {
     SoapParseOf(context)->hasDocumentType = true;
     xmlStopParser(static_cast<xmlParserCtxt *>(context));
@@ -211,7 +211,7 @@ bool SoapMayBeParsed(SoapSource *source, const char *name) {
 
 void SoapSetUpParser(xmlParserCtxt *parser, SoapParse *parse) {
     parser->_private = parse;
-    parser->keepBlanks = 1; // whatever the application made the default
+    parser->keepBlanks = 1; // the application may have set another default
     parser->sax->serror = SoapLogMessage;
     parser->sax->internalSubset = SoapRefuseDocumentType;
     parser->sax->startElementNs = SoapStartElement;

@@ -116,12 +116,11 @@ bool OrvaneSoapWriteReal(GString *out, std::string_view name, std::string_view x
 }
 
 bool OrvaneSoapWriteEnum(GString *out, std::string_view name, GType enumType, gint value) {
-    auto *klass = static_cast<GEnumClass *>(g_type_class_ref(enumType));
-    const GEnumValue *row = g_enum_get_value(klass, value);
+    const TypeClassPtr klass(g_type_class_ref(enumType));
+    const GEnumValue *row = g_enum_get_value(static_cast<GEnumClass *>(klass.get()), value);
     if (row != nullptr)
         OrvaneSoapWriteText(out, name, OrvaneSoapSpell(OrvaneType_WireName(enumType)),
                             row->value_nick);
-    g_type_class_unref(klass);
     return row != nullptr;
 }
 

@@ -19,13 +19,13 @@ void SoapTake(char **field, GPtr<char> text) {
     *field = text.release();
 }
 
-/* Keeps a copy of the element's text; one without text leaves what was there. */
+/* Keeps a copy of the element's text. An element without text changes nothing. */
 void SoapKeepContent(GPtr<char> *text, const xmlNode *node) {
     if (const char *content = OrvaneSoapContent(node))
         text->reset(g_strdup(content));
 }
 
-/* A detail without an element leaves the result as it was; anything but a fault is no result. */
+/* A detail without an element does not change the result. Only a fault is a result. */
 bool SoapReadDetail(SoapReader *reader, const xmlNode *detail, bool isRead, GValue *value) {
     xmlNode *child = OrvaneSoapFirstElement(detail);
     if (child == nullptr)

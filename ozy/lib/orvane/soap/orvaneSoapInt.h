@@ -1,5 +1,5 @@
 /*
- * orvaneSoapInt.h -- what the parts of the codec share: the state of one write and of one read
+ * orvaneSoapInt.h -- shared by the sources of the codec: the state of one write and of one read
  *
  * The exported routines are thin: each makes such a state from the session and calls the routine below
  * that does the work. Tests use these where they have no session.
@@ -15,9 +15,10 @@
 #include <vector>
 
 #include "ozy/lib/orvane/soap/orvaneSoap.h"
+#include "ozy/lib/orvane/soap/orvaneSoapCheck.h"
 #include "ozy/lib/orvane/soap/orvaneSoapPlan.h"
 
-/* Where a request goes. */
+/* The service that a request is written for. */
 struct SoapDestination {
     const char *ns;   /* "ozy25" */
     guint32 versions; /* what the service's version includes, as OrvaneVersionEntry::mask */
@@ -58,7 +59,7 @@ bool OrvaneSoapWriteByteArray(GString *out, std::string_view name, const GByteAr
 bool OrvaneSoapWriteManaged(GString *out, std::string_view name,
                             const SkemaQormManagedObject *proxy);
 
-/* Appends the pieces to the text, one behind the other. */
+/* Appends the pieces to the text, in order. */
 void OrvaneSoapAppend(GString *out, std::initializer_list<std::string_view> pieces);
 
 /* A text that may be NULL, spelled as printf does then. */
@@ -78,12 +79,12 @@ struct SoapReader {
 
     OrvaneSession *session;
     std::vector<SoapRun> runs;       /* of all objects that are being read, the innermost last */
-    const SoapPlan *recent[16] = {}; /* plans met in this reply, by their types' addresses */
+    const SoapPlan *recent[16] = {}; /* plans used in this reply, by their types' addresses */
 };
 
 bool OrvaneSoapReadValue(SoapReader *reader, xmlNode *node, GType expectedType, GValue *value);
 bool OrvaneSoapReadObject(SoapReader *reader, xmlNode *node, GType objectType, GValue *value);
-/* An element whose attributes and name alone say what it holds. */
+/* An element whose attributes and name alone determine the type of its value. */
 bool OrvaneSoapReadAny(SoapReader *reader, xmlNode *node, const SoapFound &found, GValue *value);
 /* An element whose children are the elements of an array. */
 bool OrvaneSoapReadArray(SoapReader *reader, xmlNode *node, const SoapFound &found, GValue *value);
@@ -95,18 +96,6 @@ bool OrvaneSoapReadManaged(SoapReader *reader, xmlNode *node, const SoapFound &f
                            GValue *value);
 bool OrvaneSoapReadFault(SoapReader *reader, xmlNode *node, GValue *value);
 bool OrvaneSoapReadLocalizedFault(SoapReader *reader, xmlNode *node, GValue *value);
-
-void OrvaneSoapReportCheck(const char *function, const char *expression);
-
-/*
- * Reports a check that failed in the words of g_return_if_fail(), which in C++ would name a function
- * with all its parameters. Returns whether the check holds.
- */
-inline bool OrvaneSoapCheck(bool holds, const char *function, const char *expression) {
-    if (!holds)
-        OrvaneSoapReportCheck(function, expression);
-    return holds;
-}
 
 /* The first child of node that is text; NULL without one. CDATA sections do not count. */
 const char *OrvaneSoapContent(const xmlNode *node);
@@ -125,7 +114,8 @@ inline bool OrvaneSoapIsElement(const xmlNode *node, const char *name) {
 }
 
 /*
- * The type of an element: what the place calls for, narrowed by the attributes "type" and "xsi:type",
- * or else what the element's name says; 0 if nothing does. elementType is that of an array type.
+ * Determines the type of an element: the expected type, narrowed by the attributes "type" and
+ * "xsi:type". Without an expected type and attributes, the element's name decides. 0 if it is unknown.
+ * elementType is that of an array type.
  */
 GType OrvaneSoapFindType(const xmlNode *node, GType expectedType, GType *elementType);

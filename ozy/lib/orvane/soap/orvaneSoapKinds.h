@@ -49,7 +49,7 @@ struct SoapWriter;
 struct SoapFound {
     GType type; /* to read it as */
     SoapKind kind;
-    GType elementType; /* of an array's elements; 0: each says itself */
+    GType elementType; /* of an array's elements; 0: each element has its own */
     GType expected;    /* what the place can hold; 0: anything */
 };
 

@@ -24,7 +24,7 @@ bool SoapIsXmlText(std::string_view text) {
            text.find("\xef\xbf\xbe") == text.npos && text.find("\xef\xbf\xbf") == text.npos;
 }
 
-/* Follows the tags of one text. Each function takes what it is for off the front of the rest. */
+/* Follows the tags of one text. Each function consumes its part from the front of the rest. */
 class SoapTags {
 public:
     explicit SoapTags(std::string_view text) : rest(text) {}
@@ -34,7 +34,7 @@ private:
     SoapMarkup Tag();
     SoapMarkup StartTag();
     SoapMarkup EndTag();
-    SoapMarkup Declaration();
+    void SkipDeclaration();
     SoapMarkup Section(std::string_view start, std::string_view end);
     bool TakeName(std::string_view *name);
     bool TakeValue();
@@ -55,7 +55,8 @@ private:
 };
 
 SoapMarkup SoapTags::Follow() {
-    SoapMarkup found = Declaration();
+    SkipDeclaration();
+    SoapMarkup found = SoapMarkup::Fine;
     while (found == SoapMarkup::Fine && !isOver) {
         const gsize next = rest.find('<');
         if (next == rest.npos)
@@ -66,23 +67,18 @@ SoapMarkup SoapTags::Follow() {
     return found;
 }
 
-/* <?xml version="1.0"?>. libxml2 looks for the next '>' if it cannot read it. */
-SoapMarkup SoapTags::Declaration() {
+/* Skips <?xml version="1.0"?>. If it is malformed, libxml2 continues behind the next '>'. */
+void SoapTags::SkipDeclaration() {
     Take(kByteOrderMark);
-    if (!rest.starts_with("<?xml") || rest.find_first_of(kBlanks) != 5)
-        return SoapMarkup::Fine;
-    const gsize end = rest.find('>');
-    if (end == rest.npos || end == 0 || rest[end - 1] != '?')
-        return SoapMarkup::Malformed;
-    rest.remove_prefix(end + 1);
-    return SoapMarkup::Fine;
+    if (rest.starts_with("<?xml") && rest.find_first_of(kBlanks) == 5)
+        rest.remove_prefix(std::min(rest.find('>'), rest.size()));
 }
 
 SoapMarkup SoapTags::Tag() {
     if (Take("</"))
         return EndTag();
     if (rest.starts_with("<!--"))
-        return Section("<!--", "--");
+        return Section("<!--", "-->");
     if (rest.starts_with("<![CDATA[") && !numDeclared.empty())
         return Section("<![CDATA[", "]]>");
     if (rest.starts_with("<!DOCTYPE") && numDeclared.empty())
@@ -102,7 +98,7 @@ SoapMarkup SoapTags::Section(std::string_view start, std::string_view end) {
     if ((!isNamed || length > kMaxSection) && inner.find('<') != inner.npos)
         return SoapMarkup::Malformed;
     rest.remove_prefix(length + end.size());
-    return end != "--" || Take(">") ? SoapMarkup::Fine : SoapMarkup::Malformed;
+    return SoapMarkup::Fine;
 }
 
 SoapMarkup SoapTags::EndTag() {

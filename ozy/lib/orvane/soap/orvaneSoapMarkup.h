@@ -7,8 +7,8 @@
  *
  *   <a b="1" c='2'>text<!-- <d e="3"> --></a>      one element, two attributes
  *
- * libxml2 goes on behind an error, so where exactly its next tag begins is then hard to tell. A text
- * that may have led it astray is therefore reported as malformed; libxml2 would refuse it as well.
+ * libxml2 continues after an error. Where its next tag begins is then hard to determine, so a text whose
+ * tags it may read otherwise is reported as malformed. libxml2 would refuse it as well.
  *
  * Errors:  as SoapMarkup.
  * Threads: stateless; may be called from any thread.

@@ -22,7 +22,7 @@ constinit GMutex gPlanLock;
 
 constinit std::atomic<GQuark> gPlanQuark;
 
-/* The key of a type's plan; asked for per object, so the quark is looked up only once. */
+/* The key of a type's plan. It is used per object, so the quark is looked up only once. */
 GQuark SoapPlanQuark() {
     GQuark quark = gPlanQuark.load(std::memory_order_relaxed);
     if (quark == 0) {
@@ -54,7 +54,7 @@ guint32 SoapPropertyVersions(GParamSpec *pspec) {
     return index < 0 ? 0 : 1u << index; // a version outside the catalogue is in no list
 }
 
-/* The field of a schema class that the property shows, NULL if it is none. */
+/* The field of a schema class behind a property; NULL if there is none. */
 const SchemaField *SoapFieldOf(const SchemaClass *schema, const GParamSpec *pspec) {
     for (; schema != nullptr; schema = schema->base) {
         for (const SchemaField &field : std::span(schema->fields, schema->numFields)) {
@@ -91,7 +91,7 @@ SoapProperty SoapMakeProperty(const SchemaClass *schema, GParamSpec *pspec) {
     if (pspec->flags & kOptional)
         property.mark = g_quark_from_string(("_" + property.name).c_str());
 
-    // A redirected spec or one of an interface is stored by whoever overrides it; by name, then.
+    // The class that overrides a redirected spec or an interface's stores it, so it is set by name.
     if (g_param_spec_get_redirect_target(pspec) == nullptr &&
         G_TYPE_IS_CLASSED(pspec->owner_type)) {
         const auto *owner = static_cast<GObjectClass *>(g_type_class_peek(pspec->owner_type));
@@ -103,7 +103,7 @@ SoapProperty SoapMakeProperty(const SchemaClass *schema, GParamSpec *pspec) {
 }
 
 /*
- * Classes of the schema have no hand in their own construction, so filling one by its set functions
+ * Classes of the schema do nothing in their construction, so filling one by its set functions
  * shows no difference from construction through the property system. A class that an application
  * registered may do anything there, also below a schema class.
  */

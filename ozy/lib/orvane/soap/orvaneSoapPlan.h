@@ -1,5 +1,5 @@
 /*
- * orvaneSoapPlan.h -- what the codec has to know of a class, gathered once from its property list
+ * orvaneSoapPlan.h -- the properties of a class as the codec needs them, gathered once
  *
  * Listing the properties of a class looks at every param spec of the process, and the version, the
  * optional flag, the key of the "was set" mark and the element type of an array never change. So all
@@ -9,7 +9,7 @@
  *
  * Ownership: plans live as long as the process and hold a reference on their class.
  * Errors:    none; a type that is no object has no plan.
- * Threads:   any thread may ask; of two that are made at once, one is kept.
+ * Threads:   any thread may get a plan; of two made at the same time, one is kept.
  */
 #pragma once
 
@@ -23,13 +23,13 @@
 struct SoapProperty {
     GParamSpec *pspec; /* the class keeps it */
     GType type;
-    GType elementType; /* of an array, 0 if the class does not say */
+    GType elementType; /* of an array; 0 if the class has not set it */
     SoapKind kind;
     SoapKind elementKind;
-    guint32 heldAt;   /* where in the object the pointer to the value is kept; 0: ask the class */
-    bool isPlain;     /* GLib would store any value of the type and range unchanged */
+    guint32 heldAt;   /* offset in the object of the pointer to the value; 0: read by get */
+    bool isPlain;     /* GLib stores any value of the type and range unchanged */
     guint32 versions; /* as OrvaneVersionEntry::mask; 0 if the property is never written */
-    GQuark mark;      /* the object's data under it tells that the property was set; 0: required */
+    GQuark mark;      /* key of the object's data for "was set"; 0: a required property */
     std::string name;
     void (*set)(GObject *object, guint id, const GValue *value, GParamSpec *pspec);
     void (*get)(GObject *object, guint id, GValue *value, GParamSpec *pspec); /* or NULL: by name */
@@ -45,5 +45,5 @@ struct SoapPlan {
 
 const SoapPlan *OrvaneSoapPlan_Get(GType type);
 
-/* Index of the property of that name, looked for at likely first; -1 if there is none. */
+/* Index of the property of that name, or -1. The index likely is tried first. */
 gint OrvaneSoapPlan_Find(const SoapPlan *plan, const char *name, gint likely);

@@ -34,7 +34,7 @@ bool SoapReadReal(const char *function, const char *format, const char *content,
     return true;
 }
 
-/* The number that so many digits say. */
+/* Value of count decimal digits. */
 gint64 SoapDigits(const char *text, int count) {
     gint64 number = 0;
     for (int i = 0; i < count; i++)
@@ -42,7 +42,7 @@ gint64 SoapDigits(const char *text, int count) {
     return number;
 }
 
-/* Days from 1970-01-01 to that day. */
+/* Number of days from 1970-01-01 to the day. */
 gint64 SoapDays(gint64 year, gint64 month, gint64 day) {
     const gint64 shifted = month <= 2 ? year - 1 : year; // a year begins with March here
     const gint64 era = shifted / 400;
@@ -53,7 +53,7 @@ gint64 SoapDays(gint64 year, gint64 month, gint64 day) {
 
 /*
  * The form that services send, "2014-03-01T09:26:53.589793Z", as g_time_val_from_iso8601() reads it,
- * which takes ten times as long. FALSE for any other form: the caller asks GLib.
+ * which takes ten times as long. Returns false for any other form, which is left to GLib.
  */
 bool SoapReadUsualTime(const char *text, GTimeVal *time) {
     static constexpr char kForm[] = "dddd-dd-ddTdd:dd:dd";
@@ -151,16 +151,14 @@ gboolean orvane_soap_deserialize_uri(const char *content, GValue *value) {
 gboolean orvane_soap_deserialize_enum(const char *content, GType enumType, GValue *value) {
     if (!OrvaneSoapCheck(content != nullptr, __func__, "content"))
         return FALSE;
-    gpointer enumClass = G_TYPE_IS_CLASSED(enumType) ? g_type_class_ref(enumType) : nullptr;
-    if (!OrvaneSoapCheck(G_IS_ENUM_CLASS(enumClass), __func__, "enumClass")) {
-        if (enumClass != nullptr)
-            g_type_class_unref(enumClass);
+    const TypeClassPtr enumClass(G_TYPE_IS_CLASSED(enumType) ? g_type_class_ref(enumType)
+                                                             : nullptr);
+    if (!OrvaneSoapCheck(G_IS_ENUM_CLASS(enumClass.get()), __func__, "enumClass"))
         return FALSE;
-    }
-    const GEnumValue *row = g_enum_get_value_by_nick(static_cast<GEnumClass *>(enumClass), content);
+    const GEnumValue *row =
+        g_enum_get_value_by_nick(static_cast<GEnumClass *>(enumClass.get()), content);
     if (row != nullptr)
         g_value_set_enum(value, row->value);
-    g_type_class_unref(enumClass);
     return row != nullptr;
 }
 

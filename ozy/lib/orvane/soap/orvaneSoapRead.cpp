@@ -57,7 +57,7 @@ bool SoapReadTyped(SoapReader *reader, xmlNode *node, const SoapFound &found, GV
     return OrvaneSoapKind_Row(found.kind).read(reader, node, found, value);
 }
 
-/* One element of an array, where the array says which type its elements have. */
+/* Reads one element of an array of a known type. */
 bool SoapReadMember(SoapReader *reader, xmlNode *node, GType type, SoapKind kind, GValue *value) {
     if (OrvaneSoapKind_Row(kind).isLeaf)
         return SoapReadTyped(reader, node, {type, kind, 0, type}, value);
@@ -107,7 +107,7 @@ void SoapSetProxy(GValue *value, SkemaQormManagedObject *proxy) {
             G_OBJECT_TYPE_NAME(proxy), G_VALUE_TYPE_NAME(value));
 }
 
-/* Reads what belongs to a property; text is lent, as the tree outlives the object's construction. */
+/* Reads the value of a property. Texts are not copied, since the tree outlives the object's construction. */
 bool SoapReadProperty(SoapReader *reader, const SoapProperty &property, const SoapRun &run,
                       GValue *value) {
     if (property.kind == SoapKind::Array) {
@@ -122,7 +122,7 @@ bool SoapReadProperty(SoapReader *reader, const SoapProperty &property, const So
     return SoapReadMember(reader, run.first, property.type, property.kind, value);
 }
 
-/* Notes for each property which children of node are its; the first child of a name counts. */
+/* Finds the children of node that belong to each property. Of several, a single value is the first. */
 void SoapNoteChildren(const SoapPlan *plan, const xmlNode *node, std::span<SoapRun> runs) {
     gint likely = 0;
     const xmlNode *before = nullptr;
@@ -198,7 +198,7 @@ GObject *SoapFillObject(SoapReader *reader, const SoapPlan *plan, std::size_t ba
     return object;
 }
 
-/* For classes that have a hand in their own construction: everything is set while it goes on. */
+/* For classes that may do something in their construction: all properties are set during it. */
 GObject *SoapConstructObject(SoapReader *reader, const SoapPlan *plan, std::size_t base) {
     std::vector<const char *> names;
     std::vector<GValue> values;
@@ -252,7 +252,7 @@ const char *OrvaneSoapContent(const xmlNode *node) {
     return child != nullptr ? reinterpret_cast<const char *>(child->content) : nullptr;
 }
 
-/* Any: the element's attributes and name alone tell what it holds. */
+/* The type of the value is that of the element's attributes or name. */
 bool OrvaneSoapReadAny(SoapReader *reader, xmlNode *node, const SoapFound &, GValue *value) {
     GValue held = G_VALUE_INIT;
     const bool isRead = OrvaneSoapReadValue(reader, node, 0, &held);

@@ -14,7 +14,7 @@ bool SoapTake(SoapScan *scan, std::string_view wanted) {
     return true;
 }
 
-/* name = "value", with the blanks in front that it needs */
+/* name = "value", after at least one blank */
 bool SoapTakeSetting(SoapScan *scan, std::string_view name, std::string_view *value) {
     SoapScan ahead = *scan;
     bool isPlain = false;
@@ -43,7 +43,7 @@ void SoapSkipNameRest(SoapScan *scan) {
         scan->at++;
 }
 
-/* The bytes of one character beyond ASCII; 0 if they are none, or none that XML has. */
+/* Length of one character beyond ASCII, in bytes; 0 if it is malformed or not allowed in XML. */
 gsize SoapCharacter(const char *text) {
     const gunichar character = g_utf8_get_char_validated(text, gssize(strnlen(text, 4)));
     if (character >= gunichar(-2) || character == 0xfffe || character == 0xffff)
@@ -56,7 +56,7 @@ bool SoapIsXmlCharacter(guint32 code) {
            (code >= 0xe000 && code < 0x110000 && code != 0xfffe && code != 0xffff);
 }
 
-/* What follows "&#". */
+/* Consumes the part of a numeric reference behind "&#". */
 bool SoapTakeNumber(SoapScan *scan, char bytes[8], gsize *length) {
     const int base = SoapScan_Char(scan, 'x') ? 16 : 10;
     guint32 code = 0;

@@ -1,5 +1,5 @@
 /*
- * orvaneSoapScan.h -- the words of the plain part of XML, which is all that a service's replies use
+ * orvaneSoapScan.h -- tokens of plain XML, the part of XML that services' replies use
  *
  *   SoapScan scan{content};
  *   if (!SoapScan_Head(&scan)) ...                 // byte order mark and <?xml?>, if there are any
@@ -7,12 +7,12 @@
  *
  * Plain are UTF-8, names of ASCII characters, elements, attributes without references, text with the
  * predefined entities and numeric references. Comments, sections, instructions, document types and
- * other encodings are not; nor is anything that may be an error. Whoever meets something that is not
- * plain gives up: libxml2 then reads the same text from its start, and has the only say on what is an
- * error. So nothing here may take what libxml2 would refuse.
+ * other encodings are not; nor is anything that may be an error. A text that is not plain is parsed by
+ * libxml2 from its start, which alone decides what is an error. So nothing here may accept what
+ * libxml2 would refuse.
  *
- * Each function takes what it is for off the front of the text; on failure the place is of no meaning.
- * The text ends with its only NUL, which is part of nothing, so no function reads beyond it.
+ * Each function consumes its token from the front of the text; after a failure the position is
+ * undefined. The text ends with its only NUL, which is part of no token, so no function reads beyond it.
  *
  * Errors:  false, or an empty text.
  * Threads: no state but the SoapScan.
@@ -32,8 +32,8 @@ enum : guint8 {
     SOAP_SCAN_BLANK = 1,
     SOAP_SCAN_NAME_START = 2,
     SOAP_SCAN_NAME = 4,
-    SOAP_SCAN_TEXT = 8, /* stands for itself in text; neither '<', '&', ']', CR nor beyond ASCII */
-    SOAP_SCAN_VALUE = 16, /* stands for itself in an attribute; neither a quote */
+    SOAP_SCAN_TEXT = 8,   /* literal in text: ASCII, but not '<', '&', ']', CR */
+    SOAP_SCAN_VALUE = 16, /* literal in an attribute: ASCII, but not '<', '&' or a quote */
 };
 
 constexpr std::array<guint8, 256> SoapScan_MakeClasses() {
@@ -60,7 +60,7 @@ inline bool SoapScan_Is(char c, guint8 wanted) {
     return (kSoapScanClasses[guchar(c)] & wanted) != 0;
 }
 
-/* Whether there were any. */
+/* Skips blanks. Returns whether there were any. */
 inline bool SoapScan_Blanks(SoapScan *scan) {
     const char *start = scan->at;
     while (SoapScan_Is(*scan->at, SOAP_SCAN_BLANK))
@@ -80,9 +80,9 @@ bool SoapScan_Head(SoapScan *scan);
 std::string_view SoapScan_Encoding(SoapScan *scan);
 /* A name, or two with a colon in between. */
 std::string_view SoapScan_Name(SoapScan *scan);
-/* From an opening quote to behind the closing one; isPlain is false if it could not be taken. */
+/* A quoted value with both quotes, which the result lacks; isPlain is false if it is not plain. */
 std::string_view SoapScan_Value(SoapScan *scan, bool *isPlain);
-/* As much as stands for itself, characters beyond ASCII included; empty in front of all else. */
+/* Literal text, characters beyond ASCII included; empty if there is none at the position. */
 std::string_view SoapScan_Text(SoapScan *scan);
-/* A reference, or a line end that counts as one LF; gives the bytes that it stands for. */
+/* A reference, or a line end that is read as one LF. Returns the bytes that replace it. */
 bool SoapScan_Replaced(SoapScan *scan, char bytes[8], gsize *length);

@@ -24,15 +24,15 @@ struct OrvaneSoapTree {
 namespace {
 
 /*
- * A text stands inside its node, in place of the fields that only elements have; the node ends where
- * the text does, before its last fields or behind them.
+ * A text is stored inside its node, in place of the fields that only elements have. The node ends with
+ * the text, which may be before its last fields or behind them.
  */
 constexpr gsize kTextOffset = offsetof(xmlNode, properties);
 constexpr int kMaxDepth = 200;      /* open elements; libxml2 allows a few more */
 constexpr gsize kMaxAttributes = 8; /* of one element, namespaces included */
 constexpr gsize kMaxScope = 16;     /* namespaces that are declared at one place */
 
-/* An attribute as it stands in the text. */
+/* An attribute as it is in the text. */
 struct SoapGiven {
     std::string_view prefix;
     std::string_view name;
@@ -44,7 +44,7 @@ struct SoapGivenList {
     gsize count = 0;
 };
 
-/* "soapenv:Envelope" in two. */
+/* Splits "soapenv:Envelope". */
 void SoapSplit(std::string_view whole, std::string_view *prefix, std::string_view *name) {
     const gsize colon = whole.find(':');
     *prefix = colon == std::string_view::npos ? std::string_view() : whole.substr(0, colon);
@@ -60,7 +60,7 @@ std::string_view SoapText(const xmlChar *text) {
     return text != nullptr ? reinterpret_cast<const char *>(text) : std::string_view();
 }
 
-/* Makes the nodes of one text. Each of its functions but Make is false where the text is not plain. */
+/* Makes the nodes of one text. Its functions return false where the text is not plain. */
 class SoapBuilder {
 public:
     SoapBuilder(const char *content, guint64 maxBytes) : blocks(maxBytes), scan{content} {}
@@ -93,7 +93,7 @@ private:
     }
 
     SoapScan scan;
-    xmlDoc *doc = nullptr;     /* in the blocks; nothing but what all nodes point to */
+    xmlDoc *doc = nullptr;     /* in the blocks; only the target of all nodes' doc pointers */
     xmlNode *parent = nullptr; /* the innermost open element; NULL outside the root */
     int depth = 0;
     xmlNode *text = nullptr; /* the last child of parent if more text belongs to it */
@@ -101,7 +101,7 @@ private:
     gsize textCapacity = 0;
     std::array<xmlNs *, kMaxScope> scope; /* declared by the open elements, the innermost last */
     gsize scopeSize = 0;
-    /* Names met lately, by a cheap hash: most elements have the name of one before. */
+    /* Recent names, by a cheap hash: most elements have the name of an earlier one. */
     std::array<const xmlChar *, 64> names{};
 };
 
@@ -203,7 +203,7 @@ bool SoapBuilder::TakeAttribute(SoapGivenList *given) {
     return isPlain;
 }
 
-/* Names that begin with "xml" have rules of their own, and so have the namespaces that they stand for. */
+/* Names that begin with "xml" have rules of their own, and so have their namespaces. */
 bool SoapIsPlainNs(std::string_view prefix, std::string_view href) {
     return !prefix.starts_with("xml") && !href.empty() &&
            !href.starts_with("http://www.w3.org/XML/") &&

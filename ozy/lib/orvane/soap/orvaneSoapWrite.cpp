@@ -16,23 +16,23 @@ constexpr std::string_view kHead =
     " xmlns:xsd=\"http://www.w3.org/2001/XMLSchema\"\n"
     " xmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\">\n"
     "<soapenv:Body>\n";
-/* Room for a plain call; more than this leaves what the allocator serves fast. */
+/* Room for a plain call. Larger blocks are slower to allocate. */
 constexpr gsize kFirstSize = 1000;
 constexpr std::string_view kTrailer = "\n</soapenv:Body>\n</soapenv:Envelope>";
 
-/* An element has no more levels of objects than the reader takes of elements. */
+/* As many levels of objects as the reader accepts of elements. */
 constexpr guint kMaxObjects = 256;
 /* An any value that holds an array per object, as the reader makes them. */
 constexpr guint kMaxContainers = 2 * kMaxObjects;
 
-/* What the session's version includes; nothing without a session or a version. */
+/* The versions that the session's includes; none without a session or a version. */
 guint32 SoapSessionVersions(OrvaneSession *session) {
     const char *version = session != nullptr ? orvane_session_get_version(session) : nullptr;
     const OrvaneVersionEntry *entry = version != nullptr ? orvane_lookup_version(version) : nullptr;
     return entry != nullptr ? entry->mask : 0;
 }
 
-/* Whether a value may be nested as deep as the writer says; if not, it is left out. */
+/* Whether the nesting is within the limits. Logs if it is not. */
 bool SoapMayNest(const SoapWriter &writer, std::string_view name) {
     if (writer.numObjects <= kMaxObjects && writer.numContainers <= kMaxContainers)
         return true;

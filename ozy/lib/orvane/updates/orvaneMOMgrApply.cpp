@@ -5,6 +5,7 @@
 
 #include <orvane/schema/qorm.h>
 
+#include "ozy/lib/orvane/soap/orvaneSoapCheck.h"
 #include "ozy/lib/orvane/updates/orvaneMOMgrInt.h"
 #include "ozy/lib/orvane/updates/orvaneUpdatePath.h"
 
@@ -117,7 +118,9 @@ void Add(GObject *object, const std::string &piece, const GValue *value) {
 void orvane_momgr_remove_element(OrvaneMOMgr *momgr, GObject *object, const char *path) {
     gint index = 0;
     ValueArrayPtr array(orvane_momgr_extract_array_element(momgr, object, path, &index));
-    if (array == nullptr)
+    if (array == nullptr ||
+        !OrvaneSoapCheck(static_cast<guint>(index) < array->n_values, "g_value_array_get_nth",
+                         "index < value_array->n_values"))
         return;
     GParamSpec *pspec =
         OrvaneUpdatePath_FindProperty(object, OrvaneUpdatePath_PropertyName(path).c_str());

@@ -7,6 +7,7 @@
 
 #include <orvane/schema/qorm.h>
 
+#include "ozy/lib/orvane/soap/orvaneSoapCheck.h"
 #include "ozy/lib/orvane/updates/orvaneMOMgrInt.h"
 
 namespace {
@@ -216,13 +217,13 @@ OrvaneUpdateTarget OrvaneUpdatePath_Resolve(OrvaneMOMgr *momgr, GObject *object,
 gint orvane_momgr_key_get_int(const char *text) {
     gint number = -1;
     const int numScanned = sscanf(text, "%d", &number);
-    g_return_val_if_fail(numScanned == 1, -1);
-    return number;
+    return OrvaneSoapCheck(numScanned == 1, __func__, "numScanned == 1") ? number : -1;
 }
 
 char *orvane_momgr_key_get_string(const char *text) {
     const size_t len = strlen(text);
-    g_return_val_if_fail(len >= 3, nullptr);
+    if (!OrvaneSoapCheck(len >= 3, __func__, "len >= 3"))
+        return nullptr;
     return g_strndup(text + 1, len - 2);
 }
 

@@ -220,7 +220,7 @@ TEST_IN_CHILD(SchemaLoad, RefusesAsAWhole) {
         {good + "data TaskInfo ...\n  key int\n", ORVANE_SCHEMA_ERROR_CONTRADICTION,
          ":16: field 'key' of 'TaskInfo' is int, but the built-in schema says string"},
         {good + "data DynamicData ...\n", ORVANE_SCHEMA_ERROR_CONTRADICTION,
-         ":15: 'DynamicData' stands in namespace ozy, but the built-in schema says qorm"},
+         ":15: 'DynamicData' is in namespace ozy, but the built-in schema says qorm"},
         {good + "data X : DynamicData ...\n  a Nothing\n  b Nobody\n", ORVANE_SCHEMA_ERROR_UNSOUND,
          ":16: unknown type 'Nothing' (and 1 more)"},
     };

@@ -8,7 +8,7 @@
 #include "ozy/lib/schemaText/schemaBuild.h"
 #include "ozy/lib/schemaText/schemaCheck.h"
 
-/* What the tables of tests stand on: the roots and the most common base. */
+/* The types that the tables of tests need: the roots and the most common base. */
 inline constexpr const char *kCoreTable = "namespace qorm\n"
                                           "data DataObject : GObject  @all\n"
                                           "data DynamicData : DataObject  @all\n"

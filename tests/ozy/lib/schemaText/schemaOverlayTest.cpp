@@ -145,7 +145,7 @@ TEST(SchemaOverlay, MethodsWordsAndEnclosingClasses) {
     EXPECT_EQ("three", merged.type("Word").words[2].word);
 }
 
-/* Each with the place of what is said and of what is known. */
+/* Each with the place in the overlay and the place in the model. */
 TEST(SchemaOverlay, ContradictionsNameBothPlaces) {
     struct Row {
         const char *overlay;
@@ -161,7 +161,7 @@ TEST(SchemaOverlay, ContradictionsNameBothPlaces) {
         {"data Full ...\n  c int\n", "1.schema:3: field 'c' of 'Full' is new, but a.schema:2 says "
                                      "that the fields are complete"},
         {"data Full ...\n  b int?\n  a string\n",
-         "1.schema:4: field 'a' of 'Full' stands behind 'b', but a.schema:3 says it stands before"},
+         "1.schema:4: field 'a' of 'Full' is after 'b', but a.schema:3 says it is before"},
         {"data Full @ozy25/4.0\n  a string\n", "1.schema:2: 'Full' has no field 'b' in its full "
                                                "list, but a.schema:4 says it has"},
         {"data Open @ozy2/2.0\n  p string\n  r int\n",
@@ -176,9 +176,9 @@ TEST(SchemaOverlay, ContradictionsNameBothPlaces) {
         {"data Open = Wide ...\n",
          "1.schema:2: 'Open' has the path Wide, but a.schema:5 says Open"},
         {"enum Word in Full\n  one two\n",
-         "1.schema:2: 'Word' stands in Full, but a.schema:11 says Open"},
+         "1.schema:2: 'Word' is in Full, but a.schema:11 says Open"},
         {"namespace ferry\ndata Open ...\n",
-         "1.schema:3: 'Open' stands in namespace ferry, but a.schema:5 says ozy"},
+         "1.schema:3: 'Open' is in namespace ferry, but a.schema:5 says ozy"},
         {"enum Word\n  one\n",
          "1.schema:2: word 2 of 'Word' is missing, but a.schema:12 says 'two'"},
         {"enum Word\n  one three\n",
@@ -210,13 +210,13 @@ TEST(SchemaOverlay, ContradictionsNameBothPlaces) {
 
 TEST(SchemaOverlay, RefusesWhatCannotBe) {
     const std::pair<const char *, const char *> rows[] = {
-        {"data Open\n  x int\n", "1.schema:2: 'Open' says neither '...' nor '@version'"},
-        {"data Open ...\n  x int\n  x int\n", "1.schema:4: field 'x' stands already at 1.schema:3"},
-        {"data Open ...\ndata Open ...\n", "1.schema:3: type 'Open' stands already at 1.schema:2"},
+        {"data Open\n  x int\n", "1.schema:2: 'Open' has neither '...' nor '@version'"},
+        {"data Open ...\n  x int\n  x int\n", "1.schema:4: field 'x' is already declared at 1.schema:3"},
+        {"data Open ...\ndata Open ...\n", "1.schema:3: type 'Open' is already declared at 1.schema:2"},
         {"data Below ...\n  p int\n",
-         "1.schema:3: field 'p' of 'Below' stands already in 'Open' at a.schema:6"},
+         "1.schema:3: field 'p' of 'Below' is already declared in 'Open' at a.schema:6"},
         {"data Below ...\n  x int\ndata Open ...\n  x int\n",
-         "1.schema:3: field 'x' of 'Below' stands already in 'Open' at 1.schema:5"},
+         "1.schema:3: field 'x' of 'Below' is already declared in 'Open' at 1.schema:5"},
         {"data Open ...\n  x Nothing\n", "1.schema:3: unknown type 'Nothing'"},
         {"data Open ...\n  x int @ozy25/99\n", "1.schema:3: unknown version 'ozy25/99'"},
         {"data Open ...\n  x_y int\n", "1.schema:3: field 'x_y' has a '_'"},
@@ -224,9 +224,9 @@ TEST(SchemaOverlay, RefusesWhatCannotBe) {
         {"data A @all\n", "1.schema:2: 'A' has no base"},
         {"data GObject : DynamicData @all\n", "1.schema:2: type 'GObject' is built in"},
         {"data New : DynamicData = Open @all\n",
-         "1.schema:2: C name 'SkemaOzyOpen' stands already at "},
+         "1.schema:2: C name 'SkemaOzyOpen' is already declared at "},
         {"enum Word ...\n  one two\n", "1.schema:2: enumeration 'Word' with a version"},
-        {"enum Word\n  one two two\n", "1.schema:3: word 'two' stands already at "},
+        {"enum Word\n  one two two\n", "1.schema:3: word 'two' is already declared at "},
     };
     for (const auto &[overlay, message] : rows) {
         for (const bool isRecovered : {false, true}) {

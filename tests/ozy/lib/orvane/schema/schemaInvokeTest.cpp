@@ -30,7 +30,7 @@ protected:
         return body.substr(start + 8, end - start - 8);
     }
 
-    /* Calls the method that takes each form of one kind, and tells what was sent. */
+    /* Calls the method that takes each form of one kind. Returns what was sent. */
     template <class... Arguments>
     std::string Take(const std::string &word, Arguments... arguments) {
         orvane_schema_invoke(schemaKinds::MethodOf("Take" + word), Proxy<void>("TestProxy"),

@@ -10,7 +10,7 @@
  *
  * and for each Kind a method TakeKind(one Kind, maybe Kind?, all Kind[]?, likely ~Kind!) AnyEnum[].
  *
- * They stand behind the shipped types, in tables that the test program puts in force before its
+ * They follow the shipped types, in tables that the test program puts in force before its
  * first test.
  *
  * Ownership: the tables live as long as the program.
@@ -29,7 +29,7 @@ struct KindRow {
     const char *word;       /* "Boolean" of the field "oneBoolean" */
     const char *type;       /* wire name of the type, for kinds that have one */
     void (*fill)(GValue *); /* puts the sample into a value of the kind's type */
-    const char *sample;     /* the sample as Show() tells it */
+    const char *sample;     /* the sample as Show() spells it */
 };
 
 std::span<const KindRow> Rows();

@@ -179,7 +179,7 @@ protected:
 
     enum Place { kField, kList };
 
-    /* A list of any owns what its elements hold, so it is no place for proxies that nobody owns. */
+    /* A list of any owns what its elements hold, so it cannot hold proxies without an owner. */
     Value Any(int depth, Place place) {
         static constexpr std::pair<SchemaValueKind, GType (*)()> kHeld[] = {
             {SCHEMA_VALUE_MANAGED, skema_qorm_managed_object_get_type},

@@ -14,7 +14,6 @@
 namespace {
 
 using NameMap = std::unique_ptr<GHashTable, Release<g_hash_table_destroy>>;
-using ClassPtr = std::unique_ptr<void, Release<g_type_class_unref>>;
 
 struct NameMaps {
     NameMap maps[SCHEMA_NUM_NAMESPACES];
@@ -125,7 +124,7 @@ std::string Shown(GParamSpec *spec) {
            (element != 0 ? g_type_name(element) : "none");
 }
 
-/* Base first; a field that is declared once more stands where it is declared last. */
+/* Base first; a field that is declared twice is where it is declared last. */
 std::vector<std::string> FieldsOf(const TableType &type) {
     std::vector<const TableType *> chain;
     for (const TableType *at = &type; at != nullptr; at = Shipped().Find(at->base))
@@ -144,7 +143,7 @@ std::vector<std::string> FieldsOf(const TableType &type) {
 }
 
 std::vector<std::string> PropertiesOf(GType type) {
-    const ClassPtr klass(g_type_class_ref(type));
+    const TypeClassPtr klass(g_type_class_ref(type));
     guint count = 0;
     const GPtr<GParamSpec *> specs(
         g_object_class_list_properties(static_cast<GObjectClass *>(klass.get()), &count));
@@ -224,7 +223,7 @@ TEST_F(SchemaWalk, EveryWordGoesBothWays) {
             continue;
         const SchemaTypeNames &names = Shipped().NamesOf(type);
         const GType live = g_type_from_name(names.type.c_str());
-        const ClassPtr klass(g_type_class_ref(live));
+        const TypeClassPtr klass(g_type_class_ref(live));
         auto *values = static_cast<GEnumClass *>(klass.get());
         ASSERT_EQ(type.words.size(), values->n_values) << type.name;
         for (gsize i = 0; i < type.words.size(); i++) {

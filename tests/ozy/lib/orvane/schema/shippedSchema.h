@@ -4,7 +4,7 @@
  *
  * Nothing but the reader of the tables is shared with what made the classes.
  *
- * Ownership: what is handed out lives as long as the program.
+ * Ownership: what is returned lives as long as the program.
  */
 #pragma once
 

@@ -1,5 +1,5 @@
 // The stubs that applications call, as the service sees them: every method once with nothing but NULL
-// and zero, and rows for each form of argument with values.
+// and zero.
 #include "ozy/lib/orvane/listener/orvaneListener.h"
 #include "ozy/lib/orvane/schema/schemaEngine.h"
 #include "ozy/lib/orvane/updates/orvaneMOMgr.h"
@@ -46,9 +46,6 @@ protected:
         proxies.emplace_back(G_OBJECT(g_object_ref_sink(proxy)));
         return reinterpret_cast<T *>(proxy);
     }
-    template <class T> T *Proxy(const char *wireName, const std::string &id = "x-1") {
-        return Proxy<T>(orvane_lookup_type(wireName), std::string(wireName) + id);
-    }
 
     std::vector<Call> Calls() const {
         std::vector<Call> calls;
@@ -57,15 +54,6 @@ protected:
             calls.push_back(Parse(requests[i].body));
         return calls;
     }
-    /* "SetLocale <locale ...>" of the only call since the last time. */
-    std::string Sent() {
-        testLoop::Settle();
-        const std::vector<Call> calls = Calls();
-        numBefore = service->server.Requests().size();
-        EXPECT_EQ(1u, calls.size());
-        return calls.empty() ? "nothing" : calls[0].method + " " + calls[0].arguments;
-    }
-
     std::vector<ObjectPtr<GObject>> proxies;
     size_t numBefore = 0;
 };
@@ -167,139 +155,6 @@ TEST_F(StubRows, EveryMethodSendsItsNameAndNoMoreThanItMust) {
     }
     EXPECT_TRUE(expected.empty()) << expected.begin()->second.method << " never came";
     EXPECT_EQ(numNullTexts, warnings.texts.size());
-}
-
-/* ---- rows ---- */
-
-TEST_F(StubRows, EachFormOfArgumentReachesTheService) {
-    auto *alarms = Proxy<SkemaOzyAlarmManager>("AlarmManager");
-    auto *roles = Proxy<SkemaOzyAuthorizationManager>("AuthorizationManager", "s");
-    auto *clock = Proxy<SkemaOzyHostDateTimeSystem>("HostDateTimeSystem");
-    auto *collector = Proxy<SkemaQormCorePropertyCollector>("PropertyCollector");
-    auto *folder = Proxy<SkemaOzyFolder>("Folder");
-    auto *index = Proxy<SkemaOzySearchIndex>("SearchIndex");
-    auto *performance = Proxy<SkemaOzyPerformanceManager>("PerformanceManager");
-    auto *task = Proxy<SkemaOzyTask>("Task");
-    auto *machine = Proxy<SkemaOzyManagedEntity>("VirtualMachine");
-    auto *center = Proxy<SkemaOzyDatacenter>("Datacenter");
-    const Value a = StringValue("a<b");
-    const Value b = StringValue("b");
-    const Value texts = ArrayValue({&a, &b});
-    Value first(orvane_lookup_type("VirtualMachine"));
-    g_value_set_object(first.get(), machine);
-    Value second(orvane_lookup_type("ManagedEntity"));
-    g_value_set_object(second.get(), folder);
-    const Value entities = ArrayValue({&first, &second});
-    const Value interval = IntValue(20);
-    const GTimeVal time = {1393666013, 0};
-    const ObjectPtr<GObject> spec = New("AlarmSpec");
-    const ObjectPtr<GObject> other = New("PropertySpec");
-    g_object_set(other.get(), "type", "t", nullptr);
-    const ObjectPtr<GObject> fault = New("InvalidArgument");
-    g_object_set(fault.get(), "invalidProperty", "p", nullptr);
-
-    const struct {
-        std::function<void()> call;
-        std::string sent;
-    } rows[] = {
-        /* none */
-        {[&] { skema_ozy_task_cancel(task, nullptr); }, "CancelTask "},
-        /* a text, and a list of texts; left out */
-        {[&] {
-             skema_ozy_authorization_manager_add_authorization_role(roles, "n", texts.Array(),
-                                                                    nullptr);
-         },
-         "AddAuthorizationRole <name xsi:type=\"xsd:string\">n</name>"
-         "<privIds xsi:type=\"xsd:string\">a&lt;b</privIds>"
-         "<privIds xsi:type=\"xsd:string\">b</privIds>"},
-        {[&] {
-             skema_ozy_authorization_manager_add_authorization_role(roles, "n", nullptr, nullptr);
-         },
-         "AddAuthorizationRole <name xsi:type=\"xsd:string\">n</name>"},
-        {[&] { skema_qorm_core_property_collector_wait_for_updates(collector, nullptr, nullptr); },
-         "WaitForUpdates "},
-        /* a reference, left out or of a class below the stated one; a truth value always goes */
-        {[&] { skema_ozy_search_index_find_all_by_dns_name(index, center, "dns", TRUE, nullptr); },
-         "FindAllByDnsName <datacenter type=\"Datacenter\" xsi:type=\"ManagedObjectReference\">"
-         "Datacenterx-1</datacenter><dnsName xsi:type=\"xsd:string\">dns</dnsName>"
-         "<vmSearch xsi:type=\"xsd:boolean\">1</vmSearch>"},
-        {[&] {
-             skema_ozy_search_index_find_all_by_dns_name(index, nullptr, nullptr, FALSE, nullptr);
-         },
-         "FindAllByDnsName <vmSearch xsi:type=\"xsd:boolean\">0</vmSearch>"},
-        {[&] { skema_ozy_alarm_manager_are_alarm_actions_enabled(alarms, machine, nullptr); },
-         "AreAlarmActionsEnabled <entity type=\"VirtualMachine\" "
-         "xsi:type=\"ManagedObjectReference\">VirtualMachinex-1</entity>"},
-        /* references in a list */
-        {[&] { skema_ozy_folder_move_into(folder, entities.Array(), nullptr); },
-         "MoveIntoFolder_Task <list type=\"VirtualMachine\" xsi:type=\"ManagedObjectReference\">"
-         "VirtualMachinex-1</list>"
-         "<list type=\"Folder\" xsi:type=\"ManagedObjectReference\">Folderx-1</list>"},
-        /* an object of the likely class, and of quite another */
-        {[&] {
-             skema_ozy_alarm_manager_create_alarm(
-                 alarms, nullptr, reinterpret_cast<SkemaOzyAlarmSpec *>(spec.get()), nullptr);
-         },
-         "CreateAlarm <spec xsi:type=\"AlarmSpec\">"},
-        {[&] {
-             skema_ozy_alarm_manager_create_alarm(
-                 alarms, nullptr, reinterpret_cast<SkemaOzyAlarmSpec *>(other.get()), nullptr);
-         },
-         "CreateAlarm <spec xsi:type=\"PropertySpec\"><type xsi:type=\"xsd:string\">t</type>"},
-        /* times, and a value as it is */
-        {[&] { skema_ozy_host_date_time_system_update_date_time(clock, &time, nullptr); },
-         "UpdateDateTime <dateTime xsi:type=\"xsd:dateTime\">2014-03-01T09:26:53Z</dateTime>"},
-        {[&] {
-             skema_ozy_performance_manager_query_available_perf_metric(
-                 performance, machine, nullptr, &time, interval.get(), nullptr);
-         },
-         "QueryAvailablePerfMetric <entity type=\"VirtualMachine\" "
-         "xsi:type=\"ManagedObjectReference\">VirtualMachinex-1</entity>"
-         "<endTime xsi:type=\"xsd:dateTime\">2014-03-01T09:26:53Z</endTime>"
-         "<intervalId xsi:type=\"xsd:int\">20</intervalId>"},
-        /* a word, an any, a fault */
-        {[&] {
-             skema_ozy_task_set_task_state(task, SKEMA_OZY_TASK_INFO_ERROR, nullptr,
-                                           reinterpret_cast<SkemaQormMethodFault *>(fault.get()),
-                                           nullptr);
-         },
-         "SetTaskState <state xsi:type=\"TaskInfoState\">error</state>"
-         "<fault xsi:type=\"InvalidArgument\">"
-         "<invalidProperty xsi:type=\"xsd:string\">p</invalidProperty></fault>"},
-    };
-    for (const auto &row : rows) {
-        row.call();
-        EXPECT_THAT(Sent(), testing::StartsWith(row.sent));
-    }
-}
-
-/* The parameter's own bytes are the value: its first word is a type, and nothing is followed. */
-TEST_F(StubRows, AnAnyOfTheSchemaIsNeverFollowed) {
-    auto *task = Proxy<SkemaOzyTask>("Task");
-    auto *job = Proxy<SkemaFerryServerJobJob>("FerryServerJobJob");
-    auto *conversions = Proxy<SkemaFerryServerConversionConversionManager>(
-        "FerryServerConversionConversionManager");
-    const Value proper = StringValue("not looked at");
-    const gsize words[] = {
-        1, 7, 255, gsize{1} << 47, G_MAXSIZE, G_MAXSIZE - 7, reinterpret_cast<gsize>(proper.get())};
-    for (const gsize word : words) {
-        gpointer any = GSIZE_TO_POINTER(word);
-        skema_ferry_server_job_job_update_exta_info(job, any, nullptr);
-        EXPECT_EQ("FerryServerJobUpdateExtaInfo ", Sent()) << word;
-        skema_ferry_server_conversion_conversion_manager_create_job(conversions, nullptr, any,
-                                                                    nullptr);
-        EXPECT_EQ("FerryServerConversionManagerCreateJob ", Sent()) << word;
-        skema_ozy_task_set_task_state(task, SKEMA_OZY_TASK_INFO_SUCCESS, any, nullptr, nullptr);
-        EXPECT_EQ("SetTaskState <state xsi:type=\"TaskInfoState\">success</state>", Sent()) << word;
-    }
-    const std::pair<GType, const char *> fundamentals[] = {
-        {G_TYPE_BOOLEAN, "boolean"}, {G_TYPE_INT, "int"}, {G_TYPE_INT64, "long"}};
-    for (const auto &[type, name] : fundamentals) {
-        skema_ferry_server_job_job_update_exta_info(job, GSIZE_TO_POINTER(type), nullptr);
-        EXPECT_EQ("FerryServerJobUpdateExtaInfo <replacementInfo xsi:type=\"xsd:" +
-                      std::string(name) + "\">0</replacementInfo>",
-                  Sent());
-    }
 }
 
 } // namespace

@@ -77,29 +77,17 @@ TEST(SoapPrimitive, WholeNumbersReadLikeScanfForAnyText) {
                            "18446744073709551616",
                            "-18446744073709551615"};
     const Warnings refusals;
-    for (const char *text : texts) {
-        gint number = 0;
-        guint whole = 0;
-        glong wide = 0;
-        gulong wideWhole = 0;
-        const auto wanted = [](int count, auto read) {
-            return count == 1 ? std::to_string(read) : std::string("-");
-        };
-        // The count is taken first: the argument is read when the scan has happened.
-        int count = sscanf(text, "%d", &number);
-        EXPECT_EQ(wanted(count, number), Scanned(orvane_soap_deserialize_int, G_TYPE_INT, text))
-            << text;
-        count = sscanf(text, "%u", &whole);
-        EXPECT_EQ(wanted(count, whole), Scanned(orvane_soap_deserialize_uint, G_TYPE_UINT, text))
-            << text;
-        count = sscanf(text, "%ld", &wide);
-        EXPECT_EQ(wanted(count, wide), Scanned(orvane_soap_deserialize_int64, G_TYPE_INT64, text))
-            << text;
-        count = sscanf(text, "%lu", &wideWhole);
-        EXPECT_EQ(wanted(count, wideWhole),
-                  Scanned(orvane_soap_deserialize_uint64, G_TYPE_UINT64, text))
-            << text;
-    }
+    const auto compare = [&]<class Number>(Number number, const char *format, Reader read,
+                                           GType type) {
+        for (const char *text : texts) {
+            const bool isScanned = sscanf(text, format, &number) == 1;
+            EXPECT_EQ(isScanned ? std::to_string(number) : "-", Scanned(read, type, text)) << text;
+        }
+    };
+    compare(gint(), "%d", orvane_soap_deserialize_int, G_TYPE_INT);
+    compare(guint(), "%u", orvane_soap_deserialize_uint, G_TYPE_UINT);
+    compare(glong(), "%ld", orvane_soap_deserialize_int64, G_TYPE_INT64);
+    compare(gulong(), "%lu", orvane_soap_deserialize_uint64, G_TYPE_UINT64);
 }
 
 TEST(SoapPrimitive, TimesAreReadAsByGLib) {

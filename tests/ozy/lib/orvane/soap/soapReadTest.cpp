@@ -102,28 +102,14 @@ TEST(SoapRead, AttributesNarrowATypeAndNeverContradictIt) {
         }()) << row.text;
 }
 
-TEST(SoapRead, SimpleValuesInAnAny) {
+TEST(SoapRead, TheContentIsTheFirstTextAndNoOther) {
     const std::pair<const char *, const char *> rows[] = {
-        {"<v xsi:type='xsd:short'>-5</v>", "gint -5"},
-        {"<v xsi:type='xsd:unsignedLong'>5</v>", "guint64 5"},
-        {"<v xsi:type='xsd:boolean'>1</v>", "gboolean TRUE"},
-        {"<v xsi:type='xsd:string'>a&lt;b</v>", "gchararray \"a<b\""},
-        {"<v xsi:type='xsd:string'/>", "gchararray NULL"},
         {"<v xsi:type='xsd:string'>one<!-- -->two</v>", "gchararray \"one\""},
         {"<v xsi:type='xsd:string'><![CDATA[no]]></v>", "gchararray NULL"},
         {"<v xsi:type='xsd:string'><![CDATA[no]]>yes</v>", "gchararray \"yes\""},
-        {"<v xsi:type='xsd:anyURI'>http://h/</v>", "OrvaneURI http://h/"},
-        {"<v xsi:type='xsd:dateTime'>2014-03-01T09:26:53Z</v>", "GTimeVal"},
-        {"<v xsi:type='xsd:base64Binary'>AAE=</v>", "OrvaneByteArray"},
-        {"<v xsi:type='TaskInfoState'>queued</v>",
-         "SkemaOzyTaskInfoState ((SkemaOzyTaskInfoState) SKEMA_OZY_TASK_INFO_QUEUED)"},
-        {"<v xsi:type='xsd:int'>five</v>", "(unset)"},
-        {"<v xsi:type='xsd:int'/>", "(unset)"},
         {"<v xsi:type='TaskInfoState'>paused</v>", "(unset)"},
-        {"<v xsi:type='xsd:dateTime'>soon</v>", "(unset)"},
         {"<v>5</v>", "(unset)"},
     };
-    const Warnings quiet;
     for (const auto &[text, wanted] : rows) {
         Value value = ReadElement(text, G_TYPE_VALUE);
         const auto *held =
@@ -190,10 +176,10 @@ TEST(SoapRead, ObjectsTakeWhatTheirClassNames) {
     GValueArray *paths = nullptr;
     g_object_get(object, "pathSet", &paths, nullptr);
     ASSERT_NE(nullptr, paths);
+    const std::unique_ptr<GValueArray, Release<g_value_array_free>> owner(paths);
     ASSERT_EQ(3u, paths->n_values);
     EXPECT_STREQ("2", g_value_get_string(&paths->values[1]));
     EXPECT_EQ(nullptr, g_value_get_string(&paths->values[2]));
-    g_value_array_free(paths);
 }
 
 TEST(SoapRead, ReadingGoesOnBehindABadProperty) {

@@ -47,7 +47,7 @@ std::string Shape(const xmlNode *node) {
     return shape;
 }
 
-/* The root stands alone: what comes before and behind it is not kept. */
+/* Only the root: its siblings are not compared. */
 std::string RootShape(const xmlNode *root) {
     xmlNode alone = *root;
     alone.prev = alone.next = nullptr;

@@ -198,7 +198,7 @@ TEST(SoapWrite, NestingHasALimit) {
             found++;
         return found;
     };
-    for (int levels : {255, 256, 257, 20000}) {
+    for (int levels : {255, 256, 257, 2000}) {
         const std::string text = Written("s", NestedObjects(levels).get(), "ozy25/6.0");
         EXPECT_EQ(levels <= 256, text.find(">5<") != text.npos) << levels;
         EXPECT_EQ(levels <= 256 ? gsize(levels) : 255, count(text)) << levels;
