@@ -8,7 +8,7 @@
 
 namespace {
 
-/* Who asked to hear of a descriptor, for reading and for writing. */
+/* The callbacks of a descriptor, for reading and for writing. */
 struct Device {
     OrvanePollFunction function = nullptr;
     gpointer clientData = nullptr;

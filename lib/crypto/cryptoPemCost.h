@@ -14,5 +14,5 @@
 
 #include <string_view>
 
-/* FALSE if a key of the text needs more than kMaxStoredRounds, or if that cannot be told. */
+/* FALSE if a key of the text needs more than kMaxStoredRounds, or if that cannot be determined. */
 bool CryptoPemCost_IsBearable(std::string_view pem);

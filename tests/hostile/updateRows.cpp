@@ -82,7 +82,7 @@ std::vector<Row> UpdateRows() {
         Changes("values of depth 240",
                 Change("assign", "roleList",
                        Repeated("<val xsi:type='ArrayOfAnyType'>", 240) + Repeated("</val>", 240))),
-        Changes("5,000 additions", Repeated(add, 5000)),
+        Changes("1,000 additions", Repeated(add, 1000)),
         Changes("20,000 assignments",
                 Repeated(Change("assign", "roleList", "<val xsi:type='ArrayOfAuthorizationRole'/>"),
                          20000)),

@@ -13,7 +13,7 @@
 
 namespace {
 
-/* A client that writes what it is told and shows all that came back, until the end. */
+/* A client that writes the given text and returns all that came back, until the end. */
 class Client {
 public:
     explicit Client(const CannedServer &server) {

@@ -1,7 +1,7 @@
 /*
  * connection.h -- a session with a service that the user named, connected for as long as this lives
  *
- *   Connection connection(login, trustOptions);       // asks about the service's certificate if need be
+ *   Connection connection(login, trustOptions);       // may ask the user to accept the service's certificate
  *   ... calls with connection.Session() ...
  *   connection.LogOut();
  *

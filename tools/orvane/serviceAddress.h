@@ -2,7 +2,7 @@
  * serviceAddress.h -- which service a URL means:  "https://Host.Example/sdk"  ->  "host.example:443"
  *
  * However the URL is written, one service has one key: hosts are in lower case, numeric ones in their
- * shortest form, and the port always stands there; "[::1]:443".
+ * shortest form, always with the port; "[::1]:443".
  */
 #pragma once
 
@@ -13,7 +13,7 @@ namespace orvaneCli {
 
 struct ServiceAddress {
     bool isTls;
-    bool isSafe;      /* nobody on the way can read along: https, or http to this machine */
+    bool isSafe;      /* no other machine can read it: https, or http to this machine */
     std::string host; /* an IPv6 address without brackets */
     int port;
 

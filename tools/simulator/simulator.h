@@ -62,7 +62,7 @@ enum class TroubleKind {
     Fault,         /* a fault of `faultType` with `message`; the call is not carried out */
     FaultNoDetail, /* a fault without a detail element */
     ExpireSession, /* ends the caller's session, then goes on with the call */
-    NoResult,      /* carries the call out, but answers without "returnval" */
+    NoResult,      /* executes the call, but answers without "returnval" */
 };
 
 struct Trouble {

@@ -77,8 +77,7 @@ bool MergeHead(Merger *merger, const TableType &known, const TableType &over) {
         bool isComparable;
     };
     const Row rows[] = {
-        {" is in namespace ", SchemaNamespace_Word(over.ns), SchemaNamespace_Word(known.ns),
-         true},
+        {" is in namespace ", SchemaNamespace_Word(over.ns), SchemaNamespace_Word(known.ns), true},
         {" has the base ", over.base, known.base, !over.base.empty()},
         {" has the path ", over.path, PathOf(*merger, known), !over.path.empty()},
         {" is in ", over.enclosing, known.enclosing.empty() ? "nothing" : known.enclosing,
@@ -416,8 +415,7 @@ bool CheckCompleteness(Merger *merger, const TableType &over) {
     if (over.form == SCHEMA_FORM_ENUM || over.form == SCHEMA_FORM_MANAGED ||
         !over.version.empty() || over.isPartial)
         return true;
-    merger->fail(over.place,
-                 Quoted(over.name) + " has neither '...' nor '@version' of its fields");
+    merger->fail(over.place, Quoted(over.name) + " has neither '...' nor '@version' of its fields");
     return false;
 }
 

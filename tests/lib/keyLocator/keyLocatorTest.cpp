@@ -329,7 +329,7 @@ TEST(KeyLocatorFollow, AnswersLeadToTheKeyOrToACode) {
         {kRole, {{"rubbish"}}, 7},
         {kRole, {{""}}, 7},
         {kRole, {{kRole}, 0, 1}, 7},
-        {kRole, {{kRole}}, 7}, /* leads to itself for ever */
+        {kRole, {{kRole}}, 7}, /* leads to itself */
         {kRole, {{"halden:key/list/()"}}, 6},
         {"halden:key/list/()", {{"x"}}, 6},
         {"halden:key/null/<HALDEN-EMPTYSTRING>", {{"x"}}, 6},

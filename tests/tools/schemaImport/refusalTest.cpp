@@ -60,7 +60,8 @@ const RefusalRow kRefusals[] = {
      kHalf},
     {"element of a base class",
      Class("Sub", kGood + Element("name", "s:string"), "t:Sealed"),
-     {"a.xsd:4: left out: field 'name' of 'Sub' is already declared in 'Sealed' at shipped.schema:19"},
+     {"a.xsd:4: left out: field 'name' of 'Sub' is already declared in 'Sealed' at "
+      "shipped.schema:19"},
      "\ndata Sub : Sealed ...\n  good              int                 @ozy25/5.0\n"},
     {"wrapper outside an any",
      "<s:complexType name='ArrayOfInt'><s:sequence>" + Element("int", "s:int", "maxOccurs='9'") +

@@ -97,6 +97,8 @@ char *OrvaneSessionReadTicket(const char *path) {
     struct stat about;
     if (file.number < 0 || fstat(file.number, &about) != 0 || !S_ISREG(about.st_mode))
         return nullptr;
+    if (about.st_uid != 0 && about.st_uid != geteuid()) /* another user could have left it there */
+        return nullptr;
 
     char bytes[kMaxTicketSize + 1];
     gsize size = 0;

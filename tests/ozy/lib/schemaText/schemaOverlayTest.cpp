@@ -211,8 +211,10 @@ TEST(SchemaOverlay, ContradictionsNameBothPlaces) {
 TEST(SchemaOverlay, RefusesWhatCannotBe) {
     const std::pair<const char *, const char *> rows[] = {
         {"data Open\n  x int\n", "1.schema:2: 'Open' has neither '...' nor '@version'"},
-        {"data Open ...\n  x int\n  x int\n", "1.schema:4: field 'x' is already declared at 1.schema:3"},
-        {"data Open ...\ndata Open ...\n", "1.schema:3: type 'Open' is already declared at 1.schema:2"},
+        {"data Open ...\n  x int\n  x int\n",
+         "1.schema:4: field 'x' is already declared at 1.schema:3"},
+        {"data Open ...\ndata Open ...\n",
+         "1.schema:3: type 'Open' is already declared at 1.schema:2"},
         {"data Below ...\n  p int\n",
          "1.schema:3: field 'p' of 'Below' is already declared in 'Open' at a.schema:6"},
         {"data Below ...\n  x int\ndata Open ...\n  x int\n",

@@ -105,7 +105,7 @@ protected:
         WaitLong(told);
         return told.text;
     }
-    /* Until it was put or, later, the failed handshake was reported and the connect rests. */
+    /* Until it was put or, later, the failed handshake was reported and the connect is deferred. */
     void WaitForQuestion(bool onlyPut = false) {
         EXPECT_TRUE(testLoop::RunUntil([&] {
             return application.open && (onlyPut || State() == ORVANE_SESSION_DISCONNECTED);

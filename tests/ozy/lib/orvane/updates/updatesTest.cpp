@@ -153,7 +153,8 @@ TEST_F(Updates, AnswersOfNoUseAreFollowedByTheNextWait) {
 
 TEST_F(Updates, AnotherCollectorReplacesTheFirst) {
     OrvaneMOMgr *manager = orvane_session_get_momgr(session);
-    const ObjectPtr<GObject> first(G_OBJECT(g_object_ref(orvane_momgr_lookup(manager, "collector"))));
+    const ObjectPtr<GObject> first(
+        G_OBJECT(g_object_ref(orvane_momgr_lookup(manager, "collector"))));
     const guint references = first->ref_count;
     orvane_momgr_set_collector(
         manager,
