@@ -308,7 +308,8 @@ ORVANE_EXPORT void orvane_session_set_use_fresh_connection(OrvaneSession *sessio
  * Limits what a service can make the process allocate. Both count for replies to calls and for the documents of
  * a connect. A larger body ends the transfer: the call fails with an OrvaneFaultInvalidResponse whose errorCode
  * is not 0. A larger tree fails the call as a reply that is no XML does, with a line in the log. The tree of a
- * plain reply takes 3 to 38 times its text; the memory is exceeded by no more than the reply's longest text.
+ * plain reply takes 3 to 38 times its text. The limit is checked as memory is taken; a text that arrives in
+ * pieces can exceed it by up to twice its own size.
  *
  * To be called before the requests that it is to limit.
  */

@@ -3,7 +3,7 @@
  *
  *   of a symmetric key     type=key:cipher=AES-128:key=BASE64       a dictionary in one line
  *   under a password       type=wrappedData:...                     that text, see cryptoPassword.cpp
- *   of a public-key cipher the PEM text of cryptoPem.cpp
+ *   of a public-key cipher the PEM text of cryptoPublicKey.cpp
  */
 #include <crypto/cryptoKey.h>
 

@@ -38,7 +38,6 @@ int __wrap_EVP_EncryptInit(void *ctx, const EVP_CIPHER *cipher, const unsigned c
 const EVP_CIPHER *__wrap_EVP_des_cbc(void);
 const EVP_CIPHER *__wrap_EVP_bf_cbc(void);
 const EVP_CIPHER *__wrap_EVP_des_ede3_cbc(void);
-const EVP_CIPHER *__wrap_EVP_aes_128_cbc(void);
 void *__wrap_CRYPTO_malloc(long size, const char *file,
                            int line); /* the size is an int: the upper half is ignored */
 void __wrap_CRYPTO_free(void *pointer);

@@ -84,7 +84,7 @@ void ServeConnection(int descriptor, gnutls_certificate_credentials_t credential
 
 } // namespace
 
-TlsPeer::TlsPeer(std::function<std::string(const std::string &head)> answer) {
+TlsPeer::TlsPeer(const std::function<std::string(const std::string &head)> &answer) {
     const auto shown = certificates::MakeKind("self-signed");
     const int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     sockaddr_in address{};

@@ -18,7 +18,7 @@
 
 class TlsPeer {
 public:
-    explicit TlsPeer(std::function<std::string(const std::string &head)> answer);
+    explicit TlsPeer(const std::function<std::string(const std::string &head)> &answer);
     ~TlsPeer();
     TlsPeer(const TlsPeer &) = delete;
     TlsPeer &operator=(const TlsPeer &) = delete;
