@@ -1,0 +1,72 @@
+#include "lib/unicode/unicode.h"
+
+#include <cstring>
+#include <memory>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "lib/misc/glibPtr.h"
+
+namespace {
+
+std::string Take(char *text) {
+    const std::unique_ptr<char, Release<free>> owner(text);
+    return text != nullptr ? text : "(null)";
+}
+
+TEST(Unicode, FindsEncodingsByAnyOfTheirNames) {
+    const struct {
+        const char *name;
+        const char *want;
+    } rows[] = {
+        {"UTF-8", "UTF-8"},           {"utf8", "UTF-8"},      {"latin1", "ISO-8859-1"},
+        {"iso_8859-1", "ISO-8859-1"}, {"ascii", "US-ASCII"},  {"cp1252", "windows-1252"},
+        {"sjis", "Shift_JIS"},        {"gb18030", "GB18030"}, {"KOI8-R", "KOI8-R"},
+        {"UTF-16LE", nullptr},        {"klingon", nullptr},   {"", nullptr},
+    };
+    for (const auto &row : rows)
+        EXPECT_STREQ(row.want, Unicode_EncodingEnumToName(Unicode_EncodingNameToEnum(row.name)))
+            << row.name;
+    for (StringEncoding encoding = 0; Unicode_EncodingEnumToName(encoding) != nullptr; encoding++)
+        EXPECT_EQ(encoding, Unicode_EncodingNameToEnum(Unicode_EncodingEnumToName(encoding)));
+}
+
+TEST(Unicode, ConvertsBothWaysOrRefuses) {
+    const struct {
+        const char *encoding;
+        const char *bytes;
+        const char *text;
+    } rows[] = {
+        {"ISO-8859-1", "a\xe4", "a\xc3\xa4"},
+        {"windows-1252", "\x80", "\xe2\x82\xac"},
+        {"Shift_JIS", "\x93\xfa\x96\x7b", "\xe6\x97\xa5\xe6\x9c\xac"},
+        {"GB18030", "\x94\x39\xda\x33", "\xf0\x9f\x92\xa9"},
+        {"UTF-8", "\xc3\xa4", "\xc3\xa4"},
+        {"US-ASCII", "abc", "abc"},
+        {"EUC-KR", "", ""},
+    };
+    for (const auto &row : rows) {
+        const StringEncoding encoding = Unicode_EncodingNameToEnum(row.encoding);
+        EXPECT_EQ(row.text, Take(Unicode_AllocWithLength(row.bytes, strlen(row.bytes), encoding)))
+            << row.encoding;
+        EXPECT_EQ(row.bytes, Take(Unicode_GetAllocBytes(row.text, encoding))) << row.encoding;
+    }
+    const auto isValid = [](const char *bytes, const char *encoding) {
+        return Unicode_IsBufferValid(bytes, strlen(bytes), Unicode_EncodingNameToEnum(encoding));
+    };
+    EXPECT_FALSE(isValid("\x80", "UTF-8"));
+    EXPECT_FALSE(isValid("\xed\xa0\x80", "UTF-8"));
+    EXPECT_FALSE(isValid("\x80", "US-ASCII"));
+    EXPECT_FALSE(isValid("\x93", "Shift_JIS"));
+    EXPECT_TRUE(isValid("\xff", "ISO-8859-1"));
+    EXPECT_EQ("(null)", Take(Unicode_GetAllocBytes("\xe2\x82\xac", STRING_ENCODING_ISO_8859_1)));
+    EXPECT_EQ("(null)", Take(Unicode_GetAllocBytes("\xff", STRING_ENCODING_UTF8)));
+}
+
+TEST(Unicode, ShowsAnyBytes) {
+    EXPECT_EQ("a\\x5c\\x00\\xe4 ~\\x7f",
+              Take(Unicode_EscapeBuffer("a\\\0\xe4 ~\x7f", 7, STRING_ENCODING_UTF8)));
+}
+
+} // namespace
