@@ -1,5 +1,6 @@
 # liborvane.so, which exports the names of exports.map only; orvane-static, its form for static links; and
-# orvane_internal: the same objects as a static library for tests and benches that need the inside.
+# orvane_internal: the same objects as a static library for tests, benches and programs that need the inside. The foundation that
+# no exported function reaches is in that one only.
 
 # Adds a static library with one object, made of the objects of modules; their hidden names become local.
 function(orvane_static_library name file)
@@ -46,7 +47,7 @@ if(modules)
     endif()
 
     add_library(orvane_internal STATIC)
-    target_link_libraries(orvane_internal PUBLIC ${modules})
+    target_link_libraries(orvane_internal PUBLIC ${modules} unicode file dict config user)
 
     # Internal names are local in it, so that none collides with one of the application. "dev install" builds it.
     orvane_static_library(orvane-static orvane ${modules})

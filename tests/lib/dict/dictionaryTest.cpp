@@ -1,0 +1,310 @@
+#include "lib/dict/dictionary.h"
+
+#include <sys/stat.h>
+
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "lib/dict/dictionaryFile.h"
+#include "lib/keyLocator/keySafe.h"
+#include "lib/keyLocator/keySafeUserRing.h"
+#include "lib/misc/glibPtr.h"
+#include "lib/misc/log.h"
+#include "lib/user/msg.h"
+#include "tests/support/temporaryFolder.h"
+
+namespace {
+
+using testing::HasSubstr;
+using testing::StartsWith;
+using Text = std::unique_ptr<char, Release<free>>;
+using DictionaryPtr = std::unique_ptr<Dictionary, Release<Dictionary_Free>>;
+
+constexpr const char *kEncodingLine = ".encoding = \"UTF-8\"\n";
+
+std::string Written(Dictionary *dictionary, bool encrypt = false) {
+    char *buffer;
+    gsize size;
+    EXPECT_TRUE(Dictionary_WriteToBuffer(dictionary, encrypt, &buffer, &size));
+    const Text owner(buffer);
+    EXPECT_EQ(strlen(buffer) + 1, size);
+    return buffer;
+}
+
+/* Returns the pending messages of the thread, and discards them. */
+std::string Messages() {
+    return Msg_GetMessagesAndReset();
+}
+
+std::string Contents(const std::string &path) {
+    std::ifstream stream(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+class DictionaryTest : public testing::Test {
+protected:
+    DictionaryTest() : dictionary(Dictionary_Create()) {}
+    ~DictionaryTest() override { Msg_Reset(FALSE); }
+    Dictionary *Get() const { return dictionary.get(); }
+    bool Load(const std::string &text, StringEncoding encoding = STRING_ENCODING_UTF8) {
+        return Dictionary_LoadFromBufferWithDefaultEncoding(Get(), text.c_str(), FALSE, encoding);
+    }
+    std::string String(const char *name, const char *defaultValue = nullptr) {
+        const Text value(Dict_GetString(Get(), defaultValue, "%s", name));
+        return value != nullptr ? value.get() : "(null)";
+    }
+
+    DictionaryPtr dictionary;
+};
+
+TEST_F(DictionaryTest, OneChangedValueLeavesAllOtherBytes) {
+    const std::string head = "# first\n# second\n";
+    const std::string tail =
+        "\n  # indented\n\tname\t= value # behind\nOdd=|41|4\n.meta = \"x\"\nlast = \"\"\n";
+    ASSERT_TRUE(Load(head + "a = 1\n" + tail));
+    EXPECT_EQ(head + kEncodingLine + "a = 1\n" + tail, Written(Get()));
+    EXPECT_FALSE(Dictionary_NeedSave(Get()));
+    EXPECT_EQ("A|4", String("odd"));
+    EXPECT_EQ(1, Dict_GetLong(Get(), 5, "A"));
+    Dict_SetLong(Get(), 1, "a");
+    EXPECT_FALSE(Dictionary_NeedSave(Get())) << "the same value";
+    Dict_SetLong(Get(), 2, "a");
+    Dict_SetString(Get(), "quote\" \xc3\xa4", "new");
+    EXPECT_TRUE(Dictionary_NeedSave(Get()));
+    EXPECT_EQ(head + kEncodingLine + "a = \"2\"\n" + tail + "new = \"quote|22 \xc3\xa4\"\n",
+              Written(Get()));
+    Dictionary_Unset(Get(), "NAME");
+    EXPECT_THAT(Written(Get()), Not(HasSubstr("behind")));
+}
+
+TEST_F(DictionaryTest, ATextIsConvertedOnFirstUse) {
+    const struct {
+        const char *text;
+        guint type;
+        const char *want;
+        const char *message; /* part of it */
+    } rows[] = {
+        {"", DICT_BOOL, "true", ""},
+        {"YES", DICT_BOOL, "true", ""},
+        {"off", DICT_BOOL, "false", ""},
+        {"2", DICT_BOOL, "false",
+         "Value \"2\" for variable \"x\" is not a valid boolean value. Using value \"FALSE\"."},
+        {"0x10", DICT_LONG, "16", ""},
+        {"-7", DICT_LONG, "-7", ""},
+        {"0xffffffff", DICT_LONG, "-1", ""},
+        {"4294967296", DICT_LONG, "0", "is too large. Using value \"0\"."},
+        {"99999999999999999999999", DICT_LONG, "0", "is too large"},
+        {"12 apples", DICT_LONG, "0", "not a valid integer value"},
+        {"-1", DICT_INT64, "-1", ""},
+        {"9223372036854775807", DICT_INT64, "9223372036854775807", ""},
+        {"99999999999999999999999", DICT_INT64, "0", "is too large"},
+        {"1e3", DICT_DOUBLE, "1000", ""},
+        {"1,5", DICT_DOUBLE, "0", "not a valid floating point value. Using value \"0.000000\""},
+        {"dontcare", DICT_TRISTATE, "default", ""},
+        {"maybe", DICT_TRISTATE, "false", "not a valid tristate value. Using value \"FALSE\""},
+    };
+    for (const auto &row : rows) {
+        Dictionary_Clear(Get());
+        Dict_SetAny(Get(), row.text, "x");
+        EXPECT_STREQ(row.text, Dictionary_GetAsString(Get(), "x"));
+        Dictionary_Get(Get(), nullptr, row.type, "x");
+        EXPECT_STREQ(row.want, Dictionary_GetAsString(Get(), "x")) << row.text;
+        const std::string messages = Messages();
+        EXPECT_THAT(messages, HasSubstr(row.message)) << row.text;
+        EXPECT_EQ(*row.message == '\0', messages.empty()) << messages;
+    }
+}
+
+TEST_F(DictionaryTest, AnUncommonDefaultIsRemembered) {
+    EXPECT_EQ(7, Dict_GetLong(Get(), 7, "size"));
+    EXPECT_EQ(7, Dict_GetLong(Get(), 9, "size"));
+    EXPECT_EQ(-1, Dict_GetLong(Get(), -1, "other"));
+    EXPECT_EQ(3, Dict_GetLong(Get(), 3, "other")) << "a common one is not";
+    EXPECT_TRUE(Dictionary_NotSet(Get(), "size"));
+    EXPECT_TRUE(Dictionary_IsDefined(Get(), "size"));
+    EXPECT_FALSE(Dictionary_IsDefined(Get(), "third"));
+    EXPECT_EQ(0, Dictionary_NumberOfEntries(Get()));
+    EXPECT_EQ(std::string(kEncodingLine) + "\n", Written(Get()));
+    Dict_SetLong(Get(), 7, "size");
+    EXPECT_FALSE(Dictionary_NotSet(Get(), "size"));
+    EXPECT_THAT(Written(Get()), HasSubstr("size = \"7\"\n"));
+    EXPECT_DEATH(Dict_GetBool(Get(), FALSE, "size"), "VERIFY");
+
+    const char *const choices[] = {"Red", "Green", nullptr};
+    Dict_SetString(Get(), "GREEN", "color");
+    EXPECT_EQ(choices[1], Dictionary_GetStringEnum(Get(), "Red", choices, "color", nullptr));
+    Dict_SetString(Get(), "blue", "color");
+    MsgList *messages = nullptr;
+    EXPECT_EQ(nullptr, Dictionary_GetStringEnum(Get(), nullptr, choices, "color", &messages));
+    EXPECT_STREQ("msg.dictionary.notEnumAndNoDefault", MsgList_GetMsgID(messages));
+    MsgList_Free(messages);
+}
+
+TEST_F(DictionaryTest, RefusesDuplicatesAndLinesOfNoForm) {
+    std::string text = "a = 1\n";
+    for (int i = 0; i < 100; i++)
+        text += "A = 2\n";
+    EXPECT_FALSE(Load(text));
+    EXPECT_EQ(100, std::ranges::count(Messages(), '\n'));
+    EXPECT_EQ("1", String("a"));
+    EXPECT_FALSE(Load(text + "a = 3\nb = 4\n"));
+    EXPECT_EQ(101, std::ranges::count(Messages(), '\n'));
+    EXPECT_EQ("(null)", String("b"));
+
+    EXPECT_FALSE(Load("a = 1\nnonsense\nb = 2\n"));
+    EXPECT_EQ("Syntax error.\n", Messages());
+    EXPECT_EQ("1", String("a"));
+    EXPECT_EQ("(null)", String("b"));
+}
+
+TEST_F(DictionaryTest, TheEncodingMayBeNamedAnywhere) {
+    const StringEncoding latin = Unicode_EncodingNameToEnum("latin1");
+    ASSERT_TRUE(Load("a = \"\xe4\"\nconfig.encoding = \"ISO-8859-1\"\nb = \"\xf6\"\n"));
+    EXPECT_EQ("\xc3\xa4", String("a"));
+    EXPECT_EQ("\xc3\xb6", String("b"));
+    EXPECT_EQ(".encoding = \"ISO-8859-1\"\na = \"\xe4\"\nb = \"\xf6\"\n", Written(Get()));
+    Dict_SetString(Get(), "\xe2\x82\xac", "euro");
+    EXPECT_EQ(std::string(kEncodingLine) +
+                  "a = \"\xc3\xa4\"\nb = \"\xc3\xb6\"\neuro = \"\xe2\x82\xac\"\n",
+              Written(Get()))
+        << "what the encoding cannot express moves the file to UTF-8";
+
+    ASSERT_TRUE(Load("a = \"\xe4\"\n", latin));
+    EXPECT_EQ("\xc3\xa4", String("a"));
+    const struct {
+        const char *text;
+        const char *message;
+    } rows[] = {
+        {"a = \"\xe4\"\n",
+         "Value \"\\xe4\" for variable \"a\" is not valid in encoding \"UTF-8\"."},
+        {".encoding = \"klingon\"\n", "Character encoding \"klingon\" is not supported."},
+        {".encoding = \"UTF-8\"\n.encoding = \"latin1\"\n",
+         "The dictionary already has encoding \"UTF-8\"."},
+        {".encoding = \"UTF-8\"\na = \"\xff\"\n", "is not valid in encoding \"UTF-8\"."},
+    };
+    for (const auto &row : rows) {
+        EXPECT_FALSE(Load(row.text)) << row.text;
+        EXPECT_THAT(Messages(), HasSubstr(row.message)) << row.text;
+    }
+}
+
+TEST_F(DictionaryTest, FilesAreReadInAnyFormAndReplaced) {
+    const TemporaryFolder folder;
+    const std::string path = folder.Write("f", "\xef\xbb\xbf# h\r\na = 1\rb = \"\xc3\xa4\"", 0640);
+    ASSERT_TRUE(Dictionary_LoadWithDefaultEncoding(Get(), path.c_str(),
+                                                   Unicode_EncodingNameToEnum("latin1")));
+    EXPECT_EQ("\xc3\xa4", String("b")) << "the mark says UTF-8";
+    Dict_SetBool(Get(), TRUE, "c");
+    ASSERT_TRUE(Dictionary_WriteSync(Get(), path.c_str()));
+    EXPECT_EQ(std::string("# h\n") + kEncodingLine + "a = 1\nb = \"\xc3\xa4\"\nc = \"TRUE\"\n",
+              Contents(path));
+    struct stat status;
+    stat(path.c_str(), &status);
+    EXPECT_EQ(0640u, status.st_mode & 0777u);
+
+    const std::string wrong = folder.Write("wrong", "a = 1\n\nb = 2\na = 3\n");
+    EXPECT_FALSE(Dictionary_Load(Get(), wrong.c_str()));
+    EXPECT_EQ("File \"" + wrong + "\" line 4: Variable \"a\" is already defined.\n", Messages());
+    EXPECT_EQ("2", String("b"));
+    EXPECT_FALSE(Dictionary_Load(Get(), folder.Path("absent").c_str()));
+    EXPECT_THAT(Messages(), HasSubstr("Cannot open file"));
+    EXPECT_EQ("2", String("b")) << "a failed open leaves the old contents";
+    EXPECT_FALSE(Dictionary_Load(Get(), folder.Path().c_str()));
+    EXPECT_THAT(Messages(), HasSubstr("is a directory"));
+    EXPECT_TRUE(Dictionary_Load(Get(), nullptr));
+    EXPECT_EQ(0, Dictionary_NumberOfEntries(Get()));
+}
+
+TEST_F(DictionaryTest, ASealedPartOpensWithThePassphraseOnly) {
+    KeySafeUserRing *ring = nullptr;
+    ASSERT_EQ(0u, KeySafeUserRing_Create(&ring));
+    const std::unique_ptr<KeySafeUserRing, Release<KeySafeUserRing_Destroy>> ringOwner(ring);
+    ASSERT_EQ(0u, KeySafeUserRing_AddPassphrase(ring, "passphrase", "AES-256"));
+    Dict_SetStringPlain(Get(), "https://host", "url");
+    Dict_SetString(Get(), "hunter2", "password");
+    ASSERT_TRUE(Dictionary_Rekey(Get(), ring));
+    const std::string sealed = Written(Get(), true);
+    EXPECT_THAT(sealed, StartsWith(std::string(kEncodingLine) +
+                                   "url = \"https://host\"\nencryption.keySafe = \""));
+    EXPECT_THAT(sealed, HasSubstr("\nencryption.data = \""));
+    EXPECT_THAT(sealed, Not(HasSubstr("hunter2")));
+    EXPECT_THAT(sealed, Not(HasSubstr("password =")));
+    EXPECT_THAT(Written(Get()), HasSubstr("hunter2")) << "not encrypting";
+
+    DictionaryPtr locked(Dictionary_Create());
+    ASSERT_TRUE(Dictionary_LoadFromBuffer(locked.get(), sealed.c_str(), FALSE));
+    EXPECT_TRUE(Dictionary_IsEncrypted(locked.get()));
+    EXPECT_FALSE(Dictionary_Unlock(locked.get(), nullptr, nullptr));
+    KeySafeUserRing *wrong = nullptr;
+    ASSERT_EQ(0u, KeySafeUserRing_Create(&wrong));
+    const std::unique_ptr<KeySafeUserRing, Release<KeySafeUserRing_Destroy>> wrongOwner(wrong);
+    ASSERT_EQ(0u, KeySafeUserRing_AddPassphrase(wrong, "guess", "AES-256"));
+    EXPECT_FALSE(Dictionary_Unlock(locked.get(), nullptr, wrong));
+    ASSERT_TRUE(Dictionary_Unlock(locked.get(), nullptr, ring));
+    const Text password(Dict_GetString(locked.get(), nullptr, "password"));
+    EXPECT_STREQ("hunter2", password.get());
+    const Text hidden(Dict_GetString(locked.get(), nullptr, "url"));
+    EXPECT_EQ(nullptr, hidden) << "plain, so hidden";
+    const Text url(Dict_GetStringPlain(locked.get(), nullptr, "url"));
+    EXPECT_STREQ("https://host", url.get());
+
+    /* a plain value never replaces a sealed one */
+    DictionaryPtr source(Dictionary_Create());
+    Dict_SetString(source.get(), "stolen", "password");
+    Dictionary_Update(locked.get(), source.get(), nullptr);
+    const Text kept(Dict_GetString(locked.get(), nullptr, "password"));
+    EXPECT_STREQ("hunter2", kept.get());
+    ASSERT_TRUE(Dictionary_Rekey(locked.get(), nullptr));
+    EXPECT_THAT(Written(locked.get(), true), HasSubstr("password = \"hunter2\""));
+}
+
+TEST_F(DictionaryTest, MergesMarshallsAndLogs) {
+    ASSERT_TRUE(Load("a = 1\nb = 2\nx.one = p\nX.two = q\n"));
+    DictionaryPtr source(Dictionary_Create());
+    Dict_SetLong(source.get(), 5, "a");
+    Dict_SetBool(source.get(), TRUE, "new");
+    Dictionary_Update(Get(), source.get(), nullptr);
+    EXPECT_TRUE(Dictionary_IsDefinedWithPrefix(Get(), "X.O"));
+    EXPECT_TRUE(Dictionary_UnsetWithPrefix(Get(), "x."));
+    EXPECT_FALSE(Dictionary_UnsetWithPrefix(Get(), "x."));
+    EXPECT_EQ(std::string(kEncodingLine) + "a = \"5\"\nb = 2\nnew = \"TRUE\"\n", Written(Get()));
+
+    MsgList *messages = nullptr;
+    EXPECT_FALSE(Dictionary_SetFromString(Get(), "b=3", &messages));
+    EXPECT_STREQ("msg.dictionary.alreadyDefined.string", MsgList_GetMsgID(messages));
+    MsgList_Free(messages);
+    EXPECT_TRUE(Dictionary_RestoreFromString(Get(), "b=x=y", nullptr));
+    EXPECT_EQ("x=y", String("b"));
+
+    char *buffer;
+    gsize size;
+    ASSERT_TRUE(Dictionary_Marshall(Get(), &buffer, &size));
+    const Text owner(buffer);
+    EXPECT_EQ(std::string("a\0\0"
+                          "5\0b\0\0x=y\0new\0\0true\0",
+                          22),
+              std::string(buffer, size));
+
+    LogRing_Clear();
+    Dictionary_LogNotDefault(Get());
+    const GPtr<char> log(LogRing_Copy());
+    EXPECT_THAT(log.get(), HasSubstr("DICT                         a = 5\n"));
+    EXPECT_THAT(log.get(), HasSubstr("DICT                         b = \"x=y\"\n"));
+
+    const char *const header[] = {"# one", "# two", nullptr};
+    Dictionary_SetFileHeader(header, Get());
+    Dictionary_SetFileHeader(header, Get());
+    EXPECT_TRUE(Dictionary_SetExecPath(Get(), "/bin/x"));
+    EXPECT_FALSE(Dictionary_SetExecPath(Get(), "/bin/y"));
+    EXPECT_THAT(Written(Get()),
+                StartsWith(std::string("#!/bin/x\n# one\n# two\n") + kEncodingLine + "a = "));
+}
+
+} // namespace

@@ -1,0 +1,221 @@
+#include "lib/file/fileIO.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <fstream>
+#include <iterator>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "lib/file/fileIOInt.h"
+#include "lib/misc/glibPtr.h"
+#include "tests/support/temporaryFolder.h"
+
+namespace {
+
+std::string Contents(const std::string &path) {
+    std::ifstream stream(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+class FileIO : public testing::Test {
+protected:
+    FileIO() { FileIO_Invalidate(&fd); }
+    ~FileIO() override {
+        if (FileIO_IsValid(&fd))
+            FileIO_Close(&fd);
+    }
+    FileIOResult Open(const std::string &path,
+                      guint32 access = FILEIO_OPEN_ACCESS_READ | FILEIO_OPEN_ACCESS_WRITE,
+                      FileIOOpenAction action = FILEIO_OPEN_CREATE) {
+        return FileIO_Open(&fd, path.c_str(), access, action);
+    }
+    std::vector<iovec> Vectors(std::vector<std::string> *pieces) {
+        std::vector<iovec> vectors;
+        for (std::string &piece : *pieces)
+            vectors.push_back({piece.data(), piece.size()});
+        return vectors;
+    }
+
+    TemporaryFolder folder;
+    FileIODescriptor fd;
+};
+
+TEST_F(FileIO, OpensAsAsked) {
+    const std::string there = folder.Write("there", "old");
+    const std::string absent = folder.Path() + "/absent";
+    const std::string longName = folder.Path() + "/" + std::string(300, 'x');
+    const std::string link = folder.Path() + "/link";
+    ASSERT_EQ(0, symlink(there.c_str(), link.c_str()));
+    constexpr guint32 kWrite = FILEIO_OPEN_ACCESS_WRITE;
+    const struct {
+        std::string path;
+        guint32 access;
+        FileIOOpenAction action;
+        FileIOResult result;
+        const char *contents;
+    } rows[] = {
+        {there, FILEIO_OPEN_ACCESS_READ, FILEIO_OPEN, FILEIO_SUCCESS, "old"},
+        {absent, FILEIO_OPEN_ACCESS_READ, FILEIO_OPEN, FILEIO_FILE_NOT_FOUND, ""},
+        {there, kWrite, FILEIO_OPEN_CREATE_SAFE, FILEIO_OPEN_ERROR_EXIST, "old"},
+        {longName, kWrite, FILEIO_OPEN_CREATE, FILEIO_FILE_NAME_TOO_LONG, ""},
+        {there, kWrite, FILEIO_OPEN_CREATE, FILEIO_SUCCESS, "old"},
+        {link, FILEIO_OPEN_ACCESS_READ | FILEIO_OPEN_ACCESS_NOFOLLOW, FILEIO_OPEN, FILEIO_ERROR,
+         "old"},
+        {there, kWrite, FILEIO_OPEN_EMPTY, FILEIO_SUCCESS, ""},
+        {absent, kWrite, FILEIO_OPEN_CREATE_SAFE, FILEIO_SUCCESS, ""},
+    };
+    for (const auto &row : rows) {
+        EXPECT_EQ(row.result, Open(row.path, row.access, row.action)) << row.path << row.action;
+        EXPECT_EQ(row.result == FILEIO_SUCCESS, FileIO_IsValid(&fd));
+        EXPECT_EQ(row.contents, Contents(row.path));
+        if (FileIO_IsValid(&fd)) {
+            EXPECT_EQ(row.path, FileIO_Filename(&fd));
+            EXPECT_NE(0, fcntl(fd.posix, F_GETFD) & FD_CLOEXEC);
+            EXPECT_FALSE(FileIO_Close(&fd));
+        }
+        EXPECT_EQ(nullptr, fd.fileName);
+    }
+    struct stat status;
+    stat(absent.c_str(), &status);
+    EXPECT_EQ(0600u, status.st_mode & 0777u);
+    EXPECT_EQ(FILEIO_ERROR, FileIO_Open(&fd, nullptr, kWrite, FILEIO_OPEN));
+    EXPECT_EQ(EFAULT, errno);
+
+    EXPECT_EQ(FILEIO_SUCCESS, Open(there, kWrite | FILEIO_OPEN_DELETE_ASAP));
+    EXPECT_NE(0, access(there.c_str(), F_OK));
+}
+
+TEST_F(FileIO, MovesAllOrSaysHowMuch) {
+    ASSERT_EQ(FILEIO_SUCCESS, Open(folder.Path() + "/f"));
+    const std::string text(60, 'a');
+    gsize actual = 0;
+    EXPECT_EQ(FILEIO_SUCCESS, FileIO_Write(&fd, text.data(), text.size(), &actual));
+    EXPECT_EQ(60u, actual);
+    EXPECT_EQ(FILEIO_SUCCESS, FileIO_Pwrite(&fd, "bb", 2, 10, nullptr));
+    EXPECT_EQ(0u, FileIO_Seek(&fd, 0, FILEIO_SEEK_BEGIN));
+    char buffer[100];
+    EXPECT_EQ(FILEIO_READ_ERROR_EOF, FileIO_Read(&fd, buffer, sizeof buffer, &actual));
+    EXPECT_EQ(60u, actual);
+    EXPECT_EQ("aabb", std::string(buffer + 8, 4));
+    EXPECT_EQ(FILEIO_SUCCESS, FileIO_Pread(&fd, buffer, 3, 9, &actual));
+    EXPECT_EQ("abb", std::string(buffer, 3));
+    EXPECT_TRUE(FileIO_Truncate(&fd, 5));
+    EXPECT_EQ(5, FileIO_GetSize(&fd));
+    EXPECT_EQ(FILEIO_SUCCESS, FileIO_Sync(&fd));
+
+    FileIODescriptor full =
+        FileIO_CreateFDPosix(open("/dev/full", O_WRONLY | O_CLOEXEC), FILEIO_OPEN_ACCESS_WRITE);
+    EXPECT_EQ(FILEIO_WRITE_ERROR_NOSPC, FileIO_Write(&full, text.data(), text.size(), &actual));
+    EXPECT_EQ(0u, actual);
+    FileIO_Close(&full);
+    EXPECT_TRUE(FileIO_Close(&full)) << "a descriptor that is not open";
+    EXPECT_FALSE(FileIO_IsValid(&full));
+    EXPECT_DEATH(FileIO_Read(&fd, buffer, 0x80000000u, nullptr), "VERIFY");
+}
+
+TEST_F(FileIO, VectorsOfAnyNumberAndSize) {
+    ASSERT_EQ(FILEIO_SUCCESS, Open(folder.Path() + "/f"));
+    std::string want;
+    guint64 offset = 0;
+    for (const auto &[count, size] :
+         std::vector<std::pair<int, int>>{{1, 10}, {6, 1000}, {5, 1000}, {6, 20000}, {3000, 7}}) {
+        std::vector<std::string> pieces;
+        for (int i = 0; i < count; i++)
+            pieces.push_back(i % 7 == 3 ? ""
+                                        : std::string(static_cast<gsize>(size),
+                                                      static_cast<char>('a' + i % 26)));
+        std::string all;
+        for (const std::string &piece : pieces)
+            all += piece;
+        const std::vector<iovec> vectors = Vectors(&pieces);
+        gsize actual = 0;
+        EXPECT_EQ(FILEIO_SUCCESS, FileIO_Writev(&fd, vectors.data(), count, all.size(), &actual));
+        EXPECT_EQ(all.size(), actual);
+        EXPECT_EQ(FILEIO_SUCCESS,
+                  FileIO_Pwritev(&fd, vectors.data(), count, offset, all.size(), &actual));
+        want += all;
+
+        std::vector<std::string> read;
+        for (const std::string &piece : pieces)
+            read.emplace_back(piece.size(), '?');
+        const std::vector<iovec> targets = Vectors(&read);
+        EXPECT_EQ(FILEIO_SUCCESS,
+                  FileIO_Preadv(&fd, targets.data(), count, offset, all.size(), &actual));
+        EXPECT_EQ(pieces, read);
+        FileIO_Seek(&fd, static_cast<gint64>(offset), FILEIO_SEEK_BEGIN);
+        EXPECT_EQ(FILEIO_SUCCESS, FileIO_Readv(&fd, targets.data(), count, all.size(), &actual));
+        EXPECT_EQ(pieces, read);
+        offset += all.size();
+    }
+    EXPECT_EQ(want, Contents(folder.Path() + "/f"));
+    std::string beyond(100, '?');
+    const iovec two[] = {{beyond.data(), 50}, {beyond.data() + 50, 50}};
+    gsize actual = 0;
+    EXPECT_EQ(FILEIO_READ_ERROR_EOF, FileIO_Preadv(&fd, two, 2, offset - 60, 100, &actual));
+    EXPECT_EQ(60u, actual);
+}
+
+TEST_F(FileIO, ReplacesAFileWholeOrNotAtAll) {
+    const std::string path = folder.Write("f", "old");
+    chmod(path.c_str(), 0640);
+    ASSERT_EQ(FILEIO_SUCCESS, Open(path));
+    folder.Write("f~", "left over");
+    FileIODescriptor temp;
+    FileIO_Invalidate(&temp);
+    ASSERT_EQ(FILEIO_SUCCESS, FileIO_AtomicTempFile(&fd, &temp));
+    EXPECT_EQ(FILEIO_SUCCESS, FileIO_Write(&temp, "new", 3, nullptr));
+    EXPECT_EQ("old", Contents(path));
+    EXPECT_TRUE(FileIO_AtomicUpdate(&temp, &fd));
+    EXPECT_FALSE(FileIO_IsValid(&temp));
+    EXPECT_EQ("new", Contents(path));
+    EXPECT_NE(0, access((path + "~").c_str(), F_OK));
+    char now[3];
+    EXPECT_EQ(FILEIO_SUCCESS, FileIO_Pread(&fd, now, 3, 0, nullptr));
+    EXPECT_EQ("new", std::string(now, 3));
+    struct stat status;
+    stat(path.c_str(), &status);
+    EXPECT_EQ(0640u, status.st_mode & 07777u);
+
+    ASSERT_EQ(FILEIO_SUCCESS, FileIO_AtomicTempFile(&fd, &temp));
+    unlink((path + "~").c_str());
+    EXPECT_FALSE(FileIO_AtomicUpdate(&temp, &fd));
+    EXPECT_EQ(ENOENT, errno);
+    EXPECT_TRUE(FileIO_IsValid(&temp) && FileIO_IsValid(&fd));
+    FileIO_Close(&temp);
+}
+
+TEST_F(FileIO, ACodeHasATextForPeople) {
+    EXPECT_STREQ("Success", FileIO_ErrorEnglish(FILEIO_SUCCESS));
+    EXPECT_STREQ("@&!*@*@(msg.fileio.dQuot)There is no space left on the device",
+                 FileIO_MsgError(FILEIO_WRITE_ERROR_DQUOT));
+    EXPECT_STREQ("Unknown error", FileIO_ErrorEnglish(static_cast<FileIOResult>(13)));
+    EXPECT_DEATH(FileIO_MsgError(FILEIO_RESERVED), "NOT_IMPLEMENTED");
+}
+
+TEST(FileIOAligned, KeepsBuffersForTheNextTransfer) {
+    EXPECT_EQ(nullptr, FileIOAligned_PoolMalloc(10)) << "not initialised";
+    FileIOAligned_PoolInit();
+    std::vector<gpointer> buffers;
+    for (int i = 0; i < 30; i++) {
+        buffers.push_back(FileIOAligned_PoolMalloc(0x100000));
+        ASSERT_NE(nullptr, buffers.back());
+        EXPECT_EQ(0u, reinterpret_cast<guintptr>(buffers.back()) % 4096);
+    }
+    EXPECT_EQ(nullptr, FileIOAligned_PoolMalloc(1));
+    EXPECT_TRUE(FileIOAligned_PoolFree(buffers[7]));
+    EXPECT_FALSE(FileIOAligned_PoolFree(buffers[7]));
+    EXPECT_EQ(buffers[7], FileIOAligned_PoolMalloc(1));
+    EXPECT_EQ(nullptr, FileIOAligned_PoolMalloc(0x100001));
+    for (gpointer buffer : buffers)
+        EXPECT_TRUE(FileIOAligned_PoolFree(buffer));
+    FileIOAligned_PoolExit();
+}
+
+} // namespace

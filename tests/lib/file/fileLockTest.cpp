@@ -1,0 +1,246 @@
+#include "lib/file/fileLock.h"
+
+#include <dirent.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <functional>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "lib/file/fileLockInt.h"
+#include "tests/support/temporaryFolder.h"
+
+namespace {
+
+/* What happens while a locker sleeps, and for how long it slept; no test waits for real. */
+struct Sleeper {
+    static inline guint64 sleptMs;
+    static inline std::function<void()> meanwhile;
+    static void Sleep(guint32 msec) {
+        sleptMs += msec;
+        if (meanwhile)
+            meanwhile();
+    }
+};
+
+class FileLock : public testing::Test {
+protected:
+    FileLock() : sleep(gFileLockSleep), path(folder.Path() + "/f"), directory(path + ".lck") {
+        Sleeper::sleptMs = 0;
+        Sleeper::meanwhile = nullptr;
+        gFileLockSleep = Sleeper::Sleep;
+    }
+    ~FileLock() override { gFileLockSleep = sleep; }
+
+    FileLockToken *Lock(bool isReadOnly, guint32 maxWaitMs = 0) {
+        return FileLock_Lock(path.c_str(), isReadOnly, maxWaitMs, &error, nullptr);
+    }
+    void Unlock(FileLockToken *token) {
+        int unlockError;
+        EXPECT_TRUE(FileLock_Unlock(token, &unlockError, nullptr));
+    }
+    std::set<std::string> Entries() {
+        std::set<std::string> names;
+        if (DIR *stream = opendir(directory.c_str())) {
+            while (const dirent *entry = readdir(stream))
+                if (entry->d_name[0] != '.')
+                    names.insert(entry->d_name);
+            closedir(stream);
+        }
+        return names;
+    }
+    /* Leaves a member file of another locker. */
+    void Member(const std::string &name, std::string text, gsize size = 512) {
+        mkdir(directory.c_str(), 0777);
+        text.resize(size);
+        std::ofstream(directory + "/" + name, std::ios::binary) << text;
+    }
+
+    TemporaryFolder folder;
+    void (*sleep)(guint32);
+    std::string path;
+    std::string directory;
+    int error = 99;
+};
+
+TEST_F(FileLock, SharedOnesCoexistAndAnExclusiveOneWaitsForThem) {
+    FileLockToken *first = Lock(true);
+    FileLockToken *second = Lock(true);
+    ASSERT_TRUE(first != nullptr && second != nullptr);
+    EXPECT_EQ(2u, Entries().size());
+    MsgList *messages = nullptr;
+    EXPECT_EQ(nullptr, FileLock_Lock(path.c_str(), FALSE, 0, &error, &messages));
+    EXPECT_EQ(0, error) << "held by others";
+    EXPECT_STREQ("msg.fileLock.posix", MsgList_GetMsgID(messages));
+    MsgList_Free(messages);
+    EXPECT_EQ(2u, Entries().size()) << "the own member is gone";
+
+    EXPECT_EQ(nullptr, Lock(false, 2500));
+    EXPECT_GE(Sleeper::sleptMs, 2500u);
+    EXPECT_LE(Sleeper::sleptMs, 2600u);
+
+    int rounds = 0;
+    Sleeper::meanwhile = [&] {
+        if (++rounds == 3)
+            Unlock(first);
+        if (rounds == 6)
+            Unlock(second);
+    };
+    FileLockToken *exclusive = Lock(false, FILELOCK_INFINITE_WAIT);
+    ASSERT_NE(nullptr, exclusive);
+    EXPECT_GE(rounds, 6);
+    Sleeper::meanwhile = nullptr;
+    EXPECT_EQ(nullptr, Lock(true));
+    EXPECT_TRUE(FileLock_IsLocked(path.c_str(), &error, nullptr));
+    char *name = FileLock_TokenPathName(exclusive);
+    EXPECT_EQ(path, name);
+    free(name);
+    Unlock(exclusive);
+    EXPECT_FALSE(FileLock_IsLocked(path.c_str(), &error, nullptr));
+    EXPECT_NE(0, access(directory.c_str(), F_OK)) << "nothing is left";
+}
+
+TEST_F(FileLock, LeftOversAreRemovedAndStrangersRespected) {
+    const std::string machine = FileLockGetMachineID();
+    const std::string self = FileLockGetExecutionID();
+    const std::string here = std::to_string(FileLockHash(directory));
+    const std::string other = "AAAAAAAAAAAAAAAA";
+    const struct {
+        const char *name;
+        std::string text;
+        gsize size;
+        bool isHeld;
+    } rows[] = {
+        {"dead process", machine + " 999999999-5(x) 1 X 5 lc=1", 512, false},
+        {"process number used again", machine + " " + std::to_string(getpid()) + "-5(x) 1 X 5 lc=1",
+         512, false},
+        {"this process", machine + " " + self + " 1 X 5 lc=" + here, 512, true},
+        {"moved here", machine + " " + self + " 1 X 5 lc=12345", 512, false},
+        {"another machine", other + " 1-5(init) 1 X 5 lc=1", 512, true},
+        {"another machine, shared", other + " 1-5(init) 1 S 5 lc=1", 512, true},
+        {"a high number", other + " 1-5(init) 99999 X 5 lc=1", 512, true},
+        {"old form of another machine", other + " 1 1 X 5 lc=1", 512, true},
+        {"too short", other + " 1-5(init) 1 X 5 lc=1", 511, false},
+        {"too few fields", other + " 1-5(init) 1 X", 512, false},
+        {"no number", other + " 1-5(init) one X 5 lc=1", 512, false},
+        {"no type", other + " 1-5(init) 1 Z 5 lc=1", 512, false},
+        {"too many fields", other + " 1-5 1 X 5 a b c d e f g h i j k l", 512, false},
+        {"uuid against old form", "uuid=1 1-5(init) 1 X 5 lc=1", 512, true},
+    };
+    for (const auto &row : rows) {
+        Member("M00001.lck", row.text, row.size);
+        FileLockToken *token = Lock(false);
+        EXPECT_EQ(row.isHeld, token == nullptr) << row.name;
+        EXPECT_EQ(0, error) << row.name;
+        if (token != nullptr)
+            Unlock(token);
+        unlink((directory + "/M00001.lck").c_str());
+        rmdir(directory.c_str());
+    }
+}
+
+TEST_F(FileLock, ALockerThatDiedEnteringIsRemovedAfterEightSeconds) {
+    mkdir(directory.c_str(), 0777);
+    mkdir((directory + "/D00007.lck").c_str(), 0777);
+    Member("E00007.lck", "unfinished", 3);
+    Member("strange name", "x");
+    FileLockToken *token = Lock(false, 100);
+    ASSERT_NE(nullptr, token);
+    EXPECT_GE(Sleeper::sleptMs, 8000u);
+    EXPECT_LE(Sleeper::sleptMs, 9000u);
+    EXPECT_EQ(1u, Entries().size());
+    Unlock(token);
+    EXPECT_NE(0, access(directory.c_str(), F_OK));
+}
+
+TEST_F(FileLock, WhatIsInTheWayIsToldApart) {
+    std::ofstream(directory) << "old style";
+    EXPECT_EQ(nullptr, Lock(false));
+    EXPECT_EQ(EBUSY, error);
+    unlink(directory.c_str());
+
+    ASSERT_EQ(0, symlink("/nowhere", directory.c_str()));
+    FileLockToken *token = Lock(false);
+    ASSERT_NE(nullptr, token);
+    Unlock(token);
+
+    path = folder.Path() + "/no/such/folder/f";
+    EXPECT_EQ(nullptr, Lock(false));
+    EXPECT_EQ(EINVAL, error);
+    EXPECT_EQ(nullptr, FileLock_Lock(nullptr, FALSE, 0, &error, nullptr));
+    EXPECT_EQ(EINVAL, error);
+}
+
+TEST_F(FileLock, ThreadsAndProcessesNeverHoldItTwice) {
+    gFileLockSleep = sleep;
+    const std::string counter = folder.Write("counter", "0");
+    const auto add = [&] {
+        for (int i = 0; i < 5; i++) {
+            int lockError;
+            FileLockToken *token =
+                FileLock_Lock(path.c_str(), FALSE, FILELOCK_INFINITE_WAIT, &lockError, nullptr);
+            if (token == nullptr)
+                return false;
+            int value = 0;
+            std::ifstream(counter) >> value;
+            std::ofstream(counter) << value + 1;
+            if (!FileLock_Unlock(token, &lockError, nullptr))
+                return false;
+        }
+        return true;
+    };
+    std::vector<pid_t> children;
+    for (int i = 0; i < 3; i++) {
+        const pid_t child = fork();
+        if (child == 0)
+            _exit(add() ? 0 : 1);
+        children.push_back(child);
+    }
+    for (pid_t child : children) {
+        int status = -1;
+        waitpid(child, &status, 0);
+        EXPECT_EQ(0, status);
+    }
+    std::atomic<int> done{0};
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 3; i++)
+        threads.emplace_back([&] { done += add(); });
+    for (std::thread &thread : threads)
+        thread.join();
+    EXPECT_EQ(3, done);
+    int value = 0;
+    std::ifstream(counter) >> value;
+    EXPECT_EQ(30, value);
+}
+
+TEST(FileLockDevice, OneHolderAndAStaleFileIsReplaced) {
+    const std::string name = "orvaneTest" + std::to_string(getpid());
+    const std::string file = "/var/lock/LCK.." + name;
+    if (access("/var/lock", W_OK) != 0)
+        GTEST_SKIP() << "/var/lock cannot be written";
+    EXPECT_EQ(1, FileLock_LockDevice(name.c_str()));
+    EXPECT_EQ(0, FileLock_LockDevice(name.c_str()));
+    EXPECT_TRUE(FileLock_UnlockDevice(name.c_str()));
+    EXPECT_FALSE(FileLock_UnlockDevice(name.c_str()));
+    for (const std::string &text :
+         {std::string("999999999 ") + FileLockGetMachineID(), std::string("nonsense")}) {
+        std::ofstream(file) << text << "\n";
+        EXPECT_EQ(1, FileLock_LockDevice(name.c_str())) << text;
+        EXPECT_TRUE(FileLock_UnlockDevice(name.c_str()));
+    }
+    std::ofstream(file) << "999999999 AAAAAAAAAAAAAAAA\n";
+    EXPECT_EQ(0, FileLock_LockDevice(name.c_str())) << "another machine's";
+    EXPECT_TRUE(FileLock_UnlockDevice(name.c_str()));
+}
+
+} // namespace

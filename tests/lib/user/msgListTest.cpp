@@ -1,0 +1,72 @@
+#include "lib/user/msgList.h"
+
+#include <cstdlib>
+#include <memory>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "lib/misc/glibPtr.h"
+#include "lib/misc/log.h"
+
+namespace {
+
+using MsgListPtr = std::unique_ptr<MsgList, Release<MsgList_Free>>;
+
+std::string Text(const MsgList *list) {
+    std::unique_ptr<char, Release<free>> text(MsgList_ToString(list));
+    return text != nullptr ? text.get() : "(null)";
+}
+
+TEST(MsgList, ReadsNewestFirst) {
+    MsgList *list = nullptr;
+    EXPECT_EQ("(null)", Text(list));
+    EXPECT_FALSE(MsgList_Present(list));
+    EXPECT_EQ(nullptr, MsgList_GetMsgID(list));
+
+    MsgList_Append(&list, "@&!*@*@(msg.a)%s has %d", "vm", 3);
+    MsgList_Append(&list, "@&!*@*@(msg.b)50%% done\n");
+    MsgList_AppendMsgList(&list, MsgList_Create("@&!*@*@(msg.c)last"));
+    MsgList_Append(nullptr, "@&!*@*@(msg.d)%s", "dropped");
+    MsgList_AppendMsgList(nullptr, MsgList_CreateStr("dropped"));
+    MsgList_AppendMsgList(&list, nullptr);
+
+    MsgListPtr copy(MsgList_Copy(list));
+    MsgList_Free(list);
+    EXPECT_EQ("last\n50% done\nvm has 3\n", Text(copy.get()));
+    EXPECT_STREQ("msg.a", MsgList_GetMsgID(copy.get()));
+
+    LogRing_Clear();
+    MsgList_Log(copy.get());
+    EXPECT_STREQ("I [msg.c] last\nI [msg.b] 50% done\nI [msg.a] vm has 3\n",
+                 GPtr<char>(LogRing_Copy()).get());
+}
+
+TEST(MsgList, TakesATextThatIsNoFormatAsItIs) {
+    const struct {
+        const char *text;
+        const char *id;
+        const char *want;
+    } rows[] = {
+        {"100%n", "msg.literal", "100%n\n"},
+        {"@&!*@*@(msg.x)100%n", "msg.x", "100%n\n"},
+        {"@&!*@*@(msg.x", "msg.literal", "@&!*@*@(msg.x\n"},
+        {"@&!*@*@()x", "msg.literal", "@&!*@*@()x\n"},
+        {"", "msg.literal", "\n"},
+    };
+    for (const auto &row : rows) {
+        MsgListPtr list(MsgList_CreateStr(row.text));
+        MsgListPtr copy(MsgList_Copy(list.get()));
+        EXPECT_STREQ(row.id, copy->id) << row.text;
+        EXPECT_EQ(row.want, Text(copy.get())) << row.text;
+    }
+}
+
+TEST(MsgListDeathTest, ABadFormatEndsTheProcess) {
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat"
+    EXPECT_DEATH(MsgList_Create("@&!*@*@(msg.a)%2$s", "x", "y"), "PANIC .*msgList.cpp");
+#pragma GCC diagnostic pop
+}
+
+} // namespace

@@ -1,0 +1,169 @@
+#include "lib/user/msg.h"
+
+#include <cerrno>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "lib/config/preference.h"
+#include "lib/misc/err.h"
+#include "lib/misc/glibPtr.h"
+#include "lib/misc/log.h"
+#include "tests/support/temporaryFolder.h"
+
+namespace {
+
+using testing::HasSubstr;
+using Text = std::unique_ptr<char, Release<free>>;
+
+std::string LogText() {
+    const GPtr<char> text(LogRing_Copy());
+    return text.get();
+}
+
+/* What the callbacks were called with, and what they answer. */
+std::string gSeen;
+guint gAnswer;
+guint gNumAsked;
+
+void Post(gint severity, const char *id, const char *text) {
+    gSeen += std::to_string(severity) + " " + id + ": " + text;
+}
+guint Question(char *const *buttons, gint, const char *id, const char *text) {
+    gSeen += std::string(id) + ": " + text;
+    for (; *buttons != nullptr; buttons++)
+        gSeen += std::string("[") + *buttons + "]";
+    gNumAsked++;
+    return gAnswer;
+}
+gint Hint(gint hintType, const char *id, const char *text) {
+    gSeen += std::to_string(hintType) + " " + id + ": " + text;
+    return MSG_HINT_RESULT_OK;
+}
+gboolean Progress(const char *id, const char *text, gint percent, gboolean) {
+    gSeen += std::to_string(percent) + " " + (id != nullptr ? id : "-") + " " + text + ";";
+    return FALSE;
+}
+
+class Msg : public testing::Test {
+protected:
+    Msg() {
+        gSeen.clear();
+        gNumAsked = 0;
+        gAnswer = 0;
+        MsgCallback callback = {};
+        callback.post = Post;
+        callback.question = Question;
+        callback.hint = Hint;
+        callback.progress = Progress;
+        Msg_SetCallback(&callback);
+        for (int layer = 0; layer < PREFERENCE_NUM_LAYERS; layer++)
+            Preference_SetFileName(static_cast<PreferenceLayer>(layer), "");
+        Preference_Init();
+        LogRing_Clear();
+    }
+    ~Msg() override {
+        Msg_Exit();
+        Preference_Exit();
+    }
+    /* Makes a catalogue of these lines the current one. */
+    void Catalogue(const std::string &lines) {
+        EXPECT_TRUE(Msg_LoadMessageFile("de", folder.Write("de.mcat", lines).c_str()));
+    }
+    TemporaryFolder folder;
+};
+
+TEST_F(Msg, APostShowsAllThatIsPendingInTheUsersLanguage) {
+    Catalogue(
+        "msg.has = \"%2$d Platten in %1$s\"\nbutton.yes = \"_Ja\"\nmsg.why = \"%s wegen: %s\"\n");
+    Msg_Append("@&!*@*@(msg.has)%s has %d disks", "vm", 3);
+    Msg_Append("@&!*@*@(msg.other)plain");
+    Msg_Post(MSG_WARNING, "@&!*@*@(msg.why)%s because of %s", "@&!*@*@(button.yes)_Yes",
+             Err_Errno2String(ENOENT));
+    EXPECT_EQ("2 msg.why: 3 Platten in vm\nplain\nJa wegen: Error 2 [No such file or directory]\n",
+              gSeen);
+    EXPECT_FALSE(Msg_Present());
+    EXPECT_THAT(LogText(), HasSubstr("I Msg_Post: Warning\nI [msg.has] vm has 3 disks\n"));
+
+    gSeen.clear();
+    const std::unique_ptr<MsgList, Release<MsgList_Free>> literal(
+        MsgList_CreateStr("no head, 100%, %s"));
+    Msg_PostMsgList(MSG_INFO, literal.get());
+    EXPECT_EQ("1 msg.literal: no head, 100%, %s\n", gSeen) << "is no format";
+    Msg_SetLocale(nullptr, nullptr);
+    const Text text(Msg_GetStringSafe("@&!*@*@(msg.has)%s has %d disks"));
+    EXPECT_STREQ("%s has %d disks", text.get());
+    const Text button(Msg_GetPlainButtonText("@&!*@*@(button.x)_A__B_C"));
+    EXPECT_STREQ("A_BC", button.get());
+}
+
+TEST_F(Msg, SettingsAnswerInAdvance) {
+    const auto ask = [] { return Msg_Question(Msg_YesNoButtons, 1, "@&!*@*@(msg.really)Really?"); };
+    EXPECT_EQ(0u, ask());
+    EXPECT_EQ("msg.really: Really?\n[_Yes][_No]", gSeen);
+    gAnswer = 7;
+    gNumAsked = 0;
+    EXPECT_EQ(1u, ask()) << "the default after two answers that are no button";
+    EXPECT_EQ(2u, gNumAsked);
+    EXPECT_TRUE(Preference_SetFromString("answer.msg.really=_yes", FALSE));
+    EXPECT_EQ(0u, ask());
+    EXPECT_EQ(2u, gNumAsked);
+    EXPECT_EQ(MSG_HINT_RESULT_OK, Msg_Hint(TRUE, MSG_HINT_OKCANCEL, "@&!*@*@(msg.hint)h"));
+    Preference_SetFromString("answer.msg.hint=cancel", FALSE);
+    EXPECT_EQ(MSG_HINT_RESULT_CANCEL, Msg_Hint(TRUE, MSG_HINT_OKCANCEL, "@&!*@*@(msg.hint)h"));
+
+    gSeen.clear();
+    Preference_SetFromString("msg.noOK=TRUE", FALSE);
+    Msg_Post(MSG_WARNING, "@&!*@*@(msg.w)w");
+    EXPECT_EQ("", gSeen);
+    EXPECT_THAT(LogText(), HasSubstr("W MSG: w"));
+    EXPECT_EQ(MSG_HINT_RESULT_NOT_SHOWN, Msg_Hint(TRUE, MSG_HINT_OK, "@&!*@*@(msg.h2)h"));
+    Msg_Post(MSG_ERROR, "@&!*@*@(msg.e)e");
+    EXPECT_EQ("3 msg.e: e\n", gSeen) << "an error is always shown";
+    Preference_SetFromString("msg.autoAnswer=TRUE", FALSE);
+    Preference_SetFromString("answer.msg.really=maybe", TRUE);
+    EXPECT_EQ(1u, ask());
+}
+
+TEST_F(Msg, ProgressIsScaledToTheOperation) {
+    Msg_Progress(-1, FALSE, "@&!*@*@(msg.p)copying %s", "f");
+    for (gint percent : {0, 50, 100, 101, -1})
+        Msg_ProgressScaled(percent, 1, 4, FALSE);
+    EXPECT_EQ("-1 msg.p copying f\n;25 - ;37 - ;50 - ;", gSeen);
+}
+
+TEST_F(Msg, SizesForPeople) {
+    const struct {
+        guint64 size;
+        const char *want;
+    } rows[] = {
+        {0, "0 bytes"},         {1, "1 byte"},
+        {1023, "1023 bytes"},   {1024, "1 KB"},
+        {1536, "1.5 KB"},       {guint64{1} << 20, "1 MB"},
+        {2684354560, "2.5 GB"}, {guint64{3} << 40, "3 TB"},
+    };
+    for (const auto &row : rows)
+        EXPECT_STREQ(row.want, Text(Msg_FormatSizeInBytes(row.size)).get());
+}
+
+TEST_F(Msg, PendingMessagesBelongToTheirThread) {
+    Msg_Append("@&!*@*@(msg.main)main");
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 8; i++)
+        threads.emplace_back([i] {
+            for (int round = 0; round < 200; round++) {
+                Msg_Append("@&!*@*@(msg.n)%d", i);
+                EXPECT_EQ(std::to_string(i) + "\n", Msg_GetMessagesAndReset());
+            }
+            Msg_ExitThread();
+        });
+    for (std::thread &thread : threads)
+        thread.join();
+    EXPECT_STREQ("main\n", Msg_GetMessages());
+}
+
+} // namespace
