@@ -64,10 +64,11 @@ bool TakeOne(std::string_view *text, char wanted) {
 /* Returns a copy with a NUL; NULL without memory. */
 char *CopyText(std::string_view text) {
     auto *copy = static_cast<char *>(malloc(text.size() + 1));
-    if (copy != nullptr) {
+    if (copy == nullptr)
+        return nullptr;
+    if (!text.empty()) /* an empty one may have no address */
         memcpy(copy, text.data(), text.size());
-        copy[text.size()] = '\0';
-    }
+    copy[text.size()] = '\0';
     return copy;
 }
 
