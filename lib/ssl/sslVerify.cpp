@@ -210,8 +210,11 @@ int DecideLate(X509_STORE_CTX *storeContext, int error) {
     const auto *acceptance = static_cast<const Acceptance *>(
         ssl != nullptr ? __wrap_SSL_get_ex_data(ssl, AcceptedIx()) : nullptr);
     if (acceptance != nullptr && *acceptance == Acceptance::DespiteConstraints &&
-        IsConstraintError(error))
+        IsConstraintError(error)) {
+        __wrap_X509_STORE_CTX_set_error(storeContext,
+                                        X509_V_OK); /* callers read it as the result */
         return 1;
+    }
     Warning("SSL: The handshake fails, since an error was found after the decision on the "
             "certificate: %s (%d)\n",
             __wrap_X509_verify_cert_error_string(error), error);

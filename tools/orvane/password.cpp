@@ -39,6 +39,10 @@ Password FirstLine(int descriptor, const std::string &name) {
             throw BadUsage(fmt::format("no password: {}: {}", name, std::strerror(errno)));
         if (count == 0 || byte == '\n')
             break;
+        if (byte == '\0') {
+            Secret_Wipe(line.data(), line.size());
+            throw BadUsage(fmt::format("no password: {}: a NUL cannot be part of one", name));
+        }
         line += byte;
     }
     if (line.ends_with('\r'))

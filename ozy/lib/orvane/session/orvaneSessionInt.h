@@ -67,6 +67,7 @@ struct OrvaneCall {
     OrvaneCall *nextOfListener;
     GObject *context;  /* owned; the context of a discovery request, otherwise NULL */
     bool ownsListener; /* the session releases it if the call ends without a signal */
+    bool isCanceled;   /* its reply is dropped, also if the listener has another call by then */
 };
 /* (transfer none) (nullable): the session of a request in flight. */
 OrvaneSession *OrvaneSessionOfRequest(const BasicHttpRequest *request);

@@ -303,16 +303,18 @@ char *StealMethodName(OrvaneSession *session, OrvaneListener *listener) {
 void OnListenerReply(OrvaneCall *call, OrvaneListener *listener, RequestPtr request,
                      ResponsePtr response) {
     gpointer data = g_object_get_data(G_OBJECT(listener), kSessionKey);
+    const bool isCanceled = call != nullptr && call->isCanceled;
     if (call != nullptr)
         ForgetListener(call);
-    if (data == nullptr || data == Unlinked()) {
+    if (data == nullptr || data == Unlinked() || isCanceled) {
         if (call != nullptr) { /* the session frees the request later */
-            g_hash_table_remove(call->session->priv->listeners, listener);
+            if (!isCanceled)   /* the entry may be that of a later call */
+                g_hash_table_remove(call->session->priv->listeners, listener);
             SetDone(call);
             (void)request.release();
         }
         response.reset();
-        if (data == nullptr) {
+        if (data == nullptr && !isCanceled) {
             Log("%s: g_object_get_data returned null session\n", kOnSent);
             orvane_listener_acknowledge(listener, FALSE, nullptr);
             return;
@@ -449,7 +451,7 @@ void orvane_session_cancel_listener(OrvaneSession *session, OrvaneListener *list
     g_return_if_fail(ORVANE_IS_LISTENER(listener));
     for (OrvaneCall *call = CallsOf(listener); call != nullptr; call = call->nextOfListener) {
         if (call->session == session)
-            call->ownsListener = true; /* no signal will come, whether a reply does or not */
+            call->ownsListener = call->isCanceled = true; /* no signal will come */
     }
     g_hash_table_remove(session->priv->listeners, listener);
     orvane_session_unlink_listener(listener);

@@ -230,7 +230,8 @@ bool OrvaneSessionVerify_MayConnect(const OrvaneSession *session, const char *ur
     if (!session->priv->strictTls)
         return true;
     const BasicHttpUrlKind kind = BasicHttp_JudgeUrl(url);
-    const bool hasProxy = secure_getenv("HALDEN_HTTPSPROXY") != nullptr;
+    const char *proxy = secure_getenv("HALDEN_HTTPSPROXY");
+    const bool hasProxy = proxy != nullptr && *proxy != '\0';
     if (kind == BASICHTTP_URL_ENCRYPTED || (kind == BASICHTTP_URL_LOOPBACK && !hasProxy))
         return true;
     Log_Audit("Orvane: Refusing the connection to %s: %s\n", url,

@@ -252,6 +252,23 @@ TEST_F(Invoke, AllowsOneListenerForSeveralCalls) {
     EXPECT_EQ(0, cancelled.times);
 }
 
+TEST_F(Invoke, TheReplyToACancelledCallDoesNotEndTheNextOne) {
+    Told told;
+    Begin(told);
+    const int first = service->Last("CurrentTime").connection;
+    orvane_session_cancel_listener(session, told.listener);
+    g_object_ref(told.listener);
+    Begin(told);
+    service->server.Send(first, Reply("CurrentTime").bytes);
+    testLoop::Settle();
+    EXPECT_EQ(0, told.times);
+    EXPECT_EQ(1u, G_OBJECT(told.listener)->ref_count) << "the reference of the first call is gone";
+    EXPECT_TRUE(OrvaneSession_HasCall(session, told.listener));
+    Answer();
+    EXPECT_EQ(1, told.times);
+    EXPECT_EQ(nullptr, told.listener);
+}
+
 TEST_F(Invoke, GivesUpACancelledListenerWithTheSession) {
     Told told;
     Begin(told);
