@@ -10,8 +10,15 @@
 namespace {
 
 constexpr std::string_view kBegin = "-----BEGIN ";
-constexpr std::string_view kEnd = "-----END ";
 constexpr std::string_view kDashes = "-----";
+constexpr std::string_view kEndLine = "\n-----END ";
+constexpr std::string_view kPrivate = "PRIVATE KEY";
+/*
+ * A private key of 4096 bits has 3,300 characters. OpenSSL computes the public number of a DSA key that it reads, whatever
+ * the label says, in a time that grows with the third power of the size.
+ */
+constexpr gsize kMaxPrivateKeyText = 4096;
+constexpr gsize kMaxLabel = 256; /* OpenSSL reads no longer lines at once */
 constexpr std::string_view kEncrypted = "ENCRYPTED PRIVATE KEY";
 /* What these contain is read as what they say it is, and never as an encrypted key of the kind above. */
 constexpr std::array<std::string_view, 5> kOthers = {
@@ -105,10 +112,33 @@ Cost CostOfDer(std::string_view der) {
     return CheckNumbers(algorithm.content, 0, &numbers) ? Cost::Bearable : Cost::Unbearable;
 }
 
+/*
+ * Whether a body is lines of Base64 and nothing else, so that OpenSSL decodes what is decoded here. OpenSSL takes what
+ * is in front of an empty line for a header, and ignores a header of up to ten bytes; a NUL hides the rest of its line.
+ */
+bool IsPlainBody(std::string_view body) {
+    bool isFirst = true; // what is behind the label: nothing
+    while (!body.empty()) {
+        const gsize end = body.find('\n');
+        if (end == body.npos)
+            return false; // the end is not at the start of a line
+        std::string_view line = body.substr(0, end);
+        body.remove_prefix(end + 1);
+        if (line.ends_with('\r'))
+            line.remove_suffix(1);
+        if (line.empty() != isFirst || !Base64_ValidEncoding(line.data(), line.size()))
+            return false;
+        isFirst = false;
+    }
+    return !isFirst;
+}
+
 Cost CostOfBody(std::string_view body) {
     if (body.find(':') != std::string_view::npos)
         return Cost::
             Unbearable; // a header that makes OpenSSL decrypt once more hides what is inside
+    if (!IsPlainBody(body))
+        return Cost::Unknown;
     const SecretBlock der = SecretBlock::Allocate(body.size() / 4 * 3 + 3);
     gsize size;
     if (!der || !Base64_ChunkDecode(body.data(), body.size(), der.data(), der.size(), &size))
@@ -116,7 +146,26 @@ Cost CostOfBody(std::string_view body) {
     return CostOfDer({reinterpret_cast<const char *>(der.data()), size});
 }
 
-bool IsBlockBearable(std::string_view label, std::string_view body) {
+/* The text up to the line that ends the block for OpenSSL. False if that is too far away, or not there. */
+bool FindBody(std::string_view rest, std::string_view *body) {
+    rest = rest.substr(0, kMaxPrivateKeyText);
+    for (gsize at = rest.find(kEndLine); at != rest.npos; at = rest.find(kEndLine, at + 1)) {
+        const gsize behind = at + kEndLine.size();
+        if (behind < rest.size() &&
+            g_ascii_isgraph(rest[behind])) { // OpenSSL cuts spaces off first
+            *body = rest.substr(0, at + 1);
+            return true;
+        }
+    }
+    return false;
+}
+
+bool IsBlockBearable(std::string_view label, std::string_view rest) {
+    if (!label.ends_with(kPrivate))
+        return true; // OpenSSL does not read it as a private key
+    std::string_view body;
+    if (!FindBody(rest, &body))
+        return false;
     if (std::ranges::find(kOthers, label) != kOthers.end())
         return true;
     const Cost cost = CostOfBody(body);
@@ -126,18 +175,19 @@ bool IsBlockBearable(std::string_view label, std::string_view body) {
 } // namespace
 
 bool CryptoPemCost_IsBearable(std::string_view pem) {
+    while (pem.ends_with('\0'))
+        pem.remove_suffix(1);
+    if (pem.find('\0') != pem.npos)
+        return pem.find(kBegin) == pem.npos; // OpenSSL does not see what follows a NUL in its line
     for (;;) {
         const gsize begin = pem.find(kBegin);
         if (begin == pem.npos)
             return true;
         pem.remove_prefix(begin + kBegin.size());
-        const std::string_view label = pem.substr(0, pem.find(kDashes));
-        pem.remove_prefix(std::min(label.size() + kDashes.size(), pem.size()));
-        /* the next block is looked for first: without an end in sight, each search would go through all the rest */
-        std::string_view body = pem.substr(0, pem.find(kBegin));
-        body = body.substr(0, body.find(kEnd));
-        if (!IsBlockBearable(label, body))
+        const std::string_view label =
+            pem.substr(0, std::min(pem.substr(0, kMaxLabel).find(kDashes), kMaxLabel));
+        if (!IsBlockBearable(label,
+                             pem.substr(std::min(label.size() + kDashes.size(), pem.size()))))
             return false;
-        pem.remove_prefix(body.size());
     }
 }

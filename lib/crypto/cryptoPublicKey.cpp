@@ -75,6 +75,11 @@ CryptoError ReadPem(const Family &family, const char *operation, const void *tex
                     Passphrase passphrase, NativeKey *native, bool *isPrivate) {
     if (size > G_MAXINT)
         return CRYPTO_ERROR_FAILED;
+    if (!CryptoPemCost_IsBearable({static_cast<const char *>(text), size})) {
+        Log("Crypto%s_%s: reading a private key of the text would take too long\n", family.name,
+            operation);
+        return CRYPTO_ERROR_FAILED;
+    }
     for (bool tryPrivate : {true, false}) {
         const BioPtr bio(__wrap_BIO_new_mem_buf(text, static_cast<int>(size)));
         if (!bio)
@@ -248,10 +253,6 @@ CryptoError CryptoPublicKey_Verify(const CryptoPublicKeyFamily &family, CryptoKe
 CryptoError CryptoPublicKey_Import(const CryptoPublicKeyFamily &family, const char *text,
                                    gsize size, const char *password, CryptoKey **key) {
     *key = nullptr;
-    if (!CryptoPemCost_IsBearable({text, size})) {
-        Log("Crypto%s_Import: an encrypted key asks for too many rounds\n", family.name);
-        return CRYPTO_ERROR_FAILED;
-    }
     StartOpenSSL();
     __wrap_OpenSSL_add_all_ciphers();
     NativeKey native(family, nullptr);
