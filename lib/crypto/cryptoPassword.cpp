@@ -179,7 +179,7 @@ CryptoError Crypto_PasswordUnwrapData(gconstpointer password, gsize passwordSize
     error = ReadWrapped(dict.get(), &wrapped);
     if (error != CRYPTO_ERROR_SUCCESS)
         return error;
-    if (wrapped.rounds > kMaxStoredRounds) {
+    if (!StoredRounds_Take(wrapped.rounds)) {
         Log("%s: %u rounds are more than the %u that are allowed\n", "Crypto_PasswordUnwrapData",
             wrapped.rounds, kMaxStoredRounds);
         return CRYPTO_ERROR_FAILED;

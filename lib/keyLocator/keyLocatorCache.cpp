@@ -5,6 +5,7 @@
  *
  * "expKey" is CryptoKey_Export() under the wrap passphrase of locators.
  */
+#include "lib/crypto/cryptoRounds.h"
 #include "lib/keyLocator/keyLocatorInt.h"
 
 #include <cstdio>
@@ -228,6 +229,7 @@ KeyLocError KeyLocator_ExportKeyCache(KeyLocatorState *state, char **text, gsize
 }
 
 KeyLocError KeyLocator_ImportKeyCache(KeyLocatorState *state, const char *text, gsize size) {
+    const StoredRoundsScope rounds;
     const Hold hold(state);
     if (!state->isCacheEnabled)
         return KEYLOCATOR_ERROR_CACHE_DISABLED;

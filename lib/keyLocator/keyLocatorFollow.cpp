@@ -31,7 +31,7 @@ CryptoError DeriveKey(const KeyLocatorIndirect &indirect, const SecretBlock &pas
     error = CryptoDict_GetUint32(dict.get(), "rounds", &rounds);
     if (error != CRYPTO_ERROR_SUCCESS)
         return error;
-    if (rounds > kMaxStoredRounds) {
+    if (!StoredRounds_Take(rounds)) {
         Log("%s: %u rounds are more than the %u that are allowed\n", "KeyLocator_Follow", rounds,
             kMaxStoredRounds);
         return CRYPTO_ERROR_FAILED;

@@ -16,6 +16,7 @@
  * Reading takes names and markers in any case, a marker also when it is escaped, and other bytes of ASCII that are not
  * escaped. The last field of a locator ends at "," inside a list or pair, else at "/".
  */
+#include "lib/crypto/cryptoRounds.h"
 #include "lib/keyLocator/keyLocatorInt.h"
 
 #include <algorithm>
@@ -460,6 +461,7 @@ KeyLocError Reader::ReadLocator(bool inList, int depth, std::string_view *cursor
 } // namespace
 
 KeyLocError KeyLocatorImportText(std::string_view text, KeyLocator **locator) {
+    const StoredRoundsScope rounds;
     *locator = nullptr;
     std::string_view cursor = text.substr(0, text.find('\0'));
     CryptoText scheme;

@@ -1,4 +1,5 @@
 // lib/keyLocator/keySafe.cpp
+#include "lib/crypto/cryptoRounds.h"
 #include "lib/keyLocator/keySafeInt.h"
 
 #include <cstdlib>
@@ -225,6 +226,7 @@ KeySafeError KeySafe_Export(const KeySafe *safe, char **text, gsize *size) {
 }
 
 KeySafeError KeySafe_Unlock(KeyLocatorState *state, KeySafe *safe, const KeySafeUserRing *ring) {
+    const StoredRoundsScope rounds;
     if (safe->data)
         return KEYSAFE_ERROR_SUCCESS;
     if (!KeyLocator_ListFirst(safe->locators))
@@ -255,6 +257,7 @@ KeySafeError KeySafe_AddLocators(KeySafe *safe, const KeySafeUserRing *ring) {
 
 KeySafeError KeySafe_RegenerateUserRing(KeyLocatorState *state, const KeySafe *safe,
                                         KeySafeUserRing **ring) {
+    const StoredRoundsScope rounds;
     *ring = nullptr;
     KeySafeUserRingPtr made;
     KeySafeError error = KeySafeUserRing_Create(CryptoOut(made));

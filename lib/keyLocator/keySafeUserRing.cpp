@@ -7,6 +7,7 @@
  * "locator" is the locator's text with its NUL. "key" and "passkey" are CryptoKey_Export() under the wrap passphrase of
  * rings. "passdata" is an encrypt-with-MAC record of the passphrase with its NUL.
  */
+#include "lib/crypto/cryptoRounds.h"
 #include "lib/keyLocator/keySafeInt.h"
 
 #include <cstdio>
@@ -406,6 +407,7 @@ KeySafeError KeySafeUserRing_Export(const KeySafeUserRing *ring, gboolean withPa
 }
 
 KeySafeError KeySafeUserRing_Import(const char *text, gsize size, KeySafeUserRing **ring) {
+    const StoredRoundsScope rounds;
     *ring = nullptr;
     CryptoDictPtr dict;
     if (CryptoDict_CreateAndImport(text, size, CryptoOut(dict)) != CRYPTO_ERROR_SUCCESS)

@@ -8,6 +8,7 @@
 #include <crypto/cryptoRandom.h>
 
 #include "lib/crypto/cryptoOwner.h"
+#include "lib/crypto/cryptoRounds.h"
 #include "tests/lib/crypto/bytes.h"
 
 namespace {
@@ -116,6 +117,19 @@ TEST(CryptoPassword, EveryCutAndEveryChangedBitIsRefused) {
     const std::string large =
         Replace(text, "salt=AQIDBAUGBwg%3d", "salt=" + std::string(1 << 20, 'A'));
     EXPECT_EQ(7u, Unwrap(large).error);
+}
+
+TEST(CryptoPassword, TheTextsOfOneOperationHaveOneLimitOfRounds) {
+    const std::string costly = Replace(kForeign[0], "rounds=1000", "rounds=2000");
+    for (int i = 0; i < 2; i++) {
+        const StoredRoundsScope outer;
+        EXPECT_TRUE(StoredRounds_Take(kMaxStoredRounds - 3000));
+        EXPECT_EQ(7u, Unwrap(costly).error) << "read, with a wrong key";
+        const StoredRoundsScope inner;
+        EXPECT_EQ(1u, Unwrap(costly).error) << "more than is left";
+        EXPECT_EQ(0u, Unwrap(kForeign[0]).error) << "the usual number is not counted";
+    }
+    EXPECT_EQ(7u, Unwrap(costly).error);
 }
 
 TEST(CryptoPassword, ASaltIsMadeOnceAndKept) {
