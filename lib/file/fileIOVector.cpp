@@ -29,10 +29,16 @@ struct FilePosixOptions {
     gint maxIOVec = 0x7FFFFFFF;
 };
 
-enum class OptionsState { Unread, Reading, Read };
-
+constexpr FilePosixOptions kDefaultOptions = {};
 constinit FilePosixOptions filePosixOptions = {};
-constinit std::atomic<OptionsState> gOptionsState{OptionsState::Unread};
+constinit std::atomic<bool> gIsReadBegun{false};
+constinit std::atomic<const FilePosixOptions *> gOptions{
+    &kDefaultOptions}; /* then filePosixOptions */
+
+/* The options in force: the defaults until the settings were read. */
+const FilePosixOptions &Options() {
+    return *gOptions.load(std::memory_order_acquire);
+}
 constinit std::atomic<bool> gIsInterruptLogged{false};
 constinit std::atomic<bool> gIsShortWriteLogged{false};
 
@@ -61,7 +67,7 @@ public:
     FileIOCoalesced(const iovec *vectors_, gint count_, gsize size_, bool isWrite, bool force,
                     guint32 flags)
         : vectors(vectors_), count(count_), size(size_) {
-        const FilePosixOptions &options = filePosixOptions;
+        const FilePosixOptions &options = Options();
         if (count <= 1)
             return;
         if (!force &&
@@ -110,8 +116,7 @@ public:
     bool IsEmpty() const { return at == vectors_.size(); }
     const iovec *Data() const { return vectors_.data() + at; }
     gint Count() const {
-        return static_cast<gint>(
-            MIN(vectors_.size() - at, static_cast<gsize>(filePosixOptions.maxIOVec)));
+        return static_cast<gint>(MIN(vectors_.size() - at, static_cast<gsize>(Options().maxIOVec)));
     }
     const iovec &First() const { return vectors_[at]; }
     void Advance(gsize moved) {
@@ -225,10 +230,9 @@ template <class Move> FileIOResult Framed(gsize size, gsize *actual, Move move) 
 } // namespace
 
 void FileIO_OptionalSafeInitialize(void) {
-    OptionsState expected = OptionsState::Unread;
-    if (!gOptionsState.compare_exchange_strong(expected, OptionsState::Reading))
-        return; /* a thread that comes while they are being read uses the defaults */
-    FilePosixOptions options;
+    if (gIsReadBegun.exchange(true))
+        return;
+    FilePosixOptions &options = filePosixOptions;
     options.enabled = Config_GetBool(TRUE, "filePosix.coalesce.enable");
     options.aligned = Config_GetBool(FALSE, "filePosix.coalesce.aligned");
     options.countThreshold = Config_GetLong(5, "filePosix.coalesce.count");
@@ -236,8 +240,7 @@ void FileIO_OptionalSafeInitialize(void) {
     options.aioNumThreads = Config_GetLong(0, "aiomgr.numThreads");
     const long limit = sysconf(_SC_IOV_MAX);
     options.maxIOVec = limit < 0 ? 0x7FFFFFFF : static_cast<gint>(limit);
-    filePosixOptions = options;
-    gOptionsState.store(OptionsState::Read, std::memory_order_release);
+    gOptions.store(&options, std::memory_order_release);
 }
 
 FileIOResult FileIO_Writev(FileIODescriptor *fd, const iovec *vectors, gint count, gsize size,
