@@ -212,6 +212,15 @@ TEST(Examples, InventoryNamesAllMachines) {
     EXPECT_EQ(1, std::ranges::count(refused.err, '\n')) << refused.err;
 }
 
+TEST(Examples, ALoopOfTheApplicationsOwnServesTheLibrary) {
+    simulator::Simulator server({.machines = 1});
+    server.RunInThread();
+    const Ended ended = RunProgram("examples/ownLoop", With(server));
+    EXPECT_EQ(0, ended.status) << ended.err;
+    EXPECT_THAT(ended.out, HasSubstr("connected to "));
+    EXPECT_EQ(0, server.NumSessions());
+}
+
 TEST(Examples, PowerOnFollowsTheTaskAndShowsTheFault) {
     simulator::Simulator server({.machines = 1, .taskDurationMs = 200});
     server.RunInThread();
