@@ -16,11 +16,16 @@ jobs=$(nproc)
 
 # Which test programs reach a file, by the start of its path, the nearest first.
 reach='
-lib/misc/            miscTest lockTest sslTest basicHttpTest orvaneTest orvaneGlibTest
+lib/misc/            miscTest lockTest fileTest dictTest sslTest basicHttpTest orvaneTest orvaneGlibTest
 lib/lock/            lockTest sslTest
 lib/ssl/             sslTest orvaneTest orvaneCliTest hostileTest
 lib/crypto/          cryptoTest
 lib/keyLocator/      keyLocatorTest
+lib/unicode/         unicodeTest dictTest
+lib/file/            fileTest dictTest configTest
+lib/dict/            dictTest configTest keyLocatorTest
+lib/config/          configTest
+lib/user/            userTest
 apps/lib/basicHttp/  basicHttpTest orvaneTest hostileTest scenarioTest
 ozy/lib/schemaRows/  schemaTextTest orvaneTest
 ozy/lib/schemaText/  schemaTextTest schemagenTest schemaImportTest schemaLoadTest
@@ -126,6 +131,10 @@ baseline() {
 run_one() {
     local number=$1 file name seconds failed code
     file=$(awk -F'\t' -v n="$number" 'NR == n { print $1 }' "$root/drawn.tsv")
+    if ! awk -v file="$file" 'NF && index(file, $1) == 1 { found = 1 } END { exit !found }' <<<"$reach"; then
+        say "mutation: no program reaches $file; add a row to tests/mutation.sh"
+        exit 255
+    fi
     for name in $(awk -v file="$file" 'NF && index(file, $1) == 1 { $1 = ""; print; exit }' <<<"$reach"); do
         IFS=$'\t' read -r _ seconds failed < <(grep "^$name"$'\t' "$root/baseline.tsv") || continue
         code=0
