@@ -27,6 +27,9 @@ foreach(module misc lock ssl crypto keyLocator basicHttp schemaText schema runti
     endif()
 endforeach()
 
+# what the programs use, and liborvane does not
+set(programModules unicode file dict config user)
+
 if(modules)
     add_library(orvane SHARED)
     target_link_libraries(orvane PRIVATE ${modules})
@@ -47,7 +50,7 @@ if(modules)
     endif()
 
     add_library(orvane_internal STATIC)
-    target_link_libraries(orvane_internal PUBLIC ${modules} unicode file dict config user)
+    target_link_libraries(orvane_internal PUBLIC ${modules} ${programModules})
 
     # Internal names are local in it, so that none collides with one of the application. "dev install" builds it.
     orvane_static_library(orvane-static orvane ${modules})

@@ -64,7 +64,7 @@ copy_tree() {
     done
     {
         cat CMakeLists.txt
-        echo 'foreach(module IN LISTS modules ITEMS orvane-glib)'
+        echo 'foreach(module IN LISTS modules programModules ITEMS orvane-glib)'
         echo "    target_compile_options(\${module} PRIVATE -w -O1 -g0 -include $root/mutant.h)"
         echo 'endforeach()'
     } >"$root/new"

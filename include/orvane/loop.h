@@ -59,7 +59,7 @@ enum {
  * registration has POLL_FLAG_READ or POLL_FLAG_WRITE; for both directions of a descriptor there are two
  * registrations, with the same function and client data. A descriptor is removed before it is closed.
  *
- * Returns: 0 if it is registered; anything else if that is not possible. A transfer then fails or stands still, and a
+ * Returns: 0 if it is registered; anything else if that is not possible. A transfer then fails or hangs, and a
  *     time-out that cannot be registered ends the process
  */
 typedef gint (*OrvanePollCallback)(gint flags, OrvanePollFunction function, gpointer clientData,
