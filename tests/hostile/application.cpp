@@ -26,7 +26,7 @@ public:
         g_signal_connect_swapped(session, "notify::state", G_CALLBACK(OnState), this);
     }
     ~Application() {
-        g_object_unref(session);
+        g_clear_object(&session);
         orvane_shutdown();
     }
     Application(const Application &) = delete;
@@ -34,12 +34,23 @@ public:
 
     void Run() {
         Told connect;
+        Operate(connect);
+        /* a disconnect of an adopted login ends nothing; the release of the session does */
+        g_clear_object(&session);
+        eachEndsOnce = eachEndsOnce && connect.times == 1;
+    }
+
+    std::string steps;
+    bool eachEndsOnce = true;
+
+private:
+    void Operate(Told &connect) {
         Told early;
         ending = &early;
         Begin(connect.listener);
         testLoop::RunUntil([&] { return connect.times > 0 || early.times > 0; }, visit.limitMs);
         ending = nullptr;
-        Note("connect", connect);
+        Describe("connect", connect);
         if (const char *version = orvane_session_get_version(session))
             steps += " " + std::string(version);
         if (visit.isEndedBySelf)
@@ -58,11 +69,6 @@ public:
         orvane_session_disconnect(session, disconnect.listener);
         Finish("disconnect", disconnect);
     }
-
-    std::string steps;
-    bool eachEndsOnce = true;
-
-private:
     void Begin(OrvaneListener *listener) {
         const char *url = visit.url.c_str();
         switch (visit.login) {
@@ -82,9 +88,12 @@ private:
         Note(step, told);
     }
     void Note(const char *step, const Told &told) {
+        Describe(step, told);
+        eachEndsOnce = eachEndsOnce && told.times == 1;
+    }
+    void Describe(const char *step, const Told &told) {
         steps += (steps.empty() ? "" : ", ") + std::string(step) + " " +
                  (told.times == 0 ? "nothing" : told.text);
-        eachEndsOnce = eachEndsOnce && told.times == 1;
         if (told.times > 1)
             steps += " x" + std::to_string(told.times);
     }
