@@ -49,12 +49,12 @@ private:
         ending = &early;
         Begin(connect.listener);
         testLoop::RunUntil([&] { return connect.times > 0 || early.times > 0; }, visit.limitMs);
-        ending = nullptr;
+        const bool hasBegunEnd = std::exchange(ending, nullptr) == nullptr;
         Describe("connect", connect);
         if (const char *version = orvane_session_get_version(session))
             steps += " " + std::string(version);
         if (visit.isEndedBySelf)
-            return Note("disconnect", early);
+            return hasBegunEnd ? Note("disconnect", early) : Describe("disconnect", early);
         if (connect.text == "success") {
             Told call;
             SkemaOzyServiceInstance *instance = nullptr;
