@@ -4,11 +4,13 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/support/paths.h"
+
 namespace {
 
 /* Names that the shared library takes from others. */
 std::set<std::string> Imports() {
-    FILE *nm = popen("nm -D --undefined-only " ORVANE_BUILD_DIR "/lib/liborvane.so", "r");
+    FILE *nm = popen(("nm -D --undefined-only " + BuildPath("lib/liborvane.so")).c_str(), "r");
     std::set<std::string> names;
     char name[512];
     while (fscanf(nm, " %*1[Uw] %511[^@\n]%*[^\n]", name) >= 1)

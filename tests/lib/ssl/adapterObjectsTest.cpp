@@ -11,6 +11,7 @@
 
 #include "lib/misc/glibPtr.h"
 #include "lib/ssl/sslThunkTable.h"
+#include "tests/support/paths.h"
 
 namespace {
 
@@ -77,7 +78,7 @@ TEST(SSLAdapterObjects, TheLibraryExportsEachThunk) {
 /* The rows of the tables: name -> class. */
 std::map<std::string, std::string> DocumentedNames() {
     std::map<std::string, std::string> rows;
-    std::ifstream lines(ORVANE_SOURCE_DIR "/docs/openssl102.md");
+    std::ifstream lines(SourcePath("docs/openssl102.md"));
     const std::regex form(R"(\| `(\w+)` \| ([a-z-]+) \| (.*)\|)");
     std::smatch part;
     for (std::string line; std::getline(lines, line);)

@@ -7,13 +7,13 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include "tests/support/paths.h"
 #include "tests/tools/orvane/program.h"
 #include "tools/simulator/simulator.h"
 
 namespace {
 
-constexpr char kDocument[] =
-    ORVANE_SOURCE_DIR "/tests/tools/schemaImport/documents/many/service.wsdl";
+const std::string kDocument = SourcePath("tests/tools/schemaImport/documents/many/service.wsdl");
 
 using testing::AllOf;
 using testing::HasSubstr;

@@ -1,4 +1,5 @@
 #include "tests/tools/orvane/program.h"
+#include "tests/support/paths.h"
 
 #include <cerrno>
 #include <csignal>
@@ -39,14 +40,15 @@ Program::Program(const std::string &path, const std::vector<std::string> &argume
                  bool onTerminal, const Streams &streams)
     : out(-1), err(-1) {
     std::vector<std::string> words = arguments;
-    words.insert(words.begin(), std::string(ORVANE_BUILD_DIR) + "/" + path);
+    words.insert(words.begin(), BuildPath(path));
     std::vector<char *> argv = Pointers(words);
     /* for a build with sanitizers: stacks as deep as the suppressions need; each allocation records one */
     setenv("ASAN_OPTIONS",
            looksForLeaks ? "fast_unwind_on_malloc=0:malloc_context_size=8" : "detect_leaks=0", 1);
-    setenv("LSAN_OPTIONS",
-           "print_suppressions=0:suppressions=" ORVANE_SOURCE_DIR "/tests/tools/orvane/glib.supp",
-           1);
+    setenv(
+        "LSAN_OPTIONS",
+        ("print_suppressions=0:suppressions=" + SourcePath("tests/tools/orvane/glib.supp")).c_str(),
+        1);
 
     int inPipe[2];
     int outPipe[2];

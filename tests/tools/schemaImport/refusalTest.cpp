@@ -1,6 +1,7 @@
 // Parts of documents that the tables cannot express are noted with their place, and the rest is imported.
 #include <fstream>
 
+#include "tests/support/paths.h"
 #include "tests/tools/schemaImport/importFixture.h"
 
 namespace {
@@ -220,7 +221,7 @@ TEST(SchemaImportRefusal, CommandLinesThatMeanNothing) {
 /* Each quoted value of the document is replaced by some of the others, so that names collide: the schema
  * accepts every result. */
 TEST(SchemaImportRefusal, WhateverNamesMeetTheTablesStaySound) {
-    std::ifstream file(ORVANE_SOURCE_DIR "/tests/tools/schemaImport/documents/plant.wsdl");
+    std::ifstream file(SourcePath("tests/tools/schemaImport/documents/plant.wsdl"));
     const std::string text(std::istreambuf_iterator<char>(file), {});
     std::vector<std::pair<size_t, size_t>> values; /* place and length */
     for (size_t at = text.find('"'); at != std::string::npos; at = text.find('"', at + 1)) {

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include "tests/support/cannedServer.h"
+#include "tests/support/paths.h"
 #include "tests/support/testLoop.h"
 #include "tests/tools/orvane/program.h"
 #include "tests/tools/schemaImport/importFixture.h"
@@ -14,7 +15,7 @@ namespace {
 
 using testing::HasSubstr;
 
-const std::string kDocuments = ORVANE_SOURCE_DIR "/tests/tools/schemaImport/documents/";
+const std::string kDocuments = SourcePath("tests/tools/schemaImport/documents/");
 
 constexpr const char *kPlant = R"(# made by orvane schema import
 namespace ozy
@@ -106,7 +107,7 @@ SchemaModel ReadTables() {
     for (const char *name : {"qorm/core", "qorm/reflect", "ozy/data", "ozy/enums", "ozy/events",
                              "ozy/faults", "ozy/managed", "ferry/data", "ferry/enums",
                              "ferry/events", "ferry/faults", "ferry/managed"}) {
-        const std::string path = std::string(ORVANE_SOURCE_DIR "/generated/") + name + ".schema";
+        const std::string path = SourcePath("generated/") + name + ".schema";
         std::ifstream file(path);
         const std::string text(std::istreambuf_iterator<char>(file), {});
         EXPECT_TRUE(SchemaText_Parse(&model, path.c_str(), text, &errors)) << path;

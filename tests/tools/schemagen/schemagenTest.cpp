@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "lib/misc/glibPtr.h"
+#include "tests/support/paths.h"
 #include "tests/support/temporaryFolder.h"
 
 namespace {
@@ -19,7 +20,7 @@ struct Outcome {
 
 /* Runs schemagen in the source folder. */
 Outcome Schemagen(std::vector<std::string> arguments) {
-    std::string program(ORVANE_BUILD_DIR "/bin/schemagen");
+    std::string program = BuildPath("bin/schemagen");
     std::vector<char *> argv = {program.data()};
     for (std::string &argument : arguments)
         argv.push_back(argument.data());
@@ -28,7 +29,7 @@ Outcome Schemagen(std::vector<std::string> arguments) {
     char *out = nullptr;
     char *error = nullptr;
     int status = -1;
-    EXPECT_TRUE(g_spawn_sync(ORVANE_SOURCE_DIR, argv.data(), nullptr, G_SPAWN_DEFAULT, nullptr,
+    EXPECT_TRUE(g_spawn_sync(SourcePath("").c_str(), argv.data(), nullptr, G_SPAWN_DEFAULT, nullptr,
                              nullptr, &out, &error, &status, nullptr));
     const GPtr<char> outOwner(out);
     const GPtr<char> errorOwner(error);
@@ -39,7 +40,7 @@ std::vector<std::string> ShippedTables() {
     std::vector<std::string> tables;
     for (const char *ns : {"qorm", "ozy", "ferry"}) {
         const std::string folder = std::string("generated/") + ns;
-        GDir *dir = g_dir_open((ORVANE_SOURCE_DIR "/" + folder).c_str(), 0, nullptr);
+        GDir *dir = g_dir_open(SourcePath(folder).c_str(), 0, nullptr);
         while (const char *name = g_dir_read_name(dir)) {
             if (g_str_has_suffix(name, ".schema"))
                 tables.push_back(folder + "/" + name);

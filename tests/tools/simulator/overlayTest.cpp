@@ -1,4 +1,5 @@
 #include "tools/simulator/overlay.h"
+#include "tests/support/paths.h"
 
 #include <stdexcept>
 
@@ -57,8 +58,7 @@ TEST(SimulatorOverlay, SaysWhatIsWrong) {
 }
 
 TEST(SimulatorOverlay, ClientsReadTheExample) {
-    simulator::Simulator server(
-        {.machines = 1, .overlay = {ORVANE_SOURCE_DIR "/examples/overlay"}});
+    simulator::Simulator server({.machines = 1, .overlay = {SourcePath("examples/overlay")}});
     server.RunInThread();
     EXPECT_EQ("low", server.Property("vm-101", "summary.priority"));
     EXPECT_EQ("note of vm-101", server.Property("vm-101", "summary.note"));

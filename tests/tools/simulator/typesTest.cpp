@@ -1,4 +1,5 @@
 #include "tools/simulator/types.h"
+#include "tests/support/paths.h"
 
 #include <fstream>
 #include <map>
@@ -19,7 +20,7 @@ struct SchemaClass {
 
 /* Reads the managed classes of a table: heads without indent, then one property per line, methods with "(". */
 void ReadTable(const std::string &path, std::map<std::string, SchemaClass> &classes) {
-    std::ifstream file(ORVANE_SOURCE_DIR "/generated/" + path);
+    std::ifstream file(SourcePath("generated/" + path));
     ASSERT_TRUE(file) << path;
     SchemaClass *current = nullptr;
     for (std::string line; std::getline(file, line);) {

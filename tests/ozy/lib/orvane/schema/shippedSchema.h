@@ -18,6 +18,7 @@
 #include <gtest/gtest.h>
 
 #include "ozy/lib/schemaText/schemaNames.h"
+#include "tests/support/paths.h"
 
 struct ShippedSchema {
     SchemaModel model; /* in the order of the rows: qorm, ozy, ferry; files by name */
@@ -50,8 +51,8 @@ inline std::unique_ptr<ShippedSchema> ShippedSchema_Read() {
     SchemaErrors errors;
     for (const char *ns : {"qorm", "ozy", "ferry"}) {
         std::vector<std::filesystem::path> files;
-        for (const auto &entry : std::filesystem::directory_iterator(
-                 std::filesystem::path(ORVANE_SOURCE_DIR) / "generated" / ns))
+        for (const auto &entry :
+             std::filesystem::directory_iterator(SourcePath(std::string("generated/") + ns)))
             files.push_back(entry.path());
         std::ranges::sort(files);
         for (const std::filesystem::path &file : files) {

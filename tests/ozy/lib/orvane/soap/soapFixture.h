@@ -16,6 +16,7 @@
 #include "ozy/lib/orvane/schema/schemaLookup.h"
 #include "ozy/lib/orvane/soap/orvaneSoapInt.h"
 #include "ozy/lib/orvane/soap/orvaneSoapTree.h"
+#include "tests/support/paths.h"
 
 /* A GValue that releases what it holds. */
 class Value {
@@ -168,7 +169,7 @@ inline Value ReadElement(const std::string &text, GType expected) {
 inline std::string ReplyText(const std::string &file) {
     gchar *text = nullptr;
     gsize length = 0;
-    const std::string path = std::string(ORVANE_SOURCE_DIR "/tests/replies/") + file;
+    const std::string path = SourcePath("tests/replies/" + file);
     EXPECT_TRUE(g_file_get_contents(path.c_str(), &text, &length, nullptr)) << path;
     const GPtr<char> owner(text);
     return std::string(text, length);
