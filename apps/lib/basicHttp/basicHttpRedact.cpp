@@ -4,9 +4,15 @@
  *   Cookie: soap=1                        Cookie: [redacted]
  *   <password>p</password>                <password>[redacted]</password>
  *   &lt;password&gt;p&lt;/password&gt;    &lt;password&gt;[redacted]&lt;/password&gt;
+ *   {"user":"u","password":"p"}           {"user":"u","password[redacted]
  *
  * A page that quotes a request has its tags in an escaped form, or in one that was escaped twice: as entities, by
- * number, as in a URL, or as in JSON. All of these are recognised. What is not closed is hidden to the end.
+ * number, as in a URL, or as in JSON. All of these are recognised. What is not closed in the form in which it was
+ * opened is hidden to the end.
+ *
+ * Nobody can list the forms in which a secret may be quoted. So the names of secrets are searched in what is left, with
+ * all escapes of single characters undone and line ends taken out, and the text ends behind the first of them. A text
+ * that hides the names themselves, as Base64 does, is not recognised.
  *
  * The time is in proportion to the length of the text, whatever is in it.
  */
@@ -15,6 +21,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <vector>
 
 namespace {
 
@@ -23,17 +30,20 @@ constexpr std::string_view kRedacted = "[redacted]";
 constexpr auto kSecretHeaders =
     std::to_array<std::string_view>({"cookie:", "cookie2:", "set-cookie:", "set-cookie2:",
                                      "authorization:", "proxy-authorization:"});
-/* Elements whose text is one, by what their names contain. */
-constexpr auto kSecretElements =
-    std::to_array<std::string_view>({"password", "passphrase", "ticket", "token", "cookie"});
-/* An element with just this name: a session's key opens the session. */
-constexpr std::string_view kSecretName = "key";
+/* Names of secrets, by what they contain. */
+constexpr auto kSecretWords = std::to_array<std::string_view>(
+    {"password", "passphrase", "passwd", "pwd", "ticket", "token", "cookie", "sessionid", "secret",
+     "credential", "authorization"});
+/* A name with just this at its end: a session's key opens the session. */
+constexpr std::string_view kSecretEnd = "key";
 
 constexpr size_t kMaxName = 128;
 /* Times that an escape is escaped itself. */
 constexpr int kMaxNesting = 8;
 /* The log shows no more of a text. */
 constexpr size_t kMaxShown = 32 * 1024;
+/* Takes the place of what has been dealt with, in a text that is in lower case else. */
+constexpr char kHandled = 'X';
 
 std::string Lower(std::string_view text) {
     std::string lower(text);
@@ -156,36 +166,191 @@ bool IsSecretElement(std::string_view lowerName) {
     const size_t colon = lowerName.find(':');
     const std::string_view local =
         colon == std::string_view::npos ? lowerName : lowerName.substr(colon + 1);
-    return local == kSecretName || std::ranges::any_of(kSecretElements, [&](std::string_view word) {
+    return local.ends_with(kSecretEnd) ||
+           std::ranges::any_of(kSecretWords, [&](std::string_view word) {
                return local.find(word) != std::string_view::npos;
            });
 }
 
-struct StartTag {
-    size_t end; /* behind it; the end of the text if it is cut off */
-    bool hasContent;
+struct Element {
+    size_t open; /* where its start tag begins */
+    size_t nameEnd;
+    std::string_view name;
 };
 
-StartTag StartTagAfter(std::string_view lower, size_t nameEnd) {
-    size_t slashEnd = 0;
-    for (size_t at = nameEnd; at < lower.size(); at++) {
-        if (const size_t slash = FormAt(lower, at, '/'))
-            slashEnd = at + slash;
-        if (const size_t close = FormAt(lower, at, '>'))
-            return {at + close, slashEnd != at};
-    }
-    return {lower.size(), true};
+/* Behind the start tag of an element without attributes; 0 if it has some, or is cut off. */
+size_t PlainTagEnd(std::string_view lower, const Element &element, bool *isEmpty) {
+    const size_t slash = FormAt(lower, element.nameEnd, '/');
+    const size_t close = FormAt(lower, element.nameEnd + slash, '>');
+    *isEmpty = slash > 0;
+    return close > 0 ? element.nameEnd + slash + close : 0;
 }
 
-/* Where the end tag begins; the end of the text if there is none. */
-size_t EndTag(std::string_view lower, size_t from, std::string_view name) {
-    for (size_t at = from; at < lower.size(); at++) {
-        const size_t open = FormAt(lower, at, '<');
-        const size_t slash = open > 0 ? FormAt(lower, at + open, '/') : 0;
-        if (slash > 0 && NameAt(lower, at + open + slash) == name)
+/* Where the end tag begins, and how long it is up to its '>'. Its '<' has the very form of the start tag's, since a
+ * value may hold an escaped tag. The end of the text if there is none. */
+size_t EndTag(std::string_view lower, const Element &element, size_t *length) {
+    const std::string_view form = lower.substr(element.open, FormAt(lower, element.open, '<'));
+    int depth = 1;
+    *length = 0;
+    for (size_t at = element.nameEnd; at < lower.size(); at++) {
+        if (!lower.substr(at).starts_with(form))
+            continue;
+        const size_t inside = at + form.size();
+        const size_t slash = FormAt(lower, inside, '/');
+        if (NameAt(lower, inside + slash) != element.name)
+            continue;
+        depth += slash > 0 ? -1 : 1;
+        *length = form.size() + slash + element.name.size();
+        if (depth == 0)
             return at;
     }
+    *length = 0;
     return lower.size();
+}
+
+/* -- names of secrets in any text --------------------------------------------------------------------- */
+
+/* A text with escapes undone, and where each character came from. */
+struct Plain {
+    std::string text;
+    std::vector<size_t> from; /* the place behind it in the original */
+};
+
+struct Digits {
+    int base;
+    size_t min;
+    size_t max;
+};
+constexpr Digits kTwo{16, 2, 2};
+constexpr Digits kFour{16, 4, 4};
+constexpr Digits kOctal{8, 1, 3};
+constexpr Digits kAnyHex{16, 1, kMaxShown};
+constexpr Digits kAnyDecimal{10, 1, kMaxShown};
+
+/* Takes the number of a character off the front. */
+bool TakeCharacter(std::string_view *text, const Digits &wanted, char *character) {
+    unsigned value = 0;
+    size_t digits = 0;
+    for (; digits < text->size() && digits < wanted.max; digits++) {
+        const int digit = g_ascii_xdigit_value((*text)[digits]);
+        if (digit < 0 || digit >= wanted.base)
+            break;
+        value = std::min(value * unsigned(wanted.base) + unsigned(digit), 0x80u);
+    }
+    if (digits < wanted.min)
+        return false;
+    text->remove_prefix(digits);
+    *character = value < 0x80 ? g_ascii_tolower(char(value)) : ' ';
+    return true;
+}
+
+/* Undoes the escape that a text begins with, of whatever kind. */
+bool TakeEscape(std::string_view *text, char *character) {
+    std::string_view rest = text->substr(1);
+    bool isTaken = false;
+    switch (text->front()) {
+    case '&':
+        if (rest.starts_with("amp;")) {
+            rest.remove_prefix(3);
+            *character = '&';
+            isTaken = true;
+        } else if (rest.starts_with("#x")) {
+            rest.remove_prefix(2);
+            isTaken = TakeCharacter(&rest, kAnyHex, character);
+        } else if (rest.starts_with('#')) {
+            rest.remove_prefix(1);
+            isTaken = TakeCharacter(&rest, kAnyDecimal, character);
+        }
+        if (isTaken && rest.starts_with(';'))
+            rest.remove_prefix(1);
+        break;
+    case '%':
+    case '=':
+        isTaken = TakeCharacter(&rest, kTwo, character);
+        break;
+    case '\\':
+        if (rest.starts_with('u') || rest.starts_with('x')) {
+            std::string_view digits = rest.substr(1);
+            const bool isBraced = digits.starts_with('{');
+            digits.remove_prefix(isBraced ? 1 : 0);
+            const Digits &plain = rest.front() == 'u' ? kFour : kTwo;
+            isTaken = TakeCharacter(&digits, isBraced ? kAnyHex : plain, character);
+            if (isTaken && isBraced && digits.starts_with('}'))
+                digits.remove_prefix(1);
+            if (isTaken)
+                rest = digits;
+        } else if (rest.starts_with('n') || rest.starts_with('r')) {
+            rest.remove_prefix(1);
+            *character = ' ';
+            isTaken = true;
+        } else {
+            isTaken = TakeCharacter(&rest, kOctal, character);
+        }
+        break;
+    default:
+        break;
+    }
+    if (isTaken)
+        *text = rest;
+    return isTaken;
+}
+
+/* Undoes one layer of escapes. Returns whether there was one. */
+bool Undo(Plain *plain) {
+    Plain undone;
+    bool isChanged = false;
+    for (std::string_view rest = plain->text; !rest.empty();) {
+        char character = rest.front();
+        if (TakeEscape(&rest, &character))
+            isChanged = true;
+        else
+            rest.remove_prefix(1);
+        undone.text += character;
+        undone.from.push_back(plain->from[plain->text.size() - rest.size() - 1]);
+    }
+    *plain = std::move(undone);
+    return isChanged;
+}
+
+/* Behind the first name of a secret; the end of the text if there is none. */
+size_t SecretNameEnd(std::string_view lower) {
+    Plain plain{std::string(lower), {}};
+    for (size_t at = 0; at < lower.size(); at++)
+        plain.from.push_back(at + 1);
+    for (int i = 0; i < kMaxNesting && Undo(&plain); i++) {
+    }
+    std::string
+        letters; /* what is between the letters may be an end of a line, a blank, a hyphen */
+    std::vector<size_t> places;
+    for (size_t at = 0; at < plain.text.size(); at++) {
+        const char c = plain.text[at];
+        if (g_ascii_isalnum(c)) {
+            letters += c;
+            places.push_back(at);
+        }
+    }
+    size_t end = lower.size();
+    for (std::string_view word : kSecretWords) {
+        const size_t found = letters.find(word);
+        if (found != std::string::npos)
+            end = std::min(end, plain.from[places[found + word.size() - 1]]);
+    }
+    for (size_t found = letters.find(kSecretEnd); found != std::string::npos;
+         found = letters.find(kSecretEnd, found + 1)) {
+        const size_t last = places[found + kSecretEnd.size() - 1];
+        if (last + 1 == plain.text.size() || !g_ascii_isalpha(plain.text[last + 1])) {
+            end = std::min(end, plain.from[last]);
+            break;
+        }
+    }
+    return end;
+}
+
+/* The text up to the first name of a secret, with what is put in the place of the rest. */
+std::string CutBehindSecretName(std::string_view text, std::string_view instead) {
+    const size_t end = SecretNameEnd(Lower(text));
+    std::string shown(text.substr(0, end));
+    return end < text.size() ? shown.append(instead) : shown;
 }
 
 /* -- headers ---------------------------------------------------------------------------------------- */
@@ -201,29 +366,29 @@ size_t SecretValue(std::string_view lowerLine, bool isAnywhere) {
     return value;
 }
 
-std::string RedactLines(std::string_view text, bool isAnywhere) {
-    std::string shown;
-    while (!text.empty()) {
-        const size_t end = text.find('\n');
-        const std::string_view line =
-            text.substr(0, end == std::string_view::npos ? text.size() : end + 1);
-        const size_t secret = SecretValue(Lower(line), isAnywhere);
-        if (secret == std::string_view::npos) {
-            shown.append(line);
-        } else {
-            shown.append(line.substr(0, secret)).append(" ").append(kRedacted);
-            if (end != std::string_view::npos)
-                shown += '\n';
-        }
-        text.remove_prefix(line.size());
-    }
-    return shown;
+/* A line without its end. A line that begins with a blank goes on with the value of an unknown header. */
+std::string RedactHeader(std::string_view line) {
+    if (line.starts_with(' ') || line.starts_with('\t'))
+        return std::string(kRedacted);
+    const size_t secret = SecretValue(Lower(line), false);
+    if (secret != std::string_view::npos)
+        return std::string(line.substr(0, secret)).append(" ").append(kRedacted);
+    return CutBehindSecretName(line, kRedacted);
 }
 
 } // namespace
 
 std::string BasicHttpRedactHeaders(std::string_view text) {
-    return RedactLines(text, false);
+    std::string shown;
+    while (!text.empty()) {
+        const size_t end = std::min(text.find('\n'), text.size());
+        const std::string_view line = text.substr(0, end);
+        shown.append(RedactHeader(line));
+        if (end < text.size())
+            shown += '\n';
+        text.remove_prefix(std::min(end + 1, text.size()));
+    }
+    return shown;
 }
 
 /* libcurl's own remarks name cookies as they are stored, and headers of HTTP/2 as they are sent. */
@@ -233,15 +398,17 @@ std::string BasicHttpRedactText(std::string_view text) {
     const size_t cookie = lower.find("cookie");
     if (cookie != std::string::npos && lower.find('=', cookie) != std::string::npos)
         secret = std::min(secret, lower.find('=', cookie) + 1);
+    const std::string instead = std::string(kRedacted).append("\n");
     if (secret == std::string::npos)
-        return std::string(text);
-    return std::string(text.substr(0, secret)).append(kRedacted).append("\n");
+        return CutBehindSecretName(text, instead);
+    return std::string(text.substr(0, secret)).append(instead);
 }
 
 std::string BasicHttpRedactContent(std::string_view text) {
     text = text.substr(0, kMaxShown);
     const std::string lower = Lower(text);
     std::string shown;
+    std::string left; /* what is shown of "lower", with kHandled for what has been dealt with */
     size_t shownEnd = 0;
     for (size_t at = 0; at < lower.size();) {
         const size_t open = FormAt(lower, at, '<');
@@ -250,17 +417,33 @@ std::string BasicHttpRedactContent(std::string_view text) {
             at++;
             continue;
         }
-        const StartTag tag = StartTagAfter(lower, at + open + name.size());
-        at = tag.end; /* the search goes on behind it, so that no part is looked at often */
-        if (!tag.hasContent)
-            continue;
-        at = EndTag(lower, tag.end, name);
-        shown.append(text.substr(shownEnd, tag.end - shownEnd));
-        if (at > tag.end)
+        const Element element{at, at + open + name.size(), name};
+        bool isEmpty = false;
+        const size_t tagEnd = PlainTagEnd(lower, element, &isEmpty);
+        size_t length = 0;
+        size_t hiddenFrom = tagEnd;
+        size_t hiddenEnd = tagEnd;
+        if (tagEnd == 0 || !isEmpty) {
+            hiddenFrom = tagEnd != 0 ? tagEnd : element.nameEnd;
+            hiddenEnd = EndTag(lower, element, &length);
+        }
+        left.append(lower, shownEnd, element.open - shownEnd)
+            .append(hiddenFrom - element.open, kHandled);
+        shown.append(text.substr(shownEnd, hiddenFrom - shownEnd));
+        if (hiddenEnd > hiddenFrom) {
             shown.append(kRedacted);
-        shownEnd = at;
+            left.append(kRedacted.size(), kHandled);
+        }
+        shown.append(text.substr(hiddenEnd, length));
+        left.append(length, kHandled);
+        at = shownEnd = hiddenEnd + length; /* no part is looked at often */
     }
-    return RedactLines(shown.append(text.substr(shownEnd)), true);
+    shown.append(text.substr(shownEnd));
+    left.append(lower, shownEnd);
+    const size_t end = SecretNameEnd(left);
+    if (end == shown.size())
+        return shown;
+    return shown.substr(0, end).append(kRedacted);
 }
 
 char *BasicHttp_Redact(const char *text) {

@@ -31,7 +31,7 @@ void BasicHttpTraceSending(const BasicHttpRequest *request) {
     if (!basicHttpTrace)
         return;
     Log("BasicHTTP: SENDING SENDING SENDING SENDING SENDING SENDING\n");
-    Log("  URL: %s\n", request->url);
+    Log("  URL: %s\n", BasicHttpRedactContent(request->url).c_str());
 }
 
 void BasicHttpTraceReceived(const BasicHttpResponse *response) {
