@@ -49,7 +49,10 @@ G_BEGIN_DECLS
 char *orvane_soap_serialize(OrvaneSession *session, const char *typeName, const char *objectId,
                             const char *methodName, va_list arguments);
 
-/* The same with the arguments as an array; length, which may be NULL, is in bytes without the NUL. */
+/*
+ * The same with the arguments as an array, as a request that is to be sent; length, which may be NULL, is in bytes
+ * without the NUL. NULL, with a line in the log, if an argument is nested too deeply to be written whole.
+ */
 char *OrvaneSoap_Serialize(OrvaneSession *session, const char *typeName, const char *objectId,
                            const char *methodName, const OrvaneArgument *arguments, guint count,
                            gsize *length);

@@ -29,11 +29,15 @@ struct SoapWriter {
     guint32 versions;
     guint numObjects = 0;    /* objects around the value that is being written */
     guint numContainers = 0; /* any values and arrays around it */
+    bool *isCut =
+        nullptr; /* becomes true when something is left out since it is nested too deeply */
 };
 
+/* "isCut", which may be NULL: whether a part of an argument was left out since it is nested too deeply. */
 char *OrvaneSoapWriteRequest(const SoapDestination &destination, const char *typeName,
                              const char *objectId, const char *methodName,
-                             const OrvaneArgument *arguments, guint count, gsize *length);
+                             const OrvaneArgument *arguments, guint count, gsize *length,
+                             bool *isCut = nullptr);
 bool OrvaneSoapWriteValue(const SoapWriter &writer, std::string_view name, const GValue *value);
 bool OrvaneSoapWriteObject(const SoapWriter &writer, std::string_view name, GObject *object);
 

@@ -32,10 +32,17 @@ guint32 SoapSessionVersions(OrvaneSession *session) {
     return entry != nullptr ? entry->mask : 0;
 }
 
+SoapDestination SoapSessionDestination(OrvaneSession *session) {
+    return {session != nullptr ? orvane_session_get_namespace(session) : nullptr,
+            SoapSessionVersions(session)};
+}
+
 /* Whether the nesting is within the limits. Logs if it is not. */
 bool SoapMayNest(const SoapWriter &writer, std::string_view name) {
     if (writer.numObjects <= kMaxObjects && writer.numContainers <= kMaxContainers)
         return true;
+    if (writer.isCut != nullptr)
+        *writer.isCut = true;
     Log("SOAP: %.*s is nested too deeply and is left out\n", static_cast<int>(name.size()),
         name.data());
     return false;
@@ -119,7 +126,8 @@ bool OrvaneSoapWriteValue(const SoapWriter &writer, std::string_view name, const
 
 char *OrvaneSoapWriteRequest(const SoapDestination &destination, const char *typeName,
                              const char *objectId, const char *methodName,
-                             const OrvaneArgument *arguments, guint count, gsize *length) {
+                             const OrvaneArgument *arguments, guint count, gsize *length,
+                             bool *isCut) {
     const std::string_view method = OrvaneSoapSpell(methodName);
     GStringPtr out(g_string_sized_new(kFirstSize));
     OrvaneSoapAppend(out.get(),
@@ -127,7 +135,8 @@ char *OrvaneSoapWriteRequest(const SoapDestination &destination, const char *typ
                       "<_this type=\"", OrvaneSoapSpell(typeName), "\">", OrvaneSoapSpell(objectId),
                       "</_this>"});
 
-    const SoapWriter writer{out.get(), destination.versions};
+    SoapWriter writer{out.get(), destination.versions};
+    writer.isCut = isCut;
     for (const OrvaneArgument &argument : std::span(arguments, count)) {
         if (!G_IS_VALUE(argument.value))
             continue; // an optional argument that the caller left out
@@ -144,11 +153,13 @@ char *OrvaneSoapWriteRequest(const SoapDestination &destination, const char *typ
 char *OrvaneSoap_Serialize(OrvaneSession *session, const char *typeName, const char *objectId,
                            const char *methodName, const OrvaneArgument *arguments, guint count,
                            gsize *length) {
-    const SoapDestination destination{session != nullptr ? orvane_session_get_namespace(session)
-                                                         : nullptr,
-                                      SoapSessionVersions(session)};
-    return OrvaneSoapWriteRequest(destination, typeName, objectId, methodName, arguments, count,
-                                  length);
+    bool isCut = false;
+    GPtr<char> text(OrvaneSoapWriteRequest(SoapSessionDestination(session), typeName, objectId,
+                                           methodName, arguments, count, length, &isCut));
+    if (!isCut)
+        return text.release();
+    Log("SOAP: no request for %s of %s: an argument is nested too deeply\n", methodName, objectId);
+    return nullptr;
 }
 
 char *orvane_soap_serialize(OrvaneSession *session, const char *typeName, const char *objectId,
@@ -156,8 +167,8 @@ char *orvane_soap_serialize(OrvaneSession *session, const char *typeName, const 
     std::vector<OrvaneArgument> gathered;
     while (const char *name = va_arg(arguments, const char *))
         gathered.push_back({name, va_arg(arguments, const GValue *)});
-    return OrvaneSoap_Serialize(session, typeName, objectId, methodName, gathered.data(),
-                                static_cast<guint>(gathered.size()), nullptr);
+    return OrvaneSoapWriteRequest(SoapSessionDestination(session), typeName, objectId, methodName,
+                                  gathered.data(), static_cast<guint>(gathered.size()), nullptr);
 }
 
 gboolean orvane_soap_serialize_value(OrvaneSession *session, GString *out, const char *name,

@@ -191,6 +191,17 @@ Value NestedArrays(int levels) {
     return value;
 }
 
+/* A request with a part left out must not be sent. Its text is written all the same. */
+bool MayBeSent(const GValue *value) {
+    const OrvaneArgument argument{"s", value};
+    bool isCut = false;
+    const GPtr<char> text(
+        OrvaneSoapWriteRequest({"ozy25", orvane_lookup_version("ozy25/6.0")->mask}, "Task",
+                               "task-1", "CancelTask", &argument, 1, nullptr, &isCut));
+    EXPECT_TRUE(text);
+    return !isCut;
+}
+
 TEST(SoapWrite, NestingHasALimit) {
     const auto count = [](const std::string &text) {
         gsize found = 0;
@@ -202,9 +213,12 @@ TEST(SoapWrite, NestingHasALimit) {
         const std::string text = Written("s", NestedObjects(levels).get(), "ozy25/6.0");
         EXPECT_EQ(levels <= 256, text.find(">5<") != text.npos) << levels;
         EXPECT_EQ(levels <= 256 ? gsize(levels) : 255, count(text)) << levels;
+        EXPECT_EQ(levels <= 256, MayBeSent(NestedObjects(levels).get())) << levels;
     }
-    for (int levels : {512, 513})
+    for (int levels : {512, 513}) {
         EXPECT_EQ(levels == 512, !Written("s", NestedArrays(levels).get(), "").empty()) << levels;
+        EXPECT_EQ(levels == 512, MayBeSent(NestedArrays(levels).get())) << levels;
+    }
 }
 
 TEST(SoapWrite, AnyIsWrittenAsWhatItHolds) {
