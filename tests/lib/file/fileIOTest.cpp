@@ -4,11 +4,14 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <fstream>
+#include <functional>
 #include <iterator>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -189,6 +192,75 @@ TEST_F(FileIO, ReplacesAFileWholeOrNotAtAll) {
     EXPECT_EQ(ENOENT, errno);
     EXPECT_TRUE(FileIO_IsValid(&temp) && FileIO_IsValid(&fd));
     FileIO_Close(&temp);
+}
+
+/* Anyone who may write to the folder can put something at the name of the temporary file. */
+TEST_F(FileIO, AReplacementIsWrittenToAFileOfItsOwn) {
+    const std::string path = folder.Write("f", "old");
+    const std::string victim = folder.Write("victim", "untouched");
+    const std::string absent = folder.Path() + "/absent";
+    const std::string at = path + "~";
+    chmod(path.c_str(), 0600);
+    ASSERT_EQ(FILEIO_SUCCESS, Open(path));
+    const std::function<void()> plants[] = {
+        [&] { EXPECT_EQ(0, symlink(victim.c_str(), at.c_str())); },
+        [&] { EXPECT_EQ(0, symlink(absent.c_str(), at.c_str())); },
+        [&] { EXPECT_EQ(0, link(victim.c_str(), at.c_str())); },
+    };
+    for (const auto &plant : plants) {
+        for (mode_t mask : {0, 077}) {
+            plant();
+            const mode_t before = umask(mask);
+            FileIODescriptor temp;
+            FileIO_Invalidate(&temp);
+            const FileIOResult result = FileIO_AtomicTempFile(&fd, &temp);
+            umask(before);
+            ASSERT_EQ(FILEIO_SUCCESS, result);
+            EXPECT_EQ(FILEIO_SUCCESS, FileIO_Write(&temp, "new", 3, nullptr));
+            struct stat status;
+            lstat(at.c_str(), &status);
+            EXPECT_EQ(S_IFREG | 0600u, status.st_mode);
+            EXPECT_EQ(1u, status.st_nlink);
+            FileIO_CloseAndUnlink(&temp);
+            EXPECT_EQ("untouched", Contents(victim));
+            EXPECT_NE(0, access(absent.c_str(), F_OK));
+        }
+    }
+}
+
+TEST_F(FileIO, AThreadThatPlantsLinksGetsNothing) {
+    const std::string path = folder.Write("f", "old");
+    const std::string victim = folder.Write("victim", "untouched");
+    const std::string at = path + "~";
+    chmod(path.c_str(), 0600);
+    ASSERT_EQ(FILEIO_SUCCESS, Open(path));
+    std::atomic<bool> isOver = false;
+    std::atomic<mode_t> seen = 0;
+    std::thread planter([&] {
+        while (!isOver) {
+            struct stat status;
+            if (lstat(at.c_str(), &status) == 0 && S_ISREG(status.st_mode))
+                seen |= status.st_mode & 077;
+            (void)!symlink(victim.c_str(), at.c_str());
+        }
+    });
+    const mode_t before = umask(0);
+    int numMade = 0;
+    for (int i = 0; i < 2000; i++) {
+        FileIODescriptor temp;
+        FileIO_Invalidate(&temp);
+        if (FileIO_AtomicTempFile(&fd, &temp) != FILEIO_SUCCESS)
+            continue;
+        numMade++;
+        FileIO_Write(&temp, "secret", 6, nullptr);
+        FileIO_CloseAndUnlink(&temp);
+    }
+    isOver = true;
+    planter.join();
+    umask(before);
+    EXPECT_LT(0, numMade);
+    EXPECT_EQ("untouched", Contents(victim));
+    EXPECT_EQ(0u, seen) << "what others could do with the file";
 }
 
 TEST_F(FileIO, ACodeHasATextForPeople) {
