@@ -10,6 +10,7 @@
 
 namespace {
 
+using namespace std::string_literals;
 using testing::HasSubstr;
 
 class Password : public testing::Test {
@@ -36,6 +37,7 @@ TEST_F(Password, IsTheFirstThatIsGivenAndNeverAnEmptyOne) {
     const TemporaryFolder folder;
     const std::string right = folder.Write("right", "right\r\nmore");
     const std::string empty = folder.Write("empty", "\n");
+    const std::string withNul = folder.Write("nul", "right"s + '\0' + "x\n");
     const std::string missing = folder.Path("missing");
     const struct {
         std::vector<std::string> arguments;
@@ -51,6 +53,8 @@ TEST_F(Password, IsTheFirstThatIsGivenAndNeverAnEmptyOne) {
         {{}, "right\n", "", "", 2, "no password for root"},
         {{"--password-stdin"}, "", right, "right", 2, "stdin holds none"},
         {{"--password-stdin"}, "\nright\n", "", "right", 2, "stdin holds none"},
+        {{"--password-stdin"}, "right"s + '\0' + "\n", "", "right", 2, "a NUL cannot be part"},
+        {{}, "", withNul, "right", 2, "a NUL cannot be part"},
         {{}, "", missing, "right", 2, "missing: No such file"},
         {{}, "", empty, "right", 2, "empty holds none"},
         {{"--password-stdin", "--password", "right"}, "right", "", "", 2, "excludes"},

@@ -317,6 +317,40 @@ TEST_F(Invoke, EmitsNothingWhenTheSessionEnds) {
     }
 }
 
+/* No limit of time is set: the application ends what it no longer waits for, wherever the peer stalls. */
+TEST_F(Invoke, CanBeEndedWhereverThePeerStalls) {
+    const std::string reply = Reply("CurrentTime").bytes;
+    const size_t body = reply.find("\r\n\r\n") + 4;
+    const std::string endless = "HTTP/1.1 200 OK\r\nContent-Type: text/xml\r\n\r\n";
+    const std::pair<const char *, std::string> rows[] = {
+        {"before its answer", ""},
+        {"in the status line", reply.substr(0, 10)},
+        {"in a header", reply.substr(0, body - 10)},
+        {"before the body", reply.substr(0, body)},
+        {"in the body", reply.substr(0, body + 30)},
+        {"before it closes", endless + reply.substr(body)},
+    };
+    for (const auto &[where, bytes] : rows) {
+        for (bool isDisconnected : {false, true}) {
+            SCOPED_TRACE(where);
+            Told told;
+            Begin(told);
+            service->server.Send(service->Last("CurrentTime").connection, bytes);
+            testLoop::Settle();
+            EXPECT_EQ(0, told.times);
+            if (isDisconnected) {
+                EXPECT_EQ("success", Disconnect());
+                EXPECT_EQ("success", Connect());
+            } else {
+                orvane_session_cancel_listener(session, told.listener);
+            }
+            service->answers["CurrentTime"] = Reply("CurrentTime");
+            EXPECT_EQ("success", Call());
+            EXPECT_EQ(0, told.times);
+        }
+    }
+}
+
 TEST_F(Invoke, SurvivesAShutdownOfTheTransport) {
     Told told;
     Begin(told);
@@ -328,6 +362,30 @@ TEST_F(Invoke, SurvivesAShutdownOfTheTransport) {
     EXPECT_TRUE(orvane_init(testLoop::Callback, testLoop::CallbackRemove));
     g_clear_object(&told.listener); /* of a request that is gone */
     service->answers["CurrentTime"] = Reply("CurrentTime");
+    EXPECT_EQ("success", Call());
+}
+
+TEST_F(Invoke, IsNotSentWithAPartLeftOut) {
+    GValue value = G_VALUE_INIT;
+    g_value_init(&value, G_TYPE_INT);
+    for (int i = 0; i < 300; i++) {
+        GValue outer = G_VALUE_INIT;
+        g_value_init(&outer, SKEMA_TYPE_QORM_DYNAMIC_PROPERTY);
+        g_value_take_object(&outer,
+                            g_object_new(SKEMA_TYPE_QORM_DYNAMIC_PROPERTY, "name", "n", nullptr));
+        orvane_object_set_any(G_OBJECT(g_value_get_object(&outer)), "val", &value);
+        g_value_unset(&value);
+        value = outer;
+    }
+    Told told;
+    orvane_session_invoke_method(session, G_OBJECT(Instance().get()), "CurrentTime", told.listener,
+                                 "deep", &value, nullptr);
+    testLoop::Settle();
+    g_value_unset(&value);
+    EXPECT_EQ(0u, service->Count("CurrentTime"));
+    EXPECT_EQ(0, told.times);
+    EXPECT_EQ(ORVANE_LISTENER_UNUSED, orvane_listener_get_state(told.listener));
+    EXPECT_FALSE(OrvaneSession_HasCall(session, told.listener));
     EXPECT_EQ("success", Call());
 }
 

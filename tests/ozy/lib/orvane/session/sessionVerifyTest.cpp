@@ -295,6 +295,12 @@ TEST_F(SessionVerify, AStrictSessionSendsNothingInTheClearToAnotherMachine) {
     orvane_session_set_strict_tls(session, TRUE);
     EXPECT_EQ("success", SessionTest::Connect()) << "this machine";
     EXPECT_EQ("success", SessionTest::Disconnect());
+    g_setenv("HALDEN_HTTPSPROXY", "", TRUE); /* no proxy */
+    EXPECT_EQ("success", SessionTest::Connect());
+    EXPECT_EQ("success", SessionTest::Disconnect());
+    g_setenv("HALDEN_HTTPSPROXY", "http://127.0.0.1:1", TRUE);
+    EXPECT_EQ(kRefused, SessionTest::Connect()) << "a proxy may be anywhere";
+    g_unsetenv("HALDEN_HTTPSPROXY");
     const std::pair<std::string, const char *> rows[] = {
         {"http://service.invalid/sdk", "it would not be encrypted"},
         {"ftp.service.invalid/sdk", "it would not be encrypted"},
