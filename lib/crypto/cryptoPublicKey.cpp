@@ -11,12 +11,11 @@
 #include "lib/crypto/cryptoPemCost.h"
 #include "lib/misc/log.h"
 #include "lib/misc/panic.h"
+#include "lib/ssl/sslPtr.h"
 
 namespace {
 
 using Family = CryptoPublicKeyFamily;
-using BioPtr = std::unique_ptr<BIO, Release<__wrap_BIO_free>>;
-using EvpKeyPtr = std::unique_ptr<EVP_PKEY, Release<__wrap_EVP_PKEY_free>>;
 
 constexpr int kBioCtrlInfo = 3; /* BIO_CTRL_INFO: where the bytes of a memory BIO are */
 /* OpenSSL reads no more of a pass phrase, so a longer one could not be read back. */
@@ -114,7 +113,7 @@ CryptoError CopyBio(BIO *bio, guint8 **data, gsize *size) {
 /* Writes PKCS#8, encrypted if there is a password. */
 CryptoError WritePrivate(const Family &family, const char *operation, gpointer native,
                          const char *password, guint8 **data, gsize *size) {
-    const EvpKeyPtr key(__wrap_EVP_PKEY_new());
+    const KeyPtr key(__wrap_EVP_PKEY_new());
     if (!key || family.setKey(key.get(), native) != 1)
         return Fail(family, operation, "EVP_PKEY_new");
     const BioPtr bio(__wrap_BIO_new(__wrap_BIO_s_mem()));

@@ -71,9 +71,8 @@ Entity MakeEntity(ObjectPtr<GObject> object) {
 InventoryTree InventoryTree::Read(OrvaneSession *session, SkemaQormManagedObject *rootFolder,
                                   int timeoutSeconds) {
     Operation retrieve("reading the inventory", timeoutSeconds);
-    GValueArray *specs = WhatToRead(rootFolder);
-    orvane_session_retrieve_contents(session, specs, retrieve.Listener());
-    g_value_array_free(specs);
+    const ValueArrayPtr specs(WhatToRead(rootFolder));
+    orvane_session_retrieve_contents(session, specs.get(), retrieve.Listener());
 
     InventoryTree tree;
     tree.rootId = rootFolder->id;

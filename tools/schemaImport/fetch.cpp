@@ -1,6 +1,5 @@
 #include "tools/schemaImport/fetch.h"
 
-#include "apps/lib/basicHttp/basicHttp.h"
 #include "ozy/lib/orvaneGlib/glibLoop.h"
 #include "tools/schemaImport/urlPart.h"
 
@@ -17,9 +16,7 @@ std::string UrlText(CURLU *url) {
     char *text = nullptr;
     if (curl_url_get(url, CURLUPART_URL, &text, 0) != CURLUE_OK)
         return "";
-    const std::string copy = text;
-    curl_free(text);
-    return copy;
+    return CurlTextPtr(text).get();
 }
 
 std::string OriginOf(CURLU *url) {
@@ -82,7 +79,7 @@ UrlSource::~UrlSource() {
 }
 
 bool UrlSource::Name(const std::string &url, DocumentRef *document, std::string *why) {
-    const UrlPtr parsed(curl_url());
+    const CurlUrlPtr parsed(curl_url());
     const bool isUrl = curl_url_set(parsed.get(), CURLUPART_URL, url.c_str(), 0) == CURLUE_OK;
     const std::string scheme = isUrl ? UrlPart(parsed.get(), CURLUPART_SCHEME) : "";
     if (scheme != "http" && scheme != "https") {
@@ -96,8 +93,8 @@ bool UrlSource::Name(const std::string &url, DocumentRef *document, std::string 
 
 bool UrlSource::Resolve(const DocumentRef &from, const std::string &location, DocumentRef *found,
                         std::string *why) {
-    const UrlPtr base(curl_url());
-    const UrlPtr url(curl_url());
+    const CurlUrlPtr base(curl_url());
+    const CurlUrlPtr url(curl_url());
     curl_url_set(base.get(), CURLUPART_URL, from.key.c_str(), 0);
     curl_url_set(url.get(), CURLUPART_URL, from.key.c_str(), 0);
     if (curl_url_set(url.get(), CURLUPART_URL, location.c_str(), 0) != CURLUE_OK) {
@@ -115,7 +112,6 @@ bool UrlSource::Resolve(const DocumentRef &from, const std::string &location, Do
 
 bool UrlSource::Fetch(const std::string &url, FetchTrust *trust, Fetched *fetched,
                       std::string *why) {
-    using RequestPtr = std::unique_ptr<BasicHttpRequest, Release<BasicHttp_FreeRequest>>;
     const std::string authorities =
         options.authorities.empty() ? kSystemCertificates : options.authorities;
     const char *checkedBy = options.isInsecure || trust != nullptr ? nullptr : authorities.c_str();

@@ -3,10 +3,8 @@
  */
 #pragma once
 
-#include "lib/misc/glibPtr.h"
+#include "apps/lib/basicHttp/basicHttpPtr.h"
 #include "ozy/lib/orvane/session/orvaneSessionInt.h"
 
-using RequestPtr = std::unique_ptr<BasicHttpRequest, Release<BasicHttp_FreeRequest>>;
-using ResponsePtr = std::unique_ptr<BasicHttpResponse, Release<BasicHttp_FreeResponse>>;
 using ParamsPtr = std::unique_ptr<OrvaneCnxParams, Release<orvane_session_destroy_cnxparams>>;
 using ListenerPtr = ObjectPtr<OrvaneListener>;
