@@ -142,7 +142,7 @@ TEST_F(BasicHttpRedirect, TenAreFollowedAndNoMore) {
     EXPECT_EQ(BASICHTTP_ERROR_TOO_MANY_REDIRECTS, Run(Request("/0")).error);
 }
 
-TEST_F(BasicHttpRedirect, WhatTheFirstResponseToldOfItsContentIsForgotten) {
+TEST_F(BasicHttpRedirect, ContentInfoOfTheFirstResponseIsForgotten) {
     server.Answer([](const CannedRequest &request) {
         if (request.target == "/x")
             return RedirectTo("/there", 302);

@@ -173,7 +173,7 @@ TEST_F(BasicHttp, AStartThatFailsSaysSoAtOnceAndLeavesTheRequestIdle) {
     BasicHttp_FreeRequest(request);
 }
 
-TEST_F(BasicHttp, AQueuedRequestWhoseStartFailsIsHeardOf) {
+TEST_F(BasicHttp, AQueuedRequestWhoseStartFailsIsReported) {
     InitAgain(1);
     AnswerAll(HttpReply(""));
     const std::string url = "http://127.0.0.1/" + std::string(8000001, 'x');
@@ -357,7 +357,7 @@ TEST_F(BasicHttp, NewRequestsMayBeSentWhereOneEnds) {
     EXPECT_EQ(1, server.NumConnections());
 }
 
-TEST_F(BasicHttp, ConnectionsAreKeptUnlessToldOtherwise) {
+TEST_F(BasicHttp, ConnectionsAreKeptUnlessARequestForbidsIt) {
     AnswerAll(HttpReply(""));
     Run(Request("/1"));
     BasicHttpRequest *request = Request("/2");

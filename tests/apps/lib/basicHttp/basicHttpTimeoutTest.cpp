@@ -47,7 +47,7 @@ private:
     int fillers[3];
 };
 
-TEST_F(BasicHttpTimeouts, AConnectionThatDoesNotComeToStand) {
+TEST_F(BasicHttpTimeouts, AConnectionThatIsNotEstablished) {
     const FullPort port;
     for (bool isWatched : {true, false}) {
         BasicHttpRequest *request = BasicHttp_CreateRequest(port.url.c_str(), BASICHTTP_METHOD_GET,
@@ -71,7 +71,7 @@ TEST_F(BasicHttpTimeouts, AConnectionThatDoesNotComeToStand) {
     }
 }
 
-TEST_F(BasicHttpTimeouts, AConnectionThatStandsMayGoOnWaiting) {
+TEST_F(BasicHttpTimeouts, AnEstablishedConnectionMayWaitLonger) {
     AnswerNothing();
     for (const char *how : {"new", "used again"}) {
         BasicHttpRequest *request = Request("/x");

@@ -28,7 +28,7 @@ public: // for the loop's callbacks
     bool isOpen = true;
 };
 
-TEST_F(GlibWaitTest, EndsWithTheOperationAndTellsHowItEnded) {
+TEST_F(GlibWaitTest, EndsWithTheOperationAndReturnsItsOutcome) {
     for (const gboolean success : {gboolean(TRUE), gboolean(FALSE)}) {
         orvane_listener_initiate(listener);
         hasSucceeded = success;
@@ -65,7 +65,7 @@ TEST_F(GlibWaitTest, TakesNoOldSuccessForANewOne) {
     g_object_unref(listener);
 }
 
-TEST_F(GlibWaitTest, EndsWhenAHandlerLetsTheListenerGoAndShutsDown) {
+TEST_F(GlibWaitTest, EndsWhenAHandlerReleasesTheListenerAndShutsDown) {
     orvane_listener_initiate(listener);
     Later([](gpointer data) {
         auto *test = static_cast<GlibWaitTest *>(data);
