@@ -4,26 +4,13 @@
 #include <thread>
 
 #include <crypto/cryptoDict.h>
-#include <gtest/gtest.h>
 
 #include "tests/lib/crypto/bytes.h"
+#include "tests/lib/crypto/keys.h"
 
 namespace {
 
 constexpr const char *kPair = "pair/(null/%3cHALDEN%2dEMPTYSTRING%3e,HMAC%2dSHA%2d1,AAAA)";
-
-CryptoKeyPtr NewKey(CryptoCipher *cipher = CryptoCipherAES_128) {
-    CryptoKeyPtr key;
-    EXPECT_EQ(0u, CryptoKey_Generate(cipher, CryptoOut(key)));
-    return key;
-}
-
-std::string BytesOf(const CryptoKey *key) {
-    const guint8 *data;
-    gsize size;
-    CryptoKey_GetKeyData(key, &data, &size);
-    return {reinterpret_cast<const char *>(data), size};
-}
 
 std::string Export(const KeyLocator *locator) {
     CryptoText text;
@@ -415,7 +402,7 @@ TEST(KeyLocatorCache, ATextHoldsTheNewestFirstAndReversesWhenRead) {
     EXPECT_EQ(0u, KeyLocator_ImportKeyCache(state.get(), "", 0));
     EXPECT_EQ(0u, KeyLocator_ImportKeyCache(state.get(), "", 1));
     const CryptoKeyPtr first = NewKey();
-    const CryptoKeyPtr second = NewKey(CryptoCipherAES_256);
+    const CryptoKeyPtr second = NewKey("AES-256");
     KeyLocatorAddCacheEntry(state.get(), "first", first.get());
     KeyLocatorAddCacheEntry(state.get(), "second", second.get());
     const std::string text = ExportCache(state);

@@ -3,26 +3,11 @@
 #include <string>
 
 #include <crypto/cryptoDict.h>
-#include <gtest/gtest.h>
 
 #include "lib/misc/base64.h"
+#include "tests/lib/crypto/keys.h"
 
 namespace {
-
-CryptoKeyPtr NewKey(const char *cipherName = "AES-128") {
-    CryptoCipher *cipher;
-    EXPECT_EQ(0u, CryptoCipher_FromString(cipherName, &cipher));
-    CryptoKeyPtr key;
-    EXPECT_EQ(0u, CryptoKey_Generate(cipher, CryptoOut(key)));
-    return key;
-}
-
-std::string BytesOf(const CryptoKey *key) {
-    const guint8 *data;
-    gsize size;
-    CryptoKey_GetKeyData(key, &data, &size);
-    return {reinterpret_cast<const char *>(data), size};
-}
 
 KeySafeUserRingPtr NewRing(const std::vector<const char *> &passphrases = {},
                            const char *cipher = "AES-128") {

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include "lib/ssl/sslThunks.h"
+#include "tests/lib/crypto/bytes.h"
 #include "tests/lib/ssl/tlsPair.h"
 
 extern "C" {
@@ -71,22 +72,12 @@ struct SSLAdapterContexts : testing::Test {
     SSLAdapterContexts() { SSL_Init(nullptr, nullptr, nullptr); }
 };
 
-std::string Hex(const unsigned char *bytes, size_t size) {
-    std::string text;
-    for (size_t i = 0; i < size; i++) {
-        char pair[3];
-        g_snprintf(pair, sizeof pair, "%02x", bytes[i]);
-        text += pair;
-    }
-    return text;
-}
-
 constexpr char kSha1OfAbc[] = "a9993e364706816aba3e25717850c26c9cd0d89d";
 
 std::string Finish(void *ctx, decltype(__wrap_EVP_DigestFinal) *final = __wrap_EVP_DigestFinal) {
     unsigned char result[64];
     unsigned int size = 0;
-    return final(ctx, result, &size) == 1 ? Hex(result, size) : "failed";
+    return final(ctx, result, &size) == 1 ? ToHex(result, size) : "failed";
 }
 
 TEST_F(SSLAdapterContexts, DigestsWorkInStorageOfAnyContents) {

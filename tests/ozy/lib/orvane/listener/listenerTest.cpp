@@ -1,18 +1,13 @@
 #include "ozy/lib/orvane/listener/orvaneListener.h"
 
-#include <string>
-#include <vector>
-
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <orvane/schema/ozy.h>
 #include <orvane/schema/qorm.h>
 
-#include "lib/misc/glibPtr.h"
 #include "lib/misc/log.h"
-#include "ozy/lib/orvane/runtime/orvaneRuntime.h"
 #include "ozy/lib/orvane/soap/orvaneFault.h"
+#include "tests/ozy/lib/orvane/soap/soapFixture.h"
 
 namespace {
 
@@ -20,20 +15,11 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using Events = std::vector<std::string>;
 
-struct Value {
-    GValue value = G_VALUE_INIT;
-    Value() = default;
-    Value(GType type, gpointer object) {
-        g_value_init(&value, type);
-        g_value_take_object(&value, object);
-    }
-    explicit Value(int number) {
-        g_value_init(&value, G_TYPE_INT);
-        g_value_set_int(&value, number);
-    }
-    ~Value() { orvane_value_cond_unset(&value); }
-    Value(const Value &) = delete;
-};
+Value Owned(GType type, gpointer object) {
+    Value value(type);
+    g_value_take_object(value.get(), object);
+    return value;
+}
 
 /* A listener and all its signals, each with the state at that time: "success 16". Releases the listener in the
  * signal that dropAt names. */
@@ -92,56 +78,32 @@ TEST(Listener, IsUnusedWhenNew) {
     Value result;
     EXPECT_EQ(ORVANE_LISTENER_UNUSED, orvane_listener_get_state(recorder.listener));
     EXPECT_EQ(G_MININT32, orvane_listener_get_progress(recorder.listener));
-    EXPECT_FALSE(orvane_listener_get_result(recorder.listener, &result.value));
+    EXPECT_FALSE(orvane_listener_get_result(recorder.listener, result.get()));
     EXPECT_EQ(nullptr, orvane_listener_get_fault(recorder.listener));
     EXPECT_FALSE(orvane_listener_is_task(recorder.listener));
     EXPECT_FALSE(orvane_listener_cancel(recorder.listener));
 }
 
 TEST(Listener, EmitsTheSignalsOfAReplyInOrder) {
+    const auto fault = [](gpointer object) { return Owned(SKEMA_TYPE_QORM_METHOD_FAULT, object); };
+    const Value unset;
+    const Value seven = IntValue(7);
+    const Value canceled = fault(g_object_new(SKEMA_TYPE_QORM_FAULT_REQUEST_CANCELED, nullptr));
+    const Value noFault = fault(nullptr);
     const struct {
         const char *name;
-        gboolean success;
-        Value *value;
-        Events events;
-        GType fault;
+        const Value *value; /* of a success; NULL: none */
+        const char *first;  /* the signal of the value; empty: none */
+        bool hasFailed = false;
+        GType fault = 0;
     } rows[] = {
-        {"success",
-         TRUE,
-         nullptr,
-         {"notify::state 4", "acknowledge 4", "notify::state 16", "success 16"},
-         0},
-        {"success with an unset value",
-         TRUE,
-         new Value(),
-         {"notify::state 4", "acknowledge 4", "notify::state 16", "success 16"},
-         0},
-        {"result",
-         TRUE,
-         new Value(7),
-         {"notify::result 2", "notify::state 4", "acknowledge 4", "notify::state 16", "success 16"},
-         0},
-        {"failure",
-         FALSE,
-         nullptr,
-         {"notify::state 4", "acknowledge 4", "notify::state 32", "failure 32"},
-         0},
-        {"fault",
-         FALSE,
-         new Value(SKEMA_TYPE_QORM_METHOD_FAULT,
-                   g_object_new(SKEMA_TYPE_QORM_FAULT_REQUEST_CANCELED, nullptr)),
-         {"notify::fault 2", "notify::state 4", "acknowledge 4", "notify::state 32", "failure 32"},
-         SKEMA_TYPE_QORM_FAULT_REQUEST_CANCELED},
-        {"no fault given",
-         FALSE,
-         new Value(SKEMA_TYPE_QORM_METHOD_FAULT, nullptr),
-         {"notify::fault 2", "notify::state 4", "acknowledge 4", "notify::state 32", "failure 32"},
-         ORVANE_TYPE_FAULT_UNEXPECTED},
-        {"a value that is no fault",
-         FALSE,
-         new Value(7),
-         {"notify::fault 2", "notify::state 4", "acknowledge 4", "notify::state 32", "failure 32"},
-         ORVANE_TYPE_FAULT_UNEXPECTED},
+        {"success", nullptr, ""},
+        {"success with an unset value", &unset, ""},
+        {"result", &seven, "notify::result 2"},
+        {"failure", nullptr, "", true},
+        {"fault", &canceled, "notify::fault 2", true, SKEMA_TYPE_QORM_FAULT_REQUEST_CANCELED},
+        {"no fault given", &noFault, "notify::fault 2", true, ORVANE_TYPE_FAULT_UNEXPECTED},
+        {"a value that is no fault", &seven, "notify::fault 2", true, ORVANE_TYPE_FAULT_UNEXPECTED},
     };
     for (const auto &row : rows) {
         SCOPED_TRACE(row.name);
@@ -150,27 +112,31 @@ TEST(Listener, EmitsTheSignalsOfAReplyInOrder) {
         orvane_listener_set_return_type(recorder.listener, G_TYPE_INT, FALSE);
         orvane_listener_initiate(recorder.listener);
         EXPECT_EQ((Events{"notify::state 2"}), recorder.Take());
-        orvane_listener_acknowledge(recorder.listener, row.success,
-                                    row.value ? &row.value->value : nullptr);
-        EXPECT_EQ(row.events, recorder.Take());
+        orvane_listener_acknowledge(recorder.listener, !row.hasFailed,
+                                    row.value ? row.value->get() : nullptr);
+        Events events = {"notify::state 4", "acknowledge 4"};
+        if (*row.first != '\0')
+            events.insert(events.begin(), row.first);
+        events.push_back(row.hasFailed ? "notify::state 32" : "notify::state 16");
+        events.push_back(row.hasFailed ? "failure 32" : "success 16");
+        EXPECT_EQ(events, recorder.Take());
         EXPECT_EQ(row.fault, recorder.FaultType());
         const GPtr<char> log(LogRing_Copy());
         EXPECT_STREQ(row.fault == ORVANE_TYPE_FAULT_UNEXPECTED
                          ? "I Orvane method failed without a specified fault.\n"
                          : "",
                      log.get());
-        delete row.value;
     }
 }
 
 TEST(Listener, HandsOutCopiesOfItsResult) {
     Recorder recorder;
-    const Value reply(7);
+    const Value reply = IntValue(7);
     orvane_listener_set_return_type(recorder.listener, G_TYPE_INT, FALSE);
-    orvane_listener_acknowledge(recorder.listener, TRUE, &reply.value);
-    Value result(1); /* the value that the caller passed is released */
-    EXPECT_TRUE(orvane_listener_get_result(recorder.listener, &result.value));
-    EXPECT_EQ(7, g_value_get_int(&result.value));
+    orvane_listener_acknowledge(recorder.listener, TRUE, reply.get());
+    Value result = IntValue(1); /* the value that the caller passed is released */
+    EXPECT_TRUE(orvane_listener_get_result(recorder.listener, result.get()));
+    EXPECT_EQ(7, g_value_get_int(result.get()));
     GValue *property = nullptr;
     g_object_get(recorder.listener, "result", &property, nullptr);
     EXPECT_EQ(7, g_value_get_int(property));
@@ -216,12 +182,12 @@ TEST(Listener, EmitsNothingMoreOnceReleased) {
     for (const auto &[dropAt, events] : rows) {
         SCOPED_TRACE(dropAt);
         Recorder recorder;
-        const Value reply(7);
+        const Value reply = IntValue(7);
         orvane_listener_set_return_type(recorder.listener, G_TYPE_INT, FALSE);
         orvane_listener_initiate(recorder.listener);
         recorder.Take();
         recorder.dropAt = dropAt;
-        orvane_listener_acknowledge(recorder.listener, TRUE, &reply.value);
+        orvane_listener_acknowledge(recorder.listener, TRUE, reply.get());
         EXPECT_EQ(events, recorder.events);
         EXPECT_EQ(nullptr, recorder.listener);
     }
@@ -243,18 +209,18 @@ public:
 
     void Acknowledge(Recorder &recorder) {
         orvane_listener_initiate(recorder.listener);
-        const Value reply(SKEMA_TYPE_OZY_TASK, g_object_ref(task.get()));
-        orvane_listener_acknowledge(recorder.listener, FALSE, &reply.value);
+        const Value reply = Owned(SKEMA_TYPE_OZY_TASK, g_object_ref(task.get()));
+        orvane_listener_acknowledge(recorder.listener, FALSE, reply.get());
     }
     void Set(const Info &info) {
-        const Value result(7);
+        const Value result = IntValue(7);
         ObjectPtr<GObject> object(G_OBJECT(g_object_new(SKEMA_TYPE_OZY_TASK_INFO, nullptr)));
         ObjectPtr<GObject> error(
             G_OBJECT(g_object_new(SKEMA_TYPE_QORM_FAULT_REQUEST_CANCELED, nullptr)));
         g_object_set(object.get(), "state", info.state, "cancelled", info.cancelled, "progress",
                      info.progress, "cancelable", info.progress == 1, "error", error.get(),
                      nullptr);
-        orvane_object_set_any(object.get(), "result", &result.value);
+        orvane_object_set_any(object.get(), "result", result.get());
         g_object_set(task.get(), "info", object.get(), nullptr);
     }
 };
@@ -316,8 +282,8 @@ TEST(Listener, ReadsTheTaskOnDemand) {
     EXPECT_FALSE(orvane_listener_cancel(recorder.listener));
     task.Set({2, FALSE, 2});
     Value result;
-    EXPECT_TRUE(orvane_listener_get_result(recorder.listener, &result.value));
-    EXPECT_EQ(7, g_value_get_int(&result.value));
+    EXPECT_TRUE(orvane_listener_get_result(recorder.listener, result.get()));
+    EXPECT_EQ(7, g_value_get_int(result.get()));
 }
 
 TEST(Listener, MayBeReleasedInEachSignalOfATask) {
@@ -350,12 +316,13 @@ TEST(Listener, BeginsEachOperationAnew) {
     EXPECT_EQ(G_MININT32, orvane_listener_get_progress(recorder.listener));
     orvane_listener_acknowledge(recorder.listener, TRUE, nullptr);
     Value result;
-    EXPECT_TRUE(orvane_listener_get_result(recorder.listener, &result.value));
-    EXPECT_FALSE(G_IS_VALUE(&result.value));
+    EXPECT_TRUE(orvane_listener_get_result(recorder.listener, result.get()));
+    EXPECT_FALSE(G_IS_VALUE(result.get()));
 
-    const Value fault(SKEMA_TYPE_QORM_METHOD_FAULT, OrvaneFault_NewUnexpected());
-    for (const auto &[value, type] : {std::pair{&fault.value, ORVANE_TYPE_FAULT_UNEXPECTED},
-                                      std::pair{static_cast<const GValue *>(nullptr), GType(0)}}) {
+    const Value fault = Owned(SKEMA_TYPE_QORM_METHOD_FAULT, OrvaneFault_NewUnexpected());
+    for (const auto &[value, type] :
+         {std::pair{static_cast<const Value &>(fault).get(), ORVANE_TYPE_FAULT_UNEXPECTED},
+          std::pair{static_cast<const GValue *>(nullptr), GType(0)}}) {
         orvane_listener_initiate(recorder.listener);
         orvane_listener_acknowledge(recorder.listener, FALSE, value);
         EXPECT_EQ(type, recorder.FaultType());
@@ -365,14 +332,14 @@ TEST(Listener, BeginsEachOperationAnew) {
 
 TEST(Listener, MayDieWhenItsOldFaultIsReleased) {
     Recorder recorder;
-    Value fault(SKEMA_TYPE_QORM_METHOD_FAULT, OrvaneFault_NewUnexpected());
-    orvane_listener_acknowledge(recorder.listener, FALSE, &fault.value);
+    Value fault = Owned(SKEMA_TYPE_QORM_METHOD_FAULT, OrvaneFault_NewUnexpected());
+    orvane_listener_acknowledge(recorder.listener, FALSE, fault.get());
     recorder.Take();
     g_object_weak_ref(
-        G_OBJECT(g_value_get_object(&fault.value)),
+        G_OBJECT(g_value_get_object(fault.get())),
         [](gpointer data, GObject *) { g_clear_object(&static_cast<Recorder *>(data)->listener); },
         &recorder);
-    g_value_reset(&fault.value);
+    g_value_reset(fault.get());
     orvane_listener_initiate(recorder.listener);
     EXPECT_EQ(nullptr, recorder.listener);
     EXPECT_THAT(recorder.Take(), IsEmpty());

@@ -17,10 +17,7 @@
 
 namespace {
 
-struct ClassUnref {
-    void operator()(GObjectClass *klass) const { g_type_class_unref(klass); }
-};
-using ClassPtr = std::unique_ptr<GObjectClass, ClassUnref>;
+using ClassPtr = std::unique_ptr<GObjectClass, Release<g_type_class_unref>>;
 
 ClassPtr ClassOf(GType type) {
     return ClassPtr(static_cast<GObjectClass *>(g_type_class_ref(type)));
@@ -31,11 +28,9 @@ ClassPtr ClassOf(const char *wireName) {
 }
 
 /* Shapes a person can compare: "GParamBoxed flags 259 since ozy2/2.0 'Array of ...' of GValue". */
-std::string Shape(const char *wireName, const char *property) {
-    const ClassPtr klass = ClassOf(wireName);
+std::string Shape(const char *property) {
+    const ClassPtr klass = ClassOf("TestKinds");
     GParamSpec *spec = g_object_class_find_property(klass.get(), property);
-    if (spec == nullptr)
-        return "none";
     std::string shape =
         std::string(G_PARAM_SPEC_TYPE_NAME(spec)) + " of " + g_type_name(spec->value_type) +
         ", flags " + std::to_string(spec->flags) + ", since '" +
@@ -46,37 +41,21 @@ std::string Shape(const char *wireName, const char *property) {
     return shape;
 }
 
+/* Of kinds that the shipped schema has not. */
 TEST(SchemaClass, ParamSpecsAreWhatTheWireNeeds) {
     const struct {
-        const char *wireName, *property, *shape;
+        const char *property, *shape;
     } rows[] = {
-        {"DynamicData", "dynamicType", "GParamString of gchararray, flags 259, since ''"},
-        {"DynamicData", "dynamicProperty",
-         "GParamBoxed of GValueArray, flags 259, since '', "
-         "Array of 'SkemaQormDynamicProperty' = SkemaQormDynamicProperty"},
-        {"DynamicArray", "val",
-         "GParamBoxed of GValueArray, flags 3, since '', Array of 'GValue' = GValue"},
-        {"DynamicProperty", "val", "GParamBoxed of GValue, flags 3, since ''"},
-        {"TaskInfo", "queueTime", "GParamBoxed of GTimeVal, flags 3, since 'ozy2/2.0'"},
-        {"TaskInfo", "state", "GParamEnum of SkemaOzyTaskInfoState, flags 3, since 'ozy2/2.0'"},
-        {"TaskInfo", "task", "GParamObject of SkemaOzyTask, flags 3, since 'ozy2/2.0'"},
-        {"UserSession", "callCount", "GParamInt64 of gint64, flags 3, since 'ozy25/5.1'"},
-        {"ManagedEntity", "effectiveRole",
-         "GParamBoxed of GValueArray, flags 3, since '', Array of 'gint32' = gint"},
-        {"CustomizationSpecManager", "encryptionKey",
-         "GParamBoxed of GValueArray, flags 3, since '', Array of 'gint8' = gchar"},
-        {"PropertySpec", "pathSet",
-         "GParamBoxed of GValueArray, flags 259, since '', Array of 'gchar *' = gchararray"},
-        {"TestKinds", "allShort",
+        {"allShort",
          "GParamBoxed of GValueArray, flags 3, since 'ozy25/5.0', Array of 'gint16' = gint"},
-        {"TestKinds", "allLong",
+        {"allLong",
          "GParamBoxed of GValueArray, flags 3, since 'ozy25/5.0', Array of 'gint64' = gint64"},
-        {"TestKinds", "allDouble",
+        {"allDouble",
          "GParamBoxed of GValueArray, flags 3, since 'ozy25/5.0', Array of 'gdouble' = gdouble"},
-        {"TestKinds", "oneBinary", "GParamBoxed of OrvaneByteArray, flags 3, since 'ozy25/5.0'"},
+        {"oneBinary", "GParamBoxed of OrvaneByteArray, flags 3, since 'ozy25/5.0'"},
     };
-    for (const auto &[wireName, property, shape] : rows)
-        EXPECT_EQ(shape, Shape(wireName, property)) << wireName << "." << property;
+    for (const auto &[property, shape] : rows)
+        EXPECT_EQ(shape, Shape(property)) << property;
 }
 
 TEST(SchemaClass, NumbersHaveTheRangesOfTheWire) {
@@ -144,12 +123,10 @@ TEST(SchemaClass, DefaultHandlersFollowTheObjectClassLeaveFirst) {
     const ObjectPtr<GObject> proxy(
         static_cast<GObject *>(g_object_ref_sink(g_object_new(type, nullptr))));
     GParamSpec *spec = g_object_class_find_property(G_OBJECT_GET_CLASS(proxy.get()), "proxies");
-    GValue value = G_VALUE_INIT;
-    g_value_init(&value, G_TYPE_INT);
-    g_value_set_int(&value, 7);
+    const Value value = IntValue(7);
     emitted.clear();
     g_signal_emit_by_name(proxy.get(), "leave");
-    g_signal_emit_by_name(proxy.get(), "array_notify::proxies", spec, TRUE, &value);
+    g_signal_emit_by_name(proxy.get(), "array_notify::proxies", spec, TRUE, value.get());
     EXPECT_EQ("leave proxies yes 7", emitted);
 }
 

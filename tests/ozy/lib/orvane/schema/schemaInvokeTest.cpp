@@ -150,43 +150,6 @@ TEST_F(SchemaInvoke, AnUnknownArgumentGoesOutAsItIs) {
     EXPECT_EQ("", Sent("SetField"));
 }
 
-TEST_F(SchemaInvoke, ArgumentsKeepTheOrderOfTheSchemaWhateverIsLeftOut) {
-    auto *machine = Proxy<SkemaOzyVirtualMachine>("VirtualMachine");
-    skema_ozy_virtual_machine_create_snapshot(machine, "n", nullptr, TRUE, FALSE, nullptr);
-    EXPECT_EQ(Element("name", "xsd:string", "n") + Element("memory", "xsd:boolean", "1") +
-                  Element("quiesce", "xsd:boolean", "0"),
-              Sent("CreateSnapshot_Task"));
-
-    skema_ozy_virtual_machine_remove_all_snapshots(machine, nullptr, nullptr);
-    EXPECT_EQ("", Sent("RemoveAllSnapshots_Task"));
-    gboolean consolidate = FALSE;
-    skema_ozy_virtual_machine_remove_all_snapshots(machine, &consolidate, nullptr);
-    EXPECT_EQ(Element("consolidate", "xsd:boolean", "0"), Sent("RemoveAllSnapshots_Task"));
-}
-
-TEST_F(SchemaInvoke, TheListenerLearnsTheResultsType) {
-    const struct {
-        const char *method;
-        GType type;
-        bool isArray;
-    } rows[] = {
-        {"CancelTask", 0, false},
-        {"CurrentTime", ORVANE_TYPE_TIMEVAL, false},
-        {"WaitForUpdatesEx", SKEMA_TYPE_QORM_CORE_PROPERTY_COLLECTOR_UPDATE_SET, false},
-        {"DownloadScript", ORVANE_TYPE_BYTE_ARRAY, false},
-        {"TakeInt", orvane_lookup_type("TestKinds"), true},
-    };
-    for (const auto &row : rows) {
-        const ObjectPtr<OrvaneListener> listener(orvane_listener_new());
-        orvane_schema_invoke(schemaKinds::MethodOf(row.method), Proxy<void>("TestProxy"),
-                             listener.get(), 0, nullptr, nullptr, 0);
-        gboolean isArray = 7;
-        EXPECT_EQ(row.type, orvane_listener_get_return_type(listener.get(), &isArray))
-            << row.method;
-        EXPECT_EQ(row.isArray, isArray) << row.method;
-    }
-}
-
 TEST_F(SchemaInvoke, AnObjectThatCannotBeCalledIsAWarningAndNoRequest) {
     const size_t before = service->server.Requests().size();
     const Warnings warnings;

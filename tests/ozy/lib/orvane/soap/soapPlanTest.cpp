@@ -1,4 +1,4 @@
-#include "tests/ozy/lib/orvane/soap/soapFixture.h"
+#include "tests/ozy/lib/orvane/soap/keeper.h"
 
 #include <thread>
 
@@ -8,20 +8,12 @@
 
 namespace {
 
-/*
- * A class as an application would register one below the schema's: every kind of value, kept
- * in GValues. "made" is set by construction; "seen" has no version and never reaches the wire.
- */
-struct Row {
-    GParamSpec *pspec;
-    GType elementType;
-};
-
 constexpr auto kFlags = static_cast<GParamFlags>(G_PARAM_READWRITE);
 constexpr auto kOptional = static_cast<GParamFlags>(G_PARAM_READWRITE | 1 << G_PARAM_USER_SHIFT);
 constexpr auto kConstruct = static_cast<GParamFlags>(G_PARAM_READWRITE | G_PARAM_CONSTRUCT_ONLY);
 
-std::vector<Row> Rows() {
+/* Every kind of value. "made" is set by construction; "seen" has no version and never reaches the wire. */
+std::vector<Kept> Properties() {
     return {
         {g_param_spec_string("made", "", "", "by default", kConstruct)},
         {g_param_spec_int("short", "", "", -32768, 32767, 0, kOptional)},
@@ -39,56 +31,12 @@ std::vector<Row> Rows() {
         {g_param_spec_boxed("any", "", "", G_TYPE_VALUE, kOptional)},
         {g_param_spec_boxed("uris", "", "", G_TYPE_VALUE_ARRAY, kOptional), ORVANE_TYPE_URI},
         {g_param_spec_enum("op", "", "", orvane_lookup_type("PropertyChangeOp"), 0, kOptional)},
-        {g_param_spec_string("seen", "", "", nullptr, kFlags)},
+        {g_param_spec_string("seen", "", "", nullptr, kFlags), 0, false},
     };
 }
 
-struct Custom {
-    GObject parent;
-    gpointer session;
-    GValue values[32];
-};
-
-void CustomSet(GObject *object, guint id, const GValue *value, GParamSpec *pspec) {
-    GValue *kept = &reinterpret_cast<Custom *>(object)->values[id];
-    orvane_value_cond_unset(kept);
-    g_value_init(kept, G_VALUE_TYPE(value));
-    g_value_copy(value, kept);
-    if (pspec->flags & (1 << G_PARAM_USER_SHIFT))
-        g_object_set_data(object, (std::string("_") + pspec->name).c_str(), GINT_TO_POINTER(1));
-}
-
-void CustomGet(GObject *object, guint id, GValue *value, GParamSpec *) {
-    const GValue *kept = &reinterpret_cast<Custom *>(object)->values[id];
-    if (G_IS_VALUE(kept))
-        g_value_copy(kept, value);
-}
-
-void CustomFinalize(GObject *object) {
-    for (GValue &kept : reinterpret_cast<Custom *>(object)->values)
-        orvane_value_cond_unset(&kept);
-    G_OBJECT_CLASS(g_type_class_peek(orvane_lookup_type("DataObject")))->finalize(object);
-}
-
-void CustomInit(gpointer klass, gpointer) {
-    auto *object = static_cast<GObjectClass *>(klass);
-    object->set_property = CustomSet;
-    object->get_property = CustomGet;
-    object->finalize = CustomFinalize;
-    guint id = 0;
-    for (const Row &row : Rows()) {
-        if (std::string(row.pspec->name) != "seen")
-            g_param_spec_set_qdata(row.pspec, orvane_quark_version(), const_cast<char *>(""));
-        if (row.elementType != 0)
-            g_param_spec_set_qdata(row.pspec, orvane_quark_arraytype(),
-                                   GSIZE_TO_POINTER(row.elementType));
-        g_object_class_install_property(object, ++id, row.pspec);
-    }
-}
-
 GType Register(const char *name) {
-    const GType type =
-        RegisterSubclass(orvane_lookup_type("DataObject"), name, CustomInit, sizeof(Custom));
+    const GType type = RegisterKeeper(orvane_lookup_type("DataObject"), name, Properties);
     g_type_set_qdata(type, orvane_quark_wsdlname(), const_cast<char *>("Custom"));
     return type;
 }

@@ -195,24 +195,6 @@ TEST(SoapRead, ReadingGoesOnBehindABadProperty) {
     EXPECT_EQ("k", GetString(value.Object(), "key"));
 }
 
-TEST(SoapRead, WhatWasReadWritesBack) {
-    const std::string texts[] = {
-        "<v xsi:type=\"PropertyFilterSpec\"><propSet xsi:type=\"PropertySpec\">"
-        "<type xsi:type=\"xsd:string\">Task</type><all xsi:type=\"xsd:boolean\">0</all>"
-        "<pathSet xsi:type=\"xsd:string\">a</pathSet><pathSet xsi:type=\"xsd:string\">b</pathSet>"
-        "</propSet></v>",
-        "<v xsi:type=\"KeyAnyValue\"><dynamicType xsi:type=\"xsd:string\">d</dynamicType>"
-        "<key xsi:type=\"xsd:string\">k</key><value xsi:type=\"xsd:int\">-1</value></v>",
-        "<v xsi:type=\"KeyAnyValue\"><key xsi:type=\"xsd:string\">k</key>"
-        "<value xsi:type=\"KeyAnyValue\"><key xsi:type=\"xsd:string\">&amp;</key>"
-        "<value xsi:type=\"xsd:dateTime\">2014-03-01T09:26:53Z</value></value></v>",
-    };
-    for (const std::string &text : texts) {
-        const Value value = ReadElement(text, 0);
-        EXPECT_EQ(text, Written("v", value.get(), "ozy25/6.0"));
-    }
-}
-
 TEST(SoapRead, AReferenceNeedsASessionAndAnId) {
     Warnings warnings;
     EXPECT_FALSE(ReadElement("<v type='Task'>task-1</v>", 0).IsSet());

@@ -160,33 +160,13 @@ TEST(SoapTree, IsTheTreeThatLibxml2Makes) {
 
 /* A few changes at random places: bytes, words that mean something, pieces of the text itself. */
 std::string Mutated(std::string text, std::mt19937 *random) {
-    constexpr const char *kWords[] = {"<",
-                                      "</",
-                                      "/>",
-                                      ">",
-                                      "&amp;",
-                                      "&#10;",
-                                      "&#x41;",
-                                      "'",
-                                      "\"",
-                                      "=",
-                                      "xmlns",
-                                      "xmlns:p",
-                                      "xml:",
-                                      "p:",
-                                      "]]>",
-                                      "<!--",
-                                      "<?",
-                                      "\r\n",
-                                      " ",
-                                      ":",
-                                      "\xc3\xa4",
-                                      "\xef\xbf\xbf",
-                                      "\xed\xa0\x80",
-                                      "\x01",
-                                      "urn:a",
-                                      "&",
-                                      "standalone='no'"};
+    constexpr std::string_view kWords[] = {
+        // clang-format off
+        "<", "</", "/>", ">", "&amp;", "&#10;", "&#x41;", "'", "\"", "=", "xmlns", "xmlns:p", "xml:", "p:",
+        "]]>", "<!--", "<?", "\r\n", " ", ":", "\xc3\xa4", "\xef\xbf\xbf", "\xed\xa0\x80", "\x01",
+        "urn:a", "&", "standalone='no'"
+        // clang-format on
+    };
     const auto below = [&](gsize limit) {
         return std::uniform_int_distribution<gsize>(0, limit - 1)(*random);
     };

@@ -3,6 +3,7 @@
 #include "ozy/lib/orvane/updates/orvaneUpdatePath.h"
 
 #include <map>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -11,7 +12,7 @@
 #include <orvane/schema/ozy.h>
 
 #include "ozy/lib/orvane/updates/orvaneMOMgrInt.h"
-#include "tests/ozy/lib/orvane/soap/soapFixture.h"
+#include "tests/ozy/lib/orvane/soap/keeper.h"
 
 namespace {
 
@@ -20,97 +21,46 @@ constexpr gint kRemove = SKEMA_QORM_CORE_PROPERTY_COLLECTOR_CHANGE_REMOVE;
 constexpr gint kAssign = SKEMA_QORM_CORE_PROPERTY_COLLECTOR_CHANGE_ASSIGN;
 constexpr gint kIndirectRemove = SKEMA_QORM_CORE_PROPERTY_COLLECTOR_CHANGE_INDIRECTREMOVE;
 
-constexpr guint kMaxFields = 16;
-
-/* A data object that keeps whatever it is given. */
-struct Box {
-    SkemaQormDataObject parent;
-    GValue values[kMaxFields];
-};
-
-void BoxSet(GObject *object, guint id, const GValue *value, GParamSpec *) {
-    GValue *held = &reinterpret_cast<Box *>(object)->values[id];
-    orvane_value_cond_unset(held);
-    g_value_init(held, G_VALUE_TYPE(value));
-    g_value_copy(value, held);
-}
-
-void BoxGet(GObject *object, guint id, GValue *value, GParamSpec *) {
-    const GValue *held = &reinterpret_cast<Box *>(object)->values[id];
-    if (G_IS_VALUE(held))
-        g_value_copy(held, value);
-}
-
-void BoxFinalize(GObject *object) {
-    for (GValue &value : reinterpret_cast<Box *>(object)->values)
-        orvane_value_cond_unset(&value);
-    G_OBJECT_CLASS(g_type_class_peek(skema_qorm_data_object_get_type()))->finalize(object);
-}
-
-GParamSpec *Array(const char *name, GType elementType) {
-    GParamSpec *pspec = g_param_spec_boxed(name, "", "", G_TYPE_VALUE_ARRAY, G_PARAM_READWRITE);
-    g_param_spec_set_qdata(pspec, orvane_quark_arraytype(), GSIZE_TO_POINTER(elementType));
-    return pspec;
-}
-
-GParamSpec *Object(const char *name, GType type) {
-    return g_param_spec_object(name, "", "", type, G_PARAM_READWRITE);
-}
-
 GType BoxType();
 GType ItemType();
 
-void BoxClassInit(gpointer cls, gpointer) {
-    auto *object = static_cast<GObjectClass *>(cls);
-    object->set_property = BoxSet;
-    object->get_property = BoxGet;
-    object->finalize = BoxFinalize;
-    GParamSpec *const pspecs[] = {
-        g_param_spec_string("text", "", "", "", G_PARAM_READWRITE),
-        g_param_spec_int("number", "", "", -100, 100, 0, G_PARAM_READWRITE),
-        g_param_spec_enum("state", "", "", skema_ozy_task_info_state_get_type(), 0,
-                          G_PARAM_READWRITE),
-        g_param_spec_boxed("any", "", "", G_TYPE_VALUE, G_PARAM_READWRITE),
-        Object("box", BoxType()),
-        Object("machine", skema_ozy_managed_entity_get_type()),
-        Array("texts", G_TYPE_STRING),
-        Array("numbers", G_TYPE_INT),
-        Array("boxes", BoxType()),
-        Array("items", ItemType()),
-        Array("entries", skema_qorm_key_any_value_get_type()),
-        Array("machines", skema_ozy_virtual_machine_get_type()),
+std::vector<Kept> BoxProperties() {
+    const auto object = [](const char *name, GType type) {
+        return Kept{g_param_spec_object(name, "", "", type, G_PARAM_READWRITE)};
     };
-    guint id = 1;
-    for (GParamSpec *pspec : pspecs)
-        g_object_class_install_property(object, id++, pspec);
-}
-
-void ItemClassInit(gpointer cls, gpointer) {
-    auto *object = static_cast<GObjectClass *>(cls);
-    object->set_property = BoxSet;
-    object->get_property = BoxGet;
-    g_object_class_install_property(
-        object, kMaxFields - 1,
-        g_param_spec_int("key", "", "", G_MININT, G_MAXINT, 0, G_PARAM_READWRITE));
-}
-
-GType Register(GType parent, const char *name, GClassInitFunc classInit) {
-    GTypeQuery query;
-    g_type_query(parent, &query);
-    const GTypeInfo info = {.class_size = static_cast<guint16>(query.class_size),
-                            .class_init = classInit,
-                            .instance_size = sizeof(Box)};
-    return g_type_register_static(parent, name, &info, static_cast<GTypeFlags>(0));
+    const auto array = [](const char *name, GType elementType) {
+        return Kept{g_param_spec_boxed(name, "", "", G_TYPE_VALUE_ARRAY, G_PARAM_READWRITE),
+                    elementType};
+    };
+    return {
+        {g_param_spec_string("text", "", "", "", G_PARAM_READWRITE)},
+        {g_param_spec_int("number", "", "", -100, 100, 0, G_PARAM_READWRITE)},
+        {g_param_spec_enum("state", "", "", skema_ozy_task_info_state_get_type(), 0,
+                           G_PARAM_READWRITE)},
+        {g_param_spec_boxed("any", "", "", G_TYPE_VALUE, G_PARAM_READWRITE)},
+        object("box", BoxType()),
+        object("machine", skema_ozy_managed_entity_get_type()),
+        array("texts", G_TYPE_STRING),
+        array("numbers", G_TYPE_INT),
+        array("boxes", BoxType()),
+        array("items", ItemType()),
+        array("entries", skema_qorm_key_any_value_get_type()),
+        array("machines", skema_ozy_virtual_machine_get_type()),
+    };
 }
 
 GType BoxType() {
-    static const GType type = Register(skema_qorm_data_object_get_type(), "TestBox", BoxClassInit);
+    static const GType type =
+        RegisterKeeper(skema_qorm_data_object_get_type(), "TestBox", BoxProperties);
     return type;
 }
 
 /* A box with a number as its key. */
 GType ItemType() {
-    static const GType type = Register(BoxType(), "TestItem", ItemClassInit);
+    static const GType type = RegisterKeeper(BoxType(), "TestItem", [] {
+        return std::vector<Kept>{
+            {g_param_spec_int("key", "", "", G_MININT, G_MAXINT, 0, G_PARAM_READWRITE)}};
+    });
     return type;
 }
 
@@ -350,37 +300,15 @@ TEST_F(UpdatePath, NothingHappensWhereThePathLeadsNowhere) {
     std::string boxes;
     for (int i = 0; i < 100000; i++)
         boxes += "box.";
-    const std::string paths[] = {
-        "",
-        ".",
-        "..",
-        "text.",
-        ".text",
-        "nothing",
-        "nothing.text",
-        "text.number",
-        "number.text",
-        "any.text",
-        "texts.text",
-        "machine.name",
-        "box.nothing.x",
-        "[",
-        "]",
-        "[]",
-        "a[b].c",
-        "text[\"x\"]",
-        "text[0].x",
-        "box[1].text",
-        "boxes[1].text",
-        "machines[\"vm-9\"].name",
-        "\xff\xfe",
-        "a::b",
-        "TestBox::nothing",
-        "%s%n",
-        std::string(1 << 20, 'x'),
-        deep,
-        boxes + "text",
-    };
+    std::vector<std::string> paths = {"", "machines[\"vm-9\"].name", std::string(1 << 20, 'x'),
+                                      deep, boxes + "text"};
+    std::istringstream words(
+        ". .. text. .text nothing nothing.text text.number number.text any.text "
+        "texts.text machine.name box.nothing.x [ ] [] a[b].c text[\"x\"] "
+        "text[0].x box[1].text boxes[1].text \xff\xfe a::b TestBox::nothing "
+        "%s%n");
+    for (std::string word; words >> word;)
+        paths.push_back(word);
     Warnings warnings;
     for (const std::string &path : paths) {
         for (gint op : {kAssign, kAdd, kRemove, kIndirectRemove, 17, -1}) {
