@@ -94,22 +94,12 @@ protected:
     gdouble Decimals() { return static_cast<gdouble>(Number(-(1 << 20), 1 << 20)) / 64; }
 
     std::string Text() {
-        static const char *const kPieces[] = {"web",
-                                              "-01",
-                                              "<",
-                                              "&",
-                                              "\"",
-                                              "'",
-                                              ">",
-                                              " ",
-                                              "\t",
-                                              "\n",
-                                              "]]>",
-                                              "\xc3\xa9",
-                                              "\xe2\x82\xac",
-                                              "&lt;",
-                                              "\xf0\x9f\x98\x80",
-                                              "%s"};
+        static const char *const kPieces[] = {
+            // clang-format off
+            "web", "-01", "<", "&", "\"", "'", ">", " ", "\t", "\n", "]]>", "\xc3\xa9", "\xe2\x82\xac", "&lt;",
+            "\xf0\x9f\x98\x80", "%s"
+            // clang-format on
+        };
         std::string text = "x";
         for (auto i = random() % 6; i > 0; i--)
             text += kPieces[random() % std::size(kPieces)];

@@ -257,27 +257,6 @@ TEST_F(LocalConnect, LogsInWithTheTicketOfALocalFile) {
     EXPECT_EQ(1u, service->Count("Logout"));
 }
 
-TEST_F(LocalConnect, KnowsThisMachineByItsAddress) {
-    const std::pair<const char *, bool> rows[] = {
-        {"http://localhost/sdk", true},
-        {"https://LOCALHOST:8443/sdk", true},
-        {"http://127.0.0.1:80/sdk", true},
-        {"http://127.255.3.4/sdk", true},
-        {"http://[::1]/sdk", true},
-        {"localhost", true},
-        {"http://128.0.0.1/sdk", false},
-        {"http://10.0.0.1/sdk", false},
-        {"http://[::2]/sdk", false},
-        {"http://localhost.example/sdk", false},
-        {"http://127.0.0.1.example/", false},
-        {"http://127.0.0.1@host.example/", false},
-        {"http://host.example/127.0.0.1", false},
-        {"", false},
-    };
-    for (const auto &[url, isLocal] : rows)
-        EXPECT_EQ(isLocal, BasicHttp_IsLoopbackUrl(url)) << url;
-}
-
 /* The text of a URL is never a format. */
 TEST_F(LocalConnect, ReadsNoFileForAServiceElsewhere) {
     Write("proxy.xml", "<ConfigRoot><httpPort>1@service.invalid/%s%n%25</httpPort></ConfigRoot>");

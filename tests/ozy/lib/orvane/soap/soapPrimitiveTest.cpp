@@ -58,24 +58,12 @@ TEST(SoapPrimitive, NumbersAreScannedAndCutAsByScanf) {
 }
 
 TEST(SoapPrimitive, WholeNumbersReadLikeScanfForAnyText) {
-    const char *texts[] = {"",
-                           " ",
-                           "-",
-                           "+",
-                           "--1",
-                           "1-",
-                           "007",
-                           "-0",
-                           "1e3",
-                           "٣",
-                           "\t9",
-                           "- 1",
-                           "0b1",
-                           "\v\f\r12abc",
-                           "1,000",
-                           "-99999999999999999999",
-                           "18446744073709551616",
-                           "-18446744073709551615"};
+    const char *texts[] = {
+        // clang-format off
+        "", " ", "-", "+", "--1", "1-", "007", "-0", "1e3", "٣", "\t9", "- 1", "0b1", "\v\f\r12abc", "1,000",
+        "-99999999999999999999", "18446744073709551616", "-18446744073709551615"
+        // clang-format on
+    };
     const Warnings refusals;
     const auto compare = [&]<class Number>(Number number, const char *format, Reader read,
                                            GType type) {

@@ -296,18 +296,4 @@ TEST(SoapReply, OnlyTheSoapenvPrefixAndTheRightMethodAreRead) {
     }
 }
 
-TEST(SoapReply, ARepliesCutAtAnyByteIsHarmless) {
-    const Warnings quiet;
-    for (const char *file : {"retrieveProperties.xml", "taskFailed.xml", "faultInvalidLogin.xml"}) {
-        const std::string text = ReplyText(file);
-        const ReplyShape shape{"RetrievePropertiesEx", orvane_lookup_type("RetrieveResult")};
-        for (std::size_t length = 0; length < text.size(); length++) {
-            Value value;
-            EXPECT_FALSE(ReadReply(text.substr(0, length), shape, &value) &&
-                         length + 1 < text.size())
-                << file << " at " << length;
-        }
-    }
-}
-
 } // namespace
