@@ -1,0 +1,371 @@
+#include "lib/sig/sig.h"
+
+#include <cerrno>
+#include <string>
+#include <vector>
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "lib/config/preference.h"
+#include "lib/lock/vthreadBase.h"
+#include "lib/misc/glibPtr.h"
+#include "lib/misc/log.h"
+#include "lib/misc/poll.h"
+#include "tests/support/inChild.h"
+#include "tests/support/testLoop.h"
+
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+
+struct Delivery {
+    gint signal;
+    bool isInHandler;
+    gpointer clientData;
+    bool operator==(const Delivery &) const = default;
+};
+std::vector<Delivery> delivered; /* room is reserved before handlers write */
+
+void Note(gint signal, siginfo_t *info, gpointer context, gpointer clientData) {
+    EXPECT_EQ(signal, info->si_signo);
+    EXPECT_EQ(VThreadBase_IsInSignal(), context != nullptr);
+    delivered.push_back({signal, context != nullptr, clientData});
+}
+
+void NoteAndContinue(gint signal, siginfo_t *info, gpointer context, gpointer clientData) {
+    Note(signal, info, context, clientData);
+    Sig_ClearBlocked(signal);
+}
+
+const PollImpl kLoop = {.Callback = testLoop::Callback, .CallbackRemove = testLoop::CallbackRemove};
+
+void Start() {
+    delivered.reserve(20000);
+    Poll_InitWithImpl(&kLoop);
+    EXPECT_TRUE(Sig_Init());
+}
+
+void Stop() {
+    Sig_Exit();
+    Poll_Exit();
+}
+
+std::string LogText() {
+    return GPtr<char>(LogRing_Copy()).get();
+}
+
+size_t CountInLog(std::string_view text) {
+    const std::string log = LogText();
+    size_t count = 0;
+    for (size_t at = log.find(text); at != std::string::npos; at = log.find(text, at + 1))
+        count++;
+    return count;
+}
+
+/* Runs a body in a child, between Sig_Init() and Sig_Exit(). */
+void WithSignals(const std::function<void()> &body) {
+    InChild([&] {
+        Start();
+        body();
+        Stop();
+    });
+}
+
+TEST(Sig, SetsUpEachSignalAndRestoresIt) {
+    InChild([] {
+        struct sigaction before[65], after, present;
+        std::string caught, ignored;
+        for (int i = 1; i <= 64; i++)
+            sigaction(i, nullptr, &before[i]);
+        Start();
+        EXPECT_TRUE(Sig_Init());
+        EXPECT_THAT(LogText(), HasSubstr("Sig_Init already initialized \n"));
+        for (int i = 1; i <= 64; i++) {
+            if (sigaction(i, nullptr, &present) != 0)
+                continue;
+            if (present.sa_handler == SIG_IGN)
+                ignored += " " + std::to_string(i);
+            if (present.sa_sigaction == before[i].sa_sigaction || present.sa_handler == SIG_IGN)
+                continue;
+            caught += " " + std::to_string(i);
+            const bool isSynchronous = i == SIGBUS || i == SIGSEGV || i == SIGILL;
+            EXPECT_EQ(SA_SIGINFO | SA_RESTART | (isSynchronous ? SA_NODEFER : 0),
+                      present.sa_flags & ~0x04000000)
+                << i;
+            EXPECT_FALSE(sigismember(&present.sa_mask, SIGSEGV));
+            EXPECT_TRUE(sigismember(&present.sa_mask, SIGTERM));
+        }
+        EXPECT_EQ(" 1 2 3 4 6 7 8 10 11 12 14 15 16 17 20 23 24 25 26 29", caught);
+        EXPECT_EQ(" 13 21 22", ignored);
+        Stop();
+        for (int i = 1; i <= 64; i++)
+            EXPECT_TRUE(sigaction(i, nullptr, &after) != 0 ||
+                        after.sa_sigaction == before[i].sa_sigaction)
+                << i;
+        EXPECT_TRUE(testLoop::Registrations().empty());
+    });
+}
+
+TEST(Sig, EachModeDelivers) {
+    WithSignals([] {
+        int data = 0;
+        Sig_Callback(SIGUSR1, SIG_MODE_QUEUE, NoteAndContinue, &data);
+        Sig_Callback(SIGUSR2, SIG_MODE_IMMEDIATE, Note, nullptr);
+        Sig_Callback(SIGHUP, SIG_MODE_IGNORE, nullptr, nullptr);
+        errno = ENOTTY;
+        for (int signal : {SIGUSR1, SIGHUP, SIGUSR2, SIGCHLD, SIGPIPE, SIGUSR1})
+            Sig_RaiseSig(signal);
+        EXPECT_EQ(ENOTTY, errno);
+        const Delivery immediate = {SIGUSR2, true, nullptr};
+        EXPECT_EQ(std::vector{immediate}, delivered);
+        testLoop::Settle();
+        const Delivery queued = {SIGUSR1, false, &data};
+        EXPECT_EQ((std::vector{immediate, queued, queued}), delivered);
+        EXPECT_FALSE(VThreadBase_IsInSignal());
+
+        /* a signal that is back in mode 1 when its turn comes */
+        Sig_RaiseSig(SIGUSR1);
+        Sig_Callback(SIGUSR1, SIG_MODE_DEFAULT, nullptr, nullptr);
+        testLoop::Settle();
+        EXPECT_EQ(3u, delivered.size());
+        EXPECT_THAT(LogText(), HasSubstr("Dropping unhandled signal 10.\n"));
+    });
+}
+
+TEST(Sig, OneCallbackOfASignalRunsAtATime) {
+    WithSignals([] {
+        Sig_Callback(SIGUSR1, SIG_MODE_QUEUE, Note, nullptr);
+        Sig_Callback(SIGUSR2, SIG_MODE_QUEUE, NoteAndContinue, nullptr);
+        for (int signal : {SIGUSR1, SIGUSR1, SIGUSR2})
+            Sig_RaiseSig(signal);
+        for (int i = 0; i < 10; i++)
+            testLoop::Step();
+        const Delivery first = {SIGUSR1, false, nullptr}, other = {SIGUSR2, false, nullptr};
+        EXPECT_EQ((std::vector{first, other}), delivered);
+        EXPECT_EQ(11u, testLoop::NumSteps() + testLoop::Step()); // the second one goes round
+
+        Sig_ClearBlocked(SIGUSR1);
+        testLoop::Settle();
+        EXPECT_EQ((std::vector{first, other, first}), delivered);
+    });
+}
+
+TEST(Sig, WithoutALoopQueuedCallbacksRunInTheHandler) {
+    WithSignals([] {
+        Sig_Callback(SIGUSR1, SIG_MODE_QUEUE, Note, nullptr);
+        Sig_NoMainLoop(TRUE);
+        Sig_NoMainLoop(TRUE);
+        Sig_NoMainLoop(FALSE);
+        Sig_RaiseSig(SIGUSR1);
+        Sig_RaiseSig(SIGUSR1);
+        EXPECT_EQ((std::vector{Delivery{SIGUSR1, true, nullptr}}), delivered);
+        EXPECT_EQ(1u, CountInLog("Serial signal 10 delayed.\n"));
+        Sig_NoMainLoop(FALSE);
+        Sig_ClearBlocked(SIGUSR1);
+        Sig_RaiseSig(SIGUSR1);
+        EXPECT_EQ(1u, delivered.size());
+        testLoop::Settle();
+        EXPECT_EQ(2u, delivered.size());
+    });
+}
+
+TEST(Sig, OldHandlersAreChained) {
+    InChild([] {
+        struct sigaction old = {};
+        old.sa_sigaction = [](int signal, siginfo_t *, void *) {
+            delivered.push_back({-signal, true, nullptr});
+        };
+        old.sa_flags = SA_SIGINFO;
+        for (int signal : {SIGUSR1, SIGQUIT})
+            sigaction(signal, &old, nullptr);
+        signal(SIGUSR2, [](int number) { delivered.push_back({-number, true, nullptr}); });
+        Start();
+        Sig_Callback(SIGUSR1, SIG_MODE_IMMEDIATE | SIG_CHAIN, Note, nullptr);
+        Sig_Callback(SIGUSR2, SIG_MODE_IMMEDIATE | SIG_CHAIN, Note, nullptr);
+        Sig_Callback(SIGQUIT, SIG_MODE_IGNORE, nullptr, nullptr);
+        Sig_Callback(SIGQUIT, SIG_MODE_IMMEDIATE, Note, nullptr);
+        Sig_Callback(SIGQUIT, SIG_MODE_DEFAULT | SIG_CHAIN, nullptr, nullptr);
+        for (int signal : {SIGUSR1, SIGUSR2, SIGQUIT})
+            Sig_RaiseSig(signal);
+        std::vector<int> order;
+        for (const Delivery &delivery : delivered)
+            order.push_back(delivery.signal);
+        EXPECT_EQ((std::vector{-SIGUSR1, SIGUSR1, -SIGUSR2, SIGUSR2, -SIGQUIT}), order);
+        Stop();
+    });
+}
+
+constexpr size_t kFlood = 10000;
+constexpr size_t kRoom = 65536 / 128; /* of the pipe */
+
+TEST(Sig, AFloodIsHandledOrCounted) {
+    WithSignals([] {
+        Sig_Callback(SIGUSR1, SIG_MODE_QUEUE, NoteAndContinue, nullptr);
+        for (size_t i = 0; i < kFlood; i++) {
+            Sig_RaiseSig(SIGUSR1);
+            if (i % kRoom == kRoom - 1)
+                testLoop::Settle();
+        }
+        testLoop::Settle();
+        EXPECT_EQ(kFlood, delivered.size());
+        EXPECT_EQ(0u, CountInLog("Too many"));
+
+        for (size_t i = 0; i < kFlood; i++)
+            Sig_RaiseSig(SIGUSR1);
+        testLoop::Settle();
+        EXPECT_EQ(kFlood + kRoom, delivered.size());
+        EXPECT_LT(100u, CountInLog("W Too many signals queued, this shouldn't happen\n"));
+    });
+}
+
+TEST(Sig, NullHandlerLogsAndContinues) {
+    WithSignals([] {
+        Sig_Callback(SIGUSR1, SIG_MODE_QUEUE, Sig_NullHandler, const_cast<char *>("%s job"));
+        Sig_Callback(SIGUSR2, SIG_MODE_QUEUE, Sig_NullHandler, nullptr);
+        for (int signal : {SIGUSR1, SIGUSR1, SIGUSR2})
+            Sig_RaiseSig(signal);
+        testLoop::Settle();
+        const std::string tid = " -- tid " + std::to_string(gettid());
+        EXPECT_EQ(2u, CountInLog("W Ignored signal 10" + tid + " (%s job).\n"));
+        EXPECT_EQ(1u, CountInLog("W Ignored signal 12" + tid + ".\n"));
+    });
+}
+
+TEST(Sig, InitThreadBlocksWhatTheMainThreadReceives) {
+    InChild([] {
+        Sig_InitThread();
+        sigset_t mask;
+        pthread_sigmask(SIG_BLOCK, nullptr, &mask);
+        std::string blocked;
+        for (int i = 1; i <= 64; i++)
+            blocked += sigismember(&mask, i) == 1 ? " " + std::to_string(i) : "";
+        EXPECT_EQ(" 1 2 3 10 12 14 15 20 23 29", blocked);
+        sigset_t before;
+        Sig_Unblock(SIGHUP, &before);
+        Sig_Restore(&before);
+        pthread_sigmask(SIG_BLOCK, nullptr, &mask);
+        EXPECT_TRUE(sigismember(&mask, SIGHUP));
+    });
+}
+
+/* Requests end the process as if there were no handler. */
+TEST(SigDeathTest, RequestsHaveTheirUsualEffect) {
+    for (int signal : {SIGHUP, SIGINT, SIGTERM}) {
+        EXPECT_EXIT(
+            {
+                Start();
+                Sig_RaiseSig(signal);
+            },
+            testing::KilledBySignal(signal), "");
+    }
+    /* stopped, and continued with the handler still there */
+    const pid_t child = fork();
+    if (child == 0) {
+        setpgid(0, 0); // without a parent of its session in another group, a stop has no effect
+        Start();
+        Sig_RaiseSig(SIGTSTP);
+        const bool isLogged = CountInLog("W Caught signal 20 -- tid ") == 1;
+        struct sigaction present;
+        sigaction(SIGTSTP, nullptr, &present);
+        _exit(isLogged && (present.sa_flags & SA_SIGINFO) ? 0 : 1);
+    }
+    int status = 0;
+    ASSERT_EQ(child, waitpid(child, &status, WUNTRACED));
+    if (WIFSTOPPED(status)) {
+        EXPECT_EQ(SIGTSTP, WSTOPSIG(status));
+        kill(child, SIGCONT);
+        ASSERT_EQ(child, waitpid(child, &status, 0));
+    }
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+}
+
+TEST(SigDeathTest, OtherSignalsAreReportedWithRegistersAndStack) {
+    const auto exitWithLog = [] {
+        Start();
+        Sig_SetCustomCrashCatcher([](gint signal, siginfo_t *, gpointer context) {
+            guintptr ip = 0, sp = 0, bp = 0;
+            Sig_GetRegs(context, &ip, &sp, &bp);
+            char local;
+            const bool isMine = sp - reinterpret_cast<guintptr>(&local) < (1u << 20);
+            dprintf(STDERR_FILENO, "custom %d %d %d\n", signal, ip != 0, isMine);
+        });
+        raise(SIGSEGV);
+    };
+    EXPECT_DEATH(exitWithLog(), "custom 11 1 1\nUnexpected signal: 11\\.\n");
+    EXPECT_DEATH(
+        {
+            Start();
+            Sig_RaiseSig(SIGUSR1);
+        },
+        "Unexpected signal: 10\\.\n");
+}
+
+SigCrashCatcher outer, inner;
+
+/* Raises a signal inside two frames. Returns with what the inner one is continued. */
+int RaiseInFrames(int signal) {
+    if (setjmp(outer.frame) != 0)
+        return -1;
+    Sig_ArmCrashCatcher(&outer);
+    if (const int crash = setjmp(inner.frame); crash != 0)
+        return crash;
+    Sig_ArmCrashCatcher(&inner);
+    raise(signal);
+    return -2;
+}
+
+TEST(Sig, AnArmedFrameIsContinuedAfterACrash) {
+    WithSignals([] {
+        for (int signal : {SIGSEGV, SIGBUS, SIGILL, SIGABRT, SIGSEGV}) {
+            EXPECT_EQ(signal, RaiseInFrames(signal));
+            EXPECT_FALSE(VThreadBase_IsInSignal());
+            sigset_t mask;
+            pthread_sigmask(SIG_BLOCK, nullptr, &mask);
+            EXPECT_FALSE(sigismember(&mask, SIGTERM));
+            EXPECT_FALSE(sigismember(&mask, signal));
+            Sig_DisarmCrashCatcher(&outer);
+        }
+        EXPECT_THAT(LogText(), Not(HasSubstr("signal 1")));
+    });
+}
+
+TEST(SigDeathTest, ModesAreChanged) {
+    const struct {
+        int from; /* after DEFAULT */
+        int to;
+        bool isAllowed;
+    } rows[] = {
+        {SIG_MODE_QUEUE, SIG_MODE_DEFAULT, true},
+        {SIG_MODE_IMMEDIATE, SIG_MODE_DEFAULT, true},
+        {SIG_MODE_IGNORE, SIG_MODE_QUEUE, true},
+        {SIG_MODE_IGNORE, SIG_MODE_IMMEDIATE, true},
+        {SIG_MODE_IGNORE, SIG_MODE_DEFAULT, false},
+        {SIG_MODE_QUEUE, SIG_MODE_IMMEDIATE, false},
+        {SIG_MODE_IMMEDIATE, SIG_MODE_IGNORE, false},
+        {SIG_MODE_IGNORE, SIG_MODE_NOT_ALLOWED, false},
+        {SIG_MODE_IGNORE, 6, false},
+    };
+    for (const auto &row : rows) {
+        const auto change = [&] {
+            Start();
+            Sig_Callback(SIGUSR1, row.from, Note, nullptr);
+            Sig_Callback(SIGUSR1, row.to, Note, nullptr);
+        };
+        if (row.isAllowed)
+            InChild([&] {
+                change();
+                Stop();
+            });
+        else
+            EXPECT_DEATH(change(), "VERIFY .*lib/sig/sig.cpp") << row.from << " to " << row.to;
+    }
+    EXPECT_DEATH(Sig_Callback(SIGUSR1, SIG_MODE_QUEUE, Note, nullptr), "VERIFY .*lib/sig/sig.cpp");
+}
+
+} // namespace
