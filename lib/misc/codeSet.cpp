@@ -3,6 +3,8 @@
 #include <cstring>
 #include <string_view>
 
+#include <langinfo.h>
+
 #include "lib/misc/glibPtr.h"
 
 namespace {
@@ -21,6 +23,10 @@ gboolean CodeSetStoreResult(void *converted, gsize size, void **result, gsize *r
 }
 
 } // namespace
+
+const char *CodeSet_GetCurrentCodeSet(void) {
+    return nl_langinfo(CODESET);
+}
 
 gboolean CodeSet_Utf8ToCurrent(const char *text, gsize size, char **result, gsize *resultSize) {
     gsize converted = 0;

@@ -17,6 +17,10 @@
 
 G_BEGIN_DECLS
 
+/* Returns the name of the locale's encoding, as the C library says it: "UTF-8"; in the locale "C"
+ * "ANSI_X3.4-1968". */
+const char *CodeSet_GetCurrentCodeSet(void);
+
 /**
  * CodeSet_Utf8ToCurrent:
  * @text: (array length=size): the text, without embedded NULs
