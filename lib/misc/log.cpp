@@ -1,262 +1,249 @@
 /*
- * The ring is an array of small slots. A line takes as many consecutive slots as its text requires. Their
- * numbers (tickets) always increase, and slot = ticket modulo the number of slots.
+ * The way of a message:
  *
- *   state of a slot:  2 * ticket + 1  while being written  ->  2 * ticket + 2  whole
+ *   format --> escape control bytes --> under the lock: stderr, if its level allows it
+ *                                                       lines --> outputs, or the ring if there are none
  *
- * A reader reads the state before and after copying a slot, and uses the copy only if both belong to the
- * ticket that it looks for. A writer drops its line if a slot is still being written by a thread that is a
- * whole round behind. So no thread waits. The text is kept in atomic words because a reader may read it while
- * it changes.
+ * A message that is logged from inside an output goes to the ring. The next message from outside empties the
+ * ring first.
  */
 #include "lib/misc/log.h"
 
 #include <algorithm>
-#include <array>
-#include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <memory>
-#include <span>
 #include <string>
 #include <string_view>
 
-#include "lib/misc/atomicFence.h"
+#include <unistd.h>
+
+#include "lib/lock/vthreadBase.h"
 #include "lib/misc/glibPtr.h"
+#include "lib/misc/logInt.h"
+#include "lib/misc/logText.h"
+#include "lib/misc/logThrottle.h"
+#include "lib/misc/logTime.h"
 
 namespace {
 
-constexpr size_t kNumSlots = 512;
-constexpr size_t kWordsInSlot = 14;
-constexpr size_t kSlotText = kWordsInSlot * sizeof(guint64);
-constexpr size_t kMaxLine = kNumSlots / 2 * kSlotText; /* the rest of a longer one is cut off */
-constexpr size_t kFirstTry = 1024;
-constexpr size_t kMaxMessage = 32768;
+/* Keeps errno for the length of a scope. */
+class ErrnoKeeper {
+public:
+    ErrnoKeeper() : kept(errno) {}
+    ~ErrnoKeeper() { errno = kept; }
+    ErrnoKeeper(const ErrnoKeeper &) = delete;
+    ErrnoKeeper &operator=(const ErrnoKeeper &) = delete;
 
-struct SlotHead {
-    guint8 level;
-    guint8 isContinued;  /* not the first line of its message */
-    guint16 length;      /* of the text in this slot */
-    guint16 slotsBefore; /* of the same line */
-    guint16 slotsAfter;
-};
-static_assert(sizeof(SlotHead) == sizeof(guint64));
-
-struct Slot {
-    std::atomic<guint64> state;
-    std::atomic<guint64> head;
-    std::array<std::atomic<guint64>, kWordsInSlot> words;
+private:
+    int kept;
 };
 
-struct Ring {
-    std::array<Slot, kNumSlots> slots;
-    std::atomic<guint64> next;  /* ticket of the next slot to be written */
-    std::atomic<guint64> start; /* the oldest ticket that may be shown */
+using Sink = void (*)(const LogLineHeader &header, bool writeHeader, std::string_view text);
+
+void LogToFIFO(const LogLineHeader &header, bool writeHeader, std::string_view text) {
+    if (LogFIFO *fifo = LogGetFIFO())
+        LogFIFO_Add(fifo, header, writeHeader, text);
+}
+
+/* Whether the message comes from inside an output, or from a function that is changing the outputs. */
+bool LogIsNested() {
+    return logState.lockDepth > 1 || LogIsInOutput();
+}
+
+void LogSetThreadName(LogLineHeader *header) {
+    size_t length = 0;
+    for (const char *name = VThreadBase_CurName();
+         name[length] != '\0' && length < sizeof header->threadName - 1; length++)
+        header->threadName[length] = guchar(name[length]) < 0x20 ? '?' : name[length];
+    header->threadName[length] = '\0';
+}
+
+/* Hands each line of a message to a sink, which may be another for a line that a former message began. */
+void LogProcessMessage(Sink sink, gint level, std::string_view message) {
+    bool isFirst = true;
+    while (!message.empty()) {
+        const size_t newline = message.find('\n');
+        const std::string_view piece = message.substr(0, newline + (newline != message.npos));
+        const bool isRestEmpty = message.find_first_not_of('\n') == message.npos;
+
+        LogLineHeader header{};
+        header.continuation = !logState.partialLine && !isFirst && !isRestEmpty ? 'T' : 'F';
+        LogTime_Get(&header);
+        LogSetThreadName(&header);
+        header.level = guint8(level);
+        sink(header, !logState.partialLine, piece);
+        logState.partialLine = newline == message.npos;
+        isFirst = false;
+        message.remove_prefix(piece.size());
+    }
+}
+
+/* The ring may have the beginning of a line that was not ended before the first output came. Its rest goes there,
+ * and the whole line to the outputs. Returns what is left of the message. */
+std::string_view LogEndRingLine(gint level, std::string_view message) {
+    const LogFIFO *fifo = logState.fifo.load(std::memory_order_acquire);
+    if (!logState.partialLine || fifo == nullptr || !fifo->isLineOpen)
+        return message;
+    const size_t newline = message.find('\n');
+    const std::string_view piece = message.substr(0, newline + (newline != message.npos));
+    LogProcessMessage(LogToFIFO, level, piece);
+    LogDrainFIFO();
+    return message.substr(piece.size());
+}
+
+void LogWriteStderr(std::string_view text) {
+    while (!text.empty()) {
+        const ssize_t count = write(STDERR_FILENO, text.data(), text.size());
+        if (count < 0 && errno != EINTR)
+            return; /* there is no other place to report to */
+        text.remove_prefix(count > 0 ? size_t(count) : 0);
+    }
+}
+
+struct Targets {
+    bool isForStderr;
+    bool isForOutputs;
 };
 
-constinit Ring ring{};
+Targets LogTargets(gint level) {
+    const bool isAudit = level == LOG_LEVEL_AUDIT;
+    return {!isAudit && logState.stderrLevel.load(std::memory_order_relaxed) >= level,
+            isAudit || logState.maxOutputLevel.load(std::memory_order_relaxed) >= level};
+}
 
-struct LevelRow {
-    gint first;
-    gint last;
-    char letter;
-};
-
-constexpr LevelRow kLevels[] = {
-    {LOG_LEVEL_FATAL, LOG_LEVEL_FATAL, 'E'},     {LOG_LEVEL_ERROR, LOG_LEVEL_ERROR, 'E'},
-    {LOG_LEVEL_WARNING, LOG_LEVEL_WARNING, 'W'}, {LOG_LEVEL_AUDIT, LOG_LEVEL_AUDIT, 'A'},
-    {LOG_LEVEL_INFO, LOG_LEVEL_INFO, 'I'},       {LOG_LEVEL_VERBOSE, LOG_LEVEL_VERBOSE, 'I'},
-    {LOG_LEVEL_TRIVIA, LOG_LEVEL_TRIVIA, 'I'},   {LOG_LEVEL_DEBUG, LOG_LEVEL_DEBUG_LAST, 'D'},
-};
-
-/* Returns the letter of a level; NUL if the level is unknown. */
-char LogLetter(gint level) {
-    for (const LevelRow &row : kLevels) {
-        if (level >= row.first && level <= row.last)
-            return row.letter;
+void LogDeliver(const Targets &targets, gint level, std::string_view text) {
+    const LogLockGuard guard;
+    if (targets.isForStderr)
+        LogWriteStderr(text);
+    if (!targets.isForOutputs)
+        return;
+    if (LogIsNested() || logState.numOutputs == 0) {
+        LogProcessMessage(LogToFIFO, level, text);
+        return;
     }
-    return '\0';
+    LogDrainFIFO();
+    LogProcessMessage(LogToOutputs, level, LogEndRingLine(level, text));
 }
 
-bool RingWriteSlot(guint64 ticket, const SlotHead &head, std::string_view text) {
-    Slot &slot = ring.slots[ticket % kNumSlots];
-    guint64 state = slot.state.load(std::memory_order_relaxed);
-    const guint64 writing = 2 * ticket + 1;
-    if (state % 2 != 0 || state > writing || !Atomic_CompareExchange(&slot.state, &state, writing))
-        return false;
-
-    guint64 word = 0;
-    memcpy(&word, &head, sizeof word);
-    slot.head.store(word, std::memory_order_release);
-    for (size_t at = 0; at < text.size(); at += sizeof word) {
-        const std::string_view piece = text.substr(at, sizeof word);
-        word = 0;
-        memcpy(&word, piece.data(), piece.size());
-        slot.words[at / sizeof word].store(word, std::memory_order_release);
-    }
-    slot.state.store(writing + 1, std::memory_order_release);
-    return true;
+/* Delivers a text without the bytes that terminals obey. */
+void LogDeliverEscaped(const Targets &targets, gint level, std::string_view text) {
+    if (!LogText_HasControls(text)) [[likely]]
+        LogDeliver(targets, level, text);
+    else
+        LogDeliver(targets, level, LogText_EscapeControls(text));
 }
 
-void RingAdd(gint level, bool isContinued, std::string_view line) {
-    line = line.substr(0, kMaxLine);
-    const size_t count = std::max<size_t>(1, (line.size() + kSlotText - 1) / kSlotText);
-    const guint64 ticket = Atomic_FetchAdd(&ring.next, count);
-    for (size_t i = 0; i < count; i++) {
-        const std::string_view text = line.substr(i * kSlotText, kSlotText);
-        const SlotHead head{guint8(level), isContinued, guint16(text.size()), guint16(i),
-                            guint16(count - 1 - i)};
-        if (!RingWriteSlot(ticket + i, head, text))
-            return; /* readers see that the line is incomplete */
-    }
+/* Formats into a buffer. Returns false if the text does not fit; what fits is in the buffer. */
+bool LogFormat(char *buffer, size_t size, size_t *length, const char *format, va_list arguments)
+    G_GNUC_PRINTF(4, 0);
+
+bool LogFormat(char *buffer, size_t size, size_t *length, const char *format, va_list arguments) {
+    buffer[0] = '\0';
+    const int wanted = vsnprintf(buffer, size, format, arguments);
+    if (wanted < 0)
+        buffer[0] = '\0'; /* the format has no result, such as a wide character of no encoding */
+    *length = wanted < 0 ? 0 : strnlen(buffer, size);
+    return wanted >= 0 && size_t(wanted) < size;
 }
 
-/* Copies a slot. Returns false unless it holds this ticket completely. */
-bool RingReadSlot(guint64 ticket, SlotHead *head, char *text) {
-    const Slot &slot = ring.slots[ticket % kNumSlots];
-    const guint64 whole = 2 * ticket + 2;
-    if (slot.state.load(std::memory_order_acquire) != whole)
-        return false;
-    guint64 word = slot.head.load(std::memory_order_acquire);
-    memcpy(head, &word, sizeof word);
-    for (size_t i = 0; i < kWordsInSlot; i++) {
-        word = slot.words[i].load(std::memory_order_acquire);
-        memcpy(text + i * sizeof word, &word, sizeof word);
-    }
-    return slot.state.load(std::memory_order_acquire) == whole;
+/* A text that is longer than most. */
+void LogAddLongMessage(const Targets &targets, gint level, const char *format, va_list arguments)
+    G_GNUC_PRINTF(3, 0);
+
+void LogAddLongMessage(const Targets &targets, gint level, const char *format, va_list arguments) {
+    if (logState.formatBuffer.load(std::memory_order_acquire) == nullptr)
+        LogEnsureBuffer(&logState.formatBuffer, static_cast<char *>(malloc(kLogRingSize)));
+    LogBuffer buffer(&logState.formatBuffer);
+    size_t length = 0;
+    if (!LogFormat(buffer.Bytes(), buffer.Size(), &length, format, arguments))
+        length = LogText_SafeTruncate(buffer.Bytes(), buffer.Size());
+    LogDeliverEscaped(targets, level,
+                      length > 0 ? std::string_view(buffer.Bytes(), length)
+                                 : "*LONG LINE TRUNCATION*\n");
 }
 
-bool IsControl(guchar byte) {
-    return (byte < 0x20 && byte != '\t') || byte == 0x7f;
-}
+void LogAddNewMessage(gint level, const char *format, va_list arguments) G_GNUC_PRINTF(2, 0);
 
-/* U+0080 to U+009F, which terminals interpret like the control bytes. */
-bool IsHighControl(std::string_view rest) {
-    return rest.size() > 1 && guchar(rest[0]) == 0xc2 && guchar(rest[1]) < 0xa0;
-}
-
-/* Writes a text with its control bytes escaped, as far as the buffer has room. */
-std::string_view LogEscapeControls(std::string_view text, std::span<char> buffer) {
-    constexpr char kDigits[] = "0123456789abcdef";
-    size_t used = 0;
-    for (size_t i = 0; i < text.size() && used + 4 <= buffer.size(); i++) {
-        const guchar byte = guchar(text[i]);
-        const bool isHigh = IsHighControl(text.substr(i));
-        if (!IsControl(byte) && !isHigh && !(i > 0 && IsHighControl(text.substr(i - 1)))) {
-            buffer[used++] = text[i];
-            continue;
-        }
-        for (char c : {'\\', 'x', kDigits[byte >> 4], kDigits[byte & 15]})
-            buffer[used++] = c;
-    }
-    return {buffer.data(), used};
-}
-
-/* Adds each line of a message. A newline at the end adds no empty line. */
-void LogAddLines(gint level, std::string_view message) {
-    char shown[kFirstTry * 4];
-    for (bool isContinued = false;; isContinued = true) {
-        const size_t end = message.find('\n');
-        std::string_view line = message.substr(0, end);
-        if (end != std::string_view::npos && line.ends_with('\r'))
-            line.remove_suffix(1);
-        const bool isClean = std::ranges::none_of(
-            line, [](char c) { return IsControl(guchar(c)) || guchar(c) == 0xc2; });
-        RingAdd(level, isContinued, isClean ? line : LogEscapeControls(line, shown));
-        if (end == std::string_view::npos || end + 1 == message.size())
-            return;
-        message.remove_prefix(end + 1);
-    }
+void LogAddNewMessage(gint level, const char *format, va_list arguments) {
+    level = LogText_KnownLevel(level);
+    const Targets targets = LogTargets(level);
+    if (!targets.isForOutputs && !targets.isForStderr)
+        return;
+    if (logState.lockCreations.load(std::memory_order_relaxed) > 0)
+        return;
+    const ErrnoKeeper keeper;
+    char text[kLogSmallBuffer];
+    size_t length = 0;
+    va_list again;
+    va_copy(again, arguments);
+    if (LogFormat(text, sizeof text, &length, format, arguments))
+        LogDeliverEscaped(targets, level, {text, length});
+    else
+        LogAddLongMessage(targets, level, format, again);
+    va_end(again);
 }
 
 } // namespace
 
 void LogV(gint level, const char *format, va_list arguments) {
-    const int savedErrno = errno;
-    if (LogLetter(level) == '\0')
-        level = LOG_LEVEL_INFO;
-
-    char first[kFirstTry];
-    va_list again;
-    va_copy(again, arguments);
-    const int length = vsnprintf(first, sizeof first, format, arguments);
-    if (length >= int(sizeof first)) {
-        const size_t size = std::min(size_t(length) + 1, kMaxMessage);
-        const MallocPtr<char> large(static_cast<char *>(malloc(size)));
-        if (large)
-            vsnprintf(large.get(), size, format, again);
-        LogAddLines(level, large ? large.get() : first);
-    } else if (length >= 0) {
-        LogAddLines(level, first);
-    }
-    va_end(again);
-    errno = savedErrno;
+    LogAddNewMessage(level, format, arguments);
 }
 
+#define LOG_ENTRY(level)                                                                           \
+    va_list arguments;                                                                             \
+    va_start(arguments, format);                                                                   \
+    LogAddNewMessage(level, format, arguments);                                                    \
+    va_end(arguments)
+
 void Log(const char *format, ...) {
-    va_list arguments;
-    va_start(arguments, format);
-    LogV(LOG_LEVEL_INFO, format, arguments);
-    va_end(arguments);
+    LOG_ENTRY(LOG_LEVEL_INFO);
 }
 
 void Warning(const char *format, ...) {
-    va_list arguments;
-    va_start(arguments, format);
-    LogV(LOG_LEVEL_WARNING, format, arguments);
-    va_end(arguments);
+    LOG_ENTRY(LOG_LEVEL_WARNING);
 }
 
 void Log_Audit(const char *format, ...) {
-    va_list arguments;
-    va_start(arguments, format);
-    LogV(LOG_LEVEL_AUDIT, format, arguments);
-    va_end(arguments);
+    LOG_ENTRY(LOG_LEVEL_AUDIT);
 }
 
 void Log_Level(gint level, const char *format, ...) {
-    va_list arguments;
-    va_start(arguments, format);
-    LogV(level, format, arguments);
-    va_end(arguments);
+    LOG_ENTRY(level);
 }
 
-void LogRing_ForEach(LogRingFunc function, gpointer data) {
-    const guint64 end = ring.next.load(std::memory_order_acquire);
-    const guint64 oldest = end > kNumSlots ? end - kNumSlots : 0;
-    guint64 ticket = std::max(ring.start.load(std::memory_order_acquire), oldest);
-    std::string line;
-    guint16 slotsRead = 0; /* of the line being put together */
-    for (; ticket < end; ticket++) {
-        SlotHead head;
-        char text[kSlotText];
-        const bool isWhole = RingReadSlot(ticket, &head, text);
-        if (!isWhole || head.slotsBefore == 0) { /* the line before is incomplete */
-            line.clear();
-            slotsRead = 0;
-        }
-        if (!isWhole || head.slotsBefore != slotsRead)
-            continue;
-        line.append(text, head.length);
-        slotsRead++;
-        if (head.slotsAfter == 0)
-            function(head.level, head.isContinued, line.c_str(), data);
+void LogThrottled(guint32 *counter, const char *format, ...) {
+    if (!Util_Throttle(++*counter))
+        return;
+    LOG_ENTRY(LOG_LEVEL_INFO);
+}
+
+void WarningThrottled(guint32 *counter, const char *format, ...) {
+    if (!Util_Throttle(++*counter))
+        return;
+    LOG_ENTRY(LOG_LEVEL_WARNING);
+}
+
+void LogForGuest(LogThrottleState *throttle, const char *format, va_list arguments) {
+    const ErrnoKeeper keeper;
+    const MallocPtr<char> buffer(static_cast<char *>(malloc(kLogRingSize)));
+    if (buffer == nullptr)
+        return;
+    size_t length = 0;
+    std::string_view text = "*GUEST LONG LINE TRUNCATION*\n";
+    if (LogFormat(buffer.get(), kLogRingSize, &length, format, arguments))
+        text = {buffer.get(), length};
+    if (Log_IsThrottled(throttle, text.size())) {
+        if (throttle->throttled)
+            return;
+        throttle->throttled = TRUE;
+        text = "<<< Guest Log Throttled >>>\n";
     }
-}
-
-char *LogRing_Copy(void) {
-    GString *all = g_string_new(nullptr);
-    LogRing_ForEach(
-        [](gint level, gboolean isContinued, const char *line, gpointer data) {
-            g_string_append_printf(static_cast<GString *>(data), "%c%c%s\n", LogLetter(level),
-                                   isContinued ? '+' : ' ', line);
-        },
-        all);
-    return g_string_free(all, FALSE);
-}
-
-void LogRing_Clear(void) {
-    ring.start.store(ring.next.load(std::memory_order_acquire), std::memory_order_release);
+    const std::string escaped = LogText_EscapeControls(text);
+    const LogLockGuard guard;
+    if (LogIsNested() || logState.numOutputs == 0 || !LogTargets(LOG_LEVEL_INFO).isForOutputs)
+        return;
+    LogDrainFIFO();
+    LogProcessMessage(LogToOutputs, LOG_LEVEL_INFO, LogEndRingLine(LOG_LEVEL_INFO, escaped));
 }

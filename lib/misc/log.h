@@ -1,16 +1,23 @@
 /*
- * log.h -- messages for people, kept in memory
+ * log.h -- messages for people
  *
- *   Warning("SSL: no CA file at \"%s\"\n", path);     ->  "W SSL: no CA file at "/etc/x""
+ *   Warning("SSL: no CA file at \"%s\"\n", path);
+ *       ->  2026-03-01T10:15:02.123+01:00| vthread-4| W110: SSL: no CA file at "/etc/x"
  *
- * Nothing is printed. The newest lines are kept in a ring buffer of about 56 KiB in memory, for debuggers,
- * core dumps and tests. Each call is one message and ends its line. Text from a peer cannot be mistaken for
+ * A message is formatted once, cut into lines, stamped with time, thread and level, and handed to the outputs
+ * of logOutput.h. Until there is an output, its lines wait in a ring of 32,768 bytes in memory, which keeps the
+ * newest; the first output receives them. Nothing is attached and nothing is printed unless the program asks
+ * for it.
+ *
+ * A text without a newline at its end is continued by the next message. Text from a peer cannot be mistaken for
  * another message, nor can it control the terminal of a reader: the second and later lines of a message are
  * marked, and control bytes are shown as "\x1b".
  *
  * Ownership: formats and arguments are only read.
  * Errors:    none: a line that cannot be kept is dropped. errno is kept.
- * Threads:   any, also while the caller holds locks. No function waits.
+ * Threads:   any, also while the caller holds locks, and inside an output, whose own messages wait in the ring.
+ *            A call that has something to write waits for the outputs of another. One above every level returns
+ *            without taking a lock.
  */
 #pragma once
 
@@ -25,8 +32,8 @@ enum {
     LOG_LEVEL_FATAL = 100,
     LOG_LEVEL_ERROR = 105,
     LOG_LEVEL_WARNING = 110,
-    LOG_LEVEL_AUDIT = 115,
-    LOG_LEVEL_INFO = 120,
+    LOG_LEVEL_AUDIT = 115, /* is written whatever the levels are */
+    LOG_LEVEL_INFO = 120,  /* the least severe that is kept while there is no output */
     LOG_LEVEL_VERBOSE = 125,
     LOG_LEVEL_TRIVIA = 130,
     LOG_LEVEL_DEBUG = 135, /* and each number up to 145 */
@@ -45,6 +52,11 @@ void Log_Level(gint level, const char *format, ...) G_GNUC_PRINTF(2, 3);
 
 void LogV(gint level, const char *format, va_list arguments) G_GNUC_PRINTF(2, 0);
 
+/* Count the call in a counter of the caller's, which begins at 0, and log the 1st to 99th, then each 100th up
+ * to 10,000, each 10,000th up to 1,000,000, and each 1,000,000th. */
+void LogThrottled(guint32 *counter, const char *format, ...) G_GNUC_PRINTF(2, 3);
+void WarningThrottled(guint32 *counter, const char *format, ...) G_GNUC_PRINTF(2, 3);
+
 /**
  * LogRingFunc:
  * @level: level of the line
@@ -56,17 +68,17 @@ typedef void (*LogRingFunc)(gint level, gboolean isContinued, const char *line, 
 
 /**
  * LogRing_ForEach:
- * @function: (scope call): called for each line that is still kept, oldest first
+ * @function: (scope call): called for each line that waits for an output, oldest first
  * @data: passed to @function
  *
- * Lines that are written meanwhile are not included.
+ * The ring stays as it is. Lines that are logged meanwhile are not included.
  */
 void LogRing_ForEach(LogRingFunc function, gpointer data);
 
 /**
  * LogRing_Copy:
  *
- * Returns: (transfer full): all kept lines, each as its level's letter (E, W, A, I or D), a blank
+ * Returns: (transfer full): all lines in the ring, each as its level's letter (E, W, A, I or D), a blank
  * or, if it continues a message, "+", the line and a newline; to be released with g_free()
  */
 char *LogRing_Copy(void);

@@ -1,0 +1,108 @@
+#include "lib/misc/logText.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "lib/misc/log.h"
+
+namespace {
+
+constexpr LogLevelRow kLevels[] = {
+    {LOG_LEVEL_FATAL, LOG_LEVEL_FATAL, 'E', 0},     {LOG_LEVEL_ERROR, LOG_LEVEL_ERROR, 'E', 3},
+    {LOG_LEVEL_WARNING, LOG_LEVEL_WARNING, 'W', 4}, {LOG_LEVEL_AUDIT, LOG_LEVEL_AUDIT, 'A', 5},
+    {LOG_LEVEL_INFO, LOG_LEVEL_INFO, 'I', 5},       {LOG_LEVEL_VERBOSE, LOG_LEVEL_VERBOSE, 'I', 6},
+    {LOG_LEVEL_TRIVIA, LOG_LEVEL_TRIVIA, 'I', 6},   {LOG_LEVEL_DEBUG, LOG_LEVEL_DEBUG_LAST, 'D', 7},
+};
+
+const LogLevelRow *LogFindRow(gint level) {
+    for (const LogLevelRow &row : kLevels) {
+        if (level >= row.first && level <= row.last)
+            return &row;
+    }
+    return nullptr;
+}
+
+bool IsControl(guchar byte) {
+    return (byte < 0x20 && byte != '\t' && byte != '\n') || byte == 0x7f;
+}
+
+/* U+0080 to U+009F, which terminals interpret like the control bytes. */
+bool IsHighControl(std::string_view rest) {
+    return rest.size() > 1 && guchar(rest[0]) == 0xc2 && guchar(rest[1]) < 0xa0;
+}
+
+bool IsContinuation(char byte) {
+    return (guchar(byte) & 0xc0) == 0x80;
+}
+
+/* Returns the number of bytes of the character that a byte begins; 1 for a byte that begins none. */
+size_t CharacterLength(guchar byte) {
+    if (byte >= 0xc2 && byte < 0xe0)
+        return 2;
+    if (byte >= 0xe0 && byte < 0xf0)
+        return 3;
+    return byte >= 0xf0 && byte < 0xf5 ? 4 : 1;
+}
+
+} // namespace
+
+const LogLevelRow &LogText_FindLevel(gint level) {
+    const LogLevelRow *row = LogFindRow(level);
+    return row != nullptr ? *row : *LogFindRow(LOG_LEVEL_INFO);
+}
+
+gint LogText_KnownLevel(gint level) {
+    return LogFindRow(level) != nullptr ? level : LOG_LEVEL_INFO;
+}
+
+size_t LogText_WholeLength(std::string_view text, size_t limit) {
+    if (text.size() <= limit)
+        return text.size();
+    size_t last = limit; /* the beginning of the last character that has a byte within the limit */
+    while (last > 0 && IsContinuation(text[last - 1]))
+        last--;
+    if (last == 0)
+        return 0;
+    last--;
+    const size_t end = last + CharacterLength(guchar(text[last]));
+    return end <= limit ? end : last;
+}
+
+size_t LogText_SafeTruncate(char *buffer, size_t size) {
+    const std::string_view text(buffer);
+    if (size < 2)
+        return 0;
+    // A text that fills the buffer has been cut there, perhaps inside a character.
+    const size_t limit = size - 2;
+    const size_t length = text.size() <= limit ? text.size() : LogText_WholeLength(text, limit);
+    if (length == 0)
+        return 0;
+    buffer[length] = '\n';
+    buffer[length + 1] = '\0';
+    return length + 1;
+}
+
+bool LogText_HasControls(std::string_view text) {
+    return std::ranges::any_of(text,
+                               [](char c) { return IsControl(guchar(c)) || guchar(c) == 0xc2; });
+}
+
+std::string LogText_EscapeControls(std::string_view text) {
+    constexpr char kDigits[] = "0123456789abcdef";
+    std::string escaped;
+    escaped.reserve(text.size() + text.size() / 8);
+    for (size_t i = 0; i < text.size(); i++) {
+        const guchar byte = guchar(text[i]);
+        if (text.substr(i).starts_with("\r\n"))
+            continue;
+        const bool isHigh =
+            IsHighControl(text.substr(i)) || (i > 0 && IsHighControl(text.substr(i - 1)));
+        if (!IsControl(byte) && !isHigh) {
+            escaped += text[i];
+            continue;
+        }
+        for (char c : {'\\', 'x', kDigits[byte >> 4], kDigits[byte & 15]})
+            escaped += c;
+    }
+    return escaped;
+}
