@@ -28,7 +28,7 @@ foreach(module misc lock ssl crypto keyLocator basicHttp schemaText schema runti
 endforeach()
 
 # what the programs use, and liborvane does not
-set(programModules unicode file dict config user sig)
+set(programModules unicode file dict config user log sig)
 
 if(modules)
     add_library(orvane SHARED)

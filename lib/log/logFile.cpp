@@ -1,0 +1,392 @@
+#include "lib/log/logFile.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <charconv>
+#include <cstdio>
+#include <cstring>
+#include <new>
+#include <utility>
+
+#include "lib/file/fileRotate.h"
+#include "lib/lock/vthreadBase.h"
+#include "lib/log/logFileInt.h"
+#include "lib/misc/codeSet.h"
+#include "lib/misc/err.h"
+#include "lib/misc/hostinfo.h"
+#include "lib/misc/log.h"
+#include "lib/misc/logInt.h"
+#include "lib/misc/logText.h"
+#include "lib/misc/logTime.h"
+#include "lib/unicode/unicode.h"
+
+namespace {
+
+constexpr size_t kLabelSize = 192;
+constexpr size_t kCopyChunk = 16384;
+
+/* A descriptor that is closed at the end of the scope. */
+class Descriptor {
+public:
+    explicit Descriptor(int number) : fd(number) {}
+    ~Descriptor() {
+        if (fd >= 0)
+            close(fd);
+    }
+    Descriptor(const Descriptor &) = delete;
+    Descriptor &operator=(const Descriptor &) = delete;
+    int Get() const { return fd; }
+    int Release() { return std::exchange(fd, -1); }
+
+private:
+    int fd;
+};
+
+/* As write(), but for interruptions. */
+ssize_t WriteOnce(int fd, std::string_view text) {
+    ssize_t count;
+    do
+        count = write(fd, text.data(), text.size());
+    while (count < 0 && errno == EINTR);
+    return count;
+}
+
+LogLineHeader HeaderOfNow() {
+    LogLineHeader header{};
+    LogTime_Get(&header);
+    g_strlcpy(header.threadName, VThreadBase_CurName(), sizeof header.threadName);
+    header.continuation = 'F';
+    header.level = LOG_LEVEL_INFO;
+    return header;
+}
+
+/* Returns -1 with a warning unless the path is the regular file that was opened, and no link. */
+int LogOpenNoSymlinkAttack(const char *path, int permissions) {
+    const int flags = O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
+    Descriptor fd(open(path, flags, permissions));
+    if (fd.Get() < 0) {
+        if (errno == ELOOP)
+            Warning("Log file '%s' is a symbolic link.\n", path);
+        else
+            Warning("Unable to open '%s' (%d,%d): %s\n", path, flags, permissions, Err_ErrString());
+        return -1;
+    }
+    struct stat opened;
+    struct stat named;
+    if (fstat(fd.Get(), &opened) != 0) {
+        Warning("Cannot fstat the file '%s': '%s'\n", path, Err_ErrString());
+        return -1;
+    }
+    if (lstat(path, &named) != 0) {
+        Warning("Cannot lstat the file '%s': '%s'\n", path, Err_ErrString());
+        return -1;
+    }
+    if (S_ISLNK(named.st_mode)) {
+        Warning("Log file '%s' is a symbolic link.\n", path);
+        return -1;
+    }
+    if (opened.st_dev != named.st_dev || opened.st_ino != named.st_ino) {
+        Warning("Log file '%s' has changed.\n", path);
+        return -1;
+    }
+    if (!S_ISREG(opened.st_mode)) {
+        Warning("Log file '%s' is not a regular file.\n", path);
+        return -1;
+    }
+    return fd.Release();
+}
+
+int LogOpen(const LogFileOutput *file) {
+    return LogOpenNoSymlinkAttack(file->fileName.c_str(), file->permissions);
+}
+
+/* Writes one of the first lines of a file. Returns false if it was not written completely. */
+bool LogWriteLabel(LogFileOutput *file, int fd, std::string_view text) {
+    char line[kLabelSize * 2];
+    const size_t prefix = LogFilePrefix(file, HeaderOfNow(), line, sizeof line);
+    const size_t length =
+        LogText_WholeLength(text.substr(0, text.size() - 1), sizeof line - prefix - 1);
+    memcpy(line + prefix, text.data(), length);
+    line[prefix + length] = '\n';
+    const size_t size = prefix + length + 1;
+    const ssize_t written = WriteOnce(fd, {line, size});
+    file->currentSize += MAX(written, ssize_t{0});
+    return written == ssize_t(size);
+}
+
+bool LogWriteLabels(LogFileOutput *file, int fd) {
+    char text[kLabelSize];
+    const LogProductInfo product = Log_GetProductInfo();
+    const auto write = [&](int length) {
+        if (length >= int(sizeof text))
+            LogText_SafeTruncate(text, sizeof text);
+        return LogWriteLabel(file, fd, text);
+    };
+    if (!write(snprintf(text, sizeof text, "Log for %s pid=%d version=%s build=%s option=%s\n",
+                        product.appName, int(getpid()), product.appVersion, product.buildNumber,
+                        product.compilationOption)) ||
+        !write(snprintf(text, sizeof text, "The process is %zu-bit.\n", sizeof(void *) * 8)) ||
+        !write(snprintf(text, sizeof text, "Host codepage=%s encoding=%s\n",
+                        CodeSet_GetCurrentCodeSet(),
+                        Unicode_EncodingEnumToName(Unicode_GetCurrentEncoding()))))
+        return false;
+    if (!file->useTimeStamps) {
+        char now[64];
+        Log_MakeTimeString(TRUE, now, sizeof now);
+        if (!write(snprintf(text, sizeof text, "Log creation time is %s\n", now)))
+            return false;
+    }
+    const char *system = Hostinfo_GetOSName();
+    return LogWriteLabel(file, fd,
+                         std::string("Host is ") + (system != nullptr ? system : "unknown") + "\n");
+}
+
+bool LogLabelFile(LogFileOutput *file, int fd) {
+    const LogLockGuard guard; /* of the time stamps */
+    if (LogWriteLabels(file, fd))
+        return true;
+    Warning("Unable to label log file '%s'\n", file->fileName.c_str());
+    return false;
+}
+
+/* Writes a text that ends a line or not. What cannot be written is counted. Returns whether all was written. */
+bool LogFileWrite(LogFileOutput *file, std::string_view text, bool countLoss) {
+    const ssize_t written = WriteOnce(file->fd, text);
+    const size_t done = written > 0 ? size_t(written) : 0;
+    file->currentSize += done;
+    if (countLoss)
+        file->bytesLost += text.size() - done;
+    if (file->syncAfterWrite && done > 0)
+        fsync(file->fd);
+    return done == text.size();
+}
+
+void LogFileReportLoss(LogFileOutput *file) {
+    char line[kLogSmallBuffer];
+    const size_t prefix = LogFilePrefix(file, HeaderOfNow(), line, sizeof line);
+    const int length =
+        snprintf(line + prefix, sizeof line - prefix,
+                 ">>> Error writing log, %lu bytes discarded. Disk full?\n", file->bytesLost);
+    if (LogFileWrite(file, {line, prefix + length}, false))
+        file->bytesLost = 0;
+}
+
+void LogToFile(LogFileOutput *file, const LogLineHeader &header, bool writeHeader,
+               std::string_view text) {
+    if (file->fd < 0)
+        return;
+    LogBuffer buffer(&logState.lineBuffer);
+    char *line = buffer.Bytes();
+    size_t length = writeHeader ? LogFilePrefix(file, header, line, buffer.Size()) : 0;
+    const size_t room = buffer.Size() - length;
+    const bool isCut = text.size() >= room;
+    if (isCut)
+        text = text.substr(0, LogText_WholeLength(text, room - 2));
+    memcpy(line + length, text.data(), text.size());
+    length += text.size();
+    if (isCut)
+        line[length++] = '\n';
+    if (file->bytesLost != 0)
+        LogFileReportLoss(file);
+    LogFileWrite(file, {line, length}, true);
+}
+
+void LogFileRotate(LogFileOutput *file) {
+    if (file->keepOld != 0)
+        File_Rotate(file->fileName.c_str(), file->keepOld, file->fastRotation, nullptr);
+    Descriptor fd(LogOpen(file));
+    if (fd.Get() < 0)
+        return; /* the log goes on in the old file */
+    file->currentSize = 0;
+    file->bytesLost = 0;
+    if (!LogLabelFile(file, fd.Get()))
+        return;
+    close(file->fd);
+    file->fd = fd.Release();
+}
+
+void LogFileDispatch(LogOutput *output, const LogLineHeader &header, bool writeHeader,
+                     std::string_view text) {
+    auto *file = static_cast<LogFileOutput *>(output);
+    if (Log_IsThrottled(&file->throttle, text.size())) {
+        if (!file->throttle.throttled && header.continuation == 'F') {
+            LogLineHeader note = header;
+            note.level = LOG_LEVEL_INFO;
+            LogToFile(file, note, true, "<<< " + file->name + " Throttled >>>\n");
+            file->throttle.throttled = TRUE;
+        }
+        if (file->fifo != nullptr)
+            LogFIFO_Add(file->fifo, header, writeHeader, text);
+    } else {
+        LogRecord record;
+        while (file->fifo != nullptr && file->drainBuffer != nullptr &&
+               LogFIFO_Remove(file->fifo, file->drainBuffer.get(), kLogRingSize, &record))
+            LogToFile(file, record.header, true, record.text);
+        LogToFile(file, header, writeHeader, text);
+    }
+    if (file->rotateSize != 0 && file->currentSize > file->rotateSize)
+        LogFileRotate(file);
+}
+
+/* Opens the file as the settings say, with the labels in a new one. */
+int LogFileOpen(LogFileOutput *file) {
+    const char *path = file->fileName.c_str();
+    if (file->append) {
+        const int fd = LogOpen(file);
+        if (fd >= 0)
+            return fd;
+        Warning("Could not open log file '%s' for append, ignoring log.append option\n", path);
+        file->append = false;
+    }
+    if (!file->uniqueName && file->keepOld != 0)
+        File_Rotate(path, file->keepOld, file->fastRotation, nullptr);
+    Descriptor fd(LogOpen(file));
+    if (fd.Get() < 0) {
+        Warning("Open of '%s' failed\n", path);
+        return -1;
+    }
+    if (ftruncate(fd.Get(), 0) != 0) {
+        Warning("Truncation of '%s' failed: %s\n", path, Err_ErrString());
+        unlink(path);
+        return -1;
+    }
+    return LogLabelFile(file, fd.Get()) ? fd.Release() : -1;
+}
+
+gboolean LogFileActivate(LogOutput *output) {
+    auto *file = static_cast<LogFileOutput *>(output);
+    if (file->activated)
+        return TRUE;
+    file->fd = LogFileOpen(file);
+    if (file->fd < 0)
+        return FALSE;
+    if (file->throttle.bytesPerSec != LOG_NEVER_THROTTLE) {
+        file->fifo = LogFIFO_Create();
+        file->drainBuffer.reset(new (std::nothrow) char[kLogRingSize]);
+    }
+    const off_t end = lseek(file->fd, 0, SEEK_END);
+    file->currentSize = MAX(end, off_t{0});
+    file->throttle.totalBytes = file->currentSize;
+    file->activated = true;
+    return TRUE;
+}
+
+void LogFileDeactivate(LogOutput *output) {
+    auto *file = static_cast<LogFileOutput *>(output);
+    file->signature = 0;
+    file->type = 0;
+    if (file->fd >= 0)
+        close(file->fd);
+    LogFIFO_Destroy(file->fifo);
+    delete file;
+}
+
+void LogFileDisableThrottling(LogOutput *output) {
+    auto *file = static_cast<LogFileOutput *>(output);
+    file->throttle.bytesPerSec = LOG_NEVER_THROTTLE;
+    file->throttle.throttled = FALSE;
+}
+
+const char *LogFileGetFileName(const LogOutput *output) {
+    return static_cast<const LogFileOutput *>(output)->fileName.c_str();
+}
+
+/* Copies all bytes from a descriptor. Returns false with a warning. */
+bool LogCopyBytes(LogFileOutput *file, int from, const char *fromName) {
+    char chunk[kCopyChunk];
+    for (;;) {
+        const ssize_t count = read(from, chunk, sizeof chunk);
+        if (count < 0 && errno == EINTR)
+            continue;
+        if (count < 0)
+            Warning("Read failed on '%s': %s\n", fromName, Err_ErrString());
+        if (count <= 0)
+            return count == 0;
+        std::string_view rest(chunk, count);
+        while (!rest.empty()) {
+            const ssize_t written = WriteOnce(file->fd, rest);
+            if (written <= 0) {
+                Warning("Write failed on '%s': %s\n", file->fileName.c_str(), Err_ErrString());
+                return false;
+            }
+            rest.remove_prefix(written);
+            file->currentSize += written;
+            file->throttle.totalBytes = file->currentSize;
+        }
+    }
+}
+
+void LogCopy(LogOutput *output, LogOutput *oldOutput) {
+    auto *file = static_cast<LogFileOutput *>(output);
+    const char *path = static_cast<LogFileOutput *>(oldOutput)->fileName.c_str();
+    const Descriptor from(open(path, O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
+    if (from.Get() < 0) {
+        Warning("Open failed on '%s': %s\n", path, Err_ErrString());
+        return;
+    }
+    struct stat source;
+    struct stat target;
+    if (fstat(from.Get(), &source) != 0 || fstat(file->fd, &target) != 0 ||
+        (source.st_dev == target.st_dev && source.st_ino == target.st_ino))
+        return; /* both outputs write to this file */
+    if (!file->append)
+        file->currentSize = 0;
+    lseek(file->fd, 0, file->append ? SEEK_END : SEEK_SET);
+    if (LogCopyBytes(file, from.Get(), path))
+        unlink(path);
+}
+
+/* Appends texts to a buffer as long as they fit. */
+class Appender {
+public:
+    Appender(char *to, size_t room) : begin(to), at(to), end(to + room) {}
+    void Add(std::string_view text) {
+        const size_t count = std::min(text.size(), size_t(end - at));
+        memcpy(at, text.data(), count);
+        at += count;
+    }
+    size_t Length() const { return at - begin; }
+
+private:
+    char *begin;
+    char *at;
+    char *end;
+};
+
+} // namespace
+
+constexpr LogOutputOperations kLogFileOperations = {
+    LogFileDispatch,          LogFileActivate,    LogFileDeactivate,
+    LogFileDisableThrottling, LogFileGetFileName, LogCopy,
+};
+
+size_t LogFilePrefix(const LogFileOutput *file, const LogLineHeader &header, char *buffer,
+                     size_t size) {
+    Appender prefix(buffer, size);
+    if (file->useTimeStamps) {
+        prefix.Add(header.dateTime);
+        if (file->milliseconds)
+            prefix.Add(header.milliseconds);
+        prefix.Add(header.zone);
+        prefix.Add("| ");
+    }
+    if (file->useThreadName) {
+        prefix.Add(header.threadName);
+        prefix.Add("| ");
+    }
+    if (file->useLevelDesignator) {
+        const guint8 level = header.level;
+        const char text[] = {LogText_FindLevel(level).letter,
+                             char('0' + level / 100),
+                             char('0' + level / 10 % 10),
+                             char('0' + level % 10),
+                             header.continuation == 'T' ? '+' : ':',
+                             ' '};
+        prefix.Add({text, sizeof text});
+    }
+    return prefix.Length();
+}
