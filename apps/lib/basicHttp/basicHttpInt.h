@@ -198,7 +198,8 @@ struct BasicHttpSocketEntry {
     BasicHttpSocketEntry *next;
     curl_socket_t socket;
     CURL *curl;
-    int events; /* CURL_POLL_IN, CURL_POLL_OUT */
+    int events;                  /* CURL_POLL_IN, CURL_POLL_OUT */
+    BasicHttpSocketEntry **link; /* the pointer to this entry in the list */
 };
 
 struct BasicHttpKeptHandle {

@@ -44,17 +44,34 @@ void BasicHttpPollRemove(BasicHttpSocketEntry *entry) {
                                POLL_CLASS_MAIN);
 }
 
-void ForgetSocket(BasicHttpGlobalState *state, curl_socket_t descriptor) {
-    for (BasicHttpSocketEntry **link = &state->sockets; *link;) {
-        BasicHttpSocketEntry *entry = *link;
-        if (entry->socket != descriptor) {
-            link = &entry->next;
-            continue;
-        }
-        *link = entry->next;
-        BasicHttpPollRemove(entry);
-        delete entry;
-    }
+/* libcurl hands the entry to the socket callback from now on. */
+void AddSocket(BasicHttpGlobalState *state, curl_socket_t descriptor, CURL *easy, int what) {
+    auto *entry = new BasicHttpSocketEntry{state->sockets, descriptor, easy, what, &state->sockets};
+    if (entry->next)
+        entry->next->link = &entry->next;
+    state->sockets = entry;
+    curl_multi_assign(state->multi, descriptor, entry);
+    BasicHttpPollAdd(entry);
+}
+
+void ForgetSocket(BasicHttpSocketEntry *entry) {
+    *entry->link = entry->next;
+    if (entry->next)
+        entry->next->link = entry->link;
+    BasicHttpPollRemove(entry);
+    delete entry;
+}
+
+/* Returns the entry of a descriptor; NULL if there is none. */
+BasicHttpSocketEntry *EntryOf(BasicHttpGlobalState *state, curl_socket_t descriptor,
+                              void *assigned) {
+    /* NULL for a new socket, and for one that libcurl has no record of */
+    if (assigned || curl_multi_assign(state->multi, descriptor, nullptr) == CURLM_OK)
+        return static_cast<BasicHttpSocketEntry *>(assigned);
+    BasicHttpSocketEntry *entry = state->sockets;
+    while (entry && entry->socket != descriptor)
+        entry = entry->next;
+    return entry;
 }
 
 void RemoveTimer(BasicHttpGlobalState *state) {
@@ -180,28 +197,27 @@ void BasicHttpScheduleKick(BasicHttpGlobalState *state) {
             "BasicHTTP: The loop does not take a callback; waiting requests are not started.\n");
 }
 
-int BasicHttpSocketCurlCallback(CURL *easy, curl_socket_t descriptor, int what, void *, void *) {
+int BasicHttpSocketCurlCallback(CURL *easy, curl_socket_t descriptor, int what, void *,
+                                void *assigned) {
     BasicHttpGlobalState *state = BasicHttpInsideCurl::Current();
     if (!state || what == CURL_POLL_NONE)
         return 0;
+    BasicHttpSocketEntry *entry = EntryOf(state, descriptor, assigned);
     if (what == CURL_POLL_REMOVE) {
-        ForgetSocket(state, descriptor);
+        if (entry)
+            ForgetSocket(entry);
         return 0;
     }
-
-    for (BasicHttpSocketEntry *entry = state->sockets; entry; entry = entry->next) {
-        if (entry->socket != descriptor)
-            continue;
-        if (entry->curl == easy && entry->events == what)
-            return 0;
-        BasicHttpPollRemove(entry);
-        entry->curl = easy;
-        entry->events = what;
-        BasicHttpPollAdd(entry);
+    if (!entry) {
+        AddSocket(state, descriptor, easy, what);
         return 0;
     }
-    state->sockets = new BasicHttpSocketEntry{state->sockets, descriptor, easy, what};
-    BasicHttpPollAdd(state->sockets);
+    if (entry->curl == easy && entry->events == what)
+        return 0;
+    BasicHttpPollRemove(entry);
+    entry->curl = easy;
+    entry->events = what;
+    BasicHttpPollAdd(entry);
     return 0;
 }
 
@@ -221,8 +237,11 @@ int BasicHttpTimerCurlCallback(CURLM *, long timeoutMs, void *) {
 }
 
 void BasicHttpLeaveLoop(BasicHttpGlobalState *state) {
-    while (state->sockets)
-        ForgetSocket(state, state->sockets->socket);
+    while (BasicHttpSocketEntry *entry = state->sockets) {
+        /* libcurl may report the socket again while it is shut down */
+        curl_multi_assign(state->multi, entry->socket, nullptr);
+        ForgetSocket(entry);
+    }
     RemoveTimer(state);
     if (state->hasKick)
         pollCallbackRemoveProc(0, BasicHttpSocketPollCallback, nullptr, POLL_REALTIME,
