@@ -1,5 +1,7 @@
 #include "ozy/lib/orvane/soap/orvaneSoapInt.h"
 
+#include <algorithm>
+#include <atomic>
 #include <span>
 
 #include "lib/misc/glibPtr.h"
@@ -18,6 +20,14 @@ constexpr std::string_view kHead =
     "<soapenv:Body>\n";
 /* Room for a plain call. Larger blocks are slower to allocate. */
 constexpr gsize kFirstSize = 1000;
+constexpr gsize kMaxFirstSize = 4 << 20;
+
+/* Length of the last request, which the next one probably has, too. */
+constinit std::atomic<gsize> gLastLength = 0;
+
+gsize SoapFirstSize() {
+    return std::clamp(gLastLength.load(std::memory_order_relaxed) + 1, kFirstSize, kMaxFirstSize);
+}
 constexpr std::string_view kTrailer = "\n</soapenv:Body>\n</soapenv:Envelope>";
 
 /* As many levels of objects as the reader accepts of elements. */
@@ -129,7 +139,7 @@ char *OrvaneSoapWriteRequest(const SoapDestination &destination, const char *typ
                              const OrvaneArgument *arguments, guint count, gsize *length,
                              bool *isCut) {
     const std::string_view method = OrvaneSoapSpell(methodName);
-    GStringPtr out(g_string_sized_new(kFirstSize));
+    GStringPtr out(g_string_sized_new(SoapFirstSize()));
     OrvaneSoapAppend(out.get(),
                      {kHead, "<", method, " xmlns=\"urn:", OrvaneSoapSpell(destination.ns), "\">",
                       "<_this type=\"", OrvaneSoapSpell(typeName), "\">", OrvaneSoapSpell(objectId),
@@ -145,6 +155,7 @@ char *OrvaneSoapWriteRequest(const SoapDestination &destination, const char *typ
     }
 
     OrvaneSoapAppend(out.get(), {"</", method, ">", kTrailer});
+    gLastLength.store(out->len, std::memory_order_relaxed);
     if (length != nullptr)
         *length = out->len;
     return g_string_free(out.release(), FALSE);

@@ -78,6 +78,54 @@ TEST(SoapPrimitive, WholeNumbersReadLikeScanfForAnyText) {
     compare(gulong(), "%lu", orvane_soap_deserialize_uint64, G_TYPE_UINT64);
 }
 
+TEST(SoapPrimitive, RealNumbersReadLikeScanfForAnyText) {
+    std::vector<std::string> texts = {"",
+                                      "-",
+                                      ".",
+                                      "-.5",
+                                      ".5",
+                                      "5.",
+                                      "1.2.3",
+                                      "+1",
+                                      " 1.5",
+                                      "1.5 ",
+                                      "0x1p3",
+                                      "1e400",
+                                      "-0",
+                                      "-0.0",
+                                      "inf",
+                                      "1,5",
+                                      "0.1",
+                                      "16777217",
+                                      "16777216",
+                                      "nan",
+                                      "1.5x",
+                                      "--1",
+                                      "1e-5",
+                                      "0.3e",
+                                      "9007199254740993",
+                                      "0.1234567890123456789012",
+                                      "123456789.123456789"};
+    for (int i = 0; i < 3000; i++) {
+        const GPtr<char> text(g_strdup_printf("%s%d.%0*d", i % 3 == 0 ? "-" : "", i * 7919 % 100003,
+                                              i % 9 + 1, i * 104729 % 1000));
+        texts.emplace_back(text.get());
+    }
+    const Warnings refusals;
+    const auto compare = [&]<class Number>(Number number, const char *format, Reader read,
+                                           GType type, Number (*get)(const GValue *)) {
+        for (const std::string &text : texts) {
+            Value value(type);
+            const bool isScanned = sscanf(text.c_str(), format, &number) == 1;
+            ASSERT_EQ(isScanned, read(text.c_str(), value.get())) << text;
+            const Number got = get(value.get());
+            EXPECT_TRUE(!isScanned || memcmp(&number, &got, sizeof number) == 0) << text;
+        }
+    };
+    compare(gfloat(), "%f", orvane_soap_deserialize_float, G_TYPE_FLOAT, g_value_get_float);
+    compare(gdouble(), "%lf", orvane_soap_deserialize_double, G_TYPE_DOUBLE, g_value_get_double);
+}
+
 TEST(SoapPrimitive, TimesAreReadAsByGLib) {
     std::vector<std::string> texts = {"2014-03-01T09:26:53.",       "2014-03-01T09:26:53.Z",
                                       "2014-03-01T09:26:53,5Z",     "2014-03-01T09:26:53.1234567Z",
