@@ -4,12 +4,13 @@
  *
  *   queued -> ACKNOWLEDGED    running -> RUNNING    success -> SUCCEEDED    error, cancelled -> FAILED
  *
- * The task may outlive its session. orvane_session_get_momgr() accepts the pointer to a session that is gone.
+ * The task may outlive its session; SchemaSession_GetManager() then returns NULL.
  */
 #include "lib/misc/glibPtr.h"
 #include "ozy/lib/orvane/listener/orvaneListenerInt.h"
 #include "ozy/lib/orvane/runtime/orvaneRuntime.h"
 #include "ozy/lib/orvane/runtime/roomsAbove.h"
+#include "ozy/lib/orvane/schema/schemaSession.h"
 #include "ozy/lib/orvane/soap/orvaneFault.h"
 
 #include <orvane/schema/qorm.h>
@@ -96,11 +97,11 @@ void orvane_listener_on_task_loaded(OrvaneListener *, OrvaneListener *listener) 
  * emitted: the session's state tells. */
 void OnTaskLoadFailed(OrvaneListener *load, OrvaneListener *listener) {
     OrvaneListenerPrivate *priv = listener->priv;
-    OrvaneSession *session = TaskProxy(priv)->session;
+    const SchemaSession of = SchemaSession_Of(TaskProxy(priv));
     SkemaQormMethodFault *fault = orvane_listener_get_fault(load);
     ReleaseLoadListener(priv);
-    if (orvane_session_get_momgr(session) == nullptr ||
-        orvane_session_get_state(session) == ORVANE_SESSION_DISCONNECTED) {
+    if (SchemaSession_GetManager(of) == nullptr ||
+        orvane_session_get_state(of.session) == ORVANE_SESSION_DISCONNECTED) {
         g_clear_object(&fault);
         return;
     }
@@ -110,7 +111,7 @@ void OnTaskLoadFailed(OrvaneListener *load, OrvaneListener *listener) {
 
 void LoadTask(OrvaneListener *listener) {
     OrvaneListenerPrivate *priv = listener->priv;
-    OrvaneMOMgr *momgr = orvane_session_get_momgr(TaskProxy(priv)->session);
+    OrvaneMOMgr *momgr = SchemaSession_GetManager(SchemaSession_Of(TaskProxy(priv)));
     if (momgr == nullptr)
         return;
     ObjectPtr<OrvaneListener> load(ORVANE_LISTENER(g_object_ref(orvane_listener_new())));
@@ -146,7 +147,7 @@ void OrvaneListenerReleaseTask(OrvaneListener *listener) {
 
     ObjectPtr<SkemaOzyTask> task(priv->task);
     SkemaQormManagedObject *proxy = TaskProxy(priv);
-    OrvaneMOMgr *momgr = orvane_session_get_momgr(proxy->session);
+    OrvaneMOMgr *momgr = SchemaSession_GetManager(SchemaSession_Of(proxy));
     g_signal_handler_disconnect(priv->task, priv->taskInfoHandler);
     priv->task = nullptr;
     priv->taskInfoHandler = 0;

@@ -87,6 +87,13 @@ void orvane_momgr_unload_object(OrvaneMOMgr *momgr, SkemaQormManagedObject *prox
 /* Whether the pointer is that of a session that was not finalised yet; @session may be any pointer. */
 gboolean OrvaneSession_IsLive(const OrvaneSession *session);
 
+/* Number of a live session, which no other session of the process has; 0 for any other pointer. A new session
+ * may have the address of one that was finalised, but not its number. */
+gsize OrvaneSession_GetNumber(const OrvaneSession *session);
+
+/* (transfer none) (nullable): the manager of the session with this address and number. */
+OrvaneMOMgr *OrvaneSession_GetManager(OrvaneSession *session, gsize number);
+
 /* The update stream found the connection or the permission gone. */
 void orvane_session_set_interrupted(OrvaneSession *session);
 

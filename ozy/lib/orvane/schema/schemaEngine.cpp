@@ -8,8 +8,10 @@
 #include "lib/misc/glibPtr.h"
 #include "lib/misc/panic.h"
 #include "ozy/lib/orvane/runtime/orvaneRuntime.h"
+#include "ozy/lib/orvane/runtime/roomsAbove.h"
 #include "ozy/lib/orvane/schema/schemaKinds.h"
 #include "ozy/lib/orvane/schema/schemaLookup.h"
+#include "ozy/lib/orvane/schema/schemaSession.h"
 
 namespace {
 
@@ -42,7 +44,7 @@ std::span<const SchemaFieldRow> FieldsOf(const SchemaTypeRow &row) {
     return std::span(SchemaEngine_Tables()->fields + row.first, row.count);
 }
 
-const SchemaClass *SchemaOf(gpointer object) {
+const SchemaClass *SchemaOf(gconstpointer object) {
     return reinterpret_cast<const SchemaRootClass *>(G_OBJECT_GET_CLASS(object))->schema;
 }
 
@@ -75,16 +77,17 @@ guint RoundUp(guint offset, guint size) {
     return (offset + alignment - 1) & ~(alignment - 1);
 }
 
-guint InstanceSize(const SchemaTypeRow &row);
-
-guint FirstOffset(const SchemaTypeRow &row) {
+/* Where a class keeps its first field: behind the instance of its parent, which is registered. */
+guint FirstOffset(const SchemaTypeRow &row, GType parent) {
     if (row.base == kSchemaNoType)
         return LayoutOf(row.kind).firstField;
-    return InstanceSize(SchemaEngine_Tables()->types[row.base]);
+    GTypeQuery query;
+    g_type_query(parent, &query);
+    return query.instance_size;
 }
 
-guint InstanceSize(const SchemaTypeRow &row) {
-    guint offset = FirstOffset(row);
+guint InstanceSize(const SchemaTypeRow &row, GType parent) {
+    guint offset = FirstOffset(row, parent);
     for (const SchemaFieldRow &field : FieldsOf(row)) {
         const guint size = SchemaStore_For(field)->size;
         offset = RoundUp(offset, size) + size;
@@ -95,6 +98,22 @@ guint InstanceSize(const SchemaTypeRow &row) {
     const RootLayout &layout = LayoutOf(row.kind);
     VERIFY(row.count == 0 || offset <= layout.session);
     return layout.size;
+}
+
+/* ---- the session of an instance ---- */
+
+OrvaneSession *&SessionField(gpointer object) {
+    return G_STRUCT_MEMBER(OrvaneSession *, object, SchemaOf(object)->sessionOffset);
+}
+
+SchemaSession &Record(gpointer object) {
+    return G_STRUCT_MEMBER(SchemaSession, object, SchemaOf(object)->recordOffset);
+}
+
+/* Records that an optional field was set. */
+void Mark(GObject *object, const SchemaField *field) {
+    if (field->mark != 0)
+        g_object_set_qdata(object, field->mark, GINT_TO_POINTER(1));
 }
 
 /* ---- called by the property system ---- */
@@ -123,9 +142,8 @@ const SchemaField *FieldFor(GObject *object, guint id, const GParamSpec *pspec) 
     return nullptr;
 }
 
-SchemaPlace PlaceOf(GObject *object, const SchemaClass *klass, const SchemaField *field) {
-    return {field, G_STRUCT_MEMBER_P(object, field->offset),
-            &G_STRUCT_MEMBER(OrvaneSession *, object, klass->sessionOffset)};
+SchemaPlace PlaceOf(GObject *object, const SchemaField *field) {
+    return {field, G_STRUCT_MEMBER_P(object, field->offset), object};
 }
 
 void SchemaSetProperty(GObject *object, guint id, const GValue *value, GParamSpec *pspec) {
@@ -135,13 +153,13 @@ void SchemaSetProperty(GObject *object, guint id, const GValue *value, GParamSpe
 
 void SchemaGetProperty(GObject *object, guint id, GValue *value, GParamSpec *pspec) {
     if (const SchemaField *field = FieldFor(object, id, pspec))
-        field->store->get(PlaceOf(object, SchemaOf(object), field), value);
+        field->store->get(PlaceOf(object, field), value);
 }
 
 void ReleaseFields(GObject *object, const SchemaClass *klass) {
     for (const SchemaField &field : std::span(klass->fields, klass->numFields)) {
         if (field.store->release != nullptr)
-            field.store->release(PlaceOf(object, klass, &field));
+            field.store->release(PlaceOf(object, &field));
     }
 }
 
@@ -204,20 +222,29 @@ void InitField(SchemaField &field, const SchemaFieldRow &row) {
 
 /* ---- classes ---- */
 
+/* Where an instance of the root keeps its SchemaSession; in all classes below it, too. */
+gint AddRecord(gpointer rootClass) {
+    gint offset = g_type_add_instance_private(G_TYPE_FROM_CLASS(rootClass), sizeof(SchemaSession));
+    g_type_class_adjust_private_offset(rootClass, &offset);
+    return offset;
+}
+
 SchemaClass *NewSchemaClass(const SchemaRootClass &from, const SchemaTypeRow &row) {
     const GType type = G_TYPE_FROM_CLASS(&from);
     auto *schema = g_new0(SchemaClass, 1);
     schema->base = row.base == kSchemaNoType ? nullptr : from.schema; /* still the base's */
     schema->row = &row;
     schema->name = Text(row.name);
+    schema->wireName = Text(row.wireName);
     schema->type = type;
     schema->chainUp =
         schema->base != nullptr ? schema->base->chainUp : from.parent.finalize; /* GObject's */
     schema->sessionOffset = LayoutOf(row.kind).session;
+    schema->recordOffset = schema->base != nullptr ? schema->base->recordOffset : 0;
     schema->numFields = row.count;
     schema->fields = g_new0(SchemaField, row.count);
 
-    guint offset = FirstOffset(row);
+    guint offset = FirstOffset(row, g_type_parent(type));
     for (guint i = 0; i < row.count; i++) {
         SchemaField &field = schema->fields[i];
         InitField(field, FieldsOf(row)[i]);
@@ -240,7 +267,9 @@ void NewRootSignals(GType type, SchemaKind kind) {
 void SchemaClassInit(gpointer klass, gpointer index) {
     const SchemaTypeRow &row = SchemaEngine_Tables()->types[GPOINTER_TO_UINT(index)];
     auto *root = static_cast<SchemaRootClass *>(klass);
-    const SchemaClass *schema = NewSchemaClass(*root, row);
+    SchemaClass *schema = NewSchemaClass(*root, row);
+    if (row.base == kSchemaNoType)
+        schema->recordOffset = AddRecord(klass);
     root->schema = schema;
     root->parent.finalize = SchemaFinalize;
     if (row.count > 0) {
@@ -274,7 +303,7 @@ GType ParentOf(const SchemaTypeRow &row) {
 
 GType RegisterClass(const SchemaTypeRow &row, const char *name, guint index) {
     const GType parent = ParentOf(row);
-    const guint instanceSize = InstanceSize(row);
+    const guint instanceSize = InstanceSize(row, parent);
     VERIFY(instanceSize <= G_MAXUINT16); /* the range of GTypeInfo::instance_size */
     const GTypeInfo info = {
         .class_size = sizeof(SchemaRootClass),
@@ -381,9 +410,66 @@ const SchemaClass *SchemaClass_Get(gpointer klass) {
 }
 
 void SchemaClass_SetField(GObject *object, const SchemaField *field, const GValue *value) {
-    field->store->set(PlaceOf(object, SchemaOf(object), field), value);
-    if (field->mark != 0)
-        g_object_set_qdata(object, field->mark, GINT_TO_POINTER(1));
+    field->store->set(PlaceOf(object, field), value);
+    Mark(object, field);
+}
+
+void SchemaClass_TakeField(GObject *object, const SchemaField *field, GValue *value) {
+    const auto take = field->store->take;
+    if (take != nullptr)
+        take(PlaceOf(object, field), value);
+    else
+        field->store->set(PlaceOf(object, field), value);
+    Mark(object, field);
+}
+
+const SchemaClass *SchemaClass_Of(gconstpointer object) {
+    return SchemaOf(object);
+}
+
+GValueArray *SchemaField_GetArray(GObject *object, const SchemaField *field) {
+    const bool isPlain = (field->row->flags & SCHEMA_ARRAY) &&
+                         !(field->row->flags & SCHEMA_DYNAMIC) &&
+                         field->row->kind != SCHEMA_VALUE_MANAGED;
+    return isPlain ? *SchemaField_In<GValueArray *>(object, field) : nullptr;
+}
+
+const SchemaField *SchemaClass_FindField(GObject *object, const GParamSpec *pspec) {
+    const SchemaClass *schema = SchemaClass_Get(G_OBJECT_GET_CLASS(object));
+    if (schema == nullptr || schema->type != G_OBJECT_TYPE(object))
+        return nullptr;
+    while (schema != nullptr && schema->type != pspec->owner_type)
+        schema = schema->base;
+    const bool isField = schema != nullptr && pspec->param_id - 1 < schema->numFields &&
+                         schema->fields[pspec->param_id - 1].pspec == pspec;
+    return isField ? schema->fields + pspec->param_id - 1 : nullptr;
+}
+
+SchemaSession SchemaSession_Of(gpointer object) {
+    OrvaneSession *session = SessionField(object);
+    const SchemaSession &record = Record(object);
+    if (session == nullptr || record.session == session)
+        return {session, session != nullptr ? record.number : 0};
+    return {session, OrvaneSession_GetNumber(session)};
+}
+
+void SchemaSession_Set(gpointer object, const SchemaSession &of) {
+    SessionField(object) = of.session;
+    Record(object) = of;
+}
+
+void SchemaSession_Set(gpointer object, OrvaneSession *session) {
+    SchemaSession_Set(object, {session, OrvaneSession_GetNumber(session)});
+}
+
+OrvaneSession *SchemaSession_GetLive(gpointer object) {
+    const SchemaSession of = SchemaSession_Of(object);
+    return of.number != 0 && OrvaneSession_GetNumber(of.session) == of.number ? of.session
+                                                                              : nullptr;
+}
+
+OrvaneMOMgr *SchemaSession_GetManager(const SchemaSession &of) {
+    return OrvaneSession_GetManager(of.session, of.number);
 }
 
 void skema_core_populate_name_map(GHashTable *table) {

@@ -48,10 +48,12 @@ struct SchemaField {
 struct SchemaClass {
     const SchemaClass *base; /* NULL for a root */
     const SchemaTypeRow *row;
-    const char *name; /* "SkemaOzyTaskInfo" */
+    const char *name;     /* "SkemaOzyTaskInfo" */
+    const char *wireName; /* "TaskInfo" */
     GType type;
     void (*chainUp)(GObject *object); /* finalises the part above the schema's root */
     guint32 sessionOffset;            /* of the OrvaneSession * in the instance, in bytes */
+    gint32 recordOffset;              /* of the SchemaSession in the instance's private part */
     guint32 numFields;
     SchemaField *fields; /* own fields only; the field at place i has the property id i + 1 */
 };
@@ -60,10 +62,28 @@ struct SchemaClass {
  * application may have registered it below one). NULL if it has none. */
 const SchemaClass *SchemaClass_Get(gpointer klass);
 
+/* The same for an object that is below one of the roots of the schema. */
+const SchemaClass *SchemaClass_Of(gconstpointer object);
+
 /* Does what the class's set_property does for this field, without the way through the property
  * system: no check of the value, which must hold the pspec's value type, and no "notify".
  * The field must be one of a class that the object is of. */
 void SchemaClass_SetField(GObject *object, const SchemaField *field, const GValue *value);
+
+/* The same, but takes over the content of the value where that saves a copy. */
+void SchemaClass_TakeField(GObject *object, const SchemaField *field, GValue *value);
+
+/* The field behind a property; NULL if an application's class below the schema's has it, or may store it. */
+const SchemaField *SchemaClass_FindField(GObject *object, const GParamSpec *pspec);
+
+/* Where a field is kept in the object. What is there is described in schemaStore.h. */
+template <class T> T *SchemaField_In(GObject *object, const SchemaField *field) {
+    return static_cast<T *>(G_STRUCT_MEMBER_P(object, field->offset));
+}
+
+/* The array in a field, to be changed in place. NULL if there is none, or if it is kept in another way, as references
+ * to managed objects and lists of any values are. */
+GValueArray *SchemaField_GetArray(GObject *object, const SchemaField *field);
 
 /* The tables in force: those built into the library unless others were put in their place. */
 const SchemaTables *SchemaEngine_Tables();

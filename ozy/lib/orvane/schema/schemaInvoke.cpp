@@ -12,6 +12,7 @@
 #include "ozy/lib/orvane/runtime/roomsAbove.h"
 #include "ozy/lib/orvane/schema/schemaEngine.h"
 #include "ozy/lib/orvane/schema/schemaKinds.h"
+#include "ozy/lib/orvane/schema/schemaSession.h"
 
 namespace {
 
@@ -62,6 +63,9 @@ void orvane_schema_invoke(guint method, gpointer object, OrvaneListener *listene
     g_return_if_fail(SKEMA_IS_QORM_MANAGED_OBJECT(object));
     auto *target = static_cast<SkemaQormManagedObject *>(object);
     g_return_if_fail(target->session != nullptr);
+    const bool isSessionReused =
+        OrvaneSession_IsLive(target->session) && SchemaSession_GetLive(target) == nullptr;
+    g_return_if_fail(!isSessionReused);
 
     SchemaParameters from;
     va_start(from.list, listener);

@@ -25,9 +25,18 @@ template <class T, auto read, auto write> constexpr SchemaStore Plain() {
         [](const SchemaPlace &place, const GValue *value) {
             Held<T>(place) = static_cast<T>(read(value));
         },
+        nullptr,
         [](const SchemaPlace &place, GValue *value) { write(value, Held<T>(place)); },
         nullptr,
     };
+}
+
+/* Takes the pointer that a value of a boxed or an object type owns; NULL if it owns none. */
+template <class T> T *StealPointer(GValue *value) {
+    const bool isOwned =
+        G_VALUE_HOLDS_OBJECT(value) ||
+        (G_VALUE_HOLDS_BOXED(value) && !(value->data[1].v_uint & G_VALUE_NOCOPY_CONTENTS));
+    return isOwned ? static_cast<T *>(std::exchange(value->data[0].v_pointer, nullptr)) : nullptr;
 }
 
 /* What is kept through one pointer: a copy made by dup, given back by release, shown by show. The
@@ -37,6 +46,14 @@ template <class T, auto dup, auto show, auto release> constexpr SchemaStore Poin
         sizeof(T *),
         [](const SchemaPlace &place, const GValue *value) {
             T *old = std::exchange(Held<T *>(place), static_cast<T *>(dup(value)));
+            if (old != nullptr)
+                release(old);
+        },
+        [](const SchemaPlace &place, GValue *value) {
+            T *next = StealPointer<T>(value);
+            if (next == nullptr)
+                next = static_cast<T *>(dup(value));
+            T *old = std::exchange(Held<T *>(place), next);
             if (old != nullptr)
                 release(old);
         },

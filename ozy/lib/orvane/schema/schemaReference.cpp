@@ -15,9 +15,9 @@ template <class T> T &Held(const SchemaPlace &place) {
     return *static_cast<T *>(place.data);
 }
 
-/* Returns NULL without a session, and for a session that was finalised. */
-OrvaneMOMgr *ManagerOf(OrvaneSession *session) {
-    return session != nullptr ? orvane_session_get_momgr(session) : nullptr;
+/* NULL if the session of the object was finalised or has none. */
+OrvaneMOMgr *ManagerOf(const SchemaPlace &place) {
+    return SchemaSession_GetManager(SchemaSession_Of(place.object));
 }
 
 void WarnNoManager(const char *id, GType type) {
@@ -44,8 +44,8 @@ SkemaQormManagedObject *ProxyIn(const GValue *value) {
 
 /* Releases the proxy with this id, which destroys it if it has no owner. The manager is looked up each
  * time, since finalising a proxy may run the application's code. */
-void ReleaseProxy(OrvaneSession *session, const char *id) {
-    OrvaneMOMgr *manager = id != nullptr ? ManagerOf(session) : nullptr;
+void ReleaseProxy(const SchemaSession &of, const char *id) {
+    OrvaneMOMgr *manager = id != nullptr ? SchemaSession_GetManager(of) : nullptr;
     SkemaQormManagedObject *proxy = manager != nullptr ? orvane_momgr_lookup(manager, id) : nullptr;
     if (proxy == nullptr)
         return;
@@ -83,11 +83,11 @@ private:
 
 void ReferenceSet(const SchemaPlace &place, const GValue *value) {
     SkemaQormManagedObject *proxy = ProxyIn(value);
-    OrvaneSession *oldSession = *place.session;
+    const SchemaSession oldSession = SchemaSession_Of(place.object);
     SchemaReference next = {nullptr, place.field->valueType};
     if (proxy != nullptr) {
         next = {g_strdup(proxy->id), G_OBJECT_TYPE(proxy)};
-        *place.session = proxy->session;
+        SchemaSession_Set(place.object, SchemaSession_Of(proxy));
     }
     const GPtr<char> oldId(std::exchange(Held<SchemaReference>(place), next).id);
     if (oldId != nullptr) {
@@ -100,7 +100,7 @@ void ReferenceGet(const SchemaPlace &place, GValue *value) {
     const auto &[id, type] = Held<SchemaReference>(place);
     if (id == nullptr)
         return;
-    if (OrvaneMOMgr *manager = ManagerOf(*place.session))
+    if (OrvaneMOMgr *manager = ManagerOf(place))
         g_value_set_object(value, orvane_momgr_lookup_or_create(manager, id, type));
     else
         WarnNoManager(id, type);
@@ -109,7 +109,7 @@ void ReferenceGet(const SchemaPlace &place, GValue *value) {
 void ReferenceRelease(const SchemaPlace &place) {
     const SchemaReference none = {nullptr, place.field->valueType};
     const GPtr<char> id(std::exchange(Held<SchemaReference>(place), none).id);
-    ReleaseProxy(*place.session, id.get());
+    ReleaseProxy(SchemaSession_Of(place.object), id.get());
 }
 
 /* ---- a list of managed objects ---- */
@@ -135,10 +135,10 @@ SchemaReferenceArray ReferencesIn(const GValueArray *proxies) {
 }
 
 /* Frees the list. Releases each proxy before, if it is a list of ids. */
-void FreeReferences(OrvaneSession *session, const SchemaReferenceArray &references) {
+void FreeReferences(const SchemaSession &of, const SchemaReferenceArray &references) {
     if (references.types != nullptr) {
         for (guint i = 0; i < references.ids->n_values; i++)
-            ReleaseProxy(session, g_value_get_string(references.ids->values + i));
+            ReleaseProxy(of, g_value_get_string(references.ids->values + i));
         g_array_free(references.types, TRUE);
     }
     if (references.ids != nullptr)
@@ -149,12 +149,12 @@ void FreeReferences(OrvaneSession *session, const SchemaReferenceArray &referenc
 void AdoptSession(const SchemaPlace &place, const GValueArray *proxies) {
     if (proxies->n_values == 0)
         return;
-    if (const SkemaQormManagedObject *first = ProxyIn(Unboxed(proxies->values)))
-        *place.session = first->session;
+    if (SkemaQormManagedObject *first = ProxyIn(Unboxed(proxies->values)))
+        SchemaSession_Set(place.object, SchemaSession_Of(first));
 }
 
 void ReplaceReferences(const SchemaPlace &place, const SchemaReferenceArray &next,
-                       OrvaneSession *oldSession, const GValueArray *proxies) {
+                       const SchemaSession &oldSession, const GValueArray *proxies) {
     const auto old = std::exchange(Held<SchemaReferenceArray>(place), next);
     std::vector<ProxyGuard> guards;
     if (old.types != nullptr && next.types != nullptr) {
@@ -167,7 +167,7 @@ void ReplaceReferences(const SchemaPlace &place, const SchemaReferenceArray &nex
 
 void ReferenceArraySet(const SchemaPlace &place, const GValue *value) {
     const auto *proxies = static_cast<const GValueArray *>(g_value_get_boxed(value));
-    OrvaneSession *oldSession = *place.session;
+    const SchemaSession oldSession = SchemaSession_Of(place.object);
     SchemaReferenceArray next = {};
     if (proxies != nullptr) {
         next = ReferencesIn(proxies);
@@ -180,7 +180,7 @@ void ReferenceArrayGet(const SchemaPlace &place, GValue *value) {
     const auto &[ids, types] = Held<SchemaReferenceArray>(place);
     if (ids == nullptr)
         return;
-    OrvaneMOMgr *manager = ManagerOf(*place.session);
+    OrvaneMOMgr *manager = ManagerOf(place);
     if (manager == nullptr) {
         g_log(nullptr, G_LOG_LEVEL_WARNING, "Failed to get the OrvaneMOMgr to get an array\n");
         return;
@@ -200,7 +200,7 @@ void ReferenceArrayGet(const SchemaPlace &place, GValue *value) {
 
 void ReferenceArrayRelease(const SchemaPlace &place) {
     const auto old = std::exchange(Held<SchemaReferenceArray>(place), SchemaReferenceArray{});
-    FreeReferences(*place.session, old);
+    FreeReferences(SchemaSession_Of(place.object), old);
 }
 
 /* ---- a list of any: of managed objects if its first element is one ---- */
@@ -213,7 +213,7 @@ void DynamicArraySet(const SchemaPlace &place, const GValue *value) {
     }
     const SchemaReferenceArray next = {static_cast<GValueArray *>(g_value_dup_boxed(value)),
                                        nullptr};
-    ReplaceReferences(place, next, *place.session, source);
+    ReplaceReferences(place, next, SchemaSession_Of(place.object), source);
 }
 
 void DynamicArrayGet(const SchemaPlace &place, GValue *value) {
@@ -226,18 +226,25 @@ void DynamicArrayGet(const SchemaPlace &place, GValue *value) {
 
 /* ---- any ---- */
 
-void FreeAny(OrvaneSession *session, SchemaAny any) {
+void FreeAny(const SchemaSession &of, SchemaAny any) {
     if (G_VALUE_TYPE(&any.value) == 0)
         return;
     if (any.moType != 0)
-        ReleaseProxy(session, g_value_get_string(&any.value));
+        ReleaseProxy(of, g_value_get_string(&any.value));
     g_value_unset(&any.value);
+}
+
+/* Fills a field without a proxy. */
+void ReplaceAny(const SchemaPlace &place, const SchemaAny &next) {
+    const auto old = std::exchange(Held<SchemaAny>(place), next);
+    if (G_VALUE_TYPE(&old.value) != 0)
+        FreeAny(SchemaSession_Of(place.object), old);
 }
 
 void AnySet(const SchemaPlace &place, const GValue *value) {
     const auto *source = static_cast<const GValue *>(g_value_get_boxed(value));
     SkemaQormManagedObject *proxy = ProxyIn(source);
-    OrvaneSession *oldSession = *place.session;
+    const SchemaSession oldSession = SchemaSession_Of(place.object);
     SchemaAny next = {};
     if (HoldsManaged(source)) {
         g_value_init(&next.value, G_TYPE_STRING);
@@ -248,10 +255,21 @@ void AnySet(const SchemaPlace &place, const GValue *value) {
         g_value_copy(source, &next.value);
     }
     if (proxy != nullptr)
-        *place.session = proxy->session;
+        SchemaSession_Set(place.object, SchemaSession_Of(proxy));
     const auto old = std::exchange(Held<SchemaAny>(place), next);
     const ProxyGuard guard(old.moType != 0 ? proxy : nullptr);
     FreeAny(oldSession, old);
+}
+
+void AnyTake(const SchemaPlace &place, GValue *value) {
+    auto *source = static_cast<GValue *>(g_value_get_boxed(value));
+    if (source == nullptr || HoldsManaged(source) ||
+        (value->data[1].v_uint & G_VALUE_NOCOPY_CONTENTS)) {
+        AnySet(place, value);
+        return;
+    }
+    const GValue none = G_VALUE_INIT;
+    ReplaceAny(place, {std::exchange(*source, none), 0});
 }
 
 void AnyGet(const SchemaPlace &place, GValue *value) {
@@ -263,7 +281,7 @@ void AnyGet(const SchemaPlace &place, GValue *value) {
     GType type = held.moType;
     SkemaQormManagedObject *proxy = nullptr;
     if (const char *id = g_value_get_string(&held.value)) {
-        if (OrvaneMOMgr *manager = ManagerOf(*place.session))
+        if (OrvaneMOMgr *manager = ManagerOf(place))
             proxy = orvane_momgr_lookup_or_create(manager, id, type);
         else
             WarnNoManager(id, type);
@@ -279,18 +297,20 @@ void AnyGet(const SchemaPlace &place, GValue *value) {
 }
 
 void AnyRelease(const SchemaPlace &place) {
-    FreeAny(*place.session, std::exchange(Held<SchemaAny>(place), SchemaAny{}));
+    ReplaceAny(place, SchemaAny{});
 }
 
 } // namespace
 
-constinit const SchemaStore kSchemaReferenceStore = {sizeof(SchemaReference), ReferenceSet,
+constinit const SchemaStore kSchemaReferenceStore = {sizeof(SchemaReference), ReferenceSet, nullptr,
                                                      ReferenceGet, ReferenceRelease};
 
-constinit const SchemaStore kSchemaReferenceArrayStore = {
-    sizeof(SchemaReferenceArray), ReferenceArraySet, ReferenceArrayGet, ReferenceArrayRelease};
+constinit const SchemaStore kSchemaReferenceArrayStore = {sizeof(SchemaReferenceArray),
+                                                          ReferenceArraySet, nullptr,
+                                                          ReferenceArrayGet, ReferenceArrayRelease};
 
 constinit const SchemaStore kSchemaDynamicArrayStore = {
-    sizeof(SchemaReferenceArray), DynamicArraySet, DynamicArrayGet, ReferenceArrayRelease};
+    sizeof(SchemaReferenceArray), DynamicArraySet, nullptr, DynamicArrayGet, ReferenceArrayRelease};
 
-constinit const SchemaStore kSchemaAnyStore = {sizeof(SchemaAny), AnySet, AnyGet, AnyRelease};
+constinit const SchemaStore kSchemaAnyStore = {sizeof(SchemaAny), AnySet, AnyTake, AnyGet,
+                                               AnyRelease};

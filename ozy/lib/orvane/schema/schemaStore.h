@@ -17,12 +17,13 @@
 #pragma once
 
 #include "ozy/lib/orvane/schema/schemaEngine.h"
+#include "ozy/lib/orvane/schema/schemaSession.h"
 
 /* A field of one object. */
 struct SchemaPlace {
     const SchemaField *field;
-    gpointer data;           /* where in the object the field is kept */
-    OrvaneSession **session; /* the object's session, borrowed; may have gone */
+    gpointer data;   /* where in the object the field is kept */
+    gpointer object; /* has the session of the references */
 };
 
 struct SchemaStore {
@@ -30,6 +31,8 @@ struct SchemaStore {
 
     /* Releases what is held and keeps what the value holds. */
     void (*set)(const SchemaPlace &place, const GValue *value);
+    /* As set, but takes over the content of the value, which may be left empty. NULL: the same as set. */
+    void (*take)(const SchemaPlace &place, GValue *value);
     /* Puts what is held into the value, which is of the pspec's type; leaves it alone if nothing
      * can be had. */
     void (*get)(const SchemaPlace &place, GValue *value);

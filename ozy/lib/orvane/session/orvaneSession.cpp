@@ -26,13 +26,14 @@ void SetText(char **field, const char *text) {
     *field = copy;
 }
 
-/* The set of all sessions that were not finalised yet; NULL while there are none. */
+/* All sessions that were not finalised yet, with their numbers; NULL while there are none. */
 constinit GHashTable *gLiveSessions = nullptr;
+constinit gsize gLastNumber = 0;
 
 void EnterLive(OrvaneSession *session) {
     if (gLiveSessions == nullptr)
         gLiveSessions = g_hash_table_new(nullptr, nullptr);
-    g_hash_table_add(gLiveSessions, session);
+    g_hash_table_insert(gLiveSessions, session, GSIZE_TO_POINTER(++gLastNumber));
 }
 
 void LeaveLive(OrvaneSession *session) {
@@ -211,7 +212,18 @@ OrvaneSession *orvane_session_new(void) {
 }
 
 gboolean OrvaneSession_IsLive(const OrvaneSession *session) {
-    return gLiveSessions != nullptr && g_hash_table_contains(gLiveSessions, session);
+    return OrvaneSession_GetNumber(session) != 0;
+}
+
+gsize OrvaneSession_GetNumber(const OrvaneSession *session) {
+    if (gLiveSessions == nullptr)
+        return 0;
+    return GPOINTER_TO_SIZE(g_hash_table_lookup(gLiveSessions, session));
+}
+
+OrvaneMOMgr *OrvaneSession_GetManager(OrvaneSession *session, gsize number) {
+    const bool isSame = number != 0 && OrvaneSession_GetNumber(session) == number;
+    return isSame ? session->priv->moMgr : nullptr;
 }
 
 OrvaneSessionState orvane_session_get_state(OrvaneSession *session) {

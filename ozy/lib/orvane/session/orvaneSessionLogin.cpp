@@ -17,6 +17,7 @@
 #include "lib/misc/log.h"
 #include "lib/misc/secret.h"
 #include "ozy/lib/orvane/runtime/orvaneRuntime.h"
+#include "ozy/lib/orvane/schema/schemaSession.h"
 #include "ozy/lib/orvane/session/sessionOwners.h"
 
 namespace {
@@ -307,7 +308,7 @@ void orvane_session_retrieveServiceInstanceContent(OrvaneSession *session,
     SkemaQormManagedObject *instance = orvane_server_create_service_instance(priv->server);
     g_clear_object(&priv->serviceInstance);
     priv->serviceInstance = SKEMA_QORM_MANAGED_OBJECT(g_object_ref_sink(instance));
-    instance->session = session;
+    SchemaSession_Set(instance, session);
     instance->id = g_strdup("ServiceInstance");
 
     OrvaneListener *internal = OrvaneSessionNewListener(

@@ -143,7 +143,10 @@ bool OrvaneSoapWriteManaged(GString *out, std::string_view name,
                             const SkemaQormManagedObject *proxy) {
     if (proxy == nullptr)
         return false;
-    const char *wireName = OrvaneType_WireName(G_OBJECT_TYPE(proxy));
+    const SchemaClass *schema = SchemaClass_Of(proxy);
+    const char *wireName = schema->type == G_OBJECT_TYPE(proxy)
+                               ? schema->wireName
+                               : OrvaneType_WireName(G_OBJECT_TYPE(proxy));
     OrvaneSoapAppend(out, {"<", name, " type=\"", OrvaneSoapSpell(wireName),
                            "\" xsi:type=\"ManagedObjectReference\">", OrvaneSoapSpell(proxy->id),
                            "</", name, ">"});

@@ -86,7 +86,8 @@ SoapProperty SoapMakeProperty(const SchemaClass *schema, GParamSpec *pspec) {
         GPOINTER_TO_SIZE(g_param_spec_get_qdata(pspec, orvane_quark_arraytype()));
     property.elementKind =
         property.elementType != 0 ? OrvaneSoapKind_Of(property.elementType) : SoapKind::Other;
-    property.heldAt = SoapHeldAt(SoapFieldOf(schema, pspec), property.kind);
+    property.field = SoapFieldOf(schema, pspec);
+    property.heldAt = SoapHeldAt(property.field, property.kind);
     property.versions = SoapPropertyVersions(pspec);
     if (pspec->flags & kOptional)
         property.mark = g_quark_from_string(("_" + property.name).c_str());

@@ -18,6 +18,7 @@
 
 #include <glib-object.h>
 
+#include "ozy/lib/orvane/schema/schemaEngine.h"
 #include "ozy/lib/orvane/soap/orvaneSoapKinds.h"
 
 struct SoapProperty {
@@ -26,10 +27,11 @@ struct SoapProperty {
     GType elementType; /* of an array; 0 if the class has not set it */
     SoapKind kind;
     SoapKind elementKind;
-    guint32 heldAt;   /* offset in the object of the pointer to the value; 0: read by get */
-    bool isPlain;     /* GLib stores any value of the type and range unchanged */
-    guint32 versions; /* as OrvaneVersionEntry::mask; 0 if the property is never written */
-    GQuark mark;      /* key of the object's data for "was set"; 0: a required property */
+    const SchemaField *field; /* of the schema; NULL for a property of an application's */
+    guint32 heldAt;           /* offset in the object of the pointer to the value; 0: read by get */
+    bool isPlain;             /* GLib stores any value of the type and range unchanged */
+    guint32 versions;         /* as OrvaneVersionEntry::mask; 0 if the property is never written */
+    GQuark mark;              /* key of the object's data for "was set"; 0: a required property */
     std::string name;
     void (*set)(GObject *object, guint id, const GValue *value, GParamSpec *pspec);
     void (*get)(GObject *object, guint id, GValue *value, GParamSpec *pspec); /* or NULL: by name */

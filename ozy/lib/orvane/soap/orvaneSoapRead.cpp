@@ -175,8 +175,12 @@ void SoapLogRefusal(const SoapProperty &property) {
         property.name.c_str(), g_type_name(property.pspec->owner_type));
 }
 
-void SoapStore(GObject *object, const SoapProperty &property, const GValue *value) {
-    if (property.isPlain && SoapValueFits(property, value))
+/* Stores a value in an object of a class of the schema, and may take its content over. */
+void SoapStore(GObject *object, const SoapProperty &property, GValue *value) {
+    const bool isPlain = property.isPlain && SoapValueFits(property, value);
+    if (isPlain && property.field != nullptr)
+        SchemaClass_TakeField(object, property.field, value);
+    else if (isPlain)
         property.set(object, property.pspec->param_id, value, property.pspec);
     else if (SoapAccepts(property, value))
         g_object_set_property(object, property.name.c_str(), value);
@@ -254,12 +258,13 @@ const char *OrvaneSoapContent(const xmlNode *node) {
 
 /* The type of the value is that of the element's attributes or name. */
 bool OrvaneSoapReadAny(SoapReader *reader, xmlNode *node, const SoapFound &, GValue *value) {
-    GValue held = G_VALUE_INIT;
-    const bool isRead = OrvaneSoapReadValue(reader, node, 0, &held);
-    if (isRead)
-        g_value_set_boxed(value, &held);
-    orvane_value_cond_unset(&held);
-    return isRead;
+    GPtr<GValue> held(g_new0(GValue, 1));
+    if (!OrvaneSoapReadValue(reader, node, 0, held.get())) {
+        orvane_value_cond_unset(held.get());
+        return false;
+    }
+    g_value_take_boxed(value, held.release());
+    return true;
 }
 
 bool OrvaneSoapReadArray(SoapReader *reader, xmlNode *node, const SoapFound &found, GValue *value) {

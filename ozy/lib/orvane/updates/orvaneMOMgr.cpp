@@ -4,6 +4,8 @@
 #include <orvane/schema/qorm.h>
 
 #include "ozy/lib/orvane/runtime/roomsAbove.h"
+#include "ozy/lib/orvane/schema/schemaReference.h"
+#include "ozy/lib/orvane/schema/schemaSession.h"
 #include "ozy/lib/orvane/updates/orvaneMOMgrInt.h"
 
 struct OrvaneMOMgrClass {
@@ -161,6 +163,42 @@ GObject *MOMgrGetObject(const GValue *value, GType type) {
                                                                                        : nullptr;
 }
 
+MOMgrReplyArray::MOMgrReplyArray(GObject *object, const char *property) {
+    if (auto *const *kept = MOMgrPeek<GValueArray *>(object, property)) {
+        array = *kept;
+        return;
+    }
+    GValueArray *got = nullptr;
+    g_object_get(object, property, &got, nullptr);
+    copy.reset(got);
+    array = got;
+}
+
+MOMgrReplyAny::MOMgrReplyAny(GObject *object) {
+    const auto *kept = MOMgrPeek<SchemaAny>(object, "val");
+    if (kept != nullptr && kept->moType == 0)
+        peeked = &kept->value;
+    else
+        orvane_object_get_any(object, "val", &copy.value);
+}
+
+void MOMgrProxies::Note(const GValue *any) {
+    if (!G_VALUE_HOLDS(any, G_TYPE_VALUE_ARRAY))
+        return;
+    const auto *array = static_cast<const GValueArray *>(g_value_get_boxed(any));
+    if (array == nullptr)
+        return;
+    for (const GValue &element : std::span(array->values, array->n_values)) {
+        if (GObject *proxy = MOMgrGetObject(&element, skema_qorm_managed_object_get_type()))
+            proxies.push_back(MOMgrHold(reinterpret_cast<SkemaQormManagedObject *>(proxy)));
+    }
+}
+
+MOMgrProxies::~MOMgrProxies() {
+    for (const auto &proxy : proxies)
+        SinkAndRelease(proxy.get());
+}
+
 OrvaneSession *MOMgrSession(OrvaneMOMgr *momgr) {
     OrvaneSession *session = momgr->priv->session;
     if (momgr->priv->isClosed || !OrvaneSession_IsLive(session))
@@ -188,7 +226,7 @@ SkemaQormManagedObject *orvane_momgr_lookup_or_create(OrvaneMOMgr *momgr, const 
 
     g_return_val_if_fail(g_type_is_a(type, skema_qorm_managed_object_get_type()), nullptr);
     auto *proxy = static_cast<SkemaQormManagedObject *>(g_object_new(type, nullptr));
-    proxy->session = momgr->priv->session;
+    SchemaSession_Set(proxy, momgr->priv->session);
     proxy->id = g_strdup(id);
     orvane_momgr_insert(momgr, proxy);
     return proxy;

@@ -1,10 +1,16 @@
 // Applies one change of one property: a value is assigned, added to an array, or removed from one, at the
 // place that the path names. A change that does not fit is dropped without a log line, since the service may
 // be newer than the schema, or hostile.
+//
+// An array that grows or shrinks by one element is changed in place. If a handler of "array_notify" may see or set
+// the property meanwhile, a copy is changed instead, and then moved into the object.
+#include <algorithm>
 #include <span>
+#include <utility>
 
 #include <orvane/schema/qorm.h>
 
+#include "ozy/lib/orvane/schema/schemaEngine.h"
 #include "ozy/lib/orvane/soap/orvaneSoapCheck.h"
 #include "ozy/lib/orvane/updates/orvaneMOMgrInt.h"
 #include "ozy/lib/orvane/updates/orvaneUpdatePath.h"
@@ -70,20 +76,66 @@ void Assign(GObject *object, const char *name, const GValue *value) {
 }
 
 void EmitArrayNotify(GObject *object, GParamSpec *pspec, gboolean isAdded, const GValue *element) {
-    if (g_signal_lookup("array_notify", G_OBJECT_TYPE(object)) == 0)
-        return;
-    GPtr<char> signal(g_strdup_printf("array_notify::%s", pspec->name));
-    g_signal_emit_by_name(object, signal.get(), pspec, isAdded, element);
+    const guint signal = g_signal_lookup("array_notify", G_OBJECT_TYPE(object));
+    if (signal != 0)
+        g_signal_emit(object, signal, g_param_spec_get_name_quark(pspec), pspec, isAdded, element);
 }
 
-void SetArray(GObject *object, GParamSpec *pspec, const GValueArray *array) {
+bool HasArrayHandler(GObject *object, GParamSpec *pspec) {
+    const guint signal = g_signal_lookup("array_notify", G_OBJECT_TYPE(object));
+    return signal != 0 &&
+           g_signal_has_handler_pending(object, signal, g_param_spec_get_name_quark(pspec), TRUE);
+}
+
+/* The property's own array, to be changed in place; NULL if it has none or may not be changed so. */
+GValueArray *ArrayInPlace(GObject *object, GParamSpec *pspec) {
+    const SchemaField *field = SchemaClass_FindField(object, pspec);
+    if (field == nullptr || HasArrayHandler(object, pspec))
+        return nullptr;
+    return SchemaField_GetArray(object, field);
+}
+
+/* Stores the array. The class of the schema takes it over; any other copies it. */
+void SetArray(GObject *object, GParamSpec *pspec, ValueArrayPtr array) {
     ScopedValue value(G_TYPE_VALUE_ARRAY);
-    g_value_set_static_boxed(&value.value, array); /* the class copies it */
-    g_object_set_property(object, pspec->name, &value.value);
+    g_value_take_boxed(&value.value, array.release());
+    const SchemaField *field = SchemaClass_FindField(object, pspec);
+    if (field == nullptr) {
+        g_object_set_property(object, pspec->name, &value.value);
+        return;
+    }
+    g_object_freeze_notify(object);
+    SchemaClass_TakeField(object, field, &value.value);
+    g_object_notify_by_pspec(object, pspec);
+    g_object_thaw_notify(object);
+}
+
+/* GLib grows an array by 8 elements at a time, which copies a long one again and again. */
+void MakeRoom(GValueArray *array) {
+    if (array->n_values < array->n_prealloced || array->n_values > G_MAXUINT / 4)
+        return;
+    const guint size = std::max(array->n_values * 2, 8U);
+    array->values = g_renew(GValue, array->values, size);
+    std::ranges::fill(std::span(array->values, size).subspan(array->n_values),
+                      GValue(G_VALUE_INIT));
+    array->n_prealloced = size;
+}
+
+/* Whether a search for a key runs no code of the application: the elements are of classes of the schema. */
+bool IsSearchPlain(const GValueArray *array) {
+    return std::ranges::all_of(
+        std::span(array->values, array->n_values), [](const GValue &element) {
+            GObject *object = MOMgrGetObject(&element, G_TYPE_OBJECT);
+            if (object == nullptr)
+                return true;
+            const SchemaClass *schema = SchemaClass_Get(G_OBJECT_GET_CLASS(object));
+            return schema != nullptr && schema->type == G_OBJECT_TYPE(object);
+        });
 }
 
 /* Appends a value; an array of the type "any" holds boxed values. */
 void Append(GValueArray *array, GType elementType, const GValue *value) {
+    MakeRoom(array);
     if (elementType != G_TYPE_VALUE || G_VALUE_HOLDS(value, G_TYPE_VALUE)) {
         g_value_array_append(array, value);
         return;
@@ -101,6 +153,18 @@ void Add(GObject *object, const std::string &piece, const GValue *value) {
         !IsElement(value, ElementType(pspec)))
         return;
 
+    if (ArrayInPlace(object, pspec) != nullptr) {
+        g_object_freeze_notify(object);
+        EmitArrayNotify(object, pspec, TRUE, value);
+        /* the emission may have run a class handler that an application installed */
+        if (GValueArray *own = ArrayInPlace(object, pspec)) {
+            Append(own, ElementType(pspec), value);
+            g_object_notify_by_pspec(object, pspec);
+        }
+        g_object_thaw_notify(object);
+        return;
+    }
+
     ValueArrayPtr array = OrvaneUpdatePath_GetArray(object, pspec);
     if (array == nullptr)
         array.reset(g_value_array_new(1));
@@ -108,22 +172,52 @@ void Add(GObject *object, const std::string &piece, const GValue *value) {
 
     g_object_freeze_notify(object);
     EmitArrayNotify(object, pspec, TRUE, value);
-    SetArray(object, pspec, array.get());
+    SetArray(object, pspec, std::move(array));
     g_object_thaw_notify(object);
+}
+
+/* Whether an index is that of an element. -1, for a key without an element, raises a warning. */
+bool CheckIndex(const GValueArray *array, gint index) {
+    return OrvaneSoapCheck(static_cast<guint>(index) < array->n_values, "g_value_array_get_nth",
+                           "index < value_array->n_values");
+}
+
+/* FALSE if the array must be changed in a copy. */
+bool RemoveInPlace(OrvaneMOMgr *momgr, GObject *object, const OrvaneUpdateElement &element) {
+    GValueArray *array = ArrayInPlace(object, element.pspec);
+    if (array == nullptr || !IsSearchPlain(array))
+        return false;
+    const OrvaneUpdateSearch search = OrvaneUpdatePath_FindElement(momgr, array, element.key);
+    if (!search.isPossible || !CheckIndex(array, search.index))
+        return true;
+
+    const auto index = static_cast<guint>(search.index);
+    ScopedValue removed(G_VALUE_TYPE(&array->values[index]));
+    g_value_copy(&array->values[index], &removed.value);
+    EmitArrayNotify(object, element.pspec, FALSE, &removed.value);
+    /* the emission may have run a class handler that an application installed */
+    array = ArrayInPlace(object, element.pspec);
+    if (array == nullptr || index >= array->n_values)
+        return true;
+    g_value_array_remove(array, index);
+    g_object_notify_by_pspec(object, element.pspec);
+    return true;
 }
 
 } // namespace
 
 /* "array_notify" is emitted while the element is still in the array. */
 void orvane_momgr_remove_element(OrvaneMOMgr *momgr, GObject *object, const char *path) {
-    gint index = 0;
-    ValueArrayPtr array(orvane_momgr_extract_array_element(momgr, object, path, &index));
-    if (array == nullptr ||
-        !OrvaneSoapCheck(static_cast<guint>(index) < array->n_values, "g_value_array_get_nth",
-                         "index < value_array->n_values"))
-        return;
+    const OrvaneUpdateElement piece = OrvaneUpdatePath_ParseElement(object, path);
     GParamSpec *pspec =
         OrvaneUpdatePath_FindProperty(object, OrvaneUpdatePath_PropertyName(path).c_str());
+    if (pspec != nullptr && pspec == piece.pspec && RemoveInPlace(momgr, object, piece))
+        return;
+
+    gint index = 0;
+    ValueArrayPtr array(orvane_momgr_extract_array_element(momgr, object, path, &index));
+    if (array == nullptr || !CheckIndex(array.get(), index))
+        return;
     /* A key without an element has the index -1, which the array refuses with a warning. */
     const GValue *element = g_value_array_get_nth(array.get(), static_cast<guint>(index));
     if (element == nullptr || pspec == nullptr)
@@ -131,7 +225,7 @@ void orvane_momgr_remove_element(OrvaneMOMgr *momgr, GObject *object, const char
 
     EmitArrayNotify(object, pspec, FALSE, element);
     g_value_array_remove(array.get(), static_cast<guint>(index));
-    SetArray(object, pspec, array.get());
+    SetArray(object, pspec, std::move(array));
 }
 
 void orvane_momgr_update_property(OrvaneMOMgr *momgr, GObject *object, const char *name,

@@ -14,8 +14,12 @@
  */
 #pragma once
 
+#include <span>
+#include <vector>
+
 #include "lib/misc/glibPtr.h"
 #include "ozy/lib/orvane/listener/orvaneListener.h"
+#include "ozy/lib/orvane/schema/schemaEngine.h"
 #include "ozy/lib/orvane/updates/orvaneMOMgr.h"
 
 /* A load that has not started. */
@@ -65,8 +69,59 @@ template <class T> ObjectPtr<T> MOMgrHold(T *object) {
     return ObjectPtr<T>(object != nullptr ? static_cast<T *>(g_object_ref(object)) : nullptr);
 }
 
+/*
+ * A value where an object of the schema keeps it, of the type that schemaStore.h names. NULL if the object's class is
+ * an application's, which may keep it elsewhere. The pointer is valid until the property is set.
+ */
+template <class T> T *MOMgrPeek(GObject *object, const char *property) {
+    const GParamSpec *pspec = g_object_class_find_property(G_OBJECT_GET_CLASS(object), property);
+    const SchemaField *field = pspec != nullptr ? SchemaClass_FindField(object, pspec) : nullptr;
+    return field != nullptr ? SchemaField_In<T>(object, field) : nullptr;
+}
+
+/* An array in an object that only a reply holds; it is copied only if the class is an application's. */
+class MOMgrReplyArray {
+public:
+    MOMgrReplyArray(GObject *object, const char *property);
+    std::span<const GValue> Elements() const {
+        return array != nullptr ? std::span<const GValue>(array->values, array->n_values)
+                                : std::span<const GValue>();
+    }
+
+private:
+    ValueArrayPtr copy;
+    const GValueArray *array;
+};
+
+/* The any value "val" of a change or a property of a reply, likewise. */
+class MOMgrReplyAny {
+public:
+    explicit MOMgrReplyAny(GObject *object);
+    const GValue *Get() const { return peeked != nullptr ? peeked : &copy.value; }
+
+private:
+    ScopedValue copy;
+    const GValue *peeked = nullptr;
+};
+
 /* (transfer none) (nullable): the object in a value, if it is of the type. */
 GObject *MOMgrGetObject(const GValue *value, GType type);
+
+/*
+ * Proxies that arrays in any values of a reply hold. Nothing but the registry keeps those without an owner alive when
+ * the reply is released. So they are released after it, as those of single references are.
+ */
+class MOMgrProxies {
+public:
+    MOMgrProxies() = default;
+    ~MOMgrProxies();
+    MOMgrProxies(const MOMgrProxies &) = delete;
+    MOMgrProxies &operator=(const MOMgrProxies &) = delete;
+    void Note(const GValue *any);
+
+private:
+    std::vector<ObjectPtr<SkemaQormManagedObject>> proxies;
+};
 
 /* The session, while its connection is the one of this manager; otherwise NULL. */
 OrvaneSession *MOMgrSession(OrvaneMOMgr *momgr);

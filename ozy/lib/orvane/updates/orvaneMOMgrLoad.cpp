@@ -11,6 +11,7 @@
 #include "ozy/lib/orvane/listener/orvaneListenerInt.h"
 #include "ozy/lib/orvane/runtime/orvaneRuntime.h"
 #include "ozy/lib/orvane/runtime/roomsAbove.h"
+#include "ozy/lib/orvane/schema/schemaSession.h"
 #include "ozy/lib/orvane/updates/orvaneMOMgrInt.h"
 
 namespace {
@@ -140,9 +141,9 @@ gboolean Adopt(OrvaneMOMgr *momgr, SkemaQormManagedObject *proxy) {
         return TRUE;
     if (proxy->id == nullptr || orvane_momgr_lookup(momgr, proxy->id) != nullptr)
         return FALSE;
-    if (proxy->session != nullptr && proxy->session != momgr->priv->session)
+    if (proxy->session != nullptr && SchemaSession_GetLive(proxy) != momgr->priv->session)
         return FALSE;
-    proxy->session = momgr->priv->session;
+    SchemaSession_Set(proxy, momgr->priv->session);
     proxy->loadCount = 0;
     orvane_momgr_insert(momgr, proxy);
     return TRUE;
@@ -171,40 +172,40 @@ void ClearProperties(SkemaQormManagedObject *proxy) {
 }
 
 /* Writes the values that were read of one object into its proxy. Returns the proxy, or NULL. */
-ObjectPtr<GObject> ApplyContent(OrvaneMOMgr *momgr, GObject *content) {
+ObjectPtr<GObject> ApplyContent(OrvaneMOMgr *momgr, GObject *content, MOMgrProxies *inArrays) {
     GObject *object = nullptr;
-    GValueArray *properties = nullptr;
-    g_object_get(content, "obj", &object, "propSet", &properties, nullptr);
+    g_object_get(content, "obj", &object, nullptr);
     ObjectPtr<GObject> proxy(object);
-    ValueArrayPtr propSet(properties);
-    if (proxy == nullptr || propSet == nullptr)
+    const MOMgrReplyArray propSet(content, "propSet");
+    if (proxy == nullptr)
         return proxy;
 
-    for (const GValue &element : std::span(propSet->values, propSet->n_values)) {
+    for (const GValue &element : propSet.Elements()) {
         GObject *property = MOMgrGetObject(&element, skema_qorm_dynamic_property_get_type());
         if (property == nullptr || MOMgrSession(momgr) == nullptr)
             continue;
         char *name = nullptr;
         g_object_get(property, "name", &name, nullptr);
         GPtr<char> owner(name);
-        ScopedValue value;
-        orvane_object_get_any(property, "val", &value.value);
+        const MOMgrReplyAny value(property);
+        inArrays->Note(value.Get());
         if (name != nullptr)
-            orvane_momgr_update_property(momgr, proxy.get(), name, &value.value,
+            orvane_momgr_update_property(momgr, proxy.get(), name, value.Get(),
                                          SKEMA_QORM_CORE_PROPERTY_COLLECTOR_CHANGE_ASSIGN);
     }
     return proxy;
 }
 
 /* Applies all contents. Returns their proxies. */
-ValueArrayPtr ApplyContents(OrvaneMOMgr *momgr, const GValueArray *contents) {
+ValueArrayPtr ApplyContents(OrvaneMOMgr *momgr, const GValueArray *contents,
+                            MOMgrProxies *inArrays) {
     ValueArrayPtr proxies(g_value_array_new(contents->n_values));
     const GType contentType = skema_qorm_core_property_collector_object_content_get_type();
     for (const GValue &element : std::span(contents->values, contents->n_values)) {
         GObject *content = MOMgrGetObject(&element, contentType);
         if (content == nullptr)
             continue;
-        const auto proxy = ApplyContent(momgr, content);
+        const auto proxy = ApplyContent(momgr, content, inArrays);
         if (proxy == nullptr)
             continue;
         ScopedValue value(G_OBJECT_TYPE(proxy.get()));
@@ -457,6 +458,7 @@ void orvane_momgr_retrieve_contents(OrvaneMOMgr *momgr, GValueArray *filterSpecS
 void orvane_momgr_retrieve_contents_cb(OrvaneListener *internal, gpointer data) {
     OrvaneMOMgr *momgr = Cast(data);
     const auto holdManager = MOMgrHold(momgr);
+    MOMgrProxies inArrays; /* released after the reply */
     const ObjectPtr<OrvaneListener> release(internal);
     /* After a failure the application's listener is answered only when the connection ends. */
     if (orvane_listener_get_state(internal) != ORVANE_LISTENER_SUCCEEDED)
@@ -469,7 +471,7 @@ void orvane_momgr_retrieve_contents_cb(OrvaneListener *internal, gpointer data) 
         contents = static_cast<GValueArray *>(g_value_get_boxed(&result.value));
     ScopedValue proxies(G_TYPE_VALUE_ARRAY);
     if (contents != nullptr)
-        g_value_take_boxed(&proxies.value, ApplyContents(momgr, contents).release());
+        g_value_take_boxed(&proxies.value, ApplyContents(momgr, contents, &inArrays).release());
 
     auto *listener = static_cast<OrvaneListener *>(
         g_object_get_qdata(G_OBJECT(internal), orvane_quark_listener()));

@@ -24,25 +24,41 @@ gboolean IsFault(gpointer fault, GType type) {
     return g_type_check_instance_is_a(static_cast<GTypeInstance *>(fault), type);
 }
 
-void ApplyChange(OrvaneMOMgr *momgr, SkemaQormManagedObject *proxy, GObject *change) {
-    char *name = nullptr;
+/* What is passed on while an update set is applied. */
+struct Updates {
+    OrvaneMOMgr *momgr;
+    MOMgrProxies proxies; /* to be released after the set */
+};
+
+void ApplyChange(Updates *updates, SkemaQormManagedObject *proxy, GObject *change) {
     gint op = SKEMA_QORM_CORE_PROPERTY_COLLECTOR_CHANGE_ADD;
-    g_object_get(change, "name", &name, "op", &op, nullptr);
-    GPtr<char> owner(name);
-    if (name == nullptr)
-        return;
-    ScopedValue value;
-    orvane_object_get_any(change, "val", &value.value);
-    orvane_momgr_update_property(momgr, G_OBJECT(proxy), name, &value.value, op);
+    GPtr<char> copy;
+    const char *name = nullptr;
+    auto *const *peekedName = MOMgrPeek<char *>(change, "name");
+    const auto *peekedOp = MOMgrPeek<gint32>(change, "op");
+    if (peekedName != nullptr && peekedOp != nullptr) {
+        name = *peekedName;
+        op = *peekedOp;
+    } else {
+        char *got = nullptr;
+        g_object_get(change, "name", &got, "op", &op, nullptr);
+        copy.reset(got);
+        name = got;
+    }
+    const MOMgrReplyAny value(change);
+    updates->proxies.Note(value.Get());
+    if (name != nullptr)
+        orvane_momgr_update_property(updates->momgr, G_OBJECT(proxy), name, value.Get(), op);
 }
 
-void ApplyChanges(OrvaneMOMgr *momgr, SkemaQormManagedObject *proxy, const GValueArray *changeSet) {
+void ApplyChanges(Updates *updates, SkemaQormManagedObject *proxy,
+                  const MOMgrReplyArray &changeSet) {
     const GType changeType = skema_qorm_core_property_collector_change_get_type();
-    for (const GValue &element : std::span(changeSet->values, changeSet->n_values)) {
-        if (!IsFollowing(momgr))
+    for (const GValue &element : changeSet.Elements()) {
+        if (!IsFollowing(updates->momgr))
             return;
         if (GObject *change = MOMgrGetObject(&element, changeType))
-            ApplyChange(momgr, proxy, change);
+            ApplyChange(updates, proxy, change);
     }
 }
 
@@ -56,13 +72,12 @@ void Enter(OrvaneMOMgr *momgr, SkemaQormManagedObject *proxy) {
     orvane_momgr_acknowledge_load(momgr, proxy, TRUE, nullptr);
 }
 
-void ApplyObject(OrvaneMOMgr *momgr, GObject *update) {
+void ApplyObject(Updates *updates, GObject *update) {
+    OrvaneMOMgr *momgr = updates->momgr;
     SkemaQormManagedObject *object = nullptr;
-    GValueArray *changes = nullptr;
     gint kind = SKEMA_QORM_CORE_PROPERTY_COLLECTOR_OBJECT_UPDATE_MODIFY;
-    g_object_get(update, "obj", &object, "kind", &kind, "changeSet", &changes, nullptr);
+    g_object_get(update, "obj", &object, "kind", &kind, nullptr);
     ObjectPtr<SkemaQormManagedObject> proxy(object);
-    ValueArrayPtr changeSet(changes);
     if (proxy == nullptr)
         return;
 
@@ -70,43 +85,34 @@ void ApplyObject(OrvaneMOMgr *momgr, GObject *update) {
         g_signal_emit_by_name(proxy.get(), "leave");
         return;
     }
-    if (changeSet != nullptr)
-        ApplyChanges(momgr, proxy.get(), changeSet.get());
+    ApplyChanges(updates, proxy.get(), MOMgrReplyArray(update, "changeSet"));
     if (kind == SKEMA_QORM_CORE_PROPERTY_COLLECTOR_OBJECT_UPDATE_ENTER && IsFollowing(momgr))
         Enter(momgr, proxy.get());
 }
 
-void ApplyFilter(OrvaneMOMgr *momgr, GObject *filterUpdate) {
-    GValueArray *updates = nullptr;
-    g_object_get(filterUpdate, "objectSet", &updates, nullptr);
-    ValueArrayPtr objectSet(updates);
-    if (objectSet == nullptr)
-        return;
-
+void ApplyFilter(Updates *updates, GObject *filterUpdate) {
+    const MOMgrReplyArray objectSet(filterUpdate, "objectSet");
     const GType updateType = skema_qorm_core_property_collector_object_update_get_type();
-    for (const GValue &element : std::span(objectSet->values, objectSet->n_values)) {
-        if (!IsFollowing(momgr))
+    for (const GValue &element : objectSet.Elements()) {
+        if (!IsFollowing(updates->momgr))
             return;
         if (GObject *update = MOMgrGetObject(&element, updateType))
-            ApplyObject(momgr, update);
+            ApplyObject(updates, update);
     }
 }
 
-void ApplyUpdates(OrvaneMOMgr *momgr, GObject *updateSet) {
-    OrvaneMOMgrPrivate *priv = momgr->priv;
-    GValueArray *filters = nullptr;
+void ApplyUpdates(Updates *updates, GObject *updateSet) {
+    OrvaneMOMgrPrivate *priv = updates->momgr->priv;
     g_free(priv->collectorVersion);
-    g_object_get(updateSet, "version", &priv->collectorVersion, "filterSet", &filters, nullptr);
-    ValueArrayPtr filterSet(filters);
-    if (filterSet == nullptr)
-        return;
+    g_object_get(updateSet, "version", &priv->collectorVersion, nullptr);
+    const MOMgrReplyArray filterSet(updateSet, "filterSet");
 
     const GType filterType = skema_qorm_core_property_collector_filter_update_get_type();
-    for (const GValue &element : std::span(filterSet->values, filterSet->n_values)) {
-        if (!IsFollowing(momgr))
+    for (const GValue &element : filterSet.Elements()) {
+        if (!IsFollowing(updates->momgr))
             return;
         if (GObject *filterUpdate = MOMgrGetObject(&element, filterType))
-            ApplyFilter(momgr, filterUpdate);
+            ApplyFilter(updates, filterUpdate);
     }
 }
 
@@ -191,8 +197,8 @@ void orvane_momgr_cancel_updates(OrvaneMOMgr *momgr, OrvaneListener *listener) {
     OrvaneListener *open = priv->updatesListener;
     if (open != nullptr && orvane_listener_get_state(open) != ORVANE_LISTENER_SUCCEEDED) {
         g_clear_weak_pointer(&priv->updatesListener);
-        if (OrvaneSession_IsLive(priv->session))
-            orvane_session_cancel_listener(priv->session, open);
+        if (OrvaneSession *session = MOMgrSession(momgr))
+            orvane_session_cancel_listener(session, open);
     }
     priv->updatesStopped = TRUE;
     if (listener != nullptr && priv->collector != nullptr)
@@ -208,13 +214,14 @@ void orvane_momgr_updates_cb(OrvaneListener *internal, gpointer data) {
     const auto holdManager = MOMgrHold(momgr);
     priv->updatesInFlight = FALSE;
     {
+        Updates updates{momgr, {}}; /* its proxies are released after the reply */
         const ObjectPtr<OrvaneListener> release(internal);
         ScopedValue result;
         orvane_listener_get_result(internal, &result.value);
         GObject *updateSet =
             MOMgrGetObject(&result.value, skema_qorm_core_property_collector_update_set_get_type());
         if (updateSet != nullptr)
-            ApplyUpdates(momgr, updateSet);
+            ApplyUpdates(&updates, updateSet);
         else
             HandleFailure(momgr, internal);
         if (priv->updatesListener == internal)

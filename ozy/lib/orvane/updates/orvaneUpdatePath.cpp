@@ -1,6 +1,6 @@
 #include "ozy/lib/orvane/updates/orvaneUpdatePath.h"
 
-#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <optional>
 #include <span>
@@ -114,14 +114,8 @@ const GParamSpec *KeyOfElements(const GValue *first) {
     return g_object_class_find_property(static_cast<GObjectClass *>(cls.get()), "key");
 }
 
-/* The result of a search in an array: whether its elements can have keys, and the index of the key. */
-struct Search {
-    bool isPossible;
-    gint index;
-};
-
 /* Searches an array. A key that no object has selects the first object. */
-Search FindDataObject(const GValueArray *array, const char *key) {
+OrvaneUpdateSearch FindDataObject(const GValueArray *array, const char *key) {
     const GParamSpec *pspec = KeyOfElements(&array->values[0]);
     if (pspec == nullptr)
         return {false, 0};
@@ -139,7 +133,8 @@ Search FindDataObject(const GValueArray *array, const char *key) {
     return {true, std::max(index, 0)};
 }
 
-Search FindManagedObject(OrvaneMOMgr *momgr, const GValueArray *array, const char *key) {
+OrvaneUpdateSearch FindManagedObject(OrvaneMOMgr *momgr, const GValueArray *array,
+                                     const char *key) {
     GPtr<char> id(orvane_momgr_key_get_string(key));
     const gpointer proxy = orvane_momgr_lookup(momgr, id.get());
     if (proxy == nullptr)
@@ -149,7 +144,7 @@ Search FindManagedObject(OrvaneMOMgr *momgr, const GValueArray *array, const cha
     return {true, std::max(index, 0)};
 }
 
-Search FindPlain(const GValueArray *array, const char *key) {
+OrvaneUpdateSearch FindPlain(const GValueArray *array, const char *key) {
     GPtr<char> text;
     gint number = 0;
     if (G_VALUE_HOLDS_STRING(&array->values[0])) {
@@ -163,7 +158,7 @@ Search FindPlain(const GValueArray *array, const char *key) {
             FindElement(array, [&](auto *value) { return Equals(value, text.get(), number); })};
 }
 
-Search FindByKey(OrvaneMOMgr *momgr, const GValueArray *array, const char *key) {
+OrvaneUpdateSearch FindByKey(OrvaneMOMgr *momgr, const GValueArray *array, const char *key) {
     const GValue *first = &array->values[0];
     if (!G_IS_VALUE(first))
         return {false, 0};
@@ -198,6 +193,25 @@ std::string OrvaneUpdatePath_PropertyName(std::string_view piece) {
     return std::string(piece.substr(0, piece.find('[')));
 }
 
+OrvaneUpdateElement OrvaneUpdatePath_ParseElement(GObject *object, std::string_view piece) {
+    const size_t nameEnd = piece.find_first_of("[]");
+    if (nameEnd == piece.npos)
+        return {};
+    const std::string name(piece.substr(0, nameEnd));
+    piece.remove_prefix(nameEnd + 1);
+    GParamSpec *pspec = OrvaneUpdatePath_FindProperty(object, name.c_str());
+    if (pspec == nullptr || pspec->value_type != G_TYPE_VALUE_ARRAY)
+        return {};
+    return {pspec, std::string(piece.substr(0, piece.find_first_of("[]")))};
+}
+
+OrvaneUpdateSearch OrvaneUpdatePath_FindElement(OrvaneMOMgr *momgr, const GValueArray *array,
+                                                const std::string &key) {
+    if (array == nullptr || array->n_values == 0)
+        return {false, 0};
+    return FindByKey(momgr, array, key.c_str());
+}
+
 OrvaneUpdateTarget OrvaneUpdatePath_Resolve(OrvaneMOMgr *momgr, GObject *object,
                                             std::string_view path) {
     ObjectPtr<GObject> current = MOMgrHold(object);
@@ -214,10 +228,12 @@ OrvaneUpdateTarget OrvaneUpdatePath_Resolve(OrvaneMOMgr *momgr, GObject *object,
     return {};
 }
 
+/* As scanf's "%d" reads: a number that is too large is that of the lowest bits. */
 gint orvane_momgr_key_get_int(const char *text) {
-    gint number = -1;
-    const int numScanned = sscanf(text, "%d", &number);
-    return OrvaneSoapCheck(numScanned == 1, __func__, "numScanned == 1") ? number : -1;
+    char *end = nullptr;
+    const long number = strtol(text, &end, 10);
+    return OrvaneSoapCheck(end != text, __func__, "numScanned == 1") ? static_cast<gint>(number)
+                                                                     : -1;
 }
 
 char *orvane_momgr_key_get_string(const char *text) {
@@ -230,22 +246,11 @@ char *orvane_momgr_key_get_string(const char *text) {
 GValueArray *orvane_momgr_extract_array_element(OrvaneMOMgr *momgr, GObject *object,
                                                 const char *path, gint *indexOut) {
     *indexOut = 0;
-    const std::string_view all(path);
-    const size_t nameEnd = all.find_first_of("[]");
-    if (nameEnd == all.npos)
+    const OrvaneUpdateElement element = OrvaneUpdatePath_ParseElement(object, path);
+    if (element.pspec == nullptr)
         return nullptr;
-    const std::string name(all.substr(0, nameEnd));
-    const std::string_view rest = all.substr(nameEnd + 1);
-    const std::string key(rest.substr(0, rest.find_first_of("[]")));
-
-    const GParamSpec *pspec = OrvaneUpdatePath_FindProperty(object, name.c_str());
-    if (pspec == nullptr || pspec->value_type != G_TYPE_VALUE_ARRAY)
-        return nullptr;
-    ValueArrayPtr array = OrvaneUpdatePath_GetArray(object, pspec);
-    if (array == nullptr || array->n_values == 0)
-        return nullptr;
-
-    const Search search = FindByKey(momgr, array.get(), key.c_str());
+    ValueArrayPtr array = OrvaneUpdatePath_GetArray(object, element.pspec);
+    const OrvaneUpdateSearch search = OrvaneUpdatePath_FindElement(momgr, array.get(), element.key);
     if (!search.isPossible)
         return nullptr;
     *indexOut = search.index;

@@ -43,6 +43,22 @@ GParamSpec *OrvaneUpdatePath_FindProperty(GObject *object, const char *name);
 /* A copy of the array in a property; NULL if there is none. */
 ValueArrayPtr OrvaneUpdatePath_GetArray(GObject *object, const GParamSpec *pspec);
 
+/* A piece with a key. */
+struct OrvaneUpdateElement {
+    GParamSpec *pspec; /* of the array; NULL if the piece has no key or the property is no array */
+    std::string key;
+};
+
+OrvaneUpdateElement OrvaneUpdatePath_ParseElement(GObject *object, std::string_view piece);
+
+struct OrvaneUpdateSearch {
+    bool isPossible; /* the array has elements, which can have keys */
+    gint index;      /* as orvane_momgr_extract_array_element() returns it */
+};
+
+OrvaneUpdateSearch OrvaneUpdatePath_FindElement(OrvaneMOMgr *momgr, const GValueArray *array,
+                                                const std::string &key);
+
 G_BEGIN_DECLS
 
 /**

@@ -1,5 +1,7 @@
 // Managed objects in fields: what is stored, and when a proxy without an owner is destroyed.
+#include "ozy/lib/orvane/runtime/roomsAbove.h"
 #include "ozy/lib/orvane/schema/schemaEngine.h"
+#include "ozy/lib/orvane/schema/schemaSession.h"
 #include "ozy/lib/orvane/updates/orvaneMOMgr.h"
 #include "tests/ozy/lib/orvane/schema/schemaKinds.h"
 #include "tests/ozy/lib/orvane/session/sessionFixture.h"
@@ -233,6 +235,23 @@ TEST_F(SchemaReference, TheEndOfAProxyMayStoreIntoTheSameField) {
         EXPECT_EQ(ShownIn(row, "a TestProxyBelow other"), Get(holder.get(), row.property))
             << Named(row);
     }
+}
+
+/* A new session may have the address of one that was finalised. */
+TEST_F(SchemaReference, AReusedAddressIsNotTheOldSession) {
+    for (const FieldRow &row : kFields) {
+        const ObjectPtr<GObject> owner(G_OBJECT(g_object_ref_sink(Proxy("p"))));
+        ObjectPtr<GObject> holder = HolderOf(row, "p");
+        const SchemaSession of = SchemaSession_Of(holder.get());
+        EXPECT_EQ(OrvaneSession_GetNumber(session), of.number) << Named(row);
+        SchemaSession_Set(holder.get(), SchemaSession{session, of.number - 1});
+        EXPECT_EQ(session, SessionOf(holder.get()));
+        EXPECT_EQ(nullptr, SchemaSession_GetLive(holder.get())) << Named(row);
+        const Warnings ofNoManager;
+        EXPECT_EQ(std::string::npos, Get(holder.get(), row.property).find(" p")) << Named(row);
+    }
+    const ObjectPtr<OrvaneSession> other(orvane_session_new());
+    EXPECT_NE(OrvaneSession_GetNumber(session), OrvaneSession_GetNumber(other.get()));
 }
 
 } // namespace

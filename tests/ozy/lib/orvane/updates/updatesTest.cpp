@@ -90,6 +90,22 @@ TEST_F(Updates, ArraysOfManagedObjectsReadAsProxies) {
     EXPECT_EQ(signals, std::vector<std::string>(4, "vm-1 datastore"));
 }
 
+/* Those that an application owns, and those that properties mention, keep their places. */
+TEST_F(Updates, ProxiesInArraysAreReleasedWithTheReply) {
+    Watched("vm-1");
+    const SkemaQormManagedObject *owned = Machine("vm-2");
+    const auto list = [](const char *id) {
+        return Typed("ArrayOfManagedObjectReference",
+                     "<ManagedObjectReference type=\"VirtualMachine\" "
+                     "xsi:type=\"ManagedObjectReference\">" +
+                         std::string(id) + "</ManagedObjectReference>");
+    };
+    Update(Modify("vm-1", Assign("unknown", list("vm-8")) + Assign("unknown", list("vm-2"))));
+    OrvaneMOMgr *manager = orvane_session_get_momgr(session);
+    EXPECT_EQ(nullptr, orvane_momgr_lookup(manager, "vm-8"));
+    EXPECT_EQ(owned, orvane_momgr_lookup(manager, "vm-2"));
+}
+
 TEST_F(Updates, OfUnknownObjectsLeaveNoProxyBehind) {
     Update(Enter("VirtualMachine", "vm-7", Assign("name", String("a"))) +
            Modify("vm-8", Assign("name", String("a"))));
