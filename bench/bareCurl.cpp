@@ -135,7 +135,8 @@ BareCurl::BareCurl(const BareCurlOptions &options) : state(std::make_unique<Stat
     curl_multi_setopt(state->watches.multi, CURLMOPT_TIMERFUNCTION, OnTimer);
     curl_multi_setopt(state->watches.multi, CURLMOPT_TIMERDATA, &state->due);
     /* as many as are used; by itself libcurl closes some when few handles are left in the middle of a burst */
-    curl_multi_setopt(state->watches.multi, CURLMOPT_MAXCONNECTS, 64L);
+    curl_multi_setopt(state->watches.multi, CURLMOPT_MAXCONNECTS,
+                      long(std::max(64, options.numInFlight)));
     for (const std::string &header : options.headers)
         state->headers = curl_slist_append(state->headers, header.c_str());
     for (int i = 0; i < options.numInFlight; i++)

@@ -3,11 +3,11 @@
 #include <benchmark/benchmark.h>
 #include <fmt/format.h>
 #include <libxml/parser.h>
-#include <libxml/tree.h>
 
 #include <orvane/orvane.h>
 
 #include "bench/ratio.h"
+#include "bench/replyText.h"
 #include "lib/misc/glibPtr.h"
 #include "ozy/lib/orvane/soap/orvaneSoap.h"
 #include "ozy/lib/orvane/soap/orvaneSoapTree.h"
@@ -17,15 +17,9 @@ namespace {
 constexpr int kNumObjects = 10000;
 
 /* A list of sessions: 12 properties each, of five kinds. */
-const std::string &ReplyText() {
+const std::string &SessionsText() {
     static const std::string text = [] {
-        std::string all =
-            "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-            "<soapenv:Envelope xmlns:soapenc=\"http://schemas.xmlsoap.org/soap/encoding/\"\n"
-            " xmlns:soapenv=\"http://schemas.xmlsoap.org/soap/envelope/\"\n"
-            " xmlns:xsd=\"http://www.w3.org/2001/XMLSchema\"\n"
-            " xmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\">\n<soapenv:Body>\n"
-            "<ListSessionsResponse xmlns=\"urn:ozy25\">";
+        std::string all;
         for (int i = 0; i < kNumObjects; i++) {
             all += fmt::format(
                 "<returnval><dynamicType>UserSession</dynamicType><key>52b5395a-{0}</key>"
@@ -37,28 +31,19 @@ const std::string &ReplyText() {
                 "<userAgent>Orvane/1.0</userAgent><callCount>{0}</callCount></returnval>\n",
                 i);
         }
-        all += "</ListSessionsResponse>\n</soapenv:Body>\n</soapenv:Envelope>";
-        return all;
+        return ReplyText("ListSessions", all);
     }();
     return text;
 }
 
-xmlNode *Child(xmlNode *node, const char *name) {
-    for (node = node->children; node != nullptr; node = node->next) {
-        if (xmlStrEqual(node->name, BAD_CAST name))
-            return node;
-    }
-    return nullptr;
-}
-
 void Ours(benchmark::State &state) {
-    const std::string &text = ReplyText();
+    const std::string &text = SessionsText();
     const GType type = orvane_lookup_type("UserSession");
     for (auto _ : state) {
         SoapTreePtr tree(OrvaneSoapTree_Parse(text.data(), text.size(), "noname.xml", 0));
         GValue value = G_VALUE_INIT;
-        orvane_soap_deserialize(nullptr, "ListSessions",
-                                Child(OrvaneSoapTree_Root(tree.get()), "Body"), type, TRUE, &value);
+        orvane_soap_deserialize(nullptr, "ListSessions", BodyOf(OrvaneSoapTree_Root(tree.get())),
+                                type, TRUE, &value);
         tree.reset();
         const auto *array = static_cast<const GValueArray *>(g_value_get_boxed(&value));
         if (array->n_values != kNumObjects)
@@ -68,7 +53,7 @@ void Ours(benchmark::State &state) {
 }
 
 void Peer(benchmark::State &state) {
-    const std::string &text = ReplyText();
+    const std::string &text = SessionsText();
     for (auto _ : state)
         xmlFreeDoc(
             xmlReadMemory(text.data(), static_cast<int>(text.size()), "noname.xml", nullptr, 0));

@@ -2,6 +2,7 @@
 #include "bench/epollLoop.h"
 
 #include <algorithm>
+#include <map>
 #include <vector>
 
 #include <sys/epoll.h>
@@ -21,16 +22,20 @@ struct Descriptor {
 };
 
 struct Timer {
-    gint64 due;
     gint64 interval; /* 0: runs once */
     OrvanePollFunction function;
     gpointer clientData;
 };
 
+using Timers = std::multimap<gint64, Timer>;              /* by the time when each is due */
+using Places = std::multimap<gpointer, Timers::iterator>; /* by client data */
+
 struct Loop {
     int events = epoll_create1(EPOLL_CLOEXEC);
-    std::vector<Descriptor> descriptors; /* by number */
-    std::vector<Timer> timers;           /* not in order: there are few */
+    std::vector<Descriptor> descriptors;  /* by number */
+    std::multimap<gpointer, int> numbers; /* descriptors by client data */
+    Timers timers;
+    Places placesOfTimers;
 };
 
 Loop &TheLoop() {
@@ -56,30 +61,43 @@ void Watch(int number) {
     descriptor.isKnown = event.events != 0;
 }
 
+void AddTimer(gint64 due, const Timer &timer) {
+    Loop &loop = TheLoop();
+    loop.placesOfTimers.emplace(timer.clientData, loop.timers.emplace(due, timer));
+}
+
+/* Takes a timer from the loop. */
+void DropTimer(Places::iterator place) {
+    Loop &loop = TheLoop();
+    loop.timers.erase(place->second);
+    loop.placesOfTimers.erase(place);
+}
+
+Places::iterator PlaceOf(Timers::iterator timer) {
+    auto place = TheLoop().placesOfTimers.lower_bound(timer->second.clientData);
+    while (place->second != timer)
+        ++place;
+    return place;
+}
+
 void RunTimers() {
-    std::vector<Timer> &timers = TheLoop().timers;
+    Timers &timers = TheLoop().timers;
     const gint64 now = g_get_monotonic_time();
-    for (;;) {
-        const auto next = std::ranges::min_element(timers, {}, &Timer::due);
-        if (next == timers.end() || next->due > now)
-            return;
-        const Timer timer = *next;
-        if (timer.interval > 0) {
-            next->due += timer.interval;
-        } else {
-            *next = timers.back();
-            timers.pop_back();
-        }
+    while (!timers.empty() && timers.begin()->first <= now) {
+        const auto [due, timer] = *timers.begin();
+        DropTimer(PlaceOf(timers.begin()));
+        if (timer.interval > 0)
+            AddTimer(due + timer.interval, timer);
         timer.function(timer.clientData);
     }
 }
 
 int WaitMs() {
-    const std::vector<Timer> &timers = TheLoop().timers;
-    const auto next = std::ranges::min_element(timers, {}, &Timer::due);
-    if (next == timers.end())
+    const Timers &timers = TheLoop().timers;
+    if (timers.empty())
         return -1;
-    return int(std::clamp<gint64>((next->due - g_get_monotonic_time() + 999) / 1000, 0, 1000));
+    const gint64 wait = timers.begin()->first - g_get_monotonic_time();
+    return int(std::clamp<gint64>((wait + 999) / 1000, 0, 1000));
 }
 
 void RunDevice(int number, bool isWrite) {
@@ -96,13 +114,14 @@ gint epollLoop::Callback(gint flags, OrvanePollFunction function, gpointer clien
                          gint eventType, gint64 info, gpointer, PollClassSet) {
     Loop &loop = TheLoop();
     if (eventType == POLL_REALTIME) {
-        loop.timers.push_back({g_get_monotonic_time() + info, flags & POLL_FLAG_PERIODIC ? info : 0,
-                               function, clientData});
+        AddTimer(g_get_monotonic_time() + info,
+                 {flags & POLL_FLAG_PERIODIC ? info : 0, function, clientData});
         return 0;
     }
     if (loop.descriptors.size() <= size_t(info))
         loop.descriptors.resize(size_t(info) + 1);
     DeviceOf(&loop.descriptors[size_t(info)], flags) = {function, clientData};
+    loop.numbers.emplace(clientData, int(info));
     Watch(int(info));
     return 0;
 }
@@ -111,24 +130,26 @@ gint epollLoop::CallbackRemove(gint flags, OrvanePollFunction function, gpointer
                                gint eventType, PollClassSet) {
     Loop &loop = TheLoop();
     if (eventType == POLL_REALTIME) {
-        const auto found = std::ranges::find_if(loop.timers, [&](const Timer &timer) {
-            return timer.function == function && timer.clientData == clientData;
+        const auto [first, last] = loop.placesOfTimers.equal_range(clientData);
+        const auto found = std::find_if(first, last, [&](const auto &place) {
+            return place.second->second.function == function;
         });
-        if (found == loop.timers.end())
+        if (found == last)
             return 1;
-        *found = loop.timers.back();
-        loop.timers.pop_back();
+        DropTimer(found);
         return 0;
     }
-    for (size_t number = 0; number < loop.descriptors.size(); number++) {
-        Device &device = DeviceOf(&loop.descriptors[number], flags);
-        if (device.function != function || device.clientData != clientData)
-            continue;
-        device = {};
-        Watch(int(number));
-        return 0;
-    }
-    return 1;
+    const auto [first, last] = loop.numbers.equal_range(clientData);
+    const auto found = std::find_if(first, last, [&](const auto &entry) {
+        return DeviceOf(&loop.descriptors[size_t(entry.second)], flags).function == function;
+    });
+    if (found == last)
+        return 1;
+    const int number = found->second;
+    DeviceOf(&loop.descriptors[size_t(number)], flags) = {};
+    loop.numbers.erase(found);
+    Watch(number);
+    return 0;
 }
 
 void epollLoop::RunOnce() {

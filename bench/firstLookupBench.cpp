@@ -16,7 +16,7 @@
 namespace {
 
 constexpr int kRounds = 31;
-constexpr double kWantedRatio = 1.5;
+constexpr double kWantedRatio = 1.2;
 constexpr double kWantedMegabytes = 2.5;
 
 void Ours() {

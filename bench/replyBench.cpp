@@ -1,0 +1,297 @@
+// What do replies of a property collector cost, which consist of any values, and the changes that they make?
+//
+// Reading is compared with parsing the same text with libxml2 and freeing it; changes with the plain functions of
+// GObject that leave the same state.
+#include <algorithm>
+#include <string>
+
+#include <benchmark/benchmark.h>
+#include <fmt/format.h>
+#include <libxml/parser.h>
+
+#include <orvane/orvane.h>
+#include <orvane/schema/ozy.h>
+
+#include "bench/freshProcess.h"
+#include "bench/ratio.h"
+#include "bench/replyText.h"
+#include "lib/misc/glibPtr.h"
+#include "ozy/lib/orvane/session/orvaneSessionInt.h"
+#include "ozy/lib/orvane/soap/orvaneSoap.h"
+#include "ozy/lib/orvane/soap/orvaneSoapTree.h"
+#include "ozy/lib/orvane/updates/orvaneMOMgrInt.h"
+
+namespace {
+
+constexpr int kNumMachines = 2000;
+constexpr int kNumMachinesInMemory = 10000;
+constexpr double kWantedBytes = 3;
+constexpr int kNumReferences = 20;
+constexpr int kNumClasses = 30;
+constexpr int kObjectsAClass = 20;
+constexpr guint kNumElements = 8000;
+constexpr int kNumChanges = 1000;
+
+using Text = const char *;
+
+struct Reply {
+    Text method;
+    std::string text;
+    Text returnType;
+    gboolean isArray;
+};
+
+/* A nested object, as the collector sends one for a property of a class. */
+std::string User(int number) {
+    return fmt::format(
+        "<key>52b5395a-{0}</key><userName>operator-{0}</userName><fullName>Operator {0}</fullName>"
+        "<loginTime>2014-03-01T09:26:53.589793Z</loginTime>"
+        "<lastActiveTime>2014-03-01T10:11:12.131415Z</lastActiveTime><locale>en</locale>"
+        "<messageLocale>en</messageLocale><extensionSession>false</extensionSession>"
+        "<ipAddress>192.0.2.17</ipAddress><callCount>{0}</callCount>",
+        number);
+}
+
+std::string Property(Text element, Text name, const std::string &type, const std::string &content) {
+    return fmt::format("<{0}><name>{1}</name><val xsi:type=\"{2}\">{3}</val></{0}>", element, name,
+                       type, content);
+}
+
+std::string References() {
+    std::string all;
+    for (int i = 0; i < kNumReferences; i++)
+        all +=
+            fmt::format("<ManagedObjectReference type=\"Datastore\" "
+                        "xsi:type=\"ManagedObjectReference\">datastore-{}</ManagedObjectReference>",
+                        i);
+    return all;
+}
+
+Reply Inventory(int numMachines) {
+    const std::string references = References();
+    std::string all;
+    for (int i = 0; i < numMachines; i++) {
+        all += fmt::format("<returnval><obj type=\"VirtualMachine\">vm-{}</obj>", i);
+        all += Property("propSet", "name", "xsd:string", fmt::format("machine {}", i));
+        all += Property("propSet", "datastore", "ArrayOfManagedObjectReference", references);
+        all += Property("propSet", "config", "UserSession", User(i));
+        all += Property("propSet", "summary", "UserSession", User(i + 1));
+        all += Property("propSet", "bootTime", "xsd:dateTime", "2014-03-01T09:26:53.589793Z");
+        all += Property("propSet", "memory", "xsd:int", "4096") + "</returnval>\n";
+    }
+    return {"RetrieveProperties", ReplyText("RetrieveProperties", all), "ObjectContent", TRUE};
+}
+
+/* Objects of 30 classes, a change of each kind of value for each of them. */
+Reply UpdateSet() {
+    constexpr Text kTypes[kNumClasses] = {"AgentManager",
+                                          "Alarm",
+                                          "AlarmManager",
+                                          "ApiHooksCallbackHandler",
+                                          "ApiProxyServiceManager",
+                                          "AuthorizationManager",
+                                          "CertificateManager",
+                                          "ClusterComputeResource",
+                                          "ClusterProfile",
+                                          "ClusterProfileManager",
+                                          "ClusterTransitionalWICKETManager",
+                                          "ComputeResource",
+                                          "ContainerView",
+                                          "CustomFieldsManager",
+                                          "CustomizationGuestInstallManager",
+                                          "CustomizationSpecManager",
+                                          "Datacenter",
+                                          "Datastore",
+                                          "DatastoreNamespaceManager",
+                                          "DiagnosticManager",
+                                          "DistributedVirtualPortgroup",
+                                          "DistributedVirtualSwitch",
+                                          "DistributedVirtualSwitchManager",
+                                          "EnvironmentBrowser",
+                                          "EventHistoryCollector",
+                                          "EventManager",
+                                          "ExtensibleManagedObject",
+                                          "ExtensionManager",
+                                          "ExternalContentLibrary",
+                                          "ExternalContentLibraryItem"};
+    std::string all = "<returnval><version>7</version><filterSet>"
+                      "<filter type=\"PropertyFilter\">filter-1</filter>";
+    for (int i = 0; i < kNumClasses * kObjectsAClass; i++) {
+        const auto change = [](Text name, const std::string &type, const std::string &content) {
+            return fmt::format("<changeSet><name>{}</name><op>assign</op><val "
+                               "xsi:type=\"{}\">{}</val></changeSet>",
+                               name, type, content);
+        };
+        const Text type = kTypes[size_t(i) % std::size(kTypes)];
+        all += fmt::format("<objectSet><kind>modify</kind><obj type=\"{}\">{}-{}</obj>", type, type,
+                           i);
+        all += change("name", "xsd:string", fmt::format("object {}", i));
+        all += change("overallStatus", "ManagedEntityStatus", "green");
+        all += change("summary", "UserSession", User(i));
+        all += change("count", "xsd:int", std::to_string(i));
+        all +=
+            change("tag", "ArrayOfString", "<string>a</string><string>b</string>") + "</objectSet>";
+    }
+    return {"WaitForUpdatesEx", ReplyText("WaitForUpdatesEx", all + "</filterSet></returnval>"),
+            "UpdateSet", FALSE};
+}
+
+/* A session with a manager and without a connection; it lives until the program ends. */
+OrvaneSession *TheSession() {
+    static OrvaneSession *session = [] {
+        OrvaneSession *made = orvane_session_new();
+        made->priv->moMgr = orvane_momgr_new(made);
+        return made;
+    }();
+    return session;
+}
+
+SoapTreePtr Read(const Reply &reply, GValue *value) {
+    SoapTreePtr tree(OrvaneSoapTree_Parse(reply.text.data(), reply.text.size(), "noname.xml", 0));
+    if (!orvane_soap_deserialize(TheSession(), reply.method,
+                                 BodyOf(OrvaneSoapTree_Root(tree.get())),
+                                 orvane_lookup_type(reply.returnType), reply.isArray, value) ||
+        !G_IS_VALUE(value))
+        g_error("reply: not read");
+    return tree;
+}
+
+void Decode(benchmark::State &state, const Reply &reply) {
+    for (auto _ : state) {
+        ScopedValue value;
+        Read(reply, &value.value).reset();
+    }
+}
+
+void Parse(benchmark::State &state, const Reply &reply) {
+    for (auto _ : state)
+        xmlFreeDoc(xmlReadMemory(reply.text.data(), static_cast<int>(reply.text.size()),
+                                 "noname.xml", nullptr, XML_PARSE_HUGE));
+}
+
+/* Keeps tree and objects, as both exist at the peak. */
+const Reply *gInMemory = nullptr;
+
+void ReadInMemory() {
+    static GValue value = G_VALUE_INIT;
+    (void)Read(*gInMemory, &value).release();
+}
+
+void PrintMemory() {
+    orvane_lookup_type("ObjectContent");
+    const Reply reply = Inventory(kNumMachinesInMemory);
+    gInMemory = &reply;
+    const double bytes = InFreshProcess(ReadInMemory).megabytes * 1e6 / double(reply.text.size());
+    fmt::print("{:<14} {:<58} {:.2f} bytes a byte of text   wanted {:.2f}   {}\n", "inventory",
+               "peak memory: 10,000 machines", bytes, kWantedBytes, Verdict(bytes, kWantedBytes));
+}
+
+/* ---- an array that grows ---- */
+
+GObject *NewSpec() {
+    return static_cast<GObject *>(g_object_new(orvane_lookup_type("PropertySpec"), nullptr));
+}
+
+void GrowByOne(benchmark::State &state) {
+    ScopedValue text(G_TYPE_STRING);
+    g_value_set_static_string(&text.value, "runtime.powerState");
+    OrvaneMOMgr *momgr = orvane_session_get_momgr(TheSession());
+    for (auto _ : state) {
+        const ObjectPtr<GObject> spec(NewSpec());
+        for (guint i = 0; i < kNumElements; i++)
+            orvane_momgr_update_property(momgr, spec.get(), "pathSet", &text.value,
+                                         SKEMA_QORM_CORE_PROPERTY_COLLECTOR_CHANGE_ADD);
+    }
+}
+
+void SetAtOnce(benchmark::State &state) {
+    ScopedValue text(G_TYPE_STRING);
+    g_value_set_static_string(&text.value, "runtime.powerState");
+    ValueArrayPtr texts(g_value_array_new(kNumElements));
+    for (guint i = 0; i < kNumElements; i++)
+        g_value_array_append(texts.get(), &text.value);
+    for (auto _ : state) {
+        const ObjectPtr<GObject> spec(NewSpec());
+        g_object_set(spec.get(), "pathSet", texts.get(), nullptr);
+    }
+}
+
+/* ---- changes of a proxy whose application listens ---- */
+
+void OnNotify(GObject *, GParamSpec *, guint *count) {
+    ++*count;
+}
+
+struct Machine {
+    guint numNotified = 0;
+    GObject *proxy = G_OBJECT(g_object_ref_sink(
+        orvane_session_get_object(TheSession(), "vm-1", skema_ozy_virtual_machine_get_type())));
+    Machine() { g_signal_connect(proxy, "notify::name", G_CALLBACK(OnNotify), &numNotified); }
+    ~Machine() { g_object_unref(proxy); }
+    Machine(const Machine &) = delete;
+    Machine &operator=(const Machine &) = delete;
+};
+
+void ApplyChanges(benchmark::State &state) {
+    const Machine machine;
+    std::string all =
+        "<returnval><version>7</version><filterSet><filter type=\"PropertyFilter\">f</filter>"
+        "<objectSet><kind>modify</kind><obj type=\"VirtualMachine\">vm-1</obj>";
+    for (int i = 0; i < kNumChanges; i++)
+        all += "<changeSet><name>name</name><op>assign</op><val "
+               "xsi:type=\"xsd:string\">machine</val></changeSet>";
+    const Reply reply = {
+        "WaitForUpdatesEx",
+        ReplyText("WaitForUpdatesEx", all + "</objectSet></filterSet></returnval>"), "UpdateSet",
+        FALSE};
+    ScopedValue updates;
+    Read(reply, &updates.value).reset();
+    OrvaneMOMgr *momgr = orvane_session_get_momgr(TheSession());
+    for (auto _ : state) {
+        OrvaneListener *internal = MOMgrNewListener(momgr, orvane_momgr_updates_cb);
+        orvane_listener_set_return_type(internal, G_VALUE_TYPE(&updates.value), FALSE);
+        orvane_listener_acknowledge(internal, TRUE, &updates.value);
+    }
+    if (machine.numNotified < kNumChanges)
+        state.SkipWithError("changes were not applied");
+}
+
+void SetProperties(benchmark::State &state) {
+    const Machine machine;
+    ScopedValue text(G_TYPE_STRING);
+    g_value_set_static_string(&text.value, "machine");
+    for (auto _ : state) {
+        for (int i = 0; i < kNumChanges; i++)
+            g_object_set_property(machine.proxy, "name", &text.value);
+    }
+}
+
+constexpr RatioRow kRows[] = {
+    {"inventory", "2,000 machines with 20 references, any values : parsing", 0.65},
+    {"updateSet", "an update set of 30 classes, any values : parsing", 1.1},
+    {"arrayGrowth", "an array grown by 8,000 single adds : one set", 20},
+    {"change", "1,000 changes of an update set, a handler : plain sets", 1.2},
+};
+
+} // namespace
+
+int main(int argc, char **argv) {
+    if (argc == 1)
+        PrintMemory();
+    static const Reply inventory = Inventory(kNumMachines);
+    static const Reply updates = UpdateSet();
+    const struct {
+        Text row;
+        const Reply &reply;
+    } replies[] = {{"inventory", inventory}, {"updateSet", updates}};
+    for (const auto &[row, reply] : replies) {
+        const std::string name = row;
+        benchmark::RegisterBenchmark((name + "/ours").c_str(), Decode, reply);
+        benchmark::RegisterBenchmark((name + "/peer").c_str(), Parse, reply);
+    }
+    benchmark::RegisterBenchmark("arrayGrowth/ours", GrowByOne);
+    benchmark::RegisterBenchmark("arrayGrowth/peer", SetAtOnce);
+    benchmark::RegisterBenchmark("change/ours", ApplyChanges);
+    benchmark::RegisterBenchmark("change/peer", SetProperties);
+    return Ratio_Main(argc, argv, kRows);
+}
