@@ -1,6 +1,7 @@
 #include "ozy/lib/orvane/schema/schemaEngine.h"
 
 #include <atomic>
+#include <cstring>
 #include <span>
 
 #include <orvane/schema/qorm.h>
@@ -443,6 +444,19 @@ const SchemaField *SchemaClass_FindField(GObject *object, const GParamSpec *pspe
     const bool isField = schema != nullptr && pspec->param_id - 1 < schema->numFields &&
                          schema->fields[pspec->param_id - 1].pspec == pspec;
     return isField ? schema->fields + pspec->param_id - 1 : nullptr;
+}
+
+const SchemaField *SchemaClass_FindFieldByName(GObject *object, const char *name) {
+    const SchemaClass *schema = SchemaClass_Get(G_OBJECT_GET_CLASS(object));
+    if (schema == nullptr || schema->type != G_OBJECT_TYPE(object))
+        return nullptr;
+    for (; schema != nullptr; schema = schema->base) {
+        for (const SchemaField &field : std::span(schema->fields, schema->numFields)) {
+            if (strcmp(field.pspec->name, name) == 0)
+                return &field;
+        }
+    }
+    return nullptr;
 }
 
 SchemaSession SchemaSession_Of(gpointer object) {

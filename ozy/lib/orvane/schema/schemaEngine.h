@@ -76,6 +76,9 @@ void SchemaClass_TakeField(GObject *object, const SchemaField *field, GValue *va
 /* The field behind a property; NULL if an application's class below the schema's has it, or may store it. */
 const SchemaField *SchemaClass_FindField(GObject *object, const GParamSpec *pspec);
 
+/* The same by the property's name, which is looked up among the fields of the object's class and its bases. */
+const SchemaField *SchemaClass_FindFieldByName(GObject *object, const char *name);
+
 /* Where a field is kept in the object. What is there is described in schemaStore.h. */
 template <class T> T *SchemaField_In(GObject *object, const SchemaField *field) {
     return static_cast<T *>(G_STRUCT_MEMBER_P(object, field->offset));

@@ -31,11 +31,12 @@ template <class T, auto read, auto write> constexpr SchemaStore Plain() {
     };
 }
 
-/* Takes the pointer that a value of a boxed or an object type owns; NULL if it owns none. */
+/* Takes the pointer that a value of a text, boxed or object type owns; NULL if it owns none. */
 template <class T> T *StealPointer(GValue *value) {
-    const bool isOwned =
-        G_VALUE_HOLDS_OBJECT(value) ||
-        (G_VALUE_HOLDS_BOXED(value) && !(value->data[1].v_uint & G_VALUE_NOCOPY_CONTENTS));
+    constexpr guint kNotOwned = G_VALUE_NOCOPY_CONTENTS | G_VALUE_INTERNED_STRING;
+    const bool isOwned = G_VALUE_HOLDS_OBJECT(value) ||
+                         ((G_VALUE_HOLDS_BOXED(value) || G_VALUE_HOLDS_STRING(value)) &&
+                          !(value->data[1].v_uint & kNotOwned));
     return isOwned ? static_cast<T *>(std::exchange(value->data[0].v_pointer, nullptr)) : nullptr;
 }
 

@@ -96,14 +96,19 @@ void ReferenceSet(const SchemaPlace &place, const GValue *value) {
     }
 }
 
-void ReferenceGet(const SchemaPlace &place, GValue *value) {
+SkemaQormManagedObject *FindReferenced(const SchemaPlace &place) {
     const auto &[id, type] = Held<SchemaReference>(place);
     if (id == nullptr)
-        return;
+        return nullptr;
     if (OrvaneMOMgr *manager = ManagerOf(place))
-        g_value_set_object(value, orvane_momgr_lookup_or_create(manager, id, type));
-    else
-        WarnNoManager(id, type);
+        return orvane_momgr_lookup_or_create(manager, id, type);
+    WarnNoManager(id, type);
+    return nullptr;
+}
+
+void ReferenceGet(const SchemaPlace &place, GValue *value) {
+    if (SkemaQormManagedObject *proxy = FindReferenced(place))
+        g_value_set_object(value, proxy);
 }
 
 void ReferenceRelease(const SchemaPlace &place) {
@@ -301,6 +306,10 @@ void AnyRelease(const SchemaPlace &place) {
 }
 
 } // namespace
+
+SkemaQormManagedObject *SchemaReference_GetProxy(GObject *object, const SchemaField *field) {
+    return FindReferenced({field, SchemaField_In<void>(object, field), object});
+}
 
 constinit const SchemaStore kSchemaReferenceStore = {sizeof(SchemaReference), ReferenceSet, nullptr,
                                                      ReferenceGet, ReferenceRelease};

@@ -37,6 +37,14 @@ struct SchemaAny {
     GType moType; /* not 0: value is a string with the id of a managed object of this type */
 };
 
+/*
+ * Finds the proxy of a field of a managed-object type, or makes it. NULL if the field is empty, or if there is no
+ * manager, which logs a warning.
+ *
+ * Returns: (transfer none)
+ */
+SkemaQormManagedObject *SchemaReference_GetProxy(GObject *object, const SchemaField *field);
+
 extern const SchemaStore kSchemaReferenceStore;
 extern const SchemaStore kSchemaReferenceArrayStore;
 extern const SchemaStore kSchemaDynamicArrayStore;

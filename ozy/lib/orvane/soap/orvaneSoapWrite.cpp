@@ -8,6 +8,7 @@
 #include "lib/misc/log.h"
 #include "ozy/lib/orvane/runtime/orvaneRuntime.h"
 #include "ozy/lib/orvane/schema/schemaLookup.h"
+#include "ozy/lib/orvane/schema/schemaReference.h"
 
 namespace {
 
@@ -65,11 +66,23 @@ SoapWriter SoapInContainer(const SoapWriter &writer) {
     return inner;
 }
 
+/* Whether a class of the schema keeps the property as an id. */
+bool IsReference(const SoapProperty &property) {
+    return property.kind == SoapKind::Managed && property.field != nullptr &&
+           property.field->row->kind == SCHEMA_VALUE_MANAGED &&
+           !(property.field->row->flags & SCHEMA_ARRAY);
+}
+
 bool SoapWriteProperty(const SoapWriter &writer, const SoapProperty &property, GObject *object) {
     const SoapKindRow &row = OrvaneSoapKind_Row(property.kind);
     if (property.heldAt != 0)
         return row.writeHeld(writer, property.name,
                              G_STRUCT_MEMBER(gpointer, object, property.heldAt));
+    if (IsReference(property)) {
+        const SkemaQormManagedObject *proxy = SchemaReference_GetProxy(object, property.field);
+        if (proxy == nullptr || g_type_is_a(G_OBJECT_TYPE(proxy), property.type))
+            return OrvaneSoapWriteManaged(writer.out, property.name, proxy);
+    }
     GValue value = G_VALUE_INIT;
     g_value_init(&value, property.type);
     if (property.get != nullptr)

@@ -61,6 +61,23 @@ bool Convert(GParamSpec *pspec, const GValue *value, GValue *converted) {
     return g_value_transform(value, converted) && !g_param_value_validate(pspec, converted);
 }
 
+/* Stores a value of the property's type. A class of the schema takes it over; any other copies it. */
+void Store(GObject *object, GParamSpec *pspec, GValue *value) {
+    const SchemaField *field = SchemaClass_FindField(object, pspec);
+    if (field == nullptr) {
+        g_object_set_property(object, pspec->name, value);
+        return;
+    }
+    /* the end of what was stored may run the application's code, whose changes are notified afterwards */
+    const bool isOwner = G_VALUE_HOLDS_OBJECT(value) || G_VALUE_HOLDS(value, G_TYPE_VALUE_ARRAY);
+    if (isOwner)
+        g_object_freeze_notify(object);
+    SchemaClass_TakeField(object, field, value);
+    g_object_notify_by_pspec(object, pspec);
+    if (isOwner)
+        g_object_thaw_notify(object);
+}
+
 void Assign(GObject *object, const char *name, const GValue *value) {
     GParamSpec *pspec = OrvaneUpdatePath_FindProperty(object, name);
     if (pspec == nullptr)
@@ -72,7 +89,7 @@ void Assign(GObject *object, const char *name, const GValue *value) {
     }
     ScopedValue converted(pspec->value_type);
     if (!G_IS_VALUE(value) || Convert(pspec, value, &converted.value))
-        g_object_set_property(object, pspec->name, &converted.value);
+        Store(object, pspec, &converted.value);
 }
 
 void EmitArrayNotify(GObject *object, GParamSpec *pspec, gboolean isAdded, const GValue *element) {
@@ -95,19 +112,10 @@ GValueArray *ArrayInPlace(GObject *object, GParamSpec *pspec) {
     return SchemaField_GetArray(object, field);
 }
 
-/* Stores the array. The class of the schema takes it over; any other copies it. */
 void SetArray(GObject *object, GParamSpec *pspec, ValueArrayPtr array) {
     ScopedValue value(G_TYPE_VALUE_ARRAY);
     g_value_take_boxed(&value.value, array.release());
-    const SchemaField *field = SchemaClass_FindField(object, pspec);
-    if (field == nullptr) {
-        g_object_set_property(object, pspec->name, &value.value);
-        return;
-    }
-    g_object_freeze_notify(object);
-    SchemaClass_TakeField(object, field, &value.value);
-    g_object_notify_by_pspec(object, pspec);
-    g_object_thaw_notify(object);
+    Store(object, pspec, &value.value);
 }
 
 /* GLib grows an array by 8 elements at a time, which copies a long one again and again. */

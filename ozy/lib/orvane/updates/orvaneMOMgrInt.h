@@ -74,8 +74,7 @@ template <class T> ObjectPtr<T> MOMgrHold(T *object) {
  * an application's, which may keep it elsewhere. The pointer is valid until the property is set.
  */
 template <class T> T *MOMgrPeek(GObject *object, const char *property) {
-    const GParamSpec *pspec = g_object_class_find_property(G_OBJECT_GET_CLASS(object), property);
-    const SchemaField *field = pspec != nullptr ? SchemaClass_FindField(object, pspec) : nullptr;
+    const SchemaField *field = SchemaClass_FindFieldByName(object, property);
     return field != nullptr ? SchemaField_In<T>(object, field) : nullptr;
 }
 
