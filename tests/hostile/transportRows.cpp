@@ -130,6 +130,8 @@ void AddLengths(std::vector<Row> *rows) {
          kCallEnds},
         {"length and chunks",
          ok + "Content-Length: 3\r\nTransfer-Encoding: chunked\r\n\r\n0\r\n\r\n"},
+        {"a folded line with nothing before it", "HTTP/1.1 200 OK\r\n folded: a\r\n\r\n" + document,
+         kCallEnds},
         {"no status line", document},
         {"nothing", ""},
         {"noise", std::string(5000, '\x93')},

@@ -61,7 +61,7 @@ void EndDeferred(BasicHttpGlobalState *state) {
         BasicHttpRemoveFromMulti(request);
         if (!request->isFreed || request->inActive)
             continue;
-        BasicHttpReleaseHandle(state, request);
+        BasicHttpFreeHandle(request);
         if (request->numHolds == 0)
             BasicHttpDestroyRequest(request);
     }
@@ -206,14 +206,12 @@ void BasicHttpDestroyState(BasicHttpGlobalState *state) {
         request->queued = false;
         request->inActive = false;
         BasicHttpRemoveFromMulti(request);
-        BasicHttpReleaseHandle(state, request);
+        BasicHttpFreeHandle(request);
         request->owner = nullptr; /* a held request outlives the state */
         BasicHttp_FreeRequest(request);
     }
     g_queue_clear(&state->waiting);
     HashTable_Free(state->active);
-    std::ranges::for_each(state->idleHandles, curl_easy_cleanup);
-    std::ranges::for_each(state->keptHandles, curl_easy_cleanup, &BasicHttpKeptHandle::curl);
     curl_multi_cleanup(state->multi);
     curl_global_cleanup();
     delete state;
@@ -342,7 +340,7 @@ void BasicHttp_FreeRequest(BasicHttpRequest *request) {
 }
 
 void BasicHttpDestroyRequest(BasicHttpRequest *request) {
-    BasicHttpReleaseHandle(request->owner, request);
+    BasicHttpFreeHandle(request);
     for (char *text : {request->url, request->userAgent, request->userName, request->proxyUserName})
         g_free(text);
     Secret_FreeText(request->userPassword);

@@ -90,12 +90,7 @@ struct BasicHttpGlobalState;
 /* Bits of pausedMask, with the values of curl_easy_pause(). */
 enum { kPausedRecv = CURLPAUSE_RECV, kPausedSend = CURLPAUSE_SEND };
 
-/*
- * Settings of a request that become options of its easy handle and remain there. A handle is used again with these
- * options for a request whose settings are equal; for any other it is reset.
- *
- * A new setting belongs here, unless SetCallOptions() of basicHttpSend.cpp sets its option for each request.
- */
+/* Settings of a request that become options of its easy handle. */
 struct BasicHttpSettings {
     BasicHttpMethod method = BASICHTTP_METHOD_GET;
     guint32 flags = 0;
@@ -117,8 +112,6 @@ struct BasicHttpSettings {
     std::string zone; /* of the URL's host */
     bool isTraced = false;
     bool isBodyJoined = false; /* libcurl is given the body as one text */
-
-    bool operator==(const BasicHttpSettings &) const = default;
 };
 
 struct BasicHttpRequest {
@@ -184,13 +177,9 @@ struct BasicHttpRequest {
     bool inActive;               /* in the table of active requests */
     bool isDeferred;             /* in the state's list "deferred" */
     bool isFreed;                /* released by its owner */
-    BasicHttpSettings
-        handleSettings;      /* those that the handle was set up with; set if keepsOptions */
-    bool keepsOptions;       /* the handle can be kept with its options */
-    bool keepsHandle;        /* the handle can be kept when it was reset */
-    bool hasCompletion;      /* the completion callback is registered */
-    bool hasConnectionTimer; /* the connection time-out is registered */
-    bool hasInactivityTimer; /* the inactivity check is registered */
+    bool hasCompletion;          /* the completion callback is registered */
+    bool hasConnectionTimer;     /* the connection time-out is registered */
+    bool hasInactivityTimer;     /* the inactivity check is registered */
 };
 
 /* A descriptor that libcurl wants to be watched. */
@@ -202,11 +191,6 @@ struct BasicHttpSocketEntry {
     BasicHttpSocketEntry **link; /* the pointer to this entry in the list */
 };
 
-struct BasicHttpKeptHandle {
-    CURL *curl;
-    BasicHttpSettings settings;
-};
-
 struct BasicHttpGlobalState {
     CURLM *multi = nullptr;
     BasicHttpSocketEntry *sockets = nullptr; /* newest first */
@@ -216,9 +200,6 @@ struct BasicHttpGlobalState {
     guint maxOutstandingRequests = 0;
     GQueue waiting = G_QUEUE_INIT; /* requests that wait for a slot */
 
-    std::vector<CURL *> idleHandles; /* reset, for any request */
-    std::vector<BasicHttpKeptHandle>
-        keptHandles;                 /* for requests with the same settings, oldest first */
     bool hasLookedAtOpenSsl = false; /* the next field is set */
     bool hasLayersOpenSsl = false;   /* libcurl has the OpenSSL of the TLS layer */
     unsigned curlDepth = 0;          /* nested calls of libcurl */
@@ -281,8 +262,8 @@ void BasicHttpRemoveFromMulti(BasicHttpRequest *request);
 
 /* basicHttpSend.cpp */
 bool BasicHttpStartRequest(BasicHttpRequest *request);
-/* Keeps or frees the easy handle, if there is one. It must have been removed from the multi handle. */
-void BasicHttpReleaseHandle(BasicHttpGlobalState *state, BasicHttpRequest *request);
+/* Frees the easy handle, if there is one. It must have been removed from the multi handle. */
+void BasicHttpFreeHandle(BasicHttpRequest *request);
 
 /* basicHttpTls.cpp */
 /* Whether a libcurl with this TLS library uses the OpenSSL of the TLS layer, which is version 3 if opaque, otherwise

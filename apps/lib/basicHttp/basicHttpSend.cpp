@@ -16,7 +16,6 @@ constexpr char kSafeProtocols[] = "https";
 constexpr long kMaxRedirects = 10;
 constexpr long kWorkaroundConnectTimeout = 60; /* seconds */
 /* Number of handles of each kind that are kept for later requests. More requests seldom run at once. */
-constexpr size_t kMaxIdleHandles = 16;
 /* libcurl sends a body of up to this size in one piece with the headers. */
 constexpr gsize kMaxJoinedBody = 64 * 1024 - 1;
 
@@ -209,7 +208,7 @@ void SetMethod(CurlOptions *options, BasicHttpRequest *request) {
         options->Set(CURLOPT_HTTPHEADER, headers);
 }
 
-void SetCallbackData(CurlOptions *options, BasicHttpRequest *request) {
+void SetCallbacks(CurlOptions *options, BasicHttpRequest *request) {
     for (CURLoption option :
          {CURLOPT_HEADERDATA, CURLOPT_READDATA, CURLOPT_WRITEDATA, CURLOPT_IOCTLDATA,
           CURLOPT_PRIVATE, CURLOPT_SOCKOPTDATA, CURLOPT_OPENSOCKETDATA, CURLOPT_PREREQDATA})
@@ -218,15 +217,11 @@ void SetCallbackData(CurlOptions *options, BasicHttpRequest *request) {
         options->Set(CURLOPT_SSL_CTX_DATA, request);
     if (request->settings.isTraced)
         options->Set(CURLOPT_DEBUGDATA, request);
-}
-
-void SetCallbacks(CurlOptions *options, BasicHttpRequest *request) {
     options->Set(CURLOPT_HEADERFUNCTION, BasicHttpHeaderCallback);
     options->Set(CURLOPT_READFUNCTION, BasicHttpReadCallback);
     options->Set(CURLOPT_WRITEFUNCTION, BasicHttpWriteCallback);
     options->Set(CURLOPT_IOCTLFUNCTION, BasicHttpIoctlCallback);
     options->Set(CURLOPT_PREREQFUNCTION, BasicHttpPrereqCurlCallback);
-    SetCallbackData(options, request);
 }
 
 /* Child processes would inherit the sockets that libcurl opens, so our callback is set in both cases. */
@@ -243,16 +238,6 @@ void SetAll(CurlOptions *options, BasicHttpRequest *request) {
         set(options, request);
 }
 
-/* Sets the options that differ between requests of equal settings. */
-void SetCallOptions(CurlOptions *options, BasicHttpRequest *request) {
-    SetPlace(options, request);
-    SetIdentity(options, request);
-    SetJar(options, request);
-    SetPostBody(options, request);
-    options->Set(CURLOPT_HTTPHEADER, BasicHttpRequestHeaders(request));
-    SetCallbackData(options, request);
-}
-
 /* Completes the settings by what is only known at the start. */
 void CompleteSettings(BasicHttpRequest *request) {
     BasicHttpSettings *settings = &request->settings;
@@ -266,67 +251,18 @@ void CompleteSettings(BasicHttpRequest *request) {
     settings->isBodyJoined = IsBodyJoined(request);
 }
 
-/* Whether the handle can be used with its options for another request. A handle without a shared jar holds cookies,
- * and one with credentials holds the state of the authentication; these are reset. */
-bool KeepsOptions(const BasicHttpRequest *request) {
-    const BasicHttpCookieJar *jar = request->cookieJar;
-    return request->settings.isBodyJoined && request->authType == 0 && jar && jar->share &&
-           !jar->isNewSession;
-}
-
-/* Assigns a kept handle whose settings equal those of the request; FALSE if there is none. */
-bool TakeKeptHandle(BasicHttpGlobalState *state, BasicHttpRequest *request) {
-    auto &kept = state->keptHandles;
-    /* newest first, since its memory is likely to be in the processor's cache */
-    const auto found = std::find_if(kept.rbegin(), kept.rend(), [&](const auto &handle) {
-        return handle.settings == request->settings;
-    });
-    if (found == kept.rend())
-        return false;
-    request->curl = found->curl;
-    request->handleSettings = std::move(found->settings);
-    kept.erase(std::next(found).base());
-    return true;
-}
-
-/* Keeps a handle, in place of the oldest one if there are enough. */
-void KeepHandle(BasicHttpGlobalState *state, BasicHttpKeptHandle handle) {
-    auto &kept = state->keptHandles;
-    if (kept.size() >= kMaxIdleHandles) {
-        curl_easy_cleanup(kept.front().curl);
-        kept.erase(kept.begin());
-    }
-    kept.push_back(std::move(handle));
-}
-
-void TakeIdleHandle(BasicHttpGlobalState *state, BasicHttpRequest *request) {
-    if (state->idleHandles.empty()) {
-        request->curl = curl_easy_init();
-        return;
-    }
-    request->curl = state->idleHandles.back();
-    state->idleHandles.pop_back();
-}
-
-/* Assigns a handle and sets all its options. */
-bool SetUp(BasicHttpGlobalState *state, BasicHttpRequest *request) {
+/*
+ * Assigns a handle and sets all its options. No handle is used for a second transfer: libcurl 7.83 and later notes the last
+ * header of a transfer, frees it when the next one begins, and still appends to it if the next reply begins with a folded
+ * line. A service could corrupt the memory of the process in this way.
+ */
+bool SetUp(BasicHttpRequest *request) {
     CompleteSettings(request);
-    request->keepsOptions = KeepsOptions(request);
-    request->keepsHandle = !request->cookieJar || request->cookieJar->share;
-    const bool isPrepared = request->keepsOptions && TakeKeptHandle(state, request);
-    if (!isPrepared)
-        TakeIdleHandle(state, request);
+    request->curl = curl_easy_init();
     if (!request->curl)
         return false;
-
     CurlOptions options{request->curl};
-    if (isPrepared) {
-        SetCallOptions(&options, request);
-    } else {
-        if (request->keepsOptions)
-            request->handleSettings = request->settings;
-        SetAll(&options, request);
-    }
+    SetAll(&options, request);
     request->settings.freshConnection = false; /* for this start only */
     if (options.result != CURLE_OK)
         Warning("BasicHTTP: Request %p could not be set up: %s\n", static_cast<void *>(request),
@@ -337,8 +273,7 @@ bool SetUp(BasicHttpGlobalState *state, BasicHttpRequest *request) {
 /* Undoes a failed start; the request can be sent again. */
 bool FailStart(BasicHttpRequest *request) {
     BasicHttpFinishRequest(request, BASICHTTP_STATE_IDLE);
-    request->keepsHandle = false;
-    BasicHttpReleaseHandle(request->owner, request);
+    BasicHttpFreeHandle(request);
     return false;
 }
 
@@ -356,7 +291,7 @@ bool AddToMulti(BasicHttpGlobalState *state, BasicHttpRequest *request) {
 bool BasicHttpStartRequest(BasicHttpRequest *request) {
     BasicHttpGlobalState *state = request->owner;
     request->state = BASICHTTP_STATE_SENDING;
-    if (!SetUp(state, request))
+    if (!SetUp(request))
         return FailStart(request);
 
     BasicHttpStartConnectionTimeout(request);
@@ -373,23 +308,8 @@ bool BasicHttpStartRequest(BasicHttpRequest *request) {
     return true; /* the request may have been freed meanwhile */
 }
 
-void BasicHttpReleaseHandle(BasicHttpGlobalState *state, BasicHttpRequest *request) {
-    CURL *handle = request->curl;
+void BasicHttpFreeHandle(BasicHttpRequest *request) {
+    if (request->curl)
+        curl_easy_cleanup(request->curl); /* this writes a cookie file */
     request->curl = nullptr;
-    if (!handle)
-        return;
-    const bool isFull = !request->keepsOptions && state->idleHandles.size() >= kMaxIdleHandles;
-    if (!request->keepsHandle || state->isTearingDown || isFull) {
-        curl_easy_cleanup(handle); /* this writes a cookie file */
-        return;
-    }
-    if (request->cookieJar)
-        curl_easy_setopt(handle, CURLOPT_SHARE, nullptr);
-    if (request->keepsOptions) {
-        KeepHandle(state, {handle, std::move(request->handleSettings)});
-        return;
-    }
-    curl_easy_setopt(handle, CURLOPT_COOKIEFILE, nullptr); /* a reset keeps cookies */
-    curl_easy_reset(handle);
-    state->idleHandles.push_back(handle);
 }

@@ -5,8 +5,6 @@
 
 namespace {
 
-void NoContext(BasicHttpRequest *, gpointer, gpointer) {}
-
 using BasicHttp = BasicHttpFixture;
 
 struct MethodRow {
@@ -371,7 +369,6 @@ TEST_F(BasicHttp, ConnectionsAreKeptUnlessARequestForbidsIt) {
     EXPECT_EQ(2, server.NumConnections());
 }
 
-/* Easy handles are used again, so nothing of a request may show in a later one. */
 TEST_F(BasicHttp, NothingOfARequestStaysForTheNext) {
     AnswerAll(HttpReply("", 200, "text/xml", {"Set-Cookie: a=b; Path=/"}));
     BasicHttpRequest *request = Request("/1", BASICHTTP_METHOD_DELETE);
@@ -387,45 +384,6 @@ TEST_F(BasicHttp, NothingOfARequestStaysForTheNext) {
     EXPECT_STREQ(head.get(), server.Requests()[1].head.c_str());
 }
 
-TEST_F(BasicHttp, HandlesAreSharedByRequestsWithEqualSettings) {
-    using Set = void (*)(BasicHttpRequest *);
-    const Set rows[] = {
-        [](BasicHttpRequest *) {},
-        [](BasicHttpRequest *r) { r->settings.flags = BASICHTTP_REQUEST_NODELAY; },
-        [](BasicHttpRequest *r) { BasicHttp_SetProxy(r, nullptr, BASICHTTP_PROXY_NONE); },
-        [](BasicHttpRequest *r) { r->settings.proxyType = BASICHTTP_PROXY_HTTP; },
-        [](BasicHttpRequest *r) { BasicHttp_SetNoProxy(r, ""); },
-        [](BasicHttpRequest *r) { BasicHttp_SetSslManualVerification(r, TRUE); },
-        [](BasicHttpRequest *r) { BasicHttp_SetSslVerification(r, TRUE); },
-        [](BasicHttpRequest *r) { BasicHttp_SetSslCtxProc(r, NoContext); },
-        [](BasicHttpRequest *r) { BasicHttp_SetSslAuthorities(r, "x", nullptr); },
-        [](BasicHttpRequest *r) { BasicHttp_SetSslAuthorities(r, nullptr, "x"); },
-        [](BasicHttpRequest *r) { BasicHttp_SetSslCrlFilePath(r, "x"); },
-        [](BasicHttpRequest *r) { BasicHttp_DisableConnectionTimeoutWorkaround(r); },
-        [](BasicHttpRequest *r) { BasicHttp_SetConnectTimeout(r, 9); },
-        [](BasicHttpRequest *r) { BasicHttp_SetFreshConnection(r); },
-        [](BasicHttpRequest *r) { BasicHttp_ForbidReuse(r); },
-    };
-    AnswerAll(HttpReply(""));
-    BasicHttpCookieJar *jar = BasicHttp_CreateCookieJar();
-    const auto run = [&](Set set, const char *body) {
-        BasicHttpRequest *request = Request("/x", BASICHTTP_METHOD_POST, body, jar);
-        set(request);
-        Run(request);
-    };
-    for (size_t i = 0; i < std::size(rows); i++) {
-        for (int times = 0; times < 2; times++) {
-            run(rows[i], "<x/>");
-            EXPECT_EQ(i + 1, curlGlobalState->keptHandles.size()) << i;
-        }
-    }
-    run(rows[0], std::string(100000, 'x').c_str()); /* its body is read piece by piece */
-    EXPECT_EQ(std::size(rows), curlGlobalState->keptHandles.size());
-    EXPECT_EQ(1u, curlGlobalState->idleHandles.size());
-    BasicHttp_FreeCookieJar(jar);
-}
-
-/* Calls of a session leave most of their options in the handle; what differs must not stay. */
 TEST_F(BasicHttp, NothingOfACallStaysForTheNext) {
     BasicHttpCookieJar *jars[] = {BasicHttp_CreateCookieJar(), BasicHttp_CreateCookieJar()};
     BasicHttp_SetInitialCookie(jars[0], "Set-Cookie: a=b");
@@ -452,7 +410,6 @@ TEST_F(BasicHttp, NothingOfACallStaysForTheNext) {
     BasicHttp_FreeRequest(cancelled);
     Run(call("/5", "", jars[1]));
     Run(call("/6", "<six/>", jars[0]));
-    EXPECT_EQ(1u, curlGlobalState->keptHandles.size());
 
     const char *heads[] = {
         "POST /1 HTTP/1.1\r\nHost: %h\r\nUser-Agent: other\r\nAccept: */*\r\nCookie: a=b\r\n"
