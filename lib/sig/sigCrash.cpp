@@ -17,7 +17,7 @@ constexpr guint32 kForcedSignals = 0x108006; /* HUP, INT, TERM, TSTP: requests, 
 
 using Word = unsigned long;
 
-constinit ucontext_t savedContext; /* for readers of the core dump */
+constinit ucontext_t savedContext = {}; /* for readers of the core dump */
 
 void DropRootRights() {
     if (geteuid() == 0 && getuid() != 0)
