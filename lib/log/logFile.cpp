@@ -6,10 +6,10 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <charconv>
 #include <cstdio>
 #include <cstring>
 #include <new>
+#include <span>
 #include <utility>
 
 #include "lib/file/fileRotate.h"
@@ -66,7 +66,7 @@ LogLineHeader HeaderOfNow() {
 
 /* Returns -1 with a warning unless the path is the regular file that was opened, and no link. */
 int LogOpenNoSymlinkAttack(const char *path, int permissions) {
-    const int flags = O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
+    const int flags = O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW;
     Descriptor fd(open(path, flags, permissions));
     if (fd.Get() < 0) {
         if (errno == ELOOP)
@@ -107,7 +107,7 @@ int LogOpen(const LogFileOutput *file) {
 /* Writes one of the first lines of a file. Returns false if it was not written completely. */
 bool LogWriteLabel(LogFileOutput *file, int fd, std::string_view text) {
     char line[kLabelSize * 2];
-    const size_t prefix = LogFilePrefix(file, HeaderOfNow(), line, sizeof line);
+    const size_t prefix = LogFilePrefix(file, HeaderOfNow(), line);
     const size_t length =
         LogText_WholeLength(text.substr(0, text.size() - 1), sizeof line - prefix - 1);
     memcpy(line + prefix, text.data(), length);
@@ -167,7 +167,7 @@ bool LogFileWrite(LogFileOutput *file, std::string_view text, bool countLoss) {
 
 void LogFileReportLoss(LogFileOutput *file) {
     char line[kLogSmallBuffer];
-    const size_t prefix = LogFilePrefix(file, HeaderOfNow(), line, sizeof line);
+    const size_t prefix = LogFilePrefix(file, HeaderOfNow(), line);
     const int length =
         snprintf(line + prefix, sizeof line - prefix,
                  ">>> Error writing log, %lu bytes discarded. Disk full?\n", file->bytesLost);
@@ -175,14 +175,12 @@ void LogFileReportLoss(LogFileOutput *file) {
         file->bytesLost = 0;
 }
 
-void LogToFile(LogFileOutput *file, const LogLineHeader &header, bool writeHeader,
-               std::string_view text) {
-    if (file->fd < 0)
-        return;
-    LogBuffer buffer(&logState.lineBuffer);
-    char *line = buffer.Bytes();
-    size_t length = writeHeader ? LogFilePrefix(file, header, line, buffer.Size()) : 0;
-    const size_t room = buffer.Size() - length;
+/* Puts a line together and writes it; one that is too long for the buffer is cut. */
+void LogWriteLine(LogFileOutput *file, const LogLineHeader &header, bool writeHeader,
+                  std::string_view text, std::span<char> buffer) {
+    char *line = buffer.data();
+    size_t length = writeHeader ? LogFilePrefix(file, header, line) : 0;
+    const size_t room = buffer.size() - length;
     const bool isCut = text.size() >= room;
     if (isCut)
         text = text.substr(0, LogText_WholeLength(text, room - 2));
@@ -193,6 +191,19 @@ void LogToFile(LogFileOutput *file, const LogLineHeader &header, bool writeHeade
     if (file->bytesLost != 0)
         LogFileReportLoss(file);
     LogFileWrite(file, {line, length}, true);
+}
+
+void LogToFile(LogFileOutput *file, const LogLineHeader &header, bool writeHeader,
+               std::string_view text) {
+    if (file->fd < 0)
+        return;
+    if (text.size() < kLogSmallBuffer - kLogMaxPrefix) {
+        char line[kLogSmallBuffer];
+        LogWriteLine(file, header, writeHeader, text, line);
+    } else {
+        LogBuffer buffer(&logState.lineBuffer);
+        LogWriteLine(file, header, writeHeader, text, {buffer.Bytes(), buffer.Size()});
+    }
 }
 
 void LogFileRotate(LogFileOutput *file) {
@@ -340,23 +351,6 @@ void LogCopy(LogOutput *output, LogOutput *oldOutput) {
         unlink(path);
 }
 
-/* Appends texts to a buffer as long as they fit. */
-class Appender {
-public:
-    Appender(char *to, size_t room) : begin(to), at(to), end(to + room) {}
-    void Add(std::string_view text) {
-        const size_t count = std::min(text.size(), size_t(end - at));
-        memcpy(at, text.data(), count);
-        at += count;
-    }
-    size_t Length() const { return at - begin; }
-
-private:
-    char *begin;
-    char *at;
-    char *end;
-};
-
 } // namespace
 
 constexpr LogOutputOperations kLogFileOperations = {
@@ -364,29 +358,25 @@ constexpr LogOutputOperations kLogFileOperations = {
     LogFileDisableThrottling, LogFileGetFileName, LogCopy,
 };
 
-size_t LogFilePrefix(const LogFileOutput *file, const LogLineHeader &header, char *buffer,
-                     size_t size) {
-    Appender prefix(buffer, size);
+size_t LogFilePrefix(const LogFileOutput *file, const LogLineHeader &header, char *buffer) {
+    char *at = buffer;
     if (file->useTimeStamps) {
-        prefix.Add(header.dateTime);
+        at = stpcpy(at, header.dateTime);
         if (file->milliseconds)
-            prefix.Add(header.milliseconds);
-        prefix.Add(header.zone);
-        prefix.Add("| ");
+            at = stpcpy(at, header.milliseconds);
+        at = stpcpy(at, header.zone);
+        at = stpcpy(at, "| ");
     }
     if (file->useThreadName) {
-        prefix.Add(header.threadName);
-        prefix.Add("| ");
+        at = stpcpy(at, header.threadName);
+        at = stpcpy(at, "| ");
     }
     if (file->useLevelDesignator) {
         const guint8 level = header.level;
-        const char text[] = {LogText_FindLevel(level).letter,
-                             char('0' + level / 100),
-                             char('0' + level / 10 % 10),
-                             char('0' + level % 10),
-                             header.continuation == 'T' ? '+' : ':',
-                             ' '};
-        prefix.Add({text, sizeof text});
+        for (char c :
+             {LogText_FindLevel(level).letter, char('0' + level / 100), char('0' + level / 10 % 10),
+              char('0' + level % 10), header.continuation == 'T' ? '+' : ':', ' '})
+            *at++ = c;
     }
-    return prefix.Length();
+    return size_t(at - buffer);
 }

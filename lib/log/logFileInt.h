@@ -37,14 +37,15 @@ struct LogFileOutput : LogOutput {
 
 extern const LogOutputOperations kLogFileOperations;
 
+constexpr size_t kLogMaxPrefix = 96;
+
 /**
  * LogFilePrefix:
  * @file: the output, whose switches say what there is of the prefix
  * @header: what is known of the line
- * @buffer: (out caller-allocates) (array length=size): receives the prefix, without a NUL
- * @size: size of @buffer, at least 128 bytes
+ * @buffer: (out caller-allocates): receives the prefix, at most kLogMaxPrefix bytes with a NUL
  *
- * Returns: length of the prefix
+ * Returns: length of the prefix, without a NUL
  */
-size_t LogFilePrefix(const LogFileOutput *file, const LogLineHeader &header, char *buffer,
-                     size_t size);
+size_t LogFilePrefix(const LogFileOutput *file, const LogLineHeader &header, char *buffer);
+static_assert(kLogHeaderSize + sizeof "| | I120: " <= kLogMaxPrefix);

@@ -14,6 +14,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -53,11 +54,12 @@ bool LogIsNested() {
 }
 
 void LogSetThreadName(LogLineHeader *header) {
-    size_t length = 0;
-    for (const char *name = VThreadBase_CurName();
-         name[length] != '\0' && length < sizeof header->threadName - 1; length++)
-        header->threadName[length] = guchar(name[length]) < 0x20 ? '?' : name[length];
-    header->threadName[length] = '\0';
+    const char *name = VThreadBase_CurName();
+    const size_t length = strnlen(name, sizeof header->threadName - 1);
+    memcpy(header->threadName, name, length);
+    // A newline would end the record of the ring that the name is in.
+    for (char &c : std::span(header->threadName).first(length))
+        c = guchar(c) < 0x20 ? '?' : c;
 }
 
 /* Hands each line of a message to a sink, which may be another for a line that a former message began. */
@@ -144,7 +146,7 @@ bool LogFormat(char *buffer, size_t size, size_t *length, const char *format, va
     const int wanted = vsnprintf(buffer, size, format, arguments);
     if (wanted < 0)
         buffer[0] = '\0'; /* the format has no result, such as a wide character of no encoding */
-    *length = wanted < 0 ? 0 : strnlen(buffer, size);
+    *length = wanted < 0 ? 0 : MIN(size_t(wanted), size - 1);
     return wanted >= 0 && size_t(wanted) < size;
 }
 

@@ -15,12 +15,15 @@ constexpr LogLevelRow kLevels[] = {
 };
 
 const LogLevelRow *LogFindRow(gint level) {
+    if (level == LOG_LEVEL_INFO)
+        return &kLevels[4]; /* by far the most */
     for (const LogLevelRow &row : kLevels) {
         if (level >= row.first && level <= row.last)
             return &row;
     }
     return nullptr;
 }
+static_assert(kLevels[4].first == LOG_LEVEL_INFO);
 
 bool IsControl(guchar byte) {
     return (byte < 0x20 && byte != '\t' && byte != '\n') || byte == 0x7f;
@@ -29,6 +32,23 @@ bool IsControl(guchar byte) {
 /* U+0080 to U+009F, which terminals interpret like the control bytes. */
 bool IsHighControl(std::string_view rest) {
     return rest.size() > 1 && guchar(rest[0]) == 0xc2 && guchar(rest[1]) < 0xa0;
+}
+
+/* A control byte, or the first byte of a high one. */
+bool IsSuspect(char byte) {
+    return IsControl(guchar(byte)) || guchar(byte) == 0xc2;
+}
+
+using Bytes16 = guint8 __attribute__((vector_size(16)));
+
+/* Whether any of sixteen bytes is below 0x20, or is 0x7f or 0xc2. */
+bool MayHaveControls(const char *text) {
+    Bytes16 bytes;
+    memcpy(&bytes, text, sizeof bytes);
+    const auto found = (bytes < 0x20) | (bytes == 0x7f) | (bytes == 0xc2);
+    guint64 halves[2];
+    memcpy(halves, &found, sizeof halves);
+    return (halves[0] | halves[1]) != 0;
 }
 
 bool IsContinuation(char byte) {
@@ -83,8 +103,13 @@ size_t LogText_SafeTruncate(char *buffer, size_t size) {
 }
 
 bool LogText_HasControls(std::string_view text) {
-    return std::ranges::any_of(text,
-                               [](char c) { return IsControl(guchar(c)) || guchar(c) == 0xc2; });
+    // Only bytes near one that may be a control byte are looked at one by one.
+    for (; text.size() >= sizeof(Bytes16); text.remove_prefix(sizeof(Bytes16))) {
+        if (MayHaveControls(text.data()) &&
+            std::ranges::any_of(text.substr(0, sizeof(Bytes16)), IsSuspect))
+            return true;
+    }
+    return std::ranges::any_of(text, IsSuspect);
 }
 
 std::string LogText_EscapeControls(std::string_view text) {
