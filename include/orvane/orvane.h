@@ -8,6 +8,7 @@
 
 #include <orvane/export.h>
 #include <orvane/listener.h>
+#include <orvane/log.h>
 #include <orvane/loop.h>
 #include <orvane/privilege.h>
 #include <orvane/runtime.h>

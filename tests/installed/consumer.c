@@ -7,9 +7,16 @@
 #include <orvane/schema/qorm.h>
 #include <ssl/ssl.h>
 
+static void OnLine(gint level, const char *text, gpointer data) {
+    (void)level, (void)text;
+    ++*(guint *)data;
+}
+
 int main(void) {
+    guint numLines = 0;
     OrvaneSession *session;
     GObject *spec;
+    orvane_log_set_handler(OnLine, &numLines, 145);
     if (!orvane_glib_init(NULL))
         return 1;
     session = orvane_session_new();
@@ -19,5 +26,6 @@ int main(void) {
     g_object_unref(spec);
     g_object_unref(session);
     orvane_glib_shutdown();
+    orvane_log_set_handler(NULL, NULL, 0);
     return 0;
 }
