@@ -317,6 +317,22 @@ ORVANE_EXPORT void orvane_session_set_reply_limits(OrvaneSession *session, guint
                                                    guint64 treeBytes);
 
 /**
+ * orvane_session_set_bandwidth_limit:
+ * @session: a session
+ * @uploadPerSecond: bytes of request bodies per second that all requests of the session send together; 0: no limit,
+ *   as at first
+ * @downloadPerSecond: the same for the bodies of replies that they receive
+ *
+ * Allowed at any time. A transfer that is faster than its part of the limit is paused until its average has fallen to
+ * it; transfers in progress follow a change at once. The limit is divided equally between the requests in flight, and
+ * what slow ones leave unused goes to the others. Not limited are the first piece of each body, up to 64 KiB, and
+ * requests that are more than the limit has bytes. A pause for the limit does not count as inactivity.
+ */
+ORVANE_EXPORT void orvane_session_set_bandwidth_limit(OrvaneSession *session,
+                                                      guint64 uploadPerSecond,
+                                                      guint64 downloadPerSecond);
+
+/**
  * orvane_session_set_ssl_certificate_location:
  * @session: a session
  * @file: (nullable) (type filename): a file of CA certificates

@@ -189,6 +189,7 @@ void BasicHttp_Shutdown() {
     /* From here on no callback is registered with the loop, and no onSentProc is called. */
     state->isTearingDown = true;
     for (BasicHttpRequest *request : AllRequests(state)) {
+        BasicHttpLeaveBandwidthGroup(request);
         BasicHttpFinishRequest(request, BASICHTTP_STATE_DONE);
         request->onSentProc = nullptr;
     }
@@ -321,6 +322,7 @@ void BasicHttp_CancelRequest(BasicHttpRequest *request) {
         DeferEnd(request);
     else if (request->inMulti)
         BasicHttpRemoveFromMulti(request);
+    BasicHttpLeaveBandwidthGroup(request);
     BasicHttpFinishRequest(request, BASICHTTP_STATE_DONE);
 }
 

@@ -54,6 +54,7 @@ G_BEGIN_DECLS
 typedef struct BasicHttpRequest BasicHttpRequest;
 typedef struct BasicHttpCookieJar BasicHttpCookieJar;
 typedef struct BasicHttpSource BasicHttpSource;
+typedef struct BasicHttpBandwidthGroup BasicHttpBandwidthGroup;
 
 typedef enum {
     BASICHTTP_METHOD_GET = 0,
@@ -472,6 +473,36 @@ gboolean BasicHttp_KickRecvRequest(BasicHttpRequest *request);
 
 /* FALSE if the request is NULL; either result may be NULL. */
 gboolean BasicHttp_IsPaused(BasicHttpRequest *request, gboolean *recv, gboolean *send);
+
+/**
+ * BasicHttp_CreateBandwidthGroup:
+ * @uploadLimit: bytes per second that all requests of the group send together; 0: no limit
+ * @downloadLimit: bytes per second that they receive together; 0: no limit
+ *
+ * Each request is measured on its own and paused when it is faster than its share. The members share a limit
+ * equally, and what slow or paused ones leave unused goes to the others. A limit below the number of members, and
+ * the first piece of each body, which is up to 64 KiB, are not limited.
+ *
+ * Returns: (transfer full): a group without members, to be freed with BasicHttp_DeleteBandwidthGroup()
+ */
+BasicHttpBandwidthGroup *BasicHttp_CreateBandwidthGroup(guint64 uploadLimit, guint64 downloadLimit);
+
+/* Changes the limits; transfers that were paused for the old ones are judged anew. NULL is allowed. */
+void BasicHttp_ChangeBandwidthGroup(BasicHttpBandwidthGroup *group, guint64 uploadLimit,
+                                    guint64 downloadLimit);
+
+/* Frees a group. Its members are no longer limited, but one that is paused by the group remains so until
+ * BasicHttp_PauseSendRequest() or BasicHttp_PauseRecvRequest() resumes it. NULL is allowed. */
+void BasicHttp_DeleteBandwidthGroup(BasicHttpBandwidthGroup *group);
+
+/* Adds a request, best before it is sent. It leaves the group that it is in, and this one when it ends. FALSE if an
+ * argument is NULL. */
+gboolean BasicHttp_AddRequestToBandwidthGroup(BasicHttpBandwidthGroup *group,
+                                              BasicHttpRequest *request);
+
+/* Does nothing unless the request is in this group. One that is paused by the group remains so; see above. */
+void BasicHttp_RemoveRequestFromBandwidthGroup(BasicHttpBandwidthGroup *group,
+                                               BasicHttpRequest *request);
 
 /* The response's headers, "Name: value" each, in the order of receipt, including those of redirects.
  * The text is owned by the request; NULL past the end. */

@@ -11,6 +11,7 @@
  *   basicHttpRedirect.cpp  which redirects are followed
  *   basicHttpGuard.cpp     the last look at a connection before a request is sent on it
  *   basicHttpPause.cpp     pausing
+ *   basicHttpBandwidth.cpp bandwidth groups
  *   basicHttpTimeout.cpp   connection and inactivity time-outs
  *   basicHttpSource.cpp    request bodies
  *   basicHttpTls.cpp       what of a peer is checked, and by what
@@ -84,7 +85,15 @@ struct BasicHttpBandwidthStats {
     gint64 lastTime;
 };
 
-struct BasicHttpBandwidthGroup;
+/* Also an index of the arrays of a group. */
+enum BasicHttpDirection { BASICHTTP_UPLOAD = 0, BASICHTTP_DOWNLOAD = 1, BASICHTTP_NUM_DIRECTIONS };
+
+struct BasicHttpBandwidthGroup {
+    gint64 limits[BASICHTTP_NUM_DIRECTIONS];      /* bytes per second, 0 for none */
+    gint64 numUnpaused[BASICHTTP_NUM_DIRECTIONS]; /* members that pausedMask does not pause */
+    BasicHttpRequest *requests; /* linked by nextInGroup, newest first; not owned */
+};
+
 struct BasicHttpGlobalState;
 
 /* Bits of pausedMask, with the values of curl_easy_pause(). */
@@ -138,9 +147,11 @@ struct BasicHttpRequest {
     gpointer clientData;
     BasicHttpBandwidthGroup *bandwidthGroup;
     BasicHttpRequest *nextInGroup;
+    BasicHttpRequest *previousInGroup;
     BasicHttpBandwidthStats sendStats;
     BasicHttpBandwidthStats recvStats;
-    guint32 pausedMask;
+    guint32
+        pausedMask; /* without the pauses of the bandwidth group; see BasicHttpSetPausedMask() */
     BasicHttpContentInfo recvContentInfo;
     gint authType;
     char *userName;
@@ -180,6 +191,8 @@ struct BasicHttpRequest {
     bool hasCompletion;          /* the completion callback is registered */
     bool hasConnectionTimer;     /* the connection time-out is registered */
     bool hasInactivityTimer;     /* the inactivity check is registered */
+    bool hasResume;              /* paused by the bandwidth group; the resume is registered */
+    gint64 resumeTime;           /* when it is due */
 };
 
 /* A descriptor that libcurl wants to be watched. */
@@ -316,6 +329,22 @@ bool BasicHttpCheckRedirect(BasicHttpRequest *request, std::string_view line);
 
 /* basicHttpPause.cpp */
 void BasicHttpResumePollCallback(gpointer clientData);
+void BasicHttpRemoveResumePollCallback(BasicHttpRequest *request);
+
+/* basicHttpBandwidth.cpp */
+/* All changes of pausedMask are made here, since a group counts the members that are not paused. */
+void BasicHttpSetPausedMask(BasicHttpRequest *request, guint32 mask);
+/* Stores libcurl's running count and computes the rate. */
+void BasicHttpBandwidthUpdate(BasicHttpBandwidthStats *stats, gint64 bytes);
+/* Shortens a long window, so that old traffic counts less. */
+void BasicHttpBandwidthSlideWindow(BasicHttpBandwidthStats *stats);
+/* Returns for how many microseconds a transfer is to be paused, 0 for not at all. */
+gint64 BasicHttpBandwidthGetDelay(const BasicHttpBandwidthGroup *group,
+                                  const BasicHttpRequest *request, BasicHttpDirection direction);
+/* Whether libcurl is to pause a transfer that is too fast; its resume is then registered. */
+bool BasicHttpDelayTransfer(BasicHttpRequest *request, BasicHttpDirection direction);
+/* Nothing for a request that is in no group. */
+void BasicHttpLeaveBandwidthGroup(BasicHttpRequest *request);
 
 /* basicHttpTimeout.cpp */
 void BasicHttpStartConnectionTimeout(BasicHttpRequest *request);

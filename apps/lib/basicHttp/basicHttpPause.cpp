@@ -5,22 +5,16 @@
 
 namespace {
 
-void BasicHttpRemoveResumePollCallback(BasicHttpRequest *request) {
-    if (request->bandwidthGroup)
-        pollCallbackRemoveProc(0, BasicHttpResumePollCallback, request, POLL_REALTIME,
-                               POLL_CLASS_MAIN);
-}
-
 /* Passes the mask to libcurl, which may deliver buffered data at once. A progress proc may then free the request, so
  * the caller must not use it afterwards. */
 bool SetPaused(BasicHttpRequest *request, guint32 mask) {
     const guint32 oldMask = request->pausedMask;
-    request->pausedMask = mask;
+    BasicHttpSetPausedMask(request, mask);
     request->lastActivityTime = basicHttpNow();
     BasicHttpInsideCurl inside(request->owner);
     if (curl_easy_pause(request->curl, int(mask)) == CURLE_OK)
         return true;
-    request->pausedMask = oldMask;
+    BasicHttpSetPausedMask(request, oldMask);
     return false;
 }
 
@@ -50,13 +44,21 @@ bool IsRecvPaused(BasicHttpRequest *request, bool wanted) {
 
 void BasicHttpResumePollCallback(gpointer clientData) {
     auto *request = static_cast<BasicHttpRequest *>(clientData);
-    if (!request->curl)
-        return;
+    request->hasResume = false;
+    request->lastActivityTime = basicHttpNow();
     {
         BasicHttpInsideCurl inside(request->owner);
         curl_easy_pause(request->curl, int(request->pausedMask));
     }
-    BasicHttpRunEngine(BasicHttpWake::kAll, CURL_SOCKET_BAD);
+    /* libcurl has set its timer for this transfer, so that the others are not examined */
+    BasicHttpRunEngine(BasicHttpWake::kTimer, CURL_SOCKET_TIMEOUT);
+}
+
+void BasicHttpRemoveResumePollCallback(BasicHttpRequest *request) {
+    if (!request->hasResume)
+        return;
+    request->hasResume = false;
+    pollCallbackRemoveProc(0, BasicHttpResumePollCallback, request, POLL_REALTIME, POLL_CLASS_MAIN);
 }
 
 gboolean BasicHttp_PauseSendRequest(BasicHttpRequest *request, gboolean pause) {

@@ -167,11 +167,15 @@ void SetTrace(CurlOptions *options, BasicHttpRequest *request) {
     options->Set(CURLOPT_DEBUGFUNCTION, BasicHttpDebugCurlCallback);
 }
 
+bool HasUploadLimit(const BasicHttpRequest *request) {
+    return request->bandwidthGroup && request->bandwidthGroup->limits[BASICHTTP_UPLOAD] != 0;
+}
+
 /* Whether libcurl is given the body as one text. It then sends a short body in one piece with the headers, which saves a
- * system call and a turn of the loop. Progress procs need the read callback. */
+ * system call and a turn of the loop. Progress procs and upload limits need the read callback. */
 bool IsBodyJoined(const BasicHttpRequest *request) {
     if (request->settings.method != BASICHTTP_METHOD_POST || !request->ownsBody ||
-        request->sendProgressProc || request->bandwidthGroup)
+        request->sendProgressProc || HasUploadLimit(request))
         return false;
     const BasicHttpMemorySource *memory = BasicHttpMemoryOf(request->body);
     return memory && memory->length <= kMaxJoinedBody;

@@ -105,6 +105,7 @@ void FinishTransfer(BasicHttpRequest *request, CURLcode result) {
     /* libcurl takes a connection that ends within the headers for an empty response */
     if (result == CURLE_OK && !request->hasWholeHead)
         request->curlResult = CURLE_RECV_ERROR;
+    BasicHttpLeaveBandwidthGroup(request);
     BasicHttpInvokeCallback(request);
 }
 

@@ -55,7 +55,7 @@ void LogInactivity(const BasicHttpRequest *request, gint64 elapsed) {
 
 void BasicHttpInactivityTimeoutCallback(gpointer clientData) {
     auto *request = static_cast<BasicHttpRequest *>(clientData);
-    if (request->pausedMask != 0)
+    if (request->pausedMask != 0 || request->hasResume)
         return;
     BasicHttpUpdateSendState(request);
     const gint64 limit = InactivityLimit(request) * kMicrosecondsPerSecond;

@@ -28,13 +28,16 @@ private:
     guint *count;
 };
 
-/* Stores libcurl's running count. Returns the time since the last progress in microseconds. */
-gint64 NoteProgress(BasicHttpRequest *request, BasicHttpBandwidthStats *stats, CURLINFO counter) {
+/* Stores libcurl's running count. */
+void UpdateStats(BasicHttpRequest *request, BasicHttpBandwidthStats *stats, CURLINFO counter) {
     curl_off_t bytes = 0;
     curl_easy_getinfo(request->curl, counter, &bytes);
-    stats->transferredBytes = bytes;
-    stats->lastTime = basicHttpNow();
+    BasicHttpBandwidthUpdate(stats, bytes);
+}
 
+/* Notes that a transfer goes on. Returns the time since the last progress in microseconds. */
+gint64 NoteProgress(BasicHttpRequest *request, BasicHttpBandwidthStats *stats) {
+    BasicHttpBandwidthSlideWindow(stats);
     const gint64 elapsed = stats->lastTime - request->lastProgressTime;
     request->lastProgressTime = stats->lastTime;
     request->lastActivityTime = stats->lastTime;
@@ -100,7 +103,10 @@ size_t BasicHttpReadCallback(char *buffer, size_t size, size_t count, void *data
         return CURL_READFUNC_ABORT; /* cancelled: this makes libcurl stop */
 
     BasicHttpBandwidthStats *stats = &request->sendStats;
-    const gint64 elapsed = NoteProgress(request, stats, CURLINFO_SIZE_UPLOAD_T);
+    UpdateStats(request, stats, CURLINFO_SIZE_UPLOAD_T);
+    if (BasicHttpDelayTransfer(request, BASICHTTP_UPLOAD))
+        return CURL_READFUNC_PAUSE;
+    const gint64 elapsed = NoteProgress(request, stats);
     request->state = gsize(stats->transferredBytes) == BasicHttpBodyLength(request)
                          ? BASICHTTP_STATE_SENT
                          : BASICHTTP_STATE_SENDING;
@@ -111,7 +117,7 @@ size_t BasicHttpReadCallback(char *buffer, size_t size, size_t count, void *data
         if (request->state == BASICHTTP_STATE_DONE)
             return CURL_READFUNC_ABORT;
         if (!goesOn) {
-            request->pausedMask |= kPausedSend;
+            BasicHttpSetPausedMask(request, request->pausedMask | kPausedSend);
             return CURL_READFUNC_PAUSE;
         }
     }
@@ -126,7 +132,10 @@ size_t BasicHttpWriteCallback(char *buffer, size_t size, size_t count, void *dat
         return 0; /* cancelled: this makes libcurl stop */
 
     BasicHttpBandwidthStats *stats = &request->recvStats;
-    const gint64 elapsed = NoteProgress(request, stats, CURLINFO_SIZE_DOWNLOAD_T);
+    UpdateStats(request, stats, CURLINFO_SIZE_DOWNLOAD_T);
+    if (BasicHttpDelayTransfer(request, BASICHTTP_DOWNLOAD))
+        return CURL_WRITEFUNC_PAUSE;
+    const gint64 elapsed = NoteProgress(request, stats);
     request->state = BASICHTTP_STATE_RECEIVING;
     if (request->recvProgressProc) {
         const bool goesOn =
@@ -135,7 +144,7 @@ size_t BasicHttpWriteCallback(char *buffer, size_t size, size_t count, void *dat
         if (request->state == BASICHTTP_STATE_DONE)
             return 0;
         if (!goesOn) {
-            request->pausedMask |= kPausedRecv;
+            BasicHttpSetPausedMask(request, request->pausedMask | kPausedRecv);
             return CURL_WRITEFUNC_PAUSE;
         }
     }

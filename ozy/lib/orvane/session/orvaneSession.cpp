@@ -138,6 +138,7 @@ static void orvane_session_finalize(GObject *object) {
     g_hash_table_destroy(priv->listeners);
     g_object_unref(priv->server);
     OrvaneSessionFreeCallHeaders(priv);
+    BasicHttp_DeleteBandwidthGroup(priv->bandwidthGroup);
     g_free(priv->userAgent);
     g_free(priv->sslCertificateFile);
     g_free(priv->sslCertificatePath);
@@ -334,6 +335,20 @@ void orvane_session_set_reply_limits(OrvaneSession *session, guint64 bodyBytes, 
     session->priv->hasReplyLimits = true;
     session->priv->maxBodyBytes = bodyBytes;
     session->priv->maxTreeBytes = treeBytes;
+}
+
+void orvane_session_set_bandwidth_limit(OrvaneSession *session, guint64 uploadPerSecond,
+                                        guint64 downloadPerSecond) {
+    g_return_if_fail(ORVANE_IS_SESSION(session));
+    OrvaneSessionPrivate *priv = session->priv;
+    if (priv->bandwidthGroup != nullptr) {
+        BasicHttp_ChangeBandwidthGroup(priv->bandwidthGroup, uploadPerSecond, downloadPerSecond);
+        return;
+    }
+    if (uploadPerSecond == 0 && downloadPerSecond == 0)
+        return;
+    priv->bandwidthGroup = BasicHttp_CreateBandwidthGroup(uploadPerSecond, downloadPerSecond);
+    OrvaneSessionLimitCalls(session);
 }
 
 void orvane_session_set_ssl_certificate_location(OrvaneSession *session, const char *file,

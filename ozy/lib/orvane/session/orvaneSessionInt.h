@@ -78,6 +78,8 @@ void OrvaneSessionAddDiscovery(OrvaneSession *session, BasicHttpRequest *request
 /* Frees all requests, and the internal listeners of their calls. */
 void OrvaneSessionFreeCalls(OrvaneSession *session);
 void OrvaneSessionFreeCallHeaders(OrvaneSessionPrivate *priv);
+/* Adds the requests in flight to the session's bandwidth group. */
+void OrvaneSessionLimitCalls(OrvaneSession *session);
 /* Sets what all requests of a session have in common: connection, proxy, user agent. */
 void OrvaneSessionSetUpRequest(const OrvaneSession *session, BasicHttpRequest *request);
 void OrvaneSessionUnlinkAllListeners(OrvaneSession *session);
@@ -107,9 +109,10 @@ struct _OrvaneSessionPrivate {
     OrvaneServer *server;
     char *userAgent;
     gboolean useFreshConnection;
-    bool hasReplyLimits;  /* the application has set them */
-    guint64 maxBodyBytes; /* of a reply, if so; 0: no limit */
-    guint64 maxTreeBytes; /* of a reply's tree; 0: no limit */
+    bool hasReplyLimits;                     /* the application has set them */
+    guint64 maxBodyBytes;                    /* of a reply, if so; 0: no limit */
+    guint64 maxTreeBytes;                    /* of a reply's tree; 0: no limit */
+    BasicHttpBandwidthGroup *bandwidthGroup; /* of all requests; NULL until a limit is set */
     gboolean keepAliveActive;
     char *sslCertificateFile;
     char *sslCertificatePath;

@@ -380,6 +380,8 @@ void OrvaneSessionSetUpRequest(const OrvaneSession *session, BasicHttpRequest *r
     if (secure_getenv("HALDEN_HTTPSPROXY") == nullptr)
         BasicHttp_SetProxy(request, "", BASICHTTP_PROXY_NONE);
     BasicHttp_SetUserAgent(request, priv->userAgent);
+    if (priv->bandwidthGroup != nullptr)
+        BasicHttp_AddRequestToBandwidthGroup(priv->bandwidthGroup, request);
 }
 
 void orvane_session_invoke_method(OrvaneSession *session, GObject *object, const char *methodName,
@@ -485,6 +487,13 @@ void OrvaneSessionFreeCallHeaders(OrvaneSessionPrivate *priv) {
     BasicHttp_FreeHeaders(priv->callHeaders);
     priv->callHeaders = nullptr;
     g_clear_pointer(&priv->callHeadersVersion, g_free);
+}
+
+void OrvaneSessionLimitCalls(OrvaneSession *session) {
+    for (OrvaneCall *call = session->priv->calls; call != nullptr; call = call->next) {
+        if (HasRequest(call))
+            BasicHttp_AddRequestToBandwidthGroup(session->priv->bandwidthGroup, call->request);
+    }
 }
 
 void OrvaneSessionFreeCalls(OrvaneSession *session) {

@@ -1,4 +1,5 @@
 // Calls: requests, the report of each reply, and ownership when something ends early.
+#include "apps/lib/basicHttp/basicHttpInt.h"
 #include "ozy/lib/orvane/listener/orvaneListener.h"
 #include "ozy/lib/orvane/runtime/roomsAbove.h"
 #include "tests/ozy/lib/orvane/updates/updateTexts.h"
@@ -188,6 +189,44 @@ TEST_F(Invoke, KeepsTheSessionAlive) {
     testLoop::Advance(G_GINT64_CONSTANT(1500000000));
     testLoop::Settle();
     EXPECT_EQ(2u, service->Count("CurrentTime"));
+}
+
+/* The transfers of one session are slowed down together, whichever came first, the limit or the call. */
+TEST_F(Invoke, FollowsTheLimitOfItsSession) {
+    const auto numPaused = [] {
+        return std::ranges::count_if(testLoop::Registrations(), [](const auto &row) {
+            return row.function == BasicHttpResumePollCallback;
+        });
+    };
+    enum { kLimitFirst, kCallFirst, kDestroyed, kShutDown };
+    for (int order : {kLimitFirst, kCallFirst, kDestroyed, kShutDown}) {
+        SCOPED_TRACE(order);
+        orvane_session_set_bandwidth_limit(session, 0, order == kCallFirst ? 0 : 10);
+        service->answers["CurrentTime"] = HttpReply(Body(
+            "<CurrentTimeResponse><a>" + std::string(300000, 'x') + "</a></CurrentTimeResponse>"));
+        Told told[2];
+        for (Told &each : told)
+            CurrentTime(each.listener);
+        orvane_session_set_bandwidth_limit(session, 0, 10);
+        ASSERT_TRUE(testLoop::RunUntil([&] { return numPaused() == 2; }));
+        testLoop::Settle();
+        EXPECT_EQ("", told[0].text + told[1].text);
+        if (order < kDestroyed) {
+            orvane_session_set_bandwidth_limit(session, 0, 0);
+            for (Told &each : told) {
+                Wait(each);
+                EXPECT_EQ("success", each.text);
+            }
+            continue;
+        }
+        if (order == kShutDown)
+            orvane_shutdown();
+        else
+            g_clear_object(&session);
+        EXPECT_EQ(0, numPaused());
+        if (order == kDestroyed)
+            break;
+    }
 }
 
 /* -- early ends ----------------------------------------------------------------------------------- */

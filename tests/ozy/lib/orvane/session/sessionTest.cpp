@@ -171,6 +171,7 @@ TEST_F(Session, RefusesWhatIsOfAnotherType) {
         },
         [&] { return orvane_session_set_useragent(other, "x"), true; },
         [&] { return orvane_session_set_use_fresh_connection(other, TRUE), true; },
+        [&] { return orvane_session_set_bandwidth_limit(other, 1, 1), true; },
         [&] { return orvane_session_set_ssl_certificate_location(other, "x", "x"), true; },
         [&] { return orvane_session_set_verify_certificate_func(other, nullptr, nullptr), true; },
         [&] { return orvane_session_set_strict_tls(other, TRUE), true; },

@@ -1,0 +1,248 @@
+// Bandwidth groups: the share of a transfer, the window that its rate is measured over, and limits that change or end.
+#include "tests/apps/lib/basicHttp/httpFixture.h"
+
+namespace {
+
+struct Member {
+    gint64 rate = 0;
+    gint64 windowBytes = 0;
+    guint32 pausedMask = 0;
+};
+
+using GroupPtr = std::unique_ptr<BasicHttpBandwidthGroup, Release<BasicHttp_DeleteBandwidthGroup>>;
+using RequestPtr = std::unique_ptr<BasicHttpRequest, Release<BasicHttp_FreeRequest>>;
+
+class BasicHttpBandwidth : public BasicHttpFixture {
+protected:
+    static gint64 Delay(guint64 limit, const std::vector<Member> &members,
+                        BasicHttpDirection direction) {
+        const GroupPtr group(BasicHttp_CreateBandwidthGroup(limit, limit));
+        std::vector<RequestPtr> requests;
+        for (const Member &member : members) {
+            requests.emplace_back(BasicHttp_CreateRequest("http://h", BASICHTTP_METHOD_GET, nullptr,
+                                                          nullptr, nullptr));
+            BasicHttpRequest *request = requests.back().get();
+            EXPECT_TRUE(BasicHttp_AddRequestToBandwidthGroup(group.get(), request));
+            BasicHttpSetPausedMask(request, member.pausedMask);
+            (direction == BASICHTTP_UPLOAD ? request->sendStats : request->recvStats) = {
+                .windowBytes = member.windowBytes, .transferRate = member.rate};
+        }
+        return BasicHttpBandwidthGetDelay(group.get(), requests.front().get(), direction);
+    }
+
+    /* The delay until the next resume is due; -1 if none is registered. */
+    static gint64 PendingDelay() {
+        gint64 delay = -1;
+        for (const testLoop::Registration &row : testLoop::Registrations()) {
+            if (row.function != BasicHttpResumePollCallback)
+                continue;
+            const gint64 due = static_cast<BasicHttpRequest *>(row.clientData)->resumeTime;
+            const gint64 left = std::max<gint64>(due - TestClock(), 0);
+            delay = delay < 0 ? left : std::min(delay, left);
+        }
+        return delay;
+    }
+    /* Runs until the transfer is paused by its group, or over. */
+    static bool RunUntilDelayed(const Outcome &outcome) {
+        EXPECT_TRUE(
+            testLoop::RunUntil([&] { return outcome.numCalls > 0 || PendingDelay() >= 0; }));
+        return outcome.numCalls == 0;
+    }
+    /* Moves the clock over all delays. Returns the time that the transfer took. */
+    static gint64 RunThroughDelays(const Outcome &outcome) {
+        const gint64 start = TestClock();
+        while (RunUntilDelayed(outcome)) {
+            AdvanceClock(PendingDelay());
+            testLoop::Step();
+        }
+        return TestClock() - start;
+    }
+    BasicHttpRequest *Join(BasicHttpBandwidthGroup *group, BasicHttpRequest *request) {
+        EXPECT_TRUE(BasicHttp_AddRequestToBandwidthGroup(group, request));
+        return request;
+    }
+
+    const std::string body = std::string(1000000, 'x');
+};
+
+TEST_F(BasicHttpBandwidth, ATransferAboveItsShareWaitsUntilItsAverageIsTheShare) {
+    const struct {
+        guint64 limit;
+        std::vector<Member> members; /* the first is asked for */
+        gint64 delay;
+    } rows[] = {
+        {100, {{200, 100}}, 500000}, /* as long as the window took */
+        {100, {{100, 100}}, 0},
+        {100, {{101, 101}}, 10000},
+        {100, {{150, 900}, {10}}, 4000000}, /* 50 and 40 that the other leaves */
+        {100, {{90, 900}, {10}}, 0},
+        {100, {{200, 100}, {200}}, 1500000},
+        {90, {{200, 800}, {10}, {20}}, 9333333}, /* 30 and all that the others leave: 60 */
+        {2, {{5000, 5000}, {0}, {0}}, 0},        /* a share of 0 limits nobody */
+        {100, {{150, 150}, {0, 0, kPausedRecv | kPausedSend}}, 500000},
+        {100, {{150, 150, kPausedRecv | kPausedSend}}, 0},
+        {1, {{G_MAXINT64, G_MAXINT64}}, G_MAXINT64 - 1000000},
+        {G_MAXUINT64, {{G_MAXINT64, 5}}, 0},
+    };
+    for (const auto &row : rows) {
+        for (BasicHttpDirection direction : {BASICHTTP_UPLOAD, BASICHTTP_DOWNLOAD})
+            EXPECT_EQ(row.delay, Delay(row.limit, row.members, direction))
+                << row.limit << " " << row.members.size() << " " << row.members[0].rate;
+    }
+    EXPECT_THAT(LogText(), testing::HasSubstr("GetDelay: This download transfer is paused.\n"));
+}
+
+TEST_F(BasicHttpBandwidth, TheWindowKeepsTheRateAndForgetsOldTraffic) {
+    static gint64 now;
+    basicHttpNow = [] { return now; };
+    BasicHttpBandwidthStats stats{};
+    const struct {
+        gint64 now, bytes, rate, windowBytes;
+    } rows[] = {
+        {5000000, 1000, 0, 1000},         /* no time has passed yet */
+        {6000000, 100000, 100000, 21845}, /* more than 65,535: a third of that, */
+        {6000000, 100000, 100000, 21845}, /* over the time that it took */
+        {7000000, 100000, 17928, 21845},
+        {9000000, 90000, 0, 90000}, /* a count that drops begins anew */
+    };
+    for (const auto &row : rows) {
+        now = row.now;
+        BasicHttpBandwidthUpdate(&stats, row.bytes);
+        EXPECT_EQ(row.rate, stats.transferRate) << row.now;
+        BasicHttpBandwidthSlideWindow(&stats);
+        EXPECT_EQ(row.windowBytes, stats.windowBytes) << row.now;
+    }
+    EXPECT_THAT(LogText(), testing::HasSubstr("transferredBytes dropped"));
+
+    /* a rate without a window is continued; neither a long pause nor a clock that goes back overflows */
+    stats = {.transferredBytes = 0, .transferRate = G_MAXINT64 / 2, .windowStartTime = 1};
+    now = G_MAXINT64;
+    BasicHttpBandwidthUpdate(&stats, 0);
+    EXPECT_EQ(G_MAXINT64, stats.windowBytes);
+    stats = {.transferredBytes = 5, .windowBytes = 5, .transferRate = 7, .windowStartTime = 900};
+    now = 100;
+    BasicHttpBandwidthUpdate(&stats, 10);
+    EXPECT_EQ(10, stats.windowBytes);
+    EXPECT_EQ(7, stats.transferRate);
+}
+
+TEST_F(BasicHttpBandwidth, ALimitHoldsInBothDirectionsAndIsShared) {
+    server.Answer([](const CannedRequest &request) { return HttpReply(request.body); });
+    const struct {
+        guint64 upload, download;
+        size_t numRequests;
+        gint64 seconds;
+    } rows[] = {{0, 100000, 1, 10}, {100000, 0, 1, 10}, {0, 100000, 2, 20}};
+    for (const auto &row : rows) {
+        const GroupPtr group(BasicHttp_CreateBandwidthGroup(row.upload, row.download));
+        std::vector<Outcome> outcomes(row.numRequests);
+        for (Outcome &outcome : outcomes)
+            Send(Join(group.get(), Request("/x", BASICHTTP_METHOD_POST, body.c_str())), &outcome);
+        gint64 elapsed = 0;
+        for (Outcome &outcome : outcomes) {
+            elapsed += RunThroughDelays(outcome);
+            EXPECT_EQ(body, outcome.content);
+        }
+        EXPECT_NEAR(double(row.seconds), double(elapsed) / 1e6, 0.05 * double(row.seconds))
+            << row.upload;
+    }
+}
+
+TEST_F(BasicHttpBandwidth, OthersMayChangeOrEndALimitWhileATransferWaits) {
+    AnswerAll(HttpReply(body));
+    enum { kRaise, kNoLimit, kDelete, kLeave, kMove, kPause, kCancel, kFree, kShutdown };
+    for (int action :
+         {kRaise, kNoLimit, kDelete, kLeave, kMove, kPause, kCancel, kFree, kShutdown}) {
+        SCOPED_TRACE(action);
+        GroupPtr group(BasicHttp_CreateBandwidthGroup(0, 10));
+        const GroupPtr other(BasicHttp_CreateBandwidthGroup(0, 0));
+        Outcome outcome;
+        BasicHttpRequest *request = Join(group.get(), Request("/x"));
+        BasicHttp_SetInactivityTimeout(request, BASICHTTP_TIMEOUT_RECEIVING, 3);
+        Send(request, &outcome);
+        ASSERT_TRUE(RunUntilDelayed(outcome));
+        AdvanceClock(100 * kMicrosecondsPerSecond); /* no peer is late: we do not read */
+        testLoop::Settle();
+        ASSERT_LT(0, PendingDelay());
+        ASSERT_EQ(0, outcome.numCalls);
+        switch (action) {
+        case kRaise:
+        case kNoLimit:
+            BasicHttp_ChangeBandwidthGroup(group.get(), 0, action == kRaise ? 100000000 : 0);
+            EXPECT_EQ(0, PendingDelay());
+            break;
+        case kDelete:
+            group.reset();
+            break;
+        case kLeave:
+            BasicHttp_RemoveRequestFromBandwidthGroup(other.get(), request);
+            EXPECT_LT(0, PendingDelay()) << "of another group";
+            BasicHttp_RemoveRequestFromBandwidthGroup(group.get(), request);
+            break;
+        case kMove:
+            Join(other.get(), request);
+            break;
+        case kPause:
+            EXPECT_TRUE(BasicHttp_PauseRecvRequest(request, TRUE));
+            BasicHttp_ChangeBandwidthGroup(group.get(), 0, 0);
+            break;
+        case kCancel:
+            BasicHttp_CancelRequest(request);
+            [[fallthrough]];
+        case kFree:
+            BasicHttp_FreeRequest(request);
+            break;
+        case kShutdown:
+            BasicHttp_Shutdown();
+            break;
+        }
+        if (action > kNoLimit) {
+            EXPECT_EQ(-1, PendingDelay());
+        }
+        if (action >= kCancel) {
+            EXPECT_EQ(nullptr, group->requests);
+            if (action == kShutdown)
+                Init();
+            continue;
+        }
+        if (action > kNoLimit) {
+            EXPECT_TRUE(BasicHttp_PauseRecvRequest(request, FALSE)) << "resumes it";
+        }
+        RunThroughDelays(outcome);
+        EXPECT_EQ(body, outcome.content);
+    }
+}
+
+TEST_F(BasicHttpBandwidth, ALoopThatRefusesTheResumeGetsTheTransferUnlimited) {
+    AnswerAll(HttpReply(body));
+    const GroupPtr group(BasicHttp_CreateBandwidthGroup(0, 10));
+    Outcome outcome;
+    Send(Join(group.get(), Request("/x")), &outcome);
+    ASSERT_TRUE(RunUntilDelayed(outcome));
+    testLoop::SetRefusing(true);
+    AdvanceClock(PendingDelay());
+    testLoop::Settle();
+    EXPECT_THAT(LogText(), testing::HasSubstr("is not slowed down"));
+    testLoop::SetRefusing(false);
+}
+
+/* A short body that libcurl gets as one text is not read by callbacks. */
+TEST_F(BasicHttpBandwidth, OnlyAnUploadLimitNeedsTheReadCallback) {
+    AnswerAll(HttpReply("reply"));
+    for (guint64 upload : {0, 1000000}) {
+        const GroupPtr group(BasicHttp_CreateBandwidthGroup(upload, 1000000));
+        Outcome outcome;
+        outcome.then = nullptr;
+        BasicHttpRequest *request = Join(group.get(), Request("/x", BASICHTTP_METHOD_POST, "<x/>"));
+        Send(request, &outcome);
+        EXPECT_EQ(upload == 0, request->settings.isBodyJoined);
+        RunUntilDone(outcome);
+        EXPECT_EQ(nullptr, group->requests) << "leaves when it is over";
+        BasicHttp_FreeRequest(request);
+    }
+    EXPECT_FALSE(BasicHttp_AddRequestToBandwidthGroup(nullptr, nullptr));
+    BasicHttp_RemoveRequestFromBandwidthGroup(nullptr, nullptr);
+    BasicHttp_ChangeBandwidthGroup(nullptr, 0, 0);
+}
+
+} // namespace
