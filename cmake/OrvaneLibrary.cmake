@@ -51,6 +51,7 @@ if(modules)
 
     add_library(orvane_internal STATIC)
     target_link_libraries(orvane_internal PUBLIC ${modules} ${programModules})
+    target_link_options(orvane_internal INTERFACE -Wl,-u,Panic_PostPanicMsg) # misc refers to it weakly
 
     # Internal names are local in it, so that none collides with one of the application. "dev install" builds it.
     orvane_static_library(orvane-static orvane ${modules})

@@ -1,15 +1,15 @@
 /*
  * panic.h -- ends a process whose state is broken, and the checks that do so
  *
- *   VERIFY(table != NULL);      ->  stderr: "VERIFY lib/misc/hashTable.cpp:120\n", then SIGABRT
+ *   VERIFY(table != NULL);      ->  stderr: "VERIFY lib/misc/hashTable.cpp:120\n", then exit(-1)
  *
  * The checks are active in release builds. They are for faults of the program. Faults of the environment are
  * reported by result codes.
  *
  * Ownership: nothing is allocated.
  * Errors:    none of these returns after a failure.
- * Threads:   any, also while locks are held. If several threads fail at the same time, the first one writes
- *            its text and the others wait for the end of the process.
+ * Threads:   any, also while locks are held. A second failure, of this thread or another one, ends the process
+ *            at once. See panicControl.h.
  */
 #pragma once
 
@@ -21,7 +21,7 @@ G_BEGIN_DECLS
  * Panic:
  * @format: printf() format of the text, which ends with a newline and names no module
  *
- * Writes the text, at most 1024 bytes of it, to stderr and ends the process by SIGABRT.
+ * Writes the text, at most 1,023 bytes, to stderr, reports as panicControl.h says, and calls exit(-1).
  */
 void Panic(const char *format, ...) G_GNUC_PRINTF(1, 2) G_GNUC_NORETURN;
 

@@ -5,7 +5,9 @@
 
 #include "lib/misc/id.h"
 #include "lib/misc/log.h"
+#include "lib/misc/logOutput.h"
 #include "lib/misc/panic.h"
+#include "lib/misc/panicControl.h"
 #include "lib/misc/readableMemory.h"
 #include "lib/misc/threadId.h"
 #include "lib/misc/utilBacktrace.h"
@@ -75,7 +77,7 @@ void CountEntry(gint signal) {
     if (entry == 2)
         Panic("Loop on signal %d.\n", signal);
     if (entry > 2)
-        _exit(EXIT_FAILURE);
+        Util_ExitProcessAbruptly(EXIT_FAILURE);
 }
 
 } // namespace
@@ -109,6 +111,7 @@ void SigHandleDefault(gint signal, const siginfo_t *info, gpointer context) {
         Sig_ForceSig(signal);
         return;
     }
+    Log_DisableThrottling();
     LogCrash(signal, info, *static_cast<const ucontext_t *>(context), thread);
     Sig_Unblock(SIGVTALRM, nullptr);
     Sig_Unblock(SIGPROF, nullptr);

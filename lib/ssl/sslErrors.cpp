@@ -2,6 +2,7 @@
 
 #include <cerrno>
 
+#include "lib/misc/err.h"
 #include "lib/misc/log.h"
 #include "lib/misc/panic.h"
 
@@ -13,7 +14,7 @@ constexpr size_t kMaxErrorText = 256;
 void LogSyscallError(int result) {
     SSLPrintErrors(LOG_LEVEL_INFO);
     if (result != 0)
-        Log("SSL: syscall error %d: %s\n", errno, g_strerror(errno));
+        Log("SSL: syscall error %d: %s\n", errno, Err_ErrString());
     else
         Log("SSL: EOF in violation of protocol\n");
 }

@@ -1,4 +1,5 @@
-// The main() of all test programs. A warning or a critical of GLib that no test expects fails the test that raised it.
+// The main() of all test programs. A warning or a critical of GLib that no test expects fails the test that raised it. A
+// panic writes its text and no more: neither a core file nor a message.
 #include <string_view>
 
 #include <glib.h>
@@ -24,6 +25,10 @@ extern "C" ORVANE_EXPORT const char *__lsan_default_options() {
     return "print_suppressions=0";
 }
 
+/* Null in programs that have the library as a shared object only. */
+extern "C" void Panic_SetCoreDumpOnPanic(gboolean isDumped) __attribute__((weak));
+extern "C" void Panic_SetPanicMsgPost(gboolean isPosted) __attribute__((weak));
+
 namespace {
 
 /* What g_test_expect_message() or a handler of the test's own takes does not come here. */
@@ -43,6 +48,10 @@ GLogWriterOutput FailOnComplaint(GLogLevelFlags level, const GLogField *fields, 
 int main(int argc, char **argv) {
     g_setenv("G_DEBUG", "", TRUE);
     g_log_set_writer_func(FailOnComplaint, nullptr, nullptr);
+    if (Panic_SetCoreDumpOnPanic) {
+        Panic_SetCoreDumpOnPanic(FALSE);
+        Panic_SetPanicMsgPost(FALSE);
+    }
     testing::InitGoogleTest(&argc, argv);
     return RUN_ALL_TESTS();
 }

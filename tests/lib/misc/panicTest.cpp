@@ -1,21 +1,41 @@
 #include "lib/misc/panic.h"
 
+#include <barrier>
 #include <csignal>
 #include <cstdint>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include "lib/lock/mxUser.h"
+#include "lib/misc/coreDump.h"
+#include "lib/misc/glibPtr.h"
+#include "lib/misc/log.h"
+#include "lib/misc/panicControl.h"
 #include "lib/misc/utilSafe.h"
+#include "lib/misc/utilSafeAt.h"
 
 namespace {
 
 const std::string kHere = "tests/lib/misc/panicTest\\.cpp:[0-9]+";
+const auto kPanicked = testing::ExitedWithCode(255);
+const auto kLooped = testing::ExitedWithCode(1);
 
 /* Matches the whole output of a child that ends. */
 #define EXPECT_PANIC(statement, text)                                                              \
-    EXPECT_EXIT(statement, testing::KilledBySignal(SIGABRT), "^" + std::string(text) + "\n$")
+    EXPECT_EXIT(statement, kPanicked, "^" + std::string(text) + "\n$")
+
+std::string LogText() {
+    return GPtr<char>(LogRing_Copy()).get();
+}
+
+void Print(const std::string &text) {
+    EXPECT_EQ(ssize_t(text.size()), write(STDERR_FILENO, text.data(), text.size()));
+}
 
 TEST(PanicDeathTest, ChecksNameFileAndLine) {
     EXPECT_PANIC(VERIFY(1 + 1 == 3), "VERIFY " + kHere);
@@ -34,42 +54,112 @@ TEST(Panic, ChecksThatHoldEvaluateOnce) {
 
 TEST(PanicDeathTest, LongTextsAreCut) {
     const std::string text(5000, 'x');
-    EXPECT_EXIT(Panic("%s\n", text.c_str()), testing::KilledBySignal(SIGABRT), "^x{1023}$");
+    EXPECT_EXIT(Panic("%s\n", text.c_str()), kPanicked, "^x{1023}$");
 }
 
-TEST(PanicDeathTest, OneOfManyThreadsWrites) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
-    EXPECT_PANIC(
-        {
-            for (int i = 0; i < 8; i++)
-                std::thread([] { Panic("once\n"); }).detach();
-            Panic("once\n");
-        },
-        "once");
-}
-
-TEST(PanicDeathTest, APanicInsideAPanicEndsTheProcess) {
+TEST(PanicDeathTest, EachStepComesInItsOrder) {
     EXPECT_EXIT(
         {
-            signal(SIGABRT, [](int) { Panic("again\n"); });
+            LogRing_Clear();
+            MXUserInstallMxHooks(
+                nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, [] { Print("hook\n"); },
+                nullptr);
+            Panic_SetCoreDumpOnPanic(TRUE);
+            Sig_SetCoreDumpFunc(
+                [](gpointer text) {
+                    Print(static_cast<const char *>(text));
+                    _exit(3);
+                },
+                const_cast<char *>("dump\n"));
+            PanicSetLoop(TRUE);
+            gPanicSleepSecond = [] {
+                usleep(1000);
+                if (LogText().find("failed to dump core") != std::string::npos)
+                    PanicSetLoop(FALSE);
+            };
+            atexit([] { Print("at exit\n" + LogText()); });
+            Panic("text %d%%\n", 100);
+        },
+        kPanicked,
+        "^hook\ntext 100%\ndump\nLooping pid=[0-9]+\nat exit\n"
+        "I text 100%\nI Backtrace:\nI Backtrace\\[0\\] .*I SymBacktrace\\[0\\] .*"
+        "core dump.*W Child process [0-9]+ failed to dump core \\(status 0x300\\)\\.\n"
+        "I Exiting\n$");
+}
+
+TEST(PanicDeathTest, APanicInsideAPanicEndsTheProcessAtOnce) {
+    EXPECT_EXIT(
+        {
+            atexit([] { Print("at exit\n"); });
+            PanicSetLoop(TRUE);
+            gPanicSleepSecond = [] { Panic("again\n"); };
             Panic("first\n");
         },
-        testing::ExitedWithCode(EXIT_FAILURE), "^first\n$");
+        kLooped, "^first\nLooping pid=[0-9]+\nagain\nPanic loop\n$");
+}
+
+TEST(PanicDeathTest, InASignalHandlerIsLikeElsewhere) {
+    EXPECT_PANIC(
+        {
+            signal(SIGUSR2, [](int) { Panic("in a handler\n"); });
+            raise(SIGUSR2);
+        },
+        "in a handler");
+}
+
+/* The first thread may get to its end before the second one ends the process. */
+TEST(PanicDeathTest, FourThreadsAtOnceEndTheProcess) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    const auto ended = [](int status) {
+        return WIFEXITED(status) && (WEXITSTATUS(status) == 1 || WEXITSTATUS(status) == 255);
+    };
+    EXPECT_EXIT(
+        {
+            std::barrier start(4);
+            std::vector<std::thread> threads;
+            for (int i = 0; i < 4; i++)
+                threads.emplace_back([&] {
+                    start.arrive_and_wait();
+                    Panic("once\n");
+                });
+            for (std::thread &thread : threads)
+                thread.join();
+        },
+        ended, "^once\n(once\n|Panic loop\n)*$");
+}
+
+TEST(Panic, SettingsAreKept) {
+    for (gboolean value : {0, 1}) {
+        Panic_SetBreakOnPanic(value);
+        EXPECT_EQ(value, Panic_GetBreakOnPanic());
+    }
+    PanicSetBreakValue(1);
+    EXPECT_FALSE(Panic_GetBreakOnPanic());
+    for (const char *name : {"core.1", "core.2", static_cast<const char *>(nullptr)}) {
+        Panic_SetCoreDumpFileName(name);
+        EXPECT_STREQ(name, Panic_GetCoreDumpFileName());
+    }
 }
 
 TEST(UtilSafeDeathTest, LackOfMemoryEndsTheProcess) {
     /* the sanitizers report first */
-    const auto died = testing::KilledBySignal(SIGABRT);
-    const char *text = "Unrecoverable memory allocation failure\n$";
+    const std::string text = "Unrecoverable memory allocation failure";
     volatile gsize tooMuch = SIZE_MAX / 2; /* the compiler must not see it */
-    EXPECT_EXIT(UtilSafeMalloc0(tooMuch), died, text);
-    EXPECT_EXIT(UtilSafeCalloc0(tooMuch, 4), died, text);
-    EXPECT_EXIT(UtilSafeRealloc0(nullptr, tooMuch), died, text);
+    EXPECT_EXIT(UtilSafeMalloc0(tooMuch), kPanicked, text + "\n$");
+    EXPECT_EXIT(UtilSafeCalloc0(tooMuch, 4), kPanicked, text + "\n$");
+    EXPECT_EXIT(UtilSafeRealloc0(nullptr, tooMuch), kPanicked, text + "\n$");
+    EXPECT_EXIT(UtilSafeMalloc1(tooMuch, -1, "a.cpp", 7), kPanicked, text + " at a.cpp:7\n$");
+    EXPECT_EXIT(UtilSafeCalloc1(tooMuch, 4, 12, "a.cpp", 7), kPanicked,
+                text + " at a.cpp:7\\.  Bug number: 12\n$");
+    EXPECT_EXIT(UtilSafeRealloc1(nullptr, tooMuch, 0, "a.cpp", 7), kPanicked,
+                text + " at a.cpp:7\\.  Bug number: 0\n$");
 }
 
 TEST(UtilSafe, NullTextsStayNullAndCopiesAreCut) {
     EXPECT_EQ(nullptr, UtilSafeStrdup0(nullptr));
     EXPECT_EQ(nullptr, UtilSafeStrndup0(nullptr, 3));
+    EXPECT_EQ(nullptr, UtilSafeStrdup1(nullptr, 1, "", 1));
+    EXPECT_EQ(nullptr, UtilSafeStrndup1(nullptr, 3, 1, "", 1));
     const char unterminated[] = {'a', 'b', 'c'};
     char *copy = UtilSafeStrndup0(unterminated, 3);
     EXPECT_STREQ("abc", copy);
@@ -77,7 +167,7 @@ TEST(UtilSafe, NullTextsStayNullAndCopiesAreCut) {
     EXPECT_STREQ("abc", copy);
     free(copy);
     free(UtilSafeMalloc0(0));
-    free(UtilSafeCalloc0(0, 8));
+    free(UtilSafeCalloc1(0, 8, 1, "", 1));
 }
 
 } // namespace

@@ -15,6 +15,7 @@
 #include "lib/lock/vthreadBase.h"
 #include "lib/misc/glibPtr.h"
 #include "lib/misc/log.h"
+#include "lib/misc/panicControl.h"
 #include "lib/misc/poll.h"
 #include "tests/support/inChild.h"
 #include "tests/support/testLoop.h"
@@ -286,8 +287,10 @@ TEST(SigDeathTest, RequestsHaveTheirUsualEffect) {
 }
 
 TEST(SigDeathTest, OtherSignalsAreReportedWithRegistersAndStack) {
-    const auto exitWithLog = [] {
+    const auto crash = [] {
         Start();
+        LogRing_Clear();
+        atexit([] { fprintf(stderr, "%s", LogText().c_str()); });
         Sig_SetCustomCrashCatcher([](gint signal, siginfo_t *, gpointer context) {
             guintptr ip = 0, sp = 0, bp = 0;
             Sig_GetRegs(context, &ip, &sp, &bp);
@@ -297,13 +300,32 @@ TEST(SigDeathTest, OtherSignalsAreReportedWithRegistersAndStack) {
         });
         raise(SIGSEGV);
     };
-    EXPECT_DEATH(exitWithLog(), "custom 11 1 1\nUnexpected signal: 11\\.\n");
-    EXPECT_DEATH(
+    const std::string number = "0x[0-9a-f]+";
+    EXPECT_EXIT(crash(), testing::ExitedWithCode(255),
+                "^custom 11 1 1\nUnexpected signal: 11\\.\n"
+                "W Caught signal 11 -- tid [0-9]+ \\(addr [^)]+\\)\n"
+                "I SIGNAL: rip " +
+                    number + " rsp .*" + "I SIGNAL: rax .*I +r8 .* r15 " + number +
+                    "\n(I SIGNAL: stack " + number + " : " + number + " " + number +
+                    "\n){8}I Backtrace:\n.*I Unexpected signal: 11\\.\n.*I Exiting\n$");
+    EXPECT_EXIT(
         {
             Start();
             Sig_RaiseSig(SIGUSR1);
         },
-        "Unexpected signal: 10\\.\n");
+        testing::ExitedWithCode(255), "^Unexpected signal: 10\\.\n$");
+}
+
+TEST(SigDeathTest, ACrashInsideAPanicEndsTheProcessAtOnce) {
+    EXPECT_EXIT(
+        {
+            Start();
+            PanicSetLoop(TRUE);
+            gPanicSleepSecond = [] { raise(SIGSEGV); };
+            Sig_RaiseSig(SIGUSR1);
+        },
+        testing::ExitedWithCode(1),
+        "^Unexpected signal: 10\\.\nLooping pid=[0-9]+\nLoop on signal 11\\.\nPanic loop\n$");
 }
 
 SigCrashCatcher outer, inner;

@@ -14,6 +14,7 @@
 
 #include <orvane/ssl.h>
 
+#include "lib/misc/panicControl.h"
 #include "lib/ssl/sslLoader.h"
 #include "lib/ssl/sslThunks.h"
 
@@ -47,6 +48,7 @@ int main(int argc, char **argv) {
     if (strcmp(what, "open-setgid") == 0)
         return setegid(getegid() + 1) == 0 ? Open(directory) : 2;
 
+    Panic_SetCoreDumpOnPanic(FALSE);
     SSL_Init(nullptr, directory, nullptr);
     if (strcmp(what, "egd") == 0)
         printf("%d\n", __wrap_RAND_egd("/nowhere"));

@@ -1,0 +1,57 @@
+#include "lib/config/panicSettings.h"
+
+#include <string>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "lib/config/preference.h"
+#include "lib/misc/glibPtr.h"
+#include "lib/misc/log.h"
+#include "lib/misc/panicControl.h"
+#include "tests/support/inChild.h"
+
+namespace {
+
+TEST(PanicSettings, AreReadFromTheLayers) {
+    InChild([] {
+        for (int i = 0; i < PREFERENCE_NUM_LAYERS; i++)
+            Preference_SetFileName(static_cast<PreferenceLayer>(i), "");
+        Preference_Init();
+        Panic_SetCoreDumpOnPanic(FALSE);
+        Panic_Init();
+        EXPECT_TRUE(Panic_GetCoreDumpOnPanic());
+        EXPECT_EQ(0, Panic_GetCoreDumpFlags());
+        EXPECT_FALSE(Panic_GetBreakOnPanic());
+        EXPECT_TRUE(CoreDump_PreloadDebugSupport());
+        EXPECT_THAT(GPtr<char>(LogRing_Copy()).get(), testing::Not(testing::HasSubstr("Reserved")));
+
+        for (const char *setting : {"coreDumpOnPanic=FALSE", "coreDumpFlags=5",
+                                    "panic.breakOnPanic=2", "panic.addrSpaceReservedKB=64"})
+            EXPECT_TRUE(Preference_SetFromString(setting, TRUE));
+        Panic_Init();
+        EXPECT_FALSE(Panic_GetCoreDumpOnPanic());
+        EXPECT_EQ(5, Panic_GetCoreDumpFlags());
+        EXPECT_TRUE(Panic_GetBreakOnPanic());
+        EXPECT_TRUE(CoreDump_PreloadDebugSupport());
+        EXPECT_THAT(GPtr<char>(LogRing_Copy()).get(), testing::HasSubstr("size:64KB)"));
+        Preference_Exit();
+    });
+}
+
+TEST(PanicSettingsDeathTest, AWaitForADebuggerCanBeSet) {
+    EXPECT_EXIT(
+        {
+            for (int i = 0; i < PREFERENCE_NUM_LAYERS; i++)
+                Preference_SetFileName(static_cast<PreferenceLayer>(i), "");
+            Preference_Init();
+            Preference_SetFromString("panic.loopOnPanic=TRUE", TRUE);
+            Panic_Init();
+            gPanicSleepSecond = [] { PanicSetLoop(FALSE); };
+            Panic_LoopOnPanic();
+            exit(0);
+        },
+        testing::ExitedWithCode(0), "^Looping pid=[0-9]+\n$");
+}
+
+} // namespace
