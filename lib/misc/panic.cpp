@@ -18,7 +18,8 @@
 #include "lib/misc/utilSleep.h"
 
 /* Null in programs without messages. */
-extern "C" void Panic_PostPanicMsg(const char *format, ...) __attribute__((weak));
+extern "C" [[gnu::weak, gnu::visibility("hidden")]] void Panic_PostPanicMsg(const char *format,
+                                                                            ...);
 
 namespace {
 

@@ -9,7 +9,7 @@
 namespace {
 
 const std::string kSupport =
-    "You can request support\\.  \nTo collect data to submit to Halden technical support, run "
+    "You can request support\\.  \n\nTo collect data to submit to Halden technical support, run "
     "\"hx-report\"\\.\nWe will respond on the basis of your support entitlement\\.\n";
 
 /* A callback that makes the text that a person sees the end of stderr. */
