@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cstring>
 #include <string>
 
 #include "lib/config/preference.h"
@@ -105,9 +106,30 @@ private:
     std::string appPrefix;
 };
 
+/* Settings that are no texts. Reading one of them as a text, too, would end the process. */
+constexpr const char *kTypedKeys[] = {
+    "log.systemareatemp",      "log.usetimestamps",       "log.milliseconds",
+    "log.usethreadname",       "log.useleveldesignator",  "log.append",
+    "log.syncafterwrite",      "log.fastrotation",        "log.keepold",
+    "log.rotatesize",          "log.permissions",         "log.throttlethreshold",
+    "log.throttlebytespersec", "log.nologafterthreshold", "log.logminlevel",
+    "log.stderrminlevel",
+};
+
+/* Returns the file name that another setting has; "" with a warning if that setting is no text. */
+std::string NamedElsewhere(const Settings &settings, const std::string &key) {
+    const GPtr<char> lower(g_ascii_strdown(key.c_str(), -1));
+    const bool isTyped = std::ranges::any_of(
+        kTypedKeys, [&](const char *typed) { return strstr(lower.get(), typed) != nullptr; });
+    if (!isTyped)
+        return settings.TextOfKey(key);
+    Warning("LOG: log.config names '%s', which is not the name of a file\n", key.c_str());
+    return {};
+}
+
 void ReadSettings(LogFileOutput *file, const Settings &settings) {
     if (const std::string key = settings.OwnText("log.config"); !key.empty())
-        file->fileName = settings.TextOfKey(key);
+        file->fileName = NamedElsewhere(settings, key);
     else
         file->fileName = settings.OwnText("log.fileName");
     file->suffix = settings.OwnText("log.suffix");

@@ -124,10 +124,15 @@ TEST_F(LogFile, LinesHaveThePrefixThatIsSet) {
 }
 
 TEST_F(LogFile, SettingsComeFromTheMostSpecialSource) {
-    configured = {{"log.keepOld.two", "5"},         {"app.log.keepOld.two", "6"},
-                  {"log.rotateSize", "77"},         {"log.append.two", "TRUE"},
-                  {"log.Milliseconds.two", "TRUE"}, {"log.throttleThreshold.two", "-5"},
-                  {"log.stderrMinLevel", "110"},    {"place", folder.Path("other")}};
+    configured = {{"log.keepOld.two", "5"},
+                  {"App.Log.KeepOld.two", "9"},
+                  {"app.log.keepOld.two", "6"},
+                  {"log.rotateSize", "77"},
+                  {"log.append.two", "TRUE"},
+                  {"log.Milliseconds.two", "TRUE"},
+                  {"log.throttleThreshold.two", "-5"},
+                  {"log.stderrMinLevel", "110"},
+                  {"place", folder.Path("other")}};
     LogFileOutput *file = New({{"log.config", "place"},
                                {"log.fileName", "unused"},
                                {"log.keepOld", "4"},
@@ -150,6 +155,9 @@ TEST_F(LogFile, SettingsComeFromTheMostSpecialSource) {
     EXPECT_EQ(0u, file->throttle.bytesPerSec);
     EXPECT_TRUE(file->uniqueName);
     EXPECT_EQ(file->directory + "/halden-" + std::to_string(getpid()) + ".log", file->fileName);
+    Log_FreeOutput(file);
+    file = New({{"log.config", "App.Log.KeepOld.two"}}); /* a number, which is no name */
+    EXPECT_TRUE(file->uniqueName);
     Log_FreeOutput(file);
     EXPECT_EQ(nullptr, New({}, ""));
     EXPECT_EQ(nullptr, New({}, "file", ""));
