@@ -15,15 +15,16 @@
 
 namespace {
 
+/* Returns a folder that is removed at the end of the process. */
 std::string Folder() {
-    static std::string folder = [] {
-        char path[] = "/tmp/logConfigFuzz-XXXXXX";
+    static char path[] = "/tmp/logConfigFuzz-XXXXXX";
+    static const bool isMade = [] {
         FuzzRequire(mkdtemp(path) != nullptr);
         setenv("TMPDIR", path, 1);
-        atexit([] { std::filesystem::remove_all(Folder()); });
-        return std::string(path);
+        return atexit([] { std::filesystem::remove_all(path); }) == 0;
     }();
-    return folder;
+    FuzzRequire(isMade);
+    return path;
 }
 
 /* Keys that the program's own layers have, in place of a file: the same values as the dictionary's. */
