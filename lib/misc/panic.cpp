@@ -18,8 +18,7 @@
 #include "lib/misc/utilSleep.h"
 
 /* Null in programs without messages. */
-extern "C" [[gnu::weak, gnu::visibility("hidden")]] void Panic_PostPanicMsg(const char *format,
-                                                                            ...);
+#pragma weak Panic_PostPanicMsg
 
 namespace {
 

@@ -62,7 +62,7 @@ void Util_ExitProcessAbruptly(gint status) G_GNUC_NORETURN;
  * Shows the person what happened and where to find help. Does nothing if posting is off. It is a part of the
  * room of messages (lib/user), which Panic() uses in programs that have it; in others the text on stderr is all.
  */
-void Panic_PostPanicMsg(const char *format, ...) G_GNUC_PRINTF(1, 2);
+void Panic_PostPanicMsg(const char *format, ...) G_GNUC_PRINTF(1, 2) G_GNUC_INTERNAL;
 
 /* A seam of the tests: waits for a second. */
 extern void (*gPanicSleepSecond)(void);
