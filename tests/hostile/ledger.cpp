@@ -22,8 +22,12 @@
 #define IS_SANITIZED
 #endif
 #ifdef IS_SANITIZED
-#include <sanitizer/allocator_interface.h>
 #include <sanitizer/common_interface_defs.h>
+/* of the sanitizer's run-time library; gcc has no header with them */
+extern "C" size_t __sanitizer_get_allocated_size(const volatile void *block);
+extern "C" int __sanitizer_install_malloc_and_free_hooks(void (*onAllocated)(const volatile void *,
+                                                                             size_t),
+                                                         void (*onFree)(const volatile void *));
 #endif
 
 namespace hostile {

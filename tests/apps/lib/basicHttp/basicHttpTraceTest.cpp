@@ -1,6 +1,8 @@
 // The trace: when it is on, what it says, and what it hides.
 #include "tests/apps/lib/basicHttp/httpFixture.h"
 
+#include <ctime>
+
 namespace {
 
 using BasicHttpTrace = BasicHttpFixture;
@@ -174,10 +176,10 @@ TEST_F(BasicHttpTrace, NoTextTakesLong) {
         std::string text;
         while (text.size() < 32 * 1024)
             text += part;
-        const gint64 start = g_get_monotonic_time();
+        const clock_t start = clock();
         for (const char *tail : {"", ">", "/>", "</key>"})
             BasicHttpRedactContent(text.substr(0, 32 * 1024 - 6) + tail);
-        EXPECT_GT(500000, g_get_monotonic_time() - start) << part;
+        EXPECT_GT(CLOCKS_PER_SEC, clock() - start) << part;
     }
     EXPECT_EQ(nullptr, BasicHttp_Redact(nullptr));
     const GPtr<char> cut(BasicHttp_Redact(std::string(1 << 20, 'x').c_str()));
