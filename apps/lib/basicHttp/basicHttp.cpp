@@ -89,6 +89,7 @@ BasicHttpGlobalState *AllocState(guint maxOutstandingRequests) {
     curl_multi_setopt(multi, CURLMOPT_SOCKETDATA, nullptr);
     curl_multi_setopt(multi, CURLMOPT_TIMERFUNCTION, BasicHttpTimerCurlCallback);
     curl_multi_setopt(multi, CURLMOPT_TIMERDATA, nullptr);
+    curl_multi_setopt(multi, CURLMOPT_PIPELINING, CURLPIPE_NOTHING);
 
     auto *state = new BasicHttpGlobalState;
     state->multi = multi;

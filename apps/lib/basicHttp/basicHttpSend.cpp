@@ -15,7 +15,6 @@ constexpr char kProtocols[] = "http,https";
 constexpr char kSafeProtocols[] = "https";
 constexpr long kMaxRedirects = 10;
 constexpr long kWorkaroundConnectTimeout = 60; /* seconds */
-/* Number of handles of each kind that are kept for later requests. More requests seldom run at once. */
 /* libcurl sends a body of up to this size in one piece with the headers. */
 constexpr gsize kMaxJoinedBody = 64 * 1024 - 1;
 
@@ -69,6 +68,9 @@ void SetUrl(CurlOptions *options, BasicHttpRequest *request) {
     options->Set(CURLOPT_DEFAULT_PROTOCOL, "http");
     options->Set(CURLOPT_PROTOCOLS_STR, kProtocols);
     options->Set(CURLOPT_MAXREDIRS, kMaxRedirects);
+    /* with a later version libcurl believes a status line "HTTP/2" that arrives over HTTP/1.1, and sends the next
+     * request over a connection that still waits for a reply */
+    options->Set(CURLOPT_HTTP_VERSION, long(CURL_HTTP_VERSION_1_1));
 }
 
 void SetConnection(CurlOptions *options, BasicHttpRequest *request) {

@@ -369,6 +369,23 @@ TEST_F(BasicHttp, ConnectionsAreKeptUnlessARequestForbidsIt) {
     EXPECT_EQ(2, server.NumConnections());
 }
 
+/* libcurl takes the version of a status line for one whose connections carry requests side by side. */
+TEST_F(BasicHttp, NoConnectionCarriesTwoRequestsAtOnce) {
+    server.Answer([](const CannedRequest &request) {
+        return request.target == "/slow" ? CannedAnswer{}
+                                         : CannedAnswer{"HTTP/2 200 x\r\nContent-Length: 0\r\n\r\n",
+                                                        request.target == "/new"};
+    });
+    Outcome slow;
+    Send(Request("/slow"), &slow);
+    Run(Request("/new"));
+    Run(Request("/next"));
+    EXPECT_EQ(3, server.NumConnections());
+    server.Send(0, HttpReply("slow").bytes);
+    RunUntilDone(slow);
+    EXPECT_EQ("slow", slow.content);
+}
+
 TEST_F(BasicHttp, NothingOfARequestStaysForTheNext) {
     AnswerAll(HttpReply("", 200, "text/xml", {"Set-Cookie: a=b; Path=/"}));
     BasicHttpRequest *request = Request("/1", BASICHTTP_METHOD_DELETE);
