@@ -16,7 +16,7 @@ jobs=$(nproc)
 
 # Which test programs reach a file, by the start of its path, the nearest first.
 reach='
-lib/misc/            miscTest lockTest fileTest dictTest sslTest basicHttpTest orvaneTest orvaneGlibTest
+lib/misc/            miscTest logFileTest lockTest fileTest dictTest sslTest basicHttpTest orvaneTest orvaneGlibTest
 lib/lock/            lockTest sslTest
 lib/ssl/             sslTest orvaneTest orvaneCliTest hostileTest
 lib/crypto/          cryptoTest
@@ -26,6 +26,8 @@ lib/file/            fileTest dictTest configTest
 lib/dict/            dictTest configTest keyLocatorTest
 lib/config/          configTest
 lib/user/            userTest
+lib/log/             logFileTest miscTest
+lib/sig/             sigTest
 apps/lib/basicHttp/  basicHttpTest orvaneTest hostileTest scenarioTest
 ozy/lib/schemaRows/  schemaTextTest orvaneTest
 ozy/lib/schemaText/  schemaTextTest schemagenTest schemaImportTest schemaLoadTest
