@@ -241,3 +241,18 @@ KeyLocError KeyLocator_ExportKeyCache(KeyLocatorState *state, char **text, gsize
 
 /* Replaces what the cache holds; after a failure it is empty. */
 KeyLocError KeyLocator_ImportKeyCache(KeyLocatorState *state, const char *text, gsize size);
+
+/* ---- files ---- */
+
+/**
+ * KeyLocator_ExtractCipherFromConfigFile:
+ * @path: an encrypted dictionary (lib/dict/dictionaryFile.h)
+ * @cipherName: (out) (transfer full) (nullable): to be released with Crypto_FreeString()
+ *
+ * Reads which cipher the passphrases of a file make keys of, without a passphrase. Defined in lib/dict, so liborvane does not
+ * contain it.
+ *
+ * Returns: 0; KEYLOCATOR_ERROR_UNKNOWN without a readable key safe; KEYLOCATOR_ERROR_CRYPTO if no passphrase opens the
+ *   file, or if its passphrases have different ciphers. The log has the reason.
+ */
+KeyLocError KeyLocator_ExtractCipherFromConfigFile(const char *path, char **cipherName);

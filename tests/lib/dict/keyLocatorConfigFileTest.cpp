@@ -1,0 +1,80 @@
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "lib/crypto/cryptoOwner.h"
+#include "lib/keyLocator/keyLocator.h"
+#include "lib/misc/log.h"
+#include "tests/lib/crypto/keys.h"
+#include "tests/support/temporaryFolder.h"
+
+namespace {
+
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::StartsWith;
+using LocatorPtr = std::unique_ptr<KeyLocator, Release<KeyLocator_Destroy>>;
+
+/* A member of a key safe that is locked by a passphrase for this cipher; "role": by a role; "null": no pair. */
+LocatorPtr Member(const std::string &kind, CryptoKey *key) {
+    LocatorPtr member;
+    if (kind == "null") {
+        EXPECT_EQ(0u, KeyLocator_CreateNull(CryptoOut(member)));
+        return member;
+    }
+    LocatorPtr locker;
+    EXPECT_EQ(0u, kind == "role"
+                      ? KeyLocator_CreateLinkToRole(KEYLOCATOR_ROLE_SERVER, CryptoOut(locker))
+                      : KeyLocator_CreateLinkToPassphrase(kind.c_str(), CryptoOut(locker)));
+    EXPECT_EQ(0u, KeyLocator_CreatePair(locker.get(), key, "secret", 6, CryptoOut(member)));
+    return member;
+}
+
+/* The text of an encrypted dictionary whose key safe has these members. */
+std::string FileOf(const std::vector<std::string> &members) {
+    const CryptoKeyPtr key = NewKey("AES-128");
+    LocatorPtr list;
+    EXPECT_EQ(0u, KeyLocator_CreateList(CryptoOut(list)));
+    for (const std::string &kind : members)
+        EXPECT_TRUE(KeyLocator_ListAddLast(list.get(), Member(kind, key.get()).release()));
+    CryptoText text;
+    EXPECT_EQ(0u, KeyLocator_Export(list.get(), CryptoOut(text)));
+    return std::string("encryption.data = \"x\"\nencryption.keySafe = \"") + text.get() + "\"\n";
+}
+
+TEST(KeyLocatorConfigFile, TellsTheCipherOfThePassphrasesOrWhyNot) {
+    const struct {
+        std::string file;
+        KeyLocError error;
+        const char *cipher;
+        const char *logged;
+    } rows[] = {
+        {FileOf({"role", "AES-256", "AES-256"}), 0, "AES-256", ""},
+        {FileOf({"null", "AES-192"}), 0, "AES-192", "Missing key locator pair."},
+        {FileOf({"AES-128", "role", "AES-256"}), 10, nullptr, "cipher types: AES-128 AES-256"},
+        {FileOf({"role"}), 10, nullptr, "Failed to get non-null cipher name"},
+        {"a = 1\n", 2, nullptr, "is not encrypted"},
+        {"encryption.keySafe = \"\"\nencryption.data = \"x\"\n", 2, nullptr, "Can't find KeySafe"},
+        {"encryption.keySafe = \"x\"\nencryption.data = \"x\"\n", 2, nullptr,
+         "Failed to import the KeySafe: "},
+        {"a = 1\na = 2\n", 2, nullptr, "line 2: Variable \"a\" is already defined."},
+    };
+    const TemporaryFolder folder;
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.file);
+        LogRing_Clear();
+        const std::string path = folder.Write("config", row.file);
+        CryptoText cipher;
+        EXPECT_EQ(row.error,
+                  KeyLocator_ExtractCipherFromConfigFile(path.c_str(), CryptoOut(cipher)));
+        EXPECT_STREQ(row.cipher, cipher.get());
+        const GPtr<char> log(LogRing_Copy());
+        const char *head = *row.logged != '\0' ? "W KeyLocator_ExtractCipherFromConfigFile: " : "";
+        EXPECT_THAT(log.get(), AllOf(StartsWith(head), HasSubstr(row.logged)));
+    }
+}
+
+} // namespace
