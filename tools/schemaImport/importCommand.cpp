@@ -1,13 +1,13 @@
 #include "tools/schemaImport/importCommand.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdio>
 #include <filesystem>
 #include <optional>
 
 #include <fmt/format.h>
 
+#include "lib/misc/err.h"
 #include "lib/misc/printableText.h"
 #include "ozy/lib/schemaRows/versionTexts.h"
 #include "ozy/lib/schemaText/schemaRecover.h"
@@ -190,7 +190,7 @@ bool WriteStdout(const std::string &tables, std::string *why) {
     if (std::fwrite(tables.data(), 1, tables.size(), stdout) == tables.size() &&
         std::fflush(stdout) == 0)
         return true;
-    *why = std::string("stdout: ") + g_strerror(errno);
+    *why = std::string("stdout: ") + Err_ErrString();
     return false;
 }
 

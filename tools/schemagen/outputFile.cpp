@@ -7,6 +7,7 @@
 #include <glib/gstdio.h>
 #include <unistd.h>
 
+#include "lib/misc/err.h"
 #include "lib/misc/glibPtr.h"
 
 namespace {
@@ -15,7 +16,7 @@ constexpr int kReaderSeconds = 2; /* time limit for the reader of a pipe */
 constexpr int kLooksPerSecond = 20;
 
 bool Fail(const std::string &path, std::string *error) {
-    *error = path + ": " + g_strerror(errno);
+    *error = path + ": " + Err_ErrString();
     return false;
 }
 
@@ -91,6 +92,6 @@ bool OutputFile_MakeFolder(const std::string &path, std::string *error) {
     const GPtr<gchar> folder(g_path_get_dirname(path.c_str()));
     if (g_mkdir_with_parents(folder.get(), 0777) == 0)
         return true;
-    *error = "cannot make folder " + std::string(folder.get()) + ": " + g_strerror(errno);
+    *error = "cannot make folder " + std::string(folder.get()) + ": " + Err_ErrString();
     return false;
 }

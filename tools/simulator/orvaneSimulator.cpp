@@ -1,9 +1,7 @@
 // orvane-simulator: the simulator as a program.
-#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
@@ -15,6 +13,7 @@
 #include <sys/signalfd.h>
 #include <unistd.h>
 
+#include "lib/misc/err.h"
 #include "lib/misc/printableText.h"
 #include "tools/certificates/certificateKind.h"
 #include "tools/simulator/simulator.h"
@@ -206,8 +205,7 @@ void Serve(const Settings &settings) {
     fmt::print("{}\n", server.Url());
     ShowCertificate(server, settings.anchorFile);
     if (std::fflush(stdout) != 0)
-        throw std::runtime_error(
-            fmt::format("the output cannot be written: {}", std::strerror(errno)));
+        throw std::runtime_error(fmt::format("the output cannot be written: {}", Err_ErrString()));
 
     pollfd descriptors[] = {{server.PollDescriptor(), POLLIN, 0}, {ending, POLLIN, 0}};
     while (descriptors[1].revents == 0) {

@@ -10,6 +10,7 @@
 
 #include <glib.h>
 
+#include "lib/misc/err.h"
 #include "lib/misc/glibPtr.h"
 
 namespace {
@@ -60,7 +61,7 @@ bool SchemaFiles_List(const std::string &path, std::vector<std::string> *files,
                       std::string *error) {
     if (!g_file_test(path.c_str(), G_FILE_TEST_IS_DIR)) {
         if (!g_file_test(path.c_str(), G_FILE_TEST_EXISTS))
-            return Fail(path, g_strerror(ENOENT), error);
+            return Fail(path, Err_Errno2String(ENOENT), error);
         files->push_back(path);
         return true;
     }
@@ -68,7 +69,7 @@ bool SchemaFiles_List(const std::string &path, std::vector<std::string> *files,
     using DirPtr = std::unique_ptr<GDir, Release<g_dir_close>>;
     const DirPtr folder(g_dir_open(path.c_str(), 0, nullptr));
     if (folder == nullptr)
-        return Fail(path, g_strerror(errno), error);
+        return Fail(path, Err_ErrString(), error);
     std::vector<std::string> found;
     while (const char *name = g_dir_read_name(folder.get())) {
         if (g_str_has_suffix(name, ".schema") && name[0] != '.')
@@ -84,12 +85,12 @@ bool SchemaFiles_Read(const std::string &path, std::string *bytes, std::string *
     const Descriptor file(path);
     struct stat status;
     if (file.number < 0 || fstat(file.number, &status) != 0)
-        return Fail(path, g_strerror(errno), error);
+        return Fail(path, Err_ErrString(), error);
     if (!S_ISREG(status.st_mode))
         return Fail(path, "is no regular file", error);
     if (status.st_size > kMaxSize)
         return Fail(path, "is too large", error);
     if (!ReadAll(file.number, bytes))
-        return Fail(path, g_strerror(errno), error);
+        return Fail(path, Err_ErrString(), error);
     return true;
 }
