@@ -23,8 +23,16 @@ install(CODE "
 set(ORVANE_STATIC_DIR ${CMAKE_INSTALL_LIBDIR}/orvane-static)
 install(TARGETS orvane-static orvane-glib-static ARCHIVE DESTINATION ${ORVANE_STATIC_DIR} OPTIONAL)
 
-set_target_properties(orvane-cli PROPERTIES INSTALL_RPATH "\$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
-install(TARGETS orvane-cli orvane-simulator RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+# The programs contain the library, so they are installed beside its adapters, too; the usual folder has links to them.
+install(TARGETS orvane-cli orvane-simulator RUNTIME DESTINATION ${ORVANE_INSTALL_DIR})
+file(RELATIVE_PATH bindir_to_library /${CMAKE_INSTALL_BINDIR} /${ORVANE_INSTALL_DIR})
+install(CODE "
+    file(MAKE_DIRECTORY \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_BINDIR}\")
+    foreach(program orvane orvane-simulator)
+        set(path \"\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_BINDIR}/\${program}\")
+        file(CREATE_LINK ${bindir_to_library}/\${program} \"\$ENV{DESTDIR}\${path}\" SYMBOLIC)
+        list(APPEND CMAKE_INSTALL_MANIFEST_FILES \"\${path}\")
+    endforeach()")
 install(DIRECTORY include/orvane include/ssl include/crypto DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(DIRECTORY ${PROJECT_BINARY_DIR}/include/orvane/schema
     DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/orvane FILES_MATCHING PATTERN "*.h")

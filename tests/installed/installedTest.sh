@@ -22,6 +22,7 @@ prefix=$work/moved/prefix
 libdir=$(dirname "$(find "$prefix" -name orvane.pc)")/..
 ! grep -rIl -e "$work/first" -e "$build" "$prefix" || fail "these files hold a path of the build"
 [[ $("$prefix/bin/orvane" --version) == "$("$prefix/bin/orvane-simulator" --version)" ]]
+"$prefix/bin/orvane" demo --tls --machines 1 --task-ms 1 >/dev/null || fail "the installed program does not work"
 for binary in "$prefix"/bin/*; do
     ! readelf -S "$binary" | grep -q debug_info || fail "$binary is not stripped"
 done

@@ -16,7 +16,7 @@
 
 #include <orvane/orvane.h>
 
-#include "lib/misc/glibPtr.h"
+#include "tools/orvane/owners.h"
 #include "tools/orvane/password.h"
 #include "tools/orvane/serviceTrust.h"
 

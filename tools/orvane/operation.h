@@ -15,8 +15,8 @@
 
 #include <orvane/orvane.h>
 
-#include "lib/misc/glibPtr.h"
 #include "tools/orvane/failure.h"
+#include "tools/orvane/owners.h"
 
 namespace orvaneCli {
 

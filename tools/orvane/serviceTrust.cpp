@@ -9,7 +9,7 @@
 
 #include <fmt/format.h>
 
-#include "lib/misc/glibPtr.h"
+#include "tools/orvane/owners.h"
 #include "tools/orvane/question.h"
 #include "tools/orvane/terminal.h"
 
@@ -21,7 +21,7 @@ namespace {
 
 constexpr int kMostAttempts = 3;
 
-using CertInfoPtr = std::unique_ptr<SSLCertInfo, Release<SSL_FreeCertInfo>>;
+using CertInfoPtr = std::unique_ptr<SSLCertInfo, Released<SSL_FreeCertInfo>>;
 
 /* Returns whether a name has the form "0123abcd.0", by which authorities are found in a folder. */
 bool IsHashName(const std::string &name) {

@@ -1,0 +1,25 @@
+/*
+ * owners.h -- owners of what the library's public interface returns, for the parts of the program that use sessions
+ *
+ * Those parts include installed headers only, as an application does; "./dev lint" checks it.
+ */
+#pragma once
+
+#include <memory>
+
+#include <glib-object.h>
+
+namespace orvaneCli {
+
+template <auto release> struct Released {
+    template <class T> void operator()(T *object) const { release(object); }
+};
+template <class T> using GPtr = std::unique_ptr<T, Released<g_free>>;
+template <class T> using ObjectPtr = std::unique_ptr<T, Released<g_object_unref>>;
+
+struct FreeValueArray {
+    void operator()(GValueArray *array) const { g_value_array_free(array); }
+};
+using ValueArrayPtr = std::unique_ptr<GValueArray, FreeValueArray>;
+
+} // namespace orvaneCli
