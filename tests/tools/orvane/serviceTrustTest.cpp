@@ -2,8 +2,11 @@
 #include <algorithm>
 
 #include <gmock/gmock.h>
+#include <sched.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
 
+#include "tests/support/inChild.h"
 #include "tests/support/temporaryFolder.h"
 #include "tests/tools/orvane/program.h"
 #include "tools/certificates/certificateKind.h"
@@ -56,6 +59,13 @@ protected:
 
 simulator::Options Secured(const char *kind) {
     return {.machines = 1, .certificateKind = kind};
+}
+
+/* Puts the folder in the place of the machine's own authorities, for this process and its children. */
+bool MakeAuthorities(const std::string &folder) {
+    return unshare(geteuid() == 0 ? CLONE_NEWNS : CLONE_NEWUSER | CLONE_NEWNS) == 0 &&
+           mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+           mount(folder.c_str(), "/etc/ssl/certs", nullptr, MS_BIND, nullptr) == 0;
 }
 
 std::string Lower(std::string text) {
@@ -208,6 +218,26 @@ TEST_F(ServiceTrust, AFolderOfAuthoritiesAndAnIPv6Address) {
                   server.Certificate()->Leaf().thumbprint256 + "\n",
               folder.Read(kKnown));
     EXPECT_EQ(0, About(server).status);
+}
+
+TEST_F(ServiceTrust, AnAuthorityOfTheMachineVouchesForTheNamesOfACertificate) {
+    ASSERT_EQ(0, mkdir(folder.Path("ca").c_str(), 0755));
+    InChild([&] {
+        if (!MakeAuthorities(folder.Path("ca")))
+            GTEST_SKIP() << "this process may not mount: " << strerror(errno);
+        for (const char *kind : {"good", "wrong-host", "expired"}) {
+            simulator::Simulator server(Secured(kind));
+            const certificates::Certificate &anchor = server.Certificate()->anchor;
+            folder.Write("ca/" + anchor.fileName, anchor.pem);
+            server.RunInThread();
+            const Ended ended = About(server);
+            EXPECT_EQ(kind == std::string("good") ? 0 : 1, ended.status) << kind << ended.err;
+            EXPECT_EQ(ended.status == 0, server.NumCalls() > 0) << kind;
+            EXPECT_EQ(ended.status == 0,
+                      ended.out.find("by a trusted authority") != std::string::npos);
+        }
+    });
+    EXPECT_EQ("", folder.Read(kKnown)) << "what an authority confirms is not remembered";
 }
 
 TEST_F(ServiceTrust, OptionsThatWouldDoNothingAreRefused) {
