@@ -2,21 +2,49 @@
 
 #include <atomic>
 
+#include "lib/lock/mxUser.h"
+#include "lib/lock/vthreadBase.h"
+#include "lib/misc/panic.h"
+
 namespace {
 
+constexpr guint32 kLockRank = 0xff000000;
 constexpr const char *kName = "Orvane";
-constinit std::atomic<const char *> gName{kName};
+
+struct ProductState {
+    const char *name = kName;
+    guint products = 0;
+};
+
+constinit ProductState gProduct; /* guarded by the lock, which is there once it was set */
+constinit MXUserRWLock *productStateLock = nullptr;
+
+ProductState Get() {
+    MXUserRWLock *lock = std::atomic_ref(productStateLock).load(std::memory_order_acquire);
+    /* A handler may have interrupted this thread while it holds the lock. */
+    if (lock == nullptr || VThreadBase_IsInSignal())
+        return gProduct;
+    MXUser_AcquireForRead(lock);
+    const ProductState product = gProduct;
+    MXUser_ReleaseRWLock(lock);
+    return product;
+}
 
 } // namespace
 
 const char *ProductState_GetName(void) {
-    return gName.load(std::memory_order_acquire);
+    return Get().name;
 }
 
-void ProductState_SetName(const char *name) {
-    gName.store(name != nullptr ? name : kName, std::memory_order_release);
+gboolean ProductState_IsProduct(guint products) {
+    return (Get().products & products) != 0;
 }
 
-gboolean ProductState_IsProduct(guint /* products */) {
-    return FALSE;
+void ProductState_Set(guint products, const char *name) {
+    MXUserRWLock *lock =
+        MXUser_CreateSingletonRWLock(&productStateLock, "productStateLock", kLockRank);
+    VERIFY(lock != nullptr);
+    MXUser_AcquireForWrite(lock);
+    gProduct = {name != nullptr ? name : kName, products};
+    MXUser_ReleaseRWLock(lock);
 }

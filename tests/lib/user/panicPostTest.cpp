@@ -4,6 +4,7 @@
 
 #include "lib/misc/panic.h"
 #include "lib/misc/panicControl.h"
+#include "lib/misc/productState.h"
 #include "lib/user/msg.h"
 
 namespace {
@@ -41,6 +42,12 @@ TEST(PanicDeathTest, ThePersonIsShownWhereToFindHelp) {
             PanicWithMessages("x");
         },
         panicked, "shown 3: before\n.*\nOrvane " + head + "x\n");
+    EXPECT_EXIT(
+        {
+            ProductState_Set(PRODUCT_BENCHTOP, "Benchtop");
+            PanicWithMessages("x");
+        },
+        panicked, "shown 3: Benchtop " + head + "x\n.*choose \"Collect Support Data\" from ");
     EXPECT_EXIT(
         {
             Panic_SetPanicMsgPost(FALSE);
