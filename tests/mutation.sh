@@ -66,7 +66,7 @@ copy_tree() {
     done
     {
         cat CMakeLists.txt
-        echo 'foreach(module IN LISTS modules programModules ITEMS orvane-glib)'
+        echo 'foreach(module IN LISTS modules programModules ITEMS orvaneGlib)'
         echo "    target_compile_options(\${module} PRIVATE -w -O1 -g0 -include $root/mutant.h)"
         echo 'endforeach()'
     } >"$root/new"
@@ -86,12 +86,14 @@ END
     cmp -s "$root/mutant.new" "$root/mutant.h" || cp "$root/mutant.new" "$root/mutant.h"
 }
 
-# Faults that do not compile become rows without a fault, so that the others keep their numbers.
+# Faults that do not compile become rows without a fault, so that the others keep their numbers. A fault that is reported
+# at another line, where a constant needs it, goes with all of its file.
 drop() {
     awk -F'\t' -v OFS='\t' '
-        FNR == NR { bad[$1 ":" $2] = 1; next }
-        ($1 ":" $2) in bad { $1 = "-" }
-        { print }' "$1" "$root/drawn.tsv" >"$root/drawn.new"
+        FNR == NR { bad[$1 ":" $2] = 1; if (isWhole) bad[$1] = 1; next }
+        ($1 ":" $2) in bad || $1 in bad { $1 = "-" }
+        { print }' isWhole="${2:-}" "$1" "$root/drawn.tsv" >"$root/drawn.new"
+    if [[ -z ${2:-} ]] && cmp -s "$root/drawn.new" "$root/drawn.tsv"; then drop "$1" 1; return; fi
     mv "$root/drawn.new" "$root/drawn.tsv"
 }
 
@@ -104,7 +106,7 @@ build() {
     for name in $(programs); do
         if grep -q "^build bin/$name:" "$built/build.ninja"; then targets+=("$name"); fi
     done
-    for round in 1 2 3 4; do
+    for round in 1 2 3 4 5 6; do
         if ninja -C "$built" -j"$jobs" -k 0 "${targets[@]}" >"$root/build.log"; then return; fi
         sed -nE 's#^(\.\./)*((lib|apps|ozy)/[^ :]*):([0-9]+):[0-9]*:? (fatal )?error.*#\2\t\4#p' "$root/build.log" |
             sort -u >"$root/bad"
