@@ -4,11 +4,10 @@
  *   # comments stay
  *   host.example:443 0A:1B:2C:...          the SHA-256 thumbprint of its certificate
  *
- * The file is $XDG_CONFIG_HOME/orvane/known_services, or ~/.config/orvane/known_services; it is written
- * with mode 0600 in a folder of mode 0700. A new file replaces the old one by a rename, so that it is complete at
- * every moment. Programs that write at the same time wait for each other.
+ * The file is $XDG_CONFIG_HOME/orvane/known_services, or ~/.config/orvane/known_services; userFile.h says how it is
+ * read and replaced.
  *
- * Errors:  Failure. A file that is too large, is no regular file or is writable for others is refused as a whole.
+ * Errors:  Failure.
  * Threads: one.
  */
 #pragma once
@@ -16,18 +15,18 @@
 #include <string>
 #include <string_view>
 
-#include "tools/orvane/failure.h"
+#include "tools/orvane/userFile.h"
 
 namespace orvaneCli {
 
 class KnownServices {
 public:
-    static constexpr size_t kMaxBytes = size_t{1} << 20;
+    static constexpr size_t kMaxBytes = UserFile::kMaxBytes;
 
-    static std::string DefaultPath();
-    explicit KnownServices(std::string file) : path(std::move(file)) {}
+    static std::string DefaultPath() { return UserFile::Folder() + "/known_services"; }
+    explicit KnownServices(std::string path) : file(std::move(path)) {}
 
-    const std::string &Path() const { return path; }
+    const std::string &Path() const { return file.Path(); }
 
     /* Returns the thumbprint of a service by its key; empty if it is not known. A line of the service with
      * anything but a thumbprint is a Failure, not an unknown service. */
@@ -37,7 +36,7 @@ public:
     void Remember(std::string_view key, std::string_view thumbprint256) const;
 
 private:
-    std::string path;
+    UserFile file;
 };
 
 /* "AA:BB:...", 32 bytes, in either case. */

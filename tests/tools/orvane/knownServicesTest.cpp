@@ -1,10 +1,15 @@
-// The user's file of accepted certificates, and the keys of its lines.
+// The user's files, the one of accepted certificates, and the keys of its lines.
 #include "tools/orvane/knownServices.h"
 
+#include <csignal>
+
 #include <gmock/gmock.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include "tests/support/inChild.h"
 #include "tests/support/temporaryFolder.h"
 #include "tools/orvane/serviceAddress.h"
 
@@ -67,6 +72,49 @@ TEST_F(KnownServicesTest, ALinkIsFollowedAndNothingIsLeftBehind) {
     EXPECT_EQ(0, rmdir(folder.Path().c_str())) << "a temporary file is left";
 }
 
+TEST_F(KnownServicesTest, ProgramsThatWriteAtTheSameTimeLoseNothing) {
+    constexpr int kNumProcesses = 8;
+    constexpr int kNumEach = 5;
+    pid_t children[kNumProcesses];
+    for (int i = 0; i < kNumProcesses; i++) {
+        children[i] = fork();
+        ASSERT_LE(0, children[i]);
+        if (children[i] != 0)
+            continue;
+        for (int each = 0; each < kNumEach; each++)
+            known.Remember("host" + std::to_string(i) + ":" + std::to_string(each),
+                           Thumbprint("0A"));
+        _exit(0);
+    }
+    for (const pid_t child : children) {
+        int status = -1;
+        EXPECT_EQ(child, waitpid(child, &status, 0));
+        EXPECT_EQ(0, status);
+    }
+    for (int i = 0; i < kNumProcesses * kNumEach; i++)
+        EXPECT_NE("", known.Find("host" + std::to_string(i / kNumEach) + ":" +
+                                 std::to_string(i % kNumEach)))
+            << i;
+}
+
+TEST_F(KnownServicesTest, AFailedReplacementLeavesTheOldFile) {
+    const std::string before = std::string(1024, '\n'); /* more than a file of the lock has */
+    const KnownServices file(folder.Write("f", before));
+    folder.Write("f~", "what a program that was killed has left");
+    InChild([&] {
+        const rlimit tooSmall{before.size() + 1, before.size() + 1}; /* in place of a full disk */
+        signal(SIGXFSZ, SIG_IGN);
+        ASSERT_EQ(0, setrlimit(RLIMIT_FSIZE, &tooSmall));
+        EXPECT_THROW(file.Remember("host:2", Thumbprint("0B")), Failure);
+    });
+    EXPECT_EQ(before, folder.Read("f"));
+    EXPECT_NE(0, access(folder.Path("f~").c_str(), F_OK)) << "a temporary file is left";
+
+    ASSERT_EQ(0, mkdir(folder.Path("f~").c_str(), 0700));
+    EXPECT_THROW(file.Remember("host:2", Thumbprint("0B")), Failure);
+    EXPECT_EQ(before, folder.Read("f"));
+}
+
 TEST_F(KnownServicesTest, WhatCannotBeBelievedIsRefused) {
     const std::string good = "host:443 " + Thumbprint("0A");
     const struct {
@@ -94,6 +142,12 @@ TEST_F(KnownServicesTest, WhatCannotBeBelievedIsRefused) {
     const KnownServices full(folder.Write("f", std::string(KnownServices::kMaxBytes, '\n')));
     EXPECT_THROW(full.Remember("host:443", Thumbprint("0A")), Failure);
     EXPECT_THROW(KnownServices(folder.Path()).Find("host:443"), Failure) << "a folder";
+    ASSERT_EQ(0, mkfifo(folder.Path("pipe").c_str(), 0600));
+    const KnownServices pipe(folder.Path("pipe"));
+    EXPECT_THROW(pipe.Find("host:443"), Failure);
+    EXPECT_THROW(pipe.Remember("host:443", Thumbprint("0A")), Failure);
+    EXPECT_THROW(KnownServices(folder.Write("file", "") + "/f").Remember("host:443", ""), Failure)
+        << "in a folder that is a file";
 }
 
 TEST(ServiceAddress, HasOneKeyHoweverItIsWritten) {
