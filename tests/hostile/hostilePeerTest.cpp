@@ -4,11 +4,10 @@
 #include <orvane/orvane.h>
 #include <sys/resource.h>
 
-#include "lib/misc/glibPtr.h"
-#include "lib/misc/log.h"
 #include "tests/hostile/ledger.h"
 #include "tests/hostile/rows.h"
 #include "tests/support/inChild.h"
+#include "tests/support/logText.h"
 #include "tests/support/temporaryFolder.h"
 
 namespace hostile {
@@ -55,17 +54,16 @@ void Attacked(const Row &row) {
     Ledger ledger;
     const std::string steps = hostile::Run(visit);
     g_usleep(50000); /* for the peer's last look at itself */
-    const GPtr<char> log(LogRing_Copy());
     const PeerDeeds deeds = peer.Deeds();
     EXPECT_EQ("", ledger.Close(deeds.numBytes));
-    EXPECT_THAT(steps, testing::MatchesRegex(row.steps)) << log.get();
+    EXPECT_THAT(steps, testing::MatchesRegex(row.steps)) << LogText();
     EXPECT_EQ(0, stranger.Deeds().numConnections) << "a stranger was called";
     EXPECT_GE(row.maxAttacks, deeds.numAttacks);
     if (row.maxBytes != 0) {
         EXPECT_GE(row.maxBytes, deeds.numBytes);
     }
     if (!row.logged.empty()) {
-        EXPECT_THAT(log.get(), testing::HasSubstr(row.logged));
+        EXPECT_THAT(LogText(), testing::HasSubstr(row.logged));
     }
 }
 

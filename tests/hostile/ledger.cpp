@@ -1,4 +1,5 @@
 #include "tests/hostile/ledger.h"
+#include "tests/support/logText.h"
 
 #include <atomic>
 #include <filesystem>
@@ -10,9 +11,6 @@
 
 #include <fmt/format.h>
 #include <gtest/gtest.h>
-
-#include "lib/misc/glibPtr.h"
-#include "lib/misc/log.h"
 
 #ifdef __has_feature
 #if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
@@ -151,7 +149,6 @@ std::string Ledger::Close(uint64_t numBytesReceived) {
     const uint64_t time = ProcessorTime() - microseconds;
     const int64_t most = MostMemory() - memory;
     const int descriptors = NumDescriptors();
-    const GPtr<char> log(LogRing_Copy());
     const std::string printed = TakeOutput();
 
     std::string wrong;
@@ -167,7 +164,7 @@ std::string Ledger::Close(uint64_t numBytesReceived) {
         enter(fmt::format("{} descriptors, {} before", descriptors, numDescriptors));
     if (!printed.empty())
         enter("on stderr: " + printed);
-    for (const std::string &text : {printed, std::string(log.get())}) {
+    for (const std::string &text : {printed, LogText()}) {
         if (const size_t at = text.find(kCanary); at != std::string::npos)
             enter("a secret is shown: " + text.substr(at - std::min(at, size_t(60)), 120));
     }

@@ -6,10 +6,9 @@
 #include <gtest/gtest.h>
 
 #include "lib/config/preference.h"
-#include "lib/misc/glibPtr.h"
-#include "lib/misc/log.h"
 #include "lib/misc/panicControl.h"
 #include "tests/support/inChild.h"
+#include "tests/support/logText.h"
 
 namespace {
 
@@ -24,7 +23,7 @@ TEST(PanicSettings, AreReadFromTheLayers) {
         EXPECT_EQ(0, Panic_GetCoreDumpFlags());
         EXPECT_FALSE(Panic_GetBreakOnPanic());
         EXPECT_TRUE(CoreDump_PreloadDebugSupport());
-        EXPECT_THAT(GPtr<char>(LogRing_Copy()).get(), testing::Not(testing::HasSubstr("Reserved")));
+        EXPECT_THAT(LogText(), testing::Not(testing::HasSubstr("Reserved")));
 
         for (const char *setting : {"coreDumpOnPanic=FALSE", "coreDumpFlags=5",
                                     "panic.breakOnPanic=2", "panic.addrSpaceReservedKB=64"})
@@ -34,7 +33,7 @@ TEST(PanicSettings, AreReadFromTheLayers) {
         EXPECT_EQ(5, Panic_GetCoreDumpFlags());
         EXPECT_TRUE(Panic_GetBreakOnPanic());
         EXPECT_TRUE(CoreDump_PreloadDebugSupport());
-        EXPECT_THAT(GPtr<char>(LogRing_Copy()).get(), testing::HasSubstr("size:64KB)"));
+        EXPECT_THAT(LogText(), testing::HasSubstr("size:64KB)"));
         Preference_Exit();
     });
 }

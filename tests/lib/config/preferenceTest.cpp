@@ -10,19 +10,14 @@
 
 #include "lib/config/config.h"
 #include "lib/misc/glibPtr.h"
-#include "lib/misc/log.h"
 #include "lib/misc/utilExpand.h"
+#include "tests/support/logText.h"
 #include "tests/support/temporaryFolder.h"
 
 namespace {
 
 using testing::HasSubstr;
 using Text = std::unique_ptr<char, Release<free>>;
-
-std::string LogText() {
-    const GPtr<char> text(LogRing_Copy());
-    return text.get();
-}
 
 class Preference : public testing::Test {
 protected:

@@ -8,9 +8,8 @@
 
 #include "lib/crypto/shaBodies.h"
 #include "lib/crypto/shaFips.h"
-#include "lib/misc/glibPtr.h"
-#include "lib/misc/log.h"
 #include "tests/lib/crypto/bytes.h"
+#include "tests/support/logText.h"
 
 namespace {
 
@@ -27,8 +26,7 @@ std::string Digest(const char *name, std::string_view text) {
 }
 
 std::string LastLogLine() {
-    GPtr<char> all(LogRing_Copy());
-    const std::string text(all.get());
+    const std::string text = LogText();
     return text.substr(text.rfind('\n', text.size() - 2) + 1);
 }
 

@@ -16,8 +16,8 @@
 #include "lib/keyLocator/keySafe.h"
 #include "lib/keyLocator/keySafeUserRing.h"
 #include "lib/misc/glibPtr.h"
-#include "lib/misc/log.h"
 #include "lib/user/msg.h"
+#include "tests/support/logText.h"
 #include "tests/support/temporaryFolder.h"
 
 namespace {
@@ -294,9 +294,8 @@ TEST_F(DictionaryTest, MergesMarshallsAndLogs) {
 
     LogRing_Clear();
     Dictionary_LogNotDefault(Get());
-    const GPtr<char> log(LogRing_Copy());
-    EXPECT_THAT(log.get(), HasSubstr("DICT                         a = 5\n"));
-    EXPECT_THAT(log.get(), HasSubstr("DICT                         b = \"x=y\"\n"));
+    EXPECT_THAT(LogText(), HasSubstr("DICT                         a = 5\n"));
+    EXPECT_THAT(LogText(), HasSubstr("DICT                         b = \"x=y\"\n"));
 
     const char *const header[] = {"# one", "# two", nullptr};
     Dictionary_SetFileHeader(header, Get());

@@ -7,10 +7,9 @@
 
 #include <gtest/gtest.h>
 
-#include "lib/misc/glibPtr.h"
-#include "lib/misc/log.h"
 #include "lib/misc/utilSafe.h"
 #include "tests/lib/lock/inThreads.h"
+#include "tests/support/logText.h"
 
 namespace {
 
@@ -21,14 +20,6 @@ guint32 IdOfANewThread() {
         EXPECT_EQ("vthread-" + std::to_string(id), VThreadBase_CurName());
     }).join();
     return id;
-}
-
-int CountLines(const char *text) {
-    const GPtr<char> all(LogRing_Copy());
-    int count = 0;
-    for (const char *at = all.get(); (at = strstr(at, text)); at++)
-        count++;
-    return count;
 }
 
 TEST(VThreadBase, TheNumberOfAThreadThatEndsIsFree) {
@@ -88,7 +79,7 @@ TEST(VThreadBase, ASecondRecordIsRefused) {
     const std::string line =
         "VThreadBase reinitialization, old: " + std::to_string(VThreadBase_CurID()) +
         " first, new: 99 second.\n";
-    EXPECT_EQ(1, CountLines(line.c_str()));
+    EXPECT_EQ(1u, CountInLog(line));
     EXPECT_STREQ("first", VThreadBase_CurName());
 }
 
@@ -129,11 +120,11 @@ TEST(VThreadBaseDeathTest, TheSecondThreadIsLoggedOnce) {
         {
             IdOfANewThread();
             IdOfANewThread();
-            const int numBefore = CountLines("VThreadBase detected multiple threads.\n");
+            const size_t numBefore = CountInLog("VThreadBase detected multiple threads.\n");
             VThreadBase_CurID();
             IdOfANewThread();
             IdOfANewThread();
-            exit(numBefore == 0 && CountLines("VThreadBase detected multiple threads.\n") == 1 ? 0
+            exit(numBefore == 0 && CountInLog("VThreadBase detected multiple threads.\n") == 1 ? 0
                                                                                                : 1);
         },
         testing::ExitedWithCode(0), "");

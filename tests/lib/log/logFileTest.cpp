@@ -19,10 +19,9 @@
 #include <gtest/gtest.h>
 
 #include "lib/log/logFileInt.h"
-#include "lib/misc/glibPtr.h"
 #include "lib/misc/hostinfo.h"
-#include "lib/misc/log.h"
 #include "tests/lib/misc/logRecorder.h"
+#include "tests/support/logText.h"
 #include "tests/support/temporaryFolder.h"
 
 namespace {
@@ -78,7 +77,7 @@ protected:
                          {"log.useTimeStamps", "FALSE"},
                          {"log.useThreadName", "FALSE"}});
         LogFileOutput *file = New(settings);
-        EXPECT_TRUE(Log_AddOutput(file)) << GPtr<char>(LogRing_Copy()).get();
+        EXPECT_TRUE(Log_AddOutput(file)) << LogText();
         return file;
     }
     /* The lines of a file without its labels, and without a note that a setting was read early. */
@@ -321,9 +320,8 @@ TEST_F(LogFile, OtherThanRegularFilesAreRefused) {
         LogFileOutput *file = New({{"log.fileName", folder.Path("log")}, {"log.append", "TRUE"}});
         EXPECT_FALSE(Log_AddOutput(file));
         EXPECT_TRUE(Log_FreeOutput(file));
-        const GPtr<char> ring(LogRing_Copy());
-        EXPECT_NE(nullptr, strstr(ring.get(), message)) << ring.get();
-        EXPECT_NE(nullptr, strstr(ring.get(), "W Open of '")) << ring.get();
+        EXPECT_THAT(LogText(), testing::HasSubstr(message));
+        EXPECT_THAT(LogText(), testing::HasSubstr("W Open of '"));
         EXPECT_TRUE(std::filesystem::remove(folder.Path("log"))); /* it is still there */
     }
     EXPECT_EQ("untouched", folder.Read("target"));

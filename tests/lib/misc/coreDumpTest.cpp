@@ -15,10 +15,10 @@
 
 #include "lib/misc/coreDumpRegion.h"
 #include "lib/misc/glibPtr.h"
-#include "lib/misc/log.h"
 #include "lib/misc/panicControl.h"
 #include "lib/misc/readableMemory.h"
 #include "tests/support/inChild.h"
+#include "tests/support/logText.h"
 #include "tests/support/temporaryFolder.h"
 
 namespace {
@@ -27,18 +27,6 @@ using testing::ContainsRegex;
 using testing::HasSubstr;
 using testing::Not;
 using Text = std::unique_ptr<char, Release<free>>;
-
-std::string LogText() {
-    return GPtr<char>(LogRing_Copy()).get();
-}
-
-size_t CountInLog(const std::string &text) {
-    const std::string log = LogText();
-    size_t count = 0;
-    for (size_t at = log.find(text); at != std::string::npos; at = log.find(text, at + 1))
-        count++;
-    return count;
-}
 
 TEST(CoreDump, NamesFollowThePattern) {
     utsname names;

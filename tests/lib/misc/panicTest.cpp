@@ -13,11 +13,10 @@
 
 #include "lib/lock/mxUser.h"
 #include "lib/misc/coreDump.h"
-#include "lib/misc/glibPtr.h"
-#include "lib/misc/log.h"
 #include "lib/misc/panicControl.h"
 #include "lib/misc/utilSafe.h"
 #include "lib/misc/utilSafeAt.h"
+#include "tests/support/logText.h"
 
 namespace {
 
@@ -28,10 +27,6 @@ const auto kLooped = testing::ExitedWithCode(1);
 /* Matches the whole output of a child that ends. */
 #define EXPECT_PANIC(statement, text)                                                              \
     EXPECT_EXIT(statement, kPanicked, "^" + std::string(text) + "\n$")
-
-std::string LogText() {
-    return GPtr<char>(LogRing_Copy()).get();
-}
 
 void Print(const std::string &text) {
     EXPECT_EQ(ssize_t(text.size()), write(STDERR_FILENO, text.data(), text.size()));

@@ -1,4 +1,5 @@
 #include "lib/misc/utilBacktrace.h"
+#include "tests/support/logText.h"
 
 #include <cstdarg>
 #include <cstdio>
@@ -6,9 +7,6 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include "lib/misc/glibPtr.h"
-#include "lib/misc/log.h"
 
 namespace {
 
@@ -70,9 +68,8 @@ TEST(UtilBacktrace, TheBufferHasTheSameFrames) {
 TEST(UtilBacktrace, GoesToTheLog) {
     LogRing_Clear();
     Util_Backtrace(0);
-    EXPECT_THAT(GPtr<char>(LogRing_Copy()).get(),
-                ContainsRegex("^I Backtrace:\nI Backtrace\\[0\\] .*"
-                              "I SymBacktrace\\[0\\] .*\n$"));
+    EXPECT_THAT(LogText(), ContainsRegex("^I Backtrace:\nI Backtrace\\[0\\] .*"
+                                         "I SymBacktrace\\[0\\] .*\n$"));
 }
 
 } // namespace

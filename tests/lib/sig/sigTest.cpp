@@ -13,11 +13,10 @@
 
 #include "lib/config/preference.h"
 #include "lib/lock/vthreadBase.h"
-#include "lib/misc/glibPtr.h"
-#include "lib/misc/log.h"
 #include "lib/misc/panicControl.h"
 #include "lib/misc/poll.h"
 #include "tests/support/inChild.h"
+#include "tests/support/logText.h"
 #include "tests/support/testLoop.h"
 
 namespace {
@@ -55,18 +54,6 @@ void Start() {
 void Stop() {
     Sig_Exit();
     Poll_Exit();
-}
-
-std::string LogText() {
-    return GPtr<char>(LogRing_Copy()).get();
-}
-
-size_t CountInLog(std::string_view text) {
-    const std::string log = LogText();
-    size_t count = 0;
-    for (size_t at = log.find(text); at != std::string::npos; at = log.find(text, at + 1))
-        count++;
-    return count;
 }
 
 /* Runs a body in a child, between Sig_Init() and Sig_Exit(). */

@@ -75,8 +75,8 @@ TEST_F(SslContext, CertificatesThatCannotBeUsedAreRefused) {
         UseServerFiles(row.cert, row.key);
         const ContextPtr ctx(SSL_NewContext());
         EXPECT_FALSE(SSL_LoadCertificatesWithContext(ctx.get())) << row.what;
-        EXPECT_EQ(1, LogCount(row.log)) << row.what << "\n" << LogText();
-        EXPECT_LE(1, LogCount("W SSL Error: error:")) << row.what;
+        EXPECT_EQ(1u, CountInLog(row.log)) << row.what << "\n" << LogText();
+        EXPECT_LE(1u, CountInLog("W SSL Error: error:")) << row.what;
         EXPECT_EQ(0u, __wrap_ERR_peek_last_error()) << row.what;
     }
 }

@@ -122,7 +122,7 @@ TEST_F(SslDhParams, AHandshakeUsesThem) {
         EXPECT_EQ(!filesOnly,
                   SSLSockConnect(pair.client.get(), nullptr, ctx.get(), pair.clock.Clock()));
     }
-    EXPECT_EQ(1, LogCount("W Error opening DH parameter file \"/nonexistent/1\".\n"));
+    EXPECT_EQ(1u, CountInLog("W Error opening DH parameter file \"/nonexistent/1\".\n"));
 }
 
 } // namespace

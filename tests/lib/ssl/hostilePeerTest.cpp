@@ -47,7 +47,7 @@ TEST_F(SslHostilePeer, WhatIsNoHandshakeIsAnErrorOnEitherSide) {
             SSLSockConnect(ends.client.get(), nullptr, clientCtx.get(), ends.clock.Clock()));
         EXPECT_EQ(row.code, SSL_GetIOError(ends.client.get())) << row.what;
         EXPECT_TRUE(ends.client->connectionFailed) << row.what;
-        EXPECT_EQ(1, LogCount("W SSL: connect failed\n")) << row.what;
+        EXPECT_EQ(1u, CountInLog("W SSL: connect failed\n")) << row.what;
 
         TlsPair other;
         Send(SSL_GetFd(other.client.get()), row.bytes);

@@ -142,10 +142,11 @@ TEST_F(SSLModule, TheLockingCallbackLocksAndKeepsErrno) {
 TEST_F(SSLModule, AnApplicationsCallbackStaysAndALaterOneIsReported) {
     Start();
     SSLCheckLockingCallback();
-    EXPECT_EQ(0, LogCount("locking callback overwritten!"));
+    EXPECT_EQ(0u, CountInLog("locking callback overwritten!"));
     __wrap_CRYPTO_set_locking_callback(OtherCallback);
     SSL_Shutdown(SSL_New(-1, FALSE));
-    EXPECT_EQ(2, LogCount("W SSLCheckLockingCallback: locking callback overwritten! Expected 0x"));
+    EXPECT_EQ(2u,
+              CountInLog("W SSLCheckLockingCallback: locking callback overwritten! Expected 0x"));
     SSL_Exit();
     LogRing_Clear();
 
@@ -153,7 +154,7 @@ TEST_F(SSLModule, AnApplicationsCallbackStaysAndALaterOneIsReported) {
     Start();
     EXPECT_FALSE(sslModule.weSetLockingCallback);
     SSLCheckLockingCallback();
-    EXPECT_EQ(0, LogCount("locking callback overwritten!"));
+    EXPECT_EQ(0u, CountInLog("locking callback overwritten!"));
     SSL_Exit();
     EXPECT_EQ(OtherCallback, __wrap_CRYPTO_get_locking_callback());
     __wrap_CRYPTO_lock(CRYPTO_LOCK, 1, __FILE__, __LINE__);

@@ -17,27 +17,14 @@
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 
-#include "lib/misc/log.h"
 #include "lib/ssl/sslPtr.h"
 #include "lib/ssl/sslSockInt.h"
 #include "lib/ssl/sslState.h"
+#include "tests/support/logText.h"
 #include "tests/support/temporaryFolder.h"
 #include "tools/certificates/certificate.h"
 
 using SockPtr = std::unique_ptr<SSLSock, Release<SSL_Shutdown>>;
-
-inline std::string LogText() {
-    return GPtr<char>(LogRing_Copy()).get();
-}
-
-/* Returns how often a text is in the log. */
-inline int LogCount(const std::string &wanted) {
-    const std::string text = LogText();
-    int count = 0;
-    for (size_t at = text.find(wanted); at != std::string::npos; at = text.find(wanted, at + 1))
-        count++;
-    return count;
-}
 
 inline long CountDescriptors() {
     const std::filesystem::directory_iterator all("/proc/self/fd");

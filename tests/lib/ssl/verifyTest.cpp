@@ -3,9 +3,9 @@
 
 #include <gmock/gmock.h>
 
-#include "lib/misc/log.h"
 #include "lib/ssl/sslCertStore.h"
 #include "tests/lib/ssl/certifiedPair.h"
+#include "tests/support/logText.h"
 
 namespace {
 
@@ -22,8 +22,6 @@ struct Verify : testing::Test {
         LogRing_Clear();
     }
     ~Verify() override { SSL_SetVerifySSLCertificates(0); }
-
-    static std::string LogText() { return GPtr<char>(LogRing_Copy()).get(); }
 };
 
 /* A function given to SSL_SetVerifyCb(), with its result and what it was given. */

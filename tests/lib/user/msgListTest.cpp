@@ -7,7 +7,7 @@
 #include <gtest/gtest.h>
 
 #include "lib/misc/glibPtr.h"
-#include "lib/misc/log.h"
+#include "tests/support/logText.h"
 
 namespace {
 
@@ -38,8 +38,7 @@ TEST(MsgList, ReadsNewestFirst) {
 
     LogRing_Clear();
     MsgList_Log(copy.get());
-    EXPECT_STREQ("I [msg.c] last\nI [msg.b] 50% done\nI [msg.a] vm has 3\n",
-                 GPtr<char>(LogRing_Copy()).get());
+    EXPECT_EQ("I [msg.c] last\nI [msg.b] 50% done\nI [msg.a] vm has 3\n", LogText());
 }
 
 TEST(MsgList, TakesATextThatIsNoFormatAsItIs) {

@@ -12,18 +12,13 @@
 #include "lib/config/preference.h"
 #include "lib/misc/err.h"
 #include "lib/misc/glibPtr.h"
-#include "lib/misc/log.h"
+#include "tests/support/logText.h"
 #include "tests/support/temporaryFolder.h"
 
 namespace {
 
 using testing::HasSubstr;
 using Text = std::unique_ptr<char, Release<free>>;
-
-std::string LogText() {
-    const GPtr<char> text(LogRing_Copy());
-    return text.get();
-}
 
 /* What the callbacks were called with, and what they answer. */
 std::string gSeen;

@@ -20,9 +20,8 @@
 
 #include "apps/lib/basicHttp/basicHttp.h"
 #include "apps/lib/basicHttp/basicHttpInt.h"
-#include "lib/misc/glibPtr.h"
-#include "lib/misc/log.h"
 #include "tests/support/cannedServer.h"
+#include "tests/support/logText.h"
 #include "tests/support/testLoop.h"
 
 inline gint64 testClockOffset;
@@ -35,11 +34,6 @@ inline gint64 TestClock() {
 inline void AdvanceClock(gint64 microseconds) {
     testClockOffset += microseconds;
     testLoop::Advance(microseconds);
-}
-
-inline std::string LogText() {
-    const GPtr<char> text(LogRing_Copy());
-    return text.get();
 }
 
 /* How a request ended. Unless told otherwise, it is then freed. */

@@ -10,11 +10,11 @@
 #include <orvane/schema/ozy.h>
 #include <orvane/schemaOverlay.h>
 
-#include "lib/misc/log.h"
 #include "ozy/lib/orvane/runtime/roomsAbove.h"
 #include "ozy/lib/orvane/schema/schemaEngine.h"
 #include "tests/ozy/lib/orvane/soap/soapFixture.h"
 #include "tests/support/inChild.h"
+#include "tests/support/logText.h"
 
 /* A test whose body runs in a child. */
 #define TEST_IN_CHILD(suite, name)                                                                 \
@@ -281,10 +281,6 @@ gint PollAdd(gint, OrvanePollFunction, gpointer, gint, gint64, gpointer, PollCla
 
 gboolean PollRemove(gint, OrvanePollFunction, gpointer, gint, PollClassSet) {
     return TRUE;
-}
-
-std::string LogText() {
-    return GPtr<char>(LogRing_Copy()).get();
 }
 
 TEST_IN_CHILD(SchemaLoad, InitLoadsWhatTheEnvironmentNames) {

@@ -5,9 +5,9 @@
 #include <orvane/schema/ozy.h>
 #include <orvane/schema/qorm.h>
 
-#include "lib/misc/log.h"
 #include "ozy/lib/orvane/soap/orvaneFault.h"
 #include "tests/ozy/lib/orvane/soap/soapFixture.h"
+#include "tests/support/logText.h"
 
 namespace {
 
@@ -121,11 +121,10 @@ TEST(Listener, EmitsTheSignalsOfAReplyInOrder) {
         events.push_back(row.hasFailed ? "failure 32" : "success 16");
         EXPECT_EQ(events, recorder.Take());
         EXPECT_EQ(row.fault, recorder.FaultType());
-        const GPtr<char> log(LogRing_Copy());
-        EXPECT_STREQ(row.fault == ORVANE_TYPE_FAULT_UNEXPECTED
-                         ? "I Orvane method failed without a specified fault.\n"
-                         : "",
-                     log.get());
+        EXPECT_EQ(row.fault == ORVANE_TYPE_FAULT_UNEXPECTED
+                      ? "I Orvane method failed without a specified fault.\n"
+                      : "",
+                  LogText());
     }
 }
 

@@ -6,17 +6,12 @@
 
 #include <orvane/schema/qorm.h>
 
-#include "lib/misc/log.h"
 #include "ozy/lib/orvane/schema/schemaEngine.h"
 #include "tests/ozy/lib/orvane/soap/soapFixture.h"
+#include "tests/support/logText.h"
 #include "tests/support/testLoop.h"
 
 namespace {
-
-std::string LogText() {
-    const GPtr<char> lines(LogRing_Copy());
-    return lines.get();
-}
 
 TEST(LookupType, FindsAWireNameBehindTheFirstColonOnly) {
     const GType task = orvane_lookup_type("Task");

@@ -31,9 +31,9 @@
 
 #include "apps/lib/basicHttp/basicHttp.h"
 #include "lib/misc/glibPtr.h"
-#include "lib/misc/log.h"
 #include "ozy/lib/orvane/updates/orvaneMOMgr.h"
 #include "tests/support/cannedServer.h"
+#include "tests/support/logText.h"
 #include "tests/support/testLoop.h"
 
 constexpr const char *kEnvelopeHead =
@@ -349,7 +349,6 @@ protected:
     void CurrentTime(OrvaneListener *listener) {
         skema_ozy_service_instance_current_time(Instance().get(), listener);
     }
-    static std::string LogText() { return GPtr<char>(LogRing_Copy()).get(); }
 
     std::unique_ptr<Service> service;
     OrvaneSession *session;

@@ -1,12 +1,11 @@
 #include "tests/ozy/lib/orvane/soap/soapFixture.h"
+#include "tests/support/logText.h"
 
 #include <ctime>
 
 #include <gmock/gmock.h>
 #include <libxml/parser.h>
 #include <libxml/xmlerror.h>
-
-#include "lib/misc/log.h"
 
 namespace {
 
@@ -61,13 +60,11 @@ TEST(SoapDocument, MessagesGoToTheLogAndNowhereElse) {
     EXPECT_TRUE(Parses(many + "</a>"));
     EXPECT_EQ("", testing::internal::GetCapturedStderr());
 
-    const GPtr<char> lines(LogRing_Copy());
-    EXPECT_THAT(lines.get(), HasSubstr("SOAP: reply, line 1: Attribute b redefined\n"));
-    EXPECT_THAT(lines.get(), HasSubstr("SOAP: reply, line 2: "));
-    EXPECT_THAT(lines.get(),
-                HasSubstr("SOAP: reply refused: it has a document type declaration\n"));
-    EXPECT_THAT(lines.get(), HasSubstr("SOAP: reply: 997 more messages\n"));
-    EXPECT_THAT(lines.get(), Not(HasSubstr("\x1b")));
+    EXPECT_THAT(LogText(), HasSubstr("SOAP: reply, line 1: Attribute b redefined\n"));
+    EXPECT_THAT(LogText(), HasSubstr("SOAP: reply, line 2: "));
+    EXPECT_THAT(LogText(), HasSubstr("SOAP: reply refused: it has a document type declaration\n"));
+    EXPECT_THAT(LogText(), HasSubstr("SOAP: reply: 997 more messages\n"));
+    EXPECT_THAT(LogText(), Not(HasSubstr("\x1b")));
 }
 
 TEST(SoapDocument, TheApplicationsOwnHandlersStayAsTheyAre) {

@@ -1,10 +1,9 @@
 #include "tests/ozy/lib/orvane/soap/keeper.h"
+#include "tests/support/logText.h"
 
 #include <thread>
 
 #include <gmock/gmock.h>
-
-#include "lib/misc/log.h"
 
 namespace {
 
@@ -82,9 +81,8 @@ TEST(SoapPlan, WhatAPropertyRefusesStaysOutOfTheObject) {
     EXPECT_EQ("<c xsi:type=\"Custom\"><made xsi:type=\"xsd:string\">by default</made>"
               "<uchar xsi:type=\"xsd:unsignedBtype\">7</uchar></c>",
               Written("c", value.get(), ""));
-    const GPtr<char> lines(LogRing_Copy());
-    EXPECT_THAT(lines.get(), testing::HasSubstr("SOAP: the property short of TestSoapCustom does "
-                                                "not take what a reply has for it\n"));
+    EXPECT_THAT(LogText(), testing::HasSubstr("SOAP: the property short of TestSoapCustom does "
+                                              "not take what a reply has for it\n"));
 }
 
 TEST(SoapPlan, ASubclassWithoutAWireNameHasItsParents) {

@@ -5,8 +5,8 @@
 
 #include <gmock/gmock.h>
 
-#include "lib/misc/log.h"
 #include "ozy/lib/orvane/soap/orvaneSoapTree.h"
+#include "tests/support/logText.h"
 
 namespace {
 
@@ -215,15 +215,13 @@ TEST(SoapTree, TakesNothingThatLibxml2WouldReadInAnotherWay) {
 TEST(SoapTree, ADocumentIsReportedOnceAndOnlyIfItIsBad) {
     LogRing_Clear();
     TreeShape("<a x='1'>text</a>");
-    const GPtr<char> nothing(LogRing_Copy());
-    EXPECT_STREQ("", nothing.get());
+    EXPECT_EQ("", LogText());
 
     TreeShape("<a><b></a>");
-    const GPtr<char> lines(LogRing_Copy());
-    EXPECT_THAT(lines.get(), testing::HasSubstr("SOAP: tree, line 1: "));
-    EXPECT_EQ(2, std::count(lines.get(), lines.get() + strlen(lines.get()), '\n'))
+    EXPECT_THAT(LogText(), testing::HasSubstr("SOAP: tree, line 1: "));
+    EXPECT_EQ(2, std::ranges::count(LogText(), '\n'))
         << "what libxml2 itself reports of two mismatches:\n"
-        << lines.get();
+        << LogText();
 }
 
 TEST(SoapTree, DepthIsLimitedAsInThePlainWay) {
@@ -280,9 +278,7 @@ TEST(SoapTree, ItsMemoryIsLimitedInBothWaysOfReading) {
             };
             LogRing_Clear();
             EXPECT_FALSE(parses(2000000)) << row.name << head;
-            const GPtr<char> lines(LogRing_Copy());
-            EXPECT_STREQ("I SOAP: reply refused: its tree takes more than 2000000 bytes\n",
-                         lines.get());
+            EXPECT_EQ("I SOAP: reply refused: its tree takes more than 2000000 bytes\n", LogText());
             EXPECT_TRUE(parses(40000000)) << row.name << head;
             EXPECT_TRUE(parses(0)) << row.name << head;
         }
