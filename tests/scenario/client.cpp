@@ -114,12 +114,12 @@ void Client::OnNameChanged(Client *client) {
 }
 
 void Client::Begin(Step next) {
-    step = next;
+    step = !machine && next > Step::kLoad && next < Step::kDisconnect ? Step::kDisconnect : next;
     if (!session || isShutDown) {
         step = Step::kEnded;
         return;
     }
-    switch (next) {
+    switch (step) {
     case Step::kConnect:
         return Connect();
     case Step::kLoad:
@@ -146,6 +146,7 @@ void Client::Load() {
     g_object_ref_sink(machine);
     g_signal_connect_swapped(machine, "notify::name", G_CALLBACK(OnNameChanged), this);
     orvane_session_load_object(session, TRUE, machine, NewListener());
+    orvane_session_load_properties(session, machine, NewListener(), FALSE, "name", nullptr);
 }
 
 void Client::PowerOn() {
@@ -163,7 +164,7 @@ void Client::Call() {
     g_object_unref(instance);
 }
 
-void Client::ReleaseMachine() {
+void Client::DropMachine() {
     if (!machine)
         return;
     g_signal_handlers_disconnect_by_data(machine, this);
@@ -203,7 +204,7 @@ void Client::DropListener() {
 }
 
 void Client::DropSession() {
-    ReleaseMachine();
+    DropMachine();
     g_clear_object(&session);
 }
 

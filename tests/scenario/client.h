@@ -3,7 +3,7 @@
  *
  *   CONNECT -> LOAD -> TASK -> UPDATE -> CALL -> DISCONNECT -> ENDED
  *
- * It connects to a simulator on the tests' loop, loads a machine, powers it on and follows the
+ * It connects to a simulator on the tests' loop, loads a machine and reads its name, powers it on and follows the
  * task, waits for a property to change, makes a plain call and disconnects. Each step begins in the
  * signal handler that ended the one before. A step that fails goes on with DISCONNECT.
  *
@@ -43,6 +43,7 @@ public:
     /* Disturbances. Each does nothing if there is nothing left to release or end. */
     void CancelListener();
     void DropListener();
+    void DropMachine();
     void DropSession();
     void Disconnect();
     void ShutDown();
@@ -77,7 +78,6 @@ private:
     void PowerOn();
     void Rename();
     void Call();
-    void ReleaseMachine();
     Watched *Pending();
 
     OrvaneSession *session = nullptr;

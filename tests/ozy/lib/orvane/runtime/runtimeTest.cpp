@@ -6,7 +6,6 @@
 
 #include <orvane/schema/qorm.h>
 
-#include "ozy/lib/orvane/schema/schemaEngine.h"
 #include "tests/ozy/lib/orvane/soap/soapFixture.h"
 #include "tests/support/logText.h"
 #include "tests/support/testLoop.h"
@@ -20,20 +19,6 @@ TEST(LookupType, FindsAWireNameBehindTheFirstColonOnly) {
     EXPECT_EQ(task, orvane_lookup_type(":Task"));
     for (const char *name : {"", "a:b:Task", "task", "Task ", "SkemaOzyTask", "Task:"})
         EXPECT_EQ(0u, orvane_lookup_type(name)) << name;
-}
-
-TEST(LookupType, EveryListedTypeIsFoundAndNoReflectionType) {
-    const SchemaTables *tables = SchemaEngine_Tables();
-    guint numUnlisted = 0;
-    for (guint i = 0; i < tables->numTypes; i++) {
-        const char *wireName = tables->text + tables->types[i].wireName;
-        const bool isUnlisted = tables->types[i].flags & SCHEMA_TYPE_UNLISTED;
-        const GType type = orvane_schema_get_type(i);
-        EXPECT_EQ(isUnlisted ? 0 : type, orvane_lookup_type(wireName)) << wireName;
-        EXPECT_EQ(wireName, g_type_get_qdata(type, orvane_quark_wsdlname()));
-        numUnlisted += isUnlisted;
-    }
-    EXPECT_EQ(20u, numUnlisted);
 }
 
 TEST(EnumByNick, FindsAWordAndIsSilentAboutAnUnknownOne) {
