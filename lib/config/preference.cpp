@@ -26,7 +26,7 @@ constexpr guint32 kLockRank = 0xF0007100;
 constexpr const char *kLibDir = "/usr/lib/halden";
 constexpr const char *kErrorPrefix = "msg.dictionary.error";
 
-using Text = std::unique_ptr<char, Release<free>>;
+using Text = MallocPtr<char>;
 
 struct LayerRow {
     const char *name;  /* in messages */

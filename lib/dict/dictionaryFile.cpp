@@ -1,8 +1,8 @@
 // Dictionaries and files: loading, and writing through a temporary.
 #include "lib/dict/dictionaryFile.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <cstdarg>
@@ -14,6 +14,7 @@
 #include "lib/dict/dictionaryInt.h"
 #include "lib/dict/dictll.h"
 #include "lib/file/file.h"
+#include "lib/file/fileCalls.h"
 #include "lib/misc/err.h"
 #include "lib/misc/log.h"
 #include "lib/misc/panic.h"
@@ -25,7 +26,6 @@ constexpr mode_t kModeBits = 07777;
 constexpr gsize kReadStep = 64 * 1024;
 
 using Stream = std::unique_ptr<FILE, Release<fclose>>;
-using Text = std::unique_ptr<char, Release<free>>;
 
 /* Bytes that were read, and the errno that ended the reading; 0 at the end of the file. */
 struct Contents {
@@ -65,6 +65,8 @@ bool DictionaryLoadFile(Dictionary *dictionary, FILE *stream, const char *fileNa
                         StringEncoding encoding, MsgList **messages) {
     dictionary->fileName = fileName;
     dictionary->lineNumber = 0;
+    /* the stream's own buffer would keep a copy of what may be secret */
+    setvbuf(stream, nullptr, _IONBF, 0);
     const bool hasMark = DictLL_ReadUTF8BOM(stream);
     const Contents contents = ReadAll(stream);
     std::string_view text(reinterpret_cast<const char *>(contents.block.data()), contents.size);
@@ -86,28 +88,35 @@ bool DictionaryLoadFile(Dictionary *dictionary, FILE *stream, const char *fileNa
 /* Opens a path for reading. NULL after a line in the log and a message. */
 Stream OpenForReading(const char *path, MsgList **messages) {
     constexpr const char *kFunction = "DictionaryLoad";
-    Stream stream(fopen(path, "re"));
-    struct stat status;
-    if (stream == nullptr) {
+    const int fd = gFileCalls->open(path, O_RDONLY | O_CLOEXEC, 0);
+    if (fd < 0) {
         const char *reason = Err_ErrString();
         Log("%s: Cannot open file \"%s\": %s.\n", kFunction, path, reason);
         MsgList_Append(messages,
                        "@&!*@*@(msg.dictionary.load.openFailed)Cannot open file \"%s\": %s.\n",
                        path, reason);
-    } else if (fstat(fileno(stream.get()), &status) != 0) {
+        return nullptr;
+    }
+    struct stat status;
+    if (fstat(fd, &status) != 0) {
         const char *reason = Err_ErrString();
         Log("%s: Unable to get information about file \"%s\": %s.\n", kFunction, path, reason);
         MsgList_Append(messages,
                        "@&!*@*@(msg.dictionary.load.statFailed)Unable to get information about "
                        "file \"%s\": %s.\n",
                        path, reason);
-        stream.reset();
-    } else if (S_ISDIR(status.st_mode)) {
+        gFileCalls->close(fd);
+        return nullptr;
+    }
+    if (S_ISDIR(status.st_mode)) {
         Log("%s: \"%s\" is a directory.\n", kFunction, path);
         MsgList_Append(messages, "@&!*@*@(msg.dictionary.load.isDirectory)\"%s\" is a directory.\n",
                        path);
-        stream.reset();
+        gFileCalls->close(fd);
+        return nullptr;
     }
+    Stream stream(FileCalls_OpenStream(fd, "r"));
+    VERIFY(stream != nullptr); /* else there is no memory */
     return stream;
 }
 
@@ -158,8 +167,9 @@ bool DictionaryLoadFileIO(Dictionary *dictionary, FileIODescriptor *file, bool i
     return !fail(FileIO_Seek(file, static_cast<gint64>(before), FILEIO_SEEK_BEGIN)) && isLoaded;
 }
 
-/* Writes a text as the whole contents of a file. */
-bool DictionaryWriteFile(FileIODescriptor *file, std::string_view text, MsgList **messages) {
+/* Writes a text as the whole contents of a file. A failed flush counts as success unless it is @needsFlush. */
+bool DictionaryWriteFile(FileIODescriptor *file, std::string_view text, bool needsFlush,
+                         MsgList **messages) {
     const char *name = FileIO_Filename(file);
     const Stream stream(FileIO_DescriptorToStream(file, FALSE));
     if (stream == nullptr) {
@@ -185,35 +195,29 @@ bool DictionaryWriteFile(FileIODescriptor *file, std::string_view text, MsgList 
                        name, Err_ErrString());
         return false;
     }
-    if (ftruncate(fileno(stream.get()), static_cast<off_t>(text.size())) != 0) {
+    if (!FileIO_Truncate(file, text.size())) {
         MsgList_Append(messages,
                        "@&!*@*@(msg.dictionary.writefile.truncate)An error occurred while "
                        "truncating configuration file \"%s\":%s.\n",
                        name, Err_ErrString());
         return false;
     }
-    /* what is written is written; these two count as success */
-    if (fflush(stream.get()) != 0)
+    bool isFlushed = true;
+    if (fflush(stream.get()) != 0) {
+        isFlushed = false;
         MsgList_Append(messages,
                        "@&!*@*@(msg.dictionary.writefile.flush)An error occurred while flushing "
                        "configuration file \"%s\": %s.\n",
                        name, Err_ErrString());
-    if (fsync(fileno(stream.get())) != 0)
+    }
+    if (FileIO_Sync(file) != FILEIO_SUCCESS) {
+        isFlushed = false;
         MsgList_Append(messages,
                        "@&!*@*@(msg.dictionary.writefile.sync)An error occurred while syncing "
                        "configuration file \"%s\": %s.\n",
                        name, Err_ErrString());
-    return true;
-}
-
-/* Writes a temporary and renames it over the file. False if that is not possible; the file is then as it was. */
-bool WriteThroughTemporary(FileIODescriptor *file, FileIODescriptor *temp, std::string_view text) {
-    MsgList *discarded =
-        nullptr; /* the file itself is written next, and tells of its own failures */
-    const bool isWritten =
-        DictionaryWriteFile(temp, text, &discarded) && FileIO_AtomicUpdate(temp, file);
-    MsgList_Free(discarded);
-    return isWritten;
+    }
+    return isFlushed || !needsFlush;
 }
 
 } // namespace
@@ -289,8 +293,11 @@ gboolean Dictionary_WriteFileEx(Dictionary *dictionary, FileIODescriptor *file,
     FileIODescriptor *used = isCallers ? temp : &made;
 
     const bool hasTemp = isCallers || FileIO_AtomicTempFile(file, &made) == FILEIO_SUCCESS;
-    const bool isWritten = (hasTemp && WriteThroughTemporary(file, used, text)) ||
-                           DictionaryWriteFile(file, text, messages);
+    /* A temporary that cannot be filled, on a full disk, leaves the old file whole. Without one, or without a rename,
+     * the file itself is written. */
+    bool isWritten = !hasTemp || DictionaryWriteFile(used, text, true, messages);
+    if (isWritten && !(hasTemp && FileIO_AtomicRename(used, file)))
+        isWritten = DictionaryWriteFile(file, text, false, messages);
     if (FileIO_IsValid(&made))
         FileIO_CloseAndUnlink(&made);
     if (isCallers && !FileIO_IsValid(temp))
@@ -361,7 +368,7 @@ char *Dictionary_DeriveFileName(Dictionary *dictionary, const char *baseName, co
     va_start(arguments, name);
     g_vsnprintf(key, sizeof key, name, arguments);
     va_end(arguments);
-    const Text value(Dict_GetString(dictionary, nullptr, "%s", key));
+    const MallocPtr<char> value(Dict_GetString(dictionary, nullptr, "%s", key));
     char *path = Util_DeriveFileName(baseName, value.get(), nullptr);
     if (path == nullptr)
         Warning("%s: couldn't get filename\n", "Dictionary_DeriveFileName");

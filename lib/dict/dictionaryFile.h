@@ -44,7 +44,8 @@ gboolean Dictionary_LoadFileAndUnlock(Dictionary *dictionary, FileIODescriptor *
  * @temp: (nullable): a temporary of the caller's, used if it is valid; open again afterwards
  * @messages: (nullable): gets what went wrong
  *
- * Writes a temporary and renames it over the file; where that is not possible, writes into the file.
+ * Writes a temporary and renames it over the file. Where a temporary cannot be made or renamed, writes into the file.
+ * Where it cannot be filled, fails and leaves the file as it was.
  */
 gboolean Dictionary_WriteFileEx(Dictionary *dictionary, FileIODescriptor *file,
                                 FileIODescriptor *temp, MsgList **messages);

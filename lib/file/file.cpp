@@ -10,12 +10,11 @@
 #include <string>
 #include <string_view>
 
+#include "lib/file/fileCalls.h"
 #include "lib/misc/glibPtr.h"
 #include "lib/misc/utilSafe.h"
 
 namespace {
-
-using Text = std::unique_ptr<char, Release<free>>;
 
 char *Copy(std::string_view text) {
     return UtilSafeStrndup0(text.data(), text.size());
@@ -53,9 +52,9 @@ char *File_FullPath(const char *path) {
     char *folder;
     char *name;
     File_GetPathName(path, &folder, &name);
-    const Text folderOwner(folder);
-    const Text nameOwner(name);
-    const Text full(realpath(folder, nullptr));
+    const MallocPtr<char> folderOwner(folder);
+    const MallocPtr<char> nameOwner(name);
+    const MallocPtr<char> full(realpath(folder, nullptr));
     return full != nullptr ? File_PathJoin(full.get(), name) : nullptr;
 }
 
@@ -64,7 +63,7 @@ gboolean File_CreateDirectoryHierarchy(const char *path, mode_t mode) {
     for (gsize end = all.find('/', 1);; end = all.find('/', end + 1)) {
         const std::string part = all.substr(0, end);
         struct stat status;
-        if (mkdir(part.c_str(), mode) != 0 &&
+        if (gFileCalls->mkdir(part.c_str(), mode) != 0 &&
             (errno != EEXIST || stat(part.c_str(), &status) != 0 || !S_ISDIR(status.st_mode)))
             return FALSE;
         if (end == std::string::npos)
@@ -82,8 +81,8 @@ char *Util_DeriveFileName(const char *source, const char *name, const char *exte
     char *folder;
     char *own;
     File_GetPathName(source, &folder, &own);
-    const Text folderOwner(folder);
-    const Text ownOwner(own);
+    const MallocPtr<char> folderOwner(folder);
+    const MallocPtr<char> ownOwner(own);
     if (name != nullptr)
         return strchr(source, '/') != nullptr ? File_PathJoin(folder, name) : UtilSafeStrdup0(name);
     if (extension == nullptr)

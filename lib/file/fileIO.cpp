@@ -12,6 +12,7 @@
 #include <cstring>
 #include <string>
 
+#include "lib/file/fileCalls.h"
 #include "lib/file/fileIOInt.h"
 #include "lib/file/fileLock.h"
 #include "lib/misc/err.h"
@@ -85,7 +86,7 @@ int OpenFlags(guint32 access, FileIOOpenAction action) {
 /* open(), with root's rights if asked for. errno is that of the open. */
 int PosixOpen(const char *path, int flags, mode_t mode, bool isPrivileged) {
     const uid_t before = isPrivileged ? Id_BeginSuperUser() : static_cast<uid_t>(-1);
-    const int posix = open(path, flags, mode);
+    const int posix = gFileCalls->open(path, flags, mode);
     const int savedErrno = errno;
     if (isPrivileged)
         Id_EndSuperUser(before);
@@ -210,7 +211,7 @@ FileIOResult FileIOCreateRetry(FileIODescriptor *fd, const char *path, guint32 a
         errno = savedErrno;
         return result;
     }
-    if ((access & FILEIO_OPEN_DELETE_ASAP) != 0 && unlink(path) != 0) {
+    if ((access & FILEIO_OPEN_DELETE_ASAP) != 0 && gFileCalls->unlink(path) != 0) {
         const int savedErrno = errno;
         const FileIOResult result = FileIOErrno2Result(savedErrno);
         FileIO_Close(fd);
@@ -241,7 +242,7 @@ FileIODescriptor FileIO_CreateFDPosix(gint posix, guint32 flags) {
 }
 
 gboolean FileIO_Close(FileIODescriptor *fd) {
-    const int error = close(fd->posix) < 0 ? errno : 0;
+    const int error = gFileCalls->close(fd->posix) < 0 ? errno : 0;
     FileIO_Unlock(fd);
     FileIO_Cleanup(fd);
     FileIO_Invalidate(fd);
@@ -253,7 +254,7 @@ gboolean FileIO_CloseAndUnlink(FileIODescriptor *fd) {
     const std::string path(fd->fileName != nullptr ? fd->fileName : "");
     const gboolean isFailed = FileIO_Close(fd);
     const int closeError = errno;
-    if (unlink(path.c_str()) != 0)
+    if (gFileCalls->unlink(path.c_str()) != 0)
         return TRUE;
     errno = closeError;
     return isFailed;
@@ -261,29 +262,29 @@ gboolean FileIO_CloseAndUnlink(FileIODescriptor *fd) {
 
 FileIOResult FileIO_Read(FileIODescriptor *fd, gpointer buffer, gsize size, gsize *actual) {
     return MoveAll(size, actual, FILEIO_READ_ERROR_EOF, "read", [=](gsize done, gsize left) {
-        return read(fd->posix, static_cast<char *>(buffer) + done, left);
+        return gFileCalls->read(fd->posix, static_cast<char *>(buffer) + done, left);
     });
 }
 
 FileIOResult FileIO_Write(FileIODescriptor *fd, gconstpointer buffer, gsize size, gsize *actual) {
     return MoveAll(size, actual, FILEIO_WRITE_ERROR_NOSPC, "write", [=](gsize done, gsize left) {
-        return write(fd->posix, static_cast<const char *>(buffer) + done, left);
+        return gFileCalls->write(fd->posix, static_cast<const char *>(buffer) + done, left);
     });
 }
 
 FileIOResult FileIO_Pread(FileIODescriptor *fd, gpointer buffer, gsize size, guint64 offset,
                           gsize *actual) {
     return MoveAll(size, actual, FILEIO_READ_ERROR_EOF, "pread", [=](gsize done, gsize left) {
-        return pread(fd->posix, static_cast<char *>(buffer) + done, left,
-                     static_cast<off_t>(offset + done));
+        return gFileCalls->pread(fd->posix, static_cast<char *>(buffer) + done, left,
+                                 static_cast<off_t>(offset + done));
     });
 }
 
 FileIOResult FileIO_Pwrite(FileIODescriptor *fd, gconstpointer buffer, gsize size, guint64 offset,
                            gsize *actual) {
     return MoveAll(size, actual, FILEIO_WRITE_ERROR_NOSPC, "pwrite", [=](gsize done, gsize left) {
-        return pwrite(fd->posix, static_cast<const char *>(buffer) + done, left,
-                      static_cast<off_t>(offset + done));
+        return gFileCalls->pwrite(fd->posix, static_cast<const char *>(buffer) + done, left,
+                                  static_cast<off_t>(offset + done));
     });
 }
 
@@ -293,11 +294,21 @@ guint64 FileIO_Seek(FileIODescriptor *fd, gint64 offset, FileIOSeekOrigin origin
 }
 
 gboolean FileIO_Truncate(FileIODescriptor *fd, guint64 size) {
-    return ftruncate(fd->posix, static_cast<off_t>(size)) == 0;
+    return gFileCalls->ftruncate(fd->posix, static_cast<off_t>(size)) == 0;
 }
 
 FileIOResult FileIO_Sync(FileIODescriptor *fd) {
-    return fsync(fd->posix) == 0 ? FILEIO_SUCCESS : FileIOErrno2Result(errno);
+    while (gFileCalls->fsync(fd->posix) != 0) {
+        if (errno == EINVAL) /* there is nothing that could be flushed */
+            return FILEIO_SUCCESS;
+        if (errno != EINTR) {
+            const int savedErrno = errno;
+            const FileIOResult result = FileIOErrno2Result(savedErrno);
+            errno = savedErrno;
+            return result;
+        }
+    }
+    return FILEIO_SUCCESS;
 }
 
 gint64 FileIO_GetSize(const FileIODescriptor *fd) {
@@ -413,13 +424,7 @@ FILE *FileIO_DescriptorToStream(FileIODescriptor *fd, gboolean /* textMode */) {
     const int copy = fcntl(fd->posix, F_DUPFD_CLOEXEC, 0);
     if (copy < 0)
         return nullptr;
-    FILE *stream = fdopen(copy, isReading && isWriting ? "r+" : isWriting ? "w" : "r");
-    if (stream == nullptr) {
-        const int savedErrno = errno;
-        close(copy);
-        errno = savedErrno;
-    }
-    return stream;
+    return FileCalls_OpenStream(copy, isReading && isWriting ? "r+" : isWriting ? "w" : "r");
 }
 
 gint FileIO_PrivilegedPosixOpen(const char *path, gint flags) {

@@ -147,6 +147,7 @@ FileIOResult FileIO_Pwritev(FileIODescriptor *fd, const struct iovec *vectors, g
 guint64 FileIO_Seek(FileIODescriptor *fd, gint64 offset, FileIOSeekOrigin origin);
 /* TRUE on success, with errno otherwise. */
 gboolean FileIO_Truncate(FileIODescriptor *fd, guint64 size);
+/* Flushes a file to the medium. One that the system cannot flush at all counts as flushed. */
 FileIOResult FileIO_Sync(FileIODescriptor *fd);
 /* Each size is in bytes, -1 after a failure with errno. */
 gint64 FileIO_GetSize(const FileIODescriptor *fd);
@@ -188,8 +189,10 @@ FileIOResult FileIO_AtomicTempFile(FileIODescriptor *fd, FileIODescriptor *temp)
  * Returns: %FALSE with errno, and both as they were
  */
 gboolean FileIO_AtomicUpdate(FileIODescriptor *temp, FileIODescriptor *target);
+/* The same for a temporary that has been flushed. */
+gboolean FileIO_AtomicRename(FileIODescriptor *temp, FileIODescriptor *target);
 
-/* Returns a stream on a duplicate of the descriptor; NULL with errno. */
+/* Returns a stream on a duplicate of the descriptor, without a number of its own; NULL with errno. */
 FILE *FileIO_DescriptorToStream(FileIODescriptor *fd, gboolean textMode);
 
 /* Returns the message of a code, with its identifier; or its English text alone. */

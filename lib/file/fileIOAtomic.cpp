@@ -15,6 +15,7 @@
 #include <utility>
 
 #include "lib/file/file.h"
+#include "lib/file/fileCalls.h"
 #include "lib/file/fileIOInt.h"
 #include "lib/misc/err.h"
 #include "lib/misc/glibPtr.h"
@@ -22,8 +23,6 @@
 #include "lib/misc/utilSafe.h"
 
 namespace {
-
-using Text = std::unique_ptr<char, Release<free>>;
 
 constexpr mode_t kModeBits = 07777;
 
@@ -35,24 +34,32 @@ void Discard(FileIODescriptor *temp) {
     errno = savedErrno;
 }
 
+/* Keeps errno. */
+void LogFailedRename(const FileIODescriptor *temp, const FileIODescriptor *target) {
+    const int savedErrno = errno;
+    Log("%s: rename of '%s' to '%s' failed %d.\n", "FileIO_AtomicUpdate", FileIO_Filename(temp),
+        FileIO_Filename(target), savedErrno);
+    errno = savedErrno;
+}
+
 /* Flushes the folder of a path, so that the rename survives a crash. A failure changes no result: the new file
  * is in place. */
 void SyncFolder(const char *path) {
     char *folder;
     File_GetPathName(path, &folder, nullptr);
-    const Text owner(folder);
-    const int fd = open(folder, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    const MallocPtr<char> owner(folder);
+    const int fd = gFileCalls->open(folder, O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0);
     if (fd < 0)
         return;
-    if (fsync(fd) != 0)
+    if (gFileCalls->fsync(fd) != 0)
         Log("FILE: %s fsync of '%s' failed: %s\n", "FileIO_AtomicUpdate", folder, Err_ErrString());
-    close(fd);
+    gFileCalls->close(fd);
 }
 
 } // namespace
 
 char *FileIO_AtomicTempPath(const char *path) {
-    const Text full(File_FullPath(path));
+    const MallocPtr<char> full(File_FullPath(path));
     if (full == nullptr) {
         Log("%s: File_FullPath of '%s' failed.\n", "FileIO_AtomicTempPath", path);
         return nullptr;
@@ -62,7 +69,7 @@ char *FileIO_AtomicTempPath(const char *path) {
 
 FileIOResult FileIO_AtomicTempFile(FileIODescriptor *fd, FileIODescriptor *temp) {
     constexpr const char *kFunction = "FileIO_AtomicTempFile";
-    const Text path(FileIO_AtomicTempPath(FileIO_Filename(fd)));
+    const MallocPtr<char> path(FileIO_AtomicTempPath(FileIO_Filename(fd)));
     if (path == nullptr)
         return FILEIO_ERROR;
     struct stat status;
@@ -70,7 +77,7 @@ FileIOResult FileIO_AtomicTempFile(FileIODescriptor *fd, FileIODescriptor *temp)
         Log("%s: Failed to fstat '%s', errno: %d.\n", kFunction, FileIO_Filename(fd), errno);
         return FILEIO_ERROR;
     }
-    if (unlink(path.get()) != 0 && errno != ENOENT) {
+    if (gFileCalls->unlink(path.get()) != 0 && errno != ENOENT) {
         Log("%s: Failed to unlink temporary file, errno: %d\n", kFunction, errno);
         return FILEIO_ERROR;
     }
@@ -82,12 +89,12 @@ FileIOResult FileIO_AtomicTempFile(FileIODescriptor *fd, FileIODescriptor *temp)
             FileIO_ErrorEnglish(result), result, errno);
         return result;
     }
-    if (fchmod(temp->posix, status.st_mode & kModeBits) != 0) {
+    if (gFileCalls->fchmod(temp->posix, status.st_mode & kModeBits) != 0) {
         Log("%s: Failed to chmod temporary file, errno: %d\n", kFunction, errno);
         Discard(temp);
         return FILEIO_ERROR;
     }
-    if (fchown(temp->posix, status.st_uid, status.st_gid) != 0) {
+    if (gFileCalls->fchown(temp->posix, status.st_uid, status.st_gid) != 0) {
         Log("%s: Failed to chown temporary file, errno: %d\n", kFunction, errno);
         Discard(temp);
         return FILEIO_ERROR;
@@ -95,15 +102,11 @@ FileIOResult FileIO_AtomicTempFile(FileIODescriptor *fd, FileIODescriptor *temp)
     return FILEIO_SUCCESS;
 }
 
-gboolean FileIO_AtomicUpdate(FileIODescriptor *temp, FileIODescriptor *target) {
-    const Text from(File_FullPath(FileIO_Filename(temp)));
-    const Text to(File_FullPath(FileIO_Filename(target)));
-    if (from == nullptr || to == nullptr || fsync(temp->posix) != 0 ||
-        rename(from.get(), to.get()) != 0) {
-        const int savedErrno = errno;
-        Log("%s: rename of '%s' to '%s' failed %d.\n", "FileIO_AtomicUpdate", FileIO_Filename(temp),
-            FileIO_Filename(target), savedErrno);
-        errno = savedErrno;
+gboolean FileIO_AtomicRename(FileIODescriptor *temp, FileIODescriptor *target) {
+    const MallocPtr<char> from(File_FullPath(FileIO_Filename(temp)));
+    const MallocPtr<char> to(File_FullPath(FileIO_Filename(target)));
+    if (from == nullptr || to == nullptr || gFileCalls->rename(from.get(), to.get()) != 0) {
+        LogFailedRename(temp, target);
         return FALSE;
     }
     SyncFolder(to.get());
@@ -111,4 +114,11 @@ gboolean FileIO_AtomicUpdate(FileIODescriptor *temp, FileIODescriptor *target) {
     std::swap(temp->posix, target->posix);
     FileIO_Close(temp);
     return TRUE;
+}
+
+gboolean FileIO_AtomicUpdate(FileIODescriptor *temp, FileIODescriptor *target) {
+    if (FileIO_Sync(temp) == FILEIO_SUCCESS)
+        return FileIO_AtomicRename(temp, target);
+    LogFailedRename(temp, target);
+    return FALSE;
 }

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "lib/config/config.h"
+#include "lib/file/fileCalls.h"
 #include "lib/file/fileIOInt.h"
 #include "lib/misc/err.h"
 #include "lib/misc/log.h"
@@ -108,30 +109,42 @@ private:
     bool isPooled = false;
 };
 
-/* What is left of a list of vectors. */
+/* What is left of a list of vectors. A single one needs no memory. */
 class Rest {
 public:
-    Rest(const iovec *vectors, gint count) : vectors_(vectors, vectors + count) {}
+    Rest(const iovec *vectors, gint count_) : count(static_cast<gsize>(MAX(count_, 0))) {
+        if (count == 1)
+            one = *vectors;
+        else
+            many.assign(vectors, vectors + count);
+    }
+    Rest(const Rest &) = delete;
+    Rest &operator=(const Rest &) = delete;
 
-    bool IsEmpty() const { return at == vectors_.size(); }
-    const iovec *Data() const { return vectors_.data() + at; }
+    bool IsEmpty() const { return at == count; }
+    const iovec *Data() const { return (count == 1 ? &one : many.data()) + at; }
     gint Count() const {
-        return static_cast<gint>(MIN(vectors_.size() - at, static_cast<gsize>(Options().maxIOVec)));
+        return static_cast<gint>(MIN(count - at, static_cast<gsize>(Options().maxIOVec)));
     }
-    const iovec &First() const { return vectors_[at]; }
-    void Advance(gsize moved) {
-        while (at < vectors_.size() && moved >= vectors_[at].iov_len)
-            moved -= vectors_[at++].iov_len;
-        if (moved > 0) {
-            vectors_[at].iov_base = static_cast<char *>(vectors_[at].iov_base) + moved;
-            vectors_[at].iov_len -= moved;
+    const iovec &First() const { return *Data(); }
+    /* Passes over what was moved and over empty vectors. False if that ended inside a vector. */
+    bool Advance(gsize moved) {
+        while (at < count && moved >= First().iov_len) {
+            moved -= First().iov_len;
+            at++;
         }
+        if (moved == 0)
+            return true;
+        iovec &cut = count == 1 ? one : many[at];
+        cut.iov_base = static_cast<char *>(cut.iov_base) + moved;
+        cut.iov_len -= moved;
+        return false;
     }
-    /* Passes over empty vectors. */
-    void Skip() { Advance(0); }
 
 private:
-    std::vector<iovec> vectors_;
+    iovec one = {};
+    std::vector<iovec> many;
+    const gsize count;
     gsize at = 0;
 };
 
@@ -151,10 +164,11 @@ FileIOResult MoveOneByOne(FileIODescriptor *fd, Rest *rest, guint64 offset, bool
                           gsize *moved) {
     while (!rest->IsEmpty()) {
         const iovec &vector = rest->First();
-        const ssize_t result = isWrite ? pwrite(fd->posix, vector.iov_base, vector.iov_len,
-                                                static_cast<off_t>(offset + *moved))
-                                       : pread(fd->posix, vector.iov_base, vector.iov_len,
-                                               static_cast<off_t>(offset + *moved));
+        const ssize_t result = isWrite
+                                   ? gFileCalls->pwrite(fd->posix, vector.iov_base, vector.iov_len,
+                                                        static_cast<off_t>(offset + *moved))
+                                   : gFileCalls->pread(fd->posix, vector.iov_base, vector.iov_len,
+                                                       static_cast<off_t>(offset + *moved));
         if (result < 0 && errno == EINTR) {
             if (!gIsInterruptLogged.exchange(true))
                 Log("FILE: %s got EINTR.  Retrying\n", isWrite ? "pwrite" : "pread");
@@ -170,7 +184,6 @@ FileIOResult MoveOneByOne(FileIODescriptor *fd, Rest *rest, guint64 offset, bool
                 vector.iov_len);
         *moved += static_cast<gsize>(result);
         rest->Advance(static_cast<gsize>(result));
-        rest->Skip();
     }
     return FILEIO_SUCCESS;
 }
@@ -197,7 +210,7 @@ template <class Call> FileIOResult MoveVectors(FileIODescriptor *fd, const iovec
                                                gint count, guint64 offset, gsize size, bool isWrite,
                                                bool isPositioned, gsize *moved, Call call) {
     Rest rest(vectors, count);
-    rest.Skip();
+    rest.Advance(0);
     while (!rest.IsEmpty()) {
         const ssize_t result = call(rest, static_cast<off_t>(offset + *moved));
         if (result < 0) {
@@ -210,8 +223,8 @@ template <class Call> FileIOResult MoveVectors(FileIODescriptor *fd, const iovec
         if (result == 0)
             return isWrite ? FILEIO_WRITE_ERROR_NOSPC : FILEIO_READ_ERROR_EOF;
         *moved += static_cast<gsize>(result);
-        rest.Advance(static_cast<gsize>(result));
-        rest.Skip();
+        if (!rest.Advance(static_cast<gsize>(result)))
+            return isWrite ? FILEIO_WRITE_ERROR_NOSPC : FILEIO_READ_ERROR_EOF;
     }
     return FILEIO_SUCCESS;
 }
@@ -249,9 +262,10 @@ FileIOResult FileIO_Writev(FileIODescriptor *fd, const iovec *vectors, gint coun
         FileIOCoalesced coalesced(vectors, count, size, true, false, fd->flags);
         if (coalesced)
             return FileIO_Write(fd, coalesced.Data(), size, moved);
-        return MoveVectors(
-            fd, vectors, count, 0, size, true, false, moved,
-            [fd](const Rest &rest, off_t) { return writev(fd->posix, rest.Data(), rest.Count()); });
+        return MoveVectors(fd, vectors, count, 0, size, true, false, moved,
+                           [fd](const Rest &rest, off_t) {
+                               return gFileCalls->writev(fd->posix, rest.Data(), rest.Count());
+                           });
     });
 }
 
@@ -264,9 +278,10 @@ FileIOResult FileIO_Readv(FileIODescriptor *fd, const iovec *vectors, gint count
             coalesced.Scatter(*moved);
             return result;
         }
-        return MoveVectors(
-            fd, vectors, count, 0, size, false, false, moved,
-            [fd](const Rest &rest, off_t) { return readv(fd->posix, rest.Data(), rest.Count()); });
+        return MoveVectors(fd, vectors, count, 0, size, false, false, moved,
+                           [fd](const Rest &rest, off_t) {
+                               return gFileCalls->readv(fd->posix, rest.Data(), rest.Count());
+                           });
     });
 }
 
@@ -275,7 +290,7 @@ FileIOResult FileIO_Pwritev(FileIODescriptor *fd, const iovec *vectors, gint cou
     return Framed(size, actual, [=](gsize *moved) {
         return MoveVectors(fd, vectors, count, offset, size, true, true, moved,
                            [fd](const Rest &rest, off_t at) {
-                               return pwritev(fd->posix, rest.Data(), rest.Count(), at);
+                               return gFileCalls->pwritev(fd->posix, rest.Data(), rest.Count(), at);
                            });
     });
 }
@@ -285,7 +300,7 @@ FileIOResult FileIO_Preadv(FileIODescriptor *fd, const iovec *vectors, gint coun
     return Framed(size, actual, [=](gsize *moved) {
         return MoveVectors(fd, vectors, count, offset, size, false, true, moved,
                            [fd](const Rest &rest, off_t at) {
-                               return preadv(fd->posix, rest.Data(), rest.Count(), at);
+                               return gFileCalls->preadv(fd->posix, rest.Data(), rest.Count(), at);
                            });
     });
 }

@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "lib/file/file.h"
+#include "lib/file/fileCalls.h"
 #include "lib/misc/err.h"
 #include "lib/misc/glibPtr.h"
 #include "lib/misc/log.h"
@@ -39,7 +40,7 @@ Parts Split(std::string_view fileName) {
 }
 
 bool Rename(const std::string &from, const std::string &to) {
-    if (rename(from.c_str(), to.c_str()) == 0)
+    if (gFileCalls->rename(from.c_str(), to.c_str()) == 0)
         return true;
     if (errno != ENOENT)
         Warning("FILE: cannot rename '%s' to '%s': %s\n", from.c_str(), to.c_str(),
@@ -48,7 +49,7 @@ bool Rename(const std::string &from, const std::string &to) {
 }
 
 void Remove(const std::string &path) {
-    if (unlink(path.c_str()) != 0 && errno != ENOENT)
+    if (gFileCalls->unlink(path.c_str()) != 0 && errno != ENOENT)
         Warning("FILE: cannot remove '%s': %s\n", path.c_str(), Err_ErrString());
 }
 
@@ -115,7 +116,7 @@ void File_Rotate(const char *fileName, guint keepOld, gboolean fast, char **newF
     if (newFileName != nullptr)
         *newFileName = nullptr;
     struct stat status;
-    if (lstat(fileName, &status) != 0 || !S_ISREG(status.st_mode))
+    if (gFileCalls->lstat(fileName, &status) != 0 || !S_ISREG(status.st_mode))
         return;
     if (keepOld == 0) {
         Remove(fileName);

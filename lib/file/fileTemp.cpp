@@ -9,6 +9,7 @@
 
 #include "lib/config/preference.h"
 #include "lib/file/file.h"
+#include "lib/file/fileCalls.h"
 #include "lib/lock/mxUser.h"
 #include "lib/misc/glibPtr.h"
 #include "lib/misc/utilSafe.h"
@@ -22,7 +23,7 @@ constinit char *safeDir = nullptr; /* the folder that was chosen; guarded by the
 /* Whether a path is a folder, no link, that only this user has access to. */
 bool IsSafe(const char *path) {
     struct stat status;
-    if (lstat(path, &status) != 0)
+    if (gFileCalls->lstat(path, &status) != 0)
         return false;
     if (S_ISDIR(status.st_mode) && status.st_uid == geteuid() && (status.st_mode & 077) == 0)
         return true;
@@ -44,7 +45,7 @@ char *MakeSafeDir(const std::string &base) {
     const std::string name = std::string("halden-") + g_get_user_name();
     if (name.find('/') == std::string::npos) {
         MallocPtr<char> path(File_PathJoin(base.c_str(), name.c_str()));
-        if ((mkdir(path.get(), 0700) == 0 || errno == EEXIST) && IsSafe(path.get()))
+        if ((gFileCalls->mkdir(path.get(), 0700) == 0 || errno == EEXIST) && IsSafe(path.get()))
             return path.release();
     }
     MallocPtr<char> path(File_PathJoin(base.c_str(), "halden-XXXXXX"));

@@ -18,7 +18,7 @@
 
 constexpr gsize kMsgMaxId = 128; /* with the NUL */
 
-using MsgText = std::unique_ptr<char, Release<free>>;
+using MsgText = MallocPtr<char>;
 using MsgListPtr = std::unique_ptr<MsgList, Release<MsgList_Free>>;
 
 /* Guarded by msgLock. */

@@ -8,6 +8,7 @@
 #include <system_error>
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace fs = std::filesystem;
 
@@ -19,8 +20,9 @@ namespace {
 
 } // namespace
 
-TemporaryFolder::TemporaryFolder()
-    : path((fs::temp_directory_path() / "orvaneTestXXXXXX").string()) {
+TemporaryFolder::TemporaryFolder(Where where) {
+    const bool isInMemory = where == Where::Memory && access("/dev/shm", W_OK) == 0;
+    path = (isInMemory ? fs::path("/dev/shm") : fs::temp_directory_path()) / "orvaneTestXXXXXX";
     if (mkdtemp(path.data()) == nullptr)
         Fail("cannot make a folder", path);
 }

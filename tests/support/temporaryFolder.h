@@ -16,7 +16,9 @@
 
 class TemporaryFolder {
 public:
-    TemporaryFolder();
+    /* In memory, where the system has such a place, it is no burden to the disk. */
+    enum class Where { Usual, Memory };
+    explicit TemporaryFolder(Where where = Where::Usual);
     ~TemporaryFolder(); /* with all that is in it */
     TemporaryFolder(const TemporaryFolder &) = delete;
     TemporaryFolder &operator=(const TemporaryFolder &) = delete;

@@ -1,11 +1,13 @@
 #include "lib/file/fileIO.h"
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <cerrno>
+#include <csignal>
 #include <fstream>
 #include <functional>
 #include <iterator>
@@ -18,6 +20,7 @@
 
 #include "lib/file/fileIOInt.h"
 #include "lib/misc/glibPtr.h"
+#include "tests/support/fileFaults.h"
 #include "tests/support/temporaryFolder.h"
 
 namespace {
@@ -163,6 +166,110 @@ TEST_F(FileIO, VectorsOfAnyNumberAndSize) {
     gsize actual = 0;
     EXPECT_EQ(FILEIO_READ_ERROR_EOF, FileIO_Preadv(&fd, two, 2, offset - 60, 100, &actual));
     EXPECT_EQ(60u, actual);
+}
+
+TEST_F(FileIO, AFailedTransferHasItsCodeAndItsCount) {
+    const auto plain = [&](auto transfer) {
+        return [&, transfer](char *data, gsize *actual) { return transfer(&fd, data, 12, actual); };
+    };
+    const auto vectors = [&](auto transfer) {
+        return [&, transfer](char *data, gsize *actual) {
+            const iovec pieces[] = {{data, 4}, {data + 4, 4}, {data + 8, 4}};
+            return transfer(&fd, pieces, 3, 12, actual);
+        };
+    };
+    const auto at0 = [](auto transfer) {
+        return [transfer](auto *file, auto *data, auto... sizes) {
+            if constexpr (sizeof...(sizes) == 3)
+                return [&](gint count, gsize size, gsize *actual) {
+                    return transfer(file, data, count, 0, size, actual);
+                }(sizes...);
+            else
+                return [&](gsize size, gsize *actual) {
+                    return transfer(file, data, size, 0, actual);
+                }(sizes...);
+        };
+    };
+    const struct {
+        FileCall::Kind kind;
+        std::function<FileIOResult(char *, gsize *)> transfer;
+        bool hasFallback; /* on another call */
+    } operations[] = {
+        {FileCall::Read, plain(FileIO_Read), false},
+        {FileCall::Write, plain(FileIO_Write), false},
+        {FileCall::Pread, plain(at0(FileIO_Pread)), false},
+        {FileCall::Pwrite, plain(at0(FileIO_Pwrite)), false},
+        {FileCall::Readv, vectors(FileIO_Readv), false},
+        {FileCall::Writev, vectors(FileIO_Writev), false},
+        {FileCall::Preadv, vectors(at0(FileIO_Preadv)), true},
+        {FileCall::Pwritev, vectors(at0(FileIO_Pwritev)), true},
+    };
+    const struct {
+        int error; /* of the second call; the first is short */
+        FileIOResult result;
+        bool isComplete;
+    } rows[] = {
+        {FileFaults::kShort, FILEIO_SUCCESS, true},
+        {EINTR, FILEIO_SUCCESS, true},
+        {ENOSPC, FILEIO_WRITE_ERROR_NOSPC, false},
+        {EDQUOT, FILEIO_WRITE_ERROR_DQUOT, false},
+        {EFBIG, FILEIO_WRITE_ERROR_FBIG, false},
+        {EACCES, FILEIO_NO_PERMISSION, false},
+        {EIO, FILEIO_ERROR, false},
+        {ENOSYS, FILEIO_ERROR, false},
+    };
+    for (const auto &operation : operations) {
+        for (const auto &row : rows) {
+            const std::string path = folder.Write("f", "abcdefghijkl");
+            ASSERT_EQ(FILEIO_SUCCESS, Open(path));
+            std::string data = "ABCDEFGHIJKL";
+            gsize actual = 0;
+            int calls = 0;
+            const bool isComplete =
+                row.isComplete || (operation.hasFallback && row.error == ENOSYS);
+            {
+                const FileFaults faults([&](const FileCall &call) {
+                    if (call.kind != operation.kind)
+                        return FileFaults::kPass;
+                    calls++;
+                    return calls == 1   ? FileFaults::kShort
+                           : calls == 2 ? row.error
+                                        : FileFaults::kPass;
+                });
+                EXPECT_EQ(isComplete ? FILEIO_SUCCESS : row.result,
+                          operation.transfer(data.data(), &actual))
+                    << operation.kind << " " << row.error;
+            }
+            EXPECT_EQ(isComplete, actual == 12u) << operation.kind << " " << row.error;
+            EXPECT_LT(0u, actual);
+            const std::string both = data + Contents(path);
+            EXPECT_EQ(isComplete,
+                      both == "ABCDEFGHIJKLABCDEFGHIJKL" || both == "abcdefghijklabcdefghijkl")
+                << both;
+            FileIO_Close(&fd);
+        }
+    }
+}
+
+TEST_F(FileIO, ATransferThatEndsInsideAVectorIsOver) {
+    ASSERT_EQ(FILEIO_SUCCESS, Open(folder.Path() + "/f"));
+    char data[20] = {};
+    const iovec pieces[] = {{data, 10}, {data + 10, 10}};
+    rlimit before;
+    ASSERT_EQ(0, getrlimit(RLIMIT_FSIZE, &before));
+    const auto handler = signal(SIGXFSZ, SIG_IGN);
+    const rlimit fifteen = {15, before.rlim_max};
+    ASSERT_EQ(0, setrlimit(RLIMIT_FSIZE, &fifteen));
+    gsize actual = 0;
+    const FileIOResult result = FileIO_Writev(&fd, pieces, 2, 20, &actual);
+    gsize actualAt = 0;
+    const FileIOResult resultAt = FileIO_Pwritev(&fd, pieces, 2, 0, 20, &actualAt);
+    setrlimit(RLIMIT_FSIZE, &before);
+    signal(SIGXFSZ, handler);
+    EXPECT_EQ(FILEIO_WRITE_ERROR_NOSPC, result);
+    EXPECT_EQ(FILEIO_WRITE_ERROR_NOSPC, resultAt);
+    EXPECT_EQ(15u, actual);
+    EXPECT_EQ(15u, actualAt);
 }
 
 TEST_F(FileIO, ReplacesAFileWholeOrNotAtAll) {
