@@ -1,7 +1,6 @@
 // Lamport's bakery in a directory:  enter (draw a number)  ->  wait for lower ones  ->  hold  ->  leave
 #include "lib/file/fileLock.h"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
@@ -15,10 +14,13 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "lib/file/file.h"
+#include "lib/file/fileCalls.h"
 #include "lib/file/fileLockInt.h"
 #include "lib/misc/err.h"
 #include "lib/misc/glibPtr.h"
@@ -46,7 +48,9 @@ constexpr guint32 kLongestWaitMs = 2000;
 constexpr guint32 kLongestSleepMs = 900;
 constexpr gint kScanFailed = 33;
 constexpr gint kReadOnlyTries = 3;
-constexpr guint kMaxDraws = 100000; /* of numbers; as many as there are */
+constexpr guint kMaxDraws = 100000;  /* of numbers; as many as there are */
+constexpr gint kMaxEntries = 100;    /* tries to enter */
+constexpr gsize kAtomicListing = 32; /* names that any file system lists at one moment */
 
 /* In place of a member path: a shared lock that left no trace. */
 constexpr const char *implicitReadToken = "implicit";
@@ -67,8 +71,6 @@ struct EnteringLocker {
 };
 using EnteringLockers = std::map<std::string, EnteringLocker>;
 
-using Directory = std::unique_ptr<DIR, Release<closedir>>;
-
 std::string LockDirectory(const std::string &path) {
     return path + ".lck";
 }
@@ -85,31 +87,15 @@ bool IsReadOnlyMedium(const std::string &path) {
     return statvfs(folder.c_str(), &status) == 0 && (status.f_flag & ST_RDONLY) != 0;
 }
 
-/* Lists a directory. 0 or an errno value. */
-int ListDirectory(const std::string &directory, std::vector<std::string> *names) {
-    const Directory stream(opendir(directory.c_str()));
-    if (stream == nullptr)
-        return errno;
-    for (;;) {
-        errno = 0;
-        const dirent *entry = readdir(stream.get());
-        if (entry == nullptr)
-            return errno;
-        const std::string name = entry->d_name;
-        if (name != "." && name != "..")
-            names->push_back(name);
-    }
-}
-
 void Discard(const std::string &directory, const std::string &name, const char *reason) {
     Log("FILE: %s discarding %s from %s': %s\n", "FileLockScanDirectory", name.c_str(),
         directory.c_str(), reason);
-    unlink((directory + "/" + name).c_str());
+    gFileCalls->unlink((directory + "/" + name).c_str());
 }
 
 /* Removes a member of this machine whose process is dead, or that came here with a moved directory. */
 bool IsLeftOver(const std::string &directory, const LockValues &other) {
-    if (!FileLockMachineIDMatch(FileLockGetMachineID(), other.machineID))
+    if (!FileLockIsThisMachine(other.machineID))
         return false;
     if (!FileLockValidExecutionID(other.executionID)) {
         const std::string reason = "invalid executionID " + other.executionID + ".";
@@ -124,26 +110,42 @@ bool IsLeftOver(const std::string &directory, const LockValues &other) {
     return false;
 }
 
-/* Visits the members of a directory. With @entering given, nothing is visited while any locker is entering, which the
- * list then shows. 0, an errno value, or the visitor's result. */
-int FileLockScanDirectory(const std::string &directory, const Visitor &visitor,
-                          EnteringLockers *entering) {
-    std::vector<std::string> names;
-    if (const int error = ListDirectory(directory, &names); error != 0) {
+/* Lists a lock directory and removes what does not belong there. 0 or an errno value. */
+int ListEntries(const std::string &directory, std::vector<std::string> *names) {
+    names->clear();
+    if (const int error = gFileCalls->list(directory.c_str(), names); error != 0) {
         Log("FILE: %s: Could not read the directory '%s': %d\n", "FileLockScanDirectory",
             directory.c_str(), error);
         return kScanFailed;
     }
-    std::erase_if(names, [&directory](const std::string &name) {
+    std::erase_if(*names, [&directory](const std::string &name) {
         if (FileLockIsEntryName(name))
             return false;
         Log("FILE: %s discarding %s from %s'; invalid file name.\n", "FileLockScanDirectory",
             name.c_str(), directory.c_str());
         const std::string path = directory + "/" + name;
-        if (unlink(path.c_str()) != 0)
-            rmdir(path.c_str());
+        if (gFileCalls->unlink(path.c_str()) != 0)
+            gFileCalls->rmdir(path.c_str());
         return true;
     });
+    return 0;
+}
+
+/* Removes unfinished member files whose locker was taken for dead: those whose "D" directory is gone. */
+void RemoveUnfinished(const std::string &directory, const std::vector<std::string> &names) {
+    const std::set<std::string_view> known(names.begin(), names.end());
+    for (const std::string &name : names)
+        if (name[0] == 'E' && !known.contains("D" + name.substr(1)))
+            gFileCalls->unlink((directory + "/" + name).c_str());
+}
+
+/* Visits the members of a directory but the own one. With @entering given, nothing is visited while any locker is
+ * entering, which the list then shows. 0, an errno value, or the visitor's result. */
+int FileLockScanDirectory(const std::string &directory, const Visitor &visitor,
+                          EnteringLockers *entering, const std::string &ownName) {
+    std::vector<std::string> names;
+    if (const int error = ListEntries(directory, &names); error != 0)
+        return error;
 
     bool isEntered = true;
     for (const std::string &name : names) {
@@ -154,9 +156,15 @@ int FileLockScanDirectory(const std::string &directory, const Visitor &visitor,
     }
     if (!isEntered)
         return 0;
+    /* A long listing is not made at one moment: a locker may have become a member behind the place that was read.
+     * It had its "D" directory until then, so one that entered before this listing is in the next. */
+    if (entering != nullptr && names.size() > kAtomicListing)
+        if (const int error = ListEntries(directory, &names); error != 0)
+            return error;
+    RemoveUnfinished(directory, names);
 
     for (const std::string &name : names) {
-        if (name[0] != 'M')
+        if (name[0] != 'M' || name == ownName)
             continue;
         LockValues other;
         int error = 0;
@@ -176,17 +184,19 @@ int FileLockScanDirectory(const std::string &directory, const Visitor &visitor,
     return 0;
 }
 
-/* Ages the lockers that are entering, and removes what one that died there left. */
-void AgeEntering(const std::string &directory, EnteringLockers *entering) {
+/* Ages the lockers that are entering, and removes what one that died there left. The "D" directory is removed first:
+ * a locker that was merely slow finds it gone and enters again. 0 or an errno value. */
+int AgeEntering(const std::string &directory, EnteringLockers *entering) {
     for (auto at = entering->begin(); at != entering->end();) {
         EnteringLocker &locker = at->second;
         const bool isDead = locker.isSeen && locker.ageMs > kEntryLimitMs;
-        if (isDead) {
+        if (isDead && gFileCalls->rmdir((directory + "/" + at->first).c_str()) == 0) {
             Log("FILE: %s discarding %s data from '%s'.\n", "FileLockScanner", at->first.c_str(),
                 directory.c_str());
             for (const char kind : {'M', 'E'})
-                unlink((directory + "/" + kind + at->first.substr(1)).c_str());
-            rmdir((directory + "/" + at->first).c_str());
+                gFileCalls->unlink((directory + "/" + kind + at->first.substr(1)).c_str());
+        } else if (isDead && errno != ENOENT) {
+            return errno;
         }
         if (isDead || !locker.isSeen) {
             at = entering->erase(at);
@@ -196,19 +206,22 @@ void AgeEntering(const std::string &directory, EnteringLockers *entering) {
         locker.isSeen = false;
         ++at;
     }
+    return 0;
 }
 
 /* Scans until no locker is entering, so that none can draw a number below those that were seen. */
-int FileLockScanner(const std::string &directory, const Visitor &visitor) {
+int FileLockScanner(const std::string &directory, const Visitor &visitor,
+                    const std::string &ownName) {
     EnteringLockers entering;
     for (;;) {
-        const int result = FileLockScanDirectory(directory, visitor, &entering);
+        const int result = FileLockScanDirectory(directory, visitor, &entering, ownName);
         const bool isCalm =
             std::ranges::none_of(entering, [](const auto &locker) { return locker.second.isSeen; });
         if (result != 0 || isCalm)
             return result;
-        AgeEntering(directory, &entering);
-        gFileLockSleep(kScanPauseMs);
+        if (const int error = AgeEntering(directory, &entering); error != 0)
+            return error;
+        gFileCalls->sleep(kScanPauseMs);
     }
 }
 
@@ -224,7 +237,7 @@ int FileLockSleeper(WaitState *state, guint32 *loopCount) {
     state->waitedMs += msec;
     while (msec > 0) {
         const guint32 part = MIN(msec, kLongestSleepMs);
-        gFileLockSleep(part);
+        gFileCalls->sleep(part);
         msec -= part;
     }
     return 0;
@@ -238,7 +251,7 @@ int FileLockWaitForPossession(const std::string &directory, const LockValues &ot
         (other.lamportNumber == self.lamportNumber && other.memberName < self.memberName);
     if (!goesFirst || (other.lockType != 'X' && self.lockType != 'X'))
         return 0;
-    const bool isLocal = FileLockMachineIDMatch(self.machineID, other.machineID);
+    const bool isLocal = FileLockIsThisMachine(other.machineID);
     const std::string path = directory + "/" + other.memberName;
     guint32 loopCount = 0;
     for (;;) {
@@ -251,16 +264,20 @@ int FileLockWaitForPossession(const std::string &directory, const LockValues &ot
                     isLocal ? other.executionID.c_str() : other.machineID.c_str());
             return error;
         }
-        struct stat status;
-        if (lstat(path.c_str(), &status) != 0) {
-            if (errno == ENOENT)
-                return 0;
-            return errno;
-        }
+        LockValues now;
+        int readError = 0;
+        const MemberResult result =
+            FileLockMemberValues(directory, other.memberName, &now, &readError);
+        if (result == MemberResult::Failed)
+            return readError;
+        /* a later locker may have drawn the same name */
+        if (result == MemberResult::Vanished || now.lamportNumber != other.lamportNumber ||
+            now.executionID != other.executionID || now.machineID != other.machineID)
+            return 0;
         if (isLocal && !FileLockValidExecutionID(other.executionID)) {
             Warning("FILE: %s discarding file '%s'; invalid executionID.\n",
                     "FileLockWaitForPossession", path.c_str());
-            return unlink(path.c_str()) == 0 || errno == ENOENT ? 0 : errno;
+            return gFileCalls->unlink(path.c_str()) == 0 || errno == ENOENT ? 0 : errno;
         }
     }
 }
@@ -268,18 +285,19 @@ int FileLockWaitForPossession(const std::string &directory, const LockValues &ot
 /* Sees to it that there is a lock directory. 0 or an errno value. */
 int MakeLockDirectory(const std::string &directory) {
     struct stat status;
-    if (lstat(directory.c_str(), &status) != 0) {
+    if (gFileCalls->lstat(directory.c_str(), &status) != 0) {
         if (errno != ENOENT)
             return errno;
-        if (mkdir(directory.c_str(), kDirectoryMode) != 0)
+        if (gFileCalls->mkdir(directory.c_str(), kDirectoryMode) != 0)
             return errno == EEXIST ? 0 : errno;
         /* the mode is not to depend on the umask; the directory was made here, so no link can replace it */
-        const int fd = open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+        const int fd =
+            gFileCalls->open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC, 0);
         if (fd >= 0) {
-            if (fchmod(fd, kDirectoryMode) != 0)
+            if (gFileCalls->fchmod(fd, kDirectoryMode) != 0)
                 Log("FILE: %s fchmod of '%s' failed: %s\n", "FileLockCreateEntryDirectory",
                     directory.c_str(), Err_ErrString());
-            close(fd);
+            gFileCalls->close(fd);
         }
         return 0;
     }
@@ -290,7 +308,7 @@ int MakeLockDirectory(const std::string &directory) {
             directory.c_str());
         return EBUSY;
     }
-    if (unlink(directory.c_str()) == 0 || errno == ENOENT)
+    if (gFileCalls->unlink(directory.c_str()) == 0 || errno == ENOENT)
         return EAGAIN; /* again */
     Warning("FILE: %s: '%s' exists and is not a directory.\n", "FileLockCreateEntryDirectory",
             directory.c_str());
@@ -308,7 +326,7 @@ int FileLockCreateEntryDirectory(const std::string &directory, guint *number) {
             return error;
         *number = FileSimpleRandom() >> 8 & 0xffff;
         const std::string entering = EntryPath(directory, 'D', *number);
-        if (mkdir(entering.c_str(), kDirectoryMode) != 0) {
+        if (gFileCalls->mkdir(entering.c_str(), kDirectoryMode) != 0) {
             if (errno == ENOENT || errno == EEXIST)
                 continue;
             /* another user may have just made the directory and not yet opened it to all */
@@ -320,34 +338,76 @@ int FileLockCreateEntryDirectory(const std::string &directory, guint *number) {
             return errno;
         }
         struct stat status;
-        if (lstat(EntryPath(directory, 'M', *number).c_str(), &status) != 0 && errno == ENOENT)
+        if (gFileCalls->lstat(EntryPath(directory, 'M', *number).c_str(), &status) != 0 &&
+            errno == ENOENT)
             return 0;
-        rmdir(entering.c_str());
+        gFileCalls->rmdir(entering.c_str());
     }
     return EAGAIN;
 }
 
-/* Returns the number above all that are drawn. */
+/* Returns the number above all that are drawn. EAGAIN if there is none: a locker that goes after everybody cannot be
+ * expressed. */
 int FileLockNumberScan(const std::string &directory, guint32 *number) {
     guint32 highest = 0;
     const int error = FileLockScanDirectory(
         directory,
         [&highest](const LockValues &other) {
             highest = MAX(highest, other.lamportNumber);
-            return 0;
+            return highest == G_MAXUINT32 ? EAGAIN : 0;
         },
-        nullptr);
+        nullptr, "");
     *number = highest + 1;
     return error;
+}
+
+enum class EntryResult { Entered, TryAgain, Failed };
+
+/* Draws a number and makes the member file of it. Another process that finds the entry too slow takes its locker for
+ * dead and removes the "D" directory; a number that was drawn without that protection is no use, and the entry has to
+ * be made anew. Nothing is left unless it was made. */
+EntryResult Enter(const std::string &directory, guint entry, LockValues *self, int *error) {
+    const std::string entering = EntryPath(directory, 'D', entry);
+    const std::string unfinished = EntryPath(directory, 'E', entry);
+    const std::string member = EntryPath(directory, 'M', entry);
+    self->memberName = member.substr(directory.size() + 1);
+    const int fd =
+        gFileCalls->open(unfinished.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, kMemberMode);
+    if (fd < 0) {
+        *error = errno;
+    } else if (*error = FileLockNumberScan(directory, &self->lamportNumber); *error != 0) {
+        gFileCalls->close(fd);
+    } else {
+        *error = FileLockCreateMemberFile(fd, *self, unfinished, member);
+    }
+    /* an unfinished file in the way belongs to another locker */
+    if (*error != 0 && fd >= 0)
+        gFileCalls->unlink(unfinished.c_str());
+    const bool isRemoved = gFileCalls->rmdir(entering.c_str()) == 0;
+    const bool isTakenForDead = !isRemoved && errno == ENOENT;
+    if (*error == 0 && isRemoved)
+        return EntryResult::Entered;
+    if (*error == 0) {
+        *error = errno;
+        gFileCalls->unlink(member.c_str());
+    }
+    return isTakenForDead || *error == ENOENT || *error == EEXIST ? EntryResult::TryAgain
+                                                                  : EntryResult::Failed;
 }
 
 /* Takes a lock by its directory. The token's member path, or empty with an error that is 0 for a time-out. */
 std::string FileLockIntrinsic(const std::string &path, bool isReadOnly, guint32 maxWaitMsec,
                               int *error) {
     const std::string directory = LockDirectory(path);
-    guint entry = 0;
-    *error = FileLockCreateEntryDirectory(directory, &entry);
-    if (*error != 0) {
+    LockValues self;
+    self.machineID = FileLockGetMachineID();
+    self.executionID = FileLockGetExecutionID();
+    self.lockType = isReadOnly ? 'S' : 'X';
+    self.locationChecksum = std::to_string(FileLockHash(directory));
+    EntryResult result = EntryResult::TryAgain;
+    for (gint i = 0; i < kMaxEntries && result == EntryResult::TryAgain; i++) {
+        guint entry = 0;
+        *error = FileLockCreateEntryDirectory(directory, &entry);
         if ((*error == EACCES || *error == EROFS) && isReadOnly &&
             (*error == EROFS || IsReadOnlyMedium(directory) ||
              access(directory.c_str(), W_OK) != 0)) {
@@ -356,42 +416,24 @@ std::string FileLockIntrinsic(const std::string &path, bool isReadOnly, guint32 
             *error = 0;
             return implicitReadToken;
         }
-        return "";
+        if (*error != 0)
+            break;
+        result = Enter(directory, entry, &self, error);
     }
-
-    LockValues self;
-    self.machineID = FileLockGetMachineID();
-    self.executionID = FileLockGetExecutionID();
-    self.lockType = isReadOnly ? 'S' : 'X';
-    self.locationChecksum = std::to_string(FileLockHash(directory));
-    const std::string entering = EntryPath(directory, 'D', entry);
-    const std::string unfinished = EntryPath(directory, 'E', entry);
-    const std::string member = EntryPath(directory, 'M', entry);
-    self.memberName = member.substr(directory.size() + 1);
-
-    const int fd = open(unfinished.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, kMemberMode);
-    if (fd < 0) {
-        *error = errno;
-    } else if (*error = FileLockNumberScan(directory, &self.lamportNumber); *error != 0) {
-        close(fd);
-    } else {
-        *error = FileLockCreateMemberFile(fd, self, unfinished, member);
-    }
-    if (*error != 0)
-        unlink(unfinished.c_str());
-    rmdir(entering.c_str());
-    if (*error == 0) {
+    const std::string member = directory + "/" + self.memberName;
+    if (result == EntryResult::Entered) {
         WaitState state = {maxWaitMsec};
-        *error = FileLockScanner(directory, [&](const LockValues &other) {
-            return other.memberName == self.memberName
-                       ? 0
-                       : FileLockWaitForPossession(directory, other, self, &state);
-        });
+        *error = FileLockScanner(
+            directory,
+            [&](const LockValues &other) {
+                return FileLockWaitForPossession(directory, other, self, &state);
+            },
+            self.memberName);
+        if (*error == 0)
+            return member;
+        gFileCalls->unlink(member.c_str());
     }
-    if (*error == 0)
-        return member;
-    unlink(member.c_str());
-    rmdir(directory.c_str());
+    gFileCalls->rmdir(directory.c_str());
     if (*error == EAGAIN)
         *error = 0;
     return "";
@@ -403,15 +445,14 @@ std::string FileLockNormalizePath(const char *path) {
     char *name = nullptr;
     if (path != nullptr && *path != '\0')
         File_GetPathName(path, &folder, &name);
-    const std::unique_ptr<char, Release<free>> folderOwner(folder);
-    const std::unique_ptr<char, Release<free>> nameOwner(name);
-    const std::unique_ptr<char, Release<free>> full(folder != nullptr ? File_FullPath(folder)
-                                                                      : nullptr);
+    const MallocPtr<char> folderOwner(folder);
+    const MallocPtr<char> nameOwner(name);
+    const MallocPtr<char> full(folder != nullptr ? File_FullPath(folder) : nullptr);
     if (full == nullptr || *name == '\0') {
         errno = EINVAL;
         return "";
     }
-    const std::unique_ptr<char, Release<free>> joined(File_PathJoin(full.get(), name));
+    const MallocPtr<char> joined(File_PathJoin(full.get(), name));
     return joined.get();
 }
 
@@ -445,9 +486,9 @@ gboolean FileLock_Unlock(FileLockToken *token, gint *error, MsgList **messages) 
     *error = 0;
     if (token->memberPath == implicitReadToken)
         return TRUE;
-    if (unlink(token->memberPath.c_str()) != 0)
+    if (gFileCalls->unlink(token->memberPath.c_str()) != 0)
         *error = errno;
-    rmdir(LockDirectory(token->pathName).c_str()); /* fails while others are in it */
+    gFileCalls->rmdir(LockDirectory(token->pathName).c_str()); /* fails while others are in it */
     if (*error != 0)
         AppendMessage(*error, messages);
     return *error == 0;
@@ -456,7 +497,8 @@ gboolean FileLock_Unlock(FileLockToken *token, gint *error, MsgList **messages) 
 gboolean FileLock_IsLocked(const char *path, gint *error, MsgList **messages) {
     const std::string normalized = FileLockNormalizePath(path);
     std::vector<std::string> names;
-    *error = normalized.empty() ? EINVAL : ListDirectory(LockDirectory(normalized), &names);
+    *error =
+        normalized.empty() ? EINVAL : gFileCalls->list(LockDirectory(normalized).c_str(), &names);
     if (*error == ENOENT)
         *error = 0;
     if (*error != 0)

@@ -37,12 +37,13 @@ int FileLockCreateMemberFile(int fd, const LockValues &values, const std::string
 bool FileLockIsEntryName(const std::string &name);
 
 /* Returns the identifier of this machine; and whether two are of one machine. */
-std::string FileLockGetMachineID();
+const std::string &FileLockGetMachineID();
 bool FileLockMachineIDMatch(const std::string &first, const std::string &second);
+bool FileLockIsThisMachine(const std::string &machineID);
 
 /* Returns the identifier of a process: "4711-123456(name)"; empty if it is dead. */
 std::string FileLockProcessDescriptor(pid_t pid);
-std::string FileLockGetExecutionID();
+const std::string &FileLockGetExecutionID();
 /* Whether a locker of this machine is alive, as far as can be known. */
 bool FileLockValidExecutionID(const std::string &text);
 
@@ -52,6 +53,3 @@ guint32 FileLockHash(const std::string &text);
 /* A random number, and a sleep of a random length between two, which returns how long it was. */
 guint32 FileSimpleRandom();
 guint32 FileSleeper(guint32 minMsec, guint32 maxMsec);
-
-/* A seam of the tests: what sleeps. */
-extern void (*gFileLockSleep)(guint32 msec);

@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <charconv>
 #include <csignal>
@@ -13,13 +14,13 @@
 #include <string_view>
 #include <vector>
 
+#include "lib/file/fileCalls.h"
 #include "lib/file/fileLockInt.h"
 #include "lib/lock/mxUser.h"
 #include "lib/misc/base64.h"
 #include "lib/misc/err.h"
 #include "lib/misc/glibPtr.h"
 #include "lib/misc/log.h"
-#include "lib/misc/utilSleep.h"
 
 namespace {
 
@@ -31,16 +32,12 @@ constexpr guint32 kRandomLockRank = 0xFF000000;
 
 constinit MXUserExclLock *fileSimpleRandomLock = nullptr;
 
-void Sleep(guint32 msec) {
-    Util_Usleep(gint64{msec} * 1000);
-}
-
 class Descriptor {
 public:
     explicit Descriptor(int number_) : number(number_) {}
     ~Descriptor() {
         if (number >= 0)
-            close(number);
+            gFileCalls->close(number);
     }
     Descriptor(const Descriptor &) = delete;
     Descriptor &operator=(const Descriptor &) = delete;
@@ -51,7 +48,7 @@ public:
 ssize_t ReadAll(int fd, char *buffer, gsize size) {
     gsize done = 0;
     while (done < size) {
-        const ssize_t part = read(fd, buffer + done, size - done);
+        const ssize_t part = gFileCalls->read(fd, buffer + done, size - done);
         if (part < 0 && errno == EINTR)
             continue;
         if (part < 0)
@@ -175,8 +172,6 @@ bool FileLockParseProcessDescriptor(const std::string &text, pid_t *pid, guint64
 
 } // namespace
 
-void (*gFileLockSleep)(guint32 msec) = Sleep;
-
 guint32 FileLockHash(const std::string &text) {
     guint32 hash = 5381;
     for (char c : text)
@@ -193,7 +188,9 @@ bool FileLockIsEntryName(const std::string &name) {
     return true;
 }
 
-std::string FileLockGetMachineID() {
+namespace {
+
+std::string MakeMachineID() {
     char host[256] = "";
     gethostname(host, sizeof host - 1);
     const guint32 hash = FileLockHash(host);
@@ -211,6 +208,35 @@ std::string FileLockGetMachineID() {
     return id;
 }
 
+/* What names this process in member files. */
+struct Identity {
+    const pid_t pid;
+    const std::string machineID;
+    const std::string executionID;
+    const Identity *parents; /* of before a fork */
+};
+constinit std::atomic<const Identity *> gIdentity{nullptr};
+
+/* Returns the identity of this process, which is found out once and once more in a child. */
+const Identity &OwnIdentity() {
+    const pid_t self = getpid();
+    const Identity *known = gIdentity.load(std::memory_order_acquire);
+    while (known == nullptr || known->pid != self) {
+        const auto *made = new Identity{self, known != nullptr ? known->machineID : MakeMachineID(),
+                                        FileLockProcessDescriptor(self), known};
+        if (gIdentity.compare_exchange_strong(known, made))
+            return *made;
+        delete made;
+    }
+    return *known;
+}
+
+} // namespace
+
+const std::string &FileLockGetMachineID() {
+    return OwnIdentity().machineID;
+}
+
 bool FileLockMachineIDMatch(const std::string &first, const std::string &second) {
     const bool isUuid = first.starts_with(kUuid);
     if (isUuid != second.starts_with(kUuid))
@@ -224,12 +250,17 @@ bool FileLockMachineIDMatch(const std::string &first, const std::string &second)
            std::equal(one.begin() + kHardwareOffset, one.end(), two.begin() + kHardwareOffset);
 }
 
+bool FileLockIsThisMachine(const std::string &machineID) {
+    const std::string &own = FileLockGetMachineID();
+    return machineID == own || FileLockMachineIDMatch(own, machineID);
+}
+
 std::string FileLockProcessDescriptor(pid_t pid) {
     if (kill(pid, 0) != 0 && errno == ESRCH)
         return "";
     const std::string unknown = std::to_string(pid) + "-0";
-    const Descriptor file(
-        open(("/proc/" + std::to_string(pid) + "/stat").c_str(), O_RDONLY | O_CLOEXEC));
+    const Descriptor file(gFileCalls->open(("/proc/" + std::to_string(pid) + "/stat").c_str(),
+                                           O_RDONLY | O_CLOEXEC, 0));
     char buffer[1024];
     const ssize_t size = file.number >= 0 ? ReadAll(file.number, buffer, sizeof buffer) : -1;
     if (size <= 0)
@@ -252,8 +283,8 @@ std::string FileLockProcessDescriptor(pid_t pid) {
     return std::to_string(pid) + "-" + std::to_string(creation) + command;
 }
 
-std::string FileLockGetExecutionID() {
-    return FileLockProcessDescriptor(getpid());
+const std::string &FileLockGetExecutionID() {
+    return OwnIdentity().executionID;
 }
 
 bool FileLockValidExecutionID(const std::string &text) {
@@ -275,7 +306,8 @@ bool FileLockValidExecutionID(const std::string &text) {
 MemberResult FileLockMemberValues(const std::string &directory, const std::string &name,
                                   LockValues *values, int *error) {
     const std::string path = directory + "/" + name;
-    const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
+    const Descriptor file(
+        gFileCalls->open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0));
     if (file.number < 0 && errno == ENOENT)
         return MemberResult::Vanished;
     if (file.number < 0)
@@ -287,7 +319,7 @@ MemberResult FileLockMemberValues(const std::string &directory, const std::strin
     if (fileSize != kFileLockMemberSize) {
         Warning("FILE: %s file '%s': size %lu, required size %zd\n", "FileLockMemberValues",
                 path.c_str(), fileSize, kFileLockMemberSize);
-        unlink(path.c_str());
+        gFileCalls->unlink(path.c_str());
         return MemberResult::Vanished;
     }
     char buffer[kFileLockMemberSize];
@@ -303,7 +335,7 @@ MemberResult FileLockMemberValues(const std::string &directory, const std::strin
     const std::string_view text(buffer, strnlen(buffer, sizeof buffer));
     if (!ParseMember(text, values)) {
         LogFields(text, path);
-        unlink(path.c_str());
+        gFileCalls->unlink(path.c_str());
         return MemberResult::Vanished;
     }
     values->memberName = name;
@@ -322,7 +354,7 @@ int FileLockCreateMemberFile(int fd, const LockValues &values, const std::string
                values.locationChecksum.c_str());
     ssize_t size;
     do
-        size = write(fd, buffer, sizeof buffer);
+        size = gFileCalls->write(fd, buffer, sizeof buffer);
     while (size < 0 && errno == EINTR);
     const int writeError = size < 0 ? errno : 0;
     if (size < 0)
@@ -331,7 +363,7 @@ int FileLockCreateMemberFile(int fd, const LockValues &values, const std::string
     else if (static_cast<gsize>(size) != sizeof buffer)
         Warning("FILE: %s write length issue on '%s': %zd and %zd\n", kFunction, entryPath.c_str(),
                 size, sizeof buffer);
-    if (close(fd) != 0) {
+    if (gFileCalls->close(fd) != 0) {
         const int error = errno;
         Warning("FILE: %s close of '%s' failed: %s\n", kFunction, entryPath.c_str(),
                 Err_Errno2String(error));
@@ -339,7 +371,7 @@ int FileLockCreateMemberFile(int fd, const LockValues &values, const std::string
     }
     if (static_cast<gsize>(size) != sizeof buffer)
         return size < 0 ? writeError : EIO;
-    if (rename(entryPath.c_str(), memberPath.c_str()) != 0) {
+    if (gFileCalls->rename(entryPath.c_str(), memberPath.c_str()) != 0) {
         const int error = errno;
         Warning("FILE: %s FileRename of '%s' to '%s' failed: %s\n", kFunction, entryPath.c_str(),
                 memberPath.c_str(), Err_Errno2String(error));
@@ -350,11 +382,12 @@ int FileLockCreateMemberFile(int fd, const LockValues &values, const std::string
 
 guint32 FileSimpleRandom() {
     static guint32 state = 0;
+    static pid_t seededBy = 0; /* a child must not draw the numbers of its parent */
     MXUserExclLock *lock = MXUser_CreateSingletonExclLock(&fileSimpleRandomLock,
                                                           "fileSimpleRandomLock", kRandomLockRank);
     MXUser_AcquireExclLock(lock);
-    if (state == 0)
-        state = static_cast<guint32>(getpid());
+    if (const pid_t self = getpid(); seededBy != self)
+        state = static_cast<guint32>(seededBy = self);
     state = state * 1664525 + 1013904223;
     const guint32 number = state;
     MXUser_ReleaseExclLock(lock);
@@ -364,6 +397,6 @@ guint32 FileSimpleRandom() {
 guint32 FileSleeper(guint32 minMsec, guint32 maxMsec) {
     const guint32 range = maxMsec - minMsec;
     const auto msec = minMsec + static_cast<guint32>(guint64{FileSimpleRandom()} * range >> 32);
-    gFileLockSleep(msec);
+    gFileCalls->sleep(msec);
     return msec;
 }

@@ -8,6 +8,7 @@
 #include <atomic>
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <set>
@@ -18,29 +19,24 @@
 #include <gtest/gtest.h>
 
 #include "lib/file/fileLockInt.h"
+#include "tests/support/fileFaults.h"
 #include "tests/support/temporaryFolder.h"
 
 namespace {
 
-/* What happens while a locker sleeps, and for how long it slept; no test waits for real. */
-struct Sleeper {
-    static inline guint64 sleptMs;
-    static inline std::function<void()> meanwhile;
-    static void Sleep(guint32 msec) {
-        sleptMs += msec;
-        if (meanwhile)
-            meanwhile();
-    }
-};
-
 class FileLock : public testing::Test {
 protected:
-    FileLock() : sleep(gFileLockSleep), path(folder.Path() + "/f"), directory(path + ".lck") {
-        Sleeper::sleptMs = 0;
-        Sleeper::meanwhile = nullptr;
-        gFileLockSleep = Sleeper::Sleep;
+    FileLock() : path(folder.Path() + "/f"), directory(path + ".lck") {}
+
+    /* No test waits for real. */
+    int Sleep(const FileCall &call) {
+        if (call.kind != FileCall::Sleep)
+            return FileFaults::kPass;
+        sleptMs += call.msec;
+        if (meanwhile)
+            meanwhile();
+        return FileFaults::kSkip;
     }
-    ~FileLock() override { gFileLockSleep = sleep; }
 
     FileLockToken *Lock(bool isReadOnly, guint32 maxWaitMs = 0) {
         return FileLock_Lock(path.c_str(), isReadOnly, maxWaitMs, &error, nullptr);
@@ -67,7 +63,9 @@ protected:
     }
 
     TemporaryFolder folder;
-    void (*sleep)(guint32);
+    guint64 sleptMs = 0;
+    std::function<void()> meanwhile; /* while a locker sleeps */
+    FileFaults faults{[this](const FileCall &call) { return Sleep(call); }};
     std::string path;
     std::string directory;
     int error = 99;
@@ -86,11 +84,11 @@ TEST_F(FileLock, SharedOnesCoexistAndAnExclusiveOneWaitsForThem) {
     EXPECT_EQ(2u, Entries().size()) << "the own member is gone";
 
     EXPECT_EQ(nullptr, Lock(false, 2500));
-    EXPECT_GE(Sleeper::sleptMs, 2500u);
-    EXPECT_LE(Sleeper::sleptMs, 2600u);
+    EXPECT_GE(sleptMs, 2500u);
+    EXPECT_LE(sleptMs, 2600u);
 
     int rounds = 0;
-    Sleeper::meanwhile = [&] {
+    meanwhile = [&] {
         if (++rounds == 3)
             Unlock(first);
         if (rounds == 6)
@@ -99,7 +97,7 @@ TEST_F(FileLock, SharedOnesCoexistAndAnExclusiveOneWaitsForThem) {
     FileLockToken *exclusive = Lock(false, FILELOCK_INFINITE_WAIT);
     ASSERT_NE(nullptr, exclusive);
     EXPECT_GE(rounds, 6);
-    Sleeper::meanwhile = nullptr;
+    meanwhile = nullptr;
     EXPECT_EQ(nullptr, Lock(true));
     EXPECT_TRUE(FileLock_IsLocked(path.c_str(), &error, nullptr));
     char *name = FileLock_TokenPathName(exclusive);
@@ -156,8 +154,8 @@ TEST_F(FileLock, ALockerThatDiedEnteringIsRemovedAfterEightSeconds) {
     Member("strange name", "x");
     FileLockToken *token = Lock(false, 100);
     ASSERT_NE(nullptr, token);
-    EXPECT_GE(Sleeper::sleptMs, 8000u);
-    EXPECT_LE(Sleeper::sleptMs, 9000u);
+    EXPECT_GE(sleptMs, 8000u);
+    EXPECT_LE(sleptMs, 9000u);
     EXPECT_EQ(1u, Entries().size());
     Unlock(token);
     EXPECT_NE(0, access(directory.c_str(), F_OK));
@@ -181,46 +179,57 @@ TEST_F(FileLock, WhatIsInTheWayIsToldApart) {
     EXPECT_EQ(EINVAL, error);
 }
 
-TEST_F(FileLock, ThreadsAndProcessesNeverHoldItTwice) {
-    gFileLockSleep = sleep;
-    const std::string counter = folder.Write("counter", "0");
-    const auto add = [&] {
-        for (int i = 0; i < 5; i++) {
-            int lockError;
-            FileLockToken *token =
-                FileLock_Lock(path.c_str(), FALSE, FILELOCK_INFINITE_WAIT, &lockError, nullptr);
-            if (token == nullptr)
-                return false;
-            int value = 0;
-            std::ifstream(counter) >> value;
-            std::ofstream(counter) << value + 1;
-            if (!FileLock_Unlock(token, &lockError, nullptr))
-                return false;
-        }
-        return true;
+TEST_F(FileLock, AFailedCallLeavesNeitherALockNorADescriptor) {
+    const auto countDescriptors = [] {
+        return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
     };
-    std::vector<pid_t> children;
-    for (int i = 0; i < 3; i++) {
-        const pid_t child = fork();
-        if (child == 0)
-            _exit(add() ? 0 : 1);
-        children.push_back(child);
+    for (const int failure : {EINTR, EIO, ENOSPC, EDQUOT, EACCES, EMFILE, FileFaults::kShort}) {
+        bool isPast = false;
+        for (int n = 0; !isPast; n++) {
+            const auto before = countDescriptors();
+            FileLockToken *token;
+            {
+                int call = 0;
+                const FileFaults failing([&](const FileCall &next) {
+                    const bool isHit = call++ == n && next.kind != FileCall::Close;
+                    return isHit && next.kind != FileCall::Sleep ? failure : Sleep(next);
+                });
+                token = Lock(false);
+                isPast = call <= n;
+            }
+            EXPECT_EQ(before, countDescriptors()) << n << " " << failure;
+            EXPECT_TRUE(token != nullptr || error == failure || error == EIO || error == 33)
+                << n << " " << failure << " gave " << error;
+            if (token != nullptr)
+                Unlock(token);
+            FileLockToken *next = Lock(false, 20000);
+            ASSERT_NE(nullptr, next) << "what is left is in the way: " << n << " " << failure;
+            Unlock(next);
+            EXPECT_NE(0, access(directory.c_str(), F_OK)) << n << " " << failure;
+        }
     }
-    for (pid_t child : children) {
-        int status = -1;
-        waitpid(child, &status, 0);
-        EXPECT_EQ(0, status);
-    }
-    std::atomic<int> done{0};
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 3; i++)
-        threads.emplace_back([&] { done += add(); });
-    for (std::thread &thread : threads)
-        thread.join();
-    EXPECT_EQ(3, done);
-    int value = 0;
-    std::ifstream(counter) >> value;
-    EXPECT_EQ(30, value);
+}
+
+TEST_F(FileLock, NobodyGoesBehindTheHighestNumber) {
+    Member("M00001.lck", "AAAAAAAAAAAAAAAA 1-5(init) 4294967295 S 5 lc=1");
+    EXPECT_EQ(nullptr, Lock(false));
+    EXPECT_EQ(0, error) << "held by others";
+    EXPECT_EQ(1u, Entries().size());
+}
+
+TEST_F(FileLock, ALaterLockerOfTheSameNameIsNotWaitedFor) {
+    const std::string other = "AAAAAAAAAAAAAAAA 1-5(init) ";
+    Member("M00001.lck", other + "1 X 5 lc=1");
+    meanwhile = [&] { Member("M00001.lck", other + "3 X 5 lc=1"); };
+    FileLockToken *token = Lock(false, 1000);
+    ASSERT_NE(nullptr, token);
+    Unlock(token);
+}
+
+TEST_F(FileLock, AChildDrawsNumbersOfItsOwn) {
+    const guint32 parents = FileSimpleRandom();
+    EXPECT_EXIT(_exit(FileSimpleRandom() == parents * 1664525 + 1013904223 ? 1 : 0),
+                testing::ExitedWithCode(0), "");
 }
 
 TEST(FileLockDevice, OneHolderAndAStaleFileIsReplaced) {
