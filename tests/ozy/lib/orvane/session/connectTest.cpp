@@ -5,6 +5,7 @@
 
 #include "ozy/lib/orvane/session/orvaneSessionInt.h"
 #include "tests/ozy/lib/orvane/session/sessionFixture.h"
+#include "tests/support/temporaryFolder.h"
 
 namespace {
 
@@ -22,16 +23,10 @@ protected:
                     : "");
     }
     std::string Clone(const char *ticket) {
-        Told told;
-        orvane_session_clone(session, Url().c_str(), ticket, told.listener);
-        Wait(told);
-        return told.text;
+        return Run([&](auto *l) { orvane_session_clone(session, Url().c_str(), ticket, l); });
     }
     std::string Hijack(const char *cookie) {
-        Told told;
-        orvane_session_hijack(session, Url().c_str(), cookie, told.listener);
-        Wait(told);
-        return told.text;
+        return Run([&](auto *l) { orvane_session_hijack(session, Url().c_str(), cookie, l); });
     }
 };
 
@@ -105,10 +100,7 @@ TEST_F(Connect, ReachesTheSecondService) {
     service->answers["FerryLogin"] = Reply("FerryLogin", "", "xsi:type=\"FerryUserSession\"");
     service->answers["FerryLogout"] = Reply("FerryLogout");
 
-    Told told;
-    orvane_session_connect(session, service->server.Url().c_str(), "u", "p", told.listener);
-    Wait(told);
-    EXPECT_EQ("success", told.text);
+    EXPECT_EQ("success", ConnectTo(service->server.Url().c_str()));
     EXPECT_THAT(service->Methods(), ElementsAre("GET /ferryServiceVersions.xml",
                                                 "FerryRetrieveServiceContent", "FerryLogin"));
     EXPECT_EQ("/sdk", service->Last("FerryLogin").target);
@@ -164,10 +156,9 @@ TEST_F(Connect, RefusesACookieThatIsMoreThanOne) {
 }
 
 TEST_F(Connect, HasNoSingleSignOn) {
-    Told told;
-    orvane_session_sspi_connect(session, Url().c_str(), nullptr, told.listener);
-    Wait(told);
-    EXPECT_EQ("failure Unexpected", told.text);
+    EXPECT_EQ("failure Unexpected", Run([&](auto *l) {
+                  orvane_session_sspi_connect(session, Url().c_str(), nullptr, l);
+              }));
     EXPECT_EQ(ORVANE_SESSION_DISCONNECTED, State());
 }
 
@@ -175,36 +166,18 @@ TEST_F(Connect, HasNoSingleSignOn) {
 
 class LocalConnect : public Connect {
 protected:
-    std::string folder = GPtr<char>(g_dir_make_tmp("orvane-XXXXXX", nullptr)).get();
+    const TemporaryFolder folder;
 
     LocalConnect() { g_setenv("HALDEN_PROXY_FILEPATH", Path("proxy.xml").c_str(), TRUE); }
-    ~LocalConnect() override {
-        g_unsetenv("HALDEN_PROXY_FILEPATH");
-        for (const char *name : {"proxy.xml", "ticket", "link"})
-            unlink(Path(name).c_str());
-        rmdir(folder.c_str());
-    }
-    std::string Path(const char *name) const { return folder + "/" + name; }
-    void Write(const char *name, const std::string &content) const {
-        ASSERT_TRUE(g_file_set_contents(Path(name).c_str(), content.data(), gssize(content.size()),
-                                        nullptr));
-    }
+    ~LocalConnect() override { g_unsetenv("HALDEN_PROXY_FILEPATH"); }
+    std::string Path(const char *name) const { return folder.Path(name); }
     void NameTicket(const std::string &path) {
-        service->answers["AcquireLocalTicket"] =
-            Reply("AcquireLocalTicket",
-                  "<userName>root-7</userName><passwordFilePath>" + path + "</passwordFilePath>",
-                  "xsi:type=\"SessionManagerLocalTicket\"");
+        service->answers["AcquireLocalTicket"] = LocalTicket(path);
     }
     std::string ConnectLocal() {
-        Told told;
-        orvane_session_connect_local(session, FALSE, "root", told.listener);
-        Wait(told);
-        return told.text;
+        return Run([&](auto *l) { orvane_session_connect_local(session, FALSE, "root", l); });
     }
-    void WriteProxy() const {
-        Write("proxy.xml", "<ConfigRoot><httpPort>" + std::to_string(service->server.Port()) +
-                               "</httpPort></ConfigRoot>");
-    }
+    void WriteProxy() const { folder.Write("proxy.xml", LocalPort(*service)); }
 };
 
 TEST_F(LocalConnect, FindsThePortOfTheLocalService) {
@@ -228,7 +201,7 @@ TEST_F(LocalConnect, FindsThePortOfTheLocalService) {
         SCOPED_TRACE(row.file ? row.file : "no file");
         LogRing_Clear();
         if (row.file)
-            Write("proxy.xml", row.file);
+            folder.Write("proxy.xml", row.file);
         EXPECT_STREQ(row.url,
                      GPtr<char>(orvane_session_get_local_soap_url(session, row.useHttps)).get());
         if (!row.file) {
@@ -243,7 +216,7 @@ TEST_F(LocalConnect, FindsThePortOfTheLocalService) {
 
 TEST_F(LocalConnect, LogsInWithTheTicketOfALocalFile) {
     WriteProxy();
-    Write("ticket", "one-time");
+    folder.Write("ticket", "one-time");
     NameTicket(Path("ticket"));
     EXPECT_EQ("success", ConnectLocal());
     EXPECT_THAT(service->Methods(),
@@ -259,7 +232,8 @@ TEST_F(LocalConnect, LogsInWithTheTicketOfALocalFile) {
 
 /* The text of a URL is never a format. */
 TEST_F(LocalConnect, ReadsNoFileForAServiceElsewhere) {
-    Write("proxy.xml", "<ConfigRoot><httpPort>1@service.invalid/%s%n%25</httpPort></ConfigRoot>");
+    folder.Write("proxy.xml",
+                 "<ConfigRoot><httpPort>1@service.invalid/%s%n%25</httpPort></ConfigRoot>");
     g_setenv("HALDEN_HTTPSPROXY", service->server.Url().c_str(), TRUE);
     NameTicket(Path("ticket"));
     EXPECT_EQ("failure Unexpected", ConnectLocal());
@@ -272,16 +246,17 @@ TEST_F(LocalConnect, ReadsNoFileForAServiceElsewhere) {
 
 TEST_F(LocalConnect, ReadsNoOtherFiles) {
     WriteProxy();
-    Write("ticket", std::string(4096, 'x'));
+    folder.Write("ticket", std::string(4096, 'x'));
     NameTicket(Path("ticket"));
     EXPECT_EQ("success", ConnectLocal()) << "the largest that is read";
     EXPECT_EQ("success", Disconnect());
 
-    Write("ticket", std::string(4097, 'x'));
+    folder.Write("ticket", std::string(4097, 'x'));
     EXPECT_EQ("failure Unexpected", ConnectLocal());
-    Write("ticket", "one-time");
+    folder.Write("ticket", "one-time");
     ASSERT_EQ(0, symlink(Path("ticket").c_str(), Path("link").c_str()));
-    for (const std::string &path : {Path("link"), Path("none"), folder, std::string("/dev/zero")}) {
+    for (const std::string &path :
+         {Path("link"), Path("none"), folder.Path(), std::string("/dev/zero")}) {
         NameTicket(path);
         EXPECT_EQ("failure Unexpected", ConnectLocal()) << path;
     }
@@ -453,10 +428,8 @@ TEST_F(RolesLoad, IsCanceledWhenTheFirstWaitCannotBeSent) {
         orvane_session_connect(session, Url().c_str(), "u", "p", told.listener);
         Wait(told);
         EXPECT_EQ("failure RequestCanceled", told.text);
-        g_clear_object(&session);
-        session = orvane_session_new();
-        WatchState();
-        orvane_init(testLoop::Callback, testLoop::CallbackRemove);
+        StartOver();
+        service->isQuiet = true;
     }
 }
 
@@ -486,11 +459,7 @@ TEST_F(RolesLoad, AllowsAnythingInAHandlerOfTheCancel) {
         orvane_session_disconnect(session, nullptr);
         Wait(told);
         EXPECT_EQ("failure RequestCanceled", told.text);
-        if (!BasicHttp_IsInited())
-            orvane_init(testLoop::Callback, testLoop::CallbackRemove);
-        g_clear_object(&session);
-        session = orvane_session_new();
-        service = std::make_unique<Service>();
+        StartOver();
         service->isQuiet = true;
     }
 }
@@ -509,10 +478,7 @@ TEST_F(Connect, ChecksWhatItIsGiven) {
     EXPECT_EQ(0, told.times);
 
     for (const char *url : {static_cast<const char *>(nullptr), "", "ftp://127.0.0.1/", "::"}) {
-        Told one;
-        orvane_session_connect(session, url, "u", "p", one.listener);
-        Wait(one);
-        EXPECT_THAT(one.text, HasSubstr("failure ")) << (url ? url : "NULL");
+        EXPECT_THAT(ConnectTo(url), HasSubstr("failure ")) << (url ? url : "NULL");
         EXPECT_EQ(ORVANE_SESSION_DISCONNECTED, State());
     }
 }
@@ -529,10 +495,7 @@ TEST_F(Connect, WorksWithoutAListener) {
 
 TEST_F(Connect, GoesThroughTheProxyThatIsSet) {
     g_setenv("HALDEN_HTTPSPROXY", service->server.Url().c_str(), TRUE);
-    Told told;
-    orvane_session_connect(session, "http://service.invalid/sdk", "u", "p", told.listener);
-    Wait(told);
-    EXPECT_EQ("success", told.text);
+    EXPECT_EQ("success", ConnectTo("http://service.invalid/sdk"));
     EXPECT_EQ("http://service.invalid/sdk/ozyServiceVersions.xml",
               service->Last("ozyServiceVersions.xml").target);
     EXPECT_EQ("http://service.invalid/sdk", service->Last("Login").target);

@@ -16,10 +16,7 @@ protected:
         LogRing_Clear();
     }
     std::string Call() {
-        Told told;
-        CurrentTime(told.listener);
-        Wait(told);
-        return told.text;
+        return Run([this](auto *l) { CurrentTime(l); });
     }
     /* Without the line of the parser. */
     static std::string SessionLog() {
@@ -60,12 +57,11 @@ TEST_F(Invoke, OnlyWhatReadsIsSentTwice) {
         service->answers[method] = HttpReply("");
         service->answers[method].cutAfter = 0;
         const size_t before = service->Count(method);
-        Told told;
-        orvane_session_invoke_method(session, G_OBJECT(Instance().get()), method, told.listener,
-                                     nullptr);
-        Wait(told);
         EXPECT_EQ(times == 1 ? "failure InvalidResponse 48 0" : "failure InvalidResponse 52 0",
-                  told.text);
+                  Run([&](auto *l) {
+                      orvane_session_invoke_method(session, G_OBJECT(Instance().get()), method, l,
+                                                   nullptr);
+                  }));
         EXPECT_EQ(before + times, service->Count(method)) << method;
         service->answers["CurrentTime"] =
             Reply("CurrentTime", "2026-01-02T03:04:05Z", "xsi:type=\"xsd:dateTime\"");
@@ -149,11 +145,10 @@ TEST_F(Invoke, SendsTheCallersOwnValues) {
     GValue unset = G_VALUE_INIT;
     g_value_init(&number, G_TYPE_INT);
     g_value_set_int(&number, 7);
-    Told told;
-    orvane_session_invoke_method(session, G_OBJECT(Instance().get()), "Own", told.listener, "left",
-                                 &unset, "count", &number, nullptr);
-    Wait(told);
-    EXPECT_EQ("success", told.text);
+    EXPECT_EQ("success", Run([&](auto *l) {
+                  orvane_session_invoke_method(session, G_OBJECT(Instance().get()), "Own", l,
+                                               "left", &unset, "count", &number, nullptr);
+              }));
     EXPECT_EQ(Envelope("<Own xmlns=\"urn:ozy25\"><_this type=\"ServiceInstance\">ServiceInstance"
                        "</_this><count xsi:type=\"xsd:int\">7</count></Own>"),
               service->Last("Own").body);
@@ -458,12 +453,7 @@ TEST_F(Invoke, AllowsAnythingInAHandler) {
             EXPECT_EQ("success", told.text);
             EXPECT_EQ(1, told.times);
 
-            if (!BasicHttp_IsInited()) {
-                g_clear_object(&session);
-                orvane_init(testLoop::Callback, testLoop::CallbackRemove);
-            }
-            g_clear_object(&session);
-            session = orvane_session_new();
+            StartOver();
             ASSERT_EQ("success", Connect());
         }
     }
@@ -549,9 +539,7 @@ TEST_F(TaskCall, EndsWithoutASignalWhenTheConnectionDoes) {
     for (const bool isLoaded : {false, true}) {
         for (const bool isDropped : {false, true}) {
             SCOPED_TRACE(testing::Message() << isLoaded << isDropped);
-            service = std::make_unique<Service>();
-            g_clear_object(&session);
-            session = orvane_session_new();
+            StartOver();
             ASSERT_EQ("success", Connect());
             Told told;
             Begin(told);

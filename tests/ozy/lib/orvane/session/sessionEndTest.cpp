@@ -1,8 +1,7 @@
 // Connections of every kind, with something released or ended before each callback of the library. Nothing may
 // crash, leak, stay registered, or be signalled twice.
-#include <unistd.h>
-
 #include "tests/ozy/lib/orvane/session/sessionFixture.h"
+#include "tests/support/temporaryFolder.h"
 
 namespace {
 
@@ -26,16 +25,11 @@ constexpr int kIdleSteps = 10; /* after so many without work nothing more will h
 
 class SessionEnd : public SessionTest, public testing::WithParamInterface<KindRow> {
 protected:
-    std::string folder = GPtr<char>(g_dir_make_tmp("orvane-XXXXXX", nullptr)).get();
+    const TemporaryFolder folder;
     std::vector<std::unique_ptr<Told>> told;
 
-    SessionEnd() { g_setenv("HALDEN_PROXY_FILEPATH", (folder + "/proxy.xml").c_str(), TRUE); }
-    ~SessionEnd() override {
-        g_unsetenv("HALDEN_PROXY_FILEPATH");
-        for (const char *name : {"/proxy.xml", "/ticket"})
-            unlink((folder + name).c_str());
-        rmdir(folder.c_str());
-    }
+    SessionEnd() { g_setenv("HALDEN_PROXY_FILEPATH", folder.Path("proxy.xml").c_str(), TRUE); }
+    ~SessionEnd() override { g_unsetenv("HALDEN_PROXY_FILEPATH"); }
 
     /* Everything anew, as the kind needs it. */
     void Begin() {
@@ -44,10 +38,7 @@ protected:
         g_clear_object(&session);
         ASSERT_EQ(0, Living<OrvaneListener>::count);
         ASSERT_EQ(0, Living<OrvaneMOMgr>::count);
-        if (!BasicHttp_IsInited())
-            orvane_init(testLoop::Callback, testLoop::CallbackRemove);
-        service = std::make_unique<Service>();
-        session = orvane_session_new();
+        StartOver();
         if (GetParam().kind == Kind::kLegacy)
             service->answers.erase("ozyServiceVersions.xml");
         if (GetParam().kind == Kind::kLocal)
@@ -97,14 +88,8 @@ protected:
 
 private:
     void PrepareLocal() {
-        const std::string port = std::to_string(service->server.Port());
-        const std::string proxy = "<ConfigRoot><httpPort>" + port + "</httpPort></ConfigRoot>";
-        g_file_set_contents((folder + "/proxy.xml").c_str(), proxy.c_str(), -1, nullptr);
-        g_file_set_contents((folder + "/ticket").c_str(), "secret", -1, nullptr);
-        service->answers["AcquireLocalTicket"] = Reply("AcquireLocalTicket",
-                                                       "<userName>u</userName><passwordFilePath>" +
-                                                           folder + "/ticket</passwordFilePath>",
-                                                       "xsi:type=\"SessionManagerLocalTicket\"");
+        folder.Write("proxy.xml", LocalPort(*service));
+        service->answers["AcquireLocalTicket"] = LocalTicket(folder.Write("ticket", "secret"));
     }
     void PrepareFerry() {
         orvane_session_target_ferry(session);

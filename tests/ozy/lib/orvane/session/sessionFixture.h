@@ -3,8 +3,7 @@
  *
  *   class Connect : public SessionTest {};
  *   service.answers["Login"] = Fault("InvalidLogin");
- *   Outcome connect = Run([&](OrvaneListener *l) { orvane_session_connect(session, ..., l); });
- *   EXPECT_EQ("failure InvalidLogin", connect.text);
+ *   EXPECT_EQ("failure InvalidLogin", Run([&](auto *l) { orvane_session_connect(session, ..., l); }));
  *   EXPECT_THAT(service.Methods(), ElementsAre("GET /sdk/ozyServiceVersions.xml", ...));
  *
  * An unknown method is answered by a fault. Filters are named filter-1, filter-2 and so on, in the order of the
@@ -212,6 +211,17 @@ private:
     size_t numForgotten = 0;
 };
 
+/* The file of the local service that names its port, and the reply that names the file of a ticket. */
+inline std::string LocalPort(const Service &service) {
+    return "<ConfigRoot><httpPort>" + std::to_string(service.server.Port()) +
+           "</httpPort></ConfigRoot>";
+}
+inline CannedAnswer LocalTicket(const std::string &path) {
+    return Reply("AcquireLocalTicket",
+                 "<userName>root-7</userName><passwordFilePath>" + path + "</passwordFilePath>",
+                 "xsi:type=\"SessionManagerLocalTicket\"");
+}
+
 /* A listener of the application, and how its operation ended. Releases the listener at the end, unless it keeps
  * it. */
 class Told {
@@ -322,23 +332,34 @@ protected:
     void WatchState() {
         g_signal_connect_swapped(session, "notify::state", G_CALLBACK(OnState), this);
     }
+    /* Another service and another session, in a library that is started. */
+    void StartOver() {
+        g_clear_object(&session);
+        if (!BasicHttp_IsInited())
+            orvane_init(testLoop::Callback, testLoop::CallbackRemove);
+        service = std::make_unique<Service>();
+        session = orvane_session_new();
+        WatchState();
+    }
     std::string Url() const { return service->server.Url("/sdk"); }
     /* Runs the loop until the operation has ended, or nothing happens any more. */
     void Wait(Told &told) {
-        testLoop::RunUntil([&] { return told.times > 0; }, 300);
+        testLoop::RunUntil([&] { return told.times > 0; }, waitMs);
         testLoop::Settle();
     }
-    std::string Connect() {
+    /* Begins an operation, waits for its end and returns how it ended. */
+    std::string Run(const std::function<void(OrvaneListener *)> &begin) {
         Told told;
-        orvane_session_connect(session, Url().c_str(), "root", "pass<word>", told.listener);
+        begin(told.listener);
         Wait(told);
         return told.text;
     }
+    std::string ConnectTo(const char *url, const char *user = "u", const char *password = "p") {
+        return Run([&](auto *l) { orvane_session_connect(session, url, user, password, l); });
+    }
+    std::string Connect() { return ConnectTo(Url().c_str(), "root", "pass<word>"); }
     std::string Disconnect() {
-        Told told;
-        orvane_session_disconnect(session, told.listener);
-        Wait(told);
-        return told.text;
+        return Run([&](auto *l) { orvane_session_disconnect(session, l); });
     }
     OrvaneSessionState State() const { return orvane_session_get_state(session); }
     ObjectPtr<SkemaOzyServiceInstance> Instance() const {
@@ -350,6 +371,7 @@ protected:
         skema_ozy_service_instance_current_time(Instance().get(), listener);
     }
 
+    int waitMs = 300; /* how long an operation is waited for */
     std::unique_ptr<Service> service;
     OrvaneSession *session;
     std::vector<int> states; /* that the session went through */

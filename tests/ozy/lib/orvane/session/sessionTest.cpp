@@ -212,17 +212,12 @@ TEST_F(Session, AllowsAnythingInAHandlerOfItsState) {
     for (const int state : {2, 4, 8, 1}) {
         for (const auto &[name, action] : rows) {
             SCOPED_TRACE(std::string(name) + " at " + std::to_string(state));
-            g_clear_object(&session);
-            if (!BasicHttp_IsInited())
-                orvane_init(testLoop::Callback, testLoop::CallbackRemove);
-            service = std::make_unique<Service>();
-            session = orvane_session_new();
+            StartOver();
             bool isFirst = true;
             onState = [&, &act = action](int now) {
                 if (now == state && std::exchange(isFirst, false))
                     act();
             };
-            WatchState();
             Told connected;
             orvane_session_connect(session, Url().c_str(), "u", "p", connected.listener);
             Wait(connected);
