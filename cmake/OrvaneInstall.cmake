@@ -9,8 +9,10 @@ include(CMakePackageConfigHelpers)
 set(ORVANE_INSTALL_DIR lib/halden)
 install(TARGETS orvane EXPORT orvaneTargets LIBRARY DESTINATION ${ORVANE_INSTALL_DIR} NAMELINK_SKIP)
 install(TARGETS openssl102-crypto openssl102-ssl LIBRARY DESTINATION ${ORVANE_INSTALL_DIR})
-set_target_properties(orvane-glib PROPERTIES EXPORT_NAME glib INSTALL_RPATH "\$ORIGIN")
-install(TARGETS orvane-glib EXPORT orvaneTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+foreach(layer glib json)
+    set_target_properties(orvane-${layer} PROPERTIES EXPORT_NAME ${layer} INSTALL_RPATH "\$ORIGIN")
+    install(TARGETS orvane-${layer} EXPORT orvaneTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+endforeach()
 file(RELATIVE_PATH libdir_to_library /${CMAKE_INSTALL_LIBDIR} /${ORVANE_INSTALL_DIR})
 install(CODE "
     foreach(link liborvane.so liborvane.so.1)
@@ -21,7 +23,7 @@ install(CODE "
 
 # The static libraries have a folder of their own, since a linker prefers a shared one in the same folder.
 set(ORVANE_STATIC_DIR ${CMAKE_INSTALL_LIBDIR}/orvane-static)
-install(TARGETS orvane-static orvane-glib-static ARCHIVE DESTINATION ${ORVANE_STATIC_DIR} OPTIONAL)
+install(TARGETS orvane-static orvane-glib-static orvane-json-static ARCHIVE DESTINATION ${ORVANE_STATIC_DIR} OPTIONAL)
 
 # The programs contain the library, so they are installed beside its adapters, too; the usual folder has links to them.
 install(TARGETS orvane-cli orvane-simulator RUNTIME DESTINATION ${ORVANE_INSTALL_DIR})
@@ -76,6 +78,7 @@ endfunction()
 orvane_pkgconfig(orvane "Client library for a SOAP management service" "glib-2.0 gobject-2.0"
     "-lxml2 -lcurl -lstdc++ -ldl -lm -pthread")
 orvane_pkgconfig(orvane-glib "liborvane on a GMainContext" "orvane" "")
+orvane_pkgconfig(orvane-json "Objects of liborvane as JSON" "orvane" "-ljson-glib-1.0")
 
 # Last: the installed files, from which "dev uninstall" removes them.
 install(CODE "

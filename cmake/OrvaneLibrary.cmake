@@ -61,3 +61,22 @@ if(modules)
         add_dependencies(${library} openssl102-crypto openssl102-ssl)
     endforeach()
 endif()
+
+# A shared library above the core, of one module: NAME, its static form, and MODULE_internal for programs that contain
+# the library.
+function(orvane_layer name module)
+    add_library(${name} SHARED)
+    target_link_libraries(${name} PRIVATE ${module} PUBLIC orvane)
+    set_target_properties(${name} PROPERTIES
+        VERSION ${PROJECT_VERSION} SOVERSION 1 LINK_DEPENDS ${PROJECT_SOURCE_DIR}/exports.map)
+    target_link_options(${name} PRIVATE
+        -Wl,--version-script=${PROJECT_SOURCE_DIR}/exports.map -Wl,--no-undefined -Wl,-z,now
+        -Wl,--as-needed)
+    if(ORVANE_SANITIZE MATCHES address OR ORVANE_SANITIZE MATCHES thread)
+        # clang leaves the sanitizer's symbols to the program
+        target_link_options(${name} PRIVATE $<$<CXX_COMPILER_ID:Clang>:-Wl,-z,undefs>)
+    endif()
+    orvane_static_library(${name}-static ${name} ${module})
+    add_library(${module}_internal STATIC)
+    target_link_libraries(${module}_internal PUBLIC ${module} orvane_internal)
+endfunction()

@@ -32,6 +32,7 @@ apps/lib/basicHttp/  basicHttpTest orvaneTest hostileTest scenarioTest
 ozy/lib/schemaRows/  schemaTextTest orvaneTest
 ozy/lib/schemaText/  schemaTextTest schemagenTest schemaImportTest schemaLoadTest
 ozy/lib/orvaneGlib/  orvaneGlibTest
+ozy/lib/orvaneJson/  orvaneJsonTest
 ozy/lib/orvane/      orvaneTest schemaLoadTest orvaneGlibTest scenarioTest hostileTest
 '
 
@@ -66,7 +67,7 @@ copy_tree() {
     done
     {
         cat CMakeLists.txt
-        echo 'foreach(module IN LISTS modules programModules ITEMS orvaneGlib)'
+        echo 'foreach(module IN LISTS modules programModules ITEMS orvaneGlib orvaneJson)'
         echo "    target_compile_options(\${module} PRIVATE -w -O1 -g0 -include $root/mutant.h)"
         echo 'endforeach()'
     } >"$root/new"

@@ -1,5 +1,6 @@
 /* An application in C99, built from an installed copy: starts the library, uses the three schemas, the spec
- * builders and the TLS layer. */
+ * builders, JSON and the TLS layer. */
+#include <orvane/json.h>
 #include <orvane/orvane.h>
 #include <orvane/orvaneGlib.h>
 #include <orvane/schema/ferry.h>
@@ -16,13 +17,16 @@ int main(void) {
     guint numLines = 0;
     OrvaneSession *session;
     GObject *spec;
+    char *json;
     orvane_log_set_handler(OnLine, &numLines, 145);
     if (!orvane_glib_init(NULL))
         return 1;
     session = orvane_session_new();
     spec = orvane_property_spec_new(SKEMA_TYPE_OZY_VIRTUAL_MACHINE, FALSE, "name", NULL);
-    g_print("%s %s %d\n", g_type_name(SKEMA_TYPE_OZY_VIRTUAL_MACHINE), G_OBJECT_TYPE_NAME(spec),
-            SSL_IsThumbprint("x"));
+    json = orvane_object_to_json(spec, ORVANE_JSON_COMPACT, NULL);
+    g_print("%s %s %d %s\n", g_type_name(SKEMA_TYPE_OZY_VIRTUAL_MACHINE), G_OBJECT_TYPE_NAME(spec),
+            SSL_IsThumbprint("x"), json);
+    g_free(json);
     g_object_unref(spec);
     g_object_unref(session);
     orvane_glib_shutdown();

@@ -7,6 +7,7 @@ here=$source/tests/installed
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 expected="SkemaOzyVirtualMachine SkemaQormCorePropertyCollectorPropertySpec 0"
+expected+=' {"_type":"PropertySpec","type":"VirtualMachine","all":false,"pathSet":["name"]}'
 
 fail() { printf '%s\n' "$*" >&2; exit 1; }
 check() { # a program prints what it should
@@ -28,7 +29,7 @@ for binary in "$prefix"/bin/*; do
 done
 
 export PKG_CONFIG_PATH=$libdir/pkgconfig
-read -ra flags <<<"$(pkg-config --cflags --libs orvane-glib)"
+read -ra flags <<<"$(pkg-config --cflags --libs orvane-glib orvane-json)"
 c99=(-std=c99 -Wall -Wextra -Wpedantic -Werror)
 cxx20=(-std=c++20 -Wall -Wextra -Wpedantic -Werror)
 "$cc" "${c99[@]}" "$here/consumer.c" -o "$work/c" "${flags[@]}" -Wl,-rpath,"$libdir"
@@ -38,7 +39,7 @@ check "$work/cpp"
 
 # the static library looks for the adapters of OpenSSL beside the program
 if [[ -f $build/static/liborvane-glib.a ]]; then
-    read -ra flags <<<"$(pkg-config --static --cflags --libs orvane-glib)"
+    read -ra flags <<<"$(pkg-config --static --cflags --libs orvane-glib orvane-json)"
     static=$prefix/lib/halden/static-consumer
     "$cc" "${c99[@]}" "$here/consumer.c" -o "$static" \
         -L"$(pkg-config --variable=staticlibdir orvane)" "${flags[@]}"

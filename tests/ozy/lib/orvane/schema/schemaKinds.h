@@ -21,6 +21,7 @@
 #include <string>
 
 #include "ozy/lib/orvane/schema/schemaEngine.h"
+#include "tests/ozy/lib/orvane/schema/shownValue.h"
 
 namespace schemaKinds {
 
@@ -34,8 +35,5 @@ struct KindRow {
 
 std::span<const KindRow> Rows();
 guint MethodOf(const std::string &wireName);
-
-/* What a value holds, for people: 7, "text", 5.7s, 00ff, [1 2], any(7), a SelectionSpec. */
-std::string Show(const GValue *value);
 
 } // namespace schemaKinds
