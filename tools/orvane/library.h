@@ -1,18 +1,17 @@
 /*
  * library.h -- liborvane on the default GMainContext, started for as long as this lives
  *
- * Meanwhile SIGINT and SIGTERM are noted, and what waits in the context throws Interrupted, so that a command
- * can log out. A second signal ends the program at once.
+ * Meanwhile SIGINT, SIGTERM and SIGHUP are noted, and what waits in the context throws Interrupted, so that a command
+ * can log out. A second signal ends the program at once. SIGTSTP stops it.
  */
 #pragma once
 
-#include <csignal>
 #include <utility>
 
-#include <glib-unix.h>
 #include <orvane/orvaneGlib.h>
 
 #include "tools/orvane/failure.h"
+#include "tools/process/processSignals.h"
 
 namespace orvaneCli {
 
@@ -21,14 +20,10 @@ public:
     Library() {
         if (!orvane_glib_init(nullptr))
             throw Failure("the library does not start");
-        for (Noted &each : noted)
-            each.source = g_unix_signal_add(each.number, OnSignal, &each);
+        process::StartSignals({.onEnd = [](int number) { signal = number; }});
     }
     ~Library() {
-        for (const Noted &each : noted) {
-            if (each.source != 0)
-                g_source_remove(each.source);
-        }
+        process::EndSignals();
         orvane_glib_shutdown();
     }
     Library(const Library &) = delete;
@@ -38,21 +33,7 @@ public:
     static int TakeSignal() { return std::exchange(signal, 0); }
 
 private:
-    struct Noted {
-        int number;
-        guint source = 0;
-    };
-
-    /* GLib restores the signal's own action with the removal. */
-    static gboolean OnSignal(gpointer data) {
-        auto *each = static_cast<Noted *>(data);
-        each->source = 0;
-        signal = each->number;
-        return G_SOURCE_REMOVE;
-    }
-
     static inline constinit int signal = 0;
-    Noted noted[2] = {{SIGINT}, {SIGTERM}};
 };
 
 } // namespace orvaneCli

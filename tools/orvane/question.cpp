@@ -12,6 +12,7 @@
 
 #include "lib/misc/secret.h"
 #include "tools/orvane/failure.h"
+#include "tools/process/processSignals.h"
 
 namespace orvaneCli {
 
@@ -19,8 +20,8 @@ namespace {
 
 constexpr size_t kMaxAnswer = 4096;       /* a terminal has no longer lines */
 constexpr timespec kLook{0, 200'000'000}; /* for a signal that another thread got */
-constexpr auto kSignals =
-    std::to_array({SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGTSTP}); /* all that may end the question */
+constexpr auto kSignals = std::to_array(
+    {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGTSTP, SIGCONT}); /* all that end the question */
 
 constinit volatile sig_atomic_t gSignal = 0; /* the one that came, or 0 */
 
@@ -130,9 +131,11 @@ std::optional<std::string> AskUntilAnswered(const std::string &question, bool is
         if (answer || gSignal == 0)
             return answer;
         fmt::print(stderr, "\n");
-        if (gSignal != SIGTSTP)
+        if (gSignal != SIGTSTP && gSignal != SIGCONT)
             throw Interrupted(gSignal);
-        raise(SIGTSTP); /* stops here; once it runs again the question is asked again */
+        if (gSignal == SIGTSTP)
+            process::StopForNow();
+        /* it goes on: the question is asked again, with the settings of the terminal as they are by now */
     }
 }
 

@@ -1,6 +1,7 @@
 #include "tools/simulator/simulator.h"
 
 #include <algorithm>
+#include <csignal>
 #include <mutex>
 #include <optional>
 #include <thread>
@@ -150,8 +151,15 @@ void Simulator::Start() {
 
 void Simulator::RunInThread() {
     Start();
-    if (!state->thread.joinable())
-        state->thread = std::thread([this] { state->RunThread(*this); });
+    if (state->thread.joinable())
+        return;
+    /* signals are for the threads of the program */
+    sigset_t all;
+    sigset_t before;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &before);
+    state->thread = std::thread([this] { state->RunThread(*this); });
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }
 
 void Simulator::Stop() {

@@ -25,6 +25,37 @@ std::vector<char *> Pointers(std::vector<std::string> &words) {
     return all;
 }
 
+/* Gives the terminal to a group of processes. */
+void PutInForeground(pid_t group) {
+    signal(SIGTTOU, SIG_IGN);
+    tcsetpgrp(STDIN_FILENO, group);
+    signal(SIGTTOU, SIG_DFL);
+}
+
+/* Returns in a child of this process, which is the foreground job of the terminal. This process follows it, and ends as
+ * it ends. */
+void ControlJob() {
+    const pid_t job = fork();
+    if (job == 0) {
+        setpgid(0, 0);
+        PutInForeground(getpid());
+        return;
+    }
+    setpgid(job, job);
+    int status = 0;
+    for (int i = 1; waitpid(job, &status, WUNTRACED) == job && WIFSTOPPED(status); i++) {
+        PutInForeground(getpid());
+        dprintf(STDOUT_FILENO, "[stop %d]", i);
+        char line[16];
+        if (read(STDIN_FILENO, line, sizeof line) <= 0)
+            break;
+        PutInForeground(job);
+        kill(-job, SIGCONT);
+        dprintf(STDOUT_FILENO, "[go %d]", i);
+    }
+    _exit(WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status));
+}
+
 /* Appends what can be read now; returns false at the end. */
 bool Append(int descriptor, std::string *text) {
     char buffer[4096];
@@ -37,8 +68,19 @@ bool Append(int descriptor, std::string *text) {
 } // namespace
 
 Program::Program(const std::string &path, const std::vector<std::string> &arguments,
-                 bool onTerminal, const Streams &streams)
-    : out(-1), err(-1) {
+                 bool onTerminal, const Streams &streams) {
+    Start(path, arguments, onTerminal, false, streams);
+}
+
+std::unique_ptr<Program> Program::StartJob(const std::string &path,
+                                           const std::vector<std::string> &arguments) {
+    std::unique_ptr<Program> program(new Program);
+    program->Start(path, arguments, true, true, {});
+    return program;
+}
+
+void Program::Start(const std::string &path, const std::vector<std::string> &arguments,
+                    bool onTerminal, bool isJob, const Streams &streams) {
     std::vector<std::string> words = arguments;
     words.insert(words.begin(), BuildPath(path));
     std::vector<char *> argv = Pointers(words);
@@ -68,6 +110,8 @@ Program::Program(const std::string &path, const std::vector<std::string> &argume
             if (streams.output == "closed")
                 close(STDOUT_FILENO);
         }
+        if (isJob)
+            ControlJob();
         execv(argv[0], argv.data());
         _exit(127);
     }
@@ -127,8 +171,8 @@ int Program::OpenTerminal() const {
     return open(ptsname(out), O_RDWR | O_NOCTTY | O_CLOEXEC);
 }
 
-void Program::Interrupt() {
-    kill(child, SIGINT);
+void Program::Signal(int number) {
+    kill(child, number);
 }
 
 Ended Program::Wait() {
@@ -139,5 +183,5 @@ Ended Program::Wait() {
     int status = 0;
     waitpid(child, &status, 0);
     child = 0;
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, outText, errText};
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status), outText, errText};
 }

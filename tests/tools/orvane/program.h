@@ -3,11 +3,13 @@
  */
 #pragma once
 
+#include <csignal>
+#include <memory>
 #include <string>
 #include <vector>
 
 struct Ended {
-    int status; /* exit status, or -1 if a signal ended it */
+    int status; /* exit status, or minus the signal that ended it */
     std::string out;
     std::string err;
 };
@@ -26,26 +28,36 @@ public:
     /* Path below the build folder. On a terminal of its own, stdout and stderr come together. */
     Program(const std::string &path, const std::vector<std::string> &arguments,
             bool onTerminal = false, const Streams &streams = {});
+    /* On a terminal, as the foreground job of a parent, which writes "[stop 1]" when the program stops. When a line is
+     * typed, it continues the program and writes "[go 1]". */
+    static std::unique_ptr<Program> StartJob(const std::string &path,
+                                             const std::vector<std::string> &arguments);
     ~Program(); /* kills it if it still runs */
     Program(const Program &) = delete;
     Program &operator=(const Program &) = delete;
 
     /* Reads stdout until it holds the text; false if that took 20 seconds or the output ended. */
     bool WaitFor(const std::string &text);
+    /* What has been read of stdout. */
+    const std::string &Output() const { return outText; }
     /* Types a text at the terminal. */
     void Type(const std::string &text);
-    void Interrupt();
+    void Interrupt() { Signal(SIGINT); }
+    void Signal(int number);
     /* Opens the program's terminal, which then keeps its settings after the program's end. */
     int OpenTerminal() const;
     /* Waits for the end, at most 60 seconds. */
     Ended Wait();
 
 private:
+    Program() = default;
+    void Start(const std::string &path, const std::vector<std::string> &arguments, bool onTerminal,
+               bool isJob, const Streams &streams);
     bool ReadSome(int timeoutMs);
 
-    int child;
-    int out;
-    int err;
+    int child = 0;
+    int out = -1;
+    int err = -1;
     std::string outText;
     std::string errText;
 };

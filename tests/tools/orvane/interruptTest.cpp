@@ -1,0 +1,143 @@
+// Signals while the program runs: it logs out, leaves the terminal as it was, and ends with 128 and the number.
+#include <gmock/gmock.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include "tests/tools/orvane/program.h"
+#include "tests/tools/simulator/soapClient.h"
+#include "tools/simulator/simulator.h"
+
+namespace {
+
+using simulator::TroubleKind;
+using testing::AnyOf;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::Not;
+
+bool HasEcho(int terminal) {
+    termios settings{};
+    return tcgetattr(terminal, &settings) == 0 && (settings.c_lflag & ECHO) != 0;
+}
+
+class OrvaneInterrupted : public testing::Test {
+protected:
+    OrvaneInterrupted() : server({.machines = 3, .taskDurationMs = 60000}) {
+        setenv("ORVANE_PASSWORD", "secret", 1);
+        Program::looksForLeaks = false;
+        server.RunInThread();
+    }
+    ~OrvaneInterrupted() override {
+        unsetenv("ORVANE_PASSWORD");
+        Program::looksForLeaks = true;
+    }
+
+    std::vector<std::string> Demo() const {
+        return {"demo", "--url", server.Url(), "--machine", "machine-0002"};
+    }
+    void Silence(const char *method, int skip = 0) {
+        server.AddTrouble(
+            {.kind = TroubleKind::Silent, .method = method, .count = -1, .skip = skip});
+    }
+    bool HasCalled(const char *method, int count = 1) const {
+        return Eventually([&] { return server.NumCalls(method) >= count; });
+    }
+
+    simulator::Simulator server;
+};
+
+TEST_F(OrvaneInterrupted, LogsOutWhereverItWaits) {
+    const struct {
+        const char *silenced;
+        const char *waitsIn;
+        int count;
+        int numLogouts;
+    } rows[] = {
+        {"RetrieveServiceContent", "RetrieveServiceContent", 1, 0}, /* connecting */
+        {"RetrieveProperties", "RetrieveProperties", 1, 1},         /* a call */
+        {"none", "WaitForUpdatesEx", 4, 1},                         /* a task, and updates */
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.waitsIn);
+        server.ResetCounters();
+        server.ClearTroubles();
+        Silence(row.silenced);
+        Program demo("bin/orvane", Demo(), true);
+        EXPECT_TRUE(HasCalled(row.waitsIn, row.count));
+        demo.Type("\x03");
+        const Ended ended = demo.Wait();
+        EXPECT_EQ(130, ended.status);
+        EXPECT_THAT(ended.out, EndsWith("orvane: interrupted\r\n"));
+        EXPECT_EQ(row.numLogouts, server.NumCalls("Logout"));
+        EXPECT_EQ(0, server.NumSessions());
+    }
+}
+
+TEST_F(OrvaneInterrupted, EndsWithTheNumberOfTheSignalAndAtOnceWithTheSecond) {
+    Silence("RetrieveProperties");
+    for (const int signal : {SIGTERM, SIGHUP, SIGINT}) {
+        server.ResetCounters();
+        Program demo("bin/orvane", Demo());
+        EXPECT_TRUE(HasCalled("RetrieveProperties"));
+        demo.Signal(signal);
+        EXPECT_EQ(128 + signal, demo.Wait().status);
+    }
+    Silence("Logout");
+    server.ResetCounters();
+    Program demo("bin/orvane", Demo(), true);
+    EXPECT_TRUE(HasCalled("RetrieveProperties"));
+    demo.Type("\x03");
+    EXPECT_TRUE(HasCalled("Logout"));
+    demo.Type("\x03");
+    EXPECT_EQ(-SIGINT, demo.Wait().status);
+}
+
+TEST_F(OrvaneInterrupted, WhatWasIgnoredAtItsStartStaysIgnored) {
+    Silence("RetrieveProperties");
+    for (const int ignored : {SIGINT, SIGHUP})
+        signal(ignored, SIG_IGN);
+    Program demo("bin/orvane", Demo());
+    for (const int ignored : {SIGINT, SIGHUP})
+        signal(ignored, SIG_DFL);
+    EXPECT_TRUE(HasCalled("RetrieveProperties"));
+    demo.Signal(SIGINT);
+    demo.Signal(SIGHUP);
+    demo.Signal(SIGTERM);
+    EXPECT_EQ(128 + SIGTERM, demo.Wait().status);
+}
+
+TEST_F(OrvaneInterrupted, StopsAtThePromptAndAsksAgain) {
+    unsetenv("ORVANE_PASSWORD");
+    const auto about = Program::StartJob("bin/orvane", {"about", server.Url(), "administrator"});
+    const int terminal = about->OpenTerminal();
+    EXPECT_TRUE(about->WaitFor("Password of administrator: "));
+    EXPECT_FALSE(HasEcho(terminal));
+    about->Type("half\x1a");
+    EXPECT_TRUE(about->WaitFor("[stop 1]"));
+    EXPECT_TRUE(HasEcho(terminal));
+    about->Type("\n");
+    EXPECT_TRUE(Eventually([&] { return !HasEcho(terminal); }));
+    about->Type("secret\n");
+    EXPECT_TRUE(Eventually([&] { return HasEcho(terminal); }));
+    close(terminal);
+    const Ended ended = about->Wait();
+    EXPECT_EQ(0, ended.status) << ended.out;
+    EXPECT_THAT(ended.out, Not(AnyOf(HasSubstr("half"), HasSubstr("secret"))));
+    EXPECT_THAT(ended.out, testing::ContainsRegex("Password of(.|\n)*stop 1(.|\n)*Password of"));
+}
+
+TEST_F(OrvaneInterrupted, StopsInATaskAndGoesOnMoreThanOnce) {
+    const auto demo = Program::StartJob("bin/orvane", Demo());
+    EXPECT_TRUE(HasCalled("WaitForUpdatesEx", 4));
+    for (const char *number : {"1", "2"}) {
+        demo->Type("\x1a");
+        EXPECT_TRUE(demo->WaitFor("[stop " + std::string(number)));
+        demo->Type("\n");
+        EXPECT_TRUE(demo->WaitFor("[go " + std::string(number)));
+    }
+    demo->Type("\x03");
+    EXPECT_EQ(130, demo->Wait().status);
+    EXPECT_EQ(0, server.NumSessions());
+}
+
+} // namespace
