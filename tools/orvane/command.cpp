@@ -5,6 +5,7 @@
 
 #include <fmt/format.h>
 
+#include "lib/misc/log.h"
 #include "tools/orvane/failure.h"
 #include "tools/orvane/terminal.h"
 
@@ -12,6 +13,7 @@ namespace orvaneCli {
 
 void ReportFailure(const std::string &message) {
     std::fflush(stdout);
+    Warning("PROGRAM: %s\n", message.c_str());
     const std::string line = fmt::format("orvane: {}\n", message);
     /* there is no other place to report that stderr does not work */
     (void)!std::fwrite(line.data(), 1, line.size(), stderr);

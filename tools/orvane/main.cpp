@@ -7,6 +7,7 @@
 #include "tools/orvane/aboutCommand.h"
 #include "tools/orvane/command.h"
 #include "tools/orvane/demo.h"
+#include "tools/orvane/logOptions.h"
 #include "tools/orvane/nearestWord.h"
 #include "tools/orvane/schemaCommand.h"
 #include "tools/orvane/terminal.h"
@@ -30,12 +31,21 @@ std::string FullName(const CLI::App &command) {
     return parent == nullptr ? command.get_name() : FullName(*parent) + " " + command.get_name();
 }
 
+/* The words that a command could not use; they fall through to the commands above it. */
+std::vector<std::string> WordsLeft(const CLI::App &command) {
+    std::vector<std::string> words;
+    for (const CLI::App *each = &command; words.empty() && each != nullptr;
+         each = each->get_parent())
+        words = each->remaining();
+    return words;
+}
+
 /* What to say of a word in the place of a command; empty if the command needs none, or none was given. */
 std::string UnknownCommandText(const CLI::App &command) {
     std::vector<std::string> names;
     for (const CLI::App *each : command.get_subcommands([](const CLI::App *) { return true; }))
         names.push_back(each->get_name());
-    const std::vector<std::string> words = command.remaining();
+    const std::vector<std::string> words = WordsLeft(command);
     if (names.empty() || words.empty())
         return "";
     const std::string nearest = NearestWord(words.front(), names);
@@ -57,6 +67,11 @@ int ReportUsage(const CLI::App &program, const CLI::ParseError &error) {
 int Run(int argc, char **argv) {
     CLI::App program("Works with a SOAP management service through liborvane", "orvane");
     program.require_subcommand(1);
+    program.fallthrough(); /* options of the program may follow the command */
+    process::LogOptions logOptions;
+    AddLogOptions(program, logOptions);
+    program.parse_complete_callback(
+        [&] { StartLog(logOptions, FullName(LastCommand(program)), ORVANE_VERSION); });
     program.set_version_flag("--version", ORVANE_VERSION);
     program.footer(
         "The exit status is 0 if all went well, 1 if the service or a file failed, 2 for a "
@@ -85,5 +100,7 @@ int Run(int argc, char **argv) {
 
 int main(int argc, char **argv) {
     HoldStandardStreams();
-    return CheckOutput(Run(argc, argv));
+    const int status = RunCommand([&] { return CheckOutput(Run(argc, argv)); });
+    EndLog(status);
+    return status;
 }

@@ -1,5 +1,4 @@
 // orvane-simulator: the simulator as a program.
-#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
@@ -9,13 +8,15 @@
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
-#include <poll.h>
-#include <sys/signalfd.h>
-#include <unistd.h>
 
 #include "lib/misc/err.h"
+#include "lib/misc/log.h"
+#include "lib/misc/poll.h"
 #include "lib/misc/printableText.h"
+#include "ozy/lib/orvaneGlib/glibLoop.h"
 #include "tools/certificates/certificateKind.h"
+#include "tools/process/processLog.h"
+#include "tools/process/processSignals.h"
 #include "tools/simulator/simulator.h"
 #include "tools/simulator/trouble.h"
 #include "tools/standardStreams.h"
@@ -39,6 +40,7 @@ struct Settings {
     std::string anchorFile;
     bool isTls = false;
     bool verbose = false;
+    process::LogOptions log;
 };
 
 std::string CertificateHelp() {
@@ -108,7 +110,14 @@ void AddOptions(CLI::App &app, Settings &settings) {
         ->excludes(key);
     app.footer(CertificateHelp());
     app.add_flag("--control", options.control, "Serve the switches at /control/");
-    app.add_flag("-v,--verbose", settings.verbose, "Log every request");
+    app.add_flag("-v,--verbose", settings.verbose, "Print every request to stderr");
+    CLI::Option *log = app.add_option("--log", settings.log.file,
+                                      "Write a log with every request to a file, which earlier "
+                                      "ones are kept beside; - for stderr");
+    app.add_option("--log-level", settings.log.level, "Least severe level in the log")
+        ->capture_default_str()
+        ->check(CLI::IsMember(process::LogLevels()))
+        ->needs(log);
 }
 
 std::string ReadFile(const std::string &path) {
@@ -162,8 +171,11 @@ simulator::Options Interpret(const Settings &settings) {
                                    options.certificateKind));
     if (!isMade && !settings.anchorFile.empty())
         throw BadUsage("--anchor needs --tls, or --certificate with a kind");
-    if (settings.verbose)
-        options.log = [](std::string_view line) {
+    if (settings.verbose || !settings.log.file.empty())
+        options.log = [isPrinted = settings.verbose](std::string_view line) {
+            Log("SIMULATOR: %.*s\n", static_cast<int>(line.size()), line.data());
+            if (!isPrinted)
+                return;
             fmt::print(stderr, "{}\n", PrintableText_Make(line));
             std::fflush(stderr);
         };
@@ -185,34 +197,73 @@ void ShowCertificate(const simulator::Simulator &server, const std::string &anch
         throw std::runtime_error(fmt::format("cannot write {}", anchorFile));
 }
 
-/* Runs until SIGINT or SIGTERM. */
+void StartLog(const Settings &settings) {
+    const process::LogFailure failure =
+        process::StartLog(settings.log, "orvane-simulator", ORVANE_VERSION);
+    const std::string what = fmt::format("--log {}: ", settings.log.file);
+    switch (failure.problem) {
+    case process::LogProblem::kNone:
+        return;
+    case process::LogProblem::kOtherFile:
+        throw std::runtime_error(what + "the file is there, and is no log");
+    case process::LogProblem::kNotRegular:
+        throw std::runtime_error(what + "is no regular file");
+    case process::LogProblem::kSystem:
+        throw std::runtime_error(what + failure.reason);
+    }
+}
+
+/* The loop of the program, with its signals, for as long as this lives. */
+class Loop {
+public:
+    Loop() {
+        GlibLoop_Open(g_main_context_default());
+        process::StartSignals({.onEnd = [this](int) { isEnding = true; }, .onContinue = nullptr});
+    }
+    ~Loop() {
+        process::EndSignals();
+        GlibLoop_Close();
+    }
+    Loop(const Loop &) = delete;
+    Loop &operator=(const Loop &) = delete;
+
+    /* Runs the server until a signal ends it. */
+    void Run(simulator::Simulator &server) {
+        Poll_CB_Device(Wake, this, server.PollDescriptor(), TRUE);
+        while (!isEnding) {
+            if (const int milliseconds = server.TimeoutMs(); milliseconds >= 0)
+                Poll_CB_RTime(Wake, this, gint64{milliseconds} * 1000, FALSE, nullptr);
+            g_main_context_iteration(nullptr, TRUE);
+            Poll_CB_RTimeRemove(Wake, this, FALSE);
+            server.Run();
+        }
+        Poll_CB_DeviceRemove(Wake, this, TRUE);
+    }
+
+private:
+    static void Wake(gpointer) {} /* Run() does the work */
+
+    bool isEnding = false;
+};
+
+/* Runs until SIGINT, SIGTERM or SIGHUP. */
 void Serve(const Settings &settings) {
     const simulator::Options options = Interpret(settings);
     const auto troubles = ParseTroubles(settings);
-    sigset_t signals;
-    sigemptyset(&signals);
-    sigaddset(&signals, SIGINT);
-    sigaddset(&signals, SIGTERM);
-    sigprocmask(SIG_BLOCK, &signals, nullptr);
-    const int ending = signalfd(-1, &signals, SFD_CLOEXEC);
-    if (ending < 0)
-        throw std::runtime_error("cannot watch for signals");
-
+    StartLog(settings);
+    Loop loop;
     simulator::Simulator server(options);
     for (const simulator::Trouble &trouble : troubles)
         server.AddTrouble(trouble);
     server.Start();
+    Log("SIMULATOR: serves %s\n", server.Url().c_str());
     fmt::print("{}\n", server.Url());
     ShowCertificate(server, settings.anchorFile);
     if (std::fflush(stdout) != 0)
         throw std::runtime_error(fmt::format("the output cannot be written: {}", Err_ErrString()));
-
-    pollfd descriptors[] = {{server.PollDescriptor(), POLLIN, 0}, {ending, POLLIN, 0}};
-    while (descriptors[1].revents == 0) {
-        poll(descriptors, 2, server.TimeoutMs());
-        server.Run();
-    }
-    close(ending);
+    loop.Run(server);
+    server.Stop();
+    Log("SIMULATOR: served %d calls\n", server.NumCalls());
 }
 
 } // namespace
@@ -235,6 +286,7 @@ int main(int argc, char **argv) try {
         return std::fflush(stdout) == 0 ? EXIT_SUCCESS : EXIT_FAILURE;
     }
     Serve(settings);
+    process::EndLog();
     return EXIT_SUCCESS;
 } catch (const BadUsage &error) {
     std::fprintf(stderr, "orvane-simulator: %s\n", PrintableText_Make(error.what()).c_str());

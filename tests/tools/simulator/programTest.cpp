@@ -1,9 +1,13 @@
 // The program orvane-simulator: its command line, its output and its end.
 #include <algorithm>
+#include <atomic>
+#include <future>
 
 #include <gmock/gmock.h>
 
+#include "tests/support/temporaryFolder.h"
 #include "tests/tools/orvane/program.h"
+#include "tests/tools/simulator/soapClient.h"
 
 namespace {
 
@@ -43,6 +47,35 @@ TEST(SimulatorProgram, EndsWithTheStatusThatSaysWhy) {
             continue;
         EXPECT_THAT(ended.err, AllOf(StartsWith("orvane-simulator: "), HasSubstr(row.message)));
         EXPECT_EQ(1, std::ranges::count(ended.err, '\n')) << ended.err;
+    }
+}
+
+TEST(SimulatorProgram, ASignalEndsItWhileItServes) {
+    const TemporaryFolder folder;
+    for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
+        SCOPED_TRACE(signal);
+        Program program("bin/orvane-simulator", {"--machines", "5", "--log", folder.Path("log")});
+        ASSERT_TRUE(program.WaitFor("/sdk\n"));
+        const std::string url = program.Output().substr(0, program.Output().find('\n'));
+        std::atomic<int> numReplies = 0;
+        std::vector<std::future<void>> clients;
+        for (int i = 0; i < 4; i++)
+            clients.push_back(std::async(std::launch::async, [&] {
+                SoapClient client(url);
+                client.Login();
+                while (client.Call("CurrentTime", "ServiceInstance", "ServiceInstance").error ==
+                       CURLE_OK)
+                    numReplies++;
+            }));
+        EXPECT_TRUE(Eventually([&] { return numReplies > 50; }));
+        program.Signal(signal);
+        const Ended ended = program.Wait();
+        EXPECT_EQ(0, ended.status);
+        EXPECT_EQ("", ended.err);
+        clients.clear(); /* waits for them: their connections are closed */
+        EXPECT_EQ(CURLE_COULDNT_CONNECT, SoapClient(url).Get(url).error);
+        EXPECT_THAT(folder.Read("log"), AllOf(HasSubstr("POST /sdk CurrentTime -> 200"),
+                                              HasSubstr("SIMULATOR: served ")));
     }
 }
 

@@ -1,0 +1,57 @@
+#include "tools/orvane/logOptions.h"
+
+#include <cstdlib>
+
+#include <fmt/format.h>
+
+#include "lib/misc/log.h"
+#include "tools/orvane/failure.h"
+#include "tools/orvane/terminal.h"
+
+namespace orvaneCli {
+
+namespace {
+
+std::string ReasonText(const process::LogFailure &failure) {
+    switch (failure.problem) {
+    case process::LogProblem::kOtherFile:
+        return "the file is there, and is no log";
+    case process::LogProblem::kNotRegular:
+        return "it is no regular file";
+    case process::LogProblem::kSystem:
+    case process::LogProblem::kNone:
+        break;
+    }
+    return failure.reason;
+}
+
+} // namespace
+
+void AddLogOptions(CLI::App &program, process::LogOptions &options) {
+    CLI::Option *log =
+        program.add_option("--log", options.file,
+                           "Write a log to a new file, beside which the last three are kept; - "
+                           "for stderr. It has no secrets in it");
+    program
+        .add_option("--log-level", options.level,
+                    "Least severe level in the log; debug adds what is sent and received")
+        ->capture_default_str()
+        ->check(CLI::IsMember(process::LogLevels()))
+        ->needs(log);
+}
+
+void StartLog(const process::LogOptions &options, const std::string &command, const char *version) {
+    const process::LogFailure failure = process::StartLog(options, "orvane", version);
+    if (failure.problem != process::LogProblem::kNone)
+        throw Failure(fmt::format("no log: {}: {}", Printable(options.file), ReasonText(failure)));
+    if (options.level == "debug")
+        setenv("HALDEN_BASICHTTP_TRACE", "1", 0); /* before the library starts, which reads it */
+    Log("PROGRAM: %s\n", command.c_str());
+}
+
+void EndLog(int status) {
+    Log("PROGRAM: ends with status %d\n", status);
+    process::EndLog();
+}
+
+} // namespace orvaneCli
