@@ -1,6 +1,7 @@
 /* An application in C99, built from an installed copy: starts the library, uses the three schemas, the spec
  * builders, JSON and the TLS layer. */
 #include <orvane/json.h>
+#include <orvane/log.h>
 #include <orvane/orvane.h>
 #include <orvane/orvaneGlib.h>
 #include <orvane/schema/ferry.h>
@@ -14,7 +15,7 @@ static void OnLine(gint level, const char *text, gpointer data) {
 }
 
 int main(void) {
-    guint numLines = 0;
+    guint numLines = 0, numBefore;
     OrvaneSession *session;
     GObject *spec;
     char *json;
@@ -30,6 +31,9 @@ int main(void) {
     g_object_unref(spec);
     g_object_unref(session);
     orvane_glib_shutdown();
+    numBefore = numLines;
+    orvane_enum_get_by_nick(G_TYPE_INT, "one"); /* logs a line */
     orvane_log_set_handler(NULL, NULL, 0);
-    return 0;
+    orvane_enum_get_by_nick(G_TYPE_INT, "two");
+    return numLines != numBefore + 1;
 }
