@@ -27,6 +27,7 @@ install(TARGETS orvane-static orvane-glib-static orvane-json-static ARCHIVE DEST
 
 # The programs contain the library, so they are installed beside its adapters, too; the usual folder has links to them.
 install(TARGETS orvane-cli orvane-simulator RUNTIME DESTINATION ${ORVANE_INSTALL_DIR})
+install(DIRECTORY tools/orvane/messages DESTINATION ${ORVANE_INSTALL_DIR})
 file(RELATIVE_PATH bindir_to_library /${CMAKE_INSTALL_BINDIR} /${ORVANE_INSTALL_DIR})
 install(CODE "
     file(MAKE_DIRECTORY \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_BINDIR}\")

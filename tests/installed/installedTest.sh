@@ -23,7 +23,8 @@ prefix=$work/moved/prefix
 libdir=$(dirname "$(find "$prefix" -name orvane.pc)")/..
 ! grep -rIl -e "$work/first" -e "$build" "$prefix" || fail "these files hold a path of the build"
 [[ $("$prefix/bin/orvane" --version) == "$("$prefix/bin/orvane-simulator" --version)" ]]
-"$prefix/bin/orvane" demo --tls --machines 1 --task-ms 1 >/dev/null || fail "the installed program does not work"
+[[ $(LC_ALL=de_DE.UTF-8 "$prefix/bin/orvane" demo --tls --machines 1 --task-ms 1) == *"Alles hat funktioniert." ]] ||
+    fail "the installed program does not work, or does not speak German"
 for binary in "$prefix"/bin/*; do
     ! readelf -S "$binary" | grep -q debug_info || fail "$binary is not stripped"
 done

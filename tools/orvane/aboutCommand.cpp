@@ -1,27 +1,29 @@
 #include "tools/orvane/aboutCommand.h"
 
+#include <utility>
+
 #include <fmt/format.h>
+#include <nlohmann/json.hpp>
 
 #include "tools/orvane/command.h"
 #include "tools/orvane/library.h"
+#include "tools/orvane/message.h"
 #include "tools/orvane/operation.h"
+#include "tools/orvane/settings.h"
 #include "tools/orvane/terminal.h"
-#include "tools/orvane/trustOptions.h"
 
 namespace orvaneCli {
 
 namespace {
 
-constexpr int kMaxSeconds = 3600;
-
 /* The fields of the service's description that are shown, in this order; absent ones are left out. */
 constexpr auto kShown = std::to_array<std::pair<const char *, const char *>>({
-    {"version", "version"},
-    {"build", "build"},
-    {"apiVersion", "interface"},
-    {"apiType", "kind"},
-    {"osType", "system"},
-    {"instanceUuid", "identity"},
+    {"version", MSGID("about.version") "version"},
+    {"build", MSGID("about.build") "build"},
+    {"apiVersion", MSGID("about.interface") "interface"},
+    {"apiType", MSGID("about.kind") "kind"},
+    {"osType", MSGID("about.system") "system"},
+    {"instanceUuid", MSGID("about.identity") "identity"},
 });
 
 std::string TextOf(GObject *object, const char *property) {
@@ -33,35 +35,62 @@ std::string TextOf(GObject *object, const char *property) {
     return text;
 }
 
-void Show(const Connection &connection, const Login &login) {
+ObjectPtr<GObject> AboutOf(const Connection &connection) {
     GObject *content = nullptr;
     g_object_get(connection.Session(), "serviceInstanceContent", &content, nullptr);
     const ObjectPtr<GObject> contentOwner(content);
     GObject *about = nullptr;
     if (content != nullptr)
         g_object_get(content, "about", &about, nullptr);
-    const ObjectPtr<GObject> aboutOwner(about);
     if (about == nullptr)
-        throw Failure("the service does not describe itself");
-
-    Terminal terminal;
-    const std::string name = TextOf(about, "fullName");
-    terminal.Heading(name.empty() ? "(a service without a name)" : name);
-    for (const auto &[property, label] : kShown) {
-        if (const std::string text = TextOf(about, property); !text.empty())
-            terminal.Line(fmt::format("  {:<12}{}", label, text));
-    }
-    const char *version = orvane_session_get_version(connection.Session());
-    terminal.Line(fmt::format("  {:<12}{}", "negotiated", version ? version : "nothing"));
-    terminal.Line(fmt::format("  {:<12}{} as {}", "address", login.url, login.user));
-    terminal.Line(fmt::format("  {:<12}{}", "connection", connection.TrustSummary()));
+        throw Failure(Text(MSGID("about.none") "the service does not describe itself"));
+    return ObjectPtr<GObject>(about);
 }
 
-int RunAbout(const AboutOptions &options) {
-    const Password password = FindPassword(options.password, options.login.user);
+void ShowJson(const Connection &connection, const Login &login, GObject *about) {
+    nlohmann::ordered_json all = {{"fullName", TextOf(about, "fullName")}};
+    for (const auto &[property, label] : kShown) {
+        if (const std::string text = TextOf(about, property); !text.empty())
+            all[property] = text;
+    }
+    const char *version = orvane_session_get_version(connection.Session());
+    all["negotiated"] = version ? version : "";
+    all["url"] = login.url;
+    all["user"] = login.user;
+    WriteJson(all);
+}
+
+void Show(const Connection &connection, const Login &login, GObject *about) {
+    Terminal terminal;
+    const auto line = [&](const std::string &label, const std::string &text) {
+        terminal.Line(fmt::format("  {:<12}{}", label, text));
+    };
+    const std::string name = TextOf(about, "fullName");
+    terminal.Heading(name.empty() ? Text(MSGID("about.noName") "(a service without a name)")
+                                  : name);
+    for (const auto &[property, label] : kShown) {
+        if (const std::string text = TextOf(about, property); !text.empty())
+            line(Text(label), text); // NOLINT(*-security)
+    }
+    const char *version = orvane_session_get_version(connection.Session());
+    line(Text(MSGID("about.negotiated") "negotiated"),
+         version ? version : Text(MSGID("about.nothing") "nothing"));
+    line(Text(MSGID("about.address") "address"),
+         Text(MSGID("about.as") "%s as %s", Printable(login.url).c_str(),
+              Printable(login.user).c_str()));
+    line(Text(MSGID("about.connection") "connection"), connection.TrustSummary());
+}
+
+int RunAbout(AboutOptions &options) {
+    const Login &login = options.login;
+    const Password password = CompleteLogin(options);
     const Library library;
-    Connection connection(options.login, password, options.trust);
-    Show(connection, options.login);
+    Connection connection(login, password, options.trust);
+    const ObjectPtr<GObject> about = AboutOf(connection);
+    if (IsJsonWanted())
+        ShowJson(connection, login, about.get());
+    else
+        Show(connection, login, about.get());
     connection.LogOut();
     return kDone;
 }
@@ -69,16 +98,15 @@ int RunAbout(const AboutOptions &options) {
 } // namespace
 
 void AddAbout(CLI::App &program, AboutOptions &options, int &status) {
-    CLI::App *about =
-        program.add_subcommand("about", "Connect to a service and show its description");
-    about->add_option("url", options.login.url, "Service to connect to, such as https://host/sdk")
+    CLI::App *about = program.add_subcommand(
+        "about", Text(MSGID("help.about") "Connect to a service and show its description"));
+    about
+        ->add_option(
+            "url", options.login.url,
+            Text(MSGID("help.about.url") "Service to connect to, such as https://host/sdk"))
         ->required();
-    about->add_option("user", options.login.user, "User name")->required();
-    AddPasswordOptions(*about, options.password);
-    about->add_option("--timeout", options.login.timeoutSeconds, "Time limit of a step, in seconds")
-        ->capture_default_str()
-        ->check(CLI::Range(1, kMaxSeconds));
-    AddTrustOptions(*about, options.trust);
+    about->add_option("user", options.login.user, Text(MSGID("help.user") "User name"))->required();
+    AddLoginOptions(*about, options);
     about->callback([&] { status = RunCommand([&] { return RunAbout(options); }); });
 }
 

@@ -5,15 +5,11 @@
 
 #include <CLI/CLI.hpp>
 
-#include "tools/orvane/connection.h"
+#include "tools/orvane/loginOptions.h"
 
 namespace orvaneCli {
 
-struct AboutOptions {
-    Login login;
-    PasswordOptions password;
-    TrustOptions trust;
-};
+using AboutOptions = LoginOptions;
 
 /* Adds the command, whose callback sets the status. Both must outlive the parsing. */
 void AddAbout(CLI::App &program, AboutOptions &options, int &status);

@@ -6,7 +6,6 @@
 #pragma once
 
 #include <functional>
-#include <string>
 
 namespace orvaneCli {
 
@@ -15,7 +14,5 @@ int RunCommand(const std::function<int()> &command);
 
 /* Returns the status, or kFailed with a report if a write to stdout failed. */
 int CheckOutput(int status);
-
-void ReportFailure(const std::string &message);
 
 } // namespace orvaneCli

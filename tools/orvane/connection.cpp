@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "tools/orvane/message.h"
 #include "tools/orvane/operation.h"
 
 namespace orvaneCli {
@@ -25,7 +26,8 @@ Connection::Connection(const Login &login, const Password &password,
 
 void Connection::Connect(const Login &login, const Password &password) {
     trust.Install(session.get());
-    Operation connect("connecting to " + login.url, timeoutSeconds);
+    Operation connect(Text(MSGID("connecting") "connecting to %s", login.url.c_str()),
+                      timeoutSeconds);
     orvane_session_connect(session.get(), login.url.c_str(), login.user.c_str(), password.Text(),
                            connect.Listener());
     while (!connect.EndsBefore([&] { return trust.HasQuestion(); }))
@@ -38,15 +40,15 @@ void Connection::Connect(const Login &login, const Password &password) {
         throw Failure(trust.WhyRefused());
     }
     if (orvane_session_get_state(session.get()) != ORVANE_SESSION_CONNECTED)
-        throw Failure("the session is not connected");
+        throw Failure(Text(MSGID("notConnected") "the session is not connected"));
 }
 
 void Connection::LogOut() {
-    Operation disconnect("logging out", timeoutSeconds);
+    Operation disconnect(Text(MSGID("loggingOut") "logging out"), timeoutSeconds);
     orvane_session_disconnect(session.get(), disconnect.Listener());
     disconnect.Succeed();
     if (orvane_session_get_state(session.get()) != ORVANE_SESSION_DISCONNECTED)
-        throw Failure("the session is still connected");
+        throw Failure(Text(MSGID("stillConnected") "the session is still connected"));
 }
 
 Connection::~Connection() {

@@ -25,7 +25,7 @@ namespace orvaneCli {
 struct Login {
     std::string url;
     std::string user;
-    int timeoutSeconds = 30; /* without the time that the user takes to answer */
+    int timeoutSeconds = 0; /* of a step, without the time that the user takes to answer */
 };
 
 class Connection {

@@ -12,9 +12,10 @@
 #include "tools/orvane/command.h"
 #include "tools/orvane/inventoryTree.h"
 #include "tools/orvane/library.h"
+#include "tools/orvane/message.h"
 #include "tools/orvane/operation.h"
+#include "tools/orvane/settings.h"
 #include "tools/orvane/terminal.h"
-#include "tools/orvane/trustOptions.h"
 #include "tools/simulator/simulator.h"
 
 namespace orvaneCli {
@@ -23,7 +24,8 @@ namespace {
 
 constexpr size_t kShownProperties = 8;
 constexpr char kNoSuchMachine[] = "vm-0";
-constexpr char kSimulatorPassword[] = "secret"; /* of the user "administrator" */
+constexpr char kUser[] = "administrator";
+constexpr char kSimulatorPassword[] = "secret"; /* of that user */
 constexpr int kMaxMachines = 100000;
 constexpr int kMaxSeconds = 3600;
 
@@ -48,9 +50,10 @@ private:
         g_object_get_property(object, property->name, &value);
         const std::string text = ValueText(&value);
         g_value_unset(&value);
-        self->terminal.Line(fmt::format("  {} {} = {}",
-                                        self->terminal.Styled(Style::kGood, "update"),
-                                        property->name, text.empty() ? "(nothing)" : text));
+        self->terminal.Line(fmt::format(
+            "  {} {} = {}",
+            self->terminal.Styled(Style::kGood, Text(MSGID("demo.update") "update")),
+            property->name, text.empty() ? Text(MSGID("demo.nothing") "(nothing)") : text));
     }
 
     Terminal &terminal;
@@ -61,8 +64,8 @@ private:
 
 class Demo {
 public:
-    explicit Demo(const DemoOptions &demoOptions)
-        : options(demoOptions), login(demoOptions.login), trustOptions(demoOptions.trust) {}
+    explicit Demo(DemoOptions &demoOptions)
+        : options(demoOptions), trustOptions(demoOptions.trust) {}
     void Run();
 
 private:
@@ -84,7 +87,7 @@ private:
     bool MaySwitch() const { return IsEmbedded() || !options.machine.empty(); }
     SkemaOzyVirtualMachine *Machine() { return SKEMA_OZY_VIRTUAL_MACHINE(machine.get()); }
 
-    const DemoOptions &options;
+    DemoOptions &options;
     Terminal terminal;
     std::chrono::steady_clock::time_point start = std::chrono::steady_clock::now();
     Login login;
@@ -110,8 +113,9 @@ void Demo::StartSimulator() {
         simulator->RunInThread();
     } catch (const std::exception &error) {
         simulator.reset();
-        throw Failure(fmt::format("the simulator does not start on 127.0.0.1:{}: {}", options.port,
-                                  error.what()));
+        throw Failure(Text(MSGID("demo.noSimulator") "the simulator does not start "
+                                                     "on 127.0.0.1:%d: %s",
+                           options.port, error.what()));
     }
     login.url = simulator->Url();
     password = Password(kSimulatorPassword);
@@ -122,10 +126,12 @@ void Demo::StartSimulator() {
 void Demo::LogIn() {
     connection.emplace(login, password, trustOptions);
     const GPtrArray *versions = orvane_session_get_all_versions(Session());
-    terminal.Heading("Connected", fmt::format("{} as {}", login.url, login.user));
+    terminal.Heading(Text(MSGID("demo.connected") "Connected"),
+                     Text(MSGID("about.as") "%s as %s", Printable(login.url).c_str(),
+                          Printable(login.user).c_str()));
     if (login.url.starts_with("https:"))
         terminal.Line("  " + connection->TrustSummary());
-    terminal.Line(fmt::format("  negotiated {}, which includes {} versions",
+    terminal.Line("  " + Text(MSGID("demo.negotiated") "negotiated %s, which includes %u versions",
                               orvane_session_get_version(Session()), versions ? versions->len : 0));
 }
 
@@ -140,19 +146,21 @@ void Demo::ReadInventory() {
     const ObjectPtr<GObject> aboutOwner(about);
     const ObjectPtr<SkemaQormManagedObject> rootOwner(root);
     if (!about || !root)
-        throw Failure("the service does not name its root folder");
+        throw Failure(Text(MSGID("demo.noRoot") "the service does not name its root folder"));
     gchar *fullName = nullptr;
     g_object_get(about, "fullName", &fullName, nullptr);
     terminal.Line(
-        fmt::format("  {}", fullName ? Printable(fullName) : "(a service without a name)"));
+        fmt::format("  {}", fullName ? Printable(fullName)
+                                     : Text(MSGID("about.noName") "(a service without a name)")));
     g_free(fullName);
 
     inventory = InventoryTree::Read(Session(), root, login.timeoutSeconds);
     if (IsEmbedded() && inventory->Count("VirtualMachine") != size_t(options.machines))
-        throw Failure(fmt::format("{} machines were read instead of {}",
-                                  inventory->Count("VirtualMachine"), options.machines));
-    terminal.Heading("Inventory",
-                     fmt::format("{}; {} running", inventory->Summary(), inventory->NumRunning()));
+        throw Failure(Text(MSGID("demo.machineCount") "%d machines were read instead of %d",
+                           static_cast<int>(inventory->Count("VirtualMachine")), options.machines));
+    terminal.Heading(Text(MSGID("demo.inventory") "Inventory"),
+                     Text(MSGID("demo.running") "%s; %d running", inventory->Summary().c_str(),
+                          static_cast<int>(inventory->NumRunning())));
     inventory->Show(terminal);
 }
 
@@ -160,12 +168,14 @@ void Demo::LoadMachine() {
     const Entity *found = inventory->FindMachine(options.machine);
     if (!found)
         throw Failure(options.machine.empty()
-                          ? "no machine is switched off"
-                          : fmt::format("there is no machine \"{}\"", options.machine));
+                          ? Text(MSGID("demo.noneOff") "no machine is switched off")
+                          : Text(MSGID("demo.noMachine") "there is no machine \"%s\"",
+                                 Printable(options.machine).c_str()));
     machine.reset(G_OBJECT(g_object_ref(found->object.get())));
     machineName = Printable(found->name);
 
-    Operation load("loading " + machineName, login.timeoutSeconds);
+    Operation load(Text(MSGID("demo.loading") "loading %s", machineName.c_str()),
+                   login.timeoutSeconds);
     orvane_session_load_object(Session(), FALSE,
                                reinterpret_cast<SkemaQormManagedObject *>(machine.get()),
                                load.Listener());
@@ -174,7 +184,7 @@ void Demo::LoadMachine() {
 }
 
 void Demo::ShowProperties() {
-    terminal.Heading(machineName, "kept up to date from now on");
+    terminal.Heading(machineName, Text(MSGID("demo.kept") "kept up to date from now on"));
     guint count = 0;
     const GPtr<GParamSpec *> properties(
         g_object_class_list_properties(G_OBJECT_GET_CLASS(machine.get()), &count));
@@ -191,7 +201,8 @@ void Demo::ShowProperties() {
         shown++;
     }
     if (shown == 0)
-        throw Failure(machineName + ": no property was received");
+        throw Failure(
+            Text(MSGID("demo.noProperty") "%s: no property was received", machineName.c_str()));
 }
 
 /* Follows a task to its end with a bar. */
@@ -202,47 +213,57 @@ void Demo::RunTask(Operation &task, const char *label) {
     try {
         task.Succeed();
     } catch (const Failure &) {
-        terminal.EndProgress(Style::kBad, "failed");
+        terminal.EndProgress(Style::kBad, Text(MSGID("demo.failed") "failed"));
         throw;
     }
-    terminal.EndProgress(Style::kGood, "done");
+    terminal.EndProgress(Style::kGood, Text(MSGID("demo.done") "done"));
     if (!orvane_listener_is_task(task.Listener()) || (IsEmbedded() && last != 100))
-        throw Failure(fmt::format("{}: its progress is missing ({} %)", label, last));
+        throw Failure(
+            Text(MSGID("demo.noProgress") "%s: its progress is missing (%d %%)", label, last));
 }
 
 void Demo::SwitchOn() {
-    terminal.Heading("A task", "progress and property updates come from the update stream");
+    terminal.Heading(Text(MSGID("demo.task") "A task"),
+                     Text(MSGID("demo.task.remark") "progress and property updates come from "
+                                                    "the update stream"));
     Watch watch(terminal, machine.get());
-    Operation task("switching on " + machineName, login.timeoutSeconds);
+    Operation task(Text(MSGID("demo.on") "switching on %s", machineName.c_str()),
+                   login.timeoutSeconds);
     skema_ozy_virtual_machine_power_on(Machine(), nullptr, task.Listener());
     RunTask(task, "PowerOnVM_Task");
     if (!RunUntil([&] { return watch.NumUpdates() > 0; }, login.timeoutSeconds))
-        throw Failure(machineName + ": no update was received");
+        throw Failure(
+            Text(MSGID("demo.noUpdate") "%s: no update was received", machineName.c_str()));
 }
 
 void Demo::FailTask() {
-    terminal.Heading("Faults", "typed, from a task and from a call");
-    Operation task("switching it on twice", login.timeoutSeconds);
+    terminal.Heading(Text(MSGID("demo.faults") "Faults"),
+                     Text(MSGID("demo.faults.remark") "typed, from a task and from a call"));
+    Operation task(Text(MSGID("demo.twice") "switching it on twice"), login.timeoutSeconds);
     skema_ozy_virtual_machine_power_on(Machine(), nullptr, task.Listener());
     const ObjectPtr<SkemaQormMethodFault> fault = task.Fail();
     if (IsEmbedded() && ClassName(fault.get()) != "InvalidPowerState")
-        throw Failure("the task failed with another fault: " + FaultText(fault.get()));
+        throw Failure(Text(MSGID("demo.taskFault") "the task failed with another fault: %s",
+                           FaultText(fault.get()).c_str()));
     terminal.Line("  " + terminal.Styled(Style::kBad, FaultText(fault.get())));
 }
 
 void Demo::FailCall() {
-    Operation call("calling an object that is not there", login.timeoutSeconds);
+    Operation call(Text(MSGID("demo.missing") "calling an object that is not there"),
+                   login.timeoutSeconds);
     const ObjectPtr<SkemaQormManagedObject> missing(SKEMA_QORM_MANAGED_OBJECT(g_object_ref_sink(
         orvane_session_get_object(Session(), kNoSuchMachine, SKEMA_TYPE_OZY_VIRTUAL_MACHINE))));
     skema_ozy_managed_entity_reload(SKEMA_OZY_MANAGED_ENTITY(missing.get()), call.Listener());
     const ObjectPtr<SkemaQormMethodFault> fault = call.Fail();
     if (ClassName(fault.get()) != "ManagedObjectNotFound")
-        throw Failure("the call failed with another fault: " + FaultText(fault.get()));
+        throw Failure(Text(MSGID("demo.callFault") "the call failed with another fault: %s",
+                           FaultText(fault.get()).c_str()));
     terminal.Line("  " + terminal.Styled(Style::kBad, FaultText(fault.get())));
 }
 
 void Demo::SwitchOff() {
-    Operation task("switching off " + machineName, login.timeoutSeconds);
+    Operation task(Text(MSGID("demo.off") "switching off %s", machineName.c_str()),
+                   login.timeoutSeconds);
     skema_ozy_virtual_machine_power_off(Machine(), task.Listener());
     RunTask(task, "PowerOffVM_Task");
 }
@@ -252,26 +273,35 @@ void Demo::Disconnect() {
                                  reinterpret_cast<SkemaQormManagedObject *>(machine.get()), FALSE);
     connection->LogOut();
     if (IsEmbedded() && simulator->NumSessions() != 0)
-        throw Failure("the service still has a session");
-    terminal.Heading("Logged out");
+        throw Failure(Text(MSGID("demo.session") "the service still has a session"));
+    terminal.Heading(Text(MSGID("demo.loggedOut") "Logged out"));
 }
 
 void Demo::Summarize() {
     const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - start;
     std::string text = fmt::format("  {:.1f} s", taken.count());
     if (IsEmbedded())
-        text += fmt::format(", {} calls on {} connections, {} bytes sent, {} received",
-                            simulator->NumCalls(), simulator->NumConnections(),
-                            simulator->BytesIn(), simulator->BytesOut());
+        text += Text(MSGID("demo.traffic") ", %d calls on %d connections, %lld "
+                                           "bytes sent, %lld received",
+                     static_cast<int>(simulator->NumCalls()),
+                     static_cast<int>(simulator->NumConnections()),
+                     static_cast<long long>(simulator->BytesIn()),
+                     static_cast<long long>(simulator->BytesOut()));
     terminal.Line(text);
-    terminal.Line(terminal.Styled(Style::kGood, "All of it worked."));
+    terminal.Line(terminal.Styled(Style::kGood, Text(MSGID("demo.worked") "All of it worked.")));
 }
 
 void Demo::Run() {
-    if (login.url.empty())
+    const bool isEmbedded = options.login.url.empty();
+    if (options.login.user.empty())
+        options.login.user = kUser;
+    if (!isEmbedded)
+        password = CompleteLogin(options);
+    login = options.login;
+    if (login.timeoutSeconds == 0)
+        login.timeoutSeconds = TimeoutSetting();
+    if (isEmbedded)
         StartSimulator();
-    else
-        password = FindPassword(options.password, login.user);
     library.emplace();
     LogIn();
     ReadInventory();
@@ -280,7 +310,9 @@ void Demo::Run() {
         SwitchOn();
         FailTask();
     } else {
-        terminal.Heading("No task", "--machine NAME says which one may be switched on and off");
+        terminal.Heading(Text(MSGID("demo.noTask") "No task"),
+                         Text(MSGID("demo.noTask.remark") "--machine NAME says which one may be "
+                                                          "switched on and off"));
     }
     FailCall();
     if (MaySwitch())
@@ -289,7 +321,7 @@ void Demo::Run() {
     Summarize();
 }
 
-int RunDemo(const DemoOptions &options) {
+int RunDemo(DemoOptions &options) {
     Demo(options).Run();
     return kDone;
 }
@@ -297,32 +329,39 @@ int RunDemo(const DemoOptions &options) {
 } // namespace
 
 void AddDemo(CLI::App &program, DemoOptions &options, int &status) {
-    CLI::App *demo = program.add_subcommand("demo", "Show what the library does, on one screen");
-    demo->footer("Without --url it starts a simulator of the service inside this program. A given "
-                 "service is only read, unless --machine names one that may be switched.");
-    CLI::Option *url = demo->add_option("--url", options.login.url, "Service to connect to");
-    demo->add_option("--user", options.login.user, "User name")->capture_default_str();
-    AddPasswordOptions(*demo, options.password);
-    demo->add_option("--machine", options.machine, "Machine to switch on and off, by its name");
-    demo->add_option("--timeout", options.login.timeoutSeconds, "Time limit of a step, in seconds")
-        ->capture_default_str()
-        ->check(CLI::Range(1, kMaxSeconds));
-    demo->add_option("--machines", options.machines, "Machines in the simulator")
+    CLI::App *demo = program.add_subcommand(
+        "demo", Text(MSGID("help.demo") "Show what the library does, on one screen"));
+    demo->footer(Text(MSGID("help.demo.footer") "Without --url it starts a simulator of "
+                                                "the service inside this program. A given "
+                                                "service is only read, unless --machine names one "
+                                                "that may be switched."));
+    CLI::Option *url = demo->add_option("--url", options.login.url,
+                                        Text(MSGID("help.demo.url") "Service to connect to"));
+    demo->add_option("--user", options.login.user, Text(MSGID("help.demo.user") "User name"));
+    AddLoginOptions(*demo, options);
+    demo->add_option("--machine", options.machine,
+                     Text(MSGID("help.demo.machine") "Machine to switch on and off, by its name"));
+    demo->add_option("--machines", options.machines,
+                     Text(MSGID("help.demo.machines") "Machines in the simulator"))
         ->capture_default_str()
         ->check(CLI::Range(1, kMaxMachines))
         ->excludes(url);
-    demo->add_option("--port", options.port, "Loopback port of the simulator; 0 for a free one")
+    demo->add_option("--port", options.port,
+                     Text(MSGID("help.demo.port") "Loopback port of the "
+                                                  "simulator; 0 for a free one"))
         ->capture_default_str()
         ->check(CLI::Range(0, 65535))
         ->excludes(url);
     demo->add_option("--task-ms", options.taskMs,
-                     "Duration of the simulator's tasks, in milliseconds")
+                     Text(MSGID("help.demo.task") "Duration of the simulator's "
+                                                  "tasks, in milliseconds"))
         ->capture_default_str()
         ->check(CLI::Range(0, kMaxSeconds * 1000))
         ->excludes(url);
-    demo->add_flag("--tls", options.isTls, "Let the simulator serve https, and pin its certificate")
+    demo->add_flag("--tls", options.isTls,
+                   Text(MSGID("help.demo.tls") "Let the simulator serve https, "
+                                               "and pin its certificate"))
         ->excludes(url);
-    AddTrustOptions(*demo, options.trust);
     for (const char *name : {"--password", "--password-stdin", "--pin", "--ca", "--insecure"})
         demo->get_option(name)->needs(url);
     demo->callback([&] { status = RunCommand([&] { return RunDemo(options); }); });

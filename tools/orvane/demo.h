@@ -8,14 +8,12 @@
 
 #include <CLI/CLI.hpp>
 
-#include "tools/orvane/connection.h"
+#include "tools/orvane/loginOptions.h"
 
 namespace orvaneCli {
 
-struct DemoOptions {
-    Login login = {.user = "administrator"}; /* without a URL: the embedded simulator */
-    PasswordOptions password;                /* of a given service */
-    TrustOptions trust;                      /* of a given service */
+/* Those of the login are for a given service. */
+struct DemoOptions : LoginOptions {
     std::string machine; /* the one to switch on and off, by name; empty: the first that is off */
 
     /* of the simulator */

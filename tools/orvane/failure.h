@@ -6,6 +6,8 @@
 #include <stdexcept>
 #include <string>
 
+#include "tools/orvane/message.h"
+
 namespace orvaneCli {
 
 enum ExitStatus {
@@ -29,7 +31,8 @@ struct BadUsage : Failure {
 
 /* A signal has asked the program to end. */
 struct Interrupted : Failure {
-    explicit Interrupted(int signal) : Failure("interrupted", kInterrupted + signal) {}
+    explicit Interrupted(int signal)
+        : Failure(Text(MSGID("interrupted") "interrupted"), kInterrupted + signal) {}
 };
 
 } // namespace orvaneCli

@@ -5,6 +5,8 @@
 #include <fmt/format.h>
 #include <orvane/schema/ozy.h>
 
+#include "tools/orvane/message.h"
+
 namespace orvaneCli {
 
 namespace {
@@ -61,7 +63,7 @@ Entity MakeEntity(ObjectPtr<GObject> object) {
     return {std::move(object),
             id,
             kind,
-            name ? name : "(no name)",
+            name ? name : Text(MSGID("inventory.noName") "(no name)"),
             parent ? parent->id : "",
             heartbeat == SKEMA_OZY_MANAGED_ENTITY_GREEN};
 }
@@ -70,7 +72,7 @@ Entity MakeEntity(ObjectPtr<GObject> object) {
 
 InventoryTree InventoryTree::Read(OrvaneSession *session, SkemaQormManagedObject *rootFolder,
                                   int timeoutSeconds) {
-    Operation retrieve("reading the inventory", timeoutSeconds);
+    Operation retrieve(Text(MSGID("inventory.reading") "reading the inventory"), timeoutSeconds);
     const ValueArrayPtr specs(WhatToRead(rootFolder));
     orvane_session_retrieve_contents(session, specs.get(), retrieve.Listener());
 
@@ -129,15 +131,17 @@ void InventoryTree::ShowChildren(Terminal &terminal, const std::string &parentId
         const bool isLast = i + 1 == all.size();
         const char *branch = isPretty ? (isLast ? "\u2514\u2500 " : "\u251c\u2500 ") : "|- ";
         const char *further = isLast ? "   " : (isPretty ? "\u2502  " : "|  ");
-        const std::string word = all[i]->isRunning ? all[i]->kind + ", running" : all[i]->kind;
+        const std::string word =
+            all[i]->isRunning ? Text(MSGID("inventory.running") "%s, running", all[i]->kind.c_str())
+                              : all[i]->kind;
         terminal.Line(indent + branch + Printable(all[i]->name) +
                       terminal.Styled(Style::kFaint, "  " + word));
         ShowChildren(terminal, all[i]->id, indent + further);
     }
     if (shown < all.size())
-        terminal.Line(
-            indent + (isPretty ? "\u2514\u2500 " : "|- ") +
-            terminal.Styled(Style::kFaint, fmt::format("and {} more", all.size() - shown)));
+        terminal.Line(indent + (isPretty ? "\u2514\u2500 " : "|- ") +
+                      terminal.Styled(Style::kFaint, Text(MSGID("inventory.more") "and %d more",
+                                                          static_cast<int>(all.size() - shown))));
 }
 
 } // namespace orvaneCli

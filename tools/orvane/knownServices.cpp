@@ -6,6 +6,8 @@
 #include <fmt/format.h>
 #include <glib.h>
 
+#include "tools/orvane/message.h"
+
 namespace orvaneCli {
 
 namespace {
@@ -74,9 +76,9 @@ std::string KnownServices::Find(std::string_view key) const {
         TakeWord(&line);
         const std::string_view thumbprint = TakeWord(&line);
         if (!IsThumbprint256(thumbprint) || !TakeWord(&line).empty())
-            throw file.Fail(fmt::format("line {} is not \"{} THUMBPRINT\" with the SHA-256 "
-                                        "thumbprint of a certificate",
-                                        number, key));
+            throw file.Fail(Text(MSGID("known.badLine") "line %d is not \"%s THUMBPRINT\" with the "
+                                                        "SHA-256 thumbprint of a certificate",
+                                 number, std::string(key).c_str()));
         return std::string(thumbprint);
     }
     return "";

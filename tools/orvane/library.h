@@ -11,6 +11,7 @@
 #include <orvane/orvaneGlib.h>
 
 #include "tools/orvane/failure.h"
+#include "tools/orvane/message.h"
 #include "tools/process/processSignals.h"
 
 namespace orvaneCli {
@@ -19,7 +20,7 @@ class Library {
 public:
     Library() {
         if (!orvane_glib_init(nullptr))
-            throw Failure("the library does not start");
+            throw Failure(Text(MSGID("noStart") "the library does not start"));
         process::StartSignals({.onEnd = [](int number) { signal = number; }});
     }
     ~Library() {

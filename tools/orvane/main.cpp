@@ -6,10 +6,13 @@
 
 #include "tools/orvane/aboutCommand.h"
 #include "tools/orvane/command.h"
+#include "tools/orvane/configCommand.h"
 #include "tools/orvane/demo.h"
 #include "tools/orvane/logOptions.h"
+#include "tools/orvane/message.h"
 #include "tools/orvane/nearestWord.h"
 #include "tools/orvane/schemaCommand.h"
+#include "tools/orvane/settings.h"
 #include "tools/orvane/terminal.h"
 #include "tools/standardStreams.h"
 
@@ -49,33 +52,86 @@ std::string UnknownCommandText(const CLI::App &command) {
     if (names.empty() || words.empty())
         return "";
     const std::string nearest = NearestWord(words.front(), names);
-    return fmt::format("\"{}\" is no command of {}; {}", Printable(words.front()),
-                       FullName(command),
-                       nearest.empty() ? fmt::format("there are: {}", fmt::join(names, ", "))
-                                       : fmt::format("did you mean \"{}\"?", nearest));
+    const std::string word = Printable(words.front());
+    if (nearest.empty())
+        return Text(MSGID("command.unknown") "\"%s\" is no command of %s; there are: %s",
+                    word.c_str(), FullName(command).c_str(),
+                    fmt::format("{}", fmt::join(names, ", ")).c_str());
+    return Text(MSGID("command.similar") "\"%s\" is no command of %s; did you mean \"%s\"?",
+                word.c_str(), FullName(command).c_str(), nearest.c_str());
 }
 
 int ReportUsage(const CLI::App &program, const CLI::ParseError &error) {
     const CLI::App &command = LastCommand(program);
     const std::string unknown = UnknownCommandText(command);
-    ReportFailure(!unknown.empty() ? unknown
-                                   : fmt::format("{}; see {} --help", Printable(error.what()),
-                                                 FullName(command)));
+    Report(!unknown.empty() ? unknown
+                            : Text(MSGID("command.seeHelp") "%s; see %s --help",
+                                   Printable(error.what()).c_str(), FullName(command).c_str()));
     return kBadUsage;
 }
 
+/* Translates the words of the help that are not a command's own. */
+void SetWordsOfHelp(CLI::App &program) {
+    const auto formatter = program.get_formatter();
+    formatter->label("Usage", Text(MSGID("help.word.usage") "Usage"));
+    formatter->label("OPTIONS", Text(MSGID("help.word.optionsHere") "OPTIONS"));
+    formatter->label("SUBCOMMAND", Text(MSGID("help.word.commandHere") "COMMAND"));
+    formatter->label("Positionals", Text(MSGID("help.word.positionals") "Arguments"));
+    formatter->label("REQUIRED", Text(MSGID("help.word.required") "REQUIRED"));
+    formatter->label("Excludes", Text(MSGID("help.word.excludes") "Excludes"));
+    formatter->label("Needs", Text(MSGID("help.word.needs") "Needs"));
+    formatter->label("TEXT", Text(MSGID("help.word.text") "TEXT"));
+    program.option_defaults()->group(Text(MSGID("help.word.options") "Options"));
+    program.group(Text(MSGID("help.word.commands") "Commands"));
+    program.set_help_flag("-h,--help", Text(MSGID("help.help") "Show this help"));
+    program.set_version_flag("--version", ORVANE_VERSION,
+                             Text(MSGID("help.version") "Show the version"));
+}
+
+/* A command is made with its help option, which has a group of its own then. */
+void GroupHelpOptions(CLI::App &command) {
+    for (CLI::App *each : command.get_subcommands([](CLI::App *) { return true; })) {
+        each->get_help_ptr()->group(command.option_defaults()->get_group());
+        GroupHelpOptions(*each);
+    }
+}
+
+/* Options of the program itself, which come before the command. */
+void AddSettingOptions(CLI::App &program) {
+    program
+        .add_option_function<std::vector<std::string>>(
+            "--set",
+            [](const std::vector<std::string> &all) {
+                for (const std::string &each : all)
+                    SetForThisRun(each);
+            },
+            Text(MSGID("help.set") "NAME=VALUE: a setting for this run, see \"orvane config\"; may "
+                                   "be repeated"))
+        ->allow_extra_args(false);
+    program.add_option_function<std::string>(
+        "--color", [](const std::string &value) { SetForThisRun("color=" + value); },
+        Text(MSGID("help.color") "auto, always or never: the same as --set color=..."));
+    program.add_option_function<std::string>(
+        "--output", [](const std::string &value) { SetForThisRun("output=" + value); },
+        Text(MSGID("help.output") "text or json: the same as --set output=..."));
+}
+
 int Run(int argc, char **argv) {
-    CLI::App program("Works with a SOAP management service through liborvane", "orvane");
+    CLI::App program(
+        Text(MSGID("help.program") "Works with a SOAP management service through liborvane"),
+        "orvane");
     program.require_subcommand(1);
     program.fallthrough(); /* options of the program may follow the command */
+    SetWordsOfHelp(program);
     process::LogOptions logOptions;
     AddLogOptions(program, logOptions);
     program.parse_complete_callback(
         [&] { StartLog(logOptions, FullName(LastCommand(program)), ORVANE_VERSION); });
-    program.set_version_flag("--version", ORVANE_VERSION);
-    program.footer(
-        "The exit status is 0 if all went well, 1 if the service or a file failed, 2 for a "
-        "wrong command line or a missing password, and 130 after Ctrl-C.");
+    program.footer(Text(MSGID(
+        "help.program.footer") "The exit status is 0 if all went well, 1 if the service or a file "
+                               "failed, 2 for a "
+                               "wrong command line or a missing password, and 130 after Ctrl-C."));
+    AddSettingOptions(program);
 
     int status = kDone;
     DemoOptions demoOptions;
@@ -84,6 +140,8 @@ int Run(int argc, char **argv) {
     AddAbout(program, aboutOptions, status);
     SchemaOptions schemaOptions;
     AddSchema(program, schemaOptions, status);
+    AddConfig(program, status);
+    GroupHelpOptions(program);
     try {
         program.parse(argc, argv);
     } catch (const CLI::ParseError &error) {
@@ -100,7 +158,11 @@ int Run(int argc, char **argv) {
 
 int main(int argc, char **argv) {
     HoldStandardStreams();
+    StartSettings();
+    StartMessages();
     const int status = RunCommand([&] { return CheckOutput(Run(argc, argv)); });
+    EndMessages();
+    EndSettings();
     EndLog(status);
     return status;
 }

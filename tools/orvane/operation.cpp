@@ -30,10 +30,11 @@ struct TransferError {
     const char *text;
 };
 constexpr auto kTransferErrors = std::to_array<TransferError>({
-    {6, "there is no such host"},
-    {7, "no service answers there"},
-    {35, "no TLS connection can be made there"},
-    {49, "the certificate of the service is not accepted: its issuer, host name or validity"},
+    {6, MSGID("transfer.host") "there is no such host"},
+    {7, MSGID("transfer.service") "no service answers there"},
+    {35, MSGID("transfer.tls") "no TLS connection can be made there"},
+    {49, MSGID("transfer.certificate") "the certificate of the service is not accepted: its "
+                                       "issuer, host name or validity"},
 });
 
 std::string ArrayText(const GValueArray *array) {
@@ -42,7 +43,9 @@ std::string ArrayText(const GValueArray *array) {
     std::string all;
     for (guint i = 0; i < array->n_values && i < 3; i++)
         all += (i > 0 ? ", " : "") + ValueText(&array->values[i]);
-    return array->n_values > 3 ? fmt::format("{}, ... ({} in all)", all, array->n_values) : all;
+    return array->n_values > 3
+               ? Text(MSGID("value.more") "%s, ... (%u in all)", all.c_str(), array->n_values)
+               : all;
 }
 
 std::string ObjectText(gpointer object) {
@@ -108,7 +111,8 @@ void Operation::OnListenerProgress(OrvaneListener *running, gpointer data) {
 
 bool Operation::EndsBefore(const std::function<bool()> &condition) {
     if (!RunUntil([&] { return isOver || condition(); }, timeoutSeconds))
-        throw Failure(fmt::format("{}: no answer within {} s", name, timeoutSeconds));
+        throw Failure(
+            Text(MSGID("noAnswer") "%s: no answer within %d s", name.c_str(), timeoutSeconds));
     return isOver;
 }
 
@@ -130,7 +134,7 @@ std::vector<ObjectPtr<GObject>> Operation::Objects() {
     std::vector<ObjectPtr<GObject>> objects;
     if (!orvane_listener_get_result(listener.get(), &result.value) ||
         !G_VALUE_HOLDS_BOXED(&result.value))
-        throw Failure(name + ": the answer holds no list");
+        throw Failure(Text(MSGID("noList") "%s: the answer holds no list", name.c_str()));
     const auto *array = static_cast<GValueArray *>(g_value_get_boxed(&result.value));
     for (guint i = 0; array && i < array->n_values; i++)
         objects.emplace_back(G_OBJECT(g_value_dup_object(&array->values[i])));
@@ -141,7 +145,8 @@ ObjectPtr<SkemaQormMethodFault> Operation::Fail() {
     Wait();
     ObjectPtr<SkemaQormMethodFault> fault(orvane_listener_get_fault(listener.get()));
     if (State() != ORVANE_LISTENER_FAILED || !fault)
-        throw Failure(name + ": it should have failed with a fault");
+        throw Failure(
+            Text(MSGID("noFault") "%s: it should have failed with a fault", name.c_str()));
     return fault;
 }
 
@@ -153,18 +158,19 @@ std::string ClassName(gpointer object) {
 
 std::string FaultText(SkemaQormMethodFault *fault) {
     if (!fault)
-        return "failed, and the service did not say why";
+        return Text(MSGID("fault.unknown") "failed, and the service did not say why");
     if (!g_type_is_a(G_OBJECT_TYPE(fault), ORVANE_TYPE_FAULT_INVALID_RESPONSE))
         return fmt::format("{}: {}", ClassName(fault),
-                           fault->fault_string ? Printable(fault->fault_string) : "(no text)");
+                           fault->fault_string ? Printable(fault->fault_string)
+                                               : Text(MSGID("fault.noText") "(no text)"));
     guint errorCode = 0;
     glong responseCode = 0;
     g_object_get(fault, "errorCode", &errorCode, "responseCode", &responseCode, nullptr);
     const auto *known = std::ranges::find(kTransferErrors, errorCode, &TransferError::code);
     if (known != kTransferErrors.end())
-        return known->text;
-    return fmt::format("no usable answer (transfer error {}, HTTP status {})", errorCode,
-                       responseCode);
+        return Text(known->text); // NOLINT(*-security)
+    return Text(MSGID("transfer.other") "no usable answer (transfer error %u, HTTP status %ld)",
+                errorCode, responseCode);
 }
 
 std::string ValueText(const GValue *value) {

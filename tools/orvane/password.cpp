@@ -3,14 +3,15 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <optional>
+#include <utility>
 
 #include <fcntl.h>
-#include <fmt/format.h>
 #include <unistd.h>
 
+#include "lib/misc/err.h"
 #include "lib/misc/secret.h"
 #include "tools/orvane/failure.h"
+#include "tools/orvane/message.h"
 #include "tools/orvane/question.h"
 #include "tools/orvane/terminal.h"
 
@@ -26,6 +27,10 @@ std::optional<std::string> FromEnvironment(const char *name) {
     return text == nullptr || *text == '\0' ? std::nullopt : std::optional<std::string>(text);
 }
 
+BadUsage NoPassword(const std::string &name, const std::string &why) {
+    return BadUsage(Text(MSGID("password.none") "no password: %s: %s", name.c_str(), why.c_str()));
+}
+
 /* The first line of a descriptor, without its end; `name` is for messages. */
 Password FirstLine(int descriptor, const std::string &name) {
     std::string line;
@@ -36,12 +41,12 @@ Password FirstLine(int descriptor, const std::string &name) {
         if (count < 0 && errno == EINTR)
             continue;
         if (count < 0)
-            throw BadUsage(fmt::format("no password: {}: {}", name, std::strerror(errno)));
+            throw NoPassword(name, Err_ErrString());
         if (count == 0 || byte == '\n')
             break;
         if (byte == '\0') {
             Secret_Wipe(line.data(), line.size());
-            throw BadUsage(fmt::format("no password: {}: a NUL cannot be part of one", name));
+            throw NoPassword(name, Text(MSGID("password.nul") "a NUL cannot be part of one"));
         }
         line += byte;
     }
@@ -50,16 +55,16 @@ Password FirstLine(int descriptor, const std::string &name) {
     const size_t size = line.size();
     Password password(std::move(line));
     if (size == 0)
-        throw BadUsage(fmt::format("no password: {} holds none", name));
+        throw BadUsage(Text(MSGID("password.empty") "no password: %s holds none", name.c_str()));
     if (size > kMaxPassword)
-        throw BadUsage(fmt::format("no password: the line of {} is too long", name));
+        throw NoPassword(name, Text(MSGID("password.long") "the line is too long"));
     return password;
 }
 
 Password FromFile(const std::string &path) {
     const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY);
     if (file < 0)
-        throw BadUsage(fmt::format("no password: {}: {}", path, std::strerror(errno)));
+        throw NoPassword(path, Err_ErrString());
     try {
         Password password = FirstLine(file, path);
         close(file);
@@ -84,17 +89,20 @@ void Password::Take(Password &other) {
 }
 
 void AddPasswordOptions(CLI::App &command, PasswordOptions &options) {
-    CLI::Option *isFromStdin =
-        command.add_flag("--password-stdin", options.isFromStdin,
-                         "Read the password from the first line of stdin; without, from the file "
-                         "in $ORVANE_PASSWORD_FILE, from $ORVANE_PASSWORD, or from the terminal");
+    CLI::Option *isFromStdin = command.add_flag(
+        "--password-stdin", options.isFromStdin,
+        Text(MSGID("help.passwordStdin") "Read the password from the first line of "
+                                         "stdin; without, from the file in "
+                                         "$ORVANE_PASSWORD_FILE, from $ORVANE_PASSWORD, "
+                                         "or from the terminal"));
     command
         .add_option("--password", options.text,
-                    "Password; other users of this machine can see it while the program runs")
+                    Text(MSGID("help.password") "Password; other users of this machine "
+                                                "can see it while the program runs"))
         ->excludes(isFromStdin);
 }
 
-Password FindPassword(const PasswordOptions &options, const std::string &user) {
+std::optional<Password> GivenPassword(const PasswordOptions &options) {
     if (options.isFromStdin)
         return FirstLine(STDIN_FILENO, "stdin");
     if (!options.text.empty())
@@ -103,14 +111,25 @@ Password FindPassword(const PasswordOptions &options, const std::string &user) {
         return FromFile(*path);
     if (const auto text = FromEnvironment("ORVANE_PASSWORD"))
         return Password(*text);
+    return std::nullopt;
+}
+
+Password AskPassword(const std::string &user) {
+    const std::string shown = Printable(user);
     if (!CanAsk())
-        throw BadUsage(fmt::format("no password for {}, and no terminal to ask on; use "
-                                   "--password-stdin or ORVANE_PASSWORD_FILE",
-                                   Printable(user)));
-    auto answer = AskSecretly(fmt::format("Password of {}: ", Printable(user)));
+        throw BadUsage(Text(MSGID("password.noTerminal") "no password for %s, and no terminal to "
+                                                         "ask on; use "
+                                                         "--password-stdin or ORVANE_PASSWORD_FILE",
+                            shown.c_str()));
+    auto answer = AskSecretly(Text(MSGID("password.ask") "Password of %s:", shown.c_str()) + " ");
     if (!answer)
-        throw BadUsage("no password was given");
+        throw BadUsage(Text(MSGID("password.notGiven") "no password was given"));
     return Password(std::move(*answer));
+}
+
+Password FindPassword(const PasswordOptions &options, const std::string &user) {
+    auto given = GivenPassword(options);
+    return given ? std::move(*given) : AskPassword(user);
 }
 
 } // namespace orvaneCli

@@ -12,6 +12,7 @@
  */
 #pragma once
 
+#include <optional>
 #include <string>
 
 #include <CLI/CLI.hpp>
@@ -46,7 +47,13 @@ struct PasswordOptions {
 /* Adds the options to a command. */
 void AddPasswordOptions(CLI::App &command, PasswordOptions &options);
 
-/* Throws BadUsage if there is no password and the user cannot be asked or gives no answer. */
+/* The password of the options or the environment; nothing if they have none. */
+std::optional<Password> GivenPassword(const PasswordOptions &options);
+
+/* Asks the user. Throws BadUsage if that is not possible or there is no answer. */
+Password AskPassword(const std::string &user);
+
+/* The first of both. */
 Password FindPassword(const PasswordOptions &options, const std::string &user);
 
 } // namespace orvaneCli

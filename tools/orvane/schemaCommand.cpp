@@ -2,9 +2,9 @@
 
 #include <map>
 
-#include <fmt/format.h>
-
 #include "tools/orvane/command.h"
+#include "tools/orvane/message.h"
+#include "tools/orvane/terminal.h"
 #include "tools/orvane/trustOptions.h"
 
 namespace orvaneCli {
@@ -54,7 +54,9 @@ int RunImport(const SchemaOptions &options) {
     const bool isChosen = !options.trust.pin.empty() || !options.trust.ca.empty();
     for (const std::string &url : options.wanted.urls) {
         if (isChosen && !LeadsToTls(url))
-            throw BadUsage(fmt::format("--pin and --ca need an https address, not {}", url));
+            throw BadUsage(
+                Text(MSGID("schema.needsTls") "--pin and --ca need an https address, not %s",
+                     Printable(url).c_str()));
     }
     Trusts trusts(options.trust);
     schemaImport::ImportOptions wanted = options.wanted;
@@ -69,32 +71,45 @@ int RunImport(const SchemaOptions &options) {
 
 void AddSchema(CLI::App &program, SchemaOptions &all, int &status) {
     schemaImport::ImportOptions &options = all.wanted;
-    CLI::App *schema = program.add_subcommand("schema", "Work on the tables of the schema");
+    CLI::App *schema = program.add_subcommand(
+        "schema", Text(MSGID("help.schema") "Work on the tables of the schema"));
     schema->require_subcommand(1);
     CLI::App *command = schema->add_subcommand(
-        "import",
-        "Make overlay tables of XSD and WSDL documents; what is not used is listed on stderr");
-    command->footer("RELEASE is a release of the service, such as ozy25/5.5; documents of several "
-                    "releases give each field the first that has it. The exit status is 1 if "
-                    "nothing could be used, and 2 for a wrong command line.");
+        "import", Text(MSGID("help.schema.import") "Make overlay tables of XSD and WSDL documents; "
+                                                   "what is not used is listed on stderr"));
+    command->footer(
+        Text(MSGID("help.schema.footer") "RELEASE is a release of the service, such as ozy25/5.5; "
+                                         "documents of several "
+                                         "releases give each field the first that has it. The exit "
+                                         "status is 1 if "
+                                         "nothing could be used, and 2 for a wrong command line."));
     command->add_option("documents", options.documents,
-                        "[RELEASE=]PATH: a document, or a folder of *.wsdl and *.xsd");
+                        Text(MSGID("help.schema.documents") "[RELEASE=]PATH: a document, or a "
+                                                            "folder of *.wsdl and *.xsd"));
     command
         ->add_option("--url", options.urls,
-                     "[RELEASE=]URL: a document to fetch, with those it refers to; may be repeated")
+                     Text(MSGID("help.schema.url") "[RELEASE=]URL: a document to fetch, with those "
+                                                   "it refers to; may be repeated"))
         ->allow_extra_args(false);
-    command->add_option("--namespace", options.ns, "Namespace of new types")
+    command
+        ->add_option("--namespace", options.ns,
+                     Text(MSGID("help.schema.namespace") "Namespace of new types"))
         ->capture_default_str()
         ->check(CLI::IsMember({"qorm", "ozy", "ferry"}));
     command->add_option(
         "-o,--output", options.output,
-        "File for the tables, or folder for imported.schema; \"-\", or nothing, for stdout");
-    command->add_flag("--oldest-is-all", options.isOldestAll,
-                      "The fields of the oldest release are part of every release");
+        Text(MSGID("help.schema.output") "File for the tables, or folder for imported.schema; "
+                                         "\"-\", or nothing, for stdout"));
+    command->add_flag(
+        "--oldest-is-all", options.isOldestAll,
+        Text(MSGID(
+            "help.schema.oldest") "The fields of the oldest release are part of every release"));
     AddTrustOptions(*command, all.trust);
     command
-        ->add_option("--timeout", options.timeoutSeconds,
-                     "Time limit for the service to send something, in seconds")
+        ->add_option(
+            "--timeout", options.timeoutSeconds,
+            Text(MSGID(
+                "help.schema.timeout") "Time limit for the service to send something, in seconds"))
         ->capture_default_str()
         ->check(CLI::Range(1, kMaxSeconds));
     command->callback([&] { status = RunCommand([&] { return RunImport(all); }); });

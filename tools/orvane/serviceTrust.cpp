@@ -9,6 +9,7 @@
 
 #include <fmt/format.h>
 
+#include "tools/orvane/message.h"
 #include "tools/orvane/owners.h"
 #include "tools/orvane/question.h"
 #include "tools/orvane/terminal.h"
@@ -18,8 +19,6 @@ namespace fs = std::filesystem;
 namespace orvaneCli {
 
 namespace {
-
-constexpr int kMostAttempts = 3;
 
 using CertInfoPtr = std::unique_ptr<SSLCertInfo, Released<SSL_FreeCertInfo>>;
 
@@ -36,13 +35,15 @@ std::string CheckFolder(const fs::path &path) {
             return "";
     }
     return error ? error.message()
-                 : "holds no certificate named by its hash; \"openssl rehash\" makes the names";
+                 : Text(MSGID("ca.noHash") "holds no certificate named by its hash; \"openssl "
+                                           "rehash\" makes the names");
 }
 
 ServiceAddress AddressOf(const std::string &url) {
     const auto address = ParseServiceAddress(url);
     if (!address)
-        throw Failure(fmt::format("\"{}\" is no http or https address", url));
+        throw Failure(Text(MSGID("address.bad") "\"%s\" is no http or https address",
+                           Printable(url).c_str()));
     return *address;
 }
 
@@ -71,8 +72,9 @@ std::string Indented(const std::string &lines, const char *mark) {
 std::string CheckPin(const std::string &text) {
     return SSL_IsThumbprint(text.c_str())
                ? ""
-               : "is no thumbprint: 20 bytes (SHA-1) or 32 (SHA-256) in hexadecimal, with \":\" "
-                 "between or without";
+               : Text(MSGID("pin.bad") "is no thumbprint: 20 bytes (SHA-1) or 32 (SHA-256) in "
+                                       "hexadecimal, with \":\" "
+                                       "between or without");
 }
 
 std::string CheckAuthorities(const std::string &path) {
@@ -82,15 +84,19 @@ std::string CheckAuthorities(const std::string &path) {
     std::ifstream file(path, std::ios::binary);
     const std::string text{std::istreambuf_iterator<char>(file), {}};
     if (!file)
-        return "cannot be read";
-    return text.find("-----BEGIN ") == std::string::npos ? "holds no certificate in PEM form" : "";
+        return Text(MSGID("ca.unreadable") "cannot be read");
+    return text.find("-----BEGIN ") == std::string::npos
+               ? Text(MSGID("ca.noPem") "holds no certificate in PEM form")
+               : "";
 }
 
 ServiceTrust::ServiceTrust(const TrustOptions &trustOptions, const std::string &url)
     : options(trustOptions), address(AddressOf(url)), key(KeyOf(address)),
       known(KnownServices::DefaultPath()) {
     if (!address.isTls && (!options.pin.empty() || !options.ca.empty()))
-        throw Failure(fmt::format("--pin and --ca need an https address, which {} is not", url));
+        throw Failure(
+            Text(MSGID("trust.needsTls") "--pin and --ca need an https address, which %s is not",
+                 url.c_str()));
 }
 
 ServiceTrust::~ServiceTrust() {
@@ -102,10 +108,10 @@ void ServiceTrust::Install(OrvaneSession *session) {
     if (options.isInsecure)
         return;
     if (!address.isSafe)
-        throw Failure(
-            fmt::format("http to {} is not encrypted and shows the password to whoever is "
-                        "on the way; --insecure connects nevertheless",
-                        address.host));
+        throw Failure(Text(
+            MSGID("trust.plain") "http to %s is not encrypted and shows the password to whoever is "
+                                 "on the way; --insecure connects nevertheless",
+            address.host.c_str()));
     orvane_session_set_strict_tls(session, TRUE);
     if (options.ca.empty()) {
         orvane_session_set_verify_certificate_func(session, OnVerify, this);
@@ -149,10 +155,11 @@ ServiceTrust::Decision ServiceTrust::Refuse(std::string why) {
 
 ServiceTrust::Decision ServiceTrust::Decide(X509_STORE_CTX *storeContext, X509 *certificate) {
     if (options.isInsecure)
-        return Accept("not checked");
+        return Accept(MSGID("trust.unchecked") "not checked");
     const CertInfoPtr info(certificate == nullptr ? nullptr : SSL_GetCertInfo(certificate));
     if (info == nullptr)
-        return Refuse(fmt::format("the certificate of {} cannot be read", key));
+        return Refuse(
+            Text(MSGID("trust.unreadable") "the certificate of %s cannot be read", key.c_str()));
     const Seen seen = {Printable(info->subject),
                        Printable(info->issuer),
                        info->notBefore,
@@ -165,12 +172,13 @@ ServiceTrust::Decision ServiceTrust::Decide(X509_STORE_CTX *storeContext, X509 *
     if (options.pin.empty())
         return DecideByMemory(storeContext, certificate, seen);
     if (SSL_MatchThumbprint(certificate, options.pin.c_str()))
-        return Accept("pinned");
-    return Refuse(fmt::format("the certificate of {} is not the pinned one\n"
-                              "  pinned     {}\n"
-                              "  presented  {} (SHA-1)\n"
-                              "             {} (SHA-256)",
-                              key, options.pin, seen.thumbprint, seen.thumbprint256));
+        return Accept(MSGID("trust.pinned") "pinned");
+    return Refuse(Text(MSGID("trust.notPinned") "the certificate of %s is not the pinned one\n"
+                                                "  pinned     %s\n"
+                                                "  presented  %s (SHA-1)\n"
+                                                "             %s (SHA-256)",
+                       key.c_str(), options.pin.c_str(), seen.thumbprint.c_str(),
+                       seen.thumbprint256.c_str()));
 }
 
 ServiceTrust::Decision ServiceTrust::DecideByMemory(X509_STORE_CTX *storeContext, X509 *certificate,
@@ -180,29 +188,32 @@ ServiceTrust::Decision ServiceTrust::DecideByMemory(X509_STORE_CTX *storeContext
         if (expected.empty())
             expected = known.Find(key);
     } catch (const Failure &failure) {
-        return Refuse(fmt::format("what is known of {} cannot be used: {}", key, failure.what()));
+        return Refuse(Text(MSGID("trust.badMemory") "what is known of %s cannot be used: %s",
+                           key.c_str(), failure.what()));
     }
     if (!expected.empty() && SSL_MatchThumbprint(certificate, expected.c_str()))
-        return Accept("known");
+        return Accept(MSGID("trust.known") "known");
     if (!expected.empty())
-        return Refuse(fmt::format(
-            "THE CERTIFICATE OF {} HAS CHANGED: another service may answer in its place\n"
-            "  known      {}\n"
-            "  presented  {}\n"
-            "If it was renewed, and whoever runs the service confirms the new thumbprint, remove\n"
-            "the line of {} from {}",
-            key, expected, seen.thumbprint256, key, known.Path()));
+        return Refuse(Text(MSGID("trust.changed") "THE CERTIFICATE OF %s HAS CHANGED: another "
+                                                  "service may answer in its place\n"
+                                                  "  known      %s\n"
+                                                  "  presented  %s\n"
+                                                  "If it was renewed, and whoever runs the service "
+                                                  "confirms the new thumbprint, remove\n"
+                                                  "the line of %s from %s",
+                           key.c_str(), expected.c_str(), seen.thumbprint256.c_str(), key.c_str(),
+                           known.Path().c_str()));
 
     const guint64 errors =
         SSL_GetServerCertErrors(storeContext, certificate, address.host.c_str(), nullptr);
     if (errors == 0)
-        return Accept("by a trusted authority");
+        return Accept(MSGID("trust.trusted") "by a trusted authority");
     const GPtr<char> problems(SSL_DescribeCertErrors(errors));
     if (!CanAsk())
-        return Refuse(fmt::format(
-            "the certificate of {} is not known, and there is no terminal to ask on; if it is the "
-            "right one, say so with --pin {}",
-            key, seen.thumbprint256));
+        return Refuse(Text(MSGID("trust.noTerminal") "the certificate of %s is not known, and "
+                                                     "there is no terminal to ask on; if it is the "
+                                                     "right one, say so with --pin %s",
+                           key.c_str(), seen.thumbprint256.c_str()));
     question = seen;
     question->problems = problems.get();
     return Decision::kUndecided;
@@ -212,7 +223,8 @@ void ServiceTrust::Remember(const Seen &seen) {
     try {
         known.Remember(key, seen.thumbprint256);
     } catch (const Failure &failure) {
-        fmt::print(stderr, "orvane: accepted, but not remembered: {}\n", failure.what());
+        Report(
+            Text(MSGID("trust.notRemembered") "accepted, but not remembered: %s", failure.what()));
     }
 }
 
@@ -223,46 +235,50 @@ void ServiceTrust::EndQuestion(bool isAccepted) {
 }
 
 bool ServiceTrust::Answer() {
+    static constexpr const char *kButtons[] = {
+        MSGID("button.yes") "yes", MSGID("button.once") "once", MSGID("button.no") "no", nullptr};
+    enum { kYes, kOnce, kNo };
     const Seen seen = question.value();
-    std::string text =
-        fmt::format("The certificate of {} is not known.\n"
-                    "  subject  {}\n"
-                    "  issuer   {}\n"
-                    "  valid    {} to {}\n"
-                    "  key      {} bits{}\n"
-                    "  SHA-1    {}\n"
-                    "  SHA-256  {}\n"
-                    "{}"
-                    "Accept it: yes, once, or no? ",
-                    key, seen.subject, seen.issuer, seen.notBefore, seen.notAfter, seen.keyBits,
-                    seen.isEllipticCurve ? ", elliptic curve" : "", seen.thumbprint,
-                    seen.thumbprint256, Indented(seen.problems, "  problem  "));
-    for (int i = 0; i < kMostAttempts; i++) {
-        const std::string answer = Ask(text).value_or("no");
-        text = "Please answer yes, once or no: ";
-        if (answer == "no")
-            break;
-        if (answer != "yes" && answer != "once")
-            continue;
-        if (answer == "yes")
-            Remember(seen);
-        accepted = seen.thumbprint256;
-        EndQuestion(true);
-        return true;
+    const std::string curve =
+        seen.isEllipticCurve ? Text(MSGID("trust.curve") ", elliptic curve") : "";
+    const std::string details =
+        Text(MSGID("trust.unknown") "The certificate of %s is not known.\n"
+                                    "  subject  %s\n"
+                                    "  issuer   %s\n"
+                                    "  valid    %s to %s\n"
+                                    "  key      %d bits%s\n"
+                                    "  SHA-1    %s\n"
+                                    "  SHA-256  %s\n",
+             key.c_str(), seen.subject.c_str(), seen.issuer.c_str(), seen.notBefore.c_str(),
+             seen.notAfter.c_str(), seen.keyBits, curve.c_str(), seen.thumbprint.c_str(),
+             seen.thumbprint256.c_str()) +
+        Indented(seen.problems, Text(MSGID("trust.problem") "  problem  ").c_str());
+    const int answer =
+        Choose(kButtons, kNo, details, MSGID("trust.accept") "Accept it: yes, once, or no?");
+    if (answer == kNo) {
+        refusal =
+            Text(MSGID("trust.notAccepted") "the certificate of %s was not accepted", key.c_str());
+        EndQuestion(false);
+        return false;
     }
-    refusal = fmt::format("the certificate of {} was not accepted", key);
-    EndQuestion(false);
-    return false;
+    if (answer == kYes)
+        Remember(seen);
+    accepted = seen.thumbprint256;
+    EndQuestion(true);
+    return true;
 }
 
 std::string ServiceTrust::Summary() const {
     if (!address.isTls && how == nullptr)
-        return "not encrypted";
+        return Text(MSGID("trust.notEncrypted") "not encrypted");
     if (options.isInsecure)
-        return "TLS, certificate not checked";
+        return Text(MSGID("trust.notChecked") "TLS, certificate not checked");
     if (!options.ca.empty())
-        return "TLS, certificate by an authority of " + options.ca;
-    return fmt::format("TLS, certificate {}", how == nullptr ? "not seen" : how);
+        return Text(MSGID("trust.byAuthority") "TLS, certificate by an authority of %s",
+                    options.ca.c_str());
+    return Text(MSGID("trust.summary") "TLS, certificate %s",
+                Text(how == nullptr ? MSGID("trust.notSeen") "not seen" : how)
+                    .c_str()); // NOLINT(*-security)
 }
 
 } // namespace orvaneCli

@@ -87,8 +87,8 @@ private:
     std::string key;
     KnownServices known;
 
-    std::string accepted; /* SHA-256 of the one that the user accepted in this run */
-    const char *how = nullptr;
+    std::string accepted;      /* SHA-256 of the one that the user accepted in this run */
+    const char *how = nullptr; /* a message */
     std::string refusal;
 
     std::optional<Seen> question;

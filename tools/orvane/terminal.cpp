@@ -11,7 +11,11 @@
 #include <langinfo.h>
 #include <unistd.h>
 
+#include "lib/misc/glibPtr.h"
 #include "lib/misc/printableText.h"
+#include "lib/user/msg.h"
+#include "lib/user/msgId.h"
+#include "tools/orvane/settings.h"
 
 namespace orvaneCli {
 
@@ -20,11 +24,15 @@ namespace {
 constexpr int kBarWidth = 30;
 constexpr char kClearLine[] = "\r\033[K";
 
-bool StdoutTakesStyles() {
-    const char *noColor = getenv("NO_COLOR");
+/* Whether stdout is a terminal on which the cursor can be moved. */
+bool StdoutTakesMoves() {
     const char *term = getenv("TERM");
-    return isatty(STDOUT_FILENO) && !(noColor && *noColor) && term && *term &&
-           strcmp(term, "dumb") != 0;
+    return isatty(STDOUT_FILENO) && term && *term && strcmp(term, "dumb") != 0;
+}
+
+bool IsColorRefused() {
+    const char *noColor = getenv("NO_COLOR");
+    return noColor && *noColor;
 }
 
 bool LocaleIsUnicode() {
@@ -48,6 +56,13 @@ const char *Code(Style style) {
     return "";
 }
 
+/* Only a terminal reads single bytes of a character, and only if it does not expect UTF-8. */
+bool IsAscii() {
+    static const bool isAscii =
+        !LocaleIsUnicode() && (isatty(STDOUT_FILENO) == 1 || isatty(STDERR_FILENO) == 1);
+    return isAscii;
+}
+
 constinit int gOutputError = 0; /* errno of the first write that failed */
 
 std::string Repeated(std::string_view text, int count) {
@@ -60,10 +75,19 @@ std::string Repeated(std::string_view text, int count) {
 } // namespace
 
 std::string Printable(std::string_view foreign) {
-    /* only a terminal reads single bytes of a character, and only if it does not expect UTF-8 */
-    static const bool isAscii =
-        !LocaleIsUnicode() && (isatty(STDOUT_FILENO) == 1 || isatty(STDERR_FILENO) == 1);
-    return PrintableText_Make(foreign, isAscii ? PrintableForm::Ascii : PrintableForm::Utf8);
+    std::string text =
+        PrintableText_Make(foreign, IsAscii() ? PrintableForm::Ascii : PrintableForm::Utf8);
+    /* an argument that is a message would be replaced by its translation, and a damaged one ends the program */
+    if (text.starts_with(MSG_MAGIC))
+        text.replace(0, 1, "\\x40");
+    return text;
+}
+
+std::string ForTerminal(const char *text) {
+    if (!IsAscii() || !g_utf8_validate(text, -1, nullptr))
+        return text;
+    const GPtr<char> ascii(g_str_to_ascii(text, Msg_GetLocale()));
+    return ascii.get();
 }
 
 /* Does not throw, since callbacks of the library write, too. */
@@ -78,10 +102,15 @@ int OutputError() {
     return gOutputError;
 }
 
-Terminal::Terminal() : isLive(StdoutTakesStyles()), hasUnicode(LocaleIsUnicode()) {}
+Terminal::Terminal() : hasUnicode(LocaleIsUnicode()) {
+    const ColorSetting setting = GetColorSetting();
+    isLive = StdoutTakesMoves() && (setting == ColorSetting::kAlways ||
+                                    (setting == ColorSetting::kAuto && !IsColorRefused()));
+    hasStyles = isLive || setting == ColorSetting::kAlways;
+}
 
 std::string Terminal::Styled(Style style, std::string_view text) const {
-    if (!isLive || style == Style::kPlain)
+    if (!hasStyles || style == Style::kPlain)
         return std::string(text);
     return fmt::format("{}{}\033[0m", Code(style), text);
 }

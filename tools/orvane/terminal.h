@@ -2,7 +2,7 @@
  * terminal.h -- the program's output on stdout: lines, styled words, a progress bar
  *
  * On a terminal words are coloured and the bar moves in place. Elsewhere, and with NO_COLOR or
- * TERM=dumb in the environment, the output is plain lines. Texts of a service or a certificate go through
+ * TERM=dumb in the environment, the output is plain lines; the setting "color" decides otherwise. Texts of a service or a certificate go through
  * Printable() first.
  *
  * Errors:  output that cannot be written is dropped; OutputError() says so at the end.
@@ -20,6 +20,9 @@ enum class Style { kPlain, kHeading, kGood, kBad, kFaint };
 
 /* Returns a text of a service or certificate as it may be written to stdout and stderr. */
 std::string Printable(std::string_view foreign);
+
+/* Returns a text of the program's own with letters in place of others that the terminal cannot show. */
+std::string ForTerminal(const char *text);
 
 /* Writes to stdout. */
 void WriteOutput(std::string_view text);
@@ -47,7 +50,8 @@ public:
 private:
     std::string Bar() const;
 
-    bool isLive;
+    bool isLive = false;    /* lines can be replaced */
+    bool hasStyles = false; /* words can be coloured */
     bool hasUnicode;
     std::string label; /* of the bar; empty if none is shown */
     int percent = 0;

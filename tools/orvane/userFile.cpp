@@ -14,6 +14,7 @@
 #include "lib/file/fileLock.h"
 #include "lib/misc/err.h"
 #include "lib/misc/glibPtr.h"
+#include "tools/orvane/message.h"
 
 namespace orvaneCli {
 
@@ -70,9 +71,9 @@ public:
         int error = 0;
         token = FileLock_Lock(real, FALSE, kMaxWaitMsec, &error, nullptr);
         if (token == nullptr)
-            throw file.Fail(error == 0
-                                ? "another program is changing it"
-                                : fmt::format("it cannot be locked: {}", Err_Errno2String(error)));
+            throw file.Fail(error == 0 ? Text(MSGID("file.busy") "another program is changing it")
+                                       : Text(MSGID("file.noLock") "it cannot be locked: %s",
+                                              Err_Errno2String(error)));
     }
     ~Lock() {
         int error;
@@ -88,11 +89,12 @@ private:
 /* Returns why the file must not be used; empty if it may be. */
 std::string Distrust(const struct stat &status) {
     if (!S_ISREG(status.st_mode))
-        return "is no regular file";
+        return Text(MSGID("file.notRegular") "is no regular file");
     if (status.st_uid != geteuid() && status.st_uid != 0)
-        return "belongs to another user";
+        return Text(MSGID("file.foreign") "belongs to another user");
     if ((status.st_mode & (S_IWGRP | S_IWOTH)) != 0)
-        return "is writable for others; if its content is right, use chmod 600";
+        return Text(MSGID("file.writable") "is writable for others; if its content "
+                                           "is right, use chmod 600");
     return "";
 }
 
@@ -144,7 +146,7 @@ std::optional<std::string> UserFile::Read() const {
         size += static_cast<size_t>(count);
     }
     if (size > kMaxBytes)
-        throw Fail("is too large");
+        throw Fail(Text(MSGID("file.tooLarge") "is too large"));
     text.resize(size);
     return text;
 }
@@ -165,7 +167,7 @@ void UserFile::Change(const std::function<std::string(const std::string &)> &mak
     const Lock lock(*this, real.get());
     const std::string text = make(Read().value_or(""));
     if (text.size() > kMaxBytes)
-        throw Fail("is full");
+        throw Fail(Text(MSGID("file.full") "is full"));
     OpenFile target; /* the file that is there now: another program may have replaced the first */
     if (FileIO_Open(target.Get(), real.get(), kReadAndWrite, FILEIO_OPEN) != FILEIO_SUCCESS)
         throw Fail(Err_ErrString());

@@ -92,6 +92,13 @@ void Program::Start(const std::string &path, const std::vector<std::string> &arg
         ("print_suppressions=0:suppressions=" + SourcePath("tests/tools/orvane/glib.supp")).c_str(),
         1);
 
+    /* the tester's own language must not decide; the encoding of a terminal may be a test's matter */
+    if (const char *all = getenv("LC_ALL"); all != nullptr) {
+        setenv("LC_CTYPE", all, 1);
+        unsetenv("LC_ALL");
+    }
+    setenv("LC_MESSAGES", language.c_str(), 1);
+
     int inPipe[2];
     int outPipe[2];
     int errPipe[2];

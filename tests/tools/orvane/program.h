@@ -25,6 +25,9 @@ public:
     /* Whether a build with sanitizers looks for leaks, which takes a second or more a program. */
     static inline bool looksForLeaks = true;
 
+    /* The language of its messages. */
+    static inline std::string language = "C";
+
     /* Path below the build folder. On a terminal of its own, stdout and stderr come together. */
     Program(const std::string &path, const std::vector<std::string> &arguments,
             bool onTerminal = false, const Streams &streams = {});

@@ -1,0 +1,160 @@
+// The settings of the program in their layers, and the language of its messages.
+#include <algorithm>
+
+#include <gmock/gmock.h>
+#include <nlohmann/json.hpp>
+#include <sys/stat.h>
+
+#include "lib/user/msgId.h"
+#include "tests/support/inChild.h"
+#include "tests/support/temporaryFolder.h"
+#include "tests/tools/orvane/program.h"
+#include "tools/orvane/message.h"
+#include "tools/orvane/terminal.h"
+#include "tools/simulator/simulator.h"
+
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+using Words = std::vector<std::string>;
+
+class Settings : public testing::Test {
+protected:
+    Settings() {
+        setenv("XDG_CONFIG_HOME", folder.Path().c_str(), 1);
+        mkdir(folder.Path("orvane").c_str(), 0700);
+        Program::looksForLeaks = false;
+    }
+    ~Settings() override {
+        unsetenv("XDG_CONFIG_HOME");
+        Program::looksForLeaks = true;
+        Program::language = "C";
+    }
+    static Ended Run(const Words &arguments, bool onTerminal = false) {
+        return Program("bin/orvane", arguments, onTerminal).Wait();
+    }
+
+    const TemporaryFolder folder;
+};
+
+TEST_F(Settings, TheFirstLayerThatHasOneCountsAndIsShown) {
+    const struct {
+        const char *preferences, *config;
+        Words options;
+        const char *value, *layer;
+    } rows[] = {
+        {"", "", {}, "30", "(default)"},
+        {"", "timeout = \"7\"\n", {}, "7", "USER_DEFAULTS"},
+        {"timeout = 8\n", "timeout = \"7\"\n", {}, "8", "USER_PREFERENCES"},
+        {"timeout = 8\n", "", {"--set", "timeout=9"}, "9", "NON_PERSISTENT"},
+        {"color = never\n", "timeout = 7\ncolor = always\n", {}, "7", "USER_DEFAULTS"},
+    };
+    for (const auto &row : rows) {
+        folder.Write("orvane/preferences", row.preferences);
+        folder.Write("orvane/config", row.config);
+        Words words = row.options;
+        words.emplace_back("config");
+        const Ended ended = Run(words);
+        EXPECT_EQ(0, ended.status) << ended.err;
+        std::string line = "timeout   " + std::string(row.value);
+        line.resize(20, ' ');
+        EXPECT_THAT(ended.out, HasSubstr(line + row.layer)) << row.config;
+    }
+    EXPECT_THAT(Run({"config"}).out, HasSubstr("color     never     USER_PREFERENCES  " +
+                                               folder.Path() + "/orvane/preferences\n"));
+}
+
+TEST_F(Settings, AValueThatCannotBeUsedIsRefusedOrReportedOnce) {
+    const std::pair<Words, const char *> refused[] = {
+        {{"--set", "timeout=0", "config"}, "no number of seconds from 1 to 3600"},
+        {{"--set", "timeout=3601", "config"}, "no number"},
+        {{"--set", "timeout=1e2", "config"}, "no number"},
+        {{"--set", "timeout=", "config"}, "no number"},
+        {{"--set", "colour=auto", "config"}, "names color, output, timeout"},
+        {{"--set", "color", "config"}, "is not NAME=VALUE"},
+        {{"--color", "\033[31m", "config"}, "\"\\x1b[31m\" is none of auto, always, never"},
+        {{"--output", "xml", "config"}, "is none of text, json"},
+    };
+    for (const auto &[words, why] : refused) {
+        const Ended ended = Run(words);
+        EXPECT_EQ(2, ended.status) << words[1];
+        EXPECT_THAT(ended.err, HasSubstr(why));
+        EXPECT_EQ(1, std::ranges::count(ended.err, '\n')) << ended.err;
+    }
+    folder.Write("orvane/config", "timeout = soon\ncolor = \"auto|0a\"\n");
+    const Ended ended = Run({"config"});
+    EXPECT_EQ(0, ended.status);
+    EXPECT_THAT(ended.out, HasSubstr("timeout   30"));
+    EXPECT_EQ(2, std::ranges::count(ended.err, '\n')) << ended.err;
+    EXPECT_THAT(ended.err, HasSubstr("/orvane/config: setting \"timeout\": \"soon\" is no number"));
+}
+
+TEST_F(Settings, DecideAboutOutputColourAndTime) {
+    simulator::Simulator server({.machines = 1});
+    server.RunInThread();
+    const Words about = {"about", server.Url(), "administrator", "--password", "secret"};
+    folder.Write("orvane/config", "output = json\ncolor = always\ntimeout = 1\n");
+    const auto document = nlohmann::json::parse(Run(about).out, nullptr, false);
+    ASSERT_TRUE(document.is_object());
+    EXPECT_EQ("administrator", document["user"]);
+    EXPECT_EQ("6.0", document["version"]);
+
+    Words asText = about;
+    asText.insert(asText.begin(), {"--output", "text"});
+    setenv("NO_COLOR", "1", 1);
+    EXPECT_THAT(Run(asText).out, HasSubstr("\033[1;36m")) << "a setting is stronger";
+    unsetenv("NO_COLOR");
+    setenv("TERM", "xterm", 1);
+    asText.insert(asText.begin(), {"--color", "never"});
+    EXPECT_THAT(Run(asText, true).out, Not(HasSubstr("\033")));
+
+    server.AddTrouble({.kind = simulator::TroubleKind::Silent, .method = "Login", .count = -1});
+    EXPECT_THAT(Run(about).err, HasSubstr("no answer within 1 s"));
+}
+
+TEST_F(Settings, TheProgramSpeaksTheLanguageOfTheUser) {
+    Program::language = "de_DE.UTF-8";
+    EXPECT_THAT(Run({"--help"}).out, HasSubstr("Arbeitet über liborvane mit einem"));
+    EXPECT_THAT(Run({"config"}).out, HasSubstr("timeout   30        (Vorgabe)"));
+    EXPECT_THAT(Run({"abuot"}).err,
+                HasSubstr("ist kein Befehl von orvane; ist \"about\" gemeint?"));
+    EXPECT_THAT(Run({"about", "http://127.0.0.1:1/", "u", "--password", "p"}).err,
+                HasSubstr("Verbinden mit http://127.0.0.1:1/: dort antwortet kein Dienst\n"));
+    for (const char *other : {"fr_FR.UTF-8", "../de", "de/../de", "C"}) {
+        Program::language = other;
+        const Ended ended = Run({"config"});
+        EXPECT_THAT(ended.out, HasSubstr("(default)")) << other;
+        EXPECT_EQ("", ended.err) << other;
+    }
+}
+
+TEST_F(Settings, AQuestionTakesTheWordsOfTheLanguage) {
+    Program::language = "de_DE.UTF-8";
+    simulator::Simulator server({.machines = 1, .certificateKind = "self-signed"});
+    server.RunInThread();
+    Program about("bin/orvane", {"about", server.Url(), "administrator", "--password", "secret"},
+                  true);
+    EXPECT_TRUE(about.WaitFor("Annehmen: ja, einmal oder nein? "));
+    about.Type("yes\n");
+    EXPECT_TRUE(about.WaitFor("Bitte mit ja, einmal oder nein antworten: "));
+    about.Type("einmal\n");
+    const Ended ended = about.Wait();
+    EXPECT_EQ(0, ended.status) << ended.out;
+    EXPECT_EQ("", folder.Read("orvane/known_services")) << "only for this run";
+}
+
+/* A text that begins like a message is looked up, and its identifier has a limit. */
+TEST(Messages, AForeignTextIsNoMessage) {
+    const std::string id(300, 'a');
+    InChild([&] {
+        for (const std::string &foreign :
+             {std::string(MSG_MAGIC "(msg.orvane.interrupted)x"), MSG_MAGIC "(" + id + ")x"}) {
+            const std::string shown = orvaneCli::Printable(foreign);
+            EXPECT_EQ("\\x40" + foreign.substr(1),
+                      orvaneCli::Text(MSGID("failure") "%s", shown.c_str()));
+        }
+    });
+}
+
+} // namespace

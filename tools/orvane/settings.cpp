@@ -1,0 +1,184 @@
+#include "tools/orvane/settings.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cstdlib>
+#include <memory>
+#include <optional>
+
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+
+#include "lib/config/preference.h"
+#include "lib/misc/glibPtr.h"
+#include "lib/misc/hostinfo.h"
+#include "tools/orvane/failure.h"
+#include "tools/orvane/message.h"
+#include "tools/orvane/terminal.h"
+#include "tools/orvane/userFile.h"
+
+namespace orvaneCli {
+
+namespace {
+
+using PreferenceText = std::unique_ptr<char, Release<free>>;
+
+enum SettingIndex { kColor, kOutput, kTimeout, kNumSettings };
+
+struct SettingRow {
+    const char *name;
+    const char *defaultValue;
+    std::array<const char *, 4> choices; /* none: a number of seconds */
+};
+
+constexpr std::array<SettingRow, kNumSettings> kSettings = {{
+    {"color", "auto", {"auto", "always", "never"}},
+    {"output", "text", {"text", "json"}},
+    {"timeout", "30", {}},
+}};
+
+constexpr PreferenceLayer kLayersWithFiles[] = {
+    PREFERENCE_GLOBAL_SETTINGS, PREFERENCE_USER_PREFERENCES, PREFERENCE_USER_DEFAULTS,
+    PREFERENCE_HOST_DEFAULTS, PREFERENCE_SITE_DEFAULTS};
+
+/* The folder that the program is in; its catalogues and the installation's settings are there, too. */
+std::string ProgramFolder() {
+    const PreferenceText path(Hostinfo_GetModulePath(0));
+    const std::string text = path != nullptr ? path.get() : "";
+    const size_t slash = text.rfind('/');
+    return slash == std::string::npos ? "/usr/lib/halden" : text.substr(0, slash);
+}
+
+std::string FileOf(PreferenceLayer layer) {
+    switch (layer) {
+    case PREFERENCE_GLOBAL_SETTINGS:
+        return ProgramFolder() + "/settings";
+    case PREFERENCE_USER_PREFERENCES:
+        return UserFile::Folder() + "/preferences";
+    case PREFERENCE_USER_DEFAULTS:
+        return UserFile::Folder() + "/config";
+    case PREFERENCE_HOST_DEFAULTS:
+        return "/etc/orvane/config";
+    case PREFERENCE_SITE_DEFAULTS:
+        return ProgramFolder() + "/config";
+    case PREFERENCE_NON_PERSISTENT:
+    case PREFERENCE_NUM_LAYERS:
+        break;
+    }
+    return "";
+}
+
+std::optional<int> ParseTimeout(const std::string &text) {
+    int seconds = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), seconds);
+    const bool isNumber = error == std::errc() && end == text.data() + text.size();
+    return isNumber && seconds >= kMinTimeout && seconds <= kMaxTimeout ? std::optional(seconds)
+                                                                        : std::nullopt;
+}
+
+bool IsValid(const SettingRow &row, const std::string &value) {
+    if (row.choices[0] == nullptr)
+        return ParseTimeout(value).has_value();
+    return std::ranges::any_of(
+        row.choices, [&](const char *choice) { return choice != nullptr && value == choice; });
+}
+
+std::string WhyInvalid(const SettingRow &row, const std::string &value) {
+    if (row.choices[0] == nullptr)
+        return Text(MSGID("setting.badNumber") "setting \"%s\": \"%s\" is no "
+                                               "number of seconds from %d to %d",
+                    row.name, Printable(value).c_str(), kMinTimeout, kMaxTimeout);
+    std::string all;
+    for (const char *choice : row.choices) {
+        if (choice != nullptr)
+            all += fmt::format("{}{}", all.empty() ? "" : ", ", choice);
+    }
+    return Text(MSGID("setting.badChoice") "setting \"%s\": \"%s\" is none of %s", row.name,
+                Printable(value).c_str(), all.c_str());
+}
+
+/* Returns what the layers say, or the default if that cannot be used. */
+std::string Value(SettingIndex index) {
+    static constinit std::array<bool, kNumSettings> isReported = {};
+    const SettingRow &row = kSettings[index];
+    const PreferenceText text(Preference_GetString(row.defaultValue, row.name));
+    const std::string value = text != nullptr ? text.get() : row.defaultValue;
+    if (IsValid(row, value))
+        return value;
+    PreferenceLayer layer = PREFERENCE_NON_PERSISTENT;
+    if (!std::exchange(isReported[index], true) && Preference_FindLayer(row.name, &layer))
+        Report(Text(MSGID("setting.ignored") "%s: %s; %s is used", FileOf(layer).c_str(),
+                    WhyInvalid(row, value).c_str(), row.defaultValue));
+    return row.defaultValue;
+}
+
+} // namespace
+
+void StartSettings() {
+    for (const PreferenceLayer layer : kLayersWithFiles)
+        Preference_SetFileName(layer, FileOf(layer).c_str());
+    Preference_Init();
+    /* where catalogues are */
+    if (Preference_NotSet("libdir"))
+        Preference_SetFromString(("libdir=" + ProgramFolder()).c_str(), TRUE);
+}
+
+void EndSettings() {
+    Preference_Exit();
+}
+
+void SetForThisRun(const std::string &text) {
+    const size_t equals = text.find('=');
+    const std::string name = text.substr(0, equals);
+    const auto row =
+        std::ranges::find_if(kSettings, [&](const SettingRow &each) { return name == each.name; });
+    if (equals == std::string::npos || row == kSettings.end()) {
+        std::string all;
+        for (const SettingRow &each : kSettings)
+            all += fmt::format("{}{}", all.empty() ? "" : ", ", each.name);
+        throw BadUsage(Text(MSGID("setting.unknown") "--set %s: is not NAME=VALUE "
+                                                     "with one of the names %s",
+                            Printable(text).c_str(), all.c_str()));
+    }
+    const std::string value = text.substr(equals + 1);
+    if (!IsValid(*row, value))
+        throw BadUsage(WhyInvalid(*row, value));
+    Preference_SetFromString(text.c_str(), TRUE);
+}
+
+ColorSetting GetColorSetting() {
+    const std::string value = Value(kColor);
+    if (value == "always")
+        return ColorSetting::kAlways;
+    return value == "never" ? ColorSetting::kNever : ColorSetting::kAuto;
+}
+
+bool IsJsonWanted() {
+    return Value(kOutput) == "json";
+}
+
+int TimeoutSetting() {
+    return ParseTimeout(Value(kTimeout)).value();
+}
+
+std::vector<SettingShown> AllSettings() {
+    std::vector<SettingShown> all;
+    for (int i = 0; i < kNumSettings; i++) {
+        SettingShown shown = {kSettings[i].name, Value(static_cast<SettingIndex>(i)), "", ""};
+        PreferenceLayer layer;
+        if (Preference_FindLayer(kSettings[i].name, &layer)) {
+            shown.layer = Preference_LayerName(layer);
+            shown.file = FileOf(layer);
+        }
+        all.push_back(shown);
+    }
+    return all;
+}
+
+void WriteJson(const nlohmann::ordered_json &document) {
+    using Json = nlohmann::ordered_json;
+    WriteOutput(document.dump(2, ' ', false, Json::error_handler_t::replace) + "\n");
+}
+
+} // namespace orvaneCli
