@@ -42,7 +42,8 @@
  * Errors:    never returned: a failed operation has a SkemaQormMethodFault.
  * Ends without a signal: a call that cannot be sent; a call, or a connect before its login, that is open when
  *            its session is disconnected or released. Loads, retrievals of contents and a connect that loads
- *            the roles fail with a RequestCanceled then. So watch the session's state too.
+ *            the roles fail with a RequestCanceled then. So watch the session's state too, or set a completion
+ *            function, which is invoked in all these cases; see operation.h.
  * Callbacks: handlers run inside the loop's callbacks. They may do anything: release the listener,
  *            disconnect or release the session, or start other operations.
  * Threads:   the loop's.

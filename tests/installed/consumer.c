@@ -28,6 +28,7 @@ int main(void) {
     g_print("%s %s %d %s\n", g_type_name(SKEMA_TYPE_OZY_VIRTUAL_MACHINE), G_OBJECT_TYPE_NAME(spec),
             SSL_IsThumbprint("x"), json);
     g_free(json);
+    g_print("%s", orvane_transport_error_get_text(ORVANE_TRANSPORT_NONE) ? "" : "no text");
     g_object_unref(spec);
     g_object_unref(session);
     orvane_glib_shutdown();

@@ -43,6 +43,7 @@ void StoreFault(OrvaneListener *listener, const GValue *value) {
 /* Clears what an earlier operation ended with. Releasing it may run the application's code. */
 void ClearOutcome(OrvaneListenerPrivate *priv) {
     const ObjectPtr<SkemaQormMethodFault> fault(std::exchange(priv->fault, nullptr));
+    const ObjectPtr<SkemaQormMethodFault> otherFault(std::exchange(priv->operation.fault, nullptr));
     priv->progress = kListenerNoProgress;
     if (std::exchange(priv->isReturnTypeFresh, FALSE))
         return;
@@ -107,6 +108,7 @@ static void orvane_listener_dispose(GObject *object) {
 static void orvane_listener_finalize(GObject *object) {
     OrvaneListenerPrivate *priv = ORVANE_LISTENER(object)->priv;
     OrvaneListenerReleaseTask(ORVANE_LISTENER(object));
+    OrvaneListenerFinalizeOperation(ORVANE_LISTENER(object));
     g_clear_object(&priv->fault);
     orvane_value_cond_unset(&priv->result);
     orvane_unbind_listener(object);
@@ -201,6 +203,8 @@ void orvane_listener_initiate(OrvaneListener *listener) {
     g_return_if_fail(ORVANE_IS_LISTENER(listener));
     ObjectWatch<OrvaneListener> watch(listener);
     listener->priv->numOperations++;
+    if (!std::exchange(listener->priv->operation.isFresh, false))
+        OrvaneListenerOpenOperation(listener);
     OrvaneListenerReleaseTask(listener);
     if (watch)
         ClearOutcome(listener->priv);
@@ -214,6 +218,7 @@ void orvane_listener_set_state(OrvaneListener *listener, OrvaneListenerState sta
         return;
 
     guint signal = 0;
+    bool isFinal = false;
     switch (state) {
     case ORVANE_LISTENER_UNUSED:
     case ORVANE_LISTENER_PENDING:
@@ -224,19 +229,26 @@ void orvane_listener_set_state(OrvaneListener *listener, OrvaneListenerState sta
         break;
     case ORVANE_LISTENER_SUCCEEDED:
         signal = signals[SIGNAL_SUCCESS];
+        isFinal = true;
         break;
     case ORVANE_LISTENER_FAILED:
         signal = signals[SIGNAL_FAILURE];
+        isFinal = true;
         break;
     default:
         g_return_if_reached();
     }
 
     ObjectWatch<OrvaneListener> watch(listener);
+    const guint serial = OrvaneListener_GetOperationSerial(listener);
     listener->priv->state = state;
+    if (isFinal)
+        OrvaneListenerDecideOutcome(listener);
     g_object_notify_by_pspec(G_OBJECT(listener), properties[PROP_STATE]);
     if (signal != 0 && watch)
         g_signal_emit(listener, signal, 0);
+    if (isFinal && watch)
+        OrvaneListener_EndOperationOf(listener, serial, listener->priv->operation.outcome);
 }
 
 GType orvane_listener_get_return_type(OrvaneListener *listener, gboolean *isArray) {

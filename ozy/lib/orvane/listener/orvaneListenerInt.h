@@ -7,6 +7,7 @@
 
 #include "ozy/lib/orvane/listener/objectWatch.h"
 #include "ozy/lib/orvane/listener/orvaneListener.h"
+#include "ozy/lib/orvane/listener/orvaneOperation.h"
 
 constexpr gint32 kListenerNoProgress = G_MININT32;
 
@@ -24,6 +25,7 @@ struct _OrvaneListenerPrivate {
     gulong taskLoadHandler;
     gboolean taskLoaded; /* an unload is due */
     gboolean isInternal;
+    OrvaneOperation operation;
     gpointer calls; /* for the session: the calls in flight with this listener, the newest first */
     ObjectWatch<OrvaneListener> *watches;
 };

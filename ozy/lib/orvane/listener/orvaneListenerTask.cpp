@@ -73,6 +73,7 @@ void orvane_listener_task_info_cb(OrvaneListener *listener) {
     }
     if (cancelled) {
         OrvaneListenerTakeFault(listener, OrvaneListenerNewRequestCanceled());
+        OrvaneListener_MarkOperation(listener, ORVANE_OUTCOME_CANCELLED);
         orvane_listener_set_state(listener, ORVANE_LISTENER_FAILED);
         return;
     }
@@ -99,6 +100,7 @@ void OnTaskLoadFailed(OrvaneListener *load, OrvaneListener *listener) {
     OrvaneListenerPrivate *priv = listener->priv;
     const SchemaSession of = SchemaSession_Of(TaskProxy(priv));
     SkemaQormMethodFault *fault = orvane_listener_get_fault(load);
+    OrvaneListener_CopyReply(listener, load);
     ReleaseLoadListener(priv);
     if (SchemaSession_GetManager(of) == nullptr ||
         orvane_session_get_state(of.session) == ORVANE_SESSION_DISCONNECTED) {

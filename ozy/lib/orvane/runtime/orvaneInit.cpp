@@ -34,4 +34,7 @@ void orvane_shutdown(void) {
     BasicHttp_Shutdown();
     SSL_Exit();
     SoapBlocks_ReleaseKept();
+    /* last, since completion functions may start the library again */
+    OrvaneSession_EndAllForShutdown();
+    OrvaneListener_CompleteForShutdown();
 }

@@ -21,6 +21,28 @@
  * reads the variable: secure_getenv(). */
 void SchemaLoad_FromEnvironment(char *(*getVariable)(const char *name));
 
+/* listener/: operations */
+
+/* The open operations of the listeners of one session, the newest first. */
+struct OrvaneOperations {
+    OrvaneListener *first;
+};
+
+/* Begins and ends an operation that is refused before it begins: only its completion function is invoked. NULL and
+ * anything that is no listener are ignored. */
+void OrvaneListener_RefuseOperation(OrvaneListener *listener);
+
+/* Invokes the completion functions of all operations that have ended. The transport was shut down. */
+void OrvaneListener_CompleteForShutdown(void);
+
+/* session/: all sessions */
+
+/* (nullable): the open operations of a live session; NULL for any other pointer. */
+OrvaneOperations *OrvaneSession_GetOperations(OrvaneSession *session);
+
+/* Ends the open operations of all sessions. The transport was shut down. */
+void OrvaneSession_EndAllForShutdown(void);
+
 /* soap/: the memory of reply trees */
 
 /* Frees the blocks that are kept between replies. */

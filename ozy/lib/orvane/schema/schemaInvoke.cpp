@@ -62,9 +62,11 @@ void orvane_schema_invoke(guint method, gpointer object, OrvaneListener *listene
     VERIFY(method < SchemaEngine_Tables()->numMethods);
     g_return_if_fail(SKEMA_IS_QORM_MANAGED_OBJECT(object));
     auto *target = static_cast<SkemaQormManagedObject *>(object);
-    g_return_if_fail(target->session != nullptr);
     const bool isSessionReused =
         OrvaneSession_IsLive(target->session) && SchemaSession_GetLive(target) == nullptr;
+    if (target->session == nullptr || isSessionReused)
+        OrvaneListener_RefuseOperation(listener);
+    g_return_if_fail(target->session != nullptr);
     g_return_if_fail(!isSessionReused);
 
     SchemaParameters from;

@@ -49,7 +49,7 @@ void TearDown(OrvaneSession *session) {
         orvane_momgr_cancel_updates(priv->moMgr, nullptr);
     OrvaneSessionUnlinkAllListeners(session);
     OrvaneSessionStopKeepAlive(session);
-    orvane_session_cleanup_private_state(session);
+    orvane_session_cleanup_private_state(session, ORVANE_OUTCOME_SESSION_RELEASED);
 }
 
 /* An operation that the session's state does not allow. */
@@ -57,6 +57,8 @@ void FailAtOnce(OrvaneListener *listener) {
     if (listener == nullptr)
         return;
     ObjectWatch<OrvaneListener> watch(listener);
+    OrvaneListener_BeginOperation(listener, nullptr);
+    OrvaneListener_MarkOperation(listener, ORVANE_OUTCOME_NOT_SENT);
     orvane_listener_initiate(listener);
     if (watch)
         orvane_listener_acknowledge(listener, FALSE, nullptr);
@@ -133,6 +135,7 @@ static void orvane_session_finalize(GObject *object) {
     OrvaneSessionPrivate *priv = session->priv;
     TearDown(session); /* a handler may have begun something since dispose */
     LeaveLive(session);
+    OrvaneOperations_EndAll(&priv->operations, ORVANE_OUTCOME_SESSION_RELEASED);
     ObjectWatch<OrvaneSession>::EndAll(session);
     g_hash_table_destroy(priv->roles);
     g_hash_table_destroy(priv->listeners);
@@ -170,10 +173,12 @@ static void orvane_session_class_init(OrvaneSessionClass *klass) {
  * may start the next connection. Requests are freed before the cookie jar that they share, and the manager
  * after the objects whose proxies are found through it.
  */
-void orvane_session_cleanup_private_state(OrvaneSession *session) {
+void orvane_session_cleanup_private_state(OrvaneSession *session, OrvaneOutcome outcome) {
     OrvaneSessionPrivate *priv = session->priv;
     ++priv->connection;
     ConnectionWatch watch(session);
+    ObjectWatch<OrvaneSession> sessionWatch(session);
+    OrvaneOperations_Mark(&priv->operations, outcome);
     OrvaneSessionFreeCalls(session);
     OrvaneSessionVerify_End(session);
     g_clear_pointer(&priv->url, g_free);
@@ -204,6 +209,8 @@ void orvane_session_cleanup_private_state(OrvaneSession *session) {
         OrvaneSessionCancelConnect(session);
     if (watch.IsSame())
         g_clear_object(&priv->moMgr);
+    if (sessionWatch)
+        OrvaneOperations_EndMarked(&priv->operations);
 }
 
 /* -- construction and reading --------------------------------------------------------------------- */
@@ -214,6 +221,21 @@ OrvaneSession *orvane_session_new(void) {
 
 gboolean OrvaneSession_IsLive(const OrvaneSession *session) {
     return OrvaneSession_GetNumber(session) != 0;
+}
+
+OrvaneOperations *OrvaneSession_GetOperations(OrvaneSession *session) {
+    return OrvaneSession_IsLive(session) ? &session->priv->operations : nullptr;
+}
+
+void OrvaneSession_EndAllForShutdown(void) {
+    if (gLiveSessions == nullptr)
+        return;
+    GHashTableIter iter;
+    gpointer session;
+    g_hash_table_iter_init(&iter, gLiveSessions);
+    while (g_hash_table_iter_next(&iter, &session, nullptr)) /* runs no code of the application */
+        OrvaneOperations_EndAll(&ORVANE_SESSION(session)->priv->operations,
+                                ORVANE_OUTCOME_SHUT_DOWN);
 }
 
 gsize OrvaneSession_GetNumber(const OrvaneSession *session) {

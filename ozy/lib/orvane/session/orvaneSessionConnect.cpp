@@ -48,6 +48,8 @@ bool SetUp(OrvaneSession *session, const char *url, OrvaneCnxParams *cnxParams) 
 
 void ConnectWith(OrvaneSession *session, const char *url, OrvaneListener *listener,
                  OrvaneCnxParams *cnxParams) {
+    if (cnxParams == nullptr)
+        OrvaneListener_RefuseOperation(listener);
     g_return_if_fail(cnxParams);
     orvane_session_connect_internal(session, url, listener, cnxParams);
 }
@@ -109,8 +111,11 @@ void OrvaneSessionCheckSent(OrvaneSession *session, OrvaneListener *internal) {
 void OrvaneSessionDropListener(OrvaneListener *listener) {
     const bool isInChain = g_object_get_data(G_OBJECT(listener), kChainKey) != nullptr;
     ObjectWatch<OrvaneListener> application(isInChain ? OrvaneSessionBound(listener) : nullptr);
-    g_object_unref(listener);
-    OrvaneSessionAcknowledgeFault(application.Get(), OrvaneFault_NewUnexpected());
+    const bool isReleasedHere = isInChain || !OrvaneListener_HasCompleted(listener);
+    OrvaneListener_EndOperation(listener, ORVANE_OUTCOME_DISCONNECTED);
+    if (isReleasedHere)
+        g_object_unref(listener);
+    OrvaneSessionAcknowledgeUnexpected(application.Get(), ORVANE_OUTCOME_DISCONNECTED);
 }
 
 void OrvaneSessionAcknowledgeSuccess(OrvaneListener *application) {
@@ -125,6 +130,13 @@ void OrvaneSessionAcknowledgeFault(OrvaneListener *application, SkemaQormMethodF
         orvane_listener_acknowledge(application, FALSE, &value.value);
 }
 
+void OrvaneSessionAcknowledgeUnexpected(OrvaneListener *application, OrvaneOutcome outcome) {
+    if (application == nullptr)
+        return;
+    OrvaneListener_MarkOperation(application, outcome);
+    OrvaneSessionAcknowledgeFault(application, OrvaneFault_NewUnexpected());
+}
+
 void OrvaneSessionConnectFailed(OrvaneSession *session, OrvaneListener *application,
                                 SkemaQormMethodFault *fault) {
     ObjectWatch<OrvaneListener> watch(application);
@@ -134,22 +146,44 @@ void OrvaneSessionConnectFailed(OrvaneSession *session, OrvaneListener *applicat
 
 namespace {
 
+/* Opens the operation of a connect, or continues the one of a connect that waited for the decision on a certificate.
+ * It joins those of the session after the clean-up, which ends them. Runs the application's code. */
+void BeginOperation(OrvaneListener *listener) {
+    const bool isPending = orvane_listener_get_state(listener) == ORVANE_LISTENER_PENDING;
+    if (isPending && OrvaneListener_IsOperationOpen(listener)) {
+        OrvaneListener_LeaveOperations(listener);
+        return;
+    }
+    OrvaneListener_BeginOperation(listener, nullptr);
+    if (!isPending)
+        orvane_listener_initiate(listener);
+}
+
+/* Fails a connect that sends nothing. */
+void RefuseConnect(OrvaneSession *session, OrvaneListener *listener) {
+    if (listener != nullptr)
+        OrvaneListener_MarkOperation(listener, ORVANE_OUTCOME_NOT_SENT);
+    OrvaneSessionConnectFailed(session, listener, OrvaneFault_NewUnexpected());
+}
+
 /* Begins a connection. Each time the application's code has run, this continues only if the session still has
  * the connection that it began. */
 void Begin(OrvaneSession *session, const char *url, OrvaneListener *listener, ParamsPtr params) {
     OrvaneSessionPrivate *priv = session->priv;
     ObjectWatch<OrvaneSession> sessionWatch(session);
     ObjectWatch<OrvaneListener> listenerWatch(listener);
-    if (listener != nullptr && orvane_listener_get_state(listener) != ORVANE_LISTENER_PENDING)
-        orvane_listener_initiate(listener);
+    if (listener != nullptr)
+        BeginOperation(listener);
+    if (!sessionWatch && listenerWatch)
+        OrvaneListener_EndOperation(listener, ORVANE_OUTCOME_SESSION_RELEASED);
     if (!sessionWatch || (listener != nullptr && !listenerWatch))
         return;
     if (priv->state != ORVANE_SESSION_DISCONNECTED || url == nullptr) {
         const ListenerPtr load(std::exchange(priv->rolesLoadListener, nullptr));
-        OrvaneSessionConnectFailed(session, listener, OrvaneFault_NewUnexpected());
+        RefuseConnect(session, listener);
         if (load) /* the connect that this one ended was loading the roles */
-            OrvaneSessionAcknowledgeFault(OrvaneSessionBound(load.get()),
-                                          OrvaneFault_NewUnexpected());
+            OrvaneSessionAcknowledgeUnexpected(OrvaneSessionBound(load.get()),
+                                               ORVANE_OUTCOME_DISCONNECTED);
         return;
     }
     if (!OrvaneSessionVerify_MayConnect(session, url)) {
@@ -161,19 +195,23 @@ void Begin(OrvaneSession *session, const char *url, OrvaneListener *listener, Pa
 
     const GPtr<char> ownUrl(g_strdup(url)); /* the clean-up may release its owner */
     const guint connection = priv->connection + 1;
-    orvane_session_cleanup_private_state(session);
+    orvane_session_cleanup_private_state(session, ORVANE_OUTCOME_DISCONNECTED);
     if (!sessionWatch || priv->connection != connection ||
         priv->state != ORVANE_SESSION_DISCONNECTED) {
-        OrvaneSessionAcknowledgeFault(listenerWatch.Get(), OrvaneFault_NewUnexpected());
+        OrvaneSessionAcknowledgeUnexpected(listenerWatch.Get(),
+                                           sessionWatch ? ORVANE_OUTCOME_DISCONNECTED
+                                                        : ORVANE_OUTCOME_SESSION_RELEASED);
         return;
     }
+    if (listenerWatch)
+        OrvaneListener_JoinOperations(listenerWatch.Get(), &priv->operations);
 
     ConnectionWatch watch(session);
     bool isGood = SetUp(session, ownUrl.get(), params.release());
     if (isGood) {
         orvane_session_set_state(session, ORVANE_SESSION_CONNECTING);
         if (!watch.IsIn(ORVANE_SESSION_CONNECTING)) {
-            OrvaneSessionAcknowledgeFault(listenerWatch.Get(), OrvaneFault_NewUnexpected());
+            OrvaneSessionAcknowledgeUnexpected(listenerWatch.Get(), ORVANE_OUTCOME_DISCONNECTED);
             return;
         }
         const GPtr<char> versionsUrl(
@@ -182,7 +220,7 @@ void Begin(OrvaneSession *session, const char *url, OrvaneListener *listener, Pa
             session, versionsUrl.get(), orvane_session_server_version_cb, listenerWatch.Get());
     }
     if (!isGood)
-        OrvaneSessionConnectFailed(session, listenerWatch.Get(), OrvaneFault_NewUnexpected());
+        RefuseConnect(session, listenerWatch.Get());
 }
 
 } // namespace
@@ -197,5 +235,5 @@ void orvane_session_connect_internal(OrvaneSession *session, const char *url,
     ObjectWatch<OrvaneListener> deferred(OrvaneSessionVerify_TakeWaiting(session));
     Begin(session, url, listener, std::move(params));
     if (deferred && deferred.Get() != listener) /* the connect that this one replaced */
-        OrvaneSessionAcknowledgeFault(deferred.Get(), OrvaneFault_NewUnexpected());
+        OrvaneSessionAcknowledgeUnexpected(deferred.Get(), ORVANE_OUTCOME_DISCONNECTED);
 }

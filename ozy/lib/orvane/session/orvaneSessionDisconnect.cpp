@@ -50,13 +50,17 @@ void orvane_session_logout_cb(OrvaneListener *internal, gpointer data) {
     ObjectWatch<OrvaneListener> application(OrvaneSessionBound(internal));
     ScopedValue outcome;
     const bool succeeded = NoteOutcome(internal, &outcome.value);
+    if (application) { /* it ends below, not with the connection */
+        OrvaneListener_LeaveOperations(application.Get());
+        OrvaneListener_CopyReply(application.Get(), internal);
+    }
     g_object_unref(internal);
 
     OrvaneSessionUnlinkAllListeners(session);
     ConnectionWatch watch(session);
     orvane_session_set_state(session, ORVANE_SESSION_DISCONNECTED);
     if (watch.IsSame())
-        orvane_session_cleanup_private_state(session);
+        orvane_session_cleanup_private_state(session, ORVANE_OUTCOME_DISCONNECTED);
     if (application)
         orvane_listener_acknowledge(application.Get(), succeeded, &outcome.value);
 }
@@ -71,20 +75,29 @@ void orvane_session_disconnect(OrvaneSession *session, OrvaneListener *listener)
     OrvaneSessionPrivate *priv = session->priv;
     ObjectWatch<OrvaneSession> sessionWatch(session);
     ObjectWatch<OrvaneListener> application(listener);
-    if (listener != nullptr)
+    guint serial = 0;
+    if (listener != nullptr) {
+        OrvaneListener_BeginOperation(listener, &priv->operations);
+        serial = OrvaneListener_GetOperationSerial(listener);
         orvane_listener_initiate(listener);
+    }
     if (!sessionWatch)
         return;
     if (priv->state != ORVANE_SESSION_CONNECTED && priv->state != ORVANE_SESSION_INTERRUPTED) {
-        if (application)
-            orvane_listener_acknowledge(application.Get(), FALSE, nullptr);
+        if (!application)
+            return;
+        OrvaneListener_MarkOperation(application.Get(), ORVANE_OUTCOME_NOT_SENT);
+        orvane_listener_acknowledge(application.Get(), FALSE, nullptr);
         return;
     }
 
     ConnectionWatch watch(session);
     orvane_session_set_state(session, ORVANE_SESSION_DISCONNECTING);
-    if (!watch.IsIn(ORVANE_SESSION_DISCONNECTING))
+    if (!watch.IsIn(ORVANE_SESSION_DISCONNECTING)) {
+        if (application)
+            OrvaneListener_EndOperationOf(listener, serial, ORVANE_OUTCOME_DISCONNECTED);
         return;
+    }
     orvane_momgr_cancel_updates(priv->moMgr, nullptr);
     OrvaneSessionStopKeepAlive(session);
     if (priv->cnxParams->kind == ORVANE_CNX_HIJACK) {

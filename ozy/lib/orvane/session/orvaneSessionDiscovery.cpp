@@ -59,7 +59,7 @@ void Fail(Discovery &reply, SkemaQormMethodFault *fault) {
 bool IsOver(const Discovery &reply) {
     const OrvaneSessionPrivate *priv = reply.session->priv;
     if (priv->state != ORVANE_SESSION_CONNECTING) {
-        OrvaneSessionAcknowledgeFault(reply.listener, OrvaneFault_NewUnexpected());
+        OrvaneSessionAcknowledgeUnexpected(reply.listener, ORVANE_OUTCOME_DISCONNECTED);
         return true;
     }
     if (!priv->asksFunction || !reply.response ||

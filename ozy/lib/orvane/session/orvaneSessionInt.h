@@ -144,8 +144,9 @@ struct _OrvaneSessionPrivate {
     OrvaneListener *rolesLoadListener;
     SkemaQormManagedObject *sessionManager;
     GObject *userSession;
-    OrvaneCall *calls;     /* in flight, newest first */
-    OrvaneCall *doneCalls; /* over, and freed with the next call or the clean-up */
+    OrvaneOperations operations; /* of the connection, that have not ended */
+    OrvaneCall *calls;           /* in flight, newest first */
+    OrvaneCall *doneCalls;       /* over, and freed with the next call or the clean-up */
 
     BasicHttpHeaders *callHeaders; /* kept between calls and connections */
     char *callHeadersVersion;      /* the version that callHeaders were made for */
@@ -168,8 +169,9 @@ private:
     guint connection;
 };
 
-/* Ends the connection: frees and clears all that belongs to it. Runs the application's code. */
-void orvane_session_cleanup_private_state(OrvaneSession *session);
+/* Ends the connection: frees and clears all that belongs to it. Operations that are open end with the outcome. Runs
+ * the application's code. */
+void orvane_session_cleanup_private_state(OrvaneSession *session, OrvaneOutcome outcome);
 
 /* -- steps of a connect --------------------------------------------------------------------------- */
 
@@ -185,6 +187,8 @@ void OrvaneSessionCheckSent(OrvaneSession *session, OrvaneListener *internal);
 void OrvaneSessionDropListener(OrvaneListener *listener);
 
 void OrvaneSessionAcknowledgeSuccess(OrvaneListener *application);
+/* Acknowledges a failure with an OrvaneFaultUnexpected, if there is a listener, whose operation has the outcome. */
+void OrvaneSessionAcknowledgeUnexpected(OrvaneListener *application, OrvaneOutcome outcome);
 /* Acknowledges a failure, if there is a listener. Takes over the fault; NULL counts as an unspecified one. */
 void OrvaneSessionAcknowledgeFault(OrvaneListener *application, SkemaQormMethodFault *fault);
 /* Sets the state DISCONNECTED, then does the same. */

@@ -285,8 +285,10 @@ bool ReadReply(OrvaneSession *session, OrvaneListener *listener, const char *met
         return false;
     }
     xmlNode *body = SoapBody(OrvaneSoapTree_Root(tree.get()));
-    if (body == nullptr || methodName == nullptr)
+    if (body == nullptr || methodName == nullptr) {
+        OrvaneListener_NoteReply(listener, response->errorCode, response->responseCode);
         return false;
+    }
     const gboolean isRead =
         orvane_soap_deserialize(session, methodName, body, returnType, isArray, value);
     return isRead && !(G_IS_VALUE(value) && G_VALUE_HOLDS(value, SKEMA_TYPE_QORM_METHOD_FAULT));
@@ -344,7 +346,7 @@ void OnListenerReply(OrvaneCall *call, OrvaneListener *listener, RequestPtr requ
     /* the application's handlers may shut the transport down */
     request.reset();
     response.reset();
-    orvane_listener_acknowledge(listener, isResult, &value.value);
+    OrvaneListener_AcknowledgeReply(listener, isResult, &value.value);
 }
 
 /* Handles the reply to a call. The client data is the listener, or the session for a call without one. */
@@ -400,6 +402,8 @@ void orvane_session_invoke_method(OrvaneSession *session, GObject *object, const
 void OrvaneSession_InvokeMethodV(OrvaneSession *session, GObject *object, const char *methodName,
                                  OrvaneListener *listener, const OrvaneArgument *arguments,
                                  guint count) {
+    if (!OrvaneSession_IsLive(session))
+        OrvaneListener_RefuseOperation(listener);
     g_return_if_fail(OrvaneSession_IsLive(session));
     g_return_if_fail(object != nullptr && SKEMA_IS_QORM_MANAGED_OBJECT(object));
     g_return_if_fail(methodName != nullptr);
@@ -407,13 +411,19 @@ void OrvaneSession_InvokeMethodV(OrvaneSession *session, GObject *object, const 
 
     FreeDoneCalls(session->priv);
     RequestPtr request = NewRequest(session, object, methodName, arguments, count);
-    if (!request)
+    if (!request) {
+        OrvaneListener_RefuseOperation(listener);
         return;
+    }
 
     if (listener != nullptr) {
         ConnectionWatch watch(session);
         ObjectWatch<OrvaneListener> listenerWatch(listener);
+        OrvaneListener_BeginOperation(listener, &session->priv->operations);
+        const guint serial = OrvaneListener_GetOperationSerial(listener);
         orvane_listener_initiate(listener);
+        if (!watch.IsSame() && listenerWatch)
+            OrvaneListener_EndOperationOf(listener, serial, ORVANE_OUTCOME_NOT_SENT);
         if (!watch.IsSame() || !listenerWatch)
             return;
     }
@@ -428,8 +438,10 @@ void OrvaneSession_InvokeMethodV(OrvaneSession *session, GObject *object, const 
     ForgetListener(call);
     TakeCall(call);
     delete call;
-    if (listener != nullptr)
-        orvane_session_unlink_listener(listener);
+    if (listener == nullptr)
+        return;
+    orvane_session_unlink_listener(listener);
+    OrvaneListener_EndOperation(listener, ORVANE_OUTCOME_NOT_SENT);
 }
 
 gboolean OrvaneSession_HasCall(OrvaneSession *session, OrvaneListener *listener) {
@@ -451,10 +463,13 @@ void orvane_session_unlink_listener(OrvaneListener *listener) {
 void orvane_session_cancel_listener(OrvaneSession *session, OrvaneListener *listener) {
     g_return_if_fail(ORVANE_IS_SESSION(session));
     g_return_if_fail(ORVANE_IS_LISTENER(listener));
+    bool hasCall = false;
     for (OrvaneCall *call = CallsOf(listener); call != nullptr; call = call->nextOfListener) {
         if (call->session == session)
-            call->ownsListener = call->isCanceled = true; /* no signal will come */
+            hasCall = call->ownsListener = call->isCanceled = true; /* no signal will come */
     }
+    if (hasCall)
+        OrvaneListener_EndOperation(listener, ORVANE_OUTCOME_CANCELLED);
     g_hash_table_remove(session->priv->listeners, listener);
     orvane_session_unlink_listener(listener);
 }

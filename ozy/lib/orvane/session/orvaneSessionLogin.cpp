@@ -45,6 +45,7 @@ template <class T> T *ReadProperty(GObject *object, const char *name) {
 /* Ends the chain with the fault of a call. A call that succeeded has none; then the fault is an
  * OrvaneFaultUnexpected. */
 void FailConnect(OrvaneSession *session, OrvaneListener *internal) {
+    OrvaneListener_CopyReply(OrvaneSessionBound(internal), internal);
     OrvaneSessionConnectFailed(session, OrvaneSessionBound(internal),
                                orvane_listener_get_fault(internal));
 }
@@ -319,8 +320,11 @@ void orvane_session_retrieveServiceInstanceContent(OrvaneSession *session,
 
 void OrvaneSessionCancelConnect(OrvaneSession *session) {
     const ListenerPtr load(std::exchange(session->priv->rolesLoadListener, nullptr));
-    if (load && OrvaneSessionBound(load.get()) != nullptr)
-        OrvaneListener_AcknowledgeCanceled(OrvaneSessionBound(load.get()));
+    OrvaneListener *application = load ? OrvaneSessionBound(load.get()) : nullptr;
+    if (application == nullptr)
+        return;
+    OrvaneListener_MarkOperation(application, ORVANE_OUTCOME_DISCONNECTED);
+    OrvaneListener_AcknowledgeCanceled(application);
 }
 
 gboolean orvane_session_invoke_login(OrvaneSession *session, OrvaneListener *listener) {

@@ -304,7 +304,7 @@ void OrvaneSessionVerify_HandshakeOver(OrvaneSession *session, OrvaneListener *l
     if (watch.IsIn(ORVANE_SESSION_DISCONNECTED))
         orvane_session_ssl_verify_perform_response(session, told.Get());
     else
-        OrvaneSessionAcknowledgeFault(told.Get(), OrvaneFault_NewUnexpected());
+        OrvaneSessionAcknowledgeUnexpected(told.Get(), ORVANE_OUTCOME_DISCONNECTED);
 }
 
 OrvaneListener *OrvaneSessionVerify_TakeWaiting(OrvaneSession *session) {

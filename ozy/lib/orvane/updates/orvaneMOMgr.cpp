@@ -73,8 +73,9 @@ void CancelListeners(OrvaneMOMgr *momgr) {
     while (!g_queue_is_empty(momgr->priv->activeListeners)) {
         auto *listener =
             static_cast<OrvaneListener *>(g_queue_peek_head(momgr->priv->activeListeners));
+        const bool servesAnother = MOMgrServesAnother(momgr, listener);
         MOMgrForgetListener(momgr, listener);
-        if (orvane_listener_get_state(listener) == ORVANE_LISTENER_PENDING)
+        if (!servesAnother && orvane_listener_get_state(listener) == ORVANE_LISTENER_PENDING)
             OrvaneListener_AcknowledgeCanceled(listener);
     }
 }

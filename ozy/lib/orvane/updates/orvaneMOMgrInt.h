@@ -19,6 +19,7 @@
 
 #include "lib/misc/glibPtr.h"
 #include "ozy/lib/orvane/listener/orvaneListener.h"
+#include "ozy/lib/orvane/listener/orvaneOperation.h"
 #include "ozy/lib/orvane/schema/schemaEngine.h"
 #include "ozy/lib/orvane/updates/orvaneMOMgr.h"
 
@@ -38,6 +39,7 @@ struct MOMgrPending {
 struct MOMgrWaiter {
     SkemaQormManagedObject *proxy; /* being loaded; NULL for a retrieval of contents */
     GList *active;                 /* its place in activeListeners */
+    guint operation;               /* serial of the operation that waits */
 };
 
 struct OrvaneMOMgrPrivate {
@@ -132,6 +134,9 @@ OrvaneListener *MOMgrNewListener(OrvaneMOMgr *momgr, OrvaneListenerCallback call
  * now: it was already waiting for something else, or a handler released it. */
 gboolean MOMgrWatchListener(OrvaneMOMgr *momgr, OrvaneListener *listener,
                             SkemaQormManagedObject *proxy);
+/* Whether a listener that waits has begun another operation since. It can do so after its completion function was
+ * invoked for a retrieval that failed. */
+bool MOMgrServesAnother(OrvaneMOMgr *momgr, OrvaneListener *listener);
 void MOMgrForgetListener(OrvaneMOMgr *momgr, OrvaneListener *listener);
 
 /* Destroys a filter on the service. The outcome is ignored. */

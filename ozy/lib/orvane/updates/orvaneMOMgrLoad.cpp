@@ -154,6 +154,8 @@ void AcknowledgeAtOnce(OrvaneListener *listener, gboolean success) {
     if (listener == nullptr)
         return;
     ObjectWatch<OrvaneListener> watch(listener);
+    OrvaneListener_BeginOperation(listener, nullptr);
+    OrvaneListener_MarkOperation(listener, ORVANE_OUTCOME_NOT_SENT); /* of a failure */
     orvane_listener_initiate(listener);
     if (watch)
         orvane_listener_acknowledge(listener, success, nullptr);
@@ -169,6 +171,21 @@ void ClearProperties(SkemaQormManagedObject *proxy) {
         ScopedValue empty(pspecs[i]->value_type);
         g_object_set_property(G_OBJECT(proxy), pspecs[i]->name, &empty.value);
     }
+}
+
+/* (nullable): the application's listener of a retrieval, if it still waits. */
+OrvaneListener *RetrievalListener(OrvaneMOMgr *momgr, OrvaneListener *internal) {
+    auto *listener = static_cast<OrvaneListener *>(
+        g_object_get_qdata(G_OBJECT(internal), orvane_quark_listener()));
+    const bool waits =
+        listener != nullptr && g_hash_table_contains(momgr->priv->loadListeners, listener);
+    return waits && !MOMgrServesAnother(momgr, listener) ? listener : nullptr;
+}
+
+/* The operation ends now, but the application's listener is answered only when the connection ends. */
+void FailRetrieval(OrvaneMOMgr *momgr, OrvaneListener *internal) {
+    if (OrvaneListener *listener = RetrievalListener(momgr, internal))
+        OrvaneListener_EndWithFault(listener, orvane_listener_get_fault(internal), internal);
 }
 
 /* Writes the values that were read of one object into its proxy. Returns the proxy, or NULL. */
@@ -238,16 +255,27 @@ gboolean MOMgrWatchListener(OrvaneMOMgr *momgr, OrvaneListener *listener,
                             SkemaQormManagedObject *proxy) {
     OrvaneMOMgrPrivate *priv = momgr->priv;
     if (g_hash_table_contains(priv->loadListeners, listener)) {
-        g_warning("A listener can wait for one load at a time.");
-        return FALSE;
+        if (OrvaneListener_IsOperationOpen(listener) || !OrvaneListener_HasCompleted(listener)) {
+            g_warning("A listener can wait for one load at a time.");
+            return FALSE;
+        }
+        MOMgrForgetListener(momgr, listener); /* its retrieval has failed */
     }
+    OrvaneListener_BeginOperation(listener, OrvaneSession_GetOperations(priv->session));
     g_queue_push_head(priv->activeListeners, listener);
     MOMgrWaiter *waiter = g_new(MOMgrWaiter, 1);
-    *waiter = {proxy, priv->activeListeners->head};
+    *waiter = {proxy, priv->activeListeners->head, OrvaneListener_GetOperationSerial(listener)};
     g_hash_table_insert(priv->loadListeners, listener, waiter);
     g_object_weak_ref(G_OBJECT(listener), orvane_momgr_load_listener_weak_notify, momgr);
     orvane_listener_initiate(listener);
     return g_hash_table_contains(priv->loadListeners, listener);
+}
+
+bool MOMgrServesAnother(OrvaneMOMgr *momgr, OrvaneListener *listener) {
+    const auto *waiter =
+        static_cast<MOMgrWaiter *>(g_hash_table_lookup(momgr->priv->loadListeners, listener));
+    return waiter->operation != OrvaneListener_GetOperationSerial(listener) &&
+           OrvaneListener_HasCompleted(listener);
 }
 
 void MOMgrForgetListener(OrvaneMOMgr *momgr, OrvaneListener *listener) {
@@ -399,6 +427,7 @@ void orvane_momgr_load_object_weak_notify(gpointer data, GObject *proxy) {
         if (listener == nullptr)
             continue;
         MOMgrForgetListener(momgr, listener);
+        OrvaneListener_EndOperation(listener, ORVANE_OUTCOME_OBJECT_GONE);
         /* The operation ends without a signal, so it releases its internal listener. */
         if (OrvaneListener_IsInternal(listener))
             g_object_unref(listener);
@@ -452,6 +481,9 @@ void orvane_momgr_retrieve_contents(OrvaneMOMgr *momgr, GValueArray *filterSpecS
         orvane_bind_listener(G_OBJECT(internal), listener);
     skema_qorm_core_property_collector_retrieve_contents(
         SKEMA_QORM_CORE_PROPERTY_COLLECTOR(momgr->priv->collector), filterSpecSet, internal);
+    OrvaneListener *waiting = RetrievalListener(momgr, internal);
+    if (waiting != nullptr && !OrvaneSession_HasCall(momgr->priv->session, internal))
+        OrvaneListener_MarkOperation(waiting, ORVANE_OUTCOME_NOT_SENT);
     CheckSent(momgr, internal);
 }
 
@@ -460,9 +492,10 @@ void orvane_momgr_retrieve_contents_cb(OrvaneListener *internal, gpointer data) 
     const auto holdManager = MOMgrHold(momgr);
     MOMgrProxies inArrays; /* released after the reply */
     const ObjectPtr<OrvaneListener> release(internal);
-    /* After a failure the application's listener is answered only when the connection ends. */
-    if (orvane_listener_get_state(internal) != ORVANE_LISTENER_SUCCEEDED)
+    if (orvane_listener_get_state(internal) != ORVANE_LISTENER_SUCCEEDED) {
+        FailRetrieval(momgr, internal);
         return;
+    }
 
     ScopedValue result;
     orvane_listener_get_result(internal, &result.value);
@@ -473,9 +506,8 @@ void orvane_momgr_retrieve_contents_cb(OrvaneListener *internal, gpointer data) 
     if (contents != nullptr)
         g_value_take_boxed(&proxies.value, ApplyContents(momgr, contents, &inArrays).release());
 
-    auto *listener = static_cast<OrvaneListener *>(
-        g_object_get_qdata(G_OBJECT(internal), orvane_quark_listener()));
-    if (listener == nullptr || !g_hash_table_contains(momgr->priv->loadListeners, listener))
+    OrvaneListener *listener = RetrievalListener(momgr, internal);
+    if (listener == nullptr)
         return;
     MOMgrForgetListener(momgr, listener);
     orvane_listener_set_return_type(listener, skema_qorm_managed_object_get_type(), TRUE);

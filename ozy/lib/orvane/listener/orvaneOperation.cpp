@@ -1,0 +1,402 @@
+// How operations begin and end, and the queue of completion functions that are to be invoked by the loop.
+#include "ozy/lib/orvane/listener/orvaneOperation.h"
+
+#include <utility>
+
+#include "apps/lib/basicHttp/basicHttp.h"
+#include "lib/misc/glibPtr.h"
+#include "lib/misc/log.h"
+#include "ozy/lib/orvane/listener/orvaneListenerInt.h"
+#include "ozy/lib/orvane/runtime/orvaneRuntime.h"
+
+struct OrvaneCompletion {
+    OrvaneCompletedFunc function;
+    gpointer data;
+    GDestroyNotify destroy;
+    OrvaneCompletion *next;
+
+    ~OrvaneCompletion() {
+        if (destroy != nullptr)
+            destroy(data);
+    }
+};
+
+namespace {
+
+constexpr PollClassSet kPollClassMain = {{1}};
+/* Completion functions may begin operations, which end at once while the library shuts down. */
+constexpr int kMaxShutdownRounds = 16;
+
+/* The end of one operation whose functions are to be invoked. */
+struct Ended {
+    ObjectPtr<OrvaneListener> listener; /* the operation's own reference */
+    OrvaneOutcome outcome;
+    bool callsFunction;     /* that of all operations, too */
+    OrvaneCompletion *once; /* owned */
+    Ended *next;
+};
+
+struct EndedQueue {
+    Ended *first;
+    Ended *last;
+    guint length;
+    bool isRegistered; /* with the loop */
+};
+
+constinit EndedQueue gEnded = {};
+
+OrvaneOperation &OperationOf(const OrvaneListener *listener) {
+    return listener->priv->operation;
+}
+
+bool HasFunctions(const OrvaneOperation &operation) {
+    return operation.function != nullptr || operation.once != nullptr;
+}
+
+void FreeAll(OrvaneCompletion *list) {
+    while (list != nullptr)
+        delete std::exchange(list, list->next);
+}
+
+/* Invokes the functions, then releases the operation's reference. Runs the application's code. */
+void Invoke(Ended &ended) {
+    OrvaneListener *listener = ended.listener.get();
+    const OrvaneCompletion *function = OperationOf(listener).function;
+    if (ended.callsFunction && function != nullptr)
+        function->function(listener, ended.outcome, function->data);
+    while (OrvaneCompletion *once = ended.once) {
+        ended.once = once->next;
+        once->function(listener, ended.outcome, once->data);
+        delete once;
+    }
+}
+
+void InvokeFirst() {
+    Ended *ended = gEnded.first;
+    gEnded.first = ended->next;
+    if (gEnded.first == nullptr)
+        gEnded.last = nullptr;
+    gEnded.length--;
+    Invoke(*ended);
+    delete ended;
+}
+
+void RegisterWithLoop();
+
+/* Those that end meanwhile wait for the next turn of the loop. A function may run a loop of its own, so the rest of
+ * the queue is registered before the first function is invoked. */
+void CompleteCallback(gpointer) {
+    gEnded.isRegistered = false;
+    guint left = gEnded.length;
+    if (left > 1)
+        RegisterWithLoop();
+    for (; left > 0 && gEnded.first != nullptr; left--)
+        InvokeFirst();
+    if (gEnded.first != nullptr || !gEnded.isRegistered)
+        return;
+    gEnded.isRegistered = false;
+    orvane_poll_callback_remove(0, CompleteCallback, &gEnded, POLL_REALTIME, kPollClassMain);
+}
+
+void RegisterWithLoop() {
+    if (gEnded.isRegistered || !BasicHttp_IsInited())
+        return; /* orvane_shutdown() invokes the functions */
+    gEnded.isRegistered = orvane_poll_callback(0, CompleteCallback, &gEnded, POLL_REALTIME, 0,
+                                               nullptr, kPollClassMain) == 0;
+    if (!gEnded.isRegistered)
+        Warning("Orvane: The loop took no callback: the end of an operation is reported later.\n");
+}
+
+/* Takes over the reference and the list. */
+void Push(OrvaneListener *listener, OrvaneOutcome outcome, bool callsFunction,
+          OrvaneCompletion *once) {
+    auto *ended = new Ended{ObjectPtr<OrvaneListener>(listener), outcome, callsFunction, once, {}};
+    (gEnded.last != nullptr ? gEnded.last->next : gEnded.first) = ended;
+    gEnded.last = ended;
+    gEnded.length++;
+    RegisterWithLoop();
+}
+
+void Enlist(OrvaneListener *listener, OrvaneOperations *list) {
+    OrvaneOperation &operation = OperationOf(listener);
+    operation.next = list->first;
+    operation.link = &list->first;
+    if (operation.next != nullptr)
+        OperationOf(operation.next).link = &operation.next;
+    list->first = listener;
+}
+
+void Unlist(OrvaneOperation &operation) {
+    if (operation.link == nullptr)
+        return;
+    *operation.link = operation.next;
+    if (operation.next != nullptr)
+        OperationOf(operation.next).link = operation.link;
+    operation.link = nullptr;
+    operation.next = nullptr;
+}
+
+OrvaneOutcome OutcomeOfFault(const OrvaneOperation &operation, SkemaQormMethodFault *fault) {
+    const bool isUnreadable =
+        fault != nullptr && G_OBJECT_TYPE(fault) == ORVANE_TYPE_FAULT_INVALID_RESPONSE;
+    return isUnreadable || operation.hasReply ? ORVANE_OUTCOME_TRANSPORT : ORVANE_OUTCOME_FAULT;
+}
+
+/* The outcome of a final state. */
+OrvaneOutcome OutcomeOf(const OrvaneListener *listener) {
+    const OrvaneListenerPrivate *priv = listener->priv;
+    if (priv->state == ORVANE_LISTENER_SUCCEEDED)
+        return ORVANE_OUTCOME_SUCCEEDED;
+    if (priv->operation.isMarked)
+        return priv->operation.mark;
+    return OutcomeOfFault(priv->operation, priv->fault);
+}
+
+/* Takes the reference that an operation with functions has. */
+void Hold(OrvaneListener *listener) {
+    OrvaneOperation &operation = OperationOf(listener);
+    if (!operation.isOpen || operation.ownsReference || !HasFunctions(operation))
+        return;
+    g_object_ref(listener);
+    operation.ownsReference = true;
+}
+
+} // namespace
+
+/* -- begin and end -------------------------------------------------------------------------------- */
+
+void OrvaneListenerOpenOperation(OrvaneListener *listener) {
+    if (listener->priv->isInternal)
+        return;
+    OrvaneOperation &operation = OperationOf(listener);
+    if (operation.isOpen) {
+        operation.isInPlace = false;
+        OrvaneListener_EndOperation(listener, operation.isDecided ? operation.outcome
+                                                                  : ORVANE_OUTCOME_CANCELLED);
+    }
+    operation.serial++;
+    operation.isOpen = true;
+    operation.isDecided = operation.isMarked = operation.hasOutcome = false;
+    operation.isFaultCurrent = operation.hasReply = operation.isInPlace = false;
+    Hold(listener);
+}
+
+void OrvaneListener_BeginOperation(OrvaneListener *listener, OrvaneOperations *list) {
+    if (listener->priv->isInternal)
+        return;
+    OrvaneListenerOpenOperation(listener);
+    OperationOf(listener).isFresh = true;
+    if (list != nullptr)
+        Enlist(listener, list);
+}
+
+void OrvaneListener_EndOperation(OrvaneListener *listener, OrvaneOutcome outcome) {
+    OrvaneOperation &operation = OperationOf(listener);
+    if (!operation.isOpen)
+        return;
+    Unlist(operation);
+    operation.isOpen = operation.isFresh = operation.isDecided = false;
+    operation.hasOutcome = true;
+    operation.outcome = outcome;
+    if (!operation.ownsReference)
+        return;
+    if (operation.isInPlace) {
+        operation.hasInPlaceEnd = true;
+        return;
+    }
+    operation.ownsReference = false;
+    Push(listener, outcome, true, std::exchange(operation.once, nullptr));
+}
+
+void OrvaneListener_EndOperationOf(OrvaneListener *listener, guint serial, OrvaneOutcome outcome) {
+    if (OperationOf(listener).serial == serial)
+        OrvaneListener_EndOperation(listener, outcome);
+}
+
+void OrvaneListener_EndWithFault(OrvaneListener *listener, SkemaQormMethodFault *fault,
+                                 OrvaneListener *source) {
+    ObjectPtr<SkemaQormMethodFault> owner(fault);
+    OrvaneOperation &operation = OperationOf(listener);
+    if (!operation.isOpen)
+        return;
+    OrvaneListener_CopyReply(listener, source);
+    const OrvaneOutcome outcome =
+        operation.isMarked ? operation.mark : OutcomeOfFault(operation, fault);
+    std::swap(operation.fault, fault);
+    (void)owner.release();
+    owner.reset(
+        fault); /* of an earlier operation; released last, since that may run the application's code */
+    operation.isFaultCurrent = true;
+    OrvaneListener_EndOperation(listener, outcome);
+}
+
+void OrvaneListener_RefuseOperation(OrvaneListener *listener) {
+    if (listener == nullptr || !ORVANE_IS_LISTENER(listener))
+        return;
+    OrvaneListener_BeginOperation(listener, nullptr);
+    OrvaneListener_EndOperation(listener, ORVANE_OUTCOME_NOT_SENT);
+}
+
+bool OrvaneListener_IsOperationOpen(const OrvaneListener *listener) {
+    return OperationOf(listener).isOpen;
+}
+
+guint OrvaneListener_GetOperationSerial(const OrvaneListener *listener) {
+    return OperationOf(listener).serial;
+}
+
+bool OrvaneListener_HasCompleted(const OrvaneListener *listener) {
+    return HasFunctions(OperationOf(listener));
+}
+
+void OrvaneListener_MarkOperation(OrvaneListener *listener, OrvaneOutcome outcome) {
+    OrvaneOperation &operation = OperationOf(listener);
+    if (!operation.isOpen || operation.isDecided || operation.isMarked)
+        return;
+    operation.isMarked = true;
+    operation.mark = outcome;
+}
+
+void OrvaneListener_LeaveOperations(OrvaneListener *listener) {
+    Unlist(OperationOf(listener));
+}
+
+void OrvaneListener_JoinOperations(OrvaneListener *listener, OrvaneOperations *list) {
+    const OrvaneOperation &operation = OperationOf(listener);
+    if (operation.isOpen && operation.link == nullptr)
+        Enlist(listener, list);
+}
+
+void OrvaneListener_NoteReply(OrvaneListener *listener, guint errorCode, glong responseCode) {
+    OrvaneOperation &operation = OperationOf(listener);
+    operation.hasReply = true;
+    operation.errorCode = errorCode;
+    operation.responseCode = responseCode;
+}
+
+void OrvaneListener_CopyReply(OrvaneListener *to, const OrvaneListener *from) {
+    if (to == nullptr || from == nullptr || !OperationOf(from).hasReply)
+        return;
+    OrvaneListener_NoteReply(to, OperationOf(from).errorCode, OperationOf(from).responseCode);
+}
+
+void OrvaneListener_AcknowledgeReply(OrvaneListener *listener, gboolean success,
+                                     const GValue *value) {
+    ObjectWatch<OrvaneListener> watch(listener);
+    const guint serial = OperationOf(listener).serial;
+    OperationOf(listener).isInPlace = true;
+    orvane_listener_acknowledge(listener, success, value);
+    if (!watch || OperationOf(listener).serial != serial)
+        return;
+    OrvaneOperation &operation = OperationOf(listener);
+    operation.isInPlace = false;
+    if (!std::exchange(operation.hasInPlaceEnd, false))
+        return;
+    operation.ownsReference = false;
+    Ended ended{ObjectPtr<OrvaneListener>(listener), operation.outcome, true,
+                std::exchange(operation.once, nullptr), nullptr};
+    Invoke(ended);
+}
+
+void OrvaneListenerDecideOutcome(OrvaneListener *listener) {
+    OrvaneOperation &operation = OperationOf(listener);
+    if (!operation.isOpen)
+        return;
+    operation.outcome = OutcomeOf(listener);
+    operation.isDecided = true;
+}
+
+void OrvaneListenerFinalizeOperation(OrvaneListener *listener) {
+    OrvaneOperation &operation = OperationOf(listener);
+    Unlist(operation);
+    operation.isOpen = false;
+    FreeAll(std::exchange(operation.once, nullptr));
+    delete std::exchange(operation.function, nullptr);
+    g_clear_object(&operation.fault);
+}
+
+/* -- the operations of a session ------------------------------------------------------------------ */
+
+void OrvaneOperations_Mark(OrvaneOperations *list, OrvaneOutcome outcome) {
+    for (OrvaneListener *listener = list->first; listener != nullptr;
+         listener = OperationOf(listener).next)
+        OrvaneListener_MarkOperation(listener, outcome);
+}
+
+void OrvaneOperations_EndMarked(OrvaneOperations *list) {
+    OrvaneListener *next = nullptr;
+    for (OrvaneListener *listener = list->first; listener != nullptr; listener = next) {
+        OrvaneOperation &operation = OperationOf(listener);
+        next = operation.next;
+        if (!operation.isMarked && !operation.isDecided)
+            continue;
+        operation.isInPlace = false; /* orvane_shutdown() does not wait for the reply's handler */
+        OrvaneListener_EndOperation(listener,
+                                    operation.isDecided ? operation.outcome : operation.mark);
+    }
+}
+
+void OrvaneOperations_EndAll(OrvaneOperations *list, OrvaneOutcome outcome) {
+    OrvaneOperations_Mark(list, outcome);
+    OrvaneOperations_EndMarked(list);
+}
+
+void OrvaneListener_CompleteForShutdown(void) {
+    if (std::exchange(gEnded.isRegistered, false))
+        orvane_poll_callback_remove(0, CompleteCallback, &gEnded, POLL_REALTIME, kPollClassMain);
+    for (int round = 0; round < kMaxShutdownRounds && gEnded.first != nullptr; round++) {
+        for (guint left = gEnded.length; left > 0 && gEnded.first != nullptr; left--)
+            InvokeFirst();
+    }
+    if (gEnded.first != nullptr)
+        Warning("Orvane: Operations that were begun during the shutdown are not reported.\n");
+    while (Ended *ended = gEnded.first) {
+        gEnded.first = ended->next;
+        FreeAll(ended->once);
+        delete ended;
+    }
+    gEnded.last = nullptr;
+    gEnded.length = 0;
+}
+
+/* -- for the application -------------------------------------------------------------------------- */
+
+void orvane_listener_set_completed_func(OrvaneListener *listener, OrvaneCompletedFunc function,
+                                        gpointer data, GDestroyNotify destroy) {
+    g_return_if_fail(ORVANE_IS_LISTENER(listener));
+    OrvaneOperation &operation = OperationOf(listener);
+    const ObjectPtr<OrvaneListener> hold(ORVANE_LISTENER(g_object_ref(listener)));
+    OrvaneCompletion *former = operation.function;
+    operation.function =
+        function != nullptr ? new OrvaneCompletion{function, data, destroy, nullptr} : nullptr;
+    if (HasFunctions(operation))
+        Hold(listener);
+    else if (operation.isOpen && std::exchange(operation.ownsReference, false))
+        g_object_unref(listener);
+    delete former;
+}
+
+void orvane_listener_call_when_completed(OrvaneListener *listener, OrvaneCompletedFunc function,
+                                         gpointer data, GDestroyNotify destroy) {
+    g_return_if_fail(ORVANE_IS_LISTENER(listener));
+    g_return_if_fail(function != nullptr);
+    OrvaneOperation &operation = OperationOf(listener);
+    auto *once = new OrvaneCompletion{function, data, destroy, nullptr};
+    if (operation.hasOutcome) {
+        Push(static_cast<OrvaneListener *>(g_object_ref(listener)), operation.outcome, false, once);
+        return;
+    }
+    OrvaneCompletion **last = &operation.once;
+    while (*last != nullptr)
+        last = &(*last)->next;
+    *last = once;
+    Hold(listener);
+}
+
+gboolean orvane_listener_get_outcome(OrvaneListener *listener, OrvaneOutcome *outcome) {
+    g_return_val_if_fail(ORVANE_IS_LISTENER(listener), FALSE);
+    const OrvaneOperation &operation = OperationOf(listener);
+    if (operation.hasOutcome && outcome != nullptr)
+        *outcome = operation.outcome;
+    return operation.hasOutcome;
+}

@@ -1,0 +1,446 @@
+// Each operation has one end: a ledger of completion functions, for every way in which one can end.
+#include <orvane/operation.h>
+#include <orvane/specBuilders.h>
+
+#include "tests/ozy/lib/orvane/updates/managerTest.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using Texts = std::vector<std::string>;
+
+const char *NickOf(OrvaneOutcome outcome) {
+    static auto *outcomes = static_cast<GEnumClass *>(g_type_class_ref(ORVANE_TYPE_OUTCOME));
+    return g_enum_get_value(outcomes, outcome)->value_nick;
+}
+
+/* What the application saw of one listener, in order: its final signals and its completions. */
+struct Ledger {
+    Texts texts;
+    std::string message;              /* of the last completion's error */
+    std::function<void()> inFunction; /* once */
+    int numDestroyed = 0;
+    int depth = 0; /* of functions of the library that the test is in */
+
+    OrvaneListener *New() {
+        OrvaneListener *listener = orvane_listener_new();
+        orvane_listener_set_completed_func(listener, OnCompleted, this, OnDestroy);
+        g_signal_connect_swapped(listener, "success", G_CALLBACK(OnSuccess), this);
+        g_signal_connect_swapped(listener, "failure", G_CALLBACK(OnFailure), this);
+        return listener;
+    }
+
+    static void OnCompleted(OrvaneListener *listener, OrvaneOutcome outcome, gpointer data) {
+        auto *ledger = static_cast<Ledger *>(data);
+        EXPECT_EQ(0, ledger->depth) << "inside the function that began the operation";
+        ledger->texts.push_back(NickOf(outcome));
+        GError *error = nullptr;
+        OrvaneOutcome known = outcome;
+        if (orvane_listener_get_error(listener, &error)) {
+            EXPECT_TRUE(error->domain == ORVANE_ERROR);
+            ledger->message = error->message;
+            g_error_free(error);
+        }
+        orvane_listener_get_outcome(listener, &known);
+        EXPECT_EQ(outcome, known);
+        if (ledger->inFunction)
+            std::exchange(ledger->inFunction, nullptr)();
+    }
+
+private:
+    static void OnDestroy(gpointer data) { static_cast<Ledger *>(data)->numDestroyed++; }
+    static void OnSuccess(Ledger *ledger) { ledger->texts.push_back("signal success"); }
+    static void OnFailure(Ledger *ledger) { ledger->texts.push_back("signal failure"); }
+};
+
+} // namespace
+
+class OperationEnds : public ManagerTest {
+public: // for the rows
+    Ledger ledger;
+
+    ~OperationEnds() override { DropAll(); }
+
+    /* Begins an operation; the application has released its reference when this returns. */
+    void Begin(const std::function<void(OrvaneListener *)> &begin) {
+        OrvaneListener *listener = ledger.New();
+        ledger.depth++;
+        begin(listener);
+        ledger.depth--;
+        g_object_unref(listener);
+    }
+    void BeginCall() {
+        Begin([&](OrvaneListener *listener) { CurrentTime(listener); });
+    }
+    void BeginUnansweredCall() {
+        service->answers["CurrentTime"] = {};
+        BeginCall();
+        testLoop::Settle();
+    }
+    void BeginLoad() {
+        Begin([&](OrvaneListener *listener) { Load(Machine("vm-1"), listener); });
+    }
+    void BeginConnect(const std::string &url) {
+        Begin([&](OrvaneListener *listener) {
+            orvane_session_connect(session, url.c_str(), "u", "p", listener);
+        });
+    }
+    void Retrieve(OrvaneListener *listener) {
+        for (const char *method : {"RetrieveProperties", "RetrievePropertiesEx"})
+            service->answers[method] = Fault("InvalidProperty");
+        GObject *properties =
+            orvane_property_spec_new(SKEMA_TYPE_OZY_VIRTUAL_MACHINE, FALSE, "nmae", nullptr);
+        GObject *object = orvane_object_spec_new(Machine("vm-1"), FALSE, FALSE, nullptr);
+        const ValueArrayPtr filters(orvane_filter_spec_set_new(
+            TRUE, orvane_filter_spec_new(TRUE, properties, object, nullptr), nullptr));
+        orvane_session_retrieve_contents(session, filters.get(), listener);
+    }
+    void DropAll() {
+        proxies.clear();
+        g_clear_object(&session);
+        testLoop::Settle();
+    }
+    using ManagerTest::CurrentTime;
+    using ManagerTest::Disconnect;
+    using ManagerTest::Instance;
+    using ManagerTest::Load;
+    using ManagerTest::Machine;
+    using ManagerTest::proxies;
+    using ManagerTest::service;
+    using ManagerTest::session;
+    using ManagerTest::Url;
+};
+
+/* What comes after what, and with which words, for every end. */
+TEST_F(OperationEnds, AreReportedOnceAfterTheSignals) {
+    using Ends = OperationEnds;
+    const struct {
+        const char *name;
+        std::function<void(Ends *)> run;
+        Texts texts;
+        const char *message;
+    } rows[] = {
+        {"success", [](Ends *test) { test->BeginCall(); }, {"signal success", "succeeded"}, ""},
+        {"a fault",
+         [](Ends *test) {
+             test->service->answers["CurrentTime"] = Fault("InvalidPowerState");
+             test->BeginCall();
+         },
+         {"signal failure", "fault"},
+         "InvalidPowerState: no"},
+        {"status 404 with a page that is XML",
+         [](Ends *test) {
+             test->service->answers["CurrentTime"] = HttpReply("<html/>", 404);
+             test->BeginCall();
+         },
+         {"signal failure", "transport"},
+         "HTTP status 404"},
+        {"a page that is not XML",
+         [](Ends *test) {
+             test->service->answers["CurrentTime"] = HttpReply("<p>welcome");
+             test->BeginCall();
+         },
+         {"signal failure", "transport"},
+         "no SOAP message"},
+        {"a connection that breaks",
+         [](Ends *test) {
+             test->service->answers["CurrentTime"] = {.bytes = "HTTP", .close = true};
+             test->BeginCall();
+         },
+         {"signal failure", "transport"},
+         "(error "},
+        {"the session is disconnected",
+         [](Ends *test) {
+             test->BeginUnansweredCall();
+             test->Disconnect();
+         },
+         {"disconnected"},
+         "connection ended"},
+        {"the session is released",
+         [](Ends *test) {
+             test->BeginUnansweredCall();
+             test->DropAll();
+         },
+         {"session-released"},
+         "session was released"},
+        {"a shutdown",
+         [](Ends *test) {
+             test->BeginUnansweredCall();
+             orvane_shutdown();
+             EXPECT_THAT(test->ledger.texts, ElementsAre("shut-down")) << "from there";
+         },
+         {"shut-down"},
+         "shut down"},
+        {"a call that is given up",
+         [](Ends *test) {
+             test->service->answers["CurrentTime"] = {};
+             test->Begin([test](OrvaneListener *listener) {
+                 test->CurrentTime(listener);
+                 orvane_session_cancel_listener(test->session,
+                                                ORVANE_LISTENER(g_object_ref(listener)));
+             });
+         },
+         {"cancelled"},
+         "cancelled"},
+        {"a call on a session without a connection",
+         [](Ends *test) {
+             const auto instance = test->Instance();
+             test->Disconnect();
+             test->Begin([&](OrvaneListener *listener) {
+                 skema_ozy_service_instance_current_time(instance.get(), listener);
+             });
+         },
+         {"not-sent"},
+         "Nothing was sent"},
+        {"a call on a session that was released",
+         [](Ends *test) {
+             const auto instance = test->Instance();
+             test->DropAll();
+             g_test_expect_message(nullptr, G_LOG_LEVEL_CRITICAL, "*IsLive*");
+             test->Begin([&](OrvaneListener *listener) {
+                 skema_ozy_service_instance_current_time(instance.get(), listener);
+             });
+             g_test_assert_expected_messages();
+         },
+         {"not-sent"},
+         "Nothing was sent"},
+        {"a load on a session without a connection",
+         [](Ends *test) {
+             SkemaQormManagedObject *machine = test->Machine("vm-1");
+             test->Disconnect();
+             test->Begin([&](OrvaneListener *listener) { test->Load(machine, listener); });
+         },
+         {"signal failure", "not-sent"},
+         "Nothing was sent"},
+        {"a connect to no URL",
+         [](Ends *test) {
+             test->Disconnect();
+             test->Begin([&](OrvaneListener *listener) {
+                 orvane_session_connect(test->session, nullptr, "u", "p", listener);
+             });
+         },
+         {"signal failure", "not-sent"},
+         "Nothing was sent"},
+        {"a wrong password",
+         [](Ends *test) {
+             test->Disconnect();
+             test->service->answers["Login"] = Fault("InvalidLogin");
+             test->BeginConnect(test->Url());
+         },
+         {"signal failure", "fault"},
+         "password is wrong. (InvalidLogin: no)"},
+        {"a connect to something else",
+         [](Ends *test) {
+             test->Disconnect();
+             test->service->answers["RetrieveServiceContent"] = HttpReply("<html/>", 404);
+             test->BeginConnect(test->Url());
+         },
+         {"signal failure", "transport"},
+         "HTTP status 404"},
+        {"a connect that is refused",
+         [](Ends *test) {
+             test->Disconnect();
+             test->BeginConnect("http://127.0.0.1:1/");
+         },
+         {"signal failure", "transport"},
+         "refused"},
+        {"a connect to an unknown host",
+         [](Ends *test) {
+             test->Disconnect();
+             test->BeginConnect("http://a.invalid/");
+             testLoop::RunUntil([&] { return test->ledger.texts.size() > 1; });
+         },
+         {"signal failure", "transport"},
+         "host is not known"},
+        {"a connect before its login",
+         [](Ends *test) {
+             test->Disconnect();
+             test->service->answers["Login"] = {};
+             test->BeginConnect(test->Url());
+             testLoop::Settle();
+             test->DropAll();
+         },
+         {"session-released"},
+         "session was released"},
+        {"a load whose object is released",
+         [](Ends *test) {
+             test->BeginLoad();
+             testLoop::Settle();
+             test->proxies.clear();
+         },
+         {"object-gone"},
+         "released before"},
+        {"a load when the connection ends",
+         [](Ends *test) {
+             test->BeginLoad();
+             test->Disconnect();
+         },
+         {"signal failure", "disconnected"},
+         "connection ended"},
+        {"a retrieval that fails, then the connection ends",
+         [](Ends *test) {
+             OrvaneListener *listener = test->ledger.New();
+             test->Retrieve(listener);
+             testLoop::Settle();
+             EXPECT_THAT(test->ledger.texts, ElementsAre("fault"));
+             test->Disconnect();
+             g_object_unref(listener);
+         },
+         {"fault", "signal failure"},
+         "InvalidProperty: no"},
+        {"a disconnect",
+         [](Ends *test) {
+             test->Begin([&](OrvaneListener *listener) {
+                 orvane_session_disconnect(test->session, listener);
+             });
+         },
+         {"signal success", "succeeded"},
+         ""},
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.name);
+        if (!BasicHttp_IsInited())
+            orvane_init(testLoop::Callback, testLoop::CallbackRemove);
+        ledger.texts.clear();
+        ledger.message.clear();
+        ledger.numDestroyed = 0;
+        DropAll();
+        service = std::make_unique<Service>();
+        session = orvane_session_new();
+        ASSERT_EQ("success", SessionTest::Connect());
+        row.run(this);
+        testLoop::RunUntil([&] { return ledger.numDestroyed > 0; }, 300);
+        DropAll();
+        testLoop::Settle();
+        EXPECT_EQ(row.texts, ledger.texts);
+        EXPECT_THAT(ledger.message, HasSubstr(row.message));
+        EXPECT_EQ(row.message[0] == '\0', ledger.message.empty());
+        EXPECT_EQ(1, ledger.numDestroyed) << "the listener is freed";
+    }
+}
+
+TEST_F(OperationEnds, FollowATaskToItsEnd) {
+    service->answers["PowerOnVM_Task"] = Reply("PowerOnVM_Task", "task-1", "type=\"Task\"");
+    auto *machine = SKEMA_OZY_VIRTUAL_MACHINE(Machine("vm-1"));
+    for (const bool isCancelled : {false, true}) {
+        ledger.texts.clear();
+        Begin([&](OrvaneListener *listener) {
+            skema_ozy_virtual_machine_power_on(machine, nullptr, listener);
+        });
+        ASSERT_TRUE(RunUntilCount("CreateFilter", isCancelled ? 2 : 1));
+        EXPECT_THAT(ledger.texts, IsEmpty());
+        Update("<objectSet><kind>enter</kind><obj type=\"Task\">task-1</obj><changeSet><name>info"
+               "</name><op>assign</op><val xsi:type=\"TaskInfo\"><key>k</key><cancelled>" +
+               std::string(isCancelled ? "true" : "false") +
+               "</cancelled><state>success</state></val></changeSet></objectSet>");
+        testLoop::Settle();
+        EXPECT_THAT(ledger.texts, isCancelled ? ElementsAre("signal failure", "cancelled")
+                                              : ElementsAre("signal success", "succeeded"));
+    }
+}
+
+TEST_F(OperationEnds, AllowTheNextOperationInTheFunction) {
+    OrvaneListener *listener = ledger.New();
+    CurrentTime(listener);
+    ledger.inFunction = [&] { CurrentTime(listener); };
+    testLoop::Settle();
+    EXPECT_THAT(ledger.texts,
+                ElementsAre("signal success", "succeeded", "signal success", "succeeded"));
+
+    /* one that is begun before the former has ended replaces it */
+    ledger.texts.clear();
+    service->answers["CurrentTime"] = {};
+    CurrentTime(listener);
+    testLoop::Settle();
+    service->answers["CurrentTime"] = Fault("SystemError");
+    CurrentTime(listener);
+    testLoop::Settle();
+    EXPECT_THAT(ledger.texts, ElementsAre("cancelled", "signal failure", "fault"));
+
+    /* a retrieval that failed no longer belongs to the listener */
+    ledger.texts.clear();
+    Retrieve(listener);
+    ledger.inFunction = [&] { Load(Machine("vm-1"), listener); };
+    testLoop::Settle();
+    Disconnect();
+    testLoop::Settle();
+    EXPECT_THAT(ledger.texts, ElementsAre("fault", "signal failure", "disconnected"));
+    g_object_unref(listener);
+}
+
+TEST_F(OperationEnds, ReachFunctionsThatAreSetLate) {
+    OrvaneListener *listener = orvane_listener_new();
+    Ledger once;
+    EXPECT_FALSE(orvane_listener_get_outcome(listener, nullptr));
+    CurrentTime(listener);
+    orvane_listener_set_completed_func(listener, Ledger::OnCompleted, &ledger, nullptr);
+    orvane_listener_call_when_completed(listener, Ledger::OnCompleted, &once, nullptr);
+    testLoop::Settle();
+    EXPECT_THAT(ledger.texts, ElementsAre("succeeded"));
+    EXPECT_THAT(once.texts, ElementsAre("succeeded"));
+
+    /* after the end: from the loop, and only the one for that operation */
+    orvane_listener_call_when_completed(listener, Ledger::OnCompleted, &once, nullptr);
+    EXPECT_EQ(1u, once.texts.size());
+    testLoop::Settle();
+    EXPECT_EQ(2u, once.texts.size());
+    EXPECT_EQ(1u, ledger.texts.size());
+
+    /* without a function the reference is the application's only */
+    service->answers["CurrentTime"] = {};
+    CurrentTime(listener);
+    orvane_listener_set_completed_func(listener, nullptr, nullptr, nullptr);
+    g_object_add_weak_pointer(G_OBJECT(listener), reinterpret_cast<gpointer *>(&listener));
+    g_object_unref(listener);
+    EXPECT_EQ(nullptr, listener);
+}
+
+/* A function may run the loop, and wait there for an operation that has ended already. */
+TEST_F(OperationEnds, AreReportedInALoopInsideAFunction) {
+    Disconnect();
+    Ledger other;
+    SkemaQormManagedObject *machine =
+        SKEMA_QORM_MANAGED_OBJECT(g_object_ref_sink(g_object_new(SKEMA_TYPE_OZY_TASK, nullptr)));
+    const auto fail = [&](Ledger &to) {
+        OrvaneListener *listener = to.New();
+        Load(machine, listener);
+        g_object_unref(listener);
+    };
+    fail(ledger);
+    fail(other);
+    ledger.inFunction = [&] {
+        EXPECT_TRUE(testLoop::RunUntil([&] { return other.texts.size() == 2; }));
+    };
+    testLoop::Settle();
+    EXPECT_EQ(2u, ledger.texts.size());
+    EXPECT_EQ(2u, other.texts.size());
+
+    /* the library is shut down in a function: the rest is reported from there */
+    fail(ledger);
+    other.inFunction = orvane_shutdown;
+    fail(other);
+    fail(ledger);
+    testLoop::Settle();
+    EXPECT_EQ(6u, ledger.texts.size());
+    EXPECT_EQ(4u, other.texts.size());
+    g_object_unref(machine);
+}
+
+/* The reply to a call of a session whose second connect was refused is dropped, with the listener's reference: but not
+ * with that of an application that has a completion function. */
+TEST_F(OperationEnds, LeaveTheReferenceToTheApplication) {
+    service->answers["CurrentTime"] = {};
+    OrvaneListener *listener = ledger.New();
+    CurrentTime(listener);
+    testLoop::Settle();
+    Told refused;
+    orvane_session_connect(session, Url().c_str(), "u", "p", refused.listener);
+    service->server.Send(service->Last("CurrentTime").connection, Reply("CurrentTime").bytes);
+    testLoop::Settle();
+    EXPECT_THAT(ledger.texts, ElementsAre("disconnected"));
+    EXPECT_EQ(0, ledger.numDestroyed);
+    g_object_unref(listener);
+    EXPECT_EQ(1, ledger.numDestroyed);
+}
