@@ -78,7 +78,7 @@ endfunction()
 # In a static link only these libraries are static; the others are linked as usual.
 orvane_pkgconfig(orvane "Client library for a SOAP management service" "glib-2.0 gobject-2.0"
     "-lxml2 -lcurl -lstdc++ -ldl -lm -pthread")
-orvane_pkgconfig(orvane-glib "liborvane on a GMainContext" "orvane" "")
+orvane_pkgconfig(orvane-glib "liborvane on a GMainContext" "orvane gio-2.0" "")
 orvane_pkgconfig(orvane-json "Objects of liborvane as JSON" "orvane" "-ljson-glib-1.0")
 
 # Last: the installed files, from which "dev uninstall" removes them.

@@ -15,10 +15,12 @@
  */
 #pragma once
 
-#include <glib.h>
+#include <gio/gio.h>
 
 #include <orvane/listener.h>
 #include <orvane/loop.h>
+#include <orvane/operation.h>
+#include <orvane/session.h>
 
 G_BEGIN_DECLS
 
@@ -47,17 +49,100 @@ ORVANE_EXPORT void orvane_glib_shutdown(void);
  * @timeout: how long to wait at most, in milliseconds; -1 without a limit
  *
  * Iterates the context until the operation has ended, for programs that have nothing else to do. Handlers
- * run meanwhile, and may wait for other listeners in turn. An operation that ends without a signal never
- * ends here, see listener.h: after orvane_session_cancel_listener() for instance. Give a @timeout where
- * that can happen.
+ * run meanwhile, and may wait for other listeners in turn. It ends also where no signal is emitted; see
+ * operation.h.
  *
  * Each wait is for an operation that began after the last completed wait for @listener. If there is none,
  * because a call could not be sent for instance, this returns %FALSE at once, with a warning. A wait that
  * timed out can be repeated.
  *
  * Returns: %TRUE if the operation succeeded; %FALSE if it failed, has not ended in time, or did not begin.
- *     orvane_listener_get_state() and orvane_listener_get_fault() tell more
+ *     orvane_listener_get_error() tells why
  */
 ORVANE_EXPORT gboolean orvane_glib_wait(OrvaneListener *listener, gint timeout);
+
+/**
+ * orvane_listener_complete_async:
+ * @listener: the listener of an operation that was begun
+ * @cancellable: (nullable): gives up the operation; to be cancelled on any thread
+ * @callback: (nullable) (scope async) (closure data): called once, when the operation has ended
+ * @data: handed to @callback
+ *
+ * Waits for the operation that was begun last with @listener; if it has ended already, @callback comes in a later turn
+ * of the loop. Neither the signals nor a completion function of the application change. @listener is referenced until
+ * then, apart from the reference of the application, which it releases whenever it likes.
+ */
+ORVANE_EXPORT void orvane_listener_complete_async(OrvaneListener *listener,
+                                                  GCancellable *cancellable,
+                                                  GAsyncReadyCallback callback, gpointer data);
+
+/**
+ * orvane_listener_complete_finish:
+ * @listener: the listener
+ * @result: what the callback was given
+ * @value: (out) (optional): zeroed by the caller; on success the operation's result, to be released with
+ *     g_value_unset(), or zeroed if it has none
+ * @error: (nullable): of %ORVANE_ERROR; %G_IO_ERROR_CANCELLED if the cancellable was cancelled
+ *
+ * Returns: %TRUE if the operation succeeded; otherwise %FALSE with @error set
+ */
+ORVANE_EXPORT gboolean orvane_listener_complete_finish(OrvaneListener *listener,
+                                                       GAsyncResult *result, GValue *value,
+                                                       GError **error);
+
+/**
+ * orvane_session_connect_async:
+ * @session: a session in state %ORVANE_SESSION_DISCONNECTED
+ * @url: see orvane_session_connect()
+ * @user: user name
+ * @password: password
+ * @cancellable: (nullable): gives up the connect
+ * @callback: (nullable) (scope async) (closure data): called once, when it has ended
+ * @data: handed to @callback
+ *
+ * orvane_session_connect() without a listener of the application. @session is referenced until @callback was called.
+ */
+ORVANE_EXPORT void orvane_session_connect_async(OrvaneSession *session, const char *url,
+                                                const char *user, const char *password,
+                                                GCancellable *cancellable,
+                                                GAsyncReadyCallback callback, gpointer data);
+/* (nullable) @error: as with orvane_listener_complete_finish(). */
+ORVANE_EXPORT gboolean orvane_session_connect_finish(OrvaneSession *session, GAsyncResult *result,
+                                                     GError **error);
+
+/* orvane_session_disconnect() in the same form. The logout is not given up: after a cancel only its end is not waited
+ * for. */
+ORVANE_EXPORT void orvane_session_disconnect_async(OrvaneSession *session,
+                                                   GCancellable *cancellable,
+                                                   GAsyncReadyCallback callback, gpointer data);
+ORVANE_EXPORT gboolean orvane_session_disconnect_finish(OrvaneSession *session,
+                                                        GAsyncResult *result, GError **error);
+
+/* orvane_session_load_object() in the same form. */
+ORVANE_EXPORT void orvane_session_load_object_async(OrvaneSession *session, gboolean partialUpdates,
+                                                    SkemaQormManagedObject *object,
+                                                    GCancellable *cancellable,
+                                                    GAsyncReadyCallback callback, gpointer data);
+ORVANE_EXPORT gboolean orvane_session_load_object_finish(OrvaneSession *session,
+                                                         GAsyncResult *result, GError **error);
+
+/* orvane_session_retrieve_contents() in the same form. A retrieval that fails ends with the service's fault. */
+ORVANE_EXPORT void orvane_session_retrieve_contents_async(OrvaneSession *session,
+                                                          GValueArray *filterSpecSet,
+                                                          GCancellable *cancellable,
+                                                          GAsyncReadyCallback callback,
+                                                          gpointer data);
+/**
+ * orvane_session_retrieve_contents_finish:
+ * @session: the session
+ * @result: what the callback was given
+ * @error: (nullable): as with orvane_listener_complete_finish()
+ *
+ * Returns: (transfer full) (nullable): the proxies that were filled, to be released with g_value_array_free();
+ *     %NULL with @error set if the retrieval failed
+ */
+ORVANE_EXPORT GValueArray *orvane_session_retrieve_contents_finish(OrvaneSession *session,
+                                                                   GAsyncResult *result,
+                                                                   GError **error);
 
 G_END_DECLS

@@ -1,3 +1,4 @@
+#include <orvane/operation.h>
 #include <orvane/orvaneGlib.h>
 
 #include "ozy/lib/orvaneGlib/glibLoop.h"
@@ -32,17 +33,7 @@ private:
 };
 
 bool IsInProgress(OrvaneListener *listener) {
-    switch (orvane_listener_get_state(listener)) {
-    case ORVANE_LISTENER_PENDING:
-    case ORVANE_LISTENER_ACKNOWLEDGED:
-    case ORVANE_LISTENER_RUNNING:
-        return true;
-    case ORVANE_LISTENER_UNUSED:
-    case ORVANE_LISTENER_SUCCEEDED:
-    case ORVANE_LISTENER_FAILED:
-        break;
-    }
-    return false;
+    return !orvane_listener_get_outcome(listener, nullptr);
 }
 
 /* How many operations of the listener the waits have seen to their end. */
@@ -89,7 +80,9 @@ gboolean orvane_glib_wait(OrvaneListener *listener, gint timeout) {
     g_main_context_unref(context);
     if (!IsInProgress(listener))
         SetWaited(listener);
-    const gboolean hasSucceeded = orvane_listener_get_state(listener) == ORVANE_LISTENER_SUCCEEDED;
+    OrvaneOutcome outcome = ORVANE_OUTCOME_NOT_SENT;
+    const gboolean hasSucceeded =
+        orvane_listener_get_outcome(listener, &outcome) && outcome == ORVANE_OUTCOME_SUCCEEDED;
     g_object_unref(listener);
     return hasSucceeded;
 }
