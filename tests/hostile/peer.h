@@ -13,13 +13,11 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 
-#include <netinet/in.h>
-#include <sys/types.h>
-
 #include "tests/hostile/attackedService.h"
-#include "tools/certificates/certificateKind.h"
+#include "tests/support/tlsFront.h"
 
 namespace hostile {
 
@@ -46,11 +44,8 @@ public:
 private:
     PeerDeeds *deeds;
     int port = 0;
-    bool isTls;
-    pid_t plainProcess = -1;
-    pid_t tlsProcess = -1;
+    std::unique_ptr<ChildProcess> plain;
+    std::unique_ptr<TlsFront> front;
 };
-
-sockaddr_in LoopbackAddress(int port);
 
 } // namespace hostile

@@ -1,9 +1,11 @@
 #include "tests/support/inChild.h"
 
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 
 #include <gtest/gtest.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -19,4 +21,22 @@ void InChild(const std::function<void()> &body) {
     ASSERT_EQ(child, waitpid(child, &status, 0));
     EXPECT_FALSE(WIFSIGNALED(status)) << "by signal " << WTERMSIG(status);
     EXPECT_EQ(0, WEXITSTATUS(status));
+}
+
+ChildProcess::ChildProcess(const std::function<void()> &function) {
+    const pid_t parent = getpid();
+    process = fork();
+    if (process != 0)
+        return;
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    if (getppid() == parent) /* which may have gone meanwhile */
+        function();
+    _exit(1);
+}
+
+ChildProcess::~ChildProcess() {
+    if (process <= 0)
+        return;
+    kill(process, SIGKILL);
+    waitpid(process, nullptr, 0);
 }

@@ -12,4 +12,18 @@
 
 #include <functional>
 
+#include <sys/types.h>
+
 void InChild(const std::function<void()> &body);
+
+/* A process that runs a function until the object, or the test's process, ends. */
+class ChildProcess {
+public:
+    explicit ChildProcess(const std::function<void()> &function);
+    ~ChildProcess();
+    ChildProcess(const ChildProcess &) = delete;
+    ChildProcess &operator=(const ChildProcess &) = delete;
+
+private:
+    pid_t process;
+};

@@ -3,10 +3,8 @@
 #include <thread>
 #include <vector>
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
-
 #include "tests/lib/ssl/tlsPair.h"
+#include "tests/support/loopback.h"
 
 namespace {
 
@@ -15,20 +13,13 @@ constexpr int kRounds = 10;
 
 /* Both ends of a TCP connection over loopback, blocking. */
 SocketPair TcpPair() {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    auto *generic = reinterpret_cast<sockaddr *>(&address);
-    socklen_t size = sizeof address;
     SocketPair pair;
     for (int fd : pair.fds)
         close(fd);
-    const int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    EXPECT_EQ(0, bind(listener, generic, size));
-    EXPECT_EQ(0, listen(listener, 1));
-    EXPECT_EQ(0, getsockname(listener, generic, &size));
+    int port = 0;
+    const int listener = ListenOnLoopback(&port);
     pair.fds[0] = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    EXPECT_EQ(0, connect(pair.fds[0], generic, size));
+    EXPECT_EQ(0, ConnectToLoopback(pair.fds[0], port));
     pair.fds[1] = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
     close(listener);
     return pair;

@@ -19,8 +19,7 @@ protected:
         const GroupPtr group(BasicHttp_CreateBandwidthGroup(limit, limit));
         std::vector<RequestPtr> requests;
         for (const Member &member : members) {
-            requests.emplace_back(BasicHttp_CreateRequest("http://h", BASICHTTP_METHOD_GET, nullptr,
-                                                          nullptr, nullptr));
+            requests.emplace_back(Get("http://h"));
             BasicHttpRequest *request = requests.back().get();
             EXPECT_TRUE(BasicHttp_AddRequestToBandwidthGroup(group.get(), request));
             BasicHttpSetPausedMask(request, member.pausedMask);

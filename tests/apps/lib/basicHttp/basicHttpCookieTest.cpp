@@ -9,7 +9,7 @@ class BasicHttpCookies : public BasicHttpFixture {
 protected:
     std::string SentCookie(BasicHttpCookieJar *jar, const std::string &host = "127.0.0.1") {
         const std::string url = "http://" + host + ":" + std::to_string(server.Port()) + "/";
-        Run(BasicHttp_CreateRequest(url.c_str(), BASICHTTP_METHOD_GET, jar, nullptr, nullptr));
+        Run(Get(url, jar));
         return server.Requests().back().Header("Cookie");
     }
     void AnswerWithCookie(const std::string &cookie) {

@@ -1,10 +1,10 @@
 // What goes wrong on the way, and the code that tells of it.
 #include "tests/apps/lib/basicHttp/httpFixture.h"
 
-#include <netinet/in.h>
 #include <poll.h>
-#include <sys/socket.h>
 #include <unistd.h>
+
+#include "tests/support/loopback.h"
 
 namespace {
 
@@ -19,15 +19,6 @@ int ClosedPort() {
     return server.Port();
 }
 
-Outcome RunUrl(const std::string &url) {
-    Outcome outcome;
-    BasicHttpRequest *request =
-        BasicHttp_CreateRequest(url.c_str(), BASICHTTP_METHOD_GET, nullptr, nullptr, nullptr);
-    EXPECT_TRUE(BasicHttp_SendRequest(request, NoteOutcome, &outcome));
-    EXPECT_TRUE(testLoop::RunUntil([&] { return outcome.numCalls > 0; }));
-    return outcome;
-}
-
 TEST_F(BasicHttpErrors, NoConnection) {
     const std::pair<std::string, BasicHttpErrorCode> rows[] = {
         {"http://127.0.0.1:" + std::to_string(ClosedPort()), BASICHTTP_ERROR_COULDNT_CONNECT},
@@ -39,7 +30,7 @@ TEST_F(BasicHttpErrors, NoConnection) {
         {"http://h/\r\nX: 1", BASICHTTP_ERROR_URL_MALFORMAT},
     };
     for (const auto &[url, error] : rows) {
-        const Outcome outcome = RunUrl(url);
+        const Outcome outcome = Run(Get(url));
         EXPECT_EQ(error, outcome.error) << url;
         EXPECT_EQ("", outcome.content);
         EXPECT_EQ(0, outcome.status);
@@ -51,22 +42,15 @@ TEST_F(BasicHttpErrors, NoConnection) {
 
 /* A server that answers a TLS greeting with plain text. */
 TEST_F(BasicHttpErrors, TlsToAPlainPort) {
-    const int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t length = sizeof address;
-    auto *generic = reinterpret_cast<sockaddr *>(&address);
-    ASSERT_EQ(0, bind(listener, generic, length));
-    ASSERT_EQ(0, listen(listener, 1));
-    ASSERT_EQ(0, getsockname(listener, generic, &length));
+    int port = 0;
+    const int listener = ListenOnLoopback(&port);
     int peer = -1;
     testLoop::Watch(listener, POLLIN, [&](short) {
         testLoop::Unwatch(listener);
         peer = accept(listener, nullptr, nullptr);
         ASSERT_LT(0, send(peer, "HTTP/1.1 400 no\r\n\r\n", 19, MSG_NOSIGNAL));
     });
-    const Outcome outcome = RunUrl("https://127.0.0.1:" + std::to_string(ntohs(address.sin_port)));
+    const Outcome outcome = Run(Get("https://127.0.0.1:" + std::to_string(port)));
     EXPECT_EQ(BASICHTTP_ERROR_SSL_CONNECT_ERROR, outcome.error);
     close(peer);
     close(listener);

@@ -69,8 +69,7 @@ TEST_F(BasicHttpProxies, AreLeftOutForSomeHosts) {
 
 TEST_F(BasicHttpProxies, OfSocksSpeakSocks) {
     std::string greeting;
-    BasicHttpRequest *request = BasicHttp_CreateRequest(
-        "http://127.0.0.1:7/x", BASICHTTP_METHOD_GET, nullptr, nullptr, nullptr);
+    BasicHttpRequest *request = Get("http://127.0.0.1:7/x");
     BasicHttp_SetProxy(request, ("127.0.0.1:" + std::to_string(server.Port())).c_str(),
                        BASICHTTP_PROXY_SOCKS4);
     Outcome outcome;

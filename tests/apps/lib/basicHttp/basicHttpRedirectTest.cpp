@@ -1,6 +1,6 @@
 // Redirects: which are followed, with what, and that a refused one has no effect on the other server.
 #include "tests/apps/lib/basicHttp/httpFixture.h"
-#include "tests/apps/lib/basicHttp/tlsPeer.h"
+#include "tests/support/tlsFront.h"
 
 namespace {
 
@@ -91,14 +91,14 @@ TEST_F(BasicHttpRedirect, NoFormOfTheStatusLinePassesTheGuard) {
 
 TEST_F(BasicHttpRedirect, WhatBeganEncryptedStaysSo) {
     CannedServer other;
+    const TlsFront front(server.Port(), *certificates::MakeKind("self-signed"));
     const std::string plain = other.Url("/there");
     for (const char *start :
          {"HTTP/1.1 307 x", "HTTP/1.1  301 x", "HTTP/1.0  302", "HTTP/2 0307 x"}) {
-        const TlsPeer peer([&](const std::string &) {
-            return start + std::string("\r\nLocation: ") + plain + "\r\nContent-Length: 0\r\n\r\n";
-        });
+        AnswerAll(
+            {start + std::string("\r\nLocation: ") + plain + "\r\nContent-Length: 0\r\n\r\n"});
         const Outcome outcome = Run(BasicHttp_CreateRequest(
-            peer.Url("/x").c_str(), BASICHTTP_METHOD_POST, nullptr, nullptr, "<login/>"));
+            front.Url("/x").c_str(), BASICHTTP_METHOD_POST, nullptr, nullptr, "<login/>"));
         EXPECT_EQ(BASICHTTP_ERROR_TRANSFER, outcome.error) << start;
     }
     testLoop::Settle();

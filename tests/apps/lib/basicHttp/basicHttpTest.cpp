@@ -161,8 +161,7 @@ TEST_F(BasicHttp, WhatCannotBeIsRefused) {
 
 TEST_F(BasicHttp, AStartThatFailsSaysSoAtOnceAndLeavesTheRequestIdle) {
     const std::string url = "http://127.0.0.1/" + std::string(8000001, 'x');
-    BasicHttpRequest *request =
-        BasicHttp_CreateRequest(url.c_str(), BASICHTTP_METHOD_GET, nullptr, nullptr, nullptr);
+    BasicHttpRequest *request = Get(url);
     Outcome outcome;
     EXPECT_FALSE(BasicHttp_SendRequest(request, NoteOutcome, &outcome));
     EXPECT_EQ(BASICHTTP_STATE_IDLE, State(request));
@@ -177,8 +176,7 @@ TEST_F(BasicHttp, AQueuedRequestWhoseStartFailsIsReported) {
     const std::string url = "http://127.0.0.1/" + std::string(8000001, 'x');
     Outcome first, second;
     Send(Request("/1"), &first);
-    Send(BasicHttp_CreateRequest(url.c_str(), BASICHTTP_METHOD_GET, nullptr, nullptr, nullptr),
-         &second);
+    Send(Get(url), &second);
     RunUntilDone(second);
     EXPECT_EQ(BASICHTTP_ERROR_GENERIC, second.error);
     EXPECT_EQ("", second.content);
@@ -500,8 +498,7 @@ TEST_F(BasicHttp, ZonesAreCutOutOfTheUrl) {
         EXPECT_EQ(row.rewritten, split.url) << row.url;
         EXPECT_EQ(row.zone, split.zone) << row.url;
     }
-    BasicHttpRequest *request = BasicHttp_CreateRequest(
-        "http://[fe80::1%lo]:9/x", BASICHTTP_METHOD_GET, nullptr, nullptr, nullptr);
+    BasicHttpRequest *request = Get("http://[fe80::1%lo]:9/x");
     Outcome outcome;
     Send(request, &outcome);
     EXPECT_STREQ("http://[fe80::1]:9/x", request->url);

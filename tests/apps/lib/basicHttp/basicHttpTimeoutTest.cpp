@@ -2,10 +2,10 @@
 #include "tests/apps/lib/basicHttp/httpFixture.h"
 
 #include <fcntl.h>
-#include <netinet/in.h>
 #include <poll.h>
-#include <sys/socket.h>
 #include <unistd.h>
+
+#include "tests/support/loopback.h"
 
 namespace {
 
@@ -17,19 +17,12 @@ using BasicHttpTimeouts = BasicHttpFixture;
 class FullPort {
 public:
     FullPort() {
-        listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        auto *generic = reinterpret_cast<sockaddr *>(&address);
-        socklen_t length = sizeof address;
-        EXPECT_EQ(0, bind(listener, generic, length));
-        EXPECT_EQ(0, listen(listener, 0));
-        EXPECT_EQ(0, getsockname(listener, generic, &length));
-        url = "http://127.0.0.1:" + std::to_string(ntohs(address.sin_port));
+        int port = 0;
+        listener = ListenOnLoopback(&port, 0);
+        url = "http://127.0.0.1:" + std::to_string(port);
         for (int &filler : fillers) {
             filler = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-            if (connect(filler, generic, length) == 0)
+            if (ConnectToLoopback(filler, port) == 0)
                 continue;
             pollfd wait{filler, POLLOUT, 0};
             poll(&wait, 1, 20);
@@ -50,8 +43,7 @@ private:
 TEST_F(BasicHttpTimeouts, AConnectionThatIsNotEstablished) {
     const FullPort port;
     for (bool isWatched : {true, false}) {
-        BasicHttpRequest *request = BasicHttp_CreateRequest(port.url.c_str(), BASICHTTP_METHOD_GET,
-                                                            nullptr, nullptr, nullptr);
+        BasicHttpRequest *request = Get(port.url);
         BasicHttp_SetConnectTimeout(request, 10);
         Outcome outcome;
         Send(request, &outcome);
@@ -92,8 +84,7 @@ TEST_F(BasicHttpTimeouts, AnEstablishedConnectionMayWaitLonger) {
 
 TEST_F(BasicHttpTimeouts, TheWorkaroundCanBeTurnedOff) {
     const FullPort port;
-    BasicHttpRequest *request =
-        BasicHttp_CreateRequest(port.url.c_str(), BASICHTTP_METHOD_GET, nullptr, nullptr, nullptr);
+    BasicHttpRequest *request = Get(port.url);
     BasicHttp_SetConnectTimeout(request, 1);
     BasicHttp_DisableConnectionTimeoutWorkaround(request);
     Outcome outcome;

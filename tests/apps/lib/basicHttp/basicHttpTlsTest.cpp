@@ -3,7 +3,7 @@
 
 #include "apps/lib/basicHttp/basicHttpInt.h"
 #include "tests/apps/lib/basicHttp/httpFixture.h"
-#include "tests/apps/lib/basicHttp/tlsPeer.h"
+#include "tests/support/tlsFront.h"
 
 namespace {
 
@@ -60,14 +60,13 @@ void CountContext(BasicHttpRequest *, gpointer, gpointer outcome) {
 /* The peer presents a certificate that libcurl does not accept from a proxy, so the second handshake never comes. */
 TEST_F(BasicHttpTls, TheCertificateOfAProxyIsNotTheApplications) {
     SSL_Init(nullptr, nullptr, nullptr);
-    const TlsPeer proxy([](const std::string &) { return ""; });
+    const TlsFront proxy(server.Port(), *certificates::MakeKind("self-signed"));
     const struct {
         const char *proxy, *noProxy;
         bool isAsked;
     } rows[] = {{"HTTPS", nullptr, false}, {"https", nullptr, false}, {"https", "h.invalid", true}};
     for (const auto &row : rows) {
-        BasicHttpRequest *request = BasicHttp_CreateRequest(
-            "https://elsewhere.invalid/", BASICHTTP_METHOD_GET, nullptr, nullptr, nullptr);
+        BasicHttpRequest *request = Get("https://elsewhere.invalid/");
         BasicHttp_SetProxy(request, (row.proxy + proxy.Url("/").substr(5)).c_str(),
                            BASICHTTP_PROXY_HTTP);
         BasicHttp_SetNoProxy(request, row.noProxy);
@@ -80,10 +79,9 @@ TEST_F(BasicHttpTls, TheCertificateOfAProxyIsNotTheApplications) {
 
 TEST_F(BasicHttpTls, TheCertificateOfThePeerIsTheApplications) {
     SSL_Init(nullptr, nullptr, nullptr);
-    const TlsPeer peer(
-        [](const std::string &) { return "HTTP/1.1 200 x\r\nContent-Length: 2\r\n\r\nok"; });
-    BasicHttpRequest *request = BasicHttp_CreateRequest(peer.Url("/").c_str(), BASICHTTP_METHOD_GET,
-                                                        nullptr, nullptr, nullptr);
+    AnswerAll({"HTTP/1.1 200 x\r\nContent-Length: 2\r\n\r\nok"});
+    const TlsFront peer(server.Port(), *certificates::MakeKind("self-signed"));
+    BasicHttpRequest *request = Get(peer.Url("/"));
     BasicHttp_SetSslCtxProc(request, CountContext);
     const Outcome outcome = Run(request);
     EXPECT_EQ("ok", outcome.content);

@@ -348,8 +348,7 @@ TEST_F(BasicHttpTransfer, TheTlsProcMayEndTheRequest) {
     for (bool isFreed : {true, false}) {
         Outcome outcome;
         outcome.then = nullptr;
-        BasicHttpRequest *request =
-            BasicHttp_CreateRequest(url.c_str(), BASICHTTP_METHOD_GET, nullptr, nullptr, nullptr);
+        BasicHttpRequest *request = Get(url);
         BasicHttp_SetSslCtxProc(request, isFreed ? +[](BasicHttpRequest *ended, gpointer context,
                                                        gpointer data) {
             EXPECT_NE(nullptr, context);

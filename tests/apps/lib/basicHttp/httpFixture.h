@@ -102,6 +102,9 @@ protected:
                               const char *body = nullptr, BasicHttpCookieJar *jar = nullptr) {
         return BasicHttp_CreateRequest(server.Url(path).c_str(), method, jar, nullptr, body);
     }
+    static BasicHttpRequest *Get(const std::string &url, BasicHttpCookieJar *jar = nullptr) {
+        return BasicHttp_CreateRequest(url.c_str(), BASICHTTP_METHOD_GET, jar, nullptr, nullptr);
+    }
     static void Send(BasicHttpRequest *request, Outcome *outcome) {
         ASSERT_TRUE(BasicHttp_SendRequest(request, NoteOutcome, outcome));
     }

@@ -1,16 +1,12 @@
-#include "tests/hostile/tlsFront.h"
+#include "tests/support/tlsFront.h"
 
 #include <thread>
 
-#include <arpa/inet.h>
 #include <gnutls/gnutls.h>
 #include <poll.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
-#include "tests/hostile/peer.h"
-
-namespace hostile {
+#include "tests/support/loopback.h"
 
 namespace {
 
@@ -57,8 +53,7 @@ void Serve(gnutls_certificate_credentials_t credentials, int encrypted, int port
     gnutls_transport_set_int(session, encrypted);
     if (gnutls_handshake(session) == GNUTLS_E_SUCCESS) {
         const int plain = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-        const sockaddr_in address = LoopbackAddress(port);
-        if (connect(plain, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0)
+        if (ConnectToLoopback(plain, port) == 0)
             Converse(session, encrypted, plain);
         close(plain);
         gnutls_bye(session, GNUTLS_SHUT_WR);
@@ -71,9 +66,7 @@ gnutls_datum_t Datum(std::string *text) {
     return {reinterpret_cast<unsigned char *>(text->data()), unsigned(text->size())};
 }
 
-} // namespace
-
-void RunTlsFront(int listener, int port, const certificates::Presented &presented) {
+[[noreturn]] void Run(int listener, int port, const certificates::Presented &presented) {
     std::string chain = presented.Pem();
     std::string key = presented.KeyPem();
     const gnutls_datum_t chainDatum = Datum(&chain);
@@ -90,4 +83,14 @@ void RunTlsFront(int listener, int port, const certificates::Presented &presente
     }
 }
 
-} // namespace hostile
+} // namespace
+
+TlsFront::TlsFront(int plainPort, const certificates::Presented &presented)
+    : listener(ListenOnLoopback(&port)),
+      process([&, this] { Run(listener, plainPort, presented); }) {
+    close(listener);
+}
+
+std::string TlsFront::Url(const std::string &path) const {
+    return "https://127.0.0.1:" + std::to_string(port) + path;
+}
