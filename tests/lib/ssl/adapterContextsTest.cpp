@@ -8,7 +8,7 @@
 
 #include "lib/ssl/sslThunks.h"
 #include "tests/lib/crypto/bytes.h"
-#include "tests/lib/ssl/tlsPair.h"
+#include "tests/lib/ssl/certifiedPair.h"
 
 extern "C" {
 void __wrap_EVP_MD_CTX_init(void *ctx);
@@ -205,17 +205,10 @@ TEST_F(SSLAdapterContexts, VerifyTextsAreTheFormerOnes) {
         EXPECT_STREQ(text, __wrap_X509_verify_cert_error_string(code));
 }
 
-X509 *FromPem(const std::string &pem) {
-    BIO *bio = __wrap_BIO_new_mem_buf(pem.data(), static_cast<int>(pem.size()));
-    X509 *cert = __wrap_PEM_read_bio_X509(bio, nullptr, nullptr, nullptr);
-    __wrap_BIO_free(bio);
-    return cert;
-}
-
 TEST_F(SSLAdapterContexts, CertificatesAreFoundBySubject) {
-    X509 *cert = FromPem(ServerCertificate().pem);
+    const CertPtr cert = Parse(ServerCertificate());
     X509_STORE *store = __wrap_X509_STORE_new();
-    ASSERT_EQ(1, __wrap_X509_STORE_add_cert(store, cert));
+    ASSERT_EQ(1, __wrap_X509_STORE_add_cert(store, cert.get()));
     X509_STORE_CTX *search = __wrap_X509_STORE_CTX_new();
     ASSERT_EQ(1, __wrap_X509_STORE_CTX_init(search, store, nullptr, nullptr));
 
@@ -223,14 +216,13 @@ TEST_F(SSLAdapterContexts, CertificatesAreFoundBySubject) {
         int type;
         X509 *cert;
     } found = {0, nullptr};
-    EXPECT_EQ(
-        1, __wrap_X509_STORE_get_by_subject(search, 1, __wrap_X509_get_subject_name(cert), &found));
+    EXPECT_EQ(1, __wrap_X509_STORE_get_by_subject(
+                     search, 1, __wrap_X509_get_subject_name(cert.get()), &found));
     __wrap_X509_STORE_CTX_free(search);
     __wrap_X509_STORE_free(store);
     EXPECT_EQ(1, found.type);
-    EXPECT_EQ(0, __wrap_X509_cmp(cert, found.cert)) << "it outlives the store";
+    EXPECT_EQ(0, __wrap_X509_cmp(cert.get(), found.cert)) << "it outlives the store";
     __wrap_X509_OBJECT_free_contents(&found);
-    __wrap_X509_free(cert);
 }
 
 } // namespace

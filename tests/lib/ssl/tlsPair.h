@@ -82,15 +82,19 @@ struct TlsPair {
     HandClock clock;
 };
 
-/* A context that presents a certificate. */
-inline ContextPtr ServerContext(const certificates::Certificate &certificate) {
+/* A context that presents a certificate, or a chain of them. */
+inline ContextPtr ServerContext(const std::string &chainPem, const std::string &keyPem) {
     const TemporaryFolder folder;
-    const std::string cert = folder.Write("server.pem", certificate.pem);
-    const std::string key = folder.Write("server.key", certificate.key->Pem());
+    const std::string chain = folder.Write("server.pem", chainPem);
+    const std::string key = folder.Write("server.key", keyPem);
     ContextPtr ctx(SSL_NewContext());
-    EXPECT_EQ(1, __wrap_SSL_CTX_use_certificate_file(ctx.get(), cert.c_str(), X509_FILETYPE_PEM));
+    EXPECT_EQ(1, __wrap_SSL_CTX_use_certificate_chain_file(ctx.get(), chain.c_str()));
     EXPECT_EQ(1, __wrap_SSL_CTX_use_PrivateKey_file(ctx.get(), key.c_str(), X509_FILETYPE_PEM));
     return ctx;
+}
+
+inline ContextPtr ServerContext(const certificates::Certificate &certificate) {
+    return ServerContext(certificate.pem, certificate.key->Pem());
 }
 
 inline const certificates::Certificate &ServerCertificate() {

@@ -109,7 +109,7 @@ TEST_F(Verify, AFunctionSeesWhatIsWrongAndDecides) {
                 asked.Watch(pair);
                 EXPECT_EQ(answer == 1, pair.Connect());
                 if (answer == 1) {
-                    EXPECT_TRUE(SSL_IsPeerAccepted(pair.connection.get()));
+                    EXPECT_TRUE(SSL_IsPeerAccepted(pair.ends.client->sslCnx));
                 }
             }
             EXPECT_EQ(row.errors, asked.errors) << std::hex << asked.errors;
