@@ -14,6 +14,7 @@
 #include "lib/keyLocator/keySafeInt.h"
 #include "lib/misc/base64.h"
 #include "tests/lib/crypto/bytes.h"
+#include "tests/lib/crypto/keys.h"
 #include "tests/lib/crypto/wiping/freedBlocks.h"
 
 namespace {
@@ -101,23 +102,21 @@ CryptoKeyPtr MakeKey() {
     return key;
 }
 
-std::string ExportKey(CryptoKey *key, const char *password = nullptr) {
-    CryptoText text;
-    gsize size;
-    EXPECT_EQ(0u, CryptoKey_Export(key, password, CryptoOut(text), &size));
-    return text.get();
-}
-
 /* What is exported behind this is always the same, so that a text of it can be looked for. */
 void Seed() {
     const Bytes seed = SomeBytes(20);
     EXPECT_EQ(0u, CryptoRandom_Seed(seed.data(), seed.size()));
 }
 
-/* Frees a result as its receiver should. */
-void Drop(guint8 *data, gsize size) {
-    Crypto_Free(data, size);
-}
+/* A result, freed as its receiver should. */
+struct Block {
+    guint8 *data = nullptr;
+    gsize size = 0;
+    Block() = default;
+    Block(const Block &) = delete;
+    Block &operator=(const Block &) = delete;
+    ~Block() { Crypto_Free(data, size); }
+};
 
 /* The seam itself: it must see what is not wiped. */
 TEST(Wiping, ASecretThatIsOnlyFreedIsSeen) {
@@ -133,24 +132,19 @@ TEST(Wiping, Dictionaries) {
     const Secrets secrets = {{"plain text", kPlain}, {"as text", Base64(kPlain)}};
     const std::string text = std::string("a=") + kPlain + ":b=x%00" + kPlain + ":a=:c=" + kPlain;
     ExpectWiped(secrets, [&text] {
-        CryptoDict *dict;
-        if (CryptoDict_CreateAndImport(text.data(), text.size(), &dict) != 0)
+        CryptoDictPtr dict;
+        if (CryptoDict_CreateAndImport(text.data(), text.size(), CryptoOut(dict)) != 0)
             return;
-        CryptoDict_Set(dict, "d", kPlain);
-        CryptoDict_SetBase64(dict, "e", kPlain, strlen(kPlain));
-        for (char c = 'f'; c <= 'z'; c++) {
-            const char key[2] = {c, '\0'};
-            CryptoDict_Set(dict, key, kPlain);
-        }
-        CryptoDict_Set(dict, "d", "");
-        guint8 *data;
+        CryptoDict_Set(dict.get(), "d", kPlain);
+        CryptoDict_SetBase64(dict.get(), "e", kPlain, strlen(kPlain));
+        for (char c = 'f'; c <= 'z'; c++)
+            CryptoDict_Set(dict.get(), std::string(1, c).c_str(), kPlain);
+        CryptoDict_Set(dict.get(), "d", "");
+        Block block;
+        CryptoDict_GetBase64(dict.get(), "e", &block.data, &block.size);
+        CryptoText exported;
         gsize size;
-        if (CryptoDict_GetBase64(dict, "e", &data, &size) == 0)
-            Drop(data, size);
-        char *exported;
-        if (CryptoDict_Export(dict, FALSE, &exported, &size) == 0)
-            Crypto_FreeString(exported);
-        CryptoDict_Free(dict);
+        CryptoDict_Export(dict.get(), FALSE, CryptoOut(exported), &size);
     });
     const std::string broken = Base64(kPlain) + "!";
     ExpectWiped(secrets, [&broken] {
@@ -191,10 +185,8 @@ TEST(Wiping, HashesAndMacs) {
             if (state == nullptr)
                 continue;
             CryptoHashState_Process(state, kPlain, strlen(kPlain));
-            guint8 *record;
-            gsize size;
-            if (CryptoHashState_ExportState(state, &record, &size) == 0)
-                Drop(record, size);
+            Block record;
+            CryptoHashState_ExportState(state, &record.data, &record.size);
             CryptoHashState_Finish(state, nullptr, 0);
         }
         for (const std::string_view key : {std::string_view(raw), std::string_view(kPassword)}) {
@@ -235,32 +227,32 @@ TEST(Wiping, Sectors) {
     });
 }
 
+void ExportBothWays(CryptoKey *key) {
+    for (const char *password : {static_cast<const char *>(nullptr), kPassword}) {
+        CryptoText text;
+        gsize size;
+        CryptoKey_Export(key, password, CryptoOut(text), &size);
+    }
+}
+
 TEST(Wiping, Keys) {
     const std::string raw = RawKey();
     ExpectWiped(OfKey(), [&raw] {
-        CryptoKey *key;
-        if (CryptoKey_Create(CryptoCipherAES_256, raw.data(), raw.size(), &key) == 0)
-            CryptoKey_Free(key);
-        CryptoKey_Create(CryptoCipherAES_128, raw.data(), raw.size(), &key);
+        CryptoKeyPtr key;
+        CryptoKey_Create(CryptoCipherAES_256, raw.data(), raw.size(), CryptoOut(key));
+        CryptoKey_Create(CryptoCipherAES_128, raw.data(), raw.size(), CryptoOut(key));
     });
     const CryptoKeyPtr key = MakeKey();
-    const std::string plainText = ExportKey(key.get());
-    const std::string wrapped = ExportKey(key.get(), kPassword);
+    const std::string plainText = Export(key.get());
+    const std::string wrapped = Export(key.get(), kPassword);
     Secrets secrets = OfKey();
     secrets.push_back({"derived key", Derived(wrapped)});
     ExpectWiped(secrets, [&] {
-        CryptoKey *again;
-        if (CryptoKey_Import(plainText.data(), plainText.size(), nullptr, &again) == 0)
-            CryptoKey_Free(again);
-        if (CryptoKey_Import(wrapped.data(), wrapped.size(), kPassword, &again) == 0)
-            CryptoKey_Free(again);
-        CryptoKey_Import(wrapped.data(), wrapped.size(), "wrong", &again);
-        char *text;
-        gsize size;
-        for (const char *password : {static_cast<const char *>(nullptr), kPassword}) {
-            if (CryptoKey_Export(key.get(), password, &text, &size) == 0)
-                Crypto_FreeString(text);
-        }
+        CryptoKeyPtr again;
+        Import(plainText, nullptr, &again);
+        Import(wrapped, kPassword, &again);
+        Import(wrapped, "wrong", &again);
+        ExportBothWays(key.get());
     });
 }
 
@@ -277,11 +269,9 @@ TEST(Wiping, SealedRecords) {
     SecretBlock record(data, size);
     Secrets secrets = OfKey();
     const auto open = [&] {
-        guint8 *out;
-        gsize outSize;
-        if (CryptoKey_DecryptWithMAC(key.get(), CryptoKeyedHash_HMAC_SHA_1, record.data(),
-                                     record.size(), &out, &outSize) == 0)
-            Drop(out, outSize);
+        Block out;
+        CryptoKey_DecryptWithMAC(key.get(), CryptoKeyedHash_HMAC_SHA_1, record.data(),
+                                 record.size(), &out.data, &out.size);
     };
     ExpectWiped(secrets, open);
     secrets.push_back({"MAC that was expected", Text(mac)});
@@ -290,11 +280,9 @@ TEST(Wiping, SealedRecords) {
     record.data()[record.size() - 21] ^= 1; // wrong padding
     ExpectWiped(secrets, open);
     ExpectWiped(OfKey(), [&] {
-        guint8 *out;
-        gsize outSize;
-        if (CryptoKey_EncryptWithMAC(key.get(), CryptoKeyedHash_HMAC_SHA_256, kPlain,
-                                     strlen(kPlain), &out, &outSize) == 0)
-            Drop(out, outSize);
+        Block out;
+        CryptoKey_EncryptWithMAC(key.get(), CryptoKeyedHash_HMAC_SHA_256, kPlain, strlen(kPlain),
+                                 &out.data, &out.size);
     });
 }
 
@@ -309,19 +297,16 @@ TEST(Wiping, Passwords) {
     secrets.push_back({"derived key", Derived(wrapped.get())});
     secrets.push_back({"mangled phrase", mangled.get()});
     ExpectWiped(secrets, [&] {
-        guint8 *data;
-        char *text;
+        CryptoText text;
         gsize size;
         for (gsize length : {strlen(kPassword), gsize{3}}) {
-            if (Crypto_PasswordUnwrapData(kPassword, length, wrapped.get(), wrappedSize, &data,
-                                          &size) == 0)
-                Drop(data, size);
+            Block block;
+            Crypto_PasswordUnwrapData(kPassword, length, wrapped.get(), wrappedSize, &block.data,
+                                      &block.size);
         }
-        if (Crypto_PasswordWrapData(kPassword, strlen(kPassword), kPlain, strlen(kPlain), &text,
-                                    &size) == 0)
-            Crypto_FreeString(text);
-        if (Crypto_ManglePassphrase(kPassword, strlen(kPassword), &text) == 0)
-            Crypto_FreeString(text);
+        Crypto_PasswordWrapData(kPassword, strlen(kPassword), kPlain, strlen(kPlain),
+                                CryptoOut(text), &size);
+        Crypto_ManglePassphrase(kPassword, strlen(kPassword), CryptoOut(text));
         CryptoEncryptedPassword record;
         Crypto_InitializeEncryptedPassword(&record);
         if (!Crypto_EncryptPassword(kPassword, strlen(kPassword), &record))
@@ -337,8 +322,8 @@ TEST(Wiping, PemTexts) {
     ASSERT_EQ(0u, CryptoCipher_FromString("RSA-512", &cipher));
     CryptoKeyPtr key;
     ASSERT_EQ(0u, CryptoKey_Generate(cipher, CryptoOut(key)));
-    const std::string pem = ExportKey(key.get());
-    const std::string encrypted = ExportKey(key.get(), kPassword);
+    const std::string pem = Export(key.get());
+    const std::string encrypted = Export(key.get(), kPassword);
     const size_t body = pem.find('\n') + 80; /* behind what all keys begin with */
     guint8 *data;
     gsize size;
@@ -348,25 +333,15 @@ TEST(Wiping, PemTexts) {
     Secrets secrets = OfKey();
     secrets.push_back({"PEM text", pem.substr(body, 300)});
     ExpectWiped(secrets, [&] {
-        CryptoKey *again;
-        if (CryptoKey_Import(pem.data(), pem.size(), nullptr, &again) == 0)
-            CryptoKey_Free(again);
-        if (CryptoKey_Import(encrypted.data(), encrypted.size(), kPassword, &again) == 0)
-            CryptoKey_Free(again);
-        if (CryptoKey_GetPublicKey(key.get(), &again) == 0)
-            CryptoKey_Free(again);
-        char *text;
-        gsize textSize;
-        for (const char *password : {static_cast<const char *>(nullptr), kPassword}) {
-            if (CryptoKey_Export(key.get(), password, &text, &textSize) == 0)
-                Crypto_FreeString(text);
-        }
-        guint8 *out;
+        CryptoKeyPtr again;
+        Import(pem, nullptr, &again);
+        Import(encrypted, kPassword, &again);
+        CryptoKey_GetPublicKey(key.get(), CryptoOut(again));
+        ExportBothWays(key.get());
+        Block out;
         gsize inSize = sealed.size();
-        gsize outSize;
-        if (CryptoKey_PKDecrypt(key.get(), CRYPTO_RSA_PADDING_OAEP, sealed.data(), &inSize, &out,
-                                &outSize) == 0)
-            Drop(out, outSize);
+        CryptoKey_PKDecrypt(key.get(), CRYPTO_RSA_PADDING_OAEP, sealed.data(), &inSize, &out.data,
+                            &out.size);
     });
 }
 
@@ -396,26 +371,19 @@ TEST(Wiping, LocatorsAndTheirCache) {
     KeyLocator_EnableKeyCache(state);
     secrets.push_back({"locator's text", strstr(text.get(), "data%3d") + 7});
     ExpectWiped(secrets, [&] {
-        KeyLocator *locator;
-        if (KeyLocator_Import(text.get(), &locator) == 0)
-            KeyLocator_Destroy(locator);
-        if (KeyLocator_Clone(leaf.get(), &locator) == 0)
-            KeyLocator_Destroy(locator);
-        char *again;
+        KeyLocatorPtr locator;
+        KeyLocator_Import(text.get(), CryptoOut(locator));
+        KeyLocator_Clone(leaf.get(), CryptoOut(locator));
+        CryptoText again;
         Seed();
-        if (KeyLocator_Export(leaf.get(), &again) == 0)
-            Crypto_FreeString(again);
-        CryptoKey *found;
-        if (KeyLocator_FollowExtract(state, phrase.get(), TRUE, nullptr, nullptr, &found) == 0)
-            CryptoKey_Free(found);
-        guint8 *data;
+        KeyLocator_Export(leaf.get(), CryptoOut(again));
+        CryptoKeyPtr found;
+        KeyLocator_FollowExtract(state, phrase.get(), TRUE, nullptr, nullptr, CryptoOut(found));
+        Block block;
+        KeyLocator_UnlockPair(state, pair.get(), key.get(), TRUE, &block.data, &block.size);
         gsize size;
-        if (KeyLocator_UnlockPair(state, pair.get(), key.get(), TRUE, &data, &size) == 0)
-            Drop(data, size);
-        if (KeyLocator_ExportKeyCache(state, &again, &size) == 0) {
-            KeyLocator_ImportKeyCache(state, again, size);
-            Crypto_FreeString(again);
-        }
+        if (KeyLocator_ExportKeyCache(state, CryptoOut(again), &size) == 0)
+            KeyLocator_ImportKeyCache(state, again.get(), size);
         KeyLocator_ClearKeyCache(state);
     });
     KeyLocator_FreeState(state);
@@ -445,30 +413,22 @@ TEST(Wiping, RingsAndSafes) {
     secrets.push_back({"key of the passphrase in memory",
                        {reinterpret_cast<const char *>(passkey), passkeySize}});
     ExpectWiped(secrets, [&] {
-        KeySafeUserRing *again;
-        if (KeySafeUserRing_Import(ringText.get(), ringSize, &again) == 0) {
-            KeySafe *safe;
-            CryptoKey *found;
-            if (KeySafe_Unseal(nullptr, text.get(), size, again, &safe, &found) == 0) {
-                KeySafe_AddLocators(safe, again);
-                KeySafe_Destroy(safe);
-                CryptoKey_Free(found);
-            }
-            char *phrase;
-            if (KeySafeUserRing_GetOnePassphrase(again, &phrase) == 0)
-                Crypto_FreeString(phrase);
-            KeySafeUserRing_AddPassphrase(again, kPassword, "AES-128");
-            KeySafeUserRing_Destroy(again);
-        }
-        char *exported;
+        KeySafeUserRingPtr again;
+        KeySafePtr safe;
+        CryptoText exported;
         gsize exportedSize;
+        if (KeySafeUserRing_Import(ringText.get(), ringSize, CryptoOut(again)) == 0) {
+            CryptoKeyPtr found;
+            if (KeySafe_Unseal(nullptr, text.get(), size, again.get(), CryptoOut(safe),
+                               CryptoOut(found)) == 0)
+                KeySafe_AddLocators(safe.get(), again.get());
+            KeySafeUserRing_GetOnePassphrase(again.get(), CryptoOut(exported));
+            KeySafeUserRing_AddPassphrase(again.get(), kPassword, "AES-128");
+        }
         Seed();
-        if (KeySafeUserRing_Export(ring.get(), TRUE, &exported, &exportedSize) == 0)
-            Crypto_FreeString(exported);
+        KeySafeUserRing_Export(ring.get(), TRUE, CryptoOut(exported), &exportedSize);
         CryptoKey *mine = key.get();
-        KeySafe *safe;
-        if (KeySafe_Seal(ring.get(), &mine, &safe, nullptr, nullptr) == 0)
-            KeySafe_Destroy(safe);
+        KeySafe_Seal(ring.get(), &mine, CryptoOut(safe), nullptr, nullptr);
     });
 }
 
