@@ -31,22 +31,10 @@
 #include "apps/lib/basicHttp/basicHttp.h"
 #include "lib/misc/glibPtr.h"
 #include "ozy/lib/orvane/updates/orvaneMOMgr.h"
+#include "tests/ozy/lib/orvane/soap/envelope.h"
 #include "tests/support/cannedServer.h"
 #include "tests/support/logText.h"
 #include "tests/support/testLoop.h"
-
-constexpr const char *kEnvelopeHead =
-    "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-    "<soapenv:Envelope xmlns:soapenc=\"http://schemas.xmlsoap.org/soap/encoding/\"\n"
-    " xmlns:soapenv=\"http://schemas.xmlsoap.org/soap/envelope/\"\n"
-    " xmlns:xsd=\"http://www.w3.org/2001/XMLSchema\"\n"
-    " xmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\">\n"
-    "<soapenv:Body>\n";
-constexpr const char *kEnvelopeTail = "\n</soapenv:Body>\n</soapenv:Envelope>";
-
-inline std::string Envelope(const std::string &inner) {
-    return kEnvelopeHead + inner + kEnvelopeTail;
-}
 
 /* The reply to a method; the inner text is of its "returnval". */
 inline CannedAnswer Reply(const std::string &method, const std::string &returnval = "",

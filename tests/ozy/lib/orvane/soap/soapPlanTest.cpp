@@ -85,12 +85,6 @@ TEST(SoapPlan, WhatAPropertyRefusesStaysOutOfTheObject) {
                                               "not take what a reply has for it\n"));
 }
 
-TEST(SoapPlan, ASubclassWithoutAWireNameHasItsParents) {
-    const GType type = RegisterSubclass(orvane_lookup_type("WaitOptions"), "TestSoapNameless");
-    const ObjectPtr<GObject> object(static_cast<GObject *>(g_object_new(type, nullptr)));
-    EXPECT_EQ("<o xsi:type=\"WaitOptions\"></o>", Written("o", ObjectValue(object).get(), ""));
-}
-
 TEST(SoapPlan, TwoThreadsGetTheSamePlan) {
     const GType type = Register("TestSoapRaced");
     const SoapPlan *plans[2] = {};

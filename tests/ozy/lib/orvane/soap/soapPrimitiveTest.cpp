@@ -80,33 +80,13 @@ TEST(SoapPrimitive, WholeNumbersReadLikeScanfForAnyText) {
 }
 
 TEST(SoapPrimitive, RealNumbersReadLikeScanfForAnyText) {
-    std::vector<std::string> texts = {"",
-                                      "-",
-                                      ".",
-                                      "-.5",
-                                      ".5",
-                                      "5.",
-                                      "1.2.3",
-                                      "+1",
-                                      " 1.5",
-                                      "1.5 ",
-                                      "0x1p3",
-                                      "1e400",
-                                      "-0",
-                                      "-0.0",
-                                      "inf",
-                                      "1,5",
-                                      "0.1",
-                                      "16777217",
-                                      "16777216",
-                                      "nan",
-                                      "1.5x",
-                                      "--1",
-                                      "1e-5",
-                                      "0.3e",
-                                      "9007199254740993",
-                                      "0.1234567890123456789012",
-                                      "123456789.123456789"};
+    std::vector<std::string> texts = {
+        // clang-format off
+        "", "-", ".", "-.5", ".5", "5.", "1.2.3", "+1", " 1.5", "1.5 ", "0x1p3", "1e400", "-0", "-0.0", "inf", "1,5",
+        "0.1", "16777217", "16777216", "nan", "1.5x", "--1", "1e-5", "0.3e", "9007199254740993",
+        "0.1234567890123456789012", "123456789.123456789"
+        // clang-format on
+    };
     for (int i = 0; i < 3000; i++) {
         const GPtr<char> text(g_strdup_printf("%s%d.%0*d", i % 3 == 0 ? "-" : "", i * 7919 % 100003,
                                               i % 9 + 1, i * 104729 % 1000));
@@ -203,13 +183,9 @@ TEST(SoapPrimitive, RefusalsAreReportedAsFailedChecks) {
     }
 }
 
-TEST(SoapPrimitive, EnumerationsAreReadByNick) {
+TEST(SoapPrimitive, OtherTextsThanNicksAreNoEnumeration) {
     const GType type = orvane_lookup_type("TaskInfoState");
     Value value(type);
-    EXPECT_TRUE(orvane_soap_deserialize_enum("success", type, value.get()));
-    EXPECT_STREQ("success", orvane_enum_get_by_nick(type, "success")->value_nick);
-    EXPECT_EQ(orvane_enum_get_by_nick(type, "success")->value, g_value_get_enum(value.get()));
-
     const Warnings warnings;
     EXPECT_FALSE(orvane_soap_deserialize_enum("Success", type, value.get()));
     EXPECT_TRUE(warnings.texts.empty());

@@ -253,6 +253,7 @@ TEST_F(UpdatePath, LeadsToThePropertyItNames) {
         {kAssign, "any", IntValue(7), "any=7"},
         {kAssign, "texts", {}, "texts="},
         {kAssign, "machine", {}, ""},
+        {kAssign, "machine", Machine(0), "machine=vm-1"},
         /* through objects that are made on the way */
         {kAssign, "box.number", IntValue(7), "box={number=7}"},
         {kAssign, "box.box.box.text", StringValue("deep"), "box={box={box={text=deep}}}"},
@@ -279,18 +280,13 @@ TEST_F(UpdatePath, LeadsToThePropertyItNames) {
         {kRemove, "items[2]", {}, "items=[{text=a key=1}]"},
         {kIndirectRemove, "entries[\"a.b\"]", {}, "entries=[{key=c}]"},
         {kRemove, "entries[\"?\"]", {}, "entries=[{key=c}]"},
+        {kAdd, "machines", Machine(0), "machines=[vm-1,vm-2,vm-1]"},
+        {kRemove, "machines[\"vm-1\"]", {}, "machines=[vm-2]"},
         {kRemove, "machines[\"vm-2\"]", {}, "machines=[vm-1]"},
         {kRemove, "machines[\"vm-9\"]", {}, ""},
     };
     for (const auto &row : rows)
         EXPECT_EQ(row.changes, Apply(row.op, row.path, row.value)) << row.op << " " << row.path;
-}
-
-TEST_F(UpdatePath, ManagedObjectsGoInAndOutOfArrays) {
-    const Value vm = Machine(0);
-    EXPECT_EQ("machines=[vm-1,vm-2,vm-1]", Apply(kAdd, "machines", vm));
-    EXPECT_EQ("machine=vm-1", Apply(kAssign, "machine", vm));
-    EXPECT_EQ("machines=[vm-2]", Apply(kRemove, "machines[\"vm-1\"]", none));
 }
 
 /* A bracket that is never closed takes all the rest into its key. */
