@@ -1,8 +1,7 @@
 /* What the codec takes from a session: namespace, version, and the proxies of references. */
 #include "tests/ozy/lib/orvane/soap/envelope.h"
+#include "tests/ozy/lib/orvane/soap/mutations.h"
 #include "tests/ozy/lib/orvane/soap/soapFixture.h"
-
-#include <random>
 
 #include <gmock/gmock.h>
 
@@ -98,22 +97,6 @@ TEST_F(SoapSession, AProxyOfAnotherClassIsTakenWhereThePlaceCanHoldIt) {
     EXPECT_EQ(known.Object(), object);
     g_clear_object(&object);
     EXPECT_THAT(warnings.texts, testing::IsEmpty());
-}
-
-/* One change to a reply: another type, another word, a number that is none, an element that is gone. */
-std::string Changed(std::string text, std::mt19937 *random) {
-    constexpr const char *kWords[] = {
-        "VirtualMachine",       "xsd:int", "Folder",     "ManagedEntity",    "LocalizedMethodFault",
-        "xsd:dateTime",         "",        "ArrayOfInt", "xsd:base64Binary", "TaskInfoState",
-        "xsd:boolean",          "x-1",     "DataObject", "xsd:float",        "NaN",
-        "-99999999999999999999"};
-    for (int left = 3; left > 0; left--) {
-        const gsize at = text.find_first_of("'\">", (*random)() % text.size());
-        const gsize end = at == text.npos ? at : text.find_first_of("'\"<", at + 1);
-        if (end != text.npos)
-            text.replace(at + 1, end - at - 1, kWords[(*random)() % std::size(kWords)]);
-    }
-    return text;
 }
 
 TEST_F(SoapSession, NoReplyRaisesAMessageOfGLibIfChecksGoToTheLog) {

@@ -1,6 +1,6 @@
+#include "tests/ozy/lib/orvane/soap/mutations.h"
 #include "tests/ozy/lib/orvane/soap/soapFixture.h"
 
-#include <random>
 #include <thread>
 
 #include <gmock/gmock.h>
@@ -156,37 +156,6 @@ TEST(SoapTree, IsTheTreeThatLibxml2Makes) {
         EXPECT_EQ(PlainShape(row.text), TreeShape(row.text, &isInBlocks)) << row.text.substr(0, 80);
         EXPECT_EQ(row.isInBlocks, isInBlocks) << row.text.substr(0, 80);
     }
-}
-
-/* A few changes at random places: bytes, words that mean something, pieces of the text itself. */
-std::string Mutated(std::string text, std::mt19937 *random) {
-    constexpr std::string_view kWords[] = {
-        // clang-format off
-        "<", "</", "/>", ">", "&amp;", "&#10;", "&#x41;", "'", "\"", "=", "xmlns", "xmlns:p", "xml:", "p:",
-        "]]>", "<!--", "<?", "\r\n", " ", ":", "\xc3\xa4", "\xef\xbf\xbf", "\xed\xa0\x80", "\x01",
-        "urn:a", "&", "standalone='no'"
-        // clang-format on
-    };
-    const auto below = [&](gsize limit) {
-        return std::uniform_int_distribution<gsize>(0, limit - 1)(*random);
-    };
-    for (gsize left = below(5); left > 0 && !text.empty(); left--) {
-        const gsize at = below(text.size());
-        switch (below(4)) {
-        case 0:
-            text.insert(at, kWords[below(std::size(kWords))]);
-            break;
-        case 1:
-            text.erase(at, 1 + below(4));
-            break;
-        case 2:
-            text[at] = char(below(256));
-            break;
-        default:
-            text.insert(at, text.substr(below(text.size()), 1 + below(20)));
-        }
-    }
-    return text;
 }
 
 TEST(SoapTree, TakesNothingThatLibxml2WouldReadInAnotherWay) {
