@@ -147,10 +147,10 @@ OrvaneSession *TheSession() {
 }
 
 SoapTreePtr Read(const Reply &reply, GValue *value) {
-    SoapTreePtr tree(OrvaneSoapTree_Parse(reply.text.data(), reply.text.size(), "noname.xml", 0));
-    if (!orvane_soap_deserialize(TheSession(), reply.method,
-                                 BodyOf(OrvaneSoapTree_Root(tree.get())),
-                                 orvane_lookup_type(reply.returnType), reply.isArray, value) ||
+    SoapTreePtr tree(OrvaneSoapTree_ParseReply(reply.text.data(), reply.text.size(), 0));
+    if (!OrvaneSoap_ReadBody(TheSession(), reply.method, tree.get(),
+                             BodyOf(OrvaneSoapTree_Root(tree.get())),
+                             orvane_lookup_type(reply.returnType), reply.isArray, value) ||
         !G_IS_VALUE(value))
         g_error("reply: not read");
     return tree;

@@ -272,8 +272,8 @@ bool ReadReply(OrvaneSession *session, OrvaneListener *listener, const char *met
         return false;
     }
 
-    const SoapTreePtr tree(OrvaneSoapTree_Parse(response->content, response->contentLength,
-                                                "noname.xml", session->priv->maxTreeBytes));
+    const SoapTreePtr tree(OrvaneSoapTree_ParseReply(response->content, response->contentLength,
+                                                     session->priv->maxTreeBytes));
     if (!tree) {
         SetFault(value, OrvaneFault_NewInvalidResponse(response->errorCode, response->responseCode,
                                                        response->content));
@@ -290,7 +290,7 @@ bool ReadReply(OrvaneSession *session, OrvaneListener *listener, const char *met
         return false;
     }
     const gboolean isRead =
-        orvane_soap_deserialize(session, methodName, body, returnType, isArray, value);
+        OrvaneSoap_ReadBody(session, methodName, tree.get(), body, returnType, isArray, value);
     return isRead && !(G_IS_VALUE(value) && G_VALUE_HOLDS(value, SKEMA_TYPE_QORM_METHOD_FAULT));
 }
 

@@ -36,6 +36,8 @@
 
 #include "ozy/lib/orvane/runtime/orvaneArgument.h"
 
+struct OrvaneSoapTree;
+
 G_BEGIN_DECLS
 
 /* Writing requests */
@@ -115,6 +117,10 @@ xmlDoc *OrvaneSoap_ParseDocument(const char *content, gsize length, const char *
  */
 gboolean orvane_soap_deserialize(OrvaneSession *session, const char *methodName, xmlNode *body,
                                  GType returnType, gboolean isArray, GValue *value);
+
+/* The same for the body of a tree that may have pieces, see orvaneSoapTree.h. */
+gboolean OrvaneSoap_ReadBody(OrvaneSession *session, const char *methodName, OrvaneSoapTree *tree,
+                             xmlNode *body, GType returnType, gboolean isArray, GValue *value);
 
 /*
  * The type that the text of an xsi:type means if it is that of a simple type or of an array, in

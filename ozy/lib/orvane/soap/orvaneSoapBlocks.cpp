@@ -56,8 +56,14 @@ SoapBlocks::~SoapBlocks() {
         SoapFreeBlocks(gKept.exchange(SoapTrim(first), std::memory_order_acq_rel));
 }
 
+void SoapBlocks::SetCurrent(SoapBlock *block) {
+    first = block;
+    at = block != nullptr ? reinterpret_cast<char *>(block + 1) : nullptr;
+    limit = block != nullptr ? at + block->size : nullptr;
+}
+
 void SoapBlocks::AddBlock(gsize size) {
-    if (first == nullptr)
+    if (first == nullptr && kept == nullptr)
         kept = gKept.exchange(nullptr, std::memory_order_acq_rel);
     SoapBlock *block = kept;
     if (block != nullptr && block->size >= size) {
@@ -70,10 +76,18 @@ void SoapBlocks::AddBlock(gsize size) {
         block->size = length;
     }
     block->next = first;
-    first = block;
-    total += sizeof(SoapBlock) + block->size;
-    at = reinterpret_cast<char *>(block + 1);
-    limit = at + block->size;
+    SetCurrent(block);
+}
+
+void SoapBlocks::Rewind(const SoapMark &mark) {
+    while (first != mark.block) {
+        SoapBlock *block = first;
+        first = block->next;
+        block->next = kept;
+        kept = block;
+    }
+    SetCurrent(first);
+    at = mark.at;
 }
 
 void SoapBlocks_ReleaseKept() {

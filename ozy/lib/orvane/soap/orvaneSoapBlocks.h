@@ -4,7 +4,13 @@
  * Blocks grow with the reply, from 16 KiB to 1 MiB each. Those of the last reply, up to kKeptBytes in
  * all, are kept for the next one, since fresh pages cost as much as the parsing that fills them.
  *
- * Ownership: the blocks belong to their SoapBlocks; moving moves them.
+ * What was taken last can be given back at once:
+ *
+ *   const SoapMark mark = blocks.Mark();
+ *   ...                                     // takes memory, uses it
+ *   blocks.Rewind(mark);                    // all memory taken since the mark is free again
+ *
+ * Ownership: the blocks belong to their SoapBlocks.
  * Errors:    none; the process ends if memory runs out.
  * Threads:   one SoapBlocks belongs to one thread at a time; the kept blocks are passed on atomically.
  */
@@ -19,16 +25,15 @@ constexpr gsize SoapBlocks_Round(gsize size) {
 
 struct SoapBlock;
 
+/* A position in the memory that was taken. */
+struct SoapMark {
+    SoapBlock *block;
+    char *at;
+};
+
 class SoapBlocks {
 public:
     SoapBlocks() = default;
-    explicit SoapBlocks(guint64 maxBytes) : maxTotal(maxBytes) {}
-    SoapBlocks(SoapBlocks &&other) noexcept
-        : first(other.first), at(other.at), limit(other.limit), kept(other.kept),
-          total(other.total), maxTotal(other.maxTotal) {
-        other.first = other.kept = nullptr;
-        other.at = other.limit = nullptr;
-    }
     SoapBlocks(const SoapBlocks &) = delete;
     SoapBlocks &operator=(const SoapBlocks &) = delete;
     ~SoapBlocks();
@@ -42,16 +47,15 @@ public:
         return taken;
     }
 
-    /* Whether more was taken than is allowed. */
-    bool IsOverLimit() const { return maxTotal != 0 && total > maxTotal; }
+    SoapMark Mark() const { return {first, at}; }
+    void Rewind(const SoapMark &mark);
 
 private:
     void AddBlock(gsize size);
+    void SetCurrent(SoapBlock *block);
 
     SoapBlock *first = nullptr; /* in use, the newest first */
     char *at = nullptr;
     char *limit = nullptr;
-    SoapBlock *kept = nullptr; /* of an earlier reply, not yet used again */
-    guint64 total = 0;         /* bytes of the blocks in use */
-    guint64 maxTotal = 0;      /* 0: no limit */
+    SoapBlock *kept = nullptr; /* of an earlier reply or given back, not yet used again */
 };

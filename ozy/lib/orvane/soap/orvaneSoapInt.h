@@ -17,6 +17,7 @@
 #include "ozy/lib/orvane/soap/orvaneSoap.h"
 #include "ozy/lib/orvane/soap/orvaneSoapCheck.h"
 #include "ozy/lib/orvane/soap/orvaneSoapPlan.h"
+#include "ozy/lib/orvane/soap/orvaneSoapTree.h"
 
 /* The service that a request is written for. */
 struct SoapDestination {
@@ -79,9 +80,11 @@ struct SoapRun {
 };
 
 struct SoapReader {
-    explicit SoapReader(OrvaneSession *owner) : session(owner) {}
+    explicit SoapReader(OrvaneSession *owner, OrvaneSoapTree *read = nullptr)
+        : session(owner), tree(read) {}
 
     OrvaneSession *session;
+    OrvaneSoapTree *tree;            /* that may have pieces; NULL: all nodes exist */
     std::vector<SoapRun> runs;       /* of all objects that are being read, the innermost last */
     const SoapPlan *recent[16] = {}; /* plans used in this reply, by their types' addresses */
 };

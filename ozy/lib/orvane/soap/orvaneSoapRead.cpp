@@ -59,9 +59,10 @@ bool SoapReadTyped(SoapReader *reader, xmlNode *node, const SoapFound &found, GV
 
 /* Reads one element of an array of a known type. */
 bool SoapReadMember(SoapReader *reader, xmlNode *node, GType type, SoapKind kind, GValue *value) {
+    const SoapOpenPiece piece(reader->tree, node);
     if (OrvaneSoapKind_Row(kind).isLeaf)
-        return SoapReadTyped(reader, node, {type, kind, 0, type}, value);
-    return OrvaneSoapReadValue(reader, node, type, value);
+        return SoapReadTyped(reader, piece.Node(), {type, kind, 0, type}, value);
+    return OrvaneSoapReadValue(reader, piece.Node(), type, value);
 }
 
 void SoapReadRun(SoapReader *reader, const SoapRun &run, GType type, SoapKind kind, GValue *value) {
@@ -107,7 +108,10 @@ void SoapSetProxy(GValue *value, SkemaQormManagedObject *proxy) {
             G_OBJECT_TYPE_NAME(proxy), G_VALUE_TYPE_NAME(value));
 }
 
-/* Reads the value of a property. Texts are not copied, since the tree outlives the object's construction. */
+/*
+ * Reads the value of a property. A text is not copied, since the tree outlives the object's construction, unless it is
+ * in a piece.
+ */
 bool SoapReadProperty(SoapReader *reader, const SoapProperty &property, const SoapRun &run,
                       GValue *value) {
     if (property.kind == SoapKind::Array) {
@@ -115,8 +119,13 @@ bool SoapReadProperty(SoapReader *reader, const SoapProperty &property, const So
         return true;
     }
     if (property.kind == SoapKind::String) {
+        const SoapOpenPiece piece(reader->tree, run.first);
+        const char *text = OrvaneSoapContent(piece.Node());
         g_value_init(value, property.type);
-        g_value_set_static_string(value, OrvaneSoapContent(run.first));
+        if (piece.IsOpened())
+            g_value_set_string(value, text);
+        else
+            g_value_set_static_string(value, text);
         return true;
     }
     return SoapReadMember(reader, run.first, property.type, property.kind, value);
@@ -238,8 +247,10 @@ bool SoapReadResult(SoapReader *reader, xmlNode *response, GType returnType, boo
     orvane_value_cond_unset(value);
     if (result == nullptr)
         return true;
-    if (!isArray)
-        return OrvaneSoapReadValue(reader, result, returnType, value);
+    if (!isArray) {
+        const SoapOpenPiece piece(reader->tree, result);
+        return OrvaneSoapReadValue(reader, piece.Node(), returnType, value);
+    }
     SoapReadRun(reader, SoapRunFrom(result), returnType, OrvaneSoapKind_Of(returnType), value);
     return true;
 }
@@ -314,9 +325,14 @@ bool OrvaneSoapReadObject(SoapReader *reader, xmlNode *node, GType objectType, G
 
 gboolean orvane_soap_deserialize(OrvaneSession *session, const char *methodName, xmlNode *body,
                                  GType returnType, gboolean isArray, GValue *value) {
+    return OrvaneSoap_ReadBody(session, methodName, nullptr, body, returnType, isArray, value);
+}
+
+gboolean OrvaneSoap_ReadBody(OrvaneSession *session, const char *methodName, OrvaneSoapTree *tree,
+                             xmlNode *body, GType returnType, gboolean isArray, GValue *value) {
     if (!OrvaneSoapIsElement(body, "Body") || !SoapHasPrefix(body, "soapenv"))
         return FALSE;
-    SoapReader reader(session);
+    SoapReader reader(session, tree);
     const std::string response = std::string(OrvaneSoapSpell(methodName)) + "Response";
     for (xmlNode *child = body->children; child != nullptr; child = child->next) {
         if (OrvaneSoapIsElement(child, response.c_str())) {

@@ -4,22 +4,17 @@
 #include <climits>
 #include <cstddef>
 #include <cstring>
+#include <ranges>
 #include <span>
 #include <string_view>
-#include <utility>
+#include <vector>
 
 #include <libxml/parserInternals.h>
 
 #include "lib/misc/log.h"
-#include "ozy/lib/orvane/soap/orvaneSoapBlocks.h"
+#include "lib/misc/panic.h"
 #include "ozy/lib/orvane/soap/orvaneSoapInt.h"
 #include "ozy/lib/orvane/soap/orvaneSoapScan.h"
-
-struct OrvaneSoapTree {
-    XmlDocPtr doc; /* NULL if the nodes are in blocks */
-    xmlNode *root;
-    SoapBlocks blocks;
-};
 
 namespace {
 
@@ -28,9 +23,22 @@ namespace {
  * the text, which may be before its last fields or behind them.
  */
 constexpr gsize kTextOffset = offsetof(xmlNode, properties);
-constexpr int kMaxDepth = 200;      /* open elements; libxml2 allows a few more */
+constexpr gsize kMaxDepth = 200;    /* open elements; libxml2 allows a few more */
 constexpr gsize kMaxAttributes = 8; /* of one element, namespaces included */
 constexpr gsize kMaxScope = 16;     /* namespaces that are declared at one place */
+
+constexpr gsize kResultDepth = 4;      /* Envelope, Body, the response element, its "returnval" */
+constexpr gsize kMaxPieceDepth = 8;    /* of an element that may be a piece */
+constexpr gsize kMinPieceMemory = 256; /* of nodes; fewer are not worth reading the text again */
+constexpr gsize kReplyPieceBytes = 16384;
+constexpr gsize kMinPiecesLength = 1 << 20; /* of a reply; a shorter one has no pieces */
+
+/* What a node has in its field "extra". The field "psvi" is where its text begins. */
+enum : unsigned short {
+    SOAP_NODE_WHOLE,
+    SOAP_NODE_CLOSED, /* a piece: it has a name, but neither attributes nor children */
+    SOAP_NODE_PARTED, /* pieces are among its descendants */
+};
 
 /* An attribute as it is in the text. */
 struct SoapGiven {
@@ -60,65 +68,127 @@ std::string_view SoapText(const xmlChar *text) {
     return text != nullptr ? reinterpret_cast<const char *>(text) : std::string_view();
 }
 
-/* Makes the nodes of one text. Its functions return false where the text is not plain. */
+/* A start tag. */
+struct SoapTag {
+    const char *start; /* its '<' */
+    std::string_view whole;
+    std::string_view prefix;
+    std::string_view name;
+    SoapGivenList given;
+    bool isEmpty; /* <a/> */
+};
+
+/* An element that is not closed yet. */
+struct SoapOpened {
+    const char *start;
+    std::string_view name;
+    gsize outerScope; /* namespaces that are declared around it */
+    bool isParted;
+};
+
+struct SoapDeclared {
+    std::string_view prefix;
+    xmlNs *ns; /* NULL in an element that is only skimmed */
+};
+
+constexpr gsize SoapTextNodeSize(gsize length) {
+    return SoapBlocks_Round(kTextOffset + length + 1);
+}
+
+/*
+ * Makes the nodes of one text, or only checks and counts them: it skims. Its functions return false where
+ * the text is not plain.
+ */
 class SoapBuilder {
 public:
-    SoapBuilder(const char *content, guint64 maxBytes) : blocks(maxBytes), scan{content} {}
+    SoapBuilder(const char *content, const SoapTreeLimits &limits)
+        : pieceBytes(limits.pieceBytes), maxBytes(limits.maxBytes), scan{content} {}
 
-    bool Make();
+    /* The nodes of the whole text, which ends there. */
+    bool Make(const char *end);
+    bool IsOverLimit() const { return maxBytes != 0 && numBytes > maxBytes; }
+    /* The nodes of a piece of a text that was made. The blocks can be rewound when they are no longer used. */
+    xmlNode *Expand(const xmlNode *piece);
 
     xmlNode *root = nullptr;
     SoapBlocks blocks;
 
 private:
+    bool Element();
     bool Content();
     bool Start();
     bool End();
-    bool TakeAttribute(SoapGivenList *given);
-    bool Declare(xmlNode *node, const SoapGivenList &given);
-    bool AddAttributes(xmlNode *node, const SoapGivenList &given);
-    void AddText(std::string_view text);
-    void ExtendText(std::string_view text);
+    bool TakeTag();
+    bool TakeAttribute();
+    bool OpenTag();
+    bool Declare(xmlNode *node);
+    bool AddAttributes(xmlNode *node);
+    void AddText(std::string_view more);
+    void ExtendText(std::string_view more);
 
-    void Open(xmlNode *node);
+    bool MayBePiece() const;
+    bool Skim(bool *isPiece);
+    void AddPiece(const char *start, std::string_view name);
+    void FindScope(const xmlNode *outer);
+
+    void Open(xmlNode *node, gsize outerScope);
     void Close();
     void Link(xmlNode *node);
-    xmlNs *FindNs(std::string_view prefix) const;
-    const xmlChar *Copy(std::string_view text);
+    const SoapDeclared *FindNs(std::string_view prefix) const;
+    const xmlChar *Copy(std::string_view from);
     const xmlChar *Intern(std::string_view name);
-    xmlNode *MakeText(std::string_view text, gsize *capacity);
+    xmlNode *MakeElement(std::string_view name);
+    xmlNode *MakeText(std::string_view from);
     template <class T> T *Zeroed() {
         gpointer memory = blocks.Take(SoapBlocks_Round(sizeof(T)));
         return static_cast<T *>(std::memset(memory, 0, sizeof(T)));
     }
 
+    gsize pieceBytes; /* 0: all nodes are made at once */
+    guint64 maxBytes;
+    guint64 numBytes =
+        0; /* of all nodes, those that were only skimmed included; without their names */
+    bool isSkimming = false;
+    bool isInResult = false;
     SoapScan scan;
+    SoapTag tag;
     xmlDoc *doc = nullptr;     /* in the blocks; only the target of all nodes' doc pointers */
-    xmlNode *parent = nullptr; /* the innermost open element; NULL outside the root */
-    int depth = 0;
-    xmlNode *text = nullptr; /* the last child of parent if more text belongs to it */
+    xmlNode *parent = nullptr; /* the innermost open element that has a node */
+    std::vector<SoapOpened> open;
+    bool hasText = false; /* the last child of the innermost open element is a text */
     gsize textLength = 0;
     gsize textCapacity = 0;
-    std::array<xmlNs *, kMaxScope> scope; /* declared by the open elements, the innermost last */
+    xmlNode *text = nullptr; /* its node */
+    std::array<SoapDeclared, kMaxScope>
+        scope; /* declared by the open elements, the innermost last */
     gsize scopeSize = 0;
+    const xmlNode *scopeOf = nullptr; /* whose namespaces the scope was filled with for a piece */
+    gsize scopeOfSize = 0;
     /* Recent names, by a cheap hash: most elements have the name of an earlier one. */
     std::array<const xmlChar *, 64> names{};
 };
 
-bool SoapBuilder::Make() {
+bool SoapBuilder::Make(const char *end) {
     if (!SoapScan_Head(&scan))
         return false;
     doc = Zeroed<xmlDoc>();
     doc->type = XML_DOCUMENT_NODE;
     SoapScan_Blanks(&scan);
+    if (!Element())
+        return false;
+    SoapScan_Blanks(&scan);
+    return scan.at == end;
+}
+
+/* The root, or the element of a piece, up to its end tag. */
+bool SoapBuilder::Element() {
     if (!SoapScan_Char(&scan, '<') || !Start())
         return false;
-    while (parent != nullptr) {
-        if (!Content() || blocks.IsOverLimit())
+    while (!open.empty()) {
+        if (!Content() || IsOverLimit())
             return false;
     }
-    SoapScan_Blanks(&scan);
-    return *scan.at == '\0';
+    return true;
 }
 
 /* A piece of what is between two tags, or a tag. */
@@ -138,58 +208,51 @@ bool SoapBuilder::Content() {
 
 /* Behind the '<' of a start tag. */
 bool SoapBuilder::Start() {
-    const std::string_view whole = SoapScan_Name(&scan);
-    SoapGivenList given;
-    bool hasBlanks = SoapScan_Blanks(&scan);
-    while (*scan.at != '>' && *scan.at != '/') {
-        if (!hasBlanks || !TakeAttribute(&given))
-            return false;
-        hasBlanks = SoapScan_Blanks(&scan);
-    }
-    const bool isEmpty = SoapScan_Char(&scan, '/');
-    if (whole.empty() || depth == kMaxDepth || !SoapScan_Char(&scan, '>'))
+    if (!TakeTag() || open.size() == kMaxDepth)
         return false;
-
-    auto *node = Zeroed<xmlNode>();
-    std::string_view prefix;
-    std::string_view name;
-    SoapSplit(whole, &prefix, &name);
-    node->type = XML_ELEMENT_NODE;
-    node->name = Intern(name);
-    node->doc = doc;
-    if (!Declare(node, given))
+    if (open.size() == kResultDepth - 1)
+        isInResult = tag.name == "returnval";
+    bool isPiece = false;
+    if (MayBePiece() && !Skim(&isPiece))
         return false;
-    node->ns = FindNs(prefix);
-    if ((node->ns == nullptr && !prefix.empty()) || !AddAttributes(node, given))
-        return false;
-    Open(node);
-    if (isEmpty)
-        Close();
-    return true;
+    return isPiece || OpenTag();
 }
 
 /* Behind the "</" of an end tag. */
 bool SoapBuilder::End() {
-    std::string_view prefix;
-    std::string_view name;
-    SoapSplit(SoapScan_Name(&scan), &prefix, &name);
+    const std::string_view name = SoapScan_Name(&scan);
     SoapScan_Blanks(&scan);
-    const std::string_view opened =
-        parent->ns != nullptr ? SoapText(parent->ns->prefix) : std::string_view();
-    if (name != SoapText(parent->name) || prefix != opened || !SoapScan_Char(&scan, '>'))
+    if (name != open.back().name || !SoapScan_Char(&scan, '>'))
         return false;
     Close();
     return true;
 }
 
-bool SoapBuilder::TakeAttribute(SoapGivenList *given) {
+/* Behind the '<' of a start tag, up to its '>'. */
+bool SoapBuilder::TakeTag() {
+    tag.start = scan.at - 1;
+    tag.whole = SoapScan_Name(&scan);
+    tag.given.count = 0;
+    bool hasBlanks = SoapScan_Blanks(&scan);
+    while (*scan.at != '>' && *scan.at != '/') {
+        if (!hasBlanks || !TakeAttribute())
+            return false;
+        hasBlanks = SoapScan_Blanks(&scan);
+    }
+    tag.isEmpty = SoapScan_Char(&scan, '/');
+    SoapSplit(tag.whole, &tag.prefix, &tag.name);
+    return !tag.whole.empty() && SoapScan_Char(&scan, '>');
+}
+
+bool SoapBuilder::TakeAttribute() {
+    SoapGivenList *given = &tag.given;
     const std::string_view whole = SoapScan_Name(&scan);
     SoapScan_Blanks(&scan);
     if (whole.empty() || !SoapScan_Char(&scan, '=') || given->count == kMaxAttributes)
         return false;
     SoapScan_Blanks(&scan);
     bool isPlain = false;
-    SoapGiven taken;
+    SoapGiven &taken = given->items[given->count];
     taken.value = SoapScan_Value(&scan, &isPlain);
     SoapSplit(whole, &taken.prefix, &taken.name);
     /* two of one name may be an error, even if their prefixes differ */
@@ -199,9 +262,104 @@ bool SoapBuilder::TakeAttribute(SoapGivenList *given) {
              (!before.prefix.empty() && !taken.prefix.empty() && !SoapIsDeclaration(before))))
             return false;
     }
-    given->items[given->count++] = taken;
+    given->count++;
     return isPlain;
 }
+
+/* Opens the element of the tag. */
+bool SoapBuilder::OpenTag() {
+    const gsize outerScope = scopeSize;
+    xmlNode *node = isSkimming ? nullptr : MakeElement(tag.name);
+    numBytes += sizeof(xmlNode);
+    if (!Declare(node))
+        return false;
+    const SoapDeclared *declared = FindNs(tag.prefix);
+    if ((declared == nullptr && !tag.prefix.empty()) || !AddAttributes(node))
+        return false;
+    if (node != nullptr && declared != nullptr)
+        node->ns = declared->ns;
+    const bool isEmpty = tag.isEmpty;
+    Open(node, outerScope);
+    if (isEmpty)
+        Close();
+    return true;
+}
+
+/* -- pieces ------------------------------------------------------------------------------------- */
+
+bool SoapBuilder::MayBePiece() const {
+    return pieceBytes != 0 && isInResult && !isSkimming && open.size() >= kResultDepth - 1 &&
+           open.size() < kMaxPieceDepth;
+}
+
+/*
+ * Reads the element of the tag without making nodes. If it is a piece, that is all. If it is too long or too short for
+ * one, everything is as before, and its nodes are to be made.
+ */
+bool SoapBuilder::Skim(bool *isPiece) {
+    const SoapTag element = tag;
+    const gsize outerScope = scopeSize;
+    const guint64 bytesBefore = numBytes;
+    const gsize numOuter = open.size();
+    const auto isTooLong = [&] { return gsize(scan.at - element.start) > pieceBytes; };
+
+    const SoapScan behindTag = scan;
+    isSkimming = true;
+    bool isPlain = OpenTag();
+    while (isPlain && open.size() > numOuter && !isTooLong())
+        isPlain = Content() && !IsOverLimit();
+    isSkimming = false;
+    if (!isPlain)
+        return false;
+    hasText = false;
+    *isPiece = !isTooLong() && numBytes - bytesBefore >= kMinPieceMemory;
+    if (*isPiece) {
+        AddPiece(element.start, element.name);
+        return true;
+    }
+    tag = element;
+    scan = behindTag;
+    scopeSize = outerScope;
+    numBytes = bytesBefore;
+    open.resize(numOuter);
+    return true;
+}
+
+void SoapBuilder::AddPiece(const char *start, std::string_view name) {
+    xmlNode *node = MakeElement(name);
+    node->psvi = const_cast<char *>(start);
+    node->extra = SOAP_NODE_CLOSED;
+    Link(node);
+    open.back().isParted = true;
+}
+
+xmlNode *SoapBuilder::Expand(const xmlNode *piece) {
+    FindScope(piece->parent);
+    scopeSize = scopeOfSize;
+    scan.at = static_cast<const char *>(piece->psvi);
+    pieceBytes = 0;
+    maxBytes = 0;
+    names = {}; /* they are in blocks that may have been rewound */
+    return Element() ? root : nullptr;
+}
+
+/* Fills the scope with the namespaces that an element's children know. */
+void SoapBuilder::FindScope(const xmlNode *outer) {
+    if (outer == scopeOf)
+        return;
+    scopeOf = outer;
+    scopeSize = 0;
+    std::vector<const xmlNode *> path;
+    for (const xmlNode *node = outer; node != nullptr; node = node->parent)
+        path.push_back(node);
+    for (const xmlNode *node : path | std::views::reverse) {
+        for (xmlNs *ns = node->nsDef; ns != nullptr; ns = ns->next)
+            scope[scopeSize++] = {SoapText(ns->prefix), ns};
+    }
+    scopeOfSize = scopeSize;
+}
+
+/* -- nodes -------------------------------------------------------------------------------------- */
 
 /* Names that begin with "xml" have rules of their own, and so have their namespaces. */
 bool SoapIsPlainNs(std::string_view prefix, std::string_view href) {
@@ -210,44 +368,51 @@ bool SoapIsPlainNs(std::string_view prefix, std::string_view href) {
            !href.starts_with("http://www.w3.org/2000/xmlns");
 }
 
-bool SoapBuilder::Declare(xmlNode *node, const SoapGivenList &given) {
-    xmlNs **end = &node->nsDef;
-    for (const SoapGiven &attribute : std::span(given.items).first(given.count)) {
+/* Without a node, the namespaces are only counted. */
+bool SoapBuilder::Declare(xmlNode *node) {
+    xmlNs **end = node != nullptr ? &node->nsDef : nullptr;
+    for (const SoapGiven &attribute : std::span(tag.given.items).first(tag.given.count)) {
         if (!SoapIsDeclaration(attribute))
             continue;
         const std::string_view prefix =
             attribute.prefix.empty() ? std::string_view() : attribute.name;
         if (!SoapIsPlainNs(prefix, attribute.value) || scopeSize == kMaxScope)
             return false;
-        auto *ns = Zeroed<xmlNs>();
-        ns->type = XML_LOCAL_NAMESPACE;
-        ns->prefix = prefix.empty() ? nullptr : Intern(prefix);
-        ns->href = Copy(attribute.value);
-        scope[scopeSize++] = ns;
-        *end = ns;
-        end = &ns->next;
+        numBytes += sizeof(xmlNs) + attribute.value.size();
+        xmlNs *ns = nullptr;
+        if (node != nullptr) {
+            ns = Zeroed<xmlNs>();
+            ns->type = XML_LOCAL_NAMESPACE;
+            ns->prefix = prefix.empty() ? nullptr : Intern(prefix);
+            ns->href = Copy(attribute.value);
+            *end = ns;
+            end = &ns->next;
+        }
+        scope[scopeSize++] = {prefix, ns};
     }
     return true;
 }
 
-bool SoapBuilder::AddAttributes(xmlNode *node, const SoapGivenList &given) {
-    xmlAttr **end = &node->properties;
+bool SoapBuilder::AddAttributes(xmlNode *node) {
+    xmlAttr **end = node != nullptr ? &node->properties : nullptr;
     xmlAttr *before = nullptr;
-    for (const SoapGiven &taken : std::span(given.items).first(given.count)) {
+    for (const SoapGiven &taken : std::span(tag.given.items).first(tag.given.count)) {
         if (SoapIsDeclaration(taken))
             continue;
-        xmlNs *ns = taken.prefix.empty() ? nullptr : FindNs(taken.prefix);
-        if (ns == nullptr && !taken.prefix.empty())
+        const SoapDeclared *declared = taken.prefix.empty() ? nullptr : FindNs(taken.prefix);
+        if (declared == nullptr && !taken.prefix.empty())
             return false;
+        numBytes += sizeof(xmlAttr) + SoapTextNodeSize(taken.value.size());
+        if (node == nullptr)
+            continue;
         auto *attribute = Zeroed<xmlAttr>();
         attribute->type = XML_ATTRIBUTE_NODE;
         attribute->name = Intern(taken.name);
         attribute->parent = node;
         attribute->doc = doc;
-        attribute->ns = ns;
+        attribute->ns = declared != nullptr ? declared->ns : nullptr;
         attribute->prev = before;
-        gsize capacity = 0;
-        attribute->children = attribute->last = MakeText(taken.value, &capacity);
+        attribute->children = attribute->last = MakeText(taken.value);
         attribute->children->parent = reinterpret_cast<xmlNode *>(attribute);
         before = *end = attribute;
         end = &attribute->next;
@@ -256,43 +421,64 @@ bool SoapBuilder::AddAttributes(xmlNode *node, const SoapGivenList &given) {
 }
 
 void SoapBuilder::AddText(std::string_view more) {
-    if (text != nullptr)
+    if (hasText)
         return ExtendText(more);
-    text = MakeText(more, &textCapacity);
+    const gsize size = SoapTextNodeSize(more.size());
+    numBytes += size;
+    hasText = true;
     textLength = more.size();
+    textCapacity = size - kTextOffset;
+    if (isSkimming)
+        return;
+    text = MakeText(more);
     Link(text);
 }
 
 void SoapBuilder::ExtendText(std::string_view more) {
-    const gsize needed = textLength + more.size() + 1;
-    if (needed > textCapacity) {
-        const gsize wanted = SoapBlocks_Round(needed * 2);
-        auto *moved = static_cast<xmlChar *>(blocks.Take(wanted));
-        std::memcpy(moved, text->content, textLength);
-        text->content = moved;
-        textCapacity = wanted;
-    }
-    std::memcpy(text->content + textLength, more.data(), more.size());
+    const gsize lengthBefore = textLength;
     textLength += more.size();
+    const bool isMoved = textLength + 1 > textCapacity;
+    if (isMoved) {
+        textCapacity = SoapBlocks_Round((textLength + 1) * 2);
+        numBytes += textCapacity;
+    }
+    if (isSkimming)
+        return;
+    if (isMoved) {
+        auto *moved = static_cast<xmlChar *>(blocks.Take(textCapacity));
+        text->content = static_cast<xmlChar *>(std::memcpy(moved, text->content, lengthBefore));
+    }
+    std::memcpy(text->content + lengthBefore, more.data(), more.size());
     text->content[textLength] = 0;
 }
 
-void SoapBuilder::Open(xmlNode *node) {
+/* The node is NULL in an element that is skimmed. */
+void SoapBuilder::Open(xmlNode *node, gsize outerScope) {
+    open.push_back({tag.start, tag.whole, outerScope, false});
+    hasText = false;
+    if (node == nullptr)
+        return;
     if (parent != nullptr)
         Link(node);
     else
         root = node;
     parent = node;
-    text = nullptr;
-    depth++;
 }
 
 void SoapBuilder::Close() {
-    for (const xmlNs *ns = parent->nsDef; ns != nullptr; ns = ns->next)
-        scopeSize--;
+    const SoapOpened closed = open.back();
+    open.pop_back();
+    scopeSize = closed.outerScope;
+    hasText = false;
+    if (isSkimming)
+        return;
+    if (closed.isParted) {
+        parent->psvi = const_cast<char *>(closed.start);
+        parent->extra = SOAP_NODE_PARTED;
+        if (!open.empty())
+            open.back().isParted = true;
+    }
     parent = parent->parent;
-    text = nullptr;
-    depth--;
 }
 
 void SoapBuilder::Link(xmlNode *node) {
@@ -305,10 +491,10 @@ void SoapBuilder::Link(xmlNode *node) {
     parent->last = node;
 }
 
-xmlNs *SoapBuilder::FindNs(std::string_view prefix) const {
+const SoapDeclared *SoapBuilder::FindNs(std::string_view prefix) const {
     for (gsize i = scopeSize; i > 0; i--) {
-        if (SoapText(scope[i - 1]->prefix) == prefix)
-            return scope[i - 1];
+        if (scope[i - 1].prefix == prefix)
+            return &scope[i - 1];
     }
     return nullptr;
 }
@@ -328,10 +514,16 @@ const xmlChar *SoapBuilder::Intern(std::string_view name) {
     return known;
 }
 
-/* A node with text; capacity is the room for it, with the NUL. */
-xmlNode *SoapBuilder::MakeText(std::string_view from, gsize *capacity) {
-    const gsize size = SoapBlocks_Round(kTextOffset + from.size() + 1);
-    auto *node = static_cast<xmlNode *>(blocks.Take(size));
+xmlNode *SoapBuilder::MakeElement(std::string_view name) {
+    auto *node = Zeroed<xmlNode>();
+    node->type = XML_ELEMENT_NODE;
+    node->name = Intern(name);
+    node->doc = doc;
+    return node;
+}
+
+xmlNode *SoapBuilder::MakeText(std::string_view from) {
+    auto *node = static_cast<xmlNode *>(blocks.Take(SoapTextNodeSize(from.size())));
     std::memset(node, 0, kTextOffset);
     node->type = XML_TEXT_NODE;
     node->name = xmlStringText;
@@ -339,36 +531,51 @@ xmlNode *SoapBuilder::MakeText(std::string_view from, gsize *capacity) {
     node->content = reinterpret_cast<xmlChar *>(node) + kTextOffset;
     std::memcpy(node->content, from.data(), from.size());
     node->content[from.size()] = 0;
-    *capacity = size - kTextOffset;
     return node;
-}
-
-bool SoapIsOneText(const char *content, gsize length) {
-    return content != nullptr && length > 0 && length <= INT_MAX &&
-           std::memchr(content, '\0', length) == nullptr;
 }
 
 } // namespace
 
-OrvaneSoapTree *OrvaneSoapTree_Parse(const char *content, gsize length, const char *name,
-                                     guint64 maxBytes) {
+struct OrvaneSoapTree {
+    OrvaneSoapTree(const char *content, const SoapTreeLimits &limits) : builder(content, limits) {}
+
+    XmlDocPtr doc; /* NULL if the nodes are in blocks */
+    xmlNode *root = nullptr;
+    SoapBuilder builder;
+};
+
+OrvaneSoapTree *OrvaneSoapTree_ParsePieces(const char *content, gsize length, const char *name,
+                                           const SoapTreeLimits &limits) {
     while (length > 0 && content[length - 1] == '\0')
         length--;
-    if (SoapIsOneText(content, length)) {
-        SoapBuilder builder(content, maxBytes);
-        if (builder.Make())
-            return new OrvaneSoapTree{nullptr, builder.root, std::move(builder.blocks)};
-        if (builder.blocks.IsOverLimit()) {
+    SoapTreePtr tree(new OrvaneSoapTree(content, limits));
+    if (length > 0 && length <= INT_MAX) {
+        if (tree->builder.Make(content + length)) {
+            tree->root = tree->builder.root;
+            return tree.release();
+        }
+        if (tree->builder.IsOverLimit()) {
             Log("SOAP: %s refused: its tree takes more than %" G_GUINT64_FORMAT " bytes\n", name,
-                maxBytes);
+                limits.maxBytes);
             return nullptr;
         }
+        tree.reset(new OrvaneSoapTree(content, limits)); /* without the nodes that were made */
     }
-    XmlDocPtr doc(OrvaneSoap_ParseDocument(content, length, name, maxBytes));
-    if (doc == nullptr)
+    tree->doc.reset(OrvaneSoap_ParseDocument(content, length, name, limits.maxBytes));
+    if (tree->doc == nullptr)
         return nullptr;
-    xmlNode *root = xmlDocGetRootElement(doc.get());
-    return new OrvaneSoapTree{std::move(doc), root, SoapBlocks()};
+    tree->root = xmlDocGetRootElement(tree->doc.get());
+    return tree.release();
+}
+
+OrvaneSoapTree *OrvaneSoapTree_Parse(const char *content, gsize length, const char *name,
+                                     guint64 maxBytes) {
+    return OrvaneSoapTree_ParsePieces(content, length, name, {.maxBytes = maxBytes});
+}
+
+OrvaneSoapTree *OrvaneSoapTree_ParseReply(const char *content, gsize length, guint64 maxBytes) {
+    const gsize pieceBytes = length >= kMinPiecesLength ? kReplyPieceBytes : 0;
+    return OrvaneSoapTree_ParsePieces(content, length, "noname.xml", {maxBytes, pieceBytes});
 }
 
 xmlNode *OrvaneSoapTree_Root(const OrvaneSoapTree *tree) {
@@ -381,4 +588,21 @@ bool OrvaneSoapTree_IsInBlocks(const OrvaneSoapTree *tree) {
 
 void OrvaneSoapTree_Free(OrvaneSoapTree *tree) {
     delete tree;
+}
+
+SoapOpenPiece::SoapOpenPiece(OrvaneSoapTree *owner, xmlNode *node, bool isWhole)
+    : whole(node), tree(owner) {
+    if (tree == nullptr || tree->doc != nullptr ||
+        (node->extra != SOAP_NODE_CLOSED && !(isWhole && node->extra == SOAP_NODE_PARTED))) {
+        tree = nullptr;
+        return;
+    }
+    mark = tree->builder.blocks.Mark();
+    whole = tree->builder.Expand(node);
+    VERIFY(whole != nullptr); /* its text was read before */
+}
+
+SoapOpenPiece::~SoapOpenPiece() {
+    if (tree != nullptr)
+        tree->builder.blocks.Rewind(mark);
 }

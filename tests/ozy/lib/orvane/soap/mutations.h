@@ -54,3 +54,57 @@ inline std::string Changed(std::string text, std::mt19937 *random) {
     }
     return text;
 }
+
+/* Where the element that begins at a position ends; npos if it does not. */
+inline gsize ElementEnd(const std::string &text, gsize at) {
+    for (int depth = 0; at != text.npos;) {
+        const gsize end = text.find('>', at);
+        if (end == text.npos)
+            return end;
+        if (text[at + 1] == '/')
+            depth--;
+        else if (text[end - 1] != '/')
+            depth++;
+        if (depth <= 0)
+            return end + 1;
+        at = text.find('<', end);
+    }
+    return at;
+}
+
+/* Some elements dropped, doubled, emptied, wrapped, put elsewhere or split by a comment: the text stays well-formed. */
+inline std::string Restructured(std::string text, std::mt19937 *random) {
+    for (gsize left = 1 + (*random)() % 3; left > 0; left--) {
+        const gsize at = text.find('<', (*random)() % text.size());
+        const gsize other = text.find('<', (*random)() % text.size());
+        const gsize end = at != text.npos && text[at + 1] != '/' ? ElementEnd(text, at) : text.npos;
+        if (at == 0 || end == text.npos || other == text.npos)
+            continue;
+        const std::string element = text.substr(at, end - at);
+        switch ((*random)() % 8) {
+        case 0:
+            text.erase(at, element.size());
+            break;
+        case 1:
+            text.replace(at, element.size(),
+                         "<fault xsi:type='LocalizedMethodFault'>" + element + "</fault>");
+            break;
+        case 2:
+            text.insert(other, "<p:q xmlns:p='urn:p' p:type='x'>text</p:q>");
+            break;
+        case 3:
+            text.insert(at, std::string(300, 'x') + "&amp;");
+            break;
+        case 4:
+            if ((*random)() % 8 == 0)
+                text.insert(other, "<!-- not plain -->");
+            break;
+        case 5:
+            text.insert(at, element + element);
+            break;
+        default:
+            text.insert(other, element);
+        }
+    }
+    return text;
+}
