@@ -1,9 +1,10 @@
 /*
  * Replies from anybody: whatever the bytes, reading them ends, and what was read can be written and
- * released. The last byte, the newline of the recorded replies, picks the method whose reply they
+ * released. Reading them in pieces yields the same. The last byte, the newline of the recorded replies, picks the method whose reply they
  * are taken for.
  */
 #include <cstdint>
+#include <cstdlib>
 #include <iterator>
 #include <string>
 
@@ -61,6 +62,27 @@ xmlNode *Child(xmlNode *node, const char *name) {
     return nullptr;
 }
 
+/* What a reply reads as, written as an argument; "refused" if it is not read at all. */
+std::string Reread(const std::string &text, const Method &method, gsize pieceBytes) {
+    SoapTreePtr tree(OrvaneSoapTree_ParsePieces(text.data(), text.size(), "fuzz",
+                                                {.maxBytes = 0, .pieceBytes = pieceBytes}));
+    xmlNode *body = tree != nullptr ? Child(OrvaneSoapTree_Root(tree.get()), "Body") : nullptr;
+    if (body == nullptr)
+        return "refused";
+    const ObjectPtr<OrvaneSession> session(Session());
+    ScopedValue value;
+    const GType type = method.type != nullptr ? orvane_lookup_type(method.type) : G_TYPE_NONE;
+    OrvaneSoap_ReadBody(session.get(), method.name, tree.get(), body, type, method.isArray,
+                        &value.value);
+    tree.reset(); // nothing that was read may still need it
+    if (!G_IS_VALUE(&value.value))
+        return "nothing";
+    const OrvaneArgument argument{"value", &value.value};
+    const GPtr<char> written(
+        OrvaneSoap_Serialize(session.get(), "Task", "task-1", "Echo", &argument, 1, nullptr));
+    return written != nullptr ? written.get() : "too deep";
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerInitialize(int *, char ***) {
@@ -75,21 +97,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
         return 0;
     const Method &method = kMethods[data[size - 1] % std::size(kMethods)];
     const std::string text(reinterpret_cast<const char *>(data), size - 1);
-    SoapTreePtr tree(OrvaneSoapTree_Parse(text.data(), text.size(), "fuzz", 0));
-    xmlNode *body = tree != nullptr ? Child(OrvaneSoapTree_Root(tree.get()), "Body") : nullptr;
-    if (body == nullptr)
-        return 0;
-
-    const ObjectPtr<OrvaneSession> session(Session());
-    GValue value = G_VALUE_INIT;
-    const GType type = method.type != nullptr ? orvane_lookup_type(method.type) : G_TYPE_NONE;
-    orvane_soap_deserialize(session.get(), method.name, body, type, method.isArray, &value);
-    tree.reset(); // nothing that was read may still need it
-    if (G_IS_VALUE(&value)) {
-        const OrvaneArgument argument{"value", &value};
-        const GPtr<char> written(
-            OrvaneSoap_Serialize(session.get(), "Task", "task-1", "Echo", &argument, 1, nullptr));
+    const std::string whole = Reread(text, method, 0);
+    for (const gsize pieceBytes : {gsize(64), gsize(1024)}) {
+        if (Reread(text, method, pieceBytes) != whole)
+            abort();
     }
-    orvane_value_cond_unset(&value);
     return 0;
 }
