@@ -18,16 +18,6 @@
 
 namespace {
 
-/* Makes room for so many more bytes and the NUL; g_string_set_size() grows the text by doubling. */
-char *SoapReserve(GString *out, gsize length) {
-    const gsize before = out->len;
-    if (before + length >= out->allocated_len) {
-        g_string_set_size(out, before + length);
-        out->len = before;
-    }
-    return out->str + before;
-}
-
 /* Bytes that g_markup_escape_text() may write in another way; it decides. */
 constexpr auto kMayNeedEscape = [] {
     std::array<bool, 256> table{};
@@ -71,22 +61,9 @@ bool SoapWriteSized(GString *out, std::string_view name,
 
 } // namespace
 
-void OrvaneSoapAppend(GString *out, std::initializer_list<std::string_view> pieces) {
-    gsize length = 0;
-    for (std::string_view piece : pieces)
-        length += piece.size();
-    char *at = SoapReserve(out, length);
-    for (std::string_view piece : pieces) {
-        std::memcpy(at, piece.data(), piece.size());
-        at += piece.size();
-    }
-    *at = '\0';
-    out->len += length;
-}
-
 bool OrvaneSoapWriteText(GString *out, std::string_view name, std::string_view xsiType,
                          std::string_view content) {
-    OrvaneSoapAppend(out, {"<", name, " xsi:type=\"", xsiType, "\">", content, "</", name, ">"});
+    OrvaneSoapAppend(out, "<", name, " xsi:type=\"", xsiType, "\">", content, "</", name, ">");
     return true;
 }
 
@@ -147,9 +124,9 @@ bool OrvaneSoapWriteManaged(GString *out, std::string_view name,
     const char *wireName = schema->type == G_OBJECT_TYPE(proxy)
                                ? schema->wireName
                                : OrvaneType_WireName(G_OBJECT_TYPE(proxy));
-    OrvaneSoapAppend(out, {"<", name, " type=\"", OrvaneSoapSpell(wireName),
-                           "\" xsi:type=\"ManagedObjectReference\">", OrvaneSoapSpell(proxy->id),
-                           "</", name, ">"});
+    OrvaneSoapAppend(out, "<", name, " type=\"", OrvaneSoapSpell(wireName),
+                     "\" xsi:type=\"ManagedObjectReference\">", OrvaneSoapSpell(proxy->id), "</",
+                     name, ">");
     return true;
 }
 

@@ -10,7 +10,7 @@
  */
 #pragma once
 
-#include <initializer_list>
+#include <cstring>
 #include <string_view>
 #include <vector>
 
@@ -28,6 +28,7 @@ struct SoapDestination {
 struct SoapWriter {
     GString *out;
     guint32 versions;
+    SoapPlanCache *plans;
     guint numObjects = 0;    /* objects around the value that is being written */
     guint numContainers = 0; /* any values and arrays around it */
     bool *isCut =
@@ -64,8 +65,28 @@ bool OrvaneSoapWriteByteArray(GString *out, std::string_view name, const GByteAr
 bool OrvaneSoapWriteManaged(GString *out, std::string_view name,
                             const SkemaQormManagedObject *proxy);
 
-/* Appends the pieces to the text, in order. */
-void OrvaneSoapAppend(GString *out, std::initializer_list<std::string_view> pieces);
+/* Makes room for so many more bytes and the NUL. Returns where they begin. */
+inline char *OrvaneSoapReserve(GString *out, gsize length) {
+    const gsize before = out->len;
+    if (before + length >= out->allocated_len) {
+        g_string_set_size(out, before + length); /* grows the text by doubling */
+        out->len = before;
+    }
+    return out->str + before;
+}
+
+/* Appends the pieces to the text, in order. Inline, so that literals are stored rather than copied. */
+template <class... Pieces> inline void OrvaneSoapAppend(GString *out, const Pieces &...pieces) {
+    const auto append = [out](const auto &...views) {
+        const gsize length = (views.size() + ...);
+        char *at = OrvaneSoapReserve(out, length);
+        ((at = static_cast<char *>(std::memcpy(at, views.data(), views.size())) + views.size()),
+         ...);
+        *at = '\0';
+        out->len += length;
+    };
+    append(std::string_view(pieces)...);
+}
 
 /* A text that may be NULL, spelled as printf does then. */
 inline std::string_view OrvaneSoapSpell(const char *text) {
@@ -84,9 +105,9 @@ struct SoapReader {
         : session(owner), tree(read) {}
 
     OrvaneSession *session;
-    OrvaneSoapTree *tree;            /* that may have pieces; NULL: all nodes exist */
-    std::vector<SoapRun> runs;       /* of all objects that are being read, the innermost last */
-    const SoapPlan *recent[16] = {}; /* plans used in this reply, by their types' addresses */
+    OrvaneSoapTree *tree;      /* that may have pieces; NULL: all nodes exist */
+    std::vector<SoapRun> runs; /* of all objects that are being read, the innermost last */
+    SoapPlanCache plans;
 };
 
 bool OrvaneSoapReadValue(SoapReader *reader, xmlNode *node, GType expectedType, GValue *value);

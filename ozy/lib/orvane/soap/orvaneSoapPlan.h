@@ -47,5 +47,19 @@ struct SoapPlan {
 
 const SoapPlan *OrvaneSoapPlan_Get(GType type);
 
+/* Plans used in one request or reply, by their types' addresses: looking a plan up takes a lock of GLib. */
+class SoapPlanCache {
+public:
+    const SoapPlan *Get(GType type) {
+        const SoapPlan *&plan = recent[(type >> 4) % G_N_ELEMENTS(recent)];
+        if (plan == nullptr || plan->type != type)
+            plan = OrvaneSoapPlan_Get(type);
+        return plan;
+    }
+
+private:
+    const SoapPlan *recent[16] = {};
+};
+
 /* Index of the property of that name, or -1. The index likely is tried first. */
 gint OrvaneSoapPlan_Find(const SoapPlan *plan, const char *name, gint likely);

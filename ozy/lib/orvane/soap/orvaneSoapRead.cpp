@@ -42,13 +42,6 @@ SoapRun SoapRunFrom(xmlNode *first) {
     return run;
 }
 
-const SoapPlan *SoapReaderPlan(SoapReader *reader, GType type) {
-    const SoapPlan *&recent = reader->recent[(type >> 4) % G_N_ELEMENTS(reader->recent)];
-    if (recent == nullptr || recent->type != type)
-        recent = OrvaneSoapPlan_Get(type);
-    return recent;
-}
-
 /* The value is left as it is if the type is that of nothing, which no value can hold. */
 bool SoapReadTyped(SoapReader *reader, xmlNode *node, const SoapFound &found, GValue *value) {
     if (found.kind == SoapKind::None)
@@ -308,7 +301,7 @@ bool OrvaneSoapReadValue(SoapReader *reader, xmlNode *node, GType expectedType, 
 }
 
 bool OrvaneSoapReadObject(SoapReader *reader, xmlNode *node, GType objectType, GValue *value) {
-    const SoapPlan *plan = SoapReaderPlan(reader, objectType);
+    const SoapPlan *plan = reader->plans.Get(objectType);
     if (plan == nullptr || G_TYPE_IS_ABSTRACT(objectType))
         return false;
     const std::size_t base = reader->runs.size();

@@ -66,6 +66,27 @@ SoapWriter SoapInContainer(const SoapWriter &writer) {
     return inner;
 }
 
+/*
+ * Objects of a long array are scattered in memory, and waiting for it takes longer than writing them. So what an
+ * object further on consists of is requested early: first the object, then the list of its data, which has its marks.
+ */
+void SoapPrefetch(std::span<const GValue> members, GType type) {
+    constexpr gsize kObjectAhead = 8;
+    constexpr gsize kDataAhead = 4;
+    constexpr guintptr kFlags = 7; /* GLib keeps them in the pointer to the list */
+    constexpr gsize kLine = 64;
+    if (members.size() <= kObjectAhead)
+        return;
+    const auto *object = static_cast<const char *>(members[kObjectAhead].data[0].v_pointer);
+    __builtin_prefetch(object);
+    __builtin_prefetch(object + kLine);
+    const GValue &next = members[kDataAhead];
+    if (G_VALUE_TYPE(&next) == type && next.data[0].v_pointer != nullptr) {
+        const auto data = guintptr(static_cast<const GObject *>(next.data[0].v_pointer)->qdata);
+        __builtin_prefetch(reinterpret_cast<const void *>(data & ~kFlags));
+    }
+}
+
 /* Whether a class of the schema keeps the property as an id. */
 bool IsReference(const SoapProperty &property) {
     return property.kind == SoapKind::Managed && property.field != nullptr &&
@@ -98,14 +119,13 @@ bool SoapWriteProperty(const SoapWriter &writer, const SoapProperty &property, G
 } // namespace
 
 bool OrvaneSoapWriteObject(const SoapWriter &outer, std::string_view name, GObject *object) {
-    const SoapPlan *plan = object != nullptr ? OrvaneSoapPlan_Get(G_OBJECT_TYPE(object)) : nullptr;
+    const SoapPlan *plan = object != nullptr ? outer.plans->Get(G_OBJECT_TYPE(object)) : nullptr;
     SoapWriter writer = outer;
     writer.numObjects++;
     if (plan == nullptr || !SoapMayNest(writer, name))
         return false;
 
-    OrvaneSoapAppend(writer.out,
-                     {"<", name, " xsi:type=\"", OrvaneSoapSpell(plan->wireName), "\">"});
+    OrvaneSoapAppend(writer.out, "<", name, " xsi:type=\"", OrvaneSoapSpell(plan->wireName), "\">");
     bool isWritten = true;
     for (const SoapProperty &property : plan->properties) {
         if ((property.versions & writer.versions) == 0)
@@ -115,7 +135,7 @@ bool OrvaneSoapWriteObject(const SoapWriter &outer, std::string_view name, GObje
         // Only the last property's result counts: an empty array must not lose the object.
         isWritten = SoapWriteProperty(writer, property, object);
     }
-    OrvaneSoapAppend(writer.out, {"</", name, ">"});
+    OrvaneSoapAppend(writer.out, "</", name, ">");
     return isWritten;
 }
 
@@ -131,11 +151,14 @@ bool OrvaneSoapWriteArray(const SoapWriter &outer, std::string_view name,
         return false;
     GType type = 0;
     SoapKind kind = SoapKind::Other;
-    for (const GValue &member : std::span(array->values, array->n_values)) {
+    const std::span members(array->values, array->n_values);
+    for (const GValue &member : members) {
         if (G_VALUE_TYPE(&member) != type) {
             type = G_VALUE_TYPE(&member);
             kind = OrvaneSoapKind_Of(type);
         }
+        if (kind == SoapKind::Object)
+            SoapPrefetch(members.subspan(gsize(&member - members.data())), type);
         if (!OrvaneSoapKind_Row(kind).write(writer, name, &member))
             return false;
     }
@@ -153,12 +176,12 @@ char *OrvaneSoapWriteRequest(const SoapDestination &destination, const char *typ
                              bool *isCut) {
     const std::string_view method = OrvaneSoapSpell(methodName);
     GStringPtr out(g_string_sized_new(SoapFirstSize()));
-    OrvaneSoapAppend(out.get(),
-                     {kHead, "<", method, " xmlns=\"urn:", OrvaneSoapSpell(destination.ns), "\">",
-                      "<_this type=\"", OrvaneSoapSpell(typeName), "\">", OrvaneSoapSpell(objectId),
-                      "</_this>"});
+    OrvaneSoapAppend(out.get(), kHead, "<", method,
+                     " xmlns=\"urn:", OrvaneSoapSpell(destination.ns), "\">", "<_this type=\"",
+                     OrvaneSoapSpell(typeName), "\">", OrvaneSoapSpell(objectId), "</_this>");
 
-    SoapWriter writer{out.get(), destination.versions};
+    SoapPlanCache plans;
+    SoapWriter writer{out.get(), destination.versions, &plans};
     writer.isCut = isCut;
     for (const OrvaneArgument &argument : std::span(arguments, count)) {
         if (!G_IS_VALUE(argument.value))
@@ -167,7 +190,7 @@ char *OrvaneSoapWriteRequest(const SoapDestination &destination, const char *typ
             break;
     }
 
-    OrvaneSoapAppend(out.get(), {"</", method, ">", kTrailer});
+    OrvaneSoapAppend(out.get(), "</", method, ">", kTrailer);
     gLastLength.store(out->len, std::memory_order_relaxed);
     if (length != nullptr)
         *length = out->len;
@@ -197,10 +220,12 @@ char *orvane_soap_serialize(OrvaneSession *session, const char *typeName, const 
 
 gboolean orvane_soap_serialize_value(OrvaneSession *session, GString *out, const char *name,
                                      const GValue *value) {
-    return OrvaneSoapWriteValue({out, SoapSessionVersions(session)}, name, value);
+    SoapPlanCache plans;
+    return OrvaneSoapWriteValue({out, SoapSessionVersions(session), &plans}, name, value);
 }
 
 gboolean orvane_soap_serialize_object(OrvaneSession *session, GString *out, const char *name,
                                       GObject *object) {
-    return OrvaneSoapWriteObject({out, SoapSessionVersions(session)}, name, object);
+    SoapPlanCache plans;
+    return OrvaneSoapWriteObject({out, SoapSessionVersions(session), &plans}, name, object);
 }

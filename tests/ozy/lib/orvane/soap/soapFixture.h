@@ -132,8 +132,9 @@ inline bool IsMarked(GObject *object, const char *property) {
 inline std::string Written(const char *name, const GValue *value, const char *version,
                            bool *isWritten = nullptr) {
     const GStringPtr out(g_string_new(nullptr));
-    const bool result =
-        OrvaneSoapWriteValue({out.get(), orvane_lookup_version(version)->mask}, name, value);
+    SoapPlanCache plans;
+    const bool result = OrvaneSoapWriteValue(
+        {out.get(), orvane_lookup_version(version)->mask, &plans}, name, value);
     if (isWritten != nullptr)
         *isWritten = result;
     return out->str;
