@@ -7,20 +7,21 @@
 #include "lib/misc/log.h"
 #include "ozy/lib/orvane/session/orvaneSessionInt.h"
 #include "ozy/lib/orvane/updates/orvaneMOMgrInt.h"
-#include "tests/ozy/lib/orvane/schema/objectText.h"
+#include "tests/ozy/lib/orvane/schema/filledObjects.h"
+#include "tests/ozy/lib/orvane/soap/envelope.h"
 #include "tests/ozy/lib/orvane/soap/keeper.h"
 #include "tests/ozy/lib/orvane/soap/mutations.h"
+#include "tests/support/logText.h"
 
 namespace {
 
 constexpr gsize kPieceBytes[] = {60, 200, 700, 3000};
 
-std::string Envelope(const std::string &method, const std::string &result) {
-    return "<soapenv:Envelope xmlns:soapenv='http://schemas.xmlsoap.org/soap/envelope/'"
-           " xmlns:xsd='http://www.w3.org/2001/XMLSchema'"
-           " xmlns:xsi='http://www.w3.org/2001/XMLSchema-instance'><soapenv:Body>\n<" +
-           method + "Response xmlns='urn:ozy25'>" + result + "</" + method +
-           "Response></soapenv:Body></soapenv:Envelope>";
+using filledObjects::TellValue;
+
+std::string ReplyTo(const std::string &method, const std::string &result) {
+    return Envelope("<" + method + "Response xmlns='urn:ozy25'>" + result + "</" + method +
+                    "Response>");
 }
 
 /* One value of each kind, as properties of a retrieved object or of an update. */
@@ -67,16 +68,15 @@ std::vector<Reply> Replies() {
     }
     return {
         {{"RetrievePropertiesEx", orvane_lookup_type("RetrieveResult")},
-         Envelope("RetrievePropertiesEx",
-                  "<returnval><token>7</token>" + objects + "</returnval>")},
+         ReplyTo("RetrievePropertiesEx", "<returnval><token>7</token>" + objects + "</returnval>")},
         {{"RetrieveProperties", orvane_lookup_type("ObjectContent"), true},
-         Envelope("RetrieveProperties", contents)},
+         ReplyTo("RetrieveProperties", contents)},
         {{"WaitForUpdatesEx", orvane_lookup_type("UpdateSet")},
-         Envelope("WaitForUpdatesEx",
-                  "<returnval><filterSet><filter type='PropertyFilter'>f</filter>" + updates +
-                      "<missingSet><obj type='Folder'>group-2</obj><path>x</path>"
-                      "<fault><fault xsi:type='NoPermission'/></fault></missingSet>"
-                      "</filterSet><version>8</version></returnval>")},
+         ReplyTo("WaitForUpdatesEx",
+                 "<returnval><filterSet><filter type='PropertyFilter'>f</filter>" + updates +
+                     "<missingSet><obj type='Folder'>group-2</obj><path>x</path>"
+                     "<fault><fault xsi:type='NoPermission'/></fault></missingSet>"
+                     "</filterSet><version>8</version></returnval>")},
     };
 }
 
@@ -120,7 +120,7 @@ Outcome Read(const std::string &text, const ReplyShape &shape, const SoapTreeLim
         outcome.value = isRead ? "read " : "not read ";
     }
     tree.reset();
-    outcome.lines = GPtr<char>(LogRing_Copy()).get();
+    outcome.lines = LogText();
     outcome.checks = warnings.texts;
     AddProxies(session->priv->moMgr, &outcome.proxies);
     if (value.IsSet())
@@ -182,8 +182,8 @@ TEST(SoapPieces, TextsOfAnObjectOfTheApplicationOutliveTheirPieces) {
     static const GType type =
         RegisterKeeper(orvane_lookup_type("DataObject"), "TestTwoTexts", TwoTexts);
     const std::string text =
-        Envelope("Get", "<returnval><one>" + std::string(100, 'a') + "</one><two>" +
-                            std::string(100, 'b') + "</two></returnval>");
+        ReplyTo("Get", "<returnval><one>" + std::string(100, 'a') + "</one><two>" +
+                           std::string(100, 'b') + "</two></returnval>");
     EXPECT_EQ(Read(text, {"Get", type}, {}), Read(text, {"Get", type}, {.pieceBytes = 150}));
 }
 
@@ -258,7 +258,7 @@ TEST(SoapPieces, LimitsAreTheSame) {
             deep += "<a>";
         for (int i = 0; i < depth; i++)
             deep += "</a>";
-        const std::string text = Envelope("X", "<returnval>" + deep + "</returnval>");
+        const std::string text = ReplyTo("X", "<returnval>" + deep + "</returnval>");
         EXPECT_EQ(isRead(text, 0, 0), isRead(text, 0, 3000)) << depth;
     }
 }
