@@ -65,7 +65,7 @@ void CompareVersion(Merger *merger, const XsdType &type, const XsdField &field,
     if (isEarlier || isLater)
         merger->AddNote(field.place, "element '" + field.name + "' of '" + type.name +
                                          "' comes with " + merger->VersionOf(field.firstRelease) +
-                                         ", but the schema says @" + known);
+                                         ", but the schema declares @" + known);
 }
 
 /* Returns true if the field's type agrees with the schema. For a field without a release the schema does not
@@ -80,7 +80,7 @@ bool CompareField(Merger *merger, const XsdType &type, const XsdField &field,
                 : AgreesWith(known.type, said))
         return true;
     merger->AddNote(field.place, "element '" + field.name + "' of '" + type.name + "' is " +
-                                     RefText(said) + ", but the schema says " +
+                                     RefText(said) + ", but the schema declares " +
                                      RefText(known.type));
     return false;
 }
@@ -93,7 +93,7 @@ void CompareClosed(Merger *merger, const XsdType &type, const TableType &known) 
         if (knownField == nullptr)
             merger->AddNote(field.place,
                             "element '" + field.name + "' of '" + type.name +
-                                "' is new, but the schema says that its fields are complete");
+                                "' is new, but the schema declares that its fields are complete");
         else if (!merger->types.RefOf(field, &knownField->type, &said, &why))
             merger->AddNote(field.place,
                             "element '" + field.name + "' of '" + type.name + "' " + why);
@@ -110,7 +110,7 @@ void CompareBase(Merger *merger, const XsdType &type, const TableType &known) {
     if (said != known.base && !(said.empty() && isBelowRoot))
         merger->AddNote(type.place, "'" + type.name + "' has " +
                                         (said.empty() ? "no base" : "the base " + said) +
-                                        ", but the schema says " + known.base);
+                                        ", but the schema declares " + known.base);
 }
 
 /* ---- classes ---- */
@@ -218,7 +218,7 @@ void ImportClass(Merger *merger, const XsdType &type) {
     const TableType *known = merger->types.Shipped(type.name);
     const std::optional<SchemaForm> form = merger->types.FormOf(type);
     if (!form || *form == SCHEMA_FORM_MANAGED || *form == SCHEMA_FORM_ENUM) {
-        const char *why = form ? " is a complexType, but the schema says "
+        const char *why = form ? " is a complexType, but the schema declares "
                                : " cannot be used: no base of it is a class that is known";
         return merger->AddNote(type.place,
                                "'" + type.name + "'" + why + (form ? SchemaForm_Word(*form) : ""));
@@ -259,7 +259,7 @@ void ImportEnum(Merger *merger, const XsdType &type) {
     const TableType *known = merger->types.Shipped(type.name);
     if ((known != nullptr && known->form != SCHEMA_FORM_ENUM) || !IsIdentifier(type.name)) {
         const std::string why = known != nullptr
-                                    ? std::string(" is an enumeration, but the schema says ") +
+                                    ? std::string(" is an enumeration, but the schema declares ") +
                                           SchemaForm_Word(known->form)
                                     : " has a name that the tables cannot hold";
         return merger->AddNote(type.place, "'" + type.name + "'" + why);

@@ -89,8 +89,8 @@ bool ImportArgument(Importer *importer, const Owned &owned, const XsdField &said
     const bool agrees = IsStated(known) ? AgreesWith(known, ref)
                                         : !known.isUnknown || !known.isArray || ref.isArray;
     if (!agrees) {
-        importer->AddNote(said.place,
-                          text + "is " + RefText(ref) + ", but the schema says " + RefText(known));
+        importer->AddNote(said.place, text + "is " + RefText(ref) + ", but the schema declares " +
+                                          RefText(known));
         return false;
     }
     if (IsStated(known))
@@ -111,7 +111,7 @@ void CheckResult(Importer *importer, const Owned &owned, const XsdOperation &ope
                                  "the result of '" + operation.name + "' " + why);
     if (said.name != known.name || said.isArray != known.isArray)
         importer->AddNote(operation.place, "'" + operation.name + "' returns " + RefText(said) +
-                                               ", but the schema says " + RefText(known));
+                                               ", but the schema declares " + RefText(known));
 }
 
 TableType *BlockOf(std::vector<TableType> *overlay, size_t begin, const TableType &owner) {

@@ -36,7 +36,7 @@ void CombineField(Combiner *combiner, const XsdType &type, XsdField *earlier,
         earlier->isOptional != later.isOptional)
         combiner->AddNote(later.place, FieldText(later, type) + " is " + UseText(later) + " in " +
                                            combiner->now() + ", but " + PlaceText(earlier->place) +
-                                           " says " + UseText(*earlier));
+                                           " declares " + UseText(*earlier));
     earlier->isOptional |= later.isOptional;
 }
 

@@ -21,7 +21,8 @@ struct Merger {
     /* Reports two places that contradict each other. */
     void contradict(TablePlace place, const std::string &declared, TablePlace other,
                     const std::string &otherSaid) {
-        fail(place, declared + ", but " + SchemaPlace_Text(*model, other) + " says " + otherSaid);
+        fail(place,
+             declared + ", but " + SchemaPlace_Text(*model, other) + " declares " + otherSaid);
     }
 };
 
@@ -178,7 +179,7 @@ struct FieldList {
             merger->contradict(declared.place,
                                FieldText(declared, over) + " is after " +
                                    Quoted(type.fields[numTaken - 1].name),
-                               known.place, "it is before");
+                               known.place, "it before");
             agrees = false;
             return;
         }
@@ -230,7 +231,7 @@ bool CheckFull(Merger *merger, const TableType &known, const TableType &over) {
         merger->contradict(over.place,
                            Quoted(over.name) + " has no field " + Quoted(field.name) +
                                " in its full list",
-                           field.place, "it has");
+                           field.place, "it");
         agrees = false;
     }
     return agrees;

@@ -26,7 +26,7 @@
  * release in a class with "..." only the type counts. The roots get no fields.
  *
  * Errors:    a contradiction names both places, as "b.schema:7: field 'x' of 'Foo' is int, but
- *            generated/ozy/data.schema:120 says string".
+ *            generated/ozy/data.schema:120 declares string".
  * Threads:   no state.
  */
 #pragma once

@@ -84,17 +84,17 @@ const RefusalRow kRefusals[] = {
      "\ndata Twice : DynamicData  @ozy25/5.0\n"},
     {"complete class",
      Class("Sealed", Element("name", "s:int") + Element("lid", "s:int")),
-     {"a.xsd:3: element 'name' of 'Sealed' is int, but the schema says string",
-      "a.xsd:4: element 'lid' of 'Sealed' is new, but the schema says that its fields are "
+     {"a.xsd:3: element 'name' of 'Sealed' is int, but the schema declares string",
+      "a.xsd:4: element 'lid' of 'Sealed' is new, but the schema declares that its fields are "
       "complete"},
      ""},
     {"other base",
      Class("Burner", kGood, "t:Boiler"),
-     {"a.xsd:2: 'Burner' has the base Boiler, but the schema says DynamicData"},
+     {"a.xsd:2: 'Burner' has the base Boiler, but the schema declares DynamicData"},
      "\ndata Burner : DynamicData  @ozy25/5.0\n  good              int\n"},
     {"stated field of another type",
      Class("Boiler", kGood + Element("inlet", "s:string")),
-     {"a.xsd:4: element 'inlet' of 'Boiler' is string, but the schema says Site"},
+     {"a.xsd:4: element 'inlet' of 'Boiler' is string, but the schema declares Site"},
      "\ndata Boiler : DynamicData  @ozy25/5.0\n  good              int\n"
      "  inlet             Site                @ozy2/2.0\n"},
     {"stated field missing",
@@ -196,8 +196,10 @@ TEST(SchemaImportRefusal, WhatALaterReleaseSaysDifferently) {
               "  c                 int?\n",
               imported.tables);
     EXPECT_EQ(
-        "new.xsd:3: element 'b' of 'Half' is long in release ozy25/5.5, but old.xsd:4 says int\n"
-        "new.xsd:5: element 'a' of 'Half' is int? in release ozy25/5.5, but old.xsd:3 says int\n"
+        "new.xsd:3: element 'b' of 'Half' is long in release ozy25/5.5, but old.xsd:4 declares "
+        "int\n"
+        "new.xsd:5: element 'a' of 'Half' is int? in release ozy25/5.5, but old.xsd:3 declares "
+        "int\n"
         "new.xsd:5: element 'a' of 'Half' comes after 'd' in release ozy25/5.5, but before "
         "it at old.xsd:3\n"
         "new.xsd:2: element 'c' of 'Half' is gone in release ozy25/5.5; it stays, as optional, "

@@ -75,7 +75,7 @@ TEST(SchemaImport, OneLargeFileOfTwoReleases) {
                   "stays, as optional, from " +
                   kDocuments + "early/plant.xsd:9\n" + kDocuments +
                   "plant.wsdl:61: element 'inlet' of 'Boiler' comes with ozy25/5.5, but the schema "
-                  "says @ozy2/2.0\n"
+                  "declares @ozy2/2.0\n"
                   "5 classes (3 new), 2 enumerations (1 new), 2 methods; 2 things not used\n",
               imported.report);
 }

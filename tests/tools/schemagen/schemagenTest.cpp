@@ -152,7 +152,7 @@ TEST(Schemagen, OverlaysCompleteWhatTheTablesLeaveOpen) {
     const Outcome outcome = make(overlays.Path());
     EXPECT_NE(0, outcome.status);
     EXPECT_EQ(bad + ":3: field 'more' of 'Task' is int, but " + overlays.Path() +
-                  "/2.schema:4 says Word\n",
+                  "/2.schema:4 declares Word\n",
               outcome.error);
     EXPECT_THAT(make(folder.Path() + "/none").error, HasSubstr("/none: "));
 }

@@ -193,7 +193,7 @@ TEST_IN_CHILD(SchemaLoad, FoldersByNameAndCallsOneOverTheOther) {
                       .message);
     EXPECT_THAT(
         Load(other.write("a.schema", "namespace ozy\ndata SiteDisplay ...\n  more int\n")).message,
-        HasSubstr("field 'more' of 'SiteDisplay' is new, but the built-in schema says"));
+        HasSubstr("field 'more' of 'SiteDisplay' is new, but the built-in schema declares"));
     EXPECT_THAT(Properties("SiteDisplay"), ElementsAre("width", "height", "depth"));
     EXPECT_NE(nullptr, orvane_enum_get_by_nick(orvane_lookup_type("SiteState"), "broken"));
 }
@@ -218,9 +218,9 @@ TEST_IN_CHILD(SchemaLoad, RefusesAsAWhole) {
         {good + "data X : DynamicData ...\n  a Nothing\n", ORVANE_SCHEMA_ERROR_UNSOUND,
          ":16: unknown type 'Nothing'"},
         {good + "data TaskInfo ...\n  key int\n", ORVANE_SCHEMA_ERROR_CONTRADICTION,
-         ":16: field 'key' of 'TaskInfo' is int, but the built-in schema says string"},
+         ":16: field 'key' of 'TaskInfo' is int, but the built-in schema declares string"},
         {good + "data DynamicData ...\n", ORVANE_SCHEMA_ERROR_CONTRADICTION,
-         ":15: 'DynamicData' is in namespace ozy, but the built-in schema says qorm"},
+         ":15: 'DynamicData' is in namespace ozy, but the built-in schema declares qorm"},
         {good + "data X : DynamicData ...\n  a Nothing\n  b Nobody\n", ORVANE_SCHEMA_ERROR_UNSOUND,
          ":16: unknown type 'Nothing' (and 1 more)"},
     };

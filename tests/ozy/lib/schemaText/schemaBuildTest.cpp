@@ -34,7 +34,7 @@ struct Built {
     }
 };
 
-TEST(SchemaBuild, TypesStandByNamespaceWithTheirBases) {
+TEST(SchemaBuild, TypesAreOrderedByNamespaceWithTheirBases) {
     const Built built("namespace ferry\n"
                       "data FerryA : DynamicData ...\n"
                       "namespace ozy\n"
@@ -72,7 +72,7 @@ TEST(SchemaBuild, TypesStandByNamespaceWithTheirBases) {
     EXPECT_EQ(0u, tables.ids[9]);
 }
 
-TEST(SchemaBuild, FieldsSayKindTypeUseAndRelease) {
+TEST(SchemaBuild, FieldsHaveKindTypeUseAndRelease) {
     const Built built("namespace ozy\n"
                       "data A : DynamicData  @ozy25/4.0\n"
                       "  plain    string\n"
@@ -118,7 +118,7 @@ TEST(SchemaBuild, FieldsSayKindTypeUseAndRelease) {
     EXPECT_EQ(SCHEMA_ARRAY | SCHEMA_DYNAMIC, built.field("DynamicArray", 0).flags);
 }
 
-TEST(SchemaBuild, MethodsSayArgumentsAndResult) {
+TEST(SchemaBuild, MethodsHaveArgumentsAndResult) {
     const Built built("namespace ozy\n"
                       "managed A : ManagedObject\n"
                       "  First(a ~string?, b *, c *[], d DynamicData!) A[]\n"

@@ -120,9 +120,10 @@ TEST(SchemaOverlay, OpenClassesStayOpenUntilTheirListIsFull) {
     EXPECT_TRUE(Merged({"data Open ...\n  x int\n"}).type("Open").isPartial);
     const Merged full({"data Below @all\n"});
     EXPECT_FALSE(full.type("Below").isPartial);
-    EXPECT_THAT(Merged({"data Below @all\n", "data Below ...\n  x int\n"}).errors.messages,
-                ElementsAre("2.schema:3: field 'x' of 'Below' is new, but 1.schema:2 says that the "
-                            "fields are complete"));
+    EXPECT_THAT(
+        Merged({"data Below @all\n", "data Below ...\n  x int\n"}).errors.messages,
+        ElementsAre("2.schema:3: field 'x' of 'Below' is new, but 1.schema:2 declares that the "
+                    "fields are complete"));
 }
 
 TEST(SchemaOverlay, MethodsWordsAndEnclosingClasses) {
@@ -153,48 +154,50 @@ TEST(SchemaOverlay, ContradictionsNameBothPlaces) {
     };
     const Row rows[] = {
         {"data Full ...\n  a int\n",
-         "1.schema:3: field 'a' of 'Full' is int, but a.schema:3 says string"},
+         "1.schema:3: field 'a' of 'Full' is int, but a.schema:3 declares string"},
         {"data Full ...\n  b int\n",
-         "1.schema:3: field 'b' of 'Full' is int, but a.schema:4 says int?"},
+         "1.schema:3: field 'b' of 'Full' is int, but a.schema:4 declares int?"},
         {"data Full ...\n  b int?  @ozy25/5.5\n",
-         "1.schema:3: field 'b' of 'Full' is of @ozy25/5.5, but a.schema:4 says @ozy25/5.0"},
-        {"data Full ...\n  c int\n", "1.schema:3: field 'c' of 'Full' is new, but a.schema:2 says "
-                                     "that the fields are complete"},
+         "1.schema:3: field 'b' of 'Full' is of @ozy25/5.5, but a.schema:4 declares @ozy25/5.0"},
+        {"data Full ...\n  c int\n",
+         "1.schema:3: field 'c' of 'Full' is new, but a.schema:2 declares "
+         "that the fields are complete"},
         {"data Full ...\n  b int?\n  a string\n",
-         "1.schema:4: field 'a' of 'Full' is after 'b', but a.schema:3 says it is before"},
+         "1.schema:4: field 'a' of 'Full' is after 'b', but a.schema:3 declares it before"},
         {"data Full @ozy25/4.0\n  a string\n", "1.schema:2: 'Full' has no field 'b' in its full "
-                                               "list, but a.schema:4 says it has"},
+                                               "list, but a.schema:4 declares it"},
         {"data Open @ozy2/2.0\n  p string\n  r int\n",
-         "1.schema:2: 'Open' has no field 'q' in its full list, but a.schema:7 says it has"},
+         "1.schema:2: 'Open' has no field 'q' in its full list, but a.schema:7 declares it"},
         {"data Open ...\n  r long\n",
-         "1.schema:3: field 'r' of 'Open' is long, but a.schema:8 says int"},
+         "1.schema:3: field 'r' of 'Open' is long, but a.schema:8 declares int"},
         {"data Open ...\n  q Full?\n",
-         "1.schema:3: field 'q' of 'Open' is Full?, but a.schema:7 says Full[]?"},
-        {"fault Full ...\n", "1.schema:2: 'Full' is fault, but a.schema:2 says data"},
+         "1.schema:3: field 'q' of 'Open' is Full?, but a.schema:7 declares Full[]?"},
+        {"fault Full ...\n", "1.schema:2: 'Full' is fault, but a.schema:2 declares data"},
         {"data Open : Full ...\n",
-         "1.schema:2: 'Open' has the base Full, but a.schema:5 says DynamicData"},
+         "1.schema:2: 'Open' has the base Full, but a.schema:5 declares DynamicData"},
         {"data Open = Wide ...\n",
-         "1.schema:2: 'Open' has the path Wide, but a.schema:5 says Open"},
+         "1.schema:2: 'Open' has the path Wide, but a.schema:5 declares Open"},
         {"enum Word in Full\n  one two\n",
-         "1.schema:2: 'Word' is in Full, but a.schema:11 says Open"},
+         "1.schema:2: 'Word' is in Full, but a.schema:11 declares Open"},
         {"namespace ferry\ndata Open ...\n",
-         "1.schema:3: 'Open' is in namespace ferry, but a.schema:5 says ozy"},
+         "1.schema:3: 'Open' is in namespace ferry, but a.schema:5 declares ozy"},
         {"enum Word\n  one\n",
-         "1.schema:2: word 2 of 'Word' is missing, but a.schema:12 says 'two'"},
+         "1.schema:2: word 2 of 'Word' is missing, but a.schema:12 declares 'two'"},
         {"enum Word\n  one three\n",
-         "1.schema:3: word 2 of 'Word' is 'three', but a.schema:12 says 'two'"},
+         "1.schema:3: word 2 of 'Word' is 'three', but a.schema:12 declares 'two'"},
         {"managed Site\n  Build(what *, how *[], by *, at int, in *) Word[]\n",
-         "1.schema:3: argument 'at' of 'Build' is int, but a.schema:15 says int?"},
+         "1.schema:3: argument 'at' of 'Build' is int, but a.schema:15 declares int?"},
         {"managed Site\n  Build(what *, how int, by *, at *, in *) Word[]\n",
-         "1.schema:3: argument 'how' of 'Build' is int, but a.schema:15 says *[]"},
+         "1.schema:3: argument 'how' of 'Build' is int, but a.schema:15 declares *[]"},
         {"managed Site\n  Build(what *, which *[], by *, at *, in *) Word[]\n",
-         "1.schema:3: an argument of 'Build' is 'which', but a.schema:15 says 'how'"},
+         "1.schema:3: an argument of 'Build' is 'which', but a.schema:15 declares 'how'"},
         {"managed Site\n  Build(what *) Word[]\n",
-         "1.schema:3: method 'Build' has 1 arguments, but a.schema:15 says 5"},
+         "1.schema:3: method 'Build' has 1 arguments, but a.schema:15 declares 5"},
         {"managed Site\n  Build(what *, how *[], by *, at *, in *)\n",
-         "1.schema:3: method 'Build' returns nothing, but a.schema:15 says Word[]"},
+         "1.schema:3: method 'Build' returns nothing, but a.schema:15 declares Word[]"},
         {"namespace qorm\nmanaged ManagedObject\n  x int\n",
-         "1.schema:4: field 'x' of 'ManagedObject' is new, but core.schema:5 says that the fields "
+         "1.schema:4: field 'x' of 'ManagedObject' is new, but core.schema:5 declares that the "
+         "fields "
          "are complete"},
     };
     for (const Row &row : rows)
@@ -232,9 +235,10 @@ TEST(SchemaOverlay, RefusesWhatCannotBe) {
             EXPECT_THAT(merged.errors.messages[0], HasSubstr(message)) << overlay;
         }
     }
-    EXPECT_THAT(Merged({"data Full ...\n  a int\n"}, true).errors.messages,
-                ElementsAre("1.schema:3: field 'a' of 'Full' is int, but the built-in schema says "
-                            "string"));
+    EXPECT_THAT(
+        Merged({"data Full ...\n  a int\n"}, true).errors.messages,
+        ElementsAre("1.schema:3: field 'a' of 'Full' is int, but the built-in schema declares "
+                    "string"));
 }
 
 TEST(SchemaOverlay, ChainsAndObjectsHaveTheirLimits) {
