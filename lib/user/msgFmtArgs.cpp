@@ -187,7 +187,7 @@ gsize CharSize(const MsgFmt_Arg &arg) {
     }
 }
 
-/* Whether a zero unit stands before the end. */
+/* Whether there is a zero unit before the end. */
 bool IsTerminated(const char *text, const char *end, gsize charSize) {
     constexpr char kZero[sizeof(gunichar)] = {};
     for (; static_cast<gsize>(end - text) >= charSize; text += charSize)

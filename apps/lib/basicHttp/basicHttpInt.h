@@ -14,6 +14,7 @@
  *   basicHttpBandwidth.cpp bandwidth groups
  *   basicHttpTimeout.cpp   connection and inactivity time-outs
  *   basicHttpSource.cpp    request bodies
+ *   basicHttpRequestHeader.cpp  the headers that a request sends
  *   basicHttpTls.cpp       what of a peer is checked, and by what
  *   basicHttpCookie.cpp    cookie jars
  *   basicHttpKeep.cpp      how many connections are kept

@@ -1,7 +1,7 @@
 /*
  * jsonClass.h -- the properties of a class as JSON needs them, gathered once, and the kinds of value
  *
- * Rests on installed headers only: param specs, their flags and the data that the classes publish.
+ * Uses installed headers only: param specs, their flags and the data that the classes publish.
  *
  * Ownership: records live as long as the process and hold a reference on their class.
  * Threads:   any thread may get a record; of two made at the same time, one is kept.

@@ -79,7 +79,7 @@ void OrvaneListener_MarkOperation(OrvaneListener *listener, OrvaneOutcome outcom
 void OrvaneListener_LeaveOperations(OrvaneListener *listener);
 void OrvaneListener_JoinOperations(OrvaneListener *listener, OrvaneOperations *list);
 
-/* Stores what the transport told about a reply that is no SOAP message, for orvane_listener_get_error(). */
+/* Stores what the transport reported about a reply that is no SOAP message, for orvane_listener_get_error(). */
 void OrvaneListener_NoteReply(OrvaneListener *listener, guint errorCode, glong responseCode);
 /* Copies it from one listener to another; either may be NULL. */
 void OrvaneListener_CopyReply(OrvaneListener *to, const OrvaneListener *from);

@@ -293,7 +293,7 @@ void OrvaneSessionVerify_SetUpCall(const OrvaneSession *session, BasicHttpReques
 void OrvaneSessionVerify_HandshakeOver(OrvaneSession *session, OrvaneListener *listener) {
     OrvaneSessionPrivate *priv = session->priv;
     ObjectWatch<OrvaneSession> sessionWatch(session);
-    ObjectWatch<OrvaneListener> told(listener);
+    ObjectWatch<OrvaneListener> watched(listener);
     ConnectionWatch watch(session);
     const bool isPending = priv->verifyState == ORVANE_VERIFY_ASKED;
     priv->verifyState = isPending ? ORVANE_VERIFY_WAITING : ORVANE_VERIFY_IDLE;
@@ -302,9 +302,9 @@ void OrvaneSessionVerify_HandshakeOver(OrvaneSession *session, OrvaneListener *l
     if (isPending || !sessionWatch)
         return; /* the answer or another connect notifies the listener */
     if (watch.IsIn(ORVANE_SESSION_DISCONNECTED))
-        orvane_session_ssl_verify_perform_response(session, told.Get());
+        orvane_session_ssl_verify_perform_response(session, watched.Get());
     else
-        OrvaneSessionAcknowledgeUnexpected(told.Get(), ORVANE_OUTCOME_DISCONNECTED);
+        OrvaneSessionAcknowledgeUnexpected(watched.Get(), ORVANE_OUTCOME_DISCONNECTED);
 }
 
 OrvaneListener *OrvaneSessionVerify_TakeWaiting(OrvaneSession *session) {
