@@ -113,11 +113,12 @@ typedef void (*OrvaneVerifyCertificateDoneFunc)(GObject *context, gboolean accep
  * Decides on the certificate of a server. It is called inside a TLS handshake, which cannot wait: if @done has
  * not been called with %TRUE when this returns, the handshake fails. After a later %TRUE the connect starts again
  * automatically, and this function is called again. So the application must remember what it has accepted, by
- * its thumbprint for instance, and accept that certificate at once. SSL_GetCertErrors() tells what is wrong with
- * @certificate, SSL_GetCertInfo() what a person needs to know about it; see <ssl/ssl.h>.
+ * its thumbprint for instance, and accept that certificate at once. SSL_GetServerCertErrors() tells what is wrong
+ * with @certificate, SSL_GetCertInfo() what a person needs to know about it; see <orvane/ssl.h>.
  *
- * With an https proxy the function is also called for the certificate of the proxy, in a handshake of its own
- * before the one with the server. Nothing in the arguments tells the two apart but @certificate itself.
+ * With an https proxy the proxy's certificate is checked by libcurl, by the authorities of this machine. Only where
+ * no_proxy or NO_PROXY is set, the function is called for both, in two handshakes, and nothing in the arguments
+ * tells them apart but @certificate itself.
  *
  * It may do anything, also release the session, but not shut the library down.
  *
@@ -306,8 +307,8 @@ ORVANE_EXPORT void orvane_session_set_use_fresh_connection(OrvaneSession *sessio
  *   first
  *
  * Limits what a service can make the process allocate. Both count for replies to calls and for the documents of
- * a connect. A larger body ends the transfer: the call fails with an OrvaneFaultInvalidResponse whose errorCode
- * is not 0. A larger tree fails the call as a reply that is no XML does, with a line in the log. The tree of a
+ * a connect. A larger body, or one announced as larger, ends the transfer. What arrived before is read; the call
+ * fails with an OrvaneFaultInvalidResponse whose errorCode is not 0 if that is no whole reply. A larger tree fails the call as a reply that is no XML does, with a line in the log. The tree of a
  * plain reply takes 3 to 38 times its text. The limit is checked as memory is taken; a text that arrives in
  * pieces can exceed it by up to twice its own size.
  *
@@ -359,13 +360,13 @@ ORVANE_EXPORT void orvane_session_set_ssl_certificate_location(OrvaneSession *se
  * The answer of @func replaces the check of the chain: a certificate that @func accepts is not compared with the
  * CA certificates of orvane_session_set_ssl_certificate_location(), also if both are set. Where a location is
  * set, the name in the URL is still checked against the certificate, whatever @func answers. A function that
- * requires the chain to be good as well asks SSL_GetCertErrors() and refuses what has errors:
+ * requires the chain to be good as well asks SSL_GetServerCertErrors() and refuses what has errors:
  *
- *   const guint64 errors = SSL_GetCertErrors(storeContext, certificate, "host.example", NULL);
- *   done(context, (errors & ~SSL_CERT_KEY_TOO_SMALL) == 0 && IsOneOfOurs(certificate));
+ *   const guint64 errors = SSL_GetServerCertErrors(storeContext, certificate, "host.example", NULL);
+ *   done(context, errors == 0 && IsOneOfOurs(certificate));
  *
- * It checks issuer, time, use and name by the CA certificates of the location and of this machine. The example
- * ignores one bit: keys on elliptic curves have fewer bits than the limit, so they always count as too small.
+ * It checks issuer, time, use and name by the CA certificates of the location and of this machine. It is called at most
+ * once for a handshake.
  *
  * The calls that follow use the accepted connection if they can. Otherwise they use others that were not
  * checked, unless the session is strict; see orvane_session_set_strict_tls(). Each decision is logged at the audit

@@ -14,6 +14,8 @@ namespace {
 
 constexpr int kReaderSeconds = 2; /* time limit for the reader of a pipe */
 constexpr int kLooksPerSecond = 20;
+constexpr mode_t kNewFileMode = 0666; /* less the umask */
+constexpr mode_t kModeBits = 07777;
 
 bool Fail(const std::string &path, std::string *error) {
     *error = path + ": " + Err_ErrString();
@@ -29,12 +31,13 @@ bool HasBytes(const std::string &path, std::string_view bytes) {
     return std::string_view(raw, size) == bytes;
 }
 
-/* Writes a new file beside the old one and renames it. */
-bool Replace(const std::string &path, std::string_view bytes, std::string *error) {
+/* Writes a new file beside the old one, of that mode, and renames it. */
+bool Replace(const std::string &path, std::string_view bytes, mode_t mode, std::string *error) {
     if (HasBytes(path, bytes))
         return true;
     GError *raw = nullptr;
-    if (g_file_set_contents(path.c_str(), bytes.data(), static_cast<gssize>(bytes.size()), &raw))
+    if (g_file_set_contents_full(path.c_str(), bytes.data(), static_cast<gssize>(bytes.size()),
+                                 G_FILE_SET_CONTENTS_CONSISTENT, static_cast<int>(mode), &raw))
         return true;
     *error = raw->message;
     g_error_free(raw);
@@ -78,14 +81,17 @@ bool WriteThrough(const std::string &path, std::string_view bytes, std::string *
 bool OutputFile_Write(const std::string &path, std::string_view bytes, std::string *error) {
     GStatBuf status;
     if (g_stat(path.c_str(), &status) != 0) {
-        if (errno == ENOENT && !g_file_test(path.c_str(), G_FILE_TEST_IS_SYMLINK))
-            return Replace(path, bytes, error);
-        return Fail(path, error);
+        if (errno != ENOENT)
+            return Fail(path, error);
+        if (!g_file_test(path.c_str(), G_FILE_TEST_IS_SYMLINK))
+            return Replace(path, bytes, kNewFileMode, error);
+        *error = path + ": a link to a file that does not exist";
+        return false;
     }
     if (!S_ISREG(status.st_mode))
         return WriteThrough(path, bytes, error);
     const GPtr<char> real(realpath(path.c_str(), nullptr));
-    return real ? Replace(real.get(), bytes, error) : Fail(path, error);
+    return real ? Replace(real.get(), bytes, status.st_mode & kModeBits, error) : Fail(path, error);
 }
 
 bool OutputFile_MakeFolder(const std::string &path, std::string *error) {

@@ -81,7 +81,7 @@ void AddOptions(CLI::App &app, Settings &settings) {
                    "Directory for the files of local tickets");
     app.add_option("--task-duration", options.taskDurationMs, "Duration of tasks in milliseconds")
         ->capture_default_str()
-        ->check(CLI::Range(int64_t{0}, kMaxMs));
+        ->check(CLI::Range(int64_t{1}, kMaxMs));
     app.add_option("--session-timeout", options.sessionTimeoutMs,
                    "Milliseconds after which an unused session ends; 0 for never")
         ->capture_default_str()

@@ -1,6 +1,7 @@
 #include "tools/simulator/service.h"
 
 #include <algorithm>
+#include <map>
 
 #include <fmt/format.h>
 
@@ -275,13 +276,21 @@ void Service::UpdateSessionList() {
     const std::string type = kind == Kind::Ferry ? "FerryUserSession" : "UserSession";
     const ObjectPtr manager =
         inventory.Find(kind == Kind::Ferry ? "FerrySessionManager" : "SessionManager");
+    /* items that have not changed are shared with the list before, which the journal keeps */
+    std::map<std::string, Value> known;
+    if (const Value before = manager->Get("sessionList"))
+        for (const Value &item : before->items)
+            known.emplace(FieldOf(item, "key")->text, item);
     std::vector<Value> items;
     for (const SessionPtr &session : sessions.All()) {
         /* The list has the state after the login; otherwise each call would change it. */
         Session begun = *session;
         begun.callCount = 0;
         begun.lastActiveTime = begun.loginTime;
-        items.push_back(SessionValue(begun, type));
+        Value item = SessionValue(begun, type);
+        const auto at = known.find(session->key);
+        items.push_back(at != known.end() && Equal(at->second, item) ? at->second
+                                                                     : std::move(item));
     }
     inventory.Set(manager, "sessionList", List(type, std::move(items)));
 }

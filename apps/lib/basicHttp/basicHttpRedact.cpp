@@ -244,6 +244,15 @@ bool TakeCharacter(std::string_view *text, const Digits &wanted, char *character
     return true;
 }
 
+/* Letters of "shy;", the name of a character; 0 if a text does not begin with one. None is part of a name. */
+size_t EntityLength(std::string_view text) {
+    constexpr size_t kMaxLetters = 31;
+    size_t length = 0;
+    while (length < text.size() && length <= kMaxLetters && g_ascii_isalnum(text[length]))
+        length++;
+    return length <= kMaxLetters && text.substr(length).starts_with(';') ? length : 0;
+}
+
 /* Undoes the escape that a text begins with, of whatever kind. */
 bool TakeEscape(std::string_view *text, char *character) {
     std::string_view rest = text->substr(1);
@@ -260,6 +269,10 @@ bool TakeEscape(std::string_view *text, char *character) {
         } else if (rest.starts_with('#')) {
             rest.remove_prefix(1);
             isTaken = TakeCharacter(&rest, kAnyDecimal, character);
+        } else if (const size_t length = EntityLength(rest); length != 0) {
+            *character = rest.starts_with("lt;") ? '<' : rest.starts_with("gt;") ? '>' : ' ';
+            rest.remove_prefix(length);
+            isTaken = true;
         }
         if (isTaken && rest.starts_with(';'))
             rest.remove_prefix(1);
@@ -312,6 +325,42 @@ bool Undo(Plain *plain) {
     return isChanged;
 }
 
+/* The letters of a text, and where they are. What is between them may be an end of a line, a blank, a hyphen. */
+struct Letters {
+    std::string text;
+    std::vector<size_t> places;
+};
+
+/* Without markup, a name is found that tags break: "<i>pass</i><i>word</i>". */
+Letters LettersOf(std::string_view plain, bool hasMarkup) {
+    Letters letters;
+    for (size_t at = 0; at < plain.size(); at++) {
+        if (plain[at] == '<' && !hasMarkup)
+            at = std::min(plain.find('>', at), plain.size() - 1);
+        else if (g_ascii_isalnum(plain[at])) {
+            letters.text += plain[at];
+            letters.places.push_back(at);
+        }
+    }
+    return letters;
+}
+
+/* Behind the first name of a secret in undone text; the end of all if there is none. */
+size_t NameEnd(const Plain &plain, const Letters &letters, size_t end) {
+    for (std::string_view word : kSecretWords) {
+        const size_t found = letters.text.find(word);
+        if (found != std::string::npos)
+            end = std::min(end, plain.from[letters.places[found + word.size() - 1]]);
+    }
+    for (size_t found = letters.text.find(kSecretEnd); found != std::string::npos;
+         found = letters.text.find(kSecretEnd, found + 1)) {
+        const size_t last = letters.places[found + kSecretEnd.size() - 1];
+        if (last + 1 == plain.text.size() || !g_ascii_isalpha(plain.text[last + 1]))
+            return std::min(end, plain.from[last]);
+    }
+    return end;
+}
+
 /* Behind the first name of a secret; the end of the text if there is none. */
 size_t SecretNameEnd(std::string_view lower) {
     Plain plain{std::string(lower), {}};
@@ -319,30 +368,9 @@ size_t SecretNameEnd(std::string_view lower) {
         plain.from.push_back(at + 1);
     for (int i = 0; i < kMaxNesting && Undo(&plain); i++) {
     }
-    std::string
-        letters; /* what is between the letters may be an end of a line, a blank, a hyphen */
-    std::vector<size_t> places;
-    for (size_t at = 0; at < plain.text.size(); at++) {
-        const char c = plain.text[at];
-        if (g_ascii_isalnum(c)) {
-            letters += c;
-            places.push_back(at);
-        }
-    }
     size_t end = lower.size();
-    for (std::string_view word : kSecretWords) {
-        const size_t found = letters.find(word);
-        if (found != std::string::npos)
-            end = std::min(end, plain.from[places[found + word.size() - 1]]);
-    }
-    for (size_t found = letters.find(kSecretEnd); found != std::string::npos;
-         found = letters.find(kSecretEnd, found + 1)) {
-        const size_t last = places[found + kSecretEnd.size() - 1];
-        if (last + 1 == plain.text.size() || !g_ascii_isalpha(plain.text[last + 1])) {
-            end = std::min(end, plain.from[last]);
-            break;
-        }
-    }
+    for (bool hasMarkup : {true, false})
+        end = NameEnd(plain, LettersOf(plain.text, hasMarkup), end);
     return end;
 }
 

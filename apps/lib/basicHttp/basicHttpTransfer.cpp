@@ -2,6 +2,7 @@
 #include "apps/lib/basicHttp/basicHttpInt.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "lib/misc/log.h"
 
@@ -64,9 +65,11 @@ gsize ReadBody(BasicHttpRequest *request, char *buffer, size_t size, size_t coun
 
 bool AppendReceived(BasicHttpRequest *request, const char *data, gsize size) {
     DynBuf *buffer = &request->receiveBuffer;
-    if (request->maxResponseSize != 0 && size > request->maxResponseSize - buffer->size) {
+    const gint64 announced = request->recvContentInfo.contentLength;
+    const gsize limit = request->maxResponseSize;
+    if (limit != 0 && (size > limit - buffer->size || std::cmp_greater(announced, limit))) {
         Warning("BasicHTTP: The response to request %p is larger than %lu bytes.\n",
-                static_cast<void *>(request), request->maxResponseSize);
+                static_cast<void *>(request), limit);
         return false;
     }
     /* with room for a NUL, so that the response can take the buffer over; a failure here has no effect */

@@ -181,6 +181,10 @@ TEST(SchemaImport, TheProgramReplacesNothingButRegularFiles) {
     EXPECT_EQ(0, ImportTo(base + "/link"));
     EXPECT_TRUE(std::filesystem::is_symlink(base + "/link"));
     EXPECT_GT(std::filesystem::file_size(target), 100u);
+    std::filesystem::permissions(folder.Write("private", "old"), std::filesystem::perms{0600});
+    EXPECT_EQ(0, ImportTo(base + "/private"));
+    EXPECT_EQ(std::filesystem::perms{0600},
+              std::filesystem::status(base + "/private").permissions());
     EXPECT_EQ(1, ImportTo(base + "/dangling"));
     EXPECT_EQ(1, ImportTo(base + "/pipe")) << "it has no reader";
     const int reader = open((base + "/pipe").c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);

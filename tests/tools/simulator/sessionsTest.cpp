@@ -3,6 +3,7 @@
 #include <fstream>
 
 #include <gtest/gtest.h>
+#include <malloc.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -106,6 +107,19 @@ TEST(Sessions, ATokenLoginIsChallengedFirst) {
     EXPECT_NE("", challenge.Between("<base64Token>", "<"));
     const std::string token = "YWRtaW5pc3RyYXRvcjpzZWNyZXQ="; /* "administrator:secret" */
     EXPECT_EQ(200, Manage(client, "LoginBySSPI", Argument("base64Token", "string", token)).status);
+}
+
+TEST(Sessions, ALoginCostsTheSameHoweverManyThereAre) {
+    Simulator server(Small());
+    server.RunInThread();
+    const auto costOf = [&](int numLogins) {
+        const size_t before = mallinfo2().uordblks;
+        for (int i = 0; i < numLogins; i++)
+            SoapClient(server.Url()).Login();
+        return mallinfo2().uordblks - before;
+    };
+    const size_t first = costOf(100);
+    EXPECT_LE(costOf(300), 6 * first);
 }
 
 TEST(Sessions, AnUnusedSessionEnds) {
