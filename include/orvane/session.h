@@ -229,7 +229,7 @@ ORVANE_EXPORT SkemaQormManagedObject *orvane_session_get_object(OrvaneSession *s
  * the service creates its filter, that load keeps its place until the connection ends: after eleven of them no
  * load is started any more. So hold a reference to @object until @listener has ended; to give up a load,
  * release its listener and keep @object until the load is over. A session in which loads have stopped
- * recovers by a disconnect and a connect.
+ * recovers by a disconnect and a connect. A session with orvane_session_set_strict_loads() gives the place back.
  */
 ORVANE_EXPORT void orvane_session_load_object(OrvaneSession *session, gboolean partialUpdates,
                                               SkemaQormManagedObject *object,
@@ -316,6 +316,20 @@ ORVANE_EXPORT void orvane_session_set_use_fresh_connection(OrvaneSession *sessio
  */
 ORVANE_EXPORT void orvane_session_set_reply_limits(OrvaneSession *session, guint64 bodyBytes,
                                                    guint64 treeBytes);
+
+/**
+ * orvane_session_set_strict_loads:
+ * @session: a session
+ * @value: whether no load and no retrieval is left pending without a reason; %FALSE at first
+ *
+ * Allowed at any time. With it
+ * - a retrieval that fails, because of a mistyped path for instance, fails at once with the service's fault, not when the
+ *   connection ends;
+ * - a load of an object that the service reports as missing fails with the service's fault;
+ * - a load whose proxy was released gives back its place among the eleven, and updates of objects that nobody loads
+ *   take no place away.
+ */
+ORVANE_EXPORT void orvane_session_set_strict_loads(OrvaneSession *session, gboolean value);
 
 /**
  * orvane_session_set_bandwidth_limit:

@@ -359,6 +359,13 @@ void orvane_session_set_reply_limits(OrvaneSession *session, guint64 bodyBytes, 
     session->priv->maxTreeBytes = treeBytes;
 }
 
+void orvane_session_set_strict_loads(OrvaneSession *session, gboolean value) {
+    g_return_if_fail(ORVANE_IS_SESSION(session));
+    session->priv->hasStrictLoads = value;
+    if (session->priv->moMgr != nullptr)
+        OrvaneMOMgr_SetStrictLoads(session->priv->moMgr, value);
+}
+
 void orvane_session_set_bandwidth_limit(OrvaneSession *session, guint64 uploadPerSecond,
                                         guint64 downloadPerSecond) {
     g_return_if_fail(ORVANE_IS_SESSION(session));

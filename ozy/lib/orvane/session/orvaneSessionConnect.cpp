@@ -37,6 +37,7 @@ bool SetUp(OrvaneSession *session, const char *url, OrvaneCnxParams *cnxParams) 
     priv->cnxParams = cnxParams;
     priv->cookieJar = BasicHttp_CreateCookieJar();
     priv->moMgr = orvane_momgr_new(session);
+    OrvaneMOMgr_SetStrictLoads(priv->moMgr, priv->hasStrictLoads);
     if (!OrvaneSessionVerify_Begin(session))
         return false;
     if (cnxParams->kind == ORVANE_CNX_SSPI)

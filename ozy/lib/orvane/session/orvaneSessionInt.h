@@ -109,6 +109,7 @@ struct _OrvaneSessionPrivate {
     OrvaneServer *server;
     char *userAgent;
     gboolean useFreshConnection;
+    bool hasStrictLoads;                     /* of the manager */
     bool hasReplyLimits;                     /* the application has set them */
     guint64 maxBodyBytes;                    /* of a reply, if so; 0: no limit */
     guint64 maxTreeBytes;                    /* of a reply's tree; 0: no limit */

@@ -50,10 +50,24 @@ void AbandonFilter(OrvaneMOMgr *momgr, gpointer proxy) {
         MOMgrDestroyFilter(momgr, owner.get());
 }
 
+/* A proxy that leaves the tables answers no load. In a manager that is not strict, its load keeps its place. */
+void EndAbandoned(OrvaneMOMgr *momgr, gpointer proxy) {
+    OrvaneMOMgrPrivate *priv = momgr->priv;
+    if (priv->isClosed || !g_hash_table_contains(priv->startedLoads, proxy))
+        return;
+    if (!priv->hasStrictLoads) {
+        g_hash_table_remove(priv->startedLoads, proxy);
+        return;
+    }
+    MOMgrEndStarted(momgr, proxy);
+    orvane_momgr_dequeue_pending_load(momgr);
+}
+
 void Unregister(OrvaneMOMgr *momgr, SkemaQormManagedObject *proxy) {
     g_object_weak_unref(G_OBJECT(proxy), orvane_momgr_discard_by_obj, momgr);
     RemoveEntries(momgr->priv, proxy);
     AbandonFilter(momgr, proxy);
+    EndAbandoned(momgr, proxy);
 }
 
 /* The listeners are not notified here, but by CancelListeners(). */
@@ -114,7 +128,7 @@ void Finalize(GObject *object) {
     OrvaneMOMgrPrivate *priv = Cast(object)->priv;
     g_free(priv->collectorVersion);
     for (GHashTable *table : {priv->objectsById, priv->idsByObject, priv->filtersByObject,
-                              priv->loadListeners, priv->pendingLoads})
+                              priv->loadListeners, priv->pendingLoads, priv->startedLoads})
         g_hash_table_destroy(table);
     g_queue_free_full(priv->loadQueue, g_free);
     g_queue_free(priv->activeListeners);
@@ -151,6 +165,7 @@ static void orvane_momgr_init(OrvaneMOMgr *momgr) {
     priv->filtersByObject = g_hash_table_new_full(nullptr, nullptr, nullptr, g_free);
     priv->loadListeners = g_hash_table_new_full(nullptr, nullptr, nullptr, g_free);
     priv->pendingLoads = g_hash_table_new_full(nullptr, nullptr, nullptr, MOMgrFreePending);
+    priv->startedLoads = g_hash_table_new(nullptr, nullptr);
     priv->loadQueue = g_queue_new();
     priv->activeListeners = g_queue_new();
     priv->answering = g_queue_new();
@@ -265,4 +280,5 @@ void orvane_momgr_discard_by_obj(gpointer momgr, GObject *proxy) {
 
     RemoveEntries(priv, proxy);
     AbandonFilter(Cast(momgr), proxy);
+    EndAbandoned(Cast(momgr), proxy);
 }

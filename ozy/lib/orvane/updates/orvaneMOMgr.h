@@ -53,11 +53,20 @@ void orvane_momgr_acknowledge_load(OrvaneMOMgr *momgr, SkemaQormManagedObject *p
                                    gboolean success, const GValue *value);
 
 /**
+ * OrvaneMOMgr_SetStrictLoads:
+ * @momgr: the manager
+ * @value: whether loads and retrievals that would be pending until the connection ends fail, and the place of a load
+ *   whose proxy dies is given back
+ */
+void OrvaneMOMgr_SetStrictLoads(OrvaneMOMgr *momgr, bool value);
+
+/**
  * orvane_momgr_retrieve_contents:
  * @momgr: the manager of a connected session
  * @filterSpecSet: what to read; see orvane_filter_spec_set_new()
  * @listener: (nullable): succeeds with an array of the proxies that were read, or with %NULL. If the
- *   call fails, it fails with a RequestCanceled when the manager is released, and not before.
+ *   call fails, it fails with a RequestCanceled when the manager is released, and not before; in a strict manager it
+ *   fails with the fault of the call.
  *
  * The values read are written into the proxies' properties.
  */

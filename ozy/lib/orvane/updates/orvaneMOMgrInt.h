@@ -51,6 +51,8 @@ struct OrvaneMOMgrPrivate {
     GHashTable *pendingLoads;    /* proxy -> owned MOMgrPending */
     GQueue *loadQueue;           /* of MOMgrLoad, in at the head, out at the tail */
     guint32 outstandingLoads; /* CreateFilter calls whose load was not answered; may fall below 0 */
+    GHashTable *startedLoads; /* set of the proxies of these calls; not owned */
+    bool hasStrictLoads;      /* outstandingLoads is the size of that set */
     SkemaQormManagedObject *collector;
     char *collectorVersion; /* of the last updates; NULL to start from the beginning */
     gboolean updatesStopped;
@@ -147,6 +149,12 @@ void MOMgrTakeFault(OrvaneListener *internal, GValue *value);
 
 /* Frees a MOMgrPending. No listener is notified. */
 void MOMgrFreePending(gpointer pending);
+
+/* Gives back the place of a started load. In a strict manager it does nothing for a proxy that has none. */
+void MOMgrEndStarted(OrvaneMOMgr *momgr, gpointer proxy);
+
+/* Fails the load of a proxy that the service does not know, if there is one, and destroys its filter. */
+void MOMgrFailLoad(OrvaneMOMgr *momgr, SkemaQormManagedObject *proxy, const GValue *fault);
 
 /* Starts as many queued loads as are allowed at a time. */
 void MOMgrStartLoads(OrvaneMOMgr *momgr);

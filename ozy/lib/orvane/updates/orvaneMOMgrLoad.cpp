@@ -99,6 +99,7 @@ void StartLoad(OrvaneMOMgr *momgr) {
         return;
     FindPending(priv, load->proxy)->record = nullptr;
     priv->outstandingLoads++;
+    g_hash_table_add(priv->startedLoads, load->proxy);
     CreateFilter(momgr, load->proxy, load->partialUpdates);
 }
 
@@ -182,10 +183,21 @@ OrvaneListener *RetrievalListener(OrvaneMOMgr *momgr, OrvaneListener *internal) 
     return waits && !MOMgrServesAnother(momgr, listener) ? listener : nullptr;
 }
 
-/* The operation ends now, but the application's listener is answered only when the connection ends. */
+/* The operation ends now, but the application's listener is answered only when the connection ends, unless the manager
+ * is strict. */
 void FailRetrieval(OrvaneMOMgr *momgr, OrvaneListener *internal) {
-    if (OrvaneListener *listener = RetrievalListener(momgr, internal))
+    OrvaneListener *listener = RetrievalListener(momgr, internal);
+    if (listener == nullptr)
+        return;
+    if (!momgr->priv->hasStrictLoads) {
         OrvaneListener_EndWithFault(listener, orvane_listener_get_fault(internal), internal);
+        return;
+    }
+    MOMgrForgetListener(momgr, listener);
+    OrvaneListener_CopyReply(listener, internal);
+    ScopedValue fault;
+    MOMgrTakeFault(internal, &fault.value);
+    orvane_listener_acknowledge(listener, FALSE, &fault.value);
 }
 
 /* Writes the values that were read of one object into its proxy. Returns the proxy, or NULL. */
@@ -392,8 +404,37 @@ void orvane_momgr_acknowledge_load(OrvaneMOMgr *momgr, SkemaQormManagedObject *p
         MOMgrFreePending(pending);
     }
 
-    priv->outstandingLoads--;
+    MOMgrEndStarted(momgr, proxy);
     orvane_momgr_dequeue_pending_load(momgr);
+}
+
+void MOMgrFailLoad(OrvaneMOMgr *momgr, SkemaQormManagedObject *proxy, const GValue *fault) {
+    if (FindPending(momgr->priv, proxy) == nullptr)
+        return;
+    gpointer filterId = nullptr;
+    g_hash_table_steal_extended(momgr->priv->filtersByObject, proxy, nullptr, &filterId);
+    const GPtr<char> owner(static_cast<char *>(filterId));
+    if (owner)
+        MOMgrDestroyFilter(momgr, owner.get());
+    orvane_momgr_acknowledge_load(momgr, proxy, FALSE, fault);
+}
+
+/* Outside a strict manager an update that answers no load decrements the number, too. */
+void MOMgrEndStarted(OrvaneMOMgr *momgr, gpointer proxy) {
+    OrvaneMOMgrPrivate *priv = momgr->priv;
+    const bool wasStarted = g_hash_table_remove(priv->startedLoads, proxy);
+    if (wasStarted || !priv->hasStrictLoads)
+        priv->outstandingLoads--;
+}
+
+void OrvaneMOMgr_SetStrictLoads(OrvaneMOMgr *momgr, bool value) {
+    OrvaneMOMgrPrivate *priv = momgr->priv;
+    if (value && !priv->hasStrictLoads) {
+        priv->outstandingLoads = g_hash_table_size(priv->startedLoads);
+        priv->hasStrictLoads = true;
+        MOMgrStartLoads(momgr); /* places that were lost are free again */
+    }
+    priv->hasStrictLoads = value;
 }
 
 void orvane_momgr_unload_object(OrvaneMOMgr *momgr, SkemaQormManagedObject *proxy, gboolean clear) {

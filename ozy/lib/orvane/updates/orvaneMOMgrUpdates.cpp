@@ -90,6 +90,27 @@ void ApplyObject(Updates *updates, GObject *update) {
         Enter(momgr, proxy.get());
 }
 
+/* The service has no such object. Only a strict manager fails the loads that wait for it. */
+void FailMissing(OrvaneMOMgr *momgr, GObject *filterUpdate) {
+    if (!momgr->priv->hasStrictLoads)
+        return;
+    const MOMgrReplyArray missingSet(filterUpdate, "missingSet");
+    const GType missingType = skema_qorm_core_property_collector_missing_object_get_type();
+    for (const GValue &element : missingSet.Elements()) {
+        GObject *missing = MOMgrGetObject(&element, missingType);
+        if (missing == nullptr || !IsFollowing(momgr))
+            continue;
+        SkemaQormManagedObject *object = nullptr;
+        SkemaQormMethodFault *reason = nullptr;
+        g_object_get(missing, "obj", &object, "fault", &reason, nullptr);
+        const ObjectPtr<SkemaQormManagedObject> proxy(object);
+        ScopedValue fault(skema_qorm_method_fault_get_type());
+        g_value_take_object(&fault.value, reason);
+        if (proxy != nullptr)
+            MOMgrFailLoad(momgr, proxy.get(), &fault.value);
+    }
+}
+
 void ApplyFilter(Updates *updates, GObject *filterUpdate) {
     const MOMgrReplyArray objectSet(filterUpdate, "objectSet");
     const GType updateType = skema_qorm_core_property_collector_object_update_get_type();
@@ -99,6 +120,7 @@ void ApplyFilter(Updates *updates, GObject *filterUpdate) {
         if (GObject *update = MOMgrGetObject(&element, updateType))
             ApplyObject(updates, update);
     }
+    FailMissing(updates->momgr, filterUpdate);
 }
 
 void ApplyUpdates(Updates *updates, GObject *updateSet) {

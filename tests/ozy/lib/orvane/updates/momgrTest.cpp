@@ -268,6 +268,65 @@ TEST_F(Loads, AListenerWaitsForOneLoadAtATime) {
     EXPECT_EQ("success", outcome.text);
 }
 
+/* Eleven proxies die, six while their filters are made and five after it: the twelfth load still starts. */
+TEST_F(Loads, OfAStrictSessionGiveTheirPlacesBack) {
+    orvane_session_set_strict_loads(session, TRUE);
+    for (int i = 0; i < 5; i++)
+        Load(Machine("vm-" + std::to_string(i)));
+    testLoop::Settle();
+    service->answers["CreateFilter"] = {};
+    for (int i = 5; i < 11; i++)
+        Load(Machine("vm-" + std::to_string(i)));
+    ASSERT_TRUE(RunUntilCount("CreateFilter", 11));
+    proxies.clear();
+    service->answers.erase("CreateFilter");
+    for (int i = 11; i < 23; i++)
+        Load(Machine("vm-" + std::to_string(i)));
+    testLoop::Settle();
+    EXPECT_EQ(22u, service->Count("CreateFilter"));
+
+    /* an update of an object that nobody loads makes no room */
+    Update(Enter("VirtualMachine", "vm-99"));
+    testLoop::Settle();
+    EXPECT_EQ(22u, service->Count("CreateFilter"));
+    Update(Enter("VirtualMachine", "vm-11"));
+    EXPECT_TRUE(RunUntilCount("CreateFilter", 23));
+}
+
+/* Six places are lost before the session becomes strict. */
+TEST_F(Loads, GetLostPlacesBackWhenTheSessionBecomesStrict) {
+    service->answers["CreateFilter"] = {};
+    for (int i = 0; i < 11; i++)
+        Load(Machine("vm-" + std::to_string(i)));
+    ASSERT_TRUE(RunUntilCount("CreateFilter", 11));
+    proxies.clear();
+    Load(Machine("vm-11"));
+    testLoop::Settle();
+    EXPECT_EQ(11u, service->Count("CreateFilter"));
+    orvane_session_set_strict_loads(session, TRUE);
+    EXPECT_TRUE(RunUntilCount("CreateFilter", 12));
+}
+
+TEST_F(Loads, OfAMissingObjectFailInAStrictSession) {
+    const std::string missing =
+        "<missingSet>" + Reference("obj", "VirtualMachine", "vm-1") +
+        "<fault><fault "
+        "xsi:type=\"ManagedObjectNotFound\"/><localizedMessage>gone</localizedMessage>"
+        "</fault></missingSet>";
+    for (const bool isStrict : {false, true}) {
+        orvane_session_set_strict_loads(session, isStrict);
+        Told outcome;
+        Load(Machine("vm-1"), outcome.listener);
+        testLoop::Settle();
+        Update(missing);
+        EXPECT_EQ(isStrict ? "failure ManagedObjectNotFound" : "", outcome.text);
+        EXPECT_EQ(isStrict ? 1u : 0u, service->Count("DestroyPropertyFilter"));
+        proxies.clear();
+        testLoop::Settle();
+        service->Forget();
+    }
+}
+
 TEST_F(Loads, AreCanceledWhenTheConnectionEnds) {
     service->answers["CreateFilter"] = {};
     Told first, second;
@@ -466,6 +525,13 @@ TEST_F(Contents, OfACallThatFailsAreAnsweredWhenTheConnectionEnds) {
     Told late;
     orvane_session_load_properties(session, machine, late.listener, TRUE, nullptr);
     EXPECT_EQ("failure", late.text);
+
+    orvane_session_set_strict_loads(session, TRUE);
+    Connect();
+    Told strict;
+    orvane_session_load_properties(session, machine, strict.listener, TRUE, nullptr);
+    Wait(strict);
+    EXPECT_EQ("failure NoPermission", strict.text);
 }
 
 } // namespace
