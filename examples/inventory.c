@@ -13,10 +13,12 @@ int main(int argc, char **argv) {
     g_autoptr(OrvaneListener) logout = orvane_listener_new();
     orvane_session_set_ssl_certificate_location(session, g_getenv("ORVANE_CA"), "/etc/ssl/certs");
     orvane_session_set_strict_tls(session, TRUE);
+    orvane_session_set_strict_loads(session, TRUE);
     orvane_session_connect(session, argv[1], argv[2], argv[3], login);
     if (!orvane_glib_wait(login, -1)) {
-        g_autoptr(SkemaQormMethodFault) fault = orvane_listener_get_fault(login);
-        return g_printerr("not connected: %s\n", G_OBJECT_TYPE_NAME(fault)), 1;
+        g_autoptr(GError) error = NULL;
+        orvane_listener_get_error(login, &error);
+        return g_printerr("not connected: %s\n", error->message), 1;
     }
     g_autoptr(GObject) content = NULL;
     g_autoptr(SkemaQormManagedObject) root = NULL;

@@ -24,8 +24,13 @@ static void OnNotify(GObject *machine, GParamSpec *property, gpointer data) {
 }
 
 /* Waits for the operation to which the listener was given, and releases the listener. */
-static gboolean Succeeds(OrvaneListener *listener, gint timeout) {
-    const gboolean isWell = orvane_glib_wait(listener, timeout);
+static gboolean Succeeds(OrvaneListener *listener) {
+    GError *error = NULL;
+    const gboolean isWell = orvane_glib_wait(listener, -1);
+    if (orvane_listener_get_error(listener, &error)) {
+        g_printerr("%s\n", error->message);
+        g_error_free(error);
+    }
     g_object_unref(listener);
     return isWell;
 }
@@ -36,7 +41,7 @@ static gboolean Watch(OrvaneSession *session, const char *id) {
         g_object_ref_sink(orvane_session_get_object(session, id, SKEMA_TYPE_OZY_VIRTUAL_MACHINE));
     g_signal_connect(machine, "notify", G_CALLBACK(OnNotify), NULL);
     orvane_session_load_object(session, FALSE, machine, load);
-    const gboolean isLoaded = Succeeds(load, -1);
+    const gboolean isLoaded = Succeeds(load);
     if (isLoaded) {
         GMainLoop *loop = g_main_loop_new(NULL, FALSE);
         g_unix_signal_add(SIGINT, OnInterrupt, loop);
@@ -54,14 +59,15 @@ int main(int argc, char **argv) {
     OrvaneSession *session = orvane_session_new();
     orvane_session_set_ssl_certificate_location(session, g_getenv("ORVANE_CA"), "/etc/ssl/certs");
     orvane_session_set_strict_tls(session, TRUE);
+    orvane_session_set_strict_loads(session, TRUE); /* an id that is not known ends the load */
     OrvaneListener *login = orvane_listener_new();
     orvane_session_connect(session, argv[1], argv[2], argv[3], login);
-    gboolean isWell = Succeeds(login, -1);
+    gboolean isWell = Succeeds(login);
     if (isWell) {
         isWell = Watch(session, argv[4]);
         OrvaneListener *logout = orvane_listener_new();
         orvane_session_disconnect(session, logout);
-        isWell = Succeeds(logout, 60000) && isWell;
+        isWell = Succeeds(logout) && isWell;
     }
     g_object_unref(session);
     orvane_glib_shutdown();
