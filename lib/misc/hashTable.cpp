@@ -21,9 +21,19 @@ struct HashTableEntry {
     HashTableEntry *next;
     gconstpointer key;
     std::atomic<gpointer> value;
+    guint32 hash; /* tells most other keys of a long chain apart */
 };
 
 using Bucket = std::atomic<HashTableEntry *>;
+
+/* Entries that lie together, for a table that one thread changes: a walk along a chain then stays in the cache. */
+struct HashTableChunk {
+    HashTableChunk *next;
+    HashTableEntry entries[];
+};
+
+constexpr guint32 kFirstChunk = 8; /* entries; each later chunk has twice as many */
+constexpr guint32 kLargestChunk = 512;
 
 } // namespace
 
@@ -36,14 +46,23 @@ struct HashTable {
     HashTableFreeEntryFn freeEntryFn;
     Bucket *buckets;
     std::atomic<gsize> numElements;
+    /* not of an atomic table */
+    HashTableChunk *chunks;
+    HashTableEntry *freeEntries; /* linked by "next" */
+    guint32 chunkSize;           /* of the newest */
 };
 
 namespace {
 
+/* Like g_ascii_tolower(), without a call. */
+char LowerCase(char c) {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c | 0x20) : c;
+}
+
 guint32 HashTableHashText(const char *text, bool anyCase) {
     guint32 hash = 0;
     for (; *text != '\0'; text++) {
-        hash ^= guchar(anyCase ? g_ascii_tolower(*text) : *text);
+        hash ^= guchar(anyCase ? LowerCase(*text) : *text);
         hash = std::rotr(hash, 27);
     }
     return hash;
@@ -63,11 +82,10 @@ guint32 HashTableHashKey(const HashTable *table, gconstpointer key) {
     NOT_REACHED();
 }
 
-Bucket *HashTableBucket(const HashTable *table, gconstpointer key) {
+Bucket *HashTableBucket(const HashTable *table, guint32 hash) {
     if (table->numBits == 0)
         return table->buckets; /* the loop below would not end */
     const guint32 mask = table->numEntries - 1;
-    guint32 hash = HashTableHashKey(table, key);
     while (hash > mask)
         hash = (hash >> table->numBits) ^ (hash & mask);
     return &table->buckets[hash];
@@ -78,7 +96,8 @@ bool HashTableIsSameKey(const HashTable *table, gconstpointer left, gconstpointe
     case HASHTABLE_STRING:
         return strcmp(static_cast<const char *>(left), static_cast<const char *>(right)) == 0;
     case HASHTABLE_ISTRING:
-        return g_ascii_strcasecmp(static_cast<const char *>(left),
+        return strcmp(static_cast<const char *>(left), static_cast<const char *>(right)) == 0 ||
+               g_ascii_strcasecmp(static_cast<const char *>(left),
                                   static_cast<const char *>(right)) == 0;
     case HASHTABLE_INT:
         return left == right;
@@ -86,28 +105,60 @@ bool HashTableIsSameKey(const HashTable *table, gconstpointer left, gconstpointe
     NOT_REACHED();
 }
 
-HashTableEntry *HashTableFind(const HashTable *table, HashTableEntry *entry, gconstpointer key) {
-    while (entry && !HashTableIsSameKey(table, entry->key, key))
+HashTableEntry *HashTableFind(const HashTable *table, HashTableEntry *entry, gconstpointer key,
+                              guint32 hash) {
+    while (entry && (entry->hash != hash || !HashTableIsSameKey(table, entry->key, key)))
         entry = entry->next;
     return entry;
 }
 
 HashTableEntry *HashTableLookup(const HashTable *table, gconstpointer key) {
-    return HashTableFind(table, HashTableBucket(table, key)->load(std::memory_order_acquire), key);
+    const guint32 hash = HashTableHashKey(table, key);
+    return HashTableFind(table, HashTableBucket(table, hash)->load(std::memory_order_acquire), key,
+                         hash);
 }
 
-HashTableEntry *HashTableNewEntry(const HashTable *table, gconstpointer key, gpointer value) {
-    auto *entry = new (UtilSafeMalloc0(sizeof(HashTableEntry))) HashTableEntry;
+/* Returns the memory of an entry. */
+void *HashTableTakeEntry(HashTable *table) {
+    if (table->atomic)
+        return UtilSafeMalloc0(sizeof(HashTableEntry));
+    if (table->freeEntries == nullptr) {
+        table->chunkSize =
+            table->chunkSize == 0 ? kFirstChunk : MIN(table->chunkSize * 2, kLargestChunk);
+        auto *chunk = static_cast<HashTableChunk *>(
+            UtilSafeMalloc0(sizeof(HashTableChunk) + table->chunkSize * sizeof(HashTableEntry)));
+        chunk->next = table->chunks;
+        table->chunks = chunk;
+        for (guint32 i = table->chunkSize; i-- > 0;) {
+            auto *entry = new (&chunk->entries[i]) HashTableEntry;
+            entry->next = table->freeEntries;
+            table->freeEntries = entry;
+        }
+    }
+    HashTableEntry *entry = table->freeEntries;
+    table->freeEntries = entry->next;
+    return entry;
+}
+
+HashTableEntry *HashTableNewEntry(HashTable *table, gconstpointer key, guint32 hash,
+                                  gpointer value) {
+    auto *entry = new (HashTableTakeEntry(table)) HashTableEntry;
     entry->key = table->copyKey ? UtilSafeStrdup0(static_cast<const char *>(key)) : key;
     entry->value.store(value, std::memory_order_relaxed);
+    entry->hash = hash;
     return entry;
 }
 
 /* Frees an entry, not its value. */
-void HashTableFreeEntry(const HashTable *table, HashTableEntry *entry) {
+void HashTableFreeEntry(HashTable *table, HashTableEntry *entry) {
     if (table->copyKey)
         free(const_cast<gpointer>(entry->key));
-    free(entry);
+    if (table->atomic) {
+        free(entry);
+        return;
+    }
+    entry->next = table->freeEntries;
+    table->freeEntries = entry;
 }
 
 void HashTableFreeValue(const HashTable *table, gpointer value) {
@@ -135,18 +186,19 @@ void HashTableCount(HashTable *table, gssize change) {
 
 /* Returns the entry with the key; NULL if it was added now. */
 HashTableEntry *HashTableLookupOrInsert(HashTable *table, gconstpointer key, gpointer value) {
-    Bucket *bucket = HashTableBucket(table, key);
+    const guint32 hash = HashTableHashKey(table, key);
+    Bucket *bucket = HashTableBucket(table, hash);
     HashTableEntry *prepared = nullptr;
     for (;;) {
         HashTableEntry *head = bucket->load(std::memory_order_acquire);
-        HashTableEntry *found = HashTableFind(table, head, key);
+        HashTableEntry *found = HashTableFind(table, head, key, hash);
         if (found) {
             if (prepared)
                 HashTableFreeEntry(table, prepared);
             return found;
         }
         if (!prepared)
-            prepared = HashTableNewEntry(table, key, value);
+            prepared = HashTableNewEntry(table, key, hash, value);
         if (HashTablePublish(table, bucket, head, prepared)) {
             HashTableCount(table, 1);
             return nullptr;
@@ -217,6 +269,10 @@ void HashTable_FreeUnsafe(HashTable *table) {
     if (!table)
         return;
     HashTable_Clear(table);
+    while (HashTableChunk *chunk = table->chunks) {
+        table->chunks = chunk->next;
+        free(chunk);
+    }
     free(table->buckets);
     free(table);
 }
@@ -282,7 +338,7 @@ gboolean HashTable_LookupAndDelete(HashTable *table, gconstpointer key, gpointer
     if (!entry)
         return FALSE;
 
-    Bucket *bucket = HashTableBucket(table, key);
+    Bucket *bucket = HashTableBucket(table, entry->hash);
     HashTableEntry *before = bucket->load(std::memory_order_relaxed);
     if (before == entry) {
         bucket->store(entry->next, std::memory_order_relaxed);
