@@ -67,7 +67,7 @@ bool ForEachEntry(Dictionary *dictionary, Test test, Function function) {
 void FreeEntry(DictionaryEntry *entry) {
     if (DictionaryIsText(entry->type))
         Secret_FreeText(entry->value.string);
-    Secret_FreeText(entry->name);
+    Secret_Wipe(entry->name, strlen(entry->name));
     Secret_FreeText(entry->stringCache);
     free(entry);
 }
@@ -115,12 +115,23 @@ bool DictionaryIsHidden(const Dictionary *dictionary, const DictionaryEntry *ent
     return dictionary->keySafe != nullptr && entry->plain && (typeWord & DICT_PLAIN) == 0;
 }
 
-DictionaryEntry *DictionaryAddEntry(Dictionary *dictionary, const char *name, gsize nameSize) {
-    auto *entry = static_cast<DictionaryEntry *>(UtilSafeCalloc0(1, sizeof(DictionaryEntry)));
-    entry->name = UtilSafeStrndup0(name, nameSize);
-    VERIFY(HashTable_Insert(dictionary->entries, entry->name, entry));
+DictionaryEntry *DictionaryTryAddEntry(Dictionary *dictionary, std::string_view name) {
+    auto *entry = static_cast<DictionaryEntry *>(
+        UtilSafeCalloc0(1, sizeof(DictionaryEntry) + name.size() + 1));
+    entry->name = reinterpret_cast<char *>(entry + 1);
+    memcpy(entry->name, name.data(), name.size());
+    if (!HashTable_Insert(dictionary->entries, entry->name, entry)) {
+        FreeEntry(entry);
+        return nullptr;
+    }
     dictionary->entryList.Insert(entry, nullptr);
     dictionary->numEntries++;
+    return entry;
+}
+
+DictionaryEntry *DictionaryAddEntry(Dictionary *dictionary, const char *name, gsize nameSize) {
+    DictionaryEntry *entry = DictionaryTryAddEntry(dictionary, {name, nameSize});
+    VERIFY(entry != nullptr);
     return entry;
 }
 

@@ -31,7 +31,7 @@ struct DictionaryEntry {
     DictionaryEntry *prev;
     DictionaryEntry *next;
     DictionaryValue value;
-    char *name;
+    char *name; /* behind the record, in one block with it */
     guint type;
     bool modified;
     bool written;   /* by the write in progress */
@@ -45,8 +45,8 @@ struct DictionaryEntry {
 struct DictionaryLine {
     DictionaryLine *prev;
     DictionaryLine *next;
-    char *text;
     DictionaryEntry *entry; /* NULL for a comment or a blank line */
+    char text[];
 };
 
 /* The ends of a list whose links are in its members. */
@@ -101,14 +101,17 @@ DictionaryEntry *DictionaryFindEntry(const Dictionary *dictionary, const char *n
 bool DictionaryIsHidden(const Dictionary *dictionary, const DictionaryEntry *entry, guint typeWord);
 /* Adds an entry of type any without a value at the end. The name must be new. */
 DictionaryEntry *DictionaryAddEntry(Dictionary *dictionary, const char *name, gsize nameSize);
+/* The same; NULL if the name is not new. */
+DictionaryEntry *DictionaryTryAddEntry(Dictionary *dictionary, std::string_view name);
 void DictionaryRemoveEntry(Dictionary *dictionary, DictionaryEntry *entry);
 /* Gives an existing entry a value of a type. @isForced marks it modified also if the value is the same; with
  * @isClean a new value does not mark it. */
 void DictionaryModifyEntry(DictionaryEntry *entry, gconstpointer value, guint type, bool isForced,
                            bool isClean, MsgList **messages);
 
-/* Adds a line before another one; at the end for NULL. Takes over the text. */
-DictionaryLine *DictionaryAddLine(Dictionary *dictionary, char *text, DictionaryLine *before);
+/* Adds a line before another one; at the end for NULL. */
+DictionaryLine *DictionaryAddLine(Dictionary *dictionary, std::string_view text,
+                                  DictionaryLine *before);
 void DictionaryRemoveLine(Dictionary *dictionary, DictionaryLine *line);
 
 /* -- dictionaryValue.cpp ------------------------------------------------------------------------- */

@@ -1,6 +1,7 @@
 // The lines of a dictionary: reading buffers, writing them, and the encodings in between.
 #include <cstdlib>
 #include <cstring>
+#include <string>
 #include <string_view>
 
 #include "lib/dict/dictionaryInt.h"
@@ -13,9 +14,9 @@ namespace {
 
 constexpr gint kMaxDuplicates = 100;
 constexpr const char *kEncodingName = ".encoding";
-constexpr const char *kEncodingDirectives[] = {kEncodingName, "config.encoding",
-                                               "preferences.encoding", "vmlist.encoding",
-                                               "snapshot.encoding"};
+constexpr std::string_view kEncodingDirectives[] = {kEncodingName, "config.encoding",
+                                                    "preferences.encoding", "vmlist.encoding",
+                                                    "snapshot.encoding"};
 
 enum class LineResult { Fine = 0, Duplicate = 1, Fatal = 2 };
 
@@ -32,9 +33,12 @@ enum class LineResult { Fine = 0, Duplicate = 1, Fatal = 2 };
             MsgList_Append(messages, withNeither __VA_OPT__(, ) __VA_ARGS__);                      \
     } while (0)
 
-bool IsEncodingDirective(const char *name) {
-    for (const char *directive : kEncodingDirectives)
-        if (g_ascii_strcasecmp(name, directive) == 0)
+bool IsEncodingDirective(std::string_view name) {
+    if (g_ascii_tolower(name.back()) != 'g')
+        return false;
+    for (const std::string_view directive : kEncodingDirectives)
+        if (name.size() == directive.size() &&
+            g_ascii_strncasecmp(name.data(), directive.data(), name.size()) == 0)
             return true;
     return false;
 }
@@ -92,6 +96,14 @@ StringEncoding ResolveEncoding(const Dictionary *dictionary, const char *name,
     return STRING_ENCODING_UNKNOWN;
 }
 
+SecretText Copy(std::string_view text) {
+    auto *copy = static_cast<char *>(UtilSafeMalloc0(text.size() + 1));
+    if (!text.empty()) /* an empty one may have no address */
+        memcpy(copy, text.data(), text.size());
+    copy[text.size()] = '\0';
+    return SecretText(copy);
+}
+
 /* Whether the value of an entry is still in the bytes of the file. */
 bool IsRaw(const DictionaryEntry *entry) {
     return entry->line != nullptr && DictionaryIsText(entry->type) &&
@@ -141,24 +153,42 @@ bool DictionaryUseEncoding(Dictionary *dictionary, const char *name, StringEncod
     return true;
 }
 
-/* Makes an entry of a pair, or finds out what else it is. Takes over the line's text. */
-LineResult ParsePair(Dictionary *dictionary, SecretText text, std::string_view nameView,
-                     std::string_view rawValue, MsgList **messages) {
-    const SecretText name(UtilSafeStrndup0(nameView.data(), nameView.size()));
-    SecretText value(DictLL_UnescapeValue(rawValue));
+/* Returns a value from the bytes of the file; NULL if it is not valid in the encoding, once that is known. */
+SecretText DecodeValue(const Dictionary *dictionary, std::string_view raw) {
+    if (dictionary->encoding != STRING_ENCODING_UNKNOWN && raw.find('|') == std::string_view::npos)
+        return SecretText(Unicode_AllocWithLength(raw.data(), raw.size(), dictionary->encoding));
+    SecretText value(DictLL_UnescapeValue(raw));
     VERIFY(value != nullptr);
+    if (dictionary->encoding == STRING_ENCODING_UNKNOWN)
+        return value;
+    return SecretText(
+        Unicode_AllocWithLength(value.get(), strlen(value.get()), dictionary->encoding));
+}
 
-    if (IsEncodingDirective(name.get()))
+/* Makes an entry of a pair, or finds out what else it is. */
+LineResult ParsePair(Dictionary *dictionary, std::string_view line, std::string_view name,
+                     std::string_view rawValue, MsgList **messages) {
+    if (IsEncodingDirective(name)) {
+        const SecretText value(DictLL_UnescapeValue(rawValue));
+        VERIFY(value != nullptr);
         return DictionaryUseEncoding(dictionary, value.get(), STRING_ENCODING_UNKNOWN, messages)
                    ? LineResult::Fine
                    : LineResult::Fatal;
-    if (*name == '.') {
+    }
+    if (name.front() == '.') {
         Log("%s: \"%s\" line %d: unrecognized metavariable \"%s\"\n", "DictionaryParseReadLine",
-            NameForLog(dictionary), dictionary->lineNumber, name.get());
-        DictionaryAddLine(dictionary, text.release(), nullptr);
+            NameForLog(dictionary), dictionary->lineNumber, Copy(name).get());
+        DictionaryAddLine(dictionary, line, nullptr);
         return LineResult::Fine;
     }
-    if (DictionaryFindEntry(dictionary, name.get()) != nullptr) {
+    SecretText value = DecodeValue(dictionary, rawValue);
+    if (value == nullptr && DictionaryFindEntry(dictionary, Copy(name).get()) == nullptr) {
+        const SecretText raw(DictLL_UnescapeValue(rawValue));
+        ReportBadInput(dictionary, Copy(name).get(), raw.get(), dictionary->encoding, messages);
+        return LineResult::Fatal;
+    }
+    DictionaryEntry *entry = DictionaryTryAddEntry(dictionary, name);
+    if (entry == nullptr) {
         REPORT(dictionary, messages,
                "@&!*@*@(msg.dictionary.alreadyDefined)File \"%s\" line %d: Variable \"%s\" is "
                "already defined.\n",
@@ -166,22 +196,12 @@ LineResult ParsePair(Dictionary *dictionary, SecretText text, std::string_view n
                "already defined.\n",
                "@&!*@*@(msg.dictionary.alreadyDefinedNoFile)Variable \"%s\" is already "
                "defined.\n",
-               name.get());
-        DictionaryAddLine(dictionary, text.release(), nullptr);
+               Copy(name).get());
+        DictionaryAddLine(dictionary, line, nullptr);
         return LineResult::Duplicate;
     }
-    if (dictionary->encoding != STRING_ENCODING_UNKNOWN) {
-        SecretText decoded(
-            Unicode_AllocWithLength(value.get(), strlen(value.get()), dictionary->encoding));
-        if (decoded == nullptr) {
-            ReportBadInput(dictionary, name.get(), value.get(), dictionary->encoding, messages);
-            return LineResult::Fatal;
-        }
-        value = std::move(decoded);
-    }
-    DictionaryEntry *entry = DictionaryAddEntry(dictionary, name.get(), nameView.size());
     entry->value.string = value.release();
-    entry->line = DictionaryAddLine(dictionary, text.release(), nullptr);
+    entry->line = DictionaryAddLine(dictionary, line, nullptr);
     entry->line->entry = entry;
     return LineResult::Fine;
 }
@@ -189,16 +209,15 @@ LineResult ParsePair(Dictionary *dictionary, SecretText text, std::string_view n
 LineResult DictionaryParseReadLine(Dictionary *dictionary, std::string_view line,
                                    MsgList **messages) {
     line = line.substr(0, line.find('\0'));
-    SecretText text(UtilSafeStrndup0(line.data(), line.size()));
     std::string_view name;
     std::string_view value;
     if (DictLL_ParsePair(line, &name, &value))
-        return ParsePair(dictionary, std::move(text), name, value, messages);
+        return ParsePair(dictionary, line, name, value, messages);
     if (IsCommentOrBlank(line)) {
-        DictionaryAddLine(dictionary, text.release(), nullptr);
+        DictionaryAddLine(dictionary, line, nullptr);
         return LineResult::Fine;
     }
-    Log("%s: syntax error with line, \"%s\".\n", "DictionaryParseReadLine", text.get());
+    Log("%s: syntax error with line, \"%s\".\n", "DictionaryParseReadLine", Copy(line).get());
     REPORT(dictionary, messages,
            "@&!*@*@(msg.dictionary.read.syntaxError)File \"%s\" line %d: Syntax error.\n",
            "@&!*@*@(msg.dictionary.read.syntaxErrorNoLine)File \"%s\": Syntax error.\n",
@@ -229,6 +248,8 @@ std::string_view TakeLine(std::string_view *text, DictionaryLineEnds lineEnds) {
 class Output {
 public:
     void Append(std::string_view text) {
+        if (text.empty())
+            return;
         if (text.size() > block.size() - used) {
             SecretBlock larger =
                 SecretBlock::Allocate(MAX(block.size() * 2, used + text.size() + 1024));
@@ -346,16 +367,21 @@ struct Writer {
 
 } // namespace
 
-DictionaryLine *DictionaryAddLine(Dictionary *dictionary, char *text, DictionaryLine *before) {
-    auto *line = static_cast<DictionaryLine *>(UtilSafeCalloc0(1, sizeof(DictionaryLine)));
-    line->text = text;
+DictionaryLine *DictionaryAddLine(Dictionary *dictionary, std::string_view text,
+                                  DictionaryLine *before) {
+    auto *line =
+        static_cast<DictionaryLine *>(UtilSafeMalloc0(sizeof(DictionaryLine) + text.size() + 1));
+    line->entry = nullptr;
+    if (!text.empty()) /* an empty one may have no address */
+        memcpy(line->text, text.data(), text.size());
+    line->text[text.size()] = '\0';
     dictionary->lineList.Insert(line, before);
     return line;
 }
 
 void DictionaryRemoveLine(Dictionary *dictionary, DictionaryLine *line) {
     dictionary->lineList.Remove(line);
-    Secret_FreeText(line->text);
+    Secret_Wipe(line->text, strlen(line->text));
     free(line);
 }
 
@@ -471,17 +497,14 @@ void Dictionary_SetFileHeader(const char *const *lines, Dictionary *dictionary) 
     if (*wanted == nullptr)
         return;
     for (; *lines != nullptr; lines++)
-        DictionaryAddLine(dictionary, UtilSafeStrdup0(*lines), first);
+        DictionaryAddLine(dictionary, *lines, first);
 }
 
 gboolean Dictionary_SetExecPath(Dictionary *dictionary, const char *path) {
     DictionaryLine *first = dictionary->lineList.first;
     if (first != nullptr && g_str_has_prefix(first->text, "#!"))
         return FALSE;
-    const gsize size = strlen(path) + sizeof "#!";
-    auto *text = static_cast<char *>(UtilSafeMalloc0(size));
-    g_snprintf(text, size, "#!%s", path);
-    DictionaryAddLine(dictionary, text, first);
+    DictionaryAddLine(dictionary, std::string("#!") + path, first);
     return TRUE;
 }
 

@@ -45,12 +45,12 @@ constexpr std::array<int, 256> toEscape = [] {
 
 /* Removes the bytes of a class from the start of the text and returns them. */
 std::string_view Take(std::string_view *text, const ByteClass &bytes) {
+    const std::string_view all = *text;
     gsize size = 0;
-    while (size < text->size() && bytes[static_cast<guint8>((*text)[size])])
+    while (size < all.size() && bytes[static_cast<guint8>(all[size])])
         size++;
-    const std::string_view taken = text->substr(0, size);
-    text->remove_prefix(size);
-    return taken;
+    *text = all.substr(size);
+    return all.substr(0, size);
 }
 
 /* Removes one character from the start of the text, if it is the wanted one. */

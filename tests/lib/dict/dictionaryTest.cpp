@@ -84,6 +84,58 @@ TEST_F(DictionaryTest, OneChangedValueLeavesAllOtherBytes) {
     EXPECT_THAT(Written(Get()), Not(HasSubstr("behind")));
 }
 
+TEST_F(DictionaryTest, EveryKindOfLineSurvivesAChangeOfAnother) {
+    const struct {
+        const char *name; /* nullptr: not a pair */
+        const char *line;
+    } lines[] = {
+        {nullptr, "# head \t"},
+        {nullptr, "#"},
+        {"first", "first=1"},
+        {nullptr, ""},
+        {nullptr, " \t "},
+        {nullptr, "\t# indented = \"no pair\""},
+        {"blanks", "\t blanks\t=  value \t"},
+        {"behind", "behind = 5#6"},
+        {"quoted", "quoted = \"a # b|22 |zz |7C\" # \"behind\""},
+        {"empty", "empty ="},
+        {"emptyQuoted", "emptyQuoted=\"\""},
+        {"na\"me", "na\"me = x\"y"},
+        {"equals", "equals = a=b"},
+        {"utf8", "utf8 = \"\xc3\xa4\xe2\x82\xac\""},
+        {"tab", "tab = \"a\tb\""},
+        {nullptr, ".meta = \"ignored\""},
+        {"Last", "Last = |41"},
+    };
+    const TemporaryFolder folder;
+    for (const std::string end : {"\n", "\r\n", "\r"}) {
+        for (const std::string mark : {"", "\xef\xbb\xbf"}) {
+            for (const bool isEnded : {true, false}) {
+                std::string text = mark;
+                for (const auto &line : lines)
+                    text += line.line + end;
+                const std::string path =
+                    folder.Write("f", isEnded ? text : text.substr(0, text.size() - end.size()));
+                for (gsize changed = 0; changed < std::size(lines); changed++) {
+                    if (lines[changed].name == nullptr)
+                        continue;
+                    ASSERT_TRUE(Dictionary_LoadWithDefaultEncoding(Get(), path.c_str(),
+                                                                   STRING_ENCODING_UTF8));
+                    Dict_SetString(Get(), "new|", "%s", lines[changed].name);
+                    std::string want;
+                    for (gsize i = 0; i < std::size(lines); i++) {
+                        want += i == 2 ? kEncodingLine : "";
+                        want += i == changed ? lines[i].name + std::string(" = \"new|7C\"")
+                                             : lines[i].line;
+                        want += "\n";
+                    }
+                    EXPECT_EQ(want, Written(Get()));
+                }
+            }
+        }
+    }
+}
+
 TEST_F(DictionaryTest, ATextIsConvertedOnFirstUse) {
     const struct {
         const char *text;
