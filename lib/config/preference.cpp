@@ -121,17 +121,19 @@ Dictionary *LayerOf(const PreferenceState *state, const char *name) {
     return state->layers[layer >= 0 ? layer : PREFERENCE_USER_PREFERENCES];
 }
 
-/* Returns the address of a value. It is valid until Preference_Exit(). */
-gconstpointer PreferenceGet(gconstpointer defaultValue, guint type, const char *name) {
+/* Returns what a function makes of a value, which another thread may replace afterwards. */
+template <class Value, class Use>
+auto UseValue(Value defaultValue, guint type, const char *name, Use use) {
     PreferenceState *state = PreferenceSanityCheck(name);
     if (state == nullptr)
-        return defaultValue;
+        return use(defaultValue);
     const PreferenceLocked locked;
-    return Dictionary_Get(LayerOf(state, name), defaultValue, type, name);
+    return use(*static_cast<const Value *>(
+        Dictionary_Get(LayerOf(state, name), &defaultValue, type, name)));
 }
 
 template <class Value> Value GetValue(Value defaultValue, guint type, const char *name) {
-    return *static_cast<const Value *>(PreferenceGet(&defaultValue, type, name));
+    return UseValue(defaultValue, type, name, [](Value value) { return value; });
 }
 
 /* Returns the file of a layer; the usual one unless another was given. NULL for none. */
@@ -249,11 +251,11 @@ void Preference_SetFileName(PreferenceLayer layer, const char *fileName) {
 }
 
 char *Preference_GetString(const char *defaultValue, const char *name) {
-    return UtilSafeStrdup0(GetValue(defaultValue, DICT_STRING, name));
+    return UseValue(defaultValue, DICT_STRING, name, UtilSafeStrdup0);
 }
 
 char *Preference_GetStringPlain(const char *defaultValue, const char *name) {
-    return UtilSafeStrdup0(GetValue(defaultValue, DICT_STRING | DICT_PLAIN, name));
+    return UseValue(defaultValue, DICT_STRING | DICT_PLAIN, name, UtilSafeStrdup0);
 }
 
 gboolean Preference_GetBool(gboolean defaultValue, const char *name) {

@@ -39,7 +39,11 @@ bool HasCatalogue() {
 
 /* Returns the system's text of an error in the language of the messages; NULL if it has none of its own. */
 MsgText Locale_Errno2LocalString(gint number) {
-    const std::string name = std::string(Msg_GetLocale()) + ".UTF-8";
+    std::string name;
+    {
+        const MsgLocked locked; /* another thread may set the locale */
+        name = std::string(MsgState()->locale) + ".UTF-8";
+    }
     locale_t locale = newlocale(LC_ALL_MASK, name.c_str(), nullptr);
     if (locale == nullptr)
         return nullptr;

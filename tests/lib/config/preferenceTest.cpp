@@ -2,6 +2,7 @@
 
 #include <sys/stat.h>
 
+#include <atomic>
 #include <memory>
 #include <string>
 
@@ -11,6 +12,7 @@
 #include "lib/config/config.h"
 #include "lib/misc/glibPtr.h"
 #include "lib/misc/utilExpand.h"
+#include "tests/lib/lock/inThreads.h"
 #include "tests/support/logText.h"
 #include "tests/support/temporaryFolder.h"
 
@@ -119,6 +121,24 @@ TEST_F(Preference, TheUsersFileIsMadeReadableOrIgnored) {
     EXPECT_THAT(LogText(),
                 HasSubstr("PREF Optional preferences file not found at " + folder.Path("global")));
     EXPECT_THAT(LogText(), HasSubstr("PREF Failed to load user preferences."));
+}
+
+TEST_F(Preference, ThreadsReadWhileAnotherSets) {
+    Init("", "a = 1\nlong = 5\n", "", "b = x\n", "");
+    std::atomic<int> wrong = 0;
+    InThreads(8, [&](int number) {
+        for (int i = 0; i < 200; i++) {
+            if (number == 0)
+                Preference_SetFromString(i % 2 == 0 ? "a=1" : "a=1234567890123456789", TRUE);
+            const Text a(Preference_GetString(nullptr, "a"));
+            wrong += *a != '1';
+            wrong += Preference_GetLong(0, "long") != 5;
+            wrong += Preference_GetBool(TRUE, ("new." + std::to_string(i)).c_str()) != TRUE;
+            PreferenceLayer layer;
+            wrong += !Preference_FindLayer("b", &layer) || layer != PREFERENCE_HOST_DEFAULTS;
+        }
+    });
+    EXPECT_EQ(0, wrong);
 }
 
 } // namespace

@@ -5,8 +5,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -19,6 +19,7 @@
 #include <gtest/gtest.h>
 
 #include "lib/file/fileLockInt.h"
+#include "tests/lib/lock/inThreads.h"
 #include "tests/support/fileFaults.h"
 #include "tests/support/temporaryFolder.h"
 
@@ -230,6 +231,26 @@ TEST_F(FileLock, AChildDrawsNumbersOfItsOwn) {
     const guint32 parents = FileSimpleRandom();
     EXPECT_EXIT(_exit(FileSimpleRandom() == parents * 1664525 + 1013904223 ? 1 : 0),
                 testing::ExitedWithCode(0), "");
+}
+
+TEST_F(FileLock, ThreadsExcludeOneAnother) {
+    const FileFaults brief([](const FileCall &call) {
+        if (call.kind != FileCall::Sleep)
+            return FileFaults::kPass;
+        std::this_thread::sleep_for(std::chrono::microseconds(call.msec * 10));
+        return FileFaults::kSkip;
+    });
+    int counter = 0; /* guarded by nothing else */
+    InThreads(6, [&](int) {
+        for (int i = 0; i < 10; i++) {
+            int ownError;
+            FileLockToken *token =
+                FileLock_Lock(path.c_str(), FALSE, FILELOCK_INFINITE_WAIT, &ownError, nullptr);
+            counter++;
+            FileLock_Unlock(token, &ownError, nullptr);
+        }
+    });
+    EXPECT_EQ(60, counter);
 }
 
 TEST(FileLockDevice, OneHolderAndAStaleFileIsReplaced) {

@@ -1,5 +1,6 @@
 #include "lib/user/msg.h"
 
+#include <atomic>
 #include <cerrno>
 #include <memory>
 #include <string>
@@ -12,6 +13,7 @@
 #include "lib/config/preference.h"
 #include "lib/misc/err.h"
 #include "lib/misc/glibPtr.h"
+#include "tests/lib/lock/inThreads.h"
 #include "tests/support/logText.h"
 #include "tests/support/temporaryFolder.h"
 
@@ -159,6 +161,36 @@ TEST_F(Msg, PendingMessagesBelongToTheirThread) {
     for (std::thread &thread : threads)
         thread.join();
     EXPECT_STREQ("main\n", Msg_GetMessages());
+}
+
+TEST_F(Msg, EachThreadHasItsOwnMessagesWhileTheSharedStateChanges) {
+    const std::string catalogue = folder.Write("c", "msg.own = \"%1$d!\"\n");
+    const std::string addition = folder.Write("d", "msg.other = \"x\"\n");
+    std::atomic<int> wrong = 0;
+    InThreads(8, [&](int number) {
+        const MsgCallback own = {.post = [](gint, const char *, const char *) {}};
+        Msg_SetThreadCallback(&own);
+        for (int i = 0; i < 200; i++) {
+            if (number == 0 && i % 2 == 0)
+                wrong += !Msg_LoadMessageFile("de", catalogue.c_str());
+            if (number == 0 && i % 2 == 1) {
+                wrong += !Msg_LoadMessageFile("de", addition.c_str());
+                Msg_ReleaseLock(); /* acquired by an addition */
+                Msg_SetLocale(nullptr, nullptr);
+            }
+            if (number == 1)
+                Msg_SetCallback(&own);
+            Msg_Append("@&!*@*@(msg.own)%d", number);
+            const std::string text = Msg_GetMessagesAndReset();
+            wrong += text.substr(0, text.find_first_of("!\n")) != std::to_string(number);
+            free(Msg_Format("@&!*@*@(msg.failed)%s", Err_Errno2String(ENOENT)));
+            Msg_Append("@&!*@*@(msg.own)%d", number);
+            Msg_Post(MSG_INFO, "@&!*@*@(msg.posted)%d", i);
+            wrong += Msg_Present();
+        }
+        Msg_ExitThread();
+    });
+    EXPECT_EQ(0, wrong);
 }
 
 } // namespace
