@@ -1,5 +1,6 @@
 /*
- * storedInputs FOLDER -- writes the inputs from which the targets for stored keys start: FOLDER/TARGET/NAME
+ * storedInputs FOLDER -- writes the inputs from which the targets for stored keys, dictionaries, messages and locks start:
+ * FOLDER/TARGET/NAME
  *
  * The generator of random bytes is seeded, so that the files are the same each time.
  */
@@ -16,10 +17,15 @@ namespace {
 
 std::filesystem::path gFolder;
 
-void Keep(const std::string &target, const std::string &name, std::string_view text) {
+void KeepOnly(const std::string &target, const std::string &name, std::string_view text) {
     const std::filesystem::path folder = gFolder / target;
     std::filesystem::create_directories(folder);
     std::ofstream(folder / name, std::ios::binary) << text;
+}
+
+/* The same, also for the target that splits lists of pairs. */
+void Keep(const std::string &target, const std::string &name, std::string_view text) {
+    KeepOnly(target, name, text);
     if (target != "cryptoDictFuzz" && text.find("halden:") == text.npos)
         Keep("cryptoDictFuzz", name, text);
 }
@@ -104,6 +110,25 @@ void KeepRingsAndSafes() {
     }
 }
 
+void KeepDictionaries() {
+    KeepOnly("dictionaryFuzz", "lines",
+             "\xef\xbb\xbf# head\r\n\n .meta = \"x\"\na=1\nB = \"2 |22|7c\" # c\nempty =\n");
+    KeepOnly("dictionaryFuzz", "latin1", "a = \"\xe4\"\n.encoding = \"ISO-8859-1\"\nb = \xf6\n");
+    KeepOnly("dictionaryFuzz", "twice", "a = 1\rA = 2\r");
+    KeepOnly("dictionaryFuzz", "sealed",
+             "a = 1\nencryption.keySafe = \"x\"\nencryption.data = \"y\"\n");
+    KeepOnly("msgCatalogueFuzz", "texts",
+             "msg.a = \"%1$s in %2$d|0A\"\nbutton.b = \"_Ja__\"\nmsg.dictionary.open = \"%s\"\n");
+    KeepOnly("msgFmtFuzz", "plain", "%d %-10.3s %+8.2f %lld %p %c %ls %hhx%%");
+    KeepOnly("msgFmtFuzz", "positions", "%3$'f %2$s %1$#x %7$.2ls %6$C %8$hd");
+    KeepOnly("msgFmtFuzz", "win32", "%1 %2!s! %3!.2f!");
+    KeepOnly("msgFmtFuzz", "block", "b" + std::string(300, '\6'));
+    KeepOnly("fileLockMemberFuzz", "other", "AAAAAAAAAAAAAAAA 1-5(init) 7 X 5 lc=1 p");
+    KeepOnly("fileLockMemberFuzz", "shared", "uuid=1 1-5(init) 4294967295 S 5 lc=1 a=bp");
+    KeepOnly("fileLockMemberFuzz", "old", "AAAAAAAAAAAAAAAA 77 1 X 5 lc=1p");
+    KeepOnly("fileLockMemberFuzz", "short", "x 1 X");
+}
+
 } // namespace
 
 int main(int argc, char **argv) {
@@ -118,5 +143,6 @@ int main(int argc, char **argv) {
     KeepWrapped();
     KeepLocators();
     KeepRingsAndSafes();
+    KeepDictionaries();
     return 0;
 }
