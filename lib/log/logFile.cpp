@@ -351,6 +351,32 @@ void LogCopy(LogOutput *output, LogOutput *oldOutput) {
         unlink(path);
 }
 
+/* Length of a text in an array of some words, which takes no call. */
+template <size_t N> size_t FieldLength(const char (&field)[N]) {
+    static_assert(N % sizeof(guint64) == 0);
+    constexpr guint64 kOnes = 0x0101010101010101;
+    constexpr guint64 kHighBits = 0x8080808080808080;
+    for (size_t i = 0; i < N; i += sizeof(guint64)) {
+        guint64 word;
+        memcpy(&word, field + i, sizeof word);
+        word = GUINT64_FROM_LE(word); /* the first byte is the lowest one */
+        if (const guint64 zeros = (word - kOnes) & ~word & kHighBits)
+            return i + __builtin_ctzll(zeros) / 8;
+    }
+    return N;
+}
+
+/* Copies the whole array, and returns where its text ends. */
+template <size_t N> char *PutField(char *to, const char (&field)[N]) {
+    memcpy(to, field, N);
+    return to + FieldLength(field);
+}
+
+char *PutBar(char *to) {
+    memcpy(to, "| ", 2);
+    return to + 2;
+}
+
 } // namespace
 
 constexpr LogOutputOperations kLogFileOperations = {
@@ -361,15 +387,15 @@ constexpr LogOutputOperations kLogFileOperations = {
 size_t LogFilePrefix(const LogFileOutput *file, const LogLineHeader &header, char *buffer) {
     char *at = buffer;
     if (file->useTimeStamps) {
-        at = stpcpy(at, header.dateTime);
+        at = PutField(at, header.dateTime);
         if (file->milliseconds)
-            at = stpcpy(at, header.milliseconds);
-        at = stpcpy(at, header.zone);
-        at = stpcpy(at, "| ");
+            at = PutField(at, header.milliseconds);
+        at = PutField(at, header.zone);
+        at = PutBar(at);
     }
     if (file->useThreadName) {
-        at = stpcpy(at, header.threadName);
-        at = stpcpy(at, "| ");
+        at = PutField(at, header.threadName);
+        at = PutBar(at);
     }
     if (file->useLevelDesignator) {
         const guint8 level = header.level;

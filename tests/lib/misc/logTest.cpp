@@ -93,6 +93,17 @@ TEST_F(LogTest, MessagesBecomeLines) {
     }
 }
 
+TEST(LogText, AControlByteIsFoundAtEachPlace) {
+    for (size_t size = 1; size < 50; size++)
+        for (size_t at = 0; at < size; at++)
+            for (const char c : {'\0', '\x1b', '\x1f', '\x7f', '\xc2', '\t', '\n', ' ', '\xc3'}) {
+                std::string text(size, 'a');
+                text[at] = c;
+                EXPECT_EQ(strchr("\t\n \xc3", c) == nullptr || c == '\0', LogText_HasControls(text))
+                    << size << " " << at << " " << int(c);
+            }
+}
+
 TEST_F(LogTest, LongMessagesAreCutAtACharacter) {
     LogRecorder *recorder = Attach();
     const std::pair<std::string, std::string> rows[] = {
