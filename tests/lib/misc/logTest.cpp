@@ -11,6 +11,7 @@
 #include "lib/lock/vthreadBase.h"
 #include "lib/misc/glibPtr.h"
 #include "lib/misc/hostinfo.h"
+#include "lib/misc/logText.h"
 #include "lib/misc/logThrottle.h"
 #include "tests/lib/misc/logRecorder.h"
 
