@@ -28,7 +28,9 @@ for catalogue in $(git ls-files --cached --others 'tools/orvane/messages/*.mcat'
                 split($0, part, "\"")
                 id = part[2]
                 text = substr($0, index($0, ")") + 1)
+                gsub(/\\"/, "\001", text) # is no end of a literal
                 gsub(/" +"/, "", text)
+                gsub("\001", "\\\"", text)
                 if (id in source && source[id] != text) Complain(id " has two texts:" source[id] " and" text)
                 source[id] = text
             }

@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include <utility>
+
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
@@ -82,7 +84,16 @@ void Show(const Connection &connection, const Login &login, GObject *about) {
 }
 
 int RunAbout(AboutOptions &options) {
-    const Login &login = options.login;
+    Login &login = options.login;
+    if (!options.profile.empty()) {
+        if (!login.user.empty())
+            throw BadUsage(Text(MSGID("about.tooMany") "--profile takes the place of the address; "
+                                                       "see orvane about --help"));
+        login.user = std::exchange(login.url, ""); /* the only word, if there is one */
+    } else if (login.user.empty()) {
+        throw BadUsage(Text(MSGID("about.missing") "%s is required; see orvane about --help",
+                            login.url.empty() ? "url" : "user"));
+    }
     const Password password = CompleteLogin(options);
     const Library library;
     Connection connection(login, password, options.trust);
@@ -100,12 +111,10 @@ int RunAbout(AboutOptions &options) {
 void AddAbout(CLI::App &program, AboutOptions &options, int &status) {
     CLI::App *about = program.add_subcommand(
         "about", Text(MSGID("help.about") "Connect to a service and show its description"));
-    about
-        ->add_option(
-            "url", options.login.url,
-            Text(MSGID("help.about.url") "Service to connect to, such as https://host/sdk"))
-        ->required();
-    about->add_option("user", options.login.user, Text(MSGID("help.user") "User name"))->required();
+    about->add_option("url", options.login.url,
+                      Text(MSGID("help.about.url") "Service to connect to, such as "
+                                                   "https://host/sdk; not with --profile"));
+    about->add_option("user", options.login.user, Text(MSGID("help.user") "User name"));
     AddLoginOptions(*about, options);
     about->callback([&] { status = RunCommand([&] { return RunAbout(options); }); });
 }

@@ -292,8 +292,8 @@ void Demo::Summarize() {
 }
 
 void Demo::Run() {
-    const bool isEmbedded = options.login.url.empty();
-    if (options.login.user.empty())
+    const bool isEmbedded = options.login.url.empty() && options.profile.empty();
+    if (options.login.user.empty() && options.profile.empty())
         options.login.user = kUser;
     if (!isEmbedded)
         password = CompleteLogin(options);
@@ -331,40 +331,57 @@ int RunDemo(DemoOptions &options) {
 void AddDemo(CLI::App &program, DemoOptions &options, int &status) {
     CLI::App *demo = program.add_subcommand(
         "demo", Text(MSGID("help.demo") "Show what the library does, on one screen"));
-    demo->footer(Text(MSGID("help.demo.footer") "Without --url it starts a simulator of "
-                                                "the service inside this program. A given "
-                                                "service is only read, unless --machine names one "
-                                                "that may be switched."));
+    demo->footer(
+        Text(MSGID("help.demo.footer") "Without --url or --profile it starts a simulator of "
+                                       "the service inside this program. A given "
+                                       "service is only read, unless --machine names one "
+                                       "that may be switched."));
     CLI::Option *url = demo->add_option("--url", options.login.url,
                                         Text(MSGID("help.demo.url") "Service to connect to"));
-    demo->add_option("--user", options.login.user, Text(MSGID("help.demo.user") "User name"));
-    AddLoginOptions(*demo, options);
+    demo->add_option("--user", options.login.user,
+                     Text(MSGID("help.demo.user") "User name; administrator, "
+                                                  "unless the profile has one"));
+    CLI::Option *profile = AddLoginOptions(*demo, options)->excludes(url);
     demo->add_option("--machine", options.machine,
                      Text(MSGID("help.demo.machine") "Machine to switch on and off, by its name"));
     demo->add_option("--machines", options.machines,
                      Text(MSGID("help.demo.machines") "Machines in the simulator"))
         ->capture_default_str()
         ->check(CLI::Range(1, kMaxMachines))
-        ->excludes(url);
+        ->excludes(url)
+        ->excludes(profile);
     demo->add_option("--port", options.port,
                      Text(MSGID("help.demo.port") "Loopback port of the "
                                                   "simulator; 0 for a free one"))
         ->capture_default_str()
         ->check(CLI::Range(0, 65535))
-        ->excludes(url);
+        ->excludes(url)
+        ->excludes(profile);
     demo->add_option("--task-ms", options.taskMs,
                      Text(MSGID("help.demo.task") "Duration of the simulator's "
                                                   "tasks, in milliseconds"))
         ->capture_default_str()
         ->check(CLI::Range(0, kMaxSeconds * 1000))
-        ->excludes(url);
+        ->excludes(url)
+        ->excludes(profile);
     demo->add_flag("--tls", options.isTls,
                    Text(MSGID("help.demo.tls") "Let the simulator serve https, "
                                                "and pin its certificate"))
-        ->excludes(url);
-    for (const char *name : {"--password", "--password-stdin", "--pin", "--ca", "--insecure"})
-        demo->get_option(name)->needs(url);
-    demo->callback([&] { status = RunCommand([&] { return RunDemo(options); }); });
+        ->excludes(url)
+        ->excludes(profile);
+    demo->callback([&options, &status, demo] {
+        status = RunCommand([&] {
+            const bool isGiven = !options.login.url.empty() || !options.profile.empty();
+            for (const char *name :
+                 {"--password", "--password-stdin", "--pin", "--ca", "--insecure"}) {
+                if (!isGiven && demo->count(name) > 0)
+                    throw BadUsage(Text(MSGID("demo.needsService") "%s needs --url or --profile; "
+                                                                   "see orvane demo --help",
+                                        name));
+            }
+            return RunDemo(options);
+        });
+    });
 }
 
 } // namespace orvaneCli

@@ -1,7 +1,14 @@
 /*
- * loginOptions.h -- where a command connects to, and the password
+ * loginOptions.h -- where a command connects to: an address and a user, or a profile; and the password
+ *
+ *   orvane about URL USER
+ *   orvane about --profile NAME [USER]
+ *
+ * Password: the options, the environment, the profile, the user at the terminal; the first that has one.
  */
 #pragma once
+
+#include <string>
 
 #include <CLI/CLI.hpp>
 
@@ -15,12 +22,13 @@ struct LoginOptions {
     Login login;
     PasswordOptions password;
     TrustOptions trust;
+    std::string profile;
 };
 
-/* Adds --timeout and the options of password and trust to a command. */
-void AddLoginOptions(CLI::App &command, LoginOptions &options);
+/* Adds --profile, --timeout and the options of password and trust to a command. Returns --profile. */
+CLI::Option *AddLoginOptions(CLI::App &command, LoginOptions &options);
 
-/* Completes the login by the settings, and finds the password. Throws Failure. */
+/* Completes the login with that of the profile, if one is named, and finds the password. Throws Failure. */
 Password CompleteLogin(LoginOptions &options);
 
 } // namespace orvaneCli

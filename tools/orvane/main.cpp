@@ -11,6 +11,7 @@
 #include "tools/orvane/logOptions.h"
 #include "tools/orvane/message.h"
 #include "tools/orvane/nearestWord.h"
+#include "tools/orvane/profileCommand.h"
 #include "tools/orvane/schemaCommand.h"
 #include "tools/orvane/settings.h"
 #include "tools/orvane/terminal.h"
@@ -140,6 +141,8 @@ int Run(int argc, char **argv) {
     AddAbout(program, aboutOptions, status);
     SchemaOptions schemaOptions;
     AddSchema(program, schemaOptions, status);
+    ProfileOptions profileOptions;
+    AddProfile(program, profileOptions, status);
     AddConfig(program, status);
     GroupHelpOptions(program);
     try {

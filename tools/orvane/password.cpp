@@ -20,6 +20,7 @@ namespace orvaneCli {
 namespace {
 
 constexpr size_t kMaxPassword = 64 * 1024;
+constexpr int kMostAttempts = 3; /* at a new passphrase */
 
 /* A text in the environment; nothing if it is empty. */
 std::optional<std::string> FromEnvironment(const char *name) {
@@ -73,6 +74,17 @@ Password FromFile(const std::string &path) {
         close(file);
         throw;
     }
+}
+
+Password TypedPassphrase(const std::string &prompt) {
+    if (!CanAsk())
+        throw BadUsage(Text(MSGID("passphrase.noTerminal") "the passphrase of the profiles is "
+                                                           "needed, and there is no terminal "
+                                                           "to ask on"));
+    auto typed = AskForPassphrase(prompt);
+    if (!typed || typed->empty())
+        throw BadUsage(Text(MSGID("passphrase.none") "no passphrase was given"));
+    return Password(std::move(*typed));
 }
 
 } // namespace
@@ -130,6 +142,23 @@ Password AskPassword(const std::string &user) {
 Password FindPassword(const PasswordOptions &options, const std::string &user) {
     auto given = GivenPassword(options);
     return given ? std::move(*given) : AskPassword(user);
+}
+
+Password AskPassphrase() {
+    return TypedPassphrase(Text(MSGID("passphrase.ask") "Passphrase of the profiles:") + " ");
+}
+
+Password AskNewPassphrase() {
+    for (int i = 0; i < kMostAttempts; i++) {
+        Password first =
+            TypedPassphrase(Text(MSGID("passphrase.new") "New passphrase of the profiles:") + " ");
+        const Password second =
+            TypedPassphrase(Text(MSGID("passphrase.again") "The same again:") + " ");
+        if (strcmp(first.Text(), second.Text()) == 0)
+            return first;
+        Report(Text(MSGID("passphrase.differ") "the two are not the same"));
+    }
+    throw BadUsage(Text(MSGID("passphrase.none") "no passphrase was given"));
 }
 
 } // namespace orvaneCli

@@ -5,6 +5,7 @@
  *   --password TEXT          the option; other users of the machine can see it
  *   ORVANE_PASSWORD_FILE     the first line of that file
  *   ORVANE_PASSWORD          the environment
+ *   --profile NAME           what is stored for the profile, sealed under a passphrase (profiles.h)
  *   none of these            the user is asked, if there is a terminal
  *
  * The first that is given counts. Only the user at the terminal can give an empty password; anywhere else it
@@ -55,5 +56,9 @@ Password AskPassword(const std::string &user);
 
 /* The first of both. */
 Password FindPassword(const PasswordOptions &options, const std::string &user);
+
+/* Asks for the passphrase that the stored passwords are sealed under; for a new one twice. Throws BadUsage. */
+Password AskPassphrase();
+Password AskNewPassphrase();
 
 } // namespace orvaneCli

@@ -4,12 +4,15 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
+#include <memory>
 
+#include <crypto/cryptoPassword.h>
 #include <fmt/format.h>
 #include <poll.h>
 #include <termios.h>
 #include <unistd.h>
 
+#include "lib/misc/glibPtr.h"
 #include "lib/misc/secret.h"
 #include "tools/orvane/failure.h"
 #include "tools/process/processSignals.h"
@@ -17,6 +20,8 @@
 namespace orvaneCli {
 
 namespace {
+
+using PassphraseText = std::unique_ptr<char, Release<Crypto_FreeString>>;
 
 constexpr size_t kMaxAnswer = 4096;       /* a terminal has no longer lines */
 constexpr timespec kLook{0, 200'000'000}; /* for a signal that another thread got */
@@ -56,6 +61,9 @@ public:
     }
     SignalScope(const SignalScope &) = delete;
     SignalScope &operator=(const SignalScope &) = delete;
+
+    /* Lets signals interrupt what waits from now on. */
+    void Admit() const { sigprocmask(SIG_SETMASK, &open, nullptr); }
 
     /* False if a signal came first. */
     bool WaitForInput() const {
@@ -124,10 +132,21 @@ std::optional<std::string> AskOnce(const std::string &question, bool isSecret) {
     return ReadLine(signals);
 }
 
-std::optional<std::string> AskUntilAnswered(const std::string &question, bool isSecret) {
+/* A signal ends the reading of the line, after which the settings of the terminal are put back. */
+std::optional<std::string> AskPassphraseOnce(const std::string &question) {
+    const SignalScope signals;
+    signals.Admit();
+    setvbuf(stdin, nullptr, _IONBF, 0); /* what is typed is not to stay in a buffer */
+    const PassphraseText typed(Crypto_GetPassword(question.c_str(), FALSE));
+    clearerr(stdin);
+    return typed != nullptr && gSignal == 0 ? std::optional<std::string>(typed.get())
+                                            : std::nullopt;
+}
+
+template <class Once> std::optional<std::string> AskUntilAnswered(Once once) {
     std::fflush(stdout);
     for (;;) {
-        auto answer = AskOnce(question, isSecret);
+        auto answer = once();
         if (answer || gSignal == 0)
             return answer;
         fmt::print(stderr, "\n");
@@ -146,11 +165,15 @@ bool CanAsk() {
 }
 
 std::optional<std::string> Ask(const std::string &question) {
-    return AskUntilAnswered(question, false);
+    return AskUntilAnswered([&] { return AskOnce(question, false); });
 }
 
 std::optional<std::string> AskSecretly(const std::string &question) {
-    return AskUntilAnswered(question, true);
+    return AskUntilAnswered([&] { return AskOnce(question, true); });
+}
+
+std::optional<std::string> AskForPassphrase(const std::string &prompt) {
+    return AskUntilAnswered([&] { return AskPassphraseOnce(prompt); });
 }
 
 } // namespace orvaneCli

@@ -21,4 +21,7 @@ std::optional<std::string> Ask(const std::string &question);
 /* The same without showing what is typed. */
 std::optional<std::string> AskSecretly(const std::string &question);
 
+/* The same by Crypto_GetPassword(). */
+std::optional<std::string> AskForPassphrase(const std::string &prompt);
+
 } // namespace orvaneCli
