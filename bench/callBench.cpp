@@ -1,6 +1,9 @@
 // How much more than libcurl alone does a call cost, one at a time and sixteen in flight?
+#include <cstdio>
 #include <memory>
 #include <string>
+
+#include <unistd.h>
 
 #include <benchmark/benchmark.h>
 #include <orvane/orvane.h>
@@ -101,6 +104,18 @@ void OursWhole(benchmark::State &state, int numInFlight, Wire wire, Checks check
     orvane_shutdown();
 }
 
+/* ---- the same calls with their records in a file ---- */
+
+void Recorded(benchmark::State &state, bool isRecorded) {
+    char path[] = "/dev/shm/wireXXXXXX";
+    close(g_mkstemp(path));
+    if (isRecorded)
+        g_setenv("ORVANE_WIRE", path, TRUE);
+    OursWhole(state, 16, Wire::kPlain, Checks::kNone);
+    g_unsetenv("ORVANE_WIRE");
+    remove(path);
+}
+
 constexpr RatioRow kRows[] = {
     {"call1", "64 calls of a stub, 1 in flight : bare libcurl", 1.3},
     {"call16", "64 calls of a stub, 16 in flight : bare libcurl", 1.8},
@@ -110,6 +125,7 @@ constexpr RatioRow kRows[] = {
     {"strict16", "64 calls of a stub over checked https, 16 in flight : bare libcurl", 1.8},
     {"transport1", "64 posts through the transport, 1 in flight : bare libcurl", 1.3},
     {"transport16", "64 posts through the transport, 16 in flight : bare libcurl", 1.4},
+    {"wire", "64 calls of a stub, 16 in flight, with a wire record : without", 1.3},
 };
 
 } // namespace
@@ -134,5 +150,7 @@ int main(int argc, char **argv) {
     benchmark::RegisterBenchmark("transport1/peer", Peer, 1, Wire::kPlain);
     benchmark::RegisterBenchmark("transport16/ours", Ours, 16);
     benchmark::RegisterBenchmark("transport16/peer", Peer, 16, Wire::kPlain);
+    benchmark::RegisterBenchmark("wire/ours", Recorded, true);
+    benchmark::RegisterBenchmark("wire/peer", Recorded, false);
     return Ratio_Main(argc, argv, kRows);
 }

@@ -16,3 +16,4 @@
 #include <orvane/schemaOverlay.h>
 #include <orvane/session.h>
 #include <orvane/specBuilders.h>
+#include <orvane/wire.h>

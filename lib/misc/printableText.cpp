@@ -61,6 +61,8 @@ void AppendEscape(std::string *text, gunichar code) {
 } // namespace
 
 std::string PrintableText_Make(std::string_view foreign, PrintableForm form) {
+    if (std::ranges::all_of(foreign, [](char c) { return c >= 0x20 && c < 0x7f; }))
+        return std::string(foreign);
     std::string text;
     text.reserve(foreign.size());
     while (!foreign.empty()) {

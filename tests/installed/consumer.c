@@ -14,6 +14,11 @@ static void OnLine(gint level, const char *text, gpointer data) {
     ++*(guint *)data;
 }
 
+static void OnRecord(OrvaneSession *session, const OrvaneWireRecord *record, gpointer data) {
+    (void)session, (void)data;
+    g_printerr("%s\n", record->text);
+}
+
 int main(void) {
     guint numLines = 0, numBefore;
     OrvaneSession *session;
@@ -23,6 +28,8 @@ int main(void) {
     if (!orvane_glib_init(NULL))
         return 1;
     session = orvane_session_new();
+    orvane_session_set_wire_func(session, OnRecord, NULL, NULL);
+    orvane_session_set_wire_limit(session, 1024);
     spec = orvane_property_spec_new(SKEMA_TYPE_OZY_VIRTUAL_MACHINE, FALSE, "name", NULL);
     json = orvane_object_to_json(spec, ORVANE_JSON_COMPACT, NULL);
     g_print("%s %s %d %s\n", g_type_name(SKEMA_TYPE_OZY_VIRTUAL_MACHINE), G_OBJECT_TYPE_NAME(spec),

@@ -462,6 +462,17 @@ gboolean BasicHttp_IsLoopbackUrl(const char *url);
  */
 char *BasicHttp_Redact(const char *text);
 
+/* Copies a line of a header without the value of a cookie or of an authorization; free with g_free(). */
+char *BasicHttp_RedactHeader(const char *line);
+
+/* Whether an element or attribute with this name, in any case and with any prefix, holds a secret: a password, passphrase,
+ * ticket, token, cookie, key, session id or credential. */
+gboolean BasicHttp_IsSecretName(const char *name, gsize length);
+
+/* Returns the place behind the first name of a secret in a text of any kind, also if the name is escaped; G_MAXSIZE if
+ * there is none. */
+gsize BasicHttp_FindSecretName(const char *text, gsize length);
+
 /* Pauses or resumes one direction of a transfer. FALSE, without an effect, before the request was started or has a
  * connection. Resuming may call the progress procs at once, and they may free the request. */
 gboolean BasicHttp_PauseSendRequest(BasicHttpRequest *request, gboolean pause);
@@ -503,6 +514,9 @@ gboolean BasicHttp_AddRequestToBandwidthGroup(BasicHttpBandwidthGroup *group,
 /* Does nothing unless the request is in this group. One that is paused by the group remains so; see above. */
 void BasicHttp_RemoveRequestFromBandwidthGroup(BasicHttpBandwidthGroup *group,
                                                BasicHttpRequest *request);
+
+/* Returns the body of a request if it is a text in memory, else NULL. It is owned by the request. */
+const char *BasicHttp_GetBodyText(const BasicHttpRequest *request, gsize *length);
 
 /* The response's headers, "Name: value" each, in the order of receipt, including those of redirects.
  * The text is owned by the request; NULL past the end. */

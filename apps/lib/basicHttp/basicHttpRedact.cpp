@@ -36,6 +36,8 @@ constexpr auto kSecretWords = std::to_array<std::string_view>(
      "credential", "authorization"});
 /* A name with just this at its end: a session's key opens the session. */
 constexpr std::string_view kSecretEnd = "key";
+/* Where names are known to be those of the service, this is one at the end only: it has an authorizationManager. */
+constexpr std::string_view kHeaderWord = "authorization";
 
 constexpr size_t kMaxName = 128;
 /* Times that an escape is escaped itself. */
@@ -162,10 +164,14 @@ std::string_view NameAt(std::string_view lower, size_t at) {
     return lower.substr(std::min(at, lower.size()), end - at);
 }
 
+/* A name without its prefix. */
+std::string_view LocalName(std::string_view name) {
+    const size_t colon = name.find(':');
+    return colon == std::string_view::npos ? name : name.substr(colon + 1);
+}
+
 bool IsSecretElement(std::string_view lowerName) {
-    const size_t colon = lowerName.find(':');
-    const std::string_view local =
-        colon == std::string_view::npos ? lowerName : lowerName.substr(colon + 1);
+    const std::string_view local = LocalName(lowerName);
     return local.ends_with(kSecretEnd) ||
            std::ranges::any_of(kSecretWords, [&](std::string_view word) {
                return local.find(word) != std::string_view::npos;
@@ -361,8 +367,94 @@ size_t NameEnd(const Plain &plain, const Letters &letters, size_t end) {
     return end;
 }
 
+/* Whether a word of secrets begins with these two letters. Says no to nearly all places of a text. */
+constexpr bool MayBegin(char first, char second) {
+    switch (first) {
+    case 'p':
+        return second == 'a' || second == 'w';
+    case 't':
+        return second == 'i' || second == 'o';
+    case 'c':
+        return second == 'o' || second == 'r';
+    case 's':
+        return second == 'e';
+    case 'a':
+        return second == 'u';
+    case 'k':
+        return second == 'e';
+    default:
+        return false;
+    }
+}
+static_assert(std::ranges::all_of(kSecretWords, [](std::string_view word) {
+    return MayBegin(word[0], word[1]);
+}));
+static_assert(MayBegin(kSecretEnd[0], kSecretEnd[1]));
+
+/* Whether a text in lower case has a word of secrets in it, or the one that counts at the end only. */
+bool HasSecretWord(std::string_view lower) {
+    for (size_t at = 0; at + 1 < lower.size(); at++) {
+        if (!MayBegin(lower[at], lower[at + 1]))
+            continue;
+        const std::string_view rest = lower.substr(at);
+        if (rest.starts_with(kSecretEnd) ||
+            std::ranges::any_of(kSecretWords,
+                                [rest](std::string_view word) { return rest.starts_with(word); }))
+            return true;
+    }
+    return false;
+}
+
+/* A text in lower case, on the stack unless it is long. */
+class Lowered {
+public:
+    enum Which { kAll, kLettersAndDigits };
+    Lowered(std::string_view text, Which which) {
+        if (text.size() > near.size())
+            far.resize(text.size());
+        char *to = far.empty() ? near.data() : far.data();
+        char *end = to;
+        for (char c : text) {
+            if (which == kAll || g_ascii_isalnum(c))
+                *end++ = g_ascii_tolower(c);
+        }
+        all = {to, size_t(end - to)};
+    }
+    Lowered(const Lowered &) = delete;
+    Lowered &operator=(const Lowered &) = delete;
+    std::string_view Text() const { return all; }
+
+private:
+    std::array<char, 256> near;
+    std::string far;
+    std::string_view all;
+};
+
+bool AreHex(std::string_view text) {
+    return text.size() >= 2 && g_ascii_isxdigit(text[0]) && g_ascii_isxdigit(text[1]);
+}
+
+/* Whether a text has an escape that TakeEscape() undoes, or markup; TRUE for some that have none. */
+bool HasEscape(std::string_view text) {
+    constexpr std::string_view kFirst = "&<%=\\";
+    for (size_t at = text.find_first_of(kFirst); at != std::string_view::npos;
+         at = text.find_first_of(kFirst, at + 1)) {
+        const bool isNumber = text[at] == '%' || text[at] == '=';
+        if (!isNumber || AreHex(text.substr(at + 1)))
+            return true;
+    }
+    return false;
+}
+
+/* Whether a text may hold the name of a secret. FALSE only if it holds none. */
+bool MayHoldSecretName(std::string_view text) {
+    return HasSecretWord(Lowered(text, Lowered::kLettersAndDigits).Text()) || HasEscape(text);
+}
+
 /* Behind the first name of a secret; the end of the text if there is none. */
 size_t SecretNameEnd(std::string_view lower) {
+    if (!MayHoldSecretName(lower))
+        return lower.size();
     Plain plain{std::string(lower), {}};
     for (size_t at = 0; at < lower.size(); at++)
         plain.from.push_back(at + 1);
@@ -376,6 +468,8 @@ size_t SecretNameEnd(std::string_view lower) {
 
 /* The text up to the first name of a secret, with what is put in the place of the rest. */
 std::string CutBehindSecretName(std::string_view text, std::string_view instead) {
+    if (!MayHoldSecretName(text))
+        return std::string(text);
     const size_t end = SecretNameEnd(Lower(text));
     std::string shown(text.substr(0, end));
     return end < text.size() ? shown.append(instead) : shown;
@@ -387,9 +481,9 @@ std::string CutBehindSecretName(std::string_view text, std::string_view instead)
 size_t SecretValue(std::string_view lowerLine, bool isAnywhere) {
     size_t value = std::string_view::npos;
     for (std::string_view header : kSecretHeaders) {
-        const size_t found = lowerLine.find(header);
-        if (found != std::string_view::npos && (isAnywhere || found == 0))
-            value = std::min(value, found + header.size());
+        if (isAnywhere ? lowerLine.find(header) != std::string_view::npos
+                       : lowerLine.starts_with(header))
+            value = std::min(value, lowerLine.find(header) + header.size());
     }
     return value;
 }
@@ -398,7 +492,7 @@ size_t SecretValue(std::string_view lowerLine, bool isAnywhere) {
 std::string RedactHeader(std::string_view line) {
     if (line.starts_with(' ') || line.starts_with('\t'))
         return std::string(kRedacted);
-    const size_t secret = SecretValue(Lower(line), false);
+    const size_t secret = SecretValue(Lowered(line, Lowered::kAll).Text(), false);
     if (secret != std::string_view::npos)
         return std::string(line.substr(0, secret)).append(" ").append(kRedacted);
     return CutBehindSecretName(line, kRedacted);
@@ -472,6 +566,29 @@ std::string BasicHttpRedactContent(std::string_view text) {
     if (end == shown.size())
         return shown;
     return shown.substr(0, end).append(kRedacted);
+}
+
+gboolean BasicHttp_IsSecretName(const char *name, gsize length) {
+    const Lowered lower(LocalName(std::string_view(name, length)), Lowered::kAll);
+    const std::string_view local = lower.Text();
+    if (!HasSecretWord(local))
+        return FALSE;
+    return local.ends_with(kSecretEnd) || local.ends_with(kHeaderWord) ||
+           std::ranges::any_of(kSecretWords, [&](std::string_view word) {
+               return word != kHeaderWord && local.find(word) != std::string_view::npos;
+           });
+}
+
+gsize BasicHttp_FindSecretName(const char *text, gsize length) {
+    const std::string_view all(text, length);
+    if (!MayHoldSecretName(all))
+        return G_MAXSIZE;
+    const size_t end = SecretNameEnd(Lower(all));
+    return end < length || BasicHttp_IsSecretName(text, length) ? end : G_MAXSIZE;
+}
+
+char *BasicHttp_RedactHeader(const char *line) {
+    return g_strdup(RedactHeader(line).c_str());
 }
 
 char *BasicHttp_Redact(const char *text) {

@@ -54,6 +54,12 @@ const BasicHttpMemorySource *BasicHttpMemoryOf(const BasicHttpSource *source) {
     return static_cast<const BasicHttpMemorySource *>(source->priv);
 }
 
+const char *BasicHttp_GetBodyText(const BasicHttpRequest *request, gsize *length) {
+    const BasicHttpMemorySource *memory = request ? BasicHttpMemoryOf(request->body) : nullptr;
+    *length = memory ? memory->length : 0;
+    return memory ? memory->data : nullptr;
+}
+
 BasicHttpSource *BasicHttp_AllocStringSource(const char *text) {
     return BasicHttp_TakeStringSource(g_strdup(text), strlen(text));
 }

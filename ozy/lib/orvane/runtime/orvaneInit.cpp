@@ -26,6 +26,7 @@ gboolean orvane_init(OrvanePollCallback pollCallback, OrvanePollCallbackRemove p
     g_type_init();
     if (!gIsEnvironmentRead.exchange(true))
         SchemaLoad_FromEnvironment(secure_getenv);
+    OrvaneSessionWire_Open(secure_getenv);
     SSL_Init(nullptr, nullptr, nullptr);
     return BasicHttp_InitEx(pollCallback, pollCallbackRemove, -1);
 }
@@ -33,6 +34,7 @@ gboolean orvane_init(OrvanePollCallback pollCallback, OrvanePollCallbackRemove p
 void orvane_shutdown(void) {
     BasicHttp_Shutdown();
     SSL_Exit();
+    OrvaneSessionWire_Close();
     SoapBlocks_ReleaseKept();
     /* last, since completion functions may start the library again */
     OrvaneSession_EndAllForShutdown();

@@ -43,6 +43,12 @@ OrvaneOperations *OrvaneSession_GetOperations(OrvaneSession *session);
 /* Ends the open operations of all sessions. The transport was shut down. */
 void OrvaneSession_EndAllForShutdown(void);
 
+/* session/: the record of requests and replies */
+
+/* Opens the file that ORVANE_WIRE names. @getVariable reads the variable: secure_getenv(). */
+void OrvaneSessionWire_Open(char *(*getVariable)(const char *name));
+void OrvaneSessionWire_Close(void);
+
 /* soap/: the memory of reply trees */
 
 /* Frees the blocks that are kept between replies. */

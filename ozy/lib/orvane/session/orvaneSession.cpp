@@ -142,6 +142,7 @@ static void orvane_session_finalize(GObject *object) {
     g_object_unref(priv->server);
     OrvaneSessionFreeCallHeaders(priv);
     BasicHttp_DeleteBandwidthGroup(priv->bandwidthGroup);
+    OrvaneWireReceiver_Unref(priv->wireReceiver);
     g_free(priv->userAgent);
     g_free(priv->sslCertificateFile);
     g_free(priv->sslCertificatePath);

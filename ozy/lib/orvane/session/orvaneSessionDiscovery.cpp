@@ -24,13 +24,15 @@ struct Discovery {
     ResponsePtr response;
 };
 
-/* Frees the request and its context. Runs no code of the application. */
+/* Frees the request and its context. Runs no code of the application but its wire function. */
 Discovery EndRequest(BasicHttpRequest *request, BasicHttpResponse *response, gpointer context) {
     const ObjectPtr<GObject> owner(G_OBJECT(context));
     auto *session = static_cast<OrvaneSession *>(g_object_get_data(owner.get(), "session"));
     OrvaneListener *listener = OrvaneSessionBound(context);
     orvane_unbind_listener(owner.get());
-    delete OrvaneSessionTakeCall(request);
+    const std::unique_ptr<OrvaneCall> call(OrvaneSessionTakeCall(request));
+    if (call && call->wire)
+        OrvaneSessionWire_Reply(session, *call->wire, request, response);
     BasicHttp_FreeRequest(request);
     return {session, listener, ResponsePtr(response)};
 }

@@ -12,6 +12,7 @@
  *   orvaneSessionVerify.cpp      decisions on certificates
  *   orvaneSessionDisconnect.cpp  disconnect
  *   orvaneSessionInvoke.cpp      calls and replies
+ *   orvaneSessionWire.cpp        records of requests and replies; wireFile.cpp is the file of them
  *   orvaneSessionLocal.cpp       services and ticket files of this machine
  *   orvaneSessionSspi.cpp        single sign-on
  */
@@ -23,6 +24,7 @@
 #include "ozy/lib/orvane/listener/orvaneListenerInt.h"
 #include "ozy/lib/orvane/runtime/roomsAbove.h"
 #include "ozy/lib/orvane/session/orvaneServer.h"
+#include "ozy/lib/orvane/session/orvaneSessionWire.h"
 #include "ozy/lib/orvane/updates/orvaneMOMgr.h"
 
 /* Stores and notifies "state"; nothing for an equal state. */
@@ -68,12 +70,13 @@ struct OrvaneCall {
     GObject *context;  /* owned; the context of a discovery request, otherwise NULL */
     bool ownsListener; /* the session releases it if the call ends without a signal */
     bool isCanceled;   /* its reply is dropped, also if the listener has another call by then */
+    std::unique_ptr<OrvaneWireCall> wire; /* NULL if the request was not recorded */
 };
 /* (transfer none) (nullable): the session of a request in flight. */
 OrvaneSession *OrvaneSessionOfRequest(const BasicHttpRequest *request);
 /* (transfer full) (nullable): the call of a request, which is taken from its session. */
 OrvaneCall *OrvaneSessionTakeCall(BasicHttpRequest *request);
-/* Adds a discovery request to the session. Takes over the context. */
+/* Adds a discovery request to the session. Takes over the context. May call the application's wire function. */
 void OrvaneSessionAddDiscovery(OrvaneSession *session, BasicHttpRequest *request, GObject *context);
 /* Frees all requests, and the internal listeners of their calls. */
 void OrvaneSessionFreeCalls(OrvaneSession *session);
@@ -114,6 +117,9 @@ struct _OrvaneSessionPrivate {
     guint64 maxBodyBytes;                    /* of a reply, if so; 0: no limit */
     guint64 maxTreeBytes;                    /* of a reply's tree; 0: no limit */
     BasicHttpBandwidthGroup *bandwidthGroup; /* of all requests; NULL until a limit is set */
+    OrvaneWireReceiver *wireReceiver;        /* NULL for none */
+    gsize wireLimit;                         /* bytes of a body that are shown */
+    bool hasWireLimit;                       /* the application has set it */
     gboolean keepAliveActive;
     char *sslCertificateFile;
     char *sslCertificatePath;

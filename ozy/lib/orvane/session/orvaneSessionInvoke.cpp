@@ -359,6 +359,8 @@ void BasicHttpOnSent(BasicHttpRequest *request, BasicHttpResponse *response, gpo
         return;
     }
     OrvaneCall *call = FindCall(request);
+    if (call != nullptr && call->wire)
+        OrvaneSessionWire_Reply(call->session, *call->wire, request, response);
     if (isListener) {
         OnListenerReply(call, ORVANE_LISTENER(clientData), std::move(ownRequest),
                         std::move(ownResponse));
@@ -432,7 +434,8 @@ void OrvaneSession_InvokeMethodV(OrvaneSession *session, GObject *object, const 
         Link(call, listener, methodName);
     gpointer clientData = listener != nullptr ? static_cast<gpointer>(listener) : session;
     if (BasicHttp_SendRequest(request.get(), BasicHttpOnSent, clientData)) {
-        (void)request.release(); /* owned by the call */
+        BasicHttpRequest *sent = request.release(); /* owned by the call */
+        call->wire = OrvaneSessionWire_Request(session, sent, object, methodName);
         return;
     }
     ForgetListener(call);
@@ -495,7 +498,9 @@ OrvaneCall *OrvaneSessionTakeCall(BasicHttpRequest *request) {
 
 void OrvaneSessionAddDiscovery(OrvaneSession *session, BasicHttpRequest *request,
                                GObject *context) {
-    AddCall(session, request)->context = context;
+    OrvaneCall *call = AddCall(session, request);
+    call->context = context;
+    call->wire = OrvaneSessionWire_Request(session, request, nullptr, "GET");
 }
 
 void OrvaneSessionFreeCallHeaders(OrvaneSessionPrivate *priv) {
