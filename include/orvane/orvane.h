@@ -7,6 +7,7 @@
 #pragma once
 
 #include <orvane/export.h>
+#include <orvane/filter.h>
 #include <orvane/listener.h>
 #include <orvane/log.h>
 #include <orvane/loop.h>

@@ -224,6 +224,8 @@ bool Layout::ReadStartTag() {
         at = body.size(); /* the name itself may be cut */
         return true;
     }
+    if (open.empty() && g_ascii_strncasecmp(name.data(), "html", name.size()) == 0)
+        return false; /* tags of a page may break the names of secrets */
     bool isSecret = IsSecretName(name);
     if (!open.empty()) {
         isSecret = isSecret || open.back().hidesChildren;

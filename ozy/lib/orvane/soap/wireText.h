@@ -10,7 +10,7 @@
  * in a text. If a text or an attribute is just such a name ("guestinfo.password"), the values beside it are hidden, too.
  * Comments, processing instructions and the namespaces of prefixes are left out. The end of a body that was cut is simply missing.
  *
- * A body that is no XML is shown by the rules of BasicHttp_Redact(), each of its lines on one line.
+ * A page of HTML, and a body that is no XML, is shown by the rules of BasicHttp_Redact(), each of its lines on one line.
  *
  * The time is in proportion to the length of the body, whatever is in it. Secrets in XML are not copied.
  *

@@ -118,6 +118,7 @@ void Dispose(GObject *object) {
     priv->updatesStopped = TRUE;
     DropLoads(momgr);
     CancelListeners(momgr);
+    MOMgrFilter_EndAll(momgr);
     g_clear_weak_pointer(&priv->updatesListener);
     g_clear_object(&priv->collector);
     ReleaseProxies(momgr);

@@ -1,7 +1,7 @@
 /*
  * orvaneMOMgrInt.h -- the record of the manager, shared by its sources: registry (orvaneMOMgr.cpp),
  * loads (orvaneMOMgrLoad.cpp), update stream (orvaneMOMgrUpdates.cpp), changes of properties
- * (orvaneMOMgrApply.cpp)
+ * (orvaneMOMgrApply.cpp), filters of the application (orvaneMOMgrFilter.cpp)
  *
  * No pointer in the record keeps a proxy or an application's listener alive. Each has a weak reference while
  * a table contains it:
@@ -22,6 +22,7 @@
 #include "ozy/lib/orvane/listener/orvaneOperation.h"
 #include "ozy/lib/orvane/schema/schemaEngine.h"
 #include "ozy/lib/orvane/updates/orvaneMOMgr.h"
+#include "ozy/lib/orvane/updates/orvaneMOMgrFilter.h"
 
 /* A load that has not started. */
 struct MOMgrLoad {
@@ -60,8 +61,9 @@ struct OrvaneMOMgrPrivate {
     OrvaneListener *updatesListener; /* of the open call, which owns it; a weak pointer */
     GQueue *activeListeners;         /* all that are not answered yet, the newest at the head */
     GQueue *answering;               /* MOMgrPending records whose listeners are being notified */
-    guint numStarts;   /* loads to start before orvane_momgr_dequeue_pending_load() returns */
-    gboolean isClosed; /* the connection is over */
+    guint numStarts;       /* loads to start before orvane_momgr_dequeue_pending_load() returns */
+    gboolean isClosed;     /* the connection is over */
+    MOMgrFilters *filters; /* of the application; NULL until there is one */
 };
 
 struct _OrvaneMOMgr {
@@ -146,6 +148,18 @@ void MOMgrDestroyFilter(OrvaneMOMgr *momgr, const char *filterId);
 
 /* The fault of a call that failed, as a value. */
 void MOMgrTakeFault(OrvaneListener *internal, GValue *value);
+
+/* Whether changes may still be applied. Handlers of earlier changes may have ended the connection. */
+bool MOMgrIsFollowing(OrvaneMOMgr *momgr);
+
+/* Applies one Change of an ObjectUpdate. Returns the path of the property, or NULL; it is part of the change or of the
+ * copy. */
+const char *MOMgrApplyChange(OrvaneMOMgr *momgr, MOMgrProxies *proxies,
+                             SkemaQormManagedObject *proxy, GObject *change, GPtr<char> *copy);
+
+/* Applies or holds a FilterUpdate, of whatever filter. */
+void MOMgrApplyFilterUpdate(OrvaneMOMgr *momgr, GObject *filterUpdate, bool isWhole,
+                            MOMgrProxies *proxies, std::vector<MOMgrFilterPtr> *updated);
 
 /* Frees a MOMgrPending. No listener is notified. */
 void MOMgrFreePending(gpointer pending);

@@ -15,11 +15,6 @@ constexpr gint kMaxWaitSeconds = 300;
 /* The first version whose wait has a time limit. */
 constexpr char kVersionWithWaitOptions[] = "ozy25/4.1";
 
-/* Whether changes may still be applied. Handlers of earlier changes may have ended the connection. */
-gboolean IsFollowing(OrvaneMOMgr *momgr) {
-    return !momgr->priv->updatesStopped && MOMgrSession(momgr) != nullptr;
-}
-
 gboolean IsFault(gpointer fault, GType type) {
     return g_type_check_instance_is_a(static_cast<GTypeInstance *>(fault), type);
 }
@@ -27,38 +22,18 @@ gboolean IsFault(gpointer fault, GType type) {
 /* What is passed on while an update set is applied. */
 struct Updates {
     OrvaneMOMgr *momgr;
-    MOMgrProxies proxies; /* to be released after the set */
+    MOMgrProxies *proxies; /* to be released after the set */
 };
 
-void ApplyChange(Updates *updates, SkemaQormManagedObject *proxy, GObject *change) {
-    gint op = SKEMA_QORM_CORE_PROPERTY_COLLECTOR_CHANGE_ADD;
-    GPtr<char> copy;
-    const char *name = nullptr;
-    auto *const *peekedName = MOMgrPeek<char *>(change, "name");
-    const auto *peekedOp = MOMgrPeek<gint32>(change, "op");
-    if (peekedName != nullptr && peekedOp != nullptr) {
-        name = *peekedName;
-        op = *peekedOp;
-    } else {
-        char *got = nullptr;
-        g_object_get(change, "name", &got, "op", &op, nullptr);
-        copy.reset(got);
-        name = got;
-    }
-    const MOMgrReplyAny value(change);
-    updates->proxies.Note(value.Get());
-    if (name != nullptr)
-        orvane_momgr_update_property(updates->momgr, G_OBJECT(proxy), name, value.Get(), op);
-}
-
-void ApplyChanges(Updates *updates, SkemaQormManagedObject *proxy,
+void ApplyChanges(const Updates &updates, SkemaQormManagedObject *proxy,
                   const MOMgrReplyArray &changeSet) {
     const GType changeType = skema_qorm_core_property_collector_change_get_type();
     for (const GValue &element : changeSet.Elements()) {
-        if (!IsFollowing(updates->momgr))
+        if (!MOMgrIsFollowing(updates.momgr))
             return;
+        GPtr<char> copy;
         if (GObject *change = MOMgrGetObject(&element, changeType))
-            ApplyChange(updates, proxy, change);
+            MOMgrApplyChange(updates.momgr, updates.proxies, proxy, change, &copy);
     }
 }
 
@@ -72,8 +47,8 @@ void Enter(OrvaneMOMgr *momgr, SkemaQormManagedObject *proxy) {
     orvane_momgr_acknowledge_load(momgr, proxy, TRUE, nullptr);
 }
 
-void ApplyObject(Updates *updates, GObject *update) {
-    OrvaneMOMgr *momgr = updates->momgr;
+void ApplyObject(const Updates &updates, GObject *update) {
+    OrvaneMOMgr *momgr = updates.momgr;
     SkemaQormManagedObject *object = nullptr;
     gint kind = SKEMA_QORM_CORE_PROPERTY_COLLECTOR_OBJECT_UPDATE_MODIFY;
     g_object_get(update, "obj", &object, "kind", &kind, nullptr);
@@ -86,7 +61,7 @@ void ApplyObject(Updates *updates, GObject *update) {
         return;
     }
     ApplyChanges(updates, proxy.get(), MOMgrReplyArray(update, "changeSet"));
-    if (kind == SKEMA_QORM_CORE_PROPERTY_COLLECTOR_OBJECT_UPDATE_ENTER && IsFollowing(momgr))
+    if (kind == SKEMA_QORM_CORE_PROPERTY_COLLECTOR_OBJECT_UPDATE_ENTER && MOMgrIsFollowing(momgr))
         Enter(momgr, proxy.get());
 }
 
@@ -98,7 +73,7 @@ void FailMissing(OrvaneMOMgr *momgr, GObject *filterUpdate) {
     const GType missingType = skema_qorm_core_property_collector_missing_object_get_type();
     for (const GValue &element : missingSet.Elements()) {
         GObject *missing = MOMgrGetObject(&element, missingType);
-        if (missing == nullptr || !IsFollowing(momgr))
+        if (missing == nullptr || !MOMgrIsFollowing(momgr))
             continue;
         SkemaQormManagedObject *object = nullptr;
         SkemaQormMethodFault *reason = nullptr;
@@ -111,31 +86,35 @@ void FailMissing(OrvaneMOMgr *momgr, GObject *filterUpdate) {
     }
 }
 
-void ApplyFilter(Updates *updates, GObject *filterUpdate) {
+/* The update of a filter that a load has created. */
+void ApplyLoad(const Updates &updates, GObject *filterUpdate) {
     const MOMgrReplyArray objectSet(filterUpdate, "objectSet");
     const GType updateType = skema_qorm_core_property_collector_object_update_get_type();
     for (const GValue &element : objectSet.Elements()) {
-        if (!IsFollowing(updates->momgr))
+        if (!MOMgrIsFollowing(updates.momgr))
             return;
         if (GObject *update = MOMgrGetObject(&element, updateType))
             ApplyObject(updates, update);
     }
-    FailMissing(updates->momgr, filterUpdate);
+    FailMissing(updates.momgr, filterUpdate);
 }
 
-void ApplyUpdates(Updates *updates, GObject *updateSet) {
-    OrvaneMOMgrPrivate *priv = updates->momgr->priv;
+void ApplyUpdates(OrvaneMOMgr *momgr, GObject *updateSet, MOMgrProxies *proxies) {
+    OrvaneMOMgrPrivate *priv = momgr->priv;
+    gboolean isTruncated = FALSE;
     g_free(priv->collectorVersion);
-    g_object_get(updateSet, "version", &priv->collectorVersion, nullptr);
+    g_object_get(updateSet, "version", &priv->collectorVersion, "truncated", &isTruncated, nullptr);
     const MOMgrReplyArray filterSet(updateSet, "filterSet");
 
+    std::vector<MOMgrFilterPtr> updated;
     const GType filterType = skema_qorm_core_property_collector_filter_update_get_type();
     for (const GValue &element : filterSet.Elements()) {
-        if (!IsFollowing(updates->momgr))
+        if (!MOMgrIsFollowing(momgr))
             return;
         if (GObject *filterUpdate = MOMgrGetObject(&element, filterType))
-            ApplyFilter(updates, filterUpdate);
+            MOMgrApplyFilterUpdate(momgr, filterUpdate, !isTruncated, proxies, &updated);
     }
+    MOMgrFilter_Finish(momgr, updated, !isTruncated);
 }
 
 void Interrupt(OrvaneMOMgr *momgr) {
@@ -178,6 +157,38 @@ void SendWait(OrvaneMOMgr *momgr, OrvaneSession *session, OrvaneListener *intern
 }
 
 } // namespace
+
+bool MOMgrIsFollowing(OrvaneMOMgr *momgr) {
+    return !momgr->priv->updatesStopped && MOMgrSession(momgr) != nullptr;
+}
+
+const char *MOMgrApplyChange(OrvaneMOMgr *momgr, MOMgrProxies *proxies,
+                             SkemaQormManagedObject *proxy, GObject *change, GPtr<char> *copy) {
+    gint op = SKEMA_QORM_CORE_PROPERTY_COLLECTOR_CHANGE_ADD;
+    const char *name = nullptr;
+    auto *const *peekedName = MOMgrPeek<char *>(change, "name");
+    const auto *peekedOp = MOMgrPeek<gint32>(change, "op");
+    if (peekedName != nullptr && peekedOp != nullptr) {
+        name = *peekedName;
+        op = *peekedOp;
+    } else {
+        char *got = nullptr;
+        g_object_get(change, "name", &got, "op", &op, nullptr);
+        copy->reset(got);
+        name = got;
+    }
+    const MOMgrReplyAny value(change);
+    proxies->Note(value.Get());
+    if (name != nullptr)
+        orvane_momgr_update_property(momgr, G_OBJECT(proxy), name, value.Get(), op);
+    return name;
+}
+
+void MOMgrApplyFilterUpdate(OrvaneMOMgr *momgr, GObject *filterUpdate, bool isWhole,
+                            MOMgrProxies *proxies, std::vector<MOMgrFilterPtr> *updated) {
+    if (!MOMgrFilter_Route(momgr, filterUpdate, isWhole, proxies, updated))
+        ApplyLoad({momgr, proxies}, filterUpdate);
+}
 
 void orvane_momgr_set_collector(OrvaneMOMgr *momgr, SkemaQormManagedObject *collector) {
     g_return_if_fail(momgr);
@@ -236,19 +247,19 @@ void orvane_momgr_updates_cb(OrvaneListener *internal, gpointer data) {
     const auto holdManager = MOMgrHold(momgr);
     priv->updatesInFlight = FALSE;
     {
-        Updates updates{momgr, {}}; /* its proxies are released after the reply */
+        MOMgrProxies proxies; /* released after the reply */
         const ObjectPtr<OrvaneListener> release(internal);
         ScopedValue result;
         orvane_listener_get_result(internal, &result.value);
         GObject *updateSet =
             MOMgrGetObject(&result.value, skema_qorm_core_property_collector_update_set_get_type());
         if (updateSet != nullptr)
-            ApplyUpdates(&updates, updateSet);
+            ApplyUpdates(momgr, updateSet, &proxies);
         else
             HandleFailure(momgr, internal);
         if (priv->updatesListener == internal)
             g_clear_weak_pointer(&priv->updatesListener);
     }
-    if (IsFollowing(momgr))
+    if (MOMgrIsFollowing(momgr))
         orvane_momgr_wait_for_updates(momgr);
 }

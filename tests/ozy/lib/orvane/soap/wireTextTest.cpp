@@ -91,6 +91,8 @@ TEST(WireText, SecretsAreHidden) {
         {"<m>{\"apiKey\":\"#\"}</m>", "<m>{\"apiKey[redacted]</m>"},
         {"<m a='token=#'/>", "<m a=\"[redacted]\"/>"},
         {"<m><![CDATA[<password>#</password>]]></m>", "<m><password[redacted]</m>"},
+        {"<html><i>pass</i><i>word</i>&gt;#</html>", "<html><i>pass</i><i>word[redacted]"},
+        {"<m>pass&shy;word #</m>", "<m>pass&shy;word[redacted]</m>"},
         {"user=x&password=#", "user=x&password[redacted]"},
         {"<p>x<br></p><password>#</password>", "<p>x<br></p><password>[redacted]</password>"},
     };

@@ -1,0 +1,260 @@
+#include "ozy/lib/orvane/updates/orvaneMOMgrFilter.h"
+
+#include <utility>
+
+#include <orvane/schema/qorm.h>
+
+#include "ozy/lib/orvane/runtime/roomsAbove.h"
+#include "ozy/lib/orvane/updates/orvaneMOMgrInt.h"
+
+namespace {
+
+constexpr char kFilterNumber[] = "orvane_momgr_filter_number";
+/* Ids of removed filters that are remembered; few updates are on their way. */
+constexpr size_t kMaxRemoved = 256;
+
+/* (nullable): the filter that a FilterUpdate names. */
+ObjectPtr<SkemaQormManagedObject> FilterOf(GObject *filterUpdate) {
+    SkemaQormManagedObject *filter = nullptr;
+    g_object_get(filterUpdate, "filter", &filter, nullptr);
+    return ObjectPtr<SkemaQormManagedObject>(filter);
+}
+
+/* Applies one ObjectUpdate. Returns whether the filter still exists. */
+bool ApplyObject(OrvaneMOMgr *momgr, MOMgrFilter *filter, GObject *update, MOMgrProxies *proxies) {
+    SkemaQormManagedObject *object = nullptr;
+    gint kind = SKEMA_QORM_CORE_PROPERTY_COLLECTOR_OBJECT_UPDATE_MODIFY;
+    g_object_get(update, "obj", &object, "kind", &kind, nullptr);
+    const ObjectPtr<SkemaQormManagedObject> proxy(object);
+    if (proxy == nullptr)
+        return true;
+    const OrvaneFilterFuncs &functions = filter->functions;
+    if (kind == SKEMA_QORM_CORE_PROPERTY_COLLECTOR_OBJECT_UPDATE_LEAVE) {
+        if (functions.left != nullptr)
+            functions.left(proxy.get(), filter->data);
+        return !filter->isRemoved;
+    }
+    const bool isEnter = kind == SKEMA_QORM_CORE_PROPERTY_COLLECTOR_OBJECT_UPDATE_ENTER;
+    const GType changeType = skema_qorm_core_property_collector_change_get_type();
+    const MOMgrReplyArray changeSet(update, "changeSet");
+    for (const GValue &element : changeSet.Elements()) {
+        GObject *change = MOMgrGetObject(&element, changeType);
+        if (change == nullptr)
+            continue;
+        GPtr<char> copy;
+        const char *path = MOMgrApplyChange(momgr, proxies, proxy.get(), change, &copy);
+        if (filter->isRemoved || !MOMgrIsFollowing(momgr))
+            return false;
+        if (!isEnter && path != nullptr && functions.changed != nullptr)
+            functions.changed(proxy.get(), path, filter->data);
+        if (filter->isRemoved || !MOMgrIsFollowing(momgr))
+            return false;
+    }
+    if (isEnter && functions.entered != nullptr)
+        functions.entered(proxy.get(), filter->data);
+    return !filter->isRemoved;
+}
+
+void Apply(OrvaneMOMgr *momgr, MOMgrFilter *filter, GObject *filterUpdate, MOMgrProxies *proxies) {
+    const MOMgrReplyArray objectSet(filterUpdate, "objectSet");
+    const GType updateType = skema_qorm_core_property_collector_object_update_get_type();
+    for (const GValue &element : objectSet.Elements()) {
+        GObject *update = MOMgrGetObject(&element, updateType);
+        if (update != nullptr &&
+            (!ApplyObject(momgr, filter, update, proxies) || !MOMgrIsFollowing(momgr)))
+            return;
+    }
+}
+
+/* Takes a filter from the tables. */
+MOMgrFilterPtr Take(MOMgrFilters *filters, guint number) {
+    const auto found = filters->byNumber.find(number);
+    if (found == filters->byNumber.end())
+        return nullptr;
+    MOMgrFilterPtr filter = std::move(found->second);
+    filters->byNumber.erase(found);
+    filter->isRemoved = true;
+    return filter;
+}
+
+/* Remembers the id of a filter that is gone. */
+void RememberRemoved(MOMgrFilters *filters, const std::string &id) {
+    filters->byId[id] = nullptr;
+    filters->removed.push_back(id);
+    if (filters->removed.size() <= kMaxRemoved)
+        return;
+    const auto oldest = filters->byId.find(filters->removed.front());
+    if (oldest != filters->byId.end() && oldest->second == nullptr)
+        filters->byId.erase(oldest);
+    filters->removed.pop_front();
+}
+
+void Destroy(OrvaneMOMgr *momgr, const std::string &id) {
+    RememberRemoved(momgr->priv->filters, id);
+    if (MOMgrIsFollowing(momgr))
+        MOMgrDestroyFilter(momgr, id.c_str());
+}
+
+/* Applies what was held, once every filter is known. */
+void ApplyHeld(OrvaneMOMgr *momgr) {
+    MOMgrProxies proxies;
+    MOMgrFilters *filters = momgr->priv->filters;
+    while (filters->numCreating == 0 && !filters->held.empty() && MOMgrIsFollowing(momgr)) {
+        const MOMgrHeldUpdate update = std::move(filters->held.front());
+        filters->held.pop_front();
+        std::vector<MOMgrFilterPtr> updated;
+        MOMgrApplyFilterUpdate(momgr, update.filterUpdate.get(), update.isWhole, &proxies,
+                               &updated);
+        MOMgrFilter_Finish(momgr, updated, update.isWhole);
+    }
+}
+
+/* The id of the filter that a call created; empty if it failed. */
+std::string CreatedId(OrvaneListener *internal) {
+    ScopedValue result;
+    if (orvane_listener_get_state(internal) != ORVANE_LISTENER_SUCCEEDED)
+        return {};
+    orvane_listener_get_result(internal, &result.value);
+    auto *filter = reinterpret_cast<SkemaQormManagedObject *>(
+        MOMgrGetObject(&result.value, skema_qorm_core_property_collector_filter_get_type()));
+    if (filter == nullptr)
+        return {};
+    const ObjectPtr<SkemaQormManagedObject> owner(
+        static_cast<SkemaQormManagedObject *>(g_object_ref_sink(filter)));
+    return filter->id;
+}
+
+void OnCreated(OrvaneListener *internal, gpointer data) {
+    auto *momgr = static_cast<OrvaneMOMgr *>(data);
+    const auto holdSession = MOMgrHold(MOMgrSession(momgr));
+    const auto holdManager = MOMgrHold(momgr);
+    const ObjectPtr<OrvaneListener> release(internal);
+    MOMgrFilters *filters = momgr->priv->filters;
+    if (filters == nullptr)
+        return; /* the connection is over */
+    filters->numCreating--;
+    const auto number = GPOINTER_TO_UINT(g_object_get_data(G_OBJECT(internal), kFilterNumber));
+    const std::string id = CreatedId(internal);
+    const auto found = filters->byNumber.find(number);
+    if (found == filters->byNumber.end()) {
+        if (!id.empty())
+            Destroy(momgr, id); /* it was removed in the meantime */
+    } else {
+        MOMgrFilterPtr filter = MOMgrHoldFilter(found->second.get());
+        ObjectPtr<SkemaQormMethodFault> fault;
+        if (!id.empty()) {
+            filter->id = id;
+            filters->byId[id] = filter.get();
+        } else {
+            fault.reset(orvane_listener_get_fault(internal));
+            if (!fault)
+                fault.reset(SKEMA_QORM_METHOD_FAULT(
+                    g_object_new(skema_qorm_method_fault_get_type(), nullptr)));
+            Take(filters, number);
+        }
+        if (filter->functions.created != nullptr)
+            filter->functions.created(fault.get(), filter->data);
+    }
+    if (momgr->priv->filters == filters)
+        ApplyHeld(momgr);
+}
+
+} // namespace
+
+void MOMgrUnrefFilter::operator()(MOMgrFilter *filter) const {
+    if (--filter->references > 0)
+        return;
+    if (filter->destroy != nullptr)
+        filter->destroy(filter->data);
+    delete filter;
+}
+
+MOMgrFilterPtr MOMgrHoldFilter(MOMgrFilter *filter) {
+    filter->references++;
+    return MOMgrFilterPtr(filter);
+}
+
+bool MOMgrFilter_Route(OrvaneMOMgr *momgr, GObject *filterUpdate, bool isWhole,
+                       MOMgrProxies *proxies, std::vector<MOMgrFilterPtr> *updated) {
+    MOMgrFilters *filters = momgr->priv->filters;
+    if (filters == nullptr)
+        return false;
+    const ObjectPtr<SkemaQormManagedObject> proxy = FilterOf(filterUpdate);
+    if (proxy == nullptr || proxy->id == nullptr)
+        return false;
+    const auto found = filters->byId.find(proxy->id);
+    if (found == filters->byId.end()) {
+        if (filters->numCreating == 0)
+            return false;
+        filters->held.push_back(
+            {ObjectPtr<GObject>(G_OBJECT(g_object_ref(filterUpdate))), isWhole});
+        return true;
+    }
+    if (found->second == nullptr)
+        return true;
+    updated->push_back(MOMgrHoldFilter(found->second));
+    Apply(momgr, updated->back().get(), filterUpdate, proxies);
+    return true;
+}
+
+void MOMgrFilter_Finish(OrvaneMOMgr *momgr, const std::vector<MOMgrFilterPtr> &updated,
+                        bool isWhole) {
+    for (const MOMgrFilterPtr &filter : updated) {
+        if (MOMgrIsFollowing(momgr) && !filter->isRemoved && filter->functions.finished != nullptr)
+            filter->functions.finished(isWhole, filter->data);
+    }
+}
+
+void MOMgrFilter_EndAll(OrvaneMOMgr *momgr) {
+    const std::unique_ptr<MOMgrFilters> filters(std::exchange(momgr->priv->filters, nullptr));
+    if (!filters)
+        return;
+    for (const auto &[number, filter] : filters->byNumber)
+        filter->isRemoved = true;
+    for (const auto &[number, filter] : filters->byNumber) {
+        if (filter->functions.ended != nullptr)
+            filter->functions.ended(filter->data);
+    }
+}
+
+guint orvane_session_add_filter(OrvaneSession *session, GObject *filterSpec,
+                                gboolean partialUpdates, const OrvaneFilterFuncs *functions,
+                                gpointer data, GDestroyNotify destroy) {
+    const GType specType = skema_qorm_core_property_collector_filter_spec_get_type();
+    g_return_val_if_fail(ORVANE_IS_SESSION(session), 0);
+    g_return_val_if_fail(G_TYPE_CHECK_INSTANCE_TYPE(filterSpec, specType), 0);
+    g_return_val_if_fail(functions != nullptr, 0);
+    MOMgrFilterPtr filter(new MOMgrFilter{0, *functions, data, destroy, {}, false, 1});
+    OrvaneMOMgr *momgr = orvane_session_get_momgr(session);
+    if (orvane_session_get_state(session) != ORVANE_SESSION_CONNECTED || momgr == nullptr ||
+        momgr->priv->collector == nullptr || !MOMgrIsFollowing(momgr))
+        return 0;
+
+    OrvaneMOMgrPrivate *priv = momgr->priv;
+    if (priv->filters == nullptr)
+        priv->filters = new MOMgrFilters;
+    const guint number = filter->number = ++priv->filters->lastNumber;
+    OrvaneListener *internal = MOMgrNewListener(momgr, OnCreated);
+    g_object_set_data(G_OBJECT(internal), kFilterNumber, GUINT_TO_POINTER(number));
+    skema_qorm_core_property_collector_create_filter(
+        SKEMA_QORM_CORE_PROPERTY_COLLECTOR(priv->collector),
+        SKEMA_QORM_CORE_PROPERTY_COLLECTOR_FILTER_SPEC(filterSpec), partialUpdates, internal);
+    if (!OrvaneSession_HasCall(session, internal)) {
+        g_object_unref(internal); /* the reference of the call */
+        return 0;
+    }
+    priv->filters->numCreating++;
+    priv->filters->byNumber.emplace(number, std::move(filter));
+    return number;
+}
+
+void orvane_session_remove_filter(OrvaneSession *session, guint filter) {
+    g_return_if_fail(ORVANE_IS_SESSION(session));
+    OrvaneMOMgr *momgr = orvane_session_get_momgr(session);
+    if (momgr == nullptr || momgr->priv->filters == nullptr)
+        return;
+    const auto holdManager = MOMgrHold(momgr);
+    const MOMgrFilterPtr taken = Take(momgr->priv->filters, filter);
+    if (taken && !taken->id.empty())
+        Destroy(momgr, taken->id);
+}
