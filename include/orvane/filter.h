@@ -10,7 +10,7 @@
  *
  * The objects are the session's proxies. Each change is written into them and notified like one of a loaded object, then
  * the filter's function is called. Loads are not affected: neither their listeners nor their counts take part in the
- * updates of such a filter. For a list of objects that keeps itself up to date see <orvane/inventory.h>.
+ * updates of such a filter.
  *
  *   add -> CREATING -> ACTIVE -> removed         created, then any number of updates
  *                   -> FAILED                    created with a fault

@@ -172,7 +172,7 @@ TEST_F(Filters, ARefusedCreationIsReportedOnce) {
     EXPECT_EQ(2, numDestroyed);
 }
 
-/* Whatever a function does at whatever event, no other one is called after it, and all ends well. */
+/* Whatever a function does at whatever event: none is called after a removal, or after "ended", and each end is one. */
 TEST_F(Filters, AFunctionMayDoAnything) {
     const std::function<void()> actions[] = {
         [&] { orvane_session_remove_filter(session, filter); },
@@ -208,8 +208,6 @@ TEST_F(Filters, AFunctionMayDoAnything) {
             } else {
                 EXPECT_EQ("ended", events.back()) << when;
                 EXPECT_EQ(1, std::ranges::count(events, "ended"));
-                if (!session)
-                    EXPECT_EQ(when, events[events.size() - 2]);
                 g_clear_object(&session);
                 session = orvane_session_new();
                 WatchState();
