@@ -12,6 +12,7 @@
 
 #include "tools/orvane/failure.h"
 #include "tools/orvane/message.h"
+#include "tools/orvane/terminal.h"
 #include "tools/process/processSignals.h"
 
 namespace orvaneCli {
@@ -21,7 +22,8 @@ public:
     Library() {
         if (!orvane_glib_init(nullptr))
             throw Failure(Text(MSGID("noStart") "the library does not start"));
-        process::StartSignals({.onEnd = [](int number) { signal = number; }});
+        process::StartSignals(
+            {.onEnd = [](int number) { signal = number; }, .onRedraw = Terminal::RedrawBar});
     }
     ~Library() {
         process::EndSignals();

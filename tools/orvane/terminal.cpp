@@ -9,6 +9,7 @@
 
 #include <fmt/format.h>
 #include <langinfo.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include "lib/misc/glibPtr.h"
@@ -22,12 +23,20 @@ namespace orvaneCli {
 namespace {
 
 constexpr int kBarWidth = 30;
+constexpr int kBesideBar = 11; /* columns: blanks, the percentage, and one for the cursor */
+constexpr int kUsualColumns = 80;
 constexpr char kClearLine[] = "\r\033[K";
 
 /* Whether stdout is a terminal on which the cursor can be moved. */
 bool StdoutTakesMoves() {
     const char *term = getenv("TERM");
     return isatty(STDOUT_FILENO) && term && *term && strcmp(term, "dumb") != 0;
+}
+
+int Columns() {
+    winsize size{};
+    return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col != 0 ? size.ws_col
+                                                                            : kUsualColumns;
 }
 
 bool IsColorRefused() {
@@ -63,7 +72,8 @@ bool IsAscii() {
     return isAscii;
 }
 
-constinit int gOutputError = 0; /* errno of the first write that failed */
+constinit Terminal *gWithBar = nullptr; /* the one that shows a bar */
+constinit int gOutputError = 0;         /* errno of the first write that failed */
 
 std::string Repeated(std::string_view text, int count) {
     std::string all;
@@ -127,7 +137,18 @@ void Terminal::Heading(std::string_view title, std::string_view remark) {
          Styled(Style::kFaint, remark));
 }
 
+Terminal::~Terminal() {
+    if (gWithBar == this)
+        gWithBar = nullptr;
+}
+
+void Terminal::RedrawBar() {
+    if (gWithBar != nullptr && gWithBar->isLive)
+        WriteOutput(kClearLine + gWithBar->Bar());
+}
+
 void Terminal::Progress(std::string_view newLabel, int newPercent) {
+    gWithBar = this;
     label = newLabel;
     percent = std::clamp(newPercent, 0, 100);
     if (seen.empty() || seen.back() != percent)
@@ -140,15 +161,17 @@ void Terminal::EndProgress(Style style, std::string_view word) {
     const std::string text =
         isLive ? fmt::format("{}{} {}\n", kClearLine, Bar(), Styled(style, word))
                : fmt::format("  {}  {} %  {}\n", label, fmt::join(seen, " "), word);
+    gWithBar = nullptr;
     label.clear();
     seen.clear();
     WriteOutput(text);
 }
 
 std::string Terminal::Bar() const {
-    const int full = percent * kBarWidth / 100;
+    const int width = std::clamp(Columns() - kBesideBar - int(label.size()), 0, kBarWidth);
+    const int full = percent * width / 100;
     const std::string filled = Repeated(hasUnicode ? "\u2588" : "#", full);
-    const std::string empty = Repeated(hasUnicode ? "\u2591" : ".", kBarWidth - full);
+    const std::string empty = Repeated(hasUnicode ? "\u2591" : ".", width - full);
     return fmt::format("  {}  {}{} {:3} %", label, Styled(Style::kGood, filled),
                        Styled(Style::kFaint, empty), percent);
 }

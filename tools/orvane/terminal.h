@@ -32,6 +32,9 @@ int OutputError();
 class Terminal {
 public:
     Terminal(); /* looks at stdout and the environment */
+    ~Terminal();
+    Terminal(const Terminal &) = delete;
+    Terminal &operator=(const Terminal &) = delete;
 
     bool IsLive() const { return isLive; }
     /* Whether the locale can show more than ASCII. */
@@ -46,6 +49,8 @@ public:
     void Progress(std::string_view label, int percent);
     /* Ends the bar, with a word after it. */
     void EndProgress(Style style, std::string_view word);
+    /* Draws the bar again, if one is shown, as wide as the terminal is by now. */
+    static void RedrawBar();
 
 private:
     std::string Bar() const;

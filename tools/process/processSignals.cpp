@@ -5,6 +5,8 @@
 #include <csignal>
 #include <utility>
 
+#include <glib-unix.h>
+
 #include "lib/misc/log.h"
 #include "lib/misc/poll.h"
 #include "lib/sig/sig.h"
@@ -29,6 +31,7 @@ using SignalSet = std::bitset<kMaxSignal + 1>;
 struct State {
     SignalHooks hooks;
     SignalSet ignored; /* since the start of the process */
+    guint resizeSource = 0;
 };
 constinit State *gState = nullptr; /* between StartSignals() and EndSignals() */
 
@@ -55,14 +58,19 @@ void OnEndingSignal(gint signal, siginfo_t *, gpointer, gpointer) {
 void OnStopSignal(gint signal, siginfo_t *, gpointer, gpointer) {
     Sig_ClearBlocked(signal);
     StopForNow();
-    if (gState->hooks.onContinue)
-        gState->hooks.onContinue();
+    if (gState->hooks.onRedraw)
+        gState->hooks.onRedraw();
+}
+
+gboolean OnResize(gpointer) {
+    gState->hooks.onRedraw();
+    return G_SOURCE_CONTINUE;
 }
 
 } // namespace
 
 void StartSignals(SignalHooks hooks) {
-    gState = new State{std::move(hooks), FindIgnored()};
+    gState = new State{std::move(hooks), FindIgnored(), 0};
     sigset_t before;
     Sig_BlockAll(&before); /* until all are in their modes */
     Poll_InitWithImpl(&kLoop);
@@ -78,9 +86,13 @@ void StartSignals(SignalHooks hooks) {
             Sig_Callback(signal, SIG_MODE_IGNORE, nullptr, nullptr);
     }
     Sig_Restore(&before);
+    if (gState->hooks.onRedraw)
+        gState->resizeSource = g_unix_signal_add(SIGWINCH, OnResize, nullptr);
 }
 
 void EndSignals() {
+    if (gState->resizeSource != 0)
+        g_source_remove(gState->resizeSource);
     Sig_Exit();
     Poll_Exit();
     delete std::exchange(gState, nullptr);

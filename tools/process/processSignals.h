@@ -8,7 +8,8 @@
  *   orvane_glib_shutdown();
  *
  *   SIGINT, SIGTERM, SIGHUP   the first of them calls onEnd from the loop; the next one ends the process at once
- *   SIGTSTP                   stops the process, from the loop; onContinue is called when it goes on
+ *   SIGTSTP                   stops the process, from the loop; onRedraw is called when it goes on
+ *   SIGWINCH                  calls onRedraw from the loop; lib/sig leaves this signal alone, so GLib delivers it
  *   any other                 as lib/sig/sig.h has it
  *
  * A signal that the process was started with as ignored stays ignored (nohup).
@@ -23,7 +24,8 @@ namespace process {
 
 struct SignalHooks {
     std::function<void(int signal)> onEnd;
-    std::function<void()> onContinue;
+    std::function<void()>
+        onRedraw; /* what the terminal shows may be gone, or of another width; may be empty */
 };
 
 /* Takes the signals over. The loop must be open (orvane_glib_init(), GlibLoop_Open()) until EndSignals(). */

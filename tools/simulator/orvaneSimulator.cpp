@@ -218,7 +218,7 @@ class Loop {
 public:
     Loop() {
         GlibLoop_Open(g_main_context_default());
-        process::StartSignals({.onEnd = [this](int) { isEnding = true; }, .onContinue = nullptr});
+        process::StartSignals({.onEnd = [this](int) { isEnding = true; }, .onRedraw = nullptr});
     }
     ~Loop() {
         process::EndSignals();

@@ -1,5 +1,6 @@
 // Signals while the program runs: it logs out, leaves the terminal as it was, and ends with 128 and the number.
 #include <gmock/gmock.h>
+#include <sys/ioctl.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -124,6 +125,23 @@ TEST_F(OrvaneInterrupted, StopsAtThePromptAndAsksAgain) {
     EXPECT_EQ(0, ended.status) << ended.out;
     EXPECT_THAT(ended.out, Not(AnyOf(HasSubstr("half"), HasSubstr("secret"))));
     EXPECT_THAT(ended.out, testing::ContainsRegex("Password of(.|\n)*stop 1(.|\n)*Password of"));
+}
+
+TEST_F(OrvaneInterrupted, ANewWidthOfTheTerminalRedrawsTheBar) {
+    setenv("TERM", "xterm", 1);
+    setenv("NO_COLOR", "", 1);
+    setenv("LC_ALL", "C", 1);
+    Program demo("bin/orvane", Demo(), true);
+    unsetenv("LC_ALL");
+    const std::string begin = "PowerOnVM_Task  \033[32m\033[0m\033[2m";
+    EXPECT_TRUE(demo.WaitFor(begin + std::string(30, '.') + "\033[0m   0 %"));
+    const int terminal = demo.OpenTerminal();
+    const winsize narrow = {.ws_row = 24, .ws_col = 30, .ws_xpixel = 0, .ws_ypixel = 0};
+    EXPECT_EQ(0, ioctl(terminal, TIOCSWINSZ, &narrow));
+    EXPECT_TRUE(demo.WaitFor("\r\033[K  " + begin + ".....\033[0m   0 %"));
+    close(terminal);
+    demo.Type("\x03");
+    EXPECT_EQ(130, demo.Wait().status);
 }
 
 TEST_F(OrvaneInterrupted, StopsInATaskAndGoesOnMoreThanOnce) {
