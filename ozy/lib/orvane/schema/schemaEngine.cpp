@@ -1,5 +1,6 @@
 #include "ozy/lib/orvane/schema/schemaEngine.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cstring>
 #include <span>
@@ -433,6 +434,16 @@ GValueArray *SchemaField_GetArray(GObject *object, const SchemaField *field) {
                          !(field->row->flags & SCHEMA_DYNAMIC) &&
                          field->row->kind != SCHEMA_VALUE_MANAGED;
     return isPlain ? *SchemaField_In<GValueArray *>(object, field) : nullptr;
+}
+
+void SchemaArray_MakeRoom(GValueArray *array) {
+    if (array->n_values < array->n_prealloced || array->n_values > G_MAXUINT / 4)
+        return;
+    const guint size = std::max(array->n_values * 2, 8U);
+    array->values = g_renew(GValue, array->values, size);
+    std::ranges::fill(std::span(array->values, size).subspan(array->n_values),
+                      GValue(G_VALUE_INIT));
+    array->n_prealloced = size;
 }
 
 const SchemaField *SchemaClass_FindField(GObject *object, const GParamSpec *pspec) {

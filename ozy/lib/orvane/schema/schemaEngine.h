@@ -88,6 +88,9 @@ template <class T> T *SchemaField_In(GObject *object, const SchemaField *field) 
  * to managed objects and lists of any values are. */
 GValueArray *SchemaField_GetArray(GObject *object, const SchemaField *field);
 
+/* Makes room for one more element. GLib grows an array by 8 elements at a time, which copies a long one again and again. */
+void SchemaArray_MakeRoom(GValueArray *array);
+
 /* The tables in force: those built into the library unless others were put in their place. */
 const SchemaTables *SchemaEngine_Tables();
 

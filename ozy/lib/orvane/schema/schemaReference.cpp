@@ -1,5 +1,6 @@
 #include "ozy/lib/orvane/schema/schemaReference.h"
 
+#include <cstring>
 #include <span>
 #include <utility>
 #include <vector>
@@ -119,6 +120,15 @@ void ReferenceRelease(const SchemaPlace &place) {
 
 /* ---- a list of managed objects ---- */
 
+void AppendReference(const SchemaReferenceArray &references, const SkemaQormManagedObject *proxy) {
+    GValue id = G_VALUE_INIT;
+    g_value_init(&id, G_TYPE_STRING);
+    g_value_set_static_string(&id, proxy->id);
+    g_value_array_append(references.ids, &id); /* copies the text */
+    const GType type = G_OBJECT_TYPE(proxy);
+    g_array_append_val(references.types, type);
+}
+
 /* The ids and types of the proxies in a list; elements without a proxy are left out. */
 SchemaReferenceArray ReferencesIn(const GValueArray *proxies) {
     SchemaReferenceArray references = {
@@ -127,14 +137,8 @@ SchemaReferenceArray ReferencesIn(const GValueArray *proxies) {
     };
     for (const GValue &element : std::span(proxies->values, proxies->n_values)) {
         const SkemaQormManagedObject *proxy = ProxyIn(Unboxed(&element));
-        if (proxy == nullptr || proxy->id == nullptr)
-            continue;
-        GValue id = G_VALUE_INIT;
-        g_value_init(&id, G_TYPE_STRING);
-        g_value_set_static_string(&id, proxy->id);
-        g_value_array_append(references.ids, &id); /* copies the text */
-        const GType type = G_OBJECT_TYPE(proxy);
-        g_array_append_val(references.types, type);
+        if (proxy != nullptr && proxy->id != nullptr)
+            AppendReference(references, proxy);
     }
     return references;
 }
@@ -309,6 +313,46 @@ void AnyRelease(const SchemaPlace &place) {
 
 SkemaQormManagedObject *SchemaReference_GetProxy(GObject *object, const SchemaField *field) {
     return FindReferenced({field, SchemaField_In<void>(object, field), object});
+}
+
+SchemaReferenceList::SchemaReferenceList(GObject *object, const SchemaField *field)
+    : place{field, SchemaField_In<void>(object, field), object} {
+    if (field->store != &kSchemaReferenceArrayStore)
+        return;
+    auto &held = Held<SchemaReferenceArray>(place);
+    if (held.ids != nullptr && held.ids->n_values > 0 && ManagerOf(place) != nullptr)
+        list = &held;
+}
+
+bool SchemaReferenceList::IsIn(const OrvaneMOMgr *manager) const {
+    return ManagerOf(place) == manager;
+}
+
+gint SchemaReferenceList::Find(const char *id) const {
+    for (guint i = 0; i < Count(); i++) {
+        if (strcmp(g_value_get_string(list->ids->values + i), id) == 0)
+            return static_cast<gint>(i);
+    }
+    return -1;
+}
+
+SkemaQormManagedObject *SchemaReferenceList::GetProxy(guint index) const {
+    return orvane_momgr_lookup_or_create(ManagerOf(place),
+                                         g_value_get_string(list->ids->values + index),
+                                         g_array_index(list->types, GType, index));
+}
+
+void SchemaReferenceList::Append(const SkemaQormManagedObject *proxy) {
+    SchemaArray_MakeRoom(list->ids);
+    AppendReference(*list, proxy);
+}
+
+void SchemaReferenceList::Remove(guint index) {
+    const GPtr<char> id(g_value_dup_string(list->ids->values + index));
+    g_value_array_remove(list->ids, index);
+    g_array_remove_index(list->types, index);
+    if (Find(id.get()) < 0)
+        ReleaseProxy(SchemaSession_Of(place.object), id.get());
 }
 
 constinit const SchemaStore kSchemaReferenceStore = {sizeof(SchemaReference), ReferenceSet, nullptr,

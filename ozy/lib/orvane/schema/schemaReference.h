@@ -45,6 +45,31 @@ struct SchemaAny {
  */
 SkemaQormManagedObject *SchemaReference_GetProxy(GObject *object, const SchemaField *field);
 
+/*
+ * A list of managed objects that can be changed in place: it has elements, and their manager exists. Any other is changed
+ * by a store of the whole list, which has the same result.
+ */
+class SchemaReferenceList {
+public:
+    SchemaReferenceList() = default; /* not valid */
+    SchemaReferenceList(GObject *object, const SchemaField *field);
+    bool IsValid() const { return list != nullptr; }
+    bool IsIn(const OrvaneMOMgr *manager) const;
+    guint Count() const { return list->ids->n_values; }
+    /* Index of the first element with that id, or -1. */
+    gint Find(const char *id) const;
+    /* The proxy of an element; it is made if it is gone. Returns: (transfer none) (nullable) */
+    SkemaQormManagedObject *GetProxy(guint index) const;
+    void Append(const SkemaQormManagedObject *proxy);
+    /* Also releases the proxy, as a store does. The list is not to be used any more: that may run the application's
+     * code. */
+    void Remove(guint index);
+
+private:
+    SchemaPlace place{};
+    SchemaReferenceArray *list = nullptr; /* NULL: it cannot be changed in place */
+};
+
 extern const SchemaStore kSchemaReferenceStore;
 extern const SchemaStore kSchemaReferenceArrayStore;
 extern const SchemaStore kSchemaDynamicArrayStore;

@@ -11,6 +11,7 @@
 #include <orvane/schema/qorm.h>
 
 #include "ozy/lib/orvane/schema/schemaEngine.h"
+#include "ozy/lib/orvane/schema/schemaReference.h"
 #include "ozy/lib/orvane/soap/orvaneSoapCheck.h"
 #include "ozy/lib/orvane/updates/orvaneMOMgrInt.h"
 #include "ozy/lib/orvane/updates/orvaneUpdatePath.h"
@@ -118,17 +119,6 @@ void SetArray(GObject *object, GParamSpec *pspec, ValueArrayPtr array) {
     Store(object, pspec, &value.value);
 }
 
-/* GLib grows an array by 8 elements at a time, which copies a long one again and again. */
-void MakeRoom(GValueArray *array) {
-    if (array->n_values < array->n_prealloced || array->n_values > G_MAXUINT / 4)
-        return;
-    const guint size = std::max(array->n_values * 2, 8U);
-    array->values = g_renew(GValue, array->values, size);
-    std::ranges::fill(std::span(array->values, size).subspan(array->n_values),
-                      GValue(G_VALUE_INIT));
-    array->n_prealloced = size;
-}
-
 /* Whether a search for a key runs no code of the application: the elements are of classes of the schema. */
 bool IsSearchPlain(const GValueArray *array) {
     return std::ranges::all_of(
@@ -143,7 +133,7 @@ bool IsSearchPlain(const GValueArray *array) {
 
 /* Appends a value; an array of the type "any" holds boxed values. */
 void Append(GValueArray *array, GType elementType, const GValue *value) {
-    MakeRoom(array);
+    SchemaArray_MakeRoom(array);
     if (elementType != G_TYPE_VALUE || G_VALUE_HOLDS(value, G_TYPE_VALUE)) {
         g_value_array_append(array, value);
         return;
@@ -151,6 +141,32 @@ void Append(GValueArray *array, GType elementType, const GValue *value) {
     ScopedValue boxed(G_TYPE_VALUE);
     g_value_set_boxed(&boxed.value, value);
     g_value_array_append(array, &boxed.value);
+}
+
+/* The references of a property, to be changed in place; not valid if it has none or may not be changed so. */
+SchemaReferenceList ReferencesInPlace(GObject *object, GParamSpec *pspec) {
+    const SchemaField *field = SchemaClass_FindField(object, pspec);
+    if (field == nullptr || HasArrayHandler(object, pspec))
+        return {};
+    return {object, field};
+}
+
+/* FALSE if the references must be changed in a copy. */
+bool AddReferenceInPlace(GObject *object, GParamSpec *pspec, const GValue *value) {
+    const auto *proxy = static_cast<SkemaQormManagedObject *>(
+        static_cast<gpointer>(MOMgrGetObject(value, skema_qorm_managed_object_get_type())));
+    if (proxy == nullptr || proxy->id == nullptr || !ReferencesInPlace(object, pspec).IsValid())
+        return false;
+    g_object_freeze_notify(object);
+    EmitArrayNotify(object, pspec, TRUE, value);
+    /* the emission may have run a class handler that an application installed */
+    SchemaReferenceList references = ReferencesInPlace(object, pspec);
+    if (references.IsValid()) {
+        references.Append(proxy);
+        g_object_notify_by_pspec(object, pspec);
+    }
+    g_object_thaw_notify(object);
+    return true;
 }
 
 /* "array_notify" is emitted before the element is in the array, "notify" after that. */
@@ -172,6 +188,8 @@ void Add(GObject *object, const std::string &piece, const GValue *value) {
         g_object_thaw_notify(object);
         return;
     }
+    if (AddReferenceInPlace(object, pspec, value))
+        return;
 
     ValueArrayPtr array = OrvaneUpdatePath_GetArray(object, pspec);
     if (array == nullptr)
@@ -212,6 +230,35 @@ bool RemoveInPlace(OrvaneMOMgr *momgr, GObject *object, const OrvaneUpdateElemen
     return true;
 }
 
+/* FALSE if the references must be changed in a copy. A key that no element has selects the first one. */
+bool RemoveReferenceInPlace(OrvaneMOMgr *momgr, GObject *object,
+                            const OrvaneUpdateElement &element) {
+    const SchemaReferenceList before = ReferencesInPlace(object, element.pspec);
+    if (!before.IsValid() || !before.IsIn(momgr))
+        return false;
+    const GPtr<char> id(orvane_momgr_key_get_string(element.key.c_str()));
+    const gint found = id != nullptr ? before.Find(id.get()) : -1;
+    if (found < 0 && orvane_momgr_lookup(momgr, id.get()) == nullptr)
+        return true;
+
+    const auto index = static_cast<guint>(std::max(found, 0));
+    {
+        SkemaQormManagedObject *proxy = before.GetProxy(index);
+        ScopedValue removed(G_OBJECT_TYPE(proxy));
+        g_value_set_object(&removed.value, proxy);
+        EmitArrayNotify(object, element.pspec, FALSE, &removed.value);
+    }
+    /* the emission may have run a class handler that an application installed */
+    SchemaReferenceList references = ReferencesInPlace(object, element.pspec);
+    if (!references.IsValid() || index >= references.Count())
+        return true;
+    g_object_freeze_notify(object);
+    references.Remove(index);
+    g_object_notify_by_pspec(object, element.pspec);
+    g_object_thaw_notify(object);
+    return true;
+}
+
 } // namespace
 
 /* "array_notify" is emitted while the element is still in the array. */
@@ -219,7 +266,8 @@ void orvane_momgr_remove_element(OrvaneMOMgr *momgr, GObject *object, const char
     const OrvaneUpdateElement piece = OrvaneUpdatePath_ParseElement(object, path);
     GParamSpec *pspec =
         OrvaneUpdatePath_FindProperty(object, OrvaneUpdatePath_PropertyName(path).c_str());
-    if (pspec != nullptr && pspec == piece.pspec && RemoveInPlace(momgr, object, piece))
+    if (pspec != nullptr && pspec == piece.pspec &&
+        (RemoveInPlace(momgr, object, piece) || RemoveReferenceInPlace(momgr, object, piece)))
         return;
 
     gint index = 0;

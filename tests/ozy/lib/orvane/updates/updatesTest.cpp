@@ -90,6 +90,63 @@ TEST_F(Updates, ArraysOfManagedObjectsReadAsProxies) {
     EXPECT_EQ(signals, std::vector<std::string>(4, "vm-1 datastore"));
 }
 
+/*
+ * With a handler of "array_notify", a copy of the list is changed. Proxies without an owner end with the reply that
+ * mentions them, or when their last element is removed; reading the list makes them again.
+ */
+TEST_F(Updates, ReferencesAreTheSameAfterChangesInPlaceAndInACopy) {
+    const auto ignore = +[](GObject *, GParamSpec *, gboolean, const GValue *, gpointer) {};
+    const struct {
+        const char *op, *id, *alive;
+        const char *left; /* NULL: the list is not read */
+    } rows[] = {
+        {"add", "1", "", "1 "},
+        {"add", "2", "1 ", "1 2 "},
+        {"add", "3", "1 2 ", "1 2 3 "},
+        {"add", "2", "1 3 ", "1 2 3 2 "},
+        {"remove", "3", "1 2 ", "1 2 2 "},
+        {"remove", "2", "1 2 ", "1 2 "},
+        {"remove", "4", "1 2 ", "1 2 "},
+        {"remove", "vm-1", "2 ", "2 "}, /* known, but no element */
+        {"add", "4", "2 ", nullptr},
+        {"remove", "4", "2 ", "2 "},
+        {"remove", "2", "", ""},
+        {"add", "3", "", "3 "},
+    };
+    for (auto *machine : {Watched("vm-1"), Watched("vm-2")}) {
+        if (machine->id == std::string("vm-2"))
+            g_signal_connect(machine, "array_notify::datastore", G_CALLBACK(ignore), nullptr);
+        const std::string prefix = std::string("ds of ") + machine->id + " ";
+        for (const auto &row : rows) {
+            const std::string id = row.id == std::string("vm-1") ? row.id : prefix + row.id;
+            SCOPED_TRACE(row.op + (" " + id));
+            signals.clear();
+            Update(Modify(machine->id,
+                          row.op == std::string("add")
+                              ? Change("add", "datastore", Reference("val", "Datastore", id))
+                              : Change("remove", "datastore[\"" + id + "\"]")));
+            std::string alive;
+            for (const char *each : {"1", "2", "3", "4"}) {
+                if (orvane_momgr_lookup(orvane_session_get_momgr(session),
+                                        (prefix + each).c_str()) != nullptr)
+                    alive += each + std::string(" ");
+            }
+            EXPECT_EQ(row.alive, alive);
+            EXPECT_EQ(alive == "1 2 " && row.id == std::string("4") ? 0u : 1u, signals.size());
+            if (row.left == nullptr)
+                continue;
+            GValueArray *array = nullptr;
+            g_object_get(machine, "datastore", &array, nullptr);
+            const ValueArrayPtr owner(array);
+            std::string left;
+            for (const GValue &element : std::span(array->values, array->n_values))
+                left += static_cast<SkemaQormManagedObject *>(g_value_get_object(&element))->id +
+                        prefix.size() + std::string(" ");
+            EXPECT_EQ(row.left, left);
+        }
+    }
+}
+
 /* Those that an application owns, and those that properties mention, keep their places. */
 TEST_F(Updates, ProxiesInArraysAreReleasedWithTheReply) {
     Watched("vm-1");
