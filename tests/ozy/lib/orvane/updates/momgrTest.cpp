@@ -497,6 +497,31 @@ TEST_F(Contents, AreWrittenIntoTheProxiesThatAreTheResult) {
     EXPECT_TRUE(isArray);
 }
 
+TEST_F(Contents, ReleaseProxiesOfListsThatNobodyOwns) {
+    const auto property = [](const char *name, const char *id) {
+        return Tag("propSet", Tag("name", name) + ListOf("Datastore", id));
+    };
+    Answer(Tag("returnval", Reference("obj", "VirtualMachine", "vm-1") +
+                                property("unknown", "ds-1") + property("datastore", "ds-2") +
+                                property("unknown", "ds-3")));
+    const ObjectPtr<SkemaQormManagedObject> owned(static_cast<SkemaQormManagedObject *>(
+        g_object_ref_sink(orvane_session_get_object(session, "ds-3", SKEMA_TYPE_OZY_DATASTORE))));
+    SkemaQormManagedObject *machine = Machine("vm-1");
+    OrvaneMOMgr *manager = orvane_session_get_momgr(session);
+    Told outcome;
+    orvane_session_load_properties(session, machine, outcome.listener, TRUE, nullptr);
+    ASSERT_TRUE(testLoop::RunUntil([&] { return outcome.times > 0; }));
+    EXPECT_EQ(nullptr, orvane_momgr_lookup(manager, "ds-1"));
+    EXPECT_EQ(nullptr, orvane_momgr_lookup(manager, "ds-2"));
+    EXPECT_EQ(owned.get(), orvane_momgr_lookup(manager, "ds-3"));
+
+    GValueArray *array = nullptr;
+    g_object_get(machine, "datastore", &array, nullptr);
+    const ValueArrayPtr owner(array);
+    ASSERT_EQ(1u, array->n_values);
+    EXPECT_EQ(orvane_momgr_lookup(manager, "ds-2"), g_value_get_object(&array->values[0]));
+}
+
 TEST_F(Contents, MayBeNone) {
     Answer("");
     Told outcome;

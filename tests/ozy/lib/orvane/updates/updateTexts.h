@@ -21,6 +21,13 @@ inline std::string String(const std::string &text) {
     return Typed("xsd:string", text);
 }
 
+/* A list of one reference. */
+inline std::string ListOf(const std::string &type, const std::string &id) {
+    return Typed("ArrayOfManagedObjectReference",
+                 Tag("ManagedObjectReference", id,
+                     " type=\"" + type + "\" xsi:type=\"ManagedObjectReference\""));
+}
+
 inline std::string Change(const std::string &op, const std::string &name,
                           const std::string &value = "") {
     return Tag("changeSet", Tag("name", name) + Tag("op", op) + value);

@@ -151,13 +151,8 @@ TEST_F(Updates, ReferencesAreTheSameAfterChangesInPlaceAndInACopy) {
 TEST_F(Updates, ProxiesInArraysAreReleasedWithTheReply) {
     Watched("vm-1");
     const SkemaQormManagedObject *owned = Machine("vm-2");
-    const auto list = [](const char *id) {
-        return Typed("ArrayOfManagedObjectReference",
-                     "<ManagedObjectReference type=\"VirtualMachine\" "
-                     "xsi:type=\"ManagedObjectReference\">" +
-                         std::string(id) + "</ManagedObjectReference>");
-    };
-    Update(Modify("vm-1", Assign("unknown", list("vm-8")) + Assign("unknown", list("vm-2"))));
+    Update(Modify("vm-1", Assign("unknown", ListOf("VirtualMachine", "vm-8")) +
+                              Assign("unknown", ListOf("VirtualMachine", "vm-2"))));
     OrvaneMOMgr *manager = orvane_session_get_momgr(session);
     EXPECT_EQ(nullptr, orvane_momgr_lookup(manager, "vm-8"));
     EXPECT_EQ(owned, orvane_momgr_lookup(manager, "vm-2"));
