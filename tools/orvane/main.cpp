@@ -163,6 +163,7 @@ int main(int argc, char **argv) {
     HoldStandardStreams();
     StartSettings();
     StartMessages();
+    ReportLeftOutSettings();
     const int status = RunCommand([&] { return CheckOutput(Run(argc, argv)); });
     EndMessages();
     EndSettings();

@@ -9,10 +9,13 @@
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
+#include <sys/stat.h>
 
 #include "lib/config/preference.h"
+#include "lib/dict/dictionaryFile.h"
 #include "lib/misc/glibPtr.h"
 #include "lib/misc/hostinfo.h"
+#include "lib/user/msg.h"
 #include "tools/orvane/failure.h"
 #include "tools/orvane/message.h"
 #include "tools/orvane/terminal.h"
@@ -22,6 +25,7 @@ namespace orvaneCli {
 
 namespace {
 
+using DictionaryPtr = std::unique_ptr<Dictionary, Release<Dictionary_Free>>;
 using PreferenceText = std::unique_ptr<char, Release<free>>;
 
 enum SettingIndex { kColor, kOutput, kTimeout, kNumSettings };
@@ -67,6 +71,37 @@ std::string FileOf(PreferenceLayer layer) {
         break;
     }
     return "";
+}
+
+struct LeftOut {
+    std::string file;
+    std::string why; /* empty: it is no regular file */
+};
+std::vector<LeftOut> &AllLeftOut() {
+    static std::vector<LeftOut> all;
+    return all;
+}
+
+/* Whether the file of a layer can be read to its end. A file that does not exist is an empty layer. */
+bool IsUsable(const std::string &file) {
+    struct stat status {};
+    if (stat(file.c_str(), &status) != 0)
+        return true;
+    if (!S_ISREG(status.st_mode)) {
+        AllLeftOut().push_back({file, ""});
+        return false;
+    }
+    const DictionaryPtr dictionary(Dictionary_Create());
+    MsgList *messages = nullptr;
+    if (!Dictionary_LoadEx(dictionary.get(), file.c_str(), &messages)) {
+        const PreferenceText text(Msg_LocalizeList(messages));
+        std::string why = text.get();
+        while (why.ends_with('\n'))
+            why.pop_back();
+        AllLeftOut().push_back({file, why});
+    }
+    MsgList_Free(messages);
+    return true;
 }
 
 std::optional<int> ParseTimeout(const std::string &text) {
@@ -117,11 +152,20 @@ std::string Value(SettingIndex index) {
 
 void StartSettings() {
     for (const PreferenceLayer layer : kLayersWithFiles)
-        Preference_SetFileName(layer, FileOf(layer).c_str());
+        Preference_SetFileName(layer, IsUsable(FileOf(layer)) ? FileOf(layer).c_str() : "");
     Preference_Init();
     /* where catalogues are */
     if (Preference_NotSet("libdir"))
         Preference_SetFromString(("libdir=" + ProgramFolder()).c_str(), TRUE);
+}
+
+void ReportLeftOutSettings() {
+    for (const LeftOut &each : AllLeftOut())
+        Report(Text(MSGID("setting.leftOut") "the settings of %s are ignored: %s",
+                    each.file.c_str(),
+                    (each.why.empty() ? Text(MSGID("file.notRegular") "is no regular file")
+                                      : Printable(each.why))
+                        .c_str()));
 }
 
 void EndSettings() {

@@ -25,8 +25,10 @@ namespace orvaneCli {
 constexpr int kMinTimeout = 1;
 constexpr int kMaxTimeout = 3600;
 
-/* Loads the layers. */
+/* Loads the layers. Files that cannot be used are left out. */
 void StartSettings();
+/* Reports what was left out; to be called after StartMessages(). */
+void ReportLeftOutSettings();
 void EndSettings();
 
 /* Sets "NAME=VALUE" for this run; a name or value that does not exist is BadUsage. */

@@ -1,9 +1,11 @@
 // The settings of the program in their layers, and the language of its messages.
 #include <algorithm>
+#include <functional>
 
 #include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "lib/user/msgId.h"
 #include "tests/support/inChild.h"
@@ -88,6 +90,26 @@ TEST_F(Settings, AValueThatCannotBeUsedIsRefusedOrReportedOnce) {
     EXPECT_THAT(ended.out, HasSubstr("timeout   30"));
     EXPECT_EQ(2, std::ranges::count(ended.err, '\n')) << ended.err;
     EXPECT_THAT(ended.err, HasSubstr("/orvane/config: setting \"timeout\": \"soon\" is no number"));
+}
+
+TEST_F(Settings, AFileThatCannotBeReadIsReportedAndLeftOut) {
+    const std::string file = folder.Path("orvane/preferences");
+    folder.Write("orvane/config", "timeout = 7\n");
+    const std::pair<std::function<void()>, std::string> rows[] = {
+        {[&] { mkfifo(file.c_str(), 0600); }, "is no regular file"},
+        {[&] { mkdir(file.c_str(), 0700); }, "is no regular file"},
+        {[&] { (void)!symlink("/dev/zero", file.c_str()); }, "is no regular file"},
+        {[&] { folder.Write("orvane/preferences", "timeout : 8\n"); },
+         "File \"" + file + "\" line 1: Syntax error.\n"},
+    };
+    for (const auto &[make, why] : rows) {
+        make();
+        const Ended ended = Run({"config"});
+        EXPECT_THAT(ended.err, HasSubstr("the settings of " + file + " are ignored: " + why));
+        EXPECT_EQ(1, std::ranges::count(ended.err, '\n')) << ended.err;
+        EXPECT_THAT(ended.out, HasSubstr("timeout   7"));
+        EXPECT_EQ(0, remove(file.c_str()));
+    }
 }
 
 TEST_F(Settings, DecideAboutOutputColourAndTime) {
