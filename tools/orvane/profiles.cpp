@@ -152,7 +152,7 @@ void Unlock(const UserFile &file, Dictionary *dictionary, const Password &passph
     PendingText(); /* of lines in the sealed part that are not ours */
 }
 
-/* Makes everything that is in the file now readable for ever, and seals what comes later. */
+/* Makes all present entries of the file readable ones, and seals what comes later. */
 void SealFromNowOn(const UserFile &file, Dictionary *dictionary, const Password &passphrase) {
     for (const std::string &name : NamesWith(dictionary, "")) {
         const std::string value = GetPlain(dictionary, name);
