@@ -33,7 +33,7 @@ public:
     Application &operator=(const Application &) = delete;
 
     void Run() {
-        Told connect;
+        Ending connect;
         Operate(connect);
         /* a disconnect of an adopted login ends nothing; the release of the session does */
         g_clear_object(&session);
@@ -44,19 +44,19 @@ public:
     bool eachEndsOnce = true;
 
 private:
-    void Operate(Told &connect) {
-        Told early;
-        ending = &early;
+    void Operate(Ending &connect) {
+        Ending early;
+        ownEnd = &early;
         Begin(connect.listener);
         testLoop::RunUntil([&] { return connect.times > 0 || early.times > 0; }, visit.limitMs);
-        const bool hasBegunEnd = std::exchange(ending, nullptr) == nullptr;
+        const bool hasBegunEnd = std::exchange(ownEnd, nullptr) == nullptr;
         Describe("connect", connect);
         if (const char *version = orvane_session_get_version(session))
             steps += " " + std::string(version);
         if (visit.isEndedBySelf)
             return hasBegunEnd ? Note("disconnect", early) : Describe("disconnect", early);
         if (connect.text == "success") {
-            Told call;
+            Ending call;
             SkemaOzyServiceInstance *instance = nullptr;
             g_object_get(session, "serviceInstance", &instance, nullptr);
             const ObjectPtr<SkemaOzyServiceInstance> owner(instance);
@@ -65,7 +65,7 @@ private:
         }
         if (orvane_session_get_state(session) == ORVANE_SESSION_DISCONNECTED)
             return;
-        Told disconnect;
+        Ending disconnect;
         orvane_session_disconnect(session, disconnect.listener);
         Finish("disconnect", disconnect);
     }
@@ -83,29 +83,29 @@ private:
                 listener);
         }
     }
-    void Finish(const char *step, Told &told) {
-        testLoop::RunUntil([&] { return told.times > 0; }, visit.limitMs);
-        Note(step, told);
+    void Finish(const char *step, Ending &ending) {
+        testLoop::RunUntil([&] { return ending.times > 0; }, visit.limitMs);
+        Note(step, ending);
     }
-    void Note(const char *step, const Told &told) {
-        Describe(step, told);
-        eachEndsOnce = eachEndsOnce && told.times == 1;
+    void Note(const char *step, const Ending &ending) {
+        Describe(step, ending);
+        eachEndsOnce = eachEndsOnce && ending.times == 1;
     }
-    void Describe(const char *step, const Told &told) {
+    void Describe(const char *step, const Ending &ending) {
         steps += (steps.empty() ? "" : ", ") + std::string(step) + " " +
-                 (told.times == 0 ? "nothing" : told.text);
-        if (told.times > 1)
-            steps += " x" + std::to_string(told.times);
+                 (ending.times == 0 ? "nothing" : ending.text);
+        if (ending.times > 1)
+            steps += " x" + std::to_string(ending.times);
     }
     static void OnState(Application *self, GParamSpec *, OrvaneSession *session) {
-        if (self->visit.isEndedBySelf && self->ending &&
+        if (self->visit.isEndedBySelf && self->ownEnd &&
             orvane_session_get_state(session) == ORVANE_SESSION_CONNECTED)
-            orvane_session_disconnect(session, std::exchange(self->ending, nullptr)->listener);
+            orvane_session_disconnect(session, std::exchange(self->ownEnd, nullptr)->listener);
     }
 
     Visit visit;
     OrvaneSession *session;
-    Told *ending = nullptr; /* takes the disconnect of visit.isEndedBySelf */
+    Ending *ownEnd = nullptr; /* takes the disconnect of visit.isEndedBySelf */
 };
 
 } // namespace

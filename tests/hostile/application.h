@@ -25,7 +25,7 @@ struct Visit {
     int limitMs = 30000; /* for each step, real time */
 };
 
-/* The steps and how their listeners ended: "success", "failure CLASS ..." as Told has it, or "nothing", and behind the
+/* The steps and how their listeners ended: "success", "failure CLASS ..." as Ending shows it, or "nothing", and behind the
  * connect the version. A listener that ended more than once has the number behind it. A
  * peer has a say in the texts of faults; whether each listener ended, and once, is in "eachEndsOnce". */
 std::string Run(const Visit &visit, bool *eachEndsOnce = nullptr);

@@ -70,7 +70,7 @@ protected:
     DocumentFolder folder;
 };
 
-TEST_P(FetchSecure, TakesOnlyWhatItIsToldToTrust) {
+TEST_P(FetchSecure, TakesOnlyWhatItIsSetToTrust) {
     testLoop::Reset();
     const auto presented = certificates::MakeKind(GetParam().kind);
     int numRequests = 0;
@@ -79,7 +79,7 @@ TEST_P(FetchSecure, TakesOnlyWhatItIsToldToTrust) {
         [&](const simulator::ExchangePtr &exchange) {
             numRequests++;
             exchange->Answer({.body = "<s:schema xmlns:s='http://www.w3.org/2001/XMLSchema'>"
-                                      "<s:complexType name='Told'/></s:schema>"});
+                                      "<s:complexType name='Sent'/></s:schema>"});
         });
     testLoop::Watch(server.Descriptor(), POLLIN, [&](short) { server.Run(); });
     Notes notes;

@@ -1,4 +1,4 @@
-// The trace: when it is on, what it says, and what it hides.
+// The trace: when it is on, what it shows, and what it hides.
 #include "tests/apps/lib/basicHttp/httpFixture.h"
 
 #include <ctime>

@@ -36,7 +36,7 @@ inline void AdvanceClock(gint64 microseconds) {
     testLoop::Advance(microseconds);
 }
 
-/* How a request ended. Unless told otherwise, it is then freed. */
+/* How a request ended. It is then freed, unless "then" is set to something else. */
 struct Outcome {
     int numCalls = 0;
     BasicHttpErrorCode error = BASICHTTP_ERROR_NONE;

@@ -435,7 +435,7 @@ TEST_F(OperationEnds, LeaveTheReferenceToTheApplication) {
     OrvaneListener *listener = ledger.New();
     CurrentTime(listener);
     testLoop::Settle();
-    Told refused;
+    Ending refused;
     orvane_session_connect(session, Url().c_str(), "u", "p", refused.listener);
     service->server.Send(service->Last("CurrentTime").connection, Reply("CurrentTime").bytes);
     testLoop::Settle();

@@ -26,7 +26,7 @@ struct NameMaps {
     }
     guint Size(SchemaNamespace ns) const { return g_hash_table_size(maps[ns].get()); }
     /* "ozy=SkemaOzyTask", for each map that has the wire name. */
-    std::string Tell(const std::string &wireName) const {
+    std::string EntriesOf(const std::string &wireName) const {
         std::string text;
         for (guint8 ns = 0; ns < SCHEMA_NUM_NAMESPACES; ns++) {
             const auto type =
@@ -100,7 +100,7 @@ ValueWords WordsOf(const std::string &typeName) {
 }
 
 /* "SkemaOzyTask.info: GParamObject of SkemaOzyTaskInfo, flags 3, since '', blurb ''". */
-std::string Told(const TableType &owner, const TableField &field) {
+std::string Declared(const TableType &owner, const TableField &field) {
     const ValueWords words = WordsOf(field.type.name);
     const bool isArray = field.type.isArray;
     std::string version = field.version.empty() ? owner.version : field.version;
@@ -133,7 +133,7 @@ std::vector<std::string> FieldsOf(const TableType &type) {
     for (const TableType *owner : chain) {
         for (const TableField &field : owner->fields) {
             std::erase_if(fields, [&](const auto &known) { return known.first == field.name; });
-            fields.emplace_back(field.name, Told(*owner, field));
+            fields.emplace_back(field.name, Declared(*owner, field));
         }
     }
     std::vector<std::string> texts;
@@ -199,7 +199,7 @@ TEST_F(SchemaWalk, EveryTypeHasItsNamesItsParentItsRootAndItsMap) {
             << name;
         EXPECT_TRUE(g_type_is_a(live, g_type_from_name(RootOf(type.form)))) << name;
         EXPECT_EQ(type.isUnlisted ? "" : std::string(SchemaNamespace_Word(type.ns)) + "=" + name,
-                  maps.Tell(type.name));
+                  maps.EntriesOf(type.name));
         EXPECT_EQ(type.isUnlisted ? 0 : live, orvane_lookup_type(type.name.c_str())) << name;
     }
 }

@@ -119,12 +119,12 @@ TEST_F(StubRows, EveryMethodSendsItsNameAndNoMoreThanItMust) {
     size_t numNullTexts = 0;
     guint index = 0;
     std::map<std::string, Call> expected;
-    std::vector<std::unique_ptr<Told>> outcomes;
+    std::vector<std::unique_ptr<Ending>> outcomes;
     for (const TableType &type : Shipped().model.types) {
         for (const TableMethod &method : type.methods) {
             const std::string id = "m-" + std::to_string(index);
             expected[id] = {method.wireName, id, Expected(method, &numNullTexts)};
-            outcomes.push_back(std::make_unique<Told>());
+            outcomes.push_back(std::make_unique<Ending>());
             OrvaneListener *listener = outcomes.back()->listener;
             auto *proxy = Proxy<void>(g_type_from_name(Shipped().NamesOf(type).type.c_str()), id);
             /* zero in a register or on the stack is any kind of argument that the schema has */
@@ -141,10 +141,10 @@ TEST_F(StubRows, EveryMethodSendsItsNameAndNoMoreThanItMust) {
         }
     }
     testLoop::RunUntil([&] {
-        return std::ranges::all_of(outcomes, [](const auto &told) { return told->times > 0; });
+        return std::ranges::all_of(outcomes, [](const auto &ending) { return ending->times > 0; });
     });
-    for (const auto &told : outcomes)
-        EXPECT_EQ("failure NotSupported", told->text);
+    for (const auto &ending : outcomes)
+        EXPECT_EQ("failure NotSupported", ending->text);
 
     const std::vector<Call> calls = Calls();
     EXPECT_EQ(1191u, calls.size());

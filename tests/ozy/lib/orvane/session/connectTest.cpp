@@ -130,11 +130,11 @@ TEST_F(Connect, AdoptsASessionByItsCookieAndLeavesItThere) {
     EXPECT_EQ("soap_session=\"52\"", service->Last("RetrieveServiceContent").Header("Cookie"));
     EXPECT_EQ("soap_session=\"52\"", service->Last("CreateFilter").Header("Cookie"));
 
-    Told told;
-    orvane_session_disconnect(session, told.listener);
-    EXPECT_EQ(0, told.times) << "not from inside the call";
-    Wait(told);
-    EXPECT_EQ("success", told.text);
+    Ending ending;
+    orvane_session_disconnect(session, ending.listener);
+    EXPECT_EQ(0, ending.times) << "not from inside the call";
+    Wait(ending);
+    EXPECT_EQ("success", ending.text);
     EXPECT_EQ(0u, service->Count("Logout"));
     EXPECT_EQ(ORVANE_SESSION_DISCONNECTING, State());
     EXPECT_EQ("failure", Disconnect());
@@ -142,11 +142,11 @@ TEST_F(Connect, AdoptsASessionByItsCookieAndLeavesItThere) {
 
 TEST_F(Connect, OfAHijackedSessionEndsQuietlyWithItsListener) {
     EXPECT_EQ("success", Hijack("a=b"));
-    Told told;
-    orvane_session_disconnect(session, told.listener);
-    g_clear_object(&told.listener);
+    Ending ending;
+    orvane_session_disconnect(session, ending.listener);
+    g_clear_object(&ending.listener);
     testLoop::Settle();
-    EXPECT_EQ(0, told.times);
+    EXPECT_EQ(0, ending.times);
 }
 
 TEST_F(Connect, RefusesACookieThatIsMoreThanOne) {
@@ -280,7 +280,7 @@ TEST_F(Connect, ReportsWhichStepFailed) {
     const struct {
         const char *step;
         CannedAnswer answer;
-        const char *told;
+        const char *ending;
     } rows[] = {
         {"ozyServiceVersions.xml", HttpReply("no", 403), "failure InvalidResponse 0 403"},
         {"ozyServiceVersions.xml", HttpReply(kVersions, 500), "failure InvalidResponse 0 500"},
@@ -303,7 +303,7 @@ TEST_F(Connect, ReportsWhichStepFailed) {
         if (std::string(row.step) == "CreateFilter")
             service->answers["WaitForUpdatesEx"] = {}; /* sends no update */
         states.clear();
-        EXPECT_EQ(row.told, SessionTest::Connect());
+        EXPECT_EQ(row.ending, SessionTest::Connect());
         EXPECT_EQ(ORVANE_SESSION_DISCONNECTED, State());
         EXPECT_EQ(ORVANE_SESSION_CONNECTING, states.front());
     }
@@ -329,7 +329,7 @@ TEST_F(Connect, EndsWhenAnotherBeginsMeanwhile) {
         SCOPED_TRACE(step);
         service = std::make_unique<Service>();
         service->isQuiet = true; /* so that the roles do not come */
-        Told first;
+        Ending first;
         orvane_session_connect(session, Url().c_str(), "u", "p", first.listener);
         EXPECT_TRUE(testLoop::RunUntil([&] { return service->Count(step) > 0; }));
         EXPECT_EQ("failure Unexpected", SessionTest::Connect());
@@ -344,7 +344,7 @@ TEST_F(Connect, EndsWhenAnotherBeginsMeanwhile) {
 /* While the roles are being loaded, the application may have nothing but the listener of the connect. */
 class RolesLoad : public Connect {
 protected:
-    Told connect, disconnect;
+    Ending connect, disconnect;
     std::vector<std::string> ends; /* of the connect and the disconnect, in order */
 
     RolesLoad() {
@@ -419,15 +419,15 @@ TEST_F(RolesLoad, IsCanceledWhenTheUpdatesCannotBegin) {
 
 TEST_F(RolesLoad, IsCanceledWhenTheFirstWaitCannotBeSent) {
     for (const bool drops : {false, true}) {
-        Told told;
+        Ending ending;
         At(ORVANE_SESSION_CONNECTED, [&] {
             orvane_shutdown();
             if (drops)
                 At(ORVANE_SESSION_INTERRUPTED, [&] { g_clear_object(&session); });
         });
-        orvane_session_connect(session, Url().c_str(), "u", "p", told.listener);
-        Wait(told);
-        EXPECT_EQ("failure RequestCanceled", told.text);
+        orvane_session_connect(session, Url().c_str(), "u", "p", ending.listener);
+        Wait(ending);
+        EXPECT_EQ("failure RequestCanceled", ending.text);
         StartOver();
         service->isQuiet = true;
     }
@@ -451,31 +451,31 @@ TEST_F(RolesLoad, AllowsAnythingInAHandlerOfTheCancel) {
         [&] { orvane_shutdown(); },
     };
     for (const auto &action : actions) {
-        Told told;
-        told.then = action;
-        orvane_session_connect(session, Url().c_str(), "u", "p", told.listener);
+        Ending ending;
+        ending.then = action;
+        orvane_session_connect(session, Url().c_str(), "u", "p", ending.listener);
         EXPECT_TRUE(testLoop::RunUntil([&] { return service->Count("CreateFilter") > 0; }));
         testLoop::Settle();
         orvane_session_disconnect(session, nullptr);
-        Wait(told);
-        EXPECT_EQ("failure RequestCanceled", told.text);
+        Wait(ending);
+        EXPECT_EQ("failure RequestCanceled", ending.text);
         StartOver();
         service->isQuiet = true;
     }
 }
 
 TEST_F(Connect, ChecksWhatItIsGiven) {
-    Told told;
+    Ending ending;
     g_test_expect_message(nullptr, G_LOG_LEVEL_CRITICAL, "*'cnxParams' failed*");
-    orvane_session_connect(session, Url().c_str(), "u", nullptr, told.listener);
+    orvane_session_connect(session, Url().c_str(), "u", nullptr, ending.listener);
     g_test_expect_message(nullptr, G_LOG_LEVEL_CRITICAL, "*'cnxParams' failed*");
-    orvane_session_hijack(session, Url().c_str(), nullptr, told.listener);
+    orvane_session_hijack(session, Url().c_str(), nullptr, ending.listener);
     g_test_expect_message(nullptr, G_LOG_LEVEL_CRITICAL, "*'session' failed*");
-    orvane_session_connect(nullptr, Url().c_str(), "u", "p", told.listener);
+    orvane_session_connect(nullptr, Url().c_str(), "u", "p", ending.listener);
     g_test_expect_message(nullptr, G_LOG_LEVEL_CRITICAL, "*'session' failed*");
-    orvane_session_disconnect(nullptr, told.listener);
+    orvane_session_disconnect(nullptr, ending.listener);
     g_test_assert_expected_messages();
-    EXPECT_EQ(0, told.times);
+    EXPECT_EQ(0, ending.times);
 
     for (const char *url : {static_cast<const char *>(nullptr), "", "ftp://127.0.0.1/", "::"}) {
         EXPECT_THAT(ConnectTo(url), HasSubstr("failure ")) << (url ? url : "NULL");

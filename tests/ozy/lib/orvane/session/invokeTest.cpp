@@ -24,10 +24,10 @@ protected:
         return text.starts_with("I SOAP: ") ? text.substr(text.find('\n') + 1) : text;
     }
     /* Leaves the call's request without an answer. */
-    void Begin(Told &told) {
+    void Begin(Ending &ending) {
         service->answers["CurrentTime"] = {};
         const size_t before = service->Count("CurrentTime");
-        CurrentTime(told.listener);
+        CurrentTime(ending.listener);
         EXPECT_TRUE(
             testLoop::RunUntil([&] { return service->Count("CurrentTime") == before + 1; }));
     }
@@ -73,7 +73,7 @@ TEST_F(Invoke, ReportsEachReply) {
     const struct {
         const char *name;
         CannedAnswer answer;
-        const char *told;
+        const char *ending;
         const char *log;
     } rows[] = {
         {"result", Reply("CurrentTime", "2026-01-02T03:04:05Z", "type=\"x\""), "success", ""},
@@ -110,7 +110,7 @@ TEST_F(Invoke, ReportsEachReply) {
         SCOPED_TRACE(row.name);
         LogRing_Clear();
         service->answers["CurrentTime"] = row.answer;
-        EXPECT_EQ(row.told, Call().substr(0, strlen(row.told)));
+        EXPECT_EQ(row.ending, Call().substr(0, strlen(row.ending)));
         if (row.log) {
             EXPECT_EQ(row.log, SessionLog());
         }
@@ -124,7 +124,7 @@ TEST_F(Invoke, RepliesHaveTheLimitsOfTheirSession) {
     service->answers["CurrentTime"] = HttpReply(Body(inner));
     const struct {
         guint64 bodyBytes, treeBytes;
-        const char *told;
+        const char *ending;
     } rows[] = {
         {30000, 0, "failure InvalidResponse 48"},
         {60000, 0, "success"},
@@ -135,7 +135,7 @@ TEST_F(Invoke, RepliesHaveTheLimitsOfTheirSession) {
     EXPECT_EQ("success", Call());
     for (const auto &row : rows) {
         orvane_session_set_reply_limits(session, row.bodyBytes, row.treeBytes);
-        EXPECT_EQ(row.told, Call().substr(0, strlen(row.told)));
+        EXPECT_EQ(row.ending, Call().substr(0, strlen(row.ending)));
     }
 }
 
@@ -199,16 +199,16 @@ TEST_F(Invoke, FollowsTheLimitOfItsSession) {
         orvane_session_set_bandwidth_limit(session, 0, order == kCallFirst ? 0 : 10);
         service->answers["CurrentTime"] = HttpReply(Body(
             "<CurrentTimeResponse><a>" + std::string(300000, 'x') + "</a></CurrentTimeResponse>"));
-        Told told[2];
-        for (Told &each : told)
+        Ending ending[2];
+        for (Ending &each : ending)
             CurrentTime(each.listener);
         orvane_session_set_bandwidth_limit(session, 0, 10);
         ASSERT_TRUE(testLoop::RunUntil([&] { return numPaused() == 2; }));
         testLoop::Settle();
-        EXPECT_EQ("", told[0].text + told[1].text);
+        EXPECT_EQ("", ending[0].text + ending[1].text);
         if (order < kDestroyed) {
             orvane_session_set_bandwidth_limit(session, 0, 0);
-            for (Told &each : told) {
+            for (Ending &each : ending) {
                 Wait(each);
                 EXPECT_EQ("success", each.text);
             }
@@ -229,46 +229,46 @@ TEST_F(Invoke, FollowsTheLimitOfItsSession) {
 TEST_F(Invoke, IsCancelledByTheDeathOfItsListener) {
     const int open = service->server.NumOpenConnections();
     for (int i = 0; i < 3; i++) { /* the next call frees what is left of one */
-        Told told;
-        Begin(told);
-        g_clear_object(&told.listener);
+        Ending ending;
+        Begin(ending);
+        g_clear_object(&ending.listener);
         testLoop::Settle();
-        EXPECT_EQ(0, told.times);
+        EXPECT_EQ(0, ending.times);
         EXPECT_LE(service->server.NumOpenConnections(), open);
     }
     EXPECT_THAT(LogText(), IsEmpty());
 }
 
 TEST_F(Invoke, EmitsNothingOnceCancelled) {
-    Told told;
-    Begin(told);
-    EXPECT_TRUE(OrvaneSession_HasCall(session, told.listener));
-    orvane_session_cancel_listener(session, told.listener);
-    EXPECT_FALSE(OrvaneSession_HasCall(session, told.listener));
-    g_object_ref(told.listener);
+    Ending ending;
+    Begin(ending);
+    EXPECT_TRUE(OrvaneSession_HasCall(session, ending.listener));
+    orvane_session_cancel_listener(session, ending.listener);
+    EXPECT_FALSE(OrvaneSession_HasCall(session, ending.listener));
+    g_object_ref(ending.listener);
     Answer();
     EXPECT_EQ("I BasicHttpOnSent: g_object_get_data returned ORVANE_SESSION_DATA_UNLINK_VALUE "
               "session\n",
               LogText());
-    ASSERT_NE(nullptr, told.listener);
-    EXPECT_EQ(1u, G_OBJECT(told.listener)->ref_count) << "the call's reference is gone";
-    EXPECT_EQ(ORVANE_LISTENER_PENDING, orvane_listener_get_state(told.listener));
-    EXPECT_EQ(0, told.times);
-    g_clear_object(&told.listener);
+    ASSERT_NE(nullptr, ending.listener);
+    EXPECT_EQ(1u, G_OBJECT(ending.listener)->ref_count) << "the call's reference is gone";
+    EXPECT_EQ(ORVANE_LISTENER_PENDING, orvane_listener_get_state(ending.listener));
+    EXPECT_EQ(0, ending.times);
+    g_clear_object(&ending.listener);
     service->answers.erase("CurrentTime");
     EXPECT_EQ("failure NotSupported", Call()) << "the session goes on";
 }
 
 /* Each call has a reference of its own. */
 TEST_F(Invoke, AllowsOneListenerForSeveralCalls) {
-    Told dropped;
+    Ending dropped;
     for (int i = 0; i < 3; i++)
         Begin(dropped);
     g_clear_object(&dropped.listener);
     testLoop::Settle();
     EXPECT_EQ(0, dropped.times);
 
-    Told cancelled;
+    Ending cancelled;
     Begin(cancelled);
     const int first = service->Last("CurrentTime").connection;
     for (int i = 0; i < 2; i++) {
@@ -287,64 +287,65 @@ TEST_F(Invoke, AllowsOneListenerForSeveralCalls) {
 }
 
 TEST_F(Invoke, TheReplyToACancelledCallDoesNotEndTheNextOne) {
-    Told told;
-    Begin(told);
+    Ending ending;
+    Begin(ending);
     const int first = service->Last("CurrentTime").connection;
-    orvane_session_cancel_listener(session, told.listener);
-    g_object_ref(told.listener);
-    Begin(told);
+    orvane_session_cancel_listener(session, ending.listener);
+    g_object_ref(ending.listener);
+    Begin(ending);
     service->server.Send(first, Reply("CurrentTime").bytes);
     testLoop::Settle();
-    EXPECT_EQ(0, told.times);
-    EXPECT_EQ(1u, G_OBJECT(told.listener)->ref_count) << "the reference of the first call is gone";
-    EXPECT_TRUE(OrvaneSession_HasCall(session, told.listener));
+    EXPECT_EQ(0, ending.times);
+    EXPECT_EQ(1u, G_OBJECT(ending.listener)->ref_count)
+        << "the reference of the first call is gone";
+    EXPECT_TRUE(OrvaneSession_HasCall(session, ending.listener));
     Answer();
-    EXPECT_EQ(1, told.times);
-    EXPECT_EQ(nullptr, told.listener);
+    EXPECT_EQ(1, ending.times);
+    EXPECT_EQ(nullptr, ending.listener);
 }
 
 TEST_F(Invoke, GivesUpACancelledListenerWithTheSession) {
-    Told told;
-    Begin(told);
-    orvane_session_cancel_listener(session, told.listener);
+    Ending ending;
+    Begin(ending);
+    orvane_session_cancel_listener(session, ending.listener);
     g_clear_object(&session);
-    EXPECT_EQ(nullptr, told.listener);
+    EXPECT_EQ(nullptr, ending.listener);
 }
 
 TEST_F(Invoke, FailsWithoutFaultIfTheListenerForgotItsSession) {
-    Told told;
-    Begin(told);
-    g_object_set_data(G_OBJECT(told.listener), "session", nullptr);
+    Ending ending;
+    Begin(ending);
+    g_object_set_data(G_OBJECT(ending.listener), "session", nullptr);
     Answer();
-    EXPECT_EQ("failure", told.text);
+    EXPECT_EQ("failure", ending.text);
     EXPECT_EQ("I BasicHttpOnSent: g_object_get_data returned null session\n", LogText());
 }
 
 TEST_F(Invoke, EmitsNothingOnceDisconnected) {
-    Told told;
-    Begin(told);
-    Told second; /* of a session that is not disconnected */
+    Ending ending;
+    Begin(ending);
+    Ending second; /* of a session that is not disconnected */
     orvane_session_connect(session, Url().c_str(), "u", "p", second.listener);
     EXPECT_EQ("failure Unexpected", second.text);
     Answer();
     EXPECT_EQ("I BasicHttpOnSent: ORVANE_SESSION_DISCONNECTED == orvane_session_get_state\n",
               LogText());
-    EXPECT_EQ(0, told.times);
-    EXPECT_EQ(nullptr, told.listener);
+    EXPECT_EQ(0, ending.times);
+    EXPECT_EQ(nullptr, ending.listener);
 }
 
 TEST_F(Invoke, EmitsNothingWhenTheSessionEnds) {
     for (bool isDropped : {false, true}) {
-        Told told;
-        Begin(told);
+        Ending ending;
+        Begin(ending);
         if (isDropped) {
             g_clear_object(&session);
         } else {
             EXPECT_EQ("success", Disconnect());
         }
-        EXPECT_EQ(0, told.times);
-        ASSERT_NE(nullptr, told.listener) << "the application's own";
-        EXPECT_EQ(ORVANE_LISTENER_PENDING, orvane_listener_get_state(told.listener));
+        EXPECT_EQ(0, ending.times);
+        ASSERT_NE(nullptr, ending.listener) << "the application's own";
+        EXPECT_EQ(ORVANE_LISTENER_PENDING, orvane_listener_get_state(ending.listener));
         if (!isDropped) {
             EXPECT_EQ("success", Connect());
         }
@@ -367,34 +368,34 @@ TEST_F(Invoke, CanBeEndedWhereverThePeerStalls) {
     for (const auto &[where, bytes] : rows) {
         for (bool isDisconnected : {false, true}) {
             SCOPED_TRACE(where);
-            Told told;
-            Begin(told);
+            Ending ending;
+            Begin(ending);
             service->server.Send(service->Last("CurrentTime").connection, bytes);
             testLoop::Settle();
-            EXPECT_EQ(0, told.times);
+            EXPECT_EQ(0, ending.times);
             if (isDisconnected) {
                 EXPECT_EQ("success", Disconnect());
                 EXPECT_EQ("success", Connect());
             } else {
-                orvane_session_cancel_listener(session, told.listener);
+                orvane_session_cancel_listener(session, ending.listener);
             }
             service->answers["CurrentTime"] = Reply("CurrentTime");
             EXPECT_EQ("success", Call());
-            EXPECT_EQ(0, told.times);
+            EXPECT_EQ(0, ending.times);
         }
     }
 }
 
 TEST_F(Invoke, SurvivesAShutdownOfTheTransport) {
-    Told told;
-    Begin(told);
+    Ending ending;
+    Begin(ending);
     orvane_shutdown();
-    Told late;
+    Ending late;
     CurrentTime(late.listener);
     EXPECT_FALSE(OrvaneSession_HasCall(session, late.listener));
     EXPECT_EQ(0, late.times) << "a call that cannot be sent emits nothing";
     EXPECT_TRUE(orvane_init(testLoop::Callback, testLoop::CallbackRemove));
-    g_clear_object(&told.listener); /* of a request that is gone */
+    g_clear_object(&ending.listener); /* of a request that is gone */
     service->answers["CurrentTime"] = Reply("CurrentTime");
     EXPECT_EQ("success", Call());
 }
@@ -411,15 +412,15 @@ TEST_F(Invoke, IsNotSentWithAPartLeftOut) {
         g_value_unset(&value);
         value = outer;
     }
-    Told told;
-    orvane_session_invoke_method(session, G_OBJECT(Instance().get()), "CurrentTime", told.listener,
-                                 "deep", &value, nullptr);
+    Ending ending;
+    orvane_session_invoke_method(session, G_OBJECT(Instance().get()), "CurrentTime",
+                                 ending.listener, "deep", &value, nullptr);
     testLoop::Settle();
     g_value_unset(&value);
     EXPECT_EQ(0u, service->Count("CurrentTime"));
-    EXPECT_EQ(0, told.times);
-    EXPECT_EQ(ORVANE_LISTENER_UNUSED, orvane_listener_get_state(told.listener));
-    EXPECT_FALSE(OrvaneSession_HasCall(session, told.listener));
+    EXPECT_EQ(0, ending.times);
+    EXPECT_EQ(ORVANE_LISTENER_UNUSED, orvane_listener_get_state(ending.listener));
+    EXPECT_FALSE(OrvaneSession_HasCall(session, ending.listener));
     EXPECT_EQ("success", Call());
 }
 
@@ -438,20 +439,20 @@ TEST_F(Invoke, AllowsAnythingInAHandler) {
     for (const auto &[name, action] : rows) {
         for (const char *signal : {"notify::state", "acknowledge", "success"}) {
             SCOPED_TRACE(std::string(name) + " at " + signal);
-            Told told;
+            Ending ending;
             service->answers["CurrentTime"] = Reply("CurrentTime");
-            CurrentTime(told.listener);
+            CurrentTime(ending.listener);
             bool isFirst = true;
             const std::function<void()> once = [&, &run = action] {
                 if (std::exchange(isFirst, false))
                     run();
             };
-            g_signal_connect_swapped(told.listener, signal,
+            g_signal_connect_swapped(ending.listener, signal,
                                      G_CALLBACK(+[](const std::function<void()> *f) { (*f)(); }),
                                      const_cast<std::function<void()> *>(&once));
-            Wait(told);
-            EXPECT_EQ("success", told.text);
-            EXPECT_EQ(1, told.times);
+            Wait(ending);
+            EXPECT_EQ("success", ending.text);
+            EXPECT_EQ(1, ending.times);
 
             StartOver();
             ASSERT_EQ("success", Connect());
@@ -460,28 +461,28 @@ TEST_F(Invoke, AllowsAnythingInAHandler) {
 }
 
 TEST_F(Invoke, ChecksWhatItIsGiven) {
-    Told told;
+    Ending ending;
     GObject *instance = G_OBJECT(Instance().get());
     g_test_expect_message(nullptr, G_LOG_LEVEL_CRITICAL, "*'OrvaneSession_IsLive*' failed*");
-    orvane_session_invoke_method(nullptr, instance, "X", told.listener, nullptr);
+    orvane_session_invoke_method(nullptr, instance, "X", ending.listener, nullptr);
     g_test_expect_message(nullptr, G_LOG_LEVEL_CRITICAL, "*'object*' failed*");
-    orvane_session_invoke_method(session, nullptr, "X", told.listener, nullptr);
+    orvane_session_invoke_method(session, nullptr, "X", ending.listener, nullptr);
     g_test_expect_message(nullptr, G_LOG_LEVEL_CRITICAL, "*'object*' failed*");
-    orvane_session_invoke_method(session, G_OBJECT(session), "X", told.listener, nullptr);
+    orvane_session_invoke_method(session, G_OBJECT(session), "X", ending.listener, nullptr);
     g_test_expect_message(nullptr, G_LOG_LEVEL_CRITICAL, "*'methodName*' failed*");
-    orvane_session_invoke_method(session, instance, nullptr, told.listener, nullptr);
+    orvane_session_invoke_method(session, instance, nullptr, ending.listener, nullptr);
     g_test_assert_expected_messages();
-    EXPECT_EQ(ORVANE_LISTENER_UNUSED, orvane_listener_get_state(told.listener));
+    EXPECT_EQ(ORVANE_LISTENER_UNUSED, orvane_listener_get_state(ending.listener));
 }
 
 TEST_F(Invoke, OfAnObjectThatOutlivedItsSessionOnlyWarns) {
     ObjectPtr<SkemaOzyServiceInstance> instance = Instance();
     g_clear_object(&session);
-    Told told;
+    Ending ending;
     g_test_expect_message(nullptr, G_LOG_LEVEL_CRITICAL, "*'OrvaneSession_IsLive*' failed*");
-    skema_ozy_service_instance_current_time(instance.get(), told.listener);
+    skema_ozy_service_instance_current_time(instance.get(), ending.listener);
     g_test_assert_expected_messages();
-    EXPECT_EQ(ORVANE_LISTENER_UNUSED, orvane_listener_get_state(told.listener));
+    EXPECT_EQ(ORVANE_LISTENER_UNUSED, orvane_listener_get_state(ending.listener));
 }
 
 /* -- tasks ---------------------------------------------------------------------------------------- */
@@ -496,10 +497,10 @@ protected:
         return Object(kind, "Task", "task-1", Assign("info", Typed("TaskInfo", info)));
     }
     /* Up to the load of the task, before its values arrive. */
-    void Begin(Told &told) {
+    void Begin(Ending &ending) {
         service->answers["Own"] = Reply("Own", "task-1", "type=\"Task\"");
-        orvane_listener_set_return_type(told.listener, SKEMA_TYPE_OZY_TASK, FALSE);
-        orvane_session_invoke_method(session, G_OBJECT(Instance().get()), "Own", told.listener,
+        orvane_listener_set_return_type(ending.listener, SKEMA_TYPE_OZY_TASK, FALSE);
+        orvane_session_invoke_method(session, G_OBJECT(Instance().get()), "Own", ending.listener,
                                      nullptr);
         testLoop::RunUntil([&] { return service->Count("CreateFilter") == 2; });
         testLoop::Settle();
@@ -512,27 +513,27 @@ protected:
 
 TEST_F(TaskCall, FollowsTheTaskAndReleasesItInTheEnd) {
     service->answers["CancelTask"] = Reply("CancelTask");
-    Told told;
-    Begin(told);
-    EXPECT_TRUE(orvane_listener_is_task(told.listener));
-    EXPECT_EQ(ORVANE_LISTENER_PENDING, orvane_listener_get_state(told.listener));
+    Ending ending;
+    Begin(ending);
+    EXPECT_TRUE(orvane_listener_is_task(ending.listener));
+    EXPECT_EQ(ORVANE_LISTENER_PENDING, orvane_listener_get_state(ending.listener));
     Update(Info("enter", "running", 30));
-    EXPECT_EQ(ORVANE_LISTENER_RUNNING, orvane_listener_get_state(told.listener));
-    EXPECT_EQ(30, orvane_listener_get_progress(told.listener));
-    EXPECT_TRUE(orvane_listener_cancel(told.listener));
+    EXPECT_EQ(ORVANE_LISTENER_RUNNING, orvane_listener_get_state(ending.listener));
+    EXPECT_EQ(30, orvane_listener_get_progress(ending.listener));
+    EXPECT_TRUE(orvane_listener_cancel(ending.listener));
     testLoop::Settle();
     EXPECT_EQ(1u, service->Count("CancelTask"));
     Update(Info("modify", "success", 100));
-    EXPECT_EQ("success", told.text);
+    EXPECT_EQ("success", ending.text);
     testLoop::Settle();
     EXPECT_EQ(1u, service->Count("DestroyPropertyFilter"));
 }
 
 TEST_F(TaskCall, FailsIfTheTaskCannotBeLoaded) {
     service->answers["CreateFilter"] = Fault("ManagedObjectNotFound");
-    Told told;
-    Begin(told);
-    EXPECT_THAT(told.text, HasSubstr("ManagedObjectNotFound"));
+    Ending ending;
+    Begin(ending);
+    EXPECT_THAT(ending.text, HasSubstr("ManagedObjectNotFound"));
 }
 
 TEST_F(TaskCall, EndsWithoutASignalWhenTheConnectionDoes) {
@@ -541,8 +542,8 @@ TEST_F(TaskCall, EndsWithoutASignalWhenTheConnectionDoes) {
             SCOPED_TRACE(testing::Message() << isLoaded << isDropped);
             StartOver();
             ASSERT_EQ("success", Connect());
-            Told told;
-            Begin(told);
+            Ending ending;
+            Begin(ending);
             if (isLoaded)
                 Update(Info("enter", "running", 30));
             if (isDropped) {
@@ -550,9 +551,9 @@ TEST_F(TaskCall, EndsWithoutASignalWhenTheConnectionDoes) {
             } else {
                 EXPECT_EQ("success", Disconnect());
             }
-            EXPECT_EQ(0, told.times);
-            ASSERT_NE(nullptr, told.listener);
-            g_clear_object(&told.listener); /* which has a task of a session that is gone */
+            EXPECT_EQ(0, ending.times);
+            ASSERT_NE(nullptr, ending.listener);
+            g_clear_object(&ending.listener); /* which has a task of a session that is gone */
         }
     }
 }

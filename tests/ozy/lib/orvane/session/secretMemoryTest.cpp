@@ -132,13 +132,13 @@ size_t CopiesAfterLogin(const char *user, const char *outcome) {
     EXPECT_TRUE(orvane_init(testLoop::Callback, testLoop::CallbackRemove));
     OrvaneSession *session = orvane_session_new();
     {
-        Told told;
+        Ending ending;
         {
             const Password password;
-            orvane_session_connect(session, peer.url.c_str(), user, password.text, told.listener);
+            orvane_session_connect(session, peer.url.c_str(), user, password.text, ending.listener);
         }
-        EXPECT_TRUE(testLoop::RunUntil([&] { return told.times > 0; }));
-        EXPECT_EQ(outcome, told.text);
+        EXPECT_TRUE(testLoop::RunUntil([&] { return ending.times > 0; }));
+        EXPECT_EQ(outcome, ending.text);
     }
     g_object_unref(session);
     orvane_shutdown();

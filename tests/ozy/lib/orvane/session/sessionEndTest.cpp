@@ -26,7 +26,7 @@ constexpr int kIdleSteps = 10; /* after so many without work nothing more will h
 class SessionEnd : public SessionTest, public testing::WithParamInterface<KindRow> {
 protected:
     const TemporaryFolder folder;
-    std::vector<std::unique_ptr<Told>> told;
+    std::vector<std::unique_ptr<Ending>> ending;
 
     SessionEnd() { g_setenv("HALDEN_PROXY_FILEPATH", folder.Path("proxy.xml").c_str(), TRUE); }
     ~SessionEnd() override { g_unsetenv("HALDEN_PROXY_FILEPATH"); }
@@ -34,7 +34,7 @@ protected:
     /* Everything anew, as the kind needs it. */
     void Begin() {
         testLoop::SetBeforeStep(nullptr);
-        told.clear();
+        ending.clear();
         g_clear_object(&session);
         ASSERT_EQ(0, Living<OrvaneListener>::count);
         ASSERT_EQ(0, Living<OrvaneMOMgr>::count);
@@ -46,7 +46,9 @@ protected:
         if (GetParam().kind == Kind::kFerry)
             PrepareFerry();
     }
-    OrvaneListener *NewListener() { return told.emplace_back(std::make_unique<Told>())->listener; }
+    OrvaneListener *NewListener() {
+        return ending.emplace_back(std::make_unique<Ending>())->listener;
+    }
     void StartConnect() {
         const std::string url = Url();
         OrvaneListener *listener = NewListener();
@@ -72,17 +74,17 @@ protected:
         for (int i = 0; i < 300 && idle < kIdleSteps; i++) {
             if (session == nullptr || !BasicHttp_IsInited())
                 break;
-            const size_t begun = told.size();
-            if (told.back()->times > 0 && State() == ORVANE_SESSION_CONNECTED && begun == 1)
+            const size_t begun = ending.size();
+            if (ending.back()->times > 0 && State() == ORVANE_SESSION_CONNECTED && begun == 1)
                 CurrentTime(NewListener());
-            else if (told.back()->times > 0 && State() == ORVANE_SESSION_CONNECTED && begun == 2)
+            else if (ending.back()->times > 0 && State() == ORVANE_SESSION_CONNECTED && begun == 2)
                 orvane_session_disconnect(session, NewListener());
-            idle = testLoop::Step(2) || told.size() != begun ? 0 : idle + 1;
+            idle = testLoop::Step(2) || ending.size() != begun ? 0 : idle + 1;
         }
         testLoop::Settle();
     }
     void DropListener() {
-        for (const auto &each : told)
+        for (const auto &each : ending)
             g_clear_object(&each->listener);
     }
 
@@ -105,8 +107,8 @@ private:
 TEST_P(SessionEnd, IsCleanAtEveryStep) {
     Begin();
     Run();
-    ASSERT_EQ(GetParam().kind == Kind::kSspi ? 1u : 3u, told.size()) << "undisturbed";
-    for (const auto &each : told)
+    ASSERT_EQ(GetParam().kind == Kind::kSspi ? 1u : 3u, ending.size()) << "undisturbed";
+    for (const auto &each : ending)
         EXPECT_EQ(1, each->times);
 
     const std::pair<const char *, std::function<void()>> actions[] = {
@@ -117,7 +119,7 @@ TEST_P(SessionEnd, IsCleanAtEveryStep) {
         {"connect again", [&] { StartConnect(); }},
         {"cancel all",
          [&] {
-             for (const auto &each : told) {
+             for (const auto &each : ending) {
                  if (each->listener != nullptr)
                      orvane_session_cancel_listener(session, each->listener);
              }
@@ -137,7 +139,7 @@ TEST_P(SessionEnd, IsCleanAtEveryStep) {
                 }
             });
             Run();
-            for (const auto &each : told)
+            for (const auto &each : ending)
                 ASSERT_LE(each->times, 1);
         }
     }

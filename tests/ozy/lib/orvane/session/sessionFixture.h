@@ -212,7 +212,7 @@ inline CannedAnswer LocalTicket(const std::string &path) {
 
 /* A listener of the application, and how its operation ended. Releases the listener at the end, unless it keeps
  * it. */
-class Told {
+class Ending {
 public:
     std::string text; /* "success", "failure", "failure InvalidLogin"; empty until then */
     int times = 0;
@@ -220,28 +220,28 @@ public:
     OrvaneListener *listener; /* NULL once it has died */
     std::function<void()> then;
 
-    Told() : listener(orvane_listener_new()) {
+    Ending() : listener(orvane_listener_new()) {
         g_signal_connect_swapped(listener, "success", G_CALLBACK(OnEnd), this);
         g_signal_connect_swapped(listener, "failure", G_CALLBACK(OnEnd), this);
         g_object_add_weak_pointer(G_OBJECT(listener), reinterpret_cast<gpointer *>(&listener));
     }
-    ~Told() { g_clear_object(&listener); }
-    Told(const Told &) = delete;
-    Told &operator=(const Told &) = delete;
+    ~Ending() { g_clear_object(&listener); }
+    Ending(const Ending &) = delete;
+    Ending &operator=(const Ending &) = delete;
 
 private:
-    static void OnEnd(Told *told) {
-        OrvaneListener *from = told->listener;
+    static void OnEnd(Ending *ending) {
+        OrvaneListener *from = ending->listener;
         const ObjectPtr<SkemaQormMethodFault> fault(orvane_listener_get_fault(from));
         const bool succeeded = orvane_listener_get_state(from) == ORVANE_LISTENER_SUCCEEDED;
-        told->text = succeeded ? "success" : "failure";
-        told->times++;
+        ending->text = succeeded ? "success" : "failure";
+        ending->times++;
         if (fault)
-            told->text += " " + FaultText(G_OBJECT(fault.get()));
-        if (told->then)
-            told->then();
-        if (!told->keeps)
-            g_clear_object(&told->listener);
+            ending->text += " " + FaultText(G_OBJECT(fault.get()));
+        if (ending->then)
+            ending->then();
+        if (!ending->keeps)
+            g_clear_object(&ending->listener);
     }
     static std::string FaultText(GObject *fault) {
         if (G_OBJECT_TYPE(fault) != ORVANE_TYPE_FAULT_INVALID_RESPONSE) {
@@ -331,16 +331,16 @@ protected:
     }
     std::string Url() const { return service->server.Url("/sdk"); }
     /* Runs the loop until the operation has ended, or nothing happens any more. */
-    void Wait(Told &told) {
-        testLoop::RunUntil([&] { return told.times > 0; }, waitMs);
+    void Wait(Ending &ending) {
+        testLoop::RunUntil([&] { return ending.times > 0; }, waitMs);
         testLoop::Settle();
     }
     /* Begins an operation, waits for its end and returns how it ended. */
     std::string Run(const std::function<void(OrvaneListener *)> &begin) {
-        Told told;
-        begin(told.listener);
-        Wait(told);
-        return told.text;
+        Ending ending;
+        begin(ending.listener);
+        Wait(ending);
+        return ending.text;
     }
     std::string ConnectTo(const char *url, const char *user = "u", const char *password = "p") {
         return Run([&](auto *l) { orvane_session_connect(session, url, user, password, l); });

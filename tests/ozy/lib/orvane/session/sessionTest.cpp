@@ -128,9 +128,9 @@ TEST_F(Session, LoadsOnlyWhileConnected) {
     ObjectPtr<SkemaQormManagedObject> folder(SKEMA_QORM_MANAGED_OBJECT(
         g_object_ref_sink(orvane_session_get_object(session, "f", SKEMA_TYPE_OZY_FOLDER))));
     ASSERT_EQ("success", Disconnect());
-    Told told;
-    orvane_session_load_object(session, FALSE, folder.get(), told.listener);
-    EXPECT_EQ("failure", told.text);
+    Ending ending;
+    orvane_session_load_object(session, FALSE, folder.get(), ending.listener);
+    EXPECT_EQ("failure", ending.text);
 }
 
 /* A wrong type is refused with a warning and a neutral result. */
@@ -218,12 +218,12 @@ TEST_F(Session, AllowsAnythingInAHandlerOfItsState) {
                 if (now == state && std::exchange(isFirst, false))
                     act();
             };
-            Told connected;
+            Ending connected;
             orvane_session_connect(session, Url().c_str(), "u", "p", connected.listener);
             Wait(connected);
             EXPECT_LE(connected.times, 1);
             if (session != nullptr && BasicHttp_IsInited() && State() == ORVANE_SESSION_CONNECTED) {
-                Told disconnected;
+                Ending disconnected;
                 orvane_session_disconnect(session, disconnected.listener);
                 Wait(disconnected);
                 EXPECT_LE(disconnected.times, 1);

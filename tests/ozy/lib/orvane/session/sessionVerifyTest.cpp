@@ -80,9 +80,9 @@ protected:
     void AskApplication() {
         orvane_session_set_verify_certificate_func(session, Application::Ask, &application);
     }
-    void Begin(Told &told) {
+    void Begin(Ending &ending) {
         orvane_session_connect(session, server->Url().c_str(), "administrator", "secret",
-                               told.listener);
+                               ending.listener);
     }
     std::string Connect() { return ConnectTo(server->Url().c_str(), "administrator", "secret"); }
     std::string Call() {
@@ -142,14 +142,14 @@ TEST_F(SessionVerify, ALaterYesStartsOver) {
     for (bool isBeforeTheError : {false, true}) {
         application.accepted.clear();
         application.asked.clear();
-        Told told;
-        Begin(told);
+        Ending ending;
+        Begin(ending);
         WaitForQuestion(isBeforeTheError);
-        EXPECT_EQ(0, told.times);
+        EXPECT_EQ(0, ending.times);
         application.Decide(true);
-        Wait(told);
-        EXPECT_EQ("success", told.text);
-        EXPECT_EQ(1, told.times);
+        Wait(ending);
+        EXPECT_EQ("success", ending.text);
+        EXPECT_EQ(1, ending.times);
         EXPECT_EQ(2u, application.asked.size());
         EXPECT_EQ("success", Disconnect());
     }
@@ -159,11 +159,11 @@ TEST_F(SessionVerify, ALaterNoFails) {
     Serve("self-signed");
     AskApplication();
     application.answer = Answer::Later;
-    Told told;
-    Begin(told);
+    Ending ending;
+    Begin(ending);
     WaitForQuestion();
     application.Decide(false);
-    EXPECT_EQ(kRefused, told.text);
+    EXPECT_EQ(kRefused, ending.text);
     EXPECT_EQ(ORVANE_SESSION_DISCONNECTED, State());
     EXPECT_EQ(0, server->NumDocuments());
 }
@@ -178,12 +178,12 @@ TEST_F(SessionVerify, WhoeverGoesWhileTheQuestionIsOpenLeavesNoTrace) {
         application.inside = nullptr;
         if (who == "at once")
             application.inside = [this] { g_clear_object(&session); };
-        Told told;
-        Told second;
-        Begin(told);
+        Ending ending;
+        Ending second;
+        Begin(ending);
         WaitForQuestion(who == "at once");
         if (who == "listener")
-            g_clear_object(&told.listener);
+            g_clear_object(&ending.listener);
         if (who == "session")
             g_clear_object(&session);
         if (who == "shutdown")
@@ -191,14 +191,14 @@ TEST_F(SessionVerify, WhoeverGoesWhileTheQuestionIsOpenLeavesNoTrace) {
         if (who == "another connect") {
             GObject *first = std::exchange(application.open, nullptr);
             Begin(second);
-            EXPECT_EQ("failure Unexpected", told.text);
+            EXPECT_EQ("failure Unexpected", ending.text);
             WaitForQuestion();
             application.done(first, TRUE); /* in vain */
             EXPECT_EQ(ORVANE_SESSION_DISCONNECTED, State());
         }
         application.Decide(false);
         testLoop::Settle();
-        EXPECT_EQ(who == "shutdown" ? kRefused : "", who == "another connect" ? "" : told.text);
+        EXPECT_EQ(who == "shutdown" ? kRefused : "", who == "another connect" ? "" : ending.text);
         EXPECT_EQ(who == "another connect" ? kRefused : "", second.text);
 
         if (!session) {
@@ -216,7 +216,7 @@ TEST_F(SessionVerify, AStrictSessionAsksAboutEachCertificateOnce) {
     Serve("self-signed");
     Application other;
     OrvaneSession *careless = orvane_session_new();
-    Told hasConnected;
+    Ending hasConnected;
     orvane_session_connect(careless, server->Url().c_str(), "administrator", "secret",
                            hasConnected.listener);
     Wait(hasConnected);
@@ -290,9 +290,9 @@ TEST_F(SessionVerify, AStrictSessionSendsNothingInTheClearToAnotherMachine) {
     };
     for (const auto &[url, why] : rows) {
         LogRing_Clear();
-        Told told;
-        orvane_session_connect(session, url.c_str(), "u", "p", told.listener);
-        EXPECT_EQ(kRefused, told.text);
+        Ending ending;
+        orvane_session_connect(session, url.c_str(), "u", "p", ending.listener);
+        EXPECT_EQ(kRefused, ending.text);
         EXPECT_EQ("A Orvane: Refusing the connection to " + url + ": " + why + "\n", LogText());
     }
 }

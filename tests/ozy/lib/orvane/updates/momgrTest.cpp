@@ -87,7 +87,7 @@ using Loads = ManagerTest;
 
 TEST_F(Loads, ElevenFiltersAreCreatedAtATime) {
     service->answers["CreateFilter"] = {};
-    Told outcomes[12];
+    Ending outcomes[12];
     for (int i = 0; i < 12; i++)
         Load(Machine("vm-" + std::to_string(i)), outcomes[i].listener);
     EXPECT_TRUE(RunUntilCount("CreateFilter", 11));
@@ -117,7 +117,7 @@ TEST_F(Loads, RequestsAllPropertiesOfOneObject) {
 
 TEST_F(Loads, AreCountedAndShareOneFilter) {
     SkemaQormManagedObject *machine = Machine("vm-1");
-    Told first, second, third;
+    Ending first, second, third;
     Load(machine, first.listener);
     Load(machine, second.listener);
     EXPECT_EQ(0u, machine->loadCount);
@@ -147,7 +147,7 @@ TEST_F(Loads, AreCountedAndShareOneFilter) {
 TEST_F(Loads, AnUnloadMayClearTheProperties) {
     SkemaQormManagedObject *machine = Machine("vm-1");
     for (const bool clear : {false, true}) {
-        Told outcome;
+        Ending outcome;
         Load(machine, outcome.listener);
         Update(Enter("VirtualMachine", "vm-1", Assign("name", String("a"))));
         int numNotified = 0;
@@ -163,24 +163,24 @@ TEST_F(Loads, AnUnloadMayClearTheProperties) {
 TEST_F(Loads, AFilterThatIsRefusedAnswersAllThatWait) {
     service->answers["CreateFilter"] = Fault("NoPermission");
     SkemaQormManagedObject *machine = Machine("vm-1");
-    Told first, second;
+    Ending first, second;
     Load(machine, first.listener);
     Load(machine, second.listener);
     ASSERT_TRUE(testLoop::RunUntil([&] { return second.times > 0; }));
-    for (const Told *outcome : {&first, &second}) {
+    for (const Ending *outcome : {&first, &second}) {
         EXPECT_EQ("failure NoPermission", outcome->text);
     }
     EXPECT_EQ(0u, machine->loadCount);
 
     service->answers.erase("CreateFilter");
-    Told third;
+    Ending third;
     Load(machine, third.listener);
     Update(Enter("VirtualMachine", "vm-1"));
     EXPECT_EQ("success", third.text);
 }
 
 TEST_F(Loads, OfAProxyThatDiesEmitNothingAndLeaveNoFilter) {
-    Told outcome;
+    Ending outcome;
     Load(Machine("vm-1"), outcome.listener);
     proxies.clear();
     ASSERT_TRUE(RunUntilCount("DestroyPropertyFilter", 1));
@@ -192,7 +192,7 @@ TEST_F(Loads, OfAProxyThatDiesEmitNothingAndLeaveNoFilter) {
 
 /* Only the request for its filter refers to such a proxy, so it dies with the request. */
 TEST_F(Loads, OfProxiesWithoutAnOwnerEmitNothing) {
-    Told outcomes[14];
+    Ending outcomes[14];
     for (int i = 0; i < 14; i++)
         Load(orvane_session_get_object(session, std::to_string(i).c_str(),
                                        skema_ozy_virtual_machine_get_type()),
@@ -215,13 +215,13 @@ TEST_F(Loads, AProxyThatDiesHasItsFilterDestroyed) {
 TEST_F(Loads, AListenerThatDiesIsForgotten) {
     service->answers["CreateFilter"] = {};
     SkemaQormManagedObject *queued = nullptr;
-    std::vector<std::unique_ptr<Told>> outcomes;
+    std::vector<std::unique_ptr<Ending>> outcomes;
     for (int i = 0; i < 13; i++) {
         queued = Machine("vm-" + std::to_string(i));
-        outcomes.push_back(std::make_unique<Told>());
+        outcomes.push_back(std::make_unique<Ending>());
         Load(queued, outcomes.back()->listener);
     }
-    Told second;
+    Ending second;
     Load(Machine("vm-0"), second.listener);
     ASSERT_TRUE(RunUntilCount("CreateFilter", 11));
     outcomes.clear();
@@ -237,13 +237,13 @@ TEST_F(Loads, AListenerThatDiesIsForgotten) {
 
 TEST_F(Loads, AHandlerMayDropTheListenersBehindItAndLoadAgain) {
     SkemaQormManagedObject *machine = Machine("vm-1");
-    Told first, second, third, again;
+    Ending first, second, third, again;
     first.then = [&] {
         g_clear_object(&second.listener);
         g_clear_object(&first.listener);
         Load(machine, again.listener);
     };
-    for (Told *outcome : {&first, &second, &third})
+    for (Ending *outcome : {&first, &second, &third})
         Load(machine, outcome->listener);
     Update(Enter("VirtualMachine", "vm-1"));
     EXPECT_EQ("success", first.text);
@@ -254,7 +254,7 @@ TEST_F(Loads, AHandlerMayDropTheListenersBehindItAndLoadAgain) {
 }
 
 TEST_F(Loads, AListenerWaitsForOneLoadAtATime) {
-    Told outcome;
+    Ending outcome;
     Load(Machine("vm-1"), outcome.listener);
     {
         Warnings warnings;
@@ -315,7 +315,7 @@ TEST_F(Loads, OfAMissingObjectFailInAStrictSession) {
         "</fault></missingSet>";
     for (const bool isStrict : {false, true}) {
         orvane_session_set_strict_loads(session, isStrict);
-        Told outcome;
+        Ending outcome;
         Load(Machine("vm-1"), outcome.listener);
         testLoop::Settle();
         Update(missing);
@@ -329,19 +329,19 @@ TEST_F(Loads, OfAMissingObjectFailInAStrictSession) {
 
 TEST_F(Loads, AreCanceledWhenTheConnectionEnds) {
     service->answers["CreateFilter"] = {};
-    Told first, second;
+    Ending first, second;
     Load(Machine("vm-1"), first.listener);
     Load(Machine("vm-2"), second.listener);
     ASSERT_TRUE(RunUntilCount("CreateFilter", 2));
     Disconnect();
-    for (const Told *outcome : {&first, &second})
+    for (const Ending *outcome : {&first, &second})
         EXPECT_EQ("failure RequestCanceled", outcome->text);
 }
 
 TEST_F(Loads, AllowAnythingInAHandlerOfTheCancel) {
     for (const bool drops : {false, true}) {
         service->answers["CreateFilter"] = {};
-        Told first, second, connect;
+        Ending first, second, connect;
         Load(Machine("vm-1"), first.listener);
         Load(Machine("vm-2"), second.listener);
         ASSERT_TRUE(RunUntilCount("CreateFilter", 2));
@@ -368,7 +368,7 @@ TEST_F(Loads, AllowAnythingInAHandlerOfTheCancel) {
 }
 
 TEST_F(Loads, ASessionThatIsDroppedCancelsThem) {
-    Told load, contents;
+    Ending load, contents;
     SkemaQormManagedObject *machine = Machine("vm-1");
     Load(machine, load.listener);
     orvane_session_load_properties(session, machine, contents.listener, TRUE, nullptr);
@@ -387,7 +387,7 @@ TEST_F(Loads, AProxyOfAFormerConnectionCanBeLoadedAgain) {
     Disconnect();
     Connect();
 
-    Told outcome;
+    Ending outcome;
     Load(machine, outcome.listener);
     EXPECT_EQ("", outcome.text);
     EXPECT_TRUE(RunUntilCount("CreateFilter", 1));
@@ -400,13 +400,13 @@ TEST_F(Loads, AProxyOfAFormerConnectionCanBeLoadedAgain) {
     Disconnect();
     Connect();
     Machine("vm-2");
-    Told refused;
+    Ending refused;
     Load(second, refused.listener);
     EXPECT_EQ("failure", refused.text);
 }
 
 TEST_F(Loads, AFilterOfALoadGivenUpIsReplacedByTheNext) {
-    auto outcome = std::make_unique<Told>();
+    auto outcome = std::make_unique<Ending>();
     SkemaQormManagedObject *machine = Machine("vm-1");
     Load(machine, outcome->listener);
     ASSERT_TRUE(RunUntilCount("CreateFilter", 1));
@@ -424,7 +424,7 @@ TEST_F(Loads, ThatCannotBeSentFailAtOnce) {
     SkemaQormManagedObject *collector =
         orvane_momgr_lookup(orvane_session_get_momgr(session), "collector");
     char *id = std::exchange(collector->id, nullptr);
-    Told first;
+    Ending first;
     Load(Machine("vm-0"), first.listener);
     EXPECT_EQ("failure Unexpected", first.text);
 
@@ -432,12 +432,12 @@ TEST_F(Loads, ThatCannotBeSentFailAtOnce) {
     collector->id = id;
     service->answers["CreateFilter"] = {};
     constexpr int kNumLoads = 200;
-    std::vector<std::unique_ptr<Told>> outcomes;
+    std::vector<std::unique_ptr<Ending>> outcomes;
     std::vector<const char *> frames;
     for (int i = 1; i <= kNumLoads; i++) {
-        outcomes.push_back(std::make_unique<Told>());
-        outcomes.back()->then = [&, told = outcomes.back().get()] {
-            if (told->text != "success")
+        outcomes.push_back(std::make_unique<Ending>());
+        outcomes.back()->then = [&, ending = outcomes.back().get()] {
+            if (ending->text != "success")
                 frames.push_back(static_cast<const char *>(__builtin_frame_address(0)));
         };
         Load(Machine("vm-" + std::to_string(i)), outcomes.back()->listener);
@@ -471,7 +471,7 @@ protected:
 TEST_F(Contents, AreWrittenIntoTheProxiesThatAreTheResult) {
     Answer(Content("vm-1", "a") + Content("vm-2", "b"));
     SkemaQormManagedObject *machine = Machine("vm-1");
-    Told outcome;
+    Ending outcome;
     outcome.keeps = true;
     orvane_session_load_properties(session, machine, outcome.listener, FALSE, "name", nullptr);
     ASSERT_TRUE(testLoop::RunUntil([&] { return outcome.times > 0; }));
@@ -524,7 +524,7 @@ TEST_F(Contents, ReleaseProxiesOfListsThatNobodyOwns) {
 
 TEST_F(Contents, MayBeNone) {
     Answer("");
-    Told outcome;
+    Ending outcome;
     outcome.keeps = true;
     orvane_session_load_properties(session, Machine("vm-1"), outcome.listener, TRUE, nullptr);
     ASSERT_TRUE(testLoop::RunUntil([&] { return outcome.times > 0; }));
@@ -536,9 +536,9 @@ TEST_F(Contents, MayBeNone) {
 TEST_F(Contents, OfACallThatFailsAreAnsweredWhenTheConnectionEnds) {
     service->answers["RetrieveProperties"] = Fault("NoPermission");
     SkemaQormManagedObject *machine = Machine("vm-1");
-    Told outcome;
-    auto dropped = std::make_unique<Told>();
-    for (Told *each : {&outcome, dropped.get()})
+    Ending outcome;
+    auto dropped = std::make_unique<Ending>();
+    for (Ending *each : {&outcome, dropped.get()})
         orvane_session_load_properties(session, machine, each->listener, TRUE, nullptr);
     ASSERT_TRUE(RunUntilCount("RetrieveProperties", 2));
     testLoop::Settle();
@@ -547,13 +547,13 @@ TEST_F(Contents, OfACallThatFailsAreAnsweredWhenTheConnectionEnds) {
     Disconnect();
     EXPECT_EQ("failure RequestCanceled", outcome.text);
 
-    Told late;
+    Ending late;
     orvane_session_load_properties(session, machine, late.listener, TRUE, nullptr);
     EXPECT_EQ("failure", late.text);
 
     orvane_session_set_strict_loads(session, TRUE);
     Connect();
-    Told strict;
+    Ending strict;
     orvane_session_load_properties(session, machine, strict.listener, TRUE, nullptr);
     Wait(strict);
     EXPECT_EQ("failure NoPermission", strict.text);

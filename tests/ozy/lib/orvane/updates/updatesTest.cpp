@@ -170,7 +170,7 @@ TEST_F(Updates, OfUnknownObjectsLeaveNoProxyBehind) {
 TEST_F(Updates, OfObjectsThatAreNotBeingLoadedDoNotStopLoads) {
     for (int i = 0; i < 3; i++)
         Update(Enter("VirtualMachine", "vm-7"));
-    Told outcome;
+    Ending outcome;
     Load(Machine("vm-1"), outcome.listener);
     ASSERT_TRUE(RunUntilCount("CreateFilter", 1));
     Update(Enter("VirtualMachine", "vm-1"));
@@ -262,7 +262,7 @@ TEST_F(Updates, MayBeStoppedFromWithin) {
     const auto changes = Modify("vm-1", Assign("name", String("2")) + Assign("name", String("3"))) +
                          Modify("vm-2", Assign("name", String("2"))) +
                          Enter("VirtualMachine", "vm-3");
-    Told outcome, load;
+    Ending outcome, load;
     Load(Machine("vm-3"), load.listener);
     onNotify = [&] {
         onNotify = nullptr;
@@ -279,7 +279,7 @@ TEST_F(Updates, MayBeStoppedFromWithin) {
 TEST_F(Updates, SessionAndProxiesMayDieInTheMiddle) {
     Watched("vm-1");
     Watched("vm-2");
-    Told load;
+    Ending load;
     Load(Machine("vm-3"), load.listener);
     onNotify = [&] {
         proxies.clear();
@@ -338,7 +338,7 @@ TEST_F(Updates, HostileOnesAreDropped) {
 }
 
 TEST_F(Updates, CancelingCallsTheServiceIfThereIsAListener) {
-    Told outcome;
+    Ending outcome;
     OrvaneMOMgr *manager = orvane_session_get_momgr(session);
     orvane_momgr_cancel_updates(manager, outcome.listener);
     ASSERT_TRUE(testLoop::RunUntil([&] { return outcome.times > 0; }));
@@ -353,7 +353,7 @@ TEST_F(Updates, CancelingCallsTheServiceIfThereIsAListener) {
 TEST_F(Updates, AManagerWithoutASessionDoesNothing) {
     const auto manager = MOMgrHold(orvane_session_get_momgr(session));
     g_clear_object(&session);
-    Told outcome;
+    Ending outcome;
     orvane_momgr_cancel_updates(manager.get(), nullptr);
     orvane_momgr_wait_for_updates(manager.get());
     orvane_momgr_retrieve_contents(manager.get(), nullptr, outcome.listener);
