@@ -8,6 +8,7 @@
 #include "lib/dict/dictionaryInt.h"
 #include "lib/keyLocator/keyLocator.h"
 #include "lib/keyLocator/keySafe.h"
+#include "lib/misc/glibPtr.h"
 #include "lib/misc/log.h"
 #include "lib/misc/utilSafe.h"
 
@@ -18,7 +19,7 @@ constexpr const char *kFunction = "KeyLocator_ExtractCipherFromConfigFile";
 using DictionaryPtr = std::unique_ptr<Dictionary, Release<Dictionary_Free>>;
 using KeySafePtr = std::unique_ptr<KeySafe, Release<KeySafe_Destroy>>;
 using MsgListPtr = std::unique_ptr<MsgList, Release<MsgList_Free>>;
-using HeapText = std::unique_ptr<char, Release<free>>;
+using HeapText = MallocPtr<char>;
 
 /* Reads the key safe of a file; empty after a warning. */
 KeySafePtr LoadKeySafe(const char *path) {

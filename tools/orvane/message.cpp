@@ -20,7 +20,7 @@ namespace orvaneCli {
 
 namespace {
 
-using MsgText = std::unique_ptr<char, Release<free>>;
+using MsgText = MallocPtr<char>;
 
 constexpr int kMostAttempts = 3;
 

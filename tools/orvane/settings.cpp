@@ -26,7 +26,7 @@ namespace orvaneCli {
 namespace {
 
 using DictionaryPtr = std::unique_ptr<Dictionary, Release<Dictionary_Free>>;
-using PreferenceText = std::unique_ptr<char, Release<free>>;
+using PreferenceText = MallocPtr<char>;
 
 enum SettingIndex { kColor, kOutput, kTimeout, kNumSettings };
 

@@ -25,7 +25,7 @@ constexpr mode_t kFolderMode = 0700;
 constexpr guint32 kMaxWaitMsec = 30000;
 constexpr guint32 kReadAndWrite = FILEIO_OPEN_ACCESS_READ | FILEIO_OPEN_ACCESS_WRITE;
 
-using PathText = std::unique_ptr<char, Release<free>>;
+using PathText = MallocPtr<char>;
 
 class Descriptor {
 public:

@@ -19,7 +19,7 @@
 namespace {
 
 using testing::HasSubstr;
-using Text = std::unique_ptr<char, Release<free>>;
+using Text = MallocPtr<char>;
 
 class Preference : public testing::Test {
 protected:

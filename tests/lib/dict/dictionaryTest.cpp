@@ -24,7 +24,7 @@ namespace {
 
 using testing::HasSubstr;
 using testing::StartsWith;
-using Text = std::unique_ptr<char, Release<free>>;
+using Text = MallocPtr<char>;
 using DictionaryPtr = std::unique_ptr<Dictionary, Release<Dictionary_Free>>;
 
 constexpr const char *kEncodingLine = ".encoding = \"UTF-8\"\n";

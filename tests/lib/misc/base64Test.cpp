@@ -19,7 +19,7 @@ const guint8 *Bytes(const std::string &text) {
 std::string Encode(const std::string &bytes) {
     char *raw = nullptr;
     EXPECT_TRUE(Base64_EasyEncode(Bytes(bytes), bytes.size(), &raw));
-    const std::unique_ptr<char, Release<free>> text(raw);
+    const MallocPtr<char> text(raw);
     return raw;
 }
 
@@ -28,7 +28,7 @@ std::optional<std::string> Decode(const std::string &text) {
     auto *raw = reinterpret_cast<guint8 *>(1);
     gsize size = 99;
     if (Base64_EasyDecode(text.c_str(), &raw, &size)) {
-        const std::unique_ptr<guint8, Release<free>> bytes(raw);
+        const MallocPtr<guint8> bytes(raw);
         return std::string(reinterpret_cast<char *>(raw), size);
     }
     EXPECT_EQ(nullptr, raw);

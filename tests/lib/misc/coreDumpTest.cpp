@@ -26,7 +26,7 @@ namespace {
 using testing::ContainsRegex;
 using testing::HasSubstr;
 using testing::Not;
-using Text = std::unique_ptr<char, Release<free>>;
+using Text = MallocPtr<char>;
 
 TEST(CoreDump, NamesFollowThePattern) {
     utsname names;

@@ -11,7 +11,7 @@
 
 namespace {
 
-using MallocText = std::unique_ptr<char, Release<free>>;
+using MallocText = MallocPtr<char>;
 using SizedFn = char *(*)(const void *buffer, gsize size, gsize *outSize);
 
 /* Takes over the text, which must have a NUL where its size says. */

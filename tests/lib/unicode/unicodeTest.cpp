@@ -11,7 +11,7 @@
 namespace {
 
 std::string Take(char *text) {
-    const std::unique_ptr<char, Release<free>> owner(text);
+    const MallocPtr<char> owner(text);
     return text != nullptr ? text : "(null)";
 }
 

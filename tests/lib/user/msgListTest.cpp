@@ -14,7 +14,7 @@ namespace {
 using MsgListPtr = std::unique_ptr<MsgList, Release<MsgList_Free>>;
 
 std::string Text(const MsgList *list) {
-    std::unique_ptr<char, Release<free>> text(MsgList_ToString(list));
+    MallocPtr<char> text(MsgList_ToString(list));
     return text != nullptr ? text.get() : "(null)";
 }
 

@@ -20,7 +20,7 @@
 namespace {
 
 using testing::HasSubstr;
-using Text = std::unique_ptr<char, Release<free>>;
+using Text = MallocPtr<char>;
 
 /* What the callbacks were called with, and what they answer. */
 std::string gSeen;
