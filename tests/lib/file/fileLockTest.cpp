@@ -14,6 +14,7 @@
 #include <set>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -152,6 +153,7 @@ TEST_F(FileLock, ALockerThatDiedEnteringIsRemovedAfterEightSeconds) {
     mkdir(directory.c_str(), 0777);
     mkdir((directory + "/D00007.lck").c_str(), 0777);
     Member("E00007.lck", "unfinished", 3);
+    Member("E00008.lck", "of a locker that was removed half", 3);
     Member("strange name", "x");
     FileLockToken *token = Lock(false, 100);
     ASSERT_NE(nullptr, token);
@@ -160,6 +162,35 @@ TEST_F(FileLock, ALockerThatDiedEnteringIsRemovedAfterEightSeconds) {
     EXPECT_EQ(1u, Entries().size());
     Unlock(token);
     EXPECT_NE(0, access(directory.c_str(), F_OK));
+}
+
+TEST_F(FileLock, AnEntryThatCannotBeRemovedEndsTheWait) {
+    mkdir(directory.c_str(), 0777);
+    mkdir((directory + "/D00007.lck").c_str(), 0777);
+    folder.Write("f.lck/D00007.lck/x", "");
+    EXPECT_EQ(nullptr, Lock(false, FILELOCK_INFINITE_WAIT));
+    EXPECT_EQ(ENOTEMPTY, error);
+}
+
+TEST_F(FileLock, ALongListingIsMadeTwice) {
+    for (int i = 10000; i < 10040; i++)
+        Member("M" + std::to_string(i) + ".lck", "AAAAAAAAAAAAAAAA 1-5(init) 9 S 5 lc=1");
+    static int numListings;
+    numListings = 0;
+    FileCalls calls = kFileCallsOfSystem;
+    /* while the own locker reads the list, another one becomes a member behind the place that is read */
+    calls.list = [](const char *listed, std::vector<std::string> *names) {
+        const int result = kFileCallsOfSystem.list(listed, names);
+        std::string text = "AAAAAAAAAAAAAAAA 1-5(init) 1 X 5 lc=1";
+        text.resize(kFileLockMemberSize);
+        if (++numListings == 2)
+            std::ofstream(std::string(listed) + "/M00001.lck") << text;
+        return result;
+    };
+    const FileCalls *replaced = std::exchange(gFileCalls, &calls);
+    FileLockToken *token = Lock(true);
+    gFileCalls = replaced;
+    EXPECT_EQ(nullptr, token);
 }
 
 TEST_F(FileLock, WhatIsInTheWayIsToldApart) {
