@@ -5,6 +5,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <cstring>
@@ -271,13 +272,13 @@ TEST_F(FileLock, ThreadsExcludeOneAnother) {
         std::this_thread::sleep_for(std::chrono::microseconds(call.msec * 10));
         return FileFaults::kSkip;
     });
-    int counter = 0; /* guarded by nothing else */
+    std::atomic<int> counter = 0; /* no update is lost only if one thread at a time makes one */
     InThreads(6, [&](int) {
         for (int i = 0; i < 10; i++) {
             int ownError;
             FileLockToken *token =
                 FileLock_Lock(path.c_str(), FALSE, FILELOCK_INFINITE_WAIT, &ownError, nullptr);
-            counter++;
+            counter = counter + 1;
             FileLock_Unlock(token, &ownError, nullptr);
         }
     });
