@@ -70,9 +70,9 @@ TEST_F(Wire, EachRequestAndReplyHasARecord) {
     EXPECT_EQ("success", Connect());
     seen.records.clear();
     seen.text.clear();
-    Told told;
-    CurrentTime(told.listener);
-    Wait(told);
+    Ending ending;
+    CurrentTime(ending.listener);
+    Wait(ending);
     ASSERT_EQ(2u, seen.records.size());
     const OrvaneWireRecord &request = seen.records[0];
     const OrvaneWireRecord &reply = seen.records[1];
@@ -97,9 +97,9 @@ TEST_F(Wire, AFailedTransferIsAReply) {
     service->answers["CurrentTime"] = {.bytes = "HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\n<a>",
                                        .close = true};
     EXPECT_EQ("success", Connect());
-    Told told;
-    CurrentTime(told.listener);
-    Wait(told);
+    Ending ending;
+    CurrentTime(ending.listener);
+    Wait(ending);
     EXPECT_EQ(guint(BASICHTTP_ERROR_GENERIC), seen.records.back().errorCode);
     EXPECT_THAT(seen.text, HasSubstr("ServiceInstance error 52 200 "));
 }
@@ -112,9 +112,9 @@ TEST_F(Wire, ALimitCutsBodies) {
         seen.records.clear();
         seen.text.clear();
         orvane_session_set_wire_limit(session, limit);
-        Told told;
-        CurrentTime(told.listener);
-        Wait(told);
+        Ending ending;
+        CurrentTime(ending.listener);
+        Wait(ending);
         ASSERT_EQ(2u, seen.records.size());
         EXPECT_EQ(limit != G_MAXSIZE, seen.records[1].isCut);
         EXPECT_EQ((1u << 20) + 7, seen.records[1].numBytes);
@@ -126,18 +126,18 @@ TEST_F(Wire, ALimitCutsBodies) {
 TEST_F(Wire, TheFunctionMayReplaceItselfAndSend) {
     EXPECT_EQ("success", Connect());
     Record();
-    Told told, inner;
+    Ending ending, inner;
     seen.then = [&] {
         seen.then = nullptr;
         CurrentTime(inner.listener);
         orvane_session_set_wire_func(session, nullptr, nullptr, nullptr);
         EXPECT_EQ(0, seen.numDestroyed);
     };
-    CurrentTime(told.listener);
+    CurrentTime(ending.listener);
     EXPECT_EQ(1, seen.numDestroyed);
-    Wait(told);
+    Wait(ending);
     Wait(inner);
-    EXPECT_EQ("success", told.text + inner.text.substr(7));
+    EXPECT_EQ("success", ending.text + inner.text.substr(7));
     EXPECT_EQ(1u, seen.records.size());
 }
 
@@ -181,11 +181,11 @@ TEST_F(Wire, NoLoginIsShown) {
     for (const Row &row : rows) {
         SCOPED_TRACE(row.what);
         Record();
-        Told told;
-        row.connect(told.listener);
-        Wait(told);
+        Ending ending;
+        row.connect(ending.listener);
+        Wait(ending);
         if (State() == ORVANE_SESSION_CONNECTED) {
-            Told ticket;
+            Ending ticket;
             SkemaQormManagedObject *manager = orvane_session_get_object(
                 session, "SessionManager", SKEMA_TYPE_OZY_SESSION_MANAGER);
             skema_ozy_session_manager_acquire_clone_ticket(SKEMA_OZY_SESSION_MANAGER(manager),

@@ -101,10 +101,10 @@ TEST_F(Filters, UpdatesAreAppliedAndReported) {
 /* The updates of a removed filter, one whose creation is not answered included, are dropped: a load that is open is not
  * answered by them, and eleven more can start. */
 TEST_F(Filters, LoadsAreNotAnsweredByThem) {
-    std::vector<std::unique_ptr<Told>> loads;
+    std::vector<std::unique_ptr<Ending>> loads;
     std::vector<ObjectPtr<SkemaQormManagedObject>> proxies;
     const auto load = [&](const std::string &id) {
-        loads.push_back(std::make_unique<Told>());
+        loads.push_back(std::make_unique<Ending>());
         proxies.emplace_back(static_cast<SkemaQormManagedObject *>(g_object_ref_sink(
             orvane_session_get_object(session, id.c_str(), SKEMA_TYPE_OZY_VIRTUAL_MACHINE))));
         orvane_session_load_object(session, FALSE, proxies.back().get(), loads.back()->listener);
@@ -135,11 +135,11 @@ TEST_F(Filters, LoadsAreNotAnsweredByThem) {
 
 /* The first update overtakes the reply to the creation; the update of a load that comes behind it waits, too. */
 TEST_F(Filters, AnUpdateMayOvertakeTheCreation) {
-    Told told;
+    Ending ending;
     const ObjectPtr<SkemaQormManagedObject> proxy(
         static_cast<SkemaQormManagedObject *>(g_object_ref_sink(
             orvane_session_get_object(session, "vm-1", SKEMA_TYPE_OZY_VIRTUAL_MACHINE))));
-    orvane_session_load_object(session, FALSE, proxy.get(), told.listener); /* filter-2 */
+    orvane_session_load_object(session, FALSE, proxy.get(), ending.listener); /* filter-2 */
     testLoop::Settle();
     service->answers["CreateFilter"] = {}; /* not answered yet */
     Add();
@@ -149,13 +149,13 @@ TEST_F(Filters, AnUpdateMayOvertakeTheCreation) {
     service->Reply(Set("filter-2", Object("enter", "vm-1", "load")));
     testLoop::Settle();
     EXPECT_THAT(events, ElementsAre());
-    EXPECT_EQ(0, told.times);
+    EXPECT_EQ(0, ending.times);
     const CannedRequest open = service->Last("CreateFilter");
     service->server.Send(open.connection,
                          Reply("CreateFilter", "filter-7", "type=\"PropertyFilter\"").bytes);
     testLoop::Settle();
     EXPECT_THAT(events, ElementsAre("created", "entered vm-5 early", "finished"));
-    EXPECT_EQ("success", told.text);
+    EXPECT_EQ("success", ending.text);
     EXPECT_EQ(1, proxy->loadCount);
 }
 

@@ -508,7 +508,7 @@ TEST_F(Contents, ReleaseProxiesOfListsThatNobodyOwns) {
         g_object_ref_sink(orvane_session_get_object(session, "ds-3", SKEMA_TYPE_OZY_DATASTORE))));
     SkemaQormManagedObject *machine = Machine("vm-1");
     OrvaneMOMgr *manager = orvane_session_get_momgr(session);
-    Told outcome;
+    Ending outcome;
     orvane_session_load_properties(session, machine, outcome.listener, TRUE, nullptr);
     ASSERT_TRUE(testLoop::RunUntil([&] { return outcome.times > 0; }));
     EXPECT_EQ(nullptr, orvane_momgr_lookup(manager, "ds-1"));
