@@ -8,6 +8,7 @@
 #include <benchmark/benchmark.h>
 #include <fmt/format.h>
 #include <libxml/parser.h>
+#include <malloc.h>
 
 #include <orvane/orvane.h>
 #include <orvane/schema/ozy.h>
@@ -273,11 +274,18 @@ constexpr RatioRow kRows[] = {
     {"change", "1,000 changes of an update set, a handler : plain sets", 1.2},
 };
 
+/* Neither side waits for pages that the other one, or an earlier round, has given back to the system. */
+void KeepPages() {
+    mallopt(M_MMAP_THRESHOLD, 1 << 28);
+    mallopt(M_TRIM_THRESHOLD, 1 << 30);
+}
+
 } // namespace
 
 int main(int argc, char **argv) {
     if (argc == 1)
         PrintMemory();
+    KeepPages();
     static const Reply inventory = Inventory(kNumMachines);
     static const Reply updates = UpdateSet();
     const struct {

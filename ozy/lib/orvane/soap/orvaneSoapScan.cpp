@@ -109,21 +109,29 @@ std::string_view SoapScan_Encoding(SoapScan *scan) {
     return value;
 }
 
-std::string_view SoapScan_Name(SoapScan *scan) {
+SoapScanName SoapScan_Name(SoapScan *scan) {
     const char *start = scan->at;
+    const char *local = start;
     if (!SoapIsNameStart(*start))
         return {};
     SoapSkipNameRest(scan);
     if (*scan->at == ':') {
-        scan->at++;
-        if (!SoapIsNameStart(*scan->at))
+        local = ++scan->at;
+        if (!SoapIsNameStart(*local))
             return {};
         SoapSkipNameRest(scan);
     }
     /* a further colon or a character that is no ASCII would belong to the name */
     if (*scan->at == ':' || guchar(*scan->at) >= 0x80)
         return {};
-    return {start, gsize(scan->at - start)};
+    const char *end = scan->at;
+    return {{start, end}, {start, local != start ? local - 1 : start}, {local, end}};
+}
+
+bool SoapScan_KnownName(SoapScan *scan, std::string_view whole) {
+    if (!SoapTake(scan, whole))
+        return false;
+    return !SoapScan_Is(*scan->at, SOAP_SCAN_NAME) && *scan->at != ':' && guchar(*scan->at) < 0x80;
 }
 
 std::string_view SoapScan_Value(SoapScan *scan, bool *isPlain) {

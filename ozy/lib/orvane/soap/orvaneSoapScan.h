@@ -3,7 +3,7 @@
  *
  *   SoapScan scan{content};
  *   if (!SoapScan_Head(&scan)) ...                 // byte order mark and <?xml?>, if there are any
- *   std::string_view name = SoapScan_Name(&scan);  // "soapenv:Envelope"; empty if there is none
+ *   SoapScanName name = SoapScan_Name(&scan);      // "soapenv:Envelope"; empty if there is none
  *
  * Plain are UTF-8, names of ASCII characters, elements, attributes without references, text with the
  * predefined entities and numeric references. Comments, sections, instructions, document types and
@@ -79,7 +79,14 @@ bool SoapScan_Head(SoapScan *scan);
 /* The encoding that <?xml?> declares; empty if it declares none. */
 std::string_view SoapScan_Encoding(SoapScan *scan);
 /* A name, or two with a colon in between. */
-std::string_view SoapScan_Name(SoapScan *scan);
+struct SoapScanName {
+    std::string_view whole;
+    std::string_view prefix; /* empty if there is none */
+    std::string_view local;
+};
+SoapScanName SoapScan_Name(SoapScan *scan);
+/* The name of an end tag, which is known. */
+bool SoapScan_KnownName(SoapScan *scan, std::string_view whole);
 /* A quoted value with both quotes, which the result lacks; isPlain is false if it is not plain. */
 std::string_view SoapScan_Value(SoapScan *scan, bool *isPlain);
 /* Literal text, characters beyond ASCII included; empty if there is none at the position. */

@@ -31,7 +31,7 @@ constexpr gsize kResultDepth = 4;      /* Envelope, Body, the response element, 
 constexpr gsize kMaxPieceDepth = 8;    /* of an element that may be a piece */
 constexpr gsize kMinPieceMemory = 256; /* of nodes; fewer are not worth reading the text again */
 constexpr gsize kReplyPieceBytes = 16384;
-constexpr gsize kMinPiecesLength = 1 << 20; /* of a reply; a shorter one has no pieces */
+constexpr gsize kMinPiecesLength = 1 << 18; /* of a reply; a shorter one has no pieces */
 
 /* What a node has in its field "extra". The field "psvi" is where its text begins. */
 enum : unsigned short {
@@ -52,13 +52,6 @@ struct SoapGivenList {
     gsize count = 0;
 };
 
-/* Splits "soapenv:Envelope". */
-void SoapSplit(std::string_view whole, std::string_view *prefix, std::string_view *name) {
-    const gsize colon = whole.find(':');
-    *prefix = colon == std::string_view::npos ? std::string_view() : whole.substr(0, colon);
-    *name = colon == std::string_view::npos ? whole : whole.substr(colon + 1);
-}
-
 /* The names "xmlns" and "xmlns:p". */
 bool SoapIsDeclaration(const SoapGiven &given) {
     return given.prefix == "xmlns" || (given.prefix.empty() && given.name == "xmlns");
@@ -71,9 +64,7 @@ std::string_view SoapText(const xmlChar *text) {
 /* A start tag. */
 struct SoapTag {
     const char *start; /* its '<' */
-    std::string_view whole;
-    std::string_view prefix;
-    std::string_view name;
+    SoapScanName name;
     SoapGivenList given;
     bool isEmpty; /* <a/> */
 };
@@ -211,7 +202,7 @@ bool SoapBuilder::Start() {
     if (!TakeTag() || open.size() == kMaxDepth)
         return false;
     if (open.size() == kResultDepth - 1)
-        isInResult = tag.name == "returnval";
+        isInResult = tag.name.local == "returnval";
     bool isPiece = false;
     if (MayBePiece() && !Skim(&isPiece))
         return false;
@@ -220,9 +211,10 @@ bool SoapBuilder::Start() {
 
 /* Behind the "</" of an end tag. */
 bool SoapBuilder::End() {
-    const std::string_view name = SoapScan_Name(&scan);
+    if (!SoapScan_KnownName(&scan, open.back().name))
+        return false;
     SoapScan_Blanks(&scan);
-    if (name != open.back().name || !SoapScan_Char(&scan, '>'))
+    if (!SoapScan_Char(&scan, '>'))
         return false;
     Close();
     return true;
@@ -231,7 +223,7 @@ bool SoapBuilder::End() {
 /* Behind the '<' of a start tag, up to its '>'. */
 bool SoapBuilder::TakeTag() {
     tag.start = scan.at - 1;
-    tag.whole = SoapScan_Name(&scan);
+    tag.name = SoapScan_Name(&scan);
     tag.given.count = 0;
     bool hasBlanks = SoapScan_Blanks(&scan);
     while (*scan.at != '>' && *scan.at != '/') {
@@ -240,21 +232,21 @@ bool SoapBuilder::TakeTag() {
         hasBlanks = SoapScan_Blanks(&scan);
     }
     tag.isEmpty = SoapScan_Char(&scan, '/');
-    SoapSplit(tag.whole, &tag.prefix, &tag.name);
-    return !tag.whole.empty() && SoapScan_Char(&scan, '>');
+    return !tag.name.whole.empty() && SoapScan_Char(&scan, '>');
 }
 
 bool SoapBuilder::TakeAttribute() {
     SoapGivenList *given = &tag.given;
-    const std::string_view whole = SoapScan_Name(&scan);
+    const SoapScanName name = SoapScan_Name(&scan);
     SoapScan_Blanks(&scan);
-    if (whole.empty() || !SoapScan_Char(&scan, '=') || given->count == kMaxAttributes)
+    if (name.whole.empty() || !SoapScan_Char(&scan, '=') || given->count == kMaxAttributes)
         return false;
     SoapScan_Blanks(&scan);
     bool isPlain = false;
     SoapGiven &taken = given->items[given->count];
     taken.value = SoapScan_Value(&scan, &isPlain);
-    SoapSplit(whole, &taken.prefix, &taken.name);
+    taken.prefix = name.prefix;
+    taken.name = name.local;
     /* two of one name may be an error, even if their prefixes differ */
     for (const SoapGiven &before : std::span(given->items).first(given->count)) {
         if (before.name == taken.name &&
@@ -269,12 +261,12 @@ bool SoapBuilder::TakeAttribute() {
 /* Opens the element of the tag. */
 bool SoapBuilder::OpenTag() {
     const gsize outerScope = scopeSize;
-    xmlNode *node = isSkimming ? nullptr : MakeElement(tag.name);
+    xmlNode *node = isSkimming ? nullptr : MakeElement(tag.name.local);
     numBytes += sizeof(xmlNode);
     if (!Declare(node))
         return false;
-    const SoapDeclared *declared = FindNs(tag.prefix);
-    if ((declared == nullptr && !tag.prefix.empty()) || !AddAttributes(node))
+    const SoapDeclared *declared = FindNs(tag.name.prefix);
+    if ((declared == nullptr && !tag.name.prefix.empty()) || !AddAttributes(node))
         return false;
     if (node != nullptr && declared != nullptr)
         node->ns = declared->ns;
@@ -314,7 +306,7 @@ bool SoapBuilder::Skim(bool *isPiece) {
     hasText = false;
     *isPiece = !isTooLong() && numBytes - bytesBefore >= kMinPieceMemory;
     if (*isPiece) {
-        AddPiece(element.start, element.name);
+        AddPiece(element.start, element.name.local);
         return true;
     }
     tag = element;
@@ -454,7 +446,7 @@ void SoapBuilder::ExtendText(std::string_view more) {
 
 /* The node is NULL in an element that is skimmed. */
 void SoapBuilder::Open(xmlNode *node, gsize outerScope) {
-    open.push_back({tag.start, tag.whole, outerScope, false});
+    open.push_back({tag.start, tag.name.whole, outerScope, false});
     hasText = false;
     if (node == nullptr)
         return;
