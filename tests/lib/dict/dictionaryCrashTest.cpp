@@ -90,7 +90,8 @@ TEST_P(DictionaryCrash, AProcessThatEndsAtAnyCallLeavesAWholeFile) {
  */
 class Medium {
 public:
-    Medium(std::string folder_, std::string oldText) : folder(std::move(folder_)), data{oldText} {
+    Medium(std::string folder_, std::string oldText)
+        : folder(std::move(folder_)), data{std::move(oldText)} {
         names["f"] = 0;
         files = {{InodeOf(folder), kFolder}, {InodeOf(folder + "/f"), 0}};
     }

@@ -112,8 +112,8 @@ TEST_F(FileLock, SharedOnesCoexistAndAnExclusiveOneWaitsForThem) {
 }
 
 TEST_F(FileLock, LeftOversAreRemovedAndStrangersRespected) {
-    const std::string machine = FileLockGetMachineID();
-    const std::string self = FileLockGetExecutionID();
+    const std::string &machine = FileLockGetMachineID();
+    const std::string &self = FileLockGetExecutionID();
     const std::string here = std::to_string(FileLockHash(directory));
     const std::string other = "AAAAAAAAAAAAAAAA";
     const struct {
