@@ -98,6 +98,27 @@ TEST_F(FileIO, OpensAsAsked) {
     EXPECT_NE(0, access(there.c_str(), F_OK));
 }
 
+TEST_F(FileIO, AFailedOpenHasItsCodeAndKeepsNoLock) {
+    const std::pair<int, FileIOResult> rows[] = {
+        {EINTR, FILEIO_ERROR},
+        {EIO, FILEIO_ERROR},
+        {EMFILE, FILEIO_ERROR},
+        {EACCES, FILEIO_NO_PERMISSION},
+        {ENOSPC, FILEIO_WRITE_ERROR_NOSPC},
+        {EDQUOT, FILEIO_WRITE_ERROR_DQUOT},
+    };
+    const std::string path = folder.Path("f");
+    for (const auto &[error, result] : rows) {
+        const FileFaults faults([&](const FileCall &call) {
+            return call.kind == FileCall::Open && path == call.path ? error : FileFaults::kPass;
+        });
+        EXPECT_EQ(result, Open(path, FILEIO_OPEN_ACCESS_WRITE | FILEIO_OPEN_LOCKED)) << error;
+        EXPECT_EQ(error, errno);
+        EXPECT_FALSE(FileIO_IsValid(&fd));
+        EXPECT_NE(0, access((path + ".lck").c_str(), F_OK));
+    }
+}
+
 TEST_F(FileIO, MovesAllOrSaysHowMuch) {
     ASSERT_EQ(FILEIO_SUCCESS, Open(folder.Path() + "/f"));
     const std::string text(60, 'a');

@@ -77,7 +77,7 @@ public:
             isEnded[own] = true;
             swapcontext(&lanes[own], isEnded[1 - own] ? &caller : &lanes[turn = 1 - own]);
         };
-        const std::unique_ptr<char[]> stacks(new char[2 * kStack]);
+        static const std::unique_ptr<char[]> stacks(new char[2 * kStack]);
         for (int lane = 0; lane < 2; lane++) {
             getcontext(&lanes[lane]);
             lanes[lane].uc_stack.ss_sp = stacks.get() + lane * kStack;
@@ -130,6 +130,7 @@ TEST(FileLockRace, EveryOrderOfTwoLockers) {
 #ifdef __SANITIZE_THREAD__
     GTEST_SKIP() << "stacks of our own";
 #endif
+    const TemporaryFolder folder(TemporaryFolder::Where::Memory);
     int numOrders = 0;
     for (const auto &isShared : {std::array{false, false}, {false, true}, {true, false}}) {
         for (const bool isStalled : {false, true}) {
@@ -138,7 +139,6 @@ TEST(FileLockRace, EveryOrderOfTwoLockers) {
                 for (int first = 0; !isFirstPast; first++) {
                     bool isSecondPast = false;
                     for (int second = 0; !isSecondPast && !isFirstPast; second++) {
-                        const TemporaryFolder folder(TemporaryFolder::Where::Memory);
                         if (hasDeadMember)
                             WriteMember(folder.Path("f.lck"), MemberOf("999999999-5(x)"));
                         Holders holders;

@@ -65,7 +65,7 @@ protected:
         std::ofstream(directory + "/" + name, std::ios::binary) << text;
     }
 
-    TemporaryFolder folder;
+    TemporaryFolder folder{TemporaryFolder::Where::Memory};
     guint64 sleptMs = 0;
     std::function<void()> meanwhile; /* while a locker sleeps */
     FileFaults faults{[this](const FileCall &call) { return Sleep(call); }};
@@ -303,6 +303,31 @@ TEST(FileLockDevice, OneHolderAndAStaleFileIsReplaced) {
     std::ofstream(file) << "999999999 AAAAAAAAAAAAAAAA\n";
     EXPECT_EQ(0, FileLock_LockDevice(name.c_str())) << "another machine's";
     EXPECT_TRUE(FileLock_UnlockDevice(name.c_str()));
+}
+
+TEST(FileLockDevice, AFailedCallLeavesNothing) {
+    const std::string name = "orvaneFault" + std::to_string(getpid());
+    if (access("/var/lock", W_OK) != 0)
+        GTEST_SKIP() << "/var/lock cannot be written";
+    for (const int failure : {EINTR, EIO, ENOSPC, EACCES, EMFILE}) {
+        bool isPast = false;
+        for (int n = 0; !isPast; n++) {
+            gint result;
+            {
+                int call = 0;
+                const FileFaults faults([&](const FileCall &next) {
+                    return call++ == n && next.kind != FileCall::Close ? failure
+                                                                       : FileFaults::kPass;
+                });
+                result = FileLock_LockDevice(name.c_str());
+                isPast = call <= n;
+            }
+            EXPECT_NE(0, result) << "nobody else has it: " << n << " " << failure;
+            EXPECT_TRUE(result != 1 || FileLock_UnlockDevice(name.c_str())) << n << " " << failure;
+            EXPECT_EQ(1, FileLock_LockDevice(name.c_str())) << n << " " << failure;
+            EXPECT_TRUE(FileLock_UnlockDevice(name.c_str()));
+        }
+    }
 }
 
 } // namespace
