@@ -226,7 +226,7 @@ TEST_F(ProfileCommand, StoresAPasswordAndConnectsWithIt) {
              {{"Password of administrator: ", "secret"},
               {"New passphrase of the profiles: ", "one"},
               {"The same again: ", "two"},
-              {"the two are not the same", ""}});
+              {"not the same\r\nNew passphrase of the profiles: ", ""}});
     EXPECT_EQ(2, added.status) << added.out << "an empty passphrase";
     EXPECT_EQ("", Run({"profile", "list"}).out);
     EXPECT_EQ(0, Type({"profile", "add", "lab", server.Url(), "administrator", "--store-password",
