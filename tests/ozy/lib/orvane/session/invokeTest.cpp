@@ -2,6 +2,7 @@
 #include "apps/lib/basicHttp/basicHttpInt.h"
 #include "ozy/lib/orvane/listener/orvaneListener.h"
 #include "ozy/lib/orvane/runtime/roomsAbove.h"
+#include "tests/ozy/lib/orvane/soap/soapFixture.h"
 #include "tests/ozy/lib/orvane/updates/updateTexts.h"
 
 namespace {
@@ -141,13 +142,11 @@ TEST_F(Invoke, RepliesHaveTheLimitsOfTheirSession) {
 
 TEST_F(Invoke, SendsTheCallersOwnValues) {
     service->answers["Own"] = Reply("Own");
-    GValue number = G_VALUE_INIT;
-    GValue unset = G_VALUE_INIT;
-    g_value_init(&number, G_TYPE_INT);
-    g_value_set_int(&number, 7);
+    const Value number = IntValue(7);
+    const Value unset;
     EXPECT_EQ("success", Run([&](auto *l) {
                   orvane_session_invoke_method(session, G_OBJECT(Instance().get()), "Own", l,
-                                               "left", &unset, "count", &number, nullptr);
+                                               "left", unset.get(), "count", number.get(), nullptr);
               }));
     EXPECT_EQ(Envelope("<Own xmlns=\"urn:ozy25\"><_this type=\"ServiceInstance\">ServiceInstance"
                        "</_this><count xsi:type=\"xsd:int\">7</count></Own>"),
@@ -401,22 +400,11 @@ TEST_F(Invoke, SurvivesAShutdownOfTheTransport) {
 }
 
 TEST_F(Invoke, IsNotSentWithAPartLeftOut) {
-    GValue value = G_VALUE_INIT;
-    g_value_init(&value, G_TYPE_INT);
-    for (int i = 0; i < 300; i++) {
-        GValue outer = G_VALUE_INIT;
-        g_value_init(&outer, SKEMA_TYPE_QORM_DYNAMIC_PROPERTY);
-        g_value_take_object(&outer,
-                            g_object_new(SKEMA_TYPE_QORM_DYNAMIC_PROPERTY, "name", "n", nullptr));
-        orvane_object_set_any(G_OBJECT(g_value_get_object(&outer)), "val", &value);
-        g_value_unset(&value);
-        value = outer;
-    }
+    const Value value = NestedObjects(300);
     Ending ending;
     orvane_session_invoke_method(session, G_OBJECT(Instance().get()), "CurrentTime",
-                                 ending.listener, "deep", &value, nullptr);
+                                 ending.listener, "deep", value.get(), nullptr);
     testLoop::Settle();
-    g_value_unset(&value);
     EXPECT_EQ(0u, service->Count("CurrentTime"));
     EXPECT_EQ(0, ending.times);
     EXPECT_EQ(ORVANE_LISTENER_UNUSED, orvane_listener_get_state(ending.listener));

@@ -106,6 +106,18 @@ inline ObjectPtr<GObject> New(const char *wireName) {
         static_cast<GObject *>(g_object_new(orvane_lookup_type(wireName), nullptr)));
 }
 
+/* So many objects, each the value of the one around it. */
+inline Value NestedObjects(int levels) {
+    Value value = IntValue(5);
+    for (int i = 0; i < levels; i++) {
+        const ObjectPtr<GObject> outer = New("DynamicProperty");
+        g_object_set(outer.get(), "name", "n", nullptr);
+        orvane_object_set_any(outer.get(), "val", value.get());
+        value = ObjectValue(outer);
+    }
+    return value;
+}
+
 /* A class as an application would register one below a class of the schema, without a wire name. */
 inline GType RegisterSubclass(GType base, const char *name, GClassInitFunc init = nullptr,
                               gsize instanceSize = 0) {

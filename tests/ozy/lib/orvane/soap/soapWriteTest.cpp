@@ -155,18 +155,6 @@ TEST(SoapWrite, AnObjectsResultIsThatOfItsLastProperty) {
     EXPECT_TRUE(isWritten);
 }
 
-/* So many objects, each the value of the one around it. */
-Value NestedObjects(int levels) {
-    Value value = IntValue(5);
-    for (int i = 0; i < levels; i++) {
-        const ObjectPtr<GObject> outer = New("DynamicProperty");
-        g_object_set(outer.get(), "name", "n", nullptr);
-        orvane_object_set_any(outer.get(), "val", value.get());
-        value = ObjectValue(outer);
-    }
-    return value;
-}
-
 /* So many arrays, each the only member of the one around it. */
 Value NestedArrays(int levels) {
     Value value = IntValue(5);

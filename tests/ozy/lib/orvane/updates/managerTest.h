@@ -3,6 +3,7 @@
  */
 #pragma once
 
+#include "tests/ozy/lib/orvane/soap/soapFixture.h"
 #include "tests/ozy/lib/orvane/updates/updateTexts.h"
 
 class ManagerTest : public SessionTest {
@@ -44,10 +45,7 @@ protected:
     }
 
     static std::string Name(SkemaQormManagedObject *proxy) {
-        char *name = nullptr;
-        g_object_get(proxy, "name", &name, nullptr);
-        const GPtr<char> owner(name);
-        return name != nullptr ? name : "(NULL)";
+        return GetString(G_OBJECT(proxy), "name");
     }
 
     std::vector<ObjectPtr<SkemaQormManagedObject>> proxies;

@@ -137,13 +137,6 @@ Value Enum(gint number) {
     return value;
 }
 
-std::string GetText(gpointer object, const char *property) {
-    char *text = nullptr;
-    g_object_get(object, property, &text, nullptr);
-    const GPtr<char> owner(text);
-    return text != nullptr ? text : "";
-}
-
 class UpdatePath : public testing::Test {
 protected:
     void SetUp() override {
@@ -509,7 +502,9 @@ TEST_F(UpdatePath, AnArrayIsTheSameAfterChangesInPlaceAndInACopy) {
                 for (guint at = 0; at < array->n_values; at++)
                     shown[i] += G_VALUE_HOLDS_STRING(&array->values[at])
                                     ? Shown(&array->values[at])
-                                    : GetText(g_value_get_object(&array->values[at]), "key");
+                                    : GetString(static_cast<GObject *>(
+                                                    g_value_get_object(&array->values[at])),
+                                                "key");
             }
             ASSERT_EQ(shown[1], shown[0]) << row.property << " step " << step;
             ASSERT_EQ(holders[1].notified, holders[0].notified) << row.property << step;
