@@ -30,9 +30,39 @@ constexpr auto kSignals = std::to_array(
 
 constinit volatile sig_atomic_t gSignal = 0; /* the one that came, or 0 */
 
+constinit volatile sig_atomic_t gEndsReads = 0; /* whether a ReadEnder lives */
+
 void NoteSignal(int number) {
     gSignal = number;
+    if (gEndsReads != 0)
+        alarm(1);
 }
+
+void EndRead(int /* number */) {
+    alarm(1); /* in case that the read still had not begun */
+}
+
+/* While this lives, a signal that is noted also ends a read that begins right after it, which would otherwise wait for
+ * the next line of the user: an alarm interrupts it a second later. */
+class ReadEnder {
+public:
+    ReadEnder() {
+        struct sigaction end {};
+        end.sa_handler = EndRead;
+        sigaction(SIGALRM, &end, &before);
+        gEndsReads = 1;
+    }
+    ~ReadEnder() {
+        gEndsReads = 0;
+        alarm(0);
+        sigaction(SIGALRM, &before, nullptr);
+    }
+    ReadEnder(const ReadEnder &) = delete;
+    ReadEnder &operator=(const ReadEnder &) = delete;
+
+private:
+    struct sigaction before;
+};
 
 /* Delivers the signals to NoteSignal(), and only within WaitForInput(), while this lives. */
 class SignalScope {
@@ -63,7 +93,11 @@ public:
     SignalScope &operator=(const SignalScope &) = delete;
 
     /* Lets signals interrupt what waits from now on. */
-    void Admit() const { sigprocmask(SIG_SETMASK, &open, nullptr); }
+    void Admit() const {
+        sigset_t admitted = open;
+        sigdelset(&admitted, SIGALRM);
+        sigprocmask(SIG_SETMASK, &admitted, nullptr);
+    }
 
     /* False if a signal came first. */
     bool WaitForInput() const {
@@ -134,6 +168,7 @@ std::optional<std::string> AskOnce(const std::string &question, bool isSecret) {
 
 /* A signal ends the reading of the line, after which the settings of the terminal are put back. */
 std::optional<std::string> AskPassphraseOnce(const std::string &question) {
+    const ReadEnder ender;
     const SignalScope signals;
     signals.Admit();
     setvbuf(stdin, nullptr, _IONBF, 0); /* what is typed is not to stay in a buffer */

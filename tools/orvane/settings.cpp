@@ -161,11 +161,12 @@ void StartSettings() {
 
 void ReportLeftOutSettings() {
     for (const LeftOut &each : AllLeftOut())
-        Report(Text(MSGID("setting.leftOut") "the settings of %s are ignored: %s",
-                    each.file.c_str(),
-                    (each.why.empty() ? Text(MSGID("file.notRegular") "is no regular file")
-                                      : Printable(each.why))
-                        .c_str()));
+        Report(each.why.empty()
+                   ? Text(MSGID("setting.leftOut") "the settings of %s are ignored: it is no "
+                                                   "regular file",
+                          each.file.c_str())
+                   : Text(MSGID("setting.cutOff") "settings behind a mistake are ignored: %s",
+                          Printable(each.why).c_str()));
 }
 
 void EndSettings() {

@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
+#include <termios.h>
 #include <unistd.h>
 
 #include "tests/support/temporaryFolder.h"
@@ -258,6 +259,33 @@ TEST_F(ProfileCommand, StoresAPasswordAndConnectsWithIt) {
         0, Type({"about", "--profile", "lab"}, {{"Passphrase of the profiles: ", "new"}}).status);
     EXPECT_EQ(0, Run({"profile", "remove", "lab"}).status);
     EXPECT_EQ(1, Run({"profile", "rekey"}).status);
+}
+
+TEST_F(ProfileCommand, SignalsAtThePassphraseLeaveTheTerminalAsItWas) {
+    const Profiles profiles(folder.Path("orvane/profiles"));
+    profiles.Add({"lab", server.Url(), "administrator", ""},
+                 SealedPassword{Password("secret"), Password("open")});
+    const auto about = Program::StartJob("bin/orvane", {"about", "--profile", "lab"});
+    const int terminal = about->OpenTerminal();
+    const auto hasEcho = [terminal] {
+        termios settings{};
+        return tcgetattr(terminal, &settings) == 0 && (settings.c_lflag & ECHO) != 0;
+    };
+    EXPECT_TRUE(about->WaitFor("Passphrase of the profiles: "));
+    EXPECT_FALSE(hasEcho());
+    about->Type("half\x1a");
+    EXPECT_TRUE(about->WaitFor("[stop 1]"));
+    EXPECT_TRUE(hasEcho());
+    about->Type("\n");
+    EXPECT_TRUE(about->WaitFor("[go 1]"));
+    while (hasEcho())
+        usleep(1000); /* the job's own time limit ends this */
+    about->Type("\x03");
+    EXPECT_TRUE(about->WaitFor("orvane: interrupted"));
+    EXPECT_TRUE(hasEcho());
+    close(terminal);
+    EXPECT_EQ(130, about->Wait().status);
+    EXPECT_EQ(0, server.NumCalls());
 }
 
 TEST_F(ProfileCommand, MistakesAreOneLine) {
