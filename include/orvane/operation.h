@@ -178,6 +178,36 @@ ORVANE_EXPORT gboolean orvane_listener_get_outcome(OrvaneListener *listener,
 ORVANE_EXPORT gboolean orvane_listener_get_error(OrvaneListener *listener, GError **error);
 
 /**
+ * orvane_listener_set_time_limit:
+ * @listener: a listener
+ * @milliseconds: how long each operation may take; 0 for the limit of its session, which is the initial value
+ *
+ * Holds for the operations that begin later. It counts from the beginning of the operation to its end, which for a method
+ * that returns a task is the end of the task. An operation that takes longer fails with an OrvaneFaultInvalidResponse
+ * of errorCode %ORVANE_TRANSPORT_OPERATION_TIMEDOUT and the outcome %ORVANE_OUTCOME_TIMED_OUT. Its transfer is closed,
+ * and the connection is not used again. A task continues at the service; orvane_listener_cancel() ends it.
+ *
+ * orvane_session_set_time_limits() has limits for all operations of a session.
+ */
+ORVANE_EXPORT void orvane_listener_set_time_limit(OrvaneListener *listener, guint milliseconds);
+
+/**
+ * orvane_listener_abort:
+ * @listener: a listener
+ *
+ * Gives up its operation: a call, a task, a load, a retrieval of contents, or a connect. The transfer is closed at once.
+ * @listener fails with a RequestCanceled and %ORVANE_OUTCOME_CANCELLED in the next turn of the loop. Whether the service
+ * has done what was asked is not known.
+ *
+ * A task is asked to stop, unless the service says that it cannot be cancelled; if the reply that names it has not
+ * arrived yet, it continues. The filter of a load is destroyed if nobody else waits for it. A connect ends with the state
+ * DISCONNECTED before this returns; if it has logged in already, it is logged out first. A disconnect cannot be given up.
+ *
+ * Returns: %TRUE if @listener will fail for this reason; %FALSE if no operation is in progress that can be given up
+ */
+ORVANE_EXPORT gboolean orvane_listener_abort(OrvaneListener *listener);
+
+/**
  * orvane_fault_describe:
  * @fault: a fault
  *

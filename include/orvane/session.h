@@ -318,6 +318,35 @@ ORVANE_EXPORT void orvane_session_set_reply_limits(OrvaneSession *session, guint
                                                    guint64 treeBytes);
 
 /**
+ * OrvaneTimeLimits:
+ * @connect: milliseconds until a connection must be established, including its TLS handshake; 0 for no limit
+ * @inactivity: milliseconds without a byte sent or received on a request that is open; 0 for no limit
+ * @total: milliseconds from the beginning of an operation to its end; 0 for no limit
+ *
+ * The first two hold for each request. The third holds for each operation of an application's listener, to the end of its
+ * task if it has one, and for each request of the library itself.
+ */
+typedef struct {
+    guint connect;
+    guint inactivity;
+    guint total;
+} OrvaneTimeLimits;
+
+/**
+ * orvane_session_set_time_limits:
+ * @session: a session
+ * @limits: (nullable): copied; %NULL for no limits, which is the initial state
+ *
+ * Holds for what begins later, except for the request that waits for updates. The service may leave a call without an
+ * answer for long before it fails, so choose @inactivity accordingly. What takes longer fails with an
+ * OrvaneFaultInvalidResponse of an errorCode of #OrvaneTransportError: CONNECT_TIMEOUT, INACTIVITY_TIMEOUT or
+ * OPERATION_TIMEDOUT. The transfer is closed, and its connection is not used again. A limit of a listener,
+ * orvane_listener_set_time_limit(), replaces @total for its operations.
+ */
+ORVANE_EXPORT void orvane_session_set_time_limits(OrvaneSession *session,
+                                                  const OrvaneTimeLimits *limits);
+
+/**
  * orvane_session_set_strict_loads:
  * @session: a session
  * @value: whether no load and no retrieval is left pending without a reason; %FALSE at first

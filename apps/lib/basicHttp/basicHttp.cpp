@@ -195,6 +195,7 @@ void BasicHttp_Shutdown() {
         request->onSentProc = nullptr;
     }
     BasicHttpLeaveLoop(state);
+    BasicHttpDeadline_Suspend();
     BasicHttpFreeDefaultCookieJar();
     curlGlobalState = nullptr;
     if (state->curlDepth == 0)
@@ -343,6 +344,7 @@ void BasicHttp_FreeRequest(BasicHttpRequest *request) {
 }
 
 void BasicHttpDestroyRequest(BasicHttpRequest *request) {
+    BasicHttpDeadline_Clear(&request->deadline);
     BasicHttpFreeHandle(request);
     for (char *text : {request->url, request->userAgent, request->userName, request->proxyUserName})
         g_free(text);

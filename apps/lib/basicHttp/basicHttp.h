@@ -389,6 +389,18 @@ void BasicHttp_SetRequestNameAndPassword(BasicHttpRequest *request, gint authTyp
  * BASICHTTP_ERROR_INACTIVITY_TIMEOUT. */
 void BasicHttp_SetInactivityTimeout(BasicHttpRequest *request, gint kind, guint seconds);
 
+/**
+ * BasicHttp_SetLimits:
+ * @request: a request that was not sent
+ * @connect: milliseconds until a connection must be established; 0 for no limit
+ * @inactivity: milliseconds without a byte sent or received; 0 for no limit. Pauses do not count
+ * @total: milliseconds until the end of the response; 0 for no limit
+ *
+ * These limits have timers of their own, exact to a millisecond, and are independent of the time-outs above. They end
+ * the request with BASICHTTP_ERROR_CONNECT_TIMEOUT, _INACTIVITY_TIMEOUT or _OPERATION_TIMEDOUT. Its connection is closed.
+ */
+void BasicHttp_SetLimits(BasicHttpRequest *request, guint connect, guint inactivity, guint total);
+
 /* Largest response body in bytes, for requests created from now on; 0: no limit. The default is
  * 256 MiB. A larger one ends the request with BASICHTTP_ERROR_TRANSFER. */
 void BasicHttp_SetMaxResponseSize(gsize bytes);

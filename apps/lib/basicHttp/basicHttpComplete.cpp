@@ -95,6 +95,7 @@ void BasicHttpFinishRequest(BasicHttpRequest *request, BasicHttpState state) {
     if (request->settings.connectionTimeoutWorkaround)
         BasicHttpClearConnectionTimeout(request);
     BasicHttpClearInactivityTimeout(request);
+    BasicHttpDeadline_Clear(&request->deadline);
 }
 
 void BasicHttpInvokeCallback(BasicHttpRequest *request) {

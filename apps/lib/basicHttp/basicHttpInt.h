@@ -47,6 +47,7 @@
 #include <curl/curl.h>
 
 #include "apps/lib/basicHttp/basicHttp.h"
+#include "apps/lib/basicHttp/basicHttpDeadline.h"
 #include "lib/misc/dynBuf.h"
 #include "lib/misc/hashTable.h"
 #include "lib/misc/poll.h"
@@ -166,7 +167,12 @@ struct BasicHttpRequest {
     guint inactivityTimeoutSent;
     guint inactivityTimeoutReceiving;
     gint64 lastActivityTime;
-    curl_socket_t socket; /* the last one that libcurl opened for the request, -1 for none */
+    guint connectLimit; /* milliseconds, 0 for none; see BasicHttp_SetLimits() */
+    guint inactivityLimit;
+    guint totalLimit;
+    gint64 startTime;           /* of these limits */
+    BasicHttpDeadline deadline; /* when they are to be checked */
+    curl_socket_t socket;       /* the last one that libcurl opened for the request, -1 for none */
     CURLcode curlResult;
     BasicHttpErrorCode errorOverride; /* takes precedence over curlResult unless 0 */
     guint readEntries;
@@ -351,6 +357,7 @@ void BasicHttpLeaveBandwidthGroup(BasicHttpRequest *request);
 void BasicHttpStartConnectionTimeout(BasicHttpRequest *request);
 void BasicHttpClearConnectionTimeout(BasicHttpRequest *request);
 void BasicHttpStartInactivityTimeout(BasicHttpRequest *request);
+void BasicHttpStartLimits(BasicHttpRequest *request);
 void BasicHttpClearInactivityTimeout(BasicHttpRequest *request);
 
 /* basicHttpSource.cpp */

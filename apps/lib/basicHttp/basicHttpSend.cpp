@@ -303,6 +303,7 @@ bool BasicHttpStartRequest(BasicHttpRequest *request) {
     BasicHttpStartConnectionTimeout(request);
     request->lastActivityTime = basicHttpNow();
     BasicHttpStartInactivityTimeout(request);
+    BasicHttpStartLimits(request);
     if (!AddToMulti(state, request))
         return FailStart(request);
 

@@ -1,4 +1,5 @@
-// Two time-outs: one for the connection to be established, one for a transfer without activity.
+// Two time-outs in seconds: one for the connection to be established, one for a transfer without activity. And three
+// limits in milliseconds, which share one deadline: it is set for the earliest time at which one of them may pass.
 #include "apps/lib/basicHttp/basicHttpInt.h"
 
 #include <cerrno>
@@ -120,7 +121,71 @@ void BasicHttpConnectionTimeoutCallback(gpointer clientData) {
     CancelWithError(request, BASICHTTP_ERROR_CONNECT_TIMEOUT);
 }
 
+/* A limit's time, as long as nothing changes. */
+struct LimitRow {
+    gint64 due;
+    BasicHttpErrorCode error;
+};
+
+constexpr gint64 kMicrosecondsPerMillisecond = 1000;
+
+/* The limit that passes first. The time of inactivity while the request is paused is counted from now. */
+LimitRow NextLimit(const BasicHttpRequest *request, gint64 now) {
+    LimitRow next{G_MAXINT64, BASICHTTP_ERROR_NONE};
+    const bool isPaused = request->pausedMask != 0 || request->hasResume;
+    const bool isConnecting = request->connectLimit > 0 && !HasConnection(request);
+    const struct {
+        bool counts;
+        gint64 since;
+        guint limit;
+        BasicHttpErrorCode error;
+    } rows[] = {
+        {request->totalLimit > 0, request->startTime, request->totalLimit,
+         BASICHTTP_ERROR_OPERATION_TIMEDOUT},
+        {isConnecting, request->startTime, request->connectLimit, BASICHTTP_ERROR_CONNECT_TIMEOUT},
+        {request->inactivityLimit > 0, isPaused ? now : request->lastActivityTime,
+         request->inactivityLimit, BASICHTTP_ERROR_INACTIVITY_TIMEOUT},
+    };
+    for (const auto &row : rows) {
+        const gint64 due = row.since + row.limit * kMicrosecondsPerMillisecond;
+        if (row.counts && due < next.due)
+            next = {due, row.error};
+    }
+    return next;
+}
+
+void OnLimit(gpointer clientData) {
+    auto *request = static_cast<BasicHttpRequest *>(clientData);
+    if (request->hasCompletion)
+        return; /* it has ended */
+    const gint64 now = basicHttpNow();
+    const LimitRow next = NextLimit(request, now);
+    if (next.error == BASICHTTP_ERROR_NONE)
+        return;
+    if (next.due > now) {
+        BasicHttpDeadline_Set(&request->deadline, next.due, OnLimit, request);
+        return;
+    }
+    Log("BasicHTTP: Request %p is ended by a time limit after %.3f seconds.\n",
+        static_cast<const void *>(request),
+        double(now - request->startTime) / double(kMicrosecondsPerSecond));
+    CancelWithError(request, next.error);
+}
+
 } // namespace
+
+void BasicHttp_SetLimits(BasicHttpRequest *request, guint connect, guint inactivity, guint total) {
+    request->connectLimit = connect;
+    request->inactivityLimit = inactivity;
+    request->totalLimit = total;
+}
+
+void BasicHttpStartLimits(BasicHttpRequest *request) {
+    request->startTime = request->lastActivityTime;
+    const LimitRow next = NextLimit(request, request->startTime);
+    if (next.error != BASICHTTP_ERROR_NONE)
+        BasicHttpDeadline_Set(&request->deadline, next.due, OnLimit, request);
+}
 
 void BasicHttpStartConnectionTimeout(BasicHttpRequest *request) {
     if (!request->settings.connectionTimeoutWorkaround || request->settings.connectTimeout == 0)

@@ -56,10 +56,12 @@ void OnCompleted(OrvaneListener *listener, OrvaneOutcome, gpointer data) {
         Return(task, listener);
 }
 
-/* The operation is no longer waited for. */
+/* The operation is given up, and no longer waited for. */
 gboolean OnCancelled(GCancellable *, gpointer data) {
     const ObjectPtr<GTask> task(G_TASK(g_object_ref(data)));
-    StopCancelSource(static_cast<Waiting *>(g_task_get_task_data(task.get())));
+    auto *waiting = static_cast<Waiting *>(g_task_get_task_data(task.get()));
+    StopCancelSource(waiting);
+    orvane_listener_abort(waiting->listener.get());
     g_task_return_error_if_cancelled(task.get());
     return G_SOURCE_REMOVE;
 }

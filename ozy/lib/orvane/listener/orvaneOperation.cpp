@@ -8,6 +8,7 @@
 #include "lib/misc/log.h"
 #include "ozy/lib/orvane/listener/orvaneListenerInt.h"
 #include "ozy/lib/orvane/runtime/orvaneRuntime.h"
+#include "ozy/lib/orvane/soap/orvaneFault.h"
 
 struct OrvaneCompletion {
     OrvaneCompletedFunc function;
@@ -24,15 +25,24 @@ struct OrvaneCompletion {
 namespace {
 
 constexpr PollClassSet kPollClassMain = {{1}};
+constexpr gint64 kMicrosecondsPerMillisecond = 1000;
 /* Completion functions may begin operations, which end at once while the library shuts down. */
 constexpr int kMaxShutdownRounds = 16;
 
-/* The end of one operation whose functions are to be invoked. */
+/* An operation that was stopped, and whose listener is to fail. The listener may die before. */
+struct Stopped {
+    ObjectWatch<OrvaneListener> listener;
+    guint serial;
+    ObjectPtr<SkemaQormMethodFault> fault;
+};
+
+/* The end of one operation whose functions are to be invoked, or that is to fail first. */
 struct Ended {
     ObjectPtr<OrvaneListener> listener; /* the operation's own reference */
     OrvaneOutcome outcome;
     bool callsFunction;     /* that of all operations, too */
     OrvaneCompletion *once; /* owned */
+    Stopped *stopped;       /* owned; NULL for an end, and otherwise all above is zero */
     Ended *next;
 };
 
@@ -58,6 +68,30 @@ void FreeAll(OrvaneCompletion *list) {
         delete std::exchange(list, list->next);
 }
 
+/* Fails the listener of a stopped operation. Runs the application's code. */
+void FailStopped(OrvaneListener *listener, SkemaQormMethodFault *fault) {
+    ScopedValue value(SKEMA_TYPE_QORM_METHOD_FAULT);
+    g_value_set_object(&value.value, fault);
+    if (listener->priv->state == ORVANE_LISTENER_PENDING) {
+        orvane_listener_acknowledge(listener, FALSE, &value.value);
+        return;
+    }
+    OrvaneListenerTakeFault(listener, static_cast<SkemaQormMethodFault *>(g_object_ref(fault)));
+    orvane_listener_set_state(listener, ORVANE_LISTENER_FAILED);
+}
+
+/* While the library shuts down, nothing is emitted. */
+void FinishStopped(const Stopped &stopped) {
+    OrvaneListener *listener = stopped.listener.Get();
+    if (listener == nullptr || OperationOf(listener).serial != stopped.serial ||
+        !OperationOf(listener).isOpen)
+        return;
+    if (BasicHttp_IsInited())
+        FailStopped(listener, stopped.fault.get());
+    else
+        OrvaneListener_EndOperation(listener, OperationOf(listener).mark);
+}
+
 /* Invokes the functions, then releases the operation's reference. Runs the application's code. */
 void Invoke(Ended &ended) {
     OrvaneListener *listener = ended.listener.get();
@@ -77,7 +111,11 @@ void InvokeFirst() {
     if (gEnded.first == nullptr)
         gEnded.last = nullptr;
     gEnded.length--;
-    Invoke(*ended);
+    if (ended->stopped != nullptr)
+        FinishStopped(*ended->stopped);
+    else
+        Invoke(*ended);
+    delete ended->stopped;
     delete ended;
 }
 
@@ -107,14 +145,18 @@ void RegisterWithLoop() {
         Warning("Orvane: The loop took no callback: the end of an operation is reported later.\n");
 }
 
-/* Takes over the reference and the list. */
-void Push(OrvaneListener *listener, OrvaneOutcome outcome, bool callsFunction,
-          OrvaneCompletion *once) {
-    auto *ended = new Ended{ObjectPtr<OrvaneListener>(listener), outcome, callsFunction, once, {}};
+void PushEntry(Ended *ended) {
     (gEnded.last != nullptr ? gEnded.last->next : gEnded.first) = ended;
     gEnded.last = ended;
     gEnded.length++;
     RegisterWithLoop();
+}
+
+/* Takes over the reference and the list. */
+void Push(OrvaneListener *listener, OrvaneOutcome outcome, bool callsFunction,
+          OrvaneCompletion *once) {
+    PushEntry(new Ended{ObjectPtr<OrvaneListener>(listener), outcome, callsFunction, once, nullptr,
+                        nullptr});
 }
 
 void Enlist(OrvaneListener *listener, OrvaneOperations *list) {
@@ -137,9 +179,18 @@ void Unlist(OrvaneOperation &operation) {
 }
 
 OrvaneOutcome OutcomeOfFault(const OrvaneOperation &operation, SkemaQormMethodFault *fault) {
-    const bool isUnreadable =
-        fault != nullptr && G_OBJECT_TYPE(fault) == ORVANE_TYPE_FAULT_INVALID_RESPONSE;
-    return isUnreadable || operation.hasReply ? ORVANE_OUTCOME_TRANSPORT : ORVANE_OUTCOME_FAULT;
+    if (fault == nullptr || G_OBJECT_TYPE(fault) != ORVANE_TYPE_FAULT_INVALID_RESPONSE)
+        return operation.hasReply ? ORVANE_OUTCOME_TRANSPORT : ORVANE_OUTCOME_FAULT;
+    guint errorCode = 0;
+    g_object_get(fault, "errorCode", &errorCode, nullptr);
+    switch (errorCode) {
+    case BASICHTTP_ERROR_OPERATION_TIMEDOUT:
+    case BASICHTTP_ERROR_CONNECT_TIMEOUT:
+    case BASICHTTP_ERROR_INACTIVITY_TIMEOUT:
+        return ORVANE_OUTCOME_TIMED_OUT;
+    default:
+        return ORVANE_OUTCOME_TRANSPORT;
+    }
 }
 
 /* The outcome of a final state. */
@@ -150,6 +201,32 @@ OrvaneOutcome OutcomeOf(const OrvaneListener *listener) {
     if (priv->operation.isMarked)
         return priv->operation.mark;
     return OutcomeOfFault(priv->operation, priv->fault);
+}
+
+void OnTimeLimit(gpointer data) {
+    OrvaneListener_StopOperation(
+        ORVANE_LISTENER(data), ORVANE_OUTCOME_TIMED_OUT,
+        OrvaneFault_NewInvalidResponse(BASICHTTP_ERROR_OPERATION_TIMEDOUT, 0, nullptr), true);
+}
+
+void StartTimeLimit(OrvaneListener *listener, guint milliseconds) {
+    BasicHttpDeadline_Set(&OperationOf(listener).deadline,
+                          BasicHttpDeadline_Now() + milliseconds * kMicrosecondsPerMillisecond,
+                          OnTimeLimit, listener);
+}
+
+/* Asks the service to stop a task. It refuses one that cannot be cancelled, so that nothing is asked only if it is known
+ * to be one. */
+void CancelTask(OrvaneListener *listener) {
+    SkemaOzyTask *task = listener->priv->task;
+    SkemaOzyTaskInfo *info = nullptr;
+    g_object_get(task, "info", &info, nullptr);
+    const ObjectPtr<SkemaOzyTaskInfo> owner(info);
+    gboolean isCancelable = TRUE;
+    if (info != nullptr)
+        g_object_get(info, "cancelable", &isCancelable, nullptr);
+    if (isCancelable && OrvaneSession_IsLive(SKEMA_QORM_MANAGED_OBJECT(task)->session))
+        skema_ozy_task_cancel(task, nullptr);
 }
 
 /* Takes the reference that an operation with functions has. */
@@ -178,6 +255,10 @@ void OrvaneListenerOpenOperation(OrvaneListener *listener) {
     operation.isOpen = true;
     operation.isDecided = operation.isMarked = operation.hasOutcome = false;
     operation.isFaultCurrent = operation.hasReply = operation.isInPlace = false;
+    operation.isStopped = false;
+    operation.stop = nullptr;
+    if (operation.timeLimit > 0)
+        StartTimeLimit(listener, operation.timeLimit);
     Hold(listener);
 }
 
@@ -188,6 +269,8 @@ void OrvaneListener_BeginOperation(OrvaneListener *listener, OrvaneOperations *l
     OperationOf(listener).isFresh = true;
     if (list != nullptr)
         Enlist(listener, list);
+    if (list != nullptr && list->timeLimit > 0 && OperationOf(listener).timeLimit == 0)
+        StartTimeLimit(listener, list->timeLimit);
 }
 
 void OrvaneListener_EndOperation(OrvaneListener *listener, OrvaneOutcome outcome) {
@@ -195,6 +278,7 @@ void OrvaneListener_EndOperation(OrvaneListener *listener, OrvaneOutcome outcome
     if (!operation.isOpen)
         return;
     Unlist(operation);
+    BasicHttpDeadline_Clear(&operation.deadline);
     operation.isOpen = operation.isFresh = operation.isDecided = false;
     operation.hasOutcome = true;
     operation.outcome = outcome;
@@ -237,6 +321,42 @@ void OrvaneListener_RefuseOperation(OrvaneListener *listener) {
     OrvaneListener_EndOperation(listener, ORVANE_OUTCOME_NOT_SENT);
 }
 
+void OrvaneListener_SetStop(OrvaneListener *listener, OrvaneOperationStop stop, gpointer data) {
+    OperationOf(listener).stop = stop;
+    OperationOf(listener).stopData = data;
+}
+
+guint OrvaneListener_TimeLimit(const OrvaneListener *listener, guint otherwise) {
+    const guint own = listener != nullptr ? OperationOf(listener).timeLimit : 0;
+    return own > 0 ? own : otherwise;
+}
+
+bool OrvaneListener_StopOperation(OrvaneListener *listener, OrvaneOutcome outcome,
+                                  SkemaQormMethodFault *fault, bool isAtOnce) {
+    ObjectPtr<SkemaQormMethodFault> owner(fault);
+    OrvaneOperation &operation = OperationOf(listener);
+    if (!operation.isOpen || operation.isDecided || operation.isMarked || operation.isStopped ||
+        operation.stop == nullptr)
+        return false;
+    operation.isStopped = true;
+    BasicHttpDeadline_Clear(&operation.deadline);
+    OrvaneListener_MarkOperation(listener, outcome);
+    auto *stopped =
+        new Stopped{ObjectWatch<OrvaneListener>(listener), operation.serial, std::move(owner)};
+    if (outcome == ORVANE_OUTCOME_CANCELLED && listener->priv->task != nullptr)
+        CancelTask(listener);
+    operation.stop(listener, operation.stopData);
+    if (stopped->listener)
+        OrvaneListenerReleaseTask(listener);
+    if (!isAtOnce) {
+        PushEntry(new Ended{nullptr, outcome, false, nullptr, stopped, nullptr});
+        return true;
+    }
+    FinishStopped(*stopped);
+    delete stopped;
+    return true;
+}
+
 bool OrvaneListener_IsOperationOpen(const OrvaneListener *listener) {
     return OperationOf(listener).isOpen;
 }
@@ -263,8 +383,11 @@ void OrvaneListener_LeaveOperations(OrvaneListener *listener) {
 
 void OrvaneListener_JoinOperations(OrvaneListener *listener, OrvaneOperations *list) {
     const OrvaneOperation &operation = OperationOf(listener);
-    if (operation.isOpen && operation.link == nullptr)
-        Enlist(listener, list);
+    if (!operation.isOpen || operation.link != nullptr)
+        return;
+    Enlist(listener, list);
+    if (list->timeLimit > 0 && operation.deadline.place == 0)
+        StartTimeLimit(listener, list->timeLimit);
 }
 
 void OrvaneListener_NoteReply(OrvaneListener *listener, guint errorCode, glong responseCode) {
@@ -293,8 +416,8 @@ void OrvaneListener_AcknowledgeReply(OrvaneListener *listener, gboolean success,
     if (!std::exchange(operation.hasInPlaceEnd, false))
         return;
     operation.ownsReference = false;
-    Ended ended{ObjectPtr<OrvaneListener>(listener), operation.outcome, true,
-                std::exchange(operation.once, nullptr), nullptr};
+    Ended ended{ObjectPtr<OrvaneListener>(listener),    operation.outcome, true,
+                std::exchange(operation.once, nullptr), nullptr,           nullptr};
     Invoke(ended);
 }
 
@@ -309,6 +432,7 @@ void OrvaneListenerDecideOutcome(OrvaneListener *listener) {
 void OrvaneListenerFinalizeOperation(OrvaneListener *listener) {
     OrvaneOperation &operation = OperationOf(listener);
     Unlist(operation);
+    BasicHttpDeadline_Clear(&operation.deadline);
     operation.isOpen = false;
     FreeAll(std::exchange(operation.once, nullptr));
     delete std::exchange(operation.function, nullptr);
@@ -353,6 +477,7 @@ void OrvaneListener_CompleteForShutdown(void) {
     while (Ended *ended = gEnded.first) {
         gEnded.first = ended->next;
         FreeAll(ended->once);
+        delete ended->stopped;
         delete ended;
     }
     gEnded.last = nullptr;
@@ -391,6 +516,17 @@ void orvane_listener_call_when_completed(OrvaneListener *listener, OrvaneComplet
         last = &(*last)->next;
     *last = once;
     Hold(listener);
+}
+
+void orvane_listener_set_time_limit(OrvaneListener *listener, guint milliseconds) {
+    g_return_if_fail(ORVANE_IS_LISTENER(listener));
+    OperationOf(listener).timeLimit = milliseconds;
+}
+
+gboolean orvane_listener_abort(OrvaneListener *listener) {
+    g_return_val_if_fail(ORVANE_IS_LISTENER(listener), FALSE);
+    return OrvaneListener_StopOperation(listener, ORVANE_OUTCOME_CANCELLED,
+                                        OrvaneListenerNewRequestCanceled(), false);
 }
 
 gboolean orvane_listener_get_outcome(OrvaneListener *listener, OrvaneOutcome *outcome) {

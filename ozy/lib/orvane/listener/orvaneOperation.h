@@ -25,7 +25,13 @@
 
 #include "ozy/lib/orvane/runtime/roomsAbove.h"
 
+#include "apps/lib/basicHttp/basicHttpDeadline.h"
+
 struct OrvaneCompletion;
+
+/* Ends what an operation is made of, such as its transfer, without a signal on the listener. The data is alive: a
+ * session, or what ends with it. May run other code of the application. */
+typedef void (*OrvaneOperationStop)(OrvaneListener *listener, gpointer data);
 
 /* What is kept in the listener's record. All zero at first. */
 struct OrvaneOperation {
@@ -41,6 +47,7 @@ struct OrvaneOperation {
     bool hasInPlaceEnd; /* and is to do so now */
     bool ownsReference;
     bool isFaultCurrent; /* "fault" is of this operation */
+    bool isStopped;      /* OrvaneListener_StopOperation() was called */
     bool hasReply;       /* the two values below are of this operation */
     guint errorCode;     /* of the transport */
     glong responseCode;  /* HTTP status */
@@ -49,6 +56,10 @@ struct OrvaneOperation {
     SkemaQormMethodFault *fault; /* owned; of an end that the listener's own fault does not show */
     OrvaneCompletion *function;  /* owned; of every operation; NULL for none */
     OrvaneCompletion *once;      /* owned; list of those for one operation */
+    OrvaneOperationStop stop;    /* NULL if the operation cannot be stopped */
+    gpointer stopData;
+    guint timeLimit; /* of each operation, in milliseconds; 0: that of the session */
+    BasicHttpDeadline deadline;
 };
 
 /* Opens an operation of a listener and adds it to the list, which may be NULL. A former one that is open ends. */
@@ -70,6 +81,15 @@ bool OrvaneListener_IsOperationOpen(const OrvaneListener *listener);
 guint OrvaneListener_GetOperationSerial(const OrvaneListener *listener);
 /* Whether a completion function is to be invoked. */
 bool OrvaneListener_HasCompleted(const OrvaneListener *listener);
+
+/* How the open operation is stopped; to be called after its begin. */
+void OrvaneListener_SetStop(OrvaneListener *listener, OrvaneOperationStop stop, gpointer data);
+/* Stops the open operation. It fails with the fault, which is taken over, at once or in the next turn of the loop.
+ * Returns FALSE if there is none, or it cannot be stopped. */
+bool OrvaneListener_StopOperation(OrvaneListener *listener, OrvaneOutcome outcome,
+                                  SkemaQormMethodFault *fault, bool isAtOnce);
+/* The limit of the next operation, in milliseconds: that of the listener, or else the given one. NULL has none. */
+guint OrvaneListener_TimeLimit(const OrvaneListener *listener, guint otherwise);
 
 /* The outcome that a failure of the open operation will have, in place of the one by its fault. */
 void OrvaneListener_MarkOperation(OrvaneListener *listener, OrvaneOutcome outcome);

@@ -26,6 +26,7 @@ void SchemaLoad_FromEnvironment(char *(*getVariable)(const char *name));
 /* The open operations of the listeners of one session, the newest first. */
 struct OrvaneOperations {
     OrvaneListener *first;
+    guint timeLimit; /* of each, in milliseconds, unless its listener has its own; 0 for none */
 };
 
 /* Begins and ends an operation that is refused before it begins: only its completion function is invoked. NULL and
@@ -148,6 +149,9 @@ void OrvaneSession_InvokeMethodV(OrvaneSession *session, GObject *object, const 
  * Returns: whether a reply for @listener is still to come
  */
 gboolean OrvaneSession_HasCall(OrvaneSession *session, OrvaneListener *listener);
+
+/* Closes the transfers of a listener's calls; their replies will emit nothing. An internal listener is released. */
+void OrvaneSession_StopCalls(OrvaneSession *session, OrvaneListener *listener);
 
 /* Takes the listener from its session's calls; the reply will emit nothing on it. */
 void orvane_session_unlink_listener(OrvaneListener *listener);

@@ -360,6 +360,12 @@ void orvane_session_set_reply_limits(OrvaneSession *session, guint64 bodyBytes, 
     session->priv->maxTreeBytes = treeBytes;
 }
 
+void orvane_session_set_time_limits(OrvaneSession *session, const OrvaneTimeLimits *limits) {
+    g_return_if_fail(ORVANE_IS_SESSION(session));
+    session->priv->timeLimits = limits != nullptr ? *limits : OrvaneTimeLimits{};
+    session->priv->operations.timeLimit = session->priv->timeLimits.total;
+}
+
 void orvane_session_set_strict_loads(OrvaneSession *session, gboolean value) {
     g_return_if_fail(ORVANE_IS_SESSION(session));
     session->priv->hasStrictLoads = value;

@@ -160,6 +160,27 @@ void BeginOperation(OrvaneListener *listener) {
         orvane_listener_initiate(listener);
 }
 
+/* Stops a connect. One that has logged in is logged out. Runs the application's code. */
+void StopConnect(OrvaneListener *listener, gpointer data) {
+    auto *session = ORVANE_SESSION(data);
+    OrvaneSessionPrivate *priv = session->priv;
+    OrvaneListener_LeaveOperations(listener); /* it ends for this reason, not with the connection */
+    if (priv->rolesLoadListener != nullptr)
+        orvane_unbind_listener(G_OBJECT(priv->rolesLoadListener));
+    if (priv->state == ORVANE_SESSION_CONNECTED || priv->state == ORVANE_SESSION_INTERRUPTED) {
+        orvane_session_disconnect(session, nullptr);
+        return;
+    }
+    if (priv->state != ORVANE_SESSION_CONNECTING && priv->state != ORVANE_SESSION_DISCONNECTED)
+        return;
+    OrvaneSessionVerify_TakeWaiting(session);
+    ConnectionWatch watch(session);
+    OrvaneSessionFreeCalls(session);
+    orvane_session_set_state(session, ORVANE_SESSION_DISCONNECTED);
+    if (watch.IsSame())
+        orvane_session_cleanup_private_state(session, ORVANE_OUTCOME_DISCONNECTED);
+}
+
 /* Fails a connect that sends nothing. */
 void RefuseConnect(OrvaneSession *session, OrvaneListener *listener) {
     if (listener != nullptr)
@@ -204,8 +225,10 @@ void Begin(OrvaneSession *session, const char *url, OrvaneListener *listener, Pa
                                                         : ORVANE_OUTCOME_SESSION_RELEASED);
         return;
     }
-    if (listenerWatch)
+    if (listenerWatch) {
         OrvaneListener_JoinOperations(listenerWatch.Get(), &priv->operations);
+        OrvaneListener_SetStop(listenerWatch.Get(), StopConnect, session);
+    }
 
     ConnectionWatch watch(session);
     bool isGood = SetUp(session, ownUrl.get(), params.release());

@@ -107,6 +107,10 @@ void orvane_session_disconnect(OrvaneSession *session, OrvaneListener *listener)
     }
     OrvaneListener *internal =
         OrvaneSessionNewListener(session, orvane_session_logout_cb, application.Get());
+    /* a disconnect is not stopped: its limit is that of the request */
+    const OrvaneTimeLimits limits = priv->timeLimits;
+    priv->timeLimits.total = OrvaneListener_TimeLimit(application.Get(), limits.total);
     orvane_server_session_manager_logout(priv->server, priv->sessionManager, internal);
+    priv->timeLimits = limits;
     OrvaneSessionCheckSent(session, internal);
 }

@@ -126,6 +126,8 @@ gboolean orvane_session_get_version_url(OrvaneSession *session, const char *url,
         return FALSE;
     BasicHttp_AppendRequestHeader(request.get(), "Accept: text/xml");
     OrvaneSessionSetUpRequest(session, request.get());
+    BasicHttp_SetLimits(request.get(), priv->timeLimits.connect, priv->timeLimits.inactivity,
+                        priv->timeLimits.total);
     OrvaneSessionVerify_SetUpDiscovery(session, request.get());
 
     GObject *context = G_OBJECT(g_object_new(G_TYPE_OBJECT, nullptr));

@@ -112,6 +112,7 @@ struct _OrvaneSessionPrivate {
     OrvaneServer *server;
     char *userAgent;
     gboolean useFreshConnection;
+    OrvaneTimeLimits timeLimits;             /* "total" is that of requests without an operation */
     bool hasStrictLoads;                     /* of the manager */
     bool hasReplyLimits;                     /* the application has set them */
     guint64 maxBodyBytes;                    /* of a reply, if so; 0: no limit */

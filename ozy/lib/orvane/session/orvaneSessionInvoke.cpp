@@ -34,6 +34,8 @@ namespace {
 
 constexpr const char *kSessionKey = "session";
 constexpr const char *kOnSent = "BasicHttpOnSent";
+/* Methods of the update stream begin so. */
+constexpr const char *kWaitPrefix = "WaitForUpdates";
 
 /* The requests in flight of all sessions, with their calls; NULL while there are none. */
 constinit GHashTable *gCallsByRequest = nullptr;
@@ -196,8 +198,19 @@ BasicHttpHeaders *CallHeaders(OrvaneSessionPrivate *priv) {
     return priv->callHeaders;
 }
 
+/* The update stream has no limits. The total time of an application's call is that of its operation. */
+void SetLimits(const OrvaneSessionPrivate *priv, BasicHttpRequest *request, const char *methodName,
+               OrvaneListener *listener) {
+    const OrvaneTimeLimits &limits = priv->timeLimits;
+    if (strncmp(methodName, kWaitPrefix, strlen(kWaitPrefix)) == 0)
+        return;
+    const bool isOfApplication = listener != nullptr && !OrvaneListener_IsInternal(listener);
+    BasicHttp_SetLimits(request, limits.connect, limits.inactivity,
+                        isOfApplication ? 0 : limits.total);
+}
+
 RequestPtr NewRequest(OrvaneSession *session, GObject *object, const char *methodName,
-                      const OrvaneArgument *arguments, guint count) {
+                      OrvaneListener *listener, const OrvaneArgument *arguments, guint count) {
     const OrvaneSessionPrivate *priv = session->priv;
     const char *typeName = OrvaneType_WireName(G_OBJECT_TYPE(object));
     const char *id = SKEMA_QORM_MANAGED_OBJECT(object)->id;
@@ -214,6 +227,7 @@ RequestPtr NewRequest(OrvaneSession *session, GObject *object, const char *metho
         return nullptr;
 
     OrvaneSessionSetUpRequest(session, request.get());
+    SetLimits(priv, request.get(), methodName, listener);
     OrvaneSessionVerify_SetUpCall(session, request.get(), CarriesLogin(priv, methodName));
     BasicHttp_SetHeaders(request.get(), CallHeaders(session->priv));
     BasicHttp_SetRepeatable(request.get(), IsRepeatable(methodName));
@@ -229,6 +243,10 @@ void Link(OrvaneCall *call, OrvaneListener *listener, const char *methodName) {
     call->nextOfListener = CallsOf(listener);
     listener->priv->calls = call;
     g_object_weak_ref(G_OBJECT(listener), OnListenerGone, call);
+}
+
+void StopCallOperation(OrvaneListener *listener, gpointer session) {
+    OrvaneSession_StopCalls(ORVANE_SESSION(session), listener);
 }
 
 /* -- receiving ------------------------------------------------------------------------------------ */
@@ -412,7 +430,7 @@ void OrvaneSession_InvokeMethodV(OrvaneSession *session, GObject *object, const 
     g_return_if_fail(listener == nullptr || ORVANE_IS_LISTENER(listener));
 
     FreeDoneCalls(session->priv);
-    RequestPtr request = NewRequest(session, object, methodName, arguments, count);
+    RequestPtr request = NewRequest(session, object, methodName, listener, arguments, count);
     if (!request) {
         OrvaneListener_RefuseOperation(listener);
         return;
@@ -422,6 +440,7 @@ void OrvaneSession_InvokeMethodV(OrvaneSession *session, GObject *object, const 
         ConnectionWatch watch(session);
         ObjectWatch<OrvaneListener> listenerWatch(listener);
         OrvaneListener_BeginOperation(listener, &session->priv->operations);
+        OrvaneListener_SetStop(listener, StopCallOperation, session);
         const guint serial = OrvaneListener_GetOperationSerial(listener);
         orvane_listener_initiate(listener);
         if (!watch.IsSame() && listenerWatch)
@@ -445,6 +464,18 @@ void OrvaneSession_InvokeMethodV(OrvaneSession *session, GObject *object, const 
         return;
     orvane_session_unlink_listener(listener);
     OrvaneListener_EndOperation(listener, ORVANE_OUTCOME_NOT_SENT);
+}
+
+void OrvaneSession_StopCalls(OrvaneSession *session, OrvaneListener *listener) {
+    std::vector<OrvaneCall *> stopped;
+    for (OrvaneCall *call = CallsOf(listener); call != nullptr; call = call->nextOfListener) {
+        if (call->session == session && !call->isCanceled)
+            stopped.push_back(call);
+    }
+    for (OrvaneCall *call : stopped) {
+        TakeCall(call);
+        FreeCall(call); /* the last one releases an internal listener */
+    }
 }
 
 gboolean OrvaneSession_HasCall(OrvaneSession *session, OrvaneListener *listener) {

@@ -41,6 +41,7 @@ struct MOMgrWaiter {
     SkemaQormManagedObject *proxy; /* being loaded; NULL for a retrieval of contents */
     GList *active;                 /* its place in activeListeners */
     guint operation;               /* serial of the operation that waits */
+    OrvaneListener *internal;      /* of a retrieval's call; NULL once that has ended */
 };
 
 struct OrvaneMOMgrPrivate {
@@ -52,8 +53,9 @@ struct OrvaneMOMgrPrivate {
     GHashTable *pendingLoads;    /* proxy -> owned MOMgrPending */
     GQueue *loadQueue;           /* of MOMgrLoad, in at the head, out at the tail */
     guint32 outstandingLoads; /* CreateFilter calls whose load was not answered; may fall below 0 */
-    GHashTable *startedLoads; /* set of the proxies of these calls; not owned */
-    bool hasStrictLoads;      /* outstandingLoads is the size of that set */
+    GHashTable
+        *startedLoads;   /* the proxies of these calls, not owned -> 1 if nobody waits any more */
+    bool hasStrictLoads; /* outstandingLoads is the size of that set */
     SkemaQormManagedObject *collector;
     char *collectorVersion; /* of the last updates; NULL to start from the beginning */
     gboolean updatesStopped;

@@ -79,6 +79,15 @@ void StoreFilter(OrvaneMOMgr *momgr, SkemaQormManagedObject *proxy, const char *
         MOMgrDestroyFilter(momgr, owner.get());
 }
 
+MOMgrWaiter *FindWaiter(OrvaneMOMgrPrivate *priv, gpointer listener) {
+    return static_cast<MOMgrWaiter *>(g_hash_table_lookup(priv->loadListeners, listener));
+}
+
+/* The value of startedLoads for a load that nobody waits for. */
+gpointer StoppedLoad() {
+    return GINT_TO_POINTER(1);
+}
+
 MOMgrPending *FindPending(OrvaneMOMgrPrivate *priv, gpointer proxy) {
     return static_cast<MOMgrPending *>(g_hash_table_lookup(priv->pendingLoads, proxy));
 }
@@ -99,7 +108,7 @@ void StartLoad(OrvaneMOMgr *momgr) {
         return;
     FindPending(priv, load->proxy)->record = nullptr;
     priv->outstandingLoads++;
-    g_hash_table_add(priv->startedLoads, load->proxy);
+    g_hash_table_replace(priv->startedLoads, load->proxy, nullptr);
     CreateFilter(momgr, load->proxy, load->partialUpdates);
 }
 
@@ -127,8 +136,7 @@ void Unqueue(OrvaneMOMgrPrivate *priv, MOMgrPending *pending) {
 
 /* Removes a listener from those that are to be answered. Returns the proxy that it waited for. */
 SkemaQormManagedObject *RemoveActive(OrvaneMOMgrPrivate *priv, gpointer listener) {
-    const auto *waiter =
-        static_cast<MOMgrWaiter *>(g_hash_table_lookup(priv->loadListeners, listener));
+    const MOMgrWaiter *waiter = FindWaiter(priv, listener);
     SkemaQormManagedObject *proxy = waiter->proxy;
     g_queue_delete_link(priv->activeListeners, waiter->active);
     g_hash_table_remove(priv->loadListeners, listener);
@@ -189,6 +197,7 @@ void FailRetrieval(OrvaneMOMgr *momgr, OrvaneListener *internal) {
     OrvaneListener *listener = RetrievalListener(momgr, internal);
     if (listener == nullptr)
         return;
+    FindWaiter(momgr->priv, listener)->internal = nullptr;
     if (!momgr->priv->hasStrictLoads) {
         OrvaneListener_EndWithFault(listener, orvane_listener_get_fault(internal), internal);
         return;
@@ -244,6 +253,45 @@ ValueArrayPtr ApplyContents(OrvaneMOMgr *momgr, const GValueArray *contents,
     return proxies;
 }
 
+/* Whether the load of a proxy was stopped while its filter was made, and nobody has loaded it since. */
+bool WasGivenUp(OrvaneMOMgrPrivate *priv, SkemaQormManagedObject *proxy) {
+    return g_hash_table_lookup(priv->startedLoads, proxy) == StoppedLoad() &&
+           FindPending(priv, proxy) == nullptr && proxy->loadCount == 0;
+}
+
+/* Gives up a load that nobody waits for any more. Its filter is destroyed, now or when its id comes. */
+void StopLoad(OrvaneMOMgr *momgr, SkemaQormManagedObject *proxy) {
+    OrvaneMOMgrPrivate *priv = momgr->priv;
+    if (!g_hash_table_contains(priv->startedLoads, proxy))
+        return;
+    gpointer filterId = nullptr;
+    if (!g_hash_table_steal_extended(priv->filtersByObject, proxy, nullptr, &filterId)) {
+        g_hash_table_replace(priv->startedLoads, proxy, StoppedLoad());
+        return;
+    }
+    const GPtr<char> owner(static_cast<char *>(filterId));
+    MOMgrDestroyFilter(momgr, owner.get());
+    MOMgrEndStarted(momgr, proxy);
+    orvane_momgr_dequeue_pending_load(momgr);
+}
+
+/* Stops a load or a retrieval. */
+void StopWaiting(OrvaneListener *listener, gpointer data) {
+    OrvaneMOMgr *momgr = Cast(data);
+    const auto holdManager = MOMgrHold(momgr);
+    const MOMgrWaiter *waiter = FindWaiter(momgr->priv, listener);
+    if (waiter == nullptr)
+        return;
+    SkemaQormManagedObject *proxy = waiter->proxy;
+    OrvaneListener *internal = waiter->internal;
+    g_object_weak_unref(G_OBJECT(listener), orvane_momgr_load_listener_weak_notify, momgr);
+    orvane_momgr_load_listener_weak_notify(momgr, G_OBJECT(listener));
+    if (internal != nullptr)
+        OrvaneSession_StopCalls(momgr->priv->session, internal);
+    if (proxy != nullptr && FindPending(momgr->priv, proxy) == nullptr)
+        StopLoad(momgr, proxy);
+}
+
 } // namespace
 
 OrvaneListener *MOMgrNewListener(OrvaneMOMgr *momgr, OrvaneListenerCallback callback) {
@@ -274,9 +322,11 @@ gboolean MOMgrWatchListener(OrvaneMOMgr *momgr, OrvaneListener *listener,
         MOMgrForgetListener(momgr, listener); /* its retrieval has failed */
     }
     OrvaneListener_BeginOperation(listener, OrvaneSession_GetOperations(priv->session));
+    OrvaneListener_SetStop(listener, StopWaiting, momgr);
     g_queue_push_head(priv->activeListeners, listener);
     MOMgrWaiter *waiter = g_new(MOMgrWaiter, 1);
-    *waiter = {proxy, priv->activeListeners->head, OrvaneListener_GetOperationSerial(listener)};
+    *waiter = {proxy, priv->activeListeners->head, OrvaneListener_GetOperationSerial(listener),
+               nullptr};
     g_hash_table_insert(priv->loadListeners, listener, waiter);
     g_object_weak_ref(G_OBJECT(listener), orvane_momgr_load_listener_weak_notify, momgr);
     orvane_listener_initiate(listener);
@@ -284,8 +334,7 @@ gboolean MOMgrWatchListener(OrvaneMOMgr *momgr, OrvaneListener *listener,
 }
 
 bool MOMgrServesAnother(OrvaneMOMgr *momgr, OrvaneListener *listener) {
-    const auto *waiter =
-        static_cast<MOMgrWaiter *>(g_hash_table_lookup(momgr->priv->loadListeners, listener));
+    const MOMgrWaiter *waiter = FindWaiter(momgr->priv, listener);
     return waiter->operation != OrvaneListener_GetOperationSerial(listener) &&
            OrvaneListener_HasCompleted(listener);
 }
@@ -373,10 +422,14 @@ void orvane_momgr_create_filter_cb(OrvaneListener *internal, gpointer data) {
     if (filter == nullptr)
         return;
     g_object_ref_sink(filter);
-    if (proxy != nullptr)
+    if (proxy != nullptr && !WasGivenUp(momgr->priv, proxy.get()))
         StoreFilter(momgr, proxy.get(), filter->id);
     else
         MOMgrDestroyFilter(momgr, filter->id);
+    if (proxy != nullptr && WasGivenUp(momgr->priv, proxy.get())) {
+        MOMgrEndStarted(momgr, proxy.get());
+        orvane_momgr_dequeue_pending_load(momgr);
+    }
     g_object_unref(filter);
 }
 
@@ -518,8 +571,10 @@ void orvane_momgr_retrieve_contents(OrvaneMOMgr *momgr, GValueArray *filterSpecS
     }
 
     OrvaneListener *internal = MOMgrNewListener(momgr, orvane_momgr_retrieve_contents_cb);
-    if (listener != nullptr && MOMgrWatchListener(momgr, listener, nullptr))
+    if (listener != nullptr && MOMgrWatchListener(momgr, listener, nullptr)) {
         orvane_bind_listener(G_OBJECT(internal), listener);
+        FindWaiter(momgr->priv, listener)->internal = internal;
+    }
     skema_qorm_core_property_collector_retrieve_contents(
         SKEMA_QORM_CORE_PROPERTY_COLLECTOR(momgr->priv->collector), filterSpecSet, internal);
     OrvaneListener *waiting = RetrievalListener(momgr, internal);

@@ -1,0 +1,343 @@
+// Operations that are given up, or take longer than they may: what is closed, what fails, and when. Time is moved by hand.
+#include <orvane/operation.h>
+#include <orvane/specBuilders.h>
+
+#include "apps/lib/basicHttp/basicHttpInt.h"
+#include "tests/ozy/lib/orvane/updates/managerTest.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using Texts = std::vector<std::string>;
+
+constexpr gint64 kMillisecond = 1000;
+
+} // namespace
+
+class Stopping : public ManagerTest {
+public:          // for the rows
+    Texts texts; /* signals and outcomes, in order */
+
+    Stopping() {
+        basicHttpNow = [] { return g_get_monotonic_time() + clockOffset; };
+    }
+    ~Stopping() override { basicHttpNow = g_get_monotonic_time; }
+
+    OrvaneListener *New() {
+        OrvaneListener *listener = orvane_listener_new();
+        g_signal_connect(listener, "success", G_CALLBACK(OnSignal), this);
+        g_signal_connect(listener, "failure", G_CALLBACK(OnSignal), this);
+        orvane_listener_set_completed_func(listener, OnCompleted, this, nullptr);
+        return listener;
+    }
+    /* Runs until nothing more comes, and releases the listener. */
+    void Release(OrvaneListener *listener) {
+        testLoop::Settle();
+        g_object_unref(listener);
+    }
+    void LeaveOpen(const char *method) { service->answers[method] = {}; }
+    void Retrieve(OrvaneListener *listener) {
+        LeaveOpen("RetrieveProperties");
+        orvane_session_load_properties(session, Machine("vm-1"), listener, TRUE, nullptr);
+    }
+    void PowerOn(OrvaneListener *listener) {
+        service->answers["PowerOnVM_Task"] = Reply("PowerOnVM_Task", "task-1", "type=\"Task\"");
+        skema_ozy_virtual_machine_power_on(SKEMA_OZY_VIRTUAL_MACHINE(Machine("vm-1")), nullptr,
+                                           listener);
+        testLoop::Settle();
+    }
+    void UpdateTask(bool isCancelable) {
+        Update(Enter(
+            "Task", "task-1",
+            Assign("info", Typed("TaskInfo", "<key>k</key><cancelled>false</cancelled>"
+                                             "<cancelable>" +
+                                                 std::string(isCancelable ? "true" : "false") +
+                                                 "</cancelable><state>running</state>"))));
+    }
+    void Reconnect(OrvaneListener *listener) {
+        Disconnect();
+        service->Forget();
+        orvane_session_connect(session, Url().c_str(), "u", "p", listener);
+    }
+    /* Moves the clocks of the loop and of the transport. */
+    void Move(gint64 milliseconds) {
+        clockOffset += milliseconds * kMillisecond;
+        testLoop::Advance(milliseconds * kMillisecond);
+        testLoop::Settle();
+    }
+    int NumOpen() const { return service->server.NumOpenConnections(); }
+    using ManagerTest::CurrentTime;
+    using ManagerTest::Load;
+    using ManagerTest::Machine;
+    using ManagerTest::proxies;
+    using ManagerTest::service;
+    using ManagerTest::session;
+    using ManagerTest::State;
+
+private:
+    static inline gint64 clockOffset = 0;
+    static void OnSignal(OrvaneListener *listener, Stopping *test) {
+        const ObjectPtr<SkemaQormMethodFault> fault(orvane_listener_get_fault(listener));
+        std::string text = fault ? G_OBJECT_TYPE_NAME(fault.get()) : "success";
+        if (fault && G_OBJECT_TYPE(fault.get()) == ORVANE_TYPE_FAULT_INVALID_RESPONSE) {
+            guint errorCode = 0;
+            g_object_get(fault.get(), "errorCode", &errorCode, nullptr);
+            text = "error " + std::to_string(errorCode);
+        }
+        test->texts.push_back(text);
+    }
+    static void OnCompleted(OrvaneListener *, OrvaneOutcome outcome, gpointer data) {
+        static auto *outcomes = static_cast<GEnumClass *>(g_type_class_ref(ORVANE_TYPE_OUTCOME));
+        static_cast<Stopping *>(data)->texts.push_back(
+            g_enum_get_value(outcomes, outcome)->value_nick);
+    }
+};
+
+struct StopRow {
+    const char *name;
+    void (*begin)(Stopping *test, OrvaneListener *listener);
+    const char *call;   /* that is made because of the stop; NULL for none */
+    bool closes = true; /* a connection */
+};
+
+static const StopRow kStopRows[] = {
+    {"a call",
+     [](Stopping *test, OrvaneListener *listener) {
+         test->LeaveOpen("CurrentTime");
+         test->CurrentTime(listener);
+     },
+     nullptr},
+    {"a retrieval", [](Stopping *test, OrvaneListener *listener) { test->Retrieve(listener); },
+     nullptr},
+    {"a load whose filter exists",
+     [](Stopping *test, OrvaneListener *listener) { test->Load(test->Machine("vm-1"), listener); },
+     "DestroyPropertyFilter", false},
+    {"a connect, at its first document",
+     [](Stopping *test, OrvaneListener *listener) {
+         test->LeaveOpen("ozyServiceVersions.xml");
+         test->Reconnect(listener);
+     },
+     nullptr},
+    {"a connect, at its login",
+     [](Stopping *test, OrvaneListener *listener) {
+         test->LeaveOpen("Login");
+         test->Reconnect(listener);
+     },
+     nullptr},
+    {"a connect that loads its roles",
+     [](Stopping *test, OrvaneListener *listener) {
+         test->service->isQuiet = true;
+         test->Reconnect(listener);
+     },
+     "Logout"},
+    {"a task before anything is known of it",
+     [](Stopping *test, OrvaneListener *listener) { test->PowerOn(listener); }, "CancelTask",
+     false},
+    {"a task that can be cancelled",
+     [](Stopping *test, OrvaneListener *listener) {
+         test->PowerOn(listener);
+         test->UpdateTask(true);
+     },
+     "CancelTask", false},
+};
+
+TEST_F(Stopping, AnAbortClosesTheTransferAndFailsFromTheLoop) {
+    for (const StopRow &row : kStopRows) {
+        SCOPED_TRACE(row.name);
+        service = std::make_unique<Service>();
+        g_clear_object(&session);
+        proxies.clear();
+        session = orvane_session_new();
+        Connect();
+        texts.clear();
+        OrvaneListener *listener = New();
+        row.begin(this, listener);
+        testLoop::Settle();
+        const int numOpen = NumOpen();
+        service->Forget();
+        EXPECT_TRUE(orvane_listener_abort(listener));
+        EXPECT_FALSE(orvane_listener_abort(listener)) << "once is enough";
+        EXPECT_THAT(texts, IsEmpty()) << "nothing from inside";
+        testLoop::Settle();
+        EXPECT_THAT(texts, ElementsAre("SkemaQormFaultRequestCanceled", "cancelled"));
+        EXPECT_TRUE(!row.closes || NumOpen() < numOpen);
+        EXPECT_TRUE(row.call == nullptr || service->Count(row.call) == 1);
+        EXPECT_FALSE(orvane_listener_abort(listener));
+
+        /* the listener may serve another operation, and the session too */
+        texts.clear();
+        if (State() == ORVANE_SESSION_CONNECTED) {
+            service->answers["CurrentTime"] =
+                Reply("CurrentTime", "2026-01-02T03:04:05Z", "xsi:type=\"xsd:dateTime\"");
+            CurrentTime(listener);
+            testLoop::Settle();
+            EXPECT_THAT(texts, ElementsAre("success", "succeeded"));
+        } else {
+            EXPECT_EQ(ORVANE_SESSION_DISCONNECTED, State());
+        }
+        Release(listener);
+    }
+}
+
+TEST_F(Stopping, ATaskThatCannotBeCancelledIsNotAsked) {
+    OrvaneListener *listener = New();
+    PowerOn(listener);
+    UpdateTask(false);
+    EXPECT_TRUE(orvane_listener_abort(listener));
+    testLoop::Settle();
+    EXPECT_EQ(0u, service->Count("CancelTask"));
+    EXPECT_THAT(texts, ElementsAre("SkemaQormFaultRequestCanceled", "cancelled"));
+    Release(listener);
+}
+
+/* The filter is made all the same, and destroyed when its id is known; the place of the load is free again. */
+TEST_F(Stopping, AnAbortedLoadLeavesNoFilter) {
+    LeaveOpen("CreateFilter");
+    OrvaneListener *listener = New();
+    Load(Machine("vm-1"), listener);
+    ASSERT_TRUE(RunUntilCount("CreateFilter", 1));
+    orvane_listener_abort(listener);
+    service->server.Send(service->Last("CreateFilter").connection,
+                         Reply("CreateFilter", "filter-9", "type=\"PropertyFilter\"").bytes);
+    EXPECT_TRUE(RunUntilCount("DestroyPropertyFilter", 1));
+    service->answers.erase("CreateFilter");
+    for (int i = 0; i < 12; i++)
+        Load(Machine("vm-" + std::to_string(20 + i)));
+    testLoop::Settle();
+    EXPECT_EQ(12u, service->Count("CreateFilter")) << "one, and eleven at a time";
+
+    /* one of two that wait */
+    Told other;
+    texts.clear();
+    Update(Enter("VirtualMachine", "vm-20"));
+    Load(Machine("vm-21"), listener);
+    Load(Machine("vm-21"), other.listener);
+    orvane_listener_abort(listener);
+    Update(Enter("VirtualMachine", "vm-21"));
+    EXPECT_EQ("success", other.text);
+    EXPECT_EQ(1u, service->Count("DestroyPropertyFilter"));
+    EXPECT_THAT(texts, ElementsAre("SkemaQormFaultRequestCanceled", "cancelled"));
+    Release(listener);
+}
+
+TEST_F(Stopping, ALimitOfAListenerEndsEveryKindAtItsTime) {
+    for (const StopRow &row : kStopRows) {
+        SCOPED_TRACE(row.name);
+        service = std::make_unique<Service>();
+        g_clear_object(&session);
+        proxies.clear();
+        session = orvane_session_new();
+        Connect();
+        texts.clear();
+        OrvaneListener *listener = New();
+        orvane_listener_set_time_limit(listener, 60000);
+        row.begin(this, listener);
+        testLoop::Settle();
+        const int numOpen = NumOpen();
+        Move(50000);
+        EXPECT_THAT(texts, IsEmpty()) << "too early";
+        Move(10000);
+        EXPECT_THAT(texts, ElementsAre("error 28", "timed-out"));
+        EXPECT_TRUE(!row.closes || NumOpen() < numOpen);
+        EXPECT_EQ(0u, service->Count("CancelTask")) << "a task continues";
+        Release(listener);
+    }
+}
+
+TEST_F(Stopping, LimitsOfASessionHoldForEachOfItsRequests) {
+    const OrvaneTimeLimits limits = {.connect = 20000, .inactivity = 30000, .total = 90000};
+    const struct {
+        const char *open; /* what is not answered */
+        gint64 after;     /* milliseconds */
+        Texts texts;
+    } rows[] = {
+        {"ozyServiceVersions.xml", 30000, {"error 51", "timed-out"}},
+        {"Login", 30000, {"error 51", "timed-out"}},
+        {"CurrentTime", 30000, {"error 51", "timed-out"}},
+        {"Logout", 30000, {"error 51", "timed-out"}},
+        {"a task", 90000, {"error 28", "timed-out"}},
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.open);
+        texts.clear();
+        service = std::make_unique<Service>();
+        g_clear_object(&session);
+        proxies.clear();
+        session = orvane_session_new();
+        orvane_session_set_time_limits(session, &limits);
+        Connect();
+        OrvaneListener *listener = New();
+        LeaveOpen(row.open);
+        if (row.open[0] == 'a')
+            PowerOn(listener);
+        else if (row.open[0] == 'C')
+            CurrentTime(listener);
+        else if (strcmp(row.open, "Logout") == 0)
+            orvane_session_disconnect(session, listener);
+        else
+            Reconnect(listener);
+        testLoop::Settle();
+        Move(row.after - 1000);
+        EXPECT_THAT(texts, IsEmpty()) << "too early";
+        Move(1000);
+        EXPECT_EQ(row.texts, texts);
+        Release(listener);
+    }
+    /* the wait for updates has none */
+    service = std::make_unique<Service>();
+    g_clear_object(&session);
+    proxies.clear();
+    session = orvane_session_new();
+    orvane_session_set_time_limits(session, &limits);
+    Connect();
+    Move(100000);
+    EXPECT_EQ(0u, service->Count("WaitForUpdatesEx")) << "sent again";
+    EXPECT_EQ(ORVANE_SESSION_CONNECTED, State());
+}
+
+/* A reply that comes a byte at a time is active, but must end at the total limit. */
+TEST_F(Stopping, ASlowReplyIsActiveButNotEndless) {
+    const OrvaneTimeLimits limits = {.connect = 0, .inactivity = 10000, .total = 35000};
+    orvane_session_set_time_limits(session, &limits);
+    LeaveOpen("CurrentTime");
+    OrvaneListener *listener = New();
+    CurrentTime(listener);
+    testLoop::Settle();
+    const int connection = service->Last("CurrentTime").connection;
+    service->server.Send(connection, "HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\n");
+    testLoop::Settle();
+    for (int i = 0; i < 4; i++) {
+        EXPECT_THAT(texts, IsEmpty());
+        Move(9000);
+        service->server.Send(connection, "x");
+        testLoop::Settle();
+    }
+    EXPECT_THAT(texts, ElementsAre("error 28", "timed-out"));
+    Release(listener);
+}
+
+/* The session is released, or the library shut down, between the abort and the failure. */
+TEST_F(Stopping, MayBeOvertakenByTheEndOfTheSession) {
+    for (const bool isShutdown : {false, true}) {
+        texts.clear();
+        LeaveOpen("CurrentTime");
+        OrvaneListener *listener = New();
+        CurrentTime(listener);
+        testLoop::Settle();
+        EXPECT_TRUE(orvane_listener_abort(listener));
+        if (isShutdown) {
+            orvane_shutdown();
+            EXPECT_THAT(texts, ElementsAre("cancelled"));
+        }
+        g_object_unref(listener); /* the operation has a reference of its own */
+        g_clear_object(&session);
+        testLoop::Settle();
+        EXPECT_EQ("cancelled", texts.back());
+        if (isShutdown)
+            return;
+        session = orvane_session_new();
+        service = std::make_unique<Service>();
+        Connect();
+    }
+}
