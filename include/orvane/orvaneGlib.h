@@ -64,7 +64,7 @@ ORVANE_EXPORT gboolean orvane_glib_wait(OrvaneListener *listener, gint timeout);
 /**
  * orvane_listener_complete_async:
  * @listener: the listener of an operation that was begun
- * @cancellable: (nullable): gives up the operation; to be cancelled on any thread
+ * @cancellable: (nullable): gives up the operation as orvane_listener_abort() does; to be cancelled on any thread
  * @callback: (nullable) (scope async) (closure data): called once, when the operation has ended
  * @data: handed to @callback
  *

@@ -6,6 +6,7 @@
 #include <fmt/format.h>
 #include <orvane/schema/ozy.h>
 
+#include "apps/lib/basicHttp/basicHttpInt.h"
 #include "lib/misc/glibPtr.h"
 #include "tests/support/testLoop.h"
 
@@ -17,7 +18,10 @@ constexpr const char *kMachine = "vm-101";
 constexpr int kQuietMs = 3;      /* the loop is idle when nothing came for so long */
 constexpr int kQuietRounds = 8;  /* nothing will come any more after so many idle rounds */
 constexpr int64_t kTickMs = 500; /* the simulator's clock moves on by this in an idle round */
-constexpr int kMaxSteps = 20000; /* a client that needs more is going in circles */
+constexpr guint kTimeLimitMs = 3600000; /* of each operation */
+constexpr int kMaxSteps = 20000;        /* a client that needs more is going in circles */
+
+gint64 clockOffset = 0; /* of the transport */
 
 /* "failure", the fault's class, and the error of a reply that was none. */
 std::string Failure(OrvaneListener *listener) {
@@ -48,25 +52,34 @@ Client::Client(simulator::Options options)
           return options;
       }()) {
     testLoop::Reset();
+    basicHttpNow = [] { return g_get_monotonic_time() + clockOffset; };
     server.Start();
     testLoop::Watch(server.PollDescriptor(), POLLIN, [this](short) { server.Run(); });
     orvane_init(testLoop::Callback, testLoop::CallbackRemove);
     session = orvane_session_new();
+    g_signal_connect_swapped(session, "notify::state", G_CALLBACK(OnState), this);
 }
 
 Client::~Client() {
     End();
     testLoop::Unwatch(server.PollDescriptor());
     testLoop::Reset();
+    basicHttpNow = g_get_monotonic_time;
 }
 
 OrvaneListener *Client::NewListener() {
     OrvaneListener *listener = orvane_listener_new();
-    Watched *watched = listeners.emplace_back(new Watched{this, listener, step, 0}).get();
+    Watched *watched = listeners.emplace_back(new Watched{this, listener, step, 0, 0, false}).get();
+    orvane_listener_set_completed_func(listener, OnCompleted, watched, nullptr);
+    orvane_listener_set_time_limit(listener, kTimeLimitMs);
     g_object_weak_ref(G_OBJECT(listener), OnListenerGone, watched);
     g_signal_connect(listener, "success", G_CALLBACK(OnFinal), watched);
     g_signal_connect(listener, "failure", G_CALLBACK(OnFinal), watched);
     return listener;
+}
+
+void Client::OnCompleted(OrvaneListener *, OrvaneOutcome, gpointer watched) {
+    static_cast<Watched *>(watched)->numCompleted++;
 }
 
 void Client::OnListenerGone(gpointer watched, GObject *) {
@@ -87,6 +100,11 @@ void Client::OnFinal(OrvaneListener *listener, Watched *watched) {
     if (!succeeded && watched->step != Step::kTask)
         client->failed = true;
 
+    // the retrieval went well and the load did not: no update will come
+    if (!succeeded && watched->step == Step::kLoad &&
+        (client->step == Step::kTask || client->step == Step::kUpdate))
+        client->Begin(Step::kDisconnect);
+
     // the next step begins only if the client is still at this listener's step
     if (client->step == watched->step) {
         const bool goesOn = succeeded || watched->step == Step::kTask;
@@ -98,8 +116,14 @@ void Client::OnFinal(OrvaneListener *listener, Watched *watched) {
             client->Begin(goesOn ? static_cast<Step>(static_cast<int>(watched->step) + 1)
                                  : Step::kDisconnect);
     }
-    if (watched->listener)
-        g_object_unref(listener); // what was handed to the call
+    Release(watched); // what was handed to the call
+}
+
+/* An interrupted session gets no more updates. */
+void Client::OnState(Client *client) {
+    if (orvane_session_get_state(client->session) == ORVANE_SESSION_INTERRUPTED &&
+        client->step > Step::kConnect && client->step < Step::kDisconnect)
+        client->Begin(Step::kDisconnect);
 }
 
 void Client::OnNameChanged(Client *client) {
@@ -185,6 +209,12 @@ void Client::Run() {
     testLoop::Settle();
 }
 
+void Client::Release(Watched *watched) {
+    if (!watched->listener || std::exchange(watched->isReleased, true))
+        return;
+    g_object_unref(watched->listener);
+}
+
 Client::Watched *Client::Pending() {
     for (const auto &watched : listeners) {
         if (watched->listener && watched->numFinals == 0)
@@ -194,13 +224,14 @@ Client::Watched *Client::Pending() {
 }
 
 void Client::CancelListener() {
-    if (Watched *pending = Pending(); pending && session)
+    if (Watched *pending = Pending(); pending && session) {
         orvane_session_cancel_listener(session, pending->listener);
+    }
 }
 
 void Client::DropListener() {
     if (Watched *pending = Pending())
-        g_object_unref(pending->listener);
+        Release(pending);
 }
 
 void Client::DropSession() {
@@ -220,6 +251,16 @@ void Client::ShutDown() {
     isShutDown = true;
 }
 
+void Client::Abort() {
+    if (Watched *pending = Pending())
+        orvane_listener_abort(pending->listener);
+}
+
+void Client::PassTimeLimit() {
+    clockOffset += kTimeLimitMs * gint64(1000);
+    testLoop::Advance(kTimeLimitMs * gint64(1000));
+}
+
 void Client::CloseConnections() {
     server.ResetConnections();
 }
@@ -236,6 +277,9 @@ std::string Client::End() {
         if (watched->numFinals > 1)
             wrong += fmt::format("{}: signalled {} times; ", StepName(watched->step),
                                  watched->numFinals);
+        if (watched->numCompleted != 1)
+            wrong += fmt::format("{}: completed {} times; ", StepName(watched->step),
+                                 watched->numCompleted);
         if (!watched->listener)
             continue;
         if (watched->numFinals > 0)

@@ -9,7 +9,8 @@
  *
  * A test may set functions that run before each callback of the library and inside each signal handler, and
  * release or end something there. Afterwards End() releases what is left and reports what went wrong: a
- * listener that was signalled twice, one that outlived its end, a callback that is still registered.
+ * listener that was signalled twice, one that outlived its end, a completion function that was not invoked exactly once,
+ * a callback that is still registered.
  *
  * Threads: one; one client at a time.
  */
@@ -48,6 +49,8 @@ public:
     void Disconnect();
     void ShutDown();
     void CloseConnections();
+    void Abort();
+    void PassTimeLimit(); /* that all operations have */
 
     simulator::Simulator server;
     Step step = Step::kConnect;
@@ -66,10 +69,14 @@ private:
         OrvaneListener *listener; /* NULL once it has died */
         Step step;
         int numFinals;
+        int numCompleted; /* calls of its completion function */
+        bool isReleased;  /* the client's reference */
     };
 
     static void OnFinal(OrvaneListener *listener, Watched *watched);
+    static void OnCompleted(OrvaneListener *listener, OrvaneOutcome outcome, gpointer watched);
     static void OnListenerGone(gpointer watched, GObject *listener);
+    static void OnState(Client *client);
     static void OnNameChanged(Client *client);
     OrvaneListener *NewListener();
     void Begin(Step next);
@@ -79,6 +86,7 @@ private:
     void Rename();
     void Call();
     Watched *Pending();
+    static void Release(Watched *watched);
 
     OrvaneSession *session = nullptr;
     SkemaQormManagedObject *machine = nullptr;

@@ -28,6 +28,8 @@ constexpr Disturbance kDisturbances[] = {
     {"Disconnect", &Client::Disconnect, false},
     {"ShutDown", &Client::ShutDown, false},
     {"CloseConnections", &Client::CloseConnections, true},
+    {"Abort", &Client::Abort, true},
+    {"PassTimeLimit", &Client::PassTimeLimit, true},
 };
 
 void PrintTo(const Disturbance &disturbance, std::ostream *out) {

@@ -55,6 +55,9 @@ struct EndedQueue {
 
 constinit EndedQueue gEnded = {};
 
+/* The open operations that are in no session's list. */
+constinit OrvaneOperations gDetached = {};
+
 OrvaneOperation &OperationOf(const OrvaneListener *listener) {
     return listener->priv->operation;
 }
@@ -253,6 +256,7 @@ void OrvaneListenerOpenOperation(OrvaneListener *listener) {
     }
     operation.serial++;
     operation.isOpen = true;
+    Enlist(listener, &gDetached);
     operation.isDecided = operation.isMarked = operation.hasOutcome = false;
     operation.isFaultCurrent = operation.hasReply = operation.isInPlace = false;
     operation.isStopped = false;
@@ -267,8 +271,10 @@ void OrvaneListener_BeginOperation(OrvaneListener *listener, OrvaneOperations *l
         return;
     OrvaneListenerOpenOperation(listener);
     OperationOf(listener).isFresh = true;
-    if (list != nullptr)
+    if (list != nullptr) {
+        Unlist(OperationOf(listener));
         Enlist(listener, list);
+    }
     if (list != nullptr && list->timeLimit > 0 && OperationOf(listener).timeLimit == 0)
         StartTimeLimit(listener, list->timeLimit);
 }
@@ -378,13 +384,18 @@ void OrvaneListener_MarkOperation(OrvaneListener *listener, OrvaneOutcome outcom
 }
 
 void OrvaneListener_LeaveOperations(OrvaneListener *listener) {
-    Unlist(OperationOf(listener));
+    OrvaneOperation &operation = OperationOf(listener);
+    if (!operation.isOpen)
+        return;
+    Unlist(operation);
+    Enlist(listener, &gDetached);
 }
 
 void OrvaneListener_JoinOperations(OrvaneListener *listener, OrvaneOperations *list) {
-    const OrvaneOperation &operation = OperationOf(listener);
-    if (!operation.isOpen || operation.link != nullptr)
+    OrvaneOperation &operation = OperationOf(listener);
+    if (!operation.isOpen)
         return;
+    Unlist(operation);
     Enlist(listener, list);
     if (list->timeLimit > 0 && operation.deadline.place == 0)
         StartTimeLimit(listener, list->timeLimit);
@@ -466,6 +477,7 @@ void OrvaneOperations_EndAll(OrvaneOperations *list, OrvaneOutcome outcome) {
 }
 
 void OrvaneListener_CompleteForShutdown(void) {
+    OrvaneOperations_EndAll(&gDetached, ORVANE_OUTCOME_SHUT_DOWN);
     if (std::exchange(gEnded.isRegistered, false))
         orvane_poll_callback_remove(0, CompleteCallback, &gEnded, POLL_REALTIME, kPollClassMain);
     for (int round = 0; round < kMaxShutdownRounds && gEnded.first != nullptr; round++) {

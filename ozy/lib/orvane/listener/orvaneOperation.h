@@ -94,8 +94,8 @@ guint OrvaneListener_TimeLimit(const OrvaneListener *listener, guint otherwise);
 /* The outcome that a failure of the open operation will have, in place of the one by its fault. */
 void OrvaneListener_MarkOperation(OrvaneListener *listener, OrvaneOutcome outcome);
 
-/* Takes the open operation from its list, or adds it to one: the end of a connection ends those of its session's list.
- * Either does nothing if it is done already. */
+/* Takes the open operation from the list of its session, or adds it to one: the end of a connection ends those of the
+ * list. */
 void OrvaneListener_LeaveOperations(OrvaneListener *listener);
 void OrvaneListener_JoinOperations(OrvaneListener *listener, OrvaneOperations *list);
 

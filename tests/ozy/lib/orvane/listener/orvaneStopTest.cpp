@@ -208,7 +208,7 @@ TEST_F(Stopping, AnAbortedLoadLeavesNoFilter) {
     EXPECT_EQ(12u, service->Count("CreateFilter")) << "one, and eleven at a time";
 
     /* one of two that wait */
-    Told other;
+    Ending other;
     texts.clear();
     Update(Enter("VirtualMachine", "vm-20"));
     Load(Machine("vm-21"), listener);
