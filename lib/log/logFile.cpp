@@ -373,8 +373,9 @@ template <size_t N> char *PutField(char *to, const char (&field)[N]) {
 }
 
 char *PutBar(char *to) {
-    memcpy(to, "| ", 2);
-    return to + 2;
+    *to++ = '|';
+    *to++ = ' ';
+    return to;
 }
 
 } // namespace

@@ -15,13 +15,15 @@ constexpr LogLevelRow kLevels[] = {
     {LOG_LEVEL_TRIVIA, LOG_LEVEL_TRIVIA, 'I', 6},   {LOG_LEVEL_DEBUG, LOG_LEVEL_DEBUG_LAST, 'D', 7},
 };
 
+constexpr guint8 kNoRow = G_MAXUINT8;
+
 /* The row of each level from FATAL on, as an index. */
 constexpr auto kRowOfLevel = [] {
-    std::array<gint8, LOG_LEVEL_DEBUG_LAST - LOG_LEVEL_FATAL + 1> rows;
-    rows.fill(-1);
+    std::array<guint8, LOG_LEVEL_DEBUG_LAST - LOG_LEVEL_FATAL + 1> rows;
+    rows.fill(kNoRow);
     for (size_t row = 0; row < std::size(kLevels); row++) {
         for (gint level = kLevels[row].first; level <= kLevels[row].last; level++)
-            rows[level - LOG_LEVEL_FATAL] = gint8(row);
+            rows[level - LOG_LEVEL_FATAL] = guint8(row);
     }
     return rows;
 }();
@@ -29,8 +31,8 @@ constexpr auto kRowOfLevel = [] {
 const LogLevelRow *LogFindRow(gint level) {
     if (level < LOG_LEVEL_FATAL || level > LOG_LEVEL_DEBUG_LAST)
         return nullptr;
-    const gint row = kRowOfLevel[level - LOG_LEVEL_FATAL];
-    return row >= 0 ? &kLevels[row] : nullptr;
+    const guint8 row = kRowOfLevel[level - LOG_LEVEL_FATAL];
+    return row != kNoRow ? &kLevels[row] : nullptr;
 }
 
 bool IsControl(guchar byte) {
