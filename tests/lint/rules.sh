@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Checks that each test that the table of docs/security.md names exists, as Suite.Name or, of the same suite, as Name.
+# Checks that each test that the table of docs/security.md names exists, as Suite.Name or, of the same suite, as Name;
+# and that texts of system errors come from lib/misc/err.h.
 set -euo pipefail
 bad=0
 while read -r name; do
@@ -15,4 +16,8 @@ done < <(awk '/^\| C[0-9]+ / {
         before = index($0, words[i] ",") ? words[i] "," : words[i]
     }
 }' docs/security.md)
+if git grep -nE '(\<|g_)strerror(_r)? ?\(' -- lib apps ozy tools ':!lib/misc/err.cpp'; then
+    echo "    write: Err_ErrString(), Err_Errno2String()"
+    bad=1
+fi
 exit $bad

@@ -2,7 +2,6 @@
 
 #include <array>
 #include <cerrno>
-#include <cstring>
 #include <string>
 
 #include <fcntl.h>
@@ -10,6 +9,7 @@
 #include <sys/uio.h>
 #include <unistd.h>
 
+#include "lib/misc/err.h"
 #include "lib/misc/log.h"
 
 namespace {
@@ -23,20 +23,20 @@ constinit bool gIsTorn = false;
 const char *Refusal(int descriptor) {
     struct stat status {};
     if (fstat(descriptor, &status) != 0)
-        return strerror(errno);
+        return Err_ErrString();
     if (!S_ISREG(status.st_mode))
         return "not a regular file";
     if (status.st_uid != geteuid())
         return "owned by another user";
     constexpr mode_t kMode = S_IRUSR | S_IWUSR;
     if ((status.st_mode & 07777) != kMode && fchmod(descriptor, kMode) != 0)
-        return strerror(errno);
+        return Err_ErrString();
     return nullptr;
 }
 
 void Lose() {
     if (gNumLost++ == 0)
-        Warning("WIRE: records are lost: %s\n", strerror(errno));
+        Warning("WIRE: records are lost: %s\n", Err_ErrString());
 }
 
 } // namespace
@@ -57,7 +57,7 @@ void WireFile_Open(const char *path) {
     const int descriptor =
         open(path, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NOFOLLOW | O_NOCTTY | O_NONBLOCK,
              S_IRUSR | S_IWUSR);
-    const char *refusal = descriptor < 0 ? strerror(errno) : Refusal(descriptor);
+    const char *refusal = descriptor < 0 ? Err_ErrString() : Refusal(descriptor);
     if (refusal == nullptr) {
         gDescriptor = descriptor;
         return;
