@@ -247,6 +247,27 @@ TEST_F(DictionaryTest, TheEncodingMayBeNamedAnywhere) {
     }
 }
 
+/* The second byte of some characters is a bar or a backslash. */
+TEST_F(DictionaryTest, EachEncodingComesBack) {
+    const std::pair<const char *, const char *> rows[] = {
+        {"Shift_JIS", "ポソ表|\"#"}, {"EUC-JP", "ポソ表|"},      {"GBK", "簗|東"},
+        {"GB18030", "簗|€😀"},        {"Big5", "功許蓋|"},        {"EUC-KR", "한국|"},
+        {"KOI8-R", "Привет"},        {"windows-1252", "€uro ä"}, {"ISO-8859-15", "€"},
+    };
+    for (const auto &[name, text] : rows) {
+        Dictionary_Clear(Get());
+        Dictionary_SetEncoding(Get(), Unicode_EncodingNameToEnum(name));
+        Dict_SetString(Get(), text, "a");
+        Dict_SetString(Get(), "plain", "b");
+        const std::string written = Written(Get());
+        EXPECT_THAT(written, StartsWith(".encoding = \"" + std::string(name) + "\"\n"));
+        EXPECT_THAT(written, Not(HasSubstr(text)));
+        ASSERT_TRUE(Load(written)) << name;
+        EXPECT_EQ(text, String("a")) << name;
+        EXPECT_EQ(written, Written(Get())) << name;
+    }
+}
+
 TEST_F(DictionaryTest, FilesAreReadInAnyFormAndReplaced) {
     const TemporaryFolder folder;
     const std::string path = folder.Write("f", "\xef\xbb\xbf# h\r\na = 1\rb = \"\xc3\xa4\"", 0640);
@@ -306,6 +327,16 @@ TEST_F(DictionaryTest, ASealedPartOpensWithThePassphraseOnly) {
     EXPECT_EQ(nullptr, hidden) << "plain, so hidden";
     const Text url(Dict_GetStringPlain(locked.get(), nullptr, "url"));
     EXPECT_STREQ("https://host", url.get());
+
+    Dict_SetString(locked.get(), "changed", "password");
+    const std::string resealed = Written(locked.get(), true);
+    const gsize head = sealed.find("encryption.keySafe");
+    EXPECT_EQ(sealed.substr(0, head), resealed.substr(0, head));
+    DictionaryPtr again(Dictionary_Create());
+    ASSERT_TRUE(Dictionary_LoadFromBuffer(again.get(), resealed.c_str(), FALSE));
+    ASSERT_TRUE(Dictionary_Unlock(again.get(), nullptr, ring));
+    EXPECT_STREQ("changed", Dictionary_GetAsString(again.get(), "password"));
+    Dict_SetString(locked.get(), "hunter2", "password");
 
     /* a plain value never replaces a sealed one */
     DictionaryPtr source(Dictionary_Create());
