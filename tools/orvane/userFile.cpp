@@ -64,12 +64,18 @@ private:
     FileIODescriptor file;
 };
 
-/* The exclusive lock on a path while this lives. */
+enum class LockKind { kShared, kExclusive };
+
+/* The lock on the file that a path leads to, while this lives. */
 class Lock {
 public:
-    explicit Lock(const UserFile &file, const char *real) {
+    Lock(const UserFile &file, LockKind kind) {
+        const PathText real(realpath(file.Path().c_str(), nullptr));
+        if (real == nullptr)
+            throw file.Fail(Err_ErrString());
+        path = real.get();
         int error = 0;
-        token = FileLock_Lock(real, FALSE, kMaxWaitMsec, &error, nullptr);
+        token = FileLock_Lock(real.get(), kind == LockKind::kShared, kMaxWaitMsec, &error, nullptr);
         if (token == nullptr)
             throw file.Fail(error == 0 ? Text(MSGID("file.busy") "another program is changing it")
                                        : Text(MSGID("file.noLock") "it cannot be locked: %s",
@@ -82,7 +88,10 @@ public:
     Lock(const Lock &) = delete;
     Lock &operator=(const Lock &) = delete;
 
+    const std::string &Path() const { return path; }
+
 private:
+    std::string path;
     FileLockToken *token;
 };
 
@@ -125,6 +134,13 @@ Failure UserFile::Fail(const std::string &why) const {
 }
 
 std::optional<std::string> UserFile::Read() const {
+    if (!ReadNow()) /* refuses what must not be locked */
+        return std::nullopt;
+    const Lock lock(*this, LockKind::kShared);
+    return ReadNow();
+}
+
+std::optional<std::string> UserFile::ReadNow() const {
     const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
     if (file.Number() < 0 && errno == ENOENT)
         return std::nullopt;
@@ -155,21 +171,19 @@ void UserFile::Change(const std::function<std::string(const std::string &)> &mak
     const GPtr<char> folder(g_path_get_dirname(path.c_str()));
     if (g_mkdir_with_parents(folder.get(), kFolderMode) != 0)
         throw Failure(fmt::format("{}: {}", folder.get(), Err_ErrString()));
-    Read(); /* refuses what must not be changed, before anything is opened for writing */
+    ReadNow(); /* refuses what must not be changed, before anything is opened for writing */
     OpenFile made;
     if (FileIO_Create(made.Get(), path.c_str(), kReadAndWrite, FILEIO_OPEN_CREATE, kFileMode) !=
         FILEIO_SUCCESS)
         throw Fail(Err_ErrString());
-    const PathText real(realpath(path.c_str(), nullptr));
-    if (real == nullptr)
-        throw Fail(Err_ErrString());
 
-    const Lock lock(*this, real.get());
-    const std::string text = make(Read().value_or(""));
+    const Lock lock(*this, LockKind::kExclusive);
+    const std::string text = make(ReadNow().value_or(""));
     if (text.size() > kMaxBytes)
         throw Fail(Text(MSGID("file.full") "is full"));
     OpenFile target; /* the file that is there now: another program may have replaced the first */
-    if (FileIO_Open(target.Get(), real.get(), kReadAndWrite, FILEIO_OPEN) != FILEIO_SUCCESS)
+    if (FileIO_Open(target.Get(), lock.Path().c_str(), kReadAndWrite, FILEIO_OPEN) !=
+        FILEIO_SUCCESS)
         throw Fail(Err_ErrString());
     Replace(*this, target.Get(), text);
 }

@@ -1,5 +1,5 @@
 /*
- * userFile.h -- a small file of the user's: read whole, and replaced under its lock
+ * userFile.h -- a small file of the user's: read and replaced as a whole under its lock
  *
  *   const UserFile file(UserFile::Folder() + "/known_services");
  *   file.Change([](const std::string &text) { return text + "one more line\n"; });
@@ -8,7 +8,7 @@
  * complete at every moment. Programs that change it at the same time wait for each other, so none loses what another
  * wrote. A link is followed, not replaced.
  *
- *   known_services.lck/      the lock, while a program changes the file
+ *   known_services.lck/      the lock, while a program reads or changes the file
  *   known_services~          the new file, until it is renamed
  *
  * Errors:  Failure. A file that is too large, is no regular file, belongs to another user or is writable for others
@@ -36,7 +36,7 @@ public:
 
     const std::string &Path() const { return path; }
 
-    /* Returns the text; nothing if there is no such file. */
+    /* Returns the text, read under the shared lock; nothing if there is no such file. */
     std::optional<std::string> Read() const;
 
     /* Replaces the text by what the function makes of the present one. A file that does not exist is empty. */
@@ -46,6 +46,8 @@ public:
     Failure Fail(const std::string &why) const;
 
 private:
+    std::optional<std::string> ReadNow() const;
+
     std::string path;
 };
 

@@ -242,13 +242,13 @@ TEST_F(ProfileCommand, StoresAPasswordAndConnectsWithIt) {
         Type({"about", "--profile", "lab"}, {{"Passphrase of the profiles: ", "open"}});
     EXPECT_EQ(0, about.status) << about.out;
     EXPECT_THAT(about.out, AllOf(HasSubstr("as administrator"), Not(HasSubstr("open"))));
-    const int numCalls = server.NumCalls();
+    const int numLogins = server.NumCalls("Login");
     const Ended wrong =
         Type({"about", "--profile", "lab"}, {{"Passphrase of the profiles: ", "x"}});
     EXPECT_EQ(1, wrong.status);
     EXPECT_THAT(wrong.out, HasSubstr("the passphrase is wrong"));
     EXPECT_EQ(2, Run({"about", "--profile", "lab"}).status) << "no terminal";
-    EXPECT_EQ(numCalls, server.NumCalls());
+    EXPECT_EQ(numLogins, server.NumCalls("Login"));
     EXPECT_EQ(0, Run({"demo", "--profile", "lab", "--password", "secret"}).status);
 
     EXPECT_EQ(0, Type({"profile", "rekey"}, {{"Passphrase of the profiles: ", "open"},
