@@ -62,6 +62,11 @@ void OnStopSignal(gint signal, siginfo_t *, gpointer, gpointer) {
         gState->hooks.onRedraw();
 }
 
+/* In the handler. */
+void OnQuitSignal(gint signal, siginfo_t *, gpointer, gpointer) {
+    Sig_ForceSig(signal);
+}
+
 gboolean OnResize(gpointer) {
     gState->hooks.onRedraw();
     return G_SOURCE_CONTINUE;
@@ -81,6 +86,8 @@ void StartSignals(SignalHooks hooks) {
     }
     if (!gState->ignored.test(SIGTSTP))
         Sig_Callback(SIGTSTP, SIG_MODE_QUEUE, OnStopSignal, nullptr);
+    if (!gState->ignored.test(SIGQUIT))
+        Sig_Callback(SIGQUIT, SIG_MODE_IMMEDIATE, OnQuitSignal, nullptr);
     for (const int signal : kMayBeIgnored) {
         if (gState->ignored.test(signal))
             Sig_Callback(signal, SIG_MODE_IGNORE, nullptr, nullptr);

@@ -10,6 +10,7 @@
  *   SIGINT, SIGTERM, SIGHUP   the first of them calls onEnd from the loop; the next one ends the process at once
  *   SIGTSTP                   stops the process, from the loop; onRedraw is called when it goes on
  *   SIGWINCH                  calls onRedraw from the loop; lib/sig leaves this signal alone, so GLib delivers it
+ *   SIGQUIT                   ends the process at once, as usual: the user wants that, so it is no crash of the program
  *   any other                 as lib/sig/sig.h has it
  *
  * A signal that the process was started with as ignored stays ignored (nohup).

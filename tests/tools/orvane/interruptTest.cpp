@@ -1,6 +1,7 @@
 // Signals while the program runs: it logs out, leaves the terminal as it was, and ends with 128 and the number.
 #include <gmock/gmock.h>
 #include <sys/ioctl.h>
+#include <sys/resource.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -83,6 +84,18 @@ TEST_F(OrvaneInterrupted, EndsWithTheNumberOfTheSignalAndAtOnceWithTheSecond) {
         demo.Signal(signal);
         EXPECT_EQ(128 + signal, demo.Wait().status);
     }
+    rlimit coreFile{};
+    getrlimit(RLIMIT_CORE, &coreFile);
+    coreFile.rlim_cur = 0;
+    setrlimit(RLIMIT_CORE, &coreFile);
+    server.ResetCounters();
+    Program quit("bin/orvane", Demo());
+    EXPECT_TRUE(HasCalled("RetrieveProperties"));
+    quit.Signal(SIGQUIT);
+    const Ended ended = quit.Wait();
+    EXPECT_EQ(-SIGQUIT, ended.status);
+    EXPECT_EQ("", ended.err);
+
     Silence("Logout");
     server.ResetCounters();
     Program demo("bin/orvane", Demo(), true);
