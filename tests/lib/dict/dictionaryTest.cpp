@@ -240,6 +240,7 @@ TEST_F(DictionaryTest, TheEncodingMayBeNamedAnywhere) {
         {".encoding = \"UTF-8\"\n.encoding = \"latin1\"\n",
          "The dictionary already has encoding \"UTF-8\"."},
         {".encoding = \"UTF-8\"\na = \"\xff\"\n", "is not valid in encoding \"UTF-8\"."},
+        {".encoding = \"UTF-8\"\na = 1\nA = \"\xff\"\n", "Variable \"A\" is already defined."},
     };
     for (const auto &row : rows) {
         EXPECT_FALSE(Load(row.text)) << row.text;

@@ -195,8 +195,9 @@ TEST_F(FileIO, AFailedTransferHasItsCodeAndItsCount) {
     };
     const auto vectors = [&](auto transfer) {
         return [&, transfer](char *data, gsize *actual) {
-            const iovec pieces[] = {{data, 4}, {data + 4, 4}, {data + 8, 4}};
-            return transfer(&fd, pieces, 3, 12, actual);
+            const iovec pieces[] = {
+                {data, 2}, {data + 2, 2}, {data + 4, 2}, {data + 6, 2}, {data + 8, 4}};
+            return transfer(&fd, pieces, 5, 12, actual);
         };
     };
     const auto at0 = [](auto transfer) {

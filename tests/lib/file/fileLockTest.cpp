@@ -131,6 +131,10 @@ TEST_F(FileLock, LeftOversAreRemovedAndStrangersRespected) {
         {"another machine, shared", other + " 1-5(init) 1 S 5 lc=1", 512, true},
         {"a high number", other + " 1-5(init) 99999 X 5 lc=1", 512, true},
         {"old form of another machine", other + " 1 1 X 5 lc=1", 512, true},
+        {"old form of a process whose number is used again",
+         machine + " " + std::to_string(getpid()) + " 1 X 5 lc=1", 512, false},
+        {"old form of a process without a time",
+         machine + " " + std::to_string(getpid()) + " 1 X 0 lc=" + here, 512, true},
         {"too short", other + " 1-5(init) 1 X 5 lc=1", 511, false},
         {"too few fields", other + " 1-5(init) 1 X", 512, false},
         {"no number", other + " 1-5(init) one X 5 lc=1", 512, false},
@@ -192,6 +196,21 @@ TEST_F(FileLock, ALongListingIsMadeTwice) {
     FileLockToken *token = Lock(true);
     gFileCalls = replaced;
     EXPECT_EQ(nullptr, token);
+}
+
+TEST_F(FileLock, WhereNothingCanBeWrittenReadersNeedNoFile) {
+    int numCalls = 0;
+    const FileFaults failing([&](const FileCall &call) {
+        numCalls++;
+        return call.kind == FileCall::Mkdir ? EROFS : FileFaults::kPass;
+    });
+    FileLockToken *reader = Lock(true);
+    ASSERT_NE(nullptr, reader);
+    numCalls = 0;
+    Unlock(reader);
+    EXPECT_EQ(0, numCalls);
+    EXPECT_EQ(nullptr, Lock(false));
+    EXPECT_EQ(EROFS, error);
 }
 
 TEST_F(FileLock, WhatIsInTheWayIsToldApart) {
