@@ -131,7 +131,9 @@ int Run(int argc, char **argv) {
     program.footer(Text(MSGID(
         "help.program.footer") "The exit status is 0 if all went well, 1 if the service or a file "
                                "failed, 2 for a "
-                               "wrong command line or a missing password, and 130 after Ctrl-C."));
+                               "wrong command line or a missing password, and 128 plus the number "
+                               "of a signal that ended it: 130 after Ctrl-C, which logs out; a "
+                               "second one ends it at once."));
     AddSettingOptions(program);
 
     int status = kDone;
