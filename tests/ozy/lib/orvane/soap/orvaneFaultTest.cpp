@@ -1,6 +1,9 @@
 #include "ozy/lib/orvane/soap/orvaneFault.h"
 
+#include <orvane/schema/qorm.h>
+
 #include "tests/ozy/lib/orvane/soap/soapFixture.h"
+#include "tests/support/paths.h"
 
 namespace {
 
@@ -45,5 +48,40 @@ TEST(OrvaneFault, TheDetailsAreSetOnceAndForAll) {
     g_object_get(fault.get(), "errorCode", &errorCode, nullptr);
     EXPECT_EQ(1u, errorCode);
 }
+
+/* Every property of a fault's own class is a row of the document. */
+void ExpectListed(GType type, const std::string &document) {
+    guint count = 0;
+    const TypeClassPtr klass(g_type_class_ref(type));
+    const GPtr<GParamSpec *[]> specs(
+        g_object_class_list_properties(G_OBJECT_CLASS(klass.get()), &count));
+    for (guint i = 0; i < count; i++) {
+        const GParamSpec *spec = specs[i];
+        if (spec->owner_type != type || g_str_has_prefix(g_type_name(type), "SkemaTest"))
+            continue;
+        std::string value = std::string(g_type_name(spec->value_type)) + "`";
+        if (spec->value_type == G_TYPE_STRING)
+            value = "char *`";
+        else if (spec->value_type == G_TYPE_VALUE_ARRAY || G_TYPE_IS_OBJECT(spec->value_type))
+            value = g_type_name(spec->value_type) + std::string(" *`");
+        const std::string row =
+            std::string("| `") + g_type_name(type) + "` | `" + spec->name + "` | `" + value;
+        EXPECT_NE(std::string::npos, document.find(row)) << row;
+    }
+    guint numChildren = 0;
+    const GPtr<GType[]> children(g_type_children(type, &numChildren));
+    for (guint i = 0; i < numChildren; i++)
+        ExpectListed(children[i], document);
+}
+
+#ifndef ORVANE_HAS_OVERLAY
+TEST(OrvaneFault, PropertiesOfAllFaultsAreInTheDocument) {
+    orvane_lookup_type("RuntimeFault"); /* registers all */
+    char *text = nullptr;
+    ASSERT_TRUE(
+        g_file_get_contents(SourcePath("docs/operations.md").c_str(), &text, nullptr, nullptr));
+    ExpectListed(SKEMA_TYPE_QORM_METHOD_FAULT, GPtr<char>(text).get());
+}
+#endif
 
 } // namespace
