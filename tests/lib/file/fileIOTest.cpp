@@ -109,7 +109,7 @@ TEST_F(FileIO, AFailedOpenHasItsCodeAndKeepsNoLock) {
     };
     const std::string path = folder.Path("f");
     for (const auto &[error, result] : rows) {
-        const FileFaults faults([&](const FileCall &call) {
+        const FileFaults faults([&, error = error](const FileCall &call) {
             return call.kind == FileCall::Open && path == call.path ? error : FileFaults::kPass;
         });
         EXPECT_EQ(result, Open(path, FILEIO_OPEN_ACCESS_WRITE | FILEIO_OPEN_LOCKED)) << error;
