@@ -2,8 +2,6 @@
 
 #include <utility>
 
-#include <utility>
-
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
@@ -72,7 +70,7 @@ void Show(const Connection &connection, const Login &login, GObject *about) {
                                   : name);
     for (const auto &[property, label] : kShown) {
         if (const std::string text = TextOf(about, property); !text.empty())
-            line(Text(label), text); // NOLINT(*-security)
+            line(PlainText(label), text);
     }
     const char *version = orvane_session_get_version(connection.Session());
     line(Text(MSGID("about.negotiated") "negotiated"),

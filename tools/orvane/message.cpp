@@ -137,6 +137,11 @@ std::string Text(const char *message, ...) {
     return ForTerminal(text.get());
 }
 
+std::string PlainText(const char *message) {
+    const MsgText text(Msg_GetString(message));
+    return ForTerminal(text.get());
+}
+
 void Report(const std::string &text) {
     Msg_Reset(TRUE); /* what the text is made of already is only logged */
     Msg_Post(MSG_ERROR, MSGID("failure") "%s", text.c_str());
@@ -146,7 +151,10 @@ int Choose(const char *const *buttons, int defaultButton, const std::string &det
            const char *question) {
     Msg_Reset(TRUE);
     Msg_Append(MSGID("question.details") "%s", details.c_str());
-    const guint answer = Msg_Question(buttons, defaultButton, question); // NOLINT(*-security)
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-security" /* the question has no arguments */
+    const guint answer = Msg_Question(buttons, defaultButton, question);
+#pragma GCC diagnostic pop
     if (gEndOfQuestion != 0)
         throw Interrupted(std::exchange(gEndOfQuestion, 0));
     return static_cast<int>(answer);

@@ -28,6 +28,9 @@ void EndMessages();
 /* A text in the language of the user, formatted as by printf(). */
 std::string Text(const char *message, ...) G_GNUC_PRINTF(1, 2);
 
+/* A text without arguments, which is no format. */
+std::string PlainText(const char *message);
+
 /* Writes a failure or a warning to stderr, behind the program's name. */
 void Report(const std::string &text);
 

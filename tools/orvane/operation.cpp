@@ -168,7 +168,7 @@ std::string FaultText(SkemaQormMethodFault *fault) {
     g_object_get(fault, "errorCode", &errorCode, "responseCode", &responseCode, nullptr);
     const auto *known = std::ranges::find(kTransferErrors, errorCode, &TransferError::code);
     if (known != kTransferErrors.end())
-        return Text(known->text); // NOLINT(*-security)
+        return PlainText(known->text);
     return Text(MSGID("transfer.other") "no usable answer (transfer error %u, HTTP status %ld)",
                 errorCode, responseCode);
 }

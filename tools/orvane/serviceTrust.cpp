@@ -277,8 +277,7 @@ std::string ServiceTrust::Summary() const {
         return Text(MSGID("trust.byAuthority") "TLS, certificate by an authority of %s",
                     options.ca.c_str());
     return Text(MSGID("trust.summary") "TLS, certificate %s",
-                Text(how == nullptr ? MSGID("trust.notSeen") "not seen" : how)
-                    .c_str()); // NOLINT(*-security)
+                PlainText(how == nullptr ? MSGID("trust.notSeen") "not seen" : how).c_str());
 }
 
 } // namespace orvaneCli
