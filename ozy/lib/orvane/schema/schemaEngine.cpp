@@ -402,6 +402,9 @@ GType orvane_schema_get_type(guint index) {
 }
 
 const SchemaClass *SchemaClass_Get(gpointer klass) {
+    /* Only classes below a root have this function, so their types need not be compared. */
+    if (static_cast<const GObjectClass *>(klass)->finalize == SchemaFinalize)
+        return static_cast<const SchemaRootClass *>(klass)->schema;
     const GType type = G_TYPE_FROM_CLASS(klass);
     for (GType root : {SKEMA_TYPE_QORM_DATA_OBJECT, SKEMA_TYPE_QORM_METHOD_FAULT,
                        SKEMA_TYPE_QORM_MANAGED_OBJECT}) {
