@@ -69,8 +69,9 @@ SoapWriter SoapInContainer(const SoapWriter &writer) {
 /*
  * Objects of a long array are scattered in memory, and waiting for it takes longer than writing them. So what an
  * object further on consists of is requested early: first the object, then the list of its data, which has its marks.
+ * A call of a function that only prefetches has no effect for the compiler, which would drop it; hence always inline.
  */
-void SoapPrefetch(std::span<const GValue> members, GType type) {
+[[gnu::always_inline]] inline void SoapPrefetch(std::span<const GValue> members, GType type) {
     constexpr gsize kObjectAhead = 8;
     constexpr gsize kDataAhead = 4;
     constexpr guintptr kFlags = 7; /* GLib keeps them in the pointer to the list */
