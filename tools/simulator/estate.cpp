@@ -217,6 +217,8 @@ void BuildMachines(Service &service, const Site &site, Lists &lists) {
 void BuildManagers(Service &service) {
     Inventory &inventory = service.inventory;
     for (const ManagerRow &row : kManagers) {
+        if (row.type == "ViewManager" && !service.options.viewManager)
+            continue;
         const std::string type(row.type);
         if (type.empty() ||
             !VersionHas(service.version, row.since.empty() ? "ozy2/2.0" : row.since))

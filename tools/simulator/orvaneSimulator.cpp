@@ -70,6 +70,7 @@ void AddOptions(CLI::App &app, Settings &settings) {
     app.add_option("--versions", settings.versionsForm, "Form of the versions document")
         ->capture_default_str();
     app.add_flag("!--no-wsdl", options.wsdl, "Do not serve the WSDL of old clients");
+    app.add_flag("!--no-view-manager", options.viewManager, "Offer no container and list views");
     app.add_flag("!--no-ferry", options.ferry, "Do not serve the second service");
     app.add_option("-u,--user", settings.users,
                    "Someone who may log in, as name:password; may be repeated");

@@ -159,6 +159,24 @@ void OnCreated(OrvaneListener *internal, gpointer data) {
         ApplyHeld(momgr);
 }
 
+/* Sends the creation of a filter. FALSE if that is not possible. */
+bool Create(OrvaneMOMgr *momgr, guint number, GObject *spec, gboolean partialUpdates) {
+    OrvaneMOMgrPrivate *priv = momgr->priv;
+    if (!MOMgrIsFollowing(momgr))
+        return false;
+    OrvaneListener *internal = MOMgrNewListener(momgr, OnCreated);
+    g_object_set_data(G_OBJECT(internal), kFilterNumber, GUINT_TO_POINTER(number));
+    skema_qorm_core_property_collector_create_filter(
+        SKEMA_QORM_CORE_PROPERTY_COLLECTOR(priv->collector),
+        SKEMA_QORM_CORE_PROPERTY_COLLECTOR_FILTER_SPEC(spec), partialUpdates, internal);
+    if (OrvaneSession_HasCall(priv->session, internal)) {
+        priv->filters->numCreating++;
+        return true;
+    }
+    g_object_unref(internal); /* the reference of the call */
+    return false;
+}
+
 } // namespace
 
 void MOMgrUnrefFilter::operator()(MOMgrFilter *filter) const {
@@ -205,6 +223,22 @@ void MOMgrFilter_Finish(OrvaneMOMgr *momgr, const std::vector<MOMgrFilterPtr> &u
     }
 }
 
+void MOMgrFilter_CreateWaiting(OrvaneMOMgr *momgr) {
+    MOMgrFilters *filters = momgr->priv->filters;
+    if (filters == nullptr)
+        return;
+    for (const MOMgrWaitingFilter &waiting : std::exchange(filters->waiting, {})) {
+        if (!filters->byNumber.contains(waiting.number) ||
+            Create(momgr, waiting.number, waiting.spec.get(), waiting.partialUpdates))
+            continue;
+        const MOMgrFilterPtr filter = Take(filters, waiting.number);
+        const ObjectPtr<GObject> fault(
+            G_OBJECT(g_object_new(skema_qorm_method_fault_get_type(), nullptr)));
+        if (filter->functions.created != nullptr)
+            filter->functions.created(SKEMA_QORM_METHOD_FAULT(fault.get()), filter->data);
+    }
+}
+
 void MOMgrFilter_EndAll(OrvaneMOMgr *momgr) {
     const std::unique_ptr<MOMgrFilters> filters(std::exchange(momgr->priv->filters, nullptr));
     if (!filters)
@@ -226,25 +260,18 @@ guint orvane_session_add_filter(OrvaneSession *session, GObject *filterSpec,
     g_return_val_if_fail(functions != nullptr, 0);
     MOMgrFilterPtr filter(new MOMgrFilter{0, *functions, data, destroy, {}, false, 1});
     OrvaneMOMgr *momgr = orvane_session_get_momgr(session);
-    if (orvane_session_get_state(session) != ORVANE_SESSION_CONNECTED || momgr == nullptr ||
-        momgr->priv->collector == nullptr || !MOMgrIsFollowing(momgr))
+    if (orvane_session_get_state(session) != ORVANE_SESSION_CONNECTED || momgr == nullptr)
         return 0;
-
-    OrvaneMOMgrPrivate *priv = momgr->priv;
-    if (priv->filters == nullptr)
-        priv->filters = new MOMgrFilters;
-    const guint number = filter->number = ++priv->filters->lastNumber;
-    OrvaneListener *internal = MOMgrNewListener(momgr, OnCreated);
-    g_object_set_data(G_OBJECT(internal), kFilterNumber, GUINT_TO_POINTER(number));
-    skema_qorm_core_property_collector_create_filter(
-        SKEMA_QORM_CORE_PROPERTY_COLLECTOR(priv->collector),
-        SKEMA_QORM_CORE_PROPERTY_COLLECTOR_FILTER_SPEC(filterSpec), partialUpdates, internal);
-    if (!OrvaneSession_HasCall(session, internal)) {
-        g_object_unref(internal); /* the reference of the call */
+    MOMgrFilters *&filters = momgr->priv->filters;
+    if (filters == nullptr)
+        filters = new MOMgrFilters;
+    const guint number = filter->number = ++filters->lastNumber;
+    if (momgr->priv->collector == nullptr)
+        filters->waiting.push_back(
+            {number, ObjectPtr<GObject>(G_OBJECT(g_object_ref(filterSpec))), partialUpdates});
+    else if (!Create(momgr, number, filterSpec, partialUpdates))
         return 0;
-    }
-    priv->filters->numCreating++;
-    priv->filters->byNumber.emplace(number, std::move(filter));
+    filters->byNumber.emplace(number, std::move(filter));
     return number;
 }
 

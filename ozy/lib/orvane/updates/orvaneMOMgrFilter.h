@@ -47,12 +47,20 @@ struct MOMgrHeldUpdate {
     bool isWhole;
 };
 
+/* A filter whose creation waits for the login to be complete. */
+struct MOMgrWaitingFilter {
+    guint number;
+    ObjectPtr<GObject> spec;
+    gboolean partialUpdates;
+};
+
 /* The filters of a connection; made with the first of them. */
 struct MOMgrFilters {
     std::unordered_map<guint, MOMgrFilterPtr> byNumber;
     std::unordered_map<std::string, MOMgrFilter *> byId; /* NULL for a removed one */
     std::deque<std::string> removed;                     /* their ids, the oldest first */
     std::deque<MOMgrHeldUpdate> held;
+    std::vector<MOMgrWaitingFilter> waiting;
     size_t numCreating = 0;
     guint lastNumber = 0;
 };
@@ -65,6 +73,9 @@ bool MOMgrFilter_Route(OrvaneMOMgr *momgr, GObject *filterUpdate, bool isWhole,
 /* Calls "finished" of the filters. */
 void MOMgrFilter_Finish(OrvaneMOMgr *momgr, const std::vector<MOMgrFilterPtr> &updated,
                         bool isWhole);
+
+/* Creates the filters that were added before the collector was known. */
+void MOMgrFilter_CreateWaiting(OrvaneMOMgr *momgr);
 
 /* Ends all filters without a request: their connection is over. Runs the application's code. */
 void MOMgrFilter_EndAll(OrvaneMOMgr *momgr);

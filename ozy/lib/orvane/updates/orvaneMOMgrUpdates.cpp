@@ -200,6 +200,7 @@ void orvane_momgr_set_collector(OrvaneMOMgr *momgr, SkemaQormManagedObject *coll
         g_object_unref(former);
     orvane_momgr_wait_for_updates(momgr);
     MOMgrStartLoads(momgr);
+    MOMgrFilter_CreateWaiting(momgr);
 }
 
 void orvane_momgr_wait_for_updates(OrvaneMOMgr *momgr) {

@@ -1,0 +1,554 @@
+/*
+ * The list of an inventory. A table has the place of each object, so that an arrival, a removal and a change take the same
+ * time in a long list as in a short one. What one reply brings is collected and shown at its end:
+ *
+ *   entered -> arrived       left -> departed       finished -> both become "items-changed"
+ *
+ * After a new connection, or with another root, "missing" has the objects that have not entered again. They are removed
+ * when the list is complete.
+ */
+#include <orvane/inventory.h>
+
+#include <algorithm>
+#include <string>
+#include <unordered_set>
+#include <utility>
+#include <vector>
+
+#include <orvane/filter.h>
+#include <orvane/operation.h>
+#include <orvane/schema/ozy.h>
+#include <orvane/schema/qorm.h>
+
+#include "lib/misc/glibPtr.h"
+#include "ozy/lib/orvaneGlib/inventorySpec.h"
+
+namespace {
+
+using Proxy = SkemaQormManagedObject;
+using ProxyPtr = ObjectPtr<Proxy>;
+
+/* What the functions of a filter get: the filter may end after the list. */
+struct Link {
+    OrvaneInventory *inventory; /* NULL once the list does not follow the filter any more */
+};
+
+/* The state of a list. */
+struct Inventory {
+    OrvaneSession *session = nullptr; /* a weak pointer */
+    gulong stateHandler = 0;
+    GType type = 0;
+    std::vector<std::string> properties;
+    ProxyPtr wantedRoot; /* NULL for the service's root folder */
+    ProxyPtr root;       /* in use */
+    ProxyPtr view;       /* NULL without a view manager */
+    guint filter = 0;
+    Link *link = nullptr; /* of the filter, which owns it */
+    guint generation = 0; /* a reply to an earlier start is ignored */
+    bool isReady = false;
+    bool isDisposed = false;
+    GError *error = nullptr;
+
+    std::vector<Proxy *> items;         /* owned */
+    GHashTable *places = nullptr;       /* proxy -> place; arrived ones follow the items */
+    std::vector<Proxy *> arrived;       /* owned; NULL for one that has left again */
+    std::unordered_set<guint> departed; /* places, which are still in items */
+    bool isShowing = false;
+    std::unordered_set<Proxy *> missing;
+};
+
+} // namespace
+
+struct _OrvaneInventory {
+    GObject parent;
+    Inventory *state;
+};
+
+namespace {
+
+enum { PROP_N_ITEMS = 1, PROP_IS_READY, PROP_ROOT, PROP_ERROR, NUM_PROPERTIES };
+enum { SIGNAL_OBJECT_CHANGED, SIGNAL_READY, NUM_SIGNALS };
+
+/* Filled once, when the class is made. */
+constinit GParamSpec *gProperties[NUM_PROPERTIES] = {};
+constinit guint gSignals[NUM_SIGNALS] = {};
+
+void Notify(OrvaneInventory *inventory, guint property) {
+    g_object_notify_by_pspec(G_OBJECT(inventory), gProperties[property]);
+}
+
+void SetReady(OrvaneInventory *inventory, bool isReady) {
+    if (std::exchange(inventory->state->isReady, isReady) == isReady)
+        return;
+    Notify(inventory, PROP_IS_READY);
+    if (isReady && !inventory->state->isDisposed && inventory->state->isReady)
+        g_signal_emit(inventory, gSignals[SIGNAL_READY], 0);
+}
+
+/* Takes over the error; NULL clears it. */
+void SetError(OrvaneInventory *inventory, GError *error) {
+    GError *former = std::exchange(inventory->state->error, error);
+    const bool isSame = former == error;
+    g_clear_error(&former);
+    if (!isSame)
+        Notify(inventory, PROP_ERROR);
+}
+
+/* -- the list ------------------------------------------------------------------------------------ */
+
+void SetPlace(Inventory *state, Proxy *proxy, size_t place) {
+    g_hash_table_insert(state->places, proxy, GSIZE_TO_POINTER(place));
+}
+
+bool FindPlace(const Inventory *state, Proxy *proxy, size_t *place) {
+    gpointer value = nullptr;
+    if (!g_hash_table_lookup_extended(state->places, proxy, nullptr, &value))
+        return false;
+    *place = GPOINTER_TO_SIZE(value);
+    return true;
+}
+
+void Arrive(Inventory *state, Proxy *proxy) {
+    size_t place = 0;
+    if (!state->missing.empty())
+        state->missing.erase(proxy);
+    if (FindPlace(state, proxy, &place)) {
+        /* it has left and comes again in the same reply */
+        if (place < state->items.size())
+            state->departed.erase(guint(place));
+        return;
+    }
+    SetPlace(state, proxy, state->items.size() + state->arrived.size());
+    state->arrived.push_back(static_cast<Proxy *>(g_object_ref_sink(proxy)));
+}
+
+void Depart(Inventory *state, Proxy *proxy) {
+    size_t place = 0;
+    if (!FindPlace(state, proxy, &place))
+        return;
+    state->missing.erase(proxy);
+    if (place < state->items.size()) {
+        state->departed.insert(guint(place));
+        return;
+    }
+    state->arrived[place - state->items.size()] = nullptr;
+    g_hash_table_remove(state->places, proxy);
+    g_object_unref(proxy);
+}
+
+/* Places of a list that have changed. */
+struct Range {
+    size_t first;
+    size_t end;
+};
+
+/* Takes the departed objects from the table and fills their places with the last ones. Returns the range of places that
+ * were filled; the list keeps its length for the time being. */
+Range FillHoles(Inventory *state, std::vector<Proxy *> *removed) {
+    std::vector<guint> places(state->departed.begin(), state->departed.end());
+    state->departed.clear();
+    std::ranges::sort(places);
+    for (guint place : places) {
+        removed->push_back(state->items[place]);
+        g_hash_table_remove(state->places, state->items[place]);
+    }
+    const size_t length = state->items.size() - places.size();
+    Range filled{0, 0};
+    size_t last = state->items.size();
+    size_t numBehind = places.size(); /* those from here on are behind "last" */
+    for (guint hole : places) {
+        if (hole >= length)
+            break;
+        for (last--; places[numBehind - 1] == last; last--)
+            numBehind--;
+        state->items[hole] = state->items[last];
+        SetPlace(state, state->items[hole], hole);
+        filled.first = filled.end == 0 ? hole : filled.first;
+        filled.end = hole + 1;
+    }
+    return filled;
+}
+
+/* Shows what has arrived and departed so far. Runs the application's code. */
+void ShowOnce(OrvaneInventory *inventory) {
+    Inventory *state = inventory->state;
+    std::vector<Proxy *> removed;
+    const Range filled = FillHoles(state, &removed);
+    const guint numFilled = guint(filled.end - filled.first);
+    if (numFilled > 0)
+        g_list_model_items_changed(G_LIST_MODEL(inventory), guint(filled.first), numFilled,
+                                   numFilled);
+    const size_t length = state->items.size() - removed.size();
+    state->items.resize(length);
+    std::erase(state->arrived, nullptr);
+    for (Proxy *proxy : state->arrived) {
+        SetPlace(state, proxy, state->items.size());
+        state->items.push_back(proxy);
+    }
+    const size_t numAdded = std::exchange(state->arrived, {}).size();
+    if (removed.size() + numAdded > 0)
+        g_list_model_items_changed(G_LIST_MODEL(inventory), guint(length), guint(removed.size()),
+                                   guint(numAdded));
+    if (numAdded != removed.size())
+        Notify(inventory, PROP_N_ITEMS);
+    for (Proxy *proxy : removed)
+        g_object_unref(proxy);
+}
+
+/* A handler may iterate the loop, which may bring more. That is shown afterwards, since the list must not change within
+ * an emission. */
+void Show(OrvaneInventory *inventory) {
+    Inventory *state = inventory->state;
+    if (std::exchange(state->isShowing, true))
+        return;
+    while (!state->arrived.empty() || !state->departed.empty())
+        ShowOnce(inventory);
+    state->isShowing = false;
+}
+
+/* -- the filter ---------------------------------------------------------------------------------- */
+
+OrvaneInventory *Of(gpointer data) {
+    return static_cast<Link *>(data)->inventory;
+}
+
+/* The list does not follow its filter any more. Returns the filter; 0 for none. */
+guint Unlink(Inventory *state) {
+    if (state->link != nullptr)
+        state->link->inventory = nullptr;
+    state->link = nullptr;
+    return std::exchange(state->filter, 0);
+}
+
+void OnFilterCreated(SkemaQormMethodFault *fault, gpointer data) {
+    if (fault == nullptr || Of(data) == nullptr)
+        return;
+    const ObjectPtr<OrvaneInventory> hold(ORVANE_INVENTORY(g_object_ref(Of(data))));
+    Unlink(hold->state);
+    const GPtr<char> text(orvane_fault_describe(fault));
+    SetError(hold.get(), g_error_new_literal(ORVANE_ERROR, ORVANE_OUTCOME_FAULT, text.get()));
+}
+
+void OnEntered(Proxy *object, gpointer data) {
+    if (Of(data) == nullptr)
+        return;
+    Inventory *state = Of(data)->state;
+    /* the root itself is matched if it is of the class */
+    if (g_type_is_a(G_OBJECT_TYPE(object), state->type) && object != state->root.get())
+        Arrive(state, object);
+}
+
+void OnChanged(Proxy *object, const char *path, gpointer data) {
+    OrvaneInventory *inventory = Of(data);
+    size_t place = 0;
+    if (inventory == nullptr || !FindPlace(inventory->state, object, &place) ||
+        place >= inventory->state->items.size() ||
+        !g_signal_has_handler_pending(inventory, gSignals[SIGNAL_OBJECT_CHANGED], 0, FALSE))
+        return;
+    /* the emission holds a reference */
+    g_signal_emit(inventory, gSignals[SIGNAL_OBJECT_CHANGED], 0, object, path);
+}
+
+void OnLeft(Proxy *object, gpointer data) {
+    if (Of(data) != nullptr)
+        Depart(Of(data)->state, object);
+}
+
+void OnFinished(gboolean isWhole, gpointer data) {
+    if (Of(data) == nullptr)
+        return;
+    const ObjectPtr<OrvaneInventory> hold(ORVANE_INVENTORY(g_object_ref(Of(data))));
+    Inventory *state = hold->state;
+    if (isWhole) {
+        const auto missing = std::exchange(state->missing, {});
+        for (Proxy *proxy : missing)
+            Depart(state, proxy);
+    }
+    Show(hold.get());
+    if (isWhole && state->filter != 0)
+        SetReady(hold.get(), true);
+}
+
+/* The list stays for the next connection. */
+void OnEnded(gpointer data) {
+    if (Of(data) == nullptr)
+        return;
+    const ObjectPtr<OrvaneInventory> hold(ORVANE_INVENTORY(g_object_ref(Of(data))));
+    Unlink(hold->state);
+    hold->state->view.reset();
+    Show(hold.get());
+    SetReady(hold.get(), false);
+}
+
+constexpr OrvaneFilterFuncs kFilterFunctions = {OnFilterCreated, OnEntered,  OnChanged,
+                                                OnLeft,          OnFinished, OnEnded};
+
+/* Removes filter and view, here and on the service. */
+void Stop(Inventory *state) {
+    state->generation++;
+    const guint filter = Unlink(state);
+    const ProxyPtr view = std::exchange(state->view, nullptr);
+    if (state->session == nullptr || filter == 0)
+        return;
+    orvane_session_remove_filter(state->session, filter);
+    if (view && orvane_session_get_state(state->session) == ORVANE_SESSION_CONNECTED)
+        skema_ozy_view_destroy(SKEMA_OZY_VIEW(view.get()), nullptr);
+}
+
+void AddFilter(OrvaneInventory *inventory) {
+    Inventory *state = inventory->state;
+    const ObjectPtr<GObject> spec(
+        state->view ? InventorySpec_NewOnView(state->view.get(), state->type, state->properties)
+                    : InventorySpec_NewOnRoot(state->session, state->root.get(), state->type,
+                                              state->properties));
+    auto *link = new Link{inventory};
+    state->filter =
+        orvane_session_add_filter(state->session, spec.get(), TRUE, &kFilterFunctions, link,
+                                  [](gpointer data) { delete static_cast<Link *>(data); });
+    state->link = state->filter != 0 ? link : nullptr;
+    if (state->filter == 0)
+        SetError(inventory, g_error_new_literal(ORVANE_ERROR, ORVANE_OUTCOME_NOT_SENT,
+                                                "the session follows no updates"));
+}
+
+/* A start that waits for its view. */
+struct Start {
+    GWeakRef inventory;
+    guint generation;
+};
+
+void FreeStart(gpointer data) {
+    auto *start = static_cast<Start *>(data);
+    g_weak_ref_clear(&start->inventory);
+    delete start;
+}
+
+void OnViewCreated(OrvaneListener *listener, OrvaneOutcome outcome, gpointer data) {
+    auto *start = static_cast<Start *>(data);
+    const ObjectPtr<OrvaneInventory> hold(
+        static_cast<OrvaneInventory *>(g_weak_ref_get(&start->inventory)));
+    ScopedValue result;
+    ProxyPtr view;
+    if (outcome == ORVANE_OUTCOME_SUCCEEDED &&
+        orvane_listener_get_result(listener, &result.value) &&
+        G_VALUE_HOLDS(&result.value, SKEMA_TYPE_OZY_CONTAINER_VIEW) &&
+        g_value_get_object(&result.value) != nullptr)
+        view.reset(static_cast<Proxy *>(g_object_ref_sink(g_value_get_object(&result.value))));
+    if (!hold || hold->state->isDisposed || hold->state->generation != start->generation ||
+        hold->state->session == nullptr ||
+        orvane_session_get_state(hold->state->session) != ORVANE_SESSION_CONNECTED) {
+        if (view) /* nobody waits for it any more */
+            skema_ozy_view_destroy(SKEMA_OZY_VIEW(view.get()), nullptr);
+        return;
+    }
+    /* without one, such as after a refusal, the traversal does as well */
+    hold->state->view = std::move(view);
+    AddFilter(hold.get());
+}
+
+void CreateView(OrvaneInventory *inventory, SkemaOzyViewManager *manager) {
+    const Inventory *state = inventory->state;
+    auto *start = new Start{{}, state->generation};
+    g_weak_ref_init(&start->inventory, inventory);
+    OrvaneListener *listener = orvane_listener_new();
+    orvane_listener_set_completed_func(listener, OnViewCreated, start, FreeStart);
+    const ValueArrayPtr types(g_value_array_new(1));
+    ScopedValue name(G_TYPE_STRING);
+    g_value_set_string(&name.value, InventorySpec_WireName(state->type));
+    g_value_array_append(types.get(), &name.value);
+    skema_ozy_view_manager_create_container_view(
+        manager, SKEMA_OZY_MANAGED_ENTITY(state->root.get()), types.get(), TRUE, listener);
+    g_object_unref(listener);
+}
+
+/* (nullable): an object that a property of the service's content refers to. */
+ProxyPtr OfContent(OrvaneSession *session, const char *property) {
+    GObject *content = nullptr;
+    Proxy *object = nullptr;
+    g_object_get(session, "serviceInstanceContent", &content, nullptr);
+    const ObjectPtr<GObject> owner(content);
+    if (content == nullptr || !g_object_class_find_property(G_OBJECT_GET_CLASS(content), property))
+        return nullptr;
+    g_object_get(content, property, &object, nullptr);
+    if (object != nullptr && g_object_is_floating(object))
+        g_object_ref_sink(object), g_object_unref(object);
+    return ProxyPtr(object);
+}
+
+/* Begins to follow the service, which is connected. */
+void Begin(OrvaneInventory *inventory) {
+    Inventory *state = inventory->state;
+    const ObjectPtr<OrvaneInventory> hold(ORVANE_INVENTORY(g_object_ref(inventory)));
+    Stop(state);
+    SetReady(inventory, false);
+    SetError(inventory, nullptr);
+    if (state->isDisposed || state->session == nullptr)
+        return;
+    ProxyPtr root = state->wantedRoot
+                        ? ProxyPtr(static_cast<Proxy *>(g_object_ref(state->wantedRoot.get())))
+                        : OfContent(state->session, "rootFolder");
+    if (!root || !SKEMA_IS_OZY_MANAGED_ENTITY(root.get())) {
+        SetError(inventory, g_error_new_literal(ORVANE_ERROR, ORVANE_OUTCOME_FAULT,
+                                                "the service has no root folder"));
+        return;
+    }
+    state->root = std::move(root);
+    state->missing = {state->items.begin(), state->items.end()};
+    const ProxyPtr manager = OfContent(state->session, "viewManager");
+    if (manager && SKEMA_IS_OZY_VIEW_MANAGER(manager.get()))
+        CreateView(inventory, SKEMA_OZY_VIEW_MANAGER(manager.get()));
+    else
+        AddFilter(inventory);
+    Notify(inventory, PROP_ROOT);
+}
+
+void OnState(OrvaneSession *session, GParamSpec *, OrvaneInventory *inventory) {
+    if (orvane_session_get_state(session) == ORVANE_SESSION_CONNECTED &&
+        inventory->state->filter == 0)
+        Begin(inventory);
+}
+
+/* -- the object ----------------------------------------------------------------------------------- */
+
+GType GetItemType(GListModel *model) {
+    return ORVANE_INVENTORY(model)->state->type;
+}
+
+guint GetNItems(GListModel *model) {
+    return guint(ORVANE_INVENTORY(model)->state->items.size());
+}
+
+gpointer GetItem(GListModel *model, guint position) {
+    const auto &items = ORVANE_INVENTORY(model)->state->items;
+    return position < items.size() ? g_object_ref(items[position]) : nullptr;
+}
+
+void InitListModel(GListModelInterface *interface, gpointer) {
+    interface->get_item_type = GetItemType;
+    interface->get_n_items = GetNItems;
+    interface->get_item = GetItem;
+}
+
+void GetProperty(GObject *object, guint id, GValue *value, GParamSpec *pspec) {
+    const Inventory *state = ORVANE_INVENTORY(object)->state;
+    switch (id) {
+    case PROP_N_ITEMS:
+        g_value_set_uint(value, guint(state->items.size()));
+        return;
+    case PROP_IS_READY:
+        g_value_set_boolean(value, state->isReady);
+        return;
+    case PROP_ROOT:
+        g_value_set_object(value, state->root.get());
+        return;
+    case PROP_ERROR:
+        g_value_set_boxed(value, state->error);
+        return;
+    default:
+        G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, pspec);
+    }
+}
+
+void ReleaseSession(Inventory *state) {
+    if (state->session == nullptr)
+        return;
+    g_clear_signal_handler(&state->stateHandler, state->session);
+    g_clear_weak_pointer(&state->session);
+}
+
+} // namespace
+
+G_DEFINE_TYPE_WITH_CODE(OrvaneInventory, orvane_inventory, G_TYPE_OBJECT,
+                        G_IMPLEMENT_INTERFACE(G_TYPE_LIST_MODEL, InitListModel))
+
+static void orvane_inventory_dispose(GObject *object) {
+    Inventory *state = ORVANE_INVENTORY(object)->state;
+    state->isDisposed = true;
+    Stop(state);
+    ReleaseSession(state);
+    G_OBJECT_CLASS(orvane_inventory_parent_class)->dispose(object);
+}
+
+static void orvane_inventory_finalize(GObject *object) {
+    Inventory *state = ORVANE_INVENTORY(object)->state;
+    for (Proxy *proxy : state->items)
+        g_object_unref(proxy);
+    for (Proxy *proxy : state->arrived) {
+        if (proxy != nullptr)
+            g_object_unref(proxy);
+    }
+    g_hash_table_destroy(state->places);
+    g_clear_error(&state->error);
+    delete state;
+    G_OBJECT_CLASS(orvane_inventory_parent_class)->finalize(object);
+}
+
+static void orvane_inventory_init(OrvaneInventory *inventory) {
+    inventory->state = new Inventory;
+    inventory->state->places = g_hash_table_new(nullptr, nullptr);
+}
+
+static void orvane_inventory_class_init(OrvaneInventoryClass *klass) {
+    GObjectClass *object = G_OBJECT_CLASS(klass);
+    object->get_property = GetProperty;
+    object->dispose = orvane_inventory_dispose;
+    object->finalize = orvane_inventory_finalize;
+
+    constexpr auto kReadable = GParamFlags(G_PARAM_READABLE | G_PARAM_STATIC_STRINGS);
+    gProperties[PROP_N_ITEMS] = g_param_spec_uint("n-items", "", "", 0, G_MAXUINT, 0, kReadable);
+    gProperties[PROP_IS_READY] = g_param_spec_boolean("is-ready", "", "", FALSE, kReadable);
+    gProperties[PROP_ROOT] =
+        g_param_spec_object("root", "", "", SKEMA_TYPE_QORM_MANAGED_OBJECT, kReadable);
+    gProperties[PROP_ERROR] = g_param_spec_boxed("error", "", "", G_TYPE_ERROR, kReadable);
+    g_object_class_install_properties(object, NUM_PROPERTIES, gProperties);
+
+    gSignals[SIGNAL_OBJECT_CHANGED] = g_signal_new(
+        "object-changed", G_TYPE_FROM_CLASS(klass), G_SIGNAL_RUN_LAST, 0, nullptr, nullptr, nullptr,
+        G_TYPE_NONE, 2, SKEMA_TYPE_QORM_MANAGED_OBJECT, G_TYPE_STRING | G_SIGNAL_TYPE_STATIC_SCOPE);
+    gSignals[SIGNAL_READY] = g_signal_new("ready", G_TYPE_FROM_CLASS(klass), G_SIGNAL_RUN_LAST, 0,
+                                          nullptr, nullptr, nullptr, G_TYPE_NONE, 0);
+}
+
+OrvaneInventory *orvane_inventory_new(OrvaneSession *session, GType type,
+                                      const char *const *properties) {
+    g_return_val_if_fail(ORVANE_IS_SESSION(session), nullptr);
+    g_return_val_if_fail(g_type_is_a(type, SKEMA_TYPE_OZY_MANAGED_ENTITY), nullptr);
+    auto *inventory = ORVANE_INVENTORY(g_object_new(ORVANE_TYPE_INVENTORY, nullptr));
+    Inventory *state = inventory->state;
+    state->type = type;
+    for (; properties != nullptr && *properties != nullptr; properties++)
+        state->properties.emplace_back(*properties);
+    g_set_weak_pointer(&state->session, session);
+    state->stateHandler =
+        g_signal_connect(session, "notify::state", G_CALLBACK(OnState), inventory);
+    if (orvane_session_get_state(session) == ORVANE_SESSION_CONNECTED)
+        Begin(inventory);
+    return inventory;
+}
+
+void orvane_inventory_set_root(OrvaneInventory *inventory, SkemaQormManagedObject *root) {
+    g_return_if_fail(ORVANE_IS_INVENTORY(inventory));
+    g_return_if_fail(root == nullptr || SKEMA_IS_OZY_MANAGED_ENTITY(root));
+    Inventory *state = inventory->state;
+    state->wantedRoot.reset(root != nullptr ? static_cast<Proxy *>(g_object_ref_sink(root))
+                                            : nullptr);
+    if (state->session != nullptr &&
+        orvane_session_get_state(state->session) == ORVANE_SESSION_CONNECTED)
+        Begin(inventory);
+}
+
+gboolean orvane_inventory_find(OrvaneInventory *inventory, SkemaQormManagedObject *object,
+                               guint *position) {
+    g_return_val_if_fail(ORVANE_IS_INVENTORY(inventory), FALSE);
+    size_t place = 0;
+    if (!FindPlace(inventory->state, object, &place) || place >= inventory->state->items.size())
+        return FALSE;
+    if (position != nullptr)
+        *position = guint(place);
+    return TRUE;
+}
+
+const GError *orvane_inventory_get_error(OrvaneInventory *inventory) {
+    g_return_val_if_fail(ORVANE_IS_INVENTORY(inventory), nullptr);
+    return inventory->state->error;
+}
