@@ -1,7 +1,8 @@
-/* watch URL USER PASSWORD ID -- shows each change of a machine's properties, until interrupted */
+/* watch URL USER PASSWORD PROPERTY... -- shows properties of all machines and each change of them, until interrupted */
 #include <signal.h>
 
 #include <glib-unix.h>
+#include <orvane/inventory.h>
 #include <orvane/orvane.h>
 #include <orvane/orvaneGlib.h>
 #include <orvane/schema/ozy.h>
@@ -11,65 +12,53 @@ static gboolean OnInterrupt(gpointer loop) {
     return G_SOURCE_REMOVE;
 }
 
-/* The properties of a loaded object follow the service; each change is an ordinary notify. */
-static void OnNotify(GObject *machine, GParamSpec *property, gpointer data) {
-    (void)data;
-    GValue value = G_VALUE_INIT;
-    g_value_init(&value, property->value_type);
-    g_object_get_property(machine, property->name, &value);
-    char *text = g_strdup_value_contents(&value);
-    g_print("%s = %s\n", property->name, text);
-    g_free(text);
-    g_value_unset(&value);
+/* The path is the service's own, and may lead deeper than the property that is watched. */
+static void OnChanged(OrvaneInventory *machines, SkemaQormManagedObject *machine, const char *path,
+                      gpointer data) {
+    (void)machines, (void)data;
+    g_autofree char *text = orvane_object_get_path_text(G_OBJECT(machine), path);
+    g_print("%s %s = %s\n", machine->id, path, text ? text : "");
 }
 
-/* Waits for the operation to which the listener was given, and releases the listener. */
-static gboolean Succeeds(OrvaneListener *listener) {
-    GError *error = NULL;
-    const gboolean isWell = orvane_glib_wait(listener, -1);
-    if (orvane_listener_get_error(listener, &error)) {
-        g_printerr("%s\n", error->message);
-        g_error_free(error);
+static void OnReady(OrvaneInventory *machines, char **properties) {
+    for (guint i = 0; i < g_list_model_get_n_items(G_LIST_MODEL(machines)); i++) {
+        g_autoptr(SkemaQormManagedObject) machine =
+            g_list_model_get_item(G_LIST_MODEL(machines), i);
+        for (char **property = properties; *property; property++)
+            OnChanged(machines, machine, *property, NULL);
     }
-    g_object_unref(listener);
-    return isWell;
 }
 
-static gboolean Watch(OrvaneSession *session, const char *id) {
-    OrvaneListener *load = orvane_listener_new();
-    SkemaQormManagedObject *machine =
-        g_object_ref_sink(orvane_session_get_object(session, id, SKEMA_TYPE_OZY_VIRTUAL_MACHINE));
-    g_signal_connect(machine, "notify", G_CALLBACK(OnNotify), NULL);
-    orvane_session_load_object(session, FALSE, machine, load);
-    const gboolean isLoaded = Succeeds(load);
-    if (isLoaded) {
-        GMainLoop *loop = g_main_loop_new(NULL, FALSE);
-        g_unix_signal_add(SIGINT, OnInterrupt, loop);
-        g_main_loop_run(loop);
-        g_main_loop_unref(loop);
-        orvane_session_unload_object(session, machine, FALSE);
+static void OnError(OrvaneInventory *machines, GParamSpec *property, GMainLoop *loop) {
+    (void)property;
+    if (orvane_inventory_get_error(machines)) {
+        g_printerr("%s\n", orvane_inventory_get_error(machines)->message);
+        g_main_loop_quit(loop);
     }
-    g_object_unref(machine);
-    return isLoaded;
 }
 
 int main(int argc, char **argv) {
-    if (argc != 5 || !orvane_glib_init(NULL))
+    if (argc < 5 || !orvane_glib_init(NULL))
         return 2;
-    OrvaneSession *session = orvane_session_new();
+    g_autoptr(GError) error = NULL;
+    g_autoptr(GMainLoop) loop = g_main_loop_new(NULL, FALSE);
+    g_autoptr(OrvaneSession) session = orvane_session_new();
+    g_autoptr(OrvaneListener) login = orvane_listener_new();
+    g_autoptr(OrvaneListener) logout = orvane_listener_new();
     orvane_session_set_ssl_certificate_location(session, g_getenv("ORVANE_CA"), "/etc/ssl/certs");
     orvane_session_set_strict_tls(session, TRUE);
-    orvane_session_set_strict_loads(session, TRUE); /* an id that is not known ends the load */
-    OrvaneListener *login = orvane_listener_new();
     orvane_session_connect(session, argv[1], argv[2], argv[3], login);
-    gboolean isWell = Succeeds(login);
-    if (isWell) {
-        isWell = Watch(session, argv[4]);
-        OrvaneListener *logout = orvane_listener_new();
-        orvane_session_disconnect(session, logout);
-        isWell = Succeeds(logout) && isWell;
-    }
-    g_object_unref(session);
-    orvane_glib_shutdown();
-    return isWell ? 0 : 1;
+    if (!orvane_glib_wait(login, -1) && orvane_listener_get_error(login, &error))
+        return g_printerr("not connected: %s\n", error->message), 1;
+
+    char **properties = argv + 4;
+    g_autoptr(OrvaneInventory) machines = orvane_inventory_new(
+        session, SKEMA_TYPE_OZY_VIRTUAL_MACHINE, (const char *const *)properties);
+    g_signal_connect(machines, "object-changed", G_CALLBACK(OnChanged), NULL);
+    g_signal_connect(machines, "ready", G_CALLBACK(OnReady), properties);
+    g_signal_connect(machines, "notify::error", G_CALLBACK(OnError), loop);
+    g_unix_signal_add(SIGINT, OnInterrupt, loop);
+    g_main_loop_run(loop);
+    orvane_session_disconnect(session, logout);
+    return !orvane_glib_wait(logout, 60000) || orvane_inventory_get_error(machines);
 }

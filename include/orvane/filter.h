@@ -10,7 +10,7 @@
  *
  * The objects are the session's proxies. Each change is written into them and notified like one of a loaded object, then
  * the filter's function is called. Loads are not affected: neither their listeners nor their counts take part in the
- * updates of such a filter.
+ * updates of such a filter. <orvane/inventory.h> has a list of objects that uses one.
  *
  *   add -> CREATING -> ACTIVE -> removed         created, then any number of updates
  *                   -> FAILED                    created with a fault

@@ -72,6 +72,14 @@ ORVANE_EXPORT gboolean orvane_inventory_find(OrvaneInventory *inventory,
                                              SkemaQormManagedObject *object, guint *position);
 
 /**
+ * orvane_inventory_is_ready:
+ * @inventory: a list
+ *
+ * Returns: whether it is complete and follows the service
+ */
+ORVANE_EXPORT gboolean orvane_inventory_is_ready(OrvaneInventory *inventory);
+
+/**
  * orvane_inventory_get_error:
  * @inventory: a list
  *

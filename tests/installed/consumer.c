@@ -1,5 +1,6 @@
 /* An application in C99, built from an installed copy: starts the library, uses the three schemas, the spec
  * builders, JSON and the TLS layer. */
+#include <orvane/inventory.h>
 #include <orvane/json.h>
 #include <orvane/log.h>
 #include <orvane/orvane.h>
@@ -20,6 +21,7 @@ static void OnRecord(OrvaneSession *session, const OrvaneWireRecord *record, gpo
 }
 
 int main(void) {
+    OrvaneInventory *machines;
     guint numLines = 0, numBefore;
     OrvaneSession *session;
     GObject *spec;
@@ -30,6 +32,10 @@ int main(void) {
     session = orvane_session_new();
     orvane_session_set_wire_func(session, OnRecord, NULL, NULL);
     orvane_session_set_wire_limit(session, 1024);
+    machines = orvane_inventory_new(session, SKEMA_TYPE_OZY_VIRTUAL_MACHINE, NULL);
+    if (g_list_model_get_n_items(G_LIST_MODEL(machines)) != 0)
+        return 1;
+    g_object_unref(machines);
     spec = orvane_property_spec_new(SKEMA_TYPE_OZY_VIRTUAL_MACHINE, FALSE, "name", NULL);
     json = orvane_object_to_json(spec, ORVANE_JSON_COMPACT, NULL);
     g_print("%s %s %d %s\n", g_type_name(SKEMA_TYPE_OZY_VIRTUAL_MACHINE), G_OBJECT_TYPE_NAME(spec),

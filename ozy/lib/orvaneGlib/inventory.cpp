@@ -548,6 +548,11 @@ gboolean orvane_inventory_find(OrvaneInventory *inventory, SkemaQormManagedObjec
     return TRUE;
 }
 
+gboolean orvane_inventory_is_ready(OrvaneInventory *inventory) {
+    g_return_val_if_fail(ORVANE_IS_INVENTORY(inventory), FALSE);
+    return inventory->state->isReady;
+}
+
 const GError *orvane_inventory_get_error(OrvaneInventory *inventory) {
     g_return_val_if_fail(ORVANE_IS_INVENTORY(inventory), nullptr);
     return inventory->state->error;

@@ -204,7 +204,8 @@ TEST(Examples, InventoryNamesAllMachines) {
     const Ended ended = RunProgram("examples/inventory", With(server));
     EXPECT_EQ(0, ended.status) << ended.err;
     EXPECT_THAT(ended.out, AllOf(HasSubstr("SkemaOzyVirtualMachine       machine-0001\n"),
-                                 HasSubstr("SkemaOzyVirtualMachine       machine-0005\n")));
+                                 HasSubstr("SkemaOzyVirtualMachine       machine-0005\n"),
+                                 HasSubstr("SkemaOzyDatastore            ")));
     EXPECT_EQ(0, server.NumSessions());
 
     const Ended refused = RunProgram("examples/inventory", {server.Url(), "administrator", "no"});
@@ -236,10 +237,10 @@ TEST(Examples, PowerOnFollowsTheTaskAndShowsTheFault) {
 TEST(Examples, WatchShowsChangesUntilInterrupted) {
     simulator::Simulator server({.machines = 1});
     server.RunInThread();
-    Program watch("examples/watch", With(server, {"vm-101"}));
-    ASSERT_TRUE(watch.WaitFor("name = \"machine-0001\"\n"));
+    Program watch("examples/watch", With(server, {"name"}));
+    ASSERT_TRUE(watch.WaitFor("vm-101 name = machine-0001\n"));
     EXPECT_TRUE(server.SetProperty("vm-101", "name", "renamed"));
-    EXPECT_TRUE(watch.WaitFor("name = \"renamed\"\n"));
+    EXPECT_TRUE(watch.WaitFor("vm-101 name = renamed\n"));
     watch.Interrupt();
     const Ended ended = watch.Wait();
     EXPECT_EQ(0, ended.status) << ended.err;

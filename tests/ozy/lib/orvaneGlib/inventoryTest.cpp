@@ -122,7 +122,7 @@ protected:
 };
 
 std::vector<std::string> IdsOf(const simulator::Simulator &server,
-                               std::initializer_list<const char *> types) {
+                               const std::vector<const char *> &types) {
     std::vector<std::string> all;
     for (const char *type : types) {
         const auto ids = server.Ids(type);
@@ -133,7 +133,7 @@ std::vector<std::string> IdsOf(const simulator::Simulator &server,
 
 /* With a view manager and without: the same list, also of what is beside the folders of machines. */
 TEST_F(InventoryList, HasAllObjectsOfAClass) {
-    const std::pair<GType, std::initializer_list<const char *>> rows[] = {
+    const std::pair<GType, std::vector<const char *>> rows[] = {
         {SKEMA_TYPE_OZY_VIRTUAL_MACHINE, {"VirtualMachine"}},
         {SKEMA_TYPE_OZY_HOST_SYSTEM, {"HostSystem"}},
         {SKEMA_TYPE_OZY_DATASTORE, {"Datastore"}},

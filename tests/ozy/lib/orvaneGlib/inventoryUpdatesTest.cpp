@@ -1,0 +1,135 @@
+// Inventories: each kind of update set, as "items-changed" shows it, against a list that is kept by hand.
+#include <orvane/inventory.h>
+
+#include <random>
+
+#include "tests/ozy/lib/orvane/session/sessionFixture.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::UnorderedElementsAreArray;
+
+/* What "items-changed" says, and nothing else. */
+struct Shown {
+    std::vector<std::string> ids;
+    std::string blocks; /* "(position removed added)" */
+
+    static void OnItems(GListModel *model, guint position, guint removed, guint added,
+                        Shown *shown) {
+        shown->blocks += "(" + std::to_string(position) + " " + std::to_string(removed) + " " +
+                         std::to_string(added) + ")";
+        const auto at = shown->ids.begin() + position;
+        std::vector<std::string> fresh;
+        for (guint i = position; i < position + added; i++)
+            fresh.push_back(IdAt(model, i));
+        shown->ids.insert(shown->ids.erase(at, at + removed), fresh.begin(), fresh.end());
+        ASSERT_EQ(g_list_model_get_n_items(model), shown->ids.size());
+        for (guint i = 0; i < shown->ids.size(); i++)
+            ASSERT_EQ(IdAt(model, i), shown->ids[i]);
+    }
+    static std::string IdAt(GListModel *model, guint position) {
+        const ObjectPtr<SkemaQormManagedObject> item(
+            SKEMA_QORM_MANAGED_OBJECT(g_list_model_get_item(model, position)));
+        return item ? item->id : "none";
+    }
+};
+
+struct InventoryUpdates : SessionTest {
+    OrvaneInventory *inventory = nullptr;
+    Shown shown;
+    std::vector<std::string> changes;
+
+    /* The service has no view manager; filter-1 is that of the roles. */
+    void SetUp() override {
+        ASSERT_EQ("success", Connect());
+        inventory = orvane_inventory_new(session, SKEMA_TYPE_OZY_VIRTUAL_MACHINE, nullptr);
+        g_signal_connect(inventory, "items-changed", G_CALLBACK(Shown::OnItems), &shown);
+        g_signal_connect(inventory, "object-changed", G_CALLBACK(OnChanged), this);
+        testLoop::Settle();
+    }
+    void TearDown() override { g_clear_object(&inventory); }
+
+    static void OnChanged(OrvaneInventory *, SkemaQormManagedObject *object, const char *path,
+                          InventoryUpdates *test) {
+        test->changes.push_back(std::string(object->id) + " " + path);
+    }
+    /* "+1 -2 *3": machine 1 enters, 2 leaves, the name of 3 changes. */
+    void Send(const std::string &text) {
+        std::string objects;
+        std::istringstream words(text);
+        for (std::string word; words >> word;) {
+            const std::string kind = word[0] == '+' ? "enter" : word[0] == '-' ? "leave" : "modify";
+            objects += "<objectSet><kind>" + kind + "</kind>" +
+                       Reference("obj", "VirtualMachine", word.substr(1)) +
+                       (kind == "leave" ? ""
+                                        : "<changeSet><name>name</name><op>assign</op><val "
+                                          "xsi:type=\"xsd:string\">n</val></changeSet>") +
+                       "</objectSet>";
+        }
+        shown.blocks.clear();
+        service->Reply("<returnval xsi:type=\"UpdateSet\"><version>9</version><filterSet><filter "
+                       "type=\"PropertyFilter\">filter-2</filter>" +
+                       objects + "</filterSet></returnval>");
+        testLoop::Settle();
+    }
+};
+
+TEST_F(InventoryUpdates, AreShownInBlocks) {
+    const struct {
+        const char *updates;
+        const char *blocks;
+        std::vector<std::string> ids;
+    } rows[] = {
+        {"+a +b +c +d +e", "(0 0 5)", {"a", "b", "c", "d", "e"}},
+        {"-b", "(1 1 1)(4 1 0)", {"a", "e", "c", "d"}},
+        {"-d", "(3 1 0)", {"a", "e", "c"}},
+        {"+f +f +a", "(3 0 1)", {"a", "e", "c", "f"}}, /* one twice, and one that is there */
+        {"-x *x", "", {"a", "e", "c", "f"}},           /* never seen */
+        {"+g -g", "", {"a", "e", "c", "f"}},           /* comes and goes */
+        {"-a +a", "", {"a", "e", "c", "f"}},           /* goes and comes */
+        {"-a -a", "(0 1 1)(3 1 0)", {"f", "e", "c"}},
+        {"-f -e +h +i +j -i", "(0 1 1)(1 2 2)", {"c", "h", "j"}},
+        {"-c -h -j", "(0 3 0)", {}},
+        {"-c", "", {}},
+        {"+k -k +k", "(0 0 1)", {"k"}},
+    };
+    for (const auto &row : rows) {
+        Send(row.updates);
+        EXPECT_EQ(row.blocks, shown.blocks) << row.updates;
+        EXPECT_EQ(row.ids, shown.ids) << row.updates;
+    }
+}
+
+TEST_F(InventoryUpdates, ChangesOfObjectsInTheListAreReported) {
+    Send("+a +b");
+    Send("*a *x +c *c *b");
+    EXPECT_THAT(changes, ElementsAre("a name", "b name"));
+}
+
+/* Random sets against a model of them. */
+TEST_F(InventoryUpdates, AgreeWithAModel) {
+    std::mt19937 random(20260102);
+    std::vector<std::string> model;
+    for (int round = 0; round < 150; round++) {
+        std::string updates;
+        for (auto i = random() % 12; i > 0; i--) {
+            const std::string id = std::to_string(random() % 20);
+            const auto at = std::ranges::find(model, id);
+            if (random() % 2 == 0) {
+                updates += "+" + id + " ";
+                if (at == model.end())
+                    model.push_back(id);
+            } else {
+                updates += "-" + id + " ";
+                if (at != model.end())
+                    model.erase(at);
+            }
+        }
+        Send(updates);
+        ASSERT_THAT(shown.ids, UnorderedElementsAreArray(model)) << round << ": " << updates;
+        ASSERT_LE(std::ranges::count(shown.blocks, '('), 2) << updates;
+    }
+}
+
+} // namespace
