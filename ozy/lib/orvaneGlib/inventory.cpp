@@ -242,8 +242,7 @@ void OnChanged(Proxy *object, const char *path, gpointer data) {
     OrvaneInventory *inventory = Of(data);
     size_t place = 0;
     if (inventory == nullptr || !FindPlace(inventory->state, object, &place) ||
-        place >= inventory->state->items.size() ||
-        !g_signal_has_handler_pending(inventory, gSignals[SIGNAL_OBJECT_CHANGED], 0, FALSE))
+        place >= inventory->state->items.size())
         return;
     /* the emission holds a reference */
     g_signal_emit(inventory, gSignals[SIGNAL_OBJECT_CHANGED], 0, object, path);

@@ -5,6 +5,7 @@
 #include <orvane/schema/qorm.h>
 
 #include "ozy/lib/orvane/runtime/roomsAbove.h"
+#include "ozy/lib/orvane/schema/schemaReference.h"
 #include "ozy/lib/orvane/updates/orvaneMOMgrInt.h"
 
 namespace {
@@ -13,19 +14,34 @@ constexpr char kFilterNumber[] = "orvane_momgr_filter_number";
 /* Ids of removed filters that are remembered; few updates are on their way. */
 constexpr size_t kMaxRemoved = 256;
 
-/* (nullable): the filter that a FilterUpdate names. */
-ObjectPtr<SkemaQormManagedObject> FilterOf(GObject *filterUpdate) {
+/* The id of the filter that a FilterUpdate names; empty for none. Without a proxy for it, where the class is the schema's
+ * own. */
+std::string FilterId(GObject *filterUpdate) {
+    if (const auto *reference = MOMgrPeek<SchemaReference>(filterUpdate, "filter"))
+        return reference->id != nullptr ? reference->id : "";
     SkemaQormManagedObject *filter = nullptr;
     g_object_get(filterUpdate, "filter", &filter, nullptr);
-    return ObjectPtr<SkemaQormManagedObject>(filter);
+    const ObjectPtr<SkemaQormManagedObject> owner(filter);
+    return filter != nullptr && filter->id != nullptr ? filter->id : "";
+}
+
+/* The object and the kind of an ObjectUpdate. */
+ObjectPtr<SkemaQormManagedObject> ObjectOf(GObject *update, gint *kind) {
+    const SchemaField *field = SchemaClass_FindFieldByName(update, "obj");
+    const auto *peekedKind = MOMgrPeek<gint32>(update, "kind");
+    if (field != nullptr && peekedKind != nullptr) {
+        *kind = *peekedKind;
+        return MOMgrHold(SchemaReference_GetProxy(update, field));
+    }
+    SkemaQormManagedObject *object = nullptr;
+    g_object_get(update, "obj", &object, "kind", kind, nullptr);
+    return ObjectPtr<SkemaQormManagedObject>(object);
 }
 
 /* Applies one ObjectUpdate. Returns whether the filter still exists. */
 bool ApplyObject(OrvaneMOMgr *momgr, MOMgrFilter *filter, GObject *update, MOMgrProxies *proxies) {
-    SkemaQormManagedObject *object = nullptr;
     gint kind = SKEMA_QORM_CORE_PROPERTY_COLLECTOR_OBJECT_UPDATE_MODIFY;
-    g_object_get(update, "obj", &object, "kind", &kind, nullptr);
-    const ObjectPtr<SkemaQormManagedObject> proxy(object);
+    const ObjectPtr<SkemaQormManagedObject> proxy = ObjectOf(update, &kind);
     if (proxy == nullptr)
         return true;
     const OrvaneFilterFuncs &functions = filter->functions;
@@ -43,7 +59,7 @@ bool ApplyObject(OrvaneMOMgr *momgr, MOMgrFilter *filter, GObject *update, MOMgr
             continue;
         GPtr<char> copy;
         const char *path = MOMgrApplyChange(momgr, proxies, proxy.get(), change, &copy);
-        if (filter->isRemoved || !MOMgrIsFollowing(momgr))
+        if (filter->isRemoved)
             return false;
         if (!isEnter && path != nullptr && functions.changed != nullptr)
             functions.changed(proxy.get(), path, filter->data);
@@ -197,10 +213,10 @@ bool MOMgrFilter_Route(OrvaneMOMgr *momgr, GObject *filterUpdate, bool isWhole,
     MOMgrFilters *filters = momgr->priv->filters;
     if (filters == nullptr)
         return false;
-    const ObjectPtr<SkemaQormManagedObject> proxy = FilterOf(filterUpdate);
-    if (proxy == nullptr || proxy->id == nullptr)
+    const std::string id = FilterId(filterUpdate);
+    if (id.empty())
         return false;
-    const auto found = filters->byId.find(proxy->id);
+    const auto found = filters->byId.find(id);
     if (found == filters->byId.end()) {
         if (filters->numCreating == 0)
             return false;
