@@ -4,7 +4,6 @@
 #include <climits>
 #include <cstddef>
 #include <cstring>
-#include <ranges>
 #include <span>
 #include <string_view>
 #include <vector>
@@ -344,8 +343,8 @@ void SoapBuilder::FindScope(const xmlNode *outer) {
     std::vector<const xmlNode *> path;
     for (const xmlNode *node = outer; node != nullptr; node = node->parent)
         path.push_back(node);
-    for (const xmlNode *node : path | std::views::reverse) {
-        for (xmlNs *ns = node->nsDef; ns != nullptr; ns = ns->next)
+    for (gsize i = path.size(); i > 0; i--) {
+        for (xmlNs *ns = path[i - 1]->nsDef; ns != nullptr; ns = ns->next)
             scope[scopeSize++] = {SoapText(ns->prefix), ns};
     }
     scopeOfSize = scopeSize;
