@@ -200,7 +200,7 @@ void PrintMemory() {
         }
         SoapBlocks_ReleaseKept();
         const double bytes = double(mallinfo2().uordblks - before) / kNumObjects;
-        printf("memory     bytes of an object in the list %30.0f   wanted %.0f   %s\n", bytes,
+        printf("listMemory bytes of an object in the list %30.0f   wanted %.0f   %s\n", bytes,
                kWantedBytes, bytes <= kWantedBytes ? "ok" : "ABOVE");
         service.FreeList(list);
     }
@@ -221,9 +221,9 @@ void PrintMemoryOfProcess() {
 }
 
 constexpr RatioRow kRows[] = {
-    {"fill", "100,000 objects with 4 properties from a reply's bytes into a list : into objects",
-     1.5},
-    {"change", "one change of an object in the list, with a handler : g_object_set and notify",
+    {"listFill",
+     "100,000 objects with 4 properties from a reply's bytes into a list : into objects", 1.5},
+    {"listChange", "one change of an object in the list, with a handler : g_object_set and notify",
      2.0},
 };
 
@@ -234,10 +234,10 @@ int main(int argc, char **argv) {
         PrintMemory();
         return 0;
     }
-    benchmark::RegisterBenchmark("fill/ours", Fill, true);
-    benchmark::RegisterBenchmark("fill/peer", Fill, false);
-    benchmark::RegisterBenchmark("change/ours", OneChange, true);
-    benchmark::RegisterBenchmark("change/peer", OneChange, false);
+    benchmark::RegisterBenchmark("listFill/ours", Fill, true);
+    benchmark::RegisterBenchmark("listFill/peer", Fill, false);
+    benchmark::RegisterBenchmark("listChange/ours", OneChange, true);
+    benchmark::RegisterBenchmark("listChange/peer", OneChange, false);
     PrintMemoryOfProcess();
     return Ratio_Main(argc, argv, kRows);
 }

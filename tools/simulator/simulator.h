@@ -93,7 +93,7 @@ struct Options {
 
     std::string version = "ozy25/6.0"; /* "namespace/version" */
     VersionsForm versionsForm = VersionsForm::Current;
-    bool wsdl = true;  /* the WSDL of old clients is served */
+    bool wsdl = true; /* the WSDL of old clients is served */
     bool viewManager = true;
     bool ferry = true; /* the second service is served at FerryUrl() */
     std::string ferryVersion = "ferry/5.0";

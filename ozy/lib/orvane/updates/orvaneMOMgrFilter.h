@@ -77,5 +77,7 @@ void MOMgrFilter_Finish(OrvaneMOMgr *momgr, const std::vector<MOMgrFilterPtr> &u
 /* Creates the filters that were added before the collector was known. */
 void MOMgrFilter_CreateWaiting(OrvaneMOMgr *momgr);
 
-/* Ends all filters without a request: their connection is over. Runs the application's code. */
+/* Ends all filters without a request: their connection is over. Runs the application's code. A manager that outlives its
+ * connection calls it as well; whoever still needs a filter adds it again when the session is CONNECTED, as an
+ * inventory does. */
 void MOMgrFilter_EndAll(OrvaneMOMgr *momgr);
