@@ -30,7 +30,7 @@
  *
  * The content ends with a NUL behind its length bytes, as a response's does. Further NULs at its end are
  * ignored. maxBytes limits the memory of the tree, 0 for no limit; it is exceeded by no more than the
- * longest text.
+ * longest text. Names of elements and attributes, which are shorter than the content, do not count.
  *
  * Ownership: the tree is the caller's; nodes, names and texts live as long as it. A tree with pieces needs the
  *            content as long as it lives.
@@ -42,7 +42,6 @@
 #include <libxml/tree.h>
 
 #include "lib/misc/glibPtr.h"
-
 #include "ozy/lib/orvane/soap/orvaneSoapBlocks.h"
 
 struct OrvaneSoapTree;
