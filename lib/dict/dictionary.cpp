@@ -146,8 +146,13 @@ void DictionaryRemoveEntry(Dictionary *dictionary, DictionaryEntry *entry) {
 
 void DictionaryModifyEntry(DictionaryEntry *entry, gconstpointer value, guint type, bool isForced,
                            bool isClean, MsgList **messages) {
-    if (entry->type == DICT_ANY && type != DICT_ANY)
-        DictionaryNarrowValue(entry, type, value, messages);
+    if (entry->type == DICT_ANY && type != DICT_ANY) {
+        /* a text that is no value of this type is replaced, also if the new value is the one in its place */
+        MsgList *unfit = nullptr;
+        DictionaryNarrowValue(entry, type, value, &unfit);
+        isForced = isForced || (unfit != nullptr && !isClean);
+        MsgList_AppendMsgList(messages, unfit);
+    }
 
     /* a text for an entry that has a type: converted by an entry of its own */
     DictionaryEntry converted = {};

@@ -65,10 +65,14 @@ bool DictionaryLoadFile(Dictionary *dictionary, FILE *stream, const char *fileNa
                         StringEncoding encoding, MsgList **messages) {
     dictionary->fileName = fileName;
     dictionary->lineNumber = 0;
-    /* the stream's own buffer would keep a copy of what may be secret */
-    setvbuf(stream, nullptr, _IONBF, 0);
+    /* the stream's own buffer would keep a copy of what may be secret; without one a stream over the table of calls
+     * reads byte by byte */
+    const SecretBlock buffer = SecretBlock::Allocate(kReadStep);
+    VERIFY(static_cast<bool>(buffer));
+    setvbuf(stream, reinterpret_cast<char *>(buffer.data()), _IOFBF, buffer.size());
     const bool hasMark = DictLL_ReadUTF8BOM(stream);
     const Contents contents = ReadAll(stream);
+    setvbuf(stream, nullptr, _IONBF, 0);
     std::string_view text(reinterpret_cast<const char *>(contents.block.data()), contents.size);
     if (contents.error != 0) /* the line that the error cut is not taken */
         text = text.substr(0, text.find_last_of("\r\n") + 1);

@@ -183,7 +183,10 @@ gboolean DictLL_ReadUTF8BOM(FILE *stream) {
     const gsize size = fread(start, 1, sizeof start, stream);
     if (std::string_view(start, size) == kBOM)
         return TRUE;
-    rewind(stream);
+    clearerr(stream);
+    if (fseek(stream, 0, SEEK_SET) != 0) /* a pipe */
+        for (gsize i = size; i > 0; i--)
+            ungetc(static_cast<guchar>(start[i - 1]), stream);
     return FALSE;
 }
 

@@ -42,15 +42,20 @@ ssize_t ReadStream(void *cookie, char *buffer, size_t size) {
     return moved;
 }
 
-/* Returns 0 for a failure, as streams want it; a stream repeats short writes. */
+/* Returns 0 for a failure with nothing written, as streams want it. Writes all: an unbuffered stream does not repeat a short write. */
 ssize_t WriteStream(void *cookie, const char *buffer, size_t size) {
-    ssize_t moved;
-    do
-        moved = gFileCalls->write(DescriptorOf(cookie), buffer, size);
-    while (moved < 0 && errno == EINTR);
-    if (moved == 0)
-        errno = ENOSPC;
-    return MAX(moved, ssize_t{0});
+    size_t done = 0;
+    while (done < size) {
+        const ssize_t moved = gFileCalls->write(DescriptorOf(cookie), buffer + done, size - done);
+        if (moved < 0 && errno == EINTR)
+            continue;
+        if (moved == 0)
+            errno = ENOSPC;
+        if (moved <= 0)
+            break;
+        done += static_cast<size_t>(moved);
+    }
+    return static_cast<ssize_t>(done);
 }
 
 int SeekStream(void *cookie, off64_t *offset, int origin) {

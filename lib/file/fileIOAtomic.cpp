@@ -77,6 +77,8 @@ FileIOResult FileIO_AtomicTempFile(FileIODescriptor *fd, FileIODescriptor *temp)
         Log("%s: Failed to fstat '%s', errno: %d.\n", kFunction, FileIO_Filename(fd), errno);
         return FILEIO_ERROR;
     }
+    if (!S_ISREG(status.st_mode)) /* a device or a pipe is written, never replaced */
+        return FILEIO_ERROR;
     if (gFileCalls->unlink(path.get()) != 0 && errno != ENOENT) {
         Log("%s: Failed to unlink temporary file, errno: %d\n", kFunction, errno);
         return FILEIO_ERROR;

@@ -126,6 +126,8 @@ public:
     gint Count() const {
         return static_cast<gint>(MIN(count - at, static_cast<gsize>(Options().maxIOVec)));
     }
+    /* Of all vectors, also of those that one call of the system does not take. */
+    gint WholeCount() const { return static_cast<gint>(count - at); }
     const iovec &First() const { return *Data(); }
     /* Passes over what was moved and over empty vectors. False if that ended inside a vector. */
     bool Advance(gsize moved) {
@@ -192,8 +194,8 @@ FileIOResult MoveOneByOne(FileIODescriptor *fd, Rest *rest, guint64 offset, bool
 FileIOResult MoveCoalesced(FileIODescriptor *fd, Rest *rest, guint64 offset, gsize size,
                            bool isWrite, gsize *moved) {
     const gsize left = size - *moved;
-    FileIOCoalesced coalesced(rest->Data(), rest->Count(), left, isWrite, true, fd->flags);
-    if (!coalesced || rest->Count() == 1)
+    FileIOCoalesced coalesced(rest->Data(), rest->WholeCount(), left, isWrite, true, fd->flags);
+    if (!coalesced)
         return MoveOneByOne(fd, rest, offset, isWrite, moved);
     const iovec whole = {coalesced.Data(), left};
     Rest one(&whole, 1);

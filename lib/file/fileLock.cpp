@@ -373,6 +373,10 @@ EntryResult Enter(const std::string &directory, guint entry, LockValues *self, i
     self->memberName = member.substr(directory.size() + 1);
     const int fd =
         gFileCalls->open(unfinished.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, kMemberMode);
+    if (fd >= 0 && gFileCalls->fchmod(fd, kMemberMode) !=
+                       0) /* not to depend on the umask: all have to read it */
+        Log("FILE: %s fchmod of '%s' failed: %s\n", "FileLockIntrinsic", unfinished.c_str(),
+            Err_ErrString());
     if (fd < 0) {
         *error = errno;
     } else if (*error = FileLockNumberScan(directory, &self->lamportNumber); *error != 0) {
@@ -410,7 +414,8 @@ std::string FileLockIntrinsic(const std::string &path, bool isReadOnly, guint32 
         *error = FileLockCreateEntryDirectory(directory, &entry);
         if ((*error == EACCES || *error == EROFS) && isReadOnly &&
             (*error == EROFS || IsReadOnlyMedium(directory) ||
-             access(directory.c_str(), W_OK) != 0)) {
+             access(directory.c_str(), F_OK) !=
+                 0)) { /* one that is there may have an exclusive holder */
             Warning("FILE: %s implicit %s lock succeeded on '%s'.\n", "FileLockIntrinsic", "S",
                     path.c_str());
             *error = 0;

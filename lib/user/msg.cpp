@@ -37,6 +37,11 @@ void MsgFreeThreadState(gpointer value) {
     free(state);
 }
 
+/* Drops the state of a thread at its end: its number, which is the key, goes to the next thread. */
+struct ThreadEnd {
+    ~ThreadEnd() { Msg_ExitThread(); }
+};
+
 gconstpointer ThreadKey() {
     return GUINT_TO_POINTER(VThreadBase_CurID());
 }
@@ -98,6 +103,7 @@ MsgThreadState *MsgGetThreadState(bool create) {
     if (found != nullptr || !create)
         return static_cast<MsgThreadState *>(found);
 
+    static thread_local const ThreadEnd threadEnd; /* made by the first use in a thread */
     auto *state = static_cast<MsgThreadState *>(UtilSafeCalloc0(1, sizeof(MsgThreadState)));
     state->end = &state->messages;
     /* an entry without a value is what Msg_ExitThread() left */

@@ -1,7 +1,9 @@
 // The callbacks for a terminal, in force until a program gives others.
 #include <cstdio>
 #include <cstring>
+#include <string>
 
+#include "lib/misc/logText.h"
 #include "lib/misc/productState.h"
 #include "lib/misc/utilSafe.h"
 #include "lib/user/msgId.h"
@@ -15,7 +17,8 @@ constexpr gsize kMaxTitle = 80;
 /* Prints a text with its head. */
 void PrintHead(const char *kind, const char *text) {
     const MsgText localized(Msg_GetString(kind));
-    printf("\n\n%s %s:\n%s\n", ProductState_GetName(), localized.get(), text);
+    printf("\n\n%s %s:\n%s\n", ProductState_GetName(), localized.get(),
+           LogText_EscapeControls(text).c_str());
 }
 
 /* Reads the number of a choice. False for a line that is no number in range. */
@@ -59,7 +62,8 @@ void MsgPostStderr(gint severity, const char * /* id */, const char *text) {
             : nullptr;
     const MsgText localized(severityText != nullptr ? Msg_GetString(severityText)
                                                     : UtilSafeStrdup0(""));
-    fprintf(stderr, "\n%s %s:\n%s\n", ProductState_GetName(), localized.get(), text);
+    fprintf(stderr, "\n%s %s:\n%s\n", ProductState_GetName(), localized.get(),
+            LogText_EscapeControls(text).c_str());
 }
 
 guint MsgQuestionStdio(char *const *buttons, gint /* defaultAnswer */, const char * /* id */,
@@ -87,7 +91,8 @@ gboolean MsgProgressStdio(const char * /* id */, const char *text, gint percent,
                           gboolean /* cancelButton */) {
     static char title[kMaxTitle];
     if (percent < 0)
-        g_strlcpy(title, text, sizeof title);
+        g_strlcpy(title, std::string(text, strcspn(text, "\n")).c_str(),
+                  sizeof title); /* one line */
     char line[kMaxTitle + 32];
     g_snprintf(line, sizeof line, "%.*s (%d%%)", 64, title, CLAMP(percent, 0, 100));
     printf("\r%-*.*s", 79, 79, line);

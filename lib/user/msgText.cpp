@@ -82,7 +82,7 @@ MsgText LocalizeArg(const MsgFmt_Arg &arg) {
     if (arg.type != MSGFMT_ARG_STRING8 || arg.string8 == nullptr)
         return nullptr;
     const MsgId message = MsgId_Split(arg.string8);
-    if (!message.IsMessage())
+    if (!message.IsMessage() || message.id.size() >= kMsgMaxId) /* foreign text may look like one */
         return nullptr;
     MsgText text = MsgGetText(arg.string8);
     return message.id.starts_with("button.") ? MsgStripMnemonic(text.get()) : std::move(text);

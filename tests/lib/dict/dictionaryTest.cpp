@@ -1,12 +1,15 @@
 #include "lib/dict/dictionary.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cstring>
 #include <fstream>
 #include <iterator>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -17,6 +20,7 @@
 #include "lib/keyLocator/keySafeUserRing.h"
 #include "lib/misc/glibPtr.h"
 #include "lib/user/msg.h"
+#include "tests/support/fileFaults.h"
 #include "tests/support/logText.h"
 #include "tests/support/temporaryFolder.h"
 
@@ -267,6 +271,55 @@ TEST_F(DictionaryTest, EachEncodingComesBack) {
         EXPECT_EQ(text, String("a")) << name;
         EXPECT_EQ(written, Written(Get())) << name;
     }
+}
+
+TEST_F(DictionaryTest, AMalformedTextIsReplacedByWhateverIsSet) {
+    ASSERT_TRUE(Dictionary_LoadFromBuffer(Get(), "x = \"abc\"\ny = \"maybe\"\n", FALSE));
+    Dict_SetLong(Get(), 5, "x");
+    Dict_SetBool(Get(), FALSE, "y");
+    EXPECT_EQ(kEncodingLine + std::string("x = \"5\"\ny = \"FALSE\"\n"), Written(Get()));
+}
+
+TEST_F(DictionaryTest, PipesAreReadWholeAndNeverReplaced) {
+    const TemporaryFolder folder;
+    const std::string pipe = folder.Path("pipe");
+    ASSERT_EQ(0, mkfifo(pipe.c_str(), 0600));
+    const int end = open(pipe.c_str(), O_RDWR | O_CLOEXEC);
+    const std::string_view lines = "abc = 1\nb = 2\n";
+    std::thread writer([&] {
+        const int out = open(pipe.c_str(), O_WRONLY | O_CLOEXEC);
+        close(end); /* so that the reader sees the end of the text */
+        EXPECT_EQ(static_cast<ssize_t>(lines.size()), write(out, lines.data(), lines.size()));
+        close(out);
+    });
+    EXPECT_TRUE(Dictionary_Load(Get(), pipe.c_str())) << Messages();
+    writer.join();
+    EXPECT_EQ("1", String("abc"));
+
+    const int reader = open(pipe.c_str(), O_RDWR | O_CLOEXEC);
+    Dictionary_WriteSync(Get(), pipe.c_str());
+    close(reader);
+    Messages();
+    struct stat status;
+    ASSERT_EQ(0, lstat(pipe.c_str(), &status));
+    EXPECT_TRUE(S_ISFIFO(status.st_mode));
+}
+
+TEST_F(DictionaryTest, AFileIsReadAndWrittenInLargePieces) {
+    const TemporaryFolder folder;
+    std::string text = kEncodingLine;
+    for (int i = 0; i < 10000; i++)
+        text += "name" + std::to_string(i) + " = \"value\"\n";
+    const std::string path = folder.Write("f", text);
+    size_t calls = 0;
+    const FileFaults faults([&](const FileCall &call) {
+        calls += call.kind == FileCall::Read;
+        return call.kind == FileCall::Write ? FileFaults::kShort : FileFaults::kPass;
+    });
+    ASSERT_TRUE(Dictionary_Load(Get(), path.c_str()));
+    EXPECT_GT(20u, calls);
+    EXPECT_TRUE(Dictionary_WriteSync(Get(), path.c_str())) << "short writes go on";
+    EXPECT_EQ(text, Contents(path));
 }
 
 TEST_F(DictionaryTest, FilesAreReadInAnyFormAndReplaced) {

@@ -161,6 +161,15 @@ TEST_F(Msg, PendingMessagesBelongToTheirThread) {
     for (std::thread &thread : threads)
         thread.join();
     EXPECT_STREQ("main\n", Msg_GetMessages());
+    /* a thread that says nothing of its end leaves nothing for the next of its number */
+    std::thread([] { Msg_Append("@&!*@*@(msg.left)left"); }).join();
+    std::thread([] { EXPECT_FALSE(Msg_Present()); }).join();
+}
+
+TEST_F(Msg, AForeignTextIsNoMessage) {
+    const std::string foreign = "@&!*@*@(" + std::string(150, 'a') + ")x";
+    Msg_Append("@&!*@*@(msg.left)got \"%s\"", foreign.c_str());
+    EXPECT_EQ("got \"" + foreign + "\"\n", std::string(Msg_GetMessagesAndReset()));
 }
 
 TEST_F(Msg, EachThreadHasItsOwnMessagesWhileTheSharedStateChanges) {
