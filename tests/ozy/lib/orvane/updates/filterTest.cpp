@@ -6,7 +6,6 @@
 namespace {
 
 using testing::ElementsAre;
-using testing::HasSubstr;
 
 struct Filters : SessionTest {
     guint filter = 0;
@@ -27,29 +26,32 @@ struct Filters : SessionTest {
         g_object_get(object, "name", &name, nullptr);
         return name;
     }
-    static constexpr OrvaneFilterFuncs kFunctions = {
-        [](SkemaQormMethodFault *fault, gpointer data) {
-            Of(data).Say(fault ? "failed" : "created");
-        },
-        [](SkemaQormManagedObject *object, gpointer data) {
-            const GPtr<char> name(Name(object));
-            Of(data).Say(std::string("entered ") + object->id + " " + (name ? name.get() : ""));
-        },
-        [](SkemaQormManagedObject *object, const char *path, gpointer data) {
-            const GPtr<char> name(Name(object));
-            Of(data).Say(std::string("changed ") + object->id + " " + path + " " + name.get());
-        },
-        [](SkemaQormManagedObject *object, gpointer data) {
-            Of(data).Say(std::string("left ") + object->id);
-        },
-        [](gboolean isWhole, gpointer data) { Of(data).Say(isWhole ? "finished" : "more"); },
-        [](gpointer data) { Of(data).Say("ended"); },
-    };
+    static const OrvaneFilterFuncs *Functions() {
+        static constexpr OrvaneFilterFuncs kAll = {
+            [](SkemaQormMethodFault *fault, gpointer data) {
+                Of(data).Say(fault ? "failed" : "created");
+            },
+            [](SkemaQormManagedObject *object, gpointer data) {
+                const GPtr<char> name(Name(object));
+                Of(data).Say(std::string("entered ") + object->id + " " + (name ? name.get() : ""));
+            },
+            [](SkemaQormManagedObject *object, const char *path, gpointer data) {
+                const GPtr<char> name(Name(object));
+                Of(data).Say(std::string("changed ") + object->id + " " + path + " " + name.get());
+            },
+            [](SkemaQormManagedObject *object, gpointer data) {
+                Of(data).Say(std::string("left ") + object->id);
+            },
+            [](gboolean isWhole, gpointer data) { Of(data).Say(isWhole ? "finished" : "more"); },
+            [](gpointer data) { Of(data).Say("ended"); },
+        };
+        return &kAll;
+    }
     ObjectPtr<GObject> spec;
     void Add() {
         if (State() == ORVANE_SESSION_CONNECTED)
             MakeSpec();
-        filter = orvane_session_add_filter(session, spec.get(), TRUE, &kFunctions, this,
+        filter = orvane_session_add_filter(session, spec.get(), TRUE, Functions(), this,
                                            [](gpointer data) { Of(data).numDestroyed++; });
     }
     void MakeSpec() {
