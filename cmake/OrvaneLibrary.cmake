@@ -2,17 +2,20 @@
 # orvane_internal: the same objects as a static library for tests, benches and programs that need the inside. The foundation that
 # no exported function reaches is in that one only.
 
-# Adds a static library with one object, made of the objects of modules; their hidden names become local.
+# Adds a static library with one object, made of the objects of modules. All names but those of exports.map become
+# local, so several such libraries can be in one program; templates that they share are in each.
 function(orvane_static_library name file)
     set(objects)
     foreach(module ${ARGN})
         list(APPEND objects "$<FILTER:$<TARGET_OBJECTS:${module}>,INCLUDE,\\.o$>") # no precompiled header
     endforeach()
+    file(STRINGS ${PROJECT_SOURCE_DIR}/exports.map exported REGEX "^    [A-Za-z_]+\\*;$")
+    list(TRANSFORM exported REPLACE " *([A-Za-z_]+\\*);" "--keep-global-symbol=\\1" OUTPUT_VARIABLE keep)
     set(whole ${PROJECT_BINARY_DIR}/static/${file}.o)
     file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/static)
     add_custom_command(OUTPUT ${whole}
-        COMMAND ${CMAKE_LINKER} -r -o ${whole} ${objects}
-        COMMAND ${CMAKE_OBJCOPY} --localize-hidden --strip-debug ${whole}
+        COMMAND ${CMAKE_LINKER} -r --force-group-allocation -o ${whole} ${objects}
+        COMMAND ${CMAKE_OBJCOPY} --strip-debug --wildcard ${keep} ${whole}
         DEPENDS ${objects} COMMAND_EXPAND_LISTS VERBATIM
         COMMENT "Joining the objects of lib${file}.a")
     add_library(${name} STATIC EXCLUDE_FROM_ALL ${whole})
