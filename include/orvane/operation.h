@@ -203,7 +203,8 @@ ORVANE_EXPORT void orvane_listener_set_time_limit(OrvaneListener *listener, guin
  * arrived yet, it continues. The filter of a load is destroyed if nobody else waits for it. A connect ends with the state
  * DISCONNECTED before this returns; if it has logged in already, it is logged out first. A disconnect cannot be given up.
  *
- * Returns: %TRUE if @listener will fail for this reason; %FALSE if no operation is in progress that can be given up
+ * Returns: %TRUE if @listener will fail for this reason; %FALSE if no operation is in progress that can be given up, and
+ *     inside a function of orvane_session_set_wire_func()
  */
 ORVANE_EXPORT gboolean orvane_listener_abort(OrvaneListener *listener);
 

@@ -73,6 +73,7 @@ public:
         return value;
     }
 
+    bool HasConfigOps() const { return configOps != nullptr; }
     /* A number without suffix, that only configOps has. */
     gint32 PlainNumber(const std::string &key, gint32 defaultValue) const {
         gint32 value = defaultValue;
@@ -128,7 +129,8 @@ std::string NamedElsewhere(const Settings &settings, const std::string &key) {
 }
 
 void ReadSettings(LogFileOutput *file, const Settings &settings) {
-    if (const std::string key = settings.OwnText("log.config"); !key.empty())
+    if (const std::string key = settings.OwnText("log.config");
+        !key.empty() && settings.HasConfigOps())
         file->fileName = NamedElsewhere(settings, key);
     else
         file->fileName = settings.OwnText("log.fileName");

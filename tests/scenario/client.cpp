@@ -3,6 +3,8 @@
 
 #include <poll.h>
 
+#include <utility>
+
 #include <fmt/format.h>
 #include <orvane/schema/ozy.h>
 

@@ -99,9 +99,8 @@ bool IsUsable(const std::string &file) {
         while (why.ends_with('\n'))
             why.pop_back();
         AllLeftOut().push_back({file, why});
-        MsgList_Free(messages);
-        return false; /* half a file is none */
     }
+    MsgList_Free(messages);
     return true;
 }
 

@@ -37,8 +37,16 @@ void FreeValue(gpointer data) {
     g_free(value);
 }
 
-/* The task returns the listener's result, or its error. */
-void Return(GTask *task, OrvaneListener *listener) {
+/* The task returns the listener's result, or its error. Where a handler has begun the next operation with it, these are
+ * no longer those of the operation that ended. */
+void Return(GTask *task, OrvaneListener *listener, OrvaneOutcome outcome) {
+    OrvaneOutcome current;
+    const bool isSame = orvane_listener_get_outcome(listener, &current) && current == outcome;
+    if (!isSame && outcome != ORVANE_OUTCOME_SUCCEEDED) {
+        g_task_return_new_error(task, ORVANE_ERROR, static_cast<gint>(outcome),
+                                "The operation has ended; its listener serves another one.");
+        return;
+    }
     GError *error = nullptr;
     if (orvane_listener_get_error(listener, &error)) {
         g_task_return_error(task, error);
@@ -49,11 +57,11 @@ void Return(GTask *task, OrvaneListener *listener) {
     g_task_return_pointer(task, value, FreeValue);
 }
 
-void OnCompleted(OrvaneListener *listener, OrvaneOutcome, gpointer data) {
+void OnCompleted(OrvaneListener *listener, OrvaneOutcome outcome, gpointer data) {
     auto *task = static_cast<GTask *>(data);
     StopCancelSource(static_cast<Waiting *>(g_task_get_task_data(task)));
     if (!g_task_get_completed(task) && !g_task_had_error(task))
-        Return(task, listener);
+        Return(task, listener, outcome);
 }
 
 /* The operation is given up, and no longer waited for. */

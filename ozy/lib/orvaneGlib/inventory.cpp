@@ -379,9 +379,12 @@ void Begin(OrvaneInventory *inventory) {
     Inventory *state = inventory->state;
     const ObjectPtr<OrvaneInventory> hold(ORVANE_INVENTORY(g_object_ref(inventory)));
     Stop(state);
+    const guint generation = state->generation;
     SetReady(inventory, false);
     SetError(inventory, nullptr);
-    if (state->isDisposed || state->session == nullptr)
+    /* the handlers of these may have begun anew, or have disconnected */
+    if (state->isDisposed || state->session == nullptr || state->generation != generation ||
+        orvane_session_get_state(state->session) != ORVANE_SESSION_CONNECTED)
         return;
     ProxyPtr root = state->wantedRoot
                         ? ProxyPtr(static_cast<Proxy *>(g_object_ref(state->wantedRoot.get())))

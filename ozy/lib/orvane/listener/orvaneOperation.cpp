@@ -8,6 +8,7 @@
 #include "lib/misc/log.h"
 #include "ozy/lib/orvane/listener/orvaneListenerInt.h"
 #include "ozy/lib/orvane/runtime/orvaneRuntime.h"
+#include "ozy/lib/orvane/runtime/roomsAbove.h"
 #include "ozy/lib/orvane/soap/orvaneFault.h"
 
 struct OrvaneCompletion {
@@ -537,6 +538,8 @@ void orvane_listener_set_time_limit(OrvaneListener *listener, guint milliseconds
 
 gboolean orvane_listener_abort(OrvaneListener *listener) {
     g_return_val_if_fail(ORVANE_IS_LISTENER(listener), FALSE);
+    if (OrvaneSessionWire_IsInFunction())
+        return FALSE;
     return OrvaneListener_StopOperation(listener, ORVANE_OUTCOME_CANCELLED,
                                         OrvaneListenerNewRequestCanceled(), false);
 }

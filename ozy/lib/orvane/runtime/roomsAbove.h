@@ -153,6 +153,9 @@ gboolean OrvaneSession_HasCall(OrvaneSession *session, OrvaneListener *listener)
 /* Closes the transfers of a listener's calls; their replies will emit nothing. An internal listener is released. */
 void OrvaneSession_StopCalls(OrvaneSession *session, OrvaneListener *listener);
 
+/* Whether a function of orvane_session_set_wire_func() is running, which uses a call that must not be freed. */
+gboolean OrvaneSessionWire_IsInFunction(void);
+
 /* Takes the listener from its session's calls; the reply will emit nothing on it. */
 void orvane_session_unlink_listener(OrvaneListener *listener);
 

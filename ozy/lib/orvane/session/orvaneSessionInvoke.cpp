@@ -340,7 +340,8 @@ void OnListenerReply(OrvaneCall *call, OrvaneListener *listener, RequestPtr requ
             return;
         }
         Log("%s: g_object_get_data returned ORVANE_SESSION_DATA_UNLINK_VALUE session\n", kOnSent);
-        g_object_unref(listener);
+        if (isCanceled || !OrvaneListener_HasCompleted(listener))
+            g_object_unref(listener);
         return;
     }
 

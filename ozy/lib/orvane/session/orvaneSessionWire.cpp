@@ -137,6 +137,10 @@ void Emit(OrvaneSession *session, OrvaneWireRecord record, BasicHttpRequest *req
 
 } // namespace
 
+gboolean OrvaneSessionWire_IsInFunction(void) {
+    return gIsInFunction;
+}
+
 void OrvaneSessionWire_Open(char *(*getVariable)(const char *name)) {
     WireFile_Open(getVariable("ORVANE_WIRE"));
     const char *limit = getVariable("ORVANE_WIRE_BODY");

@@ -78,9 +78,9 @@ SoapWriter SoapInContainer(const SoapWriter &writer) {
     constexpr gsize kLine = 64;
     if (members.size() <= kObjectAhead)
         return;
-    const auto *object = static_cast<const char *>(members[kObjectAhead].data[0].v_pointer);
-    __builtin_prefetch(object);
-    __builtin_prefetch(object + kLine);
+    const auto object = guintptr(members[kObjectAhead].data[0].v_pointer);
+    __builtin_prefetch(reinterpret_cast<const void *>(object));
+    __builtin_prefetch(reinterpret_cast<const void *>(object + kLine));
     const GValue &next = members[kDataAhead];
     if (G_VALUE_TYPE(&next) == type && next.data[0].v_pointer != nullptr) {
         const auto data = guintptr(static_cast<const GObject *>(next.data[0].v_pointer)->qdata);

@@ -43,7 +43,7 @@ bool IsIdentifier(std::string_view text) {
 struct Judgement {
     size_t numShown; /* bytes up to the first name of a secret */
     bool
-        namesSecret; /* the text is one word and names a secret, so that its value is likely to follow */
+        namesSecret; /* the text is one word or a label that ends in a secret's name: its value is likely to follow */
 };
 
 Judgement Judge(std::string_view text) {
@@ -51,8 +51,8 @@ Judgement Judge(std::string_view text) {
         return {text.size(), IsSecretName(text)};
     const size_t end = BasicHttp_FindSecretName(text.data(), text.size());
     constexpr size_t kMaxName = 128;
-    return {std::min(end, text.size()), end != G_MAXSIZE && text.size() <= kMaxName &&
-                                            text.find_first_of(kBlanks) == std::string_view::npos};
+    const bool isName = end >= text.size() || text.find_first_of(kBlanks) == std::string_view::npos;
+    return {std::min(end, text.size()), end != G_MAXSIZE && text.size() <= kMaxName && isName};
 }
 
 /* Appends a text up to the first name of a secret in it. Returns whether the text is such a name. */
@@ -286,6 +286,8 @@ void Layout::SkipSecret(std::string_view name) {
             at = FindFrom(body, "-->", tag + 4);
         else if (body.substr(tag).starts_with("<!["))
             at = FindFrom(body, "]]>", tag);
+        else if (body.substr(tag).starts_with("<?"))
+            at = FindFrom(body, "?>", tag);
         else if (NameAt(tag + 1 + isEnd) == name) {
             const size_t close = TagEnd(tag);
             at = close;

@@ -225,8 +225,12 @@ bool RemoveInPlace(OrvaneMOMgr *momgr, GObject *object, const OrvaneUpdateElemen
     array = ArrayInPlace(object, element.pspec);
     if (array == nullptr || index >= array->n_values)
         return true;
+    /* as in a set, what the element was is released before the handlers run */
+    g_object_freeze_notify(object);
     g_value_array_remove(array, index);
     g_object_notify_by_pspec(object, element.pspec);
+    orvane_value_cond_unset(&removed.value);
+    g_object_thaw_notify(object);
     return true;
 }
 

@@ -10,6 +10,12 @@
 
 namespace {
 
+/* Updates that wait for the id of their filter; a service may never tell it. */
+constexpr gsize kMaxHeld = 10000;
+
+/* Of all filters of the process, so that the number of one that is gone is never that of another. */
+constinit guint gLastNumber = 0;
+
 constexpr char kFilterNumber[] = "orvane_momgr_filter_number";
 /* Ids of removed filters that are remembered; few updates are on their way. */
 constexpr size_t kMaxRemoved = 256;
@@ -218,7 +224,7 @@ bool MOMgrFilter_Route(OrvaneMOMgr *momgr, GObject *filterUpdate, bool isWhole,
         return false;
     const auto found = filters->byId.find(id);
     if (found == filters->byId.end()) {
-        if (filters->numCreating == 0)
+        if (filters->numCreating == 0 || filters->held.size() >= kMaxHeld)
             return false;
         filters->held.push_back(
             {ObjectPtr<GObject>(G_OBJECT(g_object_ref(filterUpdate))), isWhole});
@@ -281,7 +287,7 @@ guint orvane_session_add_filter(OrvaneSession *session, GObject *filterSpec,
     MOMgrFilters *&filters = momgr->priv->filters;
     if (filters == nullptr)
         filters = new MOMgrFilters;
-    const guint number = filter->number = ++filters->lastNumber;
+    const guint number = filter->number = ++gLastNumber;
     if (momgr->priv->collector == nullptr)
         filters->waiting.push_back(
             {number, ObjectPtr<GObject>(G_OBJECT(g_object_ref(filterSpec))), partialUpdates});

@@ -62,7 +62,6 @@ struct MOMgrFilters {
     std::deque<MOMgrHeldUpdate> held;
     std::vector<MOMgrWaitingFilter> waiting;
     size_t numCreating = 0;
-    guint lastNumber = 0;
 };
 
 /* Applies a FilterUpdate if it is one of an application's filter, or holds it. FALSE if it is to take the usual path.

@@ -107,8 +107,10 @@ void StartLoad(OrvaneMOMgr *momgr) {
     if (load == nullptr)
         return;
     FindPending(priv, load->proxy)->record = nullptr;
-    priv->outstandingLoads++;
-    g_hash_table_replace(priv->startedLoads, load->proxy, nullptr);
+    /* of two loads of one proxy, a strict session counts the answered one only */
+    const bool isFirst = g_hash_table_replace(priv->startedLoads, load->proxy, nullptr) != FALSE;
+    if (isFirst || !priv->hasStrictLoads)
+        priv->outstandingLoads++;
     CreateFilter(momgr, load->proxy, load->partialUpdates);
 }
 

@@ -59,8 +59,8 @@ TEST_F(Invoke, OnlyWhatReadsIsSentTwice) {
         service->answers[method].cutAfter = 0;
         const size_t before = service->Count(method);
         EXPECT_EQ(times == 1 ? "failure InvalidResponse 48 0" : "failure InvalidResponse 52 0",
-                  Run([&](auto *l) {
-                      orvane_session_invoke_method(session, G_OBJECT(Instance().get()), method, l,
+                  Run([&, name = method](auto *l) {
+                      orvane_session_invoke_method(session, G_OBJECT(Instance().get()), name, l,
                                                    nullptr);
                   }));
         EXPECT_EQ(before + times, service->Count(method)) << method;
