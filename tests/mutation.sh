@@ -1,17 +1,24 @@
 #!/usr/bin/env bash
-# mutation.sh [N] [SEED] -- which single-line faults do the tests not notice?
+# mutation.sh [N] [SEED] [FILE...] -- which single-line faults do the tests not notice?
 #
-# Draws N faults (200) with a seed (1) from all that mutation.awk finds in the library, puts all of them into a copy of
-# the tree, each behind a switch, builds that once, and runs for each fault the test programs that reach its file, the
-# nearest first, until one fails, dies or takes too long. Prints the survivors, and what is in mutation.equivalent apart
-# from the others. ORVANE_MUTATE=7 in the environment of a test program of the copy switches fault 7 on.
+# Draws N faults (200) with a seed (1) from all that mutation.awk finds in the library (or in the files named), puts all
+# of them into a copy of the tree, each behind a switch, builds that once, and runs for each fault the test programs that
+# reach its file, the nearest first, until one fails, dies or takes too long. Prints the survivors, and what is in
+# mutation.equivalent apart from the others. ORVANE_MUTATE=7 in the environment of a test program of the copy switches
+# fault 7 on.
+#
+# Whether a fault is drawn depends on the seed, its file and its text, so that a change of the library exchanges only the
+# faults of the lines that it touches, and a run can be compared with one before it.
 #
 # All of it is in build/mutate: src with its build folder, drawn.tsv with a row a fault, outcome/N, survivors. The tests
-# are compiled as the release preset does it, so that a compiler cache serves them.
+# are compiled as ORVANE_MUTATE_PRESET does it (release), so that a compiler cache serves them. A program takes too long
+# after ORVANE_MUTATE_PATIENCE times (4) the time that it takes without a fault; more of it is for a busy machine.
 set -euo pipefail
 cd "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")/.."
 root=$PWD/build/mutate
-built=$root/src/build/release
+preset=${ORVANE_MUTATE_PRESET:-release}
+patience=${ORVANE_MUTATE_PATIENCE:-4}
+built=$root/src/build/$preset
 jobs=$(nproc)
 
 # Which test programs reach a file, by the start of its path, the nearest first.
@@ -42,12 +49,15 @@ sources() {
     git ls-files 'lib/*.cpp' 'apps/lib/*.cpp' 'ozy/lib/*.cpp' | grep -v '^lib/ssl/openssl102/'
 }
 
-# The faults in an order that only the seed decides, at most one a line, a third more than wanted.
+# The faults of the files named in the order of a hash, at most one a line, a third more than wanted. A text that a file
+# has several times is numbered.
 draw() {
-    sources | xargs awk -f tests/mutation.awk |
-        awk -v seed="$2" 'BEGIN { x = seed }
-            { x = (x * 1103515 + 12345) % 2147483647; printf "%010d\t%s\n", x, $0 }' |
-        sort | cut -f2- | awk -F'\t' -v n=$(($1 * 4 / 3 + 10)) '!seen[$1 ":" $2]++ && ++count <= n { print }'
+    local count=$1 seed=$2
+    shift 2
+    printf '%s\n' "$@" | xargs awk -f tests/mutation.awk | awk -F'\t' -v OFS='\t' '
+        { text = $3; sub(/^ +/, "", text); key = $1 " " text; print key " " ++times[key], $0 }' |
+        LC_ALL=C sort -R --random-source=<(yes "$seed") -t$'\t' -k1,1 | cut -f2- |
+        awk -F'\t' -v n=$((count * 4 / 3 + 10)) '!seen[$1 ":" $2]++ && ++count <= n { print }'
 }
 
 # The tree with the faults of drawn.tsv in it.
@@ -103,7 +113,7 @@ programs() { awk '{ for (i = 2; i <= NF; i++) print $i }' <<<"$reach" | sort -u;
 build() {
     local targets=() name round
     # a leak counts as noticed; the other sanitizers would take too long
-    (cd "$root/src" && cmake --preset release -DCMAKE_EXE_LINKER_FLAGS=-fsanitize=leak >"$root/configure.log")
+    (cd "$root/src" && cmake --preset "$preset" -DCMAKE_EXE_LINKER_FLAGS=-fsanitize=leak >"$root/configure.log")
     for name in $(programs); do
         if grep -q "^build bin/$name:" "$built/build.ninja"; then targets+=("$name"); fi
     done
@@ -152,7 +162,7 @@ run_one() {
     for name in $(awk -v file="$file" 'NF && index(file, $1) == 1 { $1 = ""; print; exit }' <<<"$reach"); do
         IFS=$'\t' read -r _ seconds failed < <(grep "^$name"$'\t' "$root/baseline.tsv") || continue
         code=0
-        ORVANE_MUTATE=$number run_program $((seconds * 4 + 10)) "$name" --gtest_fail_fast --gtest_brief=1 \
+        ORVANE_MUTATE=$number run_program $((seconds * patience + 10)) "$name" --gtest_fail_fast --gtest_brief=1 \
             --gtest_filter="-$failed" >"$root/outcome/$number.log" || code=$?
         if ((code)); then
             echo "$name $code" >"$root/outcome/$number"
@@ -163,7 +173,7 @@ run_one() {
 }
 
 report() {
-    local number file line shown survivors=0 equivalents=0 reason original
+    local number file line shown survivors=0 equivalents=0 late reason original
     : >"$root/survivors"
     for number in $1; do
         [[ $(<"$root/outcome/$number") == survived ]] || continue
@@ -182,7 +192,9 @@ report() {
     done | tee "$root/survivors"
     survivors=$(grep -c ^survivor "$root/survivors" || true)
     equivalents=$(grep -c ^equivalent "$root/survivors" || true)
-    echo "$(wc -w <<<"$1") faults, $survivors not noticed, $equivalents that change nothing; $((SECONDS / 60)) minutes"
+    late=$(cd "$root/outcome" && xargs cat <<<"$1" | grep -cE " (124|137)$" || true)
+    echo "$(wc -w <<<"$1") faults, $survivors not noticed, $equivalents that change nothing, $late noticed by a time-out;" \
+        "$((SECONDS / 60)) minutes"
 }
 
 if [[ ${1:-} == --one ]]; then
@@ -191,8 +203,10 @@ if [[ ${1:-} == --one ]]; then
 fi
 count=${1:-200}
 seed=${2:-1}
+shift $(($# < 2 ? $# : 2))
 mkdir -p "$root"
-draw "$count" "$seed" >"$root/drawn.tsv"
+if (($# == 0)); then readarray -t files < <(sources); else files=("$@"); fi
+draw "$count" "$seed" "${files[@]}" >"$root/drawn.tsv"
 rm -rf "$root/outcome"
 mkdir "$root/outcome"
 copy_tree
