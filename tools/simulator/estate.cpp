@@ -13,6 +13,8 @@ namespace simulator {
 
 namespace {
 
+constexpr char kConversionManager[] = "FerryServerConversionConversionManager";
+
 /* The managers that a service content names, in the order of its fields. */
 struct ManagerRow {
     std::string_view field;
@@ -265,13 +267,28 @@ void BuildOzy(Service &service) {
     lists.Set(inventory);
 }
 
+void BuildJobs(Service &service) {
+    Inventory &inventory = service.inventory;
+    const ObjectPtr folder =
+        inventory.Create("FerryServerConversionConversionFolder", kJobFolderId,
+                         {{"overallStatus", Enum("FerryManagedEntityStatus", "green")},
+                          {"name", Text("Conversions")},
+                          {"job", References({})}});
+    inventory.Create(kConversionManager, kConversionManager,
+                     {{"rootFolder", folder->Reference()}, {"maxCollector", Int(32)}});
+    for (int i = 1; i <= service.options.jobs; i++)
+        service.jobs.Create(fmt::format("conversion-{:04}", i),
+                            Structure("FerryServerConversionConversionJobSpec", {}));
+}
+
 void BuildFerry(Service &service) {
     Inventory &inventory = service.inventory;
     const Value content =
-        Structure("FerryServiceContent",
+        Structure("FerryServerContent",
                   {{"sessionManager", Reference("FerrySessionManager", "FerrySessionManager")},
                    {"propertyCollector", Reference("PropertyCollector", kPropertyCollectorId)},
                    {"taskManager", Reference("FerryTaskManager", "FerryTaskManager")},
+                   {"conversionManager", Reference(kConversionManager, kConversionManager)},
                    {"about", About(service)}});
     inventory.Create("FerryServiceInstance", "ServiceInstance",
                      {{"content", content}, {"currentTime", Time(service.clock.WallTime())}});
@@ -286,6 +303,7 @@ void BuildFerry(Service &service) {
                       {"maxConnection", Int(0)},
                       {"recentTask", References({})},
                       {"maxCollector", Int(32)}});
+    BuildJobs(service);
 }
 
 /* Removes the references to a machine that are not in its folder. */

@@ -7,6 +7,8 @@
  *       group-h4  host      -> domain-c7 (with resgroup-8) -> host-9, host-10, ...
  *       group-s5  datastore -> datastore-...
  *       group-n6  network   -> network-...
+ *
+ * The second service has a folder of conversion jobs: group-c1 -> job-1, job-2, ...
  */
 #pragma once
 
@@ -20,6 +22,7 @@ class Service;
 
 constexpr char kRootFolderId[] = "group-d1";
 constexpr char kMachineFolderId[] = "group-v3";
+constexpr char kJobFolderId[] = "group-c1";
 
 /* Fills the inventory of a service of either kind. */
 void BuildEstate(Service &service);

@@ -23,6 +23,7 @@
 
 namespace {
 
+constexpr int kDefaultJobs = 3;
 constexpr int kBadUsage = 2; /* exit status for a wrong command line */
 constexpr int64_t kMaxMs = int64_t{1000} * 86400 * 365;
 
@@ -81,6 +82,13 @@ void AddOptions(CLI::App &app, Settings &settings) {
     app.add_option("--ticket-directory", options.ticketDirectory,
                    "Directory for the files of local tickets");
     app.add_option("--task-duration", options.taskDurationMs, "Duration of tasks in milliseconds")
+        ->capture_default_str()
+        ->check(CLI::Range(int64_t{1}, kMaxMs));
+    app.add_option("--jobs", options.jobs, "Number of conversion jobs of the second service")
+        ->capture_default_str()
+        ->check(CLI::Range(0, 1000));
+    app.add_option("--job-duration", options.jobDurationMs,
+                   "Duration of conversion jobs in milliseconds")
         ->capture_default_str()
         ->check(CLI::Range(int64_t{1}, kMaxMs));
     app.add_option("--session-timeout", options.sessionTimeoutMs,
@@ -275,6 +283,7 @@ int main(int argc, char **argv) try {
                  "orvane-simulator");
     app.set_version_flag("--version", ORVANE_VERSION);
     Settings settings;
+    settings.options.jobs = kDefaultJobs;
     AddOptions(app, settings);
     try {
         app.parse(argc, argv);

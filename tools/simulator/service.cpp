@@ -61,7 +61,7 @@ Service::Service(Kind given, const Options &settings, Clock &time, Troubles &swi
                    views.EndSession(session);
                    UpdateSessionList();
                }),
-      tasks(*this), collectors(*this), views(*this) {
+      tasks(*this), jobs(*this), collectors(*this), views(*this) {
     const auto add = [this](std::span<const MethodRow> rows) {
         for (const MethodRow &row : rows)
             methods.emplace(std::string(row.name), row);
@@ -69,6 +69,7 @@ Service::Service(Kind given, const Options &settings, Clock &time, Troubles &swi
     add(CollectorMethods());
     if (kind == Kind::Ferry) {
         add(FerryMethods());
+        add(JobMethods());
     } else {
         for (const auto &rows :
              {InstanceMethods(), SessionMethods(), TaskMethods(), MachineMethods(), EntityMethods(),
@@ -259,7 +260,13 @@ Value Service::Read(const Object &object, std::string_view property,
     if (property == "serverClock" || property == "currentTime")
         return Time(clock.WallTime());
     if (property == "currentSession" && session)
-        return SessionValue(*session, kind == Kind::Ferry ? "FerryUserSession" : "UserSession");
+        return SessionValue(*session, SessionType());
+    if (property == "sessionList") {
+        std::vector<Value> items;
+        for (const SessionPtr &each : sessions.Open())
+            items.push_back(SessionValue(*each, SessionType()));
+        return List(SessionType(), std::move(items));
+    }
     return object.Get(property);
 }
 
@@ -273,7 +280,7 @@ ObjectPtr Service::Require(const Element &reference, std::string_view type) cons
 }
 
 void Service::UpdateSessionList() {
-    const std::string type = kind == Kind::Ferry ? "FerryUserSession" : "UserSession";
+    const std::string type = SessionType();
     const ObjectPtr manager =
         inventory.Find(kind == Kind::Ferry ? "FerrySessionManager" : "SessionManager");
     /* items that have not changed are shared with the list before, which the journal keeps */
@@ -283,7 +290,7 @@ void Service::UpdateSessionList() {
             known.emplace(FieldOf(item, "key")->text, item);
     std::vector<Value> items;
     for (const SessionPtr &session : sessions.All()) {
-        /* The list has the state after the login; otherwise each call would change it. */
+        /* Its updates have the state after the login, otherwise each call would be one; Read() has that of now. */
         Session begun = *session;
         begun.callCount = 0;
         begun.lastActiveTime = begun.loginTime;

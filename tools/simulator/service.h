@@ -21,6 +21,7 @@
 #include "tools/simulator/collector.h"
 #include "tools/simulator/http.h"
 #include "tools/simulator/inventory.h"
+#include "tools/simulator/jobs.h"
 #include "tools/simulator/overlay.h"
 #include "tools/simulator/sessions.h"
 #include "tools/simulator/soapReply.h"
@@ -65,6 +66,7 @@ std::span<const MethodRow> ViewMethods();
 std::span<const MethodRow> AuthorizationMethods();
 std::span<const MethodRow> InstanceMethods();
 std::span<const MethodRow> FerryMethods();
+std::span<const MethodRow> JobMethods();
 
 class Service {
 public:
@@ -86,6 +88,9 @@ public:
     Value Read(const Object &object, std::string_view property, const SessionPtr &session) const;
     ObjectPtr Require(const Element &reference, std::string_view type) const;
     void UpdateSessionList();
+    const char *SessionType() const {
+        return kind == Kind::Ferry ? "FerryUserSession" : "UserSession";
+    }
 
     const Kind kind;
     const Options &options;
@@ -99,6 +104,7 @@ public:
     Inventory inventory;
     Sessions sessions;
     Tasks tasks;
+    Jobs jobs; /* of the second service */
     Collectors collectors;
     Views views;
 

@@ -54,6 +54,8 @@ public:
     void End(const SessionPtr &session);
     void EndAll();
     std::vector<SessionPtr> All();
+    /* The same without a look at those whose time is over, which must have ended before. */
+    const std::vector<SessionPtr> &Open() const { return inOrder; }
 
 private:
     SessionPtr Begin(const User &user);

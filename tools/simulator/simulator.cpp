@@ -292,7 +292,9 @@ std::vector<std::string> Simulator::Ids(const std::string &type) const {
 
 std::string Simulator::Property(const std::string &id, const std::string &path) const {
     const std::lock_guard lock(state->mutex);
-    const ObjectPtr object = state->ozy.inventory.Find(id);
+    ObjectPtr object = state->ozy.inventory.Find(id);
+    if (!object && state->ferry)
+        object = state->ferry->inventory.Find(id);
     if (!object)
         return "";
     const std::string first = path.substr(0, path.find_first_of(".["));

@@ -107,6 +107,8 @@ struct Options {
     int idleSeconds = 60;
 
     int64_t taskDurationMs = 2000; /* from the call to the end of a task */
+    int jobs = 0;                  /* conversion jobs of the second service that begin at once */
+    int64_t jobDurationMs = 60000; /* from the start of a job to its end */
     bool frozenClock = false;
 
     /* The service speaks https with a kind of certificateKind.h, such as "self-signed", or with a
@@ -165,7 +167,8 @@ public:
     std::string RootFolder() const;
     std::vector<std::string>
     Ids(const std::string &type) const; /* of exactly this type, in order */
-    /* Returns the value of a simple property as text; empty if there is none. */
+    /* Returns the value of a simple property as text; empty if there is none. Of the second service, where the
+     * first has no such object. */
     std::string Property(const std::string &id, const std::string &path) const;
     /* Changes a simple property (a text, number, truth value, enumeration) that the object has.
      * Returns false if there is no such object or property. */

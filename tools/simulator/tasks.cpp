@@ -12,6 +12,8 @@ namespace {
 constexpr int kNumSteps = 10;
 /* How long a task can be read after its end. */
 constexpr int64_t kKeptMs = 600000;
+/* How many tasks that are over are listed by the task manager. */
+constexpr size_t kMostRecent = 100;
 constexpr char kTaskManagerId[] = "TaskManager";
 
 Value State(const std::string &state) {
@@ -136,7 +138,10 @@ void Tasks::SetState(const ObjectPtr &task, const std::string &state, const Valu
                                                         ? FieldOf(task->Get("info"), "entity")->text
                                                         : std::string());
     Unlink(task, entity);
+    KeepRecent(task);
     service.clock.At(service.clock.Now() + kKeptMs, [this, task] {
+        if (std::erase(recent, task) > 0)
+            Unlink(task, service.inventory.Find(kTaskManagerId));
         service.inventory.Remove(task);
         service.Settle();
     });
@@ -167,11 +172,19 @@ void Tasks::Link(const ObjectPtr &task, const ObjectPtr &entity) {
         }
 }
 
-void Tasks::Unlink(const ObjectPtr &task, const ObjectPtr &entity) {
-    for (const ObjectPtr &holder : {entity, service.inventory.Find(kTaskManagerId)})
-        if (holder && holder->Get("recentTask"))
-            service.inventory.Set(holder, "recentTask",
-                                  WithoutReference(holder->Get("recentTask"), task->id));
+void Tasks::Unlink(const ObjectPtr &task, const ObjectPtr &holder) {
+    if (holder && holder->Get("recentTask"))
+        service.inventory.Set(holder, "recentTask",
+                              WithoutReference(holder->Get("recentTask"), task->id));
+}
+
+/* The task manager lists a task that is over until it is removed, or until there are many later ones. */
+void Tasks::KeepRecent(const ObjectPtr &task) {
+    recent.push_back(task);
+    if (recent.size() <= kMostRecent)
+        return;
+    Unlink(recent.front(), service.inventory.Find(kTaskManagerId));
+    recent.pop_front();
 }
 
 bool Tasks::IsOver(const ObjectPtr &task) const {

@@ -8,6 +8,7 @@
 #pragma once
 
 #include <cstdint>
+#include <deque>
 #include <functional>
 #include <memory>
 #include <string>
@@ -47,10 +48,12 @@ private:
     void Finish(const ObjectPtr &task, const TaskPlan &plan);
     void SetInfo(const ObjectPtr &task, const std::string &field, const Value &value);
     void Link(const ObjectPtr &task, const ObjectPtr &entity);
-    void Unlink(const ObjectPtr &task, const ObjectPtr &entity);
+    void Unlink(const ObjectPtr &task, const ObjectPtr &holder);
+    void KeepRecent(const ObjectPtr &task);
     bool IsOver(const ObjectPtr &task) const;
 
     Service &service;
+    std::deque<ObjectPtr> recent; /* that are over and listed, oldest first */
 };
 
 } // namespace simulator

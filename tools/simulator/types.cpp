@@ -67,6 +67,11 @@ constexpr auto kTypes = std::to_array<TypeRow>({
      "sessionList currentSession messageLocaleList supportedLocaleList defaultLocale "},
     {"FerryTaskManager", "ManagedObject",
      "description maxTask maxConnection recentTask maxCollector "},
+    {"FerryManagedEntity", "ManagedObject", "overallStatus name "},
+    {"FerryServerJobJob", "FerryManagedEntity", "info spec extraInfo "},
+    {"FerryServerConversionConversionJob", "FerryServerJobJob", "info spec "},
+    {"FerryServerConversionConversionFolder", "FerryManagedEntity", "job "},
+    {"FerryServerConversionConversionManager", "ManagedObject", "rootFolder maxCollector "},
 });
 
 const TypeRow *FindType(std::string_view name) {

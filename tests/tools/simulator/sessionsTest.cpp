@@ -163,6 +163,21 @@ TEST(Sessions, OneSessionCanEndAnother) {
     EXPECT_EQ("NotAuthenticated", Manage(second, "AcquireCloneTicket").Fault());
 }
 
+TEST(Sessions, TheListHasTheActivityOfNow) {
+    Simulator server(Small());
+    server.RunInThread();
+    SoapClient first(server.Url()), second(server.Url());
+    first.Login();
+    second.Login("observer");
+    for (int i = 0; i < 3; i++)
+        second.Call("CurrentTime", "ServiceInstance", "ServiceInstance");
+    const SoapReply list =
+        first.Collect("RetrieveProperties", ObjectSpecText("specSet", "SessionManager",
+                                                           "SessionManager", {"sessionList"}));
+    EXPECT_EQ(2, list.Count("<UserSession "));
+    EXPECT_TRUE(list.Has("<callCount>3</callCount>")) << list.body;
+}
+
 TEST(Sessions, TheSecondServiceHasItsOwn) {
     Simulator server(Small());
     server.RunInThread();
@@ -172,7 +187,7 @@ TEST(Sessions, TheSecondServiceHasItsOwn) {
     const SoapReply content = client.Post(SoapClient::Text(
         "FerryRetrieveServiceContent", "FerryServiceInstance", "ServiceInstance", "", "ferry"));
     EXPECT_TRUE(content.Has("<FerryRetrieveServiceContentResponse xmlns=\"urn:ferry\"><returnval "
-                            "xsi:type=\"FerryServiceContent\"><sessionManager "
+                            "xsi:type=\"FerryServerContent\"><sessionManager "
                             "type=\"FerrySessionManager\">FerrySessionManager</sessionManager>"));
     const SoapReply login = client.Post(SoapClient::Text(
         "FerryLogin", "FerrySessionManager", "FerrySessionManager",

@@ -94,6 +94,26 @@ TEST_F(Tasks, CanBeCancelledIfTheySaySo) {
     EXPECT_EQ("NotSupported", client->Call("CancelTask", "Task", rename).Fault());
 }
 
+TEST_F(Tasks, AreListedByTheManagerAfterTheirEndForAWhile) {
+    const auto listed = [&] {
+        return client
+            ->Collect("RetrieveProperties",
+                      ObjectSpecText("specSet", "TaskManager", "TaskManager", {"recentTask"}))
+            .Count(">task-");
+    };
+    Start("PowerOnVM_Task", "vm-101");
+    Start("PowerOffVM_Task", "vm-101"); /* fails */
+    server.Advance(1000);
+    EXPECT_EQ(2, listed());
+    server.Advance(600000);
+    EXPECT_EQ(0, listed());
+    for (int i = 0; i < 102; i++)
+        Start("PowerOffVM_Task", "vm-102");
+    EXPECT_EQ(102, listed());
+    server.Advance(1000);
+    EXPECT_EQ(100, listed());
+}
+
 TEST_F(Tasks, HaveTheirEffectsOnTheInventory) {
     const std::string snapshot =
         Start("CreateSnapshot_Task", "vm-101",
