@@ -189,6 +189,7 @@ struct HttpServer::Glue {
         }
         if (!exchange->handled) {
             exchange->handled = true;
+            server->StopAwaiting(connection);
             if (exchange->tooLarge)
                 exchange->Answer({413, "too large", "text/plain"});
             else
@@ -216,9 +217,10 @@ struct HttpServer::Glue {
         return exchange;
     }
 
-    static void OnCompleted(void *closure, MHD_Connection *, void **context,
+    static void OnCompleted(void *closure, MHD_Connection *connection, void **context,
                             MHD_RequestTerminationCode) {
         auto *server = static_cast<HttpServer *>(closure);
+        server->Await(connection);
         auto *kept = static_cast<ExchangePtr *>(*context);
         *context = nullptr;
         if (kept == nullptr)
@@ -230,10 +232,13 @@ struct HttpServer::Glue {
     static void OnConnection(void *closure, MHD_Connection *connection, void **,
                              MHD_ConnectionNotificationCode code) {
         auto *server = static_cast<HttpServer *>(closure);
-        if (code == MHD_CONNECTION_NOTIFY_STARTED)
-            server->open[connection] = server->SocketOf(connection);
-        else
+        if (code == MHD_CONNECTION_NOTIFY_STARTED) {
+            server->open[connection] = {server->SocketOf(connection), server->awaited.end()};
+            server->Await(connection);
+        } else {
+            server->StopAwaiting(connection);
             server->open.erase(connection);
+        }
     }
 
     static void OnLog(void *, const char *, va_list) {
@@ -354,6 +359,31 @@ void HttpServer::ResumeAccepting() {
     AddToPoll(pollDescriptor, listenDescriptor, EPOLLIN);
 }
 
+/* Starts the time of the connection's next request. */
+void HttpServer::Await(MHD_Connection *connection) {
+    StopAwaiting(connection);
+    if (const auto at = open.find(connection); at != open.end())
+        at->second.place = awaited.insert(
+            awaited.end(), {connection, MonotonicMs() + int64_t{settings.idleSeconds} * 1000});
+}
+
+void HttpServer::StopAwaiting(MHD_Connection *connection) {
+    const auto at = open.find(connection);
+    if (at == open.end() || at->second.place == awaited.end())
+        return;
+    awaited.erase(at->second.place);
+    at->second.place = awaited.end();
+}
+
+/* libmicrohttpd measures the time without any traffic only. */
+void HttpServer::CloseSlow() {
+    while (!awaited.empty() && awaited.front().until <= MonotonicMs()) {
+        MHD_Connection *connection = awaited.front().connection;
+        StopAwaiting(connection);
+        shutdown(open.at(connection).socket, SHUT_RDWR);
+    }
+}
+
 int HttpServer::TimeoutMs() const {
     int64_t left = INT64_MAX;
     MHD_UNSIGNED_LONG_LONG timeout = 0;
@@ -361,6 +391,8 @@ int HttpServer::TimeoutMs() const {
         left = static_cast<int64_t>(std::min<MHD_UNSIGNED_LONG_LONG>(timeout, INT32_MAX));
     if (acceptAgainAt != 0)
         left = std::min(left, std::max<int64_t>(acceptAgainAt - MonotonicMs(), 0));
+    if (!awaited.empty())
+        left = std::min(left, std::max<int64_t>(awaited.front().until - MonotonicMs(), 0));
     return left == INT64_MAX ? -1 : static_cast<int>(left);
 }
 
@@ -383,6 +415,7 @@ void HttpServer::Run() {
             exchange->Answer({.ending = HttpAnswer::Ending::Close});
         }
     }
+    CloseSlow();
     MHD_run(daemon);
     if (TimeoutMs() == 0)
         Wake();
@@ -418,9 +451,8 @@ void HttpServer::ResetConnections() {
     const auto waiting = suspended;
     for (const auto &[socket, exchange] : waiting)
         exchange->Answer({.ending = HttpAnswer::Ending::Reset});
-    for (const auto &[connection, socket] : open) {
-        BreakOff(socket);
-    }
+    for (const auto &[connection, each] : open)
+        BreakOff(each.socket);
     Wake();
 }
 

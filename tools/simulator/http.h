@@ -11,6 +11,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <list>
 #include <map>
 #include <memory>
 #include <string>
@@ -68,7 +69,9 @@ public:
         int port = 0;
         std::string certificate;
         std::string privateKey;
-        int idleSeconds = 60; /* a connection without traffic is closed after this time */
+        /* A connection without traffic is closed after this time, and so is one whose next request is not
+         * whole then, however often it sends a byte. */
+        int idleSeconds = 60;
     };
     HttpServer(const Settings &settings, std::function<void(const ExchangePtr &)> handler);
     ~HttpServer();
@@ -92,6 +95,19 @@ private:
     friend struct HttpExchange;
     struct Glue; /* the functions that libmicrohttpd calls */
 
+    /* A connection whose next request is awaited. */
+    struct Awaited {
+        MHD_Connection *connection;
+        int64_t until; /* on the monotonic clock in milliseconds */
+    };
+    struct Connection {
+        int socket;
+        std::list<Awaited>::iterator place; /* end() while a request is handled */
+    };
+
+    void Await(MHD_Connection *connection);
+    void StopAwaiting(MHD_Connection *connection);
+    void CloseSlow();
     void Open();
     void Accept();
     void PauseAccepting();
@@ -112,7 +128,8 @@ private:
     int timerDescriptor = -1;
     MHD_Daemon *daemon = nullptr;
     int numConnections = 0;
-    std::unordered_map<MHD_Connection *, int> open; /* connection -> socket */
+    std::unordered_map<MHD_Connection *, Connection> open;
+    std::list<Awaited> awaited;                     /* the earliest end first */
     std::unordered_map<int, ExchangePtr> suspended; /* by socket */
     bool closing = false;
 };

@@ -255,6 +255,11 @@ private:
     bool isEnding = false;
 };
 
+void FlushOutput() {
+    if (std::fflush(stdout) != 0)
+        throw std::runtime_error(fmt::format("the output cannot be written: {}", Err_ErrString()));
+}
+
 /* Runs until SIGINT, SIGTERM or SIGHUP. */
 void Serve(const Settings &settings) {
     const simulator::Options options = Interpret(settings);
@@ -268,8 +273,7 @@ void Serve(const Settings &settings) {
     Log("SIMULATOR: serves %s\n", server.Url().c_str());
     fmt::print("{}\n", server.Url());
     ShowCertificate(server, settings.anchorFile);
-    if (std::fflush(stdout) != 0)
-        throw std::runtime_error(fmt::format("the output cannot be written: {}", Err_ErrString()));
+    FlushOutput();
     loop.Run(server);
     server.Stop();
     Log("SIMULATOR: served %d calls\n", server.NumCalls());
@@ -293,7 +297,8 @@ int main(int argc, char **argv) try {
         std::ostringstream text; /* the help or the version */
         app.exit(error, text, text);
         fmt::print("{}", text.str());
-        return std::fflush(stdout) == 0 ? EXIT_SUCCESS : EXIT_FAILURE;
+        FlushOutput();
+        return EXIT_SUCCESS;
     }
     Serve(settings);
     process::EndLog();

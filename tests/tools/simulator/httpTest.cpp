@@ -227,7 +227,7 @@ int ConnectAndSend(int port, const std::string &text) {
     return client;
 }
 
-TEST(OutsideLoop, IdleConnectionsAreClosedButThoseOfWaitingCallsAreNot) {
+TEST(OutsideLoop, IdleAndSlowConnectionsAreClosedButThoseOfWaitingCallsAreNot) {
     Options options = Small();
     options.idleSeconds = 1;
     Simulator server(options);
@@ -238,10 +238,15 @@ TEST(OutsideLoop, IdleConnectionsAreClosedButThoseOfWaitingCallsAreNot) {
         return client.Collect("WaitForUpdates");
     });
     ASSERT_TRUE(RunUntil(server, [&] { return server.NumWaiting() == 1; }));
+    const int slow = ConnectAndSend(server.Port(), "POST /sdk HTTP/1.1\r\nX: ");
     const int sockets[] = {ConnectAndSend(server.Port(), ""),
-                           ConnectAndSend(server.Port(), "POST /sdk HTTP/1.1\r\nContent-Le")};
-    ASSERT_TRUE(RunUntil(server, [&] { return server.NumOpenConnections() == 3; }));
-    EXPECT_TRUE(RunUntil(server, [&] { return server.NumOpenConnections() == 1; }));
+                           ConnectAndSend(server.Port(), "POST /sdk HTTP/1.1\r\nContent-Le"), slow};
+    ASSERT_TRUE(RunUntil(server, [&] { return server.NumOpenConnections() == 4; }));
+    EXPECT_TRUE(RunUntil(server, [&] {
+        poll(nullptr, 0, 20);
+        (void)!send(slow, "x", 1, MSG_NOSIGNAL); /* fails once it is closed */
+        return server.NumOpenConnections() == 1;
+    }));
     EXPECT_EQ(1, server.NumWaiting());
     for (const int socket : sockets)
         close(socket);

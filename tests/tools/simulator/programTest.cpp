@@ -23,7 +23,7 @@ TEST(SimulatorProgram, EndsWithTheStatusThatSaysWhy) {
         const char *message;
     } rows[] = {
         {{"--version"}, "", 0, ""},
-        {{"--version"}, "/dev/full", 1, ""},
+        {{"--version"}, "/dev/full", 1, "cannot be written: No space left"},
         {{"--port", "0"}, "/dev/full", 1, "cannot be written: No space left"},
         {{"--port", "0"}, "closed", 1, "cannot be written: Bad file descriptor"},
         {{"--port", "-1"}, "", 2, "--port"},
