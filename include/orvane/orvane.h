@@ -11,6 +11,7 @@
 #include <orvane/listener.h>
 #include <orvane/log.h>
 #include <orvane/loop.h>
+#include <orvane/method.h>
 #include <orvane/objectPath.h>
 #include <orvane/operation.h>
 #include <orvane/privilege.h>

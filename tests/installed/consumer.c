@@ -22,6 +22,8 @@ static void OnRecord(OrvaneSession *session, const OrvaneWireRecord *record, gpo
 
 int main(void) {
     OrvaneInventory *machines;
+    OrvaneMethodInfo *method;
+    char **methods;
     guint numLines = 0, numBefore;
     OrvaneSession *session;
     GObject *spec;
@@ -41,6 +43,12 @@ int main(void) {
     g_print("%s %s %d %s\n", g_type_name(SKEMA_TYPE_OZY_VIRTUAL_MACHINE), G_OBJECT_TYPE_NAME(spec),
             SSL_IsThumbprint("x"), json);
     g_free(json);
+    method = orvane_method_info_new(SKEMA_TYPE_OZY_VIRTUAL_MACHINE, "ReconfigVM_Task");
+    methods = orvane_type_list_methods(SKEMA_TYPE_OZY_VIRTUAL_MACHINE);
+    if (method == NULL || method->numArguments != 1 || methods[0] == NULL)
+        return 1;
+    orvane_method_info_free(method);
+    g_strfreev(methods);
     g_print("%s", orvane_transport_error_get_text(ORVANE_TRANSPORT_NONE) ? "" : "no text");
     g_object_unref(spec);
     g_object_unref(session);

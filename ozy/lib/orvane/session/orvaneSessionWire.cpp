@@ -1,16 +1,24 @@
 #include "ozy/lib/orvane/session/orvaneSessionWire.h"
 
+#include <orvane/method.h>
+
 #include <algorithm>
 #include <array>
 #include <ctime>
 #include <string>
 #include <utility>
+#include <vector>
+
+#include <orvane/schema/qorm.h>
 
 #include "lib/misc/log.h"
 #include "lib/misc/printableText.h"
+#include "lib/misc/secret.h"
 #include "ozy/lib/orvane/runtime/orvaneRuntime.h"
+#include "ozy/lib/orvane/schema/schemaSession.h"
 #include "ozy/lib/orvane/session/orvaneSessionInt.h"
 #include "ozy/lib/orvane/session/wireFile.h"
+#include "ozy/lib/orvane/soap/orvaneSoap.h"
 #include "ozy/lib/orvane/soap/wireText.h"
 
 namespace {
@@ -210,6 +218,29 @@ void OrvaneSessionWire_Reply(OrvaneSession *session, const OrvaneWireCall &call,
         content = {response->content, response->contentLength};
     }
     Emit(session, record, request, content);
+}
+
+char *orvane_method_format_request(const OrvaneMethodInfo *method, SkemaQormManagedObject *object,
+                                   const GValue *values, guint numValues) {
+    g_return_val_if_fail(method != nullptr && numValues <= method->numArguments, nullptr);
+    g_return_val_if_fail(SKEMA_IS_QORM_MANAGED_OBJECT(object), nullptr);
+    g_return_val_if_fail(g_type_is_a(G_OBJECT_TYPE(object), method->owner), nullptr);
+    OrvaneSession *session = SchemaSession_GetLive(object);
+    const char *typeName = OrvaneType_WireName(G_OBJECT_TYPE(object));
+    if (session == nullptr || session->priv->version == nullptr || typeName == nullptr ||
+        object->id == nullptr)
+        return nullptr;
+    std::vector<OrvaneArgument> arguments;
+    for (guint i = 0; i < numValues; i++)
+        arguments.push_back({method->arguments[i].name, &values[i]});
+    gsize length = 0;
+    const SecretText body(OrvaneSoap_Serialize(session, typeName, object->id, method->name,
+                                               arguments.data(), numValues, &length));
+    if (!body)
+        return nullptr;
+    std::string text;
+    WireText_Append(&text, {body.get(), length});
+    return g_strdup(text.c_str() + text.starts_with('\n'));
 }
 
 void orvane_session_set_wire_func(OrvaneSession *session, OrvaneWireFunc function, gpointer data,
