@@ -15,6 +15,9 @@ namespace orvaneCli {
 
 namespace {
 
+using schemaImport::UrlPart;
+using schemaImport::UrlPtr;
+
 /* Without brackets and a dot at the end; addresses as inet_ntop() writes them. */
 std::string PlainHost(std::string host) {
     if (host.starts_with('['))
@@ -51,7 +54,7 @@ std::string ServiceAddress::CertificateHost() const {
 
 std::optional<ServiceAddress> ParseServiceAddress(const std::string &url) {
     const OrvaneUrlKind kind = orvane_session_judge_url(url.c_str());
-    const CurlUrlPtr parsed(curl_url());
+    const UrlPtr parsed(curl_url());
     if (kind == ORVANE_URL_INVALID || parsed == nullptr ||
         curl_url_set(parsed.get(), CURLUPART_URL, url.c_str(), 0) != CURLUE_OK)
         return std::nullopt;

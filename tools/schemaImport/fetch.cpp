@@ -1,5 +1,6 @@
 #include "tools/schemaImport/fetch.h"
 
+#include "apps/lib/basicHttp/basicHttpPtr.h"
 #include "ozy/lib/orvaneGlib/glibLoop.h"
 #include "tools/schemaImport/urlPart.h"
 
@@ -16,7 +17,7 @@ std::string UrlText(CURLU *url) {
     char *text = nullptr;
     if (curl_url_get(url, CURLUPART_URL, &text, 0) != CURLUE_OK)
         return "";
-    return CurlTextPtr(text).get();
+    return UrlTextPtr(text).get();
 }
 
 std::string OriginOf(CURLU *url) {
@@ -79,7 +80,7 @@ UrlSource::~UrlSource() {
 }
 
 bool UrlSource::Name(const std::string &url, DocumentRef *document, std::string *why) {
-    const CurlUrlPtr parsed(curl_url());
+    const UrlPtr parsed(curl_url());
     const bool isUrl = curl_url_set(parsed.get(), CURLUPART_URL, url.c_str(), 0) == CURLUE_OK;
     const std::string scheme = isUrl ? UrlPart(parsed.get(), CURLUPART_SCHEME) : "";
     if (scheme != "http" && scheme != "https") {
@@ -93,8 +94,8 @@ bool UrlSource::Name(const std::string &url, DocumentRef *document, std::string 
 
 bool UrlSource::Resolve(const DocumentRef &from, const std::string &location, DocumentRef *found,
                         std::string *why) {
-    const CurlUrlPtr base(curl_url());
-    const CurlUrlPtr url(curl_url());
+    const UrlPtr base(curl_url());
+    const UrlPtr url(curl_url());
     curl_url_set(base.get(), CURLUPART_URL, from.key.c_str(), 0);
     curl_url_set(url.get(), CURLUPART_URL, from.key.c_str(), 0);
     if (curl_url_set(url.get(), CURLUPART_URL, location.c_str(), 0) != CURLUE_OK) {
