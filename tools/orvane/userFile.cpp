@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <memory>
+#include <string_view>
 
 #include <fcntl.h>
 #include <fmt/format.h>
@@ -23,6 +24,7 @@ namespace {
 constexpr mode_t kFileMode = 0600;
 constexpr mode_t kFolderMode = 0700;
 constexpr guint32 kMaxWaitMsec = 30000;
+constexpr std::string_view kByteOrderMark = "\xef\xbb\xbf"; /* of UTF-8 */
 constexpr guint32 kReadAndWrite = FILEIO_OPEN_ACCESS_READ | FILEIO_OPEN_ACCESS_WRITE;
 
 using PathText = MallocPtr<char>;
@@ -164,7 +166,7 @@ std::optional<std::string> UserFile::ReadNow() const {
     if (size > kMaxBytes)
         throw Fail(Text(MSGID("file.tooLarge") "is too large"));
     text.resize(size);
-    return text;
+    return text.starts_with(kByteOrderMark) ? text.substr(kByteOrderMark.size()) : text;
 }
 
 void UserFile::Change(const std::function<std::string(const std::string &)> &make) const {

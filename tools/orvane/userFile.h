@@ -6,7 +6,7 @@
  *
  * The file has the mode 0600 in a folder of mode 0700. A new one replaces the old one by a rename, so that it is
  * complete at every moment. Programs that change it at the same time wait for each other, so none loses what another
- * wrote. A link is followed, not replaced.
+ * wrote. A link is followed, not replaced. A byte-order mark at the head is no part of the text, and is not written.
  *
  *   known_services.lck/      the lock, while a program reads or changes the file
  *   known_services~          the new file, until it is renamed

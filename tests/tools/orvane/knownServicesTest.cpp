@@ -65,8 +65,7 @@ TEST_F(KnownServicesTest, WhatIsRememberedIsFoundAndIsTheUsersAlone) {
 TEST_F(KnownServicesTest, OneLineChangesAndAllElseStays) {
     const std::string before = "# mine\n\n  other:1   " + Thumbprint("01") + "\nhost:443 " +
                                Thumbprint("0a") + "\r\nnonsense\nHOST:443 x\n# end";
-    folder.Write("f", before);
-    const KnownServices file(folder.Path("f"));
+    const KnownServices file(folder.Write("f", "\xef\xbb\xbf" + before));
     EXPECT_EQ(Thumbprint("01"), file.Find("other:1"));
     EXPECT_EQ(Thumbprint("0a"), file.Find("host:443"));
     file.Remember("host:443", Thumbprint("0C"));

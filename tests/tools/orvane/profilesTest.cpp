@@ -114,6 +114,19 @@ TEST_F(ProfilesTest, AWrongPassphraseChangesNothing) {
     EXPECT_NE("", WhyNot([&] { Secret("lab"); }));
 }
 
+TEST_F(ProfilesTest, AByteOrderMarkIsReadAndNotWritten) {
+    const std::string mark = "\xef\xbb\xbf";
+    Add("lab");
+    const std::string written = folder.Read("orvane/profiles");
+    for (const std::string &text : {written, std::string("profile.lab.url = \"https://lab/\"\n")}) {
+        folder.Write("orvane/profiles", mark + text);
+        EXPECT_EQ("lab ", NamesOf(profiles));
+        Add("second");
+        EXPECT_EQ("lab second ", NamesOf(profiles));
+        EXPECT_THAT(folder.Read("orvane/profiles"), Not(HasSubstr(mark)));
+    }
+}
+
 TEST_F(ProfilesTest, APasswordIsForItsAddressAndUserOnly) {
     Add("lab", "s3cret");
     const std::string text = folder.Read("orvane/profiles");

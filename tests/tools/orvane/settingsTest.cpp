@@ -49,6 +49,7 @@ TEST_F(Settings, TheFirstLayerThatHasOneCountsAndIsShown) {
         {"", "", {}, "30", "(default)"},
         {"", "timeout = \"7\"\n", {}, "7", "USER_DEFAULTS"},
         {"timeout = 8\n", "timeout = \"7\"\n", {}, "8", "USER_PREFERENCES"},
+        {"\xef\xbb\xbftimeout = 8\n", "", {}, "8", "USER_PREFERENCES"},
         {"timeout = 8\n", "", {"--set", "timeout=9"}, "9", "NON_PERSISTENT"},
         {"color = never\n", "timeout = 7\ncolor = always\n", {}, "7", "USER_DEFAULTS"},
     };
