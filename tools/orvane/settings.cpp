@@ -11,6 +11,7 @@
 #include <nlohmann/json.hpp>
 #include <sys/stat.h>
 
+#include "lib/config/panicSettings.h"
 #include "lib/config/preference.h"
 #include "lib/dict/dictionaryFile.h"
 #include "lib/misc/glibPtr.h"
@@ -154,6 +155,8 @@ void StartSettings() {
     for (const PreferenceLayer layer : kLayersWithFiles)
         Preference_SetFileName(layer, IsUsable(FileOf(layer)) ? FileOf(layer).c_str() : "");
     Preference_Init();
+    Panic_Init();
+    CoreDump_PreloadDebugSupport();
     /* where catalogues are */
     if (Preference_NotSet("libdir"))
         Preference_SetFromString(("libdir=" + ProgramFolder()).c_str(), TRUE);

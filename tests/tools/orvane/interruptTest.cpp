@@ -2,9 +2,11 @@
 #include <gmock/gmock.h>
 #include <sys/ioctl.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <termios.h>
 #include <unistd.h>
 
+#include "tests/support/temporaryFolder.h"
 #include "tests/tools/orvane/program.h"
 #include "tests/tools/simulator/soapClient.h"
 #include "tools/simulator/simulator.h"
@@ -12,6 +14,7 @@
 namespace {
 
 using simulator::TroubleKind;
+using testing::AllOf;
 using testing::AnyOf;
 using testing::EndsWith;
 using testing::HasSubstr;
@@ -118,6 +121,25 @@ TEST_F(OrvaneInterrupted, WhatWasIgnoredAtItsStartStaysIgnored) {
     demo.Signal(SIGHUP);
     demo.Signal(SIGTERM);
     EXPECT_EQ(128 + SIGTERM, demo.Wait().status);
+}
+
+TEST_F(OrvaneInterrupted, ACrashIsHandledAsTheSettingsSay) {
+    const TemporaryFolder folder;
+    const std::string settings = "panic.loopOnPanic = TRUE\npanic.addrSpaceReservedKB = 64\n";
+    mkdir(folder.Path("orvane").c_str(), 0700);
+    folder.Write("orvane/config", settings + "coreDumpOnPanic = FALSE\n");
+    setenv("XDG_CONFIG_HOME", folder.Path().c_str(), 1);
+    Silence("RetrieveProperties");
+    std::vector<std::string> words = Demo();
+    words.insert(words.end(), {"--log", folder.Path("log")});
+    Program demo("bin/orvane", words, true);
+    unsetenv("XDG_CONFIG_HOME");
+    EXPECT_TRUE(HasCalled("RetrieveProperties"));
+    demo.Signal(SIGUSR1);
+    EXPECT_TRUE(demo.WaitFor("Looping pid="));
+    EXPECT_THAT(folder.Read("log"),
+                AllOf(HasSubstr(", size:64KB)\n"), HasSubstr("Unexpected signal: 10.\n"),
+                      Not(HasSubstr("core dump"))));
 }
 
 TEST_F(OrvaneInterrupted, StopsAtThePromptAndAsksAgain) {
