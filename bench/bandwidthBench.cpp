@@ -78,7 +78,8 @@ private:
                 Check(now > 0, "body");
                 done += static_cast<size_t>(now);
             }
-            next = std::max(next + std::chrono::seconds(1) / kStepsASecond, Clock::now());
+            /* a thread that wakes up late sends more, or the link would be slower than it is meant to be */
+            next += std::chrono::seconds(1) / kStepsASecond;
             std::this_thread::sleep_until(next);
         }
         close(peer);
@@ -89,8 +90,26 @@ private:
     std::thread thread;
 };
 
+/* Keeps a loop from running for a while, from time to time, as other work of an application does. */
+class OtherWork {
+public:
+    explicit OtherWork(std::chrono::milliseconds workTime) : duration(workTime) {}
+    void Run() {
+        if (duration.count() == 0 || Clock::now() < next)
+            return;
+        std::this_thread::sleep_for(duration);
+        next = Clock::now() + kPause;
+    }
+
+private:
+    static constexpr auto kPause = std::chrono::milliseconds(150);
+    std::chrono::milliseconds duration;
+    Clock::time_point next = Clock::now() + kPause;
+};
+
 /* Gets a page, as a member of a group or of none. Returns the size of its body. */
-size_t Get(const std::string &url, BasicHttpBandwidthGroup *group) {
+size_t Get(const std::string &url, BasicHttpBandwidthGroup *group,
+           std::chrono::milliseconds workTime = {}) {
     BasicHttpRequest *request =
         BasicHttp_CreateRequest(url.c_str(), BASICHTTP_METHOD_GET, nullptr, nullptr, nullptr);
     BasicHttp_SetProxy(request, "", BASICHTTP_PROXY_NONE);
@@ -109,22 +128,24 @@ size_t Get(const std::string &url, BasicHttpBandwidthGroup *group) {
         BasicHttp_FreeRequest(ended);
     };
     Check(BasicHttp_SendRequest(request, onSent, &done), "send");
-    while (!done.isDone)
+    OtherWork work(workTime);
+    while (!done.isDone) {
         epollLoop::RunOnce();
+        work.Run();
+    }
     return done.size;
 }
 
-void PrintLimit() {
+void PrintLimit(const char *name, const char *what, std::chrono::milliseconds workTime) {
     const SlowServer server;
     BasicHttpBandwidthGroup *group = BasicHttp_CreateBandwidthGroup(0, kLimit);
     const auto start = Clock::now();
-    const auto size = static_cast<double>(Get(server.Url(), group));
+    const auto size = static_cast<double>(Get(server.Url(), group, workTime));
     const double seconds = std::chrono::duration<double>(Clock::now() - start).count();
     BasicHttp_DeleteBandwidthGroup(group);
     const double ratio = size / seconds / static_cast<double>(kLimit);
-    fmt::print("{:<14} {:<58} {:.2f} s   {:.3f}   wanted 0.95 to 1.05   {}\n", "limit",
-               "5 MB over a link of 2 MB/s in a group of 1 MB/s : the limit", seconds, ratio,
-               ratio >= 0.95 && ratio <= 1.05 ? "ok" : "OUTSIDE");
+    fmt::print("{:<14} {:<58} {:.2f} s   {:.3f}   wanted 0.95 to 1.05   {}\n", name, what, seconds,
+               ratio, ratio >= 0.95 && ratio <= 1.05 ? "ok" : "OUTSIDE");
 }
 
 /* Counts the instructions of this thread outside of the kernel; where the machine does not tell, its processor time. */
@@ -200,7 +221,9 @@ void PrintGroup() {
 int main() {
     BasicHttp_Init(epollLoop::Callback, epollLoop::CallbackRemove);
     PrintGroup();
-    PrintLimit();
+    PrintLimit("limit", "5 MB over a link of 2 MB/s in a group of 1 MB/s : the limit", {});
+    PrintLimit("limitLate", "the same in a loop that is late by 50 ms 5 times a second",
+               std::chrono::milliseconds(50));
     BasicHttp_Shutdown();
     return 0;
 }

@@ -3,10 +3,14 @@
  * pauses a transfer that is faster than its share for as long as its average takes to fall to that share.
  *
  *   share = limit / members that are not paused, plus an equal part of what slower members leave unused
+ *
+ * A loop that is late makes a delay longer. The window does not count that time, and the next delays are shorter by it,
+ * so that the average over a few seconds is still the share.
  */
 #include "apps/lib/basicHttp/basicHttpInt.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "lib/misc/log.h"
 
@@ -15,6 +19,9 @@ namespace {
 /* A window with more bytes is shortened to a third. */
 constexpr gint64 kMaxWindowBytes = 65535;
 constexpr gint64 kShortWindowBytes = kMaxWindowBytes / 3;
+
+/* What a transfer can make up at once: 4 % of 5 seconds. */
+constexpr gint64 kMaxLateTime = kMicrosecondsPerSecond / 5;
 
 struct DirectionRow {
     guint32 pauseBit;
@@ -62,13 +69,34 @@ gint64 Surplus(const BasicHttpBandwidthGroup *group, const DirectionRow &row, gi
 }
 
 bool SetResume(BasicHttpRequest *request, gint64 delay) {
-    BasicHttpRemoveResumePollCallback(request);
+    if (request->hasResume)
+        pollCallbackRemoveProc(0, BasicHttpResumePollCallback, request, POLL_REALTIME,
+                               POLL_CLASS_MAIN);
+    request->hasResume = false;
     if (pollCallbackProc(0, BasicHttpResumePollCallback, request, POLL_REALTIME, delay, nullptr,
                          POLL_CLASS_MAIN) != 0)
         return false;
     request->hasResume = true;
     request->resumeTime = basicHttpNow() + std::min(delay, G_MAXINT64 / 2);
     return true;
+}
+
+void SetRate(BasicHttpBandwidthStats *stats) {
+    /* the time that the tests give may go back */
+    const gint64 elapsed = stats->lastTime - stats->windowStartTime;
+    if (elapsed > 0)
+        stats->transferRate = MultiplyDivide(stats->windowBytes, kMicrosecondsPerSecond, elapsed);
+}
+
+/* Uses time that was lost before in place of a delay. Returns the rest of the delay. */
+gint64 MakeUp(BasicHttpBandwidthStats *stats, gint64 delay) {
+    const gint64 used = std::min(delay, stats->lateTime);
+    if (used <= 0)
+        return delay;
+    stats->lateTime -= used;
+    stats->windowStartTime -= used;
+    SetRate(stats);
+    return delay - used;
 }
 
 void Unlink(BasicHttpRequest *request) {
@@ -168,14 +196,12 @@ void BasicHttpBandwidthUpdate(BasicHttpBandwidthStats *stats, gint64 bytes) {
     }
     if (stats->windowStartTime == 0)
         stats->windowStartTime = stats->lastTime;
-    /* the time that the tests give may go back */
     const gint64 elapsed = std::max<gint64>(stats->lastTime - stats->windowStartTime, 0);
     if (stats->windowBytes == 0 && stats->transferRate != 0)
         stats->windowBytes = MultiplyDivide(stats->transferRate, elapsed, kMicrosecondsPerSecond);
     stats->windowBytes += bytes - stats->transferredBytes;
     stats->transferredBytes = bytes;
-    if (elapsed != 0)
-        stats->transferRate = MultiplyDivide(stats->windowBytes, kMicrosecondsPerSecond, elapsed);
+    SetRate(stats);
 }
 
 void BasicHttpBandwidthSlideWindow(BasicHttpBandwidthStats *stats) {
@@ -215,13 +241,27 @@ gint64 BasicHttpBandwidthGetDelay(const BasicHttpBandwidthGroup *group,
            MultiplyDivide(stats.windowBytes, kMicrosecondsPerSecond, rate);
 }
 
+void BasicHttpBandwidthNoteResume(BasicHttpRequest *request) {
+    for (const DirectionRow &row : kDirections) {
+        BasicHttpBandwidthStats *stats = &(request->*row.stats);
+        const gint64 due = std::exchange(stats->dueTime, 0);
+        const gint64 late = basicHttpNow() - due;
+        if (due == 0 || late <= 0)
+            continue;
+        stats->windowStartTime += late;
+        stats->lateTime = std::min(stats->lateTime + late, kMaxLateTime);
+    }
+}
+
 bool BasicHttpDelayTransfer(BasicHttpRequest *request, BasicHttpDirection direction) {
     const BasicHttpBandwidthGroup *group = request->bandwidthGroup;
     if (!group || group->limits[direction] == 0)
         return false;
-    const gint64 delay = BasicHttpBandwidthGetDelay(group, request, direction);
+    BasicHttpBandwidthStats *stats = &(request->*kDirections[direction].stats);
+    const gint64 delay = MakeUp(stats, BasicHttpBandwidthGetDelay(group, request, direction));
     if (delay <= 0)
         return false;
+    stats->dueTime = basicHttpNow() + std::min(delay, G_MAXINT64 / 2);
     /* One callback resumes both directions. A direction that it resumes too soon is delayed once more. */
     if (request->hasResume && request->resumeTime - basicHttpNow() <= delay)
         return true;

@@ -85,6 +85,8 @@ struct BasicHttpBandwidthStats {
     gint64 transferRate; /* bytes per second over the window */
     gint64 windowStartTime;
     gint64 lastTime;
+    gint64 dueTime;  /* when the present delay is over; 0 without one */
+    gint64 lateTime; /* microseconds that late resumes have lost, and that later delays make up */
 };
 
 /* Also an index of the arrays of a group. */
@@ -348,6 +350,8 @@ void BasicHttpBandwidthSlideWindow(BasicHttpBandwidthStats *stats);
 /* Returns for how many microseconds a transfer is to be paused, 0 for not at all. */
 gint64 BasicHttpBandwidthGetDelay(const BasicHttpBandwidthGroup *group,
                                   const BasicHttpRequest *request, BasicHttpDirection direction);
+/* Notes by how much a delay has become longer than it should be, since the loop is late. */
+void BasicHttpBandwidthNoteResume(BasicHttpRequest *request);
 /* Whether libcurl is to pause a transfer that is too fast; its resume is then registered. */
 bool BasicHttpDelayTransfer(BasicHttpRequest *request, BasicHttpDirection direction);
 /* Nothing for a request that is in no group. */

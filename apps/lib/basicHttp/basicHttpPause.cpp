@@ -46,6 +46,7 @@ void BasicHttpResumePollCallback(gpointer clientData) {
     auto *request = static_cast<BasicHttpRequest *>(clientData);
     request->hasResume = false;
     request->lastActivityTime = basicHttpNow();
+    BasicHttpBandwidthNoteResume(request);
     {
         BasicHttpInsideCurl inside(request->owner);
         curl_easy_pause(request->curl, int(request->pausedMask));
@@ -55,6 +56,7 @@ void BasicHttpResumePollCallback(gpointer clientData) {
 }
 
 void BasicHttpRemoveResumePollCallback(BasicHttpRequest *request) {
+    request->sendStats.dueTime = request->recvStats.dueTime = 0;
     if (!request->hasResume)
         return;
     request->hasResume = false;

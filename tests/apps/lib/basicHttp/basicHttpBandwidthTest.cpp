@@ -47,11 +47,11 @@ protected:
             testLoop::RunUntil([&] { return outcome.numCalls > 0 || PendingDelay() >= 0; }));
         return outcome.numCalls == 0;
     }
-    /* Moves the clock over all delays. Returns the time that the transfer took. */
-    static gint64 RunThroughDelays(const Outcome &outcome) {
+    /* Moves the clock over all delays, and beyond each fourth. Returns the time that the transfer took. */
+    static gint64 RunThroughDelays(const Outcome &outcome, gint64 lateness = 0) {
         const gint64 start = TestClock();
-        while (RunUntilDelayed(outcome)) {
-            AdvanceClock(PendingDelay());
+        for (int i = 1; RunUntilDelayed(outcome); i++) {
+            AdvanceClock(PendingDelay() + (i % 4 == 0 ? lateness : 0));
             testLoop::Step();
         }
         return TestClock() - start;
@@ -145,6 +145,28 @@ TEST_F(BasicHttpBandwidth, ALimitHoldsInBothDirectionsAndIsShared) {
         EXPECT_NEAR(double(row.seconds), double(elapsed) / 1e6, 0.05 * double(row.seconds))
             << row.upload;
     }
+}
+
+TEST_F(BasicHttpBandwidth, TheTimeOfALateLoopIsMadeUp) {
+    constexpr guint64 kLimit = 1000000;
+    const std::string large(3 * kLimit, 'x');
+    server.Answer([](const CannedRequest &request) { return HttpReply(request.body); });
+    for (const gint64 lateness : {0, 50000, 100000}) {
+        for (const guint64 upload : {guint64{0}, kLimit}) {
+            const GroupPtr group(BasicHttp_CreateBandwidthGroup(upload, kLimit - upload));
+            Outcome outcome;
+            Send(Join(group.get(), Request("/x", BASICHTTP_METHOD_POST, large.c_str())), &outcome);
+            EXPECT_NEAR(3.0, double(RunThroughDelays(outcome, lateness)) / 1e6, 0.15)
+                << lateness << " " << upload;
+        }
+    }
+    /* after a long sleep of the process, a transfer is as fast as before */
+    const GroupPtr group(BasicHttp_CreateBandwidthGroup(0, kLimit));
+    Outcome outcome;
+    Send(Join(group.get(), Request("/x", BASICHTTP_METHOD_POST, large.c_str())), &outcome);
+    ASSERT_TRUE(RunUntilDelayed(outcome));
+    AdvanceClock(3600 * kMicrosecondsPerSecond);
+    EXPECT_LT(2.7, double(RunThroughDelays(outcome)) / 1e6);
 }
 
 TEST_F(BasicHttpBandwidth, OthersMayChangeOrEndALimitWhileATransferWaits) {
