@@ -14,8 +14,13 @@ constexpr int kMostLogoutSeconds = 5; /* of a command that has failed */
 } // namespace
 
 Connection::Connection(const Login &login, const TrustOptions &trustOptions)
-    : timeoutSeconds(login.timeoutSeconds), trust(trustOptions, login.url),
-      session(orvane_session_new()) {}
+    : timeoutSeconds(login.timeoutSeconds), trust(trustOptions, login.url), wire(login.wireFile),
+      session(orvane_session_new()) {
+    orvane_session_set_strict_loads(session.get(), TRUE);
+    if (login.isFerry)
+        orvane_session_target_ferry(session.get());
+    wire.Install(session.get());
+}
 
 /* Delegates, so that the destructor runs if it throws after the login. */
 Connection::Connection(const Login &login, const Password &password,
@@ -37,10 +42,10 @@ void Connection::Connect(const Login &login, const Password &password) {
     } catch (const Failure &) {
         if (trust.WhyRefused().empty())
             throw;
-        throw Failure(trust.WhyRefused());
+        throw Failure(trust.WhyRefused(), kNotTrusted);
     }
     if (orvane_session_get_state(session.get()) != ORVANE_SESSION_CONNECTED)
-        throw Failure(Text(MSGID("notConnected") "the session is not connected"));
+        throw Failure(Text(MSGID("notConnected") "the session is not connected"), kNoConnection);
 }
 
 void Connection::LogOut() {
@@ -49,6 +54,7 @@ void Connection::LogOut() {
     disconnect.Succeed();
     if (orvane_session_get_state(session.get()) != ORVANE_SESSION_DISCONNECTED)
         throw Failure(Text(MSGID("stillConnected") "the session is still connected"));
+    wire.Close();
 }
 
 Connection::~Connection() {

@@ -7,7 +7,7 @@
  *
  * Where LogOut() was not reached, because something else failed, the destructor logs out.
  *
- * Errors:  Failure.
+ * Errors:  Failure. A retrieval that the service refuses fails at once.
  * Threads: the one that iterates the default GMainContext. A Library must live longer.
  */
 #pragma once
@@ -19,6 +19,7 @@
 #include "tools/orvane/owners.h"
 #include "tools/orvane/password.h"
 #include "tools/orvane/serviceTrust.h"
+#include "tools/orvane/wireFile.h"
 
 namespace orvaneCli {
 
@@ -26,6 +27,8 @@ struct Login {
     std::string url;
     std::string user;
     int timeoutSeconds = 0; /* of a step, without the time that the user takes to answer */
+    bool isFerry = false;   /* the second service; the URL is the root of both */
+    std::string wireFile;   /* where requests and replies are recorded; empty: nowhere */
 };
 
 class Connection {
@@ -46,6 +49,7 @@ private:
 
     int timeoutSeconds;
     ServiceTrust trust; /* outlives the session, which asks it */
+    WireFile wire;      /* the same */
     ObjectPtr<OrvaneSession> session;
 };
 

@@ -65,10 +65,14 @@ std::string UnknownCommandText(const CLI::App &command) {
 int ReportUsage(const CLI::App &program, const CLI::ParseError &error) {
     const CLI::App &command = LastCommand(program);
     const std::string unknown = UnknownCommandText(command);
-    Report(!unknown.empty() ? unknown
-                            : Text(MSGID("command.seeHelp") "%s; see %s --help",
-                                   Printable(error.what()).c_str(), FullName(command).c_str()));
-    return kBadUsage;
+    /* its callback is not called for a wrong command line */
+    const auto output = program.get_option("--output")->results();
+    if (!output.empty() && output.front().starts_with("json"))
+        SetForThisRun("output=json");
+    return ReportFailure(BadUsage(
+        !unknown.empty() ? unknown
+                         : Text(MSGID("command.seeHelp") "%s; see %s --help",
+                                Printable(error.what()).c_str(), FullName(command).c_str())));
 }
 
 /* Translates the words of the help that are not a command's own. */
@@ -114,7 +118,11 @@ void AddSettingOptions(CLI::App &program) {
         Text(MSGID("help.color") "auto, always or never: the same as --set color=..."));
     program.add_option_function<std::string>(
         "--output", [](const std::string &value) { SetForThisRun("output=" + value); },
-        Text(MSGID("help.output") "text or json: the same as --set output=..."));
+        Text(MSGID("help.output") "table, plain (columns separated by tabs), json or jsonl (a "
+                                  "document a line): the same as --set output=..."));
+    program.add_flag_callback(
+        "--no-color", [] { SetForThisRun("color=never"); },
+        Text(MSGID("help.noColor") "The same as --color never"));
 }
 
 int Run(int argc, char **argv) {
@@ -129,11 +137,13 @@ int Run(int argc, char **argv) {
     program.parse_complete_callback(
         [&] { StartLog(logOptions, FullName(LastCommand(program)), ORVANE_VERSION); });
     program.footer(Text(MSGID(
-        "help.program.footer") "The exit status is 0 if all went well, 1 if the service or a file "
-                               "failed, 2 for a "
-                               "wrong command line or a missing password, and 128 plus the number "
-                               "of a signal that ended it: 130 after Ctrl-C, which logs out; a "
-                               "second one ends it at once."));
+        "help.program.footer") "The exit status is 0 if all went well, 1 if the service refused or "
+                               "a "
+                               "file failed, 2 for a wrong command line or a missing password, 3 "
+                               "without a connection, 4 if the login was refused, 5 if the "
+                               "certificate is not trusted, 6 after a time limit, and 128 plus the "
+                               "number of a signal that ended it: 130 after Ctrl-C, which logs "
+                               "out; a second one ends it at once."));
     AddSettingOptions(program);
 
     int status = kDone;

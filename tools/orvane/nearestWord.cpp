@@ -28,18 +28,29 @@ size_t Distance(std::string_view a, std::string_view b) {
 } // namespace
 
 std::string NearestWord(std::string_view word, const std::vector<std::string> &candidates) {
+    const auto nearest = NearestWords(word, candidates, 1);
+    return nearest.empty() ? "" : nearest.front();
+}
+
+std::vector<std::string> NearestWords(std::string_view word,
+                                      const std::vector<std::string> &candidates, size_t most) {
     if (word.size() > kMaxWord)
-        return "";
-    std::string nearest;
-    size_t least = word.size() / 3 + 2; /* must be below */
+        return {};
+    std::vector<std::pair<size_t, std::string_view>> near;
+    const size_t limit = word.size() / 3 + 2; /* must be below */
     for (const std::string &candidate : candidates) {
-        const size_t distance = Distance(word, candidate);
-        if (distance >= std::min(least, candidate.size()))
+        if (candidate.size() >= word.size() + limit)
             continue;
-        least = distance;
-        nearest = candidate;
+        const size_t distance = Distance(word, candidate);
+        if (distance < std::min(limit, candidate.size()))
+            near.emplace_back(distance, candidate);
     }
-    return nearest;
+    std::ranges::stable_sort(near, {}, [](const auto &each) { return each.first; });
+    near.resize(std::min(near.size(), most));
+    std::vector<std::string> words;
+    for (const auto &[distance, candidate] : near)
+        words.emplace_back(candidate);
+    return words;
 }
 
 } // namespace orvaneCli

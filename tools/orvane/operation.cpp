@@ -5,6 +5,7 @@
 #include <utility>
 
 #include <fmt/format.h>
+#include <orvane/schema/qorm.h>
 
 #include "tools/orvane/library.h"
 #include "tools/orvane/terminal.h"
@@ -36,6 +37,43 @@ constexpr auto kTransferErrors = std::to_array<TransferError>({
     {49, MSGID("transfer.certificate") "the certificate of the service is not accepted: its "
                                        "issuer, host name or validity"},
 });
+
+/* Faults that the user may do something about. */
+struct Advice {
+    const char *fault;
+    const char *text;
+};
+constexpr auto kAdvice = std::to_array<Advice>({
+    {"InvalidLogin", MSGID("advice.login") "check the user name and the password"},
+    {"NoPermission",
+     MSGID("advice.permission") "the user lacks the privilege; log in as one that has it"},
+    {"NotAuthenticated", MSGID("advice.session") "the service has ended the session; try again"},
+    {"ManagedObjectNotFound", MSGID("advice.object") "\"orvane ls -R\" shows what there is"},
+});
+
+int StatusOf(OrvaneOutcome outcome, const std::string &faultName, guint errorCode) {
+    switch (outcome) {
+    case ORVANE_OUTCOME_TIMED_OUT:
+        return kTimedOut;
+    case ORVANE_OUTCOME_TRANSPORT:
+        if (errorCode == ORVANE_TRANSPORT_OPERATION_TIMEDOUT ||
+            errorCode == ORVANE_TRANSPORT_CONNECT_TIMEOUT ||
+            errorCode == ORVANE_TRANSPORT_INACTIVITY_TIMEOUT)
+            return kTimedOut;
+        return errorCode == ORVANE_TRANSPORT_SSL_SECURITY ? kNotTrusted : kNoConnection;
+    case ORVANE_OUTCOME_DISCONNECTED:
+    case ORVANE_OUTCOME_NOT_SENT:
+        return kNoConnection;
+    case ORVANE_OUTCOME_SUCCEEDED:
+    case ORVANE_OUTCOME_FAULT:
+    case ORVANE_OUTCOME_SESSION_RELEASED:
+    case ORVANE_OUTCOME_SHUT_DOWN:
+    case ORVANE_OUTCOME_OBJECT_GONE:
+    case ORVANE_OUTCOME_CANCELLED:
+        break;
+    }
+    return faultName == "InvalidLogin" || faultName == "NotAuthenticated" ? kLoginRefused : kFailed;
+}
 
 std::string ArrayText(const GValueArray *array) {
     if (!array || array->n_values == 0)
@@ -85,21 +123,19 @@ bool RunUntil(const std::function<bool()> &condition, int seconds) {
 
 Operation::Operation(std::string operationName, int seconds)
     : name(std::move(operationName)), timeoutSeconds(seconds), listener(orvane_listener_new()) {
-    g_object_ref(listener.get()); /* the call's own, released when it ends */
-    g_signal_connect(listener.get(), "success", G_CALLBACK(OnEnd), this);
-    g_signal_connect(listener.get(), "failure", G_CALLBACK(OnEnd), this);
+    orvane_listener_set_completed_func(listener.get(), OnEnd, this, nullptr);
     g_signal_connect(listener.get(), "progress", G_CALLBACK(OnListenerProgress), this);
 }
 
 Operation::~Operation() {
     g_signal_handlers_disconnect_by_data(listener.get(), this);
+    orvane_listener_set_completed_func(listener.get(), nullptr, nullptr, nullptr);
 }
 
-void Operation::OnEnd(OrvaneListener *ended, gpointer data) {
+void Operation::OnEnd(OrvaneListener * /* ended */, OrvaneOutcome outcome, gpointer data) {
     auto *self = static_cast<Operation *>(data);
-    if (std::exchange(self->isOver, true))
-        return; /* a task may leave its final state and end again */
-    g_object_unref(ended);
+    self->outcome = outcome;
+    self->isOver = true;
 }
 
 void Operation::OnListenerProgress(OrvaneListener *running, gpointer data) {
@@ -112,7 +148,8 @@ void Operation::OnListenerProgress(OrvaneListener *running, gpointer data) {
 bool Operation::EndsBefore(const std::function<bool()> &condition) {
     if (!RunUntil([&] { return isOver || condition(); }, timeoutSeconds))
         throw Failure(
-            Text(MSGID("noAnswer") "%s: no answer within %d s", name.c_str(), timeoutSeconds));
+            Text(MSGID("noAnswer") "%s: no answer within %d s", name.c_str(), timeoutSeconds),
+            kTimedOut);
     return isOver;
 }
 
@@ -122,10 +159,26 @@ void Operation::Wait() {
 
 void Operation::Succeed() {
     Wait();
-    if (State() == ORVANE_LISTENER_SUCCEEDED)
-        return;
+    if (outcome != ORVANE_OUTCOME_SUCCEEDED)
+        throw MakeFailure();
+}
+
+Failure Operation::MakeFailure() const {
     const ObjectPtr<SkemaQormMethodFault> fault(orvane_listener_get_fault(listener.get()));
-    throw Failure(fmt::format("{}: {}", name, FaultText(fault.get())));
+    std::string why = FaultText(fault.get());
+    if (outcome == ORVANE_OUTCOME_DISCONNECTED || outcome == ORVANE_OUTCOME_NOT_SENT)
+        why = Text(MSGID("connectionLost") "the connection to the service is lost");
+    guint errorCode = ORVANE_TRANSPORT_NONE;
+    std::string faultName;
+    if (fault && g_type_is_a(G_OBJECT_TYPE(fault.get()), ORVANE_TYPE_FAULT_INVALID_RESPONSE))
+        g_object_get(fault.get(), "errorCode", &errorCode, nullptr);
+    else if (fault)
+        faultName = ClassName(fault.get());
+    const std::string advice = AdviceText(faultName);
+    if (!advice.empty() && why.ends_with('.'))
+        why.pop_back();
+    return Failure(fmt::format("{}: {}{}", name, why, advice),
+                   StatusOf(outcome, faultName, errorCode), faultName);
 }
 
 std::vector<ObjectPtr<GObject>> Operation::Objects() {
@@ -141,10 +194,23 @@ std::vector<ObjectPtr<GObject>> Operation::Objects() {
     return objects;
 }
 
+ObjectPtr<SkemaQormManagedObject> Operation::Object() {
+    Succeed();
+    UnsetValue result;
+    if (!orvane_listener_get_result(listener.get(), &result.value) ||
+        !G_VALUE_HOLDS_OBJECT(&result.value))
+        return nullptr;
+    gpointer object = g_value_get_object(&result.value);
+    if (object == nullptr || !g_type_is_a(G_OBJECT_TYPE(object), SKEMA_TYPE_QORM_MANAGED_OBJECT))
+        return nullptr;
+    return ObjectPtr<SkemaQormManagedObject>(
+        static_cast<SkemaQormManagedObject *>(g_object_ref_sink(object)));
+}
+
 ObjectPtr<SkemaQormMethodFault> Operation::Fail() {
     Wait();
     ObjectPtr<SkemaQormMethodFault> fault(orvane_listener_get_fault(listener.get()));
-    if (State() != ORVANE_LISTENER_FAILED || !fault)
+    if (outcome != ORVANE_OUTCOME_FAULT || !fault)
         throw Failure(
             Text(MSGID("noFault") "%s: it should have failed with a fault", name.c_str()));
     return fault;
@@ -154,6 +220,11 @@ std::string ClassName(gpointer object) {
     const auto *wireName =
         static_cast<const char *>(g_type_get_qdata(G_OBJECT_TYPE(object), orvane_quark_wsdlname()));
     return wireName ? wireName : G_OBJECT_TYPE_NAME(object);
+}
+
+std::string AdviceText(const std::string &faultName) {
+    const auto *known = std::ranges::find(kAdvice, faultName, &Advice::fault);
+    return known == kAdvice.end() ? "" : "; " + PlainText(known->text);
 }
 
 std::string FaultText(SkemaQormMethodFault *fault) {

@@ -38,17 +38,21 @@ public:
 
     /* Waits for the end. False if the condition holds before. */
     bool EndsBefore(const std::function<bool()> &condition);
+    /* Whether it has ended; for operations that run at the same time. */
+    bool IsOver() const { return isOver; }
     /* Waits for the end, which must be a success. */
     void Succeed();
     /* The same; returns the result, which must be an array of objects. */
     std::vector<ObjectPtr<GObject>> Objects();
+    /* The same; returns the result, which must be a managed object or nothing. */
+    ObjectPtr<SkemaQormManagedObject> Object();
     /* Waits for the end, which must be a failure with a fault. */
     ObjectPtr<SkemaQormMethodFault> Fail();
 
 private:
     void Wait();
-    OrvaneListenerState State() const { return orvane_listener_get_state(listener.get()); }
-    static void OnEnd(OrvaneListener *listener, gpointer data);
+    Failure MakeFailure() const;
+    static void OnEnd(OrvaneListener *listener, OrvaneOutcome outcome, gpointer data);
     static void OnListenerProgress(OrvaneListener *listener, gpointer data);
 
     std::string name;
@@ -56,8 +60,11 @@ private:
     ObjectPtr<OrvaneListener> listener;
     std::function<void(int)> onProgress;
     bool isOver = false;
+    OrvaneOutcome outcome = ORVANE_OUTCOME_SUCCEEDED; /* once it is over */
 };
 
+/* What the user can do about a fault of that class, as "; try ..."; empty if nothing is known. */
+std::string AdviceText(const std::string &faultName);
 /* "VirtualMachine": the name of an object's class on the wire. */
 std::string ClassName(gpointer object);
 /* "InvalidPowerState: The machine is ...", or the error of a failed transfer. */

@@ -34,12 +34,12 @@ enum SettingIndex { kColor, kOutput, kTimeout, kNumSettings };
 struct SettingRow {
     const char *name;
     const char *defaultValue;
-    std::array<const char *, 4> choices; /* none: a number of seconds */
+    std::array<const char *, 5> choices; /* none: a number of seconds */
 };
 
 constexpr std::array<SettingRow, kNumSettings> kSettings = {{
     {"color", "auto", {"auto", "always", "never"}},
-    {"output", "text", {"text", "json"}},
+    {"output", "table", {"table", "plain", "json", "jsonl", "text"}}, /* text: as table */
     {"timeout", "30", {}},
 }};
 
@@ -202,8 +202,18 @@ ColorSetting GetColorSetting() {
     return value == "never" ? ColorSetting::kNever : ColorSetting::kAuto;
 }
 
+OutputForm GetOutputForm() {
+    const std::string value = Value(kOutput);
+    if (value == "json")
+        return OutputForm::kJson;
+    if (value == "jsonl")
+        return OutputForm::kJsonLines;
+    return value == "plain" ? OutputForm::kPlain : OutputForm::kTable;
+}
+
 bool IsJsonWanted() {
-    return Value(kOutput) == "json";
+    const OutputForm form = GetOutputForm();
+    return form == OutputForm::kJson || form == OutputForm::kJsonLines;
 }
 
 int TimeoutSetting() {
@@ -226,7 +236,14 @@ std::vector<SettingShown> AllSettings() {
 
 void WriteJson(const nlohmann::ordered_json &document) {
     using Json = nlohmann::ordered_json;
-    WriteOutput(document.dump(2, ' ', false, Json::error_handler_t::replace) + "\n");
+    constexpr auto replace = Json::error_handler_t::replace;
+    if (GetOutputForm() == OutputForm::kJson) {
+        WriteOutput(document.dump(2, ' ', false, replace) + "\n");
+        return;
+    }
+    const Json lines = document.is_array() ? document : Json::array({document});
+    for (const Json &line : lines)
+        WriteOutput(line.dump(-1, ' ', false, replace) + "\n");
 }
 
 } // namespace orvaneCli

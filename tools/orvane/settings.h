@@ -37,7 +37,14 @@ void SetForThisRun(const std::string &text);
 enum class ColorSetting { kAuto, kAlways, kNever };
 ColorSetting GetColorSetting();
 
-/* Whether lists and descriptions are to be written as JSON. */
+enum class OutputForm {
+    kTable,    /* aligned columns for people */
+    kPlain,    /* a line a row, columns separated by tabs, without headings */
+    kJson,     /* one document */
+    kJsonLines /* a document a line */
+};
+OutputForm GetOutputForm();
+/* Whether it is one of the two forms of JSON. */
 bool IsJsonWanted();
 
 /* In seconds. */
@@ -51,7 +58,7 @@ struct SettingShown {
 };
 std::vector<SettingShown> AllSettings();
 
-/* Writes a document to stdout. */
+/* Writes a document to stdout; as JSON lines, a line for each element of an array. */
 void WriteJson(const nlohmann::ordered_json &document);
 
 } // namespace orvaneCli

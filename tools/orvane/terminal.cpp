@@ -33,12 +33,6 @@ bool StdoutTakesMoves() {
     return isatty(STDOUT_FILENO) && term && *term && strcmp(term, "dumb") != 0;
 }
 
-int Columns() {
-    winsize size{};
-    return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col != 0 ? size.ws_col
-                                                                            : kUsualColumns;
-}
-
 bool IsColorRefused() {
     const char *noColor = getenv("NO_COLOR");
     return noColor && *noColor;
@@ -112,6 +106,14 @@ int OutputError() {
     return gOutputError;
 }
 
+int OutputColumns() {
+    winsize size{};
+    if (isatty(STDOUT_FILENO) == 0)
+        return 0;
+    return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col != 0 ? size.ws_col
+                                                                            : kUsualColumns;
+}
+
 Terminal::Terminal() : hasUnicode(LocaleIsUnicode()) {
     const ColorSetting setting = GetColorSetting();
     isLive = StdoutTakesMoves() && (setting == ColorSetting::kAlways ||
@@ -168,7 +170,7 @@ void Terminal::EndProgress(Style style, std::string_view word) {
 }
 
 std::string Terminal::Bar() const {
-    const int width = std::clamp(Columns() - kBesideBar - int(label.size()), 0, kBarWidth);
+    const int width = std::clamp(OutputColumns() - kBesideBar - int(label.size()), 0, kBarWidth);
     const int full = percent * width / 100;
     const std::string filled = Repeated(hasUnicode ? "\u2588" : "#", full);
     const std::string empty = Repeated(hasUnicode ? "\u2591" : ".", width - full);

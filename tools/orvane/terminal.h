@@ -29,6 +29,9 @@ void WriteOutput(std::string_view text);
 /* Returns the errno of the first write to stdout that failed; 0 if none did. */
 int OutputError();
 
+/* Returns the number of columns of the terminal that stdout is; 0 if it is none. */
+int OutputColumns();
+
 class Terminal {
 public:
     Terminal(); /* looks at stdout and the environment */

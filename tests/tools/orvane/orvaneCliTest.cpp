@@ -50,8 +50,8 @@ std::vector<std::string> With(const simulator::Simulator &server,
 }
 
 /* A failure is reported by one line on stderr. */
-void ExpectOneLine(const Ended &ended, const std::string &text) {
-    EXPECT_EQ(1, ended.status);
+void ExpectOneLine(const Ended &ended, const std::string &text, int status = 1) {
+    EXPECT_EQ(status, ended.status);
     EXPECT_THAT(ended.err, AllOf(StartsWith("orvane: "), HasSubstr(text)));
     EXPECT_EQ(1, std::ranges::count(ended.err, '\n')) << ended.err;
 }
@@ -100,10 +100,11 @@ TEST(OrvaneDemo, ATakenPortIsOneLine) {
 }
 
 TEST_F(OrvaneDemoAtAService, AFailureIsOneLineAndLogsOut) {
-    ExpectOneLine(At("http://127.0.0.1:1/sdk"), "no service answers");
+    ExpectOneLine(At("http://127.0.0.1:1/sdk"), "no service answers", 3);
     simulator::Simulator server({.machines = 3});
     server.RunInThread();
-    ExpectOneLine(At(server.Url(), {"--password", "wrong"}), "InvalidLogin");
+    ExpectOneLine(At(server.Url(), {"--password", "wrong"}),
+                  "InvalidLogin: The user name or the password is wrong; check the user name", 4);
     ExpectOneLine(At(server.Url(), {"--machine", "nobody"}), "nobody");
     EXPECT_EQ(1, server.NumCalls("Logout"));
     server.AddTrouble({.kind = simulator::TroubleKind::Fault,
@@ -118,7 +119,7 @@ TEST_F(OrvaneDemoAtAService, AServiceThatFallsSilentEndsItInTime) {
     server.RunInThread();
     for (const char *method : {"Login", "RetrieveProperties", "CreateFilter", "Logout"}) {
         server.AddTrouble({.kind = simulator::TroubleKind::Silent, .method = method, .count = -1});
-        ExpectOneLine(At(server.Url(), {"--timeout", "1"}), "no answer within 1 s");
+        ExpectOneLine(At(server.Url(), {"--timeout", "1"}), "no answer within 1 s", 6);
         EXPECT_EQ(method == std::string("Logout") ? 1 : 0, server.NumSessions()) << method;
         server.ExpireSessions();
         server.ClearTroubles();

@@ -98,7 +98,7 @@ TEST_F(ServiceTrust, AsksOnceAndRemembers) {
 }
 
 TEST_F(ServiceTrust, OtherAnswersAreNotRemembered) {
-    for (const auto &[answer, status] : {std::pair("once\n", 0), {"no\n", 1}, {"\x04", 1}}) {
+    for (const auto &[answer, status] : {std::pair("once\n", 0), {"no\n", 5}, {"\x04", 5}}) {
         simulator::Simulator server(Secured("self-signed"));
         server.RunInThread();
         const Ended ended = Answer(server, answer);
@@ -133,7 +133,7 @@ TEST_F(ServiceTrust, WithoutATerminalItSaysHowToGoOn) {
     server.RunInThread();
     const std::string thumbprint = server.Certificate()->Leaf().thumbprint256;
     const Ended ended = About(server);
-    EXPECT_EQ(1, ended.status);
+    EXPECT_EQ(5, ended.status);
     EXPECT_THAT(ended.err, AllOf(HasSubstr("--pin " + thumbprint), HasSubstr(Key(server))));
     EXPECT_EQ(1, std::ranges::count(ended.err, '\n')) << ended.err;
     EXPECT_EQ(0, server.NumCalls());
@@ -148,7 +148,7 @@ TEST_F(ServiceTrust, AChangedCertificateIsRefused) {
     const std::string line = Key(server) + " " + other + "\n";
     folder.Write(kKnown, line);
     const Ended ended = About(server);
-    EXPECT_EQ(1, ended.status);
+    EXPECT_EQ(5, ended.status);
     EXPECT_THAT(ended.err, AllOf(HasSubstr("HAS CHANGED"), HasSubstr(other),
                                  HasSubstr(server.Certificate()->Leaf().thumbprint256)));
     folder.Write(kKnown, Key(server) + " " + other.substr(3) + "\n");
@@ -168,8 +168,8 @@ TEST_F(ServiceTrust, APinAcceptsThatCertificateAlone) {
         {shown.thumbprint, 0},
         {shown.thumbprint256, 0},
         {Lower(WithoutColons(shown.thumbprint256)), 0},
-        {other.thumbprint, 1},
-        {other.thumbprint256, 1},
+        {other.thumbprint, 5},
+        {other.thumbprint256, 5},
         {shown.thumbprint256.substr(3), 2},
         {"", 2},
         {shown.thumbprint256 + ":00", 2},
@@ -179,7 +179,7 @@ TEST_F(ServiceTrust, APinAcceptsThatCertificateAlone) {
         const Ended ended = About(server, {"--pin", row.pin});
         EXPECT_EQ(row.status, ended.status) << row.pin << ended.err;
         EXPECT_EQ(row.status == 0 ? 1 : 0, server.NumCalls("Login")) << row.pin;
-        if (row.status == 1) {
+        if (row.status == 5) {
             EXPECT_THAT(ended.err, AllOf(HasSubstr(row.pin), HasSubstr(shown.thumbprint256)));
         }
     }
@@ -198,7 +198,8 @@ TEST_F(ServiceTrust, AnAuthorityVouchesForWhatItIssuedWell) {
         const std::string file = folder.Write("ca.pem", server.Certificate()->anchor.pem);
         const bool isGood = std::ranges::count(good, kind) > 0;
         const Ended ended = About(server, {"--ca", file});
-        EXPECT_EQ(isGood ? 0 : 1, ended.status) << kind << ended.err;
+        const int refused = kind == "bad-signature" ? 3 : 5; /* fails the handshake itself */
+        EXPECT_EQ(isGood ? 0 : refused, ended.status) << kind << ended.err;
         EXPECT_EQ(isGood, server.NumCalls() > 0) << kind;
         EXPECT_EQ(0, About(server, {"--insecure"}).status) << kind;
     }
@@ -233,7 +234,7 @@ TEST_F(ServiceTrust, AnAuthorityOfTheMachineVouchesForTheNamesOfACertificate) {
             folder.Write("ca/" + anchor.fileName, anchor.pem);
             server.RunInThread();
             const Ended ended = About(server);
-            EXPECT_EQ(kind == std::string("good") ? 0 : 1, ended.status) << kind << ended.err;
+            EXPECT_EQ(kind == std::string("good") ? 0 : 5, ended.status) << kind << ended.err;
             EXPECT_EQ(ended.status == 0, server.NumCalls() > 0) << kind;
             EXPECT_EQ(ended.status == 0,
                       ended.out.find("by a trusted authority") != std::string::npos);

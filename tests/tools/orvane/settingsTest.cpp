@@ -77,7 +77,7 @@ TEST_F(Settings, AValueThatCannotBeUsedIsRefusedOrReportedOnce) {
         {{"--set", "colour=auto", "config"}, "names color, output, timeout"},
         {{"--set", "color", "config"}, "is not NAME=VALUE"},
         {{"--color", "\033[31m", "config"}, "\"\\x1b[31m\" is none of auto, always, never"},
-        {{"--output", "xml", "config"}, "is none of text, json"},
+        {{"--output", "xml", "config"}, "is none of table, plain, json, jsonl, text"},
     };
     for (const auto &[words, why] : refused) {
         const Ended ended = Run(words);
@@ -124,6 +124,10 @@ TEST_F(Settings, DecideAboutOutputColourAndTime) {
     ASSERT_TRUE(document.is_object());
     EXPECT_EQ("administrator", document["user"]);
     EXPECT_EQ("6.0", document["version"]);
+
+    Words asLines = about;
+    asLines.insert(asLines.begin(), {"--output", "jsonl"});
+    EXPECT_EQ(1, std::ranges::count(Run(asLines).out, '\n'));
 
     Words asText = about;
     asText.insert(asText.begin(), {"--output", "text"});

@@ -1,0 +1,19 @@
+/*
+ * jsonText.h -- a text of a service as a JSON string:  a"b  ->  "a\"b"
+ *
+ * Control characters (C0, DEL, C1) and marks that change the direction of text are written as escapes, so that the
+ * result can be shown on a terminal. Bytes that are not UTF-8 become U+FFFD.
+ */
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace orvaneCli {
+
+/* Appends the text, with its quotation marks. */
+void AppendJsonText(std::string &json, std::string_view text);
+
+std::string JsonText(std::string_view text);
+
+} // namespace orvaneCli
