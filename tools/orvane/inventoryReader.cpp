@@ -1,0 +1,178 @@
+#include "tools/orvane/inventoryReader.h"
+
+#include <array>
+
+#include <orvane/schema/ozy.h>
+#include <orvane/schema/qorm.h>
+
+#include "tools/orvane/message.h"
+#include "tools/orvane/terminal.h"
+
+namespace orvaneCli {
+
+namespace {
+
+/* A property that leads from an entity to those below it. */
+struct Way {
+    const char *name;
+    GType (*type)();
+    const char *property;
+    const char *since; /* the first version that has it; older services refuse it */
+};
+
+constexpr auto kWays = std::to_array<Way>({
+    {"children", skema_ozy_folder_get_type, "childEntity", ""},
+    {"machineFolder", skema_ozy_datacenter_get_type, "vmFolder", ""},
+    {"hostFolder", skema_ozy_datacenter_get_type, "hostFolder", ""},
+    {"datastoreFolder", skema_ozy_datacenter_get_type, "datastoreFolder", "ozy25/4.0"},
+    {"networkFolder", skema_ozy_datacenter_get_type, "networkFolder", "ozy25/4.0"},
+    {"hosts", skema_ozy_compute_resource_get_type, "host", ""},
+    {"rootPool", skema_ozy_compute_resource_get_type, "resourcePool", ""},
+    {"pools", skema_ozy_resource_pool_get_type, "resourcePool", ""},
+});
+
+void Append(GValueArray *array, GType type, GObject *object) {
+    GValue value = G_VALUE_INIT;
+    g_value_init(&value, type);
+    g_value_take_object(&value, object);
+    g_value_array_append(array, &value);
+    g_value_unset(&value);
+}
+
+void SetPaths(GObject *propertySpec, const std::vector<std::string> &paths) {
+    const ValueArrayPtr texts(g_value_array_new(static_cast<guint>(paths.size())));
+    for (const std::string &path : paths) {
+        GValue value = G_VALUE_INIT;
+        g_value_init(&value, G_TYPE_STRING);
+        g_value_set_string(&value, path.c_str());
+        g_value_array_append(texts.get(), &value);
+        g_value_unset(&value);
+    }
+    g_object_set(propertySpec, "pathSet", texts.get(), nullptr);
+}
+
+GObject *PropertySpec(GType type, const std::vector<std::string> &paths) {
+    GObject *spec = orvane_property_spec_new(type, FALSE, nullptr);
+    SetPaths(spec, paths);
+    return spec;
+}
+
+GType SelectionType() {
+    return SKEMA_TYPE_QORM_CORE_PROPERTY_COLLECTOR_SELECTION_SPEC;
+}
+
+GObject *ObjectSpec(const Service &service, SkemaQormManagedObject *entity, InventoryDepth depth) {
+    std::vector<const Way *> ways;
+    for (const Way &way : kWays) {
+        const bool isKnown =
+            *way.since == '\0' || orvane_session_has_version(service.Session(), way.since);
+        const bool isUsed =
+            depth == InventoryDepth::kAllBelow || g_type_is_a(G_OBJECT_TYPE(entity), way.type());
+        if (isKnown && isUsed)
+            ways.push_back(&way);
+    }
+    const ValueArrayPtr traversals(g_value_array_new(static_cast<guint>(ways.size())));
+    for (const Way *way : ways) {
+        GObject *traversal =
+            orvane_traversal_spec_new(way->name, way->type(), way->property, FALSE, TRUE, nullptr);
+        if (depth == InventoryDepth::kAllBelow) {
+            const ValueArrayPtr further(g_value_array_new(static_cast<guint>(ways.size())));
+            for (const Way *next : ways)
+                Append(further.get(), SelectionType(), orvane_selection_spec_new(next->name));
+            g_object_set(traversal, "selectSet", further.get(), nullptr);
+        }
+        Append(traversals.get(), SelectionType(), traversal);
+    }
+    GObject *spec = orvane_object_spec_new(entity, TRUE, TRUE, nullptr);
+    g_object_set(spec, "selectSet", traversals.get(), nullptr);
+    return spec;
+}
+
+ValueArrayPtr SetOfOne(GObject *filterSpec) {
+    return ValueArrayPtr(orvane_filter_spec_set_new(TRUE, filterSpec, nullptr));
+}
+
+InventoryEntity MakeEntity(ObjectPtr<GObject> object) {
+    gchar *name = nullptr;
+    SkemaQormManagedObject *parent = nullptr;
+    g_object_get(object.get(), "name", &name, "parent", &parent, nullptr);
+    const GPtr<char> nameOwner(name);
+    const ProxyPtr parentOwner(parent);
+    return {ProxyPtr(reinterpret_cast<SkemaQormManagedObject *>(object.release())),
+            name != nullptr ? name : "", parent != nullptr ? parent->id : ""};
+}
+
+/* Whether the text begins with "%" and two hexadecimal digits. */
+bool IsEscape(std::string_view text) {
+    return text.size() >= 3 && text[0] == '%' && g_ascii_isxdigit(text[1]) != 0 &&
+           g_ascii_isxdigit(text[2]) != 0;
+}
+
+} // namespace
+
+std::vector<InventoryEntity> ReadInventory(const Service &service, SkemaQormManagedObject *entity,
+                                           InventoryDepth depth,
+                                           const std::vector<ExtraProperties> &extra) {
+    GObject *filterSpec = orvane_filter_spec_new(
+        TRUE, ObjectSpec(service, entity, depth),
+        PropertySpec(SKEMA_TYPE_OZY_MANAGED_ENTITY, {"name", "parent"}), nullptr);
+    if (!extra.empty()) {
+        GValueArray *specs = nullptr;
+        g_object_get(filterSpec, "propSet", &specs, nullptr);
+        const ValueArrayPtr all(specs);
+        for (const ExtraProperties &each : extra)
+            Append(all.get(), SKEMA_TYPE_QORM_CORE_PROPERTY_COLLECTOR_PROPERTY_SPEC,
+                   PropertySpec(each.type, each.paths));
+        g_object_set(filterSpec, "propSet", all.get(), nullptr);
+    }
+    Operation retrieve(Text(MSGID("inventory.reading") "reading the inventory"),
+                       service.TimeoutSeconds());
+    const ValueArrayPtr set = SetOfOne(filterSpec);
+    orvane_session_retrieve_contents(service.Session(), set.get(), retrieve.Listener());
+    std::vector<InventoryEntity> entities;
+    for (ObjectPtr<GObject> &object : retrieve.Objects()) {
+        if (SKEMA_IS_OZY_MANAGED_ENTITY(object.get()))
+            entities.push_back(MakeEntity(std::move(object)));
+    }
+    return entities;
+}
+
+void ReadObject(const Service &service, SkemaQormManagedObject *object,
+                const std::vector<std::string> &paths) {
+    Operation retrieve(Text(MSGID("object.reading") "reading %s", Printable(object->id).c_str()),
+                       service.TimeoutSeconds());
+    const ValueArrayPtr set =
+        SetOfOne(orvane_filter_spec_new(TRUE, orvane_object_spec_new(object, FALSE, TRUE, nullptr),
+                                        PropertySpec(G_OBJECT_TYPE(object), paths), nullptr));
+    orvane_session_retrieve_contents(service.Session(), set.get(), retrieve.Listener());
+    retrieve.Succeed();
+}
+
+std::string PathPart(std::string_view name) {
+    std::string part;
+    for (size_t i = 0; i < name.size(); i++) {
+        if (name[i] == '/')
+            part += "%2f";
+        else if (IsEscape(name.substr(i)))
+            part += "%25";
+        else
+            part += name[i];
+    }
+    return part;
+}
+
+std::string NameOfPart(std::string_view part) {
+    std::string name;
+    for (size_t i = 0; i < part.size(); i++) {
+        if (IsEscape(part.substr(i))) {
+            name += static_cast<char>(g_ascii_xdigit_value(part[i + 1]) * 16 +
+                                      g_ascii_xdigit_value(part[i + 2]));
+            i += 2;
+        } else {
+            name += part[i];
+        }
+    }
+    return name;
+}
+
+} // namespace orvaneCli

@@ -1,0 +1,79 @@
+#include "tools/orvane/serviceOptions.h"
+
+#include <cstdlib>
+
+#include "tools/orvane/library.h"
+#include "tools/orvane/message.h"
+
+namespace orvaneCli {
+
+namespace {
+
+std::string FromEnvironment(const char *name) {
+    const char *value = secure_getenv(name);
+    return value != nullptr ? value : "";
+}
+
+/* The service of the options; of the environment if these name none. */
+void CompleteAddress(ServiceOptions &options) {
+    Login &login = options.login;
+    if (options.profile.empty() && login.url.empty()) {
+        options.profile = FromEnvironment("ORVANE_PROFILE");
+        if (options.profile.empty())
+            login.url = FromEnvironment("ORVANE_URL");
+    }
+    if (options.profile.empty() && login.url.empty())
+        throw BadUsage(Text(MSGID("service.missing") "which service? --profile NAME, or --url URL "
+                                                     "and --user NAME; \"orvane profile add\" "
+                                                     "stores one"));
+    if (options.profile.empty() && login.user.empty())
+        login.user = FromEnvironment("ORVANE_USER");
+    if (options.profile.empty() && login.user.empty())
+        throw BadUsage(Text(MSGID("service.userMissing") "--url needs --user NAME"));
+}
+
+/* "https://host/sdk" is the main service; the second one is found from the root of both. */
+std::string RootOf(const std::string &url) {
+    const std::string end = "/sdk";
+    return url.ends_with(end) ? url.substr(0, url.size() - end.size()) : url;
+}
+
+} // namespace
+
+void AddServiceOptions(CLI::App &command, ServiceOptions &options, bool hasFerry) {
+    Login &login = options.login;
+    CLI::Option *url =
+        command.add_option("--url", login.url,
+                           Text(MSGID("help.service.url") "Service to connect to, such as "
+                                                          "https://host/sdk"));
+    command.add_option("--user", login.user,
+                       Text(MSGID("help.service.user") "User name, unless the profile has it"));
+    AddLoginOptions(command, options)->excludes(url);
+    command.add_option(
+        "--wire", login.wireFile,
+        Text(MSGID("help.wire") "Append what is sent and received to a file, without "
+                                "secrets; - for stderr"));
+    command.add_flag("-q,--quiet", options.isQuiet,
+                     Text(MSGID("help.quiet") "No headings, remarks and progress"));
+    if (hasFerry)
+        command.add_flag("--ferry", login.isFerry,
+                         Text(MSGID("help.ferry") "Connect to the second service of the host"));
+}
+
+int WithService(ServiceOptions &options, const std::function<int(Service &)> &work) {
+    CompleteAddress(options);
+    const Password password = CompleteLogin(options);
+    if (options.login.isFerry)
+        options.login.url = RootOf(options.login.url);
+    const Library library;
+    Connection connection(options.login, password, options.trust);
+    int status = kDone;
+    {
+        Service service(connection, options.login.timeoutSeconds, options.isQuiet);
+        status = work(service);
+    }
+    connection.LogOut();
+    return status;
+}
+
+} // namespace orvaneCli
