@@ -129,8 +129,9 @@ typedef void (*OrvaneCompletedFunc)(OrvaneListener *listener, OrvaneOutcome outc
  * Replaces the function. It holds for the operation in progress, too, and for all that begin later. An operation
  * whose end was reported is not reported again.
  *
- * An operation that is begun with @listener before the former one has ended ends that one with
- * %ORVANE_OUTCOME_CANCELLED. So begin the next one in @function, or later.
+ * An operation that is begun with @listener before the former one has ended ends that one, with
+ * %ORVANE_OUTCOME_CANCELLED unless its outcome was certain. What still comes for the former one is dropped. So begin the
+ * next one in @function, or later.
  */
 ORVANE_EXPORT void orvane_listener_set_completed_func(OrvaneListener *listener,
                                                       OrvaneCompletedFunc function, gpointer data,

@@ -241,6 +241,7 @@ void orvane_listener_set_state(OrvaneListener *listener, OrvaneListenerState sta
 
     ObjectWatch<OrvaneListener> watch(listener);
     const guint serial = OrvaneListener_GetOperationSerial(listener);
+    isFinal = isFinal && !listener->priv->operation.isOfFormer;
     listener->priv->state = state;
     if (isFinal)
         OrvaneListenerDecideOutcome(listener);
@@ -275,6 +276,10 @@ void orvane_listener_set_return_type(OrvaneListener *listener, GType type, gbool
 
 void orvane_listener_acknowledge(OrvaneListener *listener, gboolean success, const GValue *value) {
     g_return_if_fail(ORVANE_IS_LISTENER(listener));
+    OrvaneOperation &operation = listener->priv->operation;
+    const guint serial = operation.serial;
+    if (OrvaneListener_IsGivenUp(listener, serial))
+        return; /* it fails in the next turn of the loop */
     const bool hasValue = value != nullptr && G_IS_VALUE(value);
     if (hasValue && G_VALUE_HOLDS(value, SKEMA_TYPE_OZY_TASK) &&
         g_value_get_object(value) != nullptr) {
@@ -284,15 +289,28 @@ void orvane_listener_acknowledge(OrvaneListener *listener, gboolean success, con
 
     /* A listener that is released in one of its handlers emits nothing more. */
     ObjectWatch<OrvaneListener> watch(listener);
+    const bool isOpen = operation.isOpen;
+    const auto isCurrent = [&] {
+        return watch && !OrvaneListener_IsGivenUp(listener, serial) &&
+               (operation.isOpen || !isOpen || !operation.isObserved);
+    };
+    if (!operation.isOfFormer)
+        OrvaneListener_LeaveOperations(listener); /* the reply has come: the connection may end */
     if (hasValue && success)
         StoreResult(listener, value);
     else if (hasValue)
         StoreFault(listener, value);
-    if (watch)
+    if (isCurrent())
         orvane_listener_set_state(listener, ORVANE_LISTENER_ACKNOWLEDGED);
-    if (watch)
-        orvane_listener_set_state(listener,
-                                  success ? ORVANE_LISTENER_SUCCEEDED : ORVANE_LISTENER_FAILED);
+    if (!isCurrent())
+        return;
+    const guint current = operation.serial;
+    const bool wasOfFormer = operation.isOfFormer;
+    operation.isOfFormer = wasOfFormer || current != serial;
+    orvane_listener_set_state(listener,
+                              success ? ORVANE_LISTENER_SUCCEEDED : ORVANE_LISTENER_FAILED);
+    if (watch && operation.serial == current)
+        operation.isOfFormer = wasOfFormer;
 }
 
 void OrvaneListener_AcknowledgeCanceled(OrvaneListener *listener) {

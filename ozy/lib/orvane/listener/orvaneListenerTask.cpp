@@ -117,6 +117,7 @@ void LoadTask(OrvaneListener *listener) {
     if (momgr == nullptr)
         return;
     ObjectPtr<OrvaneListener> load(ORVANE_LISTENER(g_object_ref(orvane_listener_new())));
+    orvane_listener_set_time_limit(load.get(), OrvaneListener_TimeLimit(listener, 0));
     priv->taskLoadListener = load.get();
     priv->taskLoadHandler = g_signal_connect(load.get(), "success",
                                              G_CALLBACK(orvane_listener_on_task_loaded), listener);

@@ -90,9 +90,16 @@ void FinishStopped(const Stopped &stopped) {
     if (listener == nullptr || OperationOf(listener).serial != stopped.serial ||
         !OperationOf(listener).isOpen)
         return;
-    if (BasicHttp_IsInited())
-        FailStopped(listener, stopped.fault.get());
-    else
+    if (!BasicHttp_IsInited()) {
+        OrvaneListener_EndOperation(listener, OperationOf(listener).mark);
+        return;
+    }
+    OperationOf(listener).isFailing = true;
+    FailStopped(listener, stopped.fault.get());
+    if (!stopped.listener || OperationOf(listener).serial != stopped.serial)
+        return;
+    OperationOf(listener).isFailing = false;
+    if (OperationOf(listener).isOpen) /* it was FAILED already, by another operation */
         OrvaneListener_EndOperation(listener, OperationOf(listener).mark);
 }
 
@@ -161,6 +168,20 @@ void Push(OrvaneListener *listener, OrvaneOutcome outcome, bool callsFunction,
           OrvaneCompletion *once) {
     PushEntry(new Ended{ObjectPtr<OrvaneListener>(listener), outcome, callsFunction, once, nullptr,
                         nullptr});
+}
+
+/* Reports the end of the operation from the loop. */
+void PushEnd(OrvaneListener *listener) {
+    OrvaneOperation &operation = OperationOf(listener);
+    operation.ownsReference = false;
+    Push(listener, operation.outcome, true, std::exchange(operation.once, nullptr));
+}
+
+/* How an open operation ends if another one is begun. */
+OrvaneOutcome OutcomeIfReplaced(const OrvaneOperation &operation) {
+    if (operation.isDecided)
+        return operation.outcome;
+    return operation.isMarked ? operation.mark : ORVANE_OUTCOME_CANCELLED;
 }
 
 void Enlist(OrvaneListener *listener, OrvaneOperations *list) {
@@ -250,17 +271,16 @@ void OrvaneListenerOpenOperation(OrvaneListener *listener) {
     if (listener->priv->isInternal)
         return;
     OrvaneOperation &operation = OperationOf(listener);
-    if (operation.isOpen) {
-        operation.isInPlace = false;
-        OrvaneListener_EndOperation(listener, operation.isDecided ? operation.outcome
-                                                                  : ORVANE_OUTCOME_CANCELLED);
-    }
+    operation.isInPlace = false;
+    if (std::exchange(operation.hasInPlaceEnd, false))
+        PushEnd(listener);
+    OrvaneListener_EndOperation(listener, OutcomeIfReplaced(operation));
     operation.serial++;
     operation.isOpen = true;
     Enlist(listener, &gDetached);
     operation.isDecided = operation.isMarked = operation.hasOutcome = false;
     operation.isFaultCurrent = operation.hasReply = operation.isInPlace = false;
-    operation.isStopped = false;
+    operation.isStopped = operation.isFailing = operation.isOfFormer = false;
     operation.stop = nullptr;
     if (operation.timeLimit > 0)
         StartTimeLimit(listener, operation.timeLimit);
@@ -295,8 +315,7 @@ void OrvaneListener_EndOperation(OrvaneListener *listener, OrvaneOutcome outcome
         operation.hasInPlaceEnd = true;
         return;
     }
-    operation.ownsReference = false;
-    Push(listener, outcome, true, std::exchange(operation.once, nullptr));
+    PushEnd(listener);
 }
 
 void OrvaneListener_EndOperationOf(OrvaneListener *listener, guint serial, OrvaneOutcome outcome) {
@@ -348,12 +367,13 @@ bool OrvaneListener_StopOperation(OrvaneListener *listener, OrvaneOutcome outcom
     operation.isStopped = true;
     BasicHttpDeadline_Clear(&operation.deadline);
     OrvaneListener_MarkOperation(listener, outcome);
+    OrvaneListener_LeaveOperations(listener); /* it fails also if the session is released first */
     auto *stopped =
         new Stopped{ObjectWatch<OrvaneListener>(listener), operation.serial, std::move(owner)};
     if (outcome == ORVANE_OUTCOME_CANCELLED && listener->priv->task != nullptr)
         CancelTask(listener);
     operation.stop(listener, operation.stopData);
-    if (stopped->listener)
+    if (stopped->listener && operation.serial == stopped->serial)
         OrvaneListenerReleaseTask(listener);
     if (!isAtOnce) {
         PushEntry(new Ended{nullptr, outcome, false, nullptr, stopped, nullptr});
@@ -368,12 +388,27 @@ bool OrvaneListener_IsOperationOpen(const OrvaneListener *listener) {
     return OperationOf(listener).isOpen;
 }
 
+bool OrvaneListener_ServesAnother(const OrvaneListener *listener, guint serial) {
+    return OperationOf(listener).isObserved && OperationOf(listener).serial != serial;
+}
+
+bool OrvaneListener_IsGivenUp(const OrvaneListener *listener, guint serial) {
+    const OrvaneOperation &operation = OperationOf(listener);
+    if (operation.serial != serial)
+        return operation.isObserved;
+    return operation.isStopped && !operation.isFailing;
+}
+
 guint OrvaneListener_GetOperationSerial(const OrvaneListener *listener) {
     return OperationOf(listener).serial;
 }
 
 bool OrvaneListener_HasCompleted(const OrvaneListener *listener) {
     return HasFunctions(OperationOf(listener));
+}
+
+bool OrvaneListener_IsObserved(const OrvaneListener *listener) {
+    return OperationOf(listener).isObserved;
 }
 
 void OrvaneListener_MarkOperation(OrvaneListener *listener, OrvaneOutcome outcome) {
@@ -415,16 +450,17 @@ void OrvaneListener_CopyReply(OrvaneListener *to, const OrvaneListener *from) {
     OrvaneListener_NoteReply(to, OperationOf(from).errorCode, OperationOf(from).responseCode);
 }
 
-void OrvaneListener_AcknowledgeReply(OrvaneListener *listener, gboolean success,
+void OrvaneListener_AcknowledgeReply(OrvaneListener *listener, guint serial, gboolean success,
                                      const GValue *value) {
     ObjectWatch<OrvaneListener> watch(listener);
-    const guint serial = OperationOf(listener).serial;
-    OperationOf(listener).isInPlace = true;
-    orvane_listener_acknowledge(listener, success, value);
-    if (!watch || OperationOf(listener).serial != serial)
-        return;
     OrvaneOperation &operation = OperationOf(listener);
-    operation.isInPlace = false;
+    const guint current = operation.serial;
+    operation.isOfFormer = current != serial;
+    operation.isInPlace = !operation.isOfFormer;
+    orvane_listener_acknowledge(listener, success, value);
+    if (!watch || operation.serial != current)
+        return;
+    operation.isOfFormer = operation.isInPlace = false;
     if (!std::exchange(operation.hasInPlaceEnd, false))
         return;
     operation.ownsReference = false;
@@ -507,6 +543,7 @@ void orvane_listener_set_completed_func(OrvaneListener *listener, OrvaneComplete
     OrvaneCompletion *former = operation.function;
     operation.function =
         function != nullptr ? new OrvaneCompletion{function, data, destroy, nullptr} : nullptr;
+    operation.isObserved = operation.isObserved || function != nullptr;
     if (HasFunctions(operation))
         Hold(listener);
     else if (operation.isOpen && std::exchange(operation.ownsReference, false))
@@ -519,6 +556,7 @@ void orvane_listener_call_when_completed(OrvaneListener *listener, OrvaneComplet
     g_return_if_fail(ORVANE_IS_LISTENER(listener));
     g_return_if_fail(function != nullptr);
     OrvaneOperation &operation = OperationOf(listener);
+    operation.isObserved = true;
     auto *once = new OrvaneCompletion{function, data, destroy, nullptr};
     if (operation.hasOutcome) {
         Push(static_cast<OrvaneListener *>(g_object_ref(listener)), operation.outcome, false, once);

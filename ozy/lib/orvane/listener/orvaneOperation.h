@@ -48,6 +48,9 @@ struct OrvaneOperation {
     bool ownsReference;
     bool isFaultCurrent; /* "fault" is of this operation */
     bool isStopped;      /* OrvaneListener_StopOperation() was called */
+    bool isFailing;      /* and the listener fails for it now */
+    bool isOfFormer;     /* the signals that are emitted now are of a former operation */
+    bool isObserved;     /* a completion function was set once; stays */
     bool hasReply;       /* the two values below are of this operation */
     guint errorCode;     /* of the transport */
     glong responseCode;  /* HTTP status */
@@ -78,9 +81,17 @@ void OrvaneListener_EndWithFault(OrvaneListener *listener, SkemaQormMethodFault 
                                  OrvaneListener *source);
 
 bool OrvaneListener_IsOperationOpen(const OrvaneListener *listener);
+/* Whether an operation, by its serial, is over for an application with completion functions, since another one was begun.
+ * What still comes for it is dropped. Listeners that only have signals emit those of both. */
+bool OrvaneListener_ServesAnother(const OrvaneListener *listener, guint serial);
+/* Whether the application's code, which has just run, has stopped an operation or replaced it so. Nothing is sent or
+ * emitted for it any more. */
+bool OrvaneListener_IsGivenUp(const OrvaneListener *listener, guint serial);
 guint OrvaneListener_GetOperationSerial(const OrvaneListener *listener);
 /* Whether a completion function is to be invoked. */
 bool OrvaneListener_HasCompleted(const OrvaneListener *listener);
+/* Whether there has ever been one. */
+bool OrvaneListener_IsObserved(const OrvaneListener *listener);
 
 /* How the open operation is stopped; to be called after its begin. */
 void OrvaneListener_SetStop(OrvaneListener *listener, OrvaneOperationStop stop, gpointer data);
@@ -104,9 +115,9 @@ void OrvaneListener_NoteReply(OrvaneListener *listener, guint errorCode, glong r
 /* Copies it from one listener to another; either may be NULL. */
 void OrvaneListener_CopyReply(OrvaneListener *to, const OrvaneListener *from);
 
-/* orvane_listener_acknowledge() for the reply to a call, called from the loop. Invokes the completion functions
- * before it returns. */
-void OrvaneListener_AcknowledgeReply(OrvaneListener *listener, gboolean success,
+/* orvane_listener_acknowledge() for the reply to the call of an operation, called from the loop. Invokes the completion
+ * functions before it returns. */
+void OrvaneListener_AcknowledgeReply(OrvaneListener *listener, guint serial, gboolean success,
                                      const GValue *value);
 
 /* The outcome is decided before the signals of a final state, and the operation ends after them. */

@@ -23,6 +23,8 @@ namespace {
 
 /* Set on the internal listeners of a chain. */
 constexpr const char *kChainKey = "orvane_session_chain";
+/* The serial of the operation that an object is a step of. */
+constexpr const char *kOperationKey = "orvane_session_operation";
 
 /* Adopts the cookie of an existing session. */
 bool SetCookie(BasicHttpCookieJar *jar, const char *cookie) {
@@ -90,9 +92,20 @@ void orvane_session_connect_local(OrvaneSession *session, gboolean useHttps, con
 
 /* -- steps ---------------------------------------------------------------------------------------- */
 
+void OrvaneSessionBind(GObject *object, OrvaneListener *application) {
+    orvane_bind_listener(object, application);
+    g_object_set_data(object, kOperationKey,
+                      GUINT_TO_POINTER(OrvaneListener_GetOperationSerial(application)));
+}
+
 OrvaneListener *OrvaneSessionBound(gpointer object) {
-    return static_cast<OrvaneListener *>(
+    auto *bound = static_cast<OrvaneListener *>(
         g_object_get_qdata(static_cast<GObject *>(object), orvane_quark_listener()));
+    if (bound == nullptr)
+        return nullptr;
+    const guint serial =
+        GPOINTER_TO_UINT(g_object_get_data(static_cast<GObject *>(object), kOperationKey));
+    return OrvaneListener_ServesAnother(bound, serial) ? nullptr : bound;
 }
 
 OrvaneListener *OrvaneSessionNewListener(OrvaneSession *session, OrvaneListenerCallback callback,
@@ -100,13 +113,17 @@ OrvaneListener *OrvaneSessionNewListener(OrvaneSession *session, OrvaneListenerC
     OrvaneListener *internal = OrvaneListener_NewInternal(callback, session);
     g_object_set_data(G_OBJECT(internal), kChainKey, internal);
     if (application != nullptr)
-        orvane_bind_listener(G_OBJECT(internal), application);
+        OrvaneSessionBind(G_OBJECT(internal), application);
+    orvane_listener_set_time_limit(internal, OrvaneListener_TimeLimit(application, 0));
     return internal;
 }
 
 void OrvaneSessionCheckSent(OrvaneSession *session, OrvaneListener *internal) {
-    if (!OrvaneSession_HasCall(session, internal))
-        orvane_listener_acknowledge(internal, FALSE, nullptr);
+    if (OrvaneSession_HasCall(session, internal))
+        return;
+    if (OrvaneListener *application = OrvaneSessionBound(internal))
+        OrvaneListener_MarkOperation(application, ORVANE_OUTCOME_NOT_SENT);
+    orvane_listener_acknowledge(internal, FALSE, nullptr);
 }
 
 void OrvaneSessionDropListener(OrvaneListener *listener) {
@@ -147,19 +164,6 @@ void OrvaneSessionConnectFailed(OrvaneSession *session, OrvaneListener *applicat
 
 namespace {
 
-/* Opens the operation of a connect, or continues the one of a connect that waited for the decision on a certificate.
- * It joins those of the session after the clean-up, which ends them. Runs the application's code. */
-void BeginOperation(OrvaneListener *listener) {
-    const bool isPending = orvane_listener_get_state(listener) == ORVANE_LISTENER_PENDING;
-    if (isPending && OrvaneListener_IsOperationOpen(listener)) {
-        OrvaneListener_LeaveOperations(listener);
-        return;
-    }
-    OrvaneListener_BeginOperation(listener, nullptr);
-    if (!isPending)
-        orvane_listener_initiate(listener);
-}
-
 /* Stops a connect. One that has logged in is logged out. Runs the application's code. */
 void StopConnect(OrvaneListener *listener, gpointer data) {
     auto *session = ORVANE_SESSION(data);
@@ -181,6 +185,28 @@ void StopConnect(OrvaneListener *listener, gpointer data) {
         orvane_session_cleanup_private_state(session, ORVANE_OUTCOME_DISCONNECTED);
 }
 
+/* Stops a connect that has sent nothing. */
+void StopBeforeSending(OrvaneListener *, gpointer) {}
+
+/* Opens the operation of a connect, or continues the one of a connect that waited for the decision on a certificate.
+ * It joins those of the session after the clean-up, which ends them. Runs the application's code. Returns the serial of
+ * the operation; the listener may be gone. */
+guint BeginOperation(OrvaneSession *session, OrvaneListener *listener) {
+    const OrvaneOperation &operation = listener->priv->operation;
+    const bool isPending = orvane_listener_get_state(listener) == ORVANE_LISTENER_PENDING;
+    if (isPending && operation.isOpen && operation.stop == StopConnect &&
+        operation.stopData == session) {
+        OrvaneListener_LeaveOperations(listener);
+        return operation.serial;
+    }
+    OrvaneListener_BeginOperation(listener, nullptr);
+    OrvaneListener_SetStop(listener, StopBeforeSending, nullptr);
+    const guint serial = operation.serial;
+    if (!isPending)
+        orvane_listener_initiate(listener);
+    return serial;
+}
+
 /* Fails a connect that sends nothing. */
 void RefuseConnect(OrvaneSession *session, OrvaneListener *listener) {
     if (listener != nullptr)
@@ -194,11 +220,14 @@ void Begin(OrvaneSession *session, const char *url, OrvaneListener *listener, Pa
     OrvaneSessionPrivate *priv = session->priv;
     ObjectWatch<OrvaneSession> sessionWatch(session);
     ObjectWatch<OrvaneListener> listenerWatch(listener);
-    if (listener != nullptr)
-        BeginOperation(listener);
-    if (!sessionWatch && listenerWatch)
+    const guint serial = listener != nullptr ? BeginOperation(session, listener) : 0;
+    const auto application = [&] {
+        const bool isCurrent = listenerWatch && !OrvaneListener_IsGivenUp(listener, serial);
+        return isCurrent ? listener : nullptr;
+    };
+    if (!sessionWatch && application() != nullptr)
         OrvaneListener_EndOperation(listener, ORVANE_OUTCOME_SESSION_RELEASED);
-    if (!sessionWatch || (listener != nullptr && !listenerWatch))
+    if (!sessionWatch || (listener != nullptr && application() == nullptr))
         return;
     if (priv->state != ORVANE_SESSION_DISCONNECTED || url == nullptr) {
         const ListenerPtr load(std::exchange(priv->rolesLoadListener, nullptr));
@@ -220,14 +249,16 @@ void Begin(OrvaneSession *session, const char *url, OrvaneListener *listener, Pa
     orvane_session_cleanup_private_state(session, ORVANE_OUTCOME_DISCONNECTED);
     if (!sessionWatch || priv->connection != connection ||
         priv->state != ORVANE_SESSION_DISCONNECTED) {
-        OrvaneSessionAcknowledgeUnexpected(listenerWatch.Get(),
-                                           sessionWatch ? ORVANE_OUTCOME_DISCONNECTED
-                                                        : ORVANE_OUTCOME_SESSION_RELEASED);
+        OrvaneSessionAcknowledgeUnexpected(application(), sessionWatch
+                                                              ? ORVANE_OUTCOME_DISCONNECTED
+                                                              : ORVANE_OUTCOME_SESSION_RELEASED);
         return;
     }
+    if (listener != nullptr && application() == nullptr && listenerWatch)
+        return; /* a handler gave the connect up */
     if (listenerWatch) {
-        OrvaneListener_JoinOperations(listenerWatch.Get(), &priv->operations);
-        OrvaneListener_SetStop(listenerWatch.Get(), StopConnect, session);
+        OrvaneListener_JoinOperations(listener, &priv->operations);
+        OrvaneListener_SetStop(listener, StopConnect, session);
     }
 
     ConnectionWatch watch(session);
@@ -235,16 +266,16 @@ void Begin(OrvaneSession *session, const char *url, OrvaneListener *listener, Pa
     if (isGood) {
         orvane_session_set_state(session, ORVANE_SESSION_CONNECTING);
         if (!watch.IsIn(ORVANE_SESSION_CONNECTING)) {
-            OrvaneSessionAcknowledgeUnexpected(listenerWatch.Get(), ORVANE_OUTCOME_DISCONNECTED);
+            OrvaneSessionAcknowledgeUnexpected(application(), ORVANE_OUTCOME_DISCONNECTED);
             return;
         }
         const GPtr<char> versionsUrl(
             orvane_server_get_service_versions_url(priv->server, ownUrl.get()));
-        isGood = orvane_session_get_version_url(
-            session, versionsUrl.get(), orvane_session_server_version_cb, listenerWatch.Get());
+        isGood = orvane_session_get_version_url(session, versionsUrl.get(),
+                                                orvane_session_server_version_cb, application());
     }
     if (!isGood)
-        RefuseConnect(session, listenerWatch.Get());
+        RefuseConnect(session, application());
 }
 
 } // namespace

@@ -13,13 +13,18 @@
 namespace {
 
 constexpr PollClassSet kPollClassMain = {{1}};
+/* The serial of the operation that is to succeed. */
+constexpr const char *kDelayedOperation = "orvane_session_delayed_operation";
 
 void OnDelayedListenerGone(gpointer, GObject *listener);
 
 void orvane_session_delayed_acknowledge_success(gpointer data) {
     OrvaneListener *listener = ORVANE_LISTENER(data);
+    const guint serial =
+        GPOINTER_TO_UINT(g_object_steal_data(G_OBJECT(listener), kDelayedOperation));
     g_object_weak_unref(G_OBJECT(listener), OnDelayedListenerGone, nullptr);
-    orvane_listener_acknowledge(listener, TRUE, nullptr);
+    if (!OrvaneListener_ServesAnother(listener, serial))
+        orvane_listener_acknowledge(listener, TRUE, nullptr);
 }
 
 void OnDelayedListenerGone(gpointer, GObject *listener) {
@@ -30,6 +35,8 @@ void OnDelayedListenerGone(gpointer, GObject *listener) {
 /* Acknowledges success from the loop, if the listener exists then. */
 void AcknowledgeSoon(OrvaneListener *listener) {
     g_object_weak_ref(G_OBJECT(listener), OnDelayedListenerGone, nullptr);
+    g_object_set_data(G_OBJECT(listener), kDelayedOperation,
+                      GUINT_TO_POINTER(OrvaneListener_GetOperationSerial(listener)));
     const gint refused = orvane_poll_callback(0, orvane_session_delayed_acknowledge_success,
                                               listener, POLL_REALTIME, 0, nullptr, kPollClassMain);
     if (refused != 0)

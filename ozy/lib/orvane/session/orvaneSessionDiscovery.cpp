@@ -127,13 +127,13 @@ gboolean orvane_session_get_version_url(OrvaneSession *session, const char *url,
     BasicHttp_AppendRequestHeader(request.get(), "Accept: text/xml");
     OrvaneSessionSetUpRequest(session, request.get());
     BasicHttp_SetLimits(request.get(), priv->timeLimits.connect, priv->timeLimits.inactivity,
-                        priv->timeLimits.total);
+                        OrvaneSessionLongerLimit(priv->timeLimits.total, listener));
     OrvaneSessionVerify_SetUpDiscovery(session, request.get());
 
     GObject *context = G_OBJECT(g_object_new(G_TYPE_OBJECT, nullptr));
     g_object_set_data(context, "session", session);
     if (listener != nullptr)
-        orvane_bind_listener(context, listener);
+        OrvaneSessionBind(context, listener);
     if (!BasicHttp_SendRequest(request.get(), callback, context)) {
         orvane_unbind_listener(context);
         g_object_unref(context);

@@ -67,6 +67,7 @@ struct OrvaneCall {
     guint generation; /* of the transport that sent it; the request exists in that one only */
     OrvaneListener *listener; /* weak; NULL without one, or once no reply is expected */
     OrvaneCall *nextOfListener;
+    guint operation;   /* of the listener that the call is */
     GObject *context;  /* owned; the context of a discovery request, otherwise NULL */
     bool ownsListener; /* the session releases it if the call ends without a signal */
     bool isCanceled;   /* its reply is dropped, also if the listener has another call by then */
@@ -83,6 +84,9 @@ void OrvaneSessionFreeCalls(OrvaneSession *session);
 void OrvaneSessionFreeCallHeaders(OrvaneSessionPrivate *priv);
 /* Adds the requests in flight to the session's bandwidth group. */
 void OrvaneSessionLimitCalls(OrvaneSession *session);
+/* The longest time that a request of the library itself may take: that of the session, or that of the listener which it
+ * serves; 0 if the session has none. */
+guint OrvaneSessionLongerLimit(guint total, const OrvaneListener *listener);
 /* Sets what all requests of a session have in common: connection, proxy, user agent. */
 void OrvaneSessionSetUpRequest(const OrvaneSession *session, BasicHttpRequest *request);
 void OrvaneSessionUnlinkAllListeners(OrvaneSession *session);
@@ -183,7 +187,9 @@ void orvane_session_cleanup_private_state(OrvaneSession *session, OrvaneOutcome 
 
 /* -- steps of a connect --------------------------------------------------------------------------- */
 
-/* (transfer none) (nullable): the listener that is bound to an object. */
+/* Binds the application's listener to a step of its operation. */
+void OrvaneSessionBind(GObject *object, OrvaneListener *application);
+/* (transfer none) (nullable): the listener that is bound to an object, unless it serves another operation by now. */
 OrvaneListener *OrvaneSessionBound(gpointer object);
 /* An internal listener for the next call. The application's listener, if any, is bound to it. */
 OrvaneListener *OrvaneSessionNewListener(OrvaneSession *session, OrvaneListenerCallback callback,

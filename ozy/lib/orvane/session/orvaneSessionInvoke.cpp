@@ -130,11 +130,27 @@ void ForgetListener(OrvaneCall *call) {
     before->nextOfListener = call->nextOfListener;
 }
 
+/* A listener may have a later call in another session, which continues. */
+void UnlinkFrom(OrvaneSession *session, OrvaneListener *listener) {
+    if (g_object_get_data(G_OBJECT(listener), kSessionKey) == session)
+        orvane_session_unlink_listener(listener);
+    else
+        g_hash_table_remove(session->priv->listeners, listener);
+}
+
+bool HasCalls(OrvaneListener *listener, const OrvaneSession *session) {
+    for (const OrvaneCall *call = CallsOf(listener); call != nullptr; call = call->nextOfListener) {
+        if (call->session == session)
+            return true;
+    }
+    return false;
+}
+
 /* Frees the record, and the request unless a shutdown of the transport did. */
 void FreeCall(OrvaneCall *call) {
     OrvaneListener *owned = call->ownsListener ? call->listener : nullptr;
     if (call->listener != nullptr)
-        orvane_session_unlink_listener(call->listener);
+        UnlinkFrom(call->session, call->listener);
     ForgetListener(call);
     if (HasRequest(call))
         BasicHttp_FreeRequest(call->request);
@@ -206,7 +222,7 @@ void SetLimits(const OrvaneSessionPrivate *priv, BasicHttpRequest *request, cons
         return;
     const bool isOfApplication = listener != nullptr && !OrvaneListener_IsInternal(listener);
     BasicHttp_SetLimits(request, limits.connect, limits.inactivity,
-                        isOfApplication ? 0 : limits.total);
+                        isOfApplication ? 0 : OrvaneSessionLongerLimit(limits.total, listener));
 }
 
 RequestPtr NewRequest(OrvaneSession *session, GObject *object, const char *methodName,
@@ -234,13 +250,14 @@ RequestPtr NewRequest(OrvaneSession *session, GObject *object, const char *metho
     return request;
 }
 
-void Link(OrvaneCall *call, OrvaneListener *listener, const char *methodName) {
+void Link(OrvaneCall *call, OrvaneListener *listener, guint serial, const char *methodName) {
     OrvaneSession *session = call->session;
     g_hash_table_replace(session->priv->listeners, listener, g_strdup(methodName));
     g_object_set_data(G_OBJECT(listener), kSessionKey, session);
     call->listener = listener;
     call->ownsListener = OrvaneListener_IsInternal(listener);
     call->nextOfListener = CallsOf(listener);
+    call->operation = serial;
     listener->priv->calls = call;
     g_object_weak_ref(G_OBJECT(listener), OnListenerGone, call);
 }
@@ -324,23 +341,27 @@ void OnListenerReply(OrvaneCall *call, OrvaneListener *listener, RequestPtr requ
                      ResponsePtr response) {
     gpointer data = g_object_get_data(G_OBJECT(listener), kSessionKey);
     const bool isCanceled = call != nullptr && call->isCanceled;
+    const guint serial =
+        call != nullptr ? call->operation : OrvaneListener_GetOperationSerial(listener);
+    const bool isFormer = !isCanceled && OrvaneListener_ServesAnother(listener, serial);
     if (call != nullptr)
         ForgetListener(call);
-    if (data == nullptr || data == Unlinked() || isCanceled) {
+    if (data == nullptr || data == Unlinked() || isCanceled || isFormer) {
         if (call != nullptr) { /* the session frees the request later */
-            if (!isCanceled)   /* the entry may be that of a later call */
+            /* the entry may be that of a later call */
+            if (!isCanceled && (!isFormer || !HasCalls(listener, call->session)))
                 g_hash_table_remove(call->session->priv->listeners, listener);
             SetDone(call);
             (void)request.release();
         }
         response.reset();
-        if (data == nullptr && !isCanceled) {
+        if (data == nullptr && !isCanceled && !isFormer) {
             Log("%s: g_object_get_data returned null session\n", kOnSent);
             orvane_listener_acknowledge(listener, FALSE, nullptr);
             return;
         }
         Log("%s: g_object_get_data returned ORVANE_SESSION_DATA_UNLINK_VALUE session\n", kOnSent);
-        if (isCanceled || !OrvaneListener_HasCompleted(listener))
+        if (isCanceled || (!isFormer && !OrvaneListener_HasCompleted(listener)))
             g_object_unref(listener);
         return;
     }
@@ -365,7 +386,7 @@ void OnListenerReply(OrvaneCall *call, OrvaneListener *listener, RequestPtr requ
     /* the application's handlers may shut the transport down */
     request.reset();
     response.reset();
-    OrvaneListener_AcknowledgeReply(listener, isResult, &value.value);
+    OrvaneListener_AcknowledgeReply(listener, serial, isResult, &value.value);
 }
 
 /* Handles the reply to a call. The client data is the listener, or the session for a call without one. */
@@ -390,6 +411,10 @@ void BasicHttpOnSent(BasicHttpRequest *request, BasicHttpResponse *response, gpo
 }
 
 } // namespace
+
+guint OrvaneSessionLongerLimit(guint total, const OrvaneListener *listener) {
+    return total == 0 ? 0 : std::max(total, OrvaneListener_TimeLimit(listener, 0));
+}
 
 void OrvaneSessionSetUpRequest(const OrvaneSession *session, BasicHttpRequest *request) {
     const OrvaneSessionPrivate *priv = session->priv;
@@ -437,21 +462,24 @@ void OrvaneSession_InvokeMethodV(OrvaneSession *session, GObject *object, const 
         return;
     }
 
+    guint serial = 0;
     if (listener != nullptr) {
         ConnectionWatch watch(session);
         ObjectWatch<OrvaneListener> listenerWatch(listener);
         OrvaneListener_BeginOperation(listener, &session->priv->operations);
         OrvaneListener_SetStop(listener, StopCallOperation, session);
-        const guint serial = OrvaneListener_GetOperationSerial(listener);
+        serial = OrvaneListener_GetOperationSerial(listener);
         orvane_listener_initiate(listener);
-        if (!watch.IsSame() && listenerWatch)
-            OrvaneListener_EndOperationOf(listener, serial, ORVANE_OUTCOME_NOT_SENT);
-        if (!watch.IsSame() || !listenerWatch)
+        if (!listenerWatch || OrvaneListener_IsGivenUp(listener, serial))
             return;
+        if (!watch.IsSame()) {
+            OrvaneListener_EndOperationOf(listener, serial, ORVANE_OUTCOME_NOT_SENT);
+            return;
+        }
     }
     OrvaneCall *call = AddCall(session, request.get());
     if (listener != nullptr)
-        Link(call, listener, methodName);
+        Link(call, listener, serial, methodName);
     gpointer clientData = listener != nullptr ? static_cast<gpointer>(listener) : session;
     if (BasicHttp_SendRequest(request.get(), BasicHttpOnSent, clientData)) {
         BasicHttpRequest *sent = request.release(); /* owned by the call */
@@ -464,7 +492,7 @@ void OrvaneSession_InvokeMethodV(OrvaneSession *session, GObject *object, const 
     if (listener == nullptr)
         return;
     orvane_session_unlink_listener(listener);
-    OrvaneListener_EndOperation(listener, ORVANE_OUTCOME_NOT_SENT);
+    OrvaneListener_EndOperationOf(listener, serial, ORVANE_OUTCOME_NOT_SENT);
 }
 
 void OrvaneSession_StopCalls(OrvaneSession *session, OrvaneListener *listener) {
@@ -498,12 +526,15 @@ void orvane_session_unlink_listener(OrvaneListener *listener) {
 void orvane_session_cancel_listener(OrvaneSession *session, OrvaneListener *listener) {
     g_return_if_fail(ORVANE_IS_SESSION(session));
     g_return_if_fail(ORVANE_IS_LISTENER(listener));
-    bool hasCall = false;
+    bool hasCurrent = false;
+    const guint serial = OrvaneListener_GetOperationSerial(listener);
     for (OrvaneCall *call = CallsOf(listener); call != nullptr; call = call->nextOfListener) {
-        if (call->session == session)
-            hasCall = call->ownsListener = call->isCanceled = true; /* no signal will come */
+        if (call->session != session)
+            continue;
+        call->ownsListener = call->isCanceled = true; /* no signal will come */
+        hasCurrent = hasCurrent || call->operation == serial;
     }
-    if (hasCall)
+    if (hasCurrent)
         OrvaneListener_EndOperation(listener, ORVANE_OUTCOME_CANCELLED);
     g_hash_table_remove(session->priv->listeners, listener);
     orvane_session_unlink_listener(listener);
@@ -511,8 +542,9 @@ void orvane_session_cancel_listener(OrvaneSession *session, OrvaneListener *list
 
 void OrvaneSessionUnlinkAllListeners(OrvaneSession *session) {
     GList *linked = g_hash_table_get_keys(session->priv->listeners);
-    for (GList *item = linked; item != nullptr; item = item->next)
-        orvane_session_unlink_listener(ORVANE_LISTENER(item->data));
+    for (GList *item = linked; item != nullptr; item = item->next) {
+        UnlinkFrom(session, ORVANE_LISTENER(item->data));
+    }
     g_list_free(linked);
 }
 

@@ -156,7 +156,8 @@ void orvane_session_load_authorization_manager_cb(OrvaneListener *internal,
 OrvaneListener *NewRolesLoad(OrvaneSession *session, OrvaneListener *application) {
     OrvaneListener *load = orvane_listener_new();
     if (application != nullptr)
-        orvane_bind_listener(G_OBJECT(load), application);
+        OrvaneSessionBind(G_OBJECT(load), application);
+    orvane_listener_set_time_limit(load, OrvaneListener_TimeLimit(application, 0));
     for (const char *signal : {"success", "failure"})
         g_signal_connect(load, signal, G_CALLBACK(orvane_session_load_authorization_manager_cb),
                          session);
@@ -334,6 +335,8 @@ gboolean orvane_session_invoke_login(OrvaneSession *session, OrvaneListener *lis
         listener);
     if (!SendLogin(session, internal)) {
         g_object_unref(internal);
+        if (listener != nullptr)
+            OrvaneListener_MarkOperation(listener, ORVANE_OUTCOME_NOT_SENT);
         return FALSE;
     }
     if (kind == ORVANE_CNX_HIJACK) {

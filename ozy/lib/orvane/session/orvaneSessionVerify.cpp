@@ -28,7 +28,14 @@ struct PendingDecision {
     bool isForConnect; /* discovery; otherwise a call that opened another connection */
     Answer answer = Answer::kNotAsked;
     std::string thumbprint; /* SHA-256 */
+    guint operation = 0;    /* of the listener */
 
+    /* NULL if it died, or serves another operation. */
+    OrvaneListener *Application() const {
+        OrvaneListener *bound = listener.Get();
+        const bool isOther = bound != nullptr && OrvaneListener_ServesAnother(bound, operation);
+        return isOther ? nullptr : bound;
+    }
     bool IsCurrent() const { return session && session.Get()->priv->connection == connection; }
 };
 
@@ -93,7 +100,7 @@ void orvane_session_verify_certificate_done(GObject *context, gboolean accepted)
     const bool isHandshakeOver = priv->verifyState == ORVANE_VERIFY_WAITING;
     priv->verifyState = isHandshakeOver ? ORVANE_VERIFY_IDLE : ORVANE_VERIFY_ANSWERED;
     if (isHandshakeOver)
-        orvane_session_ssl_verify_perform_response(session, decision->listener.Get());
+        orvane_session_ssl_verify_perform_response(session, decision->Application());
 }
 
 /* Calls the application's function. When it returns it may have answered, and the session may be gone. */
@@ -167,6 +174,8 @@ void SetUpContext(gpointer sslContext, OrvaneSession *session, OrvaneListener *l
     const guint connection = session != nullptr ? session->priv->connection : 0;
     auto *decision =
         new PendingDecision{ObjectWatch(session), ObjectWatch(listener), connection, isForConnect};
+    if (listener != nullptr)
+        decision->operation = OrvaneListener_GetOperationSerial(listener);
     g_object_set_data_full(context, kDecisionKey, decision, DeleteDecision);
     SSL_SetVerifyCb(static_cast<SSL_CTX *>(sslContext), orvane_session_ssl_verify_cb, context,
                     g_object_unref);
@@ -313,7 +322,7 @@ OrvaneListener *OrvaneSessionVerify_TakeWaiting(OrvaneSession *session) {
         priv->verifyState == ORVANE_VERIFY_WAITING || priv->verifyState == ORVANE_VERIFY_IDLE;
     if (priv->verifyContext == nullptr || !isHandshakeOver)
         return nullptr;
-    OrvaneListener *listener = DecisionOf(priv->verifyContext)->listener.Get();
+    OrvaneListener *listener = DecisionOf(priv->verifyContext)->Application();
     g_clear_weak_pointer(&priv->verifyContext);
     return listener;
 }

@@ -136,12 +136,15 @@ OrvaneSession *MOMgrSession(OrvaneMOMgr *momgr);
 /* An internal listener for a call of the manager. It holds a reference to the manager. */
 OrvaneListener *MOMgrNewListener(OrvaneMOMgr *momgr, OrvaneListenerCallback callback);
 
-/* Initiates an application's listener and watches it until MOMgrForgetListener(). FALSE if it does not wait
- * now: it was already waiting for something else, or a handler released it. */
-gboolean MOMgrWatchListener(OrvaneMOMgr *momgr, OrvaneListener *listener,
-                            SkemaQormManagedObject *proxy);
-/* Whether a listener that waits has begun another operation since. It can do so after its completion function was
- * invoked for a retrieval that failed. */
+enum class MOMgrWait {
+    Waits,
+    Ignored, /* the listener waits for another load, or a handler released it: the request is sent without it */
+    GivenUp, /* a handler aborted or replaced the operation: nothing is sent */
+};
+/* Initiates an application's listener and watches it until MOMgrForgetListener(). */
+MOMgrWait MOMgrWatchListener(OrvaneMOMgr *momgr, OrvaneListener *listener,
+                             SkemaQormManagedObject *proxy);
+/* Whether a listener that waits has begun another operation since, which replaced the one that waits. */
 bool MOMgrServesAnother(OrvaneMOMgr *momgr, OrvaneListener *listener);
 void MOMgrForgetListener(OrvaneMOMgr *momgr, OrvaneListener *listener);
 

@@ -3,6 +3,7 @@
 //
 // A load is in up to three places. It has an entry in pendingLoads until it is answered, a record in
 // loadQueue until its CreateFilter call is sent, and an entry in filtersByObject while its filter exists.
+#include <algorithm>
 #include <span>
 
 #include <orvane/schema/qorm.h>
@@ -58,13 +59,45 @@ ObjectPtr<GObject> NewFilterSpec(SkemaQormManagedObject *proxy) {
     return ObjectPtr<GObject>(orvane_filter_spec_new(TRUE, properties, object, nullptr));
 }
 
+MOMgrPending *FindPending(OrvaneMOMgrPrivate *priv, gpointer proxy) {
+    return static_cast<MOMgrPending *>(g_hash_table_lookup(priv->pendingLoads, proxy));
+}
+
+/* Why a load will fail is stored for all that wait for it. */
+void NoteFailure(OrvaneMOMgr *momgr, gpointer proxy, OrvaneListener *internal, bool isSent) {
+    const MOMgrPending *pending = FindPending(momgr->priv, proxy);
+    for (const GList *at = pending != nullptr ? pending->waiting.head : nullptr; at != nullptr;
+         at = at->next) {
+        auto *listener = static_cast<OrvaneListener *>(at->data);
+        if (listener == nullptr || MOMgrServesAnother(momgr, listener))
+            continue;
+        OrvaneListener_CopyReply(listener, internal);
+        if (!isSent)
+            OrvaneListener_MarkOperation(listener, ORVANE_OUTCOME_NOT_SENT);
+    }
+}
+
+/* The longest time limit that a listener which waits for a load has of its own; 0 for none. */
+guint LongestLimit(OrvaneMOMgr *momgr, gpointer proxy) {
+    const MOMgrPending *pending = FindPending(momgr->priv, proxy);
+    guint longest = 0;
+    for (const GList *at = pending != nullptr ? pending->waiting.head : nullptr; at != nullptr;
+         at = at->next)
+        longest =
+            std::max(longest, OrvaneListener_TimeLimit(static_cast<OrvaneListener *>(at->data), 0));
+    return longest;
+}
+
 void CreateFilter(OrvaneMOMgr *momgr, SkemaQormManagedObject *proxy, gboolean partialUpdates) {
     const auto spec = NewFilterSpec(proxy);
     OrvaneListener *internal = MOMgrNewListener(momgr, orvane_momgr_create_filter_cb);
     SetFilterObject(internal, proxy);
+    orvane_listener_set_time_limit(internal, LongestLimit(momgr, proxy));
     skema_qorm_core_property_collector_create_filter(
         SKEMA_QORM_CORE_PROPERTY_COLLECTOR(momgr->priv->collector),
         SKEMA_QORM_CORE_PROPERTY_COLLECTOR_FILTER_SPEC(spec.get()), partialUpdates, internal);
+    if (!OrvaneSession_HasCall(momgr->priv->session, internal))
+        NoteFailure(momgr, proxy, nullptr, false);
     CheckSent(momgr, internal);
 }
 
@@ -86,10 +119,6 @@ MOMgrWaiter *FindWaiter(OrvaneMOMgrPrivate *priv, gpointer listener) {
 /* The value of startedLoads for a load that nobody waits for. */
 gpointer StoppedLoad() {
     return GINT_TO_POINTER(1);
-}
-
-MOMgrPending *FindPending(OrvaneMOMgrPrivate *priv, gpointer proxy) {
-    return static_cast<MOMgrPending *>(g_hash_table_lookup(priv->pendingLoads, proxy));
 }
 
 /* Starts the oldest queued load, unless too many are unanswered. */
@@ -277,6 +306,18 @@ void StopLoad(OrvaneMOMgr *momgr, SkemaQormManagedObject *proxy) {
     orvane_momgr_dequeue_pending_load(momgr);
 }
 
+/* Removes a listener from what it waited for, since it serves another operation now. A load continues without it. */
+void ReplaceWaiter(OrvaneMOMgr *momgr, OrvaneListener *listener) {
+    OrvaneMOMgrPrivate *priv = momgr->priv;
+    MOMgrPending *pending = FindPending(priv, FindWaiter(priv, listener)->proxy);
+    GList *place = pending != nullptr ? g_queue_find(&pending->waiting, listener) : nullptr;
+    for (GList *at = priv->answering->head; at != nullptr && place == nullptr; at = at->next)
+        place = g_queue_find(&static_cast<MOMgrPending *>(at->data)->waiting, listener);
+    if (place != nullptr)
+        place->data = nullptr;
+    MOMgrForgetListener(momgr, listener);
+}
+
 /* Stops a load or a retrieval. */
 void StopWaiting(OrvaneListener *listener, gpointer data) {
     OrvaneMOMgr *momgr = Cast(data);
@@ -313,32 +354,39 @@ void MOMgrFreePending(gpointer data) {
     g_free(pending);
 }
 
-gboolean MOMgrWatchListener(OrvaneMOMgr *momgr, OrvaneListener *listener,
-                            SkemaQormManagedObject *proxy) {
+MOMgrWait MOMgrWatchListener(OrvaneMOMgr *momgr, OrvaneListener *listener,
+                             SkemaQormManagedObject *proxy) {
     OrvaneMOMgrPrivate *priv = momgr->priv;
     if (g_hash_table_contains(priv->loadListeners, listener)) {
-        if (OrvaneListener_IsOperationOpen(listener) || !OrvaneListener_HasCompleted(listener)) {
+        if (!MOMgrServesAnother(momgr, listener) &&
+            (OrvaneListener_IsOperationOpen(listener) || !OrvaneListener_IsObserved(listener))) {
             g_warning("A listener can wait for one load at a time.");
-            return FALSE;
+            return MOMgrWait::Ignored;
         }
-        MOMgrForgetListener(momgr, listener); /* its retrieval has failed */
+        ReplaceWaiter(momgr, listener);
     }
     OrvaneListener_BeginOperation(listener, OrvaneSession_GetOperations(priv->session));
     OrvaneListener_SetStop(listener, StopWaiting, momgr);
     g_queue_push_head(priv->activeListeners, listener);
     MOMgrWaiter *waiter = g_new(MOMgrWaiter, 1);
-    *waiter = {proxy, priv->activeListeners->head, OrvaneListener_GetOperationSerial(listener),
-               nullptr};
+    const guint serial = OrvaneListener_GetOperationSerial(listener);
+    *waiter = {proxy, priv->activeListeners->head, serial, nullptr};
     g_hash_table_insert(priv->loadListeners, listener, waiter);
     g_object_weak_ref(G_OBJECT(listener), orvane_momgr_load_listener_weak_notify, momgr);
+    ObjectWatch<OrvaneListener> watch(listener);
     orvane_listener_initiate(listener);
-    return g_hash_table_contains(priv->loadListeners, listener);
+    const bool isGivenUp = watch && OrvaneListener_IsGivenUp(listener, serial);
+    const bool waits = g_hash_table_contains(priv->loadListeners, listener);
+    if (isGivenUp && waits && FindWaiter(priv, listener)->operation == serial)
+        MOMgrForgetListener(momgr, listener);
+    if (isGivenUp)
+        return MOMgrWait::GivenUp;
+    return waits ? MOMgrWait::Waits : MOMgrWait::Ignored;
 }
 
 bool MOMgrServesAnother(OrvaneMOMgr *momgr, OrvaneListener *listener) {
     const MOMgrWaiter *waiter = FindWaiter(momgr->priv, listener);
-    return waiter->operation != OrvaneListener_GetOperationSerial(listener) &&
-           OrvaneListener_HasCompleted(listener);
+    return OrvaneListener_ServesAnother(listener, waiter->operation);
 }
 
 void MOMgrForgetListener(OrvaneMOMgr *momgr, OrvaneListener *listener) {
@@ -375,8 +423,13 @@ void orvane_momgr_load_object(OrvaneMOMgr *momgr, gboolean partialUpdates,
     }
 
     proxy->partialUpdates = partialUpdates;
-    if (listener != nullptr && !MOMgrWatchListener(momgr, listener, proxy))
-        listener = nullptr;
+    if (listener != nullptr) {
+        const MOMgrWait wait = MOMgrWatchListener(momgr, listener, proxy);
+        if (wait == MOMgrWait::GivenUp)
+            return;
+        if (wait == MOMgrWait::Ignored)
+            listener = nullptr;
+    }
 
     MOMgrPending *pending = FindPending(priv, proxy);
     const bool isFirst = pending == nullptr;
@@ -412,8 +465,10 @@ void orvane_momgr_create_filter_cb(OrvaneListener *internal, gpointer data) {
     if (orvane_listener_get_state(internal) != ORVANE_LISTENER_SUCCEEDED) {
         ScopedValue fault;
         MOMgrTakeFault(internal, &fault.value);
-        if (proxy != nullptr)
-            orvane_momgr_acknowledge_load(momgr, proxy.get(), FALSE, &fault.value);
+        if (proxy == nullptr)
+            return;
+        NoteFailure(momgr, proxy.get(), internal, true);
+        orvane_momgr_acknowledge_load(momgr, proxy.get(), FALSE, &fault.value);
         return;
     }
 
@@ -452,8 +507,10 @@ void orvane_momgr_acknowledge_load(OrvaneMOMgr *momgr, SkemaQormManagedObject *p
             auto *listener = static_cast<OrvaneListener *>(g_queue_pop_head(&pending->waiting));
             if (listener == nullptr)
                 continue;
+            const bool servesAnother = MOMgrServesAnother(momgr, listener);
             MOMgrForgetListener(momgr, listener);
-            orvane_listener_acknowledge(listener, success, value);
+            if (!servesAnother)
+                orvane_listener_acknowledge(listener, success, value);
         }
         g_queue_remove(priv->answering, pending);
         MOMgrFreePending(pending);
@@ -522,8 +579,9 @@ void orvane_momgr_load_object_weak_notify(gpointer data, GObject *proxy) {
         auto *listener = static_cast<OrvaneListener *>(g_queue_pop_head(&pending->waiting));
         if (listener == nullptr)
             continue;
+        const guint serial = FindWaiter(priv, listener)->operation;
         MOMgrForgetListener(momgr, listener);
-        OrvaneListener_EndOperation(listener, ORVANE_OUTCOME_OBJECT_GONE);
+        OrvaneListener_EndOperationOf(listener, serial, ORVANE_OUTCOME_OBJECT_GONE);
         /* The operation ends without a signal, so it releases its internal listener. */
         if (OrvaneListener_IsInternal(listener))
             g_object_unref(listener);
@@ -572,10 +630,15 @@ void orvane_momgr_retrieve_contents(OrvaneMOMgr *momgr, GValueArray *filterSpecS
         return;
     }
 
+    const MOMgrWait wait =
+        listener != nullptr ? MOMgrWatchListener(momgr, listener, nullptr) : MOMgrWait::Ignored;
+    if (wait == MOMgrWait::GivenUp)
+        return;
     OrvaneListener *internal = MOMgrNewListener(momgr, orvane_momgr_retrieve_contents_cb);
-    if (listener != nullptr && MOMgrWatchListener(momgr, listener, nullptr)) {
+    if (wait == MOMgrWait::Waits) {
         orvane_bind_listener(G_OBJECT(internal), listener);
         FindWaiter(momgr->priv, listener)->internal = internal;
+        orvane_listener_set_time_limit(internal, OrvaneListener_TimeLimit(listener, 0));
     }
     skema_qorm_core_property_collector_retrieve_contents(
         SKEMA_QORM_CORE_PROPERTY_COLLECTOR(momgr->priv->collector), filterSpecSet, internal);

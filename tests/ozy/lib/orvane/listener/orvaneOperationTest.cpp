@@ -97,6 +97,9 @@ public: // for the rows
             TRUE, orvane_filter_spec_new(TRUE, properties, object, nullptr), nullptr));
         orvane_session_retrieve_contents(session, filters.get(), listener);
     }
+    void Answer(const char *method, const CannedAnswer &answer) {
+        service->server.Send(service->Last(method).connection, answer.bytes);
+    }
     void DropAll() {
         proxies.clear();
         g_clear_object(&session);
@@ -110,6 +113,7 @@ public: // for the rows
     using ManagerTest::proxies;
     using ManagerTest::service;
     using ManagerTest::session;
+    using ManagerTest::Update;
     using ManagerTest::Url;
 };
 
@@ -368,6 +372,165 @@ TEST_F(OperationEnds, AllowTheNextOperationInTheFunction) {
     testLoop::Settle();
     EXPECT_THAT(ledger.texts, ElementsAre("fault", "signal failure", "disconnected"));
     g_object_unref(listener);
+}
+
+/* The listener begins a call before its former operation has ended; then the reply to the former one comes. */
+TEST_F(OperationEnds, AreNotThoseOfAFormerOperation) {
+    using Ends = OperationEnds;
+    const struct {
+        const char *name;
+        std::function<void(Ends *, OrvaneListener *)> begin;
+        std::function<void(Ends *)> answer;
+    } rows[] = {
+        {"a call",
+         [](Ends *test, OrvaneListener *listener) {
+             test->service->answers["CurrentTime"] = {};
+             test->CurrentTime(listener);
+         },
+         [](Ends *test) { test->Answer("CurrentTime", Reply("CurrentTime")); }},
+        {"a load",
+         [](Ends *test, OrvaneListener *listener) { test->Load(test->Machine("vm-1"), listener); },
+         [](Ends *test) { test->Update(Enter("VirtualMachine", "vm-1")); }},
+        {"a load whose object is released",
+         [](Ends *test, OrvaneListener *listener) { test->Load(test->Machine("vm-1"), listener); },
+         [](Ends *test) { test->proxies.clear(); }},
+        {"a retrieval",
+         [](Ends *test, OrvaneListener *listener) {
+             test->service->answers["RetrieveProperties"] = {};
+             orvane_session_load_properties(test->session, test->Machine("vm-1"), listener, TRUE,
+                                            nullptr);
+         },
+         [](Ends *test) { test->Answer("RetrieveProperties", Fault("InvalidProperty")); }},
+    };
+    for (const bool hasFunction : {true, false}) {
+        for (const auto &row : rows) {
+            SCOPED_TRACE(row.name);
+            ledger.texts.clear();
+            proxies.clear();
+            SessionTest::StartOver();
+            SetUp();
+            OrvaneListener *listener = hasFunction ? ledger.New() : orvane_listener_new();
+            row.begin(this, listener);
+            testLoop::Settle();
+            service->answers["RetrieveServiceContent"] = {};
+            skema_ozy_service_instance_retrieve_content(Instance().get(), listener);
+            testLoop::Settle();
+            EXPECT_EQ(hasFunction ? Texts{"cancelled"} : Texts{}, ledger.texts);
+            row.answer(this);
+            testLoop::Settle();
+            EXPECT_LE(ledger.texts.size(), 1u) << "nothing of the former operation";
+            /* without a function the signals are those of both, but an end is only that of a call's own reply */
+            const bool isOpen = !orvane_listener_get_outcome(listener, nullptr);
+            EXPECT_TRUE(isOpen || (!hasFunction && strcmp(row.name, "a call") != 0));
+            Answer("RetrieveServiceContent", Fault("SystemError"));
+            testLoop::Settle();
+            EXPECT_EQ(hasFunction ? Texts({"cancelled", "signal failure", "fault"}) : Texts(),
+                      ledger.texts);
+            EXPECT_TRUE(orvane_listener_get_outcome(listener, nullptr));
+            g_object_unref(listener);
+        }
+    }
+}
+
+/* A call of another session is not affected by the end of the session of the former one. */
+TEST_F(OperationEnds, DoNotComeFromAnotherSession) {
+    OrvaneListener *listener = ledger.New();
+    service->answers["CurrentTime"] = {};
+    const auto instance = Instance();
+    OrvaneSession *former = std::exchange(session, orvane_session_new());
+    ASSERT_EQ("success", SessionTest::Connect());
+    skema_ozy_service_instance_current_time(instance.get(), listener);
+    testLoop::Settle();
+    CurrentTime(listener);
+    testLoop::Settle();
+    g_object_unref(former);
+    testLoop::Settle();
+    EXPECT_THAT(ledger.texts, ElementsAre("cancelled"));
+    Answer("CurrentTime",
+           Reply("CurrentTime", "2026-01-02T03:04:05Z", "xsi:type=\"xsd:dateTime\""));
+    testLoop::Settle();
+    EXPECT_THAT(ledger.texts, ElementsAre("cancelled", "signal success", "succeeded"));
+    g_object_unref(listener);
+}
+
+/* What a handler of the final signal does changes nothing about the one end. */
+TEST_F(OperationEnds, AreReportedOnceWhateverAHandlerDoes) {
+    struct Handler {
+        OperationEnds *test;
+        std::function<void(OrvaneListener *)> run;
+        static void Run(OrvaneListener *listener, Handler *handler) {
+            if (handler->run)
+                std::exchange(handler->run, nullptr)(listener);
+        }
+    };
+    Ledger other;
+    const auto setFunction = [&](OrvaneListener *listener) {
+        orvane_listener_set_completed_func(listener, Ledger::OnCompleted, &other, nullptr);
+    };
+    const auto begin = [&](OrvaneListener *listener) { CurrentTime(listener); };
+    const auto abort = [&](OrvaneListener *listener) {
+        EXPECT_FALSE(orvane_listener_abort(listener));
+    };
+    const auto release = [&](OrvaneListener *) { DropAll(); };
+    const struct {
+        const char *name;
+        const char *signal;
+        std::function<void(OrvaneListener *)> run;
+        Texts texts;
+        Texts others; /* of the function that is set by the handler */
+    } rows[] = {
+        {"begins another",
+         "success",
+         begin,
+         {"signal success", "succeeded", "signal success", "succeeded"},
+         {}},
+        {"begins another", "acknowledge", begin, {"cancelled", "signal success", "succeeded"}, {}},
+        {"sets a function", "success", setFunction, {"signal success"}, {"succeeded"}},
+        {"sets a function and begins another",
+         "success",
+         [&](OrvaneListener *listener) {
+             setFunction(listener);
+             begin(listener);
+         },
+         {"signal success", "signal success"},
+         {"succeeded", "succeeded"}},
+        {"aborts", "success", abort, {"signal success", "succeeded"}, {}},
+        {"begins another and aborts that",
+         "success",
+         [&](OrvaneListener *listener) {
+             begin(listener);
+             EXPECT_TRUE(orvane_listener_abort(listener));
+         },
+         {"signal success", "succeeded", "signal failure", "cancelled"},
+         {}},
+        {"releases the session", "acknowledge", release, {"signal success", "succeeded"}, {}},
+        {"releases the session", "success", release, {"signal success", "succeeded"}, {}},
+        {"shuts down",
+         "acknowledge",
+         [](OrvaneListener *) { orvane_shutdown(); },
+         {"shut-down"},
+         {}},
+        {"shuts down",
+         "success",
+         [](OrvaneListener *) { orvane_shutdown(); },
+         {"signal success", "succeeded"},
+         {}},
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(std::string(row.name) + " in " + row.signal);
+        ledger.texts.clear();
+        other.texts.clear();
+        StartOver();
+        SetUp();
+        OrvaneListener *listener = ledger.New();
+        Handler handler{this, row.run};
+        g_signal_connect(listener, row.signal, G_CALLBACK(Handler::Run), &handler);
+        CurrentTime(listener);
+        testLoop::Settle();
+        EXPECT_EQ(row.texts, ledger.texts);
+        EXPECT_EQ(row.others, other.texts);
+        g_object_unref(listener);
+    }
 }
 
 TEST_F(OperationEnds, ReachFunctionsThatAreSetLate) {

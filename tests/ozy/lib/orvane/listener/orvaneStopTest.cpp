@@ -60,6 +60,24 @@ public:          // for the rows
         service->Forget();
         orvane_session_connect(session, Url().c_str(), "u", "p", listener);
     }
+    /* Another service and another session, which is connected. */
+    void ConnectAnew() {
+        service = std::make_unique<Service>();
+        g_clear_object(&session);
+        proxies.clear();
+        session = orvane_session_new();
+        Connect();
+        texts.clear();
+    }
+    /* Calls a function when a signal is emitted first. */
+    void When(OrvaneListener *listener, const char *signal,
+              std::function<void(OrvaneListener *)> function) {
+        inSignal = std::move(function);
+        g_signal_connect(listener, signal,
+                         std::string_view(signal).starts_with("notify") ? G_CALLBACK(OnNotify)
+                                                                        : G_CALLBACK(OnFirst),
+                         this);
+    }
     /* Moves the clocks of the loop and of the transport. */
     void Move(gint64 milliseconds) {
         clockOffset += milliseconds * kMillisecond;
@@ -77,6 +95,14 @@ public:          // for the rows
 
 private:
     static inline gint64 clockOffset = 0;
+    std::function<void(OrvaneListener *)> inSignal;
+    static void OnFirst(OrvaneListener *listener, Stopping *test) {
+        if (test->inSignal)
+            std::exchange(test->inSignal, nullptr)(listener);
+    }
+    static void OnNotify(OrvaneListener *listener, GParamSpec *, Stopping *test) {
+        OnFirst(listener, test);
+    }
     static void OnSignal(OrvaneListener *listener, Stopping *test) {
         const ObjectPtr<SkemaQormMethodFault> fault(orvane_listener_get_fault(listener));
         std::string text = fault ? G_OBJECT_TYPE_NAME(fault.get()) : "success";
@@ -145,12 +171,7 @@ static const StopRow kStopRows[] = {
 TEST_F(Stopping, AnAbortClosesTheTransferAndFailsFromTheLoop) {
     for (const StopRow &row : kStopRows) {
         SCOPED_TRACE(row.name);
-        service = std::make_unique<Service>();
-        g_clear_object(&session);
-        proxies.clear();
-        session = orvane_session_new();
-        Connect();
-        texts.clear();
+        ConnectAnew();
         OrvaneListener *listener = New();
         row.begin(this, listener);
         testLoop::Settle();
@@ -178,6 +199,63 @@ TEST_F(Stopping, AnAbortClosesTheTransferAndFailsFromTheLoop) {
         }
         Release(listener);
     }
+}
+
+/* In a handler of its beginning nothing is sent at all. */
+TEST_F(Stopping, AnAbortHoldsInAHandlerOfTheBeginning) {
+    for (const StopRow &row : kStopRows) {
+        SCOPED_TRACE(row.name);
+        ConnectAnew();
+        OrvaneListener *listener = New();
+        When(listener, "notify::state", [this](OrvaneListener *begun) {
+            service->Forget();
+            EXPECT_TRUE(orvane_listener_abort(begun));
+        });
+        row.begin(this, listener);
+        testLoop::Settle();
+        EXPECT_THAT(texts, ElementsAre("SkemaQormFaultRequestCanceled", "cancelled"));
+        EXPECT_THAT(service->Methods(), IsEmpty());
+        Release(listener);
+    }
+}
+
+TEST_F(Stopping, AnAbortHoldsInAHandlerOfTheReply) {
+    for (const char *signal : {"notify::result", "acknowledge"}) {
+        SCOPED_TRACE(signal);
+        texts.clear();
+        OrvaneListener *listener = New();
+        When(listener, signal, [](OrvaneListener *l) { EXPECT_TRUE(orvane_listener_abort(l)); });
+        CurrentTime(listener);
+        testLoop::Settle();
+        EXPECT_THAT(texts, ElementsAre("SkemaQormFaultRequestCanceled", "cancelled"));
+        EXPECT_EQ(ORVANE_LISTENER_FAILED, orvane_listener_get_state(listener));
+        Release(listener);
+    }
+    /* it is too late */
+    texts.clear();
+    OrvaneListener *listener = New();
+    When(listener, "success", [](OrvaneListener *l) { EXPECT_FALSE(orvane_listener_abort(l)); });
+    CurrentTime(listener);
+    testLoop::Settle();
+    EXPECT_THAT(texts, ElementsAre("success", "succeeded"));
+    Release(listener);
+}
+
+TEST_F(Stopping, AnAbortHoldsIfTheSessionIsReleasedNext) {
+    for (const StopRow &row : kStopRows) {
+        SCOPED_TRACE(row.name);
+        ConnectAnew();
+        OrvaneListener *listener = New();
+        row.begin(this, listener);
+        testLoop::Settle();
+        EXPECT_TRUE(orvane_listener_abort(listener));
+        proxies.clear();
+        g_clear_object(&session);
+        testLoop::Settle();
+        EXPECT_THAT(texts, ElementsAre("SkemaQormFaultRequestCanceled", "cancelled"));
+        g_object_unref(listener);
+    }
+    session = orvane_session_new();
 }
 
 TEST_F(Stopping, ATaskThatCannotBeCancelledIsNotAsked) {
@@ -224,12 +302,7 @@ TEST_F(Stopping, AnAbortedLoadLeavesNoFilter) {
 TEST_F(Stopping, ALimitOfAListenerEndsEveryKindAtItsTime) {
     for (const StopRow &row : kStopRows) {
         SCOPED_TRACE(row.name);
-        service = std::make_unique<Service>();
-        g_clear_object(&session);
-        proxies.clear();
-        session = orvane_session_new();
-        Connect();
-        texts.clear();
+        ConnectAnew();
         OrvaneListener *listener = New();
         orvane_listener_set_time_limit(listener, 60000);
         row.begin(this, listener);
@@ -294,6 +367,48 @@ TEST_F(Stopping, LimitsOfASessionHoldForEachOfItsRequests) {
     Move(100000);
     EXPECT_EQ(0u, service->Count("WaitForUpdatesEx")) << "sent again";
     EXPECT_EQ(ORVANE_SESSION_CONNECTED, State());
+}
+
+/* What the library sends for an operation may take as long as the operation. */
+TEST_F(Stopping, ALongerLimitOfAListenerReplacesThatOfItsSession) {
+    const OrvaneTimeLimits limits = {.connect = 0, .inactivity = 0, .total = 10000};
+    const struct {
+        const char *open; /* what is not answered in time */
+        CannedAnswer answer;
+        void (*begin)(Stopping *test, OrvaneListener *listener);
+    } rows[] = {
+        {"CurrentTime", Reply("CurrentTime", "2026-01-02T03:04:05Z", "xsi:type=\"xsd:dateTime\""),
+         [](Stopping *test, OrvaneListener *listener) { test->CurrentTime(listener); }},
+        {"RetrieveProperties", Reply("RetrieveProperties"),
+         [](Stopping *test, OrvaneListener *listener) { test->Retrieve(listener); }},
+        {"CreateFilter", Reply("CreateFilter", "filter-9", "type=\"PropertyFilter\""),
+         [](Stopping *test, OrvaneListener *listener) {
+             test->Load(test->Machine("vm-1"), listener);
+         }},
+        {"ozyServiceVersions.xml", HttpReply(kVersions),
+         [](Stopping *test, OrvaneListener *listener) { test->Reconnect(listener); }},
+        {"Login",
+         Reply("Login", "<key>52</key><userName>root</userName>", "xsi:type=\"UserSession\""),
+         [](Stopping *test, OrvaneListener *listener) { test->Reconnect(listener); }},
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.open);
+        ConnectAnew();
+        orvane_session_set_time_limits(session, &limits);
+        OrvaneListener *listener = New();
+        orvane_listener_set_time_limit(listener, 60000);
+        LeaveOpen(row.open);
+        row.begin(this, listener);
+        testLoop::Settle();
+        Move(30000);
+        EXPECT_THAT(texts, IsEmpty()) << "that of the session";
+        service->server.Send(service->Last(row.open).connection, row.answer.bytes);
+        testLoop::Settle();
+        if (strcmp(row.open, "CreateFilter") == 0)
+            Update(Enter("VirtualMachine", "vm-1"));
+        EXPECT_THAT(texts, ElementsAre("success", "succeeded"));
+        Release(listener);
+    }
 }
 
 /* A reply that comes a byte at a time is active, but must end at the total limit. */
