@@ -147,6 +147,17 @@ ORVANE_EXPORT guint orvane_listener_get_operation_count(OrvaneListener *listener
 ORVANE_EXPORT gboolean orvane_listener_is_task(OrvaneListener *listener);
 
 /**
+ * orvane_listener_get_task:
+ * @listener: a listener
+ *
+ * The task can be given to another program by its id, or called itself.
+ *
+ * Returns: (transfer none) (nullable): the proxy of the task that the reply named, until the next operation begins;
+ *     %NULL if there is none
+ */
+ORVANE_EXPORT SkemaQormManagedObject *orvane_listener_get_task(OrvaneListener *listener);
+
+/**
  * orvane_listener_get_progress:
  * @listener: a listener
  *

@@ -163,6 +163,11 @@ void OrvaneListenerReleaseTask(OrvaneListener *listener) {
     priv->taskLoaded = FALSE;
 }
 
+SkemaQormManagedObject *orvane_listener_get_task(OrvaneListener *listener) {
+    g_return_val_if_fail(ORVANE_IS_LISTENER(listener), nullptr);
+    return listener->priv->task != nullptr ? TaskProxy(listener->priv) : nullptr;
+}
+
 gint orvane_listener_get_progress(OrvaneListener *listener) {
     g_return_val_if_fail(ORVANE_IS_LISTENER(listener), kListenerNoProgress);
     const OrvaneListenerPrivate *priv = listener->priv;

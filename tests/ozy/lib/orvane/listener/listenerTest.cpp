@@ -255,6 +255,8 @@ TEST(Listener, FollowsATask) {
         task.Acknowledge(recorder);
         EXPECT_THAT(recorder.Take(), ElementsAre("notify::state 2"));
         EXPECT_TRUE(orvane_listener_is_task(recorder.listener));
+        EXPECT_EQ(static_cast<gpointer>(task.task.get()),
+                  orvane_listener_get_task(recorder.listener));
         for (const Info &info : row.infos)
             task.Set(info);
         EXPECT_EQ(row.events, recorder.Take());
@@ -312,6 +314,7 @@ TEST(Listener, BeginsEachOperationAnew) {
     task.Set({3, FALSE, 6});
     EXPECT_THAT(recorder.Take(), IsEmpty());
     EXPECT_FALSE(orvane_listener_is_task(recorder.listener));
+    EXPECT_EQ(nullptr, orvane_listener_get_task(recorder.listener));
     EXPECT_EQ(G_MININT32, orvane_listener_get_progress(recorder.listener));
     orvane_listener_acknowledge(recorder.listener, TRUE, nullptr);
     Value result;
