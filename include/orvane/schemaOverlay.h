@@ -67,4 +67,19 @@ ORVANE_EXPORT GQuark orvane_schema_error_quark(void);
  */
 ORVANE_EXPORT gboolean orvane_schema_load_overlay(const char *path, GError **error);
 
+/**
+ * orvane_schema_add_overlay:
+ * @name: what messages call the text, in the place of a file's name
+ * @text: the tables
+ * @error: (out) (optional): as orvane_schema_load_overlay()
+ *
+ * Adds tables that an application carries with itself. A field that an installation's own overlay has
+ * stated in another way is a %ORVANE_SCHEMA_ERROR_CONTRADICTION; call it after orvane_init(), which
+ * reads those of the environment, so that theirs are kept.
+ *
+ * Returns: %TRUE; or %FALSE with @error set and nothing changed
+ */
+ORVANE_EXPORT gboolean orvane_schema_add_overlay(const char *name, const char *text,
+                                                 GError **error);
+
 G_END_DECLS

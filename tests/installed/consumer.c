@@ -8,6 +8,7 @@
 #include <orvane/schema/ferry.h>
 #include <orvane/schema/ozy.h>
 #include <orvane/schema/qorm.h>
+#include <orvane/schemaOverlay.h>
 #include <ssl/ssl.h>
 
 static void OnLine(gint level, const char *text, gpointer data) {
@@ -30,6 +31,8 @@ int main(void) {
     char *json;
     orvane_log_set_handler(OnLine, &numLines, 145);
     if (!orvane_glib_init(NULL))
+        return 1;
+    if (!orvane_schema_add_overlay("tables", "namespace ozy\n", NULL))
         return 1;
     session = orvane_session_new();
     orvane_session_set_wire_func(session, OnRecord, NULL, NULL);

@@ -51,16 +51,21 @@ bool FailWith(GError **error, OrvaneSchemaError code, const SchemaErrors &errors
     return Fail(error, code, message);
 }
 
+bool ReadText(const char *name, std::string_view text, std::vector<SchemaModel> *overlays,
+              GError **error) {
+    SchemaErrors errors;
+    if (!SchemaText_Parse(&overlays->emplace_back(), name, text, &errors))
+        return FailWith(error, ORVANE_SCHEMA_ERROR_SYNTAX, errors);
+    return true;
+}
+
 bool ReadFile(const std::string &path, std::vector<SchemaModel> *overlays, GError **error) {
     std::string text;
     std::string why;
     if (!SchemaFiles_Read(path, &text, &why))
         return Fail(error, ORVANE_SCHEMA_ERROR_IO, why);
     const GPtr<char> name(g_filename_display_name(path.c_str()));
-    SchemaErrors errors;
-    if (!SchemaText_Parse(&overlays->emplace_back(), name.get(), text, &errors))
-        return FailWith(error, ORVANE_SCHEMA_ERROR_SYNTAX, errors);
-    return true;
+    return ReadText(name.get(), text, overlays, error);
 }
 
 /* Reads all files, in the order in which they are applied. */
@@ -105,15 +110,8 @@ bool CheckTypeNames(const SchemaModel &model, const LoadedTables &loaded, guint3
     return true;
 }
 
-/* Loads all of the paths, or none if one fails. */
-bool Load(const std::vector<std::string> &paths, GError **error) {
-    const LoadingLock lock;
-    if (SchemaEngine_IsInUse())
-        return FailTooLate(error);
-
-    std::vector<SchemaModel> overlays;
-    if (!ReadPaths(paths, &overlays, error))
-        return false;
+/* Puts tables with the overlays in force. The lock is held. */
+bool Extend(std::vector<SchemaModel> &&overlays, GError **error) {
     const SchemaTables &base = *SchemaEngine_Tables();
     SchemaModel model = SchemaRecover_Run(base);
     if (!Apply(&model, std::move(overlays), error))
@@ -131,6 +129,15 @@ bool Load(const std::vector<std::string> &paths, GError **error) {
     return true;
 }
 
+/* Loads all of the paths, or none if one fails. */
+bool Load(const std::vector<std::string> &paths, GError **error) {
+    const LoadingLock lock;
+    if (SchemaEngine_IsInUse())
+        return FailTooLate(error);
+    std::vector<SchemaModel> overlays;
+    return ReadPaths(paths, &overlays, error) && Extend(std::move(overlays), error);
+}
+
 } // namespace
 
 GQuark orvane_schema_error_quark(void) {
@@ -141,6 +148,17 @@ gboolean orvane_schema_load_overlay(const char *path, GError **error) {
     g_return_val_if_fail(path != nullptr, FALSE);
     g_return_val_if_fail(error == nullptr || *error == nullptr, FALSE);
     return Load({path}, error);
+}
+
+gboolean orvane_schema_add_overlay(const char *name, const char *text, GError **error) {
+    g_return_val_if_fail(name != nullptr, FALSE);
+    g_return_val_if_fail(text != nullptr, FALSE);
+    g_return_val_if_fail(error == nullptr || *error == nullptr, FALSE);
+    const LoadingLock lock;
+    if (SchemaEngine_IsInUse())
+        return FailTooLate(error);
+    std::vector<SchemaModel> overlays;
+    return ReadText(name, text, &overlays, error) && Extend(std::move(overlays), error);
 }
 
 void SchemaLoad_FromEnvironment(char *(*getVariable)(const char *name)) {

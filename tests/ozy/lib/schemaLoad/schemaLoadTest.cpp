@@ -255,6 +255,26 @@ TEST_IN_CHILD(SchemaLoad, SaysWhatItCannotRead) {
     EXPECT_FALSE(orvane_schema_load_overlay(missing.c_str(), nullptr));
 }
 
+TEST_IN_CHILD(SchemaLoad, TextsThatAnApplicationCarriesAreAddedAfterThoseOfFiles) {
+    const Folder folder;
+    ASSERT_EQ(kLoaded, Load(folder.write("a.schema", kOverlay)).code);
+    GError *error = nullptr;
+    const char *const added = "namespace ozy\ndata HostListSummary ...\n"
+                              "  rackLabel string? @ozy2/2.0\n";
+    ASSERT_TRUE(orvane_schema_add_overlay("own tables", added, &error));
+    const char *const other = "namespace ozy\ndata VirtualMachineSummary ...\n"
+                              "  note int @ozy2/2.0\n";
+    EXPECT_FALSE(orvane_schema_add_overlay("own tables", other, &error));
+    EXPECT_EQ(ORVANE_SCHEMA_ERROR_CONTRADICTION, error->code);
+    EXPECT_THAT(error->message, StartsWith("own tables:3: "));
+    g_clear_error(&error);
+    EXPECT_TRUE(HasProperty("HostListSummary", "rackLabel"));
+    EXPECT_TRUE(HasProperty("VirtualMachineSummary", "note"));
+    EXPECT_FALSE(orvane_schema_add_overlay("own tables", added, &error));
+    EXPECT_EQ(ORVANE_SCHEMA_ERROR_TOO_LATE, error->code);
+    g_error_free(error);
+}
+
 TEST_IN_CHILD(SchemaLoad, ComesTooLateOnceATypeIsInUse) {
     const Folder folder;
     const std::string file = folder.write("a.schema", kOverlay);
