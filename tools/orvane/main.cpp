@@ -9,6 +9,7 @@
 #include "tools/orvane/configCommand.h"
 #include "tools/orvane/demo.h"
 #include "tools/orvane/logOptions.h"
+#include "tools/orvane/manualOption.h"
 #include "tools/orvane/message.h"
 #include "tools/orvane/nearestWord.h"
 #include "tools/orvane/profileCommand.h"
@@ -145,6 +146,7 @@ int Run(int argc, char **argv) {
                                "number of a signal that ended it: 130 after Ctrl-C, which logs "
                                "out; a second one ends it at once."));
     AddSettingOptions(program);
+    AddManualOption(program);
 
     int status = kDone;
     DemoOptions demoOptions;

@@ -15,6 +15,7 @@
 #include "lib/misc/printableText.h"
 #include "ozy/lib/orvaneGlib/glibLoop.h"
 #include "tools/certificates/certificateKind.h"
+#include "tools/manual/manualPage.h"
 #include "tools/process/processLog.h"
 #include "tools/process/processSignals.h"
 #include "tools/simulator/simulator.h"
@@ -39,6 +40,7 @@ struct Settings {
     std::string certificate; /* a kind, or a file if there is a key's */
     std::string keyFile;
     std::string anchorFile;
+    std::string manualFolder; /* for the build: where to write the page of the manual */
     bool isTls = false;
     bool verbose = false;
     process::LogOptions log;
@@ -118,6 +120,7 @@ void AddOptions(CLI::App &app, Settings &settings) {
                    "made at start, and the list of those it has revoked")
         ->excludes(key);
     app.footer(CertificateHelp());
+    app.add_option("--write-manual", settings.manualFolder)->group("");
     app.add_flag("--control", options.control, "Serve the switches at /control/");
     app.add_flag("-v,--verbose", settings.verbose, "Print every request to stderr");
     CLI::Option *log = app.add_option("--log", settings.log.file,
@@ -155,6 +158,15 @@ std::vector<simulator::Trouble> ParseTroubles(const Settings &settings) {
         }
     }
     return troubles;
+}
+
+void WriteManual(const CLI::App &app, const std::string &folder) {
+    const manual::Book book{.program = "orvane-simulator",
+                            .date = ORVANE_DATE,
+                            .exitStatuses = {{"0", "A signal ended it: SIGINT, SIGTERM or SIGHUP."},
+                                             {"1", "The port, a file or the output does not work."},
+                                             {"2", "The command line is wrong."}}};
+    manual::WritePages(manual::MakePages(app, book), folder);
 }
 
 /* Puts the texts of the command line into the simulator's own terms. Throws BadUsage. */
@@ -298,6 +310,10 @@ int main(int argc, char **argv) try {
         app.exit(error, text, text);
         fmt::print("{}", text.str());
         FlushOutput();
+        return EXIT_SUCCESS;
+    }
+    if (!settings.manualFolder.empty()) {
+        WriteManual(app, settings.manualFolder);
         return EXIT_SUCCESS;
     }
     Serve(settings);
