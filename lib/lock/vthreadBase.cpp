@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 
 #include <pthread.h>
 
@@ -165,8 +166,13 @@ const char *VThreadBase_CurName(void) {
         return VThreadBaseRecord()->name;
     // The thread may be inside VThreadBaseRecord(), which must not recurse.
     static constinit thread_local char hostName[47];
+    static_assert(sizeof hostName >= VTHREADBASE_MAX_NAME);
     snprintf(hostName, sizeof hostName, "host-%lu", static_cast<unsigned long>(pthread_self()));
     return hostName;
+}
+
+void VThreadBase_CopyCurName(char name[VTHREADBASE_MAX_NAME]) {
+    memcpy(name, VThreadBase_CurName(), VTHREADBASE_MAX_NAME);
 }
 
 void VThreadBase_SetName(const char *name) {

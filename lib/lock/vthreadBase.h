@@ -48,6 +48,9 @@ guint32 VThreadBase_CurID(void);
  */
 const char *VThreadBase_CurName(void);
 
+/* Copies the whole array of the name. The bytes behind its NUL may be anything. */
+void VThreadBase_CopyCurName(char name[VTHREADBASE_MAX_NAME]);
+
 /* At most 31 bytes are kept. */
 void VThreadBase_SetName(const char *name);
 

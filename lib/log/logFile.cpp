@@ -56,11 +56,8 @@ ssize_t WriteOnce(int fd, std::string_view text) {
 }
 
 LogLineHeader HeaderOfNow() {
-    LogLineHeader header{};
-    LogTime_Get(&header);
-    g_strlcpy(header.threadName, VThreadBase_CurName(), sizeof header.threadName);
-    header.continuation = 'F';
-    header.level = LOG_LEVEL_INFO;
+    LogLineHeader header;
+    LogTime_Stamp(&header, LOG_LEVEL_INFO, 'F');
     return header;
 }
 
@@ -176,8 +173,9 @@ void LogFileReportLoss(LogFileOutput *file) {
 }
 
 /* Puts a line together and writes it; one that is too long for the buffer is cut. */
-void LogWriteLine(LogFileOutput *file, const LogLineHeader &header, bool writeHeader,
-                  std::string_view text, std::span<char> buffer) {
+[[gnu::always_inline]] inline void LogWriteLine(LogFileOutput *file, const LogLineHeader &header,
+                                                bool writeHeader, std::string_view text,
+                                                std::span<char> buffer) {
     char *line = buffer.data();
     size_t length = writeHeader ? LogFilePrefix(file, header, line) : 0;
     const size_t room = buffer.size() - length;
@@ -188,22 +186,49 @@ void LogWriteLine(LogFileOutput *file, const LogLineHeader &header, bool writeHe
     length += text.size();
     if (isCut)
         line[length++] = '\n';
-    if (file->bytesLost != 0)
+    if (file->bytesLost != 0) [[unlikely]]
         LogFileReportLoss(file);
     LogFileWrite(file, {line, length}, true);
 }
 
-void LogToFile(LogFileOutput *file, const LogLineHeader &header, bool writeHeader,
-               std::string_view text) {
+void LogWriteLongLine(LogFileOutput *file, const LogLineHeader &header, bool writeHeader,
+                      std::string_view text) {
+    LogBuffer buffer(&logState.lineBuffer);
+    LogWriteLine(file, header, writeHeader, text, {buffer.Bytes(), buffer.Size()});
+}
+
+[[gnu::always_inline]] inline void LogToFile(LogFileOutput *file, const LogLineHeader &header,
+                                             bool writeHeader, std::string_view text) {
     if (file->fd < 0)
         return;
-    if (text.size() < kLogSmallBuffer - kLogMaxPrefix) {
+    if (text.size() >= kLogSmallBuffer - kLogMaxPrefix) [[unlikely]]
+        return LogWriteLongLine(file, header, writeHeader, text);
+    char line[kLogSmallBuffer];
+    LogWriteLine(file, header, writeHeader, text, line);
+}
+
+/* Writes the lines that were held back. */
+void LogFileDrain(LogFileOutput *file) {
+    LogRecord record;
+    while (file->drainBuffer != nullptr &&
+           LogFIFO_Remove(file->fifo, file->drainBuffer.get(), kLogRingSize, &record))
+        LogToFile(file, record.header, true, record.text);
+}
+
+/* Holds a line back since the log grows too fast. */
+void LogFileHold(LogFileOutput *file, const LogLineHeader &header, bool writeHeader,
+                 std::string_view text) {
+    if (!file->throttle.throttled && header.continuation == 'F') {
+        LogLineHeader note = header;
+        note.level = LOG_LEVEL_INFO;
         char line[kLogSmallBuffer];
-        LogWriteLine(file, header, writeHeader, text, line);
-    } else {
-        LogBuffer buffer(&logState.lineBuffer);
-        LogWriteLine(file, header, writeHeader, text, {buffer.Bytes(), buffer.Size()});
+        const int length = snprintf(line, sizeof line, "<<< %.*s Throttled >>>\n",
+                                    int(sizeof line / 2), file->name.c_str());
+        LogToFile(file, note, true, {line, size_t(length)});
+        file->throttle.throttled = TRUE;
     }
+    if (file->fifo != nullptr)
+        LogFIFO_Add(file->fifo, header, writeHeader, text);
 }
 
 void LogFileRotate(LogFileOutput *file) {
@@ -223,23 +248,15 @@ void LogFileRotate(LogFileOutput *file) {
 void LogFileDispatch(LogOutput *output, const LogLineHeader &header, bool writeHeader,
                      std::string_view text) {
     auto *file = static_cast<LogFileOutput *>(output);
-    if (Log_IsThrottled(&file->throttle, text.size())) {
-        if (!file->throttle.throttled && header.continuation == 'F') {
-            LogLineHeader note = header;
-            note.level = LOG_LEVEL_INFO;
-            LogToFile(file, note, true, "<<< " + file->name + " Throttled >>>\n");
-            file->throttle.throttled = TRUE;
-        }
-        if (file->fifo != nullptr)
-            LogFIFO_Add(file->fifo, header, writeHeader, text);
+    if (Log_IsThrottled(&file->throttle, text.size())) [[unlikely]] {
+        LogFileHold(file, header, writeHeader, text);
     } else {
-        LogRecord record;
-        while (file->fifo != nullptr && file->drainBuffer != nullptr &&
-               LogFIFO_Remove(file->fifo, file->drainBuffer.get(), kLogRingSize, &record))
-            LogToFile(file, record.header, true, record.text);
+        if (file->fifo != nullptr) [[unlikely]]
+            LogFileDrain(file);
         LogToFile(file, header, writeHeader, text);
     }
-    if (file->rotateSize != 0 && file->currentSize > file->rotateSize)
+    /* a signal handler leaves it to the next line, since a rotation needs memory */
+    if (file->rotateSize != 0 && file->currentSize > file->rotateSize && !VThreadBase_IsInSignal())
         LogFileRotate(file);
 }
 

@@ -41,8 +41,6 @@ private:
     int kept;
 };
 
-using Sink = void (*)(const LogLineHeader &header, bool writeHeader, std::string_view text);
-
 void LogToFIFO(const LogLineHeader &header, bool writeHeader, std::string_view text) {
     if (LogFIFO *fifo = LogGetFIFO())
         LogFIFO_Add(fifo, header, writeHeader, text);
@@ -53,28 +51,16 @@ bool LogIsNested() {
     return logState.lockDepth > 1 || LogIsInOutput();
 }
 
-void LogSetThreadName(LogLineHeader *header) {
-    const char *name = VThreadBase_CurName();
-    const size_t length = strnlen(name, sizeof header->threadName - 1);
-    memcpy(header->threadName, name, length);
-    // A newline would end the record of the ring that the name is in.
-    for (char &c : std::span(header->threadName).first(length))
-        c = guchar(c) < 0x20 ? '?' : c;
-}
-
 /* Hands each line of a message to a sink, which may be another for a line that a former message began. */
-void LogProcessMessage(Sink sink, gint level, std::string_view message) {
+template <auto sink> void LogProcessMessage(gint level, std::string_view message) {
     bool isFirst = true;
     while (!message.empty()) {
         const size_t newline = message.find('\n');
         const std::string_view piece = message.substr(0, newline + (newline != message.npos));
-        const bool isRestEmpty = message.find_first_not_of('\n') == message.npos;
-
-        LogLineHeader header{};
-        header.continuation = !logState.partialLine && !isFirst && !isRestEmpty ? 'T' : 'F';
-        LogTime_Get(&header);
-        LogSetThreadName(&header);
-        header.level = guint8(level);
+        const bool isContinued =
+            !isFirst && !logState.partialLine && message.find_first_not_of('\n') != message.npos;
+        LogLineHeader header; /* not cleared first: all fields are set */
+        LogTime_Stamp(&header, level, isContinued ? 'T' : 'F');
         sink(header, !logState.partialLine, piece);
         logState.partialLine = newline == message.npos;
         isFirst = false;
@@ -90,9 +76,18 @@ std::string_view LogEndRingLine(gint level, std::string_view message) {
         return message;
     const size_t newline = message.find('\n');
     const std::string_view piece = message.substr(0, newline + (newline != message.npos));
-    LogProcessMessage(LogToFIFO, level, piece);
+    LogProcessMessage<LogToFIFO>(level, piece);
     LogDrainFIFO();
     return message.substr(piece.size());
+}
+
+/* Hands what waits in the ring to the outputs, and then a message. */
+void LogPassOn(gint level, std::string_view text) {
+    if (!LogIsFIFOEmpty()) [[unlikely]] {
+        LogDrainFIFO();
+        text = LogEndRingLine(level, text);
+    }
+    LogProcessMessage<LogToOutputs>(level, text);
 }
 
 void LogWriteStderr(std::string_view text) {
@@ -115,26 +110,28 @@ Targets LogTargets(gint level) {
             isAudit || logState.maxOutputLevel.load(std::memory_order_relaxed) >= level};
 }
 
-void LogDeliver(const Targets &targets, gint level, std::string_view text) {
+/* Inline, as LogToFile(): after a write, each return to a caller is a branch that is predicted wrongly. */
+[[gnu::always_inline]] inline void LogDeliver(const Targets &targets, gint level,
+                                              std::string_view text) {
     const LogLockGuard guard;
     if (targets.isForStderr)
         LogWriteStderr(text);
     if (!targets.isForOutputs)
         return;
     if (LogIsNested() || logState.numOutputs == 0) {
-        LogProcessMessage(LogToFIFO, level, text);
+        LogProcessMessage<LogToFIFO>(level, text);
         return;
     }
-    LogDrainFIFO();
-    LogProcessMessage(LogToOutputs, level, LogEndRingLine(level, text));
+    LogPassOn(level, text);
 }
 
-/* Delivers a text without the bytes that terminals obey. */
-void LogDeliverEscaped(const Targets &targets, gint level, std::string_view text) {
-    if (!LogText_HasControls(text)) [[likely]]
-        LogDeliver(targets, level, text);
-    else
-        LogDeliver(targets, level, LogText_EscapeControls(text));
+/* Delivers a text without the bytes that terminals obey. In a signal handler no memory is allocated for it. */
+void LogDeliverEscaped(const Targets &targets, gint level, std::span<char> text) {
+    const std::string_view view(text.data(), text.size());
+    if (LogText_HasControls(view) && !VThreadBase_IsInSignal())
+        return LogDeliver(targets, level, LogText_EscapeControls(view));
+    LogText_MaskControls(text.data(), text.size());
+    LogDeliver(targets, level, view);
 }
 
 /* Formats into a buffer. Returns false if the text does not fit; what fits is in the buffer. */
@@ -150,20 +147,22 @@ bool LogFormat(char *buffer, size_t size, size_t *length, const char *format, va
     return wanted >= 0 && size_t(wanted) < size;
 }
 
-/* A text that is longer than most. */
+/* A text that is longer than most. In a signal handler a buffer that is not there yet is not made. */
 void LogAddLongMessage(const Targets &targets, gint level, const char *format, va_list arguments)
     G_GNUC_PRINTF(3, 0);
 
 void LogAddLongMessage(const Targets &targets, gint level, const char *format, va_list arguments) {
-    if (logState.formatBuffer.load(std::memory_order_acquire) == nullptr)
+    if (logState.formatBuffer.load(std::memory_order_acquire) == nullptr &&
+        !VThreadBase_IsInSignal())
         LogEnsureBuffer(&logState.formatBuffer, static_cast<char *>(malloc(kLogRingSize)));
     LogBuffer buffer(&logState.formatBuffer);
     size_t length = 0;
     if (!LogFormat(buffer.Bytes(), buffer.Size(), &length, format, arguments))
         length = LogText_SafeTruncate(buffer.Bytes(), buffer.Size());
-    LogDeliverEscaped(targets, level,
-                      length > 0 ? std::string_view(buffer.Bytes(), length)
-                                 : "*LONG LINE TRUNCATION*\n");
+    if (length == 0)
+        LogDeliver(targets, level, "*LONG LINE TRUNCATION*\n");
+    else
+        LogDeliverEscaped(targets, level, {buffer.Bytes(), length});
 }
 
 void LogAddNewMessage(gint level, const char *format, va_list arguments) G_GNUC_PRINTF(2, 0);
@@ -180,9 +179,12 @@ void LogAddNewMessage(gint level, const char *format, va_list arguments) {
     size_t length = 0;
     va_list again;
     va_copy(again, arguments);
-    if (LogFormat(text, sizeof text, &length, format, arguments))
-        LogDeliverEscaped(targets, level, {text, length});
-    else
+    if (LogFormat(text, sizeof text, &length, format, arguments)) [[likely]] {
+        if (!LogText_HasControls({text, length})) [[likely]]
+            LogDeliver(targets, level, {text, length});
+        else
+            LogDeliverEscaped(targets, level, {text, length});
+    } else
         LogAddLongMessage(targets, level, format, again);
     va_end(again);
 }
@@ -246,6 +248,5 @@ void LogForGuest(LogThrottleState *throttle, const char *format, va_list argumen
     const LogLockGuard guard;
     if (LogIsNested() || logState.numOutputs == 0 || !LogTargets(LOG_LEVEL_INFO).isForOutputs)
         return;
-    LogDrainFIFO();
-    LogProcessMessage(LogToOutputs, LOG_LEVEL_INFO, LogEndRingLine(LOG_LEVEL_INFO, escaped));
+    LogPassOn(LOG_LEVEL_INFO, escaped);
 }

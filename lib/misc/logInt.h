@@ -11,6 +11,7 @@
 
 #include "lib/lock/mxUser.h"
 #include "lib/misc/glibPtr.h"
+#include "lib/misc/log.h"
 #include "lib/misc/logOutput.h"
 
 constexpr guint32 kLogMaxOutputs = 10;
@@ -70,14 +71,33 @@ private:
 /* Puts a new buffer at a place that has none. The former one, if it is only in use, is freed when it comes back. */
 void LogEnsureBuffer(LogBigBuffer *place, char *made);
 
-/* Whether the calling thread is inside an output. */
-bool LogIsInOutput();
+extern constinit thread_local int logOutputDepth; /* outputs that this thread is inside of */
 
-/* Hands a line to each output whose level allows it. */
-void LogToOutputs(const LogLineHeader &header, bool writeHeader, std::string_view text);
+/* Whether the calling thread is inside an output. */
+inline bool LogIsInOutput() {
+    return logOutputDepth > 0;
+}
+
+/* Hands a line to each output whose level allows it. An output may detach itself, so it is not touched after the call. */
+inline void LogToOutputs(const LogLineHeader &header, bool writeHeader, std::string_view text) {
+    logOutputDepth++;
+    for (guint32 i = 0; i < logState.numOutputs; i++) {
+        LogOutput *output = logState.outputs[i];
+        if (header.level <= output->logMinLevel || header.level == LOG_LEVEL_AUDIT)
+            output->operations->dispatch(output, header, writeHeader, text);
+    }
+    logOutputDepth--;
+}
+
+/* Whether the ring is empty. */
+inline bool LogIsFIFOEmpty() {
+    const LogFIFO *fifo = logState.fifo.load(std::memory_order_acquire);
+    return fifo == nullptr || fifo->readPosition == fifo->writePosition;
+}
 
 /* Hands what waits in the ring to the outputs. What they log meanwhile stays. */
 void LogDrainFIFO();
 
-/* Returns the ring, which is created on first use; NULL without memory. */
+/* Returns the ring, which is created on first use. NULL without memory, and in a signal handler that comes before that:
+ * there is no allocation in handlers. */
 LogFIFO *LogGetFIFO();

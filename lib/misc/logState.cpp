@@ -2,15 +2,15 @@
 
 #include <cstdio>
 
+#include "lib/lock/vthreadBase.h"
 #include "lib/misc/atomicFence.h"
 #include "lib/misc/log.h"
 #include "lib/misc/utilSafe.h"
 
 constinit LogState logState;
+constinit thread_local int logOutputDepth = 0;
 
 namespace {
-
-constinit thread_local int outputDepth = 0; /* outputs that this thread is inside of */
 
 MXUserRecLock *LogCreateLock() {
     Atomic_FetchAdd(&logState.lockCreations, 1);
@@ -59,24 +59,9 @@ void LogEnsureBuffer(LogBigBuffer *place, char *made) {
         free(made);
 }
 
-bool LogIsInOutput() {
-    return outputDepth > 0;
-}
-
-void LogToOutputs(const LogLineHeader &header, bool writeHeader, std::string_view text) {
-    // An output may detach itself: it is not touched after the call.
-    outputDepth++;
-    for (guint32 i = 0; i < logState.numOutputs; i++) {
-        LogOutput *output = logState.outputs[i];
-        if (header.level <= output->logMinLevel || header.level == LOG_LEVEL_AUDIT)
-            output->operations->dispatch(output, header, writeHeader, text);
-    }
-    outputDepth--;
-}
-
 LogFIFO *LogGetFIFO() {
     LogFIFO *fifo = logState.fifo.load(std::memory_order_acquire);
-    if (fifo != nullptr)
+    if (fifo != nullptr || VThreadBase_IsInSignal())
         return fifo;
     LogFIFO *made = LogFIFO_Create();
     if (made == nullptr)
@@ -88,9 +73,9 @@ LogFIFO *LogGetFIFO() {
 }
 
 void LogDrainFIFO() {
-    LogFIFO *fifo = logState.fifo.load(std::memory_order_acquire);
-    if (fifo == nullptr || fifo->readPosition == fifo->writePosition)
+    if (LogIsFIFOEmpty())
         return;
+    LogFIFO *fifo = logState.fifo.load(std::memory_order_acquire);
     LogBuffer buffer(&logState.drainBuffer);
     const guint64 end =
         fifo->writePosition; /* else an output that logs at each line would never end */

@@ -58,6 +58,34 @@ auto FindSuspects(const char *text) {
     return ((bytes < 0x20) & (bytes != '\t') & (bytes != '\n')) | (bytes == 0x7f) | (bytes == 0xc2);
 }
 
+using SignedBytes16 = gint8 __attribute__((vector_size(16)));
+
+/* As FindSuspects(), but tabs, newlines and all bytes above 0x7f are found, too: one comparison for all. */
+auto FindCandidates(const char *text) {
+    Bytes16 bytes;
+    memcpy(&bytes, text, sizeof bytes);
+    return reinterpret_cast<SignedBytes16>(bytes + 1) < 0x21;
+}
+
+/* As FindCandidates(), but for zeros. */
+auto FindNameSuspects(const char *text) {
+    Bytes16 bytes;
+    memcpy(&bytes, text, sizeof bytes);
+    return FindCandidates(text) & (bytes != 0);
+}
+
+/* Whether a function finds something in a text of at least sixteen bytes. */
+template <class Find> bool IsFound(std::string_view text, Find find) {
+    constexpr size_t kStep = sizeof(Bytes16);
+    const char *last = text.data() + text.size() - kStep; /* overlaps the step before it */
+    auto found = find(last);
+    for (const char *at = text.data(); at < last; at += kStep)
+        found |= find(at);
+    guint64 halves[2];
+    memcpy(halves, &found, sizeof halves);
+    return (halves[0] | halves[1]) != 0;
+}
+
 bool IsContinuation(char byte) {
     return (guchar(byte) & 0xc0) == 0x80;
 }
@@ -110,16 +138,11 @@ size_t LogText_SafeTruncate(char *buffer, size_t size) {
 }
 
 bool LogText_HasControls(std::string_view text) {
-    constexpr size_t kStep = sizeof(Bytes16);
-    if (text.size() < kStep)
+    if (text.ends_with('\n'))
+        text.remove_suffix(1);
+    if (text.size() < sizeof(Bytes16))
         return std::ranges::any_of(text, IsSuspect);
-    const char *last = text.data() + text.size() - kStep; /* overlaps the step before it */
-    auto found = FindSuspects(last);
-    for (const char *at = text.data(); at < last; at += kStep)
-        found |= FindSuspects(at);
-    guint64 halves[2];
-    memcpy(halves, &found, sizeof halves);
-    return (halves[0] | halves[1]) != 0;
+    return IsFound(text, FindCandidates) && IsFound(text, FindSuspects);
 }
 
 std::string LogText_EscapeControls(std::string_view text) {
@@ -140,4 +163,26 @@ std::string LogText_EscapeControls(std::string_view text) {
             escaped += c;
     }
     return escaped;
+}
+
+void LogText_MaskControls(char *text, size_t length) {
+    for (size_t i = 0; i < length; i++) {
+        const bool isHigh = IsHighControl({text + i, length - i});
+        if (!isHigh && !IsControl(guchar(text[i])))
+            continue;
+        text[i] = '?';
+        if (isHigh)
+            text[++i] = '?';
+    }
+}
+
+void LogText_MaskName(char *name, size_t size) {
+    name[size - 1] = '\0';
+    if (!IsFound({name, size}, FindNameSuspects)) [[likely]]
+        return;
+    const size_t length = strlen(name);
+    LogText_MaskControls(name, length);
+    std::ranges::replace_if(
+        name, name + length, [](char byte) { return byte == '\t' || byte == '\n'; }, '?');
+    memset(name + length, 0, size - length);
 }

@@ -43,3 +43,10 @@ bool LogText_HasControls(std::string_view text);
 /* Returns the text with its control bytes as "\x1b", but for tabs and newlines; a carriage return in front of a
  * newline is left out. */
 std::string LogText_EscapeControls(std::string_view text);
+
+/* Replaces the same bytes by question marks, which takes no memory: for signal handlers. */
+void LogText_MaskControls(char *text, size_t length);
+
+/* Makes a name of a thread fit for the head of a line: what is no printable byte is a question mark, also tabs and
+ * newlines. @size is that of the array, at least 16; the bytes behind the end may be anything. */
+void LogText_MaskName(char *name, size_t size);

@@ -7,6 +7,7 @@
 
 #include "lib/lock/vthreadBase.h"
 #include "lib/misc/hostinfo.h"
+#include "lib/misc/logText.h"
 
 namespace {
 
@@ -36,8 +37,15 @@ void LogTimeSetSecond(gint64 second) {
 
 void LogTimeSetMilliseconds(LogLineHeader *header, gint64 milliseconds) {
     const auto value = unsigned(milliseconds % 1000);
-    const char text[] = {'.', char('0' + value / 100), char('0' + value / 10 % 10),
-                         char('0' + value % 10), '\0'};
+    const char text[] = {'.',
+                         char('0' + value / 100),
+                         char('0' + value / 10 % 10),
+                         char('0' + value % 10),
+                         '\0',
+                         '\0',
+                         '\0',
+                         '\0'};
+    static_assert(sizeof text == sizeof header->milliseconds);
     memcpy(header->milliseconds, text, sizeof text);
 }
 
@@ -45,13 +53,15 @@ void LogTimeSetMilliseconds(LogLineHeader *header, gint64 milliseconds) {
 
 void LogTime_Get(LogLineHeader *header) {
     const gint64 now = Hostinfo_RealTimeUS() / 1000;
-    if (VThreadBase_IsInSignal()) {
+    if (VThreadBase_IsInSignal()) [[unlikely]] {
         const gint64 since = MAX(now - lastGood.lastMS, gint64{0});
         // A zone of six bytes leaves room for four digits, "Z" for nine.
         const gint64 most = strlen(lastGood.zone) > 1 ? 9999 : 999999999;
         char text[64];
         snprintf(text, sizeof text, "%.19s%.6s[+%d", lastGood.dateTime, lastGood.zone,
                  int(MIN(since / 1000, most)));
+        memset(header->dateTime, 0, sizeof header->dateTime);
+        memset(header->zone, 0, sizeof header->zone);
         g_strlcpy(header->dateTime, text, sizeof header->dateTime);
         LogTimeSetMilliseconds(header, since);
         strcpy(header->zone, "]");
@@ -63,4 +73,12 @@ void LogTime_Get(LogLineHeader *header) {
     memcpy(header->dateTime, lastGood.dateTime, sizeof header->dateTime);
     memcpy(header->zone, lastGood.zone, sizeof header->zone);
     LogTimeSetMilliseconds(header, now);
+}
+
+void LogTime_Stamp(LogLineHeader *header, gint level, char continuation) {
+    LogTime_Get(header);
+    VThreadBase_CopyCurName(header->threadName);
+    LogText_MaskName(header->threadName, sizeof header->threadName);
+    header->continuation = continuation;
+    header->level = guint8(level);
 }

@@ -1,5 +1,5 @@
 /*
- * logTime.h -- the time stamp of a line
+ * logTime.h -- the time stamp of a line, and its thread
  *
  *   dateTime "2026-03-01T10:15:02"   milliseconds ".123"   zone "+01:00", "Z" for UTC
  *
@@ -14,5 +14,8 @@
 
 #include "lib/misc/logFifo.h"
 
-/* Fills in the three texts. */
+/* Fills in the three texts, with all bytes of their arrays. */
 void LogTime_Get(LogLineHeader *header);
+
+/* Fills in the whole header: the time, the calling thread, and the two arguments. */
+void LogTime_Stamp(LogLineHeader *header, gint level, char continuation);

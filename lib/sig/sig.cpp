@@ -8,6 +8,7 @@
 #include "lib/config/config.h"
 #include "lib/lock/vthreadBase.h"
 #include "lib/misc/log.h"
+#include "lib/misc/logInt.h"
 #include "lib/misc/panic.h"
 #include "lib/misc/poll.h"
 #include "lib/misc/threadId.h"
@@ -111,7 +112,9 @@ gboolean Sig_Init(void) {
         Log("Sig_Init already initialized \n");
         return TRUE;
     }
-    VThreadBase_CurID(); // a handler could not get an identity for the thread while malloc() is interrupted
+    // a handler could make neither an identity for the thread nor a ring for its lines while malloc() is interrupted
+    VThreadBase_CurID();
+    LogGetFIFO();
     sigset_t before;
     Sig_BlockAll(&before);
     InstallHandlers();

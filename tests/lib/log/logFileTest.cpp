@@ -19,6 +19,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "lib/lock/vthreadBase.h"
 #include "lib/log/logFileInt.h"
 #include "lib/misc/hostinfo.h"
 #include "tests/lib/misc/logRecorder.h"
@@ -121,6 +122,14 @@ TEST_F(LogFile, LinesHaveThePrefixThatIsSet) {
         EXPECT_TRUE(std::regex_match(folder.Read("log"), std::regex(pattern)))
             << folder.Read("log");
     }
+}
+
+TEST_F(LogFile, TheFirstLinesHaveNoControlBytesOfAThreadName) {
+    std::thread([this] {
+        VThreadBase_SetName("a\n\x1b[2J");
+        Attach({{"log.useThreadName", "TRUE"}});
+    }).join();
+    EXPECT_TRUE(folder.Read("log").starts_with("a??[2J| I120: Log for unknown"));
 }
 
 TEST_F(LogFile, SettingsComeFromTheMostSpecialSource) {

@@ -281,14 +281,24 @@ TEST_F(LogTest, StampsHaveTheZoneAndAreReusedInSignals) {
 }
 
 TEST_F(LogTest, ThreadNamesCannotBreakARecord) {
-    std::thread([] {
-        VThreadBase_SetName("a\nb, which is much longer than thirty-one bytes");
-        Log("x\n");
-    }).join();
-    LogRecorder *recorder = Attach();
-    EXPECT_TRUE(
-        recorder->text.ends_with("I120: x\n")); /* the first one of a process is announced */
-    EXPECT_STREQ("a?b, which is much longer than ", recorder->last.threadName);
+    const std::pair<std::string, const char *> rows[] = {
+        {"a\nb, which is much longer than thirty-one bytes", "a?b, which is much longer than "},
+        {"\t\x1b[2J\x7f\xc2\x9b\xc3\xa4", "??[2J???\xc3\xa4"},
+        {std::string("host\0\nx", 7), "host"}, /* bytes behind the name of a host's own record */
+    };
+    for (const auto &[name, shown] : rows) {
+        std::thread([&text = name] {
+            auto *record = static_cast<VThreadBaseData *>(calloc(1, sizeof(VThreadBaseData)));
+            record->id = 77;
+            text.copy(record->name, sizeof record->name - 1);
+            VThreadBase_InitWithTLS(record);
+            Log("x\n");
+        }).join();
+        LogRecorder *recorder = Attach();
+        EXPECT_TRUE(recorder->text.ends_with("I120: x\n"));
+        EXPECT_STREQ(shown, recorder->last.threadName);
+        EXPECT_TRUE(Log_ReplaceOutput(recorder, nullptr, FALSE));
+    }
 }
 
 TEST(LogThrottle, MeasuresInWindows) {

@@ -1,5 +1,6 @@
 #include "lib/sig/sig.h"
 
+#include <atomic>
 #include <cerrno>
 #include <string>
 #include <vector>
@@ -18,6 +19,18 @@
 #include "tests/support/inChild.h"
 #include "tests/support/logText.h"
 #include "tests/support/testLoop.h"
+
+/* Counts what is allocated. The sanitizers have an allocator of their own. */
+constinit std::atomic<size_t> gNumAllocations = 0;
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+extern "C" {
+void *__libc_malloc(size_t size); // NOLINT(bugprone-reserved-identifier): the C library's name
+void *malloc(size_t size) {
+    gNumAllocations++;
+    return __libc_malloc(size);
+}
+}
+#endif
 
 namespace {
 
@@ -239,6 +252,27 @@ TEST(Sig, InitThreadBlocksWhatTheMainThreadReceives) {
         Sig_Restore(&before);
         pthread_sigmask(SIG_BLOCK, nullptr, &mask);
         EXPECT_TRUE(sigismember(&mask, SIGHUP));
+    });
+}
+
+/* The code that a signal interrupts may hold the allocator's lock. */
+TEST(Sig, AHandlerLogsWithoutAllocating) {
+    WithSignals([] {
+        static constinit size_t numAllocations = 0;
+        static const std::string longText(1000, 'x');
+        Sig_Callback(
+            SIGUSR1, SIG_MODE_IMMEDIATE,
+            [](gint, siginfo_t *, gpointer, gpointer) {
+                const size_t before = gNumAllocations;
+                Log("%s\n", longText.c_str());
+                Log("%s\n", "a\x1b[2Jb\xc2\x9b\xc3\xa4");
+                numAllocations = gNumAllocations - before;
+            },
+            nullptr);
+        LogRing_Clear();
+        Sig_RaiseSig(SIGUSR1);
+        EXPECT_EQ("I " + longText.substr(0, 318) + "\nI a?[2Jb??\xc3\xa4\n", LogText());
+        EXPECT_EQ(0u, numAllocations);
     });
 }
 
