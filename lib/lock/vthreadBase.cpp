@@ -211,7 +211,16 @@ void VThreadBase_SetIsInSignal(guint32 id, gboolean isInSignal) {
 }
 
 gboolean VThreadBase_IsInSignal(void) {
-    return currentRecord && std::atomic_ref<gint32>(currentRecord->signalNestCount).load() != 0;
+    return VThreadBase_GetSignalDepth() != 0;
+}
+
+gint32 VThreadBase_GetSignalDepth(void) {
+    return currentRecord ? std::atomic_ref<gint32>(currentRecord->signalNestCount).load() : 0;
+}
+
+void VThreadBase_RestoreSignalDepth(gint32 depth) {
+    std::atomic_ref<gint32>(VThreadBaseRecord()->signalNestCount).store(depth);
+    AtomicFence();
 }
 
 int VThreadBase_SigMask(int how, const sigset_t *newMask, sigset_t *oldMask) {

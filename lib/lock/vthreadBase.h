@@ -83,6 +83,10 @@ void VThreadBase_SetNoIDFunc(VThreadBaseNoIDFunc noIDFunc, VThreadBaseFreeIDFunc
 void VThreadBase_SetIsInSignal(guint32 id, gboolean isInSignal);
 gboolean VThreadBase_IsInSignal(void);
 
+/* The depth of the handlers that the calling thread is in, and its place after a jump out of some of them. */
+gint32 VThreadBase_GetSignalDepth(void);
+void VThreadBase_RestoreSignalDepth(gint32 depth);
+
 /* As pthread_sigmask(). */
 int VThreadBase_SigMask(int how, const sigset_t *newMask, sigset_t *oldMask);
 

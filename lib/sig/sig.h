@@ -105,12 +105,15 @@ void Sig_SetCustomCrashCatcher(SigCrashFunc function);
  *   ...
  *   Sig_DisarmCrashCatcher(&catcher);
  *
- * One is armed at a time for each thread, the innermost. A crash disarms it, restores the signal mask and goes
- * to @frame, with the number of the signal; destructors do not run.
+ * One is armed at a time for each thread, the innermost. A crash disarms it, restores the signal mask that the thread had
+ * when it was armed and goes to @frame, with the number of the signal; destructors do not run. If the crash is in a signal
+ * handler that interrupted the armed code, the handler ends, too.
  */
 typedef struct SigCrashCatcher {
     jmp_buf frame;
     struct SigCrashCatcher *outer;
+    sigset_t mask;     /* of the thread, when it was armed */
+    gint32 numSignals; /* handlers that the thread was in then */
 } SigCrashCatcher;
 
 void Sig_ArmCrashCatcher(SigCrashCatcher *catcher);

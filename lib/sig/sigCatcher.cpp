@@ -1,7 +1,5 @@
 #include <cerrno>
 
-#include <ucontext.h>
-
 #include "lib/lock/vthreadBase.h"
 #include "lib/misc/log.h"
 #include "lib/misc/panic.h"
@@ -65,6 +63,8 @@ void Sig_SetCustomCrashCatcher(SigCrashFunc function) {
 
 void Sig_ArmCrashCatcher(SigCrashCatcher *catcher) {
     catcher->outer = armedCatcher;
+    catcher->numSignals = VThreadBase_GetSignalDepth();
+    VERIFY(VThreadBase_SigMask(SIG_BLOCK, nullptr, &catcher->mask) == 0);
     armedCatcher = catcher;
 }
 
@@ -76,8 +76,8 @@ void Sig_DisarmCrashCatcher(const SigCrashCatcher *catcher) {
 void SigCatchCrash(gint signal, siginfo_t *info, gpointer context) {
     if (SigCrashCatcher *catcher = armedCatcher) {
         armedCatcher = catcher->outer;
-        Sig_Restore(&static_cast<ucontext_t *>(context)->uc_sigmask);
-        VThreadBase_SetIsInSignal(VThreadBase_CurID(), FALSE);
+        Sig_Restore(&catcher->mask);
+        VThreadBase_RestoreSignalDepth(catcher->numSignals);
         longjmp(catcher->frame, signal);
     }
     if (const SigCrashFunc function = gSig.customCrashCatcher)

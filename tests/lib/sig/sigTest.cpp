@@ -378,6 +378,41 @@ TEST(Sig, AnArmedFrameIsContinuedAfterACrash) {
     });
 }
 
+/* A handler that interrupts the armed code and crashes is left for good. */
+TEST(Sig, ACrashInAHandlerContinuesOutsideOfIt) {
+    WithSignals([] {
+        Sig_Callback(
+            SIGUSR1, SIG_MODE_IMMEDIATE,
+            [](gint, siginfo_t *, gpointer, gpointer) { raise(SIGSEGV); }, nullptr);
+        if (const int crash = setjmp(outer.frame); crash == 0) {
+            Sig_ArmCrashCatcher(&outer);
+            Sig_RaiseSig(SIGUSR1);
+            ADD_FAILURE() << "goes on";
+        } else {
+            EXPECT_EQ(SIGSEGV, crash);
+        }
+        EXPECT_FALSE(VThreadBase_IsInSignal());
+        sigset_t mask;
+        pthread_sigmask(SIG_BLOCK, nullptr, &mask);
+        EXPECT_FALSE(sigismember(&mask, SIGUSR1) || sigismember(&mask, SIGTERM));
+
+        /* armed inside a handler, which goes on after the crash */
+        Sig_Callback(SIGUSR1, SIG_MODE_DEFAULT, nullptr, nullptr);
+        Sig_Callback(
+            SIGUSR1, SIG_MODE_IMMEDIATE,
+            [](gint, siginfo_t *, gpointer, gpointer) {
+                if (setjmp(inner.frame) == 0) {
+                    Sig_ArmCrashCatcher(&inner);
+                    raise(SIGSEGV);
+                }
+                EXPECT_TRUE(VThreadBase_IsInSignal());
+            },
+            nullptr);
+        Sig_RaiseSig(SIGUSR1);
+        EXPECT_FALSE(VThreadBase_IsInSignal());
+    });
+}
+
 TEST(SigDeathTest, ModesAreChanged) {
     const struct {
         int from; /* after DEFAULT */
