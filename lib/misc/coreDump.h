@@ -51,7 +51,7 @@ char *SigGetCoreFileName(pid_t child);
 
 /**
  * SigCoreFileNameOf:
- * @pattern: as in core(5), without a final newline
+ * @pattern: (nullable): as in core(5), without a final newline, perhaps empty; %NULL if it cannot be read, for "core"
  * @usesPid: whether the number of the process is appended to a pattern without it
  * @child: as above
  *

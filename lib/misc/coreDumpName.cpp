@@ -2,6 +2,7 @@
 #include <cerrno>
 #include <charconv>
 #include <cstdlib>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -22,18 +23,20 @@ constexpr gsize kMaxExpanded = 64;
 constexpr const char *kUsualPattern = "core";
 constexpr int kAbortSignal = 6;
 
-/* Reads the first bytes of a file, without a newline at their end. Returns "" if that is not possible. */
-std::string ReadSetting(const char *path, gsize limit) {
+/* Reads the first bytes of a file, without a newline at their end. Returns nothing if that is not possible. */
+std::optional<std::string> ReadSetting(const char *path, gsize limit) {
     const int fd = open(path, O_RDONLY | O_CLOEXEC);
     if (fd < 0)
-        return "";
+        return std::nullopt;
     std::string text(limit, '\0');
     ssize_t count = 0;
     do
         count = read(fd, text.data(), limit);
     while (count < 0 && errno == EINTR);
     close(fd);
-    text.resize(count < 0 ? 0 : static_cast<gsize>(count));
+    if (count < 0)
+        return std::nullopt;
+    text.resize(static_cast<gsize>(count));
     if (text.ends_with('\n'))
         text.pop_back();
     return text;
@@ -117,6 +120,8 @@ char *Match(const std::string &pattern) {
 } // namespace
 
 char *SigCoreFileNameOf(const char *pattern, gboolean usesPid, pid_t child) {
+    if (pattern == nullptr)
+        pattern = kUsualPattern;
     if (pattern[0] == '|') {
         Log("Core dump pipes to process %s, core file unreliable\n", pattern + 1);
         pattern = kUsualPattern;
@@ -130,7 +135,8 @@ char *SigCoreFileNameOf(const char *pattern, gboolean usesPid, pid_t child) {
 
 char *SigGetCoreFileName(pid_t child) {
     const bool usesPid =
-        IsNonZeroNumber(ReadSetting("/proc/sys/kernel/core_uses_pid", kMaxUsesPid));
-    const std::string pattern = ReadSetting("/proc/sys/kernel/core_pattern", kMaxPattern);
-    return SigCoreFileNameOf(pattern.empty() ? kUsualPattern : pattern.c_str(), usesPid, child);
+        IsNonZeroNumber(ReadSetting("/proc/sys/kernel/core_uses_pid", kMaxUsesPid).value_or(""));
+    const std::optional<std::string> pattern =
+        ReadSetting("/proc/sys/kernel/core_pattern", kMaxPattern);
+    return SigCoreFileNameOf(pattern ? pattern->c_str() : nullptr, usesPid, child);
 }

@@ -40,6 +40,8 @@ TEST(CoreDump, NamesFollowThePattern) {
     } rows[] = {
         {"core", false, here + "/core"},
         {"core", true, here + "/core.4711"},
+        {"", false, here + "/"}, /* what the system does with it, too */
+        {"", true, here + "/.4711"},
         {"|/usr/bin/keep %p", true, here + "/core.4711"},
         {"a/core.%p", true, here + "/a/core.4711"},
         {"/x/%p-%u-%g-%s", false, "/x/4711-" + user + "-" + group + "-6"},
@@ -55,6 +57,7 @@ TEST(CoreDump, NamesFollowThePattern) {
             << row.pattern;
     EXPECT_THAT(LogText(), HasSubstr("I Core dump pipes to process /usr/bin/keep %p, core file "
                                      "unreliable\n"));
+    EXPECT_EQ(here + "/core", Text(SigCoreFileNameOf(nullptr, FALSE, 1)).get()) << "unreadable";
     EXPECT_NE(nullptr, Text(SigGetCoreFileName(4711)));
 }
 
