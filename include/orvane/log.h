@@ -43,7 +43,8 @@ typedef void (*OrvaneLogFunc)(gint level, const char *text, gpointer data);
  * returns. After the call the former handler is not called any more, unless the call was made by that handler itself:
  * then it ends with its return.
  *
- * A text that is logged in pieces is handed over as one line when its newline comes.
+ * A text that is logged in pieces is handed over as one line when its newline comes. If the handler is replaced before
+ * that, the new one receives the whole line. If it is ended, the line is kept in memory like all further ones.
  *
  * May be called from any thread, before orvane_init() too, and stays in effect after orvane_shutdown().
  */

@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include "lib/misc/logOutput.h"
+#include "tests/lib/misc/logRecorder.h"
 #include "tests/support/logText.h"
 
 namespace {
@@ -87,6 +88,46 @@ TEST_F(LogHandler, MayLogAndReplaceItself) {
     Warning("6\n");
     EXPECT_EQ("110 5\n", Taken());
     EXPECT_EQ("W 6\n", LogText());
+}
+
+TEST_F(LogHandler, ALineThatIsBegunIsNotLost) {
+    const auto otherOnLine = [](gint level, const char *text, gpointer data) {
+        OnLine(level + 1000, text, data);
+    };
+    Attach(145);
+    Warning("in ");
+    orvane_log_set_handler(otherOnLine, this, 110);
+    Warning("two handlers\nand ");
+    EXPECT_EQ("1110 in two handlers\n", Taken());
+    orvane_log_set_handler(nullptr, nullptr, 0);
+    Warning("in the ");
+    Attach();
+    Warning("ring\n");
+    EXPECT_EQ("110 and in the ring\n", Taken());
+
+    /* its rest has a level that the handler has no interest in, or it is too detailed for the next handler */
+    LogRecorder *detailed = LogRecorder::New("detailed", kLogTypeSingle);
+    EXPECT_TRUE(Log_AddOutput(detailed));
+    Log_SetOutputLevel(detailed, 145);
+    Log("begun ");
+    Log_Level(130, "and ended\n");
+    Log("next\n");
+    EXPECT_EQ("120 begun \n120 next\n", Taken());
+    EXPECT_TRUE(Log_ReplaceOutput(detailed, nullptr, FALSE));
+    Log("begun ");
+    Attach(110);
+    Log("and ended\n");
+    Warning("next\n");
+    EXPECT_EQ("110 next\n", Taken());
+
+    /* a line that was logged inside the handler comes between two pieces */
+    onLine = [this] {
+        onLine = nullptr;
+        Warning("from inside\n");
+    };
+    Warning("1\n2");
+    Warning("3\n");
+    EXPECT_EQ("110 1\n110 from inside\n110 23\n", Taken());
 }
 
 TEST_F(LogHandler, LinesWithoutEndAreBounded) {
