@@ -26,8 +26,8 @@ reach='
 lib/misc/            miscTest logFileTest lockTest fileTest dictTest sslTest basicHttpTest orvaneTest orvaneGlibTest
 lib/lock/            lockTest sslTest
 lib/ssl/             sslTest orvaneTest orvaneCliTest hostileTest
-lib/crypto/          cryptoTest
-lib/keyLocator/      keyLocatorTest
+lib/crypto/          cryptoTest wipingTest
+lib/keyLocator/      keyLocatorTest wipingTest
 lib/unicode/         unicodeTest dictTest
 lib/file/            fileTest dictTest configTest
 lib/dict/            dictTest configTest keyLocatorTest
