@@ -11,8 +11,7 @@ std::string Secret(const char *what) {
     return kCanary + std::string(what);
 }
 
-class Application {
-public:
+struct Application {
     explicit Application(const Visit &its) : visit(its) {
         EXPECT_TRUE(orvane_init(testLoop::Callback, testLoop::CallbackRemove));
         session = orvane_session_new();

@@ -20,8 +20,7 @@ struct Attack {
     CannedAnswer answer; /* the attacker's; without bytes and without an end, silence */
 };
 
-class AttackedService : public Service {
-public:
+struct AttackedService : Service {
     explicit AttackedService(Attack its);
 
     /* To be called often. */

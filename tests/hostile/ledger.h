@@ -25,8 +25,7 @@ namespace hostile {
 
 inline constexpr char kCanary[] = "canary-";
 
-class Ledger {
-public:
+struct Ledger {
     Ledger();
     ~Ledger(); /* gives stderr back */
     Ledger(const Ledger &) = delete;

@@ -29,8 +29,7 @@ struct PeerDeeds {
     volatile uint64_t numBytes;  /* written to the network */
 };
 
-class Peer {
-public:
+struct Peer {
     /* With a certificate it speaks TLS. */
     explicit Peer(const Attack &attack = {}, const certificates::Presented *presented = nullptr);
     ~Peer();

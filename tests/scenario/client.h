@@ -28,8 +28,7 @@ namespace scenario {
 
 enum class Step { kConnect, kLoad, kTask, kUpdate, kCall, kDisconnect, kEnded };
 
-class Client {
-public:
+struct Client {
     explicit Client(simulator::Options options = {});
     ~Client();
     Client(const Client &) = delete;

@@ -40,8 +40,7 @@ CannedAnswer HttpReply(const std::string &body, int status = 200,
                        const std::string &contentType = "text/xml; charset=utf-8",
                        const std::vector<std::string> &headers = {});
 
-class CannedServer {
-public:
+struct CannedServer {
     CannedServer();
     ~CannedServer();
     CannedServer(const CannedServer &) = delete;

@@ -22,30 +22,10 @@
 /* A call on its way. What it does not have is 0. */
 struct FileCall {
     enum Kind {
-        Open,
-        Close,
-        Read,
-        Write,
-        Pread,
-        Pwrite,
-        Readv,
-        Writev,
-        Preadv,
-        Pwritev,
-        Flock,
-        Fsync,
-        Ftruncate,
-        Fchmod,
-        Fchown,
-        Rename,
-        Link,
-        Unlink,
-        Mkdir,
-        Rmdir,
-        Lstat,
-        Statfs,
-        List,
-        Sleep
+        // clang-format off
+        Open, Close, Read, Write, Pread, Pwrite, Readv, Writev, Preadv, Pwritev, Flock, Fsync,
+        Ftruncate, Fchmod, Fchown, Rename, Link, Unlink, Mkdir, Rmdir, Lstat, Statfs, List, Sleep
+        // clang-format on
     };
     Kind kind;
     int number = 0; /* the descriptor; the flags of Open */
@@ -56,8 +36,7 @@ struct FileCall {
     guint32 msec = 0;
 };
 
-class FileFaults {
-public:
+struct FileFaults {
     static constexpr int kPass = 0;   /* the call is made */
     static constexpr int kShort = -1; /* about half of it is moved */
     static constexpr int kSkip = -2;  /* it is not made and succeeds */

@@ -17,8 +17,7 @@
 void InChild(const std::function<void()> &body);
 
 /* A process that runs a function until the object, or the test's process, ends. */
-class ChildProcess {
-public:
+struct ChildProcess {
     explicit ChildProcess(const std::function<void()> &function);
     ~ChildProcess();
     ChildProcess(const ChildProcess &) = delete;

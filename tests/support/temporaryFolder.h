@@ -14,8 +14,7 @@
 
 #include <sys/types.h>
 
-class TemporaryFolder {
-public:
+struct TemporaryFolder {
     /* In memory, where the system has such a place, it is no burden to the disk. */
     enum class Where { Usual, Memory };
     explicit TemporaryFolder(Where where = Where::Usual);

@@ -17,8 +17,7 @@
 #include "tests/support/inChild.h"
 #include "tools/certificates/certificateKind.h"
 
-class TlsFront {
-public:
+struct TlsFront {
     /* Decrypts each connection and carries it to the port of 127.0.0.1. */
     TlsFront(int plainPort, const certificates::Presented &presented);
 

@@ -21,8 +21,7 @@ namespace {
 using testing::HasSubstr;
 using Text = MallocPtr<char>;
 
-class Preference : public testing::Test {
-protected:
+struct Preference : testing::Test {
     ~Preference() override { Preference_Exit(); }
     /* Gives each layer a file of its own, with these texts. */
     void Init(const std::string &global, const std::string &user, const std::string &defaults,

@@ -37,8 +37,7 @@ gsize CountDescriptors() {
     return static_cast<gsize>(std::distance(fs::directory_iterator("/proc/self/fd"), {}));
 }
 
-class DictionaryCrash : public testing::TestWithParam<gsize> {
-protected:
+struct DictionaryCrash : testing::TestWithParam<gsize> {
     DictionaryCrash() : folder(TemporaryFolder::Where::Memory), dictionary(Dictionary_Create()) {
         Dictionary_SetEncoding(dictionary.get(), STRING_ENCODING_UTF8);
         Dict_SetString(dictionary.get(), std::string(GetParam(), '2').c_str(), "value");
@@ -88,8 +87,7 @@ TEST_P(DictionaryCrash, AProcessThatEndsAtAnyCallLeavesAWholeFile) {
  * A medium that keeps for certain only what was flushed. Each other change may have reached it or not, in any
  * combination: names are independent of data, and data of one another.
  */
-class Medium {
-public:
+struct Medium {
     Medium(std::string folder_, std::string oldText)
         : folder(std::move(folder_)), data{std::move(oldText)} {
         names["f"] = 0;

@@ -52,8 +52,7 @@ std::string Contents(const std::string &path) {
     return {std::istreambuf_iterator<char>(stream), {}};
 }
 
-class DictionaryTest : public testing::Test {
-protected:
+struct DictionaryTest : testing::Test {
     DictionaryTest() : dictionary(Dictionary_Create()) {}
     ~DictionaryTest() override { Msg_Reset(FALSE); }
     Dictionary *Get() const { return dictionary.get(); }

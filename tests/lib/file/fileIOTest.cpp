@@ -30,8 +30,7 @@ std::string Contents(const std::string &path) {
     return {std::istreambuf_iterator<char>(stream), {}};
 }
 
-class FileIO : public testing::Test {
-protected:
+struct FileIO : testing::Test {
     FileIO() { FileIO_Invalidate(&fd); }
     ~FileIO() override {
         if (FileIO_IsValid(&fd))

@@ -55,8 +55,7 @@ std::string MemberOf(const std::string &executionID) {
  * Two lockers on stacks of their own, of which one runs at a time. Locker 0 makes `first` calls, locker 1 then `second`,
  * locker 0 ends, locker 1 ends. One that sleeps passes its turn on, but while locker 0 is stalled locker 1 sleeps on.
  */
-class Steps {
-public:
+struct Steps {
     Steps(int first_, int second_, bool isStalled_)
         : first(first_), second(second_), isStalled(isStalled_) {}
 
@@ -228,8 +227,7 @@ TEST(FileLockRace, EightProcessesAndWhatTheyFind) {
 }
 
 /* A process that tries to lock a device, and lives on. */
-class Rival {
-public:
+struct Rival {
     explicit Rival(const std::string &name) {
         int pipes[2];
         EXPECT_EQ(0, pipe(pipes));

@@ -27,8 +27,7 @@
 
 namespace {
 
-class FileLock : public testing::Test {
-protected:
+struct FileLock : testing::Test {
     FileLock() : path(folder.Path() + "/f"), directory(path + ".lck") {}
 
     /* No test waits for real. */

@@ -18,8 +18,7 @@ using testing::HasSubstr;
 using testing::Not;
 
 /* A host that receives reports. */
-class MXUserStats : public testing::Test {
-protected:
+struct MXUserStats : testing::Test {
     MXUserStats() { Listen(120); }
     ~MXUserStats() override {
         MXUser_SetStatsFunc(nullptr, 0, FALSE, nullptr);

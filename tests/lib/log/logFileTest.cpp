@@ -48,8 +48,7 @@ constexpr LogConfigOps kOps = {
     },
 };
 
-class LogFile : public testing::Test {
-protected:
+struct LogFile : testing::Test {
     LogFile() {
         LogRing_Clear();
         configured.clear();

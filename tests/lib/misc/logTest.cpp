@@ -28,8 +28,7 @@ std::string Times(size_t count, const char *text) {
     return all;
 }
 
-class LogTest : public testing::Test {
-protected:
+struct LogTest : testing::Test {
     LogTest() { LogRing_Clear(); }
     ~LogTest() override {
         Log_Exit();

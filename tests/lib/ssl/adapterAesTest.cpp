@@ -23,8 +23,7 @@ template <class Function> void Find(void *object, const char *name, Function **f
     ASSERT_NE(nullptr, *function) << name;
 }
 
-class SSLAdapterAes : public ::testing::Test {
-protected:
+struct SSLAdapterAes : ::testing::Test {
     void SetUp() override {
         SSL_Init(nullptr, nullptr, nullptr);
         void *object = dlopen("libcrypto.so.3", RTLD_NOW | RTLD_LOCAL);

@@ -32,8 +32,7 @@ inline CertPtr Parse(const certificates::Certificate &certificate) {
 }
 
 /* The contexts of both ends, and the connection between them. */
-class CertifiedPair {
-public:
+struct CertifiedPair {
     explicit CertifiedPair(certificates::Presented presented)
         : shown(std::move(presented)), server(ServerContext(shown.Pem(), shown.KeyPem())) {}
 

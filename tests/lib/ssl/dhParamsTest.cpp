@@ -17,8 +17,7 @@ Result Libcrypto(const char *name, Arguments... arguments) {
 }
 
 /* Each test begins with the state after a start of the layer: no file tried, nothing switched off. */
-class SslDhParams : public SslTest {
-protected:
+struct SslDhParams : SslTest {
     SslDhParams() : ctx(SSL_NewContext()), ssl(__wrap_SSL_new(ctx.get())) {
         SSL_SetDHParamFiles("/nonexistent/1", "/nonexistent/2", "/nonexistent/3");
     }

@@ -13,8 +13,7 @@ void Send(int fd, const std::string &bytes) {
     EXPECT_EQ(ssize_t(bytes.size()), write(fd, bytes.data(), bytes.size()));
 }
 
-class SslHostilePeer : public SslTest {
-protected:
+struct SslHostilePeer : SslTest {
     ContextPtr serverCtx = ServerContext(ServerCertificate());
     ContextPtr clientCtx{SSL_NewContext()};
 };
@@ -59,8 +58,7 @@ TEST_F(SslHostilePeer, WhatIsNoHandshakeIsAnErrorOnEitherSide) {
 }
 
 /* Carries bytes between two ends, and cuts the line after a number of bytes in one direction. */
-class CutLine {
-public:
+struct CutLine {
     CutLine(int clientSide, int serverSide) : toClient(clientSide), toServer(serverSide) {}
     ~CutLine() { Cut(); }
     CutLine(const CutLine &) = delete;

@@ -17,8 +17,7 @@ std::string Pattern(size_t size) {
     return text;
 }
 
-class SslSock : public SslTest {
-protected:
+struct SslSock : SslTest {
     SslSock() : serverCtx(ServerContext(ServerCertificate())), clientCtx(SSL_NewContext()) {}
 
     bool Connect() { return pair.ShakeHands(clientCtx.get(), serverCtx.get()); }

@@ -103,8 +103,7 @@ inline const certificates::Certificate &ServerCertificate() {
 }
 
 /* Starts the layer with an empty log, and checks that no descriptor stays open. */
-class SslTest : public testing::Test {
-protected:
+struct SslTest : testing::Test {
     SslTest() {
         SSL_Init(nullptr, nullptr, nullptr);
         ServerCertificate(); /* descriptors that it keeps open do not count */

@@ -46,8 +46,7 @@ gboolean Progress(const char *id, const char *text, gint percent, gboolean) {
     return FALSE;
 }
 
-class Msg : public testing::Test {
-protected:
+struct Msg : testing::Test {
     Msg() {
         gSeen.clear();
         gNumAsked = 0;

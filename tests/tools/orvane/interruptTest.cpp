@@ -25,8 +25,7 @@ bool HasEcho(int terminal) {
     return tcgetattr(terminal, &settings) == 0 && (settings.c_lflag & ECHO) != 0;
 }
 
-class OrvaneInterrupted : public testing::Test {
-protected:
+struct OrvaneInterrupted : testing::Test {
     OrvaneInterrupted() : server({.machines = 3, .taskDurationMs = 60000}) {
         setenv("ORVANE_PASSWORD", "secret", 1);
         Program::looksForLeaks = false;

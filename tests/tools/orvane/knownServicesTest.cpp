@@ -44,8 +44,7 @@ int RememberMany(const KnownServices &known, int process, int count) {
     }
 }
 
-class KnownServicesTest : public testing::Test {
-protected:
+struct KnownServicesTest : testing::Test {
     const TemporaryFolder folder;
     const KnownServices known{folder.Path("a/b/known_services")};
 };

@@ -31,8 +31,7 @@ Ended Demo(std::vector<std::string> arguments, bool onTerminal = false) {
 }
 
 /* The demo with a given service, whose password is in the environment. */
-class OrvaneDemoAtAService : public testing::Test {
-protected:
+struct OrvaneDemoAtAService : testing::Test {
     OrvaneDemoAtAService() { setenv("ORVANE_PASSWORD", "secret", 1); }
     ~OrvaneDemoAtAService() override { unsetenv("ORVANE_PASSWORD"); }
 

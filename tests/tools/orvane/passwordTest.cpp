@@ -13,8 +13,7 @@ namespace {
 using namespace std::string_literals;
 using testing::HasSubstr;
 
-class Password : public testing::Test {
-protected:
+struct Password : testing::Test {
     Password() : server({.machines = 1, .users = {{"root", "right"}, {"nobody", ""}}}) {
         Program::looksForLeaks = false;
         server.RunInThread();

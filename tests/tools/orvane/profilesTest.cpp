@@ -38,8 +38,7 @@ template <class Function> std::string WhyNot(Function function) {
     }
 }
 
-class ProfilesTest : public testing::Test {
-protected:
+struct ProfilesTest : testing::Test {
     void Add(const std::string &name, const std::string &secret = "",
              const std::string &passphrase = "open") const {
         const Password password(secret);
@@ -205,8 +204,7 @@ TEST_F(ProfilesTest, ProgramsThatChangeThemAtTheSameTimeLoseNothing) {
 }
 
 /* The program, with the file in a configuration folder of its own. */
-class ProfileCommand : public testing::Test {
-protected:
+struct ProfileCommand : testing::Test {
     ProfileCommand() {
         setenv("XDG_CONFIG_HOME", folder.Path().c_str(), 1);
         Program::looksForLeaks = false;

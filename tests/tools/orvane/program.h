@@ -20,8 +20,7 @@ struct Streams {
     std::string output; /* a path for stdout; "closed"; or empty to collect it */
 };
 
-class Program {
-public:
+struct Program {
     /* Whether a build with sanitizers looks for leaks, which takes a second or more a program. */
     static inline bool looksForLeaks = true;
 

@@ -17,8 +17,7 @@ using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
 
-class ProgramLog : public testing::Test {
-protected:
+struct ProgramLog : testing::Test {
     ProgramLog() { Program::looksForLeaks = false; }
     ~ProgramLog() override { Program::looksForLeaks = true; }
 

@@ -20,8 +20,7 @@ using testing::HasSubstr;
 constexpr char kKnown[] = "orvane/known_services";
 
 /* Runs the program as somebody who has accepted nothing yet. */
-class ServiceTrust : public testing::Test {
-protected:
+struct ServiceTrust : testing::Test {
     ServiceTrust() {
         setenv("XDG_CONFIG_HOME", folder.Path().c_str(), 1);
         setenv("ORVANE_PASSWORD", "secret", 1);

@@ -21,8 +21,7 @@ using testing::HasSubstr;
 using testing::Not;
 using Words = std::vector<std::string>;
 
-class Settings : public testing::Test {
-protected:
+struct Settings : testing::Test {
     Settings() {
         setenv("XDG_CONFIG_HOME", folder.Path().c_str(), 1);
         mkdir(folder.Path("orvane").c_str(), 0700);

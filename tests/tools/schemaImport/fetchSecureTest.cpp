@@ -46,8 +46,7 @@ std::ostream &operator<<(std::ostream &out, const SecureRow &row) {
     return out << row.kind << ", trust " << static_cast<int>(row.trust);
 }
 
-class FetchSecure : public testing::TestWithParam<SecureRow> {
-protected:
+struct FetchSecure : testing::TestWithParam<SecureRow> {
     FetchOptions Options(const certificates::Presented &presented) const {
         switch (GetParam().trust) {
         case Trust::Anchor:

@@ -17,8 +17,7 @@ std::string Schema(const std::string &components) {
     return "<s:schema xmlns:s='http://www.w3.org/2001/XMLSchema'>" + components + "</s:schema>";
 }
 
-class Fetch : public testing::Test {
-protected:
+struct Fetch : testing::Test {
     void SetUp() override {
         testLoop::Reset();
         server.Answer([this](const CannedRequest &request) {

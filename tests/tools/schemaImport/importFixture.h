@@ -45,8 +45,7 @@ inline std::string Refusals(const std::string &tables, SchemaModel shipped = Shi
 }
 
 /* A folder for documents that a test writes. */
-class DocumentFolder {
-public:
+struct DocumentFolder {
     /* The name may lead into a folder of the folder. */
     std::string Write(const std::string &name, const std::string &text) const {
         std::filesystem::create_directories(std::filesystem::path(folder.Path(name)).parent_path());

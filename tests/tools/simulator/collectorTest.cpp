@@ -20,8 +20,7 @@ std::string WaitOptions(const std::string &fields) {
 const std::string kAtOnce = WaitOptions(Argument("maxWaitSeconds", "int", "0"));
 
 /* A server with a frozen clock and ten machines, and a client that is logged in. */
-class Collector : public testing::Test {
-protected:
+struct Collector : testing::Test {
     static Options Settings() {
         Options options;
         options.machines = 10;

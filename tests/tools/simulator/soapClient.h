@@ -46,8 +46,7 @@ struct SoapReply {
     std::string Result() const { return Between("Response xmlns=\"urn:ozy25\">", "\n</soapenv"); }
 };
 
-class SoapClient {
-public:
+struct SoapClient {
     explicit SoapClient(const std::string &where) : url(where), handle(curl_easy_init()) {
         curl_easy_setopt(handle, CURLOPT_COOKIEFILE, "");
         curl_easy_setopt(handle, CURLOPT_TIMEOUT_MS, 20000L);

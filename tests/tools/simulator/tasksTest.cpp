@@ -7,8 +7,7 @@ using simulator::Simulator;
 
 namespace {
 
-class Tasks : public testing::Test {
-protected:
+struct Tasks : testing::Test {
     static Options Settings() {
         Options options;
         options.machines = 8;

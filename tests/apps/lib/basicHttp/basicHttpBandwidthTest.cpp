@@ -12,8 +12,7 @@ struct Member {
 using GroupPtr = std::unique_ptr<BasicHttpBandwidthGroup, Release<BasicHttp_DeleteBandwidthGroup>>;
 using RequestPtr = std::unique_ptr<BasicHttpRequest, Release<BasicHttp_FreeRequest>>;
 
-class BasicHttpBandwidth : public BasicHttpFixture {
-protected:
+struct BasicHttpBandwidth : BasicHttpFixture {
     static gint64 Delay(guint64 limit, const std::vector<Member> &members,
                         BasicHttpDirection direction) {
         const GroupPtr group(BasicHttp_CreateBandwidthGroup(limit, limit));

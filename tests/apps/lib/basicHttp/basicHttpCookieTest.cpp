@@ -5,8 +5,7 @@
 
 namespace {
 
-class BasicHttpCookies : public BasicHttpFixture {
-protected:
+struct BasicHttpCookies : BasicHttpFixture {
     std::string SentCookie(BasicHttpCookieJar *jar, const std::string &host = "127.0.0.1") {
         const std::string url = "http://" + host + ":" + std::to_string(server.Port()) + "/";
         Run(Get(url, jar));

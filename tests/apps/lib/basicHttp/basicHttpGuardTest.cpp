@@ -3,8 +3,7 @@
 
 namespace {
 
-class BasicHttpGuard : public BasicHttpFixture {
-protected:
+struct BasicHttpGuard : BasicHttpFixture {
     /* The error that a request ends with when it got a connection to an address; 0 if it may be sent. */
     static BasicHttpErrorCode Look(BasicHttpRequest *request, std::string peerAddress) {
         char local[] = "127.0.0.1";

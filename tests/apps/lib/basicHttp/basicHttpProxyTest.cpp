@@ -3,8 +3,7 @@
 
 namespace {
 
-class BasicHttpProxies : public BasicHttpFixture {
-protected:
+struct BasicHttpProxies : BasicHttpFixture {
     void SetUp() override {
         BasicHttpFixture::SetUp();
         server.Answer([](const CannedRequest &request) {

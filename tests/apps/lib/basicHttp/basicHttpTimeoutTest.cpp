@@ -14,8 +14,7 @@ constexpr gint64 kSecond = 1000000;
 using BasicHttpTimeouts = BasicHttpFixture;
 
 /* A port on which connections are neither refused nor established: its queue is full. */
-class FullPort {
-public:
+struct FullPort {
     FullPort() {
         int port = 0;
         listener = ListenOnLoopback(&port, 0);

@@ -22,8 +22,7 @@ TEST(BasicHttpTlsKind, ObjectsAreOnlySharedWithTheSameOpenSsl) {
         EXPECT_EQ(row.isSame, BasicHttpIsSameOpenSsl(row.library, row.isOpaque));
 }
 
-class BasicHttpTls : public BasicHttpFixture {
-protected:
+struct BasicHttpTls : BasicHttpFixture {
     static int numLooks;
     static gboolean mayGoOn;
     static gboolean Look(BasicHttpRequest *, gboolean isEncrypted, gpointer ssl, gpointer) {

@@ -67,8 +67,7 @@ gboolean OnRecvProgress(BasicHttpRequest *request, gsize bytes, const char *buff
     return goesOn;
 }
 
-class BasicHttpTransfer : public BasicHttpFixture {
-protected:
+struct BasicHttpTransfer : BasicHttpFixture {
     BasicHttpRequest *Post(BasicHttpSource *source) {
         BasicHttpRequest *request =
             BasicHttp_CreateRequestEx(server.Url("/x").c_str(), BASICHTTP_METHOD_POST, 0, nullptr,

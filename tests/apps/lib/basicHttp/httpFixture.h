@@ -65,8 +65,7 @@ inline void NoteOutcome(BasicHttpRequest *request, BasicHttpResponse *response, 
         outcome->then(request);
 }
 
-class BasicHttpFixture : public testing::Test {
-protected:
+struct BasicHttpFixture : testing::Test {
     static constexpr const char *kVariables[] = {
         "http_proxy", "https_proxy", "all_proxy",  "ALL_PROXY",         "HTTPS_PROXY",
         "no_proxy",   "NO_PROXY",    "HTTP_PROXY", "HALDEN_HTTPSPROXY", "HALDEN_BASICHTTP_TRACE"};

@@ -33,8 +33,7 @@ void RunItem(gpointer data) {
     action();
 }
 
-class GlibLoopTest : public testing::Test {
-protected:
+struct GlibLoopTest : testing::Test {
     GlibLoopTest() : context(g_main_context_new()) {
         ran.clear();
         GlibLoop_Open(context.get());

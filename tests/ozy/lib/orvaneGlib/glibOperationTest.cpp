@@ -34,8 +34,7 @@ struct Error {
     ~Error() { g_clear_error(&error); }
 };
 
-class GlibOperation : public testing::Test {
-protected:
+struct GlibOperation : testing::Test {
     GlibOperation() {
         server.RunInThread();
         EXPECT_TRUE(orvane_glib_init(nullptr));

@@ -7,8 +7,7 @@
 
 namespace {
 
-class GlibWaitTest : public testing::Test {
-public: // for the loop's callbacks
+struct GlibWaitTest : testing::Test {
     GlibWaitTest() { EXPECT_TRUE(orvane_glib_init(nullptr)); }
     ~GlibWaitTest() override {
         if (isOpen)

@@ -67,8 +67,7 @@ private:
     static void OnReady(OrvaneInventory *, Mirror *mirror) { mirror->events.emplace_back("ready"); }
 };
 
-class InventoryList : public testing::Test {
-protected:
+struct InventoryList : testing::Test {
     std::unique_ptr<simulator::Simulator> server;
     OrvaneSession *session = nullptr;
     OrvaneInventory *inventory = nullptr;

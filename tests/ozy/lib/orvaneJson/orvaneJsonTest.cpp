@@ -8,8 +8,7 @@ namespace {
 using namespace filledObjects;
 using testing::HasSubstr;
 
-class OrvaneJson : public FilledObjects {
-protected:
+struct OrvaneJson : FilledObjects {
     std::string Write(GObject *object, int flags = ORVANE_JSON_COMPACT) {
         GError *error = nullptr;
         const GPtr<char> text(orvane_object_to_json(object, OrvaneJsonFlags(flags), &error));

@@ -46,8 +46,7 @@ constexpr const char *kOverlay = "namespace ozy\n"
                                  "  CleanSite(deep boolean) SiteState\n";
 
 /* A folder of overlays that goes away with all in it. */
-class Folder {
-public:
+struct Folder {
     Folder() : path(GPtr<char>(g_dir_make_tmp("overlay-XXXXXX", nullptr)).get()) {}
     Folder(const Folder &) = delete;
     Folder &operator=(const Folder &) = delete;

@@ -23,8 +23,7 @@ Value Owned(GType type, gpointer object) {
 
 /* A listener and all its signals, each with the state at that time: "success 16". Releases the listener in the
  * signal that dropAt names. */
-class Recorder {
-public:
+struct Recorder {
     Events events;
     std::string dropAt;
     OrvaneListener *listener;
@@ -201,8 +200,7 @@ struct Info {
 };
 
 /* A task without a session: its info is set by hand. */
-class Task {
-public:
+struct Task {
     ObjectPtr<SkemaOzyTask> task{
         SKEMA_OZY_TASK(g_object_ref_sink(g_object_new(SKEMA_TYPE_OZY_TASK, nullptr)))};
 

@@ -57,8 +57,7 @@ private:
 
 } // namespace
 
-class OperationEnds : public ManagerTest {
-public: // for the rows
+struct OperationEnds : ManagerTest {
     Ledger ledger;
 
     ~OperationEnds() override { DropAll(); }
@@ -105,16 +104,6 @@ public: // for the rows
         g_clear_object(&session);
         testLoop::Settle();
     }
-    using ManagerTest::CurrentTime;
-    using ManagerTest::Disconnect;
-    using ManagerTest::Instance;
-    using ManagerTest::Load;
-    using ManagerTest::Machine;
-    using ManagerTest::proxies;
-    using ManagerTest::service;
-    using ManagerTest::session;
-    using ManagerTest::Update;
-    using ManagerTest::Url;
 };
 
 /* What comes after what, and with which words, for every end. */
@@ -305,14 +294,11 @@ TEST_F(OperationEnds, AreReportedOnceAfterTheSignals) {
     };
     for (const auto &row : rows) {
         SCOPED_TRACE(row.name);
-        if (!BasicHttp_IsInited())
-            orvane_init(testLoop::Callback, testLoop::CallbackRemove);
         ledger.texts.clear();
         ledger.message.clear();
         ledger.numDestroyed = 0;
         DropAll();
-        service = std::make_unique<Service>();
-        session = orvane_session_new();
+        StartOver();
         ASSERT_EQ("success", SessionTest::Connect());
         row.run(this);
         testLoop::RunUntil([&] { return ledger.numDestroyed > 0; }, 300);

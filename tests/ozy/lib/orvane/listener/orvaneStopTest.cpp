@@ -15,8 +15,7 @@ constexpr gint64 kMillisecond = 1000;
 
 } // namespace
 
-class Stopping : public ManagerTest {
-public:          // for the rows
+struct Stopping : ManagerTest {
     Texts texts; /* signals and outcomes, in order */
 
     Stopping() {
@@ -35,6 +34,11 @@ public:          // for the rows
     void Release(OrvaneListener *listener) {
         testLoop::Settle();
         g_object_unref(listener);
+    }
+    void StartOver() {
+        proxies.clear();
+        texts.clear();
+        SessionTest::StartOver();
     }
     void LeaveOpen(const char *method) { service->answers[method] = {}; }
     void Retrieve(OrvaneListener *listener) {
@@ -62,12 +66,8 @@ public:          // for the rows
     }
     /* Another service and another session, which is connected. */
     void ConnectAnew() {
-        service = std::make_unique<Service>();
-        g_clear_object(&session);
-        proxies.clear();
-        session = orvane_session_new();
+        StartOver();
         Connect();
-        texts.clear();
     }
     /* Calls a function when a signal is emitted first. */
     void When(OrvaneListener *listener, const char *signal,
@@ -85,13 +85,6 @@ public:          // for the rows
         testLoop::Settle();
     }
     int NumOpen() const { return service->server.NumOpenConnections(); }
-    using ManagerTest::CurrentTime;
-    using ManagerTest::Load;
-    using ManagerTest::Machine;
-    using ManagerTest::proxies;
-    using ManagerTest::service;
-    using ManagerTest::session;
-    using ManagerTest::State;
 
 private:
     static inline gint64 clockOffset = 0;
@@ -189,8 +182,7 @@ TEST_F(Stopping, AnAbortClosesTheTransferAndFailsFromTheLoop) {
         /* the listener may serve another operation, and the session too */
         texts.clear();
         if (State() == ORVANE_SESSION_CONNECTED) {
-            service->answers["CurrentTime"] =
-                Reply("CurrentTime", "2026-01-02T03:04:05Z", "xsi:type=\"xsd:dateTime\"");
+            service->answers["CurrentTime"] = TimeReply();
             CurrentTime(listener);
             testLoop::Settle();
             EXPECT_THAT(texts, ElementsAre("success", "succeeded"));
@@ -333,11 +325,7 @@ TEST_F(Stopping, LimitsOfASessionHoldForEachOfItsRequests) {
     };
     for (const auto &row : rows) {
         SCOPED_TRACE(row.open);
-        texts.clear();
-        service = std::make_unique<Service>();
-        g_clear_object(&session);
-        proxies.clear();
-        session = orvane_session_new();
+        StartOver();
         orvane_session_set_time_limits(session, &limits);
         Connect();
         OrvaneListener *listener = New();
@@ -358,10 +346,7 @@ TEST_F(Stopping, LimitsOfASessionHoldForEachOfItsRequests) {
         Release(listener);
     }
     /* the wait for updates has none */
-    service = std::make_unique<Service>();
-    g_clear_object(&session);
-    proxies.clear();
-    session = orvane_session_new();
+    StartOver();
     orvane_session_set_time_limits(session, &limits);
     Connect();
     Move(100000);
@@ -451,8 +436,6 @@ TEST_F(Stopping, MayBeOvertakenByTheEndOfTheSession) {
         EXPECT_EQ("cancelled", texts.back());
         if (isShutdown)
             return;
-        session = orvane_session_new();
-        service = std::make_unique<Service>();
-        Connect();
+        ConnectAnew();
     }
 }

@@ -13,8 +13,7 @@
 
 namespace {
 
-class LogHandler : public testing::Test {
-protected:
+struct LogHandler : testing::Test {
     LogHandler() { LogRing_Clear(); }
     ~LogHandler() override {
         orvane_log_set_handler(nullptr, nullptr, 0);

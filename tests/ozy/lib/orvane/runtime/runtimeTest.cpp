@@ -68,8 +68,7 @@ TEST(BoxedTypes, CopiesAreOfTheSameContentAndApart) {
 }
 
 /* Any object does for a listener: a binding is a matter of weak references alone. */
-class Binding : public testing::Test {
-protected:
+struct Binding : testing::Test {
     GObject *Bound() {
         return static_cast<GObject *>(g_object_get_qdata(object.get(), orvane_quark_listener()));
     }

@@ -68,8 +68,7 @@ inline bool IsWrapper(GType type) {
             OrvaneSoapPlan_Find(OrvaneSoapPlan_Get(type), "fault", 0) >= 0);
 }
 
-class FilledObjects : public testing::Test {
-protected:
+struct FilledObjects : testing::Test {
     FilledObjects() : session(orvane_session_new()), tables(SchemaEngine_Tables()) {
         session->priv->version = g_strdup(kNewest);
         session->priv->nameSpace = g_strdup("ozy25");

@@ -65,8 +65,7 @@ Node Machine(const char *id) {
     return Node(G_OBJECT(machine));
 }
 
-class ObjectPath : public testing::Test {
-protected:
+struct ObjectPath : testing::Test {
     Node root = MakeNode("number", 0.5, "truth", TRUE, "state", 2);
     Node machine1 = Machine("vm-1");
     Node machine2 = Machine("vm-2");
@@ -145,35 +144,15 @@ TEST_F(ObjectPath, GivesTheValueItself) {
 }
 
 TEST_F(ObjectPath, LeadsToNothing) {
-    for (const char *path : {"",
-                             ".",
-                             "none",
-                             "key",
-                             "node.",
-                             ".node",
-                             "node..key",
-                             "node.none",
-                             "number.x",
-                             "node[0]",
-                             "nodes[8]",
-                             "nodes[#3]",
-                             "nodes[#-1]",
-                             "nodes[#]",
-                             "nodes[#4294967296]",
-                             "nodes[#99999999999999999999]",
-                             "nodes[",
-                             "nodes[]",
-                             "nodes]",
-                             "nodes[\"a.b]",
-                             "nodes[\"a.b\"",
-                             "nodes[7]x",
-                             "\"node\"",
-                             "numbers",
-                             "[#0]",
-                             "texts[#0].x",
-                             "texts[#0][#0]",
-                             "node.node.key",
-                             "machines[#0].name"})
+    const char *paths[] = {
+        // clang-format off
+        "", ".", "none", "key", "node.", ".node", "node..key", "node.none", "number.x", "node[0]", "nodes[8]",
+        "nodes[#3]", "nodes[#-1]", "nodes[#]", "nodes[#4294967296]", "nodes[#99999999999999999999]", "nodes[",
+        "nodes[]", "nodes]", "nodes[\"a.b]", "nodes[\"a.b\"", "nodes[7]x", "\"node\"", "numbers", "[#0]", "texts[#0].x",
+        "texts[#0][#0]", "node.node.key", "machines[#0].name"
+        // clang-format on
+    };
+    for (const char *path : paths)
         EXPECT_EQ("(nothing)", Text(path)) << path;
 }
 

@@ -8,8 +8,7 @@
 
 namespace {
 
-class SchemaInvoke : public SessionTest {
-protected:
+struct SchemaInvoke : SessionTest {
     void SetUp() override { ASSERT_EQ("success", Connect()); }
 
     template <class T> T *Proxy(const char *wireName) {

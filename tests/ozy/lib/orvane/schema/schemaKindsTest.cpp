@@ -59,8 +59,7 @@ constexpr auto kRows = std::to_array<KindRow>({
 });
 
 /* The shipped tables and what is added to them. */
-class Extension {
-public:
+struct Extension {
     Extension() {
         const SchemaTables &from = *SchemaEngine_Tables();
         types.assign(from.types, from.types + from.numTypes);
@@ -169,8 +168,7 @@ private:
     std::vector<GType> ids;
 };
 
-class Tables : public testing::Environment {
-public:
+struct Tables : testing::Environment {
     void SetUp() override {
         static const Extension extension;
         ASSERT_TRUE(SchemaEngine_SetTables(&extension.tables));

@@ -71,8 +71,7 @@ std::string Get(GObject *object, const char *property) {
     return Show(value.get());
 }
 
-class SchemaReference : public SessionTest {
-protected:
+struct SchemaReference : SessionTest {
     void SetUp() override { ASSERT_EQ("success", Connect()); }
 
     /* A proxy that only the registry knows of: floating, unless somebody sinks it. */

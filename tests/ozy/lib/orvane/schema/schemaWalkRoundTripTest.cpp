@@ -14,8 +14,7 @@ ObjectPtr<GObject> InnerFault(GObject *object) {
     return ObjectPtr<GObject>(inner);
 }
 
-class SchemaRoundTrip : public FilledObjects {
-protected:
+struct SchemaRoundTrip : FilledObjects {
     std::string Write(GObject *object) {
         const GStringPtr out(g_string_new(nullptr));
         orvane_soap_serialize_object(session.get(), out.get(), "returnval", object);

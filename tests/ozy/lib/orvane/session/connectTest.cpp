@@ -12,8 +12,7 @@ namespace {
 using testing::ElementsAre;
 using testing::HasSubstr;
 
-class Connect : public SessionTest {
-protected:
+struct Connect : SessionTest {
     /* The whole head of a request but its first line. */
     std::string Head(const std::string &name, const std::string &rest) const {
         const CannedRequest request = service->Last(name);
@@ -164,8 +163,7 @@ TEST_F(Connect, HasNoSingleSignOn) {
 
 /* -- local ---------------------------------------------------------------------------------------- */
 
-class LocalConnect : public Connect {
-protected:
+struct LocalConnect : Connect {
     const TemporaryFolder folder;
 
     LocalConnect() { g_setenv("HALDEN_PROXY_FILEPATH", Path("proxy.xml").c_str(), TRUE); }
@@ -342,8 +340,7 @@ TEST_F(Connect, EndsWhenAnotherBeginsMeanwhile) {
 }
 
 /* While the roles are being loaded, the application may have nothing but the listener of the connect. */
-class RolesLoad : public Connect {
-protected:
+struct RolesLoad : Connect {
     Ending connect, disconnect;
     std::vector<std::string> ends; /* of the connect and the disconnect, in order */
 

@@ -10,8 +10,7 @@ namespace {
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-class Invoke : public SessionTest {
-protected:
+struct Invoke : SessionTest {
     Invoke() {
         EXPECT_EQ("success", Connect());
         LogRing_Clear();
@@ -33,9 +32,7 @@ protected:
             testLoop::RunUntil([&] { return service->Count("CurrentTime") == before + 1; }));
     }
     void Answer() {
-        service->server.Send(
-            service->Last("CurrentTime").connection,
-            Reply("CurrentTime", "2026-01-02T03:04:05Z", "xsi:type=\"xsd:dateTime\"").bytes);
+        service->server.Send(service->Last("CurrentTime").connection, TimeReply().bytes);
         testLoop::Settle();
     }
 };
@@ -64,8 +61,7 @@ TEST_F(Invoke, OnlyWhatReadsIsSentTwice) {
                                                    nullptr);
                   }));
         EXPECT_EQ(before + times, service->Count(method)) << method;
-        service->answers["CurrentTime"] =
-            Reply("CurrentTime", "2026-01-02T03:04:05Z", "xsi:type=\"xsd:dateTime\"");
+        service->answers["CurrentTime"] = TimeReply();
     }
 }
 
@@ -475,8 +471,7 @@ TEST_F(Invoke, OfAnObjectThatOutlivedItsSessionOnlyWarns) {
 
 /* -- tasks ---------------------------------------------------------------------------------------- */
 
-class TaskCall : public Invoke {
-protected:
+struct TaskCall : Invoke {
     static std::string Info(const char *kind, const std::string &state, int progress) {
         const std::string info = Tag("key", "k") + Reference("task", "Task", "task-1") +
                                  Tag("state", state) + Tag("cancelled", "false") +

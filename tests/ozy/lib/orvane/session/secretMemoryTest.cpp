@@ -86,8 +86,7 @@ void *WipingRealloc(void *block, size_t size) {
 }
 
 /* A service in a process of its own. */
-class Peer {
-public:
+struct Peer {
     Peer() {
         int ends[2];
         EXPECT_EQ(0, pipe(ends));

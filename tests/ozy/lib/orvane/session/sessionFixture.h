@@ -53,6 +53,10 @@ inline CannedAnswer Fault(const std::string &type, const std::string &inner = ""
                      500);
 }
 
+inline CannedAnswer TimeReply() {
+    return Reply("CurrentTime", "2026-01-02T03:04:05Z", "xsi:type=\"xsd:dateTime\"");
+}
+
 inline std::string Reference(const std::string &name, const std::string &type,
                              const std::string &id) {
     return "<" + name + " type=\"" + type + "\">" + id + "</" + name + ">";
@@ -61,8 +65,7 @@ inline std::string Reference(const std::string &name, const std::string &type,
 inline const std::string kVersions = "<namespaces version=\"1.0\"><namespace><name>urn:ozy25</name>"
                                      "<version>6.0</version></namespace></namespaces>";
 
-class Service {
-public:
+struct Service {
     CannedServer server;
     /* Other answers than the usual ones, by method or by the last part of a GET's target. An answer without
      * bytes leaves the request open. */
@@ -85,8 +88,7 @@ public:
             answers[login] = ::Reply(login, user, "xsi:type=\"UserSession\"");
         for (const char *method : {"Logout", "DestroyPropertyFilter", "CancelWaitForUpdates"})
             answers[method] = ::Reply(method);
-        answers["CurrentTime"] =
-            ::Reply("CurrentTime", "2026-01-02T03:04:05Z", "xsi:type=\"xsd:dateTime\"");
+        answers["CurrentTime"] = TimeReply();
     }
 
     /* Requests before this are not counted any more. */
@@ -212,8 +214,7 @@ inline CannedAnswer LocalTicket(const std::string &path) {
 
 /* A listener of the application, and how its operation ended. Releases the listener at the end, unless it keeps
  * it. */
-class Ending {
-public:
+struct Ending {
     std::string text; /* "success", "failure", "failure InvalidLogin"; empty until then */
     int times = 0;
     bool keeps = false;
@@ -292,8 +293,7 @@ template <class T> int Living<T>::count = 0;
 template <class T> void (*Living<T>::constructed)(GObject *) = nullptr;
 template <class T> void (*Living<T>::finalize)(GObject *) = nullptr;
 
-class SessionTest : public testing::Test {
-protected:
+struct SessionTest : testing::Test {
     SessionTest() {
         Living<OrvaneListener>::Watch(ORVANE_TYPE_LISTENER);
         Living<OrvaneSession>::Watch(ORVANE_TYPE_SESSION);

@@ -7,8 +7,7 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-class Session : public SessionTest {
-protected:
+struct Session : SessionTest {
     ObjectPtr<GObject> Property(const char *name) const {
         GObject *object = nullptr;
         g_object_get(session, name, &object, nullptr);

@@ -56,8 +56,7 @@ struct Application {
     }
 };
 
-class SessionVerify : public SessionTest {
-protected:
+struct SessionVerify : SessionTest {
     SessionVerify() { waitMs = 60000; } /* for handshakes on a busy machine */
     ~SessionVerify() override {
         if (server)

@@ -39,8 +39,7 @@ std::vector<std::string> Heads(const std::string &text) {
     return heads;
 }
 
-class Wire : public SessionTest {
-protected:
+struct Wire : SessionTest {
     struct Seen {
         std::vector<OrvaneWireRecord> records; /* their texts are no longer valid */
         std::string text;
@@ -204,8 +203,7 @@ TEST_F(Wire, NoLoginIsShown) {
     EXPECT_THAT(seen.text, Not(HasSubstr("CANARY")));
 }
 
-class WireInFile : public Wire {
-protected:
+struct WireInFile : Wire {
     TemporaryFolder folder;
     std::string path = folder.Path("wire");
 

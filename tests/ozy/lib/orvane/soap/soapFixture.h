@@ -19,8 +19,7 @@
 #include "tests/support/paths.h"
 
 /* A GValue that releases what it holds. */
-class Value {
-public:
+struct Value {
     Value() = default;
     explicit Value(GType type) { g_value_init(&value, type); }
     Value(Value &&other) noexcept : value(other.value) { other.value = G_VALUE_INIT; }
@@ -85,8 +84,7 @@ inline Value AnyValue(const Value &held) {
 }
 
 /* Gathers what GLib warns of, in place of printing it, as long as it lives. */
-class Warnings {
-public:
+struct Warnings {
     Warnings() : before(g_log_set_default_handler(Keep, this)) {}
     Warnings(const Warnings &) = delete;
     Warnings &operator=(const Warnings &) = delete;
@@ -153,8 +151,7 @@ inline std::string Written(const char *name, const GValue *value, const char *ve
 }
 
 /* The first element in a text in which xsi, xsd and soapenv are known. */
-class Element {
-public:
+struct Element {
     explicit Element(const std::string &text) {
         const std::string all = "<root xmlns:xsi='http://www.w3.org/2001/XMLSchema-instance'"
                                 " xmlns:xsd='http://www.w3.org/2001/XMLSchema'"

@@ -12,8 +12,7 @@
 namespace {
 
 /* A session as it is once its service's version is known, without a service. */
-class SoapSession : public testing::Test {
-protected:
+struct SoapSession : testing::Test {
     SoapSession() : session(orvane_session_new()) {
         session->priv->version = g_strdup("ozy25/4.1");
         session->priv->nameSpace = g_strdup("ozy25");

@@ -6,8 +6,7 @@
 #include "tests/ozy/lib/orvane/soap/soapFixture.h"
 #include "tests/ozy/lib/orvane/updates/updateTexts.h"
 
-class ManagerTest : public SessionTest {
-protected:
+struct ManagerTest : SessionTest {
     void SetUp() override { Connect(); }
 
     /* Logs in, and waits until the update stream is open. */

@@ -10,8 +10,7 @@
 
 namespace {
 
-class Registry : public testing::Test {
-protected:
+struct Registry : testing::Test {
     SkemaQormManagedObject *Get(const char *id) {
         return orvane_momgr_lookup_or_create(manager.get(), id, skema_ozy_folder_get_type());
     }
@@ -456,8 +455,7 @@ TEST_F(Loads, ThatCannotBeSentFailAtOnce) {
 }
 
 /* Reading contents once. */
-class Contents : public ManagerTest {
-protected:
+struct Contents : ManagerTest {
     static std::string Content(const std::string &id, const std::string &name) {
         return Tag("returnval", Reference("obj", "VirtualMachine", id) +
                                     Tag("propSet", Tag("name", "name") + String(name)));

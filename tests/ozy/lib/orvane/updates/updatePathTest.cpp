@@ -137,8 +137,7 @@ Value Enum(gint number) {
     return value;
 }
 
-class UpdatePath : public testing::Test {
-protected:
+struct UpdatePath : testing::Test {
     void SetUp() override {
         object.reset(static_cast<GObject *>(g_object_new(BoxType(), nullptr)));
         const Value four = IntValue(4);

@@ -8,8 +8,7 @@
 
 namespace {
 
-class Updates : public ManagerTest {
-protected:
+struct Updates : ManagerTest {
     /* A machine that is loaded, and whose signals are recorded. */
     SkemaQormManagedObject *Watched(const std::string &id) {
         SkemaQormManagedObject *machine = Machine(id);
