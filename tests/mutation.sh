@@ -25,7 +25,7 @@ jobs=$(nproc)
 reach='
 lib/misc/            miscTest logFileTest lockTest fileTest dictTest sslTest basicHttpTest orvaneTest orvaneGlibTest
 lib/lock/            lockTest sslTest
-lib/ssl/             sslTest orvaneTest orvaneCliTest hostileTest
+lib/ssl/             sslTest orvaneTest hostileTest
 lib/crypto/          cryptoTest wipingTest
 lib/keyLocator/      keyLocatorTest wipingTest
 lib/unicode/         unicodeTest dictTest
@@ -129,24 +129,34 @@ build() {
     exit 1
 }
 
-# Runs a test program with a limit of seconds. The processes that these two start are not looked at for leaks: that
-# would take whole stacks, to tell what GLib leaves behind, and ten times as long.
+# Runs a test program with a limit of seconds, and writes what it says into a file. A leak is a failure, too, but for the
+# tables of quarks that GLib leaves behind when they grow, by 2,048 pointers each time. The processes that hostileTest
+# starts are not looked at for leaks.
 run_program() {
-    local seconds=$1 name=$2 leaks=1
-    shift 2
-    [[ $name != hostileTest && $name != orvaneCliTest ]] || leaks=0
-    (cd "$built" && LSAN_OPTIONS=detect_leaks=$leaks timeout -k 5 "$seconds" "bin/$name" "$@" 2>&1)
+    local seconds=$1 log=$2 name=$3 leaks=1
+    shift 3
+    [[ $name != hostileTest ]] || leaks=0
+    (cd "$built" && LSAN_OPTIONS=detect_leaks=$leaks:exitcode=0:handle_segv=0:handle_sigbus=0:handle_sigfpe=0 \
+        timeout -k 5 "$seconds" "bin/$name" "$@" >"$log" 2>&1) || return
+    ! awk '/SUMMARY: LeakSanitizer: [0-9]+ byte/ && $3 % (2048 * 8) { found = 1 } END { exit !found }' "$log"
 }
 
-# What each program does without a fault: how long it takes, and tests that fail anyway.
+# What each program does without a fault: how long it takes, and tests that fail anyway. A program that fails without
+# them, too, would notice everything.
 baseline() {
-    local name start failed
+    local name start failed code
     for name in $(programs); do
         [[ -x $built/bin/$name ]] || continue
         start=$(date +%s)
-        run_program 600 "$name" >"$root/outcome/$name.log" || true
+        code=0
+        run_program 600 "$root/outcome/$name.log" "$name" || code=$?
         failed=$(sed -nE 's/^\[  FAILED  \] ([^ ,]+\.[^ ,]+)( .*|,.*)?$/\1/p' "$root/outcome/$name.log" | sort -u | paste -sd:)
-        [[ -z $failed ]] || say "mutation: left out, as they fail without a fault: $name $failed"
+        if [[ -n $failed ]]; then
+            say "mutation: left out, as they fail without a fault: $name $failed"
+            code=0
+            run_program 600 "$root/outcome/$name.log" "$name" --gtest_filter="-$failed" || code=$?
+        fi
+        ((code == 0)) || { say "mutation: $name fails without a fault, see $root/outcome/$name.log"; exit 1; }
         printf '%s\t%d\t%s\n' "$name" $(($(date +%s) - start)) "$failed"
     done >"$root/baseline.tsv"
 }
@@ -162,8 +172,8 @@ run_one() {
     for name in $(awk -v file="$file" 'NF && index(file, $1) == 1 { $1 = ""; print; exit }' <<<"$reach"); do
         IFS=$'\t' read -r _ seconds failed < <(grep "^$name"$'\t' "$root/baseline.tsv") || continue
         code=0
-        ORVANE_MUTATE=$number run_program $((seconds * patience + 10)) "$name" --gtest_fail_fast --gtest_brief=1 \
-            --gtest_filter="-$failed" >"$root/outcome/$number.log" || code=$?
+        ORVANE_MUTATE=$number run_program $((seconds * patience + 10)) "$root/outcome/$number.log" "$name" \
+            --gtest_fail_fast --gtest_brief=1 --gtest_filter="-$failed" || code=$?
         if ((code)); then
             echo "$name $code" >"$root/outcome/$number"
             return
