@@ -467,12 +467,26 @@ gboolean BasicHttp_IsLoopbackUrl(const char *url);
  * BasicHttp_Redact:
  * @text: (nullable): a text from a peer
  *
- * Copies the beginning of a text for the log, without the values of cookie and authorization headers and the texts of
- * password, passphrase, ticket, token, cookie and key elements, also where their tags are escaped.
+ * Copies the beginning of a text for the log, without the values of cookie and authorization headers, the users, passwords
+ * and queries of URLs, and the texts of password, passphrase, ticket, token, cookie and key elements, also where their tags are escaped.
  *
  * Returns: (transfer full) (nullable): the text; free with g_free()
  */
 char *BasicHttp_Redact(const char *text);
+
+/**
+ * BasicHttp_RedactUrls:
+ * @text: (array length=length): a text
+ * @length: in bytes
+ *
+ * Copies a text without the users, passwords and queries of the URLs in it, also where they are escaped.
+ *
+ * Returns: (transfer full) (nullable): the text; %NULL if it has no such URL. Free with g_free()
+ */
+char *BasicHttp_RedactUrls(const char *text, gsize length);
+
+/* Copies a URL for people: without user, password, query and fragment, on one line, at most 256 bytes of it. */
+char *BasicHttp_RedactUrl(const char *url);
 
 /* Copies a line of a header without the value of a cookie or of an authorization; free with g_free(). */
 char *BasicHttp_RedactHeader(const char *line);

@@ -23,6 +23,8 @@
 #include <cstring>
 #include <vector>
 
+#include "lib/misc/printableText.h"
+
 namespace {
 
 constexpr std::string_view kRedacted = "[redacted]";
@@ -475,7 +477,120 @@ std::string CutBehindSecretName(std::string_view text, std::string_view instead)
     return end < text.size() ? shown.append(instead) : shown;
 }
 
+/* -- URLs ------------------------------------------------------------------------------------------- */
+
+/* Bytes that a URL may begin at the colon of, in whatever form. */
+constexpr std::string_view kColonForms = ":&%\\";
+
+/* Behind the "://" at a place, in whatever form; 0 if there is none. */
+size_t SchemeEnd(std::string_view lower, size_t at) {
+    for (char wanted : {':', '/', '/'}) {
+        const size_t length = FormAt(lower, at, wanted);
+        if (length == 0)
+            return 0;
+        at += length;
+    }
+    return at;
+}
+
+/* Where the URL that a place is in ends. */
+size_t UrlEnd(std::string_view lower, size_t at) {
+    constexpr std::string_view kQuotes = "\"'`<>";
+    constexpr std::string_view kMarks[] = {"&quot;", "&apos;", "&lt;", "&gt;"};
+    for (; at < lower.size(); at++) {
+        const char c = lower[at];
+        if (static_cast<guchar>(c) <= ' ' || kQuotes.find(c) != std::string_view::npos)
+            return at;
+        if (c == '&' && std::ranges::any_of(kMarks, [&](std::string_view entity) {
+                return lower.substr(at).starts_with(entity);
+            }))
+            return at;
+    }
+    return at;
+}
+
+/* The parts of what follows the "://" of a URL. */
+struct UrlRest {
+    size_t host =
+        0; /* behind user and password; beyond the query if the parts cannot be told apart */
+    size_t query = 0; /* the first '?' or '#', or the end */
+};
+
+UrlRest SplitUrl(std::string_view lower) {
+    UrlRest rest{0, lower.size()};
+    for (size_t at = 0; at < lower.size();) {
+        if (lower.substr(at).starts_with("&#") && FormAt(lower, at, '@') == 0) {
+            at += 2;
+            continue;
+        }
+        const size_t user = FormAt(lower, at, '@');
+        if (user != 0)
+            rest.host = at + user;
+        else if (rest.query == lower.size() &&
+                 (FormAt(lower, at, '?') != 0 || FormAt(lower, at, '#') != 0))
+            rest.query = at;
+        at += std::max<size_t>(user, 1);
+    }
+    return rest;
+}
+
+/* Appends what follows the "://" of a URL. */
+void AppendUrlRest(std::string *shown, std::string_view text) {
+    const UrlRest rest = SplitUrl(Lower(text));
+    if (rest.host > rest.query) {
+        shown->append(kRedacted);
+        return;
+    }
+    if (rest.host > 0)
+        shown->append(kRedacted).append("@");
+    shown->append(text.substr(rest.host, rest.query - rest.host));
+    if (rest.query < text.size())
+        shown->append(text.substr(rest.query, 1)).append(kRedacted);
+}
+
+/* A text without users, passwords and queries of URLs. */
+std::string RedactUrls(std::string_view text) {
+    if (text.find_first_of(kColonForms) == std::string_view::npos)
+        return std::string(text);
+    const std::string lower = Lower(text);
+    std::string shown;
+    size_t shownEnd = 0;
+    for (size_t at = 0; at < lower.size(); at++) {
+        at = std::min(lower.find_first_of(kColonForms, at), lower.size());
+        const size_t begin = SchemeEnd(lower, at);
+        if (begin == 0)
+            continue;
+        const size_t end = UrlEnd(lower, begin);
+        shown.append(text.substr(shownEnd, begin - shownEnd));
+        AppendUrlRest(&shown, text.substr(begin, end - begin));
+        shownEnd = end;
+        at = end - 1;
+    }
+    return shown.append(text.substr(shownEnd));
+}
+
 /* -- headers ---------------------------------------------------------------------------------------- */
+
+/* Headers whose value is a URL, or has one, which may be relative. */
+constexpr auto kUrlHeaders = std::to_array<std::string_view>(
+    {"location:", "content-location:", "refresh:", "link:", "referer:", "uri:"});
+
+/* (empty): a line of such a header, without the user and the query. */
+std::string RedactUrlHeader(std::string_view line) {
+    const Lowered lowered(line, Lowered::kAll);
+    const std::string_view lower = lowered.Text();
+    const auto header = std::ranges::find_if(
+        kUrlHeaders, [&](std::string_view name) { return lower.starts_with(name); });
+    if (header == kUrlHeaders.end())
+        return {};
+    const size_t slashes = lower.find("//", header->size());
+    const size_t begin = slashes != std::string_view::npos
+                             ? slashes + 2
+                             : std::min(line.find_first_not_of(" \t", header->size()), line.size());
+    std::string shown(line.substr(0, begin));
+    AppendUrlRest(&shown, line.substr(begin));
+    return shown;
+}
 
 /* Where the value of a secret header begins, if a line has one that begins at its start, or anywhere. */
 size_t SecretValue(std::string_view lowerLine, bool isAnywhere) {
@@ -495,7 +610,8 @@ std::string RedactHeader(std::string_view line) {
     const size_t secret = SecretValue(Lowered(line, Lowered::kAll).Text(), false);
     if (secret != std::string_view::npos)
         return std::string(line.substr(0, secret)).append(" ").append(kRedacted);
-    return CutBehindSecretName(line, kRedacted);
+    const std::string url = RedactUrlHeader(line);
+    return CutBehindSecretName(url.empty() ? RedactUrls(line) : url, kRedacted);
 }
 
 } // namespace
@@ -514,7 +630,8 @@ std::string BasicHttpRedactHeaders(std::string_view text) {
 }
 
 /* libcurl's own remarks name cookies as they are stored, and headers of HTTP/2 as they are sent. */
-std::string BasicHttpRedactText(std::string_view text) {
+std::string BasicHttpRedactText(std::string_view remark) {
+    const std::string text = RedactUrls(remark);
     const std::string lower = Lower(text);
     size_t secret = SecretValue(lower, true);
     const size_t cookie = lower.find("cookie");
@@ -523,11 +640,12 @@ std::string BasicHttpRedactText(std::string_view text) {
     const std::string instead = std::string(kRedacted).append("\n");
     if (secret == std::string::npos)
         return CutBehindSecretName(text, instead);
-    return std::string(text.substr(0, secret)).append(instead);
+    return text.substr(0, secret).append(instead);
 }
 
-std::string BasicHttpRedactContent(std::string_view text) {
-    text = text.substr(0, kMaxShown);
+std::string BasicHttpRedactContent(std::string_view content) {
+    const std::string withoutUrls = RedactUrls(content.substr(0, kMaxShown));
+    const std::string_view text = withoutUrls;
     const std::string lower = Lower(text);
     std::string shown;
     std::string left; /* what is shown of "lower", with kHandled for what has been dealt with */
@@ -585,6 +703,28 @@ gsize BasicHttp_FindSecretName(const char *text, gsize length) {
         return G_MAXSIZE;
     const size_t end = SecretNameEnd(Lower(all));
     return end < length || BasicHttp_IsSecretName(text, length) ? end : G_MAXSIZE;
+}
+
+char *BasicHttp_RedactUrls(const char *text, gsize length) {
+    const std::string shown = RedactUrls(std::string_view(text, length));
+    return shown.size() == length && memcmp(shown.data(), text, length) == 0
+               ? nullptr
+               : g_strndup(shown.data(), shown.size());
+}
+
+char *BasicHttp_RedactUrl(const char *url) {
+    constexpr size_t kMaxUrl = 256;
+    const std::string_view text(url);
+    const std::string lower = Lower(text);
+    const size_t colon = lower.find("://");
+    const size_t begin = colon == std::string::npos ? 0 : colon + 3;
+    const UrlRest rest = SplitUrl(std::string_view(lower).substr(begin));
+    std::string shown(text.substr(0, begin));
+    if (rest.host > rest.query)
+        shown.append(kRedacted);
+    else
+        shown.append(text.substr(begin + rest.host, rest.query - rest.host));
+    return g_strdup(PrintableText_Make(shown.substr(0, kMaxUrl)).c_str());
 }
 
 char *BasicHttp_RedactHeader(const char *line) {

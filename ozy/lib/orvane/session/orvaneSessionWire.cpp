@@ -96,12 +96,11 @@ std::string PathOf(BasicHttpRequest *request) {
     const char *url = nullptr;
     if (!BasicHttp_GetEffectiveURL(request, &url) || url == nullptr)
         return "/";
-    const std::string_view text(url);
+    const GPtr<char> shown(BasicHttp_RedactUrl(url));
+    const std::string_view text(shown.get());
     const size_t scheme = text.find("://");
     const size_t path = text.find('/', scheme == std::string_view::npos ? 0 : scheme + 3);
-    if (path == std::string_view::npos)
-        return "/";
-    return PrintableText_Make(text.substr(path, text.find_first_of("?#", path) - path));
+    return path == std::string_view::npos ? "/" : std::string(text.substr(path));
 }
 
 /* Appends the headers of the response, each on a line. */

@@ -1,6 +1,7 @@
 #include "ozy/lib/orvane/soap/wireText.h"
 
 #include <algorithm>
+#include <utility>
 #include <vector>
 
 #include "apps/lib/basicHttp/basicHttp.h"
@@ -57,6 +58,9 @@ Judgement Judge(std::string_view text) {
 
 /* Appends a text up to the first name of a secret in it. Returns whether the text is such a name. */
 bool AppendText(std::string *out, std::string_view text) {
+    const GPtr<char> withoutUrls(BasicHttp_RedactUrls(text.data(), text.size()));
+    if (withoutUrls)
+        text = withoutUrls.get();
     const Judgement judgement = Judge(text);
     out->append(PrintableText_Make(text.substr(0, judgement.numShown)));
     if (judgement.numShown < text.size())
@@ -67,13 +71,15 @@ bool AppendText(std::string *out, std::string_view text) {
 /* An element whose end tag has not been read. */
 struct OpenElement {
     std::string_view name;
+    size_t line;        /* where its start tag begins in the output */
+    size_t content;     /* behind its start tag there */
     bool hasLines;      /* its children are on lines of their own */
-    bool hidesChildren; /* a name of a secret was read; its value follows */
+    bool hidesChildren; /* a name of a secret was read; its value is beside it */
 };
 
 class Layout {
 public:
-    Layout(std::string_view text, std::string *lines) : out(*lines), body(text) {}
+    Layout(std::string_view whole, std::string *lines) : out(*lines), body(whole) {}
 
     /* Returns whether the body is XML, as far as it goes. */
     bool Read();
@@ -82,10 +88,11 @@ private:
     bool ReadMarkup();
     bool ReadStartTag();
     bool ReadEndTag();
-    void ReadText(std::string_view text);
+    void EndText();
+    void HideSiblings(size_t line);
     size_t AppendAttributes(size_t place, bool isHidden, bool *namesSecret);
     size_t TagEnd(size_t place) const;
-    void SkipSecret(std::string_view name);
+    void SkipSecret(std::string_view name, size_t line);
     void StartLine();
     std::string_view NameAt(size_t place) const;
     bool StartsWith(std::string_view part) const { return body.substr(at).starts_with(part); }
@@ -93,6 +100,7 @@ private:
     std::string &out;
     std::string_view body;
     size_t at = 0;
+    std::string text; /* of the element that is open, which comments and CDATA may divide */
     std::vector<OpenElement> open;
 };
 
@@ -113,15 +121,15 @@ bool Layout::Read() {
     at = body.starts_with("\xef\xbb\xbf") ? 3 : 0;
     while (at < body.size()) {
         const size_t markup = FindFrom(body, "<", at);
-        const std::string_view text = Trim(body.substr(at, markup - at));
-        if (!text.empty() && open.empty())
+        const std::string_view piece = Trim(body.substr(at, markup - at));
+        if (!piece.empty() && open.empty())
             return false;
-        if (!text.empty())
-            ReadText(text);
+        text.append(piece);
         at = markup;
         if (at < body.size() && !ReadMarkup())
             return false;
     }
+    EndText();
     return true;
 }
 
@@ -140,31 +148,51 @@ bool Layout::ReadMarkup() {
     if (StartsWith(kCData) && !open.empty()) {
         const size_t begin = at + kCData.size();
         const size_t end = FindFrom(body, kDataEnd, begin);
-        ReadText(body.substr(begin, end - begin));
+        text.append(body.substr(begin, end - begin));
         at = end + kDataEnd.size();
         return true;
     }
-    if (StartsWith("</"))
+    if (StartsWith("</")) {
+        EndText();
         return ReadEndTag();
+    }
     /* a markup of a kind that a cut has left unknown */
     const std::string_view rest = body.substr(at);
     if (rest.size() > 1 && (kCData.starts_with(rest) || rest == "<!-")) {
         at = body.size();
         return true;
     }
+    EndText();
     return ReadStartTag();
 }
 
-void Layout::ReadText(std::string_view text) {
-    OpenElement &parent = open.back();
-    if (parent.hasLines)
-        StartLine();
-    if (parent.hidesChildren) {
-        out += kRedacted;
+/* Appends the text that was collected. */
+void Layout::EndText() {
+    const std::string collected = std::exchange(text, {});
+    if (collected.empty() || open.empty())
         return;
+    const OpenElement element = open.back();
+    if (element.hasLines)
+        StartLine();
+    if (element.hidesChildren)
+        out += kRedacted;
+    else if (AppendText(&out, collected) && open.size() > 1) {
+        open.pop_back();
+        HideSiblings(element.line);
+        open.push_back(element);
     }
-    if (AppendText(&out, text) && open.size() > 1)
-        open[open.size() - 2].hidesChildren = true;
+}
+
+/* The element that is open has a child that is the name of a secret, which begins at this place of the output. The value
+ * may be before it or after it. */
+void Layout::HideSiblings(size_t line) {
+    OpenElement &parent = open.back();
+    if (std::exchange(parent.hidesChildren, true) || line <= parent.content)
+        return;
+    const std::string child = out.substr(line);
+    out.resize(parent.content);
+    StartLine();
+    out.append(kRedacted).append(child);
 }
 
 bool Layout::ReadEndTag() {
@@ -231,6 +259,7 @@ bool Layout::ReadStartTag() {
         isSecret = isSecret || open.back().hidesChildren;
         open.back().hasLines = true;
     }
+    const size_t line = out.size();
     StartLine();
     (out += '<').append(name);
     const size_t attributes = out.size();
@@ -256,9 +285,9 @@ bool Layout::ReadStartTag() {
     out += '>';
     at = end + 1;
     if (isSecret)
-        SkipSecret(name);
+        SkipSecret(name, line);
     else
-        open.push_back({name, false, false});
+        open.push_back({name, line, out.size(), false, false});
     return true;
 }
 
@@ -273,21 +302,29 @@ size_t Layout::TagEnd(size_t place) const {
 }
 
 /* Leaves out the content of an element up to its end tag, or to the end of the body. */
-void Layout::SkipSecret(std::string_view name) {
+void Layout::SkipSecret(std::string_view name, size_t line) {
+    constexpr size_t kMaxText = 256; /* longer ones are no names */
+    constexpr std::string_view kCData = "<![CDATA[";
     const size_t begin = at;
+    std::string content; /* its texts, which may be the name of another secret */
+    const auto keep = [&](std::string_view piece) {
+        content.append(piece.substr(0, kMaxText - std::min(kMaxText, content.size())));
+    };
     size_t depth = 1;
     size_t tag = FindFrom(body, "<", at);
+    keep(Trim(body.substr(at, tag - at)));
     size_t end = tag;
-    for (; tag < body.size(); tag = FindFrom(body, "<", at)) {
+    while (tag < body.size()) {
         const bool isEnd = body.substr(tag).starts_with("</");
         end = tag;
         at = tag + 1;
         if (body.substr(tag).starts_with("<!--"))
-            at = FindFrom(body, "-->", tag + 4);
-        else if (body.substr(tag).starts_with("<!["))
-            at = FindFrom(body, "]]>", tag);
-        else if (body.substr(tag).starts_with("<?"))
-            at = FindFrom(body, "?>", tag);
+            at = FindFrom(body, "-->", tag + 4) + 2;
+        else if (body.substr(tag).starts_with("<![")) {
+            at = FindFrom(body, "]]>", tag) + 2;
+            keep(body.substr(tag, at - 2 - tag).substr(std::min(kCData.size(), at - 2 - tag)));
+        } else if (body.substr(tag).starts_with("<?"))
+            at = FindFrom(body, "?>", tag) + 1;
         else if (NameAt(tag + 1 + isEnd) == name) {
             const size_t close = TagEnd(tag);
             at = close;
@@ -295,19 +332,21 @@ void Layout::SkipSecret(std::string_view name) {
                 depth--;
             else if (close < body.size() && body[close - 1] != '/')
                 depth++;
-        }
+        } else
+            at = TagEnd(tag);
         if (depth == 0)
             break;
+        at = std::min(at + 1, body.size());
+        tag = FindFrom(body, "<", at);
+        keep(Trim(body.substr(at, tag - at)));
     }
-    const std::string_view content = body.substr(begin, end - begin);
-    if (!open.empty() && content.find('<') == std::string_view::npos &&
-        Judge(Trim(content)).namesSecret)
-        open.back().hidesChildren = true;
     at = tag == body.size() ? tag : at + 1;
     if (depth > 0 || begin != end)
         out.append(kRedacted);
     if (depth == 0)
         out.append("</").append(name) += '>';
+    if (!open.empty() && Judge(content).namesSecret)
+        HideSiblings(line);
 }
 
 /* Up to a NUL. */

@@ -65,6 +65,15 @@ TEST_F(BasicHttpTrace, SecretHeadersAreHidden) {
          "GET / HTTP/1.1\r\nProxy-Authorization: [redacted]\nHost: h\r\n\r\n"},
         {"X-Cookie: a\n folded\nX: 1\n", "X-Cookie[redacted]\n[redacted]\nX: 1\n"},
         {"GET /?sessionId=1 HTTP/1.1\r\n", "GET /?sessionId[redacted]\n"},
+        /* URLs */
+        {"Location: https://h/sdk\r\n", "Location: https://h/sdk\r\n"},
+        {"location:https://u:p@h/sdk?t=1#f", "location:https://[redacted]@h/sdk?[redacted]"},
+        {"Location: //u:p@h/sdk", "Location: //[redacted]@h/sdk"},
+        {"Location: /sdk?sid=1", "Location: /sdk?[redacted]"},
+        {"Content-Location: x?sid=1", "Content-Location: x?[redacted]"},
+        {"Refresh: 0; url=/sdk?sid=1", "Refresh: 0; url=/sdk?[redacted]"},
+        {"Link: <http://h/a?sid=1>; rel=x", "Link: <http://h/a?[redacted]"},
+        {"X: see http://u@h/a?b c", "X: see http://[redacted]@h/a?[redacted] c"},
     };
     for (const RedactRow &row : rows)
         EXPECT_EQ(row.shown, BasicHttpRedactHeaders(row.text));
@@ -78,10 +87,36 @@ TEST_F(BasicHttpTrace, SecretsInRemarksAreHidden) {
         {"h2h3 [cookie: soap=abc]\n", "h2h3 [cookie:[redacted]\n"},
         {"h2h3 [authorization: Basic x]\n", "h2h3 [authorization:[redacted]\n"},
         {"Issue another request to this URL: 'http://h/?ticket=1'\n",
-         "Issue another request to this URL: 'http://h/?ticket[redacted]\n"},
+         "Issue another request to this URL: 'http://h/?[redacted]'\n"},
     };
     for (const RedactRow &row : rows)
         EXPECT_EQ(row.shown, BasicHttpRedactText(row.text));
+}
+
+TEST_F(BasicHttpTrace, SecretsInUrlsAreHidden) {
+    const RedactRow rows[] = {
+        {"<a>http://h:80/x 12:34:56 a://b</a>", "<a>http://h:80/x 12:34:56 a://b</a>"},
+        {"(https://u:p@h/)", "(https://[redacted]@h/)"},
+        {"\"https://u:p/w@h/\" 'http://h?q' http://h#f",
+         "\"https://[redacted]@h/\" "
+         "'http://h?[redacted]' http://h#[redacted]"},
+        {"http://u:p?w@h/", "http://[redacted]"}, /* no telling where the host is */
+        {"https%3A%2F%2Fu%3Ap%40h%2Fx%3Fq", "https%3A%2F%2F[redacted]@h%2Fx%[redacted]"},
+        {"https:\\/\\/u:p@h\\/x?q", "https:\\/\\/[redacted]@h\\/x?[redacted]"},
+        {"<a>http://h/?a=1&amp;b=&lt;&#64;2</a>", "<a>http://h/?[redacted]&lt;&#64;2</a>"},
+        {"http&#58;//u&#x40;h/&#x26;a", "http&#58;//[redacted]@h/&#x26;a"},
+    };
+    for (const RedactRow &row : rows)
+        EXPECT_EQ(row.shown, BasicHttpRedactContent(row.text)) << row.text;
+    const RedactRow urls[] = {
+        {"https://u:p@host:443/sdk?x#y", "https://host:443/sdk"},
+        {"host/sdk", "host/sdk"},
+        {"http://[fe80::1%25eth0]/sdk", "http://[fe80::1%25eth0]/sdk"},
+        {"http://h/a?b@c", "http://[redacted]"},
+        {"http://h/\x1b[0m", "http://h/\\x1b[0m"},
+    };
+    for (const RedactRow &row : urls)
+        EXPECT_STREQ(row.shown, GPtr<char>(BasicHttp_RedactUrl(row.text)).get());
 }
 
 TEST_F(BasicHttpTrace, SecretElementsAreHidden) {

@@ -80,6 +80,20 @@ TEST(WireText, SecretsAreHidden) {
          "<x>\n  <name>currentSession.key</name>\n  <val>[redacted]</val>\n</x>"},
         {"<x><key>guestinfo.password</key><value>#</value></x>",
          "<x>\n  <key>[redacted]</key>\n  <value>[redacted]</value>\n</x>"},
+        {"<x><val>#</val><name>currentSession.key</name></x>",
+         "<x>\n  [redacted]\n  <name>currentSession.key</name>\n</x>"},
+        {"<x><value>#</value><b/><key>guestinfo.password</key><value>#</value></x><y>z</y>",
+         "<x>\n  [redacted]\n  <key>[redacted]</key>\n  <value>[redacted]</value>\n</x>\n<y>z</y>"},
+        {"<x><val><a>#</a></val><name>guest1.password</name><val>#",
+         "<x>\n  [redacted]\n  <name>guest1.password</name>\n  <val>[redacted]"},
+        {"<x><name>pass<!-- - -->word</name><val>#</val></x>",
+         "<x>\n  <name>password</name>\n  <val>[redacted]</val>\n</x>"},
+        {"<x><name>pass<![CDATA[word]]></name><val>#</val></x>",
+         "<x>\n  <name>password</name>\n  <val>[redacted]</val>\n</x>"},
+        {"<x><key>pass<?a?>word</key><value>#</value></x>",
+         "<x>\n  <key>[redacted]</key>\n  <value>[redacted]</value>\n</x>"},
+        {"<x><key>guest.<![CDATA[password]]></key><value>#</value></x>",
+         "<x>\n  <key>[redacted]</key>\n  <value>[redacted]</value>\n</x>"},
         {"<item value='#' name='guest1.password'>#</item>",
          "<item value=\"[redacted]\" name=\"[redacted]\">[redacted]</item>"},
         {"<r xsi:type='LocalTicket' u='#'>#</r>",
@@ -90,6 +104,9 @@ TEST(WireText, SecretsAreHidden) {
         {"<m>&amp;lt;pass&#119;ord&amp;gt;#</m>", "<m>&amp;lt;pass&#119;ord[redacted]</m>"},
         {"<m>{\"apiKey\":\"#\"}</m>", "<m>{\"apiKey[redacted]</m>"},
         {"<m a='token=#'/>", "<m a=\"[redacted]\"/>"},
+        {"<m>see https://u:S@h/x?S</m>", "<m>see https://[redacted]@h/x?[redacted]</m>"},
+        {"<m a='https://u:S@h/x?a=1&amp;S'/>", "<m a=\"https://[redacted]@h/x?[redacted]\"/>"},
+        {"to https://u:S@h/x?S", "to https://[redacted]@h/x?[redacted]"},
         {"<m><![CDATA[<password>#</password>]]></m>", "<m><password[redacted]</m>"},
         {"<html><i>pass</i><i>word</i>&gt;#</html>", "<html><i>pass</i><i>word[redacted]"},
         {"<m>pass&shy;word #</m>", "<m>pass&shy;word[redacted]</m>"},
@@ -111,8 +128,9 @@ TEST(WireText, NoCutShowsASecret) {
 
 /* A peer chooses the body: none takes long or becomes much longer. */
 TEST(WireText, NoBodyTakesLong) {
-    for (const char *part : {"<a>", "<key>", "<key/>", "<!--", "<![CDATA[", "<a b='&amp;'/>",
-                             "&amp;", "<a>key</a>", "</", "<a ", "\1", "='"}) {
+    for (const char *part :
+         {"<a>", "<key>", "<key/>", "<!--", "<![CDATA[", "<a b='&amp;'/>", "&amp;", "<a>key</a>",
+          "<b/><n>key</n>", "a://", "a://@", "://?", "</", "<a ", "\1", "='"}) {
         std::string body = "<x>";
         while (body.size() < 256 * 1024)
             body += part;
