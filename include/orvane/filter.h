@@ -37,6 +37,8 @@ G_BEGIN_DECLS
  * @left: an object is not matched any more, or does not exist any more
  * @finished: all updates that came in one reply were applied. @isWhole is %FALSE if the service has more to send at once
  * @ended: the connection is over, and with it the filter
+ * @rewound: the service sends its updates from the beginning, since it has lost the place that was reached. Objects that
+ *   are matched enter again; those that have not entered by the first @finished with @isWhole are not matched any more
  *
  * Each may be %NULL.
  */
@@ -47,6 +49,7 @@ typedef struct {
     void (*left)(SkemaQormManagedObject *object, gpointer data);
     void (*finished)(gboolean isWhole, gpointer data);
     void (*ended)(gpointer data);
+    void (*rewound)(gpointer data);
 } OrvaneFilterFuncs;
 
 /**

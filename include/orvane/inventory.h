@@ -13,14 +13,15 @@
  *
  *   WAITING -> FILLING -> READY            is-ready is %TRUE in the last only
  *      ^          |         |
- *      +----------+---------+              the connection has ended
+ *      +----------+---------+              the connection has ended, or was interrupted
  *
  * Order: that of arrival. When objects are removed, the last ones take their places. All that a reply brings or takes away is
  *        at most two "items-changed".
  *
  * Signals: "object-changed" (object, path): a property of an object in the list has changed; the path is the service's,
  *        such as "runtime.powerState". "notify" of the object was emitted before.
- *        "ready": the list is complete for the first time in a connection.
+ *        "ready": the list has become complete. It is so for the first time in a connection, or again, after the service has
+ *        sent everything anew.
  * Properties, all readable: "n-items", "is-ready", "root", and "error", why there is no list (a #GError; %NULL if all
  *        is well).
  * Ownership: the list holds its objects, and does not keep the session.

@@ -220,11 +220,27 @@ guint Unlink(Inventory *state) {
     return std::exchange(state->filter, 0);
 }
 
+/* Destroys the view of a connection that exists. */
+void DestroyView(Inventory *state) {
+    const ProxyPtr view = std::exchange(state->view, nullptr);
+    if (view && state->session != nullptr &&
+        orvane_session_get_state(state->session) == ORVANE_SESSION_CONNECTED)
+        skema_ozy_view_destroy(SKEMA_OZY_VIEW(view.get()), nullptr);
+}
+
+/* Objects that have not entered again when the list is complete will be removed. */
+void ExpectAll(Inventory *state) {
+    state->missing = {state->items.begin(), state->items.end()};
+    state->missing.insert(state->arrived.begin(), state->arrived.end());
+    state->missing.erase(nullptr);
+}
+
 void OnFilterCreated(SkemaQormMethodFault *fault, gpointer data) {
     if (fault == nullptr || Of(data) == nullptr)
         return;
     const ObjectPtr<OrvaneInventory> hold(ORVANE_INVENTORY(g_object_ref(Of(data))));
     Unlink(hold->state);
+    DestroyView(hold->state);
     const GPtr<char> text(orvane_fault_describe(fault));
     SetError(hold.get(), g_error_new_literal(ORVANE_ERROR, ORVANE_OUTCOME_FAULT, text.get()));
 }
@@ -264,7 +280,7 @@ void OnFinished(gboolean isWhole, gpointer data) {
             Depart(state, proxy);
     }
     Show(hold.get());
-    if (isWhole && state->filter != 0)
+    if (isWhole && Of(data) != nullptr) /* a handler may have begun to follow another root */
         SetReady(hold.get(), true);
 }
 
@@ -279,19 +295,30 @@ void OnEnded(gpointer data) {
     SetReady(hold.get(), false);
 }
 
-constexpr OrvaneFilterFuncs kFilterFunctions = {OnFilterCreated, OnEntered,  OnChanged,
-                                                OnLeft,          OnFinished, OnEnded};
+/* All objects enter again. */
+void OnRewound(gpointer data) {
+    if (Of(data) == nullptr)
+        return;
+    const ObjectPtr<OrvaneInventory> hold(ORVANE_INVENTORY(g_object_ref(Of(data))));
+    ExpectAll(hold->state);
+    SetReady(hold.get(), false);
+}
+
+constexpr OrvaneFilterFuncs kFilterFunctions = {.created = OnFilterCreated,
+                                                .entered = OnEntered,
+                                                .changed = OnChanged,
+                                                .left = OnLeft,
+                                                .finished = OnFinished,
+                                                .ended = OnEnded,
+                                                .rewound = OnRewound};
 
 /* Removes filter and view, here and on the service. */
 void Stop(Inventory *state) {
     state->generation++;
     const guint filter = Unlink(state);
-    const ProxyPtr view = std::exchange(state->view, nullptr);
-    if (state->session == nullptr || filter == 0)
-        return;
-    orvane_session_remove_filter(state->session, filter);
-    if (view && orvane_session_get_state(state->session) == ORVANE_SESSION_CONNECTED)
-        skema_ozy_view_destroy(SKEMA_OZY_VIEW(view.get()), nullptr);
+    if (state->session != nullptr && filter != 0)
+        orvane_session_remove_filter(state->session, filter);
+    DestroyView(state);
 }
 
 void AddFilter(OrvaneInventory *inventory) {
@@ -305,9 +332,11 @@ void AddFilter(OrvaneInventory *inventory) {
         orvane_session_add_filter(state->session, spec.get(), TRUE, &kFilterFunctions, link,
                                   [](gpointer data) { delete static_cast<Link *>(data); });
     state->link = state->filter != 0 ? link : nullptr;
-    if (state->filter == 0)
-        SetError(inventory, g_error_new_literal(ORVANE_ERROR, ORVANE_OUTCOME_NOT_SENT,
-                                                "the session follows no updates"));
+    if (state->filter != 0)
+        return;
+    DestroyView(state);
+    SetError(inventory, g_error_new_literal(ORVANE_ERROR, ORVANE_OUTCOME_NOT_SENT,
+                                            "the session follows no updates"));
 }
 
 /* A start that waits for its view. */
@@ -374,6 +403,14 @@ ProxyPtr OfContent(OrvaneSession *session, const char *property) {
     return ProxyPtr(object);
 }
 
+/* The proxy of the present connection for one that may be of a former connection. */
+ProxyPtr InConnection(OrvaneSession *session, Proxy *object) {
+    Proxy *known = object->id != nullptr
+                       ? orvane_session_get_object(session, object->id, G_OBJECT_TYPE(object))
+                       : nullptr;
+    return ProxyPtr(known != nullptr ? static_cast<Proxy *>(g_object_ref_sink(known)) : nullptr);
+}
+
 /* Begins to follow the service, which is connected. */
 void Begin(OrvaneInventory *inventory) {
     Inventory *state = inventory->state;
@@ -386,16 +423,15 @@ void Begin(OrvaneInventory *inventory) {
     if (state->isDisposed || state->session == nullptr || state->generation != generation ||
         orvane_session_get_state(state->session) != ORVANE_SESSION_CONNECTED)
         return;
-    ProxyPtr root = state->wantedRoot
-                        ? ProxyPtr(static_cast<Proxy *>(g_object_ref(state->wantedRoot.get())))
-                        : OfContent(state->session, "rootFolder");
+    ProxyPtr root = state->wantedRoot ? InConnection(state->session, state->wantedRoot.get())
+                                      : OfContent(state->session, "rootFolder");
     if (!root || !SKEMA_IS_OZY_MANAGED_ENTITY(root.get())) {
         SetError(inventory, g_error_new_literal(ORVANE_ERROR, ORVANE_OUTCOME_FAULT,
                                                 "the service has no root folder"));
         return;
     }
     state->root = std::move(root);
-    state->missing = {state->items.begin(), state->items.end()};
+    ExpectAll(state);
     const ProxyPtr manager = OfContent(state->session, "viewManager");
     if (manager && SKEMA_IS_OZY_VIEW_MANAGER(manager.get()))
         CreateView(inventory, SKEMA_OZY_VIEW_MANAGER(manager.get()));
@@ -405,9 +441,11 @@ void Begin(OrvaneInventory *inventory) {
 }
 
 void OnState(OrvaneSession *session, GParamSpec *, OrvaneInventory *inventory) {
-    if (orvane_session_get_state(session) == ORVANE_SESSION_CONNECTED &&
-        inventory->state->filter == 0)
+    const OrvaneSessionState state = orvane_session_get_state(session);
+    if (state == ORVANE_SESSION_CONNECTED && inventory->state->filter == 0)
         Begin(inventory);
+    else if (state != ORVANE_SESSION_CONNECTED)
+        SetReady(inventory, false);
 }
 
 /* -- the object ----------------------------------------------------------------------------------- */
@@ -534,9 +572,12 @@ void orvane_inventory_set_root(OrvaneInventory *inventory, SkemaQormManagedObjec
     Inventory *state = inventory->state;
     state->wantedRoot.reset(root != nullptr ? static_cast<Proxy *>(g_object_ref_sink(root))
                                             : nullptr);
-    if (state->session != nullptr &&
-        orvane_session_get_state(state->session) == ORVANE_SESSION_CONNECTED)
+    if (state->session == nullptr)
+        return;
+    if (orvane_session_get_state(state->session) == ORVANE_SESSION_CONNECTED)
         Begin(inventory);
+    else
+        Stop(state); /* the next connection begins with the new root */
 }
 
 gboolean orvane_inventory_find(OrvaneInventory *inventory, SkemaQormManagedObject *object,

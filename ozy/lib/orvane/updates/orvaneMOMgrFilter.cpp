@@ -117,6 +117,22 @@ void Destroy(OrvaneMOMgr *momgr, const std::string &id) {
         MOMgrDestroyFilter(momgr, id.c_str());
 }
 
+void Finish(OrvaneMOMgr *momgr, MOMgrFilter *filter, bool isWhole) {
+    if (isWhole)
+        filter->isRewound = false;
+    if (MOMgrIsFollowing(momgr) && !filter->isRemoved && filter->functions.finished != nullptr)
+        filter->functions.finished(isWhole, filter->data);
+}
+
+std::vector<MOMgrFilterPtr> RewoundOf(MOMgrFilters *filters) {
+    std::vector<MOMgrFilterPtr> rewound;
+    for (const auto &[number, filter] : filters->byNumber) {
+        if (filter->isRewound)
+            rewound.push_back(MOMgrHoldFilter(filter.get()));
+    }
+    return rewound;
+}
+
 /* Applies what was held, once every filter is known. */
 void ApplyHeld(OrvaneMOMgr *momgr) {
     MOMgrProxies proxies;
@@ -239,9 +255,23 @@ bool MOMgrFilter_Route(OrvaneMOMgr *momgr, GObject *filterUpdate, bool isWhole,
 
 void MOMgrFilter_Finish(OrvaneMOMgr *momgr, const std::vector<MOMgrFilterPtr> &updated,
                         bool isWhole) {
-    for (const MOMgrFilterPtr &filter : updated) {
-        if (MOMgrIsFollowing(momgr) && !filter->isRemoved && filter->functions.finished != nullptr)
-            filter->functions.finished(isWhole, filter->data);
+    for (const MOMgrFilterPtr &filter : updated)
+        Finish(momgr, filter.get(), isWhole);
+    if (!isWhole || !MOMgrIsFollowing(momgr) || momgr->priv->filters == nullptr)
+        return;
+    for (const MOMgrFilterPtr &filter : RewoundOf(momgr->priv->filters))
+        Finish(momgr, filter.get(), true);
+}
+
+void MOMgrFilter_Rewind(OrvaneMOMgr *momgr) {
+    MOMgrFilters *filters = momgr->priv->filters;
+    if (filters == nullptr)
+        return;
+    for (const auto &[number, filter] : filters->byNumber)
+        filter->isRewound = !filter->id.empty();
+    for (const MOMgrFilterPtr &filter : RewoundOf(filters)) {
+        if (MOMgrIsFollowing(momgr) && !filter->isRemoved && filter->functions.rewound != nullptr)
+            filter->functions.rewound(filter->data);
     }
 }
 

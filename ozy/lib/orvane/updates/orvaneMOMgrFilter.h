@@ -33,6 +33,7 @@ struct MOMgrFilter {
     std::string id; /* empty until it is known */
     bool isRemoved; /* none of its functions is called any more */
     int references;
+    bool isRewound = false; /* "finished" with isWhole is still to come */
 };
 
 struct MOMgrUnrefFilter {
@@ -69,9 +70,12 @@ struct MOMgrFilters {
 bool MOMgrFilter_Route(OrvaneMOMgr *momgr, GObject *filterUpdate, bool isWhole,
                        MOMgrProxies *proxies, std::vector<MOMgrFilterPtr> *updated);
 
-/* Calls "finished" of the filters. */
+/* Calls "finished" of the filters, and of those that were rewound and match nothing now. */
 void MOMgrFilter_Finish(OrvaneMOMgr *momgr, const std::vector<MOMgrFilterPtr> &updated,
                         bool isWhole);
+
+/* Calls "rewound" of all filters: the next updates are those of the beginning. Runs the application's code. */
+void MOMgrFilter_Rewind(OrvaneMOMgr *momgr);
 
 /* Creates the filters that were added before the collector was known. */
 void MOMgrFilter_CreateWaiting(OrvaneMOMgr *momgr);

@@ -134,10 +134,11 @@ gboolean IsConnectionRefused(gpointer fault) {
 
 void HandleFailure(OrvaneMOMgr *momgr, OrvaneListener *internal) {
     const ObjectPtr<SkemaQormMethodFault> fault(orvane_listener_get_fault(internal));
-    if (IsFault(fault.get(), skema_qorm_core_invalid_collector_version_get_type()))
+    if (IsFault(fault.get(), skema_qorm_core_invalid_collector_version_get_type())) {
         g_clear_pointer(&momgr->priv->collectorVersion, g_free);
-    else if (IsFault(fault.get(), skema_ozy_fault_no_permission_get_type()) ||
-             IsConnectionRefused(fault.get()))
+        MOMgrFilter_Rewind(momgr);
+    } else if (IsFault(fault.get(), skema_ozy_fault_no_permission_get_type()) ||
+               IsConnectionRefused(fault.get()))
         Interrupt(momgr);
 }
 

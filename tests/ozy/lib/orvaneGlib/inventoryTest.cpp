@@ -18,8 +18,10 @@
 
 namespace {
 
+using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::Not;
 using testing::UnorderedElementsAreArray;
 
 using ItemPtr = ObjectPtr<SkemaQormManagedObject>;
@@ -228,6 +230,8 @@ TEST_F(InventoryList, SaysWhyThereIsNone) {
     testLoop::RunUntil([&] { return orvane_inventory_get_error(inventory) != nullptr; });
     ASSERT_NE(nullptr, orvane_inventory_get_error(inventory));
     EXPECT_THAT(orvane_inventory_get_error(inventory)->message, HasSubstr("InvalidProperty"));
+    testLoop::Settle();
+    EXPECT_EQ(1, server->NumCalls("DestroyView")) << "nothing is left at the service";
     EXPECT_FALSE(IsReady());
 }
 
@@ -248,6 +252,23 @@ TEST_F(InventoryList, FollowsItsRoot) {
     WaitReady();
     EXPECT_EQ(2u, mirror.ids.size());
     EXPECT_LE(mirror.numBlocks, 2);
+
+    /* the root is no item, in the next connection either, whose proxy is another */
+    g_clear_object(&inventory);
+    mirror = {};
+    MakeList(SKEMA_TYPE_OZY_MANAGED_ENTITY);
+    orvane_inventory_set_root(inventory, cluster.get());
+    WaitReady();
+    const auto before = mirror.ids;
+    Disconnect();
+    Connect();
+    WaitReady();
+    EXPECT_THAT(mirror.ids, UnorderedElementsAreArray(before));
+    EXPECT_THAT(mirror.ids, Not(Contains(cluster->id)));
+    SkemaQormManagedObject *root = nullptr;
+    g_object_get(inventory, "root", &root, nullptr);
+    const ItemPtr owner(root);
+    EXPECT_EQ(root, orvane_session_get_object(session, cluster->id, G_OBJECT_TYPE(root)));
 }
 
 /* Whatever a handler of a block does, nothing crashes, leaks or is shown twice. */

@@ -50,9 +50,22 @@ struct InventoryUpdates : SessionTest {
     }
     void TearDown() override { g_clear_object(&inventory); }
 
+    std::function<void()> inHandler; /* of the next signal */
+    std::string filter = "filter-2";
+
     static void OnChanged(OrvaneInventory *, SkemaQormManagedObject *object, const char *path,
                           InventoryUpdates *test) {
         test->changes.push_back(std::string(object->id) + " " + path);
+        OnAny(test);
+    }
+    static void OnAny(InventoryUpdates *test) {
+        if (test->inHandler)
+            std::exchange(test->inHandler, nullptr)();
+    }
+    void SetOtherRoot() {
+        filter = "filter-3";
+        orvane_inventory_set_root(
+            inventory, orvane_session_get_object(session, "group-9", SKEMA_TYPE_OZY_FOLDER));
     }
     /* "+1 -2 *3": machine 1 enters, 2 leaves, the name of 3 changes. */
     void Send(const std::string &text) {
@@ -69,8 +82,8 @@ struct InventoryUpdates : SessionTest {
         }
         shown.blocks.clear();
         service->Reply("<returnval xsi:type=\"UpdateSet\"><version>9</version><filterSet><filter "
-                       "type=\"PropertyFilter\">filter-2</filter>" +
-                       objects + "</filterSet></returnval>");
+                       "type=\"PropertyFilter\">" +
+                       filter + "</filter>" + objects + "</filterSet></returnval>");
         testLoop::Settle();
     }
 };
@@ -105,6 +118,55 @@ TEST_F(InventoryUpdates, ChangesOfObjectsInTheListAreReported) {
     Send("+a +b");
     Send("*a *x +c *c *b");
     EXPECT_THAT(changes, ElementsAre("a name", "b name"));
+}
+
+/* A handler of the old root's updates sets another one: nothing of the old root stays. */
+TEST_F(InventoryUpdates, OfAnotherRootReplaceTheList) {
+    Send("+a +b");
+    EXPECT_TRUE(orvane_inventory_is_ready(inventory));
+    inHandler = [this] { SetOtherRoot(); };
+    Send("+c -b *a +d");
+    EXPECT_FALSE(inHandler);
+    EXPECT_FALSE(orvane_inventory_is_ready(inventory));
+    Send("+d +e");
+    EXPECT_THAT(shown.ids, UnorderedElementsAreArray({"d", "e"}));
+    EXPECT_TRUE(orvane_inventory_is_ready(inventory));
+}
+
+TEST_F(InventoryUpdates, OfAnotherRootAreAwaitedInAHandler) {
+    g_signal_connect_swapped(inventory, "items-changed", G_CALLBACK(OnAny), this);
+    inHandler = [this] { SetOtherRoot(); };
+    Send("+a +b");
+    EXPECT_FALSE(orvane_inventory_is_ready(inventory)) << "the other root has sent nothing";
+    Send("+b +c");
+    EXPECT_THAT(shown.ids, UnorderedElementsAreArray({"b", "c"}));
+    EXPECT_TRUE(orvane_inventory_is_ready(inventory));
+}
+
+/* The service has lost the place in its updates, and sends them from the beginning. */
+TEST_F(InventoryUpdates, FromTheBeginningAreADifference) {
+    Send("+a +b +c");
+    service->Fail("InvalidCollectorVersion");
+    testLoop::Settle();
+    EXPECT_FALSE(orvane_inventory_is_ready(inventory));
+    Send("+a +d +c");
+    EXPECT_THAT(shown.ids, UnorderedElementsAreArray({"a", "c", "d"}));
+    EXPECT_TRUE(orvane_inventory_is_ready(inventory));
+    /* nothing is left, and the filter is not even named */
+    service->Fail("InvalidCollectorVersion");
+    service->Reply("<returnval xsi:type=\"UpdateSet\"><version>9</version></returnval>");
+    testLoop::Settle();
+    EXPECT_THAT(shown.ids, ElementsAre());
+    EXPECT_TRUE(orvane_inventory_is_ready(inventory));
+}
+
+TEST_F(InventoryUpdates, EndWithTheStream) {
+    Send("+a");
+    service->Fail("NoPermission");
+    testLoop::Settle();
+    EXPECT_EQ(ORVANE_SESSION_INTERRUPTED, State());
+    EXPECT_FALSE(orvane_inventory_is_ready(inventory));
+    EXPECT_THAT(shown.ids, ElementsAre("a"));
 }
 
 /* Random sets against a model of them. */
