@@ -26,7 +26,9 @@
  * Errors:    of the domain ORVANE_ERROR, whose codes are OrvaneOutcome. The listener's fault is not changed.
  * Callbacks: a completion function is invoked by the loop, after the signals of the operation's end, and by
  *            orvane_shutdown(), and never from inside the function that begins the operation. It may do anything,
- *            such as begin the next operation with the same listener, or release the session.
+ *            such as begin the next operation with the same listener, or release the session. An operation that is
+ *            begun while the library is shut down ends with NOT_SENT; its function is invoked by the loop after the
+ *            next orvane_init(), or by the next orvane_shutdown().
  * Threads:   the loop's.
  */
 #pragma once
@@ -157,7 +159,8 @@ ORVANE_EXPORT void orvane_listener_call_when_completed(OrvaneListener *listener,
  * @listener: a listener
  * @outcome: (out) (optional): how its last operation ended
  *
- * Works without a completion function, too.
+ * Works without a completion function, too. A listener that it was called for is treated like one with such a function
+ * where another operation replaces one that has not ended: what still comes for the former one is dropped.
  *
  * Returns: %TRUE if the last operation has ended; %FALSE with @outcome unchanged if it is in progress, or if there
  *     was none

@@ -121,9 +121,18 @@ gboolean FinishWithoutValue(gpointer source, gpointer tag, GAsyncResult *result,
 void orvane_listener_complete_async(OrvaneListener *listener, GCancellable *cancellable,
                                     GAsyncReadyCallback callback, gpointer data) {
     g_return_if_fail(ORVANE_IS_LISTENER(listener));
-    Follow(NewTask(listener, reinterpret_cast<gpointer>(orvane_listener_complete_async),
-                   cancellable, callback, data),
-           listener);
+    GTask *task = NewTask(listener, reinterpret_cast<gpointer>(orvane_listener_complete_async),
+                          cancellable, callback, data);
+    const bool isBegun = orvane_listener_get_operation_count(listener) > 0 ||
+                         orvane_listener_get_outcome(listener, nullptr);
+    if (isBegun) {
+        Follow(task, listener);
+        return;
+    }
+    /* the task and the listener would keep each other without end */
+    g_task_return_new_error(task, ORVANE_ERROR, ORVANE_OUTCOME_NOT_SENT,
+                            "No operation was begun with the listener.");
+    g_object_unref(task);
 }
 
 gboolean orvane_listener_complete_finish(OrvaneListener *listener, GAsyncResult *result,

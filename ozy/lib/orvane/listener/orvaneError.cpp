@@ -38,7 +38,7 @@ constexpr auto kErrors = std::to_array<ErrorRow>({
         "the "
         "service runs."),
     ROW(HTTP_RETURNED_ERROR, "http-returned-error", "The service answered with an HTTP error."),
-    ROW(OPERATION_TIMEDOUT, "operation-timedout", "There was no answer in time."),
+    ROW(OPERATION_TIMEDOUT, "operation-timedout", "The operation took longer than its time limit."),
     ROW(SSL_CONNECT_ERROR, "ssl-connect-error",
         "The TLS handshake failed. Check that the port speaks https."),
     ROW(TOO_MANY_REDIRECTS, "too-many-redirects",
@@ -158,13 +158,20 @@ std::string ReasonText(const OrvaneListener *listener) {
     return text;
 }
 
+/* "https://host.example/sdk: " before what a person would look for there; empty where that helps nobody. */
+std::string UrlText(const OrvaneListener *listener, OrvaneOutcome outcome) {
+    const char *url = listener->priv->operation.url;
+    const bool isOfUrl = outcome == ORVANE_OUTCOME_FAULT || outcome == ORVANE_OUTCOME_TRANSPORT ||
+                         outcome == ORVANE_OUTCOME_NOT_SENT || outcome == ORVANE_OUTCOME_TIMED_OUT;
+    return isOfUrl && url != nullptr ? std::string(url) + ": " : "";
+}
+
 std::string ErrorText(const OrvaneListener *listener, OrvaneOutcome outcome) {
-    if (outcome == ORVANE_OUTCOME_FAULT || outcome == ORVANE_OUTCOME_TRANSPORT) {
-        std::string reason = ReasonText(listener);
-        if (!reason.empty())
-            return reason;
-    }
-    return kOutcomes[outcome].text;
+    std::string reason;
+    if (outcome == ORVANE_OUTCOME_FAULT || outcome == ORVANE_OUTCOME_TRANSPORT ||
+        outcome == ORVANE_OUTCOME_TIMED_OUT)
+        reason = ReasonText(listener);
+    return UrlText(listener, outcome) + (reason.empty() ? kOutcomes[outcome].text : reason);
 }
 
 /* The rows as an enumeration's values, ended by a zeroed one. */

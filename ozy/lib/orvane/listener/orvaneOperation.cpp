@@ -282,6 +282,7 @@ void OrvaneListenerOpenOperation(OrvaneListener *listener) {
     operation.isFaultCurrent = operation.hasReply = operation.isInPlace = false;
     operation.isStopped = operation.isFailing = operation.isOfFormer = false;
     operation.stop = nullptr;
+    g_clear_pointer(&operation.url, g_free);
     if (operation.timeLimit > 0)
         StartTimeLimit(listener, operation.timeLimit);
     Hold(listener);
@@ -437,6 +438,14 @@ void OrvaneListener_JoinOperations(OrvaneListener *listener, OrvaneOperations *l
         StartTimeLimit(listener, list->timeLimit);
 }
 
+void OrvaneListener_NoteUrl(OrvaneListener *listener, const char *url) {
+    if (listener == nullptr || url == nullptr)
+        return;
+    OrvaneOperation &operation = OperationOf(listener);
+    g_free(operation.url);
+    operation.url = BasicHttp_RedactUrl(url);
+}
+
 void OrvaneListener_NoteReply(OrvaneListener *listener, guint errorCode, glong responseCode) {
     OrvaneOperation &operation = OperationOf(listener);
     operation.hasReply = true;
@@ -445,9 +454,11 @@ void OrvaneListener_NoteReply(OrvaneListener *listener, guint errorCode, glong r
 }
 
 void OrvaneListener_CopyReply(OrvaneListener *to, const OrvaneListener *from) {
-    if (to == nullptr || from == nullptr || !OperationOf(from).hasReply)
+    if (to == nullptr || from == nullptr)
         return;
-    OrvaneListener_NoteReply(to, OperationOf(from).errorCode, OperationOf(from).responseCode);
+    OrvaneListener_NoteUrl(to, OperationOf(from).url);
+    if (OperationOf(from).hasReply)
+        OrvaneListener_NoteReply(to, OperationOf(from).errorCode, OperationOf(from).responseCode);
 }
 
 void OrvaneListener_AcknowledgeReply(OrvaneListener *listener, guint serial, gboolean success,
@@ -485,6 +496,7 @@ void OrvaneListenerFinalizeOperation(OrvaneListener *listener) {
     FreeAll(std::exchange(operation.once, nullptr));
     delete std::exchange(operation.function, nullptr);
     g_clear_object(&operation.fault);
+    g_clear_pointer(&operation.url, g_free);
 }
 
 /* -- the operations of a session ------------------------------------------------------------------ */
@@ -522,15 +534,13 @@ void OrvaneListener_CompleteForShutdown(void) {
             InvokeFirst();
     }
     if (gEnded.first != nullptr)
-        Warning("Orvane: Operations that were begun during the shutdown are not reported.\n");
-    while (Ended *ended = gEnded.first) {
-        gEnded.first = ended->next;
-        FreeAll(ended->once);
-        delete ended->stopped;
-        delete ended;
-    }
-    gEnded.last = nullptr;
-    gEnded.length = 0;
+        Warning("Orvane: Operations that were begun during the shutdown are reported after the "
+                "next start.\n");
+}
+
+void OrvaneListener_CompleteAfterInit(void) {
+    if (gEnded.first != nullptr)
+        RegisterWithLoop();
 }
 
 /* -- for the application -------------------------------------------------------------------------- */
@@ -584,7 +594,8 @@ gboolean orvane_listener_abort(OrvaneListener *listener) {
 
 gboolean orvane_listener_get_outcome(OrvaneListener *listener, OrvaneOutcome *outcome) {
     g_return_val_if_fail(ORVANE_IS_LISTENER(listener), FALSE);
-    const OrvaneOperation &operation = OperationOf(listener);
+    OrvaneOperation &operation = OperationOf(listener);
+    operation.isObserved = true; /* the outcome must be that of the last operation */
     if (operation.hasOutcome && outcome != nullptr)
         *outcome = operation.outcome;
     return operation.hasOutcome;

@@ -56,6 +56,7 @@ struct OrvaneOperation {
     glong responseCode;  /* HTTP status */
     OrvaneOutcome outcome;
     OrvaneOutcome mark;
+    char *url; /* owned; where a request failed, without secrets; NULL if that is not known */
     SkemaQormMethodFault *fault; /* owned; of an end that the listener's own fault does not show */
     OrvaneCompletion *function;  /* owned; of every operation; NULL for none */
     OrvaneCompletion *once;      /* owned; list of those for one operation */
@@ -110,9 +111,12 @@ void OrvaneListener_MarkOperation(OrvaneListener *listener, OrvaneOutcome outcom
 void OrvaneListener_LeaveOperations(OrvaneListener *listener);
 void OrvaneListener_JoinOperations(OrvaneListener *listener, OrvaneOperations *list);
 
+/* Stores the URL of a request that failed, for orvane_listener_get_error(); its secrets are left out. Either may be
+ * NULL. */
+void OrvaneListener_NoteUrl(OrvaneListener *listener, const char *url);
 /* Stores what the transport reported about a reply that is no SOAP message, for orvane_listener_get_error(). */
 void OrvaneListener_NoteReply(OrvaneListener *listener, guint errorCode, glong responseCode);
-/* Copies it from one listener to another; either may be NULL. */
+/* Copies both from one listener to another; either may be NULL. */
 void OrvaneListener_CopyReply(OrvaneListener *to, const OrvaneListener *from);
 
 /* orvane_listener_acknowledge() for the reply to the call of an operation, called from the loop. Invokes the completion

@@ -28,7 +28,10 @@ gboolean orvane_init(OrvanePollCallback pollCallback, OrvanePollCallbackRemove p
         SchemaLoad_FromEnvironment(secure_getenv);
     OrvaneSessionWire_Open(secure_getenv);
     SSL_Init(nullptr, nullptr, nullptr);
-    return BasicHttp_InitEx(pollCallback, pollCallbackRemove, -1);
+    if (!BasicHttp_InitEx(pollCallback, pollCallbackRemove, -1))
+        return FALSE;
+    OrvaneListener_CompleteAfterInit();
+    return TRUE;
 }
 
 void orvane_shutdown(void) {

@@ -36,6 +36,9 @@ void OrvaneListener_RefuseOperation(OrvaneListener *listener);
 /* Invokes the completion functions of all operations that have ended. The transport was shut down. */
 void OrvaneListener_CompleteForShutdown(void);
 
+/* Has the loop invoke those of operations that were begun while the library was shut down. */
+void OrvaneListener_CompleteAfterInit(void);
+
 /* session/: all sessions */
 
 /* (nullable): the open operations of a live session; NULL for any other pointer. */

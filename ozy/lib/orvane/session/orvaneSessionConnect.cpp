@@ -229,6 +229,7 @@ void Begin(OrvaneSession *session, const char *url, OrvaneListener *listener, Pa
         OrvaneListener_EndOperation(listener, ORVANE_OUTCOME_SESSION_RELEASED);
     if (!sessionWatch || (listener != nullptr && application() == nullptr))
         return;
+    OrvaneListener_NoteUrl(listener, url);
     if (priv->state != ORVANE_SESSION_DISCONNECTED || url == nullptr) {
         const ListenerPtr load(std::exchange(priv->rolesLoadListener, nullptr));
         RefuseConnect(session, listener);

@@ -263,6 +263,7 @@ void Link(OrvaneCall *call, OrvaneListener *listener, guint serial, const char *
 }
 
 void StopCallOperation(OrvaneListener *listener, gpointer session) {
+    OrvaneListener_NoteUrl(listener, ORVANE_SESSION(session)->priv->url);
     OrvaneSession_StopCalls(ORVANE_SESSION(session), listener);
 }
 
@@ -299,6 +300,7 @@ bool ReadReply(OrvaneSession *session, OrvaneListener *listener, const char *met
     gboolean isArray = FALSE;
     const GType returnType = orvane_listener_get_return_type(listener, &isArray);
     if (response == nullptr || response->content == nullptr) {
+        OrvaneListener_NoteUrl(listener, session->priv->url);
         Log("%s: orvane_listener_get_return_type null response\n", kOnSent);
         SetFault(value, response == nullptr
                             ? OrvaneFault_NewInvalidResponse(0, 0, nullptr)
@@ -310,6 +312,7 @@ bool ReadReply(OrvaneSession *session, OrvaneListener *listener, const char *met
     const SoapTreePtr tree(OrvaneSoapTree_ParseReply(response->content, response->contentLength,
                                                      session->priv->maxTreeBytes));
     if (!tree) {
+        OrvaneListener_NoteUrl(listener, session->priv->url);
         SetFault(value, OrvaneFault_NewInvalidResponse(response->errorCode, response->responseCode,
                                                        response->content));
         /* a gateway's page may quote the request */
@@ -321,6 +324,7 @@ bool ReadReply(OrvaneSession *session, OrvaneListener *listener, const char *met
     }
     xmlNode *body = SoapBody(OrvaneSoapTree_Root(tree.get()));
     if (body == nullptr || methodName == nullptr) {
+        OrvaneListener_NoteUrl(listener, session->priv->url);
         OrvaneListener_NoteReply(listener, response->errorCode, response->responseCode);
         return false;
     }

@@ -156,6 +156,43 @@ TEST_F(GlibOperation, CompletesACallOfTheApplication) {
     EXPECT_EQ(1, async.times);
 }
 
+/* There is nothing that could end, and release the listener. */
+TEST_F(GlibOperation, CompletesAtOnceWhereNothingWasBegun) {
+    OrvaneListener *listener = orvane_listener_new();
+    g_object_add_weak_pointer(G_OBJECT(listener), reinterpret_cast<gpointer *>(&listener));
+    Async async;
+    orvane_listener_complete_async(listener, nullptr, Async::OnReady, &async);
+    EXPECT_EQ(0, async.times);
+    async.Wait();
+    Error error;
+    EXPECT_FALSE(
+        orvane_listener_complete_finish(listener, async.result.get(), nullptr, &error.error));
+    EXPECT_TRUE(g_error_matches(error.error, ORVANE_ERROR, ORVANE_OUTCOME_NOT_SENT));
+    async.result.reset();
+    g_object_unref(listener);
+    EXPECT_EQ(nullptr, listener);
+}
+
+/* A retrieval that has failed stays with the manager until the connection ends; its listener serves others meanwhile. */
+TEST_F(GlibOperation, IsWaitedForWithTheListenerOfOneThatFailed) {
+    ASSERT_TRUE(Connect("secret", nullptr));
+    const auto machine = Machine("vm-101");
+    const ObjectPtr<OrvaneListener> listener(orvane_listener_new());
+    const auto retrieve = [&](const char *path) {
+        orvane_session_load_properties(session, machine.get(), listener.get(), FALSE, path,
+                                       nullptr);
+        return orvane_glib_wait(listener.get(), -1);
+    };
+    EXPECT_FALSE(retrieve("nmae"));
+    EXPECT_TRUE(retrieve("name"));
+    EXPECT_FALSE(retrieve("nmae"));
+    orvane_session_load_object(session, FALSE, machine.get(), listener.get());
+    EXPECT_TRUE(orvane_glib_wait(listener.get(), -1));
+    EXPECT_FALSE(retrieve("nmae"));
+    orvane_session_disconnect(session, listener.get());
+    EXPECT_TRUE(orvane_glib_wait(listener.get(), -1));
+}
+
 /* A wait needs no time to be safe: the operation ends without a signal. */
 TEST_F(GlibOperation, IsWaitedForWhereNoSignalComes) {
     ASSERT_TRUE(Connect("secret", nullptr));
