@@ -1,6 +1,8 @@
 #include "tools/orvane/inventoryReader.h"
 
+#include <algorithm>
 #include <array>
+#include <set>
 
 #include <orvane/schema/ozy.h>
 #include <orvane/schema/qorm.h>
@@ -18,17 +20,18 @@ struct Way {
     GType (*type)();
     const char *property;
     const char *since; /* the first version that has it; older services refuse it */
+    bool leadsToHosts;
 };
 
 constexpr auto kWays = std::to_array<Way>({
-    {"children", skema_ozy_folder_get_type, "childEntity", ""},
-    {"machineFolder", skema_ozy_datacenter_get_type, "vmFolder", ""},
-    {"hostFolder", skema_ozy_datacenter_get_type, "hostFolder", ""},
-    {"datastoreFolder", skema_ozy_datacenter_get_type, "datastoreFolder", "ozy25/4.0"},
-    {"networkFolder", skema_ozy_datacenter_get_type, "networkFolder", "ozy25/4.0"},
-    {"hosts", skema_ozy_compute_resource_get_type, "host", ""},
-    {"rootPool", skema_ozy_compute_resource_get_type, "resourcePool", ""},
-    {"pools", skema_ozy_resource_pool_get_type, "resourcePool", ""},
+    {"children", skema_ozy_folder_get_type, "childEntity", "", true},
+    {"machineFolder", skema_ozy_datacenter_get_type, "vmFolder", "", false},
+    {"hostFolder", skema_ozy_datacenter_get_type, "hostFolder", "", true},
+    {"datastoreFolder", skema_ozy_datacenter_get_type, "datastoreFolder", "ozy25/4.0", false},
+    {"networkFolder", skema_ozy_datacenter_get_type, "networkFolder", "ozy25/4.0", false},
+    {"hosts", skema_ozy_compute_resource_get_type, "host", "", true},
+    {"rootPool", skema_ozy_compute_resource_get_type, "resourcePool", "", false},
+    {"pools", skema_ozy_resource_pool_get_type, "resourcePool", "", false},
 });
 
 void Append(GValueArray *array, GType type, GObject *object) {
@@ -61,21 +64,28 @@ GType SelectionType() {
     return SKEMA_TYPE_QORM_CORE_PROPERTY_COLLECTOR_SELECTION_SPEC;
 }
 
-GObject *ObjectSpec(const Service &service, SkemaQormManagedObject *entity, InventoryDepth depth) {
+std::vector<const Way *> WaysFrom(const Service &service, SkemaQormManagedObject *entity,
+                                  InventoryDepth depth) {
     std::vector<const Way *> ways;
     for (const Way &way : kWays) {
         const bool isKnown =
             *way.since == '\0' || orvane_session_has_version(service.Session(), way.since);
-        const bool isUsed =
-            depth == InventoryDepth::kAllBelow || g_type_is_a(G_OBJECT_TYPE(entity), way.type());
+        const bool isUsed = depth == InventoryDepth::kChildren
+                                ? g_type_is_a(G_OBJECT_TYPE(entity), way.type()) != 0
+                                : depth == InventoryDepth::kAllBelow || way.leadsToHosts;
         if (isKnown && isUsed)
             ways.push_back(&way);
     }
+    return ways;
+}
+
+GObject *ObjectSpec(const Service &service, SkemaQormManagedObject *entity, InventoryDepth depth) {
+    const std::vector<const Way *> ways = WaysFrom(service, entity, depth);
     const ValueArrayPtr traversals(g_value_array_new(static_cast<guint>(ways.size())));
     for (const Way *way : ways) {
         GObject *traversal =
             orvane_traversal_spec_new(way->name, way->type(), way->property, FALSE, TRUE, nullptr);
-        if (depth == InventoryDepth::kAllBelow) {
+        if (depth != InventoryDepth::kChildren) {
             const ValueArrayPtr further(g_value_array_new(static_cast<guint>(ways.size())));
             for (const Way *next : ways)
                 Append(further.get(), SelectionType(), orvane_selection_spec_new(next->name));
@@ -86,6 +96,20 @@ GObject *ObjectSpec(const Service &service, SkemaQormManagedObject *entity, Inve
     GObject *spec = orvane_object_spec_new(entity, TRUE, TRUE, nullptr);
     g_object_set(spec, "selectSet", traversals.get(), nullptr);
     return spec;
+}
+
+/* All that is read from objects of a class. A service uses one property spec for an object: that of its nearest class. */
+std::vector<std::string> PathsOf(GType type, const std::vector<ExtraProperties> &extra) {
+    std::vector<std::string> paths = {"name", "parent"};
+    for (const ExtraProperties &each : extra) {
+        if (!g_type_is_a(type, each.type))
+            continue;
+        for (const std::string &path : each.paths) {
+            if (std::ranges::find(paths, path) == paths.end())
+                paths.push_back(path);
+        }
+    }
+    return paths;
 }
 
 ValueArrayPtr SetOfOne(GObject *filterSpec) {
@@ -115,14 +139,19 @@ std::vector<InventoryEntity> ReadInventory(const Service &service, SkemaQormMana
                                            const std::vector<ExtraProperties> &extra) {
     GObject *filterSpec = orvane_filter_spec_new(
         TRUE, ObjectSpec(service, entity, depth),
-        PropertySpec(SKEMA_TYPE_OZY_MANAGED_ENTITY, {"name", "parent"}), nullptr);
+        PropertySpec(SKEMA_TYPE_OZY_MANAGED_ENTITY, PathsOf(SKEMA_TYPE_OZY_MANAGED_ENTITY, extra)),
+        nullptr);
     if (!extra.empty()) {
         GValueArray *specs = nullptr;
         g_object_get(filterSpec, "propSet", &specs, nullptr);
         const ValueArrayPtr all(specs);
+        std::set<GType> types;
         for (const ExtraProperties &each : extra)
+            types.insert(each.type);
+        types.erase(SKEMA_TYPE_OZY_MANAGED_ENTITY);
+        for (const GType type : types)
             Append(all.get(), SKEMA_TYPE_QORM_CORE_PROPERTY_COLLECTOR_PROPERTY_SPEC,
-                   PropertySpec(each.type, each.paths));
+                   PropertySpec(type, PathsOf(type, extra)));
         g_object_set(filterSpec, "propSet", all.get(), nullptr);
     }
     Operation retrieve(Text(MSGID("inventory.reading") "reading the inventory"),
@@ -135,6 +164,16 @@ std::vector<InventoryEntity> ReadInventory(const Service &service, SkemaQormMana
             entities.push_back(MakeEntity(std::move(object)));
     }
     return entities;
+}
+
+bool IsContainer(const Service &service, SkemaQormManagedObject *entity) {
+    return !WaysFrom(service, entity, InventoryDepth::kChildren).empty();
+}
+
+InventoryEntity ReadEntity(const Service &service, SkemaQormManagedObject *entity,
+                           const std::vector<ExtraProperties> &extra) {
+    ReadObject(service, entity, PathsOf(G_OBJECT_TYPE(entity), extra));
+    return MakeEntity(ObjectPtr<GObject>(G_OBJECT(g_object_ref(entity))));
 }
 
 void ReadObject(const Service &service, SkemaQormManagedObject *object,

@@ -30,12 +30,25 @@ struct ExtraProperties {
     std::vector<std::string> paths;
 };
 
-enum class InventoryDepth { kChildren, kAllBelow };
+enum class InventoryDepth {
+    kChildren,
+    kAllBelow,
+    kHostsBelow /* folders, datacenters, clusters and hosts; no machines */
+};
+
+constexpr size_t kMostPathLevels = 100; /* more are a cycle of parents */
 
 /* Reads what is below an entity; the entity itself is not in the result. */
 std::vector<InventoryEntity> ReadInventory(const Service &service, SkemaQormManagedObject *entity,
                                            InventoryDepth depth,
                                            const std::vector<ExtraProperties> &extra = {});
+
+/* Whether entities can be below it. */
+bool IsContainer(const Service &service, SkemaQormManagedObject *entity);
+
+/* Reads one entity itself. */
+InventoryEntity ReadEntity(const Service &service, SkemaQormManagedObject *entity,
+                           const std::vector<ExtraProperties> &extra = {});
 
 /* Reads one property set of one object, which need not be an entity. */
 void ReadObject(const Service &service, SkemaQormManagedObject *object,

@@ -9,6 +9,7 @@
 #include "tools/orvane/configCommand.h"
 #include "tools/orvane/demo.h"
 #include "tools/orvane/logOptions.h"
+#include "tools/orvane/lsCommand.h"
 #include "tools/orvane/manualOption.h"
 #include "tools/orvane/message.h"
 #include "tools/orvane/nearestWord.h"
@@ -155,6 +156,8 @@ int Run(int argc, char **argv) {
     AddAbout(program, aboutOptions, status);
     SchemaOptions schemaOptions;
     AddSchema(program, schemaOptions, status);
+    LsOptions lsOptions;
+    AddLs(program, lsOptions, status);
     ProfileOptions profileOptions;
     AddProfile(program, profileOptions, status);
     AddConfig(program, status);

@@ -15,8 +15,7 @@ namespace orvaneCli {
 
 namespace {
 
-constexpr size_t kMostShown = 5;    /* objects or names in a message */
-constexpr size_t kMostLevels = 100; /* of a path, so that a cycle of parents ends */
+constexpr size_t kMostShown = 5; /* objects or names in a message */
 
 /* How ids of a class usually begin. A guess, which is checked. */
 struct IdRow {
@@ -94,7 +93,11 @@ ProxyPtr ObjectFinder::FindChild(const ProxyPtr &parent, std::string_view part,
         std::vector<std::string> names;
         for (const InventoryEntity &child : children)
             names.push_back(PathPart(child.name));
-        throw NotFound(path, NearestWords(part, names, kMostShown));
+        names = NearestWords(part, names, kMostShown);
+        const std::string folder = path.substr(0, static_cast<size_t>(part.data() - path.data()));
+        for (std::string &each : names)
+            each.insert(0, folder);
+        throw NotFound(path, names);
     }
     std::vector<std::string> ids;
     for (size_t i = 0; i < std::min(found.size(), kMostShown); i++)
@@ -170,7 +173,7 @@ std::string ObjectFinder::PathOf(const InventoryEntity &entity) const {
         byId.emplace(each.object->id, &each);
     std::string path;
     const InventoryEntity *at = &entity;
-    for (size_t i = 0; i < kMostLevels; i++) {
+    for (size_t i = 0; i < kMostPathLevels; i++) {
         path = "/" + PathPart(at->name) + path;
         const auto parent = byId.find(at->parentId);
         if (parent == byId.end())
@@ -178,6 +181,25 @@ std::string ObjectFinder::PathOf(const InventoryEntity &entity) const {
         at = parent->second;
     }
     return path;
+}
+
+std::string ObjectFinder::PathOf(SkemaQormManagedObject *object) const {
+    if (!SKEMA_IS_OZY_MANAGED_ENTITY(object))
+        return object->id;
+    std::string path;
+    ProxyPtr at(static_cast<SkemaQormManagedObject *>(g_object_ref(object)));
+    for (size_t i = 0; i < kMostPathLevels && at.get() != service.Root(); i++) {
+        ReadObject(service, at.get(), {"name", "parent"});
+        gchar *name = nullptr;
+        SkemaQormManagedObject *parent = nullptr;
+        g_object_get(at.get(), "name", &name, "parent", &parent, nullptr);
+        const GPtr<char> nameOwner(name);
+        path = "/" + PathPart(name != nullptr ? name : "") + path;
+        if (parent == nullptr)
+            break;
+        at.reset(parent);
+    }
+    return path.empty() ? "/" : path;
 }
 
 ProxyPtr ObjectFinder::FindInInventory(const std::string &word) {

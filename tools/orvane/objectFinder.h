@@ -29,6 +29,8 @@ public:
     explicit ObjectFinder(const Service &connected) : service(connected) {}
 
     ProxyPtr Find(const std::string &word);
+    /* The path of an entity; its id for another object. */
+    std::string PathOf(SkemaQormManagedObject *object) const;
 
 private:
     ProxyPtr FindByPath(const std::string &path) const;

@@ -9,7 +9,7 @@ namespace orvaneCli {
 namespace {
 
 constexpr int kGap = 2;
-constexpr int kLeastCut = 12; /* a cell that is cut shows at least that much */
+constexpr int kLeastCut = 16; /* a cell that is cut shows at least that much */
 
 const char *CutMark(const Terminal &terminal) {
     return terminal.HasUnicode() ? "\u2026" : "~";
@@ -59,12 +59,20 @@ std::vector<int> TableLayout::ShownWidths() const {
     return shown;
 }
 
+std::string TableLayout::Cut(size_t column, const std::string &text, int room,
+                             const Terminal &terminal) const {
+    if (columns[column].isWhole)
+        return text;
+    return columns[column].cutsStart ? CutTextStart(text, room, CutMark(terminal))
+                                     : CutText(text, room, CutMark(terminal));
+}
+
 std::vector<std::string> TableLayout::Aligned(const TableRow &row, const std::vector<int> &shown,
                                               const Terminal &terminal) const {
     std::string line;
     size_t numBlanks = 0; /* not written at the end of a line */
     for (size_t i = 0; i < row.size(); i++) {
-        const std::string text = CutText(row[i].text, shown[i], CutMark(terminal));
+        const std::string text = Cut(i, row[i].text, shown[i], terminal);
         const size_t padding = static_cast<size_t>(std::max(shown[i] - TextWidth(text), 0));
         if (columns[i].isRight)
             numBlanks += padding;
@@ -85,8 +93,7 @@ std::vector<std::string> TableLayout::Stacked(const TableRow &row, const Termina
         if (row[i].text.empty() && i > 0)
             continue;
         const int room = width - (i == 0 ? 0 : kGap);
-        const std::string text =
-            columns[i].isWhole ? row[i].text : CutText(row[i].text, room, CutMark(terminal));
+        const std::string text = Cut(i, row[i].text, room, terminal);
         const int textWidth = TextWidth(text);
         const bool isNewLine = i <= 1 || used + kGap + textWidth > width || lines.size() < 2;
         if (isNewLine) {

@@ -21,10 +21,11 @@
 namespace orvaneCli {
 
 struct Column {
-    std::string key;      /* name in JSON */
-    std::string title;    /* heading */
-    bool isRight = false; /* numbers */
-    bool isWhole = false; /* never cut, such as an id */
+    std::string key;        /* name in JSON */
+    std::string title;      /* heading */
+    bool isRight = false;   /* numbers */
+    bool cutsStart = false; /* a cell that is too long shows its end, such as a path */
+    bool isWhole = false;   /* never cut, such as an id */
 };
 
 struct TableCell {
@@ -51,6 +52,8 @@ private:
     std::vector<int> ShownWidths() const;
     std::vector<std::string> Aligned(const TableRow &row, const std::vector<int> &shown,
                                      const Terminal &terminal) const;
+    std::string Cut(size_t column, const std::string &text, int room,
+                    const Terminal &terminal) const;
     std::vector<std::string> Stacked(const TableRow &row, const Terminal &terminal) const;
 
     std::vector<Column> columns;

@@ -53,6 +53,19 @@ std::string CutText(std::string_view text, int width, std::string_view mark) {
     return std::string(text.substr(0, end)) + (width > 0 ? std::string(mark) : "");
 }
 
+std::string CutTextStart(std::string_view text, int width, std::string_view mark) {
+    int left = TextWidth(text);
+    if (left <= width)
+        return std::string(text);
+    const int room = std::max(width - TextWidth(mark), 0);
+    while (!text.empty() && (left > room || FirstLetter(text).width == 0)) {
+        const Letter letter = FirstLetter(text);
+        left -= letter.width;
+        text.remove_prefix(letter.numBytes);
+    }
+    return (width > 0 ? std::string(mark) : "") + std::string(text);
+}
+
 std::string PadText(std::string text, int width, bool isRight) {
     const std::string blanks(static_cast<size_t>(std::max(width - TextWidth(text), 0)), ' ');
     return isRight ? blanks + text : text + blanks;

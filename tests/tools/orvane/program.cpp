@@ -105,7 +105,8 @@ void Program::Start(const std::string &path, const std::vector<std::string> &arg
     if (!onTerminal && (pipe2(inPipe, O_CLOEXEC) != 0 || pipe2(outPipe, O_CLOEXEC) != 0 ||
                         pipe2(errPipe, O_CLOEXEC) != 0))
         g_error("pipe: %s", g_strerror(errno));
-    child = onTerminal ? forkpty(&out, nullptr, nullptr, nullptr) : fork();
+    const winsize size = {.ws_row = 24, .ws_col = static_cast<unsigned short>(columns)};
+    child = onTerminal ? forkpty(&out, nullptr, nullptr, columns > 0 ? &size : nullptr) : fork();
     if (child < 0)
         g_error("fork: %s", g_strerror(errno));
     if (child == 0) {
@@ -116,6 +117,14 @@ void Program::Start(const std::string &path, const std::vector<std::string> &arg
             dup2(errPipe[1], STDERR_FILENO);
             if (streams.output == "closed")
                 close(STDOUT_FILENO);
+            if (streams.output == "pipe") {
+                int unread[2];
+                if (pipe(unread) != 0)
+                    _exit(127);
+                dup2(unread[1], STDOUT_FILENO);
+                close(unread[0]);
+                close(unread[1]);
+            }
         }
         if (isJob)
             ControlJob();

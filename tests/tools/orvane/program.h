@@ -16,13 +16,17 @@ struct Ended {
 
 /* A program's streams, unless it is on a terminal. */
 struct Streams {
-    std::string input;  /* content of stdin, at most 64 KiB */
-    std::string output; /* a path for stdout; "closed"; or empty to collect it */
+    std::string input; /* content of stdin, at most 64 KiB */
+    std::string
+        output; /* a path for stdout; "closed"; "pipe", which nobody reads; or empty to collect it */
 };
 
 struct Program {
     /* Whether a build with sanitizers looks for leaks, which takes a second or more a program. */
     static inline bool looksForLeaks = true;
+
+    /* Columns of its terminal; 0: not known. */
+    static inline int columns = 0;
 
     /* The language of its messages. */
     static inline std::string language = "C";

@@ -33,6 +33,8 @@ TEST(TextWidth, CountsColumnsAndCutsNoLetterInTwo) {
         EXPECT_EQ(row.cutToFour, CutText(row.text, 4, "~"));
     }
     EXPECT_EQ("", CutText("abc", 0, "~"));
+    EXPECT_EQ("~ cde\u0301", CutTextStart("a\u0301b cde\u0301", 5, "~"));
+    EXPECT_EQ("~b\u0301", CutTextStart("\u6f22\u0301b\u0301", 2, "~"));
     EXPECT_EQ(std::string(kWide) + " ", PadText(kWide, 5));
     EXPECT_EQ(" " + std::string(kWide), PadText(kWide, 5, true));
 }
@@ -67,9 +69,10 @@ TEST(TableLayout, FitsTheWidthAndCutsNoId) {
                             "machine-with-a-long-name        7  vm-1",
                             std::string(kWide) + "                      1234567  vm-100", "last"));
     EXPECT_EQ(Table(0, rows), Table(41, rows)); /* fits exactly */
-    EXPECT_THAT(Table(30, rows),
-                ElementsAre("NAME              SIZE  ID", "machine-with\u2026        7  vm-1",
-                            std::string(kWide) + "           1234567  vm-100", "last"));
+    EXPECT_THAT(Table(34, rows),
+                ElementsAre("NAME                  SIZE  ID",
+                            "machine-with-a-l\u2026        7  vm-1",
+                            std::string(kWide) + "               1234567  vm-100", "last"));
     EXPECT_THAT(Table(20, rows), ElementsAre("NAME", "  SIZE  ID", "machine-with-a-long\u2026",
                                              "  7  vm-1", kWide, "  1234567  vm-100", "last"));
     for (const std::string &line : Table(8, rows))

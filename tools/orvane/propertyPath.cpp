@@ -1,0 +1,174 @@
+#include "tools/orvane/propertyPath.h"
+
+#include <algorithm>
+#include <optional>
+
+#include <fmt/format.h>
+#include <orvane/schema/qorm.h>
+
+#include "tools/orvane/failure.h"
+#include "tools/orvane/message.h"
+#include "tools/orvane/nearestWord.h"
+#include "tools/orvane/owners.h"
+#include "tools/orvane/terminal.h"
+
+namespace orvaneCli {
+
+namespace {
+
+constexpr size_t kMostShown = 5;
+
+struct ReleaseClass {
+    void operator()(gpointer ofType) const { g_type_class_unref(ofType); }
+};
+using ClassPtr = std::unique_ptr<GObjectClass, ReleaseClass>;
+
+ClassPtr ClassOf(GType type) {
+    return ClassPtr(static_cast<GObjectClass *>(g_type_class_ref(type)));
+}
+
+const char *WireName(GType type) {
+    const auto *name = static_cast<const char *>(g_type_get_qdata(type, orvane_quark_wsdlname()));
+    return name != nullptr ? name : g_type_name(type);
+}
+
+/* The type of a property, of one element if it is an array; 0 if the class does not have it. */
+GType PropertyType(GType type, const std::string &name) {
+    GParamSpec *spec = g_object_class_find_property(ClassOf(type).get(), name.c_str());
+    if (spec == nullptr)
+        return 0;
+    const auto element = GPOINTER_TO_SIZE(g_param_spec_get_qdata(spec, orvane_quark_arraytype()));
+    return element != 0 ? element : spec->value_type;
+}
+
+/* The same, also of a class below it. */
+GType PropertyTypeBelow(GType type, const std::string &name) {
+    for (const GType each : ClassesFrom(type)) {
+        if (const GType found = PropertyType(each, name); found != 0)
+            return found;
+    }
+    return 0;
+}
+
+Failure UnknownProperty(GType type, const std::string &name) {
+    const std::string shown = Printable(name);
+    std::vector<std::string> names;
+    for (const GType each : ClassesFrom(type)) {
+        for (std::string &known : PropertyNames(each)) {
+            if (std::ranges::find(names, known) == names.end())
+                names.push_back(std::move(known));
+        }
+    }
+    std::erase_if(names, [](const std::string &each) { return each.starts_with("dynamic"); });
+    if (names.empty()) /* but for what every data object has */
+        return BadUsage(
+            Text(MSGID("property.classEmpty") "the schema has no properties of %s, so not "
+                                              "\"%s\"; \"orvane schema import\" makes an "
+                                              "overlay for $ORVANE_SCHEMA_OVERLAY",
+                 WireName(type), shown.c_str()));
+    const auto similar = NearestWords(name, names, kMostShown);
+    if (!similar.empty())
+        return BadUsage(Text(MSGID("property.similar") "%s has no property \"%s\"; similar: %s",
+                             WireName(type), shown.c_str(),
+                             fmt::format("{}", fmt::join(similar, ", ")).c_str()));
+    names.resize(std::min(names.size(), kMostShown * 4));
+    return BadUsage(Text(MSGID("property.unknown") "%s has no property \"%s\"; there are: %s",
+                         WireName(type), shown.c_str(),
+                         fmt::format("{}", fmt::join(names, ", ")).c_str()));
+}
+
+/* Splits a path at its dots; of each piece what precedes a bracket. Nothing if a bracket is not closed. */
+std::optional<std::vector<std::string>> PropertiesOf(const std::string &text) {
+    std::vector<std::string> names = {""};
+    bool isInBrackets = false;
+    bool isQuoted = false;
+    for (const char letter : text) {
+        if (isInBrackets) {
+            isQuoted = isQuoted != (letter == '"');
+            isInBrackets = isQuoted || letter != ']';
+        } else if (letter == '[') {
+            isInBrackets = true;
+        } else if (letter == '.') {
+            names.emplace_back();
+        } else {
+            names.back() += letter;
+        }
+    }
+    const bool isWhole = !isInBrackets && std::ranges::find(names, "") == names.end();
+    return isWhole ? std::optional(names) : std::nullopt;
+}
+
+} // namespace
+
+std::vector<std::string> PropertyNames(GType type) {
+    guint count = 0;
+    const ClassPtr ofType = ClassOf(type);
+    const GPtr<GParamSpec *> specs(g_object_class_list_properties(ofType.get(), &count));
+    std::vector<std::string> names;
+    for (guint i = 0; i < count; i++)
+        names.emplace_back(specs.get()[i]->name);
+    return names;
+}
+
+std::vector<GType> ClassesFrom(GType type) {
+    std::vector<GType> all = {type};
+    for (size_t i = 0; i < all.size(); i++) {
+        guint count = 0;
+        const GPtr<GType> children(g_type_children(all[i], &count));
+        all.insert(all.end(), children.get(), children.get() + count);
+    }
+    return all;
+}
+
+GType FindClass(const std::string &name, GType base) {
+    const GType type = orvane_lookup_type(name.c_str());
+    if (type != 0 && g_type_is_a(type, base))
+        return type;
+    std::vector<std::string> names;
+    for (const GType each : ClassesFrom(base))
+        names.emplace_back(WireName(each));
+    const std::string nearest = NearestWord(name, names);
+    const std::string shown = Printable(name);
+    if (nearest.empty())
+        throw BadUsage(Text(MSGID("class.unknown") "\"%s\" is no class of objects in the inventory",
+                            shown.c_str()));
+    throw BadUsage(
+        Text(MSGID("class.similar") "\"%s\" is no class of objects in the inventory; did "
+                                    "you mean \"%s\"?",
+             shown.c_str(), nearest.c_str()));
+}
+
+bool HasFirstProperty(GType type, const std::string &text) {
+    return PropertyType(type, text.substr(0, text.find_first_of(".["))) != 0;
+}
+
+PropertyPath CheckPropertyPath(GType type, const std::string &text) {
+    const auto names = PropertiesOf(text);
+    if (!names)
+        throw BadUsage(Text(MSGID("property.noPath") "\"%s\" is no property path such as "
+                                                     "config.hardware.device[*].label",
+                            Printable(text).c_str()));
+    std::string requested;
+    const size_t bracket = std::min(text.find('['), text.size());
+    GType at = type;
+    for (const std::string &name : *names) {
+        const bool isObject = g_type_is_a(at, SKEMA_TYPE_QORM_DATA_OBJECT) ||
+                              g_type_is_a(at, SKEMA_TYPE_QORM_METHOD_FAULT) ||
+                              (at == type && g_type_is_a(at, SKEMA_TYPE_QORM_MANAGED_OBJECT));
+        if (at == G_TYPE_VALUE)
+            break;
+        if (!isObject)
+            throw BadUsage(Text(MSGID("property.noObject") "%s: \"%s\" is in no object that can be "
+                                                           "read with it",
+                                Printable(text).c_str(), Printable(name).c_str()));
+        const GType next = PropertyTypeBelow(at, name);
+        if (next == 0)
+            throw UnknownProperty(at, name);
+        requested += (requested.empty() ? "" : ".") + name;
+        at = next;
+    }
+    requested.resize(std::min(requested.size(), bracket));
+    return {text, requested};
+}
+
+} // namespace orvaneCli
