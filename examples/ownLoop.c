@@ -161,26 +161,31 @@ static void Turn(void) {
     }
 }
 
-static void OnEnd(OrvaneListener *listener, gpointer isOver) {
-    (void)listener;
+/* Invoked however the operation ends, also where no signal is emitted. */
+static void OnCompleted(OrvaneListener *listener, OrvaneOutcome outcome, gpointer isOver) {
+    GError *error = NULL;
+    (void)outcome;
     *(gboolean *)isOver = TRUE;
+    if (orvane_listener_get_error(listener, &error))
+        fprintf(stderr, "%s\n", error->message);
+    g_clear_error(&error);
 }
 
 /* Turns the loop until the operation has ended. Prepare() comes before the operation is begun. */
 static OrvaneListener *Prepare(gboolean *isOver) {
     OrvaneListener *listener = orvane_listener_new();
     *isOver = FALSE;
-    g_signal_connect(listener, "success", G_CALLBACK(OnEnd), isOver);
-    g_signal_connect(listener, "failure", G_CALLBACK(OnEnd), isOver);
+    orvane_listener_set_completed_func(listener, OnCompleted, isOver, NULL);
     return listener;
 }
 
 static gboolean Await(OrvaneListener *listener, const gboolean *isOver) {
+    OrvaneOutcome outcome = ORVANE_OUTCOME_NOT_SENT;
     while (!*isOver)
         Turn();
-    const gboolean isWell = orvane_listener_get_state(listener) == ORVANE_LISTENER_SUCCEEDED;
+    orvane_listener_get_outcome(listener, &outcome);
     g_object_unref(listener);
-    return isWell;
+    return outcome == ORVANE_OUTCOME_SUCCEEDED;
 }
 
 static gboolean LogInAndOut(char **arguments) {

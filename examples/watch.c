@@ -58,7 +58,9 @@ int main(int argc, char **argv) {
     g_signal_connect(machines, "ready", G_CALLBACK(OnReady), properties);
     g_signal_connect(machines, "notify::error", G_CALLBACK(OnError), loop);
     g_unix_signal_add(SIGINT, OnInterrupt, loop);
-    g_main_loop_run(loop);
+    OnError(machines, NULL, loop); /* one that was there before the handler */
+    if (!orvane_inventory_get_error(machines))
+        g_main_loop_run(loop);
     orvane_session_disconnect(session, logout);
     return !orvane_glib_wait(logout, 60000) || orvane_inventory_get_error(machines);
 }

@@ -15,7 +15,8 @@
  *   snapshotList[#2].name           the third element
  *   guest.net[*].ipAddress[*]       all elements; the result is one list, without what some of them do not have
  *
- * Nothing is requested from the service: what was not loaded is not there.
+ * Nothing is requested from the service: what was not loaded is not there. So read a path when the load has succeeded, the
+ * list is ready, or "notify" of the property was emitted; before that a path leads to nothing.
  *
  * Limits:  100 properties and brackets, 4,096 bytes, 100,000 elements that are looked at.
  * Errors:  none is raised, whatever the path is.

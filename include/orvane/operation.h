@@ -217,7 +217,7 @@ ORVANE_EXPORT gboolean orvane_listener_abort(OrvaneListener *listener);
  * @fault: a fault
  *
  * Returns: (transfer full): its name and the service's text, such as "InvalidPowerState: The machine is running.",
- *     on one line and free of control characters
+ *     on one line and free of control characters; of an InvalidProperty with the path of the property
  */
 ORVANE_EXPORT char *orvane_fault_describe(SkemaQormMethodFault *fault);
 

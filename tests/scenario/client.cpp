@@ -71,7 +71,7 @@ Client::~Client() {
 
 OrvaneListener *Client::NewListener() {
     OrvaneListener *listener = orvane_listener_new();
-    Watched *watched = listeners.emplace_back(new Watched{this, listener, step, 0, 0, false}).get();
+    Watched *watched = listeners.emplace_back(new Watched{this, listener, step}).get();
     orvane_listener_set_completed_func(listener, OnCompleted, watched, nullptr);
     orvane_listener_set_time_limit(listener, kTimeLimitMs);
     g_object_weak_ref(G_OBJECT(listener), OnListenerGone, watched);
@@ -82,6 +82,20 @@ OrvaneListener *Client::NewListener() {
 
 void Client::OnCompleted(OrvaneListener *, OrvaneOutcome, gpointer watched) {
     static_cast<Watched *>(watched)->numCompleted++;
+}
+
+void Client::OnReady(GObject *listener, GAsyncResult *result, gpointer watched) {
+    orvane_listener_complete_finish(ORVANE_LISTENER(listener), result, nullptr, nullptr);
+    static_cast<Watched *>(watched)->numReady++;
+}
+
+/* Awaits the operation that was just begun in the form of GIO, beside its completion function. */
+void Client::FollowLast() {
+    Watched *last = listeners.back().get();
+    if (!last->listener)
+        return;
+    last->isFollowed = true;
+    orvane_listener_complete_async(last->listener, nullptr, OnReady, last);
 }
 
 void Client::OnListenerGone(gpointer watched, GObject *) {
@@ -157,7 +171,8 @@ void Client::Begin(Step next) {
     case Step::kCall:
         return Call();
     case Step::kDisconnect:
-        return orvane_session_disconnect(session, NewListener());
+        orvane_session_disconnect(session, NewListener());
+        return FollowLast();
     case Step::kEnded:
         return;
     }
@@ -165,6 +180,7 @@ void Client::Begin(Step next) {
 
 void Client::Connect() {
     orvane_session_connect(session, server.Url().c_str(), "administrator", "secret", NewListener());
+    FollowLast();
 }
 
 void Client::Load() {
@@ -172,11 +188,14 @@ void Client::Load() {
     g_object_ref_sink(machine);
     g_signal_connect_swapped(machine, "notify::name", G_CALLBACK(OnNameChanged), this);
     orvane_session_load_object(session, TRUE, machine, NewListener());
+    FollowLast();
     orvane_session_load_properties(session, machine, NewListener(), FALSE, "name", nullptr);
+    FollowLast();
 }
 
 void Client::PowerOn() {
     skema_ozy_virtual_machine_power_on(SKEMA_OZY_VIRTUAL_MACHINE(machine), nullptr, NewListener());
+    FollowLast();
 }
 
 void Client::Rename() {
@@ -187,6 +206,7 @@ void Client::Call() {
     SkemaOzyServiceInstance *instance = nullptr;
     g_object_get(session, "serviceInstance", &instance, nullptr);
     skema_ozy_service_instance_current_time(instance, NewListener());
+    FollowLast();
     g_object_unref(instance);
 }
 
@@ -273,6 +293,8 @@ std::string Client::End() {
     DropSession();
     testLoop::Settle();
     ShutDown();
+    while (g_main_context_iteration(nullptr, FALSE)) {
+    }
 
     std::string wrong;
     for (const auto &watched : listeners) {
@@ -282,6 +304,9 @@ std::string Client::End() {
         if (watched->numCompleted != 1)
             wrong += fmt::format("{}: completed {} times; ", StepName(watched->step),
                                  watched->numCompleted);
+        if (watched->numReady != (watched->isFollowed ? 1 : 0))
+            wrong +=
+                fmt::format("{}: ready {} times; ", StepName(watched->step), watched->numReady);
         if (!watched->listener)
             continue;
         if (watched->numFinals > 0)

@@ -9,8 +9,8 @@
  *
  * A test may set functions that run before each callback of the library and inside each signal handler, and
  * release or end something there. Afterwards End() releases what is left and reports what went wrong: a
- * listener that was signalled twice, one that outlived its end, a completion function that was not invoked exactly once,
- * a callback that is still registered.
+ * listener that was signalled twice, one that outlived its end, a completion function or an asynchronous callback that was
+ * not invoked exactly once, a callback that is still registered.
  *
  * Threads: one; one client at a time.
  */
@@ -21,6 +21,7 @@
 #include <vector>
 
 #include <orvane/orvane.h>
+#include <orvane/orvaneGlib.h>
 
 #include "tools/simulator/simulator.h"
 
@@ -67,9 +68,11 @@ private:
         Client *client;
         OrvaneListener *listener; /* NULL once it has died */
         Step step;
-        int numFinals;
-        int numCompleted; /* calls of its completion function */
-        bool isReleased;  /* the client's reference */
+        int numFinals = 0;
+        int numCompleted = 0;    /* calls of its completion function */
+        bool isFollowed = false; /* in the form of GIO, too */
+        int numReady = 0;        /* calls of the callback of that form */
+        bool isReleased = false; /* the client's reference */
     };
 
     static void OnFinal(OrvaneListener *listener, Watched *watched);
@@ -77,7 +80,9 @@ private:
     static void OnListenerGone(gpointer watched, GObject *listener);
     static void OnState(Client *client);
     static void OnNameChanged(Client *client);
+    static void OnReady(GObject *listener, GAsyncResult *result, gpointer watched);
     OrvaneListener *NewListener();
+    void FollowLast();
     void Begin(Step next);
     void Connect();
     void Load();

@@ -511,9 +511,8 @@ size_t UrlEnd(std::string_view lower, size_t at) {
 
 /* The parts of what follows the "://" of a URL. */
 struct UrlRest {
-    size_t host =
-        0; /* behind user and password; beyond the query if the parts cannot be told apart */
-    size_t query = 0; /* the first '?' or '#', or the end */
+    size_t host;  /* behind user and password; beyond the query if the host cannot be found */
+    size_t query; /* the first '?' or '#', or the end */
 };
 
 UrlRest SplitUrl(std::string_view lower) {

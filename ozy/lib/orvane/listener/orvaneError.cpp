@@ -140,6 +140,13 @@ std::string FaultText(SkemaQormMethodFault *fault) {
     const char *own = fault->fault_string;
     if (own != nullptr && *own != '\0')
         text += std::string(": ") + own;
+    if (SKEMA_IS_QORM_CORE_INVALID_PROPERTY(fault)) {
+        char *path = nullptr;
+        g_object_get(fault, "name", &path, nullptr);
+        const GPtr<char> owner(path);
+        if (path != nullptr && *path != '\0')
+            text += std::string(" (property ") + path + ")";
+    }
     return PrintableText_Make(text);
 }
 

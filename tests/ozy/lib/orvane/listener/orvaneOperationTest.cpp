@@ -123,6 +123,14 @@ TEST_F(OperationEnds, AreReportedOnceAfterTheSignals) {
          },
          {"signal failure", "fault"},
          "InvalidPowerState: no"},
+        {"a fault about a path",
+         [](Ends *test) {
+             test->service->answers["CurrentTime"] =
+                 Fault("InvalidProperty", "<name>config.nmae</name>");
+             test->BeginCall();
+         },
+         {"signal failure", "fault"},
+         "InvalidProperty: no (property config.nmae)"},
         {"status 404 with a page that is XML",
          [](Ends *test) {
              test->service->answers["CurrentTime"] = HttpReply("<html/>", 404);
