@@ -8,6 +8,7 @@
 #include "tools/orvane/command.h"
 #include "tools/orvane/configCommand.h"
 #include "tools/orvane/demo.h"
+#include "tools/orvane/jobCommand.h"
 #include "tools/orvane/logOptions.h"
 #include "tools/orvane/lsCommand.h"
 #include "tools/orvane/manualOption.h"
@@ -15,6 +16,7 @@
 #include "tools/orvane/nearestWord.h"
 #include "tools/orvane/profileCommand.h"
 #include "tools/orvane/schemaCommand.h"
+#include "tools/orvane/sessionCommand.h"
 #include "tools/orvane/settings.h"
 #include "tools/orvane/terminal.h"
 #include "tools/standardStreams.h"
@@ -158,6 +160,10 @@ int Run(int argc, char **argv) {
     AddSchema(program, schemaOptions, status);
     LsOptions lsOptions;
     AddLs(program, lsOptions, status);
+    JobOptions jobOptions;
+    AddJob(program, jobOptions, status);
+    ServiceOptions sessionOptions;
+    AddSession(program, sessionOptions, status);
     ProfileOptions profileOptions;
     AddProfile(program, profileOptions, status);
     AddConfig(program, status);

@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 
+#include "tools/orvane/ferryTables.h"
 #include "tools/orvane/library.h"
 #include "tools/orvane/message.h"
 
@@ -32,10 +33,10 @@ void CompleteAddress(ServiceOptions &options) {
         throw BadUsage(Text(MSGID("service.userMissing") "--url needs --user NAME"));
 }
 
-/* "https://host/sdk" is the main service; the second one is found from the root of both. */
-std::string RootOf(const std::string &url) {
+/* "https://host/sdk" is the main service, "https://host/ferry" the second one beside it; another URL is its own. */
+std::string FerryUrl(const std::string &url) {
     const std::string end = "/sdk";
-    return url.ends_with(end) ? url.substr(0, url.size() - end.size()) : url;
+    return url.ends_with(end) ? url.substr(0, url.size() - end.size()) + "/ferry" : url;
 }
 
 } // namespace
@@ -64,8 +65,10 @@ int WithService(ServiceOptions &options, const std::function<int(Service &)> &wo
     CompleteAddress(options);
     const Password password = CompleteLogin(options);
     if (options.login.isFerry)
-        options.login.url = RootOf(options.login.url);
+        options.login.url = FerryUrl(options.login.url);
     const Library library;
+    if (options.login.isFerry)
+        AddFerryTables();
     Connection connection(options.login, password, options.trust);
     int status = kDone;
     {

@@ -59,6 +59,11 @@ struct Simulator::State {
     void RunThread(Simulator &simulator);
     void ForEachService(const std::function<void(Service &)> &function);
 
+    /* That of the second service, if only this one has the object. */
+    Inventory &InventoryOf(const std::string &id) {
+        return !ferry || ozy.inventory.Find(id) ? ozy.inventory : ferry->inventory;
+    }
+
     bool IsTls() const {
         return certificate || (!options.certificate.empty() && !options.privateKey.empty());
     }
@@ -292,9 +297,7 @@ std::vector<std::string> Simulator::Ids(const std::string &type) const {
 
 std::string Simulator::Property(const std::string &id, const std::string &path) const {
     const std::lock_guard lock(state->mutex);
-    ObjectPtr object = state->ozy.inventory.Find(id);
-    if (!object && state->ferry)
-        object = state->ferry->inventory.Find(id);
+    const ObjectPtr object = state->InventoryOf(id).Find(id);
     if (!object)
         return "";
     const std::string first = path.substr(0, path.find_first_of(".["));
@@ -306,11 +309,12 @@ std::string Simulator::Property(const std::string &id, const std::string &path) 
 bool Simulator::SetProperty(const std::string &id, const std::string &property,
                             const std::string &text) {
     const std::lock_guard lock(state->mutex);
-    const ObjectPtr object = state->ozy.inventory.Find(id);
+    Inventory &inventory = state->InventoryOf(id);
+    const ObjectPtr object = inventory.Find(id);
     const Value old = object ? object->Get(property) : nullptr;
     if (!old || old->kind != ValueKind::Simple)
         return false;
-    state->ozy.inventory.Set(object, property, Enum(old->type, text));
+    inventory.Set(object, property, Enum(old->type, text));
     state->Settle();
     return true;
 }

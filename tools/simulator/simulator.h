@@ -163,12 +163,12 @@ public:
     void DenyProperty(const std::string &type, const std::string &property,
                       const std::string &faultType = "NoPermission");
 
-    /* The inventory. Ids are those of the wire: "vm-101", "group-d1". */
+    /* The inventory. Ids are those of the wire: "vm-101", "group-d1". Where the main service has no object of an id,
+     * that of the second one is read or changed. */
     std::string RootFolder() const;
     std::vector<std::string>
     Ids(const std::string &type) const; /* of exactly this type, in order */
-    /* Returns the value of a simple property as text; empty if there is none. Of the second service, where the
-     * first has no such object. */
+    /* Returns the value of a simple property as text; empty if there is none. */
     std::string Property(const std::string &id, const std::string &path) const;
     /* Changes a simple property (a text, number, truth value, enumeration) that the object has.
      * Returns false if there is no such object or property. */

@@ -1,0 +1,170 @@
+// "orvane job" and "orvane session", as a user runs them.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include "tests/tools/orvane/program.h"
+#include "tools/simulator/simulator.h"
+
+namespace {
+
+using simulator::TroubleKind;
+using testing::HasSubstr;
+using testing::MatchesRegex;
+
+class OrvaneJobs : public testing::Test {
+protected:
+    static simulator::Options Settings() {
+        simulator::Options options;
+        options.machines = 1;
+        options.frozenClock = true;
+        options.jobs = 3;
+        options.jobDurationMs = 1000;
+        return options;
+    }
+
+    OrvaneJobs() : server(Settings()) {
+        server.RunInThread();
+        server.Advance(420);
+        setenv("ORVANE_URL", server.Url().c_str(), 1);
+        setenv("ORVANE_USER", "administrator", 1);
+        setenv("ORVANE_PASSWORD", "secret", 1);
+    }
+    ~OrvaneJobs() override {
+        EXPECT_EQ(0, server.NumSessions()) << "each command logs out";
+        for (const char *name : {"ORVANE_URL", "ORVANE_USER", "ORVANE_PASSWORD"})
+            unsetenv(name);
+    }
+
+    static Ended Run(const std::vector<std::string> &arguments, bool onTerminal = false,
+                     const Streams &streams = {}) {
+        return Program("bin/orvane", arguments, onTerminal, streams).Wait();
+    }
+
+    simulator::Simulator server;
+};
+
+TEST_F(OrvaneJobs, AreListedShownAndCancelled) {
+    EXPECT_EQ("NAME             STATE   TASK     PROGRESS  ID\n"
+              "conversion-0001  active  running        42  job-1\n"
+              "conversion-0002  active  running        42  job-2\n"
+              "conversion-0003  active  running        42  job-3\n",
+              Run({"job", "ls"}).out);
+    const Ended cancelled = Run({"job", "cancel", "job-1", "conversion-0003"});
+    EXPECT_EQ(0, cancelled.status) << cancelled.err;
+    EXPECT_EQ("conversion-0001 (job-1): cancelled\nconversion-0003 (job-3): cancelled\n",
+              cancelled.out);
+    EXPECT_EQ("conversion-0001\tdeactivated\terror\t42\tjob-1\n"
+              "conversion-0002\tactive\trunning\t42\tjob-2\n"
+              "conversion-0003\tdeactivated\terror\t42\tjob-3\n",
+              Run({"job", "ls", "--output", "plain"}).out);
+    EXPECT_THAT(Run({"job", "show", "job-1"}).out,
+                MatchesRegex("NAME +conversion-0001\nSTATE +deactivated\nTASK +error\n"
+                             "PROGRESS +42\nSTATUS +red\nCREATED .*\nSTARTED .*\nENDED .*\n"
+                             "ID +job-1\nERROR +RequestCanceled: The job was cancelled.\n"));
+    const auto shown = nlohmann::json::parse(Run({"job", "show", "--output", "json"}).out);
+    ASSERT_EQ(3u, shown.size());
+    EXPECT_EQ(42, shown[1]["progress"]);
+    EXPECT_EQ(nullptr, shown[1]["error"]);
+    EXPECT_THAT(shown[1]["created"], MatchesRegex("20..-.*T.*Z"));
+}
+
+TEST_F(OrvaneJobs, ThatCannotBeCancelledDoNotKeepTheOthersFromIt) {
+    server.Advance(1000);
+    server.SetProperty("job-2", "name", "twin\u009b2J");
+    const Ended ended = Run({"job", "cancel", "job-1", "twin\u009b2J"});
+    EXPECT_EQ(1, ended.status);
+    EXPECT_EQ("orvane: cancelling job job-1: InvalidState: The job has ended.\n"
+              "orvane: cancelling job job-2: InvalidState: The job has ended.\n",
+              ended.err);
+    EXPECT_THAT(Run({"job", "ls"}).out, HasSubstr("twin\\u009b2J"));
+}
+
+TEST_F(OrvaneJobs, AreRefusedWithAReason) {
+    server.SetProperty("job-2", "name", "twin");
+    server.SetProperty("job-3", "name", "twin");
+    const struct {
+        const char *user;
+        std::vector<std::string> arguments;
+        simulator::Trouble trouble;
+        int status;
+        const char *message;
+    } rows[] = {
+        {"administrator",
+         {"cancel", "conversion-0010"},
+         {},
+         1,
+         "there is no job \"conversion-0010\"; similar: \"conversion-0001\""},
+        {"administrator", {"cancel", "a\033[2Jb"}, {}, 1, "there is no job \"a\\x1b[2Jb\""},
+        {"administrator",
+         {"cancel", "twin"},
+         {},
+         1,
+         "2 jobs are called \"twin\": job-2, job-3; name one by its id"},
+        {"observer", {"cancel", "job-1"}, {}, 1, "NoPermission"},
+        {"administrator",
+         {"cancel", "job-1"},
+         {.kind = TroubleKind::ExpireSession, .method = "FerryServerJobStop"},
+         4,
+         "NotAuthenticated"},
+        {"administrator",
+         {"ls"},
+         {.kind = TroubleKind::Reset, .method = "RetrieveProperties"},
+         3,
+         "reading the jobs"},
+        {"administrator", {"cancel"}, {}, 2, "job is required"},
+        {"administrator", {"lss"}, {}, 2, "did you mean \"ls\"?"},
+    };
+    for (const auto &row : rows) {
+        setenv("ORVANE_USER", row.user, 1);
+        if (!row.trouble.method.empty())
+            server.AddTrouble(row.trouble);
+        std::vector<std::string> arguments = {"job"};
+        arguments.insert(arguments.end(), row.arguments.begin(), row.arguments.end());
+        const Ended ended = Run(arguments);
+        EXPECT_EQ(row.status, ended.status) << row.message;
+        EXPECT_THAT(ended.err, HasSubstr(row.message));
+        EXPECT_EQ(1, std::ranges::count(ended.err, '\n')) << ended.err;
+        server.ExpireSessions(); /* that of a connection that broke */
+        server.ClearTroubles();
+    }
+    EXPECT_EQ("running", server.Property("job-1", "info.lastTask.state"));
+}
+
+TEST_F(OrvaneJobs, AreWrittenWhereverThereIsRoom) {
+    const Ended full = Run({"job", "ls"}, false, {"", "/dev/full"});
+    EXPECT_EQ(1, full.status);
+    EXPECT_THAT(full.err, HasSubstr("the output cannot be written"));
+    Program::language = "de_DE.UTF-8";
+    EXPECT_THAT(Run({"job", "ls", "--quiet"}).out, testing::StartsWith("conversion-0001  active"));
+    EXPECT_THAT(Run({"job", "ls"}).out, HasSubstr("FORTSCHRITT  KENNUNG\n"));
+    Program::language = "C";
+}
+
+TEST_F(OrvaneJobs, AreNotThereAtTheMainService) {
+    setenv("ORVANE_URL", (server.Url() + "/").c_str(), 1);
+    EXPECT_EQ(3, Run({"job", "ls"}).status);
+}
+
+TEST_F(OrvaneJobs, SessionsAreListedWithoutTheirKeys) {
+    const Ended table = Run({"session", "ls"});
+    EXPECT_THAT(table.out,
+                MatchesRegex("USER +OWN +NAME +ADDRESS +LOGIN +ACTIVE +CALLS +AGENT\n"
+                             "administrator +\\* +Simulated administrator +127.0.0.1 .*\n"));
+    for (const bool isFerry : {false, true}) {
+        std::vector<std::string> arguments = {"session", "ls", "--output", "jsonl"};
+        if (isFerry)
+            arguments.emplace_back("--ferry");
+        const auto session = nlohmann::json::parse(Run(arguments).out);
+        EXPECT_EQ("administrator", session["user"]);
+        EXPECT_EQ(true, session["own"]);
+        EXPECT_EQ(isFerry, session["calls"].is_null());
+        EXPECT_FALSE(session.contains("key"));
+    }
+    server.DenyProperty("SessionManager", "sessionList");
+    const Ended denied = Run({"session", "ls"});
+    EXPECT_EQ(1, denied.status);
+    EXPECT_EQ("orvane: the service does not tell who is logged in\n", denied.err);
+}
+
+} // namespace

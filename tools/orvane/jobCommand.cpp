@@ -1,0 +1,200 @@
+#include "tools/orvane/jobCommand.h"
+
+#include <array>
+
+#include <fmt/format.h>
+#include <orvane/schema/ferry.h>
+
+#include "tools/orvane/command.h"
+#include "tools/orvane/jobReader.h"
+#include "tools/orvane/message.h"
+#include "tools/orvane/printer.h"
+#include "tools/orvane/timeCell.h"
+
+namespace orvaneCli {
+
+namespace {
+
+enum class FactKind { kText, kNumber, kTime, kId };
+
+/* What is shown of a job, by its path. */
+struct FactRow {
+    const char *key;
+    const char *title;
+    const char *path;
+    bool isLong; /* not in the short list */
+    FactKind kind = FactKind::kText;
+};
+
+constexpr auto kFacts = std::to_array<FactRow>({
+    {"name", MSGID("job.column.name") "NAME", "name", false},
+    {"state", MSGID("job.column.state") "STATE", "info.state", false},
+    {"task", MSGID("job.column.task") "TASK", "info.lastTask.state", false},
+    {"progress", MSGID("job.column.progress") "PROGRESS", "info.lastTask.progress", false,
+     FactKind::kNumber},
+    {"status", MSGID("job.column.status") "STATUS", "overallStatus", true},
+    {"created", MSGID("job.column.created") "CREATED", "info.createdTime", true, FactKind::kTime},
+    {"started", MSGID("job.column.started") "STARTED", "info.lastRunStartedTime", true,
+     FactKind::kTime},
+    {"ended", MSGID("job.column.ended") "ENDED", "info.lastRunCompletedTime", true,
+     FactKind::kTime},
+    {"id", MSGID("job.column.id") "ID", "", false, FactKind::kId},
+});
+
+Cell FactCell(const Job &job, const FactRow &row) {
+    const std::string text = row.kind == FactKind::kId ? job.object->id : job.Fact(row.path);
+    if (text.empty())
+        return NothingCell();
+    if (row.kind == FactKind::kNumber)
+        return JsonCell(text, text);
+    if (row.kind == FactKind::kTime)
+        return TimeCell(text);
+    const bool isBad = text == "error" || text == "red";
+    return TextCell(text, isBad ? Style::kBad : Style::kPlain);
+}
+
+/* The fault of the last task, as a sentence; empty if there is none. */
+std::string WhyFailed(const Job &job) {
+    if (!job.IsFailed())
+        return "";
+    SkemaQormManagedObject *object = job.object.get();
+    GObject *info = nullptr;
+    GObject *task = nullptr;
+    g_object_get(object, "info", &info, nullptr);
+    const ObjectPtr<GObject> infoOwner(info);
+    g_object_get(info, "lastTask", &task, nullptr);
+    const ObjectPtr<GObject> taskOwner(task);
+    SkemaQormMethodFault *fault = nullptr;
+    g_object_get(task, "error", &fault, nullptr);
+    const ObjectPtr<SkemaQormMethodFault> faultOwner(fault);
+    return fault != nullptr ? FaultText(fault) : "";
+}
+
+int RunLs(Service &service, const JobOptions &options) {
+    std::vector<Column> columns;
+    for (const FactRow &row : kFacts) {
+        if (options.isLong || !row.isLong)
+            columns.push_back({.key = row.key,
+                               .title = PlainText(row.title),
+                               .isRight = row.kind == FactKind::kNumber,
+                               .isWhole = row.kind == FactKind::kId});
+    }
+    Printer printer(std::move(columns), {.hasHeading = !service.IsQuiet()});
+    for (const Job &job : ReadJobs(service)) {
+        std::vector<Cell> cells;
+        for (const FactRow &row : kFacts) {
+            if (options.isLong || !row.isLong)
+                cells.push_back(FactCell(job, row));
+        }
+        printer.Row(cells);
+    }
+    printer.End();
+    return kDone;
+}
+
+int RunShow(Service &service, const JobOptions &options) {
+    const std::vector<Job> jobs = FindJobs(service, options.jobs);
+    const auto label = [](const FactRow &row) { return PlainText(row.title); };
+    std::vector<Column> columns;
+    const bool isVertical = GetOutputForm() == OutputForm::kTable;
+    if (isVertical) {
+        columns = {{.key = "property", .title = Text(MSGID("job.column.property") "PROPERTY")},
+                   {.key = "value", .title = Text(MSGID("job.column.value") "VALUE")}};
+    } else {
+        for (const FactRow &row : kFacts)
+            columns.push_back({.key = row.key, .title = label(row)});
+        columns.push_back({.key = "error", .title = ""});
+    }
+    Printer printer(std::move(columns), {.hasHeading = false});
+    for (const Job &job : jobs) {
+        std::vector<Cell> cells;
+        const std::string why = WhyFailed(job);
+        for (const FactRow &row : kFacts) {
+            Cell cell = FactCell(job, row);
+            if (isVertical && !cell.text.empty())
+                printer.Row({TextCell(label(row)), cell});
+            cells.push_back(std::move(cell));
+        }
+        cells.push_back(why.empty() ? NothingCell() : TextCell(why));
+        if (!isVertical)
+            printer.Row(cells);
+        else if (!why.empty())
+            printer.Row({TextCell(Text(MSGID("job.column.error") "ERROR")), TextCell(why)});
+        if (isVertical && &job != &jobs.back())
+            printer.Row({TextCell(""), TextCell("")});
+    }
+    printer.End();
+    return kDone;
+}
+
+void Cancel(const Service &service, const Job &job) {
+    GValue handling = G_VALUE_INIT;
+    g_value_init(&handling, SKEMA_TYPE_FERRY_SERVER_JOB_JOB_ACTIVE_TASK_HANDLING);
+    g_value_set_enum(&handling, SKEMA_FERRY_SERVER_JOB_JOB_CANCELACTIVETASK);
+    Operation stop(
+        Text(MSGID("job.cancelling") "cancelling job %s", Printable(job.object->id).c_str()),
+        service.TimeoutSeconds());
+    skema_ferry_server_job_job_stop(SKEMA_FERRY_SERVER_JOB_JOB(job.object.get()), &handling,
+                                    stop.Listener());
+    g_value_unset(&handling);
+    stop.Succeed();
+}
+
+/* One that the service does not cancel does not keep the others from it. */
+int RunCancel(Service &service, const JobOptions &options) {
+    int status = kDone;
+    for (const Job &job : FindJobs(service, options.jobs)) {
+        try {
+            Cancel(service, job);
+        } catch (const Failure &failure) {
+            if (failure.status != kFailed)
+                throw;
+            status = ReportFailure(failure);
+            continue;
+        }
+        if (!service.IsQuiet())
+            WriteOutput(Text(MSGID("job.cancelled") "%s (%s): cancelled",
+                             Printable(job.name).c_str(), Printable(job.object->id).c_str()) +
+                        "\n");
+    }
+    return status;
+}
+
+} // namespace
+
+void AddJob(CLI::App &program, JobOptions &options, int &status) {
+    CLI::App *job = program.add_subcommand(
+        "job", Text(MSGID("help.job") "Show and cancel conversion jobs of the second service"));
+    job->require_subcommand(1);
+    job->footer(
+        Text(MSGID("help.job.footer") "A job is named by its id, or by a name that only one has. "
+                                      "What a service tells of its jobs depends on the tables "
+                                      "of its schema; see \"orvane schema\".\n\n"
+                                      "Examples:\n"
+                                      "  orvane job ls --profile lab\n"
+                                      "  orvane job watch job-17 --profile lab\n"
+                                      "  orvane job cancel job-17 --profile lab"));
+    const auto command = [&](const char *name, const std::string &text, auto run) {
+        CLI::App *added = job->add_subcommand(name, text);
+        AddServiceOptions(*added, options.service);
+        added->callback([&options, &status, run] {
+            options.service.login.isFerry = true;
+            status = RunCommand([&] {
+                return WithService(options.service,
+                                   [&](Service &service) { return run(service, options); });
+            });
+        });
+        return added;
+    };
+    const std::string word = Text(MSGID("help.job.job") "Ids or names of jobs; all without any");
+    command("ls", Text(MSGID("help.job.ls") "List the jobs"), RunLs)
+        ->add_flag("-l,--long", options.isLong,
+                   Text(MSGID("help.job.long") "Show status and times, too"));
+    command("show", Text(MSGID("help.job.show") "Show what is known of jobs"), RunShow)
+        ->add_option("job", options.jobs, word);
+    command("cancel", Text(MSGID("help.job.cancel") "Cancel jobs"), RunCancel)
+        ->add_option("job", options.jobs, Text(MSGID("help.job.cancel.job") "Ids or names of jobs"))
+        ->required();
+}
+
+} // namespace orvaneCli
