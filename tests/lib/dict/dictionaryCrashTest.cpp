@@ -1,5 +1,6 @@
 // What becomes of a dictionary's file when the process, the machine or a system call fails while it is saved.
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -51,6 +52,24 @@ struct DictionaryCrash : testing::TestWithParam<gsize> {
         folder.Write("f", oldText, 0640);
     }
 
+    /* Saves in a process that ends at a call. Returns whether it came to its end before that. */
+    bool SaveAndEndAt(int lastCall) {
+        const pid_t child = fork();
+        if (child == 0) {
+            int call = 0;
+            const FileFaults faults([&](const FileCall &) {
+                if (call++ == lastCall)
+                    _exit(9);
+                return FileFaults::kPass;
+            });
+            _exit(Save() ? 0 : 1);
+        }
+        int status = -1;
+        waitpid(child, &status, 0);
+        EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) != 1);
+        return WEXITSTATUS(status) == 0;
+    }
+
     const std::string oldText = TextOf('1', 2 * GetParam() + 5);
     const std::string newText = TextOf('2', GetParam());
     const TemporaryFolder folder;
@@ -62,25 +81,28 @@ TEST_P(DictionaryCrash, AProcessThatEndsAtAnyCallLeavesAWholeFile) {
     int numCalls = 0;
     for (; !isSaved; numCalls++) {
         Restore();
-        const pid_t child = fork();
-        if (child == 0) {
-            int call = 0;
-            const FileFaults faults([&](const FileCall &) {
-                if (call++ == numCalls)
-                    _exit(9);
-                return FileFaults::kPass;
-            });
-            _exit(Save() ? 0 : 1);
-        }
-        int status = -1;
-        waitpid(child, &status, 0);
-        ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) != 1);
-        isSaved = WEXITSTATUS(status) == 0;
+        isSaved = SaveAndEndAt(numCalls);
         const std::string now = folder.Read("f");
         EXPECT_TRUE(now == newText || (now == oldText && !isSaved)) << "after call " << numCalls;
         EXPECT_TRUE(Save()) << "what was left is in the way";
     }
     EXPECT_LT(10, numCalls);
+}
+
+TEST_P(DictionaryCrash, AFirstSaveThatEndsLeavesNoPartOfAFile) {
+    bool isSaved = false;
+    const mode_t umaskBefore = umask(027);
+    for (int numCalls = 0; !isSaved; numCalls++) {
+        unlink(folder.Path("f~").c_str());
+        unlink(folder.Path("f").c_str());
+        isSaved = SaveAndEndAt(numCalls);
+        const std::string now = folder.Read("f");
+        EXPECT_TRUE(now == newText || (now.empty() && !isSaved)) << "after call " << numCalls;
+    }
+    umask(umaskBefore);
+    struct stat status {};
+    EXPECT_EQ(0, stat(folder.Path("f").c_str(), &status));
+    EXPECT_EQ(0750u, status.st_mode & 07777u) << "0754 less what the umask takes";
 }
 
 /*

@@ -327,7 +327,7 @@ TEST(FileLockDevice, AFailedCallLeavesNothing) {
     const std::string name = "orvaneFault" + std::to_string(getpid());
     if (access("/var/lock", W_OK) != 0)
         GTEST_SKIP() << "/var/lock cannot be written";
-    for (const int failure : {EINTR, EIO, ENOSPC, EACCES, EMFILE}) {
+    for (const int failure : {EINTR, EIO, ENOSPC, EDQUOT, EACCES, EMFILE, FileFaults::kShort}) {
         bool isPast = false;
         for (int n = 0; !isPast; n++) {
             gint result;

@@ -255,6 +255,24 @@ TEST(Sig, InitThreadBlocksWhatTheMainThreadReceives) {
     });
 }
 
+TEST(Sig, RegionsAreLeftOutOfADumpUnlessASettingForbidsIt) {
+    for (const char *setting : {"signal.dontUnmap=FALSE", "signal.dontUnmap=TRUE"})
+        InChild([setting] {
+            for (int i = 0; i < PREFERENCE_NUM_LAYERS; i++)
+                Preference_SetFileName(static_cast<PreferenceLayer>(i), "");
+            Preference_Init();
+            Preference_SetFromString(setting, TRUE);
+            Start();
+            void *page = mmap(nullptr, 4096, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+            Sig_CoreDumpRegion(TRUE, TRUE, page, 4096);
+            SigCoreDumpUnmapRegions();
+            unsigned char isThere;
+            EXPECT_EQ(strstr(setting, "TRUE") != nullptr, mincore(page, 4096, &isThere) == 0);
+            Stop();
+            Preference_Exit();
+        });
+}
+
 /* The code that a signal interrupts may hold the allocator's lock. */
 TEST(Sig, AHandlerLogsWithoutAllocating) {
     WithSignals([] {
