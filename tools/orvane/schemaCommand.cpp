@@ -1,11 +1,14 @@
 #include "tools/orvane/schemaCommand.h"
 
 #include <map>
+#include <utility>
 
 #include "tools/orvane/command.h"
+#include "tools/orvane/failure.h"
 #include "tools/orvane/message.h"
 #include "tools/orvane/terminal.h"
 #include "tools/orvane/trustOptions.h"
+#include "tools/process/processSignals.h"
 
 namespace orvaneCli {
 
@@ -42,6 +45,35 @@ private:
     std::map<std::string, Trust> all;
 };
 
+/* The signals of the program, on the loop that also fetches documents, while this lives or until End(). */
+class Signals {
+public:
+    Signals() {
+        process::StartSignals({.onEnd = [this](int number) { signal = number; }, .onRedraw = {}});
+    }
+    ~Signals() { End(); }
+    Signals(const Signals &) = delete;
+    Signals &operator=(const Signals &) = delete;
+
+    schemaImport::GlibFetchLoop *Loop() { return &loop; }
+    /* Throws Interrupted if a signal is to end the program. */
+    void Check() {
+        loop.RunReady();
+        if (signal != 0)
+            throw Interrupted(signal);
+    }
+    /* Lets signals have their usual effect. */
+    void End() {
+        if (!std::exchange(hasEnded, true))
+            process::EndSignals();
+    }
+
+private:
+    schemaImport::GlibFetchLoop loop;
+    int signal = 0;
+    bool hasEnded = false;
+};
+
 /* "[RELEASE=]URL" */
 bool LeadsToTls(const std::string &named) {
     const size_t scheme = named.rfind('=', named.find("://"));
@@ -58,12 +90,19 @@ int RunImport(const SchemaOptions &options) {
                 Text(MSGID("schema.needsTls") "--pin and --ca need an https address, not %s",
                      Printable(url).c_str()));
     }
+    Signals signals;
     Trusts trusts(options.trust);
     schemaImport::ImportOptions wanted = options.wanted;
     wanted.authorities = options.trust.ca;
     wanted.isInsecure = options.trust.isInsecure;
     if (wanted.authorities.empty() && !wanted.isInsecure)
         wanted.trustOf = [&](const std::string &url) { return trusts.Of(url); };
+    wanted.loop = signals.Loop();
+    wanted.checkpoint = [&] { signals.Check(); };
+    wanted.beforeStream = [&] {
+        signals.Check();
+        signals.End(); /* what waits for a reader does not run the loop */
+    };
     return schemaImport::RunImport(wanted);
 }
 

@@ -47,6 +47,32 @@ std::string WhyNot(BasicHttpErrorCode error, long status) {
     return status == 200 ? "" : "the service answers with status " + std::to_string(status);
 }
 
+/* A timer of a context, while this lives. */
+struct TimeLimit {
+    TimeLimit(GMainContext *context, int seconds)
+        : source(g_timeout_source_new_seconds(static_cast<guint>(seconds))) {
+        g_source_set_callback(
+            source,
+            [](gpointer data) -> gboolean {
+                *static_cast<bool *>(data) = true;
+                return G_SOURCE_REMOVE;
+            },
+            &isOver, nullptr);
+        g_source_attach(source, context);
+    }
+    ~TimeLimit() {
+        g_source_destroy(source);
+        g_source_unref(source);
+    }
+    TimeLimit(const TimeLimit &) = delete;
+    TimeLimit &operator=(const TimeLimit &) = delete;
+
+    bool isOver = false;
+
+private:
+    GSource *source;
+};
+
 } // namespace
 
 struct UrlSource::Fetched {
@@ -168,25 +194,22 @@ GlibFetchLoop::~GlibFetchLoop() {
     g_main_context_unref(context);
 }
 
-FetchLoop GlibFetchLoop::Loop(int limitSeconds) {
-    const auto runUntil = [this, limitSeconds](const std::function<bool()> &condition) {
-        bool isLate = false;
-        GSource *timer = g_timeout_source_new_seconds(static_cast<guint>(limitSeconds));
-        g_source_set_callback(
-            timer,
-            [](gpointer data) -> gboolean {
-                *static_cast<bool *>(data) = true;
-                return G_SOURCE_REMOVE;
-            },
-            &isLate, nullptr);
-        g_source_attach(timer, context);
-        while (!condition() && !isLate)
+FetchLoop GlibFetchLoop::Loop(int limitSeconds, const std::function<void()> &afterTurn) {
+    const auto runUntil = [this, limitSeconds, afterTurn](const std::function<bool()> &condition) {
+        const TimeLimit limit(context, limitSeconds);
+        while (!condition() && !limit.isOver) {
             g_main_context_iteration(context, TRUE);
-        g_source_destroy(timer);
-        g_source_unref(timer);
+            if (afterTurn)
+                afterTurn();
+        }
         return condition();
     };
     return {GlibLoop_Callback, GlibLoop_CallbackRemove, runUntil};
+}
+
+void GlibFetchLoop::RunReady() {
+    while (g_main_context_iteration(context, FALSE)) {
+    }
 }
 
 } // namespace schemaImport

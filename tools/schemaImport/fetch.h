@@ -75,7 +75,11 @@ public:
     GlibFetchLoop(const GlibFetchLoop &) = delete;
     GlibFetchLoop &operator=(const GlibFetchLoop &) = delete;
 
-    FetchLoop Loop(int limitSeconds);
+    /* The function, which may be empty, is called after each turn; what it throws ends the waiting. */
+    FetchLoop Loop(int limitSeconds, const std::function<void()> &afterTurn);
+
+    /* Runs what is ready, without waiting. */
+    void RunReady();
 
 private:
     GMainContext *context;

@@ -102,11 +102,16 @@ void Append(XsdSchema *to, XsdSchema from, Notes *notes) {
     std::ranges::move(from.operations, std::back_inserter(to->operations));
 }
 
+void Call(const std::function<void()> &function) {
+    if (function)
+        function();
+}
+
 /* Reads the documents of one release. */
 struct ReleaseReader {
     const ImportOptions &options;
     Notes *notes;
-    std::optional<GlibFetchLoop> loop = {};
+    std::optional<GlibFetchLoop> ownLoop = {};
 
     void AddNote(const Named &named, const std::string &why) {
         notes->push_back({{named.where}, why});
@@ -123,9 +128,10 @@ struct ReleaseReader {
         return ReadDocuments(source, documents, notes);
     }
     XsdSchema ReadUrls(const std::vector<Named> &all) {
-        if (!loop)
-            loop.emplace();
-        UrlSource source(loop->Loop(options.timeoutSeconds * kLimitFactor),
+        GlibFetchLoop *loop = options.loop;
+        if (loop == nullptr)
+            loop = ownLoop ? &*ownLoop : &ownLoop.emplace();
+        UrlSource source(loop->Loop(options.timeoutSeconds * kLimitFactor, options.checkpoint),
                          {options.trustOf, options.authorities, options.isInsecure,
                           static_cast<guint>(options.timeoutSeconds)});
         std::vector<DocumentRef> documents;
@@ -151,6 +157,7 @@ std::vector<Release> ReadReleases(const ImportOptions &options, const std::vecto
         std::vector<Named> same;
         while (begin < all.size() && (same.empty() || same[0].version == all[begin].version))
             same.push_back(all[begin++]);
+        Call(options.checkpoint);
         Release release{same[0].version, reader.ReadFiles(same)};
         if (std::ranges::any_of(same, &Named::isUrl))
             Append(&release.schema, reader.ReadUrls(same), notes);
@@ -194,13 +201,18 @@ bool WriteStdout(const std::string &tables, std::string *why) {
     return false;
 }
 
-bool WriteTables(const std::string &output, const std::string &tables, std::string *why) {
-    if (output.empty() || output == "-")
+bool WriteTables(const ImportOptions &options, const std::string &tables, std::string *why) {
+    const std::string &output = options.output;
+    if (output.empty() || output == "-") {
+        Call(options.beforeStream);
         return WriteStdout(tables, why);
+    }
     std::error_code error;
     const bool isFolder = output.ends_with('/') || std::filesystem::is_directory(output, error);
     const std::string path =
         isFolder ? std::filesystem::path(output) / kOutputName : std::filesystem::path(output);
+    if (std::filesystem::is_other(path, error))
+        Call(options.beforeStream);
     return OutputFile_Write(path, tables, why);
 }
 
@@ -225,6 +237,7 @@ int ImportText(const SchemaModel &shipped, const ImportOptions &options, std::st
     }
     Notes notes;
     const std::vector<Release> releases = ReadReleases(options, all, &notes);
+    Call(options.checkpoint);
     const Merged merged = MergeImport(shipped, releases, {ns, options.isOldestAll}, &notes);
     *report = Report(merged, notes);
     if (merged.IsEmpty())
@@ -238,7 +251,8 @@ int RunImport(const ImportOptions &options) {
     std::string report;
     int status = ImportText(BuiltInSchema(), options, &tables, &report);
     std::string why;
-    if (status == kImported && !WriteTables(options.output, tables, &why)) {
+    Call(options.checkpoint);
+    if (status == kImported && !WriteTables(options, tables, &why)) {
         report += "orvane: the tables cannot be written: " + why + "\n";
         status = kNothingUsable;
     }

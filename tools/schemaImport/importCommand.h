@@ -29,6 +29,12 @@ struct ImportOptions {
     std::function<FetchTrust *(const std::string &url)> trustOf;
     bool isOldestAll = false;
     int timeoutSeconds = 30;
+    GlibFetchLoop *loop = nullptr; /* for the URLs; null: one that lives as long as the import */
+    /* Called between the steps of the import and while it waits for a service. What it throws ends the import. May be
+     * empty. */
+    std::function<void()> checkpoint;
+    /* Called before something is written that may have to wait for its reader. May be empty. */
+    std::function<void()> beforeStream;
 };
 
 /* Returns the built-in schema, with which the documents are compared. */

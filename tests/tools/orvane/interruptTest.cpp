@@ -1,5 +1,7 @@
 // Signals while the program runs: it logs out, leaves the terminal as it was, and ends with 128 and the number.
 #include <gmock/gmock.h>
+#include <netinet/in.h>
+#include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -120,6 +122,34 @@ TEST_F(OrvaneInterrupted, WhatWasIgnoredAtItsStartStaysIgnored) {
     demo.Signal(SIGHUP);
     demo.Signal(SIGTERM);
     EXPECT_EQ(128 + SIGTERM, demo.Wait().status);
+}
+
+TEST_F(OrvaneInterrupted, EndsAnImportAndLeavesNoFile) {
+    const TemporaryFolder folder;
+    const int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in address = {};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size = sizeof address;
+    auto *any = reinterpret_cast<sockaddr *>(&address);
+    ASSERT_TRUE(bind(listener, any, size) == 0 && listen(listener, 1) == 0 &&
+                getsockname(listener, any, &size) == 0);
+    for (const int signal : {SIGINT, SIGTERM}) {
+        Program import("bin/orvane",
+                       {"schema", "import", "--url",
+                        "http://127.0.0.1:" + std::to_string(ntohs(address.sin_port)) + "/a.xsd",
+                        "--output", folder.Path("made.schema")});
+        pollfd connection = {listener, POLLIN, 0};
+        ASSERT_EQ(1, poll(&connection, 1, 20000)) << "no request";
+        const int peer = accept(listener, nullptr, nullptr);
+        import.Signal(signal);
+        const Ended ended = import.Wait();
+        EXPECT_EQ(128 + signal, ended.status);
+        EXPECT_EQ("orvane: interrupted\n", ended.err);
+        close(peer);
+    }
+    close(listener);
+    EXPECT_EQ(0, rmdir(folder.Path().c_str())) << "a file is left";
 }
 
 TEST_F(OrvaneInterrupted, ACrashIsHandledAsTheSettingsSay) {
