@@ -19,6 +19,7 @@
 #include "tools/orvane/sessionCommand.h"
 #include "tools/orvane/settings.h"
 #include "tools/orvane/terminal.h"
+#include "tools/orvane/usageText.h"
 #include "tools/standardStreams.h"
 
 namespace {
@@ -73,10 +74,10 @@ int ReportUsage(const CLI::App &program, const CLI::ParseError &error) {
     const auto output = program.get_option("--output")->results();
     if (!output.empty() && output.front().starts_with("json"))
         SetForThisRun("output=json");
-    return ReportFailure(BadUsage(
-        !unknown.empty() ? unknown
-                         : Text(MSGID("command.seeHelp") "%s; see %s --help",
-                                Printable(error.what()).c_str(), FullName(command).c_str())));
+    return ReportFailure(BadUsage(!unknown.empty()
+                                      ? unknown
+                                      : Text(MSGID("command.seeHelp") "%s; see %s --help",
+                                             UsageText(error).c_str(), FullName(command).c_str())));
 }
 
 /* Translates the words of the help that are not a command's own. */

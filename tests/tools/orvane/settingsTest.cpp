@@ -157,6 +157,50 @@ TEST_F(Settings, TheProgramSpeaksTheLanguageOfTheUser) {
     }
 }
 
+TEST_F(Settings, AWrongCommandLineIsExplainedInTheLanguageOfTheUser) {
+    const struct {
+        Words words;
+        const char *english, *german;
+    } rows[] = {
+        {{}, "a command is required", "ein Befehl fehlt"},
+        {{"profile", "show"}, "name is required", "name fehlt"},
+        {{"profile", "show", "a", "b"},
+         "The following argument was not expected: b",
+         "Dieses Argument hat keine Bedeutung: b"},
+        {{"profile", "show", "a", "b", "\x1b[2J"},
+         "The following arguments were not expected: \\x1b[2J b",
+         "Diese Argumente haben keine Bedeutung: \\x1b[2J b"},
+        {{"--log-level", "info", "config"},
+         "--log-level requires --log",
+         "--log-level braucht --log"},
+        {{"demo", "--tls", "--url", "http://h/"},
+         "--url excludes --tls",
+         "--url und --tls schließen einander aus"},
+        {{"demo", "--port"}, "--port: the value is missing", "--port: der Wert fehlt"},
+        {{"demo", "--port", "1", "--port", "2"},
+         "--port: there may be 1 of it, and there are 2",
+         "--port: höchstens 1 davon, nicht 2"},
+        {{"demo", "--port", "65536"},
+         "--port: 65536 is not between 0 and 65535",
+         "--port: 65536 ist nicht zwischen 0 und 65535"},
+        {{"schema", "import", "--namespace", "x"},
+         "--namespace: \"x\" is none of qorm,ozy,ferry",
+         "--namespace: \"x\" ist keines von qorm,ozy,ferry"},
+        {{"demo", "--tls=perhaps"},
+         "--tls: \"perhaps\" cannot be used",
+         "--tls: \"perhaps\" ist nicht verwendbar"},
+    };
+    for (const auto &row : rows) {
+        Program::language = "C";
+        const Ended ended = Run(row.words);
+        EXPECT_EQ(2, ended.status);
+        EXPECT_THAT(ended.err, HasSubstr("orvane: " + std::string(row.english) + "; see "));
+        Program::language = "de_DE.UTF-8";
+        EXPECT_THAT(Run(row.words).err,
+                    HasSubstr("orvane: " + std::string(row.german) + "; siehe "));
+    }
+}
+
 TEST_F(Settings, AQuestionTakesTheWordsOfTheLanguage) {
     Program::language = "de_DE.UTF-8";
     simulator::Simulator server({.machines = 1, .certificateKind = "self-signed"});
