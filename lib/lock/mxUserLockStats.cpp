@@ -69,7 +69,6 @@ void MXUserLockStatsInit(MXUserHeader *header, MXUserLockStats *stats, guint32 m
                          MXUserControl control) {
     stats->acquire = nullptr;
     stats->held = nullptr;
-    header->statsAction = nullptr;
     switch (mode) {
     case 0:
         return;

@@ -36,6 +36,7 @@ struct Loop {
     uint64_t nextId = 1;
     uint64_t round = 0;
     uint64_t numSteps = 0;
+    int numMissed = 0;
     bool isRefusing = false;
 };
 
@@ -225,8 +226,10 @@ int MsUntil(gint64 realEnd) {
 gint testLoop::Callback(gint flags, OrvanePollFunction function, gpointer clientData,
                         gint eventType, gint64 info, gpointer, PollClassSet) {
     Loop &loop = TheLoop();
-    if (loop.isRefusing)
+    if (loop.isRefusing) {
+        loop.numMissed--; /* its removal */
         return 1;
+    }
     const gint64 due = eventType == POLL_REALTIME ? Now() + info : 0;
     loop.entries.push_back(
         {{flags, function, clientData, eventType, info}, loop.nextId++, due, loop.round});
@@ -241,9 +244,13 @@ gint testLoop::CallbackRemove(gint flags, OrvanePollFunction function, gpointer 
                entry.what.clientData == clientData && entry.what.eventType == eventType;
     });
     if (found == entries.end())
-        return 1;
+        return ++TheLoop().numMissed;
     entries.erase(found);
     return 0;
+}
+
+int testLoop::NumMissed() {
+    return TheLoop().numMissed;
 }
 
 void testLoop::Reset() {
@@ -252,6 +259,7 @@ void testLoop::Reset() {
     loop.beforeStep = nullptr;
     loop.offset = 0;
     loop.numSteps = 0;
+    loop.numMissed = 0;
     loop.isRefusing = false;
 }
 

@@ -60,6 +60,9 @@ void Advance(gint64 microseconds);
 /* Callbacks of the library run since Reset(). */
 uint64_t NumSteps();
 
+/* Removals since Reset() of what was not registered, less the registrations that were refused. */
+int NumMissed();
+
 /* Called before each callback of the library, with its number from 0. It may remove that callback,
  * which then does not run but has been counted. */
 void SetBeforeStep(std::function<void(uint64_t)> function);

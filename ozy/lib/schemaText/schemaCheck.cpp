@@ -197,7 +197,8 @@ void CheckWireNames(Checker *checker) {
     }
 }
 
-/* All names that one program may see at once. */
+/* All names that one program may see at once, but for the macros of SKEMA_TYPE_ and SKEMA_IS_: the same types would
+ * have the same functions, too. */
 void CheckCNames(Checker *checker) {
     Uses names{"C name"};
     const auto all = SchemaNames_Make(checker->model, checker->index);
@@ -206,13 +207,8 @@ void CheckCNames(Checker *checker) {
         const TableType &type = checker->model.types[i];
         names.add(checker, all[i].type, type.place);
         names.add(checker, all[i].prefix + "_get_type", type.place);
-        const bool isClass = type.form != SCHEMA_FORM_ENUM;
-        if (isClass)
+        if (type.form != SCHEMA_FORM_ENUM)
             names.add(checker, SchemaNames_Macro(all[i].prefix, ""), type.place);
-        if (type.place.line != 0) /* rows: what meets these meets a name above as well */
-            names.add(checker, SchemaNames_Macro(all[i].prefix, "TYPE"), type.place);
-        if (isClass && type.place.line != 0)
-            names.add(checker, SchemaNames_Macro(all[i].prefix, "IS"), type.place);
         for (gsize j = 0; j < type.methods.size(); j++) {
             if (!all[i].stubs[j].empty())
                 names.add(checker, all[i].stubs[j], type.methods[j].place);

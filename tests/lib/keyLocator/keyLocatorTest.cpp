@@ -415,6 +415,7 @@ TEST(KeyLocatorCache, ATextHoldsTheNewestFirstAndReversesWhenRead) {
 
     const std::pair<std::string, KeyLocError> rows[] = {
         {"x", 10},
+        {"size=50", 10},
         {"size=51", 5},
         {"size=4000000000", 5},
         {"size=x", 10},

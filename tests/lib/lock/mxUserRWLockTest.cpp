@@ -31,6 +31,7 @@ TEST(MXUserRWLock, ThreadsSeeWhatWritersHaveFinished) {
                 if ((i + number) % 4 == 0) {
                     MXUser_AcquireForWrite(lock.get());
                     first++;
+                    g_thread_yield(); /* others find it busy */
                     second++;
                 } else {
                     MXUser_AcquireForRead(lock.get());

@@ -66,6 +66,7 @@ TEST_F(SslSock, BytesComeThroughInBothDirections) {
 
 TEST_F(SslSock, WaitingIsReportedByErrnoAndSslWant) {
     EXPECT_EQ(1, SSL_Want(client));
+    EXPECT_EQ(0, SSL_Write(client, "", 0));
     EXPECT_EQ(0, SSL_SetMode(client, 1));
     ASSERT_TRUE(Connect());
     char buffer[100];

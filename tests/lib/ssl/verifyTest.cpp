@@ -275,6 +275,7 @@ struct RecordRow {
 };
 
 constexpr char kName[] = "Host name does not match the subject name(s) in certificate.";
+constexpr char kHead[] = "The remote host certificate has these problems:";
 constexpr char kTime[] = "certificate has expired";
 
 const RecordRow kRecords[] = {
@@ -291,6 +292,7 @@ const RecordRow kRecords[] = {
     {"self-signed", "elsewhere", 0, true, 4, 0, "", false},
     {"expired", "localhost", 0, false, 1, SSL_CERT_TIME, kTime},
     {"expired", "localhost", 1, false, 3, SSL_CERT_TIME, kTime},
+    {"expired", "elsewhere", 1, false, 3, SSL_CERT_TIME | SSL_CERT_NAME_MISMATCH, kName},
     {"expired", "localhost", 2, false, 1, SSL_CERT_TIME, kTime},
     {"expired", "localhost", 0, false, 2, SSL_CERT_TIME, kTime, true, true},
     {"expired", "localhost", 0, true, 4, 0, ""},
@@ -332,6 +334,7 @@ TEST_F(Verify, ARecordHasTheRequestAndTheResult) {
         const std::string text = param.errorText;
         EXPECT_EQ(*row.text == '\0', text.empty()) << text;
         EXPECT_THAT(text, HasSubstr(row.text));
+        EXPECT_EQ(text.find(kHead), text.rfind(kHead));
     }
     EXPECT_THAT(LogText(), HasSubstr("Certificate verification is disabled, so connection will "
                                      "proceed despite the error"));

@@ -120,7 +120,9 @@ TEST_F(BasicHttp, LineBreaksInHeadersAreRefused) {
         EXPECT_EQ(nullptr, BasicHttp_CreateRequest("http://h/", BASICHTTP_METHOD_GET, nullptr, text,
                                                    "body"));
         BasicHttpRequest *request = Request("/x");
+        LogRing_Clear();
         EXPECT_FALSE(BasicHttp_AppendRequestHeader(request, text));
+        EXPECT_EQ(1u, CountInLog("W BasicHTTP: A request header with a line break is refused."));
         const char *texts[] = {"X: 1", text, nullptr};
         EXPECT_EQ(nullptr, BasicHttp_CreateHeaders(texts));
         BasicHttp_SetUserAgent(request, text);

@@ -128,6 +128,7 @@ TEST_F(BasicHttpTrace, SecretElementsAreHidden) {
          "<password[redacted]</password><password[redacted]"},
         {"<token><token>a</token>b</token>c", "<token>[redacted]</token>c"},
         {"<password>a&lt;/password&gt;b</password>", "<password>[redacted]</password>"},
+        {"<a-b.password>p</a-b.password>c", "<a-b.password>[redacted]</a-b.password>c"},
         {"<localTicket><file>f</file></localTicket>c", "<localTicket>[redacted]</localTicket>c"},
         {"<base64Token>t</base64Token><cookie>c</cookie>",
          "<base64Token>[redacted]</base64Token><cookie>[redacted]</cookie>"},
@@ -204,7 +205,8 @@ TEST_F(BasicHttpTrace, WhatFollowsASecretsNameIsHidden) {
                 << what;
         }
     }
-    for (const char *shown : {"<p>passing words</p>", "keys, keyboards", "50% =a &#"})
+    for (const char *shown :
+         {"<p>passing words</p>", "keys, keyboards", R"(ke\u{79}s)", "50% =a &#"})
         EXPECT_EQ(shown, BasicHttpRedactContent(shown));
 }
 

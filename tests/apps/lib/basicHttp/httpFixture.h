@@ -83,6 +83,7 @@ struct BasicHttpFixture : testing::Test {
         BasicHttp_Shutdown();
         BasicHttp_SetMaxResponseSize(gsize(256) << 20);
         EXPECT_EQ(0u, testLoop::Registrations().size());
+        EXPECT_GE(0, testLoop::NumMissed());
         for (const char *variable : kVariables)
             g_unsetenv(variable);
     }

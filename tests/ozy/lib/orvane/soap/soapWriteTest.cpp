@@ -76,6 +76,10 @@ TEST(SoapWrite, ArraysAreSiblingsWithoutAWrapper) {
     EXPECT_FALSE(isWritten) << "the member that fails ends the array";
     EXPECT_EQ("", Written("p", AnyValue(none).get(), "", &isWritten));
     EXPECT_FALSE(isWritten);
+
+    const Value noObject(orvane_lookup_type("SelectionSpec"));
+    const std::vector<const Value *> twelve(12, &noObject); /* as many as are looked at early */
+    EXPECT_EQ("", Written("p", ArrayValue(twelve).get(), "", &isWritten));
 }
 
 TEST(SoapWrite, OptionalPropertiesGoByTheMarkNotByTheValue) {
