@@ -138,7 +138,7 @@ run_program() {
     shift 3
     [[ $name != hostileTest ]] || leaks=0
     (cd "$built" && LSAN_OPTIONS=detect_leaks=$leaks:exitcode=0:handle_segv=0:handle_sigbus=0:handle_sigfpe=0 \
-        timeout -k 5 "$seconds" "bin/$name" "$@" >"$log" 2>&1) || return
+        timeout -k 5 "$seconds" "bin/$name" "$@" >"$log" 2>&1) 2>/dev/null || return
     ! awk '/SUMMARY: LeakSanitizer: [0-9]+ byte/ && $3 % (2048 * 8) { found = 1 } END { exit !found }' "$log"
 }
 

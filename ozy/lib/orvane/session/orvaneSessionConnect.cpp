@@ -165,10 +165,9 @@ void OrvaneSessionConnectFailed(OrvaneSession *session, OrvaneListener *applicat
 namespace {
 
 /* Stops a connect. One that has logged in is logged out. Runs the application's code. */
-void StopConnect(OrvaneListener *listener, gpointer data) {
+void StopConnect(OrvaneListener *, gpointer data) {
     auto *session = ORVANE_SESSION(data);
     OrvaneSessionPrivate *priv = session->priv;
-    OrvaneListener_LeaveOperations(listener); /* it ends for this reason, not with the connection */
     if (priv->rolesLoadListener != nullptr)
         orvane_unbind_listener(G_OBJECT(priv->rolesLoadListener));
     if (priv->state == ORVANE_SESSION_CONNECTED || priv->state == ORVANE_SESSION_INTERRUPTED) {

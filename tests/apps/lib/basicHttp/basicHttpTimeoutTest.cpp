@@ -5,6 +5,7 @@
 #include <poll.h>
 #include <unistd.h>
 
+#include "apps/lib/basicHttp/basicHttpDeadline.h"
 #include "tests/support/loopback.h"
 
 namespace {
@@ -207,6 +208,27 @@ TEST_F(BasicHttpTimeouts, ALoopThatTakesNoTimerIsTheEndOfTheProgram) {
     };
     EXPECT_DEATH(send(true), "NOT_REACHED .*basicHttpTimeout.cpp:");
     EXPECT_DEATH(send(false), "NOT_REACHED .*basicHttpTimeout.cpp:");
+}
+
+TEST_F(BasicHttpTimeouts, DeadlinesPassInTheOrderOfTheirTimes) {
+    constexpr int kCount = 40;
+    std::string passed;
+    BasicHttpDeadline deadlines[kCount] = {};
+    const gint64 start = BasicHttpDeadline_Now();
+    for (int i = 0; i < kCount; i++)
+        BasicHttpDeadline_Set(
+            &deadlines[i], start + (i * 17 % kCount + 1) * kSecond,
+            [](gpointer data) { *static_cast<std::string *>(data) += 'x'; }, &passed);
+    for (int i = 0; i < kCount; i += 3)
+        BasicHttpDeadline_Clear(&deadlines[i]);
+    std::string expected;
+    for (int second = 1; second <= kCount; second++) {
+        for (int i = 0; i < kCount; i++)
+            expected += i * 17 % kCount + 1 == second && i % 3 != 0 ? "x" : "";
+        AdvanceClock(kSecond);
+        testLoop::Settle();
+        EXPECT_EQ(expected, passed) << second;
+    }
 }
 
 } // namespace

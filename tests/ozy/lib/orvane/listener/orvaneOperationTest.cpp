@@ -86,9 +86,9 @@ struct OperationEnds : ManagerTest {
             orvane_session_connect(session, url.c_str(), "u", "p", listener);
         });
     }
-    void Retrieve(OrvaneListener *listener) {
+    void Retrieve(OrvaneListener *listener, const CannedAnswer &answer = Fault("InvalidProperty")) {
         for (const char *method : {"RetrieveProperties", "RetrievePropertiesEx"})
-            service->answers[method] = Fault("InvalidProperty");
+            service->answers[method] = answer;
         GObject *properties =
             orvane_property_spec_new(SKEMA_TYPE_OZY_VIRTUAL_MACHINE, FALSE, "nmae", nullptr);
         GObject *object = orvane_object_spec_new(Machine("vm-1"), FALSE, FALSE, nullptr);
@@ -109,6 +109,16 @@ struct OperationEnds : ManagerTest {
 /* What comes after what, and with which words, for every end. */
 TEST_F(OperationEnds, AreReportedOnceAfterTheSignals) {
     using Ends = OperationEnds;
+    const auto retrieve = [](const CannedAnswer &answer) {
+        return [answer](Ends *test) {
+            OrvaneListener *listener = test->ledger.New();
+            test->Retrieve(listener, answer);
+            testLoop::Settle();
+            EXPECT_EQ(1u, test->ledger.texts.size());
+            test->Disconnect();
+            g_object_unref(listener);
+        };
+    };
     const struct {
         const char *name;
         std::function<void(Ends *)> run;
@@ -297,16 +307,13 @@ TEST_F(OperationEnds, AreReportedOnceAfterTheSignals) {
          {"signal failure", "disconnected"},
          "connection ended"},
         {"a retrieval that fails, then the connection ends",
-         [](Ends *test) {
-             OrvaneListener *listener = test->ledger.New();
-             test->Retrieve(listener);
-             testLoop::Settle();
-             EXPECT_THAT(test->ledger.texts, ElementsAre("fault"));
-             test->Disconnect();
-             g_object_unref(listener);
-         },
+         retrieve(Fault("InvalidProperty")),
          {"fault", "signal failure"},
          "InvalidProperty: no"},
+        {"a retrieval whose connection breaks",
+         retrieve({.bytes = "HTTP", .close = true}),
+         {"transport", "signal failure"},
+         "(error "},
         {"a disconnect",
          [](Ends *test) {
              test->Begin([&](OrvaneListener *listener) {

@@ -228,6 +228,7 @@ TEST(SoapTree, ItsMemoryIsLimitedInBothWaysOfReading) {
         {"attributes", "<a b='c'/>", 300},
         {"long values", "<a b='" + std::string(900, 'x') + "'/>", 1200},
         {"namespaces", "<p:a xmlns:p='urn:p'/>", 160},
+        {"long namespaces", "<p:a xmlns:p='u" + std::string(900, 'x') + "'/>", 1000},
         {"text", "<a/>" + std::string(900, 'x'), 1100},
         {"text in pieces", "x&lt;", 2},
         {"sections", "<![CDATA[x]]>", 120},
