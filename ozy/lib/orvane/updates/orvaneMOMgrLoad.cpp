@@ -217,8 +217,9 @@ void ClearProperties(SkemaQormManagedObject *proxy) {
 OrvaneListener *RetrievalListener(OrvaneMOMgr *momgr, OrvaneListener *internal) {
     auto *listener = static_cast<OrvaneListener *>(
         g_object_get_qdata(G_OBJECT(internal), orvane_quark_listener()));
-    const bool waits =
-        listener != nullptr && g_hash_table_contains(momgr->priv->loadListeners, listener);
+    const MOMgrWaiter *waiter = listener != nullptr ? FindWaiter(momgr->priv, listener) : nullptr;
+    /* it may wait for something else by now */
+    const bool waits = waiter != nullptr && waiter->internal == internal;
     return waits && !MOMgrServesAnother(momgr, listener) ? listener : nullptr;
 }
 

@@ -496,6 +496,23 @@ TEST_F(OperationEnds, AreNotThoseOfAFormerOperation) {
     }
 }
 
+/* A listener of a retrieval begins a call, then a load. The reply to the retrieval must not be taken for that of the load. */
+TEST_F(OperationEnds, AreNotThoseOfAnOperationOfTheSameKind) {
+    OrvaneListener *listener = ledger.New();
+    service->answers["RetrieveProperties"] = {};
+    orvane_session_load_properties(session, Machine("vm-1"), listener, TRUE, nullptr);
+    service->answers["CurrentTime"] = {};
+    CurrentTime(listener);
+    Load(Machine("vm-2"), listener);
+    testLoop::Settle();
+    Answer("RetrieveProperties", Reply("RetrieveProperties"));
+    testLoop::Settle();
+    EXPECT_THAT(ledger.texts, ElementsAre("cancelled", "cancelled"));
+    Update(Enter("VirtualMachine", "vm-2"));
+    EXPECT_THAT(ledger.texts, ElementsAre("cancelled", "cancelled", "signal success", "succeeded"));
+    g_object_unref(listener);
+}
+
 /* A call of another session is not affected by the end of the session of the former one. */
 TEST_F(OperationEnds, DoNotComeFromAnotherSession) {
     OrvaneListener *listener = ledger.New();
