@@ -69,8 +69,9 @@ ORVANE_EXPORT gboolean orvane_glib_wait(OrvaneListener *listener, gint timeout);
  * @data: handed to @callback
  *
  * Waits for the operation that was begun last with @listener; if it has ended already, @callback comes in a later turn
- * of the loop. If none was begun, it fails with %ORVANE_OUTCOME_NOT_SENT. Neither the signals nor a completion function of the application change. @listener is referenced until
- * then, apart from the reference of the application, which it releases whenever it likes.
+ * of the loop. If none was begun, it fails with %ORVANE_OUTCOME_NOT_SENT. Neither the signals nor a completion function
+ * of the application change. @listener is referenced until then, apart from the reference of the application, which it
+ * releases whenever it likes.
  */
 ORVANE_EXPORT void orvane_listener_complete_async(OrvaneListener *listener,
                                                   GCancellable *cancellable,

@@ -14,8 +14,8 @@
  *
  * Secrets: elements and attributes named after passwords, passphrases, tickets, tokens, cookies, keys, session ids and
  *          credentials are shown as "[redacted]", in any namespace. So is what follows such a name in a text, whether or not
- *          it is escaped, the value of cookie and authorization headers, and user, password and query of a URL. A text that hides the names, as Base64
- *          does, is not recognised.
+ *          it is escaped, the value of cookie and authorization headers, and user, password and query of a URL. A text
+ *          that hides the names, as Base64 does, is not recognised.
  * Threads: the loop's.
  */
 #pragma once

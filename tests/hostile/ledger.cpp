@@ -12,14 +12,9 @@
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 
-#ifdef __has_feature
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-#define IS_SANITIZED
-#endif
-#elif defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#define IS_SANITIZED
-#endif
-#ifdef IS_SANITIZED
+#include "tests/support/sanitized.h"
+
+#ifdef ORVANE_IS_SANITIZED
 #include <sanitizer/common_interface_defs.h>
 /* of the sanitizer's run-time library; gcc has no header with them */
 extern "C" size_t __sanitizer_get_allocated_size(const volatile void *block);
@@ -46,9 +41,7 @@ uint64_t ProcessorTime() {
     return microseconds(usage.ru_utime) + microseconds(usage.ru_stime);
 }
 
-#ifdef IS_SANITIZED
-
-constexpr uint64_t kTimeFactor = 10;
+#ifdef ORVANE_IS_SANITIZED
 
 /* What is allocated. The resident set tells little, since a sanitizer keeps freed memory on purpose. */
 std::atomic<int64_t> heap;
@@ -82,8 +75,6 @@ int64_t MostMemory() {
 }
 
 #else
-
-constexpr uint64_t kTimeFactor = 1;
 
 void ReportTo(int) {}
 
@@ -154,7 +145,7 @@ std::string Ledger::Close(uint64_t numBytesReceived) {
     std::string wrong;
     const auto enter = [&](const std::string &text) { wrong += text + "; "; };
     const uint64_t timeBound =
-        kTimeFactor * (kMicroseconds + numBytesReceived * kMicrosecondsPerByte);
+        kSanitizerFactor * (kMicroseconds + numBytesReceived * kMicrosecondsPerByte);
     if (time > timeBound)
         enter(fmt::format("{} us of processor time, {} are allowed", time, timeBound));
     const int64_t memoryBound = kMemory + int64_t(numBytesReceived) * kMemoryPerByte;
