@@ -6,6 +6,7 @@
 
 #include "tools/orvane/aboutCommand.h"
 #include "tools/orvane/command.h"
+#include "tools/orvane/completionCommand.h"
 #include "tools/orvane/configCommand.h"
 #include "tools/orvane/demo.h"
 #include "tools/orvane/jobCommand.h"
@@ -52,8 +53,10 @@ std::vector<std::string> WordsLeft(const CLI::App &command) {
 /* What to say of a word in the place of a command; empty if the command needs none, or none was given. */
 std::string UnknownCommandText(const CLI::App &command) {
     std::vector<std::string> names;
-    for (const CLI::App *each : command.get_subcommands([](const CLI::App *) { return true; }))
-        names.push_back(each->get_name());
+    for (const CLI::App *each : command.get_subcommands([](const CLI::App *) { return true; })) {
+        if (!each->get_group().empty()) /* others are not for people */
+            names.push_back(each->get_name());
+    }
     const std::vector<std::string> words = WordsLeft(command);
     if (names.empty() || words.empty())
         return "";
@@ -168,6 +171,8 @@ int Run(int argc, char **argv) {
     ProfileOptions profileOptions;
     AddProfile(program, profileOptions, status);
     AddConfig(program, status);
+    CompletionOptions completionOptions;
+    AddCompletion(program, completionOptions, status);
     GroupHelpOptions(program);
     try {
         program.parse(argc, argv);

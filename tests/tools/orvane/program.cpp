@@ -82,7 +82,7 @@ std::unique_ptr<Program> Program::StartJob(const std::string &path,
 void Program::Start(const std::string &path, const std::vector<std::string> &arguments,
                     bool onTerminal, bool isJob, const Streams &streams) {
     std::vector<std::string> words = arguments;
-    words.insert(words.begin(), BuildPath(path));
+    words.insert(words.begin(), path.starts_with('/') ? path : BuildPath(path));
     std::vector<char *> argv = Pointers(words);
     /* for a build with sanitizers: stacks as deep as the suppressions need; each allocation records one */
     setenv("ASAN_OPTIONS",

@@ -31,7 +31,7 @@ struct Program {
     /* The language of its messages. */
     static inline std::string language = "C";
 
-    /* Path below the build folder. On a terminal of its own, stdout and stderr come together. */
+    /* Path below the build folder, or an absolute one. On a terminal of its own, stdout and stderr come together. */
     Program(const std::string &path, const std::vector<std::string> &arguments,
             bool onTerminal = false, const Streams &streams = {});
     /* On a terminal, as the foreground job of a parent, which writes "[stop 1]" when the program stops. When a line is

@@ -1,0 +1,111 @@
+// "orvane completion" and what its scripts call.
+#include <chrono>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/support/paths.h"
+#include "tests/support/temporaryFolder.h"
+#include "tests/tools/orvane/program.h"
+#include "tools/simulator/simulator.h"
+
+namespace {
+
+using testing::HasSubstr;
+
+/* With a profile "lab", and a machine whose name no terminal must show. */
+class OrvaneCompletion : public testing::Test {
+protected:
+    OrvaneCompletion() : server({.machines = 2, .jobs = 1}) {
+        server.RunInThread();
+        server.SetProperty("vm-102", "name", "machine\u009b2J");
+        setenv("XDG_CONFIG_HOME", folder.Path().c_str(), 1);
+        setenv("ORVANE_PASSWORD", "secret", 1);
+        Program("bin/orvane", {"profile", "add", "lab", server.Url(), "administrator"}).Wait();
+    }
+    ~OrvaneCompletion() override {
+        unsetenv("XDG_CONFIG_HOME");
+        unsetenv("ORVANE_PASSWORD");
+    }
+
+    static std::string Complete(const std::vector<std::string> &words) {
+        std::vector<std::string> arguments = {"complete", "--"};
+        arguments.insert(arguments.end(), words.begin(), words.end());
+        const Ended ended = Program("bin/orvane", arguments).Wait();
+        EXPECT_EQ(0, ended.status);
+        EXPECT_EQ("", ended.err);
+        return ended.out;
+    }
+
+    const TemporaryFolder folder;
+    simulator::Simulator server;
+};
+
+TEST_F(OrvaneCompletion, FindsTheWordsThatFit) {
+    const struct {
+        std::vector<std::string> words;
+        const char *found;
+    } rows[] = {
+        {{"jo"}, "job\n"},
+        {{"--color", "never", "prof"}, "profile\n"},
+        {{"nonsense", "jo"}, ""},
+        {{"complet"}, "completion\n"},
+        {{"ls", "--prof"}, "--profile\n"},
+        {{"ls", "--no-such", "x", "--prof"}, "--profile\n"},
+        {{"ls", "--profile", "l"}, "lab\n"},
+        {{"ls", "--profile=l"}, "--profile=lab\n"},
+        {{"--output", "=", "json"}, "json\njsonl\n"},
+        {{"profile", "remove", ""}, "lab\n"},
+        {{"profile", "add", ""}, ""},
+        {{"completion", ""}, "bash\nfish\nzsh\n"},
+        {{"ls", "--profile", "lab", ""}, "/Datacenter/\n"},
+        {{"ls", "--profile", "lab", "/Datacenter/vm/"}, "/Datacenter/vm/machine-0001\n"},
+        {{"ls", "--profile", "lab", "/Datacentre/"}, ""},
+        {{"ls", "--profile", "none", "/"}, ""},
+        {{"job", "cancel", "--profile", "lab", ""}, "conversion-0001\njob-1\n"},
+    };
+    for (const auto &row : rows) {
+        std::string found;
+        int numTries = 0;
+        do /* a slow machine is not in time */
+            found = Complete(row.words);
+        while (found.empty() && *row.found != '\0' && ++numTries < 20);
+        EXPECT_EQ(row.found, found) << testing::PrintToString(row.words);
+    }
+}
+
+TEST_F(OrvaneCompletion, WaitsForNoServiceAndAsksNothing) {
+    const std::vector<std::string> words = {"ls", "--profile", "lab", "/"};
+    unsetenv("ORVANE_PASSWORD");
+    EXPECT_EQ("", Complete(words));
+    EXPECT_EQ(0, server.NumCalls("Login"));
+    setenv("ORVANE_PASSWORD", "secret", 1);
+    server.AddTrouble({.kind = simulator::TroubleKind::Silent, .method = "RetrieveProperties"});
+    Program::looksForLeaks = false; /* that takes its time */
+    const auto before = std::chrono::steady_clock::now();
+    EXPECT_EQ("", Complete(words));
+    EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::milliseconds(1900))
+        << "the time limit of its calls is two seconds";
+    Program::looksForLeaks = true;
+}
+
+TEST_F(OrvaneCompletion, IsAScriptThatQuotesWhatItFinds) {
+    constexpr char kScript[] = R"script(
+set -u
+eval "$("$0" completion bash)"
+complete_last() {
+    COMP_WORDS=("$0" ls --profile lab "$1") COMP_CWORD=4 COMPREPLY=()
+    for (( try = 0; try < 20 && ${#COMPREPLY[@]} == 0; try++ )); do # a slow machine is not in time
+        _orvane "$0" 2>/dev/null
+    done
+    printf '%s|' "${COMPREPLY[@]}"
+}
+complete_last '/Datacenter/host/Clu'
+complete_last '/Datacenter/host/Cluster\ 1/Re'
+)script";
+    const Ended ended = Program("/bin/bash", {"-c", kScript, BuildPath("bin/orvane")}).Wait();
+    EXPECT_EQ("/Datacenter/host/Cluster\\ 1/|/Datacenter/host/Cluster\\ 1/Resources/|", ended.out);
+    EXPECT_EQ("", ended.err);
+}
+
+} // namespace

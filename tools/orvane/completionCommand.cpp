@@ -1,0 +1,125 @@
+#include "tools/orvane/completionCommand.h"
+
+#include <array>
+
+#include "tools/orvane/command.h"
+#include "tools/orvane/completionService.h"
+#include "tools/orvane/completionWords.h"
+#include "tools/orvane/failure.h"
+#include "tools/orvane/message.h"
+#include "tools/orvane/profiles.h"
+#include "tools/orvane/terminal.h"
+
+namespace orvaneCli {
+
+namespace {
+
+struct Script {
+    const char *shell;
+    const char *text;
+};
+
+/* Candidates are quoted as words, and never evaluated. No space follows a path that leads on. */
+constexpr auto kScripts = std::to_array<Script>({
+    {"bash", R"script(_orvane() {
+    local word
+    local -a words=("${COMP_WORDS[@]:1:COMP_CWORD}")
+    COMPREPLY=()
+    while IFS= read -r word; do
+        printf -v word %q "$word"
+        COMPREPLY+=("$word")
+    done < <("$1" complete -- "${words[@]//\\/}" 2>/dev/null)
+    [[ ${#COMPREPLY[@]} -eq 1 && ${COMPREPLY[0]} == */ ]] && compopt -o nospace
+    return 0
+}
+complete -o default -F _orvane orvane
+)script"},
+    {"fish", R"script(function __orvane_complete
+    set -l words (commandline -opc)
+    set -l current (commandline -ct)
+    set -l found (command $words[1] complete -- $words[2..-1] "$current" 2>/dev/null)
+    if test (count $found) -gt 0
+        printf '%s\n' $found
+    else
+        __fish_complete_path "$current"
+    end
+end
+complete -c orvane -f -a '(__orvane_complete)'
+)script"},
+    {"zsh", R"script(#compdef orvane
+_orvane() {
+    local -a found further others
+    found=("${(@f)$("$words[1]" complete -- "${(@Q)words[2,CURRENT]}" 2>/dev/null)}")
+    if [[ -z $found[1] ]]; then
+        _files
+        return
+    fi
+    further=("${(@M)found:#*/}")
+    others=("${(@)found:#*/}")
+    compadd -S '' -a further
+    compadd -a others
+}
+if [[ $funcstack[1] == _orvane ]]; then
+    _orvane "$@"
+else
+    compdef _orvane orvane
+fi
+)script"},
+});
+
+int RunComplete(const CLI::App &program, const std::vector<std::string> &words) {
+    const Completion completion = FindCompletion(program, words);
+    std::vector<std::string> candidates = completion.words;
+    if (completion.kind == WordKind::kProfile) {
+        for (const Profile &profile : Profiles().All()) {
+            if (profile.name.starts_with(completion.start))
+                candidates.push_back(profile.name);
+        }
+    } else if (completion.kind != WordKind::kFixed) {
+        candidates = AskService(completion);
+    }
+    for (const std::string &candidate : candidates)
+        WriteOutput(completion.before + candidate + "\n");
+    return kDone;
+}
+
+int RunCompletion(const std::string &shell) {
+    for (const Script &script : kScripts) {
+        if (shell == script.shell)
+            WriteOutput(script.text);
+    }
+    return kDone;
+}
+
+} // namespace
+
+void AddCompletion(CLI::App &program, CompletionOptions &options, int &status) {
+    std::vector<std::string> shells;
+    for (const Script &script : kScripts)
+        shells.emplace_back(script.shell);
+    CLI::App *completion = program.add_subcommand(
+        "completion",
+        Text(MSGID("help.completion") "Print a script with which a shell completes words"));
+    completion->add_option("shell", options.shell, Text(MSGID("help.completion.shell") "The shell"))
+        ->required()
+        ->check(CLI::IsMember(shells));
+    completion->footer(Text(MSGID(
+        "help.completion.footer") "Paths and jobs come from the service of --profile, --url or "
+                                  "the environment, if it answers within 300 ms, and only "
+                                  "with a password in $ORVANE_PASSWORD_FILE or "
+                                  "$ORVANE_PASSWORD.\n\n"
+                                  "Examples:\n"
+                                  "  eval \"$(orvane completion bash)\"\n"
+                                  "  orvane completion zsh > ~/.zfunc/_orvane\n"
+                                  "  orvane completion fish > "
+                                  "~/.config/fish/completions/orvane.fish"));
+    completion->callback(
+        [&] { status = RunCommand([&] { return RunCompletion(options.shell); }); });
+
+    CLI::App *complete = program.add_subcommand("complete")->group("");
+    complete->add_option("words", options.words);
+    complete->callback(
+        [&] { status = RunCommand([&] { return RunComplete(program, options.words); }); });
+}
+
+} // namespace orvaneCli

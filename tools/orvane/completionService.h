@@ -1,0 +1,23 @@
+/*
+ * completionService.h -- words of a service for a command line that is being typed: paths and jobs, in time or not at all
+ *
+ * A process of its own asks the service, so that the user does not wait longer than 300 ms; that process then still logs
+ * out. It asks the user nothing: without a password in the environment, or with a certificate that is not known, there
+ * are no words.
+ *
+ * Errors:  whatever fails, the result is empty, since the command line is not the place for a message.
+ * Threads: none may have been started.
+ */
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "tools/orvane/completionWords.h"
+
+namespace orvaneCli {
+
+/* The words of kPath or kJob that begin like what is typed. A path that leads on ends in "/". */
+std::vector<std::string> AskService(const Completion &completion);
+
+} // namespace orvaneCli

@@ -1,0 +1,35 @@
+/*
+ * completionWords.h -- what can follow on a command line that is being typed
+ *
+ *   FindCompletion(program, {"config", "sh"})          fixed: the words that fit, such as commands and options
+ *   FindCompletion(program, {"ls", "--profile", ""})   kProfile: the name of a profile
+ *   FindCompletion(program, {"ls", "/Data"})           kPath: a path in the inventory, of the service that the words name
+ *
+ * It comes from the same descriptions as --help. A word that is not understood is passed over.
+ */
+#pragma once
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include <CLI/CLI.hpp>
+
+namespace orvaneCli {
+
+enum class WordKind { kFixed, kProfile, kPath, kJob };
+
+struct Completion {
+    WordKind kind = WordKind::kFixed;
+    std::vector<std::string> words; /* of kFixed, all that begin like the last word */
+    std::string start;              /* the last word, or what is typed of the value */
+    std::string
+        before; /* "--profile=", if the value is in the same word; put before each candidate */
+    /* The options before the last word by their long names, "--profile"; flags have an empty text. */
+    std::map<std::string, std::string> options;
+};
+
+/* The words are those behind the program's name, the last one, which may be empty, is to be completed. */
+Completion FindCompletion(const CLI::App &program, const std::vector<std::string> &words);
+
+} // namespace orvaneCli
