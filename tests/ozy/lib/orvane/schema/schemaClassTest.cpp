@@ -13,6 +13,7 @@
 
 #include "lib/misc/glibPtr.h"
 #include "ozy/lib/orvane/runtime/orvaneRuntime.h"
+#include "ozy/lib/orvane/schema/schemaLookup.h"
 #include "tests/ozy/lib/orvane/soap/soapFixture.h"
 
 namespace {
@@ -27,10 +28,10 @@ ClassPtr ClassOf(const char *wireName) {
     return ClassOf(orvane_lookup_type(wireName));
 }
 
-/* Shapes a person can compare: "GParamBoxed flags 259 since ozy2/2.0 'Array of ...' of GValue". */
-std::string Shape(const char *property) {
-    const ClassPtr klass = ClassOf("TestKinds");
-    GParamSpec *spec = g_object_class_find_property(klass.get(), property);
+/* "GParamBoxed of GValueArray, flags 3, since 'ozy25/5.0', Array of 'gint16' = gint". */
+std::string Shape(const std::string &property, const char *wireName = "TestKinds") {
+    const ClassPtr klass = ClassOf(wireName);
+    GParamSpec *spec = g_object_class_find_property(klass.get(), property.c_str());
     std::string shape =
         std::string(G_PARAM_SPEC_TYPE_NAME(spec)) + " of " + g_type_name(spec->value_type) +
         ", flags " + std::to_string(spec->flags) + ", since '" +
@@ -41,21 +42,55 @@ std::string Shape(const char *property) {
     return shape;
 }
 
-/* Of kinds that the shipped schema has not. */
 TEST(SchemaClass, ParamSpecsAreWhatTheWireNeeds) {
     const struct {
-        const char *property, *shape;
+        const char *word, *spec, *value, *inBlurb;
     } rows[] = {
-        {"allShort",
-         "GParamBoxed of GValueArray, flags 3, since 'ozy25/5.0', Array of 'gint16' = gint"},
-        {"allLong",
-         "GParamBoxed of GValueArray, flags 3, since 'ozy25/5.0', Array of 'gint64' = gint64"},
-        {"allDouble",
-         "GParamBoxed of GValueArray, flags 3, since 'ozy25/5.0', Array of 'gdouble' = gdouble"},
-        {"oneBinary", "GParamBoxed of OrvaneByteArray, flags 3, since 'ozy25/5.0'"},
+        {"Boolean", "GParamBoolean", "gboolean", "gboolean"},
+        {"Byte", "GParamChar", "gchar", "gint8"},
+        {"Short", "GParamInt", "gint", "gint16"},
+        {"Int", "GParamInt", "gint", "gint32"},
+        {"Long", "GParamInt64", "gint64", "gint64"},
+        {"Float", "GParamFloat", "gfloat", "gfloat"},
+        {"Double", "GParamDouble", "gdouble", "gdouble"},
+        {"String", "GParamString", "gchararray", "gchar *"},
+        {"Time", "GParamBoxed", "GTimeVal", "GTimeVal"},
+        {"Binary", "GParamBoxed", "OrvaneByteArray", "OrvaneByteArray"},
+        {"Any", "GParamBoxed", "GValue", "GValue"},
+        {"Enum", "GParamEnum", "SkemaQormCorePropertyCollectorObjectUpdateKind", nullptr},
+        {"Object", "GParamObject", "SkemaQormCorePropertyCollectorSelectionSpec", nullptr},
     };
-    for (const auto &[property, shape] : rows)
-        EXPECT_EQ(shape, Shape(property)) << property;
+    const std::string since = ", since 'ozy25/5.0'";
+    for (const auto &row : rows) {
+        const std::string one = std::string(row.spec) + " of " + row.value + ", flags ";
+        EXPECT_EQ(one + "3" + since, Shape(std::string("one") + row.word));
+        EXPECT_EQ(one + "259" + since, Shape(std::string("maybe") + row.word));
+        EXPECT_EQ("GParamBoxed of GValueArray, flags 3" + since + ", Array of '" +
+                      (row.inBlurb != nullptr ? row.inBlurb : row.value) + "' = " + row.value,
+                  Shape(std::string("all") + row.word));
+    }
+    EXPECT_EQ("GParamString of gchararray, flags 259, since ''",
+              Shape("dynamicType", "DynamicData"));
+}
+
+TEST(SchemaClass, EachNamespaceHasItsNamesAndUnlistedTypesHaveNone) {
+    const std::pair<void (*)(GHashTable *), const char *> rows[] = {
+        {skema_core_populate_name_map, "ManagedObject"},
+        {skema_ozy_populate_name_map, "Task"},
+        {skema_ferry_populate_name_map, "FerryServiceContent"}};
+    for (const auto &[populate, own] : rows) {
+        const std::unique_ptr<GHashTable, Release<g_hash_table_destroy>> map(
+            g_hash_table_new(g_str_hash, g_str_equal));
+        populate(map.get());
+        for (const auto &row : rows)
+            EXPECT_EQ(row.second == own ? orvane_lookup_type(own) : 0,
+                      GPOINTER_TO_SIZE(g_hash_table_lookup(map.get(), row.second)));
+    }
+    EXPECT_EQ(0u, orvane_lookup_type("DynamicTypeEnumTypeInfo"));
+    EXPECT_STREQ("SkemaFerryServiceContent",
+                 g_type_name(orvane_lookup_type("FerryServiceContent")));
+    EXPECT_STREQ("Task", static_cast<const char *>(
+                             g_type_get_qdata(SKEMA_TYPE_OZY_TASK, orvane_quark_wsdlname())));
 }
 
 TEST(SchemaClass, NumbersHaveTheRangesOfTheWire) {
