@@ -27,6 +27,8 @@ constexpr auto kShown = std::to_array<std::pair<const char *, const char *>>({
 });
 
 std::string TextOf(GObject *object, const char *property) {
+    if (object == nullptr)
+        return "";
     GValue value = G_VALUE_INIT;
     g_value_init(&value, G_TYPE_STRING);
     g_object_get_property(object, property, &value);
@@ -35,7 +37,10 @@ std::string TextOf(GObject *object, const char *property) {
     return text;
 }
 
+/* Nothing if it is the second service, which does not describe itself. */
 ObjectPtr<GObject> AboutOf(const Connection &connection) {
+    if (orvane_session_target_is_ferry(connection.Session()))
+        return nullptr;
     GObject *content = nullptr;
     g_object_get(connection.Session(), "serviceInstanceContent", &content, nullptr);
     const ObjectPtr<GObject> contentOwner(content);
@@ -65,7 +70,8 @@ void Show(const Connection &connection, const Login &login, GObject *about) {
     const auto line = [&](const std::string &label, const std::string &text) {
         terminal.Line(fmt::format("  {:<12}{}", label, text));
     };
-    const std::string name = TextOf(about, "fullName");
+    const std::string name = about != nullptr ? TextOf(about, "fullName")
+                                              : Text(MSGID("about.ferry") "The second service");
     terminal.Heading(name.empty() ? Text(MSGID("about.noName") "(a service without a name)")
                                   : name);
     for (const auto &[property, label] : kShown) {
@@ -114,6 +120,7 @@ void AddAbout(CLI::App &program, AboutOptions &options, int &status) {
                                                    "https://host/sdk; not with --profile"));
     about->add_option("user", options.login.user, Text(MSGID("help.user") "User name"));
     AddLoginOptions(*about, options);
+    AddConnectionOptions(*about, options.login, true);
     about->callback([&] { status = RunCommand([&] { return RunAbout(options); }); });
 }
 

@@ -11,6 +11,13 @@ namespace {
 
 constexpr int kMostLogoutSeconds = 5; /* of a command that has failed */
 
+std::string UrlOf(const Login &login) {
+    const std::string end = "/sdk";
+    if (!login.isFerry || !login.url.ends_with(end))
+        return login.url;
+    return login.url.substr(0, login.url.size() - end.size()) + "/ferry";
+}
+
 } // namespace
 
 Connection::Connection(const Login &login, const TrustOptions &trustOptions)
@@ -30,10 +37,10 @@ Connection::Connection(const Login &login, const Password &password,
 }
 
 void Connection::Connect(const Login &login, const Password &password) {
+    const std::string url = UrlOf(login);
     trust.Install(session.get());
-    Operation connect(Text(MSGID("connecting") "connecting to %s", login.url.c_str()),
-                      timeoutSeconds);
-    orvane_session_connect(session.get(), login.url.c_str(), login.user.c_str(), password.Text(),
+    Operation connect(Text(MSGID("connecting") "connecting to %s", url.c_str()), timeoutSeconds);
+    orvane_session_connect(session.get(), url.c_str(), login.user.c_str(), password.Text(),
                            connect.Listener());
     while (!connect.EndsBefore([&] { return trust.HasQuestion(); }))
         trust.Answer();

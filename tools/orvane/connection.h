@@ -27,7 +27,7 @@ struct Login {
     std::string url;
     std::string user;
     int timeoutSeconds = 0; /* of a step, without the time that the user takes to answer */
-    bool isFerry = false;   /* the URL is that of the second service */
+    bool isFerry = false;   /* the second service: "/ferry" takes the place of "/sdk" in the URL */
     std::string wireFile;   /* where requests and replies are recorded; empty: nowhere */
 };
 

@@ -59,6 +59,24 @@ void AppendJsonText(std::string &json, std::string_view text) {
     json += '"';
 }
 
+std::string TerminalJson(const nlohmann::ordered_json &document) {
+    if (document.is_string())
+        return JsonText(document.get_ref<const std::string &>());
+    if (!document.is_structured())
+        return document.dump();
+    std::string json = document.is_array() ? "[" : "{";
+    for (const auto &[name, inner] : document.items()) {
+        if (json.size() > 1)
+            json += ", ";
+        if (document.is_object()) {
+            AppendJsonText(json, name);
+            json += ": ";
+        }
+        json += TerminalJson(inner);
+    }
+    return json + (document.is_array() ? "]" : "}");
+}
+
 std::string JsonText(std::string_view text) {
     std::string json;
     AppendJsonText(json, text);

@@ -9,11 +9,16 @@
 #include <string>
 #include <string_view>
 
+#include <nlohmann/json.hpp>
+
 namespace orvaneCli {
 
 /* Appends the text, with its quotation marks. */
 void AppendJsonText(std::string &json, std::string_view text);
 
 std::string JsonText(std::string_view text);
+
+/* A document in one line, with its texts escaped in the same way. */
+std::string TerminalJson(const nlohmann::ordered_json &document);
 
 } // namespace orvaneCli

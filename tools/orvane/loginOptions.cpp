@@ -24,6 +24,17 @@ CLI::Option *AddLoginOptions(CLI::App &command, LoginOptions &options) {
     return profile;
 }
 
+void AddConnectionOptions(CLI::App &command, Login &login, bool hasFerry) {
+    command.add_option(
+        "--wire", login.wireFile,
+        Text(MSGID("help.wire") "Append what is sent and received to a file, without "
+                                "secrets; - for stderr"));
+    if (hasFerry)
+        command.add_flag("--ferry", login.isFerry,
+                         Text(MSGID("help.ferry") "Connect to the second service of the host: "
+                                                  "/ferry takes the place of /sdk in the URL"));
+}
+
 Password CompleteLogin(LoginOptions &options) {
     Login &login = options.login;
     if (login.timeoutSeconds == 0)

@@ -28,6 +28,9 @@ struct LoginOptions {
 /* Adds --profile, --timeout and the options of password and trust to a command. Returns --profile. */
 CLI::Option *AddLoginOptions(CLI::App &command, LoginOptions &options);
 
+/* Adds --wire; and --ferry, if the command can use the second service. */
+void AddConnectionOptions(CLI::App &command, Login &login, bool hasFerry);
+
 /* Completes the login with that of the profile, if one is named, and finds the password. Throws Failure. */
 Password CompleteLogin(LoginOptions &options);
 

@@ -9,6 +9,7 @@
 #include "tools/orvane/completionCommand.h"
 #include "tools/orvane/configCommand.h"
 #include "tools/orvane/demo.h"
+#include "tools/orvane/getCommand.h"
 #include "tools/orvane/jobCommand.h"
 #include "tools/orvane/logOptions.h"
 #include "tools/orvane/lsCommand.h"
@@ -162,6 +163,8 @@ int Run(int argc, char **argv) {
     AddAbout(program, aboutOptions, status);
     SchemaOptions schemaOptions;
     AddSchema(program, schemaOptions, status);
+    GetOptions getOptions;
+    AddGet(program, getOptions, status);
     LsOptions lsOptions;
     AddLs(program, lsOptions, status);
     JobOptions jobOptions;

@@ -33,12 +33,6 @@ void CompleteAddress(ServiceOptions &options) {
         throw BadUsage(Text(MSGID("service.userMissing") "--url needs --user NAME"));
 }
 
-/* "https://host/sdk" is the main service, "https://host/ferry" the second one beside it; another URL is its own. */
-std::string FerryUrl(const std::string &url) {
-    const std::string end = "/sdk";
-    return url.ends_with(end) ? url.substr(0, url.size() - end.size()) + "/ferry" : url;
-}
-
 } // namespace
 
 void AddServiceOptions(CLI::App &command, ServiceOptions &options, bool hasFerry) {
@@ -50,22 +44,14 @@ void AddServiceOptions(CLI::App &command, ServiceOptions &options, bool hasFerry
     command.add_option("--user", login.user,
                        Text(MSGID("help.service.user") "User name, unless the profile has it"));
     AddLoginOptions(command, options)->excludes(url);
-    command.add_option(
-        "--wire", login.wireFile,
-        Text(MSGID("help.wire") "Append what is sent and received to a file, without "
-                                "secrets; - for stderr"));
+    AddConnectionOptions(command, login, hasFerry);
     command.add_flag("-q,--quiet", options.isQuiet,
                      Text(MSGID("help.quiet") "No headings, remarks and progress"));
-    if (hasFerry)
-        command.add_flag("--ferry", login.isFerry,
-                         Text(MSGID("help.ferry") "Connect to the second service of the host"));
 }
 
 int WithService(ServiceOptions &options, const std::function<int(Service &)> &work) {
     CompleteAddress(options);
     const Password password = CompleteLogin(options);
-    if (options.login.isFerry)
-        options.login.url = FerryUrl(options.login.url);
     const Library library;
     if (options.login.isFerry)
         AddFerryTables();
