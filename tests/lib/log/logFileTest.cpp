@@ -131,6 +131,18 @@ TEST_F(LogFile, TheFirstLinesHaveNoControlBytesOfAThreadName) {
     EXPECT_TRUE(folder.Read("log").starts_with("a??[2J| I120: Log for unknown"));
 }
 
+TEST_F(LogFile, AFullFileIsReplacedAfterASignalHandler) {
+    Attach({{"log.rotateSize", "1"}});
+    const std::string before = folder.Read("log");
+    const guint32 id = VThreadBase_CurID();
+    VThreadBase_SetIsInSignal(id, TRUE);
+    Log("in a handler\n");
+    VThreadBase_SetIsInSignal(id, FALSE);
+    EXPECT_EQ(before + "I120: in a handler\n", folder.Read("log"));
+    Log("later\n");
+    EXPECT_EQ(before + "I120: in a handler\nI120: later\n", folder.Read("log-0"));
+}
+
 TEST_F(LogFile, SettingsComeFromTheMostSpecialSource) {
     configured = {{"log.keepOld.two", "5"},
                   {"App.Log.KeepOld.two", "9"},

@@ -279,6 +279,16 @@ TEST_F(LogTest, StampsHaveTheZoneAndAreReusedInSignals) {
     tzset();
 }
 
+TEST_F(LogTest, ASignalHandlerMakesNoRing) {
+    Log_Exit();
+    const guint32 id = VThreadBase_CurID();
+    VThreadBase_SetIsInSignal(id, TRUE);
+    Log("lost\n");
+    VThreadBase_SetIsInSignal(id, FALSE);
+    Log("kept\n");
+    EXPECT_EQ("I kept\n", Ring());
+}
+
 TEST_F(LogTest, ThreadNamesCannotBreakARecord) {
     const std::pair<std::string, const char *> rows[] = {
         {"a\nb, which is much longer than thirty-one bytes", "a?b, which is much longer than "},
