@@ -14,6 +14,7 @@ struct Filters : SessionTest {
     int numDestroyed = 0;
 
     void SetUp() override { ASSERT_EQ("success", Connect()); }
+    ~Filters() override { g_clear_object(&session); } /* ends the filter, which is recorded above */
 
     void Say(const std::string &event) {
         events.push_back(event);
