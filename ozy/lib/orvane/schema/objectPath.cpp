@@ -43,10 +43,25 @@ std::optional<std::string> TakeUntil(std::string_view *text, std::string_view en
     return taken;
 }
 
+/* Takes a key up to the quote, which a "]" and another step or the end follow: a key may have both marks in it. */
+std::optional<std::string> TakeQuoted(std::string_view *text) {
+    constexpr std::string_view kEnd = "\"]";
+    for (size_t end = text->find(kEnd); end != std::string_view::npos;
+         end = text->find(kEnd, end + 1)) {
+        const std::string_view rest = text->substr(end + kEnd.size());
+        if (!rest.empty() && rest[0] != '.' && rest[0] != '[')
+            continue;
+        std::string taken(text->substr(0, end));
+        *text = rest;
+        return taken;
+    }
+    return std::nullopt;
+}
+
 /* Reads what follows a "[", with the "]". */
 std::optional<Step> ParseWhich(std::string_view *text) {
     const bool isQuoted = TakeChar(text, '"');
-    std::optional<std::string> which = TakeUntil(text, isQuoted ? "\"]" : "]");
+    std::optional<std::string> which = isQuoted ? TakeQuoted(text) : TakeUntil(text, "]");
     if (!which)
         return std::nullopt;
     if (isQuoted)

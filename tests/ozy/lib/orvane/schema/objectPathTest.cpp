@@ -94,6 +94,13 @@ struct ObjectPath : testing::Test {
             g_value_array_append(texts.get(), &value.value);
         }
         g_object_set(root.get(), "texts", texts.get(), nullptr);
+        const ValueArrayPtr hostile(g_value_array_new(0));
+        for (const char *text : {"p\"]q", "*", "#0", "a.b[\"c"}) {
+            ScopedValue value(G_TYPE_STRING);
+            g_value_set_string(&value.value, text);
+            g_value_array_append(hostile.get(), &value.value);
+        }
+        g_object_set(a.get(), "texts", hostile.get(), nullptr);
     }
 
     std::string Text(const std::string &path) {
@@ -122,6 +129,10 @@ TEST_F(ObjectPath, LeadsThroughObjectsAndLists) {
         {"texts[two]", "two"},
         {"texts[\"one\"]", "one"},
         {"texts[#1]", "two"},
+        {"node.texts[\"p\"]q\"]", "p\"]q"},
+        {"node.texts[\"*\"]", "*"},
+        {"node.texts[\"#0\"]", "#0"},
+        {"node.texts[\"a.b[\"c\"]", "a.b[\"c"},
         {"machines[vm-2]", "vm-2"},
         {"texts", "one, two"},
         {"nodes[*].key", "a.b, x]y, 7"},
