@@ -7,6 +7,7 @@
 
 #include "tools/orvane/command.h"
 #include "tools/orvane/jobReader.h"
+#include "tools/orvane/jobWatch.h"
 #include "tools/orvane/message.h"
 #include "tools/orvane/printer.h"
 #include "tools/orvane/timeCell.h"
@@ -127,6 +128,11 @@ int RunShow(Service &service, const JobOptions &options) {
     return kDone;
 }
 
+int RunWatch(Service &service, const JobOptions &options) {
+    WatchJobs(service, options.jobs);
+    return kDone;
+}
+
 void Cancel(const Service &service, const Job &job) {
     GValue handling = G_VALUE_INIT;
     g_value_init(&handling, SKEMA_TYPE_FERRY_SERVER_JOB_JOB_ACTIVE_TASK_HANDLING);
@@ -191,6 +197,11 @@ void AddJob(CLI::App &program, JobOptions &options, int &status) {
         ->add_flag("-l,--long", options.isLong,
                    Text(MSGID("help.job.long") "Show status and times, too"));
     command("show", Text(MSGID("help.job.show") "Show what is known of jobs"), RunShow)
+        ->add_option("job", options.jobs, word);
+    command("watch",
+            Text(MSGID("help.job.watch") "Show the progress of jobs until all are over; in a pipe "
+                                         "each change is a line of JSON"),
+            RunWatch)
         ->add_option("job", options.jobs, word);
     command("cancel", Text(MSGID("help.job.cancel") "Cancel jobs"), RunCancel)
         ->add_option("job", options.jobs, Text(MSGID("help.job.cancel.job") "Ids or names of jobs"))

@@ -11,6 +11,7 @@ namespace {
 using simulator::TroubleKind;
 using testing::HasSubstr;
 using testing::MatchesRegex;
+using testing::Not;
 
 class OrvaneJobs : public testing::Test {
 protected:
@@ -144,6 +145,57 @@ TEST_F(OrvaneJobs, AreWrittenWhereverThereIsRoom) {
 TEST_F(OrvaneJobs, AreNotThereAtTheMainService) {
     setenv("ORVANE_URL", (server.Url() + "/").c_str(), 1);
     EXPECT_EQ(3, Run({"job", "ls"}).status);
+}
+
+TEST_F(OrvaneJobs, AreWatchedToTheirEndWithALineForEachChange) {
+    Program watch("bin/orvane", {"job", "watch", "job-1", "conversion-0002"});
+    ASSERT_TRUE(watch.WaitFor("\"id\": \"job-2\""));
+    server.Advance(10);
+    ASSERT_TRUE(watch.WaitFor("{\"id\": \"job-1\", \"name\": \"conversion-0001\", \"state\": "
+                              "\"active\", \"task\": \"running\", \"progress\": 43}\n"));
+    EXPECT_THAT(watch.Output(), Not(HasSubstr("job-3")));
+    Run({"job", "cancel", "job-2"});
+    ASSERT_TRUE(watch.WaitFor("\"task\": \"error\""));
+    server.Advance(1000);
+    const Ended ended = watch.Wait();
+    EXPECT_THAT(ended.out, HasSubstr("\"task\": \"success\", \"progress\": 100}"));
+    EXPECT_EQ(1, ended.status);
+    EXPECT_EQ("orvane: 1 of 2 jobs failed\n", ended.err);
+}
+
+TEST_F(OrvaneJobs, AreWatchedOnATerminalAndInterrupted) {
+    setenv("TERM", "xterm", 1);
+    Program watch("bin/orvane", {"job", "watch"}, true);
+    ASSERT_TRUE(watch.WaitFor("42 %"));
+    server.Advance(10);
+    ASSERT_TRUE(watch.WaitFor("3 jobs"));
+    ASSERT_TRUE(watch.WaitFor("43 %"));
+    watch.Interrupt();
+    EXPECT_EQ(130, watch.Wait().status);
+    server.Advance(1000);
+    const Ended over = Run({"job", "watch"}, true);
+    EXPECT_EQ(0, over.status);
+    EXPECT_THAT(over.out, HasSubstr("conversion-0003  \033[32mdone"));
+}
+
+TEST_F(OrvaneJobs, AreNotWatchedWithoutTheService) {
+    const std::function<void()> losses[] = {
+        [&] { server.ExpireSessions(); },
+        [&] {
+            server.SetListening(false);
+            server.ResetConnections();
+        },
+    };
+    for (const auto &lose : losses) {
+        Program watch("bin/orvane", {"job", "watch", "--output", "plain"});
+        ASSERT_TRUE(watch.WaitFor("job-3\tconversion-0003\tactive\trunning\t42\n"));
+        lose();
+        const Ended ended = watch.Wait();
+        EXPECT_EQ(3, ended.status);
+        EXPECT_EQ("orvane: the connection to the service is lost\n", ended.err);
+    }
+    server.SetListening(true);
+    server.ExpireSessions();
 }
 
 TEST_F(OrvaneJobs, SessionsAreListedWithoutTheirKeys) {
