@@ -5,6 +5,7 @@
 #include <fmt/format.h>
 
 #include "tools/orvane/aboutCommand.h"
+#include "tools/orvane/callCommand.h"
 #include "tools/orvane/command.h"
 #include "tools/orvane/completionCommand.h"
 #include "tools/orvane/configCommand.h"
@@ -19,6 +20,7 @@
 #include "tools/orvane/profileCommand.h"
 #include "tools/orvane/schemaCommand.h"
 #include "tools/orvane/sessionCommand.h"
+#include "tools/orvane/setCommand.h"
 #include "tools/orvane/settings.h"
 #include "tools/orvane/terminal.h"
 #include "tools/orvane/usageText.h"
@@ -105,7 +107,8 @@ void SetWordsOfHelp(CLI::App &program) {
 /* A command is made with its help option, which has a group of its own then. */
 void GroupHelpOptions(CLI::App &command) {
     for (CLI::App *each : command.get_subcommands([](CLI::App *) { return true; })) {
-        each->get_help_ptr()->group(command.option_defaults()->get_group());
+        if (CLI::Option *help = each->get_help_ptr(); help != nullptr)
+            help->group(command.option_defaults()->get_group());
         GroupHelpOptions(*each);
     }
 }
@@ -161,6 +164,10 @@ int Run(int argc, char **argv) {
     AddDemo(program, demoOptions, status);
     AboutOptions aboutOptions;
     AddAbout(program, aboutOptions, status);
+    CallOptions callOptions;
+    AddCall(program, callOptions, status);
+    SetOptions setOptions;
+    AddSet(program, setOptions, status);
     SchemaOptions schemaOptions;
     AddSchema(program, schemaOptions, status);
     GetOptions getOptions;

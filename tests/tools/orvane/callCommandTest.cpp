@@ -1,0 +1,174 @@
+// "orvane call" and "orvane set": results, help, requests that are not sent, and all that can go wrong.
+#include <nlohmann/json.hpp>
+
+#include "tests/support/temporaryFolder.h"
+#include "tests/tools/orvane/serviceFixture.h"
+
+namespace {
+
+using nlohmann::json;
+using simulator::TroubleKind;
+using testing::HasSubstr;
+using testing::Not;
+using Words = std::vector<std::string>;
+
+struct Call : WithSimulator {
+    Call() : WithSimulator({.machines = 4, .taskDurationMs = 300}) {
+        folder.Write("overlay.schema", "namespace ozy\n\ndata VirtualMachineConfigSpec ...\n"
+                                       "  name string? @ozy2/2.0\n  numCPUs int? @ozy2/2.0\n");
+        setenv("ORVANE_SCHEMA_OVERLAY", folder.Path("overlay.schema").c_str(), 1);
+        Program::looksForLeaks = false;
+    }
+    ~Call() override {
+        unsetenv("ORVANE_SCHEMA_OVERLAY");
+        Program::looksForLeaks = true;
+    }
+    const TemporaryFolder folder;
+};
+
+TEST_F(Call, WritesTheResultInEachForm) {
+    const struct {
+        Words words;
+        const char *out;
+    } rows[] = {
+        {{"vm-101", "Rename_Task", "newName=a"}, ""},
+        {{"vm-101", "Rename_Task", "newName=b", "--output", "json"}, "null\n"},
+        {{"vm-101", "CreateSnapshot_Task", "name=s", "memory=false", "quiesce=false"},
+         "snapshot-1\n"},
+        {{"vm-101", "CreateSnapshot_Task", "name=s", "memory=false", "quiesce=false", "--output",
+          "jsonl"},
+         "{\"_type\":\"VirtualMachineSnapshot\",\"_id\":\"snapshot-2\"}\n"},
+        {{"group-v3", "CreateFolder", "name=@@x"}, "group-v1001\n"},
+    };
+    for (const auto &row : rows) {
+        Words words = row.words;
+        words.insert(words.begin(), "call");
+        const Ended ended = Run(words);
+        EXPECT_EQ(0, ended.status) << row.words[1] << ": " << ended.err;
+        EXPECT_EQ("", ended.err);
+        EXPECT_EQ(row.out, ended.out) << row.words[1];
+    }
+}
+
+TEST_F(Call, ShowsWhatAMethodTakes) {
+    EXPECT_EQ("CreateSnapshot_Task of VirtualMachine\n"
+              "Starts a task, whose end is waited for.\n"
+              "ARGUMENT     TYPE               NEEDED  RELEASE\n"
+              "name         string             yes\n"
+              "description  string             no\n"
+              "memory       boolean, probably  yes\n"
+              "quiesce      boolean, probably  yes\n",
+              Screen(80, {"call", "vm-101", "CreateSnapshot_Task", "--help"}));
+    EXPECT_EQ("ReconfigVM_Task of VirtualMachine\n"
+              "Starts a task, whose end is waited for.\n"
+              "ARGUMENT\n"
+              "  TYPE  NEEDED  RELEASE\n"
+              "spec\n"
+              "  VirtualMachineConfigSpec, probably\n"
+              "  yes\n"
+              "spec.name\n"
+              "  string  no  ozy2/2.0\n"
+              "spec.numCPUs\n"
+              "  int  no  ozy2/2.0\n",
+              Screen(40, {"call", "ReconfigVM_Task", "-h"}));
+    Program::language = "de_DE.UTF-8";
+    EXPECT_EQ("MarkAsTemplate von VirtualMachine\nHat kein Ergebnis.\nSie hat keine Argumente.\n",
+              Screen(80, {"call", "MarkAsTemplate", "-h"}));
+    const json all = json::parse(Run({"call", "SetTaskState", "-h", "--output", "json"}).out);
+    EXPECT_EQ("TaskInfoState", all[0]["arguments"][0]["type"]);
+    EXPECT_EQ(json({"queued", "running", "success", "error"}), all[0]["arguments"][0]["words"]);
+    EXPECT_EQ(0, server.NumCalls("Login"));
+}
+
+TEST_F(Call, ARequestThatIsNotSentShowsNoSecret) {
+    for (const Words &words : {Words{"call", "vm-101", "UnlockVM", "key=sesame", "--dry-run"},
+                               Words{"set", "vm-101", "name=new", "numCPUs=4", "--dry-run"}}) {
+        const Ended ended = Run(words);
+        EXPECT_EQ(0, ended.status) << ended.err;
+        EXPECT_THAT(ended.out, Not(HasSubstr("sesame")));
+        const bool isCall = words[0] == "call";
+        EXPECT_THAT(ended.out, HasSubstr(isCall ? "<key>[redacted]</key>"
+                                                : "<name xsi:type=\"xsd:string\">new</name>\n"
+                                                  "          <numCPUs xsi:type=\"xsd:int\">4<"));
+    }
+    EXPECT_EQ(0, server.NumCalls("UnlockVM") + server.NumCalls("ReconfigVM_Task"));
+}
+
+TEST_F(Call, SetChangesTheConfiguration) {
+    EXPECT_EQ(0, Run({"set", "/Datacenter/vm/machine-0001", "name=web"}).status);
+    EXPECT_EQ("web\n", Run({"ls", "vm-101"}).out);
+    const Ended started = Run({"set", "web", "name=a\u202eb", "--no-wait"});
+    EXPECT_EQ("task-2\n", started.out) << started.err;
+    EXPECT_EQ(0, Run({"task", "wait", "task-2"}).status);
+    EXPECT_THAT(Run({"ls", "vm-101"}).out, Not(HasSubstr("\u202e")));
+}
+
+TEST_F(Call, WhatIsWrongIsOneLine) {
+    const struct {
+        Words words;
+        int status;
+        Words texts;
+    } rows[] = {
+        {{"call", "/Datacenter/vm/machine-001", "MarkAsTemplate"},
+         1,
+         {"similar: \"/Datacenter/vm/machine-0001\""}},
+        {{"call", "twin", "MarkAsTemplate"}, 1, {"2 objects are called \"twin\": ", "id"}},
+        {{"call", "vm-101", "MarkAsTemplat"}, 2, {"did you mean \"MarkAsTemplate\"?"}},
+        {{"call", "group-v3", "PowerOnVM_Task"}, 2, {"Folder has no method \"PowerOnVM_Task\""}},
+        {{"call", "vm-101", "UnlockVM", "kye=x"}, 2, {"has no argument \"kye\"", "\"key\"?"}},
+        {{"call", "vm-101", "ResetVM_Task", "a=x"}, 2, {"has no argument \"a\", and no other"}},
+        {{"call", "vm-101", "UnlockVM", "key"}, 2, {"\"key\" is not of the form NAME=VALUE"}},
+        {{"call", "vm-101", "SetScreenResolution", "width=1", "height=x"},
+         2,
+         {"height: \"x\" is no int"}},
+        {{"call", "vm-101", "SetScreenResolution", "width=1"}, 2, {"needs height=VALUE"}},
+        {{"call", "vm-101", "PowerOnVM_Task", "host=vm-102"},
+         2,
+         {"host: \"vm-102\" is a VirtualMachine, not a HostSystem"}},
+        {{"call", "vm-101"}, 2, {"needs an object and a method"}},
+        {{"call", "MarkAsTemplat", "-h"}, 2, {"did you mean \"MarkAsTemplate\"?"}},
+        {{"call", "vm-101", "Rename_Task", "newName=x", "--user", "observer"},
+         1,
+         {"NoPermission", "log in as one that has it"}},
+        {{"call", "vm-101", "MarkAsTemplate"}, 1, {"MarkAsTemplate: MethodNotFound"}},
+        {{"call", "vm-104", "PowerOnVM_Task"}, 1, {"InvalidPowerState"}},
+        {{"set", "vm-101", "nam=x"}, 2, {"no property \"nam\"; did you mean \"name\"?"}},
+        {{"set", "group-v3", "name=x"}, 2, {"a Folder has no method that changes"}},
+        {{"set", "domain-c7", "name=x"}, 2, {"no properties of ComputeResourceConfigSpec"}},
+    };
+    for (const char *id : {"vm-102", "vm-103"})
+        server.SetProperty(id, "name", "twin");
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.words[0] + " " + row.words.back());
+        const Ended ended = Run(row.words);
+        ExpectFailure(ended, row.status, row.texts);
+        EXPECT_EQ("", ended.out);
+    }
+}
+
+TEST_F(Call, TroubleOfTheServiceAndOfTheOutput) {
+    const struct {
+        simulator::Trouble trouble;
+        int status;
+        const char *text;
+    } rows[] = {
+        {{.kind = TroubleKind::Silent, .method = "Rename_Task"}, 6, "no answer within 1 s"},
+        {{.kind = TroubleKind::Reset, .method = "Rename_Task"}, 3, "Rename_Task: "},
+        {{.kind = TroubleKind::ExpireSession, .method = "Rename_Task"}, 4, "NotAuthenticated"},
+        {{.kind = TroubleKind::Fault, .method = "Rename_Task", .faultType = "DuplicateName"},
+         1,
+         "Rename_Task: DuplicateName"},
+    };
+    for (const auto &row : rows) {
+        server.AddTrouble(row.trouble);
+        ExpectFailure(Run({"call", "vm-101", "Rename_Task", "newName=x", "--timeout", "1"}),
+                      row.status, {row.text});
+        server.ClearTroubles();
+        server.ExpireSessions();
+    }
+    Program full("bin/orvane", {"call", "ServiceInstance", "CurrentTime"}, false,
+                 {.output = "/dev/full"});
+    ExpectFailure(full.Wait(), 1, {"the output cannot be written"});
+}
+
+} // namespace

@@ -1,0 +1,135 @@
+#include "tools/orvane/callCommand.h"
+
+#include "tools/orvane/callArguments.h"
+#include "tools/orvane/command.h"
+#include "tools/orvane/jsonText.h"
+#include "tools/orvane/library.h"
+#include "tools/orvane/methodHelp.h"
+#include "tools/orvane/objectFinder.h"
+#include "tools/orvane/resultText.h"
+#include "tools/orvane/settings.h"
+#include "tools/orvane/terminal.h"
+
+namespace orvaneCli {
+
+namespace {
+
+struct UnsetValue {
+    GValue value = G_VALUE_INIT;
+    ~UnsetValue() { orvane_value_cond_unset(&value); }
+};
+
+void WriteRequest(const OrvaneMethodInfo &method, SkemaQormManagedObject *object,
+                  const GValue *values, guint numValues) {
+    const GPtr<char> text(orvane_method_format_request(&method, object, values, numValues));
+    if (!text)
+        throw Failure(
+            Text(MSGID("call.unwritable") "the request of %s cannot be written", method.name));
+    WriteOutput(IsJsonWanted() ? "{\"request\": " + JsonText(text.get()) + "}\n"
+                               : std::string(text.get()) + "\n");
+}
+
+/* The reference of the task. */
+void WriteTask(const MethodRun &run) {
+    WriteOutput(IsJsonWanted() ? "{\"_type\": \"Task\", \"_id\": " + JsonText(run.TaskId()) + "}\n"
+                               : Printable(run.TaskId()) + "\n");
+}
+
+int RunCall(CallOptions &options) {
+    if (options.isHelpWanted) {
+        const Library library; /* loads the overlays of the schema */
+        ShowSchemaHelp(options.method.empty() ? options.object : options.method);
+        return kDone;
+    }
+    if (options.method.empty())
+        throw BadUsage(
+            Text(MSGID("call.incomplete") "call needs an object and a method; see orvane "
+                                          "call --help"));
+    options.task.limitSeconds = options.login.timeoutSeconds;
+    return WithService(options, [&](const Service &service) {
+        ObjectFinder finder(service);
+        const ProxyPtr object = finder.Find(options.object);
+        const GType type = G_OBJECT_TYPE(object.get());
+        const MethodPtr method(orvane_method_info_new(type, options.method.c_str()));
+        if (!method)
+            throw NoMethod(options.method, type);
+        const ValueReader reader(service.Session(),
+                                 [&](const std::string &word) { return finder.Find(word); });
+        const CallArguments arguments(*method, options.arguments, reader);
+        RunMethod(service, *method, object.get(), arguments.Values(), arguments.Count(),
+                  options.task, options.isDry);
+        return kDone;
+    });
+}
+
+} // namespace
+
+void RunMethod(const Service &service, const OrvaneMethodInfo &method,
+               SkemaQormManagedObject *object, const GValue *values, guint numValues,
+               const TaskOptions &task, bool isDry) {
+    if (isDry)
+        return WriteRequest(method, object, values, numValues);
+    MethodRun run(service, method.name, task);
+    {
+        const bool hasBar =
+            ReturnsTask(method) && task.isTaskWaited && !service.IsQuiet() && !IsJsonWanted();
+        ProgressBars bars(hasBar);
+        run.Start(method, object, values, numValues);
+        try {
+            WaitUntil(
+                [&] {
+                    if (!run.TaskId().empty())
+                        bars.Set(0, method.name, run.Percent());
+                    return run.IsOver();
+                },
+                bars);
+        } catch (const Interrupted &interrupted) {
+            throw Failure(interrupted.what() + GoesOnText({run.TaskId()}), interrupted.status);
+        }
+    }
+    run.Succeed();
+    if (!task.isTaskWaited && !run.TaskId().empty())
+        return WriteTask(run);
+    UnsetValue result;
+    orvane_listener_get_result(run.Listener(), &result.value);
+    WriteResult(&result.value);
+}
+
+void AddCall(CLI::App &program, CallOptions &options, int &status) {
+    CLI::App *call = program.add_subcommand(
+        "call", Text(MSGID("help.call") "Call a method of an object of the service"));
+    call->footer(
+        Text(
+            MSGID("help.call.footer") "\"orvane call METHOD --help\" lists the arguments of a "
+                                      "method, and \"orvane call CLASS --help\" the properties of "
+                                      "a class of data objects.\nA VALUE is a text, a number, true "
+                                      "or false, a word; the path or id of an object; JSON for a "
+                                      "data object; or @FILE for what is in a file. A list takes "
+                                      "NAME=VALUE several times.") +
+        "\n\n" + Text(MSGID("help.word.examples") "Examples:") +
+        "\n  orvane call ServiceInstance CurrentTime\n"
+        "  orvane call /Datacenter/vm/web ReconfigVM_Task spec='{\"name\": \"web-1\"}' --dry-run");
+    /* METHOD and the arguments decide about the help */
+    call->set_help_flag();
+    call->add_flag("-h,--help", options.isHelpWanted, Text(MSGID("help.help") "Show this help"));
+    call->add_option("object", options.object,
+                     Text(MSGID("help.object") "Path, id or name of an object, such as "
+                                               "/Datacenter/vm/web or vm-101"));
+    call->add_option("method", options.method,
+                     Text(MSGID("help.call.method") "Name of a method, such as PowerOnVM_Task"));
+    call->add_option("arguments", options.arguments,
+                     Text(MSGID("help.call.arguments") "NAME=VALUE for each argument"));
+    call->add_flag("--dry-run", options.isDry,
+                   Text(MSGID("help.dryRun") "Show the request without its secrets, and do not "
+                                             "send it"));
+    AddTaskOptions(*call, options.task);
+    AddServiceOptions(*call, options, true);
+    call->callback([call, &options, &status] {
+        if (options.isHelpWanted && options.object.empty())
+            WriteOutput(call->help(call->get_parent()->get_name()));
+        else
+            status = RunCommand([&] { return RunCall(options); });
+    });
+}
+
+} // namespace orvaneCli

@@ -1,0 +1,19 @@
+/*
+ * resultText.h -- the result of a call on stdout, in the form of the setting "output"
+ *
+ *   table, plain   a line for a text, number or id; each element of a list on its own; data objects as JSON
+ *   json           one document; null without a result
+ *   jsonl          the same on one line; a list has a line for each element
+ *
+ * Errors: Failure, if JSON cannot express it.
+ */
+#pragma once
+
+#include <glib-object.h>
+
+namespace orvaneCli {
+
+/* A zeroed value is no result. */
+void WriteResult(const GValue *value);
+
+} // namespace orvaneCli
