@@ -17,11 +17,13 @@
 #include "tools/orvane/manualOption.h"
 #include "tools/orvane/message.h"
 #include "tools/orvane/nearestWord.h"
+#include "tools/orvane/powerCommand.h"
 #include "tools/orvane/profileCommand.h"
 #include "tools/orvane/schemaCommand.h"
 #include "tools/orvane/sessionCommand.h"
 #include "tools/orvane/setCommand.h"
 #include "tools/orvane/settings.h"
+#include "tools/orvane/taskCommand.h"
 #include "tools/orvane/terminal.h"
 #include "tools/orvane/usageText.h"
 #include "tools/standardStreams.h"
@@ -166,8 +168,12 @@ int Run(int argc, char **argv) {
     AddAbout(program, aboutOptions, status);
     CallOptions callOptions;
     AddCall(program, callOptions, status);
+    PowerOptions powerOptions;
+    AddPower(program, powerOptions, status);
     SetOptions setOptions;
     AddSet(program, setOptions, status);
+    TaskCommandOptions taskOptions;
+    AddTask(program, taskOptions, status);
     SchemaOptions schemaOptions;
     AddSchema(program, schemaOptions, status);
     GetOptions getOptions;
