@@ -1,6 +1,7 @@
 #include "ozy/lib/orvane/soap/orvaneSoapInt.h"
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <span>
 
@@ -88,6 +89,39 @@ SoapWriter SoapInContainer(const SoapWriter &writer) {
     }
 }
 
+/*
+ * The marks of an object, which say which of its optional fields were set. Its data are read once, since each look-up of
+ * one would lock their list.
+ */
+class SoapMarks {
+public:
+    /* A class of the application may change marks while its properties are read, so these are looked up one by one. */
+    SoapMarks(GObject *of, bool isRead) : object(of), isComplete(isRead) {
+        if (isRead)
+            g_datalist_foreach(&object->qdata, Add, this);
+    }
+    bool Has(GQuark mark) const {
+        if (!isComplete)
+            return g_object_get_qdata(object, mark) != nullptr;
+        const auto known = std::span(keys).first(count);
+        return std::ranges::find(known, mark) != known.end();
+    }
+
+private:
+    static void Add(GQuark key, gpointer, gpointer data) {
+        auto *marks = static_cast<SoapMarks *>(data);
+        if (marks->count == marks->keys.size())
+            marks->isComplete = false;
+        else
+            marks->keys[marks->count++] = key;
+    }
+
+    GObject *object;
+    bool isComplete;
+    gsize count = 0;
+    std::array<GQuark, 32> keys; /* of all data of the object */
+};
+
 /* Whether a class of the schema keeps the property as an id. */
 bool IsReference(const SoapProperty &property) {
     return property.kind == SoapKind::Managed && property.field != nullptr &&
@@ -127,11 +161,12 @@ bool OrvaneSoapWriteObject(const SoapWriter &outer, std::string_view name, GObje
         return false;
 
     OrvaneSoapAppend(writer.out, "<", name, " xsi:type=\"", OrvaneSoapSpell(plan->wireName), "\">");
+    const SoapMarks marks(object, plan->isDirect);
     bool isWritten = true;
     for (const SoapProperty &property : plan->properties) {
         if ((property.versions & writer.versions) == 0)
             continue;
-        if (property.mark != 0 && g_object_get_qdata(object, property.mark) == nullptr)
+        if (property.mark != 0 && !marks.Has(property.mark))
             continue;
         // Only the last property's result counts: an empty array must not lose the object.
         isWritten = SoapWriteProperty(writer, property, object);

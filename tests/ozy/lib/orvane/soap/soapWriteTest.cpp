@@ -89,6 +89,15 @@ TEST(SoapWrite, OptionalPropertiesGoByTheMarkNotByTheValue) {
     EXPECT_EQ("<o xsi:type=\"WaitOptions\">"
               "<maxObjectUpdates xsi:type=\"xsd:int\">0</maxObjectUpdates></o>",
               Written("o", ObjectValue(options).get(), ""));
+
+    /* other data of the object, few and many, do not change that */
+    const std::string marked = Written("o", ObjectValue(options).get(), "");
+    for (int i = 0; i < 100; i++) {
+        g_object_set_data(options.get(), ("other " + std::to_string(i)).c_str(), options.get());
+        ASSERT_EQ(marked, Written("o", ObjectValue(options).get(), "")) << i;
+    }
+    g_object_set_data(options.get(), "_maxObjectUpdates", nullptr);
+    EXPECT_EQ("<o xsi:type=\"WaitOptions\"></o>", Written("o", ObjectValue(options).get(), ""));
 }
 
 TEST(SoapWrite, BaseClassesComeFirstAndNestedObjectsNameTheirOwnClass) {
