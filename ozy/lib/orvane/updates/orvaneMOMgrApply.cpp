@@ -99,10 +99,13 @@ void EmitArrayNotify(GObject *object, GParamSpec *pspec, gboolean isAdded, const
         g_signal_emit(object, signal, g_param_spec_get_name_quark(pspec), pspec, isAdded, element);
 }
 
+/* Whether a handler would be invoked: one of this property, or one of all properties, which has no detail. */
 bool HasArrayHandler(GObject *object, GParamSpec *pspec) {
     const guint signal = g_signal_lookup("array_notify", G_OBJECT_TYPE(object));
-    return signal != 0 &&
-           g_signal_has_handler_pending(object, signal, g_param_spec_get_name_quark(pspec), TRUE);
+    const GQuark details[] = {g_param_spec_get_name_quark(pspec), 0};
+    return signal != 0 && std::ranges::any_of(details, [=](GQuark detail) {
+               return g_signal_has_handler_pending(object, signal, detail, TRUE);
+           });
 }
 
 /* The property's own array, to be changed in place; NULL if it has none or may not be changed so. */

@@ -521,15 +521,47 @@ TEST_F(UpdatePath, AHandlerMayChangeTheArrayOfItsSignal) {
             const Value other = ArrayValue({});
             g_object_set_property(holder, pspec->name, other.get());
         };
-    const ObjectPtr<GObject> spec(
-        static_cast<GObject *>(g_object_new(orvane_lookup_type("PropertySpec"), nullptr)));
-    g_signal_connect(spec.get(), "array_notify::pathSet", G_CALLBACK(change), nullptr);
     const struct {
         gint op;
         const char *path, *expected;
     } rows[] = {
         {kAdd, "pathSet", "[x]"}, {kAdd, "pathSet", "[x,x]"}, {kRemove, "pathSet[\"x\"]", "[x]"}};
+    for (const char *signal : {"array_notify::pathSet", "array_notify"}) {
+        const ObjectPtr<GObject> spec(
+            static_cast<GObject *>(g_object_new(orvane_lookup_type("PropertySpec"), nullptr)));
+        g_signal_connect(spec.get(), signal, G_CALLBACK(change), nullptr);
+        for (const auto &row : rows) {
+            orvane_momgr_update_property(momgr.get(), spec.get(), row.path, x.get(), row.op);
+            Value held(G_TYPE_VALUE_ARRAY);
+            g_object_get_property(spec.get(), "pathSet", held.get());
+            EXPECT_EQ(row.expected, Shown(held.get())) << signal << " " << row.path;
+        }
+    }
+}
+
+/* What a handler of "notify" makes of an array that was changed in place stays. */
+TEST_F(UpdatePath, AHandlerOfNotifyMayChangeTheArray) {
+    const auto change = +[](GObject *holder, GParamSpec *pspec, int *left) {
+        if ((*left)-- <= 0)
+            return;
+        const Value other = ArrayValue({});
+        g_object_set_property(holder, pspec->name, other.get());
+    };
+    const struct {
+        gint op;
+        const char *path, *expected;
+        int numChanges;
+    } rows[] = {{kAdd, "pathSet", "[x]", 0},
+                {kAdd, "pathSet", "[]", 1},
+                {kAdd, "pathSet", "[x]", 0},
+                {kAdd, "pathSet", "[x,x]", 0},
+                {kRemove, "pathSet[\"x\"]", "[]", 1}};
+    const ObjectPtr<GObject> spec(
+        static_cast<GObject *>(g_object_new(orvane_lookup_type("PropertySpec"), nullptr)));
+    int numChanges = 0;
+    g_signal_connect(spec.get(), "notify::pathSet", G_CALLBACK(change), &numChanges);
     for (const auto &row : rows) {
+        numChanges = row.numChanges;
         orvane_momgr_update_property(momgr.get(), spec.get(), row.path, x.get(), row.op);
         Value held(G_TYPE_VALUE_ARRAY);
         g_object_get_property(spec.get(), "pathSet", held.get());
