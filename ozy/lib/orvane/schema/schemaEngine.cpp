@@ -38,6 +38,15 @@ constexpr auto kLeaveFlags =
 constinit std::atomic<const SchemaTables *> gTables{&kSchemaTables};
 constinit std::atomic<bool> gIsAnyRegistered{false};
 
+/* Observers of all threads; a look at the thread's own costs more. */
+constinit std::atomic<int> gNumObservers{0};
+constinit thread_local SchemaObserver tObserver = nullptr;
+
+void Observe(GObject *object, const SchemaField *field) {
+    if (gNumObservers.load(std::memory_order_relaxed) > 0 && tObserver != nullptr)
+        tObserver(object, field);
+}
+
 const char *Text(guint32 offset) {
     return SchemaEngine_Tables()->text + offset;
 }
@@ -178,6 +187,7 @@ void ReleaseRoot(GObject *object, SchemaKind kind) {
 
 /* One for all: from the object's own class up to the root, each class's fields in their order. */
 void SchemaFinalize(GObject *object) {
+    Observe(object, nullptr);
     const SchemaClass *own = SchemaOf(object);
     for (const SchemaClass *klass = own; klass != nullptr; klass = klass->base)
         ReleaseFields(object, klass);
@@ -414,12 +424,20 @@ const SchemaClass *SchemaClass_Get(gpointer klass) {
     return nullptr;
 }
 
+void SchemaEngine_Observe(SchemaObserver observer) {
+    gNumObservers.fetch_add((observer != nullptr) - (tObserver != nullptr),
+                            std::memory_order_relaxed);
+    tObserver = observer;
+}
+
 void SchemaClass_SetField(GObject *object, const SchemaField *field, const GValue *value) {
+    Observe(object, field);
     field->store->set(PlaceOf(object, field), value);
     Mark(object, field);
 }
 
 void SchemaClass_TakeField(GObject *object, const SchemaField *field, GValue *value) {
+    Observe(object, field);
     const auto take = field->store->take;
     if (take != nullptr)
         take(PlaceOf(object, field), value);

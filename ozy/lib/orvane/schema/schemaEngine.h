@@ -73,6 +73,15 @@ void SchemaClass_SetField(GObject *object, const SchemaField *field, const GValu
 /* The same, but takes over the content of the value where that saves a copy. */
 void SchemaClass_TakeField(GObject *object, const SchemaField *field, GValue *value);
 
+/*
+ * Is called before a field of an object is stored, or without a field when an object is about to release all of its fields.
+ * It must not store anything.
+ */
+using SchemaObserver = void (*)(GObject *object, const SchemaField *field);
+
+/* Sets the observer of the calling thread's stores; NULL for none. */
+void SchemaEngine_Observe(SchemaObserver observer);
+
 /* The field behind a property; NULL if an application's class below the schema's has it, or may store it. */
 const SchemaField *SchemaClass_FindField(GObject *object, const GParamSpec *pspec);
 

@@ -56,14 +56,15 @@ public:
     bool IsValid() const { return list != nullptr; }
     bool IsIn(const OrvaneMOMgr *manager) const;
     guint Count() const { return list->ids->n_values; }
+    const GValueArray *Ids() const { return list->ids; } /* texts */
     /* Index of the first element with that id, or -1. */
     gint Find(const char *id) const;
     /* The proxy of an element; it is made if it is gone. Returns: (transfer none) (nullable) */
     SkemaQormManagedObject *GetProxy(guint index) const;
     void Append(const SkemaQormManagedObject *proxy);
-    /* Also releases the proxy, as a store does. The list is not to be used any more: that may run the application's
-     * code. */
-    void Remove(guint index);
+    /* Also releases the proxy if isLast, so if no other element has its id, as a store does. The list is not to be used
+     * any more: that may run the application's code. */
+    void Remove(guint index, bool isLast);
 
 private:
     SchemaPlace place{};

@@ -5,6 +5,7 @@
 // An array that grows or shrinks by one element is changed in place. If a handler of "array_notify" may see or set
 // the property meanwhile, a copy is changed instead, and then moved into the object.
 #include <algorithm>
+#include <cstring>
 #include <span>
 #include <utility>
 
@@ -14,6 +15,7 @@
 #include "ozy/lib/orvane/schema/schemaReference.h"
 #include "ozy/lib/orvane/soap/orvaneSoapCheck.h"
 #include "ozy/lib/orvane/updates/orvaneMOMgrInt.h"
+#include "ozy/lib/orvane/updates/orvaneUpdateIndex.h"
 #include "ozy/lib/orvane/updates/orvaneUpdatePath.h"
 
 namespace {
@@ -122,18 +124,6 @@ void SetArray(GObject *object, GParamSpec *pspec, ValueArrayPtr array) {
     Store(object, pspec, &value.value);
 }
 
-/* Whether a search for a key runs no code of the application: the elements are of classes of the schema. */
-bool IsSearchPlain(const GValueArray *array) {
-    return std::ranges::all_of(
-        std::span(array->values, array->n_values), [](const GValue &element) {
-            GObject *object = MOMgrGetObject(&element, G_TYPE_OBJECT);
-            if (object == nullptr)
-                return true;
-            const SchemaClass *schema = SchemaClass_Get(G_OBJECT_GET_CLASS(object));
-            return schema != nullptr && schema->type == G_OBJECT_TYPE(object);
-        });
-}
-
 /* Appends a value; an array of the type "any" holds boxed values. */
 void Append(GValueArray *array, GType elementType, const GValue *value) {
     SchemaArray_MakeRoom(array);
@@ -166,6 +156,7 @@ bool AddReferenceInPlace(GObject *object, GParamSpec *pspec, const GValue *value
     SchemaReferenceList references = ReferencesInPlace(object, pspec);
     if (references.IsValid()) {
         references.Append(proxy);
+        OrvaneUpdateIndex_NoteAdded(object, SchemaClass_FindField(object, pspec), references.Ids());
         g_object_notify_by_pspec(object, pspec);
     }
     g_object_thaw_notify(object);
@@ -186,6 +177,7 @@ void Add(GObject *object, const std::string &piece, const GValue *value) {
         /* the emission may have run a class handler that an application installed */
         if (GValueArray *own = ArrayInPlace(object, pspec)) {
             Append(own, ElementType(pspec), value);
+            OrvaneUpdateIndex_NoteAdded(object, SchemaClass_FindField(object, pspec), own);
             g_object_notify_by_pspec(object, pspec);
         }
         g_object_thaw_notify(object);
@@ -214,13 +206,16 @@ bool CheckIndex(const GValueArray *array, gint index) {
 /* FALSE if the array must be changed in a copy. */
 bool RemoveInPlace(OrvaneMOMgr *momgr, GObject *object, const OrvaneUpdateElement &element) {
     GValueArray *array = ArrayInPlace(object, element.pspec);
-    if (array == nullptr || !IsSearchPlain(array))
+    if (array == nullptr)
         return false;
-    const OrvaneUpdateSearch search = OrvaneUpdatePath_FindElement(momgr, array, element.key);
-    if (!search.isPossible || !CheckIndex(array, search.index))
+    const SchemaField *field = SchemaClass_FindField(object, element.pspec);
+    const auto search = OrvaneUpdatePath_FindInPlace(momgr, object, field, array, element.key);
+    if (!search.has_value())
+        return false;
+    if (!search->isPossible || !CheckIndex(array, search->index))
         return true;
 
-    const auto index = static_cast<guint>(search.index);
+    const auto index = static_cast<guint>(search->index);
     ScopedValue removed(G_VALUE_TYPE(&array->values[index]));
     g_value_copy(&array->values[index], &removed.value);
     EmitArrayNotify(object, element.pspec, FALSE, &removed.value);
@@ -230,6 +225,7 @@ bool RemoveInPlace(OrvaneMOMgr *momgr, GObject *object, const OrvaneUpdateElemen
         return true;
     /* as in a set, what the element was is released before the handlers run */
     g_object_freeze_notify(object);
+    OrvaneUpdateIndex_NoteRemoved(object, field, index);
     g_value_array_remove(array, index);
     g_object_notify_by_pspec(object, element.pspec);
     orvane_value_cond_unset(&removed.value);
@@ -237,18 +233,31 @@ bool RemoveInPlace(OrvaneMOMgr *momgr, GObject *object, const OrvaneUpdateElemen
     return true;
 }
 
-/* FALSE if the references must be changed in a copy. A key that no element has selects the first one. */
+/* Whether no other element has the id of this one. */
+bool IsLastReference(GObject *object, const SchemaField *field,
+                     const SchemaReferenceList &references, guint index) {
+    const GValueArray *ids = references.Ids();
+    const char *id = g_value_get_string(&ids->values[index]);
+    if (const UpdateKeys *keys = OrvaneUpdateIndex_Search(object, field, ids))
+        return keys->CountOf({true, 0, id}) == 1;
+    return std::ranges::count_if(std::span(ids->values, ids->n_values), [id](const GValue &other) {
+               return strcmp(g_value_get_string(&other), id) == 0;
+           }) == 1;
+}
+
+/* FALSE if the references must be changed in a copy. */
 bool RemoveReferenceInPlace(OrvaneMOMgr *momgr, GObject *object,
                             const OrvaneUpdateElement &element) {
     const SchemaReferenceList before = ReferencesInPlace(object, element.pspec);
     if (!before.IsValid() || !before.IsIn(momgr))
         return false;
-    const GPtr<char> id(orvane_momgr_key_get_string(element.key.c_str()));
-    const gint found = id != nullptr ? before.Find(id.get()) : -1;
-    if (found < 0 && orvane_momgr_lookup(momgr, id.get()) == nullptr)
+    const SchemaField *field = SchemaClass_FindField(object, element.pspec);
+    const OrvaneUpdateSearch search =
+        OrvaneUpdatePath_FindReference(momgr, object, field, before, element.key);
+    if (!search.isPossible)
         return true;
 
-    const auto index = static_cast<guint>(std::max(found, 0));
+    const auto index = static_cast<guint>(search.index);
     {
         SkemaQormManagedObject *proxy = before.GetProxy(index);
         ScopedValue removed(G_OBJECT_TYPE(proxy));
@@ -260,7 +269,9 @@ bool RemoveReferenceInPlace(OrvaneMOMgr *momgr, GObject *object,
     if (!references.IsValid() || index >= references.Count())
         return true;
     g_object_freeze_notify(object);
-    references.Remove(index);
+    const bool isLast = IsLastReference(object, field, references, index);
+    OrvaneUpdateIndex_NoteRemoved(object, field, index);
+    references.Remove(index, isLast);
     g_object_notify_by_pspec(object, element.pspec);
     g_object_thaw_notify(object);
     return true;

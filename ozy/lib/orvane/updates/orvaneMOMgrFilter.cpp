@@ -7,6 +7,7 @@
 #include "ozy/lib/orvane/runtime/roomsAbove.h"
 #include "ozy/lib/orvane/schema/schemaReference.h"
 #include "ozy/lib/orvane/updates/orvaneMOMgrInt.h"
+#include "ozy/lib/orvane/updates/orvaneUpdateIndex.h"
 
 namespace {
 
@@ -136,6 +137,7 @@ std::vector<MOMgrFilterPtr> RewoundOf(MOMgrFilters *filters) {
 /* Applies what was held, once every filter is known. */
 void ApplyHeld(OrvaneMOMgr *momgr) {
     MOMgrProxies proxies;
+    const UpdateIndexScope scope;
     MOMgrFilters *filters = momgr->priv->filters;
     while (filters->numCreating == 0 && !filters->held.empty() && MOMgrIsFollowing(momgr)) {
         const MOMgrHeldUpdate update = std::move(filters->held.front());

@@ -14,6 +14,7 @@
 #include "ozy/lib/orvane/runtime/roomsAbove.h"
 #include "ozy/lib/orvane/schema/schemaSession.h"
 #include "ozy/lib/orvane/updates/orvaneMOMgrInt.h"
+#include "ozy/lib/orvane/updates/orvaneUpdateIndex.h"
 
 namespace {
 
@@ -653,6 +654,7 @@ void orvane_momgr_retrieve_contents_cb(OrvaneListener *internal, gpointer data) 
     OrvaneMOMgr *momgr = Cast(data);
     const auto holdManager = MOMgrHold(momgr);
     MOMgrProxies inArrays; /* released after the reply */
+    const UpdateIndexScope scope;
     const ObjectPtr<OrvaneListener> release(internal);
     if (orvane_listener_get_state(internal) != ORVANE_LISTENER_SUCCEEDED) {
         FailRetrieval(momgr, internal);

@@ -8,6 +8,7 @@
 #include "apps/lib/basicHttp/basicHttp.h"
 #include "ozy/lib/orvane/runtime/roomsAbove.h"
 #include "ozy/lib/orvane/updates/orvaneMOMgrInt.h"
+#include "ozy/lib/orvane/updates/orvaneUpdateIndex.h"
 
 namespace {
 
@@ -250,6 +251,7 @@ void orvane_momgr_updates_cb(OrvaneListener *internal, gpointer data) {
     priv->updatesInFlight = FALSE;
     {
         MOMgrProxies proxies; /* released after the reply */
+        const UpdateIndexScope scope;
         const ObjectPtr<OrvaneListener> release(internal);
         ScopedValue result;
         orvane_listener_get_result(internal, &result.value);

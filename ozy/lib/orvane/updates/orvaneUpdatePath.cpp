@@ -1,5 +1,6 @@
 #include "ozy/lib/orvane/updates/orvaneUpdatePath.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <optional>
@@ -9,6 +10,7 @@
 
 #include "ozy/lib/orvane/soap/orvaneSoapCheck.h"
 #include "ozy/lib/orvane/updates/orvaneMOMgrInt.h"
+#include "ozy/lib/orvane/updates/orvaneUpdateIndex.h"
 
 namespace {
 
@@ -49,8 +51,35 @@ ObjectPtr<GObject> EnterProperty(GObject *object, const std::string &name) {
     return made;
 }
 
-/* The object at an index of an array. */
+/* The object in an element of an array; NULL if the search found none. */
+ObjectPtr<GObject> ObjectAt(const GValueArray *array, const OrvaneUpdateSearch &search) {
+    const auto index = static_cast<guint>(search.index);
+    if (!search.isPossible || index >= array->n_values)
+        return nullptr;
+    return MOMgrHold(MOMgrGetObject(&array->values[index], G_TYPE_OBJECT));
+}
+
+/* The object in an element of an array. The array is not copied where a class of the schema keeps it. */
 ObjectPtr<GObject> EnterElement(OrvaneMOMgr *momgr, GObject *object, const std::string &piece) {
+    const OrvaneUpdateElement element = OrvaneUpdatePath_ParseElement(object, piece);
+    const SchemaField *field =
+        element.pspec != nullptr ? SchemaClass_FindField(object, element.pspec) : nullptr;
+    if (field != nullptr) {
+        if (const GValueArray *own = SchemaField_GetArray(object, field)) {
+            const auto search =
+                OrvaneUpdatePath_FindInPlace(momgr, object, field, own, element.key);
+            if (search.has_value())
+                return ObjectAt(own, *search);
+        }
+        const SchemaReferenceList references(object, field);
+        if (references.IsValid() && references.IsIn(momgr)) {
+            const OrvaneUpdateSearch search =
+                OrvaneUpdatePath_FindReference(momgr, object, field, references, element.key);
+            return search.isPossible ? MOMgrHold(reinterpret_cast<GObject *>(
+                                           references.GetProxy(static_cast<guint>(search.index))))
+                                     : nullptr;
+        }
+    }
     gint index = 0;
     ValueArrayPtr array(orvane_momgr_extract_array_element(momgr, object, piece.c_str(), &index));
     if (array == nullptr || index < 0 || static_cast<guint>(index) >= array->n_values)
@@ -58,31 +87,11 @@ ObjectPtr<GObject> EnterElement(OrvaneMOMgr *momgr, GObject *object, const std::
     return MOMgrHold(MOMgrGetObject(&array->values[index], G_TYPE_OBJECT));
 }
 
-std::optional<gint64> Integer(const GValue *value) {
-    switch (G_TYPE_FUNDAMENTAL(G_VALUE_TYPE(value))) {
-    case G_TYPE_CHAR:
-    case G_TYPE_UCHAR:
-    case G_TYPE_INT:
-    case G_TYPE_UINT:
-    case G_TYPE_LONG:
-    case G_TYPE_ULONG:
-    case G_TYPE_INT64:
-    case G_TYPE_UINT64:
-    case G_TYPE_ENUM: {
-        ScopedValue wide(G_TYPE_INT64);
-        g_value_transform(value, &wide.value);
-        return g_value_get_int64(&wide.value);
-    }
-    default:
-        return std::nullopt;
-    }
-}
-
 /* Whether a value is the text, or the number if there is no text. */
 bool Equals(const GValue *value, const char *text, gint number) {
     if (G_VALUE_HOLDS_STRING(value))
         return text != nullptr && g_strcmp0(g_value_get_string(value), text) == 0;
-    return text == nullptr && Integer(value) == number;
+    return text == nullptr && OrvaneUpdatePath_Integer(value) == number;
 }
 
 /* Index of the first element that satisfies the condition; -1 for none. */
@@ -115,7 +124,8 @@ const GParamSpec *KeyOfElements(const GValue *first) {
 }
 
 /* Searches an array. A key that no object has selects the first object. */
-OrvaneUpdateSearch FindDataObject(const GValueArray *array, const char *key) {
+OrvaneUpdateSearch FindDataObject(const GValueArray *array, const char *key,
+                                  const UpdateKeys *keys) {
     const GParamSpec *pspec = KeyOfElements(&array->values[0]);
     if (pspec == nullptr)
         return {false, 0};
@@ -124,11 +134,17 @@ OrvaneUpdateSearch FindDataObject(const GValueArray *array, const char *key) {
     if (pspec->value_type == G_TYPE_STRING) {
         GPtr<char> text(orvane_momgr_key_get_string(key));
         if (text != nullptr)
-            index = FindElement(array, [&](auto *value) { return HasKey(value, text.get(), 0); });
+            index =
+                keys != nullptr
+                    ? keys->Find({true, 0, text.get()})
+                    : FindElement(array, [&](auto *value) { return HasKey(value, text.get(), 0); });
     } else {
         const gint number = orvane_momgr_key_get_int(key);
         if (number != -1)
-            index = FindElement(array, [&](auto *value) { return HasKey(value, nullptr, number); });
+            index = keys != nullptr ? keys->Find({false, number, {}})
+                                    : FindElement(array, [&](auto *value) {
+                                          return HasKey(value, nullptr, number);
+                                      });
     }
     return {true, std::max(index, 0)};
 }
@@ -144,7 +160,7 @@ OrvaneUpdateSearch FindManagedObject(OrvaneMOMgr *momgr, const GValueArray *arra
     return {true, std::max(index, 0)};
 }
 
-OrvaneUpdateSearch FindPlain(const GValueArray *array, const char *key) {
+OrvaneUpdateSearch FindPlain(const GValueArray *array, const char *key, const UpdateKeys *keys) {
     GPtr<char> text;
     gint number = 0;
     if (G_VALUE_HOLDS_STRING(&array->values[0])) {
@@ -154,22 +170,46 @@ OrvaneUpdateSearch FindPlain(const GValueArray *array, const char *key) {
     } else {
         number = orvane_momgr_key_get_int(key);
     }
+    if (keys != nullptr)
+        return {true, keys->Find(text != nullptr ? UpdateKey{true, 0, text.get()}
+                                                 : UpdateKey{false, number, {}})};
     return {true,
             FindElement(array, [&](auto *value) { return Equals(value, text.get(), number); })};
 }
 
-OrvaneUpdateSearch FindByKey(OrvaneMOMgr *momgr, const GValueArray *array, const char *key) {
+OrvaneUpdateSearch FindByKey(OrvaneMOMgr *momgr, const GValueArray *array, const char *key,
+                             const UpdateKeys *keys) {
     const GValue *first = &array->values[0];
     if (!G_IS_VALUE(first))
         return {false, 0};
     if (g_type_is_a(G_VALUE_TYPE(first), skema_qorm_managed_object_get_type()))
         return FindManagedObject(momgr, array, key);
     if (G_VALUE_HOLDS_OBJECT(first))
-        return FindDataObject(array, key);
-    return FindPlain(array, key);
+        return FindDataObject(array, key, keys);
+    return FindPlain(array, key, keys);
 }
 
 } // namespace
+
+std::optional<gint64> OrvaneUpdatePath_Integer(const GValue *value) {
+    switch (G_TYPE_FUNDAMENTAL(G_VALUE_TYPE(value))) {
+    case G_TYPE_CHAR:
+    case G_TYPE_UCHAR:
+    case G_TYPE_INT:
+    case G_TYPE_UINT:
+    case G_TYPE_LONG:
+    case G_TYPE_ULONG:
+    case G_TYPE_INT64:
+    case G_TYPE_UINT64:
+    case G_TYPE_ENUM: {
+        ScopedValue wide(G_TYPE_INT64);
+        g_value_transform(value, &wide.value);
+        return g_value_get_int64(&wide.value);
+    }
+    default:
+        return std::nullopt;
+    }
+}
 
 GParamSpec *OrvaneUpdatePath_FindProperty(GObject *object, const char *name) {
     GParamSpec *pspec = g_object_class_find_property(G_OBJECT_GET_CLASS(object), name);
@@ -206,10 +246,38 @@ OrvaneUpdateElement OrvaneUpdatePath_ParseElement(GObject *object, std::string_v
 }
 
 OrvaneUpdateSearch OrvaneUpdatePath_FindElement(OrvaneMOMgr *momgr, const GValueArray *array,
-                                                const std::string &key) {
+                                                const std::string &key, const UpdateKeys *keys) {
     if (array == nullptr || array->n_values == 0)
         return {false, 0};
-    return FindByKey(momgr, array, key.c_str());
+    return FindByKey(momgr, array, key.c_str(), keys);
+}
+
+std::optional<OrvaneUpdateSearch> OrvaneUpdatePath_FindInPlace(OrvaneMOMgr *momgr, GObject *object,
+                                                               const SchemaField *field,
+                                                               const GValueArray *array,
+                                                               const std::string &key) {
+    const UpdateKeys *keys = OrvaneUpdateIndex_Search(object, field, array);
+    const std::span elements(array->values, array->n_values);
+    if (keys == nullptr && !std::ranges::all_of(elements, [](const GValue &element) {
+            return OrvaneUpdateIndex_IsPlain(&element);
+        }))
+        return std::nullopt;
+    return OrvaneUpdatePath_FindElement(momgr, array, key, keys);
+}
+
+/* A key that no element has selects the first one if it is the id of an object. */
+OrvaneUpdateSearch OrvaneUpdatePath_FindReference(OrvaneMOMgr *momgr, GObject *object,
+                                                  const SchemaField *field,
+                                                  const SchemaReferenceList &references,
+                                                  const std::string &key) {
+    const GPtr<char> id(orvane_momgr_key_get_string(key.c_str()));
+    if (id == nullptr)
+        return {false, 0};
+    const UpdateKeys *keys = OrvaneUpdateIndex_Search(object, field, references.Ids());
+    const gint found =
+        keys != nullptr ? keys->Find({true, 0, id.get()}) : references.Find(id.get());
+    const bool isPossible = found >= 0 || orvane_momgr_lookup(momgr, id.get()) != nullptr;
+    return {isPossible, std::max(found, 0)};
 }
 
 OrvaneUpdateTarget OrvaneUpdatePath_Resolve(OrvaneMOMgr *momgr, GObject *object,

@@ -20,11 +20,14 @@
  */
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 
 #include "lib/misc/glibPtr.h"
+#include "ozy/lib/orvane/schema/schemaReference.h"
 #include "ozy/lib/orvane/updates/orvaneMOMgr.h"
+#include "ozy/lib/orvane/updates/orvaneUpdateKeys.h"
 
 struct OrvaneUpdateTarget {
     ObjectPtr<GObject> object; /* NULL if the path does not resolve */
@@ -39,6 +42,9 @@ std::string OrvaneUpdatePath_PropertyName(std::string_view piece);
 
 /* The property with a name, if it can be read and written; otherwise NULL. */
 GParamSpec *OrvaneUpdatePath_FindProperty(GObject *object, const char *name);
+
+/* The number in a value; nothing if it is not one. */
+std::optional<gint64> OrvaneUpdatePath_Integer(const GValue *value);
 
 /* A copy of the array in a property; NULL if there is none. */
 ValueArrayPtr OrvaneUpdatePath_GetArray(GObject *object, const GParamSpec *pspec);
@@ -56,8 +62,22 @@ struct OrvaneUpdateSearch {
     gint index;      /* as orvane_momgr_extract_array_element() returns it */
 };
 
+/* With the keys of the array, if there is an index, no element is looked at but the first. */
 OrvaneUpdateSearch OrvaneUpdatePath_FindElement(OrvaneMOMgr *momgr, const GValueArray *array,
-                                                const std::string &key);
+                                                const std::string &key,
+                                                const UpdateKeys *keys = nullptr);
+
+/* Searches an array where an object keeps it. Nothing if that could run the application's code. */
+std::optional<OrvaneUpdateSearch> OrvaneUpdatePath_FindInPlace(OrvaneMOMgr *momgr, GObject *object,
+                                                               const SchemaField *field,
+                                                               const GValueArray *array,
+                                                               const std::string &key);
+
+/* The same for a list of references. */
+OrvaneUpdateSearch OrvaneUpdatePath_FindReference(OrvaneMOMgr *momgr, GObject *object,
+                                                  const SchemaField *field,
+                                                  const SchemaReferenceList &references,
+                                                  const std::string &key);
 
 G_BEGIN_DECLS
 

@@ -1,0 +1,196 @@
+#include "ozy/lib/orvane/updates/orvaneUpdateIndex.h"
+
+#include <algorithm>
+#include <map>
+#include <memory>
+#include <span>
+#include <unordered_map>
+#include <utility>
+
+#include "lib/misc/glibPtr.h"
+#include "ozy/lib/orvane/updates/orvaneMOMgrInt.h"
+#include "ozy/lib/orvane/updates/orvaneUpdatePath.h"
+
+namespace {
+
+constexpr guint kMinLength = 64;   /* of a list with an index */
+constexpr guint kFreeSearches = 8; /* of a list in one reply, which are walks */
+
+struct Index {
+    UpdateKeys keys;
+    std::vector<GObject *> objects; /* by slot; NULL for a text or number, and when it is removed */
+    std::vector<guint32> withOtherKey; /* slots of objects whose key is to be read again */
+};
+
+/* A list that was searched. */
+struct SearchedList {
+    guint numSearches = 0;
+    std::unique_ptr<Index> index;
+    bool isPossible = true; /* FALSE: one of its elements cannot be in an index */
+};
+
+struct Place {
+    Index *index;
+    guint32 slot;
+};
+
+struct Indexes {
+    std::map<std::pair<GObject *, const SchemaField *>, SearchedList> lists;
+    std::unordered_map<GObject *, Place> elements; /* of all indexes */
+    guint numScopes = 0;
+    bool isObserving = false;
+};
+
+/* NULL outside of a scope. */
+constinit Indexes *gIndexes = nullptr;
+
+void EndIndex(SearchedList *list) {
+    if (list->index == nullptr)
+        return;
+    for (GObject *object : list->index->objects) {
+        const auto element = gIndexes->elements.find(object);
+        if (element != gIndexes->elements.end() && element->second.index == list->index.get())
+            gIndexes->elements.erase(element);
+    }
+    list->index.reset();
+}
+
+/* A field of an object is about to be stored; without a field, the object is being finalised. */
+void OnStore(GObject *object, const SchemaField *field) {
+    for (auto list = gIndexes->lists.lower_bound({object, field});
+         list != gIndexes->lists.end() && list->first.first == object &&
+         (field == nullptr || list->first.second == field);
+         list++) {
+        EndIndex(&list->second);
+        list->second.isPossible = true;
+    }
+    const auto element = gIndexes->elements.find(object);
+    if (element == gIndexes->elements.end() || field == nullptr ||
+        std::string_view(field->pspec->name) != "key")
+        return;
+    const auto [index, slot] = element->second;
+    index->keys.Replace(slot, std::nullopt);
+    index->withOtherKey.push_back(slot);
+}
+
+/* FALSE if the element cannot be in an index: its key may change unnoticed, or it is already in one. */
+bool AddElement(Index *index, const GValue *element) {
+    if (!OrvaneUpdateIndex_IsPlain(element))
+        return false;
+    GObject *object = MOMgrGetObject(element, G_TYPE_OBJECT);
+    const guint32 slot = index->keys.Append(OrvaneUpdateIndex_KeyOf(element));
+    index->objects.push_back(object);
+    return object == nullptr || gIndexes->elements.emplace(object, Place{index, slot}).second;
+}
+
+void BuildIndex(SearchedList *list, const GValueArray *array) {
+    if (!std::exchange(gIndexes->isObserving, true))
+        SchemaEngine_Observe(OnStore);
+    auto index = std::make_unique<Index>();
+    const std::span elements(array->values, array->n_values);
+    list->isPossible = std::ranges::all_of(
+        elements, [&](const GValue &element) { return AddElement(index.get(), &element); });
+    list->index = std::move(index);
+    if (!list->isPossible)
+        EndIndex(list);
+}
+
+void ReadChangedKeys(Index *index) {
+    for (guint32 slot : std::exchange(index->withOtherKey, {})) {
+        if (index->objects[slot] == nullptr)
+            continue;
+        ScopedValue element(G_TYPE_OBJECT);
+        g_value_set_object(&element.value, index->objects[slot]);
+        index->keys.Replace(slot, OrvaneUpdateIndex_KeyOf(&element.value));
+    }
+}
+
+SearchedList *Find(GObject *object, const SchemaField *field) {
+    if (gIndexes == nullptr)
+        return nullptr;
+    const auto found = gIndexes->lists.find({object, field});
+    return found != gIndexes->lists.end() && found->second.index != nullptr ? &found->second
+                                                                            : nullptr;
+}
+
+std::optional<UpdateKey> KeyOfValue(const GValue *value) {
+    if (G_VALUE_HOLDS_STRING(value)) {
+        const char *text = g_value_get_string(value);
+        return text != nullptr ? std::optional(UpdateKey{true, 0, text}) : std::nullopt;
+    }
+    const std::optional<gint64> number = OrvaneUpdatePath_Integer(value);
+    return number.has_value() ? std::optional(UpdateKey{false, *number, {}}) : std::nullopt;
+}
+
+} // namespace
+
+UpdateIndexScope::UpdateIndexScope() {
+    if (gIndexes == nullptr)
+        gIndexes = new Indexes;
+    gIndexes->numScopes++;
+}
+
+UpdateIndexScope::~UpdateIndexScope() {
+    if (--gIndexes->numScopes > 0)
+        return;
+    if (gIndexes->isObserving)
+        SchemaEngine_Observe(nullptr);
+    delete std::exchange(gIndexes, nullptr);
+}
+
+const UpdateKeys *OrvaneUpdateIndex_Search(GObject *object, const SchemaField *field,
+                                           const GValueArray *array) {
+    if (gIndexes == nullptr || array->n_values < kMinLength)
+        return nullptr;
+    SearchedList &list = gIndexes->lists[{object, field}];
+    list.numSearches++;
+    if (list.index == nullptr && list.isPossible && list.numSearches > kFreeSearches)
+        BuildIndex(&list, array);
+    if (list.index == nullptr)
+        return nullptr;
+    ReadChangedKeys(list.index.get());
+    return &list.index->keys;
+}
+
+void OrvaneUpdateIndex_NoteAdded(GObject *object, const SchemaField *field,
+                                 const GValueArray *array) {
+    SearchedList *list = Find(object, field);
+    if (list == nullptr)
+        return;
+    list->isPossible = AddElement(list->index.get(), &array->values[array->n_values - 1]);
+    if (!list->isPossible)
+        EndIndex(list);
+}
+
+void OrvaneUpdateIndex_NoteRemoved(GObject *object, const SchemaField *field, guint position) {
+    SearchedList *list = Find(object, field);
+    if (list == nullptr)
+        return;
+    Index *index = list->index.get();
+    const guint32 slot = index->keys.SlotAt(position);
+    index->keys.Remove(position);
+    gIndexes->elements.erase(std::exchange(index->objects[slot], nullptr));
+}
+
+bool OrvaneUpdateIndex_IsPlain(const GValue *element) {
+    GObject *object = MOMgrGetObject(element, G_TYPE_OBJECT);
+    if (object == nullptr)
+        return true;
+    const SchemaClass *schema = SchemaClass_Get(G_OBJECT_GET_CLASS(object));
+    return schema != nullptr && schema->type == G_OBJECT_TYPE(object);
+}
+
+std::optional<UpdateKey> OrvaneUpdateIndex_KeyOf(const GValue *element) {
+    if (!G_IS_VALUE(element))
+        return std::nullopt;
+    if (!G_VALUE_HOLDS_OBJECT(element))
+        return KeyOfValue(element);
+    GObject *object = MOMgrGetObject(element, G_TYPE_OBJECT);
+    const GParamSpec *pspec =
+        object != nullptr ? OrvaneUpdatePath_FindProperty(object, "key") : nullptr;
+    if (pspec == nullptr)
+        return std::nullopt;
+    ScopedValue key(pspec->value_type);
+    g_object_get_property(object, "key", &key.value);
+    return KeyOfValue(&key.value);
+}

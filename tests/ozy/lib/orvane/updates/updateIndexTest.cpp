@@ -1,0 +1,213 @@
+/* Lists that are searched by an index are as those that are walked, and as those that are changed in a copy. */
+#include "ozy/lib/orvane/updates/orvaneUpdateIndex.h"
+
+#include <random>
+
+#include <gtest/gtest.h>
+#include <orvane/schema/ozy.h>
+
+#include "ozy/lib/orvane/session/orvaneSessionInt.h"
+#include "ozy/lib/orvane/updates/orvaneMOMgrInt.h"
+#include "tests/ozy/lib/orvane/soap/soapFixture.h"
+
+namespace {
+
+constexpr gint kAdd = SKEMA_QORM_CORE_PROPERTY_COLLECTOR_CHANGE_ADD;
+constexpr gint kRemove = SKEMA_QORM_CORE_PROPERTY_COLLECTOR_CHANGE_REMOVE;
+constexpr gint kAssign = SKEMA_QORM_CORE_PROPERTY_COLLECTOR_CHANGE_ASSIGN;
+constexpr int kNumKeys = 90; /* fewer than elements, so that some have the same key */
+constexpr int kNumElements = 110;
+
+enum class Way { Walk, Copy, Index };
+
+struct Row {
+    const char *holder, *property, *key;
+    Value (*make)(OrvaneMOMgr *momgr, int number);
+};
+
+std::string Name(int number) {
+    return "k" + std::to_string(number);
+}
+
+const Row kRows[] = {
+    {"PropertySpec", "pathSet", "[\"k%d\"]",
+     [](OrvaneMOMgr *, int number) { return StringValue(Name(number).c_str()); }},
+    {"VirtualMachine", "effectiveRole", "[%d]",
+     [](OrvaneMOMgr *, int number) { return IntValue(number); }},
+    {"SessionManager", "sessionList", "[\"k%d\"]",
+     [](OrvaneMOMgr *, int number) {
+         const ObjectPtr<GObject> user = New("UserSession");
+         g_object_set(user.get(), "key", Name(number).c_str(), nullptr);
+         return ObjectValue(user);
+     }},
+    {"VirtualMachine", "datastore", "[\"k%d\"]",
+     [](OrvaneMOMgr *momgr, int number) {
+         Value value(skema_ozy_datastore_get_type());
+         g_value_set_object(value.get(),
+                            orvane_momgr_lookup_or_create(momgr, Name(number).c_str(),
+                                                          skema_ozy_datastore_get_type()));
+         return value;
+     }},
+};
+
+std::string ShownKey(GObject *object) {
+    if (g_type_is_a(G_OBJECT_TYPE(object), skema_qorm_managed_object_get_type()))
+        return reinterpret_cast<SkemaQormManagedObject *>(object)->id;
+    const auto key = OrvaneUpdateIndex_KeyOf(ObjectValue(MOMgrHold(object)).get());
+    return key->isText ? key->text : std::to_string(key->number);
+}
+
+/* A list that is changed at random. What it is after each change is recorded, with what was notified meanwhile. */
+class ChangedList {
+public:
+    ChangedList(const Row &of, Way way) : row(of), random(7) {
+        session->priv->moMgr = momgr = orvane_momgr_new(session.get());
+        const GType type = orvane_lookup_type(row.holder);
+        if (g_type_is_a(type, skema_qorm_managed_object_get_type()))
+            holder.reset(
+                G_OBJECT(g_object_ref_sink(orvane_momgr_lookup_or_create(momgr, "holder", type))));
+        else
+            holder.reset(G_OBJECT(g_object_new(type, nullptr)));
+        const auto ignore = +[](GObject *, GParamSpec *, gboolean, const GValue *, gpointer) {};
+        if (way == Way::Copy)
+            g_signal_connect(holder.get(), "array_notify", G_CALLBACK(ignore), nullptr);
+        g_signal_connect(holder.get(), "notify", G_CALLBACK(OnNotify), this);
+        if (way == Way::Index)
+            scope.emplace();
+        for (int i = 0; i < kNumElements; i++)
+            Apply(kAdd, "", row.make(momgr, Any(kNumKeys)));
+    }
+
+    void Change() {
+        isChangedInHandler = Any(20) == 0;
+        const GPtr<char> key(g_strdup_printf(row.key, Any(kNumKeys)));
+        const int what = Any(30);
+        if (what < 8)
+            Apply(kAdd, "", row.make(momgr, Any(kNumKeys)));
+        else if (what < 20)
+            Apply(kRemove, key.get(), Value());
+        else if (what < 28)
+            Apply(kAssign, key.get() + std::string(".key"),
+                  StringValue(Name(Any(kNumKeys)).c_str()));
+        else if (Any(10) == 0)
+            Apply(kAssign, "", Copy());
+        Record();
+    }
+
+    std::vector<std::string> record;
+
+private:
+    int Any(int limit) { return int(random() % unsigned(limit)); }
+
+    void Apply(gint op, const std::string &rest, const Value &value) {
+        orvane_momgr_update_property(momgr, holder.get(), (row.property + rest).c_str(),
+                                     value.get(), op);
+    }
+
+    /* The list with an element more. */
+    Value Copy() {
+        Value list = Held();
+        const Value more = row.make(momgr, Any(kNumKeys));
+        g_value_array_append(static_cast<GValueArray *>(g_value_get_boxed(list.get())), more.get());
+        return list;
+    }
+
+    Value Held() {
+        Value list(G_TYPE_VALUE_ARRAY);
+        g_object_get_property(holder.get(), row.property, list.get());
+        return list;
+    }
+
+    /* A handler gives an element another key, or sets the list. */
+    static void OnNotify(GObject *holder, GParamSpec *pspec, ChangedList *self) {
+        self->notified += pspec->name;
+        if (!std::exchange(self->isChangedInHandler, false))
+            return;
+        if (self->Any(2) == 0) {
+            const Value list = self->Copy();
+            g_object_set_property(holder, pspec->name, list.get());
+            return;
+        }
+        const Value list = self->Held();
+        const auto *array = static_cast<GValueArray *>(g_value_get_boxed(list.get()));
+        if (self->row.property != std::string("sessionList") || array->n_values == 0)
+            return;
+        const GValue *element = &array->values[self->random() % array->n_values];
+        g_object_set(g_value_get_object(element), "key", Name(self->Any(kNumKeys)).c_str(),
+                     nullptr);
+    }
+
+    void Record() {
+        std::string text = std::exchange(notified, {});
+        const Value list = Held();
+        const auto *array = static_cast<GValueArray *>(g_value_get_boxed(list.get()));
+        for (const GValue &element : std::span(array->values, array->n_values)) {
+            text += " ";
+            if (GObject *object = MOMgrGetObject(&element, G_TYPE_OBJECT))
+                text += ShownKey(object);
+            else if (G_VALUE_HOLDS_STRING(&element))
+                text += g_value_get_string(&element);
+            else
+                text += std::to_string(g_value_get_int(&element));
+        }
+        for (const std::string &warning : std::exchange(warnings.texts, {}))
+            text += "; " + warning;
+        record.push_back(text);
+    }
+
+    Row row;
+    std::mt19937 random;
+    Warnings warnings;
+    const ObjectPtr<OrvaneSession> session{orvane_session_new()};
+    OrvaneMOMgr *momgr;
+    ObjectPtr<GObject> holder;
+    std::optional<UpdateIndexScope> scope;
+    std::string notified;
+    bool isChangedInHandler = false;
+};
+
+TEST(UpdateIndex, ListsAreTheSameAfterAWalkACopyAndASearch) {
+    for (const Row &row : kRows) {
+        std::vector<std::string> wanted;
+        for (Way way : {Way::Walk, Way::Copy, Way::Index}) {
+            ChangedList list(row, way);
+            for (int step = 0; step < 800; step++)
+                list.Change();
+            if (way == Way::Walk)
+                wanted = list.record;
+            for (gsize step = 0; step < wanted.size(); step++)
+                ASSERT_EQ(wanted[step], list.record[step])
+                    << row.property << " step " << step << " way " << int(way);
+        }
+    }
+}
+
+/* An index exists where many keys are searched, and not where the application's code may change keys unnoticed. */
+TEST(UpdateIndex, IsBuiltWhereItIsExactAndPays) {
+    const auto isFound = [](guint numElements, int numSearches, GType elements) {
+        const UpdateIndexScope scope;
+        const ObjectPtr<GObject> manager(
+            G_OBJECT(g_object_ref_sink(New("SessionManager").release())));
+        const SchemaField *field = SchemaClass_FindFieldByName(manager.get(), "sessionList");
+        const ValueArrayPtr array(g_value_array_new(numElements));
+        for (guint i = 0; i < numElements; i++) {
+            const Value element = ObjectValue(
+                ObjectPtr<GObject>(G_OBJECT(g_object_new(elements, "key", "k", nullptr))));
+            g_value_array_append(array.get(), element.get());
+        }
+        const UpdateKeys *keys = nullptr;
+        for (int i = 0; i < numSearches; i++)
+            keys = OrvaneUpdateIndex_Search(manager.get(), field, array.get());
+        return keys != nullptr;
+    };
+    const GType user = orvane_lookup_type("UserSession");
+    const GTypeInfo info = {.class_size = 512, .instance_size = 512};
+    const GType ofApplication =
+        g_type_register_static(user, "TestUserOfApplication", &info, GTypeFlags(0));
+    EXPECT_TRUE(isFound(100, 20, user));
+    EXPECT_FALSE(isFound(10, 20, user));
+    EXPECT_FALSE(isFound(100, 3, user));
+    EXPECT_FALSE(isFound(100, 20, ofApplication));
+}
+
+} // namespace
