@@ -4,6 +4,7 @@
 // GObject that leave the same state.
 #include <algorithm>
 #include <string>
+#include <vector>
 
 #include <benchmark/benchmark.h>
 #include <fmt/format.h>
@@ -21,11 +22,11 @@
 #include "ozy/lib/orvane/soap/orvaneSoap.h"
 #include "ozy/lib/orvane/soap/orvaneSoapTree.h"
 #include "ozy/lib/orvane/updates/orvaneMOMgrInt.h"
+#include "ozy/lib/orvane/updates/orvaneUpdateIndex.h"
 
 namespace {
 
-constexpr int kNumMachines = 2000;
-constexpr int kNumMachinesInMemory = 10000;
+constexpr int kNumMachines = 10000;
 constexpr double kWantedBytes = 3;
 constexpr int kNumReferences = 20;
 constexpr int kNumClasses = 30;
@@ -180,7 +181,7 @@ void ReadInMemory() {
 
 void PrintMemory() {
     orvane_lookup_type("ObjectContent");
-    const Reply reply = Inventory(kNumMachinesInMemory);
+    const Reply reply = Inventory(kNumMachines);
     gInMemory = &reply;
     const double bytes = InFreshProcess(ReadInMemory).megabytes * 1e6 / double(reply.text.size());
     fmt::print("{:<14} {:<58} {:.2f} bytes a byte of text   wanted {:.2f}   {}\n", "inventory",
@@ -214,6 +215,81 @@ void SetAtOnce(benchmark::State &state) {
     for (auto _ : state) {
         const ObjectPtr<GObject> spec(NewSpec());
         g_object_set(spec.get(), "pathSet", texts.get(), nullptr);
+    }
+}
+
+/* ---- changes of a list's elements, by their keys ---- */
+
+std::string KeyOf(guint number) {
+    return fmt::format("52b5395a-{}", number);
+}
+
+ValueArrayPtr Users() {
+    ValueArrayPtr users(g_value_array_new(kNumElements));
+    for (guint i = 0; i < kNumElements; i++) {
+        ScopedValue user(orvane_lookup_type("UserSession"));
+        g_value_take_object(
+            &user.value, g_object_new(G_VALUE_TYPE(&user.value), "key", KeyOf(i).c_str(), nullptr));
+        g_value_array_append(users.get(), &user.value);
+    }
+    return users;
+}
+
+struct UserList {
+    ValueArrayPtr users = Users();
+    GObject *manager = G_OBJECT(g_object_ref_sink(
+        orvane_session_get_object(TheSession(), "sessions", orvane_lookup_type("SessionManager"))));
+    UserList() { Fill(); }
+    ~UserList() { g_object_unref(manager); }
+    UserList(const UserList &) = delete;
+    UserList &operator=(const UserList &) = delete;
+    void Fill() const { g_object_set(manager, "sessionList", users.get(), nullptr); }
+};
+
+/* One change for each element, the elements in another order than in the list. */
+std::vector<std::string> Paths(const char *rest) {
+    std::vector<std::string> paths;
+    for (guint i = 0; i < kNumElements; i++)
+        paths.push_back("sessionList[\"" + KeyOf(i * 4999 % kNumElements) + "\"]" + rest);
+    return paths;
+}
+
+void ChangeElements(benchmark::State &state) {
+    const UserList list;
+    const std::vector<std::string> paths = Paths(".fullName");
+    ScopedValue text(G_TYPE_STRING);
+    g_value_set_static_string(&text.value, "Operator");
+    OrvaneMOMgr *momgr = orvane_session_get_momgr(TheSession());
+    for (auto _ : state) {
+        const UpdateIndexScope scope;
+        for (const std::string &path : paths)
+            orvane_momgr_update_property(momgr, list.manager, path.c_str(), &text.value,
+                                         SKEMA_QORM_CORE_PROPERTY_COLLECTOR_CHANGE_ASSIGN);
+    }
+}
+
+void SetElements(benchmark::State &state) {
+    const UserList list;
+    ScopedValue text(G_TYPE_STRING);
+    g_value_set_static_string(&text.value, "Operator");
+    for (auto _ : state) {
+        for (guint i = 0; i < kNumElements; i++)
+            g_object_set_property(static_cast<GObject *>(g_value_get_object(
+                                      &list.users->values[i * 4999 % kNumElements])),
+                                  "fullName", &text.value);
+    }
+}
+
+void RemoveElements(benchmark::State &state) {
+    const UserList list;
+    const std::vector<std::string> paths = Paths("");
+    OrvaneMOMgr *momgr = orvane_session_get_momgr(TheSession());
+    for (auto _ : state) {
+        list.Fill();
+        const UpdateIndexScope scope;
+        for (const std::string &path : paths)
+            orvane_momgr_update_property(momgr, list.manager, path.c_str(), nullptr,
+                                         SKEMA_QORM_CORE_PROPERTY_COLLECTOR_CHANGE_REMOVE);
     }
 }
 
@@ -253,7 +329,7 @@ void ApplyChanges(benchmark::State &state) {
         orvane_listener_set_return_type(internal, G_VALUE_TYPE(&updates.value), FALSE);
         orvane_listener_acknowledge(internal, TRUE, &updates.value);
     }
-    if (machine.numNotified < kNumChanges)
+    if (machine.numNotified != kNumChanges * state.iterations())
         state.SkipWithError("changes were not applied");
 }
 
@@ -268,16 +344,19 @@ void SetProperties(benchmark::State &state) {
 }
 
 constexpr RatioRow kRows[] = {
-    {"inventory", "2,000 machines with 20 references, any values : parsing", 0.65},
+    {"inventory", "10,000 machines with 20 references, any values : parsing", 0.65},
     {"updateSet", "an update set of 30 classes, any values : parsing", 1.1},
     {"arrayGrowth", "an array grown by 8,000 single adds : one set", 20},
+    {"arrayInside", "8,000 changes inside elements, by their keys : plain sets", 25},
+    {"arrayRemoval", "a list of 8,000, emptied by their keys : plain sets", 35},
     {"change", "1,000 changes of an update set, a handler : plain sets", 1.2},
 };
 
 /* Neither side waits for pages that the other one, or an earlier round, has given back to the system. */
 void KeepPages() {
-    mallopt(M_MMAP_THRESHOLD, 1 << 28);
-    mallopt(M_TRIM_THRESHOLD, 1 << 30);
+    constexpr int kLargest = 32 << 20; /* a larger threshold is refused */
+    if (!mallopt(M_MMAP_THRESHOLD, kLargest) || !mallopt(M_TRIM_THRESHOLD, 1 << 30))
+        g_error("the allocator does not keep pages");
 }
 
 } // namespace
@@ -299,6 +378,10 @@ int main(int argc, char **argv) {
     }
     benchmark::RegisterBenchmark("arrayGrowth/ours", GrowByOne);
     benchmark::RegisterBenchmark("arrayGrowth/peer", SetAtOnce);
+    benchmark::RegisterBenchmark("arrayInside/ours", ChangeElements);
+    benchmark::RegisterBenchmark("arrayInside/peer", SetElements);
+    benchmark::RegisterBenchmark("arrayRemoval/ours", RemoveElements);
+    benchmark::RegisterBenchmark("arrayRemoval/peer", SetElements);
     benchmark::RegisterBenchmark("change/ours", ApplyChanges);
     benchmark::RegisterBenchmark("change/peer", SetProperties);
     return Ratio_Main(argc, argv, kRows);
