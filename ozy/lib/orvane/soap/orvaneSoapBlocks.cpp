@@ -79,6 +79,15 @@ void SoapBlocks::AddBlock(gsize size) {
     SetCurrent(block);
 }
 
+gsize SoapBlocks::HeldBytes() const {
+    gsize bytes = 0;
+    for (const SoapBlock *list : {first, kept}) {
+        for (const SoapBlock *block = list; block != nullptr; block = block->next)
+            bytes += block->size;
+    }
+    return bytes;
+}
+
 void SoapBlocks::Rewind(const SoapMark &mark) {
     while (first != mark.block) {
         SoapBlock *block = first;

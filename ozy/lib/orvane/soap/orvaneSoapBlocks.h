@@ -47,6 +47,7 @@ public:
         return taken;
     }
 
+    gsize HeldBytes() const;
     SoapMark Mark() const { return {first, at}; }
     void Rewind(const SoapMark &mark);
 

@@ -28,9 +28,8 @@ bool ReadObject(SoapReader *reader, xmlNode *node, const SoapFound &found, GValu
 }
 
 bool ReadFaultOrObject(SoapReader *reader, xmlNode *node, const SoapFound &found, GValue *value) {
-    const SoapOpenPiece piece(reader->tree, node, true);
-    return OrvaneSoapReadLocalizedFault(reader, piece.Node(), value) ||
-           OrvaneSoapReadObject(reader, piece.Node(), found.type, value);
+    return OrvaneSoapReadLocalizedFault(reader, node, value) ||
+           OrvaneSoapReadObject(reader, node, found.type, value);
 }
 
 /* -- writing -------------------------------------------------------------------------------------- */

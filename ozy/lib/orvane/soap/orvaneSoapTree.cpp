@@ -26,8 +26,12 @@ constexpr gsize kMaxDepth = 200;    /* open elements; libxml2 allows a few more 
 constexpr gsize kMaxAttributes = 8; /* of one element, namespaces included */
 constexpr gsize kMaxScope = 16;     /* namespaces that are declared at one place */
 
-constexpr gsize kResultDepth = 4;      /* Envelope, Body, the response element, its "returnval" */
-constexpr gsize kMaxPieceDepth = 8;    /* of an element that may be a piece */
+constexpr gsize kResultDepth = 4; /* Envelope, Body, the response element, its "returnval" */
+/*
+ * Of an element that may be a piece. The value of a change is at 8, a list in an object of it at 10. Each level may cost
+ * a hostile text one more look at pieceBytes of each of its long elements.
+ */
+constexpr gsize kMaxPieceDepth = 12;
 constexpr gsize kMinPieceMemory = 256; /* of nodes; fewer are not worth reading the text again */
 constexpr gsize kReplyPieceBytes = 16384;
 constexpr gsize kMinPiecesLength = 1 << 18; /* of a reply; a shorter one has no pieces */
@@ -36,7 +40,6 @@ constexpr gsize kMinPiecesLength = 1 << 18; /* of a reply; a shorter one has no 
 enum : unsigned short {
     SOAP_NODE_WHOLE,
     SOAP_NODE_CLOSED, /* a piece: it has a name, but neither attributes nor children */
-    SOAP_NODE_PARTED, /* pieces are among its descendants */
 };
 
 /* An attribute as it is in the text. */
@@ -70,10 +73,8 @@ struct SoapTag {
 
 /* An element that is not closed yet. */
 struct SoapOpened {
-    const char *start;
     std::string_view name;
     gsize outerScope; /* namespaces that are declared around it */
-    bool isParted;
 };
 
 struct SoapDeclared {
@@ -278,8 +279,10 @@ bool SoapBuilder::OpenTag() {
 
 /* -- pieces ------------------------------------------------------------------------------------- */
 
+/* The reader looks for a fault and its message inside the element that it is about to read, so both have all nodes. */
 bool SoapBuilder::MayBePiece() const {
-    return pieceBytes != 0 && isInResult && !isSkimming && open.size() >= kResultDepth - 1 &&
+    return tag.name.local != "fault" && tag.name.local != "localizedMessage" && pieceBytes != 0 &&
+           isInResult && !isSkimming && open.size() >= kResultDepth - 1 &&
            open.size() < kMaxPieceDepth;
 }
 
@@ -321,7 +324,6 @@ void SoapBuilder::AddPiece(const char *start, std::string_view name) {
     node->psvi = const_cast<char *>(start);
     node->extra = SOAP_NODE_CLOSED;
     Link(node);
-    open.back().isParted = true;
 }
 
 xmlNode *SoapBuilder::Expand(const xmlNode *piece) {
@@ -445,7 +447,7 @@ void SoapBuilder::ExtendText(std::string_view more) {
 
 /* The node is NULL in an element that is skimmed. */
 void SoapBuilder::Open(xmlNode *node, gsize outerScope) {
-    open.push_back({tag.start, tag.name.whole, outerScope, false});
+    open.push_back({tag.name.whole, outerScope});
     hasText = false;
     if (node == nullptr)
         return;
@@ -463,12 +465,6 @@ void SoapBuilder::Close() {
     hasText = false;
     if (isSkimming)
         return;
-    if (closed.isParted) {
-        parent->psvi = const_cast<char *>(closed.start);
-        parent->extra = SOAP_NODE_PARTED;
-        if (!open.empty())
-            open.back().isParted = true;
-    }
     parent = parent->parent;
 }
 
@@ -581,10 +577,12 @@ void OrvaneSoapTree_Free(OrvaneSoapTree *tree) {
     delete tree;
 }
 
-SoapOpenPiece::SoapOpenPiece(OrvaneSoapTree *owner, xmlNode *node, bool isWhole)
-    : whole(node), tree(owner) {
-    if (tree == nullptr || tree->doc != nullptr ||
-        (node->extra != SOAP_NODE_CLOSED && !(isWhole && node->extra == SOAP_NODE_PARTED))) {
+gsize OrvaneSoapTree_HeldBytes(const OrvaneSoapTree *tree) {
+    return tree->builder.blocks.HeldBytes();
+}
+
+SoapOpenPiece::SoapOpenPiece(OrvaneSoapTree *owner, xmlNode *node) : whole(node), tree(owner) {
+    if (tree == nullptr || tree->doc != nullptr || node->extra != SOAP_NODE_CLOSED) {
         tree = nullptr;
         return;
     }

@@ -60,17 +60,16 @@ OrvaneSoapTree *OrvaneSoapTree_ParseReply(const char *content, gsize length, gui
 xmlNode *OrvaneSoapTree_Root(const OrvaneSoapTree *tree);
 /* Whether the nodes are in blocks; if not, libxml2 parsed the text. */
 bool OrvaneSoapTree_IsInBlocks(const OrvaneSoapTree *tree);
+/* The size of the blocks, those included whose nodes were given back. */
+gsize OrvaneSoapTree_HeldBytes(const OrvaneSoapTree *tree);
 void OrvaneSoapTree_Free(OrvaneSoapTree *tree);
 
 using SoapTreePtr = std::unique_ptr<OrvaneSoapTree, Release<OrvaneSoapTree_Free>>;
 
-/*
- * Access to an element that may be a piece. One piece of a tree is open at a time; the elements inside it are whole.
- * With isWhole, an element with pieces inside is made whole, too.
- */
+/* Access to an element that may be a piece. One piece of a tree is open at a time; the elements inside it are whole. */
 class SoapOpenPiece {
 public:
-    SoapOpenPiece(OrvaneSoapTree *owner, xmlNode *node, bool isWhole = false);
+    SoapOpenPiece(OrvaneSoapTree *owner, xmlNode *node);
     ~SoapOpenPiece();
     SoapOpenPiece(const SoapOpenPiece &) = delete;
     SoapOpenPiece &operator=(const SoapOpenPiece &) = delete;

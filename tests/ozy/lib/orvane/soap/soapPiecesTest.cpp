@@ -187,6 +187,72 @@ TEST(SoapPieces, TextsOfAnObjectOfTheApplicationOutliveTheirPieces) {
     EXPECT_EQ(Read(text, {"Get", type}, {}), Read(text, {"Get", type}, {.pieceBytes = 150}));
 }
 
+/*
+ * However the bytes of a reply are spread over long and short elements, pieces and faults: nodes and open pieces together
+ * take no more than the nodes of the whole text would, apart from unused parts of the blocks.
+ */
+TEST(SoapPieces, TheLimitOfTheTreeIsThatOfAllMemory) {
+    constexpr gsize kLength = 1 << 20;
+    constexpr gsize kUnused = 2 << 20; /* a block that is left for a longer text, too */
+    constexpr guint64 kStep = 1 << 17;
+    const auto repeat = [](const std::string &what) {
+        std::string all;
+        while (all.size() < kLength)
+            all += what;
+        return all;
+    };
+    const std::string change = "<PropertyChange><name>n</name><op>add</op><val "
+                               "xsi:type='UserSession'><key>k</key></val></PropertyChange>";
+    const std::string list = "xsi:type='ArrayOfPropertyChange'>" + repeat(change);
+    const std::string fault =
+        "<fault xsi:type='NoPermission'>" +
+        repeat("<faultMessage><key>k</key><message>m</message></faultMessage>") +
+        "<object type='Folder'>g</object></fault>";
+    const struct {
+        const char *name;
+        std::string text;
+        ReplyShape shape;
+    } rows[] = {
+        {"results",
+         repeat(
+             "<returnval><obj type='Folder'>f</obj><propSet><name>n</name><val xsi:type='xsd:int'>"
+             "7</val></propSet></returnval>"),
+         {"RetrieveProperties", orvane_lookup_type("ObjectContent"), true}},
+        {"a value",
+         "<returnval><name>n</name><val " + list + "</val></returnval>",
+         {"Get", orvane_lookup_type("PropertyChange")}},
+        {"a fault",
+         "<returnval><name>n</name><val xsi:type='LocalizedMethodFault'>" + fault +
+             "<localizedMessage>m</localizedMessage></val></returnval>",
+         {"Get", orvane_lookup_type("PropertyChange")}},
+        {"a text",
+         "<returnval><name>" + repeat("a&lt;b") + "</name></returnval>",
+         {"Get", orvane_lookup_type("PropertyChange")}},
+    };
+    for (const auto &row : rows) {
+        const std::string text = ReplyTo(row.shape.method, row.text);
+        const auto parse = [&](guint64 maxBytes) {
+            return SoapTreePtr(
+                OrvaneSoapTree_ParsePieces(text.data(), text.size(), row.name, {maxBytes, 16384}));
+        };
+        guint64 least = 0;
+        for (guint64 step = 1 << 24; step >= kStep; step /= 2)
+            least += parse(least + step) != nullptr ? 0 : step;
+        least += kStep;
+
+        SoapBlocks_ReleaseKept();
+        const ObjectPtr<OrvaneSession> session(orvane_session_new());
+        session->priv->moMgr = orvane_momgr_new(session.get());
+        const SoapTreePtr tree = parse(least);
+        ASSERT_NE(nullptr, tree) << row.name;
+        Value value;
+        EXPECT_TRUE(OrvaneSoap_ReadBody(session.get(), row.shape.method, tree.get(),
+                                        FindElement(OrvaneSoapTree_Root(tree.get()), "Body"),
+                                        row.shape.type, row.shape.isArray, value.get()));
+        EXPECT_GE(least + kUnused, OrvaneSoapTree_HeldBytes(tree.get())) << row.name;
+    }
+}
+
 /* The names of the elements below a node that exist. */
 std::string Names(const xmlNode *node) {
     std::string names;
@@ -220,8 +286,17 @@ TEST(SoapPieces, OnlyWhatRepeatsInAResultIsAPiece) {
         {"a result elsewhere", "<E><B><returnval>" + object + "</returnval></B></E>",
          "E(B(returnval(o(i i i))))"},
         {"deep",
-         reply("<returnval><b><c><d><e><f>" + object + object + "</f></e></d></c></b></returnval>"),
-         "E(B(R(returnval(b(c(d(e(f(o(i i i) o(i i i))))))))))"},
+         reply("<returnval><b><c><d><e><f><g><h><j>" + object + object + object +
+               "</j></h></g></f></e></d></c></b></returnval>"),
+         "E(B(R(returnval(b(c(d(e(f(g(h(j(o(i i i) o(i i i) o(i i i)))))))))))))"},
+        {"elements of a change's value",
+         reply("<returnval><filterSet><objectSet><changeSet><val>" + object + object +
+               "</val></changeSet></objectSet></filterSet></returnval>"),
+         "E(B(R(returnval(filterSet(objectSet(changeSet(val(o o))))))))"},
+        {"a fault",
+         reply("<returnval><e><fault>" + object + object + "</fault><localizedMessage>" +
+               std::string(300, 'x') + "</localizedMessage></e></returnval>"),
+         "E(B(R(returnval(e(fault(o o) localizedMessage)))))"},
         {"a long text", reply("<returnval>" + std::string(900, 'x') + "</returnval>"),
          "E(B(R(returnval)))"},
     };
