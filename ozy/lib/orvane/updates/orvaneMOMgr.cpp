@@ -199,15 +199,84 @@ MOMgrReplyAny::MOMgrReplyAny(GObject *object) {
         orvane_object_get_any(object, "val", &copy.value);
 }
 
-void MOMgrProxies::Note(const GValue *any) {
-    if (!G_VALUE_HOLDS(any, G_TYPE_VALUE_ARRAY))
-        return;
-    const auto *array = static_cast<const GValueArray *>(g_value_get_boxed(any));
+namespace {
+
+/* Adds what an array holds to the values that are still to be visited. */
+void AddElements(const GValueArray *array, std::vector<const GValue *> *values) {
     if (array == nullptr)
         return;
-    for (const GValue &element : std::span(array->values, array->n_values)) {
-        if (GObject *proxy = MOMgrGetObject(&element, skema_qorm_managed_object_get_type()))
+    for (const GValue &element : std::span(array->values, array->n_values))
+        values->push_back(&element);
+}
+
+/* The same for a field. Proxies that it mentions are kept by their ids, and are released with the object. */
+void AddField(GObject *object, const SchemaField &field, std::vector<const GValue *> *values,
+              std::vector<GObject *> *objects) {
+    const bool isArray = field.row->flags & SCHEMA_ARRAY;
+    if (isArray && (field.row->flags & SCHEMA_DYNAMIC)) {
+        const auto *list = SchemaField_In<SchemaReferenceArray>(object, &field);
+        if (list->types == nullptr)
+            AddElements(list->ids, values);
+    } else if (isArray &&
+               (field.row->kind == SCHEMA_VALUE_OBJECT || field.row->kind == SCHEMA_VALUE_ANY)) {
+        AddElements(SchemaField_GetArray(object, &field), values);
+    } else if (!isArray && field.row->kind == SCHEMA_VALUE_OBJECT) {
+        if (GObject *held = *SchemaField_In<GObject *>(object, &field))
+            objects->push_back(held);
+    } else if (!isArray && field.row->kind == SCHEMA_VALUE_ANY) {
+        const auto *any = SchemaField_In<SchemaAny>(object, &field);
+        if (any->moType == 0 && G_IS_VALUE(&any->value))
+            values->push_back(&any->value);
+    }
+}
+
+/* The fields of an object's class; none for a class of the application, whose values keep the rule for its own. */
+void AddFields(GObject *object, std::vector<const GValue *> *values,
+               std::vector<GObject *> *objects) {
+    const SchemaClass *schema = SchemaClass_Get(G_OBJECT_GET_CLASS(object));
+    if (schema == nullptr || schema->type != G_OBJECT_TYPE(object))
+        return;
+    for (; schema != nullptr; schema = schema->base) {
+        for (const SchemaField &field : std::span(schema->fields, schema->numFields))
+            AddField(object, field, values, objects);
+    }
+}
+
+/* Most values hold neither an array nor an object with fields. */
+bool MayHoldProxies(const GValue *any) {
+    return G_IS_VALUE(any) &&
+           (G_VALUE_HOLDS(any, G_TYPE_VALUE_ARRAY) ||
+            (G_VALUE_HOLDS_OBJECT(any) &&
+             !g_type_is_a(G_VALUE_TYPE(any), skema_qorm_managed_object_get_type())));
+}
+
+} // namespace
+
+/* Without recursion, since the peer determines the depth. */
+void MOMgrProxies::Note(const GValue *any) {
+    if (!MayHoldProxies(any))
+        return;
+    std::vector<const GValue *> values = {any};
+    std::vector<GObject *> objects;
+    while (!values.empty() || !objects.empty()) {
+        if (!objects.empty()) {
+            GObject *object = objects.back();
+            objects.pop_back();
+            AddFields(object, &values, &objects);
+            continue;
+        }
+        const GValue *value = values.back();
+        values.pop_back();
+        if (!G_IS_VALUE(value))
+            continue;
+        if (G_VALUE_HOLDS(value, G_TYPE_VALUE_ARRAY))
+            AddElements(static_cast<const GValueArray *>(g_value_get_boxed(value)), &values);
+        else if (G_VALUE_HOLDS(value, G_TYPE_VALUE))
+            values.push_back(static_cast<const GValue *>(g_value_get_boxed(value)));
+        else if (GObject *proxy = MOMgrGetObject(value, skema_qorm_managed_object_get_type()))
             proxies.push_back(MOMgrHold(reinterpret_cast<SkemaQormManagedObject *>(proxy)));
+        else if (GObject *object = MOMgrGetObject(value, G_TYPE_OBJECT))
+            objects.push_back(object);
     }
 }
 

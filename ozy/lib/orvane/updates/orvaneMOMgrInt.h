@@ -115,7 +115,7 @@ private:
 GObject *MOMgrGetObject(const GValue *value, GType type);
 
 /*
- * Proxies that arrays in any values of a reply hold. Nothing but the registry keeps those without an owner alive when
+ * Proxies that arrays in any values of a reply hold, at any depth. Nothing but the registry keeps those without an owner alive when
  * the reply is released. So they are released after it, as those of single references are.
  */
 class MOMgrProxies {

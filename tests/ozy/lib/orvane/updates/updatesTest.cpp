@@ -150,10 +150,24 @@ TEST_F(Updates, ReferencesAreTheSameAfterChangesInPlaceAndInACopy) {
 TEST_F(Updates, ProxiesInArraysAreReleasedWithTheReply) {
     Watched("vm-1");
     const SkemaQormManagedObject *owned = Machine("vm-2");
-    Update(Modify("vm-1", Assign("unknown", ListOf("VirtualMachine", "vm-8")) +
-                              Assign("unknown", ListOf("VirtualMachine", "vm-2"))));
+    const auto list = [](const char *name, const char *id) {
+        return Tag(name, Reference("ManagedObjectReference", "VirtualMachine", id),
+                   " xsi:type=\"ArrayOfManagedObjectReference\"");
+    };
+    const auto entry = [&](const std::string &value) { return Tag("key", "k") + value; };
+    const auto fault = [&](const std::string &arguments) {
+        return Typed("NoPermission",
+                     Tag("faultMessage", Tag("key", "k") + Tag("arg", entry(arguments))));
+    };
+    Update(Modify("vm-1",
+                  Assign("unknown", list("val", "vm-8")) + Assign("unknown", list("val", "vm-2")) +
+                      Assign("unknown", Typed("KeyAnyValue", entry(list("value", "vm-9")))) +
+                      Assign("unknown", Typed("ArrayOfKeyAnyValue",
+                                              Tag("KeyAnyValue", entry(list("value", "vm-10"))))) +
+                      Assign("unknown", fault(list("value", "vm-11")))));
     OrvaneMOMgr *manager = orvane_session_get_momgr(session);
-    EXPECT_EQ(nullptr, orvane_momgr_lookup(manager, "vm-8"));
+    for (const char *id : {"vm-8", "vm-9", "vm-10", "vm-11"})
+        EXPECT_EQ(nullptr, orvane_momgr_lookup(manager, id)) << id;
     EXPECT_EQ(owned, orvane_momgr_lookup(manager, "vm-2"));
 }
 
