@@ -3,6 +3,8 @@
 // Reading is compared with parsing the same text with libxml2 and freeing it; changes with the plain functions of
 // GObject that leave the same state.
 #include <algorithm>
+#include <cstdio>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -343,8 +345,11 @@ void SetProperties(benchmark::State &state) {
     }
 }
 
-constexpr RatioRow kRows[] = {
+constexpr RatioRow kInventoryRows[] = {
     {"inventory", "10,000 machines with 20 references, any values : parsing", 0.65},
+};
+
+constexpr RatioRow kRows[] = {
     {"updateSet", "an update set of 30 classes, any values : parsing", 1.1},
     {"arrayGrowth", "an array grown by 8,000 single adds : one set", 20},
     {"arrayInside", "8,000 changes inside elements, by their keys : plain sets", 25},
@@ -359,23 +364,28 @@ void KeepPages() {
         g_error("the allocator does not keep pages");
 }
 
+std::span<char *> gArguments;
+
+/* In a process of its own: a heap in which 10,000 machines were slows the other rows' peers down more than us. */
+void MeasureInventory() {
+    static const Reply inventory = Inventory(kNumMachines);
+    benchmark::RegisterBenchmark("inventory/ours", Decode, inventory);
+    benchmark::RegisterBenchmark("inventory/peer", Parse, inventory);
+    Ratio_Main(static_cast<int>(gArguments.size()), gArguments.data(), kInventoryRows);
+    fflush(stdout);
+}
+
 } // namespace
 
 int main(int argc, char **argv) {
     if (argc == 1)
         PrintMemory();
     KeepPages();
-    static const Reply inventory = Inventory(kNumMachines);
+    gArguments = {argv, gsize(argc)};
+    InFreshProcess(MeasureInventory);
     static const Reply updates = UpdateSet();
-    const struct {
-        Text row;
-        const Reply &reply;
-    } replies[] = {{"inventory", inventory}, {"updateSet", updates}};
-    for (const auto &[row, reply] : replies) {
-        const std::string name = row;
-        benchmark::RegisterBenchmark((name + "/ours").c_str(), Decode, reply);
-        benchmark::RegisterBenchmark((name + "/peer").c_str(), Parse, reply);
-    }
+    benchmark::RegisterBenchmark("updateSet/ours", Decode, updates);
+    benchmark::RegisterBenchmark("updateSet/peer", Parse, updates);
     benchmark::RegisterBenchmark("arrayGrowth/ours", GrowByOne);
     benchmark::RegisterBenchmark("arrayGrowth/peer", SetAtOnce);
     benchmark::RegisterBenchmark("arrayInside/ours", ChangeElements);
