@@ -382,6 +382,7 @@ int main(int argc, char **argv) {
         PrintMemory();
     KeepPages();
     gArguments = {argv, gsize(argc)};
+    fflush(stdout); /* or the child prints it once more */
     InFreshProcess(MeasureInventory);
     static const Reply updates = UpdateSet();
     benchmark::RegisterBenchmark("updateSet/ours", Decode, updates);
