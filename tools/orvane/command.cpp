@@ -7,7 +7,6 @@
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
-#include "lib/misc/err.h"
 #include "lib/misc/log.h"
 #include "tools/orvane/failure.h"
 #include "tools/orvane/message.h"
@@ -58,8 +57,8 @@ int CheckOutput(int status) {
         return status;
     if (error == EPIPE)
         return kInterrupted + SIGPIPE; /* whoever reads has enough */
-    return ReportFailure(Failure(
-        Text(MSGID("output.failed") "the output cannot be written: %s", Err_Errno2String(error))));
+    return ReportFailure(
+        Failure(Text(MSGID("output.failed") "the output cannot be written: %s", ErrorText(error))));
 }
 
 } // namespace orvaneCli

@@ -9,6 +9,7 @@
 
 #include <fmt/format.h>
 
+#include "lib/misc/err.h"
 #include "lib/misc/glibPtr.h"
 #include "lib/misc/log.h"
 #include "lib/user/msg.h"
@@ -135,6 +136,10 @@ std::string Text(const char *message, ...) {
     const MsgText text(Msg_VFormat(message, arguments));
     va_end(arguments);
     return ForTerminal(text.get());
+}
+
+const char *ErrorText(int error) {
+    return Err_Errno2String(error);
 }
 
 std::string PlainText(const char *message) {

@@ -31,6 +31,9 @@ std::string Text(const char *message, ...) G_GNUC_PRINTF(1, 2);
 /* A text without arguments, which is no format. */
 std::string PlainText(const char *message);
 
+/* What the system says of an errno: "No space left on device". */
+const char *ErrorText(int error);
+
 /* Writes a failure or a warning to stderr, behind the program's name. */
 void Report(const std::string &text);
 

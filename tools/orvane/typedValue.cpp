@@ -76,7 +76,7 @@ std::string ReadWhole(const std::string &path) {
     }
     if (count < 0)
         throw BadUsage(Text(MSGID("value.file") "%s cannot be read: %s", Printable(path).c_str(),
-                            g_strerror(errno)));
+                            ErrorText(errno)));
     if (content.size() > kMostBytes)
         throw BadUsage(Text(MSGID("value.large") "%s has more than %d MiB", Printable(path).c_str(),
                             static_cast<int>(kMostBytes >> 20)));

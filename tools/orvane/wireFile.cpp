@@ -14,7 +14,7 @@ namespace {
 
 Failure WireFailure(const std::string &path, int error) {
     return Failure(
-        Text(MSGID("wire.failed") "--wire %s: %s", Printable(path).c_str(), g_strerror(error)));
+        Text(MSGID("wire.failed") "--wire %s: %s", Printable(path).c_str(), ErrorText(error)));
 }
 
 } // namespace

@@ -29,7 +29,7 @@ public:
 
 private:
     struct CloseStream {
-        void operator()(std::FILE *stream) const { std::fclose(stream); }
+        void operator()(std::FILE *file) const { std::fclose(file); }
     };
     static void OnRecord(OrvaneSession *session, const OrvaneWireRecord *record, gpointer data);
 
