@@ -1,5 +1,7 @@
 #include "lib/misc/log.h"
 
+#include <unistd.h>
+
 #include <cerrno>
 #include <ctime>
 #include <string>
@@ -14,6 +16,7 @@
 #include "lib/misc/logText.h"
 #include "lib/misc/logThrottle.h"
 #include "tests/lib/misc/logRecorder.h"
+#include "tests/support/inChild.h"
 
 namespace {
 
@@ -207,6 +210,12 @@ TEST_F(LogTest, StderrHasItsOwnLevel) {
     EXPECT_EQ("debug \\x1b\ntwo\nlines", testing::internal::GetCapturedStderr());
     Attach();
     EXPECT_EQ(-1, Log_GetStderrLevel()); /* the output's */
+    InChild([] {
+        close(STDERR_FILENO);
+        Log_SetStderrLevel(145);
+        alarm(20); /* a line that cannot be written is lost */
+        Log("lost\n");
+    });
 }
 
 TEST_F(LogTest, OutputsAreAttachedByRules) {

@@ -161,9 +161,11 @@ TEST(PanicDeathTest, FourThreadsAtOnceEndTheProcess) {
 }
 
 TEST(Panic, SettingsAreKept) {
-    for (gboolean value : {0, 1}) {
+    for (gboolean value : {1, 0}) {
         Panic_SetBreakOnPanic(value);
         EXPECT_EQ(value, Panic_GetBreakOnPanic());
+        Panic_SetPanicMsgPost(value);
+        EXPECT_EQ(value, Panic_GetPanicMsgPost());
     }
     PanicSetBreakValue(1);
     EXPECT_FALSE(Panic_GetBreakOnPanic());
