@@ -81,6 +81,8 @@ copy_tree() {
         echo 'foreach(module IN LISTS modules programModules ITEMS orvaneGlib orvaneJson)'
         echo "    target_compile_options(\${module} PRIVATE -w -O1 -g0 -include $root/mutant.h)"
         echo 'endforeach()'
+        # it stands in for functions that the check for leaks calls before it has begun
+        echo 'target_link_options(sigTest PRIVATE -fno-sanitize=leak)'
     } >"$root/new"
     cmp -s "$root/new" "$root/src/CMakeLists.txt" || cp "$root/new" "$root/src/CMakeLists.txt"
     cat >"$root/mutant.new" <<'END'
@@ -139,7 +141,9 @@ run_program() {
     [[ $name != hostileTest ]] || leaks=0
     (cd "$built" && LSAN_OPTIONS=detect_leaks=$leaks:exitcode=0:handle_segv=0:handle_sigbus=0:handle_sigfpe=0 \
         timeout -k 5 "$seconds" "bin/$name" "$@" >"$log" 2>&1) 2>/dev/null || return
-    ! awk '/SUMMARY: LeakSanitizer: [0-9]+ byte/ && $3 % (2048 * 8) { found = 1 } END { exit !found }' "$log"
+    awk '/^\[==========\].* ran\./ { isWhole = 1 }
+        /SUMMARY: LeakSanitizer: [0-9]+ byte/ && $3 % (2048 * 8) { leaks = 1 }
+        END { exit leaks || !isWhole }' "$log"
 }
 
 # What each program does without a fault: how long it takes, and tests that fail anyway. A program that fails without

@@ -239,6 +239,7 @@ TEST_F(SslSock, AClosedPeerRaisesNoSignal) {
     char byte = 0;
     EXPECT_EQ(-1, SSL_Read(garbage.client.get(), &byte, 1));
     EXPECT_EQ(SSL_ERROR_SSL, SSL_GetIOError(garbage.client.get()));
+    EXPECT_EQ(1u, CountInLog("W SSL: Unknown SSL Error\n"));
 }
 
 /* Writing to a pipe blocks the signal. The application's own signals must be unaffected. */

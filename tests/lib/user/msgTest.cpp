@@ -101,6 +101,7 @@ TEST_F(Msg, SettingsAnswerInAdvance) {
     const auto ask = [] { return Msg_Question(Msg_YesNoButtons, 1, "@&!*@*@(msg.really)Really?"); };
     EXPECT_EQ(0u, ask());
     EXPECT_EQ("msg.really: Really?\n[_Yes][_No]", gSeen);
+    EXPECT_THAT(LogText(), HasSubstr("Really?"));
     gAnswer = 7;
     gNumAsked = 0;
     EXPECT_EQ(1u, ask()) << "the default after two answers that are no button";
