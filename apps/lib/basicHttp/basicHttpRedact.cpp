@@ -547,9 +547,21 @@ void AppendUrlRest(std::string *shown, std::string_view text) {
         shown->append(text.substr(rest.query, 1)).append(kRedacted);
 }
 
+/* Whether a text may hold a URL. FALSE only if it holds none; nearly all texts end here. */
+bool MayHoldUrl(std::string_view text) {
+    const auto isEscape = [](char c) { return c == '&' || c == '%' || c == '\\'; };
+    char before = ' ';
+    for (char c : text) {
+        if (isEscape(c) || (before == ':' && c == '/'))
+            return true;
+        before = c;
+    }
+    return false;
+}
+
 /* A text without users, passwords and queries of URLs. */
 std::string RedactUrls(std::string_view text) {
-    if (text.find_first_of(kColonForms) == std::string_view::npos)
+    if (!MayHoldUrl(text))
         return std::string(text);
     const std::string lower = Lower(text);
     std::string shown;
@@ -576,6 +588,9 @@ constexpr auto kUrlHeaders = std::to_array<std::string_view>(
 
 /* (empty): a line of such a header, without the user and the query. */
 std::string RedactUrlHeader(std::string_view line) {
+    constexpr std::string_view kFirstLetters = "lLcCrRuU";
+    if (line.empty() || kFirstLetters.find(line[0]) == std::string_view::npos)
+        return {};
     const Lowered lowered(line, Lowered::kAll);
     const std::string_view lower = lowered.Text();
     const auto header = std::ranges::find_if(
@@ -610,7 +625,10 @@ std::string RedactHeader(std::string_view line) {
     if (secret != std::string_view::npos)
         return std::string(line.substr(0, secret)).append(" ").append(kRedacted);
     const std::string url = RedactUrlHeader(line);
-    return CutBehindSecretName(url.empty() ? RedactUrls(line) : url, kRedacted);
+    if (!url.empty())
+        return CutBehindSecretName(url, kRedacted);
+    return MayHoldUrl(line) ? CutBehindSecretName(RedactUrls(line), kRedacted)
+                            : CutBehindSecretName(line, kRedacted);
 }
 
 } // namespace
@@ -705,6 +723,8 @@ gsize BasicHttp_FindSecretName(const char *text, gsize length) {
 }
 
 char *BasicHttp_RedactUrls(const char *text, gsize length) {
+    if (!MayHoldUrl(std::string_view(text, length)))
+        return nullptr;
     const std::string shown = RedactUrls(std::string_view(text, length));
     return shown.size() == length && memcmp(shown.data(), text, length) == 0
                ? nullptr

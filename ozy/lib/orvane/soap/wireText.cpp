@@ -58,7 +58,8 @@ Judgement Judge(std::string_view text) {
 
 /* Appends a text up to the first name of a secret in it. Returns whether the text is such a name. */
 bool AppendText(std::string *out, std::string_view text) {
-    const GPtr<char> withoutUrls(BasicHttp_RedactUrls(text.data(), text.size()));
+    const GPtr<char> withoutUrls(
+        IsIdentifier(text) ? nullptr : BasicHttp_RedactUrls(text.data(), text.size()));
     if (withoutUrls)
         text = withoutUrls.get();
     const Judgement judgement = Judge(text);
@@ -88,6 +89,7 @@ private:
     bool ReadMarkup();
     bool ReadStartTag();
     bool ReadEndTag();
+    void AddText(std::string_view piece);
     void EndText();
     void HideSiblings(size_t line);
     size_t AppendAttributes(size_t place, bool isHidden, bool *namesSecret);
@@ -100,7 +102,8 @@ private:
     std::string &out;
     std::string_view body;
     size_t at = 0;
-    std::string text; /* of the element that is open, which comments and CDATA may divide */
+    std::string_view text; /* of the element that is open; in the body, or in "joined" */
+    std::string joined;    /* one that comments or CDATA divide */
     std::vector<OpenElement> open;
 };
 
@@ -124,7 +127,7 @@ bool Layout::Read() {
         const std::string_view piece = Trim(body.substr(at, markup - at));
         if (!piece.empty() && open.empty())
             return false;
-        text.append(piece);
+        AddText(piece);
         at = markup;
         if (at < body.size() && !ReadMarkup())
             return false;
@@ -148,7 +151,7 @@ bool Layout::ReadMarkup() {
     if (StartsWith(kCData) && !open.empty()) {
         const size_t begin = at + kCData.size();
         const size_t end = FindFrom(body, kDataEnd, begin);
-        text.append(body.substr(begin, end - begin));
+        AddText(body.substr(begin, end - begin));
         at = end + kDataEnd.size();
         return true;
     }
@@ -166,21 +169,33 @@ bool Layout::ReadMarkup() {
     return ReadStartTag();
 }
 
+void Layout::AddText(std::string_view piece) {
+    if (text.empty()) {
+        text = piece;
+        return;
+    }
+    if (joined.empty())
+        joined = text;
+    joined.append(piece);
+    text = joined;
+}
+
 /* Appends the text that was collected. */
 void Layout::EndText() {
-    const std::string collected = std::exchange(text, {});
-    if (collected.empty() || open.empty())
+    if (text.empty() || open.empty())
         return;
-    const OpenElement element = open.back();
-    if (element.hasLines)
+    if (open.back().hasLines)
         StartLine();
-    if (element.hidesChildren)
+    if (open.back().hidesChildren)
         out += kRedacted;
-    else if (AppendText(&out, collected) && open.size() > 1) {
+    else if (AppendText(&out, text) && open.size() > 1) {
+        const OpenElement element = open.back();
         open.pop_back();
         HideSiblings(element.line);
         open.push_back(element);
     }
+    text = {};
+    joined.clear();
 }
 
 /* The element that is open has a child that is the name of a secret, which begins at this place of the output. The value
