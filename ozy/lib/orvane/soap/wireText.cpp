@@ -58,8 +58,11 @@ Judgement Judge(std::string_view text) {
 
 /* Appends a text up to the first name of a secret in it. Returns whether the text is such a name. */
 bool AppendText(std::string *out, std::string_view text) {
-    const GPtr<char> withoutUrls(
-        IsIdentifier(text) ? nullptr : BasicHttp_RedactUrls(text.data(), text.size()));
+    if (IsIdentifier(text)) { /* nearly all */
+        out->append(text);
+        return IsSecretName(text);
+    }
+    const GPtr<char> withoutUrls(BasicHttp_RedactUrls(text.data(), text.size()));
     if (withoutUrls)
         text = withoutUrls.get();
     const Judgement judgement = Judge(text);
@@ -121,6 +124,8 @@ void Layout::StartLine() {
 }
 
 bool Layout::Read() {
+    constexpr size_t kUsualDepth = 16;
+    open.reserve(kUsualDepth);
     at = body.starts_with("\xef\xbb\xbf") ? 3 : 0;
     while (at < body.size()) {
         const size_t markup = FindFrom(body, "<", at);
