@@ -18,6 +18,7 @@
 
 #include <gtest/gtest.h>
 
+#include "lib/file/file.h"
 #include "lib/file/fileIOInt.h"
 #include "lib/misc/glibPtr.h"
 #include "tests/support/fileFaults.h"
@@ -411,6 +412,14 @@ TEST_F(FileIO, AThreadThatPlantsLinksGetsNothing) {
     EXPECT_LT(0, numMade);
     EXPECT_EQ("untouched", Contents(victim));
     EXPECT_EQ(0u, seen) << "what others could do with the file";
+}
+
+TEST_F(FileIO, FoldersAreMadeToTheLastOne) {
+    for (int round = 0; round < 2; round++)
+        EXPECT_TRUE(File_CreateDirectoryHierarchy(folder.Path("a/b/c").c_str(), 0700));
+    EXPECT_EQ(0, access(folder.Path("a/b/c").c_str(), X_OK));
+    folder.Write("file", "");
+    EXPECT_FALSE(File_CreateDirectoryHierarchy(folder.Path("file/a").c_str(), 0700));
 }
 
 TEST_F(FileIO, ACodeHasATextForPeople) {
