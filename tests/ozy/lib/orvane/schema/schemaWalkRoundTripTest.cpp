@@ -1,6 +1,8 @@
-// Objects of every class with random values: request text -> the same text as a reply -> an equal object.
+// Objects of every class with random values: request text -> the same text as a reply -> an equal object; and which objects
+// are equal.
 //
 // A fault that wraps another one in a property "fault" reads as the inner one.
+#include "ozy/lib/orvane/schema/schemaCompare.h"
 #include "tests/ozy/lib/orvane/schema/filledObjects.h"
 
 namespace {
@@ -45,6 +47,21 @@ struct SchemaRoundTrip : FilledObjects {
         }
         EXPECT_EQ(Tell(object.get()), Tell(read.Object())) << text;
         EXPECT_EQ(text, Write(read.Object()));
+        if (SKEMA_IS_QORM_MANAGED_OBJECT(object.get()))
+            return; /* those are compared by id */
+        EXPECT_TRUE(AreEqual(object.get(), read.Object())) << text;
+        const ObjectPtr<GObject> other = Filled(type, 0);
+        EXPECT_EQ(Tell(object.get()) == Tell(other.get()), AreEqual(object.get(), other.get()))
+            << text << "\n"
+            << Write(other.get());
+    }
+
+    static bool AreEqual(GObject *first, GObject *second) {
+        ScopedValue a(G_OBJECT_TYPE(first));
+        ScopedValue b(G_TYPE_OBJECT);
+        g_value_set_object(&a.value, first);
+        g_value_set_object(&b.value, second);
+        return SchemaCompare_AreEqual(&a.value, &b.value);
     }
 };
 
