@@ -15,6 +15,7 @@
  *   add -> CREATING -> ACTIVE -> removed         created, then any number of updates
  *                   -> FAILED                    created with a fault
  *   the connection ends in any of these          ended
+ *   the service has forgotten the filter         restarted, then created, then any number of updates
  *
  * Ownership: the session owns the filter. A proxy that enters is floating; reference it with g_object_ref_sink() to keep
  *            it. The data is released after the last call of a function.
@@ -39,6 +40,10 @@ G_BEGIN_DECLS
  * @ended: the connection is over, and with it the filter
  * @rewound: the service sends its updates from the beginning, since it has lost the place that was reached. Objects that
  *   are matched enter again; those that have not entered by the first @finished with @isWhole are not matched any more
+ * @restarted: the session has logged in again, and the service knows neither the filter nor anything else that belonged to
+ *   the former login, such as a view. The filter is created anew after this returns, unless this removes it. Objects that
+ *   are still matched enter again, with notifies for what has changed; those that have not entered by the first @finished
+ *   with @isWhole are not matched any more. See orvane_session_set_credentials_func()
  *
  * Each may be %NULL.
  */
@@ -50,6 +55,7 @@ typedef struct {
     void (*finished)(gboolean isWhole, gpointer data);
     void (*ended)(gpointer data);
     void (*rewound)(gpointer data);
+    void (*restarted)(gpointer data);
 } OrvaneFilterFuncs;
 
 /**

@@ -347,6 +347,51 @@ ORVANE_EXPORT void orvane_session_set_time_limits(OrvaneSession *session,
                                                   const OrvaneTimeLimits *limits);
 
 /**
+ * OrvaneCredentialsFunc:
+ * @session: the session that logs in again
+ * @user: (out) (transfer full): the user's name
+ * @password: (out) (transfer full): the password
+ * @data: the pointer that was set with the function
+ *
+ * Both texts are allocated with GLib's allocator. The library wipes and frees them when the login was sent, and after a
+ * result of %FALSE if they were set. It may do anything, also release the session, but not shut the library down.
+ *
+ * Returns: %FALSE to refuse
+ */
+typedef gboolean (*OrvaneCredentialsFunc)(OrvaneSession *session, char **user, char **password,
+                                          gpointer data);
+
+/**
+ * orvane_session_set_credentials_func:
+ * @session: a session
+ * @function: (nullable) (scope notified) (closure data) (destroy destroy): returns user and password when they are needed
+ *   again; %NULL for none, which is the initial state
+ * @data: passed to @function
+ * @destroy: (nullable): releases @data when the function is replaced or the session is finalised
+ *
+ * Makes the session log in again by itself when the service has ended the login, which it reports by the fault
+ * NotAuthenticated. All calls that get this fault wait for one login, and are then sent once more: the service has not
+ * begun them. @function is called from the loop, once for each login. What it returns is not kept.
+ *
+ * - A second NotAuthenticated for a call is its end. If the login fails, the calls that wait fail with the fault that
+ *   they had. Time limits and orvane_listener_abort() hold for a call that waits.
+ * - The service has forgotten the filters. They are created anew: loaded objects are compared with what the service
+ *   sends, notified where they differ, and reset where it sends nothing; for one that is gone, "leave" is emitted. For
+ *   an application's own filters see "restarted" in <orvane/filter.h>.
+ * - NotAuthenticated for updates does not make the state %ORVANE_SESSION_INTERRUPTED, unless the service or @function
+ *   refuses the login. NoPermission still does.
+ * - There is one login at a time. The first begins at once. Until the service has reported updates, the next ones wait
+ *   for 1, 2, 4 ... 60 seconds, up to half of that less by chance, so that many clients do not log in together.
+ *
+ * It holds for connections of orvane_session_connect() and of orvane_session_connect_local(). The latter requests a new
+ * ticket, and @function is not called. A clone ticket and a hijacked cookie cannot be used again: those sessions do not
+ * log in again.
+ */
+ORVANE_EXPORT void orvane_session_set_credentials_func(OrvaneSession *session,
+                                                       OrvaneCredentialsFunc function,
+                                                       gpointer data, GDestroyNotify destroy);
+
+/**
  * orvane_session_set_strict_loads:
  * @session: a session
  * @value: whether no load and no retrieval is left pending without a reason; %FALSE at first

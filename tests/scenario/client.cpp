@@ -283,6 +283,21 @@ void Client::PassTimeLimit() {
     testLoop::Advance(kTimeLimitMs * gint64(1000));
 }
 
+void Client::ExpireSessions() {
+    server.ExpireSessions();
+}
+
+void Client::Renew() {
+    orvane_session_set_credentials_func(
+        session,
+        [](OrvaneSession *, char **user, char **password, gpointer) -> gboolean {
+            *user = g_strdup("administrator");
+            *password = g_strdup("secret");
+            return TRUE;
+        },
+        nullptr, nullptr);
+}
+
 void Client::CloseConnections() {
     server.ResetConnections();
 }

@@ -51,6 +51,9 @@ struct Client {
     void CloseConnections();
     void Abort();
     void PassTimeLimit(); /* that all operations have */
+    void ExpireSessions();
+    /* From now on the session logs in again by itself. */
+    void Renew();
 
     simulator::Simulator server;
     Step step = Step::kConnect;

@@ -17,7 +17,8 @@ using scenario::Step;
 struct Disturbance {
     const char *name;
     void (Client::*apply)();
-    bool goesOn; /* the client must reach its end all the same */
+    bool goesOn;            /* the client must reach its end all the same */
+    bool isRenewed = false; /* nothing fails, since the session logs in again */
 };
 
 constexpr Disturbance kDisturbances[] = {
@@ -30,6 +31,7 @@ constexpr Disturbance kDisturbances[] = {
     {"CloseConnections", &Client::CloseConnections, true},
     {"Abort", &Client::Abort, true},
     {"PassTimeLimit", &Client::PassTimeLimit, true},
+    {"ExpireSessions", &Client::ExpireSessions, true, true},
 };
 
 void PrintTo(const Disturbance &disturbance, std::ostream *out) {
@@ -65,6 +67,8 @@ TEST_P(DestroyAtEveryStep, BeforeACallback) {
         SCOPED_TRACE(testing::Message() << "at callback " << n);
         Client client(SmallService());
         applied = false;
+        if (GetParam().isRenewed)
+            client.Renew();
         testLoop::SetBeforeStep([&](uint64_t number) {
             if (number != n)
                 return;
@@ -74,6 +78,9 @@ TEST_P(DestroyAtEveryStep, BeforeACallback) {
         client.Run();
         if (GetParam().goesOn) {
             EXPECT_EQ(Step::kEnded, client.step) << "stuck in " << scenario::StepName(client.step);
+        }
+        if (GetParam().isRenewed && client.server.NumCalls("Login") > 1) {
+            EXPECT_FALSE(client.failed) << testing::PrintToString(client.signals);
         }
         ASSERT_EQ("", client.End());
     }
@@ -91,6 +98,28 @@ TEST_P(DestroyAtEveryStep, InsideASignalHandler) {
             applied = true;
             (client.*GetParam().apply)();
         };
+        client.Run();
+        ASSERT_EQ("", client.End());
+    }
+}
+
+/* The login ends early; then all that a client may lose is lost while the session logs in again. */
+TEST_P(DestroyAtEveryStep, WhileTheSessionLogsInAgain) {
+    const uint64_t stride = IsExhaustive() ? 1 : 3;
+    constexpr uint64_t kLastStep = 60;
+    for (uint64_t n = 0; n < kLastStep; n += stride) {
+        SCOPED_TRACE(testing::Message() << "at callback " << n << " after the end of the login");
+        Client client(SmallService());
+        client.Renew();
+        uint64_t end = 0;
+        testLoop::SetBeforeStep([&](uint64_t number) {
+            if (end == 0 && client.step == Step::kTask) {
+                client.ExpireSessions();
+                end = number;
+            }
+            if (end != 0 && number == end + n)
+                (client.*GetParam().apply)();
+        });
         client.Run();
         ASSERT_EQ("", client.End());
     }

@@ -304,13 +304,22 @@ void OnRewound(gpointer data) {
     SetReady(hold.get(), false);
 }
 
+void Begin(OrvaneInventory *inventory);
+
+/* The service has forgotten the view, too. */
+void OnRestarted(gpointer data) {
+    if (Of(data) != nullptr)
+        Begin(Of(data));
+}
+
 constexpr OrvaneFilterFuncs kFilterFunctions = {.created = OnFilterCreated,
                                                 .entered = OnEntered,
                                                 .changed = OnChanged,
                                                 .left = OnLeft,
                                                 .finished = OnFinished,
                                                 .ended = OnEnded,
-                                                .rewound = OnRewound};
+                                                .rewound = OnRewound,
+                                                .restarted = OnRestarted};
 
 /* Removes filter and view, here and on the service. */
 void Stop(Inventory *state) {

@@ -44,6 +44,13 @@ void OrvaneListener_CompleteAfterInit(void);
 /* (nullable): the open operations of a live session; NULL for any other pointer. */
 OrvaneOperations *OrvaneSession_GetOperations(OrvaneSession *session);
 
+/* The service refuses the login of the connection. Logs in again, soon or after a delay, and reports the end to the
+ * manager. FALSE if the session cannot do that. */
+bool OrvaneSession_RenewLogin(OrvaneSession *session);
+
+/* A call for updates has succeeded. */
+void OrvaneSession_NoteUpdates(OrvaneSession *session);
+
 /* Ends the open operations of all sessions. The transport was shut down. */
 void OrvaneSession_EndAllForShutdown(void);
 

@@ -141,6 +141,7 @@ static void orvane_session_finalize(GObject *object) {
     g_hash_table_destroy(priv->listeners);
     g_object_unref(priv->server);
     OrvaneSessionFreeCallHeaders(priv);
+    OrvaneSessionRelogin_Free(session);
     BasicHttp_DeleteBandwidthGroup(priv->bandwidthGroup);
     OrvaneWireReceiver_Unref(priv->wireReceiver);
     g_free(priv->userAgent);
@@ -180,6 +181,7 @@ void orvane_session_cleanup_private_state(OrvaneSession *session, OrvaneOutcome 
     ConnectionWatch watch(session);
     ObjectWatch<OrvaneSession> sessionWatch(session);
     OrvaneOperations_Mark(&priv->operations, outcome);
+    OrvaneSessionRelogin_End(session);
     OrvaneSessionFreeCalls(session);
     OrvaneSessionVerify_End(session);
     g_clear_pointer(&priv->url, g_free);

@@ -37,6 +37,7 @@ bool SetUp(OrvaneSession *session, const char *url, OrvaneCnxParams *cnxParams) 
     OrvaneSessionPrivate *priv = session->priv;
     priv->url = g_strdup(url);
     priv->cnxParams = cnxParams;
+    OrvaneSessionRelogin_Begin(session);
     priv->cookieJar = BasicHttp_CreateCookieJar();
     priv->moMgr = orvane_momgr_new(session);
     OrvaneMOMgr_SetStrictLoads(priv->moMgr, priv->hasStrictLoads);

@@ -107,6 +107,7 @@ void orvane_session_disconnect(OrvaneSession *session, OrvaneListener *listener)
     }
     orvane_momgr_cancel_updates(priv->moMgr, nullptr);
     OrvaneSessionStopKeepAlive(session);
+    OrvaneSessionRelogin_Stop(session);
     if (priv->cnxParams->kind == ORVANE_CNX_HIJACK) {
         if (application)
             AcknowledgeSoon(application.Get());

@@ -12,6 +12,7 @@
  *   orvaneSessionVerify.cpp      decisions on certificates
  *   orvaneSessionDisconnect.cpp  disconnect
  *   orvaneSessionInvoke.cpp      calls and replies
+ *   orvaneSessionRelogin.cpp     another login when the service has ended the one of the connection
  *   orvaneSessionWire.cpp        records of requests and replies; wireFile.cpp is the file of them
  *   orvaneSessionLocal.cpp       services and ticket files of this machine
  *   orvaneSessionSspi.cpp        single sign-on
@@ -20,10 +21,12 @@
 
 #include "apps/lib/basicHttp/basicHttp.h"
 #include "lib/misc/glibPtr.h"
+#include "lib/misc/secret.h"
 #include "ozy/lib/orvane/listener/objectWatch.h"
 #include "ozy/lib/orvane/listener/orvaneListenerInt.h"
 #include "ozy/lib/orvane/runtime/roomsAbove.h"
 #include "ozy/lib/orvane/session/orvaneServer.h"
+#include "ozy/lib/orvane/session/orvaneSessionRelogin.h"
 #include "ozy/lib/orvane/session/orvaneSessionWire.h"
 #include "ozy/lib/orvane/updates/orvaneMOMgr.h"
 
@@ -54,6 +57,12 @@ void orvane_session_destroy_cnxparams(OrvaneCnxParams *params);
 
 /* -- requests in flight ------------------------------------------------------------------------- */
 
+/* What a call that was refused for want of a login has until it is sent again. */
+struct OrvaneRefusal {
+    SecretBlock body;                      /* of the request */
+    ObjectPtr<SkemaQormMethodFault> fault; /* with which it was refused */
+};
+
 /*
  * One HTTP request of a session, from its sending to its reply or the clean-up. The session's list owns it.
  * The weak reference on a listener has this record as its data, not the request, since the record knows
@@ -63,7 +72,7 @@ struct OrvaneCall {
     OrvaneCall *next;
     OrvaneCall **link; /* the pointer to this record in the list that it is in */
     OrvaneSession *session;
-    BasicHttpRequest *request;
+    BasicHttpRequest *request; /* NULL while the call waits for a login */
     guint generation; /* of the transport that sent it; the request exists in that one only */
     OrvaneListener *listener; /* weak; NULL without one, or once no reply is expected */
     OrvaneCall *nextOfListener;
@@ -71,7 +80,10 @@ struct OrvaneCall {
     GObject *context;  /* owned; the context of a discovery request, otherwise NULL */
     bool ownsListener; /* the session releases it if the call ends without a signal */
     bool isCanceled;   /* its reply is dropped, also if the listener has another call by then */
-    std::unique_ptr<OrvaneWireCall> wire; /* NULL if the request was not recorded */
+    guint login;       /* number of the login with which it was sent */
+    bool isRepeated;   /* it was refused once, and was sent again */
+    std::unique_ptr<OrvaneRefusal> refusal; /* NULL unless it waits for a login */
+    std::unique_ptr<OrvaneWireCall> wire;   /* NULL if the request was not recorded */
 };
 /* (transfer none) (nullable): the session of a request in flight. */
 OrvaneSession *OrvaneSessionOfRequest(const BasicHttpRequest *request);
@@ -82,6 +94,10 @@ void OrvaneSessionAddDiscovery(OrvaneSession *session, BasicHttpRequest *request
 /* Frees all requests, and the internal listeners of their calls. */
 void OrvaneSessionFreeCalls(OrvaneSession *session);
 void OrvaneSessionFreeCallHeaders(OrvaneSessionPrivate *priv);
+/* Sends the calls again that were refused and wait for a login. May call the application's wire function. */
+void OrvaneSessionRepeatCalls(OrvaneSession *session);
+/* Fails them with the faults with which they were refused. Runs the application's code. */
+void OrvaneSessionFailRefusedCalls(OrvaneSession *session);
 /* Adds the requests in flight to the session's bandwidth group. */
 void OrvaneSessionLimitCalls(OrvaneSession *session);
 /* The longest time that a request of the library itself may take: that of the session, or that of the listener which it
@@ -159,6 +175,9 @@ struct _OrvaneSessionPrivate {
     OrvaneOperations operations; /* of the connection, that have not ended */
     OrvaneCall *calls;           /* in flight, newest first */
     OrvaneCall *doneCalls;       /* over, and freed with the next call or the clean-up */
+    OrvaneCall *refusedCalls;    /* that wait for a login, newest first */
+    OrvaneCall *repeatedCalls;   /* that are being sent again, oldest first */
+    OrvaneRelogin relogin;
 
     BasicHttpHeaders *callHeaders; /* kept between calls and connections */
     char *callHeadersVersion;      /* the version that callHeaders were made for */
@@ -223,6 +242,9 @@ void orvane_session_retrieveServiceInstanceContent(OrvaneSession *session,
                                                    OrvaneListener *listener);
 gboolean orvane_session_invoke_login(OrvaneSession *session, OrvaneListener *listener);
 void OrvaneSessionStopKeepAlive(OrvaneSession *session);
+
+/* (transfer full) (nullable): the user and the password of the ticket that is the result of a call. */
+OrvaneCnxParams *OrvaneSessionReadTicketReply(OrvaneSession *session, OrvaneListener *internal);
 
 /* -- this machine --------------------------------------------------------------------------------- */
 

@@ -2,6 +2,7 @@
  * One call is one HTTP POST, and at most one acknowledgement of its listener.
  *
  *   not linked -> linked -> answered                  (entry removed, listener acknowledged)
+ *                        -> refused -> linked         (sent again after a login, once)
  *                        -> unlinked                  (no signal)
  *                        -> the listener died         (its request is cancelled)
  *                        -> freed by the clean-up     (no signal)
@@ -40,6 +41,8 @@ constexpr const char *kWaitPrefix = "WaitForUpdates";
 /* The requests in flight of all sessions, with their calls; NULL while there are none. */
 constinit GHashTable *gCallsByRequest = nullptr;
 
+void BasicHttpOnSent(BasicHttpRequest *request, BasicHttpResponse *response, gpointer clientData);
+
 /* Object data "session" of an unlinked listener. */
 gpointer Unlinked() {
     return GINT_TO_POINTER(1); /* ORVANE_SESSION_DATA_UNLINK_VALUE */
@@ -53,7 +56,7 @@ constexpr auto kRepeatableMethods =
 /* -- the list of calls ---------------------------------------------------------------------------- */
 
 bool HasRequest(const OrvaneCall *call) {
-    return call->generation == BasicHttp_GetGeneration();
+    return call->request != nullptr && call->generation == BasicHttp_GetGeneration();
 }
 
 /* Puts the record at the head of a list. */
@@ -163,15 +166,22 @@ void FreeCall(OrvaneCall *call) {
         g_object_unref(owned);
 }
 
-OrvaneCall *AddCall(OrvaneSession *session, BasicHttpRequest *request) {
-    auto *call = new OrvaneCall();
-    call->session = session;
+/* Gives a call its request, and adds it to those in flight. */
+void PutInFlight(OrvaneCall *call, BasicHttpRequest *request) {
+    OrvaneSessionPrivate *priv = call->session->priv;
     call->request = request;
     call->generation = BasicHttp_GetGeneration();
-    PutFirst(&session->priv->calls, call);
+    call->login = priv->relogin.number;
+    PutFirst(&priv->calls, call);
     if (gCallsByRequest == nullptr)
         gCallsByRequest = g_hash_table_new(nullptr, nullptr);
     g_hash_table_insert(gCallsByRequest, request, call);
+}
+
+OrvaneCall *AddCall(OrvaneSession *session, BasicHttpRequest *request) {
+    auto *call = new OrvaneCall();
+    call->session = session;
+    PutInFlight(call, request);
     return call;
 }
 
@@ -214,15 +224,37 @@ BasicHttpHeaders *CallHeaders(OrvaneSessionPrivate *priv) {
     return priv->callHeaders;
 }
 
+/* Whether a call is the long one of the update stream. */
+bool IsWait(const char *methodName) {
+    return strncmp(methodName, kWaitPrefix, strlen(kWaitPrefix)) == 0;
+}
+
 /* The update stream has no limits. The total time of an application's call is that of its operation. */
 void SetLimits(const OrvaneSessionPrivate *priv, BasicHttpRequest *request, const char *methodName,
                OrvaneListener *listener) {
     const OrvaneTimeLimits &limits = priv->timeLimits;
-    if (strncmp(methodName, kWaitPrefix, strlen(kWaitPrefix)) == 0)
+    if (IsWait(methodName))
         return;
     const bool isOfApplication = listener != nullptr && !OrvaneListener_IsInternal(listener);
     BasicHttp_SetLimits(request, limits.connect, limits.inactivity,
                         isOfApplication ? 0 : OrvaneSessionLongerLimit(limits.total, listener));
+}
+
+/* A request for a method with a body, which it takes over. */
+RequestPtr NewPost(OrvaneSession *session, char *body, gsize length, const char *methodName,
+                   OrvaneListener *listener) {
+    const OrvaneSessionPrivate *priv = session->priv;
+    RequestPtr request(
+        BasicHttp_CreatePost(priv->url, priv->cookieJar, BasicHttp_TakeStringSource(body, length)));
+    if (!request)
+        return nullptr;
+
+    OrvaneSessionSetUpRequest(session, request.get());
+    SetLimits(priv, request.get(), methodName, listener);
+    OrvaneSessionVerify_SetUpCall(session, request.get(), CarriesLogin(priv, methodName));
+    BasicHttp_SetHeaders(request.get(), CallHeaders(session->priv));
+    BasicHttp_SetRepeatable(request.get(), IsRepeatable(methodName));
+    return request;
 }
 
 RequestPtr NewRequest(OrvaneSession *session, GObject *object, const char *methodName,
@@ -235,19 +267,7 @@ RequestPtr NewRequest(OrvaneSession *session, GObject *object, const char *metho
 
     gsize length = 0;
     char *body = OrvaneSoap_Serialize(session, typeName, id, methodName, arguments, count, &length);
-    if (body == nullptr)
-        return nullptr;
-    RequestPtr request(
-        BasicHttp_CreatePost(priv->url, priv->cookieJar, BasicHttp_TakeStringSource(body, length)));
-    if (!request)
-        return nullptr;
-
-    OrvaneSessionSetUpRequest(session, request.get());
-    SetLimits(priv, request.get(), methodName, listener);
-    OrvaneSessionVerify_SetUpCall(session, request.get(), CarriesLogin(priv, methodName));
-    BasicHttp_SetHeaders(request.get(), CallHeaders(session->priv));
-    BasicHttp_SetRepeatable(request.get(), IsRepeatable(methodName));
-    return request;
+    return body != nullptr ? NewPost(session, body, length, methodName, listener) : nullptr;
 }
 
 void Link(OrvaneCall *call, OrvaneListener *listener, guint serial, const char *methodName) {
@@ -340,6 +360,108 @@ char *StealMethodName(OrvaneSession *session, OrvaneListener *listener) {
     return static_cast<char *>(name);
 }
 
+/* -- calls that wait for a login ------------------------------------------------------------------- */
+
+bool IsNotAuthenticated(const GValue *value) {
+    return G_IS_VALUE(value) && G_VALUE_HOLDS_OBJECT(value) &&
+           G_TYPE_CHECK_INSTANCE_TYPE(g_value_get_object(value),
+                                      SKEMA_TYPE_OZY_FAULT_NOT_AUTHENTICATED);
+}
+
+/* Keeps a call that was refused, until the session has logged in again. FALSE if it is to fail instead. The manager
+ * handles the refusal of its long call itself. May call the application's wire function. */
+bool KeepRefused(OrvaneSession *session, std::unique_ptr<OrvaneCall> &call,
+                 OrvaneListener *listener, const char *methodName, const GValue *fault) {
+    OrvaneSessionPrivate *priv = session->priv;
+    if (call->isRepeated || (OrvaneListener_IsInternal(listener) && IsWait(methodName)) ||
+        OrvaneSessionRelogin_IsPart(session, listener))
+        return false;
+    gsize length = 0;
+    const char *body = BasicHttp_GetBodyText(call->request, &length);
+    const bool isStale = call->login != priv->relogin.number; /* there was a login since */
+    if (body == nullptr || (!isStale && !OrvaneSession_RenewLogin(session)))
+        return false;
+    auto *object = static_cast<SkemaQormMethodFault *>(g_value_dup_object(fault));
+    call->refusal.reset(new OrvaneRefusal{SecretBlock::Copy(body, length),
+                                          ObjectPtr<SkemaQormMethodFault>(object)});
+    call->request = nullptr;
+    PutFirst(&priv->refusedCalls, call.get());
+    const guint serial = call->operation;
+    Link(call.release(), listener, serial, methodName);
+    if (isStale)
+        OrvaneSessionRepeatCalls(session);
+    return true;
+}
+
+/* Ends a call that waited, if its listener expects no signal. */
+bool DropRefused(OrvaneCall *call) {
+    OrvaneListener *listener = call->listener;
+    const bool isCanceled = call->isCanceled;
+    const bool isFormer = !isCanceled && OrvaneListener_ServesAnother(listener, call->operation);
+    if (!isCanceled && !isFormer &&
+        g_object_get_data(G_OBJECT(listener), kSessionKey) == call->session)
+        return false;
+    ForgetListener(call);
+    TakeCall(call);
+    if (isFormer && !HasCalls(listener, call->session))
+        g_hash_table_remove(call->session->priv->listeners, listener);
+    delete call;
+    if (isCanceled || (!isFormer && !OrvaneListener_HasCompleted(listener)))
+        g_object_unref(listener);
+    return true;
+}
+
+void FailRefused(OrvaneCall *call) {
+    if (DropRefused(call))
+        return;
+    OrvaneListener *listener = call->listener;
+    OrvaneSession *session = call->session;
+    ScopedValue fault(SKEMA_TYPE_QORM_METHOD_FAULT);
+    g_value_take_object(&fault.value, call->refusal->fault.release());
+    const guint serial = call->operation;
+    ForgetListener(call);
+    TakeCall(call);
+    delete call;
+    g_hash_table_remove(session->priv->listeners, listener);
+    OrvaneListener_AcknowledgeReply(listener, serial, FALSE, &fault.value);
+}
+
+void Repeat(OrvaneCall *call) {
+    OrvaneSession *session = call->session;
+    if (DropRefused(call))
+        return;
+    OrvaneListener *listener = call->listener;
+    const GPtr<char> methodName(g_strdup(
+        static_cast<const char *>(g_hash_table_lookup(session->priv->listeners, listener))));
+    gsize length = 0;
+    auto *body = reinterpret_cast<char *>(call->refusal->body.release(&length));
+    RequestPtr request = NewPost(session, body, length, methodName.get(), listener);
+    if (!request) {
+        FailRefused(call);
+        return;
+    }
+    Unlist(call);
+    PutInFlight(call, request.get());
+    call->isRepeated = true;
+    if (!BasicHttp_SendRequest(request.get(), BasicHttpOnSent, listener)) {
+        LeaveIndex(call);
+        call->request = nullptr;
+        request.reset(); /* the application's handlers may shut the transport down */
+        FailRefused(call);
+        return;
+    }
+    call->refusal.reset();
+    call->wire = OrvaneSessionWire_Repeat(session, request.release(), call->wire.get());
+}
+
+/* Moves the calls that wait to the list of those to be worked on. */
+void BeginRepeating(OrvaneSessionPrivate *priv) {
+    while (OrvaneCall *call = priv->refusedCalls) {
+        Unlist(call);
+        PutFirst(&priv->repeatedCalls, call);
+    }
+}
+
 /* The reply to a call that had a listener. */
 void OnListenerReply(OrvaneCall *call, OrvaneListener *listener, RequestPtr request,
                      ResponsePtr response) {
@@ -371,10 +493,9 @@ void OnListenerReply(OrvaneCall *call, OrvaneListener *listener, RequestPtr requ
     }
 
     OrvaneSession *session = call != nullptr ? call->session : static_cast<OrvaneSession *>(data);
-    if (call != nullptr) {
+    std::unique_ptr<OrvaneCall> record(call);
+    if (call != nullptr)
         TakeCall(call);
-        delete call;
-    }
     const GPtr<char> methodName(StealMethodName(session, listener));
     if (session->priv->state == ORVANE_SESSION_DISCONNECTED) {
         Log("%s: ORVANE_SESSION_DISCONNECTED == orvane_session_get_state\n", kOnSent);
@@ -385,8 +506,13 @@ void OnListenerReply(OrvaneCall *call, OrvaneListener *listener, RequestPtr requ
     }
 
     ScopedValue value;
+    const bool mayRenew = record && methodName && OrvaneSessionRelogin_IsPossible(session);
     const bool isResult =
         ReadReply(session, listener, methodName.get(), response.get(), &value.value);
+    if (mayRenew && !isResult && IsNotAuthenticated(&value.value) &&
+        KeepRefused(session, record, listener, methodName.get(), &value.value))
+        return;
+    record.reset();
     /* the application's handlers may shut the transport down */
     request.reset();
     response.reset();
@@ -587,8 +713,26 @@ void OrvaneSessionLimitCalls(OrvaneSession *session) {
 void OrvaneSessionFreeCalls(OrvaneSession *session) {
     OrvaneSessionPrivate *priv = session->priv;
     FreeDoneCalls(priv);
-    while (OrvaneCall *call = priv->calls) {
-        TakeCall(call);
-        FreeCall(call);
+    for (OrvaneCall **list : {&priv->calls, &priv->refusedCalls, &priv->repeatedCalls}) {
+        while (OrvaneCall *call = *list) {
+            TakeCall(call);
+            FreeCall(call);
+        }
     }
+}
+
+void OrvaneSessionRepeatCalls(OrvaneSession *session) {
+    OrvaneSessionPrivate *priv = session->priv;
+    const ConnectionWatch watch(session);
+    BeginRepeating(priv);
+    while (watch.IsSame() && priv->repeatedCalls != nullptr)
+        Repeat(priv->repeatedCalls);
+}
+
+void OrvaneSessionFailRefusedCalls(OrvaneSession *session) {
+    OrvaneSessionPrivate *priv = session->priv;
+    const ConnectionWatch watch(session);
+    BeginRepeating(priv);
+    while (watch.IsSame() && priv->repeatedCalls != nullptr)
+        FailRefused(priv->repeatedCalls);
 }

@@ -259,8 +259,7 @@ void orvane_session_localticket_cb(OrvaneListener *internal, gpointer data) {
     const ListenerPtr owner(internal);
     OrvaneSession *session = ORVANE_SESSION(data);
     OrvaneSessionPrivate *priv = session->priv;
-    const ObjectPtr<GObject> ticket = ResultObject(internal);
-    OrvaneCnxParams *params = ticket ? TicketParams(priv, ticket.get()) : nullptr;
+    OrvaneCnxParams *params = OrvaneSessionReadTicketReply(session, internal);
     if (params != nullptr) {
         orvane_session_destroy_cnxparams(priv->cnxParams);
         priv->cnxParams = params;
@@ -303,6 +302,11 @@ bool SendLogin(OrvaneSession *session, OrvaneListener *internal) {
 }
 
 } // namespace
+
+OrvaneCnxParams *OrvaneSessionReadTicketReply(OrvaneSession *session, OrvaneListener *internal) {
+    const ObjectPtr<GObject> ticket = ResultObject(internal);
+    return ticket ? TicketParams(session->priv, ticket.get()) : nullptr;
+}
 
 void orvane_session_retrieveServiceInstanceContent(OrvaneSession *session,
                                                    OrvaneListener *listener) {

@@ -142,6 +142,24 @@ void Emit(OrvaneSession *session, OrvaneWireRecord record, BasicHttpRequest *req
     OrvaneWireReceiver_Unref(receiver);
 }
 
+std::unique_ptr<OrvaneWireCall> RecordRequest(OrvaneSession *session, BasicHttpRequest *request,
+                                              const char *method, const char *target) {
+    auto call = std::make_unique<OrvaneWireCall>();
+    call->number = ++gLastNumber;
+    call->monotonicTime = g_get_monotonic_time();
+    call->method.reset(g_strdup(method));
+    call->object.reset(g_strdup(target));
+    gsize length = 0;
+    const char *body = BasicHttp_GetBodyText(request, &length);
+    OrvaneWireRecord record{};
+    record.kind = ORVANE_WIRE_REQUEST;
+    record.number = call->number;
+    record.method = call->method.get();
+    record.object = call->object.get();
+    Emit(session, record, request, std::string_view(body != nullptr ? body : "", length));
+    return call;
+}
+
 } // namespace
 
 gboolean OrvaneSessionWire_IsInFunction(void) {
@@ -184,20 +202,15 @@ std::unique_ptr<OrvaneWireCall> OrvaneSessionWire_Request(OrvaneSession *session
                                     SKEMA_QORM_MANAGED_OBJECT(object)->id);
     else
         target = PathOf(request);
-    auto call = std::make_unique<OrvaneWireCall>();
-    call->number = ++gLastNumber;
-    call->monotonicTime = g_get_monotonic_time();
-    call->method.reset(g_strdup(PrintableText_Make(method).c_str()));
-    call->object.reset(g_strdup(target.c_str()));
-    gsize length = 0;
-    const char *body = BasicHttp_GetBodyText(request, &length);
-    OrvaneWireRecord record{};
-    record.kind = ORVANE_WIRE_REQUEST;
-    record.number = call->number;
-    record.method = call->method.get();
-    record.object = call->object.get();
-    Emit(session, record, request, std::string_view(body != nullptr ? body : "", length));
-    return call;
+    return RecordRequest(session, request, PrintableText_Make(method).c_str(), target.c_str());
+}
+
+std::unique_ptr<OrvaneWireCall> OrvaneSessionWire_Repeat(OrvaneSession *session,
+                                                         BasicHttpRequest *request,
+                                                         const OrvaneWireCall *former) {
+    if (former == nullptr || !IsRecorded(session))
+        return nullptr;
+    return RecordRequest(session, request, former->method.get(), former->object.get());
 }
 
 void OrvaneSessionWire_Reply(OrvaneSession *session, const OrvaneWireCall &call,

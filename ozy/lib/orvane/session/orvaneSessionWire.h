@@ -39,6 +39,11 @@ std::unique_ptr<OrvaneWireCall> OrvaneSessionWire_Request(OrvaneSession *session
                                                           BasicHttpRequest *request,
                                                           GObject *object, const char *method);
 
+/* The same for a call that is sent again. @former has its first request; NULL if that was not recorded. */
+std::unique_ptr<OrvaneWireCall> OrvaneSessionWire_Repeat(OrvaneSession *session,
+                                                         BasicHttpRequest *request,
+                                                         const OrvaneWireCall *former);
+
 /* Records the reply to a request. May call the application's function. */
 void OrvaneSessionWire_Reply(OrvaneSession *session, const OrvaneWireCall &call,
                              BasicHttpRequest *request, const BasicHttpResponse *response);

@@ -53,9 +53,10 @@ void AbandonFilter(OrvaneMOMgr *momgr, gpointer proxy) {
 /* A proxy that leaves the tables answers no load. In a manager that is not strict, its load keeps its place. */
 void EndAbandoned(OrvaneMOMgr *momgr, gpointer proxy) {
     OrvaneMOMgrPrivate *priv = momgr->priv;
+    const bool isRenewal = MOMgrRenewal_Forget(momgr, proxy);
     if (priv->isClosed || !g_hash_table_contains(priv->startedLoads, proxy))
         return;
-    if (!priv->hasStrictLoads) {
+    if (!priv->hasStrictLoads && !isRenewal) {
         g_hash_table_remove(priv->startedLoads, proxy);
         return;
     }
@@ -128,8 +129,10 @@ void Dispose(GObject *object) {
 void Finalize(GObject *object) {
     OrvaneMOMgrPrivate *priv = Cast(object)->priv;
     g_free(priv->collectorVersion);
-    for (GHashTable *table : {priv->objectsById, priv->idsByObject, priv->filtersByObject,
-                              priv->loadListeners, priv->pendingLoads, priv->startedLoads})
+    delete priv->renewal;
+    for (GHashTable *table :
+         {priv->objectsById, priv->idsByObject, priv->filtersByObject, priv->loadListeners,
+          priv->pendingLoads, priv->startedLoads, priv->creating})
         g_hash_table_destroy(table);
     g_queue_free_full(priv->loadQueue, g_free);
     g_queue_free(priv->activeListeners);
@@ -167,6 +170,7 @@ static void orvane_momgr_init(OrvaneMOMgr *momgr) {
     priv->loadListeners = g_hash_table_new_full(nullptr, nullptr, nullptr, g_free);
     priv->pendingLoads = g_hash_table_new_full(nullptr, nullptr, nullptr, MOMgrFreePending);
     priv->startedLoads = g_hash_table_new(nullptr, nullptr);
+    priv->creating = g_hash_table_new(nullptr, nullptr);
     priv->loadQueue = g_queue_new();
     priv->activeListeners = g_queue_new();
     priv->answering = g_queue_new();

@@ -60,6 +60,21 @@ void orvane_momgr_acknowledge_load(OrvaneMOMgr *momgr, SkemaQormManagedObject *p
  */
 void OrvaneMOMgr_SetStrictLoads(OrvaneMOMgr *momgr, bool value);
 
+/* How an attempt to log in again has ended. */
+enum OrvaneMOMgrLogin {
+    ORVANE_MOMGR_LOGIN_RENEWED, /* the service has forgotten all filters */
+    ORVANE_MOMGR_LOGIN_KEPT,    /* the service still has them */
+    ORVANE_MOMGR_LOGIN_FAILED,
+};
+
+/* Whether the update stream was refused and waits for a login. */
+bool OrvaneMOMgr_IsWaitingForLogin(const OrvaneMOMgr *momgr);
+/* Continues the update stream, or interrupts the session. Runs the application's code. */
+void OrvaneMOMgr_EndLogin(OrvaneMOMgr *momgr, OrvaneMOMgrLogin outcome);
+
+/* Makes all filters anew, and starts the update stream from its beginning. Runs the application's code. */
+void OrvaneMOMgr_Restart(OrvaneMOMgr *momgr);
+
 /**
  * orvane_momgr_retrieve_contents:
  * @momgr: the manager of a connected session

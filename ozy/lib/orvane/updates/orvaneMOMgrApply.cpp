@@ -11,6 +11,7 @@
 
 #include <orvane/schema/qorm.h>
 
+#include "ozy/lib/orvane/schema/schemaCompare.h"
 #include "ozy/lib/orvane/schema/schemaEngine.h"
 #include "ozy/lib/orvane/schema/schemaReference.h"
 #include "ozy/lib/orvane/soap/orvaneSoapCheck.h"
@@ -93,6 +94,23 @@ void Assign(GObject *object, const char *name, const GValue *value) {
     ScopedValue converted(pspec->value_type);
     if (!G_IS_VALUE(value) || Convert(pspec, value, &converted.value))
         Store(object, pspec, &converted.value);
+}
+
+/* Whether a property of a class of the schema or of any other has this value already. */
+bool HasValue(GObject *object, GParamSpec *pspec, const GValue *value, MOMgrProxies *proxies) {
+    ScopedValue current;
+    if (pspec->value_type == G_TYPE_VALUE) {
+        orvane_object_get_any(object, pspec->name, &current.value);
+        proxies->Note(&current.value);
+        return SchemaCompare_AreEqual(&current.value, value);
+    }
+    g_value_init(&current.value, pspec->value_type);
+    g_object_get_property(object, pspec->name, &current.value);
+    proxies->Note(&current.value);
+    ScopedValue converted(pspec->value_type);
+    if (G_IS_VALUE(value) && !Convert(pspec, value, &converted.value))
+        return true; /* it would not be stored */
+    return SchemaCompare_AreEqual(&current.value, &converted.value);
 }
 
 void EmitArrayNotify(GObject *object, GParamSpec *pspec, gboolean isAdded, const GValue *element) {
@@ -300,6 +318,18 @@ void orvane_momgr_remove_element(OrvaneMOMgr *momgr, GObject *object, const char
     EmitArrayNotify(object, pspec, FALSE, element);
     g_value_array_remove(array.get(), static_cast<guint>(index));
     SetArray(object, pspec, std::move(array));
+}
+
+void MOMgrAssignDifferent(OrvaneMOMgr *momgr, MOMgrProxies *proxies, GObject *object,
+                          const char *path, const GValue *value) {
+    const auto holdManager = MOMgrHold(momgr);
+    const OrvaneUpdateTarget target = OrvaneUpdatePath_Resolve(momgr, object, path);
+    GParamSpec *pspec =
+        target.object != nullptr
+            ? OrvaneUpdatePath_FindProperty(target.object.get(), target.last.c_str())
+            : nullptr;
+    if (pspec != nullptr && !HasValue(target.object.get(), pspec, value, proxies))
+        Assign(target.object.get(), target.last.c_str(), value);
 }
 
 void orvane_momgr_update_property(OrvaneMOMgr *momgr, GObject *object, const char *name,

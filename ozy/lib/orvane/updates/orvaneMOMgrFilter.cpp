@@ -58,6 +58,7 @@ bool ApplyObject(OrvaneMOMgr *momgr, MOMgrFilter *filter, GObject *update, MOMgr
         return !filter->isRemoved;
     }
     const bool isEnter = kind == SKEMA_QORM_CORE_PROPERTY_COLLECTOR_OBJECT_UPDATE_ENTER;
+    const bool isDifference = isEnter && momgr->priv->renewal != nullptr;
     const GType changeType = skema_qorm_core_property_collector_change_get_type();
     const MOMgrReplyArray changeSet(update, "changeSet");
     for (const GValue &element : changeSet.Elements()) {
@@ -65,7 +66,8 @@ bool ApplyObject(OrvaneMOMgr *momgr, MOMgrFilter *filter, GObject *update, MOMgr
         if (change == nullptr)
             continue;
         GPtr<char> copy;
-        const char *path = MOMgrApplyChange(momgr, proxies, proxy.get(), change, &copy);
+        const char *path =
+            MOMgrApplyChange(momgr, proxies, proxy.get(), change, isDifference, &copy);
         if (filter->isRemoved)
             return false;
         if (!isEnter && path != nullptr && functions.changed != nullptr)
@@ -200,21 +202,36 @@ void OnCreated(OrvaneListener *internal, gpointer data) {
 }
 
 /* Sends the creation of a filter. FALSE if that is not possible. */
-bool Create(OrvaneMOMgr *momgr, guint number, GObject *spec, gboolean partialUpdates) {
+bool Create(OrvaneMOMgr *momgr, const MOMgrFilter *filter) {
     OrvaneMOMgrPrivate *priv = momgr->priv;
     if (!MOMgrIsFollowing(momgr))
         return false;
     OrvaneListener *internal = MOMgrNewListener(momgr, OnCreated);
-    g_object_set_data(G_OBJECT(internal), kFilterNumber, GUINT_TO_POINTER(number));
+    g_object_set_data(G_OBJECT(internal), kFilterNumber, GUINT_TO_POINTER(filter->number));
+    MOMgrNoteCreating(momgr, internal);
     skema_qorm_core_property_collector_create_filter(
         SKEMA_QORM_CORE_PROPERTY_COLLECTOR(priv->collector),
-        SKEMA_QORM_CORE_PROPERTY_COLLECTOR_FILTER_SPEC(spec), partialUpdates, internal);
+        SKEMA_QORM_CORE_PROPERTY_COLLECTOR_FILTER_SPEC(filter->spec.get()), filter->partialUpdates,
+        internal);
     if (OrvaneSession_HasCall(priv->session, internal)) {
         priv->filters->numCreating++;
         return true;
     }
     g_object_unref(internal); /* the reference of the call */
     return false;
+}
+
+/* Creates a filter that exists here, or reports that it cannot be created. */
+void CreateOrFail(OrvaneMOMgr *momgr, guint number) {
+    MOMgrFilters *filters = momgr->priv->filters;
+    const auto found = filters->byNumber.find(number);
+    if (found == filters->byNumber.end() || Create(momgr, found->second.get()))
+        return;
+    const MOMgrFilterPtr filter = Take(filters, number);
+    const ObjectPtr<GObject> fault(
+        G_OBJECT(g_object_new(skema_qorm_method_fault_get_type(), nullptr)));
+    if (filter->functions.created != nullptr)
+        filter->functions.created(SKEMA_QORM_METHOD_FAULT(fault.get()), filter->data);
 }
 
 } // namespace
@@ -281,15 +298,39 @@ void MOMgrFilter_CreateWaiting(OrvaneMOMgr *momgr) {
     MOMgrFilters *filters = momgr->priv->filters;
     if (filters == nullptr)
         return;
-    for (const MOMgrWaitingFilter &waiting : std::exchange(filters->waiting, {})) {
-        if (!filters->byNumber.contains(waiting.number) ||
-            Create(momgr, waiting.number, waiting.spec.get(), waiting.partialUpdates))
+    for (guint number : std::exchange(filters->waiting, {})) {
+        if (momgr->priv->filters != filters)
+            return; /* a function has ended the connection */
+        CreateOrFail(momgr, number);
+    }
+}
+
+/* A filter may be removed, and others added, while the functions run. */
+void MOMgrFilter_Restart(OrvaneMOMgr *momgr) {
+    MOMgrFilters *filters = momgr->priv->filters;
+    if (filters == nullptr)
+        return;
+    filters->byId.clear();
+    filters->removed.clear();
+    filters->held.clear();
+    filters->waiting.clear();
+    filters->numCreating = 0;
+    std::vector<guint> numbers;
+    for (const auto &[number, filter] : filters->byNumber) {
+        filter->id.clear();
+        filter->isRewound = false;
+        numbers.push_back(number);
+    }
+    for (guint number : numbers) {
+        const auto found = filters->byNumber.find(number);
+        if (found == filters->byNumber.end())
             continue;
-        const MOMgrFilterPtr filter = Take(filters, waiting.number);
-        const ObjectPtr<GObject> fault(
-            G_OBJECT(g_object_new(skema_qorm_method_fault_get_type(), nullptr)));
-        if (filter->functions.created != nullptr)
-            filter->functions.created(SKEMA_QORM_METHOD_FAULT(fault.get()), filter->data);
+        const MOMgrFilterPtr filter = MOMgrHoldFilter(found->second.get());
+        if (filter->functions.restarted != nullptr)
+            filter->functions.restarted(filter->data);
+        if (momgr->priv->filters != filters)
+            return; /* the function has ended the connection */
+        CreateOrFail(momgr, number);
     }
 }
 
@@ -312,7 +353,15 @@ guint orvane_session_add_filter(OrvaneSession *session, GObject *filterSpec,
     g_return_val_if_fail(ORVANE_IS_SESSION(session), 0);
     g_return_val_if_fail(G_TYPE_CHECK_INSTANCE_TYPE(filterSpec, specType), 0);
     g_return_val_if_fail(functions != nullptr, 0);
-    MOMgrFilterPtr filter(new MOMgrFilter{0, *functions, data, destroy, {}, false, 1});
+    MOMgrFilterPtr filter(new MOMgrFilter{0,
+                                          *functions,
+                                          data,
+                                          destroy,
+                                          {},
+                                          false,
+                                          1,
+                                          ObjectPtr<GObject>(G_OBJECT(g_object_ref(filterSpec))),
+                                          partialUpdates});
     OrvaneMOMgr *momgr = orvane_session_get_momgr(session);
     if (orvane_session_get_state(session) != ORVANE_SESSION_CONNECTED || momgr == nullptr)
         return 0;
@@ -321,9 +370,8 @@ guint orvane_session_add_filter(OrvaneSession *session, GObject *filterSpec,
         filters = new MOMgrFilters;
     const guint number = filter->number = ++gLastNumber;
     if (momgr->priv->collector == nullptr)
-        filters->waiting.push_back(
-            {number, ObjectPtr<GObject>(G_OBJECT(g_object_ref(filterSpec))), partialUpdates});
-    else if (!Create(momgr, number, filterSpec, partialUpdates))
+        filters->waiting.push_back(number);
+    else if (!Create(momgr, filter.get()))
         return 0;
     filters->byNumber.emplace(number, std::move(filter));
     return number;

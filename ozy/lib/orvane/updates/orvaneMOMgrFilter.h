@@ -33,6 +33,8 @@ struct MOMgrFilter {
     std::string id; /* empty until it is known */
     bool isRemoved; /* none of its functions is called any more */
     int references;
+    ObjectPtr<GObject> spec; /* to create it anew */
+    gboolean partialUpdates;
     bool isRewound = false; /* "finished" with isWhole is still to come */
 };
 
@@ -48,20 +50,14 @@ struct MOMgrHeldUpdate {
     bool isWhole;
 };
 
-/* A filter whose creation waits for the login to be complete. */
-struct MOMgrWaitingFilter {
-    guint number;
-    ObjectPtr<GObject> spec;
-    gboolean partialUpdates;
-};
-
 /* The filters of a connection; made with the first of them. */
 struct MOMgrFilters {
     std::unordered_map<guint, MOMgrFilterPtr> byNumber;
     std::unordered_map<std::string, MOMgrFilter *> byId; /* NULL for a removed one */
     std::deque<std::string> removed;                     /* their ids, the oldest first */
     std::deque<MOMgrHeldUpdate> held;
-    std::vector<MOMgrWaitingFilter> waiting;
+    std::vector<guint>
+        waiting; /* numbers of those whose creation waits for the login to be complete */
     size_t numCreating = 0;
 };
 
@@ -80,7 +76,9 @@ void MOMgrFilter_Rewind(OrvaneMOMgr *momgr);
 /* Creates the filters that were added before the collector was known. */
 void MOMgrFilter_CreateWaiting(OrvaneMOMgr *momgr);
 
-/* Ends all filters without a request: their connection is over. Runs the application's code. A manager that outlives its
- * connection calls it as well; whoever still needs a filter adds it again when the session is CONNECTED, as an
- * inventory does. */
+/* Creates all filters anew, on a service that has forgotten them. Their former calls were stopped. Runs the application's
+ * code. */
+void MOMgrFilter_Restart(OrvaneMOMgr *momgr);
+
+/* Ends all filters without a request: their connection is over. Runs the application's code. */
 void MOMgrFilter_EndAll(OrvaneMOMgr *momgr);

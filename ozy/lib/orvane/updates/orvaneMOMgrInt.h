@@ -1,7 +1,8 @@
 /*
  * orvaneMOMgrInt.h -- the record of the manager, shared by its sources: registry (orvaneMOMgr.cpp),
  * loads (orvaneMOMgrLoad.cpp), update stream (orvaneMOMgrUpdates.cpp), changes of properties
- * (orvaneMOMgrApply.cpp), filters of the application (orvaneMOMgrFilter.cpp)
+ * (orvaneMOMgrApply.cpp), filters of the application (orvaneMOMgrFilter.cpp), filters made anew
+ * (orvaneMOMgrRenewal.cpp)
  *
  * No pointer in the record keeps a proxy or an application's listener alive. Each has a weak reference while
  * a table contains it:
@@ -23,6 +24,7 @@
 #include "ozy/lib/orvane/schema/schemaEngine.h"
 #include "ozy/lib/orvane/updates/orvaneMOMgr.h"
 #include "ozy/lib/orvane/updates/orvaneMOMgrFilter.h"
+#include "ozy/lib/orvane/updates/orvaneMOMgrRenewal.h"
 
 /* A load that has not started. */
 struct MOMgrLoad {
@@ -63,9 +65,12 @@ struct OrvaneMOMgrPrivate {
     OrvaneListener *updatesListener; /* of the open call, which owns it; a weak pointer */
     GQueue *activeListeners;         /* all that are not answered yet, the newest at the head */
     GQueue *answering;               /* MOMgrPending records whose listeners are being notified */
-    guint numStarts;       /* loads to start before orvane_momgr_dequeue_pending_load() returns */
-    gboolean isClosed;     /* the connection is over */
-    MOMgrFilters *filters; /* of the application; NULL until there is one */
+    guint numStarts;        /* loads to start before orvane_momgr_dequeue_pending_load() returns */
+    gboolean isClosed;      /* the connection is over */
+    MOMgrFilters *filters;  /* of the application; NULL until there is one */
+    GHashTable *creating;   /* the internal listeners of CreateFilter calls, not owned */
+    MOMgrRenewal *renewal;  /* NULL until filters were made anew */
+    bool isWaitingForLogin; /* the update stream was refused */
 };
 
 struct _OrvaneMOMgr {
@@ -157,10 +162,17 @@ void MOMgrTakeFault(OrvaneListener *internal, GValue *value);
 /* Whether changes may still be applied. Handlers of earlier changes may have ended the connection. */
 bool MOMgrIsFollowing(OrvaneMOMgr *momgr);
 
-/* Applies one Change of an ObjectUpdate. Returns the path of the property, or NULL; it is part of the change or of the
- * copy. */
+/* Applies one Change of an ObjectUpdate. As a difference, it changes and notifies nothing if the value is the one that
+ * the property has. Returns the path of the property, or NULL; it is part of the change or of the copy. */
 const char *MOMgrApplyChange(OrvaneMOMgr *momgr, MOMgrProxies *proxies,
-                             SkemaQormManagedObject *proxy, GObject *change, GPtr<char> *copy);
+                             SkemaQormManagedObject *proxy, GObject *change, bool isDifference,
+                             GPtr<char> *copy);
+/* Sets a property to a value that differs from the one that it has. */
+void MOMgrAssignDifferent(OrvaneMOMgr *momgr, MOMgrProxies *proxies, GObject *object,
+                          const char *path, const GValue *value);
+
+/* Stops the update stream and interrupts the session. Runs the application's code. */
+void MOMgrInterrupt(OrvaneMOMgr *momgr);
 
 /* Applies or holds a FilterUpdate, of whatever filter. */
 void MOMgrApplyFilterUpdate(OrvaneMOMgr *momgr, GObject *filterUpdate, bool isWhole,

@@ -94,6 +94,7 @@ void CreateFilter(OrvaneMOMgr *momgr, SkemaQormManagedObject *proxy, gboolean pa
     OrvaneListener *internal = MOMgrNewListener(momgr, orvane_momgr_create_filter_cb);
     SetFilterObject(internal, proxy);
     orvane_listener_set_time_limit(internal, LongestLimit(momgr, proxy));
+    MOMgrNoteCreating(momgr, internal);
     skema_qorm_core_property_collector_create_filter(
         SKEMA_QORM_CORE_PROPERTY_COLLECTOR(momgr->priv->collector),
         SKEMA_QORM_CORE_PROPERTY_COLLECTOR_FILTER_SPEC(spec.get()), partialUpdates, internal);
@@ -122,6 +123,17 @@ gpointer StoppedLoad() {
     return GINT_TO_POINTER(1);
 }
 
+/* Creates the next filter that is to be made anew. */
+void StartRenewal(OrvaneMOMgr *momgr) {
+    OrvaneMOMgrPrivate *priv = momgr->priv;
+    SkemaQormManagedObject *proxy = MOMgrRenewal_Take(momgr);
+    if (proxy == nullptr)
+        return;
+    if (g_hash_table_replace(priv->startedLoads, proxy, nullptr) || !priv->hasStrictLoads)
+        priv->outstandingLoads++;
+    CreateFilter(momgr, proxy, static_cast<gboolean>(proxy->partialUpdates));
+}
+
 /* Starts the oldest queued load, unless too many are unanswered. */
 void StartLoad(OrvaneMOMgr *momgr) {
     OrvaneMOMgrPrivate *priv = momgr->priv;
@@ -134,8 +146,10 @@ void StartLoad(OrvaneMOMgr *momgr) {
 
     /* The record of a load is removed when the load ends, so every proxy in the queue exists. */
     GPtr<MOMgrLoad> load(static_cast<MOMgrLoad *>(g_queue_pop_tail(priv->loadQueue)));
-    if (load == nullptr)
+    if (load == nullptr) {
+        StartRenewal(momgr);
         return;
+    }
     FindPending(priv, load->proxy)->record = nullptr;
     /* of two loads of one proxy, a strict session counts the answered one only */
     const bool isFirst = g_hash_table_replace(priv->startedLoads, load->proxy, nullptr) != FALSE;
@@ -453,7 +467,11 @@ void orvane_momgr_dequeue_pending_load(OrvaneMOMgr *momgr) {
 }
 
 void MOMgrStartLoads(OrvaneMOMgr *momgr) {
-    for (guint left = momgr->priv->loadQueue->length; left > 0; left--)
+    const OrvaneMOMgrPrivate *priv = momgr->priv;
+    size_t left = priv->loadQueue->length;
+    if (priv->renewal != nullptr)
+        left += std::min<size_t>(priv->renewal->queue.size(), kMaxOutstandingLoads + 1);
+    for (; left > 0; left--)
         orvane_momgr_dequeue_pending_load(momgr);
 }
 
@@ -469,6 +487,12 @@ void orvane_momgr_create_filter_cb(OrvaneListener *internal, gpointer data) {
         MOMgrTakeFault(internal, &fault.value);
         if (proxy == nullptr)
             return;
+        if (MOMgrRenewal_IsCreating(momgr, proxy.get())) {
+            MOMgrRenewal_Fail(
+                momgr, proxy.get(),
+                static_cast<SkemaQormMethodFault *>(g_value_get_object(&fault.value)));
+            return;
+        }
         NoteFailure(momgr, proxy.get(), internal, true);
         orvane_momgr_acknowledge_load(momgr, proxy.get(), FALSE, &fault.value);
         return;
@@ -565,7 +589,10 @@ void orvane_momgr_unload_object(OrvaneMOMgr *momgr, SkemaQormManagedObject *prox
     const auto holdManager = MOMgrHold(momgr);
     const auto holdProxy = MOMgrHold(proxy);
     gpointer filterId = nullptr;
-    if (g_hash_table_steal_extended(momgr->priv->filtersByObject, proxy, nullptr, &filterId)) {
+    if (MOMgrRenewal_Forget(momgr, proxy)) {
+        StopLoad(momgr, proxy);
+    } else if (g_hash_table_steal_extended(momgr->priv->filtersByObject, proxy, nullptr,
+                                           &filterId)) {
         GPtr<char> owner(static_cast<char *>(filterId));
         MOMgrDestroyFilter(momgr, owner.get());
     }

@@ -1,5 +1,6 @@
 // The update stream: one call to the service's property collector waits for changes; its reply is applied,
 // and the call is sent again.
+#include <cstring>
 #include <span>
 
 #include <orvane/schema/ozy.h>
@@ -34,8 +35,30 @@ void ApplyChanges(const Updates &updates, SkemaQormManagedObject *proxy,
             return;
         GPtr<char> copy;
         if (GObject *change = MOMgrGetObject(&element, changeType))
-            MOMgrApplyChange(updates.momgr, updates.proxies, proxy, change, &copy);
+            MOMgrApplyChange(updates.momgr, updates.proxies, proxy, change, false, &copy);
     }
+}
+
+/* Brings a loaded object up to date by the first update of its new filter, which has all properties that are set. */
+void ApplyRenewal(const Updates &updates, SkemaQormManagedObject *proxy,
+                  const MOMgrReplyArray &changeSet) {
+    const GType changeType = skema_qorm_core_property_collector_change_get_type();
+    std::unordered_set<std::string> named;
+    for (const GValue &element : changeSet.Elements()) {
+        if (!MOMgrIsFollowing(updates.momgr))
+            return;
+        GPtr<char> copy;
+        GObject *change = MOMgrGetObject(&element, changeType);
+        const char *name = change != nullptr ? MOMgrApplyChange(updates.momgr, updates.proxies,
+                                                                proxy, change, true, &copy)
+                                             : nullptr;
+        if (name != nullptr)
+            named.emplace(name, strcspn(name, ".["));
+    }
+    if (MOMgrIsFollowing(updates.momgr))
+        MOMgrRenewal_ResetOthers(proxy, named);
+    if (MOMgrIsFollowing(updates.momgr))
+        MOMgrRenewal_Forget(updates.momgr, proxy);
 }
 
 /* Answers a load when the first values are in the proxy. The service also sends "enter" for a loaded object
@@ -61,14 +84,17 @@ void ApplyObject(const Updates &updates, GObject *update) {
         g_signal_emit_by_name(proxy.get(), "leave");
         return;
     }
-    ApplyChanges(updates, proxy.get(), MOMgrReplyArray(update, "changeSet"));
+    const bool isRenewal = kind == SKEMA_QORM_CORE_PROPERTY_COLLECTOR_OBJECT_UPDATE_ENTER &&
+                           MOMgrRenewal_IsCreating(momgr, proxy.get());
+    (isRenewal ? ApplyRenewal : ApplyChanges)(updates, proxy.get(),
+                                              MOMgrReplyArray(update, "changeSet"));
     if (kind == SKEMA_QORM_CORE_PROPERTY_COLLECTOR_OBJECT_UPDATE_ENTER && MOMgrIsFollowing(momgr))
         Enter(momgr, proxy.get());
 }
 
 /* The service has no such object. Only a strict manager fails the loads that wait for it. */
 void FailMissing(OrvaneMOMgr *momgr, GObject *filterUpdate) {
-    if (!momgr->priv->hasStrictLoads)
+    if (!momgr->priv->hasStrictLoads && momgr->priv->renewal == nullptr)
         return;
     const MOMgrReplyArray missingSet(filterUpdate, "missingSet");
     const GType missingType = skema_qorm_core_property_collector_missing_object_get_type();
@@ -82,7 +108,9 @@ void FailMissing(OrvaneMOMgr *momgr, GObject *filterUpdate) {
         const ObjectPtr<SkemaQormManagedObject> proxy(object);
         ScopedValue fault(skema_qorm_method_fault_get_type());
         g_value_take_object(&fault.value, reason);
-        if (proxy != nullptr)
+        if (proxy != nullptr && MOMgrRenewal_IsCreating(momgr, proxy.get()))
+            MOMgrRenewal_Fail(momgr, proxy.get(), reason);
+        else if (proxy != nullptr && momgr->priv->hasStrictLoads)
             MOMgrFailLoad(momgr, proxy.get(), &fault.value);
     }
 }
@@ -118,13 +146,6 @@ void ApplyUpdates(OrvaneMOMgr *momgr, GObject *updateSet, MOMgrProxies *proxies)
     MOMgrFilter_Finish(momgr, updated, !isTruncated);
 }
 
-void Interrupt(OrvaneMOMgr *momgr) {
-    momgr->priv->updatesStopped = TRUE;
-    g_clear_weak_pointer(&momgr->priv->updatesListener);
-    if (OrvaneSession *session = MOMgrSession(momgr))
-        orvane_session_set_interrupted(session);
-}
-
 gboolean IsConnectionRefused(gpointer fault) {
     if (!IsFault(fault, ORVANE_TYPE_FAULT_INVALID_RESPONSE))
         return FALSE;
@@ -135,12 +156,18 @@ gboolean IsConnectionRefused(gpointer fault) {
 
 void HandleFailure(OrvaneMOMgr *momgr, OrvaneListener *internal) {
     const ObjectPtr<SkemaQormMethodFault> fault(orvane_listener_get_fault(internal));
+    OrvaneSession *session = MOMgrSession(momgr);
+    if (session != nullptr && IsFault(fault.get(), SKEMA_TYPE_OZY_FAULT_NOT_AUTHENTICATED) &&
+        OrvaneSession_RenewLogin(session)) {
+        momgr->priv->isWaitingForLogin = true;
+        return;
+    }
     if (IsFault(fault.get(), skema_qorm_core_invalid_collector_version_get_type())) {
         g_clear_pointer(&momgr->priv->collectorVersion, g_free);
         MOMgrFilter_Rewind(momgr);
     } else if (IsFault(fault.get(), skema_ozy_fault_no_permission_get_type()) ||
                IsConnectionRefused(fault.get()))
-        Interrupt(momgr);
+        MOMgrInterrupt(momgr);
 }
 
 void SendWait(OrvaneMOMgr *momgr, OrvaneSession *session, OrvaneListener *internal) {
@@ -160,12 +187,20 @@ void SendWait(OrvaneMOMgr *momgr, OrvaneSession *session, OrvaneListener *intern
 
 } // namespace
 
+void MOMgrInterrupt(OrvaneMOMgr *momgr) {
+    momgr->priv->updatesStopped = TRUE;
+    g_clear_weak_pointer(&momgr->priv->updatesListener);
+    if (OrvaneSession *session = MOMgrSession(momgr))
+        orvane_session_set_interrupted(session);
+}
+
 bool MOMgrIsFollowing(OrvaneMOMgr *momgr) {
     return !momgr->priv->updatesStopped && MOMgrSession(momgr) != nullptr;
 }
 
 const char *MOMgrApplyChange(OrvaneMOMgr *momgr, MOMgrProxies *proxies,
-                             SkemaQormManagedObject *proxy, GObject *change, GPtr<char> *copy) {
+                             SkemaQormManagedObject *proxy, GObject *change, bool isDifference,
+                             GPtr<char> *copy) {
     gint op = SKEMA_QORM_CORE_PROPERTY_COLLECTOR_CHANGE_ADD;
     const char *name = nullptr;
     auto *const *peekedName = MOMgrPeek<char *>(change, "name");
@@ -181,7 +216,9 @@ const char *MOMgrApplyChange(OrvaneMOMgr *momgr, MOMgrProxies *proxies,
     }
     const MOMgrReplyAny value(change);
     proxies->Note(value.Get());
-    if (name != nullptr)
+    if (name != nullptr && isDifference && op == SKEMA_QORM_CORE_PROPERTY_COLLECTOR_CHANGE_ASSIGN)
+        MOMgrAssignDifferent(momgr, proxies, G_OBJECT(proxy), name, value.Get());
+    else if (name != nullptr)
         orvane_momgr_update_property(momgr, G_OBJECT(proxy), name, value.Get(), op);
     return name;
 }
@@ -209,7 +246,8 @@ void orvane_momgr_wait_for_updates(OrvaneMOMgr *momgr) {
     g_return_if_fail(momgr);
     OrvaneMOMgrPrivate *priv = momgr->priv;
     OrvaneSession *session = MOMgrSession(momgr);
-    if (priv->updatesInFlight || priv->collector == nullptr || session == nullptr)
+    if (priv->updatesInFlight || priv->isWaitingForLogin || priv->collector == nullptr ||
+        session == nullptr)
         return;
 
     const auto internal = MOMgrHold(MOMgrNewListener(momgr, orvane_momgr_updates_cb));
@@ -222,7 +260,7 @@ void orvane_momgr_wait_for_updates(OrvaneMOMgr *momgr) {
     if (!OrvaneSession_HasCall(session, internal.get())) {
         g_object_unref(internal.get()); /* the reference of the call */
         priv->updatesInFlight = FALSE;
-        Interrupt(momgr);
+        MOMgrInterrupt(momgr);
     }
 }
 
@@ -257,6 +295,8 @@ void orvane_momgr_updates_cb(OrvaneListener *internal, gpointer data) {
         orvane_listener_get_result(internal, &result.value);
         GObject *updateSet =
             MOMgrGetObject(&result.value, skema_qorm_core_property_collector_update_set_get_type());
+        if (orvane_listener_get_state(internal) == ORVANE_LISTENER_SUCCEEDED && holdSession)
+            OrvaneSession_NoteUpdates(holdSession.get());
         if (updateSet != nullptr)
             ApplyUpdates(momgr, updateSet, &proxies);
         else

@@ -1,0 +1,353 @@
+// Logins that the service ends: who notices, what is sent again, and how often.
+#include <orvane/filter.h>
+#include <orvane/specBuilders.h>
+
+#include "tests/ozy/lib/orvane/session/renewalFixture.h"
+#include "tests/support/temporaryFolder.h"
+
+namespace {
+
+using simulator::TroubleKind;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::Not;
+using testing::UnorderedElementsAre;
+
+constexpr const char *kNotAuthenticated = "fault SkemaOzyFaultNotAuthenticated";
+
+} // namespace
+
+class Relogin : public RenewalTest {
+protected:
+    void SetUp() override {
+        GiveCredentials();
+        ASSERT_TRUE(Connect());
+    }
+    void Refuse(const char *method, int count = -1, const char *fault = "NotAuthenticated") {
+        server->AddTrouble(
+            {.kind = TroubleKind::Fault, .method = method, .count = count, .faultType = fault});
+    }
+    bool IsWaiting() {
+        return Until([&] { return server->NumWaiting() == 1; });
+    }
+};
+
+TEST_F(Relogin, CallsShareOneLoginAndAreSentAgain) {
+    server->ExpireSessions();
+    for (int i = 0; i < 5; i++)
+        Call(std::to_string(i));
+    testLoop::Settle();
+    for (int i = 0; i < 5; i++)
+        EXPECT_EQ("succeeded", ends[std::to_string(i)]);
+    EXPECT_THAT(events, ElementsAre("credentials")) << "one question, and no state";
+    EXPECT_EQ(1, server->NumCalls("Login"));
+    EXPECT_TRUE(IsWaiting());
+    EXPECT_EQ(1, server->NumSessions());
+
+    /* once more, since updates have been received; the update stream itself notices */
+    events.clear();
+    server->ExpireSessions();
+    testLoop::Settle();
+    EXPECT_THAT(events, ElementsAre("credentials"));
+    EXPECT_TRUE(IsWaiting());
+}
+
+TEST_F(Relogin, LoadedObjectsAreComparedAndFollowed) {
+    Proxy *first = Load("vm-101");
+    Load("vm-102");
+    GObject *config = nullptr;
+    g_object_get(first, "config", &config, nullptr);
+    const ObjectPtr<GObject> former(config);
+    EXPECT_TRUE(IsWaiting());
+    events.clear();
+
+    server->ExpireSessions();
+    ASSERT_TRUE(Rename("vm-101", "other"));
+    ASSERT_TRUE(server->RemoveMachine("vm-102"));
+    server->DenyProperty("VirtualMachine", "guestHeartbeatStatus");
+    server->DenyProperty("VirtualMachine", "layout");
+    testLoop::Settle();
+    EXPECT_TRUE(IsWaiting());
+    EXPECT_THAT(events, Contains("vm-101 name").Times(1));
+    EXPECT_THAT(events, Contains("leave").Times(1));
+    EXPECT_THAT(events, Not(Contains("vm-101 config"))) << "it is the same";
+    EXPECT_EQ("other", Name(first));
+    g_object_get(first, "config", &config, nullptr);
+    EXPECT_EQ(former.get(), config);
+    g_clear_object(&config);
+
+    EXPECT_EQ(2, server->NumFilters()) << "of the machine and of the roles";
+    events.clear();
+    Rename("vm-101", "third");
+    testLoop::Settle();
+    EXPECT_THAT(events, ElementsAre("vm-101 name"));
+    orvane_session_unload_object(session, first, FALSE);
+    testLoop::Settle();
+    EXPECT_EQ(1, server->NumFilters());
+}
+
+TEST_F(Relogin, APropertyThatIsNoLongerSentIsReset) {
+    Proxy *proxy = Load("vm-101");
+    ASSERT_NE("", Name(proxy));
+    EXPECT_TRUE(IsWaiting());
+    events.clear();
+    server->DenyProperty("VirtualMachine", "name");
+    server->ExpireSessions();
+    testLoop::Settle();
+    EXPECT_TRUE(IsWaiting());
+    EXPECT_THAT(events, ElementsAre("credentials", "vm-101 name"));
+    EXPECT_EQ("", Name(proxy));
+}
+
+/* More objects than there are places, and one that is released while it waits for its turn. */
+TEST_F(Relogin, ManyFiltersAreMadeAnew) {
+    Start({.hosts = 1, .machines = 40});
+    GiveCredentials();
+    ASSERT_TRUE(Connect());
+    for (const std::string &id : server->Ids("VirtualMachine"))
+        Load(id.c_str());
+    EXPECT_TRUE(IsWaiting());
+    server->ExpireSessions();
+    EXPECT_TRUE(Until([&] { return server->NumFilters() >= 5; }));
+    proxies.pop_back();
+    EXPECT_TRUE(Until([&] { return server->NumFilters() == 40; }));
+    testLoop::Settle();
+    EXPECT_EQ(40, server->NumFilters()) << "39 machines, and the roles";
+    events.clear();
+    Rename("vm-139", "x");
+    testLoop::Settle();
+    EXPECT_THAT(events, ElementsAre("vm-139 name"));
+}
+
+TEST_F(Relogin, AnOpenLoadAndATaskGoOn) {
+    Proxy *proxy = Machine("vm-101");
+    OrvaneListener *task = New("task");
+    skema_ozy_virtual_machine_power_on(SKEMA_OZY_VIRTUAL_MACHINE(proxy), nullptr, task);
+    Drop(task);
+    EXPECT_TRUE(Until([&] { return server->NumFilters() == 2; }));
+    OrvaneListener *load = New("load");
+    orvane_session_load_object(session, FALSE, Machine("vm-102"), load);
+    Drop(load);
+    server->ExpireSessions();
+    testLoop::Settle();
+    EXPECT_EQ("succeeded", ends["load"]);
+    Move(3000);
+    EXPECT_TRUE(Until([&] { return ends.contains("task"); }));
+    EXPECT_EQ("succeeded", ends["task"]);
+}
+
+struct FilterLog {
+    OrvaneSession *session;
+    std::vector<std::string> events;
+};
+
+TEST_F(Relogin, AFilterOfTheApplicationStartsAgain) {
+    constexpr OrvaneFilterFuncs kFunctions = {
+        [](SkemaQormMethodFault *fault, gpointer data) {
+            static_cast<FilterLog *>(data)->events.emplace_back(fault ? "failed" : "created");
+        },
+        [](SkemaQormManagedObject *object, gpointer data) {
+            static_cast<FilterLog *>(data)->events.push_back(std::string("entered ") + object->id);
+        },
+        nullptr,
+        nullptr,
+        nullptr,
+        nullptr,
+        [](gpointer data) { static_cast<FilterLog *>(data)->events.emplace_back("restarted"); },
+    };
+    Proxy *proxy = Machine("vm-101");
+    const ObjectPtr<GObject> spec(orvane_filter_spec_new(
+        TRUE, orvane_property_spec_new(SKEMA_TYPE_OZY_VIRTUAL_MACHINE, FALSE, "name", nullptr),
+        orvane_object_spec_new(proxy, FALSE, TRUE, nullptr), nullptr));
+    FilterLog log{session, {}};
+    const guint filter =
+        orvane_session_add_filter(session, spec.get(), TRUE, &kFunctions, &log, nullptr);
+    testLoop::Settle();
+    EXPECT_THAT(log.events, ElementsAre("created", "entered vm-101"));
+    g_signal_connect_swapped(proxy, "notify::name",
+                             G_CALLBACK(+[](FilterLog *to) { to->events.emplace_back("notify"); }),
+                             &log);
+    server->ExpireSessions();
+    testLoop::Settle();
+    EXPECT_THAT(log.events,
+                ElementsAre("created", "entered vm-101", "restarted", "created", "entered vm-101"));
+    Rename("vm-101", "x");
+    testLoop::Settle();
+    EXPECT_EQ("notify", log.events.back());
+    orvane_session_remove_filter(session, filter);
+    testLoop::Settle();
+    EXPECT_EQ(1, server->NumFilters());
+}
+
+TEST_F(Relogin, ASecondRefusalIsTheEndOfTheCall) {
+    Refuse("CurrentTime");
+    Call("a");
+    testLoop::Settle();
+    EXPECT_EQ(kNotAuthenticated, ends["a"]);
+    EXPECT_EQ(2, server->NumCalls("CurrentTime"));
+    EXPECT_EQ(1, server->NumCalls("Login"));
+    EXPECT_TRUE(IsState(ORVANE_SESSION_CONNECTED));
+}
+
+/* A service that accepts the login and refuses everything. */
+TEST_F(Relogin, ThePausesGrowUntilUpdatesCome) {
+    for (const char *method : {"WaitForUpdatesEx", "CreateFilter", "CurrentTime"})
+        Refuse(method);
+    server->ExpireSessions();
+    testLoop::Settle();
+    EXPECT_EQ(1, server->NumCalls("Login"));
+    const auto Logins = [&](int seconds) {
+        server->ResetCounters();
+        for (int i = 0; i < seconds; i++)
+            Move(1000);
+        return server->NumCalls("Login");
+    };
+    const int numEarly =
+        Logins(20); /* after 0.5..1, 1..2, 2..4, 4..8 and 8..16 s, looked at each second */
+    EXPECT_GE(numEarly, 3);
+    EXPECT_LE(numEarly, 6);
+    Logins(120);
+    const int numLate = Logins(120); /* every 30 to 60 s */
+    EXPECT_GE(numLate, 2);
+    EXPECT_LE(numLate, 4);
+    EXPECT_TRUE(IsState(ORVANE_SESSION_CONNECTED));
+
+    server->ClearTroubles();
+    for (int i = 0; i < 61 && server->NumWaiting() == 0; i++)
+        Move(1000);
+    EXPECT_TRUE(IsWaiting());
+    server->ResetCounters();
+    server->ExpireSessions();
+    testLoop::Settle();
+    EXPECT_EQ(1, server->NumCalls("Login")) << "at once again";
+}
+
+TEST_F(Relogin, ARefusedLoginEndsTheCallsAsTheyWereRefused) {
+    for (const char *given : {"wrong", ""}) {
+        SCOPED_TRACE(given);
+        Start({.hosts = 1, .machines = 3});
+        GiveCredentials();
+        ASSERT_TRUE(Connect());
+        password = given;
+        server->ExpireSessions();
+        Call("a");
+        testLoop::Settle();
+        EXPECT_EQ(kNotAuthenticated, ends["a"]);
+        EXPECT_THAT(events, ElementsAre("credentials", "state 16"));
+        Move(120000);
+        EXPECT_EQ(*given ? 1 : 0, server->NumCalls("Login")) << "no account is locked";
+    }
+}
+
+TEST_F(Relogin, ALoginThatIsNotAnsweredIsTriedAgain) {
+    server->AddTrouble({.kind = TroubleKind::Silent, .method = "Login"});
+    server->ExpireSessions();
+    Call("a");
+    testLoop::Settle();
+    EXPECT_TRUE(ends.empty());
+    Move(61000);
+    EXPECT_EQ(kNotAuthenticated, ends["a"]);
+    EXPECT_TRUE(IsState(ORVANE_SESSION_CONNECTED));
+    Move(1000);
+    EXPECT_EQ(2, server->NumCalls("Login"));
+    EXPECT_TRUE(IsWaiting());
+}
+
+TEST_F(Relogin, LimitsAndAbortsHoldForACallThatWaits) {
+    server->AddTrouble({.kind = TroubleKind::Silent, .method = "Login"});
+    server->ExpireSessions();
+    Call("aborted");
+    OrvaneListener *aborted = last;
+    const OrvaneTimeLimits limits = {0, 0, 5000};
+    orvane_session_set_time_limits(session, &limits);
+    Call("late");
+    testLoop::Settle();
+    EXPECT_TRUE(orvane_listener_abort(aborted));
+    Move(5000);
+    EXPECT_EQ("cancelled SkemaQormFaultRequestCanceled", ends["aborted"]);
+    EXPECT_EQ("timed-out OrvaneFaultInvalidResponse", ends["late"]);
+    Move(60000);
+    Move(1000);
+    EXPECT_TRUE(IsWaiting());
+    EXPECT_EQ(2, server->NumCalls("CurrentTime")) << "neither was sent again";
+}
+
+TEST_F(Relogin, OtherRefusalsAndOtherConnectionsStayAsTheyAre) {
+    Refuse("CurrentTime", 1, "NoPermission");
+    Call("a");
+    testLoop::Settle();
+    EXPECT_EQ("fault SkemaOzyFaultNoPermission", ends["a"]);
+    EXPECT_TRUE(events.empty());
+    Refuse("WaitForUpdatesEx", 1, "NoPermission");
+    Rename("vm-101", "x");
+    Load("vm-101");
+    testLoop::Settle();
+    EXPECT_THAT(events, Contains("state 16"));
+    EXPECT_EQ(0, server->NumCalls("Login"));
+}
+
+TEST_F(Relogin, ALocalSessionGetsAnotherTicket) {
+    const TemporaryFolder folder;
+    Start({.hosts = 1, .machines = 3, .ticketDirectory = folder.Path()});
+    GiveCredentials();
+    const std::string proxy =
+        folder.Write("proxy.xml", "<ConfigRoot><httpPort>" + std::to_string(server->Port()) +
+                                      "</httpPort></ConfigRoot>");
+    setenv("HALDEN_PROXY_FILEPATH", proxy.c_str(), 1);
+    OrvaneListener *listener = New("connect");
+    orvane_session_connect_local(session, FALSE, "administrator", listener);
+    ASSERT_TRUE(WaitConnected(listener));
+    for (int i = 0; i < 2; i++) {
+        server->ExpireSessions();
+        Call("a");
+        testLoop::Settle();
+        EXPECT_EQ("succeeded", ends["a"]);
+        EXPECT_TRUE(IsWaiting());
+    }
+    EXPECT_EQ(2, server->NumCalls("AcquireLocalTicket"));
+    EXPECT_TRUE(events.empty()) << "no question";
+
+    server->AddTrouble({.kind = TroubleKind::NoResult, .method = "AcquireLocalTicket"});
+    server->ExpireSessions();
+    Call("b");
+    testLoop::Settle();
+    EXPECT_EQ(kNotAuthenticated, ends["b"]);
+    unsetenv("HALDEN_PROXY_FILEPATH");
+}
+
+TEST_F(Relogin, AHijackedSessionHasNone) {
+    Call("a");
+    testLoop::Settle();
+    const std::string used = server->LastHeader("CurrentTime", "cookie");
+    OrvaneSession *owner = std::exchange(session, orvane_session_new());
+    GiveCredentials();
+    OrvaneListener *listener = New("connect");
+    orvane_session_hijack(session, server->Url().c_str(), used.c_str(), listener);
+    Drop(listener);
+    testLoop::Settle();
+    ASSERT_EQ("succeeded", ends["connect"]);
+    g_object_unref(owner);
+    events.clear();
+    server->ExpireSessions();
+    testLoop::Settle();
+    EXPECT_TRUE(IsState(ORVANE_SESSION_INTERRUPTED));
+    EXPECT_TRUE(events.empty());
+}
+
+TEST_F(Relogin, TheFunctionMayEndTheSession) {
+    const std::function<void()> kEnds[] = {
+        [&] { orvane_session_disconnect(session, nullptr); },
+        [&] { g_clear_object(&session); },
+        [&] { orvane_session_set_credentials_func(session, nullptr, nullptr, nullptr); },
+    };
+    for (const auto &end : kEnds) {
+        Start({.hosts = 1, .machines = 3});
+        GiveCredentials();
+        ASSERT_TRUE(Connect());
+        inCredentials = end;
+        server->ExpireSessions();
+        Call("a");
+        testLoop::Settle();
+        EXPECT_TRUE(ends.contains("a"));
+    }
+}
