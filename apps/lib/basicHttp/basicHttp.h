@@ -368,6 +368,10 @@ void BasicHttp_SetFreshConnection(BasicHttpRequest *request);
 /* Its connection is closed afterwards. */
 void BasicHttp_ForbidReuse(BasicHttpRequest *request);
 
+/* If the request opens a connection, TCP itself checks that the peer is there. A peer that does not even confirm what it
+ * gets ends the connection within two minutes. */
+void BasicHttp_SetDetectDeadPeer(BasicHttpRequest *request);
+
 /* Time limit for the connection to be established; 0 for libcurl's limit only, which is 60 seconds.
  * Ends the request with BASICHTTP_ERROR_CONNECT_TIMEOUT. */
 void BasicHttp_SetConnectTimeout(BasicHttpRequest *request, guint seconds);

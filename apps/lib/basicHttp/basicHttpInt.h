@@ -120,6 +120,7 @@ struct BasicHttpSettings {
     bool connectionTimeoutWorkaround = true;
     bool freshConnection = false;
     bool forbidReuse = false;
+    bool detectsDeadPeer = false;
 
     /* set when the request is started */
     std::string zone; /* of the URL's host */

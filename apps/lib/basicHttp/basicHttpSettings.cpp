@@ -83,6 +83,10 @@ void BasicHttp_ForbidReuse(BasicHttpRequest *request) {
     request->settings.forbidReuse = true;
 }
 
+void BasicHttp_SetDetectDeadPeer(BasicHttpRequest *request) {
+    request->settings.detectsDeadPeer = true;
+}
+
 void BasicHttp_SetConnectTimeout(BasicHttpRequest *request, guint seconds) {
     request->settings.connectTimeout = seconds;
 }

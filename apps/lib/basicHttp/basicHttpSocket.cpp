@@ -265,8 +265,26 @@ curl_socket_t BasicHttpOpenSocketCurlCallback(void *data, curlsocktype, curl_soc
     return descriptor;
 }
 
+/* An idle connection is probed; data that is not confirmed counts as well. A system that lacks one of the options still
+ * has the others. */
+static void DetectDeadPeer(int descriptor) {
+    constexpr struct {
+        int level, option, value;
+    } kOptions[] = {
+        {SOL_SOCKET, SO_KEEPALIVE, 1},           {IPPROTO_TCP, TCP_KEEPIDLE, 45}, /* seconds */
+        {IPPROTO_TCP, TCP_KEEPINTVL, 15},        {IPPROTO_TCP, TCP_KEEPCNT, 4},
+        {IPPROTO_TCP, TCP_USER_TIMEOUT, 100000}, /* milliseconds */
+    };
+    for (const auto &row : kOptions) {
+        if (setsockopt(descriptor, row.level, row.option, &row.value, sizeof row.value) != 0)
+            Log("BasicHTTP: Socket option %d cannot be set: %s\n", row.option, strerror(errno));
+    }
+}
+
 int BasicHttpSetSockOpts(void *data, curl_socket_t descriptor, curlsocktype) {
     const auto *request = static_cast<BasicHttpRequest *>(data);
+    if (request->settings.detectsDeadPeer)
+        DetectDeadPeer(descriptor);
     if (!(request->settings.flags & BASICHTTP_REQUEST_NODELAY))
         return CURL_SOCKOPT_OK;
     const int on = 1;
