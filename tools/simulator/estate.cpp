@@ -58,7 +58,7 @@ Value About(const Service &service) {
                                    {"productLineId", Text("simulator")},
                                    {"apiType", Text("Simulator")},
                                    {"apiVersion", Text(service.names.version)},
-                                   {"instanceUuid", Text("5f0e1d2c-3b4a-4596-8778-695a4b3c2d1e")}});
+                                   {"instanceUuid", Text(service.options.instanceUuid)}});
 }
 
 Value Status(const std::string &word) {

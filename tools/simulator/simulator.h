@@ -92,6 +92,7 @@ struct Options {
     int machines = 200;
 
     std::string version = "ozy25/6.0"; /* "namespace/version" */
+    std::string instanceUuid = "5f0e1d2c-3b4a-4596-8778-695a4b3c2d1e";
     VersionsForm versionsForm = VersionsForm::Current;
     bool wsdl = true; /* the WSDL of old clients is served */
     bool viewManager = true;
