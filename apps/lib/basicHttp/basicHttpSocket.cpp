@@ -9,6 +9,7 @@
 #include <netinet/tcp.h>
 #include <sys/socket.h>
 
+#include "lib/misc/err.h"
 #include "lib/misc/log.h"
 
 namespace {
@@ -277,7 +278,7 @@ static void DetectDeadPeer(int descriptor) {
     };
     for (const auto &row : kOptions) {
         if (setsockopt(descriptor, row.level, row.option, &row.value, sizeof row.value) != 0)
-            Log("BasicHTTP: Socket option %d cannot be set: %s\n", row.option, strerror(errno));
+            Log("BasicHTTP: Socket option %d cannot be set: %s\n", row.option, Err_ErrString());
     }
 }
 
