@@ -17,7 +17,7 @@
  * DISCONNECTED.
  *
  * INTERRUPTED means that the service can no longer be reached, or no longer accepts the login. The library does
- * not try again: disconnect, then connect.
+ * not try again: disconnect, then connect; unless orvane_session_set_reconnect() says otherwise.
  *
  * While connected, the session keeps one request open in which the service reports changes, and sends the
  * main service a call every 25 minutes to keep the login alive.
@@ -390,6 +390,71 @@ typedef gboolean (*OrvaneCredentialsFunc)(OrvaneSession *session, char **user, c
 ORVANE_EXPORT void orvane_session_set_credentials_func(OrvaneSession *session,
                                                        OrvaneCredentialsFunc function,
                                                        gpointer data, GDestroyNotify destroy);
+
+/**
+ * OrvaneReconnect:
+ * @firstDelay: milliseconds before the first try; 0 for 1,000
+ * @longestDelay: the delay doubles with each try up to this; 0 for 60,000
+ * @attempts: number of tries in a row; 0 for any number
+ * @reconnecting: (nullable): the next try is due in @delay milliseconds; @attempt is its number, from 1
+ * @reconnected: (nullable): the session is CONNECTED again. Loaded objects and filters are being brought up to date
+ * @objectGone: (nullable): a loaded object does not exist any more; it is not followed any more, and keeps its properties.
+ *   This is called after its signal "leave". Unload it as usual
+ * @data: passed to the functions
+ * @destroy: (nullable): releases @data when the policy is replaced or the session is finalised
+ *
+ * How a session connects again. The functions are called from the loop. They may do anything, also release the session, but
+ * not shut the library down. Up to half of each delay is left out by chance, so that many clients do not come back together.
+ */
+typedef struct {
+    guint firstDelay;
+    guint longestDelay;
+    guint attempts;
+    void (*reconnecting)(OrvaneSession *session, guint attempt, guint delay, gpointer data);
+    void (*reconnected)(OrvaneSession *session, gpointer data);
+    void (*objectGone)(OrvaneSession *session, SkemaQormManagedObject *object, gpointer data);
+    gpointer data;
+    GDestroyNotify destroy;
+} OrvaneReconnect;
+
+/**
+ * orvane_session_set_reconnect: (skip)
+ * @session: a session
+ * @reconnect: (nullable): copied; %NULL for none, which is the initial state
+ *
+ * Makes the session connect again by itself when it is INTERRUPTED. The state and its signals are as without it: the state
+ * is %ORVANE_SESSION_INTERRUPTED until it is %ORVANE_SESSION_CONNECTED again. Set it before the connect.
+ *
+ * With it the session is also INTERRUPTED when the call for updates has failed three times in a row for any reason of the
+ * transport, or when the service leaves it open for 60 seconds more than it may. A peer that is gone without a word is noticed
+ * within two minutes, by TCP.
+ *
+ * - Operations that are open end with %ORVANE_OUTCOME_DISCONNECTED and "failure" with a RequestCanceled. What was asked of the
+ *   service may have been done. Calls that are made while the state is INTERRUPTED end so at the next try.
+ * - Each try is a connect from its beginning: version, certificate, login. The login needs
+ *   orvane_session_set_credentials_func(), which is called for each try, or a local ticket. A session that has neither, such as
+ *   one with a clone ticket or a hijacked cookie, stays INTERRUPTED as without a policy.
+ * - The service must have the same version, and the same instanceUuid if it has one; otherwise the try fails, and no
+ *   credentials are asked for. The certificate is checked as by a connect; a function for it decides anew, at once or for the
+ *   next try. A strict session sends the login to no peer whose certificate is not accepted.
+ * - Afterwards proxies and filters are the same, and are brought up to date as after another login; see
+ *   orvane_session_set_credentials_func().
+ * - The delays begin anew when the service has reported updates. After the last try, or when the credentials
+ *   are refused by the application, the session is DISCONNECTED.
+ *
+ * orvane_session_disconnect() and any connect function end the tries. So does the next failure if the policy was removed.
+ */
+ORVANE_EXPORT void orvane_session_set_reconnect(OrvaneSession *session,
+                                                const OrvaneReconnect *reconnect);
+
+/**
+ * orvane_session_get_reconnect_error:
+ * @session: a session
+ * @error: (out) (optional) (nullable): an error of the domain %ORVANE_ERROR, see <orvane/operation.h>
+ *
+ * Returns: %TRUE if the last try to connect again has failed; otherwise %FALSE, with @error unchanged
+ */
+ORVANE_EXPORT gboolean orvane_session_get_reconnect_error(OrvaneSession *session, GError **error);
 
 /**
  * orvane_session_set_strict_loads:

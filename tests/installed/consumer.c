@@ -21,7 +21,13 @@ static void OnRecord(OrvaneSession *session, const OrvaneWireRecord *record, gpo
     g_printerr("%s\n", record->text);
 }
 
+static gboolean OnCredentials(OrvaneSession *session, char **user, char **password, gpointer data) {
+    (void)session, (void)user, (void)password, (void)data;
+    return FALSE;
+}
+
 int main(void) {
+    OrvaneReconnect reconnect = {0};
     OrvaneInventory *machines;
     OrvaneMethodInfo *method;
     char **methods;
@@ -37,6 +43,10 @@ int main(void) {
     session = orvane_session_new();
     orvane_session_set_wire_func(session, OnRecord, NULL, NULL);
     orvane_session_set_wire_limit(session, 1024);
+    orvane_session_set_credentials_func(session, OnCredentials, NULL, NULL);
+    orvane_session_set_reconnect(session, &reconnect);
+    if (orvane_session_get_reconnect_error(session, NULL))
+        return 1;
     machines = orvane_inventory_new(session, SKEMA_TYPE_OZY_VIRTUAL_MACHINE, NULL);
     if (g_list_model_get_n_items(G_LIST_MODEL(machines)) != 0)
         return 1;

@@ -138,7 +138,7 @@ void Client::OnFinal(OrvaneListener *listener, Watched *watched) {
 /* An interrupted session gets no more updates. */
 void Client::OnState(Client *client) {
     if (orvane_session_get_state(client->session) == ORVANE_SESSION_INTERRUPTED &&
-        client->step > Step::kConnect && client->step < Step::kDisconnect)
+        !client->connectsAgain && client->step > Step::kConnect && client->step < Step::kDisconnect)
         client->Begin(Step::kDisconnect);
 }
 
@@ -296,6 +296,19 @@ void Client::Renew() {
             return TRUE;
         },
         nullptr, nullptr);
+    OrvaneReconnect policy = {};
+    policy.firstDelay = policy.longestDelay = 1;
+    policy.reconnecting = [](OrvaneSession *, guint, guint, gpointer data) {
+        static_cast<Client *>(data)->server.SetListening(true);
+    };
+    policy.data = this;
+    orvane_session_set_reconnect(session, &policy);
+    connectsAgain = true;
+}
+
+void Client::Interrupt() {
+    server.SetListening(false);
+    server.ResetConnections();
 }
 
 void Client::CloseConnections() {

@@ -52,7 +52,9 @@ struct Client {
     void Abort();
     void PassTimeLimit(); /* that all operations have */
     void ExpireSessions();
-    /* From now on the session logs in again by itself. */
+    /* The service refuses connections, until the session wants to connect again. */
+    void Interrupt();
+    /* From now on the session logs in again by itself, and connects again. */
     void Renew();
 
     simulator::Simulator server;
@@ -99,6 +101,7 @@ private:
     SkemaQormManagedObject *machine = nullptr;
     std::vector<std::unique_ptr<Watched>> listeners;
     bool isShutDown = false;
+    bool connectsAgain = false;
 };
 
 /* Name of a step, for messages. */

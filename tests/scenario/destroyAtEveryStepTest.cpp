@@ -32,6 +32,7 @@ constexpr Disturbance kDisturbances[] = {
     {"Abort", &Client::Abort, true},
     {"PassTimeLimit", &Client::PassTimeLimit, true},
     {"ExpireSessions", &Client::ExpireSessions, true, true},
+    {"Interrupt", &Client::Interrupt, true},
 };
 
 void PrintTo(const Disturbance &disturbance, std::ostream *out) {
@@ -67,7 +68,7 @@ TEST_P(DestroyAtEveryStep, BeforeACallback) {
         SCOPED_TRACE(testing::Message() << "at callback " << n);
         Client client(SmallService());
         applied = false;
-        if (GetParam().isRenewed)
+        if (GetParam().isRenewed || GetParam().apply == &Client::Interrupt)
             client.Renew();
         testLoop::SetBeforeStep([&](uint64_t number) {
             if (number != n)
@@ -103,25 +104,27 @@ TEST_P(DestroyAtEveryStep, InsideASignalHandler) {
     }
 }
 
-/* The login ends early; then all that a client may lose is lost while the session logs in again. */
-TEST_P(DestroyAtEveryStep, WhileTheSessionLogsInAgain) {
-    const uint64_t stride = IsExhaustive() ? 1 : 3;
-    constexpr uint64_t kLastStep = 60;
-    for (uint64_t n = 0; n < kLastStep; n += stride) {
-        SCOPED_TRACE(testing::Message() << "at callback " << n << " after the end of the login");
-        Client client(SmallService());
-        client.Renew();
-        uint64_t end = 0;
-        testLoop::SetBeforeStep([&](uint64_t number) {
-            if (end == 0 && client.step == Step::kTask) {
-                client.ExpireSessions();
-                end = number;
-            }
-            if (end != 0 && number == end + n)
-                (client.*GetParam().apply)();
-        });
-        client.Run();
-        ASSERT_EQ("", client.End());
+/* The login or the connection ends early; then all that a client may lose is lost while the session comes back. */
+TEST_P(DestroyAtEveryStep, WhileTheSessionComesBack) {
+    const uint64_t stride = IsExhaustive() ? 1 : 5;
+    constexpr uint64_t kLastStep = 90;
+    for (auto lose : {&Client::ExpireSessions, &Client::Interrupt}) {
+        for (uint64_t n = 0; n < kLastStep; n += stride) {
+            SCOPED_TRACE(testing::Message() << "at callback " << n << " after the loss");
+            Client client(SmallService());
+            client.Renew();
+            uint64_t loss = 0;
+            testLoop::SetBeforeStep([&](uint64_t number) {
+                if (loss == 0 && client.step == Step::kTask) {
+                    (client.*lose)();
+                    loss = number;
+                }
+                if (loss != 0 && number == loss + n)
+                    (client.*GetParam().apply)();
+            });
+            client.Run();
+            ASSERT_EQ("", client.End());
+        }
     }
 }
 

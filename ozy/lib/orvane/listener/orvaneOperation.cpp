@@ -520,6 +520,18 @@ void OrvaneOperations_EndMarked(OrvaneOperations *list) {
     }
 }
 
+void OrvaneOperations_StopAll(OrvaneOperations *list, OrvaneOutcome outcome) {
+    while (OrvaneListener *listener = list->first) {
+        const guint serial = OrvaneListener_GetOperationSerial(listener);
+        ObjectWatch<OrvaneListener> watch(listener);
+        OrvaneListener_LeaveOperations(listener);
+        if (!OrvaneListener_StopOperation(listener, outcome, OrvaneListenerNewRequestCanceled(),
+                                          false) &&
+            watch && !OperationOf(listener).isDecided && !OperationOf(listener).isStopped)
+            OrvaneListener_EndOperationOf(listener, serial, outcome);
+    }
+}
+
 void OrvaneOperations_EndAll(OrvaneOperations *list, OrvaneOutcome outcome) {
     OrvaneOperations_Mark(list, outcome);
     OrvaneOperations_EndMarked(list);

@@ -130,5 +130,7 @@ void OrvaneListenerFinalizeOperation(OrvaneListener *listener);
 
 void OrvaneOperations_Mark(OrvaneOperations *list, OrvaneOutcome outcome);
 void OrvaneOperations_EndMarked(OrvaneOperations *list);
+/* Stops all. They fail with a RequestCanceled in the next turn of the loop. */
+void OrvaneOperations_StopAll(OrvaneOperations *list, OrvaneOutcome outcome);
 /* Marks and ends all. */
 void OrvaneOperations_EndAll(OrvaneOperations *list, OrvaneOutcome outcome);

@@ -48,6 +48,15 @@ OrvaneOperations *OrvaneSession_GetOperations(OrvaneSession *session);
  * manager. FALSE if the session cannot do that. */
 bool OrvaneSession_RenewLogin(OrvaneSession *session);
 
+/* How long the service may take to answer the call of the update stream. */
+inline constexpr gint kOrvaneMaxWaitSeconds = 300;
+
+/* Whether the session connects again by itself when it was interrupted. */
+bool OrvaneSession_Reconnects(OrvaneSession *session);
+
+/* An object that was loaded is not known to the service any more. Runs the application's code. */
+void OrvaneSession_NoteGone(OrvaneSession *session, SkemaQormManagedObject *object);
+
 /* A call for updates has succeeded. */
 void OrvaneSession_NoteUpdates(OrvaneSession *session);
 

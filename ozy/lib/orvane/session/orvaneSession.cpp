@@ -141,6 +141,7 @@ static void orvane_session_finalize(GObject *object) {
     g_hash_table_destroy(priv->listeners);
     g_object_unref(priv->server);
     OrvaneSessionFreeCallHeaders(priv);
+    OrvaneSessionReconnect_Free(session);
     OrvaneSessionRelogin_Free(session);
     BasicHttp_DeleteBandwidthGroup(priv->bandwidthGroup);
     OrvaneWireReceiver_Unref(priv->wireReceiver);
@@ -181,6 +182,7 @@ void orvane_session_cleanup_private_state(OrvaneSession *session, OrvaneOutcome 
     ConnectionWatch watch(session);
     ObjectWatch<OrvaneSession> sessionWatch(session);
     OrvaneOperations_Mark(&priv->operations, outcome);
+    OrvaneSessionReconnect_End(session);
     OrvaneSessionRelogin_End(session);
     OrvaneSessionFreeCalls(session);
     OrvaneSessionVerify_End(session);
@@ -431,6 +433,8 @@ void orvane_session_set_interrupted(OrvaneSession *session) {
     orvane_session_set_state(session, ORVANE_SESSION_INTERRUPTED);
     if (watch.IsSame())
         OrvaneSessionCancelConnect(session);
+    if (watch.IsIn(ORVANE_SESSION_INTERRUPTED))
+        OrvaneSessionReconnect_Interrupted(session);
 }
 
 /* -- how to log in -------------------------------------------------------------------------------- */

@@ -38,6 +38,7 @@ bool SetUp(OrvaneSession *session, const char *url, OrvaneCnxParams *cnxParams) 
     priv->url = g_strdup(url);
     priv->cnxParams = cnxParams;
     OrvaneSessionRelogin_Begin(session);
+    OrvaneSessionReconnect_Begin(session, url);
     priv->cookieJar = BasicHttp_CreateCookieJar();
     priv->moMgr = orvane_momgr_new(session);
     OrvaneMOMgr_SetStrictLoads(priv->moMgr, priv->hasStrictLoads);
@@ -156,10 +157,15 @@ void OrvaneSessionAcknowledgeUnexpected(OrvaneListener *application, OrvaneOutco
     OrvaneSessionAcknowledgeFault(application, OrvaneFault_NewUnexpected());
 }
 
+void OrvaneSessionSetFailed(OrvaneSession *session) {
+    if (!OrvaneSessionReconnect_IsTrying(session))
+        orvane_session_set_state(session, ORVANE_SESSION_DISCONNECTED);
+}
+
 void OrvaneSessionConnectFailed(OrvaneSession *session, OrvaneListener *application,
                                 SkemaQormMethodFault *fault) {
     ObjectWatch<OrvaneListener> watch(application);
-    orvane_session_set_state(session, ORVANE_SESSION_DISCONNECTED);
+    OrvaneSessionSetFailed(session);
     OrvaneSessionAcknowledgeFault(watch.Get(), fault);
 }
 
@@ -232,6 +238,7 @@ void Begin(OrvaneSession *session, const char *url, OrvaneListener *listener, Pa
     OrvaneListener_NoteUrl(listener, url);
     if (priv->state != ORVANE_SESSION_DISCONNECTED || url == nullptr) {
         const ListenerPtr load(std::exchange(priv->rolesLoadListener, nullptr));
+        OrvaneSessionReconnect_Stop(session);
         RefuseConnect(session, listener);
         if (load) /* the connect that this one ended was loading the roles */
             OrvaneSessionAcknowledgeUnexpected(OrvaneSessionBound(load.get()),

@@ -98,6 +98,7 @@ void orvane_session_disconnect(OrvaneSession *session, OrvaneListener *listener)
         return;
     }
 
+    OrvaneSessionReconnect_Stop(session);
     ConnectionWatch watch(session);
     orvane_session_set_state(session, ORVANE_SESSION_DISCONNECTING);
     if (!watch.IsIn(ORVANE_SESSION_DISCONNECTING)) {

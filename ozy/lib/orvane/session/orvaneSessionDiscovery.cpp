@@ -44,6 +44,14 @@ bool IsRefusal(const BasicHttpResponse *response) {
 
 void Continue(OrvaneSession *session, OrvaneServiceVersion version, OrvaneListener *listener) {
     OrvaneSessionPrivate *priv = session->priv;
+    if (OrvaneSessionReconnect_IsTrying(session) &&
+        g_strcmp0(priv->version, version.version.get()) != 0) {
+        const GPtr<char> text(g_strdup_printf("the service has version %s now, not %s",
+                                              version.version.get(), priv->version));
+        OrvaneSessionConnectFailed(session, listener,
+                                   OrvaneSessionReconnect_NewRefusal(text.get()));
+        return;
+    }
     g_free(priv->version);
     g_free(priv->nameSpace);
     priv->version = version.version.release();
@@ -60,7 +68,8 @@ void Fail(Discovery &reply, SkemaQormMethodFault *fault) {
  * the certificate has not been accepted. The listener was notified, or will be after the decision. */
 bool IsOver(const Discovery &reply) {
     const OrvaneSessionPrivate *priv = reply.session->priv;
-    if (priv->state != ORVANE_SESSION_CONNECTING) {
+    if (priv->state != ORVANE_SESSION_CONNECTING &&
+        !OrvaneSessionReconnect_IsTrying(reply.session)) {
         OrvaneSessionAcknowledgeUnexpected(reply.listener, ORVANE_OUTCOME_DISCONNECTED);
         return true;
     }
@@ -109,7 +118,7 @@ void UseVersion(OrvaneSession *session, OrvaneServiceVersion version, OrvaneList
 void FailWithoutValue(Discovery &reply) {
     ObjectWatch<OrvaneListener> watch(reply.listener);
     reply.session->priv->useLegacy = TRUE;
-    orvane_session_set_state(reply.session, ORVANE_SESSION_DISCONNECTED);
+    OrvaneSessionSetFailed(reply.session);
     if (watch)
         orvane_listener_acknowledge(watch.Get(), FALSE, nullptr);
 }

@@ -13,6 +13,7 @@
  *   orvaneSessionDisconnect.cpp  disconnect
  *   orvaneSessionInvoke.cpp      calls and replies
  *   orvaneSessionRelogin.cpp     another login when the service has ended the one of the connection
+ *   orvaneSessionReconnect.cpp   another connection when the session was interrupted
  *   orvaneSessionWire.cpp        records of requests and replies; wireFile.cpp is the file of them
  *   orvaneSessionLocal.cpp       services and ticket files of this machine
  *   orvaneSessionSspi.cpp        single sign-on
@@ -26,6 +27,7 @@
 #include "ozy/lib/orvane/listener/orvaneListenerInt.h"
 #include "ozy/lib/orvane/runtime/roomsAbove.h"
 #include "ozy/lib/orvane/session/orvaneServer.h"
+#include "ozy/lib/orvane/session/orvaneSessionReconnect.h"
 #include "ozy/lib/orvane/session/orvaneSessionRelogin.h"
 #include "ozy/lib/orvane/session/orvaneSessionWire.h"
 #include "ozy/lib/orvane/updates/orvaneMOMgr.h"
@@ -178,6 +180,7 @@ struct _OrvaneSessionPrivate {
     OrvaneCall *refusedCalls;    /* that wait for a login, newest first */
     OrvaneCall *repeatedCalls;   /* that are being sent again, oldest first */
     OrvaneRelogin relogin;
+    OrvaneReconnector reconnector;
 
     BasicHttpHeaders *callHeaders; /* kept between calls and connections */
     char *callHeadersVersion;      /* the version that callHeaders were made for */
@@ -227,6 +230,13 @@ void OrvaneSessionAcknowledgeFault(OrvaneListener *application, SkemaQormMethodF
 /* Sets the state DISCONNECTED, then does the same. */
 void OrvaneSessionConnectFailed(OrvaneSession *session, OrvaneListener *application,
                                 SkemaQormMethodFault *fault);
+
+/* Sets the state DISCONNECTED, unless the step that failed is that of a try to connect again. */
+void OrvaneSessionSetFailed(OrvaneSession *session);
+/* The session has logged in again on another connection: CONNECTED, updates, keep-alive. Runs the application's code. */
+void OrvaneSessionResume(OrvaneSession *session);
+/* Whether the service has a collector, without which a session cannot be resumed. */
+bool OrvaneSessionHasCollector(OrvaneSession *session);
 
 /* Ends a connect that waits for its roles: its listener fails with a RequestCanceled. */
 void OrvaneSessionCancelConnect(OrvaneSession *session);

@@ -37,6 +37,8 @@ constexpr const char *kSessionKey = "session";
 constexpr const char *kOnSent = "BasicHttpOnSent";
 /* Methods of the update stream begin so. */
 constexpr const char *kWaitPrefix = "WaitForUpdates";
+/* The one that the service answers after some time in any case. */
+constexpr const char *kLimitedWait = "WaitForUpdatesEx";
 
 /* The requests in flight of all sessions, with their calls; NULL while there are none. */
 constinit GHashTable *gCallsByRequest = nullptr;
@@ -229,12 +231,25 @@ bool IsWait(const char *methodName) {
     return strncmp(methodName, kWaitPrefix, strlen(kWaitPrefix)) == 0;
 }
 
-/* The update stream has no limits. The total time of an application's call is that of its operation. */
+/* A session that connects again notices a service that does not answer the update stream, if that call has a limit at the
+ * service. */
+void SetWaitLimit(const OrvaneSessionPrivate *priv, BasicHttpRequest *request,
+                  const char *methodName, OrvaneListener *listener) {
+    constexpr guint kGraceSeconds = 60;
+    constexpr guint kMilliseconds = 1000;
+    if (priv->reconnector.policy != nullptr && listener != nullptr &&
+        OrvaneListener_IsInternal(listener) && strcmp(methodName, kLimitedWait) == 0)
+        BasicHttp_SetLimits(request, 0, 0, (kOrvaneMaxWaitSeconds + kGraceSeconds) * kMilliseconds);
+}
+
+/* The update stream has no limits of the application. The total time of an application's call is that of its operation. */
 void SetLimits(const OrvaneSessionPrivate *priv, BasicHttpRequest *request, const char *methodName,
                OrvaneListener *listener) {
     const OrvaneTimeLimits &limits = priv->timeLimits;
-    if (IsWait(methodName))
+    if (IsWait(methodName)) {
+        SetWaitLimit(priv, request, methodName, listener);
         return;
+    }
     const bool isOfApplication = listener != nullptr && !OrvaneListener_IsInternal(listener);
     BasicHttp_SetLimits(request, limits.connect, limits.inactivity,
                         isOfApplication ? 0 : OrvaneSessionLongerLimit(limits.total, listener));
@@ -554,12 +569,16 @@ void OrvaneSessionSetUpRequest(const OrvaneSession *session, BasicHttpRequest *r
         BasicHttp_SetFreshConnection(request);
         BasicHttp_ForbidReuse(request);
     }
+    if (OrvaneSessionReconnect_IsTrying(session)) /* one that was kept may be dead */
+        BasicHttp_SetFreshConnection(request);
     /* with an empty proxy libcurl does not read its own variables */
     if (secure_getenv("HALDEN_HTTPSPROXY") == nullptr)
         BasicHttp_SetProxy(request, "", BASICHTTP_PROXY_NONE);
     BasicHttp_SetUserAgent(request, priv->userAgent);
     if (priv->bandwidthGroup != nullptr)
         BasicHttp_AddRequestToBandwidthGroup(priv->bandwidthGroup, request);
+    if (priv->reconnector.policy != nullptr)
+        BasicHttp_SetDetectDeadPeer(request);
 }
 
 void orvane_session_invoke_method(OrvaneSession *session, GObject *object, const char *methodName,

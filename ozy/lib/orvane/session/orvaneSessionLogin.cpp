@@ -7,6 +7,7 @@
  * The callback of each call owns the internal listener. It reads the application's listener through it again
  * each time the application's code has run.
  */
+#include <cstring>
 #include <span>
 #include <utility>
 
@@ -50,6 +51,20 @@ void FailConnect(OrvaneSession *session, OrvaneListener *internal) {
                                orvane_listener_get_fault(internal));
 }
 
+/* The text that identifies a service; NULL if it has none. */
+GPtr<char> InstanceOf(GObject *content) {
+    const ObjectPtr<GObject> about(content != nullptr ? ReadProperty<GObject>(content, "about")
+                                                      : nullptr);
+    return GPtr<char>(about ? ReadProperty<char>(about.get(), "instanceUuid") : nullptr);
+}
+
+/* Ids of objects would mean others in another service. */
+bool IsSameService(GObject *former, GObject *latter) {
+    const GPtr<char> before = InstanceOf(former);
+    const GPtr<char> after = InstanceOf(latter);
+    return !before || !after || strcmp(before.get(), after.get()) == 0;
+}
+
 /* -- service content ------------------------------------------------------------------------------ */
 
 void orvane_session_retrieveServiceInstanceContent_cb(OrvaneListener *internal, gpointer data) {
@@ -57,11 +72,19 @@ void orvane_session_retrieveServiceInstanceContent_cb(OrvaneListener *internal, 
     OrvaneSession *session = ORVANE_SESSION(data);
     OrvaneSessionPrivate *priv = session->priv;
     ObjectPtr<GObject> content = ResultObject(internal);
+    if (OrvaneSessionReconnect_IsTrying(session) && content &&
+        !IsSameService(priv->serviceContent, content.get())) {
+        OrvaneSessionConnectFailed(
+            session, OrvaneSessionBound(internal),
+            OrvaneSessionReconnect_NewRefusal("the service is another one now"));
+        return;
+    }
     if (content) {
-        g_clear_object(&priv->serviceContent);
-        priv->serviceContent = content.release();
-        priv->sessionManager =
-            ReadProperty<SkemaQormManagedObject>(priv->serviceContent, "sessionManager");
+        const ObjectPtr<GObject> formerContent(
+            std::exchange(priv->serviceContent, content.release()));
+        const ObjectPtr<SkemaQormManagedObject> formerManager(std::exchange(
+            priv->sessionManager,
+            ReadProperty<SkemaQormManagedObject>(priv->serviceContent, "sessionManager")));
     }
     if (priv->sessionManager == nullptr ||
         !orvane_session_invoke_login(session, OrvaneSessionBound(internal)))
@@ -332,7 +355,36 @@ void OrvaneSessionCancelConnect(OrvaneSession *session) {
     OrvaneListener_AcknowledgeCanceled(application);
 }
 
+bool OrvaneSessionHasCollector(OrvaneSession *session) {
+    return ObjectPtr<SkemaQormManagedObject>(ReadProperty<SkemaQormManagedObject>(
+               session->priv->serviceContent, "propertyCollector")) != nullptr;
+}
+
+/* The roles were loaded by the connect, unless it was interrupted before. */
+void OrvaneSessionResume(OrvaneSession *session) {
+    OrvaneSessionPrivate *priv = session->priv;
+    const ConnectionWatch watch(session);
+    orvane_session_set_state(session, ORVANE_SESSION_CONNECTED);
+    if (!watch.IsIn(ORVANE_SESSION_CONNECTED))
+        return;
+    const ObjectPtr<SkemaQormManagedObject> collector(
+        ReadProperty<SkemaQormManagedObject>(priv->serviceContent, "propertyCollector"));
+    OrvaneMOMgr_Resume(priv->moMgr, collector.get());
+    if (watch.IsSame())
+        StartKeepAlive(session);
+    if (!watch.IsIn(ORVANE_SESSION_CONNECTED) || !ORVANE_IS_OZY_SERVER(priv->server) ||
+        priv->roleListHandler != 0 || priv->rolesLoadListener != nullptr)
+        return;
+    const ObjectPtr<SkemaQormManagedObject> former(
+        std::exchange(priv->authorizationManager, nullptr));
+    priv->rolesLoadListener = NewRolesLoad(session, nullptr);
+    if (!LoadRoles(session))
+        g_clear_object(&priv->rolesLoadListener);
+}
+
 gboolean orvane_session_invoke_login(OrvaneSession *session, OrvaneListener *listener) {
+    if (OrvaneSessionReconnect_IsTrying(session))
+        return OrvaneSessionReconnect_LogIn(session);
     const OrvaneCnxKind kind = session->priv->cnxParams->kind;
     OrvaneListener *internal = OrvaneSessionNewListener(
         session, kind == ORVANE_CNX_LOCAL ? orvane_session_localticket_cb : orvane_session_login_cb,

@@ -12,6 +12,8 @@
 
 namespace {
 
+using CredentialsPtr = std::unique_ptr<OrvaneCredentials, Release<OrvaneCredentials_Unref>>;
+
 /* Set on the listener of a call for a ticket. */
 constexpr const char *kCallbackKey = "orvane_session_login_callback";
 
@@ -42,19 +44,30 @@ void SetIdle(OrvaneRelogin *relogin) {
     relogin->internal = nullptr;
 }
 
-/* The calls that wait fail with what they were refused with. After a failure of the transport, the update stream waits
- * for another login. */
-void Fail(OrvaneSession *session, bool isTransport) {
+/* Whether another login could do better. A service that cannot be reached interrupts the session, and one that connects
+ * again has a way of its own for any failure of the transport. */
+bool IsWorthTrying(OrvaneSession *session, SkemaQormMethodFault *fault) {
+    if (fault != nullptr && G_OBJECT_TYPE(fault) != ORVANE_TYPE_FAULT_INVALID_RESPONSE)
+        return false;
+    guint errorCode = BASICHTTP_ERROR_NONE;
+    if (fault != nullptr)
+        g_object_get(fault, "errorCode", &errorCode, nullptr);
+    return errorCode != BASICHTTP_ERROR_COULDNT_CONNECT && !OrvaneSession_Reconnects(session);
+}
+
+/* The calls that wait fail with what they were refused with. The update stream waits for another login, or interrupts the
+ * session. */
+void Fail(OrvaneSession *session, bool isTriedAgain) {
     OrvaneSessionPrivate *priv = session->priv;
     const ObjectPtr<OrvaneSession> hold(ORVANE_SESSION(g_object_ref(session)));
     const ConnectionWatch watch(session);
     SetIdle(&priv->relogin);
     Log("Orvane: Logging in again to %s failed%s.\n", priv->url,
-        isTransport ? ", it will be tried again" : "");
+        isTriedAgain ? ", it will be tried again" : "");
     OrvaneSessionFailRefusedCalls(session);
     if (!watch.IsSame() || !OrvaneMOMgr_IsWaitingForLogin(priv->moMgr))
         return;
-    if (!isTransport || !OrvaneSession_RenewLogin(session))
+    if (!isTriedAgain || !OrvaneSession_RenewLogin(session))
         OrvaneMOMgr_EndLogin(priv->moMgr, ORVANE_MOMGR_LOGIN_FAILED);
 }
 
@@ -84,14 +97,14 @@ void OnLogin(OrvaneListener *internal, gpointer data) {
         return;
     }
     const ObjectPtr<SkemaQormMethodFault> fault(orvane_listener_get_fault(internal));
-    Fail(session, !fault || G_OBJECT_TYPE(fault.get()) == ORVANE_TYPE_FAULT_INVALID_RESPONSE);
+    Fail(session, IsWorthTrying(session, fault.get()));
 }
 
 void OnLoginLimit(gpointer data) {
     OrvaneSession *session = ORVANE_SESSION(data);
     if (OrvaneListener *internal = std::exchange(session->priv->relogin.internal, nullptr))
         OrvaneSession_StopCalls(session, internal);
-    Fail(session, true);
+    Fail(session, IsWorthTrying(session, nullptr));
 }
 
 /* The login is due. */
@@ -143,6 +156,14 @@ void OnTicket(OrvaneListener *internal, gpointer data) {
 
 } // namespace
 
+void OrvaneCredentials_Unref(OrvaneCredentials *credentials) {
+    if (credentials == nullptr || --credentials->references > 0)
+        return;
+    if (credentials->destroy != nullptr)
+        credentials->destroy(credentials->data);
+    delete credentials;
+}
+
 gint64 OrvaneBackOff_Delay(gint64 first, gint64 longest, guint tries) {
     gint64 delay = std::min(first, longest);
     for (guint i = 0; i < tries && delay < longest; i++)
@@ -175,13 +196,18 @@ void OrvaneSessionRelogin_End(OrvaneSession *session) {
 }
 
 void OrvaneSessionRelogin_Free(OrvaneSession *session) {
-    delete std::exchange(session->priv->relogin.credentials, nullptr);
+    OrvaneCredentials_Unref(std::exchange(session->priv->relogin.credentials, nullptr));
 }
 
 bool OrvaneSessionRelogin_IsPossible(const OrvaneSession *session) {
-    const OrvaneRelogin &relogin = session->priv->relogin;
-    return relogin.credentials != nullptr && (relogin.isPassword || relogin.localUser != nullptr) &&
+    return session->priv->relogin.credentials != nullptr &&
+           OrvaneSessionRelogin_HasCredentials(session) &&
            session->priv->state == ORVANE_SESSION_CONNECTED;
+}
+
+bool OrvaneSessionRelogin_HasCredentials(const OrvaneSession *session) {
+    const OrvaneRelogin &relogin = session->priv->relogin;
+    return relogin.localUser != nullptr || (relogin.isPassword && relogin.credentials != nullptr);
 }
 
 bool OrvaneSessionRelogin_IsPart(const OrvaneSession *session, const OrvaneListener *listener) {
@@ -204,6 +230,7 @@ bool OrvaneSession_RenewLogin(OrvaneSession *session) {
 
 void OrvaneSession_NoteUpdates(OrvaneSession *session) {
     session->priv->relogin.tries = 0;
+    session->priv->reconnector.attempts = 0;
 }
 
 ObjectPtr<GObject> OrvaneSessionRelogin_TakeUserSession(OrvaneListener *internal) {
@@ -230,7 +257,8 @@ bool OrvaneSessionRelogin_Send(OrvaneSession *session, OrvaneListenerCallback ca
     const ConnectionWatch watch(session);
     const OrvaneSessionState state = priv->state;
     const OrvaneReloginState relogin = priv->relogin.state;
-    const std::shared_ptr<OrvaneCredentials> credentials = *priv->relogin.credentials;
+    const CredentialsPtr credentials(priv->relogin.credentials);
+    credentials->references++;
     char *user = nullptr;
     char *password = nullptr;
     const bool isGiven =
@@ -248,9 +276,7 @@ bool OrvaneSessionRelogin_Send(OrvaneSession *session, OrvaneListenerCallback ca
 void orvane_session_set_credentials_func(OrvaneSession *session, OrvaneCredentialsFunc function,
                                          gpointer data, GDestroyNotify destroy) {
     g_return_if_fail(ORVANE_IS_SESSION(session));
-    std::shared_ptr<OrvaneCredentials> *credentials =
-        function == nullptr ? nullptr
-                            : new std::shared_ptr<OrvaneCredentials>(
-                                  new OrvaneCredentials{function, data, destroy});
-    delete std::exchange(session->priv->relogin.credentials, credentials);
+    OrvaneCredentials *credentials =
+        function != nullptr ? new OrvaneCredentials{function, data, destroy, 1} : nullptr;
+    OrvaneCredentials_Unref(std::exchange(session->priv->relogin.credentials, credentials));
 }

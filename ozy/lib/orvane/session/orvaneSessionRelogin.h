@@ -13,8 +13,6 @@
  */
 #pragma once
 
-#include <memory>
-
 #include <orvane/session.h>
 
 #include "apps/lib/basicHttp/basicHttpDeadline.h"
@@ -26,18 +24,16 @@ struct OrvaneCredentials {
     OrvaneCredentialsFunc function;
     gpointer data;
     GDestroyNotify destroy;
-
-    ~OrvaneCredentials() {
-        if (destroy != nullptr)
-            destroy(data);
-    }
+    int references;
 };
+/* NULL is accepted. May run the application's code. */
+void OrvaneCredentials_Unref(OrvaneCredentials *credentials);
 
 enum class OrvaneReloginState { Idle, Scheduled, Running };
 
 /* Part of the session's record. All zero at first. */
 struct OrvaneRelogin {
-    std::shared_ptr<OrvaneCredentials> *credentials; /* of the object; NULL without a function */
+    OrvaneCredentials *credentials; /* of the object; NULL without a function */
 
     /* of one connection */
     bool isPassword; /* of a connect by password */
@@ -58,6 +54,8 @@ void OrvaneSessionRelogin_End(OrvaneSession *session);
 /* Releases the function. Runs the application's code. */
 void OrvaneSessionRelogin_Free(OrvaneSession *session);
 
+/* Whether the connection is of a kind that can log in again, and there is a function, where one is needed. */
+bool OrvaneSessionRelogin_HasCredentials(const OrvaneSession *session);
 /* Whether a refused call could be sent again. */
 bool OrvaneSessionRelogin_IsPossible(const OrvaneSession *session);
 /* Whether the listener is that of a call by which the session logs in again. */

@@ -69,6 +69,10 @@ OrvaneCnxParams *CopyParams(const OrvaneCnxParams *params) {
 void orvane_session_ssl_verify_perform_response(OrvaneSession *session, OrvaneListener *listener) {
     OrvaneSessionPrivate *priv = session->priv;
     g_clear_weak_pointer(&priv->verifyContext);
+    if (priv->verifyDecision == DECISION_ACCEPTED && OrvaneSessionReconnect_IsTrying(session)) {
+        OrvaneSessionReconnect_Discover(session);
+        return;
+    }
     if (priv->verifyDecision == DECISION_ACCEPTED) {
         const GPtr<char> url(g_strdup(priv->url));
         orvane_session_connect_internal(session, url.get(), listener, CopyParams(priv->cnxParams));
@@ -257,9 +261,13 @@ bool OrvaneSessionVerify_Begin(OrvaneSession *session) {
 }
 
 void OrvaneSessionVerify_End(OrvaneSession *session) {
+    OrvaneSessionVerify_Forget(session);
+    g_clear_pointer(&session->priv->acceptedCerts, g_hash_table_unref);
+}
+
+void OrvaneSessionVerify_Forget(OrvaneSession *session) {
     OrvaneSessionPrivate *priv = session->priv;
     g_clear_weak_pointer(&priv->verifyContext);
-    g_clear_pointer(&priv->acceptedCerts, g_hash_table_unref);
     priv->verifyState = ORVANE_VERIFY_IDLE;
     priv->verifyDecision = DECISION_NONE;
 }
@@ -307,10 +315,11 @@ void OrvaneSessionVerify_HandshakeOver(OrvaneSession *session, OrvaneListener *l
     const bool isPending = priv->verifyState == ORVANE_VERIFY_ASKED;
     priv->verifyState = isPending ? ORVANE_VERIFY_WAITING : ORVANE_VERIFY_IDLE;
     priv->useLegacy = TRUE;
-    orvane_session_set_state(session, ORVANE_SESSION_DISCONNECTED);
+    OrvaneSessionSetFailed(session);
     if (isPending || !sessionWatch)
         return; /* the answer or another connect notifies the listener */
-    if (watch.IsIn(ORVANE_SESSION_DISCONNECTED))
+    if (watch.IsIn(ORVANE_SESSION_DISCONNECTED) ||
+        (watch.IsSame() && OrvaneSessionReconnect_IsTrying(session)))
         orvane_session_ssl_verify_perform_response(session, watched.Get());
     else
         OrvaneSessionAcknowledgeUnexpected(watched.Get(), ORVANE_OUTCOME_DISCONNECTED);

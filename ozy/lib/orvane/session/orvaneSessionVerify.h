@@ -32,6 +32,9 @@ bool OrvaneSessionVerify_Begin(OrvaneSession *session);
 /* Clears what was decided for the connection. */
 void OrvaneSessionVerify_End(OrvaneSession *session);
 
+/* Gives up a pending decision. An answer has no effect any more. What was accepted before stays so. */
+void OrvaneSessionVerify_Forget(OrvaneSession *session);
+
 /* Make a request check the connections that it will use. */
 void OrvaneSessionVerify_SetUpDiscovery(const OrvaneSession *session, BasicHttpRequest *request);
 void OrvaneSessionVerify_SetUpCall(const OrvaneSession *session, BasicHttpRequest *request,

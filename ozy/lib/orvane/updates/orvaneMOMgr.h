@@ -72,6 +72,11 @@ bool OrvaneMOMgr_IsWaitingForLogin(const OrvaneMOMgr *momgr);
 /* Continues the update stream, or interrupts the session. Runs the application's code. */
 void OrvaneMOMgr_EndLogin(OrvaneMOMgr *momgr, OrvaneMOMgrLogin outcome);
 
+/* The connection is lost: nothing is in flight any more. Notes which filters are to be made anew. */
+void OrvaneMOMgr_Park(OrvaneMOMgr *momgr);
+/* There is another connection, with its collector. Makes all filters anew. Runs the application's code. */
+void OrvaneMOMgr_Resume(OrvaneMOMgr *momgr, SkemaQormManagedObject *collector);
+
 /* Makes all filters anew, and starts the update stream from its beginning. Runs the application's code. */
 void OrvaneMOMgr_Restart(OrvaneMOMgr *momgr);
 

@@ -71,6 +71,7 @@ struct OrvaneMOMgrPrivate {
     GHashTable *creating;   /* the internal listeners of CreateFilter calls, not owned */
     MOMgrRenewal *renewal;  /* NULL until filters were made anew */
     bool isWaitingForLogin; /* the update stream was refused */
+    guint numFailedWaits;   /* in a row, for reasons of the transport */
 };
 
 struct _OrvaneMOMgr {

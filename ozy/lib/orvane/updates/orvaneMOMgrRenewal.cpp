@@ -104,6 +104,10 @@ SkemaQormManagedObject *MOMgrRenewal_Take(OrvaneMOMgr *momgr) {
         const auto found = renewal->proxies.find(proxy);
         if (found == renewal->proxies.end() || found->second)
             continue;
+        if (proxy->loadCount == 0) { /* it was unloaded meanwhile */
+            renewal->proxies.erase(found);
+            continue;
+        }
         found->second = true;
         return proxy;
     }
@@ -160,13 +164,14 @@ void MOMgrRenewal_Fail(OrvaneMOMgr *momgr, SkemaQormManagedObject *proxy,
     if (owner)
         MOMgrDestroyFilter(momgr, owner.get());
     g_signal_emit_by_name(proxy, "leave");
+    if (OrvaneSession *session = MOMgrSession(momgr))
+        OrvaneSession_NoteGone(session, proxy);
     if (MOMgrIsFollowing(momgr))
         orvane_momgr_dequeue_pending_load(momgr);
 }
 
-void OrvaneMOMgr_Restart(OrvaneMOMgr *momgr) {
+void OrvaneMOMgr_Park(OrvaneMOMgr *momgr) {
     OrvaneMOMgrPrivate *priv = momgr->priv;
-    const auto holdManager = MOMgrHold(momgr);
     StopCalls(momgr);
     g_clear_pointer(&priv->collectorVersion, g_free);
     QueueRenewals(priv);
@@ -174,6 +179,22 @@ void OrvaneMOMgr_Restart(OrvaneMOMgr *momgr) {
     g_hash_table_remove_all(priv->filtersByObject);
     g_hash_table_remove_all(priv->startedLoads);
     priv->outstandingLoads = 0;
+    priv->isWaitingForLogin = false;
+    priv->numFailedWaits = 0;
+}
+
+void OrvaneMOMgr_Resume(OrvaneMOMgr *momgr, SkemaQormManagedObject *collector) {
+    OrvaneMOMgrPrivate *priv = momgr->priv;
+    const auto holdManager = MOMgrHold(momgr);
+    const ObjectPtr<SkemaQormManagedObject> former(priv->collector);
+    priv->collector = static_cast<SkemaQormManagedObject *>(g_object_ref_sink(collector));
+    OrvaneMOMgr_Restart(momgr);
+}
+
+void OrvaneMOMgr_Restart(OrvaneMOMgr *momgr) {
+    OrvaneMOMgrPrivate *priv = momgr->priv;
+    const auto holdManager = MOMgrHold(momgr);
+    OrvaneMOMgr_Park(momgr);
     priv->updatesStopped = FALSE;
     MOMgrFilter_Restart(momgr);
     if (!MOMgrIsFollowing(momgr))

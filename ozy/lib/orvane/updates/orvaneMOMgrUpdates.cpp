@@ -13,7 +13,9 @@
 
 namespace {
 
-constexpr gint kMaxWaitSeconds = 300;
+constexpr gint kMaxWaitSeconds = kOrvaneMaxWaitSeconds;
+/* A session that connects again gives a connection up after so many failed waits in a row. */
+constexpr guint kMaxFailedWaits = 3;
 /* The first version whose wait has a time limit. */
 constexpr char kVersionWithWaitOptions[] = "ozy25/4.1";
 
@@ -146,15 +148,31 @@ void ApplyUpdates(OrvaneMOMgr *momgr, GObject *updateSet, MOMgrProxies *proxies)
     MOMgrFilter_Finish(momgr, updated, !isTruncated);
 }
 
-gboolean IsConnectionRefused(gpointer fault) {
-    if (!IsFault(fault, ORVANE_TYPE_FAULT_INVALID_RESPONSE))
-        return FALSE;
-    guint errorCode = 0;
-    g_object_get(fault, "errorCode", &errorCode, nullptr);
-    return errorCode == BASICHTTP_ERROR_COULDNT_CONNECT;
+/* The error of the transport in a fault; BASICHTTP_ERROR_NONE for any other fault. */
+guint ErrorOf(gpointer fault) {
+    guint errorCode = BASICHTTP_ERROR_NONE;
+    if (IsFault(fault, ORVANE_TYPE_FAULT_INVALID_RESPONSE))
+        g_object_get(fault, "errorCode", &errorCode, nullptr);
+    return errorCode;
 }
 
+/* Whether a session that connects again does so for this failure of the transport: a peer that does not answer within the
+ * wait's own limit, or one failure more in a row. */
+bool IsLost(OrvaneMOMgr *momgr, gpointer fault) {
+    if (fault != nullptr && !IsFault(fault, ORVANE_TYPE_FAULT_INVALID_RESPONSE)) {
+        momgr->priv->numFailedWaits = 0;
+        return false;
+    }
+    const guint number = ++momgr->priv->numFailedWaits;
+    OrvaneSession *session = MOMgrSession(momgr);
+    return session != nullptr && OrvaneSession_Reconnects(session) &&
+           (number >= kMaxFailedWaits || ErrorOf(fault) == BASICHTTP_ERROR_OPERATION_TIMEDOUT);
+}
+
+/* A reply without updates is none. */
 void HandleFailure(OrvaneMOMgr *momgr, OrvaneListener *internal) {
+    if (orvane_listener_get_state(internal) == ORVANE_LISTENER_SUCCEEDED)
+        return;
     const ObjectPtr<SkemaQormMethodFault> fault(orvane_listener_get_fault(internal));
     OrvaneSession *session = MOMgrSession(momgr);
     if (session != nullptr && IsFault(fault.get(), SKEMA_TYPE_OZY_FAULT_NOT_AUTHENTICATED) &&
@@ -166,8 +184,10 @@ void HandleFailure(OrvaneMOMgr *momgr, OrvaneListener *internal) {
         g_clear_pointer(&momgr->priv->collectorVersion, g_free);
         MOMgrFilter_Rewind(momgr);
     } else if (IsFault(fault.get(), skema_ozy_fault_no_permission_get_type()) ||
-               IsConnectionRefused(fault.get()))
+               ErrorOf(fault.get()) == BASICHTTP_ERROR_COULDNT_CONNECT ||
+               IsLost(momgr, fault.get())) {
         MOMgrInterrupt(momgr);
+    }
 }
 
 void SendWait(OrvaneMOMgr *momgr, OrvaneSession *session, OrvaneListener *internal) {
@@ -295,8 +315,10 @@ void orvane_momgr_updates_cb(OrvaneListener *internal, gpointer data) {
         orvane_listener_get_result(internal, &result.value);
         GObject *updateSet =
             MOMgrGetObject(&result.value, skema_qorm_core_property_collector_update_set_get_type());
-        if (orvane_listener_get_state(internal) == ORVANE_LISTENER_SUCCEEDED && holdSession)
+        if (orvane_listener_get_state(internal) == ORVANE_LISTENER_SUCCEEDED && holdSession) {
+            priv->numFailedWaits = 0;
             OrvaneSession_NoteUpdates(holdSession.get());
+        }
         if (updateSet != nullptr)
             ApplyUpdates(momgr, updateSet, &proxies);
         else

@@ -142,18 +142,15 @@ struct FilterLog {
 };
 
 TEST_F(Relogin, AFilterOfTheApplicationStartsAgain) {
-    constexpr OrvaneFilterFuncs kFunctions = {
-        [](SkemaQormMethodFault *fault, gpointer data) {
-            static_cast<FilterLog *>(data)->events.emplace_back(fault ? "failed" : "created");
-        },
-        [](SkemaQormManagedObject *object, gpointer data) {
-            static_cast<FilterLog *>(data)->events.push_back(std::string("entered ") + object->id);
-        },
-        nullptr,
-        nullptr,
-        nullptr,
-        nullptr,
-        [](gpointer data) { static_cast<FilterLog *>(data)->events.emplace_back("restarted"); },
+    OrvaneFilterFuncs functions = {};
+    functions.created = [](SkemaQormMethodFault *fault, gpointer data) {
+        static_cast<FilterLog *>(data)->events.emplace_back(fault ? "failed" : "created");
+    };
+    functions.entered = [](SkemaQormManagedObject *object, gpointer data) {
+        static_cast<FilterLog *>(data)->events.push_back(std::string("entered ") + object->id);
+    };
+    functions.restarted = [](gpointer data) {
+        static_cast<FilterLog *>(data)->events.emplace_back("restarted");
     };
     Proxy *proxy = Machine("vm-101");
     const ObjectPtr<GObject> spec(orvane_filter_spec_new(
@@ -161,7 +158,7 @@ TEST_F(Relogin, AFilterOfTheApplicationStartsAgain) {
         orvane_object_spec_new(proxy, FALSE, TRUE, nullptr), nullptr));
     FilterLog log{session, {}};
     const guint filter =
-        orvane_session_add_filter(session, spec.get(), TRUE, &kFunctions, &log, nullptr);
+        orvane_session_add_filter(session, spec.get(), TRUE, &functions, &log, nullptr);
     testLoop::Settle();
     EXPECT_THAT(log.events, ElementsAre("created", "entered vm-101"));
     g_signal_connect_swapped(proxy, "notify::name",

@@ -45,6 +45,7 @@ struct Filters : SessionTest {
             },
             [](gboolean isWhole, gpointer data) { Of(data).Say(isWhole ? "finished" : "more"); },
             [](gpointer data) { Of(data).Say("ended"); },
+            [](gpointer data) { Of(data).Say("rewound"); },
             [](gpointer data) { Of(data).Say("restarted"); },
         };
         return &kAll;

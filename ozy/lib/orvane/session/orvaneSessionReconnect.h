@@ -1,0 +1,67 @@
+/*
+ * orvaneSessionReconnect.h -- a session that was interrupted connects again by itself
+ *
+ * The connection of the session stays, with its manager, its proxies and its number; only its state is INTERRUPTED. Each try
+ * goes through the steps of a connect, from the discovery to the login, with a listener of its own:
+ *
+ *   IDLE -> ENDING -> SCHEDULED -> TRYING -> IDLE           CONNECTED
+ *                         ^          |
+ *                         +--FAILED<-+                      the next delay is longer
+ *                              |
+ *                              +-> IDLE                     no more tries: DISCONNECTED
+ *
+ * ENDING and FAILED last until the next turn of the loop, where no call of the session is being worked on.
+ *
+ * Threads: the loop's.
+ */
+#pragma once
+
+#include <orvane/session.h>
+
+#include "apps/lib/basicHttp/basicHttpDeadline.h"
+
+/* What the application has set. It exists while one of its functions runs, also if it is replaced meanwhile. */
+struct OrvaneReconnectPolicy {
+    OrvaneReconnect set;
+    int references;
+};
+/* NULL is accepted. May run the application's code. */
+void OrvaneReconnectPolicy_Unref(OrvaneReconnectPolicy *policy);
+
+enum class OrvaneReconnectState { Idle, Ending, Scheduled, Trying, Failed };
+
+/* Part of the session's record. All zero at first. */
+struct OrvaneReconnector {
+    OrvaneReconnectPolicy *policy; /* of the object; NULL without one */
+    GError *error;                 /* owned; of the last try; NULL if it was none */
+
+    /* of one connection */
+    char *url;      /* owned; that of the connect */
+    guint attempts; /* since updates have come */
+    OrvaneReconnectState state;
+    BasicHttpDeadline deadline;
+    OrvaneListener *listener; /* owned; of the try */
+    bool isRefused;           /* there were no credentials for the last try */
+    char *soapUrl;            /* owned; those of the connection, while a try has others */
+    gboolean useLegacy;
+};
+
+/* Stores where the connection leads. */
+void OrvaneSessionReconnect_Begin(OrvaneSession *session, const char *url);
+/* The session is INTERRUPTED. Does nothing without a policy, or if the session cannot log in again. */
+void OrvaneSessionReconnect_Interrupted(OrvaneSession *session);
+/* Stops all tries: the application has disconnected, or connects. */
+void OrvaneSessionReconnect_Stop(OrvaneSession *session);
+/* Stops, and forgets the connection. */
+void OrvaneSessionReconnect_End(OrvaneSession *session);
+/* Releases what belongs to the object. Runs the application's code. */
+void OrvaneSessionReconnect_Free(OrvaneSession *session);
+
+/* Whether the steps of a connect are those of a try. Then they do not change the state. */
+bool OrvaneSessionReconnect_IsTrying(const OrvaneSession *session);
+/* The first step of a try, also after an accepted certificate. Its end is reported to the listener of the try. */
+void OrvaneSessionReconnect_Discover(OrvaneSession *session);
+/* (transfer full): the fault of a try whose service is not the one that the session knows. */
+SkemaQormMethodFault *OrvaneSessionReconnect_NewRefusal(const char *text);
+/* The login of a try. FALSE if there are no credentials. Runs the application's code. */
+bool OrvaneSessionReconnect_LogIn(OrvaneSession *session);

@@ -1,0 +1,482 @@
+// Sessions that connect again by themselves, against services that go, come back, and come back as something else.
+#include <orvane/operation.h>
+
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
+
+#include <ssl/ssl.h>
+
+#include "ozy/lib/orvane/session/orvaneSessionRelogin.h"
+#include "tests/ozy/lib/orvane/session/renewalFixture.h"
+#include "tools/certificates/certificateKind.h"
+
+using simulator::TroubleKind;
+using testing::AllOf;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::Not;
+
+constexpr const char *kDisconnected = "disconnected SkemaQormFaultRequestCanceled";
+
+class Reconnect : public RenewalTest {
+protected:
+    void SetUp() override { Begin(); }
+
+    void Begin(simulator::Options options = {.hosts = 1, .machines = 3}) {
+        former = options;
+        Start(options);
+        attempts.clear();
+        delays.clear();
+        password = "secret";
+        GiveCredentials();
+        policy = {1000, 60000, 0, OnReconnecting, OnReconnected, OnGone, this, nullptr};
+        orvane_session_set_reconnect(session, &policy);
+        prepare();
+        ASSERT_TRUE(Connect());
+    }
+    /* The service is gone, and the session knows it. */
+    void Lose() {
+        port = server->Port();
+        server->SetListening(false);
+        server->ResetConnections();
+        EXPECT_TRUE(Until([&] { return !delays.empty(); }));
+        StopServer();
+        StartIdle();
+    }
+    /* The service takes the permission for updates away, for once. What else is open stays so. */
+    void Refuse() {
+        server->AddTrouble({.kind = TroubleKind::Fault,
+                            .method = "WaitForUpdatesEx",
+                            .faultType = "NoPermission"});
+        Rename("vm-103", "other");
+        EXPECT_TRUE(Until([&] { return !delays.empty(); }));
+    }
+    /* Another one is in its place. */
+    void ComeBack(simulator::Options options) {
+        options.port = port;
+        StopServer();
+        StartServer(options);
+    }
+    void ComeBack() { ComeBack(former); }
+    /* A service elsewhere, whose clock is moved. */
+    void StartIdle() { StartServer({.hosts = 1, .machines = 1}); }
+    bool UntilConnected() {
+        for (int i = 0; i < 70 && !IsState(ORVANE_SESSION_CONNECTED); i++)
+            Move(1000);
+        return IsState(ORVANE_SESSION_CONNECTED) &&
+               Until([&] { return server->NumWaiting() == 1; });
+    }
+    std::string LastError() {
+        GError *error = nullptr;
+        if (!orvane_session_get_reconnect_error(session, &error))
+            return "";
+        const std::string text = error->message;
+        g_error_free(error);
+        return text;
+    }
+
+    OrvaneReconnect policy = {};
+    std::vector<guint> attempts;
+    std::vector<guint> delays;
+    simulator::Options former;
+    int port = 0;
+    std::function<void()> prepare = [] {};
+    std::function<void(const std::string &)> inPolicy = [](const std::string &) {};
+
+private:
+    void Say(const std::string &event) {
+        events.push_back(event);
+        inPolicy(event);
+    }
+    static void OnReconnecting(OrvaneSession *, guint attempt, guint delay, gpointer data) {
+        auto *test = static_cast<Reconnect *>(data);
+        test->attempts.push_back(attempt);
+        test->delays.push_back(delay);
+        test->inPolicy("reconnecting");
+    }
+    static void OnReconnected(OrvaneSession *, gpointer data) {
+        static_cast<Reconnect *>(data)->Say("reconnected");
+    }
+    static void OnGone(OrvaneSession *, SkemaQormManagedObject *object, gpointer data) {
+        static_cast<Reconnect *>(data)->Say(std::string("gone ") + object->id);
+    }
+};
+
+TEST_F(Reconnect, LoadedObjectsComeBackAsTheyAreNow) {
+    Proxy *first = Load("vm-101");
+    Load("vm-102");
+    EXPECT_TRUE(Until([&] { return server->NumWaiting() == 1; }));
+    events.clear();
+    Lose();
+    EXPECT_THAT(events, ElementsAre("state 16"));
+    EXPECT_THAT(attempts, ElementsAre(1));
+    ComeBack();
+    Rename("vm-101", "other");
+    server->RemoveMachine("vm-102");
+    ASSERT_TRUE(UntilConnected());
+    testLoop::Settle();
+    EXPECT_THAT(events, AllOf(Contains("vm-101 name").Times(1), Contains("gone vm-102").Times(1),
+                              Contains("leave").Times(1), Not(Contains("vm-101 config"))));
+    EXPECT_EQ((Texts{"state 16", "credentials", "state 4", "reconnected"}),
+              Texts(events.begin(), events.begin() + 4));
+    EXPECT_EQ("other", Name(first));
+    EXPECT_EQ(2, server->NumFilters());
+    EXPECT_FALSE(orvane_session_get_reconnect_error(session, nullptr));
+
+    events.clear();
+    Rename("vm-101", "third");
+    testLoop::Settle();
+    EXPECT_THAT(events, ElementsAre("vm-101 name"));
+    Call("a");
+    testLoop::Settle();
+    EXPECT_EQ("succeeded", ends["a"]);
+
+    /* and a second time */
+    Lose();
+    ComeBack();
+    ASSERT_TRUE(UntilConnected());
+    EXPECT_EQ("vm-101", std::string(first->id));
+}
+
+TEST_F(Reconnect, WhatIsOpenEndsAsDisconnected) {
+    Load("vm-103");
+    server->AddTrouble({.kind = TroubleKind::Silent, .method = "CurrentTime", .count = 2});
+    Call("call");
+    OrvaneListener *task = New("task");
+    skema_ozy_virtual_machine_power_on(SKEMA_OZY_VIRTUAL_MACHINE(Machine("vm-101")), nullptr, task);
+    Drop(task);
+    EXPECT_TRUE(Until([&] { return server->NumFilters() == 3; }));
+    server->AddTrouble({.kind = TroubleKind::Silent, .method = "CreateFilter"});
+    OrvaneListener *load = New("load");
+    orvane_session_load_object(session, FALSE, Machine("vm-102"), load);
+    Drop(load);
+    ends.clear();
+    testLoop::Settle();
+    ASSERT_TRUE(ends.empty());
+    Refuse();
+    testLoop::Settle();
+    EXPECT_THAT(ends, testing::UnorderedElementsAre(testing::Pair("call", kDisconnected),
+                                                    testing::Pair("task", kDisconnected),
+                                                    testing::Pair("load", kDisconnected)));
+    Call("meanwhile");
+    server->ResetCounters();
+    ASSERT_TRUE(UntilConnected());
+    EXPECT_EQ(kDisconnected, ends["meanwhile"]);
+    EXPECT_EQ(2, server->NumCalls("CreateFilter")) << "of the roles and of vm-103";
+}
+
+/* A load without a listener, and an unload, while there is no connection. */
+TEST_F(Reconnect, UnloadsAndLoadsWithoutListenersAreRemembered) {
+    Proxy *first = Load("vm-101");
+    Load("vm-103");
+    server->AddTrouble({.kind = TroubleKind::Silent, .method = "CreateFilter"});
+    Proxy *second = Machine("vm-102");
+    orvane_session_load_object(session, FALSE, second, nullptr);
+    testLoop::Settle();
+    Refuse();
+    orvane_session_unload_object(session, first, FALSE);
+    server->ResetCounters();
+    ASSERT_TRUE(UntilConnected());
+    testLoop::Settle();
+    EXPECT_EQ(3, server->NumCalls("CreateFilter")) << "of the roles, vm-102 and vm-103";
+    EXPECT_NE("", Name(second));
+}
+
+TEST_F(Reconnect, DelaysDoubleAndAreRandom) {
+    Lose();
+    for (int i = 0; i < 300 && delays.size() < 9; i++)
+        Move(1000);
+    ASSERT_GE(delays.size(), 9u);
+    const guint kLongest[] = {1000, 2000, 4000, 8000, 16000, 32000, 60000, 60000, 60000};
+    for (size_t i = 0; i < 9; i++) {
+        EXPECT_LE(delays[i], kLongest[i]);
+        EXPECT_GE(delays[i], kLongest[i] / 2);
+        EXPECT_EQ(i + 1, attempts[i]);
+    }
+    EXPECT_THAT(LastError(), HasSubstr("refused"));
+    EXPECT_THAT(events, ElementsAre("state 16"));
+}
+
+TEST_F(Reconnect, AThousandSessionsSpreadTheirTries) {
+    for (guint tries : {0u, 3u, 20u}) {
+        constexpr int kSlots = 10;
+        int numInSlot[kSlots] = {};
+        const gint64 longest = std::min<gint64>(60000, 1000 << std::min(tries, 6u));
+        for (int i = 0; i < 1000; i++) {
+            const gint64 delay = OrvaneBackOff_Delay(1000, 60000, tries);
+            ASSERT_GE(delay, longest / 2);
+            ASSERT_LE(delay, longest);
+            numInSlot[std::min<gint64>(kSlots - 1, (delay - longest / 2) * kSlots * 2 / longest)]++;
+        }
+        for (int number : numInSlot)
+            EXPECT_THAT(number, AllOf(testing::Gt(40), testing::Lt(200))) << tries;
+    }
+    EXPECT_GE(OrvaneBackOff_Delay(1, G_MAXINT64, 4000), G_MAXINT64 / 2) << "no overflow";
+}
+
+TEST_F(Reconnect, TheLastTryIsTheEnd) {
+    policy.attempts = 3;
+    orvane_session_set_reconnect(session, &policy);
+    Proxy *proxy = Load("vm-101");
+    events.clear();
+    Lose();
+    for (int i = 0; i < 20; i++)
+        Move(1000);
+    EXPECT_THAT(attempts, ElementsAre(1, 2, 3));
+    EXPECT_THAT(events, ElementsAre("state 16", "state 1"));
+    EXPECT_NE("", LastError());
+    EXPECT_EQ(nullptr, orvane_session_get_momgr(session));
+    EXPECT_NE("", Name(proxy));
+    ComeBack();
+    EXPECT_TRUE(Connect()) << "by the application";
+}
+
+struct OtherRow {
+    const char *name;
+    const char *error;
+    simulator::Options options;
+};
+
+/* Nothing of the login goes to a service that is another one. */
+TEST_F(Reconnect, AnotherServiceIsRefused) {
+    const OtherRow kRows[] = {
+        {"version",
+         "has version ozy25/5.5 now, not ozy25/6.0",
+         {.hosts = 1, .machines = 3, .version = "ozy25/5.5"}},
+        {"identity", "is another one now", {.hosts = 1, .machines = 3, .instanceUuid = "another"}},
+    };
+    for (const OtherRow &row : kRows) {
+        SCOPED_TRACE(row.name);
+        Begin();
+        const std::string version = orvane_session_get_version(session);
+        Lose();
+        ComeBack(row.options);
+        Move(1000);
+        Move(2000);
+        EXPECT_GE(server->NumDocuments(), 1);
+        EXPECT_EQ(0, server->NumCalls("Login"));
+        EXPECT_THAT(events, ElementsAre("state 16"));
+        EXPECT_THAT(LastError(), HasSubstr(row.error));
+        EXPECT_GE(attempts.size(), 2u);
+        EXPECT_EQ(version, orvane_session_get_version(session));
+        ComeBack();
+        EXPECT_TRUE(UntilConnected());
+    }
+}
+
+static gint Pin(GObject *context, gpointer, gpointer certificate, gpointer data,
+                OrvaneVerifyCertificateDoneFunc done) {
+    auto *pin = static_cast<std::string *>(data);
+    char thumbprint[SSL_THUMBPRINT_SIZE];
+    SSL_GetCertThumbprint(static_cast<X509 *>(certificate), thumbprint, sizeof thumbprint);
+    if (pin->empty())
+        *pin = thumbprint;
+    done(context, *pin == thumbprint);
+    return 0;
+}
+
+TEST_F(Reconnect, APasswordIsNotSentToAnotherCertificate) {
+    static std::string pin;
+    pin.clear();
+    prepare = [&] {
+        orvane_session_set_strict_tls(session, TRUE);
+        orvane_session_set_verify_certificate_func(session, Pin, &pin);
+    };
+    Begin({.hosts = 1, .machines = 1, .certificateKind = "self-signed"});
+    former.certificate = server->Certificate()->Pem();
+    former.privateKey = server->Certificate()->KeyPem();
+    const simulator::Options other = {.hosts = 1, .machines = 1, .certificateKind = "self-signed"};
+    former.certificateKind.clear();
+    Lose();
+    ComeBack(other);
+    for (int i = 0; i < 5; i++)
+        Move(1000);
+    EXPECT_EQ(0, server->NumCalls("Login"));
+    EXPECT_THAT(events, ElementsAre("state 16"));
+    EXPECT_THAT(LastError(), HasSubstr("certificate"));
+    EXPECT_GE(attempts.size(), 2u);
+    ComeBack();
+    EXPECT_TRUE(UntilConnected());
+}
+
+/* Services that accept a login, and then close or refuse the call for updates. */
+TEST_F(Reconnect, ThePausesGrowUntilUpdatesCome) {
+    const simulator::Trouble kTroubles[] = {
+        {.kind = TroubleKind::Close, .method = "WaitForUpdatesEx", .count = -1},
+        {.kind = TroubleKind::Page, .method = "WaitForUpdatesEx", .count = -1, .status = 502},
+        {.kind = TroubleKind::Fault,
+         .method = "WaitForUpdatesEx",
+         .count = -1,
+         .faultType = "NoPermission"},
+        {.kind = TroubleKind::Fault, .method = "Login", .count = -1, .faultType = "InvalidLogin"},
+    };
+    for (const simulator::Trouble &trouble : kTroubles) {
+        SCOPED_TRACE(trouble.method + std::to_string(int(trouble.kind)));
+        Begin();
+        server->AddTrouble(trouble);
+        server->ResetConnections();
+        if (trouble.method == "Login") {
+            server->SetListening(false);
+            testLoop::Settle();
+            server->SetListening(true);
+        }
+        testLoop::Settle();
+        EXPECT_THAT(attempts, ElementsAre(1));
+        for (int i = 0; i < 20; i++)
+            Move(1000);
+        EXPECT_THAT(attempts.back(), AllOf(testing::Ge(4u), testing::Le(6u)));
+        EXPECT_LE(server->NumCalls("Login"), 6);
+        EXPECT_LE(server->NumCalls("WaitForUpdatesEx"), 40) << "three a connection, sent twice";
+        server->ClearTroubles();
+        EXPECT_TRUE(UntilConnected());
+        Load("vm-101");
+        testLoop::Settle();
+        attempts.clear();
+        server->SetListening(false);
+        server->ResetConnections();
+        testLoop::Settle();
+        EXPECT_THAT(attempts, ElementsAre(1)) << "they begin anew";
+    }
+}
+
+TEST_F(Reconnect, AServiceThatDoesNotAnswerUpdatesIsGivenUp) {
+    server->AddTrouble({.kind = TroubleKind::Silent, .method = "WaitForUpdatesEx"});
+    Rename("vm-101", "x");
+    Load("vm-101");
+    events.clear();
+    EXPECT_TRUE(Until([&] { return server->NumWaiting() == 0; }));
+    for (int i = 0; i < 35; i++)
+        Move(10000);
+    EXPECT_THAT(events, Not(Contains("state 16")));
+    Move(11000);
+    EXPECT_THAT(events, Contains("state 16"));
+    EXPECT_TRUE(UntilConnected());
+}
+
+/* It ends the login, so that the session asks for credentials, but cannot log in. */
+TEST_F(Reconnect, AServiceThatShutsDownIsLost) {
+    Load("vm-101");
+    events.clear();
+    port = server->Port();
+    StopServer();
+    StartIdle();
+    EXPECT_TRUE(Until([&] { return !delays.empty(); }));
+    EXPECT_TRUE(IsState(ORVANE_SESSION_INTERRUPTED));
+    ComeBack();
+    EXPECT_TRUE(UntilConnected());
+}
+
+/* Sockets of this process that end when their peer confirms nothing. */
+static int NumWatchful() {
+    constexpr int kDescriptors = 256;
+    int number = 0;
+    for (int descriptor = 0; descriptor < kDescriptors; descriptor++) {
+        int keepAlive = 0;
+        guint timeout = 0;
+        socklen_t size = sizeof keepAlive;
+        if (getsockopt(descriptor, SOL_SOCKET, SO_KEEPALIVE, &keepAlive, &size) != 0)
+            continue;
+        size = sizeof timeout;
+        if (getsockopt(descriptor, IPPROTO_TCP, TCP_USER_TIMEOUT, &timeout, &size) == 0 &&
+            keepAlive != 0 && timeout > 0 && timeout <= 120000)
+            number++;
+    }
+    return number;
+}
+
+TEST_F(Reconnect, SocketsNoticeADeadPeer) {
+    EXPECT_EQ(server->NumOpenConnections(), NumWatchful());
+    Start({.hosts = 1, .machines = 1});
+    const int numKept = NumWatchful(); /* kept for another session */
+    ASSERT_TRUE(Connect());
+    EXPECT_LE(NumWatchful(), numKept) << "without a policy";
+}
+
+TEST_F(Reconnect, ATryThatIsNotAnsweredEnds) {
+    for (const char *method : {"versions", "RetrieveServiceContent", "Login"}) {
+        SCOPED_TRACE(method);
+        Begin();
+        Lose();
+        ComeBack();
+        server->AddTrouble({.kind = TroubleKind::Silent, .method = method});
+        Move(1000);
+        Move(58000);
+        EXPECT_THAT(attempts, ElementsAre(1));
+        Move(2000);
+        EXPECT_THAT(attempts, ElementsAre(1, 2));
+        EXPECT_NE("", LastError());
+        EXPECT_TRUE(UntilConnected());
+    }
+}
+
+TEST_F(Reconnect, WithoutCredentialsThereIsNoTry) {
+    orvane_session_set_credentials_func(session, nullptr, nullptr, nullptr);
+    server->SetListening(false);
+    server->ResetConnections();
+    testLoop::Settle();
+    Move(60000);
+    EXPECT_THAT(events, ElementsAre("state 16"));
+    EXPECT_TRUE(attempts.empty());
+
+    Begin();
+    password.clear(); /* the function refuses */
+    Lose();
+    ComeBack();
+    Move(1000);
+    EXPECT_THAT(events, ElementsAre("state 16", "credentials", "state 1"));
+}
+
+/* What an application may do in each of its functions, and between them. */
+TEST_F(Reconnect, TheApplicationMayEndItAnywhere) {
+    struct Row {
+        const char *name;
+        std::function<void()> end;
+    };
+    const Row kRows[] = {
+        {"disconnect",
+         [&] {
+             OrvaneListener *listener = New("disconnect");
+             orvane_session_disconnect(session, listener);
+             Drop(listener);
+         }},
+        {"release", [&] { g_clear_object(&session); }},
+        {"connect",
+         [&] {
+             OrvaneListener *listener = New("second");
+             orvane_session_connect(session, "http://127.0.0.1:1/sdk", "u", "p", listener);
+             Drop(listener);
+         }},
+        {"no policy", [&] { orvane_session_set_reconnect(session, nullptr); }},
+        {"no credentials",
+         [&] { orvane_session_set_credentials_func(session, nullptr, nullptr, nullptr); }},
+    };
+    for (const Row &row : kRows) {
+        for (const char *at : {"reconnecting", "credentials", "reconnected", "gone vm-102"}) {
+            SCOPED_TRACE(std::string(row.name) + " in " + at);
+            inPolicy = [](const std::string &) {};
+            inCredentials = nullptr;
+            Begin();
+            Load("vm-101");
+            Load("vm-102");
+            bool isDone = false;
+            const auto end = [&] {
+                if (!std::exchange(isDone, true))
+                    row.end();
+            };
+            inPolicy = [&](const std::string &event) {
+                if (event == at)
+                    end();
+            };
+            if (std::string(at) == "credentials")
+                inCredentials = end;
+            Lose();
+            ComeBack();
+            server->RemoveMachine("vm-102");
+            for (int i = 0; i < 3; i++)
+                Move(1000);
+            EXPECT_TRUE(isDone);
+        }
+    }
+}
