@@ -1,4 +1,5 @@
-/* watch URL USER PASSWORD PROPERTY... -- shows properties of all machines and each change of them, until interrupted */
+/* watch URL USER PASSWORD PROPERTY... -- shows properties of all machines and each change of them, until interrupted. A
+ * login that expires and a connection that is lost are renewed; what has changed meanwhile is shown then. */
 #include <signal.h>
 
 #include <glib-unix.h>
@@ -37,6 +38,18 @@ static void OnError(OrvaneInventory *machines, GParamSpec *property, GMainLoop *
     }
 }
 
+static gboolean OnCredentials(OrvaneSession *session, char **user, char **password, gpointer argv) {
+    (void)session;
+    *user = g_strdup(((char **)argv)[2]);
+    *password = g_strdup(((char **)argv)[3]);
+    return TRUE;
+}
+
+static void OnReconnecting(OrvaneSession *session, guint attempt, guint delay, gpointer data) {
+    (void)session, (void)data;
+    g_printerr("the connection is lost; try %u follows in %u ms\n", attempt, delay);
+}
+
 int main(int argc, char **argv) {
     if (argc < 5 || !orvane_glib_init(NULL))
         return 2;
@@ -47,6 +60,9 @@ int main(int argc, char **argv) {
     g_autoptr(OrvaneListener) logout = orvane_listener_new();
     orvane_session_set_ssl_certificate_location(session, g_getenv("ORVANE_CA"), "/etc/ssl/certs");
     orvane_session_set_strict_tls(session, TRUE);
+    orvane_session_set_credentials_func(session, OnCredentials, argv, NULL);
+    const OrvaneReconnect reconnect = {.reconnecting = OnReconnecting};
+    orvane_session_set_reconnect(session, &reconnect);
     orvane_session_connect(session, argv[1], argv[2], argv[3], login);
     if (!orvane_glib_wait(login, -1) && orvane_listener_get_error(login, &error))
         return g_printerr("not connected: %s\n", error->message), 1;
