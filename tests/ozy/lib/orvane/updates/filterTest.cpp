@@ -194,8 +194,9 @@ TEST_F(Filters, AFunctionMayDoAnything) {
             Add();
             then = [&](const std::string &event) {
                 if (event == when) {
+                    const std::function<void()> act = action; /* this function is gone then */
                     then = nullptr;
-                    action();
+                    act();
                 }
             };
             for (const std::string &objects :
