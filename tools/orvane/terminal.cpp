@@ -140,8 +140,11 @@ void Terminal::Heading(std::string_view title, std::string_view remark) {
 }
 
 Terminal::~Terminal() {
-    if (gWithBar == this)
-        gWithBar = nullptr;
+    if (gWithBar != this)
+        return;
+    gWithBar = nullptr;
+    if (isLive)
+        WriteOutput("\n"); /* what ended the program is reported below the bar */
 }
 
 void Terminal::RedrawBar() {

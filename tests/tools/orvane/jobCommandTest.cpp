@@ -9,6 +9,7 @@
 namespace {
 
 using simulator::TroubleKind;
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::MatchesRegex;
 using testing::Not;
@@ -171,7 +172,9 @@ TEST_F(OrvaneJobs, AreWatchedOnATerminalAndInterrupted) {
     ASSERT_TRUE(watch.WaitFor("3 jobs"));
     ASSERT_TRUE(watch.WaitFor("43 %"));
     watch.Interrupt();
-    EXPECT_EQ(130, watch.Wait().status);
+    const Ended ended = watch.Wait();
+    EXPECT_EQ(130, ended.status);
+    EXPECT_THAT(ended.out, EndsWith(" %\r\norvane: interrupted\r\n")) << "below the bar";
     server.Advance(1000);
     const Ended over = Run({"job", "watch"}, true);
     EXPECT_EQ(0, over.status);
