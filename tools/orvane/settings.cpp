@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <charconv>
 #include <cstdlib>
 #include <memory>
@@ -86,9 +87,10 @@ std::vector<LeftOut> &AllLeftOut() {
 /* Whether the file of a layer can be read to its end. A file that does not exist is an empty layer. */
 bool IsUsable(const std::string &file) {
     struct stat status {};
-    if (stat(file.c_str(), &status) != 0)
+    const bool isFound = stat(file.c_str(), &status) == 0;
+    if (!isFound && (errno == ENOENT || errno == ENOTDIR))
         return true;
-    if (!S_ISREG(status.st_mode)) {
+    if (isFound && !S_ISREG(status.st_mode)) {
         AllLeftOut().push_back({file, ""});
         return false;
     }
@@ -134,12 +136,17 @@ std::string WhyInvalid(const SettingRow &row, const std::string &value) {
                 Printable(value).c_str(), all.c_str());
 }
 
+/* Returns what the layers say, whether or not it can be used. */
+std::string WrittenValue(const SettingRow &row) {
+    const PreferenceText text(Preference_GetString(row.defaultValue, row.name));
+    return text != nullptr ? text.get() : row.defaultValue;
+}
+
 /* Returns what the layers say, or the default if that cannot be used. */
 std::string Value(SettingIndex index) {
     static constinit std::array<bool, kNumSettings> isReported = {};
     const SettingRow &row = kSettings[index];
-    const PreferenceText text(Preference_GetString(row.defaultValue, row.name));
-    const std::string value = text != nullptr ? text.get() : row.defaultValue;
+    const std::string value = WrittenValue(row);
     if (IsValid(row, value))
         return value;
     PreferenceLayer layer = PREFERENCE_NON_PERSISTENT;
@@ -223,9 +230,10 @@ int TimeoutSetting() {
 std::vector<SettingShown> AllSettings() {
     std::vector<SettingShown> all;
     for (int i = 0; i < kNumSettings; i++) {
-        SettingShown shown = {kSettings[i].name, Value(static_cast<SettingIndex>(i)), "", ""};
+        const SettingRow &row = kSettings[i];
+        SettingShown shown = {row.name, Value(static_cast<SettingIndex>(i)), "", ""};
         PreferenceLayer layer;
-        if (Preference_FindLayer(kSettings[i].name, &layer)) {
+        if (IsValid(row, WrittenValue(row)) && Preference_FindLayer(row.name, &layer)) {
             shown.layer = Preference_LayerName(layer);
             shown.file = FileOf(layer);
         }

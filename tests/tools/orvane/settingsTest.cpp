@@ -87,7 +87,7 @@ TEST_F(Settings, AValueThatCannotBeUsedIsRefusedOrReportedOnce) {
     folder.Write("orvane/config", "timeout = soon\ncolor = \"auto|0a\"\n");
     const Ended ended = Run({"config"});
     EXPECT_EQ(0, ended.status);
-    EXPECT_THAT(ended.out, HasSubstr("timeout   30"));
+    EXPECT_THAT(ended.out, HasSubstr("timeout   30        (default)"));
     EXPECT_EQ(2, std::ranges::count(ended.err, '\n')) << ended.err;
     EXPECT_THAT(ended.err, HasSubstr("/orvane/config: setting \"timeout\": \"soon\" is no number"));
 }
@@ -100,6 +100,8 @@ TEST_F(Settings, AFileThatCannotBeReadIsReportedAndLeftOut) {
         {[&] { mkfifo(file.c_str(), 0600); }, noFile},
         {[&] { mkdir(file.c_str(), 0700); }, noFile},
         {[&] { (void)!symlink("/dev/zero", file.c_str()); }, noFile},
+        {[&] { (void)!symlink("preferences", file.c_str()); },
+         "Cannot open file \"" + file + "\": Too many levels of symbolic links"},
         {[&] { folder.Write("orvane/preferences", "timeout : 8\n"); },
          "orvane: settings behind a mistake are ignored: File \"" + file +
              "\" line 1: Syntax error.\n"},
