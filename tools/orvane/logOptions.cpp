@@ -32,6 +32,9 @@ void AddLogOptions(CLI::App &program, process::LogOptions &options) {
         Text(MSGID("help.log") "Write a log to a new file, beside which the last "
                                "three are kept; - for stderr. It has no "
                                "secrets in it"));
+    log->check([](const std::string &file) {
+        return file.empty() ? Text(MSGID("log.noName") "the name of the file is empty") : "";
+    });
     program
         .add_option("--log-level", options.level,
                     Text(MSGID("help.logLevel") "Least severe level in the log; debug adds what is "

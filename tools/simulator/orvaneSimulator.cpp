@@ -126,6 +126,9 @@ void AddOptions(CLI::App &app, Settings &settings) {
     CLI::Option *log = app.add_option("--log", settings.log.file,
                                       "Write a log with every request to a file, which earlier "
                                       "ones are kept beside; - for stderr");
+    log->check([](const std::string &file) -> std::string {
+        return file.empty() ? "the name of the file is empty" : "";
+    });
     app.add_option("--log-level", settings.log.level, "Least severe level in the log")
         ->capture_default_str()
         ->check(CLI::IsMember(process::LogLevels()))

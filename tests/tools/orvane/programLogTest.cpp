@@ -80,6 +80,7 @@ TEST_F(ProgramLog, WhatCannotBeALogIsOneLineAndStaysAsItIs) {
         {{"--log", folder.Path()}, 1, "is no regular file"},
         {{"--log", "/dev/full"}, 1, "is no regular file"},
         {{"--log", path, "--log-level", "loud"}, 2, "error,warning,info"},
+        {{"--log", ""}, 2, "--log: the name of the file is empty"},
         {{"--log-level", "info"}, 2, "--log-level requires --log"},
     };
     for (const char *program : {"orvane", "orvane-simulator"}) {
