@@ -78,14 +78,17 @@ public:
         path = real.get();
         int error = 0;
         token = FileLock_Lock(real.get(), kind == LockKind::kShared, kMaxWaitMsec, &error, nullptr);
-        if (token == nullptr)
+        /* on a full disk there is no room for a lock; without one, a reader finds the old file or the new one, whole */
+        const bool isFull = error == ENOSPC || error == EDQUOT;
+        if (token == nullptr && !(isFull && kind == LockKind::kShared))
             throw file.Fail(error == 0 ? Text(MSGID("file.busy") "another program is changing it")
                                        : Text(MSGID("file.noLock") "it cannot be locked: %s",
                                               Err_Errno2String(error)));
     }
     ~Lock() {
         int error;
-        FileLock_Unlock(token, &error, nullptr); /* whoever comes next removes what is left */
+        if (token != nullptr)
+            FileLock_Unlock(token, &error, nullptr); /* whoever comes next removes what is left */
     }
     Lock(const Lock &) = delete;
     Lock &operator=(const Lock &) = delete;
@@ -94,7 +97,7 @@ public:
 
 private:
     std::string path;
-    FileLockToken *token;
+    FileLockToken *token; /* null for a reader of a full disk */
 };
 
 /* Returns why the file must not be used; empty if it may be. */

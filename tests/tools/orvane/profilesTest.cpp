@@ -9,6 +9,7 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include "tests/support/fileFaults.h"
 #include "tests/support/temporaryFolder.h"
 #include "tests/tools/orvane/program.h"
 #include "tools/simulator/simulator.h"
@@ -182,6 +183,19 @@ TEST_F(ProfilesTest, AFileThatIsNotReadableIsNotReplaced) {
             EXPECT_THAT(folder.Read("orvane/profiles"), HasSubstr("profile.lab.url")) << text;
         else
             EXPECT_EQ(text, folder.Read("orvane/profiles"));
+    }
+}
+
+TEST_F(ProfilesTest, OnAFullDiskTheyAreReadAndNotChanged) {
+    Add("lab", "s3cret");
+    const std::string before = folder.Read("orvane/profiles");
+    for (const int error : {ENOSPC, EDQUOT, EIO}) {
+        const FileFaults faults([&](const FileCall &call) {
+            return call.kind == FileCall::Mkdir ? error : FileFaults::kPass;
+        });
+        EXPECT_NE("", WhyNot([&] { Add("new"); }));
+        EXPECT_EQ(error == EIO, !WhyNot([&] { Secret("lab"); }).empty()) << error;
+        EXPECT_EQ(before, folder.Read("orvane/profiles"));
     }
 }
 
