@@ -1,5 +1,6 @@
 #include "ozy/lib/orvane/schema/schemaCompare.h"
 
+#include <bit>
 #include <cstring>
 #include <span>
 
@@ -145,16 +146,12 @@ bool AreValuesEqual(const GValue *outerFirst, const GValue *outerSecond, int dep
     case G_TYPE_INT64:
     case G_TYPE_UINT64:
         return first->data[0].v_int64 == second->data[0].v_int64;
-    case G_TYPE_FLOAT: {
-        const gfloat a = g_value_get_float(first);
-        const gfloat b = g_value_get_float(second);
-        return memcmp(&a, &b, sizeof a) == 0;
-    }
-    case G_TYPE_DOUBLE: {
-        const gdouble a = g_value_get_double(first);
-        const gdouble b = g_value_get_double(second);
-        return memcmp(&a, &b, sizeof a) == 0;
-    }
+    case G_TYPE_FLOAT:
+        return std::bit_cast<guint32>(g_value_get_float(first)) ==
+               std::bit_cast<guint32>(g_value_get_float(second));
+    case G_TYPE_DOUBLE:
+        return std::bit_cast<guint64>(g_value_get_double(first)) ==
+               std::bit_cast<guint64>(g_value_get_double(second));
     case G_TYPE_BOOLEAN:
     case G_TYPE_CHAR:
     case G_TYPE_UCHAR:
