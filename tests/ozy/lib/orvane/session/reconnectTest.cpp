@@ -24,7 +24,7 @@ class Reconnect : public RenewalTest {
 protected:
     void SetUp() override { Begin(); }
 
-    void Begin(simulator::Options options = {.hosts = 1, .machines = 3}) {
+    void Begin(const simulator::Options &options = {.hosts = 1, .machines = 3}) {
         former = options;
         Start(options);
         attempts.clear();
@@ -57,7 +57,7 @@ protected:
     void ComeBack(simulator::Options options) {
         options.port = port;
         StopServer();
-        StartServer(options);
+        StartServer(std::move(options));
     }
     void ComeBack() { ComeBack(former); }
     /* A service elsewhere, whose clock is moved. */

@@ -42,7 +42,7 @@ protected:
         basicHttpNow = g_get_monotonic_time;
     }
 
-    void Start(simulator::Options options) {
+    void Start(const simulator::Options &options) {
         proxies.clear();
         g_clear_object(&session);
         StopServer();
@@ -58,7 +58,7 @@ protected:
     }
     void StartServer(simulator::Options options) {
         options.frozenClock = true;
-        server = std::make_unique<simulator::Simulator>(options);
+        server = std::make_unique<simulator::Simulator>(std::move(options));
         server->Start();
         testLoop::Watch(server->PollDescriptor(), 1, [this](short) { server->Run(); });
     }
