@@ -132,8 +132,8 @@ std::string SpecJson(GType type, const std::vector<std::string> &words, const Va
             given.push_back({named.name, {std::move(named.text)}});
     }
     /* a class decides which properties there are */
-    std::ranges::stable_partition(given,
-                                  [](const auto &each) { return each.first.ends_with(kType); });
+    std::stable_partition(given.begin(), given.end(),
+                          [](const auto &each) { return each.first.ends_with(kType); });
     Builder builder(type, reader);
     for (const auto &[name, texts] : given)
         builder.Add(name, texts);

@@ -136,8 +136,7 @@ char **orvane_type_list_methods(GType type) {
         names.push_back(SchemaEngine_Tables()->text + row.wireName);
     });
     std::ranges::sort(names);
-    const auto repeated = std::ranges::unique(names);
-    names.erase(repeated.begin(), repeated.end());
+    names.erase(std::unique(names.begin(), names.end()), names.end());
     char **list = g_new0(char *, names.size() + 1);
     for (size_t i = 0; i < names.size(); i++)
         list[i] = g_strdup(names[i].data());
