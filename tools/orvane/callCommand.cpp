@@ -71,8 +71,8 @@ void RunMethod(const Service &service, const OrvaneMethodInfo &method,
         return WriteRequest(method, object, values, numValues);
     MethodRun run(service, method.name, task);
     {
-        const bool hasBar =
-            ReturnsTask(method) && task.isTaskWaited && !service.IsQuiet() && !IsJsonWanted();
+        const bool hasBar = ReturnsTask(method) && task.isTaskWaited && !service.IsQuiet() &&
+                            GetOutputForm() == OutputForm::kTable;
         ProgressBars bars(hasBar);
         run.Start(method, object, values, numValues);
         try {

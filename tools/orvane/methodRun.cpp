@@ -6,6 +6,7 @@
 #include <orvane/schema/ozy.h>
 #include <orvane/schema/qorm.h>
 
+#include "tools/orvane/sourcePtr.h"
 #include "tools/orvane/terminal.h"
 
 namespace orvaneCli {
@@ -98,18 +99,10 @@ std::string MethodRun::TaskId() const {
 }
 
 void WaitUntil(const std::function<bool()> &condition, ProgressBars &bars) {
-    /* also wakes the loop, so that limits are noticed */
-    const std::unique_ptr<GSource, Released<g_source_unref>> redraw(
-        g_timeout_source_new(kRedrawMs));
+    const SourcePtr redraw(g_timeout_source_new(kRedrawMs)); /* also so that limits are noticed */
     g_source_set_callback(redraw.get(), Draw, &bars, nullptr);
     g_source_attach(redraw.get(), nullptr);
-    try {
-        RunUntil(condition, kForeverSeconds);
-    } catch (const Interrupted &) {
-        g_source_destroy(redraw.get());
-        throw;
-    }
-    g_source_destroy(redraw.get());
+    RunUntil(condition, kForeverSeconds);
 }
 
 bool IsLost(const Service &service) {

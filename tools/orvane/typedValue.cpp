@@ -2,7 +2,6 @@
 
 #include <array>
 #include <cerrno>
-#include <memory>
 
 #include <fcntl.h>
 #include <glib-unix.h>
@@ -14,6 +13,7 @@
 #include "tools/orvane/failure.h"
 #include "tools/orvane/operation.h"
 #include "tools/orvane/schemaWords.h"
+#include "tools/orvane/sourcePtr.h"
 #include "tools/orvane/terminal.h"
 
 namespace orvaneCli {
@@ -48,16 +48,11 @@ gboolean OnReadable(gint, GIOCondition, gpointer isReadable) {
 /* Waits until a pipe or terminal has something to read. The session lives on meanwhile. */
 void WaitForInput(int descriptor) {
     bool isReadable = false;
-    const std::unique_ptr<GSource, Released<g_source_unref>> source(
+    const SourcePtr source(
         g_unix_fd_source_new(descriptor, static_cast<GIOCondition>(G_IO_IN | G_IO_HUP | G_IO_ERR)));
     g_source_set_callback(source.get(), G_SOURCE_FUNC(OnReadable), &isReadable, nullptr);
     g_source_attach(source.get(), nullptr);
-    try {
-        while (!RunUntil([&] { return isReadable; }, kWaitSeconds)) {
-        }
-    } catch (const Interrupted &) {
-        g_source_destroy(source.get());
-        throw;
+    while (!RunUntil([&] { return isReadable; }, kWaitSeconds)) {
     }
 }
 

@@ -3,6 +3,7 @@
 
 #include "tests/support/temporaryFolder.h"
 #include "tests/tools/orvane/serviceFixture.h"
+#include "tests/tools/simulator/soapClient.h"
 
 namespace {
 
@@ -169,6 +170,62 @@ TEST_F(Call, TroubleOfTheServiceAndOfTheOutput) {
     Program full("bin/orvane", {"call", "ServiceInstance", "CurrentTime"}, false,
                  {.output = "/dev/full"});
     ExpectFailure(full.Wait(), 1, {"the output cannot be written"});
+}
+
+/* A signal ends it wherever it waits: it logs out, the fixture checks that, and says so in one line. */
+TEST_F(Call, CtrlCAtEveryMoment) {
+    folder.Write("name", "from a file\n");
+    struct Row {
+        const char *silenced; /* method whose answer never comes */
+        Words words;
+    };
+    const Row rows[] = {
+        {"RetrieveServiceContent", {"vm-101", "ResetVM_Task"}},
+        {"Login", {"vm-101", "ResetVM_Task"}},
+        {"FindByInventoryPath", {"/Datacenter/vm/machine-0001", "ResetVM_Task"}},
+        {"RetrieveProperties", {"machine-0001", "ResetVM_Task"}},
+        {"Rename_Task", {"vm-101", "Rename_Task", "newName=@" + folder.Path("name")}},
+        {"CurrentTime", {"ServiceInstance", "CurrentTime", "--output", "json"}},
+    };
+    for (const Row &row : rows) {
+        SCOPED_TRACE(row.silenced);
+        server.ResetCounters();
+        server.AddTrouble({.kind = TroubleKind::Silent, .method = row.silenced, .count = -1});
+        Words words = row.words;
+        words.insert(words.begin(), "call");
+        Program call("bin/orvane", words, true);
+        EXPECT_TRUE(Eventually([&] { return server.NumCalls(row.silenced) > 0; }));
+        call.Type("\x03");
+        const Ended ended = call.Wait();
+        server.ClearTroubles();
+        EXPECT_EQ(130, ended.status) << ended.out;
+        EXPECT_THAT(ended.out, HasSubstr("interrupted"));
+        EXPECT_EQ(1, std::ranges::count(ended.out.substr(ended.out.find("^C") + 2), '\n'));
+        server.ExpireSessions(); /* of a login whose answer was never read */
+    }
+}
+
+TEST_F(Call, AValueComesFromStdinAndAWaitForItIsInterrupted) {
+    const Words words = {"call", "vm-101", "Rename_Task", "newName=@-"};
+    Program piped("bin/orvane", words, false, {.input = "typed\n"});
+    EXPECT_EQ(0, piped.Wait().status);
+    EXPECT_EQ("typed\n", Run({"ls", "vm-101"}).out);
+    server.ResetCounters();
+    Program waiting("bin/orvane", words, true);
+    EXPECT_TRUE(Eventually([&] { return server.NumCalls("Login") > 0; }));
+    EXPECT_TRUE(Eventually([&] { return server.NumCalls("RetrieveProperties") > 0; }));
+    waiting.Type("\x03");
+    EXPECT_EQ(130, waiting.Wait().status);
+}
+
+TEST_F(Call, TheSecondServiceHasMethodsToo) {
+    const json content = json::parse(Run({"call", "ServiceInstance", "FerryRetrieveServiceContent",
+                                          "--ferry", "--output", "json"})
+                                         .out,
+                                     nullptr, false);
+    EXPECT_EQ("FerryServerContent", content["_type"]);
+    ExpectFailure(Run({"call", "ServiceInstance", "CurrentTime", "--ferry"}), 2,
+                  {"FerryServiceInstance has no method \"CurrentTime\""});
 }
 
 } // namespace
