@@ -134,6 +134,44 @@ TEST_F(Tasks, AreListedShownAndWaitedFor) {
                              "20[0-9-]+T[0-9:]+Z\n(.|\n)*"));
 }
 
+TEST_F(Tasks, NarrowGermanAndPipedOutput) {
+    EXPECT_EQ("", Screen(40, {"task", "ls"})); /* there are none */
+    Program::language = "de_DE.UTF-8";
+    EXPECT_EQ("vm-101  fertig\n", Run({"power", "on", "vm-101"}).out);
+    EXPECT_THAT(Screen(40, {"task", "ls"}),
+                MatchesRegex("AUFGABE\n  ZUSTAND  %  WAS  OBJEKT  ANGELEGT\ntask-1\n"
+                             "  success  100  VirtualMachine.PowerOnVM\n"
+                             "  machine-0001  20[0-9-]+T[0-9:]+Z\n"));
+    const Ended failed = Run({"power", "on", "vm-101"});
+    EXPECT_EQ("vm-101  gescheitert\n", failed.out);
+    ExpectFailure(Run({"power", "off", "vm-101"}), 2, {"power off braucht --yes"});
+    setenv("TERM", "dumb", 1);
+    EXPECT_EQ("vm-102  fertig\r\n",
+              Program("bin/orvane", {"power", "on", "vm-102"}, true).Wait().out);
+    const std::pair<Words, Words> rows[] = {
+        {{"task", "ls"}, {"task", "ls"}},
+        {{"power", "suspend", "vm-102"}, {"power", "on", "vm-102"}},
+    };
+    for (const auto &[unread, full] : rows) {
+        EXPECT_EQ(141, Program("bin/orvane", unread, false, {.output = "pipe"}).Wait().status);
+        const Ended ended = Program("bin/orvane", full, false, {.output = "/dev/full"}).Wait();
+        EXPECT_EQ(1, ended.status);
+        EXPECT_THAT(ended.err, HasSubstr("No space left"));
+    }
+}
+
+/* Foreign names do not reach the terminal as they are. */
+TEST_F(Tasks, ANameWithEscapeSequences) {
+    server.SetProperty("vm-101", "name", "a\u009b31mb\u202e");
+    const Ended on = Run({"power", "on", "a\u009b31mb\u202e"});
+    EXPECT_EQ(0, on.status) << on.err;
+    const std::string all = on.out + Screen(80, {"task", "ls"}) +
+                            Run({"task", "show", "task-1"}).out +
+                            Run({"task", "show", "task-1", "--output", "json"}).out;
+    for (const char *raw : {"\u009b", "\u202e", "\033"})
+        EXPECT_THAT(all, Not(HasSubstr(raw)));
+}
+
 struct LongTasks : Tasks {
     LongTasks() : Tasks(60000) {}
 };
