@@ -25,6 +25,9 @@ libdir=$(dirname "$(find "$prefix" -name orvane.pc)")/..
 [[ $("$prefix/bin/orvane" --version) == "$("$prefix/bin/orvane-simulator" --version)" ]]
 [[ $(LC_ALL=de_DE.UTF-8 "$prefix/bin/orvane" demo --tls --machines 1 --task-ms 1) == *"Alles hat funktioniert." ]] ||
     fail "the installed program does not work, or does not speak German"
+for page in orvane orvane-job orvane-simulator; do
+    [[ -s $prefix/share/man/man1/$page.1 ]] || fail "$page has no page of the manual"
+done
 for binary in "$prefix"/bin/*; do
     ! readelf -S "$binary" | grep -q debug_info || fail "$binary is not stripped"
 done

@@ -1,6 +1,7 @@
 #include "tools/orvane/jobWatch.h"
 
 #include <algorithm>
+#include <chrono>
 #include <map>
 #include <set>
 #include <utility>
@@ -11,12 +12,18 @@
 #include "tools/orvane/jobReader.h"
 #include "tools/orvane/jsonText.h"
 #include "tools/orvane/message.h"
+#include "tools/orvane/methodRun.h"
+#include "tools/orvane/progressBars.h"
 #include "tools/orvane/settings.h"
 #include "tools/orvane/terminal.h"
 
 namespace orvaneCli {
 
 namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr auto kRedraw = std::chrono::milliseconds(100);
 
 class Watch {
 public:
@@ -38,14 +45,16 @@ private:
 
     void WaitForChanges();
     void Show();
-    void ShowBar();
+    void ShowBar(const std::string &id, const Job *job);
     void ShowEnd(const Job &job);
     bool IsWatched(const std::string &id) const { return wanted.empty() || wanted.contains(id); }
 
     const Service &service;
     std::set<std::string> wanted; /* ids; empty for all */
     Terminal terminal;
-    bool isLive;
+    ProgressBars bars;
+    Clock::time_point lastDrawn;
+    std::map<std::string, size_t> numbers; /* of the bars, by id */
     guint filter = 0;
     std::map<std::string, Job> jobs; /* by id */
     std::set<std::string> changed;   /* ids, also of those that have left */
@@ -61,8 +70,7 @@ private:
 };
 
 Watch::Watch(const Service &connected, const std::vector<std::string> &words)
-    : service(connected),
-      isLive(terminal.IsLive() && GetOutputForm() == OutputForm::kTable && !connected.IsQuiet()) {
+    : service(connected), bars(GetOutputForm() == OutputForm::kTable && !connected.IsQuiet()) {
     const std::vector<Job> now = FindJobs(service, words);
     isEmpty = now.empty(); /* the service would wait for the first */
     for (const Job &job : now) {
@@ -158,11 +166,17 @@ std::string RemovalLine(const std::string &id) {
 }
 
 void Watch::WaitForChanges() {
-    const auto isNews = [this] {
-        isLost = isLost || orvane_session_get_state(service.Session()) != ORVANE_SESSION_CONNECTED;
-        return isFresh || isLost || !refusal.empty();
-    };
-    if (!RunUntil(isNews, service.TimeoutSeconds()) && !hasAnswered)
+    const auto start = Clock::now();
+    const std::chrono::seconds limit(service.TimeoutSeconds());
+    const auto isLate = [&] { return !hasAnswered && Clock::now() - start > limit; };
+    WaitUntil(
+        [&] {
+            isLost =
+                isLost || orvane_session_get_state(service.Session()) != ORVANE_SESSION_CONNECTED;
+            return isFresh || isLost || !refusal.empty() || isLate();
+        },
+        bars);
+    if (!isFresh && !isLost && refusal.empty())
         throw Failure(Text(MSGID("job.noAnswer") "reading the jobs: no answer within %d s",
                            service.TimeoutSeconds()),
                       kTimedOut);
@@ -177,39 +191,41 @@ void Watch::ShowEnd(const Job &job) {
     if (!job.IsOver() || !ended.insert(job.object->id).second)
         return;
     numFailed += job.IsFailed() ? 1 : 0;
-    if (!isLive)
+    if (!bars.IsLive())
         return;
     const std::string word =
         job.IsFailed() ? terminal.Styled(Style::kBad, Text(MSGID("job.word.failed") "failed"))
                        : terminal.Styled(Style::kGood, Text(MSGID("job.word.done") "done"));
-    terminal.Line(fmt::format("  {}  {}", Printable(job.name), word));
+    bars.Line(fmt::format("{}  {}", Printable(job.name), word));
 }
 
-/* One bar for all, which shows the mean. */
-void Watch::ShowBar() {
-    int sum = 0;
-    for (const auto &[id, job] : jobs)
-        sum += job.IsOver() ? 100 : std::max(job.Progress(), 0);
-    const int count = static_cast<int>(jobs.size());
-    if (count == 1)
-        terminal.Progress(Printable(jobs.begin()->second.name), sum);
-    else if (count > 1)
-        terminal.Progress(Text(MSGID("job.bar") "%d jobs", count), sum / count);
+/* A job without one is not there any more. */
+void Watch::ShowBar(const std::string &id, const Job *job) {
+    const size_t number = numbers.try_emplace(id, numbers.size()).first->second;
+    if (job == nullptr || job->IsOver())
+        bars.Remove(number);
+    else
+        bars.Set(number, Printable(job->name), std::max(job->Progress(), 0));
 }
 
 void Watch::Show() {
     for (const std::string &id : std::exchange(changed, {})) {
         const auto job = jobs.find(id);
         const std::string line = job == jobs.end() ? RemovalLine(id) : ChangeLine(job->second);
-        if (!isLive && std::exchange(lines[id], line) != line)
+        if (bars.IsLive())
+            ShowBar(id, job == jobs.end() ? nullptr : &job->second);
+        else if (std::exchange(lines[id], line) != line)
             WriteOutput(line);
         if (job != jobs.end())
             ShowEnd(job->second);
     }
-    if (isLive)
-        ShowBar();
     if (OutputError() != 0)
         throw OutputFailure();
+    /* changes may come faster than the wait for them redraws */
+    if (const auto now = Clock::now(); now - lastDrawn >= kRedraw) {
+        bars.Draw();
+        lastDrawn = now;
+    }
 }
 
 void Watch::Run() {
@@ -224,9 +240,6 @@ void Watch::Run() {
         isFresh = false;
         Show();
     } while (!isOver());
-    if (isLive && !jobs.empty())
-        terminal.EndProgress(numFailed > 0 ? Style::kBad : Style::kGood,
-                             Text(MSGID("job.word.over") "over"));
     if (numFailed > 0)
         throw Failure(Text(MSGID("job.failed") "%d of %d jobs failed", numFailed,
                            static_cast<int>(jobs.size())));

@@ -1,7 +1,7 @@
 /*
  * jobWatch.h -- the progress of conversion jobs, until all are over
  *
- * On a terminal it is a bar, and a line for each job that is over. Elsewhere each change is a line:
+ * On a terminal each job has a bar, and a line once it is over. Elsewhere each change is a line:
  *
  *   {"id": "job-1", "name": "conversion-0001", "state": "active", "task": "running", "progress": 42}
  *   job-1<tab>conversion-0001<tab>active<tab>running<tab>42        with --output plain

@@ -1,4 +1,6 @@
 // "orvane job" and "orvane session", as a user runs them.
+#include <thread>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -169,8 +171,15 @@ TEST_F(OrvaneJobs, AreWatchedOnATerminalAndInterrupted) {
     Program watch("bin/orvane", {"job", "watch"}, true);
     ASSERT_TRUE(watch.WaitFor("42 %"));
     server.Advance(10);
-    ASSERT_TRUE(watch.WaitFor("3 jobs"));
     ASSERT_TRUE(watch.WaitFor("43 %"));
+    EXPECT_THAT(watch.Output(), HasSubstr("conversion-0003  "));
+    {
+        const std::jthread changes([this](const std::stop_token &stop) {
+            for (int i = 0; !stop.stop_requested(); i++)
+                server.SetProperty("job-3", "name", "changed-" + std::to_string(i));
+        });
+        EXPECT_TRUE(watch.WaitFor("changed-")) << "changes without a pause hide all of them";
+    }
     watch.Interrupt();
     const Ended ended = watch.Wait();
     EXPECT_EQ(130, ended.status);
@@ -178,7 +187,7 @@ TEST_F(OrvaneJobs, AreWatchedOnATerminalAndInterrupted) {
     server.Advance(1000);
     const Ended over = Run({"job", "watch"}, true);
     EXPECT_EQ(0, over.status);
-    EXPECT_THAT(over.out, HasSubstr("conversion-0003  \033[32mdone"));
+    EXPECT_THAT(over.out, HasSubstr("conversion-0002  \033[32mdone"));
 }
 
 TEST_F(OrvaneJobs, AreNotWatchedWithoutTheService) {
