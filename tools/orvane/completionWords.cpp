@@ -81,8 +81,7 @@ std::vector<std::string> OptionNames(const CLI::App *app) {
         }
     }
     std::ranges::sort(names);
-    const auto same = std::ranges::unique(names);
-    names.erase(same.begin(), same.end());
+    names.erase(std::unique(names.begin(), names.end()), names.end());
     return names;
 }
 
