@@ -187,6 +187,24 @@ void ReadObject(const Service &service, SkemaQormManagedObject *object,
     retrieve.Succeed();
 }
 
+GObject *NewInventorySpec(const Service &service, SkemaQormManagedObject *entity) {
+    return ObjectSpec(service, entity, InventoryDepth::kAllBelow);
+}
+
+GObject *NewFilterSpec(const std::vector<GObject *> &objects, const std::vector<GType> &types,
+                       const std::vector<std::string> &paths) {
+    GObject *spec = orvane_filter_spec_new(TRUE, nullptr);
+    const ValueArrayPtr objectSet(g_value_array_new(static_cast<guint>(objects.size())));
+    for (GObject *object : objects)
+        Append(objectSet.get(), SKEMA_TYPE_QORM_CORE_PROPERTY_COLLECTOR_OBJECT_SPEC, object);
+    const ValueArrayPtr propSet(g_value_array_new(static_cast<guint>(types.size())));
+    for (const GType type : types)
+        Append(propSet.get(), SKEMA_TYPE_QORM_CORE_PROPERTY_COLLECTOR_PROPERTY_SPEC,
+               PropertySpec(type, paths));
+    g_object_set(spec, "objectSet", objectSet.get(), "propSet", propSet.get(), nullptr);
+    return spec;
+}
+
 std::string PathPart(std::string_view name) {
     std::string part;
     for (size_t i = 0; i < name.size(); i++) {

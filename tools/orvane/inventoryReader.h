@@ -54,6 +54,11 @@ InventoryEntity ReadEntity(const Service &service, SkemaQormManagedObject *entit
 void ReadObject(const Service &service, SkemaQormManagedObject *object,
                 const std::vector<std::string> &paths);
 
+/* Parts of a filter, for objects that are followed: what is below an entity, and a spec of such parts, which it takes over. */
+GObject *NewInventorySpec(const Service &service, SkemaQormManagedObject *entity);
+GObject *NewFilterSpec(const std::vector<GObject *> &objects, const std::vector<GType> &types,
+                       const std::vector<std::string> &paths);
+
 /* A name as a part of a path, and back. */
 std::string PathPart(std::string_view name);
 std::string NameOfPart(std::string_view part);

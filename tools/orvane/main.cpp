@@ -26,6 +26,7 @@
 #include "tools/orvane/taskCommand.h"
 #include "tools/orvane/terminal.h"
 #include "tools/orvane/usageText.h"
+#include "tools/orvane/watchCommand.h"
 #include "tools/standardStreams.h"
 
 namespace {
@@ -180,6 +181,8 @@ int Run(int argc, char **argv) {
     AddGet(program, getOptions, status);
     LsOptions lsOptions;
     AddLs(program, lsOptions, status);
+    WatchOptions watchOptions;
+    AddWatch(program, watchOptions, status);
     JobOptions jobOptions;
     AddJob(program, jobOptions, status);
     ServiceOptions sessionOptions;

@@ -25,6 +25,7 @@ namespace {
 constexpr int kBarWidth = 30;
 constexpr int kBesideBar = 11; /* columns: blanks, the percentage, and one for the cursor */
 constexpr int kUsualColumns = 80;
+constexpr int kUsualRows = 24;
 constexpr char kClearLine[] = "\r\033[K";
 
 /* Whether stdout is a terminal on which the cursor can be moved. */
@@ -69,6 +70,11 @@ bool IsAscii() {
 constinit Terminal *gWithBar = nullptr; /* the one that shows a bar */
 constinit int gOutputError = 0;         /* errno of the first write that failed */
 
+std::function<void()> &RedrawFunction() {
+    static std::function<void()> function;
+    return function;
+}
+
 std::string Repeated(std::string_view text, int count) {
     std::string all;
     for (int i = 0; i < count; i++)
@@ -106,6 +112,14 @@ int OutputError() {
     return gOutputError;
 }
 
+int OutputRows() {
+    winsize size{};
+    if (isatty(STDOUT_FILENO) == 0)
+        return 0;
+    return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_row != 0 ? size.ws_row
+                                                                            : kUsualRows;
+}
+
 int OutputColumns() {
     winsize size{};
     if (isatty(STDOUT_FILENO) == 0)
@@ -116,8 +130,9 @@ int OutputColumns() {
 
 Terminal::Terminal() : hasUnicode(LocaleIsUnicode()) {
     const ColorSetting setting = GetColorSetting();
-    isLive = StdoutTakesMoves() && (setting == ColorSetting::kAlways ||
-                                    (setting == ColorSetting::kAuto && !IsColorRefused()));
+    takesMoves = StdoutTakesMoves();
+    isLive = takesMoves && (setting == ColorSetting::kAlways ||
+                            (setting == ColorSetting::kAuto && !IsColorRefused()));
     hasStyles = isLive || setting == ColorSetting::kAlways;
 }
 
@@ -147,7 +162,13 @@ Terminal::~Terminal() {
         WriteOutput("\n"); /* what ended the program is reported below the bar */
 }
 
+void Terminal::OnRedraw(std::function<void()> function) {
+    RedrawFunction() = std::move(function);
+}
+
 void Terminal::RedrawBar() {
+    if (RedrawFunction())
+        RedrawFunction()();
     if (gWithBar != nullptr && gWithBar->isLive)
         WriteOutput(kClearLine + gWithBar->Bar());
 }

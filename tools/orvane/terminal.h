@@ -10,6 +10,7 @@
  */
 #pragma once
 
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -29,8 +30,9 @@ void WriteOutput(std::string_view text);
 /* Returns the errno of the first write to stdout that failed; 0 if none did. */
 int OutputError();
 
-/* Returns the number of columns of the terminal that stdout is; 0 if it is none. */
+/* Return the number of columns and lines of the terminal that stdout is; 0 if it is none. */
 int OutputColumns();
+int OutputRows();
 
 class Terminal {
 public:
@@ -40,6 +42,8 @@ public:
     Terminal &operator=(const Terminal &) = delete;
 
     bool IsLive() const { return isLive; }
+    /* Whether stdout is a terminal on which the cursor can be moved, whatever the colours are. */
+    bool TakesMoves() const { return takesMoves; }
     /* Whether the locale can show more than ASCII. */
     bool HasUnicode() const { return hasUnicode; }
 
@@ -54,10 +58,13 @@ public:
     void EndProgress(Style style, std::string_view word);
     /* Draws the bar again, if one is shown, as wide as the terminal is by now. */
     static void RedrawBar();
+    /* Calls a function in that case, too; an empty one ends that. */
+    static void OnRedraw(std::function<void()> function);
 
 private:
     std::string Bar() const;
 
+    bool takesMoves = false;
     bool isLive = false;    /* lines can be replaced */
     bool hasStyles = false; /* words can be coloured */
     bool hasUnicode;

@@ -1,0 +1,73 @@
+/*
+ * objectWatch.h -- objects of the service that are followed, with some of their properties
+ *
+ *   entered ... entered, finished; changed, left, finished ...; ended
+ *
+ * The view is notified from the library's callbacks: it must not throw.
+ *
+ * Ownership: an object that has entered is kept until it has left.
+ * Errors:    Failure, of Start() and Check().
+ * Threads:   that of the loop.
+ */
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include <orvane/filter.h>
+
+#include "tools/orvane/inventoryReader.h"
+#include "tools/orvane/propertyPath.h"
+
+namespace orvaneCli {
+
+/* What is to be followed. */
+struct WatchTarget {
+    ProxyPtr object;
+    bool isContainer = false; /* what is below it is followed, and not itself */
+};
+
+/* What shows the changes. */
+class WatchView {
+public:
+    virtual ~WatchView() = default;
+    virtual void OnEntered(SkemaQormManagedObject *object) = 0;
+    virtual void OnChanged(SkemaQormManagedObject *object, const std::string &path) = 0;
+    virtual void OnLeft(SkemaQormManagedObject *object) = 0;
+    /* All changes that came together were reported. */
+    virtual void OnFinished(bool isWhole) = 0;
+};
+
+class ObjectWatch {
+public:
+    ObjectWatch(const Service &connected, WatchView &shownBy) : service(connected), view(shownBy) {}
+    ~ObjectWatch();
+    ObjectWatch(const ObjectWatch &) = delete;
+    ObjectWatch &operator=(const ObjectWatch &) = delete;
+
+    /* Follows objects of a class, or single ones of any class, and waits until all are known. */
+    void Start(const std::vector<WatchTarget> &targets, GType type,
+               const std::vector<PropertyPath> &properties);
+    /* Whether it has ended by itself. */
+    bool IsOver() const;
+    /* Throws why it has ended. */
+    void Check() const;
+
+private:
+    static void OnCreated(SkemaQormMethodFault *fault, gpointer data);
+    static void OnEntered(SkemaQormManagedObject *object, gpointer data);
+    static void OnChanged(SkemaQormManagedObject *object, const char *path, gpointer data);
+    static void OnLeft(SkemaQormManagedObject *object, gpointer data);
+    static void OnFinished(gboolean isWhole, gpointer data);
+    static void OnEnded(gpointer data);
+
+    const Service &service;
+    WatchView &view;
+    guint filter = 0;
+    bool isWhole = false; /* all objects have entered */
+    bool isEnded = false;
+    std::string refusal; /* why there is no filter, for people */
+    std::string faultName;
+};
+
+} // namespace orvaneCli

@@ -1,0 +1,234 @@
+#include "tools/orvane/watchView.h"
+
+#include <algorithm>
+
+#include <fmt/format.h>
+#include <orvane/json.h>
+#include <orvane/objectPath.h>
+#include <orvane/schema/ozy.h>
+
+#include "tools/orvane/jsonText.h"
+#include "tools/orvane/message.h"
+
+namespace orvaneCli {
+
+namespace {
+
+constexpr gint64 kDrawIntervalUs = 100000;
+constexpr size_t kMostBuffered = 65536;
+
+std::string Now() {
+    GDateTime *now = g_date_time_new_now_utc();
+    const GPtr<char> text(g_date_time_format(now, "%Y-%m-%dT%H:%M:%S"));
+    const std::string all =
+        fmt::format("{}.{:03}Z", text.get(), g_date_time_get_microsecond(now) / 1000);
+    g_date_time_unref(now);
+    return all;
+}
+
+/* A property as JSON; null if it is not set, or is what JSON cannot express. */
+std::string JsonOfPath(SkemaQormManagedObject *object, const std::string &path) {
+    GValue value = G_VALUE_INIT;
+    std::string json = "null";
+    if (orvane_object_get_path(G_OBJECT(object), path.c_str(), &value)) {
+        const GPtr<char> text(orvane_value_to_json(&value, ORVANE_JSON_COMPACT, nullptr));
+        if (text)
+            json = text.get();
+    }
+    orvane_value_cond_unset(&value);
+    return json;
+}
+
+std::string TextOfPath(SkemaQormManagedObject *object, const std::string &path) {
+    const GPtr<char> text(orvane_object_get_path_text(G_OBJECT(object), path.c_str()));
+    return text ? Printable(text.get()) : "";
+}
+
+/* Whether a change of one path is a change of the other: one is inside the other. */
+bool Concerns(const std::string &changed, const std::string &watched) {
+    const std::string &outer = changed.size() < watched.size() ? changed : watched;
+    const std::string &inner = changed.size() < watched.size() ? watched : changed;
+    return inner.starts_with(outer) && (inner.size() == outer.size() ||
+                                        inner[outer.size()] == '.' || inner[outer.size()] == '[');
+}
+
+} // namespace
+
+void WatchLines::Add(const char *event, SkemaQormManagedObject *object,
+                     const std::vector<const PropertyPath *> &shown) {
+    const std::string time = Now();
+    if (form == OutputForm::kPlain) {
+        const std::string id = object != nullptr ? Printable(object->id) : "";
+        for (const PropertyPath *each : shown)
+            buffer += fmt::format("{}\t{}\t{}\t{}\t{}\n", time, event, id, Printable(each->text),
+                                  TextOfPath(object, each->text));
+        if (shown.empty())
+            buffer += fmt::format("{}\t{}\t{}\t\t\n", time, event, id);
+    } else {
+        buffer += fmt::format(R"({{"time": "{}", "event": "{}")", time, event);
+        if (object != nullptr)
+            buffer += fmt::format(R"(, "_type": {}, "_id": {})", JsonText(ClassName(object)),
+                                  JsonText(object->id));
+        for (size_t i = 0; i < shown.size(); i++)
+            buffer += fmt::format("{}{}: {}", i == 0 ? ", \"properties\": {" : ", ",
+                                  JsonText(shown[i]->text), JsonOfPath(object, shown[i]->text));
+        buffer += shown.empty() ? "}\n" : "}}\n";
+    }
+    if (buffer.size() >= kMostBuffered) {
+        WriteOutput(buffer);
+        buffer.clear();
+    }
+}
+
+void WatchLines::OnEntered(SkemaQormManagedObject *object) {
+    std::vector<const PropertyPath *> shown;
+    for (const PropertyPath &each : properties)
+        shown.push_back(&each);
+    Add("entered", object, shown);
+}
+
+void WatchLines::OnChanged(SkemaQormManagedObject *object, const std::string &path) {
+    std::vector<const PropertyPath *> shown;
+    for (const PropertyPath &each : properties) {
+        if (Concerns(path, each.text))
+            shown.push_back(&each);
+    }
+    if (!shown.empty())
+        Add("changed", object, shown);
+}
+
+void WatchLines::OnLeft(SkemaQormManagedObject *object) {
+    Add("left", object, {});
+}
+
+void WatchLines::OnFinished(bool isWhole) {
+    if (isWhole && !std::exchange(isReady, true))
+        Add("ready", nullptr, {});
+    WriteOutput(buffer);
+    buffer.clear();
+}
+
+WatchTable::WatchTable(std::vector<PropertyPath> watched)
+    : properties(std::move(watched)), table([&] {
+          std::vector<Column> columns;
+          for (const PropertyPath &each : properties)
+              columns.push_back({.key = each.text, .title = Printable(each.text)});
+          columns.push_back({.key = "id", .title = Text(MSGID("column.id") "ID"), .isWhole = true});
+          return columns;
+      }()) {
+    Terminal::OnRedraw([this] {
+        table.Forget();
+        WriteOutput("\r\033[J");
+        Draw();
+    });
+}
+
+WatchTable::~WatchTable() {
+    Terminal::OnRedraw({});
+    if (timer != 0)
+        g_source_remove(timer);
+}
+
+std::string WatchTable::NameOf(SkemaQormManagedObject *object) {
+    const GPtr<char> name(orvane_object_get_path_text(G_OBJECT(object), "name"));
+    return name ? name.get() : "";
+}
+
+void WatchTable::OnEntered(SkemaQormManagedObject *object) {
+    if (places.contains(object))
+        return;
+    places.emplace(object, rows.size());
+    rows.push_back({ProxyPtr(static_cast<SkemaQormManagedObject *>(g_object_ref_sink(object))),
+                    NameOf(object)});
+    isSorted = false;
+}
+
+void WatchTable::OnChanged(SkemaQormManagedObject *object, const std::string &path) {
+    numChanges++;
+    const auto place = places.find(object);
+    if (path != "name" || place == places.end())
+        return;
+    rows[place->second].name = NameOf(object);
+    isSorted = false;
+}
+
+void WatchTable::OnLeft(SkemaQormManagedObject *object) {
+    numChanges++;
+    const auto place = places.find(object);
+    if (place == places.end())
+        return;
+    const size_t index = place->second;
+    places.erase(place);
+    if (index + 1 < rows.size()) {
+        rows[index] = std::move(rows.back());
+        places[rows[index].object.get()] = index;
+        isSorted = false;
+    }
+    rows.pop_back();
+}
+
+void WatchTable::Sort() {
+    if (std::exchange(isSorted, true))
+        return;
+    std::ranges::sort(rows, [](const Row &a, const Row &b) {
+        const int order = a.name.compare(b.name);
+        return order != 0 ? order < 0 : strcmp(a.object->id, b.object->id) < 0;
+    });
+    for (size_t i = 0; i < rows.size(); i++)
+        places[rows[i].object.get()] = i;
+}
+
+TableRow WatchTable::RowOf(size_t index) const {
+    SkemaQormManagedObject *object = rows[index].object.get();
+    TableRow row;
+    for (const PropertyPath &each : properties)
+        row.push_back({TextOfPath(object, each.text)});
+    row.push_back({Printable(object->id), Style::kFaint});
+    return row;
+}
+
+void WatchTable::Draw() {
+    drawnAt = g_get_monotonic_time();
+    if (!isReady)
+        return;
+    Sort();
+    GDateTime *now = g_date_time_new_now_local();
+    const GPtr<char> time(g_date_time_format(now, "%H:%M:%S"));
+    g_date_time_unref(now);
+    table.Draw(
+        rows.size(), [this](size_t index) { return RowOf(index); },
+        Text(MSGID("watch.status") "%s  %d objects, %d changes; Ctrl-C ends", time.get(),
+             static_cast<int>(rows.size()), static_cast<int>(numChanges)));
+}
+
+gboolean WatchTable::OnTimer(gpointer data) {
+    auto *self = static_cast<WatchTable *>(data);
+    self->timer = 0;
+    self->Draw();
+    return G_SOURCE_REMOVE;
+}
+
+/* Draws now, or when the last time is long enough ago. */
+void WatchTable::Plan() {
+    if (timer != 0)
+        return;
+    const gint64 wait = drawnAt + kDrawIntervalUs - g_get_monotonic_time();
+    if (wait <= 0)
+        Draw();
+    else
+        timer = g_timeout_add(static_cast<guint>(wait / 1000 + 1), OnTimer, this);
+}
+
+void WatchTable::OnFinished(bool isWhole) {
+    isReady = isWhole;
+    Plan();
+}
+
+void WatchTable::End() {
+    if (!isReady)
+        return;
+    Draw();
+    WriteOutput("\n");
+}
+
+} // namespace orvaneCli
