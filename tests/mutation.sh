@@ -81,7 +81,7 @@ copy_tree() {
         echo 'foreach(module IN LISTS modules programModules ITEMS orvaneGlib orvaneJson)'
         echo "    target_compile_options(\${module} PRIVATE -w -O1 -g0 -include $root/mutant.h)"
         echo 'endforeach()'
-        # it stands in for functions that the check for leaks calls before it has begun
+        # it replaces functions that the check for leaks calls before it has begun
         echo 'target_link_options(sigTest PRIVATE -fno-sanitize=leak)'
     } >"$root/new"
     cmp -s "$root/new" "$root/src/CMakeLists.txt" || cp "$root/new" "$root/src/CMakeLists.txt"
