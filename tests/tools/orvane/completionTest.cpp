@@ -11,8 +11,6 @@
 
 namespace {
 
-using testing::HasSubstr;
-
 /* With a profile "lab", and a machine whose name no terminal must show. */
 class OrvaneCompletion : public testing::Test {
 protected:
