@@ -90,7 +90,7 @@ void Ask(const Completion &completion, int descriptor) {
     alarm(kMostSeconds);
     (void)signal(SIGPIPE, SIG_IGN);
     setsid();
-    const int nothing = open("/dev/null", O_RDWR);
+    const int nothing = open("/dev/null", O_RDWR | O_CLOEXEC);
     for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
         dup2(nothing, stream);
     ServiceOptions options = OptionsOf(completion);
