@@ -155,11 +155,8 @@ void Terminal::Heading(std::string_view title, std::string_view remark) {
 }
 
 Terminal::~Terminal() {
-    if (gWithBar != this)
-        return;
-    gWithBar = nullptr;
-    if (isLive)
-        WriteOutput("\n"); /* what ended the program is reported below the bar */
+    if (gWithBar == this)
+        gWithBar = nullptr;
 }
 
 void Terminal::OnRedraw(std::function<void()> function) {

@@ -183,7 +183,7 @@ TEST_F(OrvaneJobs, AreWatchedOnATerminalAndInterrupted) {
     watch.Interrupt();
     const Ended ended = watch.Wait();
     EXPECT_EQ(130, ended.status);
-    EXPECT_THAT(ended.out, EndsWith(" %\r\norvane: interrupted\r\n")) << "below the bar";
+    EXPECT_THAT(ended.out, EndsWith("\r\033[Jorvane: interrupted\r\n")) << "in place of the bars";
     server.Advance(1000);
     const Ended over = Run({"job", "watch"}, true);
     EXPECT_EQ(0, over.status);
