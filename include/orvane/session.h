@@ -380,8 +380,9 @@ typedef gboolean (*OrvaneCredentialsFunc)(OrvaneSession *session, char **user, c
  *   an application's own filters see "restarted" in <orvane/filter.h>.
  * - NotAuthenticated for updates does not make the state %ORVANE_SESSION_INTERRUPTED, unless the service or @function
  *   refuses the login. NoPermission still does.
- * - There is one login at a time. The first begins at once. Until the service has reported updates, the next ones wait
- *   for 1, 2, 4 ... 60 seconds, up to half of that less by chance, so that many clients do not log in together.
+ * - There is one login at a time. The first begins at once. Until the service has created all filters and reported updates,
+ *   the next ones wait for 1, 2, 4 ... 60 seconds, up to half of that less by chance, so that many clients do not log in
+ *   together.
  *
  * It holds for connections of orvane_session_connect() and of orvane_session_connect_local(). The latter requests a new
  * ticket, and @function is not called. A clone ticket and a hijacked cookie cannot be used again: those sessions do not
@@ -430,7 +431,8 @@ typedef struct {
  * within two minutes, by TCP.
  *
  * - Operations that are open end with %ORVANE_OUTCOME_DISCONNECTED and "failure" with a RequestCanceled. What was asked of the
- *   service may have been done. Calls that are made while the state is INTERRUPTED end so at the next try.
+ *   service may have been done. Calls that are made while the state is INTERRUPTED end so at the next try,
+ *   or when it has succeeded.
  * - Each try is a connect from its beginning: version, certificate, login. The login needs
  *   orvane_session_set_credentials_func(), which is called for each try, or a local ticket. A session that has neither, such as
  *   one with a clone ticket or a hijacked cookie, stays INTERRUPTED as without a policy.

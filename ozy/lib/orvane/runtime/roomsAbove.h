@@ -57,8 +57,8 @@ bool OrvaneSession_Reconnects(OrvaneSession *session);
 /* An object that was loaded is not known to the service any more. Runs the application's code. */
 void OrvaneSession_NoteGone(OrvaneSession *session, SkemaQormManagedObject *object);
 
-/* A call for updates has succeeded. */
-void OrvaneSession_NoteUpdates(OrvaneSession *session);
+/* A call for updates has succeeded. @isComplete: no filter is being created, so the service has refused none. */
+void OrvaneSession_NoteUpdates(OrvaneSession *session, bool isComplete);
 
 /* Ends the open operations of all sessions. The transport was shut down. */
 void OrvaneSession_EndAllForShutdown(void);

@@ -96,7 +96,8 @@ void OrvaneSessionAddDiscovery(OrvaneSession *session, BasicHttpRequest *request
 /* Frees all requests, and the internal listeners of their calls. */
 void OrvaneSessionFreeCalls(OrvaneSession *session);
 void OrvaneSessionFreeCallHeaders(OrvaneSessionPrivate *priv);
-/* Sends the calls again that were refused and wait for a login. May call the application's wire function. */
+/* Sends the calls again that were refused and wait for a login, unless the application disconnects. May call the
+ * application's wire function. */
 void OrvaneSessionRepeatCalls(OrvaneSession *session);
 /* Fails them with the faults with which they were refused. Runs the application's code. */
 void OrvaneSessionFailRefusedCalls(OrvaneSession *session);

@@ -393,7 +393,8 @@ bool KeepRefused(OrvaneSession *session, std::unique_ptr<OrvaneCall> &call,
         return false;
     gsize length = 0;
     const char *body = BasicHttp_GetBodyText(call->request, &length);
-    const bool isStale = call->login != priv->relogin.number; /* there was a login since */
+    const bool isStale = call->login != priv->relogin.number && /* there was a login since */
+                         priv->relogin.state == OrvaneReloginState::Idle;
     if (body == nullptr || (!isStale && !OrvaneSession_RenewLogin(session)))
         return false;
     auto *object = static_cast<SkemaQormMethodFault *>(g_value_dup_object(fault));
@@ -744,7 +745,8 @@ void OrvaneSessionRepeatCalls(OrvaneSession *session) {
     OrvaneSessionPrivate *priv = session->priv;
     const ConnectionWatch watch(session);
     BeginRepeating(priv);
-    while (watch.IsSame() && priv->repeatedCalls != nullptr)
+    while (watch.IsSame() && priv->state != ORVANE_SESSION_DISCONNECTING &&
+           priv->repeatedCalls != nullptr)
         Repeat(priv->repeatedCalls);
 }
 

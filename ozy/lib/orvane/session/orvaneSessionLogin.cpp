@@ -72,7 +72,11 @@ void orvane_session_retrieveServiceInstanceContent_cb(OrvaneListener *internal, 
     OrvaneSession *session = ORVANE_SESSION(data);
     OrvaneSessionPrivate *priv = session->priv;
     ObjectPtr<GObject> content = ResultObject(internal);
-    if (OrvaneSessionReconnect_IsTrying(session) && content &&
+    if (OrvaneSessionReconnect_IsTrying(session) && !content) {
+        FailConnect(session, internal); /* the session manager is that of the former connection */
+        return;
+    }
+    if (OrvaneSessionReconnect_IsTrying(session) &&
         !IsSameService(priv->serviceContent, content.get())) {
         OrvaneSessionConnectFailed(
             session, OrvaneSessionBound(internal),

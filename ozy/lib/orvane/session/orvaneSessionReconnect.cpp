@@ -115,6 +115,7 @@ void Fail(OrvaneSession *session) {
     Log("Orvane: Connecting again to %s failed: %s\n", reconnector->url,
         reconnector->error != nullptr ? reconnector->error->message : "");
     reconnector->state = OrvaneReconnectState::Failed;
+    OrvaneSessionVerify_Forget(session); /* an answer comes too late for this try */
     BasicHttpDeadline_Set(&reconnector->deadline, BasicHttpDeadline_Now(), OnFailed, session);
 }
 
@@ -165,6 +166,8 @@ void Succeed(OrvaneSession *session, ObjectPtr<GObject> userSession) {
     const ConnectionWatch watch(session);
     const ListenerPtr listener(std::exchange(reconnector->listener, nullptr));
     g_signal_handlers_disconnect_by_data(listener.get(), session);
+    /* calls that the application has made during the try */
+    OrvaneOperations_StopAll(&priv->operations, ORVANE_OUTCOME_DISCONNECTED);
     BasicHttpDeadline_Clear(&reconnector->deadline);
     g_clear_pointer(&reconnector->soapUrl, g_free);
     g_clear_error(&reconnector->error);
@@ -180,9 +183,11 @@ void OnLogin(OrvaneListener *internal, gpointer data) {
     const ListenerPtr owner(internal);
     OrvaneSession *session = ORVANE_SESSION(data);
     OrvaneSessionPrivate *priv = session->priv;
-    if (priv->relogin.internal != internal || !OrvaneSessionReconnect_IsTrying(session))
+    if (priv->relogin.internal != internal)
         return;
     priv->relogin.internal = nullptr;
+    if (!OrvaneSessionReconnect_IsTrying(session))
+        return;
     ObjectPtr<GObject> userSession = OrvaneSessionRelogin_TakeUserSession(internal);
     if (userSession && OrvaneSessionHasCollector(session)) {
         Succeed(session, std::move(userSession));

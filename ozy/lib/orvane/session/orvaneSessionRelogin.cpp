@@ -136,6 +136,19 @@ void SendPassword(OrvaneSession *session, const char *user, const char *password
     OrvaneSessionCheckSent(session, internal);
 }
 
+/* Tells the logins apart for which credentials are asked. Each has a limit of its own. */
+struct Attempt {
+    explicit Attempt(const OrvaneSessionPrivate *priv)
+        : relogin(priv->relogin.state), loginDue(priv->relogin.deadline.due),
+          reconnect(priv->reconnector.state), connectDue(priv->reconnector.deadline.due) {}
+    bool operator==(const Attempt &) const = default;
+
+    OrvaneReloginState relogin;
+    gint64 loginDue;
+    OrvaneReconnectState reconnect;
+    gint64 connectDue;
+};
+
 /* The reply with a local ticket. Without one, the end of the login is that of this call. */
 void OnTicket(OrvaneListener *internal, gpointer data) {
     OrvaneSession *session = ORVANE_SESSION(data);
@@ -229,8 +242,9 @@ bool OrvaneSession_RenewLogin(OrvaneSession *session) {
     return true;
 }
 
-void OrvaneSession_NoteUpdates(OrvaneSession *session) {
-    session->priv->relogin.tries = 0;
+void OrvaneSession_NoteUpdates(OrvaneSession *session, bool isComplete) {
+    if (isComplete)
+        session->priv->relogin.tries = 0;
     session->priv->reconnector.attempts = 0;
 }
 
@@ -257,7 +271,7 @@ bool OrvaneSessionRelogin_Send(OrvaneSession *session, OrvaneListenerCallback ca
         return false;
     const ConnectionWatch watch(session);
     const OrvaneSessionState state = priv->state;
-    const OrvaneReloginState relogin = priv->relogin.state;
+    const Attempt attempt(priv);
     const CredentialsPtr credentials(priv->relogin.credentials);
     credentials->references++;
     char *user = nullptr;
@@ -266,8 +280,8 @@ bool OrvaneSessionRelogin_Send(OrvaneSession *session, OrvaneListenerCallback ca
         credentials->function(session, &user, &password, credentials->data) != FALSE;
     const SecretText ownUser(user);
     const SecretText ownPassword(password);
-    if (!watch.IsIn(state) || priv->relogin.state != relogin)
-        return true; /* the application has ended the connection, or has begun to */
+    if (!watch.IsIn(state) || attempt != Attempt(priv))
+        return true; /* the connection or the login was ended, by the application or by a limit */
     if (!isGiven || user == nullptr || password == nullptr)
         return false;
     SendPassword(session, user, password, callback);

@@ -7,7 +7,7 @@
  *   IDLE -> SCHEDULED -> RUNNING -> IDLE        at most one at a time
  *
  * The first login begins in the next turn of the loop. Later ones wait for 1, 2, 4 ... 60 seconds, half of that random,
- * until a call for updates has succeeded.
+ * until a call for updates has succeeded while no filter was being created.
  *
  * Threads: the loop's.
  */

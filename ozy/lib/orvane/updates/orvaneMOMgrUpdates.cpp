@@ -317,7 +317,7 @@ void orvane_momgr_updates_cb(OrvaneListener *internal, gpointer data) {
             MOMgrGetObject(&result.value, skema_qorm_core_property_collector_update_set_get_type());
         if (orvane_listener_get_state(internal) == ORVANE_LISTENER_SUCCEEDED && holdSession) {
             priv->numFailedWaits = 0;
-            OrvaneSession_NoteUpdates(holdSession.get());
+            OrvaneSession_NoteUpdates(holdSession.get(), g_hash_table_size(priv->creating) == 0);
         }
         if (updateSet != nullptr)
             ApplyUpdates(momgr, updateSet, &proxies);

@@ -301,6 +301,66 @@ TEST_F(Reconnect, APasswordIsNotSentToAnotherCertificate) {
     EXPECT_TRUE(UntilConnected());
 }
 
+/* The identity of a service that does not report it is not known. */
+TEST_F(Reconnect, NoCredentialsAreAskedForWithoutContent) {
+    Lose();
+    ComeBack();
+    server->AddTrouble({.kind = TroubleKind::Fault, .method = "RetrieveServiceContent"});
+    Move(1000);
+    EXPECT_EQ(1, server->NumCalls("RetrieveServiceContent"));
+    EXPECT_EQ(0, server->NumCalls("Login"));
+    EXPECT_THAT(events, ElementsAre("state 16"));
+    EXPECT_THAT(attempts, ElementsAre(1, 2));
+    EXPECT_TRUE(UntilConnected());
+}
+
+/* The function runs a loop of its own, for a dialog, until the try has ended. */
+TEST_F(Reconnect, CredentialsThatComeTooLateAreNotSent) {
+    inCredentials = [&] { Move(61000); };
+    Lose();
+    ComeBack();
+    Move(1000);
+    EXPECT_EQ(0, server->NumCalls("Login"));
+    EXPECT_THAT(attempts, ElementsAre(1, 2));
+    EXPECT_TRUE(UntilConnected());
+    EXPECT_EQ(1, server->NumCalls("Login"));
+}
+
+struct Question {
+    GObject *context;
+    OrvaneVerifyCertificateDoneFunc done;
+    bool isLater;
+};
+
+static gint Ask(GObject *context, gpointer, gpointer, gpointer data,
+                OrvaneVerifyCertificateDoneFunc done) {
+    auto *question = static_cast<Question *>(data);
+    if (std::exchange(question->isLater, false)) {
+        question->context = context;
+        question->done = done;
+    } else {
+        done(context, TRUE);
+    }
+    return 0;
+}
+
+TEST_F(Reconnect, ACallThatIsMadeDuringATryEnds) {
+    static Question question;
+    question = {};
+    prepare = [&] { orvane_session_set_verify_certificate_func(session, Ask, &question); };
+    Begin({.hosts = 1, .machines = 1, .certificateKind = "self-signed"});
+    Lose();
+    ComeBack();
+    question.isLater = true;
+    Move(1000);
+    ASSERT_NE(nullptr, question.done);
+    Call("a");
+    question.done(question.context, TRUE);
+    EXPECT_TRUE(UntilConnected());
+    testLoop::Settle();
+    EXPECT_EQ(kDisconnected, ends["a"]);
+}
+
 /* Services that accept a login, and then close or refuse the call for updates. */
 TEST_F(Reconnect, ThePausesGrowUntilUpdatesCome) {
     const simulator::Trouble kTroubles[] = {

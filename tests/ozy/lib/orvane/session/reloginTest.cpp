@@ -219,6 +219,81 @@ TEST_F(Relogin, ThePausesGrowUntilUpdatesCome) {
     EXPECT_EQ(1, server->NumCalls("Login")) << "at once again";
 }
 
+/* One that accepts the login and some filters, so that updates come, and refuses the rest. */
+TEST_F(Relogin, ThePausesGrowUntilTheFiltersAreComplete) {
+    Load("vm-101");
+    EXPECT_TRUE(IsWaiting());
+    const std::function<void()> arm = [&] {
+        inCredentials = arm;
+        server->ClearTroubles();
+        server->AddTrouble({.kind = TroubleKind::Fault,
+                            .method = "CreateFilter",
+                            .count = -1,
+                            .skip = 1,
+                            .faultType = "NotAuthenticated"});
+    };
+    inCredentials = arm;
+    server->ResetCounters();
+    server->ExpireSessions();
+    for (int i = 0; i < 20; i++)
+        Move(1000);
+    EXPECT_GE(server->NumCalls("Login"), 3);
+    EXPECT_LE(server->NumCalls("Login"), 7);
+    inCredentials = [&] { server->ClearTroubles(); };
+    for (int i = 0; i < 61 && server->NumFilters() < 2; i++)
+        Move(1000);
+    EXPECT_EQ(2, server->NumFilters());
+}
+
+/* A late refusal of a call of a former login does not disturb those that wait for the next one. */
+TEST_F(Relogin, ACallOfAFormerLoginWaitsForTheOneThatIsDue) {
+    server->AddTrouble({.kind = TroubleKind::Slow, .method = "CurrentTime", .delayMs = 5000});
+    Call("slow");
+    testLoop::Settle();
+    server->ExpireSessions();
+    testLoop::Settle();
+    EXPECT_TRUE(IsWaiting());
+    server->AddTrouble({.kind = TroubleKind::Silent, .method = "Login"});
+    server->ExpireSessions();
+    Call("a");
+    testLoop::Settle();
+    Move(5000);
+    EXPECT_TRUE(ends.empty());
+    EXPECT_EQ(2, server->NumCalls("CurrentTime"));
+}
+
+/* The function runs a loop of its own until the login has been tried again. */
+TEST_F(Relogin, CredentialsThatComeTooLateAreNotSent) {
+    inCredentials = [&] {
+        server->AddTrouble({.kind = TroubleKind::Silent, .method = "Login"});
+        Move(61000);
+        Move(1000);
+    };
+    server->ExpireSessions();
+    testLoop::Settle();
+    EXPECT_EQ(1, server->NumCalls("Login")) << "the second is in progress";
+    Move(61000);
+    Move(2000);
+    EXPECT_TRUE(IsWaiting());
+}
+
+TEST_F(Relogin, NothingIsSentAgainAfterADisconnect) {
+    OrvaneFilterFuncs functions = {};
+    functions.restarted = [](gpointer data) {
+        orvane_session_disconnect(static_cast<OrvaneSession *>(data), nullptr);
+    };
+    const ObjectPtr<GObject> spec(orvane_filter_spec_new(
+        TRUE, orvane_property_spec_new(SKEMA_TYPE_OZY_VIRTUAL_MACHINE, FALSE, "name", nullptr),
+        orvane_object_spec_new(Machine("vm-101"), FALSE, TRUE, nullptr), nullptr));
+    orvane_session_add_filter(session, spec.get(), TRUE, &functions, session, nullptr);
+    testLoop::Settle();
+    server->ExpireSessions();
+    Call("a");
+    testLoop::Settle();
+    EXPECT_EQ("disconnected", ends["a"]);
+    EXPECT_EQ(1, server->NumCalls("CurrentTime"));
+}
+
 TEST_F(Relogin, ARefusedLoginEndsTheCallsAsTheyWereRefused) {
     for (const char *given : {"wrong", ""}) {
         SCOPED_TRACE(given);
