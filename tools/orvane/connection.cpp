@@ -1,6 +1,7 @@
 #include "tools/orvane/connection.h"
 
 #include <algorithm>
+#include <string_view>
 
 #include "tools/orvane/message.h"
 #include "tools/orvane/operation.h"
@@ -18,11 +19,23 @@ std::string UrlOf(const Login &login) {
     return login.url.substr(0, login.url.size() - end.size()) + "/ferry";
 }
 
+/* Whether the last try to connect again has failed because user or password is wrong. */
+bool IsLoginError(OrvaneSession *session) {
+    GError *error = nullptr;
+    if (!orvane_session_get_reconnect_error(session, &error))
+        return false;
+    const bool isLogin =
+        error->code == ORVANE_OUTCOME_FAULT &&
+        std::string_view(error->message).find("InvalidLogin") != std::string_view::npos;
+    g_error_free(error);
+    return isLogin;
+}
+
 } // namespace
 
-Connection::Connection(const Login &login, const TrustOptions &trustOptions)
-    : timeoutSeconds(login.timeoutSeconds), trust(trustOptions, login.url), wire(login.wireFile),
-      session(orvane_session_new()) {
+Connection::Connection(const Login &usedLogin, const TrustOptions &trustOptions)
+    : login(usedLogin), timeoutSeconds(login.timeoutSeconds), trust(trustOptions, login.url),
+      wire(login.wireFile), session(orvane_session_new()) {
     orvane_session_set_strict_loads(session.get(), TRUE);
     if (login.isFerry)
         orvane_session_target_ferry(session.get());
@@ -30,17 +43,72 @@ Connection::Connection(const Login &login, const TrustOptions &trustOptions)
 }
 
 /* Delegates, so that the destructor runs if it throws after the login. */
-Connection::Connection(const Login &login, const Password &password,
+Connection::Connection(const Login &usedLogin, const Password &usedPassword,
                        const TrustOptions &trustOptions)
-    : Connection(login, trustOptions) {
-    Connect(login, password);
+    : Connection(usedLogin, trustOptions) {
+    if (login.reconnects)
+        SetReconnect(usedPassword);
+    Connect(usedPassword);
 }
 
-void Connection::Connect(const Login &login, const Password &password) {
+void Connection::SetReconnect(const Password &usedPassword) {
+    password = &usedPassword;
+    orvane_session_set_credentials_func(session.get(), OnCredentials, this, nullptr);
+    OrvaneReconnect policy = {};
+    policy.reconnecting = OnReconnecting;
+    policy.reconnected = OnReconnected;
+    policy.data = this;
+    orvane_session_set_reconnect(session.get(), &policy);
+}
+
+gboolean Connection::OnCredentials(OrvaneSession * /* session */, char **user, char **secret,
+                                   gpointer data) {
+    const auto *self = static_cast<Connection *>(data);
+    *user = g_strdup(self->login.user.c_str());
+    *secret = g_strdup(self->password->Text()); /* the library wipes it */
+    return TRUE;
+}
+
+void Connection::OnReconnecting(OrvaneSession * /* session */, guint attempt, guint delay,
+                                gpointer data) {
+    auto *self = static_cast<Connection *>(data);
+    /* a service may lock a user after more logins with a wrong password */
+    self->isLoginRefused = self->isLoginRefused || IsLoginError(self->session.get());
+    if (self->IsReconnecting() && self->reconnect.onReconnecting)
+        self->reconnect.onReconnecting(static_cast<int>(attempt), static_cast<int>(delay));
+}
+
+void Connection::OnReconnected(OrvaneSession * /* session */, gpointer data) {
+    const auto *self = static_cast<Connection *>(data);
+    if (self->reconnect.onReconnected)
+        self->reconnect.onReconnected();
+}
+
+bool Connection::IsReconnecting() const {
+    return login.reconnects && !isLoginRefused && trust.WhyRefused().empty() &&
+           !trust.HasQuestion() &&
+           orvane_session_get_state(session.get()) == ORVANE_SESSION_INTERRUPTED;
+}
+
+void Connection::CheckReconnect() {
+    if (!login.reconnects || orvane_session_get_state(session.get()) != ORVANE_SESSION_INTERRUPTED)
+        return;
+    if (trust.HasQuestion())
+        trust.Decline();
+    if (!trust.WhyRefused().empty())
+        throw Failure(trust.WhyRefused(), kNotTrusted);
+    if (isLoginRefused)
+        throw Failure(Text(MSGID("reconnectRefused") "connecting again: the service does not "
+                                                     "accept the login any more") +
+                          AdviceText("InvalidLogin"),
+                      kLoginRefused, "InvalidLogin");
+}
+
+void Connection::Connect(const Password &usedPassword) {
     const std::string url = UrlOf(login);
     trust.Install(session.get());
     Operation connect(Text(MSGID("connecting") "connecting to %s", url.c_str()), timeoutSeconds);
-    orvane_session_connect(session.get(), url.c_str(), login.user.c_str(), password.Text(),
+    orvane_session_connect(session.get(), url.c_str(), login.user.c_str(), usedPassword.Text(),
                            connect.Listener());
     while (!connect.EndsBefore([&] { return trust.HasQuestion(); }))
         trust.Answer();

@@ -1,6 +1,7 @@
 #include "tools/orvane/objectWatch.h"
 
 #include <set>
+#include <utility>
 
 #include <orvane/schema/ozy.h>
 
@@ -8,7 +9,15 @@
 
 namespace orvaneCli {
 
+ObjectWatch::ObjectWatch(const Service &connected, WatchView &shownBy)
+    : service(connected), view(shownBy) {
+    service.FollowReconnects(
+        {.onReconnecting = [this](int attempt, int delay) { view.OnReconnecting(attempt, delay); },
+         .onReconnected = [this] { view.OnReconnected(); }});
+}
+
 ObjectWatch::~ObjectWatch() {
+    service.FollowReconnects({});
     if (filter != 0)
         orvane_session_remove_filter(service.Session(), filter);
 }
@@ -32,19 +41,29 @@ void ObjectWatch::Start(const std::vector<WatchTarget> &targets, GType type,
                                          .changed = OnChanged,
                                          .left = OnLeft,
                                          .finished = OnFinished,
-                                         .ended = OnEnded};
+                                         .ended = OnEnded,
+                                         .rewound = OnRestarted,
+                                         .restarted = OnRestarted};
     filter =
         orvane_session_add_filter(service.Session(), spec.get(), TRUE, &functions, this, nullptr);
-    if (!RunUntil([&] { return isWhole || IsOver(); }, service.TimeoutSeconds()))
-        throw Failure(Text(MSGID("watch.late") "reading the objects: no answer within %d s",
-                           service.TimeoutSeconds()),
-                      kTimedOut);
+    while (!RunUntil([&] { return isWhole || IsOver(); }, service.TimeoutSeconds())) {
+        Check();
+        if (!IsInterrupted())
+            throw Failure(Text(MSGID("watch.late") "reading the objects: no answer within %d s",
+                               service.TimeoutSeconds()),
+                          kTimedOut);
+    }
     Check();
 }
 
 bool ObjectWatch::IsOver() const {
     return isEnded || filter == 0 ||
-           orvane_session_get_state(service.Session()) != ORVANE_SESSION_CONNECTED;
+           (orvane_session_get_state(service.Session()) != ORVANE_SESSION_CONNECTED &&
+            !IsInterrupted());
+}
+
+bool ObjectWatch::IsInterrupted() const {
+    return service.IsReconnecting();
 }
 
 void ObjectWatch::Check() const {
@@ -52,6 +71,7 @@ void ObjectWatch::Check() const {
         throw Failure(Text(MSGID("watch.refused") "following the objects: %s", refusal.c_str()) +
                           AdviceText(faultName),
                       kFailed, faultName);
+    service.CheckReconnect();
     if (IsOver())
         throw Failure(Text(MSGID("connectionLost") "the connection to the service is lost"),
                       kNoConnection);
@@ -67,7 +87,13 @@ void ObjectWatch::OnCreated(SkemaQormMethodFault *fault, gpointer data) {
 }
 
 void ObjectWatch::OnEntered(SkemaQormManagedObject *object, gpointer data) {
-    static_cast<ObjectWatch *>(data)->view.OnEntered(object);
+    auto *self = static_cast<ObjectWatch *>(data);
+    const auto [place, isNew] = self->followed.try_emplace(object);
+    if (isNew)
+        place->second.object.reset(
+            static_cast<SkemaQormManagedObject *>(g_object_ref_sink(object)));
+    place->second.isStale = false;
+    self->view.OnEntered(object);
 }
 
 void ObjectWatch::OnChanged(SkemaQormManagedObject *object, const char *path, gpointer data) {
@@ -75,12 +101,35 @@ void ObjectWatch::OnChanged(SkemaQormManagedObject *object, const char *path, gp
 }
 
 void ObjectWatch::OnLeft(SkemaQormManagedObject *object, gpointer data) {
-    static_cast<ObjectWatch *>(data)->view.OnLeft(object);
+    auto *self = static_cast<ObjectWatch *>(data);
+    const auto place = self->followed.find(object);
+    if (place == self->followed.end())
+        return;
+    self->view.OnLeft(object);
+    self->followed.erase(place);
+}
+
+void ObjectWatch::OnRestarted(gpointer data) {
+    auto *self = static_cast<ObjectWatch *>(data);
+    self->isWhole = false;
+    for (auto &[object, known] : self->followed)
+        known.isStale = true;
+    self->view.OnRestarted();
+}
+
+/* The service has sent all objects anew: one that it has not sent does not exist any more. */
+void ObjectWatch::DropStale() {
+    std::erase_if(followed, [this](const auto &each) {
+        if (each.second.isStale)
+            view.OnLeft(each.first);
+        return each.second.isStale;
+    });
 }
 
 void ObjectWatch::OnFinished(gboolean isWhole, gpointer data) {
     auto *self = static_cast<ObjectWatch *>(data);
-    self->isWhole = self->isWhole || isWhole != 0;
+    if (isWhole != 0 && !std::exchange(self->isWhole, true))
+        self->DropStale();
     self->view.OnFinished(self->isWhole);
 }
 

@@ -3,6 +3,10 @@
  *
  *   entered ... entered, finished; changed, left, finished ...; ended
  *
+ * With a connection that connects again, it is not over when the service is lost:
+ *
+ *   reconnecting ... reconnecting, restarted, reconnected, entered ... entered, left, finished
+ *
  * The view is notified from the library's callbacks: it must not throw.
  *
  * Ownership: an object that has entered is kept until it has left.
@@ -12,6 +16,7 @@
 #pragma once
 
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include <orvane/filter.h>
@@ -36,11 +41,16 @@ public:
     virtual void OnLeft(SkemaQormManagedObject *object) = 0;
     /* All changes that came together were reported. */
     virtual void OnFinished(bool isWhole) = 0;
+    /* The service sends all objects anew: those that are still there enter again, the others leave. */
+    virtual void OnRestarted() = 0;
+    /* The service is lost; the next try to connect follows. */
+    virtual void OnReconnecting(int attempt, int delayMs) = 0;
+    virtual void OnReconnected() = 0;
 };
 
 class ObjectWatch {
 public:
-    ObjectWatch(const Service &connected, WatchView &shownBy) : service(connected), view(shownBy) {}
+    ObjectWatch(const Service &connected, WatchView &shownBy);
     ~ObjectWatch();
     ObjectWatch(const ObjectWatch &) = delete;
     ObjectWatch &operator=(const ObjectWatch &) = delete;
@@ -50,7 +60,9 @@ public:
                const std::vector<PropertyPath> &properties);
     /* Whether it has ended by itself. */
     bool IsOver() const;
-    /* Throws why it has ended. */
+    /* Whether the service is lost and is to be connected to again. */
+    bool IsInterrupted() const;
+    /* Throws why it has ended, or cannot go on. */
     void Check() const;
 
 private:
@@ -60,11 +72,19 @@ private:
     static void OnLeft(SkemaQormManagedObject *object, gpointer data);
     static void OnFinished(gboolean isWhole, gpointer data);
     static void OnEnded(gpointer data);
+    static void OnRestarted(gpointer data);
+    void DropStale();
+
+    struct Known {
+        ProxyPtr object;
+        bool isStale; /* the service has restarted and has not sent it since */
+    };
 
     const Service &service;
     WatchView &view;
+    std::unordered_map<SkemaQormManagedObject *, Known> followed; /* that have entered */
     guint filter = 0;
-    bool isWhole = false; /* all objects have entered */
+    bool isWhole = false; /* all objects have entered; anew, if the service has restarted */
     bool isEnded = false;
     std::string refusal; /* why there is no filter, for people */
     std::string faultName;

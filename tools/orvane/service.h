@@ -7,6 +7,7 @@
 #pragma once
 
 #include <string>
+#include <utility>
 
 #include <orvane/orvane.h>
 
@@ -26,6 +27,13 @@ public:
     /* Time limit of a step. */
     int TimeoutSeconds() const { return timeoutSeconds; }
     bool IsQuiet() const { return isQuiet; }
+    /* See Connection. */
+    bool IsReconnecting() const { return connection.IsReconnecting(); }
+    bool Reconnects() const { return connection.Reconnects(); }
+    void FollowReconnects(ReconnectFuncs functions) const {
+        connection.FollowReconnects(std::move(functions));
+    }
+    void CheckReconnect() const { connection.CheckReconnect(); }
 
     /* The ServiceContent, which names the managers; null if the service did not send one. */
     GObject *Content() const { return content.get(); }

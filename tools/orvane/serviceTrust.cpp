@@ -234,6 +234,12 @@ void ServiceTrust::EndQuestion(bool isAccepted) {
         tell(isAccepted);
 }
 
+void ServiceTrust::Decline() {
+    refusal =
+        Text(MSGID("trust.notAccepted") "the certificate of %s was not accepted", key.c_str());
+    EndQuestion(false);
+}
+
 bool ServiceTrust::Answer() {
     static constexpr const char *kButtons[] = {
         MSGID("button.yes") "yes", MSGID("button.once") "once", MSGID("button.no") "no", nullptr};
@@ -256,9 +262,7 @@ bool ServiceTrust::Answer() {
     const int answer =
         Choose(kButtons, kNo, details, MSGID("trust.accept") "Accept it: yes, once, or no?");
     if (answer == kNo) {
-        refusal =
-            Text(MSGID("trust.notAccepted") "the certificate of %s was not accepted", key.c_str());
-        EndQuestion(false);
+        Decline();
         return false;
     }
     if (answer == kYes)

@@ -56,6 +56,8 @@ public:
     bool HasQuestion() const { return question.has_value(); }
     /* Asks the user. Returns whether to connect again. */
     bool Answer();
+    /* Refuses instead of asking, where the user cannot be asked. */
+    void Decline();
 
     /* Returns the reason of a refusal; empty without one. */
     const std::string &WhyRefused() const { return refusal; }

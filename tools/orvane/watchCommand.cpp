@@ -88,13 +88,18 @@ void Wait(const Service &service, const ObjectWatch &watch, int seconds) {
     int left = seconds;
     while (!RunUntil(isOver, seconds > 0 ? std::min(left, interval) : interval)) {
         left -= interval;
+        watch.Check();
         if (seconds > 0 && left <= 0)
-            return;
-        Probe(service);
+            break;
+        if (!service.Reconnects()) /* otherwise the library notices, and tries again */
+            Probe(service);
     }
     if (OutputError() != 0)
         throw OutputFailure();
     watch.Check();
+    if (watch.IsInterrupted())
+        throw Failure(Text(MSGID("connectionLost") "the connection to the service is lost"),
+                      kNoConnection);
 }
 
 void WatchInPlace(const Service &service, const Plan &plan, int seconds) {
@@ -145,12 +150,15 @@ void AddWatch(CLI::App &program, WatchOptions &options, int &status) {
                              "runtime.powerState\n"
                              "  orvane watch --profile lab --type HostSystem --for 60 | jq .event\n"
                              "  orvane watch --profile lab Task:task-7\n"
+                             "  orvane watch --profile lab --reconnect --output jsonl >>events\n"
                              "Of a folder, or another object that contains others, the objects "
                              "below are followed, also those that come later. Each line of JSON "
                              "has "
                              "\"time\", \"event\" (entered, ready, changed, left), the object and "
                              "the properties. With --output plain it has tabs between time, event, "
-                             "id, property and value."));
+                             "id, property and value. With --reconnect there are also "
+                             "reconnecting (with \"attempt\" and \"seconds\") and reconnected, "
+                             "after which all objects enter again before the next ready."));
     watch->add_option("path", options.paths,
                       Text(MSGID("help.watch.path") "Path, id or name of an object; / without it"));
     watch
@@ -164,6 +172,9 @@ void AddWatch(CLI::App &program, WatchOptions &options, int &status) {
         ->add_option("--for", options.seconds,
                      Text(MSGID("help.watch.for") "End after so many seconds"))
         ->check(CLI::Range(1, kMostSeconds));
+    watch->add_flag("--reconnect", options.login.reconnects,
+                    Text(MSGID("help.watch.reconnect") "Connect and log in again when the service "
+                                                       "was lost, as often as needed"));
     AddServiceOptions(*watch, options);
     watch->callback([&] { status = RunCommand([&] { return RunWatch(options); }); });
 }

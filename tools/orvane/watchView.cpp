@@ -1,6 +1,7 @@
 #include "tools/orvane/watchView.h"
 
 #include <algorithm>
+#include <utility>
 
 #include <fmt/format.h>
 #include <orvane/json.h>
@@ -15,6 +16,7 @@ namespace orvaneCli {
 namespace {
 
 constexpr gint64 kDrawIntervalUs = 100000;
+constexpr guint kCountIntervalMs = 1000; /* of the seconds until the next try */
 constexpr size_t kMostBuffered = 65536;
 
 std::string Now() {
@@ -42,6 +44,12 @@ std::string JsonOfPath(SkemaQormManagedObject *object, const std::string &path) 
 std::string TextOfPath(SkemaQormManagedObject *object, const std::string &path) {
     const GPtr<char> text(orvane_object_get_path_text(G_OBJECT(object), path.c_str()));
     return text ? Printable(text.get()) : "";
+}
+
+/* Whole seconds of a time in microseconds, rounded up. */
+int SecondsUp(gint64 microseconds) {
+    return static_cast<int>((std::max<gint64>(microseconds, 0) + G_USEC_PER_SEC - 1) /
+                            G_USEC_PER_SEC);
 }
 
 /* Whether a change of one path is a change of the other: one is inside the other. */
@@ -74,10 +82,8 @@ void WatchLines::Add(const char *event, SkemaQormManagedObject *object,
                                   JsonText(shown[i]->text), JsonOfPath(object, shown[i]->text));
         buffer += shown.empty() ? "}\n" : "}}\n";
     }
-    if (buffer.size() >= kMostBuffered) {
-        WriteOutput(buffer);
-        buffer.clear();
-    }
+    if (buffer.size() >= kMostBuffered)
+        Flush();
 }
 
 void WatchLines::OnEntered(SkemaQormManagedObject *object) {
@@ -101,11 +107,37 @@ void WatchLines::OnLeft(SkemaQormManagedObject *object) {
     Add("left", object, {});
 }
 
+void WatchLines::Flush() {
+    WriteOutput(buffer);
+    buffer.clear();
+}
+
 void WatchLines::OnFinished(bool isWhole) {
     if (isWhole && !std::exchange(isReady, true))
         Add("ready", nullptr, {});
-    WriteOutput(buffer);
-    buffer.clear();
+    Flush();
+}
+
+void WatchLines::OnRestarted() {
+    isReady = false;
+}
+
+void WatchLines::OnReconnecting(int attempt, int delayMs) {
+    const std::string time = Now();
+    const int seconds = SecondsUp(gint64(delayMs) * 1000);
+    if (form == OutputForm::kPlain)
+        buffer += fmt::format("{}\treconnecting\t\t\t{}\n", time, seconds);
+    else
+        buffer +=
+            fmt::format(R"({{"time": "{}", "event": "reconnecting", "attempt": {}, "seconds": {}}})"
+                        "\n",
+                        time, attempt, seconds);
+    Flush();
+}
+
+void WatchLines::OnReconnected() {
+    Add("reconnected", nullptr, {});
+    Flush();
 }
 
 WatchTable::WatchTable(std::vector<PropertyPath> watched)
@@ -125,8 +157,12 @@ WatchTable::WatchTable(std::vector<PropertyPath> watched)
 
 WatchTable::~WatchTable() {
     Terminal::OnRedraw({});
+    StopTimer();
+}
+
+void WatchTable::StopTimer() {
     if (timer != 0)
-        g_source_remove(timer);
+        g_source_remove(std::exchange(timer, 0));
 }
 
 std::string WatchTable::NameOf(SkemaQormManagedObject *object) {
@@ -135,9 +171,12 @@ std::string WatchTable::NameOf(SkemaQormManagedObject *object) {
 }
 
 void WatchTable::OnEntered(SkemaQormManagedObject *object) {
-    if (places.contains(object))
+    const auto [place, isNew] = places.emplace(object, rows.size());
+    if (!isNew) {
+        rows[place->second].name = NameOf(object); /* it may have another one by now */
+        isSorted = false;
         return;
-    places.emplace(object, rows.size());
+    }
     rows.push_back({ProxyPtr(static_cast<SkemaQormManagedObject *>(g_object_ref_sink(object))),
                     NameOf(object)});
     isSorted = false;
@@ -145,6 +184,7 @@ void WatchTable::OnEntered(SkemaQormManagedObject *object) {
 
 void WatchTable::OnChanged(SkemaQormManagedObject *object, const std::string &path) {
     numChanges++;
+    isBackAgain = false;
     const auto place = places.find(object);
     if (path != "name" || place == places.end())
         return;
@@ -187,24 +227,40 @@ TableRow WatchTable::RowOf(size_t index) const {
     return row;
 }
 
+std::string WatchTable::StatusLine() const {
+    GDateTime *now = g_date_time_new_now_local();
+    const GPtr<char> time(g_date_time_format(now, "%H:%M:%S"));
+    g_date_time_unref(now);
+    if (nextTryAt != 0) {
+        const int seconds = SecondsUp(nextTryAt - g_get_monotonic_time());
+        return seconds > 0 ? Text(MSGID("watch.reconnecting") "%s  connection lost, tries again in "
+                                                              "%d s; Ctrl-C ends",
+                                  time.get(), seconds)
+                           : Text(MSGID("watch.trying") "%s  connection lost, tries again; "
+                                                        "Ctrl-C ends",
+                                  time.get());
+    }
+    const std::string counts =
+        Text(MSGID("watch.status") "%s  %d objects, %d changes; Ctrl-C ends", time.get(),
+             static_cast<int>(rows.size()), static_cast<int>(numChanges));
+    return isBackAgain ? counts + Text(MSGID("watch.reconnected") "; connected again") : counts;
+}
+
 void WatchTable::Draw() {
     drawnAt = g_get_monotonic_time();
     if (!isReady)
         return;
     Sort();
-    GDateTime *now = g_date_time_new_now_local();
-    const GPtr<char> time(g_date_time_format(now, "%H:%M:%S"));
-    g_date_time_unref(now);
     table.Draw(
-        rows.size(), [this](size_t index) { return RowOf(index); },
-        Text(MSGID("watch.status") "%s  %d objects, %d changes; Ctrl-C ends", time.get(),
-             static_cast<int>(rows.size()), static_cast<int>(numChanges)));
+        rows.size(), [this](size_t index) { return RowOf(index); }, StatusLine());
 }
 
 gboolean WatchTable::OnTimer(gpointer data) {
     auto *self = static_cast<WatchTable *>(data);
     self->timer = 0;
     self->Draw();
+    if (self->nextTryAt > g_get_monotonic_time())
+        self->timer = g_timeout_add(kCountIntervalMs, OnTimer, self);
     return G_SOURCE_REMOVE;
 }
 
@@ -220,8 +276,24 @@ void WatchTable::Plan() {
 }
 
 void WatchTable::OnFinished(bool isWhole) {
-    isReady = isWhole;
+    isReady = isReady || isWhole;
     Plan();
+}
+
+/* The rows remain until the service has said which are gone. */
+void WatchTable::OnRestarted() {}
+
+void WatchTable::OnReconnecting(int /* attempt */, int delayMs) {
+    nextTryAt = g_get_monotonic_time() + gint64(delayMs) * 1000;
+    StopTimer();
+    OnTimer(this);
+}
+
+void WatchTable::OnReconnected() {
+    nextTryAt = 0;
+    isBackAgain = true;
+    StopTimer();
+    Draw();
 }
 
 void WatchTable::End() {

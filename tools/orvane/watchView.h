@@ -7,10 +7,14 @@
  *    "properties": {"name": "x"}}
  *   2026-01-02T03:04:05.678Z  changed  vm-42  name  x
  *
- *   entered   an object, with all of its watched properties; at first one for each
+ *   entered   an object, with all of its watched properties; at first one for each, and again when the service has started
+ *             anew or was connected to again, until the next "ready"
  *   ready     all objects have entered
  *   changed   a property
  *   left      an object that is gone
+ *   reconnecting  the service is lost; "attempt" is the number of the next try, which follows after "seconds". In the
+ *                 plain form the value is the seconds
+ *   reconnected   the service is there again
  *
  * Threads: that of the loop.
  */
@@ -36,10 +40,14 @@ public:
     void OnChanged(SkemaQormManagedObject *object, const std::string &path) override;
     void OnLeft(SkemaQormManagedObject *object) override;
     void OnFinished(bool isWhole) override;
+    void OnRestarted() override;
+    void OnReconnecting(int attempt, int delayMs) override;
+    void OnReconnected() override;
 
 private:
     void Add(const char *event, SkemaQormManagedObject *object,
              const std::vector<const PropertyPath *> &shown);
+    void Flush();
 
     std::vector<PropertyPath> properties;
     OutputForm form;
@@ -59,6 +67,9 @@ public:
     void OnChanged(SkemaQormManagedObject *object, const std::string &path) override;
     void OnLeft(SkemaQormManagedObject *object) override;
     void OnFinished(bool isWhole) override;
+    void OnRestarted() override;
+    void OnReconnecting(int attempt, int delayMs) override;
+    void OnReconnected() override;
 
     /* Draws what has not been drawn yet, and ends the line. */
     void End();
@@ -72,6 +83,8 @@ private:
     void Draw();
     void Sort();
     TableRow RowOf(size_t index) const;
+    std::string StatusLine() const;
+    void StopTimer();
     static gboolean OnTimer(gpointer data);
     static std::string NameOf(SkemaQormManagedObject *object);
 
@@ -84,6 +97,8 @@ private:
     guint64 numChanges = 0;
     guint timer = 0;
     gint64 drawnAt = 0;
+    gint64 nextTryAt = 0;     /* 0 while the service is connected */
+    bool isBackAgain = false; /* it was lost, and nothing has changed since */
 };
 
 } // namespace orvaneCli

@@ -1,6 +1,7 @@
 // "orvane watch": the table on a terminal, the lines in a pipe, and how both end.
 #include <nlohmann/json.hpp>
 #include <sys/ioctl.h>
+#include <termios.h>
 #include <unistd.h>
 
 #include "tests/tools/orvane/serviceFixture.h"
@@ -22,6 +23,13 @@ protected:
         Program::columns = 40;
     }
     ~Watch() override { unsetenv("NO_COLOR"); }
+
+    /* It refuses connections, and knows no session any more. */
+    void LoseService() {
+        server.SetListening(false);
+        server.ExpireSessions();
+        server.ResetConnections();
+    }
 };
 
 /* The JSON lines, without their times. */
@@ -163,6 +171,74 @@ TEST_F(Watch, AServiceThatDiesAndASessionThatEndsEndIt) {
         server.ClearTroubles();
         server.ExpireSessions();
     }
+}
+
+TEST_F(Watch, ReconnectSurvivesALostServiceAndShowsWhatHasChanged) {
+    Program watch("bin/orvane", {"watch", "-k", "name", "--reconnect", "--output", "jsonl"});
+    ASSERT_TRUE(watch.WaitFor("\"ready\""));
+    LoseService();
+    ASSERT_TRUE(watch.WaitFor("\"reconnecting\""));
+    server.SetProperty("vm-101", "name", "meanwhile");
+    server.RemoveMachine("vm-102");
+    server.SetListening(true);
+    ASSERT_TRUE(watch.WaitFor("\"reconnected\""));
+    ASSERT_TRUE(watch.WaitFor("\"left\""));
+    server.ExpireSessions(); /* the next login is no interruption */
+    server.SetProperty("vm-103", "name", "after");
+    ASSERT_TRUE(watch.WaitFor("\"after\""));
+    watch.Interrupt();
+    const Ended ended = watch.Wait();
+    EXPECT_EQ(130, ended.status) << ended.err;
+
+    const std::vector<json> lines = Lines(ended.out);
+    EXPECT_EQ(json::parse(R"({"event": "reconnecting", "attempt": 1, "seconds": 1})"), lines[5])
+        << ended.out;
+    const auto again = std::ranges::find(lines, json({{"event", "reconnected"}}));
+    ASSERT_LE(6, lines.end() - again) << ended.out;
+    EXPECT_EQ("meanwhile", again[1]["properties"]["name"]);
+    EXPECT_EQ("vm-104", again[3]["_id"]);
+    EXPECT_EQ(json::parse(R"({"event": "left", "_type": "VirtualMachine", "_id": "vm-102"})"),
+              again[4]);
+    EXPECT_EQ("ready", again[5]["event"]);
+}
+
+TEST_F(Watch, ReconnectShowsTheNextTryInTheTableAndCanBeInterrupted) {
+    Program::columns = 80;
+    Program watch("bin/orvane", {"watch", "--reconnect"}, true);
+    ASSERT_TRUE(watch.WaitFor("0 changes"));
+    const int terminal = watch.OpenTerminal();
+    LoseService();
+    ASSERT_TRUE(watch.WaitFor("connection lost, tries again in 1 s"));
+    server.SetListening(true);
+    ASSERT_TRUE(watch.WaitFor("; connected again"));
+    LoseService();
+    ASSERT_TRUE(watch.WaitFor("connection lost, tries again in 2 s")); /* the second try */
+    watch.Type("\x03");
+    EXPECT_TRUE(watch.WaitFor("\norvane: interrupted\r\n"));
+    termios after = {};
+    EXPECT_EQ(0, tcgetattr(terminal, &after));
+    EXPECT_EQ(tcflag_t(ICANON | ECHO), after.c_lflag & (ICANON | ECHO));
+    close(terminal);
+    EXPECT_EQ(130, watch.Wait().status);
+}
+
+TEST_F(Watch, ReconnectEndsWhenTheLoginIsRefusedOrTheTimeIsOver) {
+    {
+        Program watch("bin/orvane", {"watch", "vm-101", "--reconnect"});
+        ASSERT_TRUE(watch.WaitFor("\"ready\""));
+        server.AddTrouble({.kind = TroubleKind::Fault,
+                           .method = "Login",
+                           .count = -1,
+                           .faultType = "InvalidLogin"});
+        LoseService();
+        server.SetListening(true);
+        ExpectFailure(watch.Wait(), 4, {"does not accept the login any more; check the user"});
+        server.ClearTroubles();
+    }
+    Program watch("bin/orvane", {"watch", "vm-101", "--reconnect", "--for", "1"});
+    ASSERT_TRUE(watch.WaitFor("\"ready\""));
+    LoseService();
+    ExpectFailure(watch.Wait(), 3, {"the connection to the service is lost"});
 }
 
 TEST_F(Watch, StopsAndGoesOnAndASilentServiceEndsItInTime) {
