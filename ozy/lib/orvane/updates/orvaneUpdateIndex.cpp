@@ -18,6 +18,7 @@ constexpr guint kFreeSearches = 8; /* of a list in one reply, which are walks */
 
 struct Index {
     UpdateKeys keys;
+    bool isOfObjects = false; /* all elements, or none; a walk compares only those of one kind */
     std::vector<GObject *> objects; /* by slot; NULL for a text or number, and when it is removed */
     std::vector<guint32> withOtherKey; /* slots of objects whose key is to be read again */
 };
@@ -73,9 +74,13 @@ void OnStore(GObject *object, const SchemaField *field) {
     index->withOtherKey.push_back(slot);
 }
 
-/* FALSE if the element cannot be in an index: its key may change unnoticed, or it is already in one. */
+/* FALSE if the element cannot be in an index: its key may change unnoticed, it is already in one, or it is an object
+ * among texts or numbers. */
 bool AddElement(Index *index, const GValue *element) {
-    if (!OrvaneUpdateIndex_IsPlain(element))
+    const bool isObject = G_IS_VALUE(element) && G_VALUE_HOLDS_OBJECT(element);
+    if (index->objects.empty())
+        index->isOfObjects = isObject;
+    if (isObject != index->isOfObjects || !OrvaneUpdateIndex_IsPlain(element))
         return false;
     GObject *object = MOMgrGetObject(element, G_TYPE_OBJECT);
     const guint32 slot = index->keys.Append(OrvaneUpdateIndex_KeyOf(element));

@@ -1,6 +1,7 @@
 /* Lists that are searched by an index are as those that are walked, and as those that are changed in a copy. */
 #include "ozy/lib/orvane/updates/orvaneUpdateIndex.h"
 
+#include <algorithm>
 #include <random>
 
 #include <gtest/gtest.h>
@@ -208,6 +209,27 @@ TEST(UpdateIndex, IsBuiltWhereItIsExactAndPays) {
     EXPECT_FALSE(isFound(10, 20, user));
     EXPECT_FALSE(isFound(100, 3, user));
     EXPECT_FALSE(isFound(100, 20, ofApplication));
+}
+
+/* An object among texts is not found by its own key, with or without an index. */
+TEST(UpdateIndex, ListsOfTextsAndObjectsAreWalked) {
+    const Warnings warnings;
+    const ObjectPtr<OrvaneSession> session(orvane_session_new());
+    OrvaneMOMgr *momgr = session->priv->moMgr = orvane_momgr_new(session.get());
+    const ObjectPtr<GObject> holder = New("PropertySpec");
+    const ObjectPtr<GObject> user = New("UserSession");
+    g_object_set(user.get(), "key", "own", nullptr);
+    const ValueArrayPtr array(g_value_array_new(0));
+    for (int i = 0; i < kNumElements; i++)
+        g_value_array_append(array.get(), StringValue(Name(i).c_str()).get());
+    g_value_array_append(array.get(), ObjectValue(user).get());
+    g_object_set(holder.get(), "pathSet", array.get(), nullptr);
+
+    const UpdateIndexScope scope;
+    for (int i = 0; i < 20; i++)
+        orvane_momgr_update_property(momgr, holder.get(), "pathSet[\"own\"]", nullptr, kRemove);
+    const auto *held = *MOMgrPeek<GValueArray *>(holder.get(), "pathSet");
+    EXPECT_EQ(held->n_values, guint(kNumElements) + 1);
 }
 
 } // namespace
