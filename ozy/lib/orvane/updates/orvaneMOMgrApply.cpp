@@ -230,7 +230,9 @@ bool RemoveInPlace(OrvaneMOMgr *momgr, GObject *object, const OrvaneUpdateElemen
     const auto search = OrvaneUpdatePath_FindInPlace(momgr, object, field, array, element.key);
     if (!search.has_value())
         return false;
-    if (!search->isPossible || !CheckIndex(array, search->index))
+    /* a warning about the key may have run code of the application */
+    array = ArrayInPlace(object, element.pspec);
+    if (!search->isPossible || array == nullptr || !CheckIndex(array, search->index))
         return true;
 
     const auto index = static_cast<guint>(search->index);

@@ -54,7 +54,7 @@ ObjectPtr<GObject> EnterProperty(GObject *object, const std::string &name) {
 /* The object in an element of an array; NULL if the search found none. */
 ObjectPtr<GObject> ObjectAt(const GValueArray *array, const OrvaneUpdateSearch &search) {
     const auto index = static_cast<guint>(search.index);
-    if (!search.isPossible || index >= array->n_values)
+    if (!search.isPossible || array == nullptr || index >= array->n_values)
         return nullptr;
     return MOMgrHold(MOMgrGetObject(&array->values[index], G_TYPE_OBJECT));
 }
@@ -69,7 +69,7 @@ ObjectPtr<GObject> EnterElement(OrvaneMOMgr *momgr, GObject *object, const std::
             const auto search =
                 OrvaneUpdatePath_FindInPlace(momgr, object, field, own, element.key);
             if (search.has_value())
-                return ObjectAt(own, *search);
+                return ObjectAt(SchemaField_GetArray(object, field), *search);
         }
         const SchemaReferenceList references(object, field);
         if (references.IsValid() && references.IsIn(momgr)) {
@@ -177,6 +177,14 @@ OrvaneUpdateSearch FindPlain(const GValueArray *array, const char *key, const Up
             FindElement(array, [&](auto *value) { return Equals(value, text.get(), number); })};
 }
 
+/* Whether a search compares the elements with a number that the key does not have. */
+bool IsNumberMissing(const GValueArray *array, const char *key) {
+    char *end = nullptr;
+    strtol(key, &end, 10);
+    return end == key && array->n_values > 0 && G_IS_VALUE(&array->values[0]) &&
+           !G_VALUE_HOLDS_OBJECT(&array->values[0]) && !G_VALUE_HOLDS_STRING(&array->values[0]);
+}
+
 OrvaneUpdateSearch FindByKey(OrvaneMOMgr *momgr, const GValueArray *array, const char *key,
                              const UpdateKeys *keys) {
     const GValue *first = &array->values[0];
@@ -262,7 +270,14 @@ std::optional<OrvaneUpdateSearch> OrvaneUpdatePath_FindInPlace(OrvaneMOMgr *momg
             return OrvaneUpdateIndex_IsPlain(&element);
         }))
         return std::nullopt;
-    return OrvaneUpdatePath_FindElement(momgr, array, key, keys);
+    if (!IsNumberMissing(array, key.c_str()))
+        return OrvaneUpdatePath_FindElement(momgr, array, key, keys);
+    /* the only search that goes on after a warning, whose handler may set the list */
+    const gint number = orvane_momgr_key_get_int(key.c_str());
+    array = SchemaField_GetArray(object, field);
+    if (array == nullptr)
+        return OrvaneUpdateSearch{false, 0};
+    return OrvaneUpdatePath_FindInPlace(momgr, object, field, array, std::to_string(number));
 }
 
 /* A key that no element has selects the first one if it is the id of an object. */

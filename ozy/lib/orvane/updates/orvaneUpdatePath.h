@@ -67,7 +67,10 @@ OrvaneUpdateSearch OrvaneUpdatePath_FindElement(OrvaneMOMgr *momgr, const GValue
                                                 const std::string &key,
                                                 const UpdateKeys *keys = nullptr);
 
-/* Searches an array where an object keeps it. Nothing if that could run the application's code. */
+/*
+ * Searches an array where an object keeps it. Nothing if reading the keys could run the
+ * application's code. The array is no longer valid afterwards: a warning about the key may run such code, too.
+ */
 std::optional<OrvaneUpdateSearch> OrvaneUpdatePath_FindInPlace(OrvaneMOMgr *momgr, GObject *object,
                                                                const SchemaField *field,
                                                                const GValueArray *array,

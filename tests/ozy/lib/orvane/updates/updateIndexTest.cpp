@@ -232,4 +232,56 @@ TEST(UpdateIndex, ListsOfTextsAndObjectsAreWalked) {
     EXPECT_EQ(held->n_values, guint(kNumElements) + 1);
 }
 
+/* A handler of the log sets the list while a key of the wrong form is warned about. */
+TEST(UpdateIndex, ListsMayBeSetWhileAKeyIsWarnedAbout) {
+    const struct {
+        const char *holder, *property, *wrong;
+        gint op;
+        const char *rest;
+    } rows[] = {
+        {"VirtualMachine", "effectiveRole", "[x]", kRemove, ""},
+        {"PropertySpec", "pathSet", "[x]", kRemove, ""},
+        {"SessionManager", "sessionList", "[x]", kAssign, ".key"},
+    };
+    for (const auto &row : rows) {
+        const ObjectPtr<OrvaneSession> session(orvane_session_new());
+        OrvaneMOMgr *momgr = session->priv->moMgr = orvane_momgr_new(session.get());
+        ObjectPtr<GObject> holder = New(row.holder);
+        if (g_object_is_floating(holder.get()))
+            g_object_ref_sink(holder.get());
+        const Row *of = std::ranges::find(kRows, std::string(row.property),
+                                          [](const Row &known) { return known.property; });
+        for (bool hasIndex : {false, true}) {
+            std::optional<UpdateIndexScope> scope;
+            if (hasIndex)
+                scope.emplace();
+            const std::string path = row.property + std::string(row.wrong) + row.rest;
+            for (int i = 0; i < kNumElements; i++)
+                orvane_momgr_update_property(momgr, holder.get(), row.property,
+                                             of->make(momgr, i).get(), kAdd);
+            for (int i = 0; i < 20; i++) {
+                const GPtr<char> key(g_strdup_printf(of->key, kNumElements + i));
+                orvane_momgr_update_property(momgr, holder.get(),
+                                             (row.property + std::string(key.get()) + ".x").c_str(),
+                                             nullptr, kAssign);
+            }
+            struct Setter {
+                GObject *object;
+                const char *property;
+            } setter = {holder.get(), row.property};
+            const GLogFunc before = g_log_set_default_handler(
+                [](const char *, GLogLevelFlags, const char *, gpointer data) {
+                    const auto *self = static_cast<Setter *>(data);
+                    g_object_set(self->object, self->property, nullptr, nullptr);
+                },
+                &setter);
+            orvane_momgr_update_property(momgr, holder.get(), path.c_str(), StringValue("x").get(),
+                                         row.op);
+            g_log_set_default_handler(before, nullptr);
+            EXPECT_EQ(*MOMgrPeek<GValueArray *>(holder.get(), row.property), nullptr)
+                << row.property;
+        }
+    }
+}
+
 } // namespace
