@@ -1,6 +1,8 @@
 // The manager as an object, and its registry of proxies: id -> proxy and back.
 #include "ozy/lib/orvane/updates/orvaneMOMgr.h"
 
+#include <unordered_set>
+
 #include <orvane/schema/qorm.h>
 
 #include "ozy/lib/orvane/runtime/roomsAbove.h"
@@ -256,17 +258,22 @@ bool MayHoldProxies(const GValue *any) {
 
 } // namespace
 
-/* Without recursion, since the peer determines the depth. */
+/*
+ * Without recursion, since the peer determines the depth. Objects that an application made may hold each other, so each
+ * is visited once.
+ */
 void MOMgrProxies::Note(const GValue *any) {
     if (!MayHoldProxies(any))
         return;
     std::vector<const GValue *> values = {any};
     std::vector<GObject *> objects;
+    std::unordered_set<GObject *> visited;
     while (!values.empty() || !objects.empty()) {
         if (!objects.empty()) {
             GObject *object = objects.back();
             objects.pop_back();
-            AddFields(object, &values, &objects);
+            if (visited.insert(object).second)
+                AddFields(object, &values, &objects);
             continue;
         }
         const GValue *value = values.back();

@@ -284,4 +284,17 @@ TEST(UpdateIndex, ListsMayBeSetWhileAKeyIsWarnedAbout) {
     }
 }
 
+/* An application may have made objects that hold each other. */
+TEST(MOMgrProxies, ObjectsThatHoldEachOtherAreVisitedOnce) {
+    const ObjectPtr<GObject> property = New("DynamicProperty");
+    orvane_object_set_any(property.get(), "val", ObjectValue(property).get());
+    {
+        MOMgrProxies proxies;
+        proxies.Note(ObjectValue(property).get());
+    }
+    const GValue none = G_VALUE_INIT;
+    orvane_object_set_any(property.get(), "val", &none);
+    EXPECT_EQ(property->ref_count, 1U);
+}
+
 } // namespace
