@@ -129,9 +129,7 @@ TEST_F(Reconnect, LoadedObjectsComeBackAsTheyAreNow) {
     Rename("vm-101", "third");
     testLoop::Settle();
     EXPECT_THAT(events, ElementsAre("vm-101 name"));
-    Call("a");
-    testLoop::Settle();
-    EXPECT_EQ("succeeded", ends["a"]);
+    EXPECT_EQ("succeeded", Finish("a"));
 
     /* and a second time */
     Lose();
@@ -144,14 +142,10 @@ TEST_F(Reconnect, WhatIsOpenEndsAsDisconnected) {
     Load("vm-103");
     server->AddTrouble({.kind = TroubleKind::Silent, .method = "CurrentTime", .count = 2});
     Call("call");
-    OrvaneListener *task = New("task");
-    skema_ozy_virtual_machine_power_on(SKEMA_OZY_VIRTUAL_MACHINE(Machine("vm-101")), nullptr, task);
-    Drop(task);
+    BeginPowerOn("task", "vm-101");
     EXPECT_TRUE(Until([&] { return server->NumFilters() == 3; }));
     server->AddTrouble({.kind = TroubleKind::Silent, .method = "CreateFilter"});
-    OrvaneListener *load = New("load");
-    orvane_session_load_object(session, FALSE, Machine("vm-102"), load);
-    Drop(load);
+    BeginLoad("load", "vm-102");
     ends.clear();
     testLoop::Settle();
     ASSERT_TRUE(ends.empty());
@@ -222,8 +216,7 @@ TEST_F(Reconnect, TheLastTryIsTheEnd) {
     Proxy *proxy = Load("vm-101");
     events.clear();
     Lose();
-    for (int i = 0; i < 20; i++)
-        Move(1000);
+    MoveSeconds(20);
     EXPECT_THAT(attempts, ElementsAre(1, 2, 3));
     EXPECT_THAT(events, ElementsAre("state 16", "state 1"));
     EXPECT_NE("", LastError());
@@ -291,8 +284,7 @@ TEST_F(Reconnect, APasswordIsNotSentToAnotherCertificate) {
     former.certificateKind.clear();
     Lose();
     ComeBack(other);
-    for (int i = 0; i < 5; i++)
-        Move(1000);
+    MoveSeconds(5);
     EXPECT_EQ(0, server->NumCalls("Login"));
     EXPECT_THAT(events, ElementsAre("state 16"));
     EXPECT_THAT(LastError(), HasSubstr("certificate"));
@@ -384,8 +376,7 @@ TEST_F(Reconnect, ThePausesGrowUntilUpdatesCome) {
         }
         testLoop::Settle();
         EXPECT_THAT(attempts, ElementsAre(1));
-        for (int i = 0; i < 20; i++)
-            Move(1000);
+        MoveSeconds(20);
         EXPECT_THAT(attempts.back(), AllOf(testing::Ge(4u), testing::Le(6u)));
         EXPECT_LE(server->NumCalls("Login"), 6);
         EXPECT_LE(server->NumCalls("WaitForUpdatesEx"), 40) << "three a connection, sent twice";
@@ -534,8 +525,7 @@ TEST_F(Reconnect, TheApplicationMayEndItAnywhere) {
             Lose();
             ComeBack();
             server->RemoveMachine("vm-102");
-            for (int i = 0; i < 3; i++)
-                Move(1000);
+            MoveSeconds(3);
             EXPECT_TRUE(isDone);
         }
     }

@@ -11,7 +11,6 @@ using simulator::TroubleKind;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::Not;
-using testing::UnorderedElementsAre;
 
 constexpr const char *kNotAuthenticated = "fault SkemaOzyFaultNotAuthenticated";
 
@@ -19,9 +18,17 @@ constexpr const char *kNotAuthenticated = "fault SkemaOzyFaultNotAuthenticated";
 
 class Relogin : public RenewalTest {
 protected:
-    void SetUp() override {
+    void SetUp() override { Begin(); }
+
+    void Begin(const simulator::Options &options = {.hosts = 1, .machines = 3}) {
+        Start(options);
         GiveCredentials();
         ASSERT_TRUE(Connect());
+    }
+    /* The service ends the login; what follows from that has happened. */
+    void Expire() {
+        server->ExpireSessions();
+        testLoop::Settle();
     }
     void Refuse(const char *method, int count = -1, const char *fault = "NotAuthenticated") {
         server->AddTrouble(
@@ -46,8 +53,7 @@ TEST_F(Relogin, CallsShareOneLoginAndAreSentAgain) {
 
     /* once more, since updates have been received; the update stream itself notices */
     events.clear();
-    server->ExpireSessions();
-    testLoop::Settle();
+    Expire();
     EXPECT_THAT(events, ElementsAre("credentials"));
     EXPECT_TRUE(IsWaiting());
 }
@@ -92,8 +98,7 @@ TEST_F(Relogin, APropertyThatIsNoLongerSentIsReset) {
     EXPECT_TRUE(IsWaiting());
     events.clear();
     server->DenyProperty("VirtualMachine", "name");
-    server->ExpireSessions();
-    testLoop::Settle();
+    Expire();
     EXPECT_TRUE(IsWaiting());
     EXPECT_THAT(events, ElementsAre("credentials", "vm-101 name"));
     EXPECT_EQ("", Name(proxy));
@@ -101,9 +106,7 @@ TEST_F(Relogin, APropertyThatIsNoLongerSentIsReset) {
 
 /* More objects than there are places, and one that is released while it waits for its turn. */
 TEST_F(Relogin, ManyFiltersAreMadeAnew) {
-    Start({.hosts = 1, .machines = 40});
-    GiveCredentials();
-    ASSERT_TRUE(Connect());
+    Begin({.hosts = 1, .machines = 40});
     for (const std::string &id : server->Ids("VirtualMachine"))
         Load(id.c_str());
     EXPECT_TRUE(IsWaiting());
@@ -120,16 +123,10 @@ TEST_F(Relogin, ManyFiltersAreMadeAnew) {
 }
 
 TEST_F(Relogin, AnOpenLoadAndATaskGoOn) {
-    Proxy *proxy = Machine("vm-101");
-    OrvaneListener *task = New("task");
-    skema_ozy_virtual_machine_power_on(SKEMA_OZY_VIRTUAL_MACHINE(proxy), nullptr, task);
-    Drop(task);
+    BeginPowerOn("task", "vm-101");
     EXPECT_TRUE(Until([&] { return server->NumFilters() == 2; }));
-    OrvaneListener *load = New("load");
-    orvane_session_load_object(session, FALSE, Machine("vm-102"), load);
-    Drop(load);
-    server->ExpireSessions();
-    testLoop::Settle();
+    BeginLoad("load", "vm-102");
+    Expire();
     EXPECT_EQ("succeeded", ends["load"]);
     Move(3000);
     EXPECT_TRUE(Until([&] { return ends.contains("task"); }));
@@ -164,8 +161,7 @@ TEST_F(Relogin, AFilterOfTheApplicationStartsAgain) {
     g_signal_connect_swapped(proxy, "notify::name",
                              G_CALLBACK(+[](FilterLog *to) { to->events.emplace_back("notify"); }),
                              &log);
-    server->ExpireSessions();
-    testLoop::Settle();
+    Expire();
     EXPECT_THAT(log.events,
                 ElementsAre("created", "entered vm-101", "restarted", "created", "entered vm-101"));
     Rename("vm-101", "x");
@@ -178,9 +174,7 @@ TEST_F(Relogin, AFilterOfTheApplicationStartsAgain) {
 
 TEST_F(Relogin, ASecondRefusalIsTheEndOfTheCall) {
     Refuse("CurrentTime");
-    Call("a");
-    testLoop::Settle();
-    EXPECT_EQ(kNotAuthenticated, ends["a"]);
+    EXPECT_EQ(kNotAuthenticated, Finish("a"));
     EXPECT_EQ(2, server->NumCalls("CurrentTime"));
     EXPECT_EQ(1, server->NumCalls("Login"));
     EXPECT_TRUE(IsState(ORVANE_SESSION_CONNECTED));
@@ -190,13 +184,11 @@ TEST_F(Relogin, ASecondRefusalIsTheEndOfTheCall) {
 TEST_F(Relogin, ThePausesGrowUntilUpdatesCome) {
     for (const char *method : {"WaitForUpdatesEx", "CreateFilter", "CurrentTime"})
         Refuse(method);
-    server->ExpireSessions();
-    testLoop::Settle();
+    Expire();
     EXPECT_EQ(1, server->NumCalls("Login"));
     const auto Logins = [&](int seconds) {
         server->ResetCounters();
-        for (int i = 0; i < seconds; i++)
-            Move(1000);
+        MoveSeconds(seconds);
         return server->NumCalls("Login");
     };
     const int numEarly =
@@ -214,8 +206,7 @@ TEST_F(Relogin, ThePausesGrowUntilUpdatesCome) {
         Move(1000);
     EXPECT_TRUE(IsWaiting());
     server->ResetCounters();
-    server->ExpireSessions();
-    testLoop::Settle();
+    Expire();
     EXPECT_EQ(1, server->NumCalls("Login")) << "at once again";
 }
 
@@ -235,8 +226,7 @@ TEST_F(Relogin, ThePausesGrowUntilTheFiltersAreComplete) {
     inCredentials = arm;
     server->ResetCounters();
     server->ExpireSessions();
-    for (int i = 0; i < 20; i++)
-        Move(1000);
+    MoveSeconds(20);
     EXPECT_GE(server->NumCalls("Login"), 3);
     EXPECT_LE(server->NumCalls("Login"), 7);
     inCredentials = [&] { server->ClearTroubles(); };
@@ -250,8 +240,7 @@ TEST_F(Relogin, ACallOfAFormerLoginWaitsForTheOneThatIsDue) {
     server->AddTrouble({.kind = TroubleKind::Slow, .method = "CurrentTime", .delayMs = 5000});
     Call("slow");
     testLoop::Settle();
-    server->ExpireSessions();
-    testLoop::Settle();
+    Expire();
     EXPECT_TRUE(IsWaiting());
     server->AddTrouble({.kind = TroubleKind::Silent, .method = "Login"});
     server->ExpireSessions();
@@ -269,8 +258,7 @@ TEST_F(Relogin, CredentialsThatComeTooLateAreNotSent) {
         Move(61000);
         Move(1000);
     };
-    server->ExpireSessions();
-    testLoop::Settle();
+    Expire();
     EXPECT_EQ(1, server->NumCalls("Login")) << "the second is in progress";
     Move(61000);
     Move(2000);
@@ -288,23 +276,17 @@ TEST_F(Relogin, NothingIsSentAgainAfterADisconnect) {
     orvane_session_add_filter(session, spec.get(), TRUE, &functions, session, nullptr);
     testLoop::Settle();
     server->ExpireSessions();
-    Call("a");
-    testLoop::Settle();
-    EXPECT_EQ("disconnected", ends["a"]);
+    EXPECT_EQ("disconnected", Finish("a"));
     EXPECT_EQ(1, server->NumCalls("CurrentTime"));
 }
 
 TEST_F(Relogin, ARefusedLoginEndsTheCallsAsTheyWereRefused) {
     for (const char *given : {"wrong", ""}) {
         SCOPED_TRACE(given);
-        Start({.hosts = 1, .machines = 3});
-        GiveCredentials();
-        ASSERT_TRUE(Connect());
+        Begin();
         password = given;
         server->ExpireSessions();
-        Call("a");
-        testLoop::Settle();
-        EXPECT_EQ(kNotAuthenticated, ends["a"]);
+        EXPECT_EQ(kNotAuthenticated, Finish("a"));
         EXPECT_THAT(events, ElementsAre("credentials", "state 16"));
         Move(120000);
         EXPECT_EQ(*given ? 1 : 0, server->NumCalls("Login")) << "no account is locked";
@@ -371,9 +353,7 @@ TEST_F(Relogin, ALocalSessionGetsAnotherTicket) {
     ASSERT_TRUE(WaitConnected(listener));
     for (int i = 0; i < 2; i++) {
         server->ExpireSessions();
-        Call("a");
-        testLoop::Settle();
-        EXPECT_EQ("succeeded", ends["a"]);
+        EXPECT_EQ("succeeded", Finish("a"));
         EXPECT_TRUE(IsWaiting());
     }
     EXPECT_EQ(2, server->NumCalls("AcquireLocalTicket"));
@@ -381,9 +361,7 @@ TEST_F(Relogin, ALocalSessionGetsAnotherTicket) {
 
     server->AddTrouble({.kind = TroubleKind::NoResult, .method = "AcquireLocalTicket"});
     server->ExpireSessions();
-    Call("b");
-    testLoop::Settle();
-    EXPECT_EQ(kNotAuthenticated, ends["b"]);
+    EXPECT_EQ(kNotAuthenticated, Finish("b"));
     unsetenv("HALDEN_PROXY_FILEPATH");
 }
 
@@ -400,8 +378,7 @@ TEST_F(Relogin, AHijackedSessionHasNone) {
     ASSERT_EQ("succeeded", ends["connect"]);
     g_object_unref(owner);
     events.clear();
-    server->ExpireSessions();
-    testLoop::Settle();
+    Expire();
     EXPECT_TRUE(IsState(ORVANE_SESSION_INTERRUPTED));
     EXPECT_TRUE(events.empty());
 }
@@ -413,9 +390,7 @@ TEST_F(Relogin, TheFunctionMayEndTheSession) {
         [&] { orvane_session_set_credentials_func(session, nullptr, nullptr, nullptr); },
     };
     for (const auto &end : kEnds) {
-        Start({.hosts = 1, .machines = 3});
-        GiveCredentials();
-        ASSERT_TRUE(Connect());
+        Begin();
         inCredentials = end;
         server->ExpireSessions();
         Call("a");

@@ -119,6 +119,28 @@ protected:
         g_object_unref(instance);
         Drop(listener);
     }
+    /* The end of a call, or nothing. */
+    std::string Finish(const std::string &name) {
+        ends.erase(name);
+        Call(name);
+        testLoop::Settle();
+        return ends[name];
+    }
+    void BeginLoad(const std::string &name, const char *id) {
+        OrvaneListener *listener = New(name);
+        orvane_session_load_object(session, FALSE, Machine(id), listener);
+        Drop(listener);
+    }
+    void BeginPowerOn(const std::string &name, const char *id) {
+        OrvaneListener *listener = New(name);
+        auto *machine = SKEMA_OZY_VIRTUAL_MACHINE(Machine(id));
+        skema_ozy_virtual_machine_power_on(machine, nullptr, listener);
+        Drop(listener);
+    }
+    void MoveSeconds(int seconds) {
+        for (int i = 0; i < seconds; i++)
+            Move(1000);
+    }
     Proxy *Machine(const char *id) {
         Proxy *proxy = orvane_session_get_object(session, id, SKEMA_TYPE_OZY_VIRTUAL_MACHINE);
         proxies.emplace_back(static_cast<Proxy *>(g_object_ref_sink(proxy)));
