@@ -3,7 +3,7 @@
 
 #include <random>
 
-#include "tests/ozy/lib/orvane/session/sessionFixture.h"
+#include "tests/ozy/lib/orvane/updates/updateTexts.h"
 
 namespace {
 
@@ -73,12 +73,8 @@ struct InventoryUpdates : SessionTest {
         std::istringstream words(text);
         for (std::string word; words >> word;) {
             const std::string kind = word[0] == '+' ? "enter" : word[0] == '-' ? "leave" : "modify";
-            objects += "<objectSet><kind>" + kind + "</kind>" +
-                       Reference("obj", "VirtualMachine", word.substr(1)) +
-                       (kind == "leave" ? ""
-                                        : "<changeSet><name>name</name><op>assign</op><val "
-                                          "xsi:type=\"xsd:string\">n</val></changeSet>") +
-                       "</objectSet>";
+            objects += Object(kind, "VirtualMachine", word.substr(1),
+                              kind == "leave" ? "" : Assign("name", String("n")));
         }
         shown.blocks.clear();
         service->Reply("<returnval xsi:type=\"UpdateSet\"><version>9</version><filterSet><filter "

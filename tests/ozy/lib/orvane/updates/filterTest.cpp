@@ -1,7 +1,7 @@
 // Filters of the application: their updates do not take part in loads, whatever arrives first.
 #include <orvane/filter.h>
 
-#include "tests/ozy/lib/orvane/session/sessionFixture.h"
+#include "tests/ozy/lib/orvane/updates/updateTexts.h"
 
 namespace {
 
@@ -66,20 +66,14 @@ struct Filters : SessionTest {
             orvane_object_spec_new(root.get(), TRUE, TRUE, nullptr), nullptr));
     }
     static std::string Object(const char *kind, const char *id, const char *name = nullptr) {
-        const std::string change =
-            name ? std::string(
-                       "<changeSet><name>name</name><op>assign</op><val xsi:type=\"xsd:string\">") +
-                       name + "</val></changeSet>"
-                 : "";
-        return std::string("<objectSet><kind>") + kind + "</kind>" +
-               Reference("obj", "VirtualMachine", id) + change + "</objectSet>";
+        return ::Object(kind, "VirtualMachine", id, name ? Assign("name", String(name)) : "");
     }
-    static std::string Set(const char *filterId, const std::string &objects,
-                           bool isTruncated = false) {
-        return "<returnval xsi:type=\"UpdateSet\"><version>9</version><filterSet><filter "
-               "type=\"PropertyFilter\">" +
-               std::string(filterId) + "</filter>" + objects + "</filterSet><truncated>" +
-               (isTruncated ? "1" : "0") + "</truncated></returnval>";
+    void Send(const std::string &filterId, const std::string &objects, bool isTruncated = false) {
+        service->Reply("<returnval xsi:type=\"UpdateSet\"><version>9</version><filterSet><filter "
+                       "type=\"PropertyFilter\">" +
+                       filterId + "</filter>" + objects + "</filterSet><truncated>" +
+                       (isTruncated ? "1" : "0") + "</truncated></returnval>");
+        testLoop::Settle();
     }
 };
 
@@ -88,11 +82,9 @@ TEST_F(Filters, UpdatesAreAppliedAndReported) {
     Add();
     EXPECT_THAT(events, ElementsAre()); /* not from inside */
     testLoop::Settle();
-    service->Reply(Set("filter-2", Object("enter", "vm-1", "a") + Object("enter", "vm-2"), true));
-    testLoop::Settle();
-    service->Reply(Set("filter-2", Object("modify", "vm-1", "b") + Object("modify", "vm-9", "c") +
-                                       Object("leave", "vm-2")));
-    testLoop::Settle();
+    Send("filter-2", Object("enter", "vm-1", "a") + Object("enter", "vm-2"), true);
+    Send("filter-2",
+         Object("modify", "vm-1", "b") + Object("modify", "vm-9", "c") + Object("leave", "vm-2"));
     EXPECT_THAT(events,
                 ElementsAre("created", "entered vm-1 a", "entered vm-2 ", "more",
                             "changed vm-1 name b", "changed vm-9 name c", "left vm-2", "finished"));
@@ -118,22 +110,18 @@ TEST_F(Filters, LoadsAreNotAnsweredByThem) {
     testLoop::Settle();
     load("vm-1"); /* filter-3 */
     testLoop::Settle();
-    for (int i = 0; i < 20; i++) {
-        service->Reply(Set("filter-2", Object("enter", "vm-1", "a")));
-        testLoop::Settle();
-    }
+    for (int i = 0; i < 20; i++)
+        Send("filter-2", Object("enter", "vm-1", "a"));
     EXPECT_EQ(0, loads[0]->times);
     orvane_session_remove_filter(session, filter);
-    service->Reply(Set("filter-2", Object("enter", "vm-1", "b")));
-    testLoop::Settle();
+    Send("filter-2", Object("enter", "vm-1", "b"));
     EXPECT_EQ(0, loads[0]->times);
     service->Forget();
     for (int i = 0; i < 20; i++)
         load("other-" + std::to_string(i));
     testLoop::Settle();
     EXPECT_EQ(10u, service->Count("CreateFilter")); /* one of the eleven is open */
-    service->Reply(Set("filter-3", Object("enter", "vm-1", "c")));
-    testLoop::Settle();
+    Send("filter-3", Object("enter", "vm-1", "c"));
     EXPECT_EQ("success", loads[0]->text);
     EXPECT_EQ(11u, service->Count("CreateFilter"));
 }
@@ -149,10 +137,8 @@ TEST_F(Filters, AnUpdateMayOvertakeTheCreation) {
     service->answers["CreateFilter"] = {}; /* not answered yet */
     Add();
     testLoop::Settle();
-    service->Reply(Set("filter-7", Object("enter", "vm-5", "early")));
-    testLoop::Settle();
-    service->Reply(Set("filter-2", Object("enter", "vm-1", "load")));
-    testLoop::Settle();
+    Send("filter-7", Object("enter", "vm-5", "early"));
+    Send("filter-2", Object("enter", "vm-1", "load"));
     EXPECT_THAT(events, ElementsAre());
     EXPECT_EQ(0, ending.times);
     const CannedRequest open = service->Last("CreateFilter");
@@ -205,9 +191,8 @@ TEST_F(Filters, AFunctionMayDoAnything) {
                       Object("leave", "vm-1")}) {
                 testLoop::Settle();
                 if (session && State() == ORVANE_SESSION_CONNECTED)
-                    service->Reply(Set(filterId.c_str(), objects));
+                    Send(filterId, objects);
             }
-            testLoop::Settle();
             ASSERT_FALSE(then) << when << " was not reached";
             if (session && State() == ORVANE_SESSION_CONNECTED) {
                 EXPECT_EQ(when, events.back());
