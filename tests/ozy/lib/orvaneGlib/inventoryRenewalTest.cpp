@@ -6,7 +6,6 @@
 namespace {
 
 using testing::ElementsAre;
-using testing::UnorderedElementsAre;
 
 class InventoryRenewal : public RenewalTest {
 protected:
