@@ -10,7 +10,6 @@ namespace {
 using nlohmann::json;
 using simulator::TroubleKind;
 using testing::HasSubstr;
-using testing::Not;
 
 using Get = WithSimulator;
 

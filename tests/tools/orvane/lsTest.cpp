@@ -8,7 +8,6 @@ namespace {
 
 using nlohmann::json;
 using simulator::TroubleKind;
-using testing::ElementsAre;
 using testing::HasSubstr;
 
 using Ls = WithSimulator;

@@ -14,7 +14,7 @@
 
 class WithSimulator : public testing::Test {
 protected:
-    explicit WithSimulator(simulator::Options options = {.machines = 4}) : server(options) {
+    explicit WithSimulator(const simulator::Options &options = {.machines = 4}) : server(options) {
         server.RunInThread();
         setenv("ORVANE_URL", server.Url().c_str(), 1);
         setenv("ORVANE_USER", "administrator", 1);
