@@ -66,7 +66,7 @@ std::string CutTextStart(std::string_view text, int width, std::string_view mark
     return (width > 0 ? std::string(mark) : "") + std::string(text);
 }
 
-std::string PadText(std::string text, int width, bool isRight) {
+std::string PadText(const std::string &text, int width, bool isRight) {
     const std::string blanks(static_cast<size_t>(std::max(width - TextWidth(text), 0)), ' ');
     return isRight ? blanks + text : text + blanks;
 }

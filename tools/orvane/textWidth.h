@@ -19,6 +19,6 @@ std::string CutText(std::string_view text, int width, std::string_view mark);
 std::string CutTextStart(std::string_view text, int width, std::string_view mark);
 
 /* Returns the text with blanks up to the width: behind it, or before it. */
-std::string PadText(std::string text, int width, bool isRight = false);
+std::string PadText(const std::string &text, int width, bool isRight = false);
 
 } // namespace orvaneCli
