@@ -17,6 +17,7 @@
 #include "lib/crypto/shaFips.h"
 #include "lib/ssl/sslThunks.h"
 #include "tests/lib/crypto/bytes.h"
+#include "tests/lib/lock/inThreads.h"
 
 namespace {
 
@@ -172,17 +173,16 @@ TEST(CryptoRandom, AChildCanBeSeeded) {
 
 TEST(CryptoRandomThread, ChildrenDoNotHangOnALockOfTheirParent) {
     std::atomic<bool> isOver = false;
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 3; i++)
-        threads.emplace_back([&isOver] {
+    InThreads(4, [&](int number) {
+        if (number != 0) {
             while (!isOver)
                 Draw(2000);
-        });
-    for (int i = 0; i < 30; i++)
-        DrawInChild(40);
-    isOver = true;
-    for (std::thread &thread : threads)
-        thread.join();
+            return;
+        }
+        for (int i = 0; i < 30; i++)
+            DrawInChild(40);
+        isOver = true;
+    });
 }
 
 /* Every chunk is handed out once: threads see pieces of one sequence. */
@@ -196,14 +196,10 @@ TEST(CryptoRandomThread, ThreadsShareOneSequence) {
         expected.push_back(NextChunk(xkey));
 
     std::vector<std::vector<Bytes>> drawn(kThreads);
-    std::vector<std::thread> threads;
-    for (std::vector<Bytes> &mine : drawn)
-        threads.emplace_back([&mine] {
-            for (int i = 0; i < kDraws; i++)
-                mine.push_back(Draw(20));
-        });
-    for (std::thread &thread : threads)
-        thread.join();
+    InThreads(kThreads, [&](int number) {
+        for (int i = 0; i < kDraws; i++)
+            drawn[number].push_back(Draw(20));
+    });
 
     std::vector<Bytes> all;
     for (const std::vector<Bytes> &mine : drawn)
@@ -255,20 +251,16 @@ TEST(CryptoRandomThreadOpenSSL, ThreadsDrawWhileTheMethodIsSet) {
     InChild([] {
         SSL_Init(nullptr, nullptr, nullptr);
         std::atomic<bool> isOver = false;
-        std::vector<std::thread> threads;
-        for (int i = 0; i < 3; i++)
-            threads.emplace_back([&isOver] {
-                guint8 bytes[32];
-                while (!isOver)
-                    EXPECT_EQ(1, __wrap_RAND_bytes(bytes, sizeof bytes));
-            });
-        for (int i = 0; i < 200; i++) {
-            CryptoRandom_SSLSetOurRand();
-            std::this_thread::yield();
-        }
-        isOver = true;
-        for (std::thread &thread : threads)
-            thread.join();
+        InThreads(4, [&](int number) {
+            guint8 bytes[32];
+            while (number != 0 && !isOver)
+                EXPECT_EQ(1, __wrap_RAND_bytes(bytes, sizeof bytes));
+            for (int i = 0; number == 0 && i < 200; i++) {
+                CryptoRandom_SSLSetOurRand();
+                std::this_thread::yield();
+            }
+            isOver = true;
+        });
     });
 }
 

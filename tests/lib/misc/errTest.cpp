@@ -3,10 +3,11 @@
 #include <cerrno>
 #include <cstring>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
+
+#include "tests/lib/lock/inThreads.h"
 
 namespace {
 
@@ -30,14 +31,10 @@ TEST(Err, OneNumberHasOneTextAtOneAddress) {
 TEST(ErrThread, ThreadsThatAskAtOnceGetTheSameText) {
     constexpr int kNumbers = 500;
     std::vector<std::vector<const char *>> seen(8, std::vector<const char *>(kNumbers));
-    std::vector<std::thread> threads;
-    for (auto &texts : seen)
-        threads.emplace_back([&texts] {
-            for (int i = 0; i < kNumbers; i++)
-                texts[i] = Err_Errno2String(2000 + i);
-        });
-    for (auto &thread : threads)
-        thread.join();
+    InThreads(8, [&](int number) {
+        for (int i = 0; i < kNumbers; i++)
+            seen[number][i] = Err_Errno2String(2000 + i);
+    });
     for (const auto &texts : seen)
         EXPECT_EQ(seen[0], texts);
     for (int i = 0; i < kNumbers; i++)

@@ -7,12 +7,12 @@
 #include <memory>
 #include <random>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
 
 #include "lib/misc/glibPtr.h"
+#include "tests/lib/lock/inThreads.h"
 
 namespace {
 
@@ -191,19 +191,15 @@ TEST(HashTable, ThreadsAgreeOnOneTableAndOneValuePerKey) {
     shared = nullptr;
     std::atomic<int> numInserted = 0;
     std::vector<std::vector<gpointer>> seen(4);
-    std::vector<std::thread> threads;
-    for (guint64 t = 0; t < 4; t++)
-        threads.emplace_back([&, t] {
-            HashTable *table = HashTable_AllocOnce(
-                &shared, 8, HASHTABLE_STRING | HASHTABLE_COPYKEY | HASHTABLE_ATOMIC, nullptr);
-            for (guint64 i = 0; i < kKeys; i++) {
-                const std::string key = std::to_string(i);
-                numInserted += HashTable_Insert(table, key.c_str(), Number(t * kKeys + i));
-                seen[t].push_back(HashTable_LookupOrInsert(table, key.c_str(), Number(~0ul)));
-            }
-        });
-    for (std::thread &thread : threads)
-        thread.join();
+    InThreads(4, [&](guint64 t) {
+        HashTable *table = HashTable_AllocOnce(
+            &shared, 8, HASHTABLE_STRING | HASHTABLE_COPYKEY | HASHTABLE_ATOMIC, nullptr);
+        for (guint64 i = 0; i < kKeys; i++) {
+            const std::string key = std::to_string(i);
+            numInserted += HashTable_Insert(table, key.c_str(), Number(t * kKeys + i));
+            seen[t].push_back(HashTable_LookupOrInsert(table, key.c_str(), Number(~0ul)));
+        }
+    });
     EXPECT_EQ(int(kKeys), numInserted);
     EXPECT_EQ(kKeys, HashTable_GetNumElements(shared));
     for (const auto &each : seen)
@@ -217,14 +213,10 @@ TEST(HashTable, ThreadsReplaceAndEachValueIsFreedOnce) {
     TablePtr table(HashTable_Alloc(1, HASHTABLE_INT | HASHTABLE_ATOMIC, [](gpointer value) {
         sum += reinterpret_cast<guint64>(value);
     }));
-    std::vector<std::thread> threads;
-    for (int t = 0; t < 4; t++)
-        threads.emplace_back([&] {
-            for (guint64 i = 1; i <= 1000; i++)
-                HashTable_ReplaceOrInsert(table.get(), Number(i % 3), Number(i));
-        });
-    for (std::thread &thread : threads)
-        thread.join();
+    InThreads(4, [&](int) {
+        for (guint64 i = 1; i <= 1000; i++)
+            HashTable_ReplaceOrInsert(table.get(), Number(i % 3), Number(i));
+    });
     table.reset();
     EXPECT_EQ(4u * 500500, sum);
 }

@@ -4,7 +4,6 @@
 #include <cerrno>
 #include <cstdlib>
 #include <string>
-#include <thread>
 
 #include <curl/curl.h>
 #include <dlfcn.h>
@@ -13,6 +12,7 @@
 #include "lib/ssl/sslAccess.h"
 #include "lib/ssl/sslModule.h"
 #include "lib/ssl/sslVerifyState.h"
+#include "tests/lib/lock/inThreads.h"
 #include "tests/lib/ssl/tlsPair.h"
 
 extern "C" {
@@ -84,15 +84,10 @@ TEST_F(SSLModule, TheDirectoryFunctionIsCalledWithoutTheLock) {
 
 TEST_F(SSLModule, ThreadsThatStartTogetherGetOneModule) {
     std::array<SSL_CTX *, 4> contexts{};
-    std::array<std::thread, 4> threads;
-    for (size_t i = 0; i < threads.size(); i++)
-        threads[i] = std::thread([&contexts, i] {
-            SSL_Init([](const char *, const char *) { return strdup("/nowhere"); }, nullptr,
-                     nullptr);
-            contexts[i] = sslModule.ssl_ctx;
-        });
-    for (std::thread &thread : threads)
-        thread.join();
+    InThreads(4, [&](size_t i) {
+        SSL_Init([](const char *, const char *) { return strdup("/nowhere"); }, nullptr, nullptr);
+        contexts[i] = sslModule.ssl_ctx;
+    });
     for (SSL_CTX *ctx : contexts)
         EXPECT_EQ(contexts[0], ctx);
 }

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cfloat>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -14,6 +13,7 @@
 #include "lib/misc/glibPtr.h"
 #include "ozy/lib/orvane/runtime/orvaneRuntime.h"
 #include "ozy/lib/orvane/schema/schemaLookup.h"
+#include "tests/lib/lock/inThreads.h"
 #include "tests/ozy/lib/orvane/soap/soapFixture.h"
 
 namespace {
@@ -187,17 +187,11 @@ TEST(SchemaClass, RootsAreTheStructsThatApplicationsSee) {
 TEST(SchemaClass, RegistersFromManyThreadsAtOnce) {
     const guint numTypes = SchemaEngine_Tables()->numTypes;
     std::vector<std::vector<GType>> seen(8);
-    std::vector<std::thread> threads;
-    threads.reserve(seen.size());
-    for (auto &types : seen) {
-        threads.emplace_back([&types, numTypes] {
-            for (guint i = 0; i < numTypes; i++)
-                types.push_back(orvane_schema_get_type(numTypes - 1 - i));
-            g_type_class_unref(g_type_class_ref(SKEMA_TYPE_OZY_TASK_INFO));
-        });
-    }
-    for (std::thread &thread : threads)
-        thread.join();
+    InThreads(8, [&](int number) {
+        for (guint i = 0; i < numTypes; i++)
+            seen[number].push_back(orvane_schema_get_type(numTypes - 1 - i));
+        g_type_class_unref(g_type_class_ref(SKEMA_TYPE_OZY_TASK_INFO));
+    });
     for (const auto &types : seen)
         EXPECT_EQ(seen[0], types);
     EXPECT_EQ(0, std::ranges::count(seen[0], GType{0}));

@@ -1,7 +1,6 @@
+#include "tests/lib/lock/inThreads.h"
 #include "tests/ozy/lib/orvane/soap/keeper.h"
 #include "tests/support/logText.h"
-
-#include <thread>
 
 #include <gmock/gmock.h>
 
@@ -88,11 +87,7 @@ TEST(SoapPlan, WhatAPropertyRefusesStaysOutOfTheObject) {
 TEST(SoapPlan, TwoThreadsGetTheSamePlan) {
     const GType type = Register("TestSoapRaced");
     const SoapPlan *plans[2] = {};
-    std::thread threads[2];
-    for (int i = 0; i < 2; i++)
-        threads[i] = std::thread([&, i] { plans[i] = OrvaneSoapPlan_Get(type); });
-    for (std::thread &thread : threads)
-        thread.join();
+    InThreads(2, [&](int i) { plans[i] = OrvaneSoapPlan_Get(type); });
     ASSERT_NE(nullptr, plans[0]);
     EXPECT_EQ(plans[0], plans[1]);
     EXPECT_EQ(plans[0], OrvaneSoapPlan_Get(type));

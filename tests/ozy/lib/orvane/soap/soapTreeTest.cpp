@@ -1,11 +1,10 @@
 #include "tests/ozy/lib/orvane/soap/mutations.h"
 #include "tests/ozy/lib/orvane/soap/soapFixture.h"
 
-#include <thread>
-
 #include <gmock/gmock.h>
 
 #include "ozy/lib/orvane/soap/orvaneSoapTree.h"
+#include "tests/lib/lock/inThreads.h"
 #include "tests/support/logText.h"
 
 namespace {
@@ -74,11 +73,10 @@ TEST(SoapTree, IsTheTreeThatLibxml2Makes) {
     std::string names;
     for (int i = 0; i < 5000; i++)
         names += "<n" + std::to_string(i) + "/>";
-    struct Row {
+    const struct {
         std::string text;
         bool isInBlocks;
-    };
-    const Row rows[] = {
+    } rows[] = {
         {"<a/>", true},
         {"<a></a>", true},
         {"<a> <b>1</b>t&amp;u<c/> &#65;</a>", true},
@@ -151,7 +149,7 @@ TEST(SoapTree, IsTheTreeThatLibxml2Makes) {
         {std::string("<a>\0</a>", 8), false},
         {"", false},
     };
-    for (const Row &row : rows) {
+    for (const auto &row : rows) {
         bool isInBlocks = false;
         EXPECT_EQ(PlainShape(row.text), TreeShape(row.text, &isInBlocks)) << row.text.substr(0, 80);
         EXPECT_EQ(row.isInBlocks, isInBlocks) << row.text.substr(0, 80);
@@ -208,14 +206,10 @@ TEST(SoapTree, DepthIsLimitedAsInThePlainWay) {
 TEST(SoapTree, TreesOfSeveralThreadsShareTheKeptBlocks) {
     const std::string text = ReplyText("retrieveProperties.xml");
     const std::string wanted = PlainShape(text);
-    std::thread threads[4];
-    for (std::thread &thread : threads)
-        thread = std::thread([&] {
-            for (int i = 0; i < 50; i++)
-                EXPECT_EQ(wanted, TreeShape(text));
-        });
-    for (std::thread &thread : threads)
-        thread.join();
+    InThreads(4, [&](int) {
+        for (int i = 0; i < 50; i++)
+            EXPECT_EQ(wanted, TreeShape(text));
+    });
 }
 
 TEST(SoapTree, ItsMemoryIsLimitedInBothWaysOfReading) {
