@@ -1,41 +1,21 @@
 #include <crypto/cryptoKey.h>
 
 #include <string>
-#include <thread>
 
 #include <gtest/gtest.h>
 
 #include "lib/crypto/cryptoOwner.h"
-#include "tests/lib/crypto/bytes.h"
 #include "tests/lib/crypto/keys.h"
+#include "tests/lib/lock/inThreads.h"
 #include "tests/support/logText.h"
 
 namespace {
 
 constexpr gsize kBlock = 16;
 
-CryptoKeyPtr MakeKey(CryptoCipher *cipher, gsize size, guint32 seed = 7) {
-    const Bytes raw = SomeBytes(size, seed);
-    CryptoKeyPtr key;
-    EXPECT_EQ(0u, CryptoKey_Create(cipher, raw.data(), raw.size(), CryptoOut(key)));
-    return key;
-}
-
-CryptoKeyPtr MakeKey() {
-    return MakeKey(CryptoCipherAES_128, 16);
-}
-
-struct Result {
-    CryptoError error;
-    Bytes bytes;
-};
-
-/* Takes over a block. After a failure the outs must be cleared. */
-Result Take(CryptoError error, guint8 *data, gsize size) {
-    const SecretBlock owner(data, size);
-    EXPECT_EQ(error == 0, data != nullptr);
-    EXPECT_TRUE(error == 0 || size == 0);
-    return {error, Bytes(data, data + size)};
+CryptoKeyPtr MakeKey(CryptoCipher *cipher = CryptoCipherAES_128, gsize size = 16,
+                     guint32 seed = 7) {
+    return KeyOf(cipher, SomeBytes(size, seed));
 }
 
 Bytes Seal(CryptoKey *key, const Bytes &plain, CryptoKeyedHash *mac = CryptoKeyedHash_HMAC_SHA_1) {
@@ -57,13 +37,8 @@ Result Open(CryptoKey *key, const Bytes &record,
 }
 
 Bytes Mac(CryptoKey *key, const Bytes &plain) {
-    const guint8 *raw;
-    gsize size;
-    CryptoKey_GetKeyData(key, &raw, &size);
-    Bytes mac(20);
-    CryptoKeyedHash_Compute(CryptoKeyedHash_HMAC_SHA_1, raw, size, plain.data(), plain.size(),
-                            mac.data(), mac.size());
-    return mac;
+    const std::string raw = BytesOf(key);
+    return HmacSha1({raw.begin(), raw.end()}, plain);
 }
 
 /* A record of a text with padding and a MAC that are as the test wants them. */
@@ -184,9 +159,7 @@ TEST(CryptoKey, BlocksAndChainsGiveThePublishedAnswers) {
          "39f23369a9d9bacfa530e26304231461b2eb05e2c39be9fcda6c19078c6a9d1b"},
     };
     for (const auto &row : rows) {
-        const Bytes bytes = FromHex(row.key);
-        CryptoKeyPtr key;
-        ASSERT_EQ(0u, CryptoKey_Create(row.cipher, bytes.data(), bytes.size(), CryptoOut(key)));
+        const CryptoKeyPtr key = KeyOf(row.cipher, FromHex(row.key));
         Bytes out(plain.size());
         for (gsize at = 0; at < out.size(); at += kBlock)
             EXPECT_EQ(0u, CryptoKey_ECBEncrypt(key.get(), &plain[at], &out[at], kBlock));
@@ -279,9 +252,8 @@ TEST(CryptoKey, OnlyBytesOfTheCiphersSizeMakeAKey) {
 }
 
 TEST(CryptoKey, ExportedTextsAreReadBack) {
-    const Bytes raw = FromHex("000102030405060708090a0b0c0d0e0f");
-    CryptoKeyPtr key;
-    ASSERT_EQ(0u, CryptoKey_Create(CryptoCipherAES_128, raw.data(), raw.size(), CryptoOut(key)));
+    const CryptoKeyPtr key =
+        KeyOf(CryptoCipherAES_128, FromHex("000102030405060708090a0b0c0d0e0f"));
     EXPECT_EQ("type=key:cipher=AES-128:key=AAECAwQFBgcICQoLDA0ODw%3d%3d", Export(key.get()));
     for (const char *password : {static_cast<const char *>(nullptr), "", "secret"}) {
         CryptoKeyPtr again;
@@ -314,17 +286,12 @@ TEST(CryptoKey, TextsThatAreNoKeyGiveTheCodeOfTheLastForm) {
 TEST(CryptoKey, IsSharedByThreads) {
     const CryptoKeyPtr key = MakeKey();
     const Bytes plain = SomeBytes(100);
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 8; i++) {
-        threads.emplace_back([&key, &plain] {
-            for (int round = 0; round < 50; round++) {
-                const CryptoKeyPtr mine(CryptoKey_Clone(key.get()));
-                EXPECT_EQ(plain, Open(mine.get(), Seal(mine.get(), plain)).bytes);
-            }
-        });
-    }
-    for (std::thread &thread : threads)
-        thread.join();
+    InThreads(8, [&](int) {
+        for (int round = 0; round < 50; round++) {
+            const CryptoKeyPtr mine(CryptoKey_Clone(key.get()));
+            EXPECT_EQ(plain, Open(mine.get(), Seal(mine.get(), plain)).bytes);
+        }
+    });
 }
 
 } // namespace

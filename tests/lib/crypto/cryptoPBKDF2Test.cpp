@@ -5,7 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "lib/crypto/cryptoInt.h"
-#include "tests/lib/crypto/bytes.h"
+#include "tests/lib/crypto/keys.h"
 
 namespace {
 
@@ -20,13 +20,12 @@ std::string Derive(std::string_view password, std::string_view salt, int rounds,
 /* RFC 6070, but for the row of 16,777,216 rounds. */
 TEST(CryptoPBKDF2, KnownAnswers) {
     using namespace std::literals;
-    struct Row {
+    const struct {
         std::string_view password;
         std::string_view salt;
         int rounds;
         const char *key;
-    };
-    const Row rows[] = {
+    } rows[] = {
         {"password", "salt", 1, "0c60c80f961f0e71f3a9b524af6012062fe037a6"},
         {"password", "salt", 2, "ea6c014dc72d6f8ccd1ed92ace1d41f0d8de8957"},
         {"password", "salt", 4096, "4b007901b765489abead49d926f721d065a429c1"},
@@ -34,7 +33,7 @@ TEST(CryptoPBKDF2, KnownAnswers) {
          "3d2eec4fe41c849b80c8d83662c0e44a8b291a964cf2f07038"},
         {"pass\0word"sv, "sa\0lt"sv, 4096, "56fa6aa75548099dcc37d7f03425e0c3"},
     };
-    for (const Row &row : rows)
+    for (const auto &row : rows)
         EXPECT_EQ(row.key, Derive(row.password, row.salt, row.rounds, strlen(row.key) / 2))
             << row.password << " " << row.rounds;
 }
@@ -48,12 +47,9 @@ std::string DeriveByDefinition(std::string_view password, std::string_view salt,
         input.insert(input.end(), {0, 0, 0, block});
         Bytes sum(20);
         for (int i = 0; i < rounds; i++) {
-            Bytes mac(20);
-            CryptoKeyedHash_Compute(CryptoKeyedHash_HMAC_SHA_1, password.data(), password.size(),
-                                    input.data(), input.size(), mac.data(), mac.size());
+            input = HmacSha1({password.begin(), password.end()}, input);
             for (gsize at = 0; at < sum.size(); at++)
-                sum[at] ^= mac[at];
-            input = mac;
+                sum[at] ^= input[at];
         }
         out.insert(out.end(), sum.begin(), sum.end());
     }

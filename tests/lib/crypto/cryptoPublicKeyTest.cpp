@@ -34,11 +34,6 @@ CryptoKeyPtr PublicOf(CryptoKey *key) {
     return publicKey;
 }
 
-struct Result {
-    CryptoError error;
-    Bytes bytes;
-};
-
 Result Encrypt(CryptoKey *key, CryptoRSAPadding padding, const Bytes &in) {
     guint8 *data;
     gsize size;
@@ -51,9 +46,7 @@ Result Decrypt(CryptoKey *key, CryptoRSAPadding padding, const Bytes &in, gsize 
     guint8 *data;
     gsize size;
     const CryptoError error = CryptoKey_PKDecrypt(key, padding, in.data(), inSize, &data, &size);
-    const SecretBlock owner(data, size);
-    EXPECT_EQ(error == 0, data != nullptr);
-    return {error, Bytes(data, data + size)};
+    return Take(error, data, size);
 }
 
 /* Runs a shell command in the folder; its exit status. */
@@ -157,8 +150,8 @@ TEST(CryptoPublicKey, SealedRecordsOpenWithThePrivateKeyOnly) {
     const auto open = [&](CryptoKey *key, gsize cut) {
         const CryptoError error = CryptoKey_DecryptWithMAC(key, CryptoKeyedHash_HMAC_SHA_256,
                                                            record.data(), cut, &data, &size);
-        const SecretBlock owner(data, size);
-        return error == 0 ? Bytes(data, data + size) : Bytes{static_cast<guint8>(error)};
+        const Bytes opened = Take(error, data, size).bytes;
+        return error == 0 ? opened : Bytes{static_cast<guint8>(error)};
     };
     EXPECT_EQ(plain, open(Shared("RSA-1024"), record.size()));
     EXPECT_EQ(Bytes{4}, open(publicKey.get(), record.size()));

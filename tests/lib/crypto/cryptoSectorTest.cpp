@@ -6,23 +6,16 @@
 #include <gtest/gtest.h>
 
 #include "lib/misc/glibPtr.h"
-#include "tests/lib/crypto/bytes.h"
+#include "tests/lib/crypto/keys.h"
 
 namespace {
 
 using CtxPtr = std::unique_ptr<CryptoSectorCipherCtx, Release<CryptoSector_CipherCtxRelease>>;
-using KeyPtr = std::unique_ptr<CryptoKey, Release<CryptoKey_Free>>;
-
-KeyPtr Key(CryptoCipher *cipher, const Bytes &bytes) {
-    CryptoKey *key = nullptr;
-    EXPECT_EQ(0u, CryptoKey_Create(cipher, bytes.data(), bytes.size(), &key));
-    return KeyPtr(key);
-}
 
 CtxPtr Context(CryptoCipher *cipher = CryptoCipherAES_128, gsize keySize = 16) {
     const Bytes iv = SomeBytes(16, 3);
-    return CtxPtr(
-        CryptoSector_CipherCtxCreate(Key(cipher, SomeBytes(keySize)).get(), iv.data(), iv.size()));
+    return CtxPtr(CryptoSector_CipherCtxCreate(KeyOf(cipher, SomeBytes(keySize)).get(), iv.data(),
+                                               iv.size()));
 }
 
 Bytes Crypt(gboolean encrypt, const CtxPtr &ctx, guint64 sector, const Bytes &in) {
@@ -75,11 +68,7 @@ TEST(CryptoSector, SealedDataOfAnySizeOpensAgain) {
         input[0] = 9;
         input.insert(input.end(), first.begin(), first.end() - 20);
         input.insert(input.end(), {'e', 'x'});
-        const Bytes key = SomeBytes(16);
-        Bytes mac(20);
-        CryptoKeyedHash_Compute(CryptoKeyedHash_HMAC_SHA_1, key.data(), key.size(), input.data(),
-                                input.size(), mac.data(), mac.size());
-        EXPECT_EQ(mac, Bytes(first.end() - 20, first.end()));
+        EXPECT_EQ(HmacSha1(SomeBytes(16), input), Bytes(first.end() - 20, first.end()));
 
         EXPECT_EQ(0u,
                   CryptoSector_HMACDecrypt(ctx.get(), 9, first.data(), size, expansion, "ex", 2));
@@ -134,7 +123,7 @@ TEST(CryptoSector, SizesThatDoNotFitAreRefused) {
         EXPECT_EQ(Bytes(100, 'x'), buf);
     }
     const Bytes iv(17);
-    const KeyPtr key = Key(CryptoCipherAES_128, SomeBytes(16));
+    const CryptoKeyPtr key = KeyOf(CryptoCipherAES_128, SomeBytes(16));
     for (gsize size : {0, 15, 17})
         EXPECT_EQ(nullptr, CryptoSector_CipherCtxCreate(key.get(), iv.data(), size)) << size;
 }
@@ -145,7 +134,7 @@ TEST(CryptoSector, AContextLivesAsLongAsItsLastUser) {
     EXPECT_EQ(CryptoCipherAES_192, CryptoSector_CipherCtxGetCipher(ctx));
     EXPECT_EQ(16u, CryptoSector_CipherCtxGetIVSize(ctx));
     EXPECT_EQ(ctx, CryptoSector_CipherCtxGrab(ctx));
-    const KeyPtr key(CryptoKey_Clone(CryptoSector_CipherCtxGetKey(ctx)));
+    const CryptoKeyPtr key(CryptoKey_Clone(CryptoSector_CipherCtxGetKey(ctx)));
     CryptoSector_CipherCtxRelease(ctx);
     const Bytes iv(CryptoSector_CipherCtxGetIV(ctx), CryptoSector_CipherCtxGetIV(ctx) + 16);
     EXPECT_NE(Bytes(16), iv);

@@ -1,5 +1,5 @@
 /*
- * keys.h -- keys made at random, and their bytes and texts
+ * keys.h -- keys of given or random bytes, and their bytes and texts
  */
 #pragma once
 
@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include "lib/crypto/cryptoOwner.h"
+#include "tests/lib/crypto/bytes.h"
 
 inline CryptoKeyPtr NewKey(const char *cipherName = "AES-128") {
     CryptoCipher *cipher;
@@ -16,6 +17,32 @@ inline CryptoKeyPtr NewKey(const char *cipherName = "AES-128") {
     CryptoKeyPtr key;
     EXPECT_EQ(0u, CryptoKey_Generate(cipher, CryptoOut(key))) << cipherName;
     return key;
+}
+
+inline CryptoKeyPtr KeyOf(CryptoCipher *cipher, const Bytes &bytes) {
+    CryptoKeyPtr key;
+    EXPECT_EQ(0u, CryptoKey_Create(cipher, bytes.data(), bytes.size(), CryptoOut(key)));
+    return key;
+}
+
+inline Bytes HmacSha1(const Bytes &key, const Bytes &data) {
+    Bytes mac(20);
+    CryptoKeyedHash_Compute(CryptoKeyedHash_HMAC_SHA_1, key.data(), key.size(), data.data(),
+                            data.size(), mac.data(), mac.size());
+    return mac;
+}
+
+struct Result {
+    CryptoError error;
+    Bytes bytes;
+};
+
+/* Takes over a block. After a failure the outs must be cleared. */
+inline Result Take(CryptoError error, guint8 *data, gsize size) {
+    const SecretBlock owner(data, size);
+    EXPECT_EQ(error == 0, data != nullptr);
+    EXPECT_TRUE(error == 0 || size == 0);
+    return {error, Bytes(data, data + size)};
 }
 
 inline std::string BytesOf(const CryptoKey *key) {

@@ -96,10 +96,7 @@ void ExpectWiped(const Secrets &secrets, const std::function<void()> &work) {
 }
 
 CryptoKeyPtr MakeKey() {
-    const std::string raw = RawKey();
-    CryptoKeyPtr key;
-    EXPECT_EQ(0u, CryptoKey_Create(CryptoCipherAES_256, raw.data(), raw.size(), CryptoOut(key)));
-    return key;
+    return KeyOf(CryptoCipherAES_256, SomeBytes(32, 99));
 }
 
 /* What is exported behind this is always the same, so that a text of it can be looked for. */
@@ -258,10 +255,7 @@ TEST(Wiping, Keys) {
 
 TEST(Wiping, SealedRecords) {
     const CryptoKeyPtr key = MakeKey();
-    Bytes mac(20);
-    const std::string raw = RawKey();
-    CryptoKeyedHash_Compute(CryptoKeyedHash_HMAC_SHA_1, raw.data(), raw.size(), kPlain,
-                            strlen(kPlain), mac.data(), mac.size());
+    const Bytes mac = HmacSha1(SomeBytes(32, 99), Bytes(kPlain, kPlain + strlen(kPlain)));
     guint8 *data;
     gsize size;
     ASSERT_EQ(0u, CryptoKey_EncryptWithMAC(key.get(), CryptoKeyedHash_HMAC_SHA_1, kPlain,
