@@ -7,45 +7,37 @@ namespace {
 
 using BasicHttp = BasicHttpFixture;
 
-struct MethodRow {
-    BasicHttpMethod method;
-    const char *body;
-    const char *head; /* %d is the port */
-};
-
-constexpr MethodRow kMethods[] = {
-    {BASICHTTP_METHOD_GET, nullptr,
-     "GET /x HTTP/1.1\r\nHost: 127.0.0.1:%d\r\nUser-Agent: Halden-client\r\nAccept: */*"},
-    {BASICHTTP_METHOD_POST, "<x/>",
-     "POST /x HTTP/1.1\r\nHost: 127.0.0.1:%d\r\nUser-Agent: Halden-client\r\nAccept: */*\r\n"
-     "Content-Length: 4\r\nContent-Type: application/x-www-form-urlencoded"},
-    {BASICHTTP_METHOD_POST, nullptr,
-     "POST /x HTTP/1.1\r\nHost: 127.0.0.1:%d\r\nUser-Agent: Halden-client\r\nAccept: */*\r\n"
-     "Content-Length: 0\r\nContent-Type: application/x-www-form-urlencoded"},
-    {BASICHTTP_METHOD_HEAD, nullptr,
-     "HEAD /x HTTP/1.1\r\nHost: 127.0.0.1:%d\r\nUser-Agent: Halden-client\r\nAccept: */*"},
-    {BASICHTTP_METHOD_DELETE, nullptr,
-     "DELETE /x HTTP/1.1\r\nHost: 127.0.0.1:%d\r\nUser-Agent: Halden-client\r\nAccept: */*"},
-    {BASICHTTP_METHOD_PUT, "abc",
-     "PUT /x HTTP/1.1\r\nHost: 127.0.0.1:%d\r\nUser-Agent: Halden-client\r\nAccept: */*\r\n"
-     "Content-Length: 3\r\nExpect: 100-continue"},
-};
-
 TEST_F(BasicHttp, MethodsGoOutAsTheyShould) {
+    const std::string form = "\r\nContent-Type: application/x-www-form-urlencoded";
+    const struct {
+        BasicHttpMethod method;
+        const char *body;
+        const char *name;
+        std::string ownHeaders;
+    } rows[] = {
+        {BASICHTTP_METHOD_GET, nullptr, "GET", ""},
+        {BASICHTTP_METHOD_POST, "<x/>", "POST", "\r\nContent-Length: 4" + form},
+        {BASICHTTP_METHOD_POST, nullptr, "POST", "\r\nContent-Length: 0" + form},
+        {BASICHTTP_METHOD_HEAD, nullptr, "HEAD", ""},
+        {BASICHTTP_METHOD_DELETE, nullptr, "DELETE", ""},
+        {BASICHTTP_METHOD_PUT, "abc", "PUT", "\r\nContent-Length: 3\r\nExpect: 100-continue"},
+    };
     server.Answer([](const CannedRequest &request) {
         return request.method == "HEAD"
                    ? CannedAnswer{"HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\n"}
                    : HttpReply("reply");
     });
-    for (const MethodRow &row : kMethods) {
+    for (const auto &row : rows) {
         const Outcome outcome = Run(Request("/x", row.method, row.body));
         EXPECT_EQ(BASICHTTP_ERROR_NONE, outcome.error);
         EXPECT_EQ(200, outcome.status);
         EXPECT_EQ(row.method == BASICHTTP_METHOD_HEAD ? "" : "reply", outcome.content);
         EXPECT_EQ(server.Url("/x"), outcome.url);
         const CannedRequest &seen = server.Requests().back();
-        const GPtr<char> head(g_strdup_printf(row.head, server.Port()));
-        EXPECT_STREQ(head.get(), seen.head.c_str());
+        EXPECT_EQ(std::string(row.name) +
+                      " /x HTTP/1.1\r\nHost: 127.0.0.1:" + std::to_string(server.Port()) +
+                      "\r\nUser-Agent: Halden-client\r\nAccept: */*" + row.ownHeaders,
+                  seen.head);
         EXPECT_EQ(row.body ? row.body : "", seen.body);
     }
     EXPECT_EQ(1, server.NumConnections());

@@ -51,40 +51,23 @@ std::string All(const std::string &type, const std::string &text) {
 }
 
 TEST_F(SchemaInvoke, NumbersComeByValueOrByPointer) {
-    const gboolean boolean = FALSE;
-    const gint8 byte = -128;
-    const gint number = -5;
-    const gint64 big = G_MAXINT64;
-    const gfloat real = 0.5F;
-    const gdouble precise = 0.25;
-    const SkemaQormCorePropertyCollectorObjectUpdateKind kind =
-        SKEMA_QORM_CORE_PROPERTY_COLLECTOR_OBJECT_UPDATE_LEAVE;
-    const auto list = [](GType type, auto set, auto element) {
+    const auto expectSent = [this](const char *word, const std::string &sent, GType type, auto set,
+                                   auto number) {
         Value value(type);
-        set(value.get(), element);
-        return ArrayValue({&value, &value});
+        set(value.get(), number);
+        EXPECT_EQ(sent, Take(word, number, &number, ArrayValue({&value, &value}).Array(), number))
+            << word;
     };
-    EXPECT_EQ(All("xsd:boolean", "0"),
-              Take("Boolean", FALSE, &boolean,
-                   list(G_TYPE_BOOLEAN, g_value_set_boolean, FALSE).Array(), FALSE));
-    EXPECT_EQ(All("xsd:byte", "-128"),
-              Take("Byte", -128, &byte, list(G_TYPE_CHAR, g_value_set_schar, byte).Array(), -128));
-    EXPECT_EQ(All("xsd:int", "-5"),
-              Take("Short", -5, &number, list(G_TYPE_INT, g_value_set_int, -5).Array(), -5));
-    EXPECT_EQ(All("xsd:int", "-5"),
-              Take("Int", -5, &number, list(G_TYPE_INT, g_value_set_int, -5).Array(), -5));
-    EXPECT_EQ(All("xsd:long", "9223372036854775807"),
-              Take("Long", big, &big, list(G_TYPE_INT64, g_value_set_int64, big).Array(), big));
-    EXPECT_EQ(All("ObjectUpdateKind", "leave"),
-              Take("Enum", kind, &kind,
-                   list(orvane_lookup_type("ObjectUpdateKind"), g_value_set_enum, kind).Array(),
-                   kind));
-    EXPECT_EQ(
-        All("xsd:float", "0.500000"),
-        Take("Float", real, &real, list(G_TYPE_FLOAT, g_value_set_float, real).Array(), real));
-    EXPECT_EQ(All("xsd:double", "0.250000"),
-              Take("Double", precise, &precise,
-                   list(G_TYPE_DOUBLE, g_value_set_double, precise).Array(), precise));
+    expectSent("Boolean", All("xsd:boolean", "0"), G_TYPE_BOOLEAN, g_value_set_boolean, FALSE);
+    expectSent("Byte", All("xsd:byte", "-128"), G_TYPE_CHAR, g_value_set_schar, gint8{-128});
+    expectSent("Short", All("xsd:int", "-5"), G_TYPE_INT, g_value_set_int, -5);
+    expectSent("Int", All("xsd:int", "-5"), G_TYPE_INT, g_value_set_int, -5);
+    expectSent("Long", All("xsd:long", "9223372036854775807"), G_TYPE_INT64, g_value_set_int64,
+               gint64{G_MAXINT64});
+    expectSent("Enum", All("ObjectUpdateKind", "leave"), orvane_lookup_type("ObjectUpdateKind"),
+               g_value_set_enum, SKEMA_QORM_CORE_PROPERTY_COLLECTOR_OBJECT_UPDATE_LEAVE);
+    expectSent("Float", All("xsd:float", "0.500000"), G_TYPE_FLOAT, g_value_set_float, 0.5F);
+    expectSent("Double", All("xsd:double", "0.250000"), G_TYPE_DOUBLE, g_value_set_double, 0.25);
 }
 
 TEST_F(SchemaInvoke, WhatComesByPointerIsLeftOutIfThatIsNull) {
