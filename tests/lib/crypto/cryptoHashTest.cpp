@@ -31,13 +31,12 @@ std::string LastLogLine() {
 }
 
 TEST(CryptoHash, KnownAnswers) {
-    struct Row {
+    const std::string twoBlocks = "abcdbcdecdefdefgefghfghighijhijkijkljklmklmnlmnomnopnopq";
+    const struct {
         const char *name;
         std::string text;
         const char *digest;
-    };
-    const std::string twoBlocks = "abcdbcdecdefdefgefghfghighijhijkijkljklmklmnlmnomnopnopq";
-    const Row rows[] = {
+    } rows[] = {
         {"SHA-1", "", "da39a3ee5e6b4b0d3255bfef95601890afd80709"},
         {"SHA-1", "abc", "a9993e364706816aba3e25717850c26c9cd0d89d"},
         {"SHA-1", twoBlocks, "84983e441c3bd26ebaae4aa1f95129e5e54670f1"},
@@ -48,7 +47,7 @@ TEST(CryptoHash, KnownAnswers) {
         {"SHA-256", std::string(1000000, 'a'),
          "cdc76e5c9914fb9281a1c7e284d73e67f1809a48a497200e046d39ccc7112cd0"},
     };
-    for (const Row &row : rows)
+    for (const auto &row : rows)
         EXPECT_EQ(row.digest, Digest(row.name, row.text)) << row.name << " " << row.text.size();
 }
 

@@ -135,16 +135,15 @@ std::string Crypt(void *ctx, std::string_view text, CipherUpdateFn *update, Ciph
 
 /* Only the provider "legacy" has DES and Blowfish. */
 TEST_F(SSLAdapterContexts, CiphersEncryptAndDecryptAlsoTheLegacyOnes) {
-    struct Row {
+    const struct {
         const char *name;
         const EVP_CIPHER *cipher;
         int blockSize;
-    };
-    const Row rows[] = {{"AES-128", __wrap_EVP_aes_128_cbc(), 16},
-                        {"3DES", __wrap_EVP_des_ede3_cbc(), 8},
-                        {"DES", __wrap_EVP_des_cbc(), 8},
-                        {"Blowfish", __wrap_EVP_bf_cbc(), 8}};
-    for (const Row &row : rows) {
+    } rows[] = {{"AES-128", __wrap_EVP_aes_128_cbc(), 16},
+                {"3DES", __wrap_EVP_des_ede3_cbc(), 8},
+                {"DES", __wrap_EVP_des_cbc(), 8},
+                {"Blowfish", __wrap_EVP_bf_cbc(), 8}};
+    for (const auto &row : rows) {
         SCOPED_TRACE(row.name);
         CipherStorage there(0xa5);
         ASSERT_EQ(1, __wrap_EVP_EncryptInit(there.At(), row.cipher, kKey, kIv));

@@ -30,18 +30,17 @@ bool IsOfAdapter(std::size_t row) {
 }
 
 TEST(SSLAdapterObjects, EveryNameIsVersionedAndTheObjectsHaveNamesOfTheirOwn) {
-    struct Row {
+    const struct {
         const char *file;
         const char *name;
         const char *version;
         int count;
-    };
-    const Row rows[] = {
+    } rows[] = {
         {"libcrypto.so.1.0.2", "libhalden-crypto-adapter.so.1", "HALDEN_LIBCRYPTO_ADAPTER_1", 73},
         {"libssl.so.1.0.2", "libhalden-ssl-adapter.so.1", "HALDEN_LIBSSL_ADAPTER_1", 17},
     };
     const std::regex defined(R"( (?:GLOBAL|WEAK) +DEFAULT +(?!UND)\S+ (\S+))");
-    for (const Row &row : rows) {
+    for (const auto &row : rows) {
         const std::string path = std::string(SSL_ADAPTERS "/") + row.file;
         EXPECT_NE(std::string::npos,
                   Readelf("-d", path).find("Library soname: [" + std::string(row.name) + "]"));

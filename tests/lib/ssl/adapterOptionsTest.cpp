@@ -71,18 +71,17 @@ TEST_F(SSLAdapterOptions, OldCommandsAnswer) {
 
 /* The caller decides on old versions and small keys, not the policy of the machine. */
 TEST_F(SSLAdapterOptions, OldAndNewVersionsShakeHands) {
-    struct Row {
+    const struct {
         const SSL_METHOD *client;
         const char *version;
-    };
-    const Row rows[] = {
+    } rows[] = {
         {__wrap_TLSv1_method(), "TLSv1"},
         {__wrap_TLSv1_1_method(), "TLSv1.1"},
         {__wrap_TLSv1_2_method(), "TLSv1.2"},
         {__wrap_SSLv23_method(), "TLSv1.3"},
     };
     const ContextPtr server = ServerContext(certificates::SelfSigned({.rsaBits = 1024}));
-    for (const Row &row : rows) {
+    for (const auto &row : rows) {
         const ContextPtr client = NewContext(row.client);
         TlsPair pair;
         ASSERT_TRUE(pair.ShakeHands(client.get(), server.get())) << row.version << LogText();

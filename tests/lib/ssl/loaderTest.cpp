@@ -127,18 +127,17 @@ TEST(SSLLoader, ASetGidProcessIgnoresFilesBesideTheProgram) {
 
 /* Each ends the process with a text that has the reason. */
 TEST(SSLLoader, AStartWithoutAUsablePairEndsTheProcess) {
-    struct Row {
+    const struct {
         const char *crypto;
         const char *what;
         const char *text;
-    };
-    const Row rows[] = {
+    } rows[] = {
         {"tooOld", "init", "SSLLoadSharedLibraries: Failed to load OpenSSL libraries. libdir is "},
         {"noVersion", "init", "DLSYM: Failed to resolve SSLeay: "},
         {"newEnough", "init", "DLSYM: Failed to resolve SSL_load_error_strings: "},
         {"nullFunction", "egd", "SSL wrapper: invoked uninitialized function RAND_egd!\n"},
     };
-    for (const Row &row : rows) {
+    for (const auto &row : rows) {
         Tree tree;
         tree.Put(tree.library / kCrypto, row.crypto);
         tree.Put(tree.library / kSsl,

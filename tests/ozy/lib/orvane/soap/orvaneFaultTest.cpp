@@ -8,15 +8,13 @@
 namespace {
 
 TEST(OrvaneFault, AnInvalidResponseTellsWhatCame) {
-    struct Row {
+    const struct {
         guint errorCode;
         glong responseCode;
         const char *message;
         const char *wanted;
-    };
-    const Row rows[] = {
-        {0, 0, nullptr, ""}, {28, 0, nullptr, ""}, {0, 503, "<html>%s", "<html>%s"}};
-    for (const Row &row : rows) {
+    } rows[] = {{0, 0, nullptr, ""}, {28, 0, nullptr, ""}, {0, 503, "<html>%s", "<html>%s"}};
+    for (const auto &row : rows) {
         const ObjectPtr<GObject> fault(reinterpret_cast<GObject *>(
             OrvaneFault_NewInvalidResponse(row.errorCode, row.responseCode, row.message)));
         guint errorCode = 99;

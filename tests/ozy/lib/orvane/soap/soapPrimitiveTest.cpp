@@ -17,13 +17,12 @@ std::string Scanned(Reader read, GType type, const char *content) {
 }
 
 TEST(SoapPrimitive, NumbersAreScannedAndCutAsByScanf) {
-    struct Row {
+    const struct {
         Reader read;
         GType type;
         const char *content;
         const char *wanted;
-    };
-    const Row rows[] = {
+    } rows[] = {
         {orvane_soap_deserialize_char, G_TYPE_CHAR, "-128", "-128"},
         {orvane_soap_deserialize_char, G_TYPE_CHAR, "300", "44"},
         {orvane_soap_deserialize_uchar, G_TYPE_UCHAR, "255", "255"},
@@ -53,7 +52,7 @@ TEST(SoapPrimitive, NumbersAreScannedAndCutAsByScanf) {
         {orvane_soap_deserialize_string, G_TYPE_STRING, nullptr, "NULL"},
         {orvane_soap_deserialize_uri, ORVANE_TYPE_URI, nullptr, "NULL"},
     };
-    for (const Row &row : rows)
+    for (const auto &row : rows)
         EXPECT_EQ(row.wanted, Scanned(row.read, row.type, row.content))
             << g_type_name(row.type) << " " << (row.content != nullptr ? row.content : "NULL");
 }
@@ -146,13 +145,12 @@ TEST(SoapPrimitive, TimesAreReadAsByGLib) {
 }
 
 TEST(SoapPrimitive, RefusalsAreReportedAsFailedChecks) {
-    struct Row {
+    const struct {
         Reader read;
         GType type;
         const char *content;
         const char *report; /* empty: refused without a word */
-    };
-    const Row rows[] = {
+    } rows[] = {
         {orvane_soap_deserialize_int, G_TYPE_INT, nullptr,
          "orvane_soap_deserialize_int: assertion 'content' failed"},
         {orvane_soap_deserialize_int, G_TYPE_INT, "five",
@@ -175,7 +173,7 @@ TEST(SoapPrimitive, RefusalsAreReportedAsFailedChecks) {
          "orvane_soap_deserialize_timeval: assertion 'g_time_val_from_iso8601((const gchar *) "
          "content, &timevalue)' failed"},
     };
-    for (const Row &row : rows) {
+    for (const auto &row : rows) {
         const Warnings warnings;
         EXPECT_EQ("-", Scanned(row.read, row.type, row.content)) << row.report;
         const std::vector<std::string> wanted(*row.report != '\0' ? 1 : 0, row.report);

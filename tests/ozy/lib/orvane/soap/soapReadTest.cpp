@@ -15,12 +15,11 @@ std::string Shown(const GValue *value) {
 }
 
 TEST(SoapRead, TheTypeTables) {
-    struct Row {
+    const struct {
         const char *name;
         GType type;
         GType elementType;
-    };
-    const Row rows[] = {
+    } rows[] = {
         {"xsd:boolean", G_TYPE_BOOLEAN, 0},
         {"xsd:byte", G_TYPE_CHAR, 0},
         {"xsd:short", G_TYPE_INT, 0},
@@ -54,7 +53,7 @@ TEST(SoapRead, TheTypeTables) {
         {"xsd:ArrayOfInt", 0, 0},
         {"", 0, 0},
     };
-    for (const Row &row : rows) {
+    for (const auto &row : rows) {
         GType elementType = 99;
         EXPECT_EQ(row.type, orvane_soap_lookup_type(row.name, &elementType)) << row.name;
         EXPECT_EQ(row.elementType, elementType) << row.name;
@@ -64,12 +63,11 @@ TEST(SoapRead, TheTypeTables) {
 TEST(SoapRead, AttributesNarrowATypeAndNeverContradictIt) {
     const GType base = orvane_lookup_type("SelectionSpec");
     const GType sub = orvane_lookup_type("TraversalSpec");
-    struct Row {
+    const struct {
         const char *text;
         GType expected;
         GType wanted; /* 0: not read */
-    };
-    const Row rows[] = {
+    } rows[] = {
         {"<v xsi:type='TraversalSpec'/>", base, sub},
         {"<v xsi:type='ozy25:TraversalSpec'/>", base, sub},
         {"<v type='TraversalSpec'/>", base, sub},
@@ -95,7 +93,7 @@ TEST(SoapRead, AttributesNarrowATypeAndNeverContradictIt) {
         {"<FromTheFuture xsi:type='FromTheFuture'/>", 0, 0},
         {"<v xsi:type='ReflectManagedMethodExecuterSoapFault'/>", 0, 0},
     };
-    for (const Row &row : rows)
+    for (const auto &row : rows)
         EXPECT_STREQ(row.wanted != 0 ? g_type_name(row.wanted) : "", [&] {
             const Value value = ReadElement(row.text, row.expected);
             return value.IsSet() ? G_VALUE_TYPE_NAME(value.get()) : "";
@@ -119,11 +117,10 @@ TEST(SoapRead, TheContentIsTheFirstTextAndNoOther) {
 }
 
 TEST(SoapRead, ArraysKeepWhatCanBeRead) {
-    struct Row {
+    const struct {
         const char *text;
         std::vector<std::string> wanted;
-    };
-    const Row rows[] = {
+    } rows[] = {
         {"<v xsi:type='ArrayOfString'/>", {}},
         {"<v xsi:type='ArrayOfString'> text "
          "<string>a</string><other>b</other><string>c</string></v>",
@@ -140,7 +137,7 @@ TEST(SoapRead, ArraysKeepWhatCanBeRead) {
           "SkemaQormCorePropertyCollectorTraversalSpec"}},
     };
     const Warnings quiet;
-    for (const Row &row : rows) {
+    for (const auto &row : rows) {
         const Value value = ReadElement(row.text, 0);
         ASSERT_NE(nullptr, value.Array()) << row.text;
         std::vector<std::string> shown;

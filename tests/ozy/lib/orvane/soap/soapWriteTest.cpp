@@ -122,18 +122,17 @@ TEST(SoapWrite, APropertyIsWrittenToServicesThatKnowIt) {
     g_object_set(session.get(), "key", "k", "userName", "u", "fullName", "f", "locale", "l",
                  "messageLocale", "m", "ipAddress", "i", "userAgent", "a", nullptr);
     const Value value = ObjectValue(session);
-    struct Row {
+    const struct {
         const char *version;
         bool hasKey, hasExtensionSession, hasIpAddress;
-    };
-    const Row rows[] = {
+    } rows[] = {
         {"", false, false, false},         {"ozy2", true, false, false},
         {"ozy25/4.1", true, false, false}, {"ozy25/5.0", true, true, false},
         {"ozy25/5.1", true, true, true},   {"ozy25/6.0", true, true, true},
         {"ferry/2.0", true, false, false}, {"ferry/3.0", true, true, false},
         {"ferry/5.0", true, true, true},   {"reflect/1.0", false, false, false},
     };
-    for (const Row &row : rows) {
+    for (const auto &row : rows) {
         const std::string text = Written("s", value.get(), row.version);
         const auto has = [&text](const char *tag) { return text.find(tag) != std::string::npos; };
         EXPECT_EQ(row.hasKey, has("<key ")) << row.version;
