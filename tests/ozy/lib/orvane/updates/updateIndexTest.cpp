@@ -95,6 +95,9 @@ public:
         Record();
     }
 
+    /* Whether the object has the list as data under its name. */
+    bool IsData() const { return IsMarked(holder.get(), row.property); }
+
     std::vector<std::string> record;
 
 private:
@@ -174,6 +177,7 @@ TEST(UpdateIndex, ListsAreTheSameAfterAWalkACopyAndASearch) {
             ChangedList list(row, way);
             for (int step = 0; step < 800; step++)
                 list.Change();
+            EXPECT_EQ(row.holder != std::string("VirtualMachine"), list.IsData()) << row.property;
             if (way == Way::Walk)
                 wanted = list.record;
             for (gsize step = 0; step < wanted.size(); step++)
