@@ -119,6 +119,19 @@ TEST_F(OperationEnds, AreReportedOnceAfterTheSignals) {
             g_object_unref(listener);
         };
     };
+    const auto call = [](const CannedAnswer &answer) {
+        return [answer](Ends *test) {
+            test->service->answers["CurrentTime"] = answer;
+            test->BeginCall();
+        };
+    };
+    const auto connect = [](const char *method, const CannedAnswer &answer) {
+        return [=](Ends *test) {
+            test->Disconnect();
+            test->service->answers[method] = answer;
+            test->BeginConnect(test->Url());
+        };
+    };
     const struct {
         const char *name;
         std::function<void(Ends *)> run;
@@ -127,39 +140,23 @@ TEST_F(OperationEnds, AreReportedOnceAfterTheSignals) {
     } rows[] = {
         {"success", [](Ends *test) { test->BeginCall(); }, {"signal success", "succeeded"}, ""},
         {"a fault",
-         [](Ends *test) {
-             test->service->answers["CurrentTime"] = Fault("InvalidPowerState");
-             test->BeginCall();
-         },
+         call(Fault("InvalidPowerState")),
          {"signal failure", "fault"},
          "InvalidPowerState: no"},
         {"a fault about a path",
-         [](Ends *test) {
-             test->service->answers["CurrentTime"] =
-                 Fault("InvalidProperty", "<name>config.nmae</name>");
-             test->BeginCall();
-         },
+         call(Fault("InvalidProperty", "<name>config.nmae</name>")),
          {"signal failure", "fault"},
          "InvalidProperty: no (property config.nmae)"},
         {"status 404 with a page that is XML",
-         [](Ends *test) {
-             test->service->answers["CurrentTime"] = HttpReply("<html/>", 404);
-             test->BeginCall();
-         },
+         call(HttpReply("<html/>", 404)),
          {"signal failure", "transport"},
          "HTTP status 404"},
         {"a page that is not XML",
-         [](Ends *test) {
-             test->service->answers["CurrentTime"] = HttpReply("<p>welcome");
-             test->BeginCall();
-         },
+         call(HttpReply("<p>welcome")),
          {"signal failure", "transport"},
          "no SOAP message"},
         {"a connection that breaks",
-         [](Ends *test) {
-             test->service->answers["CurrentTime"] = {.bytes = "HTTP", .close = true};
-             test->BeginCall();
-         },
+         call(CannedAnswer{.bytes = "HTTP", .close = true}),
          {"signal failure", "transport"},
          "(error "},
         {"the session is disconnected",
@@ -235,19 +232,11 @@ TEST_F(OperationEnds, AreReportedOnceAfterTheSignals) {
          {"signal failure", "not-sent"},
          "Nothing was sent"},
         {"a wrong password",
-         [](Ends *test) {
-             test->Disconnect();
-             test->service->answers["Login"] = Fault("InvalidLogin");
-             test->BeginConnect(test->Url());
-         },
+         connect("Login", Fault("InvalidLogin")),
          {"signal failure", "fault"},
          "password is wrong. (InvalidLogin: no)"},
         {"a connect to something else",
-         [](Ends *test) {
-             test->Disconnect();
-             test->service->answers["RetrieveServiceContent"] = HttpReply("<html/>", 404);
-             test->BeginConnect(test->Url());
-         },
+         connect("RetrieveServiceContent", HttpReply("<html/>", 404)),
          {"signal failure", "transport"},
          "HTTP status 404"},
         {"a connect that is refused",

@@ -21,6 +21,10 @@ struct Connect : SessionTest {
                     ? "\r\nContent-Length: " + std::to_string(request.body.size())
                     : "");
     }
+    void WaitForFilter() {
+        EXPECT_TRUE(testLoop::RunUntil([&] { return service->Count("CreateFilter") > 0; }));
+        testLoop::Settle();
+    }
     std::string Clone(const char *ticket) {
         return Run([&](auto *l) { orvane_session_clone(session, Url().c_str(), ticket, l); });
     }
@@ -432,8 +436,7 @@ TEST_F(RolesLoad, IsCanceledWhenTheFirstWaitCannotBeSent) {
 
 TEST_F(RolesLoad, OfAHijackedSessionIsCanceledWhenItIsReleased) {
     orvane_session_hijack(session, Url().c_str(), "a=b", connect.listener);
-    EXPECT_TRUE(testLoop::RunUntil([&] { return service->Count("CreateFilter") > 0; }));
-    testLoop::Settle();
+    WaitForFilter();
     Disconnect();
     Wait(disconnect);
     EXPECT_THAT(ends, ElementsAre("disconnect success"));
@@ -451,8 +454,7 @@ TEST_F(RolesLoad, AllowsAnythingInAHandlerOfTheCancel) {
         Ending ending;
         ending.then = action;
         orvane_session_connect(session, Url().c_str(), "u", "p", ending.listener);
-        EXPECT_TRUE(testLoop::RunUntil([&] { return service->Count("CreateFilter") > 0; }));
-        testLoop::Settle();
+        WaitForFilter();
         orvane_session_disconnect(session, nullptr);
         Wait(ending);
         EXPECT_EQ("failure RequestCanceled", ending.text);
@@ -484,8 +486,7 @@ TEST_F(Connect, ChecksWhatItIsGiven) {
 
 TEST_F(Connect, WorksWithoutAListener) {
     orvane_session_connect(session, Url().c_str(), "u", "p", nullptr);
-    EXPECT_TRUE(testLoop::RunUntil([&] { return service->Count("CreateFilter") > 0; }));
-    testLoop::Settle();
+    WaitForFilter();
     EXPECT_EQ(ORVANE_SESSION_CONNECTED, State());
     orvane_session_disconnect(session, nullptr);
     EXPECT_TRUE(testLoop::RunUntil([&] { return State() == ORVANE_SESSION_DISCONNECTED; }));

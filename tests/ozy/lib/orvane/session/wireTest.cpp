@@ -68,9 +68,7 @@ TEST_F(Wire, EachRequestAndReplyHasARecord) {
     EXPECT_EQ("success", Connect());
     seen.records.clear();
     seen.text.clear();
-    Ending ending;
-    CurrentTime(ending.listener);
-    Wait(ending);
+    Run([this](auto *l) { CurrentTime(l); });
     ASSERT_EQ(2u, seen.records.size());
     const OrvaneWireRecord &request = seen.records[0];
     const OrvaneWireRecord &reply = seen.records[1];
@@ -95,9 +93,7 @@ TEST_F(Wire, AFailedTransferIsAReply) {
     service->answers["CurrentTime"] = {.bytes = "HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\n<a>",
                                        .close = true};
     EXPECT_EQ("success", Connect());
-    Ending ending;
-    CurrentTime(ending.listener);
-    Wait(ending);
+    Run([this](auto *l) { CurrentTime(l); });
     EXPECT_EQ(guint(BASICHTTP_ERROR_GENERIC), seen.records.back().errorCode);
     EXPECT_THAT(seen.text, HasSubstr("ServiceInstance error 52 200 "));
 }
@@ -110,9 +106,7 @@ TEST_F(Wire, ALimitCutsBodies) {
         seen.records.clear();
         seen.text.clear();
         orvane_session_set_wire_limit(session, limit);
-        Ending ending;
-        CurrentTime(ending.listener);
-        Wait(ending);
+        Run([this](auto *l) { CurrentTime(l); });
         ASSERT_EQ(2u, seen.records.size());
         EXPECT_EQ(limit != G_MAXSIZE, seen.records[1].isCut);
         EXPECT_EQ((1u << 20) + 7, seen.records[1].numBytes);
