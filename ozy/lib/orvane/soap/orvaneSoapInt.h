@@ -28,7 +28,7 @@ struct SoapDestination {
 struct SoapWriter {
     GString *out;
     guint32 versions;
-    SoapPlanCache *plans;
+    SoapPlanCache &plans;
     guint numObjects = 0;    /* objects around the value that is being written */
     guint numContainers = 0; /* any values and arrays around it */
     bool *isCut =

@@ -154,7 +154,7 @@ bool SoapWriteProperty(const SoapWriter &writer, const SoapProperty &property, G
 } // namespace
 
 bool OrvaneSoapWriteObject(const SoapWriter &outer, std::string_view name, GObject *object) {
-    const SoapPlan *plan = object != nullptr ? outer.plans->Get(G_OBJECT_TYPE(object)) : nullptr;
+    const SoapPlan *plan = object != nullptr ? outer.plans.Get(G_OBJECT_TYPE(object)) : nullptr;
     SoapWriter writer = outer;
     writer.numObjects++;
     if (plan == nullptr || !SoapMayNest(writer, name))
@@ -217,7 +217,7 @@ char *OrvaneSoapWriteRequest(const SoapDestination &destination, const char *typ
                      OrvaneSoapSpell(typeName), "\">", OrvaneSoapSpell(objectId), "</_this>");
 
     SoapPlanCache plans;
-    SoapWriter writer{out.get(), destination.versions, &plans};
+    SoapWriter writer{out.get(), destination.versions, plans};
     writer.isCut = isCut;
     for (const OrvaneArgument &argument : std::span(arguments, count)) {
         if (!G_IS_VALUE(argument.value))
@@ -257,11 +257,11 @@ char *orvane_soap_serialize(OrvaneSession *session, const char *typeName, const 
 gboolean orvane_soap_serialize_value(OrvaneSession *session, GString *out, const char *name,
                                      const GValue *value) {
     SoapPlanCache plans;
-    return OrvaneSoapWriteValue({out, SoapSessionVersions(session), &plans}, name, value);
+    return OrvaneSoapWriteValue({out, SoapSessionVersions(session), plans}, name, value);
 }
 
 gboolean orvane_soap_serialize_object(OrvaneSession *session, GString *out, const char *name,
                                       GObject *object) {
     SoapPlanCache plans;
-    return OrvaneSoapWriteObject({out, SoapSessionVersions(session), &plans}, name, object);
+    return OrvaneSoapWriteObject({out, SoapSessionVersions(session), plans}, name, object);
 }

@@ -144,7 +144,7 @@ inline std::string Written(const char *name, const GValue *value, const char *ve
     const GStringPtr out(g_string_new(nullptr));
     SoapPlanCache plans;
     const bool result = OrvaneSoapWriteValue(
-        {out.get(), orvane_lookup_version(version)->mask, &plans}, name, value);
+        {out.get(), orvane_lookup_version(version)->mask, plans}, name, value);
     if (isWritten != nullptr)
         *isWritten = result;
     return out->str;
