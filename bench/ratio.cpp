@@ -2,6 +2,7 @@
 #include "bench/ratio.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <map>
 #include <string>
 #include <vector>
@@ -31,7 +32,11 @@ private:
     Samples &samples;
 };
 
-constexpr int kRounds = 15;
+/* How often both sides run. ORVANE_BENCH_ROUNDS sets another number: with 1, a test sees that the program works. */
+int Rounds() {
+    const char *text = getenv("ORVANE_BENCH_ROUNDS");
+    return text != nullptr ? std::max(atoi(text), 1) : 15;
+}
 
 double Median(std::vector<double> values) {
     std::ranges::sort(values);
@@ -79,7 +84,7 @@ int Ratio_Main(int argc, char **argv, std::span<const RatioRow> rows) {
 
     Samples samples;
     Collector collector(samples);
-    for (int round = 0; round < kRounds; round++)
+    for (int round = Rounds(); round > 0; round--)
         benchmark::RunSpecifiedBenchmarks(
             &collector); // in order, so that the two of a row are neighbours
 
