@@ -19,7 +19,8 @@
  *
  * Ownership: each result is the caller's. With takeOwnership the objects of a list are released after
  *            they were added, so that calls nest; without, they stay the caller's. A managed object in
- *            a spec is stored by its id only; if nobody owns the proxy, it goes with the spec.
+ *            an object to retrieve is stored by its id only; a proxy that nobody owns is released with
+ *            what was built.
  * Errors:    an object of a list that is of a wrong class is left out.
  * Threads:   the loop's.
  */

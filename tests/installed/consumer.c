@@ -1,5 +1,5 @@
-/* An application in C99, built from an installed copy: starts the library, uses the three schemas, the spec
- * builders, JSON and the TLS layer. */
+/* An application in C99, built from an installed copy: starts the library, uses the three schemas, the
+ * builders of filters, JSON and the TLS layer. */
 #include <orvane/inventory.h>
 #include <orvane/json.h>
 #include <orvane/log.h>

@@ -268,7 +268,7 @@ TEST(OutsideLoop, WithoutFreeDescriptorsItPausesAndThenGoesOn) {
     RunUntil(server, [&] { return numRuns++ > 30; }); /* at most 20 ms each */
     EXPECT_EQ(0, server.NumConnections());
     pollfd descriptor{server.PollDescriptor(), POLLIN, 0};
-    EXPECT_EQ(0, poll(&descriptor, 1, 20)) << "there is nothing to do for now";
+    EXPECT_EQ(0, poll(&descriptor, 1, 20)) << "no work is left";
     ASSERT_EQ(0, setrlimit(RLIMIT_NOFILE, &before));
     EXPECT_TRUE(RunUntil(server, [&] { return server.NumConnections() == 1; }));
     close(client);

@@ -10,6 +10,7 @@
 #include "ozy/lib/orvane/runtime/orvaneArgument.h"
 #include "ozy/lib/orvane/runtime/roomsAbove.h"
 #include "ozy/lib/orvane/schema/schemaEngine.h"
+#include "ozy/lib/orvane/schema/schemaKinds.h"
 #include "ozy/lib/orvane/schema/schemaSession.h"
 
 namespace {
@@ -37,36 +38,11 @@ template <class Function> void ForEachMethod(const SchemaClass *klass, Function 
     }
 }
 
-bool IsNumber(SchemaValueKind kind) {
-    switch (kind) {
-    case SCHEMA_VALUE_BOOLEAN:
-    case SCHEMA_VALUE_BYTE:
-    case SCHEMA_VALUE_SHORT:
-    case SCHEMA_VALUE_INT:
-    case SCHEMA_VALUE_LONG:
-    case SCHEMA_VALUE_FLOAT:
-    case SCHEMA_VALUE_DOUBLE:
-    case SCHEMA_VALUE_ENUM:
-        return true;
-    case SCHEMA_VALUE_NONE:
-    case SCHEMA_VALUE_STRING:
-    case SCHEMA_VALUE_URI:
-    case SCHEMA_VALUE_DATETIME:
-    case SCHEMA_VALUE_BINARY:
-    case SCHEMA_VALUE_ANY:
-    case SCHEMA_VALUE_OBJECT:
-    case SCHEMA_VALUE_MANAGED:
-    case SCHEMA_VALUE_UNKNOWN:
-        return false;
-    }
-    return false;
-}
-
 /* A stub cannot leave out a number that it takes by value. */
 bool IsRequired(const SchemaArgumentRow &row) {
     if (row.flags & (SCHEMA_REQUIRED | SCHEMA_OPTIONAL))
         return (row.flags & SCHEMA_REQUIRED) != 0;
-    return IsNumber(row.kind) && !(row.flags & SCHEMA_ARRAY);
+    return SchemaKind_Row(row.kind).isNumber && !(row.flags & SCHEMA_ARRAY);
 }
 
 OrvaneArgumentInfo DescribeArgument(const SchemaArgumentRow &row) {

@@ -6,86 +6,76 @@
 
 #include <orvane/schema/qorm.h>
 
-#include "ozy/lib/orvane/schema/schemaReference.h"
 #include "ozy/lib/orvane/schema/schemaStore.h"
 
 namespace {
 
 constexpr int kMaxDepth = 256;
 
-bool AreValuesEqual(const GValue *first, const GValue *second, int depth);
+/* Compares what two objects of a class keep in a field. */
+bool AreFieldsEqual(GObject *first, GObject *second, const SchemaField *field, int depth) {
+    if (field->mark != 0 && (g_object_get_qdata(first, field->mark) == nullptr) !=
+                                (g_object_get_qdata(second, field->mark) == nullptr))
+        return false;
+    return field->store->isEqual({field, SchemaField_In<char>(first, field), first},
+                                 {field, SchemaField_In<char>(second, field), second}, depth);
+}
 
-bool AreArraysEqual(const GValueArray *first, const GValueArray *second, int depth) {
+bool AreBoxedEqual(const GValue *first, const GValue *second, int depth) {
+    const GType type = G_VALUE_TYPE(first);
+    gpointer a = g_value_get_boxed(first);
+    gpointer b = g_value_get_boxed(second);
+    if (type == G_TYPE_VALUE_ARRAY)
+        return SchemaCompare_Arrays(static_cast<GValueArray *>(a), static_cast<GValueArray *>(b),
+                                    depth);
+    if (type == ORVANE_TYPE_TIMEVAL)
+        return SchemaCompare_Times(static_cast<GTimeVal *>(a), static_cast<GTimeVal *>(b), depth);
+    if (type == ORVANE_TYPE_URI)
+        return g_strcmp0(static_cast<char *>(a), static_cast<char *>(b)) == 0;
+    if (type == ORVANE_TYPE_BYTE_ARRAY)
+        return SchemaCompare_Bytes(static_cast<GByteArray *>(a), static_cast<GByteArray *>(b),
+                                   depth);
+    return a == b;
+}
+
+/* The value itself, or the one that it boxes, as an element of a list of any values may. */
+const GValue *Unboxed(const GValue *value) {
+    const bool isBox = G_IS_VALUE(value) && G_VALUE_HOLDS(value, G_TYPE_VALUE);
+    return isBox ? static_cast<const GValue *>(g_value_get_boxed(value)) : value;
+}
+
+} // namespace
+
+bool SchemaCompare_Arrays(const GValueArray *first, const GValueArray *second, int depth) {
     if (first == nullptr || second == nullptr)
         return first == second;
     if (first->n_values != second->n_values)
         return false;
     for (guint i = 0; i < first->n_values; i++) {
-        if (!AreValuesEqual(&first->values[i], &second->values[i], depth))
+        if (!SchemaCompare_Values(&first->values[i], &second->values[i], depth))
             return false;
     }
     return true;
 }
 
-bool AreBytesEqual(const GByteArray *first, const GByteArray *second) {
+bool SchemaCompare_Bytes(const GByteArray *first, const GByteArray *second, int) {
     if (first == nullptr || second == nullptr)
         return first == second;
     return first->len == second->len &&
            (first->len == 0 || memcmp(first->data, second->data, first->len) == 0);
 }
 
-bool AreTimesEqual(const GTimeVal *first, const GTimeVal *second) {
+bool SchemaCompare_Times(const GTimeVal *first, const GTimeVal *second, int) {
     if (first == nullptr || second == nullptr)
         return first == second;
     return first->tv_sec == second->tv_sec && first->tv_usec == second->tv_usec;
 }
 
-bool AreObjectsEqual(GObject *first, GObject *second, int depth);
-
-/* Compares what two objects of a class keep in a field. */
-bool AreFieldsEqual(GObject *first, GObject *second, const SchemaField *field, int depth) {
-    if (field->mark != 0 && (g_object_get_qdata(first, field->mark) == nullptr) !=
-                                (g_object_get_qdata(second, field->mark) == nullptr))
-        return false;
-    const auto *a = SchemaField_In<gpointer>(first, field);
-    const auto *b = SchemaField_In<gpointer>(second, field);
-    if (field->row->flags & SCHEMA_ARRAY) {
-        if (field->store != &kSchemaDynamicArrayStore &&
-            field->store != &kSchemaReferenceArrayStore)
-            return AreArraysEqual(static_cast<GValueArray *>(*a), static_cast<GValueArray *>(*b),
-                                  depth);
-        const auto *ids = SchemaField_In<SchemaReferenceArray>(first, field);
-        const auto *otherIds = SchemaField_In<SchemaReferenceArray>(second, field);
-        return (ids->types != nullptr) == (otherIds->types != nullptr) &&
-               AreArraysEqual(ids->ids, otherIds->ids, depth);
-    }
-    switch (field->row->kind) {
-    case SCHEMA_VALUE_STRING:
-    case SCHEMA_VALUE_URI:
-        return g_strcmp0(static_cast<char *>(*a), static_cast<char *>(*b)) == 0;
-    case SCHEMA_VALUE_DATETIME:
-        return AreTimesEqual(static_cast<GTimeVal *>(*a), static_cast<GTimeVal *>(*b));
-    case SCHEMA_VALUE_BINARY:
-        return AreBytesEqual(static_cast<GByteArray *>(*a), static_cast<GByteArray *>(*b));
-    case SCHEMA_VALUE_OBJECT:
-        return AreObjectsEqual(static_cast<GObject *>(*a), static_cast<GObject *>(*b), depth);
-    case SCHEMA_VALUE_MANAGED: {
-        const auto *reference = SchemaField_In<SchemaReference>(first, field);
-        const auto *other = SchemaField_In<SchemaReference>(second, field);
-        return g_strcmp0(reference->id, other->id) == 0;
-    }
-    case SCHEMA_VALUE_ANY: {
-        const auto *any = SchemaField_In<SchemaAny>(first, field);
-        const auto *other = SchemaField_In<SchemaAny>(second, field);
-        return (any->moType != 0) == (other->moType != 0) &&
-               AreValuesEqual(&any->value, &other->value, depth);
-    }
-    default:
-        return memcmp(a, b, field->store->size) == 0;
-    }
+bool SchemaCompare_Texts(const char *first, const char *second, int) {
+    return g_strcmp0(first, second) == 0;
 }
 
-bool AreObjectsEqual(GObject *first, GObject *second, int depth) {
+bool SchemaCompare_Objects(GObject *first, GObject *second, int depth) {
     if (first == second)
         return true;
     if (first == nullptr || second == nullptr || G_OBJECT_TYPE(first) != G_OBJECT_TYPE(second) ||
@@ -106,36 +96,15 @@ bool AreObjectsEqual(GObject *first, GObject *second, int depth) {
     return true;
 }
 
-bool AreBoxedEqual(const GValue *first, const GValue *second, int depth) {
-    const GType type = G_VALUE_TYPE(first);
-    gpointer a = g_value_get_boxed(first);
-    gpointer b = g_value_get_boxed(second);
-    if (type == G_TYPE_VALUE_ARRAY)
-        return AreArraysEqual(static_cast<GValueArray *>(a), static_cast<GValueArray *>(b), depth);
-    if (type == ORVANE_TYPE_TIMEVAL)
-        return AreTimesEqual(static_cast<GTimeVal *>(a), static_cast<GTimeVal *>(b));
-    if (type == ORVANE_TYPE_URI)
-        return g_strcmp0(static_cast<char *>(a), static_cast<char *>(b)) == 0;
-    if (type == ORVANE_TYPE_BYTE_ARRAY)
-        return AreBytesEqual(static_cast<GByteArray *>(a), static_cast<GByteArray *>(b));
-    return a == b;
-}
-
-/* The value itself, or the one that it boxes, as an element of a list of any values may. */
-const GValue *Unboxed(const GValue *value) {
-    const bool isBox = G_IS_VALUE(value) && G_VALUE_HOLDS(value, G_TYPE_VALUE);
-    return isBox ? static_cast<const GValue *>(g_value_get_boxed(value)) : value;
-}
-
-bool AreValuesEqual(const GValue *outerFirst, const GValue *outerSecond, int depth) {
+bool SchemaCompare_Values(const GValue *outerFirst, const GValue *outerSecond, int depth) {
     const GValue *first = Unboxed(outerFirst);
     const GValue *second = Unboxed(outerSecond);
     if (!G_IS_VALUE(first) || !G_IS_VALUE(second))
         return !G_IS_VALUE(first) && !G_IS_VALUE(second);
     if (G_VALUE_HOLDS_OBJECT(first) &&
         G_VALUE_HOLDS_OBJECT(second)) /* of whatever declared types */
-        return AreObjectsEqual(static_cast<GObject *>(g_value_get_object(first)),
-                               static_cast<GObject *>(g_value_get_object(second)), depth);
+        return SchemaCompare_Objects(static_cast<GObject *>(g_value_get_object(first)),
+                                     static_cast<GObject *>(g_value_get_object(second)), depth);
     if (G_VALUE_TYPE(first) != G_VALUE_TYPE(second) || depth >= kMaxDepth)
         return false;
     switch (G_TYPE_FUNDAMENTAL(G_VALUE_TYPE(first))) {
@@ -168,8 +137,6 @@ bool AreValuesEqual(const GValue *outerFirst, const GValue *outerSecond, int dep
     }
 }
 
-} // namespace
-
 bool SchemaCompare_AreEqual(const GValue *first, const GValue *second) {
-    return AreValuesEqual(first, second, 0);
+    return SchemaCompare_Values(first, second, 0);
 }

@@ -14,3 +14,12 @@
 
 /* Either may be zeroed, which equals only another zeroed one. */
 bool SchemaCompare_AreEqual(const GValue *first, const GValue *second);
+
+/* What stores of fields compare with. Either may be NULL, which equals only another NULL. "depth" counts the objects and lists
+ * around the two. */
+bool SchemaCompare_Values(const GValue *first, const GValue *second, int depth);
+bool SchemaCompare_Arrays(const GValueArray *first, const GValueArray *second, int depth);
+bool SchemaCompare_Objects(GObject *first, GObject *second, int depth);
+bool SchemaCompare_Times(const GTimeVal *first, const GTimeVal *second, int depth);
+bool SchemaCompare_Bytes(const GByteArray *first, const GByteArray *second, int depth);
+bool SchemaCompare_Texts(const char *first, const char *second, int depth);

@@ -3,11 +3,13 @@
 #include <algorithm>
 #include <array>
 #include <cfloat>
+#include <cstring>
 #include <utility>
 
 #include <orvane/schema/qorm.h>
 
 #include "lib/misc/panic.h"
+#include "ozy/lib/orvane/schema/schemaCompare.h"
 #include "ozy/lib/orvane/schema/schemaReference.h"
 
 namespace {
@@ -28,6 +30,9 @@ template <class T, auto read, auto write> constexpr SchemaStore Plain() {
         nullptr,
         [](const SchemaPlace &place, GValue *value) { write(value, Held<T>(place)); },
         nullptr,
+        [](const SchemaPlace &first, const SchemaPlace &second, int) {
+            return memcmp(first.data, second.data, sizeof(T)) == 0;
+        },
     };
 }
 
@@ -40,9 +45,10 @@ template <class T> T *StealPointer(GValue *value) {
     return isOwned ? static_cast<T *>(std::exchange(value->data[0].v_pointer, nullptr)) : nullptr;
 }
 
-/* What is kept through one pointer: a copy made by dup, given back by release, shown by show. The
+/* What is kept through one pointer: a copy made by dup, given back by release, shown by show, compared by isEqual. The
  * copy is made before the old one goes, so that a value may show what the place itself holds. */
-template <class T, auto dup, auto show, auto release> constexpr SchemaStore Pointer() {
+template <class T, auto dup, auto show, auto release, auto isEqual>
+constexpr SchemaStore Pointer() {
     return {
         sizeof(T *),
         [](const SchemaPlace &place, const GValue *value) {
@@ -63,6 +69,9 @@ template <class T, auto dup, auto show, auto release> constexpr SchemaStore Poin
             if (T *old = std::exchange(Held<T *>(place), nullptr))
                 release(old);
         },
+        [](const SchemaPlace &first, const SchemaPlace &second, int depth) {
+            return isEqual(Held<T *>(first), Held<T *>(second), depth);
+        },
     };
 }
 
@@ -78,14 +87,16 @@ constexpr SchemaStore kLong = Plain<gint64, g_value_get_int64, g_value_set_int64
 constexpr SchemaStore kFloat = Plain<gfloat, g_value_get_float, g_value_set_float>();
 constexpr SchemaStore kDouble = Plain<gdouble, g_value_get_double, g_value_set_double>();
 constexpr SchemaStore kEnum = Plain<gint32, g_value_get_enum, g_value_set_enum>();
-constexpr SchemaStore kString = Pointer<char, g_value_dup_string, g_value_set_string, g_free>();
-constexpr SchemaStore kTimeval = Pointer<GTimeVal, g_value_dup_boxed, g_value_set_boxed, g_free>();
+constexpr SchemaStore kString =
+    Pointer<char, g_value_dup_string, g_value_set_string, g_free, SchemaCompare_Texts>();
+constexpr SchemaStore kTimeval =
+    Pointer<GTimeVal, g_value_dup_boxed, g_value_set_boxed, g_free, SchemaCompare_Times>();
 constexpr SchemaStore kBinary =
-    Pointer<GByteArray, g_value_dup_boxed, g_value_set_boxed, ByteArrayFree>();
-constexpr SchemaStore kObject =
-    Pointer<GObject, g_value_dup_object, g_value_set_object, g_object_unref>();
-constexpr SchemaStore kArray =
-    Pointer<GValueArray, g_value_dup_boxed, g_value_set_boxed, g_value_array_free>();
+    Pointer<GByteArray, g_value_dup_boxed, g_value_set_boxed, ByteArrayFree, SchemaCompare_Bytes>();
+constexpr SchemaStore kObject = Pointer<GObject, g_value_dup_object, g_value_set_object,
+                                        g_object_unref, SchemaCompare_Objects>();
+constexpr SchemaStore kArray = Pointer<GValueArray, g_value_dup_boxed, g_value_set_boxed,
+                                       g_value_array_free, SchemaCompare_Arrays>();
 
 /* -- param specs ----------------------------------------------------------------------------------- */
 
@@ -208,22 +219,22 @@ void PackAny(const SchemaArgumentRow &row, SchemaParameters &from, GValue *value
 constexpr auto kRows = std::to_array<SchemaKindRow>({
     {SCHEMA_VALUE_NONE, nullptr, Fixed<G_TYPE_NONE>, nullptr, nullptr, nullptr},
     {SCHEMA_VALUE_BOOLEAN, nullptr, Fixed<G_TYPE_BOOLEAN>, BooleanSpec, &kBoolean,
-     PackNumber<gboolean, int, g_value_set_boolean>},
+     PackNumber<gboolean, int, g_value_set_boolean>, true},
     {SCHEMA_VALUE_BYTE, "gint8", Fixed<G_TYPE_CHAR>,
      RangeSpec<g_param_spec_char, G_MININT8, G_MAXINT8>, &kByte,
-     PackNumber<gint8, int, g_value_set_schar>},
+     PackNumber<gint8, int, g_value_set_schar>, true},
     {SCHEMA_VALUE_SHORT, "gint16", Fixed<G_TYPE_INT>,
      RangeSpec<g_param_spec_int, G_MINSHORT, G_MAXSHORT>, &kShort,
-     PackNumber<gint, int, g_value_set_int>},
+     PackNumber<gint, int, g_value_set_int>, true},
     {SCHEMA_VALUE_INT, "gint32", Fixed<G_TYPE_INT>, RangeSpec<g_param_spec_int, G_MININT, G_MAXINT>,
-     &kInt, PackNumber<gint, int, g_value_set_int>},
+     &kInt, PackNumber<gint, int, g_value_set_int>, true},
     {SCHEMA_VALUE_LONG, "gint64", Fixed<G_TYPE_INT64>,
      RangeSpec<g_param_spec_int64, G_MININT64, G_MAXINT64>, &kLong,
-     PackNumber<gint64, gint64, g_value_set_int64>},
+     PackNumber<gint64, gint64, g_value_set_int64>, true},
     {SCHEMA_VALUE_FLOAT, nullptr, Fixed<G_TYPE_FLOAT>, FloatSpec, &kFloat,
-     PackNumber<gfloat, double, g_value_set_float>},
+     PackNumber<gfloat, double, g_value_set_float>, true},
     {SCHEMA_VALUE_DOUBLE, nullptr, Fixed<G_TYPE_DOUBLE>, DoubleSpec, &kDouble,
-     PackNumber<gdouble, double, g_value_set_double>},
+     PackNumber<gdouble, double, g_value_set_double>, true},
     {SCHEMA_VALUE_STRING, "gchar *", Fixed<G_TYPE_STRING>, StringSpec, &kString,
      PackPointer<g_value_set_static_string>},
     {SCHEMA_VALUE_URI, "gchar *", Boxed<orvane_uri_get_type>, StringSpec, &kString,
@@ -235,7 +246,7 @@ constexpr auto kRows = std::to_array<SchemaKindRow>({
     {SCHEMA_VALUE_ANY, "GValue", Boxed<g_value_get_type>, TypeSpec<g_param_spec_boxed>,
      &kSchemaAnyStore, PackAny},
     {SCHEMA_VALUE_ENUM, nullptr, Declared, EnumSpec, &kEnum,
-     PackNumber<gint, int, g_value_set_enum>},
+     PackNumber<gint, int, g_value_set_enum>, true},
     {SCHEMA_VALUE_OBJECT, nullptr, Declared, TypeSpec<g_param_spec_object>, &kObject, PackObject},
     {SCHEMA_VALUE_MANAGED, nullptr, Declared, TypeSpec<g_param_spec_object>, &kSchemaReferenceStore,
      PackObject},

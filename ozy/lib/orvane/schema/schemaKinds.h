@@ -26,6 +26,8 @@ struct SchemaKindRow {
     const SchemaStore *store;
     /* Takes the next parameter. Leaves the value zeroed if the argument is left out. */
     void (*pack)(const SchemaArgumentRow &row, SchemaParameters &from, GValue *value);
+    bool isNumber =
+        false; /* a stub takes it by value, and cannot leave it out, unless it is optional */
 };
 
 const SchemaKindRow &SchemaKind_Row(SchemaValueKind kind);

@@ -9,6 +9,7 @@
 
 #include "lib/misc/glibPtr.h"
 #include "ozy/lib/orvane/runtime/roomsAbove.h"
+#include "ozy/lib/orvane/schema/schemaCompare.h"
 
 namespace {
 
@@ -309,6 +310,25 @@ void AnyRelease(const SchemaPlace &place) {
     ReplaceAny(place, SchemaAny{});
 }
 
+bool ReferenceIsEqual(const SchemaPlace &first, const SchemaPlace &second, int depth) {
+    return SchemaCompare_Texts(Held<SchemaReference>(first).id, Held<SchemaReference>(second).id,
+                               depth);
+}
+
+bool ReferenceArrayIsEqual(const SchemaPlace &first, const SchemaPlace &second, int depth) {
+    const auto &array = Held<SchemaReferenceArray>(first);
+    const auto &other = Held<SchemaReferenceArray>(second);
+    return (array.types != nullptr) == (other.types != nullptr) &&
+           SchemaCompare_Arrays(array.ids, other.ids, depth);
+}
+
+bool AnyIsEqual(const SchemaPlace &first, const SchemaPlace &second, int depth) {
+    const auto &any = Held<SchemaAny>(first);
+    const auto &other = Held<SchemaAny>(second);
+    return (any.moType != 0) == (other.moType != 0) &&
+           SchemaCompare_Values(&any.value, &other.value, depth);
+}
+
 } // namespace
 
 SkemaQormManagedObject *SchemaReference_GetProxy(GObject *object, const SchemaField *field) {
@@ -355,15 +375,17 @@ void SchemaReferenceList::Remove(guint index, bool isLast) {
         ReleaseProxy(SchemaSession_Of(place.object), id.get());
 }
 
-constinit const SchemaStore kSchemaReferenceStore = {sizeof(SchemaReference), ReferenceSet, nullptr,
-                                                     ReferenceGet, ReferenceRelease};
+constinit const SchemaStore kSchemaReferenceStore = {
+    sizeof(SchemaReference), ReferenceSet,    nullptr, ReferenceGet,
+    ReferenceRelease,        ReferenceIsEqual};
 
-constinit const SchemaStore kSchemaReferenceArrayStore = {sizeof(SchemaReferenceArray),
-                                                          ReferenceArraySet, nullptr,
-                                                          ReferenceArrayGet, ReferenceArrayRelease};
+constinit const SchemaStore kSchemaReferenceArrayStore = {
+    sizeof(SchemaReferenceArray), ReferenceArraySet,    nullptr, ReferenceArrayGet,
+    ReferenceArrayRelease,        ReferenceArrayIsEqual};
 
 constinit const SchemaStore kSchemaDynamicArrayStore = {
-    sizeof(SchemaReferenceArray), DynamicArraySet, nullptr, DynamicArrayGet, ReferenceArrayRelease};
+    sizeof(SchemaReferenceArray), DynamicArraySet,      nullptr, DynamicArrayGet,
+    ReferenceArrayRelease,        ReferenceArrayIsEqual};
 
-constinit const SchemaStore kSchemaAnyStore = {sizeof(SchemaAny), AnySet, AnyTake, AnyGet,
-                                               AnyRelease};
+constinit const SchemaStore kSchemaAnyStore = {sizeof(SchemaAny), AnySet,    AnyTake, AnyGet,
+                                               AnyRelease,        AnyIsEqual};

@@ -1,6 +1,6 @@
 /*
  * schemaStore.h -- how each kind of value is kept in an object: its size there, and how it is set,
- * read and released
+ * read, compared and released
  *
  *   string          char *             owned
  *   numbers, enums  by value           a short through a gint value
@@ -38,6 +38,8 @@ struct SchemaStore {
     void (*get)(const SchemaPlace &place, GValue *value);
     /* Releases what is held and leaves the place zeroed. NULL: nothing is ever owned. */
     void (*release)(const SchemaPlace &place);
+    /* Whether the same field of two objects holds equal values. "depth": of objects and lists around them. */
+    bool (*isEqual)(const SchemaPlace &first, const SchemaPlace &second, int depth);
 };
 
 /* The store for a field. */
