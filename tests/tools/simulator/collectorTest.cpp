@@ -4,7 +4,6 @@
 
 #include <gtest/gtest.h>
 
-using simulator::Options;
 using simulator::Simulator;
 
 namespace {
@@ -18,42 +17,22 @@ std::string WaitOptions(const std::string &fields) {
 }
 
 const std::string kAtOnce = WaitOptions(Argument("maxWaitSeconds", "int", "0"));
+const std::string kNameSpec = ObjectSpecText("spec", "VirtualMachine", "vm-101", {"name"});
 
 /* A server with a frozen clock and ten machines, and a client that is logged in. */
-struct Collector : testing::Test {
-    static Options Settings() {
-        Options options;
-        options.machines = 10;
-        options.frozenClock = true;
-        return options;
-    }
-
-    Collector() : server(Settings()) {
-        server.RunInThread();
-        client = std::make_unique<SoapClient>(server.Url());
-        client->Login();
-    }
-
-    /* Creates a filter and returns its id. */
-    std::string CreateFilter(const std::string &spec, bool partial = true) {
-        return client
-            ->Collect("CreateFilter",
-                      spec + Argument("partialUpdates", "boolean", partial ? "1" : "0"))
-            .Between("<returnval type=\"PropertyFilter\">", "<");
-    }
+struct Collector : SimulatorTest {
+    Collector() : SimulatorTest({.machines = 10, .frozenClock = true}) { client.Login(); }
 
     /* Returns the changes since the last call. */
     SoapReply Updates(const std::string &options = kAtOnce) {
-        SoapReply reply = client->Collect("WaitForUpdatesEx",
-                                          (version.empty() ? "" : Version(version)) + options);
+        SoapReply reply =
+            client.Collect("WaitForUpdatesEx", (version.empty() ? "" : Version(version)) + options);
         const std::string next = reply.Between("<version>", "<");
         if (!next.empty())
             version = next;
         return reply;
     }
 
-    Simulator server;
-    std::unique_ptr<SoapClient> client;
     std::string version;
 };
 
@@ -61,10 +40,9 @@ struct Collector : testing::Test {
 TEST_F(Collector, ChangesThatNobodyReadsAreJoined) {
     SoapClient idle(server.Url());
     idle.Login();
-    idle.Collect("CreateFilter", ObjectSpecText("spec", "VirtualMachine", "vm-101", {"name"}) +
-                                     Argument("partialUpdates", "boolean", "1"));
+    idle.CreateFilter(kNameSpec);
     const std::string seen = idle.Collect("WaitForUpdatesEx", kAtOnce).Between("<version>", "<");
-    CreateFilter(WalkSpecText("spec"));
+    client.CreateFilter(WalkSpecText("spec"));
     Updates();
     for (int i = 0; i < 3000; i++) {
         server.SetProperty("vm-101", "name", "name " + std::to_string(i));
@@ -82,8 +60,10 @@ TEST_F(Collector, ChangesThatNobodyReadsAreJoined) {
 }
 
 TEST_F(Collector, TellsAllValuesFirstAndThenWhatChanged) {
-    const std::string filter =
-        CreateFilter(ObjectSpecText("spec", "VirtualMachine", "vm-101", {"name", "configLocked"}));
+    const std::string filter = client
+                                   .CreateFilter(ObjectSpecText("spec", "VirtualMachine", "vm-101",
+                                                                {"name", "configLocked"}))
+                                   .Id();
     EXPECT_EQ("<returnval><version>1</version><filterSet><filter type=\"PropertyFilter\">" +
                   filter +
                   "</filter><objectSet><kind>enter</kind><obj type=\"VirtualMachine\">vm-101</obj>"
@@ -109,7 +89,7 @@ TEST_F(Collector, TellsAllValuesFirstAndThenWhatChanged) {
 }
 
 TEST_F(Collector, APropertyThatCameBackHasNotChanged) {
-    CreateFilter(ObjectSpecText("spec", "VirtualMachine", "vm-101", {"name"}));
+    client.CreateFilter(kNameSpec);
     Updates();
     server.SetProperty("vm-101", "name", "other");
     server.SetProperty("vm-101", "name", "machine-0001");
@@ -117,7 +97,7 @@ TEST_F(Collector, APropertyThatCameBackHasNotChanged) {
 }
 
 TEST_F(Collector, AVersionCanBeAskedForAgainUntilALaterOneComesBack) {
-    CreateFilter(ObjectSpecText("spec", "VirtualMachine", "vm-101", {"name"}));
+    client.CreateFilter(kNameSpec);
     Updates();
     const std::string first = version;
     server.SetProperty("vm-101", "name", "a");
@@ -131,14 +111,14 @@ TEST_F(Collector, AVersionCanBeAskedForAgainUntilALaterOneComesBack) {
     EXPECT_TRUE(Updates().Has(">b</val>"));
     for (const std::string &wrong : {first, std::string("999"), std::string("x")})
         EXPECT_EQ("InvalidCollectorVersion",
-                  client->Collect("CheckForUpdates", Version(wrong)).Fault())
+                  client.Collect("CheckForUpdates", Version(wrong)).Fault())
             << wrong;
-    EXPECT_TRUE(client->Collect("CheckForUpdates").Has("<kind>enter</kind>"))
+    EXPECT_TRUE(client.Collect("CheckForUpdates").Has("<kind>enter</kind>"))
         << "without a version all begins anew";
 }
 
 TEST_F(Collector, WalksDownTheInventoryAndNoticesWhoComesAndGoes) {
-    CreateFilter(WalkSpecText("spec"));
+    client.CreateFilter(WalkSpecText("spec"));
     EXPECT_EQ(10, Updates().Count("<kind>enter</kind>"));
 
     const std::string id = server.AddMachine("late");
@@ -159,23 +139,21 @@ TEST_F(Collector, WalksDownTheInventoryAndNoticesWhoComesAndGoes) {
 }
 
 TEST_F(Collector, AMovedMachineStaysInAFilterThatWalksIntoFolders) {
-    CreateFilter(WalkSpecText("spec"));
+    client.CreateFilter(WalkSpecText("spec"));
     Updates();
     const std::string folder =
-        client->Call("CreateFolder", "Folder", "group-v3", Argument("name", "string", "inner"))
-            .Between("<returnval type=\"Folder\">", "<");
-    client->Call("MoveIntoFolder_Task", "Folder", folder,
-                 ObjectArgument("list", "VirtualMachine", "vm-101"));
+        client.Call("CreateFolder", "Folder", "group-v3", Argument("name", "string", "inner")).Id();
+    client.Call("MoveIntoFolder_Task", "Folder", folder,
+                ObjectArgument("list", "VirtualMachine", "vm-101"));
     server.Advance(10000);
     EXPECT_EQ(folder, server.Property("vm-101", "parent"));
     EXPECT_FALSE(Updates().Has("returnval"));
 }
 
 TEST_F(Collector, PartsOfATaskAndOfListsAreNamedAlone) {
-    const std::string task = client->Call("PowerOnVM_Task", "VirtualMachine", "vm-101")
-                                 .Between("<returnval type=\"Task\">", "<");
-    CreateFilter(ObjectSpecText("spec", "Task", task));
-    CreateFilter(ObjectSpecText("spec", "VirtualMachine", "vm-101", {"recentTask"}));
+    const std::string task = client.Call("PowerOnVM_Task", "VirtualMachine", "vm-101").Id();
+    client.CreateFilter(ObjectSpecText("spec", "Task", task));
+    client.CreateFilter(ObjectSpecText("spec", "VirtualMachine", "vm-101", {"recentTask"}));
     EXPECT_TRUE(Updates().Has("<state>queued</state>"));
     server.Advance(200);
     const SoapReply running = Updates();
@@ -190,10 +168,9 @@ TEST_F(Collector, PartsOfATaskAndOfListsAreNamedAlone) {
 }
 
 TEST_F(Collector, WithoutPartialUpdatesPropertiesComeWhole) {
-    const std::string task = client->Call("PowerOnVM_Task", "VirtualMachine", "vm-101")
-                                 .Between("<returnval type=\"Task\">", "<");
-    CreateFilter(ObjectSpecText("spec", "Task", task), false);
-    CreateFilter(ObjectSpecText("spec", "Task", task, {"info.state"}), false);
+    const std::string task = client.Call("PowerOnVM_Task", "VirtualMachine", "vm-101").Id();
+    client.CreateFilter(ObjectSpecText("spec", "Task", task), "0");
+    client.CreateFilter(ObjectSpecText("spec", "Task", task, {"info.state"}), "0");
     Updates();
     server.Advance(200);
     const SoapReply reply = Updates();
@@ -203,7 +180,7 @@ TEST_F(Collector, WithoutPartialUpdatesPropertiesComeWhole) {
 }
 
 TEST_F(Collector, LongAnswersComeInPieces) {
-    CreateFilter(WalkSpecText("spec"));
+    client.CreateFilter(WalkSpecText("spec"));
     const std::string four = WaitOptions(Argument("maxWaitSeconds", "int", "0") +
                                          Argument("maxObjectUpdates", "int", "4"));
     std::vector<int> sizes;
@@ -221,10 +198,9 @@ TEST_F(Collector, LongAnswersComeInPieces) {
 }
 
 TEST_F(Collector, ALongPollEndsWithAChange) {
-    CreateFilter(ObjectSpecText("spec", "VirtualMachine", "vm-101", {"name"}));
+    client.CreateFilter(kNameSpec);
     Updates();
-    auto waiting = std::async(std::launch::async, [this] { return Updates(""); });
-    ASSERT_TRUE(Eventually([this] { return server.NumWaiting() == 1; }));
+    auto waiting = Wait([this] { return Updates(""); });
     server.SetProperty("vm-102", "name", "not this one");
     EXPECT_EQ(1, server.NumWaiting());
     server.SetProperty("vm-101", "name", "this one");
@@ -232,18 +208,9 @@ TEST_F(Collector, ALongPollEndsWithAChange) {
     EXPECT_EQ(0, server.NumWaiting());
 }
 
-/* A second client of the same session. */
-std::unique_ptr<SoapClient> Companion(const SoapClient &client, const std::string &key) {
-    auto companion = std::make_unique<SoapClient>(client.url);
-    curl_easy_setopt(companion->handle, CURLOPT_COOKIE, ("orvane_session=" + key).c_str());
-    return companion;
-}
-
 TEST_F(Collector, ALongPollEndsWithItsTime) {
-    auto waiting = std::async(std::launch::async, [this] {
-        return Updates(WaitOptions(Argument("maxWaitSeconds", "int", "300")));
-    });
-    ASSERT_TRUE(Eventually([this] { return server.NumWaiting() == 1; }));
+    auto waiting =
+        Wait([this] { return Updates(WaitOptions(Argument("maxWaitSeconds", "int", "300"))); });
     server.Advance(299999);
     EXPECT_EQ(1, server.NumWaiting());
     server.Advance(1);
@@ -257,11 +224,7 @@ TEST_F(Collector, ALongPollEndsByOtherCallsOfItsSession) {
         std::function<void(SoapClient &)> end;
         const char *outcome; /* a part of the reply */
     } rows[] = {
-        {[](SoapClient &other) {
-             other.Collect("CreateFilter", ObjectSpecText("spec", "VirtualMachine", "vm-101") +
-                                               Argument("partialUpdates", "boolean", "0"));
-         },
-         "<kind>enter</kind>"},
+        {[](SoapClient &other) { other.CreateFilter(kNameSpec); }, "<kind>enter</kind>"},
         {[](SoapClient &other) { other.Collect("CancelWaitForUpdates"); },
          "xsi:type=\"RequestCanceled\""},
         {[](SoapClient &other) { other.Collect("DestroyPropertyCollector"); },
@@ -271,11 +234,11 @@ TEST_F(Collector, ALongPollEndsByOtherCallsOfItsSession) {
         {[this](SoapClient &) { server.ExpireSessions(); }, "xsi:type=\"NotAuthenticated\""},
     };
     for (const auto &row : rows) {
-        const auto other = Companion(*client, client->Login().Between("<key>", "<"));
-        auto waiting =
-            std::async(std::launch::async, [this] { return client->Collect("WaitForUpdates"); });
-        ASSERT_TRUE(Eventually([this] { return server.NumWaiting() == 1; }));
-        row.end(*other);
+        const std::string key = client.Login().Between("<key>", "<");
+        SoapClient sameSession(server.Url());
+        curl_easy_setopt(sameSession.handle, CURLOPT_COOKIE, ("orvane_session=" + key).c_str());
+        auto waiting = Wait([this] { return client.Collect("WaitForUpdates"); });
+        row.end(sameSession);
         const SoapReply reply = waiting.get();
         EXPECT_TRUE(reply.Has(row.outcome)) << reply.body;
         EXPECT_EQ(0, server.NumWaiting());
@@ -283,22 +246,17 @@ TEST_F(Collector, ALongPollEndsByOtherCallsOfItsSession) {
 }
 
 TEST_F(Collector, AClientThatGoesAwayDoesNotKeepItsPoll) {
-    curl_easy_setopt(client->handle, CURLOPT_TIMEOUT_MS, 200L);
-    EXPECT_EQ(CURLE_OPERATION_TIMEDOUT, client->Collect("WaitForUpdates").error);
+    curl_easy_setopt(client.handle, CURLOPT_TIMEOUT_MS, 200L);
+    EXPECT_EQ(CURLE_OPERATION_TIMEDOUT, client.Collect("WaitForUpdates").error);
     EXPECT_TRUE(Eventually([this] { return server.NumWaiting() == 0; }));
 }
 
 TEST_F(Collector, FiltersBelongToTheirCollectorAndSession) {
-    const std::string filter =
-        CreateFilter(ObjectSpecText("spec", "VirtualMachine", "vm-101", {"name"}));
-    const std::string own = client->Collect("CreatePropertyCollector")
-                                .Between("<returnval type=\"PropertyCollector\">", "<");
-    EXPECT_FALSE(client->Collect("CheckForUpdates", "", own).Has("returnval"));
-    client->Collect("CreateFilter",
-                    ObjectSpecText("spec", "VirtualMachine", "vm-102", {"name"}) +
-                        Argument("partialUpdates", "boolean", "0"),
-                    own);
-    const SoapReply updates = client->Collect("CheckForUpdates", "", own);
+    const std::string filter = client.CreateFilter(kNameSpec).Id();
+    const std::string own = client.Collect("CreatePropertyCollector").Id();
+    EXPECT_FALSE(client.Collect("CheckForUpdates", "", own).Has("returnval"));
+    client.CreateFilter(ObjectSpecText("spec", "VirtualMachine", "vm-102", {"name"}), "0", own);
+    const SoapReply updates = client.Collect("CheckForUpdates", "", own);
     EXPECT_TRUE(updates.Has("vm-102"));
     EXPECT_FALSE(updates.Has("vm-101"));
 
@@ -309,11 +267,11 @@ TEST_F(Collector, FiltersBelongToTheirCollectorAndSession) {
     EXPECT_EQ("ManagedObjectNotFound", stranger.Collect("CheckForUpdates", "", own).Fault());
     EXPECT_EQ(2, server.NumFilters());
 
-    EXPECT_EQ(200, client->Collect("DestroyPropertyCollector", "", own).status);
+    EXPECT_EQ(200, client.Collect("DestroyPropertyCollector", "", own).status);
     EXPECT_EQ(1, server.NumFilters());
-    EXPECT_EQ(200, client->Call("DestroyPropertyFilter", "PropertyFilter", filter).status);
+    EXPECT_EQ(200, client.Call("DestroyPropertyFilter", "PropertyFilter", filter).status);
     EXPECT_EQ("ManagedObjectNotFound",
-              client->Call("DestroyPropertyFilter", "PropertyFilter", filter).Fault());
+              client.Call("DestroyPropertyFilter", "PropertyFilter", filter).Fault());
 }
 
 TEST_F(Collector, WrongSpecsAreRefused) {
@@ -337,15 +295,8 @@ TEST_F(Collector, WrongSpecsAreRefused) {
         {"", "InvalidArgument"},
     };
     for (const auto &[spec, fault] : rows)
-        EXPECT_EQ(fault,
-                  client->Collect("CreateFilter", spec + Argument("partialUpdates", "boolean", "0"))
-                      .Fault())
-            << spec;
-    EXPECT_EQ("InvalidArgument",
-              client
-                  ->Collect("CreateFilter",
-                            machine("name") + Argument("partialUpdates", "boolean", "maybe"))
-                  .Fault());
+        EXPECT_EQ(fault, client.CreateFilter(spec).Fault()) << spec;
+    EXPECT_EQ("InvalidArgument", client.CreateFilter(machine("name"), "maybe").Fault());
     EXPECT_EQ(0, server.NumFilters());
 }
 
@@ -353,7 +304,7 @@ TEST_F(Collector, MissingObjectsAreReportedIfThatIsWanted) {
     std::string spec = ObjectSpecText("spec", "VirtualMachine", "vm-999");
     spec.insert(spec.size() - sizeof("</spec>") + 1,
                 Argument("reportMissingObjectsInResults", "boolean", "1"));
-    CreateFilter(spec);
+    client.CreateFilter(spec);
     EXPECT_TRUE(Updates().Has("<missingSet><obj type=\"VirtualMachine\">vm-999</obj><fault "
                               "xsi:type=\"LocalizedMethodFault\"><fault "
                               "xsi:type=\"ManagedObjectNotFound\">"));
@@ -362,15 +313,15 @@ TEST_F(Collector, MissingObjectsAreReportedIfThatIsWanted) {
 TEST_F(Collector, DeniedPropertiesStandInTheMissingSet) {
     server.DenyProperty("VirtualMachine", "name");
     const SoapReply reply =
-        client->Collect("RetrieveProperties", ObjectSpecText("specSet", "VirtualMachine", "vm-101",
-                                                             {"name", "configLocked"}));
+        client.Collect("RetrieveProperties", ObjectSpecText("specSet", "VirtualMachine", "vm-101",
+                                                            {"name", "configLocked"}));
     EXPECT_EQ("<obj type=\"VirtualMachine\">vm-101</obj><propSet><name>configLocked</name>"
               "<val xsi:type=\"xsd:boolean\">false</val></propSet><missingSet><path>name</path>"
               "<fault xsi:type=\"LocalizedMethodFault\"><fault xsi:type=\"NoPermission\"></fault>"
               "<localizedMessage>The property may not be read.</localizedMessage></fault>"
               "</missingSet>",
               reply.Between("<returnval>", "</returnval>"));
-    CreateFilter(ObjectSpecText("spec", "VirtualMachine", "vm-101"));
+    client.CreateFilter(ObjectSpecText("spec", "VirtualMachine", "vm-101"));
     EXPECT_TRUE(Updates().Has("<missingSet><path>name</path>"));
     server.SetProperty("vm-101", "name", "secret");
     EXPECT_FALSE(Updates().Has("returnval"));
@@ -379,31 +330,31 @@ TEST_F(Collector, DeniedPropertiesStandInTheMissingSet) {
 TEST_F(Collector, RetrievalsComeInPiecesByToken) {
     const std::string options = "<options xsi:type=\"RetrieveOptions\">" +
                                 Argument("maxObjects", "int", "4") + "</options>";
-    SoapReply reply = client->Collect("RetrievePropertiesEx", WalkSpecText("specSet") + options);
+    SoapReply reply = client.Collect("RetrievePropertiesEx", WalkSpecText("specSet") + options);
     std::vector<int> sizes = {reply.Count("<objects>")};
     std::string token;
     while (reply.Has("<token>") && sizes.size() < 10) {
         token = reply.Between("<token>", "<");
-        reply = client->Collect("ContinueRetrievePropertiesEx", Argument("token", "string", token));
+        reply = client.Collect("ContinueRetrievePropertiesEx", Argument("token", "string", token));
         sizes.push_back(reply.Count("<objects>"));
     }
     EXPECT_EQ((std::vector<int>{4, 4, 2}), sizes);
-    EXPECT_EQ("InvalidArgument",
-              client->Collect("ContinueRetrievePropertiesEx", Argument("token", "string", token))
-                  .Fault());
+    EXPECT_EQ(
+        "InvalidArgument",
+        client.Collect("ContinueRetrievePropertiesEx", Argument("token", "string", token)).Fault());
     EXPECT_EQ(10,
-              client->Collect("RetrieveProperties", WalkSpecText("specSet")).Count("<returnval>"));
+              client.Collect("RetrieveProperties", WalkSpecText("specSet")).Count("<returnval>"));
 }
 
 TEST_F(Collector, ContainerViewsStayUpToDate) {
     const std::string view = client
-                                 ->Call("CreateContainerView", "ViewManager", "ViewManager",
-                                        ObjectArgument("container", "Folder", "group-d1") +
-                                            Argument("type", "string", "VirtualMachine") +
-                                            Argument("type", "string", "HostSystem") +
-                                            Argument("recursive", "boolean", "1"))
-                                 .Between("<returnval type=\"ContainerView\">", "<");
-    CreateFilter(ObjectSpecText("spec", "ContainerView", view, {"view"}));
+                                 .Call("CreateContainerView", "ViewManager", "ViewManager",
+                                       ObjectArgument("container", "Folder", "group-d1") +
+                                           Argument("type", "string", "VirtualMachine") +
+                                           Argument("type", "string", "HostSystem") +
+                                           Argument("recursive", "boolean", "1"))
+                                 .Id();
+    client.CreateFilter(ObjectSpecText("spec", "ContainerView", view, {"view"}));
     EXPECT_EQ(10 + 4, Updates().Count("<ManagedObjectReference "));
     const std::string id = server.AddMachine("late");
     EXPECT_TRUE(Updates().Has("<name>view[\"" + id +
@@ -413,10 +364,7 @@ TEST_F(Collector, ContainerViewsStayUpToDate) {
 }
 
 TEST(CollectorOfOldVersions, HasNoNewerMethods) {
-    Options options;
-    options.machines = 1;
-    options.version = "ozy25/4.0";
-    Simulator server(options);
+    Simulator server({.machines = 1, .version = "ozy25/4.0"});
     server.RunInThread();
     SoapClient client(server.Url());
     client.Login();
@@ -426,16 +374,12 @@ TEST(CollectorOfOldVersions, HasNoNewerMethods) {
 
 TEST(CollectorOfALargeEstate, DoesNotPassOverAllMachinesForEachChange) {
     using std::chrono::steady_clock;
-    Options options;
-    options.machines = 3000;
-    options.frozenClock = true;
-    Simulator server(options);
+    Simulator server({.machines = 3000, .frozenClock = true});
     server.RunInThread();
     SoapClient client(server.Url());
     client.Login();
     const auto start = steady_clock::now();
-    client.Collect("CreateFilter",
-                   WalkSpecText("spec") + Argument("partialUpdates", "boolean", "1"));
+    client.CreateFilter(WalkSpecText("spec"));
     SoapReply reply = client.Collect("CheckForUpdates");
     EXPECT_EQ(3000, reply.Count("<kind>enter</kind>"));
     const auto full = steady_clock::now() - start;
@@ -443,8 +387,7 @@ TEST(CollectorOfALargeEstate, DoesNotPassOverAllMachinesForEachChange) {
     constexpr int kNumRounds = 100;
     for (int i = 0; i < kNumRounds; i++) {
         const std::string id = "vm-" + std::to_string(101 + i);
-        client.Collect("CreateFilter", ObjectSpecText("spec", "VirtualMachine", id) +
-                                           Argument("partialUpdates", "boolean", "1"));
+        client.CreateFilter(ObjectSpecText("spec", "VirtualMachine", id));
         server.SetProperty(id, "name", "n" + id);
         reply = client.Collect("CheckForUpdates", Version(reply.Between("<version>", "<")));
         ASSERT_EQ(2, reply.Count("<objectSet>")) << "entered the one filter, changed in the other";

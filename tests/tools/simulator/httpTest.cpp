@@ -14,12 +14,9 @@ using simulator::Simulator;
 
 namespace {
 
-Options Small() {
-    Options options;
-    options.machines = 1;
-    options.frozenClock = true;
-    return options;
-}
+using Requests = SimulatorTest;
+
+const Options kSmall{.machines = 1, .frozenClock = true};
 
 std::string Body(const std::string &inner) {
     return "<e:Envelope xmlns:e=\"http://schemas.xmlsoap.org/soap/envelope/\" "
@@ -27,10 +24,7 @@ std::string Body(const std::string &inner) {
            inner + "</e:Body></e:Envelope>";
 }
 
-TEST(Requests, ThatAreNoCallsAreRefusedWithAFault) {
-    Simulator server(Small());
-    server.RunInThread();
-    SoapClient client(server.Url());
+TEST_F(Requests, ThatAreNoCallsAreRefusedWithAFault) {
     const std::string good =
         "<RetrieveServiceContent xmlns=\"urn:ozy25\"><_this type=\"ServiceInstance\">"
         "ServiceInstance</_this></RetrieveServiceContent>";
@@ -44,20 +38,14 @@ TEST(Requests, ThatAreNoCallsAreRefusedWithAFault) {
         {"<!DOCTYPE a [<!ENTITY b \"c\">]>" + Body(good), "InvalidRequest"},
         {Body("<Login/>"), "InvalidRequest"},
         {Body("<Login xmlns=\"urn:ozy25\"/>"), "InvalidRequest"},
-        {Body("<Login xmlns=\"urn:other\"><_this type=\"SessionManager\">SessionManager</_this>"
-              "</Login>"),
+        {SoapClient::Text("Login", "SessionManager", "SessionManager", "", "other"),
          "InvalidRequest"},
-        {Body("<Login xmlns=\"urn:ozy25\"><_this type=\"SessionManager\">SessionManager</_this>"
-              "</Login>"),
+        {SoapClient::Text("Login", "SessionManager", "SessionManager", ""), "InvalidArgument"},
+        {SoapClient::Text("Login", "SessionManager", "SessionManager",
+                          Argument("userName", "int", "1")),
          "InvalidArgument"},
-        {Body("<Login xmlns=\"urn:ozy25\"><_this type=\"SessionManager\">SessionManager</_this>"
-              "<userName xsi:type=\"xsd:int\">1</userName></Login>"),
-         "InvalidArgument"},
-        {Body("<Dance xmlns=\"urn:ozy25\"><_this type=\"ServiceInstance\">ServiceInstance</_this>"
-              "</Dance>"),
-         "MethodNotFound"},
-        {Body("<Login xmlns=\"urn:ozy25\"><_this type=\"Folder\">ServiceInstance</_this></Login>"),
-         "ManagedObjectNotFound"},
+        {SoapClient::Text("Dance", "ServiceInstance", "ServiceInstance", ""), "MethodNotFound"},
+        {SoapClient::Text("Login", "Folder", "ServiceInstance", ""), "ManagedObjectNotFound"},
     };
     for (const auto &[text, fault] : rows) {
         const SoapReply reply = client.Post(text);
@@ -70,10 +58,7 @@ TEST(Requests, ThatAreNoCallsAreRefusedWithAFault) {
     EXPECT_EQ(200, client.Post(Body(good)).status) << "as old clients send it";
 }
 
-TEST(Requests, DeepAndLongOnesAreSurvived) {
-    Simulator server(Small());
-    server.RunInThread();
-    SoapClient client(server.Url());
+TEST_F(Requests, DeepAndLongOnesAreSurvived) {
     std::string deep;
     for (int i = 0; i < 100000; i++)
         deep += "<a>";
@@ -89,10 +74,7 @@ TEST(Requests, DeepAndLongOnesAreSurvived) {
     EXPECT_EQ(name, server.Property("vm-101", "name"));
 }
 
-TEST(Requests, ThatBreakOffAnywhereAreRefused) {
-    Simulator server(Small());
-    server.RunInThread();
-    SoapClient client(server.Url());
+TEST_F(Requests, ThatBreakOffAnywhereAreRefused) {
     client.Login();
     const std::string whole =
         SoapClient::Text("CreateFilter", "PropertyCollector", "propertyCollector",
@@ -103,10 +85,7 @@ TEST(Requests, ThatBreakOffAnywhereAreRefused) {
     EXPECT_EQ(200, client.Post(whole).status);
 }
 
-TEST(Requests, AreCountedAndKept) {
-    Simulator server(Small());
-    server.RunInThread();
-    SoapClient client(server.Url());
+TEST_F(Requests, AreCountedAndKept) {
     client.Login();
     client.Login();
     EXPECT_EQ(2, server.NumCalls("Login"));
@@ -119,10 +98,8 @@ TEST(Requests, AreCountedAndKept) {
     EXPECT_EQ(0, server.NumCalls());
 }
 
-TEST(Requests, ToOtherPathsAreNotFound) {
-    Options options = Small();
-    options.ferry = false;
-    Simulator server(options);
+TEST(Documents, OfOtherPathsAreNotFound) {
+    Simulator server({.machines = 1, .ferry = false});
     server.RunInThread();
     const std::string root = server.Url().substr(0, server.Url().size() - 4);
     SoapClient client(root + "/other");
@@ -133,9 +110,7 @@ TEST(Requests, ToOtherPathsAreNotFound) {
 }
 
 TEST(Control, MovesTheSwitchesByUrl) {
-    Options options = Small();
-    options.control = true;
-    Simulator server(options);
+    Simulator server({.machines = 1, .frozenClock = true, .control = true});
     server.RunInThread();
     SoapClient client(server.Url());
     const std::string control = server.Url().substr(0, server.Url().size() - 4) + "/control/";
@@ -153,11 +128,9 @@ TEST(Control, MovesTheSwitchesByUrl) {
     EXPECT_EQ(404, client.Get(control + "nothing").status);
 }
 
-TEST(Requests, AllDocumentsThatTheWsdlNamesAreServed) {
+TEST(Documents, ThatTheWsdlNamesAreServed) {
     for (const bool isServed : {true, false}) {
-        Options options = Small();
-        options.wsdl = isServed;
-        Simulator server(options);
+        Simulator server({.machines = 1, .wsdl = isServed});
         server.RunInThread();
         SoapClient client(server.Url());
         const SoapReply wsdl = client.Get(server.Url() + "/ozyService?wsdl");
@@ -180,16 +153,12 @@ bool RunUntil(Simulator &server, const std::function<bool()> &condition) {
 }
 
 TEST(OutsideLoop, NeedsNothingButTheDescriptor) {
-    Options options = Small();
-    options.frozenClock = false;
-    options.taskDurationMs = 50;
-    Simulator server(options);
+    Simulator server({.machines = 1, .taskDurationMs = 50});
     server.Start();
     SoapClient client(server.Url());
     auto started = std::async(std::launch::async, [&] {
         client.Login();
-        return client.Call("PowerOnVM_Task", "VirtualMachine", "vm-101")
-            .Between("<returnval type=\"Task\">", "<");
+        return client.Call("PowerOnVM_Task", "VirtualMachine", "vm-101").Id();
     });
     /* only timers make the task's steps */
     EXPECT_TRUE(RunUntil(
@@ -198,7 +167,7 @@ TEST(OutsideLoop, NeedsNothingButTheDescriptor) {
 }
 
 TEST(OutsideLoop, AdvanceMakesTheDescriptorReadable) {
-    Simulator server(Small());
+    Simulator server(kSmall);
     server.Start();
     SoapClient client(server.Url());
     auto waiting = std::async(std::launch::async, [&] {
@@ -228,9 +197,7 @@ int ConnectAndSend(int port, const std::string &text) {
 }
 
 TEST(OutsideLoop, IdleAndSlowConnectionsAreClosedButThoseOfWaitingCallsAreNot) {
-    Options options = Small();
-    options.idleSeconds = 1;
-    Simulator server(options);
+    Simulator server({.machines = 1, .idleSeconds = 1});
     server.Start();
     SoapClient client(server.Url());
     auto waiting = std::async(std::launch::async, [&] {
@@ -255,7 +222,7 @@ TEST(OutsideLoop, IdleAndSlowConnectionsAreClosedButThoseOfWaitingCallsAreNot) {
 }
 
 TEST(OutsideLoop, WithoutFreeDescriptorsItPausesAndThenGoesOn) {
-    Simulator server(Small());
+    Simulator server(kSmall);
     server.Start();
     const int client = ConnectAndSend(server.Port(), "");
     const int lowest = dup(client); /* the first that is free */
@@ -274,16 +241,10 @@ TEST(OutsideLoop, WithoutFreeDescriptorsItPausesAndThenGoesOn) {
     close(client);
 }
 
-TEST(Life, CanStartAgainOnItsPort) {
-    Simulator server(Small());
-    server.RunInThread();
+TEST_F(Requests, ComeAgainOnThePortOfAServerThatWasStopped) {
     const std::string url = server.Url();
-    SoapClient client(url);
-    auto waiting = std::async(std::launch::async, [&] {
-        client.Login();
-        return client.Collect("WaitForUpdates");
-    });
-    ASSERT_TRUE(Eventually([&] { return server.NumWaiting() == 1; }));
+    client.Login();
+    auto waiting = Wait([&] { return client.Collect("WaitForUpdates"); });
     server.Stop();
     waiting.get(); /* ends, with a fault or a broken connection */
     SoapClient late(url);
@@ -292,9 +253,7 @@ TEST(Life, CanStartAgainOnItsPort) {
     EXPECT_EQ(url, server.Url());
     EXPECT_EQ(200, late.Login().status);
 
-    Options same = Small();
-    same.port = server.Port();
-    Simulator other(same);
+    Simulator other({.port = server.Port()});
     EXPECT_THROW(other.Start(), std::runtime_error) << "the port is taken";
     EXPECT_THROW(Simulator({.version = "6.0"}), std::runtime_error);
 }

@@ -3,7 +3,9 @@
  *
  *   SoapClient client(server.Url());
  *   client.Login();
- *   EXPECT_TRUE(client.Call("CurrentTime", "ServiceInstance", "ServiceInstance").Has("returnval"));
+ *   EXPECT_TRUE(client.CurrentTime().Has("returnval"));
+ *
+ * A fixture has such a server and client.
  */
 #pragma once
 
@@ -15,6 +17,7 @@
 #include <thread>
 
 #include <curl/curl.h>
+#include <gtest/gtest.h>
 
 #include "tools/simulator/simulator.h"
 
@@ -23,6 +26,7 @@ struct SoapReply {
     long status = 0;
     std::string body;
     std::string head;
+    std::string nameSpace;
 
     bool Has(const std::string &text) const { return body.find(text) != std::string::npos; }
     int Count(const std::string &text) const {
@@ -41,13 +45,27 @@ struct SoapReply {
         return end == std::string::npos ? "" : body.substr(start, end - start);
     }
     /* Returns the class of the fault; empty if the reply is none. */
-    std::string Fault() const { return Between("Fault xmlns=\"urn:ozy25\" xsi:type=\"", "\""); }
+    std::string Fault() const {
+        return Between("Fault xmlns=\"urn:" + nameSpace + "\" xsi:type=\"", "\"");
+    }
+    /* Returns the id of the object that the call returned. */
+    std::string Id() const {
+        const std::string object = Between("<returnval type=\"", "</");
+        return object.substr(object.find('>') + 1);
+    }
     /* Returns the content of the body's element: the reply without its envelope. */
     std::string Result() const { return Between("Response xmlns=\"urn:ozy25\">", "\n</soapenv"); }
 };
 
+/* An argument or field of a simple type. */
+inline std::string Argument(const std::string &name, const std::string &type,
+                            const std::string &value) {
+    return "<" + name + " xsi:type=\"xsd:" + type + "\">" + value + "</" + name + ">";
+}
+
 struct SoapClient {
-    explicit SoapClient(const std::string &where) : url(where), handle(curl_easy_init()) {
+    explicit SoapClient(const std::string &where, const std::string &service = "ozy25")
+        : url(where), nameSpace(service), handle(curl_easy_init()) {
         curl_easy_setopt(handle, CURLOPT_COOKIEFILE, "");
         curl_easy_setopt(handle, CURLOPT_TIMEOUT_MS, 20000L);
         curl_easy_setopt(handle, CURLOPT_NOPROXY, "*");
@@ -75,8 +93,9 @@ struct SoapClient {
 
     SoapReply Call(const std::string &method, const std::string &type, const std::string &id,
                    const std::string &arguments = "") {
-        return Post(Text(method, type, id, arguments));
+        return Post(Text(method, type, id, arguments, nameSpace));
     }
+    SoapReply CurrentTime() { return Call("CurrentTime", "ServiceInstance", "ServiceInstance"); }
 
     SoapReply Post(const std::string &text) {
         curl_slist *headers = curl_slist_append(nullptr, "Expect:");
@@ -98,17 +117,24 @@ struct SoapClient {
 
     SoapReply Login(const std::string &user = "administrator",
                     const std::string &password = "secret") {
-        return Call("Login", "SessionManager", "SessionManager",
-                    "<userName xsi:type=\"xsd:string\">" + user + "</userName>" +
-                        "<password xsi:type=\"xsd:string\">" + password + "</password>");
+        const std::string prefix = nameSpace == "ferry" ? "Ferry" : "";
+        return Call(prefix + "Login", prefix + "SessionManager", prefix + "SessionManager",
+                    Argument("userName", "string", user) +
+                        Argument("password", "string", password));
     }
 
     SoapReply Collect(const std::string &method, const std::string &arguments = "",
                       const std::string &collector = "propertyCollector") {
         return Call(method, "PropertyCollector", collector, arguments);
     }
+    SoapReply CreateFilter(const std::string &spec, const std::string &partialUpdates = "1",
+                           const std::string &collector = "propertyCollector") {
+        return Collect("CreateFilter", spec + Argument("partialUpdates", "boolean", partialUpdates),
+                       collector);
+    }
 
     std::string url;
+    std::string nameSpace;
     std::string action = "\"urn:ozy25/6.0\"";
     CURL *handle;
 
@@ -119,7 +145,7 @@ private:
     }
 
     SoapReply Perform(const std::string &where) {
-        SoapReply reply;
+        SoapReply reply{.nameSpace = nameSpace};
         curl_easy_setopt(handle, CURLOPT_URL, where.c_str());
         curl_easy_setopt(handle, CURLOPT_WRITEDATA, &reply.body);
         curl_easy_setopt(handle, CURLOPT_HEADERDATA, &reply.head);
@@ -138,12 +164,6 @@ inline bool Eventually(const std::function<bool()> &condition) {
         std::this_thread::yield();
     }
     return true;
-}
-
-/* An argument or field of a simple type. */
-inline std::string Argument(const std::string &name, const std::string &type,
-                            const std::string &value) {
-    return "<" + name + " xsi:type=\"xsd:" + type + "\">" + value + "</" + name + ">";
 }
 
 /* A reference as an argument. */
@@ -188,3 +208,19 @@ inline std::string WalkSpecText(const std::string &name, const std::string &path
            traversal("machines", "Datacenter", "vmFolder", selection("down")) + "</objectSet></" +
            name + ">";
 }
+
+/* A server in a thread of its own, and a client. */
+struct SimulatorTest : testing::Test {
+    explicit SimulatorTest(const simulator::Options &options = {.machines = 2, .frozenClock = true})
+        : server(options), client((server.RunInThread(), server.Url())) {}
+
+    /* Makes a call in another thread, and returns when the server keeps back its answer. */
+    std::future<SoapReply> Wait(const std::function<SoapReply()> &call) {
+        auto waiting = std::async(std::launch::async, call);
+        EXPECT_TRUE(Eventually([this] { return server.NumWaiting() == 1; }));
+        return waiting;
+    }
+
+    simulator::Simulator server;
+    SoapClient client;
+};

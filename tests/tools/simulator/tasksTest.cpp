@@ -2,39 +2,25 @@
 
 #include <gtest/gtest.h>
 
-using simulator::Options;
 using simulator::Simulator;
 
 namespace {
 
-struct Tasks : testing::Test {
-    static Options Settings() {
-        Options options;
-        options.machines = 8;
-        options.frozenClock = true;
-        options.taskDurationMs = 1000;
-        return options;
-    }
-
-    Tasks() : server(Settings()) {
-        server.RunInThread();
-        client = std::make_unique<SoapClient>(server.Url());
-        client->Login();
+struct Tasks : SimulatorTest {
+    Tasks() : SimulatorTest({.machines = 8, .taskDurationMs = 1000, .frozenClock = true}) {
+        client.Login();
     }
 
     /* Starts a task and returns its id. */
     std::string Start(const std::string &method, const std::string &id,
                       const std::string &arguments = "",
                       const std::string &type = "VirtualMachine") {
-        return client->Call(method, type, id, arguments).Between("<returnval type=\"Task\">", "<");
+        return client.Call(method, type, id, arguments).Id();
     }
 
     std::string Info(const std::string &task, const std::string &field) {
         return server.Property(task, "info." + field);
     }
-
-    Simulator server;
-    std::unique_ptr<SoapClient> client;
 };
 
 TEST_F(Tasks, RunFromQueuedOverRunningToSuccess) {
@@ -62,7 +48,7 @@ TEST_F(Tasks, FailWithATypedFaultInItsWrapper) {
     server.Advance(1000);
     EXPECT_EQ("error", Info(task, "state"));
     EXPECT_TRUE(
-        client->Collect("RetrieveProperties", ObjectSpecText("specSet", "Task", task))
+        client.Collect("RetrieveProperties", ObjectSpecText("specSet", "Task", task))
             .Has(
                 "<error xsi:type=\"LocalizedMethodFault\"><fault xsi:type=\"InvalidPowerState\">"));
 
@@ -80,24 +66,24 @@ TEST_F(Tasks, FailWithATypedFaultInItsWrapper) {
 TEST_F(Tasks, CanBeCancelledIfTheySaySo) {
     const std::string task = Start("PowerOnVM_Task", "vm-101");
     server.Advance(500);
-    EXPECT_EQ(200, client->Call("CancelTask", "Task", task).status);
+    EXPECT_EQ(200, client.Call("CancelTask", "Task", task).status);
     EXPECT_EQ("true", Info(task, "cancelled"));
     EXPECT_EQ("error", Info(task, "state"));
     server.Advance(1000);
     EXPECT_EQ("50", Info(task, "progress")) << "it has stopped";
     EXPECT_EQ("poweredOff", server.Property("vm-101", "runtime.powerState"));
-    EXPECT_EQ("NotSupported", client->Call("CancelTask", "Task", task).Fault());
+    EXPECT_EQ("NotSupported", client.Call("CancelTask", "Task", task).Fault());
 
     const std::string rename =
         Start("Rename_Task", "vm-101", Argument("newName", "string", "x"), "ManagedEntity");
-    EXPECT_EQ("NotSupported", client->Call("CancelTask", "Task", rename).Fault());
+    EXPECT_EQ("NotSupported", client.Call("CancelTask", "Task", rename).Fault());
 }
 
 TEST_F(Tasks, AreListedByTheManagerAfterTheirEndForAWhile) {
     const auto listed = [&] {
         return client
-            ->Collect("RetrieveProperties",
-                      ObjectSpecText("specSet", "TaskManager", "TaskManager", {"recentTask"}))
+            .Collect("RetrieveProperties",
+                     ObjectSpecText("specSet", "TaskManager", "TaskManager", {"recentTask"}))
             .Count(">task-");
     };
     Start("PowerOnVM_Task", "vm-101");
@@ -133,36 +119,36 @@ TEST_F(Tasks, HaveTheirEffectsOnTheInventory) {
     EXPECT_EQ(1u, server.Ids("VirtualMachineSnapshot").size());
     EXPECT_EQ("renamed", server.Property("vm-102", "name"));
     EXPECT_EQ("DuplicateName", [&] {
-        return client->Collect("RetrieveProperties", ObjectSpecText("specSet", "Task", taken))
+        return client.Collect("RetrieveProperties", ObjectSpecText("specSet", "Task", taken))
             .Between("<error xsi:type=\"LocalizedMethodFault\"><fault xsi:type=\"", "\"");
     }());
     EXPECT_EQ("copy", server.Property(Info(clone, "result"), "name"));
     EXPECT_EQ("success", Info(destroy, "state"));
     EXPECT_EQ("", server.Property("vm-103", "name"));
     EXPECT_FALSE(client
-                     ->Collect("RetrieveProperties",
-                               ObjectSpecText("specSet", "Folder", "group-v3", {"childEntity"}))
+                     .Collect("RetrieveProperties",
+                              ObjectSpecText("specSet", "Folder", "group-v3", {"childEntity"}))
                      .Has(">vm-103<"));
 }
 
 TEST_F(Tasks, OfAClientAreDrivenByIt) {
-    const SoapReply created = client->Call("CreateTask", "TaskManager", "TaskManager",
-                                           ObjectArgument("obj", "VirtualMachine", "vm-101") +
-                                               Argument("taskTypeId", "string", "example.work") +
-                                               Argument("cancelable", "boolean", "0"));
+    const SoapReply created = client.Call("CreateTask", "TaskManager", "TaskManager",
+                                          ObjectArgument("obj", "VirtualMachine", "vm-101") +
+                                              Argument("taskTypeId", "string", "example.work") +
+                                              Argument("cancelable", "boolean", "0"));
     const std::string task = created.Between("<task type=\"Task\">", "<");
     EXPECT_EQ(
         200,
-        client->Call("UpdateProgress", "Task", task, Argument("percentDone", "int", "40")).status);
+        client.Call("UpdateProgress", "Task", task, Argument("percentDone", "int", "40")).status);
     EXPECT_EQ("40", Info(task, "progress"));
     const std::string state = "<state xsi:type=\"TaskInfoState\">success</state>" +
                               Argument("result", "string", "all done");
-    EXPECT_EQ(200, client->Call("SetTaskState", "Task", task, state).status);
+    EXPECT_EQ(200, client.Call("SetTaskState", "Task", task, state).status);
     EXPECT_EQ("all done", Info(task, "result"));
-    EXPECT_EQ("InvalidState", client->Call("SetTaskState", "Task", task, state).Fault());
+    EXPECT_EQ("InvalidState", client.Call("SetTaskState", "Task", task, state).Fault());
     EXPECT_EQ(
         "InvalidState",
-        client->Call("UpdateProgress", "Task", task, Argument("percentDone", "int", "50")).Fault());
+        client.Call("UpdateProgress", "Task", task, Argument("percentDone", "int", "50")).Fault());
 }
 
 TEST_F(Tasks, OnAMachineThatGoesAwayFail) {
@@ -173,16 +159,11 @@ TEST_F(Tasks, OnAMachineThatGoesAwayFail) {
 }
 
 TEST(TasksWithoutDuration, HaveEndedWhenTheCallIsAnswered) {
-    Options options;
-    options.machines = 1;
-    options.frozenClock = true;
-    options.taskDurationMs = 0;
-    Simulator server(options);
+    Simulator server({.machines = 1, .taskDurationMs = 0, .frozenClock = true});
     server.RunInThread();
     SoapClient client(server.Url());
     client.Login();
-    const std::string task = client.Call("PowerOnVM_Task", "VirtualMachine", "vm-101")
-                                 .Between("<returnval type=\"Task\">", "<");
+    const std::string task = client.Call("PowerOnVM_Task", "VirtualMachine", "vm-101").Id();
     EXPECT_EQ("success", server.Property(task, "info.state"));
 }
 

@@ -10,10 +10,7 @@ using simulator::Simulator;
 namespace {
 
 Options Secured(const std::string &kind = "self-signed") {
-    Options options;
-    options.machines = 1;
-    options.certificateKind = kind;
-    return options;
+    return {.machines = 1, .certificateKind = kind};
 }
 
 /* Returns the server's certificate without checking it; empty if there is none. */
@@ -38,19 +35,19 @@ std::string SeenCertificate(const std::string &url) {
     return pem;
 }
 
-TEST(Tls, CallsAndLongPollsGoOverHttps) {
-    Simulator server(Secured());
-    server.RunInThread();
+struct Tls : SimulatorTest {
+    Tls() : SimulatorTest(Secured()) {}
+};
+
+TEST_F(Tls, CallsAndLongPollsGoOverHttps) {
     EXPECT_TRUE(server.Url().starts_with("https://"));
-    SoapClient client(server.Url());
     EXPECT_EQ(200, client.Login().status);
-    auto waiting = std::async(std::launch::async, [&] { return client.Collect("WaitForUpdates"); });
-    ASSERT_TRUE(Eventually([&] { return server.NumWaiting() == 1; }));
+    auto waiting = Wait([&] { return client.Collect("WaitForUpdates"); });
     server.ExpireSessions();
     EXPECT_EQ("NotAuthenticated", waiting.get().Fault());
 }
 
-TEST(Tls, EveryKindOfCertificateIsPresented) {
+TEST(Certificates, OfEveryKindArePresented) {
     for (const certificates::KindRow &row : certificates::Kinds()) {
         Simulator server(Secured(row.name));
         server.RunInThread();
@@ -61,16 +58,13 @@ TEST(Tls, EveryKindOfCertificateIsPresented) {
     EXPECT_THROW(Simulator(Secured("excellent")), std::runtime_error);
 }
 
-TEST(Tls, PlainHttpGetsNoAnswer) {
-    Simulator server(Secured());
-    server.RunInThread();
-    SoapClient client("http" + server.Url().substr(5));
-    EXPECT_NE(CURLE_OK, client.Login().error);
-    SoapClient secured(server.Url());
-    EXPECT_EQ(200, secured.Login().status) << "it lives on";
+TEST_F(Tls, PlainHttpGetsNoAnswer) {
+    SoapClient plain("http" + server.Url().substr(5));
+    EXPECT_NE(CURLE_OK, plain.Login().error);
+    EXPECT_EQ(200, client.Login().status) << "it lives on";
 }
 
-TEST(Tls, ACertificateIsAlsoTakenAsText) {
+TEST(Certificates, AreAlsoTakenAsText) {
     const auto made = certificates::MakeKind("good");
     Options options = Secured("");
     options.privateKey = made->KeyPem();

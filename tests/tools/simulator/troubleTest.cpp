@@ -1,10 +1,6 @@
 #include "tools/simulator/trouble.h"
 
-#include <fstream>
-#include <sstream>
-
 #include <gtest/gtest.h>
-#include <poll.h>
 
 #include "tests/tools/simulator/soapClient.h"
 
@@ -12,18 +8,13 @@ using namespace simulator;
 
 namespace {
 
-Options Small() {
-    Options options;
-    options.machines = 1;
-    options.frozenClock = true;
-    return options;
-}
+using Troubles = SimulatorTest;
 
 SoapReply Content(SoapClient &client) {
     return client.Call("RetrieveServiceContent", "ServiceInstance", "ServiceInstance");
 }
 
-TEST(Trouble, OfEachKindHappensOnce) {
+TEST_F(Troubles, OfEachKindHappensOnce) {
     const struct {
         const char *trouble;
         CURLcode error;
@@ -45,23 +36,18 @@ TEST(Trouble, OfEachKindHappensOnce) {
         {"no-result", CURLE_OK, 200,
          "<RetrieveServiceContentResponse xmlns=\"urn:ozy25\"></RetrieveServiceContentResponse>"},
     };
-    Simulator server(Small());
-    server.RunInThread();
     for (const auto &row : rows) {
-        SoapClient client(server.Url());
+        SoapClient fresh(server.Url());
         server.AddTrouble(ParseTrouble(row.trouble));
-        const SoapReply reply = Content(client);
+        const SoapReply reply = Content(fresh);
         EXPECT_EQ(row.error, reply.error) << row.trouble;
         EXPECT_EQ(row.status, reply.status) << row.trouble;
         EXPECT_TRUE(reply.Has(row.body)) << row.trouble << "\n" << reply.body;
-        EXPECT_TRUE(Content(client).Has("</returnval>")) << "after " << row.trouble;
+        EXPECT_TRUE(Content(fresh).Has("</returnval>")) << "after " << row.trouble;
     }
 }
 
-TEST(Trouble, IsForTheMethodsAndTimesItNames) {
-    Simulator server(Small());
-    server.RunInThread();
-    SoapClient client(server.Url());
+TEST_F(Troubles, IsForTheMethodsAndTimesItNames) {
     server.AddTrouble(ParseTrouble("Login:fault:fault=InvalidLogin:skip=1:count=2"));
     EXPECT_EQ("", Content(client).Fault());
     for (const long status : {200, 500, 500, 200})
@@ -74,10 +60,7 @@ TEST(Trouble, IsForTheMethodsAndTimesItNames) {
     EXPECT_TRUE(Content(client).Has("</returnval>"));
 }
 
-TEST(Trouble, SlowAnswersWaitForTheClock) {
-    Simulator server(Small());
-    server.RunInThread();
-    SoapClient client(server.Url());
+TEST_F(Troubles, SlowAnswersWaitForTheClock) {
     server.AddTrouble({.kind = TroubleKind::Slow, .delayMs = 60000});
     auto slow = std::async(std::launch::async, [&] { return Content(client); });
     ASSERT_TRUE(Eventually([&] { return server.NumCalls("RetrieveServiceContent") == 1; }));
@@ -88,10 +71,7 @@ TEST(Trouble, SlowAnswersWaitForTheClock) {
     EXPECT_EQ(200, slow.get().status);
 }
 
-TEST(Trouble, SilenceEndsWithAReset) {
-    Simulator server(Small());
-    server.RunInThread();
-    SoapClient client(server.Url());
+TEST_F(Troubles, SilenceEndsWithAReset) {
     server.AddTrouble({.kind = TroubleKind::Silent});
     auto silent = std::async(std::launch::async, [&] { return Content(client); });
     ASSERT_TRUE(Eventually([&] { return server.NumCalls() == 1; }));
@@ -100,14 +80,10 @@ TEST(Trouble, SilenceEndsWithAReset) {
     EXPECT_TRUE(Eventually([&] { return server.NumOpenConnections() == 0; }));
 }
 
-TEST(Trouble, ExpiredSessionsAndRefusedConnections) {
-    Simulator server(Small());
-    server.RunInThread();
-    SoapClient client(server.Url());
+TEST_F(Troubles, ExpiredSessionsAndRefusedConnections) {
     client.Login();
     server.AddTrouble(ParseTrouble("CurrentTime:expire-session"));
-    EXPECT_EQ("NotAuthenticated",
-              client.Call("CurrentTime", "ServiceInstance", "ServiceInstance").Fault());
+    EXPECT_EQ("NotAuthenticated", client.CurrentTime().Fault());
 
     server.SetListening(false);
     SoapClient late(server.Url());
@@ -117,7 +93,7 @@ TEST(Trouble, ExpiredSessionsAndRefusedConnections) {
     EXPECT_EQ(CURLE_OK, Content(late).error);
 }
 
-TEST(Trouble, TheVersionsDocumentHasManyForms) {
+TEST(VersionsDocument, HasManyForms) {
     const struct {
         VersionsForm form;
         long status;
@@ -134,9 +110,7 @@ TEST(Trouble, TheVersionsDocumentHasManyForms) {
         {VersionsForm::Missing, 404, "not found", 404},
         {VersionsForm::MissingWithWsdl, 404, "not found", 200},
     };
-    Options options = Small();
-    options.wsdl = false;
-    Simulator server(options);
+    Simulator server({.machines = 1, .wsdl = false});
     server.RunInThread();
     SoapClient client(server.Url());
     for (const auto &row : rows) {
@@ -152,7 +126,7 @@ TEST(Trouble, TheVersionsDocumentHasManyForms) {
     EXPECT_EQ(500, client.Get(server.Url() + "/ozyServiceVersions.xml").status);
 }
 
-TEST(Trouble, TextsSayWhatTheyMeanOrAreRefused) {
+TEST_F(Troubles, TextsSayWhatTheyMeanOrAreRefused) {
     const Trouble trouble = ParseTrouble("Login:drop:count=-1:bytes=7");
     EXPECT_EQ("Login", trouble.method);
     EXPECT_EQ(TroubleKind::Drop, trouble.kind);
