@@ -227,14 +227,6 @@ std::string EntryList(const std::vector<Entry> &entries, const char *macro) {
     return out + ".El\n";
 }
 
-std::vector<const CLI::App *> CommandsOf(const CLI::App &app) {
-    const auto all = app.get_subcommands([](const CLI::App *) { return true; });
-    std::vector<const CLI::App *> shown;
-    std::ranges::copy_if(all, std::back_inserter(shown),
-                         [](const CLI::App *each) { return !each->get_group().empty(); });
-    return shown;
-}
-
 /* The words behind the program's name: {"profile", "add"} */
 std::string CommandWords(const CLI::App &command) {
     const CLI::App *parent = command.get_parent();
@@ -357,6 +349,14 @@ std::string MakeText(const CLI::App &program, const CLI::App &app, const Book &b
 }
 
 } // namespace
+
+std::vector<const CLI::App *> CommandsOf(const CLI::App &app) {
+    const auto all = app.get_subcommands([](const CLI::App *) { return true; });
+    std::vector<const CLI::App *> shown;
+    std::ranges::copy_if(all, std::back_inserter(shown),
+                         [](const CLI::App *each) { return !each->get_group().empty(); });
+    return shown;
+}
 
 std::vector<Page> MakePages(const CLI::App &program, const Book &book) {
     std::vector<Page> pages = {{book.program + ".1", MakeText(program, program, book)}};

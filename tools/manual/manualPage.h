@@ -40,6 +40,9 @@ struct Page {
     std::string text;
 };
 
+/* The commands right below the program or command that help shows. */
+std::vector<const CLI::App *> CommandsOf(const CLI::App &app);
+
 std::vector<Page> MakePages(const CLI::App &program, const Book &book);
 
 /* Writes the pages to a folder, which is made. Throws std::runtime_error. */

@@ -4,6 +4,8 @@
 #include <array>
 #include <utility>
 
+#include "tools/manual/manualPage.h"
+
 namespace orvaneCli {
 
 namespace {
@@ -48,14 +50,6 @@ const CLI::Option *FindOption(const CLI::App *app, const std::string &word) {
             return found;
     }
     return nullptr;
-}
-
-std::vector<const CLI::App *> CommandsOf(const CLI::App &app) {
-    const auto all = app.get_subcommands([](const CLI::App *) { return true; });
-    std::vector<const CLI::App *> shown;
-    std::ranges::copy_if(all, std::back_inserter(shown),
-                         [](const CLI::App *each) { return !each->get_group().empty(); });
-    return shown;
 }
 
 /* "{a,b}" of the check of an option's value. */
@@ -112,7 +106,7 @@ void Step(Walk &walk, const std::string &word, std::map<std::string, std::string
             options[LongName(*option)] = hasValue ? word.substr(equals + 1) : "";
         return;
     }
-    for (const CLI::App *each : CommandsOf(*walk.app)) {
+    for (const CLI::App *each : manual::CommandsOf(*walk.app)) {
         if (walk.numArguments == 0 && each->get_name() == word) {
             walk.app = each;
             return;
@@ -130,7 +124,7 @@ void CompleteValue(Completion &completion, const CLI::Option &option) {
 
 void CompleteArgument(Completion &completion, const Walk &walk) {
     if (walk.numArguments == 0) {
-        for (const CLI::App *each : CommandsOf(*walk.app))
+        for (const CLI::App *each : manual::CommandsOf(*walk.app))
             completion.words.push_back(each->get_name());
     }
     const CLI::Option *argument = nullptr;

@@ -34,14 +34,6 @@ constexpr auto kWays = std::to_array<Way>({
     {"pools", skema_ozy_resource_pool_get_type, "resourcePool", "", false},
 });
 
-void Append(GValueArray *array, GType type, GObject *object) {
-    GValue value = G_VALUE_INIT;
-    g_value_init(&value, type);
-    g_value_take_object(&value, object);
-    g_value_array_append(array, &value);
-    g_value_unset(&value);
-}
-
 void SetPaths(GObject *propertySpec, const std::vector<std::string> &paths) {
     const ValueArrayPtr texts(g_value_array_new(static_cast<guint>(paths.size())));
     for (const std::string &path : paths) {
@@ -88,10 +80,10 @@ GObject *ObjectSpec(const Service &service, SkemaQormManagedObject *entity, Inve
         if (depth != InventoryDepth::kChildren) {
             const ValueArrayPtr further(g_value_array_new(static_cast<guint>(ways.size())));
             for (const Way *next : ways)
-                Append(further.get(), SelectionType(), orvane_selection_spec_new(next->name));
+                AppendObject(further.get(), SelectionType(), orvane_selection_spec_new(next->name));
             g_object_set(traversal, "selectSet", further.get(), nullptr);
         }
-        Append(traversals.get(), SelectionType(), traversal);
+        AppendObject(traversals.get(), SelectionType(), traversal);
     }
     GObject *spec = orvane_object_spec_new(entity, TRUE, TRUE, nullptr);
     g_object_set(spec, "selectSet", traversals.get(), nullptr);
@@ -150,8 +142,8 @@ std::vector<InventoryEntity> ReadInventory(const Service &service, SkemaQormMana
             types.insert(each.type);
         types.erase(SKEMA_TYPE_OZY_MANAGED_ENTITY);
         for (const GType type : types)
-            Append(all.get(), SKEMA_TYPE_QORM_CORE_PROPERTY_COLLECTOR_PROPERTY_SPEC,
-                   PropertySpec(type, PathsOf(type, extra)));
+            AppendObject(all.get(), SKEMA_TYPE_QORM_CORE_PROPERTY_COLLECTOR_PROPERTY_SPEC,
+                         PropertySpec(type, PathsOf(type, extra)));
         g_object_set(filterSpec, "propSet", all.get(), nullptr);
     }
     Operation retrieve(Text(MSGID("inventory.reading") "reading the inventory"),
@@ -196,11 +188,11 @@ GObject *NewFilterSpec(const std::vector<GObject *> &objects, const std::vector<
     GObject *spec = orvane_filter_spec_new(TRUE, nullptr);
     const ValueArrayPtr objectSet(g_value_array_new(static_cast<guint>(objects.size())));
     for (GObject *object : objects)
-        Append(objectSet.get(), SKEMA_TYPE_QORM_CORE_PROPERTY_COLLECTOR_OBJECT_SPEC, object);
+        AppendObject(objectSet.get(), SKEMA_TYPE_QORM_CORE_PROPERTY_COLLECTOR_OBJECT_SPEC, object);
     const ValueArrayPtr propSet(g_value_array_new(static_cast<guint>(types.size())));
     for (const GType type : types)
-        Append(propSet.get(), SKEMA_TYPE_QORM_CORE_PROPERTY_COLLECTOR_PROPERTY_SPEC,
-               PropertySpec(type, paths));
+        AppendObject(propSet.get(), SKEMA_TYPE_QORM_CORE_PROPERTY_COLLECTOR_PROPERTY_SPEC,
+                     PropertySpec(type, paths));
     g_object_set(spec, "objectSet", objectSet.get(), "propSet", propSet.get(), nullptr);
     return spec;
 }

@@ -65,14 +65,6 @@ void AppendText(GValueArray *array, const std::string &text) {
     g_value_unset(&value);
 }
 
-void AppendObject(GValueArray *array, GType type, GObject *object) {
-    GValue value = G_VALUE_INIT;
-    g_value_init(&value, type);
-    g_value_take_object(&value, object);
-    g_value_array_append(array, &value);
-    g_value_unset(&value);
-}
-
 GObject *FilterSpec(const std::vector<const ObjectToRead *> &group) {
     const ObjectToRead &first = *group.front();
     GObject *propertySpec =

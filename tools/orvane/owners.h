@@ -22,4 +22,13 @@ struct FreeValueArray {
 };
 using ValueArrayPtr = std::unique_ptr<GValueArray, FreeValueArray>;
 
+/* Adds an object to a list of objects of this type, and takes it over. */
+inline void AppendObject(GValueArray *array, GType type, GObject *object) {
+    GValue value = G_VALUE_INIT;
+    g_value_init(&value, type);
+    g_value_take_object(&value, object);
+    g_value_array_append(array, &value);
+    g_value_unset(&value);
+}
+
 } // namespace orvaneCli

@@ -26,13 +26,6 @@ int Rows() {
                                                                             : kUsualRows;
 }
 
-std::string Repeated(std::string_view text, int count) {
-    std::string all;
-    for (int i = 0; i < count; i++)
-        all += text;
-    return all;
-}
-
 } // namespace
 
 ProgressBars::ProgressBars(bool isWanted) : isLive(isWanted && terminal.IsLive()) {}
@@ -66,14 +59,9 @@ std::string ProgressBars::Erasure() const {
 }
 
 std::string ProgressBars::BarLine(const Bar &bar, int labelWidth, int width) const {
-    const int full = bar.percent * width / 100;
-    const bool isPretty = terminal.HasUnicode();
-    return fmt::format(
-        "{}  {}{} {:3} %\n",
-        PadText(CutText(bar.label, labelWidth, isPretty ? "\u2026" : "~"), labelWidth),
-        terminal.Styled(Style::kGood, Repeated(isPretty ? "\u2588" : "#", full)),
-        terminal.Styled(Style::kFaint, Repeated(isPretty ? "\u2591" : ".", width - full)),
-        bar.percent);
+    const char *cut = terminal.HasUnicode() ? "\u2026" : "~";
+    return fmt::format("{}  {} {:3} %\n", PadText(CutText(bar.label, labelWidth, cut), labelWidth),
+                       terminal.DrawnBar(bar.percent, width), bar.percent);
 }
 
 void ProgressBars::Draw() {

@@ -17,13 +17,7 @@ namespace {
 
 std::string JsonOf(const GValue *value, OrvaneJsonFlags flags) {
     GError *error = nullptr;
-    const GPtr<char> text(orvane_value_to_json(value, flags, &error));
-    if (text)
-        return text.get();
-    const std::string why = Printable(error->message);
-    g_error_free(error);
-    throw Failure(
-        Text(MSGID("result.noJson") "the result cannot be written as JSON: %s", why.c_str()));
+    return OwnJson(orvane_value_to_json(value, flags, &error), error);
 }
 
 bool IsData(const GValue *value) {
@@ -49,6 +43,16 @@ const GValueArray *ListOf(const GValue *value) {
 }
 
 } // namespace
+
+std::string OwnJson(char *json, GError *error) {
+    const GPtr<char> text(json);
+    if (text)
+        return text.get();
+    const std::string why = Printable(error->message);
+    g_error_free(error);
+    throw Failure(
+        Text(MSGID("result.noJson") "the result cannot be written as JSON: %s", why.c_str()));
+}
 
 void WriteResult(const GValue *value) {
     const OutputForm form = GetOutputForm();

@@ -9,11 +9,16 @@
  */
 #pragma once
 
+#include <string>
+
 #include <glib-object.h>
 
 namespace orvaneCli {
 
 /* A zeroed value is no result. */
 void WriteResult(const GValue *value);
+
+/* What an orvane_..._to_json() returned, which is released; a Failure if it is NULL, and the error is released. */
+std::string OwnJson(char *json, GError *error);
 
 } // namespace orvaneCli

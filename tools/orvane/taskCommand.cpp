@@ -12,6 +12,7 @@
 #include "tools/orvane/objectFinder.h"
 #include "tools/orvane/parallelRuns.h"
 #include "tools/orvane/printer.h"
+#include "tools/orvane/resultText.h"
 #include "tools/orvane/schemaWords.h"
 #include "tools/orvane/taskWatch.h"
 #include "tools/orvane/terminal.h"
@@ -127,13 +128,7 @@ std::vector<ProxyPtr> FindTasks(const Service &service, const std::vector<std::s
 
 std::string JsonOf(GObject *info) {
     GError *error = nullptr;
-    const GPtr<char> json(orvane_object_to_json(info, ORVANE_JSON_COMPACT, &error));
-    if (json)
-        return json.get();
-    const std::string why = Printable(error->message);
-    g_error_free(error);
-    throw Failure(
-        Text(MSGID("result.noJson") "the result cannot be written as JSON: %s", why.c_str()));
+    return OwnJson(orvane_object_to_json(info, ORVANE_JSON_COMPACT, &error), error);
 }
 
 int RunShow(const Service &service, const std::vector<std::string> &words) {

@@ -192,11 +192,13 @@ void Terminal::EndProgress(Style style, std::string_view word) {
 
 std::string Terminal::Bar() const {
     const int width = std::clamp(OutputColumns() - kBesideBar - int(label.size()), 0, kBarWidth);
-    const int full = percent * width / 100;
-    const std::string filled = Repeated(hasUnicode ? "\u2588" : "#", full);
-    const std::string empty = Repeated(hasUnicode ? "\u2591" : ".", width - full);
-    return fmt::format("  {}  {}{} {:3} %", label, Styled(Style::kGood, filled),
-                       Styled(Style::kFaint, empty), percent);
+    return fmt::format("  {}  {} {:3} %", label, DrawnBar(percent, width), percent);
+}
+
+std::string Terminal::DrawnBar(int percentDone, int width) const {
+    const int full = percentDone * width / 100;
+    return Styled(Style::kGood, Repeated(hasUnicode ? "\u2588" : "#", full)) +
+           Styled(Style::kFaint, Repeated(hasUnicode ? "\u2591" : ".", width - full));
 }
 
 } // namespace orvaneCli

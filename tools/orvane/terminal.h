@@ -48,6 +48,8 @@ public:
     bool HasUnicode() const { return hasUnicode; }
 
     std::string Styled(Style style, std::string_view text) const;
+    /* A progress bar of so many columns. */
+    std::string DrawnBar(int percentDone, int width) const;
     /* Writes a line; above the bar, if one is shown. */
     void Line(std::string_view text);
     void Heading(std::string_view title, std::string_view remark = "");

@@ -10,6 +10,7 @@
 #include <orvane/schema/qorm.h>
 #include <unistd.h>
 
+#include "tools/orvane/descriptor.h"
 #include "tools/orvane/failure.h"
 #include "tools/orvane/operation.h"
 #include "tools/orvane/schemaWords.h"
@@ -22,23 +23,6 @@ namespace {
 
 constexpr size_t kMostBytes = size_t(64) << 20; /* of a file */
 constexpr int kWaitSeconds = 3600;              /* then the wait begins anew */
-
-/* Closes a file, other than stdin, at the end of a scope. */
-class Descriptor {
-public:
-    explicit Descriptor(const std::string &path)
-        : number(path == "-" ? STDIN_FILENO : open(path.c_str(), O_RDONLY | O_CLOEXEC)) {}
-    ~Descriptor() {
-        if (number > STDIN_FILENO)
-            close(number);
-    }
-    Descriptor(const Descriptor &) = delete;
-    Descriptor &operator=(const Descriptor &) = delete;
-    int Number() const { return number; }
-
-private:
-    int number;
-};
 
 gboolean OnReadable(gint, GIOCondition, gpointer isReadable) {
     *static_cast<bool *>(isReadable) = true;
@@ -57,7 +41,7 @@ void WaitForInput(int descriptor) {
 }
 
 std::string ReadWhole(const std::string &path) {
-    const Descriptor file(path);
+    const Descriptor file(path == "-" ? STDIN_FILENO : open(path.c_str(), O_RDONLY | O_CLOEXEC));
     std::string content;
     std::array<char, 65536> block;
     ssize_t count = file.Number() >= 0 ? 1 : -1;

@@ -15,6 +15,7 @@
 #include "lib/file/fileLock.h"
 #include "lib/misc/err.h"
 #include "lib/misc/glibPtr.h"
+#include "tools/orvane/descriptor.h"
 #include "tools/orvane/message.h"
 
 namespace orvaneCli {
@@ -28,21 +29,6 @@ constexpr std::string_view kByteOrderMark = "\xef\xbb\xbf"; /* of UTF-8 */
 constexpr guint32 kReadAndWrite = FILEIO_OPEN_ACCESS_READ | FILEIO_OPEN_ACCESS_WRITE;
 
 using PathText = MallocPtr<char>;
-
-class Descriptor {
-public:
-    explicit Descriptor(int opened) : number(opened) {}
-    ~Descriptor() {
-        if (number >= 0)
-            close(number);
-    }
-    Descriptor(const Descriptor &) = delete;
-    Descriptor &operator=(const Descriptor &) = delete;
-    int Number() const { return number; }
-
-private:
-    int number;
-};
 
 /* A file of the foundation; closed at the end, and removed as well if it is a temporary. */
 class OpenFile {
