@@ -1,7 +1,6 @@
 // "orvane call" and "orvane set": results, help, requests that are not sent, and all that can go wrong.
 #include <nlohmann/json.hpp>
 
-#include "tests/support/temporaryFolder.h"
 #include "tests/tools/orvane/serviceFixture.h"
 #include "tests/tools/simulator/soapClient.h"
 
@@ -20,11 +19,6 @@ struct Call : WithSimulator {
         setenv("ORVANE_SCHEMA_OVERLAY", folder.Path("overlay.schema").c_str(), 1);
         Program::looksForLeaks = false;
     }
-    ~Call() override {
-        unsetenv("ORVANE_SCHEMA_OVERLAY");
-        Program::looksForLeaks = true;
-    }
-    const TemporaryFolder folder;
 };
 
 TEST_F(Call, WritesTheResultInEachForm) {
@@ -42,9 +36,7 @@ TEST_F(Call, WritesTheResultInEachForm) {
         {{"group-v3", "CreateFolder", "name=@@x"}, "group-v1001\n"},
     };
     for (const auto &row : rows) {
-        Words words = row.words;
-        words.insert(words.begin(), "call");
-        const Ended ended = Run(words);
+        const Ended ended = Run("call", row.words);
         EXPECT_EQ(0, ended.status) << row.words[1] << ": " << ended.err;
         EXPECT_EQ("", ended.err);
         EXPECT_EQ(row.out, ended.out) << row.words[1];
@@ -167,19 +159,17 @@ TEST_F(Call, TroubleOfTheServiceAndOfTheOutput) {
         server.ClearTroubles();
         server.ExpireSessions();
     }
-    Program full("bin/orvane", {"call", "ServiceInstance", "CurrentTime"}, false,
-                 {.output = "/dev/full"});
-    ExpectFailure(full.Wait(), 1, {"the output cannot be written"});
+    ExpectFailure(Run({"call", "ServiceInstance", "CurrentTime"}, false, {.output = "/dev/full"}),
+                  1, {"the output cannot be written"});
 }
 
 /* A signal ends it wherever it waits: it logs out, the fixture checks that, and says so in one line. */
 TEST_F(Call, CtrlCAtEveryMoment) {
     folder.Write("name", "from a file\n");
-    struct Row {
+    const struct {
         const char *silenced; /* method whose answer never comes */
         Words words;
-    };
-    const Row rows[] = {
+    } rows[] = {
         {"RetrieveServiceContent", {"vm-101", "ResetVM_Task"}},
         {"Login", {"vm-101", "ResetVM_Task"}},
         {"FindByInventoryPath", {"/Datacenter/vm/machine-0001", "ResetVM_Task"}},
@@ -187,7 +177,7 @@ TEST_F(Call, CtrlCAtEveryMoment) {
         {"Rename_Task", {"vm-101", "Rename_Task", "newName=@" + folder.Path("name")}},
         {"CurrentTime", {"ServiceInstance", "CurrentTime", "--output", "json"}},
     };
-    for (const Row &row : rows) {
+    for (const auto &row : rows) {
         SCOPED_TRACE(row.silenced);
         server.ResetCounters();
         server.AddTrouble({.kind = TroubleKind::Silent, .method = row.silenced, .count = -1});
@@ -207,8 +197,7 @@ TEST_F(Call, CtrlCAtEveryMoment) {
 
 TEST_F(Call, AValueComesFromStdinAndAWaitForItIsInterrupted) {
     const Words words = {"call", "vm-101", "Rename_Task", "newName=@-"};
-    Program piped("bin/orvane", words, false, {.input = "typed\n"});
-    EXPECT_EQ(0, piped.Wait().status);
+    EXPECT_EQ(0, Run(words, false, {.input = "typed\n"}).status);
     EXPECT_EQ("typed\n", Run({"ls", "vm-101"}).out);
     server.ResetCounters();
     Program waiting("bin/orvane", words, true);

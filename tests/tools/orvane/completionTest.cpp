@@ -1,41 +1,28 @@
 // "orvane completion" and what its scripts call.
 #include <chrono>
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include "tests/support/paths.h"
-#include "tests/support/temporaryFolder.h"
-#include "tests/tools/orvane/program.h"
-#include "tools/simulator/simulator.h"
+#include "tests/tools/orvane/serviceFixture.h"
 
 namespace {
 
 /* With a profile "lab", and a machine whose name no terminal must show. */
-class OrvaneCompletion : public testing::Test {
-protected:
+struct OrvaneCompletion : ProgramTest {
     OrvaneCompletion() : server({.machines = 2, .jobs = 1}) {
         server.RunInThread();
         server.SetProperty("vm-102", "name", "machine\u009b2J");
-        setenv("XDG_CONFIG_HOME", folder.Path().c_str(), 1);
         setenv("ORVANE_PASSWORD", "secret", 1);
-        Program("bin/orvane", {"profile", "add", "lab", server.Url(), "administrator"}).Wait();
-    }
-    ~OrvaneCompletion() override {
-        unsetenv("XDG_CONFIG_HOME");
-        unsetenv("ORVANE_PASSWORD");
+        Run({"profile", "add", "lab", server.Url(), "administrator"});
     }
 
     static std::string Complete(const std::vector<std::string> &words) {
         std::vector<std::string> arguments = {"complete", "--"};
         arguments.insert(arguments.end(), words.begin(), words.end());
-        const Ended ended = Program("bin/orvane", arguments).Wait();
+        const Ended ended = Run(arguments);
         EXPECT_EQ(0, ended.status);
         EXPECT_EQ("", ended.err);
         return ended.out;
     }
 
-    const TemporaryFolder folder;
     simulator::Simulator server;
 };
 
@@ -84,7 +71,6 @@ TEST_F(OrvaneCompletion, WaitsForNoServiceAndAsksNothing) {
     EXPECT_EQ("", Complete(words));
     EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::milliseconds(1900))
         << "the time limit of its calls is two seconds";
-    Program::looksForLeaks = true;
 }
 
 TEST_F(OrvaneCompletion, IsAScriptThatQuotesWhatItFinds) {

@@ -1,16 +1,15 @@
 // How commands end: the exit status for each kind of failure, and errors as JSON.
-#include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
 
-#include "tests/tools/orvane/program.h"
-#include "tools/simulator/simulator.h"
+#include "tests/tools/orvane/serviceFixture.h"
 
 namespace {
 
+using ExitStatus = ProgramTest;
 using simulator::TroubleKind;
 using testing::HasSubstr;
 
-TEST(ExitStatus, TellsKindsOfFailuresApartAndJsonHasThem) {
+TEST_F(ExitStatus, TellsKindsOfFailuresApartAndJsonHasThem) {
     simulator::Simulator server({.machines = 1, .certificateKind = "self-signed"});
     server.RunInThread();
     const struct {
@@ -30,10 +29,8 @@ TEST(ExitStatus, TellsKindsOfFailuresApartAndJsonHasThem) {
     for (const auto &row : rows) {
         server.AddTrouble(
             {.kind = row.kind, .method = row.method, .count = -1, .faultType = row.fault});
-        const Ended ended =
-            Program("bin/orvane", {"about", server.Url(), "administrator", "--password", "secret",
-                                   "--insecure", "--timeout", "1", "--output", "jsonl"})
-                .Wait();
+        const Ended ended = Run({"about", server.Url(), "administrator", "--password", "secret",
+                                 "--insecure", "--timeout", "1", "--output", "jsonl"});
         server.ClearTroubles();
         server.ExpireSessions();
         EXPECT_EQ(row.status, ended.status) << row.method;
@@ -46,9 +43,9 @@ TEST(ExitStatus, TellsKindsOfFailuresApartAndJsonHasThem) {
     }
 }
 
-TEST(ExitStatus, AWrongCommandLineIsJsonIfItAsksForThat) {
+TEST_F(ExitStatus, AWrongCommandLineIsJsonIfItAsksForThat) {
     for (const char *word : {"abuot", "--frob"}) {
-        const Ended ended = Program("bin/orvane", {"--output", "json", word}).Wait();
+        const Ended ended = Run({"--output", "json", word});
         EXPECT_EQ(2, ended.status);
         const auto document = nlohmann::json::parse(ended.err, nullptr, false);
         ASSERT_TRUE(document.is_object()) << ended.err;

@@ -1,7 +1,6 @@
 // "orvane get": tables and JSON of whole objects and of chosen properties, and what cannot be read.
 #include <nlohmann/json.hpp>
 
-#include "tests/support/paths.h"
 #include "tests/tools/orvane/serviceFixture.h"
 #include "tools/orvane/objectReader.h"
 
@@ -81,18 +80,9 @@ TEST_F(Get, WorksAtTheSecondServiceToo) {
                 HasSubstr("\"negotiated\": \"ferry/5.0\""));
 }
 
-TEST(GetWithOverlay, ReadsInsideOfLists) {
-    const std::string overlay = SourcePath("examples/overlay/example.schema");
-    simulator::Simulator server({.machines = 1, .overlay = {overlay}});
-    server.RunInThread();
-    setenv("ORVANE_SCHEMA_OVERLAY", overlay.c_str(), 1);
-    const Ended ended =
-        Program("bin/orvane",
-                {"get", "--url", server.Url(), "--user", "observer", "--password", "secret",
-                 "--output", "plain", "vm-101", "-k", "summary.display[*].width", "-k",
-                 "runtime.powerState", "-k", "summary.display[#0].label"})
-            .Wait();
-    unsetenv("ORVANE_SCHEMA_OVERLAY");
+TEST_F(WithOverlay, GetReadsInsideOfLists) {
+    const Ended ended = Run({"get", "--output", "plain", "vm-101", "-k", "summary.display[*].width",
+                             "-k", "runtime.powerState", "-k", "summary.display[#0].label"});
     EXPECT_THAT(ended.out, testing::MatchesRegex("[0-9, ]+\tpoweredOff\t.+\n")) << ended.err;
 }
 
@@ -114,10 +104,8 @@ TEST_F(Get, WhatIsWrongIsOneLineThatHelps) {
         {{"--ferry", "vm-101"}, 1, {"no object \"vm-101\""}},
     };
     for (const auto &row : rows) {
-        std::vector<std::string> words = row.words;
-        words.insert(words.begin(), "get");
-        SCOPED_TRACE(words.back());
-        ExpectFailure(Run(words), row.status, row.texts);
+        SCOPED_TRACE(testing::PrintToString(row.words));
+        ExpectFailure(Run("get", row.words), row.status, row.texts);
     }
 }
 

@@ -1,17 +1,13 @@
 // Signals while the program runs: it logs out, leaves the terminal as it was, and ends with 128 and the number.
-#include <gmock/gmock.h>
-#include <netinet/in.h>
 #include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
-#include <termios.h>
 #include <unistd.h>
 
-#include "tests/support/temporaryFolder.h"
-#include "tests/tools/orvane/program.h"
+#include "tests/support/loopback.h"
+#include "tests/tools/orvane/serviceFixture.h"
 #include "tests/tools/simulator/soapClient.h"
-#include "tools/simulator/simulator.h"
 
 namespace {
 
@@ -22,20 +18,11 @@ using testing::EndsWith;
 using testing::HasSubstr;
 using testing::Not;
 
-bool HasEcho(int terminal) {
-    termios settings{};
-    return tcgetattr(terminal, &settings) == 0 && (settings.c_lflag & ECHO) != 0;
-}
-
-struct OrvaneInterrupted : testing::Test {
+struct OrvaneInterrupted : ProgramTest {
     OrvaneInterrupted() : server({.machines = 3, .taskDurationMs = 60000}) {
         setenv("ORVANE_PASSWORD", "secret", 1);
         Program::looksForLeaks = false;
         server.RunInThread();
-    }
-    ~OrvaneInterrupted() override {
-        unsetenv("ORVANE_PASSWORD");
-        Program::looksForLeaks = true;
     }
 
     std::vector<std::string> Demo() const {
@@ -125,20 +112,12 @@ TEST_F(OrvaneInterrupted, WhatWasIgnoredAtItsStartStaysIgnored) {
 }
 
 TEST_F(OrvaneInterrupted, EndsAnImportAndLeavesNoFile) {
-    const TemporaryFolder folder;
-    const int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address = {};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof address;
-    auto *any = reinterpret_cast<sockaddr *>(&address);
-    ASSERT_TRUE(bind(listener, any, size) == 0 && listen(listener, 1) == 0 &&
-                getsockname(listener, any, &size) == 0);
+    int port = 0;
+    const int listener = ListenOnLoopback(&port);
     for (const int signal : {SIGINT, SIGTERM}) {
-        Program import("bin/orvane",
-                       {"schema", "import", "--url",
-                        "http://127.0.0.1:" + std::to_string(ntohs(address.sin_port)) + "/a.xsd",
-                        "--output", folder.Path("made.schema")});
+        Program import("bin/orvane", {"schema", "import", "--url",
+                                      "http://127.0.0.1:" + std::to_string(port) + "/a.xsd",
+                                      "--output", folder.Path("made.schema")});
         pollfd connection = {listener, POLLIN, 0};
         ASSERT_EQ(1, poll(&connection, 1, 20000)) << "no request";
         const int peer = accept(listener, nullptr, nullptr);
@@ -153,16 +132,13 @@ TEST_F(OrvaneInterrupted, EndsAnImportAndLeavesNoFile) {
 }
 
 TEST_F(OrvaneInterrupted, ACrashIsHandledAsTheSettingsSay) {
-    const TemporaryFolder folder;
     const std::string settings = "panic.loopOnPanic = TRUE\npanic.addrSpaceReservedKB = 64\n";
     mkdir(folder.Path("orvane").c_str(), 0700);
     folder.Write("orvane/config", settings + "coreDumpOnPanic = FALSE\n");
-    setenv("XDG_CONFIG_HOME", folder.Path().c_str(), 1);
     Silence("RetrieveProperties");
     std::vector<std::string> words = Demo();
     words.insert(words.end(), {"--log", folder.Path("log")});
     Program demo("bin/orvane", words, true);
-    unsetenv("XDG_CONFIG_HOME");
     EXPECT_TRUE(HasCalled("RetrieveProperties"));
     demo.Signal(SIGUSR1);
     EXPECT_TRUE(demo.WaitFor("Looping pid="));

@@ -1,12 +1,9 @@
 // "orvane job" and "orvane session", as a user runs them.
 #include <thread>
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-#include "tests/tools/orvane/program.h"
-#include "tools/simulator/simulator.h"
+#include "tests/tools/orvane/serviceFixture.h"
 
 namespace {
 
@@ -16,36 +13,11 @@ using testing::HasSubstr;
 using testing::MatchesRegex;
 using testing::Not;
 
-class OrvaneJobs : public testing::Test {
-protected:
-    static simulator::Options Settings() {
-        simulator::Options options;
-        options.machines = 1;
-        options.frozenClock = true;
-        options.jobs = 3;
-        options.jobDurationMs = 1000;
-        return options;
-    }
-
-    OrvaneJobs() : server(Settings()) {
-        server.RunInThread();
+struct OrvaneJobs : WithSimulator {
+    OrvaneJobs()
+        : WithSimulator({.machines = 1, .jobs = 3, .jobDurationMs = 1000, .frozenClock = true}) {
         server.Advance(420);
-        setenv("ORVANE_URL", server.Url().c_str(), 1);
-        setenv("ORVANE_USER", "administrator", 1);
-        setenv("ORVANE_PASSWORD", "secret", 1);
     }
-    ~OrvaneJobs() override {
-        EXPECT_EQ(0, server.NumSessions()) << "each command logs out";
-        for (const char *name : {"ORVANE_URL", "ORVANE_USER", "ORVANE_PASSWORD"})
-            unsetenv(name);
-    }
-
-    static Ended Run(const std::vector<std::string> &arguments, bool onTerminal = false,
-                     const Streams &streams = {}) {
-        return Program("bin/orvane", arguments, onTerminal, streams).Wait();
-    }
-
-    simulator::Simulator server;
 };
 
 TEST_F(OrvaneJobs, AreListedShownAndCancelled) {
@@ -123,12 +95,7 @@ TEST_F(OrvaneJobs, AreRefusedWithAReason) {
         setenv("ORVANE_USER", row.user, 1);
         if (!row.trouble.method.empty())
             server.AddTrouble(row.trouble);
-        std::vector<std::string> arguments = {"job"};
-        arguments.insert(arguments.end(), row.arguments.begin(), row.arguments.end());
-        const Ended ended = Run(arguments);
-        EXPECT_EQ(row.status, ended.status) << row.message;
-        EXPECT_THAT(ended.err, HasSubstr(row.message));
-        EXPECT_EQ(1, std::ranges::count(ended.err, '\n')) << ended.err;
+        ExpectFailure(Run("job", row.arguments), row.status, {row.message});
         server.ExpireSessions(); /* that of a connection that broke */
         server.ClearTroubles();
     }
@@ -136,13 +103,11 @@ TEST_F(OrvaneJobs, AreRefusedWithAReason) {
 }
 
 TEST_F(OrvaneJobs, AreWrittenWhereverThereIsRoom) {
-    const Ended full = Run({"job", "ls"}, false, {"", "/dev/full"});
-    EXPECT_EQ(1, full.status);
-    EXPECT_THAT(full.err, HasSubstr("the output cannot be written"));
+    ExpectFailure(Run({"job", "ls"}, false, {.output = "/dev/full"}), 1,
+                  {"the output cannot be written"});
     Program::language = "de_DE.UTF-8";
     EXPECT_THAT(Run({"job", "ls", "--quiet"}).out, testing::StartsWith("conversion-0001  active"));
     EXPECT_THAT(Run({"job", "ls"}).out, HasSubstr("FORTSCHRITT  KENNUNG\n"));
-    Program::language = "C";
 }
 
 TEST_F(OrvaneJobs, AreNotThereAtTheMainService) {
@@ -226,9 +191,7 @@ TEST_F(OrvaneJobs, SessionsAreListedWithoutTheirKeys) {
         EXPECT_FALSE(session.contains("key"));
     }
     server.DenyProperty("SessionManager", "sessionList");
-    const Ended denied = Run({"session", "ls"});
-    EXPECT_EQ(1, denied.status);
-    EXPECT_EQ("orvane: the service does not tell who is logged in\n", denied.err);
+    ExpectFailure(Run({"session", "ls"}), 1, {"the service does not tell who is logged in\n"});
 }
 
 } // namespace

@@ -1,7 +1,6 @@
 // "orvane ls": whole screens, forms of output, paths and names, conditions, and what is wrong with them.
 #include <nlohmann/json.hpp>
 
-#include "tests/support/paths.h"
 #include "tests/tools/orvane/serviceFixture.h"
 
 namespace {
@@ -110,24 +109,13 @@ TEST_F(Ls, FiltersByConditions) {
     }
 }
 
-TEST(LsWithOverlay, ShowsAndFiltersThePowerState) {
-    const std::string overlay = SourcePath("examples/overlay/example.schema");
-    simulator::Simulator server({.machines = 4, .overlay = {overlay}});
-    server.RunInThread();
-    setenv("ORVANE_SCHEMA_OVERLAY", overlay.c_str(), 1);
-    const std::vector<std::string> words = {
-        "ls",         "--url",
-        server.Url(), "--user",
-        "observer",   "--password",
-        "secret",     "-lR",
-        "--filter",   "runtime.powerState == poweredOn and summary.display[*].width > 0"};
-    const Ended ended = Program("bin/orvane", words).Wait();
-    unsetenv("ORVANE_SCHEMA_OVERLAY");
+TEST_F(WithOverlay, LsShowsAndFiltersThePowerState) {
+    const Ended ended = Run({"ls", "-lR", "--filter",
+                             "runtime.powerState == poweredOn and summary.display[*].width > 0"});
     EXPECT_EQ("PATH                         TYPE            POWER      HOST               ID\n"
               "/Datacenter/vm/machine-0004  VirtualMachine  poweredOn  host4.example.com  vm-104\n",
               ended.out)
         << ended.err;
-    EXPECT_EQ(0, server.NumSessions());
 }
 
 TEST_F(Ls, WhatIsWrongIsOneLineThatHelps) {
@@ -164,9 +152,7 @@ TEST_F(Ls, WhatIsWrongIsOneLineThatHelps) {
     };
     for (const auto &row : rows) {
         SCOPED_TRACE(row.words.back());
-        std::vector<std::string> words = row.words;
-        words.insert(words.begin(), "ls");
-        const Ended ended = Run(words);
+        const Ended ended = Run("ls", row.words);
         EXPECT_EQ("", ended.out);
         ExpectFailure(ended, row.status, row.texts);
     }
@@ -205,23 +191,15 @@ TEST_F(Ls, ASessionThatEndsAndAServiceThatDiesEndIt) {
 }
 
 TEST_F(Ls, OutputThatNobodyReadsIsNoFailureAndAFullDiskIs) {
-    ExpectFailure(Program("bin/orvane", {"ls"}, false, {.output = "/dev/full"}).Wait(), 1,
-                  {"No space left"});
-    Program closed("bin/orvane", {"ls", "-R"}, false, {.output = "pipe"});
-    const Ended ended = closed.Wait();
+    ExpectFailure(Run({"ls"}, false, {.output = "/dev/full"}), 1, {"No space left"});
+    const Ended ended = Run({"ls", "-R"}, false, {.output = "pipe"});
     EXPECT_EQ(141, ended.status);
     EXPECT_EQ("", ended.err);
 }
 
 TEST_F(Ls, WritesWhatIsSentWithoutThePassword) {
-    const std::string file = testing::TempDir() + "orvaneWire";
-    unlink(file.c_str());
-    EXPECT_EQ(0, Run({"ls", "--wire", file}).status);
-    std::FILE *stream = std::fopen(file.c_str(), "r");
-    ASSERT_NE(nullptr, stream);
-    std::string text(1 << 20, '\0');
-    text.resize(std::fread(text.data(), 1, text.size(), stream));
-    std::fclose(stream);
+    EXPECT_EQ(0, Run({"ls", "--wire", folder.Path("wire")}).status);
+    const std::string text = folder.Read("wire");
     EXPECT_THAT(text, HasSubstr("> RetrieveProperties "));
     EXPECT_THAT(text, HasSubstr("> Logout "));
     EXPECT_THAT(text, testing::Not(HasSubstr("secret")));

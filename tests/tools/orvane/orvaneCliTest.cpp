@@ -1,15 +1,7 @@
-#include <algorithm>
-#include <string>
-
-#include <arpa/inet.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
-#include "tests/support/paths.h"
-#include "tests/tools/orvane/program.h"
-#include "tools/simulator/simulator.h"
+#include "tests/support/loopback.h"
+#include "tests/tools/orvane/serviceFixture.h"
 
 namespace {
 
@@ -18,45 +10,35 @@ const std::string kDocument = SourcePath("tests/tools/schemaImport/documents/man
 using testing::AllOf;
 using testing::HasSubstr;
 using testing::Not;
-using testing::StartsWith;
-
-Ended RunProgram(const std::string &path, const std::vector<std::string> &arguments,
-                 bool onTerminal = false) {
-    return Program(path, arguments, onTerminal).Wait();
-}
-
-Ended Demo(std::vector<std::string> arguments, bool onTerminal = false) {
-    arguments.insert(arguments.begin(), "demo");
-    return RunProgram("bin/orvane", arguments, onTerminal);
-}
+using OrvaneDemo = ProgramTest;
+using OrvaneProgram = ProgramTest;
 
 /* The demo with a given service, whose password is in the environment. */
-struct OrvaneDemoAtAService : testing::Test {
-    OrvaneDemoAtAService() { setenv("ORVANE_PASSWORD", "secret", 1); }
-    ~OrvaneDemoAtAService() override { unsetenv("ORVANE_PASSWORD"); }
-
-    static Ended At(const std::string &url, std::vector<std::string> others = {}) {
-        others.insert(others.begin(), {"--url", url});
-        return Demo(others);
+struct OrvaneDemoAtAService : ProgramTest {
+    OrvaneDemoAtAService() {
+        setenv("ORVANE_PASSWORD", "secret", 1);
+        server.RunInThread();
     }
+    Ended Demo(std::vector<std::string> others = {}) const {
+        others.insert(others.begin(), {"--url", server.Url()});
+        return Run("demo", others);
+    }
+    simulator::Simulator server{{.machines = 3, .taskDurationMs = 200}};
 };
 
-std::vector<std::string> With(const simulator::Simulator &server,
-                              std::vector<std::string> others = {}) {
-    std::vector<std::string> all = {server.Url(), "administrator", "secret"};
-    all.insert(all.end(), others.begin(), others.end());
-    return all;
-}
+/* Programs that show how to use the library. */
+struct Examples : testing::Test {
+    Examples() { server.RunInThread(); }
+    ~Examples() override { EXPECT_EQ(0, server.NumSessions()); }
+    std::vector<std::string> With(std::vector<std::string> others = {}) const {
+        others.insert(others.begin(), {server.Url(), "administrator", "secret"});
+        return others;
+    }
+    simulator::Simulator server{{.machines = 5, .taskDurationMs = 200}};
+};
 
-/* A failure is reported by one line on stderr. */
-void ExpectOneLine(const Ended &ended, const std::string &text, int status = 1) {
-    EXPECT_EQ(status, ended.status);
-    EXPECT_THAT(ended.err, AllOf(StartsWith("orvane: "), HasSubstr(text)));
-    EXPECT_EQ(1, std::ranges::count(ended.err, '\n')) << ended.err;
-}
-
-TEST(OrvaneDemo, ShowsEverythingInPlainTextAndOnOneScreen) {
-    const Ended ended = Demo({"--machines", "7", "--task-ms", "300"});
+TEST_F(OrvaneDemo, ShowsEverythingInPlainTextAndOnOneScreen) {
+    const Ended ended = Run({"demo", "--machines", "7", "--task-ms", "300"});
     EXPECT_EQ(0, ended.status) << ended.err;
     EXPECT_EQ("", ended.err);
     for (const char *text :
@@ -68,7 +50,7 @@ TEST(OrvaneDemo, ShowsEverythingInPlainTextAndOnOneScreen) {
     EXPECT_LE(std::ranges::count(ended.out, '\n'), 50) << ended.out;
 }
 
-TEST(OrvaneDemo, ColoursAndMovesTheBarOnlyOnATerminalThatTakesIt) {
+TEST_F(OrvaneDemo, ColoursAndMovesTheBarOnlyOnATerminalThatTakesIt) {
     const struct {
         const char *term;
         const char *noColor;
@@ -77,48 +59,37 @@ TEST(OrvaneDemo, ColoursAndMovesTheBarOnlyOnATerminalThatTakesIt) {
     for (const auto &row : rows) {
         setenv("TERM", row.term, 1);
         setenv("NO_COLOR", row.noColor, 1);
-        const Ended ended = Demo({"--machines", "2", "--task-ms", "200"}, true);
+        const Ended ended = Run({"demo", "--machines", "2", "--task-ms", "200"}, true);
         EXPECT_EQ(0, ended.status) << ended.out;
         EXPECT_EQ(row.isLive, ended.out.find("\033[") != std::string::npos) << ended.out;
     }
 }
 
-TEST(OrvaneDemo, ATakenPortIsOneLine) {
-    const int taken = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t length = sizeof address;
-    auto *generic = reinterpret_cast<sockaddr *>(&address);
-    ASSERT_EQ(0, bind(taken, generic, length));
-    ASSERT_EQ(0, listen(taken, 1));
-    ASSERT_EQ(0, getsockname(taken, generic, &length));
-    const std::string port = std::to_string(ntohs(address.sin_port));
-    ExpectOneLine(Demo({"--port", port}), "127.0.0.1:" + port);
+TEST_F(OrvaneDemo, ATakenPortIsOneLine) {
+    int port = 0;
+    const int taken = ListenOnLoopback(&port);
+    ExpectFailure(Run({"demo", "--port", std::to_string(port)}), 1,
+                  {"127.0.0.1:" + std::to_string(port)});
     close(taken);
 }
 
 TEST_F(OrvaneDemoAtAService, AFailureIsOneLineAndLogsOut) {
-    ExpectOneLine(At("http://127.0.0.1:1/sdk"), "no service answers", 3);
-    simulator::Simulator server({.machines = 3});
-    server.RunInThread();
-    ExpectOneLine(At(server.Url(), {"--password", "wrong"}),
-                  "InvalidLogin: The user name or the password is wrong; check the user name", 4);
-    ExpectOneLine(At(server.Url(), {"--machine", "nobody"}), "nobody");
+    ExpectFailure(Run({"demo", "--url", "http://127.0.0.1:1/sdk"}), 3, {"no service answers"});
+    ExpectFailure(Demo({"--password", "wrong"}), 4,
+                  {"InvalidLogin: The user name or the password is wrong; check the user name"});
+    ExpectFailure(Demo({"--machine", "nobody"}), 1, {"nobody"});
     EXPECT_EQ(1, server.NumCalls("Logout"));
     server.AddTrouble({.kind = simulator::TroubleKind::Fault,
                        .method = "Login",
                        .message = "no\nAll of it worked."});
-    ExpectOneLine(At(server.Url()), "SystemError: no\\nAll of it worked.");
+    ExpectFailure(Demo(), 1, {"SystemError: no\\nAll of it worked."});
     EXPECT_EQ(0, server.NumSessions());
 }
 
 TEST_F(OrvaneDemoAtAService, AServiceThatFallsSilentEndsItInTime) {
-    simulator::Simulator server({.machines = 3});
-    server.RunInThread();
     for (const char *method : {"Login", "RetrieveProperties", "CreateFilter", "Logout"}) {
         server.AddTrouble({.kind = simulator::TroubleKind::Silent, .method = method, .count = -1});
-        ExpectOneLine(At(server.Url(), {"--timeout", "1"}), "no answer within 1 s", 6);
+        ExpectFailure(Demo({"--timeout", "1"}), 6, {"no answer within 1 s"});
         EXPECT_EQ(method == std::string("Logout") ? 1 : 0, server.NumSessions()) << method;
         server.ExpireSessions();
         server.ClearTroubles();
@@ -126,11 +97,9 @@ TEST_F(OrvaneDemoAtAService, AServiceThatFallsSilentEndsItInTime) {
 }
 
 TEST_F(OrvaneDemoAtAService, AGivenServiceIsOnlyReadUnlessAMachineIsNamed) {
-    simulator::Simulator server({.machines = 3, .taskDurationMs = 200});
-    server.RunInThread();
-    EXPECT_EQ(0, At(server.Url()).status);
+    EXPECT_EQ(0, Demo().status);
     EXPECT_EQ(0, server.NumCalls("PowerOnVM_Task"));
-    EXPECT_EQ(0, At(server.Url(), {"--machine", "machine-0002"}).status);
+    EXPECT_EQ(0, Demo({"--machine", "machine-0002"}).status);
     EXPECT_EQ(2, server.NumCalls("PowerOnVM_Task"));
     EXPECT_EQ("gray", server.Property("vm-102", "guestHeartbeatStatus"));
     EXPECT_EQ(0, server.NumSessions());
@@ -138,30 +107,14 @@ TEST_F(OrvaneDemoAtAService, AGivenServiceIsOnlyReadUnlessAMachineIsNamed) {
 
 /* XML carries no C0 but line breaks; U+0085 and U+009B are C1. */
 TEST_F(OrvaneDemoAtAService, NoNameForgesALineOrMovesTheCursor) {
-    simulator::Simulator server({.machines = 3});
-    server.RunInThread();
     server.SetProperty("vm-101", "name", "a\nConnected  trusted\u0085\u009b2J\u202e\u2028z");
-    const Ended ended = At(server.Url());
+    const Ended ended = Demo();
     EXPECT_EQ(0, ended.status) << ended.err;
     EXPECT_THAT(ended.out,
                 HasSubstr("a\\nConnected  trusted\\u0085\\u009b2J\\u202e\\u2028z  Virtual"));
 }
 
-TEST_F(OrvaneDemoAtAService, AnInterruptLogsOut) {
-    simulator::Simulator server({.machines = 3});
-    server.RunInThread();
-    server.AddTrouble(
-        {.kind = simulator::TroubleKind::Silent, .method = "CreateFilter", .skip = 1});
-    Program demo("bin/orvane", {"demo", "--url", server.Url()});
-    ASSERT_TRUE(demo.WaitFor("Inventory"));
-    demo.Interrupt();
-    const Ended ended = demo.Wait();
-    EXPECT_EQ(130, ended.status);
-    EXPECT_EQ("orvane: interrupted\n", ended.err);
-    EXPECT_EQ(0, server.NumSessions());
-}
-
-TEST(OrvaneProgram, AWrongCommandLineIsOneLineThatSaysWhatToDo) {
+TEST_F(OrvaneProgram, AWrongCommandLineIsOneLineThatSaysWhatToDo) {
     const std::pair<std::vector<std::string>, const char *> rows[] = {
         {{}, "see orvane --help"},
         {{"abuot"}, "\"abuot\" is no command of orvane; did you mean \"about\"?"},
@@ -171,15 +124,11 @@ TEST(OrvaneProgram, AWrongCommandLineIsOneLineThatSaysWhatToDo) {
         {{"about", "a", "b", "c"}, "c; see orvane about --help"},
         {{"demo", "--password", "x"}, "see orvane demo --help"},
     };
-    for (const auto &[arguments, text] : rows) {
-        const Ended ended = RunProgram("bin/orvane", arguments);
-        EXPECT_EQ(2, ended.status) << ended.err;
-        EXPECT_THAT(ended.err, AllOf(StartsWith("orvane: "), HasSubstr(text)));
-        EXPECT_EQ(1, std::ranges::count(ended.err, '\n')) << ended.err;
-    }
+    for (const auto &[arguments, text] : rows)
+        ExpectFailure(Run(arguments), 2, {text});
 }
 
-TEST(OrvaneProgram, OutputThatCannotBeWrittenIsAFailure) {
+TEST_F(OrvaneProgram, OutputThatCannotBeWrittenIsAFailure) {
     const struct {
         std::vector<std::string> arguments;
         const char *output;
@@ -191,60 +140,49 @@ TEST(OrvaneProgram, OutputThatCannotBeWrittenIsAFailure) {
         {{"schema", "import", "-o", "-", kDocument}, "closed", "Bad file descriptor"},
     };
     for (const auto &row : rows) {
-        const Ended ended =
-            Program("bin/orvane", row.arguments, false, {.output = row.output}).Wait();
+        const Ended ended = Run(row.arguments, false, {.output = row.output});
         EXPECT_EQ(1, ended.status) << ended.err;
         EXPECT_THAT(ended.err, HasSubstr(row.reason));
     }
 }
 
-TEST(Examples, InventoryNamesAllMachines) {
-    simulator::Simulator server({.machines = 5});
-    server.RunInThread();
-    const Ended ended = RunProgram("examples/inventory", With(server));
+TEST_F(Examples, InventoryNamesAllMachines) {
+    const Ended ended = Program("examples/inventory", With()).Wait();
     EXPECT_EQ(0, ended.status) << ended.err;
     EXPECT_THAT(ended.out, AllOf(HasSubstr("SkemaOzyVirtualMachine       machine-0001\n"),
                                  HasSubstr("SkemaOzyVirtualMachine       machine-0005\n"),
                                  HasSubstr("SkemaOzyDatastore            ")));
-    EXPECT_EQ(0, server.NumSessions());
 
-    const Ended refused = RunProgram("examples/inventory", {server.Url(), "administrator", "no"});
+    const Ended refused =
+        Program("examples/inventory", {server.Url(), "administrator", "no"}).Wait();
     EXPECT_EQ(1, refused.status);
     EXPECT_EQ(1, std::ranges::count(refused.err, '\n')) << refused.err;
 }
 
-TEST(Examples, ALoopOfTheApplicationsOwnServesTheLibrary) {
-    simulator::Simulator server({.machines = 1});
-    server.RunInThread();
-    const Ended ended = RunProgram("examples/ownLoop", With(server));
+TEST_F(Examples, ALoopOfTheApplicationsOwnServesTheLibrary) {
+    const Ended ended = Program("examples/ownLoop", With()).Wait();
     EXPECT_EQ(0, ended.status) << ended.err;
     EXPECT_THAT(ended.out, HasSubstr("connected to "));
-    EXPECT_EQ(0, server.NumSessions());
 }
 
-TEST(Examples, PowerOnFollowsTheTaskAndShowsTheFault) {
-    simulator::Simulator server({.machines = 1, .taskDurationMs = 200});
-    server.RunInThread();
-    const Ended first = RunProgram("examples/powerOn", With(server, {"vm-101"}));
+TEST_F(Examples, PowerOnFollowsTheTaskAndShowsTheFault) {
+    const Ended first = Program("examples/powerOn", With({"vm-101"})).Wait();
     EXPECT_EQ(0, first.status) << first.err;
     EXPECT_THAT(first.out, AllOf(HasSubstr("100 %\n"), HasSubstr("it runs\n")));
     EXPECT_EQ("green", server.Property("vm-101", "guestHeartbeatStatus"));
-    const Ended second = RunProgram("examples/powerOn", With(server, {"vm-101"}));
+    const Ended second = Program("examples/powerOn", With({"vm-101"})).Wait();
     EXPECT_EQ(1, second.status);
     EXPECT_EQ("it is in a state that does not allow this\n", second.err);
 }
 
-TEST(Examples, WatchShowsChangesUntilInterrupted) {
-    simulator::Simulator server({.machines = 1});
-    server.RunInThread();
-    Program watch("examples/watch", With(server, {"name"}));
+TEST_F(Examples, WatchShowsChangesUntilInterrupted) {
+    Program watch("examples/watch", With({"name"}));
     ASSERT_TRUE(watch.WaitFor("vm-101 name = machine-0001\n"));
     EXPECT_TRUE(server.SetProperty("vm-101", "name", "renamed"));
     EXPECT_TRUE(watch.WaitFor("vm-101 name = renamed\n"));
     watch.Interrupt();
     const Ended ended = watch.Wait();
     EXPECT_EQ(0, ended.status) << ended.err;
-    EXPECT_EQ(0, server.NumSessions());
 }
 
 } // namespace

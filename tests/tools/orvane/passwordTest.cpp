@@ -1,27 +1,18 @@
 // Where the password of a login comes from, and that nothing is sent without one.
-#include <gmock/gmock.h>
-#include <termios.h>
 #include <unistd.h>
 
-#include "tests/support/temporaryFolder.h"
-#include "tests/tools/orvane/program.h"
+#include "tests/tools/orvane/serviceFixture.h"
 #include "tests/tools/simulator/soapClient.h"
-#include "tools/simulator/simulator.h"
 
 namespace {
 
 using namespace std::string_literals;
 using testing::HasSubstr;
 
-struct Password : testing::Test {
+struct Password : ProgramTest {
     Password() : server({.machines = 1, .users = {{"root", "right"}, {"nobody", ""}}}) {
         Program::looksForLeaks = false;
         server.RunInThread();
-    }
-    ~Password() override {
-        unsetenv("ORVANE_PASSWORD");
-        unsetenv("ORVANE_PASSWORD_FILE");
-        Program::looksForLeaks = true;
     }
 
     std::vector<std::string> About(const char *user, std::vector<std::string> others = {}) const {
@@ -33,7 +24,6 @@ struct Password : testing::Test {
 };
 
 TEST_F(Password, IsTheFirstThatIsGivenAndNeverAnEmptyOne) {
-    const TemporaryFolder folder;
     const std::string right = folder.Write("right", "right\r\nmore");
     const std::string empty = folder.Write("empty", "\n");
     const std::string withNul = folder.Write("nul", "right"s + '\0' + "x\n");
@@ -63,18 +53,11 @@ TEST_F(Password, IsTheFirstThatIsGivenAndNeverAnEmptyOne) {
         setenv("ORVANE_PASSWORD_FILE", row.file.c_str(), 1);
         setenv("ORVANE_PASSWORD", row.environment.c_str(), 1);
         server.ResetCounters();
-        const Ended ended =
-            ::Program("bin/orvane", About("root", row.arguments), false, {.input = row.input})
-                .Wait();
+        const Ended ended = Run(About("root", row.arguments), false, {.input = row.input});
         EXPECT_EQ(row.status, ended.status) << ended.err;
         EXPECT_THAT(ended.err, HasSubstr(row.message));
         EXPECT_EQ(row.status == 0, server.NumCalls("Login") == 1);
     }
-}
-
-bool HasEcho(int terminal) {
-    termios settings{};
-    return tcgetattr(terminal, &settings) == 0 && (settings.c_lflag & ECHO) != 0;
 }
 
 TEST_F(Password, IsTypedUnseenAndTheEchoComesBack) {

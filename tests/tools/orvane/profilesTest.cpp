@@ -3,16 +3,12 @@
 
 #include <algorithm>
 
-#include <gmock/gmock.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
-#include <termios.h>
 #include <unistd.h>
 
 #include "tests/support/fileFaults.h"
-#include "tests/support/temporaryFolder.h"
-#include "tests/tools/orvane/program.h"
-#include "tools/simulator/simulator.h"
+#include "tests/tools/orvane/serviceFixture.h"
 
 using namespace orvaneCli;
 
@@ -218,18 +214,10 @@ TEST_F(ProfilesTest, ProgramsThatChangeThemAtTheSameTimeLoseNothing) {
 }
 
 /* The program, with the file in a configuration folder of its own. */
-struct ProfileCommand : testing::Test {
+struct ProfileCommand : ProgramTest {
     ProfileCommand() {
-        setenv("XDG_CONFIG_HOME", folder.Path().c_str(), 1);
         Program::looksForLeaks = false;
         server.RunInThread();
-    }
-    ~ProfileCommand() override {
-        unsetenv("XDG_CONFIG_HOME");
-        Program::looksForLeaks = true;
-    }
-    static Ended Run(const std::vector<std::string> &arguments) {
-        return Program("bin/orvane", arguments).Wait();
     }
     /* Answers each prompt at a terminal. */
     static Ended Type(const std::vector<std::string> &arguments,
@@ -242,7 +230,6 @@ struct ProfileCommand : testing::Test {
         return program.Wait();
     }
 
-    const TemporaryFolder folder;
     simulator::Simulator server{{.machines = 1}};
 };
 
@@ -292,22 +279,18 @@ TEST_F(ProfileCommand, SignalsAtThePassphraseLeaveTheTerminalAsItWas) {
                  SealedPassword{Password("secret"), Password("open")});
     const auto about = Program::StartJob("bin/orvane", {"about", "--profile", "lab"});
     const int terminal = about->OpenTerminal();
-    const auto hasEcho = [terminal] {
-        termios settings{};
-        return tcgetattr(terminal, &settings) == 0 && (settings.c_lflag & ECHO) != 0;
-    };
     EXPECT_TRUE(about->WaitFor("Passphrase of the profiles: "));
-    EXPECT_FALSE(hasEcho());
+    EXPECT_FALSE(HasEcho(terminal));
     about->Type("half\x1a");
     EXPECT_TRUE(about->WaitFor("[stop 1]"));
-    EXPECT_TRUE(hasEcho());
+    EXPECT_TRUE(HasEcho(terminal));
     about->Type("\n");
     EXPECT_TRUE(about->WaitFor("[go 1]"));
-    while (hasEcho())
+    while (HasEcho(terminal))
         usleep(1000); /* the job's own time limit ends this */
     about->Type("\x03");
     EXPECT_TRUE(about->WaitFor("orvane: interrupted"));
-    EXPECT_TRUE(hasEcho());
+    EXPECT_TRUE(HasEcho(terminal));
     close(terminal);
     EXPECT_EQ(130, about->Wait().status);
     EXPECT_EQ(0, server.NumCalls());
@@ -334,12 +317,8 @@ TEST_F(ProfileCommand, MistakesAreOneLine) {
         {{"profile", "remove", "\033[31m"}, 1, "\\x1b[31m"},
         {{"profile", "rekey"}, 1, "no password is stored there"},
     };
-    for (const auto &row : rows) {
-        const Ended ended = Run(row.arguments);
-        EXPECT_EQ(row.status, ended.status) << row.why;
-        EXPECT_THAT(ended.err, AllOf(testing::StartsWith("orvane: "), HasSubstr(row.why)));
-        EXPECT_EQ(1, std::ranges::count(ended.err, '\n')) << ended.err;
-    }
+    for (const auto &row : rows)
+        ExpectFailure(Run(row.arguments), row.status, {row.why});
     chmod(folder.Path("orvane/profiles").c_str(), 0620);
     EXPECT_THAT(Run({"profile", "list"}).err, HasSubstr("is writable for others"));
 }

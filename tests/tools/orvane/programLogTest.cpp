@@ -1,13 +1,7 @@
 // --log and --log-level of both programs: what is in the file, who can read it, and what it does not replace.
-#include <algorithm>
-
-#include <gmock/gmock.h>
 #include <sys/stat.h>
 
-#include "tests/support/temporaryFolder.h"
-#include "tests/tools/orvane/program.h"
-#include "tests/tools/simulator/soapClient.h"
-#include "tools/simulator/simulator.h"
+#include "tests/tools/orvane/serviceFixture.h"
 
 namespace {
 
@@ -17,23 +11,17 @@ using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
 
-struct ProgramLog : testing::Test {
+struct ProgramLog : ProgramTest {
     ProgramLog() { Program::looksForLeaks = false; }
-    ~ProgramLog() override { Program::looksForLeaks = true; }
-
-    const TemporaryFolder folder;
     const std::string path = folder.Path("a.log");
 };
 
 TEST_F(ProgramLog, HasNoSecretsAtItsMostVerboseLevel) {
     simulator::Simulator server({.machines = 2, .taskDurationMs = 50, .certificateKind = "good"});
     server.RunInThread();
-    const Ended ended =
-        Program("bin/orvane",
-                {"demo", "--url", server.Url(), "--insecure", "--password-stdin", "--machine",
-                 "machine-0002", "--log", path, "--log-level", "debug"},
-                false, {.input = "secret\n"})
-            .Wait();
+    const Ended ended = Run({"demo", "--url", server.Url(), "--insecure", "--password-stdin",
+                             "--machine", "machine-0002", "--log", path, "--log-level", "debug"},
+                            false, {.input = "secret\n"});
     EXPECT_EQ(0, ended.status) << ended.err;
     const std::string log = folder.Read("a.log");
     EXPECT_THAT(log,
@@ -49,10 +37,10 @@ TEST_F(ProgramLog, HasNoSecretsAtItsMostVerboseLevel) {
 TEST_F(ProgramLog, IsNewForEachRunAndKeepsThree) {
     for (const char *word : {"one", "two", "three", "four", "five"}) {
         const std::string url = std::string("http://127.0.0.1:1/") + word;
-        const Ended ended = Program("bin/orvane", {"--log", path, "about", url, "root",
-                                                   "--password", "x", "--log-level", "warning"})
-                                .Wait();
-        EXPECT_THAT(ended.err, HasSubstr(word));
+        EXPECT_THAT(
+            Run({"--log", path, "about", url, "root", "--password", "x", "--log-level", "warning"})
+                .err,
+            HasSubstr(word));
     }
     const std::pair<const char *, const char *> rows[] = {
         {"a.log", "five"}, {"a-0.log", "four"}, {"a-1.log", "three"}, {"a-2.log", "two"}};
@@ -102,7 +90,7 @@ TEST_F(ProgramLog, WhatCannotBeALogIsOneLineAndStaysAsItIs) {
 }
 
 TEST_F(ProgramLog, GoesToStderrForADash) {
-    const Ended ended = Program("bin/orvane", {"schema", "import", "nothing", "--log", "-"}).Wait();
+    const Ended ended = Run({"schema", "import", "nothing", "--log", "-"});
     EXPECT_THAT(ended.err, AllOf(StartsWith("PROGRAM: orvane schema import\n"),
                                  HasSubstr("PROGRAM: ends with status")));
 }

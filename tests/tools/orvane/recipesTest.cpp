@@ -5,12 +5,8 @@
 #include <thread>
 
 #include <glib.h>
-#include <gtest/gtest.h>
 
-#include "tests/support/paths.h"
-#include "tests/support/temporaryFolder.h"
-#include "tests/tools/orvane/program.h"
-#include "tools/simulator/simulator.h"
+#include "tests/tools/orvane/serviceFixture.h"
 
 namespace {
 
@@ -87,8 +83,9 @@ private:
     std::thread thread; /* uses the others */
 };
 
-TEST(Recipes, DoWhatTheirPageSays) {
-    const TemporaryFolder folder;
+using Recipes = ProgramTest;
+
+TEST_F(Recipes, DoWhatTheirPageSays) {
     simulator::Simulator server({.hosts = 2,
                                  .machines = 4,
                                  .taskDurationMs = 0,
@@ -100,7 +97,6 @@ TEST(Recipes, DoWhatTheirPageSays) {
     setenv("URL", server.Url().c_str(), 1);
     setenv("ORVANE_PROFILE", "lab", 1);
     setenv("ORVANE_PASSWORD", "secret", 1);
-    setenv("XDG_CONFIG_HOME", folder.Path().c_str(), 1);
     const std::string start = "set -eu\nset -o pipefail\ncd '" + folder.Path() +
                               "'\nPATH=" + BuildPath("bin") + ":$PATH\n";
     const std::vector<Recipe> recipes = ReadRecipes();
@@ -113,8 +109,7 @@ TEST(Recipes, DoWhatTheirPageSays) {
             << recipe.title << "\nprints\n"
             << ended.out;
     }
-    for (const char *name : {"URL", "ORVANE_PROFILE", "ORVANE_PASSWORD", "XDG_CONFIG_HOME"})
-        unsetenv(name);
+    unsetenv("URL");
     EXPECT_EQ(0, server.NumSessions());
 }
 

@@ -1,16 +1,11 @@
 // Which certificates the program accepts, as a user sees it; and that nothing is sent before.
-#include <algorithm>
-
-#include <gmock/gmock.h>
 #include <sched.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 
 #include "tests/support/inChild.h"
-#include "tests/support/temporaryFolder.h"
-#include "tests/tools/orvane/program.h"
+#include "tests/tools/orvane/serviceFixture.h"
 #include "tools/certificates/certificateKind.h"
-#include "tools/simulator/simulator.h"
 
 namespace {
 
@@ -20,16 +15,10 @@ using testing::HasSubstr;
 constexpr char kKnown[] = "orvane/known_services";
 
 /* Runs the program as somebody who has accepted nothing yet. */
-struct ServiceTrust : testing::Test {
+struct ServiceTrust : ProgramTest {
     ServiceTrust() {
-        setenv("XDG_CONFIG_HOME", folder.Path().c_str(), 1);
         setenv("ORVANE_PASSWORD", "secret", 1);
         Program::looksForLeaks = false; /* but for those that say so */
-    }
-    ~ServiceTrust() override {
-        unsetenv("XDG_CONFIG_HOME");
-        unsetenv("ORVANE_PASSWORD");
-        Program::looksForLeaks = true;
     }
 
     static std::vector<std::string> AboutArguments(const simulator::Simulator &server,
@@ -38,7 +27,7 @@ struct ServiceTrust : testing::Test {
         return others;
     }
     static Ended About(const simulator::Simulator &server, std::vector<std::string> others = {}) {
-        return Program("bin/orvane", AboutArguments(server, std::move(others))).Wait();
+        return Run(AboutArguments(server, std::move(others)));
     }
     /* On a terminal, where the question is answered with the text. */
     static Ended Answer(const simulator::Simulator &server, const std::string &text) {
@@ -54,8 +43,6 @@ struct ServiceTrust : testing::Test {
     static std::string Key(const simulator::Simulator &server) {
         return "127.0.0.1:" + std::to_string(server.Port());
     }
-
-    const TemporaryFolder folder;
 };
 
 simulator::Options Secured(const char *kind) {
@@ -205,9 +192,7 @@ TEST_F(ServiceTrust, AnAuthorityVouchesForWhatItIssuedWell) {
 }
 
 TEST_F(ServiceTrust, AFolderOfAuthoritiesAndAnIPv6Address) {
-    simulator::Options options = Secured("good");
-    options.address = "::1";
-    simulator::Simulator server(options);
+    simulator::Simulator server({.address = "::1", .machines = 1, .certificateKind = "good"});
     server.RunInThread();
     const certificates::Certificate &anchor = server.Certificate()->anchor;
     ASSERT_EQ(0, mkdir(folder.Path("ca").c_str(), 0700));
@@ -256,10 +241,7 @@ TEST_F(ServiceTrust, OptionsThatWouldDoNothingAreRefused) {
     for (const auto &row : rows)
         EXPECT_EQ(2, About(server, row).status) << row[1];
     EXPECT_EQ(0, server.NumCalls());
-    const Ended plain =
-        Program("bin/orvane", {"about", "http://192.0.2.1/sdk", "administrator"}).Wait();
-    EXPECT_EQ(1, plain.status);
-    EXPECT_THAT(plain.err, HasSubstr("not encrypted"));
+    ExpectFailure(Run({"about", "http://192.0.2.1/sdk", "administrator"}), 1, {"not encrypted"});
 }
 
 TEST_F(ServiceTrust, FetchingSchemaDocumentsDecidesTheSameWay) {
@@ -282,7 +264,7 @@ TEST_F(ServiceTrust, FetchingSchemaDocumentsDecidesTheSameWay) {
         std::vector<std::string> arguments = {"schema", "import", "--url",
                                               server.Url() + "/ozyService?wsdl"};
         arguments.insert(arguments.end(), row.options.begin(), row.options.end());
-        const Ended ended = Program("bin/orvane", arguments).Wait();
+        const Ended ended = Run(arguments);
         EXPECT_EQ(row.isFetched, server.NumDocuments() > 0) << ended.err;
         EXPECT_EQ(!row.isFetched, ended.err.find(shown.Leaf().thumbprint256) != std::string::npos)
             << ended.err;
@@ -291,8 +273,7 @@ TEST_F(ServiceTrust, FetchingSchemaDocumentsDecidesTheSameWay) {
 
 TEST_F(ServiceTrust, TheDemoRunsOverTls) {
     Program::looksForLeaks = true;
-    const Ended ended =
-        Program("bin/orvane", {"demo", "--tls", "--machines", "3", "--task-ms", "200"}).Wait();
+    const Ended ended = Run({"demo", "--tls", "--machines", "3", "--task-ms", "200"});
     EXPECT_EQ(0, ended.status) << ended.err;
     EXPECT_EQ("", ended.err);
     EXPECT_THAT(ended.out,

@@ -1,19 +1,15 @@
 // The settings of the program in their layers, and the language of its messages.
-#include <algorithm>
 #include <functional>
 
-#include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include "lib/user/msgId.h"
 #include "tests/support/inChild.h"
-#include "tests/support/temporaryFolder.h"
-#include "tests/tools/orvane/program.h"
+#include "tests/tools/orvane/serviceFixture.h"
 #include "tools/orvane/message.h"
 #include "tools/orvane/terminal.h"
-#include "tools/simulator/simulator.h"
 
 namespace {
 
@@ -21,22 +17,11 @@ using testing::HasSubstr;
 using testing::Not;
 using Words = std::vector<std::string>;
 
-struct Settings : testing::Test {
+struct Settings : ProgramTest {
     Settings() {
-        setenv("XDG_CONFIG_HOME", folder.Path().c_str(), 1);
         mkdir(folder.Path("orvane").c_str(), 0700);
         Program::looksForLeaks = false;
     }
-    ~Settings() override {
-        unsetenv("XDG_CONFIG_HOME");
-        Program::looksForLeaks = true;
-        Program::language = "C";
-    }
-    static Ended Run(const Words &arguments, bool onTerminal = false) {
-        return Program("bin/orvane", arguments, onTerminal).Wait();
-    }
-
-    const TemporaryFolder folder;
 };
 
 TEST_F(Settings, TheFirstLayerThatHasOneCountsAndIsShown) {
@@ -78,12 +63,8 @@ TEST_F(Settings, AValueThatCannotBeUsedIsRefusedOrReportedOnce) {
         {{"--color", "\033[31m", "config"}, "\"\\x1b[31m\" is none of auto, always, never"},
         {{"--output", "xml", "config"}, "is none of table, plain, json, jsonl, text"},
     };
-    for (const auto &[words, why] : refused) {
-        const Ended ended = Run(words);
-        EXPECT_EQ(2, ended.status) << words[1];
-        EXPECT_THAT(ended.err, HasSubstr(why));
-        EXPECT_EQ(1, std::ranges::count(ended.err, '\n')) << ended.err;
-    }
+    for (const auto &[words, why] : refused)
+        ExpectFailure(Run(words), 2, {why});
     folder.Write("orvane/config", "timeout = soon\ncolor = \"auto|0a\"\n");
     const Ended ended = Run({"config"});
     EXPECT_EQ(0, ended.status);

@@ -43,7 +43,6 @@ struct Tasks : WithSimulator {
     explicit Tasks(int taskMs = 300) : WithSimulator({.machines = 5, .taskDurationMs = taskMs}) {
         Program::looksForLeaks = false;
     }
-    ~Tasks() override { Program::looksForLeaks = true; }
     void ExpectTaskStates(const Words &states) {
         const json all = json::parse(Run({"task", "ls", "--output", "json"}).out, nullptr, false);
         ASSERT_EQ(states.size(), all.size()) << all.dump();
@@ -91,12 +90,11 @@ TEST_F(Tasks, NothingIsSwitchedIfOneIsWrongOrNobodyIsSure) {
 
 TEST_F(Tasks, BarsGiveWayToLinesOnATerminal) {
     setenv("TERM", "xterm", 1);
-    unsetenv("NO_COLOR");
     for (const int columns : {80, 24}) {
         SCOPED_TRACE(columns);
         Program::columns = columns;
         const Words words = {"power", columns == 80 ? "on" : "suspend", "vm-101", "vm-102"};
-        const std::string written = Program("bin/orvane", words, true).Wait().out;
+        const std::string written = Run(words, true).out;
         const std::string first = Shown(written.substr(0, written.find("A\r\033[J") - 3));
         const std::string bar =
             "(\u2588|\u2591){" + std::to_string(columns == 80 ? 30 : 9) + "} +[0-9]+ %\n";
@@ -146,17 +144,14 @@ TEST_F(Tasks, NarrowGermanAndPipedOutput) {
     EXPECT_EQ("vm-101  gescheitert\n", failed.out);
     ExpectFailure(Run({"power", "off", "vm-101"}), 2, {"power off braucht --yes"});
     setenv("TERM", "dumb", 1);
-    EXPECT_EQ("vm-102  fertig\r\n",
-              Program("bin/orvane", {"power", "on", "vm-102"}, true).Wait().out);
+    EXPECT_EQ("vm-102  fertig\r\n", Run({"power", "on", "vm-102"}, true).out);
     const std::pair<Words, Words> rows[] = {
         {{"task", "ls"}, {"task", "ls"}},
         {{"power", "suspend", "vm-102"}, {"power", "on", "vm-102"}},
     };
     for (const auto &[unread, full] : rows) {
-        EXPECT_EQ(141, Program("bin/orvane", unread, false, {.output = "pipe"}).Wait().status);
-        const Ended ended = Program("bin/orvane", full, false, {.output = "/dev/full"}).Wait();
-        EXPECT_EQ(1, ended.status);
-        EXPECT_THAT(ended.err, HasSubstr("No space left"));
+        EXPECT_EQ(141, Run(unread, false, {.output = "pipe"}).status);
+        ExpectFailure(Run(full, false, {.output = "/dev/full"}), 1, {"No space left"});
     }
 }
 

@@ -1,7 +1,6 @@
 // "orvane watch": the table on a terminal, the lines in a pipe, and how both end.
 #include <nlohmann/json.hpp>
 #include <sys/ioctl.h>
-#include <termios.h>
 #include <unistd.h>
 
 #include "tests/tools/orvane/serviceFixture.h"
@@ -15,14 +14,12 @@ using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
 
-class Watch : public WithSimulator {
-protected:
+struct Watch : WithSimulator {
     Watch() {
         setenv("TERM", "xterm", 1);
         setenv("NO_COLOR", "1", 1);
         Program::columns = 40;
     }
-    ~Watch() override { unsetenv("NO_COLOR"); }
 
     /* It refuses connections, and knows no session any more. */
     void LoseService() {
@@ -144,10 +141,8 @@ TEST_F(Watch, WhatIsWrongIsOneLineThatHelps) {
         {{"--for", "0"}, 2, {"--for"}},
     };
     for (const auto &row : rows) {
-        std::vector<std::string> words = row.words;
-        words.insert(words.begin(), "watch");
-        SCOPED_TRACE(words.back());
-        ExpectFailure(Run(words), row.status, row.texts);
+        SCOPED_TRACE(row.words.back());
+        ExpectFailure(Run("watch", row.words), row.status, row.texts);
     }
     server.AddTrouble({.kind = TroubleKind::Fault,
                        .method = "CreateFilter",
@@ -215,9 +210,7 @@ TEST_F(Watch, ReconnectShowsTheNextTryInTheTableAndCanBeInterrupted) {
     ASSERT_TRUE(watch.WaitFor("connection lost, tries again in 2 s")); /* the second try */
     watch.Type("\x03");
     EXPECT_TRUE(watch.WaitFor("\norvane: interrupted\r\n"));
-    termios after = {};
-    EXPECT_EQ(0, tcgetattr(terminal, &after));
-    EXPECT_EQ(tcflag_t(ICANON | ECHO), after.c_lflag & (ICANON | ECHO));
+    EXPECT_TRUE(HasEcho(terminal));
     close(terminal);
     EXPECT_EQ(130, watch.Wait().status);
 }
