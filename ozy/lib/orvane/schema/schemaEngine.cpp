@@ -241,9 +241,23 @@ gint AddRecord(gpointer rootClass) {
     return offset;
 }
 
+/* Where a class keeps the names of all fields. */
+auto NamesOf(const SchemaClass *schema) {
+    return [schema](gsize index) { return schema->allFields[index]->pspec->name; };
+}
+
+void IndexFields(SchemaClass *schema) {
+    for (const SchemaField &field : std::span(schema->fields, schema->numFields))
+        schema->allFields.push_back(&field);
+    if (const SchemaClass *base = schema->base)
+        schema->allFields.insert(schema->allFields.end(), base->allFields.begin(),
+                                 base->allFields.end());
+    schema->names = NameIndex(schema->allFields.size(), NamesOf(schema));
+}
+
 SchemaClass *NewSchemaClass(const SchemaRootClass &from, const SchemaTypeRow &row) {
     const GType type = G_TYPE_FROM_CLASS(&from);
-    auto *schema = g_new0(SchemaClass, 1);
+    auto *schema = new SchemaClass{};
     schema->base = row.base == kSchemaNoType ? nullptr : from.schema; /* still the base's */
     schema->row = &row;
     schema->name = Text(row.name);
@@ -263,6 +277,7 @@ SchemaClass *NewSchemaClass(const SchemaRootClass &from, const SchemaTypeRow &ro
         field.offset = RoundUp(offset, field.store->size);
         offset = field.offset + field.store->size;
     }
+    IndexFields(schema);
     return schema;
 }
 
@@ -478,17 +493,16 @@ const SchemaField *SchemaClass_FindField(GObject *object, const GParamSpec *pspe
     return isField ? schema->fields + pspec->param_id - 1 : nullptr;
 }
 
-const SchemaField *SchemaClass_FindFieldByName(GObject *object, const char *name) {
+const SchemaField *SchemaClass_FindFieldByName(GObject *object, std::string_view name) {
     const SchemaClass *schema = SchemaClass_Get(G_OBJECT_GET_CLASS(object));
     if (schema == nullptr || schema->type != G_OBJECT_TYPE(object))
         return nullptr;
-    for (; schema != nullptr; schema = schema->base) {
-        for (const SchemaField &field : std::span(schema->fields, schema->numFields)) {
-            if (strcmp(field.pspec->name, name) == 0)
-                return &field;
-        }
-    }
-    return nullptr;
+    const gint found = schema->names.Find(name, NamesOf(schema));
+    return found >= 0 ? schema->allFields[static_cast<gsize>(found)] : nullptr;
+}
+
+void SchemaClass_GetField(GObject *object, const SchemaField *field, GValue *value) {
+    field->store->get(PlaceOf(object, field), value);
 }
 
 SchemaSession SchemaSession_Of(gpointer object) {

@@ -21,8 +21,12 @@
  */
 #pragma once
 
+#include <string_view>
+#include <vector>
+
 #include <orvane/runtime.h>
 
+#include "ozy/lib/orvane/schema/nameIndex.h"
 #include "ozy/lib/schemaRows/schemaRows.h"
 
 G_BEGIN_DECLS
@@ -56,6 +60,8 @@ struct SchemaClass {
     gint32 recordOffset;              /* of the SchemaSession in the instance's private part */
     guint32 numFields;
     SchemaField *fields; /* own fields only; the field at place i has the property id i + 1 */
+    std::vector<const SchemaField *> allFields; /* with those of the bases, which come last */
+    NameIndex names;                            /* of allFields */
 };
 
 /* What a class is made of: of the class itself, or of its closest ancestor from the schema (an
@@ -86,7 +92,10 @@ void SchemaEngine_Observe(SchemaObserver observer);
 const SchemaField *SchemaClass_FindField(GObject *object, const GParamSpec *pspec);
 
 /* The same by the property's name, which is looked up among the fields of the object's class and its bases. */
-const SchemaField *SchemaClass_FindFieldByName(GObject *object, const char *name);
+const SchemaField *SchemaClass_FindFieldByName(GObject *object, std::string_view name);
+
+/* Puts what an object has in a field into a value of the pspec's type, as the class's get_property does. */
+void SchemaClass_GetField(GObject *object, const SchemaField *field, GValue *value);
 
 /* Where a field is kept in the object. What is there is described in schemaStore.h. */
 template <class T> T *SchemaField_In(GObject *object, const SchemaField *field) {

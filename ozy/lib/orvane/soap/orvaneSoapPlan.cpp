@@ -1,7 +1,6 @@
 #include "ozy/lib/orvane/soap/orvaneSoapPlan.h"
 
 #include <atomic>
-#include <bit>
 #include <cstring>
 #include <span>
 
@@ -30,13 +29,6 @@ GQuark SoapPlanQuark() {
         gPlanQuark.store(quark, std::memory_order_relaxed);
     }
     return quark;
-}
-
-guint32 SoapNameHash(const char *name) {
-    guint32 hash = 2166136261u;
-    for (; *name != '\0'; name++)
-        hash = (hash ^ static_cast<guchar>(*name)) * 16777619u;
-    return hash ^ (hash >> 15);
 }
 
 bool SoapPropertyIsPlain(const GParamSpec *pspec, SoapKind kind) {
@@ -112,15 +104,9 @@ bool SoapPlanIsDirect(const SchemaClass *schema, GType type) {
     return schema != nullptr && schema->type == type;
 }
 
-void SoapPlanIndex(SoapPlan *plan) {
-    plan->slots.assign(std::bit_ceil(plan->properties.size() * 2 + 1), 0);
-    const guint32 last = static_cast<guint32>(plan->slots.size()) - 1;
-    for (std::size_t i = 0; i < plan->properties.size(); i++) {
-        guint32 at = SoapNameHash(plan->properties[i].name.c_str()) & last;
-        while (plan->slots[at] != 0)
-            at = (at + 1) & last;
-        plan->slots[at] = static_cast<guint16>(i + 1);
-    }
+/* Where a plan keeps its names. */
+auto SoapNamesOf(const SoapPlan *plan) {
+    return [plan](gsize index) { return plan->properties[index].name.c_str(); };
 }
 
 SoapPlan *SoapMakePlan(GType type) {
@@ -137,7 +123,7 @@ SoapPlan *SoapMakePlan(GType type) {
     for (guint i = 0; i < count; i++)
         plan->properties.push_back(SoapMakeProperty(schema, specs.get()[i]));
     plan->isDirect = SoapPlanIsDirect(schema, type);
-    SoapPlanIndex(plan);
+    plan->names = NameIndex(plan->properties.size(), SoapNamesOf(plan));
     return plan;
 }
 
@@ -165,11 +151,5 @@ gint OrvaneSoapPlan_Find(const SoapPlan *plan, const char *name, gint likely) {
     if (static_cast<std::size_t>(likely) < plan->properties.size() &&
         std::strcmp(plan->properties[likely].name.c_str(), name) == 0)
         return likely;
-    const guint32 last = static_cast<guint32>(plan->slots.size()) - 1;
-    for (guint32 at = SoapNameHash(name) & last; plan->slots[at] != 0; at = (at + 1) & last) {
-        const gint index = plan->slots[at] - 1;
-        if (std::strcmp(plan->properties[index].name.c_str(), name) == 0)
-            return index;
-    }
-    return -1;
+    return plan->names.Find(name, SoapNamesOf(plan));
 }

@@ -42,7 +42,7 @@ struct SoapPlan {
     const char *wireName; /* as OrvaneType_WireName() */
     bool isDirect;        /* objects can be filled by the classes' own set functions */
     std::vector<SoapProperty> properties; /* in wire order: base classes first */
-    std::vector<guint16> slots; /* by hash of the name: index plus 1; size a power of two */
+    NameIndex names;                      /* of the properties */
 };
 
 const SoapPlan *OrvaneSoapPlan_Get(GType type);

@@ -179,9 +179,11 @@ static void orvane_momgr_init(OrvaneMOMgr *momgr) {
 }
 
 GObject *MOMgrGetObject(const GValue *value, GType type) {
-    if (!G_IS_VALUE(value) || !G_VALUE_HOLDS_OBJECT(value))
+    if (!G_VALUE_HOLDS_OBJECT(value))
         return nullptr;
     auto *object = static_cast<GObject *>(g_value_get_object(value));
+    if (type == G_TYPE_OBJECT || (object != nullptr && G_OBJECT_TYPE(object) == type))
+        return object;
     return g_type_check_instance_is_a(reinterpret_cast<GTypeInstance *>(object), type) ? object
                                                                                        : nullptr;
 }

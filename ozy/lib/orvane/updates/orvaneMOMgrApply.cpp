@@ -82,10 +82,32 @@ void Store(GObject *object, GParamSpec *pspec, GValue *value) {
         g_object_thaw_notify(object);
 }
 
+/* Whether a field takes any value of its type as it is, and neither it nor the value holds an object. */
+bool TakesAny(const SchemaField *field, const GValue *value) {
+    if (field == nullptr || field->pspec->value_type != G_VALUE_TYPE(value))
+        return false;
+    switch (field->row->kind) {
+    case SCHEMA_VALUE_INT:
+    case SCHEMA_VALUE_LONG:
+    case SCHEMA_VALUE_STRING:
+    case SCHEMA_VALUE_DATETIME:
+    case SCHEMA_VALUE_BINARY:
+        return !(field->row->flags & SCHEMA_ARRAY);
+    default:
+        return false;
+    }
+}
+
 void Assign(GObject *object, const char *name, const GValue *value) {
     GParamSpec *pspec = OrvaneUpdatePath_FindProperty(object, name);
     if (pspec == nullptr)
         return;
+    const SchemaField *field = SchemaClass_FindField(object, pspec);
+    if (value != nullptr && TakesAny(field, value)) {
+        SchemaClass_SetField(object, field, value);
+        g_object_notify_by_pspec(object, pspec);
+        return;
+    }
     if (pspec->value_type == G_TYPE_VALUE) {
         const GValue none = G_VALUE_INIT;
         orvane_object_set_any(object, pspec->name, value != nullptr ? value : &none);
@@ -113,27 +135,43 @@ bool HasValue(GObject *object, GParamSpec *pspec, const GValue *value, MOMgrProx
     return SchemaCompare_AreEqual(&current.value, &converted.value);
 }
 
+/* The signal "array_notify" of an object's class; 0 if it has none. */
+guint ArrayNotifySignal(GObject *object) {
+    static constinit GType lastType = 0;
+    static constinit guint lastSignal = 0; /* a type that has the signal keeps it */
+    const GType type = G_OBJECT_TYPE(object);
+    if (type != lastType || lastSignal == 0) {
+        lastSignal = g_signal_lookup("array_notify", type);
+        lastType = type;
+    }
+    return lastSignal;
+}
+
 void EmitArrayNotify(GObject *object, GParamSpec *pspec, gboolean isAdded, const GValue *element) {
-    const guint signal = g_signal_lookup("array_notify", G_OBJECT_TYPE(object));
+    const guint signal = ArrayNotifySignal(object);
     if (signal != 0)
         g_signal_emit(object, signal, g_param_spec_get_name_quark(pspec), pspec, isAdded, element);
 }
 
 /* Whether a handler would be invoked: one of this property, or one of all properties, which has no detail. */
 bool HasArrayHandler(GObject *object, GParamSpec *pspec) {
-    const guint signal = g_signal_lookup("array_notify", G_OBJECT_TYPE(object));
+    const guint signal = ArrayNotifySignal(object);
     const GQuark details[] = {g_param_spec_get_name_quark(pspec), 0};
     return signal != 0 && std::ranges::any_of(details, [=](GQuark detail) {
                return g_signal_has_handler_pending(object, signal, detail, TRUE);
            });
 }
 
-/* The property's own array, to be changed in place; NULL if it has none or may not be changed so. */
-GValueArray *ArrayInPlace(GObject *object, GParamSpec *pspec) {
+/* The property's own array; NULL if it has none that can be changed in place. */
+GValueArray *OwnArray(GObject *object, GParamSpec *pspec) {
     const SchemaField *field = SchemaClass_FindField(object, pspec);
-    if (field == nullptr || HasArrayHandler(object, pspec))
-        return nullptr;
-    return SchemaField_GetArray(object, field);
+    return field != nullptr ? SchemaField_GetArray(object, field) : nullptr;
+}
+
+/* The same, but NULL if a handler may look at it during the change. */
+GValueArray *ArrayInPlace(GObject *object, GParamSpec *pspec) {
+    GValueArray *array = OwnArray(object, pspec);
+    return array == nullptr || HasArrayHandler(object, pspec) ? nullptr : array;
 }
 
 void SetArray(GObject *object, GParamSpec *pspec, ValueArrayPtr array) {
@@ -182,9 +220,8 @@ bool AddReferenceInPlace(GObject *object, GParamSpec *pspec, const GValue *value
 }
 
 /* "array_notify" is emitted before the element is in the array, "notify" after that. */
-void Add(GObject *object, const std::string &piece, const GValue *value) {
-    GParamSpec *pspec =
-        OrvaneUpdatePath_FindProperty(object, OrvaneUpdatePath_PropertyName(piece).c_str());
+void Add(GObject *object, const char *piece, const GValue *value) {
+    GParamSpec *pspec = OrvaneUpdatePath_FindProperty(object, OrvaneUpdatePath_PropertyName(piece));
     if (pspec == nullptr || pspec->value_type != G_TYPE_VALUE_ARRAY ||
         !IsElement(value, ElementType(pspec)))
         return;
@@ -193,7 +230,7 @@ void Add(GObject *object, const std::string &piece, const GValue *value) {
         g_object_freeze_notify(object);
         EmitArrayNotify(object, pspec, TRUE, value);
         /* the emission may have run a class handler that an application installed */
-        if (GValueArray *own = ArrayInPlace(object, pspec)) {
+        if (GValueArray *own = OwnArray(object, pspec)) {
             Append(own, ElementType(pspec), value);
             OrvaneUpdateIndex_NoteAdded(object, SchemaClass_FindField(object, pspec), own);
             g_object_notify_by_pspec(object, pspec);
@@ -231,7 +268,7 @@ bool RemoveInPlace(OrvaneMOMgr *momgr, GObject *object, const OrvaneUpdateElemen
     if (!search.has_value())
         return false;
     /* a warning about the key may have run code of the application */
-    array = ArrayInPlace(object, element.pspec);
+    array = OwnArray(object, element.pspec);
     if (!search->isPossible || array == nullptr || !CheckIndex(array, search->index))
         return true;
 
@@ -240,7 +277,7 @@ bool RemoveInPlace(OrvaneMOMgr *momgr, GObject *object, const OrvaneUpdateElemen
     g_value_copy(&array->values[index], &removed.value);
     EmitArrayNotify(object, element.pspec, FALSE, &removed.value);
     /* the emission may have run a class handler that an application installed */
-    array = ArrayInPlace(object, element.pspec);
+    array = OwnArray(object, element.pspec);
     if (array == nullptr || index >= array->n_values)
         return true;
     /* as in a set, what the element was is released before the handlers run */
@@ -302,8 +339,7 @@ bool RemoveReferenceInPlace(OrvaneMOMgr *momgr, GObject *object,
 /* "array_notify" is emitted while the element is still in the array. */
 void orvane_momgr_remove_element(OrvaneMOMgr *momgr, GObject *object, const char *path) {
     const OrvaneUpdateElement piece = OrvaneUpdatePath_ParseElement(object, path);
-    GParamSpec *pspec =
-        OrvaneUpdatePath_FindProperty(object, OrvaneUpdatePath_PropertyName(path).c_str());
+    GParamSpec *pspec = OrvaneUpdatePath_FindProperty(object, OrvaneUpdatePath_PropertyName(path));
     if (pspec != nullptr && pspec == piece.pspec &&
         (RemoveInPlace(momgr, object, piece) || RemoveReferenceInPlace(momgr, object, piece)))
         return;
@@ -324,14 +360,32 @@ void orvane_momgr_remove_element(OrvaneMOMgr *momgr, GObject *object, const char
 
 void MOMgrAssignDifferent(OrvaneMOMgr *momgr, MOMgrProxies *proxies, GObject *object,
                           const char *path, const GValue *value) {
-    const auto holdManager = MOMgrHold(momgr);
     const OrvaneUpdateTarget target = OrvaneUpdatePath_Resolve(momgr, object, path);
-    GParamSpec *pspec =
-        target.object != nullptr
-            ? OrvaneUpdatePath_FindProperty(target.object.get(), target.last.c_str())
-            : nullptr;
-    if (pspec != nullptr && !HasValue(target.object.get(), pspec, value, proxies))
-        Assign(target.object.get(), target.last.c_str(), value);
+    GParamSpec *pspec = target.object != nullptr
+                            ? OrvaneUpdatePath_FindProperty(target.object, target.last)
+                            : nullptr;
+    if (pspec != nullptr && !HasValue(target.object, pspec, value, proxies))
+        Assign(target.object, target.last, value);
+}
+
+void MOMgrUpdateProperty(OrvaneMOMgr *momgr, GObject *object, const char *path, const GValue *value,
+                         gint op) {
+    const OrvaneUpdateTarget target = OrvaneUpdatePath_Resolve(momgr, object, path);
+    if (target.object == nullptr)
+        return;
+
+    switch (op) {
+    case SKEMA_QORM_CORE_PROPERTY_COLLECTOR_CHANGE_ASSIGN:
+        Assign(target.object, target.last, value);
+        break;
+    case SKEMA_QORM_CORE_PROPERTY_COLLECTOR_CHANGE_ADD:
+        Add(target.object, target.last, value);
+        break;
+    case SKEMA_QORM_CORE_PROPERTY_COLLECTOR_CHANGE_REMOVE:
+    case SKEMA_QORM_CORE_PROPERTY_COLLECTOR_CHANGE_INDIRECTREMOVE:
+        orvane_momgr_remove_element(momgr, target.object, target.last);
+        break;
+    }
 }
 
 void orvane_momgr_update_property(OrvaneMOMgr *momgr, GObject *object, const char *name,
@@ -341,20 +395,5 @@ void orvane_momgr_update_property(OrvaneMOMgr *momgr, GObject *object, const cha
     g_return_if_fail(name);
     const auto holdManager = MOMgrHold(momgr);
     const auto holdObject = MOMgrHold(object);
-    const OrvaneUpdateTarget target = OrvaneUpdatePath_Resolve(momgr, object, name);
-    if (target.object == nullptr)
-        return;
-
-    switch (op) {
-    case SKEMA_QORM_CORE_PROPERTY_COLLECTOR_CHANGE_ASSIGN:
-        Assign(target.object.get(), target.last.c_str(), value);
-        break;
-    case SKEMA_QORM_CORE_PROPERTY_COLLECTOR_CHANGE_ADD:
-        Add(target.object.get(), target.last, value);
-        break;
-    case SKEMA_QORM_CORE_PROPERTY_COLLECTOR_CHANGE_REMOVE:
-    case SKEMA_QORM_CORE_PROPERTY_COLLECTOR_CHANGE_INDIRECTREMOVE:
-        orvane_momgr_remove_element(momgr, target.object.get(), target.last.c_str());
-        break;
-    }
+    MOMgrUpdateProperty(momgr, object, name, value, op);
 }

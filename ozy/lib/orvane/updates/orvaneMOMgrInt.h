@@ -163,12 +163,15 @@ void MOMgrTakeFault(OrvaneListener *internal, GValue *value);
 /* Whether changes may still be applied. Handlers of earlier changes may have ended the connection. */
 bool MOMgrIsFollowing(OrvaneMOMgr *momgr);
 
-/* Applies one Change of an ObjectUpdate. As a difference, it changes and notifies nothing if the value is the one that
+/* Applies one Change of an ObjectUpdate; the caller holds the manager and the proxy. As a difference, it changes and notifies nothing if the value is the one that
  * the property has. Returns the path of the property, or NULL; it is part of the change or of the copy. */
 const char *MOMgrApplyChange(OrvaneMOMgr *momgr, MOMgrProxies *proxies,
                              SkemaQormManagedObject *proxy, GObject *change, bool isDifference,
                              GPtr<char> *copy);
-/* Sets a property to a value that differs from the one that it has. */
+/* As orvane_momgr_update_property(), but the caller holds the manager and the object. */
+void MOMgrUpdateProperty(OrvaneMOMgr *momgr, GObject *object, const char *path, const GValue *value,
+                         gint op);
+/* The same; sets a property to a value that differs from the one that it has. */
 void MOMgrAssignDifferent(OrvaneMOMgr *momgr, MOMgrProxies *proxies, GObject *object,
                           const char *path, const GValue *value);
 

@@ -239,7 +239,7 @@ const char *MOMgrApplyChange(OrvaneMOMgr *momgr, MOMgrProxies *proxies,
     if (name != nullptr && isDifference && op == SKEMA_QORM_CORE_PROPERTY_COLLECTOR_CHANGE_ASSIGN)
         MOMgrAssignDifferent(momgr, proxies, G_OBJECT(proxy), name, value.Get());
     else if (name != nullptr)
-        orvane_momgr_update_property(momgr, G_OBJECT(proxy), name, value.Get(), op);
+        MOMgrUpdateProperty(momgr, G_OBJECT(proxy), name, value.Get(), op);
     return name;
 }
 

@@ -92,6 +92,9 @@ void BuildIndex(SearchedList *list, const GValueArray *array) {
     if (!std::exchange(gIndexes->isObserving, true))
         SchemaEngine_Observe(OnStore);
     auto index = std::make_unique<Index>();
+    index->keys.Reserve(array->n_values);
+    index->objects.reserve(array->n_values);
+    gIndexes->elements.reserve(gIndexes->elements.size() + array->n_values);
     const std::span elements(array->values, array->n_values);
     list->isPossible = std::ranges::all_of(
         elements, [&](const GValue &element) { return AddElement(index.get(), &element); });
@@ -118,11 +121,13 @@ SearchedList *Find(GObject *object, const SchemaField *field) {
                                                                             : nullptr;
 }
 
+std::optional<UpdateKey> KeyOfText(const char *text) {
+    return text != nullptr ? std::optional(UpdateKey{true, 0, text}) : std::nullopt;
+}
+
 std::optional<UpdateKey> KeyOfValue(const GValue *value) {
-    if (G_VALUE_HOLDS_STRING(value)) {
-        const char *text = g_value_get_string(value);
-        return text != nullptr ? std::optional(UpdateKey{true, 0, text}) : std::nullopt;
-    }
+    if (G_VALUE_HOLDS_STRING(value))
+        return KeyOfText(g_value_get_string(value));
     const std::optional<gint64> number = OrvaneUpdatePath_Integer(value);
     return number.has_value() ? std::optional(UpdateKey{false, *number, {}}) : std::nullopt;
 }
@@ -172,8 +177,7 @@ void OrvaneUpdateIndex_NoteRemoved(GObject *object, const SchemaField *field, gu
     if (list == nullptr)
         return;
     Index *index = list->index.get();
-    const guint32 slot = index->keys.SlotAt(position);
-    index->keys.Remove(position);
+    const guint32 slot = index->keys.Remove(position);
     gIndexes->elements.erase(std::exchange(index->objects[slot], nullptr));
 }
 
@@ -191,11 +195,12 @@ std::optional<UpdateKey> OrvaneUpdateIndex_KeyOf(const GValue *element) {
     if (!G_VALUE_HOLDS_OBJECT(element))
         return KeyOfValue(element);
     GObject *object = MOMgrGetObject(element, G_TYPE_OBJECT);
-    const GParamSpec *pspec =
-        object != nullptr ? OrvaneUpdatePath_FindProperty(object, "key") : nullptr;
-    if (pspec == nullptr)
+    if (object == nullptr)
         return std::nullopt;
-    ScopedValue key(pspec->value_type);
-    g_object_get_property(object, "key", &key.value);
-    return KeyOfValue(&key.value);
+    const SchemaField *field = SchemaClass_FindFieldByName(object, "key");
+    if (field != nullptr && field->pspec->value_type == G_TYPE_STRING)
+        return KeyOfText(*SchemaField_In<char *>(object, field));
+    ScopedValue key;
+    return OrvaneUpdatePath_GetProperty(object, "key", &key.value) ? KeyOfValue(&key.value)
+                                                                   : std::nullopt;
 }

@@ -12,17 +12,37 @@ gsize LowestBit(gsize node) {
 
 } // namespace
 
-bool UpdateKeys::Order::operator()(guint32 a, guint32 b) const {
-    const auto order = *(*keys)[a] <=> *(*keys)[b];
-    return order == 0 ? a < b : order < 0;
+size_t UpdateKeys::Hash::operator()(const UpdateKeyView &key) const {
+    return key.isText ? std::hash<std::string_view>()(key.text) : std::hash<gint64>()(key.number);
 }
 
-bool UpdateKeys::Order::operator()(guint32 slot, const UpdateKey &key) const {
-    return *(*keys)[slot] < key;
+void UpdateKeys::Insert(guint32 slot, UpdateKey key) {
+    const auto [entry, isNew] = byKey.try_emplace(std::move(key));
+    Slots &slots = entry->second;
+    keys[slot] = &*entry;
+    if (isNew)
+        slots.first = slot;
+    else
+        slots.others.insert(slot < slots.first ? std::exchange(slots.first, slot) : slot);
 }
 
-bool UpdateKeys::Order::operator()(const UpdateKey &key, guint32 slot) const {
-    return key < *(*keys)[slot];
+void UpdateKeys::Erase(guint32 slot) {
+    ByKey::value_type *entry = std::exchange(keys[slot], nullptr);
+    if (entry == nullptr)
+        return;
+    auto &[first, others] = entry->second;
+    if (slot != first)
+        others.erase(slot);
+    else if (others.empty())
+        byKey.erase(byKey.find(entry->first));
+    else
+        first = others.extract(others.begin()).value();
+}
+
+void UpdateKeys::Reserve(guint size) {
+    byKey.reserve(size);
+    keys.reserve(size);
+    used.reserve(gsize(size) + 1);
 }
 
 guint32 UpdateKeys::Append(std::optional<UpdateKey> key) {
@@ -34,40 +54,37 @@ guint32 UpdateKeys::Append(std::optional<UpdateKey> key) {
     for (gsize at = node - 1; at > node - LowestBit(node); at -= LowestBit(at))
         inNode += used[at];
     used.push_back(inNode);
-    keys.push_back(std::move(key));
-    if (keys.back().has_value())
-        byKey.insert(slot);
+    keys.push_back(nullptr);
+    Replace(slot, std::move(key));
     count++;
     return slot;
 }
 
-void UpdateKeys::Remove(guint position) {
+guint32 UpdateKeys::Remove(guint position) {
     const guint32 slot = SlotAt(position);
-    Replace(slot, std::nullopt);
+    Erase(slot);
     for (gsize node = gsize(slot) + 1; node < used.size(); node += LowestBit(node))
         used[node]--;
     count--;
+    return slot;
 }
 
 void UpdateKeys::Replace(guint32 slot, std::optional<UpdateKey> key) {
-    if (keys[slot].has_value())
-        byKey.erase(slot);
-    keys[slot] = std::move(key);
-    if (keys[slot].has_value())
-        byKey.insert(slot);
+    Erase(slot);
+    if (key.has_value())
+        Insert(slot, *std::move(key));
 }
 
-gint UpdateKeys::Find(const UpdateKey &key) const {
-    const auto first = byKey.lower_bound(key);
-    return first != byKey.end() && keys[*first] == key ? static_cast<gint>(PositionOf(*first)) : -1;
+gint UpdateKeys::Find(const UpdateKeyView &key) const {
+    const auto found = byKey.find(key);
+    return found != byKey.end() ? static_cast<gint>(PositionOf(found->second.first)) : -1;
 }
 
-guint UpdateKeys::CountOf(const UpdateKey &key) const {
-    guint number = 0;
-    for (auto at = byKey.lower_bound(key); number < 2 && at != byKey.end() && keys[*at] == key;
-         at++)
-        number++;
-    return number;
+guint UpdateKeys::CountOf(const UpdateKeyView &key) const {
+    const auto found = byKey.find(key);
+    if (found == byKey.end())
+        return 0;
+    return found->second.others.empty() ? 1 : 2;
 }
 
 guint32 UpdateKeys::SlotAt(guint position) const {

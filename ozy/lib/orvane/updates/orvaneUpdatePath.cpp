@@ -17,10 +17,6 @@ namespace {
 /* More than any real path has. Objects that are created for a path nest as deep as the path. */
 constexpr int kMaxDepth = 100;
 
-struct FreeClass {
-    void operator()(gpointer cls) const { g_type_class_unref(cls); }
-};
-
 /* The end of the first piece of a path; npos if it is the last. Dots between brackets belong to the piece. */
 size_t PieceEnd(std::string_view path) {
     const size_t dot = path.find('.');
@@ -30,22 +26,30 @@ size_t PieceEnd(std::string_view path) {
     return bracket == path.npos ? path.npos : path.find('.', bracket);
 }
 
-/* The object in a property, which is created if there is none. */
-ObjectPtr<GObject> EnterProperty(GObject *object, const std::string &name) {
-    const GParamSpec *pspec = OrvaneUpdatePath_FindProperty(object, name.c_str());
-    if (pspec == nullptr || !g_type_is_a(pspec->value_type, G_TYPE_OBJECT))
-        return nullptr;
-
+/* The object in a property; NULL if there is none. */
+ObjectPtr<GObject> HeldObject(GObject *object, const GParamSpec *pspec) {
+    const SchemaField *field = SchemaClass_FindField(object, pspec);
+    if (field != nullptr && field->row->kind == SCHEMA_VALUE_OBJECT)
+        return MOMgrHold(*SchemaField_In<GObject *>(object, field));
     ScopedValue value(pspec->value_type);
     g_object_get_property(object, pspec->name, &value.value);
-    if (gpointer held = g_value_get_object(&value.value))
-        return MOMgrHold(static_cast<GObject *>(held));
+    return MOMgrHold(static_cast<GObject *>(g_value_get_object(&value.value)));
+}
+
+/* The object in a property, which is created if there is none. */
+ObjectPtr<GObject> EnterProperty(GObject *object, std::string_view name) {
+    const GParamSpec *pspec = OrvaneUpdatePath_FindProperty(object, name);
+    if (pspec == nullptr || !g_type_is_a(pspec->value_type, G_TYPE_OBJECT))
+        return nullptr;
+    if (auto held = HeldObject(object, pspec))
+        return held;
 
     /* a new proxy would have no id, so it could not be one of the service's objects */
     if (g_type_is_a(pspec->value_type, skema_qorm_managed_object_get_type()) ||
         G_TYPE_IS_ABSTRACT(pspec->value_type))
         return nullptr;
     ObjectPtr<GObject> made(static_cast<GObject *>(g_object_new(pspec->value_type, nullptr)));
+    ScopedValue value(pspec->value_type);
     g_value_set_object(&value.value, made.get());
     g_object_set_property(object, pspec->name, &value.value);
     return made;
@@ -59,8 +63,22 @@ ObjectPtr<GObject> ObjectAt(const GValueArray *array, const OrvaneUpdateSearch &
     return MOMgrHold(MOMgrGetObject(&array->values[index], G_TYPE_OBJECT));
 }
 
+/* As orvane_momgr_extract_array_element(). */
+ValueArrayPtr CopyArray(OrvaneMOMgr *momgr, GObject *object, const OrvaneUpdateElement &element,
+                        gint *indexOut) {
+    *indexOut = 0;
+    if (element.pspec == nullptr)
+        return nullptr;
+    ValueArrayPtr array = OrvaneUpdatePath_GetArray(object, element.pspec);
+    const OrvaneUpdateSearch search = OrvaneUpdatePath_FindElement(momgr, array.get(), element.key);
+    if (!search.isPossible)
+        return nullptr;
+    *indexOut = search.index;
+    return array;
+}
+
 /* The object in an element of an array. The array is not copied where a class of the schema keeps it. */
-ObjectPtr<GObject> EnterElement(OrvaneMOMgr *momgr, GObject *object, const std::string &piece) {
+ObjectPtr<GObject> EnterElement(OrvaneMOMgr *momgr, GObject *object, std::string_view piece) {
     const OrvaneUpdateElement element = OrvaneUpdatePath_ParseElement(object, piece);
     const SchemaField *field =
         element.pspec != nullptr ? SchemaClass_FindField(object, element.pspec) : nullptr;
@@ -81,17 +99,27 @@ ObjectPtr<GObject> EnterElement(OrvaneMOMgr *momgr, GObject *object, const std::
         }
     }
     gint index = 0;
-    ValueArrayPtr array(orvane_momgr_extract_array_element(momgr, object, piece.c_str(), &index));
-    if (array == nullptr || index < 0 || static_cast<guint>(index) >= array->n_values)
-        return nullptr;
-    return MOMgrHold(MOMgrGetObject(&array->values[index], G_TYPE_OBJECT));
+    const ValueArrayPtr array = CopyArray(momgr, object, element, &index);
+    return ObjectAt(array.get(), {array != nullptr, index});
 }
 
-/* Whether a value is the text, or the number if there is no text. */
-bool Equals(const GValue *value, const char *text, gint number) {
-    if (G_VALUE_HOLDS_STRING(value))
-        return text != nullptr && g_strcmp0(g_value_get_string(value), text) == 0;
-    return text == nullptr && OrvaneUpdatePath_Integer(value) == number;
+/* The text between the quotes of a key; nothing, with a warning, if it is too short. */
+std::optional<std::string_view> KeyText(std::string_view key) {
+    if (!OrvaneSoapCheck(key.size() >= 3, "orvane_momgr_key_get_string", "len >= 3"))
+        return std::nullopt;
+    return key.substr(1, key.size() - 2);
+}
+
+/* What follows the key is no part of a number. */
+gint KeyNumber(std::string_view key) {
+    return orvane_momgr_key_get_int(key.data());
+}
+
+bool Equals(const GValue *value, const UpdateKeyView &key) {
+    if (!G_VALUE_HOLDS_STRING(value))
+        return !key.isText && OrvaneUpdatePath_Integer(value) == key.number;
+    const char *text = g_value_get_string(value);
+    return key.isText && text != nullptr && key.text == text;
 }
 
 /* Index of the first element that satisfies the condition; -1 for none. */
@@ -103,56 +131,55 @@ template <class Condition> gint FindElement(const GValueArray *array, Condition 
     return -1;
 }
 
-/* Whether an element is an object whose property "key" is the text or number. */
-bool HasKey(const GValue *element, const char *text, gint number) {
+/* Whether an element is an object whose property "key" is that. */
+bool HasKey(const GValue *element, const UpdateKeyView &key) {
     GObject *object = MOMgrGetObject(element, G_TYPE_OBJECT);
-    const GParamSpec *pspec =
-        object != nullptr ? OrvaneUpdatePath_FindProperty(object, "key") : nullptr;
-    if (pspec == nullptr)
-        return false;
-    ScopedValue key(pspec->value_type);
-    g_object_get_property(object, "key", &key.value);
-    return Equals(&key.value, text, number);
+    ScopedValue held;
+    return object != nullptr && OrvaneUpdatePath_GetProperty(object, "key", &held.value) &&
+           Equals(&held.value, key);
 }
 
 /* The property "key" of the elements, by the class of the first; NULL if they have none. */
 const GParamSpec *KeyOfElements(const GValue *first) {
     GObject *object = MOMgrGetObject(first, G_TYPE_OBJECT);
+    const SchemaField *field =
+        object != nullptr ? SchemaClass_FindFieldByName(object, "key") : nullptr;
+    if (field != nullptr)
+        return field->pspec;
     const GType type = object != nullptr ? G_OBJECT_TYPE(object) : G_VALUE_TYPE(first);
-    std::unique_ptr<void, FreeClass> cls(g_type_class_ref(type));
+    const TypeClassPtr cls(g_type_class_ref(type));
     return g_object_class_find_property(static_cast<GObjectClass *>(cls.get()), "key");
 }
 
 /* Searches an array. A key that no object has selects the first object. */
-OrvaneUpdateSearch FindDataObject(const GValueArray *array, const char *key,
+OrvaneUpdateSearch FindDataObject(const GValueArray *array, std::string_view key,
                                   const UpdateKeys *keys) {
     const GParamSpec *pspec = KeyOfElements(&array->values[0]);
     if (pspec == nullptr)
         return {false, 0};
 
-    gint index = -1;
+    UpdateKeyView wanted(false, 0, {});
     if (pspec->value_type == G_TYPE_STRING) {
-        GPtr<char> text(orvane_momgr_key_get_string(key));
-        if (text != nullptr)
-            index =
-                keys != nullptr
-                    ? keys->Find({true, 0, text.get()})
-                    : FindElement(array, [&](auto *value) { return HasKey(value, text.get(), 0); });
+        const auto text = KeyText(key);
+        if (!text.has_value())
+            return {true, 0};
+        wanted = {true, 0, *text};
     } else {
-        const gint number = orvane_momgr_key_get_int(key);
-        if (number != -1)
-            index = keys != nullptr ? keys->Find({false, number, {}})
-                                    : FindElement(array, [&](auto *value) {
-                                          return HasKey(value, nullptr, number);
-                                      });
+        wanted.number = KeyNumber(key);
+        if (wanted.number == -1)
+            return {true, 0};
     }
+    const gint index = keys != nullptr
+                           ? keys->Find(wanted)
+                           : FindElement(array, [&](auto *value) { return HasKey(value, wanted); });
     return {true, std::max(index, 0)};
 }
 
 OrvaneUpdateSearch FindManagedObject(OrvaneMOMgr *momgr, const GValueArray *array,
-                                     const char *key) {
-    GPtr<char> id(orvane_momgr_key_get_string(key));
-    const gpointer proxy = orvane_momgr_lookup(momgr, id.get());
+                                     std::string_view key) {
+    const auto text = KeyText(key);
+    const gpointer proxy =
+        text.has_value() ? orvane_momgr_lookup(momgr, std::string(*text).c_str()) : nullptr;
     if (proxy == nullptr)
         return {false, 0};
     const gint index = FindElement(
@@ -160,32 +187,33 @@ OrvaneUpdateSearch FindManagedObject(OrvaneMOMgr *momgr, const GValueArray *arra
     return {true, std::max(index, 0)};
 }
 
-OrvaneUpdateSearch FindPlain(const GValueArray *array, const char *key, const UpdateKeys *keys) {
-    GPtr<char> text;
-    gint number = 0;
+OrvaneUpdateSearch FindPlain(const GValueArray *array, std::string_view key,
+                             const UpdateKeys *keys) {
+    UpdateKeyView wanted(false, 0, {});
     if (G_VALUE_HOLDS_STRING(&array->values[0])) {
-        text.reset(orvane_momgr_key_get_string(key));
-        if (text == nullptr)
+        const auto text = KeyText(key);
+        if (!text.has_value())
             return {true, -1};
+        wanted = {true, 0, *text};
     } else {
-        number = orvane_momgr_key_get_int(key);
+        wanted.number = KeyNumber(key);
     }
-    if (keys != nullptr)
-        return {true, keys->Find(text != nullptr ? UpdateKey{true, 0, text.get()}
-                                                 : UpdateKey{false, number, {}})};
-    return {true,
-            FindElement(array, [&](auto *value) { return Equals(value, text.get(), number); })};
+    return {true, keys != nullptr ? keys->Find(wanted) : FindElement(array, [&](auto *value) {
+                return Equals(value, wanted);
+            })};
 }
 
 /* Whether a search compares the elements with a number that the key does not have. */
-bool IsNumberMissing(const GValueArray *array, const char *key) {
+bool IsNumberMissing(const GValueArray *array, std::string_view key) {
+    if (array->n_values == 0 || !G_IS_VALUE(&array->values[0]) ||
+        G_VALUE_HOLDS_OBJECT(&array->values[0]) || G_VALUE_HOLDS_STRING(&array->values[0]))
+        return false;
     char *end = nullptr;
-    strtol(key, &end, 10);
-    return end == key && array->n_values > 0 && G_IS_VALUE(&array->values[0]) &&
-           !G_VALUE_HOLDS_OBJECT(&array->values[0]) && !G_VALUE_HOLDS_STRING(&array->values[0]);
+    strtol(key.data(), &end, 10);
+    return end == key.data();
 }
 
-OrvaneUpdateSearch FindByKey(OrvaneMOMgr *momgr, const GValueArray *array, const char *key,
+OrvaneUpdateSearch FindByKey(OrvaneMOMgr *momgr, const GValueArray *array, std::string_view key,
                              const UpdateKeys *keys) {
     const GValue *first = &array->values[0];
     if (!G_IS_VALUE(first))
@@ -219,12 +247,28 @@ std::optional<gint64> OrvaneUpdatePath_Integer(const GValue *value) {
     }
 }
 
-GParamSpec *OrvaneUpdatePath_FindProperty(GObject *object, const char *name) {
-    GParamSpec *pspec = g_object_class_find_property(G_OBJECT_GET_CLASS(object), name);
+GParamSpec *OrvaneUpdatePath_FindProperty(GObject *object, std::string_view name) {
+    if (const SchemaField *field = SchemaClass_FindFieldByName(object, name))
+        return field->pspec; /* all of the schema's can be read and written */
+    GParamSpec *pspec =
+        g_object_class_find_property(G_OBJECT_GET_CLASS(object), std::string(name).c_str());
     if (pspec == nullptr || (pspec->flags & G_PARAM_READWRITE) != G_PARAM_READWRITE ||
         (pspec->flags & G_PARAM_CONSTRUCT_ONLY))
         return nullptr;
     return pspec;
+}
+
+bool OrvaneUpdatePath_GetProperty(GObject *object, std::string_view name, GValue *value) {
+    const GParamSpec *pspec = OrvaneUpdatePath_FindProperty(object, name);
+    if (pspec == nullptr)
+        return false;
+    g_value_init(value, pspec->value_type);
+    const SchemaField *field = SchemaClass_FindField(object, pspec);
+    if (field != nullptr)
+        SchemaClass_GetField(object, field, value);
+    else
+        g_object_get_property(object, pspec->name, value);
+    return true;
 }
 
 ValueArrayPtr OrvaneUpdatePath_GetArray(GObject *object, const GParamSpec *pspec) {
@@ -237,43 +281,42 @@ ValueArrayPtr OrvaneUpdatePath_GetArray(GObject *object, const GParamSpec *pspec
     return array;
 }
 
-std::string OrvaneUpdatePath_PropertyName(std::string_view piece) {
-    return std::string(piece.substr(0, piece.find('[')));
+std::string_view OrvaneUpdatePath_PropertyName(std::string_view piece) {
+    return piece.substr(0, piece.find('['));
 }
 
 OrvaneUpdateElement OrvaneUpdatePath_ParseElement(GObject *object, std::string_view piece) {
     const size_t nameEnd = piece.find_first_of("[]");
     if (nameEnd == piece.npos)
         return {};
-    const std::string name(piece.substr(0, nameEnd));
-    piece.remove_prefix(nameEnd + 1);
-    GParamSpec *pspec = OrvaneUpdatePath_FindProperty(object, name.c_str());
+    GParamSpec *pspec = OrvaneUpdatePath_FindProperty(object, piece.substr(0, nameEnd));
     if (pspec == nullptr || pspec->value_type != G_TYPE_VALUE_ARRAY)
         return {};
-    return {pspec, std::string(piece.substr(0, piece.find_first_of("[]")))};
+    piece.remove_prefix(nameEnd + 1);
+    return {pspec, piece.substr(0, piece.find_first_of("[]"))};
 }
 
 OrvaneUpdateSearch OrvaneUpdatePath_FindElement(OrvaneMOMgr *momgr, const GValueArray *array,
-                                                const std::string &key, const UpdateKeys *keys) {
+                                                std::string_view key, const UpdateKeys *keys) {
     if (array == nullptr || array->n_values == 0)
         return {false, 0};
-    return FindByKey(momgr, array, key.c_str(), keys);
+    return FindByKey(momgr, array, key, keys);
 }
 
 std::optional<OrvaneUpdateSearch> OrvaneUpdatePath_FindInPlace(OrvaneMOMgr *momgr, GObject *object,
                                                                const SchemaField *field,
                                                                const GValueArray *array,
-                                                               const std::string &key) {
+                                                               std::string_view key) {
     const UpdateKeys *keys = OrvaneUpdateIndex_Search(object, field, array);
     const std::span elements(array->values, array->n_values);
     if (keys == nullptr && !std::ranges::all_of(elements, [](const GValue &element) {
             return OrvaneUpdateIndex_IsPlain(&element);
         }))
         return std::nullopt;
-    if (!IsNumberMissing(array, key.c_str()))
+    if (!IsNumberMissing(array, key))
         return OrvaneUpdatePath_FindElement(momgr, array, key, keys);
     /* the only search that goes on after a warning, whose handler may set the list */
-    const gint number = orvane_momgr_key_get_int(key.c_str());
+    const gint number = KeyNumber(key);
     array = SchemaField_GetArray(object, field);
     if (array == nullptr)
         return OrvaneUpdateSearch{false, 0};
@@ -284,29 +327,33 @@ std::optional<OrvaneUpdateSearch> OrvaneUpdatePath_FindInPlace(OrvaneMOMgr *momg
 OrvaneUpdateSearch OrvaneUpdatePath_FindReference(OrvaneMOMgr *momgr, GObject *object,
                                                   const SchemaField *field,
                                                   const SchemaReferenceList &references,
-                                                  const std::string &key) {
-    const GPtr<char> id(orvane_momgr_key_get_string(key.c_str()));
-    if (id == nullptr)
+                                                  std::string_view key) {
+    const auto text = KeyText(key);
+    if (!text.has_value())
         return {false, 0};
+    const std::string id(*text);
     const UpdateKeys *keys = OrvaneUpdateIndex_Search(object, field, references.Ids());
-    const gint found =
-        keys != nullptr ? keys->Find({true, 0, id.get()}) : references.Find(id.get());
-    const bool isPossible = found >= 0 || orvane_momgr_lookup(momgr, id.get()) != nullptr;
+    const gint found = keys != nullptr ? keys->Find({true, 0, id}) : references.Find(id.c_str());
+    const bool isPossible = found >= 0 || orvane_momgr_lookup(momgr, id.c_str()) != nullptr;
     return {isPossible, std::max(found, 0)};
 }
 
-OrvaneUpdateTarget OrvaneUpdatePath_Resolve(OrvaneMOMgr *momgr, GObject *object,
-                                            std::string_view path) {
-    ObjectPtr<GObject> current = MOMgrHold(object);
-    for (int depth = 0; current != nullptr && depth < kMaxDepth; depth++) {
-        const size_t end = PieceEnd(path);
-        if (end == path.npos)
-            return {std::move(current), std::string(path)};
+OrvaneUpdateTarget OrvaneUpdatePath_Resolve(OrvaneMOMgr *momgr, GObject *object, const char *path) {
+    OrvaneUpdateTarget target = {object, path, nullptr};
+    std::string_view rest(path);
+    for (int depth = 0; depth < kMaxDepth; depth++) {
+        const size_t end = PieceEnd(rest);
+        if (end == rest.npos)
+            return target;
 
-        const std::string piece(path.substr(0, end));
-        current = piece.find('[') == piece.npos ? EnterProperty(current.get(), piece)
-                                                : EnterElement(momgr, current.get(), piece);
-        path.remove_prefix(end + 1);
+        const std::string_view piece = rest.substr(0, end);
+        target.hold = piece.find('[') == piece.npos ? EnterProperty(target.object, piece)
+                                                    : EnterElement(momgr, target.object, piece);
+        target.object = target.hold.get();
+        if (target.object == nullptr)
+            return {};
+        rest.remove_prefix(end + 1);
+        target.last = rest.data();
     }
     return {};
 }
@@ -320,22 +367,12 @@ gint orvane_momgr_key_get_int(const char *text) {
 }
 
 char *orvane_momgr_key_get_string(const char *text) {
-    const size_t len = strlen(text);
-    if (!OrvaneSoapCheck(len >= 3, __func__, "len >= 3"))
-        return nullptr;
-    return g_strndup(text + 1, len - 2);
+    const auto inside = KeyText(text);
+    return inside.has_value() ? g_strndup(inside->data(), inside->size()) : nullptr;
 }
 
 GValueArray *orvane_momgr_extract_array_element(OrvaneMOMgr *momgr, GObject *object,
                                                 const char *path, gint *indexOut) {
-    *indexOut = 0;
-    const OrvaneUpdateElement element = OrvaneUpdatePath_ParseElement(object, path);
-    if (element.pspec == nullptr)
-        return nullptr;
-    ValueArrayPtr array = OrvaneUpdatePath_GetArray(object, element.pspec);
-    const OrvaneUpdateSearch search = OrvaneUpdatePath_FindElement(momgr, array.get(), element.key);
-    if (!search.isPossible)
-        return nullptr;
-    *indexOut = search.index;
-    return array.release();
+    return CopyArray(momgr, object, OrvaneUpdatePath_ParseElement(object, path), indexOut)
+        .release();
 }

@@ -30,18 +30,22 @@
 #include "ozy/lib/orvane/updates/orvaneUpdateKeys.h"
 
 struct OrvaneUpdateTarget {
-    ObjectPtr<GObject> object; /* NULL if the path does not resolve */
-    std::string last;          /* the last piece, to which the operation applies */
+    GObject *object = nullptr; /* NULL if the path does not resolve */
+    const char *last = ""; /* the last piece, to which the operation applies; the end of the path */
+    ObjectPtr<GObject> hold; /* of the object, if it is not the one where the path begins */
 };
 
-OrvaneUpdateTarget OrvaneUpdatePath_Resolve(OrvaneMOMgr *momgr, GObject *object,
-                                            std::string_view path);
+/* The object, the manager and the path are the caller's to keep while the target is used. */
+OrvaneUpdateTarget OrvaneUpdatePath_Resolve(OrvaneMOMgr *momgr, GObject *object, const char *path);
 
 /* The piece without its key. */
-std::string OrvaneUpdatePath_PropertyName(std::string_view piece);
+std::string_view OrvaneUpdatePath_PropertyName(std::string_view piece);
 
 /* The property with a name, if it can be read and written; otherwise NULL. */
-GParamSpec *OrvaneUpdatePath_FindProperty(GObject *object, const char *name);
+GParamSpec *OrvaneUpdatePath_FindProperty(GObject *object, std::string_view name);
+
+/* Reads such a property into an empty value. Returns FALSE, with nothing done, if there is none. */
+bool OrvaneUpdatePath_GetProperty(GObject *object, std::string_view name, GValue *value);
 
 /* The number in a value; nothing if it is not one. */
 std::optional<gint64> OrvaneUpdatePath_Integer(const GValue *value);
@@ -52,7 +56,7 @@ ValueArrayPtr OrvaneUpdatePath_GetArray(GObject *object, const GParamSpec *pspec
 /* A piece with a key. */
 struct OrvaneUpdateElement {
     GParamSpec *pspec; /* of the array; NULL if the piece has no key or the property is no array */
-    std::string key;
+    std::string_view key; /* part of the piece; a bracket or the end of the path follows */
 };
 
 OrvaneUpdateElement OrvaneUpdatePath_ParseElement(GObject *object, std::string_view piece);
@@ -64,7 +68,7 @@ struct OrvaneUpdateSearch {
 
 /* With the keys of the array, if there is an index, no element is looked at but the first. */
 OrvaneUpdateSearch OrvaneUpdatePath_FindElement(OrvaneMOMgr *momgr, const GValueArray *array,
-                                                const std::string &key,
+                                                std::string_view key,
                                                 const UpdateKeys *keys = nullptr);
 
 /*
@@ -74,13 +78,13 @@ OrvaneUpdateSearch OrvaneUpdatePath_FindElement(OrvaneMOMgr *momgr, const GValue
 std::optional<OrvaneUpdateSearch> OrvaneUpdatePath_FindInPlace(OrvaneMOMgr *momgr, GObject *object,
                                                                const SchemaField *field,
                                                                const GValueArray *array,
-                                                               const std::string &key);
+                                                               std::string_view key);
 
 /* The same for a list of references. */
 OrvaneUpdateSearch OrvaneUpdatePath_FindReference(OrvaneMOMgr *momgr, GObject *object,
                                                   const SchemaField *field,
                                                   const SchemaReferenceList &references,
-                                                  const std::string &key);
+                                                  std::string_view key);
 
 G_BEGIN_DECLS
 
