@@ -128,12 +128,13 @@ bool MOMgrRenewal_Forget(OrvaneMOMgr *momgr, gpointer proxy) {
            renewal->proxies.erase(static_cast<SkemaQormManagedObject *>(proxy)) > 0;
 }
 
-void MOMgrRenewal_ResetOthers(SkemaQormManagedObject *proxy,
+void MOMgrRenewal_ResetOthers(OrvaneMOMgr *momgr, MOMgrProxies *proxies,
+                              SkemaQormManagedObject *proxy,
                               const std::unordered_set<std::string> &named) {
     guint count = 0;
     const GPtr<GParamSpec *[]> pspecs(
         g_object_class_list_properties(G_OBJECT_GET_CLASS(proxy), &count));
-    for (guint i = 0; i < count; i++) {
+    for (guint i = 0; i < count && MOMgrIsFollowing(momgr); i++) {
         GParamSpec *pspec = pspecs[i];
         if ((pspec->flags & G_PARAM_READWRITE) != G_PARAM_READWRITE ||
             (pspec->flags & G_PARAM_CONSTRUCT_ONLY) || named.contains(pspec->name))
@@ -141,6 +142,7 @@ void MOMgrRenewal_ResetOthers(SkemaQormManagedObject *proxy,
         ScopedValue current(pspec->value_type);
         ScopedValue empty(pspec->value_type);
         g_object_get_property(G_OBJECT(proxy), pspec->name, &current.value);
+        proxies->Note(&current.value);
         if (!SchemaCompare_AreEqual(&current.value, &empty.value))
             g_object_set_property(G_OBJECT(proxy), pspec->name, &empty.value);
     }

@@ -21,6 +21,8 @@
 
 #include "ozy/lib/orvane/updates/orvaneMOMgr.h"
 
+class MOMgrProxies; /* orvaneMOMgrInt.h */
+
 struct MOMgrRenewal {
     std::deque<SkemaQormManagedObject *> queue; /* may hold some that are gone */
     std::unordered_map<SkemaQormManagedObject *, bool>
@@ -36,8 +38,9 @@ SkemaQormManagedObject *MOMgrRenewal_Take(OrvaneMOMgr *momgr);
 bool MOMgrRenewal_IsCreating(const OrvaneMOMgr *momgr, SkemaQormManagedObject *proxy);
 /* The proxy is up to date, or is no longer in the registry. Returns whether it was noted. */
 bool MOMgrRenewal_Forget(OrvaneMOMgr *momgr, gpointer proxy);
-/* Resets all properties that are not named to the defaults of their types. */
-void MOMgrRenewal_ResetOthers(SkemaQormManagedObject *proxy,
+/* Resets all properties that are not named to the defaults of their types, as long as changes may be applied. */
+void MOMgrRenewal_ResetOthers(OrvaneMOMgr *momgr, MOMgrProxies *proxies,
+                              SkemaQormManagedObject *proxy,
                               const std::unordered_set<std::string> &named);
 /* The filter of a renewed object could not be created, or the service reports the object as missing. */
 void MOMgrRenewal_Fail(OrvaneMOMgr *momgr, SkemaQormManagedObject *proxy,

@@ -58,7 +58,7 @@ void ApplyRenewal(const Updates &updates, SkemaQormManagedObject *proxy,
             named.emplace(name, strcspn(name, ".["));
     }
     if (MOMgrIsFollowing(updates.momgr))
-        MOMgrRenewal_ResetOthers(proxy, named);
+        MOMgrRenewal_ResetOthers(updates.momgr, updates.proxies, proxy, named);
     if (MOMgrIsFollowing(updates.momgr))
         MOMgrRenewal_Forget(updates.momgr, proxy);
 }

@@ -104,6 +104,19 @@ TEST_F(Relogin, APropertyThatIsNoLongerSentIsReset) {
     EXPECT_EQ("", Name(proxy));
 }
 
+TEST_F(Relogin, NothingIsResetAfterAHandlerHasEndedTheConnection) {
+    Proxy *proxy = Load("vm-101");
+    EXPECT_TRUE(IsWaiting());
+    const auto end = +[](OrvaneSession *from) { orvane_session_disconnect(from, nullptr); };
+    g_signal_connect_swapped(proxy, "notify", G_CALLBACK(end), session);
+    events.clear();
+    server->DenyProperty("VirtualMachine", "name");
+    server->DenyProperty("VirtualMachine", "runtime");
+    Expire();
+    EXPECT_EQ(1, std::ranges::count_if(
+                     events, [](const std::string &event) { return event.starts_with("vm-101"); }));
+}
+
 /* More objects than there are places, and one that is released while it waits for its turn. */
 TEST_F(Relogin, ManyFiltersAreMadeAnew) {
     Begin({.hosts = 1, .machines = 40});
