@@ -1,7 +1,6 @@
 // Cookie jars, and the cookie that a jar starts with.
 #include "tests/apps/lib/basicHttp/httpFixture.h"
-
-#include <unistd.h>
+#include "tests/support/temporaryFolder.h"
 
 namespace {
 
@@ -18,8 +17,8 @@ struct BasicHttpCookies : BasicHttpFixture {
 
 TEST_F(BasicHttpCookies, RequestsOfAJarShareThem) {
     AnswerWithCookie("id=1; Path=/");
-    BasicHttpCookieJar *jar = BasicHttp_CreateCookieJar();
-    BasicHttpCookieJar *other = BasicHttp_CreateCookieJar();
+    BasicHttpCookieJar *jar = NewJar();
+    BasicHttpCookieJar *other = NewJar();
     EXPECT_EQ("", SentCookie(jar));
     EXPECT_EQ("", SentCookie(other));
     EXPECT_EQ("", SentCookie(nullptr));
@@ -30,12 +29,10 @@ TEST_F(BasicHttpCookies, RequestsOfAJarShareThem) {
     InitAgain();
     EXPECT_EQ("", SentCookie(BASICHTTP_DEFAULT_COOKIE_JAR)) << "ended with the transport";
     EXPECT_EQ("id=1", SentCookie(jar)) << "did not";
-    BasicHttp_FreeCookieJar(jar);
-    BasicHttp_FreeCookieJar(other);
 }
 
 TEST_F(BasicHttpCookies, RequestsThatRunTogetherShareThem) {
-    BasicHttpCookieJar *jar = BasicHttp_CreateCookieJar();
+    BasicHttpCookieJar *jar = NewJar();
     server.Answer([](const CannedRequest &request) {
         return HttpReply(request.Header("Cookie"), 200, "text/xml",
                          {"Set-Cookie: n" + request.target.substr(1) + "=v"});
@@ -47,7 +44,6 @@ TEST_F(BasicHttpCookies, RequestsThatRunTogetherShareThem) {
         RunUntilDone(outcome);
     const std::string sent = SentCookie(jar);
     EXPECT_EQ(7, std::ranges::count(sent, ';')) << sent;
-    BasicHttp_FreeCookieJar(jar);
 }
 
 TEST_F(BasicHttpCookies, AJarMayBeFreedBeforeItsRequests) {
@@ -63,42 +59,38 @@ TEST_F(BasicHttpCookies, AJarMayBeFreedBeforeItsRequests) {
 }
 
 TEST_F(BasicHttpCookies, AFileKeepsThem) {
-    const GPtr<char> directory(g_dir_make_tmp(nullptr, nullptr));
-    const GPtr<char> path(g_build_filename(directory.get(), "cookies", nullptr));
+    const TemporaryFolder folder;
+    const std::string path = folder.Path("cookies");
     server.Answer([](const CannedRequest &) {
         return HttpReply(
             "", 200, "text/xml",
             {"Set-Cookie: session=1; Path=/", "Set-Cookie: long=2; Path=/; Max-Age=1000"});
     });
-    BasicHttpCookieJar *jar = BasicHttp_CreateCookieFile(path.get());
+    BasicHttpCookieJar *jar = BasicHttp_CreateCookieFile(path.c_str());
     EXPECT_EQ("", SentCookie(jar));
     BasicHttp_FreeCookieJar(jar);
 
     AnswerAll(HttpReply(""));
-    jar = BasicHttp_CreateCookieFile(path.get());
+    jar = BasicHttp_CreateCookieFile(path.c_str());
     EXPECT_EQ("session=1; long=2", SentCookie(jar));
     BasicHttp_NewCookieSession(jar);
     EXPECT_EQ("long=2", SentCookie(jar));
     BasicHttp_FreeCookieJar(jar);
-    unlink(path.get());
-    rmdir(directory.get());
 }
 
 TEST_F(BasicHttpCookies, AnInitialCookieIsPutInOnceAndStaysWithItsHost) {
     AnswerAll(HttpReply(""));
-    BasicHttpCookieJar *jar = BasicHttp_CreateCookieJar();
+    BasicHttpCookieJar *jar = NewJar();
     EXPECT_TRUE(BasicHttp_SetInitialCookie(jar, "Set-Cookie: soap=\"abc\"; Path=/;"));
     EXPECT_EQ("soap=\"abc\"", SentCookie(jar));
     EXPECT_EQ("soap=\"abc\"", SentCookie(jar));
     EXPECT_EQ("", SentCookie(jar, "localhost"));
-    BasicHttpCookieJar *next = BasicHttp_CreateCookieJar();
+    BasicHttpCookieJar *next = NewJar();
     EXPECT_EQ("", SentCookie(next)) << "the handle of the request before is used again";
 
     BasicHttp_SetInitialCookie(next, "Set-Cookie: other=1; Path=/; Domain=localhost");
     EXPECT_EQ("", SentCookie(next));
     EXPECT_EQ("other=1", SentCookie(next, "localhost")) << "names its host";
-    BasicHttp_FreeCookieJar(jar);
-    BasicHttp_FreeCookieJar(next);
 }
 
 struct BindRow {
@@ -128,7 +120,7 @@ TEST_F(BasicHttpCookies, InitialCookiesAreBound) {
 
 TEST_F(BasicHttpCookies, OtherTextsAreRefusedAndTheJarStaysAsItWas) {
     AnswerAll(HttpReply(""));
-    BasicHttpCookieJar *jar = BasicHttp_CreateCookieJar();
+    BasicHttpCookieJar *jar = NewJar();
     EXPECT_TRUE(BasicHttp_SetInitialCookie(jar, "Set-Cookie: a=b"));
     for (const char *line : {"Set-Cookie: a=b\r\nX: 1", "Set-Cookie: a=b\n", "Set-Cookie: a=b\x01",
                              "Set-Cookie: ", "Set-Cookie: ab; Path=/", "Set-Cookie: =b",
@@ -138,7 +130,6 @@ TEST_F(BasicHttpCookies, OtherTextsAreRefusedAndTheJarStaysAsItWas) {
     EXPECT_TRUE(BasicHttp_SetInitialCookie(jar, "Set-Cookie: never=sent"));
     EXPECT_TRUE(BasicHttp_SetInitialCookie(jar, nullptr));
     EXPECT_EQ("a=b", SentCookie(jar));
-    BasicHttp_FreeCookieJar(jar);
 }
 
 } // namespace

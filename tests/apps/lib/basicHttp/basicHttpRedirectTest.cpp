@@ -4,52 +4,55 @@
 
 namespace {
 
-using BasicHttpRedirect = BasicHttpFixture;
+/* Redirects that are not followed lead to another server. */
+struct BasicHttpRedirect : BasicHttpFixture {
+    void TearDown() override {
+        testLoop::Settle();
+        EXPECT_EQ(0, other.NumConnections());
+        BasicHttpFixture::TearDown();
+    }
+    CannedServer other;
+};
 
 CannedAnswer RedirectTo(const std::string &where, int status) {
     return HttpReply("moved", status, "text/plain", {"Location: " + where});
 }
 
-struct FollowRow {
-    const char *from;
-    const char *location;
-    bool isFollowed;
-};
-
-constexpr FollowRow kFollowRows[] = {
-    {"http://h/a", "http://h/b", true},
-    {"http://h/a", "http://H:80/b", true},
-    {"http://h:80/a", "/b", true},
-    {"http://h/a/b", "c?d=e f", true},
-    {"http://h/a", "//h/b", true},
-    {"http://h/a", "https://h/b", true},
-    {"http://h:8080/a", "https://h:8443/b", true},
-    {"https://h/a", "https://h:443/b", true},
-    {"https://[::1]:8443/a", "https://[::1]:8443/b", true},
-    {"h/a", "http://h/b", true},
-    {"ftp.h/a", "/b", true},
-    {"https://h/a", "http://h/b", false},
-    {"http://h/a", "http://h:81/b", false},
-    {"https://h/a", "https://h:444/b", false},
-    {"http://h/a", "http://h2/b", false},
-    {"http://h/a", "https://h2/b", false},
-    {"http://h/a", "//h2/b", false},
-    {"http://h/a", "http://h@h2/b", false},
-    {"http://h/a", "http://h.evil/b", false},
-    {"http://h/a", "http:\\\\h2/b", false},
-    {"http://h/a", "ftp://h/b", false},
-    {"http://h/a", "file:///etc/passwd", false},
-    {"http://127.0.0.1/a", "http://localhost/b", false},
-};
-
 TEST_F(BasicHttpRedirect, OnlyTheSamePlaceIsFollowed) {
-    for (const FollowRow &row : kFollowRows)
+    const struct {
+        const char *from, *location;
+        bool isFollowed;
+    } rows[] = {
+        {"http://h/a", "http://h/b", true},
+        {"http://h/a", "http://H:80/b", true},
+        {"http://h:80/a", "/b", true},
+        {"http://h/a/b", "c?d=e f", true},
+        {"http://h/a", "//h/b", true},
+        {"http://h/a", "https://h/b", true},
+        {"http://h:8080/a", "https://h:8443/b", true},
+        {"https://h/a", "https://h:443/b", true},
+        {"https://[::1]:8443/a", "https://[::1]:8443/b", true},
+        {"h/a", "http://h/b", true},
+        {"ftp.h/a", "/b", true},
+        {"https://h/a", "http://h/b", false},
+        {"http://h/a", "http://h:81/b", false},
+        {"https://h/a", "https://h:444/b", false},
+        {"http://h/a", "http://h2/b", false},
+        {"http://h/a", "https://h2/b", false},
+        {"http://h/a", "//h2/b", false},
+        {"http://h/a", "http://h@h2/b", false},
+        {"http://h/a", "http://h.evil/b", false},
+        {"http://h/a", "http:\\\\h2/b", false},
+        {"http://h/a", "ftp://h/b", false},
+        {"http://h/a", "file:///etc/passwd", false},
+        {"http://127.0.0.1/a", "http://localhost/b", false},
+    };
+    for (const auto &row : rows)
         EXPECT_EQ(row.isFollowed, BasicHttpFollowedUrl(row.from, row.location).has_value())
             << row.from << " to " << row.location;
 }
 
 TEST_F(BasicHttpRedirect, ARefusedOneNeverReachesTheOtherServer) {
-    CannedServer other;
     for (int status : {300, 301, 302, 303, 305, 307, 308, 399}) {
         AnswerAll(RedirectTo(other.Url("/there"), status));
         LogRing_Clear();
@@ -58,25 +61,19 @@ TEST_F(BasicHttpRedirect, ARefusedOneNeverReachesTheOtherServer) {
         EXPECT_EQ(status, outcome.status);
         EXPECT_NE(std::string::npos, LogText().find("which is not followed.")) << LogText();
     }
-    testLoop::Settle();
-    EXPECT_EQ(0, other.NumConnections());
 }
 
 TEST_F(BasicHttpRedirect, ALocationOfAnotherKindOfResponseIsNothing) {
-    CannedServer other;
     for (int status : {200, 201, 299, 400, 404, 503}) {
         AnswerAll(RedirectTo(other.Url("/there"), status));
         const Outcome outcome = Run(Request("/x"));
         EXPECT_EQ(BASICHTTP_ERROR_NONE, outcome.error) << status;
         EXPECT_EQ("moved", outcome.content) << status;
     }
-    testLoop::Settle();
-    EXPECT_EQ(0, other.NumConnections()) << "libcurl follows none of these";
 }
 
 /* However a status line is written, the guard goes by what libcurl makes of it. */
 TEST_F(BasicHttpRedirect, NoFormOfTheStatusLinePassesTheGuard) {
-    CannedServer other;
     for (const char *start :
          {"HTTP/1.1  307 x", "HTTP/1.1\t307 x", "HTTP/1.0   307", "HTTP/1.1 307", "HTTP/1.1 0307 x",
           "HTTP/2 0307 x", "HTTP/2  307", "HTTP/1.1 +307 x", "HTTP/1.1 3070 x", "http/1.1 307 x"}) {
@@ -85,36 +82,25 @@ TEST_F(BasicHttpRedirect, NoFormOfTheStatusLinePassesTheGuard) {
         EXPECT_EQ("", Run(Request("/x", BASICHTTP_METHOD_POST, "<login/>")).content) << start;
         InitAgain(); /* libcurl keeps a connection whose response it could not read */
     }
-    testLoop::Settle();
-    EXPECT_EQ(0, other.NumConnections());
 }
 
 TEST_F(BasicHttpRedirect, WhatBeganEncryptedStaysSo) {
-    CannedServer other;
     const TlsFront front(server.Port(), *certificates::MakeKind("self-signed"));
     const std::string plain = other.Url("/there");
     for (const char *start :
          {"HTTP/1.1 307 x", "HTTP/1.1  301 x", "HTTP/1.0  302", "HTTP/2 0307 x"}) {
         AnswerAll(
             {start + std::string("\r\nLocation: ") + plain + "\r\nContent-Length: 0\r\n\r\n"});
-        const Outcome outcome = Run(BasicHttp_CreateRequest(
-            front.Url("/x").c_str(), BASICHTTP_METHOD_POST, nullptr, nullptr, "<login/>"));
-        EXPECT_EQ(BASICHTTP_ERROR_TRANSFER, outcome.error) << start;
+        EXPECT_EQ(BASICHTTP_ERROR_TRANSFER, Run(Post(front.Url("/x"))).error) << start;
     }
-    testLoop::Settle();
-    EXPECT_EQ(0, other.NumConnections());
 }
 
-struct MethodRow {
-    int status;
-    const char *method;
-};
-
 TEST_F(BasicHttpRedirect, MethodAndBodyFollowByStatus) {
-    for (const MethodRow &row : {MethodRow{301, "POST"}, MethodRow{302, "GET"},
-                                 MethodRow{303, "GET"}, MethodRow{307, "POST"}}) {
-        server.Answer([&](const CannedRequest &request) {
-            return request.target == "/x" ? RedirectTo("/there", row.status)
+    const std::pair<int, std::string> rows[] = {
+        {301, "POST"}, {302, "GET"}, {303, "GET"}, {307, "POST"}};
+    for (const auto &[status, method] : rows) {
+        server.Answer([status = status](const CannedRequest &request) {
+            return request.target == "/x" ? RedirectTo("/there", status)
                                           : HttpReply(request.method + request.body);
         });
         /* one that libcurl has as a whole, and one that must be rewound */
@@ -122,9 +108,8 @@ TEST_F(BasicHttpRedirect, MethodAndBodyFollowByStatus) {
             BasicHttpRequest *request = Request("/x", BASICHTTP_METHOD_POST, body.c_str());
             BasicHttp_AppendRequestHeader(request, "Expect: ");
             const Outcome outcome = Run(request);
-            const std::string method = row.method;
             EXPECT_EQ(BASICHTTP_ERROR_NONE, outcome.error);
-            EXPECT_EQ(method + (method == "POST" ? body : ""), outcome.content) << row.status;
+            EXPECT_EQ(method + (method == "POST" ? body : ""), outcome.content) << status;
             EXPECT_EQ(server.Url("/there"), outcome.url);
         }
     }
@@ -144,11 +129,10 @@ TEST_F(BasicHttpRedirect, TenAreFollowedAndNoMore) {
 
 TEST_F(BasicHttpRedirect, ContentInfoOfTheFirstResponseIsForgotten) {
     server.Answer([](const CannedRequest &request) {
-        if (request.target == "/x")
-            return RedirectTo("/there", 302);
-        CannedAnswer answer{"HTTP/1.1 200 OK\r\nX-Last: 1\r\n\r\nall"};
-        answer.close = true;
-        return answer;
+        return request.target == "/x"
+                   ? RedirectTo("/there", 302)
+                   : CannedAnswer{.bytes = "HTTP/1.1 200 OK\r\nX-Last: 1\r\n\r\nall",
+                                  .close = true};
     });
     const Outcome outcome = Run(Request("/x"));
     EXPECT_EQ("all", outcome.content);

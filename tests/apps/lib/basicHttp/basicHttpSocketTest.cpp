@@ -21,13 +21,8 @@ std::vector<std::string> Registered() {
 
 using Texts = std::vector<std::string>;
 
-struct SocketRow {
-    int what;
-    Texts registered;
-};
-
 TEST_F(BasicHttpSockets, EventsBecomeRegistrations) {
-    const SocketRow rows[] = {
+    const std::pair<int, Texts> rows[] = {
         {CURL_POLL_NONE, {}},
         {CURL_POLL_IN, {"0x115 fd 77"}},
         {CURL_POLL_IN, {"0x115 fd 77"}},
@@ -39,9 +34,9 @@ TEST_F(BasicHttpSockets, EventsBecomeRegistrations) {
         {CURL_POLL_REMOVE, {}},
     };
     BasicHttpInsideCurl inside(curlGlobalState);
-    for (const SocketRow &row : rows) {
-        EXPECT_EQ(0, BasicHttpSocketCurlCallback(nullptr, 77, row.what, nullptr, nullptr));
-        EXPECT_EQ(row.registered, Registered()) << row.what;
+    for (const auto &[what, registered] : rows) {
+        EXPECT_EQ(0, BasicHttpSocketCurlCallback(nullptr, 77, what, nullptr, nullptr));
+        EXPECT_EQ(registered, Registered()) << what;
     }
 }
 
@@ -137,16 +132,14 @@ TEST_F(BasicHttpSockets, AsManyConnectionsAreKeptAsAreNeeded) {
         BasicHttp_SetMaxKeptConnections(row.limit);
         std::vector<BasicHttpCookieJar *> jars;
         for (size_t i = 0; i < row.numJars; i++)
-            jars.push_back(BasicHttp_CreateCookieJar());
+            jars.push_back(NewJar());
         std::vector<int> before;
         for (const CannedServer &each : servers)
             before.push_back(each.NumConnections());
         for (int round = 0; round < 2; round++) {
             std::vector<Outcome> outcomes(servers.size());
             for (size_t i = 0; i < servers.size(); i++) {
-                Send(BasicHttp_CreateRequest(servers[i].Url("/").c_str(), BASICHTTP_METHOD_POST,
-                                             jars[i % row.numJars], nullptr, "<x/>"),
-                     &outcomes[i]);
+                Send(Post(servers[i].Url("/"), jars[i % row.numJars]), &outcomes[i]);
                 if (!row.isAtOnce)
                     RunUntilDone(outcomes[i]);
             }
@@ -157,8 +150,6 @@ TEST_F(BasicHttpSockets, AsManyConnectionsAreKeptAsAreNeeded) {
         for (size_t i = 0; i < servers.size(); i++)
             numAccepted += size_t(servers[i].NumConnections() - before[i]);
         EXPECT_EQ(row.isKept, numAccepted == servers.size()) << numAccepted;
-        for (BasicHttpCookieJar *jar : jars)
-            BasicHttp_FreeCookieJar(jar);
     }
     BasicHttp_SetMaxKeptConnections(4096);
 }

@@ -1,8 +1,6 @@
 // Life of requests: what is sent, when they wait, and that they can be ended at any time.
 #include "tests/apps/lib/basicHttp/httpFixture.h"
 
-#include <array>
-
 namespace {
 
 using BasicHttp = BasicHttpFixture;
@@ -66,19 +64,6 @@ TEST_F(BasicHttp, HeadersOfTheApplicationGoOut) {
     EXPECT_STREQ(head.get(), server.Requests()[0].head.c_str());
     EXPECT_EQ("bytes=5-14", server.Requests()[1].Header("Range"));
     EXPECT_EQ("Halden-client", server.Requests()[1].Header("User-Agent"));
-}
-
-TEST_F(BasicHttp, TheConnectionsOfABurstAreKept) {
-    AnswerAll(HttpReply(""));
-    for (int round = 0; round < 3; round++) {
-        std::array<Outcome, 12> burst;
-        for (Outcome &outcome : burst)
-            Send(Request("/burst"), &outcome);
-        for (Outcome &outcome : burst)
-            RunUntilDone(outcome);
-        Run(Request("/alone")); /* few handles are left: now libcurl would close most */
-    }
-    EXPECT_EQ(12, server.NumConnections());
 }
 
 TEST_F(BasicHttp, HeadersMayBeSharedByRequestsAndOutliveTheirMaker) {
@@ -254,8 +239,7 @@ void EndAtEveryStep(CannedServer *server, const std::function<void(BasicHttpRequ
     bool isOver = false;
     for (uint64_t step = 0; !isOver; step++) {
         ASSERT_LT(step, 1000u);
-        BasicHttpRequest *request = BasicHttp_CreateRequest(
-            server->Url("/").c_str(), BASICHTTP_METHOD_POST, nullptr, nullptr, "<x/>");
+        BasicHttpRequest *request = BasicHttpFixture::Post(server->Url("/"));
         Outcome outcome;
         const uint64_t first = testLoop::NumSteps();
         testLoop::SetBeforeStep([&](uint64_t number) {
@@ -394,7 +378,7 @@ TEST_F(BasicHttp, NothingOfARequestStaysForTheNext) {
 }
 
 TEST_F(BasicHttp, NothingOfACallStaysForTheNext) {
-    BasicHttpCookieJar *jars[] = {BasicHttp_CreateCookieJar(), BasicHttp_CreateCookieJar()};
+    BasicHttpCookieJar *jars[] = {NewJar(), NewJar()};
     BasicHttp_SetInitialCookie(jars[0], "Set-Cookie: a=b");
     server.Answer([](const CannedRequest &request) {
         return request.target == "/moved"   ? CannedAnswer{"HTTP/1.1 302 Found\r\nLocation: /x\r\n"
@@ -440,8 +424,6 @@ TEST_F(BasicHttp, NothingOfACallStaysForTheNext) {
         g_string_replace(head, "%t", "Content-Type: application/x-www-form-urlencoded", 0);
         EXPECT_EQ(head->str, server.Requests()[i].head);
     }
-    for (BasicHttpCookieJar *jar : jars)
-        BasicHttp_FreeCookieJar(jar);
 }
 
 TEST_F(BasicHttp, CredentialsAnswerAChallenge) {
@@ -467,27 +449,22 @@ TEST_F(BasicHttp, CredentialsAnswerAChallenge) {
     EXPECT_EQ(401, Run(request).status) << "cleared";
 }
 
-struct ZoneRow {
-    const char *url;
-    const char *rewritten;
-    const char *zone;
-};
-
-constexpr ZoneRow kZones[] = {
-    {"https://[fe80::1%eth0]:443", "https://[fe80::1]:443/", "eth0"},
-    {"http://[fe80::1%3]:80/x%20y", "http://[fe80::1]:80/x%20y", "3"},
-    {"http://[fe80::1%25eth0]/x", "http://[fe80::1]/x", "eth0"},
-    {"http://[fe80::1%25]/x", "http://[fe80::1]/x", "25"},
-    {"[fe80::1%eth0]/x", "http://[fe80::1]/x", "eth0"},
-    {"http://user%40home:pw@[fe80::1%eth0]/x", "http://user%40home:pw@[fe80::1]/x", "eth0"},
-    {"http://user%40home:pw@host/x", "http://user%40home:pw@host/x", ""},
-    {"http://host?a=%41", "http://host?a=%41", ""},
-    {"http://host/%41", "http://host/%41", ""},
-    {"http://host/x", "http://host/x", ""},
-};
-
 TEST_F(BasicHttp, ZonesAreCutOutOfTheUrl) {
-    for (const ZoneRow &row : kZones) {
+    const struct {
+        const char *url, *rewritten, *zone;
+    } rows[] = {
+        {"https://[fe80::1%eth0]:443", "https://[fe80::1]:443/", "eth0"},
+        {"http://[fe80::1%3]:80/x%20y", "http://[fe80::1]:80/x%20y", "3"},
+        {"http://[fe80::1%25eth0]/x", "http://[fe80::1]/x", "eth0"},
+        {"http://[fe80::1%25]/x", "http://[fe80::1]/x", "25"},
+        {"[fe80::1%eth0]/x", "http://[fe80::1]/x", "eth0"},
+        {"http://user%40home:pw@[fe80::1%eth0]/x", "http://user%40home:pw@[fe80::1]/x", "eth0"},
+        {"http://user%40home:pw@host/x", "http://user%40home:pw@host/x", ""},
+        {"http://host?a=%41", "http://host?a=%41", ""},
+        {"http://host/%41", "http://host/%41", ""},
+        {"http://host/x", "http://host/x", ""},
+    };
+    for (const auto &row : rows) {
         const BasicHttpZone split = BasicHttpTakeZone(row.url);
         EXPECT_EQ(row.rewritten, split.url) << row.url;
         EXPECT_EQ(row.zone, split.zone) << row.url;

@@ -1,7 +1,6 @@
 // Connection and inactivity time-outs, by a clock that moves by hand.
 #include "tests/apps/lib/basicHttp/httpFixture.h"
 
-#include <fcntl.h>
 #include <poll.h>
 #include <unistd.h>
 
@@ -51,8 +50,7 @@ TEST_F(BasicHttpTimeouts, AConnectionThatIsNotEstablished) {
         EXPECT_LE(0, request->socket);
         if (!isWatched)
             request->socket = CURL_SOCKET_BAD; /* as while a name is being looked up */
-        AdvanceClock(9 * kSecond);
-        testLoop::Settle();
+        PassSeconds(9);
         EXPECT_EQ(0, outcome.numCalls);
         AdvanceClock(kSecond);
         RunUntilDone(outcome);
@@ -71,8 +69,7 @@ TEST_F(BasicHttpTimeouts, AnEstablishedConnectionMayWaitLonger) {
         Outcome outcome;
         Send(request, &outcome);
         EXPECT_TRUE(RunUntilServed(server.Requests().size() + 1));
-        AdvanceClock(11 * kSecond);
-        testLoop::Settle();
+        PassSeconds(11);
         EXPECT_EQ(0, outcome.numCalls) << how;
         EXPECT_EQ(0u, request->settings.connectTimeout);
         server.Send(server.Requests().back().connection, HttpReply("late").bytes);
@@ -96,23 +93,18 @@ TEST_F(BasicHttpTimeouts, TheWorkaroundCanBeTurnedOff) {
     EXPECT_EQ(BASICHTTP_ERROR_OPERATION_TIMEDOUT, outcome.error);
 }
 
-struct InactivityRow {
-    const char *name;
-    const char *body;
-    const char *answer;
-    BasicHttpState state;
-    int kind;
-};
-
-constexpr InactivityRow kInactivityRows[] = {
-    {"sending", nullptr, "", BASICHTTP_STATE_SENDING, BASICHTTP_TIMEOUT_SENDING},
-    {"sent", "<x/>", "", BASICHTTP_STATE_SENT, BASICHTTP_TIMEOUT_SENT},
-    {"receiving", "<x/>", "HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nabc",
-     BASICHTTP_STATE_RECEIVING, BASICHTTP_TIMEOUT_RECEIVING},
-};
-
 TEST_F(BasicHttpTimeouts, InactivityEndsARequestByTheLimitOfItsState) {
-    for (const InactivityRow &row : kInactivityRows) {
+    const struct {
+        const char *body, *answer;
+        BasicHttpState state;
+        int kind;
+    } rows[] = {
+        {nullptr, "", BASICHTTP_STATE_SENDING, BASICHTTP_TIMEOUT_SENDING},
+        {"<x/>", "", BASICHTTP_STATE_SENT, BASICHTTP_TIMEOUT_SENT},
+        {"<x/>", "HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nabc", BASICHTTP_STATE_RECEIVING,
+         BASICHTTP_TIMEOUT_RECEIVING},
+    };
+    for (const auto &row : rows) {
         for (int kind :
              {BASICHTTP_TIMEOUT_SENDING, BASICHTTP_TIMEOUT_SENT, BASICHTTP_TIMEOUT_RECEIVING}) {
             AnswerAll({row.answer});
@@ -123,18 +115,16 @@ TEST_F(BasicHttpTimeouts, InactivityEndsARequestByTheLimitOfItsState) {
             Send(request, &outcome);
             EXPECT_TRUE(RunUntilServed(server.Requests().size() + 1));
             testLoop::Settle();
-            EXPECT_EQ(row.state, State(request)) << row.name;
-            AdvanceClock(4 * kSecond);
-            testLoop::Settle();
-            EXPECT_EQ(0, outcome.numCalls) << row.name;
-            AdvanceClock(2 * kSecond);
-            testLoop::Settle();
+            EXPECT_EQ(row.state, State(request)) << row.kind;
+            PassSeconds(4);
+            EXPECT_EQ(0, outcome.numCalls) << row.kind;
+            PassSeconds(2);
             if (kind != row.kind) {
-                EXPECT_EQ(0, outcome.numCalls) << row.name << kind;
+                EXPECT_EQ(0, outcome.numCalls) << row.kind << kind;
                 BasicHttp_FreeRequest(request);
                 continue;
             }
-            EXPECT_EQ(1, outcome.numCalls) << row.name;
+            EXPECT_EQ(1, outcome.numCalls) << row.kind;
             EXPECT_EQ(BASICHTTP_ERROR_INACTIVITY_TIMEOUT, outcome.error);
             EXPECT_EQ(row.state == BASICHTTP_STATE_RECEIVING ? "abc" : "", outcome.content);
         }
@@ -156,8 +146,7 @@ TEST_F(BasicHttpTimeouts, ByteByByteIsActivity) {
         EXPECT_EQ(0, outcome.numCalls);
         server.Send(0, "x");
         testLoop::Settle();
-        AdvanceClock(4 * kSecond);
-        testLoop::Settle();
+        PassSeconds(4);
     }
     RunUntilDone(outcome);
     EXPECT_EQ("xxxxxxxxx", outcome.content);
@@ -172,12 +161,10 @@ TEST_F(BasicHttpTimeouts, APausedRequestIsNotInactive) {
     EXPECT_TRUE(RunUntilServed());
     testLoop::Settle();
     EXPECT_TRUE(BasicHttp_PauseRecvRequest(request, TRUE));
-    AdvanceClock(100 * kSecond);
-    testLoop::Settle();
+    PassSeconds(100);
     EXPECT_EQ(0, outcome.numCalls);
     EXPECT_TRUE(BasicHttp_PauseRecvRequest(request, FALSE));
-    AdvanceClock(4 * kSecond);
-    testLoop::Settle();
+    PassSeconds(4);
     EXPECT_EQ(0, outcome.numCalls) << "counts from the end of the pause";
     AdvanceClock(2 * kSecond);
     RunUntilDone(outcome);
@@ -190,8 +177,7 @@ TEST_F(BasicHttpTimeouts, AreOnlyTakenBeforeARequestIsSent) {
     Outcome outcome;
     Send(request, &outcome);
     BasicHttp_SetInactivityTimeout(request, BASICHTTP_TIMEOUT_SENDING, 1);
-    AdvanceClock(100 * kSecond);
-    testLoop::Settle();
+    PassSeconds(100);
     EXPECT_EQ(0, outcome.numCalls);
     BasicHttp_FreeRequest(request);
 }
@@ -225,8 +211,7 @@ TEST_F(BasicHttpTimeouts, DeadlinesPassInTheOrderOfTheirTimes) {
     for (int second = 1; second <= kCount; second++) {
         for (int i = 0; i < kCount; i++)
             expected += i * 17 % kCount + 1 == second && i % 3 != 0 ? "x" : "";
-        AdvanceClock(kSecond);
-        testLoop::Settle();
+        PassSeconds(1);
         EXPECT_EQ(expected, passed) << second;
     }
 }

@@ -28,14 +28,13 @@ TEST_F(BasicHttpTrace, ShowsATransferWithoutItsSecrets) {
     const std::string reply = "<reply><cloneTicket>HIDDEN4</cloneTicket><name>shown</name></reply>";
     AnswerAll(
         HttpReply(reply, 200, "text/xml", {"Set-Cookie: soap=HIDDEN1; Path=/", "X-Own: shown"}));
-    BasicHttpCookieJar *jar = BasicHttp_CreateCookieJar();
+    BasicHttpCookieJar *jar = NewJar();
     for (int i = 0; i < 2; i++) {
         BasicHttpRequest *request =
             Request("/x", BASICHTTP_METHOD_POST, "<password>HIDDEN2</password>", jar);
         BasicHttp_SetRequestNameAndPassword(request, BASICHTTP_AUTH_BASIC, "u", "HIDDEN3");
         Run(request);
     }
-    BasicHttp_FreeCookieJar(jar);
     const std::string log = LogText();
     for (const std::string &text :
          {std::string("BasicHTTP: SENDING SENDING SENDING SENDING SENDING SENDING"),

@@ -67,12 +67,16 @@ gboolean OnRecvProgress(BasicHttpRequest *request, gsize bytes, const char *buff
     return goesOn;
 }
 
+using SourcePtr = std::unique_ptr<BasicHttpSource, Release<BasicHttp_FreeSource>>;
+
+SourcePtr SourceOf(OwnSource *own) {
+    return SourcePtr(BasicHttp_AllocSource(&kOwnOps, own));
+}
+
 struct BasicHttpTransfer : BasicHttpFixture {
-    BasicHttpRequest *Post(BasicHttpSource *source) {
-        BasicHttpRequest *request =
-            BasicHttp_CreateRequestEx(server.Url("/x").c_str(), BASICHTTP_METHOD_POST, 0, nullptr,
-                                      "Expect: ", source, nullptr, nullptr);
-        return request;
+    BasicHttpRequest *Post(const SourcePtr &source) {
+        return BasicHttp_CreateRequestEx(server.Url("/x").c_str(), BASICHTTP_METHOD_POST, 0,
+                                         nullptr, "Expect: ", source.get(), nullptr, nullptr);
     }
     static void SendWatched(BasicHttpRequest *request, Watcher *watcher, guint32 options = 0,
                             BasicHttpProgressProc send = OnSendProgress,
@@ -92,10 +96,10 @@ TEST_F(BasicHttpTransfer, ASourceIsSentInWhateverPiecesItGives) {
     server.Answer([](const CannedRequest &request) { return HttpReply(request.body); });
     for (size_t pieceSize : {size_t(1), size_t(7), SIZE_MAX}) {
         OwnSource own{.text = std::string(500, 'x') + "end", .pieceSize = pieceSize};
-        BasicHttpSource *source = BasicHttp_AllocSource(&kOwnOps, &own);
+        SourcePtr source = SourceOf(&own);
         EXPECT_EQ(own.text, Run(Post(source)).content) << pieceSize;
         EXPECT_FALSE(own.isDestructed) << "not the request's";
-        BasicHttp_FreeSource(source);
+        source.reset();
         EXPECT_TRUE(own.isDestructed);
     }
 }
@@ -109,11 +113,8 @@ TEST_F(BasicHttpTransfer, ASourceThatFailsEndsTheRequest) {
         {.text = text, .pieceSize = 1000, .endsAt = 5000},
         {.text = text, .endsAt = 0},
     };
-    for (OwnSource &own : rows) {
-        BasicHttpSource *source = BasicHttp_AllocSource(&kOwnOps, &own);
-        EXPECT_EQ(BASICHTTP_ERROR_GENERIC, Run(Post(source)).error);
-        BasicHttp_FreeSource(source);
-    }
+    for (OwnSource &own : rows)
+        EXPECT_EQ(BASICHTTP_ERROR_GENERIC, Run(Post(SourceOf(&own))).error);
     EXPECT_EQ(0u, server.Requests().size()) << "none came whole";
 }
 
@@ -124,17 +125,15 @@ TEST_F(BasicHttpTransfer, ARedirectRewindsTheSource) {
     });
     for (bool canRewind : {true, false}) {
         OwnSource own{.text = std::string(100000, 'x'), .canRewind = canRewind};
-        BasicHttpSource *source = BasicHttp_AllocSource(&kOwnOps, &own);
-        const Outcome outcome = Run(Post(source));
+        const Outcome outcome = Run(Post(SourceOf(&own)));
         EXPECT_EQ(1, own.numRewinds);
         EXPECT_EQ(canRewind ? BASICHTTP_ERROR_NONE : BASICHTTP_ERROR_GENERIC, outcome.error);
         EXPECT_EQ(canRewind ? own.text : "", outcome.content);
-        BasicHttp_FreeSource(source);
     }
 }
 
 TEST_F(BasicHttpTransfer, ATextSourceCanBeReadAgainAfterItsEnd) {
-    BasicHttpSource *source = BasicHttp_AllocStringSource("abcde");
+    SourcePtr source(BasicHttp_AllocStringSource("abcde"));
     char buffer[8] = "";
     for (int round = 0; round < 2; round++) {
         EXPECT_EQ(3, source->ops->read(source->priv, buffer, 1, 3));
@@ -143,10 +142,9 @@ TEST_F(BasicHttpTransfer, ATextSourceCanBeReadAgainAfterItsEnd) {
         EXPECT_EQ(0, source->ops->read(source->priv, buffer, 1, 3));
     }
     EXPECT_EQ(3, source->ops->read(source->priv, buffer, 1, 3));
-    EXPECT_TRUE(BasicHttp_RewindSource(source));
+    EXPECT_TRUE(BasicHttp_RewindSource(source.get()));
     EXPECT_EQ(5, source->ops->read(source->priv, buffer, 1, 8));
     EXPECT_EQ(5u, source->ops->length(source->priv));
-    BasicHttp_FreeSource(source);
     BasicHttp_FreeSource(nullptr);
     EXPECT_FALSE(BasicHttp_RewindSource(nullptr));
 }
@@ -222,13 +220,8 @@ TEST_F(BasicHttpTransfer, AKickLeavesTheRequestRunning) {
     EXPECT_EQ("abcdef", watcher.content);
 }
 
-/* What a progress proc may do although libcurl is at work, and on which side it is called. */
-struct InsideRow {
-    const char *name;
-    void (*act)(BasicHttpRequest *request);
-};
-
-constexpr InsideRow kInsideRows[] = {
+/* What a progress proc may do although libcurl is at work. */
+const std::pair<std::string, void (*)(BasicHttpRequest *)> kEnds[] = {
     {"cancel",
      [](BasicHttpRequest *request) {
          BasicHttp_CancelRequest(request);
@@ -256,15 +249,15 @@ constexpr InsideRow kInsideRows[] = {
 
 TEST_F(BasicHttpTransfer, ProgressMayEndEverything) {
     AnswerAll(HttpReply(std::string(100000, 'y')));
-    for (const InsideRow &row : kInsideRows) {
+    for (const auto &[name, end] : kEnds) {
         for (bool isSending : {true, false}) {
-            SCOPED_TRACE(row.name);
+            SCOPED_TRACE(name);
             Watcher watcher;
             bool hasActed = false;
-            watcher.act = [&](BasicHttpRequest *request) {
+            watcher.act = [&, end = end](BasicHttpRequest *request) {
                 EXPECT_FALSE(hasActed) << "called after its end";
                 hasActed = true;
-                row.act(request);
+                end(request);
                 return true;
             };
             Outcome bystander;
@@ -275,11 +268,11 @@ TEST_F(BasicHttpTransfer, ProgressMayEndEverything) {
             EXPECT_TRUE(testLoop::RunUntil([&] { return hasActed; }));
             testLoop::Settle();
             EXPECT_EQ(0, watcher.numCalls);
-            if (std::string_view(row.name) == "cancel")
+            if (name == "cancel")
                 BasicHttp_FreeRequest(request);
             if (!BasicHttp_IsInited())
                 Init();
-            else if (!std::string_view(row.name).starts_with("shutdown"))
+            else if (!name.starts_with("shutdown"))
                 RunUntilDone(bystander);
             EXPECT_EQ(100000u, Run(Request("/z")).content.size()) << "goes on";
         }
@@ -289,12 +282,12 @@ TEST_F(BasicHttpTransfer, ProgressMayEndEverything) {
 TEST_F(BasicHttpTransfer, ProgressMayFreeAnotherRequestWithItsSource) {
     AnswerAll(HttpReply("reply"));
     OwnSource own{.text = std::string(100000, 'x')};
-    BasicHttpSource *source = BasicHttp_AllocSource(&kOwnOps, &own);
+    SourcePtr source = SourceOf(&own);
     BasicHttpRequest *victim = Post(source);
     Watcher watcher;
     watcher.act = [&](BasicHttpRequest *) {
         BasicHttp_FreeRequest(std::exchange(victim, nullptr));
-        BasicHttp_FreeSource(std::exchange(source, nullptr));
+        source.reset();
         return true;
     };
     Outcome outcome;
@@ -348,15 +341,14 @@ TEST_F(BasicHttpTransfer, TheTlsProcMayEndTheRequest) {
         Outcome outcome;
         outcome.then = nullptr;
         BasicHttpRequest *request = Get(url);
-        BasicHttp_SetSslCtxProc(request, isFreed ? +[](BasicHttpRequest *ended, gpointer context,
-                                                       gpointer data) {
-            EXPECT_NE(nullptr, context);
-            static_cast<Outcome *>(data)->numCalls++;
-            BasicHttp_FreeRequest(ended);
-        } : +[](BasicHttpRequest *ended, gpointer, gpointer data) {
-            static_cast<Outcome *>(data)->numCalls++;
-            BasicHttp_CancelRequest(ended);
-        });
+        static void (*end)(BasicHttpRequest *);
+        end = isFreed ? BasicHttp_FreeRequest : BasicHttp_CancelRequest;
+        BasicHttp_SetSslCtxProc(request,
+                                [](BasicHttpRequest *ended, gpointer context, gpointer data) {
+                                    EXPECT_NE(nullptr, context);
+                                    static_cast<Outcome *>(data)->numCalls++;
+                                    end(ended);
+                                });
         Send(request, &outcome);
         RunUntilDone(outcome);
         testLoop::Settle();

@@ -36,6 +36,14 @@ inline void AdvanceClock(gint64 microseconds) {
     testLoop::Advance(microseconds);
 }
 
+/* Moves the clocks, and lets all happen that is due then. */
+inline void PassSeconds(gint64 seconds) {
+    AdvanceClock(seconds * G_USEC_PER_SEC);
+    testLoop::Settle();
+}
+
+using JarPtr = std::unique_ptr<BasicHttpCookieJar, Release<BasicHttp_FreeCookieJar>>;
+
 /* How a request ended. It is then freed, unless "then" is set to something else. */
 struct Outcome {
     int numCalls = 0;
@@ -105,6 +113,11 @@ struct BasicHttpFixture : testing::Test {
     static BasicHttpRequest *Get(const std::string &url, BasicHttpCookieJar *jar = nullptr) {
         return BasicHttp_CreateRequest(url.c_str(), BASICHTTP_METHOD_GET, jar, nullptr, nullptr);
     }
+    static BasicHttpRequest *Post(const std::string &url, BasicHttpCookieJar *jar = nullptr) {
+        return BasicHttp_CreateRequest(url.c_str(), BASICHTTP_METHOD_POST, jar, nullptr, "<x/>");
+    }
+    /* A jar that lives as long as the test. */
+    BasicHttpCookieJar *NewJar() { return ownJars.emplace_back(BasicHttp_CreateCookieJar()).get(); }
     static void Send(BasicHttpRequest *request, Outcome *outcome) {
         ASSERT_TRUE(BasicHttp_SendRequest(request, NoteOutcome, outcome));
     }
@@ -133,4 +146,7 @@ struct BasicHttpFixture : testing::Test {
     }
 
     CannedServer server;
+
+private:
+    std::vector<JarPtr> ownJars;
 };
