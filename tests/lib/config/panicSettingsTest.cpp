@@ -1,7 +1,5 @@
 #include "lib/config/panicSettings.h"
 
-#include <string>
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

@@ -3,7 +3,6 @@
 #include <sys/stat.h>
 
 #include <atomic>
-#include <memory>
 #include <string>
 
 #include <gmock/gmock.h>

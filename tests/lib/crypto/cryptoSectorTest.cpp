@@ -1,8 +1,5 @@
 #include <crypto/cryptoSector.h>
 
-#include <cstring>
-#include <string>
-
 #include <gtest/gtest.h>
 
 #include "lib/misc/glibPtr.h"

@@ -1,5 +1,4 @@
 // Dumps of locks, and how misuse of a lock ends the process.
-#include <csignal>
 #include <functional>
 #include <string>
 #include <thread>

@@ -1,6 +1,5 @@
 #include "lib/lock/mxUserStats.h"
 
-#include <cmath>
 #include <memory>
 #include <string>
 

@@ -1,6 +1,5 @@
 #include "lib/lock/vthreadBase.h"
 
-#include <algorithm>
 #include <cstdlib>
 #include <set>
 #include <string>

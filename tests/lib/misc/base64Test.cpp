@@ -1,8 +1,6 @@
 #include "lib/misc/base64.h"
 
-#include <cstdlib>
 #include <cstring>
-#include <memory>
 #include <optional>
 #include <string>
 

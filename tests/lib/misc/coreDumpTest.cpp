@@ -1,10 +1,8 @@
 #include "lib/misc/coreDump.h"
 
 #include <csignal>
-#include <memory>
 #include <string>
 
-#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/mman.h>

@@ -1,7 +1,5 @@
 #include "lib/misc/dynBuf.h"
 
-#include <cstdlib>
-#include <memory>
 #include <string>
 
 #include <gtest/gtest.h>

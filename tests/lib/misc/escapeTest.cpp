@@ -1,8 +1,6 @@
 #include "lib/misc/escape.h"
 
-#include <cstdlib>
 #include <cstring>
-#include <memory>
 #include <string>
 
 #include <gtest/gtest.h>

@@ -1,7 +1,6 @@
 #include "lib/misc/hashTable.h"
 
 #include <atomic>
-#include <csignal>
 #include <cstdlib>
 #include <map>
 #include <memory>

@@ -1,12 +1,10 @@
 #include "lib/misc/hostinfo.h"
 
-#include <climits>
 #include <cstdlib>
 #include <filesystem>
 #include <string>
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 namespace {
 

@@ -1,6 +1,5 @@
 #include "lib/misc/poll.h"
 
-#include <csignal>
 #include <functional>
 #include <string>
 

@@ -1,6 +1,5 @@
 // The adapter of libssl: options, defaults of contexts, versions and codes.
 #include <map>
-#include <string>
 
 #include <dlfcn.h>
 #include <gtest/gtest.h>

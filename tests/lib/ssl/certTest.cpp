@@ -1,6 +1,5 @@
 // Certificates without a connection: names, thumbprints, forms, descriptions.
 #include <algorithm>
-#include <array>
 
 #include "lib/ssl/sslCertErrors.h"
 #include "lib/ssl/sslCertName.h"

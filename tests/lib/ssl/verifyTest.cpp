@@ -1,5 +1,4 @@
 // The two ways to check a peer, over real handshakes with good and bad certificates.
-#include <cstring>
 
 #include <gmock/gmock.h>
 

@@ -1,7 +1,6 @@
 #include "lib/unicode/unicode.h"
 
 #include <cstring>
-#include <memory>
 #include <string>
 
 #include <gtest/gtest.h>

@@ -1,6 +1,5 @@
 #include "lib/user/msgList.h"
 
-#include <cstdlib>
 #include <memory>
 #include <string>
 

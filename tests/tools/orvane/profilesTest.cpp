@@ -1,8 +1,6 @@
 // Profiles: one dictionary for all, its sealed part, and the programs that change it at the same time.
 #include "tools/orvane/profiles.h"
 
-#include <algorithm>
-
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>

@@ -12,7 +12,6 @@
 #include <chrono>
 #include <functional>
 #include <future>
-#include <memory>
 #include <string>
 #include <thread>
 
