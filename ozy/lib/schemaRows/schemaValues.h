@@ -2,8 +2,9 @@
  * schemaValues.h -- the words for each kind of value: in the schema's text tables, in C, on the wire
  *
  * A new kind is a SCHEMA_VALUE_... in schemaRows.h, a row here, and a row in
- * ozy/lib/orvane/schema/schemaKinds.cpp, which describes how its values are stored and packed. If it has a
- * form of its own on the wire, that is a row in ozy/lib/orvane/soap/orvaneSoapKinds.cpp.
+ * ozy/lib/orvane/schema/schemaKinds.cpp, which describes how its values are stored and packed. If its GType is
+ * a new one, its form on the wire is a row in ozy/lib/orvane/soap/orvaneSoapKinds.cpp, and its form in JSON a row in
+ * ozy/lib/orvaneJson/jsonKinds.cpp.
  *
  * Threads: constant data.
  */
