@@ -368,7 +368,7 @@ void BasicHttp_SetFreshConnection(BasicHttpRequest *request);
 /* Its connection is closed afterwards. */
 void BasicHttp_ForbidReuse(BasicHttpRequest *request);
 
-/* If the request opens a connection, TCP itself checks that the peer is there. A peer that does not even confirm what it
+/* TCP itself checks that the peer of the request's connection is there, also of one that was kept. A peer that does not even confirm what it
  * gets ends the connection within two minutes. */
 void BasicHttp_SetDetectDeadPeer(BasicHttpRequest *request);
 

@@ -45,6 +45,38 @@ void BasicHttpPollRemove(BasicHttpSocketEntry *entry) {
                                POLL_CLASS_MAIN);
 }
 
+int OptionOf(curl_socket_t descriptor, int option) {
+    int value = 0;
+    socklen_t length = sizeof value;
+    return getsockopt(descriptor, SOL_SOCKET, option, &value, &length) == 0 ? value : 0;
+}
+
+/* Makes TCP check the peer of a socket, if the request asks for it. An idle connection is probed; data that is not
+ * confirmed counts as well. A system that lacks one of the options still has the others. */
+void WatchPeer(const BasicHttpRequest *request, curl_socket_t descriptor) {
+    constexpr struct {
+        int level, option, value;
+    } kOptions[] = {
+        {SOL_SOCKET, SO_KEEPALIVE, 1},           {IPPROTO_TCP, TCP_KEEPIDLE, 45}, /* seconds */
+        {IPPROTO_TCP, TCP_KEEPINTVL, 15},        {IPPROTO_TCP, TCP_KEEPCNT, 4},
+        {IPPROTO_TCP, TCP_USER_TIMEOUT, 100000}, /* milliseconds */
+    };
+    if (!request->settings.detectsDeadPeer || OptionOf(descriptor, SO_KEEPALIVE) != 0 ||
+        OptionOf(descriptor, SO_PROTOCOL) != IPPROTO_TCP) /* the resolver has sockets, too */
+        return;
+    for (const auto &row : kOptions) {
+        if (setsockopt(descriptor, row.level, row.option, &row.value, sizeof row.value) != 0)
+            Log("BasicHTTP: Socket option %d cannot be set: %s\n", row.option, Err_ErrString());
+    }
+}
+
+/* The request of a handle. */
+BasicHttpRequest *RequestOf(CURL *easy) {
+    char *request = nullptr;
+    curl_easy_getinfo(easy, CURLINFO_PRIVATE, &request);
+    return reinterpret_cast<BasicHttpRequest *>(request);
+}
+
 /* libcurl hands the entry to the socket callback from now on. */
 void AddSocket(BasicHttpGlobalState *state, curl_socket_t descriptor, CURL *easy, int what) {
     auto *entry = new BasicHttpSocketEntry{state->sockets, descriptor, easy, what, &state->sockets};
@@ -117,9 +149,7 @@ void BasicHttpProcessCURLMulti(BasicHttpGlobalState *state) {
             continue;
         /* the message is released with the handle */
         const CURLcode result = message->data.result;
-        char *request = nullptr;
-        curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &request);
-        FinishTransfer(reinterpret_cast<BasicHttpRequest *>(request), result);
+        FinishTransfer(RequestOf(message->easy_handle), result);
     }
 }
 
@@ -210,6 +240,10 @@ int BasicHttpSocketCurlCallback(CURL *easy, curl_socket_t descriptor, int what, 
             ForgetSocket(entry);
         return 0;
     }
+    /* a request may use a connection that another one has opened */
+    if (const BasicHttpRequest *request = RequestOf(easy);
+        request && (!entry || entry->curl != easy))
+        WatchPeer(request, descriptor);
     if (!entry) {
         AddSocket(state, descriptor, easy, what);
         return 0;
@@ -266,26 +300,9 @@ curl_socket_t BasicHttpOpenSocketCurlCallback(void *data, curlsocktype, curl_soc
     return descriptor;
 }
 
-/* An idle connection is probed; data that is not confirmed counts as well. A system that lacks one of the options still
- * has the others. */
-static void DetectDeadPeer(int descriptor) {
-    constexpr struct {
-        int level, option, value;
-    } kOptions[] = {
-        {SOL_SOCKET, SO_KEEPALIVE, 1},           {IPPROTO_TCP, TCP_KEEPIDLE, 45}, /* seconds */
-        {IPPROTO_TCP, TCP_KEEPINTVL, 15},        {IPPROTO_TCP, TCP_KEEPCNT, 4},
-        {IPPROTO_TCP, TCP_USER_TIMEOUT, 100000}, /* milliseconds */
-    };
-    for (const auto &row : kOptions) {
-        if (setsockopt(descriptor, row.level, row.option, &row.value, sizeof row.value) != 0)
-            Log("BasicHTTP: Socket option %d cannot be set: %s\n", row.option, Err_ErrString());
-    }
-}
-
 int BasicHttpSetSockOpts(void *data, curl_socket_t descriptor, curlsocktype) {
     const auto *request = static_cast<BasicHttpRequest *>(data);
-    if (request->settings.detectsDeadPeer)
-        DetectDeadPeer(descriptor);
+    WatchPeer(request, descriptor);
     if (!(request->settings.flags & BASICHTTP_REQUEST_NODELAY))
         return CURL_SOCKOPT_OK;
     const int on = 1;
