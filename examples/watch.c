@@ -46,8 +46,13 @@ static gboolean OnCredentials(OrvaneSession *session, char **user, char **passwo
 }
 
 static void OnReconnecting(OrvaneSession *session, guint attempt, guint delay, gpointer data) {
-    (void)session, (void)data;
-    g_printerr("the connection is lost; try %u follows in %u ms\n", attempt, delay);
+    (void)session;
+    if (attempt > 0) {
+        g_printerr("the connection is lost; try %u follows in %u ms\n", attempt, delay);
+        return;
+    }
+    g_printerr("the connection is lost, and the service does not accept the login any more\n");
+    g_main_loop_quit(data);
 }
 
 int main(int argc, char **argv) {
@@ -61,7 +66,7 @@ int main(int argc, char **argv) {
     orvane_session_set_ssl_certificate_location(session, g_getenv("ORVANE_CA"), "/etc/ssl/certs");
     orvane_session_set_strict_tls(session, TRUE);
     orvane_session_set_credentials_func(session, OnCredentials, argv, NULL);
-    const OrvaneReconnect reconnect = {.reconnecting = OnReconnecting};
+    const OrvaneReconnect reconnect = {.reconnecting = OnReconnecting, .data = loop};
     orvane_session_set_reconnect(session, &reconnect);
     orvane_session_connect(session, argv[1], argv[2], argv[3], login);
     if (!orvane_glib_wait(login, -1) && orvane_listener_get_error(login, &error))

@@ -397,7 +397,8 @@ ORVANE_EXPORT void orvane_session_set_credentials_func(OrvaneSession *session,
  * @firstDelay: milliseconds before the first try; 0 for 1,000
  * @longestDelay: the delay doubles with each try up to this; 0 for 60,000
  * @attempts: number of tries in a row; 0 for any number
- * @reconnecting: (nullable): the next try is due in @delay milliseconds; @attempt is its number, from 1
+ * @reconnecting: (nullable): the next try is due in @delay milliseconds; @attempt is its number, from 1. An @attempt of 0
+ *   means that there is none: the service has refused user or password, and the state stays %ORVANE_SESSION_INTERRUPTED
  * @reconnected: (nullable): the session is CONNECTED again. Loaded objects and filters are being brought up to date
  * @objectGone: (nullable): a loaded object does not exist any more; it is not followed any more, and keeps its properties.
  *   This is called after its signal "leave". Unload it as usual
@@ -427,22 +428,28 @@ typedef struct {
  * is %ORVANE_SESSION_INTERRUPTED until it is %ORVANE_SESSION_CONNECTED again. Set it before the connect.
  *
  * With it the session is also INTERRUPTED when the call for updates has failed three times in a row for any reason of the
- * transport, or when the service leaves it open for 60 seconds more than it may. A peer that is gone without a word is noticed
+ * transport, or when the service sends nothing on it for 60 seconds more than it may be silent. A peer that is gone without a word is noticed
  * within two minutes, by TCP.
  *
  * - Operations that are open end with %ORVANE_OUTCOME_DISCONNECTED and "failure" with a RequestCanceled. What was asked of the
- *   service may have been done. Calls that are made while the state is INTERRUPTED end so at the next try,
- *   or when it has succeeded.
+ *   service may have been done. Calls that are made while the state is INTERRUPTED end so at the next try. During a try they
+ *   end so without being sent, since the service is not identified yet.
  * - Each try is a connect from its beginning: version, certificate, login. The login needs
  *   orvane_session_set_credentials_func(), which is called for each try, or a local ticket. A session that has neither, such as
  *   one with a clone ticket or a hijacked cookie, stays INTERRUPTED as without a policy.
  * - The service must have the same version, and the same instanceUuid if it has one; otherwise the try fails, and no
- *   credentials are asked for. The certificate is checked as by a connect; a function for it decides anew, at once or for the
- *   next try. A strict session sends the login to no peer whose certificate is not accepted.
+ *   credentials are asked for. One that had an instanceUuid must have it. The certificate is checked as by a connect; a
+ *   function for it decides anew. An answer that comes after the end of the try holds for the next one, which does not call
+ *   the function for that certificate. Where there is a function, or a location of CA certificates, the login and the
+ *   calls before it are sent to no peer whose certificate is not accepted, also if the session is not strict. This holds for
+ *   another login of the same connection, too.
  * - Afterwards proxies and filters are the same, and are brought up to date as after another login; see
  *   orvane_session_set_credentials_func().
  * - The delays begin anew when the service has reported updates. After the last try, or when the credentials
  *   are refused by the application, the session is DISCONNECTED.
+ * - When the service refuses user or password by InvalidLogin, there is no further try, whatever @attempts is: more of them
+ *   could lock the account. The state stays INTERRUPTED, and reconnecting() is called with 0. To go on, disconnect and
+ *   connect.
  *
  * orvane_session_disconnect() and any connect function end the tries. So does the next failure if the policy was removed.
  */
@@ -454,7 +461,7 @@ ORVANE_EXPORT void orvane_session_set_reconnect(OrvaneSession *session,
  * @session: a session
  * @error: (out) (optional) (nullable): an error of the domain %ORVANE_ERROR, see <orvane/operation.h>
  *
- * Returns: %TRUE if the last try to connect again has failed; otherwise %FALSE, with @error unchanged
+ * Returns: %TRUE if the last try to connect again has failed, or the service has refused another login; otherwise %FALSE, with @error unchanged
  */
 ORVANE_EXPORT gboolean orvane_session_get_reconnect_error(OrvaneSession *session, GError **error);
 
@@ -524,7 +531,8 @@ ORVANE_EXPORT void orvane_session_set_ssl_certificate_location(OrvaneSession *se
  * once for a handshake.
  *
  * The calls that follow use the accepted connection if they can. Otherwise they use others that were not
- * checked, unless the session is strict; see orvane_session_set_strict_tls(). Each decision is logged at the audit
+ * checked, unless the session is strict; see orvane_session_set_strict_tls(). A login that the session sends again by itself
+ * uses no such connection. Each decision is logged at the audit
  * level.
  */
 ORVANE_EXPORT void orvane_session_set_verify_certificate_func(OrvaneSession *session,

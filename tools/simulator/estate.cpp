@@ -47,18 +47,20 @@ constexpr auto kManagers = std::to_array<ManagerRow>({
 });
 
 Value About(const Service &service) {
-    return Structure("AboutInfo", {{"name", Text("Orvane simulator")},
-                                   {"fullName", Text("Orvane simulator " + service.names.version)},
-                                   {"vendor", Text("The Orvane developers")},
-                                   {"version", Text(service.names.version)},
-                                   {"build", Text("1")},
-                                   {"localeVersion", Text("INTL")},
-                                   {"localeBuild", Text("000")},
-                                   {"osType", Text("linux-x64")},
-                                   {"productLineId", Text("simulator")},
-                                   {"apiType", Text("Simulator")},
-                                   {"apiVersion", Text(service.names.version)},
-                                   {"instanceUuid", Text(service.options.instanceUuid)}});
+    const Value about =
+        Structure("AboutInfo", {{"name", Text("Orvane simulator")},
+                                {"fullName", Text("Orvane simulator " + service.names.version)},
+                                {"vendor", Text("The Orvane developers")},
+                                {"version", Text(service.names.version)},
+                                {"build", Text("1")},
+                                {"localeVersion", Text("INTL")},
+                                {"localeBuild", Text("000")},
+                                {"osType", Text("linux-x64")},
+                                {"productLineId", Text("simulator")},
+                                {"apiType", Text("Simulator")},
+                                {"apiVersion", Text(service.names.version)},
+                                {"instanceUuid", Text(service.options.instanceUuid)}});
+    return service.options.instanceUuid.empty() ? WithField(about, "instanceUuid", nullptr) : about;
 }
 
 Value Status(const std::string &word) {

@@ -91,8 +91,8 @@ struct Options {
     int hosts = 4; /* in all, spread over the clusters */
     int machines = 200;
 
-    std::string version = "ozy25/6.0"; /* "namespace/version" */
-    std::string instanceUuid = "5f0e1d2c-3b4a-4596-8778-695a4b3c2d1e";
+    std::string version = "ozy25/6.0";                                 /* "namespace/version" */
+    std::string instanceUuid = "5f0e1d2c-3b4a-4596-8778-695a4b3c2d1e"; /* empty: not sent */
     VersionsForm versionsForm = VersionsForm::Current;
     bool wsdl = true; /* the WSDL of old clients is served */
     bool viewManager = true;

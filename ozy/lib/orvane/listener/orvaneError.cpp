@@ -150,13 +150,17 @@ std::string FaultText(SkemaQormMethodFault *fault) {
     return PrintableText_Make(text);
 }
 
+/* The fault of the present operation; NULL if it has none. */
+SkemaQormMethodFault *FaultOf(const OrvaneListenerPrivate *priv) {
+    if (priv->operation.isFaultCurrent)
+        return priv->operation.fault;
+    return priv->state == ORVANE_LISTENER_FAILED ? priv->fault : nullptr;
+}
+
 /* What is known beside the outcome; empty if nothing is. */
 std::string ReasonText(const OrvaneListener *listener) {
-    const OrvaneListenerPrivate *priv = listener->priv;
-    const OrvaneOperation &operation = priv->operation;
-    SkemaQormMethodFault *fault = operation.isFaultCurrent ? operation.fault : priv->fault;
-    if (!operation.isFaultCurrent && priv->state != ORVANE_LISTENER_FAILED)
-        fault = nullptr;
+    const OrvaneOperation &operation = listener->priv->operation;
+    SkemaQormMethodFault *fault = FaultOf(listener->priv);
     if (fault == nullptr || operation.hasReply)
         return operation.hasReply ? ReplyText(operation.errorCode, operation.responseCode) : "";
     const std::string text = FaultText(fault);
@@ -175,6 +179,10 @@ std::string UrlText(const OrvaneListener *listener, OrvaneOutcome outcome) {
 
 std::string ErrorText(const OrvaneListener *listener, OrvaneOutcome outcome) {
     std::string reason;
+    const SkemaQormMethodFault *fault = FaultOf(listener->priv);
+    if (outcome == ORVANE_OUTCOME_DISCONNECTED && fault != nullptr &&
+        fault->fault_string != nullptr) /* the library's own text */
+        return std::string("The connection ended: ") + fault->fault_string + ".";
     if (outcome == ORVANE_OUTCOME_FAULT || outcome == ORVANE_OUTCOME_TRANSPORT ||
         outcome == ORVANE_OUTCOME_TIMED_OUT)
         reason = ReasonText(listener);

@@ -520,16 +520,21 @@ void OrvaneOperations_EndMarked(OrvaneOperations *list) {
     }
 }
 
-void OrvaneOperations_StopAll(OrvaneOperations *list, OrvaneOutcome outcome) {
-    while (OrvaneListener *listener = list->first) {
-        const guint serial = OrvaneListener_GetOperationSerial(listener);
-        ObjectWatch<OrvaneListener> watch(listener);
-        OrvaneListener_LeaveOperations(listener);
-        if (!OrvaneListener_StopOperation(listener, outcome, OrvaneListenerNewRequestCanceled(),
-                                          false) &&
-            watch && !OperationOf(listener).isDecided && !OperationOf(listener).isStopped)
-            OrvaneListener_EndOperationOf(listener, serial, outcome);
-    }
+void OrvaneListener_StopReconnecting(OrvaneListener *listener) {
+    const guint serial = OrvaneListener_GetOperationSerial(listener);
+    const ObjectWatch<OrvaneListener> watch(listener);
+    OrvaneListener_LeaveOperations(listener);
+    SkemaQormMethodFault *fault = OrvaneListenerNewRequestCanceled();
+    g_free(
+        std::exchange(fault->fault_string, g_strdup("the session is connecting again by itself")));
+    if (!OrvaneListener_StopOperation(listener, ORVANE_OUTCOME_DISCONNECTED, fault, false) &&
+        watch && !OperationOf(listener).isDecided && !OperationOf(listener).isStopped)
+        OrvaneListener_EndOperationOf(listener, serial, ORVANE_OUTCOME_DISCONNECTED);
+}
+
+void OrvaneOperations_StopAll(OrvaneOperations *list) {
+    while (OrvaneListener *listener = list->first)
+        OrvaneListener_StopReconnecting(listener);
 }
 
 void OrvaneOperations_EndAll(OrvaneOperations *list, OrvaneOutcome outcome) {

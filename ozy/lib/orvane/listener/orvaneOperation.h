@@ -130,7 +130,9 @@ void OrvaneListenerFinalizeOperation(OrvaneListener *listener);
 
 void OrvaneOperations_Mark(OrvaneOperations *list, OrvaneOutcome outcome);
 void OrvaneOperations_EndMarked(OrvaneOperations *list);
-/* Stops all. They fail with a RequestCanceled in the next turn of the loop. */
-void OrvaneOperations_StopAll(OrvaneOperations *list, OrvaneOutcome outcome);
+/* Stop one operation, or all: their session connects again. They fail with a RequestCanceled in the next turn of the loop,
+ * as DISCONNECTED. */
+void OrvaneListener_StopReconnecting(OrvaneListener *listener);
+void OrvaneOperations_StopAll(OrvaneOperations *list);
 /* Marks and ends all. */
 void OrvaneOperations_EndAll(OrvaneOperations *list, OrvaneOutcome outcome);

@@ -120,6 +120,10 @@ OrvaneListener *OrvaneSessionNewListener(OrvaneSession *session, OrvaneListenerC
     return internal;
 }
 
+bool OrvaneSessionIsStep(OrvaneListener *listener) {
+    return g_object_get_data(G_OBJECT(listener), kChainKey) != nullptr;
+}
+
 void OrvaneSessionCheckSent(OrvaneSession *session, OrvaneListener *internal) {
     if (OrvaneSession_HasCall(session, internal))
         return;
@@ -129,7 +133,7 @@ void OrvaneSessionCheckSent(OrvaneSession *session, OrvaneListener *internal) {
 }
 
 void OrvaneSessionDropListener(OrvaneListener *listener) {
-    const bool isInChain = g_object_get_data(G_OBJECT(listener), kChainKey) != nullptr;
+    const bool isInChain = OrvaneSessionIsStep(listener);
     ObjectWatch<OrvaneListener> application(isInChain ? OrvaneSessionBound(listener) : nullptr);
     const bool isReleasedHere = isInChain || !OrvaneListener_HasCompleted(listener);
     OrvaneListener_EndOperation(listener, ORVANE_OUTCOME_DISCONNECTED);

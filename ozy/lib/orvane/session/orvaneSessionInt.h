@@ -168,6 +168,9 @@ struct _OrvaneSessionPrivate {
     bool isStrict;             /* every connection is checked, */
     bool asksFunction;         /* by the application's function, otherwise by CA certificates */
     GHashTable *acceptedCerts; /* set of SHA-256 thumbprints; NULL for none */
+    char *lateCert;            /* owned; that of an answer for the next try; NULL for none */
+    bool isLateAccepted;       /* the answer */
+    bool isLateUsed;           /* by a try that is not over */
     OrvaneMOMgr *moMgr;
     SkemaQormManagedObject *authorizationManager;
     gulong roleListHandler;
@@ -217,6 +220,8 @@ OrvaneListener *OrvaneSessionBound(gpointer object);
 /* An internal listener for the next call. The application's listener, if any, is bound to it. */
 OrvaneListener *OrvaneSessionNewListener(OrvaneSession *session, OrvaneListenerCallback callback,
                                          OrvaneListener *application);
+/* Whether a listener is one of those. */
+bool OrvaneSessionIsStep(OrvaneListener *listener);
 /* Fails a call that could not be sent; to be called right after it was made. */
 void OrvaneSessionCheckSent(OrvaneSession *session, OrvaneListener *internal);
 /* Releases a call's reference on its listener after a reply that came too late to be reported. If it is one of

@@ -231,15 +231,15 @@ bool IsWait(const char *methodName) {
     return strncmp(methodName, kWaitPrefix, strlen(kWaitPrefix)) == 0;
 }
 
-/* A session that connects again notices a service that does not answer the update stream, if that call has a limit at the
- * service. */
+/* A session that connects again notices a service that sends nothing to the update stream, if that call has a limit at the
+ * service. A large reply may take longer. */
 void SetWaitLimit(const OrvaneSessionPrivate *priv, BasicHttpRequest *request,
                   const char *methodName, OrvaneListener *listener) {
     constexpr guint kGraceSeconds = 60;
     constexpr guint kMilliseconds = 1000;
     if (priv->reconnector.policy != nullptr && listener != nullptr &&
         OrvaneListener_IsInternal(listener) && strcmp(methodName, kLimitedWait) == 0)
-        BasicHttp_SetLimits(request, 0, 0, (kOrvaneMaxWaitSeconds + kGraceSeconds) * kMilliseconds);
+        BasicHttp_SetLimits(request, 0, (kOrvaneMaxWaitSeconds + kGraceSeconds) * kMilliseconds, 0);
 }
 
 /* The update stream has no limits of the application. The total time of an application's call is that of its operation. */
@@ -300,6 +300,37 @@ void Link(OrvaneCall *call, OrvaneListener *listener, guint serial, const char *
 void StopCallOperation(OrvaneListener *listener, gpointer session) {
     OrvaneListener_NoteUrl(listener, ORVANE_SESSION(session)->priv->url);
     OrvaneSession_StopCalls(ORVANE_SESSION(session), listener);
+}
+
+/* Begins the operation of a call. Runs the application's code. FALSE if the call is over. */
+bool BeginCall(OrvaneSession *session, OrvaneListener *listener, guint *serial) {
+    const ConnectionWatch watch(session);
+    const ObjectWatch<OrvaneListener> listenerWatch(listener);
+    OrvaneListener_BeginOperation(listener, &session->priv->operations);
+    OrvaneListener_SetStop(listener, StopCallOperation, session);
+    *serial = OrvaneListener_GetOperationSerial(listener);
+    orvane_listener_initiate(listener);
+    if (!listenerWatch || OrvaneListener_IsGivenUp(listener, *serial))
+        return false;
+    if (watch.IsSame())
+        return true;
+    OrvaneListener_EndOperationOf(listener, *serial, ORVANE_OUTCOME_NOT_SENT);
+    return false;
+}
+
+/* Whether a call goes to a service that is not identified yet, and is no step of its identification. */
+bool IsTooEarly(const OrvaneSession *session, OrvaneListener *listener) {
+    return OrvaneSessionReconnect_IsTrying(session) &&
+           (listener == nullptr || !OrvaneSessionIsStep(listener));
+}
+
+/* Ends such a call. */
+void RefuseEarly(OrvaneSession *session, OrvaneListener *listener) {
+    guint serial = 0;
+    if (listener == nullptr || OrvaneListener_IsInternal(listener))
+        OrvaneListener_RefuseOperation(listener);
+    else if (BeginCall(session, listener, &serial))
+        OrvaneListener_StopReconnecting(listener);
 }
 
 /* -- receiving ------------------------------------------------------------------------------------ */
@@ -606,6 +637,10 @@ void OrvaneSession_InvokeMethodV(OrvaneSession *session, GObject *object, const 
     g_return_if_fail(listener == nullptr || ORVANE_IS_LISTENER(listener));
 
     FreeDoneCalls(session->priv);
+    if (IsTooEarly(session, listener)) {
+        RefuseEarly(session, listener);
+        return;
+    }
     RequestPtr request = NewRequest(session, object, methodName, listener, arguments, count);
     if (!request) {
         OrvaneListener_RefuseOperation(listener);
@@ -613,19 +648,11 @@ void OrvaneSession_InvokeMethodV(OrvaneSession *session, GObject *object, const 
     }
 
     guint serial = 0;
-    if (listener != nullptr) {
-        ConnectionWatch watch(session);
-        ObjectWatch<OrvaneListener> listenerWatch(listener);
-        OrvaneListener_BeginOperation(listener, &session->priv->operations);
-        OrvaneListener_SetStop(listener, StopCallOperation, session);
-        serial = OrvaneListener_GetOperationSerial(listener);
-        orvane_listener_initiate(listener);
-        if (!listenerWatch || OrvaneListener_IsGivenUp(listener, serial))
-            return;
-        if (!watch.IsSame()) {
-            OrvaneListener_EndOperationOf(listener, serial, ORVANE_OUTCOME_NOT_SENT);
-            return;
-        }
+    if (listener != nullptr && !BeginCall(session, listener, &serial))
+        return;
+    if (IsTooEarly(session, listener)) { /* the application's code has run the loop */
+        OrvaneListener_StopReconnecting(listener);
+        return;
     }
     OrvaneCall *call = AddCall(session, request.get());
     if (listener != nullptr)

@@ -58,11 +58,10 @@ GPtr<char> InstanceOf(GObject *content) {
     return GPtr<char>(about ? ReadProperty<char>(about.get(), "instanceUuid") : nullptr);
 }
 
-/* Ids of objects would mean others in another service. */
+/* Ids of objects would mean others in another service. One that had no identity may have one now. */
 bool IsSameService(GObject *former, GObject *latter) {
     const GPtr<char> before = InstanceOf(former);
-    const GPtr<char> after = InstanceOf(latter);
-    return !before || !after || strcmp(before.get(), after.get()) == 0;
+    return !before || g_strcmp0(before.get(), InstanceOf(latter).get()) == 0;
 }
 
 /* -- service content ------------------------------------------------------------------------------ */

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include <orvane/operation.h>
+#include <orvane/schema/ozy.h>
 #include <orvane/schema/qorm.h>
 
 #include "lib/misc/log.h"
@@ -36,7 +37,7 @@ void SetUrl(OrvaneSessionPrivate *priv, const char *url) {
 /* Ends what is open. Completion functions and handlers are invoked by the loop. */
 void EndOpen(OrvaneSession *session) {
     OrvaneSessionPrivate *priv = session->priv;
-    OrvaneOperations_StopAll(&priv->operations, ORVANE_OUTCOME_DISCONNECTED);
+    OrvaneOperations_StopAll(&priv->operations);
     OrvaneSessionRelogin_Stop(session);
     OrvaneSessionFreeCalls(session);
     OrvaneSessionStopKeepAlive(session);
@@ -51,6 +52,7 @@ void EndTry(OrvaneSession *session) {
     if (listener)
         g_signal_handlers_disconnect_by_data(listener.get(), session);
     OrvaneSessionVerify_Forget(session);
+    OrvaneSessionVerify_ForgetUsed(session);
     OrvaneSessionRelogin_Stop(session);
     OrvaneSessionFreeCalls(session);
     if (reconnector->soapUrl == nullptr)
@@ -69,11 +71,25 @@ void GiveUp(OrvaneSession *session) {
         orvane_session_cleanup_private_state(session, ORVANE_OUTCOME_DISCONNECTED);
 }
 
+/* The service has refused the login. The session stays INTERRUPTED. */
+void StayInterrupted(OrvaneSession *session) {
+    const PolicyPtr policy = HoldPolicy(session);
+    session->priv->reconnector.state = OrvaneReconnectState::Idle;
+    Log("Orvane: The session at %s does not connect again: its login was refused.\n",
+        session->priv->url);
+    if (policy && policy->set.reconnecting != nullptr)
+        policy->set.reconnecting(session, 0, 0, policy->set.data);
+}
+
 void OnTry(gpointer session);
 
 void Schedule(OrvaneSession *session) {
     OrvaneReconnector *reconnector = &session->priv->reconnector;
     const PolicyPtr policy = HoldPolicy(session);
+    if (reconnector->isLoginRefused) {
+        StayInterrupted(session);
+        return;
+    }
     if (!policy || reconnector->isRefused ||
         (policy->set.attempts > 0 && reconnector->attempts >= policy->set.attempts)) {
         GiveUp(session);
@@ -151,6 +167,7 @@ void OnTry(gpointer data) {
     BasicHttpDeadline_Set(&reconnector->deadline, BasicHttpDeadline_Now() + kTryLimit, OnTryLimit,
                           session);
     reconnector->soapUrl = g_strdup(priv->url);
+    OrvaneSessionVerify_DecideAnew(session);
     reconnector->useLegacy = priv->useLegacy;
     if (OrvaneSessionVerify_MayConnect(session, reconnector->url))
         OrvaneSessionReconnect_Discover(session);
@@ -166,12 +183,11 @@ void Succeed(OrvaneSession *session, ObjectPtr<GObject> userSession) {
     const ConnectionWatch watch(session);
     const ListenerPtr listener(std::exchange(reconnector->listener, nullptr));
     g_signal_handlers_disconnect_by_data(listener.get(), session);
-    /* calls that the application has made during the try */
-    OrvaneOperations_StopAll(&priv->operations, ORVANE_OUTCOME_DISCONNECTED);
     BasicHttpDeadline_Clear(&reconnector->deadline);
     g_clear_pointer(&reconnector->soapUrl, g_free);
     g_clear_error(&reconnector->error);
     reconnector->state = OrvaneReconnectState::Idle;
+    OrvaneSessionVerify_ForgetLate(session);
     const ObjectPtr<GObject> former(std::exchange(priv->userSession, userSession.release()));
     OrvaneSessionResume(session);
     const PolicyPtr policy = HoldPolicy(session);
@@ -188,6 +204,7 @@ void OnLogin(OrvaneListener *internal, gpointer data) {
     priv->relogin.internal = nullptr;
     if (!OrvaneSessionReconnect_IsTrying(session))
         return;
+    OrvaneSessionReconnect_NoteLogin(session, internal);
     ObjectPtr<GObject> userSession = OrvaneSessionRelogin_TakeUserSession(internal);
     if (userSession && OrvaneSessionHasCollector(session)) {
         Succeed(session, std::move(userSession));
@@ -228,6 +245,7 @@ void OrvaneSessionReconnect_Interrupted(OrvaneSession *session) {
 void OrvaneSessionReconnect_Stop(OrvaneSession *session) {
     OrvaneReconnector *reconnector = &session->priv->reconnector;
     BasicHttpDeadline_Clear(&reconnector->deadline);
+    OrvaneSessionVerify_ForgetLate(session);
     const OrvaneReconnectState state =
         std::exchange(reconnector->state, OrvaneReconnectState::Idle);
     if (state == OrvaneReconnectState::Trying || state == OrvaneReconnectState::Failed)
@@ -239,13 +257,17 @@ void OrvaneSessionReconnect_End(OrvaneSession *session) {
     OrvaneSessionReconnect_Stop(session);
     g_clear_pointer(&reconnector->url, g_free);
     reconnector->attempts = 0;
-    reconnector->isRefused = false;
+    reconnector->isRefused = reconnector->isLoginRefused = false;
 }
 
 void OrvaneSessionReconnect_Free(OrvaneSession *session) {
     OrvaneReconnector *reconnector = &session->priv->reconnector;
     g_clear_error(&reconnector->error);
     OrvaneReconnectPolicy_Unref(std::exchange(reconnector->policy, nullptr));
+}
+
+bool OrvaneSessionReconnect_IsActive(const OrvaneSession *session) {
+    return session->priv->reconnector.state != OrvaneReconnectState::Idle;
 }
 
 bool OrvaneSessionReconnect_IsTrying(const OrvaneSession *session) {
@@ -271,6 +293,19 @@ SkemaQormMethodFault *OrvaneSessionReconnect_NewRefusal(const char *text) {
     SkemaQormMethodFault *fault = OrvaneFault_NewUnexpected();
     g_free(std::exchange(fault->fault_string, g_strdup(text)));
     return fault;
+}
+
+void OrvaneSessionReconnect_NoteLogin(OrvaneSession *session, OrvaneListener *internal) {
+    OrvaneReconnector *reconnector = &session->priv->reconnector;
+    ObjectPtr<SkemaQormMethodFault> fault(orvane_listener_get_fault(internal));
+    reconnector->isLoginRefused = fault && SKEMA_IS_OZY_FAULT_INVALID_LOGIN(fault.get());
+    g_clear_error(&reconnector->error);
+    if (!reconnector->isLoginRefused)
+        return;
+    const ListenerPtr failed(orvane_listener_new()); /* has the text */
+    orvane_listener_initiate(failed.get());
+    OrvaneSessionAcknowledgeFault(failed.get(), fault.release());
+    orvane_listener_get_error(failed.get(), &reconnector->error);
 }
 
 bool OrvaneSessionReconnect_LogIn(OrvaneSession *session) {

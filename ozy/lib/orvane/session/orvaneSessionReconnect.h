@@ -8,7 +8,8 @@
  *                         ^          |
  *                         +--FAILED<-+                      the next delay is longer
  *                              |
- *                              +-> IDLE                     no more tries: DISCONNECTED
+ *                              +-> IDLE                     no more tries: DISCONNECTED; INTERRUPTED if the service has
+ *                                                           refused the login
  *
  * ENDING and FAILED last until the next turn of the loop, where no call of the session is being worked on.
  *
@@ -42,6 +43,7 @@ struct OrvaneReconnector {
     BasicHttpDeadline deadline;
     OrvaneListener *listener; /* owned; of the try */
     bool isRefused;           /* there were no credentials for the last try */
+    bool isLoginRefused;      /* by the service: the same login once more could lock the account */
     char *soapUrl;            /* owned; those of the connection, while a try has others */
     gboolean useLegacy;
 };
@@ -57,11 +59,16 @@ void OrvaneSessionReconnect_End(OrvaneSession *session);
 /* Releases what belongs to the object. Runs the application's code. */
 void OrvaneSessionReconnect_Free(OrvaneSession *session);
 
+/* Whether there is a try, or will be one. */
+bool OrvaneSessionReconnect_IsActive(const OrvaneSession *session);
 /* Whether the steps of a connect are those of a try. Then they do not change the state. */
 bool OrvaneSessionReconnect_IsTrying(const OrvaneSession *session);
 /* The first step of a try, also after an accepted certificate. Its end is reported to the listener of the try. */
 void OrvaneSessionReconnect_Discover(OrvaneSession *session);
 /* (transfer full): the fault of a try whose service is not the one that the session knows. */
 SkemaQormMethodFault *OrvaneSessionReconnect_NewRefusal(const char *text);
+/* The last login has succeeded, or has failed for the reason that its listener has. If the service has refused user or
+ * password, there are no tries with them. */
+void OrvaneSessionReconnect_NoteLogin(OrvaneSession *session, OrvaneListener *internal);
 /* The login of a try. FALSE if there are no credentials. Runs the application's code. */
 bool OrvaneSessionReconnect_LogIn(OrvaneSession *session);

@@ -91,6 +91,7 @@ void OnLogin(OrvaneListener *internal, gpointer data) {
     OrvaneSession *session = ORVANE_SESSION(data);
     if (session->priv->relogin.internal != internal)
         return;
+    OrvaneSessionReconnect_NoteLogin(session, internal);
     ObjectPtr<GObject> userSession = OrvaneSessionRelogin_TakeUserSession(internal);
     if (userSession) {
         Succeed(session, std::move(userSession));

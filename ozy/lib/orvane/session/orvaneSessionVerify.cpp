@@ -49,7 +49,7 @@ void DeleteDecision(gpointer decision) {
 
 /* The function is not called again for a certificate that it has accepted. */
 void Remember(OrvaneSessionPrivate *priv, const std::string &thumbprint) {
-    if (!priv->isStrict || thumbprint.empty())
+    if (thumbprint.empty())
         return;
     if (priv->acceptedCerts == nullptr)
         priv->acceptedCerts = g_hash_table_new_full(g_str_hash, g_str_equal, g_free, nullptr);
@@ -59,6 +59,13 @@ void Remember(OrvaneSessionPrivate *priv, const std::string &thumbprint) {
 bool IsRemembered(const OrvaneSessionPrivate *priv, const std::string &thumbprint) {
     return priv->acceptedCerts != nullptr &&
            g_hash_table_contains(priv->acceptedCerts, thumbprint.c_str());
+}
+
+/* Keeps the answer to the question of a try that has ended. */
+void KeepLate(OrvaneSessionPrivate *priv, const PendingDecision &decision) {
+    g_free(std::exchange(priv->lateCert, g_strdup(decision.thumbprint.c_str())));
+    priv->isLateAccepted = decision.answer == Answer::kYes;
+    priv->isLateUsed = false;
 }
 
 OrvaneCnxParams *CopyParams(const OrvaneCnxParams *params) {
@@ -98,8 +105,11 @@ void orvane_session_verify_certificate_done(GObject *context, gboolean accepted)
             Remember(priv, decision->thumbprint);
         return;
     }
-    if (priv->verifyContext != context)
+    if (priv->verifyContext != context) {
+        if (OrvaneSessionReconnect_IsActive(session))
+            KeepLate(priv, *decision);
         return;
+    }
     priv->verifyDecision = accepted ? DECISION_ACCEPTED : DECISION_REJECTED;
     const bool isHandshakeOver = priv->verifyState == ORVANE_VERIFY_WAITING;
     priv->verifyState = isHandshakeOver ? ORVANE_VERIFY_IDLE : ORVANE_VERIFY_ANSWERED;
@@ -126,7 +136,16 @@ void LogOutcome(bool isAccepted) {
 
 int VerifyForConnect(GObject *context, PendingDecision *decision, X509_STORE_CTX *storeContext,
                      X509 *certificate) {
-    OrvaneSessionPrivate *priv = decision->session.Get()->priv;
+    OrvaneSession *session = decision->session.Get();
+    OrvaneSessionPrivate *priv = session->priv;
+    if (OrvaneSessionReconnect_IsTrying(session) &&
+        g_strcmp0(priv->lateCert, decision->thumbprint.c_str()) == 0) {
+        priv->isLateUsed = true;
+        LogOutcome(priv->isLateAccepted);
+        if (priv->isLateAccepted)
+            Remember(priv, decision->thumbprint);
+        return priv->isLateAccepted ? 1 : 0;
+    }
     priv->verifyDecision = DECISION_NONE;
     priv->verifyState = ORVANE_VERIFY_ASKED;
     g_set_weak_pointer(&priv->verifyContext, context);
@@ -232,6 +251,17 @@ gboolean OnLoginConnected(BasicHttpRequest *request, gboolean isEncrypted, gpoin
     return TRUE;
 }
 
+/* Whether a call of a session that is not strict is checked: in a try to connect again, and another login of the same
+ * connection. Where the first connect checks nothing, these check nothing. */
+bool IsCheckedAgain(const OrvaneSession *session, bool isLogin) {
+    const OrvaneSessionPrivate *priv = session->priv;
+    const bool isAgain = OrvaneSessionReconnect_IsTrying(session) ||
+                         (isLogin && priv->relogin.state == OrvaneReloginState::Running);
+    const bool checks = priv->asksFunction || priv->sslCertificateFile != nullptr ||
+                        priv->sslCertificatePath != nullptr;
+    return isAgain && checks && BasicHttp_JudgeUrl(priv->url) == BASICHTTP_URL_ENCRYPTED;
+}
+
 } // namespace
 
 void orvane_session_set_strict_tls(OrvaneSession *session, gboolean value) {
@@ -262,6 +292,11 @@ bool OrvaneSessionVerify_Begin(OrvaneSession *session) {
 
 void OrvaneSessionVerify_End(OrvaneSession *session) {
     OrvaneSessionVerify_Forget(session);
+    OrvaneSessionVerify_ForgetLate(session);
+    OrvaneSessionVerify_DecideAnew(session);
+}
+
+void OrvaneSessionVerify_DecideAnew(OrvaneSession *session) {
     g_clear_pointer(&session->priv->acceptedCerts, g_hash_table_unref);
 }
 
@@ -270,6 +305,15 @@ void OrvaneSessionVerify_Forget(OrvaneSession *session) {
     g_clear_weak_pointer(&priv->verifyContext);
     priv->verifyState = ORVANE_VERIFY_IDLE;
     priv->verifyDecision = DECISION_NONE;
+}
+
+void OrvaneSessionVerify_ForgetLate(OrvaneSession *session) {
+    g_clear_pointer(&session->priv->lateCert, g_free);
+}
+
+void OrvaneSessionVerify_ForgetUsed(OrvaneSession *session) {
+    if (session->priv->isLateUsed)
+        OrvaneSessionVerify_ForgetLate(session);
 }
 
 void OrvaneSessionVerify_SetUpDiscovery(const OrvaneSession *session, BasicHttpRequest *request) {
@@ -291,12 +335,14 @@ void OrvaneSessionVerify_SetUpDiscovery(const OrvaneSession *session, BasicHttpR
 void OrvaneSessionVerify_SetUpCall(const OrvaneSession *session, BasicHttpRequest *request,
                                    bool isLogin) {
     const OrvaneSessionPrivate *priv = session->priv;
-    if (!priv->isStrict) {
+    if (!priv->isStrict && !IsCheckedAgain(session, isLogin)) {
         if (isLogin)
             BasicHttp_SetConnectedProc(request, OnLoginConnected);
         return;
     }
-    BasicHttp_SetStrict(request, TRUE);
+    BasicHttp_SetStrict(request, priv->isStrict);
+    if (!priv->isStrict)
+        BasicHttp_SetFreshConnection(request); /* one that was kept may be anybody's */
     BasicHttp_SetSslAuthorities(request, priv->sslCertificateFile, priv->sslCertificatePath);
     if (!priv->asksFunction) {
         BasicHttp_SetSslVerification(request, TRUE);

@@ -13,9 +13,13 @@
  * A pending decision holds its session and its listener weakly. An answer has no effect if the connect has ended
  * meanwhile.
  *
+ * When a session connects again, an answer that comes after the end of its try holds for the next one, which does not call
+ * the function for that certificate. A login that the session sends again by itself, and all that it sends in such a try,
+ * goes over a connection that is checked as those of discovery are, also if the session is not strict.
+ *
  * Strict: every connection of the session is checked, not only those of discovery, and the session shares no
  * connection with others. The function is not called again for a certificate that it has accepted, until the
- * session's connection ends. Before each request is sent, its connection must be one whose peer was accepted.
+ * session's connection ends or a try to connect again begins. Before each request is sent, its connection must be one whose peer was accepted.
  *
  * Threads: the loop's.
  */
@@ -34,6 +38,13 @@ void OrvaneSessionVerify_End(OrvaneSession *session);
 
 /* Gives up a pending decision. An answer has no effect any more. What was accepted before stays so. */
 void OrvaneSessionVerify_Forget(OrvaneSession *session);
+
+/* A try begins: what was accepted before is asked for again. */
+void OrvaneSessionVerify_DecideAnew(OrvaneSession *session);
+
+/* Forget the answer that came too late: always, or if a try has used it. */
+void OrvaneSessionVerify_ForgetLate(OrvaneSession *session);
+void OrvaneSessionVerify_ForgetUsed(OrvaneSession *session);
 
 /* Make a request check the connections that it will use. */
 void OrvaneSessionVerify_SetUpDiscovery(const OrvaneSession *session, BasicHttpRequest *request);

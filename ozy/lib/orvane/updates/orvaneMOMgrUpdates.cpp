@@ -156,8 +156,8 @@ guint ErrorOf(gpointer fault) {
     return errorCode;
 }
 
-/* Whether a session that connects again does so for this failure of the transport: a peer that does not answer within the
- * wait's own limit, or one failure more in a row. */
+/* Whether a session that connects again does so for this failure of the transport: a peer that sends nothing for longer
+ * than the wait's own limit, or one failure more in a row. */
 bool IsLost(OrvaneMOMgr *momgr, gpointer fault) {
     if (fault != nullptr && !IsFault(fault, ORVANE_TYPE_FAULT_INVALID_RESPONSE)) {
         momgr->priv->numFailedWaits = 0;
@@ -166,7 +166,7 @@ bool IsLost(OrvaneMOMgr *momgr, gpointer fault) {
     const guint number = ++momgr->priv->numFailedWaits;
     OrvaneSession *session = MOMgrSession(momgr);
     return session != nullptr && OrvaneSession_Reconnects(session) &&
-           (number >= kMaxFailedWaits || ErrorOf(fault) == BASICHTTP_ERROR_OPERATION_TIMEDOUT);
+           (number >= kMaxFailedWaits || ErrorOf(fault) == BASICHTTP_ERROR_INACTIVITY_TIMEOUT);
 }
 
 /* A reply without updates is none. */

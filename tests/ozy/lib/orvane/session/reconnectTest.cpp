@@ -9,6 +9,7 @@
 
 #include "ozy/lib/orvane/session/orvaneSessionRelogin.h"
 #include "tests/ozy/lib/orvane/session/renewalFixture.h"
+#include "tests/support/temporaryFolder.h"
 #include "tools/certificates/certificateKind.h"
 
 using simulator::TroubleKind;
@@ -239,6 +240,7 @@ TEST_F(Reconnect, AnotherServiceIsRefused) {
          "has version ozy25/5.5 now, not ozy25/6.0",
          {.hosts = 1, .machines = 3, .version = "ozy25/5.5"}},
         {"identity", "is another one now", {.hosts = 1, .machines = 3, .instanceUuid = "another"}},
+        {"no identity", "is another one now", {.hosts = 1, .machines = 3, .instanceUuid = ""}},
     };
     for (const OtherRow &row : kRows) {
         SCOPED_TRACE(row.name);
@@ -272,25 +274,51 @@ static gint Pin(GObject *context, gpointer, gpointer certificate, gpointer data,
 
 TEST_F(Reconnect, APasswordIsNotSentToAnotherCertificate) {
     static std::string pin;
-    pin.clear();
-    prepare = [&] {
-        orvane_session_set_strict_tls(session, TRUE);
-        orvane_session_set_verify_certificate_func(session, Pin, &pin);
-    };
-    Begin({.hosts = 1, .machines = 1, .certificateKind = "self-signed"});
-    former.certificate = server->Certificate()->Pem();
-    former.privateKey = server->Certificate()->KeyPem();
-    const simulator::Options other = {.hosts = 1, .machines = 1, .certificateKind = "self-signed"};
-    former.certificateKind.clear();
-    Lose();
-    ComeBack(other);
-    MoveSeconds(5);
-    EXPECT_EQ(0, server->NumCalls("Login"));
-    EXPECT_THAT(events, ElementsAre("state 16"));
-    EXPECT_THAT(LastError(), HasSubstr("certificate"));
-    EXPECT_GE(attempts.size(), 2u);
-    ComeBack();
-    EXPECT_TRUE(UntilConnected());
+    enum class At { Try, Login, OtherLogin };
+    const struct {
+        bool isStrict;
+        bool hasFunction; /* otherwise the authorities decide */
+        At at;            /* where the peer changes */
+    } rows[] = {{true, true, At::Try},         {true, true, At::Login},
+                {false, true, At::Try},        {false, true, At::Login},
+                {false, false, At::Try},       {false, false, At::Login},
+                {false, true, At::OtherLogin}, {false, false, At::OtherLogin}};
+    const simulator::Options tls = {.hosts = 1, .machines = 1, .certificateKind = "good"};
+    const TemporaryFolder folder;
+    for (const auto &row : rows) {
+        SCOPED_TRACE(&row - rows);
+        pin.clear();
+        prepare = [&] {
+            orvane_session_set_strict_tls(session, row.isStrict);
+            const std::string file = folder.Write("root.pem", server->Certificate()->anchor.pem);
+            if (row.hasFunction)
+                orvane_session_set_verify_certificate_func(session, Pin, &pin);
+            else
+                orvane_session_set_ssl_certificate_location(session, file.c_str(), nullptr);
+        };
+        Begin(tls);
+        former.certificate = server->Certificate()->Pem();
+        former.privateKey = server->Certificate()->KeyPem();
+        former.certificateKind.clear();
+        port = server->Port();
+        if (row.at != At::OtherLogin)
+            Lose();
+        if (row.at == At::Login)
+            ComeBack();
+        if (row.at == At::Try)
+            ComeBack(tls);
+        else
+            inCredentials = [&] { ComeBack(tls); };
+        if (row.at == At::OtherLogin)
+            server->ExpireSessions();
+        MoveSeconds(5);
+        EXPECT_EQ(0, server->NumCalls("Login"));
+        EXPECT_THAT(events, Contains("state 16"));
+        EXPECT_THAT(LastError(), HasSubstr("certificate"));
+        EXPECT_GE(attempts.size(), 2u);
+        ComeBack();
+        EXPECT_TRUE(UntilConnected());
+    }
 }
 
 /* The identity of a service that does not report it is not known. */
@@ -322,11 +350,13 @@ struct Question {
     GObject *context;
     OrvaneVerifyCertificateDoneFunc done;
     bool isLater;
+    int times;
 };
 
 static gint Ask(GObject *context, gpointer, gpointer, gpointer data,
                 OrvaneVerifyCertificateDoneFunc done) {
     auto *question = static_cast<Question *>(data);
+    question->times++;
     if (std::exchange(question->isLater, false)) {
         question->context = context;
         question->done = done;
@@ -347,10 +377,54 @@ TEST_F(Reconnect, ACallThatIsMadeDuringATryEnds) {
     Move(1000);
     ASSERT_NE(nullptr, question.done);
     Call("a");
+    GError *error = nullptr;
+    const ObjectPtr<OrvaneListener> called(ORVANE_LISTENER(g_object_ref(last)));
+    EXPECT_TRUE(ends.empty());
+    testLoop::Settle();
+    EXPECT_EQ(kDisconnected, ends["a"]) << "before the service is known";
+    ASSERT_TRUE(orvane_listener_get_error(called.get(), &error));
+    EXPECT_THAT(error->message, HasSubstr("is connecting again"));
+    g_error_free(error);
     question.done(question.context, TRUE);
     EXPECT_TRUE(UntilConnected());
-    testLoop::Settle();
-    EXPECT_EQ(kDisconnected, ends["a"]);
+    EXPECT_EQ(0, server->NumCalls("CurrentTime"));
+}
+
+/* The application has asked a person, who answers when the try is over. */
+TEST_F(Reconnect, ALateAnswerHoldsForTheNextTryAndItsCertificate) {
+    static Question question;
+    const struct {
+        const char *name;
+        bool accepts;
+        bool isOther; /* the next try meets another certificate */
+        int times;    /* that the next try asks */
+        bool connects;
+    } rows[] = {{"yes", true, false, 0, true},
+                {"no", false, false, 0, false},
+                {"yes to another", true, true, 1, true}};
+    const simulator::Options tls = {.hosts = 1, .machines = 1, .certificateKind = "self-signed"};
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.name);
+        question = {};
+        prepare = [&] { orvane_session_set_verify_certificate_func(session, Ask, &question); };
+        Begin(tls);
+        Lose();
+        ComeBack(tls);
+        question.isLater = true;
+        Move(1000);
+        ASSERT_NE(nullptr, question.done);
+        Move(60000);
+        EXPECT_THAT(attempts, ElementsAre(1, 2));
+        question.done(question.context, row.accepts);
+        if (row.isOther)
+            ComeBack(tls);
+        question.times = 0;
+        Move(2000);
+        EXPECT_EQ(row.times, question.times);
+        EXPECT_EQ(row.connects, IsState(ORVANE_SESSION_CONNECTED));
+        EXPECT_TRUE(UntilConnected()) << "it is asked again";
+        EXPECT_EQ(row.connects ? row.times : 1, question.times);
+    }
 }
 
 /* Services that accept a login, and then close or refuse the call for updates. */
@@ -362,7 +436,7 @@ TEST_F(Reconnect, ThePausesGrowUntilUpdatesCome) {
          .method = "WaitForUpdatesEx",
          .count = -1,
          .faultType = "NoPermission"},
-        {.kind = TroubleKind::Fault, .method = "Login", .count = -1, .faultType = "InvalidLogin"},
+        {.kind = TroubleKind::Fault, .method = "Login", .count = -1},
     };
     for (const simulator::Trouble &trouble : kTroubles) {
         SCOPED_TRACE(trouble.method + std::to_string(int(trouble.kind)));
@@ -390,6 +464,52 @@ TEST_F(Reconnect, ThePausesGrowUntilUpdatesCome) {
         testLoop::Settle();
         EXPECT_THAT(attempts, ElementsAre(1)) << "they begin anew";
     }
+}
+
+/* Another login with them could lock the account. */
+TEST_F(Reconnect, ARefusedLoginEndsTheTries) {
+    for (const bool isTry : {true, false}) {
+        SCOPED_TRACE(isTry);
+        Begin();
+        password = "changed";
+        if (isTry) {
+            Lose();
+            ComeBack();
+        } else {
+            server->ExpireSessions();
+        }
+        MoveSeconds(120);
+        EXPECT_EQ(1, server->NumCalls("Login"));
+        EXPECT_EQ(0u, attempts.back());
+        EXPECT_EQ(isTry ? 2u : 1u, attempts.size());
+        EXPECT_TRUE(IsState(ORVANE_SESSION_INTERRUPTED));
+        EXPECT_THAT(LastError(), HasSubstr("password is wrong"));
+        orvane_session_disconnect(session, nullptr);
+        testLoop::Settle();
+        EXPECT_TRUE(Connect()) << "by the application";
+        password = "secret";
+        Lose();
+        ComeBack();
+        EXPECT_TRUE(UntilConnected());
+    }
+}
+
+/* The limit is one of silence. */
+TEST_F(Reconnect, ALargeUpdateMayTakeLong) {
+    constexpr guint64 kBytesPerSecond = 256; /* the first 64 KiB are not limited */
+    Proxy *proxy = Load("vm-101");
+    EXPECT_TRUE(Until([&] { return server->NumWaiting() == 1; }));
+    events.clear();
+    orvane_session_set_bandwidth_limit(session, 0, kBytesPerSecond);
+    const std::string name(192 * 1024, 'x');
+    Rename("vm-101", name.c_str());
+    testLoop::Settle();
+    const gint64 start = clockOffset;
+    for (int i = 0; i < 100 && Name(proxy) != name; i++)
+        Move(10000);
+    EXPECT_EQ(name, Name(proxy));
+    EXPECT_GE(clockOffset - start, 400 * G_USEC_PER_SEC);
+    EXPECT_THAT(events, Not(Contains("state 16")));
 }
 
 TEST_F(Reconnect, AServiceThatDoesNotAnswerUpdatesIsGivenUp) {
@@ -443,6 +563,9 @@ TEST_F(Reconnect, SocketsNoticeADeadPeer) {
     const int numKept = NumWatchful(); /* kept for another session */
     ASSERT_TRUE(Connect());
     EXPECT_LE(NumWatchful(), numKept) << "without a policy";
+    orvane_session_set_reconnect(session, &policy);
+    EXPECT_EQ("succeeded", Finish("a"));
+    EXPECT_LT(numKept, NumWatchful()) << "on a connection that was kept";
 }
 
 TEST_F(Reconnect, ATryThatIsNotAnsweredEnds) {
