@@ -79,6 +79,8 @@ struct OpenElement {
     size_t content;     /* behind its start tag there */
     bool hasLines;      /* its children are on lines of their own */
     bool hidesChildren; /* a name of a secret was read; its value is beside it */
+    bool hasMore;       /* it has more than one child */
+    bool isName; /* all that it has is the name of a secret: its value is beside the element */
 };
 
 class Layout {
@@ -94,7 +96,9 @@ private:
     bool ReadEndTag();
     void AddText(std::string_view piece);
     void EndText();
-    void HideSiblings(size_t line);
+    void NoteName(size_t line);
+    OpenElement Close();
+    size_t HideSiblings(size_t line);
     size_t AppendAttributes(size_t place, bool isHidden, bool *namesSecret);
     size_t TagEnd(size_t place) const;
     void SkipSecret(std::string_view name, size_t line);
@@ -138,6 +142,8 @@ bool Layout::Read() {
             return false;
     }
     EndText();
+    while (!open.empty())
+        Close();
     return true;
 }
 
@@ -194,25 +200,46 @@ void Layout::EndText() {
     if (open.back().hidesChildren)
         out += kRedacted;
     else if (AppendText(&out, text) && open.size() > 1) {
-        const OpenElement element = open.back();
+        OpenElement element = open.back();
         open.pop_back();
-        HideSiblings(element.line);
+        const size_t place = HideSiblings(element.line);
+        element.content += place - element.line;
+        element.line = place;
+        element.isName = !element.hasLines;
         open.push_back(element);
     }
     text = {};
     joined.clear();
 }
 
+/* A child of the element that is open is the name of a secret, which begins at this place of the output. */
+void Layout::NoteName(size_t line) {
+    HideSiblings(line);
+    open.back().isName = !open.back().hasMore;
+}
+
+/* The element that was opened last is over, with an end tag or by a cut. */
+OpenElement Layout::Close() {
+    const OpenElement element = open.back();
+    open.pop_back();
+    if (element.isName && !open.empty())
+        NoteName(element.line);
+    return element;
+}
+
 /* The element that is open has a child that is the name of a secret, which begins at this place of the output. The value
- * may be before it or after it. */
-void Layout::HideSiblings(size_t line) {
+ * may be before it or after it. Returns the place of the child. */
+size_t Layout::HideSiblings(size_t line) {
     OpenElement &parent = open.back();
     if (std::exchange(parent.hidesChildren, true) || line <= parent.content)
-        return;
+        return line;
     const std::string child = out.substr(line);
     out.resize(parent.content);
     StartLine();
-    out.append(kRedacted).append(child);
+    out.append(kRedacted);
+    const size_t place = out.size();
+    out.append(child);
+    return place;
 }
 
 bool Layout::ReadEndTag() {
@@ -224,9 +251,7 @@ bool Layout::ReadEndTag() {
     at = end + 1;
     if (isCut)
         return true;
-    const bool hasLines = open.back().hasLines;
-    open.pop_back();
-    if (hasLines)
+    if (Close().hasLines)
         StartLine();
     out.append("</").append(name) += '>';
     return true;
@@ -277,7 +302,8 @@ bool Layout::ReadStartTag() {
     bool isSecret = IsSecretName(name);
     if (!open.empty()) {
         isSecret = isSecret || open.back().hidesChildren;
-        open.back().hasLines = true;
+        open.back().hasMore = std::exchange(open.back().hasLines, true);
+        open.back().isName = open.back().isName && !open.back().hasMore;
     }
     const size_t line = out.size();
     StartLine();
@@ -307,7 +333,7 @@ bool Layout::ReadStartTag() {
     if (isSecret)
         SkipSecret(name, line);
     else
-        open.push_back({name, line, out.size(), false, false});
+        open.push_back({name, line, out.size(), false, false, false, false});
     return true;
 }
 
@@ -366,7 +392,7 @@ void Layout::SkipSecret(std::string_view name, size_t line) {
     if (depth == 0)
         out.append("</").append(name) += '>';
     if (!open.empty() && Judge(content).namesSecret)
-        HideSiblings(line);
+        NoteName(line);
 }
 
 /* Up to a NUL. */

@@ -96,6 +96,17 @@ TEST(WireText, SecretsAreHidden) {
          "<x>\n  <key>[redacted]</key>\n  <value>[redacted]</value>\n</x>"},
         {"<x><key>guest.<![CDATA[password]]></key><value>#</value></x>",
          "<x>\n  <key>[redacted]</key>\n  <value>[redacted]</value>\n</x>"},
+        /* alone in elements of its own, beside the value or after it */
+        {"<x><password><a>#</a></password></x>", "<x>\n  <password>[redacted]</password>\n</x>"},
+        {"<x><n><a>guest1.password</a></n><v>#</v></x>",
+         "<x>\n  <n>\n    <a>guest1.password</a>\n  </n>\n  <v>[redacted]</v>\n</x>"},
+        {"<x><n><a><key>password</key></a></n><v><b>#</b></v></x>",
+         "<x>\n  <n>\n    <a>\n      <key>[redacted]</key>\n    </a>\n  </n>\n"
+         "  <v>[redacted]</v>\n</x>"},
+        {"<x><v>#</v><n><a>guest1.password", "<x>\n  [redacted]\n  <n>\n    <a>guest1.password"},
+        {"<x><o><n>guest1.password</n><v>#</v></o><o><n>a</n><v>b</v></o></x>",
+         "<x>\n  <o>\n    <n>guest1.password</n>\n    <v>[redacted]</v>\n  </o>\n  <o>\n"
+         "    <n>a</n>\n    <v>b</v>\n  </o>\n</x>"},
         {"<item value='#' name='guest1.password'>#</item>",
          "<item value=\"[redacted]\" name=\"[redacted]\">[redacted]</item>"},
         {"<r xsi:type='LocalTicket' u='#'>#</r>",
