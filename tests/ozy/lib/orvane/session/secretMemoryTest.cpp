@@ -85,14 +85,14 @@ void *WipingRealloc(void *block, size_t size) {
     return grown;
 }
 
-/* A service in a process of its own. */
+/* A service in a process of its own, with a trouble. */
 struct Peer {
-    Peer() {
+    explicit Peer(const simulator::Trouble &trouble) {
         int ends[2];
         EXPECT_EQ(0, pipe(ends));
         process = fork();
         if (process == 0)
-            Serve(ends[1]);
+            Serve(ends[1], trouble);
         close(ends[1]);
         char text[256] = "";
         EXPECT_LT(0, read(ends[0], text, sizeof text - 1));
@@ -106,7 +106,7 @@ struct Peer {
     std::string url;
 
 private:
-    [[noreturn]] static void Serve(int end) {
+    [[noreturn]] static void Serve(int end, const simulator::Trouble &trouble) {
         prctl(PR_SET_PDEATHSIG, SIGKILL);
         const Password password;
         simulator::Options options;
@@ -114,6 +114,7 @@ private:
         options.certificateKind = "self-signed";
         options.users = {{"u", password.text}};
         simulator::Simulator server(options);
+        server.AddTrouble(trouble);
         server.RunInThread();
         const std::string url = server.Url();
         if (write(end, url.data(), url.size()) < 0)
@@ -126,7 +127,7 @@ private:
 
 /* How many copies a login leaves after the shutdown. One that is refused is the last thing that is sent. */
 size_t CopiesAfterLogin(const char *user, const char *outcome) {
-    const Peer peer;
+    const Peer peer({.method = "none"});
     testLoop::Reset();
     EXPECT_TRUE(orvane_init(testLoop::Callback, testLoop::CallbackRemove));
     OrvaneSession *session = orvane_session_new();
@@ -144,6 +145,52 @@ size_t CopiesAfterLogin(const char *user, const char *outcome) {
     return NumCopies();
 }
 
+/* What a session asks for when it logs in again, and what came of it. */
+struct Again {
+    const char *user;
+    int numAsked = 0;
+    bool isOver = false;
+
+    static gboolean Give(OrvaneSession *, char **user, char **password, gpointer data) {
+        auto *again = static_cast<Again *>(data);
+        const Password secret;
+        again->numAsked++;
+        *user = g_strdup(again->user);
+        *password = g_strdup(secret.text);
+        return TRUE;
+    }
+    static void OnState(OrvaneSession *session, GParamSpec *, Again *again) {
+        const OrvaneSessionState state = orvane_session_get_state(session);
+        again->isOver = again->numAsked > 0 && state == ORVANE_SESSION_CONNECTED;
+    }
+    static void OnReconnecting(OrvaneSession *, guint attempt, guint, gpointer data) {
+        static_cast<Again *>(data)->isOver = attempt == 0;
+    }
+};
+
+/* The same for a login that the session sends again by itself. */
+size_t CopiesAfterTrouble(const simulator::Trouble &trouble, const char *user) {
+    const Peer peer(trouble);
+    testLoop::Reset();
+    EXPECT_TRUE(orvane_init(testLoop::Callback, testLoop::CallbackRemove));
+    Again again{user};
+    OrvaneSession *session = orvane_session_new();
+    orvane_session_set_credentials_func(session, Again::Give, &again, nullptr);
+    const OrvaneReconnect policy = {1,       1,       0,      Again::OnReconnecting,
+                                    nullptr, nullptr, &again, nullptr};
+    orvane_session_set_reconnect(session, &policy);
+    g_signal_connect(session, "notify::state", G_CALLBACK(Again::OnState), &again);
+    {
+        const Password password;
+        orvane_session_connect(session, peer.url.c_str(), "u", password.text, nullptr);
+    }
+    EXPECT_TRUE(testLoop::RunUntil([&] { return again.isOver; }));
+    EXPECT_EQ(1, again.numAsked);
+    g_object_unref(session);
+    orvane_shutdown();
+    return NumCopies();
+}
+
 TEST(SecretMemory, ALoginLeavesNoCopyOfThePasswordThatIsOurs) {
     {
         const Password probe;
@@ -153,6 +200,14 @@ TEST(SecretMemory, ALoginLeavesNoCopyOfThePasswordThatIsOurs) {
                                              strdup, calloc));
     EXPECT_EQ(0u, CopiesAfterLogin("u", "success"));
     EXPECT_EQ(0u, CopiesAfterLogin("nobody", "failure InvalidLogin"));
+    const simulator::Trouble expires = {.kind = simulator::TroubleKind::ExpireSession,
+                                        .method = "WaitForUpdatesEx"};
+    const simulator::Trouble loses = {.kind = simulator::TroubleKind::Fault,
+                                      .method = "WaitForUpdatesEx",
+                                      .faultType = "NoPermission"};
+    EXPECT_EQ(0u, CopiesAfterTrouble(expires, "nobody")) << "another login";
+    EXPECT_EQ(0u, CopiesAfterTrouble(loses, "nobody")) << "another connection";
+    EXPECT_EQ(0u, CopiesAfterTrouble(loses, "u"));
     curl_global_cleanup();
 }
 
