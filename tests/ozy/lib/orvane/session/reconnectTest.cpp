@@ -211,6 +211,42 @@ TEST_F(Reconnect, AThousandSessionsSpreadTheirTries) {
     EXPECT_GE(OrvaneBackOff_Delay(1, G_MAXINT64, 4000), G_MAXINT64 / 2) << "no overflow";
 }
 
+/* Clients of one service, which they lose at the same time. */
+TEST_F(Reconnect, ManySessionsComeBackAndSpreadTheirTries) {
+    constexpr size_t kSessions = 60;
+    constexpr int kSlots = 10;
+    policy.firstDelay = 100000; /* the machine's own time is little beside it */
+    policy.longestDelay = policy.firstDelay;
+    orvane_session_set_reconnect(session, &policy);
+    std::vector<ObjectPtr<OrvaneSession>> sessions;
+    OrvaneSession *first = session;
+    while (sessions.size() + 1 < kSessions) {
+        sessions.emplace_back(session = orvane_session_new());
+        GiveCredentials();
+        orvane_session_set_reconnect(session, &policy);
+        orvane_session_connect(session, server->Url().c_str(), "administrator", "secret", nullptr);
+    }
+    session = first;
+    ASSERT_TRUE(Until([&] { return server->NumWaiting() == int(kSessions); }));
+    port = server->Port();
+    server->SetListening(false);
+    server->ResetConnections();
+    ASSERT_TRUE(Until([&] { return delays.size() == kSessions; }));
+    ComeBack();
+    int mostLogins = 0;
+    Move(policy.firstDelay / 2);
+    for (int i = 0; i < kSlots; i++) {
+        server->ResetCounters();
+        Move(policy.firstDelay / 2 / kSlots);
+        mostLogins = std::max(mostLogins, server->NumCalls("Login"));
+    }
+    EXPECT_LT(mostLogins, 3 * int(kSessions) / kSlots);
+    EXPECT_TRUE(Until([&] { return server->NumWaiting() == int(kSessions); }));
+    EXPECT_EQ(int(kSessions), server->NumSessions());
+    for (const auto &each : sessions)
+        EXPECT_EQ(ORVANE_SESSION_CONNECTED, orvane_session_get_state(each.get()));
+}
+
 TEST_F(Reconnect, TheLastTryIsTheEnd) {
     policy.attempts = 3;
     orvane_session_set_reconnect(session, &policy);
