@@ -42,8 +42,9 @@ G_BEGIN_DECLS
  *   are matched enter again; those that have not entered by the first @finished with @isWhole are not matched any more
  * @restarted: the session has logged in again, and the service knows neither the filter nor anything else that belonged to
  *   the former login, such as a view. The filter is created anew after this returns, unless this removes it. Objects that
- *   are still matched enter again, with notifies for what has changed; those that have not entered by the first @finished
- *   with @isWhole are not matched any more. See orvane_session_set_credentials_func()
+ *   are still matched enter again, with notifies for what has changed; properties that the filter names by their paths and
+ *   that the service does not send any more are reset. Objects that have not entered by the first @finished with @isWhole,
+ *   which comes also if none is matched, are not matched any more. See orvane_session_set_credentials_func()
  *
  * Each may be %NULL.
  */

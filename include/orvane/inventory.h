@@ -9,7 +9,8 @@
  * It is a #GListModel of proxies. It uses one filter of the session, on a container view if the service has a view manager,
  * otherwise on a traversal that reaches every managed entity. So an object needs no load of its own. A session that is not
  * connected yet is waited for. When the connection ends, the list stays as it is; when the session is connected again, the
- * same list is brought up to date, by the difference.
+ * same list is brought up to date, by the difference. A session that connects again by itself keeps its proxies; those of
+ * another orvane_session_connect() are others, which replace all that are in the list.
  *
  *   WAITING -> FILLING -> READY            is-ready is %TRUE in the last only
  *      ^          |         |

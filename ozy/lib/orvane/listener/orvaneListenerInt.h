@@ -21,6 +21,7 @@ struct _OrvaneListenerPrivate {
     gboolean isReturnTypeFresh; /* it was set for an operation that is still to begin */
     guint numOperations;        /* that were begun */
     gulong taskInfoHandler;
+    gulong taskLeaveHandler;
     OrvaneListener *taskLoadListener; /* owned; loads the task, until it is loaded */
     gulong taskLoadHandler;
     gboolean taskLoaded; /* an unload is due */

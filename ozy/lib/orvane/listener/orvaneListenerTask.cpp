@@ -80,6 +80,19 @@ void orvane_listener_task_info_cb(OrvaneListener *listener) {
     orvane_listener_set_state(listener, ReadTaskState(listener, info.get(), state));
 }
 
+/* The service has forgotten the task, together with the login: nothing more will come of it. */
+void OnTaskLeft(OrvaneListener *listener) {
+    OrvaneListenerPrivate *priv = listener->priv;
+    const OrvaneMOMgr *momgr = SchemaSession_GetManager(SchemaSession_Of(TaskProxy(priv)));
+    if (momgr == nullptr || !OrvaneMOMgr_WasRenewed(momgr) ||
+        priv->state == ORVANE_LISTENER_SUCCEEDED || priv->state == ORVANE_LISTENER_FAILED)
+        return;
+    OrvaneListenerTakeFault(
+        listener, SKEMA_QORM_METHOD_FAULT(g_object_new(
+                      SKEMA_TYPE_QORM_FAULT_MANAGED_OBJECT_NOT_FOUND, "obj", priv->task, nullptr)));
+    orvane_listener_set_state(listener, ORVANE_LISTENER_FAILED);
+}
+
 /* Releases the load's listener when the load is over. */
 void ReleaseLoadListener(OrvaneListenerPrivate *priv) {
     OrvaneListener *load = priv->taskLoadListener;
@@ -138,6 +151,8 @@ void OrvaneListenerFollowTask(OrvaneListener *listener, SkemaOzyTask *task) {
     priv->task = followed.release();
     priv->taskInfoHandler = g_signal_connect_swapped(
         priv->task, "notify::info", G_CALLBACK(orvane_listener_task_info_cb), listener);
+    priv->taskLeaveHandler =
+        g_signal_connect_swapped(priv->task, "leave", G_CALLBACK(OnTaskLeft), listener);
     orvane_listener_task_info_cb(listener);
     if (watch && priv->task == task)
         LoadTask(listener);
@@ -152,8 +167,9 @@ void OrvaneListenerReleaseTask(OrvaneListener *listener) {
     SkemaQormManagedObject *proxy = TaskProxy(priv);
     OrvaneMOMgr *momgr = SchemaSession_GetManager(SchemaSession_Of(proxy));
     g_signal_handler_disconnect(priv->task, priv->taskInfoHandler);
+    g_signal_handler_disconnect(priv->task, priv->taskLeaveHandler);
     priv->task = nullptr;
-    priv->taskInfoHandler = 0;
+    priv->taskInfoHandler = priv->taskLeaveHandler = 0;
     if (priv->taskLoadListener != nullptr) {
         g_signal_handlers_disconnect_by_data(priv->taskLoadListener, listener);
         ReleaseLoadListener(priv);

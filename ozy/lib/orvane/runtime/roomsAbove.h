@@ -123,6 +123,9 @@ void orvane_momgr_load_object(OrvaneMOMgr *momgr, gboolean partialUpdates,
  */
 void orvane_momgr_unload_object(OrvaneMOMgr *momgr, SkemaQormManagedObject *proxy, gboolean clear);
 
+/* Whether the service had forgotten the filters, so that they were made anew. */
+bool OrvaneMOMgr_WasRenewed(const OrvaneMOMgr *momgr);
+
 /*
  * session/: calls
  *

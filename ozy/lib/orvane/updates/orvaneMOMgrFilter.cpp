@@ -1,9 +1,12 @@
 #include "ozy/lib/orvane/updates/orvaneMOMgrFilter.h"
 
+#include <unordered_set>
 #include <utility>
 
+#include <orvane/objectPath.h>
 #include <orvane/schema/qorm.h>
 
+#include "ozy/lib/orvane/runtime/orvaneRuntime.h"
 #include "ozy/lib/orvane/runtime/roomsAbove.h"
 #include "ozy/lib/orvane/schema/schemaReference.h"
 #include "ozy/lib/orvane/updates/orvaneMOMgrInt.h"
@@ -45,6 +48,60 @@ ObjectPtr<SkemaQormManagedObject> ObjectOf(GObject *update, gint *kind) {
     return ObjectPtr<SkemaQormManagedObject>(object);
 }
 
+/* Whether a path, or one that contains it, is among those that the service has sent. */
+bool IsNamed(std::string path, const std::unordered_set<std::string> &named) {
+    for (size_t end = path.size(); end != std::string::npos; end = path.find_last_of(".[")) {
+        path.resize(end);
+        if (named.contains(path))
+            return true;
+    }
+    return false;
+}
+
+/* Resets a property, if the objects on the way to it exist. */
+void Reset(OrvaneMOMgr *momgr, SkemaQormManagedObject *proxy, const char *path,
+           MOMgrProxies *proxies) {
+    const GValue none = G_VALUE_INIT;
+    ScopedValue current;
+    if (!orvane_object_get_path(G_OBJECT(proxy), path, &current.value))
+        return;
+    proxies->Note(&current.value);
+    MOMgrAssignDifferent(momgr, proxies, G_OBJECT(proxy), path, &none);
+}
+
+/* Whether a PropertySpec is one of the object's class or of an ancestor. */
+bool IsOfClass(GObject *propertySpec, SkemaQormManagedObject *proxy) {
+    char *text = nullptr;
+    g_object_get(propertySpec, "type", &text, nullptr);
+    const GPtr<char> wanted(text);
+    for (GType type = G_OBJECT_TYPE(proxy); type != 0; type = g_type_parent(type)) {
+        if (g_strcmp0(OrvaneType_WireName(type), text) == 0)
+            return true;
+    }
+    return false;
+}
+
+/* Resets what the filter selects of an object, and its first update since the filter was created anew does not have. */
+void ResetOthers(OrvaneMOMgr *momgr, const MOMgrFilter *filter, SkemaQormManagedObject *proxy,
+                 const std::unordered_set<std::string> &named, MOMgrProxies *proxies) {
+    const MOMgrReplyArray propSet(filter->spec.get(), "propSet");
+    for (const GValue &element : propSet.Elements()) {
+        GObject *spec =
+            MOMgrGetObject(&element, skema_qorm_core_property_collector_property_spec_get_type());
+        if (spec == nullptr || !IsOfClass(spec, proxy))
+            continue;
+        const MOMgrReplyArray pathSet(spec, "pathSet");
+        for (const GValue &path : pathSet.Elements()) {
+            const char *text = G_VALUE_HOLDS_STRING(&path) ? g_value_get_string(&path) : nullptr;
+            if (text == nullptr || IsNamed(text, named))
+                continue;
+            Reset(momgr, proxy, text, proxies);
+            if (filter->isRemoved || !MOMgrIsFollowing(momgr))
+                return;
+        }
+    }
+}
+
 /* Applies one ObjectUpdate. Returns whether the filter still exists. */
 bool ApplyObject(OrvaneMOMgr *momgr, MOMgrFilter *filter, GObject *update, MOMgrProxies *proxies) {
     gint kind = SKEMA_QORM_CORE_PROPERTY_COLLECTOR_OBJECT_UPDATE_MODIFY;
@@ -60,6 +117,7 @@ bool ApplyObject(OrvaneMOMgr *momgr, MOMgrFilter *filter, GObject *update, MOMgr
     const bool isEnter = kind == SKEMA_QORM_CORE_PROPERTY_COLLECTOR_OBJECT_UPDATE_ENTER;
     const bool isDifference = isEnter && momgr->priv->renewal != nullptr;
     const GType changeType = skema_qorm_core_property_collector_change_get_type();
+    std::unordered_set<std::string> named;
     const MOMgrReplyArray changeSet(update, "changeSet");
     for (const GValue &element : changeSet.Elements()) {
         GObject *change = MOMgrGetObject(&element, changeType);
@@ -70,11 +128,17 @@ bool ApplyObject(OrvaneMOMgr *momgr, MOMgrFilter *filter, GObject *update, MOMgr
             MOMgrApplyChange(momgr, proxies, proxy.get(), change, isDifference, &copy);
         if (filter->isRemoved)
             return false;
+        if (isDifference && path != nullptr)
+            named.emplace(path);
         if (!isEnter && path != nullptr && functions.changed != nullptr)
             functions.changed(proxy.get(), path, filter->data);
         if (filter->isRemoved || !MOMgrIsFollowing(momgr))
             return false;
     }
+    if (isDifference)
+        ResetOthers(momgr, filter, proxy.get(), named, proxies);
+    if (filter->isRemoved || !MOMgrIsFollowing(momgr))
+        return false;
     if (isEnter && functions.entered != nullptr)
         functions.entered(proxy.get(), filter->data);
     return !filter->isRemoved;
@@ -122,7 +186,7 @@ void Destroy(OrvaneMOMgr *momgr, const std::string &id) {
 
 void Finish(OrvaneMOMgr *momgr, MOMgrFilter *filter, bool isWhole) {
     if (isWhole)
-        filter->isRewound = false;
+        filter->isRewound = filter->isRestarted = false;
     if (MOMgrIsFollowing(momgr) && !filter->isRemoved && filter->functions.finished != nullptr)
         filter->functions.finished(isWhole, filter->data);
 }
@@ -149,6 +213,22 @@ void ApplyHeld(OrvaneMOMgr *momgr) {
                                &updated);
         MOMgrFilter_Finish(momgr, updated, update.isWhole);
     }
+}
+
+/* All filters exist on the service. What those that were created anew select is complete with the next whole reply to a
+ * call for updates that is sent from now on; for one that matches nothing, the service sends nothing. */
+void ExpectRestarted(OrvaneMOMgr *momgr) {
+    MOMgrFilters *filters = momgr->priv->filters;
+    if (filters->numCreating > 0 || !std::exchange(filters->hasRestarted, false) ||
+        !MOMgrIsFollowing(momgr))
+        return;
+    bool isExpected = false;
+    for (const auto &[number, filter] : filters->byNumber) {
+        if (std::exchange(filter->isRestarted, false))
+            filter->isRewound = isExpected = true;
+    }
+    if (isExpected)
+        MOMgrProbe(momgr);
 }
 
 /* The id of the filter that a call created; empty if it failed. */
@@ -199,6 +279,8 @@ void OnCreated(OrvaneListener *internal, gpointer data) {
     }
     if (momgr->priv->filters == filters)
         ApplyHeld(momgr);
+    if (momgr->priv->filters == filters)
+        ExpectRestarted(momgr);
 }
 
 /* Sends the creation of a filter. FALSE if that is not possible. */
@@ -319,6 +401,7 @@ void MOMgrFilter_Restart(OrvaneMOMgr *momgr) {
     for (const auto &[number, filter] : filters->byNumber) {
         filter->id.clear();
         filter->isRewound = false;
+        filter->isRestarted = filters->hasRestarted = true;
         numbers.push_back(number);
     }
     for (guint number : numbers) {

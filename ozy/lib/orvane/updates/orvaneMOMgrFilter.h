@@ -35,7 +35,8 @@ struct MOMgrFilter {
     int references;
     ObjectPtr<GObject> spec; /* to create it anew */
     gboolean partialUpdates;
-    bool isRewound = false; /* "finished" with isWhole is still to come */
+    bool isRewound = false;   /* "finished" with isWhole is still to come */
+    bool isRestarted = false; /* the same, and the service may send nothing for it */
 };
 
 struct MOMgrUnrefFilter {
@@ -59,6 +60,7 @@ struct MOMgrFilters {
     std::vector<guint>
         waiting; /* numbers of those whose creation waits for the login to be complete */
     size_t numCreating = 0;
+    bool hasRestarted = false; /* one that is created anew */
 };
 
 /* Applies a FilterUpdate if it is one of an application's filter, or holds it. FALSE if it is to take the usual path.

@@ -71,6 +71,7 @@ struct OrvaneMOMgrPrivate {
     GHashTable *creating;   /* the internal listeners of CreateFilter calls, not owned */
     MOMgrRenewal *renewal;  /* NULL until filters were made anew */
     bool isWaitingForLogin; /* the update stream was refused */
+    bool isProbing;         /* the next call for updates is answered at once, also without any */
     guint numFailedWaits;   /* in a row, for reasons of the transport */
 };
 
@@ -174,6 +175,11 @@ void MOMgrUpdateProperty(OrvaneMOMgr *momgr, GObject *object, const char *path, 
 /* The same; sets a property to a value that differs from the one that it has. */
 void MOMgrAssignDifferent(OrvaneMOMgr *momgr, MOMgrProxies *proxies, GObject *object,
                           const char *path, const GValue *value);
+
+/* Closes the open call for updates. */
+void MOMgrStopWait(OrvaneMOMgr *momgr);
+/* Replaces it by one that the service answers at once. */
+void MOMgrProbe(OrvaneMOMgr *momgr);
 
 /* Stops the update stream and interrupts the session. Runs the application's code. */
 void MOMgrInterrupt(OrvaneMOMgr *momgr);

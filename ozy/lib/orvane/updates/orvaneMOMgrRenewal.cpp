@@ -28,11 +28,7 @@ void FreeCreating(gpointer data) {
 /* Closes the calls of the manager whose replies belong to the former login. */
 void StopCalls(OrvaneMOMgr *momgr) {
     OrvaneMOMgrPrivate *priv = momgr->priv;
-    OrvaneListener *updates = priv->updatesListener;
-    g_clear_weak_pointer(&priv->updatesListener);
-    priv->updatesInFlight = FALSE;
-    if (updates != nullptr)
-        OrvaneSession_StopCalls(priv->session, updates);
+    MOMgrStopWait(momgr);
     guint count = 0;
     const GPtr<gpointer[]> listeners(g_hash_table_get_keys_as_array(priv->creating, &count));
     for (guint i = 0; i < count; i++)
@@ -203,6 +199,10 @@ void OrvaneMOMgr_Restart(OrvaneMOMgr *momgr) {
         return;
     orvane_momgr_wait_for_updates(momgr);
     MOMgrStartLoads(momgr);
+}
+
+bool OrvaneMOMgr_WasRenewed(const OrvaneMOMgr *momgr) {
+    return momgr->priv->renewal != nullptr;
 }
 
 bool OrvaneMOMgr_IsWaitingForLogin(const OrvaneMOMgr *momgr) {

@@ -94,7 +94,8 @@ void ApplyObject(const Updates &updates, GObject *update) {
         Enter(momgr, proxy.get());
 }
 
-/* The service has no such object. Only a strict manager fails the loads that wait for it. */
+/* The service has no such object. A strict manager fails the loads that wait for it; any does so with those of tasks that
+ * the service has forgotten together with the login. */
 void FailMissing(OrvaneMOMgr *momgr, GObject *filterUpdate) {
     if (!momgr->priv->hasStrictLoads && momgr->priv->renewal == nullptr)
         return;
@@ -112,7 +113,8 @@ void FailMissing(OrvaneMOMgr *momgr, GObject *filterUpdate) {
         g_value_take_object(&fault.value, reason);
         if (proxy != nullptr && MOMgrRenewal_IsCreating(momgr, proxy.get()))
             MOMgrRenewal_Fail(momgr, proxy.get(), reason);
-        else if (proxy != nullptr && momgr->priv->hasStrictLoads)
+        else if (proxy != nullptr &&
+                 (momgr->priv->hasStrictLoads || SKEMA_IS_OZY_TASK(proxy.get())))
             MOMgrFailLoad(momgr, proxy.get(), &fault.value);
     }
 }
@@ -169,10 +171,12 @@ bool IsLost(OrvaneMOMgr *momgr, gpointer fault) {
            (number >= kMaxFailedWaits || ErrorOf(fault) == BASICHTTP_ERROR_INACTIVITY_TIMEOUT);
 }
 
-/* A reply without updates is none. */
+/* A reply without updates is no failure: nothing has changed, and so what has come is whole. */
 void HandleFailure(OrvaneMOMgr *momgr, OrvaneListener *internal) {
-    if (orvane_listener_get_state(internal) == ORVANE_LISTENER_SUCCEEDED)
+    if (orvane_listener_get_state(internal) == ORVANE_LISTENER_SUCCEEDED) {
+        MOMgrFilter_Finish(momgr, {}, true);
         return;
+    }
     const ObjectPtr<SkemaQormMethodFault> fault(orvane_listener_get_fault(internal));
     OrvaneSession *session = MOMgrSession(momgr);
     if (session != nullptr && IsFault(fault.get(), SKEMA_TYPE_OZY_FAULT_NOT_AUTHENTICATED) &&
@@ -182,6 +186,7 @@ void HandleFailure(OrvaneMOMgr *momgr, OrvaneListener *internal) {
     }
     if (IsFault(fault.get(), skema_qorm_core_invalid_collector_version_get_type())) {
         g_clear_pointer(&momgr->priv->collectorVersion, g_free);
+        momgr->priv->isProbing = momgr->priv->filters != nullptr;
         MOMgrFilter_Rewind(momgr);
     } else if (IsFault(fault.get(), skema_ozy_fault_no_permission_get_type()) ||
                ErrorOf(fault.get()) == BASICHTTP_ERROR_COULDNT_CONNECT ||
@@ -200,7 +205,7 @@ void SendWait(OrvaneMOMgr *momgr, OrvaneSession *session, OrvaneListener *intern
     const ObjectPtr<SkemaQormCorePropertyCollectorWaitOptions> options(
         SKEMA_QORM_CORE_PROPERTY_COLLECTOR_WAIT_OPTIONS(
             g_object_new(skema_qorm_core_property_collector_wait_options_get_type(),
-                         "maxWaitSeconds", kMaxWaitSeconds, nullptr)));
+                         "maxWaitSeconds", momgr->priv->isProbing ? 0 : kMaxWaitSeconds, nullptr)));
     skema_qorm_core_property_collector_wait_for_updates_ex(collector, version, options.get(),
                                                            internal);
 }
@@ -212,6 +217,21 @@ void MOMgrInterrupt(OrvaneMOMgr *momgr) {
     g_clear_weak_pointer(&momgr->priv->updatesListener);
     if (OrvaneSession *session = MOMgrSession(momgr))
         orvane_session_set_interrupted(session);
+}
+
+void MOMgrStopWait(OrvaneMOMgr *momgr) {
+    OrvaneMOMgrPrivate *priv = momgr->priv;
+    OrvaneListener *updates = priv->updatesListener;
+    g_clear_weak_pointer(&priv->updatesListener);
+    priv->updatesInFlight = FALSE;
+    if (updates != nullptr)
+        OrvaneSession_StopCalls(priv->session, updates);
+}
+
+void MOMgrProbe(OrvaneMOMgr *momgr) {
+    momgr->priv->isProbing = true;
+    MOMgrStopWait(momgr);
+    orvane_momgr_wait_for_updates(momgr);
 }
 
 bool MOMgrIsFollowing(OrvaneMOMgr *momgr) {
@@ -317,6 +337,7 @@ void orvane_momgr_updates_cb(OrvaneListener *internal, gpointer data) {
             MOMgrGetObject(&result.value, skema_qorm_core_property_collector_update_set_get_type());
         if (orvane_listener_get_state(internal) == ORVANE_LISTENER_SUCCEEDED && holdSession) {
             priv->numFailedWaits = 0;
+            priv->isProbing = false;
             OrvaneSession_NoteUpdates(holdSession.get(), g_hash_table_size(priv->creating) == 0);
         }
         if (updateSet != nullptr)

@@ -146,6 +146,29 @@ TEST_F(Relogin, AnOpenLoadAndATaskGoOn) {
     EXPECT_EQ("succeeded", ends["task"]);
 }
 
+/* The service was replaced, so that it knows neither the login nor the task. */
+TEST_F(Relogin, ATaskThatIsGoneFails) {
+    for (const bool isLoaded : {true, false}) {
+        SCOPED_TRACE(isLoaded);
+        Begin();
+        if (!isLoaded) { /* no update tells of the task */
+            server->AddTrouble({.kind = TroubleKind::Silent, .method = "WaitForUpdatesEx"});
+            Load("vm-102");
+            testLoop::Settle();
+        }
+        BeginPowerOn("task", "vm-101");
+        testLoop::Settle();
+        events.clear();
+        ends.clear();
+        const int port = server->Port();
+        StopServer();
+        StartServer({.port = port, .hosts = 1, .machines = 3});
+        EXPECT_TRUE(Until([&] { return ends.contains("task"); }));
+        EXPECT_EQ("fault SkemaQormFaultManagedObjectNotFound", ends["task"]);
+        EXPECT_TRUE(IsState(ORVANE_SESSION_CONNECTED));
+    }
+}
+
 struct FilterLog {
     OrvaneSession *session;
     std::vector<std::string> events;
@@ -162,6 +185,9 @@ TEST_F(Relogin, AFilterOfTheApplicationStartsAgain) {
     functions.restarted = [](gpointer data) {
         static_cast<FilterLog *>(data)->events.emplace_back("restarted");
     };
+    functions.finished = [](gboolean isWhole, gpointer data) {
+        static_cast<FilterLog *>(data)->events.emplace_back(isWhole ? "finished" : "more");
+    };
     Proxy *proxy = Machine("vm-101");
     const ObjectPtr<GObject> spec(orvane_filter_spec_new(
         TRUE, orvane_property_spec_new(SKEMA_TYPE_OZY_VIRTUAL_MACHINE, FALSE, "name", nullptr),
@@ -170,16 +196,39 @@ TEST_F(Relogin, AFilterOfTheApplicationStartsAgain) {
     const guint filter =
         orvane_session_add_filter(session, spec.get(), TRUE, &functions, &log, nullptr);
     testLoop::Settle();
-    EXPECT_THAT(log.events, ElementsAre("created", "entered vm-101"));
+    EXPECT_THAT(log.events, ElementsAre("created", "entered vm-101", "finished"));
     g_signal_connect_swapped(proxy, "notify::name",
                              G_CALLBACK(+[](FilterLog *to) { to->events.emplace_back("notify"); }),
                              &log);
     Expire();
-    EXPECT_THAT(log.events,
-                ElementsAre("created", "entered vm-101", "restarted", "created", "entered vm-101"));
+    EXPECT_THAT(log.events, ElementsAre("created", "entered vm-101", "finished", "restarted",
+                                        "created", "entered vm-101", "finished"));
+    log.events.clear();
     Rename("vm-101", "x");
     testLoop::Settle();
-    EXPECT_EQ("notify", log.events.back());
+    EXPECT_THAT(log.events, ElementsAre("notify", "finished"));
+
+    /* what the service no longer sends is reset, */
+    log.events.clear();
+    server->DenyProperty("VirtualMachine", "name");
+    Expire();
+    EXPECT_THAT(log.events,
+                ElementsAre("restarted", "created", "notify", "entered vm-101", "finished"));
+    EXPECT_EQ("", Name(proxy));
+    /* and a filter that matches nothing is complete as well */
+    const ObjectPtr<Proxy> folder(static_cast<Proxy *>(g_object_ref_sink(
+        orvane_session_get_object(session, server->RootFolder().c_str(), SKEMA_TYPE_OZY_FOLDER))));
+    const ObjectPtr<GObject> none(orvane_filter_spec_new(
+        TRUE, orvane_property_spec_new(SKEMA_TYPE_OZY_VIRTUAL_MACHINE, FALSE, "name", nullptr),
+        orvane_object_spec_new(folder.get(), FALSE, TRUE, nullptr), nullptr));
+    FilterLog empty{session, {}};
+    const guint filterOfNone =
+        orvane_session_add_filter(session, none.get(), TRUE, &functions, &empty, nullptr);
+    testLoop::Settle();
+    Expire();
+    EXPECT_THAT(empty.events, ElementsAre("created", "restarted", "created", "finished"));
+    EXPECT_TRUE(IsWaiting());
+    orvane_session_remove_filter(session, filterOfNone);
     orvane_session_remove_filter(session, filter);
     testLoop::Settle();
     EXPECT_EQ(1, server->NumFilters());
