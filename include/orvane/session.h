@@ -428,8 +428,8 @@ typedef struct {
  * is %ORVANE_SESSION_INTERRUPTED until it is %ORVANE_SESSION_CONNECTED again. Set it before the connect.
  *
  * With it the session is also INTERRUPTED when the call for updates has failed three times in a row for any reason of the
- * transport, or when the service sends nothing on it for 60 seconds more than it may be silent. A peer that is gone without a word is noticed
- * within two minutes, by TCP.
+ * transport, or when the service sends nothing on it for 60 seconds more than it may be silent. A peer that is gone
+ * without a word is noticed within two minutes, by TCP.
  *
  * - Operations that are open end with %ORVANE_OUTCOME_DISCONNECTED and "failure" with a RequestCanceled. What was asked of the
  *   service may have been done. Calls that are made while the state is INTERRUPTED end so at the next try. During a try they
@@ -461,7 +461,8 @@ ORVANE_EXPORT void orvane_session_set_reconnect(OrvaneSession *session,
  * @session: a session
  * @error: (out) (optional) (nullable): an error of the domain %ORVANE_ERROR, see <orvane/operation.h>
  *
- * Returns: %TRUE if the last try to connect again has failed, or the service has refused another login; otherwise %FALSE, with @error unchanged
+ * Returns: %TRUE if the last try to connect again has failed, or the service has refused another login;
+ *   otherwise %FALSE, with @error unchanged
  */
 ORVANE_EXPORT gboolean orvane_session_get_reconnect_error(OrvaneSession *session, GError **error);
 

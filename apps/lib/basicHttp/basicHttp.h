@@ -368,8 +368,8 @@ void BasicHttp_SetFreshConnection(BasicHttpRequest *request);
 /* Its connection is closed afterwards. */
 void BasicHttp_ForbidReuse(BasicHttpRequest *request);
 
-/* TCP itself checks that the peer of the request's connection is there, also of one that was kept. A peer that does not even confirm what it
- * gets ends the connection within two minutes. */
+/* TCP itself checks that the peer of the request's connection is there, also of one that was kept. A peer that does
+ * not even confirm what it gets ends the connection within two minutes. */
 void BasicHttp_SetDetectDeadPeer(BasicHttpRequest *request);
 
 /* Time limit for the connection to be established; 0 for libcurl's limit only, which is 60 seconds.

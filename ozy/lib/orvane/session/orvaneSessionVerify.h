@@ -19,7 +19,8 @@
  *
  * Strict: every connection of the session is checked, not only those of discovery, and the session shares no
  * connection with others. The function is not called again for a certificate that it has accepted, until the
- * session's connection ends or a try to connect again begins. Before each request is sent, its connection must be one whose peer was accepted.
+ * session's connection ends or a try to connect again begins. Before each request is sent, its connection must be
+ * one whose peer was accepted.
  *
  * Threads: the loop's.
  */
