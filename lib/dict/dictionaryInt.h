@@ -5,6 +5,8 @@
  *   dictionaryValue.cpp   conversions between values and texts
  *   dictionaryText.cpp    lines: reading and writing buffers, encodings
  *   dictionaryMerge.cpp   whole dictionaries: update, marshalling, log
+ *   dictionaryCrypto.cpp  the encrypted part: sealing, opening, other keys
+ *   dictionaryFile.cpp    dictionaries in files
  */
 #pragma once
 

@@ -5,6 +5,8 @@
  *   msgText.cpp    catalogue, localised texts
  *   msgShow.cpp    posts, questions, hints, progress
  *   msgStdio.cpp   the callbacks for a terminal
+ *
+ * Modules without this state are msgList.cpp and the formats: msgFmtParse.cpp, msgFmtArgs.cpp, msgFmtPrint.cpp.
  */
 #pragma once
 

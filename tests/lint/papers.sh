@@ -45,3 +45,17 @@ git ls-files '*.cpp' '*.h' '*.c' '*.inc' '*.sh' '*.txt' '*.cmake' '*.schema' dev
         }
     }
     END { exit bad }'
+
+# A head comment that lists three sources of a folder or more lists all whose names begin as those do.
+status=0
+while read -r header; do
+    folder=${header%/*}
+    sed '/^ \*\//q' "$header" >"$work/head"
+    sed -nE 's/^ \*   ([A-Za-z0-9]+\.cpp) .*/\1/p' "$work/head" | sort -u >"$work/listed"
+    [[ $(wc -l <"$work/listed") -ge 3 ]] || continue
+    prefix=$(sed -e '1{h;d}' -e 'G;s/^\(.*\).*\n\1.*$/\1/;h;$!d' "$work/listed")
+    missing=$(git ls-files "$folder/$prefix*.cpp" | sed "s,^$folder/,," | grep -v / | while read -r name; do
+        grep -qw "$name" "$work/head" || echo "$name"; done)
+    [[ -z $missing ]] || { echo "$header: its list of sources lacks" $missing; status=1; }
+done < <(git ls-files '*.h')
+exit $status

@@ -13,6 +13,7 @@
  *   basicHttpPause.cpp     pausing
  *   basicHttpBandwidth.cpp bandwidth groups
  *   basicHttpTimeout.cpp   connection and inactivity time-outs
+ *   basicHttpDeadline.cpp  time limits in milliseconds, with one timer for all
  *   basicHttpSource.cpp    request bodies
  *   basicHttpRequestHeader.cpp  the headers that a request sends
  *   basicHttpTls.cpp       what of a peer is checked, and by what

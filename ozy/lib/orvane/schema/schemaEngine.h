@@ -9,6 +9,9 @@
  *   schemaKinds.cpp      a row per kind of value: param spec, storing, packing
  *   schemaReference.cpp  managed objects, which are kept as ids and never held
  *   schemaInvoke.cpp     arguments of a stub -> values -> the session
+ *   schemaCompare.cpp    whether two values are equal
+ *   schemaLookup.cpp     types by their names, versions and privileges
+ *   schemaLoad.cpp       further tables of a file or an application
  *
  * An instance is its root's struct from <orvane/runtime.h>, then the fields of each class below it,
  * from the base down. The class struct of a root ends in a pointer to the class's SchemaClass,
@@ -45,7 +48,7 @@ struct SchemaField {
     GParamSpec *pspec;
     GType valueType; /* the type of one element of an array, otherwise of the value */
     GQuark mark;     /* of the object data that says "was set"; 0 for a required field */
-    guint32 offset;  /* in the instance, in bytes */
+    guint32 offset;  /* of the value in the instance, in bytes */
 };
 
 /* A class of the schema once it is initialised. */
@@ -56,8 +59,9 @@ struct SchemaClass {
     const char *wireName; /* "TaskInfo" */
     GType type;
     void (*chainUp)(GObject *object); /* finalises the part above the schema's root */
-    guint32 sessionOffset;            /* of the OrvaneSession * in the instance, in bytes */
-    gint32 recordOffset;              /* of the SchemaSession in the instance's private part */
+    guint32 sessionOffset;            /* in the instance, in bytes, of the OrvaneSession * */
+    gint32
+        recordOffset; /* in the instance, in bytes, of the SchemaSession, which is in the private part */
     guint32 numFields;
     SchemaField *fields; /* own fields only; the field at place i has the property id i + 1 */
     std::vector<const SchemaField *> allFields; /* with those of the bases, which come last */

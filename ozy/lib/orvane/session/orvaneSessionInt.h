@@ -3,7 +3,7 @@
  *
  * A connection lasts from a connect to the clean-up after it, and has a number. Whatever runs the
  * application's code (the notify of a state, a listener's signal, the release of an object) may return when
- * the session has another connection, or none: ConnectionWatch tells.
+ * the session has another connection, or none: a ConnectionWatch checks that.
  *
  *   orvaneSession.cpp            the object: properties, setters, clean-up
  *   orvaneSessionConnect.cpp     the connect functions, and what all steps of a connect use
@@ -165,8 +165,9 @@ struct _OrvaneSessionPrivate {
     OrvaneSspiState *sspiState;
     gboolean useLegacy;
     BasicHttpCookieJar *cookieJar;
-    bool isStrict;             /* every connection is checked, */
-    bool asksFunction;         /* by the application's function, otherwise by CA certificates */
+    bool isStrict; /* every connection is checked before anything is sent on it */
+    bool
+        asksFunction; /* certificates are checked by the application's function, not by CA certificates */
     GHashTable *acceptedCerts; /* set of SHA-256 thumbprints; NULL for none */
     char *lateCert;            /* owned; that of an answer for the next try; NULL for none */
     bool isLateAccepted;       /* the answer */
@@ -192,7 +193,7 @@ struct _OrvaneSessionPrivate {
     ObjectWatch<OrvaneSession> *watches;
 };
 
-/* Tells whether a session exists and still has the connection that it had. */
+/* Checks whether a session exists and still has the connection that it had. */
 class ConnectionWatch {
 public:
     explicit ConnectionWatch(OrvaneSession *watched)
