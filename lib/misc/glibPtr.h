@@ -13,6 +13,7 @@
 
 #include <glib-object.h>
 #include <libxml/tree.h>
+#include <libxml/xmlmemory.h>
 
 template <auto release> struct Release {
     template <class T> void operator()(T *p) const { release(p); }
@@ -21,6 +22,10 @@ template <class T> using GPtr = std::unique_ptr<T, Release<g_free>>;
 template <class T> using MallocPtr = std::unique_ptr<T, Release<free>>;
 template <class T> using ObjectPtr = std::unique_ptr<T, Release<g_object_unref>>;
 using XmlDocPtr = std::unique_ptr<xmlDoc, Release<xmlFreeDoc>>;
+struct FreeXmlText {
+    void operator()(xmlChar *text) const { xmlFree(text); }
+};
+using XmlTextPtr = std::unique_ptr<xmlChar, FreeXmlText>;
 using StrvPtr = std::unique_ptr<char *, Release<g_strfreev>>;
 using TypeClassPtr = std::unique_ptr<void, Release<g_type_class_unref>>;
 

@@ -6,6 +6,7 @@
 #include <libxml/parser.h>
 #include <libxml/xmlerror.h>
 
+#include "lib/misc/glibPtr.h"
 #include "lib/misc/xmlErrorScope.h"
 
 namespace schemaImport {
@@ -98,8 +99,7 @@ std::vector<xmlNode *> Children(const xmlNode *node) {
 }
 
 std::string Attribute(const xmlNode *node, const char *name) {
-    const std::unique_ptr<xmlChar, void (*)(void *)> value(
-        xmlGetNoNsProp(node, reinterpret_cast<const xmlChar *>(name)), xmlFree);
+    const XmlTextPtr value(xmlGetNoNsProp(node, reinterpret_cast<const xmlChar *>(name)));
     return value != nullptr ? Text(value.get()) : "";
 }
 

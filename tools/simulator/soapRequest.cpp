@@ -10,6 +10,8 @@
 #include <libxml/parser.h>
 #include <libxml/tree.h>
 
+#include "lib/misc/glibPtr.h"
+
 namespace simulator {
 
 namespace {
@@ -22,9 +24,7 @@ std::string String(const xmlChar *text) {
 }
 
 std::string TakeString(xmlChar *text) {
-    std::string result = String(text);
-    xmlFree(text);
-    return result;
+    return String(XmlTextPtr(text).get());
 }
 
 const xmlNode *FirstElement(const xmlNode *node) {

@@ -25,23 +25,18 @@ constexpr const char *kProxyVariable = "HALDEN_PROXY_FILEPATH";
 constexpr const char *kProxyFile = "/etc/halden/nodehub/proxy.xml";
 constexpr gsize kMaxTicketSize = 4096;
 
-struct FreeXmlText {
-    void operator()(xmlChar *text) const { xmlFree(text); }
-};
-using XmlText = std::unique_ptr<xmlChar, FreeXmlText>;
-
 bool IsNamed(const xmlNode *node, const char *name) {
     return node->type == XML_ELEMENT_NODE && xmlStrcmp(node->name, BAD_CAST name) == 0;
 }
 
 /* The text of the root's first child of that name; NULL if there is none. */
-XmlText ConfigText(const xmlDoc *document, const char *name) {
+XmlTextPtr ConfigText(const xmlDoc *document, const char *name) {
     const xmlNode *root = xmlDocGetRootElement(document);
     if (root == nullptr || !IsNamed(root, "ConfigRoot"))
         return nullptr;
     for (xmlNode *child = root->children; child != nullptr; child = child->next) {
         if (IsNamed(child, name))
-            return XmlText(xmlNodeGetContent(child));
+            return XmlTextPtr(xmlNodeGetContent(child));
     }
     return nullptr;
 }
@@ -58,7 +53,7 @@ char *LocalSoapUrlOzy(bool useHttps) {
             "orvane_session_get_local_soap_url_ozy", path, kProxyVariable);
         return g_strdup_printf("%s://localhost/sdk", scheme);
     }
-    const XmlText port = ConfigText(document.get(), useHttps ? "httpsPort" : "httpPort");
+    const XmlTextPtr port = ConfigText(document.get(), useHttps ? "httpsPort" : "httpPort");
     if (!port)
         return g_strdup_printf("%s://localhost/sdk", scheme);
     return g_strdup_printf("%s://127.0.0.1:%s/sdk", scheme, reinterpret_cast<char *>(port.get()));

@@ -9,11 +9,6 @@
 
 namespace {
 
-struct FreeXmlText {
-    void operator()(xmlChar *text) const { xmlFree(text); }
-};
-using XmlText = std::unique_ptr<xmlChar, FreeXmlText>;
-
 bool IsNamed(const xmlNode *node, const char *name) {
     return node->type == XML_ELEMENT_NODE && xmlStrcmp(node->name, BAD_CAST name) == 0;
 }
@@ -26,7 +21,7 @@ const xmlNode *FirstNamed(const xmlNode *node, const char *name) {
 }
 
 std::string TextOf(const xmlNode *node) {
-    const XmlText text(node != nullptr ? xmlNodeGetContent(node) : nullptr);
+    const XmlTextPtr text(node != nullptr ? xmlNodeGetContent(node) : nullptr);
     return text ? reinterpret_cast<const char *>(text.get()) : "";
 }
 
@@ -100,7 +95,7 @@ OrvaneServiceVersion OrvaneServiceVersion_FromWsdl(const char *content, gsize le
     if (root == nullptr || !IsNamed(root, "definitions"))
         return {};
     const xmlNode *import = FirstNamed(root->children, "import");
-    const XmlText attribute(
+    const XmlTextPtr attribute(
         import != nullptr ? xmlGetNoNsProp(const_cast<xmlNode *>(import), BAD_CAST "namespace")
                           : nullptr);
     if (!attribute)

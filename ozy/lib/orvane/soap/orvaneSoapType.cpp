@@ -66,9 +66,8 @@ const char *SoapAttributeText(const xmlAttr *attribute, std::string *store) {
         return "";
     if (piece->next == nullptr && piece->type == XML_TEXT_NODE && piece->content != nullptr)
         return reinterpret_cast<const char *>(piece->content);
-    xmlChar *joined = xmlNodeListGetString(attribute->doc, piece, 1);
-    store->assign(joined != nullptr ? reinterpret_cast<const char *>(joined) : "");
-    xmlFree(joined);
+    const XmlTextPtr joined(xmlNodeListGetString(attribute->doc, piece, 1));
+    store->assign(joined ? reinterpret_cast<const char *>(joined.get()) : "");
     return store->c_str();
 }
 
