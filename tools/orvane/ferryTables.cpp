@@ -38,8 +38,7 @@ void AddFerryTables() {
     GError *error = nullptr;
     if (orvane_schema_add_overlay("the program's tables", kTables, &error))
         return;
-    const std::unique_ptr<GError, Released<g_error_free>> owner(error);
-    Log("PROGRAM: the tables of jobs are not used: %s\n", error->message);
+    Log("PROGRAM: the tables of jobs are not used: %s\n", TakeMessage(error).c_str());
 }
 
 } // namespace orvaneCli

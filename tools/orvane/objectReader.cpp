@@ -41,11 +41,8 @@ std::string StringOf(GObject *object, const char *property) {
 Json JsonOf(const std::string &name, const GValue *value) {
     GError *error = nullptr;
     const GPtr<char> text(orvane_value_to_json(value, ORVANE_JSON_COMPACT, &error));
-    if (!text) {
-        const std::string why = Printable(error->message);
-        g_error_free(error);
-        throw Failure(fmt::format("{}: {}", Printable(name), why));
-    }
+    if (!text)
+        throw Failure(fmt::format("{}: {}", Printable(name), Printable(TakeMessage(error))));
     return Json::parse(text.get());
 }
 

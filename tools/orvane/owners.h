@@ -6,6 +6,7 @@
 #pragma once
 
 #include <memory>
+#include <string>
 
 #include <glib-object.h>
 
@@ -21,6 +22,13 @@ struct FreeValueArray {
     void operator()(GValueArray *array) const { g_value_array_free(array); }
 };
 using ValueArrayPtr = std::unique_ptr<GValueArray, FreeValueArray>;
+using DateTimePtr = std::unique_ptr<GDateTime, Released<g_date_time_unref>>;
+
+/* The message of an error, which is released. */
+inline std::string TakeMessage(GError *error) {
+    const std::unique_ptr<GError, Released<g_error_free>> owner(error);
+    return error->message;
+}
 
 /* Adds an object to a list of objects of this type, and takes it over. */
 inline void AppendObject(GValueArray *array, GType type, GObject *object) {

@@ -48,8 +48,7 @@ std::string OwnJson(char *json, GError *error) {
     const GPtr<char> text(json);
     if (text)
         return text.get();
-    const std::string why = Printable(error->message);
-    g_error_free(error);
+    const std::string why = Printable(TakeMessage(error));
     throw Failure(
         Text(MSGID("result.noJson") "the result cannot be written as JSON: %s", why.c_str()));
 }

@@ -89,9 +89,7 @@ ObjectPtr<GObject> MakeSpec(const Service &service, GType type, const std::strin
     ObjectPtr<GObject> spec(orvane_object_from_json(service.Session(), type, json.c_str(), &error));
     if (spec)
         return spec;
-    const std::string why = Printable(error->message);
-    g_error_free(error);
-    throw BadUsage(why);
+    throw BadUsage(Printable(TakeMessage(error)));
 }
 
 int RunSet(SetOptions &options) {

@@ -5,12 +5,6 @@
 
 namespace orvaneCli {
 
-namespace {
-
-using DateTimePtr = std::unique_ptr<GDateTime, Released<g_date_time_unref>>;
-
-} // namespace
-
 Cell TimeCell(const std::string &text) {
     const DateTimePtr time(g_date_time_new_from_iso8601(text.c_str(), nullptr));
     if (!time || GetOutputForm() != OutputForm::kTable)

@@ -182,8 +182,7 @@ void ValueReader::ReadJson(const std::string &name, const std::string &json,
         type = ClassOfJson(json, place);
     GError *error = nullptr;
     if (!orvane_value_from_json(session, type, place.elementType, json.c_str(), value, &error)) {
-        const std::string why = Printable(error->message);
-        g_error_free(error);
+        const std::string why = Printable(TakeMessage(error));
         throw BadUsage(Text(MSGID("value.bad") "%s: %s", name.c_str(), why.c_str()));
     }
     const bool isList = place.elementType != 0;

@@ -20,12 +20,9 @@ constexpr guint kCountIntervalMs = 1000; /* of the seconds until the next try */
 constexpr size_t kMostBuffered = 65536;
 
 std::string Now() {
-    GDateTime *now = g_date_time_new_now_utc();
-    const GPtr<char> text(g_date_time_format(now, "%Y-%m-%dT%H:%M:%S"));
-    const std::string all =
-        fmt::format("{}.{:03}Z", text.get(), g_date_time_get_microsecond(now) / 1000);
-    g_date_time_unref(now);
-    return all;
+    const DateTimePtr now(g_date_time_new_now_utc());
+    const GPtr<char> text(g_date_time_format(now.get(), "%Y-%m-%dT%H:%M:%S"));
+    return fmt::format("{}.{:03}Z", text.get(), g_date_time_get_microsecond(now.get()) / 1000);
 }
 
 /* A property as JSON; null if it is not set, or is what JSON cannot express. */
@@ -228,9 +225,8 @@ TableRow WatchTable::RowOf(size_t index) const {
 }
 
 std::string WatchTable::StatusLine() const {
-    GDateTime *now = g_date_time_new_now_local();
-    const GPtr<char> time(g_date_time_format(now, "%H:%M:%S"));
-    g_date_time_unref(now);
+    const DateTimePtr now(g_date_time_new_now_local());
+    const GPtr<char> time(g_date_time_format(now.get(), "%H:%M:%S"));
     if (nextTryAt != 0) {
         const int seconds = SecondsUp(nextTryAt - g_get_monotonic_time());
         return seconds > 0 ? Text(MSGID("watch.reconnecting") "%s  connection lost, tries again in "
