@@ -2,8 +2,9 @@
 //
 // The program runs as a process of its own, against a simulated service with 10,000 machines in this one. "ls" is
 // compared in processor time with the library's own retrieval and release of the same objects, and with nlohmann-json
-// for the same bytes. "--version" is compared in elapsed time, the least of many rounds, with a program that does nothing. "watch" draws its table
-// on a pseudo-terminal while the service reports changes; its figure is the share of one core.
+// for the same bytes. "--version" is compared in elapsed time, the least of many rounds, with a program that does
+// nothing. "watch" draws its table on a pseudo-terminal while the service reports changes; its figure is the share of
+// one core.
 #include <fcntl.h>
 #include <poll.h>
 #include <pty.h>

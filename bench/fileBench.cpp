@@ -199,8 +199,8 @@ int CountNames(const char *path) {
     return count;
 }
 
-/* What the protocol needs: the directory with its mode, a number reserved and free, the member file written under a name of its own
- * and renamed, the directory read before the number and after the entry. */
+/* What the protocol needs: the directory with its mode, a number reserved and free, the member file written under a
+ * name of its own and renamed, the directory read before the number and after the entry. */
 void LockPeer(benchmark::State &state) {
     const std::string directory = gFolder + "/locked.lck";
     const std::string entering = directory + "/D00001.lck";

@@ -1,7 +1,7 @@
 /*
  * Replies from anybody: whatever the bytes, reading them ends, and what was read can be written and
- * released. Reading them in pieces yields the same. The last byte, the newline of the recorded replies, picks the method whose reply they
- * are taken for.
+ * released. Reading them in pieces yields the same. The last byte, the newline of the recorded replies, picks the
+ * method whose reply they are taken for.
  */
 #include <cstdint>
 #include <cstdlib>

@@ -174,7 +174,7 @@ ORVANE_EXPORT gboolean orvane_listener_get_outcome(OrvaneListener *listener,
  * @error: (out) (optional) (nullable): an error of the domain %ORVANE_ERROR, whose code is the outcome and whose
  *     message is for people
  *
- * Tells why the last operation did not succeed. It may be called in a handler of "failure", too. The message names
+ * Returns why the last operation did not succeed. It may be called in a handler of "failure", too. The message names
  * what a person can do about it. Text of the service in it is on one line and free of control characters.
  *
  * Returns: %TRUE if the operation has ended without success; otherwise %FALSE, with @error unchanged

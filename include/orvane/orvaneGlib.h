@@ -57,7 +57,7 @@ ORVANE_EXPORT void orvane_glib_shutdown(void);
  * timed out can be repeated.
  *
  * Returns: %TRUE if the operation succeeded; %FALSE if it failed, has not ended in time, or did not begin.
- *     orvane_listener_get_error() tells why
+ *     orvane_listener_get_error() returns the reason
  */
 ORVANE_EXPORT gboolean orvane_glib_wait(OrvaneListener *listener, gint timeout);
 

@@ -308,9 +308,10 @@ ORVANE_EXPORT void orvane_session_set_use_fresh_connection(OrvaneSession *sessio
  *
  * Limits what a service can make the process allocate. Both count for replies to calls and for the documents of
  * a connect. A larger body, or one announced as larger, ends the transfer. What arrived before is read; the call
- * fails with an OrvaneFaultInvalidResponse whose errorCode is not 0 if that is no whole reply. A larger tree fails the call as a reply that is no XML does, with a line in the log. The tree of a
- * plain reply takes 3 to 38 times its text. The limit is checked as memory is taken; a text that arrives in
- * pieces can exceed it by up to twice its own size.
+ * fails with an OrvaneFaultInvalidResponse whose errorCode is not 0 if that is no whole reply. A larger tree fails
+ * the call as a reply that is no XML does, with a line in the log. The tree of a plain reply takes 3 to 38 times its
+ * text. The limit is checked as memory is taken; a text that arrives in pieces can exceed it by up to twice its own
+ * size.
  *
  * To be called before the requests that it is to limit.
  */
@@ -369,7 +370,7 @@ typedef gboolean (*OrvaneCredentialsFunc)(OrvaneSession *session, char **user, c
  * @data: passed to @function
  * @destroy: (nullable): releases @data when the function is replaced or the session is finalised
  *
- * Makes the session log in again by itself when the service has ended the login, which it reports by the fault
+ * Makes the session log in again automatically when the service has ended the login, which it reports by the fault
  * NotAuthenticated. All calls that get this fault wait for one login, and are then sent once more: the service has not
  * begun them. @function is called from the loop, once for each login. What it returns is not kept.
  *
@@ -424,7 +425,7 @@ typedef struct {
  * @session: a session
  * @reconnect: (nullable): copied; %NULL for none, which is the initial state
  *
- * Makes the session connect again by itself when it is INTERRUPTED. The state and its signals are as without it: the state
+ * Makes the session connect again automatically when it is INTERRUPTED. The state and its signals are as without it: the state
  * is %ORVANE_SESSION_INTERRUPTED until it is %ORVANE_SESSION_CONNECTED again. Set it before the connect.
  *
  * With it the session is also INTERRUPTED when the call for updates has failed three times in a row for any reason of the

@@ -239,7 +239,7 @@ CryptoError PutTexts(CryptoDict *dict, char *key, char *value, gsize room, bool 
 constexpr gssize kCopiedAtOnce = 16;
 using Bytes16 = guint8 __attribute__((vector_size(kCopiedAtOnce)));
 
-/* Copies 16 bytes of a text, and returns how many stand before the first one that means something. */
+/* Copies 16 bytes of a text, and returns how many precede the first one that has a meaning of its own. */
 gsize CopyPlain(const char *from, char *to) {
     Bytes16 bytes;
     memcpy(&bytes, from, sizeof bytes);

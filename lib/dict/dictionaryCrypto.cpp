@@ -129,7 +129,7 @@ gboolean Dictionary_Unlock(Dictionary *dictionary, KeyLocatorState *state, KeySa
     }
     Dictionary_Unset(dictionary, kDictionaryKeySafeName);
     Dictionary_Unset(dictionary, kDictionaryDataName);
-    /* what was readable stays so */
+    /* entries of the unencrypted part are saved unencrypted again */
     for (DictionaryEntry *entry = dictionary->entryList.first; entry != nullptr;
          entry = entry->next)
         entry->plain = entry->plain || !entry->cleanSet;

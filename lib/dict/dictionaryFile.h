@@ -70,8 +70,8 @@ gboolean Dictionary_IsEncrypted(Dictionary *dictionary);
 /* Opens the sealed part and adds its entries. TRUE if there is none. */
 gboolean Dictionary_Unlock(Dictionary *dictionary, KeyLocatorState *state, KeySafeUserRing *ring);
 
-/* Seals the dictionary with a new key for a ring from now on; without one it is no longer encrypted. The sealed part of a dictionary
- * that is still locked is lost. */
+/* Seals the dictionary with a new key for a ring from now on; without one it is no longer encrypted. The sealed part
+ * of a dictionary that is still locked is lost. */
 gboolean Dictionary_Rekey(Dictionary *dictionary, KeySafeUserRing *ring);
 
 /* Takes over copies of another dictionary's keys. */

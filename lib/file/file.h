@@ -13,8 +13,8 @@
 
 G_BEGIN_DECLS
 
-/* Returns an absolute path without links; of a path whose last part does not exist, that of its folder with the last part behind it. NULL
- * with errno. */
+/* Returns an absolute path without links; of a path whose last part does not exist, that of its folder with the last
+ * part behind it. NULL with errno. */
 char *File_FullPath(const char *path);
 
 /* Returns both with one "/" between them. */

@@ -42,7 +42,8 @@ ssize_t ReadStream(void *cookie, char *buffer, size_t size) {
     return moved;
 }
 
-/* Returns 0 for a failure with nothing written, as streams want it. Writes all: an unbuffered stream does not repeat a short write. */
+/* Returns 0 for a failure with nothing written, as streams want it. Writes all: an unbuffered stream does not repeat a
+ * short write. */
 ssize_t WriteStream(void *cookie, const char *buffer, size_t size) {
     size_t done = 0;
     while (done < size) {

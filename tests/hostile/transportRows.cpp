@@ -257,7 +257,7 @@ void AddSecrets(std::vector<Row> *rows) {
 }
 
 void AddConnections(std::vector<Row> *rows) {
-    /* libcurl sends again by itself what was sent over a connection that had been used before */
+    /* libcurl sends again automatically what was sent over a connection that had been used before */
     for (const char *method : {"Login", "CreateFilter"})
         rows->push_back({.name = "closes after "s + method + " was read",
                          .steps = "connect .*",

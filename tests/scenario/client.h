@@ -54,7 +54,7 @@ struct Client {
     void ExpireSessions();
     /* The service refuses connections, until the session wants to connect again. */
     void Interrupt();
-    /* From now on the session logs in again by itself, and connects again. */
+    /* From now on the session logs in again automatically, and connects again. */
     void Renew();
 
     simulator::Simulator server;

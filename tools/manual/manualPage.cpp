@@ -173,6 +173,7 @@ std::string ValueLimits(const CLI::Option &option) {
     return text + ".";
 }
 
+/* CLI11 keeps these options by their addresses; sorted by name, equal programs give equal pages. */
 std::vector<std::string> Sorted(const std::set<CLI::Option *> &options) {
     std::vector<std::string> names;
     for (const CLI::Option *each : options)
@@ -181,7 +182,6 @@ std::vector<std::string> Sorted(const std::set<CLI::Option *> &options) {
     return names;
 }
 
-/* A list of options keeps no order of its own, so that equal programs give equal pages. */
 std::string Conditions(const CLI::Option &option) {
     std::string text = ValueLimits(option);
     if (option.get_required())
@@ -227,7 +227,7 @@ std::string EntryList(const std::vector<Entry> &entries, const char *macro) {
     return out + ".El\n";
 }
 
-/* The words behind the program's name: {"profile", "add"} */
+/* The words behind the program's name: "profile add" */
 std::string CommandWords(const CLI::App &command) {
     const CLI::App *parent = command.get_parent();
     if (parent == nullptr)

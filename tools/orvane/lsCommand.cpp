@@ -50,7 +50,7 @@ private:
     ObjectFilter filter;
     GType type;
     bool hasPower = false; /* the schema knows the power state */
-    bool hasHost = false;  /* and the host of a machine */
+    bool hasHost = false;  /* the schema knows the host of a machine */
     std::vector<InventoryEntity> entities;
     std::unordered_map<std::string, std::string>
         hostNames; /* by the id of a machine, or of a host */

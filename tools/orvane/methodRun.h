@@ -74,7 +74,8 @@ void WaitUntil(const std::function<bool()> &condition, ProgressBars &bars);
 /* Whether the session does not follow the service any more. Then tasks have no end here. */
 bool IsLost(const Service &service);
 
-/* Why that is so, found out by a call; the task is known to go on unless the service says otherwise. */
+/* Makes a call to find out why the session does not follow the service any more. The failure says that the task goes on,
+ * unless the service says that it does not. */
 Failure LostTask(const Service &service, const std::string &label, SkemaQormManagedObject *task);
 
 /* "; task-7 goes on, see "orvane task wait task-7"" for the tasks of these ids. */

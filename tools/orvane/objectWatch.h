@@ -58,7 +58,7 @@ public:
     /* Follows objects of a class, or single ones of any class, and waits until all are known. */
     void Start(const std::vector<WatchTarget> &targets, GType type,
                const std::vector<PropertyPath> &properties);
-    /* Whether it has ended by itself. */
+    /* Whether it has ended, not by the caller. */
     bool IsOver() const;
     /* Whether the service is lost and is to be connected to again. */
     bool IsInterrupted() const;

@@ -2,8 +2,8 @@
  * terminal.h -- the program's output on stdout: lines, styled words, a progress bar
  *
  * On a terminal words are coloured and the bar moves in place. Elsewhere, and with NO_COLOR or
- * TERM=dumb in the environment, the output is plain lines; the setting "color" decides otherwise. Texts of a service or a certificate go through
- * Printable() first.
+ * TERM=dumb in the environment, the output is plain lines; the setting "color" decides otherwise. Texts of a service
+ * or a certificate go through Printable() first.
  *
  * Errors:  output that cannot be written is dropped; OutputError() says so at the end.
  * Threads: one.

@@ -472,7 +472,8 @@ gboolean BasicHttp_IsLoopbackUrl(const char *url);
  * @text: (nullable): a text from a peer
  *
  * Copies the beginning of a text for the log, without the values of cookie and authorization headers, the users, passwords
- * and queries of URLs, and the texts of password, passphrase, ticket, token, cookie and key elements, also where their tags are escaped.
+ * and queries of URLs, and the texts of password, passphrase, ticket, token, cookie and key elements, also where
+ * their tags are escaped.
  *
  * Returns: (transfer full) (nullable): the text; free with g_free()
  */

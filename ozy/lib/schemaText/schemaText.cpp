@@ -6,8 +6,11 @@
  *   head      = kind Name ["in" Name] [":" Name] ["=" Path] ["@" version | "..."]
  *   kind      = "data" | "event" | "fault" | "managed" | "enum"
  *   member    = field | method | { word }          indented, below its head; words in enumerations
- * only field     = name type ["@" version] method    = Name "(" [name type {"," name type}] ")"
- * [type] ["=" stub]     may run over several lines type      = "*" | ["~"] name ["[]"] ["?" | "!"]
+ *                                                 only
+ *   field     = name type ["@" version]
+ *   method    = Name "(" [name type {"," name type}] ")" [type] ["=" stub]
+ *                                                 may run over several lines
+ *   type      = "*" | ["~"] name ["[]"] ["?" | "!"]
  */
 #include "ozy/lib/schemaText/schemaText.h"
 

@@ -44,11 +44,11 @@ struct OrvaneOperation {
     bool isMarked;  /* an end from outside the operation has the outcome "mark" */
     bool hasOutcome;
     bool isInPlace;     /* the reply's handler invokes the functions */
-    bool hasInPlaceEnd; /* and is to do so now */
+    bool hasInPlaceEnd; /* the reply's handler is to invoke the functions now */
     bool ownsReference;
     bool isFaultCurrent; /* "fault" is of this operation */
     bool isStopped;      /* OrvaneListener_StopOperation() was called */
-    bool isFailing;      /* and the listener fails for it now */
+    bool isFailing;      /* the listener fails now because the operation was stopped */
     bool isOfFormer;     /* the signals that are emitted now are of a former operation */
     bool isObserved;     /* a completion function was set once; stays */
     bool hasReply;       /* the two values below are of this operation */

@@ -51,7 +51,7 @@ bool OrvaneSession_RenewLogin(OrvaneSession *session);
 /* How long the service may take to answer the call of the update stream. */
 inline constexpr gint kOrvaneMaxWaitSeconds = 300;
 
-/* Whether the session connects again by itself when it was interrupted. */
+/* Whether the session connects again automatically when it was interrupted. */
 bool OrvaneSession_Reconnects(OrvaneSession *session);
 
 /* An object that was loaded is not known to the service any more. Runs the application's code. */

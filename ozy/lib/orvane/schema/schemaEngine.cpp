@@ -309,7 +309,7 @@ void SchemaClassInit(gpointer klass, gpointer index) {
         NewRootSignals(G_TYPE_FROM_CLASS(klass), row.kind);
 }
 
-/* ---- gRegistration ---- */
+/* ---- registration ---- */
 
 /* One lock for all: a type pulls its bases, and a name map pulls thousands of types at a stretch,
  * so it is taken once for all of them. Nothing that waits for another thread runs under it. */
@@ -351,7 +351,7 @@ GType RegisterEnum(const SchemaTypeRow &row, const char *name) {
 }
 
 /* Thousands of types are registered at a stretch, so the quark is looked up once. Names are left to
- * GLib to copy: to intern each before would cost more than the gRegistration's own look-up. */
+ * GLib to copy: to intern each before would cost more than the registration's own look-up. */
 GQuark GetWireNameQuark() {
     static constinit std::atomic<GQuark> kept{0};
     GQuark quark = kept.load(std::memory_order_relaxed);

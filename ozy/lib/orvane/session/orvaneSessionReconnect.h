@@ -1,5 +1,5 @@
 /*
- * orvaneSessionReconnect.h -- a session that was interrupted connects again by itself
+ * orvaneSessionReconnect.h -- a session that was interrupted connects again automatically
  *
  * The connection of the session stays, with its manager, its proxies and its number; only its state is INTERRUPTED. Each try
  * goes through the steps of a connect, from the discovery to the login, with a listener of its own:

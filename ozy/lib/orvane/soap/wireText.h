@@ -8,7 +8,8 @@
  *
  * Hidden are the contents of elements and attributes that are named after a secret, and what follows the name of a secret
  * in a text. If a text or an attribute is just such a name ("guestinfo.password"), the values beside it are hidden, too.
- * Comments, processing instructions and the namespaces of prefixes are left out. The end of a body that was cut is simply missing.
+ * Comments, processing instructions and the namespaces of prefixes are left out. The end of a body that was cut is
+ * simply missing.
  *
  * A page of HTML, and a body that is no XML, is shown by the rules of BasicHttp_Redact(), each of its lines on one line.
  *

@@ -14,10 +14,10 @@
 
 namespace {
 
-/* Updates that wait for the id of their filter; a service may never tell it. */
+/* Updates that are kept until the id of their filter is known; a service may never send it. */
 constexpr gsize kMaxHeld = 10000;
 
-/* Of all filters of the process, so that the number of one that is gone is never that of another. */
+/* The number of the newest filter of the process; a number is never used twice. */
 constinit guint gLastNumber = 0;
 
 constexpr char kFilterNumber[] = "orvane_momgr_filter_number";

@@ -122,8 +122,8 @@ private:
 GObject *MOMgrGetObject(const GValue *value, GType type);
 
 /*
- * Proxies that arrays in any values of a reply hold, at any depth. Nothing but the registry keeps those without an owner alive when
- * the reply is released. So they are released after it, as those of single references are.
+ * Proxies that arrays in any values of a reply hold, at any depth. Nothing but the registry keeps those without an
+ * owner alive when the reply is released. So they are released after it, as those of single references are.
  */
 class MOMgrProxies {
 public:

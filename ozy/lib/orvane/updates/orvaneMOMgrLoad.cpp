@@ -527,7 +527,7 @@ void orvane_momgr_acknowledge_load(OrvaneMOMgr *momgr, SkemaQormManagedObject *p
         g_object_weak_unref(G_OBJECT(proxy), orvane_momgr_load_object_weak_notify, momgr);
         auto *pending = static_cast<MOMgrPending *>(taken);
         Unqueue(priv, pending);
-        /* A handler may drop listeners that stand further back; they leave the list then. */
+        /* A handler may drop listeners further back in the list; they leave it then. */
         g_queue_push_tail(priv->answering, pending);
         while (!g_queue_is_empty(&pending->waiting)) {
             auto *listener = static_cast<OrvaneListener *>(g_queue_pop_head(&pending->waiting));

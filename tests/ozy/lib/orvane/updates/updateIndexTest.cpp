@@ -1,4 +1,5 @@
-/* Lists that are searched by an index are as those that are walked, and as those that are changed in a copy. */
+/* A list that is searched by an index ends up with the same elements as one that is walked, and as one that is changed in a
+ * copy. */
 #include "ozy/lib/orvane/updates/orvaneUpdateIndex.h"
 
 #include <algorithm>
