@@ -1,7 +1,6 @@
 #include "tools/schemagen/emit.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "ozy/lib/schemaText/schemaCheck.h"
 #include "tests/ozy/lib/schemaText/readSchema.h"

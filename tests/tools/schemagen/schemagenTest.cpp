@@ -1,65 +1,29 @@
-#include <glib/gstdio.h>
-#include <utime.h>
+#include <filesystem>
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include "lib/misc/glibPtr.h"
 #include "tests/support/paths.h"
 #include "tests/support/temporaryFolder.h"
+#include "tests/tools/orvane/program.h"
 
 namespace {
 
+using std::filesystem::last_write_time;
 using testing::HasSubstr;
 
-struct Outcome {
-    int status;
-    std::string out;
-    std::string error;
-};
+constexpr std::filesystem::file_time_type kLongAgo{};
 
-/* Runs schemagen in the source folder. */
-Outcome Schemagen(std::vector<std::string> arguments) {
-    std::string program = BuildPath("bin/schemagen");
-    std::vector<char *> argv = {program.data()};
-    for (std::string &argument : arguments)
-        argv.push_back(argument.data());
-    argv.push_back(nullptr);
-
-    char *out = nullptr;
-    char *error = nullptr;
-    int status = -1;
-    EXPECT_TRUE(g_spawn_sync(SourcePath("").c_str(), argv.data(), nullptr, G_SPAWN_DEFAULT, nullptr,
-                             nullptr, &out, &error, &status, nullptr));
-    const GPtr<char> outOwner(out);
-    const GPtr<char> errorOwner(error);
-    return {status, out, error};
+Ended Schemagen(const std::vector<std::string> &arguments) {
+    return Program("bin/schemagen", arguments).Wait();
 }
 
 std::vector<std::string> ShippedTables() {
     std::vector<std::string> tables;
-    for (const char *ns : {"qorm", "ozy", "ferry"}) {
-        const std::string folder = std::string("generated/") + ns;
-        GDir *dir = g_dir_open(SourcePath(folder).c_str(), 0, nullptr);
-        while (const char *name = g_dir_read_name(dir)) {
-            if (g_str_has_suffix(name, ".schema"))
-                tables.push_back(folder + "/" + name);
+    for (const char *folder : {"generated/qorm", "generated/ozy", "generated/ferry"}) {
+        for (const auto &entry : std::filesystem::directory_iterator(SourcePath(folder))) {
+            if (entry.path().extension() == ".schema")
+                tables.push_back(entry.path());
         }
-        g_dir_close(dir);
     }
     return tables;
-}
-
-/* Seconds since the epoch. */
-gint64 ModificationTime(const std::string &file) {
-    GStatBuf status;
-    EXPECT_EQ(0, g_stat(file.c_str(), &status));
-    return status.st_mtime;
-}
-
-void SetModificationTime(const std::string &file, gint64 seconds) {
-    utimbuf times = {seconds, seconds};
-    EXPECT_EQ(0, g_utime(file.c_str(), &times));
 }
 
 constexpr const char *kSmall = "namespace qorm\n"
@@ -73,8 +37,8 @@ constexpr const char *kSmall = "namespace qorm\n"
 TEST(Schemagen, ShippedTablesHoldTheWholeSchema) {
     std::vector<std::string> arguments = ShippedTables();
     arguments.push_back("--count");
-    const Outcome outcome = Schemagen(arguments);
-    EXPECT_EQ(0, outcome.status) << outcome.error;
+    const Ended outcome = Schemagen(arguments);
+    EXPECT_EQ(0, outcome.status) << outcome.err;
     EXPECT_EQ("types 3985: core 45, reflection 20, ozy 3223, ferry 697\n"
               "fields 490\n"
               "methods 1191\n"
@@ -94,38 +58,39 @@ TEST(Schemagen, FaultsAreListedAndLeaveTheFilesAlone) {
     const std::string before = folder.Read("ozy.h");
     ASSERT_THAT(before, HasSubstr("skema_ozy_task_cancel_task"));
 
-    const Outcome outcome =
+    const Ended outcome =
         Schemagen({"--sources", folder.Path(), "--headers", folder.Path(), good, bad});
     EXPECT_NE(0, outcome.status);
     EXPECT_EQ(bad + ":2: unknown base 'Foo' of 'A'\n" + bad + ":3: unknown base 'Bar' of 'B'\n",
-              outcome.error);
+              outcome.err);
     EXPECT_EQ(before, folder.Read("ozy.h"));
 }
 
 TEST(Schemagen, SaysWhatItCannotReadOrWrite) {
     const TemporaryFolder folder;
     const std::string good = folder.Write("good.schema", kSmall);
-    const Outcome unread = Schemagen({good, folder.Path() + "/missing.schema"});
-    EXPECT_NE(0, unread.status);
-    EXPECT_THAT(unread.error, HasSubstr("missing.schema"));
-
-    const Outcome unwritten = Schemagen({"--headers", good + "/below", good});
-    EXPECT_NE(0, unwritten.status);
-    EXPECT_THAT(unwritten.error, HasSubstr("good.schema/below"));
+    const std::pair<std::vector<std::string>, const char *> rows[] = {
+        {{good, folder.Path("missing.schema")}, "missing.schema"},
+        {{"--headers", good + "/below", good}, "good.schema/below"},
+    };
+    for (const auto &[arguments, text] : rows) {
+        const Ended ended = Schemagen(arguments);
+        EXPECT_NE(0, ended.status);
+        EXPECT_THAT(ended.err, HasSubstr(text));
+    }
 }
 
 TEST(Schemagen, FilesThatStayTheSameKeepTheirTime) {
     const TemporaryFolder folder;
     const std::string table = folder.Write("a.schema", kSmall);
     ASSERT_EQ(0, Schemagen({"--headers", folder.Path(), table}).status);
-    SetModificationTime(folder.Path("ozy.h"), 1000);
-    SetModificationTime(folder.Path("ferry.h"), 1000);
+    last_write_time(folder.Path("ozy.h"), kLongAgo);
+    last_write_time(folder.Path("ferry.h"), kLongAgo);
 
-    folder.Write("a.schema",
-                 std::string(kSmall).append("  UpdateProgress(percentDone int)\n").c_str());
+    folder.Write("a.schema", std::string(kSmall) + "  UpdateProgress(percentDone int)\n");
     ASSERT_EQ(0, Schemagen({"--headers", folder.Path(), table}).status);
-    EXPECT_NE(1000, ModificationTime(folder.Path("ozy.h")));
-    EXPECT_EQ(1000, ModificationTime(folder.Path("ferry.h")));
+    EXPECT_NE(kLongAgo, last_write_time(folder.Path("ozy.h")));
+    EXPECT_EQ(kLongAgo, last_write_time(folder.Path("ferry.h")));
 }
 
 TEST(Schemagen, OverlaysCompleteWhatTheTablesLeaveOpen) {
@@ -139,22 +104,22 @@ TEST(Schemagen, OverlaysCompleteWhatTheTablesLeaveOpen) {
         return Schemagen(
             {"--sources", folder.Path(), "--headers", folder.Path(), "--overlay", overlay, table});
     };
-    ASSERT_EQ("", make(overlays.Path()).error);
+    ASSERT_EQ("", make(overlays.Path()).err);
     EXPECT_THAT(folder.Read("ozy.h"), HasSubstr("skema_ozy_task_extra("));
     EXPECT_THAT(folder.Read("ozy.h"), HasSubstr("SKEMA_OZY_WORD_ONE"));
     EXPECT_THAT(folder.Read("schemaTables.cpp"), HasSubstr("// more"));
 
-    SetModificationTime(folder.Path("schemaTables.cpp"), 1000);
+    last_write_time(folder.Path("schemaTables.cpp"), kLongAgo);
     ASSERT_EQ(0, make(overlays.Path()).status);
-    EXPECT_EQ(1000, ModificationTime(folder.Path("schemaTables.cpp"))); /* the same bytes */
+    EXPECT_EQ(kLongAgo, last_write_time(folder.Path("schemaTables.cpp"))); /* the same bytes */
 
     const std::string bad = overlays.Write("3.schema", "namespace ozy\nmanaged Task\n  more int\n");
-    const Outcome outcome = make(overlays.Path());
+    const Ended outcome = make(overlays.Path());
     EXPECT_NE(0, outcome.status);
     EXPECT_EQ(bad + ":3: field 'more' of 'Task' is int, but " + overlays.Path() +
                   "/2.schema:4 declares Word\n",
-              outcome.error);
-    EXPECT_THAT(make(folder.Path() + "/none").error, HasSubstr("/none: "));
+              outcome.err);
+    EXPECT_THAT(make(folder.Path() + "/none").err, HasSubstr("/none: "));
 }
 
 } // namespace
