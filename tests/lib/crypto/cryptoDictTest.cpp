@@ -6,7 +6,7 @@
 
 #include <gtest/gtest.h>
 
-#include "lib/crypto/cryptoOwner.h"
+#include "tests/lib/crypto/keys.h"
 
 namespace {
 
@@ -106,14 +106,11 @@ TEST(CryptoDict, NumbersAndBytes) {
         EXPECT_EQ(expected, value) << key;
     }
     const std::tuple<const char *, CryptoError, const char *> blocks[] = {
-        {"good", 0, "foo"}, {"none", 0, ""}, {"bad", 1, nullptr}, {"gone", 10, nullptr}};
+        {"good", 0, "foo"}, {"none", 0, ""}, {"bad", 1, ""}, {"gone", 10, ""}};
     for (const auto &[key, error, expected] : blocks) {
-        guint8 *data;
-        gsize size = 99;
-        EXPECT_EQ(error, CryptoDict_GetBase64(dict.get(), key, &data, &size)) << key;
-        const SecretBlock block(data, size);
-        EXPECT_EQ(expected != nullptr, data != nullptr);
-        EXPECT_EQ(expected ? expected : "", std::string(reinterpret_cast<char *>(data), size));
+        const Result block = Made(CryptoDict_GetBase64, dict.get(), key);
+        EXPECT_EQ(error, block.error) << key;
+        EXPECT_EQ(expected, block.Text()) << key;
     }
     EXPECT_EQ(0u, CryptoDict_SetUint32(dict.get(), "max", 0xffffffff));
     EXPECT_STREQ("4294967295", CryptoDict_Get(dict.get(), "max"));

@@ -7,7 +7,7 @@
 
 #include "lib/crypto/shaBodies.h"
 #include "lib/crypto/shaFips.h"
-#include "tests/lib/crypto/bytes.h"
+#include "tests/lib/crypto/keys.h"
 #include "tests/support/logText.h"
 
 namespace {
@@ -108,28 +108,25 @@ TEST(CryptoHash, AnExportedStateIsTheRecordAndGoesOn) {
         CryptoHashState *first = CryptoHashState_Create(hash);
         CryptoHashState_Process(first, std::string(64, 'x').data(), 64);
         CryptoHashState_Process(first, "ab", 2);
-        guint8 *record = nullptr;
-        gsize recordSize = 0;
-        ASSERT_EQ(0u, CryptoHashState_ExportState(first, &record, &recordSize));
-        ASSERT_EQ(size, recordSize);
+        const Bytes record = Made(CryptoHashState_ExportState, first).bytes;
+        ASSERT_EQ(size, record.size());
         guint32 count[2];
-        memcpy(count, record + numWords * 4, sizeof count);
+        memcpy(count, &record[numWords * 4], sizeof count);
         EXPECT_EQ(66u * 8, count[0]);
         EXPECT_EQ(0u, count[1]);
-        EXPECT_EQ(0, memcmp(record + numWords * 4 + 8, "ab", 2));
+        EXPECT_EQ(0, memcmp(&record[numWords * 4 + 8], "ab", 2));
 
         CryptoHashState *second = CryptoHashState_Create(hash);
         CryptoHashState_Process(second, "forgotten", 9);
-        EXPECT_EQ(3u, CryptoHashState_ImportState(second, record, recordSize - 1));
-        EXPECT_EQ(3u, CryptoHashState_ImportState(second, record, recordSize + 1));
-        EXPECT_EQ(0u, CryptoHashState_ImportState(second, record, recordSize));
+        EXPECT_EQ(3u, CryptoHashState_ImportState(second, record.data(), size - 1));
+        EXPECT_EQ(3u, CryptoHashState_ImportState(second, record.data(), size + 1));
+        EXPECT_EQ(0u, CryptoHashState_ImportState(second, record.data(), size));
         for (CryptoHashState *state : {first, second}) {
             CryptoHashState_Process(state, "c", 1);
             Bytes out(numWords * 4);
             EXPECT_EQ(0u, CryptoHashState_Finish(state, out.data(), out.size()));
             EXPECT_EQ(Digest(name, std::string(64, 'x') + "abc"), ToHex(out));
         }
-        Crypto_Free(record, recordSize);
     }
 }
 

@@ -19,21 +19,14 @@ CryptoKeyPtr MakeKey(CryptoCipher *cipher = CryptoCipherAES_128, gsize size = 16
 }
 
 Bytes Seal(CryptoKey *key, const Bytes &plain, CryptoKeyedHash *mac = CryptoKeyedHash_HMAC_SHA_1) {
-    guint8 *data;
-    gsize size = 99;
-    const CryptoError error =
-        CryptoKey_EncryptWithMAC(key, mac, plain.data(), plain.size(), &data, &size);
-    EXPECT_EQ(0u, error);
-    return Take(error, data, size).bytes;
+    const Result sealed = Made(CryptoKey_EncryptWithMAC, key, mac, plain.data(), plain.size());
+    EXPECT_EQ(0u, sealed.error);
+    return sealed.bytes;
 }
 
 Result Open(CryptoKey *key, const Bytes &record,
             CryptoKeyedHash *mac = CryptoKeyedHash_HMAC_SHA_1) {
-    auto *data = reinterpret_cast<guint8 *>(1);
-    gsize size = 99;
-    const CryptoError error =
-        CryptoKey_DecryptWithMAC(key, mac, record.data(), record.size(), &data, &size);
-    return Take(error, data, size);
+    return Made(CryptoKey_DecryptWithMAC, key, mac, record.data(), record.size());
 }
 
 Bytes Mac(CryptoKey *key, const Bytes &plain) {
@@ -219,18 +212,15 @@ TEST(CryptoKey, AChainGoesOnFromCallToCall) {
 
 TEST(CryptoKey, ASymmetricKeyCannotDoWhatNeedsAPublicOne) {
     const CryptoKeyPtr key = MakeKey();
-    auto *data = reinterpret_cast<guint8 *>(1);
-    gsize size = 16;
     gpointer native;
     EXPECT_EQ(4u, CryptoKey_GetNative(key.get(), &native));
-    EXPECT_EQ(4u, CryptoKey_PKEncrypt(key.get(), CRYPTO_RSA_PADDING_OAEP, "x", 1, &data, &size));
-    EXPECT_EQ(nullptr, data);
-    EXPECT_EQ(0u, size);
+    EXPECT_EQ(4u, Made(CryptoKey_PKEncrypt, key.get(), CRYPTO_RSA_PADDING_OAEP, "x", 1).error);
+    auto *data = reinterpret_cast<guint8 *>(1);
     gsize inSize = 1;
     EXPECT_EQ(
         4u, CryptoKey_PKDecrypt(key.get(), CRYPTO_RSA_PADDING_OAEP, "x", &inSize, &data, nullptr));
     EXPECT_EQ(nullptr, data);
-    EXPECT_EQ(4u, CryptoKey_Sign(key.get(), CryptoHash_SHA_1, "x", 1, &data, &size));
+    EXPECT_EQ(4u, Made(CryptoKey_Sign, key.get(), CryptoHash_SHA_1, "x", 1).error);
     EXPECT_EQ(4u, CryptoKey_Verify(key.get(), CryptoHash_SHA_1, "x", 1, "y", 1));
     EXPECT_EQ(4u, CryptoKey_Verify(key.get(), CryptoHash_SHA_1, "x", 1, nullptr, 0));
     EXPECT_FALSE(CryptoKey_HasPrivateKey(key.get()));

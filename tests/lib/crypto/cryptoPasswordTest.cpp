@@ -9,25 +9,15 @@
 
 #include "lib/crypto/cryptoOwner.h"
 #include "lib/crypto/cryptoRounds.h"
-#include "tests/lib/crypto/bytes.h"
+#include "tests/lib/crypto/keys.h"
 
 namespace {
 
 constexpr const char *kPassword = "correct horse";
 
-struct Unwrapped {
-    CryptoError error;
-    std::string data;
-};
-
-Unwrapped Unwrap(const std::string &text, const std::string &password = kPassword) {
-    auto *data = reinterpret_cast<guint8 *>(1);
-    gsize size = 99;
-    const CryptoError error = Crypto_PasswordUnwrapData(password.data(), password.size(),
-                                                        text.data(), text.size(), &data, &size);
-    const SecretBlock owner(data, size);
-    EXPECT_EQ(error == 0, data != nullptr);
-    return {error, std::string(reinterpret_cast<char *>(data), size)};
+Result Unwrap(const std::string &text, const std::string &password = kPassword) {
+    return Made(Crypto_PasswordUnwrapData, password.data(), password.size(), text.data(),
+                text.size());
 }
 
 std::string Wrap(const std::string &data) {
@@ -60,12 +50,12 @@ constexpr const char *kForeign[] = {
 
 TEST(CryptoPassword, UnwrapsWhatOthersWrapped) {
     for (const char *text : kForeign)
-        EXPECT_EQ("The quick brown fox jumps over the lazy dog", Unwrap(text).data);
+        EXPECT_EQ("The quick brown fox jumps over the lazy dog", Unwrap(text).Text());
 }
 
 TEST(CryptoPassword, WrappedDataComesBack) {
     for (const std::string &data : {std::string(), std::string(16, 'x'), std::string(1000, '\0')}) {
-        EXPECT_EQ(data, Unwrap(Wrap(data)).data);
+        EXPECT_EQ(data, Unwrap(Wrap(data)).Text());
         EXPECT_EQ(7u, Unwrap(Wrap(data), "wrong").error);
     }
     const std::string text = Wrap("data");
@@ -135,23 +125,18 @@ TEST(CryptoPassword, TheTextsOfOneOperationHaveOneLimitOfRounds) {
 TEST(CryptoPassword, ASaltIsMadeOnceAndKept) {
     guint8 *salt = nullptr;
     gsize saltSize = 0;
-    guint8 *data;
-    gsize size;
-    ASSERT_EQ(0u, CryptoPass2Key_Compute(CryptoPass2Key_PBKDF2_HMAC_SHA_1, CryptoCipherAES_256, 2,
-                                         "pw", 2, &salt, &saltSize, &data, &size));
-    const SecretBlock first(data, size);
+    const auto compute = [&](int rounds) {
+        return Made(CryptoPass2Key_Compute, CryptoPass2Key_PBKDF2_HMAC_SHA_1, CryptoCipherAES_256,
+                    rounds, "pw", 2, &salt, &saltSize);
+    };
+    const Result first = compute(2);
+    EXPECT_EQ(0u, first.error);
     EXPECT_EQ(8u, saltSize);
-    EXPECT_EQ(32u, size);
+    EXPECT_EQ(32u, first.bytes.size());
     const guint8 *const kept = salt;
-    ASSERT_EQ(0u, CryptoPass2Key_Compute(CryptoPass2Key_PBKDF2_HMAC_SHA_1, CryptoCipherAES_256, 2,
-                                         "pw", 2, &salt, &saltSize, &data, &size));
-    const SecretBlock second(data, size);
+    EXPECT_EQ(first.bytes, compute(2).bytes);
+    EXPECT_EQ(1u, compute(0).error);
     EXPECT_EQ(kept, salt);
-    EXPECT_EQ(ToHex(first.data(), 32), ToHex(second.data(), 32));
-    EXPECT_EQ(1u, CryptoPass2Key_Compute(CryptoPass2Key_PBKDF2_HMAC_SHA_1, CryptoCipherAES_256, 0,
-                                         "pw", 2, &salt, &saltSize, &data, &size));
-    EXPECT_EQ(kept, salt);
-    EXPECT_EQ(nullptr, data);
     Crypto_Free(salt, saltSize);
 
     salt = nullptr;

@@ -35,18 +35,11 @@ CryptoKeyPtr PublicOf(CryptoKey *key) {
 }
 
 Result Encrypt(CryptoKey *key, CryptoRSAPadding padding, const Bytes &in) {
-    guint8 *data;
-    gsize size;
-    const CryptoError error = CryptoKey_PKEncrypt(key, padding, in.data(), in.size(), &data, &size);
-    const SecretBlock owner(data, size);
-    return {error, Bytes(data, data + size)};
+    return Made(CryptoKey_PKEncrypt, key, padding, in.data(), in.size());
 }
 
 Result Decrypt(CryptoKey *key, CryptoRSAPadding padding, const Bytes &in, gsize *inSize) {
-    guint8 *data;
-    gsize size;
-    const CryptoError error = CryptoKey_PKDecrypt(key, padding, in.data(), inSize, &data, &size);
-    return Take(error, data, size);
+    return Made(CryptoKey_PKDecrypt, key, padding, in.data(), inSize);
 }
 
 /* Runs a shell command in the folder; its exit status. */
@@ -94,23 +87,20 @@ TEST(CryptoPublicKey, SignaturesOfBothFamilies) {
     for (const char *name : {"RSA-1024", "DSA-1024"}) {
         const CryptoKeyPtr publicKey = PublicOf(Shared(name));
         for (CryptoHash *hash : {CryptoHash_SHA_1, CryptoHash_SHA_256}) {
-            guint8 *data;
-            gsize size;
-            ASSERT_EQ(0u, CryptoKey_Sign(Shared(name), hash, "text", 4, &data, &size));
-            SecretBlock sig(data, size);
-            EXPECT_EQ(0u, CryptoKey_Verify(publicKey.get(), hash, "text", 4, data, size));
-            EXPECT_EQ(1u, CryptoKey_Verify(publicKey.get(), hash, "texT", 4, data, size));
-            EXPECT_EQ(1u, CryptoKey_Verify(publicKey.get(), hash, "text", 4, data, size - 1));
-            EXPECT_EQ(1u, CryptoKey_Verify(publicKey.get(), hash, "text", 4, nullptr, 0));
-            EXPECT_EQ(1u, CryptoKey_Verify(publicKey.get(), hash, "text", 4, data, 0x80000000));
-            data[size / 2] ^= 1;
-            EXPECT_EQ(1u, CryptoKey_Verify(publicKey.get(), hash, "text", 4, data, size));
+            Bytes sig = Made(CryptoKey_Sign, Shared(name), hash, "text", 4).bytes;
+            const auto verify = [&](const char *text, const void *data, gsize size) {
+                return CryptoKey_Verify(publicKey.get(), hash, text, 4, data, size);
+            };
+            EXPECT_EQ(0u, verify("text", sig.data(), sig.size()));
+            EXPECT_EQ(1u, verify("texT", sig.data(), sig.size()));
+            EXPECT_EQ(1u, verify("text", sig.data(), sig.size() - 1));
+            EXPECT_EQ(1u, verify("text", nullptr, 0));
+            EXPECT_EQ(1u, verify("text", sig.data(), 0x80000000));
+            sig[sig.size() / 2] ^= 1;
+            EXPECT_EQ(1u, verify("text", sig.data(), sig.size()));
         }
         EXPECT_EQ(0u, CryptoKey_Sign(Shared(name), CryptoHash_SHA_1, "t", 1, nullptr, nullptr));
-        guint8 *data;
-        gsize size;
-        EXPECT_EQ(4u, CryptoKey_Sign(publicKey.get(), CryptoHash_SHA_1, "t", 1, &data, &size));
-        EXPECT_EQ(nullptr, data);
+        EXPECT_EQ(4u, Made(CryptoKey_Sign, publicKey.get(), CryptoHash_SHA_1, "t", 1).error);
     }
 }
 
@@ -133,7 +123,10 @@ TEST(CryptoPublicKey, EncryptsUpToOneByteLessThanFits) {
         size = 255;
         EXPECT_EQ(3u, Decrypt(key.get(), padding, sealed, &size).error);
     }
-    EXPECT_EQ(0u, Encrypt(key.get(), CRYPTO_RSA_PADDING_OAEP, {}).error);
+    guint8 *none;
+    gsize noneSize;
+    EXPECT_EQ(0u, CryptoKey_PKEncrypt(key.get(), CRYPTO_RSA_PADDING_OAEP, "", 0, &none, &noneSize));
+    EXPECT_EQ(nullptr, none);
     EXPECT_EQ(4u, Encrypt(Shared("DSA-1024"), CRYPTO_RSA_PADDING_OAEP, {1}).error);
     EXPECT_DEATH(Encrypt(key.get(), static_cast<CryptoRSAPadding>(3), {1}), "NOT_REACHED ");
 }
@@ -141,26 +134,24 @@ TEST(CryptoPublicKey, EncryptsUpToOneByteLessThanFits) {
 TEST(CryptoPublicKey, SealedRecordsOpenWithThePrivateKeyOnly) {
     const CryptoKeyPtr publicKey = PublicOf(Shared("RSA-1024"));
     const Bytes plain = SomeBytes(1000);
-    guint8 *data;
-    gsize size;
-    ASSERT_EQ(0u, CryptoKey_EncryptWithMAC(publicKey.get(), CryptoKeyedHash_HMAC_SHA_256,
-                                           plain.data(), plain.size(), &data, &size));
-    SecretBlock record(data, size);
-    EXPECT_EQ(128u + 16 + 1008 + 32, size);
+    Bytes record = Made(CryptoKey_EncryptWithMAC, publicKey.get(), CryptoKeyedHash_HMAC_SHA_256,
+                        plain.data(), plain.size())
+                       .bytes;
+    ASSERT_EQ(128u + 16 + 1008 + 32, record.size());
     const auto open = [&](CryptoKey *key, gsize cut) {
-        const CryptoError error = CryptoKey_DecryptWithMAC(key, CryptoKeyedHash_HMAC_SHA_256,
-                                                           record.data(), cut, &data, &size);
-        const Bytes opened = Take(error, data, size).bytes;
-        return error == 0 ? opened : Bytes{static_cast<guint8>(error)};
+        const Result opened =
+            Made(CryptoKey_DecryptWithMAC, key, CryptoKeyedHash_HMAC_SHA_256, record.data(), cut);
+        return opened.error == 0 ? opened.bytes : Bytes{static_cast<guint8>(opened.error)};
     };
     EXPECT_EQ(plain, open(Shared("RSA-1024"), record.size()));
     EXPECT_EQ(Bytes{4}, open(publicKey.get(), record.size()));
     EXPECT_EQ(Bytes{3}, open(Shared("RSA-1024"), 127));
     EXPECT_EQ(Bytes{1}, open(Shared("RSA-1024"), 128));
-    record.data()[0] ^= 1;
+    record[0] ^= 1;
     EXPECT_EQ(Bytes{1}, open(Shared("RSA-1024"), record.size()));
-    EXPECT_EQ(4u, CryptoKey_EncryptWithMAC(Shared("DSA-1024"), CryptoKeyedHash_HMAC_SHA_256, "x", 1,
-                                           &data, &size));
+    EXPECT_EQ(
+        4u, Made(CryptoKey_EncryptWithMAC, Shared("DSA-1024"), CryptoKeyedHash_HMAC_SHA_256, "x", 1)
+                .error);
 }
 
 /* Another program writes what we read, and reads what we write. */
@@ -190,11 +181,8 @@ TEST(CryptoPublicKey, OpenSSLsProgramAgrees) {
         }
         folder.Write("public.pem", publicText);
         folder.Write("text", "some text");
-        guint8 *data;
-        gsize size;
-        ASSERT_EQ(0u, CryptoKey_Sign(key.get(), CryptoHash_SHA_256, "some text", 9, &data, &size));
-        const SecretBlock sig(data, size);
-        folder.Write("sig", {reinterpret_cast<char *>(data), size});
+        folder.Write("sig",
+                     Made(CryptoKey_Sign, key.get(), CryptoHash_SHA_256, "some text", 9).Text());
         const std::string form = isRsa ? "openssl rsa -RSAPublicKey_in -in public.pem -pubout "
                                          "-out spki.pem"
                                        : "cp public.pem spki.pem";

@@ -18,6 +18,7 @@
 #include "lib/ssl/sslThunks.h"
 #include "tests/lib/crypto/bytes.h"
 #include "tests/lib/lock/inThreads.h"
+#include "tests/support/inChild.h"
 
 namespace {
 
@@ -210,18 +211,6 @@ TEST(CryptoRandomThread, ThreadsShareOneSequence) {
 }
 
 /* OpenSSL's method is one of the whole process: tests of it run in a child. */
-template <class Function> void InChild(Function function) {
-    const pid_t child = fork();
-    if (child == 0) {
-        alarm(60);
-        function();
-        _exit(::testing::Test::HasFailure() ? 1 : 0);
-    }
-    int status = -1;
-    waitpid(child, &status, 0);
-    EXPECT_EQ(0, status);
-}
-
 TEST(CryptoRandomOpenSSL, DrawsFromOurGeneratorAlsoAfterTheLayerHasEnded) {
     InChild([] {
         SSL_Init(nullptr, nullptr, nullptr);

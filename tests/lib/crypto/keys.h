@@ -35,6 +35,7 @@ inline Bytes HmacSha1(const Bytes &key, const Bytes &data) {
 struct Result {
     CryptoError error;
     Bytes bytes;
+    std::string Text() const { return {bytes.begin(), bytes.end()}; }
 };
 
 /* Takes over a block. After a failure the outs must be cleared. */
@@ -43,6 +44,15 @@ inline Result Take(CryptoError error, guint8 *data, gsize size) {
     EXPECT_EQ(error == 0, data != nullptr);
     EXPECT_TRUE(error == 0 || size == 0);
     return {error, Bytes(data, data + size)};
+}
+
+/* Calls a function whose last two arguments are the outs of a block. */
+template <class Function, class... Arguments>
+Result Made(Function function, Arguments... arguments) {
+    auto *data = reinterpret_cast<guint8 *>(1);
+    gsize size = 99;
+    const CryptoError error = function(arguments..., &data, &size);
+    return Take(error, data, size);
 }
 
 inline std::string BytesOf(const CryptoKey *key) {
