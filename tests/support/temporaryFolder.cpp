@@ -43,7 +43,7 @@ std::string TemporaryFolder::Write(std::string_view name, std::string_view text,
     return file;
 }
 
-std::string TemporaryFolder::Read(std::string_view name) const {
-    std::ifstream stream(Path(name), std::ios::binary);
+std::string FileText(const std::string &path) {
+    std::ifstream stream(path, std::ios::binary);
     return {std::istreambuf_iterator<char>(stream), {}};
 }

@@ -14,6 +14,9 @@
 
 #include <sys/types.h>
 
+/* What is in a file; empty if there is none. */
+std::string FileText(const std::string &path);
+
 struct TemporaryFolder {
     /* In memory, where the system has such a place, it is no burden to the disk. */
     enum class Where { Usual, Memory };
@@ -29,7 +32,7 @@ struct TemporaryFolder {
     std::string Write(std::string_view name, std::string_view text, mode_t mode = 0600) const;
 
     /* What is in a file; empty if there is none. */
-    std::string Read(std::string_view name) const;
+    std::string Read(std::string_view name) const { return FileText(Path(name)); }
 
 private:
     std::string path;

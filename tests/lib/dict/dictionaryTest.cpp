@@ -5,8 +5,6 @@
 #include <unistd.h>
 
 #include <cstring>
-#include <fstream>
-#include <iterator>
 #include <memory>
 #include <string>
 #include <thread>
@@ -46,9 +44,13 @@ std::string Messages() {
     return Msg_GetMessagesAndReset();
 }
 
-std::string Contents(const std::string &path) {
-    std::ifstream stream(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), {}};
+using RingPtr = std::unique_ptr<KeySafeUserRing, Release<KeySafeUserRing_Destroy>>;
+
+RingPtr RingOf(const char *passphrase) {
+    KeySafeUserRing *ring = nullptr;
+    EXPECT_EQ(0u, KeySafeUserRing_Create(&ring));
+    EXPECT_EQ(0u, KeySafeUserRing_AddPassphrase(ring, passphrase, "AES-256"));
+    return RingPtr(ring);
 }
 
 struct DictionaryTest : testing::Test {
@@ -58,8 +60,9 @@ struct DictionaryTest : testing::Test {
     bool Load(const std::string &text, StringEncoding encoding = STRING_ENCODING_UTF8) {
         return Dictionary_LoadFromBufferWithDefaultEncoding(Get(), text.c_str(), FALSE, encoding);
     }
-    std::string String(const char *name, const char *defaultValue = nullptr) {
-        const Text value(Dict_GetString(Get(), defaultValue, "%s", name));
+    std::string String(const char *name) const { return String(dictionary, name); }
+    static std::string String(const DictionaryPtr &from, const char *name) {
+        const Text value(Dict_GetString(from.get(), nullptr, "%s", name));
         return value != nullptr ? value.get() : "(null)";
     }
 
@@ -315,7 +318,7 @@ TEST_F(DictionaryTest, AFileIsReadAndWrittenInLargePieces) {
     ASSERT_TRUE(Dictionary_Load(Get(), path.c_str()));
     EXPECT_GT(20u, calls);
     EXPECT_TRUE(Dictionary_WriteSync(Get(), path.c_str())) << "short writes go on";
-    EXPECT_EQ(text, Contents(path));
+    EXPECT_EQ(text, FileText(path));
 }
 
 TEST_F(DictionaryTest, FilesAreReadInAnyFormAndReplaced) {
@@ -327,7 +330,7 @@ TEST_F(DictionaryTest, FilesAreReadInAnyFormAndReplaced) {
     Dict_SetBool(Get(), TRUE, "c");
     ASSERT_TRUE(Dictionary_WriteSync(Get(), path.c_str()));
     EXPECT_EQ(std::string("# h\n") + kEncodingLine + "a = 1\nb = \"\xc3\xa4\"\nc = \"TRUE\"\n",
-              Contents(path));
+              FileText(path));
     struct stat status;
     stat(path.c_str(), &status);
     EXPECT_EQ(0640u, status.st_mode & 0777u);
@@ -346,13 +349,10 @@ TEST_F(DictionaryTest, FilesAreReadInAnyFormAndReplaced) {
 }
 
 TEST_F(DictionaryTest, ASealedPartOpensWithThePassphraseOnly) {
-    KeySafeUserRing *ring = nullptr;
-    ASSERT_EQ(0u, KeySafeUserRing_Create(&ring));
-    const std::unique_ptr<KeySafeUserRing, Release<KeySafeUserRing_Destroy>> ringOwner(ring);
-    ASSERT_EQ(0u, KeySafeUserRing_AddPassphrase(ring, "passphrase", "AES-256"));
+    const RingPtr ring = RingOf("passphrase");
     Dict_SetStringPlain(Get(), "https://host", "url");
     Dict_SetString(Get(), "hunter2", "password");
-    ASSERT_TRUE(Dictionary_Rekey(Get(), ring));
+    ASSERT_TRUE(Dictionary_Rekey(Get(), ring.get()));
     const std::string sealed = Written(Get(), true);
     EXPECT_THAT(sealed, StartsWith(std::string(kEncodingLine) +
                                    "url = \"https://host\"\nencryption.keySafe = \""));
@@ -365,16 +365,10 @@ TEST_F(DictionaryTest, ASealedPartOpensWithThePassphraseOnly) {
     ASSERT_TRUE(Dictionary_LoadFromBuffer(locked.get(), sealed.c_str(), FALSE));
     EXPECT_TRUE(Dictionary_IsEncrypted(locked.get()));
     EXPECT_FALSE(Dictionary_Unlock(locked.get(), nullptr, nullptr));
-    KeySafeUserRing *wrong = nullptr;
-    ASSERT_EQ(0u, KeySafeUserRing_Create(&wrong));
-    const std::unique_ptr<KeySafeUserRing, Release<KeySafeUserRing_Destroy>> wrongOwner(wrong);
-    ASSERT_EQ(0u, KeySafeUserRing_AddPassphrase(wrong, "guess", "AES-256"));
-    EXPECT_FALSE(Dictionary_Unlock(locked.get(), nullptr, wrong));
-    ASSERT_TRUE(Dictionary_Unlock(locked.get(), nullptr, ring));
-    const Text password(Dict_GetString(locked.get(), nullptr, "password"));
-    EXPECT_STREQ("hunter2", password.get());
-    const Text hidden(Dict_GetString(locked.get(), nullptr, "url"));
-    EXPECT_EQ(nullptr, hidden) << "plain, so hidden";
+    EXPECT_FALSE(Dictionary_Unlock(locked.get(), nullptr, RingOf("guess").get()));
+    ASSERT_TRUE(Dictionary_Unlock(locked.get(), nullptr, ring.get()));
+    EXPECT_EQ("hunter2", String(locked, "password"));
+    EXPECT_EQ("(null)", String(locked, "url")) << "plain, so hidden";
     const Text url(Dict_GetStringPlain(locked.get(), nullptr, "url"));
     EXPECT_STREQ("https://host", url.get());
 
@@ -384,7 +378,7 @@ TEST_F(DictionaryTest, ASealedPartOpensWithThePassphraseOnly) {
     EXPECT_EQ(sealed.substr(0, head), resealed.substr(0, head));
     DictionaryPtr again(Dictionary_Create());
     ASSERT_TRUE(Dictionary_LoadFromBuffer(again.get(), resealed.c_str(), FALSE));
-    ASSERT_TRUE(Dictionary_Unlock(again.get(), nullptr, ring));
+    ASSERT_TRUE(Dictionary_Unlock(again.get(), nullptr, ring.get()));
     EXPECT_STREQ("changed", Dictionary_GetAsString(again.get(), "password"));
     Dict_SetString(locked.get(), "hunter2", "password");
 
@@ -392,8 +386,7 @@ TEST_F(DictionaryTest, ASealedPartOpensWithThePassphraseOnly) {
     DictionaryPtr source(Dictionary_Create());
     Dict_SetString(source.get(), "stolen", "password");
     Dictionary_Update(locked.get(), source.get(), nullptr);
-    const Text kept(Dict_GetString(locked.get(), nullptr, "password"));
-    EXPECT_STREQ("hunter2", kept.get());
+    EXPECT_EQ("hunter2", String(locked, "password"));
     ASSERT_TRUE(Dictionary_Rekey(locked.get(), nullptr));
     EXPECT_THAT(Written(locked.get(), true), HasSubstr("password = \"hunter2\""));
 }

@@ -8,9 +8,7 @@
 #include <atomic>
 #include <cerrno>
 #include <csignal>
-#include <fstream>
 #include <functional>
-#include <iterator>
 #include <string>
 #include <thread>
 #include <vector>
@@ -24,11 +22,6 @@
 #include "tests/support/temporaryFolder.h"
 
 namespace {
-
-std::string Contents(const std::string &path) {
-    std::ifstream stream(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), {}};
-}
 
 struct FileIO : testing::Test {
     FileIO() { FileIO_Invalidate(&fd); }
@@ -79,7 +72,7 @@ TEST_F(FileIO, OpensAsAsked) {
     for (const auto &row : rows) {
         EXPECT_EQ(row.result, Open(row.path, row.access, row.action)) << row.path << row.action;
         EXPECT_EQ(row.result == FILEIO_SUCCESS, FileIO_IsValid(&fd));
-        EXPECT_EQ(row.contents, Contents(row.path));
+        EXPECT_EQ(row.contents, FileText(row.path));
         if (FileIO_IsValid(&fd)) {
             EXPECT_EQ(row.path, FileIO_Filename(&fd));
             EXPECT_NE(0, fcntl(fd.posix, F_GETFD) & FD_CLOEXEC);
@@ -180,7 +173,7 @@ TEST_F(FileIO, VectorsOfAnyNumberAndSize) {
         EXPECT_EQ(pieces, read);
         offset += all.size();
     }
-    EXPECT_EQ(want, Contents(folder.Path() + "/f"));
+    EXPECT_EQ(want, FileText(folder.Path() + "/f"));
     std::string beyond(100, '?');
     const iovec two[] = {{beyond.data(), 50}, {beyond.data() + 50, 50}};
     gsize actual = 0;
@@ -203,7 +196,7 @@ TEST_F(FileIO, ManyVectorsGoThroughABuffer) {
     EXPECT_EQ(FILEIO_SUCCESS,
               FileIO_Pwritev(&fd, Vectors(&pieces).data(), 2000, 0, all.size(), &actual));
     EXPECT_EQ(all.size(), actual);
-    EXPECT_EQ(all, Contents(folder.Path() + "/f"));
+    EXPECT_EQ(all, FileText(folder.Path() + "/f"));
     std::vector<std::string> read(2000, std::string(8, '?'));
     EXPECT_EQ(FILEIO_SUCCESS,
               FileIO_Preadv(&fd, Vectors(&read).data(), 2000, 0, all.size(), &actual));
@@ -285,7 +278,7 @@ TEST_F(FileIO, AFailedTransferHasItsCodeAndItsCount) {
             }
             EXPECT_EQ(isComplete, actual == 12u) << operation.kind << " " << row.error;
             EXPECT_LT(0u, actual);
-            const std::string both = data + Contents(path);
+            const std::string both = data + FileText(path);
             EXPECT_EQ(isComplete,
                       both == "ABCDEFGHIJKLABCDEFGHIJKL" || both == "abcdefghijklabcdefghijkl")
                 << both;
@@ -324,10 +317,10 @@ TEST_F(FileIO, ReplacesAFileWholeOrNotAtAll) {
     FileIO_Invalidate(&temp);
     ASSERT_EQ(FILEIO_SUCCESS, FileIO_AtomicTempFile(&fd, &temp));
     EXPECT_EQ(FILEIO_SUCCESS, FileIO_Write(&temp, "new", 3, nullptr));
-    EXPECT_EQ("old", Contents(path));
+    EXPECT_EQ("old", FileText(path));
     EXPECT_TRUE(FileIO_AtomicUpdate(&temp, &fd));
     EXPECT_FALSE(FileIO_IsValid(&temp));
-    EXPECT_EQ("new", Contents(path));
+    EXPECT_EQ("new", FileText(path));
     EXPECT_NE(0, access((path + "~").c_str(), F_OK));
     char now[3];
     EXPECT_EQ(FILEIO_SUCCESS, FileIO_Pread(&fd, now, 3, 0, nullptr));
@@ -372,7 +365,7 @@ TEST_F(FileIO, AReplacementIsWrittenToAFileOfItsOwn) {
             EXPECT_EQ(S_IFREG | 0600u, status.st_mode);
             EXPECT_EQ(1u, status.st_nlink);
             FileIO_CloseAndUnlink(&temp);
-            EXPECT_EQ("untouched", Contents(victim));
+            EXPECT_EQ("untouched", FileText(victim));
             EXPECT_NE(0, access(absent.c_str(), F_OK));
         }
     }
@@ -409,7 +402,7 @@ TEST_F(FileIO, AThreadThatPlantsLinksGetsNothing) {
     planter.join();
     umask(before);
     EXPECT_LT(0, numMade);
-    EXPECT_EQ("untouched", Contents(victim));
+    EXPECT_EQ("untouched", FileText(victim));
     EXPECT_EQ(0u, seen) << "what others could do with the file";
 }
 

@@ -1,6 +1,4 @@
 // Parts of documents that the tables cannot express are noted with their place, and the rest is imported.
-#include <fstream>
-
 #include "tests/support/paths.h"
 #include "tests/tools/schemaImport/importFixture.h"
 
@@ -223,8 +221,7 @@ TEST(SchemaImportRefusal, CommandLinesThatMeanNothing) {
 /* Each quoted value of the document is replaced by some of the others, so that names collide: the schema
  * accepts every result. */
 TEST(SchemaImportRefusal, WhateverNamesMeetTheTablesStaySound) {
-    std::ifstream file(SourcePath("tests/tools/schemaImport/documents/plant.wsdl"));
-    const std::string text(std::istreambuf_iterator<char>(file), {});
+    const std::string text = FileText(SourcePath("tests/tools/schemaImport/documents/plant.wsdl"));
     std::vector<std::pair<size_t, size_t>> values; /* place and length */
     for (size_t at = text.find('"'); at != std::string::npos; at = text.find('"', at + 1)) {
         const size_t end = text.find('"', at + 1);

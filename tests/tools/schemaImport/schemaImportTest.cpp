@@ -1,6 +1,4 @@
 // XSD and WSDL documents of both styles become tables.
-#include <fstream>
-
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -108,9 +106,7 @@ SchemaModel ReadTables() {
                              "ozy/faults", "ozy/managed", "ferry/data", "ferry/enums",
                              "ferry/events", "ferry/faults", "ferry/managed"}) {
         const std::string path = SourcePath("generated/") + name + ".schema";
-        std::ifstream file(path);
-        const std::string text(std::istreambuf_iterator<char>(file), {});
-        EXPECT_TRUE(SchemaText_Parse(&model, path.c_str(), text, &errors)) << path;
+        EXPECT_TRUE(SchemaText_Parse(&model, path.c_str(), FileText(path), &errors)) << path;
     }
     return model;
 }
@@ -142,8 +138,7 @@ TEST(SchemaImport, TheProgramFetchesAndWritesAFile) {
     testLoop::Reset();
     CannedServer server;
     server.Answer([](const CannedRequest &request) {
-        std::ifstream file(kDocuments + "many" + request.target);
-        const std::string text(std::istreambuf_iterator<char>(file), {});
+        const std::string text = FileText(kDocuments + "many" + request.target);
         return HttpReply(text, text.empty() ? 404 : 200);
     });
     const DocumentFolder folder;
@@ -158,9 +153,8 @@ TEST(SchemaImport, TheProgramFetchesAndWritesAFile) {
     EXPECT_THAT(ended.err, HasSubstr("'Grind' is new"));
     EXPECT_THAT(ended.err, HasSubstr(server.Url("/parts/missing.xsd") +
                                      ": cannot be read: the service answers with status 404"));
-    std::ifstream file(target + "/imported.schema");
-    const std::string text(std::istreambuf_iterator<char>(file), {});
-    EXPECT_THAT(text, HasSubstr("data Mill : DynamicData  @ozy25/5.5\n"));
+    EXPECT_THAT(FileText(target + "/imported.schema"),
+                HasSubstr("data Mill : DynamicData  @ozy25/5.5\n"));
 }
 
 int ImportTo(const std::string &output) {
