@@ -22,6 +22,8 @@
  *   basicHttpUrl.cpp       URLs: zones of IPv6 hosts, the place that one leads to
  *   basicHttpTrace.cpp     the trace
  *   basicHttpRedact.cpp    secrets are left out of texts for the log
+ *   basicHttpSecretName.cpp  names of secrets in any text
+ *   basicHttpEscape.cpp    a character in whatever form it is escaped
  *
  * Start, engine, end, time-outs and pausing call one another in a circle, since each of them may complete a request,
  * and the end of one starts the next; all other sources only serve them.
