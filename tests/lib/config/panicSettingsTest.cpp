@@ -3,8 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "lib/config/preference.h"
 #include "lib/misc/panicControl.h"
+#include "tests/lib/config/noPreferences.h"
 #include "tests/support/inChild.h"
 #include "tests/support/logText.h"
 
@@ -12,9 +12,7 @@ namespace {
 
 TEST(PanicSettings, AreReadFromTheLayers) {
     InChild([] {
-        for (int i = 0; i < PREFERENCE_NUM_LAYERS; i++)
-            Preference_SetFileName(static_cast<PreferenceLayer>(i), "");
-        Preference_Init();
+        const NoPreferences none;
         Panic_SetCoreDumpOnPanic(FALSE);
         Panic_Init();
         EXPECT_TRUE(Panic_GetCoreDumpOnPanic());
@@ -32,16 +30,13 @@ TEST(PanicSettings, AreReadFromTheLayers) {
         EXPECT_TRUE(Panic_GetBreakOnPanic());
         EXPECT_TRUE(CoreDump_PreloadDebugSupport());
         EXPECT_THAT(LogText(), testing::HasSubstr("size:64KB)"));
-        Preference_Exit();
     });
 }
 
 TEST(PanicSettingsDeathTest, AWaitForADebuggerCanBeSet) {
     EXPECT_EXIT(
         {
-            for (int i = 0; i < PREFERENCE_NUM_LAYERS; i++)
-                Preference_SetFileName(static_cast<PreferenceLayer>(i), "");
-            Preference_Init();
+            const NoPreferences none;
             Preference_SetFromString("panic.loopOnPanic=TRUE", TRUE);
             Panic_Init();
             gPanicSleepSecond = [] { PanicSetLoop(FALSE); };

@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include "lib/crypto/cryptoOwner.h"
+#include "lib/misc/base64.h"
 #include "tests/lib/crypto/bytes.h"
 
 inline CryptoKeyPtr NewKey(const char *cipherName = "AES-128") {
@@ -44,6 +45,14 @@ inline Result Take(CryptoError error, guint8 *data, gsize size) {
     EXPECT_EQ(error == 0, data != nullptr);
     EXPECT_TRUE(error == 0 || size == 0);
     return {error, Bytes(data, data + size)};
+}
+
+inline std::string Base64(const std::string &bytes) {
+    char *text;
+    EXPECT_TRUE(
+        Base64_EasyEncode(reinterpret_cast<const guint8 *>(bytes.data()), bytes.size(), &text));
+    const CryptoText owner(text);
+    return text;
 }
 
 /* Calls a function whose last two arguments are the outs of a block. */

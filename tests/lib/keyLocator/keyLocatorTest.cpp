@@ -1,12 +1,12 @@
 #include "lib/keyLocator/keyLocatorInt.h"
 
 #include <string>
-#include <thread>
 
 #include <crypto/cryptoDict.h>
 
 #include "tests/lib/crypto/bytes.h"
 #include "tests/lib/crypto/keys.h"
+#include "tests/lib/lock/inThreads.h"
 
 namespace {
 
@@ -184,17 +184,12 @@ TEST(KeyLocator, ATreeComesBackWithItsIdsAndKeys) {
                  KeyLocator_GetIndirect(locker)->uniqueId);
     EXPECT_EQ(0, strncmp("pass2key=PBKDF2-HMAC-SHA-1:cipher=AES-256:rounds=1000:salt=",
                          KeyLocator_GetIndirect(locker)->u.phrase.keyGenData, 59));
-    guint8 *data;
-    gsize size;
-    ASSERT_EQ(0u, KeyLocator_UnlockPair(nullptr, KeyLocator_ListFirst(copy.get()), key.get(), TRUE,
-                                        &data, &size));
-    const SecretBlock plain(data, size);
-    EXPECT_EQ(4u, size);
-    EXPECT_STREQ("data", reinterpret_cast<char *>(data));
-    EXPECT_EQ(10u, KeyLocator_UnlockPair(nullptr, KeyLocator_ListFirst(copy.get()), NewKey().get(),
-                                         TRUE, &data, &size));
-    EXPECT_EQ(nullptr, data);
-    EXPECT_EQ(6u, KeyLocator_UnlockPair(nullptr, copy.get(), key.get(), TRUE, &data, &size));
+    const auto unlock = [](const KeyLocator *pair, const CryptoKeyPtr &with) {
+        return Made(KeyLocator_UnlockPair, nullptr, pair, with.get(), TRUE);
+    };
+    EXPECT_EQ("data", unlock(KeyLocator_ListFirst(copy.get()), key).Text());
+    EXPECT_EQ(10u, unlock(KeyLocator_ListFirst(copy.get()), NewKey()).error);
+    EXPECT_EQ(6u, unlock(copy.get(), key).error);
 
     KeyLocatorPtr leaf;
     ASSERT_EQ(0u, KeyLocator_CreateLeaf(key.get(), CryptoOut(leaf)));
@@ -439,20 +434,15 @@ TEST(KeyLocatorCache, ATextHoldsTheNewestFirstAndReversesWhenRead) {
 TEST(KeyLocatorCache, IsSharedByThreads) {
     const StatePtr state = NewState();
     const CryptoKeyPtr key = NewKey();
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 8; i++) {
-        threads.emplace_back([&, i] {
-            for (int round = 0; round < 200; round++) {
-                const std::string id = std::to_string((round * 7 + i) % 60);
-                KeyLocatorAddCacheEntry(state.get(), id.c_str(), key.get());
-                const CryptoKeyPtr found(KeyLocatorFindCacheEntry(state.get(), id.c_str()));
-                if (round % 50 == i)
-                    KeyLocator_ClearKeyCache(state.get());
-            }
-        });
-    }
-    for (std::thread &thread : threads)
-        thread.join();
+    InThreads(8, [&](int i) {
+        for (int round = 0; round < 200; round++) {
+            const std::string id = std::to_string((round * 7 + i) % 60);
+            KeyLocatorAddCacheEntry(state.get(), id.c_str(), key.get());
+            const CryptoKeyPtr found(KeyLocatorFindCacheEntry(state.get(), id.c_str()));
+            if (round % 50 == i)
+                KeyLocator_ClearKeyCache(state.get());
+        }
+    });
     EXPECT_LE(state->cacheSize, 50u);
 }
 

@@ -4,7 +4,6 @@
 
 #include <crypto/cryptoDict.h>
 
-#include "lib/misc/base64.h"
 #include "tests/lib/crypto/keys.h"
 
 namespace {
@@ -51,13 +50,9 @@ Pairs Fields(const std::string &text) {
     const char *key;
     const char *value;
     while (CryptoDictIterator_Next(iterator, &key, &value)) {
-        guint8 *data;
-        gsize size;
-        if (CryptoDict_GetBase64(dict.get(), key, &data, &size) != 0 || strcmp(key, "numkeys") == 0)
-            pairs.emplace_back(key, value);
-        else
-            pairs.emplace_back(key, std::string(reinterpret_cast<char *>(data), size));
-        Crypto_Free(data, size);
+        const Result decoded = Made(CryptoDict_GetBase64, dict.get(), key);
+        const bool isPlain = decoded.error != 0 || strcmp(key, "numkeys") == 0;
+        pairs.emplace_back(key, isPlain ? value : decoded.Text());
     }
     CryptoDictIterator_Destroy(iterator);
     return pairs;
@@ -68,13 +63,6 @@ std::string Names(const Pairs &pairs) {
     for (const auto &[name, value] : pairs)
         names += name + " ";
     return names;
-}
-
-std::string Base64(const std::string &bytes) {
-    char *text;
-    Base64_EasyEncode(reinterpret_cast<const guint8 *>(bytes.data()), bytes.size(), &text);
-    const CryptoText owner(text);
-    return text;
 }
 
 /* A ring's text of one entry with these fields. */

@@ -11,10 +11,10 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "lib/config/preference.h"
 #include "lib/lock/vthreadBase.h"
 #include "lib/misc/panicControl.h"
 #include "lib/misc/poll.h"
+#include "tests/lib/config/noPreferences.h"
 #include "tests/support/inChild.h"
 #include "tests/support/logText.h"
 #include "tests/support/testLoop.h"
@@ -53,6 +53,12 @@ void Note(gint signal, siginfo_t *info, gpointer context, gpointer clientData) {
 void NoteAndContinue(gint signal, siginfo_t *info, gpointer context, gpointer clientData) {
     Note(signal, info, context, clientData);
     Sig_ClearBlocked(signal);
+}
+
+bool IsBlocked(int signal) {
+    sigset_t mask;
+    pthread_sigmask(SIG_BLOCK, nullptr, &mask);
+    return sigismember(&mask, signal) == 1;
 }
 
 const PollImpl kLoop = {.Callback = testLoop::Callback, .CallbackRemove = testLoop::CallbackRemove};
@@ -240,26 +246,21 @@ TEST(Sig, NullHandlerLogsAndContinues) {
 TEST(Sig, InitThreadBlocksWhatTheMainThreadReceives) {
     InChild([] {
         Sig_InitThread();
-        sigset_t mask;
-        pthread_sigmask(SIG_BLOCK, nullptr, &mask);
         std::string blocked;
         for (int i = 1; i <= 64; i++)
-            blocked += sigismember(&mask, i) == 1 ? " " + std::to_string(i) : "";
+            blocked += IsBlocked(i) ? " " + std::to_string(i) : "";
         EXPECT_EQ(" 1 2 3 10 12 14 15 20 23 29", blocked);
         sigset_t before;
         Sig_Unblock(SIGHUP, &before);
         Sig_Restore(&before);
-        pthread_sigmask(SIG_BLOCK, nullptr, &mask);
-        EXPECT_TRUE(sigismember(&mask, SIGHUP));
+        EXPECT_TRUE(IsBlocked(SIGHUP));
     });
 }
 
 TEST(Sig, RegionsAreLeftOutOfADumpUnlessASettingForbidsIt) {
     for (const char *setting : {"signal.dontUnmap=FALSE", "signal.dontUnmap=TRUE"})
         InChild([setting] {
-            for (int i = 0; i < PREFERENCE_NUM_LAYERS; i++)
-                Preference_SetFileName(static_cast<PreferenceLayer>(i), "");
-            Preference_Init();
+            const NoPreferences none;
             Preference_SetFromString(setting, TRUE);
             Start();
             void *page = mmap(nullptr, 4096, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
@@ -268,7 +269,6 @@ TEST(Sig, RegionsAreLeftOutOfADumpUnlessASettingForbidsIt) {
             unsigned char isThere;
             EXPECT_EQ(strstr(setting, "TRUE") != nullptr, mincore(page, 4096, &isThere) == 0);
             Stop();
-            Preference_Exit();
         });
 }
 
@@ -385,10 +385,7 @@ TEST(Sig, AnArmedFrameIsContinuedAfterACrash) {
         for (int signal : {SIGSEGV, SIGBUS, SIGILL, SIGABRT, SIGSEGV}) {
             EXPECT_EQ(signal, RaiseInFrames(signal));
             EXPECT_FALSE(VThreadBase_IsInSignal());
-            sigset_t mask;
-            pthread_sigmask(SIG_BLOCK, nullptr, &mask);
-            EXPECT_FALSE(sigismember(&mask, SIGTERM));
-            EXPECT_FALSE(sigismember(&mask, signal));
+            EXPECT_FALSE(IsBlocked(SIGTERM) || IsBlocked(signal));
             Sig_DisarmCrashCatcher(&outer);
         }
         EXPECT_THAT(LogText(), Not(HasSubstr("signal 1")));
@@ -409,9 +406,7 @@ TEST(Sig, ACrashInAHandlerContinuesOutsideOfIt) {
             EXPECT_EQ(SIGSEGV, crash);
         }
         EXPECT_FALSE(VThreadBase_IsInSignal());
-        sigset_t mask;
-        pthread_sigmask(SIG_BLOCK, nullptr, &mask);
-        EXPECT_FALSE(sigismember(&mask, SIGUSR1) || sigismember(&mask, SIGTERM));
+        EXPECT_FALSE(IsBlocked(SIGUSR1) || IsBlocked(SIGTERM));
 
         /* armed inside a handler, which goes on after the crash */
         Sig_Callback(SIGUSR1, SIG_MODE_DEFAULT, nullptr, nullptr);
@@ -431,11 +426,8 @@ TEST(Sig, ACrashInAHandlerContinuesOutsideOfIt) {
 }
 
 TEST(SigDeathTest, ModesAreChanged) {
-    const struct {
-        int from; /* after DEFAULT */
-        int to;
-        bool isAllowed;
-    } rows[] = {
+    const std::tuple<int, int, bool> rows[] = {
+        /* from, after DEFAULT; to; whether that is allowed */
         {SIG_MODE_QUEUE, SIG_MODE_DEFAULT, true},
         {SIG_MODE_IMMEDIATE, SIG_MODE_DEFAULT, true},
         {SIG_MODE_IGNORE, SIG_MODE_QUEUE, true},
@@ -446,19 +438,17 @@ TEST(SigDeathTest, ModesAreChanged) {
         {SIG_MODE_IGNORE, SIG_MODE_NOT_ALLOWED, false},
         {SIG_MODE_IGNORE, 6, false},
     };
-    for (const auto &row : rows) {
-        const auto change = [&] {
+    for (const auto &[from, to, isAllowed] : rows) {
+        const auto change = [from = from, to = to] {
             Start();
-            Sig_Callback(SIGUSR1, row.from, Note, nullptr);
-            Sig_Callback(SIGUSR1, row.to, Note, nullptr);
+            Sig_Callback(SIGUSR1, from, Note, nullptr);
+            Sig_Callback(SIGUSR1, to, Note, nullptr);
+            Stop();
         };
-        if (row.isAllowed)
-            InChild([&] {
-                change();
-                Stop();
-            });
+        if (isAllowed)
+            InChild(change);
         else
-            EXPECT_DEATH(change(), "VERIFY .*lib/sig/sig.cpp") << row.from << " to " << row.to;
+            EXPECT_DEATH(change(), "VERIFY .*lib/sig/sig.cpp") << from << " to " << to;
     }
     EXPECT_DEATH(Sig_Callback(SIGUSR1, SIG_MODE_QUEUE, Note, nullptr), "VERIFY .*lib/sig/sig.cpp");
 }

@@ -42,10 +42,6 @@ AES_KEY EmptyKey() {
     return key;
 }
 
-std::string Text(const void *bytes, size_t size) {
-    return {static_cast<const char *>(bytes), size};
-}
-
 TEST_F(SSLAdapterAes, SchedulesAreTheGenuineOnes) {
     for (int bits : {128, 192, 256}) {
         for (guint32 seed = 1; seed <= 20; seed++) {
@@ -68,25 +64,6 @@ TEST_F(SSLAdapterAes, SchedulesAreTheGenuineOnes) {
             EXPECT_EQ(-2, set(bytes.data(), bits, &key)) << bits;
         EXPECT_EQ(-1, set(nullptr, 128, &key));
         EXPECT_EQ(-1, set(bytes.data(), 128, nullptr));
-    }
-}
-
-TEST_F(SSLAdapterAes, BlocksOfPublishedExamples) {
-    // FIPS 197, appendix C: keys 00 01 02 ..., block 00 11 22 ...
-    const Bytes plain = FromHex("00112233445566778899aabbccddeeff");
-    const Bytes bytes = FromHex("000102030405060708090a0b0c0d0e0f101112131415161718191a1b1c1d1e1f");
-    const std::pair<int, const char *> rows[] = {{128, "69c4e0d86a7b0430d8cdb78070b4c55a"},
-                                                 {192, "dda97ca4864cdfe06eaf70a0ec0d7191"},
-                                                 {256, "8ea2b7ca516745bfeafc49904b496089"}};
-    for (const auto &[bits, expected] : rows) {
-        AES_KEY key;
-        Bytes block(16);
-        __wrap_AES_set_encrypt_key(bytes.data(), bits, &key);
-        __wrap_AES_ecb_encrypt(plain.data(), block.data(), &key, AES_ENCRYPT);
-        EXPECT_EQ(expected, ToHex(block)) << bits;
-        __wrap_AES_set_decrypt_key(bytes.data(), bits, &key);
-        __wrap_AES_ecb_encrypt(block.data(), block.data(), &key, AES_DECRYPT);
-        EXPECT_EQ(plain, block) << bits;
     }
 }
 
@@ -114,7 +91,7 @@ TEST_F(SSLAdapterAes, ChainsOfAnyLengthAreTheGenuineOnes) {
                     }
                     ASSERT_EQ(outs[0], outs[1])
                         << bits << " " << size << " " << direction << " " << isInPlace;
-                    ASSERT_EQ(Text(ivs[0].data(), 16), Text(ivs[1].data(), 16))
+                    ASSERT_EQ(ivs[0], ivs[1])
                         << bits << " " << size << " " << direction << " " << isInPlace;
                 }
             }

@@ -10,9 +10,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "lib/config/preference.h"
 #include "lib/misc/err.h"
 #include "lib/misc/glibPtr.h"
+#include "tests/lib/config/noPreferences.h"
 #include "tests/lib/lock/inThreads.h"
 #include "tests/support/logText.h"
 #include "tests/support/temporaryFolder.h"
@@ -57,19 +57,14 @@ struct Msg : testing::Test {
         callback.hint = Hint;
         callback.progress = Progress;
         Msg_SetCallback(&callback);
-        for (int layer = 0; layer < PREFERENCE_NUM_LAYERS; layer++)
-            Preference_SetFileName(static_cast<PreferenceLayer>(layer), "");
-        Preference_Init();
         LogRing_Clear();
     }
-    ~Msg() override {
-        Msg_Exit();
-        Preference_Exit();
-    }
+    ~Msg() override { Msg_Exit(); }
     /* Makes a catalogue of these lines the current one. */
     void Catalogue(const std::string &lines) {
         EXPECT_TRUE(Msg_LoadMessageFile("de", folder.Write("de.mcat", lines).c_str()));
     }
+    const NoPreferences none;
     TemporaryFolder folder;
 };
 

@@ -1,12 +1,10 @@
 #include "tools/simulator/http.h"
 
-#include <arpa/inet.h>
-#include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/resource.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
+#include "tests/support/loopback.h"
 #include "tests/tools/simulator/soapClient.h"
 
 using simulator::Options;
@@ -187,11 +185,7 @@ TEST(OutsideLoop, AdvanceMakesTheDescriptorReadable) {
 /* Connects, sends the text and nothing more. */
 int ConnectAndSend(int port, const std::string &text) {
     const int client = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(static_cast<uint16_t>(port));
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    EXPECT_EQ(0, connect(client, reinterpret_cast<sockaddr *>(&address), sizeof address));
+    EXPECT_EQ(0, ConnectToLoopback(client, port));
     EXPECT_EQ(ssize_t(text.size()), send(client, text.data(), text.size(), MSG_NOSIGNAL));
     return client;
 }

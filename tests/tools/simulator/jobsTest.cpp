@@ -26,6 +26,10 @@ struct Jobs : SimulatorTest {
                "</activeTaskHandling>";
     }
 
+    SoapReply Stop(const std::string &handling) {
+        return service.Call("FerryServerJobStop", kJob, "job-1", Handling(handling));
+    }
+
     SoapClient service{server.FerryUrl() + "/sdk", "ferry"};
 };
 
@@ -43,21 +47,14 @@ TEST_F(Jobs, RunWithProgressAndTheNextWaitsForItsTurn) {
 }
 
 TEST_F(Jobs, AreStoppedOnlyIfTheCallerWantsTheirTaskCancelled) {
-    EXPECT_EQ(
-        "FerryJobHasActiveTaskFault",
-        service.Call("FerryServerJobStop", kJob, "job-1", Handling("failIfActiveTask")).Fault());
-    EXPECT_EQ("InvalidArgument",
-              service.Call("FerryServerJobStop", kJob, "job-1", Handling("anyhow")).Fault());
+    EXPECT_EQ("FerryJobHasActiveTaskFault", Stop("failIfActiveTask").Fault());
+    EXPECT_EQ("InvalidArgument", Stop("anyhow").Fault());
     server.Advance(500);
-    EXPECT_EQ(
-        200,
-        service.Call("FerryServerJobStop", kJob, "job-1", Handling("cancelActiveTask")).status);
+    EXPECT_EQ(200, Stop("cancelActiveTask").status);
     EXPECT_EQ("deactivated error 50", State("job-1"));
     EXPECT_EQ("red", server.Property("job-1", "overallStatus"));
     EXPECT_EQ("active running 0", State("job-13")) << "its place is free";
-    EXPECT_EQ(
-        "InvalidState",
-        service.Call("FerryServerJobStop", kJob, "job-1", Handling("cancelActiveTask")).Fault());
+    EXPECT_EQ("InvalidState", Stop("cancelActiveTask").Fault());
     server.Advance(500);
     EXPECT_EQ("deactivated error 50", State("job-1"));
 }
@@ -98,9 +95,7 @@ TEST_F(Jobs, AreCreatedFailAndAreRemoved) {
 
 TEST_F(Jobs, AreOnlyChangedByUsersWhoMay) {
     service.Login("observer");
-    EXPECT_EQ(
-        "NoPermission",
-        service.Call("FerryServerJobStop", kJob, "job-1", Handling("cancelActiveTask")).Fault());
+    EXPECT_EQ("NoPermission", Stop("cancelActiveTask").Fault());
 }
 
 } // namespace

@@ -12,8 +12,6 @@
 #include <ssl/ssl.h>
 
 #include "lib/keyLocator/keySafeInt.h"
-#include "lib/misc/base64.h"
-#include "tests/lib/crypto/bytes.h"
 #include "tests/lib/crypto/keys.h"
 #include "tests/lib/crypto/wiping/freedBlocks.h"
 
@@ -31,14 +29,6 @@ using Secrets = std::vector<Secret>;
 
 std::string Text(const Bytes &bytes) {
     return {reinterpret_cast<const char *>(bytes.data()), bytes.size()};
-}
-
-std::string Base64(const std::string &bytes) {
-    char *text;
-    EXPECT_TRUE(
-        Base64_EasyEncode(reinterpret_cast<const guint8 *>(bytes.data()), bytes.size(), &text));
-    const CryptoText owner(text);
-    return text;
 }
 
 /* The raw bytes of the key that all tests use, and what is made of them. */
@@ -60,16 +50,12 @@ Secrets OfKey() {
 std::string Derived(const std::string &wrapped) {
     CryptoDictPtr dict;
     CryptoDict_CreateAndImport(wrapped.data(), wrapped.size(), CryptoOut(dict));
-    guint8 *salt;
-    gsize saltSize;
-    CryptoDict_GetBase64(dict.get(), "salt", &salt, &saltSize);
-    guint8 *key;
-    gsize size;
-    CryptoPass2Key_Compute(CryptoPass2Key_PBKDF2_HMAC_SHA_1, CryptoCipherAES_128, 1000, kPassword,
-                           strlen(kPassword), &salt, &saltSize, &key, &size);
-    Crypto_Free(salt, saltSize);
-    const SecretBlock owner(key, size);
-    return {reinterpret_cast<char *>(key), size};
+    Bytes salt = Made(CryptoDict_GetBase64, dict.get(), "salt").bytes;
+    guint8 *saltData = salt.data();
+    gsize saltSize = salt.size();
+    return Made(CryptoPass2Key_Compute, CryptoPass2Key_PBKDF2_HMAC_SHA_1, CryptoCipherAES_128, 1000,
+                kPassword, strlen(kPassword), &saltData, &saltSize)
+        .Text();
 }
 
 /* Opening OpenSSL frees blocks of the system's, in which anything may be left over. */
@@ -256,11 +242,9 @@ TEST(Wiping, Keys) {
 TEST(Wiping, SealedRecords) {
     const CryptoKeyPtr key = MakeKey();
     const Bytes mac = HmacSha1(SomeBytes(32, 99), Bytes(kPlain, kPlain + strlen(kPlain)));
-    guint8 *data;
-    gsize size;
-    ASSERT_EQ(0u, CryptoKey_EncryptWithMAC(key.get(), CryptoKeyedHash_HMAC_SHA_1, kPlain,
-                                           strlen(kPlain), &data, &size));
-    SecretBlock record(data, size);
+    Bytes record = Made(CryptoKey_EncryptWithMAC, key.get(), CryptoKeyedHash_HMAC_SHA_1, kPlain,
+                        strlen(kPlain))
+                       .bytes;
     Secrets secrets = OfKey();
     const auto open = [&] {
         Block out;
@@ -269,9 +253,9 @@ TEST(Wiping, SealedRecords) {
     };
     ExpectWiped(secrets, open);
     secrets.push_back({"MAC that was expected", Text(mac)});
-    record.data()[record.size() - 1] ^= 1; // wrong MAC
+    record[record.size() - 1] ^= 1; // wrong MAC
     ExpectWiped(secrets, open);
-    record.data()[record.size() - 21] ^= 1; // wrong padding
+    record[record.size() - 21] ^= 1; // wrong padding
     ExpectWiped(secrets, open);
     ExpectWiped(OfKey(), [&] {
         Block out;
@@ -312,18 +296,12 @@ TEST(Wiping, Passwords) {
 }
 
 TEST(Wiping, PemTexts) {
-    CryptoCipher *cipher;
-    ASSERT_EQ(0u, CryptoCipher_FromString("RSA-512", &cipher));
-    CryptoKeyPtr key;
-    ASSERT_EQ(0u, CryptoKey_Generate(cipher, CryptoOut(key)));
+    const CryptoKeyPtr key = NewKey("RSA-512");
     const std::string pem = Export(key.get());
     const std::string encrypted = Export(key.get(), kPassword);
     const size_t body = pem.find('\n') + 80; /* behind what all keys begin with */
-    guint8 *data;
-    gsize size;
-    ASSERT_EQ(0u,
-              CryptoKey_PKEncrypt(key.get(), CRYPTO_RSA_PADDING_OAEP, kPlain, 20, &data, &size));
-    const SecretBlock sealed(data, size);
+    const Bytes sealed =
+        Made(CryptoKey_PKEncrypt, key.get(), CRYPTO_RSA_PADDING_OAEP, kPlain, 20).bytes;
     Secrets secrets = OfKey();
     secrets.push_back({"PEM text", pem.substr(body, 300)});
     ExpectWiped(secrets, [&] {
