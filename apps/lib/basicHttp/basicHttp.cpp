@@ -8,7 +8,6 @@
 #include "apps/lib/basicHttp/basicHttpInt.h"
 #include "lib/misc/log.h"
 #include "lib/misc/panic.h"
-#include "lib/misc/secret.h"
 
 BasicHttpGlobalState *curlGlobalState;
 OrvanePollCallback pollCallbackProc;
@@ -251,16 +250,17 @@ BasicHttpRequest *BasicHttp_CreateRequestEx(const char *url, BasicHttpMethod met
         return nullptr;
 
     auto *request = new BasicHttpRequest{};
-    request->url = g_strdup(url);
+    request->url = url;
     request->settings.method = method;
     request->settings.flags = flags;
     request->cookieJar = BasicHttpHoldCookieJar(
         cookieJar == BASICHTTP_DEFAULT_COOKIE_JAR ? BasicHttpDefaultCookieJar() : cookieJar);
     request->body = body;
     request->recvContentInfo = {-1, -1, 0, -1};
-    request->isRepeatable = method == BASICHTTP_METHOD_GET || method == BASICHTTP_METHOD_HEAD;
+    request->settings.isRepeatable =
+        method == BASICHTTP_METHOD_GET || method == BASICHTTP_METHOD_HEAD;
     request->socket = CURL_SOCKET_BAD;
-    request->maxResponseSize = maxResponseSize;
+    request->settings.maxResponseSize = maxResponseSize;
     DynBuf_Init(&request->receiveBuffer);
     BasicHttp_SetSslAuthorities(request, sslCAInfo, sslCAPath);
 
@@ -346,10 +346,6 @@ void BasicHttp_FreeRequest(BasicHttpRequest *request) {
 void BasicHttpDestroyRequest(BasicHttpRequest *request) {
     BasicHttpDeadline_Clear(&request->deadline);
     BasicHttpFreeHandle(request);
-    for (char *text : {request->url, request->userAgent, request->userName, request->proxyUserName})
-        g_free(text);
-    Secret_FreeText(request->userPassword);
-    Secret_FreeText(request->proxyPassword);
     BasicHttpFreeRequestHeaders(request);
     curl_slist_free_all(request->responseHeaders);
     DynBuf_Destroy(&request->receiveBuffer);
@@ -388,5 +384,5 @@ void BasicHttp_SetMaxResponseSize(gsize bytes) {
 }
 
 void BasicHttp_SetRequestMaxResponseSize(BasicHttpRequest *request, gsize bytes) {
-    request->maxResponseSize = bytes;
+    request->settings.maxResponseSize = bytes;
 }

@@ -25,7 +25,7 @@ bool IsEncrypted(const BasicHttpRequest *request, gpointer *ssl) {
 
 /* The request may be sent to the origin of this URL: its own one, or that of the last accepted redirect. */
 const char *AllowedUrl(const BasicHttpRequest *request) {
-    return request->redirectUrl.empty() ? request->url : request->redirectUrl.c_str();
+    return (request->redirectUrl.empty() ? request->url : request->redirectUrl).c_str();
 }
 
 bool IsAllowedPlace(const BasicHttpRequest *request, const char *url) {
@@ -59,9 +59,10 @@ bool IsAllowedConnection(const BasicHttpRequest *request, bool isEncrypted,
     const char *url = nullptr;
     if (!BasicHttp_GetEffectiveURL(const_cast<BasicHttpRequest *>(request), &url) || !url)
         return false;
-    const bool isAllowed = IsAllowedPlace(request, url) &&
-                           (isEncrypted || !BasicHttpIsHttpsUrl(AllowedUrl(request))) &&
-                           (!request->isStrict || IsStrictlyAllowed(request, url, peerAddress));
+    const bool isAllowed =
+        IsAllowedPlace(request, url) &&
+        (isEncrypted || !BasicHttpIsHttpsUrl(AllowedUrl(request))) &&
+        (!request->settings.isStrict || IsStrictlyAllowed(request, url, peerAddress));
     if (!isAllowed)
         Warning("BasicHTTP: Request %p is not sent to %s at %s: that is not where it may go.\n",
                 static_cast<const void *>(request), url, peerAddress);
@@ -80,7 +81,7 @@ bool MaySendAgain(BasicHttpRequest *request) {
     request->wasSent = true;
     request->numSentBytes = sent;
     request->numHeaderBytesAtSend = request->numHeaderBytes;
-    if (!isRepeated || request->isRepeatable)
+    if (!isRepeated || request->settings.isRepeatable)
         return true;
     Warning(
         "BasicHTTP: Request %p is not sent again: its connection ended without an answer, and the "
@@ -106,11 +107,11 @@ int BasicHttpPrereqCurlCallback(void *data, char *peerAddress, char *, int, int)
         return Refuse(request, BASICHTTP_ERROR_SSL_SECURITY);
     if (!MaySendAgain(request))
         return Refuse(request, BASICHTTP_ERROR_TRANSFER);
-    if (!request->connectedProc)
+    if (!request->settings.connectedProc)
         return CURL_PREREQFUNC_OK;
     if (!BasicHttpHasLayersOpenSsl(request->owner))
         ssl = nullptr;
-    if (!request->connectedProc(request, isEncrypted, ssl, request->clientData))
+    if (!request->settings.connectedProc(request, isEncrypted, ssl, request->clientData))
         return Refuse(request, BASICHTTP_ERROR_SSL_SECURITY);
     return request->state == BASICHTTP_STATE_DONE ? CURL_PREREQFUNC_ABORT : CURL_PREREQFUNC_OK;
 }

@@ -54,6 +54,7 @@
 #include "lib/misc/dynBuf.h"
 #include "lib/misc/hashTable.h"
 #include "lib/misc/poll.h"
+#include "lib/misc/secret.h"
 
 struct BasicHttpSource {
     const BasicHttpSourceOps *ops;
@@ -106,24 +107,43 @@ struct BasicHttpGlobalState;
 /* Bits of pausedMask, with the values of curl_easy_pause(). */
 enum { kPausedRecv = CURLPAUSE_RECV, kPausedSend = CURLPAUSE_SEND };
 
-/* Settings of a request that become options of its easy handle. */
+constexpr char kBasicHttpUserAgent[] = "Halden-client";
+
+/* What a request was set to before it is sent, with the default of each setting. */
 struct BasicHttpSettings {
     BasicHttpMethod method = BASICHTTP_METHOD_GET;
     guint32 flags = 0;
+    std::string userAgent = kBasicHttpUserAgent;
+    gint authType = 0; /* a BASICHTTP_AUTH_..., 0 for none, greater for any */
+    std::string userName;
+    SecretText userPassword;          /* NULL: there is no login */
     std::optional<std::string> proxy; /* empty: no proxy, also if the environment names one */
     gint proxyType = BASICHTTP_PROXY_NONE;
+    gint proxyAuth = 0; /* as authType */
+    std::string proxyUserName;
+    SecretText proxyPassword; /* NULL: there is no login */
     std::optional<std::string> noProxy;
     bool sslManualVerification = false;
     bool sslVerification = false; /* by the machine's CA certificates if no others are set */
     BasicHttpSslCtxProc sslCtxProc = nullptr;
-    std::string sslCAInfo;    /* empty for none */
-    std::string sslCAPath;    /* empty for none */
-    std::string sslCrlFile;   /* empty for none */
-    guint connectTimeout = 0; /* seconds, 0 for none */
+    std::string sslCAInfo;  /* empty for none */
+    std::string sslCAPath;  /* empty for none */
+    std::string sslCrlFile; /* empty for none */
+    BasicHttpConnectedProc connectedProc = nullptr;
+    bool isStrict = false;     /* is only sent over TLS or to this machine */
+    bool isRepeatable = false; /* may be sent again after a connection ended without an answer */
+    guint connectTimeout = 0;  /* seconds, 0 for none */
     bool connectionTimeoutWorkaround = true;
     bool freshConnection = false;
     bool forbidReuse = false;
     bool detectsDeadPeer = false;
+    guint inactivityTimeoutSending = 0; /* seconds, 0 for none */
+    guint inactivityTimeoutSent = 0;
+    guint inactivityTimeoutReceiving = 0;
+    guint connectLimit = 0; /* milliseconds, 0 for none; see BasicHttp_SetLimits() */
+    guint inactivityLimit = 0;
+    guint totalLimit = 0;
+    gsize maxResponseSize = 0; /* 0: no limit */
 
     /* set when the request is started */
     std::string zone; /* of the URL's host */
@@ -132,7 +152,7 @@ struct BasicHttpSettings {
 };
 
 struct BasicHttpRequest {
-    char *url;
+    std::string url;
     BasicHttpSettings settings;
     BasicHttpCookieJar *cookieJar; /* counts as one of its owners */
     CURL *curl;                    /* assigned when the request is started */
@@ -161,22 +181,8 @@ struct BasicHttpRequest {
     guint32
         pausedMask; /* without the pauses of the bandwidth group; see BasicHttpSetPausedMask() */
     BasicHttpContentInfo recvContentInfo;
-    gint authType;
-    char *userName;
-    char *userPassword;
-    char *userAgent;
-    gint proxyAuth;
-    char *proxyUserName;
-    char *proxyPassword;
-    BasicHttpConnectedProc connectedProc;
-    guint inactivityTimeoutSending; /* seconds, 0 for none */
-    guint inactivityTimeoutSent;
-    guint inactivityTimeoutReceiving;
     gint64 lastActivityTime;
-    guint connectLimit; /* milliseconds, 0 for none; see BasicHttp_SetLimits() */
-    guint inactivityLimit;
-    guint totalLimit;
-    gint64 startTime;           /* of these limits */
+    gint64 startTime;           /* of the time limits */
     BasicHttpDeadline deadline; /* when they are to be checked */
     curl_socket_t socket;       /* the last one that libcurl opened for the request, -1 for none */
     CURLcode curlResult;
@@ -186,11 +192,8 @@ struct BasicHttpRequest {
     bool queued;
 
     BasicHttpGlobalState *owner; /* the transport that the request was sent with; NULL before */
-    gsize maxResponseSize;       /* 0: no limit */
     gsize numBodyBytesRead;      /* read from the source since it was last rewound */
     bool hasWholeHead;           /* all headers of the last response were received */
-    bool isStrict;               /* is only sent over TLS or to this machine */
-    bool isRepeatable;           /* may be sent again after a connection ended without an answer */
     std::string redirectUrl;     /* the last redirect that was accepted; empty for none */
     gsize numHeaderBytes;        /* of the header and trailer lines of all responses */
     bool wasSent;                /* a connection was assigned; libcurl may have sent it */

@@ -216,7 +216,7 @@ std::string RedactUrlHeader(std::string_view line) {
 }
 
 /* Where the value of a secret header begins, if a line has one that begins at its start, or anywhere. */
-size_t SecretValue(std::string_view lowerLine, bool isAnywhere) {
+size_t FindSecretValue(std::string_view lowerLine, bool isAnywhere) {
     size_t value = std::string_view::npos;
     for (std::string_view header : kSecretHeaders) {
         if (isAnywhere ? lowerLine.find(header) != std::string_view::npos
@@ -230,7 +230,8 @@ size_t SecretValue(std::string_view lowerLine, bool isAnywhere) {
 std::string RedactHeader(std::string_view line) {
     if (line.starts_with(' ') || line.starts_with('\t'))
         return std::string(kRedacted);
-    const size_t secret = SecretValue(BasicHttpLowered(line, BasicHttpLowered::kAll).Text(), false);
+    const size_t secret =
+        FindSecretValue(BasicHttpLowered(line, BasicHttpLowered::kAll).Text(), false);
     if (secret != std::string_view::npos)
         return std::string(line.substr(0, secret)).append(" ").append(kRedacted);
     const std::string url = RedactUrlHeader(line);
@@ -259,7 +260,7 @@ std::string BasicHttpRedactHeaders(std::string_view text) {
 std::string BasicHttpRedactText(std::string_view remark) {
     const std::string text = RedactUrls(remark);
     const std::string lower = BasicHttpLower(text);
-    size_t secret = SecretValue(lower, true);
+    size_t secret = FindSecretValue(lower, true);
     const size_t cookie = lower.find("cookie");
     if (cookie != std::string::npos && lower.find('=', cookie) != std::string::npos)
         secret = std::min(secret, lower.find('=', cookie) + 1);

@@ -10,7 +10,6 @@
 
 namespace {
 
-constexpr char kDefaultUserAgent[] = "Halden-client";
 constexpr char kProtocols[] = "http,https";
 constexpr char kSafeProtocols[] = "https";
 constexpr long kMaxRedirects = 10;
@@ -48,9 +47,9 @@ long CurlAuth(gint authType) {
 
 /* A request that begins as https is redirected to https only. */
 void SetPlace(CurlOptions *options, BasicHttpRequest *request) {
-    options->Set(CURLOPT_URL, request->url);
+    options->Set(CURLOPT_URL, request->url.c_str());
     options->Set(CURLOPT_REDIR_PROTOCOLS_STR,
-                 BasicHttpIsHttpsUrl(request->url) ? kSafeProtocols : kProtocols);
+                 BasicHttpIsHttpsUrl(request->url.c_str()) ? kSafeProtocols : kProtocols);
 }
 
 void SetUrl(CurlOptions *options, BasicHttpRequest *request) {
@@ -97,12 +96,13 @@ void SetBehaviour(CurlOptions *options, BasicHttpRequest *request) {
 }
 
 void SetIdentity(CurlOptions *options, BasicHttpRequest *request) {
-    if (request->authType != 0 && request->userName && request->userPassword) {
-        options->Set(CURLOPT_USERNAME, request->userName);
-        options->Set(CURLOPT_PASSWORD, request->userPassword);
-        options->Set(CURLOPT_HTTPAUTH, CurlAuth(request->authType));
+    const BasicHttpSettings &settings = request->settings;
+    if (settings.authType != 0 && settings.userPassword) {
+        options->Set(CURLOPT_USERNAME, settings.userName.c_str());
+        options->Set(CURLOPT_PASSWORD, settings.userPassword.get());
+        options->Set(CURLOPT_HTTPAUTH, CurlAuth(settings.authType));
     }
-    options->Set(CURLOPT_USERAGENT, request->userAgent ? request->userAgent : kDefaultUserAgent);
+    options->Set(CURLOPT_USERAGENT, settings.userAgent.c_str());
 }
 
 /* Sets the share of a jar and its initial cookie. */
@@ -112,7 +112,7 @@ void SetJar(CurlOptions *options, BasicHttpRequest *request) {
         options->Set(CURLOPT_SHARE, jar->share);
     if (!jar->initialCookie)
         return;
-    const std::string line = BasicHttpBindCookie(jar->initialCookie, request->url);
+    const std::string line = BasicHttpBindCookie(jar->initialCookie, request->url.c_str());
     if (!line.empty())
         options->Set(CURLOPT_COOKIELIST, line.c_str());
     BasicHttp_SetInitialCookie(jar, nullptr);
@@ -155,10 +155,10 @@ void SetProxyOptions(CurlOptions *options, BasicHttpRequest *request) {
         options->Set(CURLOPT_PROXY, settings.proxy->c_str());
     if (settings.noProxy)
         options->Set(CURLOPT_NOPROXY, settings.noProxy->c_str());
-    if (request->proxyAuth != 0 && request->proxyUserName && request->proxyPassword) {
-        options->Set(CURLOPT_PROXYUSERNAME, request->proxyUserName);
-        options->Set(CURLOPT_PROXYPASSWORD, request->proxyPassword);
-        options->Set(CURLOPT_PROXYAUTH, CurlAuth(request->proxyAuth));
+    if (settings.proxyAuth != 0 && settings.proxyPassword) {
+        options->Set(CURLOPT_PROXYUSERNAME, settings.proxyUserName.c_str());
+        options->Set(CURLOPT_PROXYPASSWORD, settings.proxyPassword.get());
+        options->Set(CURLOPT_PROXYAUTH, CurlAuth(settings.proxyAuth));
     }
 }
 
@@ -249,8 +249,7 @@ void CompleteSettings(BasicHttpRequest *request) {
     BasicHttpSettings *settings = &request->settings;
     BasicHttpZone split = BasicHttpTakeZone(request->url);
     if (!split.zone.empty()) {
-        g_free(request->url);
-        request->url = g_strdup(split.url.c_str());
+        request->url = std::move(split.url);
         settings->zone = std::move(split.zone);
     }
     settings->isTraced = basicHttpTrace;

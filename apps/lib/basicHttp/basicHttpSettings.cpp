@@ -3,7 +3,6 @@
 
 #include "lib/misc/log.h"
 #include "lib/misc/panic.h"
-#include "lib/misc/secret.h"
 
 namespace {
 
@@ -15,18 +14,6 @@ std::optional<std::string> OptionalText(const char *text) {
     return text ? std::optional<std::string>(text) : std::nullopt;
 }
 
-void ReplaceText(char **field, const char *text) {
-    char *copy = g_strdup(text);
-    g_free(*field);
-    *field = copy;
-}
-
-void ReplaceSecret(char **field, const char *text) {
-    char *copy = g_strdup(text);
-    Secret_FreeText(*field);
-    *field = copy;
-}
-
 } // namespace
 
 void BasicHttp_SetUserAgent(BasicHttpRequest *request, const char *text) {
@@ -34,7 +21,7 @@ void BasicHttp_SetUserAgent(BasicHttpRequest *request, const char *text) {
         Warning("BasicHTTP: A user agent with a line break is refused.\n");
         return;
     }
-    ReplaceText(&request->userAgent, text);
+    request->settings.userAgent = text ? text : kBasicHttpUserAgent;
 }
 
 void BasicHttp_SetNoProxy(BasicHttpRequest *request, const char *text) {
@@ -64,15 +51,15 @@ void BasicHttp_SetSslVerification(BasicHttpRequest *request, gboolean value) {
 }
 
 void BasicHttp_SetConnectedProc(BasicHttpRequest *request, BasicHttpConnectedProc proc) {
-    request->connectedProc = proc;
+    request->settings.connectedProc = proc;
 }
 
 void BasicHttp_SetStrict(BasicHttpRequest *request, gboolean value) {
-    request->isStrict = value;
+    request->settings.isStrict = value;
 }
 
 void BasicHttp_SetRepeatable(BasicHttpRequest *request, gboolean value) {
-    request->isRepeatable = value;
+    request->settings.isRepeatable = value;
 }
 
 void BasicHttp_SetFreshConnection(BasicHttpRequest *request) {
@@ -98,9 +85,9 @@ void BasicHttp_DisableConnectionTimeoutWorkaround(BasicHttpRequest *request) {
 void BasicHttp_SetProxy(BasicHttpRequest *request, const char *proxy, gint type) {
     request->settings.proxy = OptionalText(type == BASICHTTP_PROXY_NONE ? "" : proxy);
     request->settings.proxyType = type;
-    request->proxyAuth = 0;
-    ReplaceText(&request->proxyUserName, nullptr);
-    ReplaceSecret(&request->proxyPassword, nullptr);
+    request->settings.proxyAuth = 0;
+    request->settings.proxyUserName.clear();
+    request->settings.proxyPassword.reset();
 }
 
 void BasicHttp_SetRequestNameAndPassword(BasicHttpRequest *request, gint authType, const char *name,
@@ -108,9 +95,9 @@ void BasicHttp_SetRequestNameAndPassword(BasicHttpRequest *request, gint authTyp
     if (authType < 0)
         return;
     const bool isWhole = name && password;
-    request->authType = authType;
-    ReplaceText(&request->userName, isWhole ? name : nullptr);
-    ReplaceSecret(&request->userPassword, isWhole ? password : nullptr);
+    request->settings.authType = authType;
+    request->settings.userName = isWhole ? name : "";
+    request->settings.userPassword = SecretText(isWhole ? g_strdup(password) : nullptr);
 }
 
 void BasicHttp_SetInactivityTimeout(BasicHttpRequest *request, gint kind, guint seconds) {
@@ -118,13 +105,13 @@ void BasicHttp_SetInactivityTimeout(BasicHttpRequest *request, gint kind, guint 
         return;
     switch (kind) {
     case BASICHTTP_TIMEOUT_SENDING:
-        request->inactivityTimeoutSending = seconds;
+        request->settings.inactivityTimeoutSending = seconds;
         return;
     case BASICHTTP_TIMEOUT_SENT:
-        request->inactivityTimeoutSent = seconds;
+        request->settings.inactivityTimeoutSent = seconds;
         return;
     case BASICHTTP_TIMEOUT_RECEIVING:
-        request->inactivityTimeoutReceiving = seconds;
+        request->settings.inactivityTimeoutReceiving = seconds;
         return;
     }
     NOT_IMPLEMENTED();

@@ -16,18 +16,18 @@ constexpr gint64 kInactivityCheckInterval = 2000000; /* microseconds */
 constexpr socklen_t kPeerNameSize = 16;
 
 bool HasInactivityTimeout(const BasicHttpRequest *request) {
-    return request->inactivityTimeoutSending || request->inactivityTimeoutSent ||
-           request->inactivityTimeoutReceiving;
+    return request->settings.inactivityTimeoutSending || request->settings.inactivityTimeoutSent ||
+           request->settings.inactivityTimeoutReceiving;
 }
 
 guint InactivityLimit(const BasicHttpRequest *request) {
     switch (request->state) {
     case BASICHTTP_STATE_SENDING:
-        return request->inactivityTimeoutSending;
+        return request->settings.inactivityTimeoutSending;
     case BASICHTTP_STATE_SENT:
-        return request->inactivityTimeoutSent;
+        return request->settings.inactivityTimeoutSent;
     case BASICHTTP_STATE_RECEIVING:
-        return request->inactivityTimeoutReceiving;
+        return request->settings.inactivityTimeoutReceiving;
     case BASICHTTP_STATE_IDLE:
     case BASICHTTP_STATE_DONE:
         break;
@@ -133,18 +133,19 @@ constexpr gint64 kMicrosecondsPerMillisecond = 1000;
 LimitRow NextLimit(const BasicHttpRequest *request, gint64 now) {
     LimitRow next{G_MAXINT64, BASICHTTP_ERROR_NONE};
     const bool isPaused = request->pausedMask != 0 || request->hasResume;
-    const bool isConnecting = request->connectLimit > 0 && !HasConnection(request);
+    const bool isConnecting = request->settings.connectLimit > 0 && !HasConnection(request);
     const struct {
         bool counts;
         gint64 since;
         guint limit;
         BasicHttpErrorCode error;
     } rows[] = {
-        {request->totalLimit > 0, request->startTime, request->totalLimit,
+        {request->settings.totalLimit > 0, request->startTime, request->settings.totalLimit,
          BASICHTTP_ERROR_OPERATION_TIMEDOUT},
-        {isConnecting, request->startTime, request->connectLimit, BASICHTTP_ERROR_CONNECT_TIMEOUT},
-        {request->inactivityLimit > 0, isPaused ? now : request->lastActivityTime,
-         request->inactivityLimit, BASICHTTP_ERROR_INACTIVITY_TIMEOUT},
+        {isConnecting, request->startTime, request->settings.connectLimit,
+         BASICHTTP_ERROR_CONNECT_TIMEOUT},
+        {request->settings.inactivityLimit > 0, isPaused ? now : request->lastActivityTime,
+         request->settings.inactivityLimit, BASICHTTP_ERROR_INACTIVITY_TIMEOUT},
     };
     for (const auto &row : rows) {
         const gint64 due = row.since + row.limit * kMicrosecondsPerMillisecond;
@@ -175,9 +176,9 @@ void OnLimit(gpointer clientData) {
 } // namespace
 
 void BasicHttp_SetLimits(BasicHttpRequest *request, guint connect, guint inactivity, guint total) {
-    request->connectLimit = connect;
-    request->inactivityLimit = inactivity;
-    request->totalLimit = total;
+    request->settings.connectLimit = connect;
+    request->settings.inactivityLimit = inactivity;
+    request->settings.totalLimit = total;
 }
 
 void BasicHttpStartLimits(BasicHttpRequest *request) {
@@ -220,7 +221,7 @@ void BasicHttpClearInactivityTimeout(BasicHttpRequest *request) {
         pollCallbackRemoveProc(POLL_FLAG_PERIODIC, BasicHttpInactivityTimeoutCallback, request,
                                POLL_REALTIME, POLL_CLASS_MAIN);
     request->hasInactivityTimer = false;
-    request->inactivityTimeoutSending = 0;
-    request->inactivityTimeoutSent = 0;
-    request->inactivityTimeoutReceiving = 0;
+    request->settings.inactivityTimeoutSending = 0;
+    request->settings.inactivityTimeoutSent = 0;
+    request->settings.inactivityTimeoutReceiving = 0;
 }

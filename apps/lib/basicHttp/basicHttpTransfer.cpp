@@ -66,7 +66,7 @@ gsize ReadBody(BasicHttpRequest *request, char *buffer, size_t size, size_t coun
 bool AppendReceived(BasicHttpRequest *request, const char *data, gsize size) {
     DynBuf *buffer = &request->receiveBuffer;
     const gint64 announced = request->recvContentInfo.contentLength;
-    const gsize limit = request->maxResponseSize;
+    const gsize limit = request->settings.maxResponseSize;
     if (limit != 0 && (size > limit - buffer->size || std::cmp_greater(announced, limit))) {
         Warning("BasicHTTP: The response to request %p is larger than %lu bytes.\n",
                 static_cast<void *>(request), limit);

@@ -472,7 +472,7 @@ TEST_F(BasicHttp, ZonesAreCutOutOfTheUrl) {
     BasicHttpRequest *request = Get("http://[fe80::1%lo]:9/x");
     Outcome outcome;
     Send(request, &outcome);
-    EXPECT_STREQ("http://[fe80::1]:9/x", request->url);
+    EXPECT_EQ("http://[fe80::1]:9/x", request->url);
     BasicHttp_FreeRequest(request);
 }
 
