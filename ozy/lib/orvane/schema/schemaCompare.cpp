@@ -107,6 +107,7 @@ bool SchemaCompare_Values(const GValue *outerFirst, const GValue *outerSecond, i
                                      static_cast<GObject *>(g_value_get_object(second)), depth);
     if (G_VALUE_TYPE(first) != G_VALUE_TYPE(second) || depth >= kMaxDepth)
         return false;
+    /* by GLib's types, not by the schema's kinds: any values also hold types that no field of the schema has */
     switch (G_TYPE_FUNDAMENTAL(G_VALUE_TYPE(first))) {
     case G_TYPE_STRING:
         return g_strcmp0(g_value_get_string(first), g_value_get_string(second)) == 0;

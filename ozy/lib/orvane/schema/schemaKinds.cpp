@@ -4,6 +4,7 @@
 #include <array>
 #include <cfloat>
 #include <cstring>
+#include <span>
 #include <utility>
 
 #include <orvane/schema/qorm.h>
@@ -33,6 +34,7 @@ template <class T, auto read, auto write> constexpr SchemaStore Plain() {
         [](const SchemaPlace &first, const SchemaPlace &second, int) {
             return memcmp(first.data, second.data, sizeof(T)) == 0;
         },
+        nullptr,
     };
 }
 
@@ -45,9 +47,10 @@ template <class T> T *StealPointer(GValue *value) {
     return isOwned ? static_cast<T *>(std::exchange(value->data[0].v_pointer, nullptr)) : nullptr;
 }
 
-/* What is kept through one pointer: a copy made by dup, given back by release, shown by show, compared by isEqual. The
+/* What is kept through one pointer: a copy made by dup, given back by release, shown by show, compared by isEqual, visited by visit. The
  * copy is made before the old one goes, so that a value may show what the place itself holds. */
-template <class T, auto dup, auto show, auto release, auto isEqual>
+template <class T, auto dup, auto show, auto release, auto isEqual,
+          void (*visit)(const SchemaPlace &, SchemaHeld *) = nullptr>
 constexpr SchemaStore Pointer() {
     return {
         sizeof(T *),
@@ -72,11 +75,21 @@ constexpr SchemaStore Pointer() {
         [](const SchemaPlace &first, const SchemaPlace &second, int depth) {
             return isEqual(Held<T *>(first), Held<T *>(second), depth);
         },
+        visit,
     };
 }
 
 void ByteArrayFree(GByteArray *array) {
     g_byte_array_free(array, TRUE);
+}
+
+void VisitObject(const SchemaPlace &place, SchemaHeld *held) {
+    if (auto *object = Held<GObject *>(place))
+        held->objects.push_back(object);
+}
+
+void VisitArray(const SchemaPlace &place, SchemaHeld *held) {
+    SchemaStore_VisitElements(Held<GValueArray *>(place), held);
 }
 
 constexpr SchemaStore kBoolean = Plain<gboolean, g_value_get_boolean, g_value_set_boolean>();
@@ -94,9 +107,13 @@ constexpr SchemaStore kTimeval =
 constexpr SchemaStore kBinary =
     Pointer<GByteArray, g_value_dup_boxed, g_value_set_boxed, ByteArrayFree, SchemaCompare_Bytes>();
 constexpr SchemaStore kObject = Pointer<GObject, g_value_dup_object, g_value_set_object,
-                                        g_object_unref, SchemaCompare_Objects>();
+                                        g_object_unref, SchemaCompare_Objects, VisitObject>();
 constexpr SchemaStore kArray = Pointer<GValueArray, g_value_dup_boxed, g_value_set_boxed,
                                        g_value_array_free, SchemaCompare_Arrays>();
+/* Of elements that may lead to a proxy. */
+constexpr SchemaStore kVisitedArray =
+    Pointer<GValueArray, g_value_dup_boxed, g_value_set_boxed, g_value_array_free,
+            SchemaCompare_Arrays, VisitArray>();
 
 /* -- param specs ----------------------------------------------------------------------------------- */
 
@@ -266,7 +283,16 @@ const SchemaStore *SchemaStore_For(const SchemaFieldRow &row) {
         return SchemaKind_Row(row.kind).store;
     if (row.flags & SCHEMA_DYNAMIC)
         return &kSchemaDynamicArrayStore;
-    return row.kind == SCHEMA_VALUE_MANAGED ? &kSchemaReferenceArrayStore : &kArray;
+    if (row.kind == SCHEMA_VALUE_MANAGED)
+        return &kSchemaReferenceArrayStore;
+    return SchemaKind_Row(row.kind).store->visit != nullptr ? &kVisitedArray : &kArray;
+}
+
+void SchemaStore_VisitElements(const GValueArray *array, SchemaHeld *held) {
+    if (array == nullptr)
+        return;
+    for (const GValue &element : std::span(array->values, array->n_values))
+        held->values.push_back(&element);
 }
 
 void SchemaKind_PackList(const SchemaArgumentRow &row, SchemaParameters &from, GValue *value) {

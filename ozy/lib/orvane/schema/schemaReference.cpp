@@ -329,6 +329,18 @@ bool AnyIsEqual(const SchemaPlace &first, const SchemaPlace &second, int depth) 
            SchemaCompare_Values(&any.value, &other.value, depth);
 }
 
+void DynamicArrayVisit(const SchemaPlace &place, SchemaHeld *held) {
+    const auto &array = Held<SchemaReferenceArray>(place);
+    if (array.types == nullptr)
+        SchemaStore_VisitElements(array.ids, held);
+}
+
+void AnyVisit(const SchemaPlace &place, SchemaHeld *held) {
+    const auto &any = Held<SchemaAny>(place);
+    if (any.moType == 0 && G_IS_VALUE(&any.value))
+        held->values.push_back(&any.value);
+}
+
 } // namespace
 
 SkemaQormManagedObject *SchemaReference_GetProxy(GObject *object, const SchemaField *field) {
@@ -376,16 +388,16 @@ void SchemaReferenceList::Remove(guint index, bool isLast) {
 }
 
 constinit const SchemaStore kSchemaReferenceStore = {
-    sizeof(SchemaReference), ReferenceSet,    nullptr, ReferenceGet,
-    ReferenceRelease,        ReferenceIsEqual};
+    sizeof(SchemaReference), ReferenceSet,     nullptr, ReferenceGet,
+    ReferenceRelease,        ReferenceIsEqual, nullptr};
 
 constinit const SchemaStore kSchemaReferenceArrayStore = {
-    sizeof(SchemaReferenceArray), ReferenceArraySet,    nullptr, ReferenceArrayGet,
-    ReferenceArrayRelease,        ReferenceArrayIsEqual};
+    sizeof(SchemaReferenceArray), ReferenceArraySet,     nullptr, ReferenceArrayGet,
+    ReferenceArrayRelease,        ReferenceArrayIsEqual, nullptr};
 
 constinit const SchemaStore kSchemaDynamicArrayStore = {
-    sizeof(SchemaReferenceArray), DynamicArraySet,      nullptr, DynamicArrayGet,
-    ReferenceArrayRelease,        ReferenceArrayIsEqual};
+    sizeof(SchemaReferenceArray), DynamicArraySet,       nullptr,          DynamicArrayGet,
+    ReferenceArrayRelease,        ReferenceArrayIsEqual, DynamicArrayVisit};
 
-constinit const SchemaStore kSchemaAnyStore = {sizeof(SchemaAny), AnySet,    AnyTake, AnyGet,
-                                               AnyRelease,        AnyIsEqual};
+constinit const SchemaStore kSchemaAnyStore = {sizeof(SchemaAny), AnySet,     AnyTake, AnyGet,
+                                               AnyRelease,        AnyIsEqual, AnyVisit};

@@ -12,9 +12,14 @@
  *
  * All state starts zeroed, and zeroed state is "nothing held".
  *
+ * No headers include one another in a circle, but sources call one another in one: stores compare by schemaCompare.h, which
+ * compares objects field by field, each by its store, since an object holds objects.
+ *
  * Threads: those of the object.
  */
 #pragma once
+
+#include <vector>
 
 #include "ozy/lib/orvane/schema/schemaEngine.h"
 #include "ozy/lib/orvane/schema/schemaSession.h"
@@ -24,6 +29,12 @@ struct SchemaPlace {
     const SchemaField *field;
     gpointer data;   /* where in the object the field is kept */
     gpointer object; /* has the session of the references */
+};
+
+/* What a walk down from an object has still to visit; not owned. */
+struct SchemaHeld {
+    std::vector<const GValue *> values;
+    std::vector<GObject *> objects;
 };
 
 struct SchemaStore {
@@ -40,7 +51,12 @@ struct SchemaStore {
     void (*release)(const SchemaPlace &place);
     /* Whether the same field of two objects holds equal values. "depth": of objects and lists around them. */
     bool (*isEqual)(const SchemaPlace &first, const SchemaPlace &second, int depth);
+    /* Adds what the place holds. NULL: it never holds a proxy, nor what may lead to one. */
+    void (*visit)(const SchemaPlace &place, SchemaHeld *held);
 };
+
+/* Adds the elements of an array, or nothing for NULL. */
+void SchemaStore_VisitElements(const GValueArray *array, SchemaHeld *held);
 
 /* The store for a field. */
 const SchemaStore *SchemaStore_For(const SchemaFieldRow &row);

@@ -209,44 +209,16 @@ MOMgrReplyAny::MOMgrReplyAny(GObject *object) {
 
 namespace {
 
-/* Adds what an array holds to the values that are still to be visited. */
-void AddElements(const GValueArray *array, std::vector<const GValue *> *values) {
-    if (array == nullptr)
-        return;
-    for (const GValue &element : std::span(array->values, array->n_values))
-        values->push_back(&element);
-}
-
-/* The same for a field. Proxies that it mentions are kept by their ids, and are released with the object. */
-void AddField(GObject *object, const SchemaField &field, std::vector<const GValue *> *values,
-              std::vector<GObject *> *objects) {
-    const bool isArray = field.row->flags & SCHEMA_ARRAY;
-    if (isArray && (field.row->flags & SCHEMA_DYNAMIC)) {
-        const auto *list = SchemaField_In<SchemaReferenceArray>(object, &field);
-        if (list->types == nullptr)
-            AddElements(list->ids, values);
-    } else if (isArray &&
-               (field.row->kind == SCHEMA_VALUE_OBJECT || field.row->kind == SCHEMA_VALUE_ANY)) {
-        AddElements(SchemaField_GetArray(object, &field), values);
-    } else if (!isArray && field.row->kind == SCHEMA_VALUE_OBJECT) {
-        if (GObject *held = *SchemaField_In<GObject *>(object, &field))
-            objects->push_back(held);
-    } else if (!isArray && field.row->kind == SCHEMA_VALUE_ANY) {
-        const auto *any = SchemaField_In<SchemaAny>(object, &field);
-        if (any->moType == 0 && G_IS_VALUE(&any->value))
-            values->push_back(&any->value);
-    }
-}
-
-/* The fields of an object's class; none for a class of the application, whose values keep the rule for its own. */
-void AddFields(GObject *object, std::vector<const GValue *> *values,
-               std::vector<GObject *> *objects) {
+/* What the fields of an object's class hold; nothing for a class of the application, whose values keep the rule for its
+ * own. Proxies that they mention are kept by their ids, and are released with the object. */
+void AddFields(GObject *object, SchemaHeld *held) {
     const SchemaClass *schema = SchemaClass_Get(G_OBJECT_GET_CLASS(object));
     if (schema == nullptr || schema->type != G_OBJECT_TYPE(object))
         return;
     for (; schema != nullptr; schema = schema->base) {
         for (const SchemaField &field : std::span(schema->fields, schema->numFields))
-            AddField(object, field, values, objects);
+            if (field.store->visit != nullptr)
+                field.store->visit({&field, SchemaField_In<char>(object, &field), object}, held);
     }
 }
 
@@ -267,15 +239,15 @@ bool MayHoldProxies(const GValue *any) {
 void MOMgrProxies::Note(const GValue *any) {
     if (!MayHoldProxies(any))
         return;
-    std::vector<const GValue *> values = {any};
-    std::vector<GObject *> objects;
+    SchemaHeld held{{any}, {}};
+    auto &[values, objects] = held;
     std::unordered_set<GObject *> visited;
     while (!values.empty() || !objects.empty()) {
         if (!objects.empty()) {
             GObject *object = objects.back();
             objects.pop_back();
             if (visited.insert(object).second)
-                AddFields(object, &values, &objects);
+                AddFields(object, &held);
             continue;
         }
         const GValue *value = values.back();
@@ -283,7 +255,8 @@ void MOMgrProxies::Note(const GValue *any) {
         if (!G_IS_VALUE(value))
             continue;
         if (G_VALUE_HOLDS(value, G_TYPE_VALUE_ARRAY))
-            AddElements(static_cast<const GValueArray *>(g_value_get_boxed(value)), &values);
+            SchemaStore_VisitElements(static_cast<const GValueArray *>(g_value_get_boxed(value)),
+                                      &held);
         else if (G_VALUE_HOLDS(value, G_TYPE_VALUE))
             values.push_back(static_cast<const GValue *>(g_value_get_boxed(value)));
         else if (GObject *proxy = MOMgrGetObject(value, skema_qorm_managed_object_get_type()))

@@ -228,6 +228,7 @@ OrvaneUpdateSearch FindByKey(OrvaneMOMgr *momgr, const GValueArray *array, std::
 } // namespace
 
 std::optional<gint64> OrvaneUpdatePath_Integer(const GValue *value) {
+    /* by GLib's types, not by the schema's kinds: elements of any values also have types that no field has */
     switch (G_TYPE_FUNDAMENTAL(G_VALUE_TYPE(value))) {
     case G_TYPE_CHAR:
     case G_TYPE_UCHAR:
