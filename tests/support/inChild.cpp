@@ -3,6 +3,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <vector>
 
 #include <gtest/gtest.h>
 #include <sys/prctl.h>
@@ -21,6 +22,23 @@ void InChild(const std::function<void()> &body) {
     ASSERT_EQ(child, waitpid(child, &status, 0));
     EXPECT_FALSE(WIFSIGNALED(status)) << "by signal " << WTERMSIG(status);
     EXPECT_EQ(0, WEXITSTATUS(status));
+}
+
+int CountFailures(int numProcesses, const std::function<bool(int)> &function) {
+    std::vector<pid_t> children;
+    for (int i = 0; i < numProcesses; i++) {
+        const pid_t child = fork();
+        if (child == 0)
+            _exit(function(i) ? 0 : 1);
+        children.push_back(child);
+    }
+    int numFailures = 0;
+    for (const pid_t child : children) {
+        int status = -1;
+        waitpid(child, &status, 0);
+        numFailures += status != 0;
+    }
+    return numFailures;
 }
 
 ChildProcess::ChildProcess(const std::function<void()> &function) {

@@ -16,6 +16,9 @@
 
 void InChild(const std::function<void()> &body);
 
+/* Runs the function in processes at the same time. Returns the number of those in which it returns false. */
+int CountFailures(int numProcesses, const std::function<bool(int)> &function);
+
 /* A process that runs a function until the object, or the test's process, ends. */
 struct ChildProcess {
     explicit ChildProcess(const std::function<void()> &function);

@@ -156,8 +156,7 @@ TEST_F(Call, TroubleOfTheServiceAndOfTheOutput) {
         server.AddTrouble(row.trouble);
         ExpectFailure(Run({"call", "vm-101", "Rename_Task", "newName=x", "--timeout", "1"}),
                       row.status, {row.text});
-        server.ClearTroubles();
-        server.ExpireSessions();
+        EndTroubles();
     }
     ExpectFailure(Run({"call", "ServiceInstance", "CurrentTime"}, false, {.output = "/dev/full"}),
                   1, {"the output cannot be written"});

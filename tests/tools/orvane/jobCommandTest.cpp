@@ -96,8 +96,7 @@ TEST_F(OrvaneJobs, AreRefusedWithAReason) {
         if (!row.trouble.method.empty())
             server.AddTrouble(row.trouble);
         ExpectFailure(Run("job", row.arguments), row.status, {row.message});
-        server.ExpireSessions(); /* that of a connection that broke */
-        server.ClearTroubles();
+        EndTroubles();
     }
     EXPECT_EQ("running", server.Property("job-1", "info.lastTask.state"));
 }

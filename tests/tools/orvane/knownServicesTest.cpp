@@ -6,7 +6,6 @@
 #include <gmock/gmock.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include "tests/support/inChild.h"
@@ -29,19 +28,6 @@ mode_t ModeOf(const std::string &path) {
     struct stat status {};
     EXPECT_EQ(0, stat(path.c_str(), &status)) << path;
     return status.st_mode & 0777;
-}
-
-/* Adds lines in a process of its own; the process's exit status. */
-int RememberMany(const KnownServices &known, int process, int count) {
-    try {
-        for (int i = 0; i < count; i++)
-            known.Remember("host" + std::to_string(process) + ":" + std::to_string(i),
-                           Thumbprint("0A"));
-        return 0;
-    } catch (const Failure &failure) {
-        fprintf(stderr, "%s\n", failure.what());
-        return 1;
-    }
 }
 
 struct KnownServicesTest : testing::Test {
@@ -86,18 +72,12 @@ TEST_F(KnownServicesTest, ALinkIsFollowedAndNothingIsLeftBehind) {
 TEST_F(KnownServicesTest, ProgramsThatWriteAtTheSameTimeLoseNothing) {
     constexpr int kNumProcesses = 8;
     constexpr int kNumEach = 5;
-    pid_t children[kNumProcesses];
-    for (int i = 0; i < kNumProcesses; i++) {
-        children[i] = fork();
-        ASSERT_LE(0, children[i]);
-        if (children[i] == 0)
-            _exit(RememberMany(known, i, kNumEach));
-    }
-    for (const pid_t child : children) {
-        int status = -1;
-        EXPECT_EQ(child, waitpid(child, &status, 0));
-        EXPECT_EQ(0, status);
-    }
+    EXPECT_EQ(0, CountFailures(kNumProcesses, [&](int process) {
+                  for (int i = 0; i < kNumEach; i++)
+                      known.Remember("host" + std::to_string(process) + ":" + std::to_string(i),
+                                     Thumbprint("0A"));
+                  return true;
+              }));
     for (int i = 0; i < kNumProcesses * kNumEach; i++)
         EXPECT_NE("", known.Find("host" + std::to_string(i / kNumEach) + ":" +
                                  std::to_string(i % kNumEach)))

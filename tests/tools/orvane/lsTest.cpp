@@ -183,8 +183,7 @@ TEST_F(Ls, ASessionThatEndsAndAServiceThatDiesEndIt) {
     for (const auto &row : rows) {
         server.AddTrouble(row.trouble);
         ExpectFailure(Run({"ls", "--timeout", "1"}), row.status, {row.text});
-        server.ClearTroubles();
-        server.ExpireSessions();
+        EndTroubles();
     }
     server.DenyProperty("VirtualMachine", "name");
     EXPECT_EQ("\n\n\n\n", Run({"ls", "/Datacenter/vm"}).out);

@@ -2,10 +2,10 @@
 #include "tools/orvane/profiles.h"
 
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include "tests/support/fileFaults.h"
+#include "tests/support/inChild.h"
 #include "tests/tools/orvane/serviceFixture.h"
 
 using namespace orvaneCli;
@@ -33,6 +33,10 @@ template <class Function> std::string WhyNot(Function function) {
     }
 }
 
+template <class Function> bool Succeeds(Function function) {
+    return WhyNot(function).empty();
+}
+
 struct ProfilesTest : testing::Test {
     void Add(const std::string &name, const std::string &secret = "",
              const std::string &passphrase = "open") const {
@@ -45,24 +49,6 @@ struct ProfilesTest : testing::Test {
     std::string Secret(const std::string &name, const std::string &passphrase = "open") const {
         return profiles.Open(profiles.Find(name), Password(passphrase)).Text();
     }
-    /* Runs the function in processes at the same time; the number of those in which it fails. */
-    template <class Function> static int CountFailures(int numProcesses, Function function) {
-        std::vector<pid_t> children;
-        for (int i = 0; i < numProcesses; i++) {
-            const pid_t child = fork();
-            if (child == 0)
-                _exit(WhyNot([&] { function(i); }).empty() ? 0 : 1);
-            children.push_back(child);
-        }
-        int numFailures = 0;
-        for (const pid_t child : children) {
-            int status = -1;
-            waitpid(child, &status, 0);
-            numFailures += status != 0;
-        }
-        return numFailures;
-    }
-
     const TemporaryFolder folder;
     const Profiles profiles{folder.Path("orvane/profiles")};
 };
@@ -196,14 +182,19 @@ TEST_F(ProfilesTest, OnAFullDiskTheyAreReadAndNotChanged) {
 TEST_F(ProfilesTest, ProgramsThatChangeThemAtTheSameTimeLoseNothing) {
     Add("first", "s3cret");
     EXPECT_EQ(0, CountFailures(8, [&](int i) {
-                  Add("p" + std::to_string(i), i % 2 == 0 ? "s" + std::to_string(i) : "");
+                  return Succeeds([&] {
+                      Add("p" + std::to_string(i), i % 2 == 0 ? "s" + std::to_string(i) : "");
+                  });
               }));
     EXPECT_EQ(9u, profiles.All().size());
     EXPECT_EQ("s6", Secret("p6"));
     EXPECT_EQ("s3cret", Secret("first"));
-    EXPECT_EQ(7, CountFailures(8, [&](int) { Add("one"); })) << "a name has one profile";
+    EXPECT_EQ(7, CountFailures(8, [&](int) { return Succeeds([&] { Add("one"); }); }))
+        << "a name has one profile";
     EXPECT_EQ(3, CountFailures(4, [&](int i) {
-                  profiles.Rekey(Password("open"), Password("new" + std::to_string(i)));
+                  return Succeeds([&] {
+                      profiles.Rekey(Password("open"), Password("new" + std::to_string(i)));
+                  });
               }));
     int numThatOpen = 0;
     for (int i = 0; i < 4; i++)

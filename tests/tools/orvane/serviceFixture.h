@@ -64,6 +64,12 @@ struct WithSimulator : ProgramTest {
         return text;
     }
 
+    /* Ends the troubles, and the session that one has left. */
+    void EndTroubles() {
+        server.ClearTroubles();
+        server.ExpireSessions();
+    }
+
     simulator::Simulator server;
 };
 

@@ -163,8 +163,7 @@ TEST_F(Watch, AServiceThatDiesAndASessionThatEndsEndIt) {
         server.ResetConnections();
         ExpectFailure(watch.Wait(), 3,
                       {isExpired ? "the connection to the service is lost" : "no usable answer"});
-        server.ClearTroubles();
-        server.ExpireSessions();
+        EndTroubles();
     }
 }
 

@@ -312,9 +312,7 @@ TEST_F(Collector, MissingObjectsAreReportedIfThatIsWanted) {
 
 TEST_F(Collector, DeniedPropertiesStandInTheMissingSet) {
     server.DenyProperty("VirtualMachine", "name");
-    const SoapReply reply =
-        client.Collect("RetrieveProperties", ObjectSpecText("specSet", "VirtualMachine", "vm-101",
-                                                            {"name", "configLocked"}));
+    const SoapReply reply = client.Properties("VirtualMachine", "vm-101", {"name", "configLocked"});
     EXPECT_EQ("<obj type=\"VirtualMachine\">vm-101</obj><propSet><name>configLocked</name>"
               "<val xsi:type=\"xsd:boolean\">false</val></propSet><missingSet><path>name</path>"
               "<fault xsi:type=\"LocalizedMethodFault\"><fault xsi:type=\"NoPermission\"></fault>"

@@ -91,10 +91,7 @@ TEST_F(Sessions, AnUnusedSessionEnds) {
 TEST_F(Sessions, AUserWhoMayOnlyLookCannotChangeAnything) {
     client.Login("observer");
     EXPECT_EQ("NoPermission", client.Call("PowerOnVM_Task", "VirtualMachine", "vm-101").Fault());
-    EXPECT_EQ(
-        200,
-        client.Collect("RetrieveProperties", ObjectSpecText("specSet", "VirtualMachine", "vm-101"))
-            .status);
+    EXPECT_EQ(200, client.Properties("VirtualMachine", "vm-101").status);
 }
 
 TEST_F(Sessions, OneSessionCanEndAnother) {
@@ -115,9 +112,7 @@ TEST_F(Sessions, TheListHasTheActivityOfNow) {
     second.Login("observer");
     for (int i = 0; i < 3; i++)
         second.CurrentTime();
-    const SoapReply list =
-        client.Collect("RetrieveProperties", ObjectSpecText("specSet", "SessionManager",
-                                                            "SessionManager", {"sessionList"}));
+    const SoapReply list = client.Properties("SessionManager", "SessionManager", {"sessionList"});
     EXPECT_EQ(2, list.Count("<UserSession "));
     EXPECT_TRUE(list.Has("<callCount>3</callCount>")) << list.body;
 }

@@ -62,6 +62,28 @@ inline std::string Argument(const std::string &name, const std::string &type,
     return "<" + name + " xsi:type=\"xsd:" + type + "\">" + value + "</" + name + ">";
 }
 
+/* A reference as an argument. */
+inline std::string ObjectArgument(const std::string &name, const std::string &type,
+                                  const std::string &id) {
+    return "<" + name + " type=\"" + type + "\" xsi:type=\"ManagedObjectReference\">" + id + "</" +
+           name + ">";
+}
+
+/* Returns a filter spec for all properties of an object, or for some paths. */
+inline std::string ObjectSpecText(const std::string &name, const std::string &type,
+                                  const std::string &id,
+                                  const std::vector<std::string> &paths = {}) {
+    std::string properties = Argument("type", "string", type);
+    if (paths.empty())
+        properties += Argument("all", "boolean", "1");
+    for (const auto &path : paths)
+        properties += Argument("pathSet", "string", path);
+    return "<" + name + " xsi:type=\"PropertyFilterSpec\"><propSet xsi:type=\"PropertySpec\">" +
+           properties + "</propSet><objectSet xsi:type=\"ObjectSpec\">" +
+           ObjectArgument("obj", type, id) + Argument("skip", "boolean", "0") + "</objectSet></" +
+           name + ">";
+}
+
 struct SoapClient {
     explicit SoapClient(const std::string &where, const std::string &service = "ozy25")
         : url(where), nameSpace(service), handle(curl_easy_init()) {
@@ -126,6 +148,10 @@ struct SoapClient {
                       const std::string &collector = "propertyCollector") {
         return Call(method, "PropertyCollector", collector, arguments);
     }
+    SoapReply Properties(const std::string &type, const std::string &id,
+                         const std::vector<std::string> &paths = {}) {
+        return Collect("RetrieveProperties", ObjectSpecText("specSet", type, id, paths));
+    }
     SoapReply CreateFilter(const std::string &spec, const std::string &partialUpdates = "1",
                            const std::string &collector = "propertyCollector") {
         return Collect("CreateFilter", spec + Argument("partialUpdates", "boolean", partialUpdates),
@@ -163,28 +189,6 @@ inline bool Eventually(const std::function<bool()> &condition) {
         std::this_thread::yield();
     }
     return true;
-}
-
-/* A reference as an argument. */
-inline std::string ObjectArgument(const std::string &name, const std::string &type,
-                                  const std::string &id) {
-    return "<" + name + " type=\"" + type + "\" xsi:type=\"ManagedObjectReference\">" + id + "</" +
-           name + ">";
-}
-
-/* Returns a filter spec for all properties of an object, or for some paths. */
-inline std::string ObjectSpecText(const std::string &name, const std::string &type,
-                                  const std::string &id,
-                                  const std::vector<std::string> &paths = {}) {
-    std::string properties = Argument("type", "string", type);
-    if (paths.empty())
-        properties += Argument("all", "boolean", "1");
-    for (const auto &path : paths)
-        properties += Argument("pathSet", "string", path);
-    return "<" + name + " xsi:type=\"PropertyFilterSpec\"><propSet xsi:type=\"PropertySpec\">" +
-           properties + "</propSet><objectSet xsi:type=\"ObjectSpec\">" +
-           ObjectArgument("obj", type, id) + Argument("skip", "boolean", "0") + "</objectSet></" +
-           name + ">";
 }
 
 /* Returns a filter spec that leads from the root folder to all machines, through nested folders. */

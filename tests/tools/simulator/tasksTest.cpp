@@ -48,7 +48,7 @@ TEST_F(Tasks, FailWithATypedFaultInItsWrapper) {
     server.Advance(1000);
     EXPECT_EQ("error", Info(task, "state"));
     EXPECT_TRUE(
-        client.Collect("RetrieveProperties", ObjectSpecText("specSet", "Task", task))
+        client.Properties("Task", task)
             .Has(
                 "<error xsi:type=\"LocalizedMethodFault\"><fault xsi:type=\"InvalidPowerState\">"));
 
@@ -81,10 +81,7 @@ TEST_F(Tasks, CanBeCancelledIfTheySaySo) {
 
 TEST_F(Tasks, AreListedByTheManagerAfterTheirEndForAWhile) {
     const auto listed = [&] {
-        return client
-            .Collect("RetrieveProperties",
-                     ObjectSpecText("specSet", "TaskManager", "TaskManager", {"recentTask"}))
-            .Count(">task-");
+        return client.Properties("TaskManager", "TaskManager", {"recentTask"}).Count(">task-");
     };
     Start("PowerOnVM_Task", "vm-101");
     Start("PowerOffVM_Task", "vm-101"); /* fails */
@@ -119,16 +116,13 @@ TEST_F(Tasks, HaveTheirEffectsOnTheInventory) {
     EXPECT_EQ(1u, server.Ids("VirtualMachineSnapshot").size());
     EXPECT_EQ("renamed", server.Property("vm-102", "name"));
     EXPECT_EQ("DuplicateName", [&] {
-        return client.Collect("RetrieveProperties", ObjectSpecText("specSet", "Task", taken))
+        return client.Properties("Task", taken)
             .Between("<error xsi:type=\"LocalizedMethodFault\"><fault xsi:type=\"", "\"");
     }());
     EXPECT_EQ("copy", server.Property(Info(clone, "result"), "name"));
     EXPECT_EQ("success", Info(destroy, "state"));
     EXPECT_EQ("", server.Property("vm-103", "name"));
-    EXPECT_FALSE(client
-                     .Collect("RetrieveProperties",
-                              ObjectSpecText("specSet", "Folder", "group-v3", {"childEntity"}))
-                     .Has(">vm-103<"));
+    EXPECT_FALSE(client.Properties("Folder", "group-v3", {"childEntity"}).Has(">vm-103<"));
 }
 
 TEST_F(Tasks, OfAClientAreDrivenByIt) {
