@@ -4,6 +4,7 @@
 #include <atomic>
 #include <cstring>
 #include <span>
+#include <utility>
 
 #include <orvane/schema/qorm.h>
 
@@ -13,6 +14,7 @@
 #include "ozy/lib/orvane/runtime/roomsAbove.h"
 #include "ozy/lib/orvane/schema/schemaKinds.h"
 #include "ozy/lib/orvane/schema/schemaLookup.h"
+#include "ozy/lib/orvane/schema/schemaReference.h"
 #include "ozy/lib/orvane/schema/schemaSession.h"
 
 namespace {
@@ -458,6 +460,18 @@ void SchemaClass_TakeField(GObject *object, const SchemaField *field, GValue *va
         take(PlaceOf(object, field), value);
     else
         field->store->set(PlaceOf(object, field), value);
+    Mark(object, field);
+}
+
+void SchemaClass_TakeText(GObject *object, const SchemaField *field, char *text) {
+    Observe(object, field);
+    g_free(std::exchange(*SchemaField_In<char *>(object, field), text));
+    Mark(object, field);
+}
+
+void SchemaClass_TakeAny(GObject *object, const SchemaField *field, GValue *content) {
+    Observe(object, field);
+    SchemaReference_TakeAny(PlaceOf(object, field), content);
     Mark(object, field);
 }
 

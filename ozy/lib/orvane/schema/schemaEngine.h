@@ -83,6 +83,12 @@ void SchemaClass_SetField(GObject *object, const SchemaField *field, const GValu
 /* The same, but takes over the content of the value where that saves a copy. */
 void SchemaClass_TakeField(GObject *object, const SchemaField *field, GValue *value);
 
+/* The same for a field with a text. */
+void SchemaClass_TakeText(GObject *object, const SchemaField *field, char *text);
+
+/* The same for a field of the type "any": the value is what the field is to hold, and is empty afterwards. */
+void SchemaClass_TakeAny(GObject *object, const SchemaField *field, GValue *content);
+
 /*
  * Is called before a field of an object is stored, or without a field when an object is about to release all of its fields.
  * It must not store anything.

@@ -41,9 +41,10 @@ template <class T, auto read, auto write> constexpr SchemaStore Plain() {
 /* Takes the pointer that a value of a text, boxed or object type owns; NULL if it owns none. */
 template <class T> T *StealPointer(GValue *value) {
     constexpr guint kNotOwned = G_VALUE_NOCOPY_CONTENTS | G_VALUE_INTERNED_STRING;
-    const bool isOwned = G_VALUE_HOLDS_OBJECT(value) ||
-                         ((G_VALUE_HOLDS_BOXED(value) || G_VALUE_HOLDS_STRING(value)) &&
-                          !(value->data[1].v_uint & kNotOwned));
+    const GType kind = G_TYPE_FUNDAMENTAL(G_VALUE_TYPE(value));
+    const bool isOwned =
+        kind == G_TYPE_OBJECT ||
+        ((kind == G_TYPE_BOXED || kind == G_TYPE_STRING) && !(value->data[1].v_uint & kNotOwned));
     return isOwned ? static_cast<T *>(std::exchange(value->data[0].v_pointer, nullptr)) : nullptr;
 }
 

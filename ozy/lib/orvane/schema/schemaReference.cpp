@@ -251,8 +251,8 @@ void ReplaceAny(const SchemaPlace &place, const SchemaAny &next) {
         FreeAny(SchemaSession_Of(place.object), old);
 }
 
-void AnySet(const SchemaPlace &place, const GValue *value) {
-    const auto *source = static_cast<const GValue *>(g_value_get_boxed(value));
+/* Stores a copy; of a proxy, its id. */
+void SetAny(const SchemaPlace &place, const GValue *source) {
     SkemaQormManagedObject *proxy = ProxyIn(source);
     const SchemaSession oldSession = SchemaSession_Of(place.object);
     SchemaAny next = {};
@@ -271,15 +271,16 @@ void AnySet(const SchemaPlace &place, const GValue *value) {
     FreeAny(oldSession, old);
 }
 
+void AnySet(const SchemaPlace &place, const GValue *value) {
+    SetAny(place, static_cast<const GValue *>(g_value_get_boxed(value)));
+}
+
 void AnyTake(const SchemaPlace &place, GValue *value) {
     auto *source = static_cast<GValue *>(g_value_get_boxed(value));
-    if (source == nullptr || HoldsManaged(source) ||
-        (value->data[1].v_uint & G_VALUE_NOCOPY_CONTENTS)) {
-        AnySet(place, value);
-        return;
-    }
-    const GValue none = G_VALUE_INIT;
-    ReplaceAny(place, {std::exchange(*source, none), 0});
+    if (source == nullptr || (value->data[1].v_uint & G_VALUE_NOCOPY_CONTENTS))
+        SetAny(place, source);
+    else
+        SchemaReference_TakeAny(place, source);
 }
 
 void AnyGet(const SchemaPlace &place, GValue *value) {
@@ -345,6 +346,16 @@ void AnyVisit(const SchemaPlace &place, SchemaHeld *held) {
 
 SkemaQormManagedObject *SchemaReference_GetProxy(GObject *object, const SchemaField *field) {
     return FindReferenced({field, SchemaField_In<void>(object, field), object});
+}
+
+void SchemaReference_TakeAny(const SchemaPlace &place, GValue *content) {
+    if (HoldsManaged(content)) {
+        SetAny(place, content);
+        g_value_unset(content);
+        return;
+    }
+    const GValue none = G_VALUE_INIT;
+    ReplaceAny(place, {std::exchange(*content, none), 0});
 }
 
 SchemaReferenceList::SchemaReferenceList(GObject *object, const SchemaField *field)

@@ -45,6 +45,9 @@ struct SchemaAny {
  */
 SkemaQormManagedObject *SchemaReference_GetProxy(GObject *object, const SchemaField *field);
 
+/* Stores a value in a field of any type. The value is empty afterwards. */
+void SchemaReference_TakeAny(const SchemaPlace &place, GValue *content);
+
 /*
  * A list of managed objects that can be changed in place: it has elements, and their manager exists. Any other is changed
  * by a store of the whole list, which has the same result.

@@ -57,11 +57,11 @@ struct SoapWrapped {
  * result; wrappers inside it have none, so it is read as a plain object. If elements were read to find
  * out, each level of nesting would double the time.
  */
-SoapWrapped SoapFindWrapped(const xmlNode *wrapper) {
+SoapWrapped SoapFindWrapped(SoapReader *reader, const xmlNode *wrapper) {
     SoapWrapped wrapped;
     for (xmlNode *node = SoapFaultChild(wrapper); node != nullptr; node = SoapFaultChild(node)) {
         GType elementType = 0;
-        const GType type = OrvaneSoapFindType(node, 0, &elementType);
+        const GType type = OrvaneSoapFindType(node, 0, &elementType, &reader->typeNames);
         if (OrvaneSoapKind_Of(type) != SoapKind::Fault)
             break;
         if (g_type_is_a(type, skema_qorm_method_fault_get_type()) && !G_TYPE_IS_ABSTRACT(type))
@@ -93,7 +93,7 @@ bool OrvaneSoapReadFault(SoapReader *reader, xmlNode *node, GValue *value) {
 }
 
 bool OrvaneSoapReadLocalizedFault(SoapReader *reader, xmlNode *node, GValue *value) {
-    const SoapWrapped wrapped = SoapFindWrapped(node);
+    const SoapWrapped wrapped = SoapFindWrapped(reader, node);
     if (wrapped.node == nullptr)
         return false;
     GPtr<char> message;

@@ -11,9 +11,12 @@
 #pragma once
 
 #include <cstring>
+#include <iterator>
+#include <string>
 #include <string_view>
 #include <vector>
 
+#include "lib/misc/glibPtr.h"
 #include "ozy/lib/orvane/soap/orvaneSoap.h"
 #include "ozy/lib/orvane/soap/orvaneSoapCheck.h"
 #include "ozy/lib/orvane/soap/orvaneSoapPlan.h"
@@ -100,6 +103,61 @@ struct SoapRun {
     guint count;
 };
 
+/* What the types are that attributes name. Few different names are in a reply, but nearly each element has one. */
+class SoapTypeNames {
+public:
+    struct Named {
+        std::string name;
+        GType type = 0;
+        GType elementType = 0;
+    };
+    /* Of the attribute "type". */
+    const Named &Plain(const char *name);
+    /* Of the attribute "xsi:type". */
+    const Named &Instance(const char *name);
+
+private:
+    Named plain[32];
+    Named instance[32];
+};
+
+/* Classes of enumerations: a reference to a class takes a lock of GLib. */
+class SoapEnumClasses {
+public:
+    SoapEnumClasses() = default;
+    SoapEnumClasses(const SoapEnumClasses &) = delete;
+    SoapEnumClasses &operator=(const SoapEnumClasses &) = delete;
+    /* NULL if the type has no values. */
+    GEnumClass *Get(GType type) {
+        TypeClassPtr &held = recent[(type >> 4) % std::size(recent)];
+        if (held == nullptr || G_TYPE_FROM_CLASS(held.get()) != type)
+            held.reset(G_TYPE_IS_ENUM(type) && G_TYPE_IS_CLASSED(type) ? g_type_class_ref(type)
+                                                                       : nullptr);
+        return static_cast<GEnumClass *>(held.get());
+    }
+
+private:
+    TypeClassPtr recent[8];
+};
+
+/* Kinds of types: that of a class is found by several questions to GLib. */
+class SoapKinds {
+public:
+    SoapKind Of(GType type) {
+        Known &known = recent[(type >> 4) % std::size(recent)];
+        if (known.type != type)
+            known = {type, OrvaneSoapKind_Of(type)};
+        return known.kind;
+    }
+
+private:
+    struct Known {
+        GType type = 0;
+        SoapKind kind = SoapKind::Other;
+    };
+    Known recent[16];
+};
+
 struct SoapReader {
     explicit SoapReader(OrvaneSession *owner, OrvaneSoapTree *read = nullptr)
         : session(owner), tree(read) {}
@@ -108,6 +166,9 @@ struct SoapReader {
     OrvaneSoapTree *tree;      /* that may have pieces; NULL: all nodes exist */
     std::vector<SoapRun> runs; /* of all objects that are being read, the innermost last */
     SoapPlanCache plans;
+    SoapTypeNames typeNames;
+    SoapEnumClasses enums;
+    SoapKinds kinds;
 };
 
 bool OrvaneSoapReadValue(SoapReader *reader, xmlNode *node, GType expectedType, GValue *value);
@@ -122,6 +183,8 @@ bool OrvaneSoapReadArray(SoapReader *reader, xmlNode *node, const SoapFound &fou
  */
 bool OrvaneSoapReadManaged(SoapReader *reader, xmlNode *node, const SoapFound &found,
                            GValue *value);
+/* A word of an enumeration; the class is NULL if it is none. */
+bool OrvaneSoapReadWord(const char *content, GEnumClass *words, GValue *value);
 bool OrvaneSoapReadFault(SoapReader *reader, xmlNode *node, GValue *value);
 bool OrvaneSoapReadLocalizedFault(SoapReader *reader, xmlNode *node, GValue *value);
 
@@ -146,4 +209,5 @@ inline bool OrvaneSoapIsElement(const xmlNode *node, const char *name) {
  * "xsi:type". Without an expected type and attributes, the element's name decides. 0 if it is unknown.
  * elementType is that of an array type.
  */
-GType OrvaneSoapFindType(const xmlNode *node, GType expectedType, GType *elementType);
+GType OrvaneSoapFindType(const xmlNode *node, GType expectedType, GType *elementType,
+                         SoapTypeNames *names);

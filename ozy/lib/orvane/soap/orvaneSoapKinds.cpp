@@ -19,8 +19,8 @@ template <auto read> bool ReadText(SoapReader *, xmlNode *node, const SoapFound 
     return read(OrvaneSoapContent(node), value);
 }
 
-bool ReadEnum(SoapReader *, xmlNode *node, const SoapFound &found, GValue *value) {
-    return orvane_soap_deserialize_enum(OrvaneSoapContent(node), found.type, value);
+bool ReadEnum(SoapReader *reader, xmlNode *node, const SoapFound &found, GValue *value) {
+    return OrvaneSoapReadWord(OrvaneSoapContent(node), reader->enums.Get(found.type), value);
 }
 
 bool ReadObject(SoapReader *reader, xmlNode *node, const SoapFound &found, GValue *value) {

@@ -123,6 +123,8 @@ SoapPlan *SoapMakePlan(GType type) {
     for (guint i = 0; i < count; i++)
         plan->properties.push_back(SoapMakeProperty(schema, specs.get()[i]));
     plan->isDirect = SoapPlanIsDirect(schema, type);
+    plan->isAbstract = G_TYPE_IS_ABSTRACT(type);
+    plan->isUnowned = g_type_is_a(type, G_TYPE_INITIALLY_UNOWNED);
     plan->names = NameIndex(plan->properties.size(), SoapNamesOf(plan));
     return plan;
 }

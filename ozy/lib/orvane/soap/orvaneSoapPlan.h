@@ -41,6 +41,8 @@ struct SoapPlan {
     GType type;
     const char *wireName; /* as OrvaneType_WireName() */
     bool isDirect;        /* objects can be filled by the classes' own set functions */
+    bool isAbstract;
+    bool isUnowned;                       /* new objects have a floating reference */
     std::vector<SoapProperty> properties; /* in wire order: base classes first */
     NameIndex names;                      /* of the properties */
 };

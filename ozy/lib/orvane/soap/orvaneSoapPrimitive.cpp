@@ -187,18 +187,19 @@ gboolean orvane_soap_deserialize_uri(const char *content, GValue *value) {
     return TRUE;
 }
 
-gboolean orvane_soap_deserialize_enum(const char *content, GType enumType, GValue *value) {
-    if (!OrvaneSoapCheck(content != nullptr, __func__, "content"))
-        return FALSE;
-    const TypeClassPtr enumClass(G_TYPE_IS_CLASSED(enumType) ? g_type_class_ref(enumType)
-                                                             : nullptr);
-    if (!OrvaneSoapCheck(G_IS_ENUM_CLASS(enumClass.get()), __func__, "enumClass"))
-        return FALSE;
-    const GEnumValue *row =
-        g_enum_get_value_by_nick(static_cast<GEnumClass *>(enumClass.get()), content);
+bool OrvaneSoapReadWord(const char *content, GEnumClass *words, GValue *value) {
+    constexpr char kFunction[] = "orvane_soap_deserialize_enum";
+    if (!OrvaneSoapCheck(content != nullptr, kFunction, "content") ||
+        !OrvaneSoapCheck(words != nullptr, kFunction, "enumClass"))
+        return false;
+    const GEnumValue *row = g_enum_get_value_by_nick(words, content);
     if (row != nullptr)
         g_value_set_enum(value, row->value);
     return row != nullptr;
+}
+
+gboolean orvane_soap_deserialize_enum(const char *content, GType enumType, GValue *value) {
+    return OrvaneSoapReadWord(content, SoapEnumClasses().Get(enumType), value);
 }
 
 gboolean orvane_soap_deserialize_timeval(const char *content, GValue *value) {

@@ -190,15 +190,36 @@ void SoapStore(GObject *object, const SoapProperty &property, GValue *value) {
         SoapLogRefusal(property);
 }
 
+/*
+ * Reads the value of a plain property of a class of the schema into the object itself. Returns false, with nothing done, for
+ * values of most kinds.
+ */
+bool SoapReadInto(GObject *object, SoapReader *reader, const SoapProperty &property,
+                  const SoapRun &run) {
+    if (property.kind != SoapKind::String && property.kind != SoapKind::Any)
+        return false;
+    const SoapOpenPiece piece(reader->tree, run.first);
+    if (property.kind == SoapKind::String) {
+        SchemaClass_TakeText(object, property.field, g_strdup(OrvaneSoapContent(piece.Node())));
+        return true;
+    }
+    ScopedValue content;
+    if (OrvaneSoapReadValue(reader, piece.Node(), 0, &content.value))
+        SchemaClass_TakeAny(object, property.field, &content.value);
+    return true;
+}
+
 GObject *SoapFillObject(SoapReader *reader, const SoapPlan *plan, std::size_t base) {
     auto *object = static_cast<GObject *>(g_object_new(plan->type, nullptr));
     for (std::size_t i = 0; i < plan->properties.size(); i++) {
         const SoapRun run = reader->runs[base + i]; // a copy: reading may move the list
-        if (run.first == nullptr)
+        const SoapProperty &property = plan->properties[i];
+        if (run.first == nullptr || (property.isPlain && property.field != nullptr &&
+                                     SoapReadInto(object, reader, property, run)))
             continue;
         GValue value = G_VALUE_INIT;
-        if (SoapReadProperty(reader, plan->properties[i], run, &value))
-            SoapStore(object, plan->properties[i], &value);
+        if (SoapReadProperty(reader, property, run, &value))
+            SoapStore(object, property, &value);
         orvane_value_cond_unset(&value);
     }
     return object;
@@ -273,7 +294,7 @@ bool OrvaneSoapReadAny(SoapReader *reader, xmlNode *node, const SoapFound &, GVa
 
 bool OrvaneSoapReadArray(SoapReader *reader, xmlNode *node, const SoapFound &found, GValue *value) {
     SoapReadRun(reader, SoapRunFrom(OrvaneSoapFirstElement(node)), found.elementType,
-                OrvaneSoapKind_Of(found.elementType), value);
+                reader->kinds.Of(found.elementType), value);
     return true;
 }
 
@@ -294,15 +315,15 @@ bool OrvaneSoapReadManaged(SoapReader *reader, xmlNode *node, const SoapFound &f
 
 bool OrvaneSoapReadValue(SoapReader *reader, xmlNode *node, GType expectedType, GValue *value) {
     GType elementType = 0;
-    const GType type = OrvaneSoapFindType(node, expectedType, &elementType);
+    const GType type = OrvaneSoapFindType(node, expectedType, &elementType, &reader->typeNames);
     return type != 0 &&
-           SoapReadTyped(reader, node, {type, OrvaneSoapKind_Of(type), elementType, expectedType},
+           SoapReadTyped(reader, node, {type, reader->kinds.Of(type), elementType, expectedType},
                          value);
 }
 
 bool OrvaneSoapReadObject(SoapReader *reader, xmlNode *node, GType objectType, GValue *value) {
     const SoapPlan *plan = reader->plans.Get(objectType);
-    if (plan == nullptr || G_TYPE_IS_ABSTRACT(objectType))
+    if (plan == nullptr || plan->isAbstract)
         return false;
     const std::size_t base = reader->runs.size();
     reader->runs.resize(base + plan->properties.size());
@@ -310,7 +331,7 @@ bool OrvaneSoapReadObject(SoapReader *reader, xmlNode *node, GType objectType, G
     GObject *object = plan->isDirect ? SoapFillObject(reader, plan, base)
                                      : SoapConstructObject(reader, plan, base);
     reader->runs.resize(base);
-    if (G_IS_INITIALLY_UNOWNED(object))
+    if (plan->isUnowned)
         g_object_ref_sink(object);
     g_value_take_object(value, object);
     return true;

@@ -1,5 +1,6 @@
 #include "ozy/lib/orvane/soap/orvaneSoapTree.h"
 
+#include <algorithm>
 #include <array>
 #include <climits>
 #include <cstddef>
@@ -52,6 +53,16 @@ struct SoapGiven {
 struct SoapGivenList {
     std::array<SoapGiven, kMaxAttributes> items;
     gsize count = 0;
+
+    SoapGivenList() = default;
+    SoapGivenList(const SoapGivenList &other) { *this = other; }
+    /* Copies only those that are there. */
+    SoapGivenList &operator=(const SoapGivenList &other) {
+        count = other.count;
+        std::copy_n(other.items.begin(), count, items.begin());
+        return *this;
+    }
+    ~SoapGivenList() = default;
 };
 
 /* The names "xmlns" and "xmlns:p". */
@@ -281,9 +292,9 @@ bool SoapBuilder::OpenTag() {
 
 /* The reader looks for a fault and its message inside the element that it is about to read, so both have all nodes. */
 bool SoapBuilder::MayBePiece() const {
-    return tag.name.local != "fault" && tag.name.local != "localizedMessage" && pieceBytes != 0 &&
-           isInResult && !isSkimming && open.size() >= kResultDepth - 1 &&
-           open.size() < kMaxPieceDepth;
+    return pieceBytes != 0 && !isSkimming && isInResult && open.size() >= kResultDepth - 1 &&
+           open.size() < kMaxPieceDepth && tag.name.local != "fault" &&
+           tag.name.local != "localizedMessage";
 }
 
 /*

@@ -2,6 +2,7 @@
 #include "ozy/lib/orvane/soap/orvaneSoapInt.h"
 
 #include <array>
+#include <cstring>
 #include <span>
 #include <string>
 
@@ -82,11 +83,13 @@ SoapTypeAttributes SoapFindAttributes(const xmlNode *node) {
         return found;
     for (const xmlAttr *attribute = node->properties; attribute != nullptr;
          attribute = attribute->next) {
-        if (std::string_view(reinterpret_cast<const char *>(attribute->name)) != "type")
+        if (std::strcmp(reinterpret_cast<const char *>(attribute->name), "type") != 0)
             continue;
         if (attribute->ns == nullptr)
             found.plain = attribute;
-        else if (xmlStrEqual(attribute->ns->href, BAD_CAST kSchemaInstance))
+        else if (attribute->ns->href != nullptr &&
+                 std::strcmp(reinterpret_cast<const char *>(attribute->ns->href),
+                             kSchemaInstance) == 0)
             found.instance = attribute;
     }
     return found;
@@ -94,7 +97,7 @@ SoapTypeAttributes SoapFindAttributes(const xmlNode *node) {
 
 /* An attribute narrows what is known of the type; it never widens or contradicts it. */
 GType SoapNarrow(GType type, GType found) {
-    return found != 0 && (type == 0 || g_type_is_a(found, type)) ? found : type;
+    return found != 0 && (type == 0 || found == type || g_type_is_a(found, type)) ? found : type;
 }
 
 /* <InvalidLoginFault> without attributes is an InvalidLogin. */
@@ -105,6 +108,14 @@ GType SoapTypeOfName(const xmlNode *node) {
     if (end != std::string::npos)
         name.resize(end);
     return orvane_lookup_type(name.c_str());
+}
+
+/* Where a name is in a table, if it is there. */
+template <gsize size>
+SoapTypeNames::Named &SoapEntryOf(SoapTypeNames::Named (&table)[size], const char *name) {
+    const gsize length = std::strlen(name);
+    const guchar last = length > 0 ? static_cast<guchar>(name[length - 1]) : 0;
+    return table[(length * 31 + static_cast<guchar>(name[0]) * 7u + last * 3u) % size];
 }
 
 } // namespace
@@ -120,20 +131,37 @@ GType orvane_soap_lookup_type(const char *name, GType *elementType) {
     return G_TYPE_VALUE_ARRAY;
 }
 
-GType OrvaneSoapFindType(const xmlNode *node, GType expectedType, GType *elementType) {
+const SoapTypeNames::Named &SoapTypeNames::Plain(const char *name) {
+    Named &known = SoapEntryOf(plain, name);
+    if (known.name.empty() || known.name != name)
+        known = {name, orvane_lookup_type(name), 0};
+    return known;
+}
+
+const SoapTypeNames::Named &SoapTypeNames::Instance(const char *name) {
+    Named &known = SoapEntryOf(instance, name);
+    if (!known.name.empty() && known.name == name)
+        return known;
+    known.name = name;
+    known.type = orvane_soap_lookup_type(name, &known.elementType);
+    if (known.type == 0)
+        known.type = orvane_lookup_type(name);
+    return known;
+}
+
+GType OrvaneSoapFindType(const xmlNode *node, GType expectedType, GType *elementType,
+                         SoapTypeNames *names) {
     const SoapTypeAttributes attributes = SoapFindAttributes(node);
     std::string store;
     GType type = expectedType;
     *elementType = 0;
 
     if (attributes.plain != nullptr)
-        type = SoapNarrow(type, orvane_lookup_type(SoapAttributeText(attributes.plain, &store)));
+        type = SoapNarrow(type, names->Plain(SoapAttributeText(attributes.plain, &store)).type);
     if (attributes.instance != nullptr) {
-        const char *name = SoapAttributeText(attributes.instance, &store);
-        GType found = orvane_soap_lookup_type(name, elementType);
-        if (found == 0)
-            found = orvane_lookup_type(name);
-        type = SoapNarrow(type, found);
+        const auto &found = names->Instance(SoapAttributeText(attributes.instance, &store));
+        type = SoapNarrow(type, found.type);
+        *elementType = found.elementType;
     }
     return type != 0 ? type : SoapTypeOfName(node);
 }
