@@ -198,13 +198,6 @@ TEST(CryptoError, EachCodeHasATextAndAStoredForm) {
                  CryptoError_ToMsgString(13));
 }
 
-struct MacRow {
-    const char *name;
-    Bytes key;
-    Bytes data;
-    const char *mac;
-};
-
 Bytes Text(std::string_view text) {
     return {text.begin(), text.end()};
 }
@@ -230,7 +223,11 @@ TEST(CryptoKeyedHash, KnownAnswers) {
     const Bytes longText = Text("This is a test using a larger than block-size key and a larger "
                                 "than block-size data. The key needs to be hashed before being "
                                 "used by the HMAC algorithm.");
-    const MacRow rows[] = {
+    const struct {
+        const char *name;
+        Bytes key, data;
+        const char *mac;
+    } rows[] = {
         {"HMAC-SHA-1", Bytes(20, 0x0b), Text("Hi There"),
          "b617318655057264e28bc0b6fb378c8ef146be00"},
         {"HMAC-SHA-1-128", Bytes(20, 0x0b), Text("Hi There"), "b617318655057264e28bc0b6fb378c8e"},
@@ -255,7 +252,7 @@ TEST(CryptoKeyedHash, KnownAnswers) {
         {"HMAC-SHA-256", Bytes(131, 0xaa), longText,
          "9b09ffa71b942fcb27635fbcd5b0e944bfdc63644f0713938a7f51535c3a35e2"},
     };
-    for (const MacRow &row : rows)
+    for (const auto &row : rows)
         EXPECT_EQ(row.mac, Mac(row.name, row.key, row.data)) << row.name << " " << row.key.size();
 
     // a key that is one byte too long for a block is its digest

@@ -52,50 +52,47 @@ struct Asked {
 
 /* -- a function decides ---------------------------------------------------------------------------- */
 
-struct SeenRow {
-    const char *kind;
-    guint64 errors;
-    bool isTrusted = true; /* the client knows the anchor */
-    const char *host = "localhost";
-};
-
-const SeenRow kSeen[] = {
-    {"good", kCurve},
-    {"good-chain", kCurve},
-    {"good-rsa", 0},
-    {"good-rsa", SSL_CERT_NAME_MISMATCH, true, "::1"},
-    {"good-rsa", 0, true, "0:0:0:0:0:0:0:1"},
-    {"good-rsa", 0, true, "127.0.0.1"},
-    {"wildcard", kCurve, true, "x.localhost"},
-    {"wildcard", kCurve | SSL_CERT_NAME_MISMATCH, true, "y.x.localhost"},
-    {"name-only", kCurve},
-    {"self-signed", kCurve | SSL_CERT_SELF_SIGNED, false},
-    {"expired", kCurve | SSL_CERT_TIME},
-    {"not-yet-valid", kCurve | SSL_CERT_TIME},
-    {"wrong-host", kCurve | SSL_CERT_NAME_MISMATCH},
-    {"good", kCurve | SSL_CERT_ISSUER_UNKNOWN | SSL_CERT_SIGNATURE, false},
-    {"expired", kCurve | SSL_CERT_ISSUER_UNKNOWN | SSL_CERT_SIGNATURE, false},
-    {"good-chain", kCurve | SSL_CERT_CHAIN_ISSUER_UNKNOWN, false},
-    {"root-expired", kCurve | SSL_CERT_CHAIN_TIME},
-    {"intermediate-expired", kCurve | SSL_CERT_CHAIN_TIME},
-    {"intermediate-no-ca", kCurve | SSL_CERT_CHAIN_INVALID | SSL_CERT_CHAIN_NO_CA},
-    {"intermediate-no-sign", kCurve | SSL_CERT_CHAIN_INVALID | SSL_CERT_CHAIN_SIGNATURE},
-    {"name-constraint", kCurve | SSL_CERT_UNKNOWN},
-    {"path-length", kCurve | SSL_CERT_CHAIN_PATH_LENGTH},
-    {"client-only", kCurve | SSL_CERT_INVALID | SSL_CERT_NO_SERVER_USAGE},
-    {"critical-extension", kCurve | SSL_CERT_CRITICAL_EXTENSION},
-    {"revoked", kCurve | SSL_CERT_REVOKED},
-    {"bad-signature", kCurve | SSL_CERT_SIGNATURE},
-    {"rsa-1022", SSL_CERT_KEY_TOO_SMALL},
-    {"rsa-1023", 0},
-    {"md5", kCurve | SSL_CERT_UNSAFE_DIGEST},
-    {"sha1", kCurve},
-    {"embedded-nul", kCurve | SSL_CERT_NAME_MISMATCH},
-    {"version-1", kCurve | SSL_CERT_OLD_VERSION},
-};
-
 TEST_F(Verify, AFunctionSeesWhatIsWrongAndDecides) {
-    for (const SeenRow &row : kSeen) {
+    const struct {
+        const char *kind;
+        guint64 errors;
+        bool isTrusted = true; /* the client knows the anchor */
+        const char *host = "localhost";
+    } rows[] = {
+        {"good", kCurve},
+        {"good-chain", kCurve},
+        {"good-rsa", 0},
+        {"good-rsa", SSL_CERT_NAME_MISMATCH, true, "::1"},
+        {"good-rsa", 0, true, "0:0:0:0:0:0:0:1"},
+        {"good-rsa", 0, true, "127.0.0.1"},
+        {"wildcard", kCurve, true, "x.localhost"},
+        {"wildcard", kCurve | SSL_CERT_NAME_MISMATCH, true, "y.x.localhost"},
+        {"name-only", kCurve},
+        {"self-signed", kCurve | SSL_CERT_SELF_SIGNED, false},
+        {"expired", kCurve | SSL_CERT_TIME},
+        {"not-yet-valid", kCurve | SSL_CERT_TIME},
+        {"wrong-host", kCurve | SSL_CERT_NAME_MISMATCH},
+        {"good", kCurve | SSL_CERT_ISSUER_UNKNOWN | SSL_CERT_SIGNATURE, false},
+        {"expired", kCurve | SSL_CERT_ISSUER_UNKNOWN | SSL_CERT_SIGNATURE, false},
+        {"good-chain", kCurve | SSL_CERT_CHAIN_ISSUER_UNKNOWN, false},
+        {"root-expired", kCurve | SSL_CERT_CHAIN_TIME},
+        {"intermediate-expired", kCurve | SSL_CERT_CHAIN_TIME},
+        {"intermediate-no-ca", kCurve | SSL_CERT_CHAIN_INVALID | SSL_CERT_CHAIN_NO_CA},
+        {"intermediate-no-sign", kCurve | SSL_CERT_CHAIN_INVALID | SSL_CERT_CHAIN_SIGNATURE},
+        {"name-constraint", kCurve | SSL_CERT_UNKNOWN},
+        {"path-length", kCurve | SSL_CERT_CHAIN_PATH_LENGTH},
+        {"client-only", kCurve | SSL_CERT_INVALID | SSL_CERT_NO_SERVER_USAGE},
+        {"critical-extension", kCurve | SSL_CERT_CRITICAL_EXTENSION},
+        {"revoked", kCurve | SSL_CERT_REVOKED},
+        {"bad-signature", kCurve | SSL_CERT_SIGNATURE},
+        {"rsa-1022", SSL_CERT_KEY_TOO_SMALL},
+        {"rsa-1023", 0},
+        {"md5", kCurve | SSL_CERT_UNSAFE_DIGEST},
+        {"sha1", kCurve},
+        {"embedded-nul", kCurve | SSL_CERT_NAME_MISMATCH},
+        {"version-1", kCurve | SSL_CERT_OLD_VERSION},
+    };
+    for (const auto &row : rows) {
         for (int answer : {1, 0}) {
             SCOPED_TRACE(std::string(row.kind) + " " + std::to_string(answer));
             Asked asked{.answer = answer, .host = row.host};
@@ -120,14 +117,6 @@ TEST_F(Verify, AFunctionSeesWhatIsWrongAndDecides) {
                                      "\"localhost\", yet length is claimed as 23."));
 }
 
-struct NameRow {
-    Traits leaf;
-    const char *host;
-    guint64 errors;      /* of SSL_GetServerCertErrors() */
-    guint64 errorsOfOld; /* of SSL_GetCertErrors(), but for the size of the key */
-    std::vector<std::string> permitted = {}; /* names that the authority may certify; empty: all */
-};
-
 TEST_F(Verify, AServersNamesAreTakenAsLibcurlTakesThem) {
     const Traits named{.dnsNames = {"a.example.test"}, .addresses = {"127.0.0.1", "fe80::1"}};
     const Traits bare{.dnsNames = {}, .addresses = {}};
@@ -137,7 +126,14 @@ TEST_F(Verify, AServersNamesAreTakenAsLibcurlTakesThem) {
     const Traits numbers{.dnsNames = {"*.0.0.1", "*.0.1", "0x7f.0x1"}, .addresses = {}};
     const Traits wild{.dnsNames = {"*.example.test", "*.test"}, .addresses = {}};
     constexpr guint64 kOther = SSL_CERT_NAME_MISMATCH;
-    const NameRow rows[] = {
+    const struct {
+        Traits leaf;
+        const char *host;
+        guint64 errors;      /* of SSL_GetServerCertErrors() */
+        guint64 errorsOfOld; /* of SSL_GetCertErrors(), but for the size of the key */
+        std::vector<std::string> permitted =
+            {}; /* names that the authority may certify; empty: all */
+    } rows[] = {
         {named, "A.Example.test", 0, 0},
         {named, "a.example.test.", 0, kOther},
         {named, "127.0.0.1", 0, 0},
@@ -164,7 +160,7 @@ TEST_F(Verify, AServersNamesAreTakenAsLibcurlTakesThem) {
         {bareDotted, "a.test", SSL_CERT_NAME_CONSTRAINT, SSL_CERT_UNKNOWN, {"good.test"}},
         {bank, "bank.test", kOther, 0, {"good.test"}},
     };
-    for (const NameRow &row : rows) {
+    for (const auto &row : rows) {
         const auto root = certificates::SelfSigned({.commonName = "Root", .isAuthority = true});
         const auto authority =
             IssuedBy(root, {.commonName = "A", .isAuthority = true, .permittedDns = row.permitted});

@@ -1,5 +1,7 @@
 #include <filesystem>
 
+#include <gmock/gmock.h>
+
 #include "tests/support/paths.h"
 #include "tests/support/temporaryFolder.h"
 #include "tests/tools/orvane/program.h"

@@ -93,28 +93,23 @@ TEST_F(BasicHttpCookies, AnInitialCookieIsPutInOnceAndStaysWithItsHost) {
     EXPECT_EQ("other=1", SentCookie(next, "localhost")) << "names its host";
 }
 
-struct BindRow {
-    const char *line;
-    const char *url;
-    const char *bound;
-};
-
-constexpr BindRow kBindRows[] = {
-    {"Set-Cookie: a=b; Path=/;", "http://h:80/sdk", "h\tFALSE\t/\tFALSE\t0\ta\tb"},
-    {"Set-Cookie: a=b; Path=/;", "https://h/sdk", "h\tFALSE\t/\tTRUE\t0\ta\tb"},
-    {"set-cookie:a=b=c;path=/x;secure;HttpOnly", "http://h/",
-     "#HttpOnly_h\tFALSE\t/x\tTRUE\t0\ta\tb=c"},
-    {"Set-Cookie: a=; Path=no; Domain=", "https://[::1]:8443/", "::1\tFALSE\t/\tTRUE\t0\ta\t"},
-    {"Set-Cookie: a=b; Expires=Thu, 01 Jan 2037 00:00:00 GMT", "http://h/",
-     "h\tFALSE\t/\tFALSE\t2114380800\ta\tb"},
-    {"Set-Cookie: a=b; Max-Age=0", "http://h/", "h\tFALSE\t/\tFALSE\t1\ta\tb"},
-    {"Set-Cookie: a=b; Domain=other", "http://h/", "Set-Cookie: a=b; Domain=other"},
-    {"Set-Cookie: a=b; Domain=other", "https://h/", "Set-Cookie: a=b; Domain=other; Secure"},
-    {"other\tFALSE\t/\tFALSE\t0\ta\tb", "http://h/", "other\tFALSE\t/\tFALSE\t0\ta\tb"},
-};
-
 TEST_F(BasicHttpCookies, InitialCookiesAreBound) {
-    for (const BindRow &row : kBindRows)
+    const struct {
+        const char *line, *url, *bound;
+    } rows[] = {
+        {"Set-Cookie: a=b; Path=/;", "http://h:80/sdk", "h\tFALSE\t/\tFALSE\t0\ta\tb"},
+        {"Set-Cookie: a=b; Path=/;", "https://h/sdk", "h\tFALSE\t/\tTRUE\t0\ta\tb"},
+        {"set-cookie:a=b=c;path=/x;secure;HttpOnly", "http://h/",
+         "#HttpOnly_h\tFALSE\t/x\tTRUE\t0\ta\tb=c"},
+        {"Set-Cookie: a=; Path=no; Domain=", "https://[::1]:8443/", "::1\tFALSE\t/\tTRUE\t0\ta\t"},
+        {"Set-Cookie: a=b; Expires=Thu, 01 Jan 2037 00:00:00 GMT", "http://h/",
+         "h\tFALSE\t/\tFALSE\t2114380800\ta\tb"},
+        {"Set-Cookie: a=b; Max-Age=0", "http://h/", "h\tFALSE\t/\tFALSE\t1\ta\tb"},
+        {"Set-Cookie: a=b; Domain=other", "http://h/", "Set-Cookie: a=b; Domain=other"},
+        {"Set-Cookie: a=b; Domain=other", "https://h/", "Set-Cookie: a=b; Domain=other; Secure"},
+        {"other\tFALSE\t/\tFALSE\t0\ta\tb", "http://h/", "other\tFALSE\t/\tFALSE\t0\ta\tb"},
+    };
+    for (const auto &row : rows)
         EXPECT_EQ(row.bound, BasicHttpBindCookie(row.line, row.url)) << row.line;
 }
 
