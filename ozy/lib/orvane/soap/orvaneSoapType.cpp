@@ -97,7 +97,9 @@ SoapTypeAttributes SoapFindAttributes(const xmlNode *node) {
 
 /* An attribute narrows what is known of the type; it never widens or contradicts it. */
 GType SoapNarrow(GType type, GType found) {
-    return found != 0 && (type == 0 || found == type || g_type_is_a(found, type)) ? found : type;
+    if (found == 0 || found == type)
+        return type;
+    return type == 0 || g_type_is_a(found, type) ? found : type;
 }
 
 /* <InvalidLoginFault> without attributes is an InvalidLogin. */

@@ -164,8 +164,9 @@ void MOMgrTakeFault(OrvaneListener *internal, GValue *value);
 /* Whether changes may still be applied. Handlers of earlier changes may have ended the connection. */
 bool MOMgrIsFollowing(OrvaneMOMgr *momgr);
 
-/* Applies one Change of an ObjectUpdate; the caller holds the manager and the proxy. As a difference, it changes and notifies nothing if the value is the one that
- * the property has. Returns the path of the property, or NULL; it is part of the change or of the copy. */
+/* Applies one Change of an ObjectUpdate; the caller holds the manager and the proxy. As a difference, it changes and notifies
+ * nothing if the value is the one that the property has. Returns the path of the property, or NULL; it is part of the change
+ * or of the copy. */
 const char *MOMgrApplyChange(OrvaneMOMgr *momgr, MOMgrProxies *proxies,
                              SkemaQormManagedObject *proxy, GObject *change, bool isDifference,
                              GPtr<char> *copy);
