@@ -228,11 +228,14 @@ TEST(CryptoRandomOpenSSL, DrawsFromOurGeneratorAlsoAfterTheLayerHasEnded) {
                 SSL_Init(nullptr, nullptr, nullptr);
         }
         // without a seed from the kernel OpenSSL gets none either
-        const rlimit none = {0, 0};
+        rlimit before{};
+        getrlimit(RLIMIT_NOFILE, &before);
+        const rlimit none = {0, before.rlim_max};
         setrlimit(RLIMIT_NOFILE, &none);
         CryptoRandom_Seed(nullptr, 0);
         Bytes bytes(40);
         EXPECT_EQ(0, __wrap_RAND_bytes(bytes.data(), 40));
+        setrlimit(RLIMIT_NOFILE, &before); // a sanitizer looks for leaks
     });
 }
 
