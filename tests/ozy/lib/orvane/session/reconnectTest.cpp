@@ -1,6 +1,8 @@
 // Sessions that connect again by themselves, against services that go, come back, and come back as something else.
 #include <orvane/operation.h>
 
+#include <random>
+
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
@@ -636,6 +638,58 @@ TEST_F(Reconnect, WithoutCredentialsThereIsNoTry) {
     ComeBack();
     Move(1000);
     EXPECT_THAT(events, ElementsAre("state 16", "credentials", "state 1"));
+}
+
+/* A service that does anything at any time, seeded. Each operation has one end, which the fixture checks, and once the
+ * service behaves, the session is as it should be. */
+TEST_F(Reconnect, AnyServiceLeavesTheSessionUsable) {
+    constexpr int kSeeds = 6;
+    constexpr int kActions = 40;
+    constexpr const char *kMethods[] = {"versions",      "RetrieveServiceContent", "Login",
+                                        "CreateFilter",  "WaitForUpdatesEx",       "CurrentTime",
+                                        "PowerOnVM_Task"};
+    constexpr const char *kFaults[] = {"NotAuthenticated", "NoPermission",
+                                       "InvalidCollectorVersion", "SystemError"};
+    for (int seed = 0; seed < kSeeds; seed++) {
+        SCOPED_TRACE(seed);
+        std::mt19937 random(seed);
+        const auto below = [&](size_t number) { return size_t(random()) % number; };
+        const auto trouble = [&] {
+            server->AddTrouble({.kind = TroubleKind(below(size_t(TroubleKind::NoResult) + 1)),
+                                .method = kMethods[below(std::size(kMethods))],
+                                .count = int(below(5)),
+                                .bytes = below(400),
+                                .delayMs = int64_t(below(3000)),
+                                .faultType = kFaults[below(std::size(kFaults))]});
+        };
+        const std::function<void()> kActs[] = {
+            trouble,
+            trouble,
+            [&] { server->ExpireSessions(); },
+            [&] { server->ResetConnections(); },
+            [&] { server->SetListening(below(2) == 0); },
+            [&] { ComeBack(); },
+            [&] { Call("call"); },
+            [&] { BeginPowerOn("task", "vm-101"); },
+            [&] { BeginLoad("load", "vm-102"); },
+            [&] { Rename("vm-101", std::to_string(below(100)).c_str()); },
+            [&] { server->ClearTroubles(); },
+            [&] { Move(gint64(below(90000))); },
+        };
+        Begin();
+        port = server->Port();
+        inCredentials = [&] { kActs[below(6)](); };
+        for (int i = 0; i < kActions && !IsState(ORVANE_SESSION_DISCONNECTED); i++) {
+            kActs[below(std::size(kActs))]();
+            Move(gint64(below(3000)));
+        }
+        inCredentials = nullptr;
+        ComeBack();
+        for (int i = 0; i < 100 && server->NumWaiting() == 0; i++)
+            Move(10000);
+        EXPECT_TRUE(IsState(ORVANE_SESSION_CONNECTED));
+        EXPECT_EQ("succeeded", Finish("last"));
+    }
 }
 
 /* What an application may do in each of its functions, and between them. */
