@@ -25,6 +25,8 @@ namespace simulator {
 namespace {
 
 constexpr size_t kMaxBody = size_t{64} << 20;
+/* The descriptors of the process are the limit; libmicrohttpd's own is that of select(2). */
+constexpr unsigned kMaxConnections = 1U << 20;
 constexpr int64_t kAcceptPauseMs = 100; /* after a connection could not be accepted */
 
 int64_t MonotonicMs() {
@@ -283,7 +285,8 @@ HttpServer::HttpServer(const Settings &given, std::function<void(const ExchangeP
             flags, 0, nullptr, nullptr, Glue::OnRequest, this, MHD_OPTION_EXTERNAL_LOGGER,
             Glue::OnLog, nullptr, MHD_OPTION_NOTIFY_COMPLETED, Glue::OnCompleted, this,
             MHD_OPTION_NOTIFY_CONNECTION, Glue::OnConnection, this,
-            MHD_OPTION_CONNECTION_MEMORY_LIMIT, size_t{128} << 10, MHD_OPTION_CONNECTION_TIMEOUT,
+            MHD_OPTION_CONNECTION_MEMORY_LIMIT, size_t{128} << 10, MHD_OPTION_CONNECTION_LIMIT,
+            kMaxConnections, MHD_OPTION_CONNECTION_TIMEOUT,
             static_cast<unsigned>(settings.idleSeconds), MHD_OPTION_ARRAY, tls, MHD_OPTION_END);
         const auto *info =
             daemon == nullptr ? nullptr : MHD_get_daemon_info(daemon, MHD_DAEMON_INFO_EPOLL_FD);
