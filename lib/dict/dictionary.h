@@ -26,10 +26,13 @@
  */
 #pragma once
 
+#include <memory>
+
 #include <glib.h>
 
 #include "lib/dict/dictionaryTypes.h"
 #include "lib/misc/dynBuf.h"
+#include "lib/misc/glibPtr.h"
 #include "lib/unicode/unicode.h"
 #include "lib/user/msgList.h"
 
@@ -221,3 +224,5 @@ void Dictionary_SetEncoding(Dictionary *dictionary, StringEncoding encoding);
 gboolean Dictionary_ChangeEncoding(Dictionary *dictionary, StringEncoding encoding);
 
 G_END_DECLS
+
+using DictionaryPtr = std::unique_ptr<Dictionary, Release<Dictionary_Free>>;

@@ -16,9 +16,6 @@ namespace {
 
 constexpr const char *kFunction = "KeyLocator_ExtractCipherFromConfigFile";
 
-using DictionaryPtr = std::unique_ptr<Dictionary, Release<Dictionary_Free>>;
-using KeySafePtr = std::unique_ptr<KeySafe, Release<KeySafe_Destroy>>;
-using MsgListPtr = std::unique_ptr<MsgList, Release<MsgList_Free>>;
 using HeapText = MallocPtr<char>;
 
 /* Reads the key safe of a file; empty after a warning. */

@@ -16,9 +16,12 @@
  */
 #pragma once
 
+#include <memory>
+
 #include "lib/keyLocator/keyLocator.h"
 #include "lib/keyLocator/keySafeError.h"
 #include "lib/keyLocator/keySafeUserRing.h"
+#include "lib/misc/glibPtr.h"
 
 struct KeySafe;
 
@@ -28,6 +31,8 @@ KeySafeError KeySafe_Create(const KeySafeUserRing *ring, gconstpointer data, gsi
 
 /* NULL is allowed. */
 void KeySafe_Destroy(KeySafe *safe);
+using KeySafePtr = std::unique_ptr<KeySafe, Release<KeySafe_Destroy>>;
+
 KeySafeError KeySafe_Clone(const KeySafe *safe, KeySafe **copy);
 
 /**

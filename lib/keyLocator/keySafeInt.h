@@ -30,7 +30,6 @@ struct KeySafe {
 };
 
 using KeySafeUserRingPtr = std::unique_ptr<KeySafeUserRing, Release<KeySafeUserRing_Destroy>>;
-using KeySafePtr = std::unique_ptr<KeySafe, Release<KeySafe_Destroy>>;
 
 /* A passphrase that a callback hands out. */
 struct KeySafePassphrase {

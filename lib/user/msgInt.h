@@ -21,7 +21,6 @@
 constexpr gsize kMsgMaxId = 128; /* with the NUL */
 
 using MsgText = MallocPtr<char>;
-using MsgListPtr = std::unique_ptr<MsgList, Release<MsgList_Free>>;
 
 /* Guarded by msgLock. */
 struct MsgSharedState {

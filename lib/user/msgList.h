@@ -17,6 +17,9 @@
 
 #include <stdarg.h>
 
+#include <memory>
+
+#include "lib/misc/glibPtr.h"
 #include "lib/user/msgFmt.h"
 
 G_BEGIN_DECLS
@@ -64,3 +67,5 @@ gboolean MsgList_Present(const MsgList *list);
 const char *MsgList_GetMsgID(const MsgList *list);
 
 G_END_DECLS
+
+using MsgListPtr = std::unique_ptr<MsgList, Release<MsgList_Free>>;

@@ -32,7 +32,6 @@ constexpr size_t kSealedIdBytes = 8;
 constexpr char kEmptyFile[] = "# Profiles of orvane; see \"orvane profile --help\".\n"
                               ".encoding = \"UTF-8\"\n";
 
-using DictionaryPtr = std::unique_ptr<Dictionary, Release<Dictionary_Free>>;
 using RingPtr = std::unique_ptr<KeySafeUserRing, Release<KeySafeUserRing_Destroy>>;
 using Value = std::unique_ptr<char, Release<Secret_FreeText>>;
 

@@ -27,7 +27,6 @@ namespace orvaneCli {
 
 namespace {
 
-using DictionaryPtr = std::unique_ptr<Dictionary, Release<Dictionary_Free>>;
 using PreferenceText = MallocPtr<char>;
 
 enum SettingIndex { kColor, kOutput, kTimeout, kNumSettings };

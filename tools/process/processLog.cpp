@@ -36,8 +36,6 @@ constexpr auto kLevels = std::to_array<LevelRow>({
     {"debug", LOG_LEVEL_DEBUG_LAST},
 });
 
-using DictionaryPtr = std::unique_ptr<Dictionary, Release<Dictionary_Free>>;
-
 gint LevelOf(const std::string &name) {
     const auto *row = std::ranges::find(kLevels, std::string_view(name), &LevelRow::name);
     return row != kLevels.end() ? row->level : static_cast<gint>(LOG_LEVEL_INFO);

@@ -25,8 +25,6 @@
 
 namespace {
 
-using DictionaryPtr = std::unique_ptr<Dictionary, Release<Dictionary_Free>>;
-
 constexpr const char *kEncoding = ".encoding = \"UTF-8\"\n";
 
 std::string TextOf(char digit, gsize size) {

@@ -26,7 +26,6 @@ namespace {
 using testing::HasSubstr;
 using testing::StartsWith;
 using Text = MallocPtr<char>;
-using DictionaryPtr = std::unique_ptr<Dictionary, Release<Dictionary_Free>>;
 
 constexpr const char *kEncodingLine = ".encoding = \"UTF-8\"\n";
 

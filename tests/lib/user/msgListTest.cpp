@@ -10,8 +10,6 @@
 
 namespace {
 
-using MsgListPtr = std::unique_ptr<MsgList, Release<MsgList_Free>>;
-
 std::string Text(const MsgList *list) {
     MallocPtr<char> text(MsgList_ToString(list));
     return text != nullptr ? text.get() : "(null)";
