@@ -48,7 +48,6 @@ struct HttpExchange {
     std::function<void()> gone;
 
     void Answer(HttpAnswer given);
-    bool IsAnswered() const { return answered; }
 
 private:
     friend class HttpServer;

@@ -283,10 +283,6 @@ void Simulator::DenyProperty(const std::string &type, const std::string &propert
     state->troubles.denials.push_back({type, property, faultType});
 }
 
-std::string Simulator::RootFolder() const {
-    return kRootFolderId;
-}
-
 std::vector<std::string> Simulator::Ids(const std::string &type) const {
     const std::lock_guard lock(state->mutex);
     std::vector<std::string> ids;

@@ -166,7 +166,6 @@ public:
 
     /* The inventory. Ids are those of the wire: "vm-101", "group-d1". Where the main service has no object of an id,
      * that of the second one is read or changed. */
-    std::string RootFolder() const;
     std::vector<std::string>
     Ids(const std::string &type) const; /* of exactly this type, in order */
     /* Returns the value of a simple property as text; empty if there is none. */

@@ -1,78 +1,12 @@
 #include "tools/simulator/types.h"
 
 #include <algorithm>
-#include <array>
+
+#include "tools/simulator/typeRows.h"
 
 namespace simulator {
 
 namespace {
-
-constexpr auto kTypes = std::to_array<TypeRow>({
-    {"ManagedObject", "", ""},
-    {"ExtensibleManagedObject", "ManagedObject", "value availableField "},
-    {"ManagedEntity", "ExtensibleManagedObject",
-     "parent customValue overallStatus configStatus configIssue effectiveRole permission name "
-     "disabledMethod recentTask declaredAlarmState triggeredAlarmState alarmActionsEnabled tag "},
-    {"Folder", "ManagedEntity", "childType childEntity "},
-    {"Datacenter", "ManagedEntity",
-     "vmFolder hostFolder datastoreFolder networkFolder datastore network configuration "},
-    {"ComputeResource", "ManagedEntity",
-     "resourcePool host datastore network summary environmentBrowser configurationEx "},
-    {"ClusterComputeResource", "ComputeResource",
-     "configuration recommendation tillerRecommendation migrationHistory actionHistory "
-     "tillerFault "},
-    {"ResourcePool", "ManagedEntity",
-     "summary runtime owner resourcePool vm config childConfiguration "},
-    {"HostSystem", "ManagedEntity",
-     "runtime summary hardware capability configManager config vm datastore network "
-     "datastoreBrowser systemResources "},
-    {"VirtualMachine", "ManagedEntity",
-     "capability config layout layoutEx storage environmentBrowser resourcePool parentTessel "
-     "resourceConfig runtime guest guestInstallManager summary datastore network snapshot "
-     "rootSnapshot configLocked guestHeartbeatStatus "},
-    {"VirtualMachineSnapshot", "ExtensibleManagedObject", "config childSnapshot vm "},
-    {"Datastore", "ManagedEntity", "info summary host vm browser capability iormConfiguration "},
-    {"Network", "ManagedEntity", "summary host vm "},
-    {"Task", "ExtensibleManagedObject", "info "},
-    {"TaskManager", "ManagedObject", "recentTask description maxCollector "},
-    {"ServiceInstance", "ManagedObject", "serverClock capability content "},
-    {"SessionManager", "ManagedObject",
-     "sessionList currentSession message messageLocaleList supportedLocaleList defaultLocale "},
-    {"AuthorizationManager", "ManagedObject", "privilegeList roleList description "},
-    {"PropertyCollector", "ManagedObject", "filter "},
-    {"PropertyFilter", "ManagedObject", "spec partialUpdates "},
-    {"View", "ManagedObject", ""},
-    {"ManagedObjectView", "View", "view "},
-    {"ContainerView", "ManagedObjectView", "container type recursive "},
-    {"ListView", "ManagedObjectView", ""},
-    {"ViewManager", "ManagedObject", "viewList "},
-    {"SearchIndex", "ManagedObject", ""},
-    {"OptionManager", "ManagedObject", "supportedOption setting "},
-    {"UserDirectory", "ManagedObject", "domainList "},
-    {"ServiceManager", "ManagedObject", "service "},
-    {"PerformanceManager", "ManagedObject", "description historicalInterval perfCounter "},
-    {"ScheduledTaskManager", "ManagedObject", "scheduledTask description "},
-    {"AlarmManager", "ManagedObject", "defaultExpression description lastTriggerId "},
-    {"EventManager", "ManagedObject", "description latestEvent maxCollector "},
-    {"ExtensionManager", "ManagedObject", "extensionList "},
-    {"CustomizationSpecManager", "ManagedObject", "info encryptionKey "},
-    {"CustomFieldsManager", "ManagedObject", "field "},
-    {"DiagnosticManager", "ManagedObject", ""},
-    {"FileManager", "ManagedObject", ""},
-    {"VirtualDiskManager", "ManagedObject", ""},
-    {"OvfManager", "ManagedObject", "ovfImportOption ovfExportOption "},
-    {"StorageResourceManager", "ManagedObject", ""},
-    {"FerryServiceInstance", "ManagedObject", "content currentTime "},
-    {"FerrySessionManager", "ManagedObject",
-     "sessionList currentSession messageLocaleList supportedLocaleList defaultLocale "},
-    {"FerryTaskManager", "ManagedObject",
-     "description maxTask maxConnection recentTask maxCollector "},
-    {"FerryManagedEntity", "ManagedObject", "overallStatus name "},
-    {"FerryServerJobJob", "FerryManagedEntity", "info spec extraInfo "},
-    {"FerryServerConversionConversionJob", "FerryServerJobJob", "info spec "},
-    {"FerryServerConversionConversionFolder", "FerryManagedEntity", "job "},
-    {"FerryServerConversionConversionManager", "ManagedObject", "rootFolder maxCollector "},
-});
 
 const TypeRow *FindType(std::string_view name) {
     const auto at = std::ranges::find(kTypes, name, &TypeRow::name);
@@ -90,10 +24,6 @@ bool Lists(std::string_view properties, std::string_view property) {
 }
 
 } // namespace
-
-std::span<const TypeRow> AllTypes() {
-    return kTypes;
-}
 
 bool IsType(std::string_view name) {
     return FindType(name) != nullptr;

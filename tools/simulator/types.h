@@ -3,18 +3,9 @@
  */
 #pragma once
 
-#include <span>
 #include <string_view>
 
 namespace simulator {
-
-struct TypeRow {
-    std::string_view name;
-    std::string_view base;
-    std::string_view properties; /* without those of its base, each followed by a space */
-};
-
-std::span<const TypeRow> AllTypes();
 
 bool IsType(std::string_view name);
 /* Returns whether a class is the other one or derives from it. */

@@ -1,5 +1,6 @@
 #include "tools/simulator/types.h"
 #include "tests/support/paths.h"
+#include "tools/simulator/typeRows.h"
 
 #include <fstream>
 #include <map>
@@ -44,7 +45,7 @@ TEST(Types, AgreeWithTheSchemaTables) {
     std::map<std::string, SchemaClass> classes;
     for (const char *path : {"qorm/core.schema", "ozy/managed.schema", "ferry/managed.schema"})
         ReadTable(path, classes);
-    for (const TypeRow &row : AllTypes()) {
+    for (const TypeRow &row : kTypes) {
         const auto at = classes.find(std::string(row.name));
         ASSERT_NE(classes.end(), at) << row.name;
         EXPECT_EQ(row.name == "ManagedObject" ? "" : at->second.base, row.base) << row.name;

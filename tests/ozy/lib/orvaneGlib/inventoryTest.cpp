@@ -14,6 +14,7 @@
 
 #include "lib/misc/glibPtr.h"
 #include "tests/support/testLoop.h"
+#include "tools/simulator/estate.h"
 #include "tools/simulator/simulator.h"
 
 namespace {
@@ -155,7 +156,7 @@ TEST_F(InventoryList, HasAllObjectsOfAClass) {
             mirror = {};
             MakeList(type);
             auto expected = IdsOf(*server, wireTypes);
-            std::erase(expected, server->RootFolder());
+            std::erase(expected, simulator::kRootFolderId);
             EXPECT_FALSE(expected.empty());
             EXPECT_THAT(mirror.ids, UnorderedElementsAreArray(expected));
             EXPECT_THAT(mirror.events, ElementsAre("ready"));
