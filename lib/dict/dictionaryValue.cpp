@@ -1,7 +1,9 @@
 // Values and texts: what a text means as a type, and how a value is written.
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <string_view>
 
 #include "lib/dict/dictionaryInt.h"
@@ -138,6 +140,109 @@ gboolean Dictionary_StringToBool(const char *text, gboolean *error) {
     return FALSE;
 }
 
+namespace {
+
+/* A text that is to become a value, and the variable that has it, for messages. */
+struct NamedText {
+    const char *text;  /* may be NULL, which is no truth value */
+    const char *shown; /* the same, or empty for NULL */
+    const char *name;
+};
+
+/* Each reads a text into a value, or leaves the value as it is, after a message. */
+
+void NarrowToBool(const NamedText &from, DictionaryValue *value, MsgList **messages) {
+    gboolean isBad;
+    const gboolean read = Dictionary_StringToBool(from.text, &isBad);
+    if (!isBad)
+        value->boolean = read;
+    else
+        MsgList_Append(messages,
+                       "@&!*@*@(msg.dictionary.notBoolean)Value \"%s\" for variable \"%s\" is "
+                       "not a valid boolean value. Using value \"%s\".\n",
+                       from.shown, from.name, value->boolean ? "TRUE" : "FALSE");
+}
+
+void NarrowToLong(const NamedText &from, DictionaryValue *value, MsgList **messages) {
+    gint32 read;
+    switch (ReadLong(from.shown, &read)) {
+    case Conversion::Good:
+        value->number = read;
+        return;
+    case Conversion::TooBig:
+        MsgList_Append(messages,
+                       "@&!*@*@(msg.dictionary.integerTooBig)Value \"%s\" for variable \"%s\" "
+                       "is too large. Using value \"%d\".\n",
+                       from.shown, from.name, value->number);
+        return;
+    case Conversion::Malformed:
+        MsgList_Append(messages,
+                       "@&!*@*@(msg.dictionary.notInteger)Value \"%s\" for variable \"%s\" is "
+                       "not a valid integer value. Using value \"%d\".\n",
+                       from.shown, from.name, value->number);
+        return;
+    }
+}
+
+void NarrowToInt64(const NamedText &from, DictionaryValue *value, MsgList **messages) {
+    gint64 read;
+    switch (ReadInt64(from.shown, &read)) {
+    case Conversion::Good:
+        value->number64 = read;
+        return;
+    case Conversion::TooBig:
+        MsgList_Append(messages,
+                       "@&!*@*@(msg.dictionary.integer64TooBig)Value \"%s\" for variable "
+                       "\"%s\" is too large. Using value \"%ld\".\n",
+                       from.shown, from.name, static_cast<long>(value->number64));
+        return;
+    case Conversion::Malformed:
+        MsgList_Append(messages,
+                       "@&!*@*@(msg.dictionary.notInteger64)Value \"%s\" for variable \"%s\" "
+                       "is not a valid integer value. Using value \"%ld\".\n",
+                       from.shown, from.name, static_cast<long>(value->number64));
+        return;
+    }
+}
+
+void NarrowToDouble(const NamedText &from, DictionaryValue *value, MsgList **messages) {
+    char *end;
+    const double read = g_ascii_strtod(from.shown, &end);
+    if (*end == '\0')
+        value->real = read;
+    else
+        MsgList_Append(messages,
+                       "@&!*@*@(msg.dictionary.notFloat)Value \"%s\" for variable \"%s\" is "
+                       "not a valid floating point value. Using value \"%f\".\n",
+                       from.shown, from.name, value->real);
+}
+
+void NarrowToTristate(const NamedText &from, DictionaryValue *value, MsgList **messages) {
+    gboolean isBad;
+    const gboolean read = Dictionary_StringToBool(from.text, &isBad);
+    if (!isBad)
+        value->number = read;
+    else if (IsTristateDefault(from.shown))
+        value->number = -1;
+    else
+        MsgList_Append(messages,
+                       "@&!*@*@(msg.dictionary.notTristate)Value \"%s\" for variable \"%s\" is "
+                       "not a valid tristate value. Using value \"%s\".\n",
+                       from.shown, from.name, TristateText(value->number));
+}
+
+struct NarrowRow {
+    guint type;
+    void (*narrow)(const NamedText &from, DictionaryValue *value, MsgList **messages);
+};
+
+constexpr NarrowRow kNarrowRows[] = {
+    {DICT_BOOL, NarrowToBool},     {DICT_LONG, NarrowToLong},         {DICT_INT64, NarrowToInt64},
+    {DICT_DOUBLE, NarrowToDouble}, {DICT_TRISTATE, NarrowToTristate},
+};
+
+} // namespace
+
 void DictionaryNarrowValue(DictionaryEntry *entry, guint type, gconstpointer defaultValue,
                            MsgList **messages) {
     if (type == DICT_STRING) {
@@ -145,98 +250,14 @@ void DictionaryNarrowValue(DictionaryEntry *entry, guint type, gconstpointer def
         return;
     }
     const SecretText text(entry->value.string);
-    const char *shown = text != nullptr ? text.get() : "";
-    const char *name = entry->name;
     entry->type = type;
-    if (defaultValue == nullptr)
-        defaultValue = DictionaryZeroValue(type);
-    DictionaryValue *value = &entry->value;
-    DictionaryCopyValue(value, type, defaultValue);
-
-    switch (type) {
-    case DICT_BOOL: {
-        gboolean isBad;
-        const gboolean read = Dictionary_StringToBool(text.get(), &isBad);
-        if (!isBad)
-            value->boolean = read;
-        else
-            MsgList_Append(messages,
-                           "@&!*@*@(msg.dictionary.notBoolean)Value \"%s\" for variable \"%s\" is "
-                           "not a valid boolean value. Using value \"%s\".\n",
-                           shown, name, value->boolean ? "TRUE" : "FALSE");
-        return;
-    }
-    case DICT_LONG: {
-        gint32 read;
-        switch (ReadLong(shown, &read)) {
-        case Conversion::Good:
-            value->number = read;
-            return;
-        case Conversion::TooBig:
-            MsgList_Append(messages,
-                           "@&!*@*@(msg.dictionary.integerTooBig)Value \"%s\" for variable \"%s\" "
-                           "is too large. Using value \"%d\".\n",
-                           shown, name, value->number);
-            return;
-        case Conversion::Malformed:
-            MsgList_Append(messages,
-                           "@&!*@*@(msg.dictionary.notInteger)Value \"%s\" for variable \"%s\" is "
-                           "not a valid integer value. Using value \"%d\".\n",
-                           shown, name, value->number);
-            return;
-        }
-        return;
-    }
-    case DICT_INT64: {
-        gint64 read;
-        switch (ReadInt64(shown, &read)) {
-        case Conversion::Good:
-            value->number64 = read;
-            return;
-        case Conversion::TooBig:
-            MsgList_Append(messages,
-                           "@&!*@*@(msg.dictionary.integer64TooBig)Value \"%s\" for variable "
-                           "\"%s\" is too large. Using value \"%ld\".\n",
-                           shown, name, static_cast<long>(value->number64));
-            return;
-        case Conversion::Malformed:
-            MsgList_Append(messages,
-                           "@&!*@*@(msg.dictionary.notInteger64)Value \"%s\" for variable \"%s\" "
-                           "is not a valid integer value. Using value \"%ld\".\n",
-                           shown, name, static_cast<long>(value->number64));
-            return;
-        }
-        return;
-    }
-    case DICT_DOUBLE: {
-        char *end;
-        const double read = g_ascii_strtod(shown, &end);
-        if (*end == '\0')
-            value->real = read;
-        else
-            MsgList_Append(messages,
-                           "@&!*@*@(msg.dictionary.notFloat)Value \"%s\" for variable \"%s\" is "
-                           "not a valid floating point value. Using value \"%f\".\n",
-                           shown, name, value->real);
-        return;
-    }
-    case DICT_TRISTATE: {
-        gboolean isBad;
-        const gboolean read = Dictionary_StringToBool(text.get(), &isBad);
-        if (!isBad)
-            value->number = read;
-        else if (IsTristateDefault(shown))
-            value->number = -1;
-        else
-            MsgList_Append(messages,
-                           "@&!*@*@(msg.dictionary.notTristate)Value \"%s\" for variable \"%s\" is "
-                           "not a valid tristate value. Using value \"%s\".\n",
-                           shown, name, TristateText(value->number));
-        return;
-    }
-    default:
+    DictionaryCopyValue(&entry->value, type,
+                        defaultValue != nullptr ? defaultValue : DictionaryZeroValue(type));
+    const auto *row = std::ranges::find(kNarrowRows, type, &NarrowRow::type);
+    if (row == std::end(kNarrowRows))
         Panic("Dictionary internal error - unknown parameter type\n");
-    }
+    row->narrow({text.get(), text != nullptr ? text.get() : "", entry->name}, &entry->value,
+                messages);
 }
 
 SecretText DictionaryConvertValueToString(const DictionaryEntry *entry) {
