@@ -53,8 +53,8 @@ std::string CertificateHelp() {
     return text;
 }
 
-void AddOptions(CLI::App &app, Settings &settings) {
-    simulator::Options &options = settings.options;
+/* The functions below add options in the order in which the help lists them. */
+void AddEstateOptions(CLI::App &app, simulator::Options &options) {
     app.add_option("--address", options.address, "Address to listen at")->capture_default_str();
     app.add_option("-p,--port", options.port, "Port; 0 for one that is free")
         ->capture_default_str()
@@ -68,6 +68,10 @@ void AddOptions(CLI::App &app, Settings &settings) {
     app.add_option("-m,--machines", options.machines, "Number of virtual machines")
         ->capture_default_str()
         ->check(CLI::Range(0, 100000));
+}
+
+void AddServiceOptions(CLI::App &app, Settings &settings) {
+    simulator::Options &options = settings.options;
     app.add_option("--service-version", options.version, "Version that is spoken")
         ->capture_default_str();
     app.add_option("--versions", settings.versionsForm, "Form of the versions document")
@@ -83,6 +87,9 @@ void AddOptions(CLI::App &app, Settings &settings) {
         ->allow_extra_args(false);
     app.add_option("--ticket-directory", options.ticketDirectory,
                    "Directory for the files of local tickets");
+}
+
+void AddTimeOptions(CLI::App &app, simulator::Options &options) {
     app.add_option("--task-duration", options.taskDurationMs, "Duration of tasks in milliseconds")
         ->capture_default_str()
         ->check(CLI::Range(int64_t{1}, kMaxMs));
@@ -101,9 +108,9 @@ void AddOptions(CLI::App &app, Settings &settings) {
                    "Seconds after which a connection is closed on which nothing moves")
         ->capture_default_str()
         ->check(CLI::Range(1, 86400));
-    app.add_option("--trouble", settings.troubles,
-                   "What goes wrong, as [METHOD:]KIND[:count=N][:skip=N][:bytes=N][:delay=MS]"
-                   "[:status=N][:fault=TYPE][:message=TEXT]; may be repeated");
+}
+
+void AddTlsOptions(CLI::App &app, Settings &settings) {
     CLI::Option *tls = app.add_flag("--tls", settings.isTls,
                                     "Serve https with a self-signed certificate made at start");
     CLI::Option *certificate =
@@ -119,9 +126,9 @@ void AddOptions(CLI::App &app, Settings &settings) {
                    "Write what clients have to trust there, as PEM: the issuer of a certificate "
                    "made at start, and the list of those it has revoked")
         ->excludes(key);
-    app.footer(CertificateHelp());
-    app.add_option("--write-manual", settings.manualFolder)->group("");
-    app.add_flag("--control", options.control, "Serve the switches at /control/");
+}
+
+void AddLogOptions(CLI::App &app, Settings &settings) {
     app.add_flag("-v,--verbose", settings.verbose, "Print every request to stderr");
     CLI::Option *log = app.add_option("--log", settings.log.file,
                                       "Write a log with every request to a file, which earlier "
@@ -133,6 +140,20 @@ void AddOptions(CLI::App &app, Settings &settings) {
         ->capture_default_str()
         ->check(CLI::IsMember(process::LogLevels()))
         ->needs(log);
+}
+
+void AddOptions(CLI::App &app, Settings &settings) {
+    AddEstateOptions(app, settings.options);
+    AddServiceOptions(app, settings);
+    AddTimeOptions(app, settings.options);
+    app.add_option("--trouble", settings.troubles,
+                   "What goes wrong, as [METHOD:]KIND[:count=N][:skip=N][:bytes=N][:delay=MS]"
+                   "[:status=N][:fault=TYPE][:message=TEXT]; may be repeated");
+    AddTlsOptions(app, settings);
+    app.footer(CertificateHelp());
+    app.add_option("--write-manual", settings.manualFolder)->group("");
+    app.add_flag("--control", settings.options.control, "Serve the switches at /control/");
+    AddLogOptions(app, settings);
 }
 
 std::string ReadFile(const std::string &path) {
