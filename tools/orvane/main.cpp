@@ -140,6 +140,55 @@ void AddSettingOptions(CLI::App &program) {
         Text(MSGID("help.noColor") "The same as --color never"));
 }
 
+void AddFooter(CLI::App &program) {
+    program.footer(Text(MSGID(
+        "help.program.footer") "The exit status is 0 if all went well, 1 if the service refused or "
+                               "a "
+                               "file failed, 2 for a wrong command line or a missing password, 3 "
+                               "without a connection, 4 if the login was refused, 5 if the "
+                               "certificate is not trusted, 6 after a time limit, and 128 plus the "
+                               "number of a signal that ended it: 130 after Ctrl-C, which logs "
+                               "out; a second one ends it at once."));
+}
+
+/* What the options of each command are read into; outlives the parsing. */
+struct CommandOptions {
+    DemoOptions demo;
+    AboutOptions about;
+    CallOptions call;
+    PowerOptions power;
+    SetOptions set;
+    TaskCommandOptions task;
+    SchemaOptions schema;
+    GetOptions get;
+    LsOptions ls;
+    WatchOptions watch;
+    JobOptions job;
+    ServiceOptions session;
+    ProfileOptions profile;
+    CompletionOptions completion;
+};
+
+/* The commands in the order in which the help lists them. */
+void AddCommands(CLI::App &program, CommandOptions &options, int &status) {
+    AddDemo(program, options.demo, status);
+    AddAbout(program, options.about, status);
+    AddCall(program, options.call, status);
+    AddPower(program, options.power, status);
+    AddSet(program, options.set, status);
+    AddTask(program, options.task, status);
+    AddSchema(program, options.schema, status);
+    AddGet(program, options.get, status);
+    AddLs(program, options.ls, status);
+    AddWatch(program, options.watch, status);
+    AddJob(program, options.job, status);
+    AddSession(program, options.session, status);
+    AddProfile(program, options.profile, status);
+    AddConfig(program, status);
+    AddCompletion(program, options.completion, status);
+    GroupHelpOptions(program);
+}
+
 int Run(int argc, char **argv) {
     CLI::App program(
         Text(MSGID("help.program") "Works with a SOAP management service through liborvane"),
@@ -151,48 +200,12 @@ int Run(int argc, char **argv) {
     AddLogOptions(program, logOptions);
     program.parse_complete_callback(
         [&] { StartLog(logOptions, FullName(LastCommand(program)), ORVANE_VERSION); });
-    program.footer(Text(MSGID(
-        "help.program.footer") "The exit status is 0 if all went well, 1 if the service refused or "
-                               "a "
-                               "file failed, 2 for a wrong command line or a missing password, 3 "
-                               "without a connection, 4 if the login was refused, 5 if the "
-                               "certificate is not trusted, 6 after a time limit, and 128 plus the "
-                               "number of a signal that ended it: 130 after Ctrl-C, which logs "
-                               "out; a second one ends it at once."));
+    AddFooter(program);
     AddSettingOptions(program);
     AddManualOption(program);
-
     int status = kDone;
-    DemoOptions demoOptions;
-    AddDemo(program, demoOptions, status);
-    AboutOptions aboutOptions;
-    AddAbout(program, aboutOptions, status);
-    CallOptions callOptions;
-    AddCall(program, callOptions, status);
-    PowerOptions powerOptions;
-    AddPower(program, powerOptions, status);
-    SetOptions setOptions;
-    AddSet(program, setOptions, status);
-    TaskCommandOptions taskOptions;
-    AddTask(program, taskOptions, status);
-    SchemaOptions schemaOptions;
-    AddSchema(program, schemaOptions, status);
-    GetOptions getOptions;
-    AddGet(program, getOptions, status);
-    LsOptions lsOptions;
-    AddLs(program, lsOptions, status);
-    WatchOptions watchOptions;
-    AddWatch(program, watchOptions, status);
-    JobOptions jobOptions;
-    AddJob(program, jobOptions, status);
-    ServiceOptions sessionOptions;
-    AddSession(program, sessionOptions, status);
-    ProfileOptions profileOptions;
-    AddProfile(program, profileOptions, status);
-    AddConfig(program, status);
-    CompletionOptions completionOptions;
-    AddCompletion(program, completionOptions, status);
-    GroupHelpOptions(program);
+    CommandOptions options;
+    AddCommands(program, options, status);
     try {
         program.parse(argc, argv);
     } catch (const CLI::ParseError &error) {
