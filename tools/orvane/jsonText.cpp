@@ -77,6 +77,20 @@ std::string TerminalJson(const nlohmann::ordered_json &document) {
     return json + (document.is_array() ? "]" : "}");
 }
 
+std::string EscapeJson(std::string_view json) {
+    std::string escaped;
+    while (!json.empty()) {
+        size_t numPlain = 0;
+        while (numPlain < json.size() && static_cast<unsigned char>(json[numPlain]) < 0x7f)
+            numPlain++;
+        escaped += json.substr(0, numPlain);
+        json.remove_prefix(numPlain);
+        if (!json.empty())
+            json.remove_prefix(AppendLetter(escaped, json));
+    }
+    return escaped;
+}
+
 std::string JsonText(std::string_view text) {
     std::string json;
     AppendJsonText(json, text);

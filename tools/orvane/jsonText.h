@@ -21,4 +21,7 @@ std::string JsonText(std::string_view text);
 /* A document in one line, with its texts escaped in the same way. */
 std::string TerminalJson(const nlohmann::ordered_json &document);
 
+/* The text of a document that nlohmann-json has written, with what it leaves in strings escaped in the same way. */
+std::string EscapeJson(std::string_view json);
+
 } // namespace orvaneCli

@@ -19,6 +19,7 @@
 #include "lib/misc/hostinfo.h"
 #include "lib/user/msg.h"
 #include "tools/orvane/failure.h"
+#include "tools/orvane/jsonText.h"
 #include "tools/orvane/message.h"
 #include "tools/orvane/terminal.h"
 #include "tools/orvane/userFile.h"
@@ -245,12 +246,12 @@ void WriteJson(const nlohmann::ordered_json &document) {
     using Json = nlohmann::ordered_json;
     constexpr auto replace = Json::error_handler_t::replace;
     if (GetOutputForm() == OutputForm::kJson) {
-        WriteOutput(document.dump(2, ' ', false, replace) + "\n");
+        WriteOutput(EscapeJson(document.dump(2, ' ', false, replace)) + "\n");
         return;
     }
     const Json lines = document.is_array() ? document : Json::array({document});
     for (const Json &line : lines)
-        WriteOutput(line.dump(-1, ' ', false, replace) + "\n");
+        WriteOutput(EscapeJson(line.dump(-1, ' ', false, replace)) + "\n");
 }
 
 } // namespace orvaneCli

@@ -1,4 +1,5 @@
 // The settings of the program in their layers, and the language of its messages.
+#include <fstream>
 #include <functional>
 
 #include <nlohmann/json.hpp>
@@ -50,6 +51,21 @@ TEST_F(Settings, TheFirstLayerThatHasOneCountsAndIsShown) {
     }
     EXPECT_THAT(Run({"config"}).out, HasSubstr("color     never     USER_PREFERENCES  " +
                                                folder.Path() + "/orvane/preferences\n"));
+}
+
+TEST_F(Settings, JsonOfAFolderWithTerminalControlsIsEscapedAndReadsBack) {
+    const std::string odd = folder.Path("\u00e4\u007f\u009b2J\u202e");
+    mkdir(odd.c_str(), 0700);
+    mkdir((odd + "/orvane").c_str(), 0700);
+    std::ofstream(odd + "/orvane/config") << "timeout = 7\n";
+    setenv("XDG_CONFIG_HOME", odd.c_str(), 1);
+    for (const char *form : {"json", "jsonl"}) {
+        const std::string out = Run({"config", "--output", form}).out;
+        EXPECT_THAT(out, HasSubstr("\u00e4\\u007f\\u009b2J\\u202e/orvane/config\"")) << form;
+        EXPECT_THAT(out, Not(HasSubstr("\u009b")));
+    }
+    EXPECT_EQ(odd + "/orvane/config",
+              nlohmann::json::parse(Run({"config", "--output", "json"}).out)[2]["file"]);
 }
 
 TEST_F(Settings, AValueThatCannotBeUsedIsRefusedOrReportedOnce) {
