@@ -1,7 +1,6 @@
 #include "tools/orvane/connection.h"
 
 #include <algorithm>
-#include <string_view>
 
 #include "tools/orvane/message.h"
 #include "tools/orvane/operation.h"
@@ -17,18 +16,6 @@ std::string UrlOf(const Login &login) {
     if (!login.isFerry || !login.url.ends_with(end))
         return login.url;
     return login.url.substr(0, login.url.size() - end.size()) + "/ferry";
-}
-
-/* Whether the last try to connect again has failed because user or password is wrong. */
-bool IsLoginError(OrvaneSession *session) {
-    GError *error = nullptr;
-    if (!orvane_session_get_reconnect_error(session, &error))
-        return false;
-    const bool isLogin =
-        error->code == ORVANE_OUTCOME_FAULT &&
-        std::string_view(error->message).find("InvalidLogin") != std::string_view::npos;
-    g_error_free(error);
-    return isLogin;
 }
 
 } // namespace
@@ -72,8 +59,7 @@ gboolean Connection::OnCredentials(OrvaneSession * /* session */, char **user, c
 void Connection::OnReconnecting(OrvaneSession * /* session */, guint attempt, guint delay,
                                 gpointer data) {
     auto *self = static_cast<Connection *>(data);
-    /* a service may lock a user after more logins with a wrong password */
-    self->isLoginRefused = self->isLoginRefused || IsLoginError(self->session.get());
+    self->isLoginRefused = attempt == 0; /* user or password is wrong; there is no further try */
     if (self->IsReconnecting() && self->reconnect.onReconnecting)
         self->reconnect.onReconnecting(static_cast<int>(attempt), static_cast<int>(delay));
 }
