@@ -42,8 +42,8 @@ std::string CheckFolder(const fs::path &path) {
 ServiceAddress AddressOf(const std::string &url) {
     const auto address = ParseServiceAddress(url);
     if (!address)
-        throw Failure(Text(MSGID("address.bad") "\"%s\" is no http or https address",
-                           Printable(url).c_str()));
+        throw BadUsage(Text(MSGID("address.bad") "\"%s\" is no http or https address",
+                            Printable(url).c_str()));
     return *address;
 }
 
@@ -94,7 +94,7 @@ ServiceTrust::ServiceTrust(const TrustOptions &trustOptions, const std::string &
     : options(trustOptions), address(AddressOf(url)), key(KeyOf(address)),
       known(KnownServices::DefaultPath()) {
     if (!address.isTls && (!options.pin.empty() || !options.ca.empty()))
-        throw Failure(
+        throw BadUsage(
             Text(MSGID("trust.needsTls") "--pin and --ca need an https address, which %s is not",
                  url.c_str()));
 }
@@ -108,7 +108,7 @@ void ServiceTrust::Install(OrvaneSession *session) {
     if (options.isInsecure)
         return;
     if (!address.isSafe)
-        throw Failure(Text(
+        throw BadUsage(Text(
             MSGID("trust.plain") "http to %s is not encrypted and shows the password to whoever is "
                                  "on the way; --insecure connects nevertheless",
             address.host.c_str()));

@@ -231,7 +231,7 @@ TEST_F(ServiceTrust, OptionsThatWouldDoNothingAreRefused) {
     const std::string pin = certificates::MakeKind("good")->Leaf().thumbprint256;
     simulator::Simulator server({.machines = 1});
     server.RunInThread();
-    EXPECT_THAT(About(server, {"--pin", pin}).err, HasSubstr("need an https address"));
+    ExpectFailure(About(server, {"--pin", pin}), 2, {"need an https address"});
     const std::vector<std::string> rows[] = {
         {"--pin", pin, "--insecure"},
         {"--ca", folder.Path("none.pem")},
@@ -241,7 +241,8 @@ TEST_F(ServiceTrust, OptionsThatWouldDoNothingAreRefused) {
     for (const auto &row : rows)
         EXPECT_EQ(2, About(server, row).status) << row[1];
     EXPECT_EQ(0, server.NumCalls());
-    ExpectFailure(Run({"about", "http://192.0.2.1/sdk", "administrator"}), 1, {"not encrypted"});
+    ExpectFailure(Run({"about", "http://192.0.2.1/sdk", "administrator"}), 2, {"not encrypted"});
+    ExpectFailure(Run({"about", "ftp://192.0.2.1/sdk", "administrator"}), 2, {"no http or https"});
 }
 
 TEST_F(ServiceTrust, FetchingSchemaDocumentsDecidesTheSameWay) {
