@@ -1,6 +1,7 @@
 #include "tools/orvane/callArguments.h"
 
 #include <algorithm>
+#include <cstring>
 #include <map>
 
 #include <fmt/format.h>
@@ -8,6 +9,7 @@
 #include "tools/orvane/failure.h"
 #include "tools/orvane/nearestWord.h"
 #include "tools/orvane/terminal.h"
+#include "tools/orvane/wipedTexts.h"
 
 namespace orvaneCli {
 
@@ -19,6 +21,15 @@ std::vector<std::string> NamesOf(const OrvaneMethodInfo &method) {
         names.emplace_back(method.arguments[i].name);
     return names;
 }
+
+/* The texts of each argument, which are wiped. */
+struct GivenTexts {
+    std::map<std::string, std::vector<std::string>> byName;
+    ~GivenTexts() {
+        for (auto &[name, texts] : byName)
+            const WipedTexts wiped(texts);
+    }
+};
 
 BadUsage UnknownArgument(const OrvaneMethodInfo &method, const std::string &word) {
     const std::vector<std::string> names = NamesOf(method);
@@ -41,10 +52,12 @@ BadUsage UnknownArgument(const OrvaneMethodInfo &method, const std::string &word
 
 CallArguments::CallArguments(const OrvaneMethodInfo &method, const std::vector<std::string> &words,
                              const ValueReader &reader) {
-    std::map<std::string, std::vector<std::string>> given;
+    GivenTexts owner;
+    auto &given = owner.byName;
     for (const std::string &word : words) {
         NamedText named = SplitNamedText(word);
-        given[named.name].push_back(std::move(named.text));
+        given[named.name].push_back(named.text);
+        WipeText(named.text);
     }
     for (const std::string &name : NamesOf(method))
         given.try_emplace(name);
@@ -72,8 +85,13 @@ CallArguments::CallArguments(const OrvaneMethodInfo &method, const std::vector<s
 }
 
 CallArguments::~CallArguments() {
-    for (GValue &value : values)
+    for (GValue &value : values) {
+        if (G_VALUE_HOLDS_STRING(&value)) {
+            auto *text = const_cast<char *>(g_value_get_string(&value)); /* it owns a copy */
+            explicit_bzero(text, strlen(text));
+        }
         orvane_value_cond_unset(&value);
+    }
 }
 
 } // namespace orvaneCli

@@ -1,7 +1,7 @@
 /*
  * callArguments.h -- the arguments of a call, made of words NAME=VALUE:  name=before memory=false
  *
- * Ownership: the values are released with this.
+ * Ownership: the values are released with this; texts among them, which may be secrets, are wiped.
  * Errors:    BadUsage: an argument that the method does not have, or that is missing; a value of a wrong type.
  */
 #pragma once

@@ -9,6 +9,7 @@
 #include "tools/orvane/resultText.h"
 #include "tools/orvane/settings.h"
 #include "tools/orvane/terminal.h"
+#include "tools/orvane/wipedTexts.h"
 
 namespace orvaneCli {
 
@@ -45,6 +46,7 @@ int RunCall(CallOptions &options) {
         throw BadUsage(
             Text(MSGID("call.incomplete") "call needs an object and a method; see orvane "
                                           "call --help"));
+    const WipedTexts wiped(options.arguments);
     options.task.limitSeconds = options.login.timeoutSeconds;
     return WithService(options, [&](const Service &service) {
         ObjectFinder finder(service);
@@ -104,8 +106,9 @@ void AddCall(CLI::App &program, CallOptions &options, int &status) {
                                       "method, and \"orvane call CLASS --help\" the properties of "
                                       "a class of data objects.\nA VALUE is a text, a number, true "
                                       "or false, a word; the path or id of an object; JSON for a "
-                                      "data object; or @FILE for what is in a file. A list takes "
-                                      "NAME=VALUE several times.") +
+                                      "data object; or @FILE for what is in a file, @- for stdin. "
+                                      "A list takes NAME=VALUE several times. Others see the "
+                                      "command line: give a secret as @FILE or @-.") +
         "\n\n" + Text(MSGID("help.word.examples") "Examples:") +
         "\n  orvane call ServiceInstance CurrentTime\n"
         "  orvane call /Datacenter/vm/web ReconfigVM_Task spec='{\"name\": \"web-1\"}' --dry-run");

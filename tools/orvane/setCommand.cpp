@@ -12,6 +12,7 @@
 #include "tools/orvane/schemaWords.h"
 #include "tools/orvane/specJson.h"
 #include "tools/orvane/terminal.h"
+#include "tools/orvane/wipedTexts.h"
 
 namespace orvaneCli {
 
@@ -93,6 +94,7 @@ ObjectPtr<GObject> MakeSpec(const Service &service, GType type, const std::strin
 }
 
 int RunSet(SetOptions &options) {
+    const WipedTexts wiped(options.values);
     options.task.limitSeconds = options.login.timeoutSeconds;
     return WithService(options, [&](const Service &service) {
         ObjectFinder finder(service);
@@ -101,8 +103,10 @@ int RunSet(SetOptions &options) {
         const ValueReader reader(service.Session(),
                                  [&](const std::string &word) { return finder.Find(word); });
         const GType type = change.method->arguments[change.spec].type;
-        const ObjectPtr<GObject> spec =
-            MakeSpec(service, type, SpecJson(type, options.values, reader));
+        std::vector<std::string> json;
+        const WipedTexts wipedJson(json);
+        json.push_back(SpecJson(type, options.values, reader));
+        const ObjectPtr<GObject> spec = MakeSpec(service, type, json.front());
         const Values values(change, spec.get());
         RunMethod(service, *change.method, object.get(), values.Data(), values.Count(),
                   options.task, options.isDry);

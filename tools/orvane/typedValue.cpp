@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cerrno>
+#include <cstring>
 
 #include <fcntl.h>
 #include <glib-unix.h>
@@ -12,10 +13,12 @@
 
 #include "tools/orvane/descriptor.h"
 #include "tools/orvane/failure.h"
+#include "tools/orvane/jsonText.h"
 #include "tools/orvane/operation.h"
 #include "tools/orvane/schemaWords.h"
 #include "tools/orvane/sourcePtr.h"
 #include "tools/orvane/terminal.h"
+#include "tools/orvane/wipedTexts.h"
 
 namespace orvaneCli {
 
@@ -42,8 +45,10 @@ void WaitForInput(int descriptor) {
 
 std::string ReadWhole(const std::string &path) {
     const Descriptor file(path == "-" ? STDIN_FILENO : open(path.c_str(), O_RDONLY | O_CLOEXEC));
-    std::string content;
     std::array<char, 65536> block;
+    std::string content;
+    content.reserve(
+        block.size()); /* so that a short secret is not left where the text was before */
     ssize_t count = file.Number() >= 0 ? 1 : -1;
     while (count > 0 && content.size() <= kMostBytes) {
         WaitForInput(file.Number());
@@ -53,6 +58,7 @@ std::string ReadWhole(const std::string &path) {
         else if (count > 0)
             content.append(block.data(), size_t(count));
     }
+    explicit_bzero(block.data(), block.size());
     if (count < 0)
         throw BadUsage(Text(MSGID("value.file") "%s cannot be read: %s", Printable(path).c_str(),
                             ErrorText(errno)));
@@ -74,10 +80,19 @@ std::string ContentOf(const std::string &text, bool isBinary) {
     return content;
 }
 
-std::string Quoted(const std::string &name, const std::string &text) {
+void CheckText(const std::string &name, const std::string &text) {
     if (!g_utf8_validate(text.data(), gssize(text.size()), nullptr))
         throw BadUsage(Text(MSGID("value.encoding") "%s: the value is no UTF-8", name.c_str()));
-    return nlohmann::json(text).dump();
+}
+
+std::string Quoted(const std::string &name, const std::string &text) {
+    CheckText(name, text);
+    return JsonText(text);
+}
+
+void CheckSingle(const std::string &name, const std::vector<std::string> &texts) {
+    if (texts.size() != 1)
+        throw BadUsage(Text(MSGID("value.twice") "%s is given more than once", name.c_str()));
 }
 
 std::string Base64(const std::string &bytes) {
@@ -156,21 +171,39 @@ std::string ValueReader::ElementJson(const std::string &name, const std::string 
     return Quoted(name, content);
 }
 
+void ValueReader::Read(const std::string &name, const std::vector<std::string> &texts,
+                       const ValuePlace &place, GValue *value) const {
+    std::vector<std::string> read;
+    const WipedTexts wiped(read);
+    if (place.type != G_TYPE_STRING || place.elementType != 0) {
+        read.push_back(Json(name, texts, place));
+        return ReadJson(name, read[0], place, value);
+    }
+    CheckSingle(name, texts); /* a text, which may be a secret, is not copied by a reader of JSON */
+    read.push_back(ContentOf(texts[0], false));
+    CheckText(name, read[0]);
+    g_value_set_string(g_value_init(value, G_TYPE_STRING), read[0].c_str());
+}
+
 std::string ValueReader::Json(const std::string &name, const std::vector<std::string> &texts,
                               const ValuePlace &place) const {
     const bool isList = place.elementType != 0;
     const GType type = isList ? place.elementType : place.type;
-    if (!isList && texts.size() != 1)
-        throw BadUsage(Text(MSGID("value.twice") "%s is given more than once", name.c_str()));
+    if (!isList)
+        CheckSingle(name, texts);
     std::string all;
     for (const std::string &text : texts) {
         const bool isFileOfBytes =
             type == ORVANE_TYPE_BYTE_ARRAY && text.starts_with('@') && !text.starts_with("@@");
-        const std::string content = ContentOf(text, isFileOfBytes);
-        if (isList && texts.size() == 1 && content.starts_with('[') && !isFileOfBytes)
-            return content;
-        all += (all.empty() ? "" : ", ") +
-               (isFileOfBytes ? Base64(content) : ElementJson(name, content, type));
+        std::vector<std::string> parts;
+        const WipedTexts wiped(parts);
+        parts.push_back(ContentOf(text, isFileOfBytes));
+        if (isList && texts.size() == 1 && parts[0].starts_with('[') && !isFileOfBytes)
+            return parts[0];
+        parts.push_back(isFileOfBytes ? Base64(parts[0]) : ElementJson(name, parts[0], type));
+        if (!all.empty())
+            all += ", ";
+        all += parts[1];
     }
     return isList ? "[" + all + "]" : all;
 }

@@ -52,9 +52,7 @@ public:
 
     /* Reads into a zeroed value. Several texts make a list. A list without elements leaves it zeroed. */
     void Read(const std::string &name, const std::vector<std::string> &texts,
-              const ValuePlace &place, GValue *value) const {
-        ReadJson(name, Json(name, texts, place), place, value);
-    }
+              const ValuePlace &place, GValue *value) const;
     /* The value as JSON, which is not checked yet. */
     std::string Json(const std::string &name, const std::vector<std::string> &texts,
                      const ValuePlace &place) const;

@@ -87,6 +87,20 @@ TEST_F(Call, ARequestThatIsNotSentShowsNoSecret) {
     EXPECT_EQ(0, server.NumCalls("UnlockVM") + server.NumCalls("ReconfigVM_Task"));
 }
 
+TEST_F(Call, ASecretIsNotInMemoryAnyMoreWhenTheSessionEnds) {
+    const std::string secret = "a Secret that is Long Enough for the Heap";
+    folder.Write("key", secret + "\n");
+    server.AddTrouble({.kind = TroubleKind::Silent, .method = "Logout", .count = -1});
+    Program call("bin/orvane",
+                 {"call", "vm-101", "UnlockVM", "key=@" + folder.Path("key"), "--dry-run"});
+    EXPECT_TRUE(Eventually([&] { return server.NumCalls("Logout") > 0; }));
+    EXPECT_TRUE(call.HasInMemory("administrator"));
+    EXPECT_FALSE(call.HasInMemory(secret.substr(9)));
+    call.Interrupt();
+    EXPECT_EQ(130, call.Wait().status);
+    EndTroubles();
+}
+
 TEST_F(Call, SetChangesTheConfiguration) {
     EXPECT_EQ(0, Run({"set", "/Datacenter/vm/machine-0001", "name=web"}).status);
     EXPECT_EQ("web\n", Run({"ls", "vm-101"}).out);

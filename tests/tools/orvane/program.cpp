@@ -3,7 +3,9 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
+#include <fstream>
 
 #include <fcntl.h>
 #include <glib.h>
@@ -189,6 +191,28 @@ int Program::OpenTerminal() const {
 
 void Program::Signal(int number) {
     kill(child, number);
+}
+
+bool Program::HasInMemory(const std::string &text) const {
+    const std::string process = "/proc/" + std::to_string(child);
+    std::ifstream maps(process + "/maps");
+    std::ifstream memory(process + "/mem", std::ios::binary);
+    if (!maps || !memory)
+        g_error("the memory of %d cannot be read", child);
+    for (std::string line; std::getline(maps, line);) {
+        unsigned long begin = 0;
+        unsigned long end = 0;
+        if (std::sscanf(line.c_str(), "%lx-%lx", &begin, &end) != 2 ||
+            line.find(" rw") == std::string::npos)
+            continue;
+        std::string block(end - begin, '\0');
+        memory.clear();
+        memory.seekg(std::streamoff(begin));
+        memory.read(block.data(), std::streamsize(block.size()));
+        if (block.find(text) != std::string::npos)
+            return true;
+    }
+    return false;
 }
 
 Ended Program::Wait() {

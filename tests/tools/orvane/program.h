@@ -50,6 +50,8 @@ struct Program {
     void Type(const std::string &text);
     void Interrupt() { Signal(SIGINT); }
     void Signal(int number);
+    /* Whether the text is anywhere in its memory. */
+    bool HasInMemory(const std::string &text) const;
     /* Opens the program's terminal, which then keeps its settings after the program's end. */
     int OpenTerminal() const;
     /* Waits for the end, at most 60 seconds. */

@@ -7,6 +7,7 @@
 #include "apps/lib/basicHttp/basicHttp.h"
 #include "lib/misc/glibPtr.h"
 #include "lib/misc/printableText.h"
+#include "lib/misc/secret.h"
 
 namespace {
 
@@ -353,6 +354,7 @@ void Layout::SkipSecret(std::string_view name, size_t line) {
     constexpr std::string_view kCData = "<![CDATA[";
     const size_t begin = at;
     std::string content; /* its texts, which may be the name of another secret */
+    content.reserve(kMaxText);
     const auto keep = [&](std::string_view piece) {
         content.append(piece.substr(0, kMaxText - std::min(kMaxText, content.size())));
     };
@@ -393,6 +395,7 @@ void Layout::SkipSecret(std::string_view name, size_t line) {
         out.append("</").append(name) += '>';
     if (!open.empty() && Judge(content).namesSecret)
         NoteName(line);
+    Secret_Wipe(content.data(), content.size());
 }
 
 /* Up to a NUL. */
