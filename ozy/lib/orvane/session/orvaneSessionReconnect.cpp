@@ -20,14 +20,16 @@ constexpr guint kLongestDelay = 60000;
 constexpr gint64 kTryLimit = 60 * G_USEC_PER_SEC;
 constexpr gint64 kMicrosecondsPerMillisecond = 1000;
 
-using PolicyPtr = std::unique_ptr<OrvaneReconnectPolicy, Release<OrvaneReconnectPolicy_Unref>>;
+void FreePolicy(const OrvaneReconnect *policy) {
+    if (policy->destroy != nullptr)
+        policy->destroy(policy->data);
+    delete policy;
+}
 
 /* The policy, which exists as long as the result; NULL without one. */
-PolicyPtr HoldPolicy(const OrvaneSession *session) {
-    OrvaneReconnectPolicy *policy = session->priv->reconnector.policy;
-    if (policy != nullptr)
-        policy->references++;
-    return PolicyPtr(policy);
+OrvaneReconnectPolicy HoldPolicy(const OrvaneSession *session) {
+    const OrvaneReconnectPolicy *policy = session->priv->reconnector.policy;
+    return policy != nullptr ? *policy : nullptr;
 }
 
 void SetUrl(OrvaneSessionPrivate *priv, const char *url) {
@@ -73,30 +75,30 @@ void GiveUp(OrvaneSession *session) {
 
 /* The service has refused the login. The session stays INTERRUPTED. */
 void StayInterrupted(OrvaneSession *session) {
-    const PolicyPtr policy = HoldPolicy(session);
+    const OrvaneReconnectPolicy policy = HoldPolicy(session);
     session->priv->reconnector.state = OrvaneReconnectState::Idle;
     Log("Orvane: The session at %s does not connect again: its login was refused.\n",
         session->priv->url);
-    if (policy && policy->set.reconnecting != nullptr)
-        policy->set.reconnecting(session, 0, 0, policy->set.data);
+    if (policy && policy->reconnecting != nullptr)
+        policy->reconnecting(session, 0, 0, policy->data);
 }
 
 void OnTry(gpointer session);
 
 void Schedule(OrvaneSession *session) {
     OrvaneReconnector *reconnector = &session->priv->reconnector;
-    const PolicyPtr policy = HoldPolicy(session);
+    const OrvaneReconnectPolicy policy = HoldPolicy(session);
     if (reconnector->isLoginRefused) {
         StayInterrupted(session);
         return;
     }
     if (!policy || reconnector->isRefused ||
-        (policy->set.attempts > 0 && reconnector->attempts >= policy->set.attempts)) {
+        (policy->attempts > 0 && reconnector->attempts >= policy->attempts)) {
         GiveUp(session);
         return;
     }
-    const gint64 first = policy->set.firstDelay > 0 ? policy->set.firstDelay : kFirstDelay;
-    const gint64 longest = policy->set.longestDelay > 0 ? policy->set.longestDelay : kLongestDelay;
+    const gint64 first = policy->firstDelay > 0 ? policy->firstDelay : kFirstDelay;
+    const gint64 longest = policy->longestDelay > 0 ? policy->longestDelay : kLongestDelay;
     const gint64 delay =
         OrvaneBackOff_Delay(first, std::max(first, longest), reconnector->attempts);
     reconnector->attempts++;
@@ -104,8 +106,8 @@ void Schedule(OrvaneSession *session) {
     BasicHttpDeadline_Set(&reconnector->deadline,
                           BasicHttpDeadline_Now() + delay * kMicrosecondsPerMillisecond, OnTry,
                           session);
-    if (policy->set.reconnecting != nullptr)
-        policy->set.reconnecting(session, reconnector->attempts, guint(delay), policy->set.data);
+    if (policy->reconnecting != nullptr)
+        policy->reconnecting(session, reconnector->attempts, guint(delay), policy->data);
 }
 
 /* What was open at the interruption ends, before the first try. */
@@ -190,9 +192,9 @@ void Succeed(OrvaneSession *session, ObjectPtr<GObject> userSession) {
     OrvaneSessionVerify_ForgetLate(session);
     const ObjectPtr<GObject> former(std::exchange(priv->userSession, userSession.release()));
     OrvaneSessionResume(session);
-    const PolicyPtr policy = HoldPolicy(session);
-    if (watch.IsIn(ORVANE_SESSION_CONNECTED) && policy && policy->set.reconnected != nullptr)
-        policy->set.reconnected(session, policy->set.data);
+    const OrvaneReconnectPolicy policy = HoldPolicy(session);
+    if (watch.IsIn(ORVANE_SESSION_CONNECTED) && policy && policy->reconnected != nullptr)
+        policy->reconnected(session, policy->data);
 }
 
 void OnLogin(OrvaneListener *internal, gpointer data) {
@@ -215,14 +217,6 @@ void OnLogin(OrvaneListener *internal, gpointer data) {
 }
 
 } // namespace
-
-void OrvaneReconnectPolicy_Unref(OrvaneReconnectPolicy *policy) {
-    if (policy == nullptr || --policy->references > 0)
-        return;
-    if (policy->set.destroy != nullptr)
-        policy->set.destroy(policy->set.data);
-    delete policy;
-}
 
 void OrvaneSessionReconnect_Begin(OrvaneSession *session, const char *url) {
     session->priv->reconnector.url = g_strdup(url);
@@ -263,7 +257,7 @@ void OrvaneSessionReconnect_End(OrvaneSession *session) {
 void OrvaneSessionReconnect_Free(OrvaneSession *session) {
     OrvaneReconnector *reconnector = &session->priv->reconnector;
     g_clear_error(&reconnector->error);
-    OrvaneReconnectPolicy_Unref(std::exchange(reconnector->policy, nullptr));
+    delete std::exchange(reconnector->policy, nullptr);
 }
 
 bool OrvaneSessionReconnect_IsActive(const OrvaneSession *session) {
@@ -321,17 +315,19 @@ bool OrvaneSession_Reconnects(OrvaneSession *session) {
 }
 
 void OrvaneSession_NoteGone(OrvaneSession *session, SkemaQormManagedObject *object) {
-    const PolicyPtr policy = HoldPolicy(session);
-    if (policy && policy->set.objectGone != nullptr)
-        policy->set.objectGone(session, object, policy->set.data);
+    const OrvaneReconnectPolicy policy = HoldPolicy(session);
+    if (policy && policy->objectGone != nullptr)
+        policy->objectGone(session, object, policy->data);
 }
 
 void orvane_session_set_reconnect(OrvaneSession *session, const OrvaneReconnect *reconnect) {
     g_return_if_fail(ORVANE_IS_SESSION(session));
     OrvaneReconnector *reconnector = &session->priv->reconnector;
     OrvaneReconnectPolicy *policy =
-        reconnect != nullptr ? new OrvaneReconnectPolicy{*reconnect, 1} : nullptr;
-    OrvaneReconnectPolicy_Unref(std::exchange(reconnector->policy, policy));
+        reconnect != nullptr
+            ? new OrvaneReconnectPolicy(new OrvaneReconnect(*reconnect), FreePolicy)
+            : nullptr;
+    delete std::exchange(reconnector->policy, policy);
 }
 
 gboolean orvane_session_get_reconnect_error(OrvaneSession *session, GError **error) {

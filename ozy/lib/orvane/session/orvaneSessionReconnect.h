@@ -17,23 +17,21 @@
  */
 #pragma once
 
+#include <memory>
+
 #include <orvane/session.h>
 
 #include "apps/lib/basicHttp/basicHttpDeadline.h"
 
-/* What the application has set. It exists while one of its functions runs, also if it is replaced meanwhile. */
-struct OrvaneReconnectPolicy {
-    OrvaneReconnect set;
-    int references;
-};
-/* NULL is accepted. May run the application's code. */
-void OrvaneReconnectPolicy_Unref(OrvaneReconnectPolicy *policy);
+/* What the application has set. A copy keeps it while one of its functions runs, also if it is replaced meanwhile. The release
+ * of the last one runs the application's code. */
+using OrvaneReconnectPolicy = std::shared_ptr<const OrvaneReconnect>;
 
 enum class OrvaneReconnectState { Idle, Ending, Scheduled, Trying, Failed };
 
 /* Part of the session's record. All zero at first. */
 struct OrvaneReconnector {
-    OrvaneReconnectPolicy *policy; /* of the object; NULL without one */
+    OrvaneReconnectPolicy *policy; /* owned, of the object; NULL without one */
     GError *error;                 /* owned; of the last try; NULL if it was none */
 
     /* of one connection */

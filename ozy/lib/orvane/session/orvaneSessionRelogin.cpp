@@ -12,7 +12,11 @@
 
 namespace {
 
-using CredentialsPtr = std::unique_ptr<OrvaneCredentials, Release<OrvaneCredentials_Unref>>;
+void FreeSource(const OrvaneCredentialsSource *source) {
+    if (source->destroy != nullptr)
+        source->destroy(source->data);
+    delete source;
+}
 
 /* Set on the listener of a call for a ticket. */
 constexpr const char *kCallbackKey = "orvane_session_login_callback";
@@ -170,14 +174,6 @@ void OnTicket(OrvaneListener *internal, gpointer data) {
 
 } // namespace
 
-void OrvaneCredentials_Unref(OrvaneCredentials *credentials) {
-    if (credentials == nullptr || --credentials->references > 0)
-        return;
-    if (credentials->destroy != nullptr)
-        credentials->destroy(credentials->data);
-    delete credentials;
-}
-
 gint64 OrvaneBackOff_Delay(gint64 first, gint64 longest, guint tries) {
     gint64 delay = std::min(first, longest);
     for (guint i = 0; i < tries && delay < longest; i++)
@@ -211,7 +207,7 @@ void OrvaneSessionRelogin_End(OrvaneSession *session) {
 }
 
 void OrvaneSessionRelogin_Free(OrvaneSession *session) {
-    OrvaneCredentials_Unref(std::exchange(session->priv->relogin.credentials, nullptr));
+    delete std::exchange(session->priv->relogin.credentials, nullptr);
 }
 
 bool OrvaneSessionRelogin_IsPossible(const OrvaneSession *session) {
@@ -273,8 +269,7 @@ bool OrvaneSessionRelogin_Send(OrvaneSession *session, OrvaneListenerCallback ca
     const ConnectionWatch watch(session);
     const OrvaneSessionState state = priv->state;
     const Attempt attempt(priv);
-    const CredentialsPtr credentials(priv->relogin.credentials);
-    credentials->references++;
+    const OrvaneCredentials credentials = *priv->relogin.credentials;
     char *user = nullptr;
     char *password = nullptr;
     const bool isGiven =
@@ -293,6 +288,8 @@ void orvane_session_set_credentials_func(OrvaneSession *session, OrvaneCredentia
                                          gpointer data, GDestroyNotify destroy) {
     g_return_if_fail(ORVANE_IS_SESSION(session));
     OrvaneCredentials *credentials =
-        function != nullptr ? new OrvaneCredentials{function, data, destroy, 1} : nullptr;
-    OrvaneCredentials_Unref(std::exchange(session->priv->relogin.credentials, credentials));
+        function != nullptr ? new OrvaneCredentials(
+                                  new OrvaneCredentialsSource{function, data, destroy}, FreeSource)
+                            : nullptr;
+    delete std::exchange(session->priv->relogin.credentials, credentials);
 }

@@ -13,27 +13,28 @@
  */
 #pragma once
 
+#include <memory>
+
 #include <orvane/session.h>
 
 #include "apps/lib/basicHttp/basicHttpDeadline.h"
 #include "lib/misc/glibPtr.h"
 #include "ozy/lib/orvane/listener/orvaneListener.h"
 
-/* The function of the application. It exists while it runs, also if it is replaced meanwhile. */
-struct OrvaneCredentials {
+/* The function of the application. */
+struct OrvaneCredentialsSource {
     OrvaneCredentialsFunc function;
     gpointer data;
     GDestroyNotify destroy;
-    int references;
 };
-/* NULL is accepted. May run the application's code. */
-void OrvaneCredentials_Unref(OrvaneCredentials *credentials);
+/* A copy keeps it while it runs, also if it is replaced meanwhile. The release of the last one runs the application's code. */
+using OrvaneCredentials = std::shared_ptr<const OrvaneCredentialsSource>;
 
 enum class OrvaneReloginState { Idle, Scheduled, Running };
 
 /* Part of the session's record. All zero at first. */
 struct OrvaneRelogin {
-    OrvaneCredentials *credentials; /* of the object; NULL without a function */
+    OrvaneCredentials *credentials; /* owned, of the object; NULL without a function */
 
     /* of one connection */
     bool isPassword; /* of a connect by password */

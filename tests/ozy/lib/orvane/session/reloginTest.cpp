@@ -4,6 +4,7 @@
 
 #include "tests/ozy/lib/orvane/session/renewalFixture.h"
 #include "tests/support/temporaryFolder.h"
+#include "tools/simulator/estate.h"
 
 namespace {
 
@@ -217,7 +218,7 @@ TEST_F(Relogin, AFilterOfTheApplicationStartsAgain) {
     EXPECT_EQ("", Name(proxy));
     /* and a filter that matches nothing is complete as well */
     const ObjectPtr<Proxy> folder(static_cast<Proxy *>(g_object_ref_sink(
-        orvane_session_get_object(session, server->RootFolder().c_str(), SKEMA_TYPE_OZY_FOLDER))));
+        orvane_session_get_object(session, simulator::kRootFolderId, SKEMA_TYPE_OZY_FOLDER))));
     const ObjectPtr<GObject> none(orvane_filter_spec_new(
         TRUE, orvane_property_spec_new(SKEMA_TYPE_OZY_VIRTUAL_MACHINE, FALSE, "name", nullptr),
         orvane_object_spec_new(folder.get(), FALSE, TRUE, nullptr), nullptr));
