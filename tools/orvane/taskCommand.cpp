@@ -14,6 +14,7 @@
 #include "tools/orvane/printer.h"
 #include "tools/orvane/resultText.h"
 #include "tools/orvane/schemaWords.h"
+#include "tools/orvane/taskReader.h"
 #include "tools/orvane/taskWatch.h"
 #include "tools/orvane/terminal.h"
 
@@ -22,10 +23,6 @@ namespace orvaneCli {
 namespace {
 
 constexpr size_t kMostAtOnce = 100;
-
-ProxyPtr Retained(SkemaQormManagedObject *object) {
-    return ProxyPtr(static_cast<SkemaQormManagedObject *>(g_object_ref_sink(object)));
-}
 
 std::string TextAt(GObject *object, const char *path) {
     const GPtr<char> text(orvane_object_get_path_text(object, path));
@@ -61,30 +58,6 @@ Cell TimeCell(const std::string &time) {
 }
 
 /* -- ls ------------------------------------------------------------------------------------------ */
-
-/* The tasks that the service lists, with their descriptions. */
-std::vector<ProxyPtr> ReadRecentTasks(const Service &service) {
-    const ProxyPtr manager = service.RequireManager("taskManager");
-    GValueArray *all = orvane_filter_spec_set_new(
-        TRUE,
-        orvane_filter_spec_new(
-            TRUE, orvane_property_spec_new(SKEMA_TYPE_OZY_TASK, FALSE, "info", nullptr),
-            orvane_object_spec_new(manager.get(), TRUE, TRUE,
-                                   orvane_traversal_spec_new("tasks", SKEMA_TYPE_OZY_TASK_MANAGER,
-                                                             "recentTask", FALSE, TRUE, nullptr),
-                                   nullptr),
-            nullptr),
-        nullptr);
-    const ValueArrayPtr specs(all);
-    Operation retrieve(Text(MSGID("task.reading") "reading the tasks"), service.TimeoutSeconds());
-    orvane_session_retrieve_contents(service.Session(), specs.get(), retrieve.Listener());
-    std::vector<ProxyPtr> tasks;
-    for (const ObjectPtr<GObject> &object : retrieve.Objects()) {
-        if (SKEMA_IS_OZY_TASK(object.get()))
-            tasks.push_back(Retained(reinterpret_cast<SkemaQormManagedObject *>(object.get())));
-    }
-    return tasks;
-}
 
 int RunList(const Service &service) {
     Printer printer({{.key = "task", .title = Text(MSGID("column.task") "TASK"), .isWhole = true},
