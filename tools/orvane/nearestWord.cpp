@@ -8,10 +8,15 @@ namespace orvaneCli {
 
 namespace {
 
-constexpr size_t kMaxWord = 64; /* longer ones resemble nothing */
+constexpr size_t kMaxWord = 64;     /* longer ones resemble nothing */
+constexpr size_t kMinBeginning = 3; /* shorter ones are the beginning of too much */
 
-/* The number of letters to insert, remove or replace until one word is the other. */
-size_t Distance(std::string_view a, std::string_view b) {
+/* How many letters to insert, remove or replace in a word, */
+struct Distance {
+    size_t toWord;      /* until it is the candidate */
+    size_t toBeginning; /* until the candidate begins with it */
+};
+Distance DistanceOf(std::string_view a, std::string_view b) {
     std::vector<size_t> row(b.size() + 1); /* distances of the part of a so far to the parts of b */
     std::iota(row.begin(), row.end(), size_t{0});
     for (size_t i = 0; i < a.size(); i++) {
@@ -22,7 +27,7 @@ size_t Distance(std::string_view a, std::string_view b) {
             row[k + 1] = std::min({replaced, row[k] + 1, row[k + 1] + 1});
         }
     }
-    return row.back();
+    return {row.back(), std::ranges::min(row)};
 }
 
 } // namespace
@@ -36,15 +41,21 @@ std::vector<std::string> NearestWords(std::string_view word,
                                       const std::vector<std::string> &candidates, size_t most) {
     if (word.size() > kMaxWord)
         return {};
-    std::vector<std::pair<size_t, std::string_view>> near;
+    using Near = std::vector<std::pair<size_t, std::string_view>>;
+    Near near;
+    Near longer;
     const size_t limit = word.size() / 3 + 2; /* must be below */
+    const size_t beginningLimit = word.size() < kMinBeginning ? 0 : word.size() / 4 + 1;
     for (const std::string &candidate : candidates) {
-        if (candidate.size() >= word.size() + limit)
-            continue;
-        const size_t distance = Distance(word, candidate);
-        if (distance < std::min(limit, candidate.size()))
-            near.emplace_back(distance, candidate);
+        const Distance distance =
+            DistanceOf(word, std::string_view(candidate).substr(0, word.size() + limit));
+        if (distance.toWord < std::min(limit, candidate.size()))
+            near.emplace_back(distance.toWord, candidate);
+        else if (distance.toBeginning < beginningLimit)
+            longer.emplace_back(distance.toBeginning, candidate);
     }
+    if (near.empty())
+        near = std::move(longer);
     std::ranges::stable_sort(near, {}, [](const auto &each) { return each.first; });
     near.resize(std::min(near.size(), most));
     std::vector<std::string> words;

@@ -1,5 +1,7 @@
 /*
- * nearestWord.h -- the word that was probably meant:  "abuot"  ->  "about"
+ * nearestWord.h -- the word that was probably meant:  "abuot"  ->  "about",  "profl"  ->  "profile"
+ *
+ * A candidate is near if few letters must be changed. If none is, the candidates are near whose beginning is.
  */
 #pragma once
 
@@ -9,7 +11,7 @@
 
 namespace orvaneCli {
 
-/* Returns the candidate with the fewest changes of a letter to the word; empty if all are far from it. */
+/* Returns the nearest candidate; empty if all are far from the word. */
 std::string NearestWord(std::string_view word, const std::vector<std::string> &candidates);
 
 /* The same for several, the nearest first. */

@@ -121,6 +121,7 @@ TEST_F(Call, WhatIsWrongIsOneLine) {
          {"similar: \"/Datacenter/vm/machine-0001\""}},
         {{"call", "twin", "MarkAsTemplate"}, 1, {"2 objects are called \"twin\": ", "id"}},
         {{"call", "vm-101", "MarkAsTemplat"}, 2, {"did you mean \"MarkAsTemplate\"?"}},
+        {{"call", "vm-101", "PowerOnn"}, 2, {"did you mean \"PowerOnVM_Task\"?"}},
         {{"call", "group-v3", "PowerOnVM_Task"}, 2, {"Folder has no method \"PowerOnVM_Task\""}},
         {{"call", "vm-101", "UnlockVM", "kye=x"}, 2, {"has no argument \"kye\"", "\"key\"?"}},
         {{"call", "vm-101", "ResetVM_Task", "a=x"}, 2, {"has no argument \"a\", and no other"}},
