@@ -19,24 +19,47 @@ struct Script {
     const char *text;
 };
 
-/* Candidates are quoted as words, and never evaluated. No space follows a path that leads on. */
+/* Candidates are quoted as words, and never evaluated. No space follows a path that leads on, or "NAME=". */
 constexpr auto kScripts = std::to_array<Script>({
     {"bash", R"script(_orvane() {
-    local word
-    local -a words=("${COMP_WORDS[@]:1:COMP_CWORD}")
+    local word quote i line=$COMP_LINE current=${COMP_WORDS[COMP_CWORD]}
+    local -a words=()
+    # bash splits words at "=" and ":", too, and completes the last part only
+    for word in "${COMP_WORDS[@]:0:COMP_CWORD+1}"; do
+        if [[ $line == [[:space:]]* || ${#words[@]} -eq 0 ]]; then
+            words+=("$word")
+        else
+            words[-1]+=$word
+        fi
+        line=${line#"${line%%[![:space:]]*}"}
+        line=${line#"$word"}
+    done
+    [[ $current == [=:] ]] && current=
+    local before=${words[-1]%"$current"}
+    for ((i = 1; i < ${#words[@]}; i++)); do
+        quote=${words[i]:0:1}
+        case $quote in
+        \" | \') words[i]=${words[i]:1} words[i]=${words[i]%"$quote"} ;;
+        *) words[i]=${words[i]//\\/} quote= ;;
+        esac
+    done
     COMPREPLY=()
     while IFS= read -r word; do
-        printf -v word %q "$word"
-        COMPREPLY+=("$word")
-    done < <("$1" complete -- "${words[@]//\\/}" 2>/dev/null)
-    [[ ${#COMPREPLY[@]} -eq 1 && ${COMPREPLY[0]} == */ ]] && compopt -o nospace
+        case $quote in
+        \") [[ $word == *[\"\\\$\`!]* ]] && continue ;;
+        \') [[ $word == *\'* ]] && continue ;;
+        *) printf -v word %q "$word" ;;
+        esac
+        COMPREPLY+=("${word#"$before"}")
+    done < <("$1" complete -- "${words[@]:1}" 2>/dev/null)
+    [[ ${#COMPREPLY[@]} -eq 1 && ${COMPREPLY[0]} == *[/=] ]] && compopt -o nospace
     return 0
 }
 complete -o default -F _orvane orvane
 )script"},
     {"fish", R"script(function __orvane_complete
     set -l words (commandline -opc)
-    set -l current (commandline -ct)
+    set -l current (commandline -to) # without its quotes
     set -l found (command $words[1] complete -- $words[2..-1] "$current" 2>/dev/null)
     if test (count $found) -gt 0
         printf '%s\n' $found
@@ -49,13 +72,13 @@ complete -c orvane -f -a '(__orvane_complete)'
     {"zsh", R"script(#compdef orvane
 _orvane() {
     local -a found further others
-    found=("${(@f)$("$words[1]" complete -- "${(@Q)words[2,CURRENT]}" 2>/dev/null)}")
+    found=("${(@f)$("$words[1]" complete -- "${(@Q)words[2,CURRENT-1]}" "${(Q)PREFIX}" 2>/dev/null)}")
     if [[ -z $found[1] ]]; then
         _files
         return
     fi
-    further=("${(@M)found:#*/}")
-    others=("${(@)found:#*/}")
+    further=("${(@M)found:#*[/=]}")
+    others=("${(@)found:#*[/=]}")
     compadd -S '' -a further
     compadd -a others
 }
@@ -104,8 +127,9 @@ void AddCompletion(CLI::App &program, CompletionOptions &options, int &status) {
         ->required()
         ->check(CLI::IsMember(shells));
     completion->footer(Text(MSGID(
-        "help.completion.footer") "Paths and jobs come from the service of --profile, --url or "
-                                  "the environment, if it answers within 300 ms, and only "
+        "help.completion.footer") "Paths, jobs, tasks and the class of an object come from the "
+                                  "service of --profile, --url or the environment, if it answers "
+                                  "within 300 ms, and only "
                                   "with a password in $ORVANE_PASSWORD_FILE or "
                                   "$ORVANE_PASSWORD.\n\n"
                                   "Examples:\n"

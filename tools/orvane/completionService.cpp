@@ -4,6 +4,8 @@
 #include <array>
 #include <chrono>
 #include <cstdlib>
+#include <set>
+#include <span>
 
 #include <fcntl.h>
 #include <orvane/schema/ozy.h>
@@ -13,8 +15,12 @@
 
 #include "tools/orvane/inventoryReader.h"
 #include "tools/orvane/jobReader.h"
+#include "tools/orvane/library.h"
+#include "tools/orvane/methodRun.h"
 #include "tools/orvane/objectFinder.h"
+#include "tools/orvane/schemaWords.h"
 #include "tools/orvane/serviceOptions.h"
+#include "tools/orvane/taskReader.h"
 #include "tools/orvane/terminal.h"
 
 namespace orvaneCli {
@@ -23,9 +29,9 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr auto kLongestWait = std::chrono::milliseconds(300);
-constexpr int kStepSeconds = 2;      /* of the process that asks */
-constexpr unsigned kMostSeconds = 5; /* for all that it does */
+constexpr auto kLongestWait = std::chrono::milliseconds(250); /* so that 300 are enough for all */
+constexpr int kStepSeconds = 2;                               /* of the process that asks */
+constexpr unsigned kMostSeconds = 5;                          /* for all that it does */
 constexpr size_t kMostBytes = 4 << 20;
 
 ServiceOptions OptionsOf(const Completion &completion) {
@@ -41,7 +47,8 @@ ServiceOptions OptionsOf(const Completion &completion) {
     service.trust.ca = text("--ca");
     service.trust.isInsecure = completion.options.contains("--insecure");
     service.password.text = text("--password");
-    service.login.isFerry = completion.kind == WordKind::kJob;
+    service.login.isFerry =
+        completion.kind == WordKind::kJob || completion.options.contains("--ferry");
     service.login.timeoutSeconds = kStepSeconds;
     service.isQuiet = true;
     return service;
@@ -76,6 +83,54 @@ std::vector<std::string> ReadJobWords(const Service &service) {
     return words;
 }
 
+std::vector<std::string> ReadTaskWords(const Service &service) {
+    std::vector<std::string> words;
+    for (const ProxyPtr &task : ReadRecentTasks(service))
+        words.emplace_back(task->id);
+    return words;
+}
+
+std::vector<std::string> ReadWords(const Service &service, const Completion &completion) {
+    switch (completion.kind) {
+    case WordKind::kJob:
+        return ReadJobWords(service);
+    case WordKind::kTask:
+        return ReadTaskWords(service);
+    case WordKind::kMethod:
+    case WordKind::kArgument: {
+        const ProxyPtr object = ObjectFinder(service).Find(completion.arguments.front());
+        return {TypeWord(G_OBJECT_TYPE(object.get()))};
+    }
+    case WordKind::kPath:
+        return ReadPaths(service, completion.start);
+    case WordKind::kFixed:
+    case WordKind::kProfile:
+        break; /* no words of a service */
+    }
+    return {};
+}
+
+/* "NAME=" of the arguments of a method that may still be given. The class is 0 if it is not known. */
+std::vector<std::string> ArgumentWords(GType type, const std::vector<std::string> &typed) {
+    const std::string &name = typed[1];
+    const std::vector<GType> classes =
+        type != 0 ? std::vector<GType>{type} : ClassesWithMethod(name);
+    std::set<std::string> words;
+    for (const GType each : classes) {
+        const MethodPtr method(orvane_method_info_new(each, name.c_str()));
+        for (guint i = 0; method && i < method->numArguments; i++) {
+            const std::string word = std::string(method->arguments[i].name) + "=";
+            const bool isGiven =
+                std::ranges::any_of(std::span(typed).subspan(2), [&](const std::string &given) {
+                    return given.starts_with(word);
+                });
+            if (!isGiven || method->arguments[i].elementType != 0)
+                words.insert(word);
+        }
+    }
+    return {words.begin(), words.end()};
+}
+
 void Write(int descriptor, std::string_view text) {
     while (!text.empty()) {
         const ssize_t count = write(descriptor, text.data(), text.size());
@@ -97,9 +152,7 @@ void Ask(const Completion &completion, int descriptor) {
     try {
         WithService(options, [&](Service &service) {
             std::string lines;
-            for (const std::string &word : completion.kind == WordKind::kJob
-                                               ? ReadJobWords(service)
-                                               : ReadPaths(service, completion.start))
+            for (const std::string &word : ReadWords(service, completion))
                 lines += word + '\0';
             Write(descriptor, lines);
             close(descriptor);
@@ -129,9 +182,8 @@ std::string ReadInTime(int descriptor) {
     return "";
 }
 
-} // namespace
-
-std::vector<std::string> AskService(const Completion &completion) {
+/* What the service answers in time. */
+std::vector<std::string> ReadAnswer(const Completion &completion) {
     int ends[2];
     if (completion.options.contains("--password-stdin") || pipe2(ends, O_CLOEXEC) != 0)
         return {};
@@ -147,12 +199,36 @@ std::vector<std::string> AskService(const Completion &completion) {
     std::vector<std::string> words;
     for (size_t at = 0; at < all.size();) {
         const size_t end = std::min(all.find('\0', at), all.size());
-        const std::string word = all.substr(at, end - at);
+        words.push_back(all.substr(at, end - at));
         at = end + 1;
-        /* a name that a terminal must not show cannot be typed either */
-        if (word.starts_with(completion.start) && Printable(word) == word)
-            words.push_back(word);
     }
+    return words;
+}
+
+/* The words for a call, from the schema. */
+std::vector<std::string> CallWords(const Completion &completion) {
+    const std::vector<std::string> answer = ReadAnswer(completion);
+    try {
+        const Library library; /* loads the overlays of the schema */
+        const GType type = answer.empty() ? 0 : orvane_lookup_type(answer.front().c_str());
+        if (completion.kind == WordKind::kArgument)
+            return ArgumentWords(type, completion.arguments);
+        return type != 0 ? MethodNamesOf(type) : AllMethodNames();
+    } catch (const Failure &) {
+        return {}; /* without the schema there are no words */
+    }
+}
+
+} // namespace
+
+std::vector<std::string> AskService(const Completion &completion) {
+    const bool isCall =
+        completion.kind == WordKind::kMethod || completion.kind == WordKind::kArgument;
+    std::vector<std::string> words = isCall ? CallWords(completion) : ReadAnswer(completion);
+    std::erase_if(words, [&](const std::string &word) {
+        /* a name that a terminal must not show cannot be typed either */
+        return !word.starts_with(completion.start) || Printable(word) != word;
+    });
     return words;
 }
 

@@ -1,5 +1,5 @@
 /*
- * completionService.h -- words of a service for a command line that is being typed: paths and jobs, in time or not at all
+ * completionService.h -- words of a service for a command line that is being typed, in time or not at all
  *
  * A process of its own asks the service, so that the user does not wait longer than 300 ms; that process then still logs
  * out. It asks the user nothing: without a password in the environment, or with a certificate that is not known, there
@@ -17,7 +17,8 @@
 
 namespace orvaneCli {
 
-/* The words of kPath or kJob that begin like what is typed. A path that leads on ends in "/". */
+/* The words of kPath, kJob, kTask, kMethod or kArgument that begin like what is typed. A path that leads on ends in "/".
+ * If the class of the object is not known in time, the methods of all classes are returned. */
 std::vector<std::string> AskService(const Completion &completion);
 
 } // namespace orvaneCli

@@ -22,6 +22,9 @@ constexpr auto kArguments = std::to_array<std::pair<std::string_view, WordKind>>
     {"object", WordKind::kPath},
     {"machines", WordKind::kPath},
     {"job", WordKind::kJob},
+    {"tasks", WordKind::kTask},
+    {"method", WordKind::kMethod},
+    {"arguments", WordKind::kArgument},
 });
 
 std::vector<std::string> Split(std::string_view text) {
@@ -82,15 +85,12 @@ std::vector<std::string> OptionNames(const CLI::App *app) {
 /* The words before the one that is completed. */
 struct Walk {
     const CLI::App *app;
-    size_t numArguments = 0;             /* of the command */
     const CLI::Option *awaits = nullptr; /* an option whose value comes next */
 };
 
-void Step(Walk &walk, const std::string &word, std::map<std::string, std::string> &options) {
+void Step(Walk &walk, const std::string &word, Completion &completion) {
     if (walk.awaits != nullptr) {
-        if (word == "=") /* bash has it as a word */
-            return;
-        options[LongName(*walk.awaits)] = word;
+        completion.options[LongName(*walk.awaits)] = word;
         walk.awaits = nullptr;
         return;
     }
@@ -103,16 +103,16 @@ void Step(Walk &walk, const std::string &word, std::map<std::string, std::string
         if (TakesValue(*option) && !hasValue)
             walk.awaits = option;
         else
-            options[LongName(*option)] = hasValue ? word.substr(equals + 1) : "";
+            completion.options[LongName(*option)] = hasValue ? word.substr(equals + 1) : "";
         return;
     }
     for (const CLI::App *each : manual::CommandsOf(*walk.app)) {
-        if (walk.numArguments == 0 && each->get_name() == word) {
+        if (completion.arguments.empty() && each->get_name() == word) {
             walk.app = each;
             return;
         }
     }
-    walk.numArguments++;
+    completion.arguments.push_back(word);
 }
 
 void CompleteValue(Completion &completion, const CLI::Option &option) {
@@ -123,12 +123,12 @@ void CompleteValue(Completion &completion, const CLI::Option &option) {
 }
 
 void CompleteArgument(Completion &completion, const Walk &walk) {
-    if (walk.numArguments == 0) {
+    if (completion.arguments.empty()) {
         for (const CLI::App *each : manual::CommandsOf(*walk.app))
             completion.words.push_back(each->get_name());
     }
     const CLI::Option *argument = nullptr;
-    size_t left = walk.numArguments;
+    size_t left = completion.arguments.size();
     for (const CLI::Option *each :
          walk.app->get_options([](const CLI::Option *) { return true; })) {
         if (each->nonpositional() || each->get_group().empty())
@@ -160,13 +160,11 @@ Completion FindCompletion(const CLI::App &program, const std::vector<std::string
     Completion completion;
     Walk walk{&program};
     for (size_t i = 0; i + 1 < words.size(); i++)
-        Step(walk, words[i], completion.options);
+        Step(walk, words[i], completion);
     const std::string last = words.empty() ? "" : words.back();
     completion.start = last;
     const size_t equals = last.find('=');
     if (walk.awaits != nullptr) {
-        if (last == "=")
-            completion.start.clear();
         CompleteValue(completion, *walk.awaits);
     } else if (last.starts_with("--") && equals != std::string::npos) {
         completion.before = last.substr(0, equals + 1);

@@ -4,6 +4,7 @@
  *   FindCompletion(program, {"config", "sh"})          fixed: the words that fit, such as commands and options
  *   FindCompletion(program, {"ls", "--profile", ""})   kProfile: the name of a profile
  *   FindCompletion(program, {"ls", "/Data"})           kPath: a path in the inventory, of the service that the words name
+ *   FindCompletion(program, {"call", "vm-1", "Po"})    kMethod: a method of the object of that service
  *
  * It comes from the same descriptions as --help. A word that is not understood is passed over.
  */
@@ -17,7 +18,7 @@
 
 namespace orvaneCli {
 
-enum class WordKind { kFixed, kProfile, kPath, kJob };
+enum class WordKind { kFixed, kProfile, kPath, kJob, kTask, kMethod, kArgument };
 
 struct Completion {
     WordKind kind = WordKind::kFixed;
@@ -27,6 +28,8 @@ struct Completion {
         before; /* "--profile=", if the value is in the same word; put before each candidate */
     /* The options before the last word by their long names, "--profile"; flags have an empty text. */
     std::map<std::string, std::string> options;
+    /* The arguments of the command before the last word: "vm-1", "PowerOnVM_Task". */
+    std::vector<std::string> arguments;
 };
 
 /* The words are those behind the program's name, the last one, which may be empty, is to be completed. */

@@ -39,7 +39,7 @@ TEST_F(OrvaneCompletion, FindsTheWordsThatFit) {
         {{"ls", "--no-such", "x", "--prof"}, "--profile\n"},
         {{"ls", "--profile", "l"}, "lab\n"},
         {{"ls", "--profile=l"}, "--profile=lab\n"},
-        {{"--output", "=", "json"}, "json\njsonl\n"},
+        {{"--output", "json"}, "json\njsonl\n"},
         {{"profile", "remove", ""}, "lab\n"},
         {{"profile", "add", ""}, ""},
         {{"completion", ""}, "bash\nfish\nzsh\n"},
@@ -48,13 +48,20 @@ TEST_F(OrvaneCompletion, FindsTheWordsThatFit) {
         {{"ls", "--profile", "lab", "/Datacentre/"}, ""},
         {{"ls", "--profile", "none", "/"}, ""},
         {{"job", "cancel", "--profile", "lab", ""}, "conversion-0001\njob-1\n"},
+        {{"task", "cancel", "--profile", "lab", ""}, "task-1\n"},
+        {{"call", "--profile", "lab", "vm-101", "PowerO"}, "PowerOffVM_Task\nPowerOnVM_Task\n"},
+        {{"call", "--profile", "lab", "group-v3", "PowerO"}, ""},
+        {{"call", "PowerIsOn", "PowerOnV"}, "PowerOnVM_Task\n"},
+        {{"call", "--profile", "lab", "vm-101", "SetScreenResolution", "width=1", ""}, "height=\n"},
+        {{"call", "vm-101", "SetScreenResolution", "w"}, "width=\n"},
     };
+    Run({"call", "--profile", "lab", "vm-101", "PowerOnVM_Task", "--no-wait"});
     for (const auto &row : rows) {
         std::string found;
         int numTries = 0;
         do /* a slow machine is not in time */
             found = Complete(row.words);
-        while (found.empty() && *row.found != '\0' && ++numTries < 20);
+        while (found != row.found && ++numTries < 20);
         EXPECT_EQ(row.found, found) << testing::PrintToString(row.words);
     }
 }
@@ -65,12 +72,21 @@ TEST_F(OrvaneCompletion, WaitsForNoServiceAndAsksNothing) {
     EXPECT_EQ("", Complete(words));
     EXPECT_EQ(0, server.NumCalls("Login"));
     setenv("ORVANE_PASSWORD", "secret", 1);
-    server.AddTrouble({.kind = simulator::TroubleKind::Silent, .method = "RetrieveProperties"});
     Program::looksForLeaks = false; /* that takes its time */
-    const auto before = std::chrono::steady_clock::now();
-    EXPECT_EQ("", Complete(words));
-    EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::milliseconds(1900))
-        << "the time limit of its calls is two seconds";
+    const struct {
+        std::vector<std::string> words;
+        const char *found;
+    } rows[] = {
+        {words, ""},
+        {{"call", "--profile", "lab", "group-v3", "PowerOnV"}, "PowerOnVM_Task\n"},
+    };
+    for (const auto &row : rows) {
+        server.AddTrouble({.kind = simulator::TroubleKind::Silent, .method = "RetrieveProperties"});
+        const auto before = std::chrono::steady_clock::now();
+        EXPECT_EQ(row.found, Complete(row.words));
+        EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::milliseconds(1900))
+            << "the time limit of its calls is two seconds";
+    }
 }
 
 TEST_F(OrvaneCompletion, IsAScriptThatQuotesWhatItFinds) {
@@ -78,7 +94,9 @@ TEST_F(OrvaneCompletion, IsAScriptThatQuotesWhatItFinds) {
 set -u
 eval "$("$0" completion bash)"
 complete_last() {
-    COMP_WORDS=("$0" ls --profile lab "$1") COMP_CWORD=4 COMPREPLY=()
+    COMP_LINE="$0 ls --profile=lab $1${2-}" COMPREPLY=()
+    COMP_WORDS=("$0" ls --profile = lab "$1" ${2:+"$2"}) # split as bash does it
+    COMP_CWORD=$(( ${#COMP_WORDS[@]} - 1 ))
     for (( try = 0; try < 20 && ${#COMPREPLY[@]} == 0; try++ )); do # a slow machine is not in time
         _orvane "$0" 2>/dev/null
     done
@@ -86,9 +104,14 @@ complete_last() {
 }
 complete_last '/Datacenter/host/Clu'
 complete_last '/Datacenter/host/Cluster\ 1/Re'
+complete_last "'/Datacenter/host/Cluster 1/Re"
+complete_last /Datacenter/vm/a :
 )script";
+    server.SetProperty("vm-101", "name", "a:b");
     const Ended ended = Program("/bin/bash", {"-c", kScript, BuildPath("bin/orvane")}).Wait();
-    EXPECT_EQ("/Datacenter/host/Cluster\\ 1/|/Datacenter/host/Cluster\\ 1/Resources/|", ended.out);
+    EXPECT_EQ("/Datacenter/host/Cluster\\ 1/|/Datacenter/host/Cluster\\ 1/Resources/|"
+              "/Datacenter/host/Cluster 1/Resources/|b|",
+              ended.out);
     EXPECT_EQ("", ended.err);
 }
 
