@@ -30,6 +30,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr auto kLongestWait = std::chrono::milliseconds(250); /* so that 300 are enough for all */
+constexpr auto kSchemaTime = std::chrono::milliseconds(50);   /* of it, for what loads the schema */
 constexpr int kStepSeconds = 2;                               /* of the process that asks */
 constexpr unsigned kMostSeconds = 5;                          /* for all that it does */
 constexpr size_t kMostBytes = 4 << 20;
@@ -164,8 +165,8 @@ void Ask(const Completion &completion, int descriptor) {
 }
 
 /* All that comes in time; nothing if that is not all. */
-std::string ReadInTime(int descriptor) {
-    const auto end = Clock::now() + kLongestWait;
+std::string ReadInTime(int descriptor, std::chrono::milliseconds limit) {
+    const auto end = Clock::now() + limit;
     std::string all;
     std::array<char, 65536> buffer;
     while (all.size() < kMostBytes) {
@@ -183,7 +184,7 @@ std::string ReadInTime(int descriptor) {
 }
 
 /* What the service answers in time. */
-std::vector<std::string> ReadAnswer(const Completion &completion) {
+std::vector<std::string> ReadAnswer(const Completion &completion, std::chrono::milliseconds limit) {
     int ends[2];
     if (completion.options.contains("--password-stdin") || pipe2(ends, O_CLOEXEC) != 0)
         return {};
@@ -194,7 +195,7 @@ std::vector<std::string> ReadAnswer(const Completion &completion) {
         _exit(0);
     }
     close(ends[1]);
-    const std::string all = child > 0 ? ReadInTime(ends[0]) : "";
+    const std::string all = child > 0 ? ReadInTime(ends[0], limit) : "";
     close(ends[0]);
     std::vector<std::string> words;
     for (size_t at = 0; at < all.size();) {
@@ -207,7 +208,7 @@ std::vector<std::string> ReadAnswer(const Completion &completion) {
 
 /* The words for a call, from the schema. */
 std::vector<std::string> CallWords(const Completion &completion) {
-    const std::vector<std::string> answer = ReadAnswer(completion);
+    const std::vector<std::string> answer = ReadAnswer(completion, kLongestWait - kSchemaTime);
     try {
         const Library library; /* loads the overlays of the schema */
         const GType type = answer.empty() ? 0 : orvane_lookup_type(answer.front().c_str());
@@ -224,7 +225,8 @@ std::vector<std::string> CallWords(const Completion &completion) {
 std::vector<std::string> AskService(const Completion &completion) {
     const bool isCall =
         completion.kind == WordKind::kMethod || completion.kind == WordKind::kArgument;
-    std::vector<std::string> words = isCall ? CallWords(completion) : ReadAnswer(completion);
+    std::vector<std::string> words =
+        isCall ? CallWords(completion) : ReadAnswer(completion, kLongestWait);
     std::erase_if(words, [&](const std::string &word) {
         /* a name that a terminal must not show cannot be typed either */
         return !word.starts_with(completion.start) || Printable(word) != word;
