@@ -22,12 +22,8 @@ struct UnsetValue {
 
 void WriteRequest(const OrvaneMethodInfo &method, SkemaQormManagedObject *object,
                   const GValue *values, guint numValues) {
-    const GPtr<char> text(orvane_method_format_request(&method, object, values, numValues));
-    if (!text)
-        throw Failure(
-            Text(MSGID("call.unwritable") "the request of %s cannot be written", method.name));
-    WriteOutput(IsJsonWanted() ? "{\"request\": " + JsonText(text.get()) + "}\n"
-                               : std::string(text.get()) + "\n");
+    const std::string text = RequestText(method, object, values, numValues);
+    WriteOutput(IsJsonWanted() ? "{\"request\": " + JsonText(text) + "}\n" : text + "\n");
 }
 
 /* The reference of the task. */
@@ -122,9 +118,7 @@ void AddCall(CLI::App &program, CallOptions &options, int &status) {
                      Text(MSGID("help.call.method") "Name of a method, such as PowerOnVM_Task"));
     call->add_option("arguments", options.arguments,
                      Text(MSGID("help.call.arguments") "NAME=VALUE for each argument"));
-    call->add_flag("--dry-run", options.isDry,
-                   Text(MSGID("help.dryRun") "Show the request without its secrets, and do not "
-                                             "send it"));
+    AddDryRun(*call, options.isDry);
     AddTaskOptions(*call, options.task);
     AddServiceOptions(*call, options, true);
     call->callback([call, &options, &status] {

@@ -54,6 +54,21 @@ bool ReturnsTask(const OrvaneMethodInfo &method) {
     return g_type_is_a(method.resultType, SKEMA_TYPE_OZY_TASK);
 }
 
+std::string RequestText(const OrvaneMethodInfo &method, SkemaQormManagedObject *object,
+                        const GValue *values, guint numValues) {
+    const GPtr<char> text(orvane_method_format_request(&method, object, values, numValues));
+    if (!text)
+        throw Failure(
+            Text(MSGID("call.unwritable") "the request of %s cannot be written", method.name));
+    return text.get();
+}
+
+void AddDryRun(CLI::App &command, bool &isDry) {
+    command.add_flag("--dry-run", isDry,
+                     Text(MSGID("help.dryRun") "Show the request without its secrets, and do not "
+                                               "send it"));
+}
+
 MethodRun::MethodRun(const Service &itsService, std::string itsLabel, const TaskOptions &itsOptions)
     : service(itsService), label(std::move(itsLabel)), options(itsOptions),
       operation(label, service.TimeoutSeconds()) {

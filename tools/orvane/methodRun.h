@@ -40,6 +40,13 @@ void AddTaskOptions(CLI::App &command, TaskOptions &options);
 
 bool ReturnsTask(const OrvaneMethodInfo &method);
 
+/* The request as it would be sent, without its secrets. */
+std::string RequestText(const OrvaneMethodInfo &method, SkemaQormManagedObject *object,
+                        const GValue *values, guint numValues);
+
+/* Adds --dry-run. */
+void AddDryRun(CLI::App &command, bool &isDry);
+
 class MethodRun {
 public:
     /* The label is for messages. */

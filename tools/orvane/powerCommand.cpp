@@ -4,12 +4,14 @@
 #include <memory>
 
 #include <fmt/format.h>
+#include <nlohmann/json.hpp>
 
 #include "tools/orvane/command.h"
 #include "tools/orvane/methodHelp.h"
 #include "tools/orvane/objectFinder.h"
 #include "tools/orvane/parallelRuns.h"
 #include "tools/orvane/question.h"
+#include "tools/orvane/settings.h"
 #include "tools/orvane/terminal.h"
 
 namespace orvaneCli {
@@ -38,7 +40,7 @@ constexpr auto kActions = std::to_array<Action>({
 
 /* What a system loses when its machine is switched off is asked about. */
 void MakeSure(const Action &action, const PowerOptions &options) {
-    if (action.question == nullptr || options.isSure)
+    if (action.question == nullptr || options.isSure || options.isDry)
         return;
     if (!CanAsk())
         throw BadUsage(Text(
@@ -63,6 +65,18 @@ struct Machine {
     std::unique_ptr<MethodRun> run;
 };
 
+void WriteRequests(const std::vector<Machine> &machines, const PowerOptions &options) {
+    auto all = nlohmann::ordered_json::array();
+    for (size_t i = 0; i < machines.size(); i++)
+        all.push_back(
+            {{"name", options.machines[i]},
+             {"request", RequestText(*machines[i].method, machines[i].object.get(), nullptr, 0)}});
+    if (IsJsonWanted())
+        return WriteJson(all);
+    for (const auto &each : all)
+        WriteOutput(each["request"].get<std::string>() + "\n");
+}
+
 int RunPower(const Action &action, PowerOptions &options) {
     MakeSure(action, options);
     options.task.limitSeconds = options.login.timeoutSeconds;
@@ -78,6 +92,10 @@ int RunPower(const Action &action, PowerOptions &options) {
             machines.push_back(
                 {std::move(object), std::move(method),
                  std::make_unique<MethodRun>(service, Printable(word), options.task)});
+        }
+        if (options.isDry) {
+            WriteRequests(machines, options);
+            return kDone;
         }
         std::vector<ParallelRun> runs;
         for (size_t i = 0; i < machines.size(); i++) {
@@ -109,7 +127,9 @@ void AddPower(CLI::App &program, PowerOptions &options, int &status) {
     CLI::App *power = program.add_subcommand(
         "power", Text(MSGID("help.power") "Switch machines on or off, reset or suspend them"));
     power->require_subcommand(1);
-    power->footer(Text(MSGID("help.word.examples") "Examples:") +
+    power->footer(Text(MSGID("help.power.footer") "There is no --ferry: the second service of a "
+                                                  "host has no machines.") +
+                  "\n\n" + Text(MSGID("help.word.examples") "Examples:") +
                   "\n  orvane power on --parallel 20 /Datacenter/vm/web vm-102\n"
                   "  orvane power off --yes --no-wait vm-102");
     for (const Action &action : kActions) {
@@ -126,6 +146,7 @@ void AddPower(CLI::App &program, PowerOptions &options, int &status) {
         if (action.question != nullptr)
             command->add_flag("--yes", options.isSure,
                               Text(MSGID("help.yes") "Do not ask whether it is meant"));
+        AddDryRun(*command, options.isDry);
         AddTaskOptions(*command, options.task);
         AddServiceOptions(*command, options);
         command->callback([&action, &options, &status] {

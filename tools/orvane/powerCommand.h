@@ -21,6 +21,7 @@ struct PowerOptions : ServiceOptions {
     TaskOptions task;
     int parallel = 8;
     bool isSure = false;
+    bool isDry = false;
 };
 
 void AddPower(CLI::App &program, PowerOptions &options, int &status);

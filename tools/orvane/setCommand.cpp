@@ -134,9 +134,7 @@ void AddSet(CLI::App &program, SetOptions &options, int &status) {
     set->add_option("values", options.values,
                     Text(MSGID("help.set.values") "NAME=VALUE for each property that changes"))
         ->required();
-    set->add_flag("--dry-run", options.isDry,
-                  Text(MSGID("help.dryRun") "Show the request without its secrets, and do not "
-                                            "send it"));
+    AddDryRun(*set, options.isDry);
     AddTaskOptions(*set, options.task);
     AddServiceOptions(*set, options);
     set->callback([&] { status = RunCommand([&] { return RunSet(options); }); });

@@ -155,6 +155,19 @@ TEST_F(Tasks, NarrowGermanAndPipedOutput) {
     }
 }
 
+TEST_F(Tasks, ADryRunOfPowerShowsTheRequestsAndAsksNothing) {
+    const Words words = {"power", "off", "vm-101", "machine-0002", "--dry-run"};
+    EXPECT_THAT(Run(words).out, testing::ContainsRegex("<PowerOffVM_Task (.|\n)*>vm-101<(.|\n)*"
+                                                       "<PowerOffVM_Task (.|\n)*>vm-102<"));
+    Words asJson = words;
+    asJson.insert(asJson.end(), {"--output", "json"});
+    const json all = json::parse(Run(asJson).out, nullptr, false);
+    ASSERT_EQ(2u, all.size());
+    EXPECT_EQ("machine-0002", all[1]["name"]);
+    EXPECT_THAT(all[1]["request"].get<std::string>(), HasSubstr(">vm-102<"));
+    EXPECT_EQ(0, server.NumCalls("PowerOffVM_Task"));
+}
+
 /* Foreign names do not reach the terminal as they are. */
 TEST_F(Tasks, ANameWithEscapeSequences) {
     server.SetProperty("vm-101", "name", "a\u009b31mb\u202e");
