@@ -276,6 +276,9 @@ TEST_F(SessionVerify, AStrictSessionSendsNothingInTheClearToAnotherMachine) {
     EXPECT_EQ("success", SessionTest::Disconnect());
     g_setenv("HALDEN_HTTPSPROXY", "", TRUE); /* no proxy */
     EXPECT_EQ("success", SessionTest::Connect());
+    g_setenv("HALDEN_HTTPSPROXY", service->server.Url().c_str(), TRUE);
+    EXPECT_EQ(kRefused, Call()) << "calls are checked, too";
+    g_unsetenv("HALDEN_HTTPSPROXY");
     EXPECT_EQ("success", SessionTest::Disconnect());
     g_setenv("HALDEN_HTTPSPROXY", "http://127.0.0.1:1", TRUE);
     EXPECT_EQ(kRefused, SessionTest::Connect()) << "a proxy may be anywhere";
