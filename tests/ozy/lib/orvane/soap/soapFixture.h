@@ -143,8 +143,8 @@ inline std::string Written(const char *name, const GValue *value, const char *ve
                            bool *isWritten = nullptr) {
     const GStringPtr out(g_string_new(nullptr));
     SoapPlanCache plans;
-    const bool result = OrvaneSoapWriteValue(
-        {out.get(), orvane_lookup_version(version)->mask, plans}, name, value);
+    const bool result =
+        OrvaneSoapWriteValue({out.get(), orvane_lookup_version(version)->mask, plans}, name, value);
     if (isWritten != nullptr)
         *isWritten = result;
     return out->str;
