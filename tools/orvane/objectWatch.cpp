@@ -70,7 +70,7 @@ void ObjectWatch::Check() const {
     if (!refusal.empty())
         throw Failure(Text(MSGID("watch.refused") "following the objects: %s", refusal.c_str()) +
                           AdviceText(faultName),
-                      kFailed, faultName);
+                      isBroken ? kNoConnection : kFailed, faultName);
     service.CheckReconnect();
     if (IsOver())
         throw Failure(Text(MSGID("connectionLost") "the connection to the service is lost"),
@@ -82,7 +82,8 @@ void ObjectWatch::OnCreated(SkemaQormMethodFault *fault, gpointer data) {
     if (fault == nullptr)
         return;
     self->refusal = FaultText(fault);
-    self->faultName = ClassName(fault);
+    self->isBroken = g_type_is_a(G_OBJECT_TYPE(fault), ORVANE_TYPE_FAULT_INVALID_RESPONSE);
+    self->faultName = self->isBroken ? "" : ClassName(fault);
     self->filter = 0;
 }
 

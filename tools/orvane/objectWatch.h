@@ -88,6 +88,7 @@ private:
     bool isEnded = false;
     std::string refusal; /* why there is no filter, for people */
     std::string faultName;
+    bool isBroken = false; /* the refusal is a broken transfer, not a fault of the service */
 };
 
 } // namespace orvaneCli
