@@ -122,8 +122,9 @@ build() {
     done
     for round in 1 2 3 4 5 6; do
         if ninja -C "$built" -j"$jobs" -k 0 "${targets[@]}" >"$root/build.log"; then return; fi
-        sed -nE 's#^(\.\./)*((lib|apps|ozy)/[^ :]*):([0-9]+):[0-9]*:? (fatal )?error.*#\2\t\4#p' "$root/build.log" |
+        sed -nE 's#^(.*/src/|(\.\./)*)((lib|apps|ozy)/[^ :]*):([0-9]+):[0-9]*:? (fatal )?error.*#\3\t\5#p' "$root/build.log" |
             sort -u >"$root/bad"
+        if [[ ! -s $root/bad ]]; then break; fi # it fails for another reason
         say "mutation: $(wc -l <"$root/bad") faults do not compile"
         drop "$root/bad"
         copy_tree
