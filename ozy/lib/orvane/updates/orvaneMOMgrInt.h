@@ -1,6 +1,6 @@
 /*
  * orvaneMOMgrInt.h -- the record of the manager, shared by its sources: registry (orvaneMOMgr.cpp),
- * loads (orvaneMOMgrLoad.cpp), update stream (orvaneMOMgrUpdates.cpp), changes of properties
+ * loads (orvaneMOMgrLoad.cpp), retrievals (orvaneMOMgrRetrieve.cpp), update stream (orvaneMOMgrUpdates.cpp), changes of properties
  * (orvaneMOMgrApply.cpp), filters of the application (orvaneMOMgrFilter.cpp), filters made anew
  * (orvaneMOMgrRenewal.cpp)
  *
@@ -151,9 +151,17 @@ enum class MOMgrWait {
 /* Initiates an application's listener and watches it until MOMgrForgetListener(). */
 MOMgrWait MOMgrWatchListener(OrvaneMOMgr *momgr, OrvaneListener *listener,
                              SkemaQormManagedObject *proxy);
+/* (nullable): the entry of a listener that waits. */
+MOMgrWaiter *MOMgrFindWaiter(OrvaneMOMgrPrivate *priv, gpointer listener);
 /* Whether a listener that waits has begun another operation since, which replaced the one that waits. */
 bool MOMgrServesAnother(OrvaneMOMgr *momgr, OrvaneListener *listener);
 void MOMgrForgetListener(OrvaneMOMgr *momgr, OrvaneListener *listener);
+
+/* Answers a load or a retrieval that needs no reply, or cannot get one. */
+void MOMgrAcknowledgeAtOnce(OrvaneListener *listener, gboolean success);
+
+/* Fails a call that could not be sent; to be called right after it was made. */
+void MOMgrCheckSent(OrvaneMOMgr *momgr, OrvaneListener *internal);
 
 /* Destroys a filter on the service. The outcome is ignored. */
 void MOMgrDestroyFilter(OrvaneMOMgr *momgr, const char *filterId);
@@ -188,6 +196,9 @@ void MOMgrInterrupt(OrvaneMOMgr *momgr);
 /* Applies or holds a FilterUpdate, of whatever filter. */
 void MOMgrApplyFilterUpdate(OrvaneMOMgr *momgr, GObject *filterUpdate, bool isWhole,
                             MOMgrProxies *proxies, std::vector<MOMgrFilterPtr> *updated);
+
+/* Queues the creation of the filter of a load. */
+void MOMgrQueueLoad(OrvaneMOMgrPrivate *priv, SkemaQormManagedObject *proxy, MOMgrPending *pending);
 
 /* Frees a MOMgrPending. No listener is notified. */
 void MOMgrFreePending(gpointer pending);

@@ -1,10 +1,9 @@
 // Loads: filters on the service's property collector, created a few at a time, and the listeners that
-// wait for them; and retrievals of contents, which need no filter.
+// wait for them.
 //
 // A load is in up to three places. It has an entry in pendingLoads until it is answered, a record in
 // loadQueue until its CreateFilter call is sent, and an entry in filtersByObject while its filter exists.
 #include <algorithm>
-#include <span>
 
 #include <orvane/schema/qorm.h>
 #include <orvane/specBuilders.h>
@@ -29,12 +28,6 @@ void FreeWeakRef(gpointer data) {
     auto *ref = static_cast<GWeakRef *>(data);
     g_weak_ref_clear(ref);
     g_free(ref);
-}
-
-/* Fails a call that could not be sent; to be called right after it was made. */
-void CheckSent(OrvaneMOMgr *momgr, OrvaneListener *internal) {
-    if (!OrvaneSession_HasCall(momgr->priv->session, internal))
-        orvane_listener_acknowledge(internal, FALSE, nullptr);
 }
 
 /* The proxy that a CreateFilter call was made for; NULL if it died or was replaced since. */
@@ -100,7 +93,7 @@ void CreateFilter(OrvaneMOMgr *momgr, SkemaQormManagedObject *proxy, gboolean pa
         SKEMA_QORM_CORE_PROPERTY_COLLECTOR_FILTER_SPEC(spec.get()), partialUpdates, internal);
     if (!OrvaneSession_HasCall(momgr->priv->session, internal))
         NoteFailure(momgr, proxy, nullptr, false);
-    CheckSent(momgr, internal);
+    MOMgrCheckSent(momgr, internal);
 }
 
 /* Stores the filter of a proxy. One that an abandoned load left behind is destroyed. */
@@ -112,10 +105,6 @@ void StoreFilter(OrvaneMOMgr *momgr, SkemaQormManagedObject *proxy, const char *
     GPtr<char> owner(static_cast<char *>(former));
     if (former != nullptr && strcmp(owner.get(), filterId) != 0)
         MOMgrDestroyFilter(momgr, owner.get());
-}
-
-MOMgrWaiter *FindWaiter(OrvaneMOMgrPrivate *priv, gpointer listener) {
-    return static_cast<MOMgrWaiter *>(g_hash_table_lookup(priv->loadListeners, listener));
 }
 
 /* The value of startedLoads for a load that nobody waits for. */
@@ -161,11 +150,8 @@ void StartLoad(OrvaneMOMgr *momgr) {
 /* Enters a load, still without listeners, and queues the creation of its filter. */
 MOMgrPending *AddPending(OrvaneMOMgr *momgr, SkemaQormManagedObject *proxy) {
     OrvaneMOMgrPrivate *priv = momgr->priv;
-    MOMgrLoad *load = g_new(MOMgrLoad, 1);
-    *load = {proxy, static_cast<gboolean>(proxy->partialUpdates)};
-    g_queue_push_head(priv->loadQueue, load);
     MOMgrPending *pending = g_new0(MOMgrPending, 1);
-    pending->record = priv->loadQueue->head;
+    MOMgrQueueLoad(priv, proxy, pending);
     g_hash_table_insert(priv->pendingLoads, proxy, pending);
     g_object_weak_ref(G_OBJECT(proxy), orvane_momgr_load_object_weak_notify, momgr);
     return pending;
@@ -182,7 +168,7 @@ void Unqueue(OrvaneMOMgrPrivate *priv, MOMgrPending *pending) {
 
 /* Removes a listener from those that are to be answered. Returns the proxy that it waited for. */
 SkemaQormManagedObject *RemoveActive(OrvaneMOMgrPrivate *priv, gpointer listener) {
-    const MOMgrWaiter *waiter = FindWaiter(priv, listener);
+    const MOMgrWaiter *waiter = MOMgrFindWaiter(priv, listener);
     SkemaQormManagedObject *proxy = waiter->proxy;
     g_queue_delete_link(priv->activeListeners, waiter->active);
     g_hash_table_remove(priv->loadListeners, listener);
@@ -204,18 +190,6 @@ gboolean Adopt(OrvaneMOMgr *momgr, SkemaQormManagedObject *proxy) {
     return TRUE;
 }
 
-/* Answers a load or a retrieval that needs no reply, or cannot get one. */
-void AcknowledgeAtOnce(OrvaneListener *listener, gboolean success) {
-    if (listener == nullptr)
-        return;
-    ObjectWatch<OrvaneListener> watch(listener);
-    OrvaneListener_BeginOperation(listener, nullptr);
-    OrvaneListener_MarkOperation(listener, ORVANE_OUTCOME_NOT_SENT); /* of a failure */
-    orvane_listener_initiate(listener);
-    if (watch)
-        orvane_listener_acknowledge(listener, success, nullptr);
-}
-
 /* Sets every property to the default of its type. */
 void ClearProperties(SkemaQormManagedObject *proxy) {
     guint count;
@@ -226,78 +200,6 @@ void ClearProperties(SkemaQormManagedObject *proxy) {
         ScopedValue empty(pspecs[i]->value_type);
         g_object_set_property(G_OBJECT(proxy), pspecs[i]->name, &empty.value);
     }
-}
-
-/* (nullable): the application's listener of a retrieval, if it still waits. */
-OrvaneListener *RetrievalListener(OrvaneMOMgr *momgr, OrvaneListener *internal) {
-    auto *listener = static_cast<OrvaneListener *>(
-        g_object_get_qdata(G_OBJECT(internal), orvane_quark_listener()));
-    const MOMgrWaiter *waiter = listener != nullptr ? FindWaiter(momgr->priv, listener) : nullptr;
-    /* it may wait for something else by now */
-    const bool waits = waiter != nullptr && waiter->internal == internal;
-    return waits && !MOMgrServesAnother(momgr, listener) ? listener : nullptr;
-}
-
-/* The operation ends now, but the application's listener is answered only when the connection ends, unless the manager
- * is strict. */
-void FailRetrieval(OrvaneMOMgr *momgr, OrvaneListener *internal) {
-    OrvaneListener *listener = RetrievalListener(momgr, internal);
-    if (listener == nullptr)
-        return;
-    FindWaiter(momgr->priv, listener)->internal = nullptr;
-    if (!momgr->priv->hasStrictLoads) {
-        OrvaneListener_EndWithFault(listener, orvane_listener_get_fault(internal), internal);
-        return;
-    }
-    MOMgrForgetListener(momgr, listener);
-    OrvaneListener_CopyReply(listener, internal);
-    ScopedValue fault;
-    MOMgrTakeFault(internal, &fault.value);
-    orvane_listener_acknowledge(listener, FALSE, &fault.value);
-}
-
-/* Writes the values that were read of one object into its proxy. Returns the proxy, or NULL. */
-ObjectPtr<GObject> ApplyContent(OrvaneMOMgr *momgr, GObject *content, MOMgrProxies *inArrays) {
-    GObject *object = nullptr;
-    g_object_get(content, "obj", &object, nullptr);
-    ObjectPtr<GObject> proxy(object);
-    const MOMgrReplyArray propSet(content, "propSet");
-    if (proxy == nullptr)
-        return proxy;
-
-    for (const GValue &element : propSet.Elements()) {
-        GObject *property = MOMgrGetObject(&element, skema_qorm_dynamic_property_get_type());
-        if (property == nullptr || MOMgrSession(momgr) == nullptr)
-            continue;
-        char *name = nullptr;
-        g_object_get(property, "name", &name, nullptr);
-        GPtr<char> owner(name);
-        const MOMgrReplyAny value(property);
-        inArrays->Note(value.Get());
-        if (name != nullptr)
-            orvane_momgr_update_property(momgr, proxy.get(), name, value.Get(),
-                                         SKEMA_QORM_CORE_PROPERTY_COLLECTOR_CHANGE_ASSIGN);
-    }
-    return proxy;
-}
-
-/* Applies all contents. Returns their proxies. */
-ValueArrayPtr ApplyContents(OrvaneMOMgr *momgr, const GValueArray *contents,
-                            MOMgrProxies *inArrays) {
-    ValueArrayPtr proxies(g_value_array_new(contents->n_values));
-    const GType contentType = skema_qorm_core_property_collector_object_content_get_type();
-    for (const GValue &element : std::span(contents->values, contents->n_values)) {
-        GObject *content = MOMgrGetObject(&element, contentType);
-        if (content == nullptr)
-            continue;
-        const auto proxy = ApplyContent(momgr, content, inArrays);
-        if (proxy == nullptr)
-            continue;
-        ScopedValue value(G_OBJECT_TYPE(proxy.get()));
-        g_value_set_object(&value.value, proxy.get());
-        g_value_array_append(proxies.get(), &value.value);
-    }
-    return proxies;
 }
 
 /* Whether the load of a proxy was stopped while its filter was made, and nobody has loaded it since. */
@@ -325,7 +227,7 @@ void StopLoad(OrvaneMOMgr *momgr, SkemaQormManagedObject *proxy) {
 /* Removes a listener from what it waited for, since it serves another operation now. A load continues without it. */
 void ReplaceWaiter(OrvaneMOMgr *momgr, OrvaneListener *listener) {
     OrvaneMOMgrPrivate *priv = momgr->priv;
-    MOMgrPending *pending = FindPending(priv, FindWaiter(priv, listener)->proxy);
+    MOMgrPending *pending = FindPending(priv, MOMgrFindWaiter(priv, listener)->proxy);
     GList *place = pending != nullptr ? g_queue_find(&pending->waiting, listener) : nullptr;
     for (GList *at = priv->answering->head; at != nullptr && place == nullptr; at = at->next)
         place = g_queue_find(&static_cast<MOMgrPending *>(at->data)->waiting, listener);
@@ -338,7 +240,7 @@ void ReplaceWaiter(OrvaneMOMgr *momgr, OrvaneListener *listener) {
 void StopWaiting(OrvaneListener *listener, gpointer data) {
     OrvaneMOMgr *momgr = Cast(data);
     const auto holdManager = MOMgrHold(momgr);
-    const MOMgrWaiter *waiter = FindWaiter(momgr->priv, listener);
+    const MOMgrWaiter *waiter = MOMgrFindWaiter(momgr->priv, listener);
     if (waiter == nullptr)
         return;
     SkemaQormManagedObject *proxy = waiter->proxy;
@@ -353,6 +255,26 @@ void StopWaiting(OrvaneListener *listener, gpointer data) {
 
 } // namespace
 
+MOMgrWaiter *MOMgrFindWaiter(OrvaneMOMgrPrivate *priv, gpointer listener) {
+    return static_cast<MOMgrWaiter *>(g_hash_table_lookup(priv->loadListeners, listener));
+}
+
+void MOMgrAcknowledgeAtOnce(OrvaneListener *listener, gboolean success) {
+    if (listener == nullptr)
+        return;
+    ObjectWatch<OrvaneListener> watch(listener);
+    OrvaneListener_BeginOperation(listener, nullptr);
+    OrvaneListener_MarkOperation(listener, ORVANE_OUTCOME_NOT_SENT); /* of a failure */
+    orvane_listener_initiate(listener);
+    if (watch)
+        orvane_listener_acknowledge(listener, success, nullptr);
+}
+
+void MOMgrCheckSent(OrvaneMOMgr *momgr, OrvaneListener *internal) {
+    if (!OrvaneSession_HasCall(momgr->priv->session, internal))
+        orvane_listener_acknowledge(internal, FALSE, nullptr);
+}
+
 OrvaneListener *MOMgrNewListener(OrvaneMOMgr *momgr, OrvaneListenerCallback callback) {
     OrvaneListener *internal = OrvaneListener_NewInternal(callback, momgr);
     g_object_set_data_full(G_OBJECT(internal), "orvane_momgr", g_object_ref(momgr), g_object_unref);
@@ -362,6 +284,14 @@ OrvaneListener *MOMgrNewListener(OrvaneMOMgr *momgr, OrvaneListenerCallback call
 void MOMgrTakeFault(OrvaneListener *internal, GValue *value) {
     g_value_init(value, skema_qorm_method_fault_get_type());
     g_value_take_object(value, orvane_listener_get_fault(internal));
+}
+
+void MOMgrQueueLoad(OrvaneMOMgrPrivate *priv, SkemaQormManagedObject *proxy,
+                    MOMgrPending *pending) {
+    MOMgrLoad *load = g_new(MOMgrLoad, 1);
+    *load = {proxy, static_cast<gboolean>(proxy->partialUpdates)};
+    g_queue_push_head(priv->loadQueue, load);
+    pending->record = priv->loadQueue->head;
 }
 
 void MOMgrFreePending(gpointer data) {
@@ -393,7 +323,7 @@ MOMgrWait MOMgrWatchListener(OrvaneMOMgr *momgr, OrvaneListener *listener,
     orvane_listener_initiate(listener);
     const bool isGivenUp = watch && OrvaneListener_IsGivenUp(listener, serial);
     const bool waits = g_hash_table_contains(priv->loadListeners, listener);
-    if (isGivenUp && waits && FindWaiter(priv, listener)->operation == serial)
+    if (isGivenUp && waits && MOMgrFindWaiter(priv, listener)->operation == serial)
         MOMgrForgetListener(momgr, listener);
     if (isGivenUp)
         return MOMgrWait::GivenUp;
@@ -401,7 +331,7 @@ MOMgrWait MOMgrWatchListener(OrvaneMOMgr *momgr, OrvaneListener *listener,
 }
 
 bool MOMgrServesAnother(OrvaneMOMgr *momgr, OrvaneListener *listener) {
-    const MOMgrWaiter *waiter = FindWaiter(momgr->priv, listener);
+    const MOMgrWaiter *waiter = MOMgrFindWaiter(momgr->priv, listener);
     return OrvaneListener_ServesAnother(listener, waiter->operation);
 }
 
@@ -429,12 +359,12 @@ void orvane_momgr_load_object(OrvaneMOMgr *momgr, gboolean partialUpdates,
 
     OrvaneMOMgrPrivate *priv = momgr->priv;
     if (priv->isClosed || !Adopt(momgr, proxy)) {
-        AcknowledgeAtOnce(listener, FALSE);
+        MOMgrAcknowledgeAtOnce(listener, FALSE);
         return;
     }
     if (proxy->loadCount != 0) {
         proxy->loadCount++;
-        AcknowledgeAtOnce(listener, TRUE);
+        MOMgrAcknowledgeAtOnce(listener, TRUE);
         return;
     }
 
@@ -608,7 +538,7 @@ void orvane_momgr_load_object_weak_notify(gpointer data, GObject *proxy) {
         auto *listener = static_cast<OrvaneListener *>(g_queue_pop_head(&pending->waiting));
         if (listener == nullptr)
             continue;
-        const guint serial = FindWaiter(priv, listener)->operation;
+        const guint serial = MOMgrFindWaiter(priv, listener)->operation;
         MOMgrForgetListener(momgr, listener);
         OrvaneListener_EndOperationOf(listener, serial, ORVANE_OUTCOME_OBJECT_GONE);
         /* The operation ends without a signal, so it releases its internal listener. */
@@ -634,73 +564,4 @@ void orvane_momgr_load_listener_weak_notify(gpointer data, GObject *listener) {
     g_object_weak_unref(G_OBJECT(proxy), orvane_momgr_load_object_weak_notify, momgr);
     Unqueue(priv, pending);
     g_hash_table_remove(priv->pendingLoads, proxy);
-}
-
-void orvane_session_retrieve_contents(OrvaneSession *session, GValueArray *filterSpecSet,
-                                      OrvaneListener *listener) {
-    g_return_if_fail(ORVANE_IS_SESSION(session));
-    g_return_if_fail(filterSpecSet);
-    g_return_if_fail(listener == nullptr || ORVANE_IS_LISTENER(listener));
-    if (orvane_session_get_state(session) != ORVANE_SESSION_CONNECTED) {
-        AcknowledgeAtOnce(listener, FALSE);
-        return;
-    }
-    OrvaneMOMgr *moMgr = orvane_session_get_momgr(session);
-    g_return_if_fail(moMgr);
-    orvane_momgr_retrieve_contents(moMgr, filterSpecSet, listener);
-}
-
-void orvane_momgr_retrieve_contents(OrvaneMOMgr *momgr, GValueArray *filterSpecSet,
-                                    OrvaneListener *listener) {
-    g_return_if_fail(momgr);
-    const auto holdManager = MOMgrHold(momgr);
-    if (MOMgrSession(momgr) == nullptr || momgr->priv->collector == nullptr) {
-        AcknowledgeAtOnce(listener, FALSE);
-        return;
-    }
-
-    const MOMgrWait wait =
-        listener != nullptr ? MOMgrWatchListener(momgr, listener, nullptr) : MOMgrWait::Ignored;
-    if (wait == MOMgrWait::GivenUp)
-        return;
-    OrvaneListener *internal = MOMgrNewListener(momgr, orvane_momgr_retrieve_contents_cb);
-    if (wait == MOMgrWait::Waits) {
-        orvane_bind_listener(G_OBJECT(internal), listener);
-        FindWaiter(momgr->priv, listener)->internal = internal;
-        orvane_listener_set_time_limit(internal, OrvaneListener_TimeLimit(listener, 0));
-    }
-    skema_qorm_core_property_collector_retrieve_contents(
-        SKEMA_QORM_CORE_PROPERTY_COLLECTOR(momgr->priv->collector), filterSpecSet, internal);
-    OrvaneListener *waiting = RetrievalListener(momgr, internal);
-    if (waiting != nullptr && !OrvaneSession_HasCall(momgr->priv->session, internal))
-        OrvaneListener_MarkOperation(waiting, ORVANE_OUTCOME_NOT_SENT);
-    CheckSent(momgr, internal);
-}
-
-void orvane_momgr_retrieve_contents_cb(OrvaneListener *internal, gpointer data) {
-    OrvaneMOMgr *momgr = Cast(data);
-    const auto holdManager = MOMgrHold(momgr);
-    MOMgrProxies inArrays; /* released after the reply */
-    const UpdateIndexScope scope;
-    const ObjectPtr<OrvaneListener> release(internal);
-    if (orvane_listener_get_state(internal) != ORVANE_LISTENER_SUCCEEDED) {
-        FailRetrieval(momgr, internal);
-        return;
-    }
-
-    ScopedValue result;
-    orvane_listener_get_result(internal, &result.value);
-    const GValueArray *contents = nullptr;
-    if (G_IS_VALUE(&result.value) && G_VALUE_HOLDS(&result.value, G_TYPE_VALUE_ARRAY))
-        contents = static_cast<GValueArray *>(g_value_get_boxed(&result.value));
-    ScopedValue proxies(G_TYPE_VALUE_ARRAY);
-    if (contents != nullptr)
-        g_value_take_boxed(&proxies.value, ApplyContents(momgr, contents, &inArrays).release());
-
-    OrvaneListener *listener = RetrievalListener(momgr, internal);
-    if (listener == nullptr)
-        return;
-    MOMgrForgetListener(momgr, listener);
-    orvane_listener_set_return_type(listener, skema_qorm_managed_object_get_type(), TRUE);
-    orvane_listener_acknowledge(listener, TRUE, &proxies.value);
 }

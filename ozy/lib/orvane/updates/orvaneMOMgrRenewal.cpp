@@ -70,13 +70,8 @@ void QueueStarted(OrvaneMOMgrPrivate *priv) {
     g_hash_table_iter_init(&iter, priv->pendingLoads);
     while (g_hash_table_iter_next(&iter, &key, &value)) {
         auto *pending = static_cast<MOMgrPending *>(value);
-        if (pending->record != nullptr)
-            continue;
-        auto *proxy = static_cast<SkemaQormManagedObject *>(key);
-        MOMgrLoad *load = g_new(MOMgrLoad, 1);
-        *load = {proxy, static_cast<gboolean>(proxy->partialUpdates)};
-        g_queue_push_head(priv->loadQueue, load);
-        pending->record = priv->loadQueue->head;
+        if (pending->record == nullptr)
+            MOMgrQueueLoad(priv, static_cast<SkemaQormManagedObject *>(key), pending);
     }
 }
 
