@@ -8,6 +8,7 @@
 #include <orvane/schema/qorm.h>
 
 #include "ozy/lib/orvane/runtime/orvaneRuntime.h"
+#include "ozy/lib/orvane/session/orvaneSessionCalls.h"
 #include "ozy/lib/orvane/session/orvaneSessionInt.h"
 
 namespace {

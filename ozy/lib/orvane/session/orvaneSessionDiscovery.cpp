@@ -9,6 +9,7 @@
  */
 #include "lib/misc/log.h"
 #include "ozy/lib/orvane/runtime/orvaneRuntime.h"
+#include "ozy/lib/orvane/session/orvaneSessionCalls.h"
 #include "ozy/lib/orvane/session/orvaneSessionInt.h"
 #include "ozy/lib/orvane/session/orvaneSessionVerify.h"
 #include "ozy/lib/orvane/session/orvaneSessionVersion.h"

@@ -12,8 +12,11 @@
  *   orvaneSessionVerify.cpp      decisions on certificates
  *   orvaneSessionDisconnect.cpp  disconnect
  *   orvaneSessionInvoke.cpp      calls and replies
+ *   orvaneSessionCalls.cpp       the records of calls in flight
+ *   orvaneSessionRepeat.cpp      calls that are sent again after another login
  *   orvaneSessionRelogin.cpp     another login when the service has ended the one of the connection
  *   orvaneSessionReconnect.cpp   another connection when the session was interrupted
+ *   orvaneSessionBackOff.cpp     the time between tries of both
  *   orvaneSessionWire.cpp        records of requests and replies; wireFile.cpp is the file of them
  *   orvaneSessionLocal.cpp       services and ticket files of this machine
  *   orvaneSessionSspi.cpp        single sign-on
@@ -22,7 +25,6 @@
 
 #include "apps/lib/basicHttp/basicHttp.h"
 #include "lib/misc/glibPtr.h"
-#include "lib/misc/secret.h"
 #include "ozy/lib/orvane/listener/objectWatch.h"
 #include "ozy/lib/orvane/listener/orvaneListenerInt.h"
 #include "ozy/lib/orvane/runtime/roomsAbove.h"
@@ -57,58 +59,18 @@ OrvaneCnxParams *orvane_session_create_cnxparams(gint kind, ...);
 /* Wipes and frees; NULL is accepted. */
 void orvane_session_destroy_cnxparams(OrvaneCnxParams *params);
 
-/* -- requests in flight ------------------------------------------------------------------------- */
+/* -- requests ------------------------------------------------------------------------------------ */
 
-/* What a call that was refused for want of a login has until it is sent again. */
-struct OrvaneRefusal {
-    SecretBlock body;                      /* of the request */
-    ObjectPtr<SkemaQormMethodFault> fault; /* with which it was refused */
-};
+struct OrvaneCall; /* orvaneSessionCalls.h */
 
-/*
- * One HTTP request of a session, from its sending to its reply or the clean-up. The session's list owns it.
- * The weak reference on a listener has this record as its data, not the request, since the record knows
- * whether the request still exists.
- */
-struct OrvaneCall {
-    OrvaneCall *next;
-    OrvaneCall **link; /* the pointer to this record in the list that it is in */
-    OrvaneSession *session;
-    BasicHttpRequest *request; /* NULL while the call waits for a login */
-    guint generation; /* of the transport that sent it; the request exists in that one only */
-    OrvaneListener *listener; /* weak; NULL without one, or once no reply is expected */
-    OrvaneCall *nextOfListener;
-    guint operation;   /* of the listener that the call is */
-    GObject *context;  /* owned; the context of a discovery request, otherwise NULL */
-    bool ownsListener; /* the session releases it if the call ends without a signal */
-    bool isCanceled;   /* its reply is dropped, also if the listener has another call by then */
-    guint login;       /* number of the login with which it was sent */
-    bool isRepeated;   /* it was refused once, and was sent again */
-    std::unique_ptr<OrvaneRefusal> refusal; /* NULL unless it waits for a login */
-    std::unique_ptr<OrvaneWireCall> wire;   /* NULL if the request was not recorded */
-};
-/* (transfer none) (nullable): the session of a request in flight. */
-OrvaneSession *OrvaneSessionOfRequest(const BasicHttpRequest *request);
-/* (transfer full) (nullable): the call of a request, which is taken from its session. */
-OrvaneCall *OrvaneSessionTakeCall(BasicHttpRequest *request);
 /* Adds a discovery request to the session. Takes over the context. May call the application's wire function. */
 void OrvaneSessionAddDiscovery(OrvaneSession *session, BasicHttpRequest *request, GObject *context);
-/* Frees all requests, and the internal listeners of their calls. */
-void OrvaneSessionFreeCalls(OrvaneSession *session);
 void OrvaneSessionFreeCallHeaders(OrvaneSessionPrivate *priv);
-/* Sends the calls again that were refused and wait for a login, unless the application disconnects. May call the
- * application's wire function. */
-void OrvaneSessionRepeatCalls(OrvaneSession *session);
-/* Fails them with the faults with which they were refused. Runs the application's code. */
-void OrvaneSessionFailRefusedCalls(OrvaneSession *session);
-/* Adds the requests in flight to the session's bandwidth group. */
-void OrvaneSessionLimitCalls(OrvaneSession *session);
 /* The longest time that a request of the library itself may take: that of the session, or that of the listener which it
  * serves; 0 if the session has none. */
 guint OrvaneSessionLongerLimit(guint total, const OrvaneListener *listener);
 /* Sets what all requests of a session have in common: connection, proxy, user agent. */
 void OrvaneSessionSetUpRequest(const OrvaneSession *session, BasicHttpRequest *request);
-void OrvaneSessionUnlinkAllListeners(OrvaneSession *session);
 
 /* -- the record ---------------------------------------------------------------------------------- */
 

@@ -8,7 +8,7 @@
  *                        -> freed by the clean-up     (no signal)
  *
  * While linked, the listener is a key of the session's table, and its object data "session" is the session.
- * Once it is unlinked, that data is Unlinked(). The reference that came with the listener is released by the
+ * Once it is unlinked, that data is OrvaneCall_Unlinked(). The reference that came with the listener is released by the
  * handler of its final signal, or here if there will be no signal.
  */
 #include <algorithm>
@@ -24,7 +24,7 @@
 
 #include "lib/misc/log.h"
 #include "ozy/lib/orvane/runtime/orvaneRuntime.h"
-#include "ozy/lib/orvane/session/orvaneSessionInt.h"
+#include "ozy/lib/orvane/session/orvaneSessionCalls.h"
 #include "ozy/lib/orvane/session/orvaneSessionVerify.h"
 #include "ozy/lib/orvane/session/sessionOwners.h"
 #include "ozy/lib/orvane/soap/orvaneFault.h"
@@ -33,167 +33,18 @@
 
 namespace {
 
-constexpr const char *kSessionKey = "session";
 constexpr const char *kOnSent = "BasicHttpOnSent";
 /* Methods of the update stream begin so. */
 constexpr const char *kWaitPrefix = "WaitForUpdates";
 /* The one that the service answers after some time in any case. */
 constexpr const char *kLimitedWait = "WaitForUpdatesEx";
 
-/* The requests in flight of all sessions, with their calls; NULL while there are none. */
-constinit GHashTable *gCallsByRequest = nullptr;
-
 void BasicHttpOnSent(BasicHttpRequest *request, BasicHttpResponse *response, gpointer clientData);
-
-/* Object data "session" of an unlinked listener. */
-gpointer Unlinked() {
-    return GINT_TO_POINTER(1); /* ORVANE_SESSION_DATA_UNLINK_VALUE */
-}
 
 /* Methods that only read: one that the service may have received already is sent again all the same. */
 constexpr auto kRepeatableMethods =
     std::to_array<std::string_view>({"RetrieveProperties", "RetrievePropertiesEx", "WaitForUpdates",
                                      "WaitForUpdatesEx", "CurrentTime", "RetrieveServiceContent"});
-
-/* -- the list of calls ---------------------------------------------------------------------------- */
-
-bool HasRequest(const OrvaneCall *call) {
-    return call->request != nullptr && call->generation == BasicHttp_GetGeneration();
-}
-
-/* Puts the record at the head of a list. */
-void PutFirst(OrvaneCall **list, OrvaneCall *call) {
-    call->next = *list;
-    call->link = list;
-    if (call->next != nullptr)
-        call->next->link = &call->next;
-    *list = call;
-}
-
-/* Takes the record from the list that it is in. */
-void Unlist(OrvaneCall *call) {
-    *call->link = call->next;
-    if (call->next != nullptr)
-        call->next->link = call->link;
-}
-
-OrvaneCall *FindCall(const BasicHttpRequest *request) {
-    auto *call = gCallsByRequest != nullptr
-                     ? static_cast<OrvaneCall *>(g_hash_table_lookup(gCallsByRequest, request))
-                     : nullptr;
-    return call != nullptr && HasRequest(call) ? call : nullptr;
-}
-
-/* After a shutdown of the transport another request may have the address, and the entry, of this one. */
-void LeaveIndex(const OrvaneCall *call) {
-    if (gCallsByRequest == nullptr || g_hash_table_lookup(gCallsByRequest, call->request) != call)
-        return;
-    g_hash_table_remove(gCallsByRequest, call->request);
-    if (g_hash_table_size(gCallsByRequest) == 0)
-        g_clear_pointer(&gCallsByRequest, g_hash_table_unref);
-}
-
-/* Takes the call from its session. */
-void TakeCall(OrvaneCall *call) {
-    LeaveIndex(call);
-    Unlist(call);
-}
-
-/* Ends a call that expects no reply. Its request is freed with the next call, since this may run anywhere. */
-void SetDone(OrvaneCall *call) {
-    TakeCall(call);
-    PutFirst(&call->session->priv->doneCalls, call);
-}
-
-/* The listener's death cancels its call. */
-void OnListenerGone(gpointer data, GObject *listener) {
-    auto *call = static_cast<OrvaneCall *>(data);
-    call->listener = nullptr;
-    g_hash_table_remove(call->session->priv->listeners, listener);
-    SetDone(call);
-    if (HasRequest(call))
-        BasicHttp_CancelRequest(call->request);
-}
-
-OrvaneCall *CallsOf(OrvaneListener *listener) {
-    return static_cast<OrvaneCall *>(listener->priv->calls);
-}
-
-/* Removes the call from its listener. */
-void ForgetListener(OrvaneCall *call) {
-    OrvaneListener *listener = std::exchange(call->listener, nullptr);
-    if (listener == nullptr)
-        return;
-    g_object_weak_unref(G_OBJECT(listener), OnListenerGone, call);
-    if (CallsOf(listener) == call) {
-        listener->priv->calls = call->nextOfListener;
-        return;
-    }
-    OrvaneCall *before = CallsOf(listener);
-    while (before->nextOfListener != call)
-        before = before->nextOfListener;
-    before->nextOfListener = call->nextOfListener;
-}
-
-/* A listener may have a later call in another session, which continues. */
-void UnlinkFrom(OrvaneSession *session, OrvaneListener *listener) {
-    if (g_object_get_data(G_OBJECT(listener), kSessionKey) == session)
-        orvane_session_unlink_listener(listener);
-    else
-        g_hash_table_remove(session->priv->listeners, listener);
-}
-
-bool HasCalls(OrvaneListener *listener, const OrvaneSession *session) {
-    for (const OrvaneCall *call = CallsOf(listener); call != nullptr; call = call->nextOfListener) {
-        if (call->session == session)
-            return true;
-    }
-    return false;
-}
-
-/* Frees the record, and the request unless a shutdown of the transport did. */
-void FreeCall(OrvaneCall *call) {
-    OrvaneListener *owned = call->ownsListener ? call->listener : nullptr;
-    if (call->listener != nullptr)
-        UnlinkFrom(call->session, call->listener);
-    ForgetListener(call);
-    if (HasRequest(call))
-        BasicHttp_FreeRequest(call->request);
-    if (call->context != nullptr) {
-        orvane_unbind_listener(call->context);
-        g_object_unref(call->context);
-    }
-    delete call;
-    if (owned != nullptr)
-        g_object_unref(owned);
-}
-
-/* Gives a call its request, and adds it to those in flight. */
-void PutInFlight(OrvaneCall *call, BasicHttpRequest *request) {
-    OrvaneSessionPrivate *priv = call->session->priv;
-    call->request = request;
-    call->generation = BasicHttp_GetGeneration();
-    call->login = priv->relogin.number;
-    PutFirst(&priv->calls, call);
-    if (gCallsByRequest == nullptr)
-        gCallsByRequest = g_hash_table_new(nullptr, nullptr);
-    g_hash_table_insert(gCallsByRequest, request, call);
-}
-
-OrvaneCall *AddCall(OrvaneSession *session, BasicHttpRequest *request) {
-    auto *call = new OrvaneCall();
-    call->session = session;
-    PutInFlight(call, request);
-    return call;
-}
-
-/* Frees the calls that are over, so that a long session does not accumulate them. */
-void FreeDoneCalls(OrvaneSessionPrivate *priv) {
-    while (OrvaneCall *call = priv->doneCalls) {
-        Unlist(call);
-        FreeCall(call);
-    }
-}
 
 /* -- sending -------------------------------------------------------------------------------------- */
 
@@ -226,11 +77,6 @@ BasicHttpHeaders *CallHeaders(OrvaneSessionPrivate *priv) {
     return priv->callHeaders;
 }
 
-/* Whether a call is the long one of the update stream. */
-bool IsWait(const char *methodName) {
-    return strncmp(methodName, kWaitPrefix, strlen(kWaitPrefix)) == 0;
-}
-
 /* A session that connects again notices a service that sends nothing to the update stream, if that call has a limit at the
  * service. A large reply may take longer. */
 void SetWaitLimit(const OrvaneSessionPrivate *priv, BasicHttpRequest *request,
@@ -246,7 +92,7 @@ void SetWaitLimit(const OrvaneSessionPrivate *priv, BasicHttpRequest *request,
 void SetLimits(const OrvaneSessionPrivate *priv, BasicHttpRequest *request, const char *methodName,
                OrvaneListener *listener) {
     const OrvaneTimeLimits &limits = priv->timeLimits;
-    if (IsWait(methodName)) {
+    if (OrvaneSessionIsWait(methodName)) {
         SetWaitLimit(priv, request, methodName, listener);
         return;
     }
@@ -283,18 +129,6 @@ RequestPtr NewRequest(OrvaneSession *session, GObject *object, const char *metho
     gsize length = 0;
     char *body = OrvaneSoap_Serialize(session, typeName, id, methodName, arguments, count, &length);
     return body != nullptr ? NewPost(session, body, length, methodName, listener) : nullptr;
-}
-
-void Link(OrvaneCall *call, OrvaneListener *listener, guint serial, const char *methodName) {
-    OrvaneSession *session = call->session;
-    g_hash_table_replace(session->priv->listeners, listener, g_strdup(methodName));
-    g_object_set_data(G_OBJECT(listener), kSessionKey, session);
-    call->listener = listener;
-    call->ownsListener = OrvaneListener_IsInternal(listener);
-    call->nextOfListener = CallsOf(listener);
-    call->operation = serial;
-    listener->priv->calls = call;
-    g_object_weak_ref(G_OBJECT(listener), OnListenerGone, call);
 }
 
 void StopCallOperation(OrvaneListener *listener, gpointer session) {
@@ -406,125 +240,22 @@ char *StealMethodName(OrvaneSession *session, OrvaneListener *listener) {
     return static_cast<char *>(name);
 }
 
-/* -- calls that wait for a login ------------------------------------------------------------------- */
-
-bool IsNotAuthenticated(const GValue *value) {
-    return G_IS_VALUE(value) && G_VALUE_HOLDS_OBJECT(value) &&
-           G_TYPE_CHECK_INSTANCE_TYPE(g_value_get_object(value),
-                                      SKEMA_TYPE_OZY_FAULT_NOT_AUTHENTICATED);
-}
-
-/* Keeps a call that was refused, until the session has logged in again. FALSE if it is to fail instead. The manager
- * handles the refusal of its long call itself. May call the application's wire function. */
-bool KeepRefused(OrvaneSession *session, std::unique_ptr<OrvaneCall> &call,
-                 OrvaneListener *listener, const char *methodName, const GValue *fault) {
-    OrvaneSessionPrivate *priv = session->priv;
-    if (call->isRepeated || (OrvaneListener_IsInternal(listener) && IsWait(methodName)) ||
-        OrvaneSessionRelogin_IsPart(session, listener))
-        return false;
-    gsize length = 0;
-    const char *body = BasicHttp_GetBodyText(call->request, &length);
-    const bool isStale = call->login != priv->relogin.number && /* there was a login since */
-                         priv->relogin.state == OrvaneReloginState::Idle;
-    if (body == nullptr || (!isStale && !OrvaneSession_RenewLogin(session)))
-        return false;
-    auto *object = static_cast<SkemaQormMethodFault *>(g_value_dup_object(fault));
-    call->refusal.reset(new OrvaneRefusal{SecretBlock::Copy(body, length),
-                                          ObjectPtr<SkemaQormMethodFault>(object)});
-    call->request = nullptr;
-    PutFirst(&priv->refusedCalls, call.get());
-    const guint serial = call->operation;
-    Link(call.release(), listener, serial, methodName);
-    if (isStale)
-        OrvaneSessionRepeatCalls(session);
-    return true;
-}
-
-/* Ends a call that waited, if its listener expects no signal. */
-bool DropRefused(OrvaneCall *call) {
-    OrvaneListener *listener = call->listener;
-    const bool isCanceled = call->isCanceled;
-    const bool isFormer = !isCanceled && OrvaneListener_ServesAnother(listener, call->operation);
-    if (!isCanceled && !isFormer &&
-        g_object_get_data(G_OBJECT(listener), kSessionKey) == call->session)
-        return false;
-    ForgetListener(call);
-    TakeCall(call);
-    if (isFormer && !HasCalls(listener, call->session))
-        g_hash_table_remove(call->session->priv->listeners, listener);
-    delete call;
-    if (isCanceled || (!isFormer && !OrvaneListener_HasCompleted(listener)))
-        g_object_unref(listener);
-    return true;
-}
-
-void FailRefused(OrvaneCall *call) {
-    if (DropRefused(call))
-        return;
-    OrvaneListener *listener = call->listener;
-    OrvaneSession *session = call->session;
-    ScopedValue fault(SKEMA_TYPE_QORM_METHOD_FAULT);
-    g_value_take_object(&fault.value, call->refusal->fault.release());
-    const guint serial = call->operation;
-    ForgetListener(call);
-    TakeCall(call);
-    delete call;
-    g_hash_table_remove(session->priv->listeners, listener);
-    OrvaneListener_AcknowledgeReply(listener, serial, FALSE, &fault.value);
-}
-
-void Repeat(OrvaneCall *call) {
-    OrvaneSession *session = call->session;
-    if (DropRefused(call))
-        return;
-    OrvaneListener *listener = call->listener;
-    const GPtr<char> methodName(g_strdup(
-        static_cast<const char *>(g_hash_table_lookup(session->priv->listeners, listener))));
-    gsize length = 0;
-    auto *body = reinterpret_cast<char *>(call->refusal->body.release(&length));
-    RequestPtr request = NewPost(session, body, length, methodName.get(), listener);
-    if (!request) {
-        FailRefused(call);
-        return;
-    }
-    Unlist(call);
-    PutInFlight(call, request.get());
-    call->isRepeated = true;
-    if (!BasicHttp_SendRequest(request.get(), BasicHttpOnSent, listener)) {
-        LeaveIndex(call);
-        call->request = nullptr;
-        request.reset(); /* the application's handlers may shut the transport down */
-        FailRefused(call);
-        return;
-    }
-    call->refusal.reset();
-    call->wire = OrvaneSessionWire_Repeat(session, request.release(), call->wire.get());
-}
-
-/* Moves the calls that wait to the list of those to be worked on. */
-void BeginRepeating(OrvaneSessionPrivate *priv) {
-    while (OrvaneCall *call = priv->refusedCalls) {
-        Unlist(call);
-        PutFirst(&priv->repeatedCalls, call);
-    }
-}
-
 /* The reply to a call that had a listener. */
 void OnListenerReply(OrvaneCall *call, OrvaneListener *listener, RequestPtr request,
                      ResponsePtr response) {
-    gpointer data = g_object_get_data(G_OBJECT(listener), kSessionKey);
+    gpointer data = OrvaneCall_GetLink(listener);
     const bool isCanceled = call != nullptr && call->isCanceled;
     const guint serial =
         call != nullptr ? call->operation : OrvaneListener_GetOperationSerial(listener);
     const bool isFormer = !isCanceled && OrvaneListener_ServesAnother(listener, serial);
     if (call != nullptr)
-        ForgetListener(call);
-    if (data == nullptr || data == Unlinked() || isCanceled || isFormer) {
+        OrvaneCall_ForgetListener(call);
+    if (data == nullptr || data == OrvaneCall_Unlinked() || isCanceled || isFormer) {
         if (call != nullptr) { /* the session frees the request later */
             /* the entry may be that of a later call */
-            if (!isCanceled && (!isFormer || !HasCalls(listener, call->session)))
+            if (!isCanceled && (!isFormer || !OrvaneCall_HasAny(listener, call->session)))
                 g_hash_table_remove(call->session->priv->listeners, listener);
-            SetDone(call);
+            OrvaneCall_SetDone(call);
             (void)request.release();
         }
         response.reset();
@@ -542,7 +273,7 @@ void OnListenerReply(OrvaneCall *call, OrvaneListener *listener, RequestPtr requ
     OrvaneSession *session = call != nullptr ? call->session : static_cast<OrvaneSession *>(data);
     std::unique_ptr<OrvaneCall> record(call);
     if (call != nullptr)
-        TakeCall(call);
+        OrvaneCall_Take(call);
     const GPtr<char> methodName(StealMethodName(session, listener));
     if (session->priv->state == ORVANE_SESSION_DISCONNECTED) {
         Log("%s: ORVANE_SESSION_DISCONNECTED == orvane_session_get_state\n", kOnSent);
@@ -556,8 +287,8 @@ void OnListenerReply(OrvaneCall *call, OrvaneListener *listener, RequestPtr requ
     const bool mayRenew = record && methodName && OrvaneSessionRelogin_IsPossible(session);
     const bool isResult =
         ReadReply(session, listener, methodName.get(), response.get(), &value.value);
-    if (mayRenew && !isResult && IsNotAuthenticated(&value.value) &&
-        KeepRefused(session, record, listener, methodName.get(), &value.value))
+    if (mayRenew && !isResult &&
+        OrvaneSessionKeepRefused(session, record, listener, methodName.get(), &value.value))
         return;
     record.reset();
     /* the application's handlers may shut the transport down */
@@ -575,19 +306,41 @@ void BasicHttpOnSent(BasicHttpRequest *request, BasicHttpResponse *response, gpo
         Log("%s: clientData neither OrvaneListener nor OrvaneSession: %p\n", kOnSent, clientData);
         return;
     }
-    OrvaneCall *call = FindCall(request);
+    OrvaneCall *call = OrvaneCall_Find(request);
     if (call != nullptr && call->wire)
         OrvaneSessionWire_Reply(call->session, *call->wire, request, response);
     if (isListener) {
         OnListenerReply(call, ORVANE_LISTENER(clientData), std::move(ownRequest),
                         std::move(ownResponse));
     } else if (call != nullptr) {
-        TakeCall(call);
+        OrvaneCall_Take(call);
         delete call;
     }
 }
 
 } // namespace
+
+bool OrvaneSessionIsWait(const char *methodName) {
+    return strncmp(methodName, kWaitPrefix, strlen(kWaitPrefix)) == 0;
+}
+
+bool OrvaneSessionSendAgain(OrvaneCall *call, const char *methodName, char *body, gsize length) {
+    OrvaneSession *session = call->session;
+    RequestPtr request = NewPost(session, body, length, methodName, call->listener);
+    if (!request)
+        return false;
+    OrvaneCall_Unlist(call);
+    OrvaneCall_PutInFlight(call, request.get());
+    call->isRepeated = true;
+    if (!BasicHttp_SendRequest(request.get(), BasicHttpOnSent, call->listener)) {
+        OrvaneCall_LeaveIndex(call);
+        call->request = nullptr;
+        return false;
+    }
+    call->refusal.reset();
+    call->wire = OrvaneSessionWire_Repeat(session, request.release(), call->wire.get());
+    return true;
+}
 
 guint OrvaneSessionLongerLimit(guint total, const OrvaneListener *listener) {
     return total == 0 ? 0 : std::max(total, OrvaneListener_TimeLimit(listener, 0));
@@ -636,7 +389,7 @@ void OrvaneSession_InvokeMethodV(OrvaneSession *session, GObject *object, const 
     g_return_if_fail(methodName != nullptr);
     g_return_if_fail(listener == nullptr || ORVANE_IS_LISTENER(listener));
 
-    FreeDoneCalls(session->priv);
+    OrvaneCall_FreeDone(session->priv);
     if (IsTooEarly(session, listener)) {
         RefuseEarly(session, listener);
         return;
@@ -654,17 +407,17 @@ void OrvaneSession_InvokeMethodV(OrvaneSession *session, GObject *object, const 
         OrvaneListener_StopReconnecting(listener);
         return;
     }
-    OrvaneCall *call = AddCall(session, request.get());
+    OrvaneCall *call = OrvaneCall_Add(session, request.get());
     if (listener != nullptr)
-        Link(call, listener, serial, methodName);
+        OrvaneCall_Link(call, listener, serial, methodName);
     gpointer clientData = listener != nullptr ? static_cast<gpointer>(listener) : session;
     if (BasicHttp_SendRequest(request.get(), BasicHttpOnSent, clientData)) {
         BasicHttpRequest *sent = request.release(); /* owned by the call */
         call->wire = OrvaneSessionWire_Request(session, sent, object, methodName);
         return;
     }
-    ForgetListener(call);
-    TakeCall(call);
+    OrvaneCall_ForgetListener(call);
+    OrvaneCall_Take(call);
     delete call;
     if (listener == nullptr)
         return;
@@ -672,74 +425,9 @@ void OrvaneSession_InvokeMethodV(OrvaneSession *session, GObject *object, const 
     OrvaneListener_EndOperationOf(listener, serial, ORVANE_OUTCOME_NOT_SENT);
 }
 
-void OrvaneSession_StopCalls(OrvaneSession *session, OrvaneListener *listener) {
-    std::vector<OrvaneCall *> stopped;
-    for (OrvaneCall *call = CallsOf(listener); call != nullptr; call = call->nextOfListener) {
-        if (call->session == session && !call->isCanceled)
-            stopped.push_back(call);
-    }
-    for (OrvaneCall *call : stopped) {
-        TakeCall(call);
-        FreeCall(call); /* the last one releases an internal listener */
-    }
-}
-
-gboolean OrvaneSession_HasCall(OrvaneSession *session, OrvaneListener *listener) {
-    g_return_val_if_fail(ORVANE_IS_SESSION(session), FALSE);
-    return g_hash_table_contains(session->priv->listeners, listener);
-}
-
-void orvane_session_unlink_listener(OrvaneListener *listener) {
-    g_return_if_fail(ORVANE_IS_LISTENER(listener));
-    gpointer data = g_object_get_data(G_OBJECT(listener), kSessionKey);
-    if (data == nullptr || data == Unlinked())
-        return;
-    auto *session = static_cast<OrvaneSession *>(data);
-    if (OrvaneSession_IsLive(session))
-        g_hash_table_remove(session->priv->listeners, listener);
-    g_object_set_data(G_OBJECT(listener), kSessionKey, Unlinked());
-}
-
-void orvane_session_cancel_listener(OrvaneSession *session, OrvaneListener *listener) {
-    g_return_if_fail(ORVANE_IS_SESSION(session));
-    g_return_if_fail(ORVANE_IS_LISTENER(listener));
-    bool hasCurrent = false;
-    const guint serial = OrvaneListener_GetOperationSerial(listener);
-    for (OrvaneCall *call = CallsOf(listener); call != nullptr; call = call->nextOfListener) {
-        if (call->session != session)
-            continue;
-        call->ownsListener = call->isCanceled = true; /* no signal will come */
-        hasCurrent = hasCurrent || call->operation == serial;
-    }
-    if (hasCurrent)
-        OrvaneListener_EndOperation(listener, ORVANE_OUTCOME_CANCELLED);
-    g_hash_table_remove(session->priv->listeners, listener);
-    orvane_session_unlink_listener(listener);
-}
-
-void OrvaneSessionUnlinkAllListeners(OrvaneSession *session) {
-    GList *linked = g_hash_table_get_keys(session->priv->listeners);
-    for (GList *item = linked; item != nullptr; item = item->next) {
-        UnlinkFrom(session, ORVANE_LISTENER(item->data));
-    }
-    g_list_free(linked);
-}
-
-OrvaneSession *OrvaneSessionOfRequest(const BasicHttpRequest *request) {
-    const OrvaneCall *call = FindCall(request);
-    return call != nullptr ? call->session : nullptr;
-}
-
-OrvaneCall *OrvaneSessionTakeCall(BasicHttpRequest *request) {
-    OrvaneCall *call = FindCall(request);
-    if (call != nullptr)
-        TakeCall(call);
-    return call;
-}
-
 void OrvaneSessionAddDiscovery(OrvaneSession *session, BasicHttpRequest *request,
                                GObject *context) {
-    OrvaneCall *call = AddCall(session, request);
+    OrvaneCall *call = OrvaneCall_Add(session, request);
     call->context = context;
     call->wire = OrvaneSessionWire_Request(session, request, nullptr, "GET");
 }
@@ -748,39 +436,4 @@ void OrvaneSessionFreeCallHeaders(OrvaneSessionPrivate *priv) {
     BasicHttp_FreeHeaders(priv->callHeaders);
     priv->callHeaders = nullptr;
     g_clear_pointer(&priv->callHeadersVersion, g_free);
-}
-
-void OrvaneSessionLimitCalls(OrvaneSession *session) {
-    for (OrvaneCall *call = session->priv->calls; call != nullptr; call = call->next) {
-        if (HasRequest(call))
-            BasicHttp_AddRequestToBandwidthGroup(session->priv->bandwidthGroup, call->request);
-    }
-}
-
-void OrvaneSessionFreeCalls(OrvaneSession *session) {
-    OrvaneSessionPrivate *priv = session->priv;
-    FreeDoneCalls(priv);
-    for (OrvaneCall **list : {&priv->calls, &priv->refusedCalls, &priv->repeatedCalls}) {
-        while (OrvaneCall *call = *list) {
-            TakeCall(call);
-            FreeCall(call);
-        }
-    }
-}
-
-void OrvaneSessionRepeatCalls(OrvaneSession *session) {
-    OrvaneSessionPrivate *priv = session->priv;
-    const ConnectionWatch watch(session);
-    BeginRepeating(priv);
-    while (watch.IsSame() && priv->state != ORVANE_SESSION_DISCONNECTING &&
-           priv->repeatedCalls != nullptr)
-        Repeat(priv->repeatedCalls);
-}
-
-void OrvaneSessionFailRefusedCalls(OrvaneSession *session) {
-    OrvaneSessionPrivate *priv = session->priv;
-    const ConnectionWatch watch(session);
-    BeginRepeating(priv);
-    while (watch.IsSame() && priv->repeatedCalls != nullptr)
-        FailRefused(priv->repeatedCalls);
 }

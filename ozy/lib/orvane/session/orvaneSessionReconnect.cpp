@@ -8,6 +8,8 @@
 #include <orvane/schema/qorm.h>
 
 #include "lib/misc/log.h"
+#include "ozy/lib/orvane/session/orvaneSessionBackOff.h"
+#include "ozy/lib/orvane/session/orvaneSessionCalls.h"
 #include "ozy/lib/orvane/session/orvaneSessionVerify.h"
 #include "ozy/lib/orvane/session/sessionOwners.h"
 #include "ozy/lib/orvane/soap/orvaneFault.h"

@@ -7,6 +7,8 @@
 
 #include "lib/misc/log.h"
 #include "lib/misc/secret.h"
+#include "ozy/lib/orvane/session/orvaneSessionBackOff.h"
+#include "ozy/lib/orvane/session/orvaneSessionCalls.h"
 #include "ozy/lib/orvane/session/sessionOwners.h"
 #include "ozy/lib/orvane/soap/orvaneFault.h"
 
@@ -173,14 +175,6 @@ void OnTicket(OrvaneListener *internal, gpointer data) {
 }
 
 } // namespace
-
-gint64 OrvaneBackOff_Delay(gint64 first, gint64 longest, guint tries) {
-    gint64 delay = std::min(first, longest);
-    for (guint i = 0; i < tries && delay < longest; i++)
-        delay = delay > longest / 2 ? longest : delay * 2;
-    const gint64 half = delay / 2;
-    return delay - gint64(g_random_double() * double(half));
-}
 
 void OrvaneSessionRelogin_Begin(OrvaneSession *session) {
     const OrvaneCnxParams *params = session->priv->cnxParams;

@@ -68,6 +68,3 @@ bool OrvaneSessionRelogin_Send(OrvaneSession *session, OrvaneListenerCallback ca
 
 /* (nullable): the result of the login; NULL if it failed, or if there was no ticket for it. */
 ObjectPtr<GObject> OrvaneSessionRelogin_TakeUserSession(OrvaneListener *internal);
-
-/* A period that doubles from @first to @longest with each try from 0 on, half of it random. */
-gint64 OrvaneBackOff_Delay(gint64 first, gint64 longest, guint tries);

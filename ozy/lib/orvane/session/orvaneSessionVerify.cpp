@@ -9,6 +9,7 @@
 
 #include "lib/misc/log.h"
 #include "lib/ssl/sslThunks.h"
+#include "ozy/lib/orvane/session/orvaneSessionCalls.h"
 #include "ozy/lib/orvane/soap/orvaneFault.h"
 
 namespace {

@@ -9,7 +9,7 @@
 
 #include <ssl/ssl.h>
 
-#include "ozy/lib/orvane/session/orvaneSessionRelogin.h"
+#include "ozy/lib/orvane/session/orvaneSessionBackOff.h"
 #include "tests/ozy/lib/orvane/session/renewalFixture.h"
 #include "tests/support/temporaryFolder.h"
 #include "tools/certificates/certificateKind.h"
