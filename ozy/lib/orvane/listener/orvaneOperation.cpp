@@ -1,4 +1,4 @@
-// How operations begin and end, and the queue of completion functions that are to be invoked by the loop.
+// How operations begin and end.
 #include "ozy/lib/orvane/listener/orvaneOperation.h"
 
 #include <utility>
@@ -6,175 +6,28 @@
 #include "apps/lib/basicHttp/basicHttp.h"
 #include "lib/misc/glibPtr.h"
 #include "lib/misc/log.h"
+#include "ozy/lib/orvane/listener/orvaneCompletion.h"
 #include "ozy/lib/orvane/listener/orvaneListenerInt.h"
 #include "ozy/lib/orvane/runtime/orvaneRuntime.h"
 #include "ozy/lib/orvane/runtime/roomsAbove.h"
 #include "ozy/lib/orvane/soap/orvaneFault.h"
 
-struct OrvaneCompletion {
-    OrvaneCompletedFunc function;
-    gpointer data;
-    GDestroyNotify destroy;
-    OrvaneCompletion *next;
-
-    ~OrvaneCompletion() {
-        if (destroy != nullptr)
-            destroy(data);
-    }
-};
-
 namespace {
 
-constexpr PollClassSet kPollClassMain = {{1}};
 constexpr gint64 kMicrosecondsPerMillisecond = 1000;
-/* Completion functions may begin operations, which end at once while the library shuts down. */
-constexpr int kMaxShutdownRounds = 16;
-
-/* An operation that was stopped, and whose listener is to fail. The listener may die before. */
-struct Stopped {
-    ObjectWatch<OrvaneListener> listener;
-    guint serial;
-    ObjectPtr<SkemaQormMethodFault> fault;
-};
-
-/* The end of one operation whose functions are to be invoked, or that is to fail first. */
-struct Ended {
-    ObjectPtr<OrvaneListener> listener; /* the operation's own reference */
-    OrvaneOutcome outcome;
-    bool callsFunction;     /* that of all operations, too */
-    OrvaneCompletion *once; /* owned */
-    Stopped *stopped;       /* owned; NULL for an end, and otherwise all above is zero */
-    Ended *next;
-};
-
-struct EndedQueue {
-    Ended *first;
-    Ended *last;
-    guint length;
-    bool isRegistered; /* with the loop */
-};
-
-constinit EndedQueue gEnded = {};
-
 /* The open operations that are in no session's list. */
 constinit OrvaneOperations gDetached = {};
-
-OrvaneOperation &OperationOf(const OrvaneListener *listener) {
-    return listener->priv->operation;
-}
 
 bool HasFunctions(const OrvaneOperation &operation) {
     return operation.function != nullptr || operation.once != nullptr;
 }
 
-void FreeAll(OrvaneCompletion *list) {
-    while (list != nullptr)
-        delete std::exchange(list, list->next);
-}
-
-/* Fails the listener of a stopped operation. Runs the application's code. */
-void FailStopped(OrvaneListener *listener, SkemaQormMethodFault *fault) {
-    ScopedValue value(SKEMA_TYPE_QORM_METHOD_FAULT);
-    g_value_set_object(&value.value, fault);
-    if (listener->priv->state == ORVANE_LISTENER_PENDING) {
-        orvane_listener_acknowledge(listener, FALSE, &value.value);
-        return;
-    }
-    OrvaneListenerTakeFault(listener, static_cast<SkemaQormMethodFault *>(g_object_ref(fault)));
-    orvane_listener_set_state(listener, ORVANE_LISTENER_FAILED);
-}
-
-/* While the library shuts down, nothing is emitted. */
-void FinishStopped(const Stopped &stopped) {
-    OrvaneListener *listener = stopped.listener.Get();
-    if (listener == nullptr || OperationOf(listener).serial != stopped.serial ||
-        !OperationOf(listener).isOpen)
-        return;
-    if (!BasicHttp_IsInited()) {
-        OrvaneListener_EndOperation(listener, OperationOf(listener).mark);
-        return;
-    }
-    OperationOf(listener).isFailing = true;
-    FailStopped(listener, stopped.fault.get());
-    if (!stopped.listener || OperationOf(listener).serial != stopped.serial)
-        return;
-    OperationOf(listener).isFailing = false;
-    if (OperationOf(listener).isOpen) /* it was FAILED already, by another operation */
-        OrvaneListener_EndOperation(listener, OperationOf(listener).mark);
-}
-
-/* Invokes the functions, then releases the operation's reference. Runs the application's code. */
-void Invoke(Ended &ended) {
-    OrvaneListener *listener = ended.listener.get();
-    const OrvaneCompletion *function = OperationOf(listener).function;
-    if (ended.callsFunction && function != nullptr)
-        function->function(listener, ended.outcome, function->data);
-    while (OrvaneCompletion *once = ended.once) {
-        ended.once = once->next;
-        once->function(listener, ended.outcome, once->data);
-        delete once;
-    }
-}
-
-void InvokeFirst() {
-    Ended *ended = gEnded.first;
-    gEnded.first = ended->next;
-    if (gEnded.first == nullptr)
-        gEnded.last = nullptr;
-    gEnded.length--;
-    if (ended->stopped != nullptr)
-        FinishStopped(*ended->stopped);
-    else
-        Invoke(*ended);
-    delete ended->stopped;
-    delete ended;
-}
-
-void RegisterWithLoop();
-
-/* Those that end meanwhile wait for the next turn of the loop. A function may run a loop of its own, so the rest of
- * the queue is registered before the first function is invoked. */
-void CompleteCallback(gpointer) {
-    gEnded.isRegistered = false;
-    guint left = gEnded.length;
-    if (left > 1)
-        RegisterWithLoop();
-    for (; left > 0 && gEnded.first != nullptr; left--)
-        InvokeFirst();
-    if (gEnded.first != nullptr || !gEnded.isRegistered)
-        return;
-    gEnded.isRegistered = false;
-    orvane_poll_callback_remove(0, CompleteCallback, &gEnded, POLL_REALTIME, kPollClassMain);
-}
-
-void RegisterWithLoop() {
-    if (gEnded.isRegistered || !BasicHttp_IsInited())
-        return; /* orvane_shutdown() invokes the functions */
-    gEnded.isRegistered = orvane_poll_callback(0, CompleteCallback, &gEnded, POLL_REALTIME, 0,
-                                               nullptr, kPollClassMain) == 0;
-    if (!gEnded.isRegistered)
-        Warning("Orvane: The loop took no callback: the end of an operation is reported later.\n");
-}
-
-void PushEntry(Ended *ended) {
-    (gEnded.last != nullptr ? gEnded.last->next : gEnded.first) = ended;
-    gEnded.last = ended;
-    gEnded.length++;
-    RegisterWithLoop();
-}
-
-/* Takes over the reference and the list. */
-void Push(OrvaneListener *listener, OrvaneOutcome outcome, bool callsFunction,
-          OrvaneCompletion *once) {
-    PushEntry(new Ended{ObjectPtr<OrvaneListener>(listener), outcome, callsFunction, once, nullptr,
-                        nullptr});
-}
-
 /* Reports the end of the operation from the loop. */
 void PushEnd(OrvaneListener *listener) {
-    OrvaneOperation &operation = OperationOf(listener);
+    OrvaneOperation &operation = OrvaneOperation_Of(listener);
     operation.ownsReference = false;
-    Push(listener, operation.outcome, true, std::exchange(operation.once, nullptr));
+    OrvaneCompletion_Push(listener, operation.outcome, true,
+                          std::exchange(operation.once, nullptr));
 }
 
 /* How an open operation ends if another one is begun. */
@@ -185,11 +38,11 @@ OrvaneOutcome OutcomeIfReplaced(const OrvaneOperation &operation) {
 }
 
 void Enlist(OrvaneListener *listener, OrvaneOperations *list) {
-    OrvaneOperation &operation = OperationOf(listener);
+    OrvaneOperation &operation = OrvaneOperation_Of(listener);
     operation.next = list->first;
     operation.link = &list->first;
     if (operation.next != nullptr)
-        OperationOf(operation.next).link = &operation.next;
+        OrvaneOperation_Of(operation.next).link = &operation.next;
     list->first = listener;
 }
 
@@ -198,7 +51,7 @@ void Unlist(OrvaneOperation &operation) {
         return;
     *operation.link = operation.next;
     if (operation.next != nullptr)
-        OperationOf(operation.next).link = operation.link;
+        OrvaneOperation_Of(operation.next).link = operation.link;
     operation.link = nullptr;
     operation.next = nullptr;
 }
@@ -235,7 +88,7 @@ void OnTimeLimit(gpointer data) {
 }
 
 void StartTimeLimit(OrvaneListener *listener, guint milliseconds) {
-    BasicHttpDeadline_Set(&OperationOf(listener).deadline,
+    BasicHttpDeadline_Set(&OrvaneOperation_Of(listener).deadline,
                           BasicHttpDeadline_Now() + milliseconds * kMicrosecondsPerMillisecond,
                           OnTimeLimit, listener);
 }
@@ -256,7 +109,7 @@ void CancelTask(OrvaneListener *listener) {
 
 /* Takes the reference that an operation with functions has. */
 void Hold(OrvaneListener *listener) {
-    OrvaneOperation &operation = OperationOf(listener);
+    OrvaneOperation &operation = OrvaneOperation_Of(listener);
     if (!operation.isOpen || operation.ownsReference || !HasFunctions(operation))
         return;
     g_object_ref(listener);
@@ -270,7 +123,7 @@ void Hold(OrvaneListener *listener) {
 void OrvaneListenerOpenOperation(OrvaneListener *listener) {
     if (listener->priv->isInternal)
         return;
-    OrvaneOperation &operation = OperationOf(listener);
+    OrvaneOperation &operation = OrvaneOperation_Of(listener);
     operation.isInPlace = false;
     if (std::exchange(operation.hasInPlaceEnd, false))
         PushEnd(listener);
@@ -292,17 +145,17 @@ void OrvaneListener_BeginOperation(OrvaneListener *listener, OrvaneOperations *l
     if (listener->priv->isInternal)
         return;
     OrvaneListenerOpenOperation(listener);
-    OperationOf(listener).isFresh = true;
+    OrvaneOperation_Of(listener).isFresh = true;
     if (list != nullptr) {
-        Unlist(OperationOf(listener));
+        Unlist(OrvaneOperation_Of(listener));
         Enlist(listener, list);
     }
-    if (list != nullptr && list->timeLimit > 0 && OperationOf(listener).timeLimit == 0)
+    if (list != nullptr && list->timeLimit > 0 && OrvaneOperation_Of(listener).timeLimit == 0)
         StartTimeLimit(listener, list->timeLimit);
 }
 
 void OrvaneListener_EndOperation(OrvaneListener *listener, OrvaneOutcome outcome) {
-    OrvaneOperation &operation = OperationOf(listener);
+    OrvaneOperation &operation = OrvaneOperation_Of(listener);
     if (!operation.isOpen)
         return;
     Unlist(operation);
@@ -320,14 +173,14 @@ void OrvaneListener_EndOperation(OrvaneListener *listener, OrvaneOutcome outcome
 }
 
 void OrvaneListener_EndOperationOf(OrvaneListener *listener, guint serial, OrvaneOutcome outcome) {
-    if (OperationOf(listener).serial == serial)
+    if (OrvaneOperation_Of(listener).serial == serial)
         OrvaneListener_EndOperation(listener, outcome);
 }
 
 void OrvaneListener_EndWithFault(OrvaneListener *listener, SkemaQormMethodFault *fault,
                                  OrvaneListener *source) {
     ObjectPtr<SkemaQormMethodFault> owner(fault);
-    OrvaneOperation &operation = OperationOf(listener);
+    OrvaneOperation &operation = OrvaneOperation_Of(listener);
     if (!operation.isOpen)
         return;
     OrvaneListener_CopyReply(listener, source);
@@ -349,19 +202,19 @@ void OrvaneListener_RefuseOperation(OrvaneListener *listener) {
 }
 
 void OrvaneListener_SetStop(OrvaneListener *listener, OrvaneOperationStop stop, gpointer data) {
-    OperationOf(listener).stop = stop;
-    OperationOf(listener).stopData = data;
+    OrvaneOperation_Of(listener).stop = stop;
+    OrvaneOperation_Of(listener).stopData = data;
 }
 
 guint OrvaneListener_TimeLimit(const OrvaneListener *listener, guint otherwise) {
-    const guint own = listener != nullptr ? OperationOf(listener).timeLimit : 0;
+    const guint own = listener != nullptr ? OrvaneOperation_Of(listener).timeLimit : 0;
     return own > 0 ? own : otherwise;
 }
 
 bool OrvaneListener_StopOperation(OrvaneListener *listener, OrvaneOutcome outcome,
                                   SkemaQormMethodFault *fault, bool isAtOnce) {
     ObjectPtr<SkemaQormMethodFault> owner(fault);
-    OrvaneOperation &operation = OperationOf(listener);
+    OrvaneOperation &operation = OrvaneOperation_Of(listener);
     if (!operation.isOpen || operation.isDecided || operation.isMarked || operation.isStopped ||
         operation.stop == nullptr)
         return false;
@@ -369,51 +222,52 @@ bool OrvaneListener_StopOperation(OrvaneListener *listener, OrvaneOutcome outcom
     BasicHttpDeadline_Clear(&operation.deadline);
     OrvaneListener_MarkOperation(listener, outcome);
     OrvaneListener_LeaveOperations(listener); /* it fails also if the session is released first */
-    auto *stopped =
-        new Stopped{ObjectWatch<OrvaneListener>(listener), operation.serial, std::move(owner)};
+    auto *stopped = new OrvaneStopped{ObjectWatch<OrvaneListener>(listener), operation.serial,
+                                      std::move(owner)};
     if (outcome == ORVANE_OUTCOME_CANCELLED && listener->priv->task != nullptr)
         CancelTask(listener);
     operation.stop(listener, operation.stopData);
     if (stopped->listener && operation.serial == stopped->serial)
         OrvaneListenerReleaseTask(listener);
     if (!isAtOnce) {
-        PushEntry(new Ended{nullptr, outcome, false, nullptr, stopped, nullptr});
+        OrvaneCompletion_PushEntry(
+            new OrvaneEnded{nullptr, outcome, false, nullptr, stopped, nullptr});
         return true;
     }
-    FinishStopped(*stopped);
+    OrvaneCompletion_FinishStopped(*stopped);
     delete stopped;
     return true;
 }
 
 bool OrvaneListener_IsOperationOpen(const OrvaneListener *listener) {
-    return OperationOf(listener).isOpen;
+    return OrvaneOperation_Of(listener).isOpen;
 }
 
 bool OrvaneListener_ServesAnother(const OrvaneListener *listener, guint serial) {
-    return OperationOf(listener).isObserved && OperationOf(listener).serial != serial;
+    return OrvaneOperation_Of(listener).isObserved && OrvaneOperation_Of(listener).serial != serial;
 }
 
 bool OrvaneListener_IsGivenUp(const OrvaneListener *listener, guint serial) {
-    const OrvaneOperation &operation = OperationOf(listener);
+    const OrvaneOperation &operation = OrvaneOperation_Of(listener);
     if (operation.serial != serial)
         return operation.isObserved;
     return operation.isStopped && !operation.isFailing;
 }
 
 guint OrvaneListener_GetOperationSerial(const OrvaneListener *listener) {
-    return OperationOf(listener).serial;
+    return OrvaneOperation_Of(listener).serial;
 }
 
 bool OrvaneListener_HasCompleted(const OrvaneListener *listener) {
-    return HasFunctions(OperationOf(listener));
+    return HasFunctions(OrvaneOperation_Of(listener));
 }
 
 bool OrvaneListener_IsObserved(const OrvaneListener *listener) {
-    return OperationOf(listener).isObserved;
+    return OrvaneOperation_Of(listener).isObserved;
 }
 
 void OrvaneListener_MarkOperation(OrvaneListener *listener, OrvaneOutcome outcome) {
-    OrvaneOperation &operation = OperationOf(listener);
+    OrvaneOperation &operation = OrvaneOperation_Of(listener);
     if (!operation.isOpen || operation.isDecided || operation.isMarked)
         return;
     operation.isMarked = true;
@@ -421,7 +275,7 @@ void OrvaneListener_MarkOperation(OrvaneListener *listener, OrvaneOutcome outcom
 }
 
 void OrvaneListener_LeaveOperations(OrvaneListener *listener) {
-    OrvaneOperation &operation = OperationOf(listener);
+    OrvaneOperation &operation = OrvaneOperation_Of(listener);
     if (!operation.isOpen)
         return;
     Unlist(operation);
@@ -429,7 +283,7 @@ void OrvaneListener_LeaveOperations(OrvaneListener *listener) {
 }
 
 void OrvaneListener_JoinOperations(OrvaneListener *listener, OrvaneOperations *list) {
-    OrvaneOperation &operation = OperationOf(listener);
+    OrvaneOperation &operation = OrvaneOperation_Of(listener);
     if (!operation.isOpen)
         return;
     Unlist(operation);
@@ -441,13 +295,13 @@ void OrvaneListener_JoinOperations(OrvaneListener *listener, OrvaneOperations *l
 void OrvaneListener_NoteUrl(OrvaneListener *listener, const char *url) {
     if (listener == nullptr || url == nullptr)
         return;
-    OrvaneOperation &operation = OperationOf(listener);
+    OrvaneOperation &operation = OrvaneOperation_Of(listener);
     g_free(operation.url);
     operation.url = BasicHttp_RedactUrl(url);
 }
 
 void OrvaneListener_NoteReply(OrvaneListener *listener, guint errorCode, glong responseCode) {
-    OrvaneOperation &operation = OperationOf(listener);
+    OrvaneOperation &operation = OrvaneOperation_Of(listener);
     operation.hasReply = true;
     operation.errorCode = errorCode;
     operation.responseCode = responseCode;
@@ -456,15 +310,16 @@ void OrvaneListener_NoteReply(OrvaneListener *listener, guint errorCode, glong r
 void OrvaneListener_CopyReply(OrvaneListener *to, const OrvaneListener *from) {
     if (to == nullptr || from == nullptr)
         return;
-    OrvaneListener_NoteUrl(to, OperationOf(from).url);
-    if (OperationOf(from).hasReply)
-        OrvaneListener_NoteReply(to, OperationOf(from).errorCode, OperationOf(from).responseCode);
+    OrvaneListener_NoteUrl(to, OrvaneOperation_Of(from).url);
+    if (OrvaneOperation_Of(from).hasReply)
+        OrvaneListener_NoteReply(to, OrvaneOperation_Of(from).errorCode,
+                                 OrvaneOperation_Of(from).responseCode);
 }
 
 void OrvaneListener_AcknowledgeReply(OrvaneListener *listener, guint serial, gboolean success,
                                      const GValue *value) {
     ObjectWatch<OrvaneListener> watch(listener);
-    OrvaneOperation &operation = OperationOf(listener);
+    OrvaneOperation &operation = OrvaneOperation_Of(listener);
     const guint current = operation.serial;
     operation.isOfFormer = current != serial;
     operation.isInPlace = !operation.isOfFormer;
@@ -475,13 +330,13 @@ void OrvaneListener_AcknowledgeReply(OrvaneListener *listener, guint serial, gbo
     if (!std::exchange(operation.hasInPlaceEnd, false))
         return;
     operation.ownsReference = false;
-    Ended ended{ObjectPtr<OrvaneListener>(listener),    operation.outcome, true,
-                std::exchange(operation.once, nullptr), nullptr,           nullptr};
-    Invoke(ended);
+    OrvaneEnded ended{ObjectPtr<OrvaneListener>(listener),    operation.outcome, true,
+                      std::exchange(operation.once, nullptr), nullptr,           nullptr};
+    OrvaneCompletion_Invoke(ended);
 }
 
 void OrvaneListenerDecideOutcome(OrvaneListener *listener) {
-    OrvaneOperation &operation = OperationOf(listener);
+    OrvaneOperation &operation = OrvaneOperation_Of(listener);
     if (!operation.isOpen)
         return;
     operation.outcome = OutcomeOf(listener);
@@ -489,11 +344,11 @@ void OrvaneListenerDecideOutcome(OrvaneListener *listener) {
 }
 
 void OrvaneListenerFinalizeOperation(OrvaneListener *listener) {
-    OrvaneOperation &operation = OperationOf(listener);
+    OrvaneOperation &operation = OrvaneOperation_Of(listener);
     Unlist(operation);
     BasicHttpDeadline_Clear(&operation.deadline);
     operation.isOpen = false;
-    FreeAll(std::exchange(operation.once, nullptr));
+    OrvaneCompletion_FreeAll(std::exchange(operation.once, nullptr));
     delete std::exchange(operation.function, nullptr);
     g_clear_object(&operation.fault);
     g_clear_pointer(&operation.url, g_free);
@@ -503,14 +358,14 @@ void OrvaneListenerFinalizeOperation(OrvaneListener *listener) {
 
 void OrvaneOperations_Mark(OrvaneOperations *list, OrvaneOutcome outcome) {
     for (OrvaneListener *listener = list->first; listener != nullptr;
-         listener = OperationOf(listener).next)
+         listener = OrvaneOperation_Of(listener).next)
         OrvaneListener_MarkOperation(listener, outcome);
 }
 
 void OrvaneOperations_EndMarked(OrvaneOperations *list) {
     OrvaneListener *next = nullptr;
     for (OrvaneListener *listener = list->first; listener != nullptr; listener = next) {
-        OrvaneOperation &operation = OperationOf(listener);
+        OrvaneOperation &operation = OrvaneOperation_Of(listener);
         next = operation.next;
         if (!operation.isMarked && !operation.isDecided)
             continue;
@@ -528,7 +383,7 @@ void OrvaneListener_StopReconnecting(OrvaneListener *listener) {
     g_free(
         std::exchange(fault->fault_string, g_strdup("the session is connecting again by itself")));
     if (!OrvaneListener_StopOperation(listener, ORVANE_OUTCOME_DISCONNECTED, fault, false) &&
-        watch && !OperationOf(listener).isDecided && !OperationOf(listener).isStopped)
+        watch && !OrvaneOperation_Of(listener).isDecided && !OrvaneOperation_Of(listener).isStopped)
         OrvaneListener_EndOperationOf(listener, serial, ORVANE_OUTCOME_DISCONNECTED);
 }
 
@@ -544,20 +399,7 @@ void OrvaneOperations_EndAll(OrvaneOperations *list, OrvaneOutcome outcome) {
 
 void OrvaneListener_CompleteForShutdown(void) {
     OrvaneOperations_EndAll(&gDetached, ORVANE_OUTCOME_SHUT_DOWN);
-    if (std::exchange(gEnded.isRegistered, false))
-        orvane_poll_callback_remove(0, CompleteCallback, &gEnded, POLL_REALTIME, kPollClassMain);
-    for (int round = 0; round < kMaxShutdownRounds && gEnded.first != nullptr; round++) {
-        for (guint left = gEnded.length; left > 0 && gEnded.first != nullptr; left--)
-            InvokeFirst();
-    }
-    if (gEnded.first != nullptr)
-        Warning("Orvane: Operations that were begun during the shutdown are reported after the "
-                "next start.\n");
-}
-
-void OrvaneListener_CompleteAfterInit(void) {
-    if (gEnded.first != nullptr)
-        RegisterWithLoop();
+    OrvaneCompletion_InvokeAll();
 }
 
 /* -- for the application -------------------------------------------------------------------------- */
@@ -565,7 +407,7 @@ void OrvaneListener_CompleteAfterInit(void) {
 void orvane_listener_set_completed_func(OrvaneListener *listener, OrvaneCompletedFunc function,
                                         gpointer data, GDestroyNotify destroy) {
     g_return_if_fail(ORVANE_IS_LISTENER(listener));
-    OrvaneOperation &operation = OperationOf(listener);
+    OrvaneOperation &operation = OrvaneOperation_Of(listener);
     const ObjectPtr<OrvaneListener> hold(ORVANE_LISTENER(g_object_ref(listener)));
     OrvaneCompletion *former = operation.function;
     operation.function =
@@ -582,11 +424,12 @@ void orvane_listener_call_when_completed(OrvaneListener *listener, OrvaneComplet
                                          gpointer data, GDestroyNotify destroy) {
     g_return_if_fail(ORVANE_IS_LISTENER(listener));
     g_return_if_fail(function != nullptr);
-    OrvaneOperation &operation = OperationOf(listener);
+    OrvaneOperation &operation = OrvaneOperation_Of(listener);
     operation.isObserved = true;
     auto *once = new OrvaneCompletion{function, data, destroy, nullptr};
     if (operation.hasOutcome) {
-        Push(static_cast<OrvaneListener *>(g_object_ref(listener)), operation.outcome, false, once);
+        OrvaneCompletion_Push(static_cast<OrvaneListener *>(g_object_ref(listener)),
+                              operation.outcome, false, once);
         return;
     }
     OrvaneCompletion **last = &operation.once;
@@ -598,7 +441,7 @@ void orvane_listener_call_when_completed(OrvaneListener *listener, OrvaneComplet
 
 void orvane_listener_set_time_limit(OrvaneListener *listener, guint milliseconds) {
     g_return_if_fail(ORVANE_IS_LISTENER(listener));
-    OperationOf(listener).timeLimit = milliseconds;
+    OrvaneOperation_Of(listener).timeLimit = milliseconds;
 }
 
 gboolean orvane_listener_abort(OrvaneListener *listener) {
@@ -611,7 +454,7 @@ gboolean orvane_listener_abort(OrvaneListener *listener) {
 
 gboolean orvane_listener_get_outcome(OrvaneListener *listener, OrvaneOutcome *outcome) {
     g_return_val_if_fail(ORVANE_IS_LISTENER(listener), FALSE);
-    OrvaneOperation &operation = OperationOf(listener);
+    OrvaneOperation &operation = OrvaneOperation_Of(listener);
     operation.isObserved = true; /* the outcome must be that of the last operation */
     if (operation.hasOutcome && outcome != nullptr)
         *outcome = operation.outcome;
