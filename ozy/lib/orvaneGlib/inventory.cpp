@@ -1,17 +1,7 @@
-/*
- * The list of an inventory. A table has the place of each object, so that an arrival, a removal and a change take the same
- * time in a long list as in a short one. What one reply brings is collected and shown at its end:
- *
- *   entered -> arrived       left -> departed       finished -> both become "items-changed"
- *
- * After a new connection, or with another root, "missing" has the objects that have not entered again. They are removed
- * when the list is complete.
- */
+// An inventory: a filter on the service, through a view if it has a view manager, and the list of what it matches.
 #include <orvane/inventory.h>
 
-#include <algorithm>
 #include <string>
-#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -21,6 +11,7 @@
 #include <orvane/schema/qorm.h>
 
 #include "lib/misc/glibPtr.h"
+#include "ozy/lib/orvaneGlib/inventoryList.h"
 #include "ozy/lib/orvaneGlib/inventorySpec.h"
 
 namespace {
@@ -49,12 +40,7 @@ struct Inventory {
     bool isDisposed = false;
     GError *error = nullptr;
 
-    std::vector<Proxy *> items;         /* owned */
-    GHashTable *places = nullptr;       /* proxy -> place; arrived ones follow the items */
-    std::vector<Proxy *> arrived;       /* owned; NULL for one that has left again */
-    std::unordered_set<guint> departed; /* places, which are still in items */
-    bool isShowing = false;
-    std::unordered_set<Proxy *> missing;
+    InventoryList list;
 };
 
 } // namespace
@@ -77,6 +63,10 @@ void Notify(OrvaneInventory *inventory, guint property) {
     g_object_notify_by_pspec(G_OBJECT(inventory), gProperties[property]);
 }
 
+void Show(OrvaneInventory *inventory) {
+    inventory->state->list.Show(G_LIST_MODEL(inventory), gProperties[PROP_N_ITEMS]);
+}
+
 void SetReady(OrvaneInventory *inventory, bool isReady) {
     if (std::exchange(inventory->state->isReady, isReady) == isReady)
         return;
@@ -92,118 +82,6 @@ void SetError(OrvaneInventory *inventory, GError *error) {
     g_clear_error(&former);
     if (!isSame)
         Notify(inventory, PROP_ERROR);
-}
-
-/* -- the list ------------------------------------------------------------------------------------ */
-
-void SetPlace(Inventory *state, Proxy *proxy, size_t place) {
-    g_hash_table_insert(state->places, proxy, GSIZE_TO_POINTER(place));
-}
-
-bool FindPlace(const Inventory *state, Proxy *proxy, size_t *place) {
-    gpointer value = nullptr;
-    if (!g_hash_table_lookup_extended(state->places, proxy, nullptr, &value))
-        return false;
-    *place = GPOINTER_TO_SIZE(value);
-    return true;
-}
-
-void Arrive(Inventory *state, Proxy *proxy) {
-    size_t place = 0;
-    if (!state->missing.empty())
-        state->missing.erase(proxy);
-    if (FindPlace(state, proxy, &place)) {
-        /* it has left and comes again in the same reply */
-        if (place < state->items.size())
-            state->departed.erase(guint(place));
-        return;
-    }
-    SetPlace(state, proxy, state->items.size() + state->arrived.size());
-    state->arrived.push_back(static_cast<Proxy *>(g_object_ref_sink(proxy)));
-}
-
-void Depart(Inventory *state, Proxy *proxy) {
-    size_t place = 0;
-    if (!FindPlace(state, proxy, &place))
-        return;
-    state->missing.erase(proxy);
-    if (place < state->items.size()) {
-        state->departed.insert(guint(place));
-        return;
-    }
-    state->arrived[place - state->items.size()] = nullptr;
-    g_hash_table_remove(state->places, proxy);
-    g_object_unref(proxy);
-}
-
-/* Places of a list that have changed. */
-struct Range {
-    size_t first;
-    size_t end;
-};
-
-/* Takes the departed objects from the table and fills their places with the last ones. Returns the range of places that
- * were filled; the list keeps its length for the time being. */
-Range FillHoles(Inventory *state, std::vector<Proxy *> *removed) {
-    std::vector<guint> places(state->departed.begin(), state->departed.end());
-    state->departed.clear();
-    std::ranges::sort(places);
-    for (guint place : places) {
-        removed->push_back(state->items[place]);
-        g_hash_table_remove(state->places, state->items[place]);
-    }
-    const size_t length = state->items.size() - places.size();
-    Range filled{0, 0};
-    size_t last = state->items.size();
-    size_t numBehind = places.size(); /* those from here on are behind "last" */
-    for (guint hole : places) {
-        if (hole >= length)
-            break;
-        for (last--; places[numBehind - 1] == last; last--)
-            numBehind--;
-        state->items[hole] = state->items[last];
-        SetPlace(state, state->items[hole], hole);
-        filled.first = filled.end == 0 ? hole : filled.first;
-        filled.end = hole + 1;
-    }
-    return filled;
-}
-
-/* Shows what has arrived and departed so far. Runs the application's code. */
-void ShowOnce(OrvaneInventory *inventory) {
-    Inventory *state = inventory->state;
-    std::vector<Proxy *> removed;
-    const Range filled = FillHoles(state, &removed);
-    const guint numFilled = guint(filled.end - filled.first);
-    if (numFilled > 0)
-        g_list_model_items_changed(G_LIST_MODEL(inventory), guint(filled.first), numFilled,
-                                   numFilled);
-    const size_t length = state->items.size() - removed.size();
-    state->items.resize(length);
-    std::erase(state->arrived, nullptr);
-    for (Proxy *proxy : state->arrived) {
-        SetPlace(state, proxy, state->items.size());
-        state->items.push_back(proxy);
-    }
-    const size_t numAdded = std::exchange(state->arrived, {}).size();
-    if (removed.size() + numAdded > 0)
-        g_list_model_items_changed(G_LIST_MODEL(inventory), guint(length), guint(removed.size()),
-                                   guint(numAdded));
-    if (numAdded != removed.size())
-        Notify(inventory, PROP_N_ITEMS);
-    for (Proxy *proxy : removed)
-        g_object_unref(proxy);
-}
-
-/* A handler may iterate the loop, which may bring more. That is shown afterwards, since the list must not change within
- * an emission. */
-void Show(OrvaneInventory *inventory) {
-    Inventory *state = inventory->state;
-    if (std::exchange(state->isShowing, true))
-        return;
-    while (!state->arrived.empty() || !state->departed.empty())
-        ShowOnce(inventory);
-    state->isShowing = false;
 }
 
 /* -- the filter ---------------------------------------------------------------------------------- */
@@ -228,13 +106,6 @@ void DestroyView(Inventory *state) {
         skema_ozy_view_destroy(SKEMA_OZY_VIEW(view.get()), nullptr);
 }
 
-/* Objects that have not entered again when the list is complete will be removed. */
-void ExpectAll(Inventory *state) {
-    state->missing = {state->items.begin(), state->items.end()};
-    state->missing.insert(state->arrived.begin(), state->arrived.end());
-    state->missing.erase(nullptr);
-}
-
 void OnFilterCreated(SkemaQormMethodFault *fault, gpointer data) {
     if (fault == nullptr || Of(data) == nullptr)
         return;
@@ -251,14 +122,13 @@ void OnEntered(Proxy *object, gpointer data) {
     Inventory *state = Of(data)->state;
     /* the root itself is matched if it is of the class */
     if (g_type_is_a(G_OBJECT_TYPE(object), state->type) && object != state->root.get())
-        Arrive(state, object);
+        state->list.Arrive(object);
 }
 
 void OnChanged(Proxy *object, const char *path, gpointer data) {
     OrvaneInventory *inventory = Of(data);
-    size_t place = 0;
-    if (inventory == nullptr || !FindPlace(inventory->state, object, &place) ||
-        place >= inventory->state->items.size())
+    guint place = 0;
+    if (inventory == nullptr || !inventory->state->list.Find(object, &place))
         return;
     /* the emission holds a reference */
     g_signal_emit(inventory, gSignals[SIGNAL_OBJECT_CHANGED], 0, object, path);
@@ -266,19 +136,15 @@ void OnChanged(Proxy *object, const char *path, gpointer data) {
 
 void OnLeft(Proxy *object, gpointer data) {
     if (Of(data) != nullptr)
-        Depart(Of(data)->state, object);
+        Of(data)->state->list.Depart(object);
 }
 
 void OnFinished(gboolean isWhole, gpointer data) {
     if (Of(data) == nullptr)
         return;
     const ObjectPtr<OrvaneInventory> hold(ORVANE_INVENTORY(g_object_ref(Of(data))));
-    Inventory *state = hold->state;
-    if (isWhole) {
-        const auto missing = std::exchange(state->missing, {});
-        for (Proxy *proxy : missing)
-            Depart(state, proxy);
-    }
+    if (isWhole)
+        hold->state->list.DropMissing();
     Show(hold.get());
     if (isWhole && Of(data) != nullptr) /* a handler may have begun to follow another root */
         SetReady(hold.get(), true);
@@ -300,7 +166,7 @@ void OnRewound(gpointer data) {
     if (Of(data) == nullptr)
         return;
     const ObjectPtr<OrvaneInventory> hold(ORVANE_INVENTORY(g_object_ref(Of(data))));
-    ExpectAll(hold->state);
+    hold->state->list.ExpectAll();
     SetReady(hold.get(), false);
 }
 
@@ -440,7 +306,7 @@ void Begin(OrvaneInventory *inventory) {
         return;
     }
     state->root = std::move(root);
-    ExpectAll(state);
+    state->list.ExpectAll();
     const ProxyPtr manager = OfContent(state->session, "viewManager");
     if (manager && SKEMA_IS_OZY_VIEW_MANAGER(manager.get()))
         CreateView(inventory, SKEMA_OZY_VIEW_MANAGER(manager.get()));
@@ -464,11 +330,11 @@ GType GetItemType(GListModel *model) {
 }
 
 guint GetNItems(GListModel *model) {
-    return guint(ORVANE_INVENTORY(model)->state->items.size());
+    return guint(ORVANE_INVENTORY(model)->state->list.Items().size());
 }
 
 gpointer GetItem(GListModel *model, guint position) {
-    const auto &items = ORVANE_INVENTORY(model)->state->items;
+    const auto &items = ORVANE_INVENTORY(model)->state->list.Items();
     return position < items.size() ? g_object_ref(items[position]) : nullptr;
 }
 
@@ -482,7 +348,7 @@ void GetProperty(GObject *object, guint id, GValue *value, GParamSpec *pspec) {
     const Inventory *state = ORVANE_INVENTORY(object)->state;
     switch (id) {
     case PROP_N_ITEMS:
-        g_value_set_uint(value, guint(state->items.size()));
+        g_value_set_uint(value, guint(state->list.Items().size()));
         return;
     case PROP_IS_READY:
         g_value_set_boolean(value, state->isReady);
@@ -520,13 +386,6 @@ static void orvane_inventory_dispose(GObject *object) {
 
 static void orvane_inventory_finalize(GObject *object) {
     Inventory *state = ORVANE_INVENTORY(object)->state;
-    for (Proxy *proxy : state->items)
-        g_object_unref(proxy);
-    for (Proxy *proxy : state->arrived) {
-        if (proxy != nullptr)
-            g_object_unref(proxy);
-    }
-    g_hash_table_destroy(state->places);
     g_clear_error(&state->error);
     delete state;
     G_OBJECT_CLASS(orvane_inventory_parent_class)->finalize(object);
@@ -534,7 +393,6 @@ static void orvane_inventory_finalize(GObject *object) {
 
 static void orvane_inventory_init(OrvaneInventory *inventory) {
     inventory->state = new Inventory;
-    inventory->state->places = g_hash_table_new(nullptr, nullptr);
 }
 
 static void orvane_inventory_class_init(OrvaneInventoryClass *klass) {
@@ -592,11 +450,11 @@ void orvane_inventory_set_root(OrvaneInventory *inventory, SkemaQormManagedObjec
 gboolean orvane_inventory_find(OrvaneInventory *inventory, SkemaQormManagedObject *object,
                                guint *position) {
     g_return_val_if_fail(ORVANE_IS_INVENTORY(inventory), FALSE);
-    size_t place = 0;
-    if (!FindPlace(inventory->state, object, &place) || place >= inventory->state->items.size())
+    guint place = 0;
+    if (!inventory->state->list.Find(object, &place))
         return FALSE;
     if (position != nullptr)
-        *position = guint(place);
+        *position = place;
     return TRUE;
 }
 
