@@ -12,6 +12,7 @@
 
 #include "lib/misc/glibPtr.h"
 #include "ozy/lib/orvane/runtime/orvaneRuntime.h"
+#include "ozy/lib/orvane/schema/schemaEngine.h"
 
 namespace {
 
@@ -228,6 +229,7 @@ bool Walk::Follow(const GValue *from, size_t at, GValue *value) {
         return true;
     if (at == steps.size()) {
         if (isList) {
+            SchemaArray_MakeRoom(list.get());
             g_value_array_append(list.get(), from);
             return true;
         }
