@@ -42,7 +42,7 @@ template <class Function> void ForEachMethod(const SchemaClass *klass, Function 
 bool IsRequired(const SchemaArgumentRow &row) {
     if (row.flags & (SCHEMA_REQUIRED | SCHEMA_OPTIONAL))
         return (row.flags & SCHEMA_REQUIRED) != 0;
-    return SchemaKind_Row(row.kind).isNumber && !(row.flags & SCHEMA_ARRAY);
+    return (SchemaKind_Row(row.kind).traits & SCHEMA_KIND_NUMBER) && !(row.flags & SCHEMA_ARRAY);
 }
 
 OrvaneArgumentInfo DescribeArgument(const SchemaArgumentRow &row) {

@@ -18,6 +18,11 @@ struct SchemaParameters {
     va_list list;
 };
 
+enum SchemaKindTrait {
+    SCHEMA_KIND_NUMBER = 1, /* a stub takes it by value, and cannot leave it out, unless it is optional */
+    SCHEMA_KIND_UNCHECKED = 2, /* a field keeps each value of its type as it is; none leads to an object */
+};
+
 struct SchemaKindRow {
     SchemaValueKind kind;
     const char *elementName; /* in the blurb of a list; NULL: the name of the type */
@@ -26,8 +31,7 @@ struct SchemaKindRow {
     const SchemaStore *store;
     /* Takes the next parameter. Leaves the value zeroed if the argument is left out. */
     void (*pack)(const SchemaArgumentRow &row, SchemaParameters &from, GValue *value);
-    bool isNumber =
-        false; /* a stub takes it by value, and cannot leave it out, unless it is optional */
+    guint traits = 0; /* of SchemaKindTrait */
 };
 
 const SchemaKindRow &SchemaKind_Row(SchemaValueKind kind);

@@ -13,6 +13,7 @@
 
 #include "ozy/lib/orvane/schema/schemaCompare.h"
 #include "ozy/lib/orvane/schema/schemaEngine.h"
+#include "ozy/lib/orvane/schema/schemaKinds.h"
 #include "ozy/lib/orvane/schema/schemaReference.h"
 #include "ozy/lib/orvane/soap/orvaneSoapCheck.h"
 #include "ozy/lib/orvane/updates/orvaneMOMgrInt.h"
@@ -86,16 +87,8 @@ void Store(GObject *object, GParamSpec *pspec, GValue *value) {
 bool TakesAny(const SchemaField *field, const GValue *value) {
     if (field == nullptr || field->pspec->value_type != G_VALUE_TYPE(value))
         return false;
-    switch (field->row->kind) {
-    case SCHEMA_VALUE_INT:
-    case SCHEMA_VALUE_LONG:
-    case SCHEMA_VALUE_STRING:
-    case SCHEMA_VALUE_DATETIME:
-    case SCHEMA_VALUE_BINARY:
-        return !(field->row->flags & SCHEMA_ARRAY);
-    default:
-        return false;
-    }
+    return !(field->row->flags & SCHEMA_ARRAY) &&
+           (SchemaKind_Row(field->row->kind).traits & SCHEMA_KIND_UNCHECKED);
 }
 
 void Assign(GObject *object, const char *name, const GValue *value) {
