@@ -38,9 +38,10 @@ struct DictionaryEntry {
     bool modified;
     bool written;   /* by the write in progress */
     bool isDefault; /* only there because a reader gave a default */
-    bool cleanSet;
-    bool plain;
-    char *stringCache;
+    bool cleanSet;  /* was once set as a clean value; such entries are written first */
+    bool plain;     /* stays outside the encrypted part */
+    char *
+        stringCache; /* owned; the text that a caller got for a value that is no text; NULL for none */
     DictionaryLine *line; /* where it was read from; NULL for none */
 };
 
