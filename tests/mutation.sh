@@ -29,7 +29,7 @@ lib/ssl/             sslTest orvaneTest hostileTest
 lib/crypto/          cryptoTest wipingTest
 lib/keyLocator/      keyLocatorTest wipingTest
 lib/unicode/         unicodeTest dictTest
-lib/file/            fileTest dictTest configTest
+lib/file/            fileTest dictTest configTest logFileTest
 lib/dict/            dictTest configTest keyLocatorTest
 lib/config/          configTest
 lib/user/            userTest

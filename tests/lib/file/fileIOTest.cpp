@@ -11,6 +11,8 @@
 #include <functional>
 #include <string>
 #include <thread>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -84,6 +86,8 @@ TEST_F(FileIO, OpensAsAsked) {
     stat(absent.c_str(), &status);
     EXPECT_EQ(0600u, status.st_mode & 0777u);
     EXPECT_EQ(FILEIO_ERROR, FileIO_Open(&fd, nullptr, kWrite, FILEIO_OPEN));
+    EXPECT_EQ(EFAULT, std::exchange(errno, 0));
+    EXPECT_EQ(FILEIO_ERROR, FileIO_Access(nullptr, FILEIO_OPEN_ACCESS_READ));
     EXPECT_EQ(EFAULT, errno);
 
     EXPECT_EQ(FILEIO_SUCCESS, Open(there, kWrite | FILEIO_OPEN_DELETE_ASAP));
@@ -91,23 +95,41 @@ TEST_F(FileIO, OpensAsAsked) {
 }
 
 TEST_F(FileIO, AFailedOpenHasItsCodeAndKeepsNoLock) {
-    const std::pair<int, FileIOResult> rows[] = {
-        {EINTR, FILEIO_ERROR},
-        {EIO, FILEIO_ERROR},
-        {EMFILE, FILEIO_ERROR},
-        {EACCES, FILEIO_NO_PERMISSION},
-        {ENOSPC, FILEIO_WRITE_ERROR_NOSPC},
-        {EDQUOT, FILEIO_WRITE_ERROR_DQUOT},
+    const std::tuple<FileCall::Kind, int, FileIOResult> rows[] = {
+        {FileCall::Open, EINTR, FILEIO_ERROR},
+        {FileCall::Open, EIO, FILEIO_ERROR},
+        {FileCall::Open, EMFILE, FILEIO_ERROR},
+        {FileCall::Open, EACCES, FILEIO_NO_PERMISSION},
+        {FileCall::Open, ENOSPC, FILEIO_WRITE_ERROR_NOSPC},
+        {FileCall::Open, EDQUOT, FILEIO_WRITE_ERROR_DQUOT},
+        {FileCall::Unlink, EACCES, FILEIO_NO_PERMISSION}, /* it cannot be deleted */
     };
     const std::string path = folder.Path("f");
-    for (const auto &[error, result] : rows) {
-        const FileFaults faults([&, error = error](const FileCall &call) {
-            return call.kind == FileCall::Open && path == call.path ? error : FileFaults::kPass;
+    for (const auto &[kind, error, result] : rows) {
+        const FileFaults faults([&, kind = kind, error = error](const FileCall &call) {
+            return call.kind == kind && path == call.path ? error : FileFaults::kPass;
         });
-        EXPECT_EQ(result, Open(path, FILEIO_OPEN_ACCESS_WRITE | FILEIO_OPEN_LOCKED)) << error;
+        EXPECT_EQ(result, Open(path, FILEIO_OPEN_ACCESS_WRITE | FILEIO_OPEN_LOCKED |
+                                         FILEIO_OPEN_DELETE_ASAP))
+            << error;
         EXPECT_EQ(error, errno);
         EXPECT_FALSE(FileIO_IsValid(&fd));
         EXPECT_NE(0, access((path + ".lck").c_str(), F_OK));
+    }
+}
+
+TEST(FileNames, ADerivedOneIsBesideItsSource) {
+    const std::tuple<const char *, const char *, const char *, const char *> rows[] = {
+        {"/a/b.cfg", "/x", nullptr, "/x"},
+        {"/a/b.cfg", "x", "log", "/a/x"},
+        {"b.cfg", "x", nullptr, "x"},
+        {"/a/b.cfg", nullptr, "log", "/a/b.log"},
+        {"/a.d/b", nullptr, "log", "/a.d/b.log"},
+        {"/a/b.cfg", nullptr, nullptr, nullptr},
+    };
+    for (const auto &[source, name, extension, derived] : rows) {
+        const MallocPtr<char> actual(Util_DeriveFileName(source, name, extension));
+        EXPECT_STREQ(derived, actual.get()) << source;
     }
 }
 

@@ -105,6 +105,7 @@ TEST_F(FileLock, SharedOnesCoexistAndAnExclusiveOneWaitsForThem) {
     free(name);
     Unlock(exclusive);
     EXPECT_FALSE(FileLock_IsLocked(path.c_str(), &error, nullptr));
+    EXPECT_EQ(0, error);
     EXPECT_NE(0, access(directory.c_str(), F_OK)) << "nothing is left";
 }
 
