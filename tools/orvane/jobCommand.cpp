@@ -133,25 +133,46 @@ int RunWatch(Service &service, const JobOptions &options) {
     return kDone;
 }
 
-void Cancel(const Service &service, const Job &job) {
+/* What changes the state of jobs. A task that runs does not keep a job from it. */
+struct JobChange {
+    const char *word;
+    const char *help;
+    const char *doing; /* with the id behind it */
+    const char *done;
+    void (*start)(SkemaFerryServerJobJob *job, const GValue *handling, OrvaneListener *listener);
+};
+constexpr auto kChanges = std::to_array<JobChange>({
+    {"cancel", MSGID("help.job.cancel") "Cancel jobs", MSGID("job.cancelling") "cancelling job",
+     MSGID("job.cancelled") "cancelled", skema_ferry_server_job_job_stop},
+    {"suspend",
+     MSGID("help.job.suspend") "Interrupt jobs until they are resumed; a task that runs is "
+                               "cancelled",
+     MSGID("job.suspending") "suspending job", MSGID("job.suspended") "suspended",
+     skema_ferry_server_job_job_suspend},
+    {"resume", MSGID("help.job.resume") "Go on with jobs that are suspended",
+     MSGID("job.resuming") "resuming job", MSGID("job.resumed") "resumed",
+     [](SkemaFerryServerJobJob *job, const GValue *, OrvaneListener *listener) {
+         skema_ferry_server_job_job_resume(job, listener);
+     }},
+});
+
+void Change(const Service &service, const Job &job, const JobChange &change) {
     GValue handling = G_VALUE_INIT;
     g_value_init(&handling, SKEMA_TYPE_FERRY_SERVER_JOB_JOB_ACTIVE_TASK_HANDLING);
     g_value_set_enum(&handling, SKEMA_FERRY_SERVER_JOB_JOB_CANCELACTIVETASK);
-    Operation stop(
-        Text(MSGID("job.cancelling") "cancelling job %s", Printable(job.object->id).c_str()),
-        service.TimeoutSeconds());
-    skema_ferry_server_job_job_stop(SKEMA_FERRY_SERVER_JOB_JOB(job.object.get()), &handling,
-                                    stop.Listener());
+    Operation call(fmt::format("{} {}", PlainText(change.doing), Printable(job.object->id)),
+                   service.TimeoutSeconds());
+    change.start(SKEMA_FERRY_SERVER_JOB_JOB(job.object.get()), &handling, call.Listener());
     g_value_unset(&handling);
-    stop.Succeed();
+    call.Succeed();
 }
 
-/* One that the service does not cancel does not keep the others from it. */
-int RunCancel(Service &service, const JobOptions &options) {
+/* One that the service refuses does not keep the others from it. */
+int RunChange(const Service &service, const JobOptions &options, const JobChange &change) {
     int status = kDone;
     for (const Job &job : FindJobs(service, options.jobs)) {
         try {
-            Cancel(service, job);
+            Change(service, job, change);
         } catch (const Failure &failure) {
             if (failure.status != kFailed)
                 throw;
@@ -159,9 +180,8 @@ int RunCancel(Service &service, const JobOptions &options) {
             continue;
         }
         if (!service.IsQuiet())
-            WriteOutput(Text(MSGID("job.cancelled") "%s (%s): cancelled",
-                             Printable(job.name).c_str(), Printable(job.object->id).c_str()) +
-                        "\n");
+            WriteOutput(fmt::format("{} ({}): {}\n", Printable(job.name), Printable(job.object->id),
+                                    PlainText(change.done)));
     }
     return status;
 }
@@ -170,7 +190,8 @@ int RunCancel(Service &service, const JobOptions &options) {
 
 void AddJob(CLI::App &program, JobOptions &options, int &status) {
     CLI::App *job = program.add_subcommand(
-        "job", Text(MSGID("help.job") "Show and cancel conversion jobs of the second service"));
+        "job", Text(MSGID("help.job") "Show, cancel and suspend conversion jobs of the second "
+                                      "service"));
     job->require_subcommand(1);
     job->footer(
         Text(MSGID("help.job.footer") "A job is named by its id, or by a name that only one has. "
@@ -203,9 +224,14 @@ void AddJob(CLI::App &program, JobOptions &options, int &status) {
                                          "each change is a line of JSON"),
             RunWatch)
         ->add_option("job", options.jobs, word);
-    command("cancel", Text(MSGID("help.job.cancel") "Cancel jobs"), RunCancel)
-        ->add_option("job", options.jobs, Text(MSGID("help.job.cancel.job") "Ids or names of jobs"))
-        ->required();
+    for (const JobChange &change : kChanges)
+        command(change.word, PlainText(change.help),
+                [&change](const Service &service, const JobOptions &with) {
+                    return RunChange(service, with, change);
+                })
+            ->add_option("job", options.jobs,
+                         Text(MSGID("help.job.cancel.job") "Ids or names of jobs"))
+            ->required();
 }
 
 } // namespace orvaneCli

@@ -4,7 +4,7 @@
  *   orvane job ls [-l]              all jobs
  *   orvane job show [JOB]...        everything that is known of them
  *   orvane job watch [JOB]...       their progress, until they are over
- *   orvane job cancel JOB...
+ *   orvane job cancel|suspend|resume JOB...
  */
 #pragma once
 

@@ -45,6 +45,22 @@ TEST_F(OrvaneJobs, AreListedShownAndCancelled) {
     EXPECT_THAT(shown[1]["created"], MatchesRegex("20..-.*T.*Z"));
 }
 
+TEST_F(OrvaneJobs, AreSuspendedAndGoOn) {
+    const struct {
+        const char *change;
+        const char *out;
+        const char *state;
+    } rows[] = {
+        {"suspend", "conversion-0001 (job-1): suspended\n", "suspended"},
+        {"resume", "conversion-0001 (job-1): resumed\n", "active"},
+    };
+    for (const auto &row : rows) {
+        EXPECT_EQ(row.out, Run({"job", row.change, "conversion-0001"}).out);
+        EXPECT_EQ(row.state, server.Property("job-1", "info.state"));
+        ExpectFailure(Run({"job", row.change, "job-1"}), 1, {"job job-1: InvalidState"});
+    }
+}
+
 TEST_F(OrvaneJobs, ThatCannotBeCancelledDoNotKeepTheOthersFromIt) {
     server.Advance(1000);
     server.SetProperty("job-2", "name", "twin\u009b2J");
