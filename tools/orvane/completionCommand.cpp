@@ -19,10 +19,30 @@ struct Script {
     const char *text;
 };
 
-/* Candidates are quoted as words, and never evaluated. No space follows a path that leads on, or "NAME=". */
+/* Candidates are quoted as words, and never evaluated. No space follows a word that may go on. */
 constexpr auto kScripts = std::to_array<Script>({
-    {"bash", R"script(_orvane() {
-    local word quote i line=$COMP_LINE current=${COMP_WORDS[COMP_CWORD]}
+    {"bash",
+     R"script(# a word without its quotes, the quote that is still open at its end, and what precedes that quote
+_orvane_unquote() {
+    local i letter
+    plain='' quote='' opened=''
+    for ((i = 0; i < ${#1}; i++)); do
+        letter=${1:i:1}
+        case $quote$letter in
+        \\ | \"\\)
+            ((++i))
+            letter=${1:i:1}
+            [[ $quote && $letter != [\"\\\$\`] ]] && plain+=\\
+            plain+=$letter
+            ;;
+        \' | \") quote=$letter opened=$plain ;;
+        \'\' | \"\") quote='' ;;
+        *) plain+=$letter ;;
+        esac
+    done
+}
+_orvane() {
+    local word plain quote opened before i line=$COMP_LINE current=${COMP_WORDS[COMP_CWORD]}
     local -a words=()
     # bash splits words at "=" and ":", too, and completes the last part only
     for word in "${COMP_WORDS[@]:0:COMP_CWORD+1}"; do
@@ -35,22 +55,30 @@ constexpr auto kScripts = std::to_array<Script>({
         line=${line#"$word"}
     done
     [[ $current == [=:] ]] && current=
-    local before=${words[-1]%"$current"}
+    _orvane_unquote "${words[-1]%"$current"}"
+    before=$plain
     for ((i = 1; i < ${#words[@]}; i++)); do
-        quote=${words[i]:0:1}
-        case $quote in
-        \" | \') words[i]=${words[i]:1} words[i]=${words[i]%"$quote"} ;;
-        *) words[i]=${words[i]//\\/} quote= ;;
-        esac
+        _orvane_unquote "${words[i]}"
+        words[i]=$plain
     done
+    [[ $quote ]] && before=$opened # what is behind an open quote is replaced
     COMPREPLY=()
     while IFS= read -r word; do
+        word=${word#"$before"}
         case $quote in
-        \") [[ $word == *[\"\\\$\`!]* ]] && continue ;;
-        \') [[ $word == *\'* ]] && continue ;;
-        *) printf -v word %q "$word" ;;
+        \')
+            word=${word//\'/"'\\''"}
+            ;;
+        \")
+            word=${word//\\/\\\\}
+            word=${word//\"/'\"'}
+            word=${word//\$/'\$'}
+            word=${word//\`/'\`'}
+            word=${word//!/"\"'!'\""} # has a meaning in the quotes of an interactive shell
+            ;;
+        *) [[ $word ]] && printf -v word %q "$word" ;;
         esac
-        COMPREPLY+=("${word#"$before"}")
+        COMPREPLY+=("$word")
     done < <("$1" complete -- "${words[@]:1}" 2>/dev/null)
     [[ ${#COMPREPLY[@]} -eq 1 && ${COMPREPLY[0]} == *[/=] ]] && compopt -o nospace
     return 0

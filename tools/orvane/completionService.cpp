@@ -4,8 +4,6 @@
 #include <array>
 #include <chrono>
 #include <cstdlib>
-#include <set>
-#include <span>
 
 #include <fcntl.h>
 #include <orvane/schema/ozy.h>
@@ -13,10 +11,10 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "tools/orvane/completionSchema.h"
 #include "tools/orvane/inventoryReader.h"
 #include "tools/orvane/jobReader.h"
 #include "tools/orvane/library.h"
-#include "tools/orvane/methodRun.h"
 #include "tools/orvane/objectFinder.h"
 #include "tools/orvane/schemaWords.h"
 #include "tools/orvane/serviceOptions.h"
@@ -91,6 +89,17 @@ std::vector<std::string> ReadTaskWords(const Service &service) {
     return words;
 }
 
+/* The class of the object; nothing if "watch" follows what is below it. */
+std::vector<std::string> ReadClass(const Service &service, const Completion &completion) {
+    const ProxyPtr object = ObjectFinder(service).Find(completion.arguments.front());
+    const bool isOutside = completion.command == "watch" &&
+                           SKEMA_IS_OZY_MANAGED_ENTITY(object.get()) &&
+                           IsContainer(service, object.get());
+    if (isOutside)
+        return {};
+    return {TypeWord(G_OBJECT_TYPE(object.get()))};
+}
+
 std::vector<std::string> ReadWords(const Service &service, const Completion &completion) {
     switch (completion.kind) {
     case WordKind::kJob:
@@ -98,10 +107,10 @@ std::vector<std::string> ReadWords(const Service &service, const Completion &com
     case WordKind::kTask:
         return ReadTaskWords(service);
     case WordKind::kMethod:
-    case WordKind::kArgument: {
-        const ProxyPtr object = ObjectFinder(service).Find(completion.arguments.front());
-        return {TypeWord(G_OBJECT_TYPE(object.get()))};
-    }
+    case WordKind::kArgument:
+    case WordKind::kProperty:
+    case WordKind::kSetting:
+        return ReadClass(service, completion);
     case WordKind::kPath:
         return ReadPaths(service, completion.start);
     case WordKind::kFixed:
@@ -109,27 +118,6 @@ std::vector<std::string> ReadWords(const Service &service, const Completion &com
         break; /* no words of a service */
     }
     return {};
-}
-
-/* "NAME=" of the arguments of a method that may still be given. The class is 0 if it is not known. */
-std::vector<std::string> ArgumentWords(GType type, const std::vector<std::string> &typed) {
-    const std::string &name = typed[1];
-    const std::vector<GType> classes =
-        type != 0 ? std::vector<GType>{type} : ClassesWithMethod(name);
-    std::set<std::string> words;
-    for (const GType each : classes) {
-        const MethodPtr method(orvane_method_info_new(each, name.c_str()));
-        for (guint i = 0; method && i < method->numArguments; i++) {
-            const std::string word = std::string(method->arguments[i].name) + "=";
-            const bool isGiven =
-                std::ranges::any_of(std::span(typed).subspan(2), [&](const std::string &given) {
-                    return given.starts_with(word);
-                });
-            if (!isGiven || method->arguments[i].elementType != 0)
-                words.insert(word);
-        }
-    }
-    return {words.begin(), words.end()};
 }
 
 void Write(int descriptor, std::string_view text) {
@@ -206,15 +194,15 @@ std::vector<std::string> ReadAnswer(const Completion &completion, std::chrono::m
     return words;
 }
 
-/* The words for a call, from the schema. */
-std::vector<std::string> CallWords(const Completion &completion) {
-    const std::vector<std::string> answer = ReadAnswer(completion, kLongestWait - kSchemaTime);
+/* The words of the schema, for the class that the service says. */
+std::vector<std::string> ClassWords(const Completion &completion) {
+    std::vector<std::string> answer;
+    if (!completion.arguments.empty())
+        answer = ReadAnswer(completion, kLongestWait - kSchemaTime);
     try {
         const Library library; /* loads the overlays of the schema */
-        const GType type = answer.empty() ? 0 : orvane_lookup_type(answer.front().c_str());
-        if (completion.kind == WordKind::kArgument)
-            return ArgumentWords(type, completion.arguments);
-        return type != 0 ? MethodNamesOf(type) : AllMethodNames();
+        return SchemaWords(completion,
+                           answer.empty() ? 0 : orvane_lookup_type(answer.front().c_str()));
     } catch (const Failure &) {
         return {}; /* without the schema there are no words */
     }
@@ -223,10 +211,11 @@ std::vector<std::string> CallWords(const Completion &completion) {
 } // namespace
 
 std::vector<std::string> AskService(const Completion &completion) {
-    const bool isCall =
-        completion.kind == WordKind::kMethod || completion.kind == WordKind::kArgument;
+    const bool isOfService = completion.kind == WordKind::kPath ||
+                             completion.kind == WordKind::kJob ||
+                             completion.kind == WordKind::kTask;
     std::vector<std::string> words =
-        isCall ? CallWords(completion) : ReadAnswer(completion, kLongestWait);
+        isOfService ? ReadAnswer(completion, kLongestWait) : ClassWords(completion);
     std::erase_if(words, [&](const std::string &word) {
         /* a name that a terminal must not show cannot be typed either */
         return !word.starts_with(completion.start) || Printable(word) != word;

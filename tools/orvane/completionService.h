@@ -17,8 +17,9 @@
 
 namespace orvaneCli {
 
-/* The words of kPath, kJob, kTask, kMethod or kArgument that begin like what is typed. A path that leads on ends in "/".
- * If the class of the object is not known in time, the methods of all classes are returned. */
+/* The words of a kind that is not fixed or a profile, which begin like what is typed. A path that leads on ends in "/".
+ * If the class of the object is not known in time, the methods of all classes are returned, the properties of all
+ * managed entities, and nothing for "orvane set". */
 std::vector<std::string> AskService(const Completion &completion);
 
 } // namespace orvaneCli

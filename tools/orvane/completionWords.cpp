@@ -25,6 +25,7 @@ constexpr auto kArguments = std::to_array<std::pair<std::string_view, WordKind>>
     {"tasks", WordKind::kTask},
     {"method", WordKind::kMethod},
     {"arguments", WordKind::kArgument},
+    {"values", WordKind::kSetting},
 });
 
 std::vector<std::string> Split(std::string_view text) {
@@ -118,8 +119,16 @@ void Step(Walk &walk, const std::string &word, Completion &completion) {
 void CompleteValue(Completion &completion, const CLI::Option &option) {
     if (LongName(option) == "--profile")
         completion.kind = WordKind::kProfile;
+    else if (LongName(option) == "--property")
+        completion.kind = WordKind::kProperty;
     else
         completion.words = ListedValues(option);
+}
+
+/* Goes on behind the "=" of the last word. */
+void TakeName(Completion &completion, size_t equals) {
+    completion.before = completion.start.substr(0, equals + 1);
+    completion.start.erase(0, equals + 1);
 }
 
 void CompleteArgument(Completion &completion, const Walk &walk) {
@@ -161,20 +170,24 @@ Completion FindCompletion(const CLI::App &program, const std::vector<std::string
     Walk walk{&program};
     for (size_t i = 0; i + 1 < words.size(); i++)
         Step(walk, words[i], completion);
+    completion.command = walk.app->get_name();
     const std::string last = words.empty() ? "" : words.back();
     completion.start = last;
     const size_t equals = last.find('=');
     if (walk.awaits != nullptr) {
         CompleteValue(completion, *walk.awaits);
     } else if (last.starts_with("--") && equals != std::string::npos) {
-        completion.before = last.substr(0, equals + 1);
-        completion.start = last.substr(equals + 1);
+        TakeName(completion, equals);
         if (const CLI::Option *option = FindOption(walk.app, last.substr(0, equals)))
             CompleteValue(completion, *option);
     } else if (last.starts_with('-')) {
         completion.words = OptionNames(walk.app);
     } else {
         CompleteArgument(completion, walk);
+        const bool isNamed =
+            completion.kind == WordKind::kArgument || completion.kind == WordKind::kSetting;
+        if (isNamed && equals != std::string::npos)
+            TakeName(completion, equals);
     }
     std::erase_if(completion.words,
                   [&](const std::string &word) { return !word.starts_with(completion.start); });

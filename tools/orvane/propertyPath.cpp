@@ -32,34 +32,51 @@ const char *WireName(GType type) {
     return name != nullptr ? name : g_type_name(type);
 }
 
-/* The type of a property, of one element if it is an array; 0 if the class does not have it. */
-GType PropertyType(GType type, const std::string &name) {
+/* The type of a property, of one element if it is a list; 0 if the class does not have it. */
+struct PropertyType {
+    GType type = 0;
+    bool isList = false;
+};
+
+PropertyType FindProperty(GType type, const std::string &name) {
     GParamSpec *spec = g_object_class_find_property(ClassOf(type).get(), name.c_str());
     if (spec == nullptr)
-        return 0;
+        return {};
     const auto element = GPOINTER_TO_SIZE(g_param_spec_get_qdata(spec, orvane_quark_arraytype()));
-    return element != 0 ? element : spec->value_type;
+    return {element != 0 ? element : spec->value_type, element != 0};
 }
 
 /* The same, also of a class below it. */
-GType PropertyTypeBelow(GType type, const std::string &name) {
+PropertyType FindPropertyBelow(GType type, const std::string &name) {
     for (const GType each : ClassesFrom(type)) {
-        if (const GType found = PropertyType(each, name); found != 0)
+        if (const PropertyType found = FindProperty(each, name); found.type != 0)
             return found;
     }
-    return 0;
+    return {};
+}
+
+/* The names of the properties of a class and those below it, without those that every data object has. */
+std::vector<std::string> NamesBelow(GType type) {
+    std::vector<std::string> names;
+    for (const GType each : ClassesFrom(type)) {
+        for (std::string &known : PropertyNames(each)) {
+            if (!known.starts_with("dynamic") && std::ranges::find(names, known) == names.end())
+                names.push_back(std::move(known));
+        }
+    }
+    return names;
+}
+
+/* Whether a path leads into objects of the class; of managed objects only into the one that it begins with. */
+bool HasProperties(GType type, bool isFirst) {
+    return g_type_is_a(type, SKEMA_TYPE_QORM_DATA_OBJECT) ||
+           g_type_is_a(type, SKEMA_TYPE_QORM_METHOD_FAULT) ||
+           (isFirst && g_type_is_a(type, SKEMA_TYPE_QORM_MANAGED_OBJECT));
 }
 
 Failure UnknownProperty(GType type, const std::string &name) {
     const std::string shown = Printable(name);
-    std::vector<std::string> names;
-    for (const GType each : ClassesFrom(type)) {
-        for (std::string &known : PropertyNames(each)) {
-            if (std::ranges::find(names, known) == names.end())
-                names.push_back(std::move(known));
-        }
-    }
-    std::erase_if(names, [](const std::string &each) { return each.starts_with("dynamic"); });
+    std::vector<std::string> names = NamesBelow(type);
     if (names.empty()) /* but for what every data object has */
         return BadUsage(
             Text(MSGID("property.classEmpty") "the schema has no properties of %s, so not "
@@ -138,8 +155,21 @@ GType FindClass(const std::string &name, GType base) {
              shown.c_str(), nearest.c_str()));
 }
 
+std::vector<PropertyChoice> PropertiesAt(GType type, const std::string &path) {
+    const auto names = path.empty() ? std::vector<std::string>() : PropertiesOf(path);
+    GType at = names ? type : 0;
+    for (size_t i = 0; at != 0 && i < names->size(); i++)
+        at = HasProperties(at, i == 0) ? FindPropertyBelow(at, (*names)[i]).type : 0;
+    if (at == 0 || !HasProperties(at, names->empty()))
+        return {};
+    std::vector<PropertyChoice> all;
+    for (const std::string &name : NamesBelow(at))
+        all.push_back({name, FindPropertyBelow(at, name).isList});
+    return all;
+}
+
 bool HasFirstProperty(GType type, const std::string &text) {
-    return PropertyType(type, text.substr(0, text.find_first_of(".["))) != 0;
+    return FindProperty(type, text.substr(0, text.find_first_of(".["))).type != 0;
 }
 
 PropertyPath CheckPropertyPath(GType type, const std::string &text) {
@@ -152,16 +182,13 @@ PropertyPath CheckPropertyPath(GType type, const std::string &text) {
     const size_t bracket = std::min(text.find('['), text.size());
     GType at = type;
     for (const std::string &name : *names) {
-        const bool isObject = g_type_is_a(at, SKEMA_TYPE_QORM_DATA_OBJECT) ||
-                              g_type_is_a(at, SKEMA_TYPE_QORM_METHOD_FAULT) ||
-                              (at == type && g_type_is_a(at, SKEMA_TYPE_QORM_MANAGED_OBJECT));
         if (at == G_TYPE_VALUE)
             break;
-        if (!isObject)
+        if (!HasProperties(at, requested.empty()))
             throw BadUsage(Text(MSGID("property.noObject") "%s: \"%s\" is in no object that can be "
                                                            "read with it",
                                 Printable(text).c_str(), Printable(name).c_str()));
-        const GType next = PropertyTypeBelow(at, name);
+        const GType next = FindPropertyBelow(at, name).type;
         if (next == 0)
             throw UnknownProperty(at, name);
         requested += (requested.empty() ? "" : ".") + name;

@@ -26,6 +26,16 @@ struct PropertyPath {
 /* Checks a path from a class. */
 PropertyPath CheckPropertyPath(GType type, const std::string &text);
 
+/* A property of a class. */
+struct PropertyChoice {
+    std::string name;
+    bool isList;
+};
+
+/* The properties of what the path leads to from a class, those of its subclasses included; none if it leads to nothing.
+ * An empty path leads to the class itself. */
+std::vector<PropertyChoice> PropertiesAt(GType type, const std::string &path);
+
 /* Whether the first property of the path belongs to the class, its bases included. */
 bool HasFirstProperty(GType type, const std::string &text);
 

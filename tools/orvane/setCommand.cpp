@@ -116,6 +116,11 @@ int RunSet(SetOptions &options) {
 
 } // namespace
 
+GType SpecTypeOf(GType type) {
+    const Reconfiguration change = FindReconfiguration(type);
+    return change.method->arguments[change.spec].type;
+}
+
 void AddSet(CLI::App &program, SetOptions &options, int &status) {
     CLI::App *set = program.add_subcommand(
         "set", Text(MSGID("help.setCommand") "Change the configuration of an object"));

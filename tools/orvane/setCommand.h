@@ -22,6 +22,9 @@ struct SetOptions : ServiceOptions {
     bool isDry = false;
 };
 
+/* The class of data objects that describes changes of an object of the class. Throws BadUsage if there is none. */
+GType SpecTypeOf(GType type);
+
 void AddSet(CLI::App &program, SetOptions &options, int &status);
 
 } // namespace orvaneCli

@@ -56,14 +56,6 @@ GType ClassOf(const Json &object, GType declared) {
     return named;
 }
 
-/* Takes the first piece of a path from it: "a" of "a.b". */
-std::string TakePiece(std::string &path) {
-    const size_t dot = path.find('.');
-    const std::string piece = path.substr(0, dot);
-    path.erase(0, dot == std::string::npos ? dot : dot + 1);
-    return piece;
-}
-
 class Builder {
 public:
     Builder(GType itsType, const ValueReader &itsReader) : type(itsType), reader(itsReader) {}
@@ -118,6 +110,13 @@ private:
 };
 
 } // namespace
+
+std::string TakePiece(std::string &path) {
+    const size_t dot = path.find('.');
+    const std::string piece = path.substr(0, dot);
+    path.erase(0, dot == std::string::npos ? dot : dot + 1);
+    return piece;
+}
 
 std::string SpecJson(GType type, const std::vector<std::string> &words, const ValueReader &reader) {
     std::vector<std::pair<std::string, std::vector<std::string>>>

@@ -16,6 +16,9 @@
 
 namespace orvaneCli {
 
+/* Takes the first piece of a path from it: "a" of "a.b". */
+std::string TakePiece(std::string &path);
+
 std::string SpecJson(GType type, const std::vector<std::string> &words, const ValueReader &reader);
 
 } // namespace orvaneCli

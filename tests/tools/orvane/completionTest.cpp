@@ -11,6 +11,23 @@ struct OrvaneCompletion : ProgramTest {
         server.RunInThread();
         server.SetProperty("vm-102", "name", "machine\u009b2J");
         setenv("ORVANE_PASSWORD", "secret", 1);
+        folder.Write("overlay.schema", R"(namespace ozy
+
+data VirtualMachineConfigSpec ...
+  name       string?            @ozy2/2.0
+  isWatched  boolean?           @ozy2/2.0
+  display    DisplayOfTest?     @ozy2/2.0
+
+data DisplayOfTest : DynamicData  @ozy2/2.0
+  size       SizeOfTest
+
+data Tag ...
+  key        string             @ozy2/2.0
+
+enum SizeOfTest
+  low medium high
+)");
+        setenv("ORVANE_SCHEMA_OVERLAY", folder.Path("overlay.schema").c_str(), 1);
         Run({"profile", "add", "lab", server.Url(), "administrator"});
     }
 
@@ -54,6 +71,21 @@ TEST_F(OrvaneCompletion, FindsTheWordsThatFit) {
         {{"call", "PowerIsOn", "PowerOnV"}, "PowerOnVM_Task\n"},
         {{"call", "--profile", "lab", "vm-101", "SetScreenResolution", "width=1", ""}, "height=\n"},
         {{"call", "vm-101", "SetScreenResolution", "w"}, "width=\n"},
+        {{"call", "vm-101", "CreateSnapshot_Task", "memory=t"}, "memory=true\n"},
+        {{"call", "vm-101", "CreateSnapshot_Task", "name=t"}, ""},
+        {{"get", "--profile", "lab", "vm-101", "-k", "ta"}, "tag\ntag[*].\n"},
+        {{"get", "--profile", "lab", "group-v3", "-k", "tag[*].k"}, "tag[*].key\n"},
+        {{"get", "--profile", "lab", "group-v3", "-k", "guestH"}, ""},
+        {{"get", "--profile", "lab", "group-v3", "-k", "parent."}, ""},
+        {{"get", "--property=guestH"}, "--property=guestHeartbeatStatus\n"},
+        {{"watch", "--profile", "lab", "group-v3", "-k", "guestH"}, "guestHeartbeatStatus\n"},
+        {{"watch", "--type", "HostSystem", "-k", "guestH"}, ""},
+        {{"set", "--profile", "lab", "vm-101", "name=a", ""}, "isWatched=\ndisplay=\n"},
+        {{"set", "--profile", "lab", "vm-101", "isWatched="}, "isWatched=false\nisWatched=true\n"},
+        {{"set", "--profile", "lab", "vm-101", "d"}, "display=\ndisplay.\n"},
+        {{"set", "--profile", "lab", "vm-101", "display."}, "display.size=\n"},
+        {{"set", "--profile", "lab", "vm-101", "display.size=m"}, "display.size=medium\n"},
+        {{"set", "--profile", "lab", "group-v3", ""}, ""},
     };
     Run({"call", "--profile", "lab", "vm-101", "PowerOnVM_Task", "--no-wait"});
     for (const auto &row : rows) {
@@ -106,11 +138,16 @@ complete_last '/Datacenter/host/Clu'
 complete_last '/Datacenter/host/Cluster\ 1/Re'
 complete_last "'/Datacenter/host/Cluster 1/Re"
 complete_last /Datacenter/vm/a :
+complete_last '"/Datacenter/vm/\$'
+complete_last "'/Datacenter/vm/\$"
+complete_last "'/Datacenter/vm/\$a'\\''b"
 )script";
     server.SetProperty("vm-101", "name", "a:b");
+    server.SetProperty("vm-102", "name", "$a'b\"!c");
     const Ended ended = Program("/bin/bash", {"-c", kScript, BuildPath("bin/orvane")}).Wait();
     EXPECT_EQ("/Datacenter/host/Cluster\\ 1/|/Datacenter/host/Cluster\\ 1/Resources/|"
-              "/Datacenter/host/Cluster 1/Resources/|b|",
+              "/Datacenter/host/Cluster 1/Resources/|b|"
+              R"(/Datacenter/vm/\$a'b\""'!'"c|/Datacenter/vm/$a'\''b"!c|b"!c|)",
               ended.out);
     EXPECT_EQ("", ended.err);
 }
