@@ -141,6 +141,7 @@ TEST_F(Call, WhatIsWrongIsOneLine) {
         {{"call", "vm-101", "MarkAsTemplate"}, 1, {"MarkAsTemplate: MethodNotFound"}},
         {{"call", "vm-104", "PowerOnVM_Task"}, 1, {"InvalidPowerState"}},
         {{"set", "vm-101", "nam=x"}, 2, {"no property \"nam\"; did you mean \"name\"?"}},
+        {{"set", "vm-101", "numCPUs=many"}, 2, {"numCPUs: "}},
         {{"set", "group-v3", "name=x"}, 2, {"a Folder has no method that changes"}},
         {{"set", "domain-c7", "name=x"}, 2, {"no properties of ComputeResourceConfigSpec"}},
     };

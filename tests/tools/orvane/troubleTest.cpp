@@ -1,4 +1,5 @@
-// Commands whose service or reader fails: no answer and Ctrl-C, half an answer, a pipe that nobody reads, a full disk.
+// Commands with names that mean nothing or several objects, and those whose service or reader fails: no answer and
+// Ctrl-C, half an answer, a refusal, a session that has ended, a pipe that nobody reads, a full disk.
 #include <unistd.h>
 
 #include "tests/tools/orvane/serviceFixture.h"
@@ -11,7 +12,7 @@ using testing::AnyOf;
 using Words = std::vector<std::string>;
 
 struct Trouble : WithSimulator {
-    Trouble() : WithSimulator({.machines = 4, .taskDurationMs = 100}) {
+    Trouble() : WithSimulator({.machines = 4, .taskDurationMs = 100, .jobs = 1}) {
         folder.Write(
             "overlay.schema",
             "namespace ozy\n\ndata VirtualMachineConfigSpec ...\n  name string? @ozy2/2.0\n");
@@ -33,30 +34,72 @@ struct Trouble : WithSimulator {
         EXPECT_EQ(0, server.NumSessions()) << "it has not logged out";
         EndTroubles();
     }
+
+    /* Of the object in the place of "vm-101". */
+    static void ExpectBadNames(const Words &words) {
+        const struct {
+            const char *name;
+            const char *text;
+        } rows[] = {
+            {"/Datacenter/vm/machine-001", "similar: \"/Datacenter/vm/machine-000"},
+            {"twin", "2 objects are called \"twin\": /Datacenter/vm/twin (vm-102)"},
+            {"a\x1b[31m", "\"a\\x1b[31m\""},
+        };
+        for (const auto &row : rows) {
+            Words changed = words;
+            std::ranges::replace(changed, "vm-101", row.name);
+            ExpectFailure(Run(changed), 1, {row.text});
+        }
+    }
 };
 
 TEST_F(Trouble, EndsEachCommandAsItShould) {
     const struct {
         Words words;
         const char *method; /* that is not answered, or in half */
-        std::string
-            kinds; /* Ctrl-C, half an answer, pipe, full disk; others are tested elsewhere */
+        /* names, Ctrl-C, half an answer, refusal, expired session, pipe, full disk; others are tested elsewhere */
+        std::string kinds;
     } rows[] = {
-        {{"ls"}, "RetrieveProperties", "ch"},
-        {{"get", "vm-101", "-k", "name"}, "RetrieveProperties", "chpf"},
-        {{"watch", "vm-101"}, "CreateFilter", "chpf"},
-        {{"call", "ServiceInstance", "CurrentTime"}, "CurrentTime", "hp"},
-        {{"set", "vm-101", "name=x", "--no-wait"}, "ReconfigVM_Task", "chpf"},
-        {{"power", "reset", "--yes", "vm-104"}, "ResetVM_Task", "ch"},
-        {{"task", "ls"}, "RetrieveProperties", "ch"},
-        {{"job", "ls"}, "RetrieveProperties", "chp"},
-        {{"session", "ls"}, "RetrieveProperties", "chpf"},
-        {{"about", server.Url(), "administrator"}, "RetrieveServiceContent", "chpf"},
+        {{"ls", "vm-101"}, "RetrieveProperties", "nchre"},
+        {{"get", "vm-101", "-k", "name"}, "RetrieveProperties", "nchrepf"},
+        {{"watch", "vm-101"}, "CreateFilter", "nchrepf"},
+        {{"call", "ServiceInstance", "CurrentTime"}, "CurrentTime", "hrep"},
+        {{"call", "vm-101", "MarkAsTemplate"}, "", "n"},
+        {{"set", "vm-101", "name=x", "--no-wait"}, "ReconfigVM_Task", "nchrepf"},
+        {{"power", "on", "vm-101"}, "", "n"},
+        {{"power", "reset", "--yes", "vm-104"}, "ResetVM_Task", "chre"},
+        {{"task", "ls"}, "RetrieveProperties", "chre"},
+        {{"task", "cancel", "vm-101"}, "", "n"},
+        {{"job", "ls"}, "RetrieveProperties", "chrep"},
+        {{"job", "suspend", "job-1"}, "FerryServerJobSuspend", "chre"},
+        {{"session", "ls"}, "RetrieveProperties", "chrepf"},
+        {{"about", server.Url(), "administrator"}, "RetrieveServiceContent", "chrpf"},
+        {{"demo", "--url", server.Url()}, "RetrieveProperties", "hre"},
         {{"completion", "bash"}, "", "pf"},
+        {{"config"}, "", "pf"},
+        {{"profile", "list"}, "", "pf"},
     };
+    Run({"profile", "add", "lab", server.Url(), "administrator"});
+    server.SetProperty("vm-102", "name", "twin");
+    server.SetProperty("vm-103", "name", "twin");
     for (const auto &row : rows) {
         SCOPED_TRACE(row.words[0]);
         const auto has = [&](char kind) { return row.kinds.find(kind) != std::string::npos; };
+        if (has('n'))
+            ExpectBadNames(row.words);
+        if (has('r')) {
+            server.AddTrouble({.kind = TroubleKind::Fault,
+                               .method = row.method,
+                               .count = -1,
+                               .faultType = "NoPermission"});
+            ExpectFailure(Run(row.words), 1, {"the user lacks the privilege"});
+            EndTroubles();
+        }
+        if (has('e')) {
+            server.AddTrouble({.kind = TroubleKind::ExpireSession, .method = row.method});
+            ExpectFailure(Run(row.words), 4, {"NotAuthenticated"});
+            EndTroubles();
+        }
         if (has('c'))
             ExpectInterrupted(row.words, row.method);
         if (has('h')) {
