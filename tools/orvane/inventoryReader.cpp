@@ -151,7 +151,9 @@ std::vector<InventoryEntity> ReadInventory(const Service &service, SkemaQormMana
     const ValueArrayPtr set = SetOfOne(filterSpec);
     orvane_session_retrieve_contents(service.Session(), set.get(), retrieve.Listener());
     std::vector<InventoryEntity> entities;
-    for (ObjectPtr<GObject> &object : retrieve.Objects()) {
+    std::vector<ObjectPtr<GObject>> objects = retrieve.Objects();
+    entities.reserve(objects.size());
+    for (ObjectPtr<GObject> &object : objects) {
         if (SKEMA_IS_OZY_MANAGED_ENTITY(object.get()))
             entities.push_back(MakeEntity(std::move(object)));
     }
@@ -198,6 +200,8 @@ GObject *NewFilterSpec(const std::vector<GObject *> &objects, const std::vector<
 }
 
 std::string PathPart(std::string_view name) {
+    if (name.find_first_of("/%") == std::string_view::npos)
+        return std::string(name);
     std::string part;
     for (size_t i = 0; i < name.size(); i++) {
         if (name[i] == '/')

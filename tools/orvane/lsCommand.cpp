@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <optional>
 #include <unordered_map>
+#include <utility>
 
 #include <orvane/objectPath.h>
 #include <orvane/schema/ozy.h>
@@ -19,12 +20,68 @@ namespace {
 
 constexpr char kPowerPath[] = "runtime.powerState";
 constexpr char kHostPath[] = "runtime.host";
+constexpr size_t kMostCells = 6; /* of a row */
 
 /* An entity that is shown. */
 struct Shown {
     const InventoryEntity *entity;
     std::string path;
 };
+
+/* The paths of entities, each made of that of its parent. */
+class Paths {
+public:
+    Paths(const std::vector<InventoryEntity> &entities, const std::string &basePath);
+    std::string Of(const InventoryEntity &entity) { return Of(entity, 0); }
+
+private:
+    struct Parent {
+        const InventoryEntity *entity = nullptr;
+        std::string path;
+        bool isMade = false;
+    };
+
+    std::string Of(const InventoryEntity &entity, size_t depth);
+    const std::string &OfParent(const std::string &id, size_t depth);
+
+    const std::string &base;                              /* of those whose parent is not known */
+    std::unordered_map<std::string_view, Parent> parents; /* by id */
+    std::string_view lastId; /* most entities have the parent of the one before */
+    const std::string *lastPath = nullptr;
+};
+
+Paths::Paths(const std::vector<InventoryEntity> &entities, const std::string &basePath)
+    : base(basePath) {
+    std::string_view last;
+    for (const InventoryEntity &each : entities) {
+        if (each.parentId != last)
+            parents.try_emplace(each.parentId);
+        last = each.parentId;
+    }
+    for (const InventoryEntity &each : entities) {
+        const auto found = parents.find(each.object->id);
+        if (found != parents.end())
+            found->second.entity = &each;
+    }
+}
+
+const std::string &Paths::OfParent(const std::string &id, size_t depth) {
+    if (lastPath != nullptr && id == lastId)
+        return *lastPath;
+    const auto found = parents.find(id);
+    if (found == parents.end() || found->second.entity == nullptr || depth > kMostPathLevels)
+        return base;
+    Parent &parent = found->second;
+    if (!std::exchange(parent.isMade, true))
+        parent.path = Of(*parent.entity, depth + 1);
+    lastId = found->first;
+    lastPath = &parent.path;
+    return parent.path;
+}
+
+std::string Paths::Of(const InventoryEntity &entity, size_t depth) {
+    return OfParent(entity.parentId, depth) + "/" + PathPart(entity.name);
+}
 
 class Listing {
 public:
@@ -39,8 +96,8 @@ private:
     void AddFilterProperty(const std::string &path, std::vector<ExtraProperties> &extra) const;
     void ReadHosts();
     std::vector<Shown> Choose(const std::string &basePath) const;
-    void Print(const std::vector<Shown> &all);
-    std::vector<Cell> Cells(const Shown &shown) const;
+    void Print(std::vector<Shown> &all);
+    std::vector<Cell> Cells(Shown &shown) const;
     Cell PowerOf(SkemaQormManagedObject *object) const;
     Cell HostOf(SkemaQormManagedObject *object) const;
     bool ShowsPaths() const { return options.isRecursive; }
@@ -52,8 +109,10 @@ private:
     bool hasPower = false; /* the schema knows the power state */
     bool hasHost = false;  /* the schema knows the host of a machine */
     std::vector<InventoryEntity> entities;
-    std::unordered_map<std::string, std::string>
-        hostNames; /* by the id of a machine, or of a host */
+    std::vector<InventoryEntity> hosts;
+    std::unordered_map<std::string_view, const std::string *> hostNames; /* by the id of a host */
+    std::unordered_map<const SkemaQormManagedObject *, const std::string *>
+        hostsOfMachines; /* where the schema does not know the host */
 };
 
 /* Whether the schema has a property of machines; without an overlay it does not have all of them. */
@@ -104,45 +163,34 @@ void Listing::ReadHosts() {
     std::vector<ExtraProperties> extra;
     if (!hasHost)
         extra.push_back({SKEMA_TYPE_OZY_HOST_SYSTEM, {"vm"}});
-    for (const InventoryEntity &each :
-         ReadInventory(service, service.Root(), InventoryDepth::kHostsBelow, extra)) {
+    hosts = ReadInventory(service, service.Root(), InventoryDepth::kHostsBelow, extra);
+    hostsOfMachines.reserve(entities.size());
+    for (const InventoryEntity &each : hosts) {
         if (!SKEMA_IS_OZY_HOST_SYSTEM(each.object.get()))
             continue;
-        hostNames[each.object->id] = each.name;
+        hostNames[each.object->id] = &each.name;
         GValueArray *machines = nullptr;
         g_object_get(each.object.get(), "vm", &machines, nullptr);
         if (machines == nullptr)
             continue;
         const ValueArrayPtr owner(machines);
         for (guint i = 0; i < machines->n_values; i++) {
-            if (const auto *machine =
-                    static_cast<SkemaQormManagedObject *>(g_value_get_object(&machines->values[i])))
-                hostNames[machine->id] = each.name;
+            const auto *machine =
+                static_cast<SkemaQormManagedObject *>(g_value_get_object(&machines->values[i]));
+            hostsOfMachines.emplace(machine, &each.name); /* compared with those that are listed */
         }
     }
 }
 
 /* The entities that fit, with their paths, in the order of the paths. */
 std::vector<Shown> Listing::Choose(const std::string &basePath) const {
-    std::unordered_map<std::string_view, const InventoryEntity *> byId;
-    for (const InventoryEntity &each : entities)
-        byId.emplace(each.object->id, &each);
-    std::unordered_map<std::string_view, std::string> paths; /* of those that have children */
-    const auto pathOf = [&](const auto &self, const InventoryEntity &entity,
-                            size_t depth) -> std::string {
-        const auto parent = byId.find(entity.parentId);
-        if (parent == byId.end() || depth > kMostPathLevels)
-            return basePath + "/" + PathPart(entity.name);
-        auto known = paths.find(entity.parentId);
-        if (known == paths.end())
-            known = paths.emplace(parent->first, self(self, *parent->second, depth + 1)).first;
-        return known->second + "/" + PathPart(entity.name);
-    };
+    Paths paths(entities, basePath);
     std::vector<Shown> all;
+    all.reserve(entities.size());
     for (const InventoryEntity &each : entities) {
         GObject *object = G_OBJECT(each.object.get());
         if (g_type_is_a(G_OBJECT_TYPE(object), type) && filter.Fits(object))
-            all.push_back({&each, pathOf(pathOf, each, 0)});
+            all.push_back({&each, paths.Of(each)});
     }
     std::ranges::sort(all, {}, &Shown::path);
     return all;
@@ -167,19 +215,27 @@ Cell Listing::PowerOf(SkemaQormManagedObject *object) const {
 Cell Listing::HostOf(SkemaQormManagedObject *object) const {
     if (!SKEMA_IS_OZY_VIRTUAL_MACHINE(object))
         return NothingCell();
-    const GPtr<char> host(hasHost ? orvane_object_get_path_text(G_OBJECT(object), kHostPath)
-                                  : g_strdup(object->id));
+    if (!hasHost) {
+        const auto found = hostsOfMachines.find(object);
+        return found != hostsOfMachines.end() ? TextCell(*found->second) : NothingCell();
+    }
+    const GPtr<char> host(orvane_object_get_path_text(G_OBJECT(object), kHostPath));
     const auto found = host ? hostNames.find(host.get()) : hostNames.end();
-    return found != hostNames.end() ? TextCell(found->second) : NothingCell();
+    return found != hostNames.end() ? TextCell(*found->second) : NothingCell();
 }
 
-std::vector<Cell> Listing::Cells(const Shown &shown) const {
+/* Takes the path. */
+std::vector<Cell> Listing::Cells(Shown &shown) const {
     SkemaQormManagedObject *object = shown.entity->object.get();
     std::vector<Cell> cells;
-    if (!options.isLong && !IsJsonWanted())
-        return {TextCell(ShowsPaths() ? shown.path : PathPart(shown.entity->name))};
-    cells.push_back(
-        TextCell(ShowsPaths() || IsJsonWanted() ? shown.path : PathPart(shown.entity->name)));
+    cells.reserve(kMostCells);
+    if (!options.isLong && !IsJsonWanted()) {
+        cells.push_back(
+            TextCell(ShowsPaths() ? std::move(shown.path) : PathPart(shown.entity->name)));
+        return cells;
+    }
+    cells.push_back(TextCell(ShowsPaths() || IsJsonWanted() ? std::move(shown.path)
+                                                            : PathPart(shown.entity->name)));
     if (IsJsonWanted())
         cells.push_back(TextCell(shown.entity->name));
     cells.push_back(TextCell(ClassName(object)));
@@ -191,7 +247,7 @@ std::vector<Cell> Listing::Cells(const Shown &shown) const {
     return cells;
 }
 
-void Listing::Print(const std::vector<Shown> &all) {
+void Listing::Print(std::vector<Shown> &all) {
     std::vector<Column> columns;
     const bool isJson = IsJsonWanted();
     if (isJson || ShowsPaths())
@@ -208,7 +264,7 @@ void Listing::Print(const std::vector<Shown> &all) {
     if (isJson || options.isLong)
         columns.push_back({.key = "id", .title = Text(MSGID("column.id") "ID"), .isWhole = true});
     Printer printer(columns, {.hasHeading = options.isLong && !service.IsQuiet()});
-    for (const Shown &shown : all)
+    for (Shown &shown : all)
         printer.Row(Cells(shown));
     printer.End();
 }
@@ -237,7 +293,8 @@ void Listing::Run() {
     };
     if (options.isLong && std::ranges::any_of(entities, isMachine))
         ReadHosts();
-    Print(Choose(path == "/" ? "" : path));
+    std::vector<Shown> all = Choose(path == "/" ? "" : path);
+    Print(all);
 }
 
 int RunLs(LsOptions &options) {

@@ -107,7 +107,8 @@ ProxyPtr ObjectFinder::FindChild(const ProxyPtr &parent, std::string_view part,
 }
 
 ProxyPtr ObjectFinder::FindByPath(const std::string &path) const {
-    if (ProxyPtr found = FindByIndex(path))
+    const bool isRoot = path.find_first_not_of('/') == std::string::npos;
+    if (ProxyPtr found = isRoot ? nullptr : FindByIndex(path))
         return found;
     ProxyPtr at(static_cast<SkemaQormManagedObject *>(g_object_ref(service.Root())));
     for (size_t start = 0; start < path.size();) {

@@ -189,6 +189,7 @@ std::vector<ObjectPtr<GObject>> Operation::Objects() {
         !G_VALUE_HOLDS_BOXED(&result.value))
         throw Failure(Text(MSGID("noList") "%s: the answer holds no list", name.c_str()));
     const auto *array = static_cast<GValueArray *>(g_value_get_boxed(&result.value));
+    objects.reserve(array != nullptr ? array->n_values : 0);
     for (guint i = 0; array && i < array->n_values; i++)
         objects.emplace_back(G_OBJECT(g_value_dup_object(&array->values[i])));
     return objects;

@@ -33,7 +33,11 @@ Cell JsonCell(std::string text, std::string json) {
 Printer::Printer(std::vector<Column> columns) : Printer(std::move(columns), Options()) {}
 
 Printer::Printer(std::vector<Column> columns, Options printerOptions)
-    : form(GetOutputForm()), options(printerOptions), layout(std::move(columns), OutputColumns()) {}
+    : form(GetOutputForm()), options(printerOptions), layout(std::move(columns), OutputColumns()) {
+    for (const Column &column : layout.Columns())
+        jsonKeys.push_back(JsonText(column.key) + ": ");
+    buffer.reserve(2 * kMostBuffered);
+}
 
 void Printer::AppendJson(const std::vector<Cell> &cells, const std::string &json) {
     if (form == OutputForm::kJson)
@@ -45,8 +49,7 @@ void Printer::AppendJson(const std::vector<Cell> &cells, const std::string &json
             buffer += std::exchange(separator, ',');
             if (i > 0)
                 buffer += ' ';
-            AppendJsonText(buffer, layout.Columns()[i].key);
-            buffer += ": ";
+            buffer += jsonKeys[i];
             if (cells[i].json.empty())
                 AppendJsonText(buffer, cells[i].text);
             else

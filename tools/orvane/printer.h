@@ -66,7 +66,8 @@ private:
     Options options;
     Terminal terminal;
     TableLayout layout;
-    std::vector<TableRow> rows; /* of a table */
+    std::vector<std::string> jsonKeys; /* of the columns: "\"name\": " */
+    std::vector<TableRow> rows;        /* of a table */
     bool isFirst = true;
     std::string buffer;
 };
