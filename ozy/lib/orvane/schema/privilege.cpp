@@ -3,6 +3,7 @@
 #include <array>
 
 #include "lib/misc/glibPtr.h"
+#include "lib/misc/keyedHash.h"
 
 namespace {
 
@@ -91,7 +92,7 @@ constexpr auto kGroups = std::to_array<PrivilegeGroup>({
 } // namespace
 
 GHashTable *skema_privilege_create_table(void) {
-    GHashTable *table = g_hash_table_new_full(g_str_hash, g_str_equal, g_free, nullptr);
+    GHashTable *table = g_hash_table_new_full(KeyedHash_Text, g_str_equal, g_free, nullptr);
     g_return_val_if_fail(table != NULL, nullptr);
     for (const PrivilegeGroup &group : kGroups) {
         const StrvPtr words(g_strsplit(group.words, " ", -1));

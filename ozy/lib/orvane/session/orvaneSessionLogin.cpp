@@ -15,6 +15,7 @@
 #include <orvane/schema/ozy.h>
 #include <orvane/schema/qorm.h>
 
+#include "lib/misc/keyedHash.h"
 #include "lib/misc/log.h"
 #include "lib/misc/secret.h"
 #include "ozy/lib/orvane/runtime/orvaneRuntime.h"
@@ -117,7 +118,7 @@ void StartKeepAlive(OrvaneSession *session) {
 GHashTable *RoleSet(GHashTable *roles, gint roleId) {
     auto *set = static_cast<GHashTable *>(g_hash_table_lookup(roles, GINT_TO_POINTER(roleId)));
     if (set == nullptr) {
-        set = g_hash_table_new_full(g_str_hash, g_str_equal, g_free, nullptr);
+        set = g_hash_table_new_full(KeyedHash_Text, g_str_equal, g_free, nullptr);
         g_hash_table_insert(roles, GINT_TO_POINTER(roleId), set);
     }
     return set;

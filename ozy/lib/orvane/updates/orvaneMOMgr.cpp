@@ -5,6 +5,7 @@
 
 #include <orvane/schema/qorm.h>
 
+#include "lib/misc/keyedHash.h"
 #include "ozy/lib/orvane/runtime/roomsAbove.h"
 #include "ozy/lib/orvane/schema/schemaReference.h"
 #include "ozy/lib/orvane/schema/schemaSession.h"
@@ -166,7 +167,7 @@ static void orvane_momgr_class_init(OrvaneMOMgrClass *cls) {
 static void orvane_momgr_init(OrvaneMOMgr *momgr) {
     auto *priv = static_cast<OrvaneMOMgrPrivate *>(orvane_momgr_get_instance_private(momgr));
     momgr->priv = priv;
-    priv->objectsById = g_hash_table_new_full(g_str_hash, g_str_equal, g_free, nullptr);
+    priv->objectsById = g_hash_table_new_full(KeyedHash_Text, g_str_equal, g_free, nullptr);
     priv->idsByObject = g_hash_table_new_full(nullptr, nullptr, nullptr, g_free);
     priv->filtersByObject = g_hash_table_new_full(nullptr, nullptr, nullptr, g_free);
     priv->loadListeners = g_hash_table_new_full(nullptr, nullptr, nullptr, g_free);

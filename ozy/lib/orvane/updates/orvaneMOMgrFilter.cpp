@@ -1,6 +1,5 @@
 #include "ozy/lib/orvane/updates/orvaneMOMgrFilter.h"
 
-#include <unordered_set>
 #include <utility>
 
 #include <orvane/objectPath.h>
@@ -49,7 +48,7 @@ ObjectPtr<SkemaQormManagedObject> ObjectOf(GObject *update, gint *kind) {
 }
 
 /* Whether a path, or one that contains it, is among those that the service has sent. */
-bool IsNamed(std::string path, const std::unordered_set<std::string> &named) {
+bool IsNamed(std::string path, const KeyedTexts &named) {
     for (size_t end = path.size(); end != std::string::npos; end = path.find_last_of(".[")) {
         path.resize(end);
         if (named.contains(path))
@@ -83,7 +82,7 @@ bool IsOfClass(GObject *propertySpec, SkemaQormManagedObject *proxy) {
 
 /* Resets what the filter selects of an object, and its first update since the filter was created anew does not have. */
 void ResetOthers(OrvaneMOMgr *momgr, const MOMgrFilter *filter, SkemaQormManagedObject *proxy,
-                 const std::unordered_set<std::string> &named, MOMgrProxies *proxies) {
+                 const KeyedTexts &named, MOMgrProxies *proxies) {
     const MOMgrReplyArray propSet(filter->spec.get(), "propSet");
     for (const GValue &element : propSet.Elements()) {
         GObject *spec =
@@ -117,7 +116,7 @@ bool ApplyObject(OrvaneMOMgr *momgr, MOMgrFilter *filter, GObject *update, MOMgr
     const bool isEnter = kind == SKEMA_QORM_CORE_PROPERTY_COLLECTOR_OBJECT_UPDATE_ENTER;
     const bool isDifference = isEnter && momgr->priv->renewal != nullptr;
     const GType changeType = skema_qorm_core_property_collector_change_get_type();
-    std::unordered_set<std::string> named;
+    KeyedTexts named;
     const MOMgrReplyArray changeSet(update, "changeSet");
     for (const GValue &element : changeSet.Elements()) {
         GObject *change = MOMgrGetObject(&element, changeType);

@@ -13,6 +13,7 @@
 #pragma once
 
 #include <deque>
+#include <functional>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -20,6 +21,7 @@
 #include <orvane/filter.h>
 
 #include "lib/misc/glibPtr.h"
+#include "lib/misc/keyedHash.h"
 #include "ozy/lib/orvane/updates/orvaneMOMgr.h"
 
 class MOMgrProxies;
@@ -54,8 +56,9 @@ struct MOMgrHeldUpdate {
 /* The filters of a connection; made with the first of them. */
 struct MOMgrFilters {
     std::unordered_map<guint, MOMgrFilterPtr> byNumber;
-    std::unordered_map<std::string, MOMgrFilter *> byId; /* NULL for a removed one */
-    std::deque<std::string> removed;                     /* their ids, the oldest first */
+    std::unordered_map<std::string, MOMgrFilter *, KeyedHash, std::equal_to<>>
+        byId;                        /* NULL for a removed one */
+    std::deque<std::string> removed; /* their ids, the oldest first */
     std::deque<MOMgrHeldUpdate> held;
     std::vector<guint>
         waiting; /* numbers of those whose creation waits for the login to be complete */

@@ -120,8 +120,7 @@ bool MOMgrRenewal_Forget(OrvaneMOMgr *momgr, gpointer proxy) {
 }
 
 void MOMgrRenewal_ResetOthers(OrvaneMOMgr *momgr, MOMgrProxies *proxies,
-                              SkemaQormManagedObject *proxy,
-                              const std::unordered_set<std::string> &named) {
+                              SkemaQormManagedObject *proxy, const KeyedTexts &named) {
     guint count = 0;
     const GPtr<GParamSpec *[]> pspecs(
         g_object_class_list_properties(G_OBJECT_GET_CLASS(proxy), &count));

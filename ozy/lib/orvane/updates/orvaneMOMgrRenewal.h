@@ -17,8 +17,8 @@
 #include <deque>
 #include <string>
 #include <unordered_map>
-#include <unordered_set>
 
+#include "lib/misc/keyedHash.h"
 #include "ozy/lib/orvane/updates/orvaneMOMgr.h"
 
 class MOMgrProxies; /* orvaneMOMgrInt.h */
@@ -40,8 +40,7 @@ bool MOMgrRenewal_IsCreating(const OrvaneMOMgr *momgr, SkemaQormManagedObject *p
 bool MOMgrRenewal_Forget(OrvaneMOMgr *momgr, gpointer proxy);
 /* Resets all properties that are not named to the defaults of their types, as long as changes may be applied. */
 void MOMgrRenewal_ResetOthers(OrvaneMOMgr *momgr, MOMgrProxies *proxies,
-                              SkemaQormManagedObject *proxy,
-                              const std::unordered_set<std::string> &named);
+                              SkemaQormManagedObject *proxy, const KeyedTexts &named);
 /* The filter of a renewed object could not be created, or the service reports the object as missing. */
 void MOMgrRenewal_Fail(OrvaneMOMgr *momgr, SkemaQormManagedObject *proxy,
                        SkemaQormMethodFault *fault);

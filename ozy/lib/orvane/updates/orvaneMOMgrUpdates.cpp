@@ -45,7 +45,7 @@ void ApplyChanges(const Updates &updates, SkemaQormManagedObject *proxy,
 void ApplyRenewal(const Updates &updates, SkemaQormManagedObject *proxy,
                   const MOMgrReplyArray &changeSet) {
     const GType changeType = skema_qorm_core_property_collector_change_get_type();
-    std::unordered_set<std::string> named;
+    KeyedTexts named;
     for (const GValue &element : changeSet.Elements()) {
         if (!MOMgrIsFollowing(updates.momgr))
             return;

@@ -3,6 +3,8 @@
 #include <bit>
 #include <utility>
 
+#include "lib/misc/keyedHash.h"
+
 namespace {
 
 /* The lowest bit that is set: how many slots a node of the tree counts. */
@@ -13,7 +15,8 @@ gsize LowestBit(gsize node) {
 } // namespace
 
 size_t UpdateKeys::Hash::operator()(const UpdateKeyView &key) const {
-    return key.isText ? std::hash<std::string_view>()(key.text) : std::hash<gint64>()(key.number);
+    return key.isText ? KeyedHash_Compute(key.text.data(), key.text.size())
+                      : KeyedHash_Compute(&key.number, sizeof key.number);
 }
 
 void UpdateKeys::Insert(guint32 slot, UpdateKey key) {
