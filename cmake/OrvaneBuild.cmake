@@ -38,6 +38,8 @@ if(ORVANE_SANITIZE)
     add_link_options(-fsanitize=${ORVANE_SANITIZE})
     if(ORVANE_SANITIZE MATCHES undefined)
         add_compile_options(-fno-sanitize-recover=undefined)
+        # it needs the type information that the modules are compiled without
+        add_compile_options($<$<COMPILE_LANGUAGE:CXX>:-fno-sanitize=vptr>)
         # GLib calls functions through pointers of its own types: g_clear_pointer() for one
         add_compile_options($<$<CXX_COMPILER_ID:Clang>:-fno-sanitize=function>)
     endif()
