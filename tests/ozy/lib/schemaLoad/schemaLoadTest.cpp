@@ -2,7 +2,6 @@
 // of each test runs in a child process, and the program itself registers none.
 #include <sys/stat.h>
 
-#include <glib/gstdio.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -15,6 +14,7 @@
 #include "tests/ozy/lib/orvane/soap/soapFixture.h"
 #include "tests/support/inChild.h"
 #include "tests/support/logText.h"
+#include "tests/support/temporaryFolder.h"
 
 /* A test whose body runs in a child. */
 #define TEST_IN_CHILD(suite, name)                                                                 \
@@ -44,28 +44,6 @@ constexpr const char *kOverlay = "namespace ozy\n"
                                  "  queued running success error paused\n"
                                  "managed SiteManager : ManagedObject\n"
                                  "  CleanSite(deep boolean) SiteState\n";
-
-/* A folder of overlays that goes away with all in it. */
-struct Folder {
-    Folder() : path(GPtr<char>(g_dir_make_tmp("overlay-XXXXXX", nullptr)).get()) {}
-    Folder(const Folder &) = delete;
-    Folder &operator=(const Folder &) = delete;
-    ~Folder() {
-        GDir *dir = g_dir_open(path.c_str(), 0, nullptr);
-        while (const char *name = g_dir_read_name(dir))
-            g_unlink((path + "/" + name).c_str());
-        g_dir_close(dir);
-        g_rmdir(path.c_str());
-    }
-    std::string write(const char *name, const std::string &text) const {
-        const std::string file = path + "/" + name;
-        EXPECT_TRUE(g_file_set_contents(file.c_str(), text.data(), static_cast<gssize>(text.size()),
-                                        nullptr));
-        return file;
-    }
-
-    const std::string path;
-};
 
 constexpr int kLoaded = -1;
 
@@ -106,8 +84,8 @@ bool HasProperty(const char *wireName, const char *name) {
 }
 
 TEST_IN_CHILD(SchemaLoad, FieldsAndTypesAreLikeAllOthers) {
-    const Folder folder;
-    const Outcome outcome = Load(folder.write("a.schema", kOverlay));
+    const TemporaryFolder folder;
+    const Outcome outcome = Load(folder.Write("a.schema", kOverlay));
     ASSERT_EQ(kLoaded, outcome.code) << outcome.message;
 
     EXPECT_THAT(Properties("VirtualMachineSummary"),
@@ -127,8 +105,8 @@ TEST_IN_CHILD(SchemaLoad, FieldsAndTypesAreLikeAllOthers) {
 }
 
 TEST_IN_CHILD(SchemaLoad, FieldsCrossTheWireByTheirRelease) {
-    const Folder folder;
-    ASSERT_EQ(kLoaded, Load(folder.write("a.schema", kOverlay)).code);
+    const TemporaryFolder folder;
+    ASSERT_EQ(kLoaded, Load(folder.Write("a.schema", kOverlay)).code);
     const ObjectPtr<GObject> summary = New("VirtualMachineSummary");
     const ObjectPtr<GObject> display = New("SiteDisplay");
     g_object_set(display.get(), "width", 640, nullptr);
@@ -158,8 +136,8 @@ TEST_IN_CHILD(SchemaLoad, FieldsCrossTheWireByTheirRelease) {
 
 TEST_IN_CHILD(SchemaLoad, CompiledCodeFindsItsTypesAndMethods) {
     const SchemaTables *shipped = SchemaEngine_Tables();
-    const Folder folder;
-    ASSERT_EQ(kLoaded, Load(folder.write("a.schema", kOverlay)).code);
+    const TemporaryFolder folder;
+    ASSERT_EQ(kLoaded, Load(folder.Write("a.schema", kOverlay)).code);
     const SchemaTables *tables = SchemaEngine_Tables();
     ASSERT_NE(shipped, tables);
     for (guint i = 0; i < shipped->numTypes; i++)
@@ -176,35 +154,31 @@ TEST_IN_CHILD(SchemaLoad, CompiledCodeFindsItsTypesAndMethods) {
 }
 
 TEST_IN_CHILD(SchemaLoad, FoldersByNameAndCallsOneOverTheOther) {
-    const Folder folder;
-    folder.write("2.schema", "namespace ozy\ndata SiteDisplay ...\n  depth SiteState\n");
-    folder.write("1.schema", "namespace ozy\ndata SiteDisplay : DynamicData ...\n  width int\n"
+    const TemporaryFolder folder;
+    folder.Write("2.schema", "namespace ozy\ndata SiteDisplay ...\n  depth SiteState\n");
+    folder.Write("1.schema", "namespace ozy\ndata SiteDisplay : DynamicData ...\n  width int\n"
                              "enum SiteState\n  fine\n");
-    folder.write("ignored.txt", "no table");
-    EXPECT_EQ("", Load(folder.path).message);
+    folder.Write("ignored.txt", "no table");
+    EXPECT_EQ("", Load(folder.Path()).message);
 
-    const Folder other;
-    EXPECT_EQ("", Load(other.path).message); /* empty */
-    EXPECT_EQ("", Load(other.write("a.schema", "namespace ozy\ndata SiteDisplay @ozy25/4.0\n"
+    const TemporaryFolder other;
+    EXPECT_EQ("", Load(other.Path()).message); /* empty */
+    EXPECT_EQ("", Load(other.Write("a.schema", "namespace ozy\ndata SiteDisplay @ozy25/4.0\n"
                                                "  width int @all\n  height int\n"
                                                "  depth SiteState @all\n"
                                                "enum SiteState\n  fine broken\n"))
                       .message);
     EXPECT_THAT(
-        Load(other.write("a.schema", "namespace ozy\ndata SiteDisplay ...\n  more int\n")).message,
+        Load(other.Write("a.schema", "namespace ozy\ndata SiteDisplay ...\n  more int\n")).message,
         HasSubstr("field 'more' of 'SiteDisplay' is new, but the built-in schema declares"));
     EXPECT_THAT(Properties("SiteDisplay"), ElementsAre("width", "height", "depth"));
     EXPECT_NE(nullptr, orvane_enum_get_by_nick(orvane_lookup_type("SiteState"), "broken"));
 }
 
 TEST_IN_CHILD(SchemaLoad, RefusesAsAWhole) {
-    struct Row {
-        std::string text;
-        int code;
-        const char *message; /* behind the file's name */
-    };
     const std::string good = std::string(kOverlay);
-    const Row rows[] = {
+    /* texts, codes, and messages behind the file's name */
+    const std::tuple<std::string, int, const char *> rows[] = {
         {good + "dato X : DynamicData ...\n", ORVANE_SCHEMA_ERROR_SYNTAX,
          ":15: unknown kind of type 'dato'"},
         {good + "  Foo(9a int)\n", ORVANE_SCHEMA_ERROR_SYNTAX,
@@ -224,39 +198,39 @@ TEST_IN_CHILD(SchemaLoad, RefusesAsAWhole) {
          ":16: unknown type 'Nothing' (and 1 more)"},
     };
     const SchemaTables *before = SchemaEngine_Tables();
-    const Folder folder;
-    for (const Row &row : rows) {
-        const std::string file = folder.write("a.schema", row.text);
+    const TemporaryFolder folder;
+    for (const auto &[text, code, message] : rows) {
+        const std::string file = folder.Write("a.schema", text);
         const Outcome outcome = Load(file);
-        EXPECT_EQ(row.code, outcome.code) << row.message;
-        EXPECT_EQ(file + row.message, outcome.message);
+        EXPECT_EQ(code, outcome.code) << message;
+        EXPECT_EQ(file + message, outcome.message);
         EXPECT_EQ(before, SchemaEngine_Tables());
     }
     /* one bad file among good ones */
-    folder.write("b.schema", "namespace ozy\ndata B : DynamicData ...\n");
-    EXPECT_EQ(ORVANE_SCHEMA_ERROR_UNSOUND, Load(folder.path).code);
+    folder.Write("b.schema", "namespace ozy\ndata B : DynamicData ...\n");
+    EXPECT_EQ(ORVANE_SCHEMA_ERROR_UNSOUND, Load(folder.Path()).code);
     EXPECT_EQ(before, SchemaEngine_Tables());
     EXPECT_FALSE(HasProperty("VirtualMachineSummary", "note"));
     EXPECT_EQ(0u, orvane_lookup_type("SiteDisplay"));
 }
 
 TEST_IN_CHILD(SchemaLoad, SaysWhatItCannotRead) {
-    const Folder folder;
-    const std::string missing = folder.path + "/missing";
+    const TemporaryFolder folder;
+    const std::string missing = folder.Path("missing");
     const Outcome none = Load(missing);
     EXPECT_EQ(ORVANE_SCHEMA_ERROR_IO, none.code);
     EXPECT_THAT(none.message, StartsWith(missing + ": "));
 
-    const std::string fifo = folder.path + "/fifo.schema";
+    const std::string fifo = folder.Path("fifo.schema");
     ASSERT_EQ(0, mkfifo(fifo.c_str(), 0600));
     EXPECT_EQ(fifo + ": is no regular file", Load(fifo).message);
-    EXPECT_EQ(ORVANE_SCHEMA_ERROR_IO, Load(folder.path).code);
+    EXPECT_EQ(ORVANE_SCHEMA_ERROR_IO, Load(folder.Path()).code);
     EXPECT_FALSE(orvane_schema_load_overlay(missing.c_str(), nullptr));
 }
 
 TEST_IN_CHILD(SchemaLoad, TextsThatAnApplicationCarriesAreAddedAfterThoseOfFiles) {
-    const Folder folder;
-    ASSERT_EQ(kLoaded, Load(folder.write("a.schema", kOverlay)).code);
+    const TemporaryFolder folder;
+    ASSERT_EQ(kLoaded, Load(folder.Write("a.schema", kOverlay)).code);
     GError *error = nullptr;
     const char *const added = "namespace ozy\ndata HostListSummary ...\n"
                               "  rackLabel string? @ozy2/2.0\n";
@@ -275,20 +249,20 @@ TEST_IN_CHILD(SchemaLoad, TextsThatAnApplicationCarriesAreAddedAfterThoseOfFiles
 }
 
 TEST_IN_CHILD(SchemaLoad, ComesTooLateOnceATypeIsInUse) {
-    const Folder folder;
-    const std::string file = folder.write("a.schema", kOverlay);
+    const TemporaryFolder folder;
+    const std::string file = folder.Write("a.schema", kOverlay);
     EXPECT_EQ(kLoaded, Load(file).code);
     EXPECT_NE(0u, SKEMA_TYPE_OZY_TASK);
     EXPECT_EQ(ORVANE_SCHEMA_ERROR_TOO_LATE, Load(file).code);
-    EXPECT_EQ(ORVANE_SCHEMA_ERROR_TOO_LATE, Load(folder.path + "/missing").code);
+    EXPECT_EQ(ORVANE_SCHEMA_ERROR_TOO_LATE, Load(folder.Path("missing")).code);
     EXPECT_TRUE(HasProperty("VirtualMachineSummary", "note"));
 }
 
 TEST_IN_CHILD(SchemaLoad, RefusesTheNameOfATypeOfTheApplication) {
     g_type_register_static_simple(G_TYPE_OBJECT, "SkemaOzySiteDisplay", sizeof(GObjectClass),
                                   nullptr, sizeof(GObject), nullptr, static_cast<GTypeFlags>(0));
-    const Folder folder;
-    const std::string file = folder.write("a.schema", kOverlay);
+    const TemporaryFolder folder;
+    const std::string file = folder.Write("a.schema", kOverlay);
     const Outcome outcome = Load(file);
     EXPECT_EQ(ORVANE_SCHEMA_ERROR_CONTRADICTION, outcome.code);
     EXPECT_EQ(file + ":7: type 'SkemaOzySiteDisplay' is registered already", outcome.message);
@@ -303,12 +277,12 @@ gboolean PollRemove(gint, OrvanePollFunction, gpointer, gint, PollClassSet) {
 }
 
 TEST_IN_CHILD(SchemaLoad, InitLoadsWhatTheEnvironmentNames) {
-    const Folder folder;
-    const Folder other;
-    folder.write("a.schema", kOverlay);
+    const TemporaryFolder folder;
+    const TemporaryFolder other;
+    folder.Write("a.schema", kOverlay);
     const std::string file =
-        other.write("b.schema", "namespace ozy\ndata SiteDisplay ...\n  width int\n");
-    g_setenv("ORVANE_SCHEMA_OVERLAY", (folder.path + "::" + file).c_str(), TRUE);
+        other.Write("b.schema", "namespace ozy\ndata SiteDisplay ...\n  width int\n");
+    g_setenv("ORVANE_SCHEMA_OVERLAY", (folder.Path() + "::" + file).c_str(), TRUE);
     ASSERT_TRUE(orvane_init(PollAdd, PollRemove));
     EXPECT_TRUE(HasProperty("VirtualMachineSummary", "note"));
     orvane_shutdown();
@@ -318,9 +292,9 @@ TEST_IN_CHILD(SchemaLoad, InitLoadsWhatTheEnvironmentNames) {
 }
 
 TEST_IN_CHILD(SchemaLoad, InitGoesOnWithoutABrokenOverlay) {
-    const Folder folder;
-    const std::string good = folder.write("good.schema", kOverlay);
-    const std::string bad = folder.write("bad.schema", "data X\n");
+    const TemporaryFolder folder;
+    const std::string good = folder.Write("good.schema", kOverlay);
+    const std::string bad = folder.Write("bad.schema", "data X\n");
     g_setenv("ORVANE_SCHEMA_OVERLAY", (good + ":" + bad).c_str(), TRUE);
     ASSERT_TRUE(orvane_init(PollAdd, PollRemove));
     EXPECT_THAT(LogText(), HasSubstr("W Schema: ORVANE_SCHEMA_OVERLAY is not loaded: " + bad +
@@ -341,8 +315,8 @@ char *EmptyVariable(const char *) {
 
 TEST_IN_CHILD(SchemaLoad, NothingIsLoadedWithoutAVariable) {
     const SchemaTables *before = SchemaEngine_Tables();
-    const Folder folder;
-    g_setenv("ORVANE_SCHEMA_OVERLAY", folder.write("a.schema", kOverlay).c_str(), TRUE);
+    const TemporaryFolder folder;
+    g_setenv("ORVANE_SCHEMA_OVERLAY", folder.Write("a.schema", kOverlay).c_str(), TRUE);
     SchemaLoad_FromEnvironment(NoVariable);
     SchemaLoad_FromEnvironment(EmptyVariable);
     EXPECT_EQ(before, SchemaEngine_Tables());

@@ -10,11 +10,8 @@ namespace {
 using testing::ElementsAre;
 
 TEST(SchemaCheck, RefusesByFileAndLine) {
-    struct Row {
-        const char *text; /* below the core and "namespace ozy" */
-        const char *message;
-    };
-    const Row rows[] = {
+    /* texts below the core and "namespace ozy" */
+    const std::pair<const char *, const char *> rows[] = {
         {"data A : DynamicData\n  a Foo\n", "a.schema:3: unknown type 'Foo'"},
         {"data A : DynamicData\n  a anyURI\n", "a.schema:3: 'anyURI' outside an array"},
         {"data A : DynamicData\n  a int\n  a long\n",
@@ -62,10 +59,10 @@ TEST(SchemaCheck, RefusesByFileAndLine) {
         {"data A : DynamicData\nnamespace qorm\ndata B : DynamicData\n  a A\n",
          "a.schema:5: type 'A' of another namespace in the core"},
     };
-    for (const Row &row : rows) {
-        const auto read = ReadAndCheck(std::string("namespace ozy\n") + row.text);
-        ASSERT_FALSE(read->errors.messages.empty()) << row.text;
-        EXPECT_EQ(row.message, read->errors.messages[0]) << row.text;
+    for (const auto &[text, message] : rows) {
+        const auto read = ReadAndCheck(std::string("namespace ozy\n") + text);
+        ASSERT_FALSE(read->errors.messages.empty()) << text;
+        EXPECT_EQ(message, read->errors.messages[0]) << text;
     }
 }
 

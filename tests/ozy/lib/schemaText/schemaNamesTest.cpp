@@ -31,12 +31,7 @@ TEST(SchemaNames, SnakeBreaksOnlyBehindASmallLetter) {
 }
 
 TEST(SchemaNames, TypesAreNamedByNamespaceKindAndPath) {
-    struct Row {
-        const char *table;
-        const char *type;
-        const char *prefix;
-    };
-    const Row rows[] = {
+    const std::tuple<const char *, const char *, const char *> rows[] = {
         {"namespace ozy\ndata TaskInfo : D", "SkemaOzyTaskInfo", "skema_ozy_task_info"},
         {"namespace qorm\ndata PropertyFilterSpec : D = CorePropertyCollectorFilterSpec",
          "SkemaQormCorePropertyCollectorFilterSpec",
@@ -55,10 +50,10 @@ TEST(SchemaNames, TypesAreNamedByNamespaceKindAndPath) {
          "SkemaFerryAgentInternalComputerSpec", "skema_ferry_agent_internal_computer_spec"},
         {"namespace ozy\ndata FerryLike : D", "SkemaOzyFerryLike", "skema_ozy_ferry_like"},
     };
-    for (const Row &row : rows) {
-        const SchemaTypeNames names = NamesOfLast(row.table);
-        EXPECT_EQ(row.type, names.type) << row.table;
-        EXPECT_EQ(row.prefix, names.prefix) << row.table;
+    for (const auto &[table, type, prefix] : rows) {
+        const SchemaTypeNames names = NamesOfLast(table);
+        EXPECT_EQ(type, names.type) << table;
+        EXPECT_EQ(prefix, names.prefix) << table;
     }
 }
 

@@ -71,12 +71,7 @@ struct Merged {
 };
 
 TEST(SchemaOverlay, FieldsGoToTheirPlace) {
-    struct Row {
-        std::vector<std::string> overlays;
-        const char *name;
-        const char *fields;
-    };
-    const Row rows[] = {
+    const std::tuple<std::vector<std::string>, const char *, const char *> rows[] = {
         {{"data Open ...\n  x int\n"},
          "Open",
          "p string @ozy2/2.0, q Full[]? @ozy25/4.0, r int, x int"},
@@ -107,11 +102,11 @@ TEST(SchemaOverlay, FieldsGoToTheirPlace) {
          "New",
          "w Extra @ozy25/5.0"},
     };
-    for (const Row &row : rows) {
+    for (const auto &[overlays, name, fields] : rows) {
         for (const bool isRecovered : {false, true}) {
-            const Merged merged(row.overlays, isRecovered);
-            EXPECT_THAT(merged.errors.messages, ElementsAre()) << row.overlays[0];
-            EXPECT_EQ(row.fields, merged.fields(row.name)) << row.overlays[0];
+            const Merged merged(overlays, isRecovered);
+            EXPECT_THAT(merged.errors.messages, ElementsAre()) << overlays[0];
+            EXPECT_EQ(fields, merged.fields(name)) << overlays[0];
         }
     }
 }
@@ -148,11 +143,7 @@ TEST(SchemaOverlay, MethodsWordsAndEnclosingClasses) {
 
 /* Each with the place in the overlay and the place in the model. */
 TEST(SchemaOverlay, ContradictionsNameBothPlaces) {
-    struct Row {
-        const char *overlay;
-        const char *message;
-    };
-    const Row rows[] = {
+    const std::pair<const char *, const char *> rows[] = {
         {"data Full ...\n  a int\n",
          "1.schema:3: field 'a' of 'Full' is int, but a.schema:3 declares string"},
         {"data Full ...\n  b int\n",
@@ -200,8 +191,8 @@ TEST(SchemaOverlay, ContradictionsNameBothPlaces) {
          "fields "
          "are complete"},
     };
-    for (const Row &row : rows)
-        EXPECT_THAT(Merged({row.overlay}).errors.messages, ElementsAre(row.message)) << row.overlay;
+    for (const auto &[overlay, message] : rows)
+        EXPECT_THAT(Merged({overlay}).errors.messages, ElementsAre(message)) << overlay;
 }
 
 TEST(SchemaOverlay, RefusesWhatCannotBe) {

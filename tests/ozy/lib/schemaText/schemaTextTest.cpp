@@ -84,11 +84,8 @@ TEST(SchemaText, ReadsMembers) {
 }
 
 TEST(SchemaText, RefusesByFileAndLine) {
-    struct Row {
-        const char *text; /* below "namespace ozy" */
-        const char *message;
-    };
-    const Row rows[] = {
+    /* texts below "namespace ozy" */
+    const std::pair<const char *, const char *> rows[] = {
         {"namespace mars\n", "a.schema:2: unknown namespace 'mars'"},
         {"namespace ozy listed\n",
          "a.schema:2: unexpected 'listed' where the end of the line belongs"},
@@ -117,10 +114,10 @@ TEST(SchemaText, RefusesByFileAndLine) {
         {"enum A\n  one, two\n", "a.schema:3: no word of an enumeration: ','"},
         {"data \xc3\x84 : B\n", "a.schema:2: byte that is no printable ASCII"},
     };
-    for (const Row &row : rows) {
-        const ReadSchema read = Read(std::string("namespace ozy\n") + row.text);
-        EXPECT_THAT(read.errors.messages, ElementsAre(row.message)) << row.text;
-    }
+    for (const auto &[text, message] : rows)
+        EXPECT_THAT(Read(std::string("namespace ozy\n") + text).errors.messages,
+                    ElementsAre(message))
+            << text;
     EXPECT_THAT(Read("data A : B\n").errors.messages,
                 ElementsAre("a.schema:1: no 'namespace' line before the first type"));
     EXPECT_THAT(Read({"namespace ozy\0\n", 15}).errors.messages,
