@@ -29,9 +29,13 @@ struct Recorder {
     OrvaneListener *listener;
 
     Recorder() : listener(orvane_listener_new()) {
-        for (const char *name : {"notify::state", "notify::result", "notify::fault", "acknowledge",
-                                 "progress", "success", "failure"})
-            Connect(name);
+        for (const std::string name : {"notify::state", "notify::result", "notify::fault",
+                                       "acknowledge", "progress", "success", "failure"})
+            On(listener, name.c_str(), [this, name] {
+                events.push_back(name + " " + std::to_string(orvane_listener_get_state(listener)));
+                if (dropAt == name)
+                    g_object_unref(listener);
+            });
         g_object_add_weak_pointer(G_OBJECT(listener), reinterpret_cast<gpointer *>(&listener));
     }
     ~Recorder() { g_clear_object(&listener); }
@@ -40,33 +44,6 @@ struct Recorder {
     GType FaultType() {
         const ObjectPtr<SkemaQormMethodFault> fault(orvane_listener_get_fault(listener));
         return fault ? G_OBJECT_TYPE(fault.get()) : 0;
-    }
-
-private:
-    struct Handler {
-        Recorder *recorder;
-        const char *name;
-    };
-
-    void Connect(const char *name) {
-        const bool isNotify = strncmp(name, "notify", 6) == 0;
-        GClosure *closure =
-            g_cclosure_new_swap(isNotify ? G_CALLBACK(OnNotify) : G_CALLBACK(OnSignal),
-                                new Handler{this, name}, FreeHandler);
-        g_signal_connect_closure(listener, name, closure, FALSE);
-    }
-    static void FreeHandler(gpointer handler, GClosure *) {
-        delete static_cast<Handler *>(handler);
-    }
-    static void OnSignal(Handler *handler, OrvaneListener *from) {
-        Recorder *recorder = handler->recorder;
-        recorder->events.push_back(std::string(handler->name) + " " +
-                                   std::to_string(orvane_listener_get_state(from)));
-        if (recorder->dropAt == handler->name)
-            g_object_unref(from);
-    }
-    static void OnNotify(Handler *handler, GParamSpec *, OrvaneListener *from) {
-        OnSignal(handler, from);
     }
 };
 
@@ -135,8 +112,7 @@ TEST(Listener, HandsOutCopiesOfItsResult) {
     Value result = IntValue(1); /* the value that the caller passed is released */
     EXPECT_TRUE(orvane_listener_get_result(recorder.listener, result.get()));
     EXPECT_EQ(7, g_value_get_int(result.get()));
-    GValue *property = nullptr;
-    g_object_get(recorder.listener, "result", &property, nullptr);
+    auto *property = GetNumber<GValue *>(recorder.listener, "result");
     EXPECT_EQ(7, g_value_get_int(property));
     g_boxed_free(G_TYPE_VALUE, property);
 }
@@ -201,8 +177,7 @@ struct Info {
 
 /* A task without a session: its info is set by hand. */
 struct Task {
-    ObjectPtr<SkemaOzyTask> task{
-        SKEMA_OZY_TASK(g_object_ref_sink(g_object_new(SKEMA_TYPE_OZY_TASK, nullptr)))};
+    ObjectPtr<SkemaOzyTask> task = NewObject<SkemaOzyTask>(SKEMA_TYPE_OZY_TASK);
 
     void Acknowledge(Recorder &recorder) {
         orvane_listener_initiate(recorder.listener);
@@ -211,9 +186,8 @@ struct Task {
     }
     void Set(const Info &info) {
         const Value result = IntValue(7);
-        ObjectPtr<GObject> object(G_OBJECT(g_object_new(SKEMA_TYPE_OZY_TASK_INFO, nullptr)));
-        ObjectPtr<GObject> error(
-            G_OBJECT(g_object_new(SKEMA_TYPE_QORM_FAULT_REQUEST_CANCELED, nullptr)));
+        const auto object = NewObject(SKEMA_TYPE_OZY_TASK_INFO);
+        const auto error = NewObject(SKEMA_TYPE_QORM_FAULT_REQUEST_CANCELED);
         g_object_set(object.get(), "state", info.state, "cancelled", info.cancelled, "progress",
                      info.progress, "cancelable", info.progress == 1, "error", error.get(),
                      nullptr);

@@ -12,6 +12,7 @@ using testing::IsEmpty;
 using Texts = std::vector<std::string>;
 
 constexpr gint64 kMillisecond = 1000;
+constexpr const char *kCanceled = "SkemaQormFaultRequestCanceled";
 
 } // namespace
 
@@ -25,8 +26,8 @@ struct Stopping : ManagerTest {
 
     OrvaneListener *New() {
         OrvaneListener *listener = orvane_listener_new();
-        g_signal_connect(listener, "success", G_CALLBACK(OnSignal), this);
-        g_signal_connect(listener, "failure", G_CALLBACK(OnSignal), this);
+        for (const char *signal : {"success", "failure"})
+            On(listener, signal, [this](OrvaneListener *from) { Note(from); });
         orvane_listener_set_completed_func(listener, OnCompleted, this, nullptr);
         return listener;
     }
@@ -41,8 +42,8 @@ struct Stopping : ManagerTest {
         SessionTest::StartOver();
     }
     void LeaveOpen(const char *method) { service->answers[method] = {}; }
+    void LoadMachine(OrvaneListener *listener) { Load(Machine("vm-1"), listener); }
     void Retrieve(OrvaneListener *listener) {
-        LeaveOpen("RetrieveProperties");
         orvane_session_load_properties(session, Machine("vm-1"), listener, TRUE, nullptr);
     }
     void PowerOn(OrvaneListener *listener) {
@@ -52,31 +53,36 @@ struct Stopping : ManagerTest {
         testLoop::Settle();
     }
     void UpdateTask(bool isCancelable) {
-        Update(Enter(
-            "Task", "task-1",
-            Assign("info", Typed("TaskInfo", "<key>k</key><cancelled>false</cancelled>"
-                                             "<cancelable>" +
-                                                 std::string(isCancelable ? "true" : "false") +
-                                                 "</cancelable><state>running</state>"))));
+        Update(TaskUpdate("enter", "running",
+                          Tag("cancelled", "false") +
+                              Tag("cancelable", isCancelable ? "true" : "false")));
+    }
+    void PowerOnCancelably(OrvaneListener *listener) {
+        PowerOn(listener);
+        UpdateTask(true);
     }
     void Reconnect(OrvaneListener *listener) {
         Disconnect();
         service->Forget();
         orvane_session_connect(session, Url().c_str(), "u", "p", listener);
     }
+    void ReconnectQuietly(OrvaneListener *listener) {
+        service->isQuiet = true;
+        Reconnect(listener);
+    }
     /* Another service and another session, which is connected. */
     void ConnectAnew() {
         StartOver();
         Connect();
     }
-    /* Calls a function when a signal is emitted first. */
-    void When(OrvaneListener *listener, const char *signal,
-              std::function<void(OrvaneListener *)> function) {
-        inSignal = std::move(function);
-        g_signal_connect(listener, signal,
-                         std::string_view(signal).starts_with("notify") ? G_CALLBACK(OnNotify)
-                                                                        : G_CALLBACK(OnFirst),
-                         this);
+    /* Aborts an operation when a signal is emitted first, with that result. Requests are counted from then on. */
+    void AbortWhen(OrvaneListener *listener, const char *signal, bool result) {
+        On(listener, signal, [this, listener, result, isFirst = true]() mutable {
+            if (!std::exchange(isFirst, false))
+                return;
+            service->Forget();
+            EXPECT_EQ(result, orvane_listener_abort(listener));
+        });
     }
     /* Moves the clocks of the loop and of the transport. */
     void Move(gint64 milliseconds) {
@@ -88,77 +94,35 @@ struct Stopping : ManagerTest {
 
 private:
     static inline gint64 clockOffset = 0;
-    std::function<void(OrvaneListener *)> inSignal;
-    static void OnFirst(OrvaneListener *listener, Stopping *test) {
-        if (test->inSignal)
-            std::exchange(test->inSignal, nullptr)(listener);
-    }
-    static void OnNotify(OrvaneListener *listener, GParamSpec *, Stopping *test) {
-        OnFirst(listener, test);
-    }
-    static void OnSignal(OrvaneListener *listener, Stopping *test) {
+    void Note(OrvaneListener *listener) {
         const ObjectPtr<SkemaQormMethodFault> fault(orvane_listener_get_fault(listener));
-        std::string text = fault ? G_OBJECT_TYPE_NAME(fault.get()) : "success";
-        if (fault && G_OBJECT_TYPE(fault.get()) == ORVANE_TYPE_FAULT_INVALID_RESPONSE) {
-            guint errorCode = 0;
-            g_object_get(fault.get(), "errorCode", &errorCode, nullptr);
-            text = "error " + std::to_string(errorCode);
-        }
-        test->texts.push_back(text);
+        if (fault && G_OBJECT_TYPE(fault.get()) == ORVANE_TYPE_FAULT_INVALID_RESPONSE)
+            texts.push_back("error " + std::to_string(GetNumber<guint>(fault.get(), "errorCode")));
+        else
+            texts.emplace_back(fault ? G_OBJECT_TYPE_NAME(fault.get()) : "success");
     }
     static void OnCompleted(OrvaneListener *, OrvaneOutcome outcome, gpointer data) {
-        static auto *outcomes = static_cast<GEnumClass *>(g_type_class_ref(ORVANE_TYPE_OUTCOME));
-        static_cast<Stopping *>(data)->texts.push_back(
-            g_enum_get_value(outcomes, outcome)->value_nick);
+        static_cast<Stopping *>(data)->texts.push_back(NickOf(outcome));
     }
 };
 
 struct StopRow {
     const char *name;
-    void (*begin)(Stopping *test, OrvaneListener *listener);
-    const char *call;   /* that is made because of the stop; NULL for none */
-    bool closes = true; /* a connection */
+    const char *open; /* what is not answered */
+    void (Stopping::*begin)(OrvaneListener *listener);
+    const char *call = nullptr; /* that is made because of the stop; NULL for none */
+    bool closes = true;         /* a connection */
 };
 
 static const StopRow kStopRows[] = {
-    {"a call",
-     [](Stopping *test, OrvaneListener *listener) {
-         test->LeaveOpen("CurrentTime");
-         test->CurrentTime(listener);
-     },
-     nullptr},
-    {"a retrieval", [](Stopping *test, OrvaneListener *listener) { test->Retrieve(listener); },
-     nullptr},
-    {"a load whose filter exists",
-     [](Stopping *test, OrvaneListener *listener) { test->Load(test->Machine("vm-1"), listener); },
-     "DestroyPropertyFilter", false},
-    {"a connect, at its first document",
-     [](Stopping *test, OrvaneListener *listener) {
-         test->LeaveOpen("ozyServiceVersions.xml");
-         test->Reconnect(listener);
-     },
-     nullptr},
-    {"a connect, at its login",
-     [](Stopping *test, OrvaneListener *listener) {
-         test->LeaveOpen("Login");
-         test->Reconnect(listener);
-     },
-     nullptr},
-    {"a connect that loads its roles",
-     [](Stopping *test, OrvaneListener *listener) {
-         test->service->isQuiet = true;
-         test->Reconnect(listener);
-     },
-     "Logout"},
-    {"a task before anything is known of it",
-     [](Stopping *test, OrvaneListener *listener) { test->PowerOn(listener); }, "CancelTask",
-     false},
-    {"a task that can be cancelled",
-     [](Stopping *test, OrvaneListener *listener) {
-         test->PowerOn(listener);
-         test->UpdateTask(true);
-     },
-     "CancelTask", false},
+    {"a call", "CurrentTime", &Stopping::CurrentTime},
+    {"a retrieval", "RetrieveProperties", &Stopping::Retrieve},
+    {"a load whose filter exists", "", &Stopping::LoadMachine, "DestroyPropertyFilter", false},
+    {"a connect, at its first document", "ozyServiceVersions.xml", &Stopping::Reconnect},
+    {"a connect, at its login", "Login", &Stopping::Reconnect},
+    {"a connect that loads its roles", "", &Stopping::ReconnectQuietly, "Logout"},
+    {"a task before anything is known of it", "", &Stopping::PowerOn, "CancelTask", false},
+    {"a task that can be cancelled", "", &Stopping::PowerOnCancelably, "CancelTask", false},
 };
 
 TEST_F(Stopping, AnAbortClosesTheTransferAndFailsFromTheLoop) {
@@ -166,7 +130,8 @@ TEST_F(Stopping, AnAbortClosesTheTransferAndFailsFromTheLoop) {
         SCOPED_TRACE(row.name);
         ConnectAnew();
         OrvaneListener *listener = New();
-        row.begin(this, listener);
+        LeaveOpen(row.open);
+        (this->*row.begin)(listener);
         testLoop::Settle();
         const int numOpen = NumOpen();
         service->Forget();
@@ -174,7 +139,7 @@ TEST_F(Stopping, AnAbortClosesTheTransferAndFailsFromTheLoop) {
         EXPECT_FALSE(orvane_listener_abort(listener)) << "once is enough";
         EXPECT_THAT(texts, IsEmpty()) << "nothing from inside";
         testLoop::Settle();
-        EXPECT_THAT(texts, ElementsAre("SkemaQormFaultRequestCanceled", "cancelled"));
+        EXPECT_THAT(texts, ElementsAre(kCanceled, "cancelled"));
         EXPECT_TRUE(!row.closes || NumOpen() < numOpen);
         EXPECT_TRUE(row.call == nullptr || service->Count(row.call) == 1);
         EXPECT_FALSE(orvane_listener_abort(listener));
@@ -199,13 +164,11 @@ TEST_F(Stopping, AnAbortHoldsInAHandlerOfTheBeginning) {
         SCOPED_TRACE(row.name);
         ConnectAnew();
         OrvaneListener *listener = New();
-        When(listener, "notify::state", [this](OrvaneListener *begun) {
-            service->Forget();
-            EXPECT_TRUE(orvane_listener_abort(begun));
-        });
-        row.begin(this, listener);
+        AbortWhen(listener, "notify::state", true);
+        LeaveOpen(row.open);
+        (this->*row.begin)(listener);
         testLoop::Settle();
-        EXPECT_THAT(texts, ElementsAre("SkemaQormFaultRequestCanceled", "cancelled"));
+        EXPECT_THAT(texts, ElementsAre(kCanceled, "cancelled"));
         EXPECT_THAT(service->Methods(), IsEmpty());
         Release(listener);
     }
@@ -216,17 +179,17 @@ TEST_F(Stopping, AnAbortHoldsInAHandlerOfTheReply) {
         SCOPED_TRACE(signal);
         texts.clear();
         OrvaneListener *listener = New();
-        When(listener, signal, [](OrvaneListener *l) { EXPECT_TRUE(orvane_listener_abort(l)); });
+        AbortWhen(listener, signal, true);
         CurrentTime(listener);
         testLoop::Settle();
-        EXPECT_THAT(texts, ElementsAre("SkemaQormFaultRequestCanceled", "cancelled"));
+        EXPECT_THAT(texts, ElementsAre(kCanceled, "cancelled"));
         EXPECT_EQ(ORVANE_LISTENER_FAILED, orvane_listener_get_state(listener));
         Release(listener);
     }
     /* it is too late */
     texts.clear();
     OrvaneListener *listener = New();
-    When(listener, "success", [](OrvaneListener *l) { EXPECT_FALSE(orvane_listener_abort(l)); });
+    AbortWhen(listener, "success", false);
     CurrentTime(listener);
     testLoop::Settle();
     EXPECT_THAT(texts, ElementsAre("success", "succeeded"));
@@ -238,14 +201,15 @@ TEST_F(Stopping, AnAbortHoldsIfTheSessionIsReleasedNext) {
         SCOPED_TRACE(row.name);
         ConnectAnew();
         OrvaneListener *listener = New();
-        row.begin(this, listener);
+        LeaveOpen(row.open);
+        (this->*row.begin)(listener);
         testLoop::Settle();
         EXPECT_TRUE(orvane_listener_abort(listener));
         g_object_unref(listener); /* the operation has a reference of its own */
         proxies.clear();
         g_clear_object(&session);
         testLoop::Settle();
-        EXPECT_THAT(texts, ElementsAre("SkemaQormFaultRequestCanceled", "cancelled"));
+        EXPECT_THAT(texts, ElementsAre(kCanceled, "cancelled"));
     }
     session = orvane_session_new();
 }
@@ -257,7 +221,7 @@ TEST_F(Stopping, ATaskThatCannotBeCancelledIsNotAsked) {
     EXPECT_TRUE(orvane_listener_abort(listener));
     testLoop::Settle();
     EXPECT_EQ(0u, service->Count("CancelTask"));
-    EXPECT_THAT(texts, ElementsAre("SkemaQormFaultRequestCanceled", "cancelled"));
+    EXPECT_THAT(texts, ElementsAre(kCanceled, "cancelled"));
     Release(listener);
 }
 
@@ -268,12 +232,10 @@ TEST_F(Stopping, AnAbortedLoadLeavesNoFilter) {
     Load(Machine("vm-1"), listener);
     ASSERT_TRUE(RunUntilCount("CreateFilter", 1));
     orvane_listener_abort(listener);
-    service->server.Send(service->Last("CreateFilter").connection,
-                         Reply("CreateFilter", "filter-9", "type=\"PropertyFilter\"").bytes);
+    service->server.Send(service->Last("CreateFilter").connection, FilterReply("filter-9").bytes);
     EXPECT_TRUE(RunUntilCount("DestroyPropertyFilter", 1));
     service->answers.erase("CreateFilter");
-    for (int i = 0; i < 12; i++)
-        Load(Machine("vm-" + std::to_string(20 + i)));
+    LoadMachines(20, 32);
     testLoop::Settle();
     EXPECT_EQ(12u, service->Count("CreateFilter")) << "one, and eleven at a time";
 
@@ -287,7 +249,7 @@ TEST_F(Stopping, AnAbortedLoadLeavesNoFilter) {
     Update(Enter("VirtualMachine", "vm-21"));
     EXPECT_EQ("success", other.text);
     EXPECT_EQ(1u, service->Count("DestroyPropertyFilter"));
-    EXPECT_THAT(texts, ElementsAre("SkemaQormFaultRequestCanceled", "cancelled"));
+    EXPECT_THAT(texts, ElementsAre(kCanceled, "cancelled"));
     Release(listener);
 }
 
@@ -297,7 +259,8 @@ TEST_F(Stopping, ALimitOfAListenerEndsEveryKindAtItsTime) {
         ConnectAnew();
         OrvaneListener *listener = New();
         orvane_listener_set_time_limit(listener, 60000);
-        row.begin(this, listener);
+        LeaveOpen(row.open);
+        (this->*row.begin)(listener);
         testLoop::Settle();
         const int numOpen = NumOpen();
         Move(50000);
@@ -312,37 +275,27 @@ TEST_F(Stopping, ALimitOfAListenerEndsEveryKindAtItsTime) {
 
 TEST_F(Stopping, LimitsOfASessionHoldForEachOfItsRequests) {
     const OrvaneTimeLimits limits = {.connect = 20000, .inactivity = 30000, .total = 90000};
-    const struct {
-        const char *open; /* what is not answered */
-        gint64 after;     /* milliseconds */
-        Texts texts;
-    } rows[] = {
-        {"ozyServiceVersions.xml", 30000, {"error 51", "timed-out"}},
-        {"Login", 30000, {"error 51", "timed-out"}},
-        {"CurrentTime", 30000, {"error 51", "timed-out"}},
-        {"Logout", 30000, {"error 51", "timed-out"}},
-        {"a task", 90000, {"error 28", "timed-out"}},
-    };
-    for (const auto &row : rows) {
-        SCOPED_TRACE(row.open);
+    for (const std::string open :
+         {"ozyServiceVersions.xml", "Login", "CurrentTime", "Logout", "a task"}) {
+        SCOPED_TRACE(open);
         StartOver();
         orvane_session_set_time_limits(session, &limits);
         Connect();
         OrvaneListener *listener = New();
-        LeaveOpen(row.open);
-        if (row.open[0] == 'a')
+        LeaveOpen(open.c_str());
+        if (open == "a task")
             PowerOn(listener);
-        else if (row.open[0] == 'C')
+        else if (open == "CurrentTime")
             CurrentTime(listener);
-        else if (strcmp(row.open, "Logout") == 0)
+        else if (open == "Logout")
             orvane_session_disconnect(session, listener);
         else
             Reconnect(listener);
         testLoop::Settle();
-        Move(row.after - 1000);
+        Move(open == "a task" ? 89000 : 29000);
         EXPECT_THAT(texts, IsEmpty()) << "too early";
         Move(1000);
-        EXPECT_EQ(row.texts, texts);
+        EXPECT_THAT(texts, ElementsAre(open == "a task" ? "error 28" : "error 51", "timed-out"));
         Release(listener);
     }
     /* the wait for updates has none */
@@ -360,21 +313,15 @@ TEST_F(Stopping, ALongerLimitOfAListenerReplacesThatOfItsSession) {
     const struct {
         const char *open; /* what is not answered in time */
         CannedAnswer answer;
-        void (*begin)(Stopping *test, OrvaneListener *listener);
+        void (Stopping::*begin)(OrvaneListener *listener);
     } rows[] = {
-        {"CurrentTime", Reply("CurrentTime", "2026-01-02T03:04:05Z", "xsi:type=\"xsd:dateTime\""),
-         [](Stopping *test, OrvaneListener *listener) { test->CurrentTime(listener); }},
-        {"RetrieveProperties", Reply("RetrieveProperties"),
-         [](Stopping *test, OrvaneListener *listener) { test->Retrieve(listener); }},
-        {"CreateFilter", Reply("CreateFilter", "filter-9", "type=\"PropertyFilter\""),
-         [](Stopping *test, OrvaneListener *listener) {
-             test->Load(test->Machine("vm-1"), listener);
-         }},
-        {"ozyServiceVersions.xml", HttpReply(kVersions),
-         [](Stopping *test, OrvaneListener *listener) { test->Reconnect(listener); }},
+        {"CurrentTime", TimeReply(), &Stopping::CurrentTime},
+        {"RetrieveProperties", Reply("RetrieveProperties"), &Stopping::Retrieve},
+        {"CreateFilter", FilterReply("filter-9"), &Stopping::LoadMachine},
+        {"ozyServiceVersions.xml", HttpReply(kVersions), &Stopping::Reconnect},
         {"Login",
          Reply("Login", "<key>52</key><userName>root</userName>", "xsi:type=\"UserSession\""),
-         [](Stopping *test, OrvaneListener *listener) { test->Reconnect(listener); }},
+         &Stopping::Reconnect},
     };
     for (const auto &row : rows) {
         SCOPED_TRACE(row.open);
@@ -383,7 +330,7 @@ TEST_F(Stopping, ALongerLimitOfAListenerReplacesThatOfItsSession) {
         OrvaneListener *listener = New();
         orvane_listener_set_time_limit(listener, 60000);
         LeaveOpen(row.open);
-        row.begin(this, listener);
+        (this->*row.begin)(listener);
         testLoop::Settle();
         Move(30000);
         EXPECT_THAT(texts, IsEmpty()) << "that of the session";

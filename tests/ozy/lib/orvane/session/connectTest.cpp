@@ -22,8 +22,21 @@ struct Connect : SessionTest {
                     : "");
     }
     void WaitForFilter() {
-        EXPECT_TRUE(testLoop::RunUntil([&] { return service->Count("CreateFilter") > 0; }));
+        EXPECT_TRUE(RunUntilCount("CreateFilter"));
         testLoop::Settle();
+    }
+    /* What a login sends. */
+    static std::string LoginText(const std::string &user, const std::string &password) {
+        return Envelope("<Login xmlns=\"urn:ozy25\"><_this type=\"SessionManager\">SessionManager"
+                        "</_this><userName xsi:type=\"xsd:string\">" +
+                        user + "</userName><password xsi:type=\"xsd:string\">" + password +
+                        "</password></Login>");
+    }
+    /* The head of the last login. */
+    std::string LoginHead(const std::string &agent, const std::string &action) const {
+        return "POST /sdk HTTP/1.1\r\n" +
+               Head("Login", "User-Agent: " + agent + "\r\nContent-Type: text/xml; charset=utf-8" +
+                                 "\r\nSOAPAction: \"" + action + "\"");
     }
     std::string Clone(const char *ticket) {
         return Run([&](auto *l) { orvane_session_clone(session, Url().c_str(), ticket, l); });
@@ -47,14 +60,8 @@ TEST_F(Connect, SendsWhatTheServiceExpects) {
     EXPECT_EQ("GET /sdk/ozyServiceVersions.xml HTTP/1.1\r\n" +
                   Head("ozyServiceVersions.xml", "User-Agent: tests/1\r\nAccept: text/xml"),
               service->Last("ozyServiceVersions.xml").head);
-    EXPECT_EQ("POST /sdk HTTP/1.1\r\n" + Head("Login", "User-Agent: tests/1\r\n"
-                                                       "Content-Type: text/xml; charset=utf-8\r\n"
-                                                       "SOAPAction: \"urn:ozy25/6.0\""),
-              service->Last("Login").head);
-    EXPECT_EQ(Envelope("<Login xmlns=\"urn:ozy25\"><_this type=\"SessionManager\">SessionManager"
-                       "</_this><userName xsi:type=\"xsd:string\">root</userName>"
-                       "<password xsi:type=\"xsd:string\">pass&lt;word&gt;</password></Login>"),
-              service->Last("Login").body);
+    EXPECT_EQ(LoginHead("tests/1", "urn:ozy25/6.0"), service->Last("Login").head);
+    EXPECT_EQ(LoginText("root", "pass&lt;word&gt;"), service->Last("Login").body);
     EXPECT_EQ(
         Envelope("<RetrieveServiceContent xmlns=\"urn:ozy25\"><_this type=\"ServiceInstance\">"
                  "ServiceInstance</_this></RetrieveServiceContent>"),
@@ -81,10 +88,7 @@ TEST_F(Connect, FallsBackToTheOldDocument) {
         EXPECT_EQ("success", SessionTest::Connect());
         EXPECT_STREQ(row.version, orvane_session_get_version(session));
         EXPECT_STREQ(row.version, orvane_session_get_namespace(session));
-        EXPECT_EQ("POST /sdk HTTP/1.1\r\n" +
-                      Head("Login", "User-Agent: Halden-client\r\n"
-                                    "Content-Type: text/xml; charset=utf-8\r\nSOAPAction: \"\""),
-                  service->Last("Login").head);
+        EXPECT_EQ(LoginHead("Halden-client", ""), service->Last("Login").head);
         EXPECT_EQ("success", Disconnect());
     }
 }
@@ -92,17 +96,7 @@ TEST_F(Connect, FallsBackToTheOldDocument) {
 TEST_F(Connect, ReachesTheSecondService) {
     orvane_session_target_ferry(session);
     EXPECT_TRUE(orvane_session_target_is_ferry(session));
-    service->answers["ferryServiceVersions.xml"] =
-        HttpReply("<namespaces><namespace><name>urn:ferry</name><version>4.0</version></namespace>"
-                  "</namespaces>");
-    service->answers["FerryRetrieveServiceContent"] =
-        Reply("FerryRetrieveServiceContent",
-              Reference("sessionManager", "FerrySessionManager", "sm") +
-                  Reference("propertyCollector", "PropertyCollector", "pc"),
-              "xsi:type=\"FerryServiceContent\"");
-    service->answers["FerryLogin"] = Reply("FerryLogin", "", "xsi:type=\"FerryUserSession\"");
-    service->answers["FerryLogout"] = Reply("FerryLogout");
-
+    AnswerAsFerry(service.get(), HttpReply(Versions("urn:ferry", "4.0")));
     EXPECT_EQ("success", ConnectTo(service->server.Url().c_str()));
     EXPECT_THAT(service->Methods(), ElementsAre("GET /ferryServiceVersions.xml",
                                                 "FerryRetrieveServiceContent", "FerryLogin"));
@@ -183,11 +177,7 @@ struct LocalConnect : Connect {
 };
 
 TEST_F(LocalConnect, FindsThePortOfTheLocalService) {
-    const struct {
-        const char *file;
-        gboolean useHttps;
-        const char *url;
-    } rows[] = {
+    const std::tuple<const char *, gboolean, const char *> rows[] = {
         {nullptr, TRUE, "https://localhost/sdk"},
         {nullptr, FALSE, "http://localhost/sdk"},
         {"<ConfigRoot><httpPort>80</httpPort></ConfigRoot>", TRUE, "https://localhost/sdk"},
@@ -199,14 +189,13 @@ TEST_F(LocalConnect, FindsThePortOfTheLocalService) {
         {"<Other><httpPort>80</httpPort></Other>", FALSE, "http://localhost/sdk"},
         {"<ConfigRoot>", FALSE, "http://localhost/sdk"},
     };
-    for (const auto &row : rows) {
-        SCOPED_TRACE(row.file ? row.file : "no file");
+    for (const auto &[file, useHttps, url] : rows) {
+        SCOPED_TRACE(file ? file : "no file");
         LogRing_Clear();
-        if (row.file)
-            folder.Write("proxy.xml", row.file);
-        EXPECT_STREQ(row.url,
-                     GPtr<char>(orvane_session_get_local_soap_url(session, row.useHttps)).get());
-        if (!row.file) {
+        if (file)
+            folder.Write("proxy.xml", file);
+        EXPECT_STREQ(url, GPtr<char>(orvane_session_get_local_soap_url(session, useHttps)).get());
+        if (!file) {
             EXPECT_EQ("I orvane_session_get_local_soap_url_ozy: Failed to load " +
                           Path("proxy.xml") +
                           " file. Set the env var HALDEN_PROXY_FILEPATH to "
@@ -224,10 +213,7 @@ TEST_F(LocalConnect, LogsInWithTheTicketOfALocalFile) {
     EXPECT_THAT(service->Methods(),
                 ElementsAre("GET /sdk/ozyServiceVersions.xml", "RetrieveServiceContent",
                             "AcquireLocalTicket", "Login", "CreateFilter"));
-    EXPECT_EQ(Envelope("<Login xmlns=\"urn:ozy25\"><_this type=\"SessionManager\">SessionManager"
-                       "</_this><userName xsi:type=\"xsd:string\">root-7</userName>"
-                       "<password xsi:type=\"xsd:string\">one-time</password></Login>"),
-              service->Last("Login").body);
+    EXPECT_EQ(LoginText("root-7", "one-time"), service->Last("Login").body);
     EXPECT_EQ("success", Disconnect());
     EXPECT_EQ(1u, service->Count("Logout"));
 }
@@ -279,11 +265,7 @@ TEST_F(Connect, ReportsWhichStepFailed) {
     const auto content = [](const std::string &inner) {
         return Reply("RetrieveServiceContent", inner, "xsi:type=\"ServiceContent\"");
     };
-    const struct {
-        const char *step;
-        CannedAnswer answer;
-        const char *ending;
-    } rows[] = {
+    const std::tuple<std::string, CannedAnswer, const char *> rows[] = {
         {"ozyServiceVersions.xml", HttpReply("no", 403), "failure InvalidResponse 0 403"},
         {"ozyServiceVersions.xml", HttpReply(kVersions, 500), "failure InvalidResponse 0 500"},
         {"ozyServiceVersions.xml", {.bytes = "", .reset = true}, "failure InvalidResponse 48 0"},
@@ -298,14 +280,14 @@ TEST_F(Connect, ReportsWhichStepFailed) {
         {"Login", HttpReply("busy", 503), "failure InvalidResponse 0 503 busy"},
         {"CreateFilter", Fault("NotAuthenticated"), "failure NotAuthenticated"},
     };
-    for (const auto &row : rows) {
-        SCOPED_TRACE(row.step);
+    for (const auto &[step, answer, ending] : rows) {
+        SCOPED_TRACE(step);
         service = std::make_unique<Service>();
-        service->answers[row.step] = row.answer;
-        if (std::string(row.step) == "CreateFilter")
+        service->answers[step] = answer;
+        if (step == "CreateFilter")
             service->answers["WaitForUpdatesEx"] = {}; /* sends no update */
         states.clear();
-        EXPECT_EQ(row.ending, SessionTest::Connect());
+        EXPECT_EQ(ending, SessionTest::Connect());
         EXPECT_EQ(ORVANE_SESSION_DISCONNECTED, State());
         EXPECT_EQ(ORVANE_SESSION_CONNECTING, states.front());
     }
@@ -333,7 +315,7 @@ TEST_F(Connect, EndsWhenAnotherBeginsMeanwhile) {
         service->isQuiet = true; /* so that the roles do not come */
         Ending first;
         orvane_session_connect(session, Url().c_str(), "u", "p", first.listener);
-        EXPECT_TRUE(testLoop::RunUntil([&] { return service->Count(step) > 0; }));
+        EXPECT_TRUE(RunUntilCount(step));
         EXPECT_EQ("failure Unexpected", SessionTest::Connect());
         Wait(first);
         EXPECT_EQ("failure Unexpected", first.text);

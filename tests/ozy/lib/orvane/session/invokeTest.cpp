@@ -28,12 +28,17 @@ struct Invoke : SessionTest {
         service->answers["CurrentTime"] = {};
         const size_t before = service->Count("CurrentTime");
         CurrentTime(ending.listener);
-        EXPECT_TRUE(
-            testLoop::RunUntil([&] { return service->Count("CurrentTime") == before + 1; }));
+        EXPECT_TRUE(RunUntilCount("CurrentTime", before + 1));
     }
     void Answer() {
         service->server.Send(service->Last("CurrentTime").connection, TimeReply().bytes);
         testLoop::Settle();
+    }
+    void DropOrDisconnect(bool isDropped) {
+        if (isDropped)
+            g_clear_object(&session);
+        else
+            EXPECT_EQ("success", Disconnect());
     }
 };
 
@@ -115,10 +120,8 @@ TEST_F(Invoke, ReportsEachReply) {
 }
 
 TEST_F(Invoke, RepliesHaveTheLimitsOfTheirSession) {
-    std::string inner = "<CurrentTimeResponse/>";
-    for (int i = 0; i < 10000; i++)
-        inner += "<a/>";
-    service->answers["CurrentTime"] = HttpReply(Body(inner));
+    service->answers["CurrentTime"] =
+        HttpReply(Body("<CurrentTimeResponse/>" + Times(10000, "<a/>")));
     const struct {
         guint64 bodyBytes, treeBytes;
         const char *ending;
@@ -162,7 +165,7 @@ TEST_F(Invoke, UsesAFreshConnectionIfSet) {
 
 TEST_F(Invoke, LeavesNothingOfACallWithoutAListener) {
     CurrentTime(nullptr);
-    EXPECT_TRUE(testLoop::RunUntil([&] { return service->Count("CurrentTime") == 1; }));
+    EXPECT_TRUE(RunUntilCount("CurrentTime"));
     testLoop::Settle();
     EXPECT_THAT(LogText(), IsEmpty());
 }
@@ -173,7 +176,7 @@ TEST_F(Invoke, KeepsTheSessionAlive) {
     EXPECT_EQ(0u, service->Count("CurrentTime"));
     for (size_t count : {1u, 2u}) {
         testLoop::Advance(G_GINT64_CONSTANT(1500000000));
-        EXPECT_TRUE(testLoop::RunUntil([&] { return service->Count("CurrentTime") == count; }));
+        EXPECT_TRUE(RunUntilCount("CurrentTime", count));
     }
     EXPECT_EQ("success", Disconnect());
     testLoop::Advance(G_GINT64_CONSTANT(1500000000));
@@ -325,11 +328,7 @@ TEST_F(Invoke, EmitsNothingWhenTheSessionEnds) {
     for (bool isDropped : {false, true}) {
         Ending ending;
         Begin(ending);
-        if (isDropped) {
-            g_clear_object(&session);
-        } else {
-            EXPECT_EQ("success", Disconnect());
-        }
+        DropOrDisconnect(isDropped);
         EXPECT_EQ(0, ending.times);
         ASSERT_NE(nullptr, ending.listener) << "the application's own";
         EXPECT_EQ(ORVANE_LISTENER_PENDING, orvane_listener_get_state(ending.listener));
@@ -419,13 +418,10 @@ TEST_F(Invoke, AllowsAnythingInAHandler) {
             service->answers["CurrentTime"] = Reply("CurrentTime");
             CurrentTime(ending.listener);
             bool isFirst = true;
-            const std::function<void()> once = [&, &run = action] {
+            On(ending.listener, signal, [&, &run = action] {
                 if (std::exchange(isFirst, false))
                     run();
-            };
-            g_signal_connect_swapped(ending.listener, signal,
-                                     G_CALLBACK(+[](const std::function<void()> *f) { (*f)(); }),
-                                     const_cast<std::function<void()> *>(&once));
+            });
             Wait(ending);
             EXPECT_EQ("success", ending.text);
             EXPECT_EQ(1, ending.times);
@@ -458,24 +454,20 @@ TEST_F(Invoke, ChecksWhatItIsGiven) {
 /* -- tasks ---------------------------------------------------------------------------------------- */
 
 struct TaskCall : Invoke {
-    static std::string Info(const char *kind, const std::string &state, int progress) {
-        const std::string info = Tag("key", "k") + Reference("task", "Task", "task-1") +
-                                 Tag("state", state) + Tag("cancelled", "false") +
-                                 Tag("cancelable", "true") +
-                                 Tag("progress", std::to_string(progress));
-        return Object(kind, "Task", "task-1", Assign("info", Typed("TaskInfo", info)));
-    }
     /* Up to the load of the task, before its values arrive. */
     void Begin(Ending &ending) {
         service->answers["Own"] = Reply("Own", "task-1", "type=\"Task\"");
         orvane_listener_set_return_type(ending.listener, SKEMA_TYPE_OZY_TASK, FALSE);
         orvane_session_invoke_method(session, G_OBJECT(Instance().get()), "Own", ending.listener,
                                      nullptr);
-        testLoop::RunUntil([&] { return service->Count("CreateFilter") == 2; });
+        RunUntilCount("CreateFilter", 2);
         testLoop::Settle();
     }
-    void Update(const std::string &update) {
-        service->Update(update);
+    void Update(const char *kind, const std::string &state, int progress) {
+        service->Update(TaskUpdate(kind, state,
+                                   Reference("task", "Task", "task-1") + Tag("cancelled", "false") +
+                                       Tag("cancelable", "true") +
+                                       Tag("progress", std::to_string(progress))));
         testLoop::Settle();
     }
 };
@@ -486,13 +478,13 @@ TEST_F(TaskCall, FollowsTheTaskAndReleasesItInTheEnd) {
     Begin(ending);
     EXPECT_TRUE(orvane_listener_is_task(ending.listener));
     EXPECT_EQ(ORVANE_LISTENER_PENDING, orvane_listener_get_state(ending.listener));
-    Update(Info("enter", "running", 30));
+    Update("enter", "running", 30);
     EXPECT_EQ(ORVANE_LISTENER_RUNNING, orvane_listener_get_state(ending.listener));
     EXPECT_EQ(30, orvane_listener_get_progress(ending.listener));
     EXPECT_TRUE(orvane_listener_cancel(ending.listener));
     testLoop::Settle();
     EXPECT_EQ(1u, service->Count("CancelTask"));
-    Update(Info("modify", "success", 100));
+    Update("modify", "success", 100);
     EXPECT_EQ("success", ending.text);
     testLoop::Settle();
     EXPECT_EQ(1u, service->Count("DestroyPropertyFilter"));
@@ -514,12 +506,8 @@ TEST_F(TaskCall, EndsWithoutASignalWhenTheConnectionDoes) {
             Ending ending;
             Begin(ending);
             if (isLoaded)
-                Update(Info("enter", "running", 30));
-            if (isDropped) {
-                g_clear_object(&session);
-            } else {
-                EXPECT_EQ("success", Disconnect());
-            }
+                Update("enter", "running", 30);
+            DropOrDisconnect(isDropped);
             EXPECT_EQ(0, ending.times);
             ASSERT_NE(nullptr, ending.listener);
             g_clear_object(&ending.listener); /* which has a task of a session that is gone */

@@ -42,19 +42,24 @@ protected:
     /* The service is gone, and the session knows it. */
     void Lose() {
         port = server->Port();
-        server->SetListening(false);
-        server->ResetConnections();
-        EXPECT_TRUE(Until([&] { return !delays.empty(); }));
+        BreakOff();
+        EXPECT_TRUE(UntilTry());
         StopServer();
         StartIdle();
     }
+    /* The service closes all connections, and accepts none. */
+    void BreakOff() {
+        server->SetListening(false);
+        server->ResetConnections();
+    }
+    bool UntilTry() {
+        return Until([&] { return !delays.empty(); });
+    }
     /* The service takes the permission for updates away, for once. What else is open stays so. */
-    void Refuse() {
-        server->AddTrouble({.kind = TroubleKind::Fault,
-                            .method = "WaitForUpdatesEx",
-                            .faultType = "NoPermission"});
+    void RefuseUpdates() {
+        Refuse("WaitForUpdatesEx", 1, "NoPermission");
         Rename("vm-103", "other");
-        EXPECT_TRUE(Until([&] { return !delays.empty(); }));
+        EXPECT_TRUE(UntilTry());
     }
     /* Another one is in its place. */
     void ComeBack(simulator::Options options) {
@@ -68,8 +73,7 @@ protected:
     bool UntilConnected() {
         for (int i = 0; i < 70 && !IsState(ORVANE_SESSION_CONNECTED); i++)
             Move(1000);
-        return IsState(ORVANE_SESSION_CONNECTED) &&
-               Until([&] { return server->NumWaiting() == 1; });
+        return IsState(ORVANE_SESSION_CONNECTED) && IsWaiting();
     }
     std::string LastError() {
         GError *error = nullptr;
@@ -110,7 +114,7 @@ private:
 TEST_F(Reconnect, LoadedObjectsComeBackAsTheyAreNow) {
     Proxy *first = Load("vm-101");
     Load("vm-102");
-    EXPECT_TRUE(Until([&] { return server->NumWaiting() == 1; }));
+    EXPECT_TRUE(IsWaiting());
     events.clear();
     Lose();
     EXPECT_THAT(events, ElementsAre("state 16"));
@@ -152,7 +156,7 @@ TEST_F(Reconnect, WhatIsOpenEndsAsDisconnected) {
     ends.clear();
     testLoop::Settle();
     ASSERT_TRUE(ends.empty());
-    Refuse();
+    RefuseUpdates();
     testLoop::Settle();
     EXPECT_THAT(ends, testing::UnorderedElementsAre(testing::Pair("call", kDisconnected),
                                                     testing::Pair("task", kDisconnected),
@@ -172,7 +176,7 @@ TEST_F(Reconnect, UnloadsAndLoadsWithoutListenersAreRemembered) {
     Proxy *second = Machine("vm-102");
     orvane_session_load_object(session, FALSE, second, nullptr);
     testLoop::Settle();
-    Refuse();
+    RefuseUpdates();
     orvane_session_unload_object(session, first, FALSE);
     server->ResetCounters();
     ASSERT_TRUE(UntilConnected());
@@ -231,8 +235,7 @@ TEST_F(Reconnect, ManySessionsComeBackAndSpreadTheirTries) {
     session = first;
     ASSERT_TRUE(Until([&] { return server->NumWaiting() == int(kSessions); }));
     port = server->Port();
-    server->SetListening(false);
-    server->ResetConnections();
+    BreakOff();
     ASSERT_TRUE(Until([&] { return delays.size() == kSessions; }));
     ComeBack();
     int mostLogins = 0;
@@ -265,33 +268,26 @@ TEST_F(Reconnect, TheLastTryIsTheEnd) {
     EXPECT_TRUE(Connect()) << "by the application";
 }
 
-struct OtherRow {
-    const char *name;
-    const char *error;
-    simulator::Options options;
-};
-
 /* Nothing of the login goes to a service that is another one. */
 TEST_F(Reconnect, AnotherServiceIsRefused) {
-    const OtherRow kRows[] = {
-        {"version",
-         "has version ozy25/5.5 now, not ozy25/6.0",
+    const std::pair<const char *, simulator::Options> rows[] = {
+        {"has version ozy25/5.5 now, not ozy25/6.0",
          {.hosts = 1, .machines = 3, .version = "ozy25/5.5"}},
-        {"identity", "is another one now", {.hosts = 1, .machines = 3, .instanceUuid = "another"}},
-        {"no identity", "is another one now", {.hosts = 1, .machines = 3, .instanceUuid = ""}},
+        {"is another one now", {.hosts = 1, .machines = 3, .instanceUuid = "another"}},
+        {"is another one now", {.hosts = 1, .machines = 3, .instanceUuid = ""}},
     };
-    for (const OtherRow &row : kRows) {
-        SCOPED_TRACE(row.name);
+    for (const auto &[error, options] : rows) {
+        SCOPED_TRACE(options.version + options.instanceUuid);
         Begin();
         const std::string version = orvane_session_get_version(session);
         Lose();
-        ComeBack(row.options);
+        ComeBack(options);
         Move(1000);
         Move(2000);
         EXPECT_GE(server->NumDocuments(), 1);
         EXPECT_EQ(0, server->NumCalls("Login"));
         EXPECT_THAT(events, ElementsAre("state 16"));
-        EXPECT_THAT(LastError(), HasSubstr(row.error));
+        EXPECT_THAT(LastError(), HasSubstr(error));
         EXPECT_GE(attempts.size(), 2u);
         EXPECT_EQ(version, orvane_session_get_version(session));
         ComeBack();
@@ -467,13 +463,11 @@ TEST_F(Reconnect, ALateAnswerHoldsForTheNextTryAndItsCertificate) {
 
 /* Services that accept a login, and then close or refuse the call for updates. */
 TEST_F(Reconnect, ThePausesGrowUntilUpdatesCome) {
+    constexpr const char *kWait = "WaitForUpdatesEx";
     const simulator::Trouble kTroubles[] = {
-        {.kind = TroubleKind::Close, .method = "WaitForUpdatesEx", .count = -1},
-        {.kind = TroubleKind::Page, .method = "WaitForUpdatesEx", .count = -1, .status = 502},
-        {.kind = TroubleKind::Fault,
-         .method = "WaitForUpdatesEx",
-         .count = -1,
-         .faultType = "NoPermission"},
+        {.kind = TroubleKind::Close, .method = kWait, .count = -1},
+        {.kind = TroubleKind::Page, .method = kWait, .count = -1, .status = 502},
+        {.kind = TroubleKind::Fault, .method = kWait, .count = -1, .faultType = "NoPermission"},
         {.kind = TroubleKind::Fault, .method = "Login", .count = -1},
     };
     for (const simulator::Trouble &trouble : kTroubles) {
@@ -497,8 +491,7 @@ TEST_F(Reconnect, ThePausesGrowUntilUpdatesCome) {
         Load("vm-101");
         testLoop::Settle();
         attempts.clear();
-        server->SetListening(false);
-        server->ResetConnections();
+        BreakOff();
         testLoop::Settle();
         EXPECT_THAT(attempts, ElementsAre(1)) << "they begin anew";
     }
@@ -536,7 +529,7 @@ TEST_F(Reconnect, ARefusedLoginEndsTheTries) {
 TEST_F(Reconnect, ALargeUpdateMayTakeLong) {
     constexpr guint64 kBytesPerSecond = 256; /* the first 64 KiB are not limited */
     Proxy *proxy = Load("vm-101");
-    EXPECT_TRUE(Until([&] { return server->NumWaiting() == 1; }));
+    EXPECT_TRUE(IsWaiting());
     events.clear();
     orvane_session_set_bandwidth_limit(session, 0, kBytesPerSecond);
     const std::string name(192 * 1024, 'x');
@@ -571,7 +564,7 @@ TEST_F(Reconnect, AServiceThatShutsDownIsLost) {
     port = server->Port();
     StopServer();
     StartIdle();
-    EXPECT_TRUE(Until([&] { return !delays.empty(); }));
+    EXPECT_TRUE(UntilTry());
     EXPECT_TRUE(IsState(ORVANE_SESSION_INTERRUPTED));
     ComeBack();
     EXPECT_TRUE(UntilConnected());
@@ -625,8 +618,7 @@ TEST_F(Reconnect, ATryThatIsNotAnsweredEnds) {
 
 TEST_F(Reconnect, WithoutCredentialsThereIsNoTry) {
     orvane_session_set_credentials_func(session, nullptr, nullptr, nullptr);
-    server->SetListening(false);
-    server->ResetConnections();
+    BreakOff();
     testLoop::Settle();
     Move(60000);
     EXPECT_THAT(events, ElementsAre("state 16"));
@@ -694,40 +686,30 @@ TEST_F(Reconnect, AnyServiceLeavesTheSessionUsable) {
 
 /* What an application may do in each of its functions, and between them. */
 TEST_F(Reconnect, TheApplicationMayEndItAnywhere) {
-    struct Row {
-        const char *name;
-        std::function<void()> end;
+    const auto disconnect = [&](OrvaneListener *l) { orvane_session_disconnect(session, l); };
+    const auto connect = [&](OrvaneListener *l) {
+        orvane_session_connect(session, "http://127.0.0.1:1/sdk", "u", "p", l);
     };
-    const Row kRows[] = {
-        {"disconnect",
-         [&] {
-             OrvaneListener *listener = New("disconnect");
-             orvane_session_disconnect(session, listener);
-             Drop(listener);
-         }},
+    const std::pair<const char *, std::function<void()>> rows[] = {
+        {"disconnect", [&] { Do("disconnect", disconnect); }},
         {"release", [&] { g_clear_object(&session); }},
-        {"connect",
-         [&] {
-             OrvaneListener *listener = New("second");
-             orvane_session_connect(session, "http://127.0.0.1:1/sdk", "u", "p", listener);
-             Drop(listener);
-         }},
+        {"connect", [&] { Do("second", connect); }},
         {"no policy", [&] { orvane_session_set_reconnect(session, nullptr); }},
         {"no credentials",
          [&] { orvane_session_set_credentials_func(session, nullptr, nullptr, nullptr); }},
     };
-    for (const Row &row : kRows) {
+    for (const auto &[name, function] : rows) {
         for (const char *at : {"reconnecting", "credentials", "reconnected", "gone vm-102"}) {
-            SCOPED_TRACE(std::string(row.name) + " in " + at);
+            SCOPED_TRACE(std::string(name) + " in " + at);
             inPolicy = [](const std::string &) {};
             inCredentials = nullptr;
             Begin();
             Load("vm-101");
             Load("vm-102");
             bool isDone = false;
-            const auto end = [&] {
+            const auto end = [&, &act = function] {
                 if (!std::exchange(isDone, true))
-                    row.end();
+                    act();
             };
             inPolicy = [&](const std::string &event) {
                 if (event == at)

@@ -31,12 +31,15 @@ protected:
         server->ExpireSessions();
         testLoop::Settle();
     }
-    void Refuse(const char *method, int count = -1, const char *fault = "NotAuthenticated") {
-        server->AddTrouble(
-            {.kind = TroubleKind::Fault, .method = method, .count = count, .faultType = fault});
-    }
-    bool IsWaiting() {
-        return Until([&] { return server->NumWaiting() == 1; });
+    /* A filter of the names of machines that begins at an object. */
+    guint AddFilter(Proxy *from, const OrvaneFilterFuncs *functions, gpointer data) {
+        const ObjectPtr<GObject> spec(orvane_filter_spec_new(
+            TRUE, orvane_property_spec_new(SKEMA_TYPE_OZY_VIRTUAL_MACHINE, FALSE, "name", nullptr),
+            orvane_object_spec_new(from, FALSE, TRUE, nullptr), nullptr));
+        const guint id =
+            orvane_session_add_filter(session, spec.get(), TRUE, functions, data, nullptr);
+        testLoop::Settle();
+        return id;
     }
 };
 
@@ -62,9 +65,7 @@ TEST_F(Relogin, CallsShareOneLoginAndAreSentAgain) {
 TEST_F(Relogin, LoadedObjectsAreComparedAndFollowed) {
     Proxy *first = Load("vm-101");
     Load("vm-102");
-    GObject *config = nullptr;
-    g_object_get(first, "config", &config, nullptr);
-    const ObjectPtr<GObject> former(config);
+    const auto former = GetObject(first, "config");
     EXPECT_TRUE(IsWaiting());
     events.clear();
 
@@ -79,9 +80,7 @@ TEST_F(Relogin, LoadedObjectsAreComparedAndFollowed) {
     EXPECT_THAT(events, Contains("leave").Times(1));
     EXPECT_THAT(events, Not(Contains("vm-101 config"))) << "it is the same";
     EXPECT_EQ("other", Name(first));
-    g_object_get(first, "config", &config, nullptr);
-    EXPECT_EQ(former.get(), config);
-    g_clear_object(&config);
+    EXPECT_EQ(former, GetObject(first, "config"));
 
     EXPECT_EQ(2, server->NumFilters()) << "of the machine and of the roles";
     events.clear();
@@ -108,8 +107,7 @@ TEST_F(Relogin, APropertyThatIsNoLongerSentIsReset) {
 TEST_F(Relogin, NothingIsResetAfterAHandlerHasEndedTheConnection) {
     Proxy *proxy = Load("vm-101");
     EXPECT_TRUE(IsWaiting());
-    const auto end = +[](OrvaneSession *from) { orvane_session_disconnect(from, nullptr); };
-    g_signal_connect_swapped(proxy, "notify", G_CALLBACK(end), session);
+    On(proxy, "notify", [this] { orvane_session_disconnect(session, nullptr); });
     events.clear();
     server->DenyProperty("VirtualMachine", "name");
     server->DenyProperty("VirtualMachine", "runtime");
@@ -170,64 +168,45 @@ TEST_F(Relogin, ATaskThatIsGoneFails) {
     }
 }
 
-struct FilterLog {
-    OrvaneSession *session;
-    std::vector<std::string> events;
-};
-
 TEST_F(Relogin, AFilterOfTheApplicationStartsAgain) {
     OrvaneFilterFuncs functions = {};
     functions.created = [](SkemaQormMethodFault *fault, gpointer data) {
-        static_cast<FilterLog *>(data)->events.emplace_back(fault ? "failed" : "created");
+        static_cast<Texts *>(data)->emplace_back(fault ? "failed" : "created");
     };
     functions.entered = [](SkemaQormManagedObject *object, gpointer data) {
-        static_cast<FilterLog *>(data)->events.push_back(std::string("entered ") + object->id);
+        static_cast<Texts *>(data)->push_back(std::string("entered ") + object->id);
     };
     functions.restarted = [](gpointer data) {
-        static_cast<FilterLog *>(data)->events.emplace_back("restarted");
+        static_cast<Texts *>(data)->emplace_back("restarted");
     };
     functions.finished = [](gboolean isWhole, gpointer data) {
-        static_cast<FilterLog *>(data)->events.emplace_back(isWhole ? "finished" : "more");
+        static_cast<Texts *>(data)->emplace_back(isWhole ? "finished" : "more");
     };
     Proxy *proxy = Machine("vm-101");
-    const ObjectPtr<GObject> spec(orvane_filter_spec_new(
-        TRUE, orvane_property_spec_new(SKEMA_TYPE_OZY_VIRTUAL_MACHINE, FALSE, "name", nullptr),
-        orvane_object_spec_new(proxy, FALSE, TRUE, nullptr), nullptr));
-    FilterLog log{session, {}};
-    const guint filter =
-        orvane_session_add_filter(session, spec.get(), TRUE, &functions, &log, nullptr);
-    testLoop::Settle();
-    EXPECT_THAT(log.events, ElementsAre("created", "entered vm-101", "finished"));
-    g_signal_connect_swapped(proxy, "notify::name",
-                             G_CALLBACK(+[](FilterLog *to) { to->events.emplace_back("notify"); }),
-                             &log);
+    Texts log, empty;
+    const guint filter = AddFilter(proxy, &functions, &log);
+    EXPECT_THAT(log, ElementsAre("created", "entered vm-101", "finished"));
+    On(proxy, "notify::name", [&] { log.emplace_back("notify"); });
     Expire();
-    EXPECT_THAT(log.events, ElementsAre("created", "entered vm-101", "finished", "restarted",
-                                        "created", "entered vm-101", "finished"));
-    log.events.clear();
+    EXPECT_THAT(log, ElementsAre("created", "entered vm-101", "finished", "restarted", "created",
+                                 "entered vm-101", "finished"));
+    log.clear();
     Rename("vm-101", "x");
     testLoop::Settle();
-    EXPECT_THAT(log.events, ElementsAre("notify", "finished"));
+    EXPECT_THAT(log, ElementsAre("notify", "finished"));
 
     /* what the service no longer sends is reset, */
-    log.events.clear();
+    log.clear();
     server->DenyProperty("VirtualMachine", "name");
     Expire();
-    EXPECT_THAT(log.events,
-                ElementsAre("restarted", "created", "notify", "entered vm-101", "finished"));
+    EXPECT_THAT(log, ElementsAre("restarted", "created", "notify", "entered vm-101", "finished"));
     EXPECT_EQ("", Name(proxy));
     /* and a filter that matches nothing is complete as well */
-    const ObjectPtr<Proxy> folder(static_cast<Proxy *>(g_object_ref_sink(
-        orvane_session_get_object(session, simulator::kRootFolderId, SKEMA_TYPE_OZY_FOLDER))));
-    const ObjectPtr<GObject> none(orvane_filter_spec_new(
-        TRUE, orvane_property_spec_new(SKEMA_TYPE_OZY_VIRTUAL_MACHINE, FALSE, "name", nullptr),
-        orvane_object_spec_new(folder.get(), FALSE, TRUE, nullptr), nullptr));
-    FilterLog empty{session, {}};
-    const guint filterOfNone =
-        orvane_session_add_filter(session, none.get(), TRUE, &functions, &empty, nullptr);
-    testLoop::Settle();
+    const auto folder =
+        Own(orvane_session_get_object(session, simulator::kRootFolderId, SKEMA_TYPE_OZY_FOLDER));
+    const guint filterOfNone = AddFilter(folder.get(), &functions, &empty);
     Expire();
-    EXPECT_THAT(empty.events, ElementsAre("created", "restarted", "created", "finished"));
+    EXPECT_THAT(empty, ElementsAre("created", "restarted", "created", "finished"));
     EXPECT_TRUE(IsWaiting());
     orvane_session_remove_filter(session, filterOfNone);
     orvane_session_remove_filter(session, filter);
@@ -280,11 +259,7 @@ TEST_F(Relogin, ThePausesGrowUntilTheFiltersAreComplete) {
     const std::function<void()> arm = [&] {
         inCredentials = arm;
         server->ClearTroubles();
-        server->AddTrouble({.kind = TroubleKind::Fault,
-                            .method = "CreateFilter",
-                            .count = -1,
-                            .skip = 1,
-                            .faultType = "NotAuthenticated"});
+        Refuse("CreateFilter", -1, "NotAuthenticated", 1);
     };
     inCredentials = arm;
     server->ResetCounters();
@@ -333,11 +308,7 @@ TEST_F(Relogin, NothingIsSentAgainAfterADisconnect) {
     functions.restarted = [](gpointer data) {
         orvane_session_disconnect(static_cast<OrvaneSession *>(data), nullptr);
     };
-    const ObjectPtr<GObject> spec(orvane_filter_spec_new(
-        TRUE, orvane_property_spec_new(SKEMA_TYPE_OZY_VIRTUAL_MACHINE, FALSE, "name", nullptr),
-        orvane_object_spec_new(Machine("vm-101"), FALSE, TRUE, nullptr), nullptr));
-    orvane_session_add_filter(session, spec.get(), TRUE, &functions, session, nullptr);
-    testLoop::Settle();
+    AddFilter(Machine("vm-101"), &functions, session);
     server->ExpireSessions();
     EXPECT_EQ("disconnected", Finish("a"));
     EXPECT_EQ(1, server->NumCalls("CurrentTime"));
@@ -411,9 +382,9 @@ TEST_F(Relogin, ALocalSessionGetsAnotherTicket) {
         folder.Write("proxy.xml", "<ConfigRoot><httpPort>" + std::to_string(server->Port()) +
                                       "</httpPort></ConfigRoot>");
     setenv("HALDEN_PROXY_FILEPATH", proxy.c_str(), 1);
-    OrvaneListener *listener = New("connect");
-    orvane_session_connect_local(session, FALSE, "administrator", listener);
-    ASSERT_TRUE(WaitConnected(listener));
+    Do("connect",
+       [&](auto *l) { orvane_session_connect_local(session, FALSE, "administrator", l); });
+    ASSERT_TRUE(WaitConnected());
     for (int i = 0; i < 2; i++) {
         server->ExpireSessions();
         EXPECT_EQ("succeeded", Finish("a"));
@@ -434,9 +405,8 @@ TEST_F(Relogin, AHijackedSessionHasNone) {
     const std::string used = server->LastHeader("CurrentTime", "cookie");
     OrvaneSession *owner = std::exchange(session, orvane_session_new());
     GiveCredentials();
-    OrvaneListener *listener = New("connect");
-    orvane_session_hijack(session, server->Url().c_str(), used.c_str(), listener);
-    Drop(listener);
+    Do("connect",
+       [&](auto *l) { orvane_session_hijack(session, server->Url().c_str(), used.c_str(), l); });
     testLoop::Settle();
     ASSERT_EQ("succeeded", ends["connect"]);
     g_object_unref(owner);

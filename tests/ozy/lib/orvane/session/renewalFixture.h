@@ -19,7 +19,7 @@
 #include <orvane/schema/qorm.h>
 
 #include "apps/lib/basicHttp/basicHttpInt.h"
-#include "lib/misc/glibPtr.h"
+#include "tests/ozy/lib/orvane/runtime/objects.h"
 #include "tests/support/testLoop.h"
 #include "tools/simulator/simulator.h"
 
@@ -54,7 +54,9 @@ protected:
             orvane_init(testLoop::Callback, testLoop::CallbackRemove);
         events.clear();
         session = orvane_session_new();
-        g_signal_connect_swapped(session, "notify::state", G_CALLBACK(OnState), this);
+        On(session, "notify::state", [this](OrvaneSession *from, GParamSpec *) {
+            events.push_back("state " + std::to_string(orvane_session_get_state(from)));
+        });
     }
     void StartServer(simulator::Options options) {
         options.frozenClock = true;
@@ -79,45 +81,38 @@ protected:
         return testLoop::RunUntil(condition, 3000);
     }
 
-    /* A listener whose end is added to the ends. Begin one operation with it at once. */
-    OrvaneListener *New(const std::string &name) {
-        OrvaneListener *listener = orvane_listener_new();
+    /* Begins an operation, which alone holds its listener. Its end is added to the ends. */
+    template <class Function> void Do(const std::string &name, Function begin) {
+        const ObjectPtr<OrvaneListener> listener(last = orvane_listener_new());
         numBegun++;
         orvane_listener_set_completed_func(
-            listener, OnCompleted, new Named{this, name},
+            last, OnCompleted, new Named{this, name},
             [](gpointer data) { delete static_cast<Named *>(data); });
-        return listener;
+        begin(last);
     }
-    /* The listener of an operation that was begun; the operation itself holds it. */
-    static void Drop(OrvaneListener *listener) { g_object_unref(listener); }
 
     void GiveCredentials() {
         orvane_session_set_credentials_func(session, OnCredentials, this, nullptr);
     }
     bool Connect() {
-        OrvaneListener *listener = New("connect");
-        orvane_session_connect(session, server->Url().c_str(), "administrator", "secret", listener);
-        return WaitConnected(listener);
+        Do("connect", [this](auto *l) {
+            orvane_session_connect(session, server->Url().c_str(), "administrator", "secret", l);
+        });
+        return WaitConnected();
     }
-    /* Takes over the listener, which is named "connect". */
-    bool WaitConnected(OrvaneListener *listener) {
-        Drop(listener);
+    /* For the operation "connect". */
+    bool WaitConnected() {
         Until([&] { return ends.contains("connect"); });
         const bool isConnected = ends["connect"] == "succeeded";
         ends.clear();
         events.clear();
-        Until([&] { return server->NumWaiting() == 1; });
+        IsWaiting();
         server->ResetCounters();
         return isConnected;
     }
     void Call(const std::string &name) {
-        SkemaOzyServiceInstance *instance = nullptr;
-        g_object_get(session, "serviceInstance", &instance, nullptr);
-        OrvaneListener *listener = New(name);
-        skema_ozy_service_instance_current_time(instance, listener);
-        last = listener;
-        g_object_unref(instance);
-        Drop(listener);
+        const auto instance = GetObject<SkemaOzyServiceInstance>(session, "serviceInstance");
+        Do(name, [&](auto *l) { skema_ozy_service_instance_current_time(instance.get(), l); });
     }
     /* The end of a call, or nothing. */
     std::string Finish(const std::string &name) {
@@ -127,43 +122,46 @@ protected:
         return ends[name];
     }
     void BeginLoad(const std::string &name, const char *id) {
-        OrvaneListener *listener = New(name);
-        orvane_session_load_object(session, FALSE, Machine(id), listener);
-        Drop(listener);
+        Proxy *machine = Machine(id);
+        Do(name, [&](auto *l) { orvane_session_load_object(session, FALSE, machine, l); });
     }
     void BeginPowerOn(const std::string &name, const char *id) {
-        OrvaneListener *listener = New(name);
         auto *machine = SKEMA_OZY_VIRTUAL_MACHINE(Machine(id));
-        skema_ozy_virtual_machine_power_on(machine, nullptr, listener);
-        Drop(listener);
+        Do(name, [&](auto *l) { skema_ozy_virtual_machine_power_on(machine, nullptr, l); });
+    }
+    /* The service answers calls of a method with a fault. */
+    void Refuse(const char *method, int count = -1, const char *fault = "NotAuthenticated",
+                int skip = 0) {
+        server->AddTrouble({.kind = simulator::TroubleKind::Fault,
+                            .method = method,
+                            .count = count,
+                            .skip = skip,
+                            .faultType = fault});
+    }
+    bool IsWaiting() {
+        return Until([&] { return server->NumWaiting() == 1; });
     }
     void MoveSeconds(int seconds) {
         for (int i = 0; i < seconds; i++)
             Move(1000);
     }
     Proxy *Machine(const char *id) {
-        Proxy *proxy = orvane_session_get_object(session, id, SKEMA_TYPE_OZY_VIRTUAL_MACHINE);
-        proxies.emplace_back(static_cast<Proxy *>(g_object_ref_sink(proxy)));
-        return proxy;
+        const GType type = SKEMA_TYPE_OZY_VIRTUAL_MACHINE;
+        return proxies.emplace_back(Own(orvane_session_get_object(session, id, type))).get();
     }
     /* A loaded machine, whose signals are recorded from then on. */
     Proxy *Load(const char *id) {
-        Proxy *proxy = Machine(id);
-        OrvaneListener *listener = New(id);
-        orvane_session_load_object(session, FALSE, proxy, listener);
-        Drop(listener);
+        BeginLoad(id, id);
         EXPECT_TRUE(Until([&] { return ends.contains(id); }));
         EXPECT_EQ("succeeded", ends[id]);
-        g_signal_connect(proxy, "notify", G_CALLBACK(OnNotify), this);
-        g_signal_connect_swapped(proxy, "leave", G_CALLBACK(OnLeave), this);
+        Proxy *proxy = proxies.back().get();
+        On(proxy, "notify", [this](Proxy *from, GParamSpec *pspec) {
+            events.push_back(std::string(from->id) + " " + pspec->name);
+        });
+        On(proxy, "leave", [this] { events.emplace_back("leave"); });
         return proxy;
     }
-    static std::string Name(Proxy *proxy) {
-        char *name = nullptr;
-        g_object_get(proxy, "name", &name, nullptr);
-        const GPtr<char> owner(name);
-        return name ? name : "";
-    }
+    static std::string Name(Proxy *proxy) { return GetString(proxy, "name", ""); }
     bool Rename(const char *id, const char *name) { return server->SetProperty(id, "name", name); }
     bool IsState(OrvaneSessionState state) const {
         return orvane_session_get_state(session) == state;
@@ -176,7 +174,7 @@ protected:
     std::map<std::string, std::string> ends; /* of the operations, by their names */
     std::string password = "secret";         /* of the function; empty to refuse */
     std::function<void()> inCredentials;
-    OrvaneListener *last = nullptr; /* of Call(); not owned */
+    OrvaneListener *last = nullptr; /* of Do(); not owned */
     static inline gint64 clockOffset = 0;
 
 private:
@@ -188,14 +186,11 @@ private:
     int numEnded = 0;
 
     static void OnCompleted(OrvaneListener *listener, OrvaneOutcome outcome, gpointer data) {
-        static auto *outcomes = static_cast<GEnumClass *>(g_type_class_ref(ORVANE_TYPE_OUTCOME));
         const auto *named = static_cast<Named *>(data);
         const ObjectPtr<SkemaQormMethodFault> fault(orvane_listener_get_fault(listener));
-        std::string text = g_enum_get_value(outcomes, int(outcome))->value_nick;
-        if (fault)
-            text += std::string(" ") + G_OBJECT_TYPE_NAME(fault.get());
         named->test->numEnded++;
-        named->test->ends[named->name] = text;
+        named->test->ends[named->name] =
+            NickOf(outcome) + (fault ? std::string(" ") + G_OBJECT_TYPE_NAME(fault.get()) : "");
     }
     static gboolean OnCredentials(OrvaneSession *, char **user, char **word, gpointer data) {
         auto *test = static_cast<RenewalTest *>(data);
@@ -206,11 +201,4 @@ private:
         *word = test->password.empty() ? nullptr : g_strdup(test->password.c_str());
         return *word != nullptr;
     }
-    static void OnState(RenewalTest *test, GParamSpec *, OrvaneSession *from) {
-        test->events.push_back("state " + std::to_string(orvane_session_get_state(from)));
-    }
-    static void OnNotify(Proxy *proxy, GParamSpec *pspec, RenewalTest *test) {
-        test->events.push_back(std::string(proxy->id) + " " + pspec->name);
-    }
-    static void OnLeave(RenewalTest *test) { test->events.emplace_back("leave"); }
 };

@@ -109,11 +109,10 @@ private:
     [[noreturn]] static void Serve(int end, const simulator::Trouble &trouble) {
         prctl(PR_SET_PDEATHSIG, SIGKILL);
         const Password password;
-        simulator::Options options;
-        options.hosts = options.machines = 1;
-        options.certificateKind = "self-signed";
-        options.users = {{"u", password.text}};
-        simulator::Simulator server(options);
+        simulator::Simulator server({.hosts = 1,
+                                     .machines = 1,
+                                     .users = {{"u", password.text}},
+                                     .certificateKind = "self-signed"});
         server.AddTrouble(trouble);
         server.RunInThread();
         const std::string url = server.Url();

@@ -41,10 +41,14 @@ protected:
         StartOver();
         if (GetParam().kind == Kind::kLegacy)
             service->answers.erase("ozyServiceVersions.xml");
-        if (GetParam().kind == Kind::kLocal)
-            PrepareLocal();
-        if (GetParam().kind == Kind::kFerry)
-            PrepareFerry();
+        if (GetParam().kind == Kind::kLocal) {
+            folder.Write("proxy.xml", LocalPort(*service));
+            service->answers["AcquireLocalTicket"] = LocalTicket(folder.Write("ticket", "secret"));
+        }
+        if (GetParam().kind == Kind::kFerry) {
+            orvane_session_target_ferry(session);
+            AnswerAsFerry(service.get());
+        }
     }
     OrvaneListener *NewListener() {
         return ending.emplace_back(std::make_unique<Ending>())->listener;
@@ -75,9 +79,10 @@ protected:
             if (session == nullptr || !BasicHttp_IsInited())
                 break;
             const size_t begun = ending.size();
-            if (ending.back()->times > 0 && State() == ORVANE_SESSION_CONNECTED && begun == 1)
+            const bool isNext = ending.back()->times > 0 && State() == ORVANE_SESSION_CONNECTED;
+            if (isNext && begun == 1)
                 CurrentTime(NewListener());
-            else if (ending.back()->times > 0 && State() == ORVANE_SESSION_CONNECTED && begun == 2)
+            else if (isNext && begun == 2)
                 orvane_session_disconnect(session, NewListener());
             idle = testLoop::Step(2) || ending.size() != begun ? 0 : idle + 1;
         }
@@ -86,21 +91,6 @@ protected:
     void DropListener() {
         for (const auto &each : ending)
             g_clear_object(&each->listener);
-    }
-
-private:
-    void PrepareLocal() {
-        folder.Write("proxy.xml", LocalPort(*service));
-        service->answers["AcquireLocalTicket"] = LocalTicket(folder.Write("ticket", "secret"));
-    }
-    void PrepareFerry() {
-        orvane_session_target_ferry(session);
-        service->answers["ferryServiceVersions.xml"] = HttpReply("", 404);
-        service->answers["FerryRetrieveServiceContent"] = Reply(
-            "FerryRetrieveServiceContent", Reference("sessionManager", "FerrySessionManager", "sm"),
-            "xsi:type=\"FerryServiceContent\"");
-        service->answers["FerryLogin"] = Reply("FerryLogin", "", "xsi:type=\"FerryUserSession\"");
-        service->answers["FerryLogout"] = Reply("FerryLogout");
     }
 };
 

@@ -31,6 +31,7 @@
 #include "apps/lib/basicHttp/basicHttp.h"
 #include "lib/misc/glibPtr.h"
 #include "ozy/lib/orvane/updates/orvaneMOMgr.h"
+#include "tests/ozy/lib/orvane/runtime/objects.h"
 #include "tests/ozy/lib/orvane/soap/envelope.h"
 #include "tests/support/cannedServer.h"
 #include "tests/support/logText.h"
@@ -41,8 +42,7 @@ inline CannedAnswer Reply(const std::string &method, const std::string &returnva
                           const std::string &attributes = "") {
     const std::string element =
         attributes.empty() ? "" : "<returnval " + attributes + ">" + returnval + "</returnval>";
-    return HttpReply(Envelope("<" + method + "Response xmlns=\"urn:ozy25\">" + element + "</" +
-                              method + "Response>"));
+    return HttpReply(ResponseText(method, element));
 }
 
 inline CannedAnswer Fault(const std::string &type, const std::string &inner = "") {
@@ -51,6 +51,10 @@ inline CannedAnswer Fault(const std::string &type, const std::string &inner = ""
                               type + "Fault xsi:type=\"" + type + "\">" + inner + "</" + type +
                               "Fault></detail></soapenv:Fault>"),
                      500);
+}
+
+inline CannedAnswer FilterReply(const std::string &id) {
+    return Reply("CreateFilter", id, "type=\"PropertyFilter\"");
 }
 
 inline CannedAnswer TimeReply() {
@@ -62,8 +66,20 @@ inline std::string Reference(const std::string &name, const std::string &type,
     return "<" + name + " type=\"" + type + "\">" + id + "</" + name + ">";
 }
 
-inline const std::string kVersions = "<namespaces version=\"1.0\"><namespace><name>urn:ozy25</name>"
-                                     "<version>6.0</version></namespace></namespaces>";
+/* The document of a service that has one version. */
+inline std::string Versions(const std::string &name, const std::string &version) {
+    return "<namespaces version=\"1.0\"><namespace><name>" + name + "</name><version>" + version +
+           "</version></namespace></namespaces>";
+}
+inline const std::string kVersions = Versions("urn:ozy25", "6.0");
+
+/* The result of a call that waits for updates. */
+inline std::string UpdateSet(int version, const std::string &filter, const std::string &objects,
+                             const std::string &rest = "") {
+    return "<returnval xsi:type=\"UpdateSet\"><version>" + std::to_string(version) +
+           "</version><filterSet><filter type=\"PropertyFilter\">" + filter + "</filter>" +
+           objects + "</filterSet>" + rest + "</returnval>";
+}
 
 struct Service {
     CannedServer server;
@@ -129,17 +145,11 @@ struct Service {
     /* Whether the update stream is open. */
     bool IsWaiting() const { return waiting >= 0; }
     /* Answers the open wait, or the next, with changes of objects. */
-    void Update(const std::string &objects) {
-        Reply("<returnval xsi:type=\"UpdateSet\"><version>" + std::to_string(++version) +
-              "</version><filterSet><filter type=\"PropertyFilter\">filter-1</filter>" + objects +
-              "</filterSet></returnval>");
-    }
+    void Update(const std::string &objects) { Reply(UpdateSet(++version, "filter-1", objects)); }
     /* Answers it with any result. */
     void Reply(const std::string &result) {
-        updates.push_back([=](const std::string &method) {
-            return HttpReply(Envelope("<" + method + "Response xmlns=\"urn:ozy25\">" + result +
-                                      "</" + method + "Response>"));
-        });
+        updates.push_back(
+            [=](const std::string &method) { return HttpReply(ResponseText(method, result)); });
         Flush();
     }
     void Fail(const std::string &type) {
@@ -170,8 +180,7 @@ private:
         if (found != answers.end())
             return found->second;
         if (name == "CreateFilter")
-            return ::Reply(name, "filter-" + std::to_string(++numFilters),
-                           "type=\"PropertyFilter\"");
+            return FilterReply("filter-" + std::to_string(++numFilters));
         if (IsWait(name)) {
             waiting = request.connection;
             waitMethod = name;
@@ -201,6 +210,18 @@ private:
     size_t numForgotten = 0;
 };
 
+/* Answers as the second service does. Its document of versions is missing, unless one is given. */
+inline void AnswerAsFerry(Service *service, const CannedAnswer &versions = HttpReply("", 404)) {
+    service->answers["ferryServiceVersions.xml"] = versions;
+    service->answers["FerryRetrieveServiceContent"] =
+        Reply("FerryRetrieveServiceContent",
+              Reference("sessionManager", "FerrySessionManager", "sm") +
+                  Reference("propertyCollector", "PropertyCollector", "pc"),
+              "xsi:type=\"FerryServiceContent\"");
+    service->answers["FerryLogin"] = Reply("FerryLogin", "", "xsi:type=\"FerryUserSession\"");
+    service->answers["FerryLogout"] = Reply("FerryLogout");
+}
+
 /* The file of the local service that names its port, and the reply that names the file of a ticket. */
 inline std::string LocalPort(const Service &service) {
     return "<ConfigRoot><httpPort>" + std::to_string(service.server.Port()) +
@@ -222,8 +243,8 @@ struct Ending {
     std::function<void()> then;
 
     Ending() : listener(orvane_listener_new()) {
-        g_signal_connect_swapped(listener, "success", G_CALLBACK(OnEnd), this);
-        g_signal_connect_swapped(listener, "failure", G_CALLBACK(OnEnd), this);
+        for (const char *signal : {"success", "failure"})
+            On(listener, signal, [this] { End(); });
         g_object_add_weak_pointer(G_OBJECT(listener), reinterpret_cast<gpointer *>(&listener));
     }
     ~Ending() { g_clear_object(&listener); }
@@ -231,18 +252,17 @@ struct Ending {
     Ending &operator=(const Ending &) = delete;
 
 private:
-    static void OnEnd(Ending *ending) {
-        OrvaneListener *from = ending->listener;
-        const ObjectPtr<SkemaQormMethodFault> fault(orvane_listener_get_fault(from));
-        const bool succeeded = orvane_listener_get_state(from) == ORVANE_LISTENER_SUCCEEDED;
-        ending->text = succeeded ? "success" : "failure";
-        ending->times++;
+    void End() {
+        const ObjectPtr<SkemaQormMethodFault> fault(orvane_listener_get_fault(listener));
+        const bool succeeded = orvane_listener_get_state(listener) == ORVANE_LISTENER_SUCCEEDED;
+        text = succeeded ? "success" : "failure";
+        times++;
         if (fault)
-            ending->text += " " + FaultText(G_OBJECT(fault.get()));
-        if (ending->then)
-            ending->then();
-        if (!ending->keeps)
-            g_clear_object(&ending->listener);
+            text += " " + FaultText(G_OBJECT(fault.get()));
+        if (then)
+            then();
+        if (!keeps)
+            g_clear_object(&listener);
     }
     static std::string FaultText(GObject *fault) {
         if (G_OBJECT_TYPE(fault) != ORVANE_TYPE_FAULT_INVALID_RESPONSE) {
@@ -250,15 +270,10 @@ private:
             const size_t prefix = name.find("Fault");
             return prefix == std::string::npos ? name : name.substr(prefix + 5);
         }
-        guint errorCode = 0;
-        glong responseCode = 0;
-        char *message = nullptr;
-        g_object_get(fault, "errorCode", &errorCode, "responseCode", &responseCode,
-                     "responseMessage", &message, nullptr);
-        const GPtr<char> owner(message);
-        std::string text =
-            "InvalidResponse " + std::to_string(errorCode) + " " + std::to_string(responseCode);
-        return message && *message ? text + " " + message : text;
+        const std::string message = GetString(fault, "responseMessage", "");
+        return "InvalidResponse " + std::to_string(GetNumber<guint>(fault, "errorCode")) + " " +
+               std::to_string(GetNumber<glong>(fault, "responseCode")) +
+               (message.empty() ? "" : " " + message);
     }
 };
 
@@ -299,11 +314,8 @@ struct SessionTest : testing::Test {
         Living<OrvaneSession>::Watch(ORVANE_TYPE_SESSION);
         Living<OrvaneMOMgr>::Watch(orvane_momgr_get_type());
         testLoop::Reset();
-        EXPECT_TRUE(orvane_init(testLoop::Callback, testLoop::CallbackRemove));
+        StartOver();
         LogRing_Clear();
-        service = std::make_unique<Service>();
-        session = orvane_session_new();
-        WatchState();
     }
     ~SessionTest() override {
         g_clear_object(&session);
@@ -317,17 +329,22 @@ struct SessionTest : testing::Test {
         testLoop::Reset();
     }
 
-    void WatchState() {
-        g_signal_connect_swapped(session, "notify::state", G_CALLBACK(OnState), this);
-    }
-    /* Another service and another session, in a library that is started. */
-    void StartOver() {
+    /* Another session, in a library that is started. */
+    void MakeSession() {
         g_clear_object(&session);
-        if (!BasicHttp_IsInited())
-            orvane_init(testLoop::Callback, testLoop::CallbackRemove);
-        service = std::make_unique<Service>();
+        EXPECT_TRUE(BasicHttp_IsInited() ||
+                    orvane_init(testLoop::Callback, testLoop::CallbackRemove));
         session = orvane_session_new();
-        WatchState();
+        On(session, "notify::state", [this](OrvaneSession *from, GParamSpec *) {
+            states.push_back(orvane_session_get_state(from));
+            if (onState)
+                onState(states.back());
+        });
+    }
+    /* Another service, too. */
+    void StartOver() {
+        MakeSession();
+        service = std::make_unique<Service>();
     }
     std::string Url() const { return service->server.Url("/sdk"); }
     /* Runs the loop until the operation has ended, or nothing happens any more. */
@@ -351,9 +368,20 @@ struct SessionTest : testing::Test {
     }
     OrvaneSessionState State() const { return orvane_session_get_state(session); }
     ObjectPtr<SkemaOzyServiceInstance> Instance() const {
-        SkemaOzyServiceInstance *instance = nullptr;
-        g_object_get(session, "serviceInstance", &instance, nullptr);
-        return ObjectPtr<SkemaOzyServiceInstance>(instance);
+        return GetObject<SkemaOzyServiceInstance>(session, "serviceInstance");
+    }
+    /* The proxy of an id, owned by the test. */
+    ObjectPtr<SkemaQormManagedObject> Owned(const std::string &id,
+                                            GType type = SKEMA_TYPE_OZY_VIRTUAL_MACHINE) const {
+        return Own(orvane_session_get_object(session, id.c_str(), type));
+    }
+    /* The arguments of the last call of a method, once it is sent. */
+    std::string Sent(const std::string &method) {
+        testLoop::Settle();
+        return service->Arguments(method);
+    }
+    bool RunUntilCount(const std::string &method, size_t count = 1) {
+        return testLoop::RunUntil([&] { return service->Count(method) >= count; });
     }
     void CurrentTime(OrvaneListener *listener) {
         skema_ozy_service_instance_current_time(Instance().get(), listener);
@@ -361,14 +389,7 @@ struct SessionTest : testing::Test {
 
     int waitMs = 300; /* how long an operation is waited for */
     std::unique_ptr<Service> service;
-    OrvaneSession *session;
+    OrvaneSession *session = nullptr;
     std::vector<int> states; /* that the session went through */
     std::function<void(int)> onState;
-
-private:
-    static void OnState(SessionTest *test, GParamSpec *, OrvaneSession *from) {
-        test->states.push_back(orvane_session_get_state(from));
-        if (test->onState)
-            test->onState(test->states.back());
-    }
 };

@@ -66,13 +66,8 @@ struct SessionVerify : SessionTest {
         if (server)
             testLoop::Unwatch(server->PollDescriptor());
         server.reset();
-        simulator::Options options;
-        options.hosts = 1;
-        options.machines = 1;
-        options.port = port;
-        options.frozenClock = true;
-        options.certificateKind = kind;
-        server = std::make_unique<simulator::Simulator>(options);
+        server = std::make_unique<simulator::Simulator>(simulator::Options{
+            .port = port, .hosts = 1, .machines = 1, .frozenClock = true, .certificateKind = kind});
         server->Start();
         testLoop::Watch(server->PollDescriptor(), POLLIN, [this](short) { server->Run(); });
     }
@@ -200,10 +195,8 @@ TEST_F(SessionVerify, WhoeverGoesWhileTheQuestionIsOpenLeavesNoTrace) {
         EXPECT_EQ(who == "shutdown" ? kRefused : "", who == "another connect" ? "" : ending.text);
         EXPECT_EQ(who == "another connect" ? kRefused : "", second.text);
 
-        if (!session) {
-            session = orvane_session_new();
-            WatchState();
-        }
+        if (!session)
+            MakeSession();
         if (!BasicHttp_IsInited())
             orvane_init(testLoop::Callback, testLoop::CallbackRemove);
     }
@@ -252,20 +245,17 @@ TEST_F(SessionVerify, AStrictSessionAsksAboutEachCertificateOnce) {
 
 TEST_F(SessionVerify, AStrictSessionWithoutAFunctionGoesByAuthorities) {
     const TemporaryFolder folder;
-    const struct {
-        const char *kind;
-        bool isNamed;
-        const char *outcome;
-    } rows[] = {{"good", true, "success"},      {"good-chain", true, "success"},
-                {"good", false, kRefused},      {"self-signed", false, kRefused},
-                {"wrong-host", true, kRefused}, {"expired", true, kRefused}};
+    const std::tuple<const char *, bool, const char *> rows[] = {
+        {"good", true, "success"},      {"good-chain", true, "success"},
+        {"good", false, kRefused},      {"self-signed", false, kRefused},
+        {"wrong-host", true, kRefused}, {"expired", true, kRefused}};
     orvane_session_set_strict_tls(session, TRUE);
-    for (const auto &row : rows) {
-        Serve(row.kind);
+    for (const auto &[kind, isNamed, outcome] : rows) {
+        Serve(kind);
         const std::string file = folder.Write("root.pem", server->Certificate()->anchor.pem);
-        orvane_session_set_ssl_certificate_location(session, row.isNamed ? file.c_str() : nullptr,
+        orvane_session_set_ssl_certificate_location(session, isNamed ? file.c_str() : nullptr,
                                                     nullptr);
-        EXPECT_EQ(row.outcome, Connect()) << row.kind;
+        EXPECT_EQ(outcome, Connect()) << kind;
         End();
     }
 }

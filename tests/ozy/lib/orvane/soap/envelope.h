@@ -19,3 +19,9 @@ constexpr const char *kEnvelopeTail = "\n</soapenv:Body>\n</soapenv:Envelope>";
 inline std::string Envelope(const std::string &inner) {
     return kEnvelopeHead + inner + kEnvelopeTail;
 }
+
+/* A reply to a method. */
+inline std::string ResponseText(const std::string &method, const std::string &result) {
+    return Envelope("<" + method + "Response xmlns=\"urn:ozy25\">" + result + "</" + method +
+                    "Response>");
+}

@@ -16,6 +16,7 @@
 #include "ozy/lib/orvane/schema/schemaLookup.h"
 #include "ozy/lib/orvane/soap/orvaneSoapInt.h"
 #include "ozy/lib/orvane/soap/orvaneSoapTree.h"
+#include "tests/ozy/lib/orvane/runtime/objects.h"
 #include "tests/support/paths.h"
 
 /* A GValue that releases what it holds. */
@@ -61,10 +62,13 @@ inline Value IntValue(gint number) {
     return value;
 }
 
-inline Value ObjectValue(const ObjectPtr<GObject> &object) {
-    Value value(G_OBJECT_TYPE(object.get()));
-    g_value_set_object(value.get(), object.get());
+inline Value ObjectValue(gpointer object) {
+    Value value(G_OBJECT_TYPE(object));
+    g_value_set_object(value.get(), object);
     return value;
+}
+inline Value ObjectValue(const ObjectPtr<GObject> &object) {
+    return ObjectValue(object.get());
 }
 
 /* An array of copies of the members. */
@@ -100,8 +104,15 @@ private:
 };
 
 inline ObjectPtr<GObject> New(const char *wireName) {
-    return ObjectPtr<GObject>(
-        static_cast<GObject *>(g_object_new(orvane_lookup_type(wireName), nullptr)));
+    return NewObject(orvane_lookup_type(wireName));
+}
+
+/* A text as often as that. */
+inline std::string Times(int count, const std::string &text) {
+    std::string all;
+    for (int i = 0; i < count; i++)
+        all += text;
+    return all;
 }
 
 /* So many objects, each the value of the one around it. */
@@ -125,13 +136,6 @@ inline GType RegisterSubclass(GType base, const char *name, GClassInitFunc init 
                                          instanceSize != 0 ? static_cast<guint>(instanceSize)
                                                            : query.instance_size,
                                          nullptr, static_cast<GTypeFlags>(0));
-}
-
-inline std::string GetString(GObject *object, const char *property) {
-    char *text = nullptr;
-    g_object_get(object, property, &text, nullptr);
-    const GPtr<char> owner(text);
-    return text != nullptr ? text : "(NULL)";
 }
 
 inline bool IsMarked(GObject *object, const char *property) {

@@ -22,23 +22,18 @@ struct Filters : SessionTest {
             then(event);
     }
     static Filters &Of(gpointer data) { return *static_cast<Filters *>(data); }
-    static char *Name(SkemaQormManagedObject *object) {
-        char *name = nullptr;
-        g_object_get(object, "name", &name, nullptr);
-        return name;
-    }
     static const OrvaneFilterFuncs *Functions() {
         static constexpr OrvaneFilterFuncs kAll = {
             [](SkemaQormMethodFault *fault, gpointer data) {
                 Of(data).Say(fault ? "failed" : "created");
             },
             [](SkemaQormManagedObject *object, gpointer data) {
-                const GPtr<char> name(Name(object));
-                Of(data).Say(std::string("entered ") + object->id + " " + (name ? name.get() : ""));
+                Of(data).Say(std::string("entered ") + object->id + " " +
+                             GetString(object, "name", ""));
             },
             [](SkemaQormManagedObject *object, const char *path, gpointer data) {
-                const GPtr<char> name(Name(object));
-                Of(data).Say(std::string("changed ") + object->id + " " + path + " " + name.get());
+                Of(data).Say(std::string("changed ") + object->id + " " + path + " " +
+                             GetString(object, "name"));
             },
             [](SkemaQormManagedObject *object, gpointer data) {
                 Of(data).Say(std::string("left ") + object->id);
@@ -58,9 +53,7 @@ struct Filters : SessionTest {
                                            [](gpointer data) { Of(data).numDestroyed++; });
     }
     void MakeSpec() {
-        const ObjectPtr<SkemaQormManagedObject> root(
-            static_cast<SkemaQormManagedObject *>(g_object_ref_sink(
-                orvane_session_get_object(session, "group-d1", SKEMA_TYPE_OZY_FOLDER))));
+        const auto root = Owned("group-d1", SKEMA_TYPE_OZY_FOLDER);
         spec.reset(orvane_filter_spec_new(
             TRUE, orvane_property_spec_new(SKEMA_TYPE_OZY_VIRTUAL_MACHINE, FALSE, "name", nullptr),
             orvane_object_spec_new(root.get(), TRUE, TRUE, nullptr), nullptr));
@@ -69,10 +62,7 @@ struct Filters : SessionTest {
         return ::Object(kind, "VirtualMachine", id, name ? Assign("name", String(name)) : "");
     }
     void Send(const std::string &filterId, const std::string &objects, bool isTruncated = false) {
-        service->Reply("<returnval xsi:type=\"UpdateSet\"><version>9</version><filterSet><filter "
-                       "type=\"PropertyFilter\">" +
-                       filterId + "</filter>" + objects + "</filterSet><truncated>" +
-                       (isTruncated ? "1" : "0") + "</truncated></returnval>");
+        service->Reply(UpdateSet(9, filterId, objects, Tag("truncated", isTruncated ? "1" : "0")));
         testLoop::Settle();
     }
 };
@@ -102,8 +92,7 @@ TEST_F(Filters, LoadsAreNotAnsweredByThem) {
     std::vector<ObjectPtr<SkemaQormManagedObject>> proxies;
     const auto load = [&](const std::string &id) {
         loads.push_back(std::make_unique<Ending>());
-        proxies.emplace_back(static_cast<SkemaQormManagedObject *>(g_object_ref_sink(
-            orvane_session_get_object(session, id.c_str(), SKEMA_TYPE_OZY_VIRTUAL_MACHINE))));
+        proxies.push_back(Owned(id));
         orvane_session_load_object(session, FALSE, proxies.back().get(), loads.back()->listener);
     };
     Add();
@@ -129,9 +118,7 @@ TEST_F(Filters, LoadsAreNotAnsweredByThem) {
 /* The first update overtakes the reply to the creation; the update of a load that comes behind it waits, too. */
 TEST_F(Filters, AnUpdateMayOvertakeTheCreation) {
     Ending ending;
-    const ObjectPtr<SkemaQormManagedObject> proxy(
-        static_cast<SkemaQormManagedObject *>(g_object_ref_sink(
-            orvane_session_get_object(session, "vm-1", SKEMA_TYPE_OZY_VIRTUAL_MACHINE))));
+    const auto proxy = Owned("vm-1");
     orvane_session_load_object(session, FALSE, proxy.get(), ending.listener); /* filter-2 */
     testLoop::Settle();
     service->answers["CreateFilter"] = {}; /* not answered yet */
@@ -142,8 +129,7 @@ TEST_F(Filters, AnUpdateMayOvertakeTheCreation) {
     EXPECT_THAT(events, ElementsAre());
     EXPECT_EQ(0, ending.times);
     const CannedRequest open = service->Last("CreateFilter");
-    service->server.Send(open.connection,
-                         Reply("CreateFilter", "filter-7", "type=\"PropertyFilter\"").bytes);
+    service->server.Send(open.connection, FilterReply("filter-7").bytes);
     testLoop::Settle();
     EXPECT_THAT(events, ElementsAre("created", "entered vm-5 early", "finished"));
     EXPECT_EQ("success", ending.text);
@@ -199,10 +185,7 @@ TEST_F(Filters, AFunctionMayDoAnything) {
             } else {
                 EXPECT_EQ("ended", events.back()) << when;
                 EXPECT_EQ(1, std::ranges::count(events, "ended"));
-                g_clear_object(&session);
-                session = orvane_session_new();
-                WatchState();
-                service = std::make_unique<Service>();
+                StartOver();
                 ASSERT_EQ("success", Connect());
             }
             EXPECT_EQ(before + 1, numDestroyed);

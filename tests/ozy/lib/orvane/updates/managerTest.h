@@ -20,9 +20,6 @@ struct ManagerTest : SessionTest {
     bool RunUntilWaiting() {
         return testLoop::RunUntil([this] { return service->IsWaiting(); });
     }
-    bool RunUntilCount(const std::string &method, size_t count) {
-        return testLoop::RunUntil([&] { return service->Count(method) >= count; });
-    }
 
     /* Sends changes and waits until they are applied and the next wait is open. */
     void Update(const std::string &objects) {
@@ -33,18 +30,31 @@ struct ManagerTest : SessionTest {
 
     /* The proxy of a machine, owned by the test. */
     SkemaQormManagedObject *Machine(const std::string &id) {
-        SkemaQormManagedObject *proxy =
-            orvane_session_get_object(session, id.c_str(), SKEMA_TYPE_OZY_VIRTUAL_MACHINE);
-        proxies.emplace_back(static_cast<SkemaQormManagedObject *>(g_object_ref_sink(proxy)));
-        return proxy;
+        return proxies.emplace_back(Owned(id)).get();
     }
 
     void Load(SkemaQormManagedObject *proxy, OrvaneListener *listener = nullptr) {
         orvane_session_load_object(session, FALSE, proxy, listener);
     }
 
-    static std::string Name(SkemaQormManagedObject *proxy) {
-        return GetString(G_OBJECT(proxy), "name");
+    /* Loads the machines whose numbers are in a range. */
+    void LoadMachines(int first, int end) {
+        for (int i = first; i < end; i++)
+            Load(Machine("vm-" + std::to_string(i)));
+    }
+    bool RunUntilEnd(const Ending &ending) {
+        return testLoop::RunUntil([&] { return ending.times > 0; });
+    }
+
+    static std::string Name(SkemaQormManagedObject *proxy) { return GetString(proxy, "name"); }
+    /* The ids in a list of proxies, without their first bytes: "a b ". */
+    static std::string Ids(SkemaQormManagedObject *holder, const char *property, size_t skip = 0) {
+        std::string ids;
+        const auto list = GetList(holder, property);
+        for (const GValue &element : std::span(list->values, list->n_values))
+            ids += static_cast<SkemaQormManagedObject *>(g_value_get_object(&element))->id + skip +
+                   std::string(" ");
+        return ids;
     }
 
     std::vector<ObjectPtr<SkemaQormManagedObject>> proxies;

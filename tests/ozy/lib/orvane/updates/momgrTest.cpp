@@ -15,10 +15,6 @@ struct Registry : testing::Test {
         return orvane_momgr_lookup_or_create(manager.get(), id, skema_ozy_folder_get_type());
     }
     SkemaQormManagedObject *Find(const char *id) { return orvane_momgr_lookup(manager.get(), id); }
-    static ObjectPtr<SkemaQormManagedObject> Own(SkemaQormManagedObject *proxy) {
-        return ObjectPtr<SkemaQormManagedObject>(
-            static_cast<SkemaQormManagedObject *>(g_object_ref_sink(proxy)));
-    }
 
     ObjectPtr<OrvaneSession> session{orvane_session_new()};
     ObjectPtr<OrvaneMOMgr> manager{orvane_momgr_new(session.get())};
@@ -150,8 +146,7 @@ TEST_F(Loads, AnUnloadMayClearTheProperties) {
         Load(machine, outcome.listener);
         Update(Enter("VirtualMachine", "vm-1", Assign("name", String("a"))));
         int numNotified = 0;
-        const gulong handler = g_signal_connect_swapped(
-            machine, "notify::name", G_CALLBACK(+[](int *number) { ++*number; }), &numNotified);
+        const gulong handler = On(machine, "notify::name", [&] { numNotified++; });
         orvane_session_unload_object(session, machine, clear);
         EXPECT_EQ(clear ? "(NULL)" : "a", Name(machine));
         EXPECT_EQ(clear ? 1 : 0, numNotified);
@@ -165,10 +160,9 @@ TEST_F(Loads, AFilterThatIsRefusedAnswersAllThatWait) {
     Ending first, second;
     Load(machine, first.listener);
     Load(machine, second.listener);
-    ASSERT_TRUE(testLoop::RunUntil([&] { return second.times > 0; }));
-    for (const Ending *outcome : {&first, &second}) {
-        EXPECT_EQ("failure NoPermission", outcome->text);
-    }
+    ASSERT_TRUE(RunUntilEnd(second));
+    EXPECT_EQ("failure NoPermission", first.text);
+    EXPECT_EQ("failure NoPermission", second.text);
     EXPECT_EQ(0u, machine->loadCount);
 
     service->answers.erase("CreateFilter");
@@ -269,17 +263,14 @@ TEST_F(Loads, AListenerWaitsForOneLoadAtATime) {
 /* Eleven proxies die, six while their filters are made and five after it: the twelfth load still starts. */
 TEST_F(Loads, OfAStrictSessionGiveTheirPlacesBack) {
     orvane_session_set_strict_loads(session, TRUE);
-    for (int i = 0; i < 5; i++)
-        Load(Machine("vm-" + std::to_string(i)));
+    LoadMachines(0, 5);
     testLoop::Settle();
     service->answers["CreateFilter"] = {};
-    for (int i = 5; i < 11; i++)
-        Load(Machine("vm-" + std::to_string(i)));
+    LoadMachines(5, 11);
     ASSERT_TRUE(RunUntilCount("CreateFilter", 11));
     proxies.clear();
     service->answers.erase("CreateFilter");
-    for (int i = 11; i < 23; i++)
-        Load(Machine("vm-" + std::to_string(i)));
+    LoadMachines(11, 23);
     testLoop::Settle();
     EXPECT_EQ(22u, service->Count("CreateFilter"));
 
@@ -294,11 +285,10 @@ TEST_F(Loads, OfAStrictSessionGiveTheirPlacesBack) {
 /* Six places are lost before the session becomes strict. */
 TEST_F(Loads, GetLostPlacesBackWhenTheSessionBecomesStrict) {
     service->answers["CreateFilter"] = {};
-    for (int i = 0; i < 11; i++)
-        Load(Machine("vm-" + std::to_string(i)));
+    LoadMachines(0, 11);
     ASSERT_TRUE(RunUntilCount("CreateFilter", 11));
     proxies.clear();
-    Load(Machine("vm-11"));
+    LoadMachines(11, 12);
     testLoop::Settle();
     EXPECT_EQ(11u, service->Count("CreateFilter"));
     orvane_session_set_strict_loads(session, TRUE);
@@ -344,13 +334,11 @@ TEST_F(Loads, AllowAnythingInAHandlerOfTheCancel) {
             orvane_session_connect(session, Url().c_str(), "u", "p", connect.listener);
         };
         orvane_session_disconnect(session, nullptr);
-        ASSERT_TRUE(testLoop::RunUntil([&] { return second.times > 0; }));
+        ASSERT_TRUE(RunUntilEnd(second));
         testLoop::Settle();
         EXPECT_EQ("", first.text);
         EXPECT_EQ("failure RequestCanceled", second.text);
-        if (!drops) {
-            EXPECT_TRUE(testLoop::RunUntil([&] { return connect.times > 0; }));
-        }
+        EXPECT_TRUE(drops || RunUntilEnd(connect));
         proxies.clear();
     }
 }
@@ -451,7 +439,7 @@ struct Contents : ManagerTest {
     }
     void Answer(const std::string &results) {
         service->answers["RetrieveProperties"] =
-            HttpReply(Envelope(Tag("RetrievePropertiesResponse", results)));
+            HttpReply(ResponseText("RetrieveProperties", results));
     }
 };
 
@@ -461,7 +449,7 @@ TEST_F(Contents, AreWrittenIntoTheProxiesThatAreTheResult) {
     Ending outcome;
     outcome.keeps = true;
     orvane_session_load_properties(session, machine, outcome.listener, FALSE, "name", nullptr);
-    ASSERT_TRUE(testLoop::RunUntil([&] { return outcome.times > 0; }));
+    ASSERT_TRUE(RunUntilEnd(outcome));
     EXPECT_EQ("<specSet xsi:type=\"PropertyFilterSpec\">"
               "<propSet xsi:type=\"PropertySpec\">"
               "<type xsi:type=\"xsd:string\">VirtualMachine</type>"
@@ -491,22 +479,18 @@ TEST_F(Contents, ReleaseProxiesOfListsThatNobodyOwns) {
     Answer(Tag("returnval", Reference("obj", "VirtualMachine", "vm-1") +
                                 property("unknown", "ds-1") + property("datastore", "ds-2") +
                                 property("unknown", "ds-3")));
-    const ObjectPtr<SkemaQormManagedObject> owned(static_cast<SkemaQormManagedObject *>(
-        g_object_ref_sink(orvane_session_get_object(session, "ds-3", SKEMA_TYPE_OZY_DATASTORE))));
+    const auto owned = Owned("ds-3", SKEMA_TYPE_OZY_DATASTORE);
     SkemaQormManagedObject *machine = Machine("vm-1");
     OrvaneMOMgr *manager = orvane_session_get_momgr(session);
     Ending outcome;
     orvane_session_load_properties(session, machine, outcome.listener, TRUE, nullptr);
-    ASSERT_TRUE(testLoop::RunUntil([&] { return outcome.times > 0; }));
+    ASSERT_TRUE(RunUntilEnd(outcome));
     EXPECT_EQ(nullptr, orvane_momgr_lookup(manager, "ds-1"));
     EXPECT_EQ(nullptr, orvane_momgr_lookup(manager, "ds-2"));
     EXPECT_EQ(owned.get(), orvane_momgr_lookup(manager, "ds-3"));
-
-    GValueArray *array = nullptr;
-    g_object_get(machine, "datastore", &array, nullptr);
-    const ValueArrayPtr owner(array);
-    ASSERT_EQ(1u, array->n_values);
-    EXPECT_EQ(orvane_momgr_lookup(manager, "ds-2"), g_value_get_object(&array->values[0]));
+    const auto list = GetList(machine, "datastore");
+    ASSERT_EQ(1u, list->n_values);
+    EXPECT_EQ(orvane_momgr_lookup(manager, "ds-2"), g_value_get_object(&list->values[0]));
 }
 
 TEST_F(Contents, MayBeNone) {
@@ -514,7 +498,7 @@ TEST_F(Contents, MayBeNone) {
     Ending outcome;
     outcome.keeps = true;
     orvane_session_load_properties(session, Machine("vm-1"), outcome.listener, TRUE, nullptr);
-    ASSERT_TRUE(testLoop::RunUntil([&] { return outcome.times > 0; }));
+    ASSERT_TRUE(RunUntilEnd(outcome));
     Value result;
     EXPECT_TRUE(orvane_listener_get_result(outcome.listener, result.get()));
     EXPECT_EQ(nullptr, result.Array());

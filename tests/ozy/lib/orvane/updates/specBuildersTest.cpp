@@ -15,9 +15,8 @@ std::string Text(GObject *spec) {
     return Written("s", ObjectValue(owner).get(), "ozy25/6.0");
 }
 
-SkemaQormManagedObject *NewFolder() {
-    auto *folder = static_cast<SkemaQormManagedObject *>(
-        g_object_ref_sink(g_object_new(skema_ozy_folder_get_type(), nullptr)));
+ObjectPtr<SkemaQormManagedObject> NewFolder(GType type) {
+    auto folder = NewObject<SkemaQormManagedObject>(type);
     folder->id = g_strdup("group-1");
     return folder;
 }
@@ -46,9 +45,7 @@ TEST(SpecBuilders, ASubclassOfTheApplicationGoesByItsParentsName) {
     EXPECT_EQ("<s xsi:type=\"PropertySpec\"><type xsi:type=\"xsd:string\">Folder</type>"
               "<all xsi:type=\"xsd:boolean\">0</all></s>",
               Text(orvane_property_spec_new(type, FALSE, nullptr)));
-    const ObjectPtr<SkemaQormManagedObject> folder(
-        static_cast<SkemaQormManagedObject *>(g_object_ref_sink(g_object_new(type, nullptr))));
-    folder->id = g_strdup("group-1");
+    const auto folder = NewFolder(type);
     Value reference(type);
     g_value_set_object(reference.get(), folder.get());
     EXPECT_EQ("<f type=\"Folder\" xsi:type=\"ManagedObjectReference\">group-1</f>",
@@ -73,16 +70,11 @@ TEST(SpecBuilders, SpecsNestInOneExpression) {
 }
 
 TEST(SpecBuilders, AFilterSortsItsListAndSetsBothArrays) {
-    const ObjectPtr<SkemaQormManagedObject> folder(NewFolder());
+    const auto folder = NewFolder(skema_ozy_folder_get_type());
     const auto lengths = [](GObject *filter) {
         const ObjectPtr<GObject> owner(filter);
-        GValueArray *properties = nullptr;
-        GValueArray *objects = nullptr;
-        g_object_get(filter, "propSet", &properties, "objectSet", &objects, nullptr);
-        const std::pair<guint, guint> counts = {properties->n_values, objects->n_values};
-        g_value_array_free(properties);
-        g_value_array_free(objects);
-        return counts;
+        return std::make_pair(GetList(filter, "propSet")->n_values,
+                              GetList(filter, "objectSet")->n_values);
     };
     const auto property = [] {
         return orvane_property_spec_new(skema_ozy_folder_get_type(), TRUE, nullptr);
@@ -100,21 +92,18 @@ TEST(SpecBuilders, TakingOwnershipIsTheCallersChoice) {
         const ObjectPtr<GObject> part(orvane_selection_spec_new("part"));
         const ObjectPtr<GObject> stray(orvane_selection_spec_new("stray"));
         const ObjectPtr<GObject> filter(orvane_filter_spec_new(FALSE, nullptr));
-        if (takes) {
-            g_object_ref(part.get());
-            g_object_ref(stray.get());
-            g_object_ref(filter.get());
-        }
+        for (GObject *each : {part.get(), stray.get(), filter.get()})
+            if (takes)
+                g_object_ref(each);
         {
             const ObjectPtr<GObject> whole(orvane_traversal_spec_new(
                 nullptr, skema_ozy_folder_get_type(), "p", FALSE, takes, part.get(), nullptr));
             EXPECT_EQ(2u, part->ref_count);
             const ObjectPtr<GObject> none(orvane_filter_spec_new(takes, stray.get(), nullptr));
             EXPECT_EQ(1u, stray->ref_count);
-            GValueArray *set = orvane_filter_spec_set_new(takes, filter.get(), nullptr);
+            const ValueArrayPtr set(orvane_filter_spec_set_new(takes, filter.get(), nullptr));
             EXPECT_EQ(2u, filter->ref_count);
             EXPECT_EQ(1u, set->n_values);
-            g_value_array_free(set);
         }
         EXPECT_EQ(1u, part->ref_count);
         EXPECT_EQ(1u, filter->ref_count);

@@ -44,11 +44,8 @@ const Row kRows[] = {
      }},
     {"VirtualMachine", "datastore", "[\"k%d\"]",
      [](OrvaneMOMgr *momgr, int number) {
-         Value value(skema_ozy_datastore_get_type());
-         g_value_set_object(value.get(),
-                            orvane_momgr_lookup_or_create(momgr, Name(number).c_str(),
+         return ObjectValue(orvane_momgr_lookup_or_create(momgr, Name(number).c_str(),
                                                           skema_ozy_datastore_get_type()));
-         return value;
      }},
 };
 
@@ -66,14 +63,12 @@ public:
         session->priv->moMgr = momgr = orvane_momgr_new(session.get());
         const GType type = orvane_lookup_type(row.holder);
         if (g_type_is_a(type, skema_qorm_managed_object_get_type()))
-            holder.reset(
-                G_OBJECT(g_object_ref_sink(orvane_momgr_lookup_or_create(momgr, "holder", type))));
+            holder = Own(G_OBJECT(orvane_momgr_lookup_or_create(momgr, "holder", type)));
         else
-            holder.reset(G_OBJECT(g_object_new(type, nullptr)));
-        const auto ignore = +[](GObject *, GParamSpec *, gboolean, const GValue *, gpointer) {};
+            holder = NewObject(type);
         if (way == Way::Copy)
-            g_signal_connect(holder.get(), "array_notify", G_CALLBACK(ignore), nullptr);
-        g_signal_connect(holder.get(), "notify", G_CALLBACK(OnNotify), this);
+            On(holder.get(), "array_notify", [] {});
+        On(holder.get(), "notify", [this](GObject *, GParamSpec *pspec) { Note(pspec->name); });
         if (way == Way::Index)
             scope.emplace();
         for (int i = 0; i < kNumElements; i++)
@@ -111,41 +106,31 @@ private:
 
     /* The list with an element more. */
     Value Copy() {
-        Value list = Held();
-        const Value more = row.make(momgr, Any(kNumKeys));
-        g_value_array_append(static_cast<GValueArray *>(g_value_get_boxed(list.get())), more.get());
-        return list;
-    }
-
-    Value Held() {
         Value list(G_TYPE_VALUE_ARRAY);
         g_object_get_property(holder.get(), row.property, list.get());
+        g_value_array_append(list.Array(), row.make(momgr, Any(kNumKeys)).get());
         return list;
     }
 
     /* A handler gives an element another key, or sets the list. */
-    static void OnNotify(GObject *holder, GParamSpec *pspec, ChangedList *self) {
-        self->notified += pspec->name;
-        if (!std::exchange(self->isChangedInHandler, false))
+    void Note(const char *name) {
+        notified += name;
+        if (!std::exchange(isChangedInHandler, false))
             return;
-        if (self->Any(2) == 0) {
-            const Value list = self->Copy();
-            g_object_set_property(holder, pspec->name, list.get());
+        if (Any(2) == 0) {
+            g_object_set_property(holder.get(), name, Copy().get());
             return;
         }
-        const Value list = self->Held();
-        const auto *array = static_cast<GValueArray *>(g_value_get_boxed(list.get()));
-        if (self->row.property != std::string("sessionList") || array->n_values == 0)
+        const auto array = GetList(holder.get(), row.property);
+        if (row.property != std::string("sessionList") || array->n_values == 0)
             return;
-        const GValue *element = &array->values[self->random() % array->n_values];
-        g_object_set(g_value_get_object(element), "key", Name(self->Any(kNumKeys)).c_str(),
-                     nullptr);
+        const GValue *element = &array->values[random() % array->n_values];
+        g_object_set(g_value_get_object(element), "key", Name(Any(kNumKeys)).c_str(), nullptr);
     }
 
     void Record() {
         std::string text = std::exchange(notified, {});
-        const Value list = Held();
-        const auto *array = static_cast<GValueArray *>(g_value_get_boxed(list.get()));
+        const auto array = GetList(holder.get(), row.property);
         for (const GValue &element : std::span(array->values, array->n_values)) {
             text += " ";
             if (GObject *object = MOMgrGetObject(&element, G_TYPE_OBJECT))
@@ -192,8 +177,7 @@ TEST(UpdateIndex, ListsAreTheSameAfterAWalkACopyAndASearch) {
 TEST(UpdateIndex, IsBuiltWhereItIsExactAndPays) {
     const auto isFound = [](guint numElements, int numSearches, GType elements) {
         const UpdateIndexScope scope;
-        const ObjectPtr<GObject> manager(
-            G_OBJECT(g_object_ref_sink(New("SessionManager").release())));
+        const ObjectPtr<GObject> manager = New("SessionManager");
         const SchemaField *field = SchemaClass_FindFieldByName(manager.get(), "sessionList");
         const ValueArrayPtr array(g_value_array_new(numElements));
         for (guint i = 0; i < numElements; i++) {
@@ -207,9 +191,7 @@ TEST(UpdateIndex, IsBuiltWhereItIsExactAndPays) {
         return keys != nullptr;
     };
     const GType user = orvane_lookup_type("UserSession");
-    const GTypeInfo info = {.class_size = 512, .instance_size = 512};
-    const GType ofApplication =
-        g_type_register_static(user, "TestUserOfApplication", &info, GTypeFlags(0));
+    const GType ofApplication = RegisterSubclass(user, "TestUserOfApplication");
     EXPECT_TRUE(isFound(100, 20, user));
     EXPECT_FALSE(isFound(10, 20, user));
     EXPECT_FALSE(isFound(100, 3, user));
@@ -251,9 +233,7 @@ TEST(UpdateIndex, ListsMayBeSetWhileAKeyIsWarnedAbout) {
     for (const auto &row : rows) {
         const ObjectPtr<OrvaneSession> session(orvane_session_new());
         OrvaneMOMgr *momgr = session->priv->moMgr = orvane_momgr_new(session.get());
-        ObjectPtr<GObject> holder = New(row.holder);
-        if (g_object_is_floating(holder.get()))
-            g_object_ref_sink(holder.get());
+        const ObjectPtr<GObject> holder = New(row.holder);
         const Row *of = std::ranges::find(kRows, std::string(row.property),
                                           [](const Row &known) { return known.property; });
         for (bool hasIndex : {false, true}) {

@@ -70,7 +70,7 @@ std::string Shown(const GValue *value);
 
 std::string ShownObject(GObject *object) {
     if (object == nullptr)
-        return "none";
+        return "";
     if (g_type_is_a(G_OBJECT_TYPE(object), skema_qorm_managed_object_get_type()))
         return reinterpret_cast<SkemaQormManagedObject *>(object)->id;
     std::string text;
@@ -96,10 +96,8 @@ std::string Shown(const GValue *value) {
         return g_value_get_int(value) != 0 ? std::to_string(g_value_get_int(value)) : "";
     if (G_VALUE_HOLDS_ENUM(value))
         return g_value_get_enum(value) != 0 ? std::to_string(g_value_get_enum(value)) : "";
-    if (G_VALUE_HOLDS_OBJECT(value)) {
-        auto *object = static_cast<GObject *>(g_value_get_object(value));
-        return object != nullptr ? ShownObject(object) : "";
-    }
+    if (G_VALUE_HOLDS_OBJECT(value))
+        return ShownObject(static_cast<GObject *>(g_value_get_object(value)));
     if (G_VALUE_HOLDS(value, G_TYPE_VALUE)) {
         const auto *inner = static_cast<const GValue *>(g_value_get_boxed(value));
         return inner != nullptr ? Shown(inner) : "";
@@ -116,7 +114,7 @@ std::string Shown(const GValue *value) {
 }
 
 Value Make(GType type) {
-    return ObjectValue(ObjectPtr<GObject>(static_cast<GObject *>(g_object_new(type, nullptr))));
+    return ObjectValue(NewObject(type));
 }
 
 Value Item(gint key, const char *text) {
@@ -139,7 +137,7 @@ Value Enum(gint number) {
 
 struct UpdatePath : testing::Test {
     void SetUp() override {
-        object.reset(static_cast<GObject *>(g_object_new(BoxType(), nullptr)));
+        object = NewObject(BoxType());
         const Value four = IntValue(4);
         const Value y = StringValue("y");
         const Value one = Item(1, "a");
@@ -151,22 +149,23 @@ struct UpdatePath : testing::Test {
         Give("items", ArrayValue({&one, &two}));
         Give("entries", ArrayValue({&a, &b}));
         for (const char *id : {"vm-1", "vm-2"})
-            machines.emplace_back(static_cast<SkemaQormManagedObject *>(
-                g_object_ref_sink(orvane_momgr_lookup_or_create(
-                    momgr.get(), id, skema_ozy_virtual_machine_get_type()))));
+            machines.push_back(Own(orvane_momgr_lookup_or_create(
+                momgr.get(), id, skema_ozy_virtual_machine_get_type())));
         const Value first = Machine(0);
         const Value second = Machine(1);
         Give("machines", ArrayValue({&first, &second}));
         before = Fields();
-        g_signal_connect(object.get(), "notify", G_CALLBACK(OnNotify), this);
-        g_signal_connect(object.get(), "array_notify", G_CALLBACK(OnArrayNotify), this);
+        On(object.get(), "notify", [this](GObject *, GParamSpec *pspec) {
+            signals.push_back(std::string("notify ") + pspec->name);
+        });
+        On(object.get(), "array_notify",
+           [this](GObject *, GParamSpec *pspec, gboolean isAdded, const GValue *element) {
+               signals.push_back(std::string(isAdded ? "+ " : "- ") + pspec->name + " " +
+                                 Shown(element) + " of " + Held(pspec->name));
+           });
     }
 
-    Value Machine(size_t index) {
-        Value value(skema_ozy_virtual_machine_get_type());
-        g_value_set_object(value.get(), machines[index].get());
-        return value;
-    }
+    Value Machine(size_t index) { return ObjectValue(machines[index].get()); }
 
     void Give(const char *name, const Value &value) {
         g_object_set_property(object.get(), name, value.get());
@@ -210,15 +209,6 @@ struct UpdatePath : testing::Test {
         object.reset();
         machines.clear();
         signals.clear();
-    }
-
-    static void OnNotify(GObject *, GParamSpec *pspec, UpdatePath *self) {
-        self->signals.push_back(std::string("notify ") + pspec->name);
-    }
-    static void OnArrayNotify(GObject *, GParamSpec *pspec, gboolean isAdded, const GValue *element,
-                              UpdatePath *self) {
-        self->signals.push_back(std::string(isAdded ? "+ " : "- ") + pspec->name + " " +
-                                Shown(element) + " of " + self->Held(pspec->name));
     }
 
     Value none;
@@ -292,11 +282,8 @@ TEST_F(UpdatePath, ABracketMayStayOpen) {
 
 TEST_F(UpdatePath, NothingHappensWhereThePathLeadsNowhere) {
     const std::string deep(100000, '.');
-    std::string boxes;
-    for (int i = 0; i < 100000; i++)
-        boxes += "box.";
     std::vector<std::string> paths = {"", "machines[\"vm-9\"].name", std::string(1 << 20, 'x'),
-                                      deep, boxes + "text"};
+                                      deep, Times(100000, "box.") + "text"};
     std::istringstream words(
         ". .. text. .text nothing nothing.text text.number number.text any.text "
         "texts.text machine.name box.nothing.x [ ] [] a[b].c text[\"x\"] "
@@ -427,46 +414,32 @@ TEST_F(UpdatePath, AnArrayThatIsSetAgainAfterAChangeInsideNotifies) {
 TEST_F(UpdatePath, ObjectAndManagerMayGoInAHandler) {
     for (gint op : {kAssign, kAdd, kRemove}) {
         ObjectPtr<OrvaneMOMgr> other(orvane_momgr_new(session.get()));
-        GObject *doomed = static_cast<GObject *>(g_object_new(BoxType(), nullptr));
+        ObjectPtr<GObject> doomed = NewObject(BoxType());
         const Value texts = ArrayValue({&x});
-        g_object_set_property(doomed, "texts", texts.get());
-        struct Both {
-            ObjectPtr<OrvaneMOMgr> &manager;
-            GObject *box;
-        } both = {other, doomed};
-        const auto drop = +[](gpointer, gpointer, gpointer, gpointer, Both *last) {
-            g_clear_object(&last->box);
-            last->manager.reset();
-        };
-        g_signal_connect(doomed, "array_notify", G_CALLBACK(drop), &both);
-        const auto dropAtNotify = +[](gpointer, gpointer, Both *last) {
-            g_clear_object(&last->box);
-            last->manager.reset();
-        };
-        g_signal_connect(doomed, "notify", G_CALLBACK(dropAtNotify), &both);
+        g_object_set_property(doomed.get(), "texts", texts.get());
+        for (const char *signal : {"array_notify", "notify"})
+            On(doomed.get(), signal, [&] {
+                doomed.reset();
+                other.reset();
+            });
         const char *path = op == kRemove ? "texts[\"x\"]" : op == kAdd ? "texts" : "box.text";
-        orvane_momgr_update_property(other.get(), doomed, path, x.get(), op);
-        EXPECT_EQ(nullptr, both.box);
-        EXPECT_EQ(nullptr, both.manager);
+        orvane_momgr_update_property(other.get(), doomed.get(), path, x.get(), op);
+        EXPECT_EQ(nullptr, doomed);
+        EXPECT_EQ(nullptr, other);
     }
 }
 
 /* The handler's array gives way to the one from before its signal, with the change. */
 TEST_F(UpdatePath, AHandlerMayChangeTheArrayOfItsSignal) {
-    const auto change =
-        +[](GObject *holder, GParamSpec *pspec, gboolean, const GValue *, gpointer) {
-            const Value other = ArrayValue({});
-            g_object_set_property(holder, pspec->name, other.get());
-        };
     const struct {
         gint op;
         const char *path, *expected;
     } rows[] = {
         {kAdd, "pathSet", "[x]"}, {kAdd, "pathSet", "[x,x]"}, {kRemove, "pathSet[\"x\"]", "[x]"}};
     for (const char *signal : {"array_notify::pathSet", "array_notify"}) {
-        const ObjectPtr<GObject> spec(
-            static_cast<GObject *>(g_object_new(orvane_lookup_type("PropertySpec"), nullptr)));
-        g_signal_connect(spec.get(), signal, G_CALLBACK(change), nullptr);
+        const ObjectPtr<GObject> spec = New("PropertySpec");
+        On(spec.get(), signal,
+           [&] { g_object_set_property(spec.get(), "pathSet", ArrayValue({}).get()); });
         for (const auto &row : rows) {
             orvane_momgr_update_property(momgr.get(), spec.get(), row.path, x.get(), row.op);
             EXPECT_EQ(row.expected, HeldBy(spec.get(), "pathSet")) << signal << " " << row.path;
@@ -476,12 +449,6 @@ TEST_F(UpdatePath, AHandlerMayChangeTheArrayOfItsSignal) {
 
 /* What a handler of "notify" makes of an array that was changed in place stays. */
 TEST_F(UpdatePath, AHandlerOfNotifyMayChangeTheArray) {
-    const auto change = +[](GObject *holder, GParamSpec *pspec, int *left) {
-        if ((*left)-- <= 0)
-            return;
-        const Value other = ArrayValue({});
-        g_object_set_property(holder, pspec->name, other.get());
-    };
     const struct {
         gint op;
         const char *path, *expected;
@@ -491,10 +458,12 @@ TEST_F(UpdatePath, AHandlerOfNotifyMayChangeTheArray) {
                 {kAdd, "pathSet", "[x]", 0},
                 {kAdd, "pathSet", "[x,x]", 0},
                 {kRemove, "pathSet[\"x\"]", "[]", 1}};
-    const ObjectPtr<GObject> spec(
-        static_cast<GObject *>(g_object_new(orvane_lookup_type("PropertySpec"), nullptr)));
+    const ObjectPtr<GObject> spec = New("PropertySpec");
     int numChanges = 0;
-    g_signal_connect(spec.get(), "notify::pathSet", G_CALLBACK(change), &numChanges);
+    On(spec.get(), "notify::pathSet", [&] {
+        if (numChanges-- > 0)
+            g_object_set_property(spec.get(), "pathSet", ArrayValue({}).get());
+    });
     for (const auto &row : rows) {
         numChanges = row.numChanges;
         orvane_momgr_update_property(momgr.get(), spec.get(), row.path, x.get(), row.op);

@@ -48,3 +48,10 @@ inline std::string Enter(const std::string &type, const std::string &id,
 inline std::string Modify(const std::string &id, const std::string &changes) {
     return Object("modify", "VirtualMachine", id, changes);
 }
+
+/* The information of task-1, and more of it. */
+inline std::string TaskUpdate(const std::string &kind, const std::string &state,
+                              const std::string &more) {
+    const std::string info = Tag("key", "k") + Tag("state", state) + more;
+    return Object(kind, "Task", "task-1", Assign("info", Typed("TaskInfo", info)));
+}
