@@ -206,52 +206,44 @@ struct FilledObjects : testing::Test {
     }
 
     Value One(SchemaValueKind kind, GType type, int depth) {
-        Value value(type);
+        const auto with = [type](auto set, auto content) {
+            Value value(type);
+            set(value.get(), content);
+            return value;
+        };
         switch (kind) {
         case SCHEMA_VALUE_BOOLEAN:
-            g_value_set_boolean(value.get(), Chance(2));
-            return value;
+            return with(g_value_set_boolean, Chance(2));
         case SCHEMA_VALUE_BYTE:
-            g_value_set_schar(value.get(), static_cast<gint8>(Number(G_MININT8, G_MAXINT8)));
-            return value;
+            return with(g_value_set_schar, static_cast<gint8>(Number(G_MININT8, G_MAXINT8)));
         case SCHEMA_VALUE_SHORT:
-            g_value_set_int(value.get(), static_cast<gint>(Number(G_MINSHORT, G_MAXSHORT)));
-            return value;
+            return with(g_value_set_int, static_cast<gint>(Number(G_MINSHORT, G_MAXSHORT)));
         case SCHEMA_VALUE_INT:
-            g_value_set_int(value.get(), static_cast<gint>(Number(G_MININT, G_MAXINT)));
-            return value;
+            return with(g_value_set_int, static_cast<gint>(Number(G_MININT, G_MAXINT)));
         case SCHEMA_VALUE_LONG:
-            g_value_set_int64(value.get(), Number(G_MININT64, G_MAXINT64));
-            return value;
+            return with(g_value_set_int64, Number(G_MININT64, G_MAXINT64));
         case SCHEMA_VALUE_FLOAT:
-            g_value_set_float(value.get(), static_cast<gfloat>(Decimals()));
-            return value;
+            return with(g_value_set_float, static_cast<gfloat>(Decimals()));
         case SCHEMA_VALUE_DOUBLE:
-            g_value_set_double(value.get(), Decimals());
-            return value;
+            return with(g_value_set_double, Decimals());
         case SCHEMA_VALUE_STRING:
-            g_value_set_string(value.get(), Text().c_str());
-            return value;
+            return with(g_value_set_string, Text().c_str());
         case SCHEMA_VALUE_URI:
-            g_value_set_boxed(value.get(), Text().c_str());
-            return value;
+            return with(g_value_set_boxed, Text().c_str());
         case SCHEMA_VALUE_DATETIME: {
             const GTimeVal time = {Number(0, 4102444800), Chance(3) ? 0 : Number(0, 999999)};
-            g_value_set_boxed(value.get(), &time);
-            return value;
+            return with(g_value_set_boxed, &time);
         }
         case SCHEMA_VALUE_BINARY:
             return Bytes();
         case SCHEMA_VALUE_ANY:
             return Any(depth, kField);
         case SCHEMA_VALUE_ENUM:
-            g_value_set_enum(value.get(), WordOf(type));
-            return value;
+            return with(g_value_set_enum, WordOf(type));
         case SCHEMA_VALUE_MANAGED:
             return Proxy(type);
         case SCHEMA_VALUE_OBJECT:
-            g_value_take_object(value.get(), Filled(ClassBelow(type), depth + 1).release());
-            return value;
+            return with(g_value_take_object, Filled(ClassBelow(type), depth + 1).release());
         case SCHEMA_VALUE_NONE:
         case SCHEMA_VALUE_UNKNOWN:
             break;
@@ -290,9 +282,7 @@ struct FilledObjects : testing::Test {
     }
 
     ObjectPtr<GObject> Filled(GType type, int depth) {
-        ObjectPtr<GObject> object(static_cast<GObject *>(g_object_new(type, nullptr)));
-        if (g_object_is_floating(object.get()))
-            g_object_ref_sink(object.get());
+        ObjectPtr<GObject> object = NewObject(type);
         numAlive++;
         g_object_weak_ref(
             object.get(), [](gpointer count, GObject *) { --*static_cast<int *>(count); },

@@ -32,11 +32,7 @@ std::string Describe(const char *className, const char *name) {
 }
 
 TEST(MethodInfo, SaysWhatTheTablesSay) {
-    const struct {
-        const char *className;
-        const char *name;
-        const char *description;
-    } rows[] = {
+    const std::tuple<const char *, const char *, const char *> rows[] = {
         {"VirtualMachine", "ReconfigVM_Task",
          "VirtualMachine: spec SkemaOzyVirtualMachineConfigSpec r-l- -> SkemaOzyTask"},
         {"VirtualMachine", "Destroy_Task", "ManagedEntity: -> SkemaOzyTask"},
@@ -52,8 +48,8 @@ TEST(MethodInfo, SaysWhatTheTablesSay) {
         {"VirtualMachine", "PowerOnVM", "none"},
         {"TaskInfo", "PowerOnVM_Task", "none"},
     };
-    for (const auto &row : rows)
-        EXPECT_EQ(row.description, Describe(row.className, row.name)) << row.name;
+    for (const auto &[className, name, description] : rows)
+        EXPECT_EQ(description, Describe(className, name)) << name;
 }
 
 TEST(MethodInfo, EveryListedMethodOfEveryClassHasADescription) {
@@ -81,17 +77,12 @@ class MethodCall : public SessionTest {
 protected:
     void SetUp() override {
         ASSERT_EQ("success", Connect());
-        machine.reset(SKEMA_OZY_VIRTUAL_MACHINE(g_object_ref_sink(
-            orvane_session_get_object(session, "vm-1", SKEMA_TYPE_OZY_VIRTUAL_MACHINE))));
+        machine.reset(SKEMA_OZY_VIRTUAL_MACHINE(Owned("vm-1").release()));
     }
     MethodPtr Method(const char *name) {
         return MethodPtr(orvane_method_info_new(SKEMA_TYPE_OZY_VIRTUAL_MACHINE, name));
     }
     SkemaQormManagedObject *Object() { return SKEMA_QORM_MANAGED_OBJECT(machine.get()); }
-    std::string Sent(const char *method) {
-        testLoop::Settle();
-        return service->Arguments(method);
-    }
 
     ObjectPtr<SkemaOzyVirtualMachine> machine;
 };

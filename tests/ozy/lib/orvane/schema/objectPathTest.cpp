@@ -52,19 +52,22 @@ template <class... Properties> Node MakeNode(Properties... properties) {
 /* Sets an array of objects. */
 void SetObjects(const Node &node, const char *property, std::initializer_list<GObject *> objects) {
     const ValueArrayPtr array(g_value_array_new(0));
-    for (GObject *object : objects) {
-        ScopedValue value(G_OBJECT_TYPE(object));
-        g_value_set_object(&value.value, object);
-        g_value_array_append(array.get(), &value.value);
-    }
+    for (GObject *object : objects)
+        g_value_array_append(array.get(), ObjectValue(object).get());
     g_object_set(node.get(), property, array.get(), nullptr);
 }
 
+void SetTexts(const Node &node, std::initializer_list<const char *> texts) {
+    const ValueArrayPtr array(g_value_array_new(0));
+    for (const char *text : texts)
+        g_value_array_append(array.get(), StringValue(text).get());
+    g_object_set(node.get(), "texts", array.get(), nullptr);
+}
+
 Node Machine(const char *id) {
-    auto *machine = static_cast<SkemaQormManagedObject *>(
-        g_object_ref_sink(g_object_new(skema_ozy_virtual_machine_get_type(), nullptr)));
-    machine->id = g_strdup(id);
-    return Node(G_OBJECT(machine));
+    Node machine = NewObject(skema_ozy_virtual_machine_get_type());
+    SKEMA_QORM_MANAGED_OBJECT(machine.get())->id = g_strdup(id);
+    return machine;
 }
 
 struct ObjectPath : testing::Test {
@@ -80,27 +83,13 @@ struct ObjectPath : testing::Test {
         SetObjects(root, "nodes", {a.get(), b.get(), c.get()});
         SetObjects(root, "machines", {machine1.get(), machine2.get()});
         g_object_set(root.get(), "node", a.get(), "machine", machine1.get(), nullptr);
-        ScopedValue any(G_TYPE_INT);
-        g_value_set_int(&any.value, -4);
-        orvane_object_set_any(root.get(), "any", &any.value);
+        orvane_object_set_any(root.get(), "any", IntValue(-4).get());
         const GTimeVal time = {1767323045, 0};
         const GPtr<guint8> bytes(static_cast<guint8 *>(g_memdup2("\0\1", 2)));
         GByteArray array{bytes.get(), 2};
         g_object_set(root.get(), "time", &time, "bytes", &array, nullptr);
-        const ValueArrayPtr texts(g_value_array_new(0));
-        for (const char *text : {"one", "two"}) {
-            ScopedValue value(G_TYPE_STRING);
-            g_value_set_string(&value.value, text);
-            g_value_array_append(texts.get(), &value.value);
-        }
-        g_object_set(root.get(), "texts", texts.get(), nullptr);
-        const ValueArrayPtr hostile(g_value_array_new(0));
-        for (const char *text : {"p\"]q", "*", "#0", "a.b[\"c"}) {
-            ScopedValue value(G_TYPE_STRING);
-            g_value_set_string(&value.value, text);
-            g_value_array_append(hostile.get(), &value.value);
-        }
-        g_object_set(a.get(), "texts", hostile.get(), nullptr);
+        SetTexts(root, {"one", "two"});
+        SetTexts(a, {"p\"]q", "*", "#0", "a.b[\"c"});
     }
 
     std::string Text(const std::string &path) {
@@ -174,21 +163,15 @@ TEST_F(ObjectPath, IsBounded) {
     root = MakeNode("key", "k");
     SetObjects(root, "nodes", {root.get(), root.get(), root.get()});
     g_object_set(root.get(), "node", root.get(), nullptr);
-    const auto repeat = [](const char *text, int count) {
-        std::string all;
-        while (count-- > 0)
-            all += text;
-        return all;
-    };
     const std::pair<std::string, bool> rows[] = {
-        {repeat("node.", 99) + "key", true},
-        {repeat("node.", 100) + "key", false},
-        {"nodes" + repeat("[#0].nodes", 40) + "[#0].key", true},
-        {"nodes" + repeat("[", 10000), false},
-        {"nodes" + repeat("[#0]", 10000), false},
-        {"nodes" + repeat("[*].nodes", 7) + "[*].key", true},   /* 3^8 elements */
-        {"nodes" + repeat("[*].nodes", 40) + "[*].key", false}, /* 3^41 */
-        {"nodes" + repeat("[*].nodes", 40) + "[*].none", false},
+        {Times(99, "node.") + "key", true},
+        {Times(100, "node.") + "key", false},
+        {"nodes" + Times(40, "[#0].nodes") + "[#0].key", true},
+        {"nodes" + Times(10000, "["), false},
+        {"nodes" + Times(10000, "[#0]"), false},
+        {"nodes" + Times(7, "[*].nodes") + "[*].key", true},   /* 3^8 elements */
+        {"nodes" + Times(40, "[*].nodes") + "[*].key", false}, /* 3^41 */
+        {"nodes" + Times(40, "[*].nodes") + "[*].none", false},
         {std::string(1 << 20, 'x'), false},
         {"nodes[\"" + std::string(1 << 20, 'x') + "\"]", false},
     };

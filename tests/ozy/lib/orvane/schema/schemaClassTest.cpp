@@ -155,8 +155,7 @@ void AppProxyClassInit(gpointer klass, gpointer) {
 TEST(SchemaClass, DefaultHandlersFollowTheObjectClassLeaveFirst) {
     const GType type =
         RegisterSubclass(orvane_lookup_type("TestProxy"), "AppProxy", AppProxyClassInit);
-    const ObjectPtr<GObject> proxy(
-        static_cast<GObject *>(g_object_ref_sink(g_object_new(type, nullptr))));
+    const auto proxy = NewObject(type);
     GParamSpec *spec = g_object_class_find_property(G_OBJECT_GET_CLASS(proxy.get()), "proxies");
     const Value value = IntValue(7);
     emitted.clear();

@@ -12,21 +12,8 @@ struct SchemaInvoke : SessionTest {
     void SetUp() override { ASSERT_EQ("success", Connect()); }
 
     template <class T> T *Proxy(const char *wireName) {
-        SkemaQormManagedObject *proxy = orvane_momgr_lookup_or_create(
-            orvane_session_get_momgr(session), wireName, orvane_lookup_type(wireName));
-        proxies.emplace_back(G_OBJECT(g_object_ref_sink(proxy)));
-        return reinterpret_cast<T *>(proxy);
-    }
-
-    /* The arguments of the last call of a method. */
-    std::string Sent(const std::string &method) {
-        testLoop::Settle();
-        const std::string body = service->Last(method).body;
-        const size_t start = body.find("</_this>");
-        const size_t end = body.find("</" + method + ">");
-        if (start == std::string::npos || end == std::string::npos)
-            return "no call in " + body;
-        return body.substr(start + 8, end - start - 8);
+        proxies.push_back(Owned(wireName, orvane_lookup_type(wireName)));
+        return reinterpret_cast<T *>(proxies.back().get());
     }
 
     /* Calls the method that takes each form of one kind. Returns what was sent. */
@@ -37,7 +24,7 @@ struct SchemaInvoke : SessionTest {
         return Sent("Take" + word);
     }
 
-    std::vector<ObjectPtr<GObject>> proxies;
+    std::vector<ObjectPtr<SkemaQormManagedObject>> proxies;
 };
 
 std::string Element(const std::string &name, const std::string &type, const std::string &text) {

@@ -9,7 +9,8 @@
 
 namespace {
 
-using schemaKinds::Show;
+using schemaKinds::Get;
+using schemaKinds::Set;
 
 /* The fields that a managed object can be stored in, one of each way of keeping it. */
 struct FieldRow {
@@ -60,17 +61,6 @@ std::string ShownIn(const FieldRow &row, const std::string &proxy) {
     return row.shape == FieldRow::LIST ? "[" + proxy + "]" : proxy;
 }
 
-void Set(GObject *object, const char *property, const Value &value) {
-    g_object_set_property(object, property, value.get());
-}
-
-std::string Get(GObject *object, const char *property) {
-    GParamSpec *spec = g_object_class_find_property(G_OBJECT_GET_CLASS(object), property);
-    Value value(spec->value_type);
-    g_object_get_property(object, property, value.get());
-    return Show(value.get());
-}
-
 struct SchemaReference : SessionTest {
     void SetUp() override { ASSERT_EQ("success", Connect()); }
 
@@ -81,14 +71,8 @@ struct SchemaReference : SessionTest {
     bool IsKnown(const char *id) { return orvane_momgr_lookup(Manager(), id) != nullptr; }
     OrvaneMOMgr *Manager() { return orvane_session_get_momgr(session); }
 
-    static ObjectPtr<GObject> NewHolder(const FieldRow &row) {
-        ObjectPtr<GObject> holder = New(row.holder);
-        if (g_object_is_floating(holder.get()))
-            g_object_ref_sink(holder.get());
-        return holder;
-    }
     ObjectPtr<GObject> HolderOf(const FieldRow &row, const char *id) {
-        ObjectPtr<GObject> holder = NewHolder(row);
+        ObjectPtr<GObject> holder = New(row.holder);
         Set(holder.get(), row.property, In(row, ProxyValue(Proxy(id))));
         return holder;
     }
@@ -96,7 +80,7 @@ struct SchemaReference : SessionTest {
 
 TEST_F(SchemaReference, KeepsIdClassAndSessionAndNotTheProxy) {
     for (const FieldRow &row : kFields) {
-        const ObjectPtr<GObject> owner(G_OBJECT(g_object_ref_sink(Proxy("p"))));
+        const auto owner = Own(G_OBJECT(Proxy("p")));
         const ObjectPtr<GObject> holder = HolderOf(row, "p");
         EXPECT_EQ(1u, owner->ref_count) << Named(row);
         EXPECT_EQ(session, SessionOf(holder.get())) << Named(row);
@@ -113,7 +97,7 @@ TEST_F(SchemaReference, TheEndOfTheHolderEndsAProxyThatNobodyOwns) {
         EXPECT_FALSE(IsKnown("p")) << Named(row);
 
         holder = HolderOf(row, "owned");
-        const ObjectPtr<GObject> owner(G_OBJECT(g_object_ref_sink(Proxy("owned"))));
+        const auto owner = Own(G_OBJECT(Proxy("owned")));
         holder.reset();
         EXPECT_TRUE(IsKnown("owned")) << Named(row);
         EXPECT_EQ(1u, owner->ref_count) << Named(row);
@@ -153,7 +137,7 @@ TEST_F(SchemaReference, AListSkipsNullElementsAndTakesTheSessionOfItsFirstOnly) 
     const Value first = ProxyValue(Proxy("a"));
     const Value second = ProxyValue(Proxy("b", "Task"));
 
-    const ObjectPtr<GObject> holder = NewHolder(kFields[3]);
+    const ObjectPtr<GObject> holder = New(kFields[3].holder);
     Set(holder.get(), "proxies", ArrayValue({&none, &first}));
     EXPECT_EQ(nullptr, SessionOf(holder.get()));
     const Warnings warnings;
@@ -210,24 +194,20 @@ TEST_F(SchemaReference, WithoutAManagerAReadWarnsAndLeavesTheValueAlone) {
 
 TEST_F(SchemaReference, AnAnyTakesTheClassThatTheRegistryKnowsTheIdBy) {
     const ObjectPtr<GObject> holder = HolderOf(kFields[5], "p");
-    g_object_unref(g_object_ref_sink(Proxy("p")));
-    const ObjectPtr<GObject> owner(G_OBJECT(g_object_ref_sink(Proxy("p", "TestProxy"))));
+    Own(Proxy("p"));
+    const auto owner = Own(G_OBJECT(Proxy("p", "TestProxy")));
     EXPECT_EQ("any(a TestProxy p)", Get(holder.get(), "value"));
 }
 
 /* An application may release more while a proxy is finalised. */
 TEST_F(SchemaReference, TheEndOfAProxyMayStoreIntoTheSameField) {
     for (const FieldRow &row : kFields) {
-        struct Again {
-            GObject *holder;
-            const FieldRow *row;
-            SkemaQormManagedObject *other;
-        };
         const ObjectPtr<GObject> holder = HolderOf(row, "p");
-        Again again = {holder.get(), &row, Proxy("other")};
+        std::function<void()> again = [&, other = Proxy("other")] {
+            Set(holder.get(), row.property, In(row, ProxyValue(other)));
+        };
         const auto onEnd = [](gpointer data, GObject *) {
-            const auto *to = static_cast<Again *>(data);
-            Set(to->holder, to->row->property, In(*to->row, ProxyValue(to->other)));
+            (*static_cast<std::function<void()> *>(data))();
         };
         g_object_weak_ref(G_OBJECT(Proxy("p")), onEnd, &again);
         Set(holder.get(), row.property, In(row, ProxyValue(Proxy("q"))));
@@ -239,7 +219,7 @@ TEST_F(SchemaReference, TheEndOfAProxyMayStoreIntoTheSameField) {
 /* A new session may have the address of one that was finalised. */
 TEST_F(SchemaReference, AReusedAddressIsNotTheOldSession) {
     for (const FieldRow &row : kFields) {
-        const ObjectPtr<GObject> owner(G_OBJECT(g_object_ref_sink(Proxy("p"))));
+        const auto owner = Own(G_OBJECT(Proxy("p")));
         ObjectPtr<GObject> holder = HolderOf(row, "p");
         const SchemaSession of = SchemaSession_Of(holder.get());
         EXPECT_EQ(OrvaneSession_GetNumber(session), of.number) << Named(row);

@@ -9,21 +9,13 @@
 
 namespace {
 
+using schemaKinds::Get;
 using schemaKinds::KindRow;
+using schemaKinds::Set;
 using schemaKinds::Show;
 
 GType TypeOf(GObject *object, const std::string &property) {
     return g_object_class_find_property(G_OBJECT_GET_CLASS(object), property.c_str())->value_type;
-}
-
-std::string Get(GObject *object, const std::string &property) {
-    Value value(TypeOf(object, property));
-    g_object_get_property(object, property.c_str(), value.get());
-    return Show(value.get());
-}
-
-void Set(GObject *object, const std::string &property, const Value &value) {
-    g_object_set_property(object, property.c_str(), value.get());
 }
 
 /* A value for one of the fields of a kind: its sample, or a list of two of them. */

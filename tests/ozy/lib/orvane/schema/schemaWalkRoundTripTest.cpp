@@ -10,10 +10,7 @@ namespace {
 using namespace filledObjects;
 
 ObjectPtr<GObject> InnerFault(GObject *object) {
-    GObject *inner = nullptr;
-    if (IsWrapper(G_OBJECT_TYPE(object)))
-        g_object_get(object, "fault", &inner, nullptr);
-    return ObjectPtr<GObject>(inner);
+    return IsWrapper(G_OBJECT_TYPE(object)) ? GetObject(object, "fault") : nullptr;
 }
 
 struct SchemaRoundTrip : FilledObjects {

@@ -9,6 +9,8 @@
 #include <orvane/runtime.h>
 #include <orvane/schema/qorm.h>
 
+#include "tests/ozy/lib/orvane/soap/soapFixture.h"
+
 namespace schemaKinds {
 
 inline std::string Show(const GValue *value);
@@ -83,6 +85,17 @@ inline std::string Show(const GValue *value) {
     char text[32];
     g_ascii_formatd(text, sizeof text, "%g", g_value_get_double(&number));
     return text;
+}
+
+/* What a property holds, and another value for it. */
+inline std::string Get(GObject *object, const std::string &property) {
+    ScopedValue held(
+        g_object_class_find_property(G_OBJECT_GET_CLASS(object), property.c_str())->value_type);
+    g_object_get_property(object, property.c_str(), &held.value);
+    return Show(&held.value);
+}
+inline void Set(GObject *object, const std::string &property, const Value &value) {
+    g_object_set_property(object, property.c_str(), value.get());
 }
 
 } // namespace schemaKinds

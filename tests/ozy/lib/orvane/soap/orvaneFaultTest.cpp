@@ -7,22 +7,19 @@
 
 namespace {
 
+ObjectPtr<GObject> NewFault(guint errorCode, glong responseCode, const char *message) {
+    return ObjectPtr<GObject>(reinterpret_cast<GObject *>(
+        OrvaneFault_NewInvalidResponse(errorCode, responseCode, message)));
+}
+
 TEST(OrvaneFault, AnInvalidResponseTellsWhatCame) {
-    const struct {
-        guint errorCode;
-        glong responseCode;
-        const char *message;
-        const char *wanted;
-    } rows[] = {{0, 0, nullptr, ""}, {28, 0, nullptr, ""}, {0, 503, "<html>%s", "<html>%s"}};
-    for (const auto &row : rows) {
-        const ObjectPtr<GObject> fault(reinterpret_cast<GObject *>(
-            OrvaneFault_NewInvalidResponse(row.errorCode, row.responseCode, row.message)));
-        guint errorCode = 99;
-        glong responseCode = 99;
-        g_object_get(fault.get(), "errorCode", &errorCode, "responseCode", &responseCode, nullptr);
-        EXPECT_EQ(row.errorCode, errorCode);
-        EXPECT_EQ(row.responseCode, responseCode);
-        EXPECT_EQ(row.wanted, GetString(fault.get(), "responseMessage"));
+    const std::tuple<guint, glong, const char *, const char *> rows[] = {
+        {0, 0, nullptr, ""}, {28, 0, nullptr, ""}, {0, 503, "<html>%s", "<html>%s"}};
+    for (const auto &[errorCode, responseCode, message, wanted] : rows) {
+        const ObjectPtr<GObject> fault = NewFault(errorCode, responseCode, message);
+        EXPECT_EQ(errorCode, GetNumber<guint>(fault.get(), "errorCode"));
+        EXPECT_EQ(responseCode, GetNumber<glong>(fault.get(), "responseCode"));
+        EXPECT_EQ(wanted, GetString(fault.get(), "responseMessage"));
     }
 }
 
@@ -31,20 +28,16 @@ TEST(OrvaneFault, BothAreRuntimeFaultsWithoutDetailsOnTheWire) {
         EXPECT_TRUE(g_type_is_a(type, orvane_lookup_type("RuntimeFault")));
         EXPECT_EQ(nullptr, g_type_get_qdata(type, orvane_quark_wsdlname()));
     }
-    const ObjectPtr<GObject> fault(
-        reinterpret_cast<GObject *>(OrvaneFault_NewInvalidResponse(1, 2, "text")));
+    const ObjectPtr<GObject> fault = NewFault(1, 2, "text");
     EXPECT_EQ("<f xsi:type=\"RuntimeFault\"></f>", Written("f", ObjectValue(fault).get(), ""));
 }
 
 TEST(OrvaneFault, TheDetailsAreSetOnceAndForAll) {
-    const ObjectPtr<GObject> fault(
-        reinterpret_cast<GObject *>(OrvaneFault_NewInvalidResponse(1, 2, "text")));
+    const ObjectPtr<GObject> fault = NewFault(1, 2, "text");
     Warnings warnings;
     g_object_set(fault.get(), "errorCode", 5u, nullptr);
     EXPECT_EQ(1u, warnings.texts.size());
-    guint errorCode = 0;
-    g_object_get(fault.get(), "errorCode", &errorCode, nullptr);
-    EXPECT_EQ(1u, errorCode);
+    EXPECT_EQ(1u, GetNumber<guint>(fault.get(), "errorCode"));
 }
 
 /* Every property of a fault's own class is a row of the document. */

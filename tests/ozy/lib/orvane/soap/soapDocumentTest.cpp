@@ -55,10 +55,7 @@ TEST(SoapDocument, MessagesGoToTheLogAndNowhereElse) {
     for (const char *encoding : {"GB18030", "UTF-32", "ISO-2022-JP"})
         EXPECT_FALSE(Parses("<?xml version='1.0' encoding='" + std::string(encoding) +
                             "'?>\n<a>\xff\xff\x81 x</a>"));
-    std::string many = "<a>";
-    for (int i = 0; i < 1000; i++)
-        many += "<x:b/>";
-    EXPECT_TRUE(Parses(many + "</a>"));
+    EXPECT_TRUE(Parses("<a>" + Times(1000, "<x:b/>") + "</a>"));
     EXPECT_EQ("", testing::internal::GetCapturedStderr());
 
     EXPECT_THAT(LogText(), HasSubstr("SOAP: reply, line 1: Attribute b redefined\n"));
@@ -96,12 +93,6 @@ std::string Converted(const std::string &text, const char *encoding) {
 }
 
 TEST(SoapDocument, AnElementHasALimitedNumberOfAttributes) {
-    const auto times = [](int count, const std::string &text) {
-        std::string all;
-        for (int i = 0; i < count; i++)
-            all += text;
-        return all;
-    };
     const std::string most = Attributes(256);
     const std::string scope = Attributes(250, "xmlns:n");
     const struct {
@@ -110,21 +101,21 @@ TEST(SoapDocument, AnElementHasALimitedNumberOfAttributes) {
         bool isRead;
     } rows[] = {
         {"the limit", "<a" + most + "/>", true},
-        {"many elements", "<a" + most + ">" + times(50, "<b" + most + "/>") + "</a>", true},
+        {"many elements", "<a" + most + ">" + Times(50, "<b" + most + "/>") + "</a>", true},
         {"one more", "<a" + Attributes(257) + "/>", false},
         {"inside", "<a" + most + "><b" + Attributes(257) + "/></a>", false},
         {"behind an end tag", "<a><b></b><c" + Attributes(257) + "/></a>", false},
         {"declarations count", "<a" + Attributes(200) + Attributes(57, "xmlns:n") + "/>", false},
         {"'=' elsewhere",
-         "<a>" + times(999, "=") + "<!-- <b" + times(999, " c=''") + "> -->" + "<?p <b" +
-             times(999, " c=''") + "?><![CDATA[<b" + times(999, " c=''") + ">]]></a>",
+         "<a>" + Times(999, "=") + "<!-- <b" + Times(999, " c=''") + "> -->" + "<?p <b" +
+             Times(999, " c=''") + "?><![CDATA[<b" + Times(999, " c=''") + ">]]></a>",
          true},
-        {"signs in values", "<a b='>" + times(300, "=") + "\"/>'" + Attributes(255) + "></a>",
+        {"signs in values", "<a b='>" + Times(300, "=") + "\"/>'" + Attributes(255) + "></a>",
          true},
         {"namespaces in scope",
-         times(4, "<a" + scope + ">") + times(30, "<b xmlns:x='u'></b>") + times(4, "</a>"), true},
-        {"too many in scope", times(5, "<a" + scope + ">") + times(5, "</a>"), false},
-        {"names beyond ASCII", "<\xc3\xa4><?\xc3\xa4 p?>" + times(300, "<b c=''/>") + "</\xc3\xa4>",
+         Times(4, "<a" + scope + ">") + Times(30, "<b xmlns:x='u'></b>") + Times(4, "</a>"), true},
+        {"too many in scope", Times(5, "<a" + scope + ">") + Times(5, "</a>"), false},
+        {"names beyond ASCII", "<\xc3\xa4><?\xc3\xa4 p?>" + Times(300, "<b c=''/>") + "</\xc3\xa4>",
          true},
     };
     for (const auto &row : rows)

@@ -99,10 +99,8 @@ TEST(SoapElement, RealNumbersTakeTheNumericLocaleOfTheProcess) {
 
 TEST(SoapElement, AReferenceNamesTheProxysOwnClassAndIsNotEscaped) {
     const GStringPtr out(g_string_new(nullptr));
-    const ObjectPtr<GObject> proxy(static_cast<GObject *>(
-        g_object_ref_sink(g_object_new(orvane_lookup_type("Folder"), nullptr))));
-    auto *managed = reinterpret_cast<SkemaQormManagedObject *>(proxy.get());
-    managed->id = g_strdup("group-<d1>&");
+    const auto proxy = NewObject<SkemaQormManagedObject>(orvane_lookup_type("Folder"));
+    proxy->id = g_strdup("group-<d1>&");
     Value declared(orvane_lookup_type("ManagedEntity"));
     g_value_set_object(declared.get(), proxy.get());
     EXPECT_TRUE(orvane_soap_serialize_value(nullptr, out.get(), "parent", declared.get()));

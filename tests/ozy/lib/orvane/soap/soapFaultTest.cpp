@@ -105,13 +105,10 @@ TEST(SoapFault, APropertyOfAFaultsTypeReceivesTheFaultInside) {
     Value info;
     EXPECT_TRUE(ReadReply(ReplyText("taskFailed.xml"),
                           {"WaitForTask", orvane_lookup_type("TaskInfo")}, &info));
-    GObject *fault = nullptr;
-    g_object_get(info.Object(), "error", &fault, nullptr);
+    const auto fault = GetObject<SkemaQormMethodFault>(info.Object(), "error");
     ASSERT_NE(nullptr, fault);
-    const ObjectPtr<GObject> owner(fault);
-    EXPECT_EQ("spec.name", GetString(fault, "invalidProperty"));
-    EXPECT_STREQ("A specified parameter was not correct.",
-                 reinterpret_cast<SkemaQormMethodFault *>(fault)->fault_string);
+    EXPECT_EQ("spec.name", GetString(fault.get(), "invalidProperty"));
+    EXPECT_STREQ("A specified parameter was not correct.", fault->fault_string);
 }
 
 TEST(SoapFault, ACauseIsUnwrappedToo) {
@@ -120,12 +117,10 @@ TEST(SoapFault, ACauseIsUnwrappedToo) {
         "<fault "
         "xsi:type='NotAuthenticated'/><localizedMessage>m</localizedMessage></faultCause></e>",
         0);
-    GObject *cause = nullptr;
-    g_object_get(value.Object(), "faultCause", &cause, nullptr);
-    const ObjectPtr<GObject> owner(cause);
+    const auto cause = GetObject<SkemaQormMethodFault>(value.Object(), "faultCause");
     ASSERT_NE(nullptr, cause);
-    EXPECT_EQ(orvane_lookup_type("NotAuthenticated"), G_OBJECT_TYPE(cause));
-    EXPECT_STREQ("m", reinterpret_cast<SkemaQormMethodFault *>(cause)->fault_string);
+    EXPECT_EQ(orvane_lookup_type("NotAuthenticated"), G_OBJECT_TYPE(cause.get()));
+    EXPECT_STREQ("m", cause->fault_string);
 }
 
 /* So many elements of a class, one in the other; each has a number that cannot be read. */
@@ -135,13 +130,7 @@ std::string Nested(const char *type, int levels, const std::string &innermost) {
         "'><faultMessage><arg><value xsi:type='xsd:int'/></arg></faultMessage>"
         "<faultCause><faultMessage><arg><value xsi:type='xsd:int'/></arg>"
         "</faultMessage></faultCause>";
-    std::string text;
-    for (int i = 0; i < levels; i++)
-        text += start;
-    text += innermost;
-    for (int i = 0; i < levels; i++)
-        text += "</fault>";
-    return text;
+    return Times(levels, start) + innermost + Times(levels, "</fault>");
 }
 
 TEST(SoapFault, NestedFaultsAreReadABoundedNumberOfTimes) {

@@ -19,11 +19,6 @@ constexpr gsize kPieceBytes[] = {60, 200, 700, 3000};
 
 using filledObjects::TellValue;
 
-std::string ReplyTo(const std::string &method, const std::string &result) {
-    return Envelope("<" + method + "Response xmlns='urn:ozy25'>" + result + "</" + method +
-                    "Response>");
-}
-
 /* One value of each kind, as properties of a retrieved object or of an update. */
 std::string Values(const char *element, const char *op) {
     std::string all;
@@ -68,15 +63,16 @@ std::vector<Reply> Replies() {
     }
     return {
         {{"RetrievePropertiesEx", orvane_lookup_type("RetrieveResult")},
-         ReplyTo("RetrievePropertiesEx", "<returnval><token>7</token>" + objects + "</returnval>")},
+         ResponseText("RetrievePropertiesEx",
+                      "<returnval><token>7</token>" + objects + "</returnval>")},
         {{"RetrieveProperties", orvane_lookup_type("ObjectContent"), true},
-         ReplyTo("RetrieveProperties", contents)},
+         ResponseText("RetrieveProperties", contents)},
         {{"WaitForUpdatesEx", orvane_lookup_type("UpdateSet")},
-         ReplyTo("WaitForUpdatesEx",
-                 "<returnval><filterSet><filter type='PropertyFilter'>f</filter>" + updates +
-                     "<missingSet><obj type='Folder'>group-2</obj><path>x</path>"
-                     "<fault><fault xsi:type='NoPermission'/></fault></missingSet>"
-                     "</filterSet><version>8</version></returnval>")},
+         ResponseText("WaitForUpdatesEx",
+                      "<returnval><filterSet><filter type='PropertyFilter'>f</filter>" + updates +
+                          "<missingSet><obj type='Folder'>group-2</obj><path>x</path>"
+                          "<fault><fault xsi:type='NoPermission'/></fault></missingSet>"
+                          "</filterSet><version>8</version></returnval>")},
     };
 }
 
@@ -182,8 +178,8 @@ TEST(SoapPieces, TextsOfAnObjectOfTheApplicationOutliveTheirPieces) {
     static const GType type =
         RegisterKeeper(orvane_lookup_type("DataObject"), "TestTwoTexts", TwoTexts);
     const std::string text =
-        ReplyTo("Get", "<returnval><one>" + std::string(100, 'a') + "</one><two>" +
-                           std::string(100, 'b') + "</two></returnval>");
+        ResponseText("Get", "<returnval><one>" + std::string(100, 'a') + "</one><two>" +
+                                std::string(100, 'b') + "</two></returnval>");
     EXPECT_EQ(Read(text, {"Get", type}, {}), Read(text, {"Get", type}, {.pieceBytes = 150}));
 }
 
@@ -230,7 +226,7 @@ TEST(SoapPieces, TheLimitOfTheTreeIsThatOfAllMemory) {
          {"Get", orvane_lookup_type("PropertyChange")}},
     };
     for (const auto &row : rows) {
-        const std::string text = ReplyTo(row.shape.method, row.text);
+        const std::string text = ResponseText(row.shape.method, row.text);
         const auto parse = [&](guint64 maxBytes) {
             return SoapTreePtr(
                 OrvaneSoapTree_ParsePieces(text.data(), text.size(), row.name, {maxBytes, 16384}));
@@ -340,12 +336,8 @@ TEST(SoapPieces, LimitsAreTheSame) {
         EXPECT_FALSE(isRead(reply.text, least - 1, pieceBytes)) << pieceBytes;
     }
     for (int depth : {190, 196, 197, 198, 300}) {
-        std::string deep;
-        for (int i = 0; i < depth; i++)
-            deep += "<a>";
-        for (int i = 0; i < depth; i++)
-            deep += "</a>";
-        const std::string text = ReplyTo("X", "<returnval>" + deep + "</returnval>");
+        const std::string deep = Times(depth, "<a>") + Times(depth, "</a>");
+        const std::string text = ResponseText("X", "<returnval>" + deep + "</returnval>");
         EXPECT_EQ(isRead(text, 0, 0), isRead(text, 0, 3000)) << depth;
     }
 }

@@ -1,17 +1,12 @@
-#include "tests/ozy/lib/orvane/soap/soapFixture.h"
+#include "tests/ozy/lib/orvane/schema/shownValue.h"
 
 namespace {
 
-/* The value as text: its type's name and, for simple types, what it holds. */
+/* The value as text: its type's name and what it holds. */
 std::string Shown(const GValue *value) {
-    if (!G_IS_VALUE(value))
-        return "(unset)";
-    const GPtr<char> text(g_strdup_value_contents(value));
-    const std::string name = G_VALUE_TYPE_NAME(value);
-    if (G_VALUE_HOLDS(value, ORVANE_TYPE_URI))
-        return name + " " + static_cast<const char *>(g_value_get_boxed(value));
-    return G_VALUE_HOLDS_BOXED(value) || G_VALUE_HOLDS_OBJECT(value) ? name
-                                                                     : name + " " + text.get();
+    return G_IS_VALUE(value)
+               ? G_VALUE_TYPE_NAME(value) + std::string(" ") + schemaKinds::Show(value)
+               : "(unset)";
 }
 
 TEST(SoapRead, TheTypeTables) {
@@ -133,8 +128,8 @@ TEST(SoapRead, ArraysKeepWhatCanBeRead) {
          {"gint 1", "gchararray \"3\""}},
         {"<v xsi:type='ArrayOfSelectionSpec'><SelectionSpec/><SelectionSpec "
          "xsi:type='TraversalSpec'/></v>",
-         {"SkemaQormCorePropertyCollectorSelectionSpec",
-          "SkemaQormCorePropertyCollectorTraversalSpec"}},
+         {"SkemaQormCorePropertyCollectorSelectionSpec a SelectionSpec",
+          "SkemaQormCorePropertyCollectorTraversalSpec a TraversalSpec"}},
     };
     const Warnings quiet;
     for (const auto &row : rows) {
@@ -170,10 +165,8 @@ TEST(SoapRead, ObjectsTakeWhatTheirClassNames) {
     EXPECT_FALSE(IsMarked(object, "all")) << "a value that cannot be read is left out";
     EXPECT_FALSE(IsMarked(object, "dynamicType"));
     EXPECT_TRUE(IsMarked(object, "pathSet"));
-    GValueArray *paths = nullptr;
-    g_object_get(object, "pathSet", &paths, nullptr);
+    const auto paths = GetList(object, "pathSet");
     ASSERT_NE(nullptr, paths);
-    const std::unique_ptr<GValueArray, Release<g_value_array_free>> owner(paths);
     ASSERT_EQ(3u, paths->n_values);
     EXPECT_STREQ("2", g_value_get_string(&paths->values[1]));
     EXPECT_EQ(nullptr, g_value_get_string(&paths->values[2]));
@@ -186,9 +179,7 @@ TEST(SoapRead, ReadingGoesOnBehindABadProperty) {
                     "<callCount>many</callCount><extensionSession>1</extensionSession></v>",
                     orvane_lookup_type("UserSession"));
     ASSERT_NE(nullptr, value.Object());
-    gboolean isExtension = FALSE;
-    g_object_get(value.Object(), "extensionSession", &isExtension, nullptr);
-    EXPECT_TRUE(isExtension);
+    EXPECT_TRUE(GetNumber<gboolean>(value.Object(), "extensionSession"));
     EXPECT_EQ("k", GetString(value.Object(), "key"));
 }
 
@@ -202,12 +193,8 @@ TEST(SoapRead, AReferenceNeedsASessionAndAnId) {
 
 TEST(SoapRead, DeepNestingIsReadToTheParsersLimit) {
     const auto nested = [](int levels) {
-        std::string text;
-        for (int i = 0; i < levels; i++)
-            text += "<selectSet xsi:type='TraversalSpec'>";
-        for (int i = 0; i < levels; i++)
-            text += "</selectSet>";
-        return text;
+        return Times(levels, "<selectSet xsi:type='TraversalSpec'>") +
+               Times(levels, "</selectSet>");
     };
     EXPECT_TRUE(ReadElement(nested(250), 0).IsSet());
     EXPECT_EQ(nullptr, static_cast<xmlNode *>(Element(nested(300))));
@@ -241,9 +228,7 @@ TEST(SoapReply, ResultsByTheDeclaredType) {
     Value login;
     EXPECT_TRUE(
         ReadReply(ReplyText("login.xml"), {"Login", orvane_lookup_type("UserSession")}, &login));
-    gint64 callCount = 0;
-    g_object_get(login.Object(), "callCount", &callCount, nullptr);
-    EXPECT_EQ(G_GINT64_CONSTANT(4294967297), callCount);
+    EXPECT_EQ(G_GINT64_CONSTANT(4294967297), GetNumber<gint64>(login.Object(), "callCount"));
     EXPECT_EQ("Ada & Co. <ops>", GetString(login.Object(), "fullName"));
     EXPECT_EQ("(NULL)", GetString(login.Object(), "userAgent"));
 }

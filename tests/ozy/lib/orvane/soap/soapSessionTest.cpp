@@ -91,10 +91,7 @@ TEST_F(SoapSession, AProxyOfAnotherClassIsTakenWhereThePlaceCanHoldIt) {
     }
     const Value update =
         Read("<v xsi:type='ObjectUpdate'><obj type='VirtualMachine'>x-1</obj></v>");
-    GObject *object = nullptr;
-    g_object_get(update.Object(), "obj", &object, nullptr);
-    EXPECT_EQ(known.Object(), object);
-    g_clear_object(&object);
+    EXPECT_EQ(known.Object(), GetObject(update.Object(), "obj").get());
     EXPECT_THAT(warnings.texts, testing::IsEmpty());
 }
 
@@ -162,9 +159,7 @@ TEST_F(SoapSession, AnIdOfAnotherClassStaysOutOfAnObject) {
     const Value info =
         Read("<v><task type='Task'>x-1</task><key>k</key></v>", orvane_lookup_type("TaskInfo"));
     ASSERT_NE(nullptr, info.Object());
-    GObject *task = nullptr;
-    g_object_get(info.Object(), "task", &task, nullptr);
-    EXPECT_EQ(nullptr, task);
+    EXPECT_EQ(nullptr, GetObject(info.Object(), "task"));
     EXPECT_EQ("k", GetString(info.Object(), "key"));
 }
 

@@ -67,9 +67,7 @@ std::string TreeShape(const std::string &text, bool *isInBlocks = nullptr) {
 
 TEST(SoapTree, IsTheTreeThatLibxml2Makes) {
     const std::string big(3000000, 'x');
-    std::string pieces;
-    for (int i = 0; i < 50000; i++)
-        pieces += "a&lt;b&#10;";
+    const std::string pieces = Times(50000, "a&lt;b&#10;");
     std::string names;
     for (int i = 0; i < 5000; i++)
         names += "<n" + std::to_string(i) + "/>";
@@ -193,11 +191,7 @@ TEST(SoapTree, ADocumentIsReportedOnceAndOnlyIfItIsBad) {
 
 TEST(SoapTree, DepthIsLimitedAsInThePlainWay) {
     for (int levels : {200, 256, 257, 300}) {
-        std::string text;
-        for (int i = 0; i < levels; i++)
-            text += "<a>";
-        for (int i = 0; i < levels; i++)
-            text += "</a>";
+        const std::string text = Times(levels, "<a>") + Times(levels, "</a>");
         EXPECT_EQ(PlainShape(text) == "refused", TreeShape(text) == "refused") << levels;
     }
     EXPECT_EQ("refused", TreeShape(std::string(300000, '<')));
