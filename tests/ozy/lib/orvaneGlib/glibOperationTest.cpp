@@ -6,7 +6,7 @@
 #include <orvane/orvaneGlib.h>
 #include <orvane/schema/ozy.h>
 
-#include "lib/misc/glibPtr.h"
+#include "tests/ozy/lib/orvane/runtime/objects.h"
 #include "tools/simulator/simulator.h"
 
 namespace {
@@ -43,12 +43,15 @@ struct GlibOperation : testing::Test {
     ~GlibOperation() override {
         g_clear_object(&session);
         orvane_glib_shutdown();
-        while (g_main_context_iteration(nullptr, FALSE)) {
-        }
+        RunLoop();
         /* the server is not stopped while it is about to see that a connection was closed */
         const gint64 end = g_get_monotonic_time() + 10 * G_USEC_PER_SEC;
         while (server.NumOpenConnections() > 0 && g_get_monotonic_time() < end)
             g_thread_yield();
+    }
+    static void RunLoop() {
+        while (g_main_context_iteration(nullptr, FALSE)) {
+        }
     }
     gboolean Connect(const char *password, GError **error) {
         Async async;
@@ -59,8 +62,10 @@ struct GlibOperation : testing::Test {
         return orvane_session_connect_finish(session, async.result.get(), error);
     }
     ObjectPtr<SkemaQormManagedObject> Machine(const char *id) {
-        return ObjectPtr<SkemaQormManagedObject>(SKEMA_QORM_MANAGED_OBJECT(g_object_ref_sink(
-            orvane_session_get_object(session, id, skema_ozy_virtual_machine_get_type()))));
+        return Own(orvane_session_get_object(session, id, skema_ozy_virtual_machine_get_type()));
+    }
+    ObjectPtr<SkemaOzyServiceInstance> Instance() const {
+        return GetObject<SkemaOzyServiceInstance>(session, "serviceInstance");
     }
 
     simulator::Simulator server{{.hosts = 1, .machines = 2, .taskDurationMs = 10}};
@@ -81,9 +86,7 @@ TEST_F(GlibOperation, FinishesWithItsResultOrItsError) {
     orvane_session_load_object_async(session, FALSE, machine.get(), nullptr, Async::OnReady, &load);
     load.Wait();
     EXPECT_TRUE(orvane_session_load_object_finish(session, load.result.get(), nullptr));
-    char *name = nullptr;
-    g_object_get(machine.get(), "name", &name, nullptr);
-    EXPECT_EQ(server.Property("vm-101", "name"), GPtr<char>(name).get());
+    EXPECT_EQ(server.Property("vm-101", "name"), GetString(machine.get(), "name"));
 
     /* a retrieval that fails is not left pending */
     for (const char *path : {"name", "nmae"}) {
@@ -112,14 +115,12 @@ TEST_F(GlibOperation, FinishesWithItsResultOrItsError) {
 
 TEST_F(GlibOperation, CompletesACallOfTheApplication) {
     ASSERT_TRUE(Connect("secret", nullptr));
-    SkemaOzyServiceInstance *instance = nullptr;
-    g_object_get(session, "serviceInstance", &instance, nullptr);
-    const ObjectPtr<SkemaOzyServiceInstance> owner(instance);
+    const auto instance = Instance();
     OrvaneListener *listener = orvane_listener_new();
     g_object_add_weak_pointer(G_OBJECT(listener), reinterpret_cast<gpointer *>(&listener));
     for (int i = 0; i < 2; i++) { /* one listener, call after call */
         Async async;
-        skema_ozy_service_instance_current_time(instance, listener);
+        skema_ozy_service_instance_current_time(instance.get(), listener);
         orvane_listener_complete_async(listener, nullptr, Async::OnReady, &async);
         async.Wait();
         ScopedValue value;
@@ -132,7 +133,7 @@ TEST_F(GlibOperation, CompletesACallOfTheApplication) {
     server.AddTrouble({.kind = simulator::TroubleKind::Silent, .method = "CurrentTime"});
     const ObjectPtr<GCancellable> cancellable(g_cancellable_new());
     Async async;
-    skema_ozy_service_instance_current_time(instance, listener);
+    skema_ozy_service_instance_current_time(instance.get(), listener);
     OrvaneListener *begun = listener;
     orvane_listener_complete_async(listener, cancellable.get(), Async::OnReady, &async);
     g_object_unref(listener);
@@ -150,8 +151,7 @@ TEST_F(GlibOperation, CompletesACallOfTheApplication) {
     EXPECT_TRUE(g_error_matches(error.error, G_IO_ERROR, G_IO_ERROR_CANCELLED));
     async.result.reset();
     g_clear_object(&session); /* the operation ends with it at the latest */
-    while (g_main_context_iteration(nullptr, FALSE)) {
-    }
+    RunLoop();
     EXPECT_EQ(nullptr, listener);
     EXPECT_EQ(1, async.times);
 }
@@ -197,11 +197,8 @@ TEST_F(GlibOperation, IsWaitedForWithTheListenerOfOneThatFailed) {
 TEST_F(GlibOperation, IsWaitedForWhereNoSignalComes) {
     ASSERT_TRUE(Connect("secret", nullptr));
     server.AddTrouble({.kind = simulator::TroubleKind::Silent, .method = "CurrentTime"});
-    SkemaOzyServiceInstance *instance = nullptr;
-    g_object_get(session, "serviceInstance", &instance, nullptr);
     const ObjectPtr<OrvaneListener> listener(orvane_listener_new());
-    skema_ozy_service_instance_current_time(instance, listener.get());
-    g_object_unref(instance);
+    skema_ozy_service_instance_current_time(Instance().get(), listener.get());
     g_idle_add(
         [](gpointer data) {
             g_clear_object(static_cast<OrvaneSession **>(data));

@@ -2,20 +2,9 @@
 // model that follows "items-changed".
 #include <orvane/inventory.h>
 
-#include <algorithm>
-#include <functional>
-#include <random>
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <orvane/orvane.h>
-#include <orvane/schema/ozy.h>
-
-#include "lib/misc/glibPtr.h"
-#include "tests/support/testLoop.h"
+#include "tests/ozy/lib/orvane/session/renewalFixture.h"
+#include "tests/ozy/lib/orvaneGlib/listMirror.h"
 #include "tools/simulator/estate.h"
-#include "tools/simulator/simulator.h"
 
 namespace {
 
@@ -25,102 +14,42 @@ using testing::HasSubstr;
 using testing::Not;
 using testing::UnorderedElementsAreArray;
 
-using ItemPtr = ObjectPtr<SkemaQormManagedObject>;
-
-ItemPtr Item(gpointer model, guint position) {
-    return ItemPtr(SKEMA_QORM_MANAGED_OBJECT(g_list_model_get_item(G_LIST_MODEL(model), position)));
-}
-
-/* A view of a list: it knows what "items-changed" says, and nothing else. */
-struct Mirror {
-    std::vector<std::string> ids;
-    std::vector<std::string> events;
-    int numBlocks = 0;
-    std::function<void()> then; /* at the next "items-changed" */
-
-    void Watch(OrvaneInventory *inventory) {
-        g_signal_connect(inventory, "items-changed", G_CALLBACK(OnItems), this);
-        g_signal_connect(inventory, "object-changed", G_CALLBACK(OnChanged), this);
-        g_signal_connect(inventory, "ready", G_CALLBACK(OnReady), this);
-    }
-
-private:
-    static void OnItems(GListModel *model, guint position, guint removed, guint added,
-                        Mirror *mirror) {
-        mirror->numBlocks++;
-        ASSERT_LE(position + removed, mirror->ids.size());
-        const auto at = mirror->ids.begin() + position;
-        std::vector<std::string> fresh;
-        for (guint i = 0; i < added; i++)
-            fresh.emplace_back(Item(model, position + i)->id);
-        mirror->ids.insert(mirror->ids.erase(at, at + removed), fresh.begin(), fresh.end());
-        ASSERT_EQ(g_list_model_get_n_items(model), mirror->ids.size());
-        for (guint i = 0; i < mirror->ids.size(); i++)
-            ASSERT_EQ(Item(model, i)->id, mirror->ids[i]);
-        if (mirror->then)
-            std::exchange(mirror->then, nullptr)();
-    }
-    static void OnChanged(OrvaneInventory *, SkemaQormManagedObject *object, const char *path,
-                          Mirror *mirror) {
-        char *name = nullptr;
-        g_object_get(object, "name", &name, nullptr);
-        const GPtr<char> owner(name);
-        mirror->events.push_back(std::string(object->id) + " " + path + " " + (name ? name : ""));
-    }
-    static void OnReady(OrvaneInventory *, Mirror *mirror) { mirror->events.emplace_back("ready"); }
-};
-
-struct InventoryList : testing::Test {
-    std::unique_ptr<simulator::Simulator> server;
-    OrvaneSession *session = nullptr;
+struct InventoryList : RenewalTest {
     OrvaneInventory *inventory = nullptr;
-    Mirror mirror;
+    ListMirror mirror;
 
-    void Start(simulator::Options options) {
-        options.frozenClock = true;
-        server = std::make_unique<simulator::Simulator>(options);
-        server->Start();
-        testLoop::Reset();
-        testLoop::Watch(server->PollDescriptor(), 1, [this](short) { server->Run(); });
-        ASSERT_TRUE(orvane_init(testLoop::Callback, testLoop::CallbackRemove));
-        session = orvane_session_new();
-    }
-    void Connect() {
-        OrvaneListener *listener = orvane_listener_new();
-        orvane_session_connect(session, server->Url().c_str(), "administrator", "secret", listener);
-        testLoop::RunUntil(
-            [&] { return orvane_listener_get_state(listener) == ORVANE_LISTENER_SUCCEEDED; });
-        EXPECT_EQ(ORVANE_LISTENER_SUCCEEDED, orvane_listener_get_state(listener));
-        g_object_unref(listener);
+    /* Another service and another mirror. */
+    void Start(const simulator::Options &options) {
+        g_clear_object(&inventory);
+        mirror = {};
+        RenewalTest::Start(options);
     }
     void Disconnect() {
         orvane_session_disconnect(session, nullptr);
-        testLoop::RunUntil(
-            [&] { return orvane_session_get_state(session) == ORVANE_SESSION_DISCONNECTED; });
+        Until([&] { return IsState(ORVANE_SESSION_DISCONNECTED); });
     }
-    void MakeList(GType type, std::initializer_list<const char *> properties = {"name", nullptr}) {
-        inventory = orvane_inventory_new(session, type, properties.begin());
+    void NewList(GType type, const char *property = "name") {
+        const char *properties[] = {property, nullptr};
+        inventory = orvane_inventory_new(session, type, properties);
         mirror.Watch(inventory);
+    }
+    void MakeList(GType type) {
+        NewList(type);
         WaitReady();
     }
-    bool IsReady() const {
-        gboolean isReady = FALSE;
-        g_object_get(inventory, "is-ready", &isReady, nullptr);
-        return isReady;
-    }
+    bool IsReady() const { return GetNumber<gboolean>(inventory, "is-ready"); }
     void WaitReady() {
         testLoop::RunUntil([&] { return IsReady() || orvane_inventory_get_error(inventory); });
         const GError *error = orvane_inventory_get_error(inventory);
         EXPECT_TRUE(IsReady()) << (error ? error->message : "");
     }
-    void TearDown() override {
-        g_clear_object(&inventory);
-        g_clear_object(&session);
-        orvane_shutdown();
-        testLoop::Unwatch(server->PollDescriptor());
-        server.reset();
-        testLoop::Reset();
+    Texts Names() const {
+        Texts names;
+        for (guint i = 0; i < mirror.ids.size(); i++)
+            names.push_back(Name(Item(inventory, i).get()));
+        return names;
     }
+    void TearDown() override { g_clear_object(&inventory); }
 };
 
 std::vector<std::string> IdsOf(const simulator::Simulator &server,
@@ -148,7 +77,6 @@ TEST_F(InventoryList, HasAllObjectsOfAClass) {
           "ClusterComputeResource", "Folder"}},
     };
     for (bool hasViews : {true, false}) {
-        mirror = {};
         Start({.clusters = 2, .hosts = 3, .machines = 7, .viewManager = hasViews});
         Connect();
         for (const auto &[type, wireTypes] : rows) {
@@ -167,17 +95,13 @@ TEST_F(InventoryList, HasAllObjectsOfAClass) {
         EXPECT_EQ(hasViews ? 8 : 0, server->NumCalls("CreateContainerView"));
         EXPECT_EQ(hasViews ? 8 : 0, server->NumCalls("DestroyView"));
         EXPECT_EQ(8, server->NumCalls("DestroyPropertyFilter"));
-        if (hasViews)
-            TearDown();
     }
 }
 
 TEST_F(InventoryList, FollowsTheService) {
     Start({.hosts = 1, .machines = 5});
     /* made before the connect, which it waits for */
-    const char *properties[] = {"name", nullptr};
-    inventory = orvane_inventory_new(session, SKEMA_TYPE_OZY_VIRTUAL_MACHINE, properties);
-    mirror.Watch(inventory);
+    NewList(SKEMA_TYPE_OZY_VIRTUAL_MACHINE);
     Connect();
     WaitReady();
     ASSERT_THAT(mirror.ids, ElementsAre("vm-101", "vm-102", "vm-103", "vm-104", "vm-105"));
@@ -191,12 +115,11 @@ TEST_F(InventoryList, FollowsTheService) {
     testLoop::Settle();
     EXPECT_THAT(mirror.ids,
                 UnorderedElementsAreArray({"vm-101", "vm-104", "vm-105", added.c_str()}));
-    guint position = 0, numItems = 0;
-    const ItemPtr item = Item(inventory, 2);
+    guint position = 0;
+    const auto item = Item(inventory, 2);
     EXPECT_TRUE(orvane_inventory_find(inventory, item.get(), &position));
     EXPECT_EQ(2u, position);
-    g_object_get(inventory, "n-items", &numItems, nullptr);
-    EXPECT_EQ(4u, numItems);
+    EXPECT_EQ(4u, GetNumber<guint>(inventory, "n-items"));
     EXPECT_EQ(nullptr, g_list_model_get_item(G_LIST_MODEL(inventory), 4));
 }
 
@@ -204,7 +127,6 @@ TEST_F(InventoryList, FollowsTheService) {
 TEST_F(InventoryList, ComesBackWithTheNextConnection) {
     for (bool hasViews : {true, false}) {
         SCOPED_TRACE(hasViews);
-        mirror = {};
         Start({.hosts = 1, .machines = 4, .viewManager = hasViews});
         Connect();
         MakeList(SKEMA_TYPE_OZY_VIRTUAL_MACHINE);
@@ -218,16 +140,13 @@ TEST_F(InventoryList, ComesBackWithTheNextConnection) {
         EXPECT_THAT(mirror.ids,
                     UnorderedElementsAreArray({"vm-102", "vm-103", "vm-104", added.c_str()}));
         EXPECT_THAT(mirror.events, ElementsAre("ready", "ready"));
-        if (hasViews)
-            TearDown();
     }
 }
 
 TEST_F(InventoryList, SaysWhyThereIsNone) {
     Start({.machines = 1});
     Connect();
-    const char *properties[] = {"noSuchProperty", nullptr};
-    inventory = orvane_inventory_new(session, SKEMA_TYPE_OZY_VIRTUAL_MACHINE, properties);
+    NewList(SKEMA_TYPE_OZY_VIRTUAL_MACHINE, "noSuchProperty");
     testLoop::RunUntil([&] { return orvane_inventory_get_error(inventory) != nullptr; });
     ASSERT_NE(nullptr, orvane_inventory_get_error(inventory));
     EXPECT_THAT(orvane_inventory_get_error(inventory)->message, HasSubstr("InvalidProperty"));
@@ -245,9 +164,9 @@ TEST_F(InventoryList, FollowsItsRoot) {
     g_clear_object(&inventory);
     MakeList(SKEMA_TYPE_OZY_HOST_SYSTEM);
     ASSERT_EQ(4u, mirror.ids.size());
-    const ItemPtr cluster(SKEMA_QORM_MANAGED_OBJECT(g_object_ref_sink(
-        orvane_session_get_object(session, server->Ids("ClusterComputeResource")[0].c_str(),
-                                  SKEMA_TYPE_OZY_CLUSTER_COMPUTE_RESOURCE))));
+    const auto cluster =
+        Own(orvane_session_get_object(session, server->Ids("ClusterComputeResource")[0].c_str(),
+                                      SKEMA_TYPE_OZY_CLUSTER_COMPUTE_RESOURCE));
     mirror.numBlocks = 0;
     orvane_inventory_set_root(inventory, cluster.get());
     WaitReady();
@@ -266,10 +185,9 @@ TEST_F(InventoryList, FollowsItsRoot) {
     WaitReady();
     EXPECT_THAT(mirror.ids, UnorderedElementsAreArray(before));
     EXPECT_THAT(mirror.ids, Not(Contains(cluster->id)));
-    SkemaQormManagedObject *root = nullptr;
-    g_object_get(inventory, "root", &root, nullptr);
-    const ItemPtr owner(root);
-    EXPECT_EQ(root, orvane_session_get_object(session, cluster->id, G_OBJECT_TYPE(root)));
+    const auto root = GetObject<Proxy>(inventory, "root");
+    EXPECT_EQ(root.get(),
+              orvane_session_get_object(session, cluster->id, G_OBJECT_TYPE(root.get())));
 }
 
 /* Whatever a handler of a block does, nothing crashes, leaks or is shown twice. */
@@ -283,14 +201,11 @@ TEST_F(InventoryList, AHandlerMayDoAnything) {
     };
     for (const auto &action : actions) {
         for (bool isFirst : {true, false}) {
-            mirror = {};
             Start({.hosts = 1, .machines = 5});
             Connect();
             if (isFirst)
                 mirror.then = action;
-            const char *properties[] = {"name", nullptr};
-            inventory = orvane_inventory_new(session, SKEMA_TYPE_OZY_VIRTUAL_MACHINE, properties);
-            mirror.Watch(inventory);
+            NewList(SKEMA_TYPE_OZY_VIRTUAL_MACHINE);
             testLoop::RunUntil([&] { return mirror.numBlocks > 0; });
             testLoop::Settle();
             if (!isFirst) {
@@ -301,10 +216,48 @@ TEST_F(InventoryList, AHandlerMayDoAnything) {
                 testLoop::Settle();
             }
             EXPECT_FALSE(mirror.then);
-            TearDown();
         }
     }
-    Start({});
+}
+
+TEST_F(InventoryList, StaysAndIsBroughtUpToDateAfterALoginOrAConnection) {
+    for (const bool hasViews : {true, false}) {
+        for (const bool isLogin : {true, false}) {
+            SCOPED_TRACE(testing::Message() << "views " << hasViews << " login " << isLogin);
+            Start({.hosts = 1, .machines = 4, .viewManager = hasViews});
+            GiveCredentials();
+            const OrvaneReconnect policy = {1, 1, 0, nullptr, nullptr, nullptr, nullptr, nullptr};
+            orvane_session_set_reconnect(session, &policy);
+            ASSERT_TRUE(Connect());
+            MakeList(SKEMA_TYPE_OZY_VIRTUAL_MACHINE);
+            mirror.numBlocks = 0;
+            const auto first = Item(inventory, 0);
+            if (isLogin) {
+                server->ExpireSessions();
+            } else {
+                server->SetListening(false);
+                server->ResetConnections();
+                EXPECT_TRUE(Until([&] { return IsState(ORVANE_SESSION_INTERRUPTED); }));
+                server->SetListening(true);
+            }
+            const Texts ids = server->Ids("VirtualMachine");
+            Rename(ids[0].c_str(), "renamed");
+            server->RemoveMachine(ids[1]);
+            server->AddMachine("added");
+            EXPECT_TRUE(Until([&] { return testing::Value(Names(), Contains("added")); }));
+            WaitReady();
+            EXPECT_EQ(4u, Names().size());
+            EXPECT_THAT(Names(), Contains("renamed"));
+            EXPECT_LE(mirror.numBlocks, 2);
+            EXPECT_TRUE(orvane_inventory_find(inventory, first.get(), nullptr)) << "the same proxy";
+            EXPECT_EQ(nullptr, orvane_inventory_get_error(inventory));
+
+            mirror.events.clear();
+            Rename(ids[2].c_str(), "again");
+            EXPECT_TRUE(Until([&] { return !mirror.events.empty(); }));
+            EXPECT_THAT(mirror.events, ElementsAre(ids[2] + " name again"));
+        }
+    }
 }
 
 } // namespace

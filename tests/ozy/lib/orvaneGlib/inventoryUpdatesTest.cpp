@@ -1,51 +1,24 @@
 // Inventories: each kind of update set, as "items-changed" shows it, against a list that is kept by hand.
-#include <orvane/inventory.h>
-
 #include <random>
 
 #include "tests/ozy/lib/orvane/updates/updateTexts.h"
+#include "tests/ozy/lib/orvaneGlib/listMirror.h"
 
 namespace {
 
 using testing::ElementsAre;
 using testing::UnorderedElementsAreArray;
 
-/* What "items-changed" says, and nothing else. */
-struct Shown {
-    std::vector<std::string> ids;
-    std::string blocks; /* "(position removed added)" */
-
-    static void OnItems(GListModel *model, guint position, guint removed, guint added,
-                        Shown *shown) {
-        shown->blocks += "(" + std::to_string(position) + " " + std::to_string(removed) + " " +
-                         std::to_string(added) + ")";
-        const auto at = shown->ids.begin() + position;
-        std::vector<std::string> fresh;
-        for (guint i = position; i < position + added; i++)
-            fresh.push_back(IdAt(model, i));
-        shown->ids.insert(shown->ids.erase(at, at + removed), fresh.begin(), fresh.end());
-        ASSERT_EQ(g_list_model_get_n_items(model), shown->ids.size());
-        for (guint i = 0; i < shown->ids.size(); i++)
-            ASSERT_EQ(IdAt(model, i), shown->ids[i]);
-    }
-    static std::string IdAt(GListModel *model, guint position) {
-        const ObjectPtr<SkemaQormManagedObject> item(
-            SKEMA_QORM_MANAGED_OBJECT(g_list_model_get_item(model, position)));
-        return item ? item->id : "none";
-    }
-};
-
 struct InventoryUpdates : SessionTest {
     OrvaneInventory *inventory = nullptr;
-    Shown shown;
-    std::vector<std::string> changes;
+    ListMirror mirror;
 
     /* The service has no view manager; filter-1 is that of the roles. */
     void SetUp() override {
         ASSERT_EQ("success", Connect());
         inventory = orvane_inventory_new(session, SKEMA_TYPE_OZY_VIRTUAL_MACHINE, nullptr);
-        g_signal_connect(inventory, "items-changed", G_CALLBACK(Shown::OnItems), &shown);
-        g_signal_connect(inventory, "object-changed", G_CALLBACK(OnChanged), this);
+        mirror.Watch(inventory);
+        On(inventory, "object-changed", [this] { CallHandler(); });
         testLoop::Settle();
     }
     void TearDown() override { g_clear_object(&inventory); }
@@ -53,14 +26,9 @@ struct InventoryUpdates : SessionTest {
     std::function<void()> inHandler; /* of the next signal */
     std::string filter = "filter-2";
 
-    static void OnChanged(OrvaneInventory *, SkemaQormManagedObject *object, const char *path,
-                          InventoryUpdates *test) {
-        test->changes.push_back(std::string(object->id) + " " + path);
-        OnAny(test);
-    }
-    static void OnAny(InventoryUpdates *test) {
-        if (test->inHandler)
-            std::exchange(test->inHandler, nullptr)();
+    void CallHandler() {
+        if (inHandler)
+            std::exchange(inHandler, nullptr)();
     }
     void SetOtherRoot() {
         filter = "filter-3";
@@ -76,10 +44,8 @@ struct InventoryUpdates : SessionTest {
             objects += Object(kind, "VirtualMachine", word.substr(1),
                               kind == "leave" ? "" : Assign("name", String("n")));
         }
-        shown.blocks.clear();
-        service->Reply("<returnval xsi:type=\"UpdateSet\"><version>9</version><filterSet><filter "
-                       "type=\"PropertyFilter\">" +
-                       filter + "</filter>" + objects + "</filterSet></returnval>");
+        mirror.blocks.clear();
+        service->Reply(UpdateSet(9, filter, objects));
         testLoop::Settle();
     }
 };
@@ -105,15 +71,15 @@ TEST_F(InventoryUpdates, AreShownInBlocks) {
     };
     for (const auto &row : rows) {
         Send(row.updates);
-        EXPECT_EQ(row.blocks, shown.blocks) << row.updates;
-        EXPECT_EQ(row.ids, shown.ids) << row.updates;
+        EXPECT_EQ(row.blocks, mirror.blocks) << row.updates;
+        EXPECT_EQ(row.ids, mirror.ids) << row.updates;
     }
 }
 
 TEST_F(InventoryUpdates, ChangesOfObjectsInTheListAreReported) {
     Send("+a +b");
     Send("*a *x +c *c *b");
-    EXPECT_THAT(changes, ElementsAre("a name", "b name"));
+    EXPECT_THAT(mirror.events, ElementsAre("ready", "a name n", "b name n"));
 }
 
 /* A handler of the old root's updates sets another one: nothing of the old root stays. */
@@ -125,17 +91,17 @@ TEST_F(InventoryUpdates, OfAnotherRootReplaceTheList) {
     EXPECT_FALSE(inHandler);
     EXPECT_FALSE(orvane_inventory_is_ready(inventory));
     Send("+d +e");
-    EXPECT_THAT(shown.ids, UnorderedElementsAreArray({"d", "e"}));
+    EXPECT_THAT(mirror.ids, UnorderedElementsAreArray({"d", "e"}));
     EXPECT_TRUE(orvane_inventory_is_ready(inventory));
 }
 
 TEST_F(InventoryUpdates, OfAnotherRootAreAwaitedInAHandler) {
-    g_signal_connect_swapped(inventory, "items-changed", G_CALLBACK(OnAny), this);
+    On(inventory, "items-changed", [this] { CallHandler(); });
     inHandler = [this] { SetOtherRoot(); };
     Send("+a +b");
     EXPECT_FALSE(orvane_inventory_is_ready(inventory)) << "the other root has sent nothing";
     Send("+b +c");
-    EXPECT_THAT(shown.ids, UnorderedElementsAreArray({"b", "c"}));
+    EXPECT_THAT(mirror.ids, UnorderedElementsAreArray({"b", "c"}));
     EXPECT_TRUE(orvane_inventory_is_ready(inventory));
 }
 
@@ -146,13 +112,13 @@ TEST_F(InventoryUpdates, FromTheBeginningAreADifference) {
     testLoop::Settle();
     EXPECT_FALSE(orvane_inventory_is_ready(inventory));
     Send("+a +d +c");
-    EXPECT_THAT(shown.ids, UnorderedElementsAreArray({"a", "c", "d"}));
+    EXPECT_THAT(mirror.ids, UnorderedElementsAreArray({"a", "c", "d"}));
     EXPECT_TRUE(orvane_inventory_is_ready(inventory));
     /* nothing is left, and the filter is not even named */
     service->Fail("InvalidCollectorVersion");
     service->Reply("<returnval xsi:type=\"UpdateSet\"><version>9</version></returnval>");
     testLoop::Settle();
-    EXPECT_THAT(shown.ids, ElementsAre());
+    EXPECT_THAT(mirror.ids, ElementsAre());
     EXPECT_TRUE(orvane_inventory_is_ready(inventory));
 }
 
@@ -162,7 +128,7 @@ TEST_F(InventoryUpdates, EndWithTheStream) {
     testLoop::Settle();
     EXPECT_EQ(ORVANE_SESSION_INTERRUPTED, State());
     EXPECT_FALSE(orvane_inventory_is_ready(inventory));
-    EXPECT_THAT(shown.ids, ElementsAre("a"));
+    EXPECT_THAT(mirror.ids, ElementsAre("a"));
 }
 
 /* Random sets against a model of them. */
@@ -185,8 +151,8 @@ TEST_F(InventoryUpdates, AgreeWithAModel) {
             }
         }
         Send(updates);
-        ASSERT_THAT(shown.ids, UnorderedElementsAreArray(model)) << round << ": " << updates;
-        ASSERT_LE(std::ranges::count(shown.blocks, '('), 2) << updates;
+        ASSERT_THAT(mirror.ids, UnorderedElementsAreArray(model)) << round << ": " << updates;
+        ASSERT_LE(std::ranges::count(mirror.blocks, '('), 2) << updates;
     }
 }
 
