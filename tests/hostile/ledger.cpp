@@ -1,17 +1,15 @@
 #include "tests/hostile/ledger.h"
 #include "tests/support/logText.h"
 
-#include <atomic>
-#include <filesystem>
 #include <fstream>
 
 #include <sys/mman.h>
 #include <sys/resource.h>
-#include <unistd.h>
 
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 
+#include "tests/support/processLimits.h"
 #include "tests/support/sanitized.h"
 
 #ifdef ORVANE_IS_SANITIZED
@@ -101,19 +99,12 @@ int64_t MostMemory() {
 
 #endif
 
-int NumDescriptors() {
-    int count = 0;
-    for (const auto &entry : std::filesystem::directory_iterator("/proc/self/fd"))
-        count += !entry.path().empty();
-    return count;
-}
-
 } // namespace
 
 Ledger::Ledger() : realStderr(dup(STDERR_FILENO)), output(memfd_create("stderr", MFD_CLOEXEC)) {
     dup2(output, STDERR_FILENO);
     ReportTo(realStderr);
-    numDescriptors = NumDescriptors();
+    numDescriptors = CountDescriptors();
     LogRing_Clear();
     memory = BeginMemory();
     microseconds = ProcessorTime();
@@ -139,7 +130,7 @@ std::string Ledger::TakeOutput() {
 std::string Ledger::Close(uint64_t numBytesReceived) {
     const uint64_t time = ProcessorTime() - microseconds;
     const int64_t most = MostMemory() - memory;
-    const int descriptors = NumDescriptors();
+    const long descriptors = CountDescriptors();
     const std::string printed = TakeOutput();
 
     std::string wrong;

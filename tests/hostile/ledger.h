@@ -41,7 +41,7 @@ private:
     int output = -1; /* the file in the place of stderr */
     int64_t memory;
     uint64_t microseconds;
-    int numDescriptors;
+    long numDescriptors;
 };
 
 } // namespace hostile

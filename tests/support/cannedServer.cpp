@@ -2,18 +2,14 @@
 #include "tests/support/cannedServer.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <charconv>
-#include <string_view>
 #include <utility>
 
 #include <arpa/inet.h>
-#include <glib.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 #include "tests/support/testLoop.h"
 
@@ -22,17 +18,6 @@ namespace {
 constexpr std::string_view kLineEnd = "\r\n";
 constexpr std::string_view kHeadEnd = "\r\n\r\n";
 constexpr std::string_view kContinue = "HTTP/1.1 100 Continue\r\n\r\n";
-
-enum class Ending { kKeep, kClose, kReset };
-
-struct Connection {
-    int descriptor;
-    std::string in;
-    std::string out;
-    size_t numWritten = 0;         /* bytes of "out" that are gone */
-    Ending ending = Ending::kKeep; /* when all of "out" is written */
-    bool isContinued = false; /* "100 Continue" has been sent for the request that is coming in */
-};
 
 std::string_view Trim(std::string_view text) {
     while (!text.empty() && (text.front() == ' ' || text.front() == '\t'))
@@ -97,8 +82,50 @@ bool ReadHead(const std::string &in, CannedRequest *request, size_t *bodyStart) 
     return true;
 }
 
+} // namespace
+
+std::string CannedRequest::Header(const std::string &name) const {
+    size_t at = head.find(kLineEnd);
+    while (at != std::string::npos) {
+        at += kLineEnd.size();
+        const size_t end = head.find(kLineEnd, at);
+        const std::string_view line = std::string_view(head).substr(at, end - at);
+        const size_t colon = line.find(':');
+        if (colon != std::string_view::npos && IsSameName(line.substr(0, colon), name))
+            return std::string(Trim(line.substr(colon + 1)));
+        at = end;
+    }
+    return "";
+}
+
+CannedAnswer HttpReply(const std::string &body, int status, const std::string &contentType,
+                       const std::vector<std::string> &headers) {
+    std::string bytes =
+        "HTTP/1.1 " + std::to_string(status) + (status == 200 ? " OK\r\n" : " Status\r\n");
+    if (!contentType.empty())
+        bytes += "Content-Type: " + contentType + "\r\n";
+    bytes += "Content-Length: " + std::to_string(body.size()) + "\r\n";
+    for (const std::string &header : headers)
+        bytes += header + "\r\n";
+    return {.bytes = bytes + "\r\n" + body};
+}
+
+CannedServer::CannedServer()
+    : listener(socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0)) {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t length = sizeof address;
+    auto *generic = reinterpret_cast<sockaddr *>(&address);
+    if (listener < 0 || bind(listener, generic, length) != 0 || listen(listener, SOMAXCONN) != 0 ||
+        getsockname(listener, generic, &length) != 0)
+        g_error("canned server: %s", g_strerror(errno));
+    port = ntohs(address.sin_port);
+    testLoop::Watch(listener, POLLIN, [this](short) { Accept(); });
+}
+
 /* Takes one whole request off the front; false if it is not whole yet. */
-bool TakeRequest(Connection *connection, CannedRequest *request) {
+bool CannedServer::TakeRequest(Connection *connection, CannedRequest *request) {
     size_t start = 0;
     if (!ReadHead(connection->in, request, &start))
         return false;
@@ -119,102 +146,14 @@ bool TakeRequest(Connection *connection, CannedRequest *request) {
     return true;
 }
 
-bool WantsContinue(const Connection &connection) {
+bool CannedServer::WantsContinue(const Connection &connection) {
     CannedRequest request;
     size_t start = 0;
     return !connection.isContinued && ReadHead(connection.in, &request, &start) &&
            IsSameName(request.Header("Expect"), "100-continue");
 }
 
-const char *Reason(int status) {
-    constexpr std::pair<int, const char *> kReasons[] = {
-        {200, "OK"},
-        {204, "No Content"},
-        {206, "Partial Content"},
-        {301, "Moved"},
-        {302, "Found"},
-        {307, "Temporary Redirect"},
-        {400, "Bad Request"},
-        {401, "Unauthorized"},
-        {403, "Forbidden"},
-        {404, "Not Found"},
-        {407, "Proxy Authentication Required"},
-        {416, "Bad Range"},
-        {500, "Internal Server Error"},
-        {503, "Unavailable"},
-    };
-    for (const auto &[code, reason] : kReasons) {
-        if (code == status)
-            return reason;
-    }
-    return "Status";
-}
-
-[[noreturn]] void Fail(const char *what) {
-    g_error("canned server: %s: %s", what, g_strerror(errno));
-}
-
-} // namespace
-
-std::string CannedRequest::Header(const std::string &name) const {
-    size_t at = head.find(kLineEnd);
-    while (at != std::string::npos) {
-        at += kLineEnd.size();
-        const size_t end = head.find(kLineEnd, at);
-        const std::string_view line = std::string_view(head).substr(at, end - at);
-        const size_t colon = line.find(':');
-        if (colon != std::string_view::npos && IsSameName(line.substr(0, colon), name))
-            return std::string(Trim(line.substr(colon + 1)));
-        at = end;
-    }
-    return "";
-}
-
-CannedAnswer HttpReply(const std::string &body, int status, const std::string &contentType,
-                       const std::vector<std::string> &headers) {
-    std::string bytes = "HTTP/1.1 " + std::to_string(status) + " " + Reason(status) + "\r\n";
-    if (!contentType.empty())
-        bytes += "Content-Type: " + contentType + "\r\n";
-    bytes += "Content-Length: " + std::to_string(body.size()) + "\r\n";
-    for (const std::string &header : headers)
-        bytes += header + "\r\n";
-    return {.bytes = bytes + "\r\n" + body};
-}
-
-struct CannedServer::State {
-    int listener = -1;
-    int port = 0;
-    std::function<CannedAnswer(const CannedRequest &)> answer;
-    std::vector<CannedRequest> requests;
-    std::map<int, Connection> connections; /* open ones, by number */
-    int numConnections = 0;
-    size_t numBytesWritten = 0; /* on all connections */
-
-    void Listen();
-    void Accept();
-    void Serve(int number, short events);
-    bool Read(int number);
-    void AnswerRequests(int number);
-    void Write(int number);
-    void WatchAgain(int number);
-    void Close(int number, bool withReset);
-};
-
-void CannedServer::State::Listen() {
-    listener = socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t length = sizeof address;
-    auto *generic = reinterpret_cast<sockaddr *>(&address);
-    if (listener < 0 || bind(listener, generic, length) != 0 || listen(listener, SOMAXCONN) != 0 ||
-        getsockname(listener, generic, &length) != 0)
-        Fail("listen");
-    port = ntohs(address.sin_port);
-    testLoop::Watch(listener, POLLIN, [this](short) { Accept(); });
-}
-
-void CannedServer::State::Accept() {
+void CannedServer::Accept() {
     const int descriptor = accept4(listener, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
     if (descriptor < 0)
         return; /* the peer has gone again */
@@ -225,7 +164,7 @@ void CannedServer::State::Accept() {
     WatchAgain(number);
 }
 
-void CannedServer::State::WatchAgain(int number) {
+void CannedServer::WatchAgain(int number) {
     const auto found = connections.find(number);
     if (found == connections.end())
         return;
@@ -234,7 +173,7 @@ void CannedServer::State::WatchAgain(int number) {
                     [this, number](short happened) { Serve(number, happened); });
 }
 
-void CannedServer::State::Serve(int number, short events) {
+void CannedServer::Serve(int number, short events) {
     if ((events & (POLLIN | POLLHUP | POLLERR)) && !Read(number))
         return;
     AnswerRequests(number);
@@ -242,7 +181,7 @@ void CannedServer::State::Serve(int number, short events) {
 }
 
 /* Reads what is there; false if the connection has ended. */
-bool CannedServer::State::Read(int number) {
+bool CannedServer::Read(int number) {
     Connection &connection = connections.at(number);
     char buffer[65536];
     for (;;) {
@@ -258,7 +197,7 @@ bool CannedServer::State::Read(int number) {
     }
 }
 
-void CannedServer::State::AnswerRequests(int number) {
+void CannedServer::AnswerRequests(int number) {
     CannedRequest request;
     while (connections.contains(number) && connections.at(number).ending == Ending::kKeep &&
            TakeRequest(&connections.at(number), &request)) {
@@ -282,7 +221,7 @@ void CannedServer::State::AnswerRequests(int number) {
     }
 }
 
-void CannedServer::State::Write(int number) {
+void CannedServer::Write(int number) {
     const auto found = connections.find(number);
     if (found == connections.end())
         return;
@@ -307,7 +246,7 @@ void CannedServer::State::Write(int number) {
     WatchAgain(number);
 }
 
-void CannedServer::State::Close(int number, bool withReset) {
+void CannedServer::Close(int number, bool withReset) {
     const int descriptor = connections.at(number).descriptor;
     testLoop::Unwatch(descriptor);
     if (withReset) {
@@ -318,58 +257,34 @@ void CannedServer::State::Close(int number, bool withReset) {
     connections.erase(number);
 }
 
-CannedServer::CannedServer() : state(std::make_unique<State>()) {
-    state->Listen();
-}
-
 CannedServer::~CannedServer() {
     StopListening();
-    while (!state->connections.empty())
-        state->Close(state->connections.begin()->first, false);
-}
-
-int CannedServer::Port() const {
-    return state->port;
+    while (!connections.empty())
+        Close(connections.begin()->first, false);
 }
 
 std::string CannedServer::Url(const std::string &path) const {
-    return "http://127.0.0.1:" + std::to_string(state->port) + path;
+    return "http://127.0.0.1:" + std::to_string(port) + path;
 }
 
 void CannedServer::Answer(std::function<CannedAnswer(const CannedRequest &)> function) {
-    state->answer = std::move(function);
-}
-
-const std::vector<CannedRequest> &CannedServer::Requests() const {
-    return state->requests;
-}
-
-int CannedServer::NumConnections() const {
-    return state->numConnections;
-}
-
-int CannedServer::NumOpenConnections() const {
-    return int(state->connections.size());
-}
-
-size_t CannedServer::NumBytesWritten() const {
-    return state->numBytesWritten;
+    answer = std::move(function);
 }
 
 void CannedServer::Send(int connection, const std::string &bytes, bool close) {
-    const auto found = state->connections.find(connection);
-    if (found == state->connections.end())
+    const auto found = connections.find(connection);
+    if (found == connections.end())
         return; /* the peer has closed it meanwhile */
     found->second.out += bytes;
     if (close)
         found->second.ending = Ending::kClose;
-    state->Write(connection);
+    Write(connection);
 }
 
 void CannedServer::StopListening() {
-    if (state->listener < 0)
+    if (listener < 0)
         return;
-    testLoop::Unwatch(state->listener);
-    close(state->listener);
-    state->listener = -1;
+    testLoop::Unwatch(listener);
+    close(listener);
+    listener = -1;
 }

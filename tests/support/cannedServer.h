@@ -13,7 +13,6 @@
 
 #include <functional>
 #include <map>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -46,18 +45,43 @@ struct CannedServer {
     CannedServer(const CannedServer &) = delete;
     CannedServer &operator=(const CannedServer &) = delete;
 
-    int Port() const;
+    int Port() const { return port; }
     std::string Url(const std::string &path = "") const; /* "http://127.0.0.1:PORT/path" */
     void Answer(std::function<CannedAnswer(const CannedRequest &)> function);
-    const std::vector<CannedRequest> &Requests() const;
-    int NumConnections() const;     /* accepted so far */
-    int NumOpenConnections() const; /* open now */
-    size_t NumBytesWritten() const; /* on all connections so far */
+    const std::vector<CannedRequest> &Requests() const { return requests; }
+    int NumConnections() const { return numConnections; }              /* accepted so far */
+    int NumOpenConnections() const { return int(connections.size()); } /* open now */
+    size_t NumBytesWritten() const { return numBytesWritten; }         /* on all so far */
     /* Sends bytes now on a connection whose request was left unanswered. */
     void Send(int connection, const std::string &bytes, bool close = false);
     void StopListening();
 
 private:
-    struct State;
-    std::unique_ptr<State> state;
+    enum class Ending { kKeep, kClose, kReset };
+    struct Connection {
+        int descriptor;
+        std::string in;
+        std::string out;
+        size_t numWritten = 0;         /* bytes of "out" that are gone */
+        Ending ending = Ending::kKeep; /* when all of "out" is written */
+        bool isContinued = false;      /* "100 Continue" was sent for the request that comes in */
+    };
+
+    static bool TakeRequest(Connection *connection, CannedRequest *request);
+    static bool WantsContinue(const Connection &connection);
+    void Accept();
+    void Serve(int number, short events);
+    bool Read(int number);
+    void AnswerRequests(int number);
+    void Write(int number);
+    void WatchAgain(int number);
+    void Close(int number, bool withReset);
+
+    int listener;
+    int port = 0;
+    std::function<CannedAnswer(const CannedRequest &)> answer;
+    std::vector<CannedRequest> requests;
+    std::map<int, Connection> connections; /* open ones, by number */
+    int numConnections = 0;
+    size_t numBytesWritten = 0;
 };

@@ -14,7 +14,6 @@
 #include <cerrno>
 #include <functional>
 #include <tuple>
-#include <type_traits>
 #include <utility>
 
 #include "lib/file/fileCalls.h"

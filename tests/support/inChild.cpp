@@ -1,9 +1,6 @@
 #include "tests/support/inChild.h"
 
 #include <csignal>
-#include <cstdio>
-#include <cstdlib>
-#include <vector>
 
 #include <gtest/gtest.h>
 #include <sys/prctl.h>

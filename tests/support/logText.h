@@ -9,7 +9,6 @@
 #pragma once
 
 #include <string>
-#include <string_view>
 
 #include "lib/misc/glibPtr.h"
 #include "lib/misc/log.h"

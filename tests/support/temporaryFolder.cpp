@@ -1,7 +1,5 @@
 #include "tests/support/temporaryFolder.h"
 
-#include <cerrno>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>

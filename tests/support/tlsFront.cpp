@@ -4,7 +4,6 @@
 
 #include <gnutls/gnutls.h>
 #include <poll.h>
-#include <unistd.h>
 
 #include "tests/support/loopback.h"
 

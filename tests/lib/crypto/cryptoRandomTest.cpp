@@ -1,16 +1,10 @@
 #include <crypto/cryptoRandom.h>
 
 #include <algorithm>
-#include <atomic>
-#include <string>
-#include <thread>
-#include <vector>
 
 #include <gtest/gtest.h>
 #include <ssl/ssl.h>
-#include <sys/resource.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
 #include "lib/crypto/cryptoRandom.h"
 #include "lib/crypto/shaBodies.h"
@@ -19,6 +13,7 @@
 #include "tests/lib/crypto/bytes.h"
 #include "tests/lib/lock/inThreads.h"
 #include "tests/support/inChild.h"
+#include "tests/support/processLimits.h"
 
 namespace {
 
@@ -108,17 +103,14 @@ TEST(CryptoRandom, AShortSeedChangesNothingAndNoSeedAsksTheKernel) {
 }
 
 TEST(CryptoRandom, WithoutTheKernelTheBufferIsWiped) {
-    rlimit before{};
-    getrlimit(RLIMIT_NOFILE, &before);
-    const rlimit none = {0, before.rlim_max};
     Draw(1);
     EXPECT_EQ(0u, CryptoRandom_Seed(nullptr, 0));
-    setrlimit(RLIMIT_NOFILE, &none);
-    Bytes bytes(100, 0xee);
-    const CryptoError error = CryptoRandom_GetBytes(bytes.data(), bytes.size());
-    setrlimit(RLIMIT_NOFILE, &before);
-    EXPECT_EQ(1u, error);
-    EXPECT_EQ(Bytes(100), bytes);
+    {
+        const ProcessLimit none(RLIMIT_NOFILE, 0);
+        Bytes bytes(100, 0xee);
+        EXPECT_EQ(1u, CryptoRandom_GetBytes(bytes.data(), bytes.size()));
+        EXPECT_EQ(Bytes(100), bytes);
+    }
     EXPECT_NE(Bytes(100), Draw(100)); // and it works again
 }
 
@@ -228,14 +220,10 @@ TEST(CryptoRandomOpenSSL, DrawsFromOurGeneratorAlsoAfterTheLayerHasEnded) {
                 SSL_Init(nullptr, nullptr, nullptr);
         }
         // without a seed from the kernel OpenSSL gets none either
-        rlimit before{};
-        getrlimit(RLIMIT_NOFILE, &before);
-        const rlimit none = {0, before.rlim_max};
-        setrlimit(RLIMIT_NOFILE, &none);
+        const ProcessLimit none(RLIMIT_NOFILE, 0);
         CryptoRandom_Seed(nullptr, 0);
         Bytes bytes(40);
         EXPECT_EQ(0, __wrap_RAND_bytes(bytes.data(), 40));
-        setrlimit(RLIMIT_NOFILE, &before); // a sanitizer looks for leaks
     });
 }
 

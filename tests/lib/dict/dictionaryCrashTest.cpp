@@ -1,18 +1,6 @@
 // What becomes of a dictionary's file when the process, the machine or a system call fails while it is saved.
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
-#include <unistd.h>
-
-#include <cerrno>
-#include <filesystem>
-#include <map>
-#include <memory>
-#include <optional>
-#include <set>
-#include <string>
-#include <utility>
-#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -21,6 +9,7 @@
 #include "lib/misc/glibPtr.h"
 #include "lib/user/msg.h"
 #include "tests/support/fileFaults.h"
+#include "tests/support/processLimits.h"
 #include "tests/support/temporaryFolder.h"
 
 namespace {
@@ -29,11 +18,6 @@ constexpr const char *kEncoding = ".encoding = \"UTF-8\"\n";
 
 std::string TextOf(char digit, gsize size) {
     return kEncoding + ("value = \"" + std::string(size, digit) + "\"\n");
-}
-
-gsize CountDescriptors() {
-    namespace fs = std::filesystem;
-    return static_cast<gsize>(std::distance(fs::directory_iterator("/proc/self/fd"), {}));
 }
 
 struct DictionaryCrash : testing::TestWithParam<gsize> {
@@ -238,7 +222,7 @@ TEST_P(DictionaryCrash, AFailedCallCostsNeitherTheFileNorADescriptor) {
                 if (isLasting && (error == EINTR || error == FileFaults::kShort))
                     break;
                 Restore();
-                const gsize before = CountDescriptors();
+                const long before = CountDescriptors();
                 std::optional<FileCall::Kind> failed;
                 bool hasTemporary = false;
                 bool isRenamed = false;

@@ -1,19 +1,9 @@
 #include "lib/file/fileIO.h"
 
 #include <fcntl.h>
-#include <sys/resource.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
-#include <atomic>
-#include <cerrno>
 #include <csignal>
-#include <functional>
-#include <string>
 #include <thread>
-#include <tuple>
-#include <utility>
-#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -21,6 +11,7 @@
 #include "lib/file/fileIOInt.h"
 #include "lib/misc/glibPtr.h"
 #include "tests/support/fileFaults.h"
+#include "tests/support/processLimits.h"
 #include "tests/support/temporaryFolder.h"
 
 namespace {
@@ -54,13 +45,7 @@ TEST_F(FileIO, OpensAsAsked) {
     const std::string link = folder.Path() + "/link";
     ASSERT_EQ(0, symlink(there.c_str(), link.c_str()));
     constexpr guint32 kWrite = FILEIO_OPEN_ACCESS_WRITE;
-    const struct {
-        std::string path;
-        guint32 access;
-        FileIOOpenAction action;
-        FileIOResult result;
-        const char *contents;
-    } rows[] = {
+    const std::tuple<std::string, guint32, FileIOOpenAction, FileIOResult, const char *> rows[] = {
         {there, FILEIO_OPEN_ACCESS_READ, FILEIO_OPEN, FILEIO_SUCCESS, "old"},
         {absent, FILEIO_OPEN_ACCESS_READ, FILEIO_OPEN, FILEIO_FILE_NOT_FOUND, ""},
         {there, kWrite, FILEIO_OPEN_CREATE_SAFE, FILEIO_OPEN_ERROR_EXIST, "old"},
@@ -71,12 +56,12 @@ TEST_F(FileIO, OpensAsAsked) {
         {there, kWrite, FILEIO_OPEN_EMPTY, FILEIO_SUCCESS, ""},
         {absent, kWrite, FILEIO_OPEN_CREATE_SAFE, FILEIO_SUCCESS, ""},
     };
-    for (const auto &row : rows) {
-        EXPECT_EQ(row.result, Open(row.path, row.access, row.action)) << row.path << row.action;
-        EXPECT_EQ(row.result == FILEIO_SUCCESS, FileIO_IsValid(&fd));
-        EXPECT_EQ(row.contents, FileText(row.path));
+    for (const auto &[path, access, action, result, contents] : rows) {
+        EXPECT_EQ(result, Open(path, access, action)) << path << action;
+        EXPECT_EQ(result == FILEIO_SUCCESS, FileIO_IsValid(&fd));
+        EXPECT_EQ(contents, FileText(path));
         if (FileIO_IsValid(&fd)) {
-            EXPECT_EQ(row.path, FileIO_Filename(&fd));
+            EXPECT_EQ(path, FileIO_Filename(&fd));
             EXPECT_NE(0, fcntl(fd.posix, F_GETFD) & FD_CLOEXEC);
             EXPECT_FALSE(FileIO_Close(&fd));
         }
@@ -313,21 +298,14 @@ TEST_F(FileIO, ATransferThatEndsInsideAVectorIsOver) {
     ASSERT_EQ(FILEIO_SUCCESS, Open(folder.Path() + "/f"));
     char data[20] = {};
     const iovec pieces[] = {{data, 10}, {data + 10, 10}};
-    rlimit before;
-    ASSERT_EQ(0, getrlimit(RLIMIT_FSIZE, &before));
     const auto handler = signal(SIGXFSZ, SIG_IGN);
-    const rlimit fifteen = {15, before.rlim_max};
-    ASSERT_EQ(0, setrlimit(RLIMIT_FSIZE, &fifteen));
+    const ProcessLimit fifteen(RLIMIT_FSIZE, 15);
     gsize actual = 0;
-    const FileIOResult result = FileIO_Writev(&fd, pieces, 2, 20, &actual);
-    gsize actualAt = 0;
-    const FileIOResult resultAt = FileIO_Pwritev(&fd, pieces, 2, 0, 20, &actualAt);
-    setrlimit(RLIMIT_FSIZE, &before);
-    signal(SIGXFSZ, handler);
-    EXPECT_EQ(FILEIO_WRITE_ERROR_NOSPC, result);
-    EXPECT_EQ(FILEIO_WRITE_ERROR_NOSPC, resultAt);
+    EXPECT_EQ(FILEIO_WRITE_ERROR_NOSPC, FileIO_Writev(&fd, pieces, 2, 20, &actual));
     EXPECT_EQ(15u, actual);
-    EXPECT_EQ(15u, actualAt);
+    EXPECT_EQ(FILEIO_WRITE_ERROR_NOSPC, FileIO_Pwritev(&fd, pieces, 2, 0, 20, &actual));
+    EXPECT_EQ(15u, actual);
+    signal(SIGXFSZ, handler);
 }
 
 TEST_F(FileIO, ReplacesAFileWholeOrNotAtAll) {

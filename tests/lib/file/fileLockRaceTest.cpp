@@ -3,18 +3,9 @@
 #include <sys/mman.h>
 #include <sys/wait.h>
 #include <ucontext.h>
-#include <unistd.h>
 
-#include <array>
-#include <atomic>
-#include <cerrno>
 #include <csignal>
 #include <fstream>
-#include <functional>
-#include <memory>
-#include <string>
-#include <utility>
-#include <vector>
 
 #include <gtest/gtest.h>
 

@@ -1,26 +1,14 @@
 #include "lib/file/fileLock.h"
 
-#include <dirent.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <atomic>
-#include <cerrno>
 #include <chrono>
-#include <filesystem>
 #include <fstream>
-#include <functional>
-#include <set>
-#include <string>
-#include <thread>
-#include <utility>
-#include <vector>
 
 #include <gtest/gtest.h>
 
 #include "lib/file/fileLockInt.h"
 #include "tests/lib/lock/inThreads.h"
 #include "tests/support/fileFaults.h"
+#include "tests/support/processLimits.h"
 #include "tests/support/temporaryFolder.h"
 
 namespace {
@@ -114,12 +102,7 @@ TEST_F(FileLock, LeftOversAreRemovedAndStrangersRespected) {
     const std::string &self = FileLockGetExecutionID();
     const std::string here = std::to_string(FileLockHash(directory));
     const std::string other = "AAAAAAAAAAAAAAAA";
-    const struct {
-        const char *name;
-        std::string text;
-        gsize size;
-        bool isHeld;
-    } rows[] = {
+    const std::tuple<const char *, std::string, gsize, bool> rows[] = {
         {"dead process", machine + " 999999999-5(x) 1 X 5 lc=1", 512, false},
         {"process number used again", machine + " " + std::to_string(getpid()) + "-5(x) 1 X 5 lc=1",
          512, false},
@@ -140,11 +123,11 @@ TEST_F(FileLock, LeftOversAreRemovedAndStrangersRespected) {
         {"too many fields", other + " 1-5 1 X 5 a b c d e f g h i j k l", 512, false},
         {"uuid against old form", "uuid=1 1-5(init) 1 X 5 lc=1", 512, true},
     };
-    for (const auto &row : rows) {
-        Member("M00001.lck", row.text, row.size);
+    for (const auto &[name, text, size, isHeld] : rows) {
+        Member("M00001.lck", text, size);
         FileLockToken *token = Lock(false);
-        EXPECT_EQ(row.isHeld, token == nullptr) << row.name;
-        EXPECT_EQ(0, error) << row.name;
+        EXPECT_EQ(isHeld, token == nullptr) << name;
+        EXPECT_EQ(0, error) << name;
         if (token != nullptr)
             Unlock(token);
         unlink((directory + "/M00001.lck").c_str());
@@ -230,13 +213,10 @@ TEST_F(FileLock, WhatIsInTheWayIsToldApart) {
 }
 
 TEST_F(FileLock, AFailedCallLeavesNeitherALockNorADescriptor) {
-    const auto countDescriptors = [] {
-        return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
-    };
     for (const int failure : {EINTR, EIO, ENOSPC, EDQUOT, EACCES, EMFILE, FileFaults::kShort}) {
         bool isPast = false;
         for (int n = 0; !isPast; n++) {
-            const auto before = countDescriptors();
+            const long before = CountDescriptors();
             FileLockToken *token;
             {
                 int call = 0;
@@ -247,7 +227,7 @@ TEST_F(FileLock, AFailedCallLeavesNeitherALockNorADescriptor) {
                 token = Lock(false);
                 isPast = call <= n;
             }
-            EXPECT_EQ(before, countDescriptors()) << n << " " << failure;
+            EXPECT_EQ(before, CountDescriptors()) << n << " " << failure;
             EXPECT_TRUE(token != nullptr || error == failure || error == EIO || error == 33)
                 << n << " " << failure << " gave " << error;
             if (token != nullptr)

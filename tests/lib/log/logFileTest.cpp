@@ -1,29 +1,22 @@
 #include "lib/log/logFile.h"
 
 #include <fcntl.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
-#include <algorithm>
-#include <csignal>
 #include <filesystem>
-#include <functional>
-#include <map>
 #include <regex>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "lib/lock/vthreadBase.h"
 #include "lib/log/logFileInt.h"
 #include "lib/misc/hostinfo.h"
+#include "tests/lib/lock/inThreads.h"
 #include "tests/lib/misc/logRecorder.h"
 #include "tests/support/logText.h"
+#include "tests/support/processLimits.h"
 #include "tests/support/temporaryFolder.h"
 
 namespace {
@@ -293,14 +286,6 @@ TEST_F(LogFile, FastLinesWaitAndTheNewestAreWritten) {
     EXPECT_TRUE(Lines().ends_with(".\nI120: kept\nI120: now\n"));
 }
 
-/* Limits the size of files, as a full disk does. */
-void LimitFiles(rlim_t size) {
-    rlimit limit;
-    getrlimit(RLIMIT_FSIZE, &limit);
-    limit.rlim_cur = MIN(size, limit.rlim_max);
-    setrlimit(RLIMIT_FSIZE, &limit);
-}
-
 TEST_F(LogFile, LostBytesAreAdmitted) {
     const auto oldAction = signal(SIGXFSZ, SIG_IGN);
     for (size_t limit : {3000u, 3001u, 3011u, 3015u, 4090u}) {
@@ -311,10 +296,11 @@ TEST_F(LogFile, LostBytesAreAdmitted) {
             Log("line %d %s\n", number, std::string(number % 50, '.').c_str());
             written += ("I120: line " + std::to_string(number) + " \n").size() + number % 50;
         };
-        LimitFiles(limit);
-        for (int i = 0; i < 400; i++)
-            log(i);
-        LimitFiles(RLIM_INFINITY);
+        {
+            const ProcessLimit full(RLIMIT_FSIZE, limit);
+            for (int i = 0; i < 400; i++)
+                log(i);
+        }
         for (int i = 400; i < 500; i++)
             log(i);
         Log_Exit();
@@ -439,21 +425,15 @@ TEST_F(LogFile, ThreadsWriteWhileTheFileIsRotated) {
     constexpr int kLines = 300;
     Attach(
         {{"log.rotateSize", "20000"}, {"log.keepOld", "1000"}, {"log.throttleBytesPerSec", "0"}});
-    std::vector<std::thread> threads;
-    for (int i = 0; i < kThreads; i++)
-        threads.emplace_back([i] {
-            for (int n = 0; n < kLines; n++)
-                Log("thread %d line %d %s\n", i, n, std::string(n % 90, '.').c_str());
-        });
-    threads.emplace_back([] {
-        for (int n = 0; n < 100; n++) {
+    InThreads(kThreads + 1, [](int i) {
+        for (int n = 0; i < kThreads && n < kLines; n++)
+            Log("thread %d line %d %s\n", i, n, std::string(n % 90, '.').c_str());
+        for (int n = 0; i == kThreads && n < 100; n++) {
             LogRecorder *recorder = LogRecorder::New("comes");
             EXPECT_TRUE(Log_AddOutput(recorder));
             EXPECT_TRUE(Log_ReplaceOutput(recorder, nullptr, FALSE));
         }
     });
-    for (std::thread &thread : threads)
-        thread.join();
     Log_Exit();
 
     const std::string all = AllLines();

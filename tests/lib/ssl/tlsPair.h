@@ -9,11 +9,6 @@
  */
 #pragma once
 
-#include <filesystem>
-#include <functional>
-#include <memory>
-#include <string>
-
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 
@@ -21,15 +16,11 @@
 #include "lib/ssl/sslSockInt.h"
 #include "lib/ssl/sslState.h"
 #include "tests/support/logText.h"
+#include "tests/support/processLimits.h"
 #include "tests/support/temporaryFolder.h"
 #include "tools/certificates/certificate.h"
 
 using SockPtr = std::unique_ptr<SSLSock, Release<SSL_Shutdown>>;
-
-inline long CountDescriptors() {
-    const std::filesystem::directory_iterator all("/proc/self/fd");
-    return std::distance(begin(all), end(all));
-}
 
 /* Time passes only while a handshake sleeps. */
 struct HandClock {
