@@ -1,7 +1,5 @@
 #include "tests/hostile/rows.h"
 
-#include "tests/ozy/lib/orvane/session/sessionFixture.h"
-
 namespace hostile {
 
 namespace {
@@ -17,6 +15,7 @@ constexpr char kFails[] = "connect failure.*";
 constexpr char kHasOldVersion[] = "connect success ozy2.2.0, .*";
 constexpr char kEnds[] = "connect .*";
 
+const std::string kHead = "HTTP/1.1 200 OK\r\nContent-Type: text/xml\r\n\r\n";
 const std::string kTime = "<returnval xsi:type=\"xsd:dateTime\">2026-01-02T03:04:05Z</returnval>";
 
 /* The reply to the call, with more in it. */
@@ -28,14 +27,7 @@ std::string TimeReply(const std::string &before, const std::string &after = "") 
 /* A row whose body is "start", "times" pieces and "end". Without a length, so that the row stays small. */
 Row Body(const std::string &name, const std::string &steps, const std::string &start,
          const std::string &piece = "", int times = 0, const std::string &end = "") {
-    return {.name = name,
-            .steps = steps,
-            .method = "CurrentTime",
-            .answer = "HTTP/1.1 200 OK\r\nContent-Type: text/xml\r\n\r\n" + start,
-            .piece = piece,
-            .times = times,
-            .tail = end,
-            .isClosed = true};
+    return {name, steps, "CurrentTime", kHead + start, piece, times, end, true};
 }
 
 /* The body of a row with "start", pieces and "end" before the reply's result. */
@@ -44,13 +36,6 @@ Row Inside(const std::string &name, const std::string &steps, const std::string 
     const std::string reply = TimeReply("@HERE@");
     const size_t at = reply.find("@HERE@");
     return Body(name, steps, reply.substr(0, at) + start, piece, times, end + reply.substr(at + 6));
-}
-
-std::string Repeated(const std::string &piece, int times) {
-    std::string text;
-    for (int i = 0; i < times; i++)
-        text += piece;
-    return text;
 }
 
 std::string Utf16(const std::string &text) {
@@ -83,10 +68,9 @@ void AddTypes(std::vector<Row> *rows) {
         rows->push_back(Body("document type, "s + name, kCallFails, text));
         rows->push_back(Body("document type in UTF-16, "s + name, kCallFails,
                              Utf16(type + text.substr(text.find("?>") + 2 + type.size()))));
-        Row discovery =
-            Body("document type of the versions, "s + name, kHasOldVersion, type + kVersions);
-        discovery.method = "ozyServiceVersions.xml";
-        rows->push_back(discovery);
+        rows->push_back(
+            Body("document type of the versions, "s + name, kHasOldVersion, type + kVersions));
+        rows->back().method = "ozyServiceVersions.xml";
     }
 }
 
@@ -134,14 +118,12 @@ void AddLarge(std::vector<Row> *rows) {
         const std::string faults = Repeated("<fault xsi:type='LocalizedMethodFault'>", depth) +
                                    "<fault xsi:type='xsd:int'>1</fault>" +
                                    Repeated("</fault>", depth);
-        rows->push_back(
-            Body("faults of depth " + std::to_string(depth), kCallFails,
-                 Envelope("<soapenv:Fault><detail>" + faults + "</detail></soapenv:Fault>")));
-        Row login =
-            Body("faults of depth " + std::to_string(depth) + " before the login", kFails,
-                 Envelope("<soapenv:Fault><detail>" + faults + "</detail></soapenv:Fault>"));
-        login.method = "RetrieveServiceContent";
-        rows->push_back(login);
+        const std::string name = "faults of depth " + std::to_string(depth);
+        const std::string text =
+            Envelope("<soapenv:Fault><detail>" + faults + "</detail></soapenv:Fault>");
+        rows->push_back(Body(name, kCallFails, text));
+        rows->push_back(Body(name + " before the login", kFails, text));
+        rows->back().method = "RetrieveServiceContent";
     }
     std::string attributes;
     std::string names;
@@ -154,20 +136,16 @@ void AddLarge(std::vector<Row> *rows) {
         const std::string reply = TimeReply("<x" + text + "/>");
         rows->push_back(Body("50,000 "s + name + " in UTF-16", kCallFails,
                              Utf16(reply.substr(reply.find("?>") + 2))));
-        Row discovery = Body("50,000 "s + name + " in the versions", kHasOldVersion,
-                             "<namespaces" + text + "/>");
-        discovery.method = "ozyServiceVersions.xml";
-        rows->push_back(discovery);
+        rows->push_back(Body("50,000 "s + name + " in the versions", kHasOldVersion,
+                             "<namespaces" + text + "/>"));
+        rows->back().method = "ozyServiceVersions.xml";
     }
     rows->push_back(Inside("16 MB of small elements", kCallEnds, "", "<a/>", 4 << 20));
     rows->push_back(Inside("a tree above its limit", kCallFails, "", "<a/>", 1 << 20));
     rows->back().treeLimit = 16 << 20;
-    rows->push_back(Inside("a tree above its limit in UTF-16",
-                           "connect success ozy25.6.0, call failure InvalidResponse .*", ""));
-    rows->back().answer = "HTTP/1.1 200 OK\r\nContent-Type: text/xml\r\n\r\n" + Utf16("<x>");
-    rows->back().piece = Utf16("<a/>").substr(2);
-    rows->back().times = 1 << 20;
-    rows->back().tail = Utf16("</x>").substr(2);
+    rows->push_back(Body("a tree above its limit in UTF-16",
+                         "connect success ozy25.6.0, call failure InvalidResponse .*", Utf16("<x>"),
+                         Utf16("<a/>").substr(2), 1 << 20, Utf16("</x>").substr(2)));
     rows->back().treeLimit = 16 << 20;
     rows->push_back(Inside("16 MB of small texts", kCallEnds, "", "<a>b</a>", 2 << 20));
     rows->push_back(

@@ -1,13 +1,9 @@
 // Whatever a peer does, the application's listeners end once, and what it costs stays within the ledger.
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <orvane/orvane.h>
 #include <sys/resource.h>
 
 #include "tests/hostile/ledger.h"
 #include "tests/hostile/rows.h"
-#include "tests/support/inChild.h"
-#include "tests/support/logText.h"
 #include "tests/support/temporaryFolder.h"
 
 namespace hostile {

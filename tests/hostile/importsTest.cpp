@@ -1,6 +1,4 @@
 #include <cstdio>
-#include <set>
-#include <string>
 
 #include <gtest/gtest.h>
 
@@ -22,10 +20,7 @@ std::set<std::string> Imports() {
 TEST(Library, CallsNothingThatItMustNot) {
     const std::set<std::string> imports = Imports();
     EXPECT_TRUE(imports.contains("secure_getenv")) << "the list is read";
-    const struct {
-        const char *reason;
-        std::set<const char *> names;
-    } rows[] = {
+    const std::pair<const char *, std::set<const char *>> rows[] = {
         {"a privileged process does not obey its environment", {"getenv", "g_getenv", "getenv_s"}},
         {"the mask of files is the whole process's", {"umask"}},
         {"no text becomes a command",
@@ -41,9 +36,9 @@ TEST(Library, CallsNothingThatItMustNot) {
         {"the loop is the application's",
          {"g_main_context_iteration", "g_main_loop_run", "g_main_context_default"}},
     };
-    for (const auto &row : rows) {
-        for (const char *name : row.names)
-            EXPECT_FALSE(imports.contains(name)) << name << ": " << row.reason;
+    for (const auto &[reason, names] : rows) {
+        for (const char *name : names)
+            EXPECT_FALSE(imports.contains(name)) << name << ": " << reason;
     }
 }
 

@@ -1,11 +1,7 @@
 #include "tests/hostile/ledger.h"
 
-#include <cstdio>
-#include <memory>
-
 #include <fcntl.h>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include "lib/misc/log.h"

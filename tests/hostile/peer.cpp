@@ -2,8 +2,6 @@
 
 #include <sys/mman.h>
 
-#include "tests/support/testLoop.h"
-
 namespace hostile {
 
 namespace {

@@ -13,8 +13,6 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
-#include <string>
 
 #include "tests/hostile/attackedService.h"
 #include "tests/support/tlsFront.h"

@@ -1,7 +1,5 @@
 #include "tests/hostile/rows.h"
 
-#include <algorithm>
-
 namespace hostile {
 
 std::string WithPort(std::string text, int port) {
@@ -11,13 +9,16 @@ std::string WithPort(std::string text, int port) {
     return text;
 }
 
-std::string AnswerOf(const Row &row, int maxTimes) {
-    const int times = std::min(row.times, maxTimes);
-    std::string bytes = row.answer;
-    bytes.reserve(bytes.size() + row.piece.size() * size_t(times) + row.tail.size());
+std::string Repeated(const std::string &piece, int times) {
+    std::string text;
+    text.reserve(piece.size() * size_t(times));
     for (int i = 0; i < times; i++)
-        bytes += row.piece;
-    return bytes + row.tail;
+        text += piece;
+    return text;
+}
+
+std::string AnswerOf(const Row &row, int maxTimes) {
+    return row.answer + Repeated(row.piece, std::min(row.times, maxTimes)) + row.tail;
 }
 
 std::vector<Row> AllRows() {

@@ -7,8 +7,6 @@
 #pragma once
 
 #include <climits>
-#include <string>
-#include <vector>
 
 #include "tests/hostile/application.h"
 #include "tests/hostile/peer.h"
@@ -43,6 +41,8 @@ std::vector<Row> DocumentRows();
 /* The update stream. */
 std::vector<Row> UpdateRows();
 std::vector<Row> AllRows();
+
+std::string Repeated(const std::string &piece, int times);
 
 /* A text with the port of a stranger in it. */
 std::string WithPort(std::string text, int port);

@@ -14,14 +14,11 @@ TEST(TicketFile, OfAnotherUserIsNotRead) {
         GTEST_SKIP() << "files of other users need root";
     const TemporaryFolder folder;
     const std::string path = folder.Write("ticket", "one-time");
-    const struct {
-        uid_t owner;
-        bool isRead;
-    } rows[] = {{0, true}, {12345, false}};
-    for (const auto &row : rows) {
-        ASSERT_EQ(0, chown(path.c_str(), row.owner, gid_t(-1)));
+    const std::pair<uid_t, bool> rows[] = {{0, true}, {12345, false}};
+    for (const auto &[owner, isRead] : rows) {
+        ASSERT_EQ(0, chown(path.c_str(), owner, gid_t(-1)));
         const GPtr<char> text(OrvaneSessionReadTicket(path.c_str()));
-        EXPECT_EQ(row.isRead, text != nullptr) << row.owner;
+        EXPECT_EQ(isRead, text != nullptr) << owner;
     }
 }
 

@@ -1,7 +1,5 @@
 #include "tests/hostile/rows.h"
 
-#include "tests/ozy/lib/orvane/session/sessionFixture.h"
-
 namespace hostile {
 
 namespace {
@@ -12,6 +10,7 @@ constexpr char kFails[] = "connect failure.*";
 constexpr char kCallFails[] =
     "connect success ozy25.6.0, call failure InvalidResponse .*, disconnect .*";
 constexpr char kCallEnds[] = "connect success ozy25.6.0, call (success|failure.*), disconnect .*";
+constexpr char kTooLarge[] = "connect success ozy25.6.0, call failure InvalidResponse 48.*";
 constexpr char kThere[] = "http://127.0.0.1:@PORT@/sdk";
 
 std::string Moved(const std::string &location) {
@@ -71,34 +70,22 @@ void AddRedirects(std::vector<Row> *rows) {
         {"a second one that is harmless", "Location: "s + kThere + "\r\nLocation: /sdk"},
         {"a carriage return", "Location: /sdk\rLocation: "s + kThere},
     };
-    for (const auto &[name, header] : headers)
-        rows->push_back({.name = "location with "s + name,
-                         .steps = kFails,
-                         .method = "Login",
-                         .answer = Moved(header),
-                         .maxAttacks = 12});
-
-    rows->push_back({.name = "redirect to itself",
-                     .steps = "connect failure InvalidResponse 47.*",
-                     .method = "Login",
-                     .answer = Moved("Location: /sdk"),
-                     .maxAttacks = 11});
-    rows->push_back({.name = "redirect of a cookie",
-                     .steps = kFails,
-                     .method = "RetrieveServiceContent",
-                     .answer = Moved("Location: "s + kThere),
-                     .login = Login::kCookie});
-    for (const auto &[name, answer] : lines)
-        rows->push_back({.name = "from TLS, status line with "s + name,
-                         .steps = kFails,
-                         .method = "Login",
-                         .answer = answer,
-                         .isTls = true});
-    rows->push_back({.name = "from TLS to the clear",
-                     .steps = kFails,
-                     .method = "ozyServiceVersions.xml",
-                     .answer = Moved("Location: "s + kThere),
-                     .isTls = true});
+    for (const auto &[name, header] : headers) {
+        rows->push_back({"location with "s + name, kFails, "Login", Moved(header)});
+        rows->back().maxAttacks = 12;
+    }
+    rows->push_back({"redirect to itself", "connect failure InvalidResponse 47.*", "Login",
+                     Moved("Location: /sdk")});
+    rows->back().maxAttacks = 11;
+    const std::string moved = Moved("Location: "s + kThere);
+    rows->push_back({"redirect of a cookie", kFails, "RetrieveServiceContent", moved});
+    rows->back().login = Login::kCookie;
+    for (const auto &[name, answer] : lines) {
+        rows->push_back({"from TLS, status line with "s + name, kFails, "Login", answer});
+        rows->back().isTls = true;
+    }
+    rows->push_back({"from TLS to the clear", kFails, "ozyServiceVersions.xml", moved});
+    rows->back().isTls = true;
 }
 
 void AddLengths(std::vector<Row> *rows) {
@@ -153,27 +140,17 @@ void AddLengths(std::vector<Row> *rows) {
         {"range backwards", "HTTP/1.1 206 x\r\nContent-Range: bytes 9-1/1\r\n\r\n", kCallEnds},
         {"an upgrade", "HTTP/1.1 101 x\r\nUpgrade: h2c\r\n\r\n"},
     };
-    for (const auto &row : once)
-        rows->push_back({.name = row.name,
-                         .steps = row.steps,
-                         .method = "CurrentTime",
-                         .answer = row.answer,
-                         .tail = "",
-                         .isClosed = true,
-                         .maxAttacks = 2});
+    for (const auto &row : once) {
+        rows->push_back({row.name, row.steps, "CurrentTime", row.answer});
+        rows->back().isClosed = true;
+        rows->back().maxAttacks = 2;
+    }
 
     const std::string line(1000, 'h');
     const auto endless = [&](const char *name, const std::string &start, const std::string &piece,
                              int times) {
-        rows->push_back({.name = name,
-                         .steps = kCallFails,
-                         .method = "CurrentTime",
-                         .answer = start,
-                         .piece = piece,
-                         .times = times,
-                         .tail = "\r\n\r\n",
-                         .isClosed = true,
-                         .maxBytes = 16 << 20});
+        rows->push_back({name, kCallFails, "CurrentTime", start, piece, times, "\r\n\r\n", true});
+        rows->back().maxBytes = 16 << 20;
     };
     endless("header line of 1 MB", "HTTP/1.1 200 OK\r\nX-A: ", line, 1000);
     endless("headers of 64 MB", ok, "X-A: " + line + "\r\n", 64000);
@@ -184,30 +161,20 @@ void AddLengths(std::vector<Row> *rows) {
     endless("trailers of 64 MB", chunked + "5\r\nplain\r\n0\r\n", "X-A: " + line + "\r\n", 64000);
     endless("short trailers of 64 MB", chunked + "5\r\nplain\r\n0\r\n", "X: y\r\n", 11 << 20);
     for (Row *row : {&rows->back(), &rows->back() - 1})
-        row->steps = "connect success ozy25.6.0, call failure InvalidResponse 48.*";
+        row->steps = kTooLarge;
     endless("chunk extension of 64 MB", chunked + "5;", line, 64000);
     rows->back().maxBytes = 0; /* costs time alone */
     /* with the element around it: below, at and above the limit */
-    for (int size : {999, 1000, 1001})
+    for (int size : {999, 1000, 1001}) {
         rows->push_back(
-            {.name = "body of " + std::to_string(size) + " of 1000 KB",
-             .steps = size > 1000 ? "connect success ozy25.6.0, call failure InvalidResponse 48.*"
-                                  : "connect success ozy25.6.0, call failure, disconnect .*",
-             .method = "CurrentTime",
-             .answer = ok + "\r\n<x>",
-             .piece = std::string(1000, 'b'),
-             .times = size,
-             .tail = "</x>",
-             .isClosed = true,
-             .bodyLimit = 1000000 + 7});
-    rows->push_back({.name = "body without end",
-                     .steps = "connect success ozy25.6.0, call failure InvalidResponse 48.*",
-                     .method = "CurrentTime",
-                     .answer = ok + "\r\n",
-                     .piece = line,
-                     .times = 64000,
-                     .maxBytes = 16 << 20,
-                     .bodyLimit = 1 << 20});
+            {"body of " + std::to_string(size) + " of 1000 KB",
+             size > 1000 ? kTooLarge : "connect success ozy25.6.0, call failure, disconnect .*",
+             "CurrentTime", ok + "\r\n<x>", std::string(1000, 'b'), size, "</x>", true});
+        rows->back().bodyLimit = 1000000 + 7;
+    }
+    rows->push_back({"body without end", kTooLarge, "CurrentTime", ok + "\r\n", line, 64000});
+    rows->back().maxBytes = 16 << 20;
+    rows->back().bodyLimit = 1 << 20;
 }
 
 void AddSecrets(std::vector<Row> *rows) {
@@ -232,28 +199,22 @@ void AddSecrets(std::vector<Row> *rows) {
         {"a cookie", "Cookie: session=canary-cookie", Login::kCookie, "RetrieveServiceContent"},
     };
     for (bool hasTrace : {false, true}) {
-        for (const auto &row : echoes)
+        for (const auto &row : echoes) {
             rows->push_back(
-                {.name = "a page repeats the login, "s + row.name + (hasTrace ? ", traced" : ""),
-                 .steps = kFails,
-                 .method = row.method,
-                 .answer = page(row.echo),
-                 .hasTrace = hasTrace,
-                 .login = row.login});
+                {"a page repeats the login, "s + row.name + (hasTrace ? ", traced" : ""), kFails,
+                 row.method, page(row.echo)});
+            rows->back().hasTrace = hasTrace;
+            rows->back().login = row.login;
+        }
     }
-    rows->push_back({.name = "a cookie is set, traced",
-                     .steps = "connect success ozy25.6.0, call success, disconnect success",
-                     .method = "ozyServiceVersions.xml",
-                     .answer = HttpReply(kVersions, 200, "text/xml",
-                                         {"Set-Cookie: session=canary-cookie; Path=/"})
-                                   .bytes,
-                     .hasTrace = true});
-    rows->push_back({.name = "a URL that looks like a format",
-                     .steps = kFails,
-                     .method = "Login",
-                     .answer = page(""),
-                     .logged = "/sdk%s%n%s%n",
-                     .path = "/sdk%s%n%s%n"});
+    rows->push_back(
+        {"a cookie is set, traced", "connect success ozy25.6.0, call success, disconnect success",
+         "ozyServiceVersions.xml",
+         HttpReply(kVersions, 200, "text/xml", {"Set-Cookie: session=canary-cookie; Path=/"})
+             .bytes});
+    rows->back().hasTrace = true;
+    rows->push_back({"a URL that looks like a format", kFails, "Login", page("")});
+    rows->back().logged = rows->back().path = "/sdk%s%n%s%n";
 }
 
 void AddConnections(std::vector<Row> *rows) {

@@ -1,7 +1,5 @@
 #include "tests/hostile/rows.h"
 
-#include "tests/ozy/lib/orvane/session/sessionFixture.h"
-
 namespace hostile {
 
 namespace {
@@ -15,20 +13,11 @@ std::string Change(const std::string &op, const std::string &path, const std::st
     return "<changeSet><name>" + path + "</name><op>" + op + "</op>" + value + "</changeSet>";
 }
 
-std::string Repeated(const std::string &piece, int times) {
-    std::string text;
-    for (int i = 0; i < times; i++)
-        text += piece;
-    return text;
-}
-
 /* The update stream goes on whatever it brought, and so does all else. */
 Row Stream(const std::string &name, const std::string &bytes) {
-    return {.name = name,
-            .steps = kAllWell,
-            .method = "WaitForUpdatesEx",
-            .answer = bytes,
-            .maxAttacks = 1000};
+    Row row{name, kAllWell, "WaitForUpdatesEx", bytes};
+    row.maxAttacks = 1000;
+    return row;
 }
 
 Row Updates(const std::string &name, const std::string &objects) {
