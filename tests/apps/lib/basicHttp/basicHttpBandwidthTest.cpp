@@ -64,11 +64,8 @@ struct BasicHttpBandwidth : BasicHttpFixture {
 };
 
 TEST_F(BasicHttpBandwidth, ATransferAboveItsShareWaitsUntilItsAverageIsTheShare) {
-    const struct {
-        guint64 limit;
-        std::vector<Member> members; /* the first is asked for */
-        gint64 delay;
-    } rows[] = {
+    /* the first of the members is asked for */
+    const std::tuple<guint64, std::vector<Member>, gint64> rows[] = {
         {100, {{200, 100}}, 500000}, /* as long as the window took */
         {100, {{100, 100}}, 0},
         {100, {{101, 101}}, 10000},
@@ -82,10 +79,10 @@ TEST_F(BasicHttpBandwidth, ATransferAboveItsShareWaitsUntilItsAverageIsTheShare)
         {1, {{G_MAXINT64, G_MAXINT64}}, G_MAXINT64 - 1000000},
         {G_MAXUINT64, {{G_MAXINT64, 5}}, 0},
     };
-    for (const auto &row : rows) {
+    for (const auto &[limit, members, delay] : rows) {
         for (BasicHttpDirection direction : {BASICHTTP_UPLOAD, BASICHTTP_DOWNLOAD})
-            EXPECT_EQ(row.delay, Delay(row.limit, row.members, direction))
-                << row.limit << " " << row.members.size() << " " << row.members[0].rate;
+            EXPECT_EQ(delay, Delay(limit, members, direction))
+                << limit << " " << members.size() << " " << members[0].rate;
     }
     EXPECT_THAT(LogText(), testing::HasSubstr("GetDelay: This download transfer is paused.\n"));
 }
@@ -94,21 +91,19 @@ TEST_F(BasicHttpBandwidth, TheWindowKeepsTheRateAndForgetsOldTraffic) {
     static gint64 now;
     basicHttpNow = [] { return now; };
     BasicHttpBandwidthStats stats{};
-    const struct {
-        gint64 now, bytes, rate, windowBytes;
-    } rows[] = {
+    const std::tuple<gint64, gint64, gint64, gint64> rows[] = {
         {5000000, 1000, 0, 1000},         /* no time has passed yet */
         {6000000, 100000, 100000, 21845}, /* more than 65,535: a third of that, */
         {6000000, 100000, 100000, 21845}, /* over the time that it took */
         {7000000, 100000, 17928, 21845},
         {9000000, 90000, 0, 90000}, /* a count that drops begins anew */
     };
-    for (const auto &row : rows) {
-        now = row.now;
-        BasicHttpBandwidthUpdate(&stats, row.bytes);
-        EXPECT_EQ(row.rate, stats.transferRate) << row.now;
+    for (const auto &[time, bytes, rate, windowBytes] : rows) {
+        now = time;
+        BasicHttpBandwidthUpdate(&stats, bytes);
+        EXPECT_EQ(rate, stats.transferRate) << time;
         BasicHttpBandwidthSlideWindow(&stats);
-        EXPECT_EQ(row.windowBytes, stats.windowBytes) << row.now;
+        EXPECT_EQ(windowBytes, stats.windowBytes) << time;
     }
     EXPECT_THAT(LogText(), testing::HasSubstr("transferredBytes dropped"));
 
@@ -126,14 +121,11 @@ TEST_F(BasicHttpBandwidth, TheWindowKeepsTheRateAndForgetsOldTraffic) {
 
 TEST_F(BasicHttpBandwidth, ALimitHoldsInBothDirectionsAndIsShared) {
     server.Answer([](const CannedRequest &request) { return HttpReply(request.body); });
-    const struct {
-        guint64 upload, download;
-        size_t numRequests;
-        gint64 seconds;
-    } rows[] = {{0, 100000, 1, 10}, {100000, 0, 1, 10}, {0, 100000, 2, 20}};
-    for (const auto &row : rows) {
-        const GroupPtr group(BasicHttp_CreateBandwidthGroup(row.upload, row.download));
-        std::vector<Outcome> outcomes(row.numRequests);
+    const std::tuple<guint64, guint64, size_t, gint64> rows[] = {
+        {0, 100000, 1, 10}, {100000, 0, 1, 10}, {0, 100000, 2, 20}};
+    for (const auto &[upload, download, numRequests, seconds] : rows) {
+        const GroupPtr group(BasicHttp_CreateBandwidthGroup(upload, download));
+        std::vector<Outcome> outcomes(numRequests);
         for (Outcome &outcome : outcomes)
             Send(Join(group.get(), Request("/x", BASICHTTP_METHOD_POST, body.c_str())), &outcome);
         gint64 elapsed = 0;
@@ -141,8 +133,7 @@ TEST_F(BasicHttpBandwidth, ALimitHoldsInBothDirectionsAndIsShared) {
             elapsed += RunThroughDelays(outcome);
             EXPECT_EQ(body, outcome.content);
         }
-        EXPECT_NEAR(double(row.seconds), double(elapsed) / 1e6, 0.05 * double(row.seconds))
-            << row.upload;
+        EXPECT_NEAR(double(seconds), double(elapsed) / 1e6, 0.05 * double(seconds)) << upload;
     }
 }
 
@@ -153,16 +144,14 @@ TEST_F(BasicHttpBandwidth, TheTimeOfALateLoopIsMadeUp) {
     for (const gint64 lateness : {0, 50000, 100000}) {
         for (const guint64 upload : {guint64{0}, kLimit}) {
             const GroupPtr group(BasicHttp_CreateBandwidthGroup(upload, kLimit - upload));
-            Outcome outcome;
-            Send(Join(group.get(), Request("/x", BASICHTTP_METHOD_POST, large.c_str())), &outcome);
+            Sent outcome(Join(group.get(), Request("/x", BASICHTTP_METHOD_POST, large.c_str())));
             EXPECT_NEAR(3.0, double(RunThroughDelays(outcome, lateness)) / 1e6, 0.15)
                 << lateness << " " << upload;
         }
     }
     /* after a long sleep of the process, a transfer is as fast as before */
     const GroupPtr group(BasicHttp_CreateBandwidthGroup(0, kLimit));
-    Outcome outcome;
-    Send(Join(group.get(), Request("/x", BASICHTTP_METHOD_POST, large.c_str())), &outcome);
+    Sent outcome(Join(group.get(), Request("/x", BASICHTTP_METHOD_POST, large.c_str())));
     ASSERT_TRUE(RunUntilDelayed(outcome));
     AdvanceClock(3600 * kMicrosecondsPerSecond);
     EXPECT_LT(2.7, double(RunThroughDelays(outcome)) / 1e6);
@@ -235,8 +224,7 @@ TEST_F(BasicHttpBandwidth, OthersMayChangeOrEndALimitWhileATransferWaits) {
 TEST_F(BasicHttpBandwidth, ALoopThatRefusesTheResumeGetsTheTransferUnlimited) {
     AnswerAll(HttpReply(body));
     const GroupPtr group(BasicHttp_CreateBandwidthGroup(0, 10));
-    Outcome outcome;
-    Send(Join(group.get(), Request("/x")), &outcome);
+    Sent outcome(Join(group.get(), Request("/x")));
     ASSERT_TRUE(RunUntilDelayed(outcome));
     testLoop::SetRefusing(true);
     AdvanceClock(PendingDelay());

@@ -49,8 +49,7 @@ TEST_F(BasicHttpCookies, RequestsThatRunTogetherShareThem) {
 TEST_F(BasicHttpCookies, AJarMayBeFreedBeforeItsRequests) {
     AnswerWithCookie("id=1");
     BasicHttpCookieJar *jar = BasicHttp_CreateCookieJar();
-    Outcome outcome;
-    Send(Request("/", BASICHTTP_METHOD_GET, nullptr, jar), &outcome);
+    Sent outcome(Request("/", BASICHTTP_METHOD_GET, nullptr, jar));
     BasicHttpRequest *unsent = Request("/", BASICHTTP_METHOD_GET, nullptr, jar);
     BasicHttp_FreeCookieJar(jar);
     RunUntilDone(outcome);
@@ -94,9 +93,7 @@ TEST_F(BasicHttpCookies, AnInitialCookieIsPutInOnceAndStaysWithItsHost) {
 }
 
 TEST_F(BasicHttpCookies, InitialCookiesAreBound) {
-    const struct {
-        const char *line, *url, *bound;
-    } rows[] = {
+    const std::tuple<const char *, const char *, const char *> rows[] = {
         {"Set-Cookie: a=b; Path=/;", "http://h:80/sdk", "h\tFALSE\t/\tFALSE\t0\ta\tb"},
         {"Set-Cookie: a=b; Path=/;", "https://h/sdk", "h\tFALSE\t/\tTRUE\t0\ta\tb"},
         {"set-cookie:a=b=c;path=/x;secure;HttpOnly", "http://h/",
@@ -109,8 +106,8 @@ TEST_F(BasicHttpCookies, InitialCookiesAreBound) {
         {"Set-Cookie: a=b; Domain=other", "https://h/", "Set-Cookie: a=b; Domain=other; Secure"},
         {"other\tFALSE\t/\tFALSE\t0\ta\tb", "http://h/", "other\tFALSE\t/\tFALSE\t0\ta\tb"},
     };
-    for (const auto &row : rows)
-        EXPECT_EQ(row.bound, BasicHttpBindCookie(row.line, row.url)) << row.line;
+    for (const auto &[line, url, bound] : rows)
+        EXPECT_EQ(bound, BasicHttpBindCookie(line, url)) << line;
 }
 
 TEST_F(BasicHttpCookies, OtherTextsAreRefusedAndTheJarStaysAsItWas) {

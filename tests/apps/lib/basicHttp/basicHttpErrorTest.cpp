@@ -2,7 +2,6 @@
 #include "tests/apps/lib/basicHttp/httpFixture.h"
 
 #include <poll.h>
-#include <unistd.h>
 
 #include "tests/support/loopback.h"
 
@@ -86,10 +85,8 @@ TEST_F(BasicHttpErrors, AnswersThatAreNotWholeHttp) {
 }
 
 TEST_F(BasicHttpErrors, MalformedLengthsAndRangesEndTheRequest) {
-    const struct {
-        const char *line;
-        const char *logged; /* NULL: it is taken */
-    } rows[] = {
+    /* without a line of the log it is taken */
+    const std::pair<const char *, const char *> rows[] = {
         {"Content-Length: 2", nullptr},
         {"CONTENT-LENGTH: 2", nullptr},
         {"Content-Length:  2 ", nullptr},
@@ -113,14 +110,14 @@ TEST_F(BasicHttpErrors, MalformedLengthsAndRangesEndTheRequest) {
         {"Content-Range: bytes 0-9/99999999999999999999",
          "Error parsing Content-Range. <digits>-<digits>/<digits> expected."},
     };
-    for (const auto &row : rows) {
+    for (const auto &[line, logged] : rows) {
         LogRing_Clear();
         AnswerAll(
-            {.bytes = "HTTP/1.1 200 OK\r\n" + std::string(row.line) + "\r\n\r\nok", .close = true});
+            {.bytes = "HTTP/1.1 200 OK\r\n" + std::string(line) + "\r\n\r\nok", .close = true});
         const Outcome outcome = Run(Request("/x"));
-        EXPECT_EQ(row.logged == nullptr, outcome.error == BASICHTTP_ERROR_NONE) << row.line;
-        EXPECT_EQ(row.logged == nullptr, outcome.content == "ok") << row.line;
-        EXPECT_THAT(LogText(), testing::HasSubstr(row.logged ? row.logged : "")) << row.line;
+        EXPECT_EQ(logged == nullptr, outcome.error == BASICHTTP_ERROR_NONE) << line;
+        EXPECT_EQ(logged == nullptr, outcome.content == "ok") << line;
+        EXPECT_THAT(LogText(), testing::HasSubstr(logged ? logged : "")) << line;
     }
 }
 
@@ -140,9 +137,7 @@ TEST_F(BasicHttpErrors, ResponsesAboveTheLimitAreGivenUp) {
 TEST_F(BasicHttpErrors, HeadersAboveTheLimitAreGivenUp) {
     const std::string chunked =
         "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n2\r\nok\r\n0\r\n";
-    const struct {
-        std::string before, line, after;
-    } rows[] = {
+    const std::tuple<std::string, std::string, std::string> rows[] = {
         {"HTTP/1.1 200 OK\r\n", "X: " + std::string(195, 'x') + "\r\n",
          "Content-Length: 2\r\n\r\nok"},
         {chunked, "X: " + std::string(195, 'x') + "\r\n", "\r\n"}, /* trailers */
@@ -150,14 +145,14 @@ TEST_F(BasicHttpErrors, HeadersAboveTheLimitAreGivenUp) {
         {"", "HTTP/1.1 100 C\r\nX: " + std::string(177, 'x') + "\r\n\r\n",
          "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok"},
     };
-    for (const auto &row : rows) {
+    for (const auto &[before, line, after] : rows) {
         for (const auto &[numLines, error] :
              {std::pair(1500, BASICHTTP_ERROR_NONE), std::pair(1540, BASICHTTP_ERROR_TRANSFER)}) {
-            std::string bytes = row.before;
+            std::string bytes = before;
             for (int i = 0; i < numLines; i++)
-                bytes += row.line;
-            AnswerAll({bytes + row.after});
-            EXPECT_EQ(error, Run(Request("/x")).error) << row.line << numLines;
+                bytes += line;
+            AnswerAll({bytes + after});
+            EXPECT_EQ(error, Run(Request("/x")).error) << line << numLines;
         }
     }
 }

@@ -27,11 +27,8 @@ struct BasicHttpGuard : BasicHttpFixture {
 };
 
 TEST_F(BasicHttpGuard, ARequestGoesWhereItWasSentOrLedAndNowhereElse) {
-    const struct {
-        const char *url;
-        const char *redirect; /* that was let through */
-        bool isAllowed;
-    } rows[] = {
+    /* the redirect was let through */
+    const std::tuple<const char *, const char *, bool> rows[] = {
         {"http://h.invalid/x", "", true},
         {"h.invalid:80/x", "", true},
         {"http://h.invalid/x", "http://H.invalid:80/y", true},
@@ -40,22 +37,18 @@ TEST_F(BasicHttpGuard, ARequestGoesWhereItWasSentOrLedAndNowhereElse) {
         {"http://h.invalid/x", "http://other.invalid/x", false},
         {"https://h.invalid/x", "", false}, /* it has no TLS here */
     };
-    for (const auto &row : rows) {
-        BasicHttpRequest *request = Start(row.url, false);
-        request->redirectUrl = row.redirect;
-        EXPECT_EQ(row.isAllowed ? BASICHTTP_ERROR_NONE : BASICHTTP_ERROR_SSL_SECURITY,
+    for (const auto &[url, redirect, isAllowed] : rows) {
+        BasicHttpRequest *request = Start(url, false);
+        request->redirectUrl = redirect;
+        EXPECT_EQ(isAllowed ? BASICHTTP_ERROR_NONE : BASICHTTP_ERROR_SSL_SECURITY,
                   Look(request, "10.0.0.1"))
-            << row.url << " " << row.redirect;
+            << url << " " << redirect;
         BasicHttp_FreeRequest(request);
     }
 }
 
 TEST_F(BasicHttpGuard, AStrictRequestWithoutTlsStaysOnThisMachine) {
-    const struct {
-        const char *url;
-        const char *peer;
-        bool hasProxy, isAllowed;
-    } rows[] = {
+    const std::tuple<const char *, const char *, bool, bool> rows[] = {
         {"http://localhost:9/x", "127.0.0.1", false, true},
         {"http://127.9.8.7:9/x", "127.9.8.7", false, true},
         {"http://[::1]:9/x", "::1", false, true},
@@ -64,13 +57,12 @@ TEST_F(BasicHttpGuard, AStrictRequestWithoutTlsStaysOnThisMachine) {
         {"http://localhost:9/x", "127.0.0.1", true, false},
         {"http://h.invalid/x", "127.0.0.1", true, false},
     };
-    for (const auto &row : rows) {
+    for (const auto &[url, peer, hasProxy, isAllowed] : rows) {
         for (bool isStrict : {true, false}) {
-            BasicHttpRequest *request = Start(row.url, isStrict, row.hasProxy);
-            EXPECT_EQ(row.isAllowed || !isStrict ? BASICHTTP_ERROR_NONE
-                                                 : BASICHTTP_ERROR_SSL_SECURITY,
-                      Look(request, row.peer))
-                << row.url << " at " << row.peer;
+            BasicHttpRequest *request = Start(url, isStrict, hasProxy);
+            EXPECT_EQ(isAllowed || !isStrict ? BASICHTTP_ERROR_NONE : BASICHTTP_ERROR_SSL_SECURITY,
+                      Look(request, peer))
+                << url << " at " << peer;
             BasicHttp_FreeRequest(request);
         }
     }
@@ -86,60 +78,38 @@ TEST_F(BasicHttpGuard, WhatItRefusesIsNotSent) {
 }
 
 TEST_F(BasicHttpGuard, JudgesUrlsAsTheyAreSent) {
-    const struct {
-        const char *url;
-        BasicHttpUrlKind kind;
-    } rows[] = {
-        {"https://h/sdk", BASICHTTP_URL_ENCRYPTED},
-        {"HTTPS://localhost/sdk", BASICHTTP_URL_ENCRYPTED},
-        {"https://[fe80::1%25eth0]/", BASICHTTP_URL_ENCRYPTED},
-        {"http://localhost:8080", BASICHTTP_URL_LOOPBACK},
-        {"LOCALHOST/sdk", BASICHTTP_URL_LOOPBACK},
-        {"http://127.255.3.4/", BASICHTTP_URL_LOOPBACK},
-        {"http://0x7f000001/", BASICHTTP_URL_LOOPBACK}, /* as libcurl reads it */
-        {"http://[::1]/", BASICHTTP_URL_LOOPBACK},
-        {"http://u:p@localhost/", BASICHTTP_URL_LOOPBACK},
-        {"http://h/", BASICHTTP_URL_UNENCRYPTED},
-        {"http://128.0.0.1/", BASICHTTP_URL_UNENCRYPTED},
-        {"http://[::2]/", BASICHTTP_URL_UNENCRYPTED},
-        {"http://localhost@h/", BASICHTTP_URL_UNENCRYPTED},
-        {"http://127.0.0.1:80@h/sdk", BASICHTTP_URL_UNENCRYPTED},
-        {"http://localhost.h/", BASICHTTP_URL_UNENCRYPTED},
-        {"http://h?@localhost/", BASICHTTP_URL_UNENCRYPTED},
-        {"ftp.h/sdk", BASICHTTP_URL_UNENCRYPTED}, /* a name is no scheme */
-        {"imap.h/sdk", BASICHTTP_URL_UNENCRYPTED},
-        {"dict.localhost/sdk", BASICHTTP_URL_UNENCRYPTED},
-        {"http://localhos%74/sdk", BASICHTTP_URL_INVALID}, /* a zone, or a letter */
-        {"https://h%2ex/sdk", BASICHTTP_URL_INVALID},
-        {"ftp://h/", BASICHTTP_URL_INVALID},
-        {"file:///etc/passwd", BASICHTTP_URL_INVALID},
-        {"http://localhost:port/", BASICHTTP_URL_INVALID},
-        {"http://localhost:99999/", BASICHTTP_URL_INVALID},
-        {"http://local host/", BASICHTTP_URL_INVALID},
-        {"http://[::1/", BASICHTTP_URL_INVALID},
-        {"http://", BASICHTTP_URL_INVALID},
-        {"https:h", BASICHTTP_URL_INVALID},
-        {"", BASICHTTP_URL_INVALID},
-        {nullptr, BASICHTTP_URL_INVALID},
+    const std::pair<BasicHttpUrlKind, std::vector<const char *>> rows[] = {
+        {BASICHTTP_URL_ENCRYPTED,
+         {"https://h/sdk", "HTTPS://localhost/sdk", "https://[fe80::1%25eth0]/"}},
+        {BASICHTTP_URL_LOOPBACK, /* numbers as libcurl reads them */
+         {"http://localhost:8080", "LOCALHOST/sdk", "http://127.255.3.4/", "http://0x7f000001/",
+          "http://[::1]/", "http://u:p@localhost/"}},
+        {BASICHTTP_URL_UNENCRYPTED, /* a name is no scheme */
+         {"http://h/", "http://128.0.0.1/", "http://[::2]/", "http://localhost@h/",
+          "http://127.0.0.1:80@h/sdk", "http://localhost.h/", "http://h?@localhost/", "ftp.h/sdk",
+          "imap.h/sdk", "dict.localhost/sdk"}},
+        {BASICHTTP_URL_INVALID, /* a "%" begins a zone, or a letter */
+         {"http://localhos%74/sdk", "https://h%2ex/sdk", "ftp://h/", "file:///etc/passwd",
+          "http://localhost:port/", "http://localhost:99999/", "http://local host/", "http://[::1/",
+          "http://", "https:h", "", nullptr}},
     };
-    for (const auto &row : rows)
-        EXPECT_EQ(row.kind, BasicHttp_JudgeUrl(row.url)) << (row.url ? row.url : "NULL");
+    for (const auto &[kind, urls] : rows) {
+        for (const char *url : urls)
+            EXPECT_EQ(kind, BasicHttp_JudgeUrl(url)) << (url ? url : "NULL");
+    }
     EXPECT_TRUE(BasicHttp_IsLoopbackUrl("https://localhost/"));
     EXPECT_FALSE(BasicHttp_IsLoopbackUrl("https://localhos%74/"));
 }
 
 TEST_F(BasicHttpGuard, WhatThePeerMayHaveReadIsNotSentAgain) {
-    const struct {
-        BasicHttpMethod method;
-        bool isRepeatable; /* set by the application */
-        size_t bodySize;
-        bool isRepeated;
-    } rows[] = {{BASICHTTP_METHOD_POST, false, 4, false},
-                {BASICHTTP_METHOD_POST, false, 200000, false},
-                {BASICHTTP_METHOD_POST, true, 4, true},
-                {BASICHTTP_METHOD_PUT, false, 4, false},
-                {BASICHTTP_METHOD_GET, false, 4, true}};
-    for (const auto &row : rows) {
+    /* repeatable: set by the application */
+    const std::tuple<BasicHttpMethod, bool, size_t, bool> rows[] = {
+        {BASICHTTP_METHOD_POST, false, 4, false},
+        {BASICHTTP_METHOD_POST, false, 200000, false},
+        {BASICHTTP_METHOD_POST, true, 4, true},
+        {BASICHTTP_METHOD_PUT, false, 4, false},
+        {BASICHTTP_METHOD_GET, false, 4, true}};
+    for (const auto &[method, isRepeatable, bodySize, isRepeated] : rows) {
         size_t numSecond = 0;
         server.Answer([&](const CannedRequest &request) {
             CannedAnswer answer = HttpReply("<x/>");
@@ -148,16 +118,15 @@ TEST_F(BasicHttpGuard, WhatThePeerMayHaveReadIsNotSentAgain) {
             return answer;
         });
         Run(Request("/1"));
-        BasicHttpRequest *request =
-            Request("/2", row.method, std::string(row.bodySize, 'x').c_str());
+        BasicHttpRequest *request = Request("/2", method, std::string(bodySize, 'x').c_str());
         BasicHttp_AppendRequestHeader(request, "Expect: ");
-        if (row.isRepeatable)
+        if (isRepeatable)
             BasicHttp_SetRepeatable(request, TRUE);
         LogRing_Clear();
         const Outcome outcome = Run(request);
-        EXPECT_EQ(row.isRepeated ? BASICHTTP_ERROR_NONE : BASICHTTP_ERROR_TRANSFER, outcome.error);
-        EXPECT_EQ(row.isRepeated ? 2u : 1u, numSecond) << row.method << " " << row.bodySize;
-        EXPECT_EQ(row.isRepeated, LogText().find("is not sent again") == std::string::npos);
+        EXPECT_EQ(isRepeated ? BASICHTTP_ERROR_NONE : BASICHTTP_ERROR_TRANSFER, outcome.error);
+        EXPECT_EQ(isRepeated ? 2u : 1u, numSecond) << method << " " << bodySize;
+        EXPECT_EQ(isRepeated, LogText().find("is not sent again") == std::string::npos);
     }
 }
 

@@ -71,8 +71,7 @@ TEST_F(BasicHttpProxies, OfSocksSpeakSocks) {
     BasicHttpRequest *request = Get("http://127.0.0.1:7/x");
     BasicHttp_SetProxy(request, ("127.0.0.1:" + std::to_string(server.Port())).c_str(),
                        BASICHTTP_PROXY_SOCKS4);
-    Outcome outcome;
-    Send(request, &outcome);
+    Sent outcome(request);
     EXPECT_TRUE(testLoop::RunUntil([&] { return server.NumOpenConnections() == 1; }));
     testLoop::Settle();
     EXPECT_EQ(0u, server.Requests().size()) << "no HTTP before the proxy has agreed";

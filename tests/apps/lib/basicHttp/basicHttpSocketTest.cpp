@@ -64,8 +64,7 @@ TEST_F(BasicHttpSockets, ARequestRegistersItsTimersAndItsEnd) {
     BasicHttpRequest *request = Request("/x");
     BasicHttp_SetConnectTimeout(request, 7);
     BasicHttp_SetInactivityTimeout(request, BASICHTTP_TIMEOUT_SENT, 9);
-    Outcome outcome;
-    Send(request, &outcome);
+    Sent outcome(request);
     EXPECT_TRUE(RunUntilServed());
     const Texts registered = Registered();
     const std::string socket = std::to_string(request->socket);
@@ -84,8 +83,7 @@ TEST_F(BasicHttpSockets, ARequestRegistersItsTimersAndItsEnd) {
 
 TEST_F(BasicHttpSockets, ADescriptorThatIsGoneDoesNotStopTheOthers) {
     AnswerAll(HttpReply(""));
-    Outcome outcome;
-    Send(Request("/x"), &outcome);
+    Sent outcome(Request("/x"));
     BasicHttpSocketEntry gone{nullptr, 999, nullptr, CURL_POLL_IN};
     BasicHttpSocketPollCallback(&gone);
     RunUntilDone(outcome);
@@ -98,8 +96,7 @@ TEST_F(BasicHttpSockets, ChildrenDoNotInheritThem) {
         BasicHttpRequest *request = Request("/x");
         if (!hasWorkaround)
             BasicHttp_DisableConnectionTimeoutWorkaround(request);
-        Outcome outcome;
-        Send(request, &outcome);
+        Sent outcome(request);
         testLoop::Settle();
         ASSERT_NE(nullptr, curlGlobalState->sockets);
         EXPECT_TRUE(fcntl(curlGlobalState->sockets->socket, F_GETFD) & FD_CLOEXEC);
@@ -118,20 +115,17 @@ TEST_F(BasicHttpSockets, ALoopThatTakesNothingIsLogged) {
 
 /* Each row runs two rounds over 64 servers; a kept connection is accepted once. */
 TEST_F(BasicHttpSockets, AsManyConnectionsAreKeptAsAreNeeded) {
-    const struct {
-        guint limit;
-        size_t numJars; /* one for each server, or one for all */
-        bool isAtOnce;
-        bool isKept;
-    } rows[] = {{4096, 64, false, true}, {4096, 1, true, true}, {16, 64, false, false}};
+    /* jars: one for each server, or one for all */
+    const std::tuple<guint, size_t, bool, bool> rows[] = {
+        {4096, 64, false, true}, {4096, 1, true, true}, {16, 64, false, false}};
     std::vector<CannedServer> servers(64);
     for (CannedServer &each : servers)
         each.Answer([](const CannedRequest &) { return HttpReply(""); });
-    for (const auto &row : rows) {
+    for (const auto &[limit, numJars, isAtOnce, isKept] : rows) {
         InitAgain();
-        BasicHttp_SetMaxKeptConnections(row.limit);
+        BasicHttp_SetMaxKeptConnections(limit);
         std::vector<BasicHttpCookieJar *> jars;
-        for (size_t i = 0; i < row.numJars; i++)
+        for (size_t i = 0; i < numJars; i++)
             jars.push_back(NewJar());
         std::vector<int> before;
         for (const CannedServer &each : servers)
@@ -139,8 +133,8 @@ TEST_F(BasicHttpSockets, AsManyConnectionsAreKeptAsAreNeeded) {
         for (int round = 0; round < 2; round++) {
             std::vector<Outcome> outcomes(servers.size());
             for (size_t i = 0; i < servers.size(); i++) {
-                Send(Post(servers[i].Url("/"), jars[i % row.numJars]), &outcomes[i]);
-                if (!row.isAtOnce)
+                Send(Post(servers[i].Url("/"), jars[i % numJars]), &outcomes[i]);
+                if (!isAtOnce)
                     RunUntilDone(outcomes[i]);
             }
             for (const Outcome &outcome : outcomes)
@@ -149,7 +143,7 @@ TEST_F(BasicHttpSockets, AsManyConnectionsAreKeptAsAreNeeded) {
         size_t numAccepted = 0;
         for (size_t i = 0; i < servers.size(); i++)
             numAccepted += size_t(servers[i].NumConnections() - before[i]);
-        EXPECT_EQ(row.isKept, numAccepted == servers.size()) << numAccepted;
+        EXPECT_EQ(isKept, numAccepted == servers.size()) << numAccepted;
     }
     BasicHttp_SetMaxKeptConnections(4096);
 }

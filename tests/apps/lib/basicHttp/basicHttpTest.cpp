@@ -7,12 +7,7 @@ using BasicHttp = BasicHttpFixture;
 
 TEST_F(BasicHttp, MethodsGoOutAsTheyShould) {
     const std::string form = "\r\nContent-Type: application/x-www-form-urlencoded";
-    const struct {
-        BasicHttpMethod method;
-        const char *body;
-        const char *name;
-        std::string ownHeaders;
-    } rows[] = {
+    const std::tuple<BasicHttpMethod, const char *, const char *, std::string> rows[] = {
         {BASICHTTP_METHOD_GET, nullptr, "GET", ""},
         {BASICHTTP_METHOD_POST, "<x/>", "POST", "\r\nContent-Length: 4" + form},
         {BASICHTTP_METHOD_POST, nullptr, "POST", "\r\nContent-Length: 0" + form},
@@ -25,18 +20,18 @@ TEST_F(BasicHttp, MethodsGoOutAsTheyShould) {
                    ? CannedAnswer{"HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\n"}
                    : HttpReply("reply");
     });
-    for (const auto &row : rows) {
-        const Outcome outcome = Run(Request("/x", row.method, row.body));
+    for (const auto &[method, body, name, ownHeaders] : rows) {
+        const Outcome outcome = Run(Request("/x", method, body));
         EXPECT_EQ(BASICHTTP_ERROR_NONE, outcome.error);
         EXPECT_EQ(200, outcome.status);
-        EXPECT_EQ(row.method == BASICHTTP_METHOD_HEAD ? "" : "reply", outcome.content);
+        EXPECT_EQ(method == BASICHTTP_METHOD_HEAD ? "" : "reply", outcome.content);
         EXPECT_EQ(server.Url("/x"), outcome.url);
         const CannedRequest &seen = server.Requests().back();
-        EXPECT_EQ(std::string(row.name) +
+        EXPECT_EQ(std::string(name) +
                       " /x HTTP/1.1\r\nHost: 127.0.0.1:" + std::to_string(server.Port()) +
-                      "\r\nUser-Agent: Halden-client\r\nAccept: */*" + row.ownHeaders,
+                      "\r\nUser-Agent: Halden-client\r\nAccept: */*" + ownHeaders,
                   seen.head);
-        EXPECT_EQ(row.body ? row.body : "", seen.body);
+        EXPECT_EQ(body ? body : "", seen.body);
     }
     EXPECT_EQ(1, server.NumConnections());
 }
@@ -80,15 +75,11 @@ TEST_F(BasicHttp, HeadersMayBeSharedByRequestsAndOutliveTheirMaker) {
     Run(plain);
     Run(more);
 
-    const struct {
-        const char *header;
-        const char *plain;
-        const char *more;
-    } rows[] = {
+    const std::tuple<const char *, const char *, const char *> rows[] = {
         {"X-All", "1", "1"}, {"Accept", "", ""}, {"X-Replaced", "", ""}, {"X-More", "", "2"}};
-    for (const auto &row : rows) {
-        EXPECT_EQ(row.plain, server.Requests()[0].Header(row.header)) << row.header;
-        EXPECT_EQ(row.more, server.Requests()[1].Header(row.header)) << row.header;
+    for (const auto &[header, ofPlain, ofMore] : rows) {
+        EXPECT_EQ(ofPlain, server.Requests()[0].Header(header)) << header;
+        EXPECT_EQ(ofMore, server.Requests()[1].Header(header)) << header;
     }
 }
 
@@ -352,8 +343,7 @@ TEST_F(BasicHttp, NoConnectionCarriesTwoRequestsAtOnce) {
                                          : CannedAnswer{"HTTP/2 200 x\r\nContent-Length: 0\r\n\r\n",
                                                         request.target == "/new"};
     });
-    Outcome slow;
-    Send(Request("/slow"), &slow);
+    Sent slow(Request("/slow"));
     Run(Request("/new"));
     Run(Request("/next"));
     EXPECT_EQ(3, server.NumConnections());
@@ -450,9 +440,7 @@ TEST_F(BasicHttp, CredentialsAnswerAChallenge) {
 }
 
 TEST_F(BasicHttp, ZonesAreCutOutOfTheUrl) {
-    const struct {
-        const char *url, *rewritten, *zone;
-    } rows[] = {
+    const std::tuple<const char *, const char *, const char *> rows[] = {
         {"https://[fe80::1%eth0]:443", "https://[fe80::1]:443/", "eth0"},
         {"http://[fe80::1%3]:80/x%20y", "http://[fe80::1]:80/x%20y", "3"},
         {"http://[fe80::1%25eth0]/x", "http://[fe80::1]/x", "eth0"},
@@ -464,14 +452,13 @@ TEST_F(BasicHttp, ZonesAreCutOutOfTheUrl) {
         {"http://host/%41", "http://host/%41", ""},
         {"http://host/x", "http://host/x", ""},
     };
-    for (const auto &row : rows) {
-        const BasicHttpZone split = BasicHttpTakeZone(row.url);
-        EXPECT_EQ(row.rewritten, split.url) << row.url;
-        EXPECT_EQ(row.zone, split.zone) << row.url;
+    for (const auto &[url, rewritten, zone] : rows) {
+        const BasicHttpZone split = BasicHttpTakeZone(url);
+        EXPECT_EQ(rewritten, split.url) << url;
+        EXPECT_EQ(zone, split.zone) << url;
     }
     BasicHttpRequest *request = Get("http://[fe80::1%lo]:9/x");
-    Outcome outcome;
-    Send(request, &outcome);
+    Sent outcome(request);
     EXPECT_EQ("http://[fe80::1]:9/x", request->url);
     BasicHttp_FreeRequest(request);
 }

@@ -2,9 +2,7 @@
 #include "tests/apps/lib/basicHttp/httpFixture.h"
 
 #include <poll.h>
-#include <unistd.h>
 
-#include "apps/lib/basicHttp/basicHttpDeadline.h"
 #include "tests/support/loopback.h"
 
 namespace {
@@ -44,8 +42,7 @@ TEST_F(BasicHttpTimeouts, AConnectionThatIsNotEstablished) {
     for (bool isWatched : {true, false}) {
         BasicHttpRequest *request = Get(port.url);
         BasicHttp_SetConnectTimeout(request, 10);
-        Outcome outcome;
-        Send(request, &outcome);
+        Sent outcome(request);
         testLoop::Settle();
         EXPECT_LE(0, request->socket);
         if (!isWatched)
@@ -66,8 +63,7 @@ TEST_F(BasicHttpTimeouts, AnEstablishedConnectionMayWaitLonger) {
     for (const char *how : {"new", "used again"}) {
         BasicHttpRequest *request = Request("/x");
         BasicHttp_SetConnectTimeout(request, 10);
-        Outcome outcome;
-        Send(request, &outcome);
+        Sent outcome(request);
         EXPECT_TRUE(RunUntilServed(server.Requests().size() + 1));
         PassSeconds(11);
         EXPECT_EQ(0, outcome.numCalls) << how;
@@ -84,8 +80,7 @@ TEST_F(BasicHttpTimeouts, TheWorkaroundCanBeTurnedOff) {
     BasicHttpRequest *request = Get(port.url);
     BasicHttp_SetConnectTimeout(request, 1);
     BasicHttp_DisableConnectionTimeoutWorkaround(request);
-    Outcome outcome;
-    Send(request, &outcome);
+    Sent outcome(request);
     EXPECT_EQ(CURL_SOCKET_BAD, request->socket);
     const gint64 start = g_get_monotonic_time();
     RunUntilDone(outcome); /* libcurl's own clock, so this takes its second */
@@ -94,39 +89,34 @@ TEST_F(BasicHttpTimeouts, TheWorkaroundCanBeTurnedOff) {
 }
 
 TEST_F(BasicHttpTimeouts, InactivityEndsARequestByTheLimitOfItsState) {
-    const struct {
-        const char *body, *answer;
-        BasicHttpState state;
-        int kind;
-    } rows[] = {
+    const std::tuple<const char *, const char *, BasicHttpState, int> rows[] = {
         {nullptr, "", BASICHTTP_STATE_SENDING, BASICHTTP_TIMEOUT_SENDING},
         {"<x/>", "", BASICHTTP_STATE_SENT, BASICHTTP_TIMEOUT_SENT},
         {"<x/>", "HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nabc", BASICHTTP_STATE_RECEIVING,
          BASICHTTP_TIMEOUT_RECEIVING},
     };
-    for (const auto &row : rows) {
+    for (const auto &[body, answer, state, endingKind] : rows) {
         for (int kind :
              {BASICHTTP_TIMEOUT_SENDING, BASICHTTP_TIMEOUT_SENT, BASICHTTP_TIMEOUT_RECEIVING}) {
-            AnswerAll({row.answer});
+            AnswerAll({answer});
             BasicHttpRequest *request =
-                Request("/x", row.body ? BASICHTTP_METHOD_POST : BASICHTTP_METHOD_GET, row.body);
+                Request("/x", body ? BASICHTTP_METHOD_POST : BASICHTTP_METHOD_GET, body);
             BasicHttp_SetInactivityTimeout(request, kind, 5);
-            Outcome outcome;
-            Send(request, &outcome);
+            Sent outcome(request);
             EXPECT_TRUE(RunUntilServed(server.Requests().size() + 1));
             testLoop::Settle();
-            EXPECT_EQ(row.state, State(request)) << row.kind;
+            EXPECT_EQ(state, State(request)) << endingKind;
             PassSeconds(4);
-            EXPECT_EQ(0, outcome.numCalls) << row.kind;
+            EXPECT_EQ(0, outcome.numCalls) << endingKind;
             PassSeconds(2);
-            if (kind != row.kind) {
-                EXPECT_EQ(0, outcome.numCalls) << row.kind << kind;
+            if (kind != endingKind) {
+                EXPECT_EQ(0, outcome.numCalls) << endingKind << kind;
                 BasicHttp_FreeRequest(request);
                 continue;
             }
-            EXPECT_EQ(1, outcome.numCalls) << row.kind;
+            EXPECT_EQ(1, outcome.numCalls) << endingKind;
             EXPECT_EQ(BASICHTTP_ERROR_INACTIVITY_TIMEOUT, outcome.error);
-            EXPECT_EQ(row.state == BASICHTTP_STATE_RECEIVING ? "abc" : "", outcome.content);
+            EXPECT_EQ(state == BASICHTTP_STATE_RECEIVING ? "abc" : "", outcome.content);
         }
     }
     EXPECT_NE(std::string::npos,
@@ -139,8 +129,7 @@ TEST_F(BasicHttpTimeouts, ByteByByteIsActivity) {
     BasicHttpRequest *request = Request("/x");
     BasicHttp_SetInactivityTimeout(request, BASICHTTP_TIMEOUT_RECEIVING, 5);
     BasicHttp_SetInactivityTimeout(request, BASICHTTP_TIMEOUT_SENDING, 5);
-    Outcome outcome;
-    Send(request, &outcome);
+    Sent outcome(request);
     EXPECT_TRUE(RunUntilServed());
     for (int i = 0; i < 9; i++) {
         EXPECT_EQ(0, outcome.numCalls);
@@ -156,8 +145,7 @@ TEST_F(BasicHttpTimeouts, APausedRequestIsNotInactive) {
     AnswerAll({"HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nabc"});
     BasicHttpRequest *request = Request("/x");
     BasicHttp_SetInactivityTimeout(request, BASICHTTP_TIMEOUT_RECEIVING, 5);
-    Outcome outcome;
-    Send(request, &outcome);
+    Sent outcome(request);
     EXPECT_TRUE(RunUntilServed());
     testLoop::Settle();
     EXPECT_TRUE(BasicHttp_PauseRecvRequest(request, TRUE));
@@ -174,8 +162,7 @@ TEST_F(BasicHttpTimeouts, AreOnlyTakenBeforeARequestIsSent) {
     AnswerNothing();
     BasicHttpRequest *request = Request("/x");
     EXPECT_DEATH(BasicHttp_SetInactivityTimeout(request, 4, 1), "NOT_IMPLEMENTED ");
-    Outcome outcome;
-    Send(request, &outcome);
+    Sent outcome(request);
     BasicHttp_SetInactivityTimeout(request, BASICHTTP_TIMEOUT_SENDING, 1);
     PassSeconds(100);
     EXPECT_EQ(0, outcome.numCalls);

@@ -1,25 +1,21 @@
 // Which OpenSSL fits, and the last look at a connection. Real certificates are the sessions' tests.
 #include <ssl/ssl.h>
 
-#include "apps/lib/basicHttp/basicHttpInt.h"
 #include "tests/apps/lib/basicHttp/httpFixture.h"
 #include "tests/support/tlsFront.h"
 
 namespace {
 
 TEST(BasicHttpTlsKind, ObjectsAreOnlySharedWithTheSameOpenSsl) {
-    const struct {
-        const char *library;
-        bool isOpaque, isSame;
-    } rows[] = {{"OpenSSL/3.0.15", true, true},
-                {"OpenSSL/1.0.2u", false, true},
-                {"OpenSSL/3.0.15", false, false},
-                {"OpenSSL/1.1.1w", true, false},
-                {"GnuTLS/3.7.9", true, false},
-                {"GnuTLS/3.7.9", false, false},
-                {nullptr, true, false}};
-    for (const auto &row : rows)
-        EXPECT_EQ(row.isSame, BasicHttpIsSameOpenSsl(row.library, row.isOpaque));
+    const std::tuple<const char *, bool, bool> rows[] = {{"OpenSSL/3.0.15", true, true},
+                                                         {"OpenSSL/1.0.2u", false, true},
+                                                         {"OpenSSL/3.0.15", false, false},
+                                                         {"OpenSSL/1.1.1w", true, false},
+                                                         {"GnuTLS/3.7.9", true, false},
+                                                         {"GnuTLS/3.7.9", false, false},
+                                                         {nullptr, true, false}};
+    for (const auto &[library, isOpaque, isSame] : rows)
+        EXPECT_EQ(isSame, BasicHttpIsSameOpenSsl(library, isOpaque));
 }
 
 struct BasicHttpTls : BasicHttpFixture {
@@ -60,19 +56,17 @@ void CountContext(BasicHttpRequest *, gpointer, gpointer outcome) {
 TEST_F(BasicHttpTls, TheCertificateOfAProxyIsNotTheApplications) {
     SSL_Init(nullptr, nullptr, nullptr);
     const TlsFront proxy(server.Port(), *certificates::MakeKind("self-signed"));
-    const struct {
-        const char *proxy, *noProxy;
-        bool isAsked;
-    } rows[] = {{"HTTPS", nullptr, false}, {"https", nullptr, false}, {"https", "h.invalid", true}};
-    for (const auto &row : rows) {
+    const std::tuple<const char *, const char *, bool> rows[] = {
+        {"HTTPS", nullptr, false}, {"https", nullptr, false}, {"https", "h.invalid", true}};
+    for (const auto &[scheme, noProxy, isAsked] : rows) {
         BasicHttpRequest *request = Get("https://elsewhere.invalid/");
-        BasicHttp_SetProxy(request, (row.proxy + proxy.Url("/").substr(5)).c_str(),
+        BasicHttp_SetProxy(request, (scheme + proxy.Url("/").substr(5)).c_str(),
                            BASICHTTP_PROXY_HTTP);
-        BasicHttp_SetNoProxy(request, row.noProxy);
+        BasicHttp_SetNoProxy(request, noProxy);
         BasicHttp_SetSslCtxProc(request, CountContext);
         const Outcome outcome = Run(request);
         EXPECT_EQ(BASICHTTP_ERROR_SSL_SECURITY, outcome.error);
-        EXPECT_EQ(row.isAsked ? 1u : 0u, outcome.headers.size());
+        EXPECT_EQ(isAsked ? 1u : 0u, outcome.headers.size());
     }
 }
 

@@ -260,8 +260,7 @@ TEST_F(BasicHttpTransfer, ProgressMayEndEverything) {
                 end(request);
                 return true;
             };
-            Outcome bystander;
-            Send(Request("/y", BASICHTTP_METHOD_POST, "<y/>"), &bystander);
+            Sent bystander(Request("/y", BASICHTTP_METHOD_POST, "<y/>"));
             BasicHttpRequest *request = Request("/x", BASICHTTP_METHOD_POST, "<x/>");
             SendWatched(request, &watcher, 0, isSending ? OnSendProgress : nullptr,
                         isSending ? nullptr : OnRecvProgress);
@@ -290,8 +289,7 @@ TEST_F(BasicHttpTransfer, ProgressMayFreeAnotherRequestWithItsSource) {
         source.reset();
         return true;
     };
-    Outcome outcome;
-    Send(victim, &outcome);
+    Sent outcome(victim);
     SendWatched(Request("/x"), &watcher);
     RunUntilDone(watcher);
     testLoop::Settle();

@@ -12,11 +12,8 @@
 #pragma once
 
 #include <algorithm>
-#include <string>
-#include <vector>
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "apps/lib/basicHttp/basicHttp.h"
 #include "apps/lib/basicHttp/basicHttpInt.h"
@@ -149,4 +146,9 @@ struct BasicHttpFixture : testing::Test {
 
 private:
     std::vector<JarPtr> ownJars;
+};
+
+/* A request that is on its way, and how it ends. */
+struct Sent : Outcome {
+    explicit Sent(BasicHttpRequest *request) { BasicHttpFixture::Send(request, this); }
 };
