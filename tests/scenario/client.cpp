@@ -3,8 +3,6 @@
 
 #include <poll.h>
 
-#include <utility>
-
 #include <fmt/format.h>
 #include <orvane/schema/ozy.h>
 

@@ -17,8 +17,6 @@
 #pragma once
 
 #include <functional>
-#include <string>
-#include <vector>
 
 #include <orvane/orvane.h>
 #include <orvane/orvaneGlib.h>

@@ -6,7 +6,6 @@
 
 #include <fmt/format.h>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "tests/scenario/client.h"
 

@@ -1,7 +1,6 @@
 #include "lib/config/panicSettings.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "lib/misc/panicControl.h"
 #include "tests/lib/config/noPreferences.h"

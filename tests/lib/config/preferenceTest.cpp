@@ -2,14 +2,9 @@
 
 #include <sys/stat.h>
 
-#include <atomic>
-#include <string>
-
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "lib/config/config.h"
-#include "lib/misc/glibPtr.h"
 #include "lib/misc/utilExpand.h"
 #include "tests/lib/lock/inThreads.h"
 #include "tests/support/logText.h"
@@ -52,20 +47,16 @@ TEST_F(Preference, BeforeTheStartEachReadGivesItsDefault) {
 
 TEST_F(Preference, TheFirstLayerThatHasAKeyWins) {
     Init("g = 1\n", "g = 2\nu = 2\n", "u = 3\nd = 3\n", "d = 4\nh = 4\n", "h = 5\ns = 5\n");
-    const struct {
-        const char *name;
-        gint32 value;
-        PreferenceLayer layer;
-    } rows[] = {
+    const std::tuple<const char *, gint32, PreferenceLayer> rows[] = {
         {"g", 1, PREFERENCE_GLOBAL_SETTINGS}, {"u", 2, PREFERENCE_USER_PREFERENCES},
         {"d", 3, PREFERENCE_USER_DEFAULTS},   {"h", 4, PREFERENCE_HOST_DEFAULTS},
         {"S", 5, PREFERENCE_SITE_DEFAULTS},
     };
-    for (const auto &row : rows) {
+    for (const auto &[name, value, wantedLayer] : rows) {
         PreferenceLayer layer;
-        EXPECT_EQ(row.value, Preference_GetLong(0, row.name)) << row.name;
-        EXPECT_TRUE(Preference_FindLayer(row.name, &layer));
-        EXPECT_EQ(row.layer, layer) << row.name;
+        EXPECT_EQ(value, Preference_GetLong(0, name)) << name;
+        EXPECT_TRUE(Preference_FindLayer(name, &layer));
+        EXPECT_EQ(wantedLayer, layer) << name;
     }
     EXPECT_TRUE(Preference_SetFromString("u=9", FALSE));
     EXPECT_FALSE(Preference_SetFromString("u=10", FALSE));

@@ -3,16 +3,11 @@
  */
 #include <crypto/cryptoPassword.h>
 
-#include <cerrno>
-#include <string>
-#include <vector>
-
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <pty.h>
 #include <sys/wait.h>
 #include <termios.h>
-#include <unistd.h>
 
 #include "lib/crypto/cryptoOwner.h"
 #include "tests/support/logText.h"

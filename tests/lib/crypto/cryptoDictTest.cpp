@@ -1,10 +1,6 @@
 #include <crypto/cryptoDict.h>
 
 #include <algorithm>
-#include <string>
-#include <string_view>
-
-#include <gtest/gtest.h>
 
 #include "tests/lib/crypto/keys.h"
 

@@ -1,10 +1,5 @@
 #include <crypto/cryptoHash.h>
 
-#include <cstring>
-#include <string>
-
-#include <gtest/gtest.h>
-
 #include "lib/crypto/shaBodies.h"
 #include "lib/crypto/shaFips.h"
 #include "tests/lib/crypto/keys.h"
@@ -31,11 +26,7 @@ std::string LastLogLine() {
 
 TEST(CryptoHash, KnownAnswers) {
     const std::string twoBlocks = "abcdbcdecdefdefgefghfghighijhijkijkljklmklmnlmnomnopnopq";
-    const struct {
-        const char *name;
-        std::string text;
-        const char *digest;
-    } rows[] = {
+    const std::tuple<const char *, std::string, const char *> rows[] = {
         {"SHA-1", "", "da39a3ee5e6b4b0d3255bfef95601890afd80709"},
         {"SHA-1", "abc", "a9993e364706816aba3e25717850c26c9cd0d89d"},
         {"SHA-1", twoBlocks, "84983e441c3bd26ebaae4aa1f95129e5e54670f1"},
@@ -46,8 +37,8 @@ TEST(CryptoHash, KnownAnswers) {
         {"SHA-256", std::string(1000000, 'a'),
          "cdc76e5c9914fb9281a1c7e284d73e67f1809a48a497200e046d39ccc7112cd0"},
     };
-    for (const auto &row : rows)
-        EXPECT_EQ(row.digest, Digest(row.name, row.text)) << row.name << " " << row.text.size();
+    for (const auto &[name, text, digest] : rows)
+        EXPECT_EQ(digest, Digest(name, text)) << name << " " << text.size();
 }
 
 /* The portable body is checked by the answers above through the others, which must do as it does. */
@@ -223,11 +214,7 @@ TEST(CryptoKeyedHash, KnownAnswers) {
     const Bytes longText = Text("This is a test using a larger than block-size key and a larger "
                                 "than block-size data. The key needs to be hashed before being "
                                 "used by the HMAC algorithm.");
-    const struct {
-        const char *name;
-        Bytes key, data;
-        const char *mac;
-    } rows[] = {
+    const std::tuple<const char *, Bytes, Bytes, const char *> rows[] = {
         {"HMAC-SHA-1", Bytes(20, 0x0b), Text("Hi There"),
          "b617318655057264e28bc0b6fb378c8ef146be00"},
         {"HMAC-SHA-1-128", Bytes(20, 0x0b), Text("Hi There"), "b617318655057264e28bc0b6fb378c8e"},
@@ -252,8 +239,8 @@ TEST(CryptoKeyedHash, KnownAnswers) {
         {"HMAC-SHA-256", Bytes(131, 0xaa), longText,
          "9b09ffa71b942fcb27635fbcd5b0e944bfdc63644f0713938a7f51535c3a35e2"},
     };
-    for (const auto &row : rows)
-        EXPECT_EQ(row.mac, Mac(row.name, row.key, row.data)) << row.name << " " << row.key.size();
+    for (const auto &[name, key, data, mac] : rows)
+        EXPECT_EQ(mac, Mac(name, key, data)) << name << " " << key.size();
 
     // a key that is one byte too long for a block is its digest
     const Bytes longKey(65, 'k');

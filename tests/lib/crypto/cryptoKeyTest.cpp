@@ -1,10 +1,5 @@
 #include <crypto/cryptoKey.h>
 
-#include <string>
-
-#include <gtest/gtest.h>
-
-#include "lib/crypto/cryptoOwner.h"
 #include "tests/lib/crypto/keys.h"
 #include "tests/lib/lock/inThreads.h"
 #include "tests/support/logText.h"
@@ -129,12 +124,7 @@ TEST(CryptoKey, PaddingIsComparedButForItsFirstByte) {
 TEST(CryptoKey, BlocksAndChainsGiveThePublishedAnswers) {
     const Bytes plain = FromHex("6bc1bee22e409f96e93d7e117393172aae2d8a571e03ac9c9eb76fac45af8e51"
                                 "30c81c46a35ce411e5fbc1191a0a52eff69f2445df4f9b17ad2b417be66c3710");
-    const struct {
-        CryptoCipher *cipher;
-        const char *key;
-        const char *blocks;
-        const char *chain;
-    } rows[] = {
+    const std::tuple<CryptoCipher *, const char *, const char *, const char *> rows[] = {
         {CryptoCipherAES_128, "2b7e151628aed2a6abf7158809cf4f3c",
          "3ad77bb40d7a3660a89ecaf32466ef97f5d3d58503b9699de785895a96fdbaaf"
          "43b1cd7f598ece23881b00e3ed0306887b0c785e27e8ad3f8223207104725dd4",
@@ -151,18 +141,18 @@ TEST(CryptoKey, BlocksAndChainsGiveThePublishedAnswers) {
          "f58c4c04d6e5f1ba779eabfb5f7bfbd69cfc4e967edb808d679f777bc6702c7d"
          "39f23369a9d9bacfa530e26304231461b2eb05e2c39be9fcda6c19078c6a9d1b"},
     };
-    for (const auto &row : rows) {
-        const CryptoKeyPtr key = KeyOf(row.cipher, FromHex(row.key));
+    for (const auto &[cipher, keyText, blocks, chain] : rows) {
+        const CryptoKeyPtr key = KeyOf(cipher, FromHex(keyText));
         Bytes out(plain.size());
         for (gsize at = 0; at < out.size(); at += kBlock)
             EXPECT_EQ(0u, CryptoKey_ECBEncrypt(key.get(), &plain[at], &out[at], kBlock));
-        EXPECT_EQ(row.blocks, ToHex(out));
+        EXPECT_EQ(blocks, ToHex(out));
         for (gsize at = 0; at < out.size(); at += kBlock)
             EXPECT_EQ(0u, CryptoKey_ECBDecrypt(key.get(), &out[at], &out[at], kBlock));
         EXPECT_EQ(plain, out);
         Bytes iv = FromHex("000102030405060708090a0b0c0d0e0f");
         EXPECT_EQ(0u, CryptoKey_CBCEncrypt(key.get(), iv.data(), 16, plain.data(), out.data(), 64));
-        EXPECT_EQ(row.chain, ToHex(out));
+        EXPECT_EQ(chain, ToHex(out));
         iv = FromHex("000102030405060708090a0b0c0d0e0f");
         EXPECT_EQ(0u, CryptoKey_CBCDecrypt(key.get(), iv.data(), 16, out.data(), out.data(), 64));
         EXPECT_EQ(plain, out);

@@ -1,9 +1,5 @@
 #include <crypto/cryptoPassword.h>
 
-#include <string>
-
-#include <gtest/gtest.h>
-
 #include "lib/crypto/cryptoInt.h"
 #include "tests/lib/crypto/keys.h"
 
@@ -20,12 +16,7 @@ std::string Derive(std::string_view password, std::string_view salt, int rounds,
 /* RFC 6070, but for the row of 16,777,216 rounds. */
 TEST(CryptoPBKDF2, KnownAnswers) {
     using namespace std::literals;
-    const struct {
-        std::string_view password;
-        std::string_view salt;
-        int rounds;
-        const char *key;
-    } rows[] = {
+    const std::tuple<std::string_view, std::string_view, int, const char *> rows[] = {
         {"password", "salt", 1, "0c60c80f961f0e71f3a9b524af6012062fe037a6"},
         {"password", "salt", 2, "ea6c014dc72d6f8ccd1ed92ace1d41f0d8de8957"},
         {"password", "salt", 4096, "4b007901b765489abead49d926f721d065a429c1"},
@@ -33,9 +24,9 @@ TEST(CryptoPBKDF2, KnownAnswers) {
          "3d2eec4fe41c849b80c8d83662c0e44a8b291a964cf2f07038"},
         {"pass\0word"sv, "sa\0lt"sv, 4096, "56fa6aa75548099dcc37d7f03425e0c3"},
     };
-    for (const auto &row : rows)
-        EXPECT_EQ(row.key, Derive(row.password, row.salt, row.rounds, strlen(row.key) / 2))
-            << row.password << " " << row.rounds;
+    for (const auto &[password, salt, rounds, key] : rows)
+        EXPECT_EQ(key, Derive(password, salt, rounds, strlen(key) / 2))
+            << password << " " << rounds;
 }
 
 /* The definition, block by block, with the keyed hash of the facade. */

@@ -1,13 +1,5 @@
 #include <crypto/cryptoPassword.h>
 
-#include <string>
-
-#include <gtest/gtest.h>
-
-#include <crypto/cryptoDict.h>
-#include <crypto/cryptoRandom.h>
-
-#include "lib/crypto/cryptoOwner.h"
 #include "lib/crypto/cryptoRounds.h"
 #include "tests/lib/crypto/keys.h"
 

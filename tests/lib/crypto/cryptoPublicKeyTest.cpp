@@ -1,13 +1,6 @@
 #include <crypto/cryptoKey.h>
 
-#include <cstdlib>
-#include <string>
-
-#include <gtest/gtest.h>
-
-#include "lib/crypto/cryptoOwner.h"
 #include "lib/crypto/cryptoPemCost.h"
-#include "tests/lib/crypto/bytes.h"
 #include "tests/lib/crypto/keys.h"
 #include "tests/support/logText.h"
 #include "tests/support/temporaryFolder.h"

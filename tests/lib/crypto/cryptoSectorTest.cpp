@@ -1,8 +1,5 @@
 #include <crypto/cryptoSector.h>
 
-#include <gtest/gtest.h>
-
-#include "lib/misc/glibPtr.h"
 #include "tests/lib/crypto/keys.h"
 
 namespace {

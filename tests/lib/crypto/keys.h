@@ -4,7 +4,6 @@
 #pragma once
 
 #include <cstring>
-#include <string>
 
 #include <gtest/gtest.h>
 

@@ -1,21 +1,15 @@
 #include "lib/dict/dictionary.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <cstring>
-#include <memory>
-#include <string>
 #include <thread>
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "lib/dict/dictionaryFile.h"
 #include "lib/keyLocator/keySafe.h"
 #include "lib/keyLocator/keySafeUserRing.h"
-#include "lib/misc/glibPtr.h"
 #include "lib/user/msg.h"
 #include "tests/support/fileFaults.h"
 #include "tests/support/logText.h"
@@ -141,12 +135,8 @@ TEST_F(DictionaryTest, EveryKindOfLineSurvivesAChangeOfAnother) {
 }
 
 TEST_F(DictionaryTest, ATextIsConvertedOnFirstUse) {
-    const struct {
-        const char *text;
-        guint type;
-        const char *want;
-        const char *message; /* part of it */
-    } rows[] = {
+    /* the last: a part of the message */
+    const std::tuple<const char *, guint, const char *, const char *> rows[] = {
         {"", DICT_BOOL, "true", ""},
         {"YES", DICT_BOOL, "true", ""},
         {"off", DICT_BOOL, "false", ""},
@@ -166,15 +156,15 @@ TEST_F(DictionaryTest, ATextIsConvertedOnFirstUse) {
         {"dontcare", DICT_TRISTATE, "default", ""},
         {"maybe", DICT_TRISTATE, "false", "not a valid tristate value. Using value \"FALSE\""},
     };
-    for (const auto &row : rows) {
+    for (const auto &[text, type, want, message] : rows) {
         Dictionary_Clear(Get());
-        Dict_SetAny(Get(), row.text, "x");
-        EXPECT_STREQ(row.text, Dictionary_GetAsString(Get(), "x"));
-        Dictionary_Get(Get(), nullptr, row.type, "x");
-        EXPECT_STREQ(row.want, Dictionary_GetAsString(Get(), "x")) << row.text;
+        Dict_SetAny(Get(), text, "x");
+        EXPECT_STREQ(text, Dictionary_GetAsString(Get(), "x"));
+        Dictionary_Get(Get(), nullptr, type, "x");
+        EXPECT_STREQ(want, Dictionary_GetAsString(Get(), "x")) << text;
         const std::string messages = Messages();
-        EXPECT_THAT(messages, HasSubstr(row.message)) << row.text;
-        EXPECT_EQ(*row.message == '\0', messages.empty()) << messages;
+        EXPECT_THAT(messages, HasSubstr(message)) << text;
+        EXPECT_EQ(*message == '\0', messages.empty()) << messages;
     }
 }
 
@@ -234,10 +224,7 @@ TEST_F(DictionaryTest, TheEncodingMayBeNamedAnywhere) {
 
     ASSERT_TRUE(Load("a = \"\xe4\"\n", latin));
     EXPECT_EQ("\xc3\xa4", String("a"));
-    const struct {
-        const char *text;
-        const char *message;
-    } rows[] = {
+    const std::pair<const char *, const char *> rows[] = {
         {"a = \"\xe4\"\n",
          "Value \"\\xe4\" for variable \"a\" is not valid in encoding \"UTF-8\"."},
         {".encoding = \"klingon\"\n", "Character encoding \"klingon\" is not supported."},
@@ -246,9 +233,9 @@ TEST_F(DictionaryTest, TheEncodingMayBeNamedAnywhere) {
         {".encoding = \"UTF-8\"\na = \"\xff\"\n", "is not valid in encoding \"UTF-8\"."},
         {".encoding = \"UTF-8\"\na = 1\nA = \"\xff\"\n", "Variable \"A\" is already defined."},
     };
-    for (const auto &row : rows) {
-        EXPECT_FALSE(Load(row.text)) << row.text;
-        EXPECT_THAT(Messages(), HasSubstr(row.message)) << row.text;
+    for (const auto &[text, message] : rows) {
+        EXPECT_FALSE(Load(text)) << text;
+        EXPECT_THAT(Messages(), HasSubstr(message)) << text;
     }
 }
 

@@ -1,11 +1,5 @@
 #include "lib/dict/dictll.h"
 
-#include <cerrno>
-#include <cstdlib>
-#include <memory>
-#include <string>
-#include <vector>
-
 #include <gtest/gtest.h>
 
 #include "lib/misc/glibPtr.h"
@@ -55,10 +49,7 @@ std::vector<std::string> UnmarshalAll(const std::string &text) {
 }
 
 TEST(DictLL, ReadsOneLine) {
-    const struct {
-        const char *line;
-        const char *want;
-    } rows[] = {
+    const std::pair<const char *, const char *> pairs[] = {
         {"a=b", "<a><b>"},
         {" \ta\t=  \"b c\"\t ", "<a><b c>"},
         {"a = \"\"", "<a><>"},
@@ -74,25 +65,18 @@ TEST(DictLL, ReadsOneLine) {
         {"a|41 = 1", "<a|41><1>"},
         {"\xc3\xa4 = \"\xff\"", "<\xc3\xa4><\xff>"},
         {".encoding = \"UTF-8\"", "<.encoding><UTF-8>"},
-        {"a = b = c", "a = b = c"},
         {"a = b\"c", "<a><b\"c>"},
-        {"a == b", "a == b"},
         {"a ==", "<a><=>"},
-        {"a", "a"},
-        {"= b", "= b"},
-        {"a b = c", "a b = c"},
-        {"a = \"b", "a = \"b"},
-        {"a = \"b\" c", "a = \"b\" c"},
-        {"a = \"b\"\"c\"", "a = \"b\"\"c\""},
-        {"# a = b", "# a = b"},
-        {"", ""},
-        {" \t", " \t"},
     };
-    for (const auto &row : rows) {
-        const std::string line = std::string(row.line) + "\n";
-        EXPECT_EQ(std::vector<std::string>{row.want}, ReadAll(line)) << row.line;
-        EXPECT_EQ(std::vector<std::string>{row.want}, UnmarshalAll(line)) << row.line;
-    }
+    const auto expect = [](const std::string &shown, const char *line) {
+        EXPECT_EQ(std::vector{shown}, ReadAll(std::string(line) + "\n")) << line;
+        EXPECT_EQ(std::vector{shown}, UnmarshalAll(std::string(line) + "\n")) << line;
+    };
+    for (const auto &[line, shown] : pairs)
+        expect(shown, line);
+    for (const char *noPair : {"a = b = c", "a == b", "a", "= b", "a b = c", "a = \"b",
+                               "a = \"b\" c", "a = \"b\"\"c\"", "# a = b", "", " \t"})
+        expect(noPair, noPair);
 }
 
 TEST(DictLL, FindsTheEndsOfLines) {

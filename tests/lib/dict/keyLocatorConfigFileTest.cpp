@@ -1,14 +1,10 @@
 #include <memory>
-#include <string>
-#include <vector>
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
-#include "lib/crypto/cryptoOwner.h"
 #include "lib/keyLocator/keyLocator.h"
-#include "lib/misc/log.h"
 #include "tests/lib/crypto/keys.h"
+#include "tests/support/logText.h"
 #include "tests/support/temporaryFolder.h"
 
 namespace {
@@ -46,12 +42,7 @@ std::string FileOf(const std::vector<std::string> &members) {
 }
 
 TEST(KeyLocatorConfigFile, TellsTheCipherOfThePassphrasesOrWhyNot) {
-    const struct {
-        std::string file;
-        KeyLocError error;
-        const char *cipher;
-        const char *logged;
-    } rows[] = {
+    const std::tuple<std::string, KeyLocError, const char *, const char *> rows[] = {
         {FileOf({"role", "AES-256", "AES-256"}), 0, "AES-256", ""},
         {FileOf({"null", "AES-192"}), 0, "AES-192", "Missing key locator pair."},
         {FileOf({"AES-128", "role", "AES-256"}), 10, nullptr, "cipher types: AES-128 AES-256"},
@@ -63,17 +54,15 @@ TEST(KeyLocatorConfigFile, TellsTheCipherOfThePassphrasesOrWhyNot) {
         {"a = 1\na = 2\n", 2, nullptr, "line 2: Variable \"a\" is already defined."},
     };
     const TemporaryFolder folder;
-    for (const auto &row : rows) {
-        SCOPED_TRACE(row.file);
+    for (const auto &[file, error, wantedCipher, logged] : rows) {
+        SCOPED_TRACE(file);
         LogRing_Clear();
-        const std::string path = folder.Write("config", row.file);
+        const std::string path = folder.Write("config", file);
         CryptoText cipher;
-        EXPECT_EQ(row.error,
-                  KeyLocator_ExtractCipherFromConfigFile(path.c_str(), CryptoOut(cipher)));
-        EXPECT_STREQ(row.cipher, cipher.get());
-        const GPtr<char> log(LogRing_Copy());
-        const char *head = *row.logged != '\0' ? "W KeyLocator_ExtractCipherFromConfigFile: " : "";
-        EXPECT_THAT(log.get(), AllOf(StartsWith(head), HasSubstr(row.logged)));
+        EXPECT_EQ(error, KeyLocator_ExtractCipherFromConfigFile(path.c_str(), CryptoOut(cipher)));
+        EXPECT_STREQ(wantedCipher, cipher.get());
+        const char *head = *logged != '\0' ? "W KeyLocator_ExtractCipherFromConfigFile: " : "";
+        EXPECT_THAT(LogText(), AllOf(StartsWith(head), HasSubstr(logged)));
     }
 }
 

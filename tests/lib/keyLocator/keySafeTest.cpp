@@ -1,9 +1,5 @@
 #include "lib/keyLocator/keySafeInt.h"
 
-#include <string>
-
-#include <crypto/cryptoDict.h>
-
 #include "tests/lib/crypto/keys.h"
 
 namespace {

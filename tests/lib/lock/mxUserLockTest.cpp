@@ -1,9 +1,5 @@
 #include "lib/lock/mxUserLock.h"
 
-#include <memory>
-#include <thread>
-#include <vector>
-
 #include <gtest/gtest.h>
 
 #include "lib/misc/glibPtr.h"

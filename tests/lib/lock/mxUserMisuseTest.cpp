@@ -1,6 +1,5 @@
 // Dumps of locks, and how misuse of a lock ends the process.
 #include <functional>
-#include <string>
 #include <thread>
 
 #include <gmock/gmock.h>

@@ -1,5 +1,4 @@
 #include <array>
-#include <memory>
 
 #include <gtest/gtest.h>
 

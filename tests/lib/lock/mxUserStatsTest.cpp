@@ -1,8 +1,5 @@
 #include "lib/lock/mxUserStats.h"
 
-#include <memory>
-#include <string>
-
 #include <gmock/gmock.h>
 
 #include "lib/lock/mxUserHisto.h"
@@ -81,20 +78,16 @@ TEST_F(MXUserStats, AttemptsAreJudged) {
     MXUserAcquisitionStatsDump(&stats, &lock->header);
     EXPECT_THAT(Take(), HasSubstr(Ours("MXUser: ce l=# a=4 s=3 sc=1 sct=50 t=116\n")));
 
-    const struct {
-        double ratioFloor;
-        guint32 countFloor;
-        double ratio;
-        bool isHot;
-    } rows[] = {{0.3, 4, 1.0 / 3, true},
-                {0.34, 4, 1.0 / 3, false},
-                {0.0, 5, 0, false},
-                {0.3, 0, 0, false},
-                /* never */ {0.3, G_MAXUINT32, 0, true}};
-    for (const auto &row : rows) {
-        MXUser_StatisticsControl(row.ratioFloor, row.countFloor, 50);
-        EXPECT_DOUBLE_EQ(row.ratio, MXUserKitchen(&stats).ratio) << row.countFloor;
-        EXPECT_EQ(row.isHot, MXUserKitchen(&stats).isHot) << row.countFloor;
+    const std::tuple<double, guint32, double, bool> rows[] = {
+        {0.3, 4, 1.0 / 3, true},
+        {0.34, 4, 1.0 / 3, false},
+        {0.0, 5, 0, false},
+        {0.3, 0, 0, false},
+        /* never */ {0.3, G_MAXUINT32, 0, true}};
+    for (const auto &[ratioFloor, countFloor, ratio, isHot] : rows) {
+        MXUser_StatisticsControl(ratioFloor, countFloor, 50);
+        EXPECT_DOUBLE_EQ(ratio, MXUserKitchen(&stats).ratio) << countFloor;
+        EXPECT_EQ(isHot, MXUserKitchen(&stats).isHot) << countFloor;
     }
 }
 

@@ -1,9 +1,5 @@
 #include "lib/lock/vthreadBase.h"
 
-#include <cstdlib>
-#include <set>
-#include <string>
-
 #include <gtest/gtest.h>
 
 #include "lib/misc/utilSafe.h"

@@ -1,8 +1,6 @@
 #include "lib/misc/base64.h"
 
 #include <cstring>
-#include <optional>
-#include <string>
 
 #include <gtest/gtest.h>
 

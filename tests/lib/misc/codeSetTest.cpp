@@ -1,9 +1,5 @@
 #include "lib/misc/codeSet.h"
 
-#include <optional>
-#include <string>
-#include <string_view>
-
 #include <gtest/gtest.h>
 
 #include "lib/misc/glibPtr.h"

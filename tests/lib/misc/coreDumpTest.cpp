@@ -1,18 +1,14 @@
 #include "lib/misc/coreDump.h"
 
 #include <csignal>
-#include <string>
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/utsname.h>
-#include <unistd.h>
 
 #include "lib/misc/coreDumpRegion.h"
-#include "lib/misc/glibPtr.h"
 #include "lib/misc/panicControl.h"
 #include "lib/misc/readableMemory.h"
 #include "tests/support/inChild.h"
@@ -31,11 +27,7 @@ TEST(CoreDump, NamesFollowThePattern) {
     uname(&names);
     const std::string host = names.nodename, user = std::to_string(getuid()),
                       group = std::to_string(getgid()), here = Text(getcwd(nullptr, 0)).get();
-    const struct {
-        std::string pattern;
-        bool usesPid;
-        std::string path;
-    } rows[] = {
+    const std::tuple<std::string, bool, std::string> rows[] = {
         {"core", false, here + "/core"},
         {"core", true, here + "/core.4711"},
         {"", false, here + "/"}, /* what the system does with it, too */
@@ -49,10 +41,9 @@ TEST(CoreDump, NamesFollowThePattern) {
         {"/" + std::string(80, 'y'), false, "/" + std::string(63, 'y')},
         {"/" + std::string(80, 'y'), true, "/" + std::string(63, 'y') + ".4711"},
     };
-    for (const auto &row : rows)
-        EXPECT_STREQ(row.path.c_str(),
-                     Text(SigCoreFileNameOf(row.pattern.c_str(), row.usesPid, 4711)).get())
-            << row.pattern;
+    for (const auto &[pattern, usesPid, path] : rows)
+        EXPECT_STREQ(path.c_str(), Text(SigCoreFileNameOf(pattern.c_str(), usesPid, 4711)).get())
+            << pattern;
     EXPECT_THAT(LogText(), HasSubstr("I Core dump pipes to process /usr/bin/keep %p, core file "
                                      "unreliable\n"));
     EXPECT_EQ(here + "/core", Text(SigCoreFileNameOf(nullptr, FALSE, 1)).get()) << "unreadable";

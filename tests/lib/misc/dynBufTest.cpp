@@ -1,7 +1,5 @@
 #include "lib/misc/dynBuf.h"
 
-#include <string>
-
 #include <gtest/gtest.h>
 
 #include "lib/misc/glibPtr.h"

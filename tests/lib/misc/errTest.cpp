@@ -1,9 +1,6 @@
 #include "lib/misc/err.h"
 
-#include <cerrno>
 #include <cstring>
-#include <string>
-#include <vector>
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,6 @@
 #include "lib/misc/escape.h"
 
 #include <cstring>
-#include <string>
 
 #include <gtest/gtest.h>
 

@@ -1,12 +1,6 @@
 #include "lib/misc/hashTable.h"
 
-#include <atomic>
-#include <cstdlib>
-#include <map>
-#include <memory>
 #include <random>
-#include <string>
-#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -42,12 +36,7 @@ std::string Keys(const HashTable *table, bool areNumbers = false) {
 }
 
 TEST(HashTable, BucketsAreThoseOfTheHashAndItsFolding) {
-    const struct {
-        guint buckets;
-        gint flags;
-        std::vector<const char *> words;
-        const char *order;
-    } rows[] = {
+    const std::tuple<guint, gint, std::vector<const char *>, const char *> rows[] = {
         {16,
          0,
          {"", "a", "ab", "task", "info", "host-12", "vm", "datacenter", "\xe9t\xe9"},
@@ -57,11 +46,11 @@ TEST(HashTable, BucketsAreThoseOfTheHashAndItsFolding) {
         {256, 0, {"host-12", "a", "info", "ab"}, "a host-12 ab info "},
         {1, 0, {"c", "a", "b"}, "b a c "},
     };
-    for (const auto &row : rows) {
-        TablePtr table(HashTable_Alloc(row.buckets, row.flags, nullptr));
-        for (const char *word : row.words)
+    for (const auto &[buckets, flags, words, order] : rows) {
+        TablePtr table(HashTable_Alloc(buckets, flags, nullptr));
+        for (const char *word : words)
             HashTable_Insert(table.get(), word, nullptr);
-        EXPECT_EQ(row.order, Keys(table.get()));
+        EXPECT_EQ(order, Keys(table.get()));
     }
 }
 

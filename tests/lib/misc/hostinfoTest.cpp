@@ -1,8 +1,6 @@
 #include "lib/misc/hostinfo.h"
 
-#include <cstdlib>
 #include <filesystem>
-#include <string>
 
 #include <gtest/gtest.h>
 

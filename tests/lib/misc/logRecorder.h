@@ -9,7 +9,6 @@
 #pragma once
 
 #include <functional>
-#include <string>
 
 #include "lib/misc/logOutput.h"
 #include "lib/misc/logText.h"

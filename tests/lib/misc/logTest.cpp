@@ -1,28 +1,16 @@
 #include "lib/misc/log.h"
 
-#include <unistd.h>
-
-#include <cerrno>
-#include <ctime>
-#include <string>
-#include <thread>
-#include <vector>
-
 #include <gtest/gtest.h>
 
 #include "lib/lock/vthreadBase.h"
-#include "lib/misc/glibPtr.h"
 #include "lib/misc/hostinfo.h"
-#include "lib/misc/logText.h"
 #include "lib/misc/logThrottle.h"
+#include "tests/lib/lock/inThreads.h"
 #include "tests/lib/misc/logRecorder.h"
 #include "tests/support/inChild.h"
+#include "tests/support/logText.h"
 
 namespace {
-
-std::string Ring() {
-    return GPtr<char>(LogRing_Copy()).get();
-}
 
 std::string Times(size_t count, const char *text) {
     std::string all;
@@ -57,21 +45,19 @@ TEST_F(LogTest, RingKeepsLinesWithTheirLevels) {
     Log("pieces\n");
     Log_Audit("taken\n");
     Log("%s", "");
-    const struct {
-        gint level;
-        const char *kept;
-    } rows[] = {{100, "E 100\n"}, {105, "E 105\n"}, {110, "W 110\n"}, {115, "A 115\n"},
-                {120, "I 120\n"}, {125, ""},        {135, ""},        {145, ""},
-                {146, "I 146\n"}, {99, "I 99\n"},   {-1, "I -1\n"},   {371, "I 371\n"}};
+    const std::pair<gint, const char *> rows[] = {
+        {100, "E 100\n"}, {105, "E 105\n"}, {110, "W 110\n"}, {115, "A 115\n"},
+        {120, "I 120\n"}, {125, ""},        {135, ""},        {145, ""},
+        {146, "I 146\n"}, {99, "I 99\n"},   {-1, "I -1\n"},   {371, "I 371\n"}};
     std::string expected = "I SSL: 3 of four\nW in pieces\nA taken\n";
-    for (const auto &row : rows) {
-        Log_Level(row.level, "%d\n", row.level);
-        expected += row.kept;
+    for (const auto &[level, kept] : rows) {
+        Log_Level(level, "%d\n", level);
+        expected += kept;
     }
     EXPECT_EQ(ERANGE, errno);
-    EXPECT_EQ(expected, Ring());
+    EXPECT_EQ(expected, LogText());
     LogRing_Clear();
-    EXPECT_EQ("", Ring());
+    EXPECT_EQ("", LogText());
 }
 
 TEST_F(LogTest, MessagesBecomeLines) {
@@ -129,7 +115,7 @@ TEST_F(LogTest, LongMessagesAreCutAtACharacter) {
 TEST_F(LogTest, RingKeepsTheNewestLinesForTheFirstOutput) {
     for (int i = 0; i < 1000; i++)
         Log("%d %s\n", i, std::string(i % 300, '.').c_str());
-    const std::string all = Ring();
+    const std::string all = LogText();
     EXPECT_EQ(0u, all.find("I 8")); /* whole, and the oldest of what 32,768 bytes hold */
     EXPECT_LT(all.size(), 32768u);
     EXPECT_GT(all.size(), 20000u);
@@ -138,7 +124,7 @@ TEST_F(LogTest, RingKeepsTheNewestLinesForTheFirstOutput) {
     for (size_t at = 0; at < all.size(); at = all.find('\n', at) + 1)
         dispatched += "I120: " + all.substr(at + 2, all.find('\n', at) - at - 1);
     EXPECT_EQ(dispatched, first->text);
-    EXPECT_EQ("", Ring());
+    EXPECT_EQ("", LogText());
     EXPECT_EQ("", Attach("b", 1)->text);
 }
 
@@ -147,17 +133,17 @@ TEST_F(LogTest, RingHoldsLinesOfAnySizeAndInPieces) {
         LogRing_Clear();
         Logged("before\n");
         Logged(std::string(size, 'y') + "\n");
-        EXPECT_EQ((size < 1000 ? "I before\nI " : "I ") + std::string(size, 'y') + "\n", Ring());
+        EXPECT_EQ((size < 1000 ? "I before\nI " : "I ") + std::string(size, 'y') + "\n", LogText());
     }
     for (size_t size : {32685u, 32766u, 90000u}) {
         Logged(std::string(size, 'y') + "\n");
-        EXPECT_EQ("I " + std::string(32684, 'y') + "\n", Ring()) << size;
+        EXPECT_EQ("I " + std::string(32684, 'y') + "\n", LogText()) << size;
     }
     // A line that never ends loses its beginning, and keeps its header.
     LogRing_Clear();
     for (int i = 0; i < 500; i++)
         Logged(Times(10, "0123456789"));
-    EXPECT_EQ(0u, Ring().find("I 0123456789"));
+    EXPECT_EQ(0u, LogText().find("I 0123456789"));
     Logged("\n");
     EXPECT_EQ(0u, Attach()->text.find("I120: 0123456789"));
 }
@@ -176,13 +162,13 @@ TEST_F(LogTest, OutputsThatLogAreNotEntered) {
     recorder->onDispatch = [&] { Log("inner %d\n", ++calls); };
     Logged("1\n");
     EXPECT_EQ("I120: 1\n", recorder->text);
-    EXPECT_EQ("I inner 1\n", Ring());
+    EXPECT_EQ("I inner 1\n", LogText());
     Logged("2\n");
     EXPECT_EQ("I120: 1\nI120: inner 1\nI120: 2\n", recorder->text);
     Log_SkipLocking(TRUE);
     Logged("3\n");
     Log_SkipLocking(FALSE);
-    EXPECT_EQ("I inner 4\nI inner 5\nI inner 6\n", Ring());
+    EXPECT_EQ("I inner 4\nI inner 5\nI inner 6\n", LogText());
     recorder->onDispatch = [&] { EXPECT_TRUE(Log_ReplaceOutput(recorder, nullptr, FALSE)); };
     Logged("4\n"); /* the output is freed while it is in use */
     EXPECT_FALSE(Log_Outputting());
@@ -264,19 +250,16 @@ TEST_F(LogTest, StampsHaveTheZoneAndAreReusedInSignals) {
         return std::string(recorder->last.dateTime) + " " + recorder->last.milliseconds + " " +
                recorder->last.zone;
     };
-    const struct {
-        const char *zone;
-        gint64 microseconds;
-        const char *expected;
-    } rows[] = {{"UTC0", 1772356502123456, "2026-03-01T09:15:02 .123 Z"},
-                {"CET-1", 1772356503000000, "2026-03-01T10:15:03 .000 +01:00"},
-                {"CET-1", 1772356503999999, "2026-03-01T10:15:03 .999 +01:00"},
-                {"ABC3:30", 1772356504000000, "2026-03-01T05:45:04 .000 -03:30"}};
-    for (const auto &row : rows) {
-        setenv("TZ", row.zone, 1);
+    const std::tuple<const char *, gint64, const char *> rows[] = {
+        {"UTC0", 1772356502123456, "2026-03-01T09:15:02 .123 Z"},
+        {"CET-1", 1772356503000000, "2026-03-01T10:15:03 .000 +01:00"},
+        {"CET-1", 1772356503999999, "2026-03-01T10:15:03 .999 +01:00"},
+        {"ABC3:30", 1772356504000000, "2026-03-01T05:45:04 .000 -03:30"}};
+    for (const auto &[zone, microseconds, expected] : rows) {
+        setenv("TZ", zone, 1);
         tzset();
-        realTime = row.microseconds;
-        EXPECT_EQ(row.expected, stamp());
+        realTime = microseconds;
+        EXPECT_EQ(expected, stamp());
     }
     realTime += 7250000;
     const guint32 id = VThreadBase_CurID();
@@ -295,7 +278,7 @@ TEST_F(LogTest, ASignalHandlerMakesNoRing) {
     Log("lost\n");
     VThreadBase_SetIsInSignal(id, FALSE);
     Log("kept\n");
-    EXPECT_EQ("I kept\n", Ring());
+    EXPECT_EQ("I kept\n", LogText());
 }
 
 TEST_F(LogTest, ThreadNamesCannotBreakARecord) {
@@ -326,17 +309,14 @@ TEST(LogThrottle, MeasuresInWindows) {
     HostinfoSetClocks(&kClocks);
     now = 1000;
     LogThrottleState state{FALSE, 1000, 100, 0, 0, 0};
-    const struct {
-        guint64 seconds;
-        guint32 bytes;
-        bool isThrottled;
-    } rows[] = {{0, 999, false}, {0, 1, false}, {5, 700, false}, {1, 1, true}, /* 5 s are over */
-                {59, 1, true},   {1, 1, true},  {1, 1, false},                 /* 60 s are over */
-                {1, 1, true}};
-    for (const auto &row : rows) {
-        now += row.seconds;
-        EXPECT_EQ(row.isThrottled, Log_IsThrottled(&state, row.bytes) != FALSE) << now;
-        state.throttled |= row.isThrottled;
+    const std::tuple<guint64, guint32, bool> rows[] = {
+        {0, 999, false}, {0, 1, false}, {5, 700, false}, {1, 1, true}, /* 5 s are over */
+        {59, 1, true},   {1, 1, true},  {1, 1, false},                 /* 60 s are over */
+        {1, 1, true}};
+    for (const auto &[seconds, bytes, isThrottled] : rows) {
+        now += seconds;
+        EXPECT_EQ(isThrottled, Log_IsThrottled(&state, bytes) != FALSE) << now;
+        state.throttled |= isThrottled;
     }
     state.bytesPerSec = 0;
     EXPECT_TRUE(Log_IsThrottled(&state, 1));
@@ -368,7 +348,7 @@ G_GNUC_PRINTF(2, 3) void Guest(LogThrottleState *state, const char *format, ...)
 TEST_F(LogTest, GuestsAreThrottledOnTheirOwn) {
     LogThrottleState state{FALSE, 50, 0, 0, 0, 0};
     Guest(&state, "to nobody\n");
-    EXPECT_EQ("", Ring());
+    EXPECT_EQ("", LogText());
     LogRecorder *recorder = Attach();
     Guest(&state, "%s\n", std::string(40000, 'x').c_str());
     Guest(&state, "20 bytes\x1b, perhaps.\n");
@@ -379,15 +359,11 @@ TEST_F(LogTest, GuestsAreThrottledOnTheirOwn) {
 
 /* Every line is a complete line that was written, in the ring as in outputs that come and go. */
 TEST_F(LogTest, ThreadsNeverMixTheirLines) {
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 4; i++)
-        threads.emplace_back([i] {
-            const std::string text(50 + i * 200, char('a' + i));
-            for (int n = 0; n < 2000; n++)
-                Log("%s\n", text.c_str());
-        });
-    threads.emplace_back([] {
-        for (int n = 0; n < 300; n++) {
+    InThreads(5, [](int i) {
+        const std::string text(50 + i * 200, char('a' + i));
+        for (int n = 0; i < 4 && n < 2000; n++)
+            Log("%s\n", text.c_str());
+        for (int n = 0; i == 4 && n < 300; n++) {
             LogRecorder *recorder = LogRecorder::New("comes");
             EXPECT_TRUE(Log_AddOutput(recorder));
             EXPECT_TRUE(Log_ReplaceOutput(recorder, nullptr, FALSE));
@@ -401,8 +377,6 @@ TEST_F(LogTest, ThreadsNeverMixTheirLines) {
                 nullptr);
         }
     });
-    for (std::thread &thread : threads)
-        thread.join();
 }
 
 } // namespace

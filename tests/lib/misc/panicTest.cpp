@@ -1,15 +1,9 @@
 #include "lib/misc/panic.h"
 
-#include <barrier>
 #include <csignal>
-#include <cstdint>
-#include <string>
-#include <thread>
-#include <vector>
 
 #include <gtest/gtest.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
 #include "lib/lock/mxUser.h"
 #include "lib/misc/coreDump.h"
@@ -17,6 +11,7 @@
 #include "lib/misc/panicControl.h"
 #include "lib/misc/utilSafe.h"
 #include "lib/misc/utilSafeAt.h"
+#include "tests/lib/lock/inThreads.h"
 #include "tests/support/logText.h"
 
 namespace {
@@ -145,19 +140,8 @@ TEST(PanicDeathTest, FourThreadsAtOnceEndTheProcess) {
     const auto ended = [](int status) {
         return WIFEXITED(status) && (WEXITSTATUS(status) == 1 || WEXITSTATUS(status) == 255);
     };
-    EXPECT_EXIT(
-        {
-            std::barrier start(4);
-            std::vector<std::thread> threads;
-            for (int i = 0; i < 4; i++)
-                threads.emplace_back([&] {
-                    start.arrive_and_wait();
-                    Panic("once\n");
-                });
-            for (std::thread &thread : threads)
-                thread.join();
-        },
-        ended, "^once\n(once\n|Panic loop\n)*$");
+    EXPECT_EXIT(InThreads(4, [](int) { Panic("once\n"); }), ended,
+                "^once\n(once\n|Panic loop\n)*$");
 }
 
 TEST(Panic, SettingsAreKept) {

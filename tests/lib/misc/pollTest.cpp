@@ -1,8 +1,5 @@
 #include "lib/misc/poll.h"
 
-#include <functional>
-#include <string>
-
 #include <gtest/gtest.h>
 
 namespace {
@@ -67,11 +64,7 @@ TEST(Poll, ForwardsToTheImplementation) {
 
 TEST(Poll, ShortFormsSetTheFlags) {
     gpointer five = GINT_TO_POINTER(5);
-    const struct {
-        std::function<gint()> function;
-        gint result;
-        const char *call;
-    } rows[] = {
+    const std::tuple<std::function<gint()>, gint, const char *> rows[] = {
         {[=] { return Poll_CB_Device(Function, five, 33, TRUE); }, 7, "add 7 5 2 1 33"},
         {[=] { return Poll_CB_Device(Function, five, 33, FALSE); }, 7, "add 6 5 2 1 33"},
         {[=] { return Poll_CB_DeviceRemove(Function, five, TRUE); }, 8, "remove 7 5 2 1"},
@@ -86,9 +79,9 @@ TEST(Poll, ShortFormsSetTheFlags) {
          9, "remove one 4 5 2 1"},
     };
     Poll_InitWithImpl(&kImpl);
-    for (const auto &row : rows) {
-        EXPECT_EQ(row.result, row.function());
-        EXPECT_EQ(row.call, called);
+    for (const auto &[function, result, call] : rows) {
+        EXPECT_EQ(result, function());
+        EXPECT_EQ(call, called);
     }
     Poll_Exit();
 }

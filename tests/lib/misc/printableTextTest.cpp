@@ -7,10 +7,7 @@ namespace {
 using namespace std::string_view_literals;
 
 TEST(PrintableText, EscapesWhatMisleads) {
-    const struct {
-        std::string_view foreign;
-        const char *printable;
-    } rows[] = {
+    const std::pair<std::string_view, const char *> rows[] = {
         {""sv, ""},
         {"DOMAIN\\user ~ caf\u00e9 \u65e5\u672c \U0001f600"sv,
          "DOMAIN\\user ~ caf\u00e9 \u65e5\u672c \U0001f600"},
@@ -26,8 +23,8 @@ TEST(PrintableText, EscapesWhatMisleads) {
          "\\xff|\\x9b|\\xc0\\x8a|\\xed\\xa0\\x80|\\xf4\\x90\\x80\\x80|\\xe2\\x82"},
         {"\xe2\x82\nx"sv, "\\xe2\\x82\\nx"},
     };
-    for (const auto &row : rows)
-        EXPECT_EQ(row.printable, PrintableText_Make(row.foreign));
+    for (const auto &[foreign, printable] : rows)
+        EXPECT_EQ(printable, PrintableText_Make(foreign));
 }
 
 /* The second byte of U+011B is CSI to a terminal of eight bits. */

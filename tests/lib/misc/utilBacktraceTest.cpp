@@ -2,11 +2,8 @@
 #include "tests/support/logText.h"
 
 #include <cstdarg>
-#include <cstdio>
-#include <string>
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 namespace {
 

@@ -1,15 +1,8 @@
 #include "lib/sig/sig.h"
 
-#include <atomic>
-#include <cerrno>
-#include <string>
-#include <vector>
-
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/mman.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
 #include "lib/lock/vthreadBase.h"
 #include "lib/misc/panicControl.h"

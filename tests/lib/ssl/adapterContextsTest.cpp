@@ -1,12 +1,7 @@
 // The adapter of libcrypto: contexts and records of the caller, and other behaviour of 1.0.2.
 #include <array>
 #include <cstring>
-#include <string>
-#include <string_view>
 
-#include <gtest/gtest.h>
-
-#include "lib/ssl/sslThunks.h"
 #include "tests/lib/crypto/bytes.h"
 #include "tests/lib/ssl/certifiedPair.h"
 
@@ -135,26 +130,23 @@ std::string Crypt(void *ctx, std::string_view text, CipherUpdateFn *update, Ciph
 
 /* Only the provider "legacy" has DES and Blowfish. */
 TEST_F(SSLAdapterContexts, CiphersEncryptAndDecryptAlsoTheLegacyOnes) {
-    const struct {
-        const char *name;
-        const EVP_CIPHER *cipher;
-        int blockSize;
-    } rows[] = {{"AES-128", __wrap_EVP_aes_128_cbc(), 16},
-                {"3DES", __wrap_EVP_des_ede3_cbc(), 8},
-                {"DES", __wrap_EVP_des_cbc(), 8},
-                {"Blowfish", __wrap_EVP_bf_cbc(), 8}};
-    for (const auto &row : rows) {
-        SCOPED_TRACE(row.name);
+    const std::tuple<const char *, const EVP_CIPHER *, int> rows[] = {
+        {"AES-128", __wrap_EVP_aes_128_cbc(), 16},
+        {"3DES", __wrap_EVP_des_ede3_cbc(), 8},
+        {"DES", __wrap_EVP_des_cbc(), 8},
+        {"Blowfish", __wrap_EVP_bf_cbc(), 8}};
+    for (const auto &[name, cipher, blockSize] : rows) {
+        SCOPED_TRACE(name);
         CipherStorage there(0xa5);
-        ASSERT_EQ(1, __wrap_EVP_EncryptInit(there.At(), row.cipher, kKey, kIv));
-        EXPECT_EQ(row.blockSize, __wrap_EVP_CIPHER_CTX_block_size(there.At()));
+        ASSERT_EQ(1, __wrap_EVP_EncryptInit(there.At(), cipher, kKey, kIv));
+        EXPECT_EQ(blockSize, __wrap_EVP_CIPHER_CTX_block_size(there.At()));
         const std::string secret = Crypt(there.At(), "some text of 23 letters",
                                          __wrap_EVP_EncryptUpdate, __wrap_EVP_EncryptFinal);
-        EXPECT_EQ(row.blockSize == 8 ? 24u : 32u, secret.size());
+        EXPECT_EQ(blockSize == 8 ? 24u : 32u, secret.size());
         EXPECT_EQ(1, __wrap_EVP_CIPHER_CTX_cleanup(there.At()));
 
         CipherStorage back(0);
-        ASSERT_EQ(1, __wrap_EVP_DecryptInit_ex(back.At(), row.cipher, nullptr, kKey, kIv));
+        ASSERT_EQ(1, __wrap_EVP_DecryptInit_ex(back.At(), cipher, nullptr, kKey, kIv));
         EXPECT_EQ("some text of 23 letters",
                   Crypt(back.At(), secret, __wrap_EVP_DecryptUpdate, __wrap_EVP_DecryptFinal_ex));
         EXPECT_EQ(1, __wrap_EVP_CIPHER_CTX_cleanup(back.At()));

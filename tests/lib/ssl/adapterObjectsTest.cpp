@@ -1,9 +1,6 @@
 // The adapters as shared objects: their exported names, and whether docs/openssl102.md is correct.
 #include <fstream>
-#include <map>
 #include <regex>
-#include <set>
-#include <string>
 
 #include <dlfcn.h>
 #include <gtest/gtest.h>
@@ -30,31 +27,26 @@ bool IsOfAdapter(std::size_t row) {
 }
 
 TEST(SSLAdapterObjects, EveryNameIsVersionedAndTheObjectsHaveNamesOfTheirOwn) {
-    const struct {
-        const char *file;
-        const char *name;
-        const char *version;
-        int count;
-    } rows[] = {
+    const std::tuple<const char *, const char *, const char *, int> rows[] = {
         {"libcrypto.so.1.0.2", "libhalden-crypto-adapter.so.1", "HALDEN_LIBCRYPTO_ADAPTER_1", 73},
         {"libssl.so.1.0.2", "libhalden-ssl-adapter.so.1", "HALDEN_LIBSSL_ADAPTER_1", 17},
     };
     const std::regex defined(R"( (?:GLOBAL|WEAK) +DEFAULT +(?!UND)\S+ (\S+))");
-    for (const auto &row : rows) {
-        const std::string path = std::string(SSL_ADAPTERS "/") + row.file;
+    for (const auto &[file, name, version, wantedCount] : rows) {
+        const std::string path = std::string(SSL_ADAPTERS "/") + file;
         EXPECT_NE(std::string::npos,
-                  Readelf("-d", path).find("Library soname: [" + std::string(row.name) + "]"));
+                  Readelf("-d", path).find("Library soname: [" + std::string(name) + "]"));
         const std::string symbols = Readelf("--dyn-syms", path);
         int count = 0;
         for (std::sregex_iterator at(symbols.begin(), symbols.end(), defined), end; at != end;
              ++at) {
             const std::string symbol = (*at)[1];
-            if (symbol == row.version) // the node itself
+            if (symbol == version) // the node itself
                 continue;
-            EXPECT_TRUE(symbol.ends_with(std::string("@@") + row.version)) << symbol;
+            EXPECT_TRUE(symbol.ends_with(std::string("@@") + version)) << symbol;
             count++;
         }
-        EXPECT_EQ(row.count, count);
+        EXPECT_EQ(wantedCount, count);
     }
 }
 

@@ -1,9 +1,6 @@
 // The adapter of libssl: options, defaults of contexts, versions and codes.
 #include <map>
 
-#include <dlfcn.h>
-#include <gtest/gtest.h>
-
 #include "tests/lib/ssl/tlsPair.h"
 
 extern "C" {
@@ -70,21 +67,18 @@ TEST_F(SSLAdapterOptions, OldCommandsAnswer) {
 
 /* The caller decides on old versions and small keys, not the policy of the machine. */
 TEST_F(SSLAdapterOptions, OldAndNewVersionsShakeHands) {
-    const struct {
-        const SSL_METHOD *client;
-        const char *version;
-    } rows[] = {
+    const std::pair<const SSL_METHOD *, const char *> rows[] = {
         {__wrap_TLSv1_method(), "TLSv1"},
         {__wrap_TLSv1_1_method(), "TLSv1.1"},
         {__wrap_TLSv1_2_method(), "TLSv1.2"},
         {__wrap_SSLv23_method(), "TLSv1.3"},
     };
     const ContextPtr server = ServerContext(certificates::SelfSigned({.rsaBits = 1024}));
-    for (const auto &row : rows) {
-        const ContextPtr client = NewContext(row.client);
+    for (const auto &[method, version] : rows) {
+        const ContextPtr client = NewContext(method);
         TlsPair pair;
-        ASSERT_TRUE(pair.ShakeHands(client.get(), server.get())) << row.version << LogText();
-        EXPECT_STREQ(row.version, __wrap_SSL_get_version(pair.client->sslCnx));
+        ASSERT_TRUE(pair.ShakeHands(client.get(), server.get())) << version << LogText();
+        EXPECT_STREQ(version, __wrap_SSL_get_version(pair.client->sslCnx));
         EXPECT_EQ(3, __wrap_SSL_state(pair.client->sslCnx));
     }
 }

@@ -14,10 +14,7 @@ struct Cert : testing::Test {
 };
 
 TEST_F(Cert, CommonNamesMatchLabelByLabel) {
-    const struct {
-        const char *pattern, *host;
-        bool matches;
-    } rows[] = {
+    const std::tuple<const char *, const char *, bool> rows[] = {
         {"a.b", "a.b", true},         {"A.b", "a.B", true},
         {"a.b", "a.b.c", false},      {"a.b.c", "a.b", false},
         {"*.a.b", "x.a.b", true},     {"*.a.b", "y.x.a.b", false},
@@ -26,20 +23,15 @@ TEST_F(Cert, CommonNamesMatchLabelByLabel) {
         {"a$b", "a$b", false},        {"a b", "a b", false},
         {"fe80::1", "FE80::1", true}, {"", "a", false},
     };
-    for (const auto &row : rows)
-        EXPECT_EQ(row.matches, SSLCertCNHostnameMatch(row.pattern, row.host))
-            << row.pattern << " " << row.host;
+    for (const auto &[pattern, host, matches] : rows)
+        EXPECT_EQ(matches, SSLCertCNHostnameMatch(pattern, host)) << pattern << " " << host;
 }
 
 TEST_F(Cert, AlternativeNamesMatchByKind) {
     const CertPtr cert = Parse(SelfSigned({.commonName = "cn.example",
                                            .dnsNames = {"a.example", "*.b.example", "*"},
                                            .addresses = {"10.0.0.1", "fe80::1"}}));
-    const struct {
-        int type;
-        const char *name;
-        bool matches;
-    } rows[] = {
+    const std::tuple<int, const char *, bool> rows[] = {
         {2, "A.example", true},
         {2, "x.b.example", true},
         {2, "y.x.b.example", false},
@@ -55,10 +47,10 @@ TEST_F(Cert, AlternativeNamesMatchByKind) {
         {2, "", false},
         {1, "a.example", false},
     };
-    for (const auto &row : rows)
-        EXPECT_EQ(row.matches, SSL_MatchX509v3SubjectAltNames(cert.get(), row.type, row.name,
-                                                              int(strlen(row.name))))
-            << row.type << " " << row.name;
+    for (const auto &[type, name, matches] : rows)
+        EXPECT_EQ(matches,
+                  SSL_MatchX509v3SubjectAltNames(cert.get(), type, name, int(strlen(name))))
+            << type << " " << name;
     EXPECT_TRUE(SSL_MatchX509SubjectName(cert.get(), "CN.example"));
     EXPECT_FALSE(SSL_MatchX509SubjectName(cert.get(), "a.example"));
     EXPECT_FALSE(SSL_MatchX509SubjectName(cert.get(), ""));
@@ -91,10 +83,7 @@ TEST_F(Cert, PinsHaveFourForms) {
     };
     std::string changed = made.thumbprint256;
     changed.back() = changed.back() == '0' ? '1' : '0';
-    const struct {
-        std::string pin;
-        bool isPin, matches;
-    } rows[] = {
+    const std::tuple<std::string, bool, bool> rows[] = {
         {made.thumbprint, true, true},
         {bare(made.thumbprint), true, true},
         {made.thumbprint256, true, true},
@@ -107,12 +96,12 @@ TEST_F(Cert, PinsHaveFourForms) {
         {std::string(40, 'x'), false, false},
         {made.thumbprint.substr(0, 56), false, false},
     };
-    for (const auto &row : rows) {
-        EXPECT_EQ(row.isPin, SSL_IsThumbprint(row.pin.c_str())) << row.pin;
-        EXPECT_EQ(row.matches, SSL_MatchThumbprint(cert.get(), row.pin.c_str())) << row.pin;
+    for (const auto &[pin, isPin, matches] : rows) {
+        EXPECT_EQ(isPin, SSL_IsThumbprint(pin.c_str())) << pin;
+        EXPECT_EQ(matches, SSL_MatchThumbprint(cert.get(), pin.c_str())) << pin;
         SSLVerifyParam param{};
-        EXPECT_EQ(row.isPin || row.pin.empty(), SSL_SetExpectedThumbprint(&param, row.pin.c_str()));
-        EXPECT_EQ(row.pin.empty(), param.expectedThumbprint[0] == '\0') << "never ignored";
+        EXPECT_EQ(isPin || pin.empty(), SSL_SetExpectedThumbprint(&param, pin.c_str()));
+        EXPECT_EQ(pin.empty(), param.expectedThumbprint[0] == '\0') << "never ignored";
     }
     EXPECT_FALSE(SSL_IsThumbprint(nullptr));
 }
@@ -146,23 +135,21 @@ TEST_F(Cert, DerFormsAreCopied) {
 }
 
 TEST_F(Cert, VerifyCodesBecomeBits) {
-    const struct {
-        int code;
-        guint64 leaf, chain;
-    } rows[] = {{0, 0, 0},
-                {1, SSL_CERT_UNKNOWN, SSL_CERT_UNKNOWN},
-                {10, SSL_CERT_TIME, SSL_CERT_CHAIN_TIME},
-                {17, SSL_CERT_FAILURE, SSL_CERT_FAILURE},
-                {21, SSL_CERT_SIGNATURE, SSL_CERT_CHAIN_SIGNATURE},
-                {36, SSL_CERT_CRITICAL_EXTENSION, SSL_CERT_CHAIN_CRITICAL_EXTENSION},
-                {40, SSL_CERT_INVALID, SSL_CERT_CHAIN_INVALID},
-                {41, SSL_CERT_UNKNOWN, SSL_CERT_UNKNOWN},
-                {50, SSL_CERT_FAILURE, SSL_CERT_FAILURE},
-                {66, SSL_CERT_UNKNOWN, SSL_CERT_UNKNOWN},
-                {-1, SSL_CERT_UNKNOWN, SSL_CERT_UNKNOWN}};
-    for (const auto &row : rows) {
-        EXPECT_EQ(row.leaf, SSLMapErrorToFlag(row.code, true)) << row.code;
-        EXPECT_EQ(row.chain, SSLMapErrorToFlag(row.code, false)) << row.code;
+    const std::tuple<int, guint64, guint64> rows[] = {
+        {0, 0, 0},
+        {1, SSL_CERT_UNKNOWN, SSL_CERT_UNKNOWN},
+        {10, SSL_CERT_TIME, SSL_CERT_CHAIN_TIME},
+        {17, SSL_CERT_FAILURE, SSL_CERT_FAILURE},
+        {21, SSL_CERT_SIGNATURE, SSL_CERT_CHAIN_SIGNATURE},
+        {36, SSL_CERT_CRITICAL_EXTENSION, SSL_CERT_CHAIN_CRITICAL_EXTENSION},
+        {40, SSL_CERT_INVALID, SSL_CERT_CHAIN_INVALID},
+        {41, SSL_CERT_UNKNOWN, SSL_CERT_UNKNOWN},
+        {50, SSL_CERT_FAILURE, SSL_CERT_FAILURE},
+        {66, SSL_CERT_UNKNOWN, SSL_CERT_UNKNOWN},
+        {-1, SSL_CERT_UNKNOWN, SSL_CERT_UNKNOWN}};
+    for (const auto &[code, leaf, chain] : rows) {
+        EXPECT_EQ(leaf, SSLMapErrorToFlag(code, true)) << code;
+        EXPECT_EQ(chain, SSLMapErrorToFlag(code, false)) << code;
     }
     EXPECT_STREQ(
         "It is for another host name.\nIt was revoked.",

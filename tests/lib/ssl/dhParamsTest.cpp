@@ -1,7 +1,5 @@
 #include "lib/ssl/sslDhParams.h"
 
-#include <dlfcn.h>
-
 #include "tests/lib/ssl/tlsPair.h"
 
 namespace {
@@ -57,17 +55,14 @@ TEST_F(SslDhParams, BuiltInPrimesAreTwiceAPrimePlusOne) {
 }
 
 TEST_F(SslDhParams, TheLengthChoosesTheGroup) {
-    const struct {
-        bool allow1024;
-        int keyLength;
-        int bits;
-    } rows[] = {{true, 512, 1024},  {true, 1024, 1024},  {true, 1025, 2048},  {true, 2048, 2048},
-                {true, 2049, 4096}, {false, 1024, 2048}, {false, 2048, 2048}, {false, 2049, 4096}};
-    for (const auto &row : rows) {
-        if (!row.allow1024)
+    const std::tuple<bool, int, int> rows[] = {
+        {true, 512, 1024},  {true, 1024, 1024},  {true, 1025, 2048},  {true, 2048, 2048},
+        {true, 2049, 4096}, {false, 1024, 2048}, {false, 2048, 2048}, {false, 2049, 4096}};
+    for (const auto &[allow1024, keyLength, bits] : rows) {
+        if (!allow1024)
             SSL_Disable1024DHParams();
-        EXPECT_EQ(row.bits, Bits(row.keyLength)) << row.keyLength;
-        EXPECT_EQ(nullptr, SSLTmpDHFilesCallback(ssl.get(), 0, row.keyLength)) << row.keyLength;
+        EXPECT_EQ(bits, Bits(keyLength)) << keyLength;
+        EXPECT_EQ(nullptr, SSLTmpDHFilesCallback(ssl.get(), 0, keyLength)) << keyLength;
     }
     EXPECT_EQ(Number(2048, "DH_get0_p"), Number(2048, "DH_get0_p")) << "built once";
 }
@@ -79,11 +74,8 @@ TEST_F(SslDhParams, FilesComeFirstAndAreTriedOnce) {
         "nVNZTiJwpElV8tr1zJwdXvm2zYRXAgEC\n"
         "-----END DH PARAMETERS-----\n";
     const TemporaryFolder folder;
-    const struct {
-        std::string path;
-        int bits;        /* of the group that a handshake gets */
-        const char *log; /* written once, however often it is requested */
-    } rows[] = {
+    /* bits: of the group that a handshake gets; log: written once, however often it is requested */
+    const std::tuple<std::string, int, const char *> rows[] = {
         {folder.Write("good", parameters), 512, nullptr},
         {folder.Path("missing"), 2048, "opening"},
         {folder.Path(), 2048, "reading"},
@@ -91,18 +83,17 @@ TEST_F(SslDhParams, FilesComeFirstAndAreTriedOnce) {
         {folder.Write("cut", parameters.substr(0, 60)), 2048, "reading"},
         {folder.Write("cert", ServerCertificate().pem), 2048, "reading"},
     };
-    for (const auto &row : rows) {
+    for (const auto &[path, bits, log] : rows) {
         Forget();
         LogRing_Clear();
-        SSL_SetDHParamFiles(nullptr, row.path.c_str(), nullptr);
+        SSL_SetDHParamFiles(nullptr, path.c_str(), nullptr);
         for (int i = 0; i < 3; i++) {
-            EXPECT_EQ(row.bits, Bits(2048)) << row.path;
+            EXPECT_EQ(bits, Bits(2048)) << path;
             EXPECT_EQ(0u, __wrap_ERR_peek_last_error()) << "would pass for the handshake's fault";
         }
-        const std::string line =
-            row.log == nullptr
-                ? ""
-                : std::string("W Error ") + row.log + " DH parameter file \"" + row.path + "\".\n";
+        const std::string line = log == nullptr ? ""
+                                                : std::string("W Error ") + log +
+                                                      " DH parameter file \"" + path + "\".\n";
         EXPECT_EQ(line, LogText());
     }
 }

@@ -1,8 +1,6 @@
 // Hostile peers: any bytes give an error, never the end of the process, and no descriptor stays open.
 #include <cstdlib>
 
-#include <unistd.h>
-
 #include "tests/lib/ssl/tlsPair.h"
 
 using namespace std::string_literals;
@@ -20,11 +18,7 @@ struct SslHostilePeer : SslTest {
 
 TEST_F(SslHostilePeer, WhatIsNoHandshakeIsAnErrorOnEitherSide) {
     enum { TLS = SSL_ERROR_SSL, EOF_EARLY = SSL_ERROR_SYSCALL };
-    const struct {
-        const char *what;
-        std::string bytes;
-        int code;
-    } rows[] = {
+    const std::tuple<const char *, std::string, int> rows[] = {
         {"a plain server", "HTTP/1.1 400 Bad Request\r\nContent-Length: 0\r\n\r\n", TLS},
         {"a plain client", "POST /sdk HTTP/1.1\r\nHost: localhost\r\n\r\n", TLS},
         {"nothing", "", EOF_EARLY},
@@ -37,23 +31,23 @@ TEST_F(SslHostilePeer, WhatIsNoHandshakeIsAnErrorOnEitherSide) {
         {"an alert", "\x15\x03\x03\x00\x02\x02\x28"s, TLS},
         {"data too early", "\x17\x03\x03\x00\x02hi"s, TLS},
     };
-    for (const auto &row : rows) {
+    for (const auto &[what, bytes, code] : rows) {
         LogRing_Clear();
         TlsPair ends;
-        Send(SSL_GetFd(ends.server.get()), row.bytes);
+        Send(SSL_GetFd(ends.server.get()), bytes);
         ends.clock.whileAsleep = [&] { ends.server.reset(); };
         EXPECT_FALSE(
             SSLSockConnect(ends.client.get(), nullptr, clientCtx.get(), ends.clock.Clock()));
-        EXPECT_EQ(row.code, SSL_GetIOError(ends.client.get())) << row.what;
-        EXPECT_TRUE(ends.client->connectionFailed) << row.what;
-        EXPECT_EQ(1u, CountInLog("W SSL: connect failed\n")) << row.what;
+        EXPECT_EQ(code, SSL_GetIOError(ends.client.get())) << what;
+        EXPECT_TRUE(ends.client->connectionFailed) << what;
+        EXPECT_EQ(1u, CountInLog("W SSL: connect failed\n")) << what;
 
         TlsPair other;
-        Send(SSL_GetFd(other.client.get()), row.bytes);
+        Send(SSL_GetFd(other.client.get()), bytes);
         other.client.reset();
-        EXPECT_TRUE(SSL_AcceptWithContext(other.server.get(), serverCtx.get())) << row.what;
-        EXPECT_EQ(row.code, SSL_GetIOError(other.server.get())) << row.what;
-        EXPECT_TRUE(other.server->connectionFailed) << row.what;
+        EXPECT_TRUE(SSL_AcceptWithContext(other.server.get(), serverCtx.get())) << what;
+        EXPECT_EQ(code, SSL_GetIOError(other.server.get())) << what;
+        EXPECT_TRUE(other.server->connectionFailed) << what;
     }
 }
 

@@ -1,13 +1,8 @@
 // Start and stop of the layer, repeatedly and beside other users of OpenSSL; its callbacks; the accessors for
 // structures of 1.0.2.
 #include <array>
-#include <cerrno>
-#include <cstdlib>
-#include <string>
 
 #include <curl/curl.h>
-#include <dlfcn.h>
-#include <gtest/gtest.h>
 
 #include "lib/ssl/sslAccess.h"
 #include "lib/ssl/sslModule.h"

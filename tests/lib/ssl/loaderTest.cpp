@@ -3,9 +3,6 @@
 
 #include <filesystem>
 #include <fstream>
-#include <string>
-#include <utility>
-#include <vector>
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -127,24 +124,20 @@ TEST(SSLLoader, ASetGidProcessIgnoresFilesBesideTheProgram) {
 
 /* Each ends the process with a text that has the reason. */
 TEST(SSLLoader, AStartWithoutAUsablePairEndsTheProcess) {
-    const struct {
-        const char *crypto;
-        const char *what;
-        const char *text;
-    } rows[] = {
+    const std::tuple<const char *, const char *, const char *> rows[] = {
         {"tooOld", "init", "SSLLoadSharedLibraries: Failed to load OpenSSL libraries. libdir is "},
         {"noVersion", "init", "DLSYM: Failed to resolve SSLeay: "},
         {"newEnough", "init", "DLSYM: Failed to resolve SSL_load_error_strings: "},
         {"nullFunction", "egd", "SSL wrapper: invoked uninitialized function RAND_egd!\n"},
     };
-    for (const auto &row : rows) {
+    for (const auto &[crypto, what, text] : rows) {
         Tree tree;
-        tree.Put(tree.library / kCrypto, row.crypto);
+        tree.Put(tree.library / kCrypto, crypto);
         tree.Put(tree.library / kSsl,
-                 row.what == std::string("egd") ? SSL_ADAPTERS "/libssl.so.1.0.2" : "noVersion");
-        const Outcome outcome = RunProcess({tree.probe.string(), row.what, tree.library.string()});
-        EXPECT_TRUE(WIFEXITED(outcome.status) && WEXITSTATUS(outcome.status) == 255) << row.text;
-        EXPECT_NE(std::string::npos, outcome.err.find(row.text)) << outcome.err;
+                 what == std::string("egd") ? SSL_ADAPTERS "/libssl.so.1.0.2" : "noVersion");
+        const Outcome outcome = RunProcess({tree.probe.string(), what, tree.library.string()});
+        EXPECT_TRUE(WIFEXITED(outcome.status) && WEXITSTATUS(outcome.status) == 255) << text;
+        EXPECT_NE(std::string::npos, outcome.err.find(text)) << outcome.err;
     }
 }
 

@@ -3,7 +3,6 @@
 #include <thread>
 
 #include <fcntl.h>
-#include <unistd.h>
 
 #include "tests/lib/ssl/tlsPair.h"
 
@@ -112,16 +111,13 @@ TEST_F(SslSock, OldErrorsDoNotCount) {
 }
 
 TEST_F(SslSock, TheCodeTellsACleanEndFromAFailure) {
-    const struct {
-        bool isClean;
-        int code;
-        const char *log;
-    } rows[] = {{false, SSL_ERROR_SYSCALL, "I SSL: EOF in violation of protocol\n"},
-                {true, SSL_ERROR_ZERO_RETURN, ""}};
-    for (const auto &row : rows) {
+    const std::tuple<bool, int, const char *> rows[] = {
+        {false, SSL_ERROR_SYSCALL, "I SSL: EOF in violation of protocol\n"},
+        {true, SSL_ERROR_ZERO_RETURN, ""}};
+    for (const auto &[isClean, code, log] : rows) {
         LogRing_Clear();
         TlsPair ends;
-        __wrap_SSL_CTX_set_quiet_shutdown(clientCtx.get(), !row.isClean);
+        __wrap_SSL_CTX_set_quiet_shutdown(clientCtx.get(), !isClean);
         ASSERT_TRUE(ends.ShakeHands(clientCtx.get(), serverCtx.get()));
         char buffer[10];
         EXPECT_EQ(-1, SSL_Read(ends.client.get(), buffer, sizeof buffer)); /* reads the tickets */
@@ -131,9 +127,9 @@ TEST_F(SslSock, TheCodeTellsACleanEndFromAFailure) {
         EXPECT_EQ(2, SSL_Read(ends.server.get(), buffer, sizeof buffer));
         EXPECT_EQ(-1, SSL_Read(ends.server.get(), buffer, sizeof buffer));
         EXPECT_NE(EAGAIN, errno);
-        EXPECT_EQ(row.code, SSL_GetIOError(ends.server.get()));
+        EXPECT_EQ(code, SSL_GetIOError(ends.server.get()));
         EXPECT_FALSE(ends.server->connectionFailed);
-        EXPECT_EQ(row.log, LogText());
+        EXPECT_EQ(log, LogText());
     }
 }
 

@@ -1,8 +1,5 @@
 // Parallel handshakes of clients and servers of one context.
-#include <atomic>
-#include <thread>
-#include <vector>
-
+#include "tests/lib/lock/inThreads.h"
 #include "tests/lib/ssl/tlsPair.h"
 #include "tests/support/loopback.h"
 
@@ -36,38 +33,27 @@ TEST_F(SslSockThread, PairsShareTheDefaultContext) {
     ASSERT_EQ(1, __wrap_SSL_CTX_use_certificate_file(ctx, cert.c_str(), X509_FILETYPE_PEM));
     ASSERT_EQ(1, __wrap_SSL_CTX_use_PrivateKey_file(ctx, key.c_str(), X509_FILETYPE_PEM));
     sslModule.areCertificatesLoaded = true;
-    std::vector<std::thread> threads;
-    std::atomic<int> numTalks = 0;
-    for (int i = 0; i < kPairs; i++) {
-        std::vector<SocketPair> sockets;
-        for (int round = 0; round < kRounds; round++)
-            sockets.push_back(round % 2 == 0 ? SocketPair(0) : TcpPair());
-        threads.emplace_back([sockets] {
-            for (const SocketPair &ends : sockets) {
-                const SockPtr client(SSL_New(ends.fds[0], TRUE));
-                char buffer[10] = {};
-                EXPECT_TRUE(SSL_ConnectAndVerify(client.get(), nullptr));
-                EXPECT_EQ(5, SSL_Write(client.get(), "hello", 5));
-                EXPECT_EQ(5, SSL_Read(client.get(), buffer, sizeof buffer));
-                EXPECT_STREQ("world", buffer);
+    std::vector<SocketPair> sockets;
+    for (int i = 0; i < kPairs * kRounds; i++)
+        sockets.push_back(i % 2 == 0 ? SocketPair(0) : TcpPair());
+    InThreads(2 * kPairs, [&](int number) {
+        const bool isServer = number % 2 != 0;
+        for (int round = 0; round < kRounds; round++) {
+            const SocketPair &ends = sockets[number / 2 * kRounds + round];
+            const SockPtr own(SSL_New(ends.fds[isServer], TRUE));
+            EXPECT_TRUE(isServer ? SSL_Accept(own.get()) && SSL_CompleteAccept(own.get())
+                                 : SSL_ConnectAndVerify(own.get(), nullptr));
+            if (!isServer) {
+                EXPECT_EQ(5, SSL_Write(own.get(), "hello", 5));
             }
-        });
-        threads.emplace_back([sockets, &numTalks] {
-            for (const SocketPair &ends : sockets) {
-                const SockPtr server(SSL_New(ends.fds[1], TRUE));
-                char buffer[10] = {};
-                EXPECT_TRUE(SSL_Accept(server.get()));
-                EXPECT_TRUE(SSL_CompleteAccept(server.get()));
-                EXPECT_EQ(5, SSL_Read(server.get(), buffer, sizeof buffer));
-                EXPECT_STREQ("hello", buffer);
-                EXPECT_EQ(5, SSL_Write(server.get(), "world", 5));
-                numTalks++;
+            char heard[10] = {};
+            EXPECT_EQ(5, SSL_Read(own.get(), heard, sizeof heard));
+            EXPECT_STREQ(isServer ? "hello" : "world", heard);
+            if (isServer) {
+                EXPECT_EQ(5, SSL_Write(own.get(), "world", 5));
             }
-        });
-    }
-    for (std::thread &thread : threads)
-        thread.join();
-    EXPECT_EQ(kPairs * kRounds, numTalks);
+        }
+    });
     SSL_Exit();
 }
 

@@ -1,10 +1,8 @@
 // The thunks with targets of the test: each jumps to its own target and changes no argument.
 #include "lib/ssl/sslThunkTable.h"
 
-#include <array>
 #include <cstdarg>
 #include <cstring>
-#include <string>
 
 #include <gtest/gtest.h>
 

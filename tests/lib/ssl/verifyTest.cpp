@@ -4,7 +4,6 @@
 
 #include "lib/ssl/sslCertStore.h"
 #include "tests/lib/ssl/certifiedPair.h"
-#include "tests/support/logText.h"
 
 namespace {
 
@@ -201,22 +200,19 @@ TEST_F(Verify, APinOutweighsAllElse) {
         c = g_ascii_tolower(c);
     std::string cut = shown.Leaf().thumbprint.substr(0, 56);
     const guint64 wrong = kCurve | SSL_CERT_SELF_SIGNED | SSL_CERT_NAME_MISMATCH;
-    const struct {
-        std::string pin;
-        guint64 errors;
-    } rows[] = {{shown.Leaf().thumbprint, 0},
-                {lower, 0},
-                {shown.Leaf().thumbprint256, 0},
-                {MakeKind("good")->Leaf().thumbprint, wrong},
-                {MakeKind("good")->Leaf().thumbprint256, wrong},
-                {cut, wrong},
-                {"", wrong}};
-    for (const auto &row : rows) {
+    const std::pair<std::string, guint64> rows[] = {{shown.Leaf().thumbprint, 0},
+                                                    {lower, 0},
+                                                    {shown.Leaf().thumbprint256, 0},
+                                                    {MakeKind("good")->Leaf().thumbprint, wrong},
+                                                    {MakeKind("good")->Leaf().thumbprint256, wrong},
+                                                    {cut, wrong},
+                                                    {"", wrong}};
+    for (const auto &[pin, errors] : rows) {
         CertifiedPair pair(shown);
-        Asked asked{.host = "elsewhere", .pin = row.pin};
+        Asked asked{.host = "elsewhere", .pin = pin};
         asked.Watch(pair);
         EXPECT_TRUE(pair.Connect());
-        EXPECT_EQ(row.errors, asked.errors) << row.pin;
+        EXPECT_EQ(errors, asked.errors) << pin;
         EXPECT_EQ(1, asked.released);
     }
     EXPECT_THAT(LogText(), HasSubstr("SSL: \"" + cut + "\" is no thumbprint"));
@@ -356,20 +352,18 @@ TEST_F(Verify, ARecordThatIsUsedAgainHasTheLastResult) {
 TEST_F(Verify, NamedAuthoritiesReplaceThoseOfTheContext) {
     const auto good = *MakeKind("good");
     const std::string other = MakeKind("good")->anchor.pem;
-    const struct {
-        std::vector<const char *> list;
-        bool passes;
-    } rows[] = {{{good.anchor.pem.c_str()}, true},
-                {{"no certificate", other.c_str(), good.anchor.pem.c_str()}, true},
-                {{other.c_str()}, false},
-                {{}, false}};
-    for (const auto &row : rows) {
+    const std::pair<std::vector<const char *>, bool> rows[] = {
+        {{good.anchor.pem.c_str()}, true},
+        {{"no certificate", other.c_str(), good.anchor.pem.c_str()}, true},
+        {{other.c_str()}, false},
+        {{}, false}};
+    for (const auto &[list, passes] : rows) {
         CertifiedPair pair(good);
         pair.Trust(good.anchor);
-        SSLSetTrustedCAs(pair.client.get(), row.list.data(), static_cast<gint32>(row.list.size()));
+        SSLSetTrustedCAs(pair.client.get(), list.data(), static_cast<gint32>(list.size()));
         SSLVerifyParam param{.hostName = "localhost"};
         pair.param = &param;
-        EXPECT_EQ(row.passes, pair.Connect()) << row.list.size();
+        EXPECT_EQ(passes, pair.Connect()) << list.size();
     }
     EXPECT_THAT(LogText(), HasSubstr("SSL: Invalid certificate in list (0)."));
 }

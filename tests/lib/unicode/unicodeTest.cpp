@@ -1,7 +1,6 @@
 #include "lib/unicode/unicode.h"
 
 #include <cstring>
-#include <string>
 
 #include <gtest/gtest.h>
 
@@ -15,28 +14,20 @@ std::string Take(char *text) {
 }
 
 TEST(Unicode, FindsEncodingsByAnyOfTheirNames) {
-    const struct {
-        const char *name;
-        const char *want;
-    } rows[] = {
+    const std::pair<const char *, const char *> rows[] = {
         {"UTF-8", "UTF-8"},           {"utf8", "UTF-8"},      {"latin1", "ISO-8859-1"},
         {"iso_8859-1", "ISO-8859-1"}, {"ascii", "US-ASCII"},  {"cp1252", "windows-1252"},
         {"sjis", "Shift_JIS"},        {"gb18030", "GB18030"}, {"KOI8-R", "KOI8-R"},
         {"UTF-16LE", nullptr},        {"klingon", nullptr},   {"", nullptr},
     };
-    for (const auto &row : rows)
-        EXPECT_STREQ(row.want, Unicode_EncodingEnumToName(Unicode_EncodingNameToEnum(row.name)))
-            << row.name;
+    for (const auto &[name, want] : rows)
+        EXPECT_STREQ(want, Unicode_EncodingEnumToName(Unicode_EncodingNameToEnum(name))) << name;
     for (StringEncoding encoding = 0; Unicode_EncodingEnumToName(encoding) != nullptr; encoding++)
         EXPECT_EQ(encoding, Unicode_EncodingNameToEnum(Unicode_EncodingEnumToName(encoding)));
 }
 
 TEST(Unicode, ConvertsBothWaysOrRefuses) {
-    const struct {
-        const char *encoding;
-        const char *bytes;
-        const char *text;
-    } rows[] = {
+    const std::tuple<const char *, const char *, const char *> rows[] = {
         {"ISO-8859-1", "a\xe4", "a\xc3\xa4"},
         {"windows-1252", "\x80", "\xe2\x82\xac"},
         {"Shift_JIS", "\x93\xfa\x96\x7b", "\xe6\x97\xa5\xe6\x9c\xac"},
@@ -45,11 +36,10 @@ TEST(Unicode, ConvertsBothWaysOrRefuses) {
         {"US-ASCII", "abc", "abc"},
         {"EUC-KR", "", ""},
     };
-    for (const auto &row : rows) {
-        const StringEncoding encoding = Unicode_EncodingNameToEnum(row.encoding);
-        EXPECT_EQ(row.text, Take(Unicode_AllocWithLength(row.bytes, strlen(row.bytes), encoding)))
-            << row.encoding;
-        EXPECT_EQ(row.bytes, Take(Unicode_GetAllocBytes(row.text, encoding))) << row.encoding;
+    for (const auto &[wanted, bytes, text] : rows) {
+        const StringEncoding encoding = Unicode_EncodingNameToEnum(wanted);
+        EXPECT_EQ(text, Take(Unicode_AllocWithLength(bytes, strlen(bytes), encoding))) << wanted;
+        EXPECT_EQ(bytes, Take(Unicode_GetAllocBytes(text, encoding))) << wanted;
     }
     const auto isValid = [](const char *bytes, const char *encoding) {
         return Unicode_IsBufferValid(bytes, strlen(bytes), Unicode_EncodingNameToEnum(encoding));

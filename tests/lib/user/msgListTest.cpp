@@ -1,11 +1,7 @@
 #include "lib/user/msgList.h"
 
-#include <memory>
-#include <string>
-
 #include <gtest/gtest.h>
 
-#include "lib/misc/glibPtr.h"
 #include "tests/support/logText.h"
 
 namespace {
@@ -39,22 +35,18 @@ TEST(MsgList, ReadsNewestFirst) {
 }
 
 TEST(MsgList, TakesATextThatIsNoFormatAsItIs) {
-    const struct {
-        const char *text;
-        const char *id;
-        const char *want;
-    } rows[] = {
+    const std::tuple<const char *, const char *, const char *> rows[] = {
         {"100%n", "msg.literal", "100%n\n"},
         {"@&!*@*@(msg.x)100%n", "msg.x", "100%n\n"},
         {"@&!*@*@(msg.x", "msg.literal", "@&!*@*@(msg.x\n"},
         {"@&!*@*@()x", "msg.literal", "@&!*@*@()x\n"},
         {"", "msg.literal", "\n"},
     };
-    for (const auto &row : rows) {
-        MsgListPtr list(MsgList_CreateStr(row.text));
+    for (const auto &[text, id, want] : rows) {
+        MsgListPtr list(MsgList_CreateStr(text));
         MsgListPtr copy(MsgList_Copy(list.get()));
-        EXPECT_STREQ(row.id, copy->id) << row.text;
-        EXPECT_EQ(row.want, Text(copy.get())) << row.text;
+        EXPECT_STREQ(id, copy->id) << text;
+        EXPECT_EQ(want, Text(copy.get())) << text;
     }
 }
 

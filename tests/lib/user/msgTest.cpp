@@ -1,17 +1,8 @@
 #include "lib/user/msg.h"
 
-#include <atomic>
-#include <cerrno>
-#include <memory>
-#include <string>
-#include <thread>
-#include <vector>
-
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "lib/misc/err.h"
-#include "lib/misc/glibPtr.h"
 #include "tests/lib/config/noPreferences.h"
 #include "tests/lib/lock/inThreads.h"
 #include "tests/support/logText.h"
@@ -129,32 +120,25 @@ TEST_F(Msg, ProgressIsScaledToTheOperation) {
 }
 
 TEST_F(Msg, SizesForPeople) {
-    const struct {
-        guint64 size;
-        const char *want;
-    } rows[] = {
+    const std::pair<guint64, const char *> rows[] = {
         {0, "0 bytes"},         {1, "1 byte"},
         {1023, "1023 bytes"},   {1024, "1 KB"},
         {1536, "1.5 KB"},       {guint64{1} << 20, "1 MB"},
         {2684354560, "2.5 GB"}, {guint64{3} << 40, "3 TB"},
     };
-    for (const auto &row : rows)
-        EXPECT_STREQ(row.want, Text(Msg_FormatSizeInBytes(row.size)).get());
+    for (const auto &[size, want] : rows)
+        EXPECT_STREQ(want, Text(Msg_FormatSizeInBytes(size)).get());
 }
 
 TEST_F(Msg, PendingMessagesBelongToTheirThread) {
     Msg_Append("@&!*@*@(msg.main)main");
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 8; i++)
-        threads.emplace_back([i] {
-            for (int round = 0; round < 200; round++) {
-                Msg_Append("@&!*@*@(msg.n)%d", i);
-                EXPECT_EQ(std::to_string(i) + "\n", Msg_GetMessagesAndReset());
-            }
-            Msg_ExitThread();
-        });
-    for (std::thread &thread : threads)
-        thread.join();
+    InThreads(8, [](int i) {
+        for (int round = 0; round < 200; round++) {
+            Msg_Append("@&!*@*@(msg.n)%d", i);
+            EXPECT_EQ(std::to_string(i) + "\n", Msg_GetMessagesAndReset());
+        }
+        Msg_ExitThread();
+    });
     EXPECT_STREQ("main\n", Msg_GetMessages());
     /* a thread that says nothing of its end leaves nothing for the next of its number */
     std::thread([] { Msg_Append("@&!*@*@(msg.left)left"); }).join();

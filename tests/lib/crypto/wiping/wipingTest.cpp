@@ -3,12 +3,7 @@
  * well, not after a refusal, and not when an allocation fails, whichever it is.
  */
 #include <cstdlib>
-#include <cstring>
-#include <functional>
-#include <string>
 
-#include <crypto/crypto.h>
-#include <gtest/gtest.h>
 #include <ssl/ssl.h>
 
 #include "lib/keyLocator/keySafeInt.h"
