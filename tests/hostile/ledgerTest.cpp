@@ -25,10 +25,7 @@ void Work(clock_t milliseconds) {
 }
 
 TEST(Ledger, NoticesEachExcess) {
-    const struct {
-        const char *noticed;
-        void (*spend)();
-    } rows[] = {
+    const std::pair<const char *, void (*)()> rows[] = {
         {"", [] {}},
         {"", [] { Fill(12 << 20); }}, /* 8 MiB and 64 for each of 100,000 bytes */
         {"bytes of memory", [] { Fill(20 << 20); }},
@@ -39,14 +36,14 @@ TEST(Ledger, NoticesEachExcess) {
         {"a secret is shown: I my canary-x", [] { Log("my canary-x\n"); }},
     };
     for (const auto &row : rows) {
-        InChild([&] {
+        InChild([&noticed = row.first, &spend = row.second] {
             Ledger ledger;
-            row.spend();
+            spend();
             const std::string wrong = ledger.Close(100000);
-            if (*row.noticed == '\0')
+            if (*noticed == '\0')
                 EXPECT_EQ("", wrong);
             else
-                EXPECT_THAT(wrong, testing::HasSubstr(row.noticed));
+                EXPECT_THAT(wrong, testing::HasSubstr(noticed));
         });
     }
 }

@@ -129,7 +129,8 @@ TEST_F(BasicHttp, WhatCannotBeIsRefused) {
     EXPECT_EQ("one", outcome.content);
 }
 
-TEST_F(BasicHttp, AStartThatFailsSaysSoAtOnceAndLeavesTheRequestIdle) {
+/* A URL that is longer than libcurl takes. */
+TEST_F(BasicHttp, AStartThatFailsSaysSoAtOnceAndThatOfAQueuedRequestIsReported) {
     const std::string url = "http://127.0.0.1/" + std::string(8000001, 'x');
     BasicHttpRequest *request = Get(url);
     Outcome outcome;
@@ -138,12 +139,9 @@ TEST_F(BasicHttp, AStartThatFailsSaysSoAtOnceAndLeavesTheRequestIdle) {
     testLoop::Settle();
     EXPECT_EQ(0, outcome.numCalls);
     BasicHttp_FreeRequest(request);
-}
 
-TEST_F(BasicHttp, AQueuedRequestWhoseStartFailsIsReported) {
     InitAgain(1);
     AnswerAll(HttpReply(""));
-    const std::string url = "http://127.0.0.1/" + std::string(8000001, 'x');
     Outcome first, second;
     Send(Request("/1"), &first);
     Send(Get(url), &second);
