@@ -28,8 +28,6 @@
 
 namespace orvaneCli {
 
-using MethodPtr = std::unique_ptr<OrvaneMethodInfo, Released<orvane_method_info_free>>;
-
 struct TaskOptions {
     bool isTaskWaited = true;
     int limitSeconds = 0; /* for a task; 0 for none */

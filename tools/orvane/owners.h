@@ -9,6 +9,7 @@
 #include <string>
 
 #include <glib-object.h>
+#include <orvane/method.h>
 
 namespace orvaneCli {
 
@@ -22,6 +23,9 @@ struct FreeValueArray {
     void operator()(GValueArray *array) const { g_value_array_free(array); }
 };
 using ValueArrayPtr = std::unique_ptr<GValueArray, FreeValueArray>;
+using StrvPtr = std::unique_ptr<char *, Released<g_strfreev>>;
+using TypeClassPtr = std::unique_ptr<void, Released<g_type_class_unref>>;
+using MethodPtr = std::unique_ptr<OrvaneMethodInfo, Released<orvane_method_info_free>>;
 using DateTimePtr = std::unique_ptr<GDateTime, Released<g_date_time_unref>>;
 
 /* The message of an error, which is released. */

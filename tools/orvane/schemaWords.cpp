@@ -36,10 +36,6 @@ constexpr auto kPlainTypes = std::to_array<PlainType>({
     {orvane_uri_get_type, "anyURI"},
 });
 
-using TypeClassPtr = std::unique_ptr<void, Released<g_type_class_unref>>;
-using StrvPtr = std::unique_ptr<char *, Released<g_strfreev>>;
-using MethodPtr = std::unique_ptr<OrvaneMethodInfo, Released<orvane_method_info_free>>;
-
 void Visit(GType type, const std::function<void(GType)> &visit) {
     visit(type);
     guint count = 0;

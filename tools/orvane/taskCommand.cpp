@@ -7,7 +7,6 @@
 #include <orvane/schema/ozy.h>
 
 #include "tools/orvane/command.h"
-#include "tools/orvane/jsonText.h"
 #include "tools/orvane/methodRun.h"
 #include "tools/orvane/objectFinder.h"
 #include "tools/orvane/parallelRuns.h"
@@ -17,6 +16,7 @@
 #include "tools/orvane/taskReader.h"
 #include "tools/orvane/taskWatch.h"
 #include "tools/orvane/terminal.h"
+#include "tools/orvane/timeCell.h"
 
 namespace orvaneCli {
 
@@ -47,14 +47,6 @@ std::string StateOf(GObject *info) {
     gboolean isCancelled = FALSE;
     g_object_get(info, "cancelled", &isCancelled, nullptr);
     return isCancelled ? "cancelled" : TextAt(info, "state");
-}
-
-/* For people without the parts of a second. */
-Cell TimeCell(const std::string &time) {
-    const size_t dot = time.find('.');
-    return time.empty() ? NothingCell()
-                        : JsonCell(dot == std::string::npos ? time : time.substr(0, dot) + "Z",
-                                   JsonText(time));
 }
 
 /* -- ls ------------------------------------------------------------------------------------------ */

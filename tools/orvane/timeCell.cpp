@@ -6,6 +6,8 @@
 namespace orvaneCli {
 
 Cell TimeCell(const std::string &text) {
+    if (text.empty())
+        return NothingCell();
     const DateTimePtr time(g_date_time_new_from_iso8601(text.c_str(), nullptr));
     if (!time || GetOutputForm() != OutputForm::kTable)
         return TextCell(text);

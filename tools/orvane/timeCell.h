@@ -11,7 +11,7 @@
 
 namespace orvaneCli {
 
-/* A text that is no time is shown as it is. */
+/* A text that is no time is shown as it is; an empty one is nothing. */
 Cell TimeCell(const std::string &text);
 
 } // namespace orvaneCli

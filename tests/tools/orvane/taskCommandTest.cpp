@@ -127,9 +127,9 @@ TEST_F(Tasks, AreListedShownAndWaitedFor) {
                   {"\"vm-101\" is a VirtualMachine, not a task"});
     ExpectFailure(Run({"task", "show", "task-9"}), 1, {"there is no object \"task-9\""});
     EXPECT_THAT(Screen(80, {"task", "ls"}),
-                MatchesRegex("TASK    STATE      %  WHAT                    OBJECT        QUEUED\n"
+                MatchesRegex("TASK    STATE      %  WHAT                     OBJECT        QUEUED\n"
                              "task-1  success  100  VirtualMachine.Power.*  machine-0001  "
-                             "20[0-9-]+T[0-9:]+Z\n(.|\n)*"));
+                             "20[0-9-]+ [0-9:]+\n(.|\n)*"));
 }
 
 TEST_F(Tasks, NarrowGermanAndPipedOutput) {
@@ -139,7 +139,7 @@ TEST_F(Tasks, NarrowGermanAndPipedOutput) {
     EXPECT_THAT(Screen(40, {"task", "ls"}),
                 MatchesRegex("AUFGABE\n  ZUSTAND  %  WAS  OBJEKT  ANGELEGT\ntask-1\n"
                              "  success  100  VirtualMachine.PowerOnVM\n"
-                             "  machine-0001  20[0-9-]+T[0-9:]+Z\n"));
+                             "  machine-0001  20[0-9-]+ [0-9:]+\n"));
     const Ended failed = Run({"power", "on", "vm-101"});
     EXPECT_EQ("vm-101  gescheitert\n", failed.out);
     ExpectFailure(Run({"power", "off", "vm-101"}), 2, {"power off braucht --yes"});
