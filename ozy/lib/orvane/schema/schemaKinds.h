@@ -19,8 +19,10 @@ struct SchemaParameters {
 };
 
 enum SchemaKindTrait {
-    SCHEMA_KIND_NUMBER = 1, /* a stub takes it by value, and cannot leave it out, unless it is optional */
-    SCHEMA_KIND_UNCHECKED = 2, /* a field keeps each value of its type as it is; none leads to an object */
+    SCHEMA_KIND_NUMBER =
+        1, /* a stub takes it by value, and cannot leave it out, unless it is optional */
+    SCHEMA_KIND_UNCHECKED =
+        2, /* a field keeps each value of its type as it is; none leads to an object */
 };
 
 struct SchemaKindRow {
