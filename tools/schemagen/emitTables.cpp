@@ -71,12 +71,17 @@ std::string Emit_Tables(const Emission &emission) {
                                 row.type, Identifier(row.kind), row.flags, text + row.name);
              });
 
-    fmt::format_to(out,
-                   "\nconstinit GType gIds[{}] = {{}};\n\n}} // namespace\n\n"
-                   "constinit const SchemaTables kSchemaTables = {{\n"
-                   "    kText, kTypes, kFields, kWords, kMethods, kArguments, gIds,\n"
-                   "    {}, {}, {}, {}, {}, sizeof kText - 1,\n}};\n",
-                   std::max<gsize>(built.ids.size(), 1), built.types.size(), built.fields.size(),
-                   built.words.size(), built.methods.size(), built.arguments.size());
+    EmitRows(out, "guint16", "kNameSlots", built.nameSlots,
+             [&](guint16 slot) { fmt::format_to(out, "    {},\n", slot); });
+
+    fmt::format_to(
+        out,
+        "\nconstinit GType gIds[{0}] = {{}};\nconstinit guint16 gInstanceSizes[{0}] = {{}};\n"
+        "\n}} // namespace\n\n"
+        "constinit const SchemaTables kSchemaTables = {{\n"
+        "    kText, kTypes, kFields, kWords, kMethods, kArguments, gIds, gInstanceSizes,\n"
+        "    kNameSlots, {1}, {2}, {3}, {4}, {5}, sizeof kText - 1, {6},\n}};\n",
+        std::max<gsize>(built.ids.size(), 1), built.types.size(), built.fields.size(),
+        built.words.size(), built.methods.size(), built.arguments.size(), built.nameSlots.size());
     return tables;
 }

@@ -121,13 +121,16 @@ struct SchemaTables {
     const SchemaWordRow *words;
     const SchemaMethodRow *methods;
     const SchemaArgumentRow *arguments;
-    GType *ids; /* one per type, 0 until it is registered */
+    GType *ids;               /* one per type, 0 until it is registered */
+    guint16 *instanceSizes;   /* one per type, in bytes, of a class that is registered */
+    const guint16 *nameSlots; /* of the listed types, by their wire names; nameSlots.h */
     guint32 numTypes;
     guint32 numFields;
     guint32 numWords;
     guint32 numMethods;
     guint32 numArguments;
     guint32 textSize; /* in bytes */
+    guint32 numNameSlots;
 };
 
 /* The tables built into the library, made by schemagen. Types of one namespace are adjacent. */

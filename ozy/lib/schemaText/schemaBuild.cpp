@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <numeric>
 
+#include "ozy/lib/schemaRows/nameSlots.h"
 #include "ozy/lib/schemaRows/versionTexts.h"
 
 namespace {
@@ -217,7 +218,24 @@ bool IsChanged(const SchemaTypeRow &row, const TableType &type) {
                                [](const TableField &field) { return field.place.line != 0; });
 }
 
+/* What has one entry for each type. */
+void BuildStates(SchemaBuilt *built) {
+    built->ids.resize(built->types.size());
+    built->instanceSizes.resize(built->types.size());
+    built->nameSlots = SchemaBuild_NameSlots(SchemaBuild_Tables(built));
+}
+
 } // namespace
+
+std::vector<guint16> SchemaBuild_NameSlots(const SchemaTables &tables) {
+    const auto wireNameAt = [&](gsize row) { return tables.text + tables.types[row].wireName; };
+    std::vector<guint16> slots(NameSlots_Count(tables.numTypes));
+    for (guint32 row = 0; row < tables.numTypes; row++) {
+        if (!(tables.types[row].flags & SCHEMA_TYPE_UNLISTED))
+            NameSlots_Insert(slots, row, wireNameAt);
+    }
+    return slots;
+}
 
 SchemaBuilt SchemaBuild_Run(const SchemaModel &model) {
     SchemaBuilt built;
@@ -230,7 +248,7 @@ SchemaBuilt SchemaBuild_Run(const SchemaModel &model) {
         for (const TableMethod &method : model.types[at].methods)
             BuildMethod(&builder, builder.rows[at], method);
     }
-    built.ids.resize(built.types.size());
+    BuildStates(&built);
     return built;
 }
 
@@ -254,7 +272,7 @@ SchemaBuilt SchemaBuild_Extend(const SchemaTables &base, const SchemaModel &mode
                 BuildMethod(&builder, static_cast<guint16>(at), method);
         }
     }
-    built.ids.resize(built.types.size());
+    BuildStates(&built);
     return built;
 }
 
@@ -267,11 +285,14 @@ SchemaTables SchemaBuild_Tables(SchemaBuilt *built) {
         built->methods.data(),
         built->arguments.data(),
         built->ids.data(),
+        built->instanceSizes.data(),
+        built->nameSlots.data(),
         static_cast<guint32>(built->types.size()),
         static_cast<guint32>(built->fields.size()),
         static_cast<guint32>(built->words.size()),
         static_cast<guint32>(built->methods.size()),
         static_cast<guint32>(built->arguments.size()),
         static_cast<guint32>(built->text.size()),
+        static_cast<guint32>(built->nameSlots.size()),
     };
 }

@@ -22,6 +22,8 @@ struct SchemaBuilt {
     std::vector<SchemaMethodRow> methods;
     std::vector<SchemaArgumentRow> arguments;
     std::vector<GType> ids;
+    std::vector<guint16> instanceSizes;
+    std::vector<guint16> nameSlots;
     std::vector<guint32> order; /* row of a type -> its place in SchemaModel::types */
 };
 
@@ -36,3 +38,6 @@ SchemaBuilt SchemaBuild_Run(const SchemaModel &model);
 SchemaBuilt SchemaBuild_Extend(const SchemaTables &base, const SchemaModel &model);
 
 SchemaTables SchemaBuild_Tables(SchemaBuilt *built);
+
+/* The slots that SchemaTables::nameSlots is to have for the types and texts of the tables. */
+std::vector<guint16> SchemaBuild_NameSlots(const SchemaTables &tables);

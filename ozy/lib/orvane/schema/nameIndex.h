@@ -10,44 +10,24 @@
  */
 #pragma once
 
-#include <bit>
-#include <cstring>
-#include <string_view>
 #include <vector>
 
-#include <glib.h>
+#include "ozy/lib/schemaRows/nameSlots.h"
 
 class NameIndex {
 public:
     NameIndex() = default;
 
-    template <class NameAt> NameIndex(gsize count, const NameAt &nameAt) {
-        slots.assign(std::bit_ceil(count * 2 + 1), 0);
-        for (gsize i = 0; i < count; i++) {
-            gsize at = First(nameAt(i));
-            while (slots[at] != 0)
-                at = Next(at);
-            slots[at] = static_cast<guint16>(i + 1);
-        }
+    template <class NameAt> NameIndex(gsize count, const NameAt &nameAt)
+        : slots(NameSlots_Count(count)) {
+        for (gsize i = 0; i < count; i++)
+            NameSlots_Insert(slots, i, nameAt);
     }
 
     template <class NameAt> gint Find(std::string_view name, const NameAt &nameAt) const {
-        for (gsize at = First(name); slots[at] != 0; at = Next(at)) {
-            const char *found = nameAt(slots[at] - 1u);
-            if (std::strncmp(found, name.data(), name.size()) == 0 && found[name.size()] == '\0')
-                return slots[at] - 1;
-        }
-        return -1;
+        return NameSlots_Find(slots, name, nameAt);
     }
 
 private:
-    gsize First(std::string_view name) const {
-        guint32 hash = 2166136261u;
-        for (char c : name)
-            hash = (hash ^ static_cast<guchar>(c)) * 16777619u;
-        return (hash ^ (hash >> 15)) & (slots.size() - 1);
-    }
-    gsize Next(gsize at) const { return (at + 1) & (slots.size() - 1); }
-
-    std::vector<guint16> slots = {0}; /* index plus 1; the size is a power of two */
+    std::vector<guint16> slots = {0};
 };

@@ -90,17 +90,15 @@ guint RoundUp(guint offset, guint size) {
     return (offset + alignment - 1) & ~(alignment - 1);
 }
 
-/* Where a class keeps its first field: behind the instance of its parent, which is registered. */
-guint FirstOffset(const SchemaTypeRow &row, GType parent) {
+/* Where a class keeps its first field: behind the instance of its base, which is registered. */
+guint FirstOffset(const SchemaTypeRow &row) {
     if (row.base == kSchemaNoType)
         return LayoutOf(row.kind).firstField;
-    GTypeQuery query;
-    g_type_query(parent, &query);
-    return query.instance_size;
+    return SchemaEngine_Tables()->instanceSizes[row.base];
 }
 
-guint InstanceSize(const SchemaTypeRow &row, GType parent) {
-    guint offset = FirstOffset(row, parent);
+guint InstanceSize(const SchemaTypeRow &row) {
+    guint offset = FirstOffset(row);
     for (const SchemaFieldRow &field : FieldsOf(row)) {
         const guint size = SchemaStore_For(field)->size;
         offset = RoundUp(offset, size) + size;
@@ -272,7 +270,7 @@ SchemaClass *NewSchemaClass(const SchemaRootClass &from, const SchemaTypeRow &ro
     schema->numFields = row.count;
     schema->fields = g_new0(SchemaField, row.count);
 
-    guint offset = FirstOffset(row, g_type_parent(type));
+    guint offset = FirstOffset(row);
     for (guint i = 0; i < row.count; i++) {
         SchemaField &field = schema->fields[i];
         InitField(field, FieldsOf(row)[i]);
@@ -324,16 +322,19 @@ struct RegistrationLock {
     RegistrationLock &operator=(const RegistrationLock &) = delete;
 };
 
+GType RegisterOnce(guint index);
+
 GType ParentOf(const SchemaTypeRow &row) {
     if (row.base != kSchemaNoType)
-        return orvane_schema_get_type(row.base);
+        return RegisterOnce(row.base);
     return row.kind == SCHEMA_KIND_MANAGED ? G_TYPE_INITIALLY_UNOWNED : G_TYPE_OBJECT;
 }
 
 GType RegisterClass(const SchemaTypeRow &row, const char *name, guint index) {
     const GType parent = ParentOf(row);
-    const guint instanceSize = InstanceSize(row, parent);
+    const guint instanceSize = InstanceSize(row);
     VERIFY(instanceSize <= G_MAXUINT16); /* the range of GTypeInfo::instance_size */
+    SchemaEngine_Tables()->instanceSizes[index] = static_cast<guint16>(instanceSize);
     const GTypeInfo info = {
         .class_size = sizeof(SchemaRootClass),
         .class_init = SchemaClassInit,
@@ -343,13 +344,28 @@ GType RegisterClass(const SchemaTypeRow &row, const char *name, guint index) {
     return g_type_register_static(parent, name, &info, static_cast<GTypeFlags>(0));
 }
 
-GType RegisterEnum(const SchemaTypeRow &row, const char *name) {
-    auto *values = g_new0(GEnumValue, row.count + 1u); /* kept by the type */
+/* The values are made when the class is first used; few of the enumerations ever are. */
+void SchemaEnumInit(gpointer klass, gpointer index) {
+    const SchemaTypeRow &row = SchemaEngine_Tables()->types[GPOINTER_TO_UINT(index)];
+    auto *values = g_new0(GEnumValue, row.count + 1u); /* kept by the class */
     for (guint i = 0; i < row.count; i++) {
         const SchemaWordRow &word = SchemaEngine_Tables()->words[row.first + i];
         values[i] = {static_cast<gint>(i), Text(word.identifier), Text(word.word)};
     }
-    return g_enum_register_static(name, values);
+    auto *words = static_cast<GEnumClass *>(klass);
+    words->minimum = 0;
+    words->maximum = std::max(row.count - 1, 0);
+    words->n_values = row.count;
+    words->values = values;
+}
+
+GType RegisterEnum(const char *name, guint index) {
+    const GTypeInfo info = {
+        .class_size = sizeof(GEnumClass),
+        .class_init = SchemaEnumInit,
+        .class_data = GUINT_TO_POINTER(index),
+    };
+    return g_type_register_static(G_TYPE_ENUM, name, &info, static_cast<GTypeFlags>(0));
 }
 
 /* Thousands of types are registered at a stretch, so the quark is looked up once. Names are left to
@@ -368,14 +384,13 @@ GType RegisterType(const SchemaTypeRow &row, guint index) {
     gIsAnyRegistered.store(true, std::memory_order_relaxed);
     const char *name = Text(row.name);
     const GType type =
-        row.kind == SCHEMA_KIND_ENUM ? RegisterEnum(row, name) : RegisterClass(row, name, index);
+        row.kind == SCHEMA_KIND_ENUM ? RegisterEnum(name, index) : RegisterClass(row, name, index);
     g_type_set_qdata(type, GetWireNameQuark(), const_cast<char *>(Text(row.wireName)));
     return type;
 }
 
-/* Reads the tables again: they may have been replaced before the lock was taken. */
-GType RegisterTypeOnce(guint index) {
-    const RegistrationLock lock;
+/* The lock is held. */
+GType RegisterOnce(guint index) {
     const SchemaTables *tables = SchemaEngine_Tables();
     const std::atomic_ref<GType> id(tables->ids[index]);
     GType type = id.load(std::memory_order_relaxed);
@@ -387,14 +402,16 @@ GType RegisterTypeOnce(guint index) {
 }
 
 void PopulateNameMap(GHashTable *table, SchemaNamespace ns) {
-    const SchemaTables *tables = SchemaEngine_Tables();
     const RegistrationLock lock;
+    const SchemaTables *tables = SchemaEngine_Tables();
     for (guint i = 0; i < tables->numTypes; i++) {
         const SchemaTypeRow &row = tables->types[i];
         if (row.ns != ns || (row.flags & SCHEMA_TYPE_UNLISTED))
             continue;
-        const GType type = orvane_schema_get_type(i);
-        g_hash_table_insert(table, const_cast<char *>(Text(row.wireName)), GSIZE_TO_POINTER(type));
+        const GType type = RegisterOnce(i);
+        if (table != nullptr)
+            g_hash_table_insert(table, const_cast<char *>(Text(row.wireName)),
+                                GSIZE_TO_POINTER(type));
     }
 }
 
@@ -425,7 +442,18 @@ GType orvane_schema_get_type(guint index) {
     VERIFY(index < tables->numTypes);
     const std::atomic_ref<GType> id(tables->ids[index]);
     const GType type = id.load(std::memory_order_acquire);
-    return type != 0 ? type : RegisterTypeOnce(index);
+    if (type != 0)
+        return type;
+    const RegistrationLock lock; /* the tables may have been replaced before it was taken */
+    return RegisterOnce(index);
+}
+
+GType SchemaEngine_FindType(std::string_view wireName) {
+    const SchemaTables *tables = SchemaEngine_Tables();
+    const auto wireNameAt = [&](gsize row) { return tables->text + tables->types[row].wireName; };
+    const gint row =
+        NameSlots_Find(std::span(tables->nameSlots, tables->numNameSlots), wireName, wireNameAt);
+    return row >= 0 ? orvane_schema_get_type(static_cast<guint>(row)) : 0;
 }
 
 const SchemaClass *SchemaClass_Get(gpointer klass) {

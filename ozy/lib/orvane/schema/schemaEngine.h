@@ -130,5 +130,8 @@ gboolean SchemaEngine_SetTables(const SchemaTables *tables);
 /* Whether a type is registered; the tables can then no longer be replaced. */
 gboolean SchemaEngine_IsInUse();
 
+/* The type with that wire name; 0 if there is none, or if it is not listed. */
+GType SchemaEngine_FindType(std::string_view wireName);
+
 /* The GType of elements of a kind; type is an index for ENUM, OBJECT and MANAGED. */
 GType SchemaEngine_ValueType(SchemaValueKind kind, guint16 type);

@@ -149,8 +149,13 @@ TEST_IN_CHILD(SchemaLoad, CompiledCodeFindsItsTypesAndMethods) {
     }
     EXPECT_STREQ("SkemaOzyTask", g_type_name(SKEMA_TYPE_OZY_TASK));
     EXPECT_STREQ("SkemaFerryServiceContent", g_type_name(SKEMA_TYPE_FERRY_SERVICE_CONTENT));
-    for (guint i = 0; i < tables->numTypes; i++)
-        ASSERT_STREQ(tables->text + tables->types[i].name, g_type_name(orvane_schema_get_type(i)));
+    for (guint i = 0; i < tables->numTypes; i++) {
+        const GType type = orvane_schema_get_type(i);
+        ASSERT_STREQ(tables->text + tables->types[i].name, g_type_name(type));
+        const bool isListed = !(tables->types[i].flags & SCHEMA_TYPE_UNLISTED);
+        ASSERT_EQ(isListed ? type : 0,
+                  orvane_lookup_type(tables->text + tables->types[i].wireName));
+    }
 }
 
 TEST_IN_CHILD(SchemaLoad, FoldersByNameAndCallsOneOverTheOther) {

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "ozy/lib/schemaRows/nameSlots.h"
 #include "ozy/lib/schemaRows/versionTexts.h"
 #include "tests/ozy/lib/schemaText/readSchema.h"
 
@@ -172,6 +173,23 @@ TEST(SchemaBuild, WhatIsNotRefusedBuilds) {
         }
     }
     EXPECT_LT(100u, built);
+}
+
+TEST(SchemaBuild, WireNamesLeadToListedTypes) {
+    const Built built("namespace ozy\n"
+                      "data A : DynamicData\n"
+                      "data AB : DynamicData\n"
+                      "namespace qorm unlisted\n"
+                      "data Hidden : DynamicData @all\n");
+    const SchemaTables &tables = built.tables;
+    const auto find = [&](const char *name) {
+        return NameSlots_Find(std::span(tables.nameSlots, tables.numNameSlots), name,
+                              [&](gsize i) { return tables.text + tables.types[i].wireName; });
+    };
+    for (const char *name : {"A", "AB", "DynamicData", "ManagedObject"})
+        EXPECT_EQ(built.indexOf(name), find(name));
+    for (const char *name : {"", "B", "ABC", "Hidden"})
+        EXPECT_EQ(-1, find(name)) << name;
 }
 
 TEST(SchemaBuild, TextsShareTheirEnds) {

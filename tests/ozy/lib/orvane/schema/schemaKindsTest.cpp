@@ -11,6 +11,7 @@
 #include <orvane/schema/qorm.h>
 
 #include "ozy/lib/orvane/runtime/orvaneRuntime.h"
+#include "ozy/lib/schemaText/schemaBuild.h"
 #include "tests/ozy/lib/orvane/soap/soapFixture.h"
 
 namespace schemaKinds {
@@ -86,16 +87,21 @@ struct Extension {
         AddType("TestProxyBelow", SCHEMA_KIND_MANAGED, "TestProxy");
 
         ids.resize(types.size());
+        instanceSizes.resize(types.size());
         tables.text = text.data();
         tables.types = types.data();
         tables.fields = fields.data();
         tables.methods = methods.data();
         tables.arguments = arguments.data();
         tables.ids = ids.data();
+        tables.instanceSizes = instanceSizes.data();
         tables.numTypes = static_cast<guint32>(types.size());
         tables.numFields = static_cast<guint32>(fields.size());
         tables.numMethods = static_cast<guint32>(methods.size());
         tables.numArguments = static_cast<guint32>(arguments.size());
+        nameSlots = SchemaBuild_NameSlots(tables);
+        tables.nameSlots = nameSlots.data();
+        tables.numNameSlots = static_cast<guint32>(nameSlots.size());
     }
 
     SchemaTables tables;
@@ -166,6 +172,8 @@ private:
     std::vector<SchemaMethodRow> methods;
     std::vector<SchemaArgumentRow> arguments;
     std::vector<GType> ids;
+    std::vector<guint16> instanceSizes;
+    std::vector<guint16> nameSlots;
 };
 
 struct Tables : testing::Environment {
