@@ -86,6 +86,10 @@ void orvane_listener_set_return_type(OrvaneListener *listener, GType type, gbool
 /* (transfer none) (nullable): the proxy with an id. */
 SkemaQormManagedObject *orvane_momgr_lookup(OrvaneMOMgr *momgr, const char *id);
 
+/* Number of the state that the registry is in. It is never 0, and no other manager of the process ever has it. A proxy that was
+ * found by its id is the one with that id while the number is the same; it changes when a proxy leaves the registry. */
+guint64 OrvaneMOMgr_GetRegistryState(const OrvaneMOMgr *momgr);
+
 /**
  * orvane_momgr_lookup_or_create:
  * @momgr: the manager

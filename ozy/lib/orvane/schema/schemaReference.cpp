@@ -44,15 +44,49 @@ SkemaQormManagedObject *ProxyIn(const GValue *value) {
                                : nullptr;
 }
 
-/* Releases the proxy with this id, which destroys it if it has no owner. The manager is looked up each
- * time, since finalising a proxy may run the application's code. */
-void ReleaseProxy(const SchemaSession &of, const char *id) {
-    OrvaneMOMgr *manager = id != nullptr ? SchemaSession_GetManager(of) : nullptr;
-    SkemaQormManagedObject *proxy = manager != nullptr ? orvane_momgr_lookup(manager, id) : nullptr;
+SchemaId *NewId(const char *text) {
+    if (text == nullptr)
+        return nullptr;
+    const gsize size = std::strlen(text) + 1;
+    auto *id = static_cast<SchemaId *>(g_malloc(sizeof(SchemaId) + size));
+    *id = {};
+    std::memcpy(id + 1, text, size);
+    return id;
+}
+
+const char *TextOf(const SchemaId *id) {
+    return id != nullptr ? id->Text() : nullptr;
+}
+
+/* The registered proxy with an id; NULL if there is none. */
+SkemaQormManagedObject *FindProxy(OrvaneMOMgr *manager, SchemaId *id) {
+    const guint64 state = OrvaneMOMgr_GetRegistryState(manager);
+    if (id->registryState == state)
+        return id->proxy;
+    SkemaQormManagedObject *proxy = orvane_momgr_lookup(manager, id->Text());
+    if (proxy != nullptr)
+        *id = {state, proxy, proxy->id};
+    return proxy;
+}
+
+/* Releases a proxy, which destroys it if it has no owner. */
+void ReleaseProxy(SkemaQormManagedObject *proxy) {
     if (proxy == nullptr)
         return;
     g_object_ref_sink(proxy);
     g_object_unref(proxy);
+}
+
+/* Releases the proxy with this id. The manager is looked up each time, since finalising a proxy may run the
+ * application's code. */
+void ReleaseProxy(const SchemaSession &of, const char *id) {
+    if (OrvaneMOMgr *manager = id != nullptr ? SchemaSession_GetManager(of) : nullptr)
+        ReleaseProxy(orvane_momgr_lookup(manager, id));
+}
+
+void ReleaseProxy(const SchemaSession &of, SchemaId *id) {
+    if (OrvaneMOMgr *manager = id != nullptr ? SchemaSession_GetManager(of) : nullptr)
+        ReleaseProxy(FindProxy(manager, id));
 }
 
 /* Keeps a proxy alive, and floating if it was, while the old value is released. */
@@ -88,10 +122,10 @@ void ReferenceSet(const SchemaPlace &place, const GValue *value) {
     const SchemaSession oldSession = SchemaSession_Of(place.object);
     SchemaReference next = {nullptr, place.field->valueType};
     if (proxy != nullptr) {
-        next = {g_strdup(proxy->id), G_OBJECT_TYPE(proxy)};
+        next = {NewId(proxy->id), G_OBJECT_TYPE(proxy)};
         SchemaSession_Set(place.object, SchemaSession_Of(proxy));
     }
-    const GPtr<char> oldId(std::exchange(Held<SchemaReference>(place), next).id);
+    const GPtr<SchemaId> oldId(std::exchange(Held<SchemaReference>(place), next).id);
     if (oldId != nullptr) {
         const ProxyGuard guard(proxy);
         ReleaseProxy(oldSession, oldId.get());
@@ -102,10 +136,14 @@ SkemaQormManagedObject *FindReferenced(const SchemaPlace &place) {
     const auto &[id, type] = Held<SchemaReference>(place);
     if (id == nullptr)
         return nullptr;
-    if (OrvaneMOMgr *manager = ManagerOf(place))
-        return orvane_momgr_lookup_or_create(manager, id, type);
-    WarnNoManager(id, type);
-    return nullptr;
+    OrvaneMOMgr *manager = ManagerOf(place);
+    if (manager == nullptr) {
+        WarnNoManager(id->Text(), type);
+        return nullptr;
+    }
+    if (SkemaQormManagedObject *proxy = FindProxy(manager, id))
+        return proxy;
+    return orvane_momgr_lookup_or_create(manager, id->Text(), type);
 }
 
 void ReferenceGet(const SchemaPlace &place, GValue *value) {
@@ -115,7 +153,7 @@ void ReferenceGet(const SchemaPlace &place, GValue *value) {
 
 void ReferenceRelease(const SchemaPlace &place) {
     const SchemaReference none = {nullptr, place.field->valueType};
-    const GPtr<char> id(std::exchange(Held<SchemaReference>(place), none).id);
+    const GPtr<SchemaId> id(std::exchange(Held<SchemaReference>(place), none).id);
     ReleaseProxy(SchemaSession_Of(place.object), id.get());
 }
 
@@ -312,8 +350,8 @@ void AnyRelease(const SchemaPlace &place) {
 }
 
 bool ReferenceIsEqual(const SchemaPlace &first, const SchemaPlace &second, int depth) {
-    return SchemaCompare_Texts(Held<SchemaReference>(first).id, Held<SchemaReference>(second).id,
-                               depth);
+    return SchemaCompare_Texts(TextOf(Held<SchemaReference>(first).id),
+                               TextOf(Held<SchemaReference>(second).id), depth);
 }
 
 bool ReferenceArrayIsEqual(const SchemaPlace &first, const SchemaPlace &second, int depth) {

@@ -7,6 +7,9 @@
  * object that mentions it releases it, look-up, ref_sink and unref destroy it; they change nothing
  * for a proxy with owners.
  *
+ * The id of a single reference has the proxy beside it that the last look-up found. It is valid while the manager's registry
+ * is in the same state, so a second read needs no look-up.
+ *
  * A store puts the new value in place before it releases the old one, since finalising a proxy may run
  * the application's code. It keeps the new proxies alive meanwhile: an object that mentions a
  * floating proxy and is given the same one again must not destroy it.
@@ -19,10 +22,19 @@
 
 #include "ozy/lib/orvane/schema/schemaStore.h"
 
+/* An id, in one block of memory with its text. */
+struct SchemaId {
+    guint64 registryState;         /* that of the manager at the last look-up; 0 before the first */
+    SkemaQormManagedObject *proxy; /* not owned; dangling once the manager has another state */
+    const char *proxyId;           /* proxy->id at the last look-up, to be prefetched only */
+
+    const char *Text() const { return reinterpret_cast<const char *>(this + 1); }
+};
+
 /* A field of a managed-object type. */
 struct SchemaReference {
-    char *id;   /* owned; NULL: nothing held */
-    GType type; /* the proxy's own class */
+    SchemaId *id; /* owned; NULL: nothing held */
+    GType type;   /* the proxy's own class */
 };
 
 /* A list of managed objects. Either both are NULL or they are of the same length. */

@@ -1,5 +1,6 @@
 #include "ozy/lib/orvane/soap/orvaneSoapPlan.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cstring>
 #include <span>
@@ -68,6 +69,11 @@ guint32 SoapHeldAt(const SchemaField *field, SoapKind kind) {
     return OrvaneSoapKind_Row(kind).writeHeld != nullptr ? field->offset : 0;
 }
 
+bool SoapIsReference(const SchemaField *field, SoapKind kind) {
+    return kind == SoapKind::Managed && field != nullptr &&
+           field->row->kind == SCHEMA_VALUE_MANAGED && !(field->row->flags & SCHEMA_ARRAY);
+}
+
 SoapProperty SoapMakeProperty(const SchemaClass *schema, GParamSpec *pspec) {
     SoapProperty property{};
     property.pspec = pspec;
@@ -80,6 +86,7 @@ SoapProperty SoapMakeProperty(const SchemaClass *schema, GParamSpec *pspec) {
         property.elementType != 0 ? OrvaneSoapKind_Of(property.elementType) : SoapKind::Other;
     property.field = SoapFieldOf(schema, pspec);
     property.heldAt = SoapHeldAt(property.field, property.kind);
+    property.isReference = SoapIsReference(property.field, property.kind);
     property.versions = SoapPropertyVersions(pspec);
     if (pspec->flags & kOptional)
         property.mark = g_quark_from_string(("_" + property.name).c_str());
@@ -126,6 +133,8 @@ SoapPlan *SoapMakePlan(GType type) {
     plan->isAbstract = G_TYPE_IS_ABSTRACT(type);
     plan->isUnowned = g_type_is_a(type, G_TYPE_INITIALLY_UNOWNED);
     plan->names = NameIndex(plan->properties.size(), SoapNamesOf(plan));
+    const auto reference = std::ranges::find_if(plan->properties, &SoapProperty::isReference);
+    plan->reference = reference != plan->properties.end() ? reference->field : nullptr;
     return plan;
 }
 

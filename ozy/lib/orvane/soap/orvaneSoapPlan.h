@@ -29,6 +29,7 @@ struct SoapProperty {
     SoapKind elementKind;
     const SchemaField *field; /* of the schema; NULL for a property of an application's */
     guint32 heldAt;           /* offset in the object of the pointer to the value; 0: read by get */
+    bool isReference;         /* a class of the schema keeps it as a SchemaReference */
     bool isPlain;             /* GLib stores any value of the type and range unchanged */
     guint32 versions;         /* as OrvaneVersionEntry::mask; 0 if the property is never written */
     GQuark mark;              /* key of the object's data for "was set"; 0: a required property */
@@ -45,6 +46,7 @@ struct SoapPlan {
     bool isUnowned;                       /* new objects have a floating reference */
     std::vector<SoapProperty> properties; /* in wire order: base classes first */
     NameIndex names;                      /* of the properties */
+    const SchemaField *reference;         /* the first that is a reference; NULL if none is */
 };
 
 const SoapPlan *OrvaneSoapPlan_Get(GType type);

@@ -69,12 +69,16 @@ SoapWriter SoapInContainer(const SoapWriter &writer) {
 
 /*
  * Objects of a long array are scattered in memory, and waiting for it takes longer than writing them. So what an
- * object further on consists of is requested early: first the object, then the list of its data, which has its marks.
+ * object further on consists of is requested early: first the object, then the list of its data, which has its marks, and
+ * the id of its first reference, then the proxy that was last found for that id. The proxy may be gone by now, which a
+ * prefetch does not mind.
  * A call of a function that only prefetches has no effect for the compiler, which would drop it; hence always inline.
  */
-[[gnu::always_inline]] inline void SoapPrefetch(std::span<const GValue> members, GType type) {
+[[gnu::always_inline]] inline void SoapPrefetch(std::span<const GValue> members, GType type,
+                                                const SchemaField *reference) {
     constexpr gsize kObjectAhead = 8;
     constexpr gsize kDataAhead = 4;
+    constexpr gsize kProxyAhead = 2;
     constexpr guintptr kFlags = 7; /* GLib keeps them in the pointer to the list */
     constexpr gsize kLine = 64;
     if (members.size() <= kObjectAhead)
@@ -82,10 +86,22 @@ SoapWriter SoapInContainer(const SoapWriter &writer) {
     const auto object = guintptr(members[kObjectAhead].data[0].v_pointer);
     __builtin_prefetch(reinterpret_cast<const void *>(object));
     __builtin_prefetch(reinterpret_cast<const void *>(object + kLine));
-    const GValue &next = members[kDataAhead];
-    if (G_VALUE_TYPE(&next) == type && next.data[0].v_pointer != nullptr) {
-        const auto data = guintptr(static_cast<const GObject *>(next.data[0].v_pointer)->qdata);
-        __builtin_prefetch(reinterpret_cast<const void *>(data & ~kFlags));
+    const auto objectAt = [&](gsize ahead) {
+        const GValue &value = members[ahead];
+        return static_cast<GObject *>(G_VALUE_TYPE(&value) == type ? value.data[0].v_pointer
+                                                                   : nullptr);
+    };
+    if (GObject *next = objectAt(kDataAhead)) {
+        __builtin_prefetch(reinterpret_cast<const void *>(guintptr(next->qdata) & ~kFlags));
+        if (reference != nullptr)
+            __builtin_prefetch(SchemaField_In<SchemaReference>(next, reference)->id);
+    }
+    GObject *nearer = reference != nullptr ? objectAt(kProxyAhead) : nullptr;
+    if (nearer == nullptr)
+        return;
+    if (const SchemaId *id = SchemaField_In<SchemaReference>(nearer, reference)->id) {
+        __builtin_prefetch(id->proxy);
+        __builtin_prefetch(id->proxyId);
     }
 }
 
@@ -122,19 +138,12 @@ private:
     std::array<GQuark, 32> keys; /* of all data of the object */
 };
 
-/* Whether a class of the schema keeps the property as an id. */
-bool IsReference(const SoapProperty &property) {
-    return property.kind == SoapKind::Managed && property.field != nullptr &&
-           property.field->row->kind == SCHEMA_VALUE_MANAGED &&
-           !(property.field->row->flags & SCHEMA_ARRAY);
-}
-
 bool SoapWriteProperty(const SoapWriter &writer, const SoapProperty &property, GObject *object) {
     const SoapKindRow &row = OrvaneSoapKind_Row(property.kind);
     if (property.heldAt != 0)
         return row.writeHeld(writer, property.name,
                              G_STRUCT_MEMBER(gpointer, object, property.heldAt));
-    if (IsReference(property)) {
+    if (property.isReference) {
         const SkemaQormManagedObject *proxy = SchemaReference_GetProxy(object, property.field);
         if (proxy == nullptr || g_type_is_a(G_OBJECT_TYPE(proxy), property.type))
             return OrvaneSoapWriteManaged(writer.out, property.name, proxy);
@@ -187,14 +196,17 @@ bool OrvaneSoapWriteArray(const SoapWriter &outer, std::string_view name,
         return false;
     GType type = 0;
     SoapKind kind = SoapKind::Other;
+    const SchemaField *reference = nullptr; /* of objects of the type */
     const std::span members(array->values, array->n_values);
     for (const GValue &member : members) {
         if (G_VALUE_TYPE(&member) != type) {
             type = G_VALUE_TYPE(&member);
             kind = OrvaneSoapKind_Of(type);
+            const SoapPlan *plan = kind == SoapKind::Object ? writer.plans.Get(type) : nullptr;
+            reference = plan != nullptr ? plan->reference : nullptr;
         }
         if (kind == SoapKind::Object)
-            SoapPrefetch(members.subspan(gsize(&member - members.data())), type);
+            SoapPrefetch(members.subspan(gsize(&member - members.data())), type, reference);
         if (!OrvaneSoapKind_Row(kind).write(writer, name, &member))
             return false;
     }

@@ -1,6 +1,7 @@
 // The manager as an object, and its registry of proxies: id -> proxy and back.
 #include "ozy/lib/orvane/updates/orvaneMOMgr.h"
 
+#include <atomic>
 #include <unordered_set>
 
 #include <orvane/schema/qorm.h>
@@ -31,8 +32,14 @@ void SinkAndRelease(SkemaQormManagedObject *proxy) {
     g_object_unref(proxy);
 }
 
+guint64 NewRegistryState() {
+    static constinit std::atomic<guint64> last{0};
+    return last.fetch_add(1, std::memory_order_relaxed) + 1;
+}
+
 /* Takes a proxy from the tables, and frees their copies of its id. */
 void RemoveEntries(OrvaneMOMgrPrivate *priv, gpointer proxy) {
+    priv->registryState = NewRegistryState();
     const auto *id = static_cast<const char *>(g_hash_table_lookup(priv->idsByObject, proxy));
     if (g_hash_table_lookup(priv->objectsById, id) == proxy)
         g_hash_table_remove(priv->objectsById, id);
@@ -169,6 +176,7 @@ static void orvane_momgr_init(OrvaneMOMgr *momgr) {
     momgr->priv = priv;
     priv->objectsById = g_hash_table_new_full(KeyedHash_Text, g_str_equal, g_free, nullptr);
     priv->idsByObject = g_hash_table_new_full(nullptr, nullptr, nullptr, g_free);
+    priv->registryState = NewRegistryState();
     priv->filtersByObject = g_hash_table_new_full(nullptr, nullptr, nullptr, g_free);
     priv->loadListeners = g_hash_table_new_full(nullptr, nullptr, nullptr, g_free);
     priv->pendingLoads = g_hash_table_new_full(nullptr, nullptr, nullptr, MOMgrFreePending);
@@ -288,6 +296,10 @@ SkemaQormManagedObject *orvane_momgr_lookup(OrvaneMOMgr *momgr, const char *id) 
     if (id == nullptr)
         return nullptr;
     return static_cast<SkemaQormManagedObject *>(g_hash_table_lookup(momgr->priv->objectsById, id));
+}
+
+guint64 OrvaneMOMgr_GetRegistryState(const OrvaneMOMgr *momgr) {
+    return momgr->priv->registryState;
 }
 
 SkemaQormManagedObject *orvane_momgr_lookup_or_create(OrvaneMOMgr *momgr, const char *id,

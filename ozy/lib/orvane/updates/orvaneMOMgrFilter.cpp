@@ -27,7 +27,7 @@ constexpr size_t kMaxRemoved = 256;
  * own. */
 std::string FilterId(GObject *filterUpdate) {
     if (const auto *reference = MOMgrPeek<SchemaReference>(filterUpdate, "filter"))
-        return reference->id != nullptr ? reference->id : "";
+        return reference->id != nullptr ? reference->id->Text() : "";
     SkemaQormManagedObject *filter = nullptr;
     g_object_get(filterUpdate, "filter", &filter, nullptr);
     const ObjectPtr<SkemaQormManagedObject> owner(filter);

@@ -50,6 +50,7 @@ struct OrvaneMOMgrPrivate {
     OrvaneSession *session;      /* not owned; check OrvaneSession_IsLive() */
     GHashTable *objectsById;     /* owned id -> proxy */
     GHashTable *idsByObject;     /* proxy -> owned id */
+    guint64 registryState;       /* as OrvaneMOMgr_GetRegistryState() */
     GHashTable *filtersByObject; /* proxy -> owned id of its filter */
     GHashTable *loadListeners;   /* listener -> owned MOMgrWaiter */
     GHashTable *pendingLoads;    /* proxy -> owned MOMgrPending */

@@ -2,6 +2,7 @@
 #include "ozy/lib/orvane/runtime/roomsAbove.h"
 #include "ozy/lib/orvane/schema/schemaEngine.h"
 #include "ozy/lib/orvane/schema/schemaSession.h"
+#include "ozy/lib/orvane/session/orvaneSessionInt.h"
 #include "ozy/lib/orvane/updates/orvaneMOMgr.h"
 #include "tests/ozy/lib/orvane/schema/schemaKinds.h"
 #include "tests/ozy/lib/orvane/session/sessionFixture.h"
@@ -213,6 +214,42 @@ TEST_F(SchemaReference, TheEndOfAProxyMayStoreIntoTheSameField) {
         Set(holder.get(), row.property, In(row, ProxyValue(Proxy("q"))));
         EXPECT_EQ(ShownIn(row, "a TestProxyBelow other"), Get(holder.get(), row.property))
             << Named(row);
+    }
+}
+
+/* Whatever an earlier read has found. */
+TEST_F(SchemaReference, EachReadFindsTheProxyThatIsRegisteredByThen) {
+    const ObjectPtr<OrvaneSession> other(orvane_session_new());
+    other->priv->moMgr = orvane_momgr_new(other.get());
+    for (const FieldRow &row : std::span(kFields).first(3)) {
+        const ObjectPtr<GObject> holder = HolderOf(row, "p");
+        const auto read = [&] {
+            Value value(SKEMA_TYPE_QORM_MANAGED_OBJECT);
+            g_object_get_property(holder.get(), row.property, value.get());
+            return value;
+        };
+        const Value first = read();
+        EXPECT_EQ(G_OBJECT(Proxy("p")), first.Object()) << Named(row);
+        EXPECT_EQ(first.Object(), read().Object()) << Named(row);
+
+        orvane_momgr_discard_by_id(Manager(), "p");
+        const Value second = read();
+        EXPECT_NE(first.Object(), second.Object()) << Named(row);
+        EXPECT_EQ(G_OBJECT(Proxy("p")), second.Object()) << Named(row);
+
+        const ObjectPtr<GObject> third(
+            G_OBJECT(g_object_ref_sink(New("TestProxyBelow").release())));
+        SKEMA_QORM_MANAGED_OBJECT(third.get())->id = g_strdup("p");
+        orvane_momgr_insert(Manager(), SKEMA_QORM_MANAGED_OBJECT(third.get()));
+        EXPECT_EQ(third.get(), read().Object()) << Named(row);
+
+        SessionOf(holder.get()) = other.get();
+        const Value fourth = read();
+        EXPECT_EQ(G_OBJECT(orvane_momgr_lookup(other->priv->moMgr, "p")), fourth.Object())
+            << Named(row);
+        EXPECT_NE(third.get(), fourth.Object()) << Named(row);
+        SessionOf(holder.get()) = session;
+        EXPECT_EQ(third.get(), read().Object()) << Named(row);
     }
 }
 
