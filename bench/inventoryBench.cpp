@@ -16,6 +16,7 @@
 #include "bench/ratio.h"
 #include "bench/replyText.h"
 #include "ozy/lib/orvane/schema/schemaSession.h"
+#include "ozy/lib/orvane/session/orvaneSessionCalls.h"
 #include "ozy/lib/orvane/soap/orvaneSoap.h"
 #include "ozy/lib/orvane/soap/orvaneSoapTree.h"
 #include "ozy/lib/orvane/updates/orvaneMOMgrInt.h"
