@@ -237,8 +237,7 @@ TEST_F(SchemaReference, EachReadFindsTheProxyThatIsRegisteredByThen) {
         EXPECT_NE(first.Object(), second.Object()) << Named(row);
         EXPECT_EQ(G_OBJECT(Proxy("p")), second.Object()) << Named(row);
 
-        const ObjectPtr<GObject> third(
-            G_OBJECT(g_object_ref_sink(New("TestProxyBelow").release())));
+        const ObjectPtr<GObject> third = New("TestProxyBelow");
         SKEMA_QORM_MANAGED_OBJECT(third.get())->id = g_strdup("p");
         orvane_momgr_insert(Manager(), SKEMA_QORM_MANAGED_OBJECT(third.get()));
         EXPECT_EQ(third.get(), read().Object()) << Named(row);
