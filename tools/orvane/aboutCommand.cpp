@@ -65,15 +65,17 @@ void ShowJson(const Connection &connection, const Login &login, GObject *about) 
     WriteJson(all);
 }
 
-void Show(const Connection &connection, const Login &login, GObject *about) {
+void Show(const Connection &connection, const AboutOptions &options, GObject *about) {
+    const Login &login = options.login;
     Terminal terminal;
     const auto line = [&](const std::string &label, const std::string &text) {
         terminal.Line(fmt::format("  {:<12}{}", label, text));
     };
     const std::string name = about != nullptr ? TextOf(about, "fullName")
                                               : Text(MSGID("about.ferry") "The second service");
-    terminal.Heading(name.empty() ? Text(MSGID("about.noName") "(a service without a name)")
-                                  : name);
+    if (!options.isQuiet)
+        terminal.Heading(name.empty() ? Text(MSGID("about.noName") "(a service without a name)")
+                                      : name);
     for (const auto &[property, label] : kShown) {
         if (const std::string text = TextOf(about, property); !text.empty())
             line(PlainText(label), text);
@@ -105,7 +107,7 @@ int RunAbout(AboutOptions &options) {
     if (IsJsonWanted())
         ShowJson(connection, login, about.get());
     else
-        Show(connection, login, about.get());
+        Show(connection, options, about.get());
     connection.LogOut();
     return kDone;
 }
@@ -121,6 +123,7 @@ void AddAbout(CLI::App &program, AboutOptions &options, int &status) {
     about->add_option("user", options.login.user, Text(MSGID("help.user") "User name"));
     AddLoginOptions(*about, options);
     AddConnectionOptions(*about, options.login, true);
+    AddQuiet(*about, options.isQuiet);
     about->callback([&] { status = RunCommand([&] { return RunAbout(options); }); });
 }
 

@@ -9,7 +9,9 @@
 
 namespace orvaneCli {
 
-using AboutOptions = LoginOptions;
+struct AboutOptions : LoginOptions {
+    bool isQuiet = false;
+};
 
 /* Adds the command, whose callback sets the status. Both must outlive the parsing. */
 void AddAbout(CLI::App &program, AboutOptions &options, int &status);

@@ -342,6 +342,7 @@ void AddDemo(CLI::App &program, DemoOptions &options, int &status) {
                      Text(MSGID("help.demo.user") "User name; administrator, "
                                                   "unless the profile has one"));
     CLI::Option *profile = AddLoginOptions(*demo, options)->excludes(url);
+    AddConnectionOptions(*demo, options.login, false);
     demo->add_option("--machine", options.machine,
                      Text(MSGID("help.demo.machine") "Machine to switch on and off, by its name"));
     demo->add_option("--machines", options.machines,

@@ -35,6 +35,11 @@ void AddConnectionOptions(CLI::App &command, Login &login, bool hasFerry) {
                                                   "/ferry takes the place of /sdk in the URL"));
 }
 
+void AddQuiet(CLI::App &command, bool &isQuiet) {
+    command.add_flag("-q,--quiet", isQuiet,
+                     Text(MSGID("help.quiet") "No headings, remarks and progress"));
+}
+
 Password CompleteLogin(LoginOptions &options) {
     Login &login = options.login;
     if (login.timeoutSeconds == 0)

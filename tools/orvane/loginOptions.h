@@ -31,6 +31,9 @@ CLI::Option *AddLoginOptions(CLI::App &command, LoginOptions &options);
 /* Adds --wire; and --ferry, if the command can use the second service. */
 void AddConnectionOptions(CLI::App &command, Login &login, bool hasFerry);
 
+/* Adds --quiet. */
+void AddQuiet(CLI::App &command, bool &isQuiet);
+
 /* Completes the login with that of the profile, if one is named, and finds the password. Throws Failure. */
 Password CompleteLogin(LoginOptions &options);
 

@@ -44,7 +44,10 @@ manual::Book MakeBook() {
         .files =
             {
                 {"$XDG_CONFIG_HOME/orvane/profiles", "The profiles, with sealed passwords."},
-                {"$XDG_CONFIG_HOME/orvane/config", "The settings of the user."},
+                {"$XDG_CONFIG_HOME/orvane/known_services",
+                 "The certificates that the user has accepted."},
+                {"$XDG_CONFIG_HOME/orvane/preferences, $XDG_CONFIG_HOME/orvane/config",
+                 "The settings of the user."},
                 {"/etc/orvane/config", "The settings of the machine."},
             },
     };

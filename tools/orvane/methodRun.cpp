@@ -46,8 +46,8 @@ gboolean Draw(gpointer bars) {
 void AddTaskOptions(CLI::App &command, TaskOptions &options) {
     command.add_flag_callback(
         "--no-wait", [&options] { options.isTaskWaited = false; },
-        Text(MSGID("help.noWait") "Print the id of a task instead of waiting for its end; "
-                                  "\"orvane task\" takes it"));
+        Text(MSGID("help.noWait") "Print the id of a task, which \"orvane task\" takes, instead of "
+                                  "waiting for its end; the wait has a limit only with --timeout"));
 }
 
 bool ReturnsTask(const OrvaneMethodInfo &method) {

@@ -45,8 +45,7 @@ void AddServiceOptions(CLI::App &command, ServiceOptions &options, bool hasFerry
                        Text(MSGID("help.service.user") "User name, unless the profile has it"));
     AddLoginOptions(command, options)->excludes(url);
     AddConnectionOptions(command, login, hasFerry);
-    command.add_flag("-q,--quiet", options.isQuiet,
-                     Text(MSGID("help.quiet") "No headings, remarks and progress"));
+    AddQuiet(command, options.isQuiet);
 }
 
 int WithService(ServiceOptions &options, const std::function<int(Service &)> &work) {

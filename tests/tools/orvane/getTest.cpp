@@ -78,6 +78,8 @@ TEST_F(Get, WorksAtTheSecondServiceToo) {
     EXPECT_THAT(Run({"get", "--ferry", "ServiceInstance"}).out, HasSubstr("FerrySessionManager:"));
     EXPECT_THAT(Run({"about", server.Url(), "administrator", "--ferry", "--output", "json"}).out,
                 HasSubstr("\"negotiated\": \"ferry/5.0\""));
+    EXPECT_THAT(Run({"about", server.Url(), "administrator", "--ferry", "-q"}).out,
+                testing::StartsWith("  negotiated "));
 }
 
 TEST_F(WithOverlay, GetReadsInsideOfLists) {

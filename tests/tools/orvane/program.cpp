@@ -18,6 +18,7 @@ namespace {
 
 constexpr int kTextLimitMs = 20000;
 constexpr int kEndLimitMs = 60000;
+constexpr unsigned long kMostMapped = 1UL << 30; /* more is a sanitizer's own memory */
 
 std::vector<char *> Pointers(std::vector<std::string> &words) {
     std::vector<char *> all;
@@ -203,7 +204,7 @@ bool Program::HasInMemory(const std::string &text) const {
         unsigned long begin = 0;
         unsigned long end = 0;
         if (std::sscanf(line.c_str(), "%lx-%lx", &begin, &end) != 2 ||
-            line.find(" rw") == std::string::npos)
+            line.find(" rw") == std::string::npos || end - begin > kMostMapped)
             continue;
         std::string block(end - begin, '\0');
         memory.clear();
