@@ -28,3 +28,7 @@ guint64 KeyedHash_Compute(const void *data, gsize size) {
 guint KeyedHash_Text(gconstpointer text) {
     return static_cast<guint>(KeyedHash_Compute(text, strlen(static_cast<const char *>(text))));
 }
+
+guint KeyedHash_Number(gconstpointer number) {
+    return static_cast<guint>(KeyedHash_Compute(&number, sizeof number));
+}

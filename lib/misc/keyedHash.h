@@ -20,6 +20,8 @@ G_BEGIN_DECLS
 guint64 KeyedHash_Compute(const void *data, gsize size);
 /* The same of a text that ends with a zero, for a GHashTable with g_str_equal(). */
 guint KeyedHash_Text(gconstpointer text);
+/* That of a number as GINT_TO_POINTER() makes it, for a GHashTable with g_direct_equal(). */
+guint KeyedHash_Number(gconstpointer number);
 
 G_END_DECLS
 

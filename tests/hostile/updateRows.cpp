@@ -71,7 +71,11 @@ std::vector<Row> UpdateRows() {
         Changes("values of depth 240",
                 Change("assign", "roleList",
                        Repeated("<val xsi:type='ArrayOfAnyType'>", 240) + Repeated("</val>", 240))),
-        Changes("1,000 additions", Repeated(add, 1000)),
+        Changes("10,000 additions of privileges",
+                Repeated(Change("add", "roleList",
+                                "<val xsi:type='AuthorizationRole'><roleId>1</roleId>"
+                                "<privilege>a</privilege></val>"),
+                         10000)),
         Changes("20,000 assignments",
                 Repeated(Change("assign", "roleList", "<val xsi:type='ArrayOfAuthorizationRole'/>"),
                          20000)),

@@ -6,6 +6,7 @@
 
 #include <orvane/privilege.h>
 
+#include "lib/misc/keyedHash.h"
 #include "lib/misc/secret.h"
 #include "ozy/lib/orvane/runtime/orvaneRuntime.h"
 #include "ozy/lib/orvane/schema/schemaLookup.h"
@@ -96,9 +97,9 @@ static void orvane_session_init(OrvaneSession *session) {
     session->priv = priv;
     EnterLive(session);
     orvane_session_set_state(session, ORVANE_SESSION_DISCONNECTED);
-    priv->roles = g_hash_table_new_full(g_direct_hash, g_direct_equal, nullptr,
+    priv->roles = g_hash_table_new_full(KeyedHash_Number, g_direct_equal, nullptr,
                                         reinterpret_cast<GDestroyNotify>(g_hash_table_unref));
-    priv->listeners = g_hash_table_new_full(g_direct_hash, g_direct_equal, nullptr, g_free);
+    priv->listeners = g_hash_table_new_full(KeyedHash_Number, g_direct_equal, nullptr, g_free);
     priv->maxTreeBytes = kOrvaneSoapMaxTreeBytes;
     priv->verifyState = ORVANE_VERIFY_IDLE;
     priv->server = ORVANE_SERVER(g_object_new(ORVANE_TYPE_OZY_SERVER, nullptr));
@@ -197,6 +198,7 @@ void orvane_session_cleanup_private_state(OrvaneSession *session, OrvaneOutcome 
 
     ObjectPtr<GObject> userSession(std::exchange(priv->userSession, nullptr));
     ObjectPtr<SkemaQormManagedObject> sessionManager(std::exchange(priv->sessionManager, nullptr));
+    OrvaneSessionGetRoles(session); /* the last ones are known also without a connection */
     ObjectPtr<SkemaQormManagedObject> authorization(
         std::exchange(priv->authorizationManager, nullptr));
     if (priv->roleListHandler != 0)
@@ -338,9 +340,9 @@ gboolean orvane_session_query_privilege(OrvaneSession *session, SkemaQormManaged
     const ValueArrayPtr roles(effectiveRole);
     if (!roles)
         return FALSE;
+    GHashTable *known = OrvaneSessionGetRoles(session);
     for (const GValue &role : std::span(roles->values, roles->n_values)) {
-        if (G_VALUE_HOLDS_INT(&role) &&
-            RoleHas(session->priv->roles, g_value_get_int(&role), privilege))
+        if (G_VALUE_HOLDS_INT(&role) && RoleHas(known, g_value_get_int(&role), privilege))
             return TRUE;
     }
     return FALSE;

@@ -92,7 +92,8 @@ enum OrvaneVerifyState {
 
 struct _OrvaneSessionPrivate {
     OrvaneSessionState state;
-    GHashTable *roles;     /* role id to the set of its privileges */
+    GHashTable *roles;  /* role id to the set of its privileges; read by OrvaneSessionGetRoles() */
+    bool areRolesStale; /* the list of roles has changed since it was read */
     GHashTable *listeners; /* listener in flight to the name of its method */
     OrvaneServer *server;
     char *userAgent;
@@ -206,6 +207,9 @@ void OrvaneSessionSetFailed(OrvaneSession *session);
 void OrvaneSessionResume(OrvaneSession *session);
 /* Whether the service has a collector, without which a session cannot be resumed. */
 bool OrvaneSessionHasCollector(OrvaneSession *session);
+
+/* (transfer none): the roles of the main service, which are read again if they have changed. */
+GHashTable *OrvaneSessionGetRoles(OrvaneSession *session);
 
 /* Ends a connect that waits for its roles: its listener fails with a RequestCanceled. */
 void OrvaneSessionCancelConnect(OrvaneSession *session);

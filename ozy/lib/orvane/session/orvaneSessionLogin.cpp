@@ -138,18 +138,10 @@ void AddRole(GHashTable *roles, GObject *role) {
     }
 }
 
+/* The list is read when a privilege is next queried, since one reply may change it many times. */
 void orvane_session_role_list_cb(OrvaneSession *session) {
-    OrvaneSessionPrivate *priv = session->priv;
-    g_hash_table_remove_all(priv->roles);
-    GValueArray *roleList = nullptr;
-    g_object_get(priv->authorizationManager, "roleList", &roleList, nullptr);
-    if (const ValueArrayPtr roles{roleList}) {
-        for (const GValue &role : std::span(roles->values, roles->n_values)) {
-            if (G_VALUE_HOLDS(&role, SKEMA_TYPE_OZY_AUTHORIZATION_ROLE) &&
-                g_value_get_object(&role) != nullptr)
-                AddRole(priv->roles, G_OBJECT(g_value_get_object(&role)));
-        }
-    }
+    g_hash_table_remove_all(session->priv->roles);
+    session->priv->areRolesStale = true;
     g_signal_emit_by_name(session, "roles-changed");
 }
 
@@ -329,6 +321,22 @@ bool SendLogin(OrvaneSession *session, OrvaneListener *internal) {
 }
 
 } // namespace
+
+GHashTable *OrvaneSessionGetRoles(OrvaneSession *session) {
+    OrvaneSessionPrivate *priv = session->priv;
+    if (!std::exchange(priv->areRolesStale, false) || priv->authorizationManager == nullptr)
+        return priv->roles;
+    GValueArray *roleList = nullptr;
+    g_object_get(priv->authorizationManager, "roleList", &roleList, nullptr);
+    if (const ValueArrayPtr roles{roleList}) {
+        for (const GValue &role : std::span(roles->values, roles->n_values)) {
+            if (G_VALUE_HOLDS(&role, SKEMA_TYPE_OZY_AUTHORIZATION_ROLE) &&
+                g_value_get_object(&role) != nullptr)
+                AddRole(priv->roles, G_OBJECT(g_value_get_object(&role)));
+        }
+    }
+    return priv->roles;
+}
 
 OrvaneCnxParams *OrvaneSessionReadTicketReply(OrvaneSession *session, OrvaneListener *internal) {
     const ObjectPtr<GObject> ticket = ResultObject(internal);

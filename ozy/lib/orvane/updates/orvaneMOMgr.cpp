@@ -325,9 +325,12 @@ void orvane_momgr_insert(OrvaneMOMgr *momgr, SkemaQormManagedObject *proxy) {
     OrvaneMOMgrPrivate *priv = momgr->priv;
     if (g_hash_table_contains(priv->idsByObject, proxy))
         Unregister(momgr, proxy);
-    if (SkemaQormManagedObject *former = orvane_momgr_lookup(momgr, proxy->id))
+    SkemaQormManagedObject *former = orvane_momgr_lookup(momgr, proxy->id);
+    if (former != nullptr)
         Unregister(momgr, former);
     g_hash_table_insert(priv->objectsById, g_strdup(proxy->id), proxy);
+    if (former != nullptr) /* the application's code may have looked the id up meanwhile */
+        priv->registryState = NewRegistryState();
     g_hash_table_insert(priv->idsByObject, proxy, g_strdup(proxy->id));
     g_object_weak_ref(G_OBJECT(proxy), orvane_momgr_discard_by_obj, momgr);
 }
