@@ -112,6 +112,11 @@ int OutputError() {
     return gOutputError;
 }
 
+void NoteClosedOutput() {
+    if (gOutputError == 0)
+        gOutputError = EPIPE;
+}
+
 int OutputRows() {
     winsize size{};
     if (isatty(STDOUT_FILENO) == 0)

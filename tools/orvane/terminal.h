@@ -29,6 +29,8 @@ std::string ForTerminal(const char *text);
 void WriteOutput(std::string_view text);
 /* Returns the errno of the first write to stdout that failed; 0 if none did. */
 int OutputError();
+/* Says that nobody reads the output any more, as a write would. */
+void NoteClosedOutput();
 
 /* Return the number of columns and lines of the terminal that stdout is; 0 if it is none. */
 int OutputColumns();

@@ -1,5 +1,8 @@
 #include "tools/orvane/watchCommand.h"
 
+#include <glib-unix.h>
+#include <unistd.h>
+
 #include <algorithm>
 
 #include <orvane/schema/ozy.h>
@@ -7,6 +10,8 @@
 #include "tools/orvane/command.h"
 #include "tools/orvane/message.h"
 #include "tools/orvane/objectFinder.h"
+#include "tools/orvane/sourcePtr.h"
+#include "tools/orvane/terminal.h"
 #include "tools/orvane/watchView.h"
 
 namespace orvaneCli {
@@ -81,9 +86,18 @@ void Probe(const Service &service) {
     call.Succeed();
 }
 
+gboolean OnOutputClosed(gint, GIOCondition, gpointer) {
+    NoteClosedOutput();
+    return G_SOURCE_REMOVE;
+}
+
 /* Until the time is over; throws if the service or the output ends before, or at a signal. */
 void Wait(const Service &service, const ObjectWatch &watch, int seconds) {
     const auto isOver = [&] { return watch.IsOver() || OutputError() != 0; };
+    /* a pipe whose reader has gone is noticed without a change, too */
+    const SourcePtr closed(g_unix_fd_source_new(STDOUT_FILENO, G_IO_ERR));
+    g_source_set_callback(closed.get(), G_SOURCE_FUNC(OnOutputClosed), nullptr, nullptr);
+    g_source_attach(closed.get(), nullptr);
     const int interval = std::min(service.TimeoutSeconds(), kMostSecondsToProbe);
     int left = seconds;
     while (!RunUntil(isOver, seconds > 0 ? std::min(left, interval) : interval)) {

@@ -3,9 +3,12 @@
  */
 #pragma once
 
+#include <unistd.h>
+
 #include <csignal>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 struct Ended {
@@ -46,6 +49,8 @@ struct Program {
     bool WaitFor(const std::string &text);
     /* What has been read of stdout. */
     const std::string &Output() const { return outText; }
+    /* Stops reading stdout, as a reader that has enough does. */
+    void CloseOutput() { close(std::exchange(out, -1)); }
     /* Types a text at the terminal. */
     void Type(const std::string &text);
     void Interrupt() { Signal(SIGINT); }

@@ -70,6 +70,15 @@ TEST_F(Watch, WritesALineForEachChangeIntoAPipe) {
               lines[7]);
 }
 
+TEST_F(Watch, EndsWhenNobodyReadsItsOutputAnyMore) {
+    Program watch("bin/orvane", {"watch", "machine-0004"});
+    ASSERT_TRUE(watch.WaitFor("\"ready\""));
+    watch.CloseOutput();
+    const Ended ended = watch.Wait();
+    EXPECT_EQ(141, ended.status);
+    EXPECT_EQ("", ended.err);
+}
+
 TEST_F(Watch, TheFormPlainHasTabsAndATimeLimitEndsIt) {
     const Ended ended = Run({"watch", "machine-0004", "--output", "plain", "--for", "1"});
     EXPECT_EQ(0, ended.status) << ended.err;
