@@ -131,7 +131,9 @@ void Listing::AddFilterProperty(const std::string &path,
         if (!isFirst || !HasFirstProperty(each, path))
             continue;
         try {
-            extra.push_back({each, {CheckPropertyPath(each, path).requested}});
+            const PropertyPath checked = CheckPropertyPath(each, path);
+            filter.CheckValues(checked);
+            extra.push_back({each, {checked.requested}});
             isKnown = true;
         } catch (const Failure &notKnown) {
             if (!failure || each == SKEMA_TYPE_OZY_VIRTUAL_MACHINE)

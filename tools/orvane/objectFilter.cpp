@@ -10,8 +10,10 @@
 #include "tools/orvane/message.h"
 #include "tools/orvane/operation.h"
 #include "tools/orvane/owners.h"
+#include "tools/orvane/schemaWords.h"
 #include "tools/orvane/terminal.h"
 
+#include <fmt/ranges.h>
 #include <orvane/objectPath.h>
 
 namespace orvaneCli {
@@ -29,7 +31,7 @@ BadUsage NoCondition(const std::string &text) {
 }
 
 /* Words, relations and texts in quotation marks, which keep the first of theirs. */
-std::vector<std::string> WordsOf(const std::string &text) {
+std::vector<std::string> SplitCondition(const std::string &text) {
     std::vector<std::string> words;
     bool isInBrackets = false; /* of a path, whose key may have any letters */
     for (size_t i = 0; i < text.size();) {
@@ -91,6 +93,25 @@ bool Holds(const std::string &found, const std::string &relation, const std::str
     return relation == ">" ? order > 0 : order >= 0;
 }
 
+bool IsNumber(GType type) {
+    const GType numbers[] = {G_TYPE_CHAR, G_TYPE_INT, G_TYPE_INT64, G_TYPE_FLOAT, G_TYPE_DOUBLE};
+    return std::ranges::find(numbers, type) != std::end(numbers);
+}
+
+/* Throws if a text cannot be a value of a type. */
+void CheckValue(const std::string &value, GType type) {
+    std::vector<std::string> words = WordsOf(type);
+    if (type == G_TYPE_BOOLEAN)
+        words = {"true", "false"};
+    if (!words.empty() && std::ranges::find(words, value) == words.end())
+        throw BadUsage(Text(MSGID("filter.word") "--filter: \"%s\" is no %s; there are: %s",
+                            value.c_str(), TypeWord(type).c_str(),
+                            fmt::format("{}", fmt::join(words, ", ")).c_str()));
+    if (IsNumber(type) && !NumberOf(value))
+        throw BadUsage(Text(MSGID("filter.number") "--filter: \"%s\" is no %s", value.c_str(),
+                            TypeWord(type).c_str()));
+}
+
 /* The texts of a property: of each element, if the path leads to several. */
 std::vector<std::string> TextsOf(GObject *object, const std::string &path) {
     const GPtr<char> whole(orvane_object_get_path_text(object, path.c_str()));
@@ -113,7 +134,7 @@ std::vector<std::string> TextsOf(GObject *object, const std::string &path) {
 } // namespace
 
 ObjectFilter::ObjectFilter(const std::string &text) {
-    const std::vector<std::string> words = WordsOf(text);
+    const std::vector<std::string> words = SplitCondition(text);
     if (words.empty())
         return;
     groups.emplace_back();
@@ -141,6 +162,15 @@ std::vector<std::string> ObjectFilter::Paths() const {
             paths.push_back(condition.path);
     }
     return paths;
+}
+
+void ObjectFilter::CheckValues(const PropertyPath &path) const {
+    for (const auto &group : groups) {
+        for (const Condition &condition : group) {
+            if (condition.path == path.text && condition.relation != "~")
+                CheckValue(condition.value, path.type);
+        }
+    }
 }
 
 bool ObjectFilter::Fits(GObject *object, const Condition &condition) {

@@ -27,6 +27,8 @@ public:
 
     /* The properties that it reads. */
     std::vector<std::string> Paths() const;
+    /* Checks that what a path is compared with can be a value of its type. */
+    void CheckValues(const PropertyPath &path) const;
     /* Whether an object, whose properties are loaded, fits. */
     bool Fits(GObject *object) const;
 

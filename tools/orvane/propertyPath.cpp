@@ -181,6 +181,7 @@ PropertyPath CheckPropertyPath(GType type, const std::string &text) {
     std::string requested;
     const size_t bracket = std::min(text.find('['), text.size());
     GType at = type;
+    bool isList = false;
     for (const std::string &name : *names) {
         if (at == G_TYPE_VALUE)
             break;
@@ -188,14 +189,16 @@ PropertyPath CheckPropertyPath(GType type, const std::string &text) {
             throw BadUsage(Text(MSGID("property.noObject") "%s: \"%s\" is in no object that can be "
                                                            "read with it",
                                 Printable(text).c_str(), Printable(name).c_str()));
-        const GType next = FindPropertyBelow(at, name).type;
-        if (next == 0)
+        const PropertyType next = FindPropertyBelow(at, name);
+        if (next.type == 0)
             throw UnknownProperty(at, name);
         requested += (requested.empty() ? "" : ".") + name;
-        at = next;
+        at = next.type;
+        isList = next.isList;
     }
     requested.resize(std::min(requested.size(), bracket));
-    return {text, requested};
+    const bool isWholeList = isList && !text.ends_with(']');
+    return {text, requested, at == G_TYPE_VALUE || isWholeList ? 0 : at};
 }
 
 } // namespace orvaneCli

@@ -21,6 +21,7 @@ namespace orvaneCli {
 struct PropertyPath {
     std::string text;
     std::string requested;
+    GType type = 0; /* of what it leads to; 0 for a whole list, and where the schema does not say */
 };
 
 /* Checks a path from a class. */
