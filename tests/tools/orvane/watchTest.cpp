@@ -21,11 +21,14 @@ struct Watch : WithSimulator {
         Program::columns = 40;
     }
 
-    /* It refuses connections, and knows no session any more. */
+    /*
+     * It refuses connections, and knows no session any more. The connections end first: over one of
+     * them the program would log in again when its waiting call ends with the session.
+     */
     void LoseService() {
         server.SetListening(false);
-        server.ExpireSessions();
         server.ResetConnections();
+        server.ExpireSessions();
     }
 };
 
