@@ -35,7 +35,8 @@ constexpr gsize kResultDepth = 4; /* Envelope, Body, the response element, its "
 constexpr gsize kMaxPieceDepth = 12;
 constexpr gsize kMinPieceMemory = 256; /* of nodes; fewer are not worth reading the text again */
 constexpr gsize kReplyPieceBytes = 16384;
-constexpr gsize kMinPiecesLength = 1 << 18; /* of a reply; a shorter one has no pieces */
+/* Of a reply. A shorter one has no pieces: its nodes take a few MiB for a moment, a second scan of it costs time. */
+constexpr gsize kMinPiecesLength = 1 << 20;
 
 /* What a node has in its field "extra". The field "psvi" is where its text begins. */
 enum : unsigned short {
@@ -167,7 +168,7 @@ private:
     const xmlNode *scopeOf = nullptr; /* whose namespaces the scope was filled with for a piece */
     gsize scopeOfSize = 0;
     /* Recent names, by a cheap hash: most elements have the name of an earlier one. */
-    std::array<const xmlChar *, 64> names{};
+    std::array<std::string_view, 64> names{};
 };
 
 bool SoapBuilder::Make(const char *end) {
@@ -506,10 +507,10 @@ const xmlChar *SoapBuilder::Copy(std::string_view from) {
 
 const xmlChar *SoapBuilder::Intern(std::string_view name) {
     const gsize hash = name.size() * 7 + guchar(name.front()) + guchar(name.back()) * 3;
-    const xmlChar *&known = names[hash % names.size()];
-    if (known == nullptr || SoapText(known) != name)
-        known = Copy(name);
-    return known;
+    std::string_view &known = names[hash % names.size()];
+    if (known != name)
+        known = SoapText(Copy(name));
+    return BAD_CAST known.data();
 }
 
 xmlNode *SoapBuilder::MakeElement(std::string_view name) {
