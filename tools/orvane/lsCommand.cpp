@@ -8,6 +8,7 @@
 #include <orvane/objectPath.h>
 #include <orvane/schema/ozy.h>
 
+#include "lib/misc/keyedHash.h"
 #include "tools/orvane/command.h"
 #include "tools/orvane/message.h"
 #include "tools/orvane/objectFilter.h"
@@ -44,9 +45,9 @@ private:
     std::string Of(const InventoryEntity &entity, size_t depth);
     const std::string &OfParent(const std::string &id, size_t depth);
 
-    const std::string &base;                              /* of those whose parent is not known */
-    std::unordered_map<std::string_view, Parent> parents; /* by id */
-    std::string_view lastId; /* most entities have the parent of the one before */
+    const std::string &base;      /* of those whose parent is not known */
+    KeyedViewMap<Parent> parents; /* by id */
+    std::string_view lastId;      /* most entities have the parent of the one before */
     const std::string *lastPath = nullptr;
 };
 
@@ -110,7 +111,7 @@ private:
     bool hasHost = false;  /* the schema knows the host of a machine */
     std::vector<InventoryEntity> entities;
     std::vector<InventoryEntity> hosts;
-    std::unordered_map<std::string_view, const std::string *> hostNames; /* by the id of a host */
+    KeyedViewMap<const std::string *> hostNames; /* by the id of a host */
     std::unordered_map<const SkemaQormManagedObject *, const std::string *>
         hostsOfMachines; /* where the schema does not know the host */
 };

@@ -2,11 +2,11 @@
 
 #include <algorithm>
 #include <array>
-#include <unordered_map>
 
 #include <fmt/format.h>
 #include <orvane/schema/ozy.h>
 
+#include "lib/misc/keyedHash.h"
 #include "tools/orvane/message.h"
 #include "tools/orvane/nearestWord.h"
 #include "tools/orvane/terminal.h"
@@ -169,7 +169,7 @@ ProxyPtr ObjectFinder::FindById(const std::string &id) const {
 }
 
 std::string ObjectFinder::PathOf(const InventoryEntity &entity) const {
-    std::unordered_map<std::string_view, const InventoryEntity *> byId;
+    KeyedViewMap<const InventoryEntity *> byId;
     for (const InventoryEntity &each : *all)
         byId.emplace(each.object->id, &each);
     std::string path;

@@ -8,6 +8,7 @@
 #include <orvane/objectPath.h>
 #include <orvane/schema/qorm.h>
 
+#include "lib/misc/keyedHash.h"
 #include "tools/orvane/message.h"
 #include "tools/orvane/terminal.h"
 #include "tools/orvane/textWidth.h"
@@ -140,7 +141,7 @@ ReadObjectResult ResultOf(GObject *content, const std::vector<PropertyPath> &pat
 std::vector<ReadObjectResult> ReadObjects(const Service &service,
                                           const std::vector<ObjectToRead> &objects) {
     std::map<std::string, std::vector<const ObjectToRead *>> groups;
-    std::unordered_map<std::string_view, const ObjectToRead *> byId;
+    KeyedViewMap<const ObjectToRead *> byId;
     std::string names;
     for (const ObjectToRead &each : objects) {
         if (!byId.emplace(each.object->id, &each).second)
@@ -159,7 +160,7 @@ std::vector<ReadObjectResult> ReadObjects(const Service &service,
     skema_qorm_core_property_collector_retrieve_contents(
         SKEMA_QORM_CORE_PROPERTY_COLLECTOR(collector.get()), specSet.get(), retrieve.Listener());
 
-    std::unordered_map<std::string, ReadObjectResult> byResult;
+    std::unordered_map<std::string, ReadObjectResult, KeyedHash> byResult;
     for (const ObjectPtr<GObject> &content : retrieve.Objects()) {
         SkemaQormManagedObject *object = nullptr;
         g_object_get(content.get(), "obj", &object, nullptr);
