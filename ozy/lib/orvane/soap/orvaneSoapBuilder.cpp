@@ -56,8 +56,12 @@ bool SoapBuilder::Make(const char *end) {
     return scan.at == end;
 }
 
+/*
+ * The private functions are inline, as only this file calls them: most have one caller, for each element of a reply.
+ */
+
 /* The root, or the element of a piece, up to its end tag. */
-bool SoapBuilder::Element() {
+inline bool SoapBuilder::Element() {
     if (!SoapScan_Char(&scan, '<') || !Start())
         return false;
     while (!open.empty()) {
@@ -68,7 +72,7 @@ bool SoapBuilder::Element() {
 }
 
 /* A piece of what is between two tags, or a tag. */
-bool SoapBuilder::Content() {
+inline bool SoapBuilder::Content() {
     const std::string_view plain = SoapScan_Text(&scan);
     if (!plain.empty())
         AddText(plain);
@@ -83,7 +87,7 @@ bool SoapBuilder::Content() {
 }
 
 /* Behind the '<' of a start tag. */
-bool SoapBuilder::Start() {
+inline bool SoapBuilder::Start() {
     if (!TakeTag() || open.size() == kMaxDepth)
         return false;
     if (open.size() == kResultDepth - 1)
@@ -95,7 +99,7 @@ bool SoapBuilder::Start() {
 }
 
 /* Behind the "</" of an end tag. */
-bool SoapBuilder::End() {
+inline bool SoapBuilder::End() {
     if (!SoapScan_KnownName(&scan, open.back().name))
         return false;
     SoapScan_Blanks(&scan);
@@ -106,7 +110,7 @@ bool SoapBuilder::End() {
 }
 
 /* Behind the '<' of a start tag, up to its '>'. */
-bool SoapBuilder::TakeTag() {
+inline bool SoapBuilder::TakeTag() {
     tag.start = scan.at - 1;
     tag.name = SoapScan_Name(&scan);
     tag.given.count = 0;
@@ -120,7 +124,7 @@ bool SoapBuilder::TakeTag() {
     return !tag.name.whole.empty() && SoapScan_Char(&scan, '>');
 }
 
-bool SoapBuilder::TakeAttribute() {
+inline bool SoapBuilder::TakeAttribute() {
     SoapGivenList *given = &tag.given;
     const SoapScanName name = SoapScan_Name(&scan);
     SoapScan_Blanks(&scan);
@@ -144,7 +148,7 @@ bool SoapBuilder::TakeAttribute() {
 }
 
 /* Opens the element of the tag. */
-bool SoapBuilder::OpenTag() {
+inline bool SoapBuilder::OpenTag() {
     const gsize outerScope = scopeSize;
     xmlNode *node = isSkimming ? nullptr : MakeElement(tag.name.local);
     numBytes += sizeof(xmlNode);
@@ -165,7 +169,7 @@ bool SoapBuilder::OpenTag() {
 /* -- pieces ------------------------------------------------------------------------------------- */
 
 /* The reader looks for a fault and its message inside the element that it is about to read, so both have all nodes. */
-bool SoapBuilder::MayBePiece() const {
+inline bool SoapBuilder::MayBePiece() const {
     return pieceBytes != 0 && !isSkimming && isInResult && open.size() >= kResultDepth - 1 &&
            open.size() < kMaxPieceDepth && tag.name.local != "fault" &&
            tag.name.local != "localizedMessage";
@@ -175,7 +179,7 @@ bool SoapBuilder::MayBePiece() const {
  * Reads the element of the tag without making nodes. If it is a piece, that is all. If it is too long or too short for
  * one, everything is as before, and its nodes are to be made.
  */
-bool SoapBuilder::Skim(bool *isPiece) {
+inline bool SoapBuilder::Skim(bool *isPiece) {
     const SoapTag element = tag;
     const gsize outerScope = scopeSize;
     const guint64 bytesBefore = numBytes;
@@ -204,7 +208,7 @@ bool SoapBuilder::Skim(bool *isPiece) {
     return true;
 }
 
-void SoapBuilder::AddPiece(const char *start, std::string_view name) {
+inline void SoapBuilder::AddPiece(const char *start, std::string_view name) {
     xmlNode *node = MakeElement(name);
     node->psvi = const_cast<char *>(start);
     node->extra = SOAP_NODE_CLOSED;
@@ -222,7 +226,7 @@ xmlNode *SoapBuilder::Expand(const xmlNode *piece) {
 }
 
 /* Fills the scope with the namespaces that an element's children know. */
-void SoapBuilder::FindScope(const xmlNode *outer) {
+inline void SoapBuilder::FindScope(const xmlNode *outer) {
     if (outer == scopeOf)
         return;
     scopeOf = outer;
@@ -240,7 +244,7 @@ void SoapBuilder::FindScope(const xmlNode *outer) {
 /* -- nodes -------------------------------------------------------------------------------------- */
 
 /* Without a node, the namespaces are only counted. */
-bool SoapBuilder::Declare(xmlNode *node) {
+inline bool SoapBuilder::Declare(xmlNode *node) {
     xmlNs **end = node != nullptr ? &node->nsDef : nullptr;
     for (const SoapGiven &attribute : std::span(tag.given.items).first(tag.given.count)) {
         if (!SoapIsDeclaration(attribute))
@@ -264,7 +268,7 @@ bool SoapBuilder::Declare(xmlNode *node) {
     return true;
 }
 
-bool SoapBuilder::AddAttributes(xmlNode *node) {
+inline bool SoapBuilder::AddAttributes(xmlNode *node) {
     xmlAttr **end = node != nullptr ? &node->properties : nullptr;
     xmlAttr *before = nullptr;
     for (const SoapGiven &taken : std::span(tag.given.items).first(tag.given.count)) {
@@ -291,7 +295,7 @@ bool SoapBuilder::AddAttributes(xmlNode *node) {
     return true;
 }
 
-void SoapBuilder::AddText(std::string_view more) {
+inline void SoapBuilder::AddText(std::string_view more) {
     if (hasText)
         return ExtendText(more);
     const gsize size = SoapTextNodeSize(more.size());
@@ -305,7 +309,7 @@ void SoapBuilder::AddText(std::string_view more) {
     Link(text);
 }
 
-void SoapBuilder::ExtendText(std::string_view more) {
+inline void SoapBuilder::ExtendText(std::string_view more) {
     const gsize lengthBefore = textLength;
     textLength += more.size();
     const bool isMoved = textLength + 1 > textCapacity;
@@ -324,7 +328,7 @@ void SoapBuilder::ExtendText(std::string_view more) {
 }
 
 /* The node is NULL in an element that is skimmed. */
-void SoapBuilder::Open(xmlNode *node, gsize outerScope) {
+inline void SoapBuilder::Open(xmlNode *node, gsize outerScope) {
     open.push_back({tag.name.whole, outerScope});
     hasText = false;
     if (node == nullptr)
@@ -336,7 +340,7 @@ void SoapBuilder::Open(xmlNode *node, gsize outerScope) {
     parent = node;
 }
 
-void SoapBuilder::Close() {
+inline void SoapBuilder::Close() {
     const SoapOpened closed = open.back();
     open.pop_back();
     scopeSize = closed.outerScope;
@@ -346,7 +350,7 @@ void SoapBuilder::Close() {
     parent = parent->parent;
 }
 
-void SoapBuilder::Link(xmlNode *node) {
+inline void SoapBuilder::Link(xmlNode *node) {
     node->parent = parent;
     node->prev = parent->last;
     if (parent->last != nullptr)
@@ -356,7 +360,7 @@ void SoapBuilder::Link(xmlNode *node) {
     parent->last = node;
 }
 
-const SoapDeclared *SoapBuilder::FindNs(std::string_view prefix) const {
+inline const SoapDeclared *SoapBuilder::FindNs(std::string_view prefix) const {
     for (gsize i = scopeSize; i > 0; i--) {
         if (scope[i - 1].prefix == prefix)
             return &scope[i - 1];
@@ -364,14 +368,14 @@ const SoapDeclared *SoapBuilder::FindNs(std::string_view prefix) const {
     return nullptr;
 }
 
-const xmlChar *SoapBuilder::Copy(std::string_view from) {
+inline const xmlChar *SoapBuilder::Copy(std::string_view from) {
     auto *copy = static_cast<char *>(blocks.Take(SoapBlocks_Round(from.size() + 1)));
     std::memcpy(copy, from.data(), from.size());
     copy[from.size()] = 0;
     return BAD_CAST copy;
 }
 
-const xmlChar *SoapBuilder::Intern(std::string_view name) {
+inline const xmlChar *SoapBuilder::Intern(std::string_view name) {
     const gsize hash = name.size() * 7 + guchar(name.front()) + guchar(name.back()) * 3;
     std::string_view &known = names[hash % names.size()];
     if (known != name)
@@ -379,7 +383,7 @@ const xmlChar *SoapBuilder::Intern(std::string_view name) {
     return BAD_CAST known.data();
 }
 
-xmlNode *SoapBuilder::MakeElement(std::string_view name) {
+inline xmlNode *SoapBuilder::MakeElement(std::string_view name) {
     auto *node = Zeroed<xmlNode>();
     node->type = XML_ELEMENT_NODE;
     node->name = Intern(name);
@@ -387,7 +391,7 @@ xmlNode *SoapBuilder::MakeElement(std::string_view name) {
     return node;
 }
 
-xmlNode *SoapBuilder::MakeText(std::string_view from) {
+inline xmlNode *SoapBuilder::MakeText(std::string_view from) {
     auto *node = static_cast<xmlNode *>(blocks.Take(SoapTextNodeSize(from.size())));
     std::memset(node, 0, kTextOffset);
     node->type = XML_TEXT_NODE;
