@@ -16,7 +16,8 @@
 
 void InChild(const std::function<void()> &body);
 
-/* Runs the function in processes at the same time. Returns the number of those in which it returns false. */
+/* Runs the function in processes at the same time. Returns the number of those in which it returns false. There must be no
+ * other processes of the test. */
 int CountFailures(int numProcesses, const std::function<bool(int)> &function);
 
 /* A process that runs a function until the object, or the test's process, ends. */

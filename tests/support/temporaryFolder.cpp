@@ -45,3 +45,8 @@ std::string FileText(const std::string &path) {
     std::ifstream stream(path, std::ios::binary);
     return {std::istreambuf_iterator<char>(stream), {}};
 }
+
+mode_t ModeOf(const std::string &path) {
+    struct stat status {};
+    return lstat(path.c_str(), &status) == 0 ? status.st_mode : 0;
+}

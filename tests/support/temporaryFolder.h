@@ -17,6 +17,9 @@
 /* What is in a file; empty if there is none. */
 std::string FileText(const std::string &path);
 
+/* The kind and the permissions of what is at a path, a link itself too; 0 if there is nothing. */
+mode_t ModeOf(const std::string &path);
+
 struct TemporaryFolder {
     /* In memory, where the system has such a place, it is no burden to the disk. */
     enum class Where { Usual, Memory };

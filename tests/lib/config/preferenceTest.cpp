@@ -89,9 +89,7 @@ TEST_F(Preference, ValuesOfEachKind) {
 
 TEST_F(Preference, TheUsersFileIsMadeReadableOrIgnored) {
     Init("", "u = 2\n", "", "", "", 0400);
-    struct stat status;
-    stat(folder.Path("user").c_str(), &status);
-    EXPECT_EQ(0600u, status.st_mode & 0777u);
+    EXPECT_EQ(S_IFREG | 0600u, ModeOf(folder.Path("user")));
     EXPECT_EQ(2, Preference_GetLong(0, "u"));
     Preference_Exit();
 

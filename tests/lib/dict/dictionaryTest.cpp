@@ -285,9 +285,7 @@ TEST_F(DictionaryTest, PipesAreReadWholeAndNeverReplaced) {
     Dictionary_WriteSync(Get(), pipe.c_str());
     close(reader);
     Messages();
-    struct stat status;
-    ASSERT_EQ(0, lstat(pipe.c_str(), &status));
-    EXPECT_TRUE(S_ISFIFO(status.st_mode));
+    EXPECT_TRUE(S_ISFIFO(ModeOf(pipe)));
 }
 
 TEST_F(DictionaryTest, AFileIsReadAndWrittenInLargePieces) {
@@ -317,9 +315,7 @@ TEST_F(DictionaryTest, FilesAreReadInAnyFormAndReplaced) {
     ASSERT_TRUE(Dictionary_WriteSync(Get(), path.c_str()));
     EXPECT_EQ(std::string("# h\n") + kEncodingLine + "a = 1\nb = \"\xc3\xa4\"\nc = \"TRUE\"\n",
               FileText(path));
-    struct stat status;
-    stat(path.c_str(), &status);
-    EXPECT_EQ(0640u, status.st_mode & 0777u);
+    EXPECT_EQ(S_IFREG | 0640u, ModeOf(path));
 
     const std::string wrong = folder.Write("wrong", "a = 1\n\nb = 2\na = 3\n");
     EXPECT_FALSE(Dictionary_Load(Get(), wrong.c_str()));

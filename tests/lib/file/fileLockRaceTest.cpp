@@ -1,7 +1,6 @@
 #include "lib/file/fileLock.h"
 
 #include <sys/mman.h>
-#include <sys/wait.h>
 #include <ucontext.h>
 
 #include <csignal>
@@ -11,6 +10,7 @@
 
 #include "lib/file/fileLockInt.h"
 #include "tests/support/fileFaults.h"
+#include "tests/support/inChild.h"
 #include "tests/support/temporaryFolder.h"
 
 namespace {
@@ -151,14 +151,6 @@ TEST(FileLockRace, EveryOrderOfTwoLockers) {
     EXPECT_LT(1000, numOrders);
 }
 
-/* Sleeps a hundredth of the time, so that a round takes milliseconds. */
-int SleepBriefly(const FileCall &call) {
-    if (call.kind != FileCall::Sleep)
-        return FileFaults::kPass;
-    usleep(call.msec * 10);
-    return FileFaults::kSkip;
-}
-
 TEST(FileLockRace, EightProcessesAndWhatTheyFind) {
     constexpr int kProcesses = 8;
     constexpr int kRounds = 75; /* of each of the four */
@@ -178,13 +170,7 @@ TEST(FileLockRace, EightProcessesAndWhatTheyFind) {
             mkdir((directory + "/D00001.lck").c_str(), 0777);
         }
         new (holders) Holders;
-        std::vector<pid_t> children;
-        for (int i = 0; i < kProcesses; i++) {
-            const pid_t child = fork();
-            if (child != 0) {
-                children.push_back(child);
-                continue;
-            }
+        const int numFailures = CountFailures(kProcesses, [&](int i) {
             alarm(60); /* a lost waiter ends as a failure */
             if (found == Found::MovedFolder &&
                 i == 0) /* where it came from it was this process's */
@@ -195,22 +181,18 @@ TEST(FileLockRace, EightProcessesAndWhatTheyFind) {
                 FileLockToken *token =
                     FileLock_Lock(path.c_str(), isShared, FILELOCK_INFINITE_WAIT, &error, nullptr);
                 if (token == nullptr)
-                    _exit(2);
+                    return false;
                 holders->Enter(isShared);
                 usleep(100);
                 holders->Leave(isShared);
                 if (found == Found::DeadMember && i == 1)
-                    _exit(0); /* holding it */
+                    return true; /* holding it */
                 if (!FileLock_Unlock(token, &error, nullptr))
-                    _exit(3);
+                    return false;
             }
-            _exit(0);
-        }
-        for (gsize i = 0; i < children.size(); i++) {
-            int status = -1;
-            ASSERT_LT(0, waitpid(-1, &status, 0));
-            EXPECT_EQ(0, status) << "with " << static_cast<int>(found);
-        }
+            return true;
+        });
+        EXPECT_EQ(0, numFailures) << "with " << static_cast<int>(found);
         EXPECT_EQ(0, holders->conflicts) << "with " << static_cast<int>(found);
         EXPECT_LE(kRounds, holders->rounds);
     }
@@ -220,31 +202,23 @@ TEST(FileLockRace, EightProcessesAndWhatTheyFind) {
 /* A process that tries to lock a device, and lives on. */
 struct Rival {
     explicit Rival(const std::string &name) {
-        int pipes[2];
-        EXPECT_EQ(0, pipe(pipes));
-        child = fork();
-        if (child == 0) {
+        int ends[2];
+        EXPECT_EQ(0, pipe(ends));
+        process = std::make_unique<ChildProcess>([&] {
             const FileFaults none([](const FileCall &) { return FileFaults::kPass; });
             const char own = FileLock_LockDevice(name.c_str()) == 1 ? 'y' : 'n';
-            (void)!write(pipes[1], &own, 1);
-            for (;;)
-                pause();
-        }
+            (void)!write(ends[1], &own, 1);
+            pause();
+        });
         char own = '?';
-        (void)!read(pipes[0], &own, 1);
+        (void)!read(ends[0], &own, 1);
         isHolder = own == 'y';
-        close(pipes[0]);
-        close(pipes[1]);
+        close(ends[0]);
+        close(ends[1]);
     }
-    ~Rival() {
-        kill(child, SIGKILL);
-        waitpid(child, nullptr, 0);
-    }
-    Rival(const Rival &) = delete;
-    Rival &operator=(const Rival &) = delete;
 
     bool isHolder;
-    pid_t child;
+    std::unique_ptr<ChildProcess> process;
 };
 
 /* A rival comes before any call of a locker; a file that is stale or half made has one heir. */
