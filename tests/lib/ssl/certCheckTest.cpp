@@ -9,31 +9,26 @@ class SslCertCheck : public SslTest {};
 
 TEST_F(SslCertCheck, GoesByTheResultOfOpenSslAndTheCommonName) {
     const auto root = certificates::SelfSigned({.commonName = "Root", .isAuthority = true});
-    const struct {
-        certificates::Certificate shown;
-        const char *host;
-        gboolean allowsSelfSigned;
-        bool passes;
-        const char *log;
-    } rows[] = {
-        {ServerCertificate(), "LocalHost", TRUE, true, "SSL: Self signed certificate in chain\n"},
-        {ServerCertificate(), "localhost", FALSE, false,
+    /* whether a self-signed one is allowed, and whether the check passes */
+    const std::tuple<certificates::Certificate, const char *, bool, bool, const char *> rows[] = {
+        {ServerCertificate(), "LocalHost", true, true, "SSL: Self signed certificate in chain\n"},
+        {ServerCertificate(), "localhost", false, false,
          "SSL: Peer certificate does not verify (18)\n"},
-        {ServerCertificate(), "127.0.0.1", TRUE, false,
+        {ServerCertificate(), "127.0.0.1", true, false,
          "SSL: Peer common name does not match host (localhost != 127.0.0.1)!\n"},
-        {certificates::IssuedBy(root, {}), "localhost", TRUE, false,
+        {certificates::IssuedBy(root, {}), "localhost", true, false,
          "SSL: Peer certificate does not verify (2"},
         {certificates::SelfSigned({.commonName = std::string("localhost\0.evil", 15)}), "localhost",
-         TRUE, false, "SSL: Peer common name does not match host"},
+         true, false, "SSL: Peer common name does not match host"},
     };
-    for (const auto &row : rows) {
+    for (const auto &[shown, host, isAllowed, passes, log] : rows) {
         LogRing_Clear();
         const ContextPtr client(SSL_NewContext());
-        const ContextPtr server = ServerContext(row.shown);
+        const ContextPtr server = ServerContext(shown);
         TlsPair pair;
         ASSERT_TRUE(pair.ShakeHands(client.get(), server.get()));
-        EXPECT_EQ(row.passes, SSL_CheckCert(pair.client.get(), row.host, row.allowsSelfSigned));
-        EXPECT_THAT(LogText(), testing::HasSubstr(row.log));
+        EXPECT_EQ(passes, SSL_CheckCert(pair.client.get(), host, isAllowed));
+        EXPECT_THAT(LogText(), testing::HasSubstr(log));
     }
 }
 

@@ -54,11 +54,7 @@ TEST_F(SslContext, CertificatesThatCannotBeUsedAreRefused) {
     const std::string garbage = folder.Write("garbage", std::string(5000, '\x93'));
     const char *const loading = "W Error loading server certificate\n";
     const char *const verifying = "W Error verifying server certificate\n";
-    const struct {
-        const char *what;
-        std::string cert, key;
-        const char *log;
-    } rows[] = {
+    const std::tuple<const char *, std::string, std::string, const char *> rows[] = {
         {"no certificate", folder.Path("missing"), key, loading},
         {"no key", cert, folder.Path("missing"), loading},
         {"one that cannot be read", folder.Path(), key, loading},
@@ -70,14 +66,14 @@ TEST_F(SslContext, CertificatesThatCannotBeUsedAreRefused) {
         {"another kind", cert, folder.Write("rsa", SelfSigned({.rsaBits = 2048}).key->Pem()),
          verifying},
     };
-    for (const auto &row : rows) {
+    for (const auto &[what, certFile, keyFile, log] : rows) {
         LogRing_Clear();
-        UseServerFiles(row.cert, row.key);
+        UseServerFiles(certFile, keyFile);
         const ContextPtr ctx(SSL_NewContext());
-        EXPECT_FALSE(SSL_LoadCertificatesWithContext(ctx.get())) << row.what;
-        EXPECT_EQ(1u, CountInLog(row.log)) << row.what << "\n" << LogText();
-        EXPECT_LE(1u, CountInLog("W SSL Error: error:")) << row.what;
-        EXPECT_EQ(0u, __wrap_ERR_peek_last_error()) << row.what;
+        EXPECT_FALSE(SSL_LoadCertificatesWithContext(ctx.get())) << what;
+        EXPECT_EQ(1u, CountInLog(log)) << what << "\n" << LogText();
+        EXPECT_LE(1u, CountInLog("W SSL Error: error:")) << what;
+        EXPECT_EQ(0u, __wrap_ERR_peek_last_error()) << what;
     }
 }
 

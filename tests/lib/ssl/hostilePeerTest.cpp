@@ -156,18 +156,4 @@ TEST_F(SslHostilePeer, AStallingServerIsGivenUpAfterTwoMinutes) {
     }
 }
 
-/* OpenSSL accepts chains of up to 100 KB. */
-TEST_F(SslHostilePeer, AChainOfCertificatesMayBeLongButNotEndless) {
-    for (const auto &[padding, isTaken] :
-         {std::pair(size_t(45000), true), {size_t(52000), false}}) {
-        const auto root = certificates::SelfSigned(
-            {.commonName = "Root", .isAuthority = true, .padding = padding});
-        const auto leaf = certificates::IssuedBy(root, {.padding = padding});
-        const ContextPtr ctx = ServerContext(certificates::PemOf({leaf, root}), leaf.key->Pem());
-        TlsPair ends;
-        EXPECT_EQ(isTaken, ends.ShakeHands(clientCtx.get(), ctx.get())) << LogText();
-        EXPECT_EQ(isTaken ? SSL_ERROR_NONE : SSL_ERROR_SSL, SSL_GetIOError(ends.client.get()));
-    }
-}
-
 } // namespace

@@ -4,11 +4,10 @@
 #include <filesystem>
 #include <fstream>
 
-#include <gtest/gtest.h>
-#include <unistd.h>
+#include <gmock/gmock.h>
 
-#include "lib/misc/glibPtr.h"
 #include "tests/support/temporaryFolder.h"
+#include "tests/tools/orvane/program.h"
 
 namespace {
 
@@ -16,34 +15,6 @@ namespace fs = std::filesystem;
 
 constexpr char kCrypto[] = "libcrypto.so.1.0.2";
 constexpr char kSsl[] = "libssl.so.1.0.2";
-
-struct Outcome {
-    int status; /* of waitpid() */
-    std::string out;
-    std::string err;
-};
-
-Outcome RunProcess(std::vector<std::string> words,
-                   const std::vector<std::string> &environment = {}) {
-    std::vector<char *> argv;
-    for (std::string &word : words)
-        argv.push_back(word.data());
-    argv.push_back(nullptr);
-    char **all = g_get_environ();
-    for (const std::string &entry : environment) {
-        const size_t equals = entry.find('=');
-        all = g_environ_setenv(all, entry.substr(0, equals).c_str(), &entry[equals + 1], TRUE);
-    }
-    char *out = nullptr;
-    char *err = nullptr;
-    int status = -1;
-    EXPECT_TRUE(g_spawn_sync(nullptr, argv.data(), all, G_SPAWN_DEFAULT, nullptr, nullptr, &out,
-                             &err, &status, nullptr));
-    g_strfreev(all);
-    const GPtr<char> outOwner(out);
-    const GPtr<char> errOwner(err);
-    return {status, out != nullptr ? out : "", err != nullptr ? err : ""};
-}
 
 /* A tree with the probe in bin/ and a library directory beside it. */
 struct Tree {
@@ -70,7 +41,7 @@ struct Tree {
     }
 
     std::string Open(const char *how = "open") const {
-        return RunProcess({probe.string(), how, library.string()}).out;
+        return Program(probe.string(), {how, library.string()}).Wait().out;
     }
 
     std::string Lines(const std::string &crypto, const std::string &ssl) const {
@@ -135,9 +106,9 @@ TEST(SSLLoader, AStartWithoutAUsablePairEndsTheProcess) {
         tree.Put(tree.library / kCrypto, crypto);
         tree.Put(tree.library / kSsl,
                  what == std::string("egd") ? SSL_ADAPTERS "/libssl.so.1.0.2" : "noVersion");
-        const Outcome outcome = RunProcess({tree.probe.string(), what, tree.library.string()});
-        EXPECT_TRUE(WIFEXITED(outcome.status) && WEXITSTATUS(outcome.status) == 255) << text;
-        EXPECT_NE(std::string::npos, outcome.err.find(text)) << outcome.err;
+        const Ended ended = Program(tree.probe.string(), {what, tree.library.string()}).Wait();
+        EXPECT_EQ(255, ended.status) << text;
+        EXPECT_THAT(ended.err, testing::HasSubstr(text));
     }
 }
 
@@ -145,9 +116,10 @@ TEST(SSLLoader, AStartWithoutAUsablePairEndsTheProcess) {
 TEST(SSLLoader, NoOtherObjectIsBoundToTheAdapters) {
     Tree tree;
     const std::string log = (tree.root / "bindings").string();
-    const Outcome outcome = RunProcess({SSL_PROBE, "curl", SSL_ADAPTERS},
-                                       {"LD_DEBUG=bindings", "LD_DEBUG_OUTPUT=" + log});
-    EXPECT_EQ("done\n", outcome.out) << outcome.err;
+    const Ended ended = Program("/usr/bin/env", {"LD_DEBUG=bindings", "LD_DEBUG_OUTPUT=" + log,
+                                                 SSL_PROBE, "curl", SSL_ADAPTERS})
+                            .Wait();
+    EXPECT_EQ("done\n", ended.out) << ended.err;
 
     int toOpenSSL = 0;
     for (const auto &file : fs::directory_iterator(tree.root)) {

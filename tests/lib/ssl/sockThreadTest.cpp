@@ -1,26 +1,11 @@
 // Parallel handshakes of clients and servers of one context.
 #include "tests/lib/lock/inThreads.h"
 #include "tests/lib/ssl/tlsPair.h"
-#include "tests/support/loopback.h"
 
 namespace {
 
 constexpr int kPairs = 4;
 constexpr int kRounds = 10;
-
-/* Both ends of a TCP connection over loopback, blocking. */
-SocketPair TcpPair() {
-    SocketPair pair;
-    for (int fd : pair.fds)
-        close(fd);
-    int port = 0;
-    const int listener = ListenOnLoopback(&port);
-    pair.fds[0] = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    EXPECT_EQ(0, ConnectToLoopback(pair.fds[0], port));
-    pair.fds[1] = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
-    close(listener);
-    return pair;
-}
 
 class SslSockThread : public SslTest {};
 
@@ -35,7 +20,7 @@ TEST_F(SslSockThread, PairsShareTheDefaultContext) {
     sslModule.areCertificatesLoaded = true;
     std::vector<SocketPair> sockets;
     for (int i = 0; i < kPairs * kRounds; i++)
-        sockets.push_back(i % 2 == 0 ? SocketPair(0) : TcpPair());
+        sockets.emplace_back(0);
     InThreads(2 * kPairs, [&](int number) {
         const bool isServer = number % 2 != 0;
         for (int round = 0; round < kRounds; round++) {
