@@ -31,14 +31,21 @@ std::string RawKey() {
     return Text(SomeBytes(32, 99));
 }
 
-Secrets OfKey() {
+std::string Digest(const char *text) {
     Bytes digest(20);
-    CryptoHash_Compute(CryptoHash_SHA_1, kPassword, strlen(kPassword), digest.data(), 20);
-    return {{"key", RawKey()},
-            {"key as text", Base64(RawKey())},
-            {"password", kPassword},
-            {"digest of the password", Text(digest)},
-            {"plain text", kPlain}};
+    CryptoHash_Compute(CryptoHash_SHA_1, text, strlen(text), digest.data(), digest.size());
+    return Text(digest);
+}
+
+/* The secrets of all tests, and those of one. */
+Secrets OfKey(Secrets secrets = {}) {
+    const Secrets ofAll = {{"key", RawKey()},
+                           {"key as text", Base64(RawKey())},
+                           {"password", kPassword},
+                           {"digest of the password", Digest(kPassword)},
+                           {"plain text", kPlain}};
+    secrets.insert(secrets.end(), ofAll.begin(), ofAll.end());
+    return secrets;
 }
 
 /* The key that a text of ours says is derived of the password. */
@@ -132,28 +139,16 @@ TEST(Wiping, Dictionaries) {
     });
 }
 
-/* What an HMAC makes of a key before it hashes it. */
-Secrets PaddedKeys(const std::string &key) {
-    Secrets secrets;
-    for (const char pad : {'\x36', '\x5c'}) {
-        std::string padded = key;
-        for (char &byte : padded)
-            byte = static_cast<char>(byte ^ pad);
-        secrets.push_back({"padded key", padded});
-    }
-    return secrets;
-}
-
 TEST(Wiping, HashesAndMacs) {
-    Secrets secrets = OfKey();
-    const std::string digestOfPassword = secrets[3].bytes;
-    for (const std::string &key : {RawKey(), digestOfPassword})
-        for (const Secret &padded : PaddedKeys(key))
-            secrets.push_back(padded);
-    Bytes digest(20);
-    CryptoHash_Compute(CryptoHash_SHA_1, kPlain, strlen(kPlain), digest.data(), digest.size());
-    secrets.push_back({"digest of the plain text", Text(digest)});
-
+    Secrets secrets = OfKey({{"digest of the plain text", Digest(kPlain)}});
+    for (const std::string &key : {RawKey(), Digest(kPassword)}) {
+        for (const char pad : {'\x36', '\x5c'}) { /* what an HMAC makes of it */
+            std::string padded = key;
+            for (char &byte : padded)
+                byte = static_cast<char>(byte ^ pad);
+            secrets.push_back({"padded key", padded});
+        }
+    }
     const std::string raw = RawKey();
     ExpectWiped(secrets, [&raw] {
         guint8 out[32];
@@ -185,9 +180,7 @@ TEST(Wiping, HashesAndMacs) {
 TEST(Wiping, Sectors) {
     const CryptoKeyPtr key = MakeKey();
     const std::string vector = Text(SomeBytes(16, 77));
-    Secrets secrets = OfKey();
-    secrets.push_back({"secret of the vectors", vector});
-    ExpectWiped(secrets, [&] {
+    ExpectWiped(OfKey({{"secret of the vectors", vector}}), [&] {
         CryptoSectorCipherCtx *ctx =
             CryptoSector_CipherCtxCreate(key.get(), vector.data(), vector.size());
         if (ctx == nullptr)
@@ -223,9 +216,7 @@ TEST(Wiping, Keys) {
     const CryptoKeyPtr key = MakeKey();
     const std::string plainText = Export(key.get());
     const std::string wrapped = Export(key.get(), kPassword);
-    Secrets secrets = OfKey();
-    secrets.push_back({"derived key", Derived(wrapped)});
-    ExpectWiped(secrets, [&] {
+    ExpectWiped(OfKey({{"derived key", Derived(wrapped)}}), [&] {
         CryptoKeyPtr again;
         Import(plainText, nullptr, &again);
         Import(wrapped, kPassword, &again);
@@ -240,14 +231,13 @@ TEST(Wiping, SealedRecords) {
     Bytes record = Made(CryptoKey_EncryptWithMAC, key.get(), CryptoKeyedHash_HMAC_SHA_1, kPlain,
                         strlen(kPlain))
                        .bytes;
-    Secrets secrets = OfKey();
     const auto open = [&] {
         Block out;
         CryptoKey_DecryptWithMAC(key.get(), CryptoKeyedHash_HMAC_SHA_1, record.data(),
                                  record.size(), &out.data, &out.size);
     };
-    ExpectWiped(secrets, open);
-    secrets.push_back({"MAC that was expected", Text(mac)});
+    ExpectWiped(OfKey(), open);
+    const Secrets secrets = OfKey({{"MAC that was expected", Text(mac)}});
     record[record.size() - 1] ^= 1; // wrong MAC
     ExpectWiped(secrets, open);
     record[record.size() - 21] ^= 1; // wrong padding
@@ -266,9 +256,8 @@ TEST(Wiping, Passwords) {
                                           CryptoOut(wrapped), &wrappedSize));
     CryptoText mangled;
     ASSERT_EQ(0u, Crypto_ManglePassphrase(kPassword, strlen(kPassword), CryptoOut(mangled)));
-    Secrets secrets = OfKey();
-    secrets.push_back({"derived key", Derived(wrapped.get())});
-    secrets.push_back({"mangled phrase", mangled.get()});
+    const Secrets secrets =
+        OfKey({{"derived key", Derived(wrapped.get())}, {"mangled phrase", mangled.get()}});
     ExpectWiped(secrets, [&] {
         CryptoText text;
         gsize size;
@@ -297,9 +286,7 @@ TEST(Wiping, PemTexts) {
     const size_t body = pem.find('\n') + 80; /* behind what all keys begin with */
     const Bytes sealed =
         Made(CryptoKey_PKEncrypt, key.get(), CRYPTO_RSA_PADDING_OAEP, kPlain, 20).bytes;
-    Secrets secrets = OfKey();
-    secrets.push_back({"PEM text", pem.substr(body, 300)});
-    ExpectWiped(secrets, [&] {
+    ExpectWiped(OfKey({{"PEM text", pem.substr(body, 300)}}), [&] {
         CryptoKeyPtr again;
         Import(pem, nullptr, &again);
         Import(encrypted, kPassword, &again);
@@ -331,12 +318,11 @@ TEST(Wiping, LocatorsAndTheirCache) {
     KeyLocatorPtr pair;
     ASSERT_EQ(0u, KeyLocator_CreatePair(phrase.get(), key.get(), kPlain, strlen(kPlain),
                                         CryptoOut(pair)));
-    Secrets secrets = OfKey();
-    secrets.push_back({"derived key", Derived(phrase->u.indirect.u.phrase.keyGenData)});
+    const Secrets secrets = OfKey({{"derived key", Derived(phrase->u.indirect.u.phrase.keyGenData)},
+                                   {"locator's text", strstr(text.get(), "data%3d") + 7}});
     KeyLocatorState *state;
     ASSERT_TRUE(KeyLocator_AllocState(ReturnPassword, nullptr, &state)); // a lock needs its memory
     KeyLocator_EnableKeyCache(state);
-    secrets.push_back({"locator's text", strstr(text.get(), "data%3d") + 7});
     ExpectWiped(secrets, [&] {
         KeyLocatorPtr locator;
         KeyLocator_Import(text.get(), CryptoOut(locator));
@@ -369,16 +355,11 @@ TEST(Wiping, RingsAndSafes) {
     CryptoText text;
     gsize size;
     ASSERT_EQ(0u, KeySafe_Seal(ring.get(), &sealed, nullptr, CryptoOut(text), &size));
-    Secrets secrets = OfKey();
-    secrets.push_back(
-        {"passphrase's key", Derived(ring->first->locator->u.indirect.u.phrase.keyGenData)});
-    const guint8 *passkey;
-    gsize passkeySize;
-    CryptoKey_GetKeyData(ring->first->passkey, &passkey, &passkeySize);
     /* behind the locator, which is no secret */
-    secrets.push_back({"ring's text", ringText.get() + ringSize / 2});
-    secrets.push_back({"key of the passphrase in memory",
-                       {reinterpret_cast<const char *>(passkey), passkeySize}});
+    const Secrets secrets =
+        OfKey({{"passphrase's key", Derived(ring->first->locator->u.indirect.u.phrase.keyGenData)},
+               {"ring's text", ringText.get() + ringSize / 2},
+               {"key of the passphrase in memory", BytesOf(ring->first->passkey)}});
     ExpectWiped(secrets, [&] {
         KeySafeUserRingPtr again;
         KeySafePtr safe;
