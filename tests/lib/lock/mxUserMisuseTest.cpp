@@ -90,11 +90,8 @@ TEST(MXUserMisuseDeathTest, OfALockEndsTheProcess) {
 
 TEST(MXUserMisuseDeathTest, OfAReadWriteLockEndsTheProcess) {
     MXUserRWLock *lock = MXUser_CreateRWLock(nullptr, 0);
-    const struct {
-        void (*before)(MXUserRWLock *);
-        void (*after)(MXUserRWLock *);
-        const char *text;
-    } rows[] = {
+    using Step = void (*)(MXUserRWLock *);
+    const std::tuple<Step, Step, const char *> rows[] = {
         {MXUser_AcquireForRead, MXUser_AcquireForRead,
          "^MXUserAcquisition: AcquireForRead after AcquireForRead\n$"},
         {MXUser_AcquireForRead, MXUser_AcquireForWrite,
@@ -111,9 +108,9 @@ TEST(MXUserMisuseDeathTest, OfAReadWriteLockEndsTheProcess) {
          "^MXUser_IsCurThreadHoldingRWLock: unknown query type 3\n$"},
     };
     for (const auto &row : rows)
-        ExpectPanic(row.text, [&] {
-            row.before(lock);
-            row.after(lock);
+        ExpectPanic(std::get<2>(row), [&] {
+            std::get<0>(row)(lock);
+            std::get<1>(row)(lock);
         });
     MXUser_DestroyRWLock(lock);
 }

@@ -5,7 +5,6 @@
 #include <gmock/gmock.h>
 #include <sys/mman.h>
 #include <sys/prctl.h>
-#include <sys/resource.h>
 #include <sys/utsname.h>
 
 #include "lib/misc/coreDumpRegion.h"
@@ -13,6 +12,7 @@
 #include "lib/misc/readableMemory.h"
 #include "tests/support/inChild.h"
 #include "tests/support/logText.h"
+#include "tests/support/processLimits.h"
 #include "tests/support/temporaryFolder.h"
 
 namespace {
@@ -65,36 +65,32 @@ TEST(CoreDump, OfSeveralFilesNoneIsTheOne) {
 }
 
 TEST(CoreDump, TheChildDiesOfTheSignalOrSaysWhy) {
-    const struct {
-        rlim_t limit;
-        const char *text;
-    } rows[] = {
+    const std::pair<rlim_t, const char *> rows[] = {
         {0, "W The core dump limit is set to ZERO; no core dump should be expected\n"},
         {4096, "W Attempting a core dump using a 4 KB size limit\n"},
     };
     for (const auto &row : rows) {
-        InChild([&] {
+        InChild([most = row.first, logged = row.second] {
             const TemporaryFolder folder;
             ASSERT_EQ(0, chdir(folder.Path().c_str()));
             rlimit limit = {};
             getrlimit(RLIMIT_CORE, &limit);
-            if (row.limit > limit.rlim_max)
+            if (most > limit.rlim_max)
                 return;
-            limit.rlim_cur = row.limit;
-            setrlimit(RLIMIT_CORE, &limit);
+            const ProcessLimit lower(RLIMIT_CORE, most);
             signal(SIGABRT, SIG_IGN); // it is reset in the child
             gPanicSleepSecond = [] { usleep(1000); };
             LogRing_Clear();
             const pid_t child = SigCoreDumpViaChild();
             std::string text = LogText();
             std::erase(text, '+');
-            EXPECT_THAT(text, HasSubstr(row.text + 2));
+            EXPECT_THAT(text, HasSubstr(logged + 2));
             if (child > 0)
                 EXPECT_THAT(text, HasSubstr("W Core dumped.\n"));
             else
                 EXPECT_THAT(text, ContainsRegex("W Child process [0-9]+ failed to dump core "
                                                 "\\(status 0x6\\)\\.\n"));
-            EXPECT_TRUE(row.limit != 0 || child == -1);
+            EXPECT_TRUE(most != 0 || child == -1);
         });
     }
 }

@@ -144,21 +144,6 @@ TEST(PanicDeathTest, FourThreadsAtOnceEndTheProcess) {
                 "^once\n(once\n|Panic loop\n)*$");
 }
 
-TEST(Panic, SettingsAreKept) {
-    for (gboolean value : {1, 0}) {
-        Panic_SetBreakOnPanic(value);
-        EXPECT_EQ(value, Panic_GetBreakOnPanic());
-        Panic_SetPanicMsgPost(value);
-        EXPECT_EQ(value, Panic_GetPanicMsgPost());
-    }
-    PanicSetBreakValue(1);
-    EXPECT_FALSE(Panic_GetBreakOnPanic());
-    for (const char *name : {"core.1", "core.2", static_cast<const char *>(nullptr)}) {
-        Panic_SetCoreDumpFileName(name);
-        EXPECT_STREQ(name, Panic_GetCoreDumpFileName());
-    }
-}
-
 TEST(UtilSafeDeathTest, LackOfMemoryEndsTheProcess) {
     /* the sanitizers report first */
     const std::string text = "Unrecoverable memory allocation failure";
