@@ -24,9 +24,9 @@ struct Row {
     bool isClosed = false; /* the peer closes the connection afterwards */
     bool isTls = false;    /* over TLS, and the session is strict */
     bool hasTrace = false;
-    int maxAttacks = 1;     /* requests for the method that the peer may get */
-    uint64_t maxBytes = 0;  /* that it may get rid of; 0: any number */
-    uint64_t bodyLimit = 0; /* of the session; 0 for the usual ones */
+    int maxAttacks = 1;             /* requests for the method that the peer may get */
+    uint64_t maxBytes = UINT64_MAX; /* that it may get rid of */
+    uint64_t bodyLimit = 0;         /* of the session; 0 for the usual ones */
     uint64_t treeLimit = 0;
     std::string logged; /* must be in the log */
     Login login = Login::kPassword;

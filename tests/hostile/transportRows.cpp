@@ -17,27 +17,12 @@ std::string Moved(const std::string &location) {
     return "HTTP/1.1 307 Moved\r\nContent-Length: 0\r\n" + location + "\r\n\r\n";
 }
 
-/* No login reaches another host, however the redirect is written. */
+/* No login reaches another host, however the redirect is written; the forms of URLs are in basicHttpRedirectTest. */
 void AddRedirects(std::vector<Row> *rows) {
     for (int status : {300, 301, 302, 303, 305, 307, 308})
         rows->push_back({"status " + std::to_string(status), kFails, "Login",
                          "HTTP/1.1 " + std::to_string(status) +
                              " x\r\nContent-Length: 0\r\nLocation: " + kThere + "\r\n\r\n"});
-    const std::pair<const char *, const char *> targets[] = {
-        {"another port", kThere},
-        {"another name", "http://localhost:@PORT@/sdk"},
-        {"no scheme", "//localhost:@PORT@/sdk"},
-        {"three slashes", "http:///127.0.0.1:@PORT@/sdk"},
-        {"a user", "http://127.0.0.1:80@127.0.0.1:@PORT@/sdk"},
-        {"a user with a slash", "http://127.0.0.1%2f@localhost:@PORT@/sdk"},
-        {"backslashes", "http:\\\\localhost:@PORT@/sdk"},
-        {"https", "https://localhost:@PORT@/sdk"},
-        {"a number", "http://2130706433:@PORT@/sdk"},
-        {"a tab inside", "http://127.0.0.1\t:@PORT@/sdk"},
-        {"leading blanks", "  \t http://localhost:@PORT@/sdk"},
-    };
-    for (const auto &[name, target] : targets)
-        rows->push_back({"redirect to "s + name, kFails, "Login", Moved("Location: "s + target)});
     for (const char *scheme : {"ftp", "file", "gopher", "dict", "ldap", "smb", "scp", "telnet"})
         rows->push_back({"redirect to "s + scheme, "connect failure InvalidResponse 48.*", "Login",
                          Moved("Location: "s + scheme + "://127.0.0.1:@PORT@/etc/passwd")});
@@ -163,7 +148,7 @@ void AddLengths(std::vector<Row> *rows) {
     for (Row *row : {&rows->back(), &rows->back() - 1})
         row->steps = kTooLarge;
     endless("chunk extension of 64 MB", chunked + "5;", line, 64000);
-    rows->back().maxBytes = 0; /* costs time alone */
+    rows->back().maxBytes = UINT64_MAX; /* costs time alone */
     /* with the element around it: below, at and above the limit */
     for (int size : {999, 1000, 1001}) {
         rows->push_back(

@@ -159,12 +159,42 @@ TEST_F(BasicHttpBandwidth, TheTimeOfALateLoopIsMadeUp) {
 
 TEST_F(BasicHttpBandwidth, OthersMayChangeOrEndALimitWhileATransferWaits) {
     AnswerAll(HttpReply(body));
-    enum { kRaise, kNoLimit, kDelete, kLeave, kMove, kPause, kCancel, kFree, kShutdown };
-    for (int action :
-         {kRaise, kNoLimit, kDelete, kLeave, kMove, kPause, kCancel, kFree, kShutdown}) {
-        SCOPED_TRACE(action);
+    const GroupPtr other(BasicHttp_CreateBandwidthGroup(0, 0));
+    using Action = std::function<void(GroupPtr & group, BasicHttpRequest * request)>;
+    /* the delay afterwards, and whether the transfer is over */
+    const std::tuple<const char *, Action, gint64, bool> rows[] = {
+        {"raise",
+         [](auto &group, auto *) { BasicHttp_ChangeBandwidthGroup(group.get(), 0, 100000000); }, 0,
+         false},
+        {"no limit", [](auto &group, auto *) { BasicHttp_ChangeBandwidthGroup(group.get(), 0, 0); },
+         0, false},
+        {"delete", [](auto &group, auto *) { group.reset(); }, -1, false},
+        {"leave",
+         [&](auto &group, auto *request) {
+             BasicHttp_RemoveRequestFromBandwidthGroup(other.get(), request);
+             EXPECT_LT(0, PendingDelay()) << "of another group";
+             BasicHttp_RemoveRequestFromBandwidthGroup(group.get(), request);
+         },
+         -1, false},
+        {"move", [&](auto &, auto *request) { Join(other.get(), request); }, -1, false},
+        {"pause",
+         [](auto &group, auto *request) {
+             EXPECT_TRUE(BasicHttp_PauseRecvRequest(request, TRUE));
+             BasicHttp_ChangeBandwidthGroup(group.get(), 0, 0);
+         },
+         -1, false},
+        {"cancel",
+         [](auto &, auto *request) {
+             BasicHttp_CancelRequest(request);
+             BasicHttp_FreeRequest(request);
+         },
+         -1, true},
+        {"free", [](auto &, auto *request) { BasicHttp_FreeRequest(request); }, -1, true},
+        {"shutdown", [](auto &, auto *) { InitAgain(); }, -1, true},
+    };
+    for (const auto &[name, act, delay, isOver] : rows) {
+        SCOPED_TRACE(name);
         GroupPtr group(BasicHttp_CreateBandwidthGroup(0, 10));
-        const GroupPtr other(BasicHttp_CreateBandwidthGroup(0, 0));
         Outcome outcome;
         BasicHttpRequest *request = Join(group.get(), Request("/x"));
         BasicHttp_SetInactivityTimeout(request, BASICHTTP_TIMEOUT_RECEIVING, 3);
@@ -173,49 +203,13 @@ TEST_F(BasicHttpBandwidth, OthersMayChangeOrEndALimitWhileATransferWaits) {
         PassSeconds(100); /* no peer is late: we do not read */
         ASSERT_LT(0, PendingDelay());
         ASSERT_EQ(0, outcome.numCalls);
-        switch (action) {
-        case kRaise:
-        case kNoLimit:
-            BasicHttp_ChangeBandwidthGroup(group.get(), 0, action == kRaise ? 100000000 : 0);
-            EXPECT_EQ(0, PendingDelay());
-            break;
-        case kDelete:
-            group.reset();
-            break;
-        case kLeave:
-            BasicHttp_RemoveRequestFromBandwidthGroup(other.get(), request);
-            EXPECT_LT(0, PendingDelay()) << "of another group";
-            BasicHttp_RemoveRequestFromBandwidthGroup(group.get(), request);
-            break;
-        case kMove:
-            Join(other.get(), request);
-            break;
-        case kPause:
-            EXPECT_TRUE(BasicHttp_PauseRecvRequest(request, TRUE));
-            BasicHttp_ChangeBandwidthGroup(group.get(), 0, 0);
-            break;
-        case kCancel:
-            BasicHttp_CancelRequest(request);
-            [[fallthrough]];
-        case kFree:
-            BasicHttp_FreeRequest(request);
-            break;
-        case kShutdown:
-            BasicHttp_Shutdown();
-            break;
-        }
-        if (action > kNoLimit) {
-            EXPECT_EQ(-1, PendingDelay());
-        }
-        if (action >= kCancel) {
+        act(group, request);
+        EXPECT_EQ(delay, PendingDelay());
+        if (isOver) {
             EXPECT_EQ(nullptr, group->requests);
-            if (action == kShutdown)
-                Init();
             continue;
         }
-        if (action > kNoLimit) {
-            EXPECT_TRUE(BasicHttp_PauseRecvRequest(request, FALSE)) << "resumes it";
-        }
+        EXPECT_TRUE(delay == 0 || BasicHttp_PauseRecvRequest(request, FALSE)) << "resumes it";
         RunThroughDelays(outcome);
         EXPECT_EQ(body, outcome.content);
     }

@@ -31,21 +31,6 @@ TEST_F(BasicHttpCookies, RequestsOfAJarShareThem) {
     EXPECT_EQ("id=1", SentCookie(jar)) << "did not";
 }
 
-TEST_F(BasicHttpCookies, RequestsThatRunTogetherShareThem) {
-    BasicHttpCookieJar *jar = NewJar();
-    server.Answer([](const CannedRequest &request) {
-        return HttpReply(request.Header("Cookie"), 200, "text/xml",
-                         {"Set-Cookie: n" + request.target.substr(1) + "=v"});
-    });
-    Outcome outcomes[8];
-    for (int i = 0; i < 8; i++)
-        Send(Request("/" + std::to_string(i), BASICHTTP_METHOD_GET, nullptr, jar), &outcomes[i]);
-    for (const Outcome &outcome : outcomes)
-        RunUntilDone(outcome);
-    const std::string sent = SentCookie(jar);
-    EXPECT_EQ(7, std::ranges::count(sent, ';')) << sent;
-}
-
 TEST_F(BasicHttpCookies, AJarMayBeFreedBeforeItsRequests) {
     AnswerWithCookie("id=1");
     BasicHttpCookieJar *jar = BasicHttp_CreateCookieJar();

@@ -1,18 +1,9 @@
-// Redirects: which are followed, with what, and that a refused one has no effect on the other server.
+// Redirects: which are followed, and with what. That a refused one never reaches the other server is a hostile peer's test.
 #include "tests/apps/lib/basicHttp/httpFixture.h"
-#include "tests/support/tlsFront.h"
 
 namespace {
 
-/* Redirects that are not followed lead to another server. */
-struct BasicHttpRedirect : BasicHttpFixture {
-    void TearDown() override {
-        testLoop::Settle();
-        EXPECT_EQ(0, other.NumConnections());
-        BasicHttpFixture::TearDown();
-    }
-    CannedServer other;
-};
+using BasicHttpRedirect = BasicHttpFixture;
 
 CannedAnswer RedirectTo(const std::string &where, int status) {
     return HttpReply("moved", status, "text/plain", {"Location: " + where});
@@ -24,7 +15,8 @@ TEST_F(BasicHttpRedirect, OnlyTheSamePlaceIsFollowed) {
         {"http://h/a",
          {"http://h/b", "http://H:80/b", "//h/b", "https://h/b"},
          {"http://h:81/b", "http://h2/b", "https://h2/b", "//h2/b", "http://h@h2/b",
-          "http://h.evil/b", "http:\\\\h2/b", "ftp://h/b", "file:///etc/passwd"}},
+          "http://h.evil/b", "http:\\\\h2/b", "ftp://h/b", "file:///etc/passwd", "http:///h2/b",
+          "http://h:80@h2/b", "http://h%2f@h2/b", "http://2130706433/b", "http://h\t:81/b"}},
         {"http://h:80/a", {"/b"}, {}},
         {"http://h/a/b", {"c?d=e f"}, {}},
         {"http://h:8080/a", {"https://h:8443/b"}, {}},
@@ -42,46 +34,12 @@ TEST_F(BasicHttpRedirect, OnlyTheSamePlaceIsFollowed) {
     }
 }
 
-TEST_F(BasicHttpRedirect, ARefusedOneNeverReachesTheOtherServer) {
-    for (int status : {300, 301, 302, 303, 305, 307, 308, 399}) {
-        AnswerAll(RedirectTo(other.Url("/there"), status));
-        LogRing_Clear();
-        const Outcome outcome = Run(Request("/x", BASICHTTP_METHOD_POST, "<login/>"));
-        EXPECT_EQ(BASICHTTP_ERROR_TRANSFER, outcome.error) << status;
-        EXPECT_EQ(status, outcome.status);
-        EXPECT_NE(std::string::npos, LogText().find("which is not followed.")) << LogText();
-    }
-}
-
 TEST_F(BasicHttpRedirect, ALocationOfAnotherKindOfResponseIsNothing) {
     for (int status : {200, 201, 299, 400, 404, 503}) {
-        AnswerAll(RedirectTo(other.Url("/there"), status));
+        AnswerAll(RedirectTo("http://other.invalid/there", status));
         const Outcome outcome = Run(Request("/x"));
         EXPECT_EQ(BASICHTTP_ERROR_NONE, outcome.error) << status;
         EXPECT_EQ("moved", outcome.content) << status;
-    }
-}
-
-/* However a status line is written, the guard goes by what libcurl makes of it. */
-TEST_F(BasicHttpRedirect, NoFormOfTheStatusLinePassesTheGuard) {
-    for (const char *start :
-         {"HTTP/1.1  307 x", "HTTP/1.1\t307 x", "HTTP/1.0   307", "HTTP/1.1 307", "HTTP/1.1 0307 x",
-          "HTTP/2 0307 x", "HTTP/2  307", "HTTP/1.1 +307 x", "HTTP/1.1 3070 x", "http/1.1 307 x"}) {
-        AnswerAll({start + std::string("\r\nLOCATION:\t") + other.Url("/there") +
-                   "\r\nContent-Length: 0\r\n\r\n"});
-        EXPECT_EQ("", Run(Request("/x", BASICHTTP_METHOD_POST, "<login/>")).content) << start;
-        InitAgain(); /* libcurl keeps a connection whose response it could not read */
-    }
-}
-
-TEST_F(BasicHttpRedirect, WhatBeganEncryptedStaysSo) {
-    const TlsFront front(server.Port(), *certificates::MakeKind("self-signed"));
-    const std::string plain = other.Url("/there");
-    for (const char *start :
-         {"HTTP/1.1 307 x", "HTTP/1.1  301 x", "HTTP/1.0  302", "HTTP/2 0307 x"}) {
-        AnswerAll(
-            {start + std::string("\r\nLocation: ") + plain + "\r\nContent-Length: 0\r\n\r\n"});
-        EXPECT_EQ(BASICHTTP_ERROR_TRANSFER, Run(Post(front.Url("/x"))).error) << start;
     }
 }
 

@@ -150,12 +150,6 @@ TEST_F(BasicHttp, AStartThatFailsSaysSoAtOnceAndThatOfAQueuedRequestIsReported) 
     EXPECT_EQ("", second.content);
 }
 
-TEST_F(BasicHttp, ContentKeepsItsNulBytes) {
-    const std::string body("a\0b\0", 4);
-    AnswerAll(HttpReply(body));
-    EXPECT_EQ(body, Run(Request("/x")).content);
-}
-
 TEST_F(BasicHttp, LargeBodiesComeAndGoWhole) {
     server.Answer([](const CannedRequest &request) { return HttpReply(request.body); });
     for (size_t size : {65535, 65536, 3000000}) {

@@ -70,17 +70,6 @@ TEST_F(BasicHttpTls, TheCertificateOfAProxyIsNotTheApplications) {
     }
 }
 
-TEST_F(BasicHttpTls, TheCertificateOfThePeerIsTheApplications) {
-    SSL_Init(nullptr, nullptr, nullptr);
-    AnswerAll({"HTTP/1.1 200 x\r\nContent-Length: 2\r\n\r\nok"});
-    const TlsFront peer(server.Port(), *certificates::MakeKind("self-signed"));
-    BasicHttpRequest *request = Get(peer.Url("/"));
-    BasicHttp_SetSslCtxProc(request, CountContext);
-    const Outcome outcome = Run(request);
-    EXPECT_EQ("ok", outcome.content);
-    EXPECT_EQ(2u, outcome.headers.size()) << "the context, and one header";
-}
-
 TEST_F(BasicHttpTls, ConnectionsKeptApartAreNotShared) {
     AnswerAll(HttpReply("<x/>"));
     BasicHttpCookieJar *jar = BasicHttp_CreateCookieJar();
