@@ -1,20 +1,17 @@
 #include "tools/simulator/http.h"
 
 #include <poll.h>
-#include <sys/resource.h>
 #include <unistd.h>
 
 #include "tests/support/loopback.h"
+#include "tests/support/processLimits.h"
 #include "tests/tools/simulator/soapClient.h"
 
-using simulator::Options;
 using simulator::Simulator;
 
 namespace {
 
 using Requests = SimulatorTest;
-
-const Options kSmall{.machines = 1, .frozenClock = true};
 
 std::string Body(const std::string &inner) {
     return "<e:Envelope xmlns:e=\"http://schemas.xmlsoap.org/soap/envelope/\" "
@@ -97,8 +94,8 @@ TEST_F(Requests, AreCountedAndKept) {
 }
 
 TEST(Documents, OfOtherPathsAreNotFound) {
-    Simulator server({.machines = 1, .ferry = false});
-    server.RunInThread();
+    Service service({.machines = 1, .ferry = false});
+    auto &[server, own] = service;
     const std::string root = server.Url().substr(0, server.Url().size() - 4);
     SoapClient client(root + "/other");
     EXPECT_EQ(404, client.Post("x").status);
@@ -108,9 +105,8 @@ TEST(Documents, OfOtherPathsAreNotFound) {
 }
 
 TEST(Control, MovesTheSwitchesByUrl) {
-    Simulator server({.machines = 1, .frozenClock = true, .control = true});
-    server.RunInThread();
-    SoapClient client(server.Url());
+    Service service({.machines = 1, .frozenClock = true, .control = true});
+    auto &[server, client] = service;
     const std::string control = server.Url().substr(0, server.Url().size() - 4) + "/control/";
     EXPECT_EQ("done\n", client.Get(control + "set?id=vm-101&property=name&value=a%20b").body);
     EXPECT_EQ("a b", server.Property("vm-101", "name"));
@@ -128,9 +124,8 @@ TEST(Control, MovesTheSwitchesByUrl) {
 
 TEST(Documents, ThatTheWsdlNamesAreServed) {
     for (const bool isServed : {true, false}) {
-        Simulator server({.machines = 1, .wsdl = isServed});
-        server.RunInThread();
-        SoapClient client(server.Url());
+        Service service({.machines = 1, .wsdl = isServed});
+        auto &[server, client] = service;
         const SoapReply wsdl = client.Get(server.Url() + "/ozyService?wsdl");
         EXPECT_EQ(isServed ? 200 : 404, wsdl.status);
         const std::string named = isServed ? wsdl.Between("location=\"", "\"") : "ozy25.wsdl";
@@ -162,24 +157,6 @@ TEST(OutsideLoop, NeedsNothingButTheDescriptor) {
     EXPECT_TRUE(RunUntil(
         server, [&] { return server.Property("vm-101", "runtime.powerState") == "poweredOn"; }));
     EXPECT_EQ("success", server.Property(started.get(), "info.state"));
-}
-
-TEST(OutsideLoop, AdvanceMakesTheDescriptorReadable) {
-    Simulator server(kSmall);
-    server.Start();
-    SoapClient client(server.Url());
-    auto waiting = std::async(std::launch::async, [&] {
-        client.Login();
-        return client.Collect("WaitForUpdatesEx", "<options xsi:type=\"WaitOptions\">" +
-                                                      Argument("maxWaitSeconds", "int", "60") +
-                                                      "</options>");
-    });
-    ASSERT_TRUE(RunUntil(server, [&] { return server.NumWaiting() == 1; }));
-    server.Advance(60000);
-    EXPECT_TRUE(RunUntil(server, [&] {
-        return waiting.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
-    }));
-    EXPECT_EQ(200, waiting.get().status);
 }
 
 /* Connects, sends the text and nothing more. */
@@ -216,21 +193,19 @@ TEST(OutsideLoop, IdleAndSlowConnectionsAreClosedButThoseOfWaitingCallsAreNot) {
 }
 
 TEST(OutsideLoop, WithoutFreeDescriptorsItPausesAndThenGoesOn) {
-    Simulator server(kSmall);
+    Simulator server({.machines = 1});
     server.Start();
     const int client = ConnectAndSend(server.Port(), "");
     const int lowest = dup(client); /* the first that is free */
     close(lowest);
-    rlimit before{};
-    getrlimit(RLIMIT_NOFILE, &before);
-    const rlimit none{static_cast<rlim_t>(lowest), before.rlim_max};
-    ASSERT_EQ(0, setrlimit(RLIMIT_NOFILE, &none));
-    int numRuns = 0;
-    RunUntil(server, [&] { return numRuns++ > 30; }); /* at most 20 ms each */
-    EXPECT_EQ(0, server.NumConnections());
-    pollfd descriptor{server.PollDescriptor(), POLLIN, 0};
-    EXPECT_EQ(0, poll(&descriptor, 1, 20)) << "no work is left";
-    ASSERT_EQ(0, setrlimit(RLIMIT_NOFILE, &before));
+    {
+        const ProcessLimit none(RLIMIT_NOFILE, rlim_t(lowest));
+        int numRuns = 0;
+        RunUntil(server, [&] { return numRuns++ > 30; }); /* at most 20 ms each */
+        EXPECT_EQ(0, server.NumConnections());
+        pollfd descriptor{server.PollDescriptor(), POLLIN, 0};
+        EXPECT_EQ(0, poll(&descriptor, 1, 20)) << "no work is left";
+    }
     EXPECT_TRUE(RunUntil(server, [&] { return server.NumConnections() == 1; }));
     close(client);
 }

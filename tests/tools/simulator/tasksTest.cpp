@@ -1,9 +1,5 @@
 #include "tests/tools/simulator/soapClient.h"
 
-#include <gtest/gtest.h>
-
-using simulator::Simulator;
-
 namespace {
 
 struct Tasks : SimulatorTest {
@@ -51,16 +47,6 @@ TEST_F(Tasks, FailWithATypedFaultInItsWrapper) {
         client.Properties("Task", task)
             .Has(
                 "<error xsi:type=\"LocalizedMethodFault\"><fault xsi:type=\"InvalidPowerState\">"));
-
-    server.FailTasks("PowerOnVM_Task", "GenericVmConfigFault", "as requested");
-    const std::string failing = Start("PowerOnVM_Task", "vm-102");
-    server.Advance(1000);
-    EXPECT_EQ("as requested", Info(failing, "error.localizedMessage"));
-    EXPECT_EQ("poweredOff", server.Property("vm-102", "runtime.powerState"));
-    server.FailTasks("PowerOnVM_Task", "");
-    const std::string again = Start("PowerOnVM_Task", "vm-102");
-    server.Advance(1000);
-    EXPECT_EQ("success", Info(again, "state"));
 }
 
 TEST_F(Tasks, CanBeCancelledIfTheySaySo) {
@@ -115,10 +101,7 @@ TEST_F(Tasks, HaveTheirEffectsOnTheInventory) {
     EXPECT_EQ("snapshot-1", Info(snapshot, "result"));
     EXPECT_EQ(1u, server.Ids("VirtualMachineSnapshot").size());
     EXPECT_EQ("renamed", server.Property("vm-102", "name"));
-    EXPECT_EQ("DuplicateName", [&] {
-        return client.Properties("Task", taken)
-            .Between("<error xsi:type=\"LocalizedMethodFault\"><fault xsi:type=\"", "\"");
-    }());
+    EXPECT_TRUE(client.Properties("Task", taken).Has("<fault xsi:type=\"DuplicateName\">"));
     EXPECT_EQ("copy", server.Property(Info(clone, "result"), "name"));
     EXPECT_EQ("success", Info(destroy, "state"));
     EXPECT_EQ("", server.Property("vm-103", "name"));
@@ -131,18 +114,17 @@ TEST_F(Tasks, OfAClientAreDrivenByIt) {
                                               Argument("taskTypeId", "string", "example.work") +
                                               Argument("cancelable", "boolean", "0"));
     const std::string task = created.Between("<task type=\"Task\">", "<");
-    EXPECT_EQ(
-        200,
-        client.Call("UpdateProgress", "Task", task, Argument("percentDone", "int", "40")).status);
+    const auto advance = [&](const char *percent) {
+        return client.Call("UpdateProgress", "Task", task, Argument("percentDone", "int", percent));
+    };
+    EXPECT_EQ(200, advance("40").status);
     EXPECT_EQ("40", Info(task, "progress"));
     const std::string state = "<state xsi:type=\"TaskInfoState\">success</state>" +
                               Argument("result", "string", "all done");
     EXPECT_EQ(200, client.Call("SetTaskState", "Task", task, state).status);
     EXPECT_EQ("all done", Info(task, "result"));
     EXPECT_EQ("InvalidState", client.Call("SetTaskState", "Task", task, state).Fault());
-    EXPECT_EQ(
-        "InvalidState",
-        client.Call("UpdateProgress", "Task", task, Argument("percentDone", "int", "50")).Fault());
+    EXPECT_EQ("InvalidState", advance("50").Fault());
 }
 
 TEST_F(Tasks, OnAMachineThatGoesAwayFail) {
@@ -153,12 +135,10 @@ TEST_F(Tasks, OnAMachineThatGoesAwayFail) {
 }
 
 TEST(TasksWithoutDuration, HaveEndedWhenTheCallIsAnswered) {
-    Simulator server({.machines = 1, .taskDurationMs = 0, .frozenClock = true});
-    server.RunInThread();
-    SoapClient client(server.Url());
-    client.Login();
-    const std::string task = client.Call("PowerOnVM_Task", "VirtualMachine", "vm-101").Id();
-    EXPECT_EQ("success", server.Property(task, "info.state"));
+    Service service({.machines = 1, .taskDurationMs = 0, .frozenClock = true});
+    service.client.Login();
+    const std::string task = service.client.Call("PowerOnVM_Task", "VirtualMachine", "vm-101").Id();
+    EXPECT_EQ("success", service.server.Property(task, "info.state"));
 }
 
 } // namespace

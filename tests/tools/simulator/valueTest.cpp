@@ -28,11 +28,8 @@ Value Item(const std::string &key, int number) {
 
 TEST(Value, IsWrittenInTheFormOfItsKind) {
     const Value reference = Reference("Task", "task-1");
-    const struct {
-        Value value;
-        bool typed;
-        const char *text;
-    } rows[] = {
+    /* whether it is written with its type */
+    const std::tuple<Value, bool, const char *> rows[] = {
         {Text("a<b&c\x01"), true, "<val xsi:type=\"xsd:string\">a&lt;b&amp;c?</val>"},
         {Text(""), false, "<val></val>"},
         {Int(-3), true, "<val xsi:type=\"xsd:int\">-3</val>"},
@@ -56,18 +53,15 @@ TEST(Value, IsWrittenInTheFormOfItsKind) {
          "<localizedMessage>gone</localizedMessage></val>"},
         {nullptr, true, ""},
     };
-    for (const auto &row : rows)
-        EXPECT_EQ(row.text, Written(row.value, row.typed));
+    for (const auto &[value, isTyped, text] : rows)
+        EXPECT_EQ(text, Written(value, isTyped));
 }
 
 TEST(Value, DifferencesInPartsNameWhatDiffers) {
     const Value one = Item("a", 1);
     const Value two = Item("b", 2);
     const auto items = [](std::vector<Value> list) { return List("Item", std::move(list)); };
-    const struct {
-        Value before, after;
-        const char *changes;
-    } rows[] = {
+    const std::tuple<Value, Value, const char *> rows[] = {
         {one, one, ""},
         {one, Item("a", 1), ""},
         {nullptr, Int(1), "assign p <val>1</val>\n"},
@@ -88,8 +82,8 @@ TEST(Value, DifferencesInPartsNameWhatDiffers) {
         {Texts({"x"}), Texts({"x", "x"}), "assign p <val>x</val><val>x</val>\n"},
         {Texts({}), Texts({"a]"}), "assign p <val>a]</val>\n"},
     };
-    for (const auto &row : rows)
-        EXPECT_EQ(row.changes, Difference(row.before, row.after, true));
+    for (const auto &[before, after, changes] : rows)
+        EXPECT_EQ(changes, Difference(before, after, true));
     EXPECT_EQ("assign p <val xsi:type=\"Item\"><key>a</key><n>5</n></val>\n",
               Difference(one, Item("a", 5), false));
 }
