@@ -16,96 +16,76 @@ using namespace schemaImport;
 /* Reading the system's certificates takes seconds under a sanitizer. */
 constexpr int kLimitMs = 120000;
 
-enum class Trust { Anchor, Stranger, System, NoFile, BadFile, Insecure };
-
-struct SecureRow {
-    const char *kind; /* of the certificate that the service presents */
-    Trust trust;
-    bool isTaken;
-};
-
-constexpr SecureRow kRows[] = {
-    {"good", Trust::Anchor, true},
-    {"good-chain", Trust::Anchor, true},
-    {"self-signed", Trust::Anchor, true},
-    {"good", Trust::Stranger, false},
-    {"good", Trust::System, false},
-    {"good", Trust::NoFile, false},
-    {"good", Trust::BadFile, false},
-    {"expired", Trust::Anchor, false},
-    {"wrong-host", Trust::Anchor, false},
-    {"unknown-issuer", Trust::Anchor, false},
-    {"intermediate-no-ca", Trust::Anchor, false},
-    {"embedded-nul", Trust::Anchor, false},
-    {"self-signed", Trust::Insecure, true},
-    {"expired", Trust::Insecure, true},
-    {"wrong-host", Trust::Insecure, true},
-};
-
-std::ostream &operator<<(std::ostream &out, const SecureRow &row) {
-    return out << row.kind << ", trust " << static_cast<int>(row.trust);
+/* How a fetch is set to trust a service that presents a certificate. */
+FetchOptions Trusting(const std::string &what, const certificates::Presented &presented,
+                      const DocumentFolder &folder) {
+    if (what == "anything" || what == "the system")
+        return {.isInsecure = what == "anything"};
+    if (what == "no file")
+        return {.authorities = folder.Write("there.pem", "") + ".not"};
+    return {.authorities = folder.Write("ca.pem", what == "the anchor" ? presented.anchor.pem
+                                                  : what == "a stranger"
+                                                      ? certificates::MakeKind("good")->anchor.pem
+                                                      : "no certificate")};
 }
 
-struct FetchSecure : testing::TestWithParam<SecureRow> {
-    FetchOptions Options(const certificates::Presented &presented) const {
-        switch (GetParam().trust) {
-        case Trust::Anchor:
-            return {.authorities = folder.Write("anchor.pem", presented.anchor.pem)};
-        case Trust::Stranger:
-            return {.authorities =
-                        folder.Write("other.pem", certificates::MakeKind("good")->anchor.pem)};
-        case Trust::NoFile:
-            return {.authorities = folder.Write("there.pem", "") + ".not"};
-        case Trust::BadFile:
-            return {.authorities = folder.Write("bad.pem", "no certificate")};
-        case Trust::Insecure:
-            return {.isInsecure = true};
-        case Trust::System:
-            break;
+TEST(FetchSecure, TakesOnlyWhatItIsSetToTrust) {
+    const std::tuple<const char *, const char *, bool> rows[] = {
+        {"good", "the anchor", true},
+        {"good-chain", "the anchor", true},
+        {"self-signed", "the anchor", true},
+        {"good", "a stranger", false},
+        {"good", "the system", false},
+        {"good", "no file", false},
+        {"good", "a bad file", false},
+        {"expired", "the anchor", false},
+        {"wrong-host", "the anchor", false},
+        {"unknown-issuer", "the anchor", false},
+        {"intermediate-no-ca", "the anchor", false},
+        {"embedded-nul", "the anchor", false},
+        {"self-signed", "anything", true},
+        {"expired", "anything", true},
+        {"wrong-host", "anything", true},
+    };
+    for (const auto &[kind, trusted, isTaken] : rows) {
+        SCOPED_TRACE(std::string(kind) + ", trusting " + trusted);
+        const DocumentFolder folder;
+        testLoop::Reset();
+        const auto presented = certificates::MakeKind(kind);
+        int numRequests = 0;
+        simulator::HttpServer server(
+            {"127.0.0.1", 0, presented->Pem(), presented->KeyPem()},
+            [&](const simulator::ExchangePtr &exchange) {
+                numRequests++;
+                exchange->Answer({.body = "<s:schema xmlns:s='http://www.w3.org/2001/XMLSchema'>"
+                                          "<s:complexType name='Sent'/></s:schema>"});
+            });
+        testLoop::Watch(server.Descriptor(), POLLIN, [&](short) { server.Run(); });
+        Notes notes;
+        XsdSchema schema;
+        {
+            UrlSource source({testLoop::Callback, testLoop::CallbackRemove,
+                              [](const std::function<bool()> &condition) {
+                                  return testLoop::RunUntil(condition, kLimitMs);
+                              }},
+                             Trusting(trusted, *presented, folder));
+            DocumentRef document;
+            std::string why;
+            const std::string port = std::to_string(server.Port());
+            ASSERT_TRUE(source.Name("https://127.0.0.1:" + port + "/a.xsd", &document, &why))
+                << why;
+            schema = ReadDocuments(source, {document}, &notes);
         }
-        return {};
+        testLoop::Unwatch(server.Descriptor());
+
+        EXPECT_EQ(isTaken ? 1 : 0, numRequests);
+        EXPECT_EQ(isTaken ? 1u : 0u, schema.types.size());
+        EXPECT_EQ(isTaken ? 0u : 1u, notes.size());
+        for (const Note &note : notes)
+            EXPECT_EQ("cannot be read: no secure connection: is the certificate one that --ca or "
+                      "--pin knows?",
+                      note.text);
     }
-
-    DocumentFolder folder;
-};
-
-TEST_P(FetchSecure, TakesOnlyWhatItIsSetToTrust) {
-    testLoop::Reset();
-    const auto presented = certificates::MakeKind(GetParam().kind);
-    int numRequests = 0;
-    simulator::HttpServer server(
-        {"127.0.0.1", 0, presented->Pem(), presented->KeyPem()},
-        [&](const simulator::ExchangePtr &exchange) {
-            numRequests++;
-            exchange->Answer({.body = "<s:schema xmlns:s='http://www.w3.org/2001/XMLSchema'>"
-                                      "<s:complexType name='Sent'/></s:schema>"});
-        });
-    testLoop::Watch(server.Descriptor(), POLLIN, [&](short) { server.Run(); });
-    Notes notes;
-    XsdSchema schema;
-    {
-        UrlSource source({testLoop::Callback, testLoop::CallbackRemove,
-                          [](const std::function<bool()> &condition) {
-                              return testLoop::RunUntil(condition, kLimitMs);
-                          }},
-                         Options(*presented));
-        DocumentRef document;
-        std::string why;
-        const std::string port = std::to_string(server.Port());
-        ASSERT_TRUE(source.Name("https://127.0.0.1:" + port + "/a.xsd", &document, &why)) << why;
-        schema = ReadDocuments(source, {document}, &notes);
-    }
-    testLoop::Unwatch(server.Descriptor());
-
-    EXPECT_EQ(GetParam().isTaken ? 1 : 0, numRequests);
-    EXPECT_EQ(GetParam().isTaken ? 1u : 0u, schema.types.size());
-    EXPECT_EQ(GetParam().isTaken ? 0u : 1u, notes.size());
-    for (const Note &note : notes)
-        EXPECT_EQ("cannot be read: no secure connection: is the certificate one that --ca or --pin "
-                  "knows?",
-                  note.text);
 }
-
-INSTANTIATE_TEST_SUITE_P(, FetchSecure, testing::ValuesIn(kRows));
 
 } // namespace

@@ -6,7 +6,6 @@
 #include <filesystem>
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "ozy/lib/schemaText/schemaOverlay.h"
 #include "tests/support/temporaryFolder.h"

@@ -6,6 +6,7 @@ namespace {
 
 using schemaImport::ImportOptions;
 using testing::HasSubstr;
+using namespace std::string_literals;
 
 /* A class derived from DynamicData with these elements, one per line, the first on line 3. */
 std::string Class(const std::string &name, const std::string &elements,
@@ -31,32 +32,22 @@ const std::string kGood = Element("good", "s:int");
 const std::string kHalf = "\ndata Half : DynamicData ...\n"
                           "  good              int                 @ozy25/5.0\n";
 
+/* The element of a class in line 4, behind a good one, and the note about it. */
+const std::tuple<const char *, std::string, const char *> kElements[] = {
+    {"unknown type", Element("bad", "t:Nowhere"),
+     "element 'bad' of 'Half' has the type 'Nowhere', which is not known"},
+    {"type that the tables lack", Element("bad", "s:unsignedLong"),
+     "element 'bad' of 'Half' has the type xsd:unsignedLong, which the tables do not have"},
+    {"choice", "<s:choice>" + Element("a", "s:int") + "</s:choice>",
+     "unknown construct 's:choice' in 'Half'"},
+    {"type without a name", "<s:element name='bad'><s:complexType/></s:element>",
+     "element 'bad' of 'Half' has a type without a name"},
+    {"name that is no identifier", Element("is-bad", "s:int"),
+     "element 'is-bad' of 'Half' has a name that the tables cannot hold"},
+    {"element that is defined twice", kGood, "element 'good' of 'Half' is defined twice"},
+};
+
 const RefusalRow kRefusals[] = {
-    {"unknown type",
-     Class("Half", kGood + Element("bad", "t:Nowhere")),
-     {"a.xsd:4: element 'bad' of 'Half' has the type 'Nowhere', which is not known"},
-     kHalf},
-    {"type that the tables lack",
-     Class("Half", kGood + Element("bad", "s:unsignedLong")),
-     {"a.xsd:4: element 'bad' of 'Half' has the type xsd:unsignedLong, which the tables do not "
-      "have"},
-     kHalf},
-    {"choice",
-     Class("Half", kGood + "<s:choice>" + Element("a", "s:int") + "</s:choice>"),
-     {"a.xsd:4: unknown construct 's:choice' in 'Half'"},
-     kHalf},
-    {"type without a name",
-     Class("Half", kGood + "<s:element name='bad'><s:complexType/></s:element>"),
-     {"a.xsd:4: element 'bad' of 'Half' has a type without a name"},
-     kHalf},
-    {"name that is no identifier",
-     Class("Half", kGood + Element("is-bad", "s:int")),
-     {"a.xsd:4: element 'is-bad' of 'Half' has a name that the tables cannot hold"},
-     kHalf},
-    {"element that is defined twice",
-     Class("Half", kGood + kGood),
-     {"a.xsd:4: element 'good' of 'Half' is defined twice"},
-     kHalf},
     {"element of a base class",
      Class("Sub", kGood + Element("name", "s:string"), "t:Sealed"),
      {"a.xsd:4: left out: field 'name' of 'Sub' is already declared in 'Sealed' at "
@@ -122,7 +113,10 @@ const RefusalRow kRefusals[] = {
 };
 
 TEST(SchemaImportRefusal, IsNotedWithItsPlace) {
-    for (const RefusalRow &row : kRefusals) {
+    std::vector<RefusalRow> rows(std::begin(kRefusals), std::end(kRefusals));
+    for (const auto &[name, element, line] : kElements)
+        rows.push_back({name, Class("Half", kGood + element), {"a.xsd:4: "s + line}, kHalf});
+    for (const RefusalRow &row : rows) {
         SCOPED_TRACE(row.name);
         const DocumentFolder folder;
         const Imported imported =

@@ -30,10 +30,6 @@ constexpr const char *kTable = "namespace ozy\n"
                                "enum Word\n"
                                "  one two\n";
 
-TEST(Emit, EqualTablesGiveEqualBytes) {
-    EXPECT_EQ(EmitAll(kTable), EmitAll(kTable));
-}
-
 TEST(Emit, StubsPassTheirRowAndTheirArgumentsInOrder) {
     const std::string all = EmitAll(kTable);
     EXPECT_THAT(all, HasSubstr("void skema_ozy_task_cancel(SkemaOzyTask *object, "
