@@ -45,12 +45,8 @@ const char *StepName(Step step) {
     return kNames[static_cast<int>(step)];
 }
 
-Client::Client(simulator::Options options)
-    : server([&options] {
-          options.frozenClock = true;
-          options.taskDurationMs = 2 * kTickMs;
-          return options;
-      }()) {
+Client::Client()
+    : server({.hosts = 1, .machines = 3, .taskDurationMs = 2 * kTickMs, .frozenClock = true}) {
     testLoop::Reset();
     basicHttpNow = [] { return g_get_monotonic_time() + clockOffset; };
     server.Start();
@@ -108,9 +104,7 @@ void Client::OnFinal(OrvaneListener *listener, Watched *watched) {
     if (watched->numFinals++ > 0)
         return;
 
-    const int number = client->numHandlers++;
-    if (client->inHandler)
-        client->inHandler(number);
+    client->RunInHandler();
     if (!succeeded && watched->step != Step::kTask)
         client->failed = true;
 
@@ -122,15 +116,19 @@ void Client::OnFinal(OrvaneListener *listener, Watched *watched) {
     // the next step begins only if the client is still at this listener's step
     if (client->step == watched->step) {
         const bool goesOn = succeeded || watched->step == Step::kTask;
-        if (watched->step == Step::kConnect && !succeeded)
-            client->Begin(Step::kEnded);
-        else if (watched->step == Step::kDisconnect)
+        if (watched->step == Step::kDisconnect || (watched->step == Step::kConnect && !succeeded))
             client->Begin(Step::kEnded);
         else
             client->Begin(goesOn ? static_cast<Step>(static_cast<int>(watched->step) + 1)
                                  : Step::kDisconnect);
     }
     Release(watched); // what was handed to the call
+}
+
+void Client::RunInHandler() {
+    const int number = numHandlers++;
+    if (inHandler)
+        inHandler(number);
 }
 
 /* An interrupted session gets no more updates. */
@@ -144,9 +142,7 @@ void Client::OnNameChanged(Client *client) {
     client->numChanges++;
     if (client->step != Step::kUpdate)
         return;
-    const int number = client->numHandlers++;
-    if (client->inHandler)
-        client->inHandler(number);
+    client->RunInHandler();
     if (client->step == Step::kUpdate)
         client->Begin(Step::kCall);
 }
@@ -163,9 +159,12 @@ void Client::Begin(Step next) {
     case Step::kLoad:
         return Load();
     case Step::kTask:
-        return PowerOn();
+        skema_ozy_virtual_machine_power_on(SKEMA_OZY_VIRTUAL_MACHINE(machine), nullptr,
+                                           NewListener());
+        return FollowLast();
     case Step::kUpdate:
-        return Rename();
+        server.SetProperty(kMachine, "name", "renamed");
+        return;
     case Step::kCall:
         return Call();
     case Step::kDisconnect:
@@ -189,15 +188,6 @@ void Client::Load() {
     FollowLast();
     orvane_session_load_properties(session, machine, NewListener(), FALSE, "name", nullptr);
     FollowLast();
-}
-
-void Client::PowerOn() {
-    skema_ozy_virtual_machine_power_on(SKEMA_OZY_VIRTUAL_MACHINE(machine), nullptr, NewListener());
-    FollowLast();
-}
-
-void Client::Rename() {
-    server.SetProperty(kMachine, "name", "renamed");
 }
 
 void Client::Call() {
@@ -281,10 +271,6 @@ void Client::PassTimeLimit() {
     testLoop::Advance(kTimeLimitMs * gint64(1000));
 }
 
-void Client::ExpireSessions() {
-    server.ExpireSessions();
-}
-
 void Client::Renew() {
     orvane_session_set_credentials_func(
         session,
@@ -309,10 +295,6 @@ void Client::Interrupt() {
     server.ResetConnections();
 }
 
-void Client::CloseConnections() {
-    server.ResetConnections();
-}
-
 std::string Client::End() {
     testLoop::SetBeforeStep(nullptr);
     inHandler = nullptr;
@@ -324,19 +306,16 @@ std::string Client::End() {
 
     std::string wrong;
     for (const auto &watched : listeners) {
-        if (watched->numFinals > 1)
-            wrong += fmt::format("{}: signalled {} times; ", StepName(watched->step),
-                                 watched->numFinals);
-        if (watched->numCompleted != 1)
-            wrong += fmt::format("{}: completed {} times; ", StepName(watched->step),
-                                 watched->numCompleted);
-        if (watched->numReady != (watched->isFollowed ? 1 : 0))
-            wrong +=
-                fmt::format("{}: ready {} times; ", StepName(watched->step), watched->numReady);
+        const auto check = [&](bool isGood, const char *what, int times) {
+            if (!isGood)
+                wrong += fmt::format("{}: {}, {} times; ", StepName(watched->step), what, times);
+        };
+        check(watched->numFinals <= 1, "signalled", watched->numFinals);
+        check(watched->numCompleted == 1, "completed", watched->numCompleted);
+        check(watched->numReady == watched->isFollowed, "ready", watched->numReady);
         if (!watched->listener)
             continue;
-        if (watched->numFinals > 0)
-            wrong += fmt::format("{}: listener outlived its end; ", StepName(watched->step));
+        check(watched->numFinals == 0, "its listener outlived its end", 1);
         // after a call that ended without a signal the application still owns the listener
         g_object_unref(watched->listener);
     }

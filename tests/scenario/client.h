@@ -28,7 +28,7 @@ namespace scenario {
 enum class Step { kConnect, kLoad, kTask, kUpdate, kCall, kDisconnect, kEnded };
 
 struct Client {
-    explicit Client(simulator::Options options = {});
+    Client();
     ~Client();
     Client(const Client &) = delete;
     Client &operator=(const Client &) = delete;
@@ -46,10 +46,10 @@ struct Client {
     void DropSession();
     void Disconnect();
     void ShutDown();
-    void CloseConnections();
+    void CloseConnections() { server.ResetConnections(); }
     void Abort();
     void PassTimeLimit(); /* that all operations have */
-    void ExpireSessions();
+    void ExpireSessions() { server.ExpireSessions(); }
     /* The service refuses connections, until the session wants to connect again. */
     void Interrupt();
     /* From now on the session logs in again automatically, and connects again. */
@@ -84,13 +84,13 @@ private:
     static void OnState(Client *client);
     static void OnNameChanged(Client *client);
     static void OnReady(GObject *listener, GAsyncResult *result, gpointer watched);
+    /* Runs what the test set, inside a signal handler. */
+    void RunInHandler();
     OrvaneListener *NewListener();
     void FollowLast();
     void Begin(Step next);
     void Connect();
     void Load();
-    void PowerOn();
-    void Rename();
     void Call();
     Watched *Pending();
     static void Release(Watched *watched);

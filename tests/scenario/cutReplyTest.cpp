@@ -32,13 +32,9 @@ void PrintTo(const Row &row, std::ostream *out) {
     *out << row.answer;
 }
 
-simulator::Options SmallService() {
-    return {.hosts = 1, .machines = 3};
-}
-
 /* Bytes of the answer as the service gives it; a versions document counts as a short one. */
 size_t LengthOf(const char *answer) {
-    Client client(SmallService());
+    Client client;
     client.Run();
     const size_t length = client.server.LastReply(answer).size();
     return length > 0 ? length : 200;
@@ -52,7 +48,7 @@ TEST_P(CutReply, AtEverySeventhByte) {
     const size_t stride = getenv("ORVANE_EXHAUSTIVE") ? 7 : length / 5;
     for (size_t bytes = 0; bytes < length; bytes += stride) {
         SCOPED_TRACE(fmt::format("after {} of {} bytes", bytes, length));
-        Client client(SmallService());
+        Client client;
         client.server.AddTrouble(
             {.kind = simulator::TroubleKind::Drop, .method = answer, .bytes = bytes});
         client.Run();

@@ -39,18 +39,13 @@ void PrintTo(const Disturbance &disturbance, std::ostream *out) {
     *out << disturbance.name;
 }
 
-bool IsExhaustive() {
-    return getenv("ORVANE_EXHAUSTIVE") != nullptr;
-}
-
-simulator::Options SmallService() {
-    return {.hosts = 1, .machines = 3};
-}
+/* Of the callbacks at which something happens. */
+const uint64_t kStride = getenv("ORVANE_EXHAUSTIVE") ? 1 : 5;
 
 class DestroyAtEveryStep : public testing::TestWithParam<Disturbance> {};
 
 TEST(Scenario, RunsUndisturbedToItsEnd) {
-    Client client(SmallService());
+    Client client;
     client.Run();
     EXPECT_EQ(Step::kEnded, client.step) << scenario::StepName(client.step);
     EXPECT_FALSE(client.failed);
@@ -62,11 +57,10 @@ TEST(Scenario, RunsUndisturbedToItsEnd) {
 }
 
 TEST_P(DestroyAtEveryStep, BeforeACallback) {
-    const uint64_t stride = IsExhaustive() ? 1 : 5;
     bool applied = true;
-    for (uint64_t n = 0; applied; n += stride) {
+    for (uint64_t n = 0; applied; n += kStride) {
         SCOPED_TRACE(testing::Message() << "at callback " << n);
-        Client client(SmallService());
+        Client client;
         applied = false;
         if (GetParam().isRenewed || GetParam().apply == &Client::Interrupt)
             client.Renew();
@@ -91,7 +85,7 @@ TEST_P(DestroyAtEveryStep, InsideASignalHandler) {
     bool applied = true;
     for (int n = 0; applied; n++) {
         SCOPED_TRACE(testing::Message() << "in handler " << n);
-        Client client(SmallService());
+        Client client;
         applied = false;
         client.inHandler = [&](int number) {
             if (number != n)
@@ -106,12 +100,11 @@ TEST_P(DestroyAtEveryStep, InsideASignalHandler) {
 
 /* The login or the connection ends early; then all that a client may lose is lost while the session comes back. */
 TEST_P(DestroyAtEveryStep, WhileTheSessionComesBack) {
-    const uint64_t stride = IsExhaustive() ? 1 : 5;
     constexpr uint64_t kLastStep = 90;
     for (auto lose : {&Client::ExpireSessions, &Client::Interrupt}) {
-        for (uint64_t n = 0; n < kLastStep; n += stride) {
+        for (uint64_t n = 0; n < kLastStep; n += kStride) {
             SCOPED_TRACE(testing::Message() << "at callback " << n << " after the loss");
-            Client client(SmallService());
+            Client client;
             client.Renew();
             uint64_t loss = 0;
             testLoop::SetBeforeStep([&](uint64_t number) {
