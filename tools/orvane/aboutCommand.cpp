@@ -6,7 +6,8 @@
 #include <nlohmann/json.hpp>
 
 #include "tools/orvane/command.h"
-#include "tools/orvane/library.h"
+#include "tools/orvane/commonOptions.h"
+#include "tools/orvane/helpTexts.h"
 #include "tools/orvane/message.h"
 #include "tools/orvane/operation.h"
 #include "tools/orvane/settings.h"
@@ -38,78 +39,76 @@ std::string TextOf(GObject *object, const char *property) {
 }
 
 /* Nothing if it is the second service, which does not describe itself. */
-ObjectPtr<GObject> AboutOf(const Connection &connection) {
-    if (orvane_session_target_is_ferry(connection.Session()))
+ObjectPtr<GObject> AboutOf(const Service &service) {
+    if (orvane_session_target_is_ferry(service.Session()))
         return nullptr;
-    GObject *content = nullptr;
-    g_object_get(connection.Session(), "serviceInstanceContent", &content, nullptr);
-    const ObjectPtr<GObject> contentOwner(content);
     GObject *about = nullptr;
-    if (content != nullptr)
-        g_object_get(content, "about", &about, nullptr);
+    if (service.Content() != nullptr)
+        g_object_get(service.Content(), "about", &about, nullptr);
     if (about == nullptr)
         throw Failure(Text(MSGID("about.none") "the service does not describe itself"));
     return ObjectPtr<GObject>(about);
 }
 
-void ShowJson(const Connection &connection, const Login &login, GObject *about) {
+void ShowJson(const Service &service, const std::string &user, GObject *about) {
     nlohmann::ordered_json all = {{"fullName", TextOf(about, "fullName")}};
     for (const auto &[property, label] : kShown) {
         if (const std::string text = TextOf(about, property); !text.empty())
             all[property] = text;
     }
-    const char *version = orvane_session_get_version(connection.Session());
+    const char *version = orvane_session_get_version(service.Session());
     all["negotiated"] = version ? version : "";
-    all["url"] = login.url;
-    all["user"] = login.user;
+    all["url"] = service.Url();
+    all["user"] = user;
     WriteJson(all);
 }
 
-void Show(const Connection &connection, const AboutOptions &options, GObject *about) {
-    const Login &login = options.login;
+void Show(const Service &service, const std::string &user, GObject *about) {
     Terminal terminal;
     const auto line = [&](const std::string &label, const std::string &text) {
         terminal.Line(fmt::format("  {:<12}{}", label, text));
     };
     const std::string name = about != nullptr ? TextOf(about, "fullName")
                                               : Text(MSGID("about.ferry") "The second service");
-    if (!options.isQuiet)
+    if (!service.IsQuiet())
         terminal.Heading(name.empty() ? Text(MSGID("about.noName") "(a service without a name)")
                                       : name);
     for (const auto &[property, label] : kShown) {
         if (const std::string text = TextOf(about, property); !text.empty())
             line(PlainText(label), text);
     }
-    const char *version = orvane_session_get_version(connection.Session());
+    const char *version = orvane_session_get_version(service.Session());
     line(Text(MSGID("about.negotiated") "negotiated"),
          version ? version : Text(MSGID("about.nothing") "nothing"));
     line(Text(MSGID("about.address") "address"),
-         Text(MSGID("about.as") "%s as %s", Printable(login.url).c_str(),
-              Printable(login.user).c_str()));
-    line(Text(MSGID("about.connection") "connection"), connection.TrustSummary());
+         Text(MSGID("about.as") "%s as %s", Printable(service.Url()).c_str(),
+              Printable(user).c_str()));
+    line(Text(MSGID("about.connection") "connection"), service.TrustSummary());
+}
+
+void TakeWords(AboutOptions &options) {
+    Login &login = options.login;
+    const bool isNamed = !login.url.empty() || !GetCommonOptions().profile.empty();
+    if (!isNamed)
+        login.url = std::exchange(options.firstWord, std::exchange(options.secondWord, ""));
+    const bool isOver =
+        login.user.empty() ? !options.secondWord.empty() : !options.firstWord.empty();
+    if (isOver)
+        throw BadUsage(Text(MSGID("about.tooMany") "--profile and --url take the place of the "
+                                                   "address, and --user that of the user; see "
+                                                   "orvane about --help"));
+    if (login.user.empty())
+        login.user = options.firstWord;
 }
 
 int RunAbout(AboutOptions &options) {
-    Login &login = options.login;
-    if (!options.profile.empty()) {
-        if (!login.user.empty())
-            throw BadUsage(Text(MSGID("about.tooMany") "--profile takes the place of the address; "
-                                                       "see orvane about --help"));
-        login.user = std::exchange(login.url, ""); /* the only word, if there is one */
-    } else if (login.user.empty()) {
-        throw BadUsage(Text(MSGID("about.missing") "%s is required; see orvane about --help",
-                            login.url.empty() ? "url" : "user"));
-    }
-    const Password password = CompleteLogin(options);
-    const Library library;
-    Connection connection(login, password, options.trust);
-    const ObjectPtr<GObject> about = AboutOf(connection);
-    if (IsJsonWanted())
-        ShowJson(connection, login, about.get());
-    else
-        Show(connection, options, about.get());
-    connection.LogOut();
-    return kDone;
+    TakeWords(options);
+    return WithService(options, [&](const Service &service) {
+        const ObjectPtr<GObject> about = AboutOf(service);
+        const auto show = IsJsonWanted() ? ShowJson : Show;
+        show(service, options.login.user, about.get());
+        return kDone;
+    });
 }
 
 } // namespace
@@ -117,13 +116,15 @@ int RunAbout(AboutOptions &options) {
 void AddAbout(CLI::App &program, AboutOptions &options, int &status) {
     CLI::App *about = program.add_subcommand(
         "about", Text(MSGID("help.about") "Connect to a service and show its description"));
-    about->add_option("url", options.login.url,
-                      Text(MSGID("help.about.url") "Service to connect to, such as "
-                                                   "https://host/sdk; not with --profile"));
-    about->add_option("user", options.login.user, Text(MSGID("help.user") "User name"));
-    AddLoginOptions(*about, options);
-    AddConnectionOptions(*about, options.login, true);
-    AddQuiet(*about, options.isQuiet);
+    about->footer(FooterText("", {"orvane about https://lab.example/sdk administrator",
+                                  "orvane about --profile lab --ferry",
+                                  "orvane about --profile lab --output json | jq -r .version"}));
+    about->add_option(
+        "url", options.firstWord,
+        Text(MSGID("help.about.url") "Service to connect to, such as "
+                                     "https://host/sdk; not with --profile or --url"));
+    about->add_option("user", options.secondWord, Text(MSGID("help.user") "User name"));
+    AddServiceOptions(*about, options, true);
     about->callback([&] { status = RunCommand([&] { return RunAbout(options); }); });
 }
 

@@ -3,14 +3,18 @@
  */
 #pragma once
 
+#include <string>
+
 #include <CLI/CLI.hpp>
 
-#include "tools/orvane/loginOptions.h"
+#include "tools/orvane/serviceOptions.h"
 
 namespace orvaneCli {
 
-struct AboutOptions : LoginOptions {
-    bool isQuiet = false;
+/* The words are an address and a user; or the user alone, where an option names the service. */
+struct AboutOptions : ServiceOptions {
+    std::string firstWord;
+    std::string secondWord;
 };
 
 /* Adds the command, whose callback sets the status. Both must outlive the parsing. */

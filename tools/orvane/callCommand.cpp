@@ -2,6 +2,8 @@
 
 #include "tools/orvane/callArguments.h"
 #include "tools/orvane/command.h"
+#include "tools/orvane/commonOptions.h"
+#include "tools/orvane/helpTexts.h"
 #include "tools/orvane/jsonText.h"
 #include "tools/orvane/library.h"
 #include "tools/orvane/methodHelp.h"
@@ -43,7 +45,7 @@ int RunCall(CallOptions &options) {
             Text(MSGID("call.incomplete") "call needs an object and a method; see orvane "
                                           "call --help"));
     const WipedTexts wiped(options.arguments);
-    options.task.limitSeconds = options.login.timeoutSeconds;
+    options.task.limitSeconds = GetCommonOptions().timeoutSeconds;
     return WithService(options, [&](const Service &service) {
         ObjectFinder finder(service);
         const ProxyPtr object = finder.Find(options.object);
@@ -96,7 +98,7 @@ void RunMethod(const Service &service, const OrvaneMethodInfo &method,
 void AddCall(CLI::App &program, CallOptions &options, int &status) {
     CLI::App *call = program.add_subcommand(
         "call", Text(MSGID("help.call") "Call a method of an object of the service"));
-    call->footer(
+    call->footer(FooterText(
         Text(
             MSGID("help.call.footer") "\"orvane call METHOD --help\" lists the arguments of a "
                                       "method, and \"orvane call CLASS --help\" the properties of "
@@ -104,10 +106,9 @@ void AddCall(CLI::App &program, CallOptions &options, int &status) {
                                       "or false, a word; the path or id of an object; JSON for a "
                                       "data object; or @FILE for what is in a file, @- for stdin. "
                                       "A list takes NAME=VALUE several times. Others see the "
-                                      "command line: give a secret as @FILE or @-.") +
-        "\n\n" + Text(MSGID("help.word.examples") "Examples:") +
-        "\n  orvane call ServiceInstance CurrentTime\n"
-        "  orvane call /Datacenter/vm/web ReconfigVM_Task spec='{\"name\": \"web-1\"}' --dry-run");
+                                      "command line: give a secret as @FILE or @-."),
+        {"orvane call ServiceInstance CurrentTime",
+         "orvane call /Datacenter/vm/web ReconfigVM_Task spec='{\"name\": \"web-1\"}' --dry-run"}));
     /* METHOD and the arguments decide about the help */
     call->set_help_flag();
     call->add_flag("-h,--help", options.isHelpWanted, Text(MSGID("help.help") "Show this help"));

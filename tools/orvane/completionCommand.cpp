@@ -6,6 +6,7 @@
 #include "tools/orvane/completionService.h"
 #include "tools/orvane/completionWords.h"
 #include "tools/orvane/failure.h"
+#include "tools/orvane/helpTexts.h"
 #include "tools/orvane/message.h"
 #include "tools/orvane/profiles.h"
 #include "tools/orvane/terminal.h"
@@ -154,17 +155,14 @@ void AddCompletion(CLI::App &program, CompletionOptions &options, int &status) {
     completion->add_option("shell", options.shell, Text(MSGID("help.completion.shell") "The shell"))
         ->required()
         ->check(CLI::IsMember(shells));
-    completion->footer(Text(MSGID(
-        "help.completion.footer") "Paths, jobs, tasks and the class of an object come from the "
-                                  "service of --profile, --url or the environment, if it answers "
-                                  "within 300 ms, and only "
-                                  "with a password in $ORVANE_PASSWORD_FILE or "
-                                  "$ORVANE_PASSWORD.\n\n"
-                                  "Examples:\n"
-                                  "  eval \"$(orvane completion bash)\"\n"
-                                  "  orvane completion zsh > ~/.zfunc/_orvane\n"
-                                  "  orvane completion fish > "
-                                  "~/.config/fish/completions/orvane.fish"));
+    completion->footer(FooterText(
+        Text(MSGID("help.completion.footer") "Paths, jobs, tasks and the class of an object come "
+                                             "from the service of --profile, --url or the "
+                                             "environment, if it answers within 300 ms, and only "
+                                             "with a password in $ORVANE_PASSWORD_FILE or "
+                                             "$ORVANE_PASSWORD."),
+        {"eval \"$(orvane completion bash)\"", "orvane completion zsh > ~/.zfunc/_orvane",
+         "orvane completion fish > ~/.config/fish/completions/orvane.fish"}));
     completion->callback(
         [&] { status = RunCommand([&] { return RunCompletion(options.shell); }); });
 

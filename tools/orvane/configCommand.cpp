@@ -5,6 +5,7 @@
 
 #include "tools/orvane/command.h"
 #include "tools/orvane/failure.h"
+#include "tools/orvane/helpTexts.h"
 #include "tools/orvane/message.h"
 #include "tools/orvane/settings.h"
 #include "tools/orvane/terminal.h"
@@ -39,13 +40,14 @@ int RunConfig() {
 void AddConfig(CLI::App &program, int &status) {
     CLI::App *config = program.add_subcommand(
         "config", Text(MSGID("help.config") "Show the settings, and where each comes from"));
-    config->footer(
+    config->footer(FooterText(
         Text(MSGID("help.config.footer") "A setting is a line such as timeout = \"60\" in "
                                          "one of the files that are shown. The first "
                                          "of these layers that has it counts: "
                                          "GLOBAL_SETTINGS, NON_PERSISTENT (--set), "
                                          "USER_PREFERENCES, USER_DEFAULTS, HOST_DEFAULTS, "
-                                         "SITE_DEFAULTS."));
+                                         "SITE_DEFAULTS."),
+        {"orvane config", "orvane config --set timeout=60 --output json"}));
     config->callback([&status] { status = RunCommand(RunConfig); });
 }
 

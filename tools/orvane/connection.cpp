@@ -11,13 +11,6 @@ namespace {
 
 constexpr int kMostLogoutSeconds = 5; /* of a command that has failed */
 
-std::string UrlOf(const Login &login) {
-    const std::string end = "/sdk";
-    if (!login.isFerry || !login.url.ends_with(end))
-        return login.url;
-    return login.url.substr(0, login.url.size() - end.size()) + "/ferry";
-}
-
 } // namespace
 
 Connection::Connection(const Login &usedLogin, const TrustOptions &trustOptions)
@@ -90,8 +83,15 @@ void Connection::CheckReconnect() {
                       kLoginRefused, "InvalidLogin");
 }
 
+std::string Connection::Url() const {
+    const std::string end = "/sdk";
+    if (!login.isFerry || !login.url.ends_with(end))
+        return login.url;
+    return login.url.substr(0, login.url.size() - end.size()) + "/ferry";
+}
+
 void Connection::Connect(const Password &usedPassword) {
-    const std::string url = UrlOf(login);
+    const std::string url = Url();
     trust.Install(session.get());
     Operation connect(Text(MSGID("connecting") "connecting to %s", url.c_str()), timeoutSeconds);
     orvane_session_connect(session.get(), url.c_str(), login.user.c_str(), usedPassword.Text(),

@@ -51,6 +51,8 @@ public:
     OrvaneSession *Session() const { return session.get(); }
     /* How its certificate was accepted, for people. */
     std::string TrustSummary() const { return trust.Summary(); }
+    /* The address that it has connected to. */
+    std::string Url() const;
     void LogOut();
 
     bool Reconnects() const { return login.reconnects; }

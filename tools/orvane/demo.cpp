@@ -10,6 +10,7 @@
 
 #include "tools/certificates/certificateKind.h"
 #include "tools/orvane/command.h"
+#include "tools/orvane/helpTexts.h"
 #include "tools/orvane/inventoryTree.h"
 #include "tools/orvane/library.h"
 #include "tools/orvane/message.h"
@@ -65,7 +66,10 @@ private:
 class Demo {
 public:
     explicit Demo(DemoOptions &demoOptions)
-        : options(demoOptions), trustOptions(demoOptions.trust) {}
+        : options(demoOptions), trustOptions(demoOptions.trust) {
+        if (options.isQuiet)
+            terminal.Silence();
+    }
     void Run();
 
 private:
@@ -326,60 +330,67 @@ int RunDemo(DemoOptions &options) {
     return kDone;
 }
 
+/* --profile is an option of the program, which excludes none of a command. */
+void CheckOptions(const CLI::App &demo, const DemoOptions &options) {
+    const bool hasProfile = !options.profile.empty();
+    for (const char *name : {"--url", "--machines", "--port", "--task-ms", "--tls"}) {
+        if (hasProfile && demo.count(name) > 0)
+            throw BadUsage(Text(MSGID("usage.excludes") "%s excludes %s", name, "--profile"));
+    }
+    const bool isGiven = hasProfile || !options.login.url.empty();
+    for (const char *name : {"--password", "--password-stdin", "--pin", "--ca", "--insecure"}) {
+        if (!isGiven && demo.count(name) > 0)
+            throw BadUsage(Text(MSGID("demo.needsService") "%s needs --url or --profile; "
+                                                           "see orvane demo --help",
+                                name));
+    }
+}
+
 } // namespace
 
 void AddDemo(CLI::App &program, DemoOptions &options, int &status) {
     CLI::App *demo = program.add_subcommand(
         "demo", Text(MSGID("help.demo") "Show what the library does, on one screen"));
-    demo->footer(
+    demo->footer(FooterText(
         Text(MSGID("help.demo.footer") "Without --url or --profile it starts a simulator of "
                                        "the service inside this program. A given "
                                        "service is only read, unless --machine names one "
-                                       "that may be switched."));
+                                       "that may be switched. With --quiet it only writes "
+                                       "what fails."),
+        {"orvane demo --machines 1000 --tls", "orvane demo --profile lab --machine web"}));
     CLI::Option *url = demo->add_option("--url", options.login.url,
                                         Text(MSGID("help.demo.url") "Service to connect to"));
     demo->add_option("--user", options.login.user,
                      Text(MSGID("help.demo.user") "User name; administrator, "
                                                   "unless the profile has one"));
-    CLI::Option *profile = AddLoginOptions(*demo, options)->excludes(url);
-    AddConnectionOptions(*demo, options.login, false);
+    AddLoginOptions(*demo, options);
     demo->add_option("--machine", options.machine,
                      Text(MSGID("help.demo.machine") "Machine to switch on and off, by its name"));
     demo->add_option("--machines", options.machines,
                      Text(MSGID("help.demo.machines") "Machines in the simulator"))
         ->capture_default_str()
         ->check(CLI::Range(1, kMaxMachines))
-        ->excludes(url)
-        ->excludes(profile);
+        ->excludes(url);
     demo->add_option("--port", options.port,
                      Text(MSGID("help.demo.port") "Loopback port of the "
                                                   "simulator; 0 for a free one"))
         ->capture_default_str()
         ->check(CLI::Range(0, 65535))
-        ->excludes(url)
-        ->excludes(profile);
+        ->excludes(url);
     demo->add_option("--task-ms", options.taskMs,
                      Text(MSGID("help.demo.task") "Duration of the simulator's "
                                                   "tasks, in milliseconds"))
         ->capture_default_str()
         ->check(CLI::Range(0, kMaxSeconds * 1000))
-        ->excludes(url)
-        ->excludes(profile);
+        ->excludes(url);
     demo->add_flag("--tls", options.isTls,
                    Text(MSGID("help.demo.tls") "Let the simulator serve https, "
                                                "and pin its certificate"))
-        ->excludes(url)
-        ->excludes(profile);
+        ->excludes(url);
     demo->callback([&options, &status, demo] {
         status = RunCommand([&] {
-            const bool isGiven = !options.login.url.empty() || !options.profile.empty();
-            for (const char *name :
-                 {"--password", "--password-stdin", "--pin", "--ca", "--insecure"}) {
-                if (!isGiven && demo->count(name) > 0)
-                    throw BadUsage(Text(MSGID("demo.needsService") "%s needs --url or --profile; "
-                                                                   "see orvane demo --help",
-                                        name));
-            }
+            TakeCommonOptions(options);
+            CheckOptions(*demo, options);
             return RunDemo(options);
         });
     });

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include "tools/orvane/command.h"
+#include "tools/orvane/helpTexts.h"
 #include "tools/orvane/jsonText.h"
 #include "tools/orvane/message.h"
 #include "tools/orvane/objectFinder.h"
@@ -154,18 +155,16 @@ int RunGet(GetOptions &options) {
 void AddGet(CLI::App &program, GetOptions &options, int &status) {
     CLI::App *get =
         program.add_subcommand("get", Text(MSGID("help.get") "Show the properties of objects"));
-    get->footer(Text(MSGID(
-        "help.get.footer") "Examples:\n"
-                           "  orvane get --profile lab /Datacenter/vm/machine-0001\n"
-                           "  orvane get --profile lab vm-101 vm-102 -k name -k runtime.host\n"
-                           "  orvane get --profile lab vm-101 -k "
-                           "'config.hardware.device[*].label'\n"
-                           "  orvane get --profile lab TaskManager -k recentTask --output json\n"
-                           "An object is named by its path, its id, its name, or by class and id, "
-                           "as "
-                           "in Task:task-7. In a property path, [*] are all elements of a list, "
-                           "[#2] is the third one and [key] the one with that key. With --output "
-                           "plain and one object, -k writes the values alone."));
+    get->footer(FooterText(
+        Text(MSGID("help.get.footer") "An object is named by its path, its id, its name, or by "
+                                      "class and id, as in Task:task-7. In a property path, [*] "
+                                      "are all elements of a list, [#2] is the third one and [key] "
+                                      "the one with that key. With --output plain and one object, "
+                                      "-k writes the values alone."),
+        {"orvane get --profile lab /Datacenter/vm/machine-0001",
+         "orvane get --profile lab vm-101 vm-102 -k name -k runtime.host",
+         "orvane get --profile lab vm-101 -k 'config.hardware.device[*].label'",
+         "orvane get --profile lab TaskManager -k recentTask --output json"}));
     get->add_option("object", options.objects,
                     Text(MSGID("help.get.object") "Path, id or name of an object"))
         ->required();

@@ -6,6 +6,7 @@
 #include <orvane/schema/ferry.h>
 
 #include "tools/orvane/command.h"
+#include "tools/orvane/helpTexts.h"
 #include "tools/orvane/jobReader.h"
 #include "tools/orvane/jobWatch.h"
 #include "tools/orvane/message.h"
@@ -193,14 +194,12 @@ void AddJob(CLI::App &program, JobOptions &options, int &status) {
         "job", Text(MSGID("help.job") "Show, cancel and suspend conversion jobs of the second "
                                       "service"));
     job->require_subcommand(1);
-    job->footer(
+    job->footer(FooterText(
         Text(MSGID("help.job.footer") "A job is named by its id, or by a name that only one has. "
                                       "What a service tells of its jobs depends on the tables "
-                                      "of its schema; see \"orvane schema\".\n\n"
-                                      "Examples:\n"
-                                      "  orvane job ls --profile lab\n"
-                                      "  orvane job watch job-17 --profile lab\n"
-                                      "  orvane job cancel job-17 --profile lab"));
+                                      "of its schema; see \"orvane schema\"."),
+        {"orvane job ls --profile lab", "orvane job watch job-17 --profile lab",
+         "orvane job cancel job-17 --profile lab"}));
     const auto command = [&](const char *name, const std::string &text, auto run) {
         CLI::App *added = job->add_subcommand(name, text);
         AddServiceOptions(*added, options.service);

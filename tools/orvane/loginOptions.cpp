@@ -1,5 +1,6 @@
 #include "tools/orvane/loginOptions.h"
 
+#include "tools/orvane/commonOptions.h"
 #include "tools/orvane/message.h"
 #include "tools/orvane/profiles.h"
 #include "tools/orvane/question.h"
@@ -8,36 +9,20 @@
 
 namespace orvaneCli {
 
-CLI::Option *AddLoginOptions(CLI::App &command, LoginOptions &options) {
-    CLI::Option *profile =
-        command.add_option("--profile", options.profile,
-                           Text(MSGID("help.profile.use") "Connect to the service of this profile, "
-                                                          "as its user; see \"orvane profile\""));
+void AddLoginOptions(CLI::App &command, LoginOptions &options) {
     AddPasswordOptions(command, options.password);
-    command
-        .add_option("--timeout", options.login.timeoutSeconds,
-                    Text(MSGID("help.timeout") "Time limit of a step, in "
-                                               "seconds; the default is "
-                                               "the setting \"timeout\""))
-        ->check(CLI::Range(kMinTimeout, kMaxTimeout));
     AddTrustOptions(command, options.trust);
-    return profile;
 }
 
-void AddConnectionOptions(CLI::App &command, Login &login, bool hasFerry) {
-    command.add_option(
-        "--wire", login.wireFile,
-        Text(MSGID("help.wire") "Append what is sent and received to a file, without "
-                                "secrets; - for stderr"));
-    if (hasFerry)
-        command.add_flag("--ferry", login.isFerry,
-                         Text(MSGID("help.ferry") "Connect to the second service of the host: "
-                                                  "/ferry takes the place of /sdk in the URL"));
-}
-
-void AddQuiet(CLI::App &command, bool &isQuiet) {
-    command.add_flag("-q,--quiet", isQuiet,
-                     Text(MSGID("help.quiet") "No headings, remarks and progress"));
+void TakeCommonOptions(LoginOptions &options) {
+    const CommonOptions &given = GetCommonOptions();
+    if (!given.profile.empty())
+        options.profile = given.profile;
+    if (given.timeoutSeconds != 0)
+        options.login.timeoutSeconds = given.timeoutSeconds;
+    if (!given.wireFile.empty())
+        options.login.wireFile = given.wireFile;
+    options.isQuiet = options.isQuiet || given.isQuiet;
 }
 
 Password CompleteLogin(LoginOptions &options) {

@@ -23,16 +23,14 @@ struct LoginOptions {
     PasswordOptions password;
     TrustOptions trust;
     std::string profile;
+    bool isQuiet = false; /* no headings, no remarks, no progress */
 };
 
-/* Adds --profile, --timeout and the options of password and trust to a command. Returns --profile. */
-CLI::Option *AddLoginOptions(CLI::App &command, LoginOptions &options);
+/* Adds the options of password and trust to a command. */
+void AddLoginOptions(CLI::App &command, LoginOptions &options);
 
-/* Adds --wire; and --ferry, if the command can use the second service. */
-void AddConnectionOptions(CLI::App &command, Login &login, bool hasFerry);
-
-/* Adds --quiet. */
-void AddQuiet(CLI::App &command, bool &isQuiet);
+/* Takes over what the command line has of --profile, --timeout, --wire and --quiet. */
+void TakeCommonOptions(LoginOptions &options);
 
 /* Completes the login with that of the profile, if one is named, and finds the password. Throws Failure. */
 Password CompleteLogin(LoginOptions &options);

@@ -10,6 +10,7 @@
 
 #include "lib/misc/keyedHash.h"
 #include "tools/orvane/command.h"
+#include "tools/orvane/helpTexts.h"
 #include "tools/orvane/message.h"
 #include "tools/orvane/objectFilter.h"
 #include "tools/orvane/objectFinder.h"
@@ -312,17 +313,16 @@ int RunLs(LsOptions &options) {
 void AddLs(CLI::App &program, LsOptions &options, int &status) {
     CLI::App *ls = program.add_subcommand(
         "ls", Text(MSGID("help.ls") "List what is in the inventory, or in a folder of it"));
-    ls->footer(Text(MSGID(
-        "help.ls.footer") "Examples:\n"
-                          "  orvane ls --profile lab\n"
-                          "  orvane ls --profile lab -l /Datacenter/vm\n"
-                          "  orvane ls --profile lab -R --type VirtualMachine\n"
-                          "  orvane ls --profile lab -R --filter 'name ~ web and overallStatus != "
-                          "green'\n"
-                          "A path is made of names; %%2f is a slash in a name. A condition is a "
-                          "property, one of == != < <= > >= ~ (contains) and a value; \"and\" and "
-                          "\"or\" join several. \"running\" under POWER is a machine whose guest "
-                          "sends a heartbeat, where the schema does not have the power state."));
+    ls->footer(FooterText(
+        Text(
+            MSGID("help.ls.footer") "A path is made of names; %%2f is a slash in a name. A "
+                                    "condition is a property, one of == != < <= > >= ~ (contains) "
+                                    "and a value; \"and\" and \"or\" join several. \"running\" "
+                                    "under POWER is a machine whose guest sends a heartbeat, where "
+                                    "the schema does not have the power state."),
+        {"orvane ls --profile lab", "orvane ls --profile lab -l /Datacenter/vm",
+         "orvane ls --profile lab -R --type VirtualMachine",
+         "orvane ls --profile lab -R --filter 'name ~ web and overallStatus != green'"}));
     ls->add_option("path", options.path,
                    Text(MSGID("help.ls.path") "Path, id or name of an entity; / without it"));
     ls->add_flag("-l,--long", options.isLong,

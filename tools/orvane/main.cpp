@@ -7,10 +7,12 @@
 #include "tools/orvane/aboutCommand.h"
 #include "tools/orvane/callCommand.h"
 #include "tools/orvane/command.h"
+#include "tools/orvane/commonOptions.h"
 #include "tools/orvane/completionCommand.h"
 #include "tools/orvane/configCommand.h"
 #include "tools/orvane/demo.h"
 #include "tools/orvane/getCommand.h"
+#include "tools/orvane/helpTexts.h"
 #include "tools/orvane/jobCommand.h"
 #include "tools/orvane/logOptions.h"
 #include "tools/orvane/lsCommand.h"
@@ -89,66 +91,26 @@ int ReportUsage(const CLI::App &program, const CLI::ParseError &error) {
                                              UsageText(error).c_str(), FullName(command).c_str())));
 }
 
-/* Translates the words of the help that are not a command's own. */
-void SetWordsOfHelp(CLI::App &program) {
-    const auto formatter = program.get_formatter();
-    formatter->label("Usage", Text(MSGID("help.word.usage") "Usage"));
-    formatter->label("OPTIONS", Text(MSGID("help.word.optionsHere") "OPTIONS"));
-    formatter->label("SUBCOMMAND", Text(MSGID("help.word.commandHere") "COMMAND"));
-    formatter->label("Positionals", Text(MSGID("help.word.positionals") "Arguments"));
-    formatter->label("REQUIRED", Text(MSGID("help.word.required") "REQUIRED"));
-    formatter->label("Excludes", Text(MSGID("help.word.excludes") "Excludes"));
-    formatter->label("Needs", Text(MSGID("help.word.needs") "Needs"));
-    formatter->label("TEXT", Text(MSGID("help.word.text") "TEXT"));
-    program.option_defaults()->group(Text(MSGID("help.word.options") "Options"));
-    program.group(Text(MSGID("help.word.commands") "Commands"));
-    program.set_help_flag("-h,--help", Text(MSGID("help.help") "Show this help"));
-    program.set_version_flag("--version", ORVANE_VERSION,
-                             Text(MSGID("help.version") "Show the version"));
-}
-
-/* A command is made with its help option, which has a group of its own then. */
-void GroupHelpOptions(CLI::App &command) {
-    for (CLI::App *each : command.get_subcommands([](CLI::App *) { return true; })) {
-        if (CLI::Option *help = each->get_help_ptr(); help != nullptr)
-            help->group(command.option_defaults()->get_group());
-        GroupHelpOptions(*each);
-    }
-}
-
-/* Options of the program itself, which come before the command. */
-void AddSettingOptions(CLI::App &program) {
-    program
-        .add_option_function<std::vector<std::string>>(
-            "--set",
-            [](const std::vector<std::string> &all) {
-                for (const std::string &each : all)
-                    SetForThisRun(each);
-            },
-            Text(MSGID("help.set") "NAME=VALUE: a setting for this run, see \"orvane config\"; may "
-                                   "be repeated"))
-        ->allow_extra_args(false);
-    program.add_option_function<std::string>(
-        "--color", [](const std::string &value) { SetForThisRun("color=" + value); },
-        Text(MSGID("help.color") "auto, always or never: the same as --set color=..."));
-    program.add_option_function<std::string>(
-        "--output", [](const std::string &value) { SetForThisRun("output=" + value); },
-        Text(MSGID("help.output") "table, plain (columns separated by tabs), json or jsonl (a "
-                                  "document a line): the same as --set output=..."));
-    program.add_flag_callback(
-        "--no-color", [] { SetForThisRun("color=never"); },
-        Text(MSGID("help.noColor") "The same as --color never"));
-}
-
 void AddFooter(CLI::App &program) {
-    program.footer(Text(MSGID(
-        "help.program.footer") "The exit status is 0 if all went well, 1 if the service refused or "
-                               "a "
-                               "file failed, 2 for a wrong command line or a missing password, 3 "
-                               "without a connection, 4 if the login was refused, 5 if the "
-                               "certificate is not trusted, 6 after a time limit, and 128 plus the "
-                               "number of a signal that ended it: 130 after Ctrl-C, which logs "
-                               "out; a second one ends it at once."));
+    program.footer(FooterText(
+        Text(MSGID("help.program.footer") "The exit status is 0 if all went well, 1 if the service "
+                                          "refused or a file failed, 2 for a wrong command line or "
+                                          "a missing password, 3 without a connection, 4 if the "
+                                          "login was refused, 5 if the certificate is not trusted, "
+                                          "6 after a time limit, and 128 plus the number of a "
+                                          "signal that ended it: 130 after Ctrl-C, which logs out; "
+                                          "a second one ends it at once.") +
+            "\n\n" +
+            Text(MSGID("help.program.common") "Every command takes these options, before or after "
+                                              "its name, so that an alias can have them. Those "
+                                              "that use no service (config, profile, schema, "
+                                              "completion) ignore --profile and --wire, and "
+                                              "--timeout is only used by \"schema import\" of "
+                                              "them, for the time in which a server must send "
+                                              "something."),
+        {"orvane profile add lab https://lab.example/sdk administrator",
+         "orvane ls -l --profile lab /Datacenter/vm", "alias o='orvane --profile lab --timeout 10'",
+         "o power on /Datacenter/vm/web"}));
 }
 
 /* What the options of each command are read into; outlives the parsing. */
@@ -195,13 +157,16 @@ int Run(int argc, char **argv) {
         "orvane");
     program.require_subcommand(1);
     program.fallthrough(); /* options of the program may follow the command */
-    SetWordsOfHelp(program);
+    SetHelpTexts(program);
+    program.set_help_flag("-h,--help", Text(MSGID("help.help") "Show this help"));
+    program.set_version_flag("--version", ORVANE_VERSION,
+                             Text(MSGID("help.version") "Show the version"));
     process::LogOptions logOptions;
     AddLogOptions(program, logOptions);
     program.parse_complete_callback(
         [&] { StartLog(logOptions, FullName(LastCommand(program)), ORVANE_VERSION); });
     AddFooter(program);
-    AddSettingOptions(program);
+    AddCommonOptions(program);
     AddManualOption(program);
     int status = kDone;
     CommandOptions options;

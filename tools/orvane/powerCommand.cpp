@@ -7,6 +7,8 @@
 #include <nlohmann/json.hpp>
 
 #include "tools/orvane/command.h"
+#include "tools/orvane/commonOptions.h"
+#include "tools/orvane/helpTexts.h"
 #include "tools/orvane/methodHelp.h"
 #include "tools/orvane/objectFinder.h"
 #include "tools/orvane/parallelRuns.h"
@@ -79,7 +81,7 @@ void WriteRequests(const std::vector<Machine> &machines, const PowerOptions &opt
 
 int RunPower(const Action &action, PowerOptions &options) {
     MakeSure(action, options);
-    options.task.limitSeconds = options.login.timeoutSeconds;
+    options.task.limitSeconds = GetCommonOptions().timeoutSeconds;
     return WithService(options, [&](const Service &service) {
         ObjectFinder finder(service);
         std::vector<Machine> machines; /* all are found before the first is switched */
@@ -127,11 +129,11 @@ void AddPower(CLI::App &program, PowerOptions &options, int &status) {
     CLI::App *power = program.add_subcommand(
         "power", Text(MSGID("help.power") "Switch machines on or off, reset or suspend them"));
     power->require_subcommand(1);
-    power->footer(Text(MSGID("help.power.footer") "There is no --ferry: the second service of a "
-                                                  "host has no machines.") +
-                  "\n\n" + Text(MSGID("help.word.examples") "Examples:") +
-                  "\n  orvane power on --parallel 20 /Datacenter/vm/web vm-102\n"
-                  "  orvane power off --yes --no-wait vm-102");
+    power->footer(
+        FooterText(Text(MSGID("help.power.footer") "There is no --ferry: the second service of a "
+                                                   "host has no machines."),
+                   {"orvane power on --parallel 20 /Datacenter/vm/web vm-102",
+                    "orvane power off --yes --no-wait vm-102"}));
     for (const Action &action : kActions) {
         CLI::App *command = power->add_subcommand(action.word, PlainText(action.help));
         command

@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 
 #include "tools/orvane/command.h"
+#include "tools/orvane/helpTexts.h"
 #include "tools/orvane/message.h"
 #include "tools/orvane/profiles.h"
 #include "tools/orvane/question.h"
@@ -115,15 +116,12 @@ void AddProfile(CLI::App &program, ProfileOptions &options, int &status) {
     CLI::App *profile = program.add_subcommand(
         "profile", Text(MSGID("help.profile") "Give services names, for --profile"));
     profile->require_subcommand(1);
-    profile->footer(Text(MSGID("help.profile.footer") "Profiles are kept in "
-                                                      "$XDG_CONFIG_HOME/orvane/profiles. Names, "
-                                                      "addresses and users are "
-                                                      "readable there; stored passwords are "
-                                                      "sealed under one passphrase.\n\n"
-                                                      "Examples:\n"
-                                                      "  orvane profile add lab "
-                                                      "https://lab.example/sdk administrator\n"
-                                                      "  orvane about --profile lab"));
+    profile->footer(FooterText(
+        Text(MSGID("help.profile.footer") "Profiles are kept in $XDG_CONFIG_HOME/orvane/profiles. "
+                                          "Names, addresses and users are readable there; stored "
+                                          "passwords are sealed under one passphrase."),
+        {"orvane profile add lab https://lab.example/sdk administrator", "orvane profile list",
+         "orvane about --profile lab"}));
     const auto command = [&](const char *name, const std::string &text, auto run) {
         CLI::App *added = profile->add_subcommand(name, text);
         added->callback([&status, run] { status = RunCommand(run); });

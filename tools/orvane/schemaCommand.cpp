@@ -4,7 +4,9 @@
 #include <utility>
 
 #include "tools/orvane/command.h"
+#include "tools/orvane/commonOptions.h"
 #include "tools/orvane/failure.h"
+#include "tools/orvane/helpTexts.h"
 #include "tools/orvane/message.h"
 #include "tools/orvane/terminal.h"
 #include "tools/orvane/trustOptions.h"
@@ -13,8 +15,6 @@
 namespace orvaneCli {
 
 namespace {
-
-constexpr int kMaxSeconds = 3600;
 
 /* The decisions on the services' certificates. Starts the TLS layer with the first https document. */
 class Trusts {
@@ -93,6 +93,9 @@ int RunImport(const SchemaOptions &options) {
     Signals signals;
     Trusts trusts(options.trust);
     schemaImport::ImportOptions wanted = options.wanted;
+    if (const int seconds = GetCommonOptions().timeoutSeconds; seconds != 0)
+        wanted.timeoutSeconds = seconds;
+    wanted.isQuiet = GetCommonOptions().isQuiet;
     wanted.authorities = options.trust.ca;
     wanted.isInsecure = options.trust.isInsecure;
     if (wanted.authorities.empty() && !wanted.isInsecure)
@@ -113,15 +116,20 @@ void AddSchema(CLI::App &program, SchemaOptions &all, int &status) {
     CLI::App *schema = program.add_subcommand(
         "schema", Text(MSGID("help.schema") "Work on the tables of the schema"));
     schema->require_subcommand(1);
+    schema->footer(FooterText("", {"orvane schema import -o overlay.schema service.wsdl",
+                                   "ORVANE_SCHEMA_OVERLAY=overlay.schema orvane ls -l"}));
     CLI::App *command = schema->add_subcommand(
         "import", Text(MSGID("help.schema.import") "Make overlay tables of XSD and WSDL documents; "
                                                    "what is not used is listed on stderr"));
-    command->footer(
+    command->footer(FooterText(
         Text(MSGID("help.schema.footer") "RELEASE is a release of the service, such as ozy25/5.5; "
-                                         "documents of several "
-                                         "releases give each field the first that has it. The exit "
-                                         "status is 1 if "
-                                         "nothing could be used, and 2 for a wrong command line."));
+                                         "documents of several releases give each field the first "
+                                         "that has it. With --quiet only mistakes are written to "
+                                         "stderr. The exit status is 1 if nothing could be used, "
+                                         "and 2 for a wrong command line."),
+        {"orvane schema import -o overlay.schema service.wsdl",
+         "orvane schema import -o overlay.schema ozy25/5.0=old/ ozy25/5.5=new/",
+         "orvane schema import -o overlay.schema --url https://lab.example/sdk/service.wsdl"}));
     command->add_option("documents", options.documents,
                         Text(MSGID("help.schema.documents") "[RELEASE=]PATH: a document, or a "
                                                             "folder of *.wsdl and *.xsd"));
@@ -144,13 +152,6 @@ void AddSchema(CLI::App &program, SchemaOptions &all, int &status) {
         Text(MSGID(
             "help.schema.oldest") "The fields of the oldest release are part of every release"));
     AddTrustOptions(*command, all.trust);
-    command
-        ->add_option(
-            "--timeout", options.timeoutSeconds,
-            Text(MSGID(
-                "help.schema.timeout") "Time limit for the service to send something, in seconds"))
-        ->capture_default_str()
-        ->check(CLI::Range(1, kMaxSeconds));
     command->callback([&] { status = RunCommand([&] { return RunImport(all); }); });
 }
 

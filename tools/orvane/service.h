@@ -28,6 +28,8 @@ public:
     int TimeoutSeconds() const { return timeoutSeconds; }
     bool IsQuiet() const { return isQuiet; }
     /* See Connection. */
+    std::string Url() const { return connection.Url(); }
+    std::string TrustSummary() const { return connection.TrustSummary(); }
     bool IsReconnecting() const { return connection.IsReconnecting(); }
     bool Reconnects() const { return connection.Reconnects(); }
     void FollowReconnects(ReconnectFuncs functions) const {

@@ -18,6 +18,8 @@ std::string FromEnvironment(const char *name) {
 /* The service of the options; of the environment if these name none. */
 void CompleteAddress(ServiceOptions &options) {
     Login &login = options.login;
+    if (!options.profile.empty() && !login.url.empty())
+        throw BadUsage(Text(MSGID("usage.excludes") "%s excludes %s", "--url", "--profile"));
     if (options.profile.empty() && login.url.empty()) {
         options.profile = FromEnvironment("ORVANE_PROFILE");
         if (options.profile.empty())
@@ -36,19 +38,20 @@ void CompleteAddress(ServiceOptions &options) {
 } // namespace
 
 void AddServiceOptions(CLI::App &command, ServiceOptions &options, bool hasFerry) {
-    Login &login = options.login;
-    CLI::Option *url =
-        command.add_option("--url", login.url,
-                           Text(MSGID("help.service.url") "Service to connect to, such as "
-                                                          "https://host/sdk"));
-    command.add_option("--user", login.user,
+    command.add_option("--url", options.login.url,
+                       Text(MSGID("help.service.url") "Service to connect to, such as "
+                                                      "https://host/sdk; not with --profile"));
+    command.add_option("--user", options.login.user,
                        Text(MSGID("help.service.user") "User name, unless the profile has it"));
-    AddLoginOptions(command, options)->excludes(url);
-    AddConnectionOptions(command, login, hasFerry);
-    AddQuiet(command, options.isQuiet);
+    AddLoginOptions(command, options);
+    if (hasFerry)
+        command.add_flag("--ferry", options.login.isFerry,
+                         Text(MSGID("help.ferry") "Connect to the second service of the host: "
+                                                  "/ferry takes the place of /sdk in the URL"));
 }
 
 int WithService(ServiceOptions &options, const std::function<int(Service &)> &work) {
+    TakeCommonOptions(options);
     CompleteAddress(options);
     const Password password = CompleteLogin(options);
     const Library library;

@@ -25,12 +25,9 @@
 
 namespace orvaneCli {
 
-struct ServiceOptions : LoginOptions {
-    bool isQuiet = false; /* no headings, no remarks, no progress */
-};
+using ServiceOptions = LoginOptions;
 
-/* Adds --profile, --url, --user, the password's options, --timeout, trust, --wire and --quiet; and --ferry, for the
- * second service, if the command can use it. */
+/* Adds --url, --user, the password's options and trust; and --ferry, for the second service, if the command can use it. */
 void AddServiceOptions(CLI::App &command, ServiceOptions &options, bool hasFerry = false);
 
 /* Connects, does the work, logs out. Returns the status that the work returns. */

@@ -5,6 +5,7 @@
 #include <orvane/objectPath.h>
 
 #include "tools/orvane/command.h"
+#include "tools/orvane/helpTexts.h"
 #include "tools/orvane/inventoryReader.h"
 #include "tools/orvane/message.h"
 #include "tools/orvane/printer.h"
@@ -88,12 +89,11 @@ void AddSession(CLI::App &program, ServiceOptions &options, int &status) {
     CLI::App *session = program.add_subcommand(
         "session", Text(MSGID("help.session") "Show who is logged in at a service"));
     session->require_subcommand(1);
+    session->footer(FooterText(
+        "", {"orvane session ls --profile lab", "orvane session ls --profile lab --ferry"}));
     CLI::App *ls = session->add_subcommand(
         "ls", Text(MSGID("help.session.ls") "List the sessions; * marks that of this command"));
     AddServiceOptions(*ls, options, true);
-    ls->footer(Text(MSGID("help.session.footer") "Examples:\n"
-                                                 "  orvane session ls --profile lab\n"
-                                                 "  orvane session ls --profile lab --ferry"));
     ls->callback([&] { status = RunCommand([&] { return WithService(options, RunLs); }); });
 }
 

@@ -8,6 +8,8 @@
 
 #include "tools/orvane/callCommand.h"
 #include "tools/orvane/command.h"
+#include "tools/orvane/commonOptions.h"
+#include "tools/orvane/helpTexts.h"
 #include "tools/orvane/objectFinder.h"
 #include "tools/orvane/schemaWords.h"
 #include "tools/orvane/specJson.h"
@@ -95,7 +97,7 @@ ObjectPtr<GObject> MakeSpec(const Service &service, GType type, const std::strin
 
 int RunSet(SetOptions &options) {
     const WipedTexts wiped(options.values);
-    options.task.limitSeconds = options.login.timeoutSeconds;
+    options.task.limitSeconds = GetCommonOptions().timeoutSeconds;
     return WithService(options, [&](const Service &service) {
         ObjectFinder finder(service);
         const ProxyPtr object = finder.Find(options.object);
@@ -124,14 +126,13 @@ GType SpecTypeOf(GType type) {
 void AddSet(CLI::App &program, SetOptions &options, int &status) {
     CLI::App *set = program.add_subcommand(
         "set", Text(MSGID("help.setCommand") "Change the configuration of an object"));
-    set->footer(
+    set->footer(FooterText(
         Text(MSGID("help.set.footer") "The names are those of the description that the reconfigure "
                                       "method of the class takes, such as "
                                       "VirtualMachineConfigSpec for a machine: see \"orvane call "
                                       "CLASS --help\". \"a.b=VALUE\" sets a property of the object "
-                                      "in a property. VALUE is as for \"orvane call\".") +
-        "\n\n" + Text(MSGID("help.word.examples") "Examples:") +
-        "\n  orvane set /Datacenter/vm/web name=web-1 numCPUs=4");
+                                      "in a property. VALUE is as for \"orvane call\"."),
+        {"orvane set /Datacenter/vm/web name=web-1 numCPUs=4"}));
     set->add_option("object", options.object,
                     Text(MSGID("help.object") "Path, id or name of an object, such as "
                                               "/Datacenter/vm/web or vm-101"))

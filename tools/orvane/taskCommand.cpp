@@ -7,6 +7,8 @@
 #include <orvane/schema/ozy.h>
 
 #include "tools/orvane/command.h"
+#include "tools/orvane/commonOptions.h"
+#include "tools/orvane/helpTexts.h"
 #include "tools/orvane/methodRun.h"
 #include "tools/orvane/objectFinder.h"
 #include "tools/orvane/parallelRuns.h"
@@ -182,8 +184,8 @@ void AddTask(CLI::App &program, TaskCommandOptions &options, int &status) {
     CLI::App *task =
         program.add_subcommand("task", Text(MSGID("help.task") "List, follow and cancel tasks"));
     task->require_subcommand(1);
-    task->footer(Text(MSGID("help.word.examples") "Examples:") +
-                 "\n  orvane task wait $(orvane call vm-102 PowerOnVM_Task --no-wait)");
+    task->footer(FooterText(
+        "", {"orvane task ls", "orvane task wait $(orvane call vm-102 PowerOnVM_Task --no-wait)"}));
     const auto set = [&](CLI::App *command, std::function<int(const Service &)> work) {
         command->callback([&options, &status, work] {
             status = RunCommand([&] {
@@ -206,7 +208,7 @@ void AddTask(CLI::App &program, TaskCommandOptions &options, int &status) {
                                                                "a limit unless there is --timeout"),
                                   options);
     wait->callback([&] {
-        const int limit = options.login.timeoutSeconds;
+        const int limit = GetCommonOptions().timeoutSeconds;
         status = RunCommand([&] {
             return WithService(options, [&](const Service &service) {
                 return RunWait(service, options.tasks, limit);

@@ -148,6 +148,8 @@ std::string Terminal::Styled(Style style, std::string_view text) const {
 }
 
 void Terminal::Line(std::string_view text) {
+    if (isSilent)
+        return;
     if (isLive && !label.empty())
         WriteOutput(fmt::format("{}{}\n{}", kClearLine, text, Bar()));
     else
@@ -176,6 +178,8 @@ void Terminal::RedrawBar() {
 }
 
 void Terminal::Progress(std::string_view newLabel, int newPercent) {
+    if (isSilent)
+        return;
     gWithBar = this;
     label = newLabel;
     percent = std::clamp(newPercent, 0, 100);
@@ -186,6 +190,8 @@ void Terminal::Progress(std::string_view newLabel, int newPercent) {
 }
 
 void Terminal::EndProgress(Style style, std::string_view word) {
+    if (isSilent)
+        return;
     const std::string text =
         isLive ? fmt::format("{}{} {}\n", kClearLine, Bar(), Styled(style, word))
                : fmt::format("  {}  {} %  {}\n", label, fmt::join(seen, " "), word);

@@ -56,6 +56,9 @@ public:
     void Line(std::string_view text);
     void Heading(std::string_view title, std::string_view remark = "");
 
+    /* Lets lines, headings and bars not be written. */
+    void Silence() { isSilent = true; }
+
     /* Shows a bar, or moves it. */
     void Progress(std::string_view label, int percent);
     /* Ends the bar, with a word after it. */
@@ -69,6 +72,7 @@ private:
     std::string Bar() const;
 
     bool takesMoves = false;
+    bool isSilent = false;
     bool isLive = false;    /* lines can be replaced */
     bool hasStyles = false; /* words can be coloured */
     bool hasUnicode;

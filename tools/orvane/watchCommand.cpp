@@ -8,6 +8,7 @@
 #include <orvane/schema/ozy.h>
 
 #include "tools/orvane/command.h"
+#include "tools/orvane/helpTexts.h"
 #include "tools/orvane/message.h"
 #include "tools/orvane/objectFinder.h"
 #include "tools/orvane/sourcePtr.h"
@@ -157,22 +158,21 @@ void AddWatch(CLI::App &program, WatchOptions &options, int &status) {
     CLI::App *watch = program.add_subcommand(
         "watch", Text(MSGID("help.watch") "Follow objects: a table on a terminal, otherwise a line "
                                           "of JSON for each change"));
-    watch->footer(Text(MSGID(
-        "help.watch.footer") "Examples:\n"
-                             "  orvane watch --profile lab\n"
-                             "  orvane watch --profile lab /Datacenter/vm -k name -k "
-                             "runtime.powerState\n"
-                             "  orvane watch --profile lab --type HostSystem --for 60 | jq .event\n"
-                             "  orvane watch --profile lab Task:task-7\n"
-                             "  orvane watch --profile lab --reconnect --output jsonl >>events\n"
-                             "Of a folder, or another object that contains others, the objects "
-                             "below are followed, also those that come later. Each line of JSON "
-                             "has "
-                             "\"time\", \"event\" (entered, ready, changed, left), the object and "
-                             "the properties. With --output plain it has tabs between time, event, "
-                             "id, property and value. With --reconnect there are also "
-                             "reconnecting (with \"attempt\" and \"seconds\") and reconnected, "
-                             "after which all objects enter again before the next ready."));
+    watch->footer(FooterText(
+        Text(MSGID("help.watch.footer") "Of a folder, or another object that contains others, the "
+                                        "objects below are followed, also those that come later. "
+                                        "Each line of JSON has \"time\", \"event\" (entered, "
+                                        "ready, changed, left), the object and the properties. "
+                                        "With --output plain it has tabs between time, event, id, "
+                                        "property and value. With --reconnect there are also "
+                                        "reconnecting (with \"attempt\" and \"seconds\") and "
+                                        "reconnected, after which all objects enter again before "
+                                        "the next ready."),
+        {"orvane watch --profile lab",
+         "orvane watch --profile lab /Datacenter/vm -k name -k runtime.powerState",
+         "orvane watch --profile lab --type HostSystem --for 60 | jq .event",
+         "orvane watch --profile lab Task:task-7",
+         "orvane watch --profile lab --reconnect --output jsonl >>events"}));
     watch->add_option("path", options.paths,
                       Text(MSGID("help.watch.path") "Path, id or name of an object; / without it"));
     watch

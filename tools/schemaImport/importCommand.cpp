@@ -256,7 +256,8 @@ int RunImport(const ImportOptions &options) {
         report += "orvane: the tables cannot be written: " + why + "\n";
         status = kNothingUsable;
     }
-    std::fputs(report.c_str(), stderr);
+    if (status != kImported || !options.isQuiet)
+        std::fputs(report.c_str(), stderr);
     return status;
 }
 

@@ -29,6 +29,7 @@ struct ImportOptions {
     std::function<FetchTrust *(const std::string &url)> trustOf;
     bool isOldestAll = false;
     int timeoutSeconds = 30;
+    bool isQuiet = false; /* whether what is not used is left out of a report on a success */
     GlibFetchLoop *loop = nullptr; /* for the URLs; null: one that lives as long as the import */
     /* Called between the steps of the import and while it waits for a service. What it throws ends the import. May be
      * empty. */

@@ -1,5 +1,7 @@
 #include <unistd.h>
 
+#include <sstream>
+
 #include "tests/support/loopback.h"
 #include "tests/tools/orvane/serviceFixture.h"
 
@@ -10,6 +12,7 @@ const std::string kDocument = SourcePath("tests/tools/schemaImport/documents/man
 using testing::AllOf;
 using testing::HasSubstr;
 using testing::Not;
+using Words = std::vector<std::string>;
 using OrvaneDemo = ProgramTest;
 using OrvaneProgram = ProgramTest;
 
@@ -120,12 +123,38 @@ TEST_F(OrvaneProgram, AWrongCommandLineIsOneLineThatSaysWhatToDo) {
         {{"abuot"}, "\"abuot\" is no command of orvane; did you mean \"about\"?"},
         {{"frob\nnicate"}, "\"frob\\nnicate\" is no command of orvane; there are: demo, "},
         {{"schema", "imprt"}, "\"imprt\" is no command of orvane schema; did you mean \"import\"?"},
-        {{"about"}, "url is required; see orvane about --help"},
+        {{"about"}, "which service?"},
+        {{"about", "http://h/sdk", "u", "--url", "http://h/sdk"}, "take the place of the address"},
         {{"about", "a", "b", "c"}, "c; see orvane about --help"},
         {{"demo", "--password", "x"}, "see orvane demo --help"},
     };
     for (const auto &[arguments, text] : rows)
         ExpectFailure(Run(arguments), 2, {text});
+}
+
+TEST_F(OrvaneProgram, EachCommandHasExamplesAndTakesTheCommonOptions) {
+    std::istringstream commands(Run({"complete", "--", ""}).out);
+    for (std::string name; std::getline(commands, name);)
+        EXPECT_THAT(Run({name, "--help"}).out,
+                    testing::ContainsRegex("Examples:\n.*orvane " + name));
+    const Words common = {"--profile",        "none",      "--timeout", "5",
+                          "--wire",           "/dev/full", "-q",        "--log",
+                          folder.Path("log"), "--no-color"};
+    const Words rows[] = {{"config"},
+                          {"profile", "list"},
+                          {"completion", "bash"},
+                          {"schema", "import", "-o", "/dev/null", kDocument}};
+    for (const Words &row : rows) {
+        for (const bool isBefore : {true, false}) {
+            Words words = row;
+            words.insert(isBefore ? words.begin() : words.end(), common.begin(), common.end());
+            const Ended ended = Run(words);
+            EXPECT_EQ("", ended.err);
+            EXPECT_EQ(0, ended.status) << row.front();
+        }
+    }
+    const Ended demo = Run({"-q", "demo", "--machines", "2", "--task-ms", "10"});
+    EXPECT_EQ("", demo.out + demo.err);
 }
 
 TEST_F(OrvaneProgram, OutputThatCannotBeWrittenIsAFailure) {

@@ -294,8 +294,8 @@ TEST_F(ProfileCommand, MistakesAreOneLine) {
     } rows[] = {
         {{"about", "--profile", "none"}, 1, "there is no profile \"none\""},
         {{"about", "--profile", "lab"}, 2, "profile \"lab\" has no user"},
-        {{"about", "--profile", "lab", "x", "y"}, 2, "takes the place of the address"},
-        {{"about", "--profile", ""}, 2, "is required"},
+        {{"about", "--profile", "lab", "x", "y"}, 2, "take the place of the address"},
+        {{"about", "--profile", ""}, 2, "which service?"},
         {{"demo", "--profile", "lab", "--machines", "3"}, 2, "excludes"},
         {{"profile", "add", "lab", server.Url()}, 1, "a profile \"lab\" already"},
         {{"profile", "add", "x", server.Url(), "--password", "p"}, 2, "--store-password"},
