@@ -9,11 +9,12 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 namespace orvaneCli {
 
 /* Returns what is wrong with a text, for people; empty if it can be sent. */
-std::string WhyUnsendable(const std::string &text);
+std::string WhyUnsendable(std::string_view text);
 
 /* Returns what is wrong with the first such text in a JSON document, behind its path; empty also if it is no JSON. */
 std::string WhyJsonUnsendable(const std::string &json);

@@ -16,6 +16,7 @@
 #include "tools/orvane/jsonText.h"
 #include "tools/orvane/operation.h"
 #include "tools/orvane/schemaWords.h"
+#include "tools/orvane/sendableText.h"
 #include "tools/orvane/sourcePtr.h"
 #include "tools/orvane/terminal.h"
 #include "tools/orvane/wipedTexts.h"
@@ -81,8 +82,8 @@ std::string ContentOf(const std::string &text, bool isBinary) {
 }
 
 void CheckText(const std::string &name, const std::string &text) {
-    if (!g_utf8_validate(text.data(), gssize(text.size()), nullptr))
-        throw BadUsage(Text(MSGID("value.encoding") "%s: the value is no UTF-8", name.c_str()));
+    if (const std::string why = WhyUnsendable(text); !why.empty())
+        throw BadUsage(Text(MSGID("value.bad") "%s: %s", name.c_str(), why.c_str()));
 }
 
 std::string Quoted(const std::string &name, const std::string &text) {
@@ -216,6 +217,10 @@ void ValueReader::ReadJson(const std::string &name, const std::string &json,
     GError *error = nullptr;
     if (!orvane_value_from_json(session, type, place.elementType, json.c_str(), value, &error)) {
         const std::string why = Printable(TakeMessage(error));
+        throw BadUsage(Text(MSGID("value.bad") "%s: %s", name.c_str(), why.c_str()));
+    }
+    if (const std::string why = WhyJsonUnsendable(json); !why.empty()) {
+        g_value_unset(value);
         throw BadUsage(Text(MSGID("value.bad") "%s: %s", name.c_str(), why.c_str()));
     }
     const bool isList = place.elementType != 0;

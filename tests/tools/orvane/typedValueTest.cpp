@@ -40,11 +40,12 @@ TEST(TypedValue, IsReadByTheTypeOfTheSchema) {
     folder.Write("spec", R"({"all": true, "type": "Folder"})");
     const std::string file = "@" + folder.Path();
     const GType spec = orvane_lookup_type("PropertySpec");
+    const std::string cannot = ", which a request cannot carry";
     const GType root = orvane_lookup_type("DataObject");
     const struct {
         Words texts;
         ValuePlace place;
-        const char *read;
+        std::string read;
     } rows[] = {
         {{"a \"b\""}, {G_TYPE_STRING}, R"("a \"b\"")"},
         {{""}, {G_TYPE_STRING}, R"("")"},
@@ -52,6 +53,11 @@ TEST(TypedValue, IsReadByTheTypeOfTheSchema) {
         {{file + "/text"}, {G_TYPE_STRING}, R"("two\nlines")"},
         {{"@@x"}, {G_TYPE_STRING}, R"("@x")"},
         {{"\xff"}, {G_TYPE_STRING}, "x: the value is no UTF-8"},
+        {{"a\x1b[31m"}, {G_TYPE_STRING}, "x: the value has the character U+001B" + cannot},
+        {{"\xef\xbf\xbe"}, {G_TYPE_VALUE}, "x: the value has the character U+FFFE" + cannot},
+        {{R"({"type": "a", "pathSet": ["b\t", "c\u0000"]})"},
+         {spec},
+         "x: pathSet[1]: the value has the character U+0000" + cannot},
         {{"true"}, {G_TYPE_BOOLEAN}, "true"},
         {{"yes"}, {G_TYPE_BOOLEAN}, "x: \"yes\" is no boolean"},
         {{"-5"}, {G_TYPE_INT}, "-5"},
