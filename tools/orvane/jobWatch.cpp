@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <map>
+#include <optional>
 #include <set>
 #include <utility>
 
@@ -65,7 +66,7 @@ private:
     bool isLost = false;
     bool isEmpty = false;
     bool hasAnswered = false;
-    std::string refusal;
+    std::optional<Failure> refusal;
     int numFailed = 0;
 };
 
@@ -98,7 +99,7 @@ void Watch::OnCreated(SkemaQormMethodFault *fault, gpointer data) {
     auto *self = static_cast<Watch *>(data);
     if (fault == nullptr)
         return;
-    self->refusal = FaultText(fault);
+    self->refusal = FailureOf(Text(MSGID("job.reading") "reading the jobs"), fault);
     self->filter = 0;
 }
 
@@ -173,18 +174,15 @@ void Watch::WaitForChanges() {
         [&] {
             isLost =
                 isLost || orvane_session_get_state(service.Session()) != ORVANE_SESSION_CONNECTED;
-            return isFresh || isLost || !refusal.empty() || isLate();
+            return isFresh || isLost || refusal || isLate();
         },
         bars);
-    if (!isFresh && !isLost && refusal.empty())
-        throw Failure(Text(MSGID("job.noAnswer") "reading the jobs: no answer within %d s",
-                           service.TimeoutSeconds()),
-                      kTimedOut);
-    if (!refusal.empty())
-        throw Failure(Text(MSGID("job.refused") "reading the jobs: %s", refusal.c_str()));
+    if (!isFresh && !isLost && !refusal)
+        throw LateFailure(Text(MSGID("job.reading") "reading the jobs"), service.TimeoutSeconds());
+    if (refusal)
+        throw Failure(*refusal);
     if (isLost)
-        throw Failure(Text(MSGID("connectionLost") "the connection to the service is lost"),
-                      kNoConnection);
+        throw LostFailure();
 }
 
 void Watch::ShowEnd(const Job &job) {

@@ -107,7 +107,7 @@ void AddFooter(CLI::App &program) {
                                               "completion) ignore --profile and --wire, and "
                                               "--timeout is only used by \"schema import\" of "
                                               "them, for the time in which a server must send "
-                                              "something."),
+                                              "something; behind it, --output is its file."),
         {"orvane profile add lab https://lab.example/sdk administrator",
          "orvane ls -l --profile lab /Datacenter/vm", "alias o='orvane --profile lab --timeout 10'",
          "o power on /Datacenter/vm/web"}));

@@ -140,7 +140,8 @@ void ShowClass(GType type) {
     std::vector<HelpRow> rows;
     AddFields(rows, "", type);
     if (rows.empty())
-        throw Failure(NoFieldsText(type));
+        throw BadUsage(Text(MSGID("class.noMethod") "%s is a data object, not a method; %s",
+                            TypeWord(type).c_str(), NoFieldsText(type).c_str()));
     if (IsJsonWanted())
         WriteJson(JsonOf(rows));
     else

@@ -97,9 +97,7 @@ void MethodRun::Succeed() {
     if (IsTask() && !options.isTaskWaited)
         return;
     if (!IsTask())
-        throw Failure(Text(MSGID("noAnswer") "%s: no answer within %d s", label.c_str(),
-                           service.TimeoutSeconds()),
-                      kTimedOut);
+        throw LateFailure(label, service.TimeoutSeconds());
     if (IsLost(service))
         throw LostTask(service, label, orvane_listener_get_task(operation.Listener()));
     throw Failure(Text(MSGID("task.late") "%s: the task has not ended within %d s", label.c_str(),

@@ -4,11 +4,14 @@
 #include <array>
 
 #include <fmt/format.h>
+#include <orvane/schema/ferry.h>
 #include <orvane/schema/ozy.h>
 
 #include "lib/misc/keyedHash.h"
+#include "tools/orvane/jobReader.h"
 #include "tools/orvane/message.h"
 #include "tools/orvane/nearestWord.h"
+#include "tools/orvane/sendableText.h"
 #include "tools/orvane/terminal.h"
 
 namespace orvaneCli {
@@ -16,6 +19,7 @@ namespace orvaneCli {
 namespace {
 
 constexpr size_t kMostShown = 5; /* objects or names in a message */
+constexpr char kJob[] = "Job";   /* stands for all classes of jobs */
 
 /* How ids of a class usually begin. A guess, which is checked. */
 struct IdRow {
@@ -33,19 +37,33 @@ constexpr auto kIds = std::to_array<IdRow>({
     {"datastore-", skema_ozy_datastore_get_type},
     {"network-", skema_ozy_network_get_type},
     {"task-", skema_ozy_task_get_type},
+    {"job-", skema_ferry_server_job_job_get_type},
 });
 
 ProxyPtr Retain(const ProxyPtr &proxy) {
     return ProxyPtr(static_cast<SkemaQormManagedObject *>(g_object_ref(proxy.get())));
 }
 
-Failure NotFound(const std::string &word, const std::vector<std::string> &similar) {
+/* The class whose ids begin so; 0 for another beginning. */
+GType TypeOfId(const std::string &id) {
+    const auto *row = std::ranges::find_if(
+        kIds, [&](const IdRow &each) { return id.starts_with(each.beginning); });
+    return row == kIds.end() ? 0 : row->type();
+}
+
+Failure NotFound(const std::string &word, const std::vector<std::string> &similar,
+                 GType expected = 0) {
     const std::string shown = Printable(word);
-    if (similar.empty())
+    const GType type = expected != 0 ? expected : TypeOfId(word.substr(word.rfind(':') + 1));
+    if (g_type_is_a(type, SKEMA_TYPE_FERRY_SERVER_JOB_JOB))
         return Failure(
-            Text(MSGID("object.none") "there is no object \"%s\"; \"orvane ls -R\" shows "
-                                      "what there is",
+            Text(MSGID("object.needsFerry") "there is no object \"%s\"; jobs are objects "
+                                            "of the second service: --ferry",
                  shown.c_str()));
+    if (similar.empty())
+        return Failure(Text(MSGID("object.none") "there is no object \"%s\"; \"%s\" shows what "
+                                                 "there is",
+                            shown.c_str(), ListCommandOf(type)));
     std::string names;
     for (const std::string &name : similar)
         names += fmt::format("{}\"{}\"", names.empty() ? "" : ", ", Printable(name));
@@ -124,7 +142,9 @@ ProxyPtr ObjectFinder::FindWithClass(const std::string &word) const {
     const size_t colon = word.find(':');
     if (colon == std::string::npos || colon + 1 == word.size())
         return nullptr;
-    const GType type = orvane_lookup_type(word.substr(0, colon).c_str());
+    const std::string name = word.substr(0, colon);
+    const bool isJob = name == kJob && orvane_session_target_is_ferry(service.Session());
+    const GType type = isJob ? SKEMA_TYPE_FERRY_SERVER_JOB_JOB : orvane_lookup_type(name.c_str());
     if (type == 0 || !g_type_is_a(type, SKEMA_TYPE_QORM_MANAGED_OBJECT))
         return nullptr;
     return service.Proxy(word.substr(colon + 1), type);
@@ -152,11 +172,10 @@ ProxyPtr ObjectFinder::FindManager(const std::string &id) const {
 }
 
 ProxyPtr ObjectFinder::FindById(const std::string &id) const {
-    const auto *row = std::ranges::find_if(
-        kIds, [&](const IdRow &each) { return id.starts_with(each.beginning); });
-    if (row == kIds.end())
+    const GType type = TypeOfId(id);
+    if (type == 0 || g_type_is_a(type, SKEMA_TYPE_FERRY_SERVER_JOB_JOB))
         return nullptr;
-    ProxyPtr object = service.Proxy(id, row->type());
+    ProxyPtr object = service.Proxy(id, type);
     const bool isEntity = SKEMA_IS_OZY_MANAGED_ENTITY(object.get());
     try {
         ReadObject(service, object.get(), {isEntity ? "name" : "info"});
@@ -203,7 +222,7 @@ std::string ObjectFinder::PathOf(SkemaQormManagedObject *object) const {
     return path.empty() ? "/" : path;
 }
 
-ProxyPtr ObjectFinder::FindInInventory(const std::string &word) {
+ProxyPtr ObjectFinder::FindInInventory(const std::string &word, GType expected) {
     if (!all)
         all = ReadInventory(service, service.Root(), InventoryDepth::kAllBelow);
     std::vector<const InventoryEntity *> found;
@@ -221,25 +240,27 @@ ProxyPtr ObjectFinder::FindInInventory(const std::string &word) {
             names.push_back(each.name);
             names.emplace_back(each.object->id);
         }
-        throw NotFound(word, NearestWords(word, names, kMostShown));
+        throw NotFound(word, NearestWords(word, names, kMostShown), expected);
     }
     for (size_t i = 0; i < std::min(found.size(), kMostShown); i++)
         names.push_back(fmt::format("{} ({})", PathOf(*found[i]), found[i]->object->id));
     throw Ambiguous(word, names, found.size());
 }
 
-ProxyPtr ObjectFinder::Find(const std::string &word) {
+ProxyPtr ObjectFinder::Find(const std::string &word, GType expected) {
+    if (!WhyUnsendable(word).empty())
+        throw NotFound(word, {}, expected);
     if (word.starts_with('/'))
         return FindByPath(word);
     if (ProxyPtr found = FindWithClass(word))
         return found;
     if (ProxyPtr found = FindManager(word))
         return found;
+    if (orvane_session_target_is_ferry(service.Session())) /* it has no inventory */
+        return std::move(FindJobs(service, {word}).front().object);
     if (ProxyPtr found = FindById(word))
         return found;
-    if (!service.Manager("rootFolder"))
-        throw NotFound(word, {}); /* the second service has no inventory */
-    return FindInInventory(word);
+    return FindInInventory(word, expected);
 }
 
 } // namespace orvaneCli

@@ -7,6 +7,7 @@
  *   ServiceInstance                 the same
  *   VirtualMachine:vm-101           an id with its class: of any object; it is not looked up
  *   machine-0001                    the name of an entity, if only one has it
+ *   job-1  conversion-0001  Job:job-1    jobs, at the second service
  *
  * An id is stronger than a name.
  *
@@ -28,7 +29,8 @@ class ObjectFinder {
 public:
     explicit ObjectFinder(const Service &connected) : service(connected) {}
 
-    ProxyPtr Find(const std::string &word);
+    /* The class is the one that is expected, for the advice if there is no such object. */
+    ProxyPtr Find(const std::string &word, GType expected = 0);
     /* The path of an entity; its id for another object. */
     std::string PathOf(SkemaQormManagedObject *object) const;
 
@@ -40,7 +42,7 @@ private:
     ProxyPtr FindWithClass(const std::string &word) const;
     ProxyPtr FindManager(const std::string &id) const;
     ProxyPtr FindById(const std::string &id) const;
-    ProxyPtr FindInInventory(const std::string &word);
+    ProxyPtr FindInInventory(const std::string &word, GType expected);
     std::string PathOf(const InventoryEntity &entity) const;
 
     const Service &service;

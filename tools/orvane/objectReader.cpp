@@ -131,7 +131,7 @@ ReadObjectResult ResultOf(GObject *content, const std::vector<PropertyPath> &pat
         g_object_get(missing, "fault", &fault, nullptr);
         const ObjectPtr<SkemaQormMethodFault> owner(fault);
         const std::string name = fault != nullptr ? ClassName(fault) : "";
-        result.missing.push_back({StringOf(missing, "path"), name + AdviceText(name), name});
+        result.missing.push_back({StringOf(missing, "path"), name + AdviceText(fault), name});
     }
     return result;
 }

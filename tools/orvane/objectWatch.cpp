@@ -49,9 +49,8 @@ void ObjectWatch::Start(const std::vector<WatchTarget> &targets, GType type,
     while (!RunUntil([&] { return isWhole || IsOver(); }, service.TimeoutSeconds())) {
         Check();
         if (!IsInterrupted())
-            throw Failure(Text(MSGID("watch.late") "reading the objects: no answer within %d s",
-                               service.TimeoutSeconds()),
-                          kTimedOut);
+            throw LateFailure(Text(MSGID("watch.reading") "reading the objects"),
+                              service.TimeoutSeconds());
     }
     Check();
 }
@@ -67,23 +66,18 @@ bool ObjectWatch::IsInterrupted() const {
 }
 
 void ObjectWatch::Check() const {
-    if (!refusal.empty())
-        throw Failure(Text(MSGID("watch.refused") "following the objects: %s", refusal.c_str()) +
-                          AdviceText(faultName),
-                      isBroken ? kNoConnection : kFailed, faultName);
+    if (refusal)
+        throw Failure(*refusal);
     service.CheckReconnect();
     if (IsOver())
-        throw Failure(Text(MSGID("connectionLost") "the connection to the service is lost"),
-                      kNoConnection);
+        throw LostFailure();
 }
 
 void ObjectWatch::OnCreated(SkemaQormMethodFault *fault, gpointer data) {
     auto *self = static_cast<ObjectWatch *>(data);
     if (fault == nullptr)
         return;
-    self->refusal = FaultText(fault);
-    self->isBroken = g_type_is_a(G_OBJECT_TYPE(fault), ORVANE_TYPE_FAULT_INVALID_RESPONSE);
-    self->faultName = self->isBroken ? "" : ClassName(fault);
+    self->refusal = FailureOf(Text(MSGID("watch.probe") "following the objects"), fault);
     self->filter = 0;
 }
 

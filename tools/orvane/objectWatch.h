@@ -15,6 +15,7 @@
  */
 #pragma once
 
+#include <optional>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -86,9 +87,7 @@ private:
     guint filter = 0;
     bool isWhole = false; /* all objects have entered; anew, if the service has restarted */
     bool isEnded = false;
-    std::string refusal; /* why there is no filter, for people */
-    std::string faultName;
-    bool isBroken = false; /* the refusal is a broken transfer, not a fault of the service */
+    std::optional<Failure> refusal; /* why there is no filter */
 };
 
 } // namespace orvaneCli

@@ -5,6 +5,8 @@
 #include <utility>
 
 #include <fmt/format.h>
+#include <orvane/schema/ferry.h>
+#include <orvane/schema/ozy.h>
 #include <orvane/schema/qorm.h>
 
 #include "tools/orvane/library.h"
@@ -31,12 +33,19 @@ struct TransferError {
     const char *text;
 };
 constexpr auto kTransferErrors = std::to_array<TransferError>({
-    {6, MSGID("transfer.host") "there is no such host"},
-    {7, MSGID("transfer.service") "no service answers there"},
-    {35, MSGID("transfer.tls") "no TLS connection can be made there"},
+    {6, MSGID("transfer.host") "there is no such host; check the name in the address"},
+    {7, MSGID("transfer.service") "no service answers there; check the address and its port, and "
+                                  "whether the service runs"},
+    {35, MSGID("transfer.tls") "no TLS connection can be made there; check that the port is one of "
+                               "https"},
     {49, MSGID("transfer.certificate") "the certificate of the service is not accepted: its "
-                                       "issuer, host name or validity"},
+                                       "issuer, host name or validity; --ca and --pin name what "
+                                       "is trusted"},
 });
+constexpr glong kFirstRefusal = 400; /* statuses of HTTP that refuse the request */
+constexpr glong kFirstError = 500;
+
+constexpr char kNoObject[] = "ManagedObjectNotFound";
 
 /* Faults that the user may do something about. */
 struct Advice {
@@ -48,7 +57,9 @@ constexpr auto kAdvice = std::to_array<Advice>({
     {"NoPermission",
      MSGID("advice.permission") "the user lacks the privilege; log in as one that has it"},
     {"NotAuthenticated", MSGID("advice.session") "the service has ended the session; try again"},
-    {"ManagedObjectNotFound", MSGID("advice.object") "\"orvane ls -R\" shows what there is"},
+    {"InvalidPowerState", MSGID("advice.power") "\"orvane ls -l\" shows which machines run"},
+    {"DuplicateName", MSGID("advice.name") "choose another name"},
+    {"MethodNotFound", MSGID("advice.method") "this service does not have the method"},
 });
 
 int StatusOf(OrvaneOutcome outcome, const std::string &faultName, guint errorCode) {
@@ -147,9 +158,7 @@ void Operation::OnListenerProgress(OrvaneListener *running, gpointer data) {
 
 bool Operation::EndsBefore(const std::function<bool()> &condition) {
     if (!RunUntil([&] { return isOver || condition(); }, timeoutSeconds))
-        throw Failure(
-            Text(MSGID("noAnswer") "%s: no answer within %d s", name.c_str(), timeoutSeconds),
-            kTimedOut);
+        throw LateFailure(name, timeoutSeconds);
     return isOver;
 }
 
@@ -165,20 +174,9 @@ void Operation::Succeed() {
 
 Failure Operation::MakeFailure() const {
     const ObjectPtr<SkemaQormMethodFault> fault(orvane_listener_get_fault(listener.get()));
-    std::string why = FaultText(fault.get());
     if (outcome == ORVANE_OUTCOME_DISCONNECTED || outcome == ORVANE_OUTCOME_NOT_SENT)
-        why = Text(MSGID("connectionLost") "the connection to the service is lost");
-    guint errorCode = ORVANE_TRANSPORT_NONE;
-    std::string faultName;
-    if (fault && g_type_is_a(G_OBJECT_TYPE(fault.get()), ORVANE_TYPE_FAULT_INVALID_RESPONSE))
-        g_object_get(fault.get(), "errorCode", &errorCode, nullptr);
-    else if (fault)
-        faultName = ClassName(fault.get());
-    const std::string advice = AdviceText(faultName);
-    if (!advice.empty() && why.ends_with('.'))
-        why.pop_back();
-    return Failure(fmt::format("{}: {}{}", name, why, advice),
-                   StatusOf(outcome, faultName, errorCode), faultName);
+        return Failure(fmt::format("{}: {}", name, LostFailure().what()), kNoConnection);
+    return FailureOf(name, fault.get(), outcome);
 }
 
 std::vector<ObjectPtr<GObject>> Operation::Objects() {
@@ -223,6 +221,52 @@ std::string ClassName(gpointer object) {
     return wireName ? wireName : G_OBJECT_TYPE_NAME(object);
 }
 
+const char *ListCommandOf(GType type) {
+    if (g_type_is_a(type, SKEMA_TYPE_OZY_TASK))
+        return "orvane task ls";
+    return g_type_is_a(type, SKEMA_TYPE_FERRY_SERVER_JOB_JOB) ? "orvane job ls" : "orvane ls -R";
+}
+
+Failure LateFailure(const std::string &name, int seconds) {
+    return Failure(Text(MSGID("noAnswer") "%s: no answer within %d s; --timeout SECONDS waits "
+                                          "longer",
+                        name.c_str(), seconds),
+                   kTimedOut);
+}
+
+Failure LostFailure() {
+    return Failure(Text(MSGID("connectionLost") "the connection to the service is lost; try again"),
+                   kNoConnection);
+}
+
+Failure FailureOf(const std::string &name, SkemaQormMethodFault *fault, OrvaneOutcome outcome) {
+    guint errorCode = ORVANE_TRANSPORT_NONE;
+    std::string faultName;
+    if (fault && g_type_is_a(G_OBJECT_TYPE(fault), ORVANE_TYPE_FAULT_INVALID_RESPONSE))
+        g_object_get(fault, "errorCode", &errorCode, nullptr);
+    else if (fault)
+        faultName = ClassName(fault);
+    if (errorCode != ORVANE_TRANSPORT_NONE && outcome == ORVANE_OUTCOME_FAULT)
+        outcome = ORVANE_OUTCOME_TRANSPORT;
+    std::string why = FaultText(fault);
+    const std::string advice = AdviceText(fault);
+    if (!advice.empty() && why.ends_with('.'))
+        why.pop_back();
+    return Failure(fmt::format("{}: {}{}", name, why, advice),
+                   StatusOf(outcome, faultName, errorCode), faultName);
+}
+
+std::string AdviceText(SkemaQormMethodFault *fault) {
+    const std::string name = fault != nullptr ? ClassName(fault) : "";
+    if (name != kNoObject)
+        return AdviceText(name);
+    SkemaQormManagedObject *object = nullptr;
+    g_object_get(fault, "obj", &object, nullptr);
+    const ObjectPtr<SkemaQormManagedObject> owner(object);
+    const GType type = object != nullptr ? G_OBJECT_TYPE(object) : 0;
+    return "; " + Text(MSGID("advice.object") "\"%s\" shows what there is", ListCommandOf(type));
+}
+
 std::string AdviceText(const std::string &faultName) {
     const auto *known = std::ranges::find(kAdvice, faultName, &Advice::fault);
     return known == kAdvice.end() ? "" : "; " + PlainText(known->text);
@@ -241,8 +285,13 @@ std::string FaultText(SkemaQormMethodFault *fault) {
     const auto *known = std::ranges::find(kTransferErrors, errorCode, &TransferError::code);
     if (known != kTransferErrors.end())
         return PlainText(known->text);
-    return Text(MSGID("transfer.other") "no usable answer (transfer error %u, HTTP status %ld)",
-                errorCode, responseCode);
+    const std::string text =
+        Text(MSGID("transfer.other") "no usable answer (transfer error %u, HTTP status %ld)",
+             errorCode, responseCode);
+    return text +
+           (responseCode >= kFirstRefusal && responseCode < kFirstError
+                ? Text(MSGID("transfer.path") "; check the address, such as https://host/sdk")
+                : Text(MSGID("transfer.again") "; try again, --wire FILE records what comes"));
 }
 
 std::string ValueText(const GValue *value) {

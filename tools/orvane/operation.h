@@ -63,8 +63,18 @@ private:
     OrvaneOutcome outcome = ORVANE_OUTCOME_SUCCEEDED; /* once it is over */
 };
 
-/* What the user can do about a fault of that class, as "; try ..."; empty if nothing is known. */
+/* What the user can do about a fault, or one of that class, as "; try ..."; empty if nothing is known. */
+std::string AdviceText(SkemaQormMethodFault *fault);
 std::string AdviceText(const std::string &faultName);
+/* The command that lists objects of a class: "orvane task ls". */
+const char *ListCommandOf(GType type);
+/* A step, of that name, that has ended with a fault, of the service or of the transport. */
+Failure FailureOf(const std::string &name, SkemaQormMethodFault *fault,
+                  OrvaneOutcome outcome = ORVANE_OUTCOME_FAULT);
+/* A step, of that name, that has taken longer than its limit. */
+Failure LateFailure(const std::string &name, int seconds);
+/* The service was there, and is not any more. */
+Failure LostFailure();
 /* "VirtualMachine": the name of an object's class on the wire. */
 std::string ClassName(gpointer object);
 /* "InvalidPowerState: The machine is ...", or the error of a failed transfer. */

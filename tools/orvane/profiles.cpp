@@ -13,6 +13,7 @@
 #include "lib/misc/secret.h"
 #include "lib/user/msg.h"
 #include "tools/orvane/message.h"
+#include "tools/orvane/nearestWord.h"
 #include "tools/orvane/serviceAddress.h"
 #include "tools/orvane/terminal.h"
 
@@ -236,10 +237,20 @@ bool Profiles::Has(const std::string &name) const {
 Profile Profiles::Find(const std::string &name) const {
     const std::vector<Profile> all = All();
     const Profile *found = FindIn(all, name);
-    if (found == nullptr)
+    if (found != nullptr)
+        return *found;
+    std::vector<std::string> names;
+    for (const Profile &each : all)
+        names.push_back(each.name);
+    const std::string nearest = NearestWord(name, names);
+    const std::string shown = Printable(name);
+    if (!nearest.empty())
         throw Failure(
-            Text(MSGID("profile.none") "there is no profile \"%s\"", Printable(name).c_str()));
-    return *found;
+            Text(MSGID("profile.similar") "there is no profile \"%s\"; did you mean \"%s\"?",
+                 shown.c_str(), nearest.c_str()));
+    throw Failure(Text(MSGID("profile.none") "there is no profile \"%s\"; \"orvane profile list\" "
+                                             "shows all",
+                       shown.c_str()));
 }
 
 bool Profiles::IsSealed() const {

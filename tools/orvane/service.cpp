@@ -38,8 +38,7 @@ SkemaQormManagedObject *Service::Root() const {
 ProxyPtr Service::Proxy(const std::string &id, GType type) const {
     SkemaQormManagedObject *proxy = orvane_session_get_object(Session(), id.c_str(), type);
     if (proxy == nullptr)
-        throw Failure(Text(MSGID("connectionLost") "the connection to the service is lost"),
-                      kNoConnection);
+        throw LostFailure();
     return ProxyPtr(static_cast<SkemaQormManagedObject *>(g_object_ref_sink(proxy)));
 }
 

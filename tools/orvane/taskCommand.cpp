@@ -83,7 +83,7 @@ std::vector<ProxyPtr> FindTasks(const Service &service, const std::vector<std::s
     ObjectFinder finder(service);
     std::vector<ProxyPtr> tasks;
     for (const std::string &word : words) {
-        ProxyPtr object = finder.Find(word);
+        ProxyPtr object = finder.Find(word, SKEMA_TYPE_OZY_TASK);
         if (!SKEMA_IS_OZY_TASK(object.get()))
             throw BadUsage(Text(MSGID("task.none") "\"%s\" is a %s, not a task",
                                 Printable(word).c_str(),

@@ -73,11 +73,8 @@ void TaskWatch::Succeed() {
     const ObjectPtr<SkemaQormMethodFault> owner(fault);
     if (isCancelled)
         throw Failure(Text(MSGID("task.cancelled") "%s: the task was cancelled", name.c_str()));
-    if (state != SKEMA_OZY_TASK_INFO_SUCCESS) {
-        const std::string faultName = fault != nullptr ? ClassName(fault) : "";
-        throw Failure(fmt::format("{}: {}{}", name, FaultText(fault), AdviceText(faultName)),
-                      kFailed, faultName);
-    }
+    if (state != SKEMA_OZY_TASK_INFO_SUCCESS)
+        throw FailureOf(name, fault);
 }
 
 } // namespace orvaneCli

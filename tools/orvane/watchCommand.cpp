@@ -113,8 +113,7 @@ void Wait(const Service &service, const ObjectWatch &watch, int seconds) {
         throw OutputFailure();
     watch.Check();
     if (watch.IsInterrupted())
-        throw Failure(Text(MSGID("connectionLost") "the connection to the service is lost"),
-                      kNoConnection);
+        throw LostFailure();
 }
 
 void WatchInPlace(const Service &service, const Plan &plan, int seconds) {

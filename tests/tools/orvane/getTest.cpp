@@ -10,7 +10,9 @@ using nlohmann::json;
 using simulator::TroubleKind;
 using testing::HasSubstr;
 
-using Get = WithSimulator;
+struct Get : WithSimulator {
+    Get() : WithSimulator({.machines = 4, .jobs = 1}) {}
+};
 
 TEST_F(Get, ScreensOfWholeObjectsAndOfProperties) {
     const std::vector<std::string> wanted = {
@@ -76,10 +78,12 @@ TEST_F(Get, EachFormHasTheSameValues) {
 
 TEST_F(Get, WorksAtTheSecondServiceToo) {
     EXPECT_THAT(Run({"get", "--ferry", "ServiceInstance"}).out, HasSubstr("FerrySessionManager:"));
-    EXPECT_THAT(Run({"about", server.Url(), "administrator", "--ferry", "--output", "json"}).out,
-                HasSubstr("\"negotiated\": \"ferry/5.0\""));
-    EXPECT_THAT(Run({"about", server.Url(), "administrator", "--ferry", "-q"}).out,
-                testing::StartsWith("  negotiated "));
+    for (const char *word : {"job-1", "conversion-0001", "Job:job-1"})
+        EXPECT_EQ("conversion-0001\n",
+                  Run({"get", "--ferry", word, "-k", "name", "--output", "plain"}).out);
+    const Ended about = Run({"about", "--url", server.Url(), "administrator", "--ferry", "-q"});
+    EXPECT_THAT(about.out, testing::StartsWith("  negotiated  ferry/5.0\n  address"));
+    EXPECT_THAT(about.out, HasSubstr("/ferry as administrator\n"));
 }
 
 TEST_F(WithOverlay, GetReadsInsideOfLists) {
@@ -102,8 +106,13 @@ TEST_F(Get, WhatIsWrongIsOneLineThatHelps) {
         {{"vm-101", "-k", ""}, 2, {"no property path"}},
         {{"vm-101", "-k", "name..x"}, 2, {"no property path"}},
         {{"vm-101", "vm-102x"}, 1, {"no object \"vm-102x\"; similar: \"vm-102\""}},
-        {{"Task:task-77"}, 1, {"ManagedObjectNotFound"}},
-        {{"--ferry", "vm-101"}, 1, {"no object \"vm-101\""}},
+        {{"Task:task-77"}, 1, {"ManagedObjectNotFound", "\"orvane task ls\" shows"}},
+        {{"--ferry", "job-12"}, 1, {"no job \"job-12\"; similar: \"job-1\""}},
+        {{"--ferry", "x"}, 1, {"\"orvane job ls\" shows"}},
+        {{"Job:job-1"}, 1, {"second service: --ferry"}},
+        {{"task-77"}, 1, {"no object \"task-77\"; \"orvane task ls\" shows"}},
+        {{"vm-101", "--profile", "x"}, 1, {"no profile \"x\"; \"orvane profile list\""}},
+        {{"vm-101", "--user", "a\x01"}, 2, {"user name: the value has the character U+0001"}},
     };
     for (const auto &row : rows) {
         SCOPED_TRACE(testing::PrintToString(row.words));

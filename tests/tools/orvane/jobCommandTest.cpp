@@ -184,7 +184,7 @@ TEST_F(OrvaneJobs, AreNotWatchedWithoutTheService) {
         lose();
         const Ended ended = watch.Wait();
         EXPECT_EQ(3, ended.status);
-        EXPECT_EQ("orvane: the connection to the service is lost\n", ended.err);
+        EXPECT_EQ("orvane: the connection to the service is lost; try again\n", ended.err);
     }
     server.SetListening(true);
     server.ExpireSessions();

@@ -147,7 +147,7 @@ TEST_F(Settings, TheProgramSpeaksTheLanguageOfTheUser) {
     EXPECT_THAT(Run({"abuot"}).err,
                 HasSubstr("ist kein Befehl von orvane; ist \"about\" gemeint?"));
     EXPECT_THAT(Run({"about", "http://127.0.0.1:1/", "u", "--password", "p"}).err,
-                HasSubstr("Verbinden mit http://127.0.0.1:1/: dort antwortet kein Dienst\n"));
+                HasSubstr("Verbinden mit http://127.0.0.1:1/: dort antwortet kein Dienst; prüfen"));
     for (const char *other : {"fr_FR.UTF-8", "../de", "de/../de", "C"}) {
         Program::language = other;
         const Ended ended = Run({"config"});
