@@ -203,8 +203,7 @@ TEST(CryptoKey, ASymmetricKeyCannotDoWhatNeedsAPublicOne) {
     EXPECT_EQ(4u, CryptoKey_Verify(key.get(), CryptoHash_SHA_1, "x", 1, "y", 1));
     EXPECT_EQ(4u, CryptoKey_Verify(key.get(), CryptoHash_SHA_1, "x", 1, nullptr, 0));
     EXPECT_FALSE(CryptoKey_HasPrivateKey(key.get()));
-    CryptoKeyPtr publicKey;
-    EXPECT_EQ(0u, CryptoKey_GetPublicKey(key.get(), CryptoOut(publicKey)));
+    auto publicKey = Owned<CryptoKeyPtr>(CryptoKey_GetPublicKey, key.get());
     EXPECT_EQ(key.get(), publicKey.get());
 }
 

@@ -13,12 +13,8 @@ Result Unwrap(const std::string &text, const std::string &password = kPassword) 
 }
 
 std::string Wrap(const std::string &data) {
-    CryptoText text;
-    gsize size = 0;
-    EXPECT_EQ(0u, Crypto_PasswordWrapData(kPassword, strlen(kPassword), data.data(), data.size(),
-                                          CryptoOut(text), &size));
-    EXPECT_EQ(strlen(text.get()), size);
-    return text.get();
+    return OwnedText(Crypto_PasswordWrapData, kPassword, strlen(kPassword), data.data(),
+                     data.size());
 }
 
 std::string Replace(std::string text, const std::string &from, const std::string &to) {
@@ -142,11 +138,10 @@ TEST(CryptoPassword, ASaltIsMadeOnceAndKept) {
 TEST(CryptoPassword, AMangledPassphraseIsAlwaysTheSame) {
     const std::pair<std::string, const char *> rows[] = {
         {"", "iaYYFSQdHX/sjTEceaPXIQ=="}, {"correct horse", "LsS/HlUKy+x1pVNHRRm1Qg=="}};
-    for (const auto &[phrase, expected] : rows) {
-        CryptoText text;
-        EXPECT_EQ(0u, Crypto_ManglePassphrase(phrase.data(), phrase.size(), CryptoOut(text)));
-        EXPECT_STREQ(expected, text.get());
-    }
+    for (const auto &[phrase, expected] : rows)
+        EXPECT_STREQ(
+            expected,
+            Owned<CryptoText>(Crypto_ManglePassphrase, phrase.data(), phrase.size()).get());
 }
 
 TEST(CryptoPassword, APasswordInMemoryIsEncrypted) {

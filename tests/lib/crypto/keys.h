@@ -11,18 +11,32 @@
 #include "lib/misc/base64.h"
 #include "tests/lib/crypto/bytes.h"
 
+/* Calls a function whose last argument is the out of an owner. It must succeed. */
+template <class Owner, class Function, class... Arguments>
+Owner Owned(Function function, Arguments... arguments) {
+    Owner owner;
+    EXPECT_EQ(0u, function(arguments..., CryptoOut(owner)));
+    return owner;
+}
+
+/* The same for a text and its size. */
+template <class Function, class... Arguments>
+std::string OwnedText(Function function, Arguments... arguments) {
+    CryptoText text;
+    gsize size = 0;
+    EXPECT_EQ(0u, function(arguments..., CryptoOut(text), &size));
+    EXPECT_EQ(strlen(text.get()), size);
+    return text.get();
+}
+
 inline CryptoKeyPtr NewKey(const char *cipherName = "AES-128") {
     CryptoCipher *cipher;
     EXPECT_EQ(0u, CryptoCipher_FromString(cipherName, &cipher));
-    CryptoKeyPtr key;
-    EXPECT_EQ(0u, CryptoKey_Generate(cipher, CryptoOut(key))) << cipherName;
-    return key;
+    return Owned<CryptoKeyPtr>(CryptoKey_Generate, cipher);
 }
 
 inline CryptoKeyPtr KeyOf(CryptoCipher *cipher, const Bytes &bytes) {
-    CryptoKeyPtr key;
-    EXPECT_EQ(0u, CryptoKey_Create(cipher, bytes.data(), bytes.size(), CryptoOut(key)));
-    return key;
+    return Owned<CryptoKeyPtr>(CryptoKey_Create, cipher, bytes.data(), bytes.size());
 }
 
 inline Bytes HmacSha1(const Bytes &key, const Bytes &data) {
@@ -71,11 +85,7 @@ inline std::string BytesOf(const CryptoKey *key) {
 }
 
 inline std::string Export(CryptoKey *key, const char *password = nullptr) {
-    CryptoText text;
-    gsize size = 0;
-    EXPECT_EQ(0u, CryptoKey_Export(key, password, CryptoOut(text), &size));
-    EXPECT_EQ(strlen(text.get()), size);
-    return text.get();
+    return OwnedText(CryptoKey_Export, key, password);
 }
 
 inline CryptoError Import(const std::string &text, const char *password, CryptoKeyPtr *key) {

@@ -16,28 +16,21 @@ using LocatorPtr = std::unique_ptr<KeyLocator, Release<KeyLocator_Destroy>>;
 
 /* A member of a key safe that is locked by a passphrase for this cipher; "role": by a role; "null": no pair. */
 LocatorPtr Member(const std::string &kind, CryptoKey *key) {
-    LocatorPtr member;
-    if (kind == "null") {
-        EXPECT_EQ(0u, KeyLocator_CreateNull(CryptoOut(member)));
-        return member;
-    }
-    LocatorPtr locker;
-    EXPECT_EQ(0u, kind == "role"
-                      ? KeyLocator_CreateLinkToRole(KEYLOCATOR_ROLE_SERVER, CryptoOut(locker))
-                      : KeyLocator_CreateLinkToPassphrase(kind.c_str(), CryptoOut(locker)));
-    EXPECT_EQ(0u, KeyLocator_CreatePair(locker.get(), key, "secret", 6, CryptoOut(member)));
-    return member;
+    if (kind == "null")
+        return Owned<LocatorPtr>(KeyLocator_CreateNull);
+    const auto locker = kind == "role"
+                            ? Owned<LocatorPtr>(KeyLocator_CreateLinkToRole, KEYLOCATOR_ROLE_SERVER)
+                            : Owned<LocatorPtr>(KeyLocator_CreateLinkToPassphrase, kind.c_str());
+    return Owned<LocatorPtr>(KeyLocator_CreatePair, locker.get(), key, "secret", 6);
 }
 
 /* The text of an encrypted dictionary whose key safe has these members. */
 std::string FileOf(const std::vector<std::string> &members) {
     const CryptoKeyPtr key = NewKey("AES-128");
-    LocatorPtr list;
-    EXPECT_EQ(0u, KeyLocator_CreateList(CryptoOut(list)));
+    const auto list = Owned<LocatorPtr>(KeyLocator_CreateList);
     for (const std::string &kind : members)
         EXPECT_TRUE(KeyLocator_ListAddLast(list.get(), Member(kind, key.get()).release()));
-    CryptoText text;
-    EXPECT_EQ(0u, KeyLocator_Export(list.get(), CryptoOut(text)));
+    const auto text = Owned<CryptoText>(KeyLocator_Export, list.get());
     return std::string("encryption.data = \"x\"\nencryption.keySafe = \"") + text.get() + "\"\n";
 }
 

@@ -8,9 +8,7 @@ namespace {
 constexpr const char *kPair = "pair/(null/%3cHALDEN%2dEMPTYSTRING%3e,HMAC%2dSHA%2d1,AAAA)";
 
 std::string Export(const KeyLocator *locator) {
-    CryptoText text;
-    EXPECT_EQ(0u, KeyLocator_Export(locator, CryptoOut(text)));
-    return text ? text.get() : "";
+    return Owned<CryptoText>(KeyLocator_Export, locator).get();
 }
 
 KeyLocatorPtr Import(const std::string &text, KeyLocError expected = 0) {
@@ -134,18 +132,15 @@ TEST(KeyLocator, WideAndDeepTextsAreReadInTime) {
 
 TEST(KeyLocator, ATreeComesBackWithItsIdsAndKeys) {
     const CryptoKeyPtr key = NewKey();
-    KeyLocatorPtr list;
-    ASSERT_EQ(0u, KeyLocator_CreateList(CryptoOut(list)));
-    KeyLocatorPtr phrase;
-    ASSERT_EQ(0u, KeyLocator_CreateLinkToPassphrase("AES-256", CryptoOut(phrase)));
+    auto list = Owned<KeyLocatorPtr>(KeyLocator_CreateList);
+    auto phrase = Owned<KeyLocatorPtr>(KeyLocator_CreateLinkToPassphrase, "AES-256");
     for (int i = 0; i < 2; i++) {
         KeyLocator *pair;
         ASSERT_EQ(0u, KeyLocator_CreatePair(phrase.get(), key.get(), "data", 4, &pair));
         EXPECT_TRUE(KeyLocator_ListAddFirst(list.get(), pair));
     }
     const std::string text = Export(list.get());
-    KeyLocatorPtr copy;
-    ASSERT_EQ(0u, KeyLocator_Clone(Import(text).get(), CryptoOut(copy)));
+    auto copy = Owned<KeyLocatorPtr>(KeyLocator_Clone, Import(text).get());
     EXPECT_EQ(text, Export(copy.get()));
     const KeyLocator *locker = KeyLocator_GetPair(KeyLocator_ListLast(copy.get()))->locker;
     EXPECT_STREQ(KeyLocator_GetIndirect(phrase.get())->uniqueId,
@@ -159,10 +154,8 @@ TEST(KeyLocator, ATreeComesBackWithItsIdsAndKeys) {
     EXPECT_EQ(10u, unlock(KeyLocator_ListFirst(copy.get()), NewKey()).error);
     EXPECT_EQ(6u, unlock(copy.get(), key).error);
 
-    KeyLocatorPtr leaf;
-    ASSERT_EQ(0u, KeyLocator_CreateLeaf(key.get(), CryptoOut(leaf)));
-    CryptoKeyPtr again;
-    EXPECT_EQ(0u, KeyLocator_Extract(Import(Export(leaf.get())).get(), CryptoOut(again)));
+    auto leaf = Owned<KeyLocatorPtr>(KeyLocator_CreateLeaf, key.get());
+    auto again = Owned<CryptoKeyPtr>(KeyLocator_Extract, Import(Export(leaf.get())).get());
     EXPECT_EQ(BytesOf(key.get()), BytesOf(again.get()));
     EXPECT_EQ(6u, KeyLocator_Extract(list.get(), CryptoOut(again)));
 }
@@ -289,8 +282,7 @@ TEST(KeyLocatorFollow, AnswersLeadToTheKeyOrToACode) {
     CryptoKeyPtr key;
     EXPECT_EQ(12u, KeyLocator_FollowExtract(nullptr, Import(good).get(), TRUE, nullptr, nullptr,
                                             CryptoOut(key)));
-    KeyLocatorPtr leaf;
-    ASSERT_EQ(0u, KeyLocator_CreateLeaf(NewKey().get(), CryptoOut(leaf)));
+    auto leaf = Owned<KeyLocatorPtr>(KeyLocator_CreateLeaf, NewKey().get());
     KeyLocator *next;
     EXPECT_EQ(6u, KeyLocator_Follow(nullptr, leaf.get(), Answer, nullptr, &next));
 }
@@ -339,15 +331,13 @@ TEST(KeyLocatorCache, KeepsFiftyKeysAndAsksOnce) {
     EXPECT_EQ(0u, state->cacheSize);
 
     const KeyLocatorPtr role = Import("halden:key/role/once/server");
-    KeyLocatorPtr leaf;
-    ASSERT_EQ(0u, KeyLocator_CreateLeaf(key.get(), CryptoOut(leaf)));
+    auto leaf = Owned<KeyLocatorPtr>(KeyLocator_CreateLeaf, key.get());
     const std::string answer = Export(leaf.get());
     for (const auto &[useCache, asked] : {std::pair(false, 1u), {true, 2u}, {true, 2u}}) {
         static Script script;
         script.answers = {answer.c_str()};
-        CryptoKeyPtr found;
-        EXPECT_EQ(0u, KeyLocator_FollowExtract(state.get(), role.get(), useCache, Answer, &script,
-                                               CryptoOut(found)));
+        auto found = Owned<CryptoKeyPtr>(KeyLocator_FollowExtract, state.get(), role.get(),
+                                         useCache, Answer, &script);
         EXPECT_EQ(BytesOf(key.get()), BytesOf(found.get()));
         EXPECT_EQ(asked, script.asked);
     }

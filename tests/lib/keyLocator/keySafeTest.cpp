@@ -6,8 +6,7 @@ namespace {
 
 KeySafeUserRingPtr NewRing(const std::vector<const char *> &passphrases = {},
                            const char *cipher = "AES-128") {
-    KeySafeUserRingPtr ring;
-    EXPECT_EQ(0u, KeySafeUserRing_Create(CryptoOut(ring)));
+    auto ring = Owned<KeySafeUserRingPtr>(KeySafeUserRing_Create);
     for (const char *passphrase : passphrases)
         EXPECT_EQ(0u, KeySafeUserRing_AddPassphrase(ring.get(), passphrase, cipher));
     return ring;
@@ -20,11 +19,7 @@ KeySafeUserRingPtr RingOf(const CryptoKeyPtr &key) {
 }
 
 std::string Export(const KeySafeUserRingPtr &ring, bool withPassData = true) {
-    CryptoText text;
-    gsize size;
-    EXPECT_EQ(0u, KeySafeUserRing_Export(ring.get(), withPassData, CryptoOut(text), &size));
-    EXPECT_EQ(strlen(text.get()), size);
-    return text.get();
+    return OwnedText(KeySafeUserRing_Export, ring.get(), withPassData);
 }
 
 KeySafeUserRingPtr Import(const std::string &text, KeySafeError expected = 0) {
@@ -39,8 +34,7 @@ using Pairs = std::vector<std::pair<std::string, std::string>>;
 
 /* The fields of a text; the values are decoded. */
 Pairs Fields(const std::string &text) {
-    CryptoDictPtr dict;
-    EXPECT_EQ(0u, CryptoDict_CreateAndImport(text.data(), text.size(), CryptoOut(dict)));
+    auto dict = Owned<CryptoDictPtr>(CryptoDict_CreateAndImport, text.data(), text.size());
     CryptoDictIterator *iterator = CryptoDictIterator_Create(dict.get());
     Pairs pairs;
     const char *key;
@@ -100,8 +94,7 @@ TEST(KeySafeUserRing, ATextHoldsItsEntriesInOrder) {
 
     const KeySafeUserRingPtr again = Import(Export(ring));
     EXPECT_EQ(2, KeySafeUserRing_GetNumKeys(again.get()));
-    CryptoKeyPtr found;
-    EXPECT_EQ(0u, KeySafeUserRing_GetKey(again.get(), 1, CryptoOut(found)));
+    auto found = Owned<CryptoKeyPtr>(KeySafeUserRing_GetKey, again.get(), 1);
     EXPECT_EQ(BytesOf(key.get()), BytesOf(found.get()));
     EXPECT_EQ(10u, KeySafeUserRing_GetKey(again.get(), 2, CryptoOut(found)));
     EXPECT_EQ(10u, KeySafeUserRing_GetKey(again.get(), -1, CryptoOut(found)));
@@ -116,8 +109,7 @@ TEST(KeySafeUserRing, PassphrasesAreKeptIfAskedFor) {
     EXPECT_EQ("none", OnePassphrase(Import(Export(ring, false))));
     EXPECT_EQ("code 10", OnePassphrase(NewRing()));
     EXPECT_EQ("code 10", OnePassphrase(NewRing({"a", "b"})));
-    KeySafeUserRingPtr copy;
-    EXPECT_EQ(0u, KeySafeUserRing_Clone(ring.get(), CryptoOut(copy)));
+    auto copy = Owned<KeySafeUserRingPtr>(KeySafeUserRing_Clone, ring.get());
     EXPECT_EQ("swordfish", OnePassphrase(copy));
     EXPECT_EQ(0u, KeySafeUserRing_AddRing(copy.get(), copy.get()));
     EXPECT_EQ(2, KeySafeUserRing_GetNumKeys(copy.get()));
@@ -164,15 +156,15 @@ TEST(KeySafeUserRing, ItsSymmetricKeysGiveTheCipher) {
     CryptoCipher *cipher;
     EXPECT_EQ(0u, KeySafeUserRing_GetAppropriateCipher(nullptr, &cipher));
     EXPECT_EQ(CryptoCipherAES_128, cipher);
-    EXPECT_EQ(0u, KeySafeUserRing_AddKey(ring.get(), NewKey("RSA-512").get()));
-    EXPECT_EQ(0u, KeySafeUserRing_GetAppropriateCipher(ring.get(), &cipher));
-    EXPECT_EQ(CryptoCipherAES_128, cipher);
-    EXPECT_EQ(0u, KeySafeUserRing_AddKey(ring.get(), NewKey("AES-256").get()));
-    EXPECT_EQ(0u, KeySafeUserRing_GetAppropriateCipher(ring.get(), &cipher));
-    EXPECT_EQ(CryptoCipherAES_256, cipher);
-    EXPECT_EQ(0u, KeySafeUserRing_AddKey(ring.get(), NewKey("AES-128").get()));
-    EXPECT_EQ(2u, KeySafeUserRing_GetAppropriateCipher(ring.get(), &cipher));
-    EXPECT_EQ(nullptr, cipher);
+    const std::tuple<const char *, KeySafeError, CryptoCipher *> rows[] = {
+        {"RSA-512", 0, CryptoCipherAES_128},
+        {"AES-256", 0, CryptoCipherAES_256},
+        {"AES-128", 2, nullptr}};
+    for (const auto &[added, error, expected] : rows) {
+        EXPECT_EQ(0u, KeySafeUserRing_AddKey(ring.get(), NewKey(added).get()));
+        EXPECT_EQ(error, KeySafeUserRing_GetAppropriateCipher(ring.get(), &cipher)) << added;
+        EXPECT_EQ(expected, cipher) << added;
+    }
     EXPECT_EQ(10u, KeySafeUserRing_GetAppropriateCipher(ring.get(), nullptr));
 }
 
@@ -243,8 +235,7 @@ TEST(KeySafe, AnOpenedSafeReportsAnEarlierPassphrase) {
     const Sealed sealed = Seal(ring);
     const KeySafeUserRingPtr mixed = NewRing({"wrong"});
     KeySafeUserRing_AddKey(mixed.get(), key.get());
-    KeySafePtr safe;
-    ASSERT_EQ(0u, KeySafe_Import(sealed.text.data(), sealed.text.size(), CryptoOut(safe)));
+    auto safe = Owned<KeySafePtr>(KeySafe_Import, sealed.text.data(), sealed.text.size());
     EXPECT_EQ(9u, KeySafe_Unlock(nullptr, safe.get(), mixed.get()));
     const guint8 *data;
     gsize size;
@@ -258,8 +249,7 @@ TEST(KeySafe, AnOpenedSafeReportsAnEarlierPassphrase) {
 TEST(KeySafe, WhatIsLockedSaysSo) {
     const KeySafeUserRingPtr ring = NewRing({"x"});
     const Sealed sealed = Seal(ring);
-    KeySafePtr safe;
-    ASSERT_EQ(0u, KeySafe_Import(sealed.text.data(), sealed.text.size(), CryptoOut(safe)));
+    auto safe = Owned<KeySafePtr>(KeySafe_Import, sealed.text.data(), sealed.text.size());
     const guint8 *data;
     gsize size = 99;
     EXPECT_EQ(6u, KeySafe_GetData(safe.get(), &data, &size));
@@ -269,8 +259,7 @@ TEST(KeySafe, WhatIsLockedSaysSo) {
     EXPECT_EQ(0u, KeySafe_Unlock(nullptr, safe.get(), ring.get()));
     const KeySafeUserRingPtr other = NewRing({"y"});
     EXPECT_EQ(0u, KeySafe_AddLocators(safe.get(), other.get()));
-    KeySafePtr copy;
-    EXPECT_EQ(0u, KeySafe_Clone(safe.get(), CryptoOut(copy)));
+    auto copy = Owned<KeySafePtr>(KeySafe_Clone, safe.get());
     EXPECT_EQ(0u, KeySafe_GetData(copy.get(), &data, &size));
     EXPECT_EQ(0u, std::string(reinterpret_cast<const char *>(data), size).find("type=key:"));
     KeySafe_Lock(copy.get());
@@ -351,10 +340,8 @@ TEST(KeySafe, AStateIsAskedByPriorityAndRemembers) {
     EXPECT_EQ("opened", Unseal(sealed, nullptr, state));
     EXPECT_EQ("65433654", asked.order) << "the wrong key of the second is in the cache, too";
 
-    KeySafePtr safe;
-    ASSERT_EQ(0u, KeySafe_Import(sealed.text.data(), sealed.text.size(), CryptoOut(safe)));
-    KeySafeUserRingPtr again;
-    EXPECT_EQ(0u, KeySafe_RegenerateUserRing(state, safe.get(), CryptoOut(again)));
+    auto safe = Owned<KeySafePtr>(KeySafe_Import, sealed.text.data(), sealed.text.size());
+    auto again = Owned<KeySafeUserRingPtr>(KeySafe_RegenerateUserRing, state, safe.get());
     EXPECT_EQ(2, KeySafeUserRing_GetNumKeys(again.get()));
     EXPECT_EQ("opened", Unseal(sealed, NewRing({"second"}), state));
 

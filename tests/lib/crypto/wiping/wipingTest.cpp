@@ -308,16 +308,13 @@ gboolean ReturnPassword(KeyLocatorState *, gpointer, const KeyLocatorIndirect *,
 
 TEST(Wiping, LocatorsAndTheirCache) {
     const CryptoKeyPtr key = MakeKey();
-    KeyLocatorPtr leaf;
-    ASSERT_EQ(0u, KeyLocator_CreateLeaf(key.get(), CryptoOut(leaf)));
+    auto leaf = Owned<KeyLocatorPtr>(KeyLocator_CreateLeaf, key.get());
     CryptoText text;
     Seed();
     ASSERT_EQ(0u, KeyLocator_Export(leaf.get(), CryptoOut(text)));
-    KeyLocatorPtr phrase;
-    ASSERT_EQ(0u, KeyLocator_CreateLinkToPassphrase("AES-128", CryptoOut(phrase)));
-    KeyLocatorPtr pair;
-    ASSERT_EQ(0u, KeyLocator_CreatePair(phrase.get(), key.get(), kPlain, strlen(kPlain),
-                                        CryptoOut(pair)));
+    auto phrase = Owned<KeyLocatorPtr>(KeyLocator_CreateLinkToPassphrase, "AES-128");
+    auto pair = Owned<KeyLocatorPtr>(KeyLocator_CreatePair, phrase.get(), key.get(), kPlain,
+                                     strlen(kPlain));
     const Secrets secrets = OfKey({{"derived key", Derived(phrase->u.indirect.u.phrase.keyGenData)},
                                    {"locator's text", strstr(text.get(), "data%3d") + 7}});
     KeyLocatorState *state;
@@ -344,8 +341,7 @@ TEST(Wiping, LocatorsAndTheirCache) {
 
 TEST(Wiping, RingsAndSafes) {
     const CryptoKeyPtr key = MakeKey();
-    KeySafeUserRingPtr ring;
-    ASSERT_EQ(0u, KeySafeUserRing_Create(CryptoOut(ring)));
+    auto ring = Owned<KeySafeUserRingPtr>(KeySafeUserRing_Create);
     ASSERT_EQ(0u, KeySafeUserRing_AddPassphrase(ring.get(), kPassword, "AES-128"));
     CryptoText ringText;
     gsize ringSize;
