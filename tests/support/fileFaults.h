@@ -16,8 +16,6 @@
 #include <tuple>
 #include <utility>
 
-#include <unistd.h>
-
 #include "lib/file/fileCalls.h"
 
 /* A call on its way. What it does not have is 0. */
@@ -120,12 +118,4 @@ inline FileFaults::FileFaults(Before before) : replaced(gFileCalls), replacedBef
 inline FileFaults::~FileFaults() {
     gFileCalls = replaced;
     before_ = replacedBefore;
-}
-
-/* Sleeps a hundredth of the time, so that a round takes milliseconds. */
-inline int SleepBriefly(const FileCall &call) {
-    if (call.kind != FileCall::Sleep)
-        return FileFaults::kPass;
-    usleep(call.msec * 10);
-    return FileFaults::kSkip;
 }

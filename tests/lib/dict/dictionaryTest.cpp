@@ -83,10 +83,8 @@ TEST_F(DictionaryTest, OneChangedValueLeavesAllOtherBytes) {
 }
 
 TEST_F(DictionaryTest, EveryKindOfLineSurvivesAChangeOfAnother) {
-    const struct {
-        const char *name; /* nullptr: not a pair */
-        const char *line;
-    } lines[] = {
+    /* the name, which what is no pair does not have, and the line */
+    const std::pair<const char *, const char *> lines[] = {
         {nullptr, "# head \t"},
         {nullptr, "#"},
         {"first", "first=1"},
@@ -110,21 +108,21 @@ TEST_F(DictionaryTest, EveryKindOfLineSurvivesAChangeOfAnother) {
         for (const std::string mark : {"", "\xef\xbb\xbf"}) {
             for (const bool isEnded : {true, false}) {
                 std::string text = mark;
-                for (const auto &line : lines)
-                    text += line.line + end;
+                for (const auto &[name, line] : lines)
+                    text += line + end;
                 const std::string path =
                     folder.Write("f", isEnded ? text : text.substr(0, text.size() - end.size()));
                 for (gsize changed = 0; changed < std::size(lines); changed++) {
-                    if (lines[changed].name == nullptr)
+                    if (lines[changed].first == nullptr)
                         continue;
                     ASSERT_TRUE(Dictionary_LoadWithDefaultEncoding(Get(), path.c_str(),
                                                                    STRING_ENCODING_UTF8));
-                    Dict_SetString(Get(), "new|", "%s", lines[changed].name);
+                    Dict_SetString(Get(), "new|", "%s", lines[changed].first);
                     std::string want;
                     for (gsize i = 0; i < std::size(lines); i++) {
                         want += i == 2 ? kEncodingLine : "";
-                        want += i == changed ? lines[i].name + std::string(" = \"new|7C\"")
-                                             : lines[i].line;
+                        want += i == changed ? lines[i].first + std::string(" = \"new|7C\"")
+                                             : lines[i].second;
                         want += "\n";
                     }
                     EXPECT_EQ(want, Written(Get()));

@@ -185,28 +185,6 @@ TEST_F(FileIO, VectorsOfAnyNumberAndSize) {
     EXPECT_EQ(60u, actual);
 }
 
-/* More vectors than one call of the system takes, where they are moved in other ways. */
-TEST_F(FileIO, ManyVectorsGoThroughABuffer) {
-    ASSERT_EQ(FILEIO_SUCCESS, Open(folder.Path() + "/f"));
-    std::vector<std::string> pieces;
-    std::string all;
-    for (int i = 0; i < 2000; i++)
-        all += pieces.emplace_back(8, static_cast<char>('a' + i % 26));
-    const FileFaults faults([](const FileCall &call) {
-        return call.kind == FileCall::Pwritev || call.kind == FileCall::Preadv ? ENOSYS
-                                                                               : FileFaults::kPass;
-    });
-    gsize actual = 0;
-    EXPECT_EQ(FILEIO_SUCCESS,
-              FileIO_Pwritev(&fd, Vectors(&pieces).data(), 2000, 0, all.size(), &actual));
-    EXPECT_EQ(all.size(), actual);
-    EXPECT_EQ(all, FileText(folder.Path() + "/f"));
-    std::vector<std::string> read(2000, std::string(8, '?'));
-    EXPECT_EQ(FILEIO_SUCCESS,
-              FileIO_Preadv(&fd, Vectors(&read).data(), 2000, 0, all.size(), &actual));
-    EXPECT_EQ(pieces, read);
-}
-
 TEST_F(FileIO, AFailedTransferHasItsCodeAndItsCount) {
     const auto plain = [&](auto transfer) {
         return [&, transfer](char *data, gsize *actual) { return transfer(&fd, data, 12, actual); };

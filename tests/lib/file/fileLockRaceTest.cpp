@@ -1,9 +1,7 @@
 #include "lib/file/fileLock.h"
 
-#include <sys/mman.h>
 #include <ucontext.h>
 
-#include <csignal>
 #include <fstream>
 
 #include <gtest/gtest.h>
@@ -17,16 +15,14 @@ namespace {
 
 /* Who holds the lock. */
 struct Holders {
-    std::atomic<int> exclusive{0};
-    std::atomic<int> shared{0};
-    std::atomic<int> conflicts{0};
-    std::atomic<int> rounds{0};
+    int exclusive = 0;
+    int shared = 0;
+    int conflicts = 0;
 
     void Enter(bool isShared) {
         (isShared ? shared : exclusive)++;
         if (exclusive > 1 || (exclusive == 1 && shared > 0))
             conflicts++;
-        rounds++;
     }
     void Leave(bool isShared) { (isShared ? shared : exclusive)--; }
 };
@@ -149,54 +145,6 @@ TEST(FileLockRace, EveryOrderOfTwoLockers) {
         }
     }
     EXPECT_LT(1000, numOrders);
-}
-
-TEST(FileLockRace, EightProcessesAndWhatTheyFind) {
-    constexpr int kProcesses = 8;
-    constexpr int kRounds = 75; /* of each of the four */
-    auto *holders = static_cast<Holders *>(
-        mmap(nullptr, sizeof(Holders), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
-    const FileFaults faults(SleepBriefly);
-    enum class Found { Nothing, DeadMember, DeadEntry, MovedFolder };
-    for (const Found found :
-         {Found::Nothing, Found::DeadMember, Found::DeadEntry, Found::MovedFolder}) {
-        const TemporaryFolder folder(TemporaryFolder::Where::Memory);
-        const std::string path = folder.Path("f");
-        const std::string directory = path + ".lck";
-        if (found == Found::DeadMember)
-            WriteMember(directory, MemberOf("999999999-5(x)"));
-        if (found == Found::DeadEntry) {
-            mkdir(directory.c_str(), 0777);
-            mkdir((directory + "/D00001.lck").c_str(), 0777);
-        }
-        new (holders) Holders;
-        const int numFailures = CountFailures(kProcesses, [&](int i) {
-            alarm(60); /* a lost waiter ends as a failure */
-            if (found == Found::MovedFolder &&
-                i == 0) /* where it came from it was this process's */
-                WriteMember(directory, MemberOf(FileLockGetExecutionID()));
-            for (int round = i; holders->rounds < kRounds; round++) {
-                const bool isShared = round % 3 == 0;
-                int error;
-                FileLockToken *token =
-                    FileLock_Lock(path.c_str(), isShared, FILELOCK_INFINITE_WAIT, &error, nullptr);
-                if (token == nullptr)
-                    return false;
-                holders->Enter(isShared);
-                usleep(100);
-                holders->Leave(isShared);
-                if (found == Found::DeadMember && i == 1)
-                    return true; /* holding it */
-                if (!FileLock_Unlock(token, &error, nullptr))
-                    return false;
-            }
-            return true;
-        });
-        EXPECT_EQ(0, numFailures) << "with " << static_cast<int>(found);
-        EXPECT_EQ(0, holders->conflicts) << "with " << static_cast<int>(found);
-        EXPECT_LE(kRounds, holders->rounds);
-    }
-    munmap(holders, sizeof(Holders));
 }
 
 /* A process that tries to lock a device, and lives on. */
