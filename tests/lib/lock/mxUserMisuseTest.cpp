@@ -1,12 +1,14 @@
 // Dumps of locks, and how misuse of a lock ends the process.
 #include <functional>
+#include <regex>
 #include <thread>
 
 #include <gmock/gmock.h>
 
 #include "lib/lock/mxUserLock.h"
 #include "lib/misc/glibPtr.h"
-#include "lib/misc/log.h"
+#include "tests/support/inChild.h"
+#include "tests/support/logText.h"
 
 namespace {
 
@@ -14,49 +16,34 @@ void ExpectPanic(const char *pattern, const std::function<void()> &misuse) {
     EXPECT_EXIT(misuse(), testing::ExitedWithCode(255), pattern) << pattern;
 }
 
-/* Returns the lines of a dump, without their levels. */
+/* Returns the lines of a dump, which are warnings, without their level. */
 std::string Dump(const MXUserHeader &header) {
     LogRing_Clear();
     header.dumpFunc(&header);
-    std::string text;
-    LogRing_ForEach(
-        [](gint level, gboolean, const char *line, gpointer to) {
-            EXPECT_EQ(LOG_LEVEL_WARNING, level);
-            *static_cast<std::string *>(to) += std::string(line) + "\n";
-        },
-        &text);
-    return text;
+    return std::regex_replace(LogText(), std::regex("(^|\n)W "), "$1");
 }
 
 TEST(MXUserDump, HasTheStateOfTheLock) {
-    const std::string common = " @ (0x)*0x[0-9a-f]+\n\tsignature 0x%1[0-9A-F]+\n\tname %2\n"
-                               "\trank 0xF0007085\n\tserial number [0-9]+\n";
-    const auto pattern = [&](const char *kind, char type, const char *name, const char *rest) {
-        std::string all = kind + common + rest;
-        all.replace(all.find("%1"), 2, std::string(1, type));
-        return all.replace(all.find("%2"), 2, name);
+    const auto expect = [](const MXUserHeader &header, const std::string &head, const char *name,
+                           const char *signature, const char *state) {
+        EXPECT_THAT(Dump(header),
+                    testing::MatchesRegex(head + " @ (0x)*0x[0-9a-f]+\n\tsignature 0x" + signature +
+                                          "[0-9A-F]+\n\tname " + name +
+                                          "\n\trank 0xF0007085\n"
+                                          "\tserial number [0-9]+\n" +
+                                          state));
     };
-
     MXUserExclLock *exclusive = MXUser_CreateExclLock(nullptr, 0xF0007085);
-    EXPECT_THAT(
-        Dump(exclusive->header),
-        testing::MatchesRegex(pattern("MXUserDumpExclLock: Exclusive lock", '4', "X-0x[0-9a-f]+",
-                                      "\tlock count 0\n"
-                                      "\taddress of owner data 0x[0-9a-f]+\n")));
+    expect(exclusive->header, "MXUserDumpExclLock: Exclusive lock", "X-0x[0-9a-f]+", "4",
+           "\tlock count 0\n\taddress of owner data 0x[0-9a-f]+\n");
     MXUserRecLock *recursive = MXUser_CreateRecLock("sslStateLock", 0xF0007085);
     MXUser_AcquireRecLock(recursive);
-    EXPECT_THAT(
-        Dump(recursive->header),
-        testing::MatchesRegex(pattern("MXUserDumpRecLock: Recursive lock", '2', "sslStateLock",
-                                      "\treference count 1\n\tlock count 1\n"
-                                      "\taddress of owner data 0x[0-9a-f]+\n")));
+    expect(recursive->header, "MXUserDumpRecLock: Recursive lock", "sslStateLock", "2",
+           "\treference count 1\n\tlock count 1\n\taddress of owner data 0x[0-9a-f]+\n");
     MXUser_ReleaseRecLock(recursive);
     MXUserRWLock *shared = MXUser_CreateRWLock(nullptr, 0xF0007085);
-    EXPECT_THAT(
-        Dump(shared->header),
-        testing::MatchesRegex(pattern("MXUserDumpRWLock: Read-write lock", '1', "RW-0x[0-9a-f]+",
-                                      "\taddress of native lock (0x)*0x[0-9a-f]+\n"
-                                      "\tholderCount 0\n")));
+    expect(shared->header, "MXUserDumpRWLock: Read-write lock", "RW-0x[0-9a-f]+", "1",
+           "\taddress of native lock (0x)*0x[0-9a-f]+\n\tholderCount 0\n");
     shared->useNative = false;
     EXPECT_THAT(Dump(shared->header), testing::HasSubstr("\tcount 0\n\tholderCount 0\n"));
     EXPECT_LT(exclusive->header.serialNumber, recursive->header.serialNumber);
@@ -168,34 +155,30 @@ void InstallHost() {
 }
 
 /* In a separate process, since hooks cannot be removed. */
-TEST(MXUserHooksDeathTest, ABoundLockForwardsToTheHost) {
-    testing::FLAGS_gtest_death_test_style = "threadsafe";
-    EXPECT_EXIT(
-        {
-            EXPECT_EQ(nullptr, MXUser_BindMXMutexRec(&host, 7));
-            EXPECT_FALSE(MXUser_InPanic());
-            InstallHost();
-            MXUserInstallMxHooks(nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
-                                 [] { return gboolean(TRUE); }); /* too late */
-            EXPECT_FALSE(MXUser_InPanic());
+TEST(MXUserHooks, ABoundLockForwardsToTheHost) {
+    InChild([] {
+        EXPECT_EQ(nullptr, MXUser_BindMXMutexRec(&host, 7));
+        EXPECT_FALSE(MXUser_InPanic());
+        InstallHost();
+        MXUserInstallMxHooks(nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+                             [] { return gboolean(TRUE); }); /* too late */
+        EXPECT_FALSE(MXUser_InPanic());
 
-            MXUserRecLock *lock = MXUser_BindMXMutexRec(&host, 7);
-            EXPECT_EQ(&host, MXUser_GetRecLockVmm(lock));
-            MXUser_AcquireRecLock(lock);
-            EXPECT_TRUE(MXUser_IsCurThreadHoldingRecLock(lock));
-            EXPECT_TRUE(MXUser_TryAcquireRecLock(lock));
-            EXPECT_FALSE(MXUser_IsCurThreadHoldingRecLock(lock));
-            MXUser_ReleaseRecLock(lock);
-            EXPECT_THAT(Dump(lock->header), testing::ContainsRegex("\tname MX_0x[0-9a-f]+\n.*\n.*\n"
-                                                                   "\treference count 1\n"
-                                                                   "\tvmmLock 0x[0-9a-f]+\n$"));
-            MXUser_DestroyRecLock(lock);
-            MXUser_SetInPanic();
-            EXPECT_TRUE(MXUser_InPanic());
-            EXPECT_EQ("lock try unlock panic ", calls);
-            exit(testing::Test::HasFailure() ? 1 : 0);
-        },
-        testing::ExitedWithCode(0), "");
+        MXUserRecLock *lock = MXUser_BindMXMutexRec(&host, 7);
+        EXPECT_EQ(&host, MXUser_GetRecLockVmm(lock));
+        MXUser_AcquireRecLock(lock);
+        EXPECT_TRUE(MXUser_IsCurThreadHoldingRecLock(lock));
+        EXPECT_TRUE(MXUser_TryAcquireRecLock(lock));
+        EXPECT_FALSE(MXUser_IsCurThreadHoldingRecLock(lock));
+        MXUser_ReleaseRecLock(lock);
+        EXPECT_THAT(Dump(lock->header), testing::ContainsRegex("\tname MX_0x[0-9a-f]+\n.*\n.*\n"
+                                                               "\treference count 1\n"
+                                                               "\tvmmLock 0x[0-9a-f]+\n$"));
+        MXUser_DestroyRecLock(lock);
+        MXUser_SetInPanic();
+        EXPECT_TRUE(MXUser_InPanic());
+        EXPECT_EQ("lock try unlock panic ", calls);
+    });
 }
 
 } // namespace

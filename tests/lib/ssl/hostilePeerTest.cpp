@@ -1,6 +1,4 @@
 // Hostile peers: any bytes give an error, never the end of the process, and no descriptor stays open.
-#include <cstdlib>
-
 #include "tests/lib/ssl/tlsPair.h"
 
 using namespace std::string_literals;
@@ -49,95 +47,6 @@ TEST_F(SslHostilePeer, WhatIsNoHandshakeIsAnErrorOnEitherSide) {
         EXPECT_EQ(code, SSL_GetIOError(other.server.get())) << what;
         EXPECT_TRUE(other.server->connectionFailed) << what;
     }
-}
-
-/* Carries bytes between two ends, and cuts the line after a number of bytes in one direction. */
-struct CutLine {
-    CutLine(int clientSide, int serverSide) : toClient(clientSide), toServer(serverSide) {}
-    ~CutLine() { Cut(); }
-    CutLine(const CutLine &) = delete;
-    CutLine &operator=(const CutLine &) = delete;
-
-    void Carry() {
-        Move(toServer, toClient, &leftToClient, &numToClient);
-        Move(toClient, toServer, &leftToServer, &numToServer);
-    }
-
-    size_t leftToClient = SIZE_MAX;
-    size_t leftToServer = SIZE_MAX;
-    size_t numToClient = 0;
-    size_t numToServer = 0;
-
-private:
-    void Move(int &from, int &to, size_t *left, size_t *count) {
-        char buffer[65536];
-        const ssize_t got = from >= 0 ? read(from, buffer, std::min(sizeof buffer, *left)) : -1;
-        if (got > 0) {
-            Send(to, std::string(buffer, size_t(got)));
-            *left -= size_t(got);
-            *count += size_t(got);
-        }
-        if (*left == 0)
-            Cut();
-    }
-    void Cut() {
-        for (int *fd : {&toClient, &toServer}) {
-            if (*fd >= 0)
-                close(*fd);
-            *fd = -1;
-        }
-    }
-
-    int toClient;
-    int toServer;
-};
-
-/* Runs the handshake and sends a word in each direction. Returns what was received, as "client,server". */
-std::string Converse(CutLine *line, TlsPair *ends, SSL_CTX *clientCtx, SSL_CTX *serverCtx) {
-    SSLSock *client = ends->client.get();
-    SSLSock *server = ends->server.get();
-    EXPECT_TRUE(SSL_SetupAcceptWithContext(server, serverCtx));
-    int accepted = 0;
-    const auto goOn = [&] {
-        line->Carry();
-        accepted = accepted == 0 ? SSL_TryCompleteAccept(server) : accepted;
-        line->Carry();
-    };
-    ends->clock.whileAsleep = goOn;
-    if (!SSLSockConnect(client, nullptr, clientCtx, ends->clock.Clock()))
-        return "failed";
-    goOn();
-    std::string heard;
-    for (const auto &[from, to] : {std::pair(client, server), {server, client}}) {
-        char buffer[10] = "-";
-        SSL_Write(from, "hello", 6);
-        line->Carry();
-        const ssize_t got = SSL_Read(to, buffer, sizeof buffer);
-        heard += got > 0 ? std::string(buffer) + "," : errno == EAGAIN ? "waits," : "failed,";
-    }
-    return heard;
-}
-
-TEST_F(SslHostilePeer, ALineCutAtAnyByteIsAnErrorOnBothSides) {
-    const size_t step = getenv("ORVANE_EXHAUSTIVE") != nullptr ? 1 : 37;
-    /* signatures of RSA have a fixed length, so all runs have the same length */
-    const ContextPtr ctx = ServerContext(certificates::SelfSigned({.rsaBits = 2048}));
-    const auto run = [&](size_t toClient, size_t toServer) {
-        const SocketPair near;
-        const SocketPair far;
-        TlsPair ends(near.fds[0], far.fds[0]);
-        CutLine line(near.fds[1], far.fds[1]);
-        line.leftToClient = toClient;
-        line.leftToServer = toServer;
-        const std::string heard = Converse(&line, &ends, clientCtx.get(), ctx.get());
-        return std::tuple(heard, line.numToClient, line.numToServer);
-    };
-    const auto [heard, numToClient, numToServer] = run(SIZE_MAX, SIZE_MAX);
-    ASSERT_EQ("hello,hello,", heard);
-    for (size_t at = 0; at < numToClient; at += step)
-        EXPECT_NE("hello,hello,", std::get<0>(run(at, SIZE_MAX))) << at;
-    for (size_t at = 0; at < numToServer; at += step)
-        EXPECT_NE("hello,hello,", std::get<0>(run(SIZE_MAX, at))) << at;
 }
 
 /* A server that sends nothing, or only the beginning of a handshake. */
