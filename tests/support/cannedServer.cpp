@@ -2,15 +2,12 @@
 #include "tests/support/cannedServer.h"
 
 #include <algorithm>
-#include <charconv>
-#include <utility>
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
+#include <fcntl.h>
 #include <netinet/tcp.h>
 #include <poll.h>
-#include <sys/socket.h>
 
+#include "tests/support/loopback.h"
 #include "tests/support/testLoop.h"
 
 namespace {
@@ -30,40 +27,6 @@ std::string_view Trim(std::string_view text) {
 bool IsSameName(std::string_view left, std::string_view right) {
     return std::ranges::equal(
         left, right, [](char a, char b) { return g_ascii_tolower(a) == g_ascii_tolower(b); });
-}
-
-size_t Number(std::string_view text, int base) {
-    size_t value = 0;
-    std::from_chars(text.data(), text.data() + text.size(), value, base);
-    return value;
-}
-
-/* A chunked body from a place on. Bytes used, with the body in "body"; 0 if it is not whole yet. */
-size_t ReadChunks(const std::string &in, size_t start, std::string *body) {
-    size_t at = start;
-    body->clear();
-    for (;;) {
-        const size_t lineEnd = in.find(kLineEnd, at);
-        if (lineEnd == std::string::npos)
-            return 0;
-        const size_t size = Number(std::string_view(in).substr(at, lineEnd - at), 16);
-        at = lineEnd + kLineEnd.size();
-        if (size == 0)
-            break;
-        if (in.size() < at + size + kLineEnd.size())
-            return 0;
-        body->append(in, at, size);
-        at += size + kLineEnd.size();
-    }
-    for (;;) { /* trailers, up to the empty line */
-        const size_t lineEnd = in.find(kLineEnd, at);
-        if (lineEnd == std::string::npos)
-            return 0;
-        const bool isLast = lineEnd == at;
-        at = lineEnd + kLineEnd.size();
-        if (isLast)
-            return at - start;
-    }
 }
 
 /* Fills in the head and returns true once it is there, with the place where the body starts. */
@@ -110,17 +73,9 @@ CannedAnswer HttpReply(const std::string &body, int status, const std::string &c
     return {.bytes = bytes + "\r\n" + body};
 }
 
-CannedServer::CannedServer()
-    : listener(socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0)) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t length = sizeof address;
-    auto *generic = reinterpret_cast<sockaddr *>(&address);
-    if (listener < 0 || bind(listener, generic, length) != 0 || listen(listener, SOMAXCONN) != 0 ||
-        getsockname(listener, generic, &length) != 0)
-        g_error("canned server: %s", g_strerror(errno));
-    port = ntohs(address.sin_port);
+CannedServer::CannedServer() {
+    listener = ListenOnLoopback(&port);
+    fcntl(listener, F_SETFL, O_NONBLOCK);
     testLoop::Watch(listener, POLLIN, [this](short) { Accept(); });
 }
 
@@ -130,17 +85,10 @@ bool CannedServer::TakeRequest(Connection *connection, CannedRequest *request) {
     if (!ReadHead(connection->in, request, &start))
         return false;
 
-    size_t length = 0;
-    if (IsSameName(request->Header("Transfer-Encoding"), "chunked")) {
-        length = ReadChunks(connection->in, start, &request->body);
-        if (length == 0)
-            return false;
-    } else {
-        length = Number(request->Header("Content-Length"), 10);
-        if (connection->in.size() - start < length)
-            return false;
-        request->body = connection->in.substr(start, length);
-    }
+    const size_t length = strtoul(request->Header("Content-Length").c_str(), nullptr, 10);
+    if (connection->in.size() - start < length)
+        return false;
+    request->body = connection->in.substr(start, length);
     connection->in.erase(0, start + length);
     connection->isContinued = false;
     return true;
