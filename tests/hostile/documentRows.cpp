@@ -6,11 +6,9 @@ namespace {
 
 using namespace std::string_literals;
 
-constexpr char kAllWell[] = "connect success ozy25.6.0, call success, disconnect success";
 constexpr char kCallFails[] = "connect success ozy25.6.0, call failure.*, disconnect success";
 constexpr char kCallEnds[] =
     "connect success ozy25.6.0, call (success|failure.*), disconnect success";
-constexpr char kFails[] = "connect failure.*";
 /* what is no document of versions leaves the version of services that have none */
 constexpr char kHasOldVersion[] = "connect success ozy2.2.0, .*";
 constexpr char kEnds[] = "connect .*";

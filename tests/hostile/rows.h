@@ -34,6 +34,10 @@ struct Row {
     std::string path = "/sdk";
 };
 
+/* Steps of several rows. */
+inline constexpr char kAllWell[] = "connect success ozy25.6.0, call success, disconnect success";
+inline constexpr char kFails[] = "connect failure.*";
+
 /* Lengths, chunks, headers, redirects, connections. */
 std::vector<Row> TransportRows();
 /* What is in replies and documents. */

@@ -6,7 +6,6 @@ namespace {
 
 using namespace std::string_literals;
 
-constexpr char kFails[] = "connect failure.*";
 constexpr char kCallFails[] =
     "connect success ozy25.6.0, call failure InvalidResponse .*, disconnect .*";
 constexpr char kCallEnds[] = "connect success ozy25.6.0, call (success|failure.*), disconnect .*";
@@ -193,8 +192,7 @@ void AddSecrets(std::vector<Row> *rows) {
         }
     }
     rows->push_back(
-        {"a cookie is set, traced", "connect success ozy25.6.0, call success, disconnect success",
-         "ozyServiceVersions.xml",
+        {"a cookie is set, traced", kAllWell, "ozyServiceVersions.xml",
          HttpReply(kVersions, 200, "text/xml", {"Set-Cookie: session=canary-cookie; Path=/"})
              .bytes});
     rows->back().hasTrace = true;

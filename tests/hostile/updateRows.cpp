@@ -6,7 +6,6 @@ namespace {
 
 using namespace std::string_literals;
 
-constexpr char kAllWell[] = "connect success ozy25.6.0, call success, disconnect success";
 constexpr char kRole[] = "<val xsi:type='AuthorizationRole'><roleId>7</roleId><name>r</name></val>";
 
 std::string Change(const std::string &op, const std::string &path, const std::string &value = "") {
