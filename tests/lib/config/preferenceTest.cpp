@@ -8,12 +8,12 @@
 #include "lib/misc/utilExpand.h"
 #include "tests/lib/lock/inThreads.h"
 #include "tests/support/logText.h"
+#include "tests/support/taken.h"
 #include "tests/support/temporaryFolder.h"
 
 namespace {
 
 using testing::HasSubstr;
-using Text = MallocPtr<char>;
 
 struct Preference : testing::Test {
     ~Preference() override { Preference_Exit(); }
@@ -36,8 +36,7 @@ struct Preference : testing::Test {
 TEST_F(Preference, BeforeTheStartEachReadGivesItsDefault) {
     LogRing_Clear();
     EXPECT_EQ(7, Config_GetLong(7, "size.%s", "x"));
-    const Text text(Config_GetString("d", "name"));
-    EXPECT_STREQ("d", text.get());
+    EXPECT_EQ("d", Taken(Config_GetString("d", "name")));
     EXPECT_TRUE(Config_NotSet("size"));
     EXPECT_FALSE(Preference_SetFromString("a=1", FALSE));
     EXPECT_THAT(LogText(), HasSubstr("I PREF early PreferenceGet(size.x), using default\n"));
@@ -80,11 +79,10 @@ TEST_F(Preference, ValuesOfEachKind) {
     EXPECT_EQ(5000000000, Preference_GetInt64(0, "i"));
     EXPECT_EQ(1.5, Preference_GetDouble(0, "d"));
     EXPECT_EQ(-1, Preference_GetTriState(1, "t"));
-    const Text path(Preference_GetPathName(nullptr, "p"));
-    EXPECT_EQ(std::string(g_get_home_dir()) + "/x" + std::to_string(getpid()), path.get());
+    EXPECT_EQ(std::string(g_get_home_dir()) + "/x" + std::to_string(getpid()),
+              Taken(Preference_GetPathName(nullptr, "p")));
     const char *const choices[] = {"Red", "Green", nullptr};
-    const Text choice(Preference_GetStringEnum("Red", choices, "e"));
-    EXPECT_STREQ("Green", choice.get());
+    EXPECT_EQ("Green", Taken(Preference_GetStringEnum("Red", choices, "e")));
 }
 
 TEST_F(Preference, TheUsersFileIsMadeReadableOrIgnored) {
@@ -117,8 +115,7 @@ TEST_F(Preference, ThreadsReadWhileAnotherSets) {
         for (int i = 0; i < 200; i++) {
             if (number == 0)
                 Preference_SetFromString(i % 2 == 0 ? "a=1" : "a=1234567890123456789", TRUE);
-            const Text a(Preference_GetString(nullptr, "a"));
-            wrong += *a != '1';
+            wrong += Taken(Preference_GetString(nullptr, "a"))[0] != '1';
             wrong += Preference_GetLong(0, "long") != 5;
             wrong += Preference_GetBool(TRUE, ("new." + std::to_string(i)).c_str()) != TRUE;
             PreferenceLayer layer;

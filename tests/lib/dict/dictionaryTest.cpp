@@ -13,6 +13,7 @@
 #include "lib/user/msg.h"
 #include "tests/support/fileFaults.h"
 #include "tests/support/logText.h"
+#include "tests/support/taken.h"
 #include "tests/support/temporaryFolder.h"
 
 namespace {
@@ -55,8 +56,7 @@ struct DictionaryTest : testing::Test {
     }
     std::string String(const char *name) const { return String(dictionary, name); }
     static std::string String(const DictionaryPtr &from, const char *name) {
-        const Text value(Dict_GetString(from.get(), nullptr, "%s", name));
-        return value != nullptr ? value.get() : "(null)";
+        return Taken(Dict_GetString(from.get(), nullptr, "%s", name));
     }
 
     DictionaryPtr dictionary;
@@ -349,8 +349,7 @@ TEST_F(DictionaryTest, ASealedPartOpensWithThePassphraseOnly) {
     ASSERT_TRUE(Dictionary_Unlock(locked.get(), nullptr, ring.get()));
     EXPECT_EQ("hunter2", String(locked, "password"));
     EXPECT_EQ("(null)", String(locked, "url")) << "plain, so hidden";
-    const Text url(Dict_GetStringPlain(locked.get(), nullptr, "url"));
-    EXPECT_STREQ("https://host", url.get());
+    EXPECT_EQ("https://host", Taken(Dict_GetStringPlain(locked.get(), nullptr, "url")));
 
     Dict_SetString(locked.get(), "changed", "password");
     const std::string resealed = Written(locked.get(), true);

@@ -13,6 +13,7 @@
 #include "tests/support/inChild.h"
 #include "tests/support/logText.h"
 #include "tests/support/processLimits.h"
+#include "tests/support/taken.h"
 #include "tests/support/temporaryFolder.h"
 
 namespace {
@@ -20,13 +21,12 @@ namespace {
 using testing::ContainsRegex;
 using testing::HasSubstr;
 using testing::Not;
-using Text = MallocPtr<char>;
 
 TEST(CoreDump, NamesFollowThePattern) {
     utsname names;
     uname(&names);
     const std::string host = names.nodename, user = std::to_string(getuid()),
-                      group = std::to_string(getgid()), here = Text(getcwd(nullptr, 0)).get();
+                      group = std::to_string(getgid()), here = Taken(getcwd(nullptr, 0));
     const std::tuple<std::string, bool, std::string> rows[] = {
         {"core", false, here + "/core"},
         {"core", true, here + "/core.4711"},
@@ -42,26 +42,22 @@ TEST(CoreDump, NamesFollowThePattern) {
         {"/" + std::string(80, 'y'), true, "/" + std::string(63, 'y') + ".4711"},
     };
     for (const auto &[pattern, usesPid, path] : rows)
-        EXPECT_STREQ(path.c_str(), Text(SigCoreFileNameOf(pattern.c_str(), usesPid, 4711)).get())
-            << pattern;
+        EXPECT_EQ(path, Taken(SigCoreFileNameOf(pattern.c_str(), usesPid, 4711))) << pattern;
     EXPECT_THAT(LogText(), HasSubstr("I Core dump pipes to process /usr/bin/keep %p, core file "
                                      "unreliable\n"));
-    EXPECT_EQ(here + "/core", Text(SigCoreFileNameOf(nullptr, FALSE, 1)).get()) << "unreadable";
-    EXPECT_NE(nullptr, Text(SigGetCoreFileName(4711)));
+    EXPECT_EQ(here + "/core", Taken(SigCoreFileNameOf(nullptr, FALSE, 1))) << "unreadable";
+    EXPECT_NE("(null)", Taken(SigGetCoreFileName(4711)));
 }
 
 TEST(CoreDump, OfSeveralFilesNoneIsTheOne) {
     const TemporaryFolder folder;
     const std::string pattern = folder.Path("%e.%p");
-    const auto name = [&] {
-        const Text found(SigCoreFileNameOf(pattern.c_str(), FALSE, 5));
-        return found ? std::string(found.get()) : "none";
-    };
+    const auto name = [&] { return Taken(SigCoreFileNameOf(pattern.c_str(), FALSE, 5)); };
     EXPECT_EQ(folder.Path("*.5"), name());
     folder.Write("one.5", "");
     EXPECT_EQ(folder.Path("one.5"), name());
     folder.Write("two.5", "");
-    EXPECT_EQ("none", name());
+    EXPECT_EQ("(null)", name());
 }
 
 TEST(CoreDump, TheChildDiesOfTheSignalOrSaysWhy) {

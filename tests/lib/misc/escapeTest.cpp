@@ -4,23 +4,17 @@
 
 #include <gtest/gtest.h>
 
-#include "lib/misc/glibPtr.h"
+#include "tests/support/taken.h"
 
 namespace {
 
-using MallocText = MallocPtr<char>;
 using SizedFn = char *(*)(const void *buffer, gsize size, gsize *outSize);
 
 /* Takes over the text, which must have a NUL where its size says. */
 std::string Take(char *raw, gsize size) {
-    const MallocText text(raw);
+    const MallocPtr<char> text(raw);
     EXPECT_EQ('\0', raw[size]);
     return {raw, size};
-}
-
-std::string Take(char *raw) {
-    const MallocText text(raw);
-    return raw;
 }
 
 struct Table {
@@ -45,7 +39,7 @@ TEST(Escape, WritesMarkedBytesAsUpperCaseDigits) {
     char *raw = Escape_Do('|', table.marks, text.data(), text.size(), &size);
     EXPECT_EQ("a|3D|00|7C|FF", Take(raw, size));
     raw = Escape_DoString("\\x", table.marks, text.data(), text.size(), nullptr);
-    EXPECT_EQ("a\\x3D\\x00\\x7C\\xFF", Take(raw));
+    EXPECT_EQ("a\\x3D\\x00\\x7C\\xFF", Taken(raw));
 }
 
 TEST(Escape, EveryByteComesBackWhateverElseIsMarked) {
@@ -80,9 +74,9 @@ TEST(Escape, FindsWhatIsNotHidden) {
 }
 
 TEST(Escape, TextForms) {
-    EXPECT_EQ("a|bc", Take(Escape_Unescape('|', "|a||b|c|")));
-    EXPECT_EQ("", Take(Escape_Unescape('|', "")));
-    EXPECT_EQ("a\\,b\\\\c", Take(Escape_Comma("a,b\\c")));
+    EXPECT_EQ("a|bc", Taken(Escape_Unescape('|', "|a||b|c|")));
+    EXPECT_EQ("", Taken(Escape_Unescape('|', "")));
+    EXPECT_EQ("a\\,b\\\\c", Taken(Escape_Comma("a,b\\c")));
 }
 
 TEST(Escape, CStringsAreReadInPlace) {

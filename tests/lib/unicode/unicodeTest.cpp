@@ -4,14 +4,9 @@
 
 #include <gtest/gtest.h>
 
-#include "lib/misc/glibPtr.h"
+#include "tests/support/taken.h"
 
 namespace {
-
-std::string Take(char *text) {
-    const MallocPtr<char> owner(text);
-    return text != nullptr ? text : "(null)";
-}
 
 TEST(Unicode, FindsEncodingsByAnyOfTheirNames) {
     const std::pair<const char *, const char *> rows[] = {
@@ -38,8 +33,8 @@ TEST(Unicode, ConvertsBothWaysOrRefuses) {
     };
     for (const auto &[wanted, bytes, text] : rows) {
         const StringEncoding encoding = Unicode_EncodingNameToEnum(wanted);
-        EXPECT_EQ(text, Take(Unicode_AllocWithLength(bytes, strlen(bytes), encoding))) << wanted;
-        EXPECT_EQ(bytes, Take(Unicode_GetAllocBytes(text, encoding))) << wanted;
+        EXPECT_EQ(text, Taken(Unicode_AllocWithLength(bytes, strlen(bytes), encoding))) << wanted;
+        EXPECT_EQ(bytes, Taken(Unicode_GetAllocBytes(text, encoding))) << wanted;
     }
     const auto isValid = [](const char *bytes, const char *encoding) {
         return Unicode_IsBufferValid(bytes, strlen(bytes), Unicode_EncodingNameToEnum(encoding));
@@ -49,13 +44,13 @@ TEST(Unicode, ConvertsBothWaysOrRefuses) {
     EXPECT_FALSE(isValid("\x80", "US-ASCII"));
     EXPECT_FALSE(isValid("\x93", "Shift_JIS"));
     EXPECT_TRUE(isValid("\xff", "ISO-8859-1"));
-    EXPECT_EQ("(null)", Take(Unicode_GetAllocBytes("\xe2\x82\xac", STRING_ENCODING_ISO_8859_1)));
-    EXPECT_EQ("(null)", Take(Unicode_GetAllocBytes("\xff", STRING_ENCODING_UTF8)));
+    EXPECT_EQ("(null)", Taken(Unicode_GetAllocBytes("\xe2\x82\xac", STRING_ENCODING_ISO_8859_1)));
+    EXPECT_EQ("(null)", Taken(Unicode_GetAllocBytes("\xff", STRING_ENCODING_UTF8)));
 }
 
 TEST(Unicode, ShowsAnyBytes) {
     EXPECT_EQ("a\\x5c\\x00\\xe4 ~\\x7f",
-              Take(Unicode_EscapeBuffer("a\\\0\xe4 ~\x7f", 7, STRING_ENCODING_UTF8)));
+              Taken(Unicode_EscapeBuffer("a\\\0\xe4 ~\x7f", 7, STRING_ENCODING_UTF8)));
 }
 
 } // namespace

@@ -3,17 +3,13 @@
 #include <gtest/gtest.h>
 
 #include "tests/support/logText.h"
+#include "tests/support/taken.h"
 
 namespace {
 
-std::string Text(const MsgList *list) {
-    MallocPtr<char> text(MsgList_ToString(list));
-    return text != nullptr ? text.get() : "(null)";
-}
-
 TEST(MsgList, ReadsNewestFirst) {
     MsgList *list = nullptr;
-    EXPECT_EQ("(null)", Text(list));
+    EXPECT_EQ("(null)", Taken(MsgList_ToString(list)));
     EXPECT_FALSE(MsgList_Present(list));
     EXPECT_EQ(nullptr, MsgList_GetMsgID(list));
 
@@ -26,7 +22,7 @@ TEST(MsgList, ReadsNewestFirst) {
 
     MsgListPtr copy(MsgList_Copy(list));
     MsgList_Free(list);
-    EXPECT_EQ("last\n50% done\nvm has 3\n", Text(copy.get()));
+    EXPECT_EQ("last\n50% done\nvm has 3\n", Taken(MsgList_ToString(copy.get())));
     EXPECT_STREQ("msg.a", MsgList_GetMsgID(copy.get()));
 
     LogRing_Clear();
@@ -46,7 +42,7 @@ TEST(MsgList, TakesATextThatIsNoFormatAsItIs) {
         MsgListPtr list(MsgList_CreateStr(text));
         MsgListPtr copy(MsgList_Copy(list.get()));
         EXPECT_STREQ(id, copy->id) << text;
-        EXPECT_EQ(want, Text(copy.get())) << text;
+        EXPECT_EQ(want, Taken(MsgList_ToString(copy.get()))) << text;
     }
 }
 

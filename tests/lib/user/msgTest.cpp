@@ -6,12 +6,12 @@
 #include "tests/lib/config/noPreferences.h"
 #include "tests/lib/lock/inThreads.h"
 #include "tests/support/logText.h"
+#include "tests/support/taken.h"
 #include "tests/support/temporaryFolder.h"
 
 namespace {
 
 using testing::HasSubstr;
-using Text = MallocPtr<char>;
 
 /* What the callbacks were called with, and what they answer. */
 std::string gSeen;
@@ -77,10 +77,8 @@ TEST_F(Msg, APostShowsAllThatIsPendingInTheUsersLanguage) {
     Msg_PostMsgList(MSG_INFO, literal.get());
     EXPECT_EQ("1 msg.literal: no head, 100%, %s\n", gSeen) << "is no format";
     Msg_SetLocale(nullptr, nullptr);
-    const Text text(Msg_GetStringSafe("@&!*@*@(msg.has)%s has %d disks"));
-    EXPECT_STREQ("%s has %d disks", text.get());
-    const Text button(Msg_GetPlainButtonText("@&!*@*@(button.x)_A__B_C"));
-    EXPECT_STREQ("A_BC", button.get());
+    EXPECT_EQ("%s has %d disks", Taken(Msg_GetStringSafe("@&!*@*@(msg.has)%s has %d disks")));
+    EXPECT_EQ("A_BC", Taken(Msg_GetPlainButtonText("@&!*@*@(button.x)_A__B_C")));
 }
 
 TEST_F(Msg, SettingsAnswerInAdvance) {
@@ -127,7 +125,7 @@ TEST_F(Msg, SizesForPeople) {
         {2684354560, "2.5 GB"}, {guint64{3} << 40, "3 TB"},
     };
     for (const auto &[size, want] : rows)
-        EXPECT_STREQ(want, Text(Msg_FormatSizeInBytes(size)).get());
+        EXPECT_EQ(want, Taken(Msg_FormatSizeInBytes(size)));
 }
 
 /* Also of a thread that does not announce its end to the next one of its number. */
