@@ -16,17 +16,4 @@ TEST(AtomicFence, IsForTheFirstModelsOfOneMaker) {
         EXPECT_EQ(isNeeded, AtomicNeedsFence(maker, family)) << maker << std::hex << family;
 }
 
-TEST(AtomicFence, OperationsStayWhatTheyAre) {
-    for (const bool isNeeded : {true, false}) {
-        AtomicUseFence = isNeeded;
-        std::atomic<int> number = 1;
-        EXPECT_EQ(1, Atomic_FetchAdd(&number, 2));
-        EXPECT_EQ(3, Atomic_Exchange(&number, 7));
-        int expected = 3;
-        EXPECT_FALSE(Atomic_CompareExchange(&number, &expected, 9));
-        EXPECT_TRUE(Atomic_CompareExchange(&number, &expected, 9));
-        EXPECT_EQ(9, number);
-    }
-}
-
 } // namespace

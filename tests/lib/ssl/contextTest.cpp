@@ -6,7 +6,7 @@ namespace {
 
 using certificates::SelfSigned;
 
-enum { SSL_CTRL_GET_SESS_CACHE_MODE = 45, SSL_CTRL_SET_MAX_PROTO_VERSION = 124 };
+enum { SSL_CTRL_GET_SESS_CACHE_MODE = 45 };
 
 /* Other paths than those of an installed system. */
 void UseServerFiles(const std::string &cert, const std::string &key) {
@@ -28,23 +28,6 @@ TEST_F(SslContext, HasTheSettledDefaults) {
         EXPECT_EQ(0, __wrap_SSL_CTX_ctrl(ctx.get(), SSL_CTRL_GET_SESS_CACHE_MODE, 0, nullptr));
     }
     EXPECT_EQ("", LogText());
-}
-
-TEST_F(SslContext, AgreesOnAnyVersionFromTls1On) {
-    const ContextPtr client(SSL_NewContext());
-    const ContextPtr server = ServerContext(ServerCertificate());
-    for (const auto &[version, name] : {std::pair(0x0300, ""),
-                                        {0x0301, "TLSv1"},
-                                        {0x0302, "TLSv1.1"},
-                                        {0x0303, "TLSv1.2"},
-                                        {0x0304, "TLSv1.3"}}) {
-        TlsPair pair;
-        __wrap_SSL_CTX_ctrl(server.get(), SSL_CTRL_SET_MAX_PROTO_VERSION, version, nullptr);
-        EXPECT_EQ(version > 0x0300, pair.ShakeHands(client.get(), server.get())) << version;
-        if (version > 0x0300) {
-            EXPECT_STREQ(name, __wrap_SSL_get_version(pair.client->sslCnx));
-        }
-    }
 }
 
 TEST_F(SslContext, CertificatesThatCannotBeUsedAreRefused) {

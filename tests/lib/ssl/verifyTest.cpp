@@ -297,8 +297,6 @@ const RecordRow kRecords[] = {
     {"client-only", "localhost", 0, false, 1, SSL_CERT_INVALID | SSL_CERT_NO_SERVER_USAGE,
      "unsupported certificate purpose"},
     {"client-only", "localhost", 0, true, 4, 0, ""},
-    {"critical-extension", "localhost", 0, false, 1, SSL_CERT_CRITICAL_EXTENSION, "critical"},
-    {"path-length", "localhost", 0, false, 1, SSL_CERT_PATH_LENGTH, "path length"},
     {"intermediate-no-ca", "localhost", 0, false, 1, SSL_CERT_INVALID, "invalid CA"},
 };
 

@@ -31,19 +31,6 @@ struct Jobs : SimulatorTest {
     SoapClient service{server.FerryUrl() + "/sdk", "ferry"};
 };
 
-TEST_F(Jobs, RunWithProgressAndTheNextWaitsForItsTurn) {
-    server.Advance(70);
-    EXPECT_EQ("active running 7", State("job-1"));
-    EXPECT_EQ("active queued 0", State("job-13"));
-    server.Advance(930);
-    EXPECT_EQ("deactivated success 100", State("job-1"));
-    EXPECT_EQ("active running 0", State("job-13"));
-    server.Advance(1000);
-    EXPECT_EQ("deactivated success 100", State("job-13"));
-    server.Advance(1000);
-    EXPECT_EQ("deactivated success 100", State("job-13"));
-}
-
 TEST_F(Jobs, AreStoppedOnlyIfTheCallerWantsTheirTaskCancelled) {
     EXPECT_EQ("FerryJobHasActiveTaskFault", Stop("failIfActiveTask").Fault());
     EXPECT_EQ("InvalidArgument", Stop("anyhow").Fault());

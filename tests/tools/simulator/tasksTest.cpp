@@ -19,36 +19,6 @@ struct Tasks : SimulatorTest {
     }
 };
 
-TEST_F(Tasks, RunFromQueuedOverRunningToSuccess) {
-    const std::string task = Start("PowerOnVM_Task", "vm-101");
-    EXPECT_EQ("queued", Info(task, "state"));
-    EXPECT_EQ("vm-101", Info(task, "entity"));
-    server.Advance(100);
-    EXPECT_EQ("running", Info(task, "state"));
-    EXPECT_EQ("10", Info(task, "progress"));
-    server.Advance(899);
-    EXPECT_EQ("90", Info(task, "progress"));
-    EXPECT_EQ("poweredOff", server.Property("vm-101", "runtime.powerState"));
-    server.Advance(1);
-    EXPECT_EQ("success", Info(task, "state"));
-    EXPECT_EQ("100", Info(task, "progress"));
-    EXPECT_NE("", Info(task, "completeTime"));
-    EXPECT_EQ("poweredOn", server.Property("vm-101", "runtime.powerState"));
-    EXPECT_EQ("green", server.Property("vm-101", "guestHeartbeatStatus"));
-    server.Advance(600000);
-    EXPECT_EQ("", Info(task, "state")) << "an old task is cleared away";
-}
-
-TEST_F(Tasks, FailWithATypedFaultInItsWrapper) {
-    const std::string task = Start("PowerOffVM_Task", "vm-101"); /* which is off */
-    server.Advance(1000);
-    EXPECT_EQ("error", Info(task, "state"));
-    EXPECT_TRUE(
-        client.Properties("Task", task)
-            .Has(
-                "<error xsi:type=\"LocalizedMethodFault\"><fault xsi:type=\"InvalidPowerState\">"));
-}
-
 TEST_F(Tasks, CanBeCancelledIfTheySaySo) {
     const std::string task = Start("PowerOnVM_Task", "vm-101");
     server.Advance(500);
@@ -125,20 +95,6 @@ TEST_F(Tasks, OfAClientAreDrivenByIt) {
     EXPECT_EQ("all done", Info(task, "result"));
     EXPECT_EQ("InvalidState", client.Call("SetTaskState", "Task", task, state).Fault());
     EXPECT_EQ("InvalidState", advance("50").Fault());
-}
-
-TEST_F(Tasks, OnAMachineThatGoesAwayFail) {
-    const std::string task = Start("PowerOnVM_Task", "vm-101");
-    server.RemoveMachine("vm-101");
-    server.Advance(1000);
-    EXPECT_EQ("error", Info(task, "state"));
-}
-
-TEST(TasksWithoutDuration, HaveEndedWhenTheCallIsAnswered) {
-    Service service({.machines = 1, .taskDurationMs = 0, .frozenClock = true});
-    service.client.Login();
-    const std::string task = service.client.Call("PowerOnVM_Task", "VirtualMachine", "vm-101").Id();
-    EXPECT_EQ("success", service.server.Property(task, "info.state"));
 }
 
 } // namespace

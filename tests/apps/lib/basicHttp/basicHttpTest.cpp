@@ -238,31 +238,9 @@ TEST_F(BasicHttp, ShutdownEndsRequestsOfAllKinds) {
         EXPECT_EQ(0, outcome.numCalls);
 }
 
-TEST_F(BasicHttp, ShutdownIsAllowedWhereARequestEnds) {
-    AnswerAll(HttpReply(""));
-    Outcome outcome;
-    outcome.then = [](BasicHttpRequest *) { BasicHttp_Shutdown(); };
-    Send(Request("/x"), &outcome);
-    RunUntilDone(outcome);
-    EXPECT_EQ(0u, testLoop::Registrations().size());
-}
-
 TEST_F(BasicHttp, ASecondInitIsTheEndOfTheProgram) {
     EXPECT_DEATH(BasicHttp_Init(testLoop::Callback, testLoop::CallbackRemove),
                  "NOT_IMPLEMENTED .*basicHttp.cpp:");
-}
-
-TEST_F(BasicHttp, NewRequestsMayBeSentWhereOneEnds) {
-    AnswerAll(HttpReply(""));
-    Outcome second;
-    Outcome first;
-    first.then = [&](BasicHttpRequest *request) {
-        Send(Request("/2"), &second);
-        BasicHttp_FreeRequest(request);
-    };
-    Send(Request("/1"), &first);
-    RunUntilDone(second);
-    EXPECT_EQ(1, server.NumConnections());
 }
 
 TEST_F(BasicHttp, ConnectionsAreKeptUnlessARequestForbidsIt) {

@@ -75,19 +75,6 @@ TEST_F(BasicHttpTimeouts, AnEstablishedConnectionMayWaitLonger) {
     EXPECT_EQ(1, server.NumConnections());
 }
 
-TEST_F(BasicHttpTimeouts, TheWorkaroundCanBeTurnedOff) {
-    const FullPort port;
-    BasicHttpRequest *request = Get(port.url);
-    BasicHttp_SetConnectTimeout(request, 1);
-    BasicHttp_DisableConnectionTimeoutWorkaround(request);
-    Sent outcome(request);
-    EXPECT_EQ(CURL_SOCKET_BAD, request->socket);
-    const gint64 start = g_get_monotonic_time();
-    RunUntilDone(outcome); /* libcurl's own clock, so this takes its second */
-    EXPECT_LE(kSecond / 2, g_get_monotonic_time() - start);
-    EXPECT_EQ(BASICHTTP_ERROR_OPERATION_TIMEDOUT, outcome.error);
-}
-
 TEST_F(BasicHttpTimeouts, InactivityEndsARequestByTheLimitOfItsState) {
     const std::tuple<const char *, const char *, BasicHttpState, int> rows[] = {
         {nullptr, "", BASICHTTP_STATE_SENDING, BASICHTTP_TIMEOUT_SENDING},
