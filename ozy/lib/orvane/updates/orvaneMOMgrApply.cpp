@@ -119,12 +119,12 @@ bool HasValue(GObject *object, GParamSpec *pspec, const GValue *value, MOMgrProx
         proxies->Note(&current.value);
         return SchemaCompare_AreEqual(&current.value, value);
     }
-    g_value_init(&current.value, pspec->value_type);
-    g_object_get_property(object, pspec->name, &current.value);
-    proxies->Note(&current.value);
     ScopedValue converted(pspec->value_type);
     if (G_IS_VALUE(value) && !Convert(pspec, value, &converted.value))
         return true; /* it would not be stored */
+    g_value_init(&current.value, pspec->value_type);
+    g_object_get_property(object, pspec->name, &current.value);
+    proxies->Note(&current.value);
     return SchemaCompare_AreEqual(&current.value, &converted.value);
 }
 
