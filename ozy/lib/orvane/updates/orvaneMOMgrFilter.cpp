@@ -190,11 +190,18 @@ void Finish(OrvaneMOMgr *momgr, MOMgrFilter *filter, bool isWhole) {
         filter->functions.finished(isWhole, filter->data);
 }
 
-std::vector<MOMgrFilterPtr> RewoundOf(MOMgrFilters *filters) {
+void Rewind(MOMgrFilters *filters, MOMgrFilter *filter) {
+    if (!std::exchange(filter->isRewound, true))
+        filters->rewound.push_back(filter->number);
+}
+
+/* Those of the numbers that are rewound. */
+std::vector<MOMgrFilterPtr> RewoundOf(MOMgrFilters *filters, const std::vector<guint> &numbers) {
     std::vector<MOMgrFilterPtr> rewound;
-    for (const auto &[number, filter] : filters->byNumber) {
-        if (filter->isRewound)
-            rewound.push_back(MOMgrHoldFilter(filter.get()));
+    for (guint number : numbers) {
+        const auto found = filters->byNumber.find(number);
+        if (found != filters->byNumber.end() && found->second->isRewound)
+            rewound.push_back(MOMgrHoldFilter(found->second.get()));
     }
     return rewound;
 }
@@ -223,8 +230,10 @@ void ExpectRestarted(OrvaneMOMgr *momgr) {
         return;
     bool isExpected = false;
     for (const auto &[number, filter] : filters->byNumber) {
-        if (std::exchange(filter->isRestarted, false))
-            filter->isRewound = isExpected = true;
+        if (std::exchange(filter->isRestarted, false)) {
+            Rewind(filters, filter.get());
+            isExpected = true;
+        }
     }
     if (isExpected)
         MOMgrProbe(momgr);
@@ -359,17 +368,24 @@ void MOMgrFilter_Finish(OrvaneMOMgr *momgr, const std::vector<MOMgrFilterPtr> &u
         Finish(momgr, filter.get(), isWhole);
     if (!isWhole || !MOMgrIsFollowing(momgr) || momgr->priv->filters == nullptr)
         return;
-    for (const MOMgrFilterPtr &filter : RewoundOf(momgr->priv->filters))
-        Finish(momgr, filter.get(), true);
+    MOMgrFilters *filters = momgr->priv->filters;
+    for (const MOMgrFilterPtr &filter : RewoundOf(filters, std::exchange(filters->rewound, {}))) {
+        if (filter->isRewound)
+            Finish(momgr, filter.get(), true);
+    }
 }
 
 void MOMgrFilter_Rewind(OrvaneMOMgr *momgr) {
     MOMgrFilters *filters = momgr->priv->filters;
     if (filters == nullptr)
         return;
-    for (const auto &[number, filter] : filters->byNumber)
-        filter->isRewound = !filter->id.empty();
-    for (const MOMgrFilterPtr &filter : RewoundOf(filters)) {
+    filters->rewound.clear();
+    for (const auto &[number, filter] : filters->byNumber) {
+        filter->isRewound = false;
+        if (!filter->id.empty())
+            Rewind(filters, filter.get());
+    }
+    for (const MOMgrFilterPtr &filter : RewoundOf(filters, filters->rewound)) {
         if (MOMgrIsFollowing(momgr) && !filter->isRemoved && filter->functions.rewound != nullptr)
             filter->functions.rewound(filter->data);
     }
@@ -395,6 +411,7 @@ void MOMgrFilter_Restart(OrvaneMOMgr *momgr) {
     filters->removed.clear();
     filters->held.clear();
     filters->waiting.clear();
+    filters->rewound.clear();
     filters->numCreating = 0;
     std::vector<guint> numbers;
     for (const auto &[number, filter] : filters->byNumber) {

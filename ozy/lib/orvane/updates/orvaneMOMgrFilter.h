@@ -62,6 +62,7 @@ struct MOMgrFilters {
     std::deque<MOMgrHeldUpdate> held;
     std::vector<guint>
         waiting; /* numbers of those whose creation waits for the login to be complete */
+    std::vector<guint> rewound; /* numbers of those that are, and of others that no longer are */
     size_t numCreating = 0;
     bool hasRestarted = false; /* one that is created anew */
 };
