@@ -91,6 +91,10 @@ void DropLoads(OrvaneMOMgr *momgr) {
         g_object_weak_unref(G_OBJECT(proxy), orvane_momgr_load_object_weak_notify, momgr);
     g_hash_table_remove_all(priv->pendingLoads);
     g_queue_clear_full(priv->loadQueue, g_free);
+    gpointer waiter;
+    g_hash_table_iter_init(&iter, priv->loadListeners);
+    while (g_hash_table_iter_next(&iter, nullptr, &waiter))
+        static_cast<MOMgrWaiter *>(waiter)->pending = nullptr;
 }
 
 /* Handlers may start another connect, or release what is left of this one. */
@@ -146,7 +150,6 @@ void Finalize(GObject *object) {
         g_hash_table_destroy(table);
     g_queue_free_full(priv->loadQueue, g_free);
     g_queue_free(priv->activeListeners);
-    g_queue_free(priv->answering);
     G_OBJECT_CLASS(orvane_momgr_parent_class)->finalize(object);
 }
 
@@ -184,7 +187,6 @@ static void orvane_momgr_init(OrvaneMOMgr *momgr) {
     priv->creating = g_hash_table_new(nullptr, nullptr);
     priv->loadQueue = g_queue_new();
     priv->activeListeners = g_queue_new();
-    priv->answering = g_queue_new();
 }
 
 GObject *MOMgrGetObject(const GValue *value, GType type) {

@@ -42,8 +42,11 @@ struct MOMgrPending {
 struct MOMgrWaiter {
     SkemaQormManagedObject *proxy; /* being loaded; NULL for a retrieval of contents */
     GList *active;                 /* its place in activeListeners */
-    guint operation;               /* serial of the operation that waits */
-    OrvaneListener *internal;      /* of a retrieval's call; NULL once that has ended */
+    MOMgrPending
+        *pending;    /* the load; NULL for a retrieval, and until the listener is in its list */
+    GList *place;    /* in that list */
+    guint operation; /* serial of the operation that waits */
+    OrvaneListener *internal; /* of a retrieval's call; NULL once that has ended */
 };
 
 struct OrvaneMOMgrPrivate {
@@ -65,7 +68,6 @@ struct OrvaneMOMgrPrivate {
     gboolean updatesInFlight;
     OrvaneListener *updatesListener; /* of the open call, which owns it; a weak pointer */
     GQueue *activeListeners;         /* all that are not answered yet, the newest at the head */
-    GQueue *answering;               /* MOMgrPending records whose listeners are being notified */
     guint numStarts;        /* loads to start before orvane_momgr_dequeue_pending_load() returns */
     gboolean isClosed;      /* the connection is over */
     MOMgrFilters *filters;  /* of the application; NULL until there is one */

@@ -226,13 +226,9 @@ void StopLoad(OrvaneMOMgr *momgr, SkemaQormManagedObject *proxy) {
 
 /* Removes a listener from what it waited for, since it serves another operation now. A load continues without it. */
 void ReplaceWaiter(OrvaneMOMgr *momgr, OrvaneListener *listener) {
-    OrvaneMOMgrPrivate *priv = momgr->priv;
-    MOMgrPending *pending = FindPending(priv, MOMgrFindWaiter(priv, listener)->proxy);
-    GList *place = pending != nullptr ? g_queue_find(&pending->waiting, listener) : nullptr;
-    for (GList *at = priv->answering->head; at != nullptr && place == nullptr; at = at->next)
-        place = g_queue_find(&static_cast<MOMgrPending *>(at->data)->waiting, listener);
-    if (place != nullptr)
-        place->data = nullptr;
+    const MOMgrWaiter *waiter = MOMgrFindWaiter(momgr->priv, listener);
+    if (waiter->pending != nullptr)
+        waiter->place->data = nullptr;
     MOMgrForgetListener(momgr, listener);
 }
 
@@ -316,7 +312,7 @@ MOMgrWait MOMgrWatchListener(OrvaneMOMgr *momgr, OrvaneListener *listener,
     g_queue_push_head(priv->activeListeners, listener);
     MOMgrWaiter *waiter = g_new(MOMgrWaiter, 1);
     const guint serial = OrvaneListener_GetOperationSerial(listener);
-    *waiter = {proxy, priv->activeListeners->head, serial, nullptr};
+    *waiter = {proxy, priv->activeListeners->head, nullptr, nullptr, serial, nullptr};
     g_hash_table_insert(priv->loadListeners, listener, waiter);
     g_object_weak_ref(G_OBJECT(listener), orvane_momgr_load_listener_weak_notify, momgr);
     ObjectWatch<OrvaneListener> watch(listener);
@@ -382,6 +378,11 @@ void orvane_momgr_load_object(OrvaneMOMgr *momgr, gboolean partialUpdates,
     if (isFirst)
         pending = AddPending(momgr, proxy);
     g_queue_push_tail(&pending->waiting, listener);
+    if (listener != nullptr) {
+        MOMgrWaiter *waiter = MOMgrFindWaiter(priv, listener);
+        waiter->pending = pending;
+        waiter->place = pending->waiting.tail;
+    }
     if (isFirst)
         orvane_momgr_dequeue_pending_load(momgr);
 }
@@ -458,7 +459,6 @@ void orvane_momgr_acknowledge_load(OrvaneMOMgr *momgr, SkemaQormManagedObject *p
         auto *pending = static_cast<MOMgrPending *>(taken);
         Unqueue(priv, pending);
         /* A handler may drop listeners further back in the list; they leave it then. */
-        g_queue_push_tail(priv->answering, pending);
         while (!g_queue_is_empty(&pending->waiting)) {
             auto *listener = static_cast<OrvaneListener *>(g_queue_pop_head(&pending->waiting));
             if (listener == nullptr)
@@ -468,7 +468,6 @@ void orvane_momgr_acknowledge_load(OrvaneMOMgr *momgr, SkemaQormManagedObject *p
             if (!servesAnother)
                 orvane_listener_acknowledge(listener, success, value);
         }
-        g_queue_remove(priv->answering, pending);
         MOMgrFreePending(pending);
     }
 
@@ -552,13 +551,15 @@ void orvane_momgr_load_object_weak_notify(gpointer data, GObject *proxy) {
 void orvane_momgr_load_listener_weak_notify(gpointer data, GObject *listener) {
     OrvaneMOMgr *momgr = Cast(data);
     OrvaneMOMgrPrivate *priv = momgr->priv;
+    const MOMgrWaiter *waiter = MOMgrFindWaiter(priv, listener);
+    MOMgrPending *pending = waiter->pending;
+    GList *place = waiter->place;
     SkemaQormManagedObject *proxy = RemoveActive(priv, listener);
-    for (GList *at = priv->answering->head; at != nullptr; at = at->next)
-        g_queue_remove(&static_cast<MOMgrPending *>(at->data)->waiting, listener);
-
-    MOMgrPending *pending = FindPending(priv, proxy);
-    if (pending == nullptr || !g_queue_remove(&pending->waiting, listener) ||
-        !g_queue_is_empty(&pending->waiting))
+    if (pending == nullptr)
+        return;
+    g_queue_delete_link(&pending->waiting, place);
+    /* one whose listeners are being answered is no longer found */
+    if (FindPending(priv, proxy) != pending || !g_queue_is_empty(&pending->waiting))
         return;
     /* A filter whose creation was sent is created all the same. */
     g_object_weak_unref(G_OBJECT(proxy), orvane_momgr_load_object_weak_notify, momgr);
