@@ -6,12 +6,15 @@
 
 #include <benchmark/benchmark.h>
 #include <fmt/format.h>
+#include <orvane/filter.h>
 #include <sys/resource.h>
 
 #include "bench/bareCurl.h"
 #include "bench/connectedSession.h"
 #include "bench/freshProcess.h"
 #include "bench/ratio.h"
+#include "lib/misc/glibPtr.h"
+#include "ozy/lib/orvane/updates/orvaneMOMgrInt.h"
 #include "tools/simulator/simulator.h"
 
 namespace {
@@ -109,6 +112,47 @@ void ReadReference(benchmark::State &state, int numOthers) {
     orvane_shutdown();
 }
 
+/* Replies without an update, while filters of the application exist. */
+void AmongFilters(benchmark::State &state, int numFilters) {
+    orvane_init(epollLoop::Callback, epollLoop::CallbackRemove);
+    {
+        ConnectedSession session("http://127.0.0.1");
+        OrvaneMOMgr *momgr = orvane_session_get_momgr(session.session);
+        const ObjectPtr<GObject> spec(static_cast<GObject *>(
+            g_object_new(orvane_lookup_type("PropertyFilterSpec"), nullptr)));
+        const OrvaneFilterFuncs functions{};
+        for (int i = 0; i < numFilters; i++)
+            orvane_session_add_filter(session.session, spec.get(), TRUE, &functions, nullptr,
+                                      nullptr);
+        for (auto _ : state)
+            orvane_listener_acknowledge(MOMgrNewListener(momgr, orvane_momgr_updates_cb), TRUE,
+                                        nullptr);
+    }
+    orvane_shutdown();
+}
+
+/* A listener begins and ends to wait for a load for which others wait. */
+void AmongListeners(benchmark::State &state, int numOthers) {
+    orvane_init(epollLoop::Callback, epollLoop::CallbackRemove);
+    {
+        ConnectedSession session("http://127.0.0.1");
+        const ObjectPtr<SkemaQormManagedObject> proxy(
+            static_cast<SkemaQormManagedObject *>(g_object_ref_sink(orvane_session_get_object(
+                session.session, "vm-1", skema_ozy_virtual_machine_get_type()))));
+        std::vector<ObjectPtr<OrvaneListener>> others;
+        const auto load = [&] {
+            ObjectPtr<OrvaneListener> listener(orvane_listener_new());
+            orvane_session_load_object(session.session, FALSE, proxy.get(), listener.get());
+            return listener;
+        };
+        for (int i = 0; i < numOthers; i++)
+            others.push_back(load());
+        for (auto _ : state)
+            load();
+    }
+    orvane_shutdown();
+}
+
 /* ---- connects ---- */
 
 struct Connects {
@@ -177,6 +221,8 @@ constexpr RatioRow kRows[] = {
     {"sessions1000", "64 calls with 1,000 other sessions : with none", 1.05},
     {"sessions4000", "64 calls with 4,000 other sessions : with none", 1.05},
     {"reference4000", "a reference read with 4,000 other sessions : with none", 1.1},
+    {"filters4000", "a reply without an update, with 4,000 filters : with one", 1.1},
+    {"listeners4000", "a listener of a load that 4,000 wait for : that one waits for", 1.1},
 };
 
 void Register(const std::string &row, const auto &ours, const auto &peer, int rounds) {
@@ -214,5 +260,7 @@ int main(int argc, char **argv) {
     Register("sessions1000", by(AmongSessions, 1000), by(AmongSessions, 0), 16);
     Register("sessions4000", by(AmongSessions, 4000), by(AmongSessions, 0), 16);
     Register("reference4000", by(ReadReference, 4000), by(ReadReference, 0), 100000);
+    Register("filters4000", by(AmongFilters, 4000), by(AmongFilters, 1), 20000);
+    Register("listeners4000", by(AmongListeners, 4000), by(AmongListeners, 1), 20000);
     return Ratio_Main(argc, argv, kRows);
 }
