@@ -277,7 +277,7 @@ TEST_F(Collector, RetrievalsComeInPiecesByToken) {
 }
 
 TEST(CollectorOfOldVersions, HasNoNewerMethods) {
-    Service old({.machines = 1, .version = "ozy25/4.0"});
+    SimulatedService old({.machines = 1, .version = "ozy25/4.0"});
     old.client.Login();
     EXPECT_EQ("MethodNotFound", old.client.Collect("WaitForUpdatesEx").Fault());
     EXPECT_EQ(200, old.client.Collect("CheckForUpdates").status);
@@ -285,7 +285,7 @@ TEST(CollectorOfOldVersions, HasNoNewerMethods) {
 
 TEST(CollectorOfALargeEstate, DoesNotPassOverAllMachinesForEachChange) {
     using std::chrono::steady_clock;
-    Service large({.machines = 3000, .frozenClock = true});
+    SimulatedService large({.machines = 3000, .frozenClock = true});
     auto &[server, client] = large;
     client.Login();
     const auto start = steady_clock::now();

@@ -94,7 +94,7 @@ TEST_F(Requests, AreCountedAndKept) {
 }
 
 TEST(Documents, OfOtherPathsAreNotFound) {
-    Service service({.machines = 1, .ferry = false});
+    SimulatedService service({.machines = 1, .ferry = false});
     auto &[server, own] = service;
     const std::string root = server.Url().substr(0, server.Url().size() - 4);
     SoapClient client(root + "/other");
@@ -105,7 +105,7 @@ TEST(Documents, OfOtherPathsAreNotFound) {
 }
 
 TEST(Control, MovesTheSwitchesByUrl) {
-    Service service({.machines = 1, .frozenClock = true, .control = true});
+    SimulatedService service({.machines = 1, .frozenClock = true, .control = true});
     auto &[server, client] = service;
     const std::string control = server.Url().substr(0, server.Url().size() - 4) + "/control/";
     EXPECT_EQ("done\n", client.Get(control + "set?id=vm-101&property=name&value=a%20b").body);
@@ -124,7 +124,7 @@ TEST(Control, MovesTheSwitchesByUrl) {
 
 TEST(Documents, ThatTheWsdlNamesAreServed) {
     for (const bool isServed : {true, false}) {
-        Service service({.machines = 1, .wsdl = isServed});
+        SimulatedService service({.machines = 1, .wsdl = isServed});
         auto &[server, client] = service;
         const SoapReply wsdl = client.Get(server.Url() + "/ozyService?wsdl");
         EXPECT_EQ(isServed ? 200 : 404, wsdl.status);

@@ -56,7 +56,7 @@ TEST(SimulatorOverlay, SaysWhatIsWrong) {
 }
 
 TEST(SimulatorOverlay, ClientsReadTheExample) {
-    Service service({.machines = 1, .overlay = {SourcePath("examples/overlay")}});
+    SimulatedService service({.machines = 1, .overlay = {SourcePath("examples/overlay")}});
     const std::tuple<const char *, const char *, const char *> rows[] = {
         {"vm-101", "summary.priority", "low"},
         {"vm-101", "runtime.powerState", "poweredOff"},

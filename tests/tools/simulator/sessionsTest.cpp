@@ -109,7 +109,7 @@ TEST_F(Sessions, TheListHasTheActivityOfNow) {
 TEST(LocalTickets, ArePasswordsInAFileForOneLogin) {
     const TemporaryFolder folder;
     {
-        Service service({.machines = 1, .ticketDirectory = folder.Path()});
+        SimulatedService service({.machines = 1, .ticketDirectory = folder.Path()});
         SoapClient &client = service.client;
         const std::string user = Argument("userName", "string", "administrator");
         const std::string path =

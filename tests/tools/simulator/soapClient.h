@@ -1,7 +1,7 @@
 /*
  * soapClient.h -- a client for the simulator's tests: sends and receives texts, one call at a time
  *
- *   Service service({.machines = 1});
+ *   SimulatedService service({.machines = 1});
  *   service.client.Login();
  *   EXPECT_TRUE(service.client.CurrentTime().Has("returnval"));
  *
@@ -213,8 +213,9 @@ inline std::string WalkSpecText(const std::string &name, const std::string &path
 }
 
 /* A server in a thread of its own, and a client. */
-struct Service {
-    explicit Service(const simulator::Options &options = {.machines = 2, .frozenClock = true})
+struct SimulatedService {
+    explicit SimulatedService(const simulator::Options &options = {.machines = 2,
+                                                                   .frozenClock = true})
         : server(options), client((server.RunInThread(), server.Url())) {}
 
     /* Makes a call in another thread, and returns when the server keeps back its answer. */
@@ -228,6 +229,6 @@ struct Service {
     SoapClient client;
 };
 
-struct SimulatorTest : testing::Test, Service {
-    using Service::Service;
+struct SimulatorTest : testing::Test, SimulatedService {
+    using SimulatedService::SimulatedService;
 };

@@ -88,7 +88,7 @@ TEST(VersionsDocument, HasManyForms) {
         {VersionsForm::Missing, 404, "not found", 404},
         {VersionsForm::MissingWithWsdl, 404, "not found", 200},
     };
-    Service service({.machines = 1, .wsdl = false});
+    SimulatedService service({.machines = 1, .wsdl = false});
     auto &[server, client] = service;
     const std::string document = server.Url() + "/ozyServiceVersions.xml";
     for (const auto &[form, status, text, wsdlStatus] : rows) {
