@@ -11,7 +11,6 @@
 #include <functional>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <unordered_set>
 
 #include <glib.h>
@@ -35,5 +34,3 @@ struct KeyedHash {
 };
 
 using KeyedTexts = std::unordered_set<std::string, KeyedHash, std::equal_to<>>;
-/* Its keys are texts of others, which must live as long as they are in it. */
-template <class T> using KeyedViewMap = std::unordered_map<std::string_view, T, KeyedHash>;

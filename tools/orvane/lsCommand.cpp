@@ -8,9 +8,9 @@
 #include <orvane/objectPath.h>
 #include <orvane/schema/ozy.h>
 
-#include "lib/misc/keyedHash.h"
 #include "tools/orvane/command.h"
 #include "tools/orvane/helpTexts.h"
+#include "tools/orvane/idMap.h"
 #include "tools/orvane/message.h"
 #include "tools/orvane/objectFilter.h"
 #include "tools/orvane/objectFinder.h"
@@ -46,9 +46,9 @@ private:
     std::string Of(const InventoryEntity &entity, size_t depth);
     const std::string &OfParent(const std::string &id, size_t depth);
 
-    const std::string &base;      /* of those whose parent is not known */
-    KeyedViewMap<Parent> parents; /* by id */
-    std::string_view lastId;      /* most entities have the parent of the one before */
+    const std::string &base; /* of those whose parent is not known */
+    IdMap<Parent> parents;   /* by id */
+    std::string_view lastId; /* most entities have the parent of the one before */
     const std::string *lastPath = nullptr;
 };
 
@@ -112,7 +112,7 @@ private:
     bool hasHost = false;  /* the schema knows the host of a machine */
     std::vector<InventoryEntity> entities;
     std::vector<InventoryEntity> hosts;
-    KeyedViewMap<const std::string *> hostNames; /* by the id of a host */
+    IdMap<const std::string *> hostNames; /* by the id of a host */
     std::unordered_map<const SkemaQormManagedObject *, const std::string *>
         hostsOfMachines; /* where the schema does not know the host */
 };

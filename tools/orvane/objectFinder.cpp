@@ -7,7 +7,7 @@
 #include <orvane/schema/ferry.h>
 #include <orvane/schema/ozy.h>
 
-#include "lib/misc/keyedHash.h"
+#include "tools/orvane/idMap.h"
 #include "tools/orvane/jobReader.h"
 #include "tools/orvane/message.h"
 #include "tools/orvane/nearestWord.h"
@@ -188,7 +188,7 @@ ProxyPtr ObjectFinder::FindById(const std::string &id) const {
 }
 
 std::string ObjectFinder::PathOf(const InventoryEntity &entity) const {
-    KeyedViewMap<const InventoryEntity *> byId;
+    IdMap<const InventoryEntity *> byId;
     for (const InventoryEntity &each : *all)
         byId.emplace(each.object->id, &each);
     std::string path;

@@ -1,14 +1,13 @@
 #include "tools/orvane/objectReader.h"
 
 #include <algorithm>
-#include <unordered_map>
 
 #include <fmt/format.h>
 #include <orvane/json.h>
 #include <orvane/objectPath.h>
 #include <orvane/schema/qorm.h>
 
-#include "lib/misc/keyedHash.h"
+#include "tools/orvane/idMap.h"
 #include "tools/orvane/message.h"
 #include "tools/orvane/terminal.h"
 #include "tools/orvane/textWidth.h"
@@ -141,7 +140,7 @@ ReadObjectResult ResultOf(GObject *content, const std::vector<PropertyPath> &pat
 std::vector<ReadObjectResult> ReadObjects(const Service &service,
                                           const std::vector<ObjectToRead> &objects) {
     std::map<std::string, std::vector<const ObjectToRead *>> groups;
-    KeyedViewMap<const ObjectToRead *> byId;
+    IdMap<const ObjectToRead *> byId;
     std::string names;
     for (const ObjectToRead &each : objects) {
         if (!byId.emplace(each.object->id, &each).second)
@@ -160,14 +159,14 @@ std::vector<ReadObjectResult> ReadObjects(const Service &service,
     skema_qorm_core_property_collector_retrieve_contents(
         SKEMA_QORM_CORE_PROPERTY_COLLECTOR(collector.get()), specSet.get(), retrieve.Listener());
 
-    std::unordered_map<std::string, ReadObjectResult, KeyedHash> byResult;
+    IdMap<ReadObjectResult> byResult;
     for (const ObjectPtr<GObject> &content : retrieve.Objects()) {
         SkemaQormManagedObject *object = nullptr;
         g_object_get(content.get(), "obj", &object, nullptr);
         const ProxyPtr owner(object);
         const auto asked = object != nullptr ? byId.find(object->id) : byId.end();
         if (asked != byId.end())
-            byResult[object->id] = ResultOf(content.get(), asked->second->paths);
+            byResult[asked->first] = ResultOf(content.get(), asked->second->paths);
     }
     std::vector<ReadObjectResult> results;
     for (const ObjectToRead &each : objects)
