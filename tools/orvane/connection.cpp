@@ -10,6 +10,16 @@ namespace orvaneCli {
 namespace {
 
 constexpr int kMostLogoutSeconds = 5; /* of a command that has failed */
+constexpr int kMostLoginSeconds = 2;  /* of one that is interrupted */
+
+/* A login that has been sent may have made a session, which the destructor ends. */
+void AwaitLogin(OrvaneSession *session, const Operation &connect) {
+    GObject *content = nullptr; /* received before the login */
+    g_object_get(session, "serviceInstanceContent", &content, nullptr);
+    const ObjectPtr<GObject> owner(content);
+    if (content != nullptr && orvane_session_get_state(session) == ORVANE_SESSION_CONNECTING)
+        RunUntil([&] { return connect.IsOver(); }, kMostLoginSeconds);
+}
 
 } // namespace
 
@@ -96,8 +106,13 @@ void Connection::Connect(const Password &usedPassword) {
     Operation connect(Text(MSGID("connecting") "connecting to %s", url.c_str()), timeoutSeconds);
     orvane_session_connect(session.get(), url.c_str(), login.user.c_str(), usedPassword.Text(),
                            connect.Listener());
-    while (!connect.EndsBefore([&] { return trust.HasQuestion(); }))
-        trust.Answer();
+    try {
+        while (!connect.EndsBefore([&] { return trust.HasQuestion(); }))
+            trust.Answer();
+    } catch (const Interrupted &) {
+        AwaitLogin(session.get(), connect);
+        throw;
+    }
     try {
         connect.Succeed();
     } catch (const Failure &) {

@@ -92,8 +92,15 @@ bool MethodRun::IsOver() const {
 }
 
 void MethodRun::Succeed() {
-    if (operation.IsOver())
-        return operation.Succeed();
+    if (operation.IsOver()) {
+        try {
+            return operation.Succeed();
+        } catch (const Failure &failure) {
+            if (failure.status != kNoConnection)
+                throw;
+            throw Failure(failure.what() + GoesOnText({TaskId()}), kNoConnection);
+        }
+    }
     if (IsTask() && !options.isTaskWaited)
         return;
     if (!IsTask())

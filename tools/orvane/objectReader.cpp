@@ -130,7 +130,9 @@ ReadObjectResult ResultOf(GObject *content, const std::vector<PropertyPath> &pat
         g_object_get(missing, "fault", &fault, nullptr);
         const ObjectPtr<SkemaQormMethodFault> owner(fault);
         const std::string name = fault != nullptr ? ClassName(fault) : "";
-        result.missing.push_back({StringOf(missing, "path"), name + AdviceText(fault), name});
+        result.missing.push_back(
+            {StringOf(missing, "path"),
+             (fault != nullptr ? name : FaultText(nullptr)) + AdviceText(fault), name});
     }
     return result;
 }

@@ -45,6 +45,7 @@ constexpr auto kTransferErrors = std::to_array<TransferError>({
 constexpr glong kFirstRefusal = 400; /* statuses of HTTP that refuse the request */
 constexpr glong kFirstError = 500;
 
+constexpr char kAnyFault[] = "MethodFault"; /* of no class of its own */
 constexpr char kNoObject[] = "ManagedObjectNotFound";
 
 /* Faults that the user may do something about. */
@@ -257,7 +258,9 @@ Failure FailureOf(const std::string &name, SkemaQormMethodFault *fault, OrvaneOu
 }
 
 std::string AdviceText(SkemaQormMethodFault *fault) {
-    const std::string name = fault != nullptr ? ClassName(fault) : "";
+    const std::string name = fault != nullptr ? ClassName(fault) : kAnyFault;
+    if (name == kAnyFault || g_type_is_a(G_OBJECT_TYPE(fault), ORVANE_TYPE_FAULT_UNEXPECTED))
+        return Text(MSGID("advice.any") "; check the address, --wire FILE records what comes");
     if (name != kNoObject)
         return AdviceText(name);
     SkemaQormManagedObject *object = nullptr;
@@ -273,8 +276,10 @@ std::string AdviceText(const std::string &faultName) {
 }
 
 std::string FaultText(SkemaQormMethodFault *fault) {
-    if (!fault)
+    if (!fault || ClassName(fault) == kAnyFault)
         return Text(MSGID("fault.unknown") "failed, and the service did not say why");
+    if (g_type_is_a(G_OBJECT_TYPE(fault), ORVANE_TYPE_FAULT_UNEXPECTED))
+        return Text(MSGID("fault.unexpected") "no usable answer");
     if (!g_type_is_a(G_OBJECT_TYPE(fault), ORVANE_TYPE_FAULT_INVALID_RESPONSE))
         return fmt::format("{}: {}", ClassName(fault),
                            fault->fault_string ? Printable(fault->fault_string)

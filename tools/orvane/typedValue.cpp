@@ -26,7 +26,9 @@ namespace orvaneCli {
 namespace {
 
 constexpr size_t kMostBytes = size_t(64) << 20; /* of a file */
-constexpr int kWaitSeconds = 3600;              /* then the wait begins anew */
+/* a pipe whose writer has yet to come is waited for by the loop */
+constexpr int kReading = O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
+constexpr int kWaitSeconds = 3600; /* then the wait begins anew */
 
 gboolean OnReadable(gint, GIOCondition, gpointer isReadable) {
     *static_cast<bool *>(isReadable) = true;
@@ -45,7 +47,7 @@ void WaitForInput(int descriptor) {
 }
 
 std::string ReadWhole(const std::string &path) {
-    const Descriptor file(path == "-" ? STDIN_FILENO : open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    const Descriptor file(path == "-" ? STDIN_FILENO : open(path.c_str(), kReading));
     std::array<char, 65536> block;
     std::string content;
     content.reserve(
@@ -54,15 +56,15 @@ std::string ReadWhole(const std::string &path) {
     while (count > 0 && content.size() <= kMostBytes) {
         WaitForInput(file.Number());
         count = read(file.Number(), block.data(), block.size());
-        if (count < 0 && errno == EINTR)
+        if (count < 0 && (errno == EINTR || errno == EAGAIN))
             count = 1;
         else if (count > 0)
             content.append(block.data(), size_t(count));
     }
     explicit_bzero(block.data(), block.size());
     if (count < 0)
-        throw BadUsage(Text(MSGID("value.file") "%s cannot be read: %s", Printable(path).c_str(),
-                            ErrorText(errno)));
+        throw BadUsage(Text(MSGID("value.file") "%s cannot be read: %s",
+                            Printable(path.empty() ? "@" : path).c_str(), ErrorText(errno)));
     if (content.size() > kMostBytes)
         throw BadUsage(Text(MSGID("value.large") "%s has more than %d MiB", Printable(path).c_str(),
                             static_cast<int>(kMostBytes >> 20)));

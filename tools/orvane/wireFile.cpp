@@ -26,10 +26,13 @@ WireFile::WireFile(std::string filePath) : path(std::move(filePath)) {
         stream = stderr;
         return;
     }
-    const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NOFOLLOW,
-                          S_IRUSR | S_IWUSR);
+    const int file =
+        open(path.c_str(),
+             O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY,
+             S_IRUSR | S_IWUSR);
     if (file < 0)
         throw WireFailure(path, errno);
+    fcntl(file, F_SETFL, O_APPEND); /* only a pipe without a reader is not waited for */
     owned.reset(fdopen(file, "a"));
     if (!owned) {
         const int why = errno;

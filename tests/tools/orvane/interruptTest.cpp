@@ -64,6 +64,13 @@ TEST_F(OrvaneInterrupted, LogsOutWhereverItWaits) {
         EXPECT_EQ(row.numLogouts, server.NumCalls("Logout"));
         EXPECT_EQ(0, server.NumSessions());
     }
+    server.ResetCounters();
+    server.AddTrouble({.kind = TroubleKind::Slow, .method = "Login", .delayMs = 300});
+    Program demo("bin/orvane", Demo());
+    EXPECT_TRUE(HasCalled("Login"));
+    demo.Interrupt();
+    EXPECT_EQ(130, demo.Wait().status);
+    EXPECT_EQ(0, server.NumSessions()) << "the answer came after the signal";
 }
 
 TEST_F(OrvaneInterrupted, EndsWithTheNumberOfTheSignalAndAtOnceWithTheSecond) {
