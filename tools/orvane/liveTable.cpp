@@ -53,7 +53,8 @@ void LiveTable::Draw(size_t numRows, const std::function<TableRow(size_t)> &row,
                      const std::string &lastLine) {
     std::vector<std::string> lines = LinesOf(numRows, row);
     lines.push_back(
-        terminal.Styled(Style::kFaint, CutText(lastLine, std::max(OutputColumns() - 1, 1), "~")));
+        terminal.Styled(Style::kFaint, CutText(lastLine, std::max(OutputColumns() - 1, 1),
+                                               terminal.HasUnicode() ? "\u2026" : "~")));
     std::string output = drawn.empty() ? "" : "\r";
     if (drawn.size() > 1)
         output += fmt::format("\033[{}A", drawn.size() - 1);
