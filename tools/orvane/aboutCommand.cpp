@@ -50,7 +50,8 @@ ObjectPtr<GObject> AboutOf(const Service &service) {
     return ObjectPtr<GObject>(about);
 }
 
-void ShowJson(const Service &service, const std::string &user, GObject *about) {
+/* The forms that are no table. */
+void WriteFields(const Service &service, const std::string &user, GObject *about) {
     nlohmann::ordered_json all = {{"fullName", TextOf(about, "fullName")}};
     for (const auto &[property, label] : kShown) {
         if (const std::string text = TextOf(about, property); !text.empty())
@@ -60,7 +61,10 @@ void ShowJson(const Service &service, const std::string &user, GObject *about) {
     all["negotiated"] = version ? version : "";
     all["url"] = service.Url();
     all["user"] = user;
-    WriteJson(all);
+    if (IsJsonWanted())
+        return WriteJson(all);
+    for (const auto &[name, value] : all.items())
+        WriteOutput(fmt::format("{}\t{}\n", name, Printable(value.get<std::string>())));
 }
 
 void Show(const Service &service, const std::string &user, GObject *about) {
@@ -105,7 +109,7 @@ int RunAbout(AboutOptions &options) {
     TakeWords(options);
     return WithService(options, [&](const Service &service) {
         const ObjectPtr<GObject> about = AboutOf(service);
-        const auto show = IsJsonWanted() ? ShowJson : Show;
+        const auto show = GetOutputForm() == OutputForm::kTable ? Show : WriteFields;
         show(service, options.login.user, about.get());
         return kDone;
     });

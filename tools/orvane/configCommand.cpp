@@ -1,37 +1,30 @@
 #include "tools/orvane/configCommand.h"
 
-#include <fmt/format.h>
-#include <nlohmann/json.hpp>
-
 #include "tools/orvane/command.h"
 #include "tools/orvane/failure.h"
 #include "tools/orvane/helpTexts.h"
 #include "tools/orvane/message.h"
+#include "tools/orvane/printer.h"
 #include "tools/orvane/settings.h"
-#include "tools/orvane/terminal.h"
 
 namespace orvaneCli {
 
 namespace {
 
 int RunConfig() {
-    const std::vector<SettingShown> all = AllSettings();
-    if (IsJsonWanted()) {
-        auto list = nlohmann::ordered_json::array();
-        for (const SettingShown &each : all)
-            list.push_back({{"name", each.name},
-                            {"value", each.value},
-                            {"layer", each.layer.empty() ? "DEFAULT" : each.layer},
-                            {"file", each.file}});
-        WriteJson(list);
-        return kDone;
+    Printer printer({{.key = "name", .title = "", .isWhole = true},
+                     {.key = "value", .title = ""},
+                     {.key = "layer", .title = "", .isWhole = true},
+                     {.key = "file", .title = "", .cutsStart = true}},
+                    {.hasHeading = false});
+    for (const SettingShown &each : AllSettings()) {
+        const std::string layer = !each.layer.empty() ? each.layer
+                                  : printer.IsTable() ? Text(MSGID("setting.default") "(default)")
+                                                      : "DEFAULT";
+        printer.Row(
+            {TextCell(each.name), TextCell(each.value), TextCell(layer), TextCell(each.file)});
     }
-    for (const SettingShown &each : all) {
-        const std::string layer =
-            each.layer.empty() ? Text(MSGID("setting.default") "(default)") : each.layer;
-        WriteOutput(fmt::format("{:<10}{:<10}{}{}{}\n", each.name, Printable(each.value), layer,
-                                each.file.empty() ? "" : "  ", Printable(each.file)));
-    }
+    printer.End();
     return kDone;
 }
 

@@ -1,13 +1,12 @@
 #include "tools/orvane/profileCommand.h"
 
-#include <algorithm>
-
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
 #include "tools/orvane/command.h"
 #include "tools/orvane/helpTexts.h"
 #include "tools/orvane/message.h"
+#include "tools/orvane/printer.h"
 #include "tools/orvane/profiles.h"
 #include "tools/orvane/question.h"
 #include "tools/orvane/settings.h"
@@ -18,8 +17,6 @@ namespace orvaneCli {
 namespace {
 
 using Json = nlohmann::ordered_json;
-
-constexpr size_t kMaxUrlColumn = 48; /* a longer address moves what is behind it */
 
 int RunAdd(const ProfileOptions &options) {
     const Profiles profiles;
@@ -46,30 +43,34 @@ Json ToJson(const Profile &profile) {
             {"hasPassword", !profile.sealed.empty()}};
 }
 
-int RunList() {
-    const std::vector<Profile> all = Profiles().All();
-    if (IsJsonWanted()) {
-        Json list = Json::array();
-        for (const Profile &each : all)
-            list.push_back(ToJson(each));
-        WriteJson(list);
-        return kDone;
+/* What a list has of a profile in a form that is no table. */
+std::vector<Cell> CellsOf(const Profile &profile) {
+    const char *hasPassword = profile.sealed.empty() ? "false" : "true";
+    return {TextCell(profile.name), TextCell(profile.url), TextCell(profile.user),
+            JsonCell(hasPassword, hasPassword)};
+}
+
+int Print(const std::vector<Profile> &profiles) {
+    std::vector<Column> columns = {{.key = "name", .title = "", .isWhole = true},
+                                   {.key = "url", .title = "", .cutsStart = true},
+                                   {.key = "user", .title = ""}};
+    const bool isTable = GetOutputForm() == OutputForm::kTable;
+    if (!isTable)
+        columns.push_back({.key = "hasPassword", .title = ""});
+    Printer printer(std::move(columns), {.hasHeading = false});
+    for (const Profile &each : profiles) {
+        std::vector<Cell> cells = CellsOf(each);
+        cells.resize(isTable ? 3 : cells.size());
+        if (!each.sealed.empty() && isTable)
+            cells.back().text += Text(MSGID("profile.withPassword") ", password stored");
+        printer.Row(cells);
     }
-    size_t nameWidth = 0;
-    size_t urlWidth = 0;
-    for (const Profile &each : all) {
-        nameWidth = std::max(nameWidth, each.name.size());
-        urlWidth = std::max(urlWidth, std::min(kMaxUrlColumn, Printable(each.url).size()));
-    }
-    for (const Profile &each : all) {
-        std::string line = fmt::format(
-            "{:<{}}  {:<{}}  {}{}", each.name, nameWidth, Printable(each.url), urlWidth,
-            Printable(each.user),
-            each.sealed.empty() ? "" : Text(MSGID("profile.withPassword") ", password stored"));
-        line.erase(line.find_last_not_of(' ') + 1);
-        WriteOutput(line + "\n");
-    }
+    printer.End();
     return kDone;
+}
+
+int RunList() {
+    return Print(Profiles().All());
 }
 
 int RunShow(const ProfileOptions &options) {
@@ -88,6 +89,8 @@ int RunShow(const ProfileOptions &options) {
          profile.sealed.empty() ? Text(MSGID("profile.notStored") "not stored")
                                 : Text(MSGID("profile.stored") "stored under the passphrase")},
     };
+    if (GetOutputForm() == OutputForm::kPlain)
+        return Print({profile});
     for (const auto &[label, text] : rows)
         WriteOutput(fmt::format("{:<10}{}\n", label, text));
     return kDone;

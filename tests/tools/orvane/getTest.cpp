@@ -84,6 +84,8 @@ TEST_F(Get, WorksAtTheSecondServiceToo) {
     const Ended about = Run({"about", "--url", server.Url(), "administrator", "--ferry", "-q"});
     EXPECT_THAT(about.out, testing::StartsWith("  negotiated  ferry/5.0\n  address"));
     EXPECT_THAT(about.out, HasSubstr("/ferry as administrator\n"));
+    EXPECT_THAT(Run({"about", "--ferry", "--output", "plain"}).out,
+                HasSubstr("negotiated\tferry/5.0\nurl\t"));
 }
 
 TEST_F(WithOverlay, GetReadsInsideOfLists) {

@@ -237,6 +237,9 @@ TEST_F(ProfileCommand, StoresAPasswordAndConnectsWithIt) {
                      .status);
     EXPECT_THAT(Run({"profile", "list"}).out,
                 HasSubstr("lab  " + server.Url() + "  administrator, password stored\n"));
+    for (const char *word : {"list", "show"})
+        EXPECT_EQ("lab\t" + server.Url() + "\tadministrator\ttrue\n",
+                  Run({"profile", word, "--output", "plain", *word == 's' ? "lab" : "-q"}).out);
     EXPECT_THAT(Run({"profile", "show", "lab"}).out, HasSubstr("stored under the passphrase\n"));
 
     const Ended about =

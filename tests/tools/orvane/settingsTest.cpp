@@ -31,7 +31,7 @@ TEST_F(Settings, TheFirstLayerThatHasOneCountsAndIsShown) {
         Words options;
         const char *value, *layer;
     } rows[] = {
-        {"", "", {}, "30", "(default)"},
+        {"", "", {}, "30", "DEFAULT\t\n"},
         {"", "timeout = \"7\"\n", {}, "7", "USER_DEFAULTS"},
         {"timeout = 8\n", "timeout = \"7\"\n", {}, "8", "USER_PREFERENCES"},
         {"\xef\xbb\xbftimeout = 8\n", "", {}, "8", "USER_PREFERENCES"},
@@ -42,14 +42,13 @@ TEST_F(Settings, TheFirstLayerThatHasOneCountsAndIsShown) {
         folder.Write("orvane/preferences", row.preferences);
         folder.Write("orvane/config", row.config);
         Words words = row.options;
-        words.emplace_back("config");
+        words.insert(words.end(), {"config", "--output", "plain"});
         const Ended ended = Run(words);
         EXPECT_EQ(0, ended.status) << ended.err;
-        std::string line = "timeout   " + std::string(row.value);
-        line.resize(20, ' ');
-        EXPECT_THAT(ended.out, HasSubstr(line + row.layer)) << row.config;
+        EXPECT_THAT(ended.out, HasSubstr(std::string("timeout\t") + row.value + "\t" + row.layer))
+            << row.config;
     }
-    EXPECT_THAT(Run({"config"}).out, HasSubstr("color     never     USER_PREFERENCES  " +
+    EXPECT_THAT(Run({"config"}).out, HasSubstr("color    never  USER_PREFERENCES  " +
                                                folder.Path() + "/orvane/preferences\n"));
 }
 
@@ -84,7 +83,7 @@ TEST_F(Settings, AValueThatCannotBeUsedIsRefusedOrReportedOnce) {
     folder.Write("orvane/config", "timeout = soon\ncolor = \"auto|0a\"\n");
     const Ended ended = Run({"config"});
     EXPECT_EQ(0, ended.status);
-    EXPECT_THAT(ended.out, HasSubstr("timeout   30        (default)"));
+    EXPECT_THAT(ended.out, HasSubstr("timeout  30     (default)"));
     EXPECT_EQ(2, std::ranges::count(ended.err, '\n')) << ended.err;
     EXPECT_THAT(ended.err, HasSubstr("/orvane/config: setting \"timeout\": \"soon\" is no number"));
 }
@@ -108,7 +107,7 @@ TEST_F(Settings, AFileThatCannotBeReadIsReportedAndLeftOut) {
         const Ended ended = Run({"config"});
         EXPECT_THAT(ended.err, HasSubstr(why));
         EXPECT_EQ(1, std::ranges::count(ended.err, '\n')) << ended.err;
-        EXPECT_THAT(ended.out, HasSubstr("timeout   7"));
+        EXPECT_THAT(ended.out, HasSubstr("timeout  7 "));
         EXPECT_EQ(0, remove(file.c_str()));
     }
 }
@@ -143,7 +142,7 @@ TEST_F(Settings, DecideAboutOutputColourAndTime) {
 TEST_F(Settings, TheProgramSpeaksTheLanguageOfTheUser) {
     Program::language = "de_DE.UTF-8";
     EXPECT_THAT(Run({"--help"}).out, HasSubstr("Arbeitet über liborvane mit einem"));
-    EXPECT_THAT(Run({"config"}).out, HasSubstr("timeout   30        (Vorgabe)"));
+    EXPECT_THAT(Run({"config"}).out, HasSubstr("timeout  30     (Vorgabe)"));
     EXPECT_THAT(Run({"abuot"}).err,
                 HasSubstr("ist kein Befehl von orvane; ist \"about\" gemeint?"));
     EXPECT_THAT(Run({"about", "http://127.0.0.1:1/", "u", "--password", "p"}).err,
