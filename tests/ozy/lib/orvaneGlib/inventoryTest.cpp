@@ -1,6 +1,5 @@
 // Inventories: what is in the list, against the simulator with and without a view manager; and how it changes, against a
 // model that follows "items-changed".
-#include <orvane/inventory.h>
 
 #include "tests/ozy/lib/orvane/session/renewalFixture.h"
 #include "tests/ozy/lib/orvaneGlib/listMirror.h"

@@ -3,7 +3,6 @@
 #include <sys/stat.h>
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <orvane/schema/ferry.h>
 #include <orvane/schema/ozy.h>

@@ -1,5 +1,4 @@
 // Each operation has one end: a ledger of completion functions, for every way in which one can end.
-#include <orvane/operation.h>
 #include <orvane/specBuilders.h>
 
 #include "tests/ozy/lib/orvane/updates/managerTest.h"

@@ -1,5 +1,4 @@
 // Operations that are given up, or take longer than they may: what is closed, what fails, and when. Time is moved by hand.
-#include <orvane/operation.h>
 #include <orvane/specBuilders.h>
 
 #include "apps/lib/basicHttp/basicHttpInt.h"

@@ -1,13 +1,10 @@
 #include <orvane/log.h>
 
-#include <functional>
-#include <string>
 #include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
 
-#include "lib/misc/logOutput.h"
 #include "tests/lib/misc/logRecorder.h"
 #include "tests/support/logText.h"
 

@@ -1,9 +1,5 @@
 #include "ozy/lib/orvane/runtime/orvaneRuntime.h"
 
-#include <string>
-
-#include <gtest/gtest.h>
-
 #include <orvane/schema/qorm.h>
 
 #include "tests/ozy/lib/orvane/soap/soapFixture.h"

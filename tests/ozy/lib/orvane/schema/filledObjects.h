@@ -11,15 +11,12 @@
 #include <map>
 #include <random>
 #include <set>
-#include <span>
 
 #include <gmock/gmock.h>
-#include <orvane/schema/qorm.h>
 
 #include "ozy/lib/orvane/schema/schemaEngine.h"
 #include "ozy/lib/orvane/session/orvaneSessionInt.h"
 #include "tests/ozy/lib/orvane/schema/shownValue.h"
-#include "tests/ozy/lib/orvane/soap/soapFixture.h"
 
 namespace filledObjects {
 

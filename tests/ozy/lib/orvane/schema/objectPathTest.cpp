@@ -3,7 +3,6 @@
 
 #include <ctime>
 
-#include <gtest/gtest.h>
 #include <orvane/schema/ozy.h>
 
 #include "tests/ozy/lib/orvane/soap/keeper.h"

@@ -2,17 +2,11 @@
 
 #include <algorithm>
 #include <cfloat>
-#include <string>
-#include <vector>
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <orvane/schema/ozy.h>
 
-#include "lib/misc/glibPtr.h"
-#include "ozy/lib/orvane/runtime/orvaneRuntime.h"
-#include "ozy/lib/orvane/schema/schemaLookup.h"
 #include "tests/lib/lock/inThreads.h"
 #include "tests/ozy/lib/orvane/soap/soapFixture.h"
 

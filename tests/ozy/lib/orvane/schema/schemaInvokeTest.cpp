@@ -1,10 +1,7 @@
 // Method stubs: which values their parameters become, as the service sees them.
 #include "ozy/lib/orvane/listener/orvaneListener.h"
-#include "ozy/lib/orvane/schema/schemaEngine.h"
-#include "ozy/lib/orvane/updates/orvaneMOMgr.h"
 #include "tests/ozy/lib/orvane/schema/schemaKinds.h"
 #include "tests/ozy/lib/orvane/session/sessionFixture.h"
-#include "tests/ozy/lib/orvane/soap/soapFixture.h"
 
 namespace {
 

@@ -17,9 +17,6 @@
  */
 #pragma once
 
-#include <span>
-#include <string>
-
 #include "ozy/lib/orvane/schema/schemaEngine.h"
 #include "tests/ozy/lib/orvane/schema/shownValue.h"
 

@@ -4,15 +4,8 @@
 #include <array>
 #include <cfloat>
 #include <cstring>
-#include <vector>
 
-#include <gtest/gtest.h>
-
-#include <orvane/schema/qorm.h>
-
-#include "ozy/lib/orvane/runtime/orvaneRuntime.h"
 #include "ozy/lib/schemaText/schemaBuild.h"
-#include "tests/ozy/lib/orvane/soap/soapFixture.h"
 
 namespace schemaKinds {
 namespace {

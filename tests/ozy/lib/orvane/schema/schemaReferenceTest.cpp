@@ -1,12 +1,9 @@
 // Managed objects in fields: what is stored, and when a proxy without an owner is destroyed.
 #include "ozy/lib/orvane/runtime/roomsAbove.h"
-#include "ozy/lib/orvane/schema/schemaEngine.h"
 #include "ozy/lib/orvane/schema/schemaSession.h"
 #include "ozy/lib/orvane/session/orvaneSessionInt.h"
-#include "ozy/lib/orvane/updates/orvaneMOMgr.h"
 #include "tests/ozy/lib/orvane/schema/schemaKinds.h"
 #include "tests/ozy/lib/orvane/session/sessionFixture.h"
-#include "tests/ozy/lib/orvane/soap/soapFixture.h"
 
 namespace {
 

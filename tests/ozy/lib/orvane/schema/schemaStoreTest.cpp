@@ -1,11 +1,8 @@
 #include "ozy/lib/orvane/schema/schemaEngine.h"
 
-#include <gtest/gtest.h>
-
 #include <orvane/schema/ozy.h>
 
 #include "tests/ozy/lib/orvane/schema/schemaKinds.h"
-#include "tests/ozy/lib/orvane/soap/soapFixture.h"
 
 namespace {
 

@@ -4,7 +4,6 @@
 #pragma once
 
 #include <span>
-#include <string>
 
 #include <orvane/runtime.h>
 #include <orvane/schema/qorm.h>

@@ -152,13 +152,6 @@ TEST_F(Connect, RefusesACookieThatIsMoreThanOne) {
     EXPECT_TRUE(service->Methods().empty());
 }
 
-TEST_F(Connect, HasNoSingleSignOn) {
-    EXPECT_EQ("failure Unexpected", Run([&](auto *l) {
-                  orvane_session_sspi_connect(session, Url().c_str(), nullptr, l);
-              }));
-    EXPECT_EQ(ORVANE_SESSION_DISCONNECTED, State());
-}
-
 /* -- local ---------------------------------------------------------------------------------------- */
 
 struct LocalConnect : Connect {
@@ -445,19 +438,7 @@ TEST_F(RolesLoad, AllowsAnythingInAHandlerOfTheCancel) {
     }
 }
 
-TEST_F(Connect, ChecksWhatItIsGiven) {
-    Ending ending;
-    g_test_expect_message(nullptr, G_LOG_LEVEL_CRITICAL, "*'cnxParams' failed*");
-    orvane_session_connect(session, Url().c_str(), "u", nullptr, ending.listener);
-    g_test_expect_message(nullptr, G_LOG_LEVEL_CRITICAL, "*'cnxParams' failed*");
-    orvane_session_hijack(session, Url().c_str(), nullptr, ending.listener);
-    g_test_expect_message(nullptr, G_LOG_LEVEL_CRITICAL, "*'session' failed*");
-    orvane_session_connect(nullptr, Url().c_str(), "u", "p", ending.listener);
-    g_test_expect_message(nullptr, G_LOG_LEVEL_CRITICAL, "*'session' failed*");
-    orvane_session_disconnect(nullptr, ending.listener);
-    g_test_assert_expected_messages();
-    EXPECT_EQ(0, ending.times);
-
+TEST_F(Connect, RefusesWhatIsNoUrl) {
     const std::string endless = "http://127.0.0.1/" + std::string(8000001, 'x'); /* for libcurl */
     for (const char *url :
          {static_cast<const char *>(nullptr), "", "ftp://127.0.0.1/", "::", endless.c_str()}) {

@@ -1,5 +1,4 @@
 // Sessions that connect again by themselves, against services that go, come back, and come back as something else.
-#include <orvane/operation.h>
 
 #include <random>
 
@@ -7,9 +6,8 @@
 #include <netinet/tcp.h>
 #include <sys/socket.h>
 
-#include <ssl/ssl.h>
-
 #include "ozy/lib/orvane/session/orvaneSessionBackOff.h"
+#include "tests/ozy/lib/orvane/session/askedApplication.h"
 #include "tests/ozy/lib/orvane/session/renewalFixture.h"
 #include "tests/support/temporaryFolder.h"
 #include "tools/certificates/certificateKind.h"
@@ -68,6 +66,17 @@ protected:
         StartServer(std::move(options));
     }
     void ComeBack() { ComeBack(former); }
+    /* A try has asked the application about a certificate, and waits for its answer. */
+    void BeginAsked() {
+        application = {};
+        prepare = [&] { application.Watch(session); };
+        Begin({.hosts = 1, .machines = 1, .certificateKind = "self-signed"});
+        Lose();
+        ComeBack();
+        application.answer = Answer::Later;
+        Move(1000);
+        ASSERT_NE(nullptr, application.open);
+    }
     /* A service elsewhere, whose clock is moved. */
     void StartIdle() { StartServer({.hosts = 1, .machines = 1}); }
     bool UntilConnected() {
@@ -84,6 +93,7 @@ protected:
         return text;
     }
 
+    Application application;
     OrvaneReconnect policy = {};
     std::vector<guint> attempts;
     std::vector<guint> delays;
@@ -217,41 +227,6 @@ TEST_F(Reconnect, AThousandSessionsSpreadTheirTries) {
     EXPECT_GE(OrvaneBackOff_Delay(1, G_MAXINT64, 4000), G_MAXINT64 / 2) << "no overflow";
 }
 
-/* Clients of one service, which they lose at the same time. */
-TEST_F(Reconnect, ManySessionsComeBackAndSpreadTheirTries) {
-    constexpr size_t kSessions = 60;
-    constexpr int kSlots = 10;
-    policy.firstDelay = 100000; /* the machine's own time is little beside it */
-    policy.longestDelay = policy.firstDelay;
-    orvane_session_set_reconnect(session, &policy);
-    std::vector<ObjectPtr<OrvaneSession>> sessions;
-    OrvaneSession *first = session;
-    while (sessions.size() + 1 < kSessions) {
-        sessions.emplace_back(session = orvane_session_new());
-        GiveCredentials();
-        orvane_session_set_reconnect(session, &policy);
-        orvane_session_connect(session, server->Url().c_str(), "administrator", "secret", nullptr);
-    }
-    session = first;
-    ASSERT_TRUE(Until([&] { return server->NumWaiting() == int(kSessions); }));
-    port = server->Port();
-    BreakOff();
-    ASSERT_TRUE(Until([&] { return delays.size() == kSessions; }));
-    ComeBack();
-    int mostLogins = 0;
-    Move(policy.firstDelay / 2);
-    for (int i = 0; i < kSlots; i++) {
-        server->ResetCounters();
-        Move(policy.firstDelay / 2 / kSlots);
-        mostLogins = std::max(mostLogins, server->NumCalls("Login"));
-    }
-    EXPECT_LT(mostLogins, 4 * int(kSessions) / kSlots); /* by chance hardly ever above two */
-    EXPECT_TRUE(Until([&] { return server->NumWaiting() == int(kSessions); }));
-    EXPECT_EQ(int(kSessions), server->NumSessions());
-    for (const auto &each : sessions)
-        EXPECT_EQ(ORVANE_SESSION_CONNECTED, orvane_session_get_state(each.get()));
-}
-
 TEST_F(Reconnect, TheLastTryIsTheEnd) {
     policy.attempts = 3;
     orvane_session_set_reconnect(session, &policy);
@@ -295,19 +270,7 @@ TEST_F(Reconnect, AnotherServiceIsRefused) {
     }
 }
 
-static gint Pin(GObject *context, gpointer, gpointer certificate, gpointer data,
-                OrvaneVerifyCertificateDoneFunc done) {
-    auto *pin = static_cast<std::string *>(data);
-    char thumbprint[SSL_THUMBPRINT_SIZE];
-    SSL_GetCertThumbprint(static_cast<X509 *>(certificate), thumbprint, sizeof thumbprint);
-    if (pin->empty())
-        *pin = thumbprint;
-    done(context, *pin == thumbprint);
-    return 0;
-}
-
 TEST_F(Reconnect, APasswordIsNotSentToAnotherCertificate) {
-    static std::string pin;
     enum class At { Try, Login, OtherLogin };
     const struct {
         bool isStrict;
@@ -321,16 +284,18 @@ TEST_F(Reconnect, APasswordIsNotSentToAnotherCertificate) {
     const TemporaryFolder folder;
     for (const auto &row : rows) {
         SCOPED_TRACE(&row - rows);
-        pin.clear();
+        application = {};
         prepare = [&] {
             orvane_session_set_strict_tls(session, row.isStrict);
             const std::string file = folder.Write("root.pem", server->Certificate()->anchor.pem);
             if (row.hasFunction)
-                orvane_session_set_verify_certificate_func(session, Pin, &pin);
+                application.Watch(session);
             else
                 orvane_session_set_ssl_certificate_location(session, file.c_str(), nullptr);
         };
         Begin(tls);
+        application.accepted.insert(application.asked.begin(), application.asked.end());
+        application.answer = Answer::No; /* to another one */
         former.certificate = server->Certificate()->Pem();
         former.privateKey = server->Certificate()->KeyPem();
         former.certificateKind.clear();
@@ -380,36 +345,8 @@ TEST_F(Reconnect, CredentialsThatComeTooLateAreNotSent) {
     EXPECT_EQ(1, server->NumCalls("Login"));
 }
 
-struct Question {
-    GObject *context;
-    OrvaneVerifyCertificateDoneFunc done;
-    bool isLater;
-    int times;
-};
-
-static gint Ask(GObject *context, gpointer, gpointer, gpointer data,
-                OrvaneVerifyCertificateDoneFunc done) {
-    auto *question = static_cast<Question *>(data);
-    question->times++;
-    if (std::exchange(question->isLater, false)) {
-        question->context = context;
-        question->done = done;
-    } else {
-        done(context, TRUE);
-    }
-    return 0;
-}
-
 TEST_F(Reconnect, ACallThatIsMadeDuringATryEnds) {
-    static Question question;
-    question = {};
-    prepare = [&] { orvane_session_set_verify_certificate_func(session, Ask, &question); };
-    Begin({.hosts = 1, .machines = 1, .certificateKind = "self-signed"});
-    Lose();
-    ComeBack();
-    question.isLater = true;
-    Move(1000);
-    ASSERT_NE(nullptr, question.done);
+    BeginAsked();
     Call("a");
     GError *error = nullptr;
     const ObjectPtr<OrvaneListener> called(ORVANE_LISTENER(g_object_ref(last)));
@@ -419,45 +356,38 @@ TEST_F(Reconnect, ACallThatIsMadeDuringATryEnds) {
     ASSERT_TRUE(orvane_listener_get_error(called.get(), &error));
     EXPECT_THAT(error->message, HasSubstr("is connecting again"));
     g_error_free(error);
-    question.done(question.context, TRUE);
+    application.answer = Answer::Yes;
+    application.Decide(true);
     EXPECT_TRUE(UntilConnected());
     EXPECT_EQ(0, server->NumCalls("CurrentTime"));
 }
 
 /* The application has asked a person, who answers when the try is over. */
 TEST_F(Reconnect, ALateAnswerHoldsForTheNextTryAndItsCertificate) {
-    static Question question;
     const struct {
         const char *name;
         bool accepts;
         bool isOther; /* the next try meets another certificate */
-        int times;    /* that the next try asks */
+        size_t times; /* that the next try asks */
         bool connects;
     } rows[] = {{"yes", true, false, 0, true},
                 {"no", false, false, 0, false},
                 {"yes to another", true, true, 1, true}};
-    const simulator::Options tls = {.hosts = 1, .machines = 1, .certificateKind = "self-signed"};
     for (const auto &row : rows) {
         SCOPED_TRACE(row.name);
-        question = {};
-        prepare = [&] { orvane_session_set_verify_certificate_func(session, Ask, &question); };
-        Begin(tls);
-        Lose();
-        ComeBack(tls);
-        question.isLater = true;
-        Move(1000);
-        ASSERT_NE(nullptr, question.done);
+        BeginAsked();
         Move(60000);
         EXPECT_THAT(attempts, ElementsAre(1, 2));
-        question.done(question.context, row.accepts);
+        application.answer = Answer::Yes;
+        application.done(application.open, row.accepts);
         if (row.isOther)
-            ComeBack(tls);
-        question.times = 0;
+            ComeBack(former);
+        application.asked.clear();
         Move(2000);
-        EXPECT_EQ(row.times, question.times);
+        EXPECT_EQ(row.times, application.asked.size());
         EXPECT_EQ(row.connects, IsState(ORVANE_SESSION_CONNECTED));
         EXPECT_TRUE(UntilConnected()) << "it is asked again";
-        EXPECT_EQ(row.connects ? row.times : 1, question.times);
+        EXPECT_EQ(row.connects ? row.times : 1, application.asked.size());
     }
 }
 

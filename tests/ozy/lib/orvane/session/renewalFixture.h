@@ -7,13 +7,10 @@
 #pragma once
 
 #include <map>
-#include <string>
-#include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <orvane/operation.h>
 #include <orvane/orvane.h>
 #include <orvane/schema/ozy.h>
 #include <orvane/schema/qorm.h>

@@ -14,11 +14,7 @@
 
 #include <algorithm>
 #include <deque>
-#include <functional>
-#include <map>
 #include <span>
-#include <string>
-#include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -29,7 +25,6 @@
 #include <orvane/schema/qorm.h>
 
 #include "apps/lib/basicHttp/basicHttp.h"
-#include "lib/misc/glibPtr.h"
 #include "ozy/lib/orvane/updates/orvaneMOMgr.h"
 #include "tests/ozy/lib/orvane/runtime/objects.h"
 #include "tests/ozy/lib/orvane/soap/envelope.h"

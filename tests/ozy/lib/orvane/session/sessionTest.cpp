@@ -118,6 +118,7 @@ TEST_F(Session, RefusesWhatIsOfAnotherType) {
     const auto folder = NewObject<SkemaQormManagedObject>(SKEMA_TYPE_OZY_FOLDER);
     const ValueArrayPtr owner(orvane_filter_spec_set_new(TRUE, nullptr));
     GValueArray *set = owner.get();
+    GObject *data = G_OBJECT(folder.get());
     const std::function<bool()> calls[] = {
         [&] { return orvane_session_get_state(other) == ORVANE_SESSION_DISCONNECTED; },
         [&] { return orvane_session_get_version(other) == nullptr; },
@@ -151,7 +152,16 @@ TEST_F(Session, RefusesWhatIsOfAnotherType) {
         [&] { return orvane_session_set_strict_tls(other, TRUE), true; },
         [&] { return orvane_session_target_ferry(other), true; },
         [&] { return orvane_session_connect(other, "x", "u", "p", nullptr), true; },
+        [&] { return orvane_session_connect(nullptr, "x", "u", "p", nullptr), true; },
+        [&] { return orvane_session_connect(session, "x", "u", nullptr, nullptr), true; },
         [&] { return orvane_session_connect(session, "x", "u", "p", listener), true; },
+        [&] { return orvane_session_hijack(session, "x", nullptr, nullptr), true; },
+        [&] { return orvane_session_invoke_method(nullptr, data, "X", nullptr, nullptr), true; },
+        [&] { return orvane_session_invoke_method(session, nullptr, "X", nullptr, NULL), true; },
+        [&] {
+            return orvane_session_invoke_method(session, G_OBJECT(session), "X", NULL, NULL), true;
+        },
+        [&] { return orvane_session_invoke_method(session, data, nullptr, nullptr, NULL), true; },
         [&] { return orvane_session_disconnect(other, nullptr), true; },
         [&] { return orvane_session_disconnect(session, listener), true; },
         [&] { return orvane_session_cancel_listener(other, nullptr), true; },

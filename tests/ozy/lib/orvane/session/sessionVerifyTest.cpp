@@ -1,12 +1,9 @@
 // The application decides on certificates, over real https; and strict sessions.
-#include <set>
-
 #include <poll.h>
-
-#include <ssl/ssl.h>
 
 #include "lib/ssl/sslThunks.h"
 #include "ozy/lib/orvane/session/orvaneSessionInt.h"
+#include "tests/ozy/lib/orvane/session/askedApplication.h"
 #include "tests/ozy/lib/orvane/session/sessionFixture.h"
 #include "tests/support/temporaryFolder.h"
 #include "tools/certificates/certificateKind.h"
@@ -17,44 +14,6 @@ namespace {
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
-
-enum class Answer { Yes, No, Later };
-
-/* The application's side: answers in one way, but at once what it has accepted before. */
-struct Application {
-    Answer answer = Answer::Yes;
-    std::set<std::string> accepted; /* thumbprints */
-    std::vector<std::string> asked;
-    std::function<void()> inside; /* called while it is asked */
-    GObject *open = nullptr;      /* a question that waits for its answer */
-    OrvaneVerifyCertificateDoneFunc done = nullptr;
-
-    static gint Ask(GObject *context, gpointer, gpointer certificate, gpointer data,
-                    OrvaneVerifyCertificateDoneFunc done) {
-        auto *self = static_cast<Application *>(data);
-        char thumbprint[SSL_THUMBPRINT_SIZE];
-        EXPECT_TRUE(
-            SSL_GetCertThumbprint(static_cast<X509 *>(certificate), thumbprint, sizeof thumbprint));
-        self->asked.push_back(thumbprint);
-        if (self->inside)
-            self->inside();
-        if (self->accepted.contains(thumbprint) || self->answer == Answer::Yes)
-            done(context, TRUE);
-        else if (self->answer == Answer::No)
-            done(context, FALSE);
-        else {
-            self->open = context;
-            self->done = done;
-        }
-        return 0;
-    }
-    void Decide(bool accepts) {
-        ASSERT_NE(nullptr, open);
-        if (accepts)
-            accepted.insert(asked.back());
-        done(std::exchange(open, nullptr), accepts);
-    }
-};
 
 struct SessionVerify : SessionTest {
     SessionVerify() { waitMs = 60000; } /* for handshakes on a busy machine */
@@ -71,9 +30,7 @@ struct SessionVerify : SessionTest {
         server->Start();
         testLoop::Watch(server->PollDescriptor(), POLLIN, [this](short) { server->Run(); });
     }
-    void AskApplication() {
-        orvane_session_set_verify_certificate_func(session, Application::Ask, &application);
-    }
+    void AskApplication() { application.Watch(session); }
     void Begin(Ending &ending) {
         orvane_session_connect(session, server->Url().c_str(), "administrator", "secret",
                                ending.listener);

@@ -3,7 +3,6 @@
 #include <orvane/schema/qorm.h>
 
 #include "tests/ozy/lib/orvane/soap/soapFixture.h"
-#include "tests/support/paths.h"
 
 namespace {
 

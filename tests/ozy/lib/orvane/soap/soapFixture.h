@@ -6,12 +6,10 @@
  */
 #pragma once
 
-#include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
 
-#include "lib/misc/glibPtr.h"
 #include "ozy/lib/orvane/runtime/orvaneRuntime.h"
 #include "ozy/lib/orvane/schema/schemaLookup.h"
 #include "ozy/lib/orvane/soap/orvaneSoapInt.h"

@@ -2,10 +2,6 @@
 #include <algorithm>
 #include <numeric>
 
-#include <gmock/gmock.h>
-
-#include "lib/misc/log.h"
-#include "ozy/lib/orvane/session/orvaneSessionInt.h"
 #include "ozy/lib/orvane/updates/orvaneMOMgrInt.h"
 #include "tests/ozy/lib/orvane/schema/filledObjects.h"
 #include "tests/ozy/lib/orvane/soap/envelope.h"

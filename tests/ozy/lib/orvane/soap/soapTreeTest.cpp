@@ -3,7 +3,6 @@
 
 #include <gmock/gmock.h>
 
-#include "ozy/lib/orvane/soap/orvaneSoapTree.h"
 #include "tests/lib/lock/inThreads.h"
 #include "tests/support/logText.h"
 

@@ -5,7 +5,6 @@
 #include <utility>
 
 #include "ozy/lib/orvane/updates/orvaneMOMgrInt.h"
-#include "tests/ozy/lib/orvane/soap/soapFixture.h"
 #include "tests/ozy/lib/orvane/updates/managerTest.h"
 
 namespace {

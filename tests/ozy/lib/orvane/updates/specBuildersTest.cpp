@@ -1,8 +1,5 @@
 #include <orvane/specBuilders.h>
 
-#include <string>
-
-#include <gtest/gtest.h>
 #include <orvane/schema/ozy.h>
 #include <orvane/session.h>
 

@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <random>
 
-#include <gtest/gtest.h>
 #include <orvane/schema/ozy.h>
 
 #include "ozy/lib/orvane/session/orvaneSessionInt.h"

@@ -4,11 +4,8 @@
 
 #include <map>
 #include <sstream>
-#include <string>
-#include <vector>
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <orvane/schema/ozy.h>
 
 #include "ozy/lib/orvane/updates/orvaneMOMgrInt.h"

@@ -3,7 +3,6 @@
 #include "ozy/lib/orvane/updates/orvaneMOMgr.h"
 
 #include "ozy/lib/orvane/updates/orvaneMOMgrInt.h"
-#include "tests/ozy/lib/orvane/soap/soapFixture.h"
 #include "tests/ozy/lib/orvane/updates/managerTest.h"
 
 namespace {
