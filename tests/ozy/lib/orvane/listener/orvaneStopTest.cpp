@@ -17,57 +17,66 @@ constexpr const char *kCanceled = "SkemaQormFaultRequestCanceled";
 
 struct Stopping : ManagerTest {
     Texts texts; /* signals and outcomes, in order */
+    ObjectPtr<OrvaneListener> listener;
 
     Stopping() {
         basicHttpNow = [] { return g_get_monotonic_time() + clockOffset; };
     }
-    ~Stopping() override { basicHttpNow = g_get_monotonic_time; }
-
-    OrvaneListener *New() {
-        OrvaneListener *listener = orvane_listener_new();
-        for (const char *signal : {"success", "failure"})
-            On(listener, signal, [this](OrvaneListener *from) { Note(from); });
-        orvane_listener_set_completed_func(listener, OnCompleted, this, nullptr);
-        return listener;
+    ~Stopping() override {
+        listener.reset();
+        basicHttpNow = g_get_monotonic_time;
     }
-    /* Runs until nothing more comes, and releases the listener. */
-    void Release(OrvaneListener *listener) {
-        testLoop::Settle();
-        g_object_unref(listener);
+
+    /* A listener whose signals and ends are recorded from then on. */
+    OrvaneListener *New() {
+        texts.clear();
+        listener.reset(orvane_listener_new());
+        for (const char *signal : {"success", "failure"})
+            On(listener.get(), signal, [this](OrvaneListener *from) { Note(from); });
+        orvane_listener_set_completed_func(listener.get(), OnCompleted, this, nullptr);
+        return listener.get();
     }
     void StartOver() {
+        listener.reset();
         proxies.clear();
-        texts.clear();
         SessionTest::StartOver();
     }
-    void LeaveOpen(const char *method) { service->answers[method] = {}; }
-    void LoadMachine(OrvaneListener *listener) { Load(Machine("vm-1"), listener); }
-    void Retrieve(OrvaneListener *listener) {
-        orvane_session_load_properties(session, Machine("vm-1"), listener, TRUE, nullptr);
-    }
-    void PowerOn(OrvaneListener *listener) {
-        service->answers["PowerOnVM_Task"] = Reply("PowerOnVM_Task", "task-1", "type=\"Task\"");
-        skema_ozy_virtual_machine_power_on(SKEMA_OZY_VIRTUAL_MACHINE(Machine("vm-1")), nullptr,
-                                           listener);
+    using Operation = void (Stopping::*)();
+    /* Begins an operation, whose request for that is not answered. */
+    void Leave(const char *open, Operation operation) {
+        service->answers[open] = {};
+        (this->*operation)();
         testLoop::Settle();
     }
+    void Call() { CurrentTime(listener.get()); }
+    void LoadMachine() { Load(Machine("vm-1"), listener.get()); }
+    void Retrieve() {
+        orvane_session_load_properties(session, Machine("vm-1"), listener.get(), TRUE, nullptr);
+    }
+    void PowerOn() {
+        service->answers["PowerOnVM_Task"] = Reply("PowerOnVM_Task", "task-1", "type=\"Task\"");
+        skema_ozy_virtual_machine_power_on(SKEMA_OZY_VIRTUAL_MACHINE(Machine("vm-1")), nullptr,
+                                           listener.get());
+        testLoop::Settle();
+    }
+    void Logout() { orvane_session_disconnect(session, listener.get()); }
     void UpdateTask(bool isCancelable) {
         Update(TaskUpdate("enter", "running",
                           Tag("cancelled", "false") +
                               Tag("cancelable", isCancelable ? "true" : "false")));
     }
-    void PowerOnCancelably(OrvaneListener *listener) {
-        PowerOn(listener);
+    void PowerOnCancelably() {
+        PowerOn();
         UpdateTask(true);
     }
-    void Reconnect(OrvaneListener *listener) {
+    void Reconnect() {
         Disconnect();
         service->Forget();
-        orvane_session_connect(session, Url().c_str(), "u", "p", listener);
+        orvane_session_connect(session, Url().c_str(), "u", "p", listener.get());
     }
-    void ReconnectQuietly(OrvaneListener *listener) {
+    void ReconnectQuietly() {
         service->isQuiet = true;
-        Reconnect(listener);
+        Reconnect();
     }
     /* Another service and another session, which is connected. */
     void ConnectAnew() {
@@ -75,14 +84,16 @@ struct Stopping : ManagerTest {
         Connect();
     }
     /* Aborts an operation when a signal is emitted first, with that result. Requests are counted from then on. */
-    void AbortWhen(OrvaneListener *listener, const char *signal, bool result) {
-        On(listener, signal, [this, listener, result, isFirst = true]() mutable {
+    void AbortWhen(const char *signal, bool result = true) {
+        On(listener.get(), signal, [this, result, isFirst = true]() mutable {
             if (!std::exchange(isFirst, false))
                 return;
             service->Forget();
-            EXPECT_EQ(result, orvane_listener_abort(listener));
+            EXPECT_EQ(result, orvane_listener_abort(listener.get()));
         });
     }
+    void ExpectCancelled() { EXPECT_THAT(texts, ElementsAre(kCanceled, "cancelled")); }
+    void ExpectSucceeded() { EXPECT_THAT(texts, ElementsAre("success", "succeeded")); }
     /* Moves the clocks of the loop and of the transport. */
     void Move(gint64 milliseconds) {
         clockOffset += milliseconds * kMillisecond;
@@ -93,8 +104,8 @@ struct Stopping : ManagerTest {
 
 private:
     static inline gint64 clockOffset = 0;
-    void Note(OrvaneListener *listener) {
-        const ObjectPtr<SkemaQormMethodFault> fault(orvane_listener_get_fault(listener));
+    void Note(OrvaneListener *from) {
+        const ObjectPtr<SkemaQormMethodFault> fault(orvane_listener_get_fault(from));
         if (fault && G_OBJECT_TYPE(fault.get()) == ORVANE_TYPE_FAULT_INVALID_RESPONSE)
             texts.push_back("error " + std::to_string(GetNumber<guint>(fault.get(), "errorCode")));
         else
@@ -108,13 +119,13 @@ private:
 struct StopRow {
     const char *name;
     const char *open; /* what is not answered */
-    void (Stopping::*begin)(OrvaneListener *listener);
+    Stopping::Operation begin;
     const char *call = nullptr; /* that is made because of the stop; NULL for none */
     bool closes = true;         /* a connection */
 };
 
 static const StopRow kStopRows[] = {
-    {"a call", "CurrentTime", &Stopping::CurrentTime},
+    {"a call", "CurrentTime", &Stopping::Call},
     {"a retrieval", "RetrieveProperties", &Stopping::Retrieve},
     {"a load whose filter exists", "", &Stopping::LoadMachine, "DestroyPropertyFilter", false},
     {"a connect, at its first document", "ozyServiceVersions.xml", &Stopping::Reconnect},
@@ -128,32 +139,29 @@ TEST_F(Stopping, AnAbortClosesTheTransferAndFailsFromTheLoop) {
     for (const StopRow &row : kStopRows) {
         SCOPED_TRACE(row.name);
         ConnectAnew();
-        OrvaneListener *listener = New();
-        LeaveOpen(row.open);
-        (this->*row.begin)(listener);
-        testLoop::Settle();
+        New();
+        Leave(row.open, row.begin);
         const int numOpen = NumOpen();
         service->Forget();
-        EXPECT_TRUE(orvane_listener_abort(listener));
-        EXPECT_FALSE(orvane_listener_abort(listener)) << "once is enough";
+        EXPECT_TRUE(orvane_listener_abort(listener.get()));
+        EXPECT_FALSE(orvane_listener_abort(listener.get())) << "once is enough";
         EXPECT_THAT(texts, IsEmpty()) << "nothing from inside";
         testLoop::Settle();
-        EXPECT_THAT(texts, ElementsAre(kCanceled, "cancelled"));
+        ExpectCancelled();
         EXPECT_TRUE(!row.closes || NumOpen() < numOpen);
         EXPECT_TRUE(row.call == nullptr || service->Count(row.call) == 1);
-        EXPECT_FALSE(orvane_listener_abort(listener));
+        EXPECT_FALSE(orvane_listener_abort(listener.get()));
 
         /* the listener may serve another operation, and the session too */
         texts.clear();
         if (State() == ORVANE_SESSION_CONNECTED) {
             service->answers["CurrentTime"] = TimeReply();
-            CurrentTime(listener);
+            Call();
             testLoop::Settle();
-            EXPECT_THAT(texts, ElementsAre("success", "succeeded"));
+            ExpectSucceeded();
         } else {
             EXPECT_EQ(ORVANE_SESSION_DISCONNECTED, State());
         }
-        Release(listener);
     }
 }
 
@@ -162,75 +170,63 @@ TEST_F(Stopping, AnAbortHoldsInAHandlerOfTheBeginning) {
     for (const StopRow &row : kStopRows) {
         SCOPED_TRACE(row.name);
         ConnectAnew();
-        OrvaneListener *listener = New();
-        AbortWhen(listener, "notify::state", true);
-        LeaveOpen(row.open);
-        (this->*row.begin)(listener);
-        testLoop::Settle();
-        EXPECT_THAT(texts, ElementsAre(kCanceled, "cancelled"));
+        New();
+        AbortWhen("notify::state");
+        Leave(row.open, row.begin);
+        ExpectCancelled();
         EXPECT_THAT(service->Methods(), IsEmpty());
-        Release(listener);
     }
 }
 
 TEST_F(Stopping, AnAbortHoldsInAHandlerOfTheReply) {
     for (const char *signal : {"notify::result", "acknowledge"}) {
         SCOPED_TRACE(signal);
-        texts.clear();
-        OrvaneListener *listener = New();
-        AbortWhen(listener, signal, true);
-        CurrentTime(listener);
+        New();
+        AbortWhen(signal);
+        Call();
         testLoop::Settle();
-        EXPECT_THAT(texts, ElementsAre(kCanceled, "cancelled"));
-        EXPECT_EQ(ORVANE_LISTENER_FAILED, orvane_listener_get_state(listener));
-        Release(listener);
+        ExpectCancelled();
+        EXPECT_EQ(ORVANE_LISTENER_FAILED, orvane_listener_get_state(listener.get()));
     }
     /* it is too late */
-    texts.clear();
-    OrvaneListener *listener = New();
-    AbortWhen(listener, "success", false);
-    CurrentTime(listener);
+    New();
+    AbortWhen("success", false);
+    Call();
     testLoop::Settle();
-    EXPECT_THAT(texts, ElementsAre("success", "succeeded"));
-    Release(listener);
+    ExpectSucceeded();
 }
 
 TEST_F(Stopping, AnAbortHoldsIfTheSessionIsReleasedNext) {
     for (const StopRow &row : kStopRows) {
         SCOPED_TRACE(row.name);
         ConnectAnew();
-        OrvaneListener *listener = New();
-        LeaveOpen(row.open);
-        (this->*row.begin)(listener);
-        testLoop::Settle();
-        EXPECT_TRUE(orvane_listener_abort(listener));
-        g_object_unref(listener); /* the operation has a reference of its own */
+        New();
+        Leave(row.open, row.begin);
+        EXPECT_TRUE(orvane_listener_abort(listener.get()));
+        listener.reset(); /* the operation has a reference of its own */
         proxies.clear();
         g_clear_object(&session);
         testLoop::Settle();
-        EXPECT_THAT(texts, ElementsAre(kCanceled, "cancelled"));
+        ExpectCancelled();
     }
     session = orvane_session_new();
 }
 
 TEST_F(Stopping, ATaskThatCannotBeCancelledIsNotAsked) {
-    OrvaneListener *listener = New();
-    PowerOn(listener);
+    New();
+    PowerOn();
     UpdateTask(false);
-    EXPECT_TRUE(orvane_listener_abort(listener));
+    EXPECT_TRUE(orvane_listener_abort(listener.get()));
     testLoop::Settle();
     EXPECT_EQ(0u, service->Count("CancelTask"));
-    EXPECT_THAT(texts, ElementsAre(kCanceled, "cancelled"));
-    Release(listener);
+    ExpectCancelled();
 }
 
 /* The filter is made all the same, and destroyed when its id is known; the place of the load is free again. */
 TEST_F(Stopping, AnAbortedLoadLeavesNoFilter) {
-    LeaveOpen("CreateFilter");
-    OrvaneListener *listener = New();
-    Load(Machine("vm-1"), listener);
-    ASSERT_TRUE(RunUntilCount("CreateFilter", 1));
-    orvane_listener_abort(listener);
+    New();
+    Leave("CreateFilter", &Stopping::LoadMachine);
+    orvane_listener_abort(listener.get());
     service->server.Send(service->Last("CreateFilter").connection, FilterReply("filter-9").bytes);
     EXPECT_TRUE(RunUntilCount("DestroyPropertyFilter", 1));
     service->answers.erase("CreateFilter");
@@ -242,25 +238,21 @@ TEST_F(Stopping, AnAbortedLoadLeavesNoFilter) {
     Ending other;
     texts.clear();
     Update(Enter("VirtualMachine", "vm-20"));
-    Load(Machine("vm-21"), listener);
+    Load(Machine("vm-21"), listener.get());
     Load(Machine("vm-21"), other.listener);
-    orvane_listener_abort(listener);
+    orvane_listener_abort(listener.get());
     Update(Enter("VirtualMachine", "vm-21"));
     EXPECT_EQ("success", other.text);
     EXPECT_EQ(1u, service->Count("DestroyPropertyFilter"));
-    EXPECT_THAT(texts, ElementsAre(kCanceled, "cancelled"));
-    Release(listener);
+    ExpectCancelled();
 }
 
 TEST_F(Stopping, ALimitOfAListenerEndsEveryKindAtItsTime) {
     for (const StopRow &row : kStopRows) {
         SCOPED_TRACE(row.name);
         ConnectAnew();
-        OrvaneListener *listener = New();
-        orvane_listener_set_time_limit(listener, 60000);
-        LeaveOpen(row.open);
-        (this->*row.begin)(listener);
-        testLoop::Settle();
+        orvane_listener_set_time_limit(New(), 60000);
+        Leave(row.open, row.begin);
         const int numOpen = NumOpen();
         Move(50000);
         EXPECT_THAT(texts, IsEmpty()) << "too early";
@@ -268,34 +260,30 @@ TEST_F(Stopping, ALimitOfAListenerEndsEveryKindAtItsTime) {
         EXPECT_THAT(texts, ElementsAre("error 28", "timed-out"));
         EXPECT_TRUE(!row.closes || NumOpen() < numOpen);
         EXPECT_EQ(0u, service->Count("CancelTask")) << "a task continues";
-        Release(listener);
     }
 }
 
 TEST_F(Stopping, LimitsOfASessionHoldForEachOfItsRequests) {
     const OrvaneTimeLimits limits = {.connect = 20000, .inactivity = 30000, .total = 90000};
-    for (const std::string open :
-         {"ozyServiceVersions.xml", "Login", "CurrentTime", "Logout", "a task"}) {
+    const std::pair<const char *, Operation> rows[] = {
+        {"ozyServiceVersions.xml", &Stopping::Reconnect},
+        {"Login", &Stopping::Reconnect},
+        {"CurrentTime", &Stopping::Call},
+        {"Logout", &Stopping::Logout},
+        {"a task", &Stopping::PowerOn},
+    };
+    for (const auto &[open, begin] : rows) {
         SCOPED_TRACE(open);
+        const bool isTask = begin == &Stopping::PowerOn;
         StartOver();
         orvane_session_set_time_limits(session, &limits);
         Connect();
-        OrvaneListener *listener = New();
-        LeaveOpen(open.c_str());
-        if (open == "a task")
-            PowerOn(listener);
-        else if (open == "CurrentTime")
-            CurrentTime(listener);
-        else if (open == "Logout")
-            orvane_session_disconnect(session, listener);
-        else
-            Reconnect(listener);
-        testLoop::Settle();
-        Move(open == "a task" ? 89000 : 29000);
+        New();
+        Leave(open, begin);
+        Move(isTask ? 89000 : 29000);
         EXPECT_THAT(texts, IsEmpty()) << "too early";
         Move(1000);
-        EXPECT_THAT(texts, ElementsAre(open == "a task" ? "error 28" : "error 51", "timed-out"));
-        Release(listener);
+        EXPECT_THAT(texts, ElementsAre(isTask ? "error 28" : "error 51", "timed-out"));
     }
     /* the wait for updates has none */
     StartOver();
@@ -312,9 +300,9 @@ TEST_F(Stopping, ALongerLimitOfAListenerReplacesThatOfItsSession) {
     const struct {
         const char *open; /* what is not answered in time */
         CannedAnswer answer;
-        void (Stopping::*begin)(OrvaneListener *listener);
+        Operation begin;
     } rows[] = {
-        {"CurrentTime", TimeReply(), &Stopping::CurrentTime},
+        {"CurrentTime", TimeReply(), &Stopping::Call},
         {"RetrieveProperties", Reply("RetrieveProperties"), &Stopping::Retrieve},
         {"CreateFilter", FilterReply("filter-9"), &Stopping::LoadMachine},
         {"ozyServiceVersions.xml", HttpReply(kVersions), &Stopping::Reconnect},
@@ -326,19 +314,15 @@ TEST_F(Stopping, ALongerLimitOfAListenerReplacesThatOfItsSession) {
         SCOPED_TRACE(row.open);
         ConnectAnew();
         orvane_session_set_time_limits(session, &limits);
-        OrvaneListener *listener = New();
-        orvane_listener_set_time_limit(listener, 60000);
-        LeaveOpen(row.open);
-        (this->*row.begin)(listener);
-        testLoop::Settle();
+        orvane_listener_set_time_limit(New(), 60000);
+        Leave(row.open, row.begin);
         Move(30000);
         EXPECT_THAT(texts, IsEmpty()) << "that of the session";
         service->server.Send(service->Last(row.open).connection, row.answer.bytes);
         testLoop::Settle();
         if (strcmp(row.open, "CreateFilter") == 0)
             Update(Enter("VirtualMachine", "vm-1"));
-        EXPECT_THAT(texts, ElementsAre("success", "succeeded"));
-        Release(listener);
+        ExpectSucceeded();
     }
 }
 
@@ -346,10 +330,8 @@ TEST_F(Stopping, ALongerLimitOfAListenerReplacesThatOfItsSession) {
 TEST_F(Stopping, ASlowReplyIsActiveButNotEndless) {
     const OrvaneTimeLimits limits = {.connect = 0, .inactivity = 10000, .total = 35000};
     orvane_session_set_time_limits(session, &limits);
-    LeaveOpen("CurrentTime");
-    OrvaneListener *listener = New();
-    CurrentTime(listener);
-    testLoop::Settle();
+    New();
+    Leave("CurrentTime", &Stopping::Call);
     const int connection = service->Last("CurrentTime").connection;
     service->server.Send(connection, "HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\n");
     testLoop::Settle();
@@ -360,19 +342,16 @@ TEST_F(Stopping, ASlowReplyIsActiveButNotEndless) {
         testLoop::Settle();
     }
     EXPECT_THAT(texts, ElementsAre("error 28", "timed-out"));
-    Release(listener);
 }
 
 /* The library is shut down between the abort and the failure. */
 TEST_F(Stopping, MayBeOvertakenByAShutdown) {
-    LeaveOpen("CurrentTime");
-    OrvaneListener *listener = New();
-    CurrentTime(listener);
-    testLoop::Settle();
-    EXPECT_TRUE(orvane_listener_abort(listener));
+    New();
+    Leave("CurrentTime", &Stopping::Call);
+    EXPECT_TRUE(orvane_listener_abort(listener.get()));
     orvane_shutdown();
     EXPECT_THAT(texts, ElementsAre("cancelled"));
-    g_object_unref(listener);
+    listener.reset();
     g_clear_object(&session);
     testLoop::Settle();
     EXPECT_EQ("cancelled", texts.back());
