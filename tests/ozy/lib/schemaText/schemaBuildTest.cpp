@@ -150,31 +150,6 @@ TEST(SchemaBuild, MethodsHaveArgumentsAndResult) {
     EXPECT_EQ(SCHEMA_VALUE_DATETIME, built.tables.methods[2].resultKind);
 }
 
-/* Any one byte of a sound table is replaced or dropped: reading must end, and what passes must build. */
-TEST(SchemaBuild, WhatIsNotRefusedBuilds) {
-    const std::string sound = "namespace ozy\n"
-                              "data A in M : DynamicData = X  @ozy25/4.0\n"
-                              "  a  long[]?  @all # note\n"
-                              "managed M : ManagedObject ...\n"
-                              "  F_Task(a ~W?,\n"
-                              "      b *[], c A!) A[] = f\n"
-                              "enum W in A\n"
-                              "  one 2nd\n";
-    gsize built = 0;
-    for (gsize i = 0; i < sound.size(); i++) {
-        for (const char *with : {"", "\n", " ", "(", ")", ",", ":", "=", "@", "?", "~", "[]", "...",
-                                 "*", "#", "A", "9", "\x80"}) {
-            std::string text = sound;
-            text.replace(i, 1, with);
-            const auto read = ReadAndCheck(text);
-            EXPECT_EQ(read->errors.count == 0, read->errors.messages.empty()) << text;
-            if (read->errors.count == 0)
-                built += SchemaBuild_Run(read->model).types.size() >= 4;
-        }
-    }
-    EXPECT_LT(100u, built);
-}
-
 TEST(SchemaBuild, WireNamesLeadToListedTypes) {
     const Built built("namespace ozy\n"
                       "data A : DynamicData\n"

@@ -447,6 +447,7 @@ TEST_F(OperationEnds, AreReportedOnceWhateverAHandlerDoes) {
         EXPECT_FALSE(orvane_listener_abort(listener));
     };
     const auto release = [&](OrvaneListener *) { DropAll(); };
+    const auto disconnect = [&](auto *) { orvane_session_disconnect(session, nullptr); };
     const auto shutDown = [](OrvaneListener *) { orvane_shutdown(); };
     const auto setAndBegin = [&](OrvaneListener *listener) {
         setFunction(listener);
@@ -474,6 +475,9 @@ TEST_F(OperationEnds, AreReportedOnceWhateverAHandlerDoes) {
          "signal success, succeeded, signal failure, cancelled"},
         {"releases the session", "acknowledge", release, kSuccess},
         {"releases the session", "success", release, kSuccess},
+        {"disconnects", "acknowledge", disconnect, kSuccess},
+        {"disconnects", "success", disconnect, kSuccess},
+        {"shuts down", "notify::state", shutDown, "shut-down"},
         {"shuts down", "acknowledge", shutDown, "shut-down"},
         {"shuts down", "success", shutDown, kSuccess},
     };

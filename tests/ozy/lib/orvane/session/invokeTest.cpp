@@ -399,39 +399,6 @@ TEST_F(Invoke, IsNotSentWithAPartLeftOut) {
     EXPECT_EQ("success", Call());
 }
 
-TEST_F(Invoke, AllowsAnythingInAHandler) {
-    const std::pair<const char *, std::function<void()>> rows[] = {
-        {"another call", [&] { CurrentTime(nullptr); }},
-        {"disconnect", [&] { orvane_session_disconnect(session, nullptr); }},
-        {"drop the session", [&] { g_clear_object(&session); }},
-        {"shut down", [&] { orvane_shutdown(); }},
-        {"drop the session and shut down",
-         [&] {
-             g_clear_object(&session);
-             orvane_shutdown();
-         }},
-    };
-    for (const auto &[name, action] : rows) {
-        for (const char *signal : {"notify::state", "acknowledge", "success"}) {
-            SCOPED_TRACE(std::string(name) + " at " + signal);
-            Ending ending;
-            service->answers["CurrentTime"] = Reply("CurrentTime");
-            CurrentTime(ending.listener);
-            bool isFirst = true;
-            On(ending.listener, signal, [&, &run = action] {
-                if (std::exchange(isFirst, false))
-                    run();
-            });
-            Wait(ending);
-            EXPECT_EQ("success", ending.text);
-            EXPECT_EQ(1, ending.times);
-
-            StartOver();
-            ASSERT_EQ("success", Connect());
-        }
-    }
-}
-
 TEST_F(Invoke, NeedsASessionThatExists) {
     Ending ending;
     const auto instance = Instance();

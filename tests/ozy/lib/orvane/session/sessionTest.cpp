@@ -185,34 +185,4 @@ TEST_F(Session, RefusesWhatIsOfAnotherType) {
     EXPECT_THAT(states, IsEmpty());
 }
 
-TEST_F(Session, AllowsAnythingInAHandlerOfItsState) {
-    const std::pair<const char *, std::function<void()>> rows[] = {
-        {"disconnect", [&] { orvane_session_disconnect(session, nullptr); }},
-        {"connect", [&] { orvane_session_connect(session, Url().c_str(), "u", "p", nullptr); }},
-        {"drop", [&] { g_clear_object(&session); }},
-        {"shut down", [&] { orvane_shutdown(); }},
-    };
-    for (const int state : {2, 4, 8, 1}) {
-        for (const auto &[name, action] : rows) {
-            SCOPED_TRACE(std::string(name) + " at " + std::to_string(state));
-            StartOver();
-            bool isFirst = true;
-            onState = [&, &act = action](int now) {
-                if (now == state && std::exchange(isFirst, false))
-                    act();
-            };
-            Ending connected, disconnected;
-            orvane_session_connect(session, Url().c_str(), "u", "p", connected.listener);
-            Wait(connected);
-            if (session != nullptr && BasicHttp_IsInited() && State() == ORVANE_SESSION_CONNECTED) {
-                orvane_session_disconnect(session, disconnected.listener);
-                Wait(disconnected);
-            }
-            EXPECT_LE(connected.times, 1);
-            EXPECT_LE(disconnected.times, 1);
-            onState = nullptr;
-        }
-    }
-}
-
 } // namespace

@@ -10,49 +10,35 @@ std::string Shown(const GValue *value) {
 }
 
 TEST(SoapRead, TheTypeTables) {
-    const struct {
-        const char *name;
-        GType type;
-        GType elementType;
-    } rows[] = {
-        {"xsd:boolean", G_TYPE_BOOLEAN, 0},
-        {"xsd:byte", G_TYPE_CHAR, 0},
-        {"xsd:short", G_TYPE_INT, 0},
-        {"XSD:INT", G_TYPE_INT, 0},
-        {"xsd:long", G_TYPE_INT64, 0},
-        {"xsd:unsignedBtype", G_TYPE_UCHAR, 0},
-        {"xsd:unsignedShort", G_TYPE_UINT, 0},
-        {"xsd:unsignedInt", G_TYPE_UINT, 0},
-        {"xsd:unsignedLong", G_TYPE_UINT64, 0},
-        {"xsd:float", G_TYPE_FLOAT, 0},
-        {"xsd:double", G_TYPE_DOUBLE, 0},
-        {"xsd:string", G_TYPE_STRING, 0},
-        {"xsd:anyURI", ORVANE_TYPE_URI, 0},
-        {"xsd:dateTime", ORVANE_TYPE_TIMEVAL, 0},
-        {"xsd:base64Binary", ORVANE_TYPE_BYTE_ARRAY, 0},
-        {"ArrayOfBoolean", G_TYPE_VALUE_ARRAY, G_TYPE_BOOLEAN},
-        {"ArrayOfByte", G_TYPE_VALUE_ARRAY, G_TYPE_CHAR},
-        {"ArrayOfShort", G_TYPE_VALUE_ARRAY, G_TYPE_INT},
-        {"ArrayOfInt", G_TYPE_VALUE_ARRAY, G_TYPE_INT},
-        {"ArrayOfLong", G_TYPE_VALUE_ARRAY, G_TYPE_INT64},
-        {"ArrayOfFloat", G_TYPE_VALUE_ARRAY, G_TYPE_FLOAT},
-        {"ArrayOfDouble", G_TYPE_VALUE_ARRAY, G_TYPE_DOUBLE},
-        {"arrayOfSTRING", G_TYPE_VALUE_ARRAY, G_TYPE_STRING},
-        {"ArrayOfAnyURI", G_TYPE_VALUE_ARRAY, ORVANE_TYPE_URI},
-        {"ArrayOfDateTime", G_TYPE_VALUE_ARRAY, ORVANE_TYPE_TIMEVAL},
-        {"ArrayOfBase64Binary", G_TYPE_VALUE_ARRAY, ORVANE_TYPE_BYTE_ARRAY},
-        {"ArrayOfManagedObjectReference", G_TYPE_VALUE_ARRAY, 0},
-        {"int", 0, 0},
-        {"xsd:unsignedByte", 0, 0},
-        {"xs:int", 0, 0},
-        {"xsd:ArrayOfInt", 0, 0},
-        {"", 0, 0},
+    const auto expect = [](const std::string &name, GType type, GType elementType) {
+        GType element = 99;
+        EXPECT_EQ(type, orvane_soap_lookup_type(name.c_str(), &element)) << name;
+        EXPECT_EQ(elementType, element) << name;
     };
-    for (const auto &row : rows) {
-        GType elementType = 99;
-        EXPECT_EQ(row.type, orvane_soap_lookup_type(row.name, &elementType)) << row.name;
-        EXPECT_EQ(row.elementType, elementType) << row.name;
+    const std::pair<std::string, GType> kinds[] = {
+        {"Boolean", G_TYPE_BOOLEAN},
+        {"Byte", G_TYPE_CHAR},
+        {"Short", G_TYPE_INT},
+        {"INT", G_TYPE_INT},
+        {"Long", G_TYPE_INT64},
+        {"Float", G_TYPE_FLOAT},
+        {"Double", G_TYPE_DOUBLE},
+        {"STRING", G_TYPE_STRING},
+        {"AnyURI", ORVANE_TYPE_URI},
+        {"dateTime", ORVANE_TYPE_TIMEVAL},
+        {"Base64Binary", ORVANE_TYPE_BYTE_ARRAY},
+    };
+    for (const auto &[word, type] : kinds) {
+        expect("xsd:" + word, type, 0);
+        expect("ArrayOf" + word, G_TYPE_VALUE_ARRAY, type);
     }
+    expect("xsd:unsignedBtype", G_TYPE_UCHAR, 0);
+    expect("xsd:unsignedShort", G_TYPE_UINT, 0);
+    expect("xsd:unsignedInt", G_TYPE_UINT, 0);
+    expect("xsd:unsignedLong", G_TYPE_UINT64, 0);
+    expect("ArrayOfManagedObjectReference", G_TYPE_VALUE_ARRAY, 0);
+    for (const char *unknown : {"int", "xsd:unsignedByte", "xs:int", "xsd:ArrayOfInt", ""})
+        expect(unknown, 0, 0);
 }
 
 TEST(SoapRead, AttributesNarrowATypeAndNeverContradictIt) {

@@ -294,39 +294,6 @@ TEST_F(Updates, AnUnloadInTheMiddleIsNoHarm) {
     EXPECT_EQ(0u, service->Arguments("DestroyPropertyFilter").size());
 }
 
-TEST_F(Updates, HostileOnesAreDropped) {
-    Watched("vm-1");
-    const std::string changes[] = {
-        Assign("name", Typed("ArrayOfString", "<string>a</string>")),
-        Assign("name", Reference("val", "Folder", "group-1")),
-        Assign("name", Typed("VirtualMachine", "vm-1")),
-        Assign("name", "<val/>"),
-        Assign("parent", String("group-1")),
-        Assign("parent", Reference("val", "Task", "task-1")),
-        Assign("parent.name.name", String("x")),
-        Assign("&#xfffd;[]", String("x")),
-        Assign("&lt;x&gt;", String("x")),
-        Assign(std::string(100000, 'x'), String("x")),
-        Assign("config.hardware.device[", String("x")),
-        Change("add", "name", String("x")),
-        Change("add", "datastore", String("x")),
-        Change("add", "datastore", Reference("val", "Task", "task-1")),
-        Change("remove", "datastore[\"datastore-9\"]"),
-        Change("indirectRemove", "name[\"x\"]"),
-        Change("nonsense", "name", String("x")),
-    };
-    std::string all;
-    for (const std::string &change : changes)
-        all += change;
-    signals.clear();
-    Update(Modify("vm-1", all) + Object("modify", "PropertyCollector", "collector", all) +
-           Object("leave", "PropertyCollector", "collector"));
-    for (const std::string &signal : signals)
-        EXPECT_TRUE(signal == "vm-1 name" || signal == "vm-1 config") << signal;
-    Update(Modify("vm-1", Change("assign", "name")));
-    EXPECT_EQ("(NULL)", Name(Machine("vm-1"))) << "no value clears the property";
-}
-
 TEST_F(Updates, CancelingCallsTheServiceIfThereIsAListener) {
     Ending outcome;
     OrvaneMOMgr *manager = orvane_session_get_momgr(session);
