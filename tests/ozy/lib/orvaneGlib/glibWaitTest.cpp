@@ -19,27 +19,9 @@ struct GlibWaitTest : testing::Test {
         g_test_assert_expected_messages();
         return result;
     }
-    /* Something that the loop does soon. */
-    void Later(GSourceFunc function) { g_timeout_add(1, function, this); }
-
     OrvaneListener *listener = orvane_listener_new();
-    gboolean hasSucceeded = FALSE; /* how the operation is to end */
     bool isOpen = true;
 };
-
-TEST_F(GlibWaitTest, EndsWithTheOperationAndReturnsItsOutcome) {
-    for (const gboolean success : {gboolean(TRUE), gboolean(FALSE)}) {
-        orvane_listener_initiate(listener);
-        hasSucceeded = success;
-        Later([](gpointer data) {
-            const auto *test = static_cast<GlibWaitTest *>(data);
-            orvane_listener_acknowledge(test->listener, test->hasSucceeded, nullptr);
-            return G_SOURCE_REMOVE;
-        });
-        EXPECT_EQ(success, orvane_glib_wait(listener, -1));
-    }
-    g_object_unref(listener);
-}
 
 TEST_F(GlibWaitTest, DoesNotWaitForWhatWasNeverBegunNorLongerThanItMay) {
     EXPECT_FALSE(WaitInVain());
@@ -66,13 +48,14 @@ TEST_F(GlibWaitTest, TakesNoOldSuccessForANewOne) {
 
 TEST_F(GlibWaitTest, EndsWhenAHandlerReleasesTheListenerAndShutsDown) {
     orvane_listener_initiate(listener);
-    Later([](gpointer data) {
+    const auto end = [](gpointer data) -> gboolean {
         auto *test = static_cast<GlibWaitTest *>(data);
         g_object_unref(test->listener);
         orvane_glib_shutdown();
         test->isOpen = false;
         return G_SOURCE_REMOVE;
-    });
+    };
+    g_timeout_add(1, end, this);
     EXPECT_FALSE(orvane_glib_wait(listener, -1));
 }
 

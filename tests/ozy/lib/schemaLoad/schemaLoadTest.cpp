@@ -252,16 +252,6 @@ TEST_IN_CHILD(SchemaLoad, TextsThatAnApplicationCarriesAreAddedAfterThoseOfFiles
     g_error_free(error);
 }
 
-TEST_IN_CHILD(SchemaLoad, ComesTooLateOnceATypeIsInUse) {
-    const TemporaryFolder folder;
-    const std::string file = folder.Write("a.schema", kOverlay);
-    EXPECT_EQ(kLoaded, Load(file).code);
-    EXPECT_NE(0u, SKEMA_TYPE_OZY_TASK);
-    EXPECT_EQ(ORVANE_SCHEMA_ERROR_TOO_LATE, Load(file).code);
-    EXPECT_EQ(ORVANE_SCHEMA_ERROR_TOO_LATE, Load(folder.Path("missing")).code);
-    EXPECT_TRUE(HasProperty("VirtualMachineSummary", "note"));
-}
-
 TEST_IN_CHILD(SchemaLoad, RefusesTheNameOfATypeOfTheApplication) {
     g_type_register_static_simple(G_TYPE_OBJECT, "SkemaOzySiteDisplay", sizeof(GObjectClass),
                                   nullptr, sizeof(GObject), nullptr, static_cast<GTypeFlags>(0));

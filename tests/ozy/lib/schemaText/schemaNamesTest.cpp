@@ -57,19 +57,6 @@ TEST(SchemaNames, TypesAreNamedByNamespaceKindAndPath) {
     }
 }
 
-TEST(SchemaNames, StubsDropTheTaskOfTheirWireName) {
-    const SchemaTypeNames names = NamesOfLast("namespace ozy\n"
-                                              "managed VirtualMachine : M\n"
-                                              "  CreateSnapshot_Task()\n"
-                                              "  ReconfigVM_Task() = reconfigure\n"
-                                              "  TaskOf()\n"
-                                              "  queryX()\n");
-    EXPECT_THAT(names.stubs, testing::ElementsAre("skema_ozy_virtual_machine_create_snapshot",
-                                                  "skema_ozy_virtual_machine_reconfigure",
-                                                  "skema_ozy_virtual_machine_task_of",
-                                                  "skema_ozy_virtual_machine_query_x"));
-}
-
 TEST(SchemaNames, ConstantsFollowTheEnclosingTypeOrTheEnumeration) {
     const std::pair<const char *, const char *> rows[] = {
         {"namespace qorm\n"
@@ -84,11 +71,6 @@ TEST(SchemaNames, ConstantsFollowTheEnclosingTypeOrTheEnumeration) {
     };
     for (const auto &[table, constant] : rows)
         EXPECT_THAT(NamesOfLast(table).constants, testing::ElementsAre(constant));
-}
-
-TEST(SchemaNames, MacrosHaveTheirWordBehindTheRoot) {
-    EXPECT_EQ("SKEMA_OZY_TASK", SchemaNames_Macro("skema_ozy_task", ""));
-    EXPECT_EQ("SKEMA_TYPE_OZY_TASK", SchemaNames_Macro("skema_ozy_task", "TYPE"));
 }
 
 } // namespace

@@ -49,17 +49,6 @@ struct Recorder {
 
 /* -- plain calls ---------------------------------------------------------------------------------- */
 
-TEST(Listener, IsUnusedWhenNew) {
-    Recorder recorder;
-    Value result;
-    EXPECT_EQ(ORVANE_LISTENER_UNUSED, orvane_listener_get_state(recorder.listener));
-    EXPECT_EQ(G_MININT32, orvane_listener_get_progress(recorder.listener));
-    EXPECT_FALSE(orvane_listener_get_result(recorder.listener, result.get()));
-    EXPECT_EQ(nullptr, orvane_listener_get_fault(recorder.listener));
-    EXPECT_FALSE(orvane_listener_is_task(recorder.listener));
-    EXPECT_FALSE(orvane_listener_cancel(recorder.listener));
-}
-
 TEST(Listener, EmitsTheSignalsOfAReplyInOrder) {
     const auto fault = [](gpointer object) { return Owned(SKEMA_TYPE_QORM_METHOD_FAULT, object); };
     const Value unset;

@@ -146,37 +146,32 @@ TEST(SoapPrimitive, TimesAreReadAsByGLib) {
 
 TEST(SoapPrimitive, RefusalsAreReportedAsFailedChecks) {
     const struct {
+        const char *name;
         Reader read;
         GType type;
         const char *content;
-        const char *report; /* empty: refused without a word */
+        const char *check = ""; /* that failed; empty: refused without a word */
     } rows[] = {
-        {orvane_soap_deserialize_int, G_TYPE_INT, nullptr,
-         "orvane_soap_deserialize_int: assertion 'content' failed"},
-        {orvane_soap_deserialize_int, G_TYPE_INT, "five",
-         "orvane_soap_deserialize_int: assertion '1 == numScanned' failed"},
-        {orvane_soap_deserialize_uint64, G_TYPE_UINT64, "x",
-         "orvane_soap_deserialize_uint64: assertion '1 == numScanned' failed"},
-        {orvane_soap_deserialize_float, G_TYPE_FLOAT, "",
-         "orvane_soap_deserialize_float: assertion '1 == numScanned' failed"},
-        {orvane_soap_deserialize_double, G_TYPE_DOUBLE, nullptr,
-         "orvane_soap_deserialize_double: assertion 'content' failed"},
-        {orvane_soap_deserialize_bool, G_TYPE_BOOLEAN, nullptr,
-         "orvane_soap_deserialize_bool: assertion 'content' failed"},
-        {orvane_soap_deserialize_bool, G_TYPE_BOOLEAN, "TRUE", ""},
-        {orvane_soap_deserialize_bool, G_TYPE_BOOLEAN, " true", ""},
-        {orvane_soap_deserialize_byte_array, ORVANE_TYPE_BYTE_ARRAY, nullptr,
-         "orvane_soap_deserialize_byte_array: assertion 'content' failed"},
-        {orvane_soap_deserialize_timeval, ORVANE_TYPE_TIMEVAL, nullptr,
-         "orvane_soap_deserialize_timeval: assertion 'content' failed"},
-        {orvane_soap_deserialize_timeval, ORVANE_TYPE_TIMEVAL, "tomorrow",
-         "orvane_soap_deserialize_timeval: assertion 'g_time_val_from_iso8601((const gchar *) "
-         "content, &timevalue)' failed"},
+        {"int", orvane_soap_deserialize_int, G_TYPE_INT, nullptr, "content"},
+        {"int", orvane_soap_deserialize_int, G_TYPE_INT, "five", "1 == numScanned"},
+        {"uint64", orvane_soap_deserialize_uint64, G_TYPE_UINT64, "x", "1 == numScanned"},
+        {"float", orvane_soap_deserialize_float, G_TYPE_FLOAT, "", "1 == numScanned"},
+        {"double", orvane_soap_deserialize_double, G_TYPE_DOUBLE, nullptr, "content"},
+        {"bool", orvane_soap_deserialize_bool, G_TYPE_BOOLEAN, nullptr, "content"},
+        {"bool", orvane_soap_deserialize_bool, G_TYPE_BOOLEAN, "TRUE"},
+        {"bool", orvane_soap_deserialize_bool, G_TYPE_BOOLEAN, " true"},
+        {"byte_array", orvane_soap_deserialize_byte_array, ORVANE_TYPE_BYTE_ARRAY, nullptr,
+         "content"},
+        {"timeval", orvane_soap_deserialize_timeval, ORVANE_TYPE_TIMEVAL, nullptr, "content"},
+        {"timeval", orvane_soap_deserialize_timeval, ORVANE_TYPE_TIMEVAL, "tomorrow",
+         "g_time_val_from_iso8601((const gchar *) content, &timevalue)"},
     };
     for (const auto &row : rows) {
         const Warnings warnings;
-        EXPECT_EQ("-", Scanned(row.read, row.type, row.content)) << row.report;
-        const std::vector<std::string> wanted(*row.report != '\0' ? 1 : 0, row.report);
+        EXPECT_EQ("-", Scanned(row.read, row.type, row.content)) << row.name;
+        const std::string report = std::string("orvane_soap_deserialize_") + row.name +
+                                   ": assertion '" + row.check + "' failed";
+        const std::vector<std::string> wanted(*row.check != '\0' ? 1 : 0, report);
         EXPECT_EQ(wanted, warnings.texts);
     }
 }

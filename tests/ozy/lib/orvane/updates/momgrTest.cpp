@@ -19,17 +19,6 @@ struct Registry : testing::Test {
     ObjectPtr<OrvaneMOMgr> manager{orvane_momgr_new(session.get())};
 };
 
-TEST_F(Registry, KeepsOneProxyForAnId) {
-    EXPECT_EQ(nullptr, Find("a"));
-    const auto proxy = Own(Get("a"));
-    EXPECT_EQ(proxy.get(), Find("a"));
-    EXPECT_EQ(proxy.get(),
-              orvane_momgr_lookup_or_create(manager.get(), "a", skema_ozy_task_get_type()));
-    EXPECT_EQ(session.get(), proxy->session);
-    EXPECT_STREQ("a", proxy->id);
-    EXPECT_TRUE(g_object_is_floating(Get("b")));
-}
-
 TEST_F(Registry, AProxyLeavesWithItsLastReference) {
     auto proxy = Own(Get("a"));
     proxy.reset();

@@ -331,42 +331,32 @@ TEST_F(UpdatePath, ValuesThatDoNotFitAreDropped) {
     const Value machine = Machine(0);
     const Value texts = ArrayValue({&x});
     const Value numbers = ArrayValue({&three, &x});
+    const Value far = IntValue(101);
+    const Value unknown = Enum(99);
     const struct {
         gint op;
-        const char *path;
         const Value &value;
+        std::vector<const char *> paths;
     } rows[] = {
-        {kAssign, "number", x},
-        {kAssign, "number", item},
-        {kAssign, "number", texts},
-        {kAssign, "text", item},
-        {kAssign, "text", texts},
-        {kAssign, "state", x},
-        {kAssign, "box", x},
-        {kAssign, "box", machine},
-        {kAssign, "machine", item},
-        {kAssign, "numbers", texts},
-        {kAssign, "numbers", numbers},
-        {kAssign, "boxes", texts},
-        {kAssign, "texts", x},
-        {kAssign, "machines", texts},
-        {kAdd, "texts", three},
-        {kAdd, "numbers", x},
-        {kAdd, "boxes", x},
-        {kAdd, "boxes", noItem},
-        {kAdd, "boxes", none},
-        {kAdd, "machines", item},
-        {kAdd, "machines", none},
-        {kAdd, "text", x},
-        {kAdd, "items", machine},
+        {kAssign, x, {"number", "state", "box", "texts"}},
+        {kAssign, item, {"number", "text", "machine"}},
+        {kAssign, texts, {"number", "text", "numbers", "boxes", "machines"}},
+        {kAssign, machine, {"box"}},
+        {kAssign, numbers, {"numbers"}},
+        {kAssign, far, {"number"}},
+        {kAssign, unknown, {"state"}},
+        {kAdd, three, {"texts"}},
+        {kAdd, x, {"numbers", "boxes", "text"}},
+        {kAdd, noItem, {"boxes"}},
+        {kAdd, none, {"boxes", "machines"}},
+        {kAdd, item, {"machines"}},
+        {kAdd, machine, {"items"}},
     };
-    Warnings warnings;
-    for (const auto &row : rows)
-        EXPECT_EQ("", Apply(row.op, row.path, row.value)) << row.op << " " << row.path;
-    const Value far = IntValue(101);
-    EXPECT_EQ("", Apply(kAssign, "number", far));
-    const Value unknown = Enum(99);
-    EXPECT_EQ("", Apply(kAssign, "state", unknown));
+    const Warnings warnings;
+    for (const auto &row : rows) {
+        for (const char *path : row.paths)
+            EXPECT_EQ("", Apply(row.op, path, row.value)) << row.op << " " << path;
+    }
     EXPECT_TRUE(warnings.texts.empty()) << warnings.texts[0];
 }
 
@@ -379,22 +369,26 @@ TEST_F(UpdatePath, AnObjectOfASubclassAndNoObjectAtAllFit) {
 }
 
 TEST_F(UpdatePath, SignalsComeInTheOrderThatHandlersNeed) {
-    using Signals = std::vector<std::string>;
-    Apply(kAdd, "texts", StringValue("z"));
-    EXPECT_EQ((Signals{"+ texts z of [x,y]", "notify texts"}), signals);
-    Apply(kRemove, "texts[\"x\"]", none);
-    EXPECT_EQ((Signals{"- texts x of [x,y]", "notify texts"}), signals);
-    Apply(kAdd, "boxes", Make(BoxType()));
-    EXPECT_EQ((Signals{"+ boxes {} of ", "notify boxes"}), signals);
-    Apply(kAssign, "text", StringValue("new"));
-    EXPECT_EQ((Signals{"notify text"}), signals);
-    Apply(kAssign, "box.text", StringValue("new"));
-    EXPECT_EQ((Signals{"notify box"}), signals);
-    Apply(kAssign, "items[1].text", StringValue("new"));
-    EXPECT_EQ(Signals{}, signals) << "the element is the array's own, and notifies by itself";
-    Warnings warnings;
-    Apply(kRemove, "texts[\"?\"]", none);
-    EXPECT_EQ(Signals{}, signals);
+    const struct {
+        gint op;
+        const char *path;
+        Value value;
+        std::vector<std::string> signals;
+    } rows[] = {
+        {kAdd, "texts", StringValue("z"), {"+ texts z of [x,y]", "notify texts"}},
+        {kRemove, "texts[\"x\"]", {}, {"- texts x of [x,y]", "notify texts"}},
+        {kAdd, "boxes", Make(BoxType()), {"+ boxes {} of ", "notify boxes"}},
+        {kAssign, "text", StringValue("new"), {"notify text"}},
+        {kAssign, "box.text", StringValue("new"), {"notify box"}},
+        /* the element is the array's own, and notifies by itself */
+        {kAssign, "items[1].text", StringValue("new"), {}},
+        {kRemove, "texts[\"?\"]", {}, {}},
+    };
+    const Warnings warnings;
+    for (const auto &row : rows) {
+        Apply(row.op, row.path, row.value);
+        EXPECT_EQ(row.signals, signals) << row.path;
+    }
 }
 
 TEST_F(UpdatePath, AnArrayThatIsSetAgainAfterAChangeInsideNotifies) {
