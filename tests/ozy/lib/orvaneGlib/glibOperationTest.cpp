@@ -1,17 +1,13 @@
 // Operations as a GLib application writes them, against the simulator in a thread of its own.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <orvane/orvane.h>
 #include <orvane/orvaneGlib.h>
 #include <orvane/schema/ozy.h>
 
 #include "tests/ozy/lib/orvane/runtime/objects.h"
+#include "tests/support/matchers.h"
 #include "tools/simulator/simulator.h"
 
 namespace {
-
-using testing::HasSubstr;
 
 /* The callback's arguments, kept for the finish function. */
 struct Async {

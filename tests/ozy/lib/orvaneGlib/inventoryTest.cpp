@@ -7,12 +7,6 @@
 
 namespace {
 
-using testing::Contains;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::Not;
-using testing::UnorderedElementsAreArray;
-
 struct InventoryList : RenewalTest {
     OrvaneInventory *inventory = nullptr;
     ListMirror mirror;

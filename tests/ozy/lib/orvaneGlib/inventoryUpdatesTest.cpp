@@ -6,9 +6,6 @@
 
 namespace {
 
-using testing::ElementsAre;
-using testing::UnorderedElementsAreArray;
-
 struct InventoryUpdates : SessionTest {
     OrvaneInventory *inventory = nullptr;
     ListMirror mirror;

@@ -6,7 +6,6 @@
 namespace {
 
 using namespace filledObjects;
-using testing::HasSubstr;
 
 struct OrvaneJson : FilledObjects {
     std::string Write(GObject *object, int flags = ORVANE_JSON_COMPACT) {
@@ -55,7 +54,7 @@ TEST_F(OrvaneJson, AnObjectOfEveryClassIsReadAsItWasWritten) {
             EXPECT_EQ(text, Write(read.get(), flags));
         }
     });
-    EXPECT_THAT(warnings.texts, testing::ElementsAre());
+    EXPECT_THAT(warnings.texts, ElementsAre());
 }
 
 std::string Change(const std::string &value) {
@@ -197,7 +196,7 @@ TEST_F(OrvaneJson, AnErrorSaysWhereAndWhat) {
     }
     EXPECT_THAT(Problem(options, R"({"maxObjects":")" + std::string(1000, 'x') + "\"}"),
                 testing::SizeIs(testing::Lt(80)));
-    EXPECT_THAT(warnings.texts, testing::ElementsAre());
+    EXPECT_THAT(warnings.texts, ElementsAre());
 }
 
 TEST_F(OrvaneJson, WithoutASessionThereAreNoManagedObjects) {

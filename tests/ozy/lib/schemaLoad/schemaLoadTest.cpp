@@ -2,8 +2,6 @@
 // of each test runs in a child process, and the program itself registers none.
 #include <sys/stat.h>
 
-#include <gmock/gmock.h>
-
 #include <orvane/schema/ferry.h>
 #include <orvane/schema/ozy.h>
 #include <orvane/schemaOverlay.h>
@@ -25,8 +23,6 @@
 
 namespace {
 
-using testing::ElementsAre;
-using testing::HasSubstr;
 using testing::StartsWith;
 
 constexpr const char *kOverlay = "namespace ozy\n"

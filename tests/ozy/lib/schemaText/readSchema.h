@@ -7,6 +7,7 @@
 
 #include "ozy/lib/schemaText/schemaBuild.h"
 #include "ozy/lib/schemaText/schemaCheck.h"
+#include "tests/support/matchers.h"
 
 /* The types that the tables of tests need: the roots and the most common base. */
 inline constexpr const char *kCoreTable = "namespace qorm\n"

@@ -1,8 +1,5 @@
 #include "ozy/lib/schemaText/schemaBuild.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include "ozy/lib/schemaRows/nameSlots.h"
 #include "ozy/lib/schemaRows/versionTexts.h"
 #include "tests/ozy/lib/schemaText/readSchema.h"
@@ -16,7 +13,7 @@ struct Built {
     SchemaTables tables;
 
     explicit Built(const char *text) : read(ReadAndCheck(text)) {
-        EXPECT_THAT(read->errors.messages, testing::ElementsAre());
+        EXPECT_THAT(read->errors.messages, ElementsAre());
         built = SchemaBuild_Run(read->model);
         tables = SchemaBuild_Tables(&built);
     }

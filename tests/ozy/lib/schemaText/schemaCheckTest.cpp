@@ -1,13 +1,8 @@
 #include "ozy/lib/schemaText/schemaCheck.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include "tests/ozy/lib/schemaText/readSchema.h"
 
 namespace {
-
-using testing::ElementsAre;
 
 TEST(SchemaCheck, RefusesByFileAndLine) {
     /* texts below the core and "namespace ozy" */

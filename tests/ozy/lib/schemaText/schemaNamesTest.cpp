@@ -1,8 +1,5 @@
 #include "ozy/lib/schemaText/schemaNames.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include "tests/ozy/lib/schemaText/readSchema.h"
 
 namespace {
@@ -10,7 +7,7 @@ namespace {
 /* The C names of the last type of a table. */
 SchemaTypeNames NamesOfLast(const std::string &table) {
     const ReadSchema read = Read(table);
-    EXPECT_THAT(read.errors.messages, testing::ElementsAre()) << table;
+    EXPECT_THAT(read.errors.messages, ElementsAre()) << table;
     return SchemaNames_Make(read.model, SchemaIndex_Make(read.model)).back();
 }
 
@@ -70,7 +67,7 @@ TEST(SchemaNames, ConstantsFollowTheEnclosingTypeOrTheEnumeration) {
         {"namespace ferry\nenum FerryKind\n  NO_OS", "SKEMA_FERRY_KIND_NO_OS"},
     };
     for (const auto &[table, constant] : rows)
-        EXPECT_THAT(NamesOfLast(table).constants, testing::ElementsAre(constant));
+        EXPECT_THAT(NamesOfLast(table).constants, ElementsAre(constant));
 }
 
 } // namespace

@@ -2,17 +2,11 @@
 
 #include <random>
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include "ozy/lib/schemaRows/versionTexts.h"
 #include "ozy/lib/schemaText/schemaRecover.h"
 #include "tests/ozy/lib/schemaText/readSchema.h"
 
 namespace {
-
-using testing::ElementsAre;
-using testing::HasSubstr;
 
 constexpr const char *kShipped =
     "namespace ozy\n"                                                // 1

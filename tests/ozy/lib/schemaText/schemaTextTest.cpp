@@ -1,13 +1,8 @@
 #include "ozy/lib/schemaText/schemaText.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include "tests/ozy/lib/schemaText/readSchema.h"
 
 namespace {
-
-using testing::ElementsAre;
 
 /* A type written back as the table has it. */
 std::string Text(const TableTypeRef &type) {

@@ -1,7 +1,5 @@
 #include "ozy/lib/orvane/listener/orvaneListener.h"
 
-#include <gmock/gmock.h>
-
 #include <orvane/schema/ozy.h>
 #include <orvane/schema/qorm.h>
 
@@ -11,8 +9,6 @@
 
 namespace {
 
-using testing::ElementsAre;
-using testing::IsEmpty;
 using Events = std::vector<std::string>;
 
 Value Owned(GType type, gpointer object) {

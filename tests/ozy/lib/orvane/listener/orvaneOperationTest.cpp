@@ -5,9 +5,6 @@
 
 namespace {
 
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
 using Texts = std::vector<std::string>;
 
 /* What the application saw of one listener, in order: its final signals and its completions. */

@@ -6,8 +6,6 @@
 
 namespace {
 
-using testing::ElementsAre;
-using testing::IsEmpty;
 using Texts = std::vector<std::string>;
 
 constexpr gint64 kMillisecond = 1000;

@@ -12,8 +12,6 @@
 #include <random>
 #include <set>
 
-#include <gmock/gmock.h>
-
 #include "ozy/lib/orvane/schema/schemaEngine.h"
 #include "ozy/lib/orvane/session/orvaneSessionInt.h"
 #include "tests/ozy/lib/orvane/schema/shownValue.h"

@@ -125,9 +125,9 @@ TEST_F(MethodCall, TheTextOfARequestHasNoSecretAndSendsNothing) {
     const GPtr<char> text(
         orvane_method_format_request(Method("UnlockVM").get(), Object(), &key.value, 1));
     EXPECT_THAT(text.get(), testing::StartsWith("  <soapenv:Envelope"));
-    EXPECT_THAT(text.get(), testing::HasSubstr("<_this type=\"VirtualMachine\">vm-1</_this>"));
-    EXPECT_THAT(text.get(), testing::HasSubstr("<key>[redacted]</key>"));
-    EXPECT_THAT(text.get(), testing::Not(testing::HasSubstr("sesame")));
+    EXPECT_THAT(text.get(), HasSubstr("<_this type=\"VirtualMachine\">vm-1</_this>"));
+    EXPECT_THAT(text.get(), HasSubstr("<key>[redacted]</key>"));
+    EXPECT_THAT(text.get(), Not(HasSubstr("sesame")));
     testLoop::Settle();
     EXPECT_EQ(0u, service->Count("UnlockVM"));
     g_clear_object(&session);

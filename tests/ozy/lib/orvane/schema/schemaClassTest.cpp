@@ -2,8 +2,6 @@
 
 #include <algorithm>
 
-#include <gmock/gmock.h>
-
 #include <orvane/schema/ozy.h>
 
 #include "tests/lib/lock/inThreads.h"

@@ -82,7 +82,7 @@ TEST_F(SchemaInvoke, AnObjectIsOfItsOwnClassWhereTheDeclaredOneIsOnlyLikely) {
     g_object_set(other.get(), "type", "t", nullptr);
     const std::string sent = Take("Object", below.get(), nullptr, nullptr, other.get());
     EXPECT_THAT(sent, testing::StartsWith("<one xsi:type=\"TraversalSpec\">"));
-    EXPECT_THAT(sent, testing::HasSubstr("<likely xsi:type=\"PropertySpec\">"));
+    EXPECT_THAT(sent, HasSubstr("<likely xsi:type=\"PropertySpec\">"));
 
     const Warnings warnings; /* GObject's own check refuses it where the class is stated */
     EXPECT_EQ("<likely xsi:type=\"SelectionSpec\"></likely>",

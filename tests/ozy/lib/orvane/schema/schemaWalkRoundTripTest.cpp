@@ -65,7 +65,7 @@ struct SchemaRoundTrip : FilledObjects {
 TEST_F(SchemaRoundTrip, AnObjectOfEveryClassIsReadAsItWasWritten) {
     const Warnings warnings;
     ForEachClass([this](GType type) { ThereAndBack(type); });
-    EXPECT_THAT(warnings.texts, testing::ElementsAre());
+    EXPECT_THAT(warnings.texts, ElementsAre());
 }
 
 } // namespace

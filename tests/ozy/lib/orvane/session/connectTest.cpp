@@ -9,9 +9,6 @@
 
 namespace {
 
-using testing::ElementsAre;
-using testing::HasSubstr;
-
 struct Connect : SessionTest {
     /* The whole head of a request but its first line. */
     std::string Head(const std::string &name, const std::string &rest) const {
@@ -135,15 +132,6 @@ TEST_F(Connect, AdoptsASessionByItsCookieAndLeavesItThere) {
     EXPECT_EQ(0u, service->Count("Logout"));
     EXPECT_EQ(ORVANE_SESSION_DISCONNECTING, State());
     EXPECT_EQ("failure", Disconnect());
-}
-
-TEST_F(Connect, OfAHijackedSessionEndsQuietlyWithItsListener) {
-    EXPECT_EQ("success", Hijack("a=b"));
-    Ending ending;
-    orvane_session_disconnect(session, ending.listener);
-    g_clear_object(&ending.listener);
-    testLoop::Settle();
-    EXPECT_EQ(0, ending.times);
 }
 
 TEST_F(Connect, RefusesACookieThatIsMoreThanOne) {
@@ -445,15 +433,6 @@ TEST_F(Connect, RefusesWhatIsNoUrl) {
         EXPECT_THAT(ConnectTo(url), HasSubstr("failure ")) << (url ? *url : '-');
         EXPECT_EQ(ORVANE_SESSION_DISCONNECTED, State());
     }
-}
-
-TEST_F(Connect, WorksWithoutAListener) {
-    orvane_session_connect(session, Url().c_str(), "u", "p", nullptr);
-    WaitForFilter();
-    EXPECT_EQ(ORVANE_SESSION_CONNECTED, State());
-    orvane_session_disconnect(session, nullptr);
-    EXPECT_TRUE(testLoop::RunUntil([&] { return State() == ORVANE_SESSION_DISCONNECTED; }));
-    EXPECT_EQ(1u, service->Count("Logout"));
 }
 
 TEST_F(Connect, GoesThroughTheProxyThatIsSet) {

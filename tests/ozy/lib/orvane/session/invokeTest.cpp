@@ -7,9 +7,6 @@
 
 namespace {
 
-using testing::HasSubstr;
-using testing::IsEmpty;
-
 struct Invoke : SessionTest {
     Invoke() {
         EXPECT_EQ("success", Connect());
@@ -324,20 +321,6 @@ TEST_F(Invoke, EmitsNothingOnceDisconnected) {
     EXPECT_EQ(nullptr, ending.listener);
 }
 
-TEST_F(Invoke, EmitsNothingWhenTheSessionEnds) {
-    for (bool isDropped : {false, true}) {
-        Ending ending;
-        Begin(ending);
-        DropOrDisconnect(isDropped);
-        EXPECT_EQ(0, ending.times);
-        ASSERT_NE(nullptr, ending.listener) << "the application's own";
-        EXPECT_EQ(ORVANE_LISTENER_PENDING, orvane_listener_get_state(ending.listener));
-        if (!isDropped) {
-            EXPECT_EQ("success", Connect());
-        }
-    }
-}
-
 /* No limit of time is set: the application ends what it no longer waits for, wherever the peer stalls. */
 TEST_F(Invoke, CanBeEndedWhereverThePeerStalls) {
     const std::string reply = Reply("CurrentTime").bytes;
@@ -370,20 +353,6 @@ TEST_F(Invoke, CanBeEndedWhereverThePeerStalls) {
             EXPECT_EQ(0, ending.times);
         }
     }
-}
-
-TEST_F(Invoke, SurvivesAShutdownOfTheTransport) {
-    Ending ending;
-    Begin(ending);
-    orvane_shutdown();
-    Ending late;
-    CurrentTime(late.listener);
-    EXPECT_FALSE(OrvaneSession_HasCall(session, late.listener));
-    EXPECT_EQ(0, late.times) << "a call that cannot be sent emits nothing";
-    EXPECT_TRUE(orvane_init(testLoop::Callback, testLoop::CallbackRemove));
-    g_clear_object(&ending.listener); /* of a request that is gone */
-    service->answers["CurrentTime"] = Reply("CurrentTime");
-    EXPECT_EQ("success", Call());
 }
 
 TEST_F(Invoke, IsNotSentWithAPartLeftOut) {

@@ -13,11 +13,6 @@
 #include "tools/certificates/certificateKind.h"
 
 using simulator::TroubleKind;
-using testing::AllOf;
-using testing::Contains;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::Not;
 
 constexpr const char *kDisconnected = "disconnected SkemaQormFaultRequestCanceled";
 
@@ -66,13 +61,17 @@ protected:
         StartServer(std::move(options));
     }
     void ComeBack() { ComeBack(former); }
+    /* The next try will find the service. */
+    void LoseAndFind() {
+        Lose();
+        ComeBack();
+    }
     /* A try has asked the application about a certificate, and waits for its answer. */
     void BeginAsked() {
         application = {};
         prepare = [&] { application.Watch(session); };
         Begin({.hosts = 1, .machines = 1, .certificateKind = "self-signed"});
-        Lose();
-        ComeBack();
+        LoseAndFind();
         application.answer = Answer::Later;
         Move(1000);
         ASSERT_NE(nullptr, application.open);
@@ -123,9 +122,7 @@ private:
 
 TEST_F(Reconnect, LoadedObjectsComeBackAsTheyAreNow) {
     Proxy *first = Load("vm-101");
-    Load("vm-102");
-    EXPECT_TRUE(IsWaiting());
-    events.clear();
+    Follow("vm-102");
     Lose();
     EXPECT_THAT(events, ElementsAre("state 16"));
     EXPECT_THAT(attempts, ElementsAre(1));
@@ -149,8 +146,7 @@ TEST_F(Reconnect, LoadedObjectsComeBackAsTheyAreNow) {
     EXPECT_EQ("succeeded", Finish("a"));
 
     /* and a second time */
-    Lose();
-    ComeBack();
+    LoseAndFind();
     ASSERT_TRUE(UntilConnected());
     EXPECT_EQ("vm-101", std::string(first->id));
 }
@@ -230,8 +226,7 @@ TEST_F(Reconnect, AThousandSessionsSpreadTheirTries) {
 TEST_F(Reconnect, TheLastTryIsTheEnd) {
     policy.attempts = 3;
     orvane_session_set_reconnect(session, &policy);
-    Proxy *proxy = Load("vm-101");
-    events.clear();
+    Proxy *proxy = Follow("vm-101");
     Lose();
     MoveSeconds(20);
     EXPECT_THAT(attempts, ElementsAre(1, 2, 3));
@@ -322,8 +317,7 @@ TEST_F(Reconnect, APasswordIsNotSentToAnotherCertificate) {
 
 /* The identity of a service that does not report it is not known. */
 TEST_F(Reconnect, NoCredentialsAreAskedForWithoutContent) {
-    Lose();
-    ComeBack();
+    LoseAndFind();
     server->AddTrouble({.kind = TroubleKind::Fault, .method = "RetrieveServiceContent"});
     Move(1000);
     EXPECT_EQ(1, server->NumCalls("RetrieveServiceContent"));
@@ -336,8 +330,7 @@ TEST_F(Reconnect, NoCredentialsAreAskedForWithoutContent) {
 /* The function runs a loop of its own, for a dialog, until the try has ended. */
 TEST_F(Reconnect, CredentialsThatComeTooLateAreNotSent) {
     inCredentials = [&] { Move(61000); };
-    Lose();
-    ComeBack();
+    LoseAndFind();
     Move(1000);
     EXPECT_EQ(0, server->NumCalls("Login"));
     EXPECT_THAT(attempts, ElementsAre(1, 2));
@@ -434,8 +427,7 @@ TEST_F(Reconnect, ARefusedLoginEndsTheTries) {
         Begin();
         password = "changed";
         if (isTry) {
-            Lose();
-            ComeBack();
+            LoseAndFind();
         } else {
             server->ExpireSessions();
         }
@@ -449,8 +441,7 @@ TEST_F(Reconnect, ARefusedLoginEndsTheTries) {
         testLoop::Settle();
         EXPECT_TRUE(Connect()) << "by the application";
         password = "secret";
-        Lose();
-        ComeBack();
+        LoseAndFind();
         EXPECT_TRUE(UntilConnected());
     }
 }
@@ -458,9 +449,7 @@ TEST_F(Reconnect, ARefusedLoginEndsTheTries) {
 /* The limit is one of silence. */
 TEST_F(Reconnect, ALargeUpdateMayTakeLong) {
     constexpr guint64 kBytesPerSecond = 256; /* the first 64 KiB are not limited */
-    Proxy *proxy = Load("vm-101");
-    EXPECT_TRUE(IsWaiting());
-    events.clear();
+    Proxy *proxy = Follow("vm-101");
     orvane_session_set_bandwidth_limit(session, 0, kBytesPerSecond);
     const std::string name(192 * 1024, 'x');
     Rename("vm-101", name.c_str());
@@ -489,8 +478,7 @@ TEST_F(Reconnect, AServiceThatDoesNotAnswerUpdatesIsGivenUp) {
 
 /* It ends the login, so that the session asks for credentials, but cannot log in. */
 TEST_F(Reconnect, AServiceThatShutsDownIsLost) {
-    Load("vm-101");
-    events.clear();
+    Follow("vm-101");
     port = server->Port();
     StopServer();
     StartIdle();
@@ -533,8 +521,7 @@ TEST_F(Reconnect, ATryThatIsNotAnsweredEnds) {
     for (const char *method : {"versions", "RetrieveServiceContent", "Login"}) {
         SCOPED_TRACE(method);
         Begin();
-        Lose();
-        ComeBack();
+        LoseAndFind();
         server->AddTrouble({.kind = TroubleKind::Silent, .method = method});
         Move(1000);
         Move(58000);
@@ -556,8 +543,7 @@ TEST_F(Reconnect, WithoutCredentialsThereIsNoTry) {
 
     Begin();
     password.clear(); /* the function refuses */
-    Lose();
-    ComeBack();
+    LoseAndFind();
     Move(1000);
     EXPECT_THAT(events, ElementsAre("state 16", "credentials", "state 1"));
 }
@@ -647,8 +633,7 @@ TEST_F(Reconnect, TheApplicationMayEndItAnywhere) {
             };
             if (std::string(at) == "credentials")
                 inCredentials = end;
-            Lose();
-            ComeBack();
+            LoseAndFind();
             server->RemoveMachine("vm-102");
             MoveSeconds(3);
             EXPECT_TRUE(isDone);

@@ -9,9 +9,6 @@
 namespace {
 
 using simulator::TroubleKind;
-using testing::Contains;
-using testing::ElementsAre;
-using testing::Not;
 
 constexpr const char *kNotAuthenticated = "fault SkemaOzyFaultNotAuthenticated";
 

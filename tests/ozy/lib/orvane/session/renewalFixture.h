@@ -8,15 +8,13 @@
 
 #include <map>
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <orvane/orvane.h>
 #include <orvane/schema/ozy.h>
 #include <orvane/schema/qorm.h>
 
 #include "apps/lib/basicHttp/basicHttpInt.h"
 #include "tests/ozy/lib/orvane/runtime/objects.h"
+#include "tests/support/matchers.h"
 #include "tests/support/testLoop.h"
 #include "tools/simulator/simulator.h"
 
@@ -156,6 +154,13 @@ protected:
             events.push_back(std::string(from->id) + " " + pspec->name);
         });
         On(proxy, "leave", [this] { events.emplace_back("leave"); });
+        return proxy;
+    }
+    /* The same, once updates are awaited. What was recorded before is dropped. */
+    Proxy *Follow(const char *id) {
+        Proxy *proxy = Load(id);
+        EXPECT_TRUE(IsWaiting());
+        events.clear();
         return proxy;
     }
     static std::string Name(Proxy *proxy) { return GetString(proxy, "name", ""); }

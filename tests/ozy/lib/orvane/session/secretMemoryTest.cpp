@@ -124,32 +124,20 @@ private:
     pid_t process;
 };
 
-/* How many copies a login leaves after the shutdown. One that is refused is the last thing that is sent. */
-size_t CopiesAfterLogin(const char *user, const char *outcome) {
-    const Peer peer({.method = "none"});
-    testLoop::Reset();
-    EXPECT_TRUE(orvane_init(testLoop::Callback, testLoop::CallbackRemove));
-    OrvaneSession *session = orvane_session_new();
-    {
-        Ending ending;
-        {
-            const Password password;
-            orvane_session_connect(session, peer.url.c_str(), user, password.text, ending.listener);
-        }
-        EXPECT_TRUE(testLoop::RunUntil([&] { return ending.times > 0; }));
-        EXPECT_EQ(outcome, ending.text);
-    }
-    g_object_unref(session);
-    orvane_shutdown();
-    return NumCopies();
-}
-
 /* What a session asks for when it logs in again, and what came of it. */
 struct Again {
     const char *user;
     int numAsked = 0;
     bool isOver = false;
 
+    void Watch(OrvaneSession *session) {
+        orvane_session_set_credentials_func(session, Give, this, nullptr);
+        const OrvaneReconnect policy = {1, 1, 0, OnReconnecting, nullptr, nullptr, this, nullptr};
+        orvane_session_set_reconnect(session, &policy);
+        g_signal_connect(session, "notify::state", G_CALLBACK(OnState), this);
+    }
+
+private:
     static gboolean Give(OrvaneSession *, char **user, char **password, gpointer data) {
         auto *again = static_cast<Again *>(data);
         const Password secret;
@@ -167,24 +155,28 @@ struct Again {
     }
 };
 
-/* The same for a login that the session sends again by itself. */
-size_t CopiesAfterTrouble(const simulator::Trouble &trouble, const char *user) {
+/* How many copies a login leaves after the shutdown, or another one that follows from a trouble, as that user. One that is
+ * refused is the last thing that is sent. */
+size_t CopiesAfter(const char *user, const char *outcome, const char *next = nullptr,
+                   const simulator::Trouble &trouble = {.method = "none"}) {
     const Peer peer(trouble);
     testLoop::Reset();
     EXPECT_TRUE(orvane_init(testLoop::Callback, testLoop::CallbackRemove));
-    Again again{user};
+    Again again{next};
     OrvaneSession *session = orvane_session_new();
-    orvane_session_set_credentials_func(session, Again::Give, &again, nullptr);
-    const OrvaneReconnect policy = {1,       1,       0,      Again::OnReconnecting,
-                                    nullptr, nullptr, &again, nullptr};
-    orvane_session_set_reconnect(session, &policy);
-    g_signal_connect(session, "notify::state", G_CALLBACK(Again::OnState), &again);
+    if (next != nullptr)
+        again.Watch(session);
     {
-        const Password password;
-        orvane_session_connect(session, peer.url.c_str(), "u", password.text, nullptr);
+        Ending ending;
+        {
+            const Password password;
+            orvane_session_connect(session, peer.url.c_str(), user, password.text, ending.listener);
+        }
+        EXPECT_TRUE(testLoop::RunUntil(
+            [&] { return ending.times > 0 && (next == nullptr || again.isOver); }));
+        EXPECT_EQ(outcome, ending.text);
+        EXPECT_EQ(next != nullptr ? 1 : 0, again.numAsked);
     }
-    EXPECT_TRUE(testLoop::RunUntil([&] { return again.isOver; }));
-    EXPECT_EQ(1, again.numAsked);
     g_object_unref(session);
     orvane_shutdown();
     return NumCopies();
@@ -197,16 +189,18 @@ TEST(SecretMemory, ALoginLeavesNoCopyOfThePasswordThatIsOurs) {
     }
     ASSERT_EQ(CURLE_OK, curl_global_init_mem(CURL_GLOBAL_ALL, malloc, WipingFree, WipingRealloc,
                                              strdup, calloc));
-    EXPECT_EQ(0u, CopiesAfterLogin("u", "success"));
-    EXPECT_EQ(0u, CopiesAfterLogin("nobody", "failure InvalidLogin"));
+    EXPECT_EQ(0u, CopiesAfter("u", "success"));
+    EXPECT_EQ(0u, CopiesAfter("nobody", "failure InvalidLogin"));
     const simulator::Trouble expires = {.kind = simulator::TroubleKind::ExpireSession,
                                         .method = "WaitForUpdatesEx"};
     const simulator::Trouble loses = {.kind = simulator::TroubleKind::Fault,
                                       .method = "WaitForUpdatesEx",
                                       .faultType = "NoPermission"};
-    EXPECT_EQ(0u, CopiesAfterTrouble(expires, "nobody")) << "another login";
-    EXPECT_EQ(0u, CopiesAfterTrouble(loses, "nobody")) << "another connection";
-    EXPECT_EQ(0u, CopiesAfterTrouble(loses, "u"));
+    EXPECT_EQ(0u, CopiesAfter("u", "failure NotAuthenticated", "nobody", expires))
+        << "another login";
+    EXPECT_EQ(0u, CopiesAfter("u", "failure RequestCanceled", "nobody", loses))
+        << "another connection";
+    EXPECT_EQ(0u, CopiesAfter("u", "failure RequestCanceled", "u", loses));
     curl_global_cleanup();
 }
 

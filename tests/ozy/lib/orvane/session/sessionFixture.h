@@ -16,9 +16,6 @@
 #include <deque>
 #include <span>
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <orvane/orvane.h>
 #include <orvane/schema/ferry.h>
 #include <orvane/schema/ozy.h>
@@ -30,6 +27,7 @@
 #include "tests/ozy/lib/orvane/soap/envelope.h"
 #include "tests/support/cannedServer.h"
 #include "tests/support/logText.h"
+#include "tests/support/matchers.h"
 #include "tests/support/testLoop.h"
 
 /* The reply to a method; the inner text is of its "returnval". */

@@ -5,9 +5,6 @@
 
 namespace {
 
-using testing::ElementsAre;
-using testing::IsEmpty;
-
 struct Session : SessionTest {
     ObjectPtr<GObject> Property(const char *name) const { return GetObject(session, name); }
     /* Whether the user has a privilege on a folder on which it has these roles. */

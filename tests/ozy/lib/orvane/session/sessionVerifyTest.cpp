@@ -11,10 +11,6 @@
 
 namespace {
 
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::Not;
-
 struct SessionVerify : SessionTest {
     SessionVerify() { waitMs = 60000; } /* for handshakes on a busy machine */
     ~SessionVerify() override {

@@ -13,10 +13,6 @@
 
 namespace {
 
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::Not;
-
 /* The lines without time, duration and number, without the bodies. */
 std::vector<std::string> Heads(const std::string &text) {
     std::vector<std::string> heads;

@@ -4,14 +4,10 @@
 
 #include <ctime>
 
-#include <gmock/gmock.h>
 #include <libxml/parser.h>
 #include <libxml/xmlerror.h>
 
 namespace {
-
-using testing::HasSubstr;
-using testing::Not;
 
 bool Parses(const std::string &text) {
     const XmlDocPtr doc(OrvaneSoap_ParseDocument(text.data(), text.size(), "reply", 0));

@@ -8,13 +8,12 @@
 
 #include <vector>
 
-#include <gtest/gtest.h>
-
 #include "ozy/lib/orvane/runtime/orvaneRuntime.h"
 #include "ozy/lib/orvane/schema/schemaLookup.h"
 #include "ozy/lib/orvane/soap/orvaneSoapInt.h"
 #include "ozy/lib/orvane/soap/orvaneSoapTree.h"
 #include "tests/ozy/lib/orvane/runtime/objects.h"
+#include "tests/support/matchers.h"
 #include "tests/support/paths.h"
 
 /* A GValue that releases what it holds. */

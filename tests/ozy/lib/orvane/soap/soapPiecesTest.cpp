@@ -157,8 +157,8 @@ TEST(SoapPieces, ATextThatIsNotWellFormedHasNoEffect) {
         for (gsize length = whole.size() - 60; length < whole.size(); length++) {
             const Outcome outcome = Read(whole.substr(0, length), shape, {.pieceBytes = 200});
             EXPECT_EQ("refused", outcome.value);
-            EXPECT_THAT(outcome.checks, testing::IsEmpty());
-            EXPECT_THAT(outcome.proxies, testing::IsEmpty());
+            EXPECT_THAT(outcome.checks, IsEmpty());
+            EXPECT_THAT(outcome.proxies, IsEmpty());
         }
     }
 }

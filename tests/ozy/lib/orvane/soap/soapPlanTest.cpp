@@ -2,8 +2,6 @@
 #include "tests/ozy/lib/orvane/soap/keeper.h"
 #include "tests/support/logText.h"
 
-#include <gmock/gmock.h>
-
 namespace {
 
 constexpr auto kFlags = static_cast<GParamFlags>(G_PARAM_READWRITE);
@@ -80,8 +78,8 @@ TEST(SoapPlan, WhatAPropertyRefusesStaysOutOfTheObject) {
     EXPECT_EQ("<c xsi:type=\"Custom\"><made xsi:type=\"xsd:string\">by default</made>"
               "<uchar xsi:type=\"xsd:unsignedBtype\">7</uchar></c>",
               Written("c", value.get(), ""));
-    EXPECT_THAT(LogText(), testing::HasSubstr("SOAP: the property short of TestSoapCustom does "
-                                              "not take what a reply has for it\n"));
+    EXPECT_THAT(LogText(), HasSubstr("SOAP: the property short of TestSoapCustom does "
+                                     "not take what a reply has for it\n"));
 }
 
 TEST(SoapPlan, TwoThreadsGetTheSamePlan) {

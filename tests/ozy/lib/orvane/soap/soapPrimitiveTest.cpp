@@ -27,23 +27,9 @@ TEST(SoapPrimitive, NumbersAreScannedAndCutAsByScanf) {
         {orvane_soap_deserialize_char, G_TYPE_CHAR, "300", "44"},
         {orvane_soap_deserialize_uchar, G_TYPE_UCHAR, "255", "255"},
         {orvane_soap_deserialize_uchar, G_TYPE_UCHAR, "257", "1"},
-        {orvane_soap_deserialize_int, G_TYPE_INT, " \n 42 ms", "42"},
-        {orvane_soap_deserialize_int, G_TYPE_INT, "+7", "7"},
-        {orvane_soap_deserialize_int, G_TYPE_INT, "0x10", "0"},
-        {orvane_soap_deserialize_int, G_TYPE_INT, "4294967297", "1"},
-        {orvane_soap_deserialize_int, G_TYPE_INT, "2147483648", "-2147483648"},
-        {orvane_soap_deserialize_int, G_TYPE_INT, "99999999999999999999", "-1"},
-        {orvane_soap_deserialize_uint, G_TYPE_UINT, "-1", "4294967295"},
         {orvane_soap_deserialize_long, G_TYPE_LONG, "-9223372036854775808", "-9223372036854775808"},
         {orvane_soap_deserialize_ulong, G_TYPE_ULONG, "18446744073709551615",
          "18446744073709551615"},
-        {orvane_soap_deserialize_int64, G_TYPE_INT64, "9223372036854775807", "9223372036854775807"},
-        {orvane_soap_deserialize_int64, G_TYPE_INT64, "1.9", "1"},
-        {orvane_soap_deserialize_uint64, G_TYPE_UINT64, "18446744073709551615",
-         "18446744073709551615"},
-        {orvane_soap_deserialize_float, G_TYPE_FLOAT, "1.5e3x", "1500.000000"},
-        {orvane_soap_deserialize_double, G_TYPE_DOUBLE, " -0.25", "-0.250000"},
-        {orvane_soap_deserialize_double, G_TYPE_DOUBLE, "INF", "inf"},
         {orvane_soap_deserialize_bool, G_TYPE_BOOLEAN, "true", "TRUE"},
         {orvane_soap_deserialize_bool, G_TYPE_BOOLEAN, "1", "TRUE"},
         {orvane_soap_deserialize_bool, G_TYPE_BOOLEAN, "false", "FALSE"},
@@ -61,7 +47,8 @@ TEST(SoapPrimitive, WholeNumbersReadLikeScanfForAnyText) {
     const char *texts[] = {
         // clang-format off
         "", " ", "-", "+", "--1", "1-", "007", "-0", "1e3", "٣", "\t9", "- 1", "0b1", "\v\f\r12abc", "1,000",
-        "-99999999999999999999", "18446744073709551616", "-18446744073709551615"
+        "-99999999999999999999", "18446744073709551616", "-18446744073709551615", " \n 42 ms", "+7", "0x10", "1.9",
+        "4294967297", "2147483648", "99999999999999999999", "9223372036854775807", "18446744073709551615"
         // clang-format on
     };
     const Warnings refusals;
@@ -83,7 +70,7 @@ TEST(SoapPrimitive, RealNumbersReadLikeScanfForAnyText) {
         // clang-format off
         "", "-", ".", "-.5", ".5", "5.", "1.2.3", "+1", " 1.5", "1.5 ", "0x1p3", "1e400", "-0", "-0.0", "inf", "1,5",
         "0.1", "16777217", "16777216", "nan", "1.5x", "--1", "1e-5", "0.3e", "9007199254740993",
-        "0.1234567890123456789012", "123456789.123456789"
+        "0.1234567890123456789012", "123456789.123456789", "1.5e3x", " -0.25", "INF"
         // clang-format on
     };
     for (int i = 0; i < 3000; i++) {

@@ -3,8 +3,6 @@
 #include "tests/ozy/lib/orvane/soap/mutations.h"
 #include "tests/ozy/lib/orvane/soap/soapFixture.h"
 
-#include <gmock/gmock.h>
-
 #include "ozy/lib/orvane/session/orvaneSessionInt.h"
 #include "ozy/lib/orvane/updates/orvaneMOMgrInt.h"
 #include "tests/support/logText.h"
@@ -92,7 +90,7 @@ TEST_F(SoapSession, AProxyOfAnotherClassIsTakenWhereThePlaceCanHoldIt) {
     const Value update =
         Read("<v xsi:type='ObjectUpdate'><obj type='VirtualMachine'>x-1</obj></v>");
     EXPECT_EQ(known.Object(), GetObject(update.Object(), "obj").get());
-    EXPECT_THAT(warnings.texts, testing::IsEmpty());
+    EXPECT_THAT(warnings.texts, IsEmpty());
 }
 
 TEST_F(SoapSession, NoReplyRaisesAMessageOfGLibIfChecksGoToTheLog) {
@@ -116,8 +114,8 @@ TEST_F(SoapSession, NoReplyRaisesAMessageOfGLibIfChecksGoToTheLog) {
         }
     }
     orvane_set_reader_checks_to_log(FALSE);
-    EXPECT_THAT(LogText(), testing::HasSubstr("SOAP: orvane_soap_deserialize_"));
-    EXPECT_THAT(warnings.texts, testing::IsEmpty());
+    EXPECT_THAT(LogText(), HasSubstr("SOAP: orvane_soap_deserialize_"));
+    EXPECT_THAT(warnings.texts, IsEmpty());
 }
 
 TEST_F(SoapSession, ReferencesInObjectsAreReadAndWrittenBack) {
@@ -140,10 +138,10 @@ TEST_F(SoapSession, ReferencesInObjectsAreReadAndWrittenBack) {
              "<locked/></v>",
              orvane_lookup_type("TaskInfo"));
     EXPECT_THAT(Write("v", info),
-                testing::HasSubstr("<locked type=\"VirtualMachine\" "
-                                   "xsi:type=\"ManagedObjectReference\">vm-1</locked>"
-                                   "<locked type=\"Folder\" "
-                                   "xsi:type=\"ManagedObjectReference\">group-v3</locked>"));
+                HasSubstr("<locked type=\"VirtualMachine\" "
+                          "xsi:type=\"ManagedObjectReference\">vm-1</locked>"
+                          "<locked type=\"Folder\" "
+                          "xsi:type=\"ManagedObjectReference\">group-v3</locked>"));
 }
 
 TEST_F(SoapSession, AReferenceWithoutIdIsAFailedCheck) {
@@ -175,7 +173,7 @@ TEST_F(SoapSession, AnUpdateOfAKeyWithoutAnElementIsAFailedCheck) {
         orvane_set_reader_checks_to_log(FALSE);
         EXPECT_EQ(isToLog, warnings.texts.empty());
     }
-    EXPECT_THAT(Write("p", ObjectValue(object)), testing::HasSubstr(">a</pathSet>"));
+    EXPECT_THAT(Write("p", ObjectValue(object)), HasSubstr(">a</pathSet>"));
 }
 
 } // namespace

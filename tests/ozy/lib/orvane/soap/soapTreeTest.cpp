@@ -1,8 +1,6 @@
 #include "tests/ozy/lib/orvane/soap/mutations.h"
 #include "tests/ozy/lib/orvane/soap/soapFixture.h"
 
-#include <gmock/gmock.h>
-
 #include "tests/lib/lock/inThreads.h"
 #include "tests/support/logText.h"
 
@@ -182,7 +180,7 @@ TEST(SoapTree, ADocumentIsReportedOnceAndOnlyIfItIsBad) {
     EXPECT_EQ("", LogText());
 
     TreeShape("<a><b></a>");
-    EXPECT_THAT(LogText(), testing::HasSubstr("SOAP: tree, line 1: "));
+    EXPECT_THAT(LogText(), HasSubstr("SOAP: tree, line 1: "));
     EXPECT_EQ(2, std::ranges::count(LogText(), '\n'))
         << "what libxml2 itself reports of two mismatches:\n"
         << LogText();

@@ -5,8 +5,6 @@
 
 namespace {
 
-using testing::ElementsAre;
-
 struct Filters : SessionTest {
     guint filter = 0;
     std::vector<std::string> events;

@@ -42,7 +42,7 @@ TEST_F(Registry, DiscardingFreesOnlyProxiesWithoutAnOwner) {
     Warnings warnings;
     orvane_momgr_discard_by_id(manager.get(), "unknown");
     ASSERT_EQ(1u, warnings.texts.size());
-    EXPECT_THAT(warnings.texts[0], testing::HasSubstr("'object'"));
+    EXPECT_THAT(warnings.texts[0], HasSubstr("'object'"));
 }
 
 TEST_F(Registry, AnotherProxyOfTheSameIdReplacesIt) {

@@ -5,7 +5,6 @@
 #include <map>
 #include <sstream>
 
-#include <gmock/gmock.h>
 #include <orvane/schema/ozy.h>
 
 #include "ozy/lib/orvane/updates/orvaneMOMgrInt.h"
@@ -319,8 +318,7 @@ TEST_F(UpdatePath, KeysOfAnotherFormWarnAndFindNothing) {
         EXPECT_EQ(row.changes, Apply(kRemove, row.path, none)) << row.path;
         EXPECT_EQ(row.warning == nullptr, warnings.texts.empty()) << row.path;
         if (row.warning != nullptr) {
-            EXPECT_THAT(warnings.texts, testing::Contains(testing::HasSubstr(row.warning)))
-                << row.path;
+            EXPECT_THAT(warnings.texts, Contains(HasSubstr(row.warning))) << row.path;
         }
     }
 }
