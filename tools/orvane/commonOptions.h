@@ -4,7 +4,8 @@
  *   alias o='orvane --profile lab --timeout 10 --quiet'
  *   o ls -R
  *
- * They are options of the program, so that no command lacks one. A command for which one has no meaning ignores it.
+ * They are options of the program, so that no command lacks one. A command for which one has no meaning ignores it. Of one
+ * that is given several times the last counts.
  *
  * Threads: one.
  */

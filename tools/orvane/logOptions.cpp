@@ -32,7 +32,7 @@ void AddLogOptions(CLI::App &program, process::LogOptions &options) {
         Text(MSGID("help.log") "Write a log to a new file, beside which the last "
                                "three are kept; - for stderr. It has no "
                                "secrets in it"));
-    log->check([](const std::string &file) {
+    log->take_last()->check([](const std::string &file) {
         return file.empty() ? Text(MSGID("log.noName") "the name of the file is empty") : "";
     });
     program
@@ -41,6 +41,7 @@ void AddLogOptions(CLI::App &program, process::LogOptions &options) {
                                                 "sent and received"))
         ->capture_default_str()
         ->check(CLI::IsMember(process::LogLevels()))
+        ->take_last()
         ->needs(log);
 }
 

@@ -83,7 +83,7 @@ int ReportUsage(const CLI::App &program, const CLI::ParseError &error) {
     const std::string unknown = UnknownCommandText(command);
     /* its callback is not called for a wrong command line */
     const auto output = program.get_option("--output")->results();
-    if (!output.empty() && output.front().starts_with("json"))
+    if (!output.empty() && output.back().starts_with("json"))
         SetForThisRun("output=json");
     return ReportFailure(BadUsage(!unknown.empty()
                                       ? unknown
@@ -102,7 +102,8 @@ void AddFooter(CLI::App &program) {
                                           "a second one ends it at once.") +
             "\n\n" +
             Text(MSGID("help.program.common") "Every command takes these options, before or after "
-                                              "its name, so that an alias can have them. Those "
+                                              "its name, so that an alias can have them; the last "
+                                              "of one name counts. Those "
                                               "that use no service (config, profile, schema, "
                                               "completion) ignore --profile and --wire, and "
                                               "--timeout is only used by \"schema import\" of "
