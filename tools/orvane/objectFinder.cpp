@@ -60,7 +60,8 @@ Failure NotFound(const std::string &word, const std::vector<std::string> &simila
             Text(MSGID("object.needsFerry") "there is no object \"%s\"; jobs are objects "
                                             "of the second service: --ferry",
                  shown.c_str()));
-    if (similar.empty())
+    const bool isTask = g_type_is_a(type, SKEMA_TYPE_OZY_TASK); /* no other object is similar */
+    if (similar.empty() || isTask)
         return Failure(Text(MSGID("object.none") "there is no object \"%s\"; \"%s\" shows what "
                                                  "there is",
                             shown.c_str(), ListCommandOf(type)));

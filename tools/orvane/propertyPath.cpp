@@ -147,7 +147,8 @@ GType FindClass(const std::string &name, GType base) {
     const std::string nearest = NearestWord(name, names);
     const std::string shown = Printable(name);
     if (nearest.empty())
-        throw BadUsage(Text(MSGID("class.unknown") "\"%s\" is no class of objects in the inventory",
+        throw BadUsage(Text(MSGID("class.unknown") "\"%s\" is no class of objects in the "
+                                                   "inventory; \"orvane ls -R -l\" shows classes",
                             shown.c_str()));
     throw BadUsage(
         Text(MSGID("class.similar") "\"%s\" is no class of objects in the inventory; did "

@@ -83,6 +83,9 @@ bool LeadsToTls(const std::string &named) {
 }
 
 int RunImport(const SchemaOptions &options) {
+    if (options.wanted.documents.empty() && options.wanted.urls.empty())
+        throw BadUsage(Text(MSGID("schema.noDocument") "a document or --url is required; see "
+                                                       "orvane schema import --help"));
     const bool isChosen = !options.trust.pin.empty() || !options.trust.ca.empty();
     for (const std::string &url : options.wanted.urls) {
         if (isChosen && !LeadsToTls(url))

@@ -112,7 +112,7 @@ TEST_F(Get, WhatIsWrongIsOneLineThatHelps) {
         {{"--ferry", "job-12"}, 1, {"no job \"job-12\"; similar: \"job-1\""}},
         {{"--ferry", "x"}, 1, {"\"orvane job ls\" shows"}},
         {{"Job:job-1"}, 1, {"second service: --ferry"}},
-        {{"task-77"}, 1, {"no object \"task-77\"; \"orvane task ls\" shows"}},
+        {{"task-9"}, 1, {"no object \"task-9\"; \"orvane task ls\" shows"}},
         {{"vm-101", "--profile", "x"}, 1, {"no profile \"x\"; \"orvane profile list\""}},
         {{"vm-101", "--user", "a\x01"}, 2, {"user name: the value has the character U+0001"}},
     };
