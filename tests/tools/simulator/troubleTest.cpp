@@ -75,6 +75,16 @@ TEST_F(Troubles, SilenceEndsWithAReset) {
     EXPECT_TRUE(Eventually([&] { return server.NumOpenConnections() == 0; }));
 }
 
+TEST_F(Troubles, ConnectionsAreRefusedButOpenOnesStay) {
+    EXPECT_EQ(CURLE_OK, Content(client).error);
+    server.SetListening(false);
+    SoapClient late(server.Url());
+    EXPECT_EQ(CURLE_COULDNT_CONNECT, Content(late).error);
+    EXPECT_EQ(CURLE_OK, Content(client).error);
+    server.SetListening(true);
+    EXPECT_EQ(CURLE_OK, Content(late).error);
+}
+
 TEST(VersionsDocument, HasManyForms) {
     /* the status of the document, what is in it, and the status of the WSDL */
     const std::tuple<VersionsForm, long, const char *, long> rows[] = {
