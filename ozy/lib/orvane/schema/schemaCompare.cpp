@@ -17,6 +17,8 @@ bool AreFieldsEqual(GObject *first, GObject *second, const SchemaField *field, i
     if (field->mark != 0 && (g_object_get_qdata(first, field->mark) == nullptr) !=
                                 (g_object_get_qdata(second, field->mark) == nullptr))
         return false;
+    SchemaEngine_NoteRead(first, field);
+    SchemaEngine_NoteRead(second, field);
     return field->store->isEqual({field, SchemaField_In<char>(first, field), first},
                                  {field, SchemaField_In<char>(second, field), second}, depth);
 }

@@ -43,10 +43,17 @@ constinit std::atomic<bool> gIsAnyRegistered{false};
 /* Observers of all threads; a look at the thread's own costs more. */
 constinit std::atomic<int> gNumObservers{0};
 constinit thread_local SchemaObserver tObserver = nullptr;
+constinit std::atomic<int> gNumReadObservers{0};
+constinit thread_local SchemaObserver tReadObserver = nullptr;
 
 void Observe(GObject *object, const SchemaField *field) {
     if (gNumObservers.load(std::memory_order_relaxed) > 0 && tObserver != nullptr)
         tObserver(object, field);
+}
+
+void SetObserver(SchemaObserver *slot, std::atomic<int> *count, SchemaObserver observer) {
+    count->fetch_add((observer != nullptr) - (*slot != nullptr), std::memory_order_relaxed);
+    *slot = observer;
 }
 
 const char *Text(guint32 offset) {
@@ -164,7 +171,7 @@ void SchemaSetProperty(GObject *object, guint id, const GValue *value, GParamSpe
 
 void SchemaGetProperty(GObject *object, guint id, GValue *value, GParamSpec *pspec) {
     if (const SchemaField *field = FieldFor(object, id, pspec))
-        field->store->get(PlaceOf(object, field), value);
+        SchemaClass_GetField(object, field, value);
 }
 
 void ReleaseFields(GObject *object, const SchemaClass *klass) {
@@ -470,9 +477,16 @@ const SchemaClass *SchemaClass_Get(gpointer klass) {
 }
 
 void SchemaEngine_Observe(SchemaObserver observer) {
-    gNumObservers.fetch_add((observer != nullptr) - (tObserver != nullptr),
-                            std::memory_order_relaxed);
-    tObserver = observer;
+    SetObserver(&tObserver, &gNumObservers, observer);
+}
+
+void SchemaEngine_ObserveReads(SchemaObserver observer) {
+    SetObserver(&tReadObserver, &gNumReadObservers, observer);
+}
+
+void SchemaEngine_NoteRead(GObject *object, const SchemaField *field) {
+    if (gNumReadObservers.load(std::memory_order_relaxed) > 0 && tReadObserver != nullptr)
+        tReadObserver(object, field);
 }
 
 void SchemaClass_SetField(GObject *object, const SchemaField *field, const GValue *value) {
@@ -544,6 +558,7 @@ const SchemaField *SchemaClass_FindFieldByName(GObject *object, std::string_view
 }
 
 void SchemaClass_GetField(GObject *object, const SchemaField *field, GValue *value) {
+    SchemaEngine_NoteRead(object, field);
     field->store->get(PlaceOf(object, field), value);
 }
 

@@ -98,6 +98,13 @@ using SchemaObserver = void (*)(GObject *object, const SchemaField *field);
 /* Sets the observer of the calling thread's stores; NULL for none. */
 void SchemaEngine_Observe(SchemaObserver observer);
 
+/* Sets the function that is called in this thread before a field of an object is read; NULL for none. It must not read a
+ * field. */
+void SchemaEngine_ObserveReads(SchemaObserver observer);
+
+/* For those who read a field where it is kept in the object, to be called before that. */
+void SchemaEngine_NoteRead(GObject *object, const SchemaField *field);
+
 /* The field behind a property; NULL if an application's class below the schema's has it, or may store it. */
 const SchemaField *SchemaClass_FindField(GObject *object, const GParamSpec *pspec);
 
@@ -107,12 +114,14 @@ const SchemaField *SchemaClass_FindFieldByName(GObject *object, std::string_view
 /* Puts what an object has in a field into a value of the pspec's type, as the class's get_property does. */
 void SchemaClass_GetField(GObject *object, const SchemaField *field, GValue *value);
 
-/* Where a field is kept in the object. What is there is described in schemaStore.h. */
+/* Where a field is kept in the object. What is there is described in schemaStore.h. Of an array, SchemaEngine_NoteRead() is
+ * to be called before. */
 template <class T> T *SchemaField_In(GObject *object, const SchemaField *field) {
     return static_cast<T *>(G_STRUCT_MEMBER_P(object, field->offset));
 }
 
-/* The array in a field, to be changed in place. NULL if there is none, or if it is kept in another way, as references
+/* The array in a field, to be changed in place by those who know which of its elements are only places, see
+ * orvaneUpdateIndex.h. NULL if there is none, or if it is kept in another way, as references
  * to managed objects and lists of any values are. */
 GValueArray *SchemaField_GetArray(GObject *object, const SchemaField *field);
 

@@ -428,12 +428,8 @@ void SchemaReferenceList::Append(const SkemaQormManagedObject *proxy) {
     AppendReference(*list, proxy);
 }
 
-void SchemaReferenceList::Remove(guint index, bool isLast) {
-    const GPtr<char> id(g_value_dup_string(list->ids->values + index));
-    g_value_array_remove(list->ids, index);
-    g_array_remove_index(list->types, index);
-    if (isLast)
-        ReleaseProxy(SchemaSession_Of(place.object), id.get());
+void SchemaReferenceList::Release(const char *id) const {
+    ReleaseProxy(SchemaSession_Of(place.object), id);
 }
 
 constinit const SchemaStore kSchemaReferenceStore = {

@@ -77,9 +77,9 @@ public:
     /* The proxy of an element; it is made if it is gone. Returns: (transfer none) (nullable) */
     SkemaQormManagedObject *GetProxy(guint index) const;
     void Append(const SkemaQormManagedObject *proxy);
-    /* Also releases the proxy if isLast, so if no other element has its id, as a store does. The list is not to be used
-     * any more: that may run the application's code. */
-    void Remove(guint index, bool isLast);
+    /* Releases the proxy of an element that was removed, as a store does. The list is not to be used any more: that may run
+     * the application's code. */
+    void Release(const char *id) const;
 
 private:
     SchemaPlace place{};

@@ -140,9 +140,11 @@ private:
 
 bool SoapWriteProperty(const SoapWriter &writer, const SoapProperty &property, GObject *object) {
     const SoapKindRow &row = OrvaneSoapKind_Row(property.kind);
-    if (property.heldAt != 0)
+    if (property.heldAt != 0) {
+        SchemaEngine_NoteRead(object, property.field);
         return row.writeHeld(writer, property.name,
                              G_STRUCT_MEMBER(gpointer, object, property.heldAt));
+    }
     if (property.isReference) {
         const SkemaQormManagedObject *proxy = SchemaReference_GetProxy(object, property.field);
         if (proxy == nullptr || g_type_is_a(G_OBJECT_TYPE(proxy), property.type))

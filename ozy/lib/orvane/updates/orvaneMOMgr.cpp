@@ -227,9 +227,12 @@ void AddFields(GObject *object, SchemaHeld *held) {
     if (schema == nullptr || schema->type != G_OBJECT_TYPE(object))
         return;
     for (; schema != nullptr; schema = schema->base) {
-        for (const SchemaField &field : std::span(schema->fields, schema->numFields))
-            if (field.store->visit != nullptr)
-                field.store->visit({&field, SchemaField_In<char>(object, &field), object}, held);
+        for (const SchemaField &field : std::span(schema->fields, schema->numFields)) {
+            if (field.store->visit == nullptr)
+                continue;
+            SchemaEngine_NoteRead(object, &field);
+            field.store->visit({&field, SchemaField_In<char>(object, &field), object}, held);
+        }
     }
 }
 

@@ -265,18 +265,19 @@ bool RemoveInPlace(OrvaneMOMgr *momgr, GObject *object, const OrvaneUpdateElemen
     if (!search->isPossible || array == nullptr || !CheckIndex(array, search->index))
         return true;
 
-    const auto index = static_cast<guint>(search->index);
-    ScopedValue removed(G_VALUE_TYPE(&array->values[index]));
-    g_value_copy(&array->values[index], &removed.value);
+    UpdatePosition position(object, field, static_cast<guint>(search->index));
+    const GValue *before = &array->values[search->index];
+    ScopedValue removed(G_VALUE_TYPE(before));
+    g_value_copy(before, &removed.value);
     EmitArrayNotify(object, element.pspec, FALSE, &removed.value);
     /* the emission may have run a class handler that an application installed */
     array = OwnArray(object, element.pspec);
+    const guint index = position.Take();
     if (array == nullptr || index >= array->n_values)
         return true;
     /* as in a set, what the element was is released before the handlers run */
     g_object_freeze_notify(object);
-    OrvaneUpdateIndex_NoteRemoved(object, field, index);
-    g_value_array_remove(array, index);
+    OrvaneUpdateIndex_Remove(object, field, index);
     g_object_notify_by_pspec(object, element.pspec);
     orvane_value_cond_unset(&removed.value);
     g_object_thaw_notify(object);
@@ -307,21 +308,24 @@ bool RemoveReferenceInPlace(OrvaneMOMgr *momgr, GObject *object,
     if (!search.isPossible)
         return true;
 
-    const auto index = static_cast<guint>(search.index);
+    UpdatePosition position(object, field, static_cast<guint>(search.index));
     {
-        SkemaQormManagedObject *proxy = before.GetProxy(index);
+        SkemaQormManagedObject *proxy = before.GetProxy(static_cast<guint>(search.index));
         ScopedValue removed(G_OBJECT_TYPE(proxy));
         g_value_set_object(&removed.value, proxy);
         EmitArrayNotify(object, element.pspec, FALSE, &removed.value);
     }
     /* the emission may have run a class handler that an application installed */
-    SchemaReferenceList references = ReferencesInPlace(object, element.pspec);
+    const SchemaReferenceList references = ReferencesInPlace(object, element.pspec);
+    const guint index = position.Take();
     if (!references.IsValid() || index >= references.Count())
         return true;
     g_object_freeze_notify(object);
     const bool isLast = IsLastReference(object, field, references, index);
-    OrvaneUpdateIndex_NoteRemoved(object, field, index);
-    references.Remove(index, isLast);
+    const GPtr<char> id(g_value_dup_string(references.Ids()->values + index));
+    OrvaneUpdateIndex_Remove(object, field, index);
+    if (isLast)
+        references.Release(id.get());
     g_object_notify_by_pspec(object, element.pspec);
     g_object_thaw_notify(object);
     return true;

@@ -93,7 +93,10 @@ template <class T> ObjectPtr<T> MOMgrHold(T *object) {
  */
 template <class T> T *MOMgrPeek(GObject *object, const char *property) {
     const SchemaField *field = SchemaClass_FindFieldByName(object, property);
-    return field != nullptr ? SchemaField_In<T>(object, field) : nullptr;
+    if (field == nullptr)
+        return nullptr;
+    SchemaEngine_NoteRead(object, field);
+    return SchemaField_In<T>(object, field);
 }
 
 /* An array in an object that only a reply holds; it is copied only if the class is an application's. */

@@ -1,6 +1,7 @@
 #include "ozy/lib/orvane/updates/orvaneUpdateIndex.h"
 
 #include <algorithm>
+#include <cstring>
 #include <map>
 #include <memory>
 #include <span>
@@ -40,14 +41,59 @@ struct Indexes {
     std::unordered_map<GObject *, Place> elements; /* of all indexes */
     guint numScopes = 0;
     bool isObserving = false;
+    bool isObservingReads = false;
 };
 
 /* NULL outside of a scope. */
 constinit Indexes *gIndexes = nullptr;
+/* The positions that are kept, the innermost first. */
+constinit UpdatePosition::Kept *gPositions = nullptr;
 
-void EndIndex(SearchedList *list) {
+/* Moves together what is between places that are removed. Returns how many elements are left. */
+template <class T> guint CloseUp(T *elements, guint count, std::span<const guint> removed) {
+    guint to = removed[0];
+    for (gsize i = 0; i < removed.size(); i++) {
+        const guint from = removed[i] + 1;
+        const guint end = i + 1 < removed.size() ? removed[i + 1] : count;
+        std::memmove(elements + to, elements + from, (end - from) * sizeof(T));
+        to += end - from;
+    }
+    return to;
+}
+
+/* The list in a field; without types if it is not one of references. */
+SchemaReferenceArray ListIn(GObject *object, const SchemaField *field) {
+    if (field->store == &kSchemaReferenceArrayStore)
+        return *SchemaField_In<SchemaReferenceArray>(object, field);
+    return {*SchemaField_In<GValueArray *>(object, field), nullptr};
+}
+
+using ListKey = std::pair<GObject *, const SchemaField *>;
+
+/* Removes the empty places of a list with an index. */
+void Close(const ListKey &key, Index *index) {
+    const std::vector<guint> removed = index->keys.TakeDropped();
+    if (removed.empty())
+        return;
+    for (UpdatePosition::Kept *kept = gPositions; kept != nullptr; kept = kept->next) {
+        if (kept->object == key.first && kept->field == key.second)
+            kept->position -= static_cast<guint>(std::ranges::lower_bound(removed, kept->position) -
+                                                 removed.begin());
+    }
+    const auto [elements, types] = ListIn(key.first, key.second);
+    const guint count = elements->n_values;
+    elements->n_values = CloseUp(elements->values, count, removed);
+    std::ranges::fill(std::span(elements->values, count).subspan(elements->n_values),
+                      GValue(G_VALUE_INIT));
+    if (types != nullptr)
+        g_array_set_size(types,
+                         CloseUp(reinterpret_cast<GType *>(types->data), types->len, removed));
+}
+
+void EndIndex(const ListKey &key, SearchedList *list) {
     if (list->index == nullptr)
         return;
+    Close(key, list->index.get());
     for (GObject *object : list->index->objects) {
         const auto element = gIndexes->elements.find(object);
         if (element != gIndexes->elements.end() && element->second.index == list->index.get())
@@ -62,7 +108,7 @@ void OnStore(GObject *object, const SchemaField *field) {
          list != gIndexes->lists.end() && list->first.first == object &&
          (field == nullptr || list->first.second == field);
          list++) {
-        EndIndex(&list->second);
+        EndIndex(list->first, &list->second);
         list->second.isPossible = true;
     }
     const auto element = gIndexes->elements.find(object);
@@ -88,7 +134,7 @@ bool AddElement(Index *index, const GValue *element) {
     return object == nullptr || gIndexes->elements.emplace(object, Place{index, slot}).second;
 }
 
-void BuildIndex(SearchedList *list, const GValueArray *array) {
+void BuildIndex(const ListKey &key, SearchedList *list, const GValueArray *array) {
     if (!std::exchange(gIndexes->isObserving, true))
         SchemaEngine_Observe(OnStore);
     auto index = std::make_unique<Index>();
@@ -100,7 +146,7 @@ void BuildIndex(SearchedList *list, const GValueArray *array) {
         elements, [&](const GValue &element) { return AddElement(index.get(), &element); });
     list->index = std::move(index);
     if (!list->isPossible)
-        EndIndex(list);
+        EndIndex(key, list);
 }
 
 void ReadChangedKeys(Index *index) {
@@ -119,6 +165,18 @@ SearchedList *Find(GObject *object, const SchemaField *field) {
     const auto found = gIndexes->lists.find({object, field});
     return found != gIndexes->lists.end() && found->second.index != nullptr ? &found->second
                                                                             : nullptr;
+}
+
+void OnRead(GObject *object, const SchemaField *field) {
+    if (SearchedList *list = Find(object, field))
+        Close({object, field}, list->index.get());
+}
+
+bool IsPositionKept(const ListKey &key) {
+    const UpdatePosition::Kept *kept = gPositions;
+    while (kept != nullptr && (kept->object != key.first || kept->field != key.second))
+        kept = kept->next;
+    return kept != nullptr;
 }
 
 std::optional<UpdateKey> KeyOfText(const char *text) {
@@ -143,19 +201,26 @@ UpdateIndexScope::UpdateIndexScope() {
 UpdateIndexScope::~UpdateIndexScope() {
     if (--gIndexes->numScopes > 0)
         return;
+    for (auto &[key, list] : gIndexes->lists) {
+        if (list.index != nullptr)
+            Close(key, list.index.get());
+    }
     if (gIndexes->isObserving)
         SchemaEngine_Observe(nullptr);
+    if (gIndexes->isObservingReads)
+        SchemaEngine_ObserveReads(nullptr);
     delete std::exchange(gIndexes, nullptr);
 }
 
 const UpdateKeys *OrvaneUpdateIndex_Search(GObject *object, const SchemaField *field,
                                            const GValueArray *array) {
-    if (gIndexes == nullptr || array->n_values < kMinLength)
+    /* a list that has become short keeps its index, since it may have empty places */
+    if (gIndexes == nullptr || (array->n_values < kMinLength && Find(object, field) == nullptr))
         return nullptr;
     SearchedList &list = gIndexes->lists[{object, field}];
     list.numSearches++;
     if (list.index == nullptr && list.isPossible && list.numSearches > kFreeSearches)
-        BuildIndex(&list, array);
+        BuildIndex({object, field}, &list, array);
     if (list.index == nullptr)
         return nullptr;
     ReadChangedKeys(list.index.get());
@@ -169,16 +234,50 @@ void OrvaneUpdateIndex_NoteAdded(GObject *object, const SchemaField *field,
         return;
     list->isPossible = AddElement(list->index.get(), &array->values[array->n_values - 1]);
     if (!list->isPossible)
-        EndIndex(list);
+        EndIndex({object, field}, list);
 }
 
-void OrvaneUpdateIndex_NoteRemoved(GObject *object, const SchemaField *field, guint position) {
+void OrvaneUpdateIndex_Remove(GObject *object, const SchemaField *field, guint position) {
+    const auto [elements, types] = ListIn(object, field);
     SearchedList *list = Find(object, field);
-    if (list == nullptr)
+    if (list == nullptr) {
+        if (types != nullptr)
+            g_array_remove_index(types, position);
+        g_value_array_remove(elements, position);
         return;
+    }
+    if (!std::exchange(gIndexes->isObservingReads, true))
+        SchemaEngine_ObserveReads(OnRead);
     Index *index = list->index.get();
-    const guint32 slot = index->keys.Remove(position);
+    const guint32 slot = index->keys.Drop(position);
     gIndexes->elements.erase(std::exchange(index->objects[slot], nullptr));
+    ScopedValue removed;
+    std::swap(removed.value, elements->values[position]);
+    const guint numEmpty = index->keys.NumDropped();
+    const guint numLeft = index->keys.Count() - numEmpty;
+    if (numEmpty >= std::max(numLeft, kMinLength) || numLeft == 0 ||
+        IsPositionKept({object, field}))
+        Close({object, field}, index);
+}
+
+guint OrvaneUpdateIndex_First(GObject *object, const SchemaField *field) {
+    const SearchedList *list = Find(object, field);
+    return list != nullptr ? list->index->keys.First() : 0;
+}
+
+UpdatePosition::UpdatePosition(GObject *object, const SchemaField *field, guint position)
+    : kept{object, field, position, gPositions} {
+    gPositions = &kept;
+}
+
+UpdatePosition::~UpdatePosition() {
+    if (gPositions == &kept)
+        gPositions = kept.next;
+}
+
+guint UpdatePosition::Take() {
+    gPositions = kept.next;
+    return kept.position;
 }
 
 bool OrvaneUpdateIndex_IsPlain(const GValue *element) {

@@ -7,6 +7,9 @@
  * list gets an index. It follows the list: changes in place are noted by those who make them; a store of the whole list ends
  * it; a store of the property "key" of an element gives the element its new key. Handlers may do any of these.
  *
+ * The place of an element that is removed from such a list stays, empty, until there are many of them or somebody reads the
+ * list; so what is behind each element is not moved each time. Positions here count the empty places.
+ *
  * Only lists that a class of the schema keeps itself, and whose elements are texts, numbers or objects of classes of the
  * schema, have indexes. The keys of other objects may change unnoticed.
  *
@@ -42,8 +45,31 @@ const UpdateKeys *OrvaneUpdateIndex_Search(GObject *object, const SchemaField *f
 /* An element was appended to the list in place. */
 void OrvaneUpdateIndex_NoteAdded(GObject *object, const SchemaField *field,
                                  const GValueArray *array);
-/* An element is removed from the list in place. */
-void OrvaneUpdateIndex_NoteRemoved(GObject *object, const SchemaField *field, guint position);
+/* Removes an element from a list that can be changed in place. Its end may run code of the application. */
+void OrvaneUpdateIndex_Remove(GObject *object, const SchemaField *field, guint position);
+/* Position of the first element of a list that is not empty. */
+guint OrvaneUpdateIndex_First(GObject *object, const SchemaField *field);
+
+/* A position in a list, while code of the application may run, which may read or set the list. */
+class UpdatePosition {
+public:
+    UpdatePosition(GObject *object, const SchemaField *field, guint position);
+    ~UpdatePosition();
+    UpdatePosition(const UpdatePosition &) = delete;
+    UpdatePosition &operator=(const UpdatePosition &) = delete;
+    /* The position now. It is not kept any more. */
+    guint Take();
+
+    struct Kept {
+        GObject *object; /* not owned; only compared */
+        const SchemaField *field;
+        guint position;
+        Kept *next; /* an outer one */
+    };
+
+private:
+    Kept kept;
+};
 
 /* Whether reading the key of an element runs no code of the application. */
 bool OrvaneUpdateIndex_IsPlain(const GValue *element);

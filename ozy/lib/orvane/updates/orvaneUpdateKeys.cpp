@@ -1,5 +1,6 @@
 #include "ozy/lib/orvane/updates/orvaneUpdateKeys.h"
 
+#include <algorithm>
 #include <bit>
 #include <utility>
 
@@ -70,6 +71,30 @@ guint32 UpdateKeys::Remove(guint position) {
         used[node]--;
     count--;
     return slot;
+}
+
+guint32 UpdateKeys::Drop(guint position) {
+    const guint32 slot = SlotAt(position);
+    Erase(slot);
+    dropped.push_back(slot);
+    isDropped.resize(std::max(isDropped.size(), gsize(slot) + 1));
+    isDropped[slot] = true;
+    const auto isGone = [this](guint32 of) { return of < isDropped.size() && isDropped[of]; };
+    while (firstLeft < count && isGone(SlotAt(firstLeft)))
+        firstLeft++;
+    return slot;
+}
+
+std::vector<guint> UpdateKeys::TakeDropped() {
+    std::vector<guint> positions;
+    positions.reserve(dropped.size());
+    std::ranges::sort(dropped);
+    for (guint32 slot : std::exchange(dropped, {}))
+        positions.push_back(PositionOf(slot));
+    for (gsize i = positions.size(); i > 0; i--)
+        Remove(positions[i - 1]);
+    firstLeft = 0;
+    return positions;
 }
 
 void UpdateKeys::Replace(guint32 slot, std::optional<UpdateKey> key) {

@@ -63,6 +63,14 @@ public:
     /* How many elements have the key: none, 1, or 2 for more. */
     guint CountOf(const UpdateKeyView &key) const;
     guint32 SlotAt(guint position) const;
+
+    /* Removes an element, but not its place: the positions of the others stay, and Count() still has it. Returns its slot. */
+    guint32 Drop(guint position);
+    guint NumDropped() const { return static_cast<guint>(dropped.size()); }
+    /* Position of the first element that was not dropped; Count() if there is none. */
+    guint First() const { return firstLeft; }
+    /* Removes the places of the dropped elements. Returns their positions, the lowest first. */
+    std::vector<guint> TakeDropped();
     guint PositionOf(guint32 slot) const;
 
 private:
@@ -88,4 +96,7 @@ private:
     ByKey byKey;
     std::vector<ByKey::value_type *> keys; /* by slot; NULL for an element without a key */
     std::vector<guint32> used;             /* Fenwick tree; the one of slot i is at i + 1 */
+    std::vector<guint32> dropped;          /* slots */
+    std::vector<bool> isDropped;           /* by slot; those behind its end are not */
+    guint firstLeft = 0;
 };

@@ -151,10 +151,15 @@ const GParamSpec *KeyOfElements(const GValue *first) {
     return g_object_class_find_property(static_cast<GObjectClass *>(cls.get()), "key");
 }
 
+/* The first element of an array that has one. With keys, places before it may be empty. */
+const GValue *FirstElement(const GValueArray *array, const UpdateKeys *keys) {
+    return &array->values[keys != nullptr ? keys->First() : 0];
+}
+
 /* Searches an array. A key that no object has selects the first object. */
 OrvaneUpdateSearch FindDataObject(const GValueArray *array, std::string_view key,
                                   const UpdateKeys *keys) {
-    const GParamSpec *pspec = KeyOfElements(&array->values[0]);
+    const GParamSpec *pspec = KeyOfElements(FirstElement(array, keys));
     if (pspec == nullptr)
         return {false, 0};
 
@@ -190,7 +195,7 @@ OrvaneUpdateSearch FindManagedObject(OrvaneMOMgr *momgr, const GValueArray *arra
 OrvaneUpdateSearch FindPlain(const GValueArray *array, std::string_view key,
                              const UpdateKeys *keys) {
     UpdateKeyView wanted(false, 0, {});
-    if (G_VALUE_HOLDS_STRING(&array->values[0])) {
+    if (G_VALUE_HOLDS_STRING(FirstElement(array, keys))) {
         const auto text = KeyText(key);
         if (!text.has_value())
             return {true, -1};
@@ -204,9 +209,11 @@ OrvaneUpdateSearch FindPlain(const GValueArray *array, std::string_view key,
 }
 
 /* Whether a search compares the elements with a number that the key does not have. */
-bool IsNumberMissing(const GValueArray *array, std::string_view key) {
-    if (array->n_values == 0 || !G_IS_VALUE(&array->values[0]) ||
-        G_VALUE_HOLDS_OBJECT(&array->values[0]) || G_VALUE_HOLDS_STRING(&array->values[0]))
+bool IsNumberMissing(const GValueArray *array, std::string_view key, const UpdateKeys *keys) {
+    if (array->n_values == 0)
+        return false;
+    const GValue *first = FirstElement(array, keys);
+    if (!G_IS_VALUE(first) || G_VALUE_HOLDS_OBJECT(first) || G_VALUE_HOLDS_STRING(first))
         return false;
     char *end = nullptr;
     strtol(key.data(), &end, 10);
@@ -215,7 +222,7 @@ bool IsNumberMissing(const GValueArray *array, std::string_view key) {
 
 OrvaneUpdateSearch FindByKey(OrvaneMOMgr *momgr, const GValueArray *array, std::string_view key,
                              const UpdateKeys *keys) {
-    const GValue *first = &array->values[0];
+    const GValue *first = FirstElement(array, keys);
     if (!G_IS_VALUE(first))
         return {false, 0};
     if (g_type_is_a(G_VALUE_TYPE(first), skema_qorm_managed_object_get_type()))
@@ -314,8 +321,12 @@ std::optional<OrvaneUpdateSearch> OrvaneUpdatePath_FindInPlace(OrvaneMOMgr *momg
             return OrvaneUpdateIndex_IsPlain(&element);
         }))
         return std::nullopt;
-    if (!IsNumberMissing(array, key))
-        return OrvaneUpdatePath_FindElement(momgr, array, key, keys);
+    if (!IsNumberMissing(array, key, keys)) {
+        OrvaneUpdateSearch search = OrvaneUpdatePath_FindElement(momgr, array, key, keys);
+        if (search.index == 0) /* also of a key without an element */
+            search.index = static_cast<gint>(OrvaneUpdateIndex_First(object, field));
+        return search;
+    }
     /* the only search that goes on after a warning, whose handler may set the list */
     const gint number = KeyNumber(key);
     array = SchemaField_GetArray(object, field);
@@ -335,8 +346,10 @@ OrvaneUpdateSearch OrvaneUpdatePath_FindReference(OrvaneMOMgr *momgr, GObject *o
     const std::string id(*text);
     const UpdateKeys *keys = OrvaneUpdateIndex_Search(object, field, references.Ids());
     const gint found = keys != nullptr ? keys->Find({true, 0, id}) : references.Find(id.c_str());
-    const bool isPossible = found >= 0 || orvane_momgr_lookup(momgr, id.c_str()) != nullptr;
-    return {isPossible, std::max(found, 0)};
+    if (found >= 0)
+        return {true, found};
+    return {orvane_momgr_lookup(momgr, id.c_str()) != nullptr,
+            static_cast<gint>(OrvaneUpdateIndex_First(object, field))};
 }
 
 OrvaneUpdateTarget OrvaneUpdatePath_Resolve(OrvaneMOMgr *momgr, GObject *object, const char *path) {

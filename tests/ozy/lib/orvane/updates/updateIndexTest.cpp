@@ -87,7 +87,8 @@ public:
                   StringValue(Name(Any(kNumKeys)).c_str()));
         else if (Any(10) == 0)
             Apply(kAssign, "", Copy());
-        Record();
+        if (Any(4) == 0) /* others leave empty places behind, which a read removes */
+            Record();
     }
 
     /* Whether the object has the list as data under its name. */
