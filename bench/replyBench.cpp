@@ -35,6 +35,7 @@ constexpr int kNumReferences = 20;
 constexpr int kNumClasses = 30;
 constexpr int kObjectsAClass = 20;
 constexpr guint kNumElements = 8000;
+constexpr guint kNumRemovals = 80000;
 constexpr int kNumChanges = 1000;
 
 using Text = const char *;
@@ -227,9 +228,9 @@ std::string KeyOf(guint number) {
     return fmt::format("52b5395a-{}", number);
 }
 
-ValueArrayPtr Users() {
-    ValueArrayPtr users(g_value_array_new(kNumElements));
-    for (guint i = 0; i < kNumElements; i++) {
+ValueArrayPtr Users(guint count) {
+    ValueArrayPtr users(g_value_array_new(count));
+    for (guint i = 0; i < count; i++) {
         ScopedValue user(orvane_lookup_type("UserSession"));
         g_value_take_object(
             &user.value, g_object_new(G_VALUE_TYPE(&user.value), "key", KeyOf(i).c_str(), nullptr));
@@ -239,10 +240,10 @@ ValueArrayPtr Users() {
 }
 
 struct UserList {
-    ValueArrayPtr users = Users();
+    ValueArrayPtr users;
     GObject *manager = G_OBJECT(g_object_ref_sink(
         orvane_session_get_object(TheSession(), "sessions", orvane_lookup_type("SessionManager"))));
-    UserList() { Fill(); }
+    explicit UserList(guint count = kNumElements) : users(Users(count)) { Fill(); }
     ~UserList() { g_object_unref(manager); }
     UserList(const UserList &) = delete;
     UserList &operator=(const UserList &) = delete;
@@ -293,6 +294,24 @@ void RemoveElements(benchmark::State &state) {
         for (const std::string &path : paths)
             orvane_momgr_update_property(momgr, list.manager, path.c_str(), nullptr,
                                          SKEMA_QORM_CORE_PROPERTY_COLLECTOR_CHANGE_REMOVE);
+    }
+}
+
+/* Lists of so many users, emptied from the front. */
+void RemoveFirstElements(benchmark::State &state, guint length) {
+    const UserList list(length);
+    OrvaneMOMgr *momgr = orvane_session_get_momgr(TheSession());
+    std::vector<std::string> paths;
+    for (guint i = 0; i < length; i++)
+        paths.push_back("sessionList[\"" + KeyOf(i) + "\"]");
+    for (auto _ : state) {
+        for (guint done = 0; done < kNumRemovals; done += length) {
+            list.Fill();
+            const UpdateIndexScope scope;
+            for (const std::string &path : paths)
+                orvane_momgr_update_property(momgr, list.manager, path.c_str(), nullptr,
+                                             SKEMA_QORM_CORE_PROPERTY_COLLECTOR_CHANGE_REMOVE);
+        }
     }
 }
 
@@ -355,6 +374,7 @@ constexpr RatioRow kRows[] = {
     {"arrayGrowth", "an array grown by 8,000 single adds : one set", 20},
     {"arrayInside", "8,000 changes inside elements, by their keys : plain sets", 25},
     {"arrayRemoval", "a list of 8,000, emptied by their keys : plain sets", 35},
+    {"removals80000", "80,000 removed from the front of one list : of ten lists", 3},
     {"change", "1,000 changes of an update set, a handler : plain sets", 1.2},
 };
 
@@ -400,6 +420,8 @@ int main(int argc, char **argv) {
     benchmark::RegisterBenchmark("arrayInside/peer", SetElements);
     benchmark::RegisterBenchmark("arrayRemoval/ours", RemoveElements);
     benchmark::RegisterBenchmark("arrayRemoval/peer", SetElements);
+    benchmark::RegisterBenchmark("removals80000/ours", RemoveFirstElements, kNumRemovals);
+    benchmark::RegisterBenchmark("removals80000/peer", RemoveFirstElements, kNumElements);
     benchmark::RegisterBenchmark("change/ours", ApplyChanges);
     benchmark::RegisterBenchmark("change/peer", SetProperties);
     return Ratio_Main(argc, argv, kRows);
