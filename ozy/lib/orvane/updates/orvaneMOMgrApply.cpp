@@ -265,14 +265,13 @@ bool RemoveInPlace(OrvaneMOMgr *momgr, GObject *object, const OrvaneUpdateElemen
     if (!search->isPossible || array == nullptr || !CheckIndex(array, search->index))
         return true;
 
-    UpdatePosition position(object, field, static_cast<guint>(search->index));
-    const GValue *before = &array->values[search->index];
+    const auto index = static_cast<guint>(search->index);
+    const GValue *before = &array->values[index];
     ScopedValue removed(G_VALUE_TYPE(before));
     g_value_copy(before, &removed.value);
     EmitArrayNotify(object, element.pspec, FALSE, &removed.value);
     /* the emission may have run a class handler that an application installed */
     array = OwnArray(object, element.pspec);
-    const guint index = position.Take();
     if (array == nullptr || index >= array->n_values)
         return true;
     /* as in a set, what the element was is released before the handlers run */
@@ -308,16 +307,15 @@ bool RemoveReferenceInPlace(OrvaneMOMgr *momgr, GObject *object,
     if (!search.isPossible)
         return true;
 
-    UpdatePosition position(object, field, static_cast<guint>(search.index));
+    const auto index = static_cast<guint>(search.index);
     {
-        SkemaQormManagedObject *proxy = before.GetProxy(static_cast<guint>(search.index));
+        SkemaQormManagedObject *proxy = before.GetProxy(index);
         ScopedValue removed(G_OBJECT_TYPE(proxy));
         g_value_set_object(&removed.value, proxy);
         EmitArrayNotify(object, element.pspec, FALSE, &removed.value);
     }
     /* the emission may have run a class handler that an application installed */
     const SchemaReferenceList references = ReferencesInPlace(object, element.pspec);
-    const guint index = position.Take();
     if (!references.IsValid() || index >= references.Count())
         return true;
     g_object_freeze_notify(object);

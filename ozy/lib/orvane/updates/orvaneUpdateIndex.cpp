@@ -46,8 +46,6 @@ struct Indexes {
 
 /* NULL outside of a scope. */
 constinit Indexes *gIndexes = nullptr;
-/* The positions that are kept, the innermost first. */
-constinit UpdatePosition::Kept *gPositions = nullptr;
 
 /* Moves together what is between places that are removed. Returns how many elements are left. */
 template <class T> guint CloseUp(T *elements, guint count, std::span<const guint> removed) {
@@ -75,11 +73,6 @@ void Close(const ListKey &key, Index *index) {
     const std::vector<guint> removed = index->keys.TakeDropped();
     if (removed.empty())
         return;
-    for (UpdatePosition::Kept *kept = gPositions; kept != nullptr; kept = kept->next) {
-        if (kept->object == key.first && kept->field == key.second)
-            kept->position -= static_cast<guint>(std::ranges::lower_bound(removed, kept->position) -
-                                                 removed.begin());
-    }
     const auto [elements, types] = ListIn(key.first, key.second);
     const guint count = elements->n_values;
     elements->n_values = CloseUp(elements->values, count, removed);
@@ -172,13 +165,6 @@ void OnRead(GObject *object, const SchemaField *field) {
         Close({object, field}, list->index.get());
 }
 
-bool IsPositionKept(const ListKey &key) {
-    const UpdatePosition::Kept *kept = gPositions;
-    while (kept != nullptr && (kept->object != key.first || kept->field != key.second))
-        kept = kept->next;
-    return kept != nullptr;
-}
-
 std::optional<UpdateKey> KeyOfText(const char *text) {
     return text != nullptr ? std::optional(UpdateKey{true, 0, text}) : std::nullopt;
 }
@@ -255,29 +241,13 @@ void OrvaneUpdateIndex_Remove(GObject *object, const SchemaField *field, guint p
     std::swap(removed.value, elements->values[position]);
     const guint numEmpty = index->keys.NumDropped();
     const guint numLeft = index->keys.Count() - numEmpty;
-    if (numEmpty >= std::max(numLeft, kMinLength) || numLeft == 0 ||
-        IsPositionKept({object, field}))
+    if (numEmpty >= std::max(numLeft, kMinLength) || numLeft == 0)
         Close({object, field}, index);
 }
 
 guint OrvaneUpdateIndex_First(GObject *object, const SchemaField *field) {
     const SearchedList *list = Find(object, field);
     return list != nullptr ? list->index->keys.First() : 0;
-}
-
-UpdatePosition::UpdatePosition(GObject *object, const SchemaField *field, guint position)
-    : kept{object, field, position, gPositions} {
-    gPositions = &kept;
-}
-
-UpdatePosition::~UpdatePosition() {
-    if (gPositions == &kept)
-        gPositions = kept.next;
-}
-
-guint UpdatePosition::Take() {
-    gPositions = kept.next;
-    return kept.position;
 }
 
 bool OrvaneUpdateIndex_IsPlain(const GValue *element) {

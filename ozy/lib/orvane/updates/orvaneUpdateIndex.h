@@ -50,27 +50,6 @@ void OrvaneUpdateIndex_Remove(GObject *object, const SchemaField *field, guint p
 /* Position of the first element of a list that is not empty. */
 guint OrvaneUpdateIndex_First(GObject *object, const SchemaField *field);
 
-/* A position in a list, while code of the application may run, which may read or set the list. */
-class UpdatePosition {
-public:
-    UpdatePosition(GObject *object, const SchemaField *field, guint position);
-    ~UpdatePosition();
-    UpdatePosition(const UpdatePosition &) = delete;
-    UpdatePosition &operator=(const UpdatePosition &) = delete;
-    /* The position now. It is not kept any more. */
-    guint Take();
-
-    struct Kept {
-        GObject *object; /* not owned; only compared */
-        const SchemaField *field;
-        guint position;
-        Kept *next; /* an outer one */
-    };
-
-private:
-    Kept kept;
-};
-
 /* Whether reading the key of an element runs no code of the application. */
 bool OrvaneUpdateIndex_IsPlain(const GValue *element);
 /* The key of an element. It is empty if the element has none. */
