@@ -8,6 +8,7 @@
 #include "lib/file/fileLockInt.h"
 #include "tests/lib/lock/inThreads.h"
 #include "tests/support/fileFaults.h"
+#include "tests/support/inChild.h"
 #include "tests/support/processLimits.h"
 #include "tests/support/temporaryFolder.h"
 
@@ -245,6 +246,19 @@ TEST_F(FileLock, ALaterLockerOfTheSameNameIsNotWaitedFor) {
     Member("M00001.lck", other + "1 X 5 lc=1");
     meanwhile = [&] { Member("M00001.lck", other + "3 X 5 lc=1"); };
     EXPECT_TRUE(CanLock(1000));
+}
+
+TEST_F(FileLock, AHolderThatDiesIsNotWaitedForAnyLonger) {
+    auto holder = std::make_unique<ChildProcess>([&] {
+        Lock(false);
+        folder.Write("held", "");
+        pause();
+    });
+    for (int i = 0; i < 10000 && ModeOf(folder.Path("held")) == 0; i++)
+        usleep(1000);
+    EXPECT_FALSE(CanLock());
+    meanwhile = [&] { holder.reset(); };
+    EXPECT_TRUE(CanLock(5000));
 }
 
 TEST_F(FileLock, AChildDrawsNumbersOfItsOwn) {
