@@ -23,14 +23,14 @@ TEST(CryptoPBKDF2, KnownAnswers) {
         {"passwordPASSWORDpassword", "saltSALTsaltSALTsaltSALTsaltSALTsalt", 4096,
          "3d2eec4fe41c849b80c8d83662c0e44a8b291a964cf2f07038"},
         {"pass\0word"s, "sa\0lt"s, 4096, "56fa6aa75548099dcc37d7f03425e0c3"},
-        {std::string(0, 'p'), std::string(0, 'p'), 3, "96"},
+        {"", "", 3, "96"},
         {std::string(1, 'p'), std::string(8, 'p'), 3, "7c5531ad37b860fa237227501cbfc537ae1df806"},
         {std::string(63, 'p'), std::string(60, 'p'), 3,
          "192a1a1e26956c374234a27ec18a6dcc28c4e01779"},
         {std::string(64, 'p'), std::string(200, 'p'), 3,
          "b58cba3456dfd375e1cf923fc32a0e89f6cb88c47ab62d54fc5097831e27b29229cb695a50f8c16c"},
         {std::string(65, 'p'), std::string(8, 'p'), 3, "4aaece82043c2900f280872c87fd3278bb1eadbf"},
-        {std::string(200, 'p'), std::string(0, 'p'), 3,
+        {std::string(200, 'p'), "", 3,
          "0bb31e6e8d362600abea9c13ac06af68f60adb2e662fa34f3826a28be6bc0ac94811610449473316ae1055136"
          "e20dc0f9190"},
     };
