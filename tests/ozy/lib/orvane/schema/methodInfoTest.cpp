@@ -69,8 +69,8 @@ TEST(MethodInfo, EveryListedMethodOfEveryClassHasADescription) {
             numArguments += method->owner == type ? method->numArguments : 0;
         }
     }
-    EXPECT_EQ(kSchemaTables.numMethods, numMethods);
-    EXPECT_EQ(kSchemaTables.numArguments, numArguments);
+    EXPECT_EQ(tables->numMethods, numMethods);
+    EXPECT_EQ(tables->numArguments, numArguments);
 }
 
 class MethodCall : public SessionTest {

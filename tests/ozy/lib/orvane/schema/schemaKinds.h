@@ -8,10 +8,9 @@
  *   managed TestProxy : ManagedObject proxy ManagedObject  proxies ManagedObject[]?  value any?
  *   managed TestProxyBelow : TestProxy
  *
- * and for each Kind a method TakeKind(one Kind, maybe Kind?, all Kind[]?, likely ~Kind!) AnyEnum[].
+ * and for each Kind a method TestProxy.TakeKind(one Kind, maybe Kind?, all Kind[]?, likely ~Kind!) TestKinds[].
  *
- * They follow the shipped types, in tables that the test program puts in force before its
- * first test.
+ * They are an overlay that the test program adds before its first test.
  *
  * Ownership: the tables live as long as the program.
  */

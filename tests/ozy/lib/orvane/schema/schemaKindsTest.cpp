@@ -1,11 +1,13 @@
 #include "tests/ozy/lib/orvane/schema/schemaKinds.h"
 
+#include <orvane/schemaOverlay.h>
+
 #include <algorithm>
 #include <array>
 #include <cfloat>
 #include <cstring>
 
-#include "ozy/lib/schemaText/schemaBuild.h"
+#include "ozy/lib/schemaRows/schemaValues.h"
 
 namespace schemaKinds {
 namespace {
@@ -52,127 +54,35 @@ constexpr auto kRows = std::to_array<KindRow>({
     {SCHEMA_VALUE_OBJECT, "Object", "SelectionSpec", FillSpec, "a SelectionSpec"},
 });
 
-/* The shipped tables and what is added to them. */
-struct Extension {
-    Extension() {
-        const SchemaTables &from = *SchemaEngine_Tables();
-        types.assign(from.types, from.types + from.numTypes);
-        fields.assign(from.fields, from.fields + from.numFields);
-        methods.assign(from.methods, from.methods + from.numMethods);
-        arguments.assign(from.arguments, from.arguments + from.numArguments);
-        text.assign(from.text, TextSize(from));
-        tables = from;
-
-        const guint16 kinds = AddType("TestKinds", SCHEMA_KIND_DATA, "DynamicData");
-        for (const KindRow &row : kRows) {
-            AddField("one", row, 0);
-            AddField("maybe", row, SCHEMA_OPTIONAL);
-            AddField("all", row, SCHEMA_ARRAY);
-            AddMethod(row, kinds);
-        }
-        AddType("TestNumbers", SCHEMA_KIND_DATA, "TestKinds");
-        AddType("TestFault", SCHEMA_KIND_FAULT, "MethodFault");
-        AddField("proxy", kReference, 0);
-        AddType("TestProxy", SCHEMA_KIND_MANAGED, "ManagedObject");
-        AddField("proxy", kReference, 0);
-        AddField("proxies", kReference, SCHEMA_ARRAY | SCHEMA_OPTIONAL);
-        AddField("value", {SCHEMA_VALUE_ANY, "", nullptr, nullptr, ""}, SCHEMA_OPTIONAL);
-        AddType("TestProxyBelow", SCHEMA_KIND_MANAGED, "TestProxy");
-
-        ids.resize(types.size());
-        instanceSizes.resize(types.size());
-        tables.text = text.data();
-        tables.types = types.data();
-        tables.fields = fields.data();
-        tables.methods = methods.data();
-        tables.arguments = arguments.data();
-        tables.ids = ids.data();
-        tables.instanceSizes = instanceSizes.data();
-        tables.numTypes = static_cast<guint32>(types.size());
-        tables.numFields = static_cast<guint32>(fields.size());
-        tables.numMethods = static_cast<guint32>(methods.size());
-        tables.numArguments = static_cast<guint32>(arguments.size());
-        nameSlots = SchemaBuild_NameSlots(tables);
-        tables.nameSlots = nameSlots.data();
-        tables.numNameSlots = static_cast<guint32>(nameSlots.size());
+/* The tables of the head comment. */
+std::string Added() {
+    std::string fields, methods;
+    for (const KindRow &row : kRows) {
+        const std::string type(row.type != nullptr ? row.type : SchemaValue_Words(row.kind).word);
+        const std::string word = row.word;
+        fields += "  one" + word + " " + type + "\n  maybe" + word + " " + type + "?\n  all" +
+                  word + " " + type + "[]\n";
+        methods += "  Take" + word + "(one " + type + ", maybe " + type + "?, all " + type +
+                   "[]?, likely ~" + type + "!) TestKinds[]\n";
     }
-
-    SchemaTables tables;
-
-private:
-    static constexpr KindRow kReference = {SCHEMA_VALUE_MANAGED, "", "ManagedObject", nullptr, ""};
-
-    static gsize TextSize(const SchemaTables &from) {
-        guint32 last = 0;
-        for (guint32 i = 0; i < from.numTypes; i++)
-            last = std::max({last, from.types[i].name, from.types[i].wireName});
-        for (guint32 i = 0; i < from.numFields; i++)
-            last = std::max(last, from.fields[i].name);
-        for (guint32 i = 0; i < from.numWords; i++)
-            last = std::max({last, from.words[i].identifier, from.words[i].word});
-        for (guint32 i = 0; i < from.numMethods; i++)
-            last = std::max(last, from.methods[i].wireName);
-        for (guint32 i = 0; i < from.numArguments; i++)
-            last = std::max(last, from.arguments[i].name);
-        return last + strlen(from.text + last) + 1;
-    }
-
-    guint32 AddText(const std::string &added) {
-        const auto at = static_cast<guint32>(text.size());
-        text.append(added).push_back('\0');
-        return at;
-    }
-
-    guint16 IndexOf(const char *wireName) const {
-        for (gsize i = 0; wireName != nullptr && i < types.size(); i++) {
-            if (strcmp(text.data() + types[i].wireName, wireName) == 0)
-                return static_cast<guint16>(i);
-        }
-        return kSchemaNoType;
-    }
-
-    guint16 AddType(const std::string &name, SchemaKind kind, const char *base) {
-        const guint16 baseIndex = IndexOf(base);
-        types.push_back({AddText("Skema" + name), AddText(name),
-                         static_cast<guint32>(fields.size()), 0, baseIndex, kind,
-                         SCHEMA_NAMESPACE_FERRY, 0});
-        return static_cast<guint16>(types.size() - 1);
-    }
-
-    void AddField(const std::string &prefix, const KindRow &row, int flags) {
-        fields.push_back({AddText(prefix + row.word), IndexOf(row.type), row.kind,
-                          static_cast<guint8>(flags), 7});
-        types.back().count++;
-    }
-
-    void AddMethod(const KindRow &row, guint16 result) {
-        methods.push_back({AddText(std::string("Take") + row.word),
-                           static_cast<guint32>(arguments.size()), result, 4, SCHEMA_VALUE_OBJECT,
-                           SCHEMA_ARRAY});
-        const guint16 type = IndexOf(row.type);
-        const auto add = [&](const char *name, int flags) {
-            arguments.push_back({AddText(name), type, row.kind, static_cast<guint8>(flags)});
-        };
-        add("one", 0);
-        add("maybe", SCHEMA_OPTIONAL);
-        add("all", SCHEMA_ARRAY | SCHEMA_OPTIONAL);
-        add("likely", SCHEMA_LIKELY | SCHEMA_REQUIRED);
-    }
-
-    std::string text;
-    std::vector<SchemaTypeRow> types;
-    std::vector<SchemaFieldRow> fields;
-    std::vector<SchemaMethodRow> methods;
-    std::vector<SchemaArgumentRow> arguments;
-    std::vector<GType> ids;
-    std::vector<guint16> instanceSizes;
-    std::vector<guint16> nameSlots;
-};
+    return "namespace qorm\n"
+           "data TestKinds : DynamicData  @ozy25/5.0\n" +
+           fields +
+           "data TestNumbers : TestKinds  @all\n"
+           "fault TestFault : MethodFault  @all\n"
+           "  proxy ManagedObject\n"
+           "managed TestProxy : ManagedObject\n"
+           "  proxy ManagedObject\n"
+           "  proxies ManagedObject[]?\n"
+           "  value any?\n" +
+           methods + "managed TestProxyBelow : TestProxy\n";
+}
 
 struct Tables : testing::Environment {
     void SetUp() override {
-        static const Extension extension;
-        ASSERT_TRUE(SchemaEngine_SetTables(&extension.tables));
+        GError *error = nullptr;
+        EXPECT_TRUE(orvane_schema_add_overlay("schemaKinds", Added().c_str(), &error))
+            << error->message;
     }
 };
 

@@ -167,9 +167,9 @@ TEST_F(SchemaReference, WithoutAManagerAReadWarnsAndLeavesTheValueAlone) {
         FieldRow row;
         const char *shown, *warning;
     } rows[] = {
-        {kFields[0], "NULL", "property p of type SkemaTestProxyBelow.\n"},
+        {kFields[0], "NULL", "property p of type SkemaQormTestProxyBelow.\n"},
         {kFields[3], "NULL", "an array\n"},
-        {kFields[5], "any(NULL)", "property p of type SkemaTestProxyBelow.\n"},
+        {kFields[5], "any(NULL)", "property p of type SkemaQormTestProxyBelow.\n"},
     };
     std::vector<ObjectPtr<GObject>> holders;
     for (const auto &row : rows)

@@ -110,7 +110,7 @@ TEST(SchemaStore, AnUnknownPropertyIdIsALineInTheLogAndNothingElse) {
     klass->set_property(object.get(), 0, value.get(), own);
     klass->set_property(object.get(), past, value.get(), above);
     klass->get_property(object.get(), past, value.get(), nullptr);
-    const std::string end = " on object of type SkemaTestKinds.\n";
+    const std::string end = " on object of type SkemaQormTestKinds.\n";
     EXPECT_EQ((std::vector<std::string>{"Invalid property 0" + end,
                                         "Invalid property " + std::to_string(past) + end,
                                         "Invalid property " + std::to_string(past) + end}),
