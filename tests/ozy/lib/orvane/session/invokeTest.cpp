@@ -188,10 +188,9 @@ TEST_F(Invoke, FollowsTheLimitOfItsSession) {
             return row.function == BasicHttpResumePollCallback;
         });
     };
-    enum { kLimitFirst, kCallFirst, kDestroyed, kShutDown };
-    for (int order : {kLimitFirst, kCallFirst, kDestroyed, kShutDown}) {
-        SCOPED_TRACE(order);
-        orvane_session_set_bandwidth_limit(session, 0, order == kCallFirst ? 0 : 10);
+    for (const guint64 before : {10, 0}) {
+        SCOPED_TRACE(before);
+        orvane_session_set_bandwidth_limit(session, 0, before);
         service->answers["CurrentTime"] = HttpReply(Body(
             "<CurrentTimeResponse><a>" + std::string(300000, 'x') + "</a></CurrentTimeResponse>"));
         Ending ending[2];
@@ -201,21 +200,11 @@ TEST_F(Invoke, FollowsTheLimitOfItsSession) {
         ASSERT_TRUE(testLoop::RunUntil([&] { return numPaused() == 2; }));
         testLoop::Settle();
         EXPECT_EQ("", ending[0].text + ending[1].text);
-        if (order < kDestroyed) {
-            orvane_session_set_bandwidth_limit(session, 0, 0);
-            for (Ending &each : ending) {
-                Wait(each);
-                EXPECT_EQ("success", each.text);
-            }
-            continue;
+        orvane_session_set_bandwidth_limit(session, 0, 0);
+        for (Ending &each : ending) {
+            Wait(each);
+            EXPECT_EQ("success", each.text);
         }
-        if (order == kShutDown)
-            orvane_shutdown();
-        else
-            g_clear_object(&session);
-        EXPECT_EQ(0, numPaused());
-        if (order == kDestroyed)
-            break;
     }
 }
 

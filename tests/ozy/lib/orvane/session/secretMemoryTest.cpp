@@ -1,18 +1,16 @@
 // After a login over TLS no copy of the password is left in the process, but those of libcurl's allocator.
-#include <csignal>
 #include <cstdlib>
 #include <fstream>
 
 #include <fcntl.h>
 #include <malloc.h>
-#include <sys/prctl.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <curl/curl.h>
 
 #include "lib/misc/secret.h"
 #include "tests/ozy/lib/orvane/session/sessionFixture.h"
+#include "tests/support/inChild.h"
 #include "tools/simulator/simulator.h"
 
 namespace {
@@ -90,24 +88,17 @@ struct Peer {
     explicit Peer(const simulator::Trouble &trouble) {
         int ends[2];
         EXPECT_EQ(0, pipe(ends));
-        process = fork();
-        if (process == 0)
-            Serve(ends[1], trouble);
+        process = std::make_unique<ChildProcess>([&] { Serve(ends[1], trouble); });
         close(ends[1]);
         char text[256] = "";
         EXPECT_LT(0, read(ends[0], text, sizeof text - 1));
         close(ends[0]);
         url = text;
     }
-    ~Peer() {
-        kill(process, SIGKILL);
-        waitpid(process, nullptr, 0);
-    }
     std::string url;
 
 private:
     [[noreturn]] static void Serve(int end, const simulator::Trouble &trouble) {
-        prctl(PR_SET_PDEATHSIG, SIGKILL);
         const Password password;
         simulator::Simulator server({.hosts = 1,
                                      .machines = 1,
@@ -121,7 +112,7 @@ private:
         for (;;)
             pause();
     }
-    pid_t process;
+    std::unique_ptr<ChildProcess> process;
 };
 
 /* What a session asks for when it logs in again, and what came of it. */

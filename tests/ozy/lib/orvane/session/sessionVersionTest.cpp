@@ -58,15 +58,6 @@ TEST(SessionVersion, IsSelectedFromTheVersionsDocument) {
             << row.name;
 }
 
-TEST(SessionVersion, IsNotTakenFromOtherDocuments) {
-    const std::string good = NameSpace("urn:ozy25", "6.0");
-    EXPECT_EQ("", FromDocument("<other>" + good + "</other>"));
-    EXPECT_EQ("", FromDocument("<namespaces>" + good));
-    EXPECT_EQ("", FromDocument(""));
-    EXPECT_EQ("",
-              FromDocument("<!DOCTYPE x [<!ENTITY e 'x'>]><namespaces>" + good + "</namespaces>"));
-}
-
 TEST(SessionVersion, IsFoundInAnOldServicesWsdl) {
     const std::pair<const char *, const char *> rows[] = {
         {"<definitions><import namespace='urn:ozy25'/></definitions>", "ozy25 of ozy25"},

@@ -1,14 +1,13 @@
 // The records of requests and replies: for a function, and in a file. No record shows a secret.
 #include <csignal>
-#include <filesystem>
 #include <fstream>
 #include <sstream>
 
-#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include "ozy/lib/orvane/session/wireFile.h"
 #include "tests/ozy/lib/orvane/session/sessionFixture.h"
+#include "tests/support/processLimits.h"
 #include "tests/support/temporaryFolder.h"
 
 namespace {
@@ -240,14 +239,12 @@ TEST_F(WireInFile, OnlyAnOwnRegularFileIsUsed) {
 
 TEST_F(WireInFile, CountsWhatAFullDiskTook) {
     Start();
-    struct rlimit before {};
-    ASSERT_EQ(0, getrlimit(RLIMIT_FSIZE, &before));
     const auto handler = signal(SIGXFSZ, SIG_IGN);
-    const struct rlimit small { 10, before.rlim_max };
-    ASSERT_EQ(0, setrlimit(RLIMIT_FSIZE, &small));
-    for (const char *record : {"first", "second", "third", "fourth"})
-        WireFile_Write(record);
-    setrlimit(RLIMIT_FSIZE, &before);
+    {
+        const ProcessLimit small(RLIMIT_FSIZE, 10);
+        for (const char *record : {"first", "second", "third", "fourth"})
+            WireFile_Write(record);
+    }
     signal(SIGXFSZ, handler);
     WireFile_Write("fifth");
     WireFile_Write("sixth");

@@ -118,32 +118,6 @@ TEST_F(SoapSession, NoReplyRaisesAMessageOfGLibIfChecksGoToTheLog) {
     EXPECT_THAT(warnings.texts, IsEmpty());
 }
 
-TEST_F(SoapSession, ReferencesInObjectsAreReadAndWrittenBack) {
-    const Warnings quiet; // required texts that the objects do not have are written as "(null)"
-    const std::string texts[] = {
-        "<v xsi:type=\"ObjectUpdate\"><kind xsi:type=\"ObjectUpdateKind\">enter</kind>"
-        "<obj type=\"VirtualMachine\" xsi:type=\"ManagedObjectReference\">vm-1</obj>"
-        "<changeSet xsi:type=\"PropertyChange\"><name xsi:type=\"xsd:string\">parent</name>"
-        "<op xsi:type=\"PropertyChangeOp\">assign</op>"
-        "<val type=\"Folder\" xsi:type=\"ManagedObjectReference\">group-v3</val></changeSet></v>",
-        "<v xsi:type=\"DynamicArray\">"
-        "<val type=\"Folder\" xsi:type=\"ManagedObjectReference\">group-v3</val>"
-        "<val type=\"Datacenter\" xsi:type=\"ManagedObjectReference\">datacenter-2</val></v>",
-    };
-    for (const std::string &text : texts)
-        EXPECT_EQ(text, Write("v", Read(text)));
-
-    const Value info =
-        Read("<v><locked type='VirtualMachine'>vm-1</locked><locked type='Folder'>group-v3</locked>"
-             "<locked/></v>",
-             orvane_lookup_type("TaskInfo"));
-    EXPECT_THAT(Write("v", info),
-                HasSubstr("<locked type=\"VirtualMachine\" "
-                          "xsi:type=\"ManagedObjectReference\">vm-1</locked>"
-                          "<locked type=\"Folder\" "
-                          "xsi:type=\"ManagedObjectReference\">group-v3</locked>"));
-}
-
 TEST_F(SoapSession, AReferenceWithoutIdIsAFailedCheck) {
     const Warnings warnings;
     EXPECT_FALSE(Read("<v type='Task'/>").IsSet());

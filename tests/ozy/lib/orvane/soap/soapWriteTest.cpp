@@ -100,23 +100,6 @@ TEST(SoapWrite, OptionalPropertiesGoByTheMarkNotByTheValue) {
     EXPECT_EQ("<o xsi:type=\"WaitOptions\"></o>", Written("o", ObjectValue(options).get(), ""));
 }
 
-TEST(SoapWrite, BaseClassesComeFirstAndNestedObjectsNameTheirOwnClass) {
-    const ObjectPtr<GObject> inner = New("TraversalSpec");
-    g_object_set(inner.get(), "path", "vm", "type", "Folder", "skip", TRUE, "name", "f", nullptr);
-    const Value member = ObjectValue(inner);
-    const Value members = ArrayValue({&member});
-    const ObjectPtr<GObject> outer = New("TraversalSpec");
-    g_object_set(outer.get(), "type", "A", "path", "b", "selectSet",
-                 g_value_get_boxed(members.get()), "dynamicType", "dyn", nullptr);
-    EXPECT_EQ("<s xsi:type=\"TraversalSpec\">"
-              "<dynamicType xsi:type=\"xsd:string\">dyn</dynamicType>"
-              "<type xsi:type=\"xsd:string\">A</type><path xsi:type=\"xsd:string\">b</path>"
-              "<selectSet xsi:type=\"TraversalSpec\"><name xsi:type=\"xsd:string\">f</name>"
-              "<type xsi:type=\"xsd:string\">Folder</type><path xsi:type=\"xsd:string\">vm</path>"
-              "<skip xsi:type=\"xsd:boolean\">1</skip></selectSet></s>",
-              Written("s", ObjectValue(outer).get(), "ozy25/4.0"));
-}
-
 TEST(SoapWrite, APropertyIsWrittenToServicesThatKnowIt) {
     const ObjectPtr<GObject> session = New("UserSession");
     g_object_set(session.get(), "key", "k", "userName", "u", "fullName", "f", "locale", "l",
