@@ -99,60 +99,6 @@ TEST_IN_CHILD(SchemaLoad, FieldsAndTypesAreLikeAllOthers) {
     EXPECT_STREQ("SKEMA_OZY_TASK_INFO_PAUSED", paused->value_name);
 }
 
-TEST_IN_CHILD(SchemaLoad, FieldsCrossTheWireByTheirRelease) {
-    const TemporaryFolder folder;
-    ASSERT_EQ(kLoaded, Load(folder.Write("a.schema", kOverlay)).code);
-    const ObjectPtr<GObject> summary = New("VirtualMachineSummary");
-    const ObjectPtr<GObject> display = New("SiteDisplay");
-    g_object_set(display.get(), "width", 640, nullptr);
-    const Value displayValue = ObjectValue(display);
-    const Value displays = ArrayValue({&displayValue, &displayValue});
-    g_object_set(summary.get(), "overallState", 1, "display", g_value_get_boxed(displays.get()),
-                 "note", "by the door", nullptr);
-
-    const std::string begin = "<s xsi:type=\"VirtualMachineSummary\">"
-                              "<overallState xsi:type=\"SiteState\">broken</overallState>";
-    const std::string one =
-        "<display xsi:type=\"SiteDisplay\"><width xsi:type=\"xsd:int\">640</width></display>";
-    const std::string note = "<note xsi:type=\"xsd:string\">by the door</note>";
-    const Value value = ObjectValue(summary);
-    EXPECT_EQ(begin + "</s>", Written("s", value.get(), "ozy2/2.0"));
-    EXPECT_EQ(begin + one + one + "</s>", Written("s", value.get(), "ozy25/5.0"));
-    const std::string all = begin + one + one + note + "</s>";
-    EXPECT_EQ(all, Written("s", value.get(), "ozy25/6.0"));
-
-    const Value back = ReadElement(all, SKEMA_TYPE_OZY_VIRTUAL_MACHINE_SUMMARY);
-    ASSERT_NE(nullptr, back.Object());
-    EXPECT_EQ("by the door", GetString(back.Object(), "note"));
-    EXPECT_TRUE(IsMarked(back.Object(), "overallState"));
-    EXPECT_FALSE(IsMarked(back.Object(), "vm"));
-    EXPECT_EQ(all, Written("s", back.get(), "ozy25/6.0"));
-}
-
-TEST_IN_CHILD(SchemaLoad, CompiledCodeFindsItsTypesAndMethods) {
-    const SchemaTables *shipped = SchemaEngine_Tables();
-    const TemporaryFolder folder;
-    ASSERT_EQ(kLoaded, Load(folder.Write("a.schema", kOverlay)).code);
-    const SchemaTables *tables = SchemaEngine_Tables();
-    ASSERT_NE(shipped, tables);
-    for (guint i = 0; i < shipped->numTypes; i++)
-        ASSERT_STREQ(shipped->text + shipped->types[i].name, tables->text + tables->types[i].name);
-    for (guint i = 0; i < shipped->numMethods; i++) {
-        ASSERT_STREQ(shipped->text + shipped->methods[i].wireName,
-                     tables->text + tables->methods[i].wireName);
-        ASSERT_EQ(shipped->methods[i].firstArgument, tables->methods[i].firstArgument);
-    }
-    EXPECT_STREQ("SkemaOzyTask", g_type_name(SKEMA_TYPE_OZY_TASK));
-    EXPECT_STREQ("SkemaFerryServiceContent", g_type_name(SKEMA_TYPE_FERRY_SERVICE_CONTENT));
-    for (guint i = 0; i < tables->numTypes; i++) {
-        const GType type = orvane_schema_get_type(i);
-        ASSERT_STREQ(tables->text + tables->types[i].name, g_type_name(type));
-        const bool isListed = !(tables->types[i].flags & SCHEMA_TYPE_UNLISTED);
-        ASSERT_EQ(isListed ? type : 0,
-                  orvane_lookup_type(tables->text + tables->types[i].wireName));
-    }
-}
-
 TEST_IN_CHILD(SchemaLoad, FoldersByNameAndCallsOneOverTheOther) {
     const TemporaryFolder folder;
     folder.Write("2.schema", "namespace ozy\ndata SiteDisplay ...\n  depth SiteState\n");

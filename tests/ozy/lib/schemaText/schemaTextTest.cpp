@@ -4,12 +4,6 @@
 
 namespace {
 
-/* A type written back as the table has it. */
-std::string Text(const TableTypeRef &type) {
-    return std::string(type.isLikely ? "~" : "") + (type.isUnknown ? "*" : type.name) +
-           (type.isArray ? "[]" : "") + (type.isOptional ? "?" : "") + (type.isRequired ? "!" : "");
-}
-
 TEST(SchemaText, ReadsHeads) {
     const ReadSchema read = Read("# a comment\n"
                                  "namespace ozy\n"
@@ -37,45 +31,6 @@ TEST(SchemaText, ReadsHeads) {
     EXPECT_TRUE(read.model.types[3].isUnlisted);
     EXPECT_EQ(SCHEMA_NAMESPACE_QORM, read.model.types[4].ns);
     EXPECT_EQ("L", read.model.types[4].enclosing);
-}
-
-TEST(SchemaText, ReadsMembers) {
-    const ReadSchema read = Read("namespace ozy\n"
-                                 "managed M : B\n"
-                                 "  info  TaskInfo[]?  @ozy25/4.0\n"
-                                 "  Cancel() = stop\n"
-                                 "  Long_Task(\n"
-                                 "      a ~string!, b *,\n"
-                                 "      c *[]) Task[] = long_one\n"
-                                 "  Short(d any) int\n"
-                                 "  after  boolean\n"
-                                 "enum E\n"
-                                 "  one two\n"
-                                 "  3rd\n");
-    ASSERT_THAT(read.errors.messages, ElementsAre());
-
-    const TableType &type = read.model.types[0];
-    ASSERT_EQ(2u, type.fields.size());
-    EXPECT_EQ("TaskInfo[]?", Text(type.fields[0].type));
-    EXPECT_EQ("ozy25/4.0", type.fields[0].version);
-    EXPECT_EQ("", type.fields[1].version);
-
-    ASSERT_EQ(3u, type.methods.size());
-    EXPECT_EQ("stop", type.methods[0].stub);
-    EXPECT_EQ("", Text(type.methods[0].result));
-    const TableMethod &lengthy = type.methods[1];
-    ASSERT_EQ(3u, lengthy.arguments.size());
-    EXPECT_EQ("~string!", Text(lengthy.arguments[0].type));
-    EXPECT_EQ("*", Text(lengthy.arguments[1].type));
-    EXPECT_EQ("*[]", Text(lengthy.arguments[2].type));
-    EXPECT_EQ(7u, lengthy.arguments[2].place.line);
-    EXPECT_EQ("Task[]", Text(lengthy.result));
-    EXPECT_EQ("int", Text(type.methods[2].result));
-
-    const TableType &words = read.model.types[1];
-    ASSERT_EQ(3u, words.words.size());
-    EXPECT_EQ("3rd", words.words[2].word);
-    EXPECT_EQ(12u, words.words[2].place.line);
 }
 
 TEST(SchemaText, RefusesByFileAndLine) {
