@@ -102,33 +102,6 @@ TEST(Listener, HandsOutCopiesOfItsResult) {
     g_boxed_free(G_TYPE_VALUE, property);
 }
 
-TEST(Listener, KnowsWhatTheCallReturns) {
-    const struct {
-        GType type;
-        gboolean isArray;
-        GType expected;
-    } rows[] = {{G_TYPE_NONE, FALSE, 0},
-                {G_TYPE_STRING, FALSE, G_TYPE_STRING},
-                {G_TYPE_STRING, TRUE, G_TYPE_STRING},
-                {G_TYPE_INT64, FALSE, G_TYPE_INT64}};
-    Recorder recorder; /* one listener, call after call */
-    for (const auto &row : rows) {
-        gboolean isArray = !row.isArray;
-        orvane_listener_set_return_type(recorder.listener, row.type, row.isArray);
-        EXPECT_EQ(row.expected, orvane_listener_get_return_type(recorder.listener, &isArray));
-        EXPECT_EQ(row.isArray, isArray);
-    }
-}
-
-TEST(Listener, RefusesAStateThatIsNone) {
-    Recorder recorder;
-    g_test_expect_message(nullptr, G_LOG_LEVEL_CRITICAL, "*should not be reached*");
-    orvane_listener_set_state(recorder.listener, static_cast<OrvaneListenerState>(3));
-    g_test_assert_expected_messages();
-    EXPECT_EQ(ORVANE_LISTENER_UNUSED, orvane_listener_get_state(recorder.listener));
-    EXPECT_THAT(recorder.Take(), IsEmpty());
-}
-
 TEST(Listener, EmitsNothingMoreOnceReleased) {
     const std::pair<const char *, Events> rows[] = {
         {"notify::result", {"notify::result 2"}},

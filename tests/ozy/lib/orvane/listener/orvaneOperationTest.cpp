@@ -91,6 +91,15 @@ struct OperationEnds : ManagerTest {
     void Answer(const char *method, const CannedAnswer &answer) {
         service->server.Send(service->Last(method).connection, answer.bytes);
     }
+    /* Another session, which is connected, and an empty ledger. */
+    void ConnectAnew() {
+        ledger.texts.clear();
+        ledger.message.clear();
+        ledger.numDestroyed = 0;
+        DropAll();
+        StartOver();
+        ManagerTest::Connect();
+    }
     void DropAll() {
         proxies.clear();
         g_clear_object(&session);
@@ -250,12 +259,7 @@ TEST_F(OperationEnds, AreReportedOnceAfterTheSignals) {
     };
     for (const auto &row : rows) {
         SCOPED_TRACE(row.name);
-        ledger.texts.clear();
-        ledger.message.clear();
-        ledger.numDestroyed = 0;
-        DropAll();
-        StartOver();
-        ASSERT_EQ("success", SessionTest::Connect());
+        ConnectAnew();
         row.run();
         testLoop::RunUntil([&] { return ledger.numDestroyed > 0; }, 300);
         DropAll();
@@ -281,10 +285,7 @@ TEST_F(OperationEnds, AreReportedLaterWhileTheLibraryIsShutDown) {
     for (const bool isStartedAgain : {true, false}) {
         for (const auto &[name, begin, hasSignal] : rows) {
             SCOPED_TRACE(name);
-            proxies.clear();
-            StartOver();
-            ledger.texts.clear();
-            SetUp();
+            ConnectAnew();
             orvane_shutdown();
             Begin(begin);
             EXPECT_EQ(hasSignal ? "signal failure" : "", ledger.Text());
@@ -365,10 +366,7 @@ TEST_F(OperationEnds, AreNotThoseOfAFormerOperation) {
     for (const bool hasFunction : {true, false}) {
         for (const auto &row : rows) {
             SCOPED_TRACE(row.name);
-            ledger.texts.clear();
-            proxies.clear();
-            SessionTest::StartOver();
-            SetUp();
+            ConnectAnew();
             const ObjectPtr<OrvaneListener> owner(hasFunction ? ledger.New()
                                                               : orvane_listener_new());
             OrvaneListener *listener = owner.get();
@@ -480,10 +478,8 @@ TEST_F(OperationEnds, AreReportedOnceWhateverAHandlerDoes) {
     };
     for (const auto &row : rows) {
         SCOPED_TRACE(std::string(row.name) + " in " + row.signal);
-        ledger.texts.clear();
         other.texts.clear();
-        StartOver();
-        SetUp();
+        ConnectAnew();
         const ObjectPtr<OrvaneListener> listener(ledger.New());
         auto run = row.run;
         On(listener.get(), row.signal, [&] {

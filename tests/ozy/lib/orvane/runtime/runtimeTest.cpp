@@ -31,38 +31,6 @@ TEST(EnumByNick, WarnsOfATypeThatIsNoEnumeration) {
     EXPECT_EQ("W orvane_enum_get_by_nick: Attempted lookup 'x' on non-enum type\n", LogText());
 }
 
-TEST(ValueCondUnset, LeavesAloneWhatIsNotInitialised) {
-    GValue value = G_VALUE_INIT;
-    orvane_value_cond_unset(nullptr);
-    orvane_value_cond_unset(&value);
-    g_value_init(&value, G_TYPE_STRING);
-    g_value_set_string(&value, "x");
-    orvane_value_cond_unset(&value);
-    EXPECT_EQ(0u, G_VALUE_TYPE(&value));
-}
-
-TEST(BoxedTypes, CopiesAreOfTheSameContentAndApart) {
-    GByteArray *bytes = g_byte_array_new();
-    auto *copy = static_cast<GByteArray *>(g_boxed_copy(ORVANE_TYPE_BYTE_ARRAY, bytes));
-    EXPECT_EQ(0u, copy->len);
-    g_boxed_free(ORVANE_TYPE_BYTE_ARRAY, copy);
-    g_byte_array_append(bytes, reinterpret_cast<const guint8 *>("a\0b"), 3);
-    copy = static_cast<GByteArray *>(g_boxed_copy(ORVANE_TYPE_BYTE_ARRAY, bytes));
-    bytes->data[0] = 'x';
-    EXPECT_EQ(std::string("a\0b", 3), std::string(reinterpret_cast<char *>(copy->data), copy->len));
-    g_boxed_free(ORVANE_TYPE_BYTE_ARRAY, copy);
-    g_boxed_free(ORVANE_TYPE_BYTE_ARRAY, bytes);
-
-    const GTimeVal time = {5, 7};
-    const GPtr<GTimeVal> timeCopy(
-        static_cast<GTimeVal *>(g_boxed_copy(ORVANE_TYPE_TIMEVAL, &time)));
-    EXPECT_EQ(5, timeCopy->tv_sec);
-    EXPECT_EQ(7, timeCopy->tv_usec);
-    EXPECT_STREQ("GTimeVal", g_type_name(ORVANE_TYPE_TIMEVAL));
-    EXPECT_STREQ("OrvaneByteArray", g_type_name(ORVANE_TYPE_BYTE_ARRAY));
-    EXPECT_STREQ("OrvaneURI", g_type_name(ORVANE_TYPE_URI));
-}
-
 /* Any object does for a listener: a binding is a matter of weak references alone. */
 struct Binding : testing::Test {
     GObject *Bound() {

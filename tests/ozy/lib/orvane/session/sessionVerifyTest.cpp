@@ -82,37 +82,35 @@ TEST_F(SessionVerify, AnAnswerAtOnceSettlesIt) {
     EXPECT_EQ("success", Connect());
 }
 
-TEST_F(SessionVerify, ALaterYesStartsOver) {
+TEST_F(SessionVerify, ALaterYesStartsOverAndALaterNoFails) {
     Serve("self-signed");
     AskApplication();
     application.answer = Answer::Later;
-    for (bool isBeforeTheError : {false, true}) {
+    const struct {
+        const char *name;
+        bool accepts, isBeforeTheError;
+        const char *ending;
+        size_t times;
+    } rows[] = {{"no", false, false, kRefused, 1},
+                {"yes", true, false, "success", 2},
+                {"yes before the error", true, true, "success", 2}};
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.name);
         application.accepted.clear();
         application.asked.clear();
         Ending ending;
         Begin(ending);
-        WaitForQuestion(isBeforeTheError);
+        WaitForQuestion(row.isBeforeTheError);
         EXPECT_EQ(0, ending.times);
-        application.Decide(true);
+        EXPECT_EQ(0, server->NumDocuments()) << "nothing was sent";
+        application.Decide(row.accepts);
         Wait(ending);
-        EXPECT_EQ("success", ending.text);
+        EXPECT_EQ(row.ending, ending.text);
         EXPECT_EQ(1, ending.times);
-        EXPECT_EQ(2u, application.asked.size());
-        EXPECT_EQ("success", Disconnect());
+        EXPECT_EQ(row.times, application.asked.size());
+        End();
+        server->ResetCounters();
     }
-}
-
-TEST_F(SessionVerify, ALaterNoFails) {
-    Serve("self-signed");
-    AskApplication();
-    application.answer = Answer::Later;
-    Ending ending;
-    Begin(ending);
-    WaitForQuestion();
-    application.Decide(false);
-    EXPECT_EQ(kRefused, ending.text);
-    EXPECT_EQ(ORVANE_SESSION_DISCONNECTED, State());
-    EXPECT_EQ(0, server->NumDocuments());
 }
 
 TEST_F(SessionVerify, WhoeverGoesWhileTheQuestionIsOpenLeavesNoTrace) {

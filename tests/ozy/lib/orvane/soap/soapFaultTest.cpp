@@ -78,14 +78,6 @@ TEST(SoapFault, WrappersYieldTheFaultInside) {
         EXPECT_EQ(wanted, Shown(ReadElement(text, 0))) << text;
 }
 
-TEST(SoapFault, AWrapperWithoutFaultIsAnObjectOfItsClass) {
-    const Value value = ReadElement("<e xsi:type='LocalizedMethodFault'>"
-                                    "<localizedMessage>m</localizedMessage></e>",
-                                    0);
-    ASSERT_NE(nullptr, value.Object());
-    EXPECT_EQ("m", GetString(value.Object(), "localizedMessage"));
-}
-
 TEST(SoapFault, APropertyOfAFaultsTypeReceivesTheFaultInside) {
     Value info;
     EXPECT_TRUE(ReadReply(ReplyText("taskFailed.xml"),

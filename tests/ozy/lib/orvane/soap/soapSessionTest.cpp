@@ -57,14 +57,6 @@ TEST_F(SoapSession, ARequestNamesTheNamespaceAndKeepsToTheVersion) {
         text.get());
 }
 
-TEST_F(SoapSession, AReferenceIsTheProxyOfItsId) {
-    const Value value = Read("<v type='VirtualMachine' xsi:type='ManagedObjectReference'>vm-1</v>");
-    ASSERT_NE(nullptr, value.Object());
-    EXPECT_STREQ("SkemaOzyVirtualMachine", G_OBJECT_TYPE_NAME(value.Object()));
-    EXPECT_STREQ("vm-1", reinterpret_cast<SkemaQormManagedObject *>(value.Object())->id);
-    EXPECT_EQ(value.Object(), Read("<v>vm-1</v>", orvane_lookup_type("ManagedEntity")).Object());
-}
-
 TEST_F(SoapSession, AProxyOfAnotherClassIsTakenWhereThePlaceCanHoldIt) {
     const Value known = Read("<v type='ManagedEntity'>x-1</v>");
     ASSERT_NE(nullptr, known.Object());
