@@ -12,6 +12,7 @@
 #include "tests/support/inChild.h"
 #include "tests/support/logText.h"
 #include "tests/support/temporaryFolder.h"
+#include "tests/support/testLoop.h"
 
 /* A test whose body runs in a child. */
 #define TEST_IN_CHILD(suite, name)                                                                 \
@@ -204,14 +205,6 @@ TEST_IN_CHILD(SchemaLoad, RefusesTheNameOfATypeOfTheApplication) {
     EXPECT_EQ(file + ":7: type 'SkemaOzySiteDisplay' is registered already", outcome.message);
 }
 
-gint PollAdd(gint, OrvanePollFunction, gpointer, gint, gint64, gpointer, PollClassSet) {
-    return 0;
-}
-
-gboolean PollRemove(gint, OrvanePollFunction, gpointer, gint, PollClassSet) {
-    return TRUE;
-}
-
 TEST_IN_CHILD(SchemaLoad, InitLoadsWhatTheEnvironmentNames) {
     const TemporaryFolder folder;
     const TemporaryFolder other;
@@ -219,10 +212,10 @@ TEST_IN_CHILD(SchemaLoad, InitLoadsWhatTheEnvironmentNames) {
     const std::string file =
         other.Write("b.schema", "namespace ozy\ndata SiteDisplay ...\n  width int\n");
     g_setenv("ORVANE_SCHEMA_OVERLAY", (folder.Path() + "::" + file).c_str(), TRUE);
-    ASSERT_TRUE(orvane_init(PollAdd, PollRemove));
+    ASSERT_TRUE(orvane_init(testLoop::Callback, testLoop::CallbackRemove));
     EXPECT_TRUE(HasProperty("VirtualMachineSummary", "note"));
     orvane_shutdown();
-    ASSERT_TRUE(orvane_init(PollAdd, PollRemove)); /* not again */
+    ASSERT_TRUE(orvane_init(testLoop::Callback, testLoop::CallbackRemove)); /* not again */
     orvane_shutdown();
     EXPECT_EQ(std::string::npos, LogText().find("ORVANE_SCHEMA_OVERLAY"));
 }
@@ -232,29 +225,21 @@ TEST_IN_CHILD(SchemaLoad, InitGoesOnWithoutABrokenOverlay) {
     const std::string good = folder.Write("good.schema", kOverlay);
     const std::string bad = folder.Write("bad.schema", "data X\n");
     g_setenv("ORVANE_SCHEMA_OVERLAY", (good + ":" + bad).c_str(), TRUE);
-    ASSERT_TRUE(orvane_init(PollAdd, PollRemove));
+    ASSERT_TRUE(orvane_init(testLoop::Callback, testLoop::CallbackRemove));
     EXPECT_THAT(LogText(), HasSubstr("W Schema: ORVANE_SCHEMA_OVERLAY is not loaded: " + bad +
                                      ":1: no 'namespace' line before the first type"));
     EXPECT_FALSE(HasProperty("VirtualMachineSummary", "note"));
     orvane_shutdown();
 }
 
-/* As secure_getenv() answers in a process with raised rights. */
-char *NoVariable(const char *) {
-    return nullptr;
-}
-
-char *EmptyVariable(const char *) {
-    static char text[] = ":";
-    return text;
-}
-
 TEST_IN_CHILD(SchemaLoad, NothingIsLoadedWithoutAVariable) {
     const SchemaTables *before = SchemaEngine_Tables();
     const TemporaryFolder folder;
     g_setenv("ORVANE_SCHEMA_OVERLAY", folder.Write("a.schema", kOverlay).c_str(), TRUE);
-    SchemaLoad_FromEnvironment(NoVariable);
-    SchemaLoad_FromEnvironment(EmptyVariable);
+    /* as secure_getenv() answers in a process with raised rights */
+    SchemaLoad_FromEnvironment([](const char *) -> char * { return nullptr; });
+    static char empty[] = ":";
+    SchemaLoad_FromEnvironment([](const char *) { return empty; });
     EXPECT_EQ(before, SchemaEngine_Tables());
 }
 

@@ -34,39 +34,35 @@ TEST(SchemaText, ReadsHeads) {
 }
 
 TEST(SchemaText, RefusesByFileAndLine) {
-    /* texts below "namespace ozy" */
+    /* texts below "namespace ozy"; lines and messages */
     const std::pair<const char *, const char *> rows[] = {
-        {"namespace mars\n", "a.schema:2: unknown namespace 'mars'"},
-        {"namespace ozy listed\n",
-         "a.schema:2: unexpected 'listed' where the end of the line belongs"},
-        {"struct A\n", "a.schema:2: unknown kind of type 'struct'"},
-        {"data\n", "a.schema:2: the name of a type missing at the end of the line"},
-        {"data 2A : B\n", "a.schema:2: name that begins with a digit: '2A'"},
-        {"data A-B : C\n", "a.schema:2: unexpected '-' where the end of the line belongs"},
-        {"data A :\n", "a.schema:2: a base missing at the end of the line"},
-        {"data A : B @\n", "a.schema:2: no version behind '@'"},
-        {"data A : B @all ...\n", "a.schema:2: unexpected '...' where the end of the line belongs"},
-        {"  field int\n", "a.schema:2: indented line below no type: 'field'"},
-        {"data A : B\n  field\n", "a.schema:3: a type missing at the end of the line"},
-        {"data A : B\n  field int?!\n",
-         "a.schema:3: unexpected '!' where the end of the line belongs"},
-        {"data A : B\n  field int = 3\n",
-         "a.schema:3: unexpected '=' where the end of the line belongs"},
-        {"data A : B\n  ~field int\n", "a.schema:3: no field or method can begin with '~'"},
-        {"data A : B\n  Method() int\n", "a.schema:3: method outside a managed class: 'Method'"},
-        {"managed A : B\n  Method(a)\n", "a.schema:3: unexpected ')' where a type belongs"},
+        {"namespace mars\n", "2: unknown namespace 'mars'"},
+        {"namespace ozy listed\n", "2: unexpected 'listed' where the end of the line belongs"},
+        {"struct A\n", "2: unknown kind of type 'struct'"},
+        {"data\n", "2: the name of a type missing at the end of the line"},
+        {"data 2A : B\n", "2: name that begins with a digit: '2A'"},
+        {"data A-B : C\n", "2: unexpected '-' where the end of the line belongs"},
+        {"data A :\n", "2: a base missing at the end of the line"},
+        {"data A : B @\n", "2: no version behind '@'"},
+        {"data A : B @all ...\n", "2: unexpected '...' where the end of the line belongs"},
+        {"  field int\n", "2: indented line below no type: 'field'"},
+        {"data A : B\n  field\n", "3: a type missing at the end of the line"},
+        {"data A : B\n  field int?!\n", "3: unexpected '!' where the end of the line belongs"},
+        {"data A : B\n  field int = 3\n", "3: unexpected '=' where the end of the line belongs"},
+        {"data A : B\n  ~field int\n", "3: no field or method can begin with '~'"},
+        {"data A : B\n  Method() int\n", "3: method outside a managed class: 'Method'"},
+        {"managed A : B\n  Method(a)\n", "3: unexpected ')' where a type belongs"},
         {"managed A : B\n  Method(a int\n  Other()\n",
-         "a.schema:3: ',' or ')' missing at the end of the line"},
+         "3: ',' or ')' missing at the end of the line"},
         {"managed A : B\n  Method(\n      a int;\n      b int)\n  field int\n",
-         "a.schema:4: unexpected ';' where ',' or ')' belongs"},
-        {"managed A : B\n  Method() int = \n",
-         "a.schema:3: a stub's name missing at the end of the line"},
-        {"enum A\n  one, two\n", "a.schema:3: no word of an enumeration: ','"},
-        {"data \xc3\x84 : B\n", "a.schema:2: byte that is no printable ASCII"},
+         "4: unexpected ';' where ',' or ')' belongs"},
+        {"managed A : B\n  Method() int = \n", "3: a stub's name missing at the end of the line"},
+        {"enum A\n  one, two\n", "3: no word of an enumeration: ','"},
+        {"data \xc3\x84 : B\n", "2: byte that is no printable ASCII"},
     };
     for (const auto &[text, message] : rows)
         EXPECT_THAT(Read(std::string("namespace ozy\n") + text).errors.messages,
-                    ElementsAre(message))
+                    ElementsAre(std::string("a.schema:") + message))
             << text;
     EXPECT_THAT(Read("data A : B\n").errors.messages,
                 ElementsAre("a.schema:1: no 'namespace' line before the first type"));
