@@ -79,9 +79,7 @@ protected:
     /* A service elsewhere, whose clock is moved. */
     void StartIdle() { StartServer({.hosts = 1, .machines = 1}); }
     bool UntilConnected() {
-        for (int i = 0; i < 70 && !IsState(ORVANE_SESSION_CONNECTED); i++)
-            Move(1000);
-        return IsState(ORVANE_SESSION_CONNECTED) && IsWaiting();
+        return MoveUntil([&] { return IsState(ORVANE_SESSION_CONNECTED); }) && IsWaiting();
     }
     std::string LastError() {
         GError *error = nullptr;
@@ -193,9 +191,7 @@ TEST_F(Reconnect, UnloadsAndLoadsWithoutListenersAreRemembered) {
 
 TEST_F(Reconnect, DelaysDoubleAndAreRandom) {
     Lose();
-    for (int i = 0; i < 300 && delays.size() < 9; i++)
-        Move(1000);
-    ASSERT_GE(delays.size(), 9u);
+    ASSERT_TRUE(MoveUntil([&] { return delays.size() >= 9; }, 300));
     const guint kLongest[] = {1000, 2000, 4000, 8000, 16000, 32000, 60000, 60000, 60000};
     for (size_t i = 0; i < 9; i++) {
         EXPECT_LE(delays[i], kLongest[i]);
@@ -455,9 +451,7 @@ TEST_F(Reconnect, ALargeUpdateMayTakeLong) {
     Rename("vm-101", name.c_str());
     testLoop::Settle();
     const gint64 start = clockOffset;
-    for (int i = 0; i < 100 && Name(proxy) != name; i++)
-        Move(10000);
-    EXPECT_EQ(name, Name(proxy));
+    EXPECT_TRUE(MoveUntil([&] { return Name(proxy) == name; }, 100, 10000));
     EXPECT_GE(clockOffset - start, 400 * G_USEC_PER_SEC);
     EXPECT_THAT(events, Not(Contains("state 16")));
 }
@@ -593,8 +587,7 @@ TEST_F(Reconnect, AnyServiceLeavesTheSessionUsable) {
         }
         inCredentials = nullptr;
         ComeBack();
-        for (int i = 0; i < 100 && server->NumWaiting() == 0; i++)
-            Move(10000);
+        MoveUntil([&] { return server->NumWaiting() > 0; }, 100, 10000);
         EXPECT_TRUE(IsState(ORVANE_SESSION_CONNECTED));
         EXPECT_EQ("succeeded", Finish("last"));
     }

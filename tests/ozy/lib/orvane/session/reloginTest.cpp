@@ -241,9 +241,7 @@ TEST_F(Relogin, ThePausesGrowUntilUpdatesCome) {
     EXPECT_TRUE(IsState(ORVANE_SESSION_CONNECTED));
 
     server->ClearTroubles();
-    for (int i = 0; i < 61 && server->NumWaiting() == 0; i++)
-        Move(1000);
-    EXPECT_TRUE(IsWaiting());
+    EXPECT_TRUE(MoveUntil([&] { return server->NumWaiting() == 1; }));
     server->ResetCounters();
     Expire();
     EXPECT_EQ(1, server->NumCalls("Login")) << "at once again";
@@ -265,9 +263,7 @@ TEST_F(Relogin, ThePausesGrowUntilTheFiltersAreComplete) {
     EXPECT_GE(server->NumCalls("Login"), 3);
     EXPECT_LE(server->NumCalls("Login"), 7);
     inCredentials = [&] { server->ClearTroubles(); };
-    for (int i = 0; i < 61 && server->NumFilters() < 2; i++)
-        Move(1000);
-    EXPECT_EQ(2, server->NumFilters());
+    EXPECT_TRUE(MoveUntil([&] { return server->NumFilters() == 2; }));
 }
 
 /* A late refusal of a call of a former login does not disturb those that wait for the next one. */

@@ -136,6 +136,13 @@ protected:
     bool IsWaiting() {
         return Until([&] { return server->NumWaiting() == 1; });
     }
+    /* Moves the clocks, at most so many times, until a condition holds. */
+    bool MoveUntil(const std::function<bool()> &condition, int times = 70,
+                   gint64 milliseconds = 1000) {
+        while (!condition() && times-- > 0)
+            Move(milliseconds);
+        return condition();
+    }
     void MoveSeconds(int seconds) {
         for (int i = 0; i < seconds; i++)
             Move(1000);

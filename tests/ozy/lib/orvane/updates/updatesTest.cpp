@@ -25,11 +25,6 @@ struct Updates : ManagerTest {
         return orvane_momgr_lookup(orvane_session_get_momgr(session), id.c_str()) != nullptr;
     }
 
-    bool RunUntilInterrupted() {
-        return testLoop::RunUntil(
-            [this] { return orvane_session_get_state(session) == ORVANE_SESSION_INTERRUPTED; });
-    }
-
     std::vector<std::string> signals;
     std::function<void()> onNotify;
 };
@@ -56,27 +51,6 @@ TEST_F(Updates, BecomePropertiesAndSignals) {
            Object("leave", "VirtualMachine", "vm-1", Assign("name", String("third"))));
     EXPECT_EQ("second", Name(machine));
     EXPECT_EQ((std::vector<std::string>{"vm-1 name", "vm-1 leaves"}), signals);
-}
-
-TEST_F(Updates, ArraysOfManagedObjectsReadAsProxies) {
-    SkemaQormManagedObject *machine = Watched("vm-1");
-    const auto third = Owned("ds-3", SKEMA_TYPE_OZY_DATASTORE);
-    std::string added;
-    const auto keep = [&](GObject *, GParamSpec *, gboolean isAdded, const GValue *element) {
-        const auto *proxy = static_cast<SkemaQormManagedObject *>(g_value_get_object(element));
-        added += std::string(isAdded ? "+" : "-") + proxy->id;
-    };
-    On(machine, "array_notify::datastore", keep);
-    const auto add = [](const char *id) {
-        return Change("add", "datastore", " " + Reference("val", "Datastore", id));
-    };
-    Update(Modify("vm-1", add("ds-1") + add("ds-2") + add("ds-3") +
-                              Change("remove", "datastore[\"ds-2\"]") +
-                              Assign("datastore[\"ds-3\"].name", String("third"))));
-    EXPECT_EQ("+ds-1+ds-2+ds-3-ds-2", added);
-    EXPECT_EQ("ds-1 ds-3 ", Ids(machine, "datastore"));
-    EXPECT_EQ("third", Name(third.get()));
-    EXPECT_EQ(signals, std::vector<std::string>(4, "vm-1 datastore"));
 }
 
 /*
@@ -156,17 +130,6 @@ TEST_F(Updates, OfUnknownObjectsLeaveNoProxyBehind) {
     EXPECT_FALSE(IsKnown("vm-8"));
 }
 
-/* An update that answers no load lets one more start all the same. Later loads still work. */
-TEST_F(Updates, OfObjectsThatAreNotBeingLoadedDoNotStopLoads) {
-    for (int i = 0; i < 3; i++)
-        Update(Enter("VirtualMachine", "vm-7"));
-    Ending outcome;
-    Load(Machine("vm-1"), outcome.listener);
-    ASSERT_TRUE(RunUntilCount("CreateFilter", 1));
-    Update(Enter("VirtualMachine", "vm-1"));
-    EXPECT_EQ("success", outcome.text);
-}
-
 TEST_F(Updates, AVersionThatIsRefusedStartsFromTheBeginning) {
     SkemaQormManagedObject *machine = Watched("vm-1");
     service->Fail("InvalidCollectorVersion");
@@ -220,30 +183,6 @@ TEST_F(Updates, AnotherCollectorReplacesTheFirst) {
     EXPECT_EQ(references - 1, first->ref_count);
     Update("");
     EXPECT_NE(service->Requests().back().body.find(">other</_this>"), std::string::npos);
-}
-
-TEST_F(Updates, EndWhenThePermissionIsGone) {
-    for (const char *fault : {"NoPermission", "NotAuthenticated"}) {
-        service->Fail(fault);
-        ASSERT_TRUE(RunUntilInterrupted()) << fault;
-        testLoop::Settle();
-        EXPECT_FALSE(service->IsWaiting());
-        Disconnect();
-        Connect();
-    }
-}
-
-TEST_F(Updates, EndWhenTheServiceIsGone) {
-    service->server.StopListening();
-    /* each try first takes up one of the connections that are still open */
-    const auto isInterrupted = [this] {
-        if (service->IsWaiting())
-            service->Cut();
-        return orvane_session_get_state(session) == ORVANE_SESSION_INTERRUPTED;
-    };
-    EXPECT_TRUE(testLoop::RunUntil(isInterrupted));
-    testLoop::Settle();
-    EXPECT_FALSE(service->IsWaiting());
 }
 
 TEST_F(Updates, MayBeStoppedFromWithin) {
