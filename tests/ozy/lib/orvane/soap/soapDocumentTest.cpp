@@ -33,13 +33,7 @@ TEST(SoapDocument, WhatIsRefusedBeforeAnythingIsRead) {
     for (const auto &[name, text] : rows)
         EXPECT_FALSE(Parses(text)) << name;
     EXPECT_EQ(nullptr, OrvaneSoap_ParseDocument(nullptr, 0, "reply", 0));
-}
-
-TEST(SoapDocument, HarmlessThingsAreRead) {
     EXPECT_TRUE(Parses(std::string("<a/>\0\0", 6))) << "NULs at the end";
-    for (const char *text : {"<a/>", "<?xml version='1.0'?><!-- c --><?pi x?><a>&amp;&#65;</a>\n",
-                             "<a xsi:type='undeclared prefix'/>"})
-        EXPECT_TRUE(Parses(text)) << text;
 }
 
 TEST(SoapDocument, MessagesGoToTheLogAndNowhereElse) {

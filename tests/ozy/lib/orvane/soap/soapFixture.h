@@ -92,10 +92,12 @@ struct Warnings {
     ~Warnings() { g_log_set_default_handler(before, nullptr); }
 
     std::vector<std::string> texts;
+    std::function<void()> then = [] {}; /* after each */
 
 private:
     static void Keep(const gchar *, GLogLevelFlags, const gchar *text, gpointer self) {
         static_cast<Warnings *>(self)->texts.emplace_back(text);
+        static_cast<Warnings *>(self)->then();
     }
     GLogFunc before;
 };

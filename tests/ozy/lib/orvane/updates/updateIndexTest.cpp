@@ -250,19 +250,12 @@ TEST(UpdateIndex, ListsMayBeSetWhileAKeyIsWarnedAbout) {
                                              (row.property + std::string(key.get()) + ".x").c_str(),
                                              nullptr, kAssign);
             }
-            struct Setter {
-                GObject *object;
-                const char *property;
-            } setter = {holder.get(), row.property};
-            const GLogFunc before = g_log_set_default_handler(
-                [](const char *, GLogLevelFlags, const char *, gpointer data) {
-                    const auto *self = static_cast<Setter *>(data);
-                    g_object_set(self->object, self->property, nullptr, nullptr);
-                },
-                &setter);
-            orvane_momgr_update_property(momgr, holder.get(), path.c_str(), StringValue("x").get(),
-                                         row.op);
-            g_log_set_default_handler(before, nullptr);
+            {
+                Warnings warnings;
+                warnings.then = [&] { g_object_set(holder.get(), row.property, nullptr, nullptr); };
+                orvane_momgr_update_property(momgr, holder.get(), path.c_str(),
+                                             StringValue("x").get(), row.op);
+            }
             EXPECT_EQ(*MOMgrPeek<GValueArray *>(holder.get(), row.property), nullptr)
                 << row.property;
         }
