@@ -223,20 +223,7 @@ TEST_F(OrvaneJson, WhatJsonCannotExpressIsAnError) {
     const ObjectPtr<GObject> stranger(static_cast<GObject *>(g_object_new(G_TYPE_OBJECT, nullptr)));
     EXPECT_EQ("is no object of the schema: GObject", Write(stranger.get()));
 
-    ObjectPtr<GObject> deep;
-    for (int level = 0; level < 300; level++) {
-        ObjectPtr<GObject> outer(static_cast<GObject *>(
-            g_object_new(SKEMA_TYPE_QORM_CORE_PROPERTY_COLLECTOR_CHANGE, "name", "x", nullptr)));
-        Value held(G_TYPE_VALUE_ARRAY);
-        GValueArray *array = g_value_array_new(1);
-        Value element(SKEMA_TYPE_QORM_CORE_PROPERTY_COLLECTOR_CHANGE);
-        g_value_set_object(element.get(), deep.get());
-        g_value_array_append(array, element.get());
-        g_value_take_boxed(held.get(), array);
-        orvane_object_set_any(outer.get(), "val", held.get());
-        deep = std::move(outer);
-    }
-    EXPECT_THAT(Write(deep.get()), HasSubstr("is nested too deeply"));
+    EXPECT_THAT(Write(NestedObjects(600).Object()), HasSubstr("is nested too deeply"));
 }
 
 } // namespace
