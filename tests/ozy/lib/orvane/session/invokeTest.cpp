@@ -116,6 +116,26 @@ TEST_F(Invoke, ReportsEachReply) {
     }
 }
 
+TEST_F(Invoke, RepliesHaveTheLimitsOfTheirSession) {
+    service->answers["CurrentTime"] =
+        HttpReply(Body("<CurrentTimeResponse/>" + Times(10000, "<a/>")));
+    const struct {
+        guint64 bodyBytes, treeBytes;
+        const char *ending;
+    } rows[] = {
+        {30000, 0, "failure InvalidResponse 48"},
+        {60000, 0, "success"},
+        {0, 1000000, "failure InvalidResponse 0 200"},
+        {0, 10000000, "success"},
+        {0, 0, "success"},
+    };
+    EXPECT_EQ("success", Call());
+    for (const auto &row : rows) {
+        orvane_session_set_reply_limits(session, row.bodyBytes, row.treeBytes);
+        EXPECT_EQ(row.ending, Call().substr(0, strlen(row.ending)));
+    }
+}
+
 TEST_F(Invoke, SendsTheCallersOwnValues) {
     service->answers["Own"] = Reply("Own");
     const Value number = IntValue(7);

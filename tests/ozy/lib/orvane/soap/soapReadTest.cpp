@@ -177,6 +177,15 @@ TEST(SoapRead, AReferenceNeedsASessionAndAnId) {
               warnings.texts);
 }
 
+TEST(SoapRead, DeepNestingIsReadToTheParsersLimit) {
+    const auto nested = [](int levels) {
+        return Times(levels, "<selectSet xsi:type='TraversalSpec'>") +
+               Times(levels, "</selectSet>");
+    };
+    EXPECT_TRUE(ReadElement(nested(250), 0).IsSet());
+    EXPECT_EQ(nullptr, static_cast<xmlNode *>(Element(nested(300))));
+}
+
 TEST(SoapReply, AMethodWithoutResultHasNone) {
     for (GType type : {GType(0), G_TYPE_NONE, G_TYPE_STRING}) {
         Value value = StringValue("before");
